@@ -1,0 +1,30 @@
+# Language level, warnings and sanitizers: one place for every target.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_FLAGS_RELEASE "-O2")
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
+
+add_library(sealkit_warnings INTERFACE)
+target_compile_options(sealkit_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+
+if(SEALKIT_SANITIZERS)
+    add_compile_options(-fsanitize=${SEALKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    add_link_options(-fsanitize=${SEALKIT_SANITIZERS})
+endif()
+
+# What the shared libraries are built with beside the warnings.
+function(sealkit_library_options target)
+    set_target_properties(${target} PROPERTIES
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON
+        INSTALL_RPATH "$ORIGIN")
+    target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti)
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:sealkit_warnings>)
+    if(NOT SEALKIT_SANITIZERS AND NOT SEALKIT_FUZZ)
+        target_link_options(${target} PRIVATE -Wl,--no-undefined)
+    endif()
+endfunction()

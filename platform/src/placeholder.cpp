@@ -1,0 +1,1 @@
+namespace kp { extern int const placeholder = 0; }

@@ -1,0 +1,5 @@
+#include "sealkit/wipe.h"
+
+#include <cstring>
+
+void* (*secureMemset)(void*, int, size_t) = std::memset;
