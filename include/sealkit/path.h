@@ -1,0 +1,181 @@
+/// Path building and validation: from a certificate to a trust decision (RFC 5280, section 6, as far
+/// as named below; RFC 6125 for host names).
+///
+/// | member | what it does |
+/// | --- | --- |
+/// | `x509BuildPath` | appends to a chain the issuers that a store holds |
+/// | `x509ValidatePath` | checks a chain against a store: identity, name constraints, dates, revocation,
+/// signatures | | `x509ExplainPath` | the same decision with the certificate, the rule and the facts that
+/// disagree | | `x509PathWarnings` | what validation leaves unchecked on purpose and that would have failed |
+/// | `x509CrlWarnings` | the same for one CRL |
+/// | `verifySignature` | checks one signed object against its issuer's public key |
+/// | `pathCodes`, `pathWarnings` | the result codes and the warnings with their names and sentences |
+///
+/// A chain is a vector of certificates: the leaf first, each followed by its issuer.
+///
+/// What validation does not check: path length, key usage and extended key usage, that issuer and
+/// subject names link, certificate policies, and the signature, dates and scope of a CRL. A caller
+/// that cares asks `x509PathWarnings`. Nothing here fetches anything: chains, stores and CRLs are
+/// what the caller has.
+///
+/// All functions are stateless and only read the store.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/crl.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/name.h"
+#include "sealkit/store.h"
+#include "sealkit/timepoint.h"
+#include "sealkit/x509.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The leaf, its issuer, and so on upward.
+using CertificateChain = std::vector<std::shared_ptr<X509Certificate>>;
+
+/// The detail record of a signature check.
+struct PathRes {
+    std::int32_t code = 0; ///< 7, 8 or 9 of `PathCode`; meaningless after a check that succeeded.
+};
+
+/// The results of `x509ValidatePath` by name. `pathCodes` has a sentence for each.
+enum class PathCode : int {
+    valid = 0,
+    emptyChain = 1,
+    identityMismatch = 2,
+    notCa = 3,
+    notYetValid = 4,
+    expired = 5,
+    noAnchor = 6,
+    issuerKeyUnreadable = 7,
+    algorithmMismatch = 8,
+    badSignature = 9,
+    revoked = 10,
+    crlMissing = 11,
+    nameConstraintViolated = 12,
+};
+
+/// What validation leaves unchecked. `pathWarnings` has a sentence for each.
+enum class PathWarningId : unsigned {
+    pathLength,
+    noKeyCertSign,
+    extendedKeyUsage,
+    namesDoNotLink,
+    smallRsaExponent,
+    criticalPolicies,
+    crlSignature,
+    crlNotYetValid,
+    crlOutOfDate,
+    crlScope,
+};
+
+/// One row of the tables of codes and warnings.
+template <typename Id>
+struct PathTerm {
+    Id id;
+    char const* name;     ///< A short name in kebab case, stable.
+    char const* sentence; ///< What it means, as a sentence for people.
+};
+
+/// Every result code, in ascending order.
+SEALKIT_API std::span<PathTerm<PathCode> const> pathCodes();
+/// Every warning, in ascending order.
+SEALKIT_API std::span<PathTerm<PathWarningId> const> pathWarnings();
+/// The row of a result code; null for a number that is none.
+SEALKIT_API PathTerm<PathCode> const* findPathCode(int code);
+/// The row of a warning.
+SEALKIT_API PathTerm<PathWarningId> const& getPathTerm(PathWarningId id);
+
+/// What the leaf is to be used for (RFC 5280, section 4.2.1.12).
+enum class PathPurpose : unsigned {
+    byIdentity, ///< `tlsServer` when a host name or an address is asked for, otherwise `any`.
+    any,
+    tlsServer,
+    tlsClient,
+    codeSigning,
+    emailProtection,
+    timeStamping,
+    ocspSigning,
+};
+
+/// What a chain is asked to stand for. The views must live as long as the question.
+struct PathQuestion {
+    TimePoint now;
+    std::string_view hostName;                     ///< Empty: not asked.
+    IPAddr6 address;                               ///< All zero: not asked.
+    std::string_view email;                        ///< Empty: not asked.
+    bool checkCrls = false;                        ///< Look for the CRL of every certificate.
+    PathPurpose purpose = PathPurpose::byIdentity; ///< Used by `x509PathWarnings` only.
+};
+
+/// A value that takes part in a finding: "now", "notAfter", "serial number", ...
+struct PathFact {
+    std::string label;
+    std::string value; ///< As found in the certificate: may hold any byte.
+};
+
+/// A result of validation with what it is based on.
+struct PathExplanation {
+    int code = 0;        ///< As `x509ValidatePath` returns it.
+    std::string error;   ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
+    unsigned depth = 0;  ///< The certificate's index in the chain; for a valid chain where it met its anchor.
+    std::string subject; ///< That certificate's display name; empty for an empty chain.
+    std::vector<PathFact> facts; ///< What disagrees: asked first, found next.
+};
+
+/// Something that validation left unchecked.
+struct PathWarning {
+    PathWarningId id{};
+    unsigned depth =
+        0; ///< The certificate's index in the chain; for a CRL, that of the certificate it was looked up for.
+    std::string subject; ///< That certificate's display name.
+    std::vector<PathFact> facts;
+};
+
+/// A certificate's subject as text; its subject alternative names joined with ", " when the subject
+/// is empty; empty when there are none either.
+SEALKIT_API std::string getDisplayName(X509Certificate const& certificate);
+
+/// Appends to `chain` the issuers of `start` that `store` holds, up to the first self-signed one.
+/// An empty `start` stands for the last element of `chain`; `start` itself is never appended, so a
+/// caller puts the leaf into `chain` first. True when `chain` holds something at the end: that does
+/// not mean that it reached a root. Building stops, with a line on standard output that names the
+/// key identifier, where the store has no issuer, where the issuer is no CA, and where the chain
+/// comes back to a certificate that it holds.
+SEALKIT_API bool x509BuildPath(CertificateStore const& store, CertificateChain& chain,
+                               std::shared_ptr<X509Certificate> start);
+
+/// Validates a chain at the time `now`. Of host name, address and e-mail address the leaf must bear
+/// one of those given; an empty name and the all-zero address are not given. With `checkCrls` each
+/// certificate is looked up in the CRL of its issuer. Returns a `PathCode` as a number, 0 when the
+/// chain is valid; on 2, 4, 5 and 7 to 12 assigns a line of text to `*error`, which is otherwise
+/// left alone and may be null. On 11 writes the chain's distribution points to standard output.
+SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore const& store, TimePoint now,
+                                 std::string_view hostName, IPAddr6 const& address, std::string_view email,
+                                 bool checkCrls, std::string* error);
+
+/// The same decision, explained. Writes nothing to standard output.
+SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
+                                            PathQuestion const& question);
+
+/// What validation of this chain leaves unchecked and other validators refuse: from the leaf up to
+/// the certificate where the chain meets the store (or its end), in the order of the chain. CRLs
+/// are looked at when `question.checkCrls` is set. An empty list for an empty chain.
+SEALKIT_API std::vector<PathWarning>
+x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathQuestion const& question);
+
+/// What is wrong with a CRL of `issuer` at the time `now`: its signature, its dates, a limited scope
+/// (RFC 5280, section 5.2.5). Depth and subject are the issuer's, with a depth of 0.
+SEALKIT_API std::vector<PathWarning> x509CrlWarnings(X509Crl const& crl, X509Certificate const& issuer,
+                                                     TimePoint now);
+
+/// Verifies the signature of a certificate, CRL or request with the DER SubjectPublicKeyInfo of its
+/// issuer. On failure `result->code` is 7 (no readable key), 8 (the signature's algorithm is unknown
+/// or not of the key's type) or 9 (it does not verify). Neither pointer may be null.
+SEALKIT_API bool verifySignature(X509Base const* object, asn1::blob issuerKeyInfo, PathRes* result);

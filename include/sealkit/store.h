@@ -1,0 +1,92 @@
+/// Certificate stores: the certificates and CRLs that a caller trusts.
+///
+/// | member | what it is |
+/// | --- | --- |
+/// | `CertificateStore` | the interface through which path building and validation (path.h) look things up |
+/// | `CertificateMemoryStore` | a store in memory, filled from PEM text, folders or the system's
+/// configuration | | `LoadedFile` | what became of one file of a folder |
+///
+/// A store is filled once and then only read. Filling takes no locks; a filled store may serve any
+/// number of threads at once.
+///
+/// What a store does not do: it judges nothing. Dates, signatures and flags of what it is given are
+/// not looked at, duplicates are kept, and whatever it holds is trusted by validation.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/crl.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/name.h"
+#include "sealkit/x509.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What path building and validation ask of a store. Programs may derive stores of their own.
+class CertificateStore {
+public:
+    virtual ~CertificateStore() = default;
+
+    /// A certificate with this subject name and this subject key identifier; null when the store has
+    /// none. An empty `keyId` means that the name alone decides.
+    virtual std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
+                                                             asn1::blob keyId) const = 0;
+
+    /// The CRL of the issuer of `certificate`; null when the store has none.
+    virtual std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const = 0;
+};
+
+/// What a file of a folder was loaded as.
+enum class LoadedAs : unsigned {
+    nothing,     ///< It was read, and holds neither a certificate nor a CRL that was wanted.
+    certificate, ///< Its first certificate was appended.
+    crl,         ///< Its CRL was appended.
+    empty,       ///< It has no bytes, cannot be read, or is no regular file.
+    folder,      ///< It is a folder; folders are not entered.
+};
+
+/// One entry of a folder, in the folder's order.
+struct LoadedFile {
+    std::string name; ///< The entry's name, without the folder.
+    LoadedAs as = LoadedAs::nothing;
+};
+
+/// A store that keeps everything in memory. Loaders only append; the first match in load order
+/// answers a look-up.
+class SEALKIT_API CertificateMemoryStore : public CertificateStore {
+public:
+    std::vector<std::shared_ptr<X509Certificate>> certs; ///< In load order, duplicates included.
+    std::vector<std::shared_ptr<X509Crl>> crls;          ///< In load order.
+
+    CertificateMemoryStore();
+    ~CertificateMemoryStore() override;
+
+    /// The first certificate whose subject equals `subject` and whose subject key identifier equals
+    /// `keyId`; an empty `keyId` lets the name alone decide.
+    std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
+                                                     asn1::blob keyId) const override;
+
+    /// The first CRL whose issuer equals the certificate's issuer.
+    std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const override;
+
+    /// Appends every certificate of a PEM text (or one in DER). False when there is none, or when
+    /// one of several cannot be parsed: nothing is appended then.
+    bool loadFromStr(std::string_view text);
+
+    /// Appends the certificate (the first, in PEM) of every file of a folder, and with `withCrls`
+    /// the CRL of every file that holds no certificate. `dir` is used as it is given. Files that
+    /// hold neither are passed over in silence. False, with a line on standard output, only when
+    /// the folder cannot be opened.
+    bool loadFromDir(std::string_view dir, bool withCrls);
+
+    /// The same, and appends to `*files` what became of each entry other than "." and "..".
+    bool loadFromDir(std::string_view dir, bool withCrls, std::vector<LoadedFile>* files);
+
+    /// Appends what the system's certificate manager trusts for a use: its trusted entries whose use
+    /// mask shares a bit with `usage`, the built-in CA folder where the settings trust it for such a
+    /// use, and the CRLs of both. With `all`, every trusted entry and the built-in folder, and no
+    /// CRLs. What is missing or cannot be read is passed over in silence. Always true.
+    bool loadFromCerm(unsigned usage, bool all);
+};
