@@ -1,0 +1,255 @@
+/// Keys: RSA, EC over the named NIST curves, Ed25519 and X25519.
+///
+/// | algorithm | public           | private           | does                           | standard           |
+/// |-----------|------------------|-------------------|--------------------------------|--------------------|
+/// | RSA       | RsaPublicKey     | RsaPrivateKey     | PKCS#1 v1.5 signatures         | RFC 8017           |
+/// | EC        | EcPublicKey      | EcPrivateKey      | ECDSA                          | FIPS 186-4, SEC 1  |
+/// | Ed25519   | Ed25519PublicKey | Ed25519PrivateKey | signatures over whole messages | RFC 8032           |
+/// | X25519    | X25519PublicKey  | X25519PrivateKey  | key agreement                  | RFC 7748           |
+///
+/// Certificates, files and messages hold keys through the abstract `PublicKey` and `PrivateKey`. A
+/// private key is also its own public key: `RsaPrivateKey` derives from `RsaPublicKey`, and so on.
+///
+/// The members are public and may be filled by hand. The parsers only let through numbers that the
+/// operations can work with; operations on members that were filled with anything else fail, they do
+/// not crash. Objects that hold secrets wipe them when they are destroyed. The arithmetic takes a
+/// time that depends on the secret numbers: a key must not be used where an attacker measures that
+/// closely.
+///
+/// No RSA-PSS and no curves beside the named ones. Programs cannot add key classes of their own: the
+/// library takes a `PublicKey` for one of the classes of this header.
+#pragma once
+
+#include "sealkit/bignum.h"
+#include "sealkit/blob.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/ec.h"
+#include "sealkit/hash.h"
+#include "sealkit/oid.h"
+#include "sealkit/rng.h"
+
+#include <iosfwd>
+#include <memory>
+#include <vector>
+
+/// The public half of any key.
+class SEALKIT_API PublicKey {
+public:
+    virtual ~PublicKey();
+
+    /// Reads the key from its own DER, the content of a SubjectPublicKeyInfo's BIT STRING, and the
+    /// whole encoding of the algorithm's parameters (empty when they are absent). False when the
+    /// bytes are malformed, have something behind them, or hold a key that cannot be used; the key
+    /// then is as it was.
+    virtual bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) = 0;
+
+    /// The key's own DER. Empty when the members make no key (an EC point that does not fit its
+    /// curve's field).
+    virtual std::vector<unsigned char> encodeToDerEncoded() const = 0;
+
+    /// The whole encoding of the parameters that stand beside the algorithm's object identifier:
+    /// NULL for RSA, the curve's identifier for EC (empty for an unnamed curve), empty for the
+    /// others. A view of static bytes.
+    virtual asn1::blob algorithmParams() const = 0;
+
+    /// Whether `other` is of the same type and has the same public members. So a private key equals
+    /// its public key.
+    virtual bool equals(PublicKey const& other) const = 0;
+
+    virtual KeyType keyType() const = 0;
+
+    /// Writes the members as text, hexadecimal numbers line by line, ended by an end of line. The
+    /// dump of a private key shows its secrets.
+    virtual void dump(std::ostream& out) const = 0;
+};
+
+/// The private half of any key, which is its public half as well.
+class SEALKIT_API PrivateKey : public virtual PublicKey {
+public:
+    ~PrivateKey() override;
+
+    /// A new key with a copy of the public members alone.
+    virtual std::unique_ptr<PublicKey> publicKey() const = 0;
+};
+
+/// RSA public key (RFC 8017, section 3.1).
+class SEALKIT_API RsaPublicKey : public virtual PublicKey {
+public:
+    BigNum n; ///< Modulus.
+    BigNum e; ///< Public exponent.
+
+    ~RsaPublicKey() override;
+
+    /// Reads RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). The
+    /// parameters are NULL or absent. The modulus must be odd, above 1 and of at most 16,384 bits,
+    /// the exponent odd, above 1 and of at most 64 bits.
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
+    asn1::blob algorithmParams() const override;
+    bool equals(PublicKey const& other) const override;
+    KeyType keyType() const override;
+    void dump(std::ostream& out) const override;
+
+    /// Whether `sig` is the PKCS#1 v1.5 signature (RFC 8017, section 8.2.2) of `digest`, which was
+    /// made with `hashId`. It may have zero bytes in front or lack them: it is read as a number, which
+    /// must be below the modulus. For `HashID::MD5SHA1` the 36 bytes stand in the block bare. The
+    /// parameters in a signed DigestInfo are not looked at, except under an exponent below 65537,
+    /// where they must be NULL or absent and the encoding minimal: there, bytes that nobody looks at
+    /// would let anyone make a signature. A DigestInfo that is not as expected is named on standard
+    /// output.
+    bool verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const;
+
+    /// The digest within `block`, the DigestInfo of a signature: a view into `block`. It must be one
+    /// SEQUENCE for hash `expected` with a digest of that hash's size and nothing behind it; what is
+    /// wrong otherwise is said in one line on standard output, and the result is empty. The
+    /// parameters of the algorithm are not examined.
+    static asn1::blob parseHashFromDerEncoded(HashID expected, asn1::blob block);
+};
+
+/// RSA private key (RFC 8017, section 3.2), two primes.
+class SEALKIT_API RsaPrivateKey : public RsaPublicKey, public PrivateKey {
+public:
+    BigNum d;     ///< Private exponent.
+    BigNum p;     ///< First prime.
+    BigNum q;     ///< Second prime.
+    BigNum exp1;  ///< d mod (p - 1).
+    BigNum exp2;  ///< d mod (q - 1).
+    BigNum coeff; ///< q^-1 mod p.
+
+    ~RsaPrivateKey() override;
+
+    void dump(std::ostream& out) const override;
+    std::unique_ptr<PublicKey> publicKey() const override;
+
+    /// The PKCS#1 v1.5 signature (RFC 8017, section 8.2.1) of `digest`, which was made with `hashId`:
+    /// as many bytes as the modulus has. Empty when the digest does not fit, when there is no such
+    /// hash, or when the members do not belong together. A block without room for the eight 0xFF
+    /// bytes of the standard is signed all the same. p, q, exp1, exp2 and coeff may be zero, which
+    /// takes longer.
+    std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
+};
+
+/// Public key on a named NIST curve.
+class SEALKIT_API EcPublicKey : public virtual PublicKey {
+public:
+    Curve curve = Curve{};
+    ECPoint point;
+
+    ~EcPublicKey() override;
+
+    /// Reads a point in the octet form of SEC 1, section 2.3.4, uncompressed or compressed. The
+    /// parameters must be the object identifier of a named curve (RFC 5480, section 2.1.1); the point
+    /// must have the width of the field and lie on the curve.
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
+    asn1::blob algorithmParams() const override;
+    bool equals(PublicKey const& other) const override;
+    KeyType keyType() const override;
+    void dump(std::ostream& out) const override;
+
+    /// Whether `sig`, the DER of SEQUENCE { r INTEGER, s INTEGER } (RFC 5480, appendix A), is the
+    /// ECDSA signature of `digest`, which was made with `hashId`.
+    bool verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const;
+};
+
+/// Private key on a named NIST curve.
+class SEALKIT_API EcPrivateKey : public EcPublicKey, public PrivateKey {
+public:
+    BigNum secret; ///< Scalar, from 1 to the group order less 1.
+
+    ~EcPrivateKey() override;
+
+    void dump(std::ostream& out) const override;
+    std::unique_ptr<PublicKey> publicKey() const override;
+};
+
+class X25519PublicKey;
+class X25519PrivateKey;
+
+/// Ed25519 public key.
+class SEALKIT_API Ed25519PublicKey : public virtual PublicKey {
+public:
+    std::vector<unsigned char> pub; ///< The encoded point, 32 bytes (RFC 8032, section 5.1.5).
+
+    ~Ed25519PublicKey() override;
+
+    /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
+    asn1::blob algorithmParams() const override;
+    bool equals(PublicKey const& other) const override;
+    KeyType keyType() const override;
+    void dump(std::ostream& out) const override;
+
+    /// Whether `sig` is the signature of `message` (`eddsa::verify`).
+    bool verify(asn1::blob message, asn1::blob sig) const;
+
+    /// The same point as a key for key agreement. Its `pub` is empty when this key's bytes are no
+    /// point, or when they are the point of order 2, whose coordinate is 0.
+    X25519PublicKey toX25519PublicKey() const;
+};
+
+/// Ed25519 private key.
+class SEALKIT_API Ed25519PrivateKey : public Ed25519PublicKey, public PrivateKey {
+public:
+    std::vector<unsigned char> secret; ///< The 32-byte seed (RFC 8032, section 5.1.5).
+
+    Ed25519PrivateKey();
+    Ed25519PrivateKey(Ed25519PrivateKey const&);
+    Ed25519PrivateKey& operator=(Ed25519PrivateKey const&);
+    ~Ed25519PrivateKey() override;
+
+    void dump(std::ostream& out) const override;
+    std::unique_ptr<PublicKey> publicKey() const override;
+
+    /// Makes a new key from 32 bytes of `rng`. False when the generator fails; the key then must not
+    /// be used.
+    bool generatePrivKey(Rng& rng);
+    /// Takes `privateBytes` as the secret and derives the public value from it. False, and the key as
+    /// it was, unless there are 32 bytes.
+    bool initPrivate(std::vector<unsigned char> privateBytes);
+    /// The 64-byte signature of `message` (`eddsa::sign`).
+    std::vector<unsigned char> sign(asn1::blob message) const;
+    /// The key for key agreement that has the same scalar and the same point.
+    X25519PrivateKey toX25519PrivateKey() const;
+};
+
+/// X25519 public key.
+class SEALKIT_API X25519PublicKey : public virtual PublicKey {
+public:
+    std::vector<unsigned char> pub; ///< The u-coordinate, 32 bytes, little-endian (RFC 7748, section 5).
+
+    ~X25519PublicKey() override;
+
+    /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
+    asn1::blob algorithmParams() const override;
+    bool equals(PublicKey const& other) const override;
+    KeyType keyType() const override;
+    void dump(std::ostream& out) const override;
+};
+
+/// X25519 private key.
+class SEALKIT_API X25519PrivateKey : public X25519PublicKey, public PrivateKey {
+public:
+    std::vector<unsigned char> secret; ///< 32 bytes, not clamped (RFC 7748, section 5).
+
+    X25519PrivateKey();
+    X25519PrivateKey(X25519PrivateKey const&);
+    X25519PrivateKey& operator=(X25519PrivateKey const&);
+    ~X25519PrivateKey() override;
+
+    void dump(std::ostream& out) const override;
+    std::unique_ptr<PublicKey> publicKey() const override;
+
+    /// Makes a new key from 32 bytes of `rng`. False when the generator fails; the key then must not
+    /// be used.
+    bool generatePrivKey(Rng& rng);
+    /// Takes `privateBytes` as the secret and derives the public value from it. False, and the key as
+    /// it was, unless there are 32 bytes.
+    bool initPrivate(std::vector<unsigned char> privateBytes);
+    /// The 32-byte secret shared with the holder of the public value `peer` (`x25519::kex`). Empty
+    /// when `peer` is of small order or not on the curve itself.
+    std::vector<unsigned char> exchangeKeys(asn1::blob peer) const;
+};

@@ -1,0 +1,73 @@
+/// PEM text, and the loaders that turn text, DER and files into objects.
+///
+/// | object      | from text or DER | from a file           | PEM label                             |
+/// |-------------|------------------|-----------------------|---------------------------------------|
+/// | certificate | readCertFromStr  | readCertFromFile      | CERTIFICATE                           |
+/// | chain       | readCertChain    | readCertChainFromFile | CERTIFICATE, other blocks passed over |
+/// | CRL         | readCrl          | readCrlFromFile       | X509 CRL                              |
+/// | request     | readReq          | readReqFromFile       | CERTIFICATE REQUEST                   |
+/// | public key  | readPublicKey    | readPublicKeyFromFile | PUBLIC KEY, RSA PUBLIC KEY            |
+///
+/// Every loader takes the whole contents of a file: text with PEM blocks (RFC 7468), or one object in
+/// DER when the text has no block at all. Except for chains, only the first block is looked at. A
+/// loader that fails returns null, or an empty chain, and gives no reason. A file that cannot be read
+/// is an empty one.
+///
+/// Blocks with headers, as encrypted keys have them, are not decoded.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/crl.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/keys.h"
+#include "sealkit/req.h"
+#include "sealkit/x509.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Finds the first block: `label` becomes the text between "-----BEGIN " at the start of a line and
+/// the next "-----", `body` what stands from the next line up to "-----END ". Both are views into
+/// `input`, which is advanced past the END line, so that calling again gives the next block. False
+/// when there is no whole block; `input` then is as it was. The label of the END line is not
+/// compared.
+SEALKIT_API bool parsePem(std::string_view& input, std::string_view* label, std::string_view* body);
+
+/// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may have blanks
+/// and tabs around them. False when the rest is not base64.
+SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out);
+
+/// The PEM block of `der`, in lines of 64 characters ended by line feeds. Empty for empty `der`.
+SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,
+                                                     std::vector<unsigned char> const& der);
+
+SEALKIT_API std::vector<unsigned char> encodePemCertificate(X509Certificate const& certificate);
+SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
+/// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`.
+SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
+
+/// A certificate. Null when the first block has another label.
+SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text);
+SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path);
+
+/// All certificates, in the order of the file. Blocks with other labels are passed over; one broken
+/// certificate empties the whole chain. Writes "LABEL: " and the label of each block on standard
+/// output.
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text);
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path);
+
+/// A certificate revocation list. Null when the first block has another label.
+SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text);
+SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path);
+
+/// A certificate request. Null when the first block has another label.
+SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text);
+SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path);
+
+/// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC
+/// KEY"). A block "EC PUBLIC KEY" holds a point without its curve, which makes no key: null, as for any
+/// other label.
+SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text);
+SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path);

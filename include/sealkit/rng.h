@@ -1,0 +1,37 @@
+/// Random bytes.
+///
+/// | name             | what it is                                                        |
+/// |------------------|-------------------------------------------------------------------|
+/// | `Rng`            | the interface that everything drawing random bytes is handed      |
+/// | `getDefaultRng`  | the one process-wide instance, over the kernel's generator        |
+/// | `kernelRand`     | the Linux `getrandom` system call, continued until it is done     |
+///
+/// There is no generator of the library's own and no state: every byte comes from the kernel. A
+/// failing kernel generator ends the process, since there is no safe way to go on.
+#pragma once
+
+#include "sealkit/detail/export.h"
+
+/// A source of random bytes. A program may derive its own, for example to repeat a test.
+class SEALKIT_API Rng {
+public:
+    virtual ~Rng() = default;
+
+    /// Fills `buf` with `len` cryptographically strong bytes. False when the source failed; what
+    /// `buf` holds is then not random.
+    virtual bool fill(unsigned char* buf, unsigned len) const = 0;
+
+    /// The same, but allowed to give bytes before the kernel's generator is fully seeded: for
+    /// things like hash table seeds, never for keys.
+    virtual bool fillInsecure(unsigned char* buf, unsigned len) const = 0;
+};
+
+/// The kernel-backed source, the same object at every call. It holds no state and may be used by
+/// any number of threads at once.
+SEALKIT_API Rng& getDefaultRng();
+
+/// Fills `buf` with `len` bytes from `getrandom`: calls that were interrupted or gave too few bytes
+/// are continued. `insecure` passes `GRND_INSECURE`, which Linux knows since 5.6. Returns true, also
+/// for a `len` of 0, which makes no system call; any other failure of the system call aborts the
+/// process.
+SEALKIT_API bool kernelRand(unsigned char* buf, unsigned len, bool insecure);
