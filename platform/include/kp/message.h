@@ -1,0 +1,91 @@
+/// A message: the platform's record of typed fields that are addressed by numeric ids.
+///
+/// | type | in C++ | getter, setter |
+/// | --- | --- | --- |
+/// | boolean | `bool` | `getBool`, `setBool` |
+/// | u32 | `uint32_t` | `getU32`, `setU32` |
+/// | string | `std::string` | `getString`, `setString` |
+/// | raw | `std::vector<unsigned char>` | `getRaw`, `setRaw` |
+/// | string array | `std::vector<std::string>` | `getStrings`, `setStrings` |
+///
+/// Every field is absent or present. Type and id together name a field: bool 12 and u32 12 are two
+/// fields that know nothing of each other. A getter of an absent field gives its default, whatever
+/// other types stand under the same id. Strings and raw fields may hold any bytes, zero included.
+///
+/// A message does not know what its fields mean, and converts nothing from one type to another.
+#pragma once
+
+#include "kp/export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace kp {
+
+/// The types of fields. The values are those of stored records.
+enum class FieldType : unsigned { boolean = 1, u32 = 2, string = 3, raw = 4, strings = 5 };
+
+/// Typed fields by numeric id. A default message has none.
+class KP_API message {
+public:
+    using Raw = std::vector<unsigned char>;
+    using Strings = std::vector<std::string>;
+
+    struct Field {
+        uint32_t id;
+        /// The alternatives stand in the order of `FieldType`.
+        std::variant<bool, uint32_t, std::string, Raw, Strings> value;
+
+        FieldType type() const { return static_cast<FieldType>(value.index() + 1); }
+        friend bool operator==(Field const&, Field const&) = default;
+    };
+
+    /// The field of that type and id, or `fallback` where it is absent. The views of `getString`,
+    /// `getRaw` and `getStrings` are good until the message changes or ends; a fallback is handed
+    /// back as the view it came as.
+    bool getBool(uint32_t id, bool fallback = false) const;
+    uint32_t getU32(uint32_t id, uint32_t fallback = 0) const;
+    std::string_view getString(uint32_t id, std::string_view fallback = {}) const;
+    std::span<unsigned char const> getRaw(uint32_t id, std::span<unsigned char const> fallback = {}) const;
+    std::span<std::string const> getStrings(uint32_t id, std::span<std::string const> fallback = {}) const;
+
+    /// True when the message has a field of that type and id; an empty string, raw or array counts.
+    bool has(FieldType type, uint32_t id) const;
+    bool hasBool(uint32_t id) const { return has(FieldType::boolean, id); }
+    bool hasU32(uint32_t id) const { return has(FieldType::u32, id); }
+    bool hasString(uint32_t id) const { return has(FieldType::string, id); }
+    bool hasRaw(uint32_t id) const { return has(FieldType::raw, id); }
+    bool hasStrings(uint32_t id) const { return has(FieldType::strings, id); }
+
+    /// Sets the field of that type and id, which is present afterwards.
+    void setBool(uint32_t id, bool value);
+    void setU32(uint32_t id, uint32_t value);
+    void setString(uint32_t id, std::string_view value);
+    void setRaw(uint32_t id, std::span<unsigned char const> value);
+    void setStrings(uint32_t id, Strings value);
+
+    /// Makes the field of that type and id absent. False when it was absent already.
+    bool remove(FieldType type, uint32_t id);
+
+    /// True when the message has no field at all.
+    bool empty() const { return allFields.empty(); }
+
+    /// Every field, by ascending id and under one id in the order of `FieldType`. The view is good
+    /// until the message changes or ends.
+    std::span<Field const> fields() const { return allFields; }
+
+    /// The same fields with the same values.
+    friend bool operator==(message const&, message const&) = default;
+
+private:
+    void set(Field field);
+
+    std::vector<Field> allFields;
+};
+
+} // namespace kp
