@@ -1,0 +1,67 @@
+/// X.509 v2 certificate revocation lists (RFC 5280, section 5).
+///
+/// | member               | what it is                                     | RFC 5280     |
+/// |----------------------|------------------------------------------------|--------------|
+/// | `X509Crl`            | a CRL: its fields, its entries, its text form  | 5.1, 5.2     |
+/// | `RevokedCertificate` | one entry                                      | 5.1.2.6, 5.3 |
+/// | `getCrlReasonText`   | the text of a reason code                      | 5.3.1        |
+///
+/// Parsing verifies no signature and compares no date. Delta CRLs, whose indicator is critical, are
+/// refused. The scope of a CRL (issuingDistributionPoint) and the issuers of the entries of an indirect
+/// CRL are not taken into account.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/name.h"
+#include "sealkit/timepoint.h"
+#include "sealkit/x509.h"
+
+#include <iosfwd>
+#include <vector>
+
+/// One certificate that is no longer to be trusted.
+struct RevokedCertificate {
+    std::vector<unsigned char> serialNumber; ///< Content octets of the INTEGER.
+    TimePoint revocationDate;
+    unsigned char reasonCode = 255; ///< 255 when absent.
+};
+
+/// A certificate revocation list.
+class SEALKIT_API X509Crl : public X509Base {
+public:
+    DistinguishedName issuer;
+    TimePoint thisUpdate;
+    TimePoint nextUpdate;                      ///< 0 when absent.
+    std::vector<RevokedCertificate> revoked;   ///< In the order of the list.
+    std::vector<unsigned char> authorityKeyId; ///< Empty when absent.
+    std::vector<unsigned char> crlNumber;      ///< Content octets of the INTEGER; empty when absent.
+
+    X509Crl();
+    X509Crl(X509Crl const&);
+    X509Crl(X509Crl&&) noexcept;
+    X509Crl& operator=(X509Crl const&);
+    X509Crl& operator=(X509Crl&&) noexcept;
+    ~X509Crl() override;
+
+    /// Reads a DER CertificateList. Nothing of `data` is kept but copies. False when it is malformed,
+    /// has bytes behind it, an outer signature algorithm other than the inner one, an extension
+    /// repeated in one list of extensions, or a critical extension that is not understood; the object
+    /// is then partly filled and of no use. issuingDistributionPoint is passed over even when it is
+    /// critical. Extensions that are not stored are named on standard output, one line each.
+    bool parse(unsigned char const* data, unsigned len);
+
+    /// Writes all fields as text, line by line. Names are written as they are: they may hold any byte.
+    void dump(std::ostream& out) const;
+
+    /// The issuer's whole encoding. A view into `tbs`, valid while it is unchanged; empty unless `tbs`
+    /// is the TBSCertList of a CRL that `parse` accepts the outline of.
+    asn1::blob issuerBytes() const;
+
+    /// The CRL's own extensions in their order. Views into `tbs`, valid while it is unchanged.
+    std::vector<X509Extension> extensions() const;
+};
+
+/// The text of a reason code. Code 7 is "remove from crl", which RFC 5280 numbers 8; 8 and all codes
+/// above 10 have an empty text.
+SEALKIT_API char const* getCrlReasonText(unsigned char reasonCode);

@@ -1,0 +1,60 @@
+/// PKCS#10 certificate requests (RFC 2986).
+///
+/// | member    | what it is                                           | standard                        |
+/// |-----------|------------------------------------------------------|---------------------------------|
+/// | `X509Req` | a request: its fields, its attributes, its text form | RFC 2986; RFC 2985, section 5.4 |
+///
+/// Parsing does not verify the requester's signature. Of the requested extensions the three named below
+/// are stored; the others can be read with `X509Req::extensions`.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/keys.h"
+#include "sealkit/name.h"
+#include "sealkit/x509.h"
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// A certificate request.
+class SEALKIT_API X509Req : public X509Base {
+public:
+    DistinguishedName subject;
+    std::vector<unsigned char> subjectPublicKeyInfo; ///< The whole element.
+    std::string challengePassword;                   ///< Octets as they stand; empty when absent.
+    std::vector<GeneralName> subjectAltNames;        ///< Requested.
+    unsigned keyUsage = 0;                           ///< Requested: bits of `KeyUsage`.
+    unsigned extKeyUsage = 0;                        ///< Requested: bits of `ExtKeyUsage`.
+
+    X509Req();
+    X509Req(X509Req const&);
+    X509Req(X509Req&&) noexcept;
+    X509Req& operator=(X509Req const&);
+    X509Req& operator=(X509Req&&) noexcept;
+    ~X509Req() override;
+
+    /// Reads a DER CertificationRequest. Nothing of the input is kept but copies. False when it is
+    /// malformed, has bytes behind it, repeats an attribute that is understood or a requested
+    /// extension; the object is then partly filled and of no use. Unknown attributes and requested
+    /// extensions that are not stored are named on standard output, one line each.
+    bool parse(unsigned char const* data, unsigned len);
+    /// The same.
+    bool parseReq(asn1::blob request);
+
+    /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
+    std::unique_ptr<PublicKey> parsePublicKey() const;
+
+    /// Writes all fields as text, line by line, the public key at the end. Names and password are
+    /// written as they are: they may hold any byte.
+    void dump(std::ostream& out) const;
+
+    /// The subject's whole encoding. A view into `tbs`, valid while it is unchanged; empty unless `tbs`
+    /// is the CertificationRequestInfo of a request that `parse` accepts the outline of.
+    asn1::blob subjectBytes() const;
+
+    /// The requested extensions in their order. Views into `tbs`, valid while it is unchanged.
+    std::vector<X509Extension> extensions() const;
+};

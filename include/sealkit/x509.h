@@ -1,0 +1,154 @@
+/// X.509 v3 certificates (RFC 5280), and the signed envelope that they share with CRLs and requests.
+///
+/// | member            | what it is                                                          | RFC 5280 |
+/// |-------------------|---------------------------------------------------------------------|---------------|
+/// | `X509Base`        | signed bytes, algorithm and signature of any signed X.509 object    | 4.1.1 | |
+/// `X509Certificate` | a certificate: its fields, its extensions, its text form            | 4.1.2, 4.2    |
+/// | `X509Extension`   | one extension as it stands in the object                            | 4.1 | |
+/// `KeyUsage`        | the bits of `X509Certificate::keyUsage`                             | 4.2.1.3       |
+/// | `ExtKeyUsage`     | the bits of `X509Certificate::extKeyUsage`                          | 4.2.1.12 |
+///
+/// CRLs are in crl.h, requests in req.h.
+///
+/// Parsing checks form, not trust: no signature is verified, no date compared, no usage enforced
+/// (path.h does what is done of that). What is surprising and harmless is said in one line on
+/// standard output and passed over. Certificates of version 1 and 2 are refused.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/keys.h"
+#include "sealkit/name.h"
+#include "sealkit/oid.h"
+#include "sealkit/timepoint.h"
+
+#include <iosfwd>
+#include <memory>
+#include <vector>
+
+/// Bits of a key usage word: bit i is the named bit i of the extension (RFC 5280, section 4.2.1.3).
+struct KeyUsage {
+    enum : unsigned {
+        digitalSignature = 1u << 0,
+        contentCommitment = 1u << 1,
+        keyEncipherment = 1u << 2,
+        dataEncipherment = 1u << 3,
+        keyAgreement = 1u << 4,
+        keyCertSign = 1u << 5,
+        crlSign = 1u << 6,
+        encipherOnly = 1u << 7,
+        decipherOnly = 1u << 8,
+    };
+};
+
+/// Bits of an extended key usage word (RFC 5280, section 4.2.1.12).
+struct ExtKeyUsage {
+    enum : unsigned {
+        tlsServer = 1u << 0,
+        tlsClient = 1u << 1,
+        codeSigning = 1u << 2,
+        emailProtection = 1u << 3,
+        timeStamping = 1u << 4,
+        ocspSigning = 1u << 5,
+        dvcs = 1u << 6,
+    };
+};
+
+/// One extension as it stands in the signed bytes. The views point into those.
+struct X509Extension {
+    asn1::blob oid; ///< Content octets of extnID.
+    bool critical = false;
+    asn1::blob value; ///< Content octets of extnValue: the DER of the extension's own type.
+};
+
+/// SIGNED{ToBeSigned}: what is signed, how, and the signature (RFC 5280, section 4.1.1).
+class SEALKIT_API X509Base {
+public:
+    std::vector<unsigned char> tbs; ///< The whole element that is signed.
+    AlgorithmIdentifier signatureAlgorithm;
+    std::vector<unsigned char> signature; ///< The bits of the BIT STRING, without the count of unused ones.
+
+    virtual ~X509Base();
+
+    /// Splits an encoded object: takes it apart into `tbs`, `signatureAlgorithm` and `signature`.
+    /// False, and nothing changed, when `object` is not one SEQUENCE of a SEQUENCE, an
+    /// AlgorithmIdentifier and a BIT STRING with nothing behind it.
+    bool unpackObj(asn1::blob object);
+
+    /// The DER of the whole object. What was unpacked and not changed since comes back byte for byte;
+    /// an element whose member was changed is encoded anew, with the shortest lengths.
+    std::vector<unsigned char> serialize() const;
+
+protected:
+    X509Base();
+    X509Base(X509Base const&);
+    X509Base(X509Base&&) noexcept;
+    X509Base& operator=(X509Base const&);
+    X509Base& operator=(X509Base&&) noexcept;
+
+    /// The identifier and length octets of the object as it was unpacked, and its last two elements.
+    /// They serve `serialize` for as long as they still say what the members say.
+    std::vector<unsigned char> unpackedHeader;
+    std::vector<unsigned char> unpackedAlgorithm;
+    std::vector<unsigned char> unpackedSignature;
+};
+
+/// A certificate. Fields are as of the last `parse`; the objects they name are optional where an empty
+/// value is mentioned.
+class SEALKIT_API X509Certificate : public X509Base {
+public:
+    std::vector<unsigned char> serialNumber; ///< Content octets of the INTEGER.
+    DistinguishedName issuer;
+    DistinguishedName subject;
+    TimePoint notBefore;
+    TimePoint notAfter;
+    /// Issuer and subject are the same bytes, and the authority key identifier, if there is one,
+    /// equals the subject key identifier. The signature is not looked at.
+    bool selfSigned = false;
+    std::vector<unsigned char> subjectPublicKeyInfo; ///< The whole element.
+    unsigned keyUsage = 0;                           ///< Bits of `KeyUsage`; 0 when absent.
+    unsigned extKeyUsage = 0;                        ///< Bits of `ExtKeyUsage`; 0 when absent.
+    unsigned char basicConstraints = 0;              ///< 0 absent, 1 cA TRUE, anything else cA FALSE.
+    std::vector<unsigned char> subjectKeyId;         ///< Empty when absent.
+    std::vector<unsigned char> authorityKeyId;       ///< Empty when absent.
+    std::vector<GeneralName> subjectAltNames;
+    std::vector<GeneralName> crlDistributionPoints; ///< The full names alone, of all points in a row.
+    GeneralName nameConstraintPermitted;            ///< The first permitted subtree; type 255 when none.
+    GeneralName nameConstraintExcluded;             ///< The first excluded subtree; type 255 when none.
+
+    X509Certificate();
+    X509Certificate(X509Certificate const&);
+    X509Certificate(X509Certificate&&) noexcept;
+    X509Certificate& operator=(X509Certificate const&);
+    X509Certificate& operator=(X509Certificate&&) noexcept;
+    ~X509Certificate() override;
+
+    /// Reads a DER certificate. Nothing of `data` is kept but copies. False when it is malformed, has
+    /// bytes behind it, is not of version 3, has unique identifiers, an outer signature algorithm
+    /// other than the inner one, a repeated extension, a malformed extension of those stored here, or
+    /// a critical one that is not understood; the object is then partly filled and of no use.
+    ///
+    /// Reported on standard output, one line each: unknown extensions, unknown extended key usages,
+    /// distribution points that are no full name, and constraints that are not enforced.
+    bool parse(unsigned char const* data, unsigned len);
+
+    /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
+    std::unique_ptr<PublicKey> parsePublicKey() const;
+
+    /// Writes all fields as text, line by line, the public key at the end. Names and identifiers are
+    /// written as they are: they may hold any byte.
+    void dump(std::ostream& out) const;
+
+    /// Writes a line with the names of the key usages in `bits` (bits 0 to 15 as in `KeyUsage`) and a
+    /// line with those of the extended key usages (from bit 16 up, as `ExtKeyUsage` << 16). A line
+    /// that has nothing to name is left out.
+    static void dumpKeyUsage(unsigned bits, std::ostream& out);
+
+    /// The issuer's and the subject's whole encodings. Views into `tbs`, valid while it is unchanged;
+    /// empty unless `tbs` is the TBSCertificate of a certificate that `parse` accepts the outline of.
+    asn1::blob issuerBytes() const;
+    asn1::blob subjectBytes() const;
+
+    /// All extensions in their order, known or not. Views into `tbs`, valid while it is unchanged.
+    std::vector<X509Extension> extensions() const;
+};
