@@ -20,9 +20,7 @@ constexpr KeyType keyTypeOf = std::is_base_of_v<RsaPublicKey, K>       ? KeyType
 /// is a `K`, or a private key whose first base is `K` and stands at offset 0, since `K` is its first
 /// base with virtual functions and so its primary one (Itanium C++ ABI, section 2.4).
 template <typename K>
-K const* keyCast(PublicKey const& key)
-    requires(!std::is_base_of_v<PrivateKey, K>)
-{
+K const* keyCast(PublicKey const& key) requires(!std::is_base_of_v<PrivateKey, K>) {
     if (key.keyType() != keyTypeOf<K>)
         return nullptr;
     return static_cast<K const*>(dynamic_cast<void const*>(&key));
@@ -31,9 +29,7 @@ K const* keyCast(PublicKey const& key)
 /// `key` as the private class `K`, or null when it is of another type. Only a private key can be asked:
 /// a key's type does not tell the public class from the private one.
 template <typename K>
-K const* keyCast(PrivateKey const& key)
-    requires std::is_base_of_v<PrivateKey, K>
-{
+K const* keyCast(PrivateKey const& key) requires std::is_base_of_v<PrivateKey, K> {
     if (key.keyType() != keyTypeOf<K>)
         return nullptr;
     return static_cast<K const*>(dynamic_cast<void const*>(&key));
