@@ -29,6 +29,10 @@ struct blob {
     template <std::integral Size>
     blob(char const* data, Size size) : blob(reinterpret_cast<unsigned char const*>(data), size) {}
 
+    /// The bytes of an array, a static table most of the time.
+    template <size_t count>
+    constexpr blob(unsigned char const (&bytes)[count]) : blob(bytes, count) {}
+
     blob(std::vector<unsigned char> const& bytes) : blob(bytes.data(), bytes.size()) {}
     blob(std::span<unsigned char const> bytes) : blob(bytes.data(), bytes.size()) {}
     blob(std::string_view text) : blob(text.data(), text.size()) {}

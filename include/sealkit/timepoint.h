@@ -1,0 +1,63 @@
+/// Time as certificates have it: whole seconds, UTC, the Gregorian calendar without end in both directions.
+///
+/// | to make one from             | call                                                         |
+/// | ---------------------------- | ------------------------------------------------------------ |
+/// | seconds since 1970, UTC      | `TimePoint::fromSeconds`                                     |
+/// | calendar fields in UTC       | `set`                                                        |
+/// | a UTCTime or GeneralizedTime | `parse`                                                      |
+/// | the system clock             | `TimePoint(long)` and `now`, which are shifted by local time |
+///
+/// Not here: time zones, leap seconds, fractions of a second, and writing GeneralizedTime.
+#pragma once
+
+#include "sealkit/asn1.h"
+#include "sealkit/detail/export.h"
+
+#include <compare>
+#include <cstdint>
+#include <ctime>
+#include <limits>
+#include <string>
+
+/// A point in time. Compared as a number.
+class SEALKIT_API TimePoint {
+public:
+    /// The seconds of "99991231235959Z", which stands for no end at all (RFC 5280 section 4.1.2.5).
+    static constexpr std::int64_t noExpiration = std::numeric_limits<std::int64_t>::max();
+
+    std::int64_t seconds = 0; ///< Since 1970-01-01 00:00:00 UTC.
+
+    constexpr TimePoint() = default;
+
+    /// Takes `t` apart as local time and reads the result as UTC: the value is `t` shifted by the offset of the
+    /// local time zone. Where local time has no answer for `t`, it is not shifted.
+    explicit TimePoint(long t);
+
+    /// The time on the clock, read as `TimePoint(long)` reads it.
+    static TimePoint now();
+
+    /// Takes UTC seconds as they are.
+    static constexpr TimePoint fromSeconds(std::int64_t utcSeconds) {
+        TimePoint point;
+        point.seconds = utcSeconds;
+        return point;
+    }
+
+    /// Takes calendar fields as UTC. Fields outside their ranges carry over, as with `timegm`. Only the six
+    /// fields from `tm_year` to `tm_sec` are looked at.
+    void set(std::tm const* fields);
+
+    /// Takes the current element of `from`: UTCTime "YYMMDDhhmmssZ", years 1950 to 2049, or GeneralizedTime
+    /// "YYYYMMDDhhmmssZ", with or without a fraction, which is dropped. "99991231235959Z" becomes
+    /// `noExpiration`. False, and the value unchanged, for anything else; an element of another type is not taken.
+    /// Fields carry over as with `set`: the 31st of a short month is in the next one.
+    bool parse(asn1::parser& from);
+
+    /// "YYMMDDhhmmssZ", the text of a UTCTime, whatever the century.
+    std::string toUTC() const;
+
+    /// "Thu Jan  1 00:00:00 1970", as `asctime` has it, for any year. `noExpiration` shows as its calendar time.
+    std::string toString() const;
+
+    friend constexpr auto operator<=>(TimePoint const&, TimePoint const&) = default;
+};

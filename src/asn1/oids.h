@@ -1,0 +1,170 @@
+/// Every object identifier that the library names, once: content octets under the dotted form, and the name
+/// and document it comes from. A test computes the octets from the dotted form.
+#pragma once
+
+namespace detail::oid {
+
+// clang-format off
+
+// Keys.
+
+// 1.2.840.113549.1.1.1 (RFC 8017)
+inline constexpr unsigned char rsaEncryption[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x01};
+// 1.2.840.10045.2.1 (id-ecPublicKey, RFC 5480)
+inline constexpr unsigned char ecPublicKey[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x02, 0x01};
+// 1.3.101.110 (id-X25519, RFC 8410)
+inline constexpr unsigned char x25519[] = {0x2b, 0x65, 0x6e};
+// 1.3.101.112 (id-Ed25519, RFC 8410)
+inline constexpr unsigned char ed25519[] = {0x2b, 0x65, 0x70};
+
+// Signatures.
+
+// 1.2.840.113549.1.1.4 (md5WithRSAEncryption, RFC 8017)
+inline constexpr unsigned char md5WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x04};
+// 1.2.840.113549.1.1.5 (sha1WithRSAEncryption, RFC 8017)
+inline constexpr unsigned char sha1WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x05};
+// 1.2.840.113549.1.1.11 (sha256WithRSAEncryption, RFC 8017)
+inline constexpr unsigned char sha256WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x0b};
+// 1.2.840.113549.1.1.12 (sha384WithRSAEncryption, RFC 8017)
+inline constexpr unsigned char sha384WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x0c};
+// 1.2.840.113549.1.1.13 (sha512WithRSAEncryption, RFC 8017)
+inline constexpr unsigned char sha512WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x0d};
+// 1.2.840.10045.4.1 (ecdsa-with-SHA1, RFC 3279)
+inline constexpr unsigned char ecdsaWithSha1[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x04, 0x01};
+// 1.2.840.10045.4.3.1 (ecdsa-with-SHA224, RFC 5758)
+inline constexpr unsigned char ecdsaWithSha224[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x04, 0x03, 0x01};
+// 1.2.840.10045.4.3.2 (ecdsa-with-SHA256, RFC 5758)
+inline constexpr unsigned char ecdsaWithSha256[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x04, 0x03, 0x02};
+// 1.2.840.10045.4.3.3 (ecdsa-with-SHA384, RFC 5758)
+inline constexpr unsigned char ecdsaWithSha384[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x04, 0x03, 0x03};
+// 1.2.840.10045.4.3.4 (ecdsa-with-SHA512, RFC 5758)
+inline constexpr unsigned char ecdsaWithSha512[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x04, 0x03, 0x04};
+// 1.3.101.113 (id-Ed448, RFC 8410)
+inline constexpr unsigned char ed448[] = {0x2b, 0x65, 0x71};
+
+// Hashes and the HMACs over them.
+
+// 1.2.840.113549.2.5 (id-md5, RFC 8017)
+inline constexpr unsigned char md5[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x05};
+// 1.3.14.3.2.26 (id-sha1, RFC 8017)
+inline constexpr unsigned char sha1[] = {0x2b, 0x0e, 0x03, 0x02, 0x1a};
+// 2.16.840.1.101.3.4.2.1 (id-sha256, RFC 8017)
+inline constexpr unsigned char sha256[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x01};
+// 2.16.840.1.101.3.4.2.2 (id-sha384, RFC 8017)
+inline constexpr unsigned char sha384[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x02};
+// 2.16.840.1.101.3.4.2.3 (id-sha512, RFC 8017)
+inline constexpr unsigned char sha512[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x02, 0x03};
+// 1.2.840.113549.2.7 (id-hmacWithSHA1, RFC 8018)
+inline constexpr unsigned char hmacWithSha1[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x07};
+// 1.2.840.113549.2.9 (id-hmacWithSHA256, RFC 8018)
+inline constexpr unsigned char hmacWithSha256[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x09};
+// 1.2.840.113549.2.11 (id-hmacWithSHA512, RFC 8018)
+inline constexpr unsigned char hmacWithSha512[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x0b};
+
+// Curves.
+
+// 1.2.840.10045.3.1.1 (secp192r1, RFC 5480)
+inline constexpr unsigned char p192[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x01};
+// 1.3.132.0.33 (secp224r1, RFC 5480)
+inline constexpr unsigned char p224[] = {0x2b, 0x81, 0x04, 0x00, 0x21};
+// 1.2.840.10045.3.1.7 (secp256r1, RFC 5480)
+inline constexpr unsigned char p256[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x03, 0x01, 0x07};
+// 1.3.132.0.34 (secp384r1, RFC 5480)
+inline constexpr unsigned char p384[] = {0x2b, 0x81, 0x04, 0x00, 0x22};
+// 1.3.132.0.35 (secp521r1, RFC 5480)
+inline constexpr unsigned char p521[] = {0x2b, 0x81, 0x04, 0x00, 0x23};
+
+// Attributes of names.
+
+// 2.5.4.3 (id-at-commonName, RFC 5280)
+inline constexpr unsigned char commonName[] = {0x55, 0x04, 0x03};
+// 2.5.4.5 (id-at-serialNumber, RFC 5280)
+inline constexpr unsigned char serialNumber[] = {0x55, 0x04, 0x05};
+// 2.5.4.6 (id-at-countryName, RFC 5280)
+inline constexpr unsigned char countryName[] = {0x55, 0x04, 0x06};
+// 2.5.4.7 (id-at-localityName, RFC 5280)
+inline constexpr unsigned char localityName[] = {0x55, 0x04, 0x07};
+// 2.5.4.8 (id-at-stateOrProvinceName, RFC 5280)
+inline constexpr unsigned char stateOrProvinceName[] = {0x55, 0x04, 0x08};
+// 2.5.4.10 (id-at-organizationName, RFC 5280)
+inline constexpr unsigned char organizationName[] = {0x55, 0x04, 0x0a};
+// 2.5.4.11 (id-at-organizationalUnitName, RFC 5280)
+inline constexpr unsigned char organizationalUnitName[] = {0x55, 0x04, 0x0b};
+
+// Extensions of certificates.
+
+// 2.5.29.9 (id-ce-subjectDirectoryAttributes, RFC 5280)
+inline constexpr unsigned char subjectDirectoryAttributes[] = {0x55, 0x1d, 0x09};
+// 2.5.29.14 (id-ce-subjectKeyIdentifier, RFC 5280)
+inline constexpr unsigned char subjectKeyIdentifier[] = {0x55, 0x1d, 0x0e};
+// 2.5.29.15 (id-ce-keyUsage, RFC 5280)
+inline constexpr unsigned char keyUsage[] = {0x55, 0x1d, 0x0f};
+// 2.5.29.17 (id-ce-subjectAltName, RFC 5280)
+inline constexpr unsigned char subjectAltName[] = {0x55, 0x1d, 0x11};
+// 2.5.29.18 (id-ce-issuerAltName, RFC 5280)
+inline constexpr unsigned char issuerAltName[] = {0x55, 0x1d, 0x12};
+// 2.5.29.19 (id-ce-basicConstraints, RFC 5280)
+inline constexpr unsigned char basicConstraints[] = {0x55, 0x1d, 0x13};
+// 2.5.29.30 (id-ce-nameConstraints, RFC 5280)
+inline constexpr unsigned char nameConstraints[] = {0x55, 0x1d, 0x1e};
+// 2.5.29.31 (id-ce-cRLDistributionPoints, RFC 5280)
+inline constexpr unsigned char crlDistributionPoints[] = {0x55, 0x1d, 0x1f};
+// 2.5.29.32 (id-ce-certificatePolicies, RFC 5280)
+inline constexpr unsigned char certificatePolicies[] = {0x55, 0x1d, 0x20};
+// 2.5.29.33 (id-ce-policyMappings, RFC 5280)
+inline constexpr unsigned char policyMappings[] = {0x55, 0x1d, 0x21};
+// 2.5.29.35 (id-ce-authorityKeyIdentifier, RFC 5280)
+inline constexpr unsigned char authorityKeyIdentifier[] = {0x55, 0x1d, 0x23};
+// 2.5.29.36 (id-ce-policyConstraints, RFC 5280)
+inline constexpr unsigned char policyConstraints[] = {0x55, 0x1d, 0x24};
+// 2.5.29.37 (id-ce-extKeyUsage, RFC 5280)
+inline constexpr unsigned char extKeyUsage[] = {0x55, 0x1d, 0x25};
+// 2.5.29.46 (id-ce-freshestCRL, RFC 5280)
+inline constexpr unsigned char freshestCrl[] = {0x55, 0x1d, 0x2e};
+// 2.5.29.54 (id-ce-inhibitAnyPolicy, RFC 5280)
+inline constexpr unsigned char inhibitAnyPolicy[] = {0x55, 0x1d, 0x36};
+// 1.3.6.1.5.5.7.1.1 (id-pe-authorityInfoAccess, RFC 5280)
+inline constexpr unsigned char authorityInfoAccess[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x01, 0x01};
+// 1.3.6.1.5.5.7.1.11 (id-pe-subjectInfoAccess, RFC 5280)
+inline constexpr unsigned char subjectInfoAccess[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x01, 0x0b};
+// 1.3.6.1.4.1.11129.2.4.2 (RFC 6962)
+inline constexpr unsigned char signedCertificateTimestamps[] = {0x2b, 0x06, 0x01, 0x04, 0x01, 0xd6, 0x79, 0x02, 0x04, 0x02};
+// 2.16.840.1.113730.1 (a family: what begins with these octets; Netscape Certificate Extensions)
+inline constexpr unsigned char netscapeCertificateExtensions[] = {0x60, 0x86, 0x48, 0x01, 0x86, 0xf8, 0x42, 0x01};
+
+// Extensions of revocation lists and of their entries.
+
+// 2.5.29.20 (id-ce-cRLNumber, RFC 5280)
+inline constexpr unsigned char crlNumber[] = {0x55, 0x1d, 0x14};
+// 2.5.29.21 (id-ce-cRLReasons, RFC 5280)
+inline constexpr unsigned char reasonCode[] = {0x55, 0x1d, 0x15};
+// 2.5.29.28 (id-ce-issuingDistributionPoint, RFC 5280)
+inline constexpr unsigned char issuingDistributionPoint[] = {0x55, 0x1d, 0x1c};
+
+// Extended key usages.
+
+// 1.3.6.1.5.5.7.3.1 (id-kp-serverAuth, RFC 5280)
+inline constexpr unsigned char serverAuth[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x01};
+// 1.3.6.1.5.5.7.3.2 (id-kp-clientAuth, RFC 5280)
+inline constexpr unsigned char clientAuth[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x02};
+// 1.3.6.1.5.5.7.3.3 (id-kp-codeSigning, RFC 5280)
+inline constexpr unsigned char codeSigning[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x03};
+// 1.3.6.1.5.5.7.3.4 (id-kp-emailProtection, RFC 5280)
+inline constexpr unsigned char emailProtection[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x04};
+// 1.3.6.1.5.5.7.3.8 (id-kp-timeStamping, RFC 5280)
+inline constexpr unsigned char timeStamping[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x08};
+// 1.3.6.1.5.5.7.3.9 (id-kp-OCSPSigning, RFC 5280)
+inline constexpr unsigned char ocspSigning[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x09};
+// 1.3.6.1.5.5.7.3.10 (id-kp-dvcs, RFC 3029)
+inline constexpr unsigned char dvcs[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x0a};
+
+// Attributes of certificate requests.
+
+// 1.2.840.113549.1.9.7 (pkcs-9-at-challengePassword, RFC 2985)
+inline constexpr unsigned char challengePassword[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x07};
+// 1.2.840.113549.1.9.14 (pkcs-9-at-extensionRequest, RFC 2985)
+inline constexpr unsigned char extensionRequest[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x0e};
+
+// clang-format on
+
+} // namespace detail::oid
