@@ -1,0 +1,18 @@
+/// Loops that are written out by the compiler.
+#pragma once
+
+#include <type_traits>
+#include <utility>
+
+namespace detail {
+
+/// Calls `step` with 0 to `count` - 1, each a constant. What it indexes with them ends up in registers.
+template <unsigned count, typename Step>
+[[gnu::always_inline]] inline void unrolled(Step const& step) {
+    [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) __attribute__((always_inline)) {
+        (step(std::integral_constant<unsigned, i>()), ...);
+    }
+    (std::make_integer_sequence<unsigned, count>());
+}
+
+} // namespace detail
