@@ -9,7 +9,9 @@ set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
 
 add_library(sealkit_warnings INTERFACE)
 target_compile_options(sealkit_warnings INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Werror)
+    -Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Werror
+    # A constructor's parameter may bear the name of the member that it fills.
+    $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
 
 if(SEALKIT_SANITIZERS)
     add_compile_options(-fsanitize=${SEALKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)

@@ -1,0 +1,23 @@
+/// Every public header of the library.
+#pragma once
+
+#include "sealkit/asn1.h"
+#include "sealkit/bignum.h"
+#include "sealkit/blob.h"
+#include "sealkit/crl.h"
+#include "sealkit/curve25519.h"
+#include "sealkit/der.h"
+#include "sealkit/ec.h"
+#include "sealkit/hash.h"
+#include "sealkit/keys.h"
+#include "sealkit/name.h"
+#include "sealkit/oid.h"
+#include "sealkit/path.h"
+#include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+#include "sealkit/req.h"
+#include "sealkit/rng.h"
+#include "sealkit/store.h"
+#include "sealkit/timepoint.h"
+#include "sealkit/wipe.h"
+#include "sealkit/x509.h"
