@@ -72,6 +72,7 @@ enum class PathWarningId : unsigned {
     crlSignature,
     crlNotYetValid,
     crlOutOfDate,
+    crlIssuerNoCrlSign,
     crlScope,
 };
 

@@ -60,9 +60,6 @@ public:
     std::vector<std::shared_ptr<X509Certificate>> certs; ///< In load order, duplicates included.
     std::vector<std::shared_ptr<X509Crl>> crls;          ///< In load order.
 
-    CertificateMemoryStore();
-    ~CertificateMemoryStore() override;
-
     /// The first certificate whose subject equals `subject` and whose subject key identifier equals
     /// `keyId`; an empty `keyId` lets the name alone decide.
     std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,

@@ -143,6 +143,8 @@ inline constexpr unsigned char issuingDistributionPoint[] = {0x55, 0x1d, 0x1c};
 
 // Extended key usages.
 
+// 2.5.29.37.0 (anyExtendedKeyUsage, RFC 5280)
+inline constexpr unsigned char anyExtendedKeyUsage[] = {0x55, 0x1d, 0x25, 0x00};
 // 1.3.6.1.5.5.7.3.1 (id-kp-serverAuth, RFC 5280)
 inline constexpr unsigned char serverAuth[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x03, 0x01};
 // 1.3.6.1.5.5.7.3.2 (id-kp-clientAuth, RFC 5280)
