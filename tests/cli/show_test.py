@@ -1,0 +1,128 @@
+import json
+import unittest
+
+from support import CA, LEAF, ProgramTest, openssl
+
+RICH = LEAF + """subjectAltName=DNS:www.example.test,IP:192.0.2.7,email:post@example.test,URI:http://a.test/,dirName:directory
+crlDistributionPoints=URI:http://crl.example.test/a.crl
+certificatePolicies=1.2.3.4
+authorityInfoAccess=OCSP;URI:http://ocsp.example.test/
+1.2.3.4.5=ASN1:UTF8String:unknown
+[directory]
+CN=inside
+"""
+
+
+class ShowTest(ProgramTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.issue("root", extensions="basicConstraints=critical,CA:TRUE,pathlen:1\nkeyUsage=critical,keyCertSign,cRLSign\n"
+                  "nameConstraints=permitted;DNS:example.test\n", kind="RSA")
+        cls.issue("leaf", "root", RICH.replace("[directory]", KEY_IDS_ONCE + "[directory]"), key_ids="",
+                  subject="/C=DE/O=M\u00fcller & Co/CN=leaf/emailAddress=post@example.test")
+        cls.issue("ed", "root", kind="Ed25519")
+
+    def test_certificate_completely(self):
+        text = self.expect(0, "show", "leaf.pem").out
+        for part in ("certificate\n", "subject: C=DE, O=M\u00fcller & Co, CN=leaf, emailAddress=post@example.test",
+                     "issuer: O=Test, CN=root", "signed with: SHA256+RSA", "type: EC", "curve: p256", "self signed: no",
+                     "basic constraints", "key usage (critical): digital-signature", "extended key usage: tls-server",
+                     "DNS: www.example.test", "IP: 192.0.2.7", "rfc822: post@example.test", "URI: http://a.test/",
+                     "Name: CN=inside", "crl distribution points: URI: http://crl.example.test/a.crl",
+                     "certificate policies: 1.2.3.4", "ocsp URI: http://ocsp.example.test/", "1.2.3.4.5: "):
+            self.assertIn(part, text)
+        fingerprint = openssl("x509", "-in", self.dir / "leaf.pem", "-noout", "-fingerprint", "-sha256").decode()
+        self.assertIn("sha256 fingerprint: " + fingerprint.split("=")[1].strip().lower(), text)
+        serial = openssl("x509", "-in", self.dir / "leaf.pem", "-noout", "-serial").decode().split("=")[1].strip().lower()
+        shown = [line for line in text.splitlines() if "serial number" in line][0].split(": ", 1)[1].replace(":", "")
+        self.assertEqual(int(shown, 16), int(serial, 16))
+        text = self.expect(0, "show", "root.pem").out
+        for part in ("type: RSA", "bits: 2048", "exponent: 65537", "path length: 1", "permitted: DNS: example.test", "self signed: yes"):
+            self.assertIn(part, text)
+
+    def test_certificate_in_der(self):
+        der = openssl("x509", "-in", self.dir / "ed.pem", "-outform", "DER")
+        self.assertIn("type: Ed25519", self.expect(0, "show", "-", stdin=der).out)
+
+    def test_chain(self):
+        self.concatenate("chain.pem", "leaf", "root")
+        self.assertEqual(self.expect(0, "show", "chain.pem").out.count("certificate\n"), 2)
+
+    def test_crl(self):
+        self.make_crl("list", "root", ["leaf"])
+        text = self.expect(0, "show", "list.crl").out
+        for part in ("certificate revocation list\n", "issuer: O=Test, CN=root", "1 key compromise", "next update"):
+            self.assertIn(part, text)
+        der = openssl("crl", "-in", self.dir / "list.crl", "-outform", "DER")
+        self.assertEqual(self.expect(0, "show", "-", stdin=der).out, text)
+
+    def test_request(self):
+        text = self.expect(0, "show", "leaf.csr").out
+        for part in ("certificate request\n", "CN=leaf", "signature verifies: yes", "curve: p256"):
+            self.assertIn(part, text)
+        der = openssl("req", "-in", self.dir / "leaf.csr", "-outform", "DER")
+        self.assertEqual(self.expect(0, "show", "-", stdin=der).out, text)
+        self.assertIn("signature verifies: no", self.expect(0, "show", "-", stdin=der[:-1] + bytes([der[-1] ^ 1])).out)
+
+    def test_public_keys(self):
+        for name, words in (("root", "RSA"), ("leaf", "p256"), ("ed", "Ed25519")):
+            for form in ("PEM", "DER"):
+                key = openssl("pkey", "-in", self.dir / f"{name}.key", "-pubout", "-outform", form)
+                text = self.expect(0, "show", "-", stdin=key).out
+                self.assertTrue(text.startswith("public key\n"))
+                self.assertIn(words, text)
+        key = openssl("rsa", "-in", self.dir / "root.key", "-RSAPublicKey_out")
+        self.assertIn("RSA", self.expect(0, "show", "-", stdin=key).out)
+
+    def test_dump_is_the_librarys_own(self):
+        text = self.expect(0, "show", "--dump", "leaf.pem").out
+        self.assertTrue(text.startswith("Certificate:\n  serialNr:  "))
+        self.assertIn("  signed with: SHA256+RSA\n[EC-PUBLIC]\n", text)
+        self.assertTrue(self.expect(0, "show", "--dump", "leaf.csr").out.startswith("REQ\n"))
+        self.make_crl("dumped", "root")
+        self.assertIn("  revoked certs: (empty)\n", self.expect(0, "show", "--dump", "dumped.crl").out)
+
+    def test_diagnostics_stay_off_standard_output(self):
+        result = self.expect(0, "show", "leaf.pem")
+        self.assertIn("unknown ext id=1.2.3.4.5", result.err)
+        self.assertNotIn("unknown ext", result.out)
+
+    def test_json(self):
+        self.concatenate("chain.pem", "leaf", "root")
+        documents = json.loads(self.expect(0, "show", "--json", "chain.pem").out)
+        self.assertEqual([document["object"] for document in documents], ["certificate", "certificate"])
+        self.assertEqual(documents[1]["extensions"]["basicConstraints"], {"critical": True, "value": {"ca": True, "pathLength": "1"}})
+
+    def test_hostile_names(self):
+        self.issue("hostile", "root", LEAF, subject="/O=a\x1b]0;title\x07/CN=x\r\n  issuer: <forged>\u202e\u0085")
+        for arguments in ([], ["--dump"], ["--json"]):
+            result = self.expect(0, "show", *arguments, "hostile.pem")
+            self.assertNoControls(result.out + result.err)
+            self.assertNotIn("\u202e", result.out)
+            self.assertFalse([line for line in result.out.splitlines() if line.strip().startswith("issuer: <forged>")])
+
+    def test_hostile_label(self):
+        text = "-----BEGIN \x1b[31mEVIL\x07-----\nAAAA\n-----END X-----\n"
+        self.assertNoControls(self.expect(2, "show", "-", stdin=text.encode()).err)
+
+    def test_what_cannot_be_shown(self):
+        for content in (b"", b"hello", b"\x30\x80", b"-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n",
+                        b"-----BEGIN SOMETHING-----\nAAAA\n-----END SOMETHING-----\n"):
+            result = self.expect(2, "show", "-", stdin=content)
+            self.assertEqual(result.out, "")
+            self.assertIn("sealkit: ", result.err)
+        self.expect(2, "show", "missing")
+        self.expect(3, "show")
+
+    def test_one_bad_block_does_not_hide_the_rest(self):
+        bad = b"-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n"
+        result = self.expect(2, "show", "-", stdin=bad + (self.dir / "leaf.pem").read_bytes())
+        self.assertIn("CN=leaf", result.out)
+        self.assertIn("block 1", result.err)
+
+
+KEY_IDS_ONCE = "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n"
+
+if __name__ == "__main__":
+    unittest.main()

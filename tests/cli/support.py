@@ -1,0 +1,104 @@
+"""What the tests of the program share: running it, and having OpenSSL make certificates for it.
+
+The environment variable SEALKIT is the command that starts the program (words split at blanks, so
+that it may be an emulator with its arguments).
+"""
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+PROGRAM = os.environ["SEALKIT"].split()
+
+CA = "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign,cRLSign\n"
+KEY_IDS = "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n"
+LEAF = "basicConstraints=CA:FALSE\nkeyUsage=critical,digitalSignature\nextendedKeyUsage=serverAuth\n"
+
+
+class Result:
+    def __init__(self, process):
+        self.status = process.returncode
+        self.out = process.stdout.decode("utf-8", "surrogateescape")
+        self.err = process.stderr.decode("utf-8", "surrogateescape")
+
+    def __repr__(self):
+        return f"status {self.status}\n--- out\n{self.out}\n--- err\n{self.err}"
+
+
+def openssl(*arguments, **options):
+    process = subprocess.run(["openssl", *map(str, arguments)], capture_output=True, check=False, **options)
+    if process.returncode:
+        raise AssertionError(f"openssl {arguments}: {process.stderr.decode()}")
+    return process.stdout
+
+
+class ProgramTest(unittest.TestCase):
+    """A test with a scratch folder of its class."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.dir = pathlib.Path(tempfile.mkdtemp(prefix="sealkit-test-"))
+        cls.addClassCleanup(shutil.rmtree, cls.dir)
+        cls.environment = {**os.environ, "KP_ROOT": str(cls.dir / "root"), "TZ": "UTC"}
+
+    @classmethod
+    def run_program(cls, *arguments, stdin=b"", environment=None):
+        return Result(subprocess.run([*PROGRAM, *map(str, arguments)], input=stdin, capture_output=True, cwd=cls.dir,
+                                     env={**cls.environment, **(environment or {})}, timeout=120, check=False))
+
+    def expect(self, status, *arguments, **options):
+        result = self.run_program(*arguments, **options)
+        self.assertEqual(result.status, status, f"{arguments}\n{result}")
+        return result
+
+    @classmethod
+    def write(cls, name, content):
+        path = cls.dir / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(content if isinstance(content, bytes) else content.encode())
+        return path
+
+    @classmethod
+    def new_key(cls, name, kind="P-256"):
+        options = {"RSA": ["-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:2048"],
+                   "RSA e=3": ["-algorithm", "RSA", "-pkeyopt", "rsa_keygen_bits:2048", "-pkeyopt", "rsa_keygen_pubexp:3"],
+                   "Ed25519": ["-algorithm", "ED25519"]}
+        path = cls.dir / f"{name}.key"
+        openssl("genpkey", "-out", path,
+                *options.get(kind, ["-algorithm", "EC", "-pkeyopt", f"ec_paramgen_curve:{kind}"]))
+        return path
+
+    @classmethod
+    def issue(cls, name, issuer=None, extensions=LEAF, subject=None, kind="P-256", key=None, days=365, key_ids=KEY_IDS):
+        """Makes NAME.key and NAME.pem, signed by ISSUER's (self-signed without)."""
+        key = key or cls.new_key(name, kind)
+        request, certificate = cls.dir / f"{name}.csr", cls.dir / f"{name}.pem"
+        openssl("req", "-new", "-utf8", "-key", key, "-subj", subject or f"/O=Test/CN={name}", "-out", request)
+        cls.write(f"{name}.ext", extensions + key_ids)
+        signer = (["-CA", cls.dir / f"{issuer}.pem", "-CAkey", cls.dir / f"{issuer}.key", "-CAcreateserial"]
+                  if issuer else ["-signkey", key])
+        openssl("x509", "-req", "-in", request, "-extfile", cls.dir / f"{name}.ext", "-days", days, "-out", certificate,
+                *signer)
+        return certificate
+
+    @classmethod
+    def concatenate(cls, name, *parts):
+        return cls.write(name, b"".join((cls.dir / f"{part}.pem").read_bytes() for part in parts))
+
+    @classmethod
+    def make_crl(cls, name, issuer, revoked=(), days=30):
+        """Makes NAME.crl of ISSUER's, with the certificates REVOKED on it."""
+        database = cls.write(f"{name}.index", "")
+        config = cls.write(f"{name}.cnf", "[ca]\ndefault_ca=c\n[c]\n"
+                           f"database={database}\ndefault_md=sha256\ncrl_extensions=x\n[x]\nauthorityKeyIdentifier=keyid\n")
+        authority = ["-config", config, "-cert", cls.dir / f"{issuer}.pem", "-keyfile", cls.dir / f"{issuer}.key"]
+        for certificate in revoked:
+            openssl("ca", *authority, "-revoke", cls.dir / f"{certificate}.pem", "-crl_reason", "keyCompromise")
+        openssl("ca", *authority, "-gencrl", "-crldays", days, "-out", cls.dir / f"{name}.crl")
+        return cls.dir / f"{name}.crl"
+
+    def assertNoControls(self, text):
+        bad = [c for c in text if (ord(c) < 32 and c != "\n") or 127 <= ord(c) < 160]
+        self.assertEqual(bad, [], repr(text))

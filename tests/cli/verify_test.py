@@ -1,0 +1,242 @@
+import json
+import unittest
+
+from support import CA, LEAF, ProgramTest, openssl
+
+NAMES = LEAF + "subjectAltName=DNS:www.example.test,DNS:*.shop.example.test,IP:192.0.2.7,IP:2001:db8::7,email:post@example.test\n"
+
+
+class VerifyTest(ProgramTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.issue("root", extensions=CA)
+        cls.issue("inter", "root", CA)
+        cls.issue("leaf", "inter", NAMES)
+        cls.issue("other-root", extensions=CA)
+        cls.concatenate("chain.pem", "leaf", "inter")
+        cls.concatenate("full.pem", "leaf", "inter", "root")
+
+    def verdict(self, status, *arguments, **options):
+        """The last line on standard output."""
+        result = self.expect(status, "verify", *arguments, **options)
+        return result.out.splitlines()[-1], result
+
+    def test_good_chain(self):
+        last, result = self.verdict(0, "--ca", "root.pem", "--host", "www.example.test", "chain.pem")
+        self.assertEqual(last, "OK")
+        lines = result.out.splitlines()
+        self.assertEqual(len(lines), 4, "one line a certificate and the verdict")
+        self.assertIn("CN=leaf", lines[0])
+        self.assertIn("CN=inter", lines[1])
+        self.assertIn("CN=root", lines[2])
+        self.assertEqual(result.err, "")
+
+    def test_every_kind_of_identity(self):
+        for identity in (["--host", "WWW.example.TEST"], ["--host", "a.shop.example.test"], ["--ip", "192.0.2.7"],
+                         ["--ip", "2001:db8:0::7"], ["--email", "post@example.test"]):
+            self.assertEqual(self.verdict(0, "--ca", "root.pem", *identity, "chain.pem")[0], "OK")
+        for identity in (["--host", "shop.example.test"], ["--host", "a.b.shop.example.test"], ["--ip", "192.0.2.8"],
+                         ["--email", "POST@example.test"]):
+            last, result = self.verdict(1, "--ca", "root.pem", *identity, "chain.pem")
+            self.assertEqual(last, 'FAILED 2: name verification failed for: "O=Test, CN=leaf"')
+            self.assertIn("certificate 0", result.err)
+            self.assertIn(identity[1].lower(), result.err.lower(), "the name asked")
+            self.assertIn("www.example.test", result.err, "the names found")
+
+    def test_chain_from_standard_input_and_der(self):
+        self.assertEqual(self.verdict(0, "--ca", "root.pem", "-", stdin=(self.dir / "chain.pem").read_bytes())[0], "OK")
+        openssl("x509", "-in", self.dir / "inter.pem", "-outform", "DER", "-out", self.dir / "inter.der")
+        openssl("x509", "-in", self.dir / "root.pem", "-outform", "DER", "-out", self.dir / "root.der")
+        self.assertEqual(self.verdict(0, "--ca", "root.der", "inter.der")[0], "OK")
+
+    def test_times(self):
+        for time in ("2001-01-01", "2001-01-01T00:00:00Z", "2001-01-01 12:30:00", "2001-01-01T00:00:00+01:00", "978307200"):
+            last, result = self.verdict(1, "--ca", "root.pem", "--at", time, "chain.pem")
+            self.assertRegex(last, r'^FAILED 4: cert not valid \(before: .* > now: .* 2001\) - "O=Test, CN=leaf"$|'
+                                   r'^FAILED 4: cert not valid \(before: .* > now: Sun Dec 31 23:00:00 2000\)')
+            self.assertIn("notBefore", result.err)
+        last, result = self.verdict(1, "--ca", "root.pem", "--at", "2100-01-01", "chain.pem")
+        self.assertRegex(last, r'^FAILED 5: cert not valid \(after: .* < now: Fri Jan  1 00:00:00 2100\) - "O=Test, CN=leaf"$')
+        self.assertIn("notAfter", result.err)
+        for nonsense in ("2001-02-30", "2001-13-01", "tomorrow", "", "2001-01-01T25:00:00Z"):
+            if nonsense:
+                self.assertIn("--at", self.expect(3, "verify", "--at", nonsense, "chain.pem").err)
+
+    def test_unknown_root_and_missing_intermediate(self):
+        last, result = self.verdict(1, "--ca", "other-root.pem", "chain.pem")
+        self.assertTrue(last.startswith("FAILED 6: "), last)
+        self.assertGreater(len(last), len("FAILED 6: "))
+        self.assertTrue(self.verdict(1, "--ca", "root.pem", "leaf.pem")[0].startswith("FAILED 6: "))
+
+    def test_wrong_order_is_put_right_and_said(self):
+        for order in (("inter", "leaf"), ("root", "inter", "leaf"), ("inter", "root", "leaf"), ("leaf", "root", "inter")):
+            self.concatenate("shuffled.pem", *order)
+            last, result = self.verdict(0, "--ca", "root.pem", "--host", "www.example.test", "shuffled.pem")
+            self.assertEqual(last, "OK")
+            self.assertIn("order", result.err)
+            self.assertIn("CN=leaf", result.out.splitlines()[0])
+        self.assertNotIn("order", self.verdict(0, "--ca", "root.pem", "full.pem")[1].err)
+
+    def test_what_does_not_belong_is_left_out_and_named(self):
+        self.concatenate("surplus.pem", "leaf", "other-root", "inter")
+        last, result = self.verdict(0, "--ca", "root.pem", "surplus.pem")
+        self.assertEqual(last, "OK")
+        self.assertIn("CN=other-root", result.err)
+        self.assertEqual(len(result.out.splitlines()), 4)
+
+    def test_alternative_issuers_of_one_name_are_tried(self):
+        # Two certificates of one name: the wrong one, of another key, comes first.
+        self.issue("impostor", "other-root", CA, subject="/O=Test/CN=inter", key_ids="")
+        self.concatenate("alternatives.pem", "leaf", "impostor", "inter")
+        self.assertEqual(self.verdict(0, "--ca", "root.pem", "alternatives.pem")[0], "OK")
+        # A cross-signed intermediate: the same key under an unknown and a known root.
+        self.issue("cross", "other-root", CA, subject="/O=Test/CN=inter", key=self.dir / "inter.key")
+        self.concatenate("cross.pem", "leaf", "cross", "inter")
+        self.assertEqual(self.verdict(0, "--ca", "root.pem", "cross.pem")[0], "OK")
+        self.assertEqual(self.verdict(0, "--ca", "other-root.pem", "cross.pem")[0], "OK")
+
+    def test_the_stores_copy_of_the_last_certificate_counts(self):
+        # The chain brings an expired copy of a root that the store holds anew.
+        self.issue("renewed-root", extensions=CA, subject="/O=Test/CN=root", key=self.dir / "root.key", days=9000)
+        self.concatenate("old-root.pem", "leaf", "inter", "root")
+        at = "2040-01-01"
+        self.issue("long-inter", "renewed-root", CA, subject="/O=Test/CN=inter", key=self.dir / "inter.key", days=9000)
+        (self.dir / "inter.copy.key").write_bytes((self.dir / "inter.key").read_bytes())
+        (self.dir / "long-inter.key").write_bytes((self.dir / "inter.key").read_bytes())
+        self.issue("long-leaf", "long-inter", NAMES, days=9000)
+        self.concatenate("old-root.pem", "long-leaf", "long-inter", "root")
+        self.assertEqual(self.verdict(0, "--ca", "renewed-root.pem", "--at", at, "old-root.pem")[0], "OK")
+        self.assertTrue(self.verdict(1, "--ca", "root.pem", "--at", at, "old-root.pem")[0].startswith("FAILED 5: "))
+
+    def test_folder_of_authorities(self):
+        folder = self.dir / "cas"
+        folder.mkdir(exist_ok=True)
+        (folder / "good.pem").write_bytes((self.dir / "root.pem").read_bytes())
+        (folder / "bad.pem").write_text("-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n")
+        last, result = self.verdict(0, "--ca", "cas", "chain.pem")
+        self.assertEqual(last, "OK")
+        self.assertIn("bad.pem", result.err)
+        self.assertNotIn("good.pem", result.err)
+        (self.dir / "empty").mkdir(exist_ok=True)
+        self.assertIn("empty", self.expect(2, "verify", "--ca", "empty", "chain.pem").err)
+        self.assertEqual(self.run_program("verify", "--ca", "nowhere", "chain.pem").status, 2)
+
+    def test_default_authorities_are_the_platforms_own(self):
+        builtin = self.dir / "root" / "kelp/etc/ca"
+        builtin.mkdir(parents=True, exist_ok=True)
+        (builtin / "root.pem").write_bytes((self.dir / "root.pem").read_bytes())
+        self.assertEqual(self.verdict(0, "chain.pem")[0], "OK")
+        # The certificate manager trusts its built-in folder for use bit 23 always.
+        self.assertEqual(self.verdict(0, "--cerm", "0x800000", "chain.pem")[0], "OK")
+        self.expect(3, "verify", "--cerm", "many", "chain.pem")
+
+    def test_revocation(self):
+        self.make_crl("revoking", "inter", ["leaf"])
+        self.make_crl("clean", "inter")
+        last, result = self.verdict(1, "--ca", "root.pem", "--crl", "revoking.crl", "chain.pem")
+        self.assertEqual(last, 'FAILED 10: cert is revoked by crl - "O=Test, CN=leaf"')
+        self.assertEqual(self.verdict(0, "--ca", "root.pem", "--crl", "clean.crl", "chain.pem")[0], "OK")
+        # A list out of date is used, and said to be.
+        last, result = self.verdict(0, "--ca", "root.pem", "--crl", "clean.crl", "--at",
+                                    self.days_from_now(200), "chain.pem")
+        self.assertIn("warning", result.err)
+        self.expect(1, "verify", "--strict", "--ca", "root.pem", "--crl", "clean.crl", "--at", self.days_from_now(200),
+                    "chain.pem")
+        # A list whose signature does not verify is never used.
+        text = openssl("crl", "-in", self.dir / "clean.crl", "-outform", "DER")
+        self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
+        self.assertIn("signature", self.expect(2, "verify", "--ca", "root.pem", "--crl", "forged.crl", "chain.pem").err)
+        # One of an unknown issuer is named and left out.
+        self.make_crl("foreign", "other-root")
+        last, result = self.verdict(0, "--ca", "root.pem", "--crl", "foreign.crl", "chain.pem")
+        self.assertIn("other-root", result.err)
+
+    def test_the_newest_list_of_an_issuer_counts(self):
+        self.make_crl("old", "inter")
+        import time
+        time.sleep(1.1)
+        self.make_crl("new", "inter", ["leaf"])
+        for order in (("old", "new"), ("new", "old")):
+            crls = [word for name in order for word in ("--crl", f"{name}.crl")]
+            self.assertTrue(self.verdict(1, "--ca", "root.pem", *crls, "chain.pem")[0].startswith("FAILED 10: "))
+
+    def test_missing_list_with_distribution_points(self):
+        self.issue("pointed", "inter", LEAF + "crlDistributionPoints=URI:http://crl.example.test/a.crl\n")
+        self.concatenate("pointed-chain.pem", "pointed", "inter")
+        last, result = self.verdict(1, "--ca", "root.pem", "--check-crls", "pointed-chain.pem")
+        self.assertEqual(last, 'FAILED 11: crl not found for: "O=Test, CN=pointed"')
+        self.assertIn("http://crl.example.test/a.crl", result.err)
+        self.assertEqual(self.verdict(0, "--ca", "root.pem", "pointed-chain.pem")[0], "OK")
+
+    def test_warnings_and_strict(self):
+        self.issue("short-root", extensions="basicConstraints=critical,CA:TRUE,pathlen:0\nkeyUsage=critical,keyCertSign\n")
+        self.issue("under-short", "short-root", CA)
+        self.issue("leaf-under-short", "under-short", NAMES)
+        self.issue("no-sign-root", extensions="basicConstraints=critical,CA:TRUE\nkeyUsage=critical,digitalSignature\n")
+        self.issue("leaf-no-sign", "no-sign-root", NAMES)
+        self.issue("client", "inter", "basicConstraints=CA:FALSE\nextendedKeyUsage=clientAuth\nsubjectAltName=DNS:www.example.test\n")
+        self.issue("e3-root", extensions=CA, kind="RSA e=3")
+        self.issue("leaf-e3", "e3-root", NAMES)
+        cases = (("short-root", ("leaf-under-short", "under-short"), "path"), ("no-sign-root", ("leaf-no-sign",), "sign"),
+                 ("root", ("client", "inter"), "usage"), ("e3-root", ("leaf-e3",), "exponent"))
+        for root, chain, word in cases:
+            with self.subTest(root=root, chain=chain):
+                self.concatenate("warned.pem", *chain)
+                arguments = ("--ca", f"{root}.pem", "--host", "www.example.test", "warned.pem")
+                last, result = self.verdict(0, *arguments)
+                self.assertEqual(last, "OK")
+                self.assertRegex(result.err, rf"warning: .*{word}")
+                self.expect(1, "verify", "--strict", *arguments)
+        self.expect(0, "verify", "--strict", "--ca", "root.pem", "--host", "www.example.test", "chain.pem")
+
+    def test_json(self):
+        result = self.expect(1, "verify", "--json", "--ca", "root.pem", "--host", "elsewhere.test", "chain.pem")
+        document = json.loads(result.out)
+        self.assertEqual(document["code"], 2)
+        self.assertEqual(document["verdict"], "FAILED")
+        self.assertEqual(document["reason"], 'name verification failed for: "O=Test, CN=leaf"')
+        self.assertEqual(len(document["certificates"]), 3)
+        self.assertEqual(document["explanation"]["depth"], 0)
+        self.assertTrue(document["explanation"]["facts"])
+        self.assertEqual(json.loads(self.expect(0, "verify", "--json", "--ca", "root.pem", "chain.pem").out)["code"], 0)
+
+    def test_hostile_names_do_not_reach_the_terminal(self):
+        self.issue("hostile", "inter", LEAF, subject="/O=Evil\x1b[2J\x07/CN=a\nOK\n\u202egnp.exe\u009b")
+        self.concatenate("hostile-chain.pem", "hostile", "inter")
+        for arguments in (["--host", "x"], [], ["--json"]):
+            result = self.run_program("verify", "--ca", "root.pem", *arguments, "hostile-chain.pem")
+            self.assertNoControls(result.out + result.err)
+            self.assertNotIn("\u202e", result.out + result.err)
+            self.assertNotIn("OK", result.out.splitlines()[:-1])
+
+    def test_input_that_cannot_be_used(self):
+        self.write("garbage", b"\x00\x01garbage")
+        self.write("key-only.pem", (self.dir / "leaf.key").read_bytes())
+        self.write("half.pem", (self.dir / "leaf.pem").read_bytes() + b"-----BEGIN CERTIFICATE-----\nMAAA\n-----END CERTIFICATE-----\n")
+        self.write("nothing", b"")
+        for name in ("garbage", "key-only.pem", "half.pem", "nothing", "does-not-exist", "."):
+            result = self.expect(2, "verify", "--ca", "root.pem", name)
+            self.assertEqual(result.out, "")
+            self.assertIn("sealkit: ", result.err)
+
+    def test_wrong_usage(self):
+        for arguments in ([], ["verify"], ["verify", "--nonsense", "x"], ["nonsense"], ["verify", "--ip", "300.1.2.3", "chain.pem"]):
+            result = self.expect(3, *arguments)
+            self.assertEqual(result.out, "")
+            self.assertTrue(result.err)
+
+    def test_help(self):
+        self.assertIn("verify", self.expect(0, "--help").out)
+        text = self.expect(0, "verify", "--help").out
+        for option in ("--host", "--ip", "--email", "--at", "--ca", "--cerm", "--crl", "--check-crls", "--strict", "--json"):
+            self.assertIn(option, text)
+
+    @staticmethod
+    def days_from_now(days):
+        import datetime
+        return (datetime.datetime.utcnow() + datetime.timedelta(days=days)).strftime("%Y-%m-%dT%H:%M:%SZ")
+
+
+if __name__ == "__main__":
+    unittest.main()
