@@ -1,0 +1,114 @@
+#include "sealkit/hash.h"
+#include "support/vectors.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace {
+
+std::string digestInPieces(Hash& hash, unsigned char const* message, size_t size, std::mt19937& random,
+                           unsigned longest) {
+    while (size > 0) {
+        unsigned piece = std::min<unsigned>(random() % (longest + 1), static_cast<unsigned>(size));
+        hash.update(message, piece);
+        message += piece;
+        size -= piece;
+    }
+    return test::toHex(hash.digest());
+}
+
+/// Every way to feed a message gives `expected`, from a fresh object and from a used one.
+void expectDigest(unsigned id, std::vector<unsigned char> const& message, std::string const& expected) {
+    unsigned const size = static_cast<unsigned>(message.size());
+    auto const hash = createHash(id);
+    hash->update(message.data(), size);
+    EXPECT_EQ(test::toHex(hash->digest()), expected) << "at once";
+
+    std::vector<unsigned char> out(hash->digestLength() + 2, 0xa5);
+    hash->update(message.data(), size);
+    hash->digest(out.data() + 1);
+    EXPECT_EQ(test::toHex(out), "a5" + expected + "a5") << "again, to a place of its own";
+
+    for (size_t offset = 1; offset < 8; offset++) {
+        std::vector<unsigned char> moved(offset);
+        moved.insert(moved.end(), message.begin(), message.end());
+        hash->update(moved.data() + offset, size);
+        EXPECT_EQ(test::toHex(hash->digest()), expected) << "misaligned by " << offset;
+    }
+
+    std::mt19937 random(size);
+    for (unsigned longest : {1u, 7u, 64u, 200u})
+        EXPECT_EQ(digestInPieces(*hash, message.data(), size, random, longest), expected)
+            << "in pieces of up to " << longest;
+}
+
+void expectDigestOfText(test::Case const& c) {
+    std::string const& text = c.text("message");
+    std::vector<unsigned char> message;
+    for (unsigned long long i = c.number("repeat"); i > 0; i--)
+        message.insert(message.end(), text.begin(), text.end());
+    expectDigest(static_cast<unsigned>(c.number("hash")), message, test::toHex(c.bytes("digest")));
+}
+
+TEST(Digest, of_MD4_is_that_of_RFC_1320) { test::forEachCase("hash/rfc1320.txt", expectDigestOfText); }
+
+TEST(Digest, of_MD5_is_that_of_RFC_1321) { test::forEachCase("hash/rfc1321.txt", expectDigestOfText); }
+
+TEST(Digest, of_SHA_is_that_of_FIPS_180_4) { test::forEachCase("hash/fips180-4.txt", expectDigestOfText); }
+
+// All lengths around every boundary: the block, the length field, the second block.
+TEST(Digest, of_any_length_is_that_of_other_implementations) {
+    test::forEachCase("hash/lengths.txt", [](test::Case const& c) {
+        std::vector<unsigned char> message(c.number("length"));
+        for (size_t i = 0; i < message.size(); i++)
+            message[i] = static_cast<unsigned char>(7 * i + message.size());
+        expectDigest(static_cast<unsigned>(c.number("hash")), message, test::toHex(c.bytes("digest")));
+    });
+}
+
+TEST(Digest, of_the_empty_message_needs_no_update) {
+    EXPECT_EQ(test::toHex(createHash(HashID::SHA256)->digest()),
+              "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+    for (unsigned id = 1; id <= 7; id++) {
+        auto const idle = createHash(id), updated = createHash(id);
+        updated->update(nullptr, 0);
+        EXPECT_EQ(idle->digest(), updated->digest()) << id;
+    }
+}
+
+TEST(Digest, of_a_second_message_is_that_of_a_fresh_object) {
+    for (unsigned id = 1; id <= 7; id++) {
+        auto const used = createHash(id), fresh = createHash(id);
+        used->update("first message", 13);
+        used->digest();
+        used->update("second", 6);
+        fresh->update("second", 6);
+        std::string const second = used->digest();
+        EXPECT_EQ(second, fresh->digest()) << id;
+        EXPECT_EQ(used->digest(), createHash(id)->digest()) << id << ", and nothing is left for a third";
+    }
+}
+
+TEST(MD5SHA1, is_MD5_followed_by_SHA1) {
+    std::string const message(200, 'x');
+    auto const digest = [&](HashID id) {
+        auto hash = createHash(id);
+        hash->update(message.data(), 200);
+        return hash->digest();
+    };
+    EXPECT_EQ(digest(HashID::MD5SHA1), digest(HashID::MD5) + digest(HashID::SHA1));
+    EXPECT_EQ(digest(HashID::MD5SHA1).size(), 36u);
+}
+
+TEST(Digest, as_a_string_is_offered_by_every_class) {
+    EXPECT_EQ(MD4().digest().size(), 16u);
+    EXPECT_EQ(MD5().digest().size(), 16u);
+    EXPECT_EQ(SHA1().digest().size(), 20u);
+    EXPECT_EQ(SHA256().digest().size(), 32u);
+    EXPECT_EQ(SHA384().digest().size(), 48u);
+    EXPECT_EQ(SHA512().digest().size(), 64u);
+    EXPECT_EQ(MD5SHA1Hash().digest().size(), 36u);
+}
+
+} // namespace
