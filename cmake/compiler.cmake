@@ -15,6 +15,8 @@ target_compile_options(sealkit_warnings INTERFACE
 
 if(SEALKIT_SANITIZERS)
     add_compile_options(-fsanitize=${SEALKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    # Checking dynamic types needs the RTTI that the libraries do without.
+    add_compile_options(-fno-sanitize=vptr)
     add_link_options(-fsanitize=${SEALKIT_SANITIZERS})
 endif()
 
