@@ -78,8 +78,6 @@ public:
     bool setState(uint32_t word);
 
 private:
-    bool write(std::string const& file, message const& record);
-
     std::string folder; ///< Empty when the store is not valid.
 };
 

@@ -1,1 +1,0 @@
-namespace kp { extern int const placeholder = 0; }
