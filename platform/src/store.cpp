@@ -280,22 +280,22 @@ bool Store::setState(uint32_t word) {
 std::vector<std::string> storeNames() {
     std::vector<std::string> names;
     std::string const stores = rootPath(storesFolder);
-    std::vector<std::string> pending;
-    if (!stores.empty())
-        pending.emplace_back();
+    if (stores.empty())
+        return names;
+    std::vector<std::string> pending = {""}; // Names behind a slash each, the folder of all being none.
     while (!pending.empty()) {
         std::string const name = std::move(pending.back());
         pending.pop_back();
-        std::string const folder = name.empty() ? stores : stores + "/" + name;
         bool hasRecord = false;
-        forEachEntry(folder, [&](std::string_view entry) {
+        forEachEntry(stores + name, [&](std::string_view entry) {
             hasRecord = hasRecord || recordId(entry);
-            std::string inner = name.empty() ? std::string(entry) : name + "/" + std::string(entry);
-            if (isStoreName(inner) && isFolder(stores + "/" + inner))
+            std::string inner = name;
+            inner.append("/").append(entry);
+            if (isStoreName(std::string_view(inner).substr(1)) && isFolder(stores + inner))
                 pending.push_back(std::move(inner));
         });
         if (hasRecord && !name.empty())
-            names.push_back(name);
+            names.push_back(name.substr(1));
     }
     std::sort(names.begin(), names.end());
     return names;
