@@ -17,6 +17,7 @@ inline constexpr unsigned boolean = 0x01;
 inline constexpr unsigned integer = 0x02;
 inline constexpr unsigned bitString = 0x03;
 inline constexpr unsigned octetString = 0x04;
+inline constexpr unsigned null = 0x05;
 inline constexpr unsigned oid = 0x06;
 inline constexpr unsigned enumerated = 0x0A;
 inline constexpr unsigned utf8String = 0x0C;

@@ -1,0 +1,161 @@
+#include "sealkit/keys.h"
+
+#include "sealkit/curve25519.h"
+#include "sealkit/wipe.h"
+
+#include "keys/key_cast.h"
+
+#include <ostream>
+
+namespace {
+
+constexpr unsigned keyLength = 32;
+
+void wipe(std::vector<unsigned char>& bytes) { secureMemset(bytes.data(), 0, bytes.size()); }
+
+template <typename K>
+bool parsePublic(K& key, asn1::blob algoParams, asn1::blob keyData) {
+    if (!algoParams.empty() || keyData.size() != keyLength)
+        return false;
+    key.pub.assign(keyData.begin(), keyData.end());
+    return true;
+}
+
+template <typename K>
+bool equalPublic(K const& key, PublicKey const& other) {
+    K const* const same = detail::keyCast<K>(other);
+    return same != nullptr && key.pub == same->pub;
+}
+
+/// Puts the secret bytes into `key`, whose old ones are wiped with the vector that brought the new.
+template <typename K>
+bool takePrivate(K& key, std::vector<unsigned char>& privateBytes,
+                 std::vector<unsigned char> (*getPublic)(asn1::blob)) {
+    bool const fits = privateBytes.size() == keyLength;
+    if (fits) {
+        key.secret.swap(privateBytes);
+        key.pub = getPublic(key.secret);
+    }
+    wipe(privateBytes);
+    return fits;
+}
+
+template <typename K>
+bool generate(K& key, Rng const& rng, std::vector<unsigned char> (*getPublic)(asn1::blob)) {
+    wipe(key.secret);
+    key.secret.resize(keyLength);
+    if (!rng.fill(key.secret.data(), keyLength))
+        return false;
+    key.pub = getPublic(key.secret);
+    return true;
+}
+
+std::string text(std::vector<unsigned char> const& bytes) { return BigNum(asn1::blob(bytes)).str(); }
+
+} // namespace
+
+Ed25519PublicKey::~Ed25519PublicKey() = default;
+
+bool Ed25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    return parsePublic(*this, algoParams, keyData);
+}
+
+std::vector<unsigned char> Ed25519PublicKey::encodeToDerEncoded() const { return pub; }
+
+asn1::blob Ed25519PublicKey::algorithmParams() const { return {}; }
+
+bool Ed25519PublicKey::equals(PublicKey const& other) const { return equalPublic(*this, other); }
+
+KeyType Ed25519PublicKey::keyType() const { return KeyType::Ed25519; }
+
+void Ed25519PublicKey::dump(std::ostream& out) const {
+    out << "[Ed25519-PUBLIC]"
+        << "\npub: " << text(pub) << std::endl;
+}
+
+bool Ed25519PublicKey::verify(asn1::blob message, asn1::blob sig) const {
+    return eddsa::verify(pub, message, sig);
+}
+
+X25519PublicKey Ed25519PublicKey::toX25519PublicKey() const {
+    X25519PublicKey key;
+    Edwards25519 const curve;
+    WCurve::Point point = curve.fromBin(pub);
+    if (!curve.isInfinity(point))
+        key.pub = x25519::numToBlob(curve.Curve25519::toNum(std::move(point), nullptr));
+    return key;
+}
+
+Ed25519PrivateKey::Ed25519PrivateKey() = default;
+Ed25519PrivateKey::Ed25519PrivateKey(Ed25519PrivateKey const&) = default;
+Ed25519PrivateKey& Ed25519PrivateKey::operator=(Ed25519PrivateKey const&) = default;
+Ed25519PrivateKey::~Ed25519PrivateKey() { wipe(secret); }
+
+void Ed25519PrivateKey::dump(std::ostream& out) const {
+    out << "[Ed25519-PRIVATE]"
+        << "\npub: " << text(pub) << "\nsecret: " << text(secret) << std::endl;
+}
+
+std::unique_ptr<PublicKey> Ed25519PrivateKey::publicKey() const {
+    return std::make_unique<Ed25519PublicKey>(*this);
+}
+
+bool Ed25519PrivateKey::generatePrivKey(Rng& rng) { return generate(*this, rng, eddsa::get_public_key); }
+
+bool Ed25519PrivateKey::initPrivate(std::vector<unsigned char> privateBytes) {
+    return takePrivate(*this, privateBytes, eddsa::get_public_key);
+}
+
+std::vector<unsigned char> Ed25519PrivateKey::sign(asn1::blob message) const {
+    return secret.size() == keyLength ? eddsa::sign(secret, message) : std::vector<unsigned char>();
+}
+
+X25519PrivateKey Ed25519PrivateKey::toX25519PrivateKey() const {
+    X25519PrivateKey key;
+    if (secret.size() == keyLength)
+        key.initPrivate(x25519::numToBlob(eddsa::expand_secret(secret, nullptr)));
+    return key;
+}
+
+X25519PublicKey::~X25519PublicKey() = default;
+
+bool X25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    return parsePublic(*this, algoParams, keyData);
+}
+
+std::vector<unsigned char> X25519PublicKey::encodeToDerEncoded() const { return pub; }
+
+asn1::blob X25519PublicKey::algorithmParams() const { return {}; }
+
+bool X25519PublicKey::equals(PublicKey const& other) const { return equalPublic(*this, other); }
+
+KeyType X25519PublicKey::keyType() const { return KeyType::X25519; }
+
+void X25519PublicKey::dump(std::ostream& out) const {
+    out << "[X25519-PUBLIC]"
+        << "\npub: " << text(pub) << std::endl;
+}
+
+X25519PrivateKey::X25519PrivateKey() = default;
+X25519PrivateKey::X25519PrivateKey(X25519PrivateKey const&) = default;
+X25519PrivateKey& X25519PrivateKey::operator=(X25519PrivateKey const&) = default;
+X25519PrivateKey::~X25519PrivateKey() { wipe(secret); }
+
+void X25519PrivateKey::dump(std::ostream& out) const {
+    out << "[X25519-PRIVATE]"
+        << "\npub: " << text(pub) << "\nsecret: " << text(secret) << std::endl;
+}
+
+std::unique_ptr<PublicKey> X25519PrivateKey::publicKey() const {
+    return std::make_unique<X25519PublicKey>(*this);
+}
+
+bool X25519PrivateKey::generatePrivKey(Rng& rng) { return generate(*this, rng, x25519::get_public_key); }
+
+bool X25519PrivateKey::initPrivate(std::vector<unsigned char> privateBytes) {
+    return takePrivate(*this, privateBytes, x25519::get_public_key);
+}
+
+std::vector<unsigned char> X25519PrivateKey::exchangeKeys(asn1::blob peer) const {
+    return secret.size() == keyLength ? x25519::kex(secret, peer) : std::vector<unsigned char>();
+}

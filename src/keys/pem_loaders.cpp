@@ -1,0 +1,111 @@
+#include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+
+#include "kp/file.h"
+
+#include <iostream>
+#include <limits>
+
+namespace {
+
+/// Null when the bytes are not a `T`, or more than its parser takes.
+template <typename T>
+std::unique_ptr<T> parseDer(asn1::blob der) {
+    if (der.size() > std::numeric_limits<unsigned>::max())
+        return nullptr;
+    auto object = std::make_unique<T>();
+    if (!object->parse(der.data(), static_cast<unsigned>(der.size())))
+        return nullptr;
+    return object;
+}
+
+template <typename T>
+std::unique_ptr<T> parseBody(std::string_view body) {
+    std::vector<unsigned char> der;
+    return pemDecode(body, &der) ? parseDer<T>(der) : nullptr;
+}
+
+/// The object of the first block, which must have the label, or of the whole text as DER.
+template <typename T>
+std::unique_ptr<T> readFirst(std::string_view text, std::string_view wantedLabel) {
+    std::string_view rest = text;
+    std::string_view label, body;
+    if (!parsePem(rest, &label, &body))
+        return parseDer<T>(text);
+    return label == wantedLabel ? parseBody<T>(body) : nullptr;
+}
+
+template <typename K>
+std::unique_ptr<PublicKey> parseBareKey(asn1::blob der) {
+    auto key = std::make_unique<K>();
+    if (!key->parseFromDerEncoded({}, der))
+        return nullptr;
+    return key;
+}
+
+std::string contents(std::string const& path) { return kp::readFile(path, -1, 0); }
+
+} // namespace
+
+std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text) {
+    return readFirst<X509Certificate>(text, "CERTIFICATE");
+}
+
+std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {
+    return readCertFromStr(contents(path));
+}
+
+std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text) {
+    std::vector<std::shared_ptr<X509Certificate>> chain;
+    std::string_view rest = text;
+    std::string_view label, body;
+    bool anyBlock = false;
+    while (parsePem(rest, &label, &body)) {
+        anyBlock = true;
+        std::cout << "LABEL: " << label << std::endl;
+        if (label != "CERTIFICATE")
+            continue;
+        chain.push_back(parseBody<X509Certificate>(body));
+        if (chain.back() == nullptr)
+            return {};
+    }
+    if (!anyBlock)
+        if (std::shared_ptr<X509Certificate> certificate = parseDer<X509Certificate>(text))
+            chain.push_back(std::move(certificate));
+    return chain;
+}
+
+std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path) {
+    return readCertChain(contents(path));
+}
+
+std::unique_ptr<X509Crl> readCrl(std::string_view text) { return readFirst<X509Crl>(text, "X509 CRL"); }
+
+std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path) { return readCrl(contents(path)); }
+
+std::unique_ptr<X509Req> readReq(std::string_view text) {
+    return readFirst<X509Req>(text, "CERTIFICATE REQUEST");
+}
+
+std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readReq(contents(path)); }
+
+std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
+    std::string_view rest = text;
+    std::string_view label, body;
+    if (!parsePem(rest, &label, &body))
+        return parsePkcs8PublicKey(text);
+    std::vector<unsigned char> der;
+    if (!pemDecode(body, &der))
+        return nullptr;
+    if (label == "PUBLIC KEY")
+        return parsePkcs8PublicKey(der);
+    if (label == "RSA PUBLIC KEY")
+        return parseBareKey<RsaPublicKey>(der);
+    if (label == "EC PUBLIC KEY")
+        return parseBareKey<EcPublicKey>(der);
+    return nullptr;
+}
+
+std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path) {
+    return readPublicKey(contents(path));
+}

@@ -1,0 +1,5 @@
+#include "sealkit/keys.h"
+
+PublicKey::~PublicKey() = default;
+
+PrivateKey::~PrivateKey() = default;
