@@ -49,7 +49,6 @@ inline constexpr auto sha2RoundConstants = [] {
 /// Compresses the sixteen big-endian words at `block` into the eight words of `state`.
 template <unsigned rounds, Sha2Distances distances, typename Word>
 void sha2Compress(Word (&state)[8], unsigned char const* block) {
-    constexpr auto& k = sha2RoundConstants<Word, rounds>;
     auto const xorOfRotations = [](Word x, int const(&by)[3]) {
         return std::rotr(x, by[0]) ^ std::rotr(x, by[1]) ^ std::rotr(x, by[2]);
     };
@@ -60,12 +59,15 @@ void sha2Compress(Word (&state)[8], unsigned char const* block) {
     Word w[16]; // the last sixteen words of the message schedule
     Word v[8];  // a to h; they change places by renaming: a of round i is v[-i mod 8]
     unrolled<8>([&](auto i) { v[i] = state[i]; });
+    Word differBC = v[1] ^ v[2];
 
     auto const round = [&](auto i, Word input) __attribute__((always_inline)) {
         auto const at = [&](unsigned letter) -> Word& { return v[(letter - i) % 8]; };
-        Word const a = at(0), b = at(1), c = at(2), e = at(4), f = at(5), g = at(6);
+        Word const a = at(0), b = at(1), e = at(4), f = at(5), g = at(6);
         Word const choice = g ^ (e & (f ^ g));
-        Word const majority = (a & b) | (c & (a | b));
+        Word const differAB = a ^ b;
+        Word const majority = b ^ (differAB & differBC);
+        differBC = differAB; // a and b are the next round's b and c
         Word const t = at(7) + input + choice + xorOfRotations(e, distances.bigSigma1);
         at(3) += t;
         at(7) = t + majority + xorOfRotations(a, distances.bigSigma0);
@@ -73,13 +75,13 @@ void sha2Compress(Word (&state)[8], unsigned char const* block) {
 
     unrolled<16>([&](auto i) __attribute__((always_inline)) {
         w[i] = loadBigEndian<Word>(block + i * sizeof(Word));
-        round(i, w[i] + k[i]);
+        round(i, w[i] + sha2RoundConstants<Word, rounds>[i]);
     });
     for (unsigned base = 16; base < rounds; base += 16)
         unrolled<16>([&](auto i) __attribute__((always_inline)) {
             w[i] += xorWithShift(w[(i + 1) % 16], distances.smallSigma0) + w[(i + 9) % 16] +
                     xorWithShift(w[(i + 14) % 16], distances.smallSigma1);
-            round(i, w[i] + k[base + i]);
+            round(i, w[i] + sha2RoundConstants<Word, rounds>[base + i]);
         });
 
     unrolled<8>([&](auto i) { state[i] += v[i]; });

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -297,6 +298,12 @@ void expectWiped() {
     };
     EXPECT_TRUE(wiped(block, 128));
     EXPECT_TRUE(wiped(state, sizeof hash->state));
+}
+
+TEST(SecureMemset, fills_and_returns_its_first_argument) {
+    unsigned char bytes[] = {1, 2, 3, 4};
+    EXPECT_EQ(secureMemset(bytes + 1, 0, 2), bytes + 1);
+    EXPECT_EQ(test::toHex(bytes, sizeof bytes), "01000004");
 }
 
 // A hash under a keyed digest or a signature has held secrets.
