@@ -63,7 +63,8 @@ public:
     virtual void dump(std::ostream& out) const = 0;
 };
 
-/// The private half of any key, which is its public half as well.
+/// The private half of any key, which is its public half as well: its DER, its parameters and equality are
+/// those of the public key.
 class SEALKIT_API PrivateKey : public virtual PublicKey {
 public:
     ~PrivateKey() override;
