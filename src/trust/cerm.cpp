@@ -1,0 +1,128 @@
+// What the certificate manager trusts, from the system's configuration stores:
+//
+// "cert/settings", record 0
+//     u32 7, u32 5         uses for which the built-in CA folder is trusted, newer and older form
+//     bool 4, u32 0xfe0012 whether it is trusted, in records that have neither
+//     u32 3                other than 0: CRLs are kept in memory
+// "cerm", a record for each certificate
+//     bool 12              it is trusted
+//     u32 45               for these uses
+//     raw 129, raw 11      the certificate in DER; the first goes before the second
+//     u32 135              2: raw 129 is not to be used, nor the entry that has it
+//     string 0xfe0010      its name
+//     string 113           its DNS name
+//     u32 123              with bit 6, raw 143 and string array 32: its CRL is fetched
+// "cert/crl", a record for each CRL
+//     u32 12               for these uses
+#include "kp/cloud.h"
+#include "kp/file.h"
+#include "kp/root.h"
+#include "kp/store.h"
+#include "sealkit/pem.h"
+#include "sealkit/store.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace {
+
+/// The uses for which the built-in roots are trusted unless the settings say otherwise: bits 4, 7, 8,
+/// 9, 11, 13, 17, 18, 20 and 21.
+constexpr uint32_t defaultTrust = 0x00362b90;
+/// Every use in u32 7, which stands for the default ones, and an older default of u32 5.
+constexpr uint32_t everyUse = 0x7fffffff;
+constexpr uint32_t olderDefaultTrust = 0x00022b90;
+/// The use for which the built-in roots are trusted whatever the settings say.
+constexpr uint32_t alwaysTrusted = 0x00800000;
+
+constexpr uint32_t fetchesCrl = 0x40;
+
+/// The uses for which a store of a few entries trusts the built-in roots: the default ones when every
+/// entry is a "Lets encrypt" certificate and one of them belongs to the cloud service.
+uint32_t trustByCloudScan(kp::Store const& cerm) {
+    bool ofCloud = false;
+    for (int32_t id : kp::Allocator(cerm)) {
+        if (id == 0 || id == -5)
+            continue;
+        kp::message const entry = cerm.get(id);
+        if (!entry.getString(0xfe0010).starts_with("Lets encrypt"))
+            return 0;
+        std::string_view const dnsName = entry.getString(113);
+        ofCloud = ofCloud || std::ranges::any_of(kp::cloudDnsSuffixes(), [&](std::string_view suffix) {
+                      return dnsName.ends_with(suffix);
+                  });
+    }
+    return ofCloud ? defaultTrust : 0;
+}
+
+/// The uses for which the built-in roots are trusted.
+uint32_t builtInTrust(kp::message const& settings, kp::Store const& cerm) {
+    if (settings.hasU32(7)) {
+        uint32_t const mask = settings.getU32(7);
+        return mask == everyUse ? defaultTrust : mask;
+    }
+    if (settings.hasU32(5)) {
+        uint32_t const mask = settings.getU32(5);
+        return mask == olderDefaultTrust ? defaultTrust : mask;
+    }
+    if (settings.empty())
+        return defaultTrust;
+    if (settings.getU32(0xfe0012) != 0)
+        return settings.getBool(4, true) ? defaultTrust : 0;
+    uint32_t const count = ~cerm.state();
+    if (count <= 1)
+        return defaultTrust;
+    return count > 4 ? 0 : trustByCloudScan(cerm);
+}
+
+/// The certificate of an entry in DER; empty when it has none to use.
+asn1::blob certificateOf(kp::message const& entry) {
+    if (!entry.hasRaw(129))
+        return entry.getRaw(11);
+    return entry.getU32(135) == 2 ? asn1::blob() : asn1::blob(entry.getRaw(129));
+}
+
+void appendCrl(CertificateMemoryStore& store, std::string const& path) {
+    if (auto crl = readCrl(kp::readFile(kp::rootPath(path), -1, 0)))
+        store.crls.push_back(std::move(crl));
+}
+
+} // namespace
+
+bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all) {
+    kp::Store const cerm("cerm");
+    kp::message const settings = kp::Store("cert/settings").get(0);
+
+    if (all || ((builtInTrust(settings, cerm) | alwaysTrusted) & usage) != 0)
+        loadFromDir(kp::rootPath("/kelp/etc/ca/"), false);
+
+    std::vector<int32_t> fetchedCrls;
+    for (int32_t id : kp::Allocator(cerm)) {
+        if (id == 0)
+            continue;
+        kp::message const entry = cerm.get(id);
+        if (!entry.getBool(12) || (!all && (entry.getU32(45, 0xffffffff) & usage) == 0))
+            continue;
+        asn1::blob const der = certificateOf(entry);
+        auto certificate = std::make_shared<X509Certificate>();
+        if (!certificate->parse(der.data(), static_cast<unsigned>(der.size())))
+            continue;
+        certs.push_back(std::move(certificate));
+        if ((entry.getU32(123) & fetchesCrl) != 0 && entry.hasRaw(143) && entry.hasStrings(32))
+            fetchedCrls.push_back(id);
+    }
+    if (all)
+        return true;
+
+    std::string const crlFolder = settings.getU32(3) != 0 ? "/ram/crl" : "/rw/cm/crl";
+    kp::Store const crlStore("cert/crl");
+    for (int32_t id : kp::Allocator(crlStore)) {
+        auto const record = crlStore.find(id);
+        if (record && (record->getU32(12, 0xffffffff) & usage) != 0)
+            appendCrl(*this, crlFolder + "/" + std::to_string(id));
+    }
+    for (int32_t id : fetchedCrls)
+        appendCrl(*this, "/rw/cm/ca_crl/" + std::to_string(id) + ".crl");
+    return true;
+}

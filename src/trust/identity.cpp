@@ -1,0 +1,53 @@
+#include "trust/identity.h"
+
+#include "kp/text.h"
+#include "trust/general_name.h"
+
+#include <algorithm>
+
+namespace detail {
+
+namespace {
+
+/// Both in lowercase. "*.x" stands for one label in front of ".x"; the label itself is not looked at.
+/// "*." alone, and an asterisk anywhere else, are characters like any other.
+bool matchesHostPattern(std::string_view host, std::string_view pattern) {
+    if (host.empty())
+        return false;
+    if (pattern.size() <= 2 || !pattern.starts_with("*."))
+        return host == pattern;
+    size_t const dot = host.find('.');
+    return dot != std::string_view::npos && host.substr(dot + 1) == pattern.substr(2);
+}
+
+} // namespace
+
+bool asksForIdentity(PathQuestion const& question) {
+    return !question.hostName.empty() || !question.address.empty() || !question.email.empty();
+}
+
+bool bearsIdentity(X509Certificate const& leaf, PathQuestion const& question) {
+    std::string const host = str2lower(question.hostName);
+    bool const asksAddress = !question.address.empty();
+    auto const bears = [&](GeneralName const& name) {
+        switch (name.type) {
+        case dnsName:
+            return matchesHostPattern(host, str2lower(name.data));
+        case ipAddress:
+            return asksAddress && name.getIp() == question.address;
+        case rfc822Name:
+            return !question.email.empty() && name.data == question.email;
+        default:
+            return false;
+        }
+    };
+    if (std::ranges::any_of(leaf.subjectAltNames, bears))
+        return true;
+
+    std::string const commonName = str2lower(leaf.subject.commonName);
+    return matchesHostPattern(host, commonName) ||
+           (asksAddress && commonName == question.address.str(true)) ||
+           (!question.email.empty() && commonName == question.email);
+}
+
+} // namespace detail

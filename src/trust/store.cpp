@@ -1,0 +1,75 @@
+#include "sealkit/store.h"
+
+#include "kp/file.h"
+#include "sealkit/pem.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <iostream>
+#include <iterator>
+#include <sys/stat.h>
+#include <utility>
+
+namespace {
+
+template <typename T, typename Predicate>
+std::shared_ptr<T> findFirst(std::vector<std::shared_ptr<T>> const& objects, Predicate matches) {
+    auto found = std::ranges::find_if(objects, [&](auto const& object) { return matches(*object); });
+    return found == objects.end() ? nullptr : *found;
+}
+
+bool isFolder(std::string const& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+std::shared_ptr<X509Certificate> CertificateMemoryStore::findCertificate(DistinguishedName const& subject,
+                                                                         asn1::blob keyId) const {
+    return findFirst(certs, [&](X509Certificate const& certificate) {
+        return (keyId.empty() || asn1::blob(certificate.subjectKeyId) == keyId) &&
+               certificate.subject == subject;
+    });
+}
+
+std::shared_ptr<X509Crl> CertificateMemoryStore::findCrl(X509Certificate const& certificate) const {
+    return findFirst(crls, [&](X509Crl const& crl) { return crl.issuer == certificate.issuer; });
+}
+
+bool CertificateMemoryStore::loadFromStr(std::string_view text) {
+    auto chain = readCertChain(text);
+    std::ranges::move(chain, std::back_inserter(certs));
+    return !chain.empty();
+}
+
+bool CertificateMemoryStore::loadFromDir(std::string_view dir, bool withCrls) {
+    return loadFromDir(dir, withCrls, nullptr);
+}
+
+bool CertificateMemoryStore::loadFromDir(std::string_view dir, bool withCrls,
+                                         std::vector<LoadedFile>* files) {
+    std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(std::string(dir).c_str()), closedir);
+    if (!folder) {
+        std::cout << "[ERR] opendir: " << strerror(errno) << std::endl;
+        return false;
+    }
+    while (dirent const* entry = readdir(folder.get())) {
+        std::string const name = entry->d_name;
+        std::string const path = std::string(dir) + "/" + name;
+        std::string const content = kp::readFile(path, -1, 0);
+        LoadedAs as = content.empty() ? LoadedAs::empty : LoadedAs::nothing;
+        if (auto certificate = readCertFromStr(content)) {
+            certs.push_back(std::move(certificate));
+            as = LoadedAs::certificate;
+        } else if (auto crl = withCrls ? readCrl(content) : nullptr) {
+            crls.push_back(std::move(crl));
+            as = LoadedAs::crl;
+        }
+        if (files != nullptr && name != "." && name != "..")
+            files->push_back({name, as == LoadedAs::empty && isFolder(path) ? LoadedAs::folder : as});
+    }
+    return true;
+}

@@ -1,0 +1,226 @@
+// What validation leaves unchecked on purpose, told to those who ask.
+#include "asn1/oids.h"
+#include "keys/key_cast.h"
+#include "sealkit/asn1.h"
+#include "sealkit/oid.h"
+#include "sealkit/path.h"
+#include "sealkit/pkcs8.h"
+#include "trust/anchor.h"
+
+#include <algorithm>
+#include <optional>
+#include <set>
+#include <utility>
+
+namespace {
+
+namespace oid = detail::oid;
+
+/// The extension with this identifier in the certificate or CRL; nothing when it is absent.
+template <typename Object>
+std::optional<X509Extension> findExtension(Object const& object, asn1::blob id) {
+    for (X509Extension const& extension : object.extensions()) {
+        if (extension.oid == id)
+            return extension;
+    }
+    return std::nullopt;
+}
+
+/// The pathLenConstraint of BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE,
+/// pathLenConstraint INTEGER (0..MAX) OPTIONAL } (RFC 5280, section 4.2.1.9); nothing when there is
+/// none, or one that no chain reaches.
+std::optional<unsigned> getPathLength(X509Certificate const& certificate) {
+    auto const extension = findExtension(certificate, oid::basicConstraints);
+    if (!extension)
+        return std::nullopt;
+    asn1::parser in(extension->value);
+    in.enter(0x30);
+    if (in.tag == 0x01)
+        in.take();
+    if (in.tag != 0x02 || in.valueEnd - in.valueStart > 4)
+        return std::nullopt;
+    return in.readUInt();
+}
+
+/// A purpose by its identifier and the name of its bit in a dump.
+struct Purpose {
+    PathPurpose id;
+    asn1::blob oid;
+    char const* name;
+};
+
+Purpose const* findPurpose(PathPurpose id) {
+    static Purpose const purposes[] = {
+        {PathPurpose::tlsServer, oid::serverAuth, "tls-server"},
+        {PathPurpose::tlsClient, oid::clientAuth, "tls-client"},
+        {PathPurpose::codeSigning, oid::codeSigning, "code-signing"},
+        {PathPurpose::emailProtection, oid::emailProtection, "email-protection"},
+        {PathPurpose::timeStamping, oid::timeStamping, "time-stamping"},
+        {PathPurpose::ocspSigning, oid::ocspSigning, "ocsp-signing"},
+    };
+    auto const found = std::ranges::find(purposes, id, &Purpose::id);
+    return found == std::end(purposes) ? nullptr : found;
+}
+
+/// The purpose asked for; null when any will do.
+Purpose const* askedPurpose(PathQuestion const& question) {
+    if (question.purpose != PathPurpose::byIdentity)
+        return findPurpose(question.purpose);
+    bool const asksForHost = !question.hostName.empty() || !question.address.empty();
+    return asksForHost ? findPurpose(PathPurpose::tlsServer) : nullptr;
+}
+
+std::vector<asn1::blob> listPurposes(X509Extension const& extKeyUsage) {
+    std::vector<asn1::blob> purposes;
+    asn1::parser in(extKeyUsage.value);
+    in.enter(0x30);
+    while (in.tag == 0x06)
+        purposes.push_back(in.take());
+    return purposes;
+}
+
+/// Whether the certificate has a key usage extension that leaves `use` out.
+bool forbids(X509Certificate const& certificate, unsigned use) {
+    return findExtension(certificate, oid::keyUsage) && (certificate.keyUsage & use) == 0;
+}
+
+/// Adds warnings about one certificate.
+struct Reporter {
+    std::vector<PathWarning>& warnings;
+    X509Certificate const& certificate;
+    unsigned depth;
+
+    void operator()(PathWarningId id, std::vector<PathFact> facts) const {
+        warnings.push_back({id, depth, getDisplayName(certificate), std::move(facts)});
+    }
+};
+
+void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathQuestion const& question) {
+    Purpose const* const asked = askedPurpose(question);
+    auto const extension = findExtension(leaf, oid::extKeyUsage);
+    if (asked == nullptr || !extension)
+        return;
+    auto const purposes = listPurposes(*extension);
+    auto const allows = [&](asn1::blob purpose) {
+        return std::ranges::find(purposes, purpose) != purposes.end();
+    };
+    if (allows(asked->oid) || allows(oid::anyExtendedKeyUsage))
+        return;
+    std::vector<PathFact> facts = {{"purpose asked for", asked->name}};
+    for (asn1::blob purpose : purposes)
+        facts.push_back({"purpose found", oidStr(purpose)});
+    report(PathWarningId::extendedKeyUsage, std::move(facts));
+}
+
+void checkPolicies(Reporter const& report, X509Certificate const& certificate) {
+    for (X509Extension const& extension : certificate.extensions()) {
+        bool const isPolicy =
+            extension.oid == oid::certificatePolicies || extension.oid == oid::policyMappings;
+        if (isPolicy && extension.critical)
+            report(PathWarningId::criticalPolicies, {{"extension", oidStr(extension.oid)}});
+    }
+}
+
+/// 65537, the exponent that is common today; smaller ones have made forgeries easy.
+constexpr unsigned char commonRsaExponent[] = {0x01, 0x00, 0x01};
+
+void checkExponent(Reporter const& report, X509Certificate const& certificate) {
+    auto const key = certificate.parsePublicKey();
+    auto const* const rsaKey = key ? detail::keyCast<RsaPublicKey>(*key) : nullptr;
+    if (rsaKey != nullptr && rsaKey->e < BigNum(asn1::blob(commonRsaExponent)))
+        report(PathWarningId::smallRsaExponent, {{"public exponent", rsaKey->e.str()}});
+}
+
+void checkCrl(Reporter const& report, X509Crl const& crl, X509Certificate const* issuer, TimePoint now) {
+    PathFact const issued = {"CRL issued", crl.thisUpdate.toString()};
+    PathFact const byWhom = {"CRL issuer", crl.issuer.str()};
+    PathRes result;
+    if (issuer == nullptr)
+        report(PathWarningId::crlSignature, {byWhom, issued, {"issuer's certificate", "not found"}});
+    else if (!verifySignature(&crl, issuer->subjectPublicKeyInfo, &result))
+        report(PathWarningId::crlSignature,
+               {byWhom, issued, {"verification", findPathCode(result.code)->name}});
+    if (issuer != nullptr && forbids(*issuer, KeyUsage::crlSign))
+        report(PathWarningId::crlIssuerNoCrlSign, {byWhom, issued});
+    if (crl.thisUpdate > now)
+        report(PathWarningId::crlNotYetValid, {{"now", now.toString()}, byWhom, issued});
+    if (crl.nextUpdate != TimePoint() && crl.nextUpdate < now)
+        report(PathWarningId::crlOutOfDate,
+               {{"now", now.toString()}, byWhom, {"next CRL due", crl.nextUpdate.toString()}});
+    if (auto const scope = findExtension(crl, oid::issuingDistributionPoint))
+        report(PathWarningId::crlScope, {byWhom, issued, {"issuing distribution point", str(scope->value)}});
+}
+
+/// The part of a chain that takes part in a decision.
+class Path {
+public:
+    Path(CertificateChain const& certificates, CertificateStore const& trusted)
+        : chain(certificates), store(trusted) {
+        while (!anchor && length < chain.size())
+            anchor = detail::findAnchor(chain, store, length++);
+    }
+
+    size_t size() const { return length; }
+
+    /// The certificate whose key counts: at the top the store's own copy.
+    X509Certificate const& operator[](size_t depth) const {
+        return anchor && depth + 1 == length ? *anchor : *chain[depth];
+    }
+
+    /// The issuer of a certificate of the path; null when it is not known.
+    std::shared_ptr<X509Certificate> issuerOf(size_t depth) const {
+        if (depth + 1 < length)
+            return depth + 2 == length && anchor ? anchor : chain[depth + 1];
+        if (chain[depth]->selfSigned)
+            return anchor ? anchor : chain[depth];
+        return store.findCertificate(chain[depth]->issuer, chain[depth]->authorityKeyId);
+    }
+
+private:
+    CertificateChain const& chain;
+    CertificateStore const& store;
+    std::shared_ptr<X509Certificate> anchor;
+    size_t length = 0;
+};
+
+} // namespace
+
+std::vector<PathWarning> x509CrlWarnings(X509Crl const& crl, X509Certificate const& issuer, TimePoint now) {
+    std::vector<PathWarning> warnings;
+    checkCrl(Reporter{warnings, issuer, 0}, crl, &issuer, now);
+    return warnings;
+}
+
+std::vector<PathWarning> x509PathWarnings(CertificateChain const& chain, CertificateStore const& store,
+                                          PathQuestion const& question) {
+    std::vector<PathWarning> warnings;
+    Path const path(chain, store);
+    unsigned intermediates = 0; // Below the certificate at hand, self-issued ones not counted.
+    std::set<std::shared_ptr<X509Crl>> seenCrls;
+    for (size_t depth = 0; depth < path.size(); ++depth) {
+        X509Certificate const& certificate = *chain[depth];
+        Reporter const report{warnings, certificate, static_cast<unsigned>(depth)};
+        if (depth == 0) {
+            checkPurpose(report, certificate, question);
+        } else {
+            // RFC 5280, section 6.1.4, items (l) to (n).
+            if (auto const limit = getPathLength(certificate); limit && intermediates > *limit)
+                report(PathWarningId::pathLength, {{"path length allowed", std::to_string(*limit)},
+                                                   {"CA certificates below", std::to_string(intermediates)}});
+            if (forbids(certificate, KeyUsage::keyCertSign))
+                report(PathWarningId::noKeyCertSign, {});
+            if (certificate.issuerBytes() != certificate.subjectBytes())
+                ++intermediates;
+        }
+        if (depth + 1 < path.size() && certificate.issuerBytes() != chain[depth + 1]->subjectBytes())
+            report(PathWarningId::namesDoNotLink, {{"issuer named", certificate.issuer.str()},
+                                                   {"subject above", chain[depth + 1]->subject.str()}});
+        checkExponent(report, path[depth]);
+        checkPolicies(report, certificate);
+        if (auto const crl = question.checkCrls ? store.findCrl(certificate) : nullptr) {
+            if (seenCrls.insert(crl).second)
+                checkCrl(report, *crl, path.issuerOf(depth).get(), question.now);
+        }
+    }
+    return warnings;
+}
