@@ -112,4 +112,27 @@ TEST(Digest, as_a_string_is_offered_by_every_class) {
     EXPECT_EQ(MD5SHA1Hash().digest().size(), 36u);
 }
 
+/// A hash of a program that is built with RTTI: its digest is the count of the message's bytes.
+class ByteCount : public Hash {
+public:
+    unsigned lengthFieldLength() override { return 8; }
+    void update(void const*, unsigned len) override { count += len; }
+    unsigned blockLength() override { return 1; }
+    unsigned digestLength() override { return 3; }
+    void digest(unsigned char* out) override {
+        out[0] = static_cast<unsigned char>(count);
+        count = 0;
+    }
+    using Hash::digest;
+
+private:
+    unsigned count = 0;
+};
+
+TEST(Digest, as_a_string_is_of_zeros_that_the_class_fills) {
+    ByteCount hash;
+    hash.update("abc", 3);
+    EXPECT_EQ(test::toHex(hash.digest()), "030000");
+}
+
 } // namespace
