@@ -1,0 +1,118 @@
+// Greatest common divisors and inverses.
+#include "sealkit/bignum.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+bool isZero(BigNum const& x) { return x.size() == 1 && x.digits[0] == 0; }
+
+bool isOdd(BigNum const& x) { return (x.digits[0] & 1) != 0; }
+
+/// One of the two numbers of the extended gcd with its coefficients: x * a + y * b = value, always.
+struct Combination {
+    BigNum value;
+    SignedBigNum x;
+    SignedBigNum y; ///< Stays zero when it is not wanted.
+
+    void halveWhileEven(BigNum const& a, BigNum const& b, bool withY) {
+        while (!isOdd(value)) {
+            value >>= 1;
+            if (isOdd(x.magnitude) || isOdd(y.magnitude)) {
+                x.add(b, false);
+                if (withY)
+                    y.add(a, true);
+            }
+            x.magnitude >>= 1;
+            y.magnitude >>= 1;
+        }
+    }
+
+    void subtract(Combination const& other, bool withY) {
+        value -= other.value;
+        x.add(other.x.magnitude, !other.x.negative);
+        if (withY)
+            y.add(other.y.magnitude, !other.y.negative);
+    }
+};
+
+} // namespace
+
+BigNum gcd(BigNum const& a, BigNum const& b) {
+    if (isZero(a))
+        return b;
+    if (isZero(b))
+        return a;
+    unsigned common = std::min(lsb(a), lsb(b));
+    BigNum u = a >> lsb(a);
+    BigNum v = b;
+    while (!isZero(v)) {
+        v >>= lsb(v);
+        if (v < u)
+            std::swap(u, v);
+        v -= u;
+    }
+    return std::move(u) << common;
+}
+
+BigNum lcm(BigNum const& a, BigNum const& b) {
+    BigNum const& smaller = a < b ? a : b;
+    BigNum const& larger = a < b ? b : a;
+    if (isZero(smaller))
+        return BigNum();
+    // Dividing first forms no product that is larger than the result.
+    BigNum quotient;
+    div(smaller, gcd(a, b), &quotient, nullptr);
+    return quotient * larger;
+}
+
+void begcd(SignedBigNum* x, SignedBigNum* y, BigNum* g, BigNum a, BigNum b) {
+    if (isZero(a) || isZero(b)) {
+        if (x != nullptr)
+            *x = SignedBigNum();
+        if (y != nullptr)
+            *y = SignedBigNum();
+        if (g != nullptr)
+            *g = isZero(a) ? std::move(b) : std::move(a);
+        return;
+    }
+    unsigned common = std::min(lsb(a), lsb(b));
+    a >>= common;
+    b >>= common;
+
+    // Where b is odd and the value even, x * a + y * b = value makes y even whenever x is. The parity
+    // of x alone then decides every step, and y is not computed for who does not ask for it.
+    bool withY = y != nullptr || !isOdd(b);
+    BigNum const one = bn2(1, 0);
+    Combination u = {a, {one}, {}};
+    Combination v = {b, {}, {}};
+    if (withY)
+        v.y.magnitude = one;
+    while (!isZero(u.value)) {
+        u.halveWhileEven(a, b, withY);
+        v.halveWhileEven(a, b, withY);
+        if (u.value < v.value)
+            v.subtract(u, withY);
+        else
+            u.subtract(v, withY);
+    }
+    if (x != nullptr)
+        *x = std::move(v.x);
+    if (y != nullptr)
+        *y = std::move(v.y);
+    if (g != nullptr)
+        *g = std::move(v.value) << common;
+}
+
+BigNum invByMod(BigNum const& a, BigNum const& m) {
+    BigNum r;
+    div(a, m, nullptr, &r);
+    SignedBigNum x;
+    begcd(&x, nullptr, nullptr, std::move(r), m);
+    while (x.negative)
+        x.add(m, false);
+    while (x.magnitude >= m)
+        x.magnitude -= m;
+    return std::move(x.magnitude);
+}

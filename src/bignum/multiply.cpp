@@ -1,0 +1,107 @@
+// Products, squares, and folding modulo a number just below a power of two.
+#include "sealkit/bignum.h"
+
+#include "bignum/kernel.h"
+
+#include <algorithm>
+#include <cstring>
+
+using detail::Digit;
+using detail::fixedDigits;
+using detail::NativeLimb;
+
+namespace {
+
+/// Makes room for `digits` digits of a result in r. Where r is an operand too, its value moves out
+/// of the way into further digits behind them, which the caller drops with the rest: the copy stays
+/// in storage that is wiped when it is freed. Returns where it is then.
+Digit* makeRoom(BigNum& r, size_t digits, bool isOperand) {
+    size_t moved = isOperand ? r.size() : 0;
+    r.digits.resize(digits + moved);
+    Digit* behind = r.digits.data() + digits;
+    std::copy_n(r.digits.data(), moved, behind);
+    return behind;
+}
+
+size_t productDigits(size_t a, size_t b) {
+    return (detail::limbCount<NativeLimb>(a) + detail::limbCount<NativeLimb>(b)) *
+           detail::limbDigits<NativeLimb>;
+}
+
+/// Fits r to the `count` digits of a result, less zeros at the top.
+void fit(BigNum& r, size_t count) {
+    while (count > 1 && r.digits[count - 1] == 0)
+        --count;
+    r.digits.resize(count);
+}
+
+} // namespace
+
+void mul(BigNum& r, BigNum const& a, BigNum const& b) {
+    if (&a == &b)
+        return sqr(r, a);
+    if (a.size() > b.size())
+        return mul(r, b, a);
+    size_t aDigits = a.size();
+    size_t bDigits = b.size();
+    Digit* moved = makeRoom(r, productDigits(aDigits, bDigits), &r == &a || &r == &b);
+    Digit const* x = &r == &a ? moved : a.digits.data();
+    Digit const* y = &r == &b ? moved : b.digits.data();
+    if (aDigits == fixedDigits && bDigits == fixedDigits)
+        detail::productFixed<NativeLimb, fixedDigits>(r.digits.data(), x, y);
+    else
+        detail::product<NativeLimb>(r.digits.data(), x, aDigits, y, bDigits);
+    fit(r, aDigits + bDigits);
+}
+
+void sqr(BigNum& r, BigNum const& a) {
+    size_t digits = a.size();
+    Digit* moved = makeRoom(r, productDigits(digits, digits), &r == &a);
+    Digit const* x = &r == &a ? moved : a.digits.data();
+    if (digits == fixedDigits)
+        detail::squareFixed<NativeLimb, fixedDigits>(r.digits.data(), x);
+    else
+        detail::square<NativeLimb>(r.digits.data(), x, digits);
+    fit(r, 2 * digits);
+}
+
+// Residues of 256 bits nearly always have eight digits, and for those `mul` and `sqr` take the code
+// without loops. What is shorter is rare enough to go through the general loops.
+
+void mul256(BigNum& r, BigNum const& a, BigNum const& b) { mul(r, a, b); }
+
+void sqr256(BigNum& r, BigNum const& a) { sqr(r, a); }
+
+BigNum& BigNum::operator*=(BigNum const& x) {
+    BigNum product;
+    mul(product, *this, x);
+    *this = std::move(product);
+    return *this;
+}
+
+BigNum operator*(BigNum const& a, BigNum const& b) {
+    BigNum product;
+    mul(product, a, b);
+    return product;
+}
+
+void BigNum::reduce(BigNum const& mod, unsigned c) {
+    size_t k = mod.size();
+    size_t n = size();
+    Digit* d = digits.data();
+    while (n > k) {
+        // 2^(32 * split) is congruent to c * 2^(32 * (split - k)). The product of c and the part above
+        // the split has to end at or below the split, which the third bound sees to; up to 2k + 1
+        // digits the others reach as far.
+        size_t split = std::max({(n + 1) / 2, k, n - k});
+        Digit carry = detail::addMultiple<NativeLimb>(d + (split - k), d + split, n - split, c);
+        carry = detail::propagate(d + (n - k), split - (n - k), carry);
+        d[split] = carry;
+        n = split + 1;
+        while (n > 1 && d[n - 1] == 0)
+            --n;
+    }
+    digits.resize(n);
+    if (mod < *this)
+        *this -= mod;
+}

@@ -1,0 +1,151 @@
+// Representations of residues, and numbers in them.
+#include "sealkit/bignum.h"
+
+#include "bignum/kernel.h"
+
+#include <algorithm>
+#include <utility>
+
+using detail::Digit;
+using detail::digitBits;
+using detail::fixedDigits;
+using detail::NativeLimb;
+
+// The reducer points at the number, so the number stands first: in one source file objects are built
+// in this order and destroyed in the other.
+BigNum const RedNum::mod1 = bn2(1, 0);
+Reducer const RedNum::emptyReducer(RedNum::mod1);
+
+Reducer::~Reducer() = default;
+
+void Reducer::reduce(BigNum&) const {}
+
+void Reducer::mul(BigNum& r, BigNum const& a, BigNum const& b) const {
+    ::mul(r, a, b);
+    reduce(r);
+}
+
+void Reducer::mul(BigNum& r, unsigned k) const {
+    r *= k;
+    while (*modulus < r)
+        r -= *modulus;
+}
+
+void Reducer::sqr(BigNum& r, BigNum const& a) const {
+    ::sqr(r, a);
+    reduce(r);
+}
+
+RedNum Reducer::fromBigNum(BigNum const& x) const { return {x, this}; }
+
+RedNum Reducer::fromBigNum(BigNum&& x) const { return {std::move(x), this}; }
+
+BigNum Reducer::toBigNum(RedNum&& x) const { return std::move(x.value); }
+
+MontgomeryReducer::MontgomeryReducer(BigNum const& m) : Reducer(m) {
+    // Newton's iteration doubles the number of bits that are right: 4, 8, 16, 32. The last step also
+    // turns the sign.
+    unsigned m0 = m.digits[0];
+    unsigned x = m0 + ((m0 + 2) * 2 & 8);
+    for (int i = 0; i < 3; ++i)
+        x *= 2 - m0 * x;
+    n0inv = (m0 * x - 2) * x;
+
+    // 2^(32k) mod m without a division: from the highest power of two within m, by doubling.
+    unsigned topBit = m.bits() - 1;
+    one.setBit(topBit, true);
+    if (one >= m) // m = 1
+        one -= m;
+    for (unsigned i = topBit % digitBits; i < digitBits; ++i) {
+        one <<= 1;
+        if (one >= m)
+            one -= m;
+    }
+}
+
+void MontgomeryReducer::reduce(BigNum& x) const {
+    BigNum const& m = *modulus;
+    size_t k = m.size();
+    size_t extended = std::max(x.size(), 2 * k);
+    x.digits.resize(extended);
+    Digit* t = x.digits.data();
+    Digit carry = k == fixedDigits
+                      ? detail::montgomeryReduceFixed<NativeLimb, fixedDigits>(t, m.digits.data(), n0inv)
+                      : detail::montgomeryReduce<NativeLimb>(t, m.digits.data(), k, n0inv);
+    if (extended > 2 * k) {
+        // More than the product of two residues: longer than the precondition allows.
+        x.addToDigit(2 * k, carry);
+        x.shiftRightByDigits(k);
+        if (x >= m)
+            x -= m;
+        return;
+    }
+    if (carry != 0 || detail::compare(t + k, m.digits.data(), k) >= 0)
+        detail::subtract<NativeLimb>(t, t + k, m.digits.data(), k);
+    else
+        std::copy_n(t + k, k, t);
+    x.digits.resize(k);
+    x.clamp();
+}
+
+RedNum MontgomeryReducer::fromBigNum(BigNum const& x) const { return fromBigNum(BigNum(x)); }
+
+RedNum MontgomeryReducer::fromBigNum(BigNum&& x) const {
+    if (x.size() == 1 && x.digits[0] <= 1)
+        return {x.digits[0] == 0 ? std::move(x) : one, this};
+    ::mul(x, x, one);
+    div(x, *modulus, nullptr, &x);
+    return {std::move(x), this};
+}
+
+BigNum MontgomeryReducer::toBigNum(RedNum&& x) const {
+    reduce(x.value);
+    return std::move(x.value);
+}
+
+void Mod25519Reducer::reduce(BigNum& x) const {
+    x.reduce(*modulus, 38); // 2^256 = 2 * (2^255 - 19) + 38
+}
+
+void Mod25519Reducer::mul(BigNum& r, BigNum const& a, BigNum const& b) const {
+    mul256(r, a, b);
+    reduce(r);
+}
+
+void Mod25519Reducer::mul(BigNum& r, unsigned k) const {
+    r *= k;
+    reduce(r);
+}
+
+void Mod25519Reducer::sqr(BigNum& r, BigNum const& a) const {
+    sqr256(r, a);
+    reduce(r);
+}
+
+RedNum& RedNum::operator+=(RedNum const& x) {
+    value += x.value;
+    if (*reducer->modulus < value)
+        value -= *reducer->modulus;
+    return *this;
+}
+
+RedNum& RedNum::operator-=(RedNum const& x) {
+    if (value < x.value)
+        value += *reducer->modulus;
+    value -= x.value;
+    return *this;
+}
+
+void mul(RedNum& r, RedNum const& a, RedNum const& b) { mul_redbn(r, a, b.value); }
+
+void mul_redbn(RedNum& r, RedNum const& a, BigNum const& b) {
+    r.reducer = a.reducer;
+    r.reducer->mul(r.value, a.value, b);
+}
+
+void mul(RedNum& r, unsigned k) { r.reducer->mul(r.value, k); }
+
+void sqr(RedNum& r, RedNum const& a) {
+    r.reducer = a.reducer;
+    r.reducer->sqr(r.value, a.value);
+}
