@@ -2,7 +2,7 @@
 ///
 /// | to                                  | call                             |
 /// | ----------------------------------- | -------------------------------- |
-/// | see what comes next                 | read `tag`                       |
+/// | see what is there                   | read `tag`, `value`              |
 /// | take an element's content           | `take`                           |
 /// | take an element with its header     | `takeWhole`                      |
 /// | take a small number                 | `readUInt`                       |
@@ -39,6 +39,9 @@ public:
     /// Reads the first element of `level`.
     explicit parser(blob level);
 
+    /// The content of the current element, without going on.
+    blob value() const { return blob(valueStart, valueEnd); }
+
     /// Goes on to the next element. True when one was read or the end was reached; false when what
     /// follows is malformed, and from then on.
     bool next();
@@ -59,8 +62,9 @@ public:
     unsigned readUInt();
 
 private:
+    bool readTag(blob& rest);
+    bool readLength(blob& rest);
     bool fail();
-    bool readHeader();
 };
 
 } // namespace asn1

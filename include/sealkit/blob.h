@@ -63,7 +63,8 @@ struct blob {
 
     /// Equal sizes and equal bytes.
     friend bool operator==(blob a, blob b) {
-        return a.size() == b.size() && (a.start == b.start || std::memcmp(a.start, b.start, a.size()) == 0);
+        return a.size() == b.size() &&
+               (a.start == b.start || a.empty() || std::memcmp(a.start, b.start, a.size()) == 0);
     }
 };
 

@@ -71,6 +71,11 @@ public:
 /// What was read from a constructed choice keeps its constructed bit: a directoryName has type 0x24.
 class SEALKIT_API GeneralName {
 public:
+    static constexpr unsigned char otherName = 0;
+    static constexpr unsigned char rfc822Name = 1;
+    static constexpr unsigned char dnsName = 2;
+    static constexpr unsigned char uri = 6;
+    static constexpr unsigned char ipAddress = 7;
     static constexpr unsigned char none = 255; ///< The type of an empty name.
 
     std::string data;          ///< The content octets.

@@ -4,8 +4,6 @@
 
 namespace detail::oid {
 
-// clang-format off
-
 // Keys.
 
 // 1.2.840.113549.1.1.1 (RFC 8017)
@@ -128,9 +126,11 @@ inline constexpr unsigned char authorityInfoAccess[] = {0x2b, 0x06, 0x01, 0x05, 
 // 1.3.6.1.5.5.7.1.11 (id-pe-subjectInfoAccess, RFC 5280)
 inline constexpr unsigned char subjectInfoAccess[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x01, 0x0b};
 // 1.3.6.1.4.1.11129.2.4.2 (RFC 6962)
-inline constexpr unsigned char signedCertificateTimestamps[] = {0x2b, 0x06, 0x01, 0x04, 0x01, 0xd6, 0x79, 0x02, 0x04, 0x02};
+inline constexpr unsigned char signedCertificateTimestamps[] = {0x2b, 0x06, 0x01, 0x04, 0x01,
+                                                                0xd6, 0x79, 0x02, 0x04, 0x02};
 // 2.16.840.1.113730.1 (a family: what begins with these octets; Netscape Certificate Extensions)
-inline constexpr unsigned char netscapeCertificateExtensions[] = {0x60, 0x86, 0x48, 0x01, 0x86, 0xf8, 0x42, 0x01};
+inline constexpr unsigned char netscapeCertificateExtensions[] = {0x60, 0x86, 0x48, 0x01,
+                                                                  0x86, 0xf8, 0x42, 0x01};
 
 // Extensions of revocation lists and of their entries.
 
@@ -166,7 +166,5 @@ inline constexpr unsigned char dvcs[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x0
 inline constexpr unsigned char challengePassword[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x07};
 // 1.2.840.113549.1.9.14 (pkcs-9-at-extensionRequest, RFC 2985)
 inline constexpr unsigned char extensionRequest[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x0e};
-
-// clang-format on
 
 } // namespace detail::oid

@@ -1,0 +1,71 @@
+#include "asn1/tags.h"
+#include "sealkit/asn1.h"
+#include "sealkit/oid.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace tag = detail::tag;
+
+void saveHash(DerEncoder& to, HashID id) { to.begin(tag::sequence).addOid(getHashOid(id)).addNull().end(); }
+
+void saveHash(DerEncoder& to, unsigned id) { saveHash(to, static_cast<HashID>(id)); }
+
+void saveDigest(DerEncoder& to, HashID id, asn1::blob digest) {
+    to.begin(tag::sequence);
+    saveHash(to, id);
+    to.addOctetString(digest).end();
+}
+
+void saveDigest(DerEncoder& to, unsigned id, asn1::blob digest) {
+    saveDigest(to, static_cast<HashID>(id), digest);
+}
+
+HashID getHashFromDER(asn1::blob algId) {
+    asn1::parser content(algId);
+    if (!content.enter(tag::sequence) || content.tag != tag::oid)
+        return HashID::none;
+    asn1::blob const oid = content.take();
+    return content.tag == tag::null ? getHashID(oid) : HashID::none;
+}
+
+std::vector<unsigned char> calcDigest(HashID id, asn1::blob data) {
+    std::unique_ptr<Hash> const hash = createHash(id);
+    if (!hash)
+        return {};
+    // One update, except for data longer than its length can tell.
+    do {
+        size_t const size = std::min<size_t>(data.size(), std::numeric_limits<unsigned>::max());
+        hash->update(data.start, static_cast<unsigned>(size));
+        data.pop_front(size);
+    } while (!data.empty());
+    std::vector<unsigned char> digest(hash->digestLength());
+    hash->digest(digest.data());
+    return digest;
+}
+
+std::vector<unsigned char> calcDigest(unsigned id, asn1::blob data) {
+    return calcDigest(static_cast<HashID>(id), data);
+}
+
+bool parse(AlgorithmIdentifier& to, asn1::blob content) {
+    asn1::parser elements(content);
+    if (elements.tag != tag::oid)
+        return false;
+    asn1::blob const oid = elements.take();
+    // Without parameters this is the OID element again.
+    asn1::blob const params = elements.takeWhole();
+    to.oid.assign(oid.begin(), oid.end());
+    to.params.assign(params.begin(), params.end());
+    return elements.tag == asn1::parser::endTag;
+}
+
+void save(AlgorithmIdentifier const& from, DerEncoder& to) {
+    to.begin(tag::sequence).addOid(from.oid).addEncoded(from.params).end();
+}
+
+std::vector<unsigned char> encode(AlgorithmIdentifier const& from) {
+    DerEncoder encoder;
+    save(from, encoder);
+    return encoder.take();
+}

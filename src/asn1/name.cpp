@@ -1,0 +1,162 @@
+#include "sealkit/name.h"
+
+#include "asn1/oids.h"
+#include "asn1/tags.h"
+#include "sealkit/asn1.h"
+#include "sealkit/der.h"
+#include "sealkit/oid.h"
+
+#include <iostream>
+
+namespace oid = detail::oid;
+namespace tag = detail::tag;
+
+namespace {
+
+struct Attribute {
+    asn1::blob oid;
+    unsigned stringTag; ///< What it is written as: X.520 wants PrintableString for a country.
+    char const* label;
+    std::string DistinguishedName::*member;
+};
+
+constexpr Attribute attributes[] = {
+    {oid::countryName, tag::printableString, "C=", &DistinguishedName::country},
+    {oid::stateOrProvinceName, tag::utf8String, "S=", &DistinguishedName::state},
+    {oid::localityName, tag::utf8String, "L=", &DistinguishedName::locality},
+    {oid::organizationName, tag::utf8String, "O=", &DistinguishedName::organization},
+    {oid::organizationalUnitName, tag::utf8String, "OU=", &DistinguishedName::organizationalUnit},
+    {oid::commonName, tag::utf8String, "CN=", &DistinguishedName::commonName},
+    {oid::serialNumber, tag::utf8String, "SerialNumber=", &DistinguishedName::serialNumber},
+};
+
+/// The types a value is read from. Tag 16 stands where NumericString (18) would be expected; certificates
+/// in the field have been read by this list, so it stays.
+bool isStringTag(unsigned valueTag) {
+    constexpr unsigned primitiveSequence = 16;
+    return valueTag == tag::utf8String || valueTag == primitiveSequence || valueTag == tag::printableString ||
+           valueTag == tag::t61String || valueTag == tag::ia5String || valueTag == tag::universalString ||
+           valueTag == tag::bmpString;
+}
+
+std::string toString(asn1::blob bytes) { return {bytes.begin(), bytes.end()}; }
+
+} // namespace
+
+/// Name ::= SEQUENCE OF SET OF SEQUENCE { type OBJECT IDENTIFIER, value ANY }
+bool DistinguishedName::parse(asn1::blob name) {
+    other.clear();
+    asn1::parser sets(name);
+    if (!sets.enter(tag::sequence))
+        return false;
+    while (sets.tag == tag::set) {
+        asn1::blob const set = sets.take();
+        asn1::parser attribute(set);
+        if (!attribute.enter(tag::sequence) || attribute.tag != tag::oid)
+            return false;
+        asn1::blob const type = attribute.take();
+        if (attribute.tag == asn1::parser::errorTag)
+            return false;
+        if (!isStringTag(attribute.tag))
+            continue;
+        if (!setAttr(type, toString(attribute.value()))) {
+            std::cout << "unknown name attr: " << oidStr(type) << std::endl;
+            other.emplace_back(set.begin(), set.end());
+        }
+    }
+    return true;
+}
+
+std::vector<unsigned char> DistinguishedName::serialize() const {
+    DerEncoder encoder;
+    encoder.begin(tag::sequence);
+    for (Attribute const& row : attributes) {
+        std::string const& value = this->*row.member;
+        if (!value.empty())
+            encoder.begin(tag::set)
+                .begin(tag::sequence)
+                .addOid(row.oid)
+                .add(row.stringTag, value)
+                .end()
+                .end();
+    }
+    for (std::vector<unsigned char> const& set : other)
+        encoder.add(tag::set, set);
+    encoder.end();
+    return encoder.take();
+}
+
+std::string DistinguishedName::str() const {
+    std::string text;
+    for (Attribute const& row : attributes) {
+        std::string const& value = this->*row.member;
+        if (value.empty())
+            continue;
+        if (!text.empty())
+            text += ", ";
+        text += row.label + value;
+    }
+    return text;
+}
+
+bool DistinguishedName::empty() const {
+    for (Attribute const& row : attributes)
+        if (!(this->*row.member).empty())
+            return false;
+    return true;
+}
+
+bool DistinguishedName::setAttr(asn1::blob type, std::string const& value) {
+    for (Attribute const& row : attributes) {
+        if (row.oid == type) {
+            this->*row.member = value;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool operator==(DistinguishedName const& a, DistinguishedName const& b) {
+    for (Attribute const& row : attributes)
+        if (a.*row.member != b.*row.member)
+            return false;
+    return true;
+}
+
+bool GeneralName::parse(asn1::blob name) {
+    asn1::parser element(name);
+    type = element.tag & 0x7F;
+    data = toString(element.take());
+    return type != ipAddress || data.size() == 4 || data.size() == 16;
+}
+
+std::vector<unsigned char> GeneralName::serialize() const {
+    return DerEncoder().add(type | 0x80, data).take();
+}
+
+std::string GeneralName::typeStr() const {
+    constexpr char const* texts[] = {"other",     "rfc822", "DNS", "X400 address", "Name",
+                                     "EDI party", "URI",    "IP",  "REG ID"};
+    if (type == none)
+        return "[empty]";
+    return type < std::size(texts) ? texts[type] : "";
+}
+
+std::string GeneralName::dataStr() const { return type == ipAddress ? getIp().str(true) : data; }
+
+IPAddr6 GeneralName::getIp() const {
+    IPAddr6 address;
+    if (type != ipAddress)
+        return address;
+    std::span const octets(reinterpret_cast<unsigned char const*>(data.data()), data.size());
+    if (octets.size() == 4)
+        address.setIPv4(octets.first<4>());
+    else if (octets.size() == 16)
+        address.setBytes(octets.first<16>());
+    return address;
+}
+
+void GeneralName::setIp(IPAddr6 const& address) {
+    data = address.isIPv4() ? toString(std::span<unsigned char const>(address.ipv4Bytes()))
+                            : toString(std::span<unsigned char const>(address.bytes()));
+}

@@ -1,0 +1,26 @@
+/// Catches what the library says on standard output.
+#pragma once
+
+#include <iostream>
+#include <sstream>
+#include <string>
+
+namespace test {
+
+/// While it lives, what goes to `std::cout` is kept here instead of being shown.
+class CapturedOutput {
+public:
+    CapturedOutput() : shown(std::cout.rdbuf(kept.rdbuf())) {}
+    ~CapturedOutput() { std::cout.rdbuf(shown); }
+    CapturedOutput(CapturedOutput const&) = delete;
+    CapturedOutput& operator=(CapturedOutput const&) = delete;
+
+    /// All that has been written so far.
+    std::string text() const { return kept.str(); }
+
+private:
+    std::ostringstream kept;
+    std::streambuf* shown;
+};
+
+} // namespace test
