@@ -1,6 +1,7 @@
 #include "chains.h"
 #include "kp/cloud.h"
 #include "kp/store.h"
+#include "support/temporary_root.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -16,25 +17,15 @@ constexpr unsigned useOutsideTheDefault = 0x01;
 constexpr unsigned allBits = 0xffffffff;
 
 /// A platform root of its own for each test, filled through the platform's own stores.
-class LoadFromCerm : public testing::Test {
+class LoadFromCerm : public test::PlatformRootTest {
 protected:
     LoadFromCerm() {
-        std::string pattern = (fs::temp_directory_path() / "sealkit-cerm-XXXXXX").string();
-        root = mkdtemp(pattern.data());
-        setenv("KP_ROOT", root.c_str(), 1);
         put("kelp/etc/ca/built-in.pem", test::readStoryFile("names-do-not-link/store.pem"));
         for (auto const& certificate : test::readChain("p256-chain/chain.pem"))
             ders[certificate->subject.commonName] = certificate->serialize();
     }
-    ~LoadFromCerm() override {
-        unsetenv("KP_ROOT");
-        fs::remove_all(root);
-    }
 
-    void put(std::string const& name, std::string const& content) const {
-        fs::create_directories((root / name).parent_path());
-        std::ofstream(root / name, std::ios::binary) << content;
-    }
+    void put(std::string const& name, std::string const& content) const { root.write(name, content); }
 
     /// A trusted entry with that certificate in raw 11.
     kp::message entry(std::string const& certificate) const {
@@ -65,7 +56,6 @@ protected:
     /// Whether the built-in folder is loaded for a use.
     static bool trustsBuiltIn(unsigned usage) { return load(usage).find("Renamed") != std::string::npos; }
 
-    fs::path root;
     std::map<std::string, std::vector<unsigned char>> ders;
 };
 
@@ -286,7 +276,7 @@ TEST_F(LoadFromCerm, BuiltInFolderHasNoCrls) {
 }
 
 TEST_F(LoadFromCerm, MissingBuiltInFolderIsNoFailure) {
-    fs::remove_all(root / "kelp");
+    fs::remove_all(root.path("kelp"));
     putEntry(1, entry("Root"));
     test::CapturedOutput output;
     EXPECT_EQ(load(someUse), "Root ");

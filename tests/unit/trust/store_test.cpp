@@ -1,4 +1,5 @@
 #include "chains.h"
+#include "support/temporary_root.h"
 
 #include <cerrno>
 #include <cstring>
@@ -17,21 +18,14 @@ namespace fs = std::filesystem;
 /// A folder of its own for each test.
 class LoadFromDir : public testing::Test {
 protected:
-    LoadFromDir() {
-        std::string pattern = (fs::temp_directory_path() / "sealkit-store-XXXXXX").string();
-        folder = mkdtemp(pattern.data());
-    }
-    ~LoadFromDir() override { fs::remove_all(folder); }
-
-    void put(std::string const& name, std::string const& content) const {
-        std::ofstream(folder / name) << content;
-    }
+    void put(std::string const& name, std::string const& content) const { scratch.write(name, content); }
     void putCertificate(std::string const& name) const {
         put(name, test::readStoryFile("revoked/store.pem"));
     }
     void putCrl(std::string const& name) const { put(name, test::readStoryFile("revoked/crls.pem")); }
 
-    fs::path folder;
+    test::TemporaryFolder const scratch;
+    fs::path const folder = scratch.path();
 };
 
 TEST_F(LoadFromDir, LoadsCertificatesAndCrlsAndPassesOverTheRest) {
@@ -86,12 +80,11 @@ TEST_F(LoadFromDir, PathIsUsedAsGivenAndASlashIsInserted) {
     CertificateMemoryStore store;
     EXPECT_TRUE(store.loadFromDir(folder.string() + "/", false));
     EXPECT_EQ(store.certs.size(), 1u);
-    setenv("KP_ROOT", folder.c_str(), 1);
+    test::EnvironmentVariable const root("KP_ROOT", folder.c_str());
     CapturedOutput output;
     EXPECT_FALSE(store.loadFromDir("/no-such-folder-of-sealkit", false)) << "the platform root takes no part";
     fs::create_directory(folder / "no-such-folder-of-sealkit");
     EXPECT_FALSE(store.loadFromDir("/no-such-folder-of-sealkit", false));
-    unsetenv("KP_ROOT");
 }
 
 TEST_F(LoadFromDir, OnlyAnUnopenableFolderIsAFailure) {
