@@ -3,40 +3,20 @@
 
 #include "sealkit/path.h"
 #include "sealkit/pem.h"
+#include "support/captured_output.h"
 
 #include <fstream>
-#include <iostream>
 #include <iterator>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace test {
 
-/// Catches what is written to standard output while it lives.
-class CapturedOutput {
-public:
-    CapturedOutput() : before(std::cout.rdbuf(caught.rdbuf())) {}
-    ~CapturedOutput() { std::cout.rdbuf(before); }
-    CapturedOutput(CapturedOutput const&) = delete;
-    CapturedOutput& operator=(CapturedOutput const&) = delete;
-
-    std::string text() const { return caught.str(); }
-
-private:
-    std::ostringstream caught;
-    std::streambuf* before;
-};
-
-inline std::string readFile(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// A file of tests/pki.
+/// A file of tests/pki; empty when there is none.
 inline std::string readStoryFile(std::string const& name) {
-    return readFile(SEALKIT_TEST_DATA "/pki/" + name);
+    std::ifstream file(SEALKIT_TEST_DATA "/pki/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /// The certificates of a file of tests/pki.
@@ -44,6 +24,30 @@ inline CertificateChain readChain(std::string const& name) {
     CapturedOutput quiet;
     return readCertChain(readStoryFile(name));
 }
+
+/// Every CRL of a file of tests/pki, which may be missing.
+inline std::vector<std::shared_ptr<X509Crl>> readCrls(std::string const& name) {
+    std::vector<std::shared_ptr<X509Crl>> crls;
+    std::string const text = readStoryFile(name);
+    std::string_view rest = text, label, body;
+    for (std::string_view block = rest; parsePem(rest, &label, &body); block = rest)
+        crls.push_back(readCrl(block));
+    return crls;
+}
+
+/// A folder of tests/pki.
+struct Story {
+    explicit Story(std::string const& name) : chain(readChain(name + "/chain.pem")) {
+        store.certs = readChain(name + "/store.pem");
+        store.crls = readCrls(name + "/crls.pem");
+    }
+
+    CertificateChain chain;
+    CertificateMemoryStore store;
+};
+
+/// The time that most stories are asked at: 2025-06-01 12:00:00.
+inline constexpr TimePoint storyTime = TimePoint::fromSeconds(1748779200);
 
 inline std::vector<unsigned char> bytes(std::string_view text) { return {text.begin(), text.end()}; }
 

@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
+#include <sstream>
 
 namespace {
 
@@ -43,18 +44,6 @@ TimePoint readTime(std::string const& text) {
     return TimePoint::fromSeconds(timegm(&fields));
 }
 
-void loadCrls(CertificateMemoryStore& store, std::string_view text) {
-    std::string_view label, body;
-    while (true) {
-        std::string_view const rest = text;
-        if (!parsePem(text, &label, &body))
-            return;
-        auto crl = readCrl(rest);
-        ASSERT_TRUE(crl);
-        store.crls.push_back(std::move(crl));
-    }
-}
-
 std::string show(std::vector<PathWarning> const& warnings) {
     std::string text;
     for (PathWarning const& warning : warnings)
@@ -69,10 +58,7 @@ int play(std::string const& name, test::Case const& story) {
     auto const optional = [&](std::string_view field) {
         return story.has(field) ? story.text(field) : std::string();
     };
-    CertificateChain chain = test::readChain(name + "/chain.pem");
-    CertificateMemoryStore store;
-    store.certs = test::readChain(name + "/store.pem");
-    loadCrls(store, test::readStoryFile(name + "/crls.pem"));
+    auto [chain, store] = test::Story(name);
 
     PathQuestion question;
     question.now = readTime(story.text("time"));

@@ -408,43 +408,35 @@ TEST(ExplainPath, MissingCrlTellsTheIssuerAndItsPoints) {
               "distribution point=DNS: b.test\n");
 }
 
-TEST(ExplainPath, SignatureTellsTheCertificateThatFailed) {
-    // The text names the leaf; the explanation does not.
-    auto chain = test::readChain("tampered-intermediate/chain.pem");
-    CertificateMemoryStore store;
-    store.certs = test::readChain("tampered-intermediate/store.pem");
+PathExplanation explain(test::Story const& story) {
     PathQuestion question;
-    question.now = TimePoint::fromSeconds(1748779200);
-    PathExplanation const why = x509ExplainPath(chain, store, question);
+    question.now = test::storyTime;
+    return x509ExplainPath(story.chain, story.store, question);
+}
+
+TEST(ExplainPath, SignatureTellsTheCertificateThatFailed) {
+    PathExplanation const why = explain(test::Story("tampered-intermediate"));
     EXPECT_EQ(why.code, 9);
     EXPECT_EQ(why.depth, 1u);
     EXPECT_EQ(why.subject, "CN=Intermediate");
-    EXPECT_EQ(why.error, "cert signature is invalid for: \"CN=Leaf\"");
-    EXPECT_EQ(factsOf(why.facts), "signature algorithm=1.3.101.112\nissuer's key=Ed25519\nissuer=CN=Root\n");
+    EXPECT_EQ(why.error, "cert signature is invalid for: \"CN=Leaf\"")
+        << "the text names the leaf all the same";
+    EXPECT_EQ(factsOf(why.facts), "signature algorithm=ED25519\nissuer's key=Ed25519\nissuer=CN=Root\n");
 }
 
 TEST(ExplainPath, WrongKeyTypeTellsBothTypes) {
-    auto chain = test::readChain("signature-of-the-wrong-key-type/chain.pem");
-    CertificateMemoryStore store;
-    store.certs = test::readChain("signature-of-the-wrong-key-type/store.pem");
-    PathQuestion question;
-    question.now = TimePoint::fromSeconds(1748779200);
-    PathExplanation const why = x509ExplainPath(chain, store, question);
+    PathExplanation const why = explain(test::Story("signature-of-the-wrong-key-type"));
     EXPECT_EQ(why.code, 8);
     EXPECT_EQ(factsOf(why.facts), "signature algorithm=SHA256+RSA\nissuer's key=EC\nissuer=CN=Root\n");
 }
 
 TEST(ExplainPath, UnreadableKeyTellsItsAlgorithm) {
-    auto chain = test::readChain("unreadable-issuer-key/chain.pem");
-    CertificateMemoryStore store;
-    store.certs = test::readChain("unreadable-issuer-key/store.pem");
-    PathQuestion question;
-    question.now = TimePoint::fromSeconds(1748779200);
-    PathExplanation why = x509ExplainPath(chain, store, question);
+    test::Story const story("unreadable-issuer-key");
+    PathExplanation why = explain(story);
     EXPECT_EQ(why.code, 7);
     EXPECT_EQ(factsOf(why.facts), "signature algorithm=ED448\nissuer's key=1.3.101.113\nissuer=CN=Root\n");
-    store.certs[0]->subjectPublicKeyInfo = {0x04, 0x00};
-    why = x509ExplainPath(chain, store, question);
+    story.store.certs[0]->subjectPublicKeyInfo = {0x04, 0x00};
+    why = explain(story);
     EXPECT_EQ(why.code, 7);
     EXPECT_EQ(why.facts[1].value, "unreadable");
 }

@@ -5,23 +5,15 @@
 
 namespace {
 
-TimePoint const now = TimePoint::fromSeconds(1748779200); // 2025-06-01 12:00:00
+using test::storyTime;
 
-/// A story's chain and store.
-struct Story {
-    explicit Story(std::string const& name) : chain(test::readChain(name + "/chain.pem")) {
-        store.certs = test::readChain(name + "/store.pem");
-        if (auto crl = readCrl(test::readStoryFile(name + "/crls.pem")))
-            store.crls.push_back(std::move(crl));
-    }
+struct Story : test::Story {
+    using test::Story::Story;
 
     std::vector<PathWarning> ask(PathQuestion question) const {
-        question.now = now;
+        question.now = storyTime;
         return x509PathWarnings(chain, store, question);
     }
-
-    CertificateChain chain;
-    CertificateMemoryStore store;
 };
 
 /// "name@depth subject label=value label=value", one line each.
@@ -159,8 +151,8 @@ TEST(PathWarnings, CrlDates) {
 
 TEST(PathWarnings, BoundsOfACrlAreInDate) {
     Story const story("not-revoked");
-    story.store.crls[0]->thisUpdate = now;
-    story.store.crls[0]->nextUpdate = now;
+    story.store.crls[0]->thisUpdate = storyTime;
+    story.store.crls[0]->nextUpdate = storyTime;
     EXPECT_EQ(show(story.ask(crlQuestion())), "");
     story.store.crls[0]->nextUpdate = TimePoint();
     EXPECT_EQ(show(story.ask(crlQuestion())), "") << "no next update was announced";
@@ -185,7 +177,7 @@ TEST(PathWarnings, CrlsAreLookedAtOnlyWhenTheyAreChecked) {
 TEST(PathWarnings, EachCrlIsToldOnce) {
     // The root's list is asked for the intermediate and for the root itself.
     Story story("revoked-intermediate");
-    story.store.crls = {std::shared_ptr<X509Crl>(readCrl(test::readStoryFile("stale-crl/crls.pem")))};
+    story.store.crls = test::readCrls("stale-crl/crls.pem");
     std::string const warnings = show(story.ask(crlQuestion()));
     EXPECT_EQ(std::count(warnings.begin(), warnings.end(), '\n'), 1) << warnings;
     EXPECT_TRUE(warnings.starts_with("crl-out-of-date@1 CN=Intermediate ")) << warnings;
@@ -224,11 +216,11 @@ TEST(PathWarnings, CertificatesWithoutBytesDoNoHarm) {
 TEST(CrlWarnings, JudgeOneCrlByItsIssuer) {
     Story const good("not-revoked");
     X509Certificate const& issuer = *good.store.certs[0];
-    EXPECT_EQ(show(x509CrlWarnings(*good.store.crls[0], issuer, now)), "");
-    EXPECT_EQ(show(x509CrlWarnings(*Story("forged-crl").store.crls[0], issuer, now)),
+    EXPECT_EQ(show(x509CrlWarnings(*good.store.crls[0], issuer, storyTime)), "");
+    EXPECT_EQ(show(x509CrlWarnings(*Story("forged-crl").store.crls[0], issuer, storyTime)),
               "crl-signature@0 CN=Root CRL issuer=CN=Root CRL issued=Mon Jan  1 00:00:00 2024 "
               "verification=bad-signature\n");
-    EXPECT_TRUE(show(x509CrlWarnings(*Story("stale-crl").store.crls[0], issuer, now))
+    EXPECT_TRUE(show(x509CrlWarnings(*Story("stale-crl").store.crls[0], issuer, storyTime))
                     .starts_with("crl-out-of-date@0"));
 }
 
