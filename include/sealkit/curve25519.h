@@ -86,6 +86,15 @@ public:
 
     /// Writes RFC 8032's 32 bytes.
     std::vector<unsigned char> toBin(Point&& P) const;
+
+protected:
+    /// What finding x for a y brings to light, with U = y² − 1 and V = d·y² + 1.
+    struct Recovered {
+        RedNum U, V;
+        RedNum root; ///< 1/√(U·V), which makes x = U·root.
+        BigNum x;
+    };
+    bool recover(RedNum const& y, unsigned sign, Recovered& r) const;
 };
 
 namespace x25519 {

@@ -1,0 +1,84 @@
+#include "named_curve.h"
+#include "sealkit/curve25519.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+size_t allocations = 0;
+
+/// How often memory is asked for while `body` runs.
+template <typename Body>
+size_t allocationsOf(Body const& body) {
+    size_t const before = allocations;
+    body();
+    return allocations - before;
+}
+
+} // namespace
+
+void* operator new(size_t size) {
+    ++allocations;
+    if (void* memory = std::malloc(size ? size : 1))
+        return memory;
+    std::abort();
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+
+namespace {
+
+TEST(Allocation, IsCounted) {
+    EXPECT_GT(allocationsOf([] { BigNum const two = bn64(2); }), 0U);
+}
+
+/// A scalar of that many bits, with windows of every kind.
+BigNum scalar(unsigned bits) {
+    BigNum k = bn64(1) << (bits - 1);
+    for (unsigned i = 0; i < bits; i += 3)
+        k.setBit(i, i % 7 != 0);
+    return k;
+}
+
+template <typename AnyCurve>
+void multiplyingAllocatesTheSameForAnyScalar(AnyCurve const& curve, WCurve::Point const& G) {
+    // Numbers that were copied grow once more when a sum first carries into one more digit. After some
+    // hundred steps that has happened to all.
+    BigNum const shorter = scalar(600);
+    BigNum const longer = scalar(1800);
+    auto const mulBy = [&](BigNum const& k) { return allocationsOf([&] { curve.mul(k, G); }); };
+    EXPECT_EQ(mulBy(shorter), mulBy(longer));
+    auto const mul2addBy = [&](BigNum const& k) { return allocationsOf([&] { curve.mul2add(k, G, k, G); }); };
+    EXPECT_EQ(mul2addBy(shorter), mul2addBy(longer));
+}
+
+TEST(Allocation, MultiplyingAllocatesNothingPerStep) {
+    for (Curve id : allCurves) {
+        NamedCurve const c(id);
+        multiplyingAllocatesTheSameForAnyScalar(c.curve, c.curve.fromEC(c.G));
+    }
+    Curve25519 const curve;
+    multiplyingAllocatesTheSameForAnyScalar(curve, curve.getG());
+}
+
+TEST(Allocation, DoublingAndAddingAllocateNothingOnceScratchHasGrown) {
+    for (Curve id : allCurves) {
+        NamedCurve const c(id);
+        RedNum scratch[WCurve::addScratch];
+        WCurve::Point const G = c.curve.fromEC(c.G);
+        WCurve::Point P = G;
+        auto const steps = [&] {
+            for (unsigned i = 0; i < 20; ++i) {
+                c.curve.dbl(P, scratch);
+                c.curve.add(P, G, scratch);
+            }
+        };
+        steps();
+        EXPECT_EQ(allocationsOf(steps), 0U);
+    }
+}
+
+} // namespace

@@ -1,0 +1,58 @@
+#include "named_curve.h"
+#include "sealkit/curve25519.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+/// The shared x coordinate at the field's width; empty for a bad point.
+std::vector<unsigned char> agree(NamedCurve const& c, std::vector<unsigned char> const& peer,
+                                 BigNum const& k) {
+    bool const compressed = peer.size() < 1 + 2 * c.len;
+    ECPoint const point =
+        compressed ? ECPoint::fromOctetStringCompressed(peer, c.p, c.a, c.b) : ECPoint::fromOctetString(peer);
+    if (!c.contains(point))
+        return {};
+    return c.curve.toEC(c.curve.mul(k, c.curve.fromEC(point))).x.bin(c.len);
+}
+
+void agreesWithPublishedSecrets(std::string const& file, NamedCurve const& c) {
+    test::forEachCase(file, [&](test::Case const& v) {
+        v.ignore({"curve", "flags"});
+        auto const secret = agree(c, v.bytes("public"), number(v.text("private")));
+        if (v.text("result") == "invalid") {
+            v.ignore({"shared"});
+            EXPECT_TRUE(secret.empty());
+        } else {
+            EXPECT_EQ(secret, v.bytes("shared"));
+        }
+    });
+}
+
+TEST(Wycheproof, EcdhP256) {
+    agreesWithPublishedSecrets("wycheproof/ecdh_secp256r1_ecpoint.txt", namedCurve("p256"));
+}
+TEST(Wycheproof, EcdhP384) {
+    agreesWithPublishedSecrets("wycheproof/ecdh_secp384r1_ecpoint.txt", namedCurve("p384"));
+}
+TEST(Wycheproof, EcdhP521) {
+    agreesWithPublishedSecrets("wycheproof/ecdh_secp521r1_ecpoint.txt", namedCurve("p521"));
+}
+
+TEST(Wycheproof, X25519) {
+    test::forEachCase("wycheproof/x25519.txt", [](test::Case const& v) {
+        v.ignore({"curve", "flags", "result"}); // what is not "valid" is "acceptable"
+        auto const shared = x25519::kex(v.bytes("private"), v.bytes("public"));
+        EXPECT_EQ(v.differsOnPurpose(), shared.empty());
+        v.expectAgreement(shared == v.bytes("shared"));
+    });
+}
+
+TEST(Wycheproof, Ed25519) {
+    test::forEachCase("wycheproof/ed25519.txt", [](test::Case const& v) {
+        v.ignore({"curve", "flags", "publicKeyDer"});
+        EXPECT_EQ(eddsa::verify(v.bytes("pk"), v.bytes("msg"), v.bytes("sig")), v.text("result") == "valid");
+    });
+}
+
+} // namespace
