@@ -5,39 +5,12 @@
 /// parser where no later step succeeds, or where `atEnd` is false.
 #pragma once
 
+#include "asn1/tags.h"
 #include "sealkit/asn1.h"
 
 #include <vector>
 
 namespace detail {
-
-/// Identifier octets (X.690, section 8.1.2).
-namespace tag {
-inline constexpr unsigned boolean = 0x01;
-inline constexpr unsigned integer = 0x02;
-inline constexpr unsigned bitString = 0x03;
-inline constexpr unsigned octetString = 0x04;
-inline constexpr unsigned null = 0x05;
-inline constexpr unsigned oid = 0x06;
-inline constexpr unsigned enumerated = 0x0A;
-inline constexpr unsigned utf8String = 0x0C;
-inline constexpr unsigned numericString = 0x12;
-inline constexpr unsigned printableString = 0x13;
-inline constexpr unsigned t61String = 0x14;
-inline constexpr unsigned ia5String = 0x16;
-inline constexpr unsigned utcTime = 0x17;
-inline constexpr unsigned generalizedTime = 0x18;
-inline constexpr unsigned visibleString = 0x1A;
-inline constexpr unsigned universalString = 0x1C;
-inline constexpr unsigned bmpString = 0x1E;
-inline constexpr unsigned sequence = 0x30;
-inline constexpr unsigned set = 0x31;
-
-/// [number] of a primitive type.
-constexpr unsigned primitive(unsigned number) { return 0x80 | number; }
-/// [number] of a constructed type, or EXPLICIT.
-constexpr unsigned constructed(unsigned number) { return 0xA0 | number; }
-} // namespace tag
 
 /// Takes the content of the current element, which must have the tag `expected`.
 inline bool take(asn1::parser& level, unsigned expected, asn1::blob* content) {
