@@ -223,6 +223,15 @@ TEST(ParseAlgosFromKeyInfo, RefusesWhatIsNoAlgorithmIdentifier) {
     }
 }
 
+TEST(ParseAlgosFromKeyInfo, ComparesTheContentOfTheFirstElementWhateverItsTag) {
+    Bytes const algId = hex("300504032B6570");
+    KeyType type = KeyType::RSA;
+    HashID hash = HashID::MD4;
+    EXPECT_TRUE(parseAlgosFromKeyInfo(asn1::blob(algId), &type, &hash));
+    EXPECT_EQ(type, KeyType::Ed25519);
+    EXPECT_EQ(hash, HashID::none);
+}
+
 TEST(GetKeyInfoFromKeyHash, GivesTheSignatureAlgorithmOfEveryPair) {
     for (unsigned type = 0; type <= 5; ++type) {
         for (unsigned hash = 0; hash <= 8; ++hash) {
