@@ -1,0 +1,30 @@
+/// Lists of GeneralName (RFC 5280, section 4.2.1.6).
+#pragma once
+
+#include "sealkit/asn1.h"
+#include "sealkit/name.h"
+
+#include <iosfwd>
+#include <vector>
+
+namespace detail {
+
+/// Takes the current element as a name. False when it has none of the context tags 0 to 8 or what
+/// follows is malformed. The length of an address is not looked at.
+bool takeGeneralName(asn1::parser& level, GeneralName* name);
+
+/// Appends the names in the content of GeneralNames ::= SEQUENCE OF GeneralName. False when one is
+/// malformed; an address must have 4 or 16 octets.
+bool appendGeneralNames(asn1::blob content, std::vector<GeneralName>* names);
+
+/// The same with the SEQUENCE around it.
+bool readGeneralNames(asn1::blob value, std::vector<GeneralName>* names);
+
+/// Writes a name as a line: `indent`, the text of its type, ": " and its data.
+void dumpGeneralName(std::ostream& out, char const* indent, GeneralName const& name);
+
+/// Writes `title` as a line and each name as another. Nothing when there are no names.
+void dumpGeneralNames(std::ostream& out, char const* title, char const* indent,
+                      std::vector<GeneralName> const& names);
+
+} // namespace detail

@@ -1,0 +1,101 @@
+#include "x509/key_usage.h"
+
+#include "sealkit/x509.h"
+
+#include "asn1/element.h"
+#include "asn1/oids.h"
+
+#include <iostream>
+#include <iterator>
+#include <span>
+
+namespace oid = detail::oid;
+
+namespace {
+
+struct Usage {
+    char const* name;
+    std::span<unsigned char const> oid = {}; ///< Of an extended key usage.
+};
+
+/// In the order of the named bits.
+constexpr Usage keyUsages[] = {
+    {"digital-signature"}, {"content-commitment"}, {"key-encipherment"},
+    {"data-encipherment"}, {"key-agreement"},      {"key-cert-sign"},
+    {"crl-sign"},          {"encipher-only"},      {"decipher-only"},
+};
+
+/// In the order of the bits of `ExtKeyUsage`.
+constexpr Usage extKeyUsages[] = {
+    {"tls-server", oid::serverAuth},
+    {"tls-client", oid::clientAuth},
+    {"code-signing", oid::codeSigning},
+    {"email-protection", oid::emailProtection},
+    {"time-stamping", oid::timeStamping},
+    {"ocsp-signing", oid::ocspSigning},
+    {"dvcs", oid::dvcs},
+};
+
+/// The bit of `ExtKeyUsage` for an object identifier, 0 for an unknown one.
+unsigned getExtKeyUsageBit(asn1::blob id) {
+    unsigned bit = 1;
+    for (Usage const& usage : extKeyUsages) {
+        if (asn1::blob(usage.oid) == id)
+            return bit;
+        bit <<= 1;
+    }
+    return 0;
+}
+
+/// Writes the names of the bits that are set, as one line, if there are any.
+void dumpNames(std::ostream& out, char const* title, unsigned bits, std::span<Usage const> usages) {
+    char const* before = title;
+    for (Usage const& usage : usages) {
+        if (bits & 1) {
+            out << before << usage.name;
+            before = ", ";
+        }
+        bits >>= 1;
+    }
+    if (before != title)
+        out << '\n';
+}
+
+} // namespace
+
+namespace detail {
+
+bool readKeyUsage(asn1::blob value, unsigned* bits) {
+    asn1::blob content;
+    if (!readOnly(value, tag::bitString, &content))
+        return false;
+    asn1::blob octets = bitStringContent(content);
+    *bits = 0;
+    // Named bit 0 is the highest bit of the first octet (X.690, section 8.6.2.1).
+    for (size_t i = 0; i < std::size(keyUsages) && i / 8 < octets.size(); i++)
+        if (octets[i / 8] & 0x80u >> i % 8)
+            *bits |= 1u << i;
+    return true;
+}
+
+bool readExtKeyUsage(asn1::blob value, unsigned* bits) {
+    asn1::blob content, usage;
+    if (!readOnly(value, tag::sequence, &content))
+        return false;
+    asn1::parser usages(content);
+    *bits = 0;
+    while (take(usages, tag::oid, &usage)) {
+        unsigned bit = getExtKeyUsageBit(usage);
+        if (bit == 0)
+            std::cout << "unknown extended key usage " << oidStr(usage) << std::endl;
+        *bits |= bit;
+    }
+    return atEnd(usages);
+}
+
+} // namespace detail
+
+void X509Certificate::dumpKeyUsage(unsigned bits, std::ostream& out) {
+    dumpNames(out, "    key usage: ", bits & 0xFFFF, keyUsages);
+    dumpNames(out, "    extended key usage: ", bits >> 16, extKeyUsages);
+}
