@@ -20,7 +20,8 @@
 /// A distinguished name as a set of attributes: each known one once, the last one read if it was repeated.
 class SEALKIT_API DistinguishedName {
 public:
-    /// The contents of the SETs (each an encoded attribute) whose attribute is unknown, for writing them again.
+    /// The contents of the SETs whose attribute is unknown, each an encoded attribute, for writing them
+    /// again.
     std::vector<std::vector<unsigned char>> other;
     std::string country;
     std::string state;
@@ -40,7 +41,8 @@ public:
     /// Writes the Name: the known attributes that are not empty, in the order of the members, then `other`.
     std::vector<unsigned char> serialize() const;
 
-    /// The known attributes that are not empty, as "CN=value", in the order of the members, with ", " between.
+    /// The known attributes that are not empty, as "CN=value", in the order of the members, joined with
+    /// ", ".
     std::string str() const;
 
     /// True when no known attribute has a value, whatever `other` holds.
@@ -81,8 +83,9 @@ public:
     std::string data;          ///< The content octets.
     unsigned char type = none; ///< The identifier octet without bit 7.
 
-    /// Reads the first element of `name`. False only for an iPAddress that is neither 4 nor 16 octets long, and
-    /// even then both members are set. An empty blob gives type 0 and a malformed one type 1, without data.
+    /// Reads the first element of `name`. False only for an iPAddress that is neither 4 nor 16 octets
+    /// long, and even then both members are set. An empty blob gives type 0 and a malformed one type 1,
+    /// without data.
     bool parse(asn1::blob name);
 
     /// Writes the element.

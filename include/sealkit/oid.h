@@ -4,12 +4,12 @@
 /// An object identifier is a blob of its content octets, without tag and length; those that functions
 /// return are static. Two are the same when their octets are.
 ///
-/// | `KeyType` | value | key algorithm                          | hashes it signs with (to write)    | also read    |
-/// | --------- | ----- | -------------------------------------- | ---------------------------------- | ------------ |
-/// | `RSA`     | 0     | rsaEncryption (RFC 8017)               | SHA-1, SHA-256, SHA-384, SHA-512   | MD5          |
-/// | `EC`      | 2     | id-ecPublicKey (RFC 5480)              | SHA-1, SHA-256, SHA-384, SHA-512   |              |
-/// | `Ed25519` | 3     | id-Ed25519 (RFC 8410)                  | none of its own: `HashID::none`    |              |
-/// | `X25519`  | 4     | id-X25519 (RFC 8410), key agreement    | `HashID::none`                     |              |
+/// | `KeyType` | value | key algorithm                       | hashes it signs with             | also read |
+/// | --------- | ----- | ----------------------------------- | -------------------------------- | --------- |
+/// | `RSA`     | 0     | rsaEncryption (RFC 8017)            | SHA-1, SHA-256, SHA-384, SHA-512 | MD5       |
+/// | `EC`      | 2     | id-ecPublicKey (RFC 5480)           | SHA-1, SHA-256, SHA-384, SHA-512 |           |
+/// | `Ed25519` | 3     | id-Ed25519 (RFC 8410)               | its own: `HashID::none`          |           |
+/// | `X25519`  | 4     | id-X25519 (RFC 8410), key agreement | signs nothing: `HashID::none`    |           |
 ///
 /// Not here: RSASSA-PSS, SHA-224 and SHA-3 signatures, DSA, Ed448 (some have a name, none a meaning),
 /// and hmacWithSHA384.

@@ -29,8 +29,8 @@ public:
 
     constexpr TimePoint() = default;
 
-    /// Takes `t` apart as local time and reads the result as UTC: the value is `t` shifted by the offset of the
-    /// local time zone. Where local time has no answer for `t`, it is not shifted.
+    /// Takes `t` apart as local time and reads the result as UTC: the value is `t` shifted by the offset
+    /// of the local time zone. Where local time has no answer for `t`, it is not shifted.
     explicit TimePoint(long t);
 
     /// The time on the clock, read as `TimePoint(long)` reads it.
@@ -47,16 +47,17 @@ public:
     /// fields from `tm_year` to `tm_sec` are looked at.
     void set(std::tm const* fields);
 
-    /// Takes the current element of `from`: UTCTime "YYMMDDhhmmssZ", years 1950 to 2049, or GeneralizedTime
-    /// "YYYYMMDDhhmmssZ", with or without a fraction, which is dropped. "99991231235959Z" becomes
-    /// `noExpiration`. False, and the value unchanged, for anything else; an element of another type is not taken.
-    /// Fields carry over as with `set`: the 31st of a short month is in the next one.
+    /// Takes the current element of `from`: UTCTime "YYMMDDhhmmssZ", years 1950 to 2049, or
+    /// GeneralizedTime "YYYYMMDDhhmmssZ", with or without a fraction, which is dropped. "99991231235959Z"
+    /// becomes `noExpiration`. False, and the value unchanged, for anything else; an element of another
+    /// type is not taken. Fields carry over as with `set`: the 31st of a short month is in the next one.
     bool parse(asn1::parser& from);
 
     /// "YYMMDDhhmmssZ", the text of a UTCTime, whatever the century.
     std::string toUTC() const;
 
-    /// "Thu Jan  1 00:00:00 1970", as `asctime` has it, for any year. `noExpiration` shows as its calendar time.
+    /// "Thu Jan  1 00:00:00 1970", as `asctime` has it, for any year. `noExpiration` shows as the
+    /// calendar time that it is read from.
     std::string toString() const;
 
     friend constexpr auto operator<=>(TimePoint const&, TimePoint const&) = default;

@@ -30,8 +30,7 @@ constexpr Attribute attributes[] = {
     {oid::serialNumber, tag::utf8String, "SerialNumber=", &DistinguishedName::serialNumber},
 };
 
-/// The types a value is read from. Tag 16 stands where NumericString (18) would be expected; certificates
-/// in the field have been read by this list, so it stays.
+/// The types a value is read from. Tag 16 is among them and NumericString (18) is not, on purpose.
 bool isStringTag(unsigned valueTag) {
     constexpr unsigned primitiveSequence = 16;
     return valueTag == tag::utf8String || valueTag == primitiveSequence || valueTag == tag::printableString ||
