@@ -27,19 +27,20 @@ Result validate(CertificateChain const& chain, CertificateStore const& store, Ti
     return result;
 }
 
-/// A memory store that notes what it is asked.
-class AskedStore : public CertificateMemoryStore {
+/// Notes what is asked and passes it on to a memory store.
+class AskedStore : public CertificateStore {
 public:
     std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                      asn1::blob keyId) const override {
         asked.push_back("certificate " + subject.str() + " " + std::string(keyId.begin(), keyId.end()));
-        return CertificateMemoryStore::findCertificate(subject, keyId);
+        return memory.findCertificate(subject, keyId);
     }
     std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const override {
         asked.push_back("CRL for " + certificate.subject.str());
-        return CertificateMemoryStore::findCrl(certificate);
+        return memory.findCrl(certificate);
     }
 
+    CertificateMemoryStore memory;
     mutable std::vector<std::string> asked;
 };
 
@@ -54,7 +55,7 @@ struct Chain {
     std::shared_ptr<X509Crl> addCrl(std::string const& issuer) {
         auto crl = std::make_shared<X509Crl>();
         crl->issuer = test::commonName(issuer);
-        store.crls.push_back(crl);
+        store.memory.crls.push_back(crl);
         return crl;
     }
 };
@@ -73,7 +74,7 @@ TEST(ValidatePath, ErrorStringMayBeLeftOut) {
 TEST(ValidatePath, CertificateAboveTheLeafMustBeACa) {
     for (unsigned char constraints : {0, 2, 255}) {
         Chain chain;
-        chain.store.certs = {chain.root};
+        chain.store.memory.certs = {chain.root};
         chain.middle->basicConstraints = constraints;
         Result const result = validate(chain.all(), chain.store);
         EXPECT_EQ(result.code, 3);
@@ -83,13 +84,13 @@ TEST(ValidatePath, CertificateAboveTheLeafMustBeACa) {
 
 TEST(ValidatePath, LeafNeedNotBeACa) {
     Chain chain;
-    chain.store.certs = {chain.root};
+    chain.store.memory.certs = {chain.root};
     EXPECT_EQ(validate(chain.all(), chain.store).code, reachedSignatures);
 }
 
 TEST(ValidatePath, BoundsOfValidityAreValid) {
     Chain chain;
-    chain.store.certs = {chain.root};
+    chain.store.memory.certs = {chain.root};
     auto const at = [&](std::int64_t seconds) {
         return validate(chain.all(), chain.store, TimePoint::fromSeconds(seconds));
     };
@@ -124,7 +125,7 @@ TEST(ValidatePath, NoAnchorIsCodeSix) {
 
 TEST(ValidatePath, WalkEndsAtTheFirstAnchor) {
     Chain chain;
-    chain.store.certs = {chain.root, chain.middle};
+    chain.store.memory.certs = {chain.root, chain.middle};
     chain.root->basicConstraints = 0;
     chain.root->notAfter = TimePoint::fromSeconds(1100);
     EXPECT_EQ(validate(chain.all(), chain.store).code, reachedSignatures);
@@ -133,7 +134,7 @@ TEST(ValidatePath, WalkEndsAtTheFirstAnchor) {
 
 TEST(ValidatePath, LeafIsNotItsOwnAnchorUnlessSelfSigned) {
     Chain chain;
-    chain.store.certs = {chain.leaf};
+    chain.store.memory.certs = {chain.leaf};
     EXPECT_EQ(validate({chain.leaf}, chain.store).code, 6);
     EXPECT_TRUE(chain.store.asked.empty());
     chain.leaf->selfSigned = true;
@@ -144,7 +145,7 @@ TEST(ValidatePath, AnchorNeedsTheNameAndTheKeyIdentifier) {
     Chain chain;
     auto const other = unsignedCa("Root", "Root");
     other->subjectKeyId = test::bytes("another");
-    chain.store.certs = {other};
+    chain.store.memory.certs = {other};
     EXPECT_EQ(validate(chain.all(), chain.store).code, 6);
     chain.root->subjectKeyId.clear();
     EXPECT_EQ(validate(chain.all(), chain.store).code, reachedSignatures);
@@ -195,7 +196,7 @@ TEST(ValidatePath, EveryCertificateOfTheWalkIsLookedUpInItsIssuersCrl) {
 
 TEST(ValidatePath, CrlThatIsAskedTwiceAnswersAlike) {
     Chain chain;
-    chain.store.certs = {chain.root};
+    chain.store.memory.certs = {chain.root};
     chain.middle->serialNumber = {0x01};
     chain.root->serialNumber = {0x02};
     auto const crl = chain.addCrl("Root");
@@ -209,7 +210,7 @@ TEST(ValidatePath, CrlThatIsAskedTwiceAnswersAlike) {
 
 TEST(ValidatePath, MissingCrlMattersWhereThereAreDistributionPoints) {
     Chain chain;
-    chain.store.certs = {chain.root};
+    chain.store.memory.certs = {chain.root};
     EXPECT_EQ(validate(chain.all(), chain.store, test::inDate, true).code, reachedSignatures);
 
     chain.leaf->crlDistributionPoints = {test::generalName(6, "http://a.test/1"),
@@ -237,7 +238,7 @@ TEST(ValidatePath, DistributionPointsAreNotPrintedOtherwise) {
 /// Takes away the first thing that is wrong, one after the other.
 TEST(ValidatePath, ChecksRunInTheirOrder) {
     Chain chain;
-    chain.store.certs = {chain.root};
+    chain.store.memory.certs = {chain.root};
     chain.root->nameConstraintExcluded = dns("a.test");
     chain.leaf->subjectAltNames = {dns("a.test")};
     chain.leaf->serialNumber = {0x2a};
@@ -261,22 +262,22 @@ TEST(ValidatePath, ChecksRunInTheirOrder) {
     EXPECT_EQ(ask(), 5);
     chain.leaf->notAfter = TimePoint::fromSeconds(2000);
     EXPECT_EQ(ask(), 10);
-    chain.store.crls.clear();
+    chain.store.memory.crls.clear();
     EXPECT_EQ(ask(), 11);
     chain.leaf->crlDistributionPoints.clear();
     EXPECT_EQ(ask(), 3) << "before that certificate's dates";
     chain.middle->basicConstraints = 1;
     EXPECT_EQ(ask(), 4);
     chain.middle->notBefore = TimePoint::fromSeconds(1000);
-    chain.store.certs.clear();
+    chain.store.memory.certs.clear();
     EXPECT_EQ(ask(), 6);
-    chain.store.certs = {chain.root};
+    chain.store.memory.certs = {chain.root};
     EXPECT_EQ(ask(), reachedSignatures);
 }
 
 TEST(ValidatePath, AnchorIsLookedUpAfterTheChecksOfItsCertificate) {
     Chain chain;
-    chain.store.certs = {chain.middle};
+    chain.store.memory.certs = {chain.middle};
     chain.middle->notAfter = TimePoint::fromSeconds(1100);
     EXPECT_EQ(validate(chain.all(), chain.store).code, 5);
     EXPECT_TRUE(chain.store.asked.empty());
@@ -284,7 +285,7 @@ TEST(ValidatePath, AnchorIsLookedUpAfterTheChecksOfItsCertificate) {
 
 TEST(ValidatePath, SignatureFailuresNameTheLeaf) {
     Chain chain;
-    chain.store.certs = {chain.root};
+    chain.store.memory.certs = {chain.root};
     Result const result = validate(chain.all(), chain.store);
     EXPECT_EQ(result.code, 7);
     EXPECT_EQ(result.error, "cert signature is invalid for: \"CN=Leaf\"");
