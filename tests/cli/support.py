@@ -73,7 +73,10 @@ class ProgramTest(unittest.TestCase):
     @classmethod
     def issue(cls, name, issuer=None, extensions=LEAF, subject=None, kind="P-256", key=None, days=365, key_ids=KEY_IDS):
         """Makes NAME.key and NAME.pem, signed by ISSUER's (self-signed without)."""
-        key = key or cls.new_key(name, kind)
+        if key:
+            key = cls.write(f"{name}.key", key.read_bytes())
+        else:
+            key = cls.new_key(name, kind)
         request, certificate = cls.dir / f"{name}.csr", cls.dir / f"{name}.pem"
         openssl("req", "-new", "-utf8", "-key", key, "-subj", subject or f"/O=Test/CN={name}", "-out", request)
         cls.write(f"{name}.ext", extensions + key_ids)

@@ -1,0 +1,17 @@
+/// Times as people write and read them.
+#pragma once
+
+#include "sealkit/timepoint.h"
+
+#include <optional>
+#include <string>
+
+/// The present, in UTC seconds.
+TimePoint currentTime();
+
+/// Reads "2026-11-21", "2026-11-21T08:30:00Z", "2026-11-21 08:30:00" (UTC, the zone "Z" may be left
+/// out, an offset such as +01:00 is honoured), or seconds since 1970.
+std::optional<TimePoint> parseTime(std::string const& text);
+
+/// "2026-11-21 08:30:00 UTC".
+std::string formatTime(TimePoint time);

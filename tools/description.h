@@ -1,0 +1,18 @@
+/// Objects described for people: everything that stands in them, in a form that both the text and
+/// the JSON of `show` are printed from.
+#pragma once
+
+#include "sealkit/crl.h"
+#include "sealkit/keys.h"
+#include "sealkit/req.h"
+#include "sealkit/x509.h"
+
+#include <nlohmann/json.hpp>
+
+/// Keys are in camel case. Every text is printable.
+using Description = nlohmann::ordered_json;
+
+Description describe(X509Certificate const& certificate);
+Description describe(X509Crl const& crl);
+Description describe(X509Req const& request);
+Description describe(PublicKey const& key);

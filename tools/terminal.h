@@ -1,0 +1,57 @@
+/// What the program writes: results on standard output, complaints on standard error, and never a
+/// control character that came from a file.
+#pragma once
+
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <string_view>
+
+namespace terminal {
+
+/// The text with everything that could steer a terminal or deceive its reader written as \xNN:
+/// control characters (line feeds included), bytes that are not UTF-8, and the code points that
+/// reorder or hide text. What is left is safe within one line.
+std::string printable(std::string_view text);
+
+/// A stream buffer that passes whole lines on to another one, each made printable. The last line
+/// leaves when its end of line comes or the buffer is destroyed.
+class PrintableBuffer : public std::streambuf {
+public:
+    explicit PrintableBuffer(std::streambuf* target) : target(target) {}
+    ~PrintableBuffer() override;
+    PrintableBuffer(PrintableBuffer const&) = delete;
+    PrintableBuffer& operator=(PrintableBuffer const&) = delete;
+
+protected:
+    int_type overflow(int_type character) override;
+    std::streamsize xsputn(char const* text, std::streamsize size) override;
+    int sync() override;
+
+private:
+    bool put(char character);
+
+    std::streambuf* target;
+    std::string line;
+};
+
+/// Results. Standard output itself, not `std::cout`: the library's own diagnostics go through
+/// `std::cout`, and `Session` turns those to standard error.
+std::ostream& out();
+
+/// Complaints, notes and warnings.
+std::ostream& err();
+
+/// Set up once at the start of `main`, torn down at its end.
+class Session {
+public:
+    Session();
+    ~Session();
+    Session(Session const&) = delete;
+    Session& operator=(Session const&) = delete;
+
+    /// Whether everything written so far has left the program.
+    bool flush();
+};
+
+} // namespace terminal
