@@ -56,6 +56,7 @@ public:
     /// its public key.
     virtual bool equals(PublicKey const& other) const = 0;
 
+    /// Which of the classes of this header the object is, or derives from.
     virtual KeyType keyType() const = 0;
 
     /// Writes the members as text, hexadecimal numbers line by line, ended by an end of line. The

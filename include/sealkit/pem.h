@@ -43,6 +43,7 @@ SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* ou
 SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,
                                                      std::vector<unsigned char> const& der);
 
+/// The blocks "CERTIFICATE" and "X509 CRL" with the object's own DER (`X509Base::serialize`).
 SEALKIT_API std::vector<unsigned char> encodePemCertificate(X509Certificate const& certificate);
 SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
 /// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`.

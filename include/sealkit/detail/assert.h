@@ -7,10 +7,10 @@ extern "C" [[noreturn]] void __assert_fail(char const* expression, char const* f
 
 /// Aborts with the text of `expression` unless it holds. For sources: the build maps `__FILE__` to
 /// the bare file name.
-#define SEALKIT_ASSERT(expression)                                                                            \
+#define SEALKIT_ASSERT(expression)                                                                           \
     ((expression) ? static_cast<void>(0) : __assert_fail(#expression, __FILE__, __LINE__, __func__))
 
 /// The same with a fixed text and file name. For public headers, whose path differs from one
 /// program to the next, and for conditions that are better tested in another form than is shown.
-#define SEALKIT_ASSERT_AS(expression, text, file)                                                             \
+#define SEALKIT_ASSERT_AS(expression, text, file)                                                            \
     ((expression) ? static_cast<void>(0) : __assert_fail(text, file, __LINE__, __func__))
