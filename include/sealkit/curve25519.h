@@ -1,12 +1,12 @@
 /// Curve25519 and its Edwards form: X25519 key agreement (RFC 7748) and Ed25519 signatures (RFC 8032,
 /// pure Ed25519 without context).
 ///
-/// | name            | what it is                                            | sizes in bytes                    |
-/// | --------------- | ----------------------------------------------------- | --------------------------------- |
-/// | `x25519::…`     | key agreement                                         | private, public, shared 32        |
-/// | `eddsa::…`      | signatures                                            | private, public 32, signature 64  |
-/// | `Curve25519`    | points by their Montgomery u-coordinate               | 33: u big-endian, the sign of y   |
-/// | `Edwards25519`  | points by their Edwards y-coordinate                  | 32: RFC 8032, section 5.1.2       |
+/// | name           | what it is                              | sizes in bytes                   |
+/// | -------------- | --------------------------------------- | -------------------------------- |
+/// | `x25519::…`    | key agreement                           | private, public, shared 32       |
+/// | `eddsa::…`     | signatures                              | private, public 32, signature 64 |
+/// | `Curve25519`   | points by their Montgomery u-coordinate | 33: u big-endian, the sign of y  |
+/// | `Edwards25519` | points by their Edwards y-coordinate    | 32: RFC 8032, section 5.1.2      |
 ///
 /// Both curves are computed as one: the short Weierstrass curve that x = u + A/3 makes of
 /// v² = u³ + A·u² + u, so that `WCurve` does the arithmetic.
@@ -120,7 +120,8 @@ SEALKIT_API std::vector<unsigned char> get_public_key(asn1::blob priv);
 namespace eddsa {
 
 /// The scalar s of a private key. Where `prefix` is not null it receives the 32 bytes that go in
-/// front of the message; they are as secret as the key, and wiping them is the caller's duty (RFC 8032, section 5.1.5).
+/// front of the message; they are as secret as the key, and wiping them is the caller's duty (RFC 8032,
+/// section 5.1.5).
 SEALKIT_API BigNum expand_secret(asn1::blob secret, std::vector<unsigned char>* prefix);
 
 /// The public key, 32 bytes, of a scalar.

@@ -20,14 +20,15 @@ size_t allocationsOf(Body const& body) {
 
 } // namespace
 
-void* operator new(size_t size) {
+// Not inlined, because gcc 12 would see `free` meet an `operator new` and warn.
+[[gnu::noinline]] void* operator new(size_t size) {
     ++allocations;
     if (void* memory = std::malloc(size ? size : 1))
         return memory;
     std::abort();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { std::free(memory); }
 
 namespace {
 
