@@ -1,0 +1,28 @@
+/// Fuzz targets: each reads an input of any bytes and aborts when something does not hold that must
+/// hold for all of them. `entry.cpp` makes a libFuzzer program of each; the unit tests replay the
+/// inputs of `corpus/<name>/` through the same functions.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/detail/assert.h"
+
+namespace fuzz {
+
+void certificate(asn1::blob input);
+void crl(asn1::blob input);
+void der(asn1::blob input);
+void req(asn1::blob input);
+
+struct Target {
+    char const* name;
+    void (*run)(asn1::blob input);
+};
+
+inline constexpr Target targets[] = {
+    {"certificate", certificate},
+    {"crl", crl},
+    {"der", der},
+    {"req", req},
+};
+
+} // namespace fuzz
