@@ -37,11 +37,11 @@ public:
     std::vector<unsigned char> authorityKeyId; ///< Empty when absent.
     std::vector<unsigned char> crlNumber;      ///< Content octets of the INTEGER; empty when absent.
 
-    X509Crl();
-    X509Crl(X509Crl const&);
-    X509Crl(X509Crl&&) noexcept;
-    X509Crl& operator=(X509Crl const&);
-    X509Crl& operator=(X509Crl&&) noexcept;
+    X509Crl() = default;
+    X509Crl(X509Crl const&) = default;
+    X509Crl(X509Crl&&) noexcept = default;
+    X509Crl& operator=(X509Crl const&) = default;
+    X509Crl& operator=(X509Crl&&) noexcept = default;
     ~X509Crl() override;
 
     /// Reads a DER CertificateList. Nothing of `data` is kept but copies. False when it is malformed,

@@ -29,11 +29,11 @@ public:
     unsigned keyUsage = 0;                           ///< Requested: bits of `KeyUsage`.
     unsigned extKeyUsage = 0;                        ///< Requested: bits of `ExtKeyUsage`.
 
-    X509Req();
-    X509Req(X509Req const&);
-    X509Req(X509Req&&) noexcept;
-    X509Req& operator=(X509Req const&);
-    X509Req& operator=(X509Req&&) noexcept;
+    X509Req() = default;
+    X509Req(X509Req const&) = default;
+    X509Req(X509Req&&) noexcept = default;
+    X509Req& operator=(X509Req const&) = default;
+    X509Req& operator=(X509Req&&) noexcept = default;
     ~X509Req() override;
 
     /// Reads a DER CertificationRequest. Nothing of the input is kept but copies. False when it is

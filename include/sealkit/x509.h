@@ -80,11 +80,11 @@ public:
     std::vector<unsigned char> serialize() const;
 
 protected:
-    X509Base();
-    X509Base(X509Base const&);
-    X509Base(X509Base&&) noexcept;
-    X509Base& operator=(X509Base const&);
-    X509Base& operator=(X509Base&&) noexcept;
+    X509Base() = default;
+    X509Base(X509Base const&) = default;
+    X509Base(X509Base&&) noexcept = default;
+    X509Base& operator=(X509Base const&) = default;
+    X509Base& operator=(X509Base&&) noexcept = default;
 
     /// The identifier and length octets of the object as it was unpacked, and its last two elements.
     /// They serve `serialize` for as long as they still say what the members say.
@@ -116,11 +116,11 @@ public:
     GeneralName nameConstraintPermitted;            ///< The first permitted subtree; type 255 when none.
     GeneralName nameConstraintExcluded;             ///< The first excluded subtree; type 255 when none.
 
-    X509Certificate();
-    X509Certificate(X509Certificate const&);
-    X509Certificate(X509Certificate&&) noexcept;
-    X509Certificate& operator=(X509Certificate const&);
-    X509Certificate& operator=(X509Certificate&&) noexcept;
+    X509Certificate() = default;
+    X509Certificate(X509Certificate const&) = default;
+    X509Certificate(X509Certificate&&) noexcept = default;
+    X509Certificate& operator=(X509Certificate const&) = default;
+    X509Certificate& operator=(X509Certificate&&) noexcept = default;
     ~X509Certificate() override;
 
     /// Reads a DER certificate. Nothing of `data` is kept but copies. False when it is malformed, has

@@ -249,11 +249,6 @@ void dumpConstraint(std::ostream& out, char const* title, GeneralName const& con
 
 } // namespace
 
-X509Certificate::X509Certificate() = default;
-X509Certificate::X509Certificate(X509Certificate const&) = default;
-X509Certificate::X509Certificate(X509Certificate&&) noexcept = default;
-X509Certificate& X509Certificate::operator=(X509Certificate const&) = default;
-X509Certificate& X509Certificate::operator=(X509Certificate&&) noexcept = default;
 X509Certificate::~X509Certificate() = default;
 
 bool X509Certificate::parse(unsigned char const* data, unsigned len) {
@@ -296,11 +291,7 @@ asn1::blob X509Certificate::subjectBytes() const {
 }
 
 std::vector<X509Extension> X509Certificate::extensions() const {
-    Outline outline;
-    std::vector<X509Extension> list;
-    if (!outline.read(tbs) || !detail::readExtensions(outline.extensions, &list))
-        list.clear();
-    return list;
+    return detail::listExtensions<Outline>(tbs);
 }
 
 void X509Certificate::dump(std::ostream& out) const {

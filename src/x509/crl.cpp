@@ -106,11 +106,6 @@ constexpr unsigned char noReason = 255;
 
 } // namespace
 
-X509Crl::X509Crl() = default;
-X509Crl::X509Crl(X509Crl const&) = default;
-X509Crl::X509Crl(X509Crl&&) noexcept = default;
-X509Crl& X509Crl::operator=(X509Crl const&) = default;
-X509Crl& X509Crl::operator=(X509Crl&&) noexcept = default;
 X509Crl::~X509Crl() = default;
 
 bool X509Crl::parse(unsigned char const* data, unsigned len) {
@@ -143,13 +138,7 @@ asn1::blob X509Crl::issuerBytes() const {
     return outline.read(tbs) ? outline.issuer : asn1::blob();
 }
 
-std::vector<X509Extension> X509Crl::extensions() const {
-    Outline outline;
-    std::vector<X509Extension> list;
-    if (!outline.read(tbs) || !detail::readExtensions(outline.extensions, &list))
-        list.clear();
-    return list;
-}
+std::vector<X509Extension> X509Crl::extensions() const { return detail::listExtensions<Outline>(tbs); }
 
 void X509Crl::dump(std::ostream& out) const {
     out << "CRL\n"

@@ -13,6 +13,16 @@ namespace detail {
 /// holds. False when it is malformed or names an extension twice (RFC 5280, section 4.2).
 bool readExtensions(asn1::blob list, std::vector<X509Extension>* extensions);
 
+/// The extensions of a signed part that is taken apart as an `Outline`; none when it cannot be.
+template <typename Outline>
+std::vector<X509Extension> listExtensions(asn1::blob tbs) {
+    Outline outline;
+    std::vector<X509Extension> list;
+    if (!outline.read(tbs) || !readExtensions(outline.extensions, &list))
+        list.clear();
+    return list;
+}
+
 /// Takes a BOOLEAN: one octet, of which anything but 0 is true (X.690, section 8.2).
 bool takeBoolean(asn1::parser& level, bool* flag);
 

@@ -91,11 +91,6 @@ bool readExtension(X509Req& request, X509Extension const& extension) {
 
 } // namespace
 
-X509Req::X509Req() = default;
-X509Req::X509Req(X509Req const&) = default;
-X509Req::X509Req(X509Req&&) noexcept = default;
-X509Req& X509Req::operator=(X509Req const&) = default;
-X509Req& X509Req::operator=(X509Req&&) noexcept = default;
 X509Req::~X509Req() = default;
 
 bool X509Req::parse(unsigned char const* data, unsigned len) { return parseReq(asn1::blob(data, len)); }

@@ -29,11 +29,6 @@ void addSignature(DerEncoder& to, asn1::blob signature, asn1::blob element) {
 
 } // namespace
 
-X509Base::X509Base() = default;
-X509Base::X509Base(X509Base const&) = default;
-X509Base::X509Base(X509Base&&) noexcept = default;
-X509Base& X509Base::operator=(X509Base const&) = default;
-X509Base& X509Base::operator=(X509Base&&) noexcept = default;
 X509Base::~X509Base() = default;
 
 bool X509Base::unpackObj(asn1::blob object) {
