@@ -11,6 +11,7 @@ namespace fuzz {
 void certificate(asn1::blob input);
 void crl(asn1::blob input);
 void der(asn1::blob input);
+void path(asn1::blob input);
 void req(asn1::blob input);
 
 struct Target {
@@ -22,6 +23,7 @@ inline constexpr Target targets[] = {
     {"certificate", certificate},
     {"crl", crl},
     {"der", der},
+    {"path", path},
     {"req", req},
 };
 
