@@ -106,7 +106,7 @@ SEALKIT_API BigNum coordToNum(asn1::blob bytes);
 SEALKIT_API BigNum privToNum(asn1::blob bytes);
 
 /// `number` little-endian, zeros up to 32 bytes behind it. Empty for 0; longer for longer numbers.
-SEALKIT_API std::vector<unsigned char> numToBlob(BigNum number);
+SEALKIT_API std::vector<unsigned char> numToBlob(BigNum const& number);
 
 /// The shared secret, 32 bytes, of a private key and the peer's public key. Empty when the peer's
 /// u is on the twist or of small order. Unlike RFC 7748's ladder, which gives a value for the former.

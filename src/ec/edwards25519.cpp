@@ -80,15 +80,13 @@ WCurve::Point Edwards25519::fromNum(BigNum const& y, unsigned sign) const {
     Recovered recovered;
     if (y >= p || y == bn64(1) || !recover(toField(y), sign, recovered))
         return {};
-    // (0, −1), the point of order two, is u = v = 0: there is no x to divide by.
-    if (recovered.x.bits() == 0)
-        return Curve25519::fromNum(BigNum(), 0);
-
     RedNum const one = toField(bn64(1));
     RedNum s = toField(y);
     RedNum t;
     RedNum u;
     RedNum v;
+    // For y = −1 the root is 0, and so are u and v: (0, −1) and (0, 0) are the points of order two.
+    //
     // u = (1 + y)/(1 − y) = −(1 + y)²/U = −((1 + y)·root)²·V, because 1/U = root²·V
     s += one;
     ::mul(t, s, recovered.root);

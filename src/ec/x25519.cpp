@@ -28,7 +28,7 @@ BigNum privToNum(asn1::blob bytes) {
     return k;
 }
 
-std::vector<unsigned char> numToBlob(BigNum number) {
+std::vector<unsigned char> numToBlob(BigNum const& number) {
     if (number.bits() == 0)
         return {};
     return detail::littleEndian(number, std::max<size_t>(encodedSize, (number.bits() + 7) / 8));

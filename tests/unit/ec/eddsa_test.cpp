@@ -1,8 +1,12 @@
 #include "sealkit/curve25519.h"
 #include "sealkit/hash.h"
+#include "sealkit/wipe.h"
 #include "support/vectors.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -119,6 +123,10 @@ TEST(EdDsa, PointsThatDoNotDecodeAreRefused) {
     bad[0] = 2; // no x belongs to this y
     ASSERT_TRUE(curve.isInfinity(curve.fromBin(bad)));
     EXPECT_FALSE(eddsa::verify(bad, message, signature));
+    // Nor does a key that is no point count as the neutral one, under which R = S·G is enough.
+    Bytes forged = eddsa::secret_to_public(bn64(5));
+    forged.resize(64);
+    EXPECT_FALSE(eddsa::verify(bad, message, withS(forged, bn64(5))));
     Bytes changed = signature;
     std::copy(bad.begin(), bad.end(), changed.begin());
     EXPECT_FALSE(eddsa::verify(pub, message, changed));
@@ -130,6 +138,9 @@ TEST(EdDsa, NeutralElementIsRefused) {
     Bytes signature(64);
     signature[0] = 1; // R neutral and S = 0: right for every message under a neutral key
     EXPECT_FALSE(eddsa::verify(neutral, message, signature));
+    Bytes forged = eddsa::secret_to_public(bn64(5));
+    forged.resize(64);
+    EXPECT_FALSE(eddsa::verify(neutral, message, withS(forged, bn64(5))));
     // … and, for one message in two, under a key of order two.
     Bytes orderTwo(32, 0xff);
     orderTwo[0] = 0xec;
@@ -185,7 +196,41 @@ TEST(EdDsa, KeysAndCommitmentsOfSmallOrderFollowTheEquation) {
     for (unsigned char i = 0; i < 16; ++i) {
         BigNum const k = hashToScalar({orderTwo, orderTwo, {i}});
         EXPECT_EQ(eddsa::verify(orderTwo, Bytes{i}, signature), k.getBit(0)) << k.str();
+        // The equation holds for S = L as well.
+        EXPECT_FALSE(eddsa::verify(orderTwo, Bytes{i}, withS(signature, Curve25519::getOrder())));
     }
+}
+
+std::vector<Bytes> wipedBuffers;
+
+void* recordAndWipe(void* data, int value, size_t size) {
+    auto const* bytes = static_cast<unsigned char const*>(data);
+    wipedBuffers.emplace_back(bytes, bytes + size);
+    return std::memset(data, value, size);
+}
+
+TEST(EdDsa, WipesWhatItDerivesFromTheSecret) {
+    auto const wiped = [](Bytes const& buffer) {
+        return std::find(wipedBuffers.begin(), wipedBuffers.end(), buffer) != wipedBuffers.end();
+    };
+    Bytes prefix;
+    Bytes halves = eddsa::expand_secret(secret, &prefix).bin(little_endian{}); // clamped
+    halves.insert(halves.end(), prefix.begin(), prefix.end());
+    ASSERT_EQ(halves.size(), 64U);
+    auto const hash = createHash(HashID::SHA512); // of prefix and message: what blinds the key
+    hash->update(prefix.data(), 32);
+    hash->update(message.data(), static_cast<unsigned>(message.size()));
+    Bytes nonce(64);
+    hash->digest(nonce.data());
+
+    auto* const before = secureMemset;
+    secureMemset = recordAndWipe;
+    eddsa::sign(secret, message);
+    secureMemset = before;
+    EXPECT_TRUE(wiped(halves));
+    EXPECT_TRUE(wiped(prefix));
+    EXPECT_TRUE(wiped(nonce));
+    wipedBuffers.clear();
 }
 
 TEST(EdDsa, SecretsOfAnyLengthSign) {
