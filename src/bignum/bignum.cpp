@@ -161,7 +161,7 @@ BigNum operator+(BigNum const& a, BigNum const& b) {
 }
 BigNum operator+(BigNum&& a, BigNum const& b) { return std::move(a += b); }
 BigNum operator+(BigNum const& a, BigNum&& b) { return std::move(b += a); }
-BigNum operator+(BigNum&& a, BigNum&& b) { return std::move(a += b); }
+BigNum operator+(BigNum&& a, BigNum&& b) { return std::move(a.size() < b.size() ? b += a : a += b); }
 BigNum operator+(BigNum const& a, unsigned b) { return BigNum(a) + b; }
 BigNum operator+(BigNum&& a, unsigned b) { return std::move(a += b); }
 

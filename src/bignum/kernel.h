@@ -9,11 +9,12 @@
 // room for whole limbs: 2 * limbCount(n) digits where that many limbs are said to be written.
 #pragma once
 
+#include "hash/unrolled.h"
+
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <utility>
 
 // The state of a loop lives in registers only when every piece of it is inlined, lambdas included.
 #define SEALKIT_INLINED __attribute__((always_inline))
@@ -86,15 +87,6 @@ template <typename Limb>
 inline Limb limbAt(Digit const* digits, size_t count, size_t index) {
     Digit const* at = digits + index * limbDigits<Limb>;
     return limbDigits<Limb> == 2 && at + 1 == digits + count ? *at : load<Limb>(at);
-}
-
-/// Calls f with 0, 1, … Count - 1 as constants, so that the calls are laid out one after the other.
-template <size_t Count, typename Function>
-SEALKIT_INLINED inline void unrolled(Function&& f) {
-    [&]<size_t... Index>(std::index_sequence<Index...>) SEALKIT_INLINED {
-        (f(std::integral_constant<size_t, Index>{}), ...);
-    }
-    (std::make_index_sequence<Count>{});
 }
 
 /// a * b + sum + carry, which is below the square of the limb's base: its low limb, the high one
