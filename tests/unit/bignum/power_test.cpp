@@ -1,11 +1,11 @@
-#include "allocation_count.h"
 #include "numbers.h"
+#include "support/allocation_count.h"
 
 #include <gtest/gtest.h>
 
 #include <utility>
 
-using test::allocationCount;
+using test::allocationsOf;
 using test::number;
 
 namespace {
@@ -85,9 +85,7 @@ TEST(ExpByMod, allocates_nothing_from_one_step_to_the_next) {
         // Two exponents that share a window width: the longer one has more than twice the steps.
         auto allocationsFor = [&](unsigned exponentBits) {
             BigNum const e = (one << exponentBits) - bn2(1, 0);
-            unsigned long before = allocationCount();
-            expByMod(base, e, red);
-            return allocationCount() - before;
+            return allocationsOf([&] { expByMod(base, e, red); });
         };
         EXPECT_EQ(allocationsFor(80), allocationsFor(238)) << bits;
         EXPECT_EQ(allocationsFor(700), allocationsFor(1500)) << bits;
@@ -119,10 +117,11 @@ TEST(FieldArithmetic, allocates_nothing_once_its_numbers_have_grown) {
         };
         for (unsigned i = 0; i < 4; ++i)
             step();
-        unsigned long before = allocationCount();
-        for (unsigned i = 0; i < 100; ++i)
-            step();
-        EXPECT_EQ(allocationCount(), before);
+        EXPECT_EQ(allocationsOf([&] {
+                      for (unsigned i = 0; i < 100; ++i)
+                          step();
+                  }),
+                  0u);
     }
 }
 

@@ -1,34 +1,10 @@
 #include "named_curve.h"
 #include "sealkit/curve25519.h"
+#include "support/allocation_count.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
-namespace {
-
-size_t allocations = 0;
-
-/// How often memory is asked for while `body` runs.
-template <typename Body>
-size_t allocationsOf(Body const& body) {
-    size_t const before = allocations;
-    body();
-    return allocations - before;
-}
-
-} // namespace
-
-// Not inlined, because gcc 12 would see `free` meet an `operator new` and warn.
-[[gnu::noinline]] void* operator new(size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size ? size : 1))
-        return memory;
-    std::abort();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+using test::allocationsOf;
 
 namespace {
 

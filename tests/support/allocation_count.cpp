@@ -1,22 +1,22 @@
-#include "allocation_count.h"
+#include "support/allocation_count.h"
 
 #include <cstdlib>
 #include <new>
 
 namespace {
 
-unsigned long count = 0;
+size_t count = 0;
 
 } // namespace
 
-unsigned long test::allocationCount() { return count; }
+size_t test::allocationCount() { return count; }
 
 // The operators that every allocation of C++ goes through, of the library's too.
 void* operator new(size_t size) {
     ++count;
-    if (void* memory = std::malloc(size == 0 ? 1 : size))
+    if (void* memory = std::malloc(size ? size : 1))
         return memory;
-    throw std::bad_alloc();
+    std::abort();
 }
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, size_t) noexcept { std::free(memory); }
