@@ -1,13 +1,17 @@
 #include "chain.h"
 
+#include "sealkit/hash.h"
+
 #include <algorithm>
+#include <map>
 
 namespace {
 
 /// Chains are short; a longer search is an attack on the searcher.
 constexpr size_t maxDepth = 24;
 constexpr unsigned maxChains = 64;
-constexpr unsigned maxSignatureChecks = 512;
+constexpr unsigned maxSteps = 256;
+constexpr unsigned maxSignatureChecks = 128;
 
 bool isCopy(X509Certificate const& a, X509Certificate const& b) {
     return &a == &b || (a.tbs == b.tbs && a.signature == b.signature);
@@ -19,8 +23,7 @@ bool couldIssue(X509Certificate const& issuer, X509Certificate const& subject) {
 }
 
 struct Candidate {
-    std::shared_ptr<X509Certificate> certificate;
-    bool trusted;
+    size_t member; ///< Its index in the pool.
     unsigned rank;
 };
 
@@ -28,18 +31,53 @@ class Search {
 public:
     Search(CertificateChain const& given, CertificateChain const& trusted, TimePoint now,
            std::function<bool(CertificateChain const&)> const& visit)
-        : given(given), trusted(trusted), now(now), visit(visit) {}
+        : now(now), visit(visit) {
+        for (auto const& certificate : trusted)
+            add(certificate, true);
+        for (auto const& certificate : given)
+            add(certificate, false);
+    }
+
+    void run(std::shared_ptr<X509Certificate> const& leaf) {
+        CertificateChain chain{leaf};
+        pool[add(leaf, false)].inChain = true;
+        extend(chain);
+    }
+
+private:
+    /// One of several copies of a certificate, the trusted one if there is one.
+    struct Member {
+        std::shared_ptr<X509Certificate> certificate;
+        bool trusted;
+        bool inChain = false;
+    };
+
+    /// The index in the pool of the certificate, or of its copy. Copies are told by a digest: comparing
+    /// each with each would take too long when many are almost the same.
+    size_t add(std::shared_ptr<X509Certificate> const& certificate, bool trusted) {
+        auto const [place, isNew] =
+            indices.try_emplace(calcDigest(HashID::SHA256, certificate->serialize()), pool.size());
+        if (isNew)
+            pool.push_back({certificate, trusted});
+        return place->second;
+    }
 
     /// True when the search is over.
     bool extend(CertificateChain& chain) {
         X509Certificate const& last = *chain.back();
         if (last.selfSigned || chain.size() == maxDepth)
             return report(chain);
+        // The first chain is complete long before.
+        if (stepsLeft-- == 0)
+            return true;
 
-        std::vector<Candidate> const candidates = findIssuers(chain);
+        std::vector<Candidate> const candidates = findIssuers(last);
         for (Candidate const& candidate : candidates) {
-            chain.push_back(candidate.certificate);
-            bool const done = candidate.trusted ? report(chain) : extend(chain);
+            Member& member = pool[candidate.member];
+            chain.push_back(member.certificate);
+            member.inChain = true;
+            bool const done = member.trusted ? report(chain) : extend(chain);
+            member.inChain = false;
             chain.pop_back();
             if (done)
                 return true;
@@ -47,24 +85,15 @@ public:
         return candidates.empty() && report(chain);
     }
 
-private:
     bool report(CertificateChain const& chain) { return visit(chain) || --chainsLeft == 0; }
 
-    std::vector<Candidate> findIssuers(CertificateChain const& chain) {
+    std::vector<Candidate> findIssuers(X509Certificate const& subject) {
         std::vector<Candidate> found;
-        auto consider = [&](std::shared_ptr<X509Certificate> const& issuer, bool isTrusted) {
-            auto const copyOfIssuer = [&](auto const& other) { return isCopy(*other, *issuer); };
-            if (!couldIssue(*issuer, *chain.back()) ||
-                std::any_of(chain.begin(), chain.end(), copyOfIssuer) ||
-                std::any_of(found.begin(), found.end(),
-                            [&](Candidate const& c) { return copyOfIssuer(c.certificate); }))
-                return;
-            found.push_back({issuer, isTrusted, rank(*issuer, *chain.back(), isTrusted)});
-        };
-        for (auto const& issuer : trusted)
-            consider(issuer, true);
-        for (auto const& issuer : given)
-            consider(issuer, false);
+        for (size_t i = 0; i < pool.size(); ++i) {
+            Member const& member = pool[i];
+            if (!member.inChain && couldIssue(*member.certificate, subject))
+                found.push_back({i, rank(*member.certificate, subject, member.trusted)});
+        }
         std::stable_sort(found.begin(), found.end(),
                          [](Candidate const& a, Candidate const& b) { return a.rank > b.rank; });
         return found;
@@ -82,10 +111,11 @@ private:
                isTrusted;
     }
 
-    CertificateChain const& given;
-    CertificateChain const& trusted;
+    std::vector<Member> pool;
+    std::map<std::vector<unsigned char>, size_t> indices; ///< In the pool, by digest.
     TimePoint now;
     std::function<bool(CertificateChain const&)> const& visit;
+    unsigned stepsLeft = maxSteps;
     unsigned chainsLeft = maxChains;
     unsigned signatureChecksLeft = maxSignatureChecks;
 };
@@ -95,7 +125,7 @@ private:
 std::shared_ptr<X509Certificate> chooseLeaf(CertificateChain const& given) {
     auto issuedAnother = [&](X509Certificate const& issuer) {
         return std::any_of(given.begin(), given.end(), [&](auto const& other) {
-            return !isCopy(*other, issuer) && other->issuerBytes() == issuer.subjectBytes();
+            return other->issuerBytes() == issuer.subjectBytes() && !isCopy(*other, issuer);
         });
     };
     if (!issuedAnother(*given.front()))
@@ -114,6 +144,5 @@ std::shared_ptr<X509Certificate> chooseLeaf(CertificateChain const& given) {
 void forEachChain(std::shared_ptr<X509Certificate> const& leaf, CertificateChain const& given,
                   CertificateChain const& trusted, TimePoint now,
                   std::function<bool(CertificateChain const&)> const& visit) {
-    CertificateChain chain{leaf};
-    Search(given, trusted, now, visit).extend(chain);
+    Search(given, trusted, now, visit).run(leaf);
 }

@@ -15,7 +15,7 @@ namespace {
 using terminal::printable;
 
 constexpr unsigned tagBoolean = 0x01, tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04,
-                   tagOid = 0x06, tagBmpString = 0x1E, tagSequence = 0x30, tagSet = 0x31;
+                   tagOid = 0x06, tagBmpString = 0x1E, tagSequence = 0x30, tagSet = 0x31, tagKeyId = 0x80;
 
 /// Values longer than this are cut in the display; their length is told.
 constexpr size_t maxShownBytes = 64;
@@ -26,6 +26,12 @@ std::string shortHexOf(asn1::blob bytes) {
     if (bytes.size() <= maxShownBytes)
         return hexOf(bytes);
     return str(asn1::blob(bytes.start, maxShownBytes)) + ":... (" + std::to_string(bytes.size()) + " bytes)";
+}
+
+/// Decimal as far as people read it: writing a number of a megabyte in decimal takes minutes.
+std::string numberText(asn1::blob bytes) {
+    constexpr size_t maxDecimalBytes = 32;
+    return bytes.size() <= maxDecimalBytes ? BigNum(bytes).strDec() : shortHexOf(bytes);
 }
 
 struct NamedOid {
@@ -222,8 +228,15 @@ Description basicConstraints(asn1::blob value) {
         result["ca"] = !ca.empty() && ca[0] != 0;
     }
     if (fields.tag == tagInteger)
-        result["pathLength"] = BigNum(fields.take()).strDec();
+        result["pathLength"] = numberText(fields.take());
     return result;
+}
+
+/// The keyIdentifier of an AuthorityKeyIdentifier; everything in it where there is none.
+std::string authorityKeyIdText(asn1::blob value) {
+    asn1::parser fields(value);
+    bool const hasKeyId = fields.enter(tagSequence) && fields.tag == tagKeyId;
+    return hasKeyId ? hexOf(fields.take()) : shortHexOf(value);
 }
 
 /// What an extension says. `certificate` is given for those whose parsed form is a field of it.
@@ -236,13 +249,13 @@ Description extensionValue(std::string const& name, asn1::blob value, X509Certif
         return policies(value);
     if (name == "authorityInformationAccess" || name == "subjectInformationAccess")
         return accessDescriptions(value);
+    if (name == "authorityKeyIdentifier")
+        return authorityKeyIdText(value);
     if (name == "crlNumber")
-        return BigNum(asn1::parser(value).take()).strDec();
+        return numberText(asn1::parser(value).take());
     if (certificate) {
         if (name == "subjectKeyIdentifier")
             return hexOf(certificate->subjectKeyId);
-        if (name == "authorityKeyIdentifier" && !certificate->authorityKeyId.empty())
-            return hexOf(certificate->authorityKeyId);
         if (name == "keyUsage")
             return usageNamesOf(certificate->keyUsage);
         if (name == "subjectAlternativeName")
@@ -263,13 +276,16 @@ Description extensionValue(std::string const& name, asn1::blob value, X509Certif
 
 Description describeExtensions(std::vector<X509Extension> const& extensions,
                                X509Certificate const* certificate) {
-    Description result = Description::object();
+    // No identifier comes twice, and looking for each among those before it would take quadratic time.
+    Description::object_t members;
+    members.reserve(extensions.size());
     for (X509Extension const& extension : extensions) {
         std::string const name = nameOf(extensionNames, extension.oid);
-        result[name] = {{"critical", extension.critical},
-                        {"value", extensionValue(name, extension.value, certificate)}};
+        Description const value = {{"critical", extension.critical},
+                                   {"value", extensionValue(name, extension.value, certificate)}};
+        members.push_back({name, value});
     }
-    return result;
+    return members;
 }
 
 std::string fingerprint(X509Base const& object) {

@@ -49,6 +49,10 @@ Issued checkIssuer(X509Crl const& crl, CertificateChain const& issuers) {
 
 } // namespace
 
+bool isSignedByOneOf(X509Crl const& crl, CertificateChain const& issuers) {
+    return checkIssuer(crl, issuers) == Issued::verified;
+}
+
 bool readCrls(std::vector<std::string> const& files, CertificateChain const& issuers,
               std::vector<std::shared_ptr<X509Crl>>* crls) {
     for (std::string const& file : files) {

@@ -15,3 +15,6 @@ bool readCrls(std::vector<std::string> const& files, CertificateChain const& iss
 
 /// Takes the lists out of `crls` that readCrls would not have let in, and names them.
 void dropUnverifiedCrls(CertificateChain const& issuers, std::vector<std::shared_ptr<X509Crl>>* crls);
+
+/// Whether the list is signed by one of the certificates that bear its issuer's name.
+bool isSignedByOneOf(X509Crl const& crl, CertificateChain const& issuers);

@@ -49,7 +49,7 @@ Object readBlock(std::string_view label, std::string_view body, std::string_view
         return parseAs<X509Certificate>(der);
     if (label == "X509 CRL")
         return parseAs<X509Crl>(der);
-    if (label == "CERTIFICATE REQUEST")
+    if (label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
         return parseAs<X509Req>(der);
     return {};
 }

@@ -114,7 +114,36 @@ struct Verdict {
     CertificateChain chain;
     PathExplanation explanation;
     std::vector<PathWarning> warnings;
+    std::vector<std::string> notes;
 };
+
+/// The certificates whose revocation lists count for a chain: the trusted ones, and the issuers in it
+/// whose own signatures are checked. Whatever else was given may bear the name of a real issuer.
+CertificateChain findCrlIssuers(CertificateChain const& chain, CertificateMemoryStore const& trusted) {
+    CertificateChain issuers = trusted.certs;
+    for (size_t depth = 1; depth < chain.size(); ++depth) {
+        X509Certificate const& issuer = *chain[depth];
+        if (trusted.findCertificate(issuer.subject, issuer.subjectKeyId))
+            break;
+        issuers.push_back(chain[depth]);
+    }
+    return issuers;
+}
+
+/// Takes lists of others than the issuers away, and says which.
+std::vector<std::string> dropCrlsOfOthers(CertificateChain const& issuers,
+                                          std::vector<std::shared_ptr<X509Crl>>* crls) {
+    std::vector<std::string> notes;
+    std::erase_if(*crls, [&](auto const& crl) {
+        if (isSignedByOneOf(*crl, issuers))
+            return false;
+        notes.push_back("left out, neither a trusted certificate nor one of the chain has signed it: "
+                        "the list of <" +
+                        printable(crl->issuer.str()) + ">");
+        return true;
+    });
+    return notes;
+}
 
 /// Validates the chains that can be made, likeliest first. The first valid one counts; if none is,
 /// the first that leads to something trusted, and if none does, the first.
@@ -133,12 +162,13 @@ Verdict judge(CertificateChain const& given, CertificateMemoryStore const& trust
         else if (chain.size() > 1 || last->selfSigned)
             if (auto copy = store.findCertificate(last->subject, last->subjectKeyId))
                 last = copy;
+        auto notes = dropCrlsOfOthers(findCrlIssuers(chain, trusted), &store.crls);
         PathExplanation explanation = x509ExplainPath(chain, store, question);
         auto const noAnchor = static_cast<int>(PathCode::noAnchor);
         bool const valid = explanation.code == 0;
         if (best.chain.empty() || valid ||
             (best.explanation.code == noAnchor && explanation.code != noAnchor))
-            best = {chain, explanation, x509PathWarnings(chain, store, question)};
+            best = {chain, explanation, x509PathWarnings(chain, store, question), std::move(notes)};
         return valid;
     });
     return best;
@@ -280,7 +310,8 @@ int verify(Options const& options) {
         return exitBadInput;
 
     Verdict const verdict = judge(given, trusted, question);
-    auto const notes = compare(given, verdict.chain);
+    auto notes = compare(given, verdict.chain);
+    notes.insert(notes.end(), verdict.notes.begin(), verdict.notes.end());
     if (options.json)
         printJson(verdict, notes);
     else
@@ -292,18 +323,28 @@ int verify(Options const& options) {
 
 Work setUpVerify(CLI::App& app) {
     auto options = std::make_shared<Options>();
-    app.add_option("--host", options->host, "the host name that the leaf must bear");
-    app.add_option("--ip", options->ip, "the address that the leaf must bear");
-    app.add_option("--email", options->email, "the e-mail address that the leaf must bear");
+    // An empty value is a variable that was not set, never a wish to check less.
+    CLI::Validator const given([](std::string& value) { return value.empty() ? "must not be empty" : ""; },
+                               "");
+    app.add_option("--host", options->host, "the host name that the leaf must bear")->check(given);
+    app.add_option("--ip", options->ip, "the address that the leaf must bear")->check(given);
+    app.add_option("--email", options->email, "the e-mail address that the leaf must bear")->check(given);
     app.add_option("--at", options->at,
-                   "validate at this time instead of now: ISO 8601 (UTC) or seconds since 1970");
+                   "validate at this time instead of now: ISO 8601 (UTC) or seconds since 1970")
+        ->check(given);
+    // One value each time: what follows it is a chain, and must not become trusted.
     app.add_option("--ca", options->authorities,
                    "a file or folder of trusted certificates; may be given more than once.\n"
-                   "Without it /kelp/etc/ca under the platform root where that exists, else /etc/ssl/certs");
+                   "Without it /kelp/etc/ca under the platform root where that exists, else /etc/ssl/certs")
+        ->allow_extra_args(false)
+        ->check(given);
     app.add_option("--cerm", options->cermUsage,
-                   "trust what the certificate manager trusts for this use (a bit mask, 0x10)");
+                   "trust what the certificate manager trusts for this use (a bit mask, 0x10)")
+        ->check(given);
     app.add_option("--crl", options->crlFiles,
-                   "a file of revocation lists; may be given more than once; implies --check-crls");
+                   "a file of revocation lists; may be given more than once; implies --check-crls")
+        ->allow_extra_args(false)
+        ->check(given);
     app.add_flag("--check-crls", options->checkCrls,
                  "look every certificate up in its issuer's revocation list");
     app.add_flag("--strict", options->strict, "a warning is a refusal (status 1)");

@@ -13,6 +13,38 @@ CN=inside
 """
 
 
+def element(tag, *contents):
+    """DER of any length, for what no tool would make."""
+    content = b"".join(contents)
+    length = len(content).to_bytes((len(content).bit_length() + 7) // 8, "big")
+    return bytes([tag]) + (bytes([len(content)]) if len(content) < 128 else bytes([0x80 | len(length)]) + length) + content
+
+
+def identifier(dotted):
+    first, second, *rest = map(int, dotted.split("."))
+    content = bytes([first * 40 + second])
+    for arc in rest:
+        digits = [arc & 127]
+        while arc := arc >> 7:
+            digits.insert(0, 128 | (arc & 127))
+        content += bytes(digits)
+    return element(0x06, content)
+
+
+def extension(dotted, value=b"\x05\x00"):
+    return element(0x30, identifier(dotted), element(0x04, value))
+
+
+def certificate(extensions):
+    algorithm = element(0x30, identifier("1.3.101.112"))
+    name = element(0x30, element(0x31, element(0x30, identifier("2.5.4.3"), element(0x0C, b"x"))))
+    validity = element(0x30, element(0x17, b"200101000000Z"), element(0x17, b"400101000000Z"))
+    key = element(0x30, algorithm, element(0x03, b"\0" + bytes(32)))
+    version, serial = element(0xA0, element(0x02, b"\2")), element(0x02, b"\1")
+    tbs = element(0x30, version, serial, algorithm, name, validity, name, key, element(0xA3, element(0x30, extensions)))
+    return element(0x30, tbs, algorithm, element(0x03, bytes(65)))
+
+
 class ShowTest(ProgramTest):
     @classmethod
     def setUpClass(cls):
@@ -64,6 +96,29 @@ class ShowTest(ProgramTest):
         der = openssl("req", "-in", self.dir / "leaf.csr", "-outform", "DER")
         self.assertEqual(self.expect(0, "show", "-", stdin=der).out, text)
         self.assertIn("signature verifies: no", self.expect(0, "show", "-", stdin=der[:-1] + bytes([der[-1] ^ 1])).out)
+
+    def test_request_under_its_older_label(self):
+        text = (self.dir / "leaf.csr").read_text().replace("CERTIFICATE REQUEST", "NEW CERTIFICATE REQUEST")
+        self.assertEqual(self.expect(0, "show", "-", stdin=text.encode()).out, self.expect(0, "show", "leaf.csr").out)
+
+    def test_key_identifier_of_a_list(self):
+        identifier = openssl("x509", "-in", self.dir / "root.pem", "-noout", "-ext", "subjectKeyIdentifier").decode().split()[-1]
+        self.make_crl("identified", "root")
+        self.assertIn(f"    authority key identifier: {identifier.lower()}\n", self.expect(0, "show", "identified.crl").out)
+
+    def test_many_extensions_take_no_quadratic_time(self):
+        seconds = []
+        for count in (10000, 40000):
+            der = certificate(b"".join(extension(f"1.2.3.{i}") for i in range(count)))
+            seconds.append(self.processor_time(lambda: self.expect(0, "show", "-", stdin=der)))
+        self.assertLess(seconds[1], 8 * seconds[0])
+
+    def test_huge_numbers_are_not_written_in_decimal(self):
+        number = element(0x02, b"\x7f" * 1000000)
+        der = certificate(extension("2.5.29.19", element(0x30, element(0x01, b"\xff"), number)))
+        text = self.expect(0, "show", "-", stdin=der).out
+        self.assertIn("path length: 7f:7f:", text)
+        self.assertIn(":... (1000000 bytes)\n", text)
 
     def test_public_keys(self):
         for name, words in (("root", "RSA"), ("leaf", "p256"), ("ed", "Ed25519")):

@@ -5,6 +5,7 @@ that it may be an emulator with its arguments).
 """
 import os
 import pathlib
+import resource
 import shutil
 import subprocess
 import tempfile
@@ -101,6 +102,16 @@ class ProgramTest(unittest.TestCase):
             openssl("ca", *authority, "-revoke", cls.dir / f"{certificate}.pem", "-crl_reason", "keyCompromise")
         openssl("ca", *authority, "-gencrl", "-crldays", days, "-out", cls.dir / f"{name}.crl")
         return cls.dir / f"{name}.crl"
+
+    @staticmethod
+    def processor_time(run):
+        """The processor time in seconds of the programs that RUN runs."""
+        def used():
+            usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+            return usage.ru_utime + usage.ru_stime
+        before = used()
+        run()
+        return used() - before
 
     def assertNoControls(self, text):
         bad = [c for c in text if (ord(c) < 32 and c != "\n") or 127 <= ord(c) < 160]

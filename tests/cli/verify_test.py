@@ -1,4 +1,6 @@
+import base64
 import json
+import time
 import unittest
 
 from support import CA, LEAF, ProgramTest, openssl
@@ -151,12 +153,48 @@ class VerifyTest(ProgramTest):
 
     def test_the_newest_list_of_an_issuer_counts(self):
         self.make_crl("old", "inter")
-        import time
         time.sleep(1.1)
         self.make_crl("new", "inter", ["leaf"])
         for order in (("old", "new"), ("new", "old")):
             crls = [word for name in order for word in ("--crl", f"{name}.crl")]
             self.assertTrue(self.verdict(1, "--ca", "root.pem", *crls, "chain.pem")[0].startswith("FAILED 10: "))
+
+    def test_a_list_of_an_impostor_does_not_hide_a_revocation(self):
+        # The impostor bears the intermediate's name, comes with the chain, and its list is the newer one.
+        self.issue("false-inter", extensions=CA, subject="/O=Test/CN=inter")
+        self.make_crl("true", "inter", ["leaf"])
+        time.sleep(1.1)
+        self.make_crl("false", "false-inter")
+        self.concatenate("accompanied.pem", "leaf", "inter", "false-inter")
+        last, result = self.verdict(1, "--ca", "root.pem", "--crl", "true.crl", "--crl", "false.crl", "accompanied.pem")
+        self.assertEqual(last, 'FAILED 10: cert is revoked by crl - "O=Test, CN=leaf"')
+        self.assertIn("note: left out, neither a trusted certificate nor one of the chain has signed it: "
+                      "the list of <O=Test, CN=inter>", result.err)
+
+    def test_an_impostor_at_the_place_of_the_anchor_vouches_for_no_list(self):
+        # Name and key identifier lead to the trusted intermediate, whose key checks the leaf.
+        text = openssl("x509", "-in", self.dir / "inter.pem", "-noout", "-ext", "subjectKeyIdentifier").decode()
+        identifier = text.split()[-1]
+        self.issue("false-inter", "other-root", CA + f"subjectKeyIdentifier={identifier}\n",
+                   subject="/O=Test/CN=inter", key_ids="authorityKeyIdentifier=keyid\n")
+        self.make_crl("true", "inter", ["leaf"])
+        time.sleep(1.1)
+        self.make_crl("false", "false-inter")
+        self.concatenate("accompanied.pem", "leaf", "false-inter")
+        last, _ = self.verdict(1, "--ca", "inter.pem", "--crl", "true.crl", "--crl", "false.crl", "accompanied.pem")
+        self.assertEqual(last, 'FAILED 10: cert is revoked by crl - "O=Test, CN=leaf"')
+
+    def test_many_impostors_take_no_quadratic_time(self):
+        self.issue("bulky", "inter", CA + "1.2.3.4=DER:" + "0500" * 6000 + "\n", subject="/O=Test/CN=inter")
+        der = openssl("x509", "-in", self.dir / "bulky.pem", "-outform", "DER")
+        # Copies but for the signature's end, each of which could have issued the leaf and the others.
+        block = "-----BEGIN CERTIFICATE-----\n{}\n-----END CERTIFICATE-----\n"
+        copies = [block.format(base64.b64encode(der[:-2] + i.to_bytes(2, "big")).decode()) for i in range(900)]
+        seconds = []
+        for count in (300, 900):
+            self.write("copies.pem", (self.dir / "leaf.pem").read_bytes() + "".join(copies[:count]).encode())
+            seconds.append(self.processor_time(lambda: self.expect(1, "verify", "--ca", "root.pem", "copies.pem")))
+        self.assertLess(seconds[1], 6 * seconds[0])
 
     def test_missing_list_with_distribution_points(self):
         self.issue("pointed", "inter", LEAF + "crlDistributionPoints=URI:http://crl.example.test/a.crl\n")
@@ -222,6 +260,18 @@ class VerifyTest(ProgramTest):
             result = self.expect(3, *arguments)
             self.assertEqual(result.out, "")
             self.assertTrue(result.err)
+
+    def test_an_option_takes_one_value(self):
+        # What follows the file of authorities is never trusted, and lists are no chains.
+        for option, name in (("--ca", "root.pem"), ("--crl", "chain.pem")):
+            self.expect(3, "verify", option, name, "leaf.pem", "chain.pem")
+        self.assertTrue(self.verdict(1, "--ca", "other-root.pem", "chain.pem")[0].startswith("FAILED 6: "))
+        self.assertEqual(self.verdict(0, "--ca", "other-root.pem", "--ca", "root.pem", "chain.pem")[0], "OK")
+
+    def test_an_empty_value_is_no_value(self):
+        for option in ("--host", "--ip", "--email", "--at", "--ca", "--cerm", "--crl"):
+            self.assertIn(option, self.expect(3, "verify", "--ca", "root.pem", option, "", "chain.pem").err)
+            self.expect(3, "verify", "--ca", "root.pem", option + "=", "chain.pem")
 
     def test_help(self):
         self.assertIn("verify", self.expect(0, "--help").out)
