@@ -14,8 +14,8 @@ namespace {
 
 using terminal::printable;
 
-constexpr unsigned tagBoolean = 0x01, tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04,
-                   tagOid = 0x06, tagBmpString = 0x1E, tagSequence = 0x30, tagSet = 0x31, tagKeyId = 0x80;
+constexpr unsigned tagBoolean = 0x01, tagInteger = 0x02, tagOid = 0x06, tagBmpString = 0x1E,
+                   tagSequence = 0x30, tagSet = 0x31, tagKeyId = 0x80;
 
 /// Values longer than this are cut in the display; their length is told.
 constexpr size_t maxShownBytes = 64;
