@@ -7,6 +7,8 @@
 #include "sealkit/bignum.h"
 #include "sealkit/path.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <sstream>
 

@@ -7,7 +7,7 @@
 #include "sealkit/req.h"
 #include "sealkit/x509.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 /// Keys are in camel case. Every text is printable.
 using Description = nlohmann::ordered_json;

@@ -6,6 +6,7 @@
 #include "sealkit/pem.h"
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <cctype>
 #include <functional>

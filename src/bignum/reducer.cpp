@@ -92,7 +92,7 @@ RedNum MontgomeryReducer::fromBigNum(BigNum const& x) const { return fromBigNum(
 
 RedNum MontgomeryReducer::fromBigNum(BigNum&& x) const {
     if (x.size() == 1 && x.digits[0] <= 1)
-        return {x.digits[0] == 0 ? std::move(x) : one, this};
+        return {x.digits[0] == 0 ? BigNum() : one, this};
     ::mul(x, x, one);
     div(x, *modulus, nullptr, &x);
     return {std::move(x), this};
