@@ -20,11 +20,7 @@ struct Target {
 };
 
 inline constexpr Target targets[] = {
-    {"certificate", certificate},
-    {"crl", crl},
-    {"der", der},
-    {"path", path},
-    {"req", req},
+    {"certificate", certificate}, {"crl", crl}, {"der", der}, {"path", path}, {"req", req},
 };
 
 } // namespace fuzz

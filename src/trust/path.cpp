@@ -95,9 +95,9 @@ private:
                 char const* const kind = violation->excluded ? "excluded" : "permitted";
                 std::string const name = detail::show(*violation->name);
                 std::string const subtree = detail::show(*violation->constraint.name);
-                return finding(PathCode::nameConstraintViolated, depth,
-                               std::string("name constraint ") + kind + ": " + subtree +
-                                   " not satisfied for: " + name,
+                std::string error = "name constraint ";
+                error.append(kind).append(": ").append(subtree).append(" not satisfied for: ").append(name);
+                return finding(PathCode::nameConstraintViolated, depth, std::move(error),
                                {{"name", name},
                                 {kind, subtree},
                                 {"constrained by", getDisplayName(*chain[violation->constraint.depth])}});

@@ -3,10 +3,10 @@
 #include "kp/store.h"
 #include "support/temporary_root.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
+#include <set>
 
 namespace {
 
@@ -56,20 +56,25 @@ protected:
     /// Whether the built-in folder is loaded for a use.
     static bool trustsBuiltIn(unsigned usage) { return load(usage).find("Renamed") != std::string::npos; }
 
+    static void expectDefaultTrust() {
+        std::set<unsigned> const trusted = {4, 7, 8, 9, 11, 13, 17, 18, 20, 21, 23};
+        for (unsigned bit = 0; bit < 32; ++bit)
+            EXPECT_EQ(trustsBuiltIn(1u << bit), trusted.contains(bit)) << bit;
+    }
+
+    /// Makes settings of one number.
+    static void putNumber(uint32_t field, uint32_t value) {
+        kp::message settings;
+        settings.setU32(field, value);
+        putSettings(settings);
+    }
+
     std::map<std::string, std::vector<unsigned char>> ders;
 };
 
-bool isInDefaultTrust(unsigned bit) {
-    static constexpr unsigned bits[] = {4, 7, 8, 9, 11, 13, 17, 18, 20, 21};
-    return std::ranges::find(bits, bit) != std::end(bits);
-}
-
 // The built-in folder.
 
-TEST_F(LoadFromCerm, WithoutSettingsTheDefaultUsesTrustTheBuiltInFolder) {
-    for (unsigned bit = 0; bit < 32; ++bit)
-        EXPECT_EQ(trustsBuiltIn(1u << bit), isInDefaultTrust(bit) || bit == 23) << bit;
-}
+TEST_F(LoadFromCerm, WithoutSettingsTheDefaultUsesTrustTheBuiltInFolder) { expectDefaultTrust(); }
 
 TEST_F(LoadFromCerm, AnyCommonBitIsEnough) { EXPECT_TRUE(trustsBuiltIn(useOutsideTheDefault | someUse)); }
 
@@ -85,50 +90,37 @@ TEST_F(LoadFromCerm, FieldSevenIsTheTrustMask) {
 }
 
 TEST_F(LoadFromCerm, FieldSevenOfAllUsesMeansTheDefault) {
-    kp::message settings;
-    settings.setU32(7, 0x7fffffff);
-    putSettings(settings);
-    for (unsigned bit = 0; bit < 32; ++bit)
-        EXPECT_EQ(trustsBuiltIn(1u << bit), isInDefaultTrust(bit) || bit == 23) << bit;
+    putNumber(7, 0x7fffffff);
+    expectDefaultTrust();
 }
 
 TEST_F(LoadFromCerm, FieldSevenIsNotUpgradedLikeFieldFive) {
-    kp::message settings;
-    settings.setU32(7, 0x00022b90);
-    putSettings(settings);
+    putNumber(7, 0x00022b90);
     EXPECT_TRUE(trustsBuiltIn(1u << 17));
     EXPECT_FALSE(trustsBuiltIn(1u << 18));
 }
 
 TEST_F(LoadFromCerm, FieldSevenOfZeroLeavesBitTwentyThree) {
-    kp::message settings;
-    settings.setU32(7, 0);
-    putSettings(settings);
+    putNumber(7, 0);
     EXPECT_FALSE(trustsBuiltIn(someUse));
     EXPECT_FALSE(trustsBuiltIn(allBits & ~0x00800000u));
     EXPECT_TRUE(trustsBuiltIn(0x00800000));
 }
 
 TEST_F(LoadFromCerm, FieldFiveIsTheTrustMaskWhereSevenIsAbsent) {
-    kp::message settings;
-    settings.setU32(5, useOutsideTheDefault);
-    putSettings(settings);
+    putNumber(5, useOutsideTheDefault);
     EXPECT_TRUE(trustsBuiltIn(useOutsideTheDefault));
     EXPECT_FALSE(trustsBuiltIn(someUse));
 }
 
 TEST_F(LoadFromCerm, FieldFiveOfTheOlderDefaultIsUpgraded) {
-    kp::message settings;
-    settings.setU32(5, 0x00022b90);
-    putSettings(settings);
+    putNumber(5, 0x00022b90);
     EXPECT_TRUE(trustsBuiltIn(1u << 18));
     EXPECT_TRUE(trustsBuiltIn(1u << 21));
 }
 
 TEST_F(LoadFromCerm, FieldFiveIsNotReadLikeFieldSeven) {
-    kp::message settings;
-    settings.setU32(5, 0x7fffffff);
-    putSettings(settings);
+    putNumber(5, 0x7fffffff);
     EXPECT_TRUE(trustsBuiltIn(useOutsideTheDefault));
 }
 
@@ -415,12 +407,9 @@ TEST_F(LoadCrlsFromCerm, SettingThreeKeepsThemInMemory) {
     putCrlRecord(1);
     put("rw/cm/crl/1", ofRoot);
     put("ram/crl/1", ofIntermediate);
-    kp::message settings;
-    settings.setU32(3, 0);
-    putSettings(settings);
+    putNumber(3, 0);
     EXPECT_EQ(load(useOutsideTheDefault), "crl:Root ");
-    settings.setU32(3, 2);
-    putSettings(settings);
+    putNumber(3, 2);
     EXPECT_EQ(load(useOutsideTheDefault), "crl:Intermediate ");
 }
 
@@ -478,9 +467,7 @@ TEST_F(LoadCrlsFromCerm, FetchedListsOfEntriesComeLast) {
 }
 
 TEST_F(LoadCrlsFromCerm, FetchedListsAreOnDiskWhateverTheSettings) {
-    kp::message settings;
-    settings.setU32(3, 1);
-    putSettings(settings);
+    putNumber(3, 1);
     putEntry(9, fetchingEntry("Root"));
     put("rw/cm/ca_crl/9.crl", ofRoot);
     EXPECT_EQ(load(0x80000000), "Root crl:Root ");
@@ -519,9 +506,7 @@ TEST_F(LoadCrlsFromCerm, EntryThatIsSkippedHasNoFetchedList) {
 }
 
 TEST_F(LoadCrlsFromCerm, AllTakesEveryTrustedEntryAndNoLists) {
-    kp::message settings;
-    settings.setU32(7, 0);
-    putSettings(settings);
+    putNumber(7, 0);
     kp::message record = fetchingEntry("Root");
     record.setU32(45, 0);
     putEntry(9, record);
