@@ -30,6 +30,21 @@ void checkElement(unsigned tag, asn1::blob content, asn1::blob element) {
     SEALKIT_ASSERT(again.tag == tag && again.take() == content && again.tag == asn1::parser::endTag);
 }
 
+/// A time is written as the UTCTime of the same day in a century near.
+void checkTime(asn1::blob element) {
+    constexpr unsigned utcTime = 0x17;
+    asn1::parser from(element);
+    TimePoint time, again;
+    if (!time.parse(from))
+        return;
+    time.toString();
+    DerEncoder encoder;
+    encoder.add(utcTime, time.toUTC());
+    std::vector<unsigned char> encoded = encoder.take();
+    asn1::parser written(encoded);
+    SEALKIT_ASSERT(again.parse(written) && again.toUTC() == time.toUTC());
+}
+
 /// Reads an element as everything that it could be.
 void readAsEverything(unsigned tag, asn1::blob content, asn1::blob element) {
     oidStr(content);
@@ -40,10 +55,7 @@ void readAsEverything(unsigned tag, asn1::blob content, asn1::blob element) {
         SEALKIT_ASSERT(parse(again, sequence.take()));
         SEALKIT_ASSERT(again.oid == algorithm.oid && again.params == algorithm.params);
     }
-    TimePoint time;
-    asn1::parser timeElement(element);
-    if (time.parse(timeElement))
-        SEALKIT_ASSERT(time.toUTC().size() == 13 && time.toString().size() >= 24);
+    checkTime(element);
     checkName<DistinguishedName>(element, [](auto const& a, auto const& b) { return a == b; });
     if (tag <= 0xFF) { // The writers have tags of one octet.
         checkElement(tag, content, element);
