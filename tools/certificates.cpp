@@ -82,6 +82,7 @@ bool TrustedAuthorities::add(std::string const& path) {
         return complain(error.message().c_str());
     std::sort(files.begin(), files.end());
     size_t found = 0;
+    terminal::MuteDiagnostics const quiet;
     for (std::string const& file : files)
         found += addText(kp::readFile(file, -1, 0), file);
     return found > 0 || complain("a folder without any certificate");

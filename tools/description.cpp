@@ -347,13 +347,13 @@ Description describe(X509Certificate const& certificate) {
 }
 
 Description describe(X509Crl const& crl) {
+    // Texts, not objects: a list may have hundreds of thousands of entries.
     auto revoked = Description::array();
     for (RevokedCertificate const& entry : crl.revoked) {
-        Description row{{"serialNumber", hexOf(entry.serialNumber)},
-                        {"since", formatTime(entry.revocationDate)}};
+        std::string row = hexOf(entry.serialNumber) + " since " + formatTime(entry.revocationDate);
         if (entry.reasonCode != 255)
-            row["reason"] = std::to_string(entry.reasonCode) + " " + getCrlReasonText(entry.reasonCode);
-        revoked.push_back(row);
+            row += ", reason " + std::to_string(entry.reasonCode) + " " + getCrlReasonText(entry.reasonCode);
+        revoked.push_back(std::move(row));
     }
     return {{"object", "certificate revocation list"},
             {"issuer", nameText(crl.issuerBytes())},

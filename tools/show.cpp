@@ -145,31 +145,28 @@ std::string scalarText(Description const& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
+/// In characters: what is longer goes on lines of its own.
+constexpr size_t longestList = 100;
+
 void printMembers(Description const& object, std::string const& indent);
 
 void printValue(Description const& value, std::string const& indent) {
     std::ostream& out = terminal::out();
-    bool const listOfTexts = value.is_array() && (value.empty() || !value.front().is_structured());
     if (value.is_object()) {
         out << '\n';
         printMembers(value, indent + "  ");
-    } else if (listOfTexts) {
-        if (value.empty())
-            out << " (none)";
-        char const* separator = " ";
-        for (auto const& item : value) {
-            out << separator << scalarText(item);
-            separator = ", ";
-        }
-        out << '\n';
+    } else if (value.is_array() && value.empty()) {
+        out << " (none)\n";
     } else if (value.is_array()) {
+        size_t length = 0;
+        for (auto const& item : value)
+            length += scalarText(item).size();
+        bool const oneLine = value.size() == 1 || length <= longestList;
+        std::string const separator = oneLine ? ", " : "\n" + indent + "  ";
+        out << (oneLine ? " " : separator.c_str());
+        for (size_t i = 0; i < value.size(); ++i)
+            out << (i > 0 ? separator.c_str() : "") << scalarText(value[i]);
         out << '\n';
-        for (auto const& item : value) {
-            std::string line;
-            for (auto const& [key, field] : item.items())
-                line += (line.empty() ? "" : ", ") + inWords(key) + " " + scalarText(field);
-            out << indent << "  " << line << '\n';
-        }
     } else {
         out << ' ' << scalarText(value) << '\n';
     }

@@ -128,6 +128,9 @@ std::unique_ptr<Streams> streams;
 std::ostream& out() { return streams->out; }
 std::ostream& err() { return streams->err; }
 
+MuteDiagnostics::MuteDiagnostics() : before(std::cout.rdbuf(nullptr)) {}
+MuteDiagnostics::~MuteDiagnostics() { std::cout.rdbuf(before); } // This clears the error state, too.
+
 Session::Session() { streams = std::make_unique<Streams>(); }
 Session::~Session() { streams.reset(); }
 

@@ -42,6 +42,19 @@ std::ostream& out();
 /// Complaints, notes and warnings.
 std::ostream& err();
 
+/// Keeps the library's diagnostics to itself while it lives: for folders of certificates, where they name
+/// no file and bury what is said about the chain.
+class MuteDiagnostics {
+public:
+    MuteDiagnostics();
+    ~MuteDiagnostics();
+    MuteDiagnostics(MuteDiagnostics const&) = delete;
+    MuteDiagnostics& operator=(MuteDiagnostics const&) = delete;
+
+private:
+    std::streambuf* before;
+};
+
 /// Set up once at the start of `main`, torn down at its end.
 class Session {
 public:

@@ -89,6 +89,18 @@ class ShowTest(ProgramTest):
         der = openssl("crl", "-in", self.dir / "list.crl", "-outform", "DER")
         self.assertEqual(self.expect(0, "show", "-", stdin=der).out, text)
 
+    def test_long_crl_is_shown_line_by_line(self):
+        config = self.write("long.cnf", "[ca]\ndefault_ca=c\n[c]\ndatabase=long.index\ndefault_md=sha256\n")
+        rows = [f"R\t350101000000Z\t250101000000Z,superseded\t{serial:04X}\tunknown\t/CN=x\n" for serial in range(4096, 6096)]
+        self.write("long.index", "".join(rows))
+        openssl("ca", "-config", config, "-cert", "root.pem", "-keyfile", "root.key", "-gencrl", "-crldays", 9, "-out",
+                "long.crl", cwd=self.dir)
+        lines = self.expect(0, "show", "long.crl").out.splitlines()
+        self.assertEqual(len([line for line in lines if line.endswith("2025-01-01 00:00:00 UTC, reason 4 superseded")]), 2000)
+        self.assertIn("10:00 since", "\n".join(lines))
+        document = json.loads(self.expect(0, "show", "--json", "long.crl").out)[0]
+        self.assertEqual(len(document["revoked"]), 2000)
+
     def test_request(self):
         text = self.expect(0, "show", "leaf.csr").out
         for part in ("certificate request\n", "CN=leaf", "signature verifies: yes", "curve: p256"):

@@ -129,6 +129,9 @@ class VerifyTest(ProgramTest):
         # The certificate manager trusts its built-in folder for use bit 23 always.
         self.assertEqual(self.verdict(0, "--cerm", "0x800000", "chain.pem")[0], "OK")
         self.expect(3, "verify", "--cerm", "many", "chain.pem")
+        # A manager that trusts nothing for the use is no trust at all.
+        elsewhere = {"KP_ROOT": str(self.dir / "bare-root")}
+        self.assertIn("nothing is trusted", self.expect(2, "verify", "--cerm", "1", "chain.pem", environment=elsewhere).err)
 
     def test_revocation(self):
         self.make_crl("revoking", "inter", ["leaf"])
