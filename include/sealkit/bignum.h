@@ -125,7 +125,7 @@ SEALKIT_API BigNum bn64(unsigned long long value);
 /// The index of the lowest set bit; 0 for zero.
 SEALKIT_API unsigned lsb(BigNum const& x);
 
-// The overloads that take an operand by && compute in its storage.
+/// Sums. Here and below, the overloads that take an operand by && compute in its storage.
 SEALKIT_API BigNum operator+(BigNum const& a, BigNum const& b);
 SEALKIT_API BigNum operator+(BigNum&& a, BigNum const& b);
 SEALKIT_API BigNum operator+(BigNum const& a, BigNum&& b);
