@@ -1,7 +1,7 @@
 /// The inputs that fuzzing found worth keeping, through the same functions.
 #include "fuzz/targets.h"
 
-#include "support/capture.h"
+#include "support/captured_output.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ std::vector<unsigned char> readBytes(std::filesystem::path const& path) {
 void run(fuzz::Target const& target, std::vector<unsigned char> const& input) {
     std::unique_ptr<unsigned char[]> exact(new unsigned char[input.size()]);
     std::copy(input.begin(), input.end(), exact.get());
-    test::CoutCapture capture;
+    test::CapturedOutput capture;
     target.run(asn1::blob(exact.get(), input.size()));
 }
 

@@ -69,7 +69,7 @@ template <typename Object>
 bool parseAndUse(Bytes const& encoded) {
     std::unique_ptr<unsigned char[]> exact(new unsigned char[encoded.size()]);
     std::copy(encoded.begin(), encoded.end(), exact.get());
-    CoutCapture capture;
+    CapturedOutput capture;
     Object object;
     bool accepted = object.parse(exact.get(), static_cast<unsigned>(encoded.size()));
     exact.reset();

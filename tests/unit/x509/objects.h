@@ -5,7 +5,7 @@
 #include "sealkit/req.h"
 #include "sealkit/x509.h"
 
-#include "support/capture.h"
+#include "support/captured_output.h"
 #include "support/der.h"
 
 #include <string>
@@ -98,7 +98,7 @@ struct Parsed {
     std::string said;
 
     explicit Parsed(Bytes const& encoded) {
-        CoutCapture capture;
+        CapturedOutput capture;
         accepted = object.parse(encoded.data(), static_cast<unsigned>(encoded.size()));
         said = capture.text();
     }
