@@ -1,6 +1,6 @@
 #include "sealkit/bignum.h"
 
-#include "bignum/kernel.h"
+#include "bignum/digits.h"
 
 #include <algorithm>
 #include <bit>
@@ -25,10 +25,9 @@ BigNum bn64(unsigned long long value) {
 }
 
 void BigNum::clamp() {
-    size_t n = size();
-    while (n > 1 && digits[n - 1] == 0)
-        --n;
-    digits.resize(std::max<size_t>(n, 1));
+    if (digits.empty())
+        digits.resize(1);
+    detail::fit(*this, size());
 }
 
 unsigned BigNum::bits() const {
@@ -105,8 +104,7 @@ BigNum& BigNum::operator>>=(unsigned n) {
     Digit* d = digits.data();
     size_t kept = size() - low;
     detail::shiftRight<NativeLimb>(d, d + low, kept, n % digitBits);
-    digits.resize(kept);
-    clamp();
+    detail::fit(*this, kept);
     return *this;
 }
 
@@ -125,7 +123,7 @@ BigNum& BigNum::operator-=(BigNum const& x) {
     size_t n = x.size();
     Digit borrow = detail::subtract<NativeLimb>(digits.data(), digits.data(), x.digits.data(), n);
     detail::propagateBorrow(digits.data() + n, size() - n, borrow);
-    clamp();
+    detail::fit(*this, size());
     return *this;
 }
 
@@ -138,7 +136,7 @@ BigNum& BigNum::operator*=(unsigned x) {
     Digit carry = detail::multiplyBy<NativeLimb>(digits.data(), size(), x);
     if (carry != 0)
         digits.push_back(carry);
-    clamp(); // a factor of zero
+    detail::fit(*this, size()); // a factor of zero
     return *this;
 }
 

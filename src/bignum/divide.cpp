@@ -1,7 +1,7 @@
 // Division with remainder.
 #include "sealkit/bignum.h"
 
-#include "bignum/kernel.h"
+#include "bignum/digits.h"
 
 #include <algorithm>
 #include <bit>
@@ -79,6 +79,5 @@ void div(BigNum const& a, BigNum const& b, BigNum* q, BigNum* r) {
     if (q != nullptr)
         q->clamp();
     detail::shiftRight<NativeLimb>(rest, rest + low, bDigits, shift);
-    remainder.digits.resize(bDigits);
-    remainder.clamp();
+    detail::fit(remainder, bDigits);
 }

@@ -1,14 +1,15 @@
 // Greatest common divisors and inverses.
 #include "sealkit/bignum.h"
 
+#include "bignum/digits.h"
+
 #include <algorithm>
 #include <utility>
 
+using detail::isOdd;
+using detail::isZero;
+
 namespace {
-
-bool isZero(BigNum const& x) { return x.size() == 1 && x.digits[0] == 0; }
-
-bool isOdd(BigNum const& x) { return (x.digits[0] & 1) != 0; }
 
 /// One of the two numbers of the extended gcd with its coefficients: x * a + y * b = value, always.
 struct Combination {

@@ -1,7 +1,7 @@
 // Products, squares, and folding modulo a number just below a power of two.
 #include "sealkit/bignum.h"
 
-#include "bignum/kernel.h"
+#include "bignum/digits.h"
 
 #include <algorithm>
 #include <cstring>
@@ -28,13 +28,6 @@ size_t productDigits(size_t a, size_t b) {
            detail::limbDigits<NativeLimb>;
 }
 
-/// Fits r to the `count` digits of a result, less zeros at the top.
-void fit(BigNum& r, size_t count) {
-    while (count > 1 && r.digits[count - 1] == 0)
-        --count;
-    r.digits.resize(count);
-}
-
 } // namespace
 
 void mul(BigNum& r, BigNum const& a, BigNum const& b) {
@@ -51,7 +44,7 @@ void mul(BigNum& r, BigNum const& a, BigNum const& b) {
         detail::productFixed<NativeLimb, fixedDigits>(r.digits.data(), x, y);
     else
         detail::product<NativeLimb>(r.digits.data(), x, aDigits, y, bDigits);
-    fit(r, aDigits + bDigits);
+    detail::fit(r, aDigits + bDigits);
 }
 
 void sqr(BigNum& r, BigNum const& a) {
@@ -62,7 +55,7 @@ void sqr(BigNum& r, BigNum const& a) {
         detail::squareFixed<NativeLimb, fixedDigits>(r.digits.data(), x);
     else
         detail::square<NativeLimb>(r.digits.data(), x, digits);
-    fit(r, 2 * digits);
+    detail::fit(r, 2 * digits);
 }
 
 // Residues of 256 bits nearly always have eight digits, and for those `mul` and `sqr` take the code
@@ -101,7 +94,7 @@ void BigNum::reduce(BigNum const& mod, unsigned c) {
         while (n > 1 && d[n - 1] == 0)
             --n;
     }
-    digits.resize(n);
+    detail::fit(*this, n);
     if (mod < *this)
         *this -= mod;
 }

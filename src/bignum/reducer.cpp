@@ -1,7 +1,7 @@
 // Representations of residues, and numbers in them.
 #include "sealkit/bignum.h"
 
-#include "bignum/kernel.h"
+#include "bignum/digits.h"
 
 #include <algorithm>
 #include <utility>
@@ -84,15 +84,16 @@ void MontgomeryReducer::reduce(BigNum& x) const {
         detail::subtract<NativeLimb>(t, t + k, m.digits.data(), k);
     else
         std::copy_n(t + k, k, t);
-    x.digits.resize(k);
-    x.clamp();
+    detail::fit(x, k);
 }
 
 RedNum MontgomeryReducer::fromBigNum(BigNum const& x) const { return fromBigNum(BigNum(x)); }
 
 RedNum MontgomeryReducer::fromBigNum(BigNum&& x) const {
-    if (x.size() == 1 && x.digits[0] <= 1)
-        return {x.digits[0] == 0 ? BigNum() : one, this};
+    if (detail::isZero(x))
+        return {std::move(x), this};
+    if (x.size() == 1 && x.digits[0] == 1)
+        return {one, this};
     ::mul(x, x, one);
     div(x, *modulus, nullptr, &x);
     return {std::move(x), this};
