@@ -74,12 +74,18 @@ public:
     virtual std::unique_ptr<PublicKey> publicKey() const = 0;
 };
 
+// The classes' constructors stand in the library. Compiled into a program they could refer to the type information
+// of the bases, which the library does not have.
+
 /// RSA public key (RFC 8017, section 3.1).
 class SEALKIT_API RsaPublicKey : public virtual PublicKey {
 public:
     BigNum n; ///< Modulus.
     BigNum e; ///< Public exponent.
 
+    RsaPublicKey();
+    RsaPublicKey(RsaPublicKey const&);
+    RsaPublicKey& operator=(RsaPublicKey const&);
     ~RsaPublicKey() override;
 
     /// Reads RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). The
@@ -118,6 +124,9 @@ public:
     BigNum exp2;  ///< d mod (q - 1).
     BigNum coeff; ///< q^-1 mod p.
 
+    RsaPrivateKey();
+    RsaPrivateKey(RsaPrivateKey const&);
+    RsaPrivateKey& operator=(RsaPrivateKey const&);
     ~RsaPrivateKey() override;
 
     void dump(std::ostream& out) const override;
@@ -137,6 +146,9 @@ public:
     Curve curve = Curve{};
     ECPoint point;
 
+    EcPublicKey();
+    EcPublicKey(EcPublicKey const&);
+    EcPublicKey& operator=(EcPublicKey const&);
     ~EcPublicKey() override;
 
     /// Reads a point in the octet form of SEC 1, section 2.3.4, uncompressed or compressed. The
@@ -159,6 +171,9 @@ class SEALKIT_API EcPrivateKey : public EcPublicKey, public PrivateKey {
 public:
     BigNum secret; ///< Scalar, from 1 to the group order less 1.
 
+    EcPrivateKey();
+    EcPrivateKey(EcPrivateKey const&);
+    EcPrivateKey& operator=(EcPrivateKey const&);
     ~EcPrivateKey() override;
 
     void dump(std::ostream& out) const override;
@@ -173,6 +188,9 @@ class SEALKIT_API Ed25519PublicKey : public virtual PublicKey {
 public:
     std::vector<unsigned char> pub; ///< The encoded point, 32 bytes (RFC 8032, section 5.1.5).
 
+    Ed25519PublicKey();
+    Ed25519PublicKey(Ed25519PublicKey const&);
+    Ed25519PublicKey& operator=(Ed25519PublicKey const&);
     ~Ed25519PublicKey() override;
 
     /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).
@@ -221,6 +239,9 @@ class SEALKIT_API X25519PublicKey : public virtual PublicKey {
 public:
     std::vector<unsigned char> pub; ///< The u-coordinate, 32 bytes, little-endian (RFC 7748, section 5).
 
+    X25519PublicKey();
+    X25519PublicKey(X25519PublicKey const&);
+    X25519PublicKey& operator=(X25519PublicKey const&);
     ~X25519PublicKey() override;
 
     /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).

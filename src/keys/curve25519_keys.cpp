@@ -11,7 +11,10 @@ namespace {
 
 constexpr unsigned keyLength = 32;
 
-void wipe(std::vector<unsigned char>& bytes) { secureMemset(bytes.data(), 0, bytes.size()); }
+void wipe(std::vector<unsigned char>& bytes) {
+    if (!bytes.empty()) // nothing has no address that memset takes
+        secureMemset(bytes.data(), 0, bytes.size());
+}
 
 template <typename K>
 bool parsePublic(K& key, asn1::blob algoParams, asn1::blob keyData) {
@@ -54,6 +57,9 @@ std::string text(std::vector<unsigned char> const& bytes) { return BigNum(asn1::
 
 } // namespace
 
+Ed25519PublicKey::Ed25519PublicKey() = default;
+Ed25519PublicKey::Ed25519PublicKey(Ed25519PublicKey const&) = default;
+Ed25519PublicKey& Ed25519PublicKey::operator=(Ed25519PublicKey const&) = default;
 Ed25519PublicKey::~Ed25519PublicKey() = default;
 
 bool Ed25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
@@ -117,6 +123,9 @@ X25519PrivateKey Ed25519PrivateKey::toX25519PrivateKey() const {
     return key;
 }
 
+X25519PublicKey::X25519PublicKey() = default;
+X25519PublicKey::X25519PublicKey(X25519PublicKey const&) = default;
+X25519PublicKey& X25519PublicKey::operator=(X25519PublicKey const&) = default;
 X25519PublicKey::~X25519PublicKey() = default;
 
 bool X25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {

@@ -118,6 +118,9 @@ bool readSignature(asn1::blob sig, BigNum const& order, BigNum* r, BigNum* s) {
 
 } // namespace
 
+EcPublicKey::EcPublicKey() = default;
+EcPublicKey::EcPublicKey(EcPublicKey const&) = default;
+EcPublicKey& EcPublicKey::operator=(EcPublicKey const&) = default;
 EcPublicKey::~EcPublicKey() = default;
 
 bool EcPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
@@ -191,6 +194,9 @@ bool EcPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig)
     return sum.x == r;
 }
 
+EcPrivateKey::EcPrivateKey() = default;
+EcPrivateKey::EcPrivateKey(EcPrivateKey const&) = default;
+EcPrivateKey& EcPrivateKey::operator=(EcPrivateKey const&) = default;
 EcPrivateKey::~EcPrivateKey() = default;
 
 void EcPrivateKey::dump(std::ostream& out) const {

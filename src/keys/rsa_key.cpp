@@ -109,6 +109,9 @@ std::optional<BigNum> powerByPrimes(RsaPrivateKey const& key, BigNum const& m) {
 
 } // namespace
 
+RsaPublicKey::RsaPublicKey() = default;
+RsaPublicKey::RsaPublicKey(RsaPublicKey const&) = default;
+RsaPublicKey& RsaPublicKey::operator=(RsaPublicKey const&) = default;
 RsaPublicKey::~RsaPublicKey() = default;
 
 bool RsaPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
@@ -175,6 +178,9 @@ asn1::blob RsaPublicKey::parseHashFromDerEncoded(HashID expected, asn1::blob blo
     return detail::parseDigestInfo(expected, block);
 }
 
+RsaPrivateKey::RsaPrivateKey() = default;
+RsaPrivateKey::RsaPrivateKey(RsaPrivateKey const&) = default;
+RsaPrivateKey& RsaPrivateKey::operator=(RsaPrivateKey const&) = default;
 RsaPrivateKey::~RsaPrivateKey() = default;
 
 void RsaPrivateKey::dump(std::ostream& out) const {

@@ -8,13 +8,13 @@
 
 namespace {
 
+using test::CapturedOutput;
 using test::concat;
 using test::element;
 using test::hex;
 using test::integer;
 using test::number;
 using test::sequence;
-using test::StandardOutput;
 using Bytes = std::vector<unsigned char>;
 
 constexpr Curve curves[] = {Curve::p192, Curve::p224, Curve::p256, Curve::p384, Curve::p521};
@@ -189,7 +189,7 @@ TEST(EcPublicKey, MembersFilledInByHandDoNotCrash) {
 // --- Octets ---
 
 TEST(EcPublicKey, IsReadAndWrittenAsOpenSslDoes) {
-    StandardOutput const output;
+    CapturedOutput const output;
     forEachOpenSslCase([](OpenSslCase const& given, test::Case const& c) {
         std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
         ASSERT_NE(parsed, nullptr) << c.id();
@@ -201,7 +201,7 @@ TEST(EcPublicKey, IsReadAndWrittenAsOpenSslDoes) {
 }
 
 TEST(EcPublicKey, ReadsCompressedPointsButThoseOfP224) {
-    StandardOutput const output;
+    CapturedOutput const output;
     forEachOpenSslCase([](OpenSslCase const& given, test::Case const& c) {
         std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("compressedSpki"));
         if (given.key.curve == Curve::p224) {
@@ -216,9 +216,9 @@ TEST(EcPublicKey, ReadsCompressedPointsButThoseOfP224) {
 
 TEST(EcPublicKey, RefusesDescribedCurves) {
     forEachOpenSslCase([](OpenSslCase const&, test::Case const& c) {
-        StandardOutput const output;
+        CapturedOutput const output;
         EXPECT_EQ(parsePkcs8PublicKey(c.bytes("explicitSpki")), nullptr);
-        EXPECT_EQ(output.str(), "[ERR] explicit curve params not yet supported\n");
+        EXPECT_EQ(output.text(), "[ERR] explicit curve params not yet supported\n");
     });
 }
 
@@ -229,10 +229,10 @@ TEST(EcPublicKey, RefusesUnknownCurves) {
     for (Bytes const& params :
          {hex("06052b8104000a") /* secp256k1 */, hex("0600"), hex("0500"), Bytes{}, hex("06"),
           concat({good, {0x05, 0x00}}), concat({good, {0x00}}), Bytes(good.begin(), good.end() - 1)}) {
-        StandardOutput const output;
+        CapturedOutput const output;
         EcPublicKey key;
         EXPECT_FALSE(key.parseFromDerEncoded(params, point)) << test::toHex(params);
-        EXPECT_EQ(output.str(), "[ERR] unknown ec id\n") << test::toHex(params);
+        EXPECT_EQ(output.text(), "[ERR] unknown ec id\n") << test::toHex(params);
     }
     EXPECT_TRUE(EcPublicKey().parseFromDerEncoded(good, point));
 }
@@ -322,7 +322,7 @@ TEST(EcPublicKey, ACompressedPointNeedsARoot) {
 }
 
 TEST(EcPublicKey, AFailedParseChangesNothing) {
-    StandardOutput const output;
+    CapturedOutput const output;
     EcPrivateKey key = openSslCase(Curve::p256).key;
     EcPrivateKey const before = key;
     EXPECT_FALSE(key.parseFromDerEncoded(paramsOf(Curve::p384), key.encodeToDerEncoded()));

@@ -231,7 +231,7 @@ TEST(Keys, APrivateKeyEqualsThePublicKeyItGives) {
 }
 
 TEST(Keys, EmptyOnesSurviveEveryOperation) {
-    test::StandardOutput const output;
+    test::CapturedOutput const output;
     RsaPrivateKey rsa;
     EcPrivateKey ec;
     Ed25519PrivateKey ed;

@@ -73,7 +73,7 @@ TEST(Pkcs8PublicKey, IsWrittenWithTheParametersOfItsAlgorithm) {
 }
 
 TEST(Pkcs8PublicKey, ParametersOfTheOthersAreRefused) {
-    test::StandardOutput const output;
+    test::CapturedOutput const output;
     EXPECT_EQ(parsePkcs8PublicKey(info(ed25519, null, Bytes(32, 5))), nullptr);
     EXPECT_EQ(parsePkcs8PublicKey(info(x25519, null, Bytes(32, 5))), nullptr);
     EXPECT_EQ(parsePkcs8PublicKey(info(x25519, x25519, Bytes(32, 5))), nullptr);
@@ -119,7 +119,7 @@ TEST(Pkcs8PublicKey, BrokenOffAnywhereItIsRefused) {
 }
 
 TEST(Pkcs8PublicKey, AByteChangedAnywhereDoesNoHarm) {
-    test::StandardOutput const output;
+    test::CapturedOutput const output;
     Bytes const good = info(ec, hex("06082a8648ce3d030107"),
                             hex("04"
                                 "6b17d1f2e12c4247f8bce6e563a440f277037d812deb33a0f4a13945d898c296"

@@ -10,13 +10,13 @@
 
 namespace {
 
+using test::CapturedOutput;
 using test::concat;
 using test::element;
 using test::hex;
 using test::integer;
 using test::number;
 using test::sequence;
-using test::StandardOutput;
 using Bytes = std::vector<unsigned char>;
 
 /// Calls `body` with each key of the file and its case.
@@ -97,7 +97,7 @@ TEST(RsaPublicKey, VerifiesWhatOpenSslSigned) {
 }
 
 TEST(RsaPublicKey, RefusesAnotherDigestOrHash) {
-    StandardOutput const output;
+    CapturedOutput const output;
     RsaPrivateKey const key = openSslKey("rsa1025");
     Bytes const digest = abcDigest();
     Bytes const sig = key.signHashed(HashID::SHA256, digest);
@@ -118,9 +118,9 @@ TEST(RsaPublicKey, RefusesAnotherDigestOrHash) {
 TEST(RsaPublicKey, SaysWhatIsWrongWithADigestInfo) {
     RsaPrivateKey const key = openSslKey("rsa1025");
     Bytes const sig = key.signHashed(HashID::SHA256, abcDigest());
-    StandardOutput const output;
+    CapturedOutput const output;
     EXPECT_FALSE(key.verifyHashed(HashID::SHA384, calcDigest(HashID::SHA384, message), sig));
-    EXPECT_EQ(output.str(), "not correct signature hash\n");
+    EXPECT_EQ(output.text(), "not correct signature hash\n");
 }
 
 TEST(RsaPublicKey, ReadsTheSignatureAsANumberBelowTheModulus) {
@@ -137,7 +137,7 @@ TEST(RsaPublicKey, ReadsTheSignatureAsANumberBelowTheModulus) {
 }
 
 TEST(RsaPublicKey, TheBlockIsExactlyThatOfTheStandard) {
-    StandardOutput const output;
+    CapturedOutput const output;
     RsaPrivateKey const key = openSslKey("rsa1025");
     Bytes const digest = abcDigest();
     Bytes const payload = digestInfo(hex("0500"));
@@ -182,19 +182,19 @@ TEST(RsaPublicKey, TheBlockHasAtLeastEightBytesOfPadding) {
 }
 
 TEST(RsaPublicKey, TheDigestOfMd5AndSha1StandsBare) {
-    StandardOutput const output;
+    CapturedOutput const output;
     RsaPrivateKey const key = openSslKey("rsa1025");
     Bytes const digest = calcDigest(HashID::MD5SHA1, message);
     EXPECT_EQ(open(key, key.signHashed(HashID::MD5SHA1, digest)), block(key, digest));
     EXPECT_TRUE(key.verifyHashed(HashID::MD5SHA1, digest, signBlock(key, block(key, digest))));
     EXPECT_FALSE(key.verifyHashed(HashID::MD5SHA1, digest, signBlock(key, block(key, sequence({digest})))));
     EXPECT_FALSE(key.verifyHashed(HashID::MD5SHA1, {}, signBlock(key, block(key, {}))));
-    EXPECT_EQ(output.str(), "");
+    EXPECT_EQ(output.text(), "");
 }
 
 TEST(RsaPublicKey, ADigestOfNoHashIsNeverSigned) {
     // An unknown identifier reads as no hash, whose digest has no bytes.
-    StandardOutput const output;
+    CapturedOutput const output;
     RsaPrivateKey const key = openSslKey("rsa1025");
     Bytes const nothing = sequence({sequence({hex("06032a0304")}), element(0x04, {})});
     EXPECT_FALSE(key.verifyHashed(HashID::none, {}, signBlock(key, block(key, nothing))));
@@ -211,7 +211,7 @@ TEST(RsaPublicKey, DoesNotExamineTheParametersUnderAnExponentFrom65537) {
 }
 
 TEST(RsaPublicKey, TakesOnlyTheExactDigestInfoUnderASmallExponent) {
-    StandardOutput const output;
+    CapturedOutput const output;
     RsaPrivateKey const key = openSslKey("rsa2048e3");
     ASSERT_EQ(key.e.str(), "3");
     auto const verifies = [&](Bytes const& payload) {
@@ -232,7 +232,7 @@ TEST(RsaPublicKey, RefusesForgeriesUnderASmallExponent) {
         Bytes const sig = c.bytes("sig");
         // Without a private key the block has a proper beginning.
         ASSERT_EQ(test::toHex(open(key, sig)).substr(0, 22), "0001ffffffffffffffff00");
-        StandardOutput const output;
+        CapturedOutput const output;
         if (c.id() == "garbage-in-the-parameters") {
             Bytes const opened = open(key, sig);
             asn1::blob const info(opened.data() + 11, opened.size() - 11);
@@ -245,10 +245,10 @@ TEST(RsaPublicKey, RefusesForgeriesUnderASmallExponent) {
 TEST(RsaPublicKey, ChecksTheDigestInfoOfABlock) {
     Bytes const info = digestInfo(hex("0500"));
     EXPECT_TRUE(RsaPublicKey::parseHashFromDerEncoded(HashID::SHA256, info) == asn1::blob(abcDigest()));
-    StandardOutput const output;
+    CapturedOutput const output;
     EXPECT_TRUE(RsaPublicKey::parseHashFromDerEncoded(HashID::SHA256, {}).empty());
     EXPECT_TRUE(RsaPublicKey::parseHashFromDerEncoded(HashID::SHA256, concat({info, {0}})).empty());
-    EXPECT_EQ(output.str(), "empty digest info\ndigest info does not span whole block\n");
+    EXPECT_EQ(output.text(), "empty digest info\ndigest info does not span whole block\n");
 }
 
 TEST(RsaPrivateKey, SignsWhatOpenSslSigned) {
@@ -415,7 +415,7 @@ TEST(RsaPublicKey, RefusesAnyOtherForm) {
 }
 
 TEST(RsaPublicKey, NumbersFilledInByHandDoNotCrash) {
-    StandardOutput const output;
+    CapturedOutput const output;
     Bytes const digest = abcDigest();
     for (BigNum const& n : {BigNum(), bn64(1), bn64(2), bn64(3), bn64(1) << 2047, bn64(1) << 20000})
         for (BigNum const& e : {BigNum(), bn64(1), bn64(2), bn64(3), bn64(1) << 70000}) {

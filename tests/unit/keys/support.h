@@ -3,27 +3,14 @@
 
 #include "sealkit/keys.h"
 
+#include "support/captured_output.h"
 #include "support/vectors.h"
 
-#include <iostream>
+#include <initializer_list>
 #include <sstream>
 #include <string>
 
 namespace test {
-
-/// Collects what the library writes to standard output for as long as the object lives.
-class StandardOutput {
-public:
-    StandardOutput() : original(std::cout.rdbuf(text.rdbuf())) {}
-    ~StandardOutput() { std::cout.rdbuf(original); }
-    StandardOutput(StandardOutput const&) = delete;
-
-    std::string str() const { return text.str(); }
-
-private:
-    std::ostringstream text;
-    std::streambuf* original;
-};
 
 inline BigNum number(Case const& c, std::string_view name) { return BigNum(asn1::blob(c.bytes(name))); }
 inline BigNum number(std::string_view digits) { return BigNum(asn1::blob(hex(digits))); }

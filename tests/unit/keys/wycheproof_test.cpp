@@ -34,7 +34,7 @@ private:
 
 template <typename K>
 void verifyAll(std::string const& file) {
-    test::StandardOutput const output;
+    test::CapturedOutput const output;
     KeyOfGroup keys;
     test::forEachCase("wycheproof/" + file + ".txt", [&](test::Case const& c) {
         c.ignore({"flags", "curve", "uncompressed"});
