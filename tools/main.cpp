@@ -5,33 +5,23 @@
 
 #include <csignal>
 #include <exception>
-#include <map>
 
 namespace {
-
-struct Verb {
-    char const* name;
-    char const* summary;
-    VerbSetup setUp;
-};
 
 Verb const verbs[] = {
     {"verify", "build and validate a certificate chain", setUpVerify},
     {"show", "say what a file is and show it", setUpShow},
+    {"store", "look into the configuration store and change it", setUpStore},
+    {"trust", "choose which certificates the certificate manager trusts", setUpTrust},
 };
 
 int run(int argc, char** argv) {
     CLI::App app("Cryptography and public-key infrastructure for people.\n"
                  "Exit status: 0 done, 1 the answer is no, 2 the input cannot be used, 3 wrong usage.",
                  "sealkit");
-    app.require_subcommand(1);
     app.get_formatter()->column_width(36);
 
-    std::map<CLI::App*, Work> works;
-    for (Verb const& verb : verbs) {
-        CLI::App* sub = app.add_subcommand(verb.name, verb.summary);
-        works[sub] = verb.setUp(*sub);
-    }
+    Work const work = setUpVerbs(app, verbs);
     try {
         app.parse(argc, argv);
     } catch (CLI::CallForHelp const&) {
@@ -45,7 +35,7 @@ int run(int argc, char** argv) {
                         << "\nRun with --help for more information." << std::endl;
         return exitWrongUsage;
     }
-    return works.at(app.get_subcommands().front())();
+    return work();
 }
 
 } // namespace

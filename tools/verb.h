@@ -2,6 +2,8 @@
 #pragma once
 
 #include <functional>
+#include <span>
+#include <string>
 
 namespace CLI {
 class App;
@@ -21,5 +23,23 @@ using Work = std::function<int()>;
 /// Declares a verb's options on `app` and returns its work.
 using VerbSetup = Work (*)(CLI::App& app);
 
+/// One entry of a table of verbs.
+struct Verb {
+    char const* name;
+    char const* summary;
+    VerbSetup setUp;
+};
+
+/// Makes each verb a subcommand of `app`, which needs one of them, and returns the work of the one that
+/// is chosen.
+Work setUpVerbs(CLI::App& app, std::span<Verb const> verbs);
+
+/// Complains, and gives the exit status for it.
+int badInput(std::string const& complaint);
+int wrongUsage(std::string const& complaint);
+int answerNo(std::string const& complaint);
+
 Work setUpShow(CLI::App& app);
+Work setUpStore(CLI::App& app);
+Work setUpTrust(CLI::App& app);
 Work setUpVerify(CLI::App& app);

@@ -2,6 +2,7 @@
 #include "chain.h"
 #include "clock.h"
 #include "input.h"
+#include "number.h"
 #include "revocation.h"
 #include "terminal.h"
 #include "verb.h"
@@ -31,23 +32,13 @@ struct Options {
     std::string email;
     std::string at;
     std::vector<std::string> authorities;
-    std::string cermUsage;
+    std::optional<uint32_t> cermUsage;
     std::vector<std::string> crlFiles;
     bool checkCrls = false;
     bool strict = false;
     bool json = false;
     std::string chain;
 };
-
-int badInput(std::string const& complaint) {
-    terminal::err() << "sealkit: " << printable(complaint) << std::endl;
-    return exitBadInput;
-}
-
-int wrongUsage(std::string const& complaint) {
-    badInput(complaint);
-    return exitWrongUsage;
-}
 
 /// What the chain is asked, or what is wrong with how it was asked.
 bool readQuestion(Options const& options, PathQuestion* question, std::string* complaint) {
@@ -71,13 +62,6 @@ bool readQuestion(Options const& options, PathQuestion* question, std::string* c
     return true;
 }
 
-bool parseUsage(std::string const& text, unsigned* usage) {
-    char* end = nullptr;
-    unsigned long long const value = std::strtoull(text.c_str(), &end, 0);
-    *usage = static_cast<unsigned>(value);
-    return !text.empty() && text[0] != '-' && *end == '\0' && value <= 0xFFFFFFFF;
-}
-
 std::string defaultAuthorities() {
     std::string const builtIn = kp::rootPath("/kelp/etc/ca");
     std::error_code error;
@@ -86,16 +70,10 @@ std::string defaultAuthorities() {
 
 /// What is trusted, before the user's own revocation lists.
 bool loadTrusted(Options const& options, CertificateMemoryStore* trusted, int* status) {
-    unsigned usage = 0;
-    if (!options.cermUsage.empty()) {
-        if (!parseUsage(options.cermUsage, &usage)) {
-            *status = wrongUsage("--cerm: \"" + options.cermUsage + "\" is no mask of 32 bits");
-            return false;
-        }
-        trusted->loadFromCerm(usage, false);
-    }
+    if (options.cermUsage)
+        trusted->loadFromCerm(*options.cermUsage, false);
     std::vector<std::string> paths = options.authorities;
-    if (paths.empty() && options.cermUsage.empty())
+    if (paths.empty() && !options.cermUsage)
         paths.push_back(defaultAuthorities());
     TrustedAuthorities authorities;
     for (std::string const& path : paths) {
@@ -342,9 +320,8 @@ Work setUpVerify(CLI::App& app) {
                    "Without it /kelp/etc/ca under the platform root where that exists, else /etc/ssl/certs")
         ->allow_extra_args(false)
         ->check(given);
-    app.add_option("--cerm", options->cermUsage,
-                   "trust what the certificate manager trusts for this use (a bit mask, 0x10)")
-        ->check(given);
+    addNumber(app, "--cerm", options->cermUsage,
+              "trust what the certificate manager trusts for this use (a bit mask, 0x10)");
     app.add_option("--crl", options->crlFiles,
                    "a file of revocation lists; may be given more than once; implies --check-crls")
         ->allow_extra_args(false)

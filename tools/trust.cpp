@@ -1,0 +1,178 @@
+#include "certificates.h"
+#include "clock.h"
+#include "input.h"
+#include "number.h"
+#include "terminal.h"
+#include "verb.h"
+
+#include <kp/store.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+namespace {
+
+using terminal::printable;
+
+// The certificate manager's store, and the fields of its entries.
+constexpr char const* storeName = "cerm";
+constexpr uint32_t certificateField = 11;        ///< raw: the certificate in DER.
+constexpr uint32_t trustedField = 12;            ///< bool.
+constexpr uint32_t usageField = 45;              ///< u32: the uses it is trusted for, a mask.
+constexpr uint32_t issuedCertificateField = 129; ///< raw: a certificate that takes the place of 11.
+constexpr uint32_t issuedStateField = 135;       ///< u32: the state of 129.
+constexpr uint32_t issuedStateUnusable = 2;      ///< The entry has no certificate to use, 11 or not.
+constexpr uint32_t everyUsage = 0xffffffff;
+
+struct Options {
+    std::vector<std::string> files;
+    std::optional<uint32_t> usage;
+    std::optional<int32_t> id;
+};
+
+bool isTrusted(int32_t id, kp::message const& entry) {
+    // Entry 0 holds settings.
+    return id != 0 && entry.getBool(trustedField);
+}
+
+uint32_t usageOf(kp::message const& entry) { return entry.getU32(usageField, everyUsage); }
+
+asn1::blob certificateOf(kp::message const& entry) {
+    if (!entry.hasRaw(issuedCertificateField))
+        return entry.getRaw(certificateField);
+    if (entry.getU32(issuedStateField) == issuedStateUnusable)
+        return {};
+    return entry.getRaw(issuedCertificateField);
+}
+
+/// The id of the entry that trusts the certificate for exactly those uses; 0 when there is none.
+int32_t findEntry(kp::Store const& store, asn1::blob der, uint32_t usage) {
+    for (int32_t id : kp::Allocator(store)) {
+        kp::message const entry = store.get(id);
+        if (isTrusted(id, entry) && usageOf(entry) == usage && certificateOf(entry) == der)
+            return id;
+    }
+    return 0;
+}
+
+int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_t usage) {
+    std::vector<unsigned char> const der = certificate.serialize();
+    if (int32_t const id = findEntry(store, der, usage)) {
+        terminal::out() << id << "  was there already: " << nameFor(certificate) << '\n';
+        return exitDone;
+    }
+    kp::message entry;
+    entry.setBool(trustedField, true);
+    entry.setRaw(certificateField, der);
+    entry.setU32(usageField, usage);
+    auto const id = store.add(entry);
+    if (!id)
+        return badInput("the store could not be written: " + std::string(std::strerror(errno)));
+    terminal::out() << *id << "  added: " << nameFor(certificate) << '\n';
+    return exitDone;
+}
+
+int add(kp::Store& store, Options const& options) {
+    // All is read before anything is added: a bad file leaves the store as it was.
+    std::vector<std::shared_ptr<X509Certificate>> certificates;
+    for (std::string const& file : options.files) {
+        auto const text = readInput(file);
+        if (!text)
+            return exitBadInput;
+        CertificatesRead read = readCertificates(*text);
+        if (!read.problems.empty())
+            return badInput(file + ": " + read.problems.front() + "; nothing was added");
+        if (read.certificates.empty())
+            return badInput(file + ": no certificate in it; nothing was added");
+        certificates.insert(certificates.end(), read.certificates.begin(), read.certificates.end());
+    }
+    for (auto const& certificate : certificates)
+        if (int const status = addCertificate(store, *certificate, options.usage.value_or(everyUsage));
+            status != exitDone)
+            return status;
+    return exitDone;
+}
+
+int list(kp::Store& store, Options const&) {
+    int status = exitDone;
+    for (int32_t id : kp::Allocator(store)) {
+        auto const entry = store.find(id);
+        if (!entry) {
+            status = badInput("entry " + std::to_string(id) + " is damaged");
+            continue;
+        }
+        if (!isTrusted(id, *entry))
+            continue;
+        asn1::blob const der = certificateOf(*entry);
+        X509Certificate certificate;
+        if (!certificate.parse(der.data(), static_cast<unsigned>(der.size()))) {
+            status = badInput("entry " + std::to_string(id) + " is trusted and has no readable certificate");
+            continue;
+        }
+        terminal::out() << id << "  usage " << formatHex(usageOf(*entry)) << "  " << nameFor(certificate)
+                        << "  " << formatTime(certificate.notBefore) << " to "
+                        << formatTime(certificate.notAfter) << '\n';
+    }
+    return status;
+}
+
+int remove(kp::Store& store, Options const& options) {
+    auto const complaint = [&](std::string const& what) {
+        return "entry " + std::to_string(*options.id) + " " + what;
+    };
+    if (!isTrusted(*options.id, store.get(*options.id)))
+        return answerNo(complaint("is no trusted certificate"));
+    if (!store.remove(*options.id))
+        return badInput(complaint("could not be removed: ") + std::strerror(errno));
+    return exitDone;
+}
+
+Work onCertificateManager(std::shared_ptr<Options> options,
+                          int (*work)(kp::Store& store, Options const& options)) {
+    return [options, work] {
+        kp::Store store(storeName);
+        return store.valid() ? work(store, *options) : badInput("there is no platform root: set KP_ROOT");
+    };
+}
+
+Work addVerb(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    app.add_option("FILE", options->files,
+                   "certificates, PEM (any number of blocks) or DER; - is standard input")
+        ->required();
+    addNumber(app, "--usage", options->usage,
+              "the uses it is trusted for, a mask of 32 bits (all without it)")
+        ->type_name("MASK");
+    app.footer("Prints the id of each certificate. Adds nothing when one of the files cannot be used.\n\n"
+               "Example: sealkit trust add my-root.pem");
+    return onCertificateManager(options, add);
+}
+
+Work listVerb(CLI::App& app) {
+    app.footer("Prints one line a certificate: id, uses, subject, first and last second of its validity.");
+    return onCertificateManager(std::make_shared<Options>(), list);
+}
+
+Work removeVerb(CLI::App& app) {
+    auto options = std::make_shared<Options>();
+    addNumber(app, "ID", options->id, "the id that \"trust list\" shows")->required();
+    return onCertificateManager(options, remove);
+}
+
+} // namespace
+
+Work setUpTrust(CLI::App& app) {
+    static constexpr Verb verbs[] = {
+        {"add", "trust certificates", addVerb},
+        {"list", "list the trusted certificates", listVerb},
+        {"remove", "trust a certificate no longer", removeVerb},
+    };
+    app.footer(
+        "The trusted certificates are entries of the store \"cerm\" (see \"store\"). \"verify --cerm\" uses\n"
+        "them. The built-in certificates of /kelp/etc/ca are not among them.");
+    return setUpVerbs(app, verbs);
+}
