@@ -1,33 +1,75 @@
 #include "clock.h"
 
+#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
-#include <regex>
+#include <string_view>
 
 TimePoint currentTime() { return TimePoint::fromSeconds(std::time(nullptr)); }
 
-std::optional<TimePoint> parseTime(std::string const& text) {
-    static std::regex const seconds("-?[0-9]{1,11}");
-    if (std::regex_match(text, seconds))
-        return TimePoint::fromSeconds(std::stoll(text));
+namespace {
 
-    static std::regex const iso8601("([0-9]{4})-([0-9]{2})-([0-9]{2})"
-                                    "(?:[T ]([0-9]{2}):([0-9]{2})(?::([0-9]{2}))?"
-                                    "(?:Z|([+-])([0-9]{2}):?([0-9]{2}))?)?");
-    std::smatch field;
-    if (!std::regex_match(text, field, iso8601))
+/// Takes a number of exactly that many digits off the front.
+bool takeNumber(std::string_view& rest, size_t digits, int* number) {
+    if (rest.size() < digits || rest.front() == '-')
+        return false;
+    auto const [end, error] = std::from_chars(rest.data(), rest.data() + digits, *number);
+    if (error != std::errc() || end != rest.data() + digits)
+        return false;
+    rest.remove_prefix(digits);
+    return true;
+}
+
+/// Takes one of the characters off the front; 0 when none of them stands there.
+char takeOneOf(std::string_view& rest, std::string_view characters) {
+    if (rest.empty() || characters.find(rest.front()) == characters.npos)
+        return 0;
+    char const taken = rest.front();
+    rest.remove_prefix(1);
+    return taken;
+}
+
+std::optional<int64_t> parseSeconds(std::string_view text) {
+    int64_t seconds = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    constexpr int64_t limit = 100'000'000'000; // More than the years to 9999 have.
+    if (error != std::errc() || end != text.data() + text.size() || seconds >= limit || seconds <= -limit)
         return std::nullopt;
-    auto number = [&](size_t i) { return field[i].matched ? std::stoi(field[i].str()) : 0; };
-    std::chrono::year_month_day const date(std::chrono::year(number(1)),
-                                           std::chrono::month(static_cast<unsigned>(number(2))),
-                                           std::chrono::day(static_cast<unsigned>(number(3))));
-    int const hour = number(4), minute = number(5), second = number(6);
-    if (!date.ok() || hour > 23 || minute > 59 || second > 60)
+    return seconds;
+}
+
+} // namespace
+
+std::optional<TimePoint> parseTime(std::string const& text) {
+    if (auto const seconds = parseSeconds(text))
+        return TimePoint::fromSeconds(*seconds);
+
+    std::string_view rest = text;
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, offset = 0;
+    if (!takeNumber(rest, 4, &year) || !takeOneOf(rest, "-") || !takeNumber(rest, 2, &month) ||
+        !takeOneOf(rest, "-") || !takeNumber(rest, 2, &day))
+        return std::nullopt;
+    if (takeOneOf(rest, "T ")) {
+        if (!takeNumber(rest, 2, &hour) || !takeOneOf(rest, ":") || !takeNumber(rest, 2, &minute) ||
+            (takeOneOf(rest, ":") && !takeNumber(rest, 2, &second)))
+            return std::nullopt;
+        if (char const sign = takeOneOf(rest, "Z+-"); sign == '+' || sign == '-') {
+            int hours = 0, minutes = 0;
+            bool const hasHours = takeNumber(rest, 2, &hours);
+            takeOneOf(rest, ":");
+            if (!hasHours || !takeNumber(rest, 2, &minutes))
+                return std::nullopt;
+            offset = (hours * 60 + minutes) * (sign == '-' ? -60 : 60);
+        }
+    }
+    std::chrono::year_month_day const date(std::chrono::year(year),
+                                           std::chrono::month(static_cast<unsigned>(month)),
+                                           std::chrono::day(static_cast<unsigned>(day)));
+    if (!rest.empty() || !date.ok() || hour > 23 || minute > 59 || second > 60)
         return std::nullopt;
     int64_t const days = std::chrono::sys_days(date).time_since_epoch().count();
-    int const offset = (number(8) * 60 + number(9)) * (field[7] == "-" ? -60 : 60);
     return TimePoint::fromSeconds(days * 86400 + hour * 3600 + minute * 60 + second - offset);
 }
 

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <optional>
 
@@ -49,20 +50,24 @@ asn1::blob certificateOf(kp::message const& entry) {
     return entry.getRaw(issuedCertificateField);
 }
 
-/// The id of the entry that trusts the certificate for exactly those uses; 0 when there is none.
-int32_t findEntry(kp::Store const& store, asn1::blob der, uint32_t usage) {
+/// What is trusted for one mask of uses: certificates in DER, and the ids of their entries.
+using Known = std::map<std::vector<unsigned char>, int32_t>;
+
+Known trustedFor(kp::Store const& store, uint32_t usage) {
+    Known known;
     for (int32_t id : kp::Allocator(store)) {
         kp::message const entry = store.get(id);
-        if (isTrusted(id, entry) && usageOf(entry) == usage && certificateOf(entry) == der)
-            return id;
+        asn1::blob const der = certificateOf(entry);
+        if (isTrusted(id, entry) && usageOf(entry) == usage)
+            known.try_emplace(std::vector<unsigned char>(der.begin(), der.end()), id);
     }
-    return 0;
+    return known;
 }
 
-int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_t usage) {
+int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_t usage, Known& known) {
     std::vector<unsigned char> const der = certificate.serialize();
-    if (int32_t const id = findEntry(store, der, usage)) {
-        terminal::out() << id << "  was there already: " << nameFor(certificate) << '\n';
+    if (auto const found = known.find(der); found != known.end()) {
+        terminal::out() << found->second << "  was there already: " << nameFor(certificate) << '\n';
         return exitDone;
     }
     kp::message entry;
@@ -72,6 +77,7 @@ int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_
     auto const id = store.add(entry);
     if (!id)
         return badInput("the store could not be written: " + std::string(std::strerror(errno)));
+    known[der] = *id;
     terminal::out() << *id << "  added: " << nameFor(certificate) << '\n';
     return exitDone;
 }
@@ -90,9 +96,10 @@ int add(kp::Store& store, Options const& options) {
             return badInput(file + ": no certificate in it; nothing was added");
         certificates.insert(certificates.end(), read.certificates.begin(), read.certificates.end());
     }
+    uint32_t const usage = options.usage.value_or(everyUsage);
+    Known known = trustedFor(store, usage);
     for (auto const& certificate : certificates)
-        if (int const status = addCertificate(store, *certificate, options.usage.value_or(everyUsage));
-            status != exitDone)
+        if (int const status = addCertificate(store, *certificate, usage, known); status != exitDone)
             return status;
     return exitDone;
 }

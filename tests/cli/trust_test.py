@@ -80,8 +80,9 @@ class TrustTest(ProgramTest):
         self.trust(0, "add", "root.pem")
         self.assertIn("1  was there already: ", self.trust(0, "add", "root.der").out)
         self.assertEqual(len(self.listed()), 1)
-        self.trust(0, "add", "--usage", "1", "root.pem")
-        self.assertEqual(len(self.listed()), 2, "for another use")
+        self.trust(0, "add", "--usage", "1", "root.pem", "root.der", "both.pem")
+        self.assertEqual([entry[:2] for entry in self.listed()], [("1", "0xffffffff"), ("2", "0x1"), ("3", "0x1")],
+                         "once more for another use")
 
     def test_a_bad_file_adds_nothing(self):
         self.write("empty", b"")
