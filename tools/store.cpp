@@ -207,7 +207,7 @@ int remove(kp::Store& store, Options const& options) {
 using WorkOnStore = int (*)(kp::Store& store, Options const& options);
 
 /// The work of a verb, on the store that the options name.
-Work onStore(std::shared_ptr<Options> options, WorkOnStore work) {
+Work onStore(std::shared_ptr<Options> const& options, WorkOnStore work) {
     return [options, work] {
         kp::Store store(options->store);
         if (!store.valid())

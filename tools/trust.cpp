@@ -138,7 +138,7 @@ int remove(kp::Store& store, Options const& options) {
     return exitDone;
 }
 
-Work onCertificateManager(std::shared_ptr<Options> options,
+Work onCertificateManager(std::shared_ptr<Options> const& options,
                           int (*work)(kp::Store& store, Options const& options)) {
     return [options, work] {
         kp::Store store(storeName);

@@ -84,8 +84,8 @@ bool loadTrusted(Options const& options, CertificateMemoryStore* trusted, int* s
     }
     auto const& added = authorities.certificates();
     trusted->certs.insert(trusted->certs.end(), added.begin(), added.end());
-    if (trusted->certs.empty()) {
-        *status = badInput("nothing is trusted for the use " + options.cermUsage);
+    if (options.cermUsage && trusted->certs.empty()) {
+        *status = badInput("nothing is trusted for the use " + formatHex(*options.cermUsage));
         return false;
     }
     return true;

@@ -61,11 +61,12 @@ class TrustTest(ProgramTest):
                          [f"11=raw:{der}", "12=bool:true", "45=u32:0x10"])
 
     def test_what_is_added_verifies(self):
+        self.trust(0, "add", "other.pem")
         self.run_verb(1, "verify", "--cerm", "0x10", "leaf.pem")
         self.trust(0, "add", "root.pem", "--usage", "0x10")
         self.run_verb(0, "verify", "--cerm", "0x10", "leaf.pem")
         self.run_verb(1, "verify", "--cerm", "0x20", "leaf.pem")
-        self.trust(0, "remove", "1")
+        self.trust(0, "remove", "2")
         self.run_verb(1, "verify", "--cerm", "0x10", "leaf.pem")
 
     def test_every_form_of_input(self):
