@@ -185,8 +185,8 @@ class SEALKIT_API Reducer {
 public:
     BigNum const* modulus; ///< Not owned; outlives the reducer.
 
+    /// Keeps a pointer to `m`: a temporary serves within one expression only.
     explicit Reducer(BigNum const& m) : modulus(&m) {}
-    Reducer(BigNum const&&) = delete;
     Reducer(Reducer const&) = default;
     Reducer& operator=(Reducer const&) = default;
 
@@ -215,7 +215,6 @@ public:
 
     /// Keeps a pointer to `m`, which is odd. An even one gives wrong results without any error.
     explicit MontgomeryReducer(BigNum const& m);
-    MontgomeryReducer(BigNum const&&) = delete;
 
     using Reducer::mul;
     /// x / R mod m for x below m * R.
@@ -231,7 +230,6 @@ class SEALKIT_API Mod25519Reducer : public Reducer {
 public:
     /// Keeps a pointer to `p`, which is 2^255 - 19.
     explicit Mod25519Reducer(BigNum const& p) : Reducer(p) {}
-    Mod25519Reducer(BigNum const&&) = delete;
 
     void reduce(BigNum& x) const override;
     /// Operands have at most eight digits.

@@ -26,8 +26,9 @@ struct blob {
     /// The `size` bytes from `data` on. A template, so that a literal 0 is a size and not a pointer.
     template <std::integral Size>
     constexpr blob(unsigned char const* data, Size size) : start(data), finish(data + size) {}
-    template <std::integral Size>
-    blob(char const* data, Size size) : blob(reinterpret_cast<unsigned char const*>(data), size) {}
+    /// The same for `char` and nothing else, so that a null pointer is not taken for one.
+    template <std::same_as<char> Char, std::integral Size>
+    blob(Char const* data, Size size) : blob(reinterpret_cast<unsigned char const*>(data), size) {}
 
     /// The bytes of an array, a static table most of the time.
     template <size_t count>

@@ -21,6 +21,9 @@ TEST(Blob, DefaultIsEmpty) {
     EXPECT_EQ(empty.start, nullptr);
     EXPECT_EQ(empty.finish, nullptr);
     EXPECT_EQ(empty.data(), nullptr);
+    EXPECT_TRUE(asn1::blob(nullptr, 0).empty());
+    EXPECT_TRUE(asn1::blob(nullptr, size_t{0}).empty());
+    EXPECT_TRUE(asn1::blob(nullptr, nullptr).empty());
 }
 
 TEST(Blob, ViewsWhatItIsMadeFromWithoutCopying) {

@@ -124,6 +124,8 @@ TEST(MontgomeryReducer, has_the_constants_of_its_modulus) {
     EXPECT_EQ(red.one, one);
     EXPECT_EQ(red.modulus, &three);
 
+    EXPECT_EQ(MontgomeryReducer(bn2(3, 0)).one, one); // a temporary serves within the expression
+
     MontgomeryReducer modOne(one);
     EXPECT_EQ(modOne.one, zero);
     EXPECT_EQ(modOne.n0inv, 0xffffffffu);
