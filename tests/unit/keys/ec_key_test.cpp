@@ -95,6 +95,39 @@ TEST(EcPublicKey, AnEmptyDigestIsNoDigest) {
     EXPECT_FALSE(given.key.verifyHashed(HashID::none, {}, sig));
 }
 
+TEST(EcPublicKey, NoPointVerifiesNothing) {
+    // (0, 0) lies on y^2 = x^3 + a*x, where it has order 2: for an even r / s it adds nothing, and anyone can
+    // choose k, r = x(k * G) and s = e / k.
+    BigNum p, n;
+    ECPoint base;
+    getECParamsForP256(p, n, base);
+    WCurve const group(p, getAForECCurve(Curve::p256), new MontgomeryReducer(p));
+    Bytes const digest = calcDigest(HashID::SHA256, Bytes{'a', 'b', 'c'});
+    BigNum const e{asn1::blob(digest)};
+    auto const times = [&](BigNum const& x, BigNum const& y) {
+        BigNum product = x * y;
+        div(product, n, nullptr, &product);
+        return product;
+    };
+    EcPublicKey key;
+    key.curve = Curve::p256;
+    unsigned forged = 0;
+    for (unsigned k = 1; k <= 16; ++k) {
+        BigNum const r = group.toEC(group.mul(bn64(k), group.fromEC(base))).x;
+        BigNum const s = times(e, invByMod(bn64(k), n));
+        BigNum const u2 = times(r, invByMod(s, n));
+        if (!(r < n) || u2.getBit(0))
+            continue;
+        ECPoint const sum =
+            group.toEC(group.mul2add(bn64(k), group.fromEC(base), u2, group.fromEC(key.point)));
+        forged += sum.x == r;
+        DerEncoder sig;
+        sig.begin(0x30).addInteger(r).addInteger(s).end();
+        EXPECT_FALSE(key.verifyHashed(HashID::SHA256, digest, sig.take())) << k;
+    }
+    EXPECT_GT(forged, 0u);
+}
+
 TEST(EcPublicKey, RefusesNumbersOutOfRange) {
     OpenSslCase const given = openSslCase(Curve::p256);
     asn1::blob const numbers(given.sig.data() + 2, given.sig.size() - 2);
