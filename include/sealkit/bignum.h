@@ -35,6 +35,7 @@
 #include <concepts>
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Selects the overload whose bytes come least significant first.
@@ -191,20 +192,20 @@ public:
     Reducer& operator=(Reducer const&) = default;
 
     /// Brings a product of two represented values back into the representation.
-    virtual void reduce(BigNum& x) const;
+    inline virtual void reduce(BigNum& x) const;
     /// r = a * b, reduced.
-    virtual void mul(BigNum& r, BigNum const& a, BigNum const& b) const;
+    inline virtual void mul(BigNum& r, BigNum const& a, BigNum const& b) const;
     /// r = r * k, then the modulus is subtracted until it is not less than r: about k times, so `k`
     /// is small.
-    virtual void mul(BigNum& r, unsigned k) const;
+    inline virtual void mul(BigNum& r, unsigned k) const;
     /// r = a^2, reduced.
-    virtual void sqr(BigNum& r, BigNum const& a) const;
-    virtual ~Reducer();
+    inline virtual void sqr(BigNum& r, BigNum const& a) const;
+    virtual ~Reducer() = default;
     /// The representation of a plain integer, bound to this reducer.
-    virtual RedNum fromBigNum(BigNum const& x) const;
-    virtual RedNum fromBigNum(BigNum&& x) const;
+    inline virtual RedNum fromBigNum(BigNum const& x) const;
+    inline virtual RedNum fromBigNum(BigNum&& x) const;
     /// The plain integer that `x` represents. `x` is moved from.
-    virtual BigNum toBigNum(RedNum&& x) const;
+    inline virtual BigNum toBigNum(RedNum&& x) const;
 };
 
 /// Montgomery form modulo an odd m of k digits: x is represented by x * R mod m, with R = 2^(32k).
@@ -268,3 +269,27 @@ SEALKIT_API RedNum expByMod(RedNum const& base, BigNum const& e, Reducer const& 
 SEALKIT_API BigNum expByMod(BigNum const& b, BigNum const& e, BigNum const& m);
 /// The inverse of `x`. Where there is none the result means nothing, and nothing is reported.
 SEALKIT_API RedNum inv(RedNum&& x);
+
+// The base reducer stands here whole: a class without a function elsewhere can be derived from in
+// programs that are built with RTTI, which the library is not.
+inline void Reducer::reduce(BigNum&) const {}
+
+inline void Reducer::mul(BigNum& r, BigNum const& a, BigNum const& b) const {
+    ::mul(r, a, b);
+    reduce(r);
+}
+
+inline void Reducer::mul(BigNum& r, unsigned k) const {
+    r *= k;
+    while (*modulus < r)
+        r -= *modulus;
+}
+
+inline void Reducer::sqr(BigNum& r, BigNum const& a) const {
+    ::sqr(r, a);
+    reduce(r);
+}
+
+inline RedNum Reducer::fromBigNum(BigNum const& x) const { return {x, this}; }
+inline RedNum Reducer::fromBigNum(BigNum&& x) const { return {std::move(x), this}; }
+inline BigNum Reducer::toBigNum(RedNum&& x) const { return std::move(x.value); }

@@ -19,6 +19,7 @@
 #pragma once
 
 #include "sealkit/detail/export.h"
+#include "sealkit/wipe.h"
 
 #include <cstdint>
 #include <memory>
@@ -65,9 +66,9 @@ public:
 /// `digest` that finds the counter at zero.
 class SEALKIT_API HashImpl : public Hash {
 public:
-    ~HashImpl() override;
+    ~HashImpl() override { secureMemset(block, 0, sizeof block); }
     /// Begins the message if the counter is zero, even when `len` is; then takes the bytes in.
-    void update(void const* data, unsigned len) override;
+    void update(void const* data, unsigned len) override { absorb(data, len); }
     using Hash::digest;
 
     /// Loads the initial chaining value. Called by `update` and `finish`; callers need not.
@@ -81,6 +82,8 @@ public:
     void finish(bool littleEndianLength);
 
 protected:
+    void absorb(void const* data, unsigned len); ///< What `update` does.
+
     std::uint64_t counter = 0; ///< Bytes of the message so far. At zero no message has begun.
     unsigned char block[128];  ///< Bytes that wait for compression: the first `blockLength()` are used.
 };

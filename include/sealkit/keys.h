@@ -35,7 +35,7 @@
 /// The public half of any key.
 class SEALKIT_API PublicKey {
 public:
-    virtual ~PublicKey();
+    virtual ~PublicKey() = default;
 
     /// Reads the key from its own DER, the content of a SubjectPublicKeyInfo's BIT STRING, and the
     /// whole encoding of the algorithm's parameters (empty when they are absent). False when the
@@ -68,7 +68,7 @@ public:
 /// those of the public key.
 class SEALKIT_API PrivateKey : public virtual PublicKey {
 public:
-    ~PrivateKey() override;
+    ~PrivateKey() override = default;
 
     /// A new key with a copy of the public members alone.
     virtual std::unique_ptr<PublicKey> publicKey() const = 0;

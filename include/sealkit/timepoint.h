@@ -31,7 +31,7 @@ public:
 
     /// Takes `t` apart as local time and reads the result as UTC: the value is `t` shifted by the offset
     /// of the local time zone. Where local time has no answer for `t`, it is not shifted.
-    explicit TimePoint(long t);
+    TimePoint(long t);
 
     /// The time on the clock, read as `TimePoint(long)` reads it.
     static TimePoint now();

@@ -68,7 +68,7 @@ public:
     AlgorithmIdentifier signatureAlgorithm;
     std::vector<unsigned char> signature; ///< The bits of the BIT STRING, without the count of unused ones.
 
-    virtual ~X509Base();
+    virtual ~X509Base() = default;
 
     /// Splits an encoded object: takes it apart into `tbs`, `signatureAlgorithm` and `signature`.
     /// False, and nothing changed, when `object` is not one SEQUENCE of a SEQUENCE, an

@@ -16,32 +16,6 @@ using detail::NativeLimb;
 BigNum const RedNum::mod1 = bn2(1, 0);
 Reducer const RedNum::emptyReducer(RedNum::mod1);
 
-Reducer::~Reducer() = default;
-
-void Reducer::reduce(BigNum&) const {}
-
-void Reducer::mul(BigNum& r, BigNum const& a, BigNum const& b) const {
-    ::mul(r, a, b);
-    reduce(r);
-}
-
-void Reducer::mul(BigNum& r, unsigned k) const {
-    r *= k;
-    while (*modulus < r)
-        r -= *modulus;
-}
-
-void Reducer::sqr(BigNum& r, BigNum const& a) const {
-    ::sqr(r, a);
-    reduce(r);
-}
-
-RedNum Reducer::fromBigNum(BigNum const& x) const { return {x, this}; }
-
-RedNum Reducer::fromBigNum(BigNum&& x) const { return {std::move(x), this}; }
-
-BigNum Reducer::toBigNum(RedNum&& x) const { return std::move(x.value); }
-
 MontgomeryReducer::MontgomeryReducer(BigNum const& m) : Reducer(m) {
     // Newton's iteration doubles the number of bits that are right: 4, 8, 16, 32. The last step also
     // turns the sign.

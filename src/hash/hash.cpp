@@ -13,9 +13,7 @@ std::string Hash::digest() {
     return result;
 }
 
-HashImpl::~HashImpl() { secureMemset(block, 0, sizeof block); }
-
-void HashImpl::update(void const* data, unsigned len) {
+void HashImpl::absorb(void const* data, unsigned len) {
     if (counter == 0)
         init();
     auto const* from = static_cast<unsigned char const*>(data);

@@ -29,8 +29,6 @@ void addSignature(DerEncoder& to, asn1::blob signature, asn1::blob element) {
 
 } // namespace
 
-X509Base::~X509Base() = default;
-
 bool X509Base::unpackObj(asn1::blob object) {
     namespace tag = detail::tag;
     asn1::blob content, tbsElement, algorithmElement, algorithmContent, signatureElement, signatureContent;

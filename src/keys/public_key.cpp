@@ -1,5 +1,0 @@
-#include "sealkit/keys.h"
-
-PublicKey::~PublicKey() = default;
-
-PrivateKey::~PrivateKey() = default;
