@@ -276,7 +276,14 @@ class VerifyTest(ProgramTest):
             self.assertIn(option, self.expect(3, "verify", "--ca", "root.pem", option, "", "chain.pem").err)
             self.expect(3, "verify", "--ca", "root.pem", option + "=", "chain.pem")
 
+    def test_wrong_verb_is_named(self):
+        self.assertIn('"frob" is no verb', self.expect(3, "frob", "x").err)
+        self.assertIn('"frob" is no verb', self.expect(3, "store", "frob", "x").err)
+        self.assertIn("a verb is missing", self.expect(3).err)
+        self.assertIn("CHAIN", self.expect(3, "verify").err)
+
     def test_help(self):
+        self.assertIn("Usage: sealkit store set ", self.expect(0, "store", "set", "--help").out)
         self.assertIn("verify", self.expect(0, "--help").out)
         text = self.expect(0, "verify", "--help").out
         for option in ("--host", "--ip", "--email", "--at", "--ca", "--cerm", "--crl", "--check-crls", "--strict", "--json"):
