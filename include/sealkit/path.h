@@ -4,9 +4,9 @@
 /// | member | what it does |
 /// | --- | --- |
 /// | `x509BuildPath` | appends to a chain the issuers that a store holds |
-/// | `x509ValidatePath` | checks a chain against a store: identity, name constraints, dates, revocation,
-/// signatures | | `x509ExplainPath` | the same decision with the certificate, the rule and the facts that
-/// disagree | | `x509PathWarnings` | what validation leaves unchecked on purpose and that would have failed |
+/// | `x509ValidatePath` | checks a chain: identity, name constraints, dates, revocation, signatures |
+/// | `x509ExplainPath` | the same decision with the certificate, the rule and the facts that disagree |
+/// | `x509PathWarnings` | what validation leaves unchecked on purpose and that would have failed |
 /// | `x509CrlWarnings` | the same for one CRL |
 /// | `verifySignature` | checks one signed object against its issuer's public key |
 /// | `pathCodes`, `pathWarnings` | the result codes and the warnings with their names and sentences |

@@ -3,8 +3,8 @@
 /// | member | what it is |
 /// | --- | --- |
 /// | `CertificateStore` | the interface through which path building and validation (path.h) look things up |
-/// | `CertificateMemoryStore` | a store in memory, filled from PEM text, folders or the system's
-/// configuration | | `LoadedFile` | what became of one file of a folder |
+/// | `CertificateMemoryStore` | a store in memory, filled from PEM, folders or the system's configuration |
+/// | `LoadedFile` | what became of one file of a folder |
 ///
 /// A store is filled once and then only read. Filling takes no locks; a filled store may serve any
 /// number of threads at once.

@@ -1,12 +1,12 @@
 /// X.509 v3 certificates (RFC 5280), and the signed envelope that they share with CRLs and requests.
 ///
-/// | member            | what it is                                                          | RFC 5280 |
-/// |-------------------|---------------------------------------------------------------------|---------------|
-/// | `X509Base`        | signed bytes, algorithm and signature of any signed X.509 object    | 4.1.1 | |
-/// `X509Certificate` | a certificate: its fields, its extensions, its text form            | 4.1.2, 4.2    |
-/// | `X509Extension`   | one extension as it stands in the object                            | 4.1 | |
-/// `KeyUsage`        | the bits of `X509Certificate::keyUsage`                             | 4.2.1.3       |
-/// | `ExtKeyUsage`     | the bits of `X509Certificate::extKeyUsage`                          | 4.2.1.12 |
+/// | member            | what it is                                                       | RFC 5280   |
+/// |-------------------|------------------------------------------------------------------|------------|
+/// | `X509Base`        | signed bytes, algorithm and signature of any signed X.509 object | 4.1.1      |
+/// | `X509Certificate` | a certificate: its fields, its extensions, its text form         | 4.1.2, 4.2 |
+/// | `X509Extension`   | one extension as it stands in the object                         | 4.1        |
+/// | `KeyUsage`        | the bits of `X509Certificate::keyUsage`                          | 4.2.1.3    |
+/// | `ExtKeyUsage`     | the bits of `X509Certificate::extKeyUsage`                       | 4.2.1.12   |
 ///
 /// CRLs are in crl.h, requests in req.h.
 ///
