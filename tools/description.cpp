@@ -97,7 +97,7 @@ NamedOid const usageNames[] = {
 
 template <size_t N>
 std::string nameOf(NamedOid const (&names)[N], asn1::blob oid) {
-    std::string const dotted = oidStr(oid);
+    std::string dotted = oidStr(oid);
     for (NamedOid const& row : names)
         if (dotted == row.dotted)
             return row.name;

@@ -9,6 +9,7 @@
 #include "sealkit/der.h"
 #include "sealkit/ec.h"
 #include "sealkit/hash.h"
+#include "sealkit/hmac.h"
 #include "sealkit/keys.h"
 #include "sealkit/name.h"
 #include "sealkit/oid.h"

@@ -1,0 +1,85 @@
+/// HMAC (RFC 2104, FIPS 198-1) over any hash, and key derivation with it.
+///
+/// | member | what it is | standard |
+/// | --- | --- | --- |
+/// | `HMAC` | a keyed digest over a hash of the caller's | RFC 2104 |
+/// | `OwningHMAC` | the same with a hash of its own | RFC 2104 |
+/// | `createHMAC` | makes one from a `HashID` and a key | |
+/// | `HKPDF_Expand`, `HKPDF` | extract-and-expand key derivation, with arguments in an order of their own | RFC 5869 |
+///
+/// An HMAC is itself a `Hash` and is used like one: `update` any number of times, then `digest`, which
+/// leaves it ready for another message under the same key. Unlike a hash it must be given an `update`
+/// (of length 0, for the empty message) or an `init` before `digest`.
+///
+/// What it does not do: it compares nothing. Compare a received MAC in a way that does not stop at the
+/// first difference.
+#pragma once
+
+#include "sealkit/detail/export.h"
+#include "sealkit/hash.h"
+#include "sealkit/wipe.h"
+
+#include <memory>
+#include <span>
+#include <vector>
+
+/// A keyed digest over a hash that the caller owns and keeps alive. The hash must be fresh when it is
+/// handed over, and is used by nobody else in the meantime.
+class SEALKIT_API HMAC : public Hash {
+public:
+    /// Keys `inner` with `keyLength` bytes of any number. A key longer than a block of the hash is
+    /// replaced by its digest; one of exactly a block is taken as it is.
+    HMAC(Hash* inner, void const* key, unsigned keyLength);
+    HMAC(HMAC const&) = delete;
+    HMAC& operator=(HMAC const&) = delete;
+
+    unsigned lengthFieldLength() override { return 8; }
+    /// Wipes the key. The inner hash is left alone.
+    ~HMAC() override;
+    void update(void const* data, unsigned len) override;
+    unsigned blockLength() override { return inner->blockLength(); }
+    unsigned digestLength() override { return inner->digestLength(); }
+    /// Finishes the message. Without an `update` or `init` since the last one the inner pad is missing:
+    /// the result is H(opad || H(empty message)).
+    void digest(unsigned char* out) override;
+    using Hash::digest;
+
+    /// Begins a message: feeds the inner pad to the hash. `update` does so by itself.
+    void init();
+
+private:
+    void feedPad(unsigned char fill);
+
+    Hash* inner;
+    bool started = false;
+    unsigned char key[128]; ///< The first `keyLength` bytes are used.
+    unsigned keyLength;
+};
+
+/// An HMAC with a hash of its own.
+class SEALKIT_API OwningHMAC : public HMAC {
+public:
+    /// Takes the hash, which must not be null.
+    OwningHMAC(std::unique_ptr<Hash> hash, void const* key, unsigned keyLength);
+    ~OwningHMAC() override;
+
+private:
+    std::unique_ptr<Hash> hash;
+};
+
+/// A new HMAC over the hash `id`, which must be one that `createHash` knows: it is not checked.
+SEALKIT_API std::unique_ptr<HMAC> createHMAC(unsigned id, std::span<unsigned char const> key);
+SEALKIT_API std::unique_ptr<HMAC> createHMAC(HashID id, std::span<unsigned char const> key);
+
+/// HKDF-Expand (RFC 5869, section 2.3): `length` bytes from the pseudo-random key `prk` and `info`. The
+/// length is not limited to 255 blocks: the counter byte then wraps to 0 and goes on. `hash` must be
+/// fresh and is left fresh.
+SEALKIT_API std::vector<unsigned char> HKPDF_Expand(Hash& hash, unsigned char const* info,
+                                                    unsigned infoLength, unsigned char const* prk,
+                                                    unsigned prkLength, unsigned length);
+
+/// HKDF (RFC 5869, section 2): `length` bytes from the input keying material `ikm`. Mind the order:
+/// salt, info, keying material, where the RFC has salt, keying material, info.
+SEALKIT_API std::vector<unsigned char> HKPDF(Hash& hash, std::vector<unsigned char> const& salt,
+                                             std::vector<unsigned char> const& info,
+                                             std::vector<unsigned char> const& ikm, unsigned length);
