@@ -23,7 +23,7 @@ std::string root() {
         return std::string(named);
     if (isFolder("/kelp"))
         return "/";
-    // The XDG Base Directory Specification tells to ignore relative paths.
+    // Relative paths are to be ignored by the rules for XDG base directories.
     if (std::string_view const data = environment("XDG_DATA_HOME"); data.starts_with('/'))
         return std::string(data) + "/sealkit";
     if (std::string_view const home = environment("HOME"); home.starts_with('/'))

@@ -135,8 +135,7 @@ void DerEncoder::updateLen(unsigned pos) {
     LengthOctets const octets(static_cast<unsigned>(buf.size() - pos - 2));
     asn1::blob const length = octets;
     makeRoom(length.size() - 1);
-    auto const placeholder = buf.begin() + pos + 1;
-    buf.insert(placeholder, length.size() - 1, 0);
+    buf.insert(buf.begin() + pos + 1, length.size() - 1, 0);
     std::copy(length.begin(), length.end(), buf.begin() + pos + 1);
 }
 

@@ -40,7 +40,7 @@ TEST(Root, WithoutTheVariableIsInTheUsersData) {
     for (char const* unset : {static_cast<char const*>(nullptr), ""}) {
         EnvironmentVariable const root("KP_ROOT", unset);
         EnvironmentVariable const data("XDG_DATA_HOME", "/data");
-        EnvironmentVariable const home("HOME", "/home/me");
+        EnvironmentVariable const home("HOME", "/users/me");
         EXPECT_EQ(kp::rootPath("/ram"), "/data/sealkit/ram");
     }
 }
@@ -49,10 +49,10 @@ TEST(Root, WithoutADataFolderIsBelowHome) {
     if (onTheTarget())
         GTEST_SKIP() << "/kelp exists";
     EnvironmentVariable const root("KP_ROOT", nullptr);
-    EnvironmentVariable const home("HOME", "/home/me");
+    EnvironmentVariable const home("HOME", "/users/me");
     for (char const* notAbsolute : {static_cast<char const*>(nullptr), "", "data"}) {
         EnvironmentVariable const data("XDG_DATA_HOME", notAbsolute);
-        EXPECT_EQ(kp::rootPath("/ram"), "/home/me/.local/share/sealkit/ram");
+        EXPECT_EQ(kp::rootPath("/ram"), "/users/me/.local/share/sealkit/ram");
     }
 }
 
