@@ -1,8 +1,6 @@
 /// Numbers as people write them.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <charconv>
 #include <cstdint>
 #include <optional>
@@ -21,19 +19,6 @@ std::optional<Integer> parseNumber(std::string_view text) {
     if (error != std::errc() || end != text.data() + text.size())
         return std::nullopt;
     return number;
-}
-
-/// Declares an option or argument that is such a number. (CLI11's own take an empty text for 0, and
-/// 010 for 8.)
-template <typename Integer>
-CLI::Option* addNumber(CLI::App& app, std::string const& name, std::optional<Integer>& target,
-                       std::string const& description) {
-    auto const read = [&target, name](std::string const& text) {
-        target = parseNumber<Integer>(text);
-        if (!target)
-            throw CLI::ValidationError(name, "\"" + text + "\" is no number of 32 bits");
-    };
-    return app.add_option_function<std::string>(name, read, description)->type_name("NUMBER");
 }
 
 /// "0x10".

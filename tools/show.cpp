@@ -5,7 +5,6 @@
 
 #include "sealkit/pem.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <cctype>
@@ -243,13 +242,14 @@ int show(Options const& options) {
 
 } // namespace
 
-Work setUpShow(CLI::App& app) {
+Work setUpShow(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    app.add_flag("--dump", options->dump, "print the library's own dump");
-    app.add_flag("--json", options->json, "print JSON: an array with one object for each one found");
-    app.add_option("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
-        ->required();
-    app.footer("Knows certificates, chains, revocation lists, certificate requests and public keys.\n\n"
-               "Example: sealkit show /etc/ssl/certs/ca-certificates.crt");
+    commandLine.flag("--dump", options->dump, "print the library's own dump");
+    commandLine.flag("--json", options->json, "print JSON: an array with one object for each one found");
+    commandLine.text("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
+        .required();
+    commandLine.footer(
+        "Knows certificates, chains, revocation lists, certificate requests and public keys.\n\n"
+        "Example: sealkit show /etc/ssl/certs/ca-certificates.crt");
     return [options] { return show(*options); };
 }

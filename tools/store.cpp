@@ -5,8 +5,6 @@
 #include <kp/store.h>
 #include <kp/text.h>
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -217,57 +215,59 @@ Work onStore(std::shared_ptr<Options> const& options, WorkOnStore work) {
     };
 }
 
-Work listVerb(CLI::App& app) {
+Work listVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    CLI::Option const* const name =
-        app.add_option("STORE", options->store, "list the ids of this store's records");
-    app.footer("Without STORE, lists the names of the stores.");
-    return [name, work = onStore(options, listIds)] { return name->count() == 0 ? listStores() : work(); };
+    commandLine.text("STORE", options->store, "list the ids of this store's records");
+    commandLine.footer("Without STORE, lists the names of the stores.");
+    return [options, work = onStore(options, listIds)] {
+        return options->store.empty() ? listStores() : work();
+    };
 }
 
-Work showVerb(CLI::App& app) {
+Work showVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    app.add_option("STORE", options->store, "the name of the store (\"cert/settings\")")->required();
-    addNumber(app, "ID", options->id, "the id of the record; all records without it");
-    app.footer("Prints one field a line, in the form in which \"store set\" takes it.");
+    commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
+    commandLine.number("ID", options->id, "the id of the record; all records without it");
+    commandLine.footer("Prints one field a line, in the form in which \"store set\" takes it.");
     return onStore(options, show);
 }
 
-Work setVerb(CLI::App& app) {
+Work setVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    app.add_option("STORE", options->store, "the name of the store (\"cert/settings\")")->required();
-    addNumber(app, "ID", options->id, "the id of the record")->required();
-    app.add_option("FIELD", options->fields, "a field of the record: FIELD=TYPE:VALUE");
-    app.add_flag("--replace", options->replace, "drop the record's other fields");
-    app.footer("Types and their values:\n"
-               "  bool          true or false\n"
-               "  u32           a number of 32 bits, decimal or 0x...\n"
-               "  string        the text as it is\n"
-               "  raw           bytes in hexadecimal\n"
-               "  string-array  one string; give the field again for each further one. FIELD=string-array\n"
-               "                alone is an empty array\n\n"
-               "Example: sealkit store set cert/settings 0 7=u32:0x10");
+    commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
+    commandLine.number("ID", options->id, "the id of the record").required();
+    commandLine.texts("FIELD", options->fields, "a field of the record: FIELD=TYPE:VALUE");
+    commandLine.flag("--replace", options->replace, "drop the record's other fields");
+    commandLine.footer(
+        "Types and their values:\n"
+        "  bool          true or false\n"
+        "  u32           a number of 32 bits, decimal or 0x...\n"
+        "  string        the text as it is\n"
+        "  raw           bytes in hexadecimal\n"
+        "  string-array  one string; give the field again for each further one. FIELD=string-array\n"
+        "                alone is an empty array\n\n"
+        "Example: sealkit store set cert/settings 0 7=u32:0x10");
     return onStore(options, set);
 }
 
-Work removeVerb(CLI::App& app) {
+Work removeVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    app.add_option("STORE", options->store, "the name of the store")->required();
-    addNumber(app, "ID", options->id, "the id of the record")->required();
+    commandLine.text("STORE", options->store, "the name of the store").required();
+    commandLine.number("ID", options->id, "the id of the record").required();
     return onStore(options, remove);
 }
 
 } // namespace
 
-Work setUpStore(CLI::App& app) {
+Work setUpStore(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"list", "list the stores, or the records of one", listVerb},
         {"show", "show a record, or all of a store", showVerb},
         {"set", "set fields of a record", setVerb},
         {"remove", "remove a record", removeVerb},
     };
-    app.footer(
+    commandLine.footer(
         "A store keeps records by number, a record fields by number. Stores lie under rw/store of the\n"
         "platform root: $KP_ROOT, else / where /kelp exists, else ~/.local/share/sealkit.");
-    return setUpVerbs(app, verbs);
+    return commandLine.verbs(verbs);
 }

@@ -7,8 +7,6 @@
 
 #include <kp/store.h>
 
-#include <CLI/CLI.hpp>
-
 #include <cerrno>
 #include <cstring>
 #include <map>
@@ -146,40 +144,42 @@ Work onCertificateManager(std::shared_ptr<Options> const& options,
     };
 }
 
-Work addVerb(CLI::App& app) {
+Work addVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    app.add_option("FILE", options->files,
-                   "certificates, PEM (any number of blocks) or DER; - is standard input")
-        ->required();
-    addNumber(app, "--usage", options->usage,
-              "the uses it is trusted for, a mask of 32 bits (all without it)")
-        ->type_name("MASK");
-    app.footer("Prints the id of each certificate. Adds nothing when one of the files cannot be used.\n\n"
-               "Example: sealkit trust add my-root.pem");
+    commandLine
+        .texts("FILE", options->files, "certificates, PEM (any number of blocks) or DER; - is standard input")
+        .required();
+    commandLine
+        .number("--usage", options->usage, "the uses it is trusted for, a mask of 32 bits (all without it)")
+        .valueName("MASK");
+    commandLine.footer(
+        "Prints the id of each certificate. Adds nothing when one of the files cannot be used.\n\n"
+        "Example: sealkit trust add my-root.pem");
     return onCertificateManager(options, add);
 }
 
-Work listVerb(CLI::App& app) {
-    app.footer("Prints one line a certificate: id, uses, subject, first and last second of its validity.");
+Work listVerb(CommandLine commandLine) {
+    commandLine.footer(
+        "Prints one line a certificate: id, uses, subject, first and last second of its validity.");
     return onCertificateManager(std::make_shared<Options>(), list);
 }
 
-Work removeVerb(CLI::App& app) {
+Work removeVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    addNumber(app, "ID", options->id, "the id that \"trust list\" shows")->required();
+    commandLine.number("ID", options->id, "the id that \"trust list\" shows").required();
     return onCertificateManager(options, remove);
 }
 
 } // namespace
 
-Work setUpTrust(CLI::App& app) {
+Work setUpTrust(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"add", "trust certificates", addVerb},
         {"list", "list the trusted certificates", listVerb},
         {"remove", "trust a certificate no longer", removeVerb},
     };
-    app.footer(
+    commandLine.footer(
         "The trusted certificates are entries of the store \"cerm\" (see \"store\"). \"verify --cerm\" uses\n"
         "them. The built-in certificates of /kelp/etc/ca are not among them.");
-    return setUpVerbs(app, verbs);
+    return commandLine.verbs(verbs);
 }

@@ -1,13 +1,7 @@
-/// What a verb of the program is.
+/// The verbs of the program, and how each of them ends.
 #pragma once
 
-#include <functional>
-#include <span>
-#include <string>
-
-namespace CLI {
-class App;
-}
+#include "command_line.h"
 
 /// The exit status of the program.
 enum ExitStatus : int {
@@ -17,29 +11,12 @@ enum ExitStatus : int {
     exitWrongUsage = 3, ///< The command line makes no sense.
 };
 
-/// The work of a verb: runs after the command line was read, and returns the exit status.
-using Work = std::function<int()>;
-
-/// Declares a verb's options on `app` and returns its work.
-using VerbSetup = Work (*)(CLI::App& app);
-
-/// One entry of a table of verbs.
-struct Verb {
-    char const* name;
-    char const* summary;
-    VerbSetup setUp;
-};
-
-/// Makes each verb a subcommand of `app`, which needs one of them, and returns the work of the one that
-/// is chosen.
-Work setUpVerbs(CLI::App& app, std::span<Verb const> verbs);
-
 /// Complains, and gives the exit status for it.
 int badInput(std::string const& complaint);
 int wrongUsage(std::string const& complaint);
 int answerNo(std::string const& complaint);
 
-Work setUpShow(CLI::App& app);
-Work setUpStore(CLI::App& app);
-Work setUpTrust(CLI::App& app);
-Work setUpVerify(CLI::App& app);
+Work setUpShow(CommandLine commandLine);
+Work setUpStore(CommandLine commandLine);
+Work setUpTrust(CommandLine commandLine);
+Work setUpVerify(CommandLine commandLine);

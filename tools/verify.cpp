@@ -12,7 +12,6 @@
 
 #include <kp/root.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -303,36 +302,29 @@ int verify(Options const& options) {
 
 } // namespace
 
-Work setUpVerify(CLI::App& app) {
+Work setUpVerify(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    // An empty value is a variable that was not set, never a wish to check less.
-    CLI::Validator const given([](std::string& value) { return value.empty() ? "must not be empty" : ""; },
-                               "");
-    app.add_option("--host", options->host, "the host name that the leaf must bear")->check(given);
-    app.add_option("--ip", options->ip, "the address that the leaf must bear")->check(given);
-    app.add_option("--email", options->email, "the e-mail address that the leaf must bear")->check(given);
-    app.add_option("--at", options->at,
-                   "validate at this time instead of now: ISO 8601 (UTC) or seconds since 1970")
-        ->check(given);
-    // One value each time: what follows it is a chain, and must not become trusted.
-    app.add_option("--ca", options->authorities,
-                   "a file or folder of trusted certificates; may be given more than once.\n"
-                   "Without it /kelp/etc/ca under the platform root where that exists, else /etc/ssl/certs")
-        ->allow_extra_args(false)
-        ->check(given);
-    addNumber(app, "--cerm", options->cermUsage,
-              "trust what the certificate manager trusts for this use (a bit mask, 0x10)");
-    app.add_option("--crl", options->crlFiles,
-                   "a file of revocation lists; may be given more than once; implies --check-crls")
-        ->allow_extra_args(false)
-        ->check(given);
-    app.add_flag("--check-crls", options->checkCrls,
-                 "look every certificate up in its issuer's revocation list");
-    app.add_flag("--strict", options->strict, "a warning is a refusal (status 1)");
-    app.add_flag("--json", options->json, "print the verdict as JSON");
-    app.add_option("CHAIN", options->chain, "the certificates, PEM or DER, in any order; - is standard input")
-        ->required();
-    app.footer(
+    commandLine.text("--host", options->host, "the host name that the leaf must bear");
+    commandLine.text("--ip", options->ip, "the address that the leaf must bear");
+    commandLine.text("--email", options->email, "the e-mail address that the leaf must bear");
+    commandLine.text("--at", options->at,
+                     "validate at this time instead of now: ISO 8601 (UTC) or seconds since 1970");
+    commandLine.texts(
+        "--ca", options->authorities,
+        "a file or folder of trusted certificates; may be given more than once.\n"
+        "Without it /kelp/etc/ca under the platform root where that exists, else /etc/ssl/certs");
+    commandLine.number("--cerm", options->cermUsage,
+                       "trust what the certificate manager trusts for this use (a bit mask, 0x10)");
+    commandLine.texts("--crl", options->crlFiles,
+                      "a file of revocation lists; may be given more than once; implies --check-crls");
+    commandLine.flag("--check-crls", options->checkCrls,
+                     "look every certificate up in its issuer's revocation list");
+    commandLine.flag("--strict", options->strict, "a warning is a refusal (status 1)");
+    commandLine.flag("--json", options->json, "print the verdict as JSON");
+    commandLine
+        .text("CHAIN", options->chain, "the certificates, PEM or DER, in any order; - is standard input")
+        .required();
+    commandLine.footer(
         "The certificates may come in any order. Prints one line a certificate, from the leaf upward, then\n"
         "\"OK\" or \"FAILED n: reason\". What the reason rests on, and what validation leaves unchecked and\n"
         "would have failed, is said on standard error.\n\n"
