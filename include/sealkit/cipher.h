@@ -1,0 +1,181 @@
+/// Ciphers as objects: one interface, one factory, seven algorithms; and a record cipher over two of them.
+///
+/// | `CipherID`     | id | key        | object                                      | ciphertext of n bytes |
+/// | -------------- | -- | ---------- | ------------------------------------------- | --------------------- |
+/// | `Null`         | 1  | any        | `CBCCipher` over the identity, block 1      | n                     |
+/// | `DesCbc`       | 2  | 8          | `CBCCipher` over `DES`                      | n, whole blocks       |
+/// | `TripleDesCbc` | 3  | 24         | `CBCCipher` over triple DES (EDE3)          | n, whole blocks       |
+/// | `AesCbc`       | 4  | 16, 24, 32 | `CBCCipher` over AES                        | n, whole blocks       |
+/// | `AesCtr`       | 5  | 16, 24, 32 | `CTR128Cipher` over AES                     | n                     |
+/// | `AesCfb`       | 6  | 16         | `CFB128Cipher` over AES                     | n                     |
+/// | `AesGcm`       | 7  | 16, 32     | `GCMCipher` over AES (`gcm.h`)              | n + 16                |
+///
+/// Sizes are in bytes. Make an object, give it an IV with `setIV`, then encrypt or decrypt with it; an object
+/// must not do anything else before it has an IV. The plain modes go on with the stream from call to call and
+/// ignore additional data. `CBC_MAC_MP_Cipher`, which `createAead` makes, takes a whole record a call.
+///
+/// Not here: padding of plain CBC and choosing of IVs.
+#pragma once
+
+#include "sealkit/block.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/hash.h"
+
+#include <memory>
+#include <span>
+
+/// The algorithms of `createCipher`. Each function that takes one takes the plain number as well.
+enum class CipherID : unsigned {
+    Null = 1, ///< No protection; not the identity either, see `createCipher`.
+    DesCbc = 2,
+    TripleDesCbc = 3,
+    AesCbc = 4,
+    AesCtr = 5,
+    AesCfb = 6,
+    AesGcm = 7,
+};
+
+/// A cipher under a key. The order of the virtual functions is part of the interface.
+class SEALKIT_API Cipher {
+public:
+    virtual ~Cipher() = default;
+    /// How many bytes `encrypt` writes for an input of `len` bytes.
+    virtual unsigned ciphertextLength(unsigned len) const = 0;
+    /// The block size of the mode in bytes.
+    virtual unsigned blockLength() = 0;
+    /// Takes the IV, which the object copies, and begins a message.
+    virtual void setIV(unsigned char const* iv, unsigned size) = 0;
+    /// Encrypts `len` bytes to `out`, which has room for `ciphertextLength(len)`. Authenticates the additional
+    /// data at `aad` too in modes that do so; the others ignore it.
+    virtual void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                         unsigned char* out) = 0;
+    /// Decrypts `len` bytes to `out` and returns how many bytes were written, or all ones (0xFFFFFFFF) when
+    /// authentication failed. What stands in `out` then must not be used.
+    virtual unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad,
+                             unsigned aadLength, unsigned char* out) = 0;
+};
+
+/// CBC over any block cipher of up to 16 bytes a block (`CBC_encrypt`). In place it may encrypt, not
+/// decrypt. `decrypt` returns the length of the whole blocks.
+class SEALKIT_API CBCCipher : public Cipher {
+public:
+    explicit CBCCipher(std::unique_ptr<BlockCipher> cipher);
+    ~CBCCipher() override;
+    /// `len` without a partial block at the end.
+    unsigned ciphertextLength(unsigned len) const override;
+    unsigned blockLength() override;
+    /// Takes the first `size` bytes, 16 at most; the rest of the IV stays as it was.
+    void setIV(unsigned char const* iv, unsigned size) override;
+    void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                 unsigned char* out) override;
+    unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                     unsigned char* out) override;
+
+protected:
+    std::unique_ptr<BlockCipher> cipher;
+    unsigned char iv[16]; ///< The chaining value.
+};
+
+/// CFB with segments of 128 bits (`CFB128_encrypt`). Only the last call of a stream may have a
+/// length that is no multiple of 16.
+class SEALKIT_API CFB128Cipher : public Cipher {
+public:
+    explicit CFB128Cipher(std::unique_ptr<BlockCipher> cipher);
+    ~CFB128Cipher() override;
+    unsigned ciphertextLength(unsigned len) const override { return len; }
+    unsigned blockLength() override;
+    /// Takes 16 bytes, whatever `size` is.
+    void setIV(unsigned char const* iv, unsigned size) override;
+    void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                 unsigned char* out) override;
+    unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                     unsigned char* out) override;
+
+protected:
+    std::unique_ptr<BlockCipher> cipher;
+    unsigned char iv[16]; ///< The feedback.
+};
+
+/// Counter mode (`CTR128_encrypt`).
+class SEALKIT_API CTR128Cipher : public Cipher {
+public:
+    explicit CTR128Cipher(std::unique_ptr<BlockCipher> cipher);
+    ~CTR128Cipher() override;
+    unsigned ciphertextLength(unsigned len) const override { return len; }
+    unsigned blockLength() override { return 16; }
+    /// Takes the first counter block. A `size` other than 16 aborts the process.
+    void setIV(unsigned char const* iv, unsigned size) override;
+    void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                 unsigned char* out) override;
+    unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                     unsigned char* out) override;
+
+protected:
+    std::unique_ptr<BlockCipher> cipher;
+    unsigned char iv[16]; ///< The next counter block.
+};
+
+/// MAC, then pad, then encrypt, with the padding of TLS 1.0 to 1.2 for block ciphers (RFC 5246 section
+/// 6.2.3.2): p bytes of value p - 1. Unlike there the MAC covers the plaintext alone: no sequence number, no
+/// header, no additional data.
+///
+/// Every record begins from the IV that `setIV` took: equal plaintexts give equal ciphertexts until the
+/// next `setIV`. Its failures take different times to find, which tells an attacker which it was: do not
+/// answer over a network with it what others may have sent.
+class SEALKIT_API CBC_MAC_MP_Cipher : public Cipher {
+public:
+    /// A plain cipher in CBC mode with blocks of at most 16 bytes, and a MAC of at most 64.
+    CBC_MAC_MP_Cipher(std::unique_ptr<Cipher> cipher, std::unique_ptr<Hash> mac);
+    ~CBC_MAC_MP_Cipher() override;
+    /// `len`, the MAC, and 1 to `blockLength()` bytes that fill the last block.
+    unsigned ciphertextLength(unsigned len) const override;
+    unsigned blockLength() override;
+    /// Reads `blockLength()` bytes, whatever `size` is.
+    void setIV(unsigned char const* iv, unsigned size) override;
+    /// Encrypts a record to `out`, which may be the same memory.
+    void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                 unsigned char* out) override;
+    /// Decrypts a record to `out`, which must not overlap and needs room for all `len` bytes: MAC and padding
+    /// are left behind the plaintext. Returns the length of the plaintext, or all ones (0xFFFFFFFF) when
+    /// length, MAC or padding is wrong. Up to 256 bytes of padding are accepted.
+    unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
+                     unsigned char* out) override;
+
+protected:
+    std::unique_ptr<Cipher> cipher;
+    std::unique_ptr<Hash> mac;
+    unsigned char iv[16] = {}; ///< As `setIV` took it.
+};
+
+/// A new cipher under `key`, which is copied. Null when `id` names no algorithm or the algorithm does not take
+/// a key of this length. The third argument has no effect.
+///
+/// Id 1 is CBC over a block of one byte that stays as it is: each byte of ciphertext is the byte of
+/// plaintext XOR the byte of ciphertext before it, the first XOR the first byte of the IV.
+SEALKIT_API std::unique_ptr<Cipher> createCipher(unsigned id, std::span<unsigned char const> key, unsigned);
+SEALKIT_API std::unique_ptr<Cipher> createCipher(CipherID id, std::span<unsigned char const> key, unsigned);
+
+/// A new record cipher: `CBC_MAC_MP_Cipher` over the cipher `id`, AES or triple DES in CBC mode, and HMAC over the
+/// hash `hashId`. Null for any other cipher. A key that the cipher does not take and a hash that is none are
+/// not noticed: the object can then only be destroyed.
+SEALKIT_API std::unique_ptr<Cipher> createAead(unsigned id, unsigned hashId,
+                                               std::span<unsigned char const> encKey,
+                                               std::span<unsigned char const> macKey);
+SEALKIT_API std::unique_ptr<Cipher> createAead(CipherID id, HashID hashId,
+                                               std::span<unsigned char const> encKey,
+                                               std::span<unsigned char const> macKey);
+SEALKIT_API std::unique_ptr<Cipher> createAead(CipherID id, unsigned hashId,
+                                               std::span<unsigned char const> encKey,
+                                               std::span<unsigned char const> macKey);
+SEALKIT_API std::unique_ptr<Cipher> createAead(unsigned id, HashID hashId,
+                                               std::span<unsigned char const> encKey,
+                                               std::span<unsigned char const> macKey);
+
+namespace kp {
+
+/// Whether the platform would like ciphers of the kernel to be used. Initially false. Nothing in
+/// this library reads them: `createCipher` makes software implementations.
+SEALKIT_API extern bool kernelCrypto;
+SEALKIT_API extern bool experimentalKernelCrypto;
+
+} // namespace kp
