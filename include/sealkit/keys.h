@@ -37,14 +37,15 @@ class SEALKIT_API PublicKey {
 public:
     virtual ~PublicKey() = default;
 
-    /// Reads the key from its own DER, the content of a SubjectPublicKeyInfo's BIT STRING, and the
-    /// whole encoding of the algorithm's parameters (empty when they are absent). False when the
-    /// bytes are malformed, have something behind them, or hold a key that cannot be used; the key
-    /// then is as it was.
+    /// Reads the key from its own DER, the content of a SubjectPublicKeyInfo's BIT STRING or of a
+    /// OneAsymmetricKey's OCTET STRING, and the whole encoding of the algorithm's parameters (empty
+    /// when they are absent). False when the bytes are malformed, have something behind them, or hold
+    /// a key that cannot be used; the key then is as it was.
     virtual bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) = 0;
 
     /// The key's own DER. Empty when the members make no key (an EC point that does not fit its
-    /// curve's field).
+    /// curve's field, a secret out of its range). That of a private key holds the secrets: whoever
+    /// takes it wipes it.
     virtual std::vector<unsigned char> encodeToDerEncoded() const = 0;
 
     /// The whole encoding of the parameters that stand beside the algorithm's object identifier:
@@ -64,8 +65,8 @@ public:
     virtual void dump(std::ostream& out) const = 0;
 };
 
-/// The private half of any key, which is its public half as well: its DER, its parameters and equality are
-/// those of the public key.
+/// The private half of any key, which is its public half as well: its parameters and equality are those
+/// of the public key. Its DER is its own.
 class SEALKIT_API PrivateKey : public virtual PublicKey {
 public:
     ~PrivateKey() override = default;
@@ -129,6 +130,13 @@ public:
     RsaPrivateKey& operator=(RsaPrivateKey const&);
     ~RsaPrivateKey() override;
 
+    /// Reads RSAPrivateKey ::= SEQUENCE { version, modulus, publicExponent, privateExponent, prime1,
+    /// prime2, exponent1, exponent2, coefficient } (RFC 8017, appendix A.1.2) with two primes, version
+    /// 0. The public numbers have the bounds of the public key; the others lie from 1 to the modulus
+    /// less 1, and the primes are odd. That the numbers belong together is not examined: a key of
+    /// numbers that do not makes no signatures.
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 
@@ -176,6 +184,14 @@ public:
     EcPrivateKey& operator=(EcPrivateKey const&);
     ~EcPrivateKey() override;
 
+    /// Reads ECPrivateKey ::= SEQUENCE { version 1, privateKey OCTET STRING, parameters [0] OPTIONAL,
+    /// publicKey [1] OPTIONAL } (RFC 5915, section 3). The curve is that of `algoParams` or of [0],
+    /// which must agree where both are there. The secret lies from 1 to the group order less 1,
+    /// whatever zero bytes stand in front of it. A public key, uncompressed or compressed, must belong
+    /// to it; the point is computed in any case. All of it is written, the secret as wide as the
+    /// group order and the point uncompressed.
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 };
@@ -219,6 +235,10 @@ public:
     Ed25519PrivateKey& operator=(Ed25519PrivateKey const&);
     ~Ed25519PrivateKey() override;
 
+    /// Reads CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7) and derives the public
+    /// value; the parameters must be absent.
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 
@@ -263,6 +283,10 @@ public:
     X25519PrivateKey& operator=(X25519PrivateKey const&);
     ~X25519PrivateKey() override;
 
+    /// Reads CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7) and derives the public
+    /// value; the parameters must be absent.
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 

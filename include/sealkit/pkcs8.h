@@ -1,8 +1,9 @@
 /// Keys in their algorithm-independent containers.
 ///
-/// | container                              | read                  | written                |
-/// |----------------------------------------|-----------------------|------------------------|
-/// | SubjectPublicKeyInfo (RFC 5280, 4.1)   | `parsePkcs8PublicKey` | `encodePkcs8PublicKey` |
+/// | container                              | read                    | written                 |
+/// |----------------------------------------|-------------------------|-------------------------|
+/// | SubjectPublicKeyInfo (RFC 5280, 4.1)   | `parsePkcs8PublicKey`   | `encodePkcs8PublicKey`  |
+/// | OneAsymmetricKey (RFC 5958, PKCS#8)    | `parseOneAssimetricKey` | `encodePkcs8PrivateKey` |
 #pragma once
 
 #include "sealkit/keys.h"
@@ -17,3 +18,15 @@ SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der);
 
 /// The SubjectPublicKeyInfo of `key`, or of the public half of a private key.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key);
+
+/// The key within a OneAsymmetricKey ::= SEQUENCE { version INTEGER, privateKeyAlgorithm
+/// AlgorithmIdentifier, privateKey OCTET STRING, attributes [0] OPTIONAL, publicKey [1] OPTIONAL } (RFC
+/// 5958, section 2). Version 1, which stands as 0, is PKCS#8's PrivateKeyInfo (RFC 5208) and has no
+/// public key; version 2 may have one, which must belong to the key. Attributes are not looked at.
+/// Null when `der` is malformed, has bytes behind it, names an algorithm other than those of keys.h, or
+/// holds a key that its class refuses.
+SEALKIT_API std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der);
+
+/// The OneAsymmetricKey of `key`, version 1, without attributes. Empty when the members make no key.
+/// The result holds the secret: the caller wipes it.
+SEALKIT_API std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& key);

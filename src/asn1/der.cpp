@@ -1,14 +1,15 @@
 #include "sealkit/der.h"
 
 #include "asn1/tags.h"
+#include "hash/secret_bytes.h"
 #include "sealkit/bignum.h"
-#include "sealkit/wipe.h"
 
 #include <algorithm>
 #include <bit>
 #include <utility>
 
 namespace tag = detail::tag;
+using detail::wipe;
 
 namespace {
 
@@ -32,11 +33,6 @@ private:
     unsigned char octets[5];
     unsigned count = 0;
 };
-
-void wipe(std::vector<unsigned char>& bytes) {
-    if (!bytes.empty())
-        secureMemset(bytes.data(), 0, bytes.size());
-}
 
 } // namespace
 

@@ -1,8 +1,10 @@
 #include "sealkit/keys.h"
 
 #include "sealkit/curve25519.h"
-#include "sealkit/wipe.h"
+#include "sealkit/der.h"
 
+#include "asn1/element.h"
+#include "hash/secret_bytes.h"
 #include "keys/key_cast.h"
 
 #include <ostream>
@@ -11,10 +13,7 @@ namespace {
 
 constexpr unsigned keyLength = 32;
 
-void wipe(std::vector<unsigned char>& bytes) {
-    if (!bytes.empty()) // nothing has no address that memset takes
-        secureMemset(bytes.data(), 0, bytes.size());
-}
+using detail::wipe;
 
 template <typename K>
 bool parsePublic(K& key, asn1::blob algoParams, asn1::blob keyData) {
@@ -41,6 +40,32 @@ bool takePrivate(K& key, std::vector<unsigned char>& privateBytes,
     }
     wipe(privateBytes);
     return fits;
+}
+
+/// CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7).
+template <typename K>
+bool parsePrivate(K& key, asn1::blob algoParams, asn1::blob keyData) {
+    asn1::blob secret;
+    return algoParams.empty() && detail::readOnly(keyData, detail::tag::octetString, &secret) &&
+           key.initPrivate({secret.begin(), secret.end()});
+}
+
+std::vector<unsigned char> encodePrivate(std::vector<unsigned char> const& secret) {
+    DerEncoder encoder;
+    if (secret.size() == keyLength)
+        encoder.addOctetString(secret);
+    return encoder.take();
+}
+
+/// The assignment of private keys: a vector that grows would leave the old secret where it was.
+template <typename K>
+K& assignPrivate(K& key, K const& other) {
+    if (&key != &other) {
+        wipe(key.secret);
+        key.pub = other.pub;
+        key.secret = other.secret;
+    }
+    return key;
 }
 
 template <typename K>
@@ -94,8 +119,16 @@ X25519PublicKey Ed25519PublicKey::toX25519PublicKey() const {
 
 Ed25519PrivateKey::Ed25519PrivateKey() = default;
 Ed25519PrivateKey::Ed25519PrivateKey(Ed25519PrivateKey const&) = default;
-Ed25519PrivateKey& Ed25519PrivateKey::operator=(Ed25519PrivateKey const&) = default;
+Ed25519PrivateKey& Ed25519PrivateKey::operator=(Ed25519PrivateKey const& other) {
+    return assignPrivate(*this, other);
+}
 Ed25519PrivateKey::~Ed25519PrivateKey() { wipe(secret); }
+
+bool Ed25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    return parsePrivate(*this, algoParams, keyData);
+}
+
+std::vector<unsigned char> Ed25519PrivateKey::encodeToDerEncoded() const { return encodePrivate(secret); }
 
 void Ed25519PrivateKey::dump(std::ostream& out) const {
     out << "[Ed25519-PRIVATE]"
@@ -147,8 +180,16 @@ void X25519PublicKey::dump(std::ostream& out) const {
 
 X25519PrivateKey::X25519PrivateKey() = default;
 X25519PrivateKey::X25519PrivateKey(X25519PrivateKey const&) = default;
-X25519PrivateKey& X25519PrivateKey::operator=(X25519PrivateKey const&) = default;
+X25519PrivateKey& X25519PrivateKey::operator=(X25519PrivateKey const& other) {
+    return assignPrivate(*this, other);
+}
 X25519PrivateKey::~X25519PrivateKey() { wipe(secret); }
+
+bool X25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    return parsePrivate(*this, algoParams, keyData);
+}
+
+std::vector<unsigned char> X25519PrivateKey::encodeToDerEncoded() const { return encodePrivate(secret); }
 
 void X25519PrivateKey::dump(std::ostream& out) const {
     out << "[X25519-PRIVATE]"

@@ -5,6 +5,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "hash/secret_bytes.h"
 #include "keys/key_cast.h"
 
 #include <algorithm>
@@ -116,6 +117,46 @@ bool readSignature(asn1::blob sig, BigNum const& order, BigNum* r, BigNum* s) {
     return asn1::blob(encoder.take()) == sig;
 }
 
+/// secret·G, the public point.
+ECPoint publicPointOf(Curve curve, BigNum const& secret) {
+    NamedCurve const named(curve);
+    BigNum p, order;
+    ECPoint base;
+    getECParams(curve, p, order, base);
+    return named.group.toEC(named.group.mul(secret, named.group.fromEC(base)));
+}
+
+unsigned orderLength(Curve curve) { return (getOrderForECCurve(curve).bits() + 7) / 8; }
+
+bool isScalar(BigNum const& number, Curve curve) {
+    return number.bits() != 0 && number < getOrderForECCurve(curve);
+}
+
+/// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as
+/// some writers have it.
+bool readScalar(asn1::blob octets, Curve curve, BigNum* scalar) {
+    while (!octets.empty() && octets[0] == 0)
+        octets.pop_front();
+    if (octets.size() > orderLength(curve))
+        return false;
+    *scalar = BigNum(octets);
+    return isScalar(*scalar, curve);
+}
+
+/// Whether `content`, of a BIT STRING, is the point in one of its octet forms.
+bool isEncodingOf(ECPoint const& point, Curve curve, asn1::blob content) {
+    unsigned const width = getModLen(curve);
+    asn1::blob const octets = bitStringContent(content);
+    return !content.empty() && content[0] == 0 &&
+           (octets == asn1::blob(point.toBin(width, false)) ||
+            octets == asn1::blob(point.toBin(width, true)));
+}
+
+/// The version of ECPrivateKey (RFC 5915, section 3).
+constexpr unsigned char ecPrivateKeyVersion[] = {1};
+constexpr unsigned parametersTag = tag::constructed(0);
+constexpr unsigned publicKeyTag = tag::constructed(1);
+
 } // namespace
 
 EcPublicKey::EcPublicKey() = default;
@@ -198,6 +239,55 @@ EcPrivateKey::EcPrivateKey() = default;
 EcPrivateKey::EcPrivateKey(EcPrivateKey const&) = default;
 EcPrivateKey& EcPrivateKey::operator=(EcPrivateKey const&) = default;
 EcPrivateKey::~EcPrivateKey() = default;
+
+bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    asn1::blob content, version, octets, parameters, publicKey, bits;
+    if (!detail::readOnly(keyData, tag::sequence, &content))
+        return false;
+    asn1::parser members(content);
+    if (!detail::takeInteger(members, &version) || !(version == asn1::blob(ecPrivateKeyVersion)) ||
+        !detail::take(members, tag::octetString, &octets))
+        return false;
+    bool const hasParameters = members.tag == parametersTag;
+    if (hasParameters && !detail::take(members, parametersTag, &parameters))
+        return false;
+    bool const hasPublicKey = members.tag == publicKeyTag;
+    if (hasPublicKey && (!detail::take(members, publicKeyTag, &publicKey) ||
+                         !detail::readOnly(publicKey, tag::bitString, &bits)))
+        return false;
+    if (!detail::atEnd(members))
+        return false;
+
+    EcPrivateKey key;
+    key.curve = curveOf(algoParams.empty() ? parameters : algoParams);
+    if (key.curve == Curve{} || (hasParameters && curveOf(parameters) != key.curve) ||
+        !readScalar(octets, key.curve, &key.secret))
+        return false;
+    key.point = publicPointOf(key.curve, key.secret);
+    if (hasPublicKey && !isEncodingOf(key.point, key.curve, bits))
+        return false;
+    *this = key;
+    return true;
+}
+
+std::vector<unsigned char> EcPrivateKey::encodeToDerEncoded() const {
+    std::vector<unsigned char> const publicOctets = EcPublicKey::encodeToDerEncoded();
+    if (publicOctets.empty() || !isScalar(secret, curve))
+        return {};
+    detail::SecretBytes const octets(secret.bin(orderLength(curve)));
+    DerEncoder encoder;
+    encoder.begin(tag::sequence)
+        .add(tag::integer, ecPrivateKeyVersion)
+        .addOctetString(octets)
+        .begin(parametersTag)
+        .addEncoded(algorithmParams())
+        .end()
+        .begin(publicKeyTag)
+        .addBitString(publicOctets)
+        .end()
+        .end();
+    return encoder.take();
+}
 
 void EcPrivateKey::dump(std::ostream& out) const {
     out << "[EC-PRIVATE]";

@@ -50,6 +50,22 @@ bool readNumber(asn1::parser& level, unsigned maxBits, BigNum* number) {
     return true;
 }
 
+/// The version of a key with two primes (RFC 8017, appendix A.1.2).
+constexpr unsigned char twoPrimes[] = {0};
+
+/// The secret members in the order of RSAPrivateKey.
+constexpr BigNum RsaPrivateKey::*privateNumbers[] = {&RsaPrivateKey::d,    &RsaPrivateKey::p,
+                                                     &RsaPrivateKey::q,    &RsaPrivateKey::exp1,
+                                                     &RsaPrivateKey::exp2, &RsaPrivateKey::coeff};
+
+/// Whether every secret number lies between 1 and the modulus and the primes may be primes. Whether
+/// they belong together shows when a signature is checked, and takes as long.
+bool hasPossibleSecrets(RsaPrivateKey const& key) {
+    return isOddAboveOne(key.p) && isOddAboveOne(key.q) &&
+           std::all_of(std::begin(privateNumbers), std::end(privateNumbers),
+                       [&](auto number) { return (key.*number).bits() != 0 && key.*number < key.n; });
+}
+
 bool isNullOrAbsent(asn1::blob algoParams) {
     asn1::blob content;
     return algoParams.empty() || (detail::readOnly(algoParams, tag::null, &content) && content.empty());
@@ -182,6 +198,35 @@ RsaPrivateKey::RsaPrivateKey() = default;
 RsaPrivateKey::RsaPrivateKey(RsaPrivateKey const&) = default;
 RsaPrivateKey& RsaPrivateKey::operator=(RsaPrivateKey const&) = default;
 RsaPrivateKey::~RsaPrivateKey() = default;
+
+bool RsaPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    asn1::blob content;
+    if (!isNullOrAbsent(algoParams) || !detail::readOnly(keyData, tag::sequence, &content))
+        return false;
+    asn1::parser numbers(content);
+    asn1::blob version;
+    RsaPrivateKey key;
+    // Version 1 has more than two primes.
+    if (!detail::takeInteger(numbers, &version) || !(version == asn1::blob(twoPrimes)) ||
+        !readNumber(numbers, maxModulusBits, &key.n) || !readNumber(numbers, maxExponentBits, &key.e))
+        return false;
+    for (BigNum RsaPrivateKey::*const number : privateNumbers)
+        if (!readNumber(numbers, maxModulusBits, &(key.*number)))
+            return false;
+    if (!detail::atEnd(numbers) || !isUsable(key) || !hasPossibleSecrets(key))
+        return false;
+    *this = key;
+    return true;
+}
+
+std::vector<unsigned char> RsaPrivateKey::encodeToDerEncoded() const {
+    DerEncoder encoder;
+    encoder.begin(tag::sequence).add(tag::integer, twoPrimes).addInteger(n).addInteger(e);
+    for (BigNum RsaPrivateKey::*const number : privateNumbers)
+        encoder.addInteger(this->*number);
+    encoder.end();
+    return encoder.take();
+}
 
 void RsaPrivateKey::dump(std::ostream& out) const {
     out << "[RSA-PRIVATE]"

@@ -257,7 +257,7 @@ TEST(EcPublicKey, RefusesDescribedCurves) {
 
 TEST(EcPublicKey, RefusesUnknownCurves) {
     OpenSslCase const given = openSslCase(Curve::p256);
-    Bytes const point = given.key.encodeToDerEncoded();
+    Bytes const point = given.key.publicKey()->encodeToDerEncoded();
     Bytes const good = paramsOf(Curve::p256);
     for (Bytes const& params :
          {hex("06052b8104000a") /* secp256k1 */, hex("0600"), hex("0500"), Bytes{}, hex("06"),
@@ -356,8 +356,8 @@ TEST(EcPublicKey, ACompressedPointNeedsARoot) {
 
 TEST(EcPublicKey, AFailedParseChangesNothing) {
     CapturedOutput const output;
-    EcPrivateKey key = openSslCase(Curve::p256).key;
-    EcPrivateKey const before = key;
+    EcPublicKey key = openSslCase(Curve::p256).key;
+    EcPublicKey const before = key;
     EXPECT_FALSE(key.parseFromDerEncoded(paramsOf(Curve::p384), key.encodeToDerEncoded()));
     EXPECT_FALSE(key.parseFromDerEncoded({}, key.encodeToDerEncoded()));
     EXPECT_TRUE(key.equals(before));

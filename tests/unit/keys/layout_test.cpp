@@ -1,5 +1,6 @@
 // The order of members and virtual functions is part of the interface: programs are linked against it.
 #include "sealkit/keys.h"
+#include "sealkit/pkcs8.h"
 
 #include "keys/key_cast.h"
 #include "unit/keys/support.h"
@@ -225,7 +226,7 @@ TEST(Keys, APrivateKeyEqualsThePublicKeyItGives) {
         EXPECT_NE(pub.get(), static_cast<PublicKey const*>(key));
         EXPECT_TRUE(pub->equals(*key));
         EXPECT_TRUE(key->equals(*pub));
-        EXPECT_EQ(pub->encodeToDerEncoded(), key->encodeToDerEncoded());
+        EXPECT_EQ(encodePkcs8PublicKey(*pub), encodePkcs8PublicKey(*key));
         EXPECT_NE(test::dumpOf(*pub).find("-PUBLIC]"), std::string::npos);
     }
 }

@@ -1,0 +1,33 @@
+/// Byte vectors that hold secrets: wiping them, also on the way out of a function that fails.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/wipe.h"
+
+#include <utility>
+#include <vector>
+
+namespace detail {
+
+/// Overwrites all the memory of `bytes`, what was cut off its end included.
+inline void wipe(std::vector<unsigned char>& bytes) {
+    bytes.resize(bytes.capacity());
+    if (!bytes.empty()) // nothing has no address that memset takes
+        secureMemset(bytes.data(), 0, bytes.size());
+}
+
+/// Bytes that are wiped where their scope ends. Whoever lets `value` grow moves what it holds to other
+/// memory and leaves the old as it is: it is filled once.
+struct SecretBytes {
+    std::vector<unsigned char> value;
+
+    SecretBytes() = default;
+    explicit SecretBytes(std::vector<unsigned char>&& bytes) : value(std::move(bytes)) {}
+    SecretBytes(SecretBytes const&) = delete;
+    SecretBytes& operator=(SecretBytes const&) = delete;
+    ~SecretBytes() { wipe(value); }
+
+    operator asn1::blob() const { return value; }
+};
+
+} // namespace detail
