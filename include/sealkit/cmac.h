@@ -1,0 +1,66 @@
+/// AES-CMAC (SP 800-38B, RFC 4493): a message authentication code made of a block cipher.
+///
+/// | name            | what it is                                   | standard               |
+/// | --------------- | -------------------------------------------- | ---------------------- |
+/// | `AesCmac`       | the MAC of a message in any number of pieces | SP 800-38B section 6.2 |
+/// | `createAesCmac` | makes one from a key                         |                        |
+/// | `aesCmac`       | the MAC of a message in one piece            | RFC 4493 section 2.4   |
+/// | `aesCmac128`    | the same under a key of 16 bytes             | RFC 4493 section 2.4   |
+/// | `genCmacSubkey` | the two subkeys                              | RFC 4493 section 2.3   |
+///
+/// Keys have 16, 24 or 32 bytes, MACs have 16.
+///
+/// What it does not do: it compares nothing. Compare a received MAC in a way that does not stop at the
+/// first difference. Time is not constant either: AES looks up tables with secrets (`docs/timing.md`).
+#pragma once
+
+#include "sealkit/block.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/hash.h"
+
+#include <memory>
+#include <span>
+
+/// CMAC in progress. It is a `Hash` and is used like one: `update` any number of times, none included, then
+/// `digest`, which leaves it ready for another message under the same key. It allocates nothing for that.
+class SEALKIT_API AesCmac : public Hash {
+public:
+    /// Takes AES, or any cipher with blocks of 16 bytes; that is not checked.
+    explicit AesCmac(std::unique_ptr<BlockCipher> cipher);
+    AesCmac(AesCmac const&) = delete;
+    AesCmac& operator=(AesCmac const&) = delete;
+
+    unsigned lengthFieldLength() override { return 8; }
+    /// Wipes the subkeys and what was absorbed.
+    ~AesCmac() override;
+    void update(void const* data, unsigned len) override;
+    unsigned blockLength() override { return 16; }
+    unsigned digestLength() override { return 16; }
+    void digest(unsigned char* out) override;
+    using Hash::digest;
+
+protected:
+    std::unique_ptr<BlockCipher> aes;
+    unsigned char k1[16];         ///< Masks a last block that is whole.
+    unsigned char k2[16];         ///< Masks one that was padded.
+    unsigned char state[16] = {}; ///< The chaining value XOR the bytes of the block that waits.
+    unsigned waiting = 0;         ///< How many these are: 16 stay until it is known whether more follow.
+};
+
+/// A new CMAC under `key`, which is copied. Null when the key has another length than 16, 24 or 32 bytes.
+SEALKIT_API std::unique_ptr<AesCmac> createAesCmac(std::span<unsigned char const> key);
+
+/// The subkeys, 16 bytes each, under a key of `keyLength` bytes. Writes nothing when that is another length
+/// than 16, 24 or 32.
+SEALKIT_API void genCmacSubkey(unsigned char const* key, unsigned keyLength, unsigned char* k1,
+                               unsigned char* k2);
+/// The same under a key of 16 bytes.
+SEALKIT_API void genCmacSubkey(unsigned char const* key, unsigned char* k1, unsigned char* k2);
+
+/// Writes the MAC of `msgLength` bytes, 16 bytes, to `mac`. Writes nothing when `keyLength` is another length
+/// than 16, 24 or 32.
+SEALKIT_API void aesCmac(unsigned char const* key, unsigned keyLength, unsigned char const* msg,
+                         unsigned msgLength, unsigned char* mac);
+/// The same under a key of 16 bytes.
+SEALKIT_API void aesCmac128(unsigned char const* key, unsigned char const* msg, unsigned msgLength,
+                            unsigned char* mac);

@@ -1,0 +1,39 @@
+/// The stream cipher RC4.
+///
+/// | name  | what it is                                   |
+/// | ----- | -------------------------------------------- |
+/// | `RC4` | the generator and XOR with what it generates |
+///
+/// RC4 is broken (RFC 7465). It serves old formats and protocols that prescribe it; use nothing new over it.
+/// There is no IV and no authentication, and its memory accesses depend on the key.
+#pragma once
+
+#include "sealkit/detail/export.h"
+
+#include <cstdint>
+
+/// RC4 under one key: `setKey` first, then bytes in any number of calls.
+class SEALKIT_API RC4 {
+public:
+    RC4() = default;
+    RC4(RC4 const&) = default;
+    RC4& operator=(RC4 const&) = default;
+    /// Wipes the state.
+    ~RC4();
+
+    /// Begins the stream of a key of 1 to 256 bytes; what follows in a longer one is ignored. A `keyLength`
+    /// of 0 aborts the process.
+    void setKey(unsigned char const* key, unsigned keyLength);
+    /// The next byte of the stream.
+    unsigned char gen();
+    /// XORs `len` bytes with the stream and writes them to `out`, which may be the same memory. Decrypts,
+    /// too.
+    void encrypt(unsigned char const* in, unsigned char* out, unsigned len);
+    /// Passes over `n` bytes of the stream.
+    void skip(unsigned n);
+
+protected:
+    unsigned char S[256]; ///< The permutation.
+    std::uint32_t i;      ///< One ahead of the i of the common description, which counts before its use.
+    std::uint32_t j;
+};
