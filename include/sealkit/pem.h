@@ -46,6 +46,9 @@ SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,
 /// The blocks "CERTIFICATE" and "X509 CRL" with the object's own DER (`X509Base::serialize`).
 SEALKIT_API std::vector<unsigned char> encodePemCertificate(X509Certificate const& certificate);
 SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
+/// The block "PRIVATE KEY" with the OneAsymmetricKey of `key`, not encrypted. Empty when the members make
+/// no key. The result is as secret as the key: the caller wipes it.
+SEALKIT_API std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const& key);
 /// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
 
@@ -72,3 +75,7 @@ SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path);
 /// other label.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text);
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path);
+
+/// The private key of the first block "PRIVATE KEY", not encrypted. Blocks with other labels are passed
+/// over. Null when there is no such block: unlike the other loaders this one does not take DER.
+SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text);

@@ -3,6 +3,7 @@
 #include "descriptor.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -10,6 +11,21 @@ namespace kp {
 
 using detail::Descriptor;
 using detail::uninterrupted;
+
+namespace {
+
+// The file may hold a private key: memory that is given up is wiped.
+
+void wipe(std::string& content) { explicit_bzero(content.data(), content.size()); }
+
+void grow(std::string& content) {
+    std::string larger(content.size() + std::max<size_t>(content.size(), 4096), '\0');
+    content.copy(larger.data(), content.size());
+    wipe(content);
+    content.swap(larger);
+}
+
+} // namespace
 
 std::string readFile(std::string_view path, int64_t limit, int /*flags*/) {
     std::string const terminated(path);
@@ -28,20 +44,20 @@ std::string readFile(std::string_view path, int64_t limit, int /*flags*/) {
         return {};
     // The size is only a hint: files of /proc have none, and a file may grow while it is read. One
     // byte of room beyond it finds the end without another step.
-    std::string content;
+    std::string content(static_cast<size_t>(status.st_size) + 1, '\0');
     size_t used = 0;
-    size_t room = static_cast<size_t>(status.st_size) + 1;
     for (;;) {
-        content.resize(used + room);
-        ssize_t const count = uninterrupted([&] { return read(file.get(), content.data() + used, room); });
-        if (count < 0)
-            return {};
-        used += static_cast<size_t>(count);
-        if (used > most)
-            return {};
+        if (used == content.size())
+            grow(content);
+        ssize_t const count =
+            uninterrupted([&] { return read(file.get(), content.data() + used, content.size() - used); });
         if (count == 0)
             break;
-        room = std::max<size_t>(content.size() - used, 4096);
+        used += count < 0 ? 0 : static_cast<size_t>(count);
+        if (count < 0 || used > most) {
+            wipe(content);
+            return {};
+        }
     }
     content.resize(used);
     return content;

@@ -1,4 +1,4 @@
-/// Byte vectors that hold secrets: wiping them, also on the way out of a function that fails.
+/// Byte vectors and strings that hold secrets: wiping them, also on the way out of a function that fails.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -9,8 +9,10 @@
 
 namespace detail {
 
-/// Overwrites all the memory of `bytes`, what was cut off its end included.
-inline void wipe(std::vector<unsigned char>& bytes) {
+/// Overwrites all the memory of a vector of bytes or a string, what was cut off its end included. It
+/// holds zeros then.
+template <typename Bytes>
+void wipe(Bytes& bytes) {
     bytes.resize(bytes.capacity());
     if (!bytes.empty()) // nothing has no address that memset takes
         secureMemset(bytes.data(), 0, bytes.size());

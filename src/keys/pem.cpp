@@ -3,7 +3,10 @@
 #include "sealkit/detail/wiping_allocator.h"
 #include "sealkit/pkcs8.h"
 
+#include "hash/secret_bytes.h"
 #include "kp/base64.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -73,12 +76,22 @@ bool pemDecode(std::string_view body, std::vector<unsigned char>* out) {
 std::vector<unsigned char> encodePemType(std::string const& label, std::vector<unsigned char> const& der) {
     if (der.empty())
         return {};
-    std::string const text = kp::base64Encode(der);
-    std::string pem = "-----BEGIN " + label + "-----\n";
-    for (size_t at = 0; at < text.size(); at += lineLength)
-        pem.append(text, at, lineLength).append("\n");
-    pem += "-----END " + label + "-----\n";
-    return {pem.begin(), pem.end()};
+    std::string text = kp::base64Encode(der);
+    std::string const begin = "-----BEGIN " + label + "-----\n";
+    std::string const end = "-----END " + label + "-----\n";
+    size_t const lines = (text.size() + lineLength - 1) / lineLength;
+    // Room for all of it at once: a vector that grows would leave parts of a private key behind.
+    std::vector<unsigned char> pem;
+    pem.reserve(begin.size() + text.size() + lines + end.size());
+    pem.assign(begin.begin(), begin.end());
+    for (asn1::blob rest = text; !rest.empty();) {
+        asn1::blob const line = rest.pop_front(std::min(rest.size(), lineLength));
+        pem.insert(pem.end(), line.begin(), line.end());
+        pem.push_back('\n');
+    }
+    pem.insert(pem.end(), end.begin(), end.end());
+    detail::wipe(text);
+    return pem;
 }
 
 std::vector<unsigned char> encodePemCertificate(X509Certificate const& certificate) {
@@ -91,4 +104,8 @@ std::vector<unsigned char> encodePemCrl(X509Crl const& crl) {
 
 std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key) {
     return encodePemType("PUBLIC KEY", encodePkcs8PublicKey(key));
+}
+
+std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const& key) {
+    return encodePemType("PRIVATE KEY", detail::SecretBytes(encodePkcs8PrivateKey(key)).value);
 }

@@ -1,6 +1,7 @@
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
+#include "hash/secret_bytes.h"
 #include "kp/file.h"
 
 #include <iostream>
@@ -35,15 +36,34 @@ std::unique_ptr<T> readFirst(std::string_view text, std::string_view wantedLabel
     return label == wantedLabel ? parseBody<T>(body) : nullptr;
 }
 
+/// The key of a class in its own DER.
 template <typename K>
-std::unique_ptr<PublicKey> parseBareKey(asn1::blob der) {
+std::unique_ptr<K> parseBareKey(asn1::blob der) {
     auto key = std::make_unique<K>();
     if (!key->parseFromDerEncoded({}, der))
         return nullptr;
     return key;
 }
 
-std::string contents(std::string const& path) { return kp::readFile(path, -1, 0); }
+/// The key of a block, or null. The DER is wiped.
+std::unique_ptr<PrivateKey> parseOneAssimetricKeyBody(std::string_view body) {
+    detail::SecretBytes der;
+    return pemDecode(body, &der.value) ? parseOneAssimetricKey(der) : nullptr;
+}
+
+/// The contents of a file. They are wiped, whatever is read: a certificate's key may stand beside it.
+class FileText {
+public:
+    explicit FileText(std::string const& path) : text(kp::readFile(path, -1, 0)) {}
+    ~FileText() { detail::wipe(text); }
+    FileText(FileText const&) = delete;
+    FileText& operator=(FileText const&) = delete;
+
+    operator std::string_view() const { return text; }
+
+private:
+    std::string text;
+};
 
 } // namespace
 
@@ -52,7 +72,7 @@ std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text) {
 }
 
 std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {
-    return readCertFromStr(contents(path));
+    return readCertFromStr(FileText(path));
 }
 
 std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text) {
@@ -76,18 +96,18 @@ std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view tex
 }
 
 std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path) {
-    return readCertChain(contents(path));
+    return readCertChain(FileText(path));
 }
 
 std::unique_ptr<X509Crl> readCrl(std::string_view text) { return readFirst<X509Crl>(text, "X509 CRL"); }
 
-std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path) { return readCrl(contents(path)); }
+std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path) { return readCrl(FileText(path)); }
 
 std::unique_ptr<X509Req> readReq(std::string_view text) {
     return readFirst<X509Req>(text, "CERTIFICATE REQUEST");
 }
 
-std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readReq(contents(path)); }
+std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readReq(FileText(path)); }
 
 std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
     std::string_view rest = text;
@@ -107,5 +127,13 @@ std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
 }
 
 std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path) {
-    return readPublicKey(contents(path));
+    return readPublicKey(FileText(path));
+}
+
+std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text) {
+    std::string_view label, body;
+    while (parsePem(text, &label, &body))
+        if (label == "PRIVATE KEY")
+            return parseOneAssimetricKeyBody(body);
+    return nullptr;
 }

@@ -20,6 +20,8 @@ inline constexpr size_t maxFileSize = size_t(256) << 20;
 /// `limit` is the largest size in bytes that is accepted, -1 for none but `maxFileSize`. `flags` has
 /// no meaning in the host edition; pass 0.
 ///
+/// No copy of the content stays behind in memory but the result, which the caller wipes if it is secret.
+///
 /// The result is empty when the file is missing, cannot be read, is larger than allowed or is not a
 /// regular file. A content cut short is never returned. A FIFO or a device is opened without waiting
 /// and never read, so that it cannot hang the program.
