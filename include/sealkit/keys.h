@@ -3,7 +3,7 @@
 /// | algorithm | public           | private           | does                           | standard           |
 /// |-----------|------------------|-------------------|--------------------------------|--------------------|
 /// | RSA       | RsaPublicKey     | RsaPrivateKey     | PKCS#1 v1.5 signatures         | RFC 8017           |
-/// | EC        | EcPublicKey      | EcPrivateKey      | ECDSA                          | FIPS 186-4, SEC 1  |
+/// | EC        | EcPublicKey      | EcPrivateKey      | ECDSA, Diffie-Hellman          | FIPS 186-5, SEC 1  |
 /// | Ed25519   | Ed25519PublicKey | Ed25519PrivateKey | signatures over whole messages | RFC 8032           |
 /// | X25519    | X25519PublicKey  | X25519PrivateKey  | key agreement                  | RFC 7748           |
 ///
@@ -140,6 +140,12 @@ public:
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 
+    /// Makes a new key whose modulus has exactly `bits` bits, under the public exponent `e` (FIPS 186-5,
+    /// appendix A.1.3): two random primes of the same size, p the greater. `bits` is even and from 2048 to
+    /// 8192, `e` is odd and at least 3. False, and the key as it was, when they are not, and when the
+    /// generator fails or what it gives is not random. Takes a while: seconds to minutes for the longest keys.
+    bool generatePrivKey(Rng& rng, unsigned bits, unsigned e = 65537);
+
     /// The PKCS#1 v1.5 signature (RFC 8017, section 8.2.1) of `digest`, which was made with `hashId`:
     /// as many bytes as the modulus has. Empty when the digest does not fit, when there is no such
     /// hash, or when the members do not belong together. A block without room for the eight 0xFF
@@ -194,6 +200,24 @@ public:
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
+
+    /// Makes a new key on `curve`, which is set first: a scalar that is equally likely any from 1 to the
+    /// group order less 1 (FIPS 186-5, appendix A.2.2), and its point. False, and the key as it was, when
+    /// `curve` is none or the generator fails.
+    bool generatePrivKey(Rng& rng);
+
+    /// The ECDSA signature of `digest`, which was made with `hashId`: the DER of SEQUENCE { r INTEGER,
+    /// s INTEGER }. Its nonce is derived from the key and the digest (RFC 6979), so that the same digest
+    /// always gets the same signature. Empty when there is no such hash, when the digest is not of its
+    /// size, when `secret` is out of its range, and when `point` is not the secret's own. `point` may be
+    /// (0, 0), which takes longer.
+    std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
+
+    /// The secret shared with the holder of the point `peerPoint` (SEC 1, section 3.3.1), which is
+    /// uncompressed or compressed: the x-coordinate, as wide as the field. Empty when the point is not of
+    /// the field's width or not on the curve, when it is a compressed one of P-224, and when `secret` is
+    /// out of its range.
+    std::vector<unsigned char> exchangeKeys(asn1::blob peerPoint) const;
 };
 
 class X25519PublicKey;

@@ -21,6 +21,7 @@
 #include "sealkit/path.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
+#include "sealkit/prime.h"
 #include "sealkit/rc4.h"
 #include "sealkit/req.h"
 #include "sealkit/rng.h"

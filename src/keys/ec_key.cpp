@@ -7,6 +7,7 @@
 #include "asn1/oids.h"
 #include "hash/secret_bytes.h"
 #include "keys/key_cast.h"
+#include "keys/named_curve.h"
 
 #include <algorithm>
 #include <iostream>
@@ -14,6 +15,7 @@
 namespace {
 
 namespace tag = detail::tag;
+using detail::NamedCurve;
 
 /// The whole encoding of an object identifier.
 template <size_t length>
@@ -59,93 +61,19 @@ Curve curveOf(asn1::blob algoParams) {
     return Curve{};
 }
 
-/// A named curve, ready for arithmetic.
-struct NamedCurve {
-    unsigned const width; ///< Of a field element, in bytes.
-    BigNum const a;
-    BigNum const b;
-    WCurve const group;
-
-    explicit NamedCurve(Curve curve) : NamedCurve(curve, getModForECCurve(curve)) {}
-
-    /// Coordinates below the modulus that fulfil the equation. (0, 0), which stands for no point, does
-    /// not: b is not zero.
-    bool contains(ECPoint const& point) const {
-        return point.x < group.p && point.y < group.p && group.isOnCurve(a, b, group.fromEC(point));
-    }
-
-    /// (0, 0) unless `octets` has the width of the field.
-    ECPoint decode(asn1::blob octets) const {
-        if (octets.size() == 1 + 2 * width)
-            return ECPoint::fromOctetString(octets);
-        if (octets.size() == 1 + width)
-            return ECPoint::fromOctetStringCompressed(octets, group.p, a, b);
-        return {};
-    }
-
-private:
-    NamedCurve(Curve curve, BigNum const& p)
-        : width(getModLen(curve)),
-          a(getAForECCurve(curve)),
-          b(getBForECCurve(curve)),
-          group(p, a, new MontgomeryReducer(p)) {}
-};
-
-BigNum productModulo(BigNum const& x, BigNum const& y, BigNum const& modulus) {
-    BigNum product;
-    mul(product, x, y);
-    div(product, modulus, nullptr, &product);
-    return product;
-}
-
-/// r and s of the DER of SEQUENCE { r INTEGER, s INTEGER }, both from 1 to `order` - 1.
-bool readSignature(asn1::blob sig, BigNum const& order, BigNum* r, BigNum* s) {
-    asn1::blob content, first, second;
-    if (!detail::readOnly(sig, tag::sequence, &content))
-        return false;
-    asn1::parser numbers(content);
-    if (!detail::takeInteger(numbers, &first) || !detail::takeInteger(numbers, &second))
-        return false;
-    *r = BigNum(first);
-    *s = BigNum(second);
-    if (r->bits() == 0 || s->bits() == 0 || *r >= order || *s >= order)
-        return false;
-    // There is one encoding of r and s: no other says the same with a negative number, a longer length,
-    // a longer number or something behind (X.690, sections 8.3.2 and 10.1).
-    DerEncoder encoder;
-    encoder.begin(tag::sequence).addInteger(*r).addInteger(*s).end();
-    return asn1::blob(encoder.take()) == sig;
-}
-
-/// secret·G, the public point.
-ECPoint publicPointOf(Curve curve, BigNum const& secret) {
-    NamedCurve const named(curve);
-    BigNum p, order;
-    ECPoint base;
-    getECParams(curve, p, order, base);
-    return named.group.toEC(named.group.mul(secret, named.group.fromEC(base)));
-}
-
-unsigned orderLength(Curve curve) { return (getOrderForECCurve(curve).bits() + 7) / 8; }
-
-bool isScalar(BigNum const& number, Curve curve) {
-    return number.bits() != 0 && number < getOrderForECCurve(curve);
-}
-
 /// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as
 /// some writers have it.
-bool readScalar(asn1::blob octets, Curve curve, BigNum* scalar) {
+bool readScalar(asn1::blob octets, NamedCurve const& curve, BigNum* scalar) {
     while (!octets.empty() && octets[0] == 0)
         octets.pop_front();
-    if (octets.size() > orderLength(curve))
+    if (octets.size() > curve.orderWidth())
         return false;
     *scalar = BigNum(octets);
-    return isScalar(*scalar, curve);
+    return curve.isScalar(*scalar);
 }
 
 /// Whether `content`, of a BIT STRING, is the point in one of its octet forms.
-bool isEncodingOf(ECPoint const& point, Curve curve, asn1::blob content) {
-    unsigned const width = getModLen(curve);
+bool isEncodingOf(ECPoint const& point, unsigned width, asn1::blob content) {
     asn1::blob const octets = bitStringContent(content);
     return !content.empty() && content[0] == 0 &&
            (octets == asn1::blob(point.toBin(width, false)) ||
@@ -208,33 +136,6 @@ void EcPublicKey::dump(std::ostream& out) const {
     out << std::endl;
 }
 
-bool EcPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const {
-    // A digest of another size was not made with the hash; an empty one, as of an unknown hash, could
-    // be signed without the private key.
-    std::unique_ptr<Hash> const hash = createHash(hashId);
-    if (hash == nullptr || digest.size() != hash->digestLength() || getModLen(curve) == 0)
-        return false;
-    NamedCurve const named(curve);
-    WCurve const& group = named.group;
-    BigNum p, order;
-    ECPoint base;
-    getECParams(curve, p, order, base);
-    BigNum r, s;
-    if (!readSignature(sig, order, &r, &s) || !named.contains(point))
-        return false;
-
-    // SEC 1, section 4.1.4.
-    BigNum e(digest);
-    unsigned const digestBits = 8 * static_cast<unsigned>(digest.size());
-    if (digestBits > order.bits())
-        e >>= digestBits - order.bits();
-    BigNum const w = invByMod(s, order);
-    ECPoint sum = group.toEC(group.mul2add(productModulo(e, w, order), group.fromEC(base),
-                                           productModulo(r, w, order), group.fromEC(point)));
-    div(sum.x, order, nullptr, &sum.x);
-    return sum.x == r;
-}
-
 EcPrivateKey::EcPrivateKey() = default;
 EcPrivateKey::EcPrivateKey(EcPrivateKey const&) = default;
 EcPrivateKey& EcPrivateKey::operator=(EcPrivateKey const&) = default;
@@ -260,11 +161,13 @@ bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData
 
     EcPrivateKey key;
     key.curve = curveOf(algoParams.empty() ? parameters : algoParams);
-    if (key.curve == Curve{} || (hasParameters && curveOf(parameters) != key.curve) ||
-        !readScalar(octets, key.curve, &key.secret))
+    if (key.curve == Curve{} || (hasParameters && curveOf(parameters) != key.curve))
         return false;
-    key.point = publicPointOf(key.curve, key.secret);
-    if (hasPublicKey && !isEncodingOf(key.point, key.curve, bits))
+    NamedCurve const named(key.curve);
+    if (!readScalar(octets, named, &key.secret))
+        return false;
+    key.point = named.publicPoint(key.secret);
+    if (hasPublicKey && !isEncodingOf(key.point, named.width, bits))
         return false;
     *this = key;
     return true;
@@ -272,9 +175,12 @@ bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData
 
 std::vector<unsigned char> EcPrivateKey::encodeToDerEncoded() const {
     std::vector<unsigned char> const publicOctets = EcPublicKey::encodeToDerEncoded();
-    if (publicOctets.empty() || !isScalar(secret, curve))
+    if (publicOctets.empty())
         return {};
-    detail::SecretBytes const octets(secret.bin(orderLength(curve)));
+    NamedCurve const named(curve);
+    if (!named.isScalar(secret))
+        return {};
+    detail::SecretBytes const octets(secret.bin(named.orderWidth()));
     DerEncoder encoder;
     encoder.begin(tag::sequence)
         .add(tag::integer, ecPrivateKeyVersion)
@@ -296,3 +202,14 @@ void EcPrivateKey::dump(std::ostream& out) const {
 }
 
 std::unique_ptr<PublicKey> EcPrivateKey::publicKey() const { return std::make_unique<EcPublicKey>(*this); }
+
+std::vector<unsigned char> EcPrivateKey::exchangeKeys(asn1::blob peerPoint) const {
+    if (getModLen(curve) == 0)
+        return {};
+    NamedCurve const named(curve);
+    ECPoint const peer = named.decode(peerPoint);
+    if (!named.isScalar(secret) || !named.contains(peer))
+        return {};
+    // The order is a prime: no multiple by a scalar below it is the point at infinity.
+    return named.group.toEC(named.group.mul(secret, named.group.fromEC(peer))).x.bin(named.width);
+}
