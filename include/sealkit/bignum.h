@@ -14,6 +14,7 @@
 /// | `Mod25519Reducer`           | partly reduced residues modulo 2^255 - 19                              |
 /// | `RedNum`                    | a number in the representation of its reducer                          |
 /// | `expByMod`, `inv`           | sliding-window power (HAC 14.85), inverse of a residue                 |
+/// | `randomBigNum`              | a random number below a bound                                          |
 ///
 /// Nothing here takes constant time: time and memory access depend on the values. Nothing here
 /// reports an error either. What an operation expects of its operands is said with it; a caller that
@@ -37,6 +38,8 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+class Rng;
 
 /// Selects the overload whose bytes come least significant first.
 struct little_endian {};
@@ -269,6 +272,11 @@ SEALKIT_API RedNum expByMod(RedNum const& base, BigNum const& e, Reducer const& 
 SEALKIT_API BigNum expByMod(BigNum const& b, BigNum const& e, BigNum const& m);
 /// The inverse of `x`. Where there is none the result means nothing, and nothing is reported.
 SEALKIT_API RedNum inv(RedNum&& x);
+
+/// A number from 1 to n - 1, each as likely as any other, made of bytes of `rng` (`rng.h`): as many bits as
+/// n - 1 has, drawn again until they are in the range. False, with `result` left alone, when there is no
+/// such number (`n` is 0 or 1), when the generator fails, or when 128 draws in a row were out of the range.
+SEALKIT_API bool randomBigNum(BigNum* result, BigNum const& n, Rng const& rng);
 
 // The base reducer stands here whole: a class without a function elsewhere can be derived from in
 // programs that are built with RTTI, which the library is not.
