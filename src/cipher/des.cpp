@@ -1,0 +1,150 @@
+#include "sealkit/block.h"
+#include "sealkit/wipe.h"
+
+#include "hash/bytes.h"
+
+#include <array>
+#include <bit>
+
+namespace {
+
+using Word = std::uint32_t; // Bit 1 of FIPS 46-3 is the highest.
+
+// FIPS 46-3, appendix 1: the primitive functions S1 to S8, by row and column.
+constexpr unsigned char substitution[8][4][16] = {
+    {{14, 4, 13, 1, 2, 15, 11, 8, 3, 10, 6, 12, 5, 9, 0, 7},
+     {0, 15, 7, 4, 14, 2, 13, 1, 10, 6, 12, 11, 9, 5, 3, 8},
+     {4, 1, 14, 8, 13, 6, 2, 11, 15, 12, 9, 7, 3, 10, 5, 0},
+     {15, 12, 8, 2, 4, 9, 1, 7, 5, 11, 3, 14, 10, 0, 6, 13}},
+    {{15, 1, 8, 14, 6, 11, 3, 4, 9, 7, 2, 13, 12, 0, 5, 10},
+     {3, 13, 4, 7, 15, 2, 8, 14, 12, 0, 1, 10, 6, 9, 11, 5},
+     {0, 14, 7, 11, 10, 4, 13, 1, 5, 8, 12, 6, 9, 3, 2, 15},
+     {13, 8, 10, 1, 3, 15, 4, 2, 11, 6, 7, 12, 0, 5, 14, 9}},
+    {{10, 0, 9, 14, 6, 3, 15, 5, 1, 13, 12, 7, 11, 4, 2, 8},
+     {13, 7, 0, 9, 3, 4, 6, 10, 2, 8, 5, 14, 12, 11, 15, 1},
+     {13, 6, 4, 9, 8, 15, 3, 0, 11, 1, 2, 12, 5, 10, 14, 7},
+     {1, 10, 13, 0, 6, 9, 8, 7, 4, 15, 14, 3, 11, 5, 2, 12}},
+    {{7, 13, 14, 3, 0, 6, 9, 10, 1, 2, 8, 5, 11, 12, 4, 15},
+     {13, 8, 11, 5, 6, 15, 0, 3, 4, 7, 2, 12, 1, 10, 14, 9},
+     {10, 6, 9, 0, 12, 11, 7, 13, 15, 1, 3, 14, 5, 2, 8, 4},
+     {3, 15, 0, 6, 10, 1, 13, 8, 9, 4, 5, 11, 12, 7, 2, 14}},
+    {{2, 12, 4, 1, 7, 10, 11, 6, 8, 5, 3, 15, 13, 0, 14, 9},
+     {14, 11, 2, 12, 4, 7, 13, 1, 5, 0, 15, 10, 3, 9, 8, 6},
+     {4, 2, 1, 11, 10, 13, 7, 8, 15, 9, 12, 5, 6, 3, 0, 14},
+     {11, 8, 12, 7, 1, 14, 2, 13, 6, 15, 0, 9, 10, 4, 5, 3}},
+    {{12, 1, 10, 15, 9, 2, 6, 8, 0, 13, 3, 4, 14, 7, 5, 11},
+     {10, 15, 4, 2, 7, 12, 9, 5, 6, 1, 13, 14, 0, 11, 3, 8},
+     {9, 14, 15, 5, 2, 8, 12, 3, 7, 0, 4, 10, 1, 13, 11, 6},
+     {4, 3, 2, 12, 9, 5, 15, 10, 11, 14, 1, 7, 6, 0, 8, 13}},
+    {{4, 11, 2, 14, 15, 0, 8, 13, 3, 12, 9, 7, 5, 10, 6, 1},
+     {13, 0, 11, 7, 4, 9, 1, 10, 14, 3, 5, 12, 2, 15, 8, 6},
+     {1, 4, 11, 13, 12, 3, 7, 14, 10, 15, 6, 8, 0, 5, 9, 2},
+     {6, 11, 13, 8, 1, 4, 10, 7, 9, 5, 0, 15, 14, 2, 3, 12}},
+    {{13, 2, 8, 4, 6, 15, 11, 1, 10, 9, 3, 14, 5, 0, 12, 7},
+     {1, 15, 13, 8, 10, 3, 7, 4, 12, 5, 6, 11, 0, 14, 9, 2},
+     {7, 11, 4, 1, 9, 12, 14, 2, 0, 6, 10, 13, 15, 3, 5, 8},
+     {2, 1, 14, 7, 4, 10, 8, 13, 15, 12, 9, 0, 3, 5, 6, 11}},
+};
+
+// The permutation P, and the permuted choices of the key schedule.
+constexpr unsigned char permutation[32] = {16, 7, 20, 21, 29, 12, 28, 17, 1,  15, 23, 26, 5,  18, 31, 10,
+                                           2,  8, 24, 14, 32, 27, 3,  9,  19, 13, 30, 6,  22, 11, 4,  25};
+constexpr unsigned char permutedChoice1[56] = {57, 49, 41, 33, 25, 17, 9,  1,  58, 50, 42, 34, 26, 18,
+                                               10, 2,  59, 51, 43, 35, 27, 19, 11, 3,  60, 52, 44, 36,
+                                               63, 55, 47, 39, 31, 23, 15, 7,  62, 54, 46, 38, 30, 22,
+                                               14, 6,  61, 53, 45, 37, 29, 21, 13, 5,  28, 20, 12, 4};
+constexpr unsigned char permutedChoice2[48] = {
+    14, 17, 11, 24, 1,  5,  3,  28, 15, 6,  21, 10, 23, 19, 12, 4,  26, 8,  16, 7,  27, 20, 13, 2,
+    41, 52, 31, 37, 47, 55, 30, 40, 51, 45, 33, 48, 44, 49, 39, 56, 34, 53, 46, 42, 50, 36, 29, 32};
+
+/// The bits of `from`, a number of `width` bits, that `table` lists.
+template <typename Number, size_t count>
+constexpr Number permuted(Number from, unsigned width, unsigned char const (&table)[count]) {
+    Number bits = 0;
+    for (unsigned char const place : table)
+        bits = bits << 1 | (from >> (width - place) & 1);
+    return bits;
+}
+
+/// What each substitution adds to f(R, K), by its six bits of input: S and then P.
+constexpr std::array<std::array<Word, 64>, 8> substituteAndPermute = [] {
+    std::array<std::array<Word, 64>, 8> tables = {};
+    for (unsigned box = 0; box < 8; ++box)
+        for (unsigned input = 0; input < 64; ++input) {
+            unsigned const row = (input >> 4 & 2) | (input & 1), column = input >> 1 & 15;
+            Word const output = Word(substitution[box][row][column]) << (28 - 4 * box);
+            tables[box][input] = permuted(output, 32, permutation);
+        }
+    return tables;
+}();
+
+/// The function f(R, K). Six bits of R begin at every fourth, so those of S1, S3, S5 and S7 stand side by side
+/// in R turned by one, with gaps of two; those of the others do so four bits on. The subkey is laid out alike.
+inline Word mixed(Word r, Word const (&subkey)[2]) {
+    constexpr Word first = 0xfc0000, second = 0x03f000, third = 0x000fc0, fourth = 0x00003f;
+    Word const left = subkey[0], right = subkey[1];
+    Word const odd = std::rotr(r, 1) ^ ((left & first) << 8 | (left & third) << 12 | (right & first) >> 8 |
+                                        (right & third) >> 4);
+    Word const even = std::rotl(r, 3) ^ ((left & second) << 14 | (left & fourth) << 18 |
+                                         (right & second) >> 2 | (right & fourth) << 2);
+    auto const& sp = substituteAndPermute;
+    return sp[0][odd >> 26] ^ sp[1][even >> 26] ^ sp[2][odd >> 18 & 63] ^ sp[3][even >> 18 & 63] ^
+           sp[4][odd >> 10 & 63] ^ sp[5][even >> 10 & 63] ^ sp[6][odd >> 2 & 63] ^ sp[7][even >> 2 & 63];
+}
+
+/// Exchanges the bits `mask` of `low` for those that stand `distance` higher in `high`.
+inline void exchange(Word& high, Word& low, unsigned distance, Word mask) {
+    Word const difference = ((high >> distance) ^ low) & mask;
+    low ^= difference;
+    high ^= difference << distance;
+}
+
+/// The subkeys are taken from the first to the last, or from the last to the first.
+template <bool forward>
+void crypt(Word const (&subkeys)[16][2], unsigned char const* in, unsigned char* out) {
+    Word l = detail::loadBigEndian<Word>(in), r = detail::loadBigEndian<Word>(in + 4);
+
+    // The initial permutation IP, a transposition of the eight by eight bits with the rows rearranged.
+    exchange(l, r, 4, 0x0f0f0f0f);
+    exchange(l, r, 16, 0x0000ffff);
+    exchange(r, l, 2, 0x33333333);
+    exchange(r, l, 8, 0x00ff00ff);
+    exchange(l, r, 1, 0x55555555);
+
+    for (unsigned i = 0; i < 16; i += 2) {
+        l ^= mixed(r, subkeys[forward ? i : 15 - i]);
+        r ^= mixed(l, subkeys[forward ? i + 1 : 14 - i]);
+    }
+
+    // The preoutput block is R then L; its permutation is the inverse of IP.
+    exchange(r, l, 1, 0x55555555);
+    exchange(l, r, 8, 0x00ff00ff);
+    exchange(l, r, 2, 0x33333333);
+    exchange(r, l, 16, 0x0000ffff);
+    exchange(r, l, 4, 0x0f0f0f0f);
+    detail::storeBigEndian(out, r);
+    detail::storeBigEndian(out + 4, l);
+}
+
+} // namespace
+
+DES::DES(unsigned char const* key) {
+    constexpr std::uint64_t half = (1u << 28) - 1;
+    constexpr unsigned turnedOnce = 1u << 1 | 1u << 2 | 1u << 9 | 1u << 16; // Rounds; twice in the others.
+    auto const turn = [](std::uint64_t bits, unsigned by) { return (bits << by | bits >> (28 - by)) & half; };
+
+    std::uint64_t const chosen = permuted(detail::loadBigEndian<std::uint64_t>(key), 64, permutedChoice1);
+    std::uint64_t c = chosen >> 28, d = chosen & half;
+    for (unsigned round = 1; round <= 16; ++round) {
+        unsigned const by = (turnedOnce >> round & 1) != 0 ? 1 : 2;
+        c = turn(c, by);
+        d = turn(d, by);
+        std::uint64_t const subkey = permuted(c << 28 | d, 56, permutedChoice2);
+        subkeys[round - 1][0] = static_cast<Word>(subkey >> 24);
+        subkeys[round - 1][1] = static_cast<Word>(subkey & 0xffffff);
+    }
+}
+
+DES::~DES() { secureMemset(subkeys, 0, sizeof subkeys); }
+void DES::encrypt(unsigned char const* in, unsigned char* out) { crypt<true>(subkeys, in, out); }
+void DES::decrypt(unsigned char const* in, unsigned char* out) { crypt<false>(subkeys, in, out); }

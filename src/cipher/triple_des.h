@@ -1,0 +1,29 @@
+/// Triple DES, for `createCipher`.
+#pragma once
+
+#include "sealkit/block.h"
+
+namespace detail {
+
+/// DES three times: encryption, decryption, encryption (TDEA of SP 800-67 under three keys).
+class TripleDES final : public BlockCipher {
+public:
+    /// Reads 24 bytes: the three keys in the order in which encryption uses them.
+    explicit TripleDES(unsigned char const* key) : first(key), second(key + 8), third(key + 16) {}
+    unsigned blockLength() override { return 8; }
+    void encrypt(unsigned char const* in, unsigned char* out) override {
+        first.encrypt(in, out);
+        second.decrypt(out, out);
+        third.encrypt(out, out);
+    }
+    void decrypt(unsigned char const* in, unsigned char* out) override {
+        third.decrypt(in, out);
+        second.encrypt(out, out);
+        first.decrypt(out, out);
+    }
+
+private:
+    DES first, second, third;
+};
+
+} // namespace detail

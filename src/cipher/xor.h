@@ -1,0 +1,23 @@
+/// XOR of byte strings.
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+namespace detail {
+
+/// Writes the XOR of `len` bytes at `a` and at `b` to `out`, which may be the same memory as either.
+inline void xorBytes(unsigned char* out, unsigned char const* a, unsigned char const* b, unsigned len) {
+    for (; len >= sizeof(size_t); len -= sizeof(size_t)) {
+        size_t wordA, wordB;
+        std::memcpy(&wordA, a, sizeof wordA);
+        std::memcpy(&wordB, b, sizeof wordB);
+        wordA ^= wordB;
+        std::memcpy(out, &wordA, sizeof wordA);
+        a += sizeof wordA, b += sizeof wordB, out += sizeof wordA;
+    }
+    while (len-- != 0)
+        *out++ = static_cast<unsigned char>(*a++ ^ *b++);
+}
+
+} // namespace detail
