@@ -10,8 +10,28 @@
 
 namespace {
 
-CLI::Validator isGiven() {
-    return {[](std::string& value) { return value.empty() ? "must not be empty" : ""; }, ""};
+/// CLI11 takes an argument "[a,b]" for two. One that could be meant bears this in front while it is there.
+constexpr char literalMark = '\x01';
+
+/// The arguments, last one first.
+std::vector<std::string> markArguments(int argc, char** argv) {
+    std::vector<std::string> arguments;
+    for (int i = argc - 1; i > 0; --i) {
+        std::string_view const argument = argv[i];
+        bool const marked = argument.starts_with('[') || argument.starts_with(literalMark);
+        arguments.push_back((marked ? std::string(1, literalMark) : "") + argv[i]);
+    }
+    return arguments;
+}
+
+/// Takes the mark off, and refuses an empty text.
+CLI::Validator takeText() {
+    auto const check = [](std::string& value) {
+        if (value.starts_with(literalMark))
+            value.erase(0, 1);
+        return value.empty() ? "must not be empty" : "";
+    };
+    return {check, ""};
 }
 
 /// CLI11's own numbers take an empty text for 0, and 010 for 8.
@@ -71,12 +91,18 @@ Parameter CommandLine::flag(std::string const& name, bool& target, std::string c
 }
 
 Parameter CommandLine::text(std::string const& name, std::string& target, std::string const& help) {
-    return Parameter(*app.add_option(name, target, help)->check(isGiven()));
+    return Parameter(*app.add_option(name, target, help)->transform(takeText()));
 }
 
 Parameter CommandLine::texts(std::string const& name, std::vector<std::string>& target,
                              std::string const& help) {
-    CLI::Option* const option = app.add_option(name, target, help)->check(isGiven());
+    // Not CLI11's own conversion, which takes "{}" for nothing.
+    CLI::callback_t const take = [&target](CLI::results_t const& values) {
+        target = values;
+        return true;
+    };
+    CLI::Option* const option = app.add_option(name, take, help);
+    option->type_name("TEXT")->expected(CLI::detail::expected_max_vector_size)->transform(takeText());
     // One value each time: what follows it is an argument.
     if (name.starts_with('-'))
         option->allow_extra_args(false);
@@ -115,7 +141,7 @@ int runCommandLine(int argc, char** argv, std::string const& description, std::s
     app.get_formatter()->column_width(36);
     Work const work = CommandLine(app).verbs(verbs);
     try {
-        app.parse(argc, argv);
+        app.parse(markArguments(argc, argv));
     } catch (CLI::CallForHelp const&) {
         auto const [asked, before] = findAsked(app);
         terminal::out() << asked->help(before);

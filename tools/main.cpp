@@ -9,6 +9,8 @@ namespace {
 Verb const verbs[] = {
     {"verify", "build and validate a certificate chain", setUpVerify},
     {"show", "say what a file is and show it", setUpShow},
+    {"hash", "write the digests of files, or check them", setUpHash},
+    {"random", "write random bytes", setUpRandom},
     {"store", "look into the configuration store and change it", setUpStore},
     {"trust", "choose which certificates the certificate manager trusts", setUpTrust},
 };

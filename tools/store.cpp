@@ -1,3 +1,4 @@
+#include "hex.h"
 #include "number.h"
 #include "terminal.h"
 #include "verb.h"
@@ -43,14 +44,6 @@ std::string recordName(Options const& options, int32_t id) {
 int noRecord(Options const& options) { return answerNo("there is no " + recordName(options, *options.id)); }
 
 // Writing fields as "12=bool:true", the form in which they are set.
-
-std::string toHex(message::Raw const& bytes) {
-    static char const digits[] = "0123456789abcdef";
-    std::string text;
-    for (unsigned char byte : bytes)
-        text += {digits[byte >> 4], digits[byte & 15]};
-    return text;
-}
 
 std::string valueText(bool value) { return value ? "true" : "false"; }
 std::string valueText(uint32_t value) { return formatHex(value); }

@@ -1,5 +1,7 @@
 #include "terminal.h"
 
+#include <unistd.h>
+
 #include <iostream>
 #include <memory>
 
@@ -109,6 +111,7 @@ struct Streams {
     PrintableBuffer outBuffer{standardOutput};
     PrintableBuffer errBuffer{standardError};
     std::ostream out{&outBuffer};
+    std::ostream exactOut{isatty(STDOUT_FILENO) ? &outBuffer : standardOutput};
     std::ostream err{&errBuffer};
 
     Streams() {
@@ -126,6 +129,7 @@ std::unique_ptr<Streams> streams;
 } // namespace
 
 std::ostream& out() { return streams->out; }
+std::ostream& exactOut() { return streams->exactOut; }
 std::ostream& err() { return streams->err; }
 
 MuteDiagnostics::MuteDiagnostics() : before(std::cout.rdbuf(nullptr)) {}
@@ -136,7 +140,8 @@ Session::~Session() { streams.reset(); }
 
 bool Session::flush() {
     streams->out.flush();
-    return streams->out.good();
+    streams->exactOut.flush();
+    return streams->out.good() && streams->exactOut.good();
 }
 
 } // namespace terminal

@@ -39,6 +39,10 @@ private:
 /// `std::cout`, and `Session` turns those to standard error.
 std::ostream& out();
 
+/// Results that other programs compare byte by byte, names of files among them: as they are, unless
+/// standard output is a terminal, which gets them like `out`.
+std::ostream& exactOut();
+
 /// Complaints, notes and warnings.
 std::ostream& err();
 

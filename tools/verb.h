@@ -16,6 +16,8 @@ int badInput(std::string const& complaint);
 int wrongUsage(std::string const& complaint);
 int answerNo(std::string const& complaint);
 
+Work setUpHash(CommandLine commandLine);
+Work setUpRandom(CommandLine commandLine);
 Work setUpShow(CommandLine commandLine);
 Work setUpStore(CommandLine commandLine);
 Work setUpTrust(CommandLine commandLine);

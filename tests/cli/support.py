@@ -5,7 +5,9 @@ that it may be an emulator with its arguments).
 """
 import os
 import pathlib
+import pty
 import resource
+import shlex
 import shutil
 import subprocess
 import tempfile
@@ -53,6 +55,38 @@ class ProgramTest(unittest.TestCase):
         result = self.run_program(*arguments, **options)
         self.assertEqual(result.status, status, f"{arguments}\n{result}")
         return result
+
+    def on_terminal(self, *arguments, status=0, feed=None):
+        """What is on the screen when the program runs with a terminal as its output. FEED writes its input."""
+        screen, terminal = pty.openpty()
+        process = subprocess.Popen([*PROGRAM, *arguments], stdin=subprocess.PIPE, stdout=terminal, stderr=terminal,
+                                   cwd=self.dir, env=self.environment)
+        os.close(terminal)
+        if feed:
+            feed(process)
+        process.stdin.close()
+        shown = b""
+        try:
+            while piece := os.read(screen, 65536):
+                shown += piece
+        except OSError:
+            pass  # So a terminal tells that nobody writes to it any more.
+        os.close(screen)
+        self.assertEqual(process.wait(), status, shown)
+        return shown
+
+    def run_examples(self, *verb):
+        """Pastes the examples of a verb's help into a shell, in the folder `self.examples`, which is empty before."""
+        text = self.expect(0, *verb, "--help").out
+        lines = [line for line in text.partition("\nExamples:\n")[2].splitlines() if line.startswith("  ")]
+        self.assertTrue(lines, text)
+        self.examples = self.dir / "-".join(("examples", *verb))
+        self.examples.mkdir()
+        script = f'sealkit() {{ {" ".join(map(shlex.quote, PROGRAM))} "$@"; }}\n' + "\n".join(lines) + "\n"
+        process = subprocess.run(["bash", "-e", "-o", "pipefail", "-c", script], cwd=self.examples, capture_output=True,
+                                 env=self.environment, stdin=subprocess.DEVNULL, timeout=120, check=False)
+        self.assertEqual(process.returncode, 0, f"{script}\n{process}")
+        return process
 
     @classmethod
     def write(cls, name, content):

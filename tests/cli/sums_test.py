@@ -1,0 +1,188 @@
+"""The verbs hash and mac beside coreutils, OpenSSL and Python."""
+import hashlib
+import os
+import subprocess
+import time
+import unittest
+
+from support import PROGRAM, ProgramTest
+
+SUMS = {"md5": "md5sum", "sha1": "sha1sum", "sha256": "sha256sum", "sha384": "sha384sum", "sha512": "sha512sum"}
+C_LOCALE = {**os.environ, "LC_ALL": "C"}
+
+ODD_NAMES = [b"plain", b"with blank", b" leading", b"*star", b"back\\slash", b"new\nline", b"carriage\rreturn", b"\\n", b"#hash",
+             b"tab\there", b"bell\x07\x1b[31m", b"\xff\xfe latin\xe9", "größe".encode(), b"(paren) = x", b"[a,b]", b"{}", b"-dash",
+             b"--help", b"'quote\"", b"%s$HOME", b"x" * 255, b"folder/nested", b"end ", b"end\r"]
+
+
+def coreutils(name, *arguments, stdin=b"", cwd=None):
+    return subprocess.run([name, *arguments], input=stdin, capture_output=True, cwd=cwd, env=C_LOCALE, check=False)
+
+
+class SumTest(ProgramTest):
+    def run_bytes(self, *arguments, stdin=b"", cwd=None):
+        return subprocess.run([*PROGRAM, *arguments], input=stdin, capture_output=True, cwd=cwd or self.dir,
+                              env=self.environment, timeout=120, check=False)
+
+
+class HashTest(SumTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.odd = cls.dir / "odd"
+        (cls.odd / "folder").mkdir(parents=True)
+        for number, name in enumerate(ODD_NAMES):
+            path = os.path.join(os.fsencode(cls.odd), name)
+            with open(path, "wb") as file:
+                file.write(bytes([number]) * number)
+        cls.write("binary", bytes(range(256)) * 1000)
+        cls.write("empty", b"")
+        with open(cls.dir / "sparse", "wb") as file:
+            file.truncate((3 << 20) + 7)
+
+    def assertSame(self, ours, theirs, name):
+        self.assertEqual(ours.stdout, theirs.stdout)
+        # Coreutils quotes names for a shell.
+        self.assertEqual(ours.stderr.replace(b"sealkit: ", f"{name}: ".encode()), theirs.stderr.replace(b"'", b""))
+        self.assertEqual(ours.returncode == 0, theirs.returncode == 0)
+
+    def test_every_algorithm_is_that_of_its_sum(self):
+        for algorithm, name in SUMS.items():
+            for options in ([], ["--tag"]):
+                files = ["binary", "empty", "sparse"]
+                ours = self.run_bytes("hash", "-a", algorithm, *options, *files)
+                self.assertSame(ours, coreutils(name, *options, *files, cwd=self.dir), name)
+
+    def test_the_others_are_those_of_python_and_openssl(self):
+        content = (self.dir / "binary").read_bytes()
+        both = hashlib.md5(content).hexdigest() + hashlib.sha1(content).hexdigest()
+        self.assertEqual(self.expect(0, "hash", "-a", "md5-sha1", "binary").out, f"{both}  binary\n")
+        self.assertEqual(self.expect(0, "hash", "-a", "md4", "-", stdin=b"abc").out, "a448017aaf21d8525fc10ae87aa6729d  -\n")
+        self.assertEqual(self.expect(0, "hash", "--tag", "-a", "md4", stdin=b"").out, "MD4 (-) = 31d6cfe0d16ae931b73c59d7e0c089c0\n")
+
+    def test_odd_names_are_written_byte_for_byte_alike(self):
+        for options in ([], [b"--tag"]):
+            ours = self.run_bytes("hash", *options, "--", *ODD_NAMES, cwd=self.odd)
+            self.assertSame(ours, coreutils("sha256sum", *options, "--", *ODD_NAMES, cwd=self.odd), "sha256sum")
+            self.assertEqual(ours.returncode, 0)
+
+    def test_each_checks_what_the_other_wrote(self):
+        for options in ([], [b"--tag"]):
+            theirs = coreutils("sha256sum", *options, "--", *ODD_NAMES, cwd=self.odd).stdout
+            ours = self.run_bytes("hash", "--check", stdin=theirs, cwd=self.odd)
+            self.assertSame(ours, coreutils("sha256sum", "--check", stdin=theirs, cwd=self.odd), "sha256sum")
+            self.assertEqual((ours.returncode, ours.stdout.count(b": OK\n")), (0, len(ODD_NAMES)))
+
+    def test_standard_input(self):
+        expected = hashlib.sha256(b"abc").hexdigest() + "  -\n"
+        for arguments in ([], ["-"], ["-a", "SHA256"], ["-a", "Sha256", "-"]):
+            self.assertEqual(self.expect(0, "hash", *arguments, stdin=b"abc").out, expected)
+        nothing = hashlib.sha256(b"").hexdigest() + "  -\n"
+        self.assertEqual(self.expect(0, "hash", "-", "-", stdin=b"abc").out, expected + nothing)
+
+    def test_a_file_that_cannot_be_read_loses_no_other(self):
+        ours = self.run_bytes("hash", "missing", "binary", ".", "empty")
+        self.assertSame(ours, coreutils("sha256sum", "missing", "binary", ".", "empty", cwd=self.dir), "sha256sum")
+        self.assertEqual(ours.returncode, 2)
+        self.assertIn(b"sealkit: .: Is a directory\n", ours.stderr)
+
+    def test_unknown_algorithms_are_answered_with_the_list(self):
+        result = self.expect(3, "hash", "-a", "sha\x1b257", "binary")
+        self.assertIn("md4, md5, sha1, sha256, sha384, sha512, md5-sha1", result.err)
+        self.assertNoControls(result.err)
+        for arguments in (["--quiet"], ["--status"], ["--strict"], ["--warn"], ["--ignore-missing"], ["--check", "--tag"]):
+            self.expect(3, "hash", *arguments, "binary")
+
+    def check_like_coreutils(self, lines, status, *options, name="lines"):
+        """Checks LINES with ours and with sha256sum, which must agree in what they write."""
+        self.write("lines", lines)
+        ours = self.run_bytes("hash", "-a", "sha256", "--check", *options, name)
+        self.assertSame(ours, coreutils("sha256sum", "--check", *options, name, cwd=self.dir), "sha256sum")
+        self.assertEqual(ours.returncode, status, ours)
+        return ours
+
+    def test_check_answers_like_coreutils(self):
+        good, empty = (hashlib.sha256((self.dir / name).read_bytes()).hexdigest() for name in ("binary", "empty"))
+        wrong = "0" * 64
+        malformed = [f"{good}", f"{good} ", f"{good[1:]}  binary", f"g{good[1:]}  binary", f"{good}0  binary", "nonsense", f"\\{good}  bin\\xary",
+                     f"\\{good}  binary\\", f"MD5 (binary) = {good[:32]}", f"SHA256 (binary = {good}", f"SHA256 (binary) {good}",
+                     f"SHA256 (binary) = {good}x", f"SHA256 (binary) = {good} ", f"SHA256[binary] = {good}", " ", "\\", "SHA256", "SHA256 (", "SHA256 ()", ")"]
+        for line in malformed:
+            with self.subTest(line=line):
+                self.check_like_coreutils(f"{line}\n", 2)
+                self.check_like_coreutils(f"{line}\n{good}  binary\n", 0, "--warn")
+                self.check_like_coreutils(f"{good}  binary\n{line}\n", 2, "--strict")
+                self.check_like_coreutils(f"{good}  binary\n{line}", 0, "--status")
+        formatted = [f"{good}  binary", f"{good} *binary", f"  \t{good}  binary", f"{good.upper()}  binary\r", f"SHA256 (binary) = {good}",
+                     f"SHA256(binary)= {good}", f"SHA256 (binary)  =\t{good}", f"\\SHA256 (binary) = {good}", f"\\{good}  binary", f"{good} binary",
+                     f"{good}\t binary", f"# comment\n\n\r\n{good}  binary", f"{good}  binary"]
+        for line in formatted:
+            with self.subTest(line=line):
+                self.check_like_coreutils(line, 0)
+                self.check_like_coreutils(f"{line}\n\\SHA256 (empty) = {empty}\n", 0)
+        for line in (f"{good} binary\n{empty}  empty\n{empty} empty\n", f"{good}  binary\n{empty} empty\n"):
+            self.check_like_coreutils(line, 0 if line.startswith(f"{good}  ") else 2, "--warn")
+        mixed = f"{good}  binary\n{wrong}  empty\n{good}  missing\n{good}  .\nnonsense\n{empty}  empty\n"
+        for options in ([], ["--quiet"], ["--status"], ["--warn"], ["--strict"], ["--ignore-missing"], ["--quiet", "--ignore-missing"]):
+            with self.subTest(options=options):
+                self.check_like_coreutils(mixed, 1, *options)
+        self.check_like_coreutils(f"{good}  missing\n", 2)
+        self.check_like_coreutils(f"{good}  missing\n", 2, "--ignore-missing")
+        self.check_like_coreutils(f"{good}  missing\n{good}  binary\n", 0, "--ignore-missing")
+        self.check_like_coreutils(f"{good}  missing\n{good}  binary\n", 2)
+        for name in ("missing", "empty"):
+            self.check_like_coreutils("", 2, name=name)
+
+    def test_check_of_several_files_and_standard_input(self):
+        good = hashlib.sha256((self.dir / "binary").read_bytes()).hexdigest()
+        self.write("a.sums", f"{good}  binary\n")
+        self.write("b.sums", f"{'0' * 64}  binary\n")
+        self.assertEqual(self.expect(1, "hash", "-c", "missing", "b.sums", "a.sums").out, "binary: FAILED\nbinary: OK\n")
+        self.assertEqual(self.expect(2, "hash", "-c", "a.sums", "missing").out, "binary: OK\n")
+        result = self.expect(2, "hash", "-c", stdin=f"{good}  -\n".encode())
+        self.assertEqual(result.err, "sealkit: standard input: no properly formatted checksum lines found\n")
+
+    def test_lines_that_name_their_algorithm_are_checked_with_it(self):
+        lines = b"".join(coreutils(name, "--tag", "binary", cwd=self.dir).stdout for name in SUMS.values())
+        self.assertEqual(self.expect(0, "hash", "--check", "-w", stdin=lines).out, "binary: OK\n" * 5)
+        result = self.expect(0, "hash", "-a", "sha1", "--check", "-w", stdin=lines)
+        self.assertEqual(result.out, "binary: OK\n")
+        self.assertIn("WARNING: 4 lines are improperly formatted", result.err)
+        ours = self.expect(0, "hash", "-a", "md5-sha1", "--tag", "binary").out
+        self.assertEqual(self.expect(0, "hash", "--check", stdin=ours.encode()).out, "binary: OK\n")
+
+    def test_hostile_lines(self):
+        good = hashlib.sha256((self.dir / "binary").read_bytes()).hexdigest()
+        result = self.expect(0, "hash", "-c", stdin=b"x" * 3_000_000 + b"\n" + b"\0" * 100 + f"\n{good}  bin\0ary\n{good}  binary\n".encode())
+        self.assertEqual(result.out, "binary: OK\n")
+        self.assertIn("WARNING: 3 lines are improperly formatted", result.err)
+        self.assertNoControls(self.expect(2, "hash", "-c", stdin=f"{good}  \x1b[2Jx\n".encode()).err)
+
+    def test_terminals_get_no_control_characters(self):
+        screen = self.on_terminal("hash", "--", os.path.join(os.fsencode(self.odd), b"bell\x07\x1b[31m"))
+        self.assertIn(b"\\x07\\x1b[31m", screen)
+        self.assertNotIn(b"\x1b", screen)
+
+    def test_long_work_shows_progress_on_a_terminal_only(self):
+        def feed(process):
+            for _ in range(8):
+                process.stdin.write(b"x" * 100_000)
+                process.stdin.flush()
+                time.sleep(0.15)
+        screen = self.on_terminal("hash", feed=feed)
+        digest = hashlib.sha256(b"x" * 800_000).hexdigest()
+        self.assertRegex(screen, rb"\r[0-9.]+ KiB +\r")
+        self.assertTrue(screen.endswith(f"\r{' ' * 40}\r{digest}  -\r\n".encode()), screen)
+        self.assertEqual(self.on_terminal("hash", "binary").count(b"KiB"), 0, "short work shows none")
+        process = subprocess.Popen([*PROGRAM, "hash"], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        feed(process)
+        out, err = process.communicate()
+        self.assertEqual((out, err), (f"{digest}  -\n".encode(), b""))
+
+    def test_examples_of_the_help_work(self):
+        self.run_examples("hash")
+        self.assertTrue((self.examples / "sums").is_file())
+
+
+if __name__ == "__main__":
+    unittest.main()

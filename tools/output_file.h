@@ -1,0 +1,54 @@
+/// Where the program puts what it makes.
+#pragma once
+
+#include <sys/types.h>
+
+#include <span>
+#include <string>
+
+/// A file that appears whole or not at all, or standard output.
+///
+/// What is written goes to a new file without a telling name beside the one that is wanted, for the owner's
+/// eyes only, and takes its place in `commit`. Whatever happens before, a failure, a full disk, SIGINT,
+/// SIGTERM or SIGHUP, nothing is left behind, and a file that was there stays as it was. A process
+/// has at most one such file at a time.
+class OutputFile {
+public:
+    /// What may be done where the file exists.
+    enum class Existing { keep, replace };
+
+    OutputFile() = default;
+    ~OutputFile();
+    OutputFile(OutputFile const&) = delete;
+    OutputFile& operator=(OutputFile const&) = delete;
+
+    /// Opens what the user named; "" and "-" are standard output. `mode` is the mode of a new file, less
+    /// what the umask takes away: 0600 for secrets. A file that is replaced keeps its mode and its owner.
+    /// Complains and returns false.
+    bool open(std::string const& path, mode_t mode, Existing existing);
+
+    /// Complains and returns false.
+    bool write(std::span<unsigned char const> bytes);
+
+    /// Brings a file to the disk and to its name. Complains and returns false.
+    bool commit();
+
+private:
+    bool complain(int error) const;
+    bool isFile() const { return !target.empty(); }
+
+    std::string name;   ///< What the user calls it.
+    std::string target; ///< Empty for standard output.
+    std::string temporary;
+    int descriptor = -1;
+    mode_t fileMode = 0;
+    Existing existing = Existing::keep;
+};
+
+/// What the help says of the two options that an `OutputFile` needs.
+inline constexpr char outputHelp[] = "write to this file, whole or not at all; - is standard output";
+inline constexpr char forceHelp[] = "replace the output file where it exists";
+
+/// Whether raw bytes would end on the terminal's screen: `path` is not given and standard output is one.
+/// "-" is taken for the wish.
+bool wouldFloodTerminal(std::string const& path);

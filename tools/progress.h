@@ -1,0 +1,29 @@
+/// A line that shows how far long work has come.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+/// Bytes done, on standard error: shown once work takes its time, and only when that is a terminal. The
+/// line is gone when the object is, or after `hide`: hide it before anything else is written.
+class Progress {
+public:
+    /// `total` is the number of bytes to come, when it is known.
+    explicit Progress(std::optional<uint64_t> total);
+    ~Progress() { hide(); }
+    Progress(Progress const&) = delete;
+    Progress& operator=(Progress const&) = delete;
+
+    void advance(uint64_t bytes);
+    void hide();
+
+private:
+    void show();
+
+    std::optional<uint64_t> total;
+    uint64_t done = 0;
+    bool const wanted;
+    bool shown = false;
+    std::chrono::steady_clock::time_point due;
+};
