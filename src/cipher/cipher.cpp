@@ -2,6 +2,7 @@
 
 #include "sealkit/cbc.h"
 #include "sealkit/detail/assert.h"
+#include "sealkit/gcm.h"
 #include "sealkit/hmac.h"
 #include "sealkit/wipe.h"
 
@@ -171,6 +172,9 @@ std::unique_ptr<Cipher> createCipher(unsigned id, std::span<unsigned char const>
             return std::make_unique<CFB128Cipher>(std::make_unique<AES128>(key.data()));
         break;
     case CipherID::AesGcm:
+        if (key.size() != 24)
+            if (auto aes = detail::makeAes(key))
+                return std::make_unique<GCMCipher>(std::move(aes));
         break;
     }
     return nullptr;

@@ -1,0 +1,82 @@
+#include "ghash.h"
+
+#include "hash/bytes.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace detail {
+namespace {
+
+/// An element as SP 800-38D section 6.3 has it: the first bit, x^0, is the highest one of `high`.
+struct Wide {
+    std::uint64_t high;
+    std::uint64_t low;
+};
+
+/// Times x, modulo x^128 + x^7 + x^2 + x + 1.
+Wide timesX(Wide v) {
+    std::uint64_t const reduction = v.low & 1 ? std::uint64_t(0xE1) << 56 : 0;
+    return {(v.high >> 1) ^ reduction, v.low >> 1 | v.high << 63};
+}
+
+} // namespace
+
+GHash::GHash(unsigned char const* h) {
+    Wide v = {loadBigEndian<std::uint64_t>(h), loadBigEndian<std::uint64_t>(h + 8)};
+    for (auto& multiples : table) {
+        multiples[0] = Element{};
+        for (unsigned bit = 8; bit != 0; bit >>= 1) {
+            unsigned char bytes[16];
+            storeBigEndian(bytes, v.high);
+            storeBigEndian(bytes + 8, v.low);
+            std::memcpy(&multiples[bit], bytes, sizeof bytes);
+            secureMemset(bytes, 0, sizeof bytes);
+            v = timesX(v);
+        }
+        for (unsigned top = 2; top < 16; top <<= 1)
+            for (unsigned rest = 1; rest < top; rest++)
+                multiples[top + rest] = multiples[top] ^ multiples[rest];
+    }
+    secureMemset(&v, 0, sizeof v);
+}
+
+GHash::~GHash() {
+    secureMemset(table, 0, sizeof table);
+    secureMemset(&y, 0, sizeof y);
+}
+
+void GHash::update(void const* data, unsigned len) {
+    auto const* in = static_cast<unsigned char const*>(data);
+    Element sum = y;
+    while (len != 0) {
+        Element block{};
+        unsigned const taken = std::min(len, 16U);
+        std::memcpy(&block, in, taken);
+        sum ^= block;
+        std::uintptr_t words[sizeof sum / sizeof(std::uintptr_t)];
+        std::memcpy(words, &sum, sizeof words);
+        sum = Element{};
+        auto const* position = table;
+        for (std::uintptr_t const word : words) {
+#pragma GCC unroll 8
+            for (unsigned i = 0; i < sizeof word; i++) {
+                constexpr unsigned lastByte = sizeof word - 1;
+                unsigned const shift = 8 * (std::endian::native == std::endian::big ? lastByte - i : i);
+                sum ^= position[0][(word >> shift >> 4) & 15] ^ position[1][(word >> shift) & 15];
+                position += 2;
+            }
+        }
+        in += taken;
+        len -= taken;
+    }
+    y = sum;
+}
+
+void GHash::digest(unsigned char* out) {
+    std::memcpy(out, &y, sizeof y);
+    y = Element{};
+}
+
+} // namespace detail
