@@ -51,6 +51,19 @@ public:
     /// critical. Extensions that are not stored are named on standard output, one line each.
     bool parse(unsigned char const* data, unsigned len);
 
+    /// Takes `name`, the whole encoding of a Name, as issuer (`X509Certificate::setIssuer`).
+    bool setIssuer(asn1::blob name);
+
+    /// The list of revoked certificates as `sign` writes it: the whole encoding, empty when the list is. An
+    /// entry that was parsed and not changed stays as it was, with extensions that have no member.
+    std::vector<unsigned char> serializeRevokedCerts();
+
+    /// Rebuilds the TBSCertList, of version 2, and brings the numbers in line with it. The extensions are
+    /// the authority key identifier, the CRL number, and then those that were parsed and have no member;
+    /// a reason code is an extension of its entry. What makes it fail beside the key: an entry without a
+    /// serial number, a date outside the years 1950 to 2049.
+    bool updateTbs(PrivateKey const& key, HashID hash) override;
+
     /// Writes all fields as text, line by line. Names are written as they are: they may hold any byte.
     void dump(std::ostream& out) const;
 
@@ -60,6 +73,9 @@ public:
 
     /// The CRL's own extensions in their order. Views into `tbs`, valid while it is unchanged.
     std::vector<X509Extension> extensions() const;
+
+private:
+    std::vector<unsigned char> issuerElement; ///< As `setIssuer` took it.
 };
 
 /// The text of a reason code. Code 7 is "remove from crl", which RFC 5280 numbers 8; 8 and all codes

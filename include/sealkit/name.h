@@ -76,8 +76,12 @@ public:
     static constexpr unsigned char otherName = 0;
     static constexpr unsigned char rfc822Name = 1;
     static constexpr unsigned char dnsName = 2;
+    static constexpr unsigned char x400Address = 3;
+    static constexpr unsigned char directoryName = 4;
+    static constexpr unsigned char ediPartyName = 5;
     static constexpr unsigned char uri = 6;
     static constexpr unsigned char ipAddress = 7;
+    static constexpr unsigned char registeredId = 8;
     static constexpr unsigned char none = 255; ///< The type of an empty name.
 
     std::string data;          ///< The content octets.

@@ -47,6 +47,22 @@ public:
     /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
     std::unique_ptr<PublicKey> parsePublicKey() const;
 
+    /// Stores the SubjectPublicKeyInfo of `key`, whose private half must sign the request.
+    void setPublicKey(PublicKey const& key);
+
+    /// Takes `name`, the whole encoding of a Name, as subject (`X509Certificate::setSubject`).
+    bool setSubject(asn1::blob name);
+
+    /// The requested extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section
+    /// 4.1), empty when there are none. The order is key usage (critical), extended key usage, subject
+    /// alternative name (critical where the subject is empty), and then those that were parsed and have no
+    /// member; what was parsed and not changed stays as it was.
+    std::vector<unsigned char> serializeExtensions() const;
+
+    /// Rebuilds the CertificationRequestInfo, with unknown attributes that were parsed. What makes it fail
+    /// beside the key: no public key, a usage bit without a name, a general name that is none.
+    bool updateTbs(PrivateKey const& key, HashID hash) override;
+
     /// Writes all fields as text, line by line, the public key at the end. Names and password are
     /// written as they are: they may hold any byte.
     void dump(std::ostream& out) const;
@@ -57,4 +73,7 @@ public:
 
     /// The requested extensions in their order. Views into `tbs`, valid while it is unchanged.
     std::vector<X509Extension> extensions() const;
+
+private:
+    std::vector<unsigned char> subjectElement; ///< As `setSubject` took it.
 };

@@ -25,6 +25,7 @@
 #include "sealkit/rc4.h"
 #include "sealkit/req.h"
 #include "sealkit/rng.h"
+#include "sealkit/signature.h"
 #include "sealkit/siv.h"
 #include "sealkit/store.h"
 #include "sealkit/timepoint.h"

@@ -4,11 +4,15 @@
 /// |-------------------|------------------------------------------------------------------|------------|
 /// | `X509Base`        | signed bytes, algorithm and signature of any signed X.509 object | 4.1.1      |
 /// | `X509Certificate` | a certificate: its fields, its extensions, its text form         | 4.1.2, 4.2 |
+/// | `calcKeyId`       | the usual subject key identifier                                 | 4.2.1.2    |
 /// | `X509Extension`   | one extension as it stands in the object                         | 4.1        |
 /// | `KeyUsage`        | the bits of `X509Certificate::keyUsage`                          | 4.2.1.3    |
 /// | `ExtKeyUsage`     | the bits of `X509Certificate::extKeyUsage`                       | 4.2.1.12   |
 ///
 /// CRLs are in crl.h, requests in req.h.
+///
+/// Making one: fill the members, then `sign` (which any object that was parsed or made may do again), then
+/// `serialize`.
 ///
 /// Parsing checks form, not trust: no signature is verified, no date compared, no usage enforced
 /// (path.h does what is done of that). What is surprising and harmless is said in one line on
@@ -68,7 +72,26 @@ public:
     AlgorithmIdentifier signatureAlgorithm;
     std::vector<unsigned char> signature; ///< The bits of the BIT STRING, without the count of unused ones.
 
+    /// The hash that signing uses when none is named: SHA-256, unless a program chooses another.
+    static HashID digestAlgo;
+
     virtual ~X509Base() = default;
+
+    /// Rebuilds `tbs` from the members, to be signed by `key` over `hash`. Usually called by `sign` alone.
+    /// False, and `tbs` as it was, when the members make no such object, or when `key` has no signature
+    /// algorithm with `hash`.
+    ///
+    /// Whatever was parsed and not changed since keeps its bytes: names, times, serial numbers, extensions
+    /// and attributes, those that the library knows nothing of included.
+    virtual bool updateTbs(PrivateKey const& key, HashID hash) = 0;
+
+    /// Rebuilds `tbs` and signs it. RSA keys sign by PKCS#1 v1.5 and EC keys by ECDSA over `hash`, and over
+    /// `digestAlgo` where that is `HashID::none`; Ed25519 keys sign with the hash that belongs to them,
+    /// whatever is named. False when `updateTbs` says so, and when `key` cannot sign (X25519, an RSA key
+    /// too short for the digest); `tbs`, algorithm and signature are then as they were.
+    bool sign(PrivateKey const& key, HashID hash);
+    bool sign(PrivateKey const& key, unsigned hash);
+    bool sign(PrivateKey const& key);
 
     /// Splits an encoded object: takes it apart into `tbs`, `signatureAlgorithm` and `signature`.
     /// False, and nothing changed, when `object` is not one SEQUENCE of a SEQUENCE, an
@@ -135,6 +158,29 @@ public:
     /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
     std::unique_ptr<PublicKey> parsePublicKey() const;
 
+    /// Stores the SubjectPublicKeyInfo of `key`. The subject key identifier stays as it is.
+    void setPublicKey(PublicKey const& key);
+
+    /// Takes `name`, the whole encoding of a Name, as issuer or subject. Its bytes are what is written,
+    /// unless the member is changed afterwards: an issuer must be the bytes of its own certificate's
+    /// subject (`subjectBytes`), which `DistinguishedName` alone does not keep. False, and nothing
+    /// changed, when it is malformed.
+    bool setIssuer(asn1::blob name);
+    bool setSubject(asn1::blob name);
+
+    /// The extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section 4.1), empty
+    /// when there are none. The order is basic constraints, key usage, extended key usage, subject and authority
+    /// key identifier, subject alternative name, name constraints, CRL distribution points (one for each
+    /// name), and then those that were parsed and have no member. Critical are basic constraints, key
+    /// usage and name constraints, and alternative names where the subject is empty; what was parsed and
+    /// not changed stays as it was.
+    std::vector<unsigned char> serializeExtensions() const;
+
+    /// Rebuilds the TBSCertificate, of version 3, and brings `serialNumber` and `selfSigned` in line with
+    /// it. What makes it fail beside the key: no serial number or no public key, a date outside the years
+    /// 1950 to 2049, a usage bit without a name, a general name that is none.
+    bool updateTbs(PrivateKey const& key, HashID hash) override;
+
     /// Writes all fields as text, line by line, the public key at the end. Names and identifiers are
     /// written as they are: they may hold any byte.
     void dump(std::ostream& out) const;
@@ -151,4 +197,12 @@ public:
 
     /// All extensions in their order, known or not. Views into `tbs`, valid while it is unchanged.
     std::vector<X509Extension> extensions() const;
+
+private:
+    std::vector<unsigned char> issuerElement;  ///< As `setIssuer` took it.
+    std::vector<unsigned char> subjectElement; ///< As `setSubject` took it.
 };
+
+/// The key identifier that most authorities use (RFC 5280, section 4.2.1.2, method 1): the SHA-1 digest of the
+/// key's own DER. Empty when `subjectPublicKeyInfo` is malformed.
+SEALKIT_API std::vector<unsigned char> calcKeyId(asn1::blob subjectPublicKeyInfo);

@@ -1,4 +1,4 @@
-#include "sealkit/name.h"
+#include "asn1/name_reader.h"
 
 #include "asn1/oids.h"
 #include "asn1/tags.h"
@@ -43,8 +43,8 @@ std::string toString(asn1::blob bytes) { return {bytes.begin(), bytes.end()}; }
 } // namespace
 
 /// Name ::= SEQUENCE OF SET OF SEQUENCE { type OBJECT IDENTIFIER, value ANY }
-bool DistinguishedName::parse(asn1::blob name) {
-    other.clear();
+bool detail::readName(asn1::blob name, DistinguishedName& to, std::ostream& notices) {
+    to.other.clear();
     asn1::parser sets(name);
     if (!sets.enter(tag::sequence))
         return false;
@@ -58,13 +58,15 @@ bool DistinguishedName::parse(asn1::blob name) {
             return false;
         if (!isStringTag(attribute.tag))
             continue;
-        if (!setAttr(type, toString(attribute.value()))) {
-            std::cout << "unknown name attr: " << oidStr(type) << std::endl;
-            other.emplace_back(set.begin(), set.end());
+        if (!to.setAttr(type, toString(attribute.value()))) {
+            notices << "unknown name attr: " << oidStr(type) << std::endl;
+            to.other.emplace_back(set.begin(), set.end());
         }
     }
     return true;
 }
+
+bool DistinguishedName::parse(asn1::blob name) { return detail::readName(name, *this, std::cout); }
 
 std::vector<unsigned char> DistinguishedName::serialize() const {
     DerEncoder encoder;

@@ -1,26 +1,7 @@
-#include "keys/key_cast.h"
+#include "sealkit/signature.h"
 #include "sealkit/oid.h"
 #include "sealkit/path.h"
 #include "sealkit/pkcs8.h"
-
-namespace {
-
-bool verifyWith(PublicKey const& key, HashID hash, asn1::blob signedBytes, asn1::blob signature) {
-    switch (key.keyType()) {
-    case KeyType::RSA:
-        return detail::keyCast<RsaPublicKey>(key)->verifyHashed(hash, calcDigest(hash, signedBytes),
-                                                                signature);
-    case KeyType::EC:
-        return detail::keyCast<EcPublicKey>(key)->verifyHashed(hash, calcDigest(hash, signedBytes),
-                                                               signature);
-    case KeyType::Ed25519:
-        return detail::keyCast<Ed25519PublicKey>(key)->verify(signedBytes, signature);
-    default:
-        return false;
-    }
-}
-
-} // namespace
 
 bool verifySignature(X509Base const* object, asn1::blob issuerKeyInfo, PathRes* result) {
     auto fail = [result](PathCode code) {
@@ -38,5 +19,5 @@ bool verifySignature(X509Base const* object, asn1::blob issuerKeyInfo, PathRes* 
         return fail(PathCode::algorithmMismatch);
 
     result->code = static_cast<std::int32_t>(PathCode::badSignature);
-    return verifyWith(*key, hash, object->tbs, object->signature);
+    return verifyMessage(*key, hash, object->tbs, object->signature);
 }

@@ -1,3 +1,4 @@
+#include "sealkit/der.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/x509.h"
 
@@ -6,7 +7,9 @@
 #include "x509/extensions.h"
 #include "x509/general_names.h"
 #include "x509/key_usage.h"
+#include "x509/writer.h"
 
+#include <algorithm>
 #include <iostream>
 #include <span>
 #include <string>
@@ -17,19 +20,22 @@ namespace tag = detail::tag;
 
 namespace {
 
+constexpr unsigned version3 = 2;
+
 /// TBSCertificate ::= SEQUENCE { version [0] EXPLICIT, serialNumber, signature, issuer, validity, subject,
 /// subjectPublicKeyInfo, extensions [3] EXPLICIT OPTIONAL } (RFC 5280, section 4.1) taken apart.
 struct Outline {
     asn1::blob serialNumber; ///< Content.
     asn1::blob algorithm;
     asn1::blob issuer;
-    asn1::blob validity; ///< Content.
+    asn1::blob notBefore;
+    asn1::blob notAfter;
     asn1::blob subject;
     asn1::blob subjectPublicKeyInfo;
     asn1::blob extensions; ///< Content of the list.
 
     bool read(asn1::blob tbs) {
-        asn1::blob content, version, wrapped;
+        asn1::blob content, version, validity, wrapped;
         if (!detail::readOnly(tbs, tag::sequence, &content))
             return false;
         asn1::parser fields(content);
@@ -37,7 +43,7 @@ struct Outline {
             !detail::takeInteger(fields, &serialNumber) ||
             !detail::takeWhole(fields, tag::sequence, &algorithm) ||
             !detail::takeWhole(fields, tag::sequence, &issuer) ||
-            !detail::take(fields, tag::sequence, &validity) ||
+            !detail::take(fields, tag::sequence, &validity) || !readValidity(validity) ||
             !detail::takeWhole(fields, tag::sequence, &subject) ||
             !detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo))
             return false;
@@ -48,10 +54,17 @@ struct Outline {
     }
 
 private:
+    /// Validity ::= SEQUENCE { notBefore Time, notAfter Time }
+    bool readValidity(asn1::blob content) {
+        asn1::parser times(content);
+        notBefore = times.takeWhole();
+        notAfter = times.takeWhole();
+        return detail::atEnd(times) && notBefore.end() <= notAfter.start;
+    }
+
     static bool isVersion3(asn1::blob version) {
-        constexpr unsigned v3 = 2;
         asn1::parser number(version);
-        return number.tag == tag::integer && number.readUInt() == v3 && detail::atEnd(number);
+        return number.tag == tag::integer && number.readUInt() == version3 && detail::atEnd(number);
     }
 };
 
@@ -74,18 +87,21 @@ bool isPassedOver(asn1::blob id) {
     return id.size() > family.size() && id.pop_front(family.size()) == family;
 }
 
+/// Where remarks on what is passed over go.
+using Notices = std::ostream&;
+
 // Each reads one extension into the certificate. False refuses the certificate.
 
-bool readKeyUsage(X509Certificate& certificate, X509Extension const& extension) {
+bool readKeyUsage(X509Certificate& certificate, X509Extension const& extension, Notices) {
     return detail::readKeyUsage(extension.value, &certificate.keyUsage);
 }
 
-bool readExtKeyUsage(X509Certificate& certificate, X509Extension const& extension) {
-    return detail::readExtKeyUsage(extension.value, &certificate.extKeyUsage);
+bool readExtKeyUsage(X509Certificate& certificate, X509Extension const& extension, Notices notices) {
+    return detail::readExtKeyUsage(extension.value, &certificate.extKeyUsage, notices);
 }
 
 /// BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE, pathLenConstraint INTEGER OPTIONAL }
-bool readBasicConstraints(X509Certificate& certificate, X509Extension const& extension) {
+bool readBasicConstraints(X509Certificate& certificate, X509Extension const& extension, Notices) {
     asn1::blob content;
     if (!detail::readOnly(extension.value, tag::sequence, &content))
         return false;
@@ -98,7 +114,7 @@ bool readBasicConstraints(X509Certificate& certificate, X509Extension const& ext
     return detail::atEnd(fields);
 }
 
-bool readSubjectKeyId(X509Certificate& certificate, X509Extension const& extension) {
+bool readSubjectKeyId(X509Certificate& certificate, X509Extension const& extension, Notices) {
     asn1::blob content;
     if (!detail::readOnly(extension.value, tag::octetString, &content))
         return false;
@@ -106,16 +122,16 @@ bool readSubjectKeyId(X509Certificate& certificate, X509Extension const& extensi
     return true;
 }
 
-bool readAuthorityKeyId(X509Certificate& certificate, X509Extension const& extension) {
+bool readAuthorityKeyId(X509Certificate& certificate, X509Extension const& extension, Notices) {
     return detail::readAuthorityKeyId(extension.value, &certificate.authorityKeyId);
 }
 
-bool readSubjectAltName(X509Certificate& certificate, X509Extension const& extension) {
+bool readSubjectAltName(X509Certificate& certificate, X509Extension const& extension, Notices) {
     return detail::readGeneralNames(extension.value, &certificate.subjectAltNames);
 }
 
 /// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] ... }
-bool readDistributionPointName(asn1::blob content, std::vector<GeneralName>* names) {
+bool readDistributionPointName(asn1::blob content, std::vector<GeneralName>* names, Notices notices) {
     asn1::parser choice(content);
     if (detail::atEnd(choice))
         return false;
@@ -124,14 +140,14 @@ bool readDistributionPointName(asn1::blob content, std::vector<GeneralName>* nam
     unsigned other = choice.tag;
     if (!choice.next() || !detail::atEnd(choice))
         return false;
-    std::cout << "unsupported attribute: " << std::to_string(other) << " in CRL DistributionPoint"
-              << std::endl;
+    notices << "unsupported attribute: " << std::to_string(other) << " in CRL DistributionPoint" << std::endl;
     return true;
 }
 
 /// CRLDistributionPoints ::= SEQUENCE OF SEQUENCE { distributionPoint [0] OPTIONAL, reasons [1] OPTIONAL,
 /// cRLIssuer [2] OPTIONAL }
-bool readCrlDistributionPoints(X509Certificate& certificate, X509Extension const& extension) {
+bool readCrlDistributionPoints(X509Certificate& certificate, X509Extension const& extension,
+                               Notices notices) {
     asn1::blob list, content, name;
     if (!detail::readOnly(extension.value, tag::sequence, &list))
         return false;
@@ -139,7 +155,7 @@ bool readCrlDistributionPoints(X509Certificate& certificate, X509Extension const
     while (detail::take(points, tag::sequence, &content)) {
         asn1::parser fields(content);
         if (detail::take(fields, tag::constructed(0), &name) &&
-            !readDistributionPointName(name, &certificate.crlDistributionPoints))
+            !readDistributionPointName(name, &certificate.crlDistributionPoints, notices))
             return false;
         detail::skipOptional(fields, tag::primitive(1));
         detail::skipOptional(fields, tag::constructed(2));
@@ -150,14 +166,15 @@ bool readCrlDistributionPoints(X509Certificate& certificate, X509Extension const
 }
 
 /// Says that an extension, or a part of it, is not enforced. A critical one refuses the certificate.
-bool isUnsupportedAccepted(char const* what, bool critical) {
-    std::cout << "unsupported ext: " << what << ", critical: " << (critical ? '1' : '0') << std::endl;
+bool isUnsupportedAccepted(char const* what, bool critical, Notices notices) {
+    notices << "unsupported ext: " << what << ", critical: " << (critical ? '1' : '0') << std::endl;
     return !critical;
 }
 
 /// GeneralSubtrees ::= SEQUENCE OF SEQUENCE { base GeneralName, minimum [0] DEFAULT 0, maximum [1] OPTIONAL },
 /// tagged as `field`. The first is kept.
-bool readSubtrees(asn1::parser& fields, unsigned field, bool critical, GeneralName* constraint) {
+bool readSubtrees(asn1::parser& fields, unsigned field, bool critical, GeneralName* constraint,
+                  Notices notices) {
     if (fields.tag != field)
         return true;
     asn1::blob list, content;
@@ -180,39 +197,39 @@ bool readSubtrees(asn1::parser& fields, unsigned field, bool critical, GeneralNa
     if (!detail::atEnd(subtrees) || count == 0)
         return false;
     if (count > 1) {
-        std::cout << "multiple name contraints not supported" << std::endl;
+        notices << "multiple name contraints not supported" << std::endl;
         if (critical)
             return false;
     }
     constexpr unsigned char dnsName = 2;
-    return constraint->type == dnsName || isUnsupportedAccepted("name constraints", critical);
+    return constraint->type == dnsName || isUnsupportedAccepted("name constraints", critical, notices);
 }
 
 /// NameConstraints ::= SEQUENCE { permittedSubtrees [0] OPTIONAL, excludedSubtrees [1] OPTIONAL }
-bool readNameConstraints(X509Certificate& certificate, X509Extension const& extension) {
+bool readNameConstraints(X509Certificate& certificate, X509Extension const& extension, Notices notices) {
     asn1::blob content;
     if (!detail::readOnly(extension.value, tag::sequence, &content))
         return false;
     asn1::parser fields(content);
-    return readSubtrees(fields, tag::constructed(0), extension.critical,
-                        &certificate.nameConstraintPermitted) &&
-           readSubtrees(fields, tag::constructed(1), extension.critical,
-                        &certificate.nameConstraintExcluded) &&
+    return readSubtrees(fields, tag::constructed(0), extension.critical, &certificate.nameConstraintPermitted,
+                        notices) &&
+           readSubtrees(fields, tag::constructed(1), extension.critical, &certificate.nameConstraintExcluded,
+                        notices) &&
            detail::atEnd(fields);
 }
 
-bool readPolicyConstraints(X509Certificate&, X509Extension const& extension) {
-    return isUnsupportedAccepted("policy constraints", extension.critical);
+bool readPolicyConstraints(X509Certificate&, X509Extension const& extension, Notices notices) {
+    return isUnsupportedAccepted("policy constraints", extension.critical, notices);
 }
 
-bool readInhibitAnyPolicy(X509Certificate&, X509Extension const& extension) {
-    return isUnsupportedAccepted("inhibit any policy", extension.critical);
+bool readInhibitAnyPolicy(X509Certificate&, X509Extension const& extension, Notices notices) {
+    return isUnsupportedAccepted("inhibit any policy", extension.critical, notices);
 }
 
-bool readExtension(X509Certificate& certificate, X509Extension const& extension) {
+bool readExtension(X509Certificate& certificate, X509Extension const& extension, Notices notices) {
     static constexpr struct {
         std::span<unsigned char const> oid;
-        bool (*read)(X509Certificate&, X509Extension const&);
+        bool (*read)(X509Certificate&, X509Extension const&, Notices);
     } readers[] = {
         {oid::keyUsage, readKeyUsage},
         {oid::extKeyUsage, readExtKeyUsage},
@@ -227,17 +244,70 @@ bool readExtension(X509Certificate& certificate, X509Extension const& extension)
     };
     for (auto const& reader : readers)
         if (asn1::blob(reader.oid) == extension.oid)
-            return reader.read(certificate, extension);
+            return reader.read(certificate, extension, notices);
     if (isPassedOver(extension.oid))
         return true;
-    std::cout << "unknown ext id=" << oidStr(extension.oid) << std::endl;
+    notices << "unknown ext id=" << oidStr(extension.oid) << std::endl;
     return !extension.critical;
 }
 
-/// Validity ::= SEQUENCE { notBefore Time, notAfter Time }
-bool readValidity(asn1::blob content, TimePoint* notBefore, TimePoint* notAfter) {
-    asn1::parser times(content);
-    return notBefore->parse(times) && notAfter->parse(times) && detail::atEnd(times);
+// The other way round. Empty for an extension that is absent.
+
+std::vector<unsigned char> encodeBasicConstraints(unsigned char basicConstraints) {
+    if (basicConstraints == 0)
+        return {};
+    DerEncoder encoder;
+    encoder.begin(tag::sequence);
+    if (basicConstraints == 1)
+        encoder.addBool(tag::boolean, true);
+    return encoder.end().take();
+}
+
+std::vector<unsigned char> encodeNameConstraints(GeneralName const& permitted, GeneralName const& excluded) {
+    if (permitted.type == GeneralName::none && excluded.type == GeneralName::none)
+        return {};
+    DerEncoder encoder;
+    encoder.begin(tag::sequence);
+    auto const add = [&encoder](unsigned field, GeneralName const& name) {
+        if (name.type != GeneralName::none)
+            encoder.begin(field).begin(tag::sequence).addEncoded(name.serialize()).end().end();
+    };
+    add(tag::constructed(0), permitted);
+    add(tag::constructed(1), excluded);
+    return encoder.end().take();
+}
+
+/// A point for each name: several names in one point would be several ways to the same list.
+std::vector<unsigned char> encodeCrlDistributionPoints(std::vector<GeneralName> const& names) {
+    if (names.empty())
+        return {};
+    DerEncoder encoder;
+    encoder.begin(tag::sequence);
+    for (GeneralName const& name : names)
+        encoder.begin(tag::sequence)
+            .begin(tag::constructed(0))
+            .begin(tag::constructed(0))
+            .addEncoded(name.serialize())
+            .end()
+            .end()
+            .end();
+    return encoder.end().take();
+}
+
+/// Whether all that the members say can be written. An address in a name constraint has its mask behind it.
+bool hasWritableExtensions(X509Certificate const& certificate) {
+    auto const isWritableConstraint = [](GeneralName const& name) {
+        return name.type == GeneralName::none || detail::isWritable(name) ||
+               (name.type == GeneralName::ipAddress && (name.data.size() == 8 || name.data.size() == 32));
+    };
+    return detail::isNamedKeyUsage(certificate.keyUsage) &&
+           detail::isNamedExtKeyUsage(certificate.extKeyUsage) &&
+           std::all_of(certificate.subjectAltNames.begin(), certificate.subjectAltNames.end(),
+                       detail::isWritable) &&
+           std::all_of(certificate.crlDistributionPoints.begin(), certificate.crlDistributionPoints.end(),
+                       detail::isWritable) &&
+           isWritableConstraint(certificate.nameConstraintPermitted) &&
+           isWritableConstraint(certificate.nameConstraintExcluded);
 }
 
 void dumpConstraint(std::ostream& out, char const* title, GeneralName const& constraint) {
@@ -259,8 +329,8 @@ bool X509Certificate::parse(unsigned char const* data, unsigned len) {
     // RFC 5280, section 4.1.1.2: both must be the same, or the unsigned one could be exchanged.
     if (outline.algorithm != asn1::blob(unpackedAlgorithm))
         return false;
-    if (!issuer.parse(outline.issuer) || !readValidity(outline.validity, &notBefore, &notAfter) ||
-        !subject.parse(outline.subject))
+    if (!issuer.parse(outline.issuer) || !detail::readTime(outline.notBefore, &notBefore) ||
+        !detail::readTime(outline.notAfter, &notAfter) || !subject.parse(outline.subject))
         return false;
     serialNumber = detail::copyOf(outline.serialNumber);
     subjectPublicKeyInfo = detail::copyOf(outline.subjectPublicKeyInfo);
@@ -269,7 +339,7 @@ bool X509Certificate::parse(unsigned char const* data, unsigned len) {
     if (!detail::readExtensions(outline.extensions, &list))
         return false;
     for (X509Extension const& extension : list)
-        if (!readExtension(*this, extension))
+        if (!readExtension(*this, extension, std::cout))
             return false;
     selfSigned =
         outline.issuer == outline.subject && (authorityKeyId.empty() || authorityKeyId == subjectKeyId);
@@ -278,6 +348,84 @@ bool X509Certificate::parse(unsigned char const* data, unsigned len) {
 
 std::unique_ptr<PublicKey> X509Certificate::parsePublicKey() const {
     return parsePkcs8PublicKey(subjectPublicKeyInfo);
+}
+
+void X509Certificate::setPublicKey(PublicKey const& key) { subjectPublicKeyInfo = encodePkcs8PublicKey(key); }
+
+bool X509Certificate::setIssuer(asn1::blob name) { return detail::takeName(name, &issuer, &issuerElement); }
+
+bool X509Certificate::setSubject(asn1::blob name) {
+    return detail::takeName(name, &subject, &subjectElement);
+}
+
+std::vector<unsigned char> X509Certificate::serializeExtensions() const {
+    std::vector<X509Extension> const before = extensions();
+    std::ostream silence(nullptr);
+    X509Certificate was;
+    for (X509Extension const& extension : before)
+        readExtension(was, extension, silence);
+
+    detail::ExtensionWriter list(before);
+    list.add(oid::basicConstraints, basicConstraints == was.basicConstraints, true,
+             encodeBasicConstraints(basicConstraints));
+    list.add(oid::keyUsage, keyUsage == was.keyUsage, true, detail::encodeKeyUsage(keyUsage));
+    list.add(oid::extKeyUsage, extKeyUsage == was.extKeyUsage, false, detail::encodeExtKeyUsage(extKeyUsage));
+    list.add(oid::subjectKeyIdentifier, subjectKeyId == was.subjectKeyId, false,
+             detail::encodeOctets(subjectKeyId));
+    list.add(oid::authorityKeyIdentifier, authorityKeyId == was.authorityKeyId, false,
+             detail::encodeAuthorityKeyId(authorityKeyId));
+    list.add(oid::subjectAltName, detail::isSame(subjectAltNames, was.subjectAltNames),
+             subject.empty() && subject.other.empty(), detail::encodeGeneralNames(subjectAltNames));
+    list.add(oid::nameConstraints,
+             detail::isSame(nameConstraintPermitted, was.nameConstraintPermitted) &&
+                 detail::isSame(nameConstraintExcluded, was.nameConstraintExcluded),
+             true, encodeNameConstraints(nameConstraintPermitted, nameConstraintExcluded));
+    list.add(oid::crlDistributionPoints, detail::isSame(crlDistributionPoints, was.crlDistributionPoints),
+             false, encodeCrlDistributionPoints(crlDistributionPoints));
+    return list.finish();
+}
+
+bool X509Certificate::updateTbs(PrivateKey const& key, HashID hash) {
+    AlgorithmIdentifier const algorithm = detail::signatureAlgorithmOf(key, hash);
+    if (algorithm.oid.empty() || serialNumber.empty() || subjectPublicKeyInfo.empty() ||
+        !hasWritableExtensions(*this))
+        return false;
+    Outline before;
+    if (!before.read(tbs))
+        before = Outline();
+    std::vector<unsigned char> number = detail::encodeNumber(serialNumber, before.serialNumber);
+    std::vector<unsigned char> const issuerName =
+        detail::encodeName(issuer, issuerElement.empty() ? before.issuer : asn1::blob(issuerElement));
+    std::vector<unsigned char> const subjectName =
+        detail::encodeName(subject, subjectElement.empty() ? before.subject : asn1::blob(subjectElement));
+
+    DerEncoder to;
+    to.begin(tag::sequence).begin(tag::constructed(0)).addInteger(version3).end();
+    to.add(tag::integer, number);
+    save(algorithm, to);
+    to.addEncoded(issuerName).begin(tag::sequence);
+    if (!detail::addTime(to, notBefore, before.notBefore) || !detail::addTime(to, notAfter, before.notAfter))
+        return false;
+    to.end().addEncoded(subjectName).addEncoded(subjectPublicKeyInfo);
+    std::vector<unsigned char> const list = serializeExtensions();
+    if (!list.empty())
+        to.begin(tag::constructed(3)).addEncoded(list).end();
+    tbs = to.end().take();
+
+    serialNumber = std::move(number);
+    selfSigned = issuerName == subjectName && (authorityKeyId.empty() || authorityKeyId == subjectKeyId);
+    return true;
+}
+
+std::vector<unsigned char> calcKeyId(asn1::blob subjectPublicKeyInfo) {
+    asn1::blob content, algorithm, key;
+    if (!detail::readOnly(subjectPublicKeyInfo, tag::sequence, &content))
+        return {};
+    asn1::parser fields(content);
+    if (!detail::take(fields, tag::sequence, &algorithm) || !detail::take(fields, tag::bitString, &key) ||
+        !detail::atEnd(fields) || key.empty())
+        return {};
+    return calcDigest(HashID::SHA1, bitStringContent(key));
 }
 
 asn1::blob X509Certificate::issuerBytes() const {

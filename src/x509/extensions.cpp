@@ -59,6 +59,11 @@ bool readExtensions(asn1::blob list, std::vector<X509Extension>* extensions) {
     return atEnd(elements) && !hasRepeatedOid(*extensions);
 }
 
+bool readTime(asn1::blob element, TimePoint* time) {
+    asn1::parser reader(element);
+    return time->parse(reader) && atEnd(reader);
+}
+
 bool readAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* keyId) {
     asn1::blob content;
     if (!readOnly(value, tag::sequence, &content))

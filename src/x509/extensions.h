@@ -26,6 +26,9 @@ std::vector<X509Extension> listExtensions(asn1::blob tbs) {
 /// Takes a BOOLEAN: one octet, of which anything but 0 is true (X.690, section 8.2).
 bool takeBoolean(asn1::parser& level, bool* flag);
 
+/// Reads `element`, a whole Time (RFC 5280, section 4.1.2.5).
+bool readTime(asn1::blob element, TimePoint* time);
+
 /// Reads the keyIdentifier of an AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1); without one
 /// `*keyId` is left alone. False when it is malformed.
 bool readAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* keyId);

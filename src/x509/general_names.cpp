@@ -1,5 +1,7 @@
 #include "x509/general_names.h"
 
+#include "sealkit/der.h"
+
 #include "asn1/element.h"
 
 #include <ostream>
@@ -34,6 +36,35 @@ bool appendGeneralNames(asn1::blob content, std::vector<GeneralName>* names) {
 bool readGeneralNames(asn1::blob value, std::vector<GeneralName>* names) {
     asn1::blob content;
     return readOnly(value, tag::sequence, &content) && appendGeneralNames(content, names);
+}
+
+bool isWritable(GeneralName const& name) {
+    constexpr unsigned char constructed = 0x20;
+    switch (name.type) {
+    case GeneralName::ipAddress:
+        return name.data.size() == 4 || name.data.size() == 16;
+    case GeneralName::rfc822Name:
+    case GeneralName::dnsName:
+    case GeneralName::uri:
+    case GeneralName::registeredId:
+    case GeneralName::otherName | constructed:
+    case GeneralName::x400Address | constructed:
+    case GeneralName::directoryName | constructed:
+    case GeneralName::ediPartyName | constructed:
+        return true;
+    default:
+        return false;
+    }
+}
+
+std::vector<unsigned char> encodeGeneralNames(std::vector<GeneralName> const& names) {
+    if (names.empty())
+        return {};
+    DerEncoder encoder;
+    encoder.begin(tag::sequence);
+    for (GeneralName const& name : names)
+        encoder.addEncoded(name.serialize());
+    return encoder.end().take();
 }
 
 void dumpGeneralName(std::ostream& out, char const* indent, GeneralName const& name) {

@@ -20,6 +20,13 @@ bool appendGeneralNames(asn1::blob content, std::vector<GeneralName>* names);
 /// The same with the SEQUENCE around it.
 bool readGeneralNames(asn1::blob value, std::vector<GeneralName>* names);
 
+/// Whether a name has one of the choices of GeneralName, with the constructed bit where it belongs, and an
+/// address the length of one.
+bool isWritable(GeneralName const& name);
+
+/// GeneralNames; empty for no names.
+std::vector<unsigned char> encodeGeneralNames(std::vector<GeneralName> const& names);
+
 /// Writes a name as a line: `indent`, the text of its type, ": " and its data.
 void dumpGeneralName(std::ostream& out, char const* indent, GeneralName const& name);
 

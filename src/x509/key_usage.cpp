@@ -1,12 +1,14 @@
 #include "x509/key_usage.h"
 
+#include "sealkit/der.h"
 #include "sealkit/x509.h"
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
 
-#include <iostream>
+#include <bit>
 #include <iterator>
+#include <ostream>
 #include <span>
 
 namespace oid = detail::oid;
@@ -78,7 +80,7 @@ bool readKeyUsage(asn1::blob value, unsigned* bits) {
     return true;
 }
 
-bool readExtKeyUsage(asn1::blob value, unsigned* bits) {
+bool readExtKeyUsage(asn1::blob value, unsigned* bits, std::ostream& notices) {
     asn1::blob content, usage;
     if (!readOnly(value, tag::sequence, &content))
         return false;
@@ -87,10 +89,36 @@ bool readExtKeyUsage(asn1::blob value, unsigned* bits) {
     while (take(usages, tag::oid, &usage)) {
         unsigned bit = getExtKeyUsageBit(usage);
         if (bit == 0)
-            std::cout << "unknown extended key usage " << oidStr(usage) << std::endl;
+            notices << "unknown extended key usage " << oidStr(usage) << std::endl;
         *bits |= bit;
     }
     return atEnd(usages);
+}
+
+bool isNamedKeyUsage(unsigned bits) { return bits >> std::size(keyUsages) == 0; }
+bool isNamedExtKeyUsage(unsigned bits) { return bits >> std::size(extKeyUsages) == 0; }
+
+std::vector<unsigned char> encodeKeyUsage(unsigned bits) {
+    if (bits == 0 || !isNamedKeyUsage(bits))
+        return {};
+    unsigned const last = static_cast<unsigned>(std::bit_width(bits)) - 1;
+    std::vector<unsigned char> content(1 + last / 8 + 1);
+    content[0] = static_cast<unsigned char>(7 - last % 8); // Unused bits.
+    for (unsigned i = 0; i <= last; i++)
+        if (bits >> i & 1)
+            content[1 + i / 8] = static_cast<unsigned char>(content[1 + i / 8] | 0x80u >> i % 8);
+    return DerEncoder().add(tag::bitString, content).take();
+}
+
+std::vector<unsigned char> encodeExtKeyUsage(unsigned bits) {
+    if (bits == 0 || !isNamedExtKeyUsage(bits))
+        return {};
+    DerEncoder encoder;
+    encoder.begin(tag::sequence);
+    for (unsigned i = 0; i < std::size(extKeyUsages); i++)
+        if (bits >> i & 1)
+            encoder.addOid(extKeyUsages[i].oid);
+    return encoder.end().take();
 }
 
 } // namespace detail

@@ -3,6 +3,9 @@
 
 #include "sealkit/blob.h"
 
+#include <iosfwd>
+#include <vector>
+
 namespace detail {
 
 /// KeyUsage ::= BIT STRING (RFC 5280, section 4.2.1.3) as bits of `KeyUsage`. Bits that have no name are
@@ -10,8 +13,16 @@ namespace detail {
 bool readKeyUsage(asn1::blob value, unsigned* bits);
 
 /// ExtKeyUsageSyntax ::= SEQUENCE OF OBJECT IDENTIFIER (RFC 5280, section 4.2.1.12) as bits of
-/// `ExtKeyUsage`. Unknown usages are named on standard output. False when it is malformed.
-bool readExtKeyUsage(asn1::blob value, unsigned* bits);
+/// `ExtKeyUsage`. Unknown usages are named on `notices`. False when it is malformed.
+bool readExtKeyUsage(asn1::blob value, unsigned* bits, std::ostream& notices);
+
+/// Both the other way round; empty when there is no bit to write, or one that has no name. Named bits are
+/// written without zeros behind the last one (X.690, section 11.2.2).
+std::vector<unsigned char> encodeKeyUsage(unsigned bits);
+std::vector<unsigned char> encodeExtKeyUsage(unsigned bits);
+/// Whether each bit has a name.
+bool isNamedKeyUsage(unsigned bits);
+bool isNamedExtKeyUsage(unsigned bits);
 
 /// Both words in the one that `X509Certificate::dumpKeyUsage` takes.
 constexpr unsigned combineKeyUsage(unsigned keyUsage, unsigned extKeyUsage) {

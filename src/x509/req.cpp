@@ -1,5 +1,6 @@
 #include "sealkit/req.h"
 
+#include "sealkit/der.h"
 #include "sealkit/pkcs8.h"
 
 #include "asn1/element.h"
@@ -7,7 +8,9 @@
 #include "x509/extensions.h"
 #include "x509/general_names.h"
 #include "x509/key_usage.h"
+#include "x509/writer.h"
 
+#include <algorithm>
 #include <iostream>
 #include <utility>
 
@@ -15,6 +18,8 @@ namespace oid = detail::oid;
 namespace tag = detail::tag;
 
 namespace {
+
+constexpr unsigned version1 = 0;
 
 /// CertificationRequestInfo ::= SEQUENCE { version, subject, subjectPKInfo, attributes [0] IMPLICIT SET OF
 /// Attribute } (RFC 2986, section 4.1) taken apart.
@@ -62,6 +67,38 @@ bool isString(unsigned elementTag) {
     }
 }
 
+/// X.680, section 41.4.
+bool isPrintableString(std::string_view text) {
+    constexpr std::string_view others = " '()+,-./:=?";
+    return std::all_of(text.begin(), text.end(), [&](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               others.find(c) != std::string_view::npos;
+    });
+}
+
+/// RFC 3629, section 4.
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        unsigned const first = static_cast<unsigned char>(text[0]);
+        size_t const length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        if ((first >= 0x80 && first < 0xC2) || first > 0xF4 || text.size() < length)
+            return false;
+        unsigned point = length == 1 ? first : first & (0x7Fu >> length);
+        for (size_t i = 1; i < length; i++) {
+            unsigned const next = static_cast<unsigned char>(text[i]);
+            if ((next & 0xC0) != 0x80)
+                return false;
+            point = point << 6 | (next & 0x3F);
+        }
+        bool const isSurrogate = point >= 0xD800 && point <= 0xDFFF;
+        if ((length == 3 && point < 0x800) || (length == 4 && point < 0x10000) || point > 0x10FFFF ||
+            isSurrogate)
+            return false;
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 /// The one value of a challengePassword attribute (RFC 2985, section 5.4.1).
 bool readChallengePassword(asn1::blob values, std::string* password) {
     asn1::parser value(values);
@@ -72,20 +109,43 @@ bool readChallengePassword(asn1::blob values, std::string* password) {
     return detail::atEnd(value);
 }
 
+/// An attribute with one value.
+std::vector<unsigned char> encodeAttribute(asn1::blob type, asn1::blob value) {
+    return DerEncoder()
+        .begin(tag::sequence)
+        .addOid(type)
+        .begin(tag::set)
+        .addEncoded(value)
+        .end()
+        .end()
+        .take();
+}
+
+/// Empty for no password. PrintableString where it can be (RFC 2985, section 5.4.1); octets that are no
+/// UTF-8 are a T61String, which claims the least about them.
+std::vector<unsigned char> encodeChallengePassword(std::string const& password) {
+    if (password.empty())
+        return {};
+    unsigned const stringTag = isPrintableString(password) ? tag::printableString
+                               : isUtf8(password)          ? tag::utf8String
+                                                           : tag::t61String;
+    return encodeAttribute(oid::challengePassword, DerEncoder().add(stringTag, password).take());
+}
+
 /// The one value of an extensionRequest attribute (RFC 2985, section 5.4.2).
 bool readExtensionRequest(asn1::blob values, std::vector<X509Extension>* extensions) {
     asn1::blob list;
     return detail::readOnly(values, tag::sequence, &list) && detail::readExtensions(list, extensions);
 }
 
-bool readExtension(X509Req& request, X509Extension const& extension) {
+bool readExtension(X509Req& request, X509Extension const& extension, std::ostream& notices) {
     if (extension.oid == asn1::blob(oid::subjectAltName))
         return detail::readGeneralNames(extension.value, &request.subjectAltNames);
     if (extension.oid == asn1::blob(oid::keyUsage))
         return detail::readKeyUsage(extension.value, &request.keyUsage);
     if (extension.oid == asn1::blob(oid::extKeyUsage))
-        return detail::readExtKeyUsage(extension.value, &request.extKeyUsage);
-    std::cout << "unknown ext id=" << oidStr(extension.oid) << std::endl;
+        return detail::readExtKeyUsage(extension.value, &request.extKeyUsage, notices);
+    notices << "unknown ext id=" << oidStr(extension.oid) << std::endl;
     return true;
 }
 
@@ -125,13 +185,76 @@ bool X509Req::parseReq(asn1::blob request) {
     if (!detail::atEnd(attributes))
         return false;
     for (X509Extension const& extension : list)
-        if (!readExtension(*this, extension))
+        if (!readExtension(*this, extension, std::cout))
             return false;
     return true;
 }
 
 std::unique_ptr<PublicKey> X509Req::parsePublicKey() const {
     return parsePkcs8PublicKey(subjectPublicKeyInfo);
+}
+
+void X509Req::setPublicKey(PublicKey const& key) { subjectPublicKeyInfo = encodePkcs8PublicKey(key); }
+
+bool X509Req::setSubject(asn1::blob name) { return detail::takeName(name, &subject, &subjectElement); }
+
+std::vector<unsigned char> X509Req::serializeExtensions() const {
+    std::vector<X509Extension> const before = extensions();
+    std::ostream silence(nullptr);
+    X509Req was;
+    for (X509Extension const& extension : before)
+        readExtension(was, extension, silence);
+
+    detail::ExtensionWriter list(before);
+    list.add(oid::keyUsage, keyUsage == was.keyUsage, true, detail::encodeKeyUsage(keyUsage));
+    list.add(oid::extKeyUsage, extKeyUsage == was.extKeyUsage, false, detail::encodeExtKeyUsage(extKeyUsage));
+    list.add(oid::subjectAltName, detail::isSame(subjectAltNames, was.subjectAltNames),
+             subject.empty() && subject.other.empty(), detail::encodeGeneralNames(subjectAltNames));
+    return list.finish();
+}
+
+bool X509Req::updateTbs(PrivateKey const& key, HashID hash) {
+    if (detail::signatureAlgorithmOf(key, hash).oid.empty() || subjectPublicKeyInfo.empty() ||
+        !detail::isNamedKeyUsage(keyUsage) || !detail::isNamedExtKeyUsage(extKeyUsage) ||
+        !std::all_of(subjectAltNames.begin(), subjectAltNames.end(), detail::isWritable))
+        return false;
+    Outline before;
+    if (!before.read(tbs))
+        before = Outline();
+
+    // The elements of a SET OF stand in the order of their encodings (X.690, section 11.6).
+    std::vector<std::vector<unsigned char>> attributes;
+    std::vector<unsigned char> password = encodeChallengePassword(challengePassword);
+    asn1::parser attributesBefore(before.attributes);
+    asn1::blob element;
+    while (detail::takeWhole(attributesBefore, tag::sequence, &element)) {
+        asn1::blob content;
+        Attribute attribute;
+        if (!detail::readOnly(element, tag::sequence, &content) || !attribute.read(content) ||
+            attribute.type == asn1::blob(oid::extensionRequest))
+            continue;
+        std::string was;
+        if (attribute.type != asn1::blob(oid::challengePassword))
+            attributes.push_back(detail::copyOf(element));
+        else if (readChallengePassword(attribute.values, &was) && was == challengePassword)
+            password = detail::copyOf(element);
+    }
+    if (!password.empty())
+        attributes.push_back(std::move(password));
+    std::vector<unsigned char> const list = serializeExtensions();
+    if (!list.empty())
+        attributes.push_back(encodeAttribute(oid::extensionRequest, list));
+    std::sort(attributes.begin(), attributes.end());
+
+    DerEncoder to;
+    to.begin(tag::sequence).addInteger(version1);
+    to.addEncoded(
+        detail::encodeName(subject, subjectElement.empty() ? before.subject : asn1::blob(subjectElement)));
+    to.addEncoded(subjectPublicKeyInfo).begin(tag::constructed(0));
+    for (std::vector<unsigned char> const& attribute : attributes)
+        to.addEncoded(attribute);
+    tbs = to.end().end().take();
+    return true;
 }
 
 asn1::blob X509Req::subjectBytes() const {

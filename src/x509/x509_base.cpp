@@ -1,8 +1,10 @@
 #include "sealkit/x509.h"
 
 #include "sealkit/der.h"
+#include "sealkit/signature.h"
 
 #include "asn1/element.h"
+#include "x509/writer.h"
 
 namespace {
 
@@ -28,6 +30,30 @@ void addSignature(DerEncoder& to, asn1::blob signature, asn1::blob element) {
 }
 
 } // namespace
+
+HashID X509Base::digestAlgo = HashID::SHA256;
+
+bool X509Base::sign(PrivateKey const& key, HashID hash) {
+    if (key.keyType() == KeyType::Ed25519)
+        hash = HashID::none;
+    else if (hash == HashID::none)
+        hash = digestAlgo;
+    std::vector<unsigned char> before = tbs;
+    if (!updateTbs(key, hash))
+        return false;
+    std::vector<unsigned char> made = signMessage(key, hash, tbs);
+    if (made.empty()) {
+        tbs = std::move(before);
+        return false;
+    }
+    signatureAlgorithm = detail::signatureAlgorithmOf(key, hash);
+    signature = std::move(made);
+    return true;
+}
+
+bool X509Base::sign(PrivateKey const& key, unsigned hash) { return sign(key, static_cast<HashID>(hash)); }
+
+bool X509Base::sign(PrivateKey const& key) { return sign(key, digestAlgo); }
 
 bool X509Base::unpackObj(asn1::blob object) {
     namespace tag = detail::tag;

@@ -1,0 +1,33 @@
+/// Signatures by whatever key a file or certificate holds.
+///
+/// | key        | signs                              | form of the signature                       |
+/// |------------|------------------------------------|---------------------------------------------|
+/// | RSA        | a digest, PKCS#1 v1.5 (RFC 8017)   | as many bytes as the modulus has            |
+/// | EC         | a digest, ECDSA (FIPS 186-5)       | DER of SEQUENCE { r, s } (RFC 5480, A)      |
+/// | Ed25519    | the whole message (RFC 8032)       | 64 bytes                                    |
+/// | X25519     | nothing                            |                                             |
+///
+/// Who has the message and not its digest uses `signMessage` and `verifyMessage`, which serve all of them.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/hash.h"
+#include "sealkit/keys.h"
+
+#include <vector>
+
+/// The signature of `digest`, which was made with `hash`, by an RSA or EC key. Empty for other keys, and
+/// when the key's own `signHashed` fails.
+SEALKIT_API std::vector<unsigned char> signHashed(PrivateKey const& key, HashID hash, asn1::blob digest);
+
+/// Whether `signature` is that of `digest`, which was made with `hash`, under an RSA or EC key. False for
+/// other keys.
+SEALKIT_API bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature);
+
+/// The signature of `message` by an RSA or EC key over its digest by `hash`, or by an Ed25519 key, which
+/// brings its own hash: `hash` is not looked at. Empty when there is none.
+SEALKIT_API std::vector<unsigned char> signMessage(PrivateKey const& key, HashID hash, asn1::blob message);
+
+/// Whether `signature` is that of `message`.
+SEALKIT_API bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature);
