@@ -79,10 +79,10 @@ constexpr ColumnTables unmix = columnTables([](unsigned char i) {
 
 /// The column of the first byte of `a`, the second of `b`, the third of `c` and the fourth of `d`, each looked up:
 /// with the right choice of columns this is ShiftRows (section 5.1.2) or its inverse too.
-inline Word lookUp(ByteTable const& table, Word a, Word b, Word c, Word d) {
+[[gnu::always_inline]] inline Word lookUp(ByteTable const& table, Word a, Word b, Word c, Word d) {
     return column(table[a >> 24], table[b >> 16 & 0xff], table[c >> 8 & 0xff], table[d & 0xff]);
 }
-inline Word lookUp(ColumnTables const& tables, Word a, Word b, Word c, Word d) {
+[[gnu::always_inline]] inline Word lookUp(ColumnTables const& tables, Word a, Word b, Word c, Word d) {
     return tables[0][a >> 24] ^ tables[1][b >> 16 & 0xff] ^ tables[2][c >> 8 & 0xff] ^ tables[3][d & 0xff];
 }
 
@@ -102,7 +102,7 @@ struct State {
     }
 
     /// SubBytes, ShiftRows and, with the column tables, MixColumns; AddRoundKey.
-    void round(auto const& table, Word const* key) {
+    [[gnu::always_inline]] void round(auto const& table, Word const* key) {
         Word const newA = lookUp(table, a, b, c, d) ^ key[0];
         Word const newB = lookUp(table, b, c, d, a) ^ key[1];
         Word const newC = lookUp(table, c, d, a, b) ^ key[2];
@@ -111,7 +111,7 @@ struct State {
     }
 
     /// InvShiftRows, InvSubBytes, AddRoundKey.
-    void inverseRound(Word const* key) {
+    [[gnu::always_inline]] void inverseRound(Word const* key) {
         Word const newA = lookUp(unsubstitute, a, d, c, b) ^ key[0];
         Word const newB = lookUp(unsubstitute, b, a, d, c) ^ key[1];
         Word const newC = lookUp(unsubstitute, c, b, a, d) ^ key[2];
@@ -119,9 +119,12 @@ struct State {
         a = newA, b = newB, c = newC;
     }
 
-    void unmixColumns() {
-        for (Word* const each : {&a, &b, &c, &d})
-            *each = lookUp(unmix, *each, *each, *each, *each);
+    /// InvMixColumns.
+    [[gnu::always_inline]] void unmixColumns() {
+        a = lookUp(unmix, a, a, a, a);
+        b = lookUp(unmix, b, b, b, b);
+        c = lookUp(unmix, c, c, c, c);
+        d = lookUp(unmix, d, d, d, d);
     }
 
     Word a, b, c, d;
