@@ -517,7 +517,7 @@ inline Digit multiplyBy(Digit* a, size_t n, Digit factor, Digit carry = 0) {
 template <typename Limb>
 class InvariantDivisor {
 public:
-    explicit InvariantDivisor(Limb normalised)
+    constexpr explicit InvariantDivisor(Limb normalised)
         : divisor(normalised),
           reciprocal(
               static_cast<Limb>(wide(static_cast<Limb>(~normalised), static_cast<Limb>(-1)) / normalised)) {}
@@ -541,7 +541,9 @@ public:
 
 private:
     using Product = typename LimbTraits<Limb>::Product;
-    static Product wide(Limb high, Limb low) { return static_cast<Product>(high) << limbBits<Limb> | low; }
+    static constexpr Product wide(Limb high, Limb low) {
+        return static_cast<Product>(high) << limbBits<Limb> | low;
+    }
 
     Limb divisor;
     Limb reciprocal;

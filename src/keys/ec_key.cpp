@@ -203,6 +203,18 @@ void EcPrivateKey::dump(std::ostream& out) const {
 
 std::unique_ptr<PublicKey> EcPrivateKey::publicKey() const { return std::make_unique<EcPublicKey>(*this); }
 
+bool EcPrivateKey::generatePrivKey(Rng& rng) {
+    if (getModLen(curve) == 0)
+        return false;
+    NamedCurve const named(curve);
+    BigNum scalar;
+    if (!randomBigNum(&scalar, named.order, rng))
+        return false;
+    point = named.publicPoint(scalar);
+    secret = std::move(scalar);
+    return true;
+}
+
 std::vector<unsigned char> EcPrivateKey::exchangeKeys(asn1::blob peerPoint) const {
     if (getModLen(curve) == 0)
         return {};

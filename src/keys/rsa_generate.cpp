@@ -1,0 +1,102 @@
+// Making RSA keys (FIPS 186-5, appendix A.1.3).
+#include "sealkit/keys.h"
+#include "sealkit/prime.h"
+
+#include "hash/secret_bytes.h"
+
+#include <numeric>
+
+namespace {
+
+constexpr unsigned minModulusBits = 2048;
+constexpr unsigned maxModulusBits = 8192;
+
+/// Of so many odd numbers of half the modulus' length, each with both top bits set, about 115 are primes.
+/// A generator that gives none is not random, and must not keep its caller for ever.
+constexpr unsigned candidatesPerModulusBit = 20;
+
+/// Rounds of Miller-Rabin for a candidate that was drawn at random (FIPS 186-5, table B.1).
+unsigned roundsFor(unsigned modulusBits) { return modulusBits >= 3072 ? 4 : 5; }
+
+/// Draws the primes of one key.
+class PrimeSource {
+public:
+    PrimeSource(Rng const& generator, unsigned modulusBits, unsigned publicExponent)
+        : rng(generator),
+          bits(modulusBits / 2),
+          e(publicExponent),
+          rounds(roundsFor(modulusBits)),
+          candidates(candidatesPerModulusBit * modulusBits) {}
+
+    /// Sets `prime` to a random one, far enough from `other` (step 5.4), if that is given. False when the
+    /// generator fails or is not random.
+    ///
+    /// Every candidate is drawn afresh, so that all primes which fulfil the conditions are equally likely.
+    /// Searching on from one random number would favour primes behind long gaps, and save little: a number
+    /// with a small factor, as most have, is recognised in about the time that it takes to draw.
+    bool draw(BigNum* prime, BigNum const* other) {
+        for (unsigned i = 0; i < candidates; ++i)
+            if (!drawCandidate(prime))
+                return false;
+            else if (isCoprimeToExponent(*prime) && (other == nullptr || isFar(*prime, *other)) &&
+                     isProbablePrime(*prime, rng, rounds))
+                return true;
+        return false;
+    }
+
+private:
+    /// An odd number whose top two bits are set: the product of two such has all its bits.
+    bool drawCandidate(BigNum* candidate) {
+        if (!rng.fill(octets.value.data(), static_cast<unsigned>(octets.value.size())))
+            return false;
+        *candidate = BigNum(octets);
+        candidate->modBy2Pow(bits);
+        candidate->setBit(bits - 1, true);
+        candidate->setBit(bits - 2, true);
+        candidate->setBit(0, true);
+        return true;
+    }
+
+    /// Whether e and p - 1 have no factor in common.
+    bool isCoprimeToExponent(BigNum const& p) const {
+        BigNum rest;
+        div(p - bn64(1), bn64(e), nullptr, &rest);
+        return std::gcd(e, rest.digits[0]) == 1;
+    }
+
+    /// |p - q| > 2^(bits - 100): close primes are found from their product (Fermat).
+    bool isFar(BigNum const& p, BigNum const& q) const {
+        return (p > q ? p - q : q - p) > bn64(1) << (bits - 100);
+    }
+
+    Rng const& rng;
+    unsigned const bits;
+    unsigned const e;
+    unsigned const rounds;
+    unsigned const candidates;
+    detail::SecretBytes octets{std::vector<unsigned char>((bits + 7) / 8)};
+};
+
+} // namespace
+
+bool RsaPrivateKey::generatePrivKey(Rng& rng, unsigned bits, unsigned exponent) {
+    if (bits < minModulusBits || bits > maxModulusBits || bits % 2 != 0 || exponent < 3 || exponent % 2 == 0)
+        return false;
+    PrimeSource primes(rng, bits, exponent);
+    RsaPrivateKey key;
+    key.e = bn64(exponent);
+    BigNum const one = bn64(1);
+    do {
+        if (!primes.draw(&key.p, nullptr) || !primes.draw(&key.q, &key.p))
+            return false;
+        if (key.p < key.q)
+            std::swap(key.p, key.q);
+        key.d = invByMod(key.e, lcm(key.p - one, key.q - one));
+    } while (key.d.bits() <= bits / 2); // A.1.1, 3.a; no one has seen it happen
+    key.n = key.p * key.q;
+    div(key.d, key.p - one, nullptr, &key.exp1);
+    div(key.d, key.q - one, nullptr, &key.exp2);
+    key.coeff = invByMod(key.q, key.p);
+    *this = key;
+    return true;
+}

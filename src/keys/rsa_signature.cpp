@@ -1,0 +1,102 @@
+// PKCS#1 v1.5 signatures (RFC 8017, section 8.2).
+#include "sealkit/der.h"
+#include "sealkit/keys.h"
+
+#include "asn1/digest_info.h"
+#include "asn1/element.h"
+#include "keys/rsa_operation.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace {
+
+namespace tag = detail::tag;
+
+/// A signature block begins with 00 01 and at least eight FF (RFC 8017, section 9.2, step 3).
+constexpr size_t minPaddingBytes = 8;
+
+/// F4, the least public exponent under which a signature cannot be made of bytes that nobody looks at.
+constexpr unsigned leastForgivingExponent = 65537;
+
+/// What stands behind the padding of a decrypted signature block, which must be 00, 01, at least
+/// eight FF, 00.
+std::optional<asn1::blob> payloadOf(asn1::blob block) {
+    if (block.size() < 3 + minPaddingBytes || block[0] != 0x00 || block[1] != 0x01)
+        return {};
+    auto const paddingStart = block.begin() + 2;
+    auto const paddingEnd =
+        std::find_if(paddingStart, block.end(), [](unsigned char b) { return b != 0xFF; });
+    if (paddingEnd - paddingStart < static_cast<ptrdiff_t>(minPaddingBytes) || paddingEnd == block.end() ||
+        *paddingEnd != 0x00)
+        return {};
+    return asn1::blob(paddingEnd + 1, block.end());
+}
+
+std::vector<unsigned char> encodeDigestInfo(HashID hashId, asn1::blob digest) {
+    DerEncoder encoder;
+    saveDigest(encoder, hashId, digest);
+    return encoder.take();
+}
+
+/// The DigestInfo with absent parameters, which some signers write (RFC 8017, appendix A.2.4).
+std::vector<unsigned char> encodeDigestInfoWithoutNull(HashID hashId, asn1::blob digest) {
+    DerEncoder encoder;
+    encoder.begin(tag::sequence)
+        .begin(tag::sequence)
+        .addOid(getHashOid(hashId))
+        .end()
+        .addOctetString(digest)
+        .end();
+    return encoder.take();
+}
+
+bool hasDigestInfo(HashID hashId) { return !getHashOid(hashId).empty(); }
+
+} // namespace
+
+bool RsaPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const {
+    std::optional<BigNum> const opened = detail::publicPower(*this, BigNum(sig));
+    if (!opened)
+        return false;
+    std::vector<unsigned char> const block = opened->bin(detail::modulusLength(*this));
+    std::optional<asn1::blob> const payload = payloadOf(block);
+    if (!payload)
+        return false;
+    if (hashId == HashID::MD5SHA1)
+        return digest.size() == 36 && *payload == digest;
+
+    if (!hasDigestInfo(hashId) || digest.empty() || !(parseHashFromDerEncoded(hashId, *payload) == digest))
+        return false;
+    // The parameters may be any bytes, and under a small exponent any bytes suffice to make a block
+    // that is the power of a number: a forgery without the private key (Bleichenbacher, CRYPTO 2006).
+    return e >= bn64(leastForgivingExponent) || *payload == asn1::blob(encodeDigestInfo(hashId, digest)) ||
+           *payload == asn1::blob(encodeDigestInfoWithoutNull(hashId, digest));
+}
+
+asn1::blob RsaPublicKey::parseHashFromDerEncoded(HashID expected, asn1::blob block) {
+    return detail::parseDigestInfo(expected, block);
+}
+
+std::vector<unsigned char> RsaPrivateKey::signHashed(HashID hashId, asn1::blob digest) const {
+    if (!detail::isUsable(*this) || (hashId != HashID::MD5SHA1 && !hasDigestInfo(hashId)))
+        return {};
+    std::vector<unsigned char> const digestInfo =
+        hashId == HashID::MD5SHA1 ? std::vector<unsigned char>(digest.begin(), digest.end())
+                                  : encodeDigestInfo(hashId, digest);
+    unsigned const length = detail::modulusLength(*this);
+    if (digestInfo.size() + 1 > length)
+        return {};
+    // In this order: a block too short for 00 01 FF 00 keeps its last bytes.
+    std::vector<unsigned char> block(length, 0xFF);
+    size_t const separator = length - digestInfo.size() - 1;
+    block[0] = 0x00;
+    if (separator > 0)
+        block[1] = 0x01;
+    block[separator] = 0x00;
+    std::copy(digestInfo.begin(), digestInfo.end(), block.begin() + static_cast<ptrdiff_t>(separator) + 1);
+
+    // The leading 00 keeps the number below the modulus.
+    std::optional<BigNum> const signature = detail::privatePower(*this, BigNum(asn1::blob(block)));
+    return signature ? signature->bin(length) : std::vector<unsigned char>();
+}
