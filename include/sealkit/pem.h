@@ -79,3 +79,10 @@ SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& 
 /// The private key of the first block "PRIVATE KEY", not encrypted. Blocks with other labels are passed
 /// over. Null when there is no such block: unlike the other loaders this one does not take DER.
 SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text);
+
+/// A private key: a OneAsymmetricKey ("PRIVATE KEY", or DER), PKCS#1's RSAPrivateKey ("RSA PRIVATE KEY")
+/// or RFC 5915's ECPrivateKey with its curve ("EC PRIVATE KEY"). Blocks with other labels in front of it
+/// are passed over, so that it may stand behind certificates.
+SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password);
+SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
+                                                               std::string const& password);

@@ -51,6 +51,13 @@ std::unique_ptr<PrivateKey> parseOneAssimetricKeyBody(std::string_view body) {
     return pemDecode(body, &der.value) ? parseOneAssimetricKey(der) : nullptr;
 }
 
+/// The key of a block that holds a class's own DER, or null.
+template <typename K>
+std::unique_ptr<PrivateKey> readBareKey(std::string_view body) {
+    detail::SecretBytes der;
+    return pemDecode(body, &der.value) ? parseBareKey<K>(der) : nullptr;
+}
+
 /// The contents of a file. They are wiped, whatever is read: a certificate's key may stand beside it.
 class FileText {
 public:
@@ -136,4 +143,23 @@ std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text) {
         if (label == "PRIVATE KEY")
             return parseOneAssimetricKeyBody(body);
     return nullptr;
+}
+
+std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& /*password*/) {
+    std::string_view label, body;
+    while (!text.empty()) {
+        if (!parsePem(text, &label, &body))
+            return parseOneAssimetricKey(text);
+        if (label == "PRIVATE KEY")
+            return parseOneAssimetricKeyBody(body);
+        if (label == "RSA PRIVATE KEY")
+            return readBareKey<RsaPrivateKey>(body);
+        if (label == "EC PRIVATE KEY")
+            return readBareKey<EcPrivateKey>(body);
+    }
+    return nullptr;
+}
+
+std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std::string const& password) {
+    return readPrivateKey(FileText(path), password);
 }

@@ -1,4 +1,4 @@
-/// Counting allocations. A test program that uses this gets allocation operators of its own.
+/// Counting allocations.
 #pragma once
 
 #include <cstddef>

@@ -408,9 +408,12 @@ TEST(Pem, TakesTimeInProportionToTheText) {
         EXPECT_EQ(readCertFromStr(text), nullptr);
         EXPECT_TRUE(readCertChain(text).empty());
         EXPECT_EQ(readPublicKey(text), nullptr);
+        EXPECT_EQ(readOneAssimetricKey(text), nullptr);
+        EXPECT_EQ(readPrivateKey(text, ""), nullptr);
     }
     std::string const blocks = repeat("-----BEGIN A-----\n-----END A-----\n");
     EXPECT_TRUE(readCertChain(blocks).empty());
+    EXPECT_EQ(readPrivateKey(blocks, ""), nullptr);
     for (std::string_view const part : {"A", "AAAA\n", "\n", " ", "A\r\n", "=", "*"}) {
         std::string const body = repeat(part);
         decodes(body);

@@ -30,13 +30,9 @@ inline std::vector<unsigned char> concat(std::initializer_list<std::vector<unsig
 
 /// One DER element. Made here, so that the tests can also make what no encoder writes.
 inline std::vector<unsigned char> element(unsigned char tag, std::vector<unsigned char> const& content) {
-    std::vector<unsigned char> length;
-    if (content.size() < 0x80)
-        length = {static_cast<unsigned char>(content.size())};
-    else
-        length = {0x83, static_cast<unsigned char>(content.size() >> 16),
-                  static_cast<unsigned char>(content.size() >> 8),
-                  static_cast<unsigned char>(content.size())};
+    std::vector<unsigned char> length = bn64(content.size()).bin(1);
+    if (content.size() >= 0x80)
+        length.insert(length.begin(), static_cast<unsigned char>(0x80 + length.size()));
     return concat({{tag}, length, content});
 }
 
