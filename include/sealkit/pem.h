@@ -13,7 +13,7 @@
 /// loader that fails returns null, or an empty chain, and gives no reason. A file that cannot be read
 /// is an empty one.
 ///
-/// Blocks with headers, as encrypted keys have them, are not decoded.
+/// `pemDecode` does not take bodies with headers; `pemDecrypt` takes those of encrypted keys.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -38,6 +38,20 @@ SEALKIT_API bool parsePem(std::string_view& input, std::string_view* label, std:
 /// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may have blanks
 /// and tabs around them. False when the rest is not base64.
 SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out);
+
+/// Decrypts a body whose first line is "Proc-Type:" (RFC 1421, section 4.6.1), as traditional "RSA PRIVATE
+/// KEY" and "EC PRIVATE KEY" blocks have it. The next line is "DEK-Info: " with the cipher, DES-EDE3-CBC or
+/// AES-128-CBC, AES-192-CBC or AES-256-CBC, a comma and the IV in hexadecimal. Further headers, each with a
+/// colon in it, and lines that continue them are passed over; a blank line may follow, and then the base64
+/// text. The key is made of MD5 over the password and the first 8 bytes of the IV, as this old form has it:
+/// one guess costs one or two MD5s. The padding is checked whole.
+///
+/// False when the headers are others, the IV is not one block, the text is not base64 or not whole blocks,
+/// or the padding is wrong, as it nearly always is under a wrong password. Another cipher writes "[ERR]
+/// unkown encrypted PEM type: " and its name on standard output. What `out` held is wiped in any case, and
+/// `out` is empty when the result is false.
+SEALKIT_API bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out,
+                            std::string const& password);
 
 /// The PEM block of `der`, in lines of 64 characters ended by line feeds. Empty for empty `der`.
 SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,

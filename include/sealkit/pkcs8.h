@@ -1,14 +1,16 @@
 /// Keys in their algorithm-independent containers.
 ///
-/// | container                              | read                    | written                 |
-/// |----------------------------------------|-------------------------|-------------------------|
-/// | SubjectPublicKeyInfo (RFC 5280, 4.1)   | `parsePkcs8PublicKey`   | `encodePkcs8PublicKey`  |
-/// | OneAsymmetricKey (RFC 5958, PKCS#8)    | `parseOneAssimetricKey` | `encodePkcs8PrivateKey` |
+/// | container                            | read                             | written                           |
+/// |--------------------------------------|----------------------------------|-----------------------------------|
+/// | SubjectPublicKeyInfo (RFC 5280, 4.1) | `parsePkcs8PublicKey`            | `encodePkcs8PublicKey`            |
+/// | OneAsymmetricKey (RFC 5958, PKCS#8)  | `parseOneAssimetricKey`          | `encodePkcs8PrivateKey`           |
+/// | EncryptedPrivateKeyInfo (RFC 5958)   | `parsePkcs8EncryptedPrivateKey`  | `encodePkcs8EncryptedPrivateKey`  |
 #pragma once
 
 #include "sealkit/keys.h"
 
 #include <memory>
+#include <string_view>
 #include <vector>
 
 /// The key within a SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier,
@@ -30,3 +32,17 @@ SEALKIT_API std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der);
 /// The OneAsymmetricKey of `key`, version 1, without attributes. Empty when the members make no key.
 /// The result holds the secret: the caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& key);
+
+/// The key within an EncryptedPrivateKeyInfo ::= SEQUENCE { encryptionAlgorithm AlgorithmIdentifier,
+/// encryptedData OCTET STRING } (RFC 5958, section 3), which is PBES2 over a OneAsymmetricKey. pbes2.h says
+/// what is understood of it, and what is written on standard output otherwise; another scheme writes "PKCS8:
+/// unsupported PBE: <…>" with its name or number. Null then, when `der` is malformed or has bytes behind it,
+/// and when what is decrypted is no key: a wrong password.
+SEALKIT_API std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der,
+                                                                      std::string_view password);
+
+/// The EncryptedPrivateKeyInfo of `key`: PBES2 with PBKDF2, hmacWithSHA256 and aes256-CBC, 16 bytes of salt
+/// and the IV from `getDefaultRng`. Empty when the members make no key, and when `iterations` is 0 or above
+/// `pbes2MostIterations`.
+SEALKIT_API std::vector<unsigned char>
+encodePkcs8EncryptedPrivateKey(PrivateKey const& key, std::string_view password, unsigned iterations);

@@ -19,6 +19,8 @@
 #include "sealkit/name.h"
 #include "sealkit/oid.h"
 #include "sealkit/path.h"
+#include "sealkit/pbes2.h"
+#include "sealkit/pbkdf2.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/prime.h"

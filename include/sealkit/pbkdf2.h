@@ -1,0 +1,22 @@
+/// A key from a password: PBKDF2 (RFC 8018, section 5.2).
+///
+/// | member | what it is |
+/// | --- | --- |
+/// | `pbkdf2` | derives a key of any length, with HMAC over a hash as the pseudo-random function |
+///
+/// What it does not do: it draws no salt and judges neither salt nor count. RFC 8018 (section 4) asks for 8
+/// bytes of salt and 1000 iterations at least; the count is the price of every guess, and of every use.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/hash.h"
+
+#include <span>
+
+/// Fills `key` from the password, whose bytes are taken as they are, and the salt. `prf` is the hash
+/// under HMAC: SHA-1, SHA-256, SHA-384 or SHA-512. The time is `iterations` HMACs for each digest's length
+/// of `key` begun. False, with `key` as it was, for another hash, for a count of 0, and for a key of more
+/// than 2^32 - 1 digests.
+SEALKIT_API bool pbkdf2(HashID prf, asn1::blob password, asn1::blob salt, unsigned iterations,
+                        std::span<unsigned char> key);
