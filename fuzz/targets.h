@@ -11,6 +11,7 @@ namespace fuzz {
 void certificate(asn1::blob input);
 void crl(asn1::blob input);
 void der(asn1::blob input);
+void key(asn1::blob input);
 void path(asn1::blob input);
 void req(asn1::blob input);
 
@@ -20,7 +21,7 @@ struct Target {
 };
 
 inline constexpr Target targets[] = {
-    {"certificate", certificate}, {"crl", crl}, {"der", der}, {"path", path}, {"req", req},
+    {"certificate", certificate}, {"crl", crl}, {"der", der}, {"key", key}, {"path", path}, {"req", req},
 };
 
 } // namespace fuzz

@@ -1,0 +1,58 @@
+#include "sealkit/hash.h"
+#include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+
+#include "keys/key_cast.h"
+#include "targets.h"
+
+namespace {
+
+/// Above it a signature takes too long here.
+constexpr unsigned longestModulus = 1024;
+
+/// What the key signs verifies under its own public half. An RSA key of numbers that do not belong
+/// together signs nothing.
+void signAndVerify(PrivateKey const& key) {
+    std::vector<unsigned char> const digest = calcDigest(HashID::SHA1, asn1::blob("message"));
+    if (auto const* rsa = detail::keyCast<RsaPrivateKey>(key); rsa && rsa->n.bits() <= longestModulus) {
+        std::vector<unsigned char> const sig = rsa->signHashed(HashID::SHA1, digest);
+        // A modulus that has room for the digest alone gives signatures that verify nowhere.
+        SEALKIT_ASSERT(sig.empty() || rsa->n.bits() < 512 || rsa->verifyHashed(HashID::SHA1, digest, sig));
+    } else if (auto const* ec = detail::keyCast<EcPrivateKey>(key)) {
+        SEALKIT_ASSERT(ec->verifyHashed(HashID::SHA1, digest, ec->signHashed(HashID::SHA1, digest)));
+    } else if (auto const* ed = detail::keyCast<Ed25519PrivateKey>(key)) {
+        SEALKIT_ASSERT(ed->verify(digest, ed->sign(digest)));
+    }
+}
+
+/// A key survives being written, secrets included, and so does its public half.
+void check(PrivateKey const* key) {
+    if (key == nullptr)
+        return;
+    std::vector<unsigned char> const der = encodePkcs8PrivateKey(*key);
+    std::unique_ptr<PrivateKey> const again = parseOneAssimetricKey(der);
+    SEALKIT_ASSERT(again && again->equals(*key) && encodePkcs8PrivateKey(*again) == der);
+    std::unique_ptr<PublicKey> const pub = parsePkcs8PublicKey(encodePkcs8PublicKey(*key));
+    SEALKIT_ASSERT(pub && pub->equals(*key) && pub->equals(*key->publicKey()));
+    signAndVerify(*key);
+}
+
+template <typename K>
+void checkOwnDer(asn1::blob algoParams, asn1::blob input) {
+    K key;
+    if (key.parseFromDerEncoded(algoParams, input))
+        check(&key);
+}
+
+} // namespace
+
+/// Private keys as text, in their containers and in their own DER.
+void fuzz::key(asn1::blob input) {
+    std::string_view const text(reinterpret_cast<char const*>(input.data()), input.size());
+    check(readPrivateKey(text, "password").get());
+    check(parseOneAssimetricKey(input).get());
+    checkOwnDer<RsaPrivateKey>({}, input);
+    checkOwnDer<EcPrivateKey>({}, input);
+    checkOwnDer<Ed25519PrivateKey>({}, input);
+    checkOwnDer<X25519PrivateKey>({}, input);
+}
