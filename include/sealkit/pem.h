@@ -1,17 +1,19 @@
 /// PEM text, and the loaders that turn text, DER and files into objects.
 ///
-/// | object      | from text or DER | from a file           | PEM label                             |
-/// |-------------|------------------|-----------------------|---------------------------------------|
-/// | certificate | readCertFromStr  | readCertFromFile      | CERTIFICATE                           |
-/// | chain       | readCertChain    | readCertChainFromFile | CERTIFICATE, other blocks passed over |
-/// | CRL         | readCrl          | readCrlFromFile       | X509 CRL                              |
-/// | request     | readReq          | readReqFromFile       | CERTIFICATE REQUEST                   |
-/// | public key  | readPublicKey    | readPublicKeyFromFile | PUBLIC KEY, RSA PUBLIC KEY            |
+/// | object      | from text or DER     | from a file            | PEM label                                            |
+/// |-------------|----------------------|------------------------|------------------------------------------------------|
+/// | certificate | readCertFromStr      | readCertFromFile       | CERTIFICATE                                          |
+/// | chain       | readCertChain        | readCertChainFromFile  | CERTIFICATE, others passed over                      |
+/// | CRL         | readCrl              | readCrlFromFile        | X509 CRL                                             |
+/// | request     | readReq              | readReqFromFile        | CERTIFICATE REQUEST                                  |
+/// | public key  | readPublicKey        | readPublicKeyFromFile  | PUBLIC KEY, RSA PUBLIC KEY                           |
+/// | private key | readPrivateKey       | readPrivateKeyFromFile | [ENCRYPTED, RSA, EC] PRIVATE KEY, others passed over |
+/// | one plain   | readOneAssimetricKey |                        | PRIVATE KEY, others passed over                      |
 ///
 /// Every loader takes the whole contents of a file: text with PEM blocks (RFC 7468), or one object in
-/// DER when the text has no block at all. Except for chains, only the first block is looked at. A
-/// loader that fails returns null, or an empty chain, and gives no reason. A file that cannot be read
-/// is an empty one.
+/// DER when the text has no block at all (`readOneAssimetricKey` takes text alone). Where other labels are not
+/// passed over, only the first block is looked at. A loader that fails returns null, or an empty chain, and
+/// gives no reason. A file that cannot be read is an empty one.
 ///
 /// `pemDecode` does not take bodies with headers; `pemDecrypt` takes those of encrypted keys.
 #pragma once
