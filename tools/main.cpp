@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <exception>
+#include <new>
 
 namespace {
 
@@ -10,6 +11,8 @@ Verb const verbs[] = {
     {"verify", "build and validate a certificate chain", setUpVerify},
     {"show", "say what a file is and show it", setUpShow},
     {"hash", "write the digests of files, or check them", setUpHash},
+    {"mac", "write the MACs of files under a key, or check them", setUpMac},
+    {"cipher", "encrypt or decrypt a file under a key", setUpCipher},
     {"random", "write random bytes", setUpRandom},
     {"store", "look into the configuration store and change it", setUpStore},
     {"trust", "choose which certificates the certificate manager trusts", setUpTrust},
@@ -27,6 +30,8 @@ int main(int argc, char** argv) {
     int status = exitBadInput;
     try {
         status = runCommandLine(argc, argv, description, verbs);
+    } catch (std::bad_alloc const&) {
+        terminal::err() << "sealkit: there is not enough memory" << std::endl;
     } catch (std::exception const& error) {
         terminal::err() << "sealkit: " << terminal::printable(error.what()) << std::endl;
     }

@@ -46,6 +46,7 @@ private:
 };
 
 void handleSignals() {
+    std::signal(SIGXFSZ, SIG_IGN); // A file that may not grow is a failed write.
     for (int number : endingSignals) {
         struct sigaction action {};
         sigaction(number, nullptr, &action);

@@ -5,6 +5,8 @@
 
 #include <kp/text.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
 
 namespace {
@@ -55,4 +57,19 @@ std::optional<SecretBytes> readKey(KeySource const& source, int* status) {
         return key;
     *status = badInput(source.file + ": " + complaint);
     return std::nullopt;
+}
+
+std::string wrongKeyLength(SecretBytes const& key, std::string const& name, std::span<size_t const> lengths) {
+    auto const fits = [&](size_t length) { return std::ranges::count(lengths, length) > 0; };
+    std::string text = "the key has " + std::to_string(key.size()) + " bytes, " + name + " takes ";
+    for (size_t i = 0; i < lengths.size(); ++i)
+        text += (i == 0 ? "" : i + 1 < lengths.size() ? ", " : " or ") + std::to_string(lengths[i]);
+    auto const isText = [](unsigned char c) { return std::isxdigit(c) || c == '\n' || c == '\r'; };
+    size_t const digits =
+        static_cast<size_t>(std::ranges::count_if(key, [](unsigned char c) { return std::isxdigit(c); }));
+    if (digits % 2 == 0 && fits(digits / 2) && std::ranges::all_of(key, isText))
+        return text + " (it looks like hexadecimal digits; the bytes themselves are needed)";
+    if (!key.empty() && key.back() == '\n' && fits(key.size() - 1))
+        return text + " (the last one is a line end, which counts)";
+    return text;
 }

@@ -4,6 +4,7 @@
 #include "sealkit/detail/wiping_allocator.h"
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,3 +27,6 @@ void addKeyOptions(CommandLine& commandLine, KeySource& source);
 /// Reads the key. Complains and gives nothing when there is none, it cannot be read, its file is empty
 /// or larger than 1 MiB; `*status` is then the exit status.
 std::optional<SecretBytes> readKey(KeySource const& source, int* status);
+
+/// Says that `name` does not take a key of this length, which lengths it takes, and what may be wrong.
+std::string wrongKeyLength(SecretBytes const& key, std::string const& name, std::span<size_t const> lengths);

@@ -16,7 +16,9 @@ int badInput(std::string const& complaint);
 int wrongUsage(std::string const& complaint);
 int answerNo(std::string const& complaint);
 
+Work setUpCipher(CommandLine commandLine);
 Work setUpHash(CommandLine commandLine);
+Work setUpMac(CommandLine commandLine);
 Work setUpRandom(CommandLine commandLine);
 Work setUpShow(CommandLine commandLine);
 Work setUpStore(CommandLine commandLine);

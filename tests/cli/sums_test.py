@@ -1,11 +1,12 @@
 """The verbs hash and mac beside coreutils, OpenSSL and Python."""
 import hashlib
+import hmac
 import os
 import subprocess
 import time
 import unittest
 
-from support import PROGRAM, ProgramTest
+from support import PROGRAM, ProgramTest, openssl
 
 SUMS = {"md5": "md5sum", "sha1": "sha1sum", "sha256": "sha256sum", "sha384": "sha384sum", "sha512": "sha512sum"}
 C_LOCALE = {**os.environ, "LC_ALL": "C"}
@@ -182,6 +183,98 @@ class HashTest(SumTest):
     def test_examples_of_the_help_work(self):
         self.run_examples("hash")
         self.assertTrue((self.examples / "sums").is_file())
+
+
+class MacTest(SumTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.write("text", bytes(range(256)) * 700 + b"end")
+        cls.write("empty", b"")
+        for size in (1, 16, 24, 32, 64, 65, 200):
+            cls.write(f"key{size}", bytes((7 * i + size) % 256 for i in range(size)))
+
+    def test_hmac_is_that_of_python(self):
+        for name in ("md5", "sha1", "sha256", "sha384", "sha512"):
+            for size in (1, 64, 65, 200):
+                key = (self.dir / f"key{size}").read_bytes()
+                lines = "".join(f"{hmac.new(key, (self.dir / file).read_bytes(), name).hexdigest()}  {file}\n" for file in ("text", "empty"))
+                for algorithm in (name, "HMAC-" + name.upper()):
+                    self.assertEqual(self.expect(0, "mac", "-a", algorithm, "--key-file", f"key{size}", "text", "empty").out, lines)
+        self.assertEqual(self.expect(0, "mac", "-a", "sha1", "--key", key.hex(), stdin=b"abc").out,
+                         f"{hmac.new(key, b'abc', 'sha1').hexdigest()}  -\n")
+
+    def test_hmac_over_the_other_hashes(self):
+        # RFC 2202 has both halves of the one; the other is RFC 2104 over an MD4 of the program's own.
+        key, text = bytes(range(1, 26)), b"\xcd" * 50
+        expected = hmac.new(key, text, "md5").hexdigest()
+        self.assertEqual(expected, "697eaf0aca3a3aea3a75164746ffaa79")
+        def md4(content):
+            return bytes.fromhex(self.expect(0, "hash", "-a", "md4", stdin=content).out.split()[0])
+        def pad(byte):
+            return bytes(b ^ byte for b in key.ljust(64, b"\0"))
+        self.assertEqual(self.expect(0, "mac", "-a", "hmac-md4", "--key", key.hex(), stdin=text).out,
+                         f"{md4(pad(0x5C) + md4(pad(0x36) + text)).hex()}  -\n")
+        def both(content):
+            return hashlib.md5(content).digest() + hashlib.sha1(content).digest()
+        self.assertEqual(self.expect(0, "mac", "-a", "md5-sha1", "--key", key.hex(), stdin=text).out,
+                         f"{both(pad(0x5C) + both(pad(0x36) + text)).hex()}  -\n")
+
+    def test_cmac_is_that_of_openssl(self):
+        for size in (16, 24, 32):
+            key = (self.dir / f"key{size}").read_bytes()
+            for file in ("text", "empty"):
+                expected = openssl("dgst", "-mac", "CMAC", "-macopt", f"cipher:aes-{8 * size}-cbc", "-macopt",
+                                   f"hexkey:{key.hex()}", self.dir / file).decode().split("= ")[1].strip()
+                for name in ("cmac", "AES-CMAC"):
+                    self.assertEqual(self.expect(0, "mac", "-a", name, "--key-file", f"key{size}", file).out, f"{expected}  {file}\n")
+        # RFC 4493, section 4.
+        self.assertEqual(self.expect(0, "mac", "-a", "cmac", "--key", "2b7e151628aed2a6abf7158809cf4f3c", "--tag", stdin=b"").out,
+                         "CMAC (-) = bb1d6929e95937287fa37d129b756746\n")
+
+    def test_check(self):
+        for algorithm in ("cmac", "hmac-sha512"):
+            for options in ([], ["--tag"]):
+                lines = self.expect(0, "mac", "-a", algorithm, "--key-file", "key32", *options, "text", "empty").out
+                check = ["mac", "-a", algorithm, "--check", "--key-file"]
+                self.assertEqual(self.expect(0, *check, "key32", stdin=lines.encode()).out, "text: OK\nempty: OK\n")
+                self.assertEqual(self.expect(1, *check, "key16", stdin=lines.encode()).out, "text: FAILED\nempty: FAILED\n")
+        self.assertEqual(self.expect(2, "mac", "-a", "sha1", "--check", "--key-file", "key32", stdin=lines.encode()).out, "")
+
+    def test_a_file_that_fails_midway_leaves_no_trace_in_the_next(self):
+        both = self.expect(2, "mac", "-a", "sha256", "--key-file", "key16", ".", "text").out
+        self.assertEqual(both, self.expect(0, "mac", "-a", "sha256", "--key-file", "key16", "text").out)
+
+    def test_keys_that_do_not_fit(self):
+        self.assertIn("has 65 bytes, cmac takes 16, 24 or 32\n", self.expect(2, "mac", "-a", "cmac", "--key-file", "key65", "text").err)
+        self.write("line", b"0123456789abcdeF\n")
+        self.assertIn("the last one is a line end", self.expect(2, "mac", "-a", "cmac", "--key-file", "line", "text").err)
+        self.write("hex", "00" * 16 + "\n")
+        self.assertIn("looks like hexadecimal", self.expect(2, "mac", "-a", "cmac", "--key-file", "hex", "text").err)
+        self.assertIn("the key is empty", self.expect(2, "mac", "-a", "sha1", "--key-file", "empty", "text").err)
+        self.assertIn("No such file", self.expect(2, "mac", "-a", "sha1", "--key-file", "missing", "text").err)
+        self.assertIn("Is a directory", self.expect(2, "mac", "-a", "sha1", "--key-file", ".", "text").err)
+        self.assertIn("1 MiB", self.expect(2, "mac", "-a", "sha1", "--key-file", "/dev/zero", "text").err)
+        self.assertIn("--key-file", self.expect(3, "mac", "-a", "sha1", "text").err)
+        self.expect(3, "mac", "--key-file", "key16", "text")
+        self.expect(3, "mac", "-a", "sha1", "--key-file", "key16", "--key", "00", "text")
+        for bad in ("0", "xy", ""):
+            self.expect(3, "mac", "-a", "sha1", "--key", bad, "text")
+        for name in ("hmac", "hmac-", "hmac-cmac", "sha2", "gmac", ""):
+            result = self.expect(3, "mac", "-a", name, "--key-file", "key16", "text")
+        self.assertIn("cmac", self.expect(3, "mac", "-a", "gmac", "--key-file", "key16", "text").err)
+
+    def test_a_line_end_in_a_key_file_counts(self):
+        self.write("line", b"secret\n")
+        self.assertEqual(self.expect(0, "mac", "-a", "md5", "--key-file", "line", "empty").out,
+                         f"{hmac.new(b'secret' + bytes([10]), b'', 'md5').hexdigest()}  empty\n")
+
+    def test_the_key_may_be_standard_input(self):
+        self.assertEqual(self.expect(0, "mac", "-a", "md5", "--key-file", "-", "empty", stdin=b"k").out,
+                         f"{hmac.new(b'k', b'', 'md5').hexdigest()}  empty\n")
+
+    def test_examples_of_the_help_work(self):
+        self.assertEqual(self.run_examples("mac").stdout, b"/etc/passwd: OK\n")
 
 
 if __name__ == "__main__":

@@ -75,18 +75,22 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(process.wait(), status, shown)
         return shown
 
+    def paste(self, lines, folder):
+        """Pastes commands into a shell that knows the program as `sealkit`."""
+        script = f'sealkit() {{ {" ".join(map(shlex.quote, PROGRAM))} "$@"; }}\n' + "\n".join(lines) + "\n"
+        process = subprocess.run(["bash", "-e", "-o", "pipefail", "-c", script], cwd=folder, capture_output=True,
+                                 env=self.environment, stdin=subprocess.DEVNULL, timeout=120, check=False)
+        self.assertEqual(process.returncode, 0, f"{script}\n{process}")
+        return process
+
     def run_examples(self, *verb):
-        """Pastes the examples of a verb's help into a shell, in the folder `self.examples`, which is empty before."""
+        """Pastes the examples of a verb's help, in the folder `self.examples`, which is empty before."""
         text = self.expect(0, *verb, "--help").out
         lines = [line for line in text.partition("\nExamples:\n")[2].splitlines() if line.startswith("  ")]
         self.assertTrue(lines, text)
         self.examples = self.dir / "-".join(("examples", *verb))
         self.examples.mkdir()
-        script = f'sealkit() {{ {" ".join(map(shlex.quote, PROGRAM))} "$@"; }}\n' + "\n".join(lines) + "\n"
-        process = subprocess.run(["bash", "-e", "-o", "pipefail", "-c", script], cwd=self.examples, capture_output=True,
-                                 env=self.environment, stdin=subprocess.DEVNULL, timeout=120, check=False)
-        self.assertEqual(process.returncode, 0, f"{script}\n{process}")
-        return process
+        return self.paste(lines, self.examples)
 
     @classmethod
     def write(cls, name, content):
