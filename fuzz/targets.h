@@ -9,6 +9,7 @@
 namespace fuzz {
 
 void certificate(asn1::blob input);
+void cipher(asn1::blob input);
 void crl(asn1::blob input);
 void der(asn1::blob input);
 void key(asn1::blob input);
@@ -21,7 +22,13 @@ struct Target {
 };
 
 inline constexpr Target targets[] = {
-    {"certificate", certificate}, {"crl", crl}, {"der", der}, {"key", key}, {"path", path}, {"req", req},
+    {"certificate", certificate},
+    {"cipher", cipher},
+    {"crl", crl},
+    {"der", der},
+    {"key", key},
+    {"path", path},
+    {"req", req},
 };
 
 } // namespace fuzz
