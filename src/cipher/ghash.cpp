@@ -25,20 +25,20 @@ Wide timesX(Wide v) {
 
 GHash::GHash(unsigned char const* h) {
     Wide v = {loadBigEndian<std::uint64_t>(h), loadBigEndian<std::uint64_t>(h + 8)};
+    unsigned char bytes[16];
     for (auto& multiples : table) {
         multiples[0] = Element{};
         for (unsigned bit = 8; bit != 0; bit >>= 1) {
-            unsigned char bytes[16];
             storeBigEndian(bytes, v.high);
             storeBigEndian(bytes + 8, v.low);
             std::memcpy(&multiples[bit], bytes, sizeof bytes);
-            secureMemset(bytes, 0, sizeof bytes);
             v = timesX(v);
         }
         for (unsigned top = 2; top < 16; top <<= 1)
             for (unsigned rest = 1; rest < top; rest++)
                 multiples[top + rest] = multiples[top] ^ multiples[rest];
     }
+    secureMemset(bytes, 0, sizeof bytes);
     secureMemset(&v, 0, sizeof v);
 }
 
@@ -49,11 +49,20 @@ GHash::~GHash() {
 
 void GHash::update(void const* data, unsigned len) {
     auto const* in = static_cast<unsigned char const*>(data);
+    unsigned char padded[16] = {};
     Element sum = y;
     while (len != 0) {
-        Element block{};
         unsigned const taken = std::min(len, 16U);
-        std::memcpy(&block, in, taken);
+        Element block;
+        if (taken == sizeof block) {
+            std::memcpy(&block, in, sizeof block);
+        } else {
+            std::memcpy(padded, in, taken);
+            std::memcpy(&block, padded, sizeof block);
+        }
+        in += taken;
+        len -= taken;
+
         sum ^= block;
         std::uintptr_t words[sizeof sum / sizeof(std::uintptr_t)];
         std::memcpy(words, &sum, sizeof words);
@@ -64,12 +73,10 @@ void GHash::update(void const* data, unsigned len) {
             for (unsigned i = 0; i < sizeof word; i++) {
                 constexpr unsigned lastByte = sizeof word - 1;
                 unsigned const shift = 8 * (std::endian::native == std::endian::big ? lastByte - i : i);
-                sum ^= position[0][(word >> shift >> 4) & 15] ^ position[1][(word >> shift) & 15];
+                sum ^= position[0][word >> shift >> 4 & 15] ^ position[1][word >> shift & 15];
                 position += 2;
             }
         }
-        in += taken;
-        len -= taken;
     }
     y = sum;
 }

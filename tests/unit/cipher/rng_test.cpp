@@ -1,13 +1,158 @@
 #include "sealkit/rng.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <sys/random.h>
+#include <sys/syscall.h>
 #include <type_traits>
+#include <unistd.h>
 #include <vector>
 
 namespace {
+
+/// Answers for the kernel while it is set.
+std::function<ssize_t(unsigned char* buffer, size_t length, unsigned flags)> kernel;
+
+} // namespace
+
+/// Takes the place of the C library's in the whole program, for the library that is tested too.
+extern "C" ssize_t getrandom(void* buffer, size_t length, unsigned flags) {
+    if (kernel)
+        return kernel(static_cast<unsigned char*>(buffer), length, flags);
+    return syscall(SYS_getrandom, buffer, length, flags);
+}
+
+namespace {
+
+/// Fills `buffer` with what comes in order: 0, 1, 2, ... over all calls, at most `most` bytes in one.
+class CountingKernel {
+public:
+    explicit CountingKernel(size_t longest) : most(longest) {
+        kernel = [this](unsigned char* buffer, size_t length, unsigned flags) -> ssize_t {
+            calls.push_back({length, flags});
+            if (interruptions != 0) {
+                interruptions--;
+                errno = EINTR;
+                return -1;
+            }
+            size_t const count = std::min(length, most);
+            for (size_t k = 0; k < count; k++)
+                buffer[k] = static_cast<unsigned char>(given++);
+            return static_cast<ssize_t>(count);
+        };
+    }
+    ~CountingKernel() { kernel = nullptr; }
+
+    struct Call {
+        size_t length;
+        unsigned flags;
+        bool operator==(Call const&) const = default;
+    };
+    std::vector<Call> calls;
+    unsigned interruptions = 0; ///< How many of the next calls a signal interrupts.
+
+private:
+    size_t most;
+    unsigned given = 0;
+};
+
+using Calls = std::vector<CountingKernel::Call>;
+
+std::vector<unsigned char> counted(size_t count) {
+    std::vector<unsigned char> bytes(count);
+    for (size_t k = 0; k < count; k++)
+        bytes[k] = static_cast<unsigned char>(k);
+    return bytes;
+}
+
+TEST(KernelRand, AsksOnceWhereTheKernelGivesAll) {
+    CountingKernel answers(1000);
+    std::vector<unsigned char> buffer(300);
+    EXPECT_TRUE(kernelRand(buffer.data(), 300, false));
+    EXPECT_EQ(buffer, counted(300));
+    EXPECT_EQ(answers.calls, (Calls{{300, 0}}));
+}
+
+TEST(KernelRand, GoesOnAfterShortReads) {
+    CountingKernel answers(7);
+    std::vector<unsigned char> buffer(21, 0xA5);
+    EXPECT_TRUE(kernelRand(buffer.data(), 20, false));
+    buffer.resize(20);
+    EXPECT_EQ(buffer, counted(20));
+    EXPECT_EQ(answers.calls, (Calls{{20, 0}, {13, 0}, {6, 0}}));
+}
+
+TEST(KernelRand, WritesNothingBehindTheEnd) {
+    CountingKernel answers(7);
+    std::vector<unsigned char> buffer(21, 0xA5);
+    EXPECT_TRUE(kernelRand(buffer.data(), 20, false));
+    EXPECT_EQ(buffer[20], 0xA5);
+}
+
+TEST(KernelRand, AsksAgainWhenASignalInterrupts) {
+    CountingKernel answers(16);
+    answers.interruptions = 3;
+    std::vector<unsigned char> buffer(20);
+    EXPECT_TRUE(kernelRand(buffer.data(), 20, true));
+    EXPECT_EQ(buffer, counted(20));
+    EXPECT_EQ(answers.calls, (Calls{{20, 4}, {20, 4}, {20, 4}, {20, 4}, {4, 4}}));
+}
+
+TEST(KernelRand, AsksForInsecureBytesByTheFlagOfLinux) {
+    CountingKernel answers(16);
+    unsigned char byte;
+    EXPECT_TRUE(kernelRand(&byte, 1, true));
+    EXPECT_TRUE(getDefaultRng().fillInsecure(&byte, 1));
+    EXPECT_TRUE(getDefaultRng().fill(&byte, 1));
+    EXPECT_EQ(answers.calls, (Calls{{1, 4}, {1, 4}, {1, 0}}));
+}
+
+TEST(KernelRand, AsksForNothingWithoutASystemCall) {
+    CountingKernel answers(16);
+    EXPECT_TRUE(kernelRand(nullptr, 0, false));
+    EXPECT_TRUE(kernelRand(nullptr, 0, true));
+    EXPECT_TRUE(getDefaultRng().fill(nullptr, 0));
+    EXPECT_TRUE(answers.calls.empty());
+}
+
+TEST(KernelRandDeathTest, AnyOtherFailureAbortsWithoutAMessage) {
+    for (int const error : {ENOSYS, EINVAL, EFAULT, EAGAIN, EPERM})
+        for (bool const insecure : {false, true})
+            EXPECT_EXIT(
+                {
+                    kernel = [=](unsigned char*, size_t, unsigned) -> ssize_t {
+                        errno = error;
+                        return -1;
+                    };
+                    unsigned char byte;
+                    kernelRand(&byte, 1, insecure);
+                },
+                testing::KilledBySignal(SIGABRT),
+                // The emulator has its own say.
+                testing::AnyOf(testing::IsEmpty(), testing::StartsWith("qemu: uncaught target signal")))
+                << std::strerror(error);
+}
+
+TEST(KernelRandDeathTest, AFailureInTheMiddleAbortsToo) {
+    EXPECT_EXIT(
+        {
+            kernel = [call = 0](unsigned char*, size_t length, unsigned) mutable -> ssize_t {
+                errno = EIO;
+                return call++ == 0 ? static_cast<ssize_t>(length / 2) : -1;
+            };
+            unsigned char bytes[10] = {};
+            kernelRand(bytes, sizeof bytes, false);
+        },
+        testing::KilledBySignal(SIGABRT), "");
+}
 
 TEST(KernelRand, FillsExactlyTheBytesAskedFor) {
     for (bool const insecure : {false, true}) {
