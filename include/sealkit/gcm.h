@@ -7,7 +7,7 @@
 /// `createCipher` makes one from a key. Each message takes an IV that was never used under the same key: a
 /// second message under the same IV gives both plaintexts and the means to forge away. 12 bytes are the IV
 /// to use. What SP 800-38D says of other lengths holds from 13 bytes on; shorter ones follow a rule of this
-/// library and interoperate with nobody.
+/// library that others do not know.
 ///
 /// Not here: shorter tags, messages in several calls, and constant time: tables are indexed with secrets
 /// (`docs/timing.md`).
