@@ -20,11 +20,17 @@ if(SEALKIT_SANITIZERS)
     add_link_options(-fsanitize=${SEALKIT_SANITIZERS})
 endif()
 
+if(SEALKIT_LTO)
+    include(CheckIPOSupported)
+    check_ipo_supported()
+endif()
+
 # What the shared libraries are built with beside the warnings.
 function(sealkit_library_options target)
     set_target_properties(${target} PROPERTIES
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
+        INTERPROCEDURAL_OPTIMIZATION ${SEALKIT_LTO}
         INSTALL_RPATH "$ORIGIN")
     target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti)
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:sealkit_warnings>)

@@ -1,0 +1,229 @@
+#include "sealkit/curve25519.h"
+#include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+
+#include "keys/key_cast.h"
+#include "support/vectors.h"
+#include "wiping/lifetime.h"
+
+namespace {
+
+using test::Bytes;
+using test::Watch;
+
+Bytes const digest = test::Random(1).bytes(32);
+
+/// A secret number in each form that it may take: digits, and bytes in either order.
+void addNumber(Watch& watch, std::string_view name, BigNum const& number) {
+    Watch::Pause const pause;
+    watch.addObject(name, number.digits.data(), number.digits.size() * sizeof(unsigned));
+    watch.addSecret(name, number.bin(0));
+    watch.addSecret(name, number.bin(little_endian{}));
+}
+
+void addPublic(Watch& watch, BigNum const& number) {
+    Watch::Pause const pause;
+    auto const* const digits = reinterpret_cast<unsigned char const*>(number.digits.data());
+    watch.addPublic({digits, number.digits.size() * sizeof(unsigned)});
+    watch.addPublic(number.bin(0));
+    watch.addPublic(number.bin(little_endian{}));
+}
+
+/// Copies a key and writes it in every form. What is written is the writer's to wipe.
+template <typename Key>
+void copyAndWrite(Key const& key) {
+    Key const copy = key;
+    Key assigned;
+    assigned = copy;
+    for (bool pem : {false, true}) {
+        Bytes own = assigned.encodeToDerEncoded();
+        Bytes whole = pem ? encodePemPkcs8PrivateKey(assigned) : encodePkcs8PrivateKey(assigned);
+        EXPECT_FALSE(own.empty());
+        EXPECT_FALSE(whole.empty());
+        test::wipe(own);
+        test::wipe(whole);
+    }
+    EXPECT_TRUE(key.publicKey()->equals(key));
+}
+
+/// Reads a key from DER and from PEM under the watch, uses it as `use` says, copies, writes and destroys it.
+template <typename Key, typename Use>
+void expectKeyWiped(Watch& watch, Key const& key, Use const& use) {
+    Bytes der, pem;
+    {
+        Watch::Pause const pause;
+        der = encodePkcs8PrivateKey(key);
+        pem = encodePemPkcs8PrivateKey(key);
+        std::string_view text(reinterpret_cast<char const*>(pem.data()), pem.size()), label, body;
+        ASSERT_TRUE(parsePem(text, &label, &body));
+        watch.addSecret("PEM", {reinterpret_cast<unsigned char const*>(body.data()), body.size()});
+    }
+    std::string_view const text(reinterpret_cast<char const*>(pem.data()), pem.size());
+    for (bool fromText : {false, true})
+        test::expectHeapWiped(
+            watch,
+            [&] {
+                std::unique_ptr<PrivateKey> read =
+                    fromText ? readOneAssimetricKey(text) : parseOneAssimetricKey(der);
+                EXPECT_NE(read, nullptr);
+                return read;
+            },
+            [&](PrivateKey const& read) {
+                Key const& same = *detail::keyCast<Key>(read);
+                copyAndWrite(same);
+                use(same);
+            });
+    Watch::Pause const pause;
+    der.clear();
+}
+
+TEST(Wiping, RsaKeysLeaveNoSecretNumbers) {
+    std::unique_ptr<RsaPrivateKey> key;
+    test::forEachCase("keys/openssl-rsa.txt", [&](test::Case const& c) {
+        c.ignore({"key", "spki", "message", "hash", "sig"});
+        RsaPrivateKey read;
+        for (auto [name, member] : {std::pair("n", &RsaPrivateKey::n), std::pair("e", &RsaPrivateKey::e)})
+            read.*member = BigNum(asn1::blob(c.bytes(name)));
+        for (auto [name, member] :
+             {std::pair("d", &RsaPrivateKey::d), std::pair("p", &RsaPrivateKey::p),
+              std::pair("q", &RsaPrivateKey::q), std::pair("exp1", &RsaPrivateKey::exp1),
+              std::pair("exp2", &RsaPrivateKey::exp2), std::pair("coeff", &RsaPrivateKey::coeff)})
+            read.*member = BigNum(asn1::blob(c.bytes(name)));
+        if (key == nullptr)
+            key = std::make_unique<RsaPrivateKey>(read);
+    });
+    Watch watch;
+    for (auto [name, number] :
+         {std::pair("d", &key->d), std::pair("p", &key->p), std::pair("q", &key->q),
+          std::pair("exp1", &key->exp1), std::pair("exp2", &key->exp2), std::pair("coeff", &key->coeff)})
+        addNumber(watch, name, *number);
+    addPublic(watch, key->n);
+    expectKeyWiped(watch, *key, [](RsaPrivateKey const& read) {
+        EXPECT_FALSE(read.signHashed(HashID::SHA256, digest).empty());
+    });
+}
+
+TEST(Wiping, EcKeysLeaveNoScalarsOrAgreedSecrets) {
+    for (Curve curve : {Curve::p192, Curve::p224, Curve::p256, Curve::p384, Curve::p521}) {
+        EcPrivateKey key, other;
+        key.curve = other.curve = curve;
+        ASSERT_TRUE(key.generatePrivKey(getDefaultRng()));
+        ASSERT_TRUE(other.generatePrivKey(getDefaultRng()));
+        Bytes const peer = other.EcPublicKey::encodeToDerEncoded();
+        Watch watch;
+        addNumber(watch, "scalar", key.secret);
+        addPublic(watch, key.point.x);
+        addPublic(watch, key.point.y);
+        {
+            Watch::Pause const pause;
+            watch.addSecret("agreed secret", key.exchangeKeys(peer));
+        }
+        expectKeyWiped(watch, key, [&](EcPrivateKey const& read) {
+            EXPECT_FALSE(read.signHashed(HashID::SHA256, digest).empty());
+            Bytes agreed = read.exchangeKeys(peer);
+            EXPECT_FALSE(agreed.empty());
+            test::wipe(agreed);
+        });
+    }
+}
+
+TEST(Wiping, Ed25519KeysLeaveNoSeedScalarOrPrefix) {
+    Ed25519PrivateKey key;
+    ASSERT_TRUE(key.generatePrivKey(getDefaultRng()));
+    Watch watch;
+    watch.addSecret("seed", key.secret);
+    watch.addPublic(key.pub);
+    {
+        Watch::Pause const pause;
+        Bytes prefix;
+        addNumber(watch, "scalar", eddsa::expand_secret(key.secret, &prefix));
+        watch.addSecret("prefix", prefix);
+        Bytes nonce(64);
+        auto const hash = createHash(HashID::SHA512);
+        hash->update(prefix.data(), test::size(prefix));
+        hash->update(digest.data(), test::size(digest));
+        hash->digest(nonce.data());
+        watch.addSecret("nonce", nonce);
+        BigNum number(asn1::blob(nonce), little_endian{});
+        div(number, Curve25519::getOrder(), nullptr, &number);
+        addNumber(watch, "nonce", number);
+        watch.addPublic(key.toX25519PrivateKey().pub);
+    }
+    expectKeyWiped(watch, key, [](Ed25519PrivateKey const& read) {
+        EXPECT_FALSE(read.sign(digest).empty());
+        EXPECT_FALSE(read.toX25519PrivateKey().pub.empty());
+        Ed25519PrivateKey again;
+        EXPECT_TRUE(again.initPrivate(read.secret));
+        EXPECT_TRUE(again.initPrivate(read.secret));
+    });
+}
+
+TEST(Wiping, X25519KeysLeaveNoScalarsOrAgreedSecrets) {
+    X25519PrivateKey key, other;
+    ASSERT_TRUE(key.generatePrivKey(getDefaultRng()));
+    ASSERT_TRUE(other.generatePrivKey(getDefaultRng()));
+    Watch watch;
+    watch.addSecret("scalar", key.secret);
+    watch.addPublic(key.pub);
+    addNumber(watch, "clamped scalar", x25519::privToNum(key.secret));
+    {
+        Watch::Pause const pause;
+        Bytes const agreed = key.exchangeKeys(other.pub);
+        watch.addSecret("agreed secret", agreed);
+        addNumber(watch, "agreed secret", BigNum(asn1::blob(agreed)));
+    }
+    expectKeyWiped(watch, key, [&](X25519PrivateKey const& read) {
+        Bytes agreed = read.exchangeKeys(other.pub);
+        EXPECT_FALSE(agreed.empty());
+        test::wipe(agreed);
+        X25519PrivateKey again;
+        EXPECT_TRUE(again.initPrivate(read.secret));
+        EXPECT_TRUE(again.initPrivate(read.secret));
+    });
+}
+
+/// The same bytes for every object.
+struct SeededRng : Rng {
+    mutable test::Random random{2};
+
+    bool fill(unsigned char* buf, unsigned len) const override {
+        for (unsigned i = 0; i < len; i++)
+            buf[i] = static_cast<unsigned char>(random.below(256));
+        return true;
+    }
+    bool fillInsecure(unsigned char* buf, unsigned len) const override { return fill(buf, len); }
+};
+
+/// Generates the same key twice: what it is made of is known the second time.
+template <typename Key, typename... Size>
+void expectGenerationWiped(void (*prepare)(Key&), void (*addPublicMembers)(Watch&, Key const&),
+                           Size... bits) {
+    Watch watch;
+    test::expectHeapWiped(
+        watch, [] { return std::make_unique<Key>(); },
+        [&](Key& key) {
+            prepare(key);
+            SeededRng rng;
+            EXPECT_TRUE(key.generatePrivKey(rng, bits...));
+            addPublicMembers(watch, key);
+        });
+}
+
+TEST(Wiping, GeneratingKeysLeavesNothing) {
+    expectGenerationWiped<RsaPrivateKey>(
+        [](RsaPrivateKey&) {}, [](Watch& watch, RsaPrivateKey const& key) { addPublic(watch, key.n); },
+        2048U);
+    expectGenerationWiped<EcPrivateKey>([](EcPrivateKey& key) { key.curve = Curve::p256; },
+                                        [](Watch& watch, EcPrivateKey const& key) {
+                                            addPublic(watch, key.point.x);
+                                            addPublic(watch, key.point.y);
+                                        });
+    expectGenerationWiped<Ed25519PrivateKey>(
+        [](Ed25519PrivateKey&) {},
+        [](Watch& watch, Ed25519PrivateKey const& key) { watch.addPublic(key.pub); });
+    expectGenerationWiped<X25519PrivateKey>(
+        [](X25519PrivateKey&) {},
+        [](Watch& watch, X25519PrivateKey const& key) { watch.addPublic(key.pub); });
+}
+
+} // namespace
