@@ -1,4 +1,4 @@
-// Project Wycheproof's signatures, valid and not, through the keys' own check.
+// Project Wycheproof's signatures, valid and not, and key agreements, through the keys.
 #include "sealkit/pkcs8.h"
 
 #include "keys/key_cast.h"
@@ -6,10 +6,15 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace {
 
+using Bytes = std::vector<unsigned char>;
+
 HashID hashOf(std::string const& name) {
-    return name == "SHA-256"   ? HashID::SHA256
+    return name == "SHA-1"     ? HashID::SHA1
+           : name == "SHA-256" ? HashID::SHA256
            : name == "SHA-384" ? HashID::SHA384
            : name == "SHA-512" ? HashID::SHA512
                                : HashID::none;
@@ -69,5 +74,97 @@ INSTANTIATE_TEST_SUITE_P(Files, WycheproofEcdsa,
                                          "ecdsa_secp384r1_sha384", "ecdsa_secp384r1_sha512",
                                          "ecdsa_secp521r1_sha512"),
                          nameOfFile);
+
+class WycheproofRsaSigning : public testing::TestWithParam<char const*> {};
+TEST_P(WycheproofRsaSigning, SignsAsPublished) {
+    test::CapturedOutput const output;
+    Bytes parsedFrom;
+    std::unique_ptr<PrivateKey> parsed;
+    test::forEachCase(std::string("wycheproof/") + GetParam() + ".txt", [&](test::Case const& c) {
+        // "acceptable" is a short modulus or a weak hash.
+        c.ignore({"flags", "keyDer", "result"});
+        Bytes const pkcs8 = c.bytes("privateKeyPkcs8"), message = c.bytes("msg"), published = c.bytes("sig");
+        HashID const hash = hashOf(c.text("sha"));
+        if (parsedFrom != pkcs8) {
+            parsedFrom = pkcs8;
+            parsed = parseOneAssimetricKey(pkcs8);
+        }
+        RsaPrivateKey const* const key = parsed ? detail::keyCast<RsaPrivateKey>(*parsed) : nullptr;
+        ASSERT_NE(key, nullptr) << c.id();
+        if (c.text("sha") == "SHA-224") { // there is no such hash here
+            EXPECT_TRUE(key->signHashed(hash, Bytes(28)).empty()) << c.id();
+            return;
+        }
+        ASSERT_NE(hash, HashID::none) << c.text("sha");
+        EXPECT_EQ(key->signHashed(hash, calcDigest(hash, message)), published) << c.id();
+    });
+}
+INSTANTIATE_TEST_SUITE_P(Files, WycheproofRsaSigning,
+                         testing::Values("rsa_pkcs1_1024_sig_gen", "rsa_pkcs1_1536_sig_gen",
+                                         "rsa_pkcs1_2048_sig_gen", "rsa_pkcs1_3072_sig_gen",
+                                         "rsa_pkcs1_4096_sig_gen"),
+                         nameOfFile);
+
+#ifdef __powerpc__
+constexpr unsigned every = 8; // of the cases, under emulation, which would take minutes for all
+#else
+constexpr unsigned every = 1;
+#endif
+
+/// `pointOf` gives the peer's point, or nothing for a key that cannot be read.
+void agreeOnAll(std::string const& file, Curve curve,
+                std::function<Bytes(Bytes const& peer)> const& pointOf) {
+    test::CapturedOutput const output;
+    unsigned number = 0;
+    test::forEachCase("wycheproof/" + file + ".txt", [&](test::Case const& c) {
+        c.ignore({"flags", "curve"});
+        EcPrivateKey key;
+        key.curve = curve;
+        key.secret = test::number(c, "private");
+        Bytes const published = c.bytes("shared"), peer = c.bytes("public");
+        std::string const& result = c.text("result");
+        if (result == "valid" && number++ % every != 0)
+            return;
+        Bytes const shared = key.exchangeKeys(pointOf(peer));
+        if (result == "invalid")
+            EXPECT_TRUE(shared.empty()) << c.id();
+        else if (result == "valid")
+            EXPECT_EQ(shared, published) << c.id();
+        else // encodings that may be refused or read
+            EXPECT_TRUE(shared.empty() || shared == published) << c.id();
+    });
+}
+
+struct AgreementFile {
+    char const* name;
+    Curve curve;
+};
+std::string nameOfAgreement(testing::TestParamInfo<AgreementFile> const& file) { return file.param.name; }
+
+class WycheproofEcdh : public testing::TestWithParam<AgreementFile> {};
+TEST_P(WycheproofEcdh, AgreesAsPublished) {
+    agreeOnAll(GetParam().name, GetParam().curve, [](Bytes const& peer) {
+        std::unique_ptr<PublicKey> const key = parsePkcs8PublicKey(peer);
+        EcPublicKey const* const ec = key ? detail::keyCast<EcPublicKey>(*key) : nullptr;
+        // That of a key on another curve has another width.
+        return ec ? ec->encodeToDerEncoded() : Bytes();
+    });
+}
+INSTANTIATE_TEST_SUITE_P(Files, WycheproofEcdh,
+                         testing::Values(AgreementFile{"ecdh_secp224r1", Curve::p224},
+                                         AgreementFile{"ecdh_secp256r1", Curve::p256},
+                                         AgreementFile{"ecdh_secp384r1", Curve::p384},
+                                         AgreementFile{"ecdh_secp521r1", Curve::p521}),
+                         nameOfAgreement);
+
+class WycheproofEcdhPoint : public testing::TestWithParam<AgreementFile> {};
+TEST_P(WycheproofEcdhPoint, AgreesAsPublished) {
+    agreeOnAll(GetParam().name, GetParam().curve, [](Bytes const& peer) { return peer; });
+}
+INSTANTIATE_TEST_SUITE_P(Files, WycheproofEcdhPoint,
+                         testing::Values(AgreementFile{"ecdh_secp256r1_ecpoint", Curve::p256},
+                                         AgreementFile{"ecdh_secp384r1_ecpoint", Curve::p384},
+                                         AgreementFile{"ecdh_secp521r1_ecpoint", Curve::p521}),
+                         nameOfAgreement);
 
 } // namespace
