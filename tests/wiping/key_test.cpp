@@ -1,3 +1,4 @@
+#include "sealkit/asn1.h"
 #include "sealkit/curve25519.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
@@ -103,7 +104,27 @@ TEST(Wiping, RsaKeysLeaveNoSecretNumbers) {
     });
 }
 
-TEST(Wiping, EcKeysLeaveNoScalarsOrAgreedSecrets) {
+/// The nonce of an ECDSA signature, from the signature and the private key (SEC 1, section 4.1.3).
+BigNum nonceOf(EcPrivateKey const& key, asn1::blob signature) {
+    asn1::parser numbers(asn1::parser(signature).value());
+    BigNum const r(numbers.take()), s(numbers.take()), order = getOrderForECCurve(key.curve);
+    BigNum e{asn1::blob(digest)};
+    if (unsigned const bits = 8 * test::size(digest); bits > order.bits())
+        e >>= bits - order.bits();
+    BigNum nonce = (e + r * key.secret) * invByMod(s, order);
+    div(nonce, order, nullptr, &nonce);
+
+    BigNum p, n;
+    ECPoint base;
+    getECParams(key.curve, p, n, base);
+    WCurve const group(p, getAForECCurve(key.curve), new MontgomeryReducer(p));
+    BigNum x = group.toEC(group.mul(nonce, group.fromEC(base))).x;
+    div(x, order, nullptr, &x);
+    EXPECT_TRUE(x == r) << "not the nonce";
+    return nonce;
+}
+
+TEST(Wiping, EcKeysLeaveNoScalarsNoncesOrAgreedSecrets) {
     for (Curve curve : {Curve::p192, Curve::p224, Curve::p256, Curve::p384, Curve::p521}) {
         EcPrivateKey key, other;
         key.curve = other.curve = curve;
@@ -117,6 +138,10 @@ TEST(Wiping, EcKeysLeaveNoScalarsOrAgreedSecrets) {
         {
             Watch::Pause const pause;
             watch.addSecret("agreed secret", key.exchangeKeys(peer));
+            BigNum const nonce =
+                nonceOf(key, key.signHashed(HashID::SHA256, digest)); // It is always the same.
+            addNumber(watch, "nonce", nonce);
+            addNumber(watch, "inverse of the nonce", invByMod(nonce, getOrderForECCurve(curve)));
         }
         expectKeyWiped(watch, key, [&](EcPrivateKey const& read) {
             EXPECT_FALSE(read.signHashed(HashID::SHA256, digest).empty());
