@@ -65,6 +65,10 @@ SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
 /// The block "PRIVATE KEY" with the OneAsymmetricKey of `key`, not encrypted. Empty when the members make
 /// no key. The result is as secret as the key: the caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const& key);
+/// The block "ENCRYPTED PRIVATE KEY" with `encodePkcs8EncryptedPrivateKey` of `key` under 2048 iterations.
+/// Empty when the members make no key.
+SEALKIT_API std::vector<unsigned char> encodePemPkcs8EncryptedPrivateKey(PrivateKey const& key,
+                                                                         std::string const& password);
 /// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
 
@@ -96,9 +100,11 @@ SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& 
 /// over. Null when there is no such block: unlike the other loaders this one does not take DER.
 SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text);
 
-/// A private key: a OneAsymmetricKey ("PRIVATE KEY", or DER), PKCS#1's RSAPrivateKey ("RSA PRIVATE KEY")
-/// or RFC 5915's ECPrivateKey with its curve ("EC PRIVATE KEY"). Blocks with other labels in front of it
-/// are passed over, so that it may stand behind certificates.
+/// A private key: a OneAsymmetricKey ("PRIVATE KEY", or DER), an EncryptedPrivateKeyInfo ("ENCRYPTED PRIVATE
+/// KEY", or DER; `parsePkcs8EncryptedPrivateKey`), PKCS#1's RSAPrivateKey ("RSA PRIVATE KEY") or RFC 5915's
+/// ECPrivateKey with its curve ("EC PRIVATE KEY"), these two also encrypted (`pemDecrypt`). The password is for
+/// those that are; the others do not look at it. Blocks with other labels in front are passed over, so that
+/// the key may stand behind certificates; the first block of a key decides.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password);
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
                                                                std::string const& password);

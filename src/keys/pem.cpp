@@ -14,6 +14,7 @@ constexpr std::string_view beginMark = "-----BEGIN ";
 constexpr std::string_view endMark = "-----END ";
 constexpr std::string_view dashes = "-----";
 constexpr size_t lineLength = 64;
+constexpr unsigned pemIterations = 2048; ///< Of PBKDF2, for the keys that are written.
 
 /// Where the first line that starts with the mark begins, or npos.
 size_t findBeginLine(std::string_view text) {
@@ -108,4 +109,10 @@ std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key) {
 
 std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const& key) {
     return encodePemType("PRIVATE KEY", detail::SecretBytes(encodePkcs8PrivateKey(key)).value);
+}
+
+std::vector<unsigned char> encodePemPkcs8EncryptedPrivateKey(PrivateKey const& key,
+                                                             std::string const& password) {
+    return encodePemType("ENCRYPTED PRIVATE KEY",
+                         encodePkcs8EncryptedPrivateKey(key, password, pemIterations));
 }

@@ -51,11 +51,13 @@ std::unique_ptr<PrivateKey> parseOneAssimetricKeyBody(std::string_view body) {
     return pemDecode(body, &der.value) ? parseOneAssimetricKey(der) : nullptr;
 }
 
-/// The key of a block that holds a class's own DER, or null.
+/// The key of a block that holds a class's own DER, encrypted if it says so, or null.
 template <typename K>
-std::unique_ptr<PrivateKey> readBareKey(std::string_view body) {
+std::unique_ptr<PrivateKey> readBareKey(std::string_view body, std::string const& password) {
     detail::SecretBytes der;
-    return pemDecode(body, &der.value) ? parseBareKey<K>(der) : nullptr;
+    bool const isRead =
+        body.starts_with("Proc-Type:") ? pemDecrypt(body, &der.value, password) : pemDecode(body, &der.value);
+    return isRead ? parseBareKey<K>(der) : nullptr;
 }
 
 /// The contents of a file. They are wiped, whatever is read: a certificate's key may stand beside it.
@@ -145,17 +147,23 @@ std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text) {
     return nullptr;
 }
 
-std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& /*password*/) {
+std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password) {
     std::string_view label, body;
     while (!text.empty()) {
-        if (!parsePem(text, &label, &body))
-            return parseOneAssimetricKey(text);
+        if (!parsePem(text, &label, &body)) {
+            std::unique_ptr<PrivateKey> key = parseOneAssimetricKey(text);
+            return key != nullptr ? std::move(key) : parsePkcs8EncryptedPrivateKey(text, password);
+        }
         if (label == "PRIVATE KEY")
             return parseOneAssimetricKeyBody(body);
+        if (label == "ENCRYPTED PRIVATE KEY") {
+            std::vector<unsigned char> der;
+            return pemDecode(body, &der) ? parsePkcs8EncryptedPrivateKey(der, password) : nullptr;
+        }
         if (label == "RSA PRIVATE KEY")
-            return readBareKey<RsaPrivateKey>(body);
+            return readBareKey<RsaPrivateKey>(body, password);
         if (label == "EC PRIVATE KEY")
-            return readBareKey<EcPrivateKey>(body);
+            return readBareKey<EcPrivateKey>(body, password);
     }
     return nullptr;
 }

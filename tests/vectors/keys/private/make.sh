@@ -36,6 +36,13 @@ done
 rm -f ./*.pub
 chmod 644 ./*.pem
 
+mkdir -p encrypted
+password=pass:sealkit
+openssl pkcs8 -topk8 -v2 aes-256-cbc -v2prf hmacWithSHA256 -passout $password -in openssl-ed25519.pem -out encrypted/pkcs8-ed25519.pem
+openssl rsa -traditional -aes128 -passout $password -in openssl-pkcs8-rsa512.pem -out encrypted/traditional-rsa512.pem
+openssl ec -des3 -passout $password -in openssl-pkcs8-prime192v1.pem -out encrypted/traditional-prime192v1.pem
+chmod 644 encrypted/*.pem
+
 python3 - > ../private-keys.txt <<'PYTHON'
 import glob, re, subprocess
 print("# Source: private/make.sh, with OpenSSL 3.0, GnuTLS 3.7 and OpenSSH 9.2. The numbers are those that")
