@@ -12,9 +12,11 @@ void certificate(asn1::blob input);
 void cipher(asn1::blob input);
 void crl(asn1::blob input);
 void der(asn1::blob input);
+void gcm(asn1::blob input);
 void key(asn1::blob input);
 void path(asn1::blob input);
 void req(asn1::blob input);
+void siv(asn1::blob input);
 
 struct Target {
     char const* name;
@@ -26,9 +28,11 @@ inline constexpr Target targets[] = {
     {"cipher", cipher},
     {"crl", crl},
     {"der", der},
+    {"gcm", gcm},
     {"key", key},
     {"path", path},
     {"req", req},
+    {"siv", siv},
 };
 
 } // namespace fuzz
