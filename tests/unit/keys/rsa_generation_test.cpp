@@ -2,6 +2,7 @@
 #include "sealkit/keys.h"
 #include "sealkit/prime.h"
 
+#include "support/freed_memory.h"
 #include "support/rngs.h"
 #include "unit/keys/support.h"
 
@@ -251,6 +252,28 @@ TEST(RsaGeneration, PrimesPassTheRoundsOfFips186) {
         size_t const last = std::min(basesAfter(key.p, rng.numbers()), basesAfter(key.q, rng.numbers()));
         EXPECT_EQ(last, row.rounds) << row.bits;
     }
+}
+
+TEST(RsaGeneration, LeavesNothingInFreedMemory) {
+    std::vector<Bytes> secrets;
+    Bytes const digest = digestOf("abc");
+    {
+        SeededRng rng(1);
+        RsaPrivateKey key;
+        ASSERT_TRUE(key.generatePrivKey(rng, 2048));
+        for (BigNum const* number : {&key.d, &key.p, &key.q, &key.exp1, &key.exp2, &key.coeff})
+            test::addImages(secrets, *number);
+    }
+    test::FreedMemory const freed(secrets);
+    {
+        SeededRng rng(1);
+        RsaPrivateKey key;
+        ASSERT_TRUE(key.generatePrivKey(rng, 2048));
+        EXPECT_FALSE(key.signHashed(HashID::SHA256, digest).empty());
+        key.p = BigNum();
+        EXPECT_FALSE(key.signHashed(HashID::SHA256, digest).empty());
+    }
+    EXPECT_EQ(freed.traces(), 0u);
 }
 
 } // namespace
