@@ -49,7 +49,7 @@ void checkOwnDer(asn1::blob algoParams, asn1::blob input) {
 /// Private keys as text, in their containers and in their own DER.
 void fuzz::key(asn1::blob input) {
     std::string_view const text(reinterpret_cast<char const*>(input.data()), input.size());
-    check(readPrivateKey(text, "password").get());
+    check(readPrivateKey(text, "sealkit").get());
     check(parseOneAssimetricKey(input).get());
     checkOwnDer<RsaPrivateKey>({}, input);
     checkOwnDer<EcPrivateKey>({}, input);
