@@ -1,6 +1,9 @@
 #include "terminal.h"
 #include "verb.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <exception>
 #include <new>
@@ -22,9 +25,18 @@ constexpr char description[] =
     "Cryptography and public-key infrastructure for people.\n"
     "Exit status: 0 done, 1 the answer is no, 2 the input cannot be used, 3 wrong usage.";
 
+/// Where standard input, output or error is closed, a file would be opened in its place and get what is meant
+/// for it. What takes the place here fails to read or write.
+void occupyStandardDescriptors() {
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0)
+            static_cast<void>(open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
+    occupyStandardDescriptors();
     std::signal(SIGPIPE, SIG_IGN); // A closed pipe is a failed write, seen by flush().
     terminal::Session session;
     int status = exitBadInput;

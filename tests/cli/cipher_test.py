@@ -333,6 +333,16 @@ class CipherTest(ProgramTest):
 
     # The output file.
 
+    def test_closed_standard_files_are_not_mistaken_for_others(self):
+        command = " ".join([*PROGRAM, "cipher encrypt -a aes-gcm --key-file key16 --iv 00 text -o out/x --force"])
+        expected = self.cipher("encrypt", "aes-gcm", 16, "00", "text")
+        for closed in ("2>&-", "<&-", ">&-", "<&- >&- 2>&-"):
+            subprocess.run(["sh", "-c", f"{command} {closed}"], cwd=self.dir, env=self.environment, capture_output=True, check=True)
+            self.assertEqual((self.out / "x").read_bytes(), expected, "no warning is in the file")
+        for command, status in ((f"{' '.join(PROGRAM)} hash text >&-", 2), (f"{' '.join(PROGRAM)} hash <&-", 2)):
+            process = subprocess.run(["sh", "-c", command], cwd=self.dir, env=self.environment, capture_output=True, check=False)
+            self.assertEqual(process.returncode, status)
+
     def test_output_files(self):
         def encrypt(*arguments, status=0):
             return self.cipher("encrypt", "aes-ctr", 16, 16, *arguments, status=status)
