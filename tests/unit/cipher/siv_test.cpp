@@ -260,7 +260,7 @@ TEST(SIV, RefusesWhatHas4GiB) {
     if constexpr (sizeof(size_t) > 4) {
         // Refused by its size: nobody looks at what is not there.
         Bytes const key(32, 1), small(20);
-        std::span<unsigned char const> const large(small.data(), size_t(1) << 32);
+        std::span<unsigned char const> const large(small.data(), static_cast<size_t>(1ULL << 32));
         Bytes out(40, 0xA5);
         EXPECT_FALSE(AESSIV(key).encrypt(large, {}, out.data()));
         EXPECT_FALSE(AESSIV(key).decrypt(large, {}, out.data()));
