@@ -116,6 +116,17 @@ void addPublic(Watch& watch, Cipher& cipher) {
         }
 }
 
+/// What the stream modes XOR the message with, the whole of the last block too.
+void addKeystream(Watch& watch, Cipher& cipher) {
+    Bytes const padded = joined(message, Bytes(12));
+    Bytes keystream(cipher.ciphertextLength(test::size(padded)));
+    cipher.setIV(iv.data(), 16);
+    cipher.encrypt(padded.data(), test::size(padded), aad.data(), test::size(aad), keystream.data());
+    for (size_t i = 0; i < padded.size(); i++)
+        keystream[i] ^= padded[i];
+    watch.addSecret("keystream", {keystream.data(), padded.size()});
+}
+
 class WipingCipher : public testing::TestWithParam<CipherCase> {};
 INSTANTIATE_TEST_SUITE_P(Of, WipingCipher,
                          testing::Values(CipherCase{CipherID::DesCbc, 8},
@@ -135,6 +146,16 @@ TEST_P(WipingCipher, LeavesNoRoundKeysTablesOrPlaintext) {
     {
         Watch::Pause const pause;
         addPublic(watch, *make());
+        if (GetParam().id == CipherID::AesCtr || GetParam().id == CipherID::AesCfb ||
+            GetParam().id == CipherID::AesGcm)
+            addKeystream(watch, *make());
+        if (GetParam().id == CipherID::AesGcm) {
+            Bytes hashKey(16);
+            auto const cbc = createCipher(CipherID::AesCbc, key, 0);
+            cbc->setIV(hashKey.data(), 16);
+            cbc->encrypt(hashKey.data(), 16, nullptr, 0, hashKey.data());
+            watch.addSecret("hash key", hashKey);
+        }
     }
     test::expectHeapWiped(watch, make, useCipher);
 }
