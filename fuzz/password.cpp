@@ -1,0 +1,85 @@
+#include "sealkit/pbes2.h"
+#include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+
+#include "asn1/element.h"
+#include "asn1/oids.h"
+#include "targets.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+namespace oid = detail::oid;
+
+/// What an input may ask for without holding up the search for others.
+constexpr unsigned mostIterations = 50;
+constexpr char secret[] = "password";
+
+/// The parameters are written as they are read, and what is encrypted under them decrypts to the same.
+void checkScheme(AlgorithmIdentifier const& algorithm, PBES2Params const& p, asn1::blob data) {
+    PBES2Params again;
+    Bytes const encoded = encode(p);
+    SEALKIT_ASSERT(parse(again, encoded) && encode(again) == encoded);
+    SEALKIT_ASSERT(again.prf == p.prf && again.salt == p.salt && again.iterations == p.iterations);
+
+    Bytes encrypted, decrypted;
+    bool const works = pbes2_crypt(algorithm, secret, data, encrypted, true);
+    SEALKIT_ASSERT(encrypted == pbes2_encrypt(data, secret, p));
+    SEALKIT_ASSERT(works == !encrypted.empty());
+    if (works) {
+        SEALKIT_ASSERT(encrypted.size() > data.size() && encrypted.size() <= data.size() + p.iv.size());
+        SEALKIT_ASSERT(pbes2_crypt(algorithm, secret, encrypted, decrypted, false));
+        SEALKIT_ASSERT(asn1::blob(decrypted) == data);
+    }
+    if (pbes2_crypt(algorithm, secret, data, decrypted, false))
+        SEALKIT_ASSERT(works && decrypted.size() <= data.size());
+    else
+        SEALKIT_ASSERT(decrypted.empty());
+}
+
+/// Takes an EncryptedPrivateKeyInfo apart. False when it would take too long to decrypt.
+bool checkEncryptedKey(asn1::blob input) {
+    asn1::blob content, identifier, data;
+    asn1::parser info(input);
+    if (!detail::take(info, detail::tag::sequence, &content))
+        return true;
+    asn1::parser fields(content);
+    AlgorithmIdentifier algorithm;
+    PBES2Params p;
+    if (!detail::take(fields, detail::tag::sequence, &identifier) || !parse(algorithm, identifier) ||
+        !parse(p, algorithm.params))
+        return true;
+    if (p.iterations > mostIterations)
+        return false;
+    detail::take(fields, detail::tag::octetString, &data);
+    checkScheme(algorithm, p, data);
+    return true;
+}
+
+} // namespace
+
+/// The input is an EncryptedPrivateKeyInfo, the body of a PEM block with headers, and data.
+void fuzz::password(asn1::blob input) {
+    std::string_view const text(reinterpret_cast<char const*>(input.data()), input.size());
+    Bytes out = {1};
+    if (pemDecrypt(text, &out, secret))
+        SEALKIT_ASSERT(out.size() < input.size());
+    else
+        SEALKIT_ASSERT(out.empty());
+
+    if (checkEncryptedKey(input)) {
+        std::unique_ptr<PrivateKey> const key = parsePkcs8EncryptedPrivateKey(input, secret);
+        if (key != nullptr) {
+            Bytes const written = encodePkcs8EncryptedPrivateKey(*key, secret, 1);
+            std::unique_ptr<PrivateKey> const again = parsePkcs8EncryptedPrivateKey(written, secret);
+            SEALKIT_ASSERT(again != nullptr && again->equals(*key));
+        }
+    }
+
+    PBES2Params const own{detail::copyOf(oid::pbkdf2), {}, {}, 1, detail::copyOf(oid::aes128Cbc), Bytes(16)};
+    checkScheme({detail::copyOf(oid::pbes2), encode(own)}, own, input);
+}
