@@ -1,40 +1,53 @@
 #include "input.h"
 
-#include "terminal.h"
+#include "input_stream.h"
+#include "verb.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 
 namespace {
 
-struct CloseFile {
-    void operator()(FILE* file) const {
-        if (file != stdin)
-            std::fclose(file);
-    }
-};
+template <typename Contents>
+std::optional<Contents> readWhole(std::string const& path) {
+    auto complain = [&](char const* why) {
+        badInput(path + ": " + why);
+        return std::nullopt;
+    };
+    InputStream input;
+    if (!input.open(path))
+        return complain(std::strerror(input.error()));
+
+    Contents contents;
+    size_t size = 0;
+    do {
+        size_t const before = contents.size();
+        contents.resize(before + pieceSize);
+        size = input.read({reinterpret_cast<unsigned char*>(contents.data()) + before, pieceSize});
+        contents.resize(before + size);
+        if (contents.size() > inputLimit)
+            return complain("larger than 256 MiB");
+    } while (size == pieceSize);
+    if (input.error())
+        return complain(std::strerror(input.error()));
+    return contents;
+}
+
+template <typename Contents>
+std::optional<Contents> withoutByteOrderMark(std::optional<Contents> contents) {
+    static constexpr unsigned char mark[] = {0xEF, 0xBB, 0xBF};
+    if (contents && contents->size() >= sizeof mark && std::memcmp(contents->data(), mark, sizeof mark) == 0)
+        contents->erase(contents->begin(), contents->begin() + sizeof mark);
+    return contents;
+}
 
 } // namespace
 
 std::optional<std::string> readInput(std::string const& path) {
-    auto complain = [&](char const* why) {
-        terminal::err() << "sealkit: " << terminal::printable(path) << ": " << why << std::endl;
-        return std::nullopt;
-    };
-    std::unique_ptr<FILE, CloseFile> file(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
-    if (!file)
-        return complain(std::strerror(errno));
-
-    std::string contents;
-    char chunk[65536];
-    while (size_t const size = std::fread(chunk, 1, sizeof(chunk), file.get())) {
-        contents.append(chunk, size);
-        if (contents.size() > inputLimit)
-            return complain("larger than 256 MiB");
-    }
-    if (std::ferror(file.get()))
-        return complain(std::strerror(errno));
-    return contents;
+    return withoutByteOrderMark(readWhole<std::string>(path));
 }
+
+std::optional<SecretBytes> readSecretInput(std::string const& path) {
+    return withoutByteOrderMark(readWhole<SecretBytes>(path));
+}
+
+std::optional<SecretBytes> readMessage(std::string const& path) { return readWhole<SecretBytes>(path); }

@@ -16,7 +16,7 @@
 
 namespace {
 
-int const endingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+int const endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 /// The file that a signal removes, none when empty. Changed only while the signals are blocked.
 char removedBySignal[PATH_MAX];
@@ -161,7 +161,8 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
     temporary = candidate;
     std::strcpy(removedBySignal, candidate.c_str());
     fileMode = mode & ~currentUmask();
-    if (exists) {
+    bool const isSecret = (mode & 077) == 0;
+    if (exists && !isSecret) {
         // Where the owner cannot be kept, the old mode would let others in.
         bool const keptOwner = fchown(descriptor, status.st_uid, status.st_gid) == 0;
         fileMode = status.st_mode & (keptOwner ? 0777 : 0700);

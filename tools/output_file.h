@@ -10,7 +10,7 @@
 ///
 /// What is written goes to a new file without a telling name beside the one that is wanted, for the owner's
 /// eyes only, and takes its place in `commit`. Whatever happens before, a failure, a full disk, SIGINT,
-/// SIGTERM or SIGHUP, nothing is left behind, and a file that was there stays as it was. A process
+/// SIGTERM, SIGHUP or SIGQUIT, nothing is left behind, and a file that was there stays as it was. A process
 /// has at most one such file at a time.
 class OutputFile {
 public:
@@ -23,8 +23,9 @@ public:
     OutputFile& operator=(OutputFile const&) = delete;
 
     /// Opens what the user named; "" and "-" are standard output. `mode` is the mode of a new file, less
-    /// what the umask takes away: 0600 for secrets. A file that is replaced keeps its mode and its owner.
-    /// Complains and returns false.
+    /// what the umask takes away: 0600 for secrets. A file that is replaced keeps its mode and its owner,
+    /// but for secrets, which come to a file of that mode and of the user's own: what was there may have
+    /// been laid out for them. Complains and returns false.
     bool open(std::string const& path, mode_t mode, Existing existing);
 
     /// Complains and returns false.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <future>
 #include <string>
 #include <string_view>
 
@@ -40,6 +41,21 @@ void Progress::advance(uint64_t bytes) {
         show();
 }
 
+namespace {
+
+/// Writes over what is shown.
+void showLine(std::string line) {
+    line.resize(std::max(line.size(), width), ' ');
+    writeLine('\r' + line);
+}
+
+void clearLine() {
+    showLine("");
+    writeLine("\r");
+}
+
+} // namespace
+
 void Progress::show() {
     std::string line = formatSize(done);
     if (total && *total > 0 && done <= *total) {
@@ -47,14 +63,30 @@ void Progress::show() {
             static_cast<unsigned>(100 * static_cast<double>(done) / static_cast<double>(*total));
         line += " of " + formatSize(*total) + ", " + std::to_string(percent) + " %";
     }
-    line.resize(std::max(line.size(), width), ' ');
-    writeLine('\r' + line);
+    showLine(line);
     shown = true;
     due = std::chrono::steady_clock::now() + period;
 }
 
 void Progress::hide() {
     if (shown)
-        writeLine('\r' + std::string(width, ' ') + '\r');
+        clearLine();
     shown = false;
+}
+
+void workWithClock(std::string const& what, std::function<void()> const& work) {
+    if (!isatty(STDERR_FILENO))
+        return work();
+    auto const start = std::chrono::steady_clock::now();
+    std::future<void> result = std::async(std::launch::async, work);
+    bool shown = false;
+    for (auto next = 2 * period; result.wait_until(start + next) == std::future_status::timeout;
+         next += period) {
+        auto const elapsed = std::chrono::duration_cast<std::chrono::seconds>(next).count();
+        showLine(what + ": " + std::to_string(elapsed) + " s");
+        shown = true;
+    }
+    if (shown)
+        clearLine();
+    result.get();
 }

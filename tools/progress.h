@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <string>
 
 /// Bytes done, on standard error: shown once work takes its time, and only when that is a terminal. The
 /// line is gone when the object is, or after `hide`: hide it before anything else is written.
@@ -27,3 +29,7 @@ private:
     bool shown = false;
     std::chrono::steady_clock::time_point due;
 };
+
+/// Does work of which nobody knows how long it takes, in a thread of its own, and shows for how long it has
+/// been at it, on the same terms: "generating a key: 3 s".
+void workWithClock(std::string const& what, std::function<void()> const& work);

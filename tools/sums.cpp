@@ -1,8 +1,8 @@
 #include "sums.h"
 
+#include "file_digest.h"
 #include "hex.h"
 #include "input_stream.h"
-#include "progress.h"
 #include "terminal.h"
 #include "verb.h"
 
@@ -26,30 +26,6 @@ bool sameDigest(Digest const& a, Digest const& b) {
     for (size_t i = 0; i < a.size(); ++i)
         difference |= static_cast<unsigned>(a[i] ^ b[i]);
     return difference == 0;
-}
-
-/// The digest of a file, or the `errno` of why there is none.
-struct FileDigest {
-    Digest digest;
-    int error = 0;
-};
-
-FileDigest digestFile(std::string const& path, Hash& hash) {
-    InputStream input;
-    if (!input.open(path))
-        return {{}, input.error()};
-    std::vector<unsigned char> piece(pieceSize);
-    {
-        Progress progress(input.remaining());
-        hash.update(nullptr, 0); // What begins the message of a MAC.
-        while (size_t const size = input.read(piece)) {
-            hash.update(piece.data(), static_cast<unsigned>(size));
-            progress.advance(size);
-        }
-    }
-    Digest digest(hash.digestLength());
-    hash.digest(digest.data()); // After a failure too: the object is then ready for the next file.
-    return {digest, input.error()};
 }
 
 // A line is about a file. Where the file's name would break the line, the line begins with a backslash and the

@@ -135,6 +135,17 @@ std::ostream& err() { return streams->err; }
 MuteDiagnostics::MuteDiagnostics() : before(std::cout.rdbuf(nullptr)) {}
 MuteDiagnostics::~MuteDiagnostics() { std::cout.rdbuf(before); } // This clears the error state, too.
 
+CaptureDiagnostics::CaptureDiagnostics() : before(std::cout.rdbuf(caught.rdbuf())) {}
+CaptureDiagnostics::~CaptureDiagnostics() { std::cout.rdbuf(before); }
+
+std::string CaptureDiagnostics::text() const {
+    std::istringstream lines(caught.str());
+    std::string text;
+    for (std::string line; std::getline(lines, line);)
+        text += (text.empty() ? "" : "; ") + line;
+    return text;
+}
+
 Session::Session() { streams = std::make_unique<Streams>(); }
 Session::~Session() { streams.reset(); }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <ostream>
+#include <sstream>
 #include <streambuf>
 #include <string>
 #include <string_view>
@@ -56,6 +57,22 @@ public:
     MuteDiagnostics& operator=(MuteDiagnostics const&) = delete;
 
 private:
+    std::streambuf* before;
+};
+
+/// Catches the library's diagnostics while it lives, for who has something to say about them.
+class CaptureDiagnostics {
+public:
+    CaptureDiagnostics();
+    ~CaptureDiagnostics();
+    CaptureDiagnostics(CaptureDiagnostics const&) = delete;
+    CaptureDiagnostics& operator=(CaptureDiagnostics const&) = delete;
+
+    /// The lines so far, in one; empty when there are none.
+    std::string text() const;
+
+private:
+    std::ostringstream caught;
     std::streambuf* before;
 };
 

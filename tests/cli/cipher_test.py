@@ -312,7 +312,7 @@ class CipherTest(ProgramTest):
 
     def test_an_interrupt_leaves_nothing(self):
         (self.out / "old").write_bytes(b"old")
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
             process = subprocess.Popen([*PROGRAM, "cipher", "encrypt", "-a", "aes-ctr", "--key-file", "key16", "--iv", IVS[16].hex(),
                                         "-o", "out/old", "--force"], stdin=subprocess.PIPE, cwd=self.dir, env=self.environment)
             process.stdin.write(text_of(200_000))

@@ -3,14 +3,18 @@
 The environment variable SEALKIT is the command that starts the program (words split at blanks, so
 that it may be an emulator with its arguments).
 """
+import fcntl
 import os
 import pathlib
 import pty
 import resource
+import select
 import shlex
 import shutil
 import subprocess
 import tempfile
+import termios
+import time
 import unittest
 
 PROGRAM = os.environ["SEALKIT"].split()
@@ -30,11 +34,67 @@ class Result:
         return f"status {self.status}\n--- out\n{self.out}\n--- err\n{self.err}"
 
 
-def openssl(*arguments, **options):
-    process = subprocess.run(["openssl", *map(str, arguments)], capture_output=True, check=False, **options)
+def peer(*command, **options):
+    """What another program writes on its standard output. It must be there and succeed."""
+    options.setdefault("stdin", subprocess.DEVNULL)
+    if "input" in options:
+        del options["stdin"]
+    process = subprocess.run([*map(str, command)], capture_output=True, check=False, **options)
     if process.returncode:
-        raise AssertionError(f"openssl {arguments}: {process.stderr.decode()}")
+        raise AssertionError(f"{command}: {process.stdout.decode()} {process.stderr.decode()}")
     return process.stdout
+
+
+def openssl(*arguments, **options):
+    return peer("openssl", *arguments, **options)
+
+
+class TerminalSession:
+    """The program with a terminal of its own, which its questions and progress go to: /dev/tty and standard error."""
+
+    def __init__(self, test, arguments):
+        self.test = test
+        self.screen, self.terminal = pty.openpty()
+        self.process = subprocess.Popen(
+            [*PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.terminal,
+            cwd=test.dir, env=test.environment, start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(self.terminal, termios.TIOCSCTTY, 0))
+        self.shown = b""
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        self.process.stdout.close()
+        os.close(self.screen)
+        os.close(self.terminal)
+
+    def wait_for(self, text):
+        """Waits until TEXT is new on the screen."""
+        start, end = len(self.shown), time.monotonic() + 60
+        while text not in self.shown[start:]:
+            self.test.assertLess(time.monotonic(), end, self.shown)
+            if select.select([self.screen], [], [], 0.1)[0]:
+                self.shown += os.read(self.screen, 65536)
+            elif self.process.poll() is not None:
+                self.test.fail(f"ended with {self.process.returncode} before {text}: {self.shown}")
+
+    def type(self, text):
+        os.write(self.screen, text)
+
+    def echoes(self):
+        return bool(termios.tcgetattr(self.terminal)[3] & termios.ECHO)
+
+    def end(self):
+        """Its status and standard output. What else it showed is in `shown`."""
+        out = self.process.stdout.read()
+        status = self.process.wait(60)
+        while select.select([self.screen], [], [], 0)[0]:
+            self.shown += os.read(self.screen, 65536)
+        return status, out
 
 
 class ProgramTest(unittest.TestCase):
@@ -48,8 +108,10 @@ class ProgramTest(unittest.TestCase):
 
     @classmethod
     def run_program(cls, *arguments, stdin=b"", environment=None):
+        # In a session of its own: without a terminal, wherever the tests are started.
         return Result(subprocess.run([*PROGRAM, *map(str, arguments)], input=stdin, capture_output=True, cwd=cls.dir,
-                                     env={**cls.environment, **(environment or {})}, timeout=120, check=False))
+                                     env={**cls.environment, **(environment or {})}, timeout=120, check=False,
+                                     start_new_session=True))
 
     def expect(self, status, *arguments, **options):
         result = self.run_program(*arguments, **options)

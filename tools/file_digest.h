@@ -1,0 +1,17 @@
+/// Digests of files of any size.
+#pragma once
+
+#include "sealkit/hash.h"
+
+#include <string>
+#include <vector>
+
+/// The digest of a file, or the `errno` of why there is none.
+struct FileDigest {
+    std::vector<unsigned char> digest;
+    int error = 0;
+};
+
+/// Reads the file, which is standard input for "-", and shows its progress. `hash` is ready for another
+/// message then, whatever happened.
+FileDigest digestFile(std::string const& path, Hash& hash);
