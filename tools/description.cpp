@@ -332,6 +332,48 @@ Description describe(PublicKey const& key) {
     return {};
 }
 
+Description describe(KeyEncryption const& encryption) {
+    Description result{{"scheme", printable(encryption.scheme.empty() ? "(malformed)" : encryption.scheme)}};
+    if (!encryption.cipher.empty())
+        result["cipher"] = printable(encryption.cipher);
+    if (!encryption.keyDerivation.empty())
+        result["keyDerivation"] = encryption.keyDerivation;
+    if (encryption.iterations != 0)
+        result["iterations"] = encryption.iterations;
+    if (!encryption.problem.empty())
+        result["problem"] = encryption.problem;
+    return result;
+}
+
+Description describe(PrivateKey const& key, bool withSecrets) {
+    Description result = describe(*key.publicKey());
+    if (!withSecrets) {
+        result["secrets"] = "not shown (--secrets shows them)";
+        return result;
+    }
+    std::vector<unsigned char> encoded = key.encodeToDerEncoded();
+    Description secrets;
+    asn1::parser fields(encoded);
+    if (key.keyType() == KeyType::RSA) {
+        static char const* const names[] = {"privateExponent", "prime1",    "prime2",
+                                            "exponent1",       "exponent2", "coefficient"};
+        fields.enter(tagSequence);
+        for (int i = 0; i < 3; ++i)
+            fields.next(); // The version and the public numbers.
+        for (char const* name : names)
+            secrets[name] = BigNum(fields.take()).str();
+    } else if (key.keyType() == KeyType::EC) {
+        fields.enter(tagSequence);
+        fields.next(); // The version.
+        secrets["scalar"] = BigNum(fields.take()).str();
+    } else {
+        secrets["secret"] = hexOf(fields.take());
+    }
+    secureMemset(encoded.data(), 0, encoded.size());
+    result["secrets"] = secrets;
+    return result;
+}
+
 Description describe(X509Certificate const& certificate) {
     return {{"object", "certificate"},
             {"subject", nameText(certificate.subjectBytes())},

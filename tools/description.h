@@ -2,6 +2,8 @@
 /// the JSON of `show` are printed from.
 #pragma once
 
+#include "key_file.h"
+
 #include "sealkit/crl.h"
 #include "sealkit/keys.h"
 #include "sealkit/req.h"
@@ -16,3 +18,6 @@ Description describe(X509Certificate const& certificate);
 Description describe(X509Crl const& crl);
 Description describe(X509Req const& request);
 Description describe(PublicKey const& key);
+Description describe(KeyEncryption const& encryption);
+/// The public half, and the secrets where that is wished for.
+Description describe(PrivateKey const& key, bool withSecrets);

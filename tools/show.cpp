@@ -1,5 +1,6 @@
 #include "description.h"
 #include "input.h"
+#include "key_file.h"
 #include "terminal.h"
 #include "verb.h"
 
@@ -19,10 +20,29 @@ using terminal::printable;
 struct Options {
     bool dump = false;
     bool json = false;
+    bool secrets = false;
+    PasswordSource password;
     std::string file;
 };
 
-using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>>;
+/// A private key, or of one that stays closed its encryption alone.
+struct PrivateKeyFound {
+    std::unique_ptr<PrivateKey> key;
+    std::optional<KeyEncryption> encryption;
+};
+
+using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
+                            PrivateKeyFound>;
+
+/// An object, or why there is none.
+struct Found {
+    Object object;
+    int status = exitBadInput;
+    std::string complaint;
+
+    Found(Object found = {}) : object(std::move(found)) {}
+    explicit operator bool() const { return object.index() != 0; }
+};
 
 template <typename T>
 Object parseAs(asn1::blob der) {
@@ -38,27 +58,49 @@ Object parsePublicKeyAs(std::string_view text) {
     return {};
 }
 
+/// `password` is null when none was given.
+Found readPrivateKeyAs(std::string_view text, Password const* password) {
+    auto encryption = findEncryption(text);
+    if (encryption && !password)
+        return Object(PrivateKeyFound{nullptr, std::move(encryption)});
+    OpenedKey opened = openPrivateKey(text, password ? password->text : "");
+    if (opened.key)
+        return Object(PrivateKeyFound{std::move(opened.key), std::move(encryption)});
+    Found nothing;
+    nothing.status = opened.status;
+    nothing.complaint = opened.complaint;
+    return nothing;
+}
+
 /// The object of one PEM block.
-Object readBlock(std::string_view label, std::string_view body, std::string_view block) {
-    if (label.ends_with("PUBLIC KEY"))
-        return parsePublicKeyAs(block);
+Found readBlock(PemBlock const& block, Password const* password) {
+    if (isPrivateKeyLabel(block.label))
+        return readPrivateKeyAs(block.whole, password);
+    if (block.label.ends_with("PUBLIC KEY"))
+        return parsePublicKeyAs(block.whole);
     std::vector<unsigned char> der;
-    if (!pemDecode(body, &der))
+    if (!pemDecode(block.body, &der))
         return {};
-    if (label == "CERTIFICATE")
+    if (block.label == "CERTIFICATE")
         return parseAs<X509Certificate>(der);
-    if (label == "X509 CRL")
+    if (block.label == "X509 CRL")
         return parseAs<X509Crl>(der);
-    if (label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
+    if (block.label == "CERTIFICATE REQUEST" ||
+        block.label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
         return parseAs<X509Req>(der);
     return {};
 }
 
-Object readDer(std::string_view der) {
+Found readDer(std::string_view der, Password const* password) {
     for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
         if (Object object = read(der); object.index() != 0)
-            return object;
-    return parsePublicKeyAs(der);
+            return Found(std::move(object));
+    if (Object object = parsePublicKeyAs(der); object.index() != 0)
+        return Found(std::move(object));
+    Found found = readPrivateKeyAs(der, password);
+    if (!found && !findEncryption(der))
+        found.complaint = "neither PEM nor the DER of a certificate, revocation list, request or key";
+    return found;
 }
 
 /// The library dumps names as they are; here nothing in them may end a line or steer a terminal.
@@ -100,6 +142,8 @@ void dump(Object object) {
             using T = std::decay_t<decltype(value)>;
             if constexpr (std::is_same_v<T, std::unique_ptr<PublicKey>>) {
                 value->dump(terminal::out());
+            } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
+                value.key->dump(terminal::out());
             } else if constexpr (!std::is_same_v<T, std::monostate>) {
                 makePrintable(value);
                 value.dump(terminal::out());
@@ -108,9 +152,20 @@ void dump(Object object) {
         object);
 }
 
-Description describeObject(Object const& object) {
+Description describePrivateKey(PrivateKeyFound const& found, bool withSecrets) {
+    Description result{{"object", found.encryption ? "encrypted private key" : "private key"}};
+    if (found.key)
+        result.update(describe(*found.key, withSecrets));
+    if (found.encryption)
+        result["encryption"] = describe(*found.encryption);
+    if (!found.key)
+        result["key"] = "not opened (--password-file opens it)";
+    return result;
+}
+
+Description describeObject(Object const& object, bool withSecrets) {
     return std::visit(
-        [](auto const& value) -> Description {
+        [withSecrets](auto const& value) -> Description {
             using T = std::decay_t<decltype(value)>;
             if constexpr (std::is_same_v<T, std::monostate>) {
                 return {};
@@ -118,6 +173,8 @@ Description describeObject(Object const& object) {
                 Description result{{"object", "public key"}};
                 result.update(describe(*value));
                 return result;
+            } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
+                return describePrivateKey(value, withSecrets);
             } else {
                 return describe(value);
             }
@@ -197,43 +254,70 @@ void print(Description const& description) {
     }
 }
 
+/// Why the library's dump of an object is not written; empty when it is.
+std::string whyNoDump(Object const& object, bool withSecrets) {
+    auto const* const found = std::get_if<PrivateKeyFound>(&object);
+    if (!found)
+        return "";
+    if (!withSecrets)
+        return "the dump of a private key shows its secrets: --secrets allows that";
+    return found->key ? "" : "the private key is encrypted: --password-file opens it";
+}
+
 int show(Options const& options) {
-    auto const text = readInput(options.file);
+    if (standardInputTwice({options.file, options.password.file}))
+        return exitWrongUsage;
+    int status = exitDone;
+    std::unique_ptr<Password> password;
+    if (options.password.isGiven()) {
+        password = readPassword(options.password, AskFor::existing, options.file, &status);
+        if (!password)
+            return status;
+        status = exitDone;
+    }
+    auto const text = readSecretInput(options.file);
     if (!text)
         return exitBadInput;
-    auto complain = [&](std::string const& what) {
-        terminal::err() << "sealkit: " << printable(options.file) << ": " << what << std::endl;
-        return exitBadInput;
+    auto complain = [&](std::string const& what, int why) {
+        terminal::err() << "sealkit: " << printable(options.file) << ": " << printable(what) << std::endl;
+        status = why;
     };
 
-    int status = exitDone;
     auto described = Description::array();
     auto present = [&](Object object) {
-        if (options.dump)
+        if (!options.dump) {
+            Description const description = describeObject(object, options.secrets);
+            if (options.json)
+                described.push_back(description);
+            else
+                print(description);
+        } else if (std::string const why = whyNoDump(object, options.secrets); !why.empty()) {
+            complain(why, exitWrongUsage);
+        } else {
             dump(std::move(object));
-        else if (options.json)
-            described.push_back(describeObject(object));
-        else
-            print(describeObject(object));
+        }
     };
 
-    std::string_view rest = *text, label, body;
+    std::string_view rest = textOf(*text);
     size_t blocks = 0;
-    for (std::string_view before = rest; parsePem(rest, &label, &body); before = rest) {
+    while (auto const block = takeBlock(rest)) {
         ++blocks;
-        Object object = readBlock(label, body, before.substr(0, before.size() - rest.size()));
-        if (object.index() == 0)
-            status = complain("block " + std::to_string(blocks) + ", \"" + printable(label) +
-                              "\", is malformed or of a kind that is not shown");
+        Found found = readBlock(*block, password.get());
+        if (found)
+            present(std::move(found.object));
         else
-            present(std::move(object));
+            complain("block " + std::to_string(blocks) + ", \"" + std::string(block->label) + "\", " +
+                         (found.complaint.empty() ? "is malformed or of a kind that is not shown"
+                                                  : "is a key that cannot be shown: " + found.complaint),
+                     found.status);
     }
     if (blocks == 0) {
-        Object object = readDer(*text);
-        if (object.index() == 0)
-            return complain(
-                "neither PEM nor the DER of a certificate, revocation list, request or public key");
-        present(std::move(object));
+        Found found = readDer(textOf(*text), password.get());
+        if (!found) {
+            complain(found.complaint, found.status);
+            return status;
+        }
+        present(std::move(found.object));
     }
     if (options.json)
         terminal::out() << described.dump(2, ' ', true) << std::endl;
@@ -246,10 +330,14 @@ Work setUpShow(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.flag("--dump", options->dump, "print the library's own dump");
     commandLine.flag("--json", options->json, "print JSON: an array with one object for each one found");
+    commandLine.flag("--secrets", options->secrets, "show the secrets of private keys, too");
+    addPasswordOptions(commandLine, options->password, "of encrypted private keys");
     commandLine.text("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
         .required();
-    commandLine.footer(
-        "Knows certificates, chains, revocation lists, certificate requests and public keys.\n\n"
-        "Example: sealkit show /etc/ssl/certs/ca-certificates.crt");
+    commandLine.footer("Knows certificates, chains, revocation lists, certificate requests, and public and\n"
+                       "private keys, encrypted ones too. The dump of a private key needs --secrets.\n\n"
+                       "Examples:\n"
+                       "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
+                       "  sealkit key new rsa-2048 | sealkit show -");
     return [options] { return show(*options); };
 }

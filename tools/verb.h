@@ -16,11 +16,14 @@ int badInput(std::string const& complaint);
 int wrongUsage(std::string const& complaint);
 int answerNo(std::string const& complaint);
 
+Work setUpCheck(CommandLine commandLine);
 Work setUpCipher(CommandLine commandLine);
 Work setUpHash(CommandLine commandLine);
+Work setUpKey(CommandLine commandLine);
 Work setUpMac(CommandLine commandLine);
 Work setUpRandom(CommandLine commandLine);
 Work setUpShow(CommandLine commandLine);
+Work setUpSign(CommandLine commandLine);
 Work setUpStore(CommandLine commandLine);
 Work setUpTrust(CommandLine commandLine);
 Work setUpVerify(CommandLine commandLine);
