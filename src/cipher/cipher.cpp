@@ -25,7 +25,8 @@ unsigned CBCCipher::ciphertextLength(unsigned len) const { return len - len % ci
 unsigned CBCCipher::blockLength() { return cipher->blockLength(); }
 
 void CBCCipher::setIV(unsigned char const* newIV, unsigned size) {
-    std::memcpy(iv, newIV, std::min<size_t>(size, sizeof iv));
+    if (size != 0) // nothing has no address that memcpy takes
+        std::memcpy(iv, newIV, std::min<size_t>(size, sizeof iv));
 }
 
 void CBCCipher::encrypt(unsigned char const* in, unsigned len, unsigned char const*, unsigned,

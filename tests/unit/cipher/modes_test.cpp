@@ -274,7 +274,7 @@ TEST(CBCCipher, TakesAsMuchOfTheIvAsIsGiven16BytesAtMost) {
     std::copy_n(iv.begin(), 8, chained.begin());
     cipher.setIV(long17.data(), 16);
     cipher.setIV(iv.data(), 8);
-    cipher.setIV(iv.data(), 0);
+    cipher.setIV(nullptr, 0);
     cipher.encrypt(in.data(), 16, nullptr, 0, out.data());
     EXPECT_EQ(out, run(CBC_encrypt, chained, in));
 }
