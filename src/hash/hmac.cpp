@@ -74,7 +74,11 @@ std::vector<unsigned char> HKPDF_Expand(Hash& hash, unsigned char const* info, u
         hmac.update(&counter, 1);
         hmac.digest(block);
     }
-    result.resize(std::min<size_t>(result.size(), length));
+    if (length < result.size()) {
+        // What is cut off would be key in a longer result.
+        secureMemset(result.data() + length, 0, result.size() - length);
+        result.resize(length);
+    }
     return result;
 }
 

@@ -163,6 +163,14 @@ TEST(HKPDF, AgreesWithWycheproof) {
         });
 }
 
+// HMAC begins its message even so: the answers are those of Python's hmac.
+TEST(HKPDF, TakesNoSaltNoInfoAndNoKeyingMaterial) {
+    EXPECT_EQ(test::toHex(HKPDF(*createHash(HashID::SHA256), {}, {}, {}, 42)),
+              "eb70f01dede9afafa449eee1b1286504e1f62388b3f7dd4f956697b0e828fe181e59c2ec0fe6e7e7ac26");
+    EXPECT_EQ(test::toHex(HKPDF(*createHash(HashID::SHA512), {}, {}, {}, 42)),
+              "9d73c98e791e80ebe5b4cb45693aa32fdd44b5fa3edab3ec82f9d0f4d66905e2215ad0d4ac20fe570da5");
+}
+
 TEST(HKPDF, OfNoLengthIsEmpty) {
     auto hash = createHash(HashID::SHA256);
     EXPECT_TRUE(HKPDF(*hash, {1}, {2}, {3}, 0).empty());
@@ -184,6 +192,22 @@ TEST(HKPDF, CounterWrapsBeyond255Blocks) {
     EXPECT_EQ(Bytes(found.begin() + 32 * 254, found.begin() + 32 * 255), block(255, 255));
     EXPECT_EQ(Bytes(found.begin() + 32 * 255, found.begin() + 32 * 256), block(256, 0));
     EXPECT_EQ(found.back(), block(257, 1)[0]);
+}
+
+TEST(HKPDF, KeepsNothingBehindTheLengthAskedFor) {
+    auto hash = createHash(HashID::SHA256);
+    static void* (*const before)(void*, int, size_t) = secureMemset;
+    static unsigned char tail[12];
+    secureMemset = [](void* data, int value, size_t size) {
+        if (size == sizeof tail)
+            std::memcpy(tail, data, size);
+        return before(data, value, size);
+    };
+    Bytes const prk(32, 0x0B), found = HKPDF_Expand(*hash, nullptr, 0, prk.data(), 32, 52);
+    secureMemset = before;
+    Bytes const whole = HKPDF_Expand(*hash, nullptr, 0, prk.data(), 32, 64);
+    EXPECT_EQ(found, Bytes(whole.begin(), whole.begin() + 52));
+    EXPECT_EQ(Bytes(tail, tail + 12), Bytes(whole.begin() + 52, whole.end())) << "the rest was not wiped";
 }
 
 TEST(HKPDF, LeavesTheHashFresh) {
