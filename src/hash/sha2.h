@@ -39,7 +39,7 @@ inline constexpr std::array<std::uint64_t, 80> sha2Constants = {
 
 /// A table of the upper parts of `sha2Constants` as words.
 template <typename Word, unsigned rounds>
-inline constexpr auto sha2RoundConstants = [] {
+[[gnu::visibility("hidden")]] inline constexpr auto sha2RoundConstants = [] {
     std::array<Word, rounds> constants{};
     for (unsigned i = 0; i < rounds; i++)
         constants[i] = static_cast<Word>(sha2Constants[i] >> (64 - 8 * sizeof(Word)));
