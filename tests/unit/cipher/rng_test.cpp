@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <string>
 #include <sys/random.h>
 #include <sys/syscall.h>
@@ -192,6 +193,39 @@ TEST(DefaultRng, Fills) {
     EXPECT_NE(secure, decltype(secure){});
     EXPECT_NE(insecure, decltype(insecure){});
     EXPECT_TRUE(rng.fill(nullptr, 0));
+}
+
+struct Recorder : Rng {
+    ~Recorder() override { *log += "~"; }
+    bool fill(unsigned char*, unsigned len) const override {
+        *log += "f" + std::to_string(len);
+        return true;
+    }
+    bool fillInsecure(unsigned char*, unsigned len) const override {
+        *log += "i" + std::to_string(len);
+        return false;
+    }
+    std::string* log = nullptr;
+};
+
+TEST(Rng, SlotsAreTwoDestructorsFillFillInsecure) {
+    std::string log;
+    auto* const onHeap = new Recorder;
+    alignas(Recorder) unsigned char memory[sizeof(Recorder)];
+    auto* const inPlace = new (memory) Recorder;
+    onHeap->log = inPlace->log = &log;
+    // The tables of the Itanium C++ ABI, section 2.5: a destructor has an entry for objects of any
+    // kind and one for those that are also freed.
+    auto const* const table = *reinterpret_cast<void* const* const*>(onHeap);
+    using Fill = bool (*)(Rng const*, unsigned char*, unsigned);
+    using Destroy = void (*)(Rng*);
+    EXPECT_TRUE(reinterpret_cast<Fill>(table[2])(onHeap, nullptr, 1));
+    EXPECT_FALSE(reinterpret_cast<Fill>(table[3])(onHeap, nullptr, 2));
+    EXPECT_EQ(log, "f1i2");
+    log.clear();
+    reinterpret_cast<Destroy>(table[0])(inPlace);
+    reinterpret_cast<Destroy>(table[1])(onHeap);
+    EXPECT_EQ(log, "~~");
 }
 
 TEST(Rng, IsAnInterfaceWithoutState) {
