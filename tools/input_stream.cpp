@@ -20,12 +20,12 @@ bool InputStream::open(std::string const& path) {
 
 size_t InputStream::read(std::span<unsigned char> buffer) {
     size_t filled = 0;
-    while (filled < buffer.size() && failure == 0) {
+    while (filled < buffer.size() && failure == 0 && !ended) {
         ssize_t const size = ::read(descriptor, buffer.data() + filled, buffer.size() - filled);
-        if (size == 0)
-            break;
         if (size > 0)
             filled += static_cast<size_t>(size);
+        else if (size == 0)
+            ended = true;
         else if (errno != EINTR)
             failure = errno;
     }

@@ -8,6 +8,7 @@
 
 #include <kp/text.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -26,6 +27,9 @@ int mac(Options const& options) {
     if (!isCmac && !hash)
         return wrongUsage("\"" + options.algorithm +
                           "\" is no MAC; there are cmac and hmac-HASH with a HASH of " + listHashes());
+    bool const readsInput = options.sums.files.empty() || std::ranges::count(options.sums.files, "-") > 0;
+    if (options.key.file == "-" && readsInput)
+        return wrongUsage("standard input can be one of text and key");
     int status = exitDone;
     std::optional<SecretBytes> const key = readKey(options.key, &status);
     if (!key)

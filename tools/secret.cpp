@@ -69,7 +69,9 @@ std::string wrongKeyLength(SecretBytes const& key, std::string const& name, std:
         static_cast<size_t>(std::ranges::count_if(key, [](unsigned char c) { return std::isxdigit(c); }));
     if (digits % 2 == 0 && fits(digits / 2) && std::ranges::all_of(key, isText))
         return text + " (it looks like hexadecimal digits; the bytes themselves are needed)";
-    if (!key.empty() && key.back() == '\n' && fits(key.size() - 1))
-        return text + " (the last one is a line end, which counts)";
+    size_t const lineEnd =
+        !key.empty() && key.back() == '\n' ? 1 + (key.size() > 1 && *(key.end() - 2) == '\r') : 0;
+    if (lineEnd > 0 && fits(key.size() - lineEnd))
+        return text + " (a line end stands at its end, which counts)";
     return text;
 }

@@ -2,6 +2,7 @@
 import hashlib
 import hmac
 import os
+import pty
 import subprocess
 import time
 import unittest
@@ -80,6 +81,17 @@ class HashTest(SumTest):
             self.assertEqual(self.expect(0, "hash", *arguments, stdin=b"abc").out, expected)
         nothing = hashlib.sha256(b"").hexdigest() + "  -\n"
         self.assertEqual(self.expect(0, "hash", "-", "-", stdin=b"abc").out, expected + nothing)
+
+    def test_what_is_typed_ends_when_that_is_typed_once(self):
+        screen, terminal = pty.openpty()
+        self.addCleanup(os.close, screen)
+        with subprocess.Popen([*PROGRAM, "hash"], stdin=terminal, stdout=subprocess.PIPE) as process:
+            os.close(terminal)
+            os.write(screen, b"abc\n\x04")
+            try:
+                self.assertEqual(process.communicate(timeout=30)[0].decode(), hashlib.sha256(b"abc\n").hexdigest() + "  -\n")
+            finally:
+                process.kill()
 
     def test_a_file_that_cannot_be_read_loses_no_other(self):
         ours = self.run_bytes("hash", "missing", "binary", ".", "empty")
@@ -248,7 +260,9 @@ class MacTest(SumTest):
     def test_keys_that_do_not_fit(self):
         self.assertIn("has 65 bytes, cmac takes 16, 24 or 32\n", self.expect(2, "mac", "-a", "cmac", "--key-file", "key65", "text").err)
         self.write("line", b"0123456789abcdeF\n")
-        self.assertIn("the last one is a line end", self.expect(2, "mac", "-a", "cmac", "--key-file", "line", "text").err)
+        self.assertIn("a line end stands at its end", self.expect(2, "mac", "-a", "cmac", "--key-file", "line", "text").err)
+        self.write("line", b"0123456789abcdeF\r\n")
+        self.assertIn("a line end stands at its end", self.expect(2, "mac", "-a", "cmac", "--key-file", "line", "text").err)
         self.write("hex", "00" * 16 + "\n")
         self.assertIn("looks like hexadecimal", self.expect(2, "mac", "-a", "cmac", "--key-file", "hex", "text").err)
         self.assertIn("the key is empty", self.expect(2, "mac", "-a", "sha1", "--key-file", "empty", "text").err)
@@ -258,6 +272,8 @@ class MacTest(SumTest):
         self.assertIn("--key-file", self.expect(3, "mac", "-a", "sha1", "text").err)
         self.expect(3, "mac", "--key-file", "key16", "text")
         self.expect(3, "mac", "-a", "sha1", "--key-file", "key16", "--key", "00", "text")
+        for files in ([], ["-"], ["text", "-"], ["--check"]):
+            self.assertIn("one of text and key", self.expect(3, "mac", "-a", "sha1", "--key-file", "-", *files, stdin=b"k").err)
         for bad in ("0", "xy", ""):
             self.expect(3, "mac", "-a", "sha1", "--key", bad, "text")
         for name in ("hmac", "hmac-", "hmac-cmac", "sha2", "gmac", ""):
