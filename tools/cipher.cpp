@@ -55,7 +55,7 @@ struct Job {
     CipherName cipher;
     SecretBytes key;
     Bytes iv;
-    std::vector<std::string> aad;
+    std::vector<SecretBytes> aad;
     bool padding;
     std::string file;
 
@@ -207,10 +207,6 @@ private:
 
 // Ciphers that authenticate a message as a whole: nothing is written before that has succeeded.
 
-std::span<unsigned char const> bytesOf(std::string const& text) {
-    return {reinterpret_cast<unsigned char const*>(text.data()), text.size()};
-}
-
 /// Appends all of the input to `text` and leaves room for `behind` more bytes. Complains and returns false.
 bool readWhole(Job const& job, InputStream& input, uint64_t longest, size_t behind, SecretBytes& text) {
     std::string const tooLong =
@@ -259,7 +255,7 @@ int runGcm(Job const& job, InputStream& input, OutputFile& output) {
         return job.complain("too short to hold a tag of 16 bytes");
     auto const cipher = createCipher(job.cipher.id, job.key, 0);
     cipher->setIV(job.iv.data(), static_cast<unsigned>(job.iv.size()));
-    auto const aad = job.aad.empty() ? std::span<unsigned char const>() : bytesOf(job.aad.front());
+    auto const aad = job.aad.empty() ? std::span<unsigned char const>() : std::span(job.aad.front());
     auto const size = static_cast<unsigned>(text.size()), aadSize = static_cast<unsigned>(aad.size());
     if (encrypts) {
         text.resize(cipher->ciphertextLength(size));
@@ -281,9 +277,7 @@ int runSiv(Job const& job, InputStream& input, OutputFile& output) {
         return exitBadInput;
     if (whole.size() < tagLength)
         return job.complain("too short to hold the 16 bytes of a synthetic IV");
-    std::vector<std::span<unsigned char const>> strings;
-    for (std::string const& string : job.aad)
-        strings.push_back(bytesOf(string));
+    std::vector<std::span<unsigned char const>> strings(job.aad.begin(), job.aad.end());
     if (!job.iv.empty())
         strings.push_back(job.iv);
     AESSIV const siv(job.key);
@@ -349,7 +343,7 @@ int crypt(Options const& options, Direction direction) {
             return badInput(wrongKeyLength(job.key, cipher->name, cipher->keyLengths));
     }
     for (std::string const& file : options.aadFiles) {
-        auto aad = readInput(file);
+        auto aad = readMessage(file);
         if (!aad)
             return exitBadInput;
         job.aad.push_back(std::move(*aad));
@@ -413,7 +407,11 @@ Work setUpDirection(CommandLine commandLine, Direction direction) {
     commandLine.text("FILE", options->file, "the text; standard input for - and without it");
     commandLine.footer(
         std::string(ciphers) +
-        (encrypts ? "" : "Status 1 says that authentication failed or the padding is wrong.\n\n") + examples);
+        (encrypts
+             ? ""
+             : "Status 1 says that authentication failed or the padding is wrong. No file is made then;\n"
+               "standard output may have got text in front of the wrong padding.\n\n") +
+        examples);
     return [options, direction] { return crypt(*options, direction); };
 }
 

@@ -132,14 +132,15 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
     bool const exists = lstat(path.c_str(), &status) == 0;
     if (!exists && errno != ENOENT)
         return complain(errno);
+    target = path;
     if (exists && S_ISLNK(status.st_mode)) {
-        // The link stays, and what it points at is replaced.
+        // The link stays, and what it points at is replaced. Pipes, behind /dev/stdout, have no path.
         char resolved[PATH_MAX];
-        if (!realpath(path.c_str(), resolved) || stat(resolved, &status) != 0)
+        if (stat(path.c_str(), &status) != 0 ||
+            (S_ISREG(status.st_mode) && !realpath(path.c_str(), resolved)))
             return complain(errno);
-        target = resolved;
-    } else {
-        target = path;
+        if (S_ISREG(status.st_mode))
+            target = resolved;
     }
     if (exists && S_ISDIR(status.st_mode))
         return complain(EISDIR);

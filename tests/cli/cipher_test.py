@@ -113,6 +113,12 @@ class CipherTest(ProgramTest):
             (self.out / "gcm").unlink()
             (self.out / "text").unlink()
 
+    def test_associated_data_counts_byte_for_byte(self):
+        self.write("marked", b"\xef\xbb\xbfheader")
+        for name, key, iv in (("aes-gcm", 16, 12), ("aes-siv", 32, None)):
+            results = {self.cipher("encrypt", name, key, iv, "--aad-file", file, stdin=b"text") for file in ("aad", "marked")}
+            self.assertEqual(len(results), 2)
+
     def test_siv_vectors(self):
         # RFC 5297, A.1 and A.2.
         self.write("ad.a1", bytes.fromhex("101112131415161718191a1b1c1d1e1f2021222324252627"))
@@ -293,6 +299,8 @@ class CipherTest(ProgramTest):
         self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "out", status=2)
         self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "out", "--force", status=2)
         self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "/dev/null", "--force", status=2)
+        self.assertIn("no regular file", self.error)
+        self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "/dev/stdout", "--force", status=2)
         self.assertIn("no regular file", self.error)
         self.assertNothingLeft()
 
