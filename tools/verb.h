@@ -16,12 +16,15 @@ int badInput(std::string const& complaint);
 int wrongUsage(std::string const& complaint);
 int answerNo(std::string const& complaint);
 
+Work setUpCert(CommandLine commandLine);
 Work setUpCheck(CommandLine commandLine);
 Work setUpCipher(CommandLine commandLine);
+Work setUpCrl(CommandLine commandLine);
 Work setUpHash(CommandLine commandLine);
 Work setUpKey(CommandLine commandLine);
 Work setUpMac(CommandLine commandLine);
 Work setUpRandom(CommandLine commandLine);
+Work setUpReq(CommandLine commandLine);
 Work setUpShow(CommandLine commandLine);
 Work setUpSign(CommandLine commandLine);
 Work setUpStore(CommandLine commandLine);

@@ -1,0 +1,149 @@
+#include "authority.h"
+
+#include "certificates.h"
+#include "hash_names.h"
+#include "input.h"
+#include "terminal.h"
+
+#include "sealkit/pem.h"
+#include "sealkit/rng.h"
+#include "sealkit/signature.h"
+
+#include <kp/text.h>
+
+#include <algorithm>
+
+void addSignerOptions(CommandLine& commandLine, SignerOptions& options, std::string const& keyOption,
+                      std::string const& keyHelp) {
+    commandLine.text(keyOption, options.key, keyHelp).valueName("KEY").required();
+    commandLine
+        .text("-a,--algorithm", options.algorithm,
+              "the hash to sign with: sha256 (without it), sha384,\nsha512 or sha1")
+        .valueName("HASH");
+    addPasswordOptions(commandLine, options.password, "of an encrypted key");
+}
+
+std::optional<Signer> readSigner(SignerOptions const& options, int* status) {
+    auto const hash = findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
+    if (!hash || getKeyInfoFromKeyHash(KeyType::RSA, hash->id).empty()) {
+        *status = wrongUsage("\"" + options.algorithm + "\" is no hash that certificates are signed with");
+        return std::nullopt;
+    }
+    Signer signer;
+    signer.key = readPrivateKeyOf(options.key, options.password, status);
+    if (!signer.key)
+        return std::nullopt;
+    if (signer.key->keyType() == KeyType::X25519) {
+        *status = badInput(options.key + ": an X25519 key agrees on secrets, it signs nothing");
+        return std::nullopt;
+    }
+    if (signer.key->keyType() != KeyType::Ed25519)
+        signer.hash = hash->id;
+    else if (!options.algorithm.empty()) {
+        *status = wrongUsage("an Ed25519 key brings its own hash: leave --algorithm out");
+        return std::nullopt;
+    }
+    return signer;
+}
+
+void ObjectOutput::declare(CommandLine& commandLine) {
+    commandLine.text("-o,--output", path, outputHelp).valueName("FILE");
+    commandLine.flag("--der", der, "write DER instead of PEM");
+    commandLine.flag("--force", force, forceHelp);
+}
+
+bool ObjectOutput::open(OutputFile& output) const {
+    if (der && wouldFloodTerminal(path)) {
+        wrongUsage("DER would garble the terminal: give -o FILE or -o -");
+        return false;
+    }
+    return output.open(path, 0666, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
+}
+
+int ObjectOutput::write(OutputFile& output, std::string const& label, X509Base const& object) const {
+    std::vector<unsigned char> bytes = object.serialize();
+    if (!der)
+        bytes = encodePemType(label, bytes);
+    return output.write(bytes) && output.commit() ? exitDone : exitBadInput;
+}
+
+std::optional<X509Certificate> readCertificate(std::string const& path) {
+    auto const text = readInput(path);
+    if (!text)
+        return std::nullopt;
+    CertificatesRead const read = readCertificates(*text);
+    if (read.certificates.empty()) {
+        badInput(path + ": " + (read.problems.empty() ? "no certificate" : read.problems.front()));
+        return std::nullopt;
+    }
+    return *read.certificates.front();
+}
+
+std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer) {
+    auto certificate = readCertificate(path);
+    if (!certificate)
+        return std::nullopt;
+    auto const key = certificate->parsePublicKey();
+    char const* problem = nullptr;
+    if (!key || !key->equals(*signer.key))
+        problem = "the key is not that of this certificate";
+    else if (certificate->basicConstraints != 1)
+        problem = "is no certificate of an authority: its basic constraints do not say so";
+    if (problem != nullptr) {
+        badInput(path + ": " + problem);
+        return std::nullopt;
+    }
+    return certificate;
+}
+
+std::optional<X509Req> readRequest(std::string const& path) {
+    auto const text = readInput(path);
+    if (!text)
+        return std::nullopt;
+    std::string_view rest = *text;
+    std::string_view label, body;
+    std::vector<unsigned char> der(text->begin(), text->end());
+    if (parsePem(rest, &label, &body) &&
+        ((label != "CERTIFICATE REQUEST" && label != "NEW CERTIFICATE REQUEST") || !pemDecode(body, &der)))
+        der.clear();
+    X509Req request;
+    if (request.parseReq(der))
+        return request;
+    badInput(path + ": no certificate request");
+    return std::nullopt;
+}
+
+std::vector<unsigned char> makeSerialNumber() {
+    std::vector<unsigned char> number(16);
+    do
+        getDefaultRng().fill(number.data(), static_cast<unsigned>(number.size()));
+    while (std::ranges::all_of(number, [](unsigned char octet) { return octet == 0; }));
+    return number;
+}
+
+std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& text) {
+    std::string digits = text;
+    std::erase(digits, ':');
+    if (digits.starts_with("0x") || digits.starts_with("0X"))
+        digits.erase(0, 2);
+    if (digits.size() % 2 != 0)
+        digits.insert(0, 1, '0');
+    std::vector<unsigned char> number;
+    if (digits.empty() || !hex2bin(digits, &number))
+        return std::nullopt;
+    number.erase(number.begin(),
+                 std::ranges::find_if(number, [](unsigned char octet) { return octet != 0; }));
+    constexpr size_t longest = 20;
+    if (number.empty() || number.size() + (number[0] >> 7) > longest)
+        return std::nullopt;
+    return number;
+}
+
+bool isWritableTime(TimePoint time) {
+    constexpr TimePoint first = TimePoint::fromSeconds(-631152000); // 1950-01-01
+    constexpr TimePoint end = TimePoint::fromSeconds(2524608000);   // 2050-01-01
+    if (time >= first && time < end)
+        return true;
+    badInput("dates must lie in the years 1950 to 2049");
+    return false;
+}

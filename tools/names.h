@@ -1,0 +1,18 @@
+/// Names as people write them, for what the program makes.
+#pragma once
+
+#include "sealkit/name.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Reads a subject, "/C=UY/O=Acme/CN=ca" or "C=UY, O=Acme, CN=ca", into the whole encoding of a Name with the
+/// attributes in the order written. A backslash takes the next character as it is. Attributes are known by
+/// their usual short names in any case, or by their dotted object identifier. `*problem` says what is
+/// wrong.
+std::optional<std::vector<unsigned char>> parseSubject(std::string_view text, std::string* problem);
+
+/// Reads an alternative name: "DNS:host", "IP:address", "email:mailbox", "URI:address".
+std::optional<GeneralName> parseAlternativeName(std::string_view text, std::string* problem);
