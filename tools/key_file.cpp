@@ -156,8 +156,10 @@ asn1::blob keyAlgorithmOf(asn1::blob der) {
 /// Why there is no key in `der`, which is not encrypted.
 std::string whyNoKey(asn1::blob der) {
     asn1::blob const algorithm = keyAlgorithmOf(der);
-    if (algorithm.empty() || isKeyAlgorithm(algorithm))
-        return "no private key, or a malformed one";
+    if (algorithm.empty())
+        return "no key that can be read";
+    if (isKeyAlgorithm(algorithm))
+        return "a malformed private key";
     return "a private key for " + nameOf(otherKeyNames, algorithm) + ", which is not supported";
 }
 

@@ -63,7 +63,8 @@ Found readPrivateKeyAs(std::string_view text, Password const* password) {
     auto encryption = findEncryption(text);
     if (encryption && !password)
         return Object(PrivateKeyFound{nullptr, std::move(encryption)});
-    OpenedKey opened = openPrivateKey(text, password ? password->text : "");
+    static std::string const none;
+    OpenedKey opened = openPrivateKey(text, password ? password->text : none); // Not a copy of it.
     if (opened.key)
         return Object(PrivateKeyFound{std::move(opened.key), std::move(encryption)});
     Found nothing;
