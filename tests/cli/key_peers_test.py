@@ -1,9 +1,10 @@
 """Keys of OpenSSL, GnuTLS and OpenSSH read here, and ours read there."""
 import base64
+import itertools
 import re
 import unittest
 
-from support import ProgramTest, openssl, peer
+from support import ProgramTest, openssl, peer, some
 
 PASSWORD = "correct horse"
 
@@ -99,8 +100,9 @@ class CerttoolTest(PeerTest):
         self.assertReads("made")
 
     def test_each_cipher(self):
-        for cipher, reason in (("3des", None), ("aes-128", None), ("aes-192", None), ("aes-256", None), ("3des-pkcs12", "unsupported PBE: <"),
-                               ("arcfour", "unsupported PBE: <"), ("rc2-40", "unsupported PBE: <")):
+        # Certtool's keys take hundreds of thousands of iterations to open.
+        for cipher, reason in some((("aes-256", None), ("aes-192", None), ("aes-128", None), ("3des-pkcs12", "unsupported PBE: <"), ("3des", None),
+                                    ("arcfour", "unsupported PBE: <"), ("rc2-40", "unsupported PBE: <"))):
             with self.subTest(cipher):
                 self.generate("p256", "--pkcs8", "--password", PASSWORD, "--pkcs-cipher", cipher)
                 self.assertIn("ENCRYPTED PRIVATE KEY", self.at("made").read_text())
@@ -108,7 +110,7 @@ class CerttoolTest(PeerTest):
                     self.assertRefuses("made", reason)
                 else:
                     self.assertReads("made", encrypted=True)
-        for kind in ("rsa", "ed25519"):
+        for kind in some(("rsa", "ed25519")):
             self.generate(kind, "--pkcs8", "--password", PASSWORD)
             self.assertReads("made", encrypted=True)
 
@@ -128,13 +130,11 @@ class SshKeygenTest(PeerTest):
     KINDS = (("rsa", "2048"), ("ecdsa", "256"), ("ecdsa", "384"), ("ecdsa", "521"))
 
     def test_each_form(self):
-        for form in ("PEM", "PKCS8"):
-            for kind, bits in self.KINDS:
-                for password in ("", PASSWORD):
-                    with self.subTest(form=form, kind=kind, bits=bits, password=password):
-                        self.at("ssh").unlink(missing_ok=True)
-                        peer("ssh-keygen", "-q", "-m", form, "-t", kind, "-b", bits, "-N", password, "-f", self.at("ssh"), input=b"y\n")
-                        self.assertReads("ssh", encrypted=bool(password))
+        for form, (kind, bits), password in some(itertools.product(("PEM", "PKCS8"), self.KINDS, ("", PASSWORD))):
+            with self.subTest(form=form, kind=kind, bits=bits, password=password):
+                self.at("ssh").unlink(missing_ok=True)
+                peer("ssh-keygen", "-q", "-m", form, "-t", kind, "-b", bits, "-N", password, "-f", self.at("ssh"), input=b"y\n")
+                self.assertReads("ssh", encrypted=bool(password))
 
     def test_reads_ours(self):
         for name, kind in (("p256", "ecdsa-sha2-nistp256"), ("p521", "ecdsa-sha2-nistp521")):

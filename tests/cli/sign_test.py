@@ -2,7 +2,7 @@
 import base64
 import unittest
 
-from support import ProgramTest, openssl
+from support import EMULATED, ProgramTest, openssl, some
 
 HASHES = ("md5", "sha1", "sha256", "sha384", "sha512")
 
@@ -35,7 +35,7 @@ class SignTest(ProgramTest):
     def test_openssl_takes_ours_and_we_take_its(self):
         pairs = [(name, "sha256") for name in ("p192", "p224", "p384", "ed")]
         pairs += [(name, algorithm) for name in ("rsa", "p256") for algorithm in HASHES] + [("p521", "sha512"), ("rsa", "md5-sha1")]
-        for name, algorithm in pairs:
+        for name, algorithm in some(pairs):
             with self.subTest(name=name, algorithm=algorithm):
                 options = [] if name == "ed" else ["-a", algorithm]
                 ours, theirs = self.at(f"{name}-{algorithm}.ours"), self.at(f"{name}-{algorithm}.theirs")
@@ -139,6 +139,8 @@ class SignTest(ProgramTest):
         with open(self.at("large"), "wb") as file:
             file.truncate((256 << 20) + 1)
         self.assertIn("larger than 256 MiB", self.expect(2, "sign", "-k", "ed.key", "--hex", "large").err)
+        if EMULATED:
+            return
         self.expect(0, "sign", "-k", "p256.key", "-a", "md5", "-o", "large.sig", "large")
         self.assertIn(b"Verified", openssl("dgst", "-md5", "-verify", self.at("p256.pub"), "-signature", self.at("large.sig"), self.at("large")))
 

@@ -2,7 +2,7 @@ import os
 import stat
 import unittest
 
-from support import ProgramTest
+from support import ProgramTest, some
 
 
 class StoreTest(ProgramTest):
@@ -73,9 +73,9 @@ class StoreTest(ProgramTest):
         self.refuse(1, "show", "a", "1", saying='there is no record 1 of the store "a"')
 
     def test_fields_that_make_no_sense(self):
-        for field in ("", "1", "1=", "=u32:1", "x=u32:1", "-1=u32:1", "1=u32", "1=u32:", "1=u32:x", "1=u32:-1", "1=u32:0x",
+        for field in some(("", "1", "1=", "=u32:1", "x=u32:1", "-1=u32:1", "1=u32", "1=u32:", "1=u32:x", "1=u32:-1", "1=u32:0x",
                       "1=u32: 1", "1=u32:1 ", "1=u32:4294967296", "4294967296=u32:1", "1=int:1", "1=bool:1", "1=bool:",
-                      "1=raw:0", "1=raw:xx", "1=strings:a", "1 =u32:1", "1=:1", "1:u32=1"):
+                      "1=raw:0", "1=raw:xx", "1=strings:a", "1 =u32:1", "1=:1", "1:u32=1")):
             result = self.store(3, "set", "a", "1", "2=u32:2", field)
             self.assertEqual(result.out, "")
         self.refuse(3, "set", "a", "1", "1=bool:\x1b[31m", saying="\\x1b[31m")
@@ -83,7 +83,7 @@ class StoreTest(ProgramTest):
         self.assertEqual(self.store(0, "list").out, "", "nothing is written when one field makes no sense")
 
     def test_names_and_ids_that_make_no_sense(self):
-        for name in ("", ".", "..", "../a", "/etc", "a/../b", "a/", "a b", "a.rec", "a\n", "x" * 256):
+        for name in some(("", ".", "..", "../a", "/etc", "a/../b", "a/", "a b", "a.rec", "a\n", "x" * 256)):
             self.store(3, "set", name, "1", "1=u32:1")
             self.store(3, "show", name)
             self.store(3, "list", name)

@@ -18,6 +18,7 @@ import time
 import unittest
 
 PROGRAM = os.environ["SEALKIT"].split()
+EMULATED = PROGRAM[0].startswith("qemu")
 
 CA = "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign,cRLSign\n"
 KEY_IDS = "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n"
@@ -32,6 +33,12 @@ class Result:
 
     def __repr__(self):
         return f"status {self.status}\n--- out\n{self.out}\n--- err\n{self.err}"
+
+
+def some(cases):
+    """The cases; every third of them where an emulator starts the program, which takes long, and where what they
+    ask for does not depend on the processor."""
+    return list(cases)[::3] if EMULATED else list(cases)
 
 
 def peer(*command, **options):
