@@ -6,7 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include <map>
+#include <memory>
 
 namespace {
 
@@ -128,12 +128,13 @@ void CommandLine::footer(std::string const& text) { app.footer(text); }
 
 Work CommandLine::verbs(std::span<Verb const> table) {
     app.require_subcommand(1);
-    std::map<CLI::App*, Work> works;
+    auto const work = std::make_shared<Work>();
     for (Verb const& verb : table) {
         CLI::App* const sub = app.add_subcommand(verb.name, verb.summary);
-        works[sub] = verb.setUp(CommandLine(*sub));
+        // The one that is reached alone: setting all of them up takes longer than many a job.
+        sub->preparse_callback([&verb, sub, work](size_t) { *work = verb.setUp(CommandLine(*sub)); });
     }
-    return [&app = app, works] { return works.at(app.get_subcommands().front())(); };
+    return [work] { return (*work)(); };
 }
 
 int runCommandLine(int argc, char** argv, std::string const& description, std::span<Verb const> verbs) {
