@@ -14,7 +14,7 @@ target_compile_options(sealkit_warnings INTERFACE
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
 
 if(SEALKIT_SANITIZERS)
-    add_compile_options(-fsanitize=${SEALKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    add_compile_options(-fsanitize=${SEALKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
     # Checking dynamic types needs the RTTI that the libraries do without.
     add_compile_options(-fno-sanitize=vptr)
     add_link_options(-fsanitize=${SEALKIT_SANITIZERS})
