@@ -69,7 +69,7 @@ SEALKIT_API std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const
 /// Empty when the members make no key.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8EncryptedPrivateKey(PrivateKey const& key,
                                                                          std::string const& password);
-/// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`.
+/// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`. Empty when the members make no key.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
 
 /// A certificate. Null when the first block has another label.

@@ -18,7 +18,8 @@
 /// algorithm other than those of keys.h, or holds a key that its class refuses.
 SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der);
 
-/// The SubjectPublicKeyInfo of `key`, or of the public half of a private key.
+/// The SubjectPublicKeyInfo of `key`, or of the public half of a private key. Empty when the members make
+/// no key.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key);
 
 /// The key within a OneAsymmetricKey ::= SEQUENCE { version INTEGER, privateKeyAlgorithm

@@ -104,10 +104,13 @@ std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der) {
 }
 
 std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key) {
+    std::vector<unsigned char> const bits = encodePublicMembers(key);
+    if (bits.empty())
+        return {};
     DerEncoder encoder;
     encoder.begin(tag::sequence);
     addAlgorithm(encoder, key);
-    encoder.addBitString(encodePublicMembers(key)).end();
+    encoder.addBitString(bits).end();
     return encoder.take();
 }
 

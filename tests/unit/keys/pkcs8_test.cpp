@@ -1,3 +1,4 @@
+#include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
 #include "unit/keys/support.h"
@@ -70,6 +71,18 @@ TEST(Pkcs8PublicKey, IsWrittenWithTheParametersOfItsAlgorithm) {
     std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(der);
     ASSERT_NE(parsed, nullptr);
     EXPECT_TRUE(parsed->equals(point));
+}
+
+TEST(Pkcs8PublicKey, OfMembersThatMakeNoKeyIsEmpty) {
+    EXPECT_TRUE(encodePkcs8PublicKey(EcPublicKey()).empty());
+    EXPECT_TRUE(encodePkcs8PublicKey(EcPrivateKey()).empty());
+    EXPECT_TRUE(encodePkcs8PublicKey(Ed25519PublicKey()).empty());
+    EXPECT_TRUE(encodePkcs8PublicKey(X25519PrivateKey()).empty());
+    EcPublicKey wide;
+    wide.curve = Curve::p256;
+    wide.point.x = bn64(1) << 256;
+    EXPECT_TRUE(encodePkcs8PublicKey(wide).empty());
+    EXPECT_TRUE(encodePemPkcs8PublicKey(wide).empty());
 }
 
 TEST(Pkcs8PublicKey, ParametersOfTheOthersAreRefused) {
