@@ -45,15 +45,20 @@ public:
     }
 
 private:
-    /// An odd number whose top two bits are set: the product of two such has all its bits.
+    /// An odd number whose top two bits are set: the product of two such has all its bits. False when the
+    /// generator fails or gives the same twice.
     bool drawCandidate(BigNum* candidate) {
         if (!rng.fill(octets.value.data(), static_cast<unsigned>(octets.value.size())))
             return false;
-        *candidate = BigNum(octets);
-        candidate->modBy2Pow(bits);
-        candidate->setBit(bits - 1, true);
-        candidate->setBit(bits - 2, true);
-        candidate->setBit(0, true);
+        BigNum number{asn1::blob(octets)};
+        number.modBy2Pow(bits);
+        number.setBit(bits - 1, true);
+        number.setBit(bits - 2, true);
+        number.setBit(0, true);
+        // A stuck generator may have got stuck at a number that takes long to test.
+        if (number == *candidate)
+            return false;
+        *candidate = std::move(number);
         return true;
     }
 

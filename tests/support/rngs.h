@@ -57,19 +57,23 @@ private:
     mutable size_t next = 0;
 };
 
-/// The same byte for ever.
+/// The same byte for ever. Counts what is drawn.
 class StuckRng : public Rng {
 public:
     explicit StuckRng(unsigned char value) : byte(value) {}
 
     bool fill(unsigned char* buf, unsigned len) const override {
+        ++drawn;
         std::memset(buf, byte, len);
         return true;
     }
     bool fillInsecure(unsigned char* buf, unsigned len) const override { return fill(buf, len); }
 
+    size_t draws() const { return drawn; }
+
 private:
     unsigned char byte;
+    mutable size_t drawn = 0;
 };
 
 } // namespace test
