@@ -1,9 +1,8 @@
-#include "sealkit/pbes2.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
-#include "asn1/element.h"
 #include "asn1/oids.h"
+#include "encrypted_key.h"
 #include "targets.h"
 
 #include <string>
@@ -41,22 +40,14 @@ void checkScheme(AlgorithmIdentifier const& algorithm, PBES2Params const& p, asn
         SEALKIT_ASSERT(decrypted.empty());
 }
 
-/// Takes an EncryptedPrivateKeyInfo apart. False when it would take too long to decrypt.
+/// Checks an EncryptedPrivateKeyInfo. False when it would take too long to decrypt.
 bool checkEncryptedKey(asn1::blob input) {
-    asn1::blob content, identifier, data;
-    asn1::parser info(input);
-    if (!detail::take(info, detail::tag::sequence, &content))
+    fuzz::EncryptedKey key;
+    if (!key.parse(input))
         return true;
-    asn1::parser fields(content);
-    AlgorithmIdentifier algorithm;
-    PBES2Params p;
-    if (!detail::take(fields, detail::tag::sequence, &identifier) || !parse(algorithm, identifier) ||
-        !parse(p, algorithm.params))
-        return true;
-    if (p.iterations > mostIterations)
+    if (key.params.iterations > mostIterations)
         return false;
-    detail::take(fields, detail::tag::octetString, &data);
-    checkScheme(algorithm, p, data);
+    checkScheme(key.algorithm, key.params, key.data);
     return true;
 }
 
