@@ -4,10 +4,8 @@
 #include "sealkit/der.h"
 
 #include "asn1/element.h"
-#include "hash/secret_bytes.h"
+#include "keys/dump.h"
 #include "keys/key_cast.h"
-
-#include <ostream>
 
 namespace {
 
@@ -80,6 +78,13 @@ bool generate(K& key, Rng const& rng, std::vector<unsigned char> (*getPublic)(as
 
 std::string text(std::vector<unsigned char> const& bytes) { return BigNum(asn1::blob(bytes)).str(); }
 
+void dumpPrivate(std::ostream& out, char const* heading, std::vector<unsigned char> const& pub,
+                 std::vector<unsigned char> const& secret) {
+    out << heading << "\npub: " << text(pub);
+    detail::dumpSecret(out, "secret", BigNum(asn1::blob(secret)));
+    out << std::endl;
+}
+
 } // namespace
 
 Ed25519PublicKey::Ed25519PublicKey() = default;
@@ -130,10 +135,7 @@ bool Ed25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob ke
 
 std::vector<unsigned char> Ed25519PrivateKey::encodeToDerEncoded() const { return encodePrivate(secret); }
 
-void Ed25519PrivateKey::dump(std::ostream& out) const {
-    out << "[Ed25519-PRIVATE]"
-        << "\npub: " << text(pub) << "\nsecret: " << text(secret) << std::endl;
-}
+void Ed25519PrivateKey::dump(std::ostream& out) const { dumpPrivate(out, "[Ed25519-PRIVATE]", pub, secret); }
 
 std::unique_ptr<PublicKey> Ed25519PrivateKey::publicKey() const {
     return std::make_unique<Ed25519PublicKey>(*this);
@@ -191,10 +193,7 @@ bool X25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob key
 
 std::vector<unsigned char> X25519PrivateKey::encodeToDerEncoded() const { return encodePrivate(secret); }
 
-void X25519PrivateKey::dump(std::ostream& out) const {
-    out << "[X25519-PRIVATE]"
-        << "\npub: " << text(pub) << "\nsecret: " << text(secret) << std::endl;
-}
+void X25519PrivateKey::dump(std::ostream& out) const { dumpPrivate(out, "[X25519-PRIVATE]", pub, secret); }
 
 std::unique_ptr<PublicKey> X25519PrivateKey::publicKey() const {
     return std::make_unique<X25519PublicKey>(*this);

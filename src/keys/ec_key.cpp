@@ -6,6 +6,7 @@
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "hash/secret_bytes.h"
+#include "keys/dump.h"
 #include "keys/key_cast.h"
 #include "keys/named_curve.h"
 
@@ -198,7 +199,8 @@ std::vector<unsigned char> EcPrivateKey::encodeToDerEncoded() const {
 void EcPrivateKey::dump(std::ostream& out) const {
     out << "[EC-PRIVATE]";
     dumpPublicMembers(*this, out);
-    out << "\nsecret: " << secret.str() << std::endl;
+    detail::dumpSecret(out, "secret", secret);
+    out << std::endl;
 }
 
 std::unique_ptr<PublicKey> EcPrivateKey::publicKey() const { return std::make_unique<EcPublicKey>(*this); }

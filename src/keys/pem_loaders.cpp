@@ -123,15 +123,15 @@ std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
     std::string_view label, body;
     if (!parsePem(rest, &label, &body))
         return parsePkcs8PublicKey(text);
+    // The label first: the bytes of a private key are not decoded where nobody wipes them.
     std::vector<unsigned char> der;
-    if (!pemDecode(body, &der))
-        return nullptr;
+    auto const decode = [&] { return pemDecode(body, &der); };
     if (label == "PUBLIC KEY")
-        return parsePkcs8PublicKey(der);
+        return decode() ? parsePkcs8PublicKey(der) : nullptr;
     if (label == "RSA PUBLIC KEY")
-        return parseBareKey<RsaPublicKey>(der);
+        return decode() ? parseBareKey<RsaPublicKey>(der) : nullptr;
     if (label == "EC PUBLIC KEY")
-        return parseBareKey<EcPublicKey>(der);
+        return decode() ? parseBareKey<EcPublicKey>(der) : nullptr;
     return nullptr;
 }
 
@@ -157,8 +157,8 @@ std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string co
         if (label == "PRIVATE KEY")
             return parseOneAssimetricKeyBody(body);
         if (label == "ENCRYPTED PRIVATE KEY") {
-            std::vector<unsigned char> der;
-            return pemDecode(body, &der) ? parsePkcs8EncryptedPrivateKey(der, password) : nullptr;
+            detail::SecretBytes der; // The label may be wrong.
+            return pemDecode(body, &der.value) ? parsePkcs8EncryptedPrivateKey(der, password) : nullptr;
         }
         if (label == "RSA PRIVATE KEY")
             return readBareKey<RsaPrivateKey>(body, password);

@@ -4,11 +4,11 @@
 #include "sealkit/der.h"
 
 #include "asn1/element.h"
+#include "keys/dump.h"
 #include "keys/key_cast.h"
 #include "keys/rsa_operation.h"
 
 #include <algorithm>
-#include <ostream>
 
 namespace {
 
@@ -135,9 +135,14 @@ std::vector<unsigned char> RsaPrivateKey::encodeToDerEncoded() const {
 
 void RsaPrivateKey::dump(std::ostream& out) const {
     out << "[RSA-PRIVATE]"
-        << "\nmodulus: " << n.str() << "\npublicExponent: " << e.str() << "\nprivateExponent: " << d.str()
-        << "\nprime1: " << p.str() << "\nprime2: " << q.str() << "\nexp1: " << exp1.str()
-        << "\nexp2: " << exp2.str() << "\ncoeff: " << coeff.str() << std::endl;
+        << "\nmodulus: " << n.str() << "\npublicExponent: " << e.str();
+    detail::dumpSecret(out, "privateExponent", d);
+    detail::dumpSecret(out, "prime1", p);
+    detail::dumpSecret(out, "prime2", q);
+    detail::dumpSecret(out, "exp1", exp1);
+    detail::dumpSecret(out, "exp2", exp2);
+    detail::dumpSecret(out, "coeff", coeff);
+    out << std::endl;
 }
 
 std::unique_ptr<PublicKey> RsaPrivateKey::publicKey() const { return std::make_unique<RsaPublicKey>(*this); }

@@ -2,8 +2,6 @@
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
-#include "hash/secret_bytes.h"
-#include "support/freed_memory.h"
 #include "unit/keys/support.h"
 
 #include <gtest/gtest.h>
@@ -248,31 +246,6 @@ TEST(EncryptedKeys, WithAnyBitFlippedAreNeverTakenForAnother) {
         if (key != nullptr) {
             EXPECT_EQ(encodePkcs8PrivateKey(*key).size(), plain.size());
         }
-    }
-}
-
-TEST(EncryptedKeys, LeaveNothingInFreedMemory) {
-    // What stands before the secret, which the file ends with or which has 32 bytes.
-    for (auto const& [name, before] : {std::pair("openssl-pkcs8-rsa", "0203010001"),
-                                       {"openssl-pkcs8-prime256v1", "0201010420"},
-                                       {"openssl-ed25519", "04220420"}}) {
-        Bytes const plain = blockOf(folder / ("private/" + std::string(name) + ".pem")).der;
-        std::unique_ptr<PrivateKey> const key = parseOneAssimetricKey(plain);
-        Bytes const mark = hex(before), word(password.begin(), password.end());
-        auto const start =
-            std::search(plain.begin(), plain.end(), mark.begin(), mark.end()) + std::ssize(mark);
-        Bytes const secret(start, key->keyType() == KeyType::RSA ? plain.end() : start + 32);
-        std::vector<Bytes> const secrets{secret, word};
-        test::FreedMemory const freed(secrets);
-        {
-            Bytes der = encodePkcs8EncryptedPrivateKey(*key, password, 2);
-            EXPECT_NE(parsePkcs8EncryptedPrivateKey(der, password), nullptr);
-            EXPECT_TRUE(encodePkcs8EncryptedPrivateKey(*key, password, 0).empty());
-            EXPECT_EQ(parsePkcs8EncryptedPrivateKey(der, "wrong"), nullptr);
-            der.back() ^= 1;
-            parsePkcs8EncryptedPrivateKey(der, password);
-        }
-        EXPECT_EQ(freed.traces(), 0u) << name;
     }
 }
 

@@ -3,8 +3,6 @@
 #include "sealkit/cipher.h"
 #include "sealkit/pbkdf2.h"
 
-#include "hash/secret_bytes.h"
-#include "support/freed_memory.h"
 #include "unit/keys/support.h"
 
 #include <gtest/gtest.h>
@@ -387,32 +385,6 @@ TEST(Pbes2, TheDataMayBeWhatTheResultHeld) {
     EXPECT_EQ(bytes.size(), 32u);
     EXPECT_TRUE(pbes2_crypt(params, password, bytes, bytes, false));
     EXPECT_EQ(bytes, counted(20));
-}
-
-TEST(Pbes2, LeavesNothingInFreedMemory) {
-    for (Scheme const& scheme : schemes) {
-        PBES2Params const p = paramsOf(scheme);
-        AlgorithmIdentifier const params = algorithm(p);
-        Bytes const plain = counted(70), badPadding = concat({plain, Bytes(10, 0xFF)});
-        Bytes const encrypted = encryptRaw(p, scheme, HashID::SHA256, concat({plain, Bytes(10, 0)}));
-        Bytes const misPadded = encryptRaw(p, scheme, HashID::SHA256, badPadding);
-        Bytes key(scheme.keySize);
-        pbkdf2(HashID::SHA256, std::string_view(password), p.salt, p.iterations, key);
-        Bytes const word(password, password + sizeof password - 1);
-
-        // Not what salt and IV say, which begin in the same way.
-        std::vector<Bytes> const secrets{Bytes(plain.begin() + 16, plain.end()), key, word};
-        test::FreedMemory const freed(secrets);
-        {
-            detail::SecretBytes held;
-            EXPECT_TRUE(pbes2_crypt(params, password, encrypted, held.value, false));
-            EXPECT_FALSE(pbes2_crypt(params, password, misPadded, held.value, false));
-            EXPECT_TRUE(pbes2_crypt(params, password, encrypted, held.value, false));
-            EXPECT_TRUE(pbes2_crypt(params, password, plain, held.value, true));
-            pbes2_encrypt(plain, password, p);
-        }
-        EXPECT_EQ(freed.traces(), 0u);
-    }
 }
 
 } // namespace

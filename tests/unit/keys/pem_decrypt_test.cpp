@@ -2,9 +2,7 @@
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
-#include "hash/secret_bytes.h"
 #include "kp/base64.h"
-#include "support/freed_memory.h"
 #include "unit/keys/support.h"
 
 #include <gtest/gtest.h>
@@ -295,28 +293,6 @@ TEST(PemDecrypt, TheBodyMayBeWhatTheResultHeld) {
     std::string_view const view(reinterpret_cast<char const*>(bytes.data()), bytes.size());
     EXPECT_TRUE(pemDecrypt(view, &bytes, password));
     EXPECT_EQ(bytes, counted(40));
-}
-
-TEST(PemDecrypt, LeavesNothingInFreedMemory) {
-    for (Dek const& dek : deks) {
-        Bytes const plain = counted(64 + 8), word(password.begin(), password.end());
-        std::string const good = bodyOf(dek, padded(plain, dek.block)),
-                          bad = bodyOf(
-                              dek, concat({plain, Bytes(2 * dek.block - plain.size() % dek.block, 0xFF)}));
-        Bytes const key = keyOf(dek, counted(dek.block));
-        // Not what the IV says, which begins in the same way.
-        std::vector<Bytes> const secrets{Bytes(plain.begin() + 16, plain.end()), word, key};
-        test::FreedMemory const freed(secrets);
-        {
-            detail::SecretBytes held;
-            EXPECT_TRUE(pemDecrypt(good, &held.value, password));
-            EXPECT_FALSE(pemDecrypt(bad, &held.value, password));
-            EXPECT_TRUE(pemDecrypt(good, &held.value, password));
-            EXPECT_TRUE(pemDecrypt(good, &held.value, password));
-            EXPECT_FALSE(pemDecrypt("", &held.value, password));
-        }
-        EXPECT_EQ(freed.traces(), 0u);
-    }
 }
 
 } // namespace

@@ -58,11 +58,4 @@ inline RsaPrivateKey rsaKey(Case const& c) {
     return key;
 }
 
-/// How a number stands in memory, as digits and as bytes.
-inline void addImages(std::vector<std::vector<unsigned char>>& images, BigNum const& number) {
-    auto const* const first = reinterpret_cast<unsigned char const*>(number.digits.data());
-    images.emplace_back(first, first + number.size() * sizeof(number.digits[0]));
-    images.push_back(number.bin(0));
-}
-
 } // namespace test
