@@ -177,8 +177,8 @@ public:
     std::vector<unsigned char> serializeExtensions() const;
 
     /// Rebuilds the TBSCertificate, of version 3, and brings `serialNumber` and `selfSigned` in line with
-    /// it. What makes it fail beside the key: no serial number or no public key, a date outside the years
-    /// 1950 to 2049, a usage bit without a name, a general name that is none.
+    /// it. What makes it fail beside the key: no serial number, no public key or what is none by its form, a
+    /// date outside the years 1950 to 2049, a usage bit without a name, a general name that is none.
     bool updateTbs(PrivateKey const& key, HashID hash) override;
 
     /// Writes all fields as text, line by line, the public key at the end. Names and identifiers are

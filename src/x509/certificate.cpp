@@ -387,8 +387,9 @@ std::vector<unsigned char> X509Certificate::serializeExtensions() const {
 
 bool X509Certificate::updateTbs(PrivateKey const& key, HashID hash) {
     AlgorithmIdentifier const algorithm = detail::signatureAlgorithmOf(key, hash);
-    if (algorithm.oid.empty() || serialNumber.empty() || subjectPublicKeyInfo.empty() ||
-        !hasWritableExtensions(*this))
+    asn1::blob keyInfo;
+    if (algorithm.oid.empty() || serialNumber.empty() ||
+        !detail::readOnly(subjectPublicKeyInfo, tag::sequence, &keyInfo) || !hasWritableExtensions(*this))
         return false;
     Outline before;
     if (!before.read(tbs))

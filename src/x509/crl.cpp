@@ -78,6 +78,7 @@ struct Entry {
     asn1::blob serialNumber; ///< Content.
     asn1::blob revocationDate;
     asn1::blob extensions; ///< Content of the list.
+    size_t taken = 0;      ///< How many of those with this serial number, from this one on, `takeEntry` gave.
 
     bool read(asn1::blob content) {
         asn1::parser fields(content);
@@ -122,6 +123,21 @@ std::vector<Entry> sortedEntries(asn1::blob tbs) {
     return entries;
 }
 
+/// The entry with that serial number: of several the first, then the second, and so on. An empty one when there
+/// is none.
+Entry takeEntry(std::vector<Entry>& sorted, asn1::blob serialNumber) {
+    Entry wanted;
+    wanted.serialNumber = serialNumber;
+    auto const first = std::lower_bound(sorted.begin(), sorted.end(), wanted, isBefore);
+    if (first == sorted.end())
+        return Entry();
+    size_t const index = static_cast<size_t>(first - sorted.begin()) + first->taken;
+    if (index == sorted.size() || sorted[index].serialNumber != serialNumber)
+        return Entry();
+    first->taken++;
+    return sorted[index];
+}
+
 /// CRLReason ::= ENUMERATED, empty for none.
 std::vector<unsigned char> encodeReasonCode(unsigned char reasonCode) {
     if (reasonCode == noReason)
@@ -159,17 +175,11 @@ bool writeEntry(DerEncoder& to, RevokedCertificate& revoked, Entry const& before
 bool writeEntries(DerEncoder& to, std::vector<RevokedCertificate>& revoked, asn1::blob tbs) {
     if (revoked.empty())
         return true;
-    std::vector<Entry> const entriesBefore = sortedEntries(tbs);
+    std::vector<Entry> entriesBefore = sortedEntries(tbs);
     to.begin(tag::sequence);
-    for (RevokedCertificate& entry : revoked) {
-        Entry wanted;
-        wanted.serialNumber = entry.serialNumber;
-        auto const before = std::lower_bound(entriesBefore.begin(), entriesBefore.end(), wanted, isBefore);
-        bool const isFound =
-            before != entriesBefore.end() && before->serialNumber == asn1::blob(entry.serialNumber);
-        if (!writeEntry(to, entry, isFound ? *before : Entry()))
+    for (RevokedCertificate& entry : revoked)
+        if (!writeEntry(to, entry, takeEntry(entriesBefore, entry.serialNumber)))
             return false;
-    }
     to.end();
     return true;
 }

@@ -214,7 +214,9 @@ std::vector<unsigned char> X509Req::serializeExtensions() const {
 }
 
 bool X509Req::updateTbs(PrivateKey const& key, HashID hash) {
-    if (detail::signatureAlgorithmOf(key, hash).oid.empty() || subjectPublicKeyInfo.empty() ||
+    asn1::blob keyInfo;
+    if (detail::signatureAlgorithmOf(key, hash).oid.empty() ||
+        !detail::readOnly(subjectPublicKeyInfo, tag::sequence, &keyInfo) ||
         !detail::isNamedKeyUsage(keyUsage) || !detail::isNamedExtKeyUsage(extKeyUsage) ||
         !std::all_of(subjectAltNames.begin(), subjectAltNames.end(), detail::isWritable))
         return false;

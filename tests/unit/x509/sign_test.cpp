@@ -2,8 +2,11 @@
 
 #include "objects.h"
 
+#include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/signature.h"
+
+#include "keys/key_cast.h"
 
 #include <gtest/gtest.h>
 
@@ -34,12 +37,9 @@ EcPrivateKey const& ecKey() {
 }
 
 RsaPrivateKey const& rsaKey() {
-    static RsaPrivateKey const key = [] {
-        RsaPrivateKey made;
-        EXPECT_TRUE(made.generatePrivKey(getDefaultRng(), 2048));
-        return made;
-    }();
-    return key;
+    static std::unique_ptr<PrivateKey> const key =
+        readPrivateKeyFromFile(SEALKIT_TEST_DATA "/vectors/keys/private/openssl-pkcs8-rsa.pem", "");
+    return *detail::keyCast<RsaPrivateKey>(*key);
 }
 
 template <typename Object>
@@ -299,6 +299,11 @@ TEST(Sign, WhatCannotBeWrittenIsRefused) {
     } const changes[] = {
         {"no serial number", [](X509Certificate& c) { c.serialNumber.clear(); }},
         {"no key", [](X509Certificate& c) { c.subjectPublicKeyInfo.clear(); }},
+        {"two keys",
+         [](X509Certificate& c) {
+             c.subjectPublicKeyInfo = join({makeKeyInfo(), makeKeyInfo()});
+         }},
+        {"half a key", [](X509Certificate& c) { c.subjectPublicKeyInfo.pop_back(); }},
         {"before 1950", [](X509Certificate& c) { c.notBefore = TimePoint::fromSeconds(-631152001); }},
         {"after 2049", [](X509Certificate& c) { c.notAfter = TimePoint::fromSeconds(2524608000); }},
         {"no end", [](X509Certificate& c) { c.notAfter.seconds = TimePoint::noExpiration; }},
@@ -544,6 +549,44 @@ TEST(Sign, NothingOfAParsedCrlIsLost) {
     EXPECT_EQ(parsed.object.tbs, expected.tbs());
 }
 
+/// A serial number that stands in a list several times, as it does in those of several issuers.
+TEST(Sign, EntriesWithTheSameNumberKeepTheirOwnExtensions) {
+    CrlParts parts;
+    auto const entry = [](unsigned char serial, unsigned char remark) {
+        return sequence(integer(serial), utcTime("240101000000Z"),
+                        sequence(extension("1.2.3", octetString({remark}))));
+    };
+    parts.revoked = sequence(entry(5, 1), entry(4, 2), entry(5, 3), entry(5, 4));
+    Parsed<X509Crl> parsed(parts);
+    ASSERT_TRUE(parsed.accepted);
+    parsed.object.revoked.push_back({{5}, january2024, 255});
+    Bytes const expected = sequence(entry(5, 1), entry(4, 2), entry(5, 3), entry(5, 4),
+                                    sequence(integer(5), utcTime("240101000000Z")));
+    EXPECT_EQ(parsed.object.serializeRevokedCerts(), expected);
+    EXPECT_EQ(parsed.object.serializeRevokedCerts(), expected);
+}
+
+/// As long as linear work takes, and not what comparing the entries in pairs would.
+TEST(Sign, AHugeListIsSignedAgain) {
+    constexpr unsigned count = 50000;
+    for (bool const isOneNumber : {false, true}) {
+        X509Crl crl = newCrl();
+        for (unsigned i = 0; i < count; i++) {
+            unsigned const number = isOneNumber ? 7 : i * 2654435761u;
+            crl.revoked.push_back({bn64(number).bin(5), january2024, static_cast<unsigned char>(i % 7)});
+        }
+        ASSERT_TRUE(crl.sign(ed25519Key()));
+        X509Crl again = reparsed(crl);
+        ASSERT_EQ(again.revoked.size(), count);
+        again.revoked.push_back({{1}, january2024, 255});
+        ASSERT_TRUE(again.sign(ed25519Key()));
+        EXPECT_EQ(again.tbs.size() > crl.tbs.size(), true);
+        again.revoked.pop_back();
+        ASSERT_TRUE(again.sign(ed25519Key()));
+        EXPECT_EQ(again.tbs, crl.tbs);
+    }
+}
+
 TEST(Sign, EveryFieldOfARequestComesBack) {
     X509Req request = newReq();
     request.challengePassword = "open sesame";
@@ -640,6 +683,8 @@ TEST(Sign, ARequestThatCannotBeWrittenIsRefused) {
     EXPECT_FALSE(request.sign(ed25519Key()));
     request = newReq();
     request.subjectPublicKeyInfo.clear();
+    EXPECT_FALSE(request.sign(ed25519Key()));
+    request.subjectPublicKeyInfo = null();
     EXPECT_FALSE(request.sign(ed25519Key()));
 }
 
