@@ -13,6 +13,22 @@
 
 #include <algorithm>
 
+namespace {
+
+/// The first request of a PEM text, or one in DER. Whoever made it gets no line of the terminal.
+bool parseRequest(std::string_view text, X509Req& request) {
+    terminal::MuteDiagnostics const mute;
+    std::vector<unsigned char> der(text.begin(), text.end());
+    while (auto const block = takeBlock(text)) {
+        der.clear();
+        if (block->label == "CERTIFICATE REQUEST" || block->label == "NEW CERTIFICATE REQUEST")
+            return pemDecode(block->body, &der) && request.parseReq(der);
+    }
+    return request.parseReq(der);
+}
+
+} // namespace
+
 void addSignerOptions(CommandLine& commandLine, SignerOptions& options, std::string const& keyOption,
                       std::string const& keyHelp) {
     commandLine.text(keyOption, options.key, keyHelp).valueName("KEY").required();
@@ -27,6 +43,10 @@ std::optional<Signer> readSigner(SignerOptions const& options, int* status) {
     auto const hash = findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
     if (!hash || getKeyInfoFromKeyHash(KeyType::RSA, hash->id).empty()) {
         *status = wrongUsage("\"" + options.algorithm + "\" is no hash that certificates are signed with");
+        return std::nullopt;
+    }
+    if (standardInputTwice({options.key, options.password.file})) {
+        *status = exitWrongUsage;
         return std::nullopt;
     }
     Signer signer;
@@ -100,17 +120,27 @@ std::optional<X509Req> readRequest(std::string const& path) {
     auto const text = readInput(path);
     if (!text)
         return std::nullopt;
-    std::string_view rest = *text;
-    std::string_view label, body;
-    std::vector<unsigned char> der(text->begin(), text->end());
-    if (parsePem(rest, &label, &body) &&
-        ((label != "CERTIFICATE REQUEST" && label != "NEW CERTIFICATE REQUEST") || !pemDecode(body, &der)))
-        der.clear();
     X509Req request;
-    if (request.parseReq(der))
+    if (parseRequest(*text, request))
         return request;
     badInput(path + ": no certificate request");
     return std::nullopt;
+}
+
+std::unique_ptr<PublicKey> readSubjectKey(std::string const& path, int* status) {
+    *status = exitBadInput;
+    auto const text = readInput(path);
+    if (!text)
+        return nullptr;
+    X509Req request;
+    if (parseRequest(*text, request)) {
+        *status = wrongUsage(path + " is a request, whose signature counts: give it without --public-key");
+        return nullptr;
+    }
+    auto key = openPublicKey(*text);
+    if (!key)
+        badInput(path + ": no public key that is known");
+    return key;
 }
 
 std::vector<unsigned char> makeSerialNumber() {
@@ -144,6 +174,6 @@ bool isWritableTime(TimePoint time) {
     constexpr TimePoint end = TimePoint::fromSeconds(2524608000);   // 2050-01-01
     if (time >= first && time < end)
         return true;
-    badInput("dates must lie in the years 1950 to 2049");
+    wrongUsage("dates must lie in the years 1950 to 2049");
     return false;
 }

@@ -55,6 +55,9 @@ std::optional<X509Certificate> readCertificate(std::string const& path);
 /// The request of a file, under either label that is in use for it. Complains.
 std::optional<X509Req> readRequest(std::string const& path);
 
+/// The public key of a file or of the certificate in it. Not that of a request, which says more. Complains.
+std::unique_ptr<PublicKey> readSubjectKey(std::string const& path, int* status);
+
 /// A new serial number of 128 random bits (RFC 5280, section 4.1.2.2).
 std::vector<unsigned char> makeSerialNumber();
 

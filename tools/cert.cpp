@@ -30,6 +30,8 @@ constexpr Profile profiles[] = {
     {"ca", KeyUsage::keyCertSign | KeyUsage::crlSign, 0, 0, 3650},
 };
 
+bool isAuthority(Profile const& profile) { return (profile.keyUsage & KeyUsage::keyCertSign) != 0; }
+
 struct Options {
     SignerOptions signer;
     ObjectOutput output;
@@ -64,8 +66,7 @@ bool setUsages(X509Certificate& certificate, Profile const& profile) {
         badInput("the public key is of no kind that is known");
         return false;
     }
-    bool const isAuthority = (profile.keyUsage & KeyUsage::keyCertSign) != 0;
-    if (isAuthority && key->keyType() == KeyType::X25519) {
+    if (isAuthority(profile) && key->keyType() == KeyType::X25519) {
         badInput("an X25519 key signs nothing: it is none for an authority");
         return false;
     }
@@ -73,11 +74,11 @@ bool setUsages(X509Certificate& certificate, Profile const& profile) {
     if (key->keyType() == KeyType::RSA)
         certificate.keyUsage |= profile.rsaKeyUsage;
     certificate.extKeyUsage = profile.extKeyUsage;
-    certificate.basicConstraints = isAuthority ? 1 : 2;
+    certificate.basicConstraints = isAuthority(profile) ? 1 : 2;
     return true;
 }
 
-bool addNames(X509Certificate& certificate, Options const& options) {
+bool addNames(X509Certificate& certificate, Options const& options, bool isAuthority) {
     std::string problem;
     for (std::string const& text : options.alternativeNames) {
         auto const name = parseAlternativeName(text, &problem);
@@ -94,6 +95,11 @@ bool addNames(X509Certificate& certificate, Options const& options) {
             return false;
         }
         certificate.crlDistributionPoints.push_back(*name);
+    }
+    bool const isConstrained = !options.permittedDomain.empty() || !options.excludedDomain.empty();
+    if (isConstrained && !isAuthority) {
+        wrongUsage("--permit-dns and --exclude-dns are for authorities");
+        return false;
     }
     auto const constrain = [&](std::string domain, GeneralName* constraint) {
         if (domain.empty())
@@ -134,7 +140,7 @@ bool setFields(X509Certificate& certificate, Options const& options, Profile con
         }
         certificate.serialNumber = *number;
     }
-    if (!addNames(certificate, options))
+    if (!addNames(certificate, options, isAuthority(profile)))
         return false;
     if (certificate.subject.empty() && certificate.subject.other.empty() &&
         certificate.subjectAltNames.empty()) {
@@ -156,9 +162,10 @@ bool setFields(X509Certificate& certificate, Options const& options, Profile con
         wrongUsage("the certificate would end before it begins");
         return false;
     }
+    if (!isWritableTime(certificate.notBefore) || !isWritableTime(certificate.notAfter))
+        return false;
     *status = exitBadInput;
-    return isWritableTime(certificate.notBefore) && isWritableTime(certificate.notAfter) &&
-           setUsages(certificate, profile);
+    return setUsages(certificate, profile);
 }
 
 void note(std::string const& text) { terminal::err() << "note: " << terminal::printable(text) << std::endl; }
@@ -205,11 +212,52 @@ int selfSign(Options const& options) {
     return finish(certificate, *signer, output, options);
 }
 
+/// A line for a person, of whatever length the text is.
+std::string shortened(std::string const& text) {
+    constexpr size_t longest = 100;
+    std::string const shown = terminal::printable(text.substr(0, longest));
+    return text.size() <= longest ? shown : shown + "...";
+}
+
 std::string listNames(std::vector<GeneralName> const& names) {
+    constexpr size_t most = 10;
     std::string list;
-    for (GeneralName const& name : names)
-        list += (list.empty() ? "" : ", ") + name.typeStr() + ":" + name.dataStr();
-    return list;
+    for (size_t i = 0; i < std::min(names.size(), most); i++)
+        list += (list.empty() ? "" : ", ") + names[i].typeStr() + ":" + shortened(names[i].dataStr());
+    return names.size() <= most ? list : list + " and " + std::to_string(names.size() - most) + " more";
+}
+
+/// Takes the names of the request that the options leave to it. What they say must be what a person reads.
+bool takeNames(X509Certificate& certificate, X509Req const& request, IssueOptions const& options) {
+    if (options.subject.empty()) {
+        constexpr size_t longestSubject = 4096;
+        asn1::blob const subject = request.subjectBytes();
+        if (subject.size() > longestSubject || !isPlainName(subject)) {
+            badInput(options.request + ": its subject " +
+                     (subject.size() > longestSubject ? "is too long" : "is not plain text") +
+                     ": give another one with --subject");
+            return false;
+        }
+        certificate.setSubject(subject);
+        note("the subject is the request's: " + shortened(certificate.subject.str()));
+    }
+    if (request.subjectAltNames.empty())
+        return true;
+    std::string const names = listNames(request.subjectAltNames);
+    if (!options.acceptNames) {
+        note("the request also asks for the names " + names + ": not taken without --accept-names");
+        return true;
+    }
+    for (GeneralName const& name : request.subjectAltNames) {
+        if (isPlainName(name))
+            continue;
+        badInput(options.request + ": asks for a name that is no host, address, mailbox or URI: " +
+                 name.typeStr() + ":" + shortened(name.dataStr()));
+        return false;
+    }
+    certificate.subjectAltNames = request.subjectAltNames;
+    note("names of the request: " + names);
+    return true;
 }
 
 /// Takes from the request its key, its subject and, where that was asked for, its names.
@@ -232,13 +280,7 @@ bool takeRequest(X509Certificate& certificate, IssueOptions const& options, int*
         return false;
     }
     certificate.subjectPublicKeyInfo = request->subjectPublicKeyInfo;
-    certificate.setSubject(request->subjectBytes());
-    if (options.acceptNames)
-        certificate.subjectAltNames = request->subjectAltNames;
-    else if (!request->subjectAltNames.empty())
-        note("the request also asks for the names " + listNames(request->subjectAltNames) +
-             ": not taken without --accept-names");
-    return true;
+    return takeNames(certificate, *request, options);
 }
 
 int issue(IssueOptions const& options) {
@@ -265,7 +307,9 @@ int issue(IssueOptions const& options) {
         if (!takeRequest(certificate, options, &status))
             return status;
     } else {
-        auto const key = readPublicKeyOf(options.publicKey, PasswordSource(), &status);
+        if (options.acceptNames)
+            return wrongUsage("--accept-names is for requests");
+        auto const key = readSubjectKey(options.publicKey, &status);
         if (!key)
             return status;
         certificate.setPublicKey(*key);
@@ -275,9 +319,13 @@ int issue(IssueOptions const& options) {
     certificate.setIssuer(authority->subjectBytes());
     certificate.authorityKeyId = authority->subjectKeyId;
 
+    if (certificate.notBefore > authority->notAfter)
+        return badInput(options.authority + ": ended at " + formatTime(authority->notAfter));
     if (certificate.notAfter > authority->notAfter) {
-        note("the authority's own certificate ends before, at " + formatTime(authority->notAfter));
-        if (!options.days && options.to.empty() && certificate.notBefore < authority->notAfter)
+        bool const isAsked = options.days || !options.to.empty();
+        note("the authority's own certificate ends at " + formatTime(authority->notAfter) +
+             (isAsked ? ", before this one" : ", and so does this one"));
+        if (!isAsked)
             certificate.notAfter = authority->notAfter;
     }
     OutputFile output;
@@ -294,10 +342,13 @@ void addOptions(CommandLine& commandLine, Options& options) {
                "an alternative name, DNS:host, IP:address, email:mailbox or\n"
                "URI:address; may be given more than once")
         .valueName("NAME");
-    commandLine.number("--days", options.days, "how long it is valid; without it 365, of an authority 3650");
+    Parameter const days = commandLine.number("--days", options.days,
+                                              "how long it is valid; without it 365, of an authority 3650");
     commandLine.text("--from", options.from, "the first second: ISO 8601 (UTC); without it now")
         .valueName("TIME");
-    commandLine.text("--to", options.to, "the last second, instead of --days").valueName("TIME");
+    commandLine.text("--to", options.to, "the last second, instead of --days")
+        .valueName("TIME")
+        .excludes(days);
     commandLine.text("--serial", options.serialNumber, "the serial number; without it 128 random bits")
         .valueName("HEX");
     commandLine

@@ -54,9 +54,14 @@ std::string takeField(std::string& text) {
 std::optional<std::vector<unsigned char>> findSerialNumber(std::string const& what,
                                                            X509Certificate const& authority, int* status) {
     *status = exitWrongUsage;
-    if (auto const number = parseSerialNumber(what))
-        return number;
-    if (access(what.c_str(), R_OK) != 0) {
+    bool const isFile = access(what.c_str(), R_OK) == 0;
+    if (auto const number = parseSerialNumber(what)) {
+        if (!isFile)
+            return number;
+        wrongUsage("\"" + what + "\" is a serial number and a file: write 0x" + what + " or ./" + what);
+        return std::nullopt;
+    }
+    if (!isFile) {
         wrongUsage("\"" + what + "\" is neither a serial number in hexadecimal nor a certificate's file");
         return std::nullopt;
     }
@@ -101,15 +106,16 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
         if (!date)
             return wrongUsage("\"" + time + "\" is no time");
         if (!isWritableTime(*date))
-            return exitBadInput;
+            return exitWrongUsage;
         entry.revocationDate = *date;
     }
     auto const before = findEntry(crl, *serialNumber);
     if (before == crl.revoked.end())
         crl.revoked.push_back(entry);
-    else if (before->reasonCode == certificateHold)
+    else if (before->reasonCode == certificateHold) {
+        entry.serialNumber = before->serialNumber; // In the octets that its other extensions are found by.
         *before = entry;
-    else
+    } else
         return wrongUsage("\"" + what + "\" is revoked already");
     return exitDone;
 }
@@ -146,7 +152,10 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
     return exitDone;
 }
 
-/// The number of a list in decimal or behind 0x hexadecimal; at most 20 octets (RFC 5280, section 5.2.3).
+/// The number of a list has 20 octets at most (RFC 5280, section 5.2.3), and a sign.
+constexpr unsigned mostNumberBits = 159;
+
+/// The number of a list in decimal or behind 0x hexadecimal.
 std::optional<std::vector<unsigned char>> parseCrlNumber(std::string const& text) {
     BigNum number;
     if (text.starts_with("0x") || text.starts_with("0X")) {
@@ -160,8 +169,7 @@ std::optional<std::vector<unsigned char>> parseCrlNumber(std::string const& text
         for (char const digit : text)
             number = number * bn64(10) + bn64(static_cast<std::uint64_t>(digit - '0'));
     }
-    constexpr unsigned mostBits = 159;
-    if (number.bits() > mostBits)
+    if (number.bits() > mostNumberBits)
         return std::nullopt;
     return number.bin(number.bits() / 8 + 1);
 }
@@ -188,11 +196,13 @@ int makeCrl(Options const& options) {
     }
     BigNum const next = BigNum(asn1::blob(crl.crlNumber)) + bn64(1);
     crl.crlNumber = next.bin(next.bits() / 8 + 1);
+    if (next.bits() > mostNumberBits)
+        return badInput(options.previous + ": no number comes after its own");
     if (!options.number.empty()) {
         auto const number = parseCrlNumber(options.number);
         if (!number)
             return wrongUsage("\"" + options.number + "\" is no number of a list");
-        if (BigNum(asn1::blob(*number)) < next)
+        if (!options.previous.empty() && BigNum(asn1::blob(*number)) < next)
             return wrongUsage("the numbers of an authority's lists go up: the next is " + str(crl.crlNumber) +
                               " (hexadecimal)");
         crl.crlNumber = *number;
@@ -208,7 +218,7 @@ int makeCrl(Options const& options) {
     if (crl.nextUpdate <= crl.thisUpdate)
         return wrongUsage("the list would be out of date before it begins");
     if (!isWritableTime(crl.thisUpdate) || !isWritableTime(crl.nextUpdate))
-        return exitBadInput;
+        return exitWrongUsage;
     for (std::string const& text : options.released)
         if (status = release(crl, text, *authority); status != exitDone)
             return status;
@@ -244,11 +254,13 @@ Work newVerb(CommandLine commandLine) {
     commandLine
         .text("--number", options->number, "the number of the list; without it the next one, from 1 on")
         .valueName("NUMBER");
-    commandLine.number("--days", options->days, "when the next list comes; without it 30");
+    Parameter const days =
+        commandLine.number("--days", options->days, "when the next list comes; without it 30");
     commandLine.text("--from", options->from, "when this list is made: ISO 8601 (UTC); without it now")
         .valueName("TIME");
     commandLine.text("--next-update", options->to, "when the next list comes, instead of --days")
-        .valueName("TIME");
+        .valueName("TIME")
+        .excludes(days);
     options->output.declare(commandLine);
     commandLine.footer(
         "Reasons: keyCompromise, caCompromise, affiliationChanged, superseded, cessationOfOperation,\n"

@@ -14,7 +14,8 @@
 namespace {
 
 constexpr unsigned char sequenceTag = 0x30, setTag = 0x31;
-constexpr unsigned char utf8String = 0x0C, printableString = 0x13, ia5String = 0x16;
+constexpr unsigned char utf8String = 0x0C, numericString = 0x12, printableString = 0x13, t61String = 0x14,
+                        ia5String = 0x16, visibleString = 0x1A;
 
 struct AttributeType {
     std::string_view name; ///< In lowercase.
@@ -91,7 +92,7 @@ bool isPrintableString(std::string_view text) {
     });
 }
 
-/// Whether the text is UTF-8 and has no control characters: it is read in other people's terminals.
+/// Whether the text is UTF-8 and nothing in it deceives who reads it, in whatever terminal.
 bool isCleanUtf8(std::string_view text) { return terminal::printable(text) == text; }
 
 /// Takes what stands before the next separator that no backslash precedes, and the separator.
@@ -182,26 +183,71 @@ std::optional<std::vector<unsigned char>> parseSubject(std::string_view text, st
     return to.end().take();
 }
 
-std::optional<GeneralName> parseAlternativeName(std::string_view text, std::string* problem) {
-    size_t const colon = text.find(':');
-    std::string const kind = str2lower(text.substr(0, colon == std::string_view::npos ? 0 : colon));
-    std::string_view const value = colon == std::string_view::npos ? text : text.substr(colon + 1);
-    GeneralName name;
-    name.data = value;
-    IPAddr6 address;
-    if (kind == "dns" && isHostName(value)) {
-        name.type = GeneralName::dnsName;
-    } else if (kind == "ip" && address.parse(value)) {
-        name.type = GeneralName::ipAddress;
-        name.setIp(address);
-    } else if (kind == "email" && isAscii(value) && value.find('@') != std::string_view::npos) {
-        name.type = GeneralName::rfc822Name;
-    } else if (kind == "uri" && isAscii(value) && value.find(':') != std::string_view::npos) {
-        name.type = GeneralName::uri;
-    } else {
-        *problem = "\"" + std::string(text) +
-                   "\" is no alternative name: DNS:host, IP:address, email:mailbox or URI:address";
-        return std::nullopt;
+bool isPlainName(asn1::blob name) {
+    asn1::parser sets(name);
+    if (!sets.enter(sequenceTag))
+        return false;
+    while (sets.tag == setTag) {
+        asn1::parser attributes(sets.take());
+        while (attributes.tag == sequenceTag) {
+            asn1::parser attribute(attributes.take());
+            attribute.take(); // The type.
+            bool const isReadable = attribute.tag == utf8String || attribute.tag == printableString ||
+                                    attribute.tag == ia5String || attribute.tag == numericString ||
+                                    attribute.tag == visibleString || attribute.tag == t61String;
+            asn1::blob const value = attribute.take();
+            if (!isReadable || !isCleanUtf8({reinterpret_cast<char const*>(value.data()), value.size()}) ||
+                attribute.tag != asn1::parser::endTag)
+                return false;
+        }
+        if (attributes.tag != asn1::parser::endTag)
+            return false;
     }
-    return name;
+    return sets.tag == asn1::parser::endTag;
+}
+
+bool isPlainName(GeneralName const& name) {
+    switch (name.type) {
+    case GeneralName::dnsName:
+        return isHostName(name.data);
+    case GeneralName::ipAddress:
+        return name.data.size() == 4 || name.data.size() == 16;
+    case GeneralName::rfc822Name:
+        return isAscii(name.data) && name.data.find('@') != std::string::npos;
+    case GeneralName::uri:
+        return isAscii(name.data) && name.data.find(':') != std::string::npos;
+    default:
+        return false;
+    }
+}
+
+std::optional<GeneralName> parseAlternativeName(std::string_view text, std::string* problem) {
+    static constexpr struct Kind {
+        std::string_view kind;
+        unsigned char type;
+    } kinds[] = {
+        {"dns", GeneralName::dnsName},
+        {"ip", GeneralName::ipAddress},
+        {"email", GeneralName::rfc822Name},
+        {"uri", GeneralName::uri},
+    };
+    size_t const colon = std::min(text.find(':'), text.size());
+    auto const kind = std::ranges::find(kinds, str2lower(text.substr(0, colon)), &Kind::kind);
+    GeneralName name;
+    if (kind != std::end(kinds) && colon < text.size()) {
+        std::string_view const value = text.substr(colon + 1);
+        IPAddr6 address;
+        name.data = value;
+        if (kind->type != GeneralName::ipAddress) {
+            name.type = kind->type;
+        } else if (address.parse(value)) {
+            name.type = kind->type;
+            name.setIp(address);
+        }
+    }
+    if (isPlainName(name))
+        return name;
+    *problem = "\"" + std::string(text) +
+               "\" is no alternative name: DNS:host, IP:address, email:mailbox or URI:address";
+    return std::nullopt;
 }

@@ -16,3 +16,10 @@ std::optional<std::vector<unsigned char>> parseSubject(std::string_view text, st
 
 /// Reads an alternative name: "DNS:host", "IP:address", "email:mailbox", "URI:address".
 std::optional<GeneralName> parseAlternativeName(std::string_view text, std::string* problem);
+
+/// Whether all that a Name says, in its whole encoding, is text that shows itself as it is: in UTF-8, without control
+/// characters and what else deceives a reader.
+bool isPlainName(asn1::blob name);
+
+/// Whether it is one that `parseAlternativeName` could have made.
+bool isPlainName(GeneralName const& name);

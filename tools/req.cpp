@@ -26,7 +26,7 @@ int makeRequest(Options const& options) {
             return wrongUsage(problem);
         request.subjectAltNames.push_back(*name);
     }
-    if (options.subject.empty() && options.alternativeNames.empty())
+    if (request.subject.empty() && request.subject.other.empty() && request.subjectAltNames.empty())
         return wrongUsage("the request would name nobody: give --subject or --san");
     request.challengePassword = options.challengePassword;
 
