@@ -58,6 +58,10 @@ std::optional<Signed> readSigned(Options const& options, PublicKey const& key, i
         return message ? std::optional(Signed{HashID::none, std::move(*message)}) : std::nullopt;
     }
     HashName const& name = *findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
+    if (key.keyType() == KeyType::RSA && name.id == HashID::MD4) {
+        *status = wrongUsage("an RSA key makes no signatures of md4");
+        return std::nullopt;
+    }
     FileDigest const result = digestFile(options.file, *createHash(name.id));
     if (result.error != 0) {
         badInput(options.file + ": " + std::strerror(result.error));

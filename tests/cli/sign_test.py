@@ -106,6 +106,11 @@ class SignTest(ProgramTest):
             self.assertIn("X25519 key agrees on secrets", self.expect(2, *arguments, "message").err)
         self.assertIn("brings its own hash", self.expect(3, "sign", "-k", "ed.key", "-a", "sha256", "-o", "none", "message").err)
         self.expect(2, "sign", "-k", "p256.pub", "-o", "none", "message")
+        # RSA signatures name their hash (RFC 8017, section 9.2), and the library has no name of MD4 there.
+        self.expect(0, "sign", "-k", "p256.key", "-a", "md4", "-o", "md4.sig", "message")
+        self.expect(0, "check", "-k", "p256.pub", "-a", "md4", "-s", "md4.sig", "message")
+        for arguments in (["sign", "-k", "rsa.key", "-o", "none"], ["check", "-k", "rsa.pub", "-s", "md4.sig"]):
+            self.assertIn("no signatures of md4", self.expect(3, *arguments, "-a", "md4", "message").err)
         openssl("genrsa", "-out", self.at("short.key"), "512")
         self.assertIn("too short for this hash", self.expect(2, "sign", "-k", "short.key", "-a", "sha512", "-o", "none", "message").err)
         self.assertFalse(self.at("none").exists())
