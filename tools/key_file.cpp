@@ -9,10 +9,12 @@
 #include "sealkit/pkcs8.h"
 
 #include <algorithm>
+#include <cctype>
 
 namespace {
 
-constexpr unsigned tagInteger = 0x02, tagOctetString = 0x04, tagOid = 0x06, tagSequence = 0x30;
+constexpr unsigned tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04, tagOid = 0x06,
+                   tagSequence = 0x30, tagEcParameters = 0xA0;
 
 struct NamedOid {
     char const* dotted;
@@ -24,21 +26,46 @@ NamedOid const encryptionNames[] = {
     {"1.2.840.113549.1.5.12", "PBKDF2"},
     {"1.3.6.1.4.1.11591.4.11", "scrypt"},
     {"1.2.840.113549.1.5.13", "PBES2"},
+    {"1.2.840.113549.2.6", "HMAC-MD5"},
     {"1.2.840.113549.2.7", "HMAC-SHA1"},
     {"1.2.840.113549.2.8", "HMAC-SHA224"},
     {"1.2.840.113549.2.9", "HMAC-SHA256"},
     {"1.2.840.113549.2.10", "HMAC-SHA384"},
     {"1.2.840.113549.2.11", "HMAC-SHA512"},
+    {"1.2.840.113549.2.12", "HMAC-SHA512-224"},
+    {"1.2.840.113549.2.13", "HMAC-SHA512-256"},
     {"1.3.14.3.2.7", "DES-CBC"},
     {"1.2.840.113549.3.7", "DES-EDE3-CBC"},
     {"1.2.840.113549.3.2", "RC2-CBC"},
+    {"1.2.840.113549.3.4", "RC4"},
+    {"1.2.840.113549.3.9", "RC5-CBC"},
+    {"1.2.840.113533.7.66.10", "CAST5-CBC"},
+    {"1.3.6.1.4.1.3029.1.2", "Blowfish-CBC"},
+    {"1.2.392.200011.61.1.1.1.2", "Camellia-128-CBC"},
+    {"1.2.392.200011.61.1.1.1.3", "Camellia-192-CBC"},
+    {"1.2.392.200011.61.1.1.1.4", "Camellia-256-CBC"},
+    {"1.2.410.200046.1.1.2", "ARIA-128-CBC"},
+    {"1.2.410.200046.1.1.7", "ARIA-192-CBC"},
+    {"1.2.410.200046.1.1.12", "ARIA-256-CBC"},
+    {"1.2.410.200004.1.4", "SEED-CBC"},
+    {"1.2.156.10197.1.104.2", "SM4-CBC"},
     {"2.16.840.1.101.3.4.1.2", "AES-128-CBC"},
     {"2.16.840.1.101.3.4.1.22", "AES-192-CBC"},
     {"2.16.840.1.101.3.4.1.42", "AES-256-CBC"},
+    {"2.16.840.1.101.3.4.1.6", "AES-128-GCM"},
+    {"2.16.840.1.101.3.4.1.26", "AES-192-GCM"},
+    {"2.16.840.1.101.3.4.1.46", "AES-256-GCM"},
+    {"1.2.840.113549.1.5.1", "PBE-MD2-DES"},
     {"1.2.840.113549.1.5.3", "PBE-MD5-DES"},
+    {"1.2.840.113549.1.5.4", "PBE-MD2-RC2"},
+    {"1.2.840.113549.1.5.6", "PBE-MD5-RC2"},
     {"1.2.840.113549.1.5.10", "PBE-SHA1-DES"},
+    {"1.2.840.113549.1.5.11", "PBE-SHA1-RC2-64"},
     {"1.2.840.113549.1.12.1.1", "PBE-SHA1-RC4"},
+    {"1.2.840.113549.1.12.1.2", "PBE-SHA1-RC4-40"},
     {"1.2.840.113549.1.12.1.3", "PBE-SHA1-3DES"},
+    {"1.2.840.113549.1.12.1.4", "PBE-SHA1-2DES"},
+    {"1.2.840.113549.1.12.1.5", "PBE-SHA1-RC2-128"},
     {"1.2.840.113549.1.12.1.6", "PBE-SHA1-RC2"},
 };
 
@@ -51,11 +78,29 @@ NamedOid const otherKeyNames[] = {
     {"1.3.101.113", "Ed448"},
 };
 
+/// Curves that people have and the library does not.
+NamedOid const otherCurveNames[] = {
+    {"1.3.132.0.10", "secp256k1"},
+    {"1.3.132.0.1", "sect163k1"},
+    {"1.3.132.0.26", "sect233k1"},
+    {"1.3.132.0.27", "sect233r1"},
+    {"1.3.132.0.16", "sect283k1"},
+    {"1.3.132.0.17", "sect283r1"},
+    {"1.3.36.3.3.2.8.1.1.7", "brainpoolP256r1"},
+    {"1.3.36.3.3.2.8.1.1.11", "brainpoolP384r1"},
+    {"1.3.36.3.3.2.8.1.1.13", "brainpoolP512r1"},
+    {"1.2.156.10197.1.301", "SM2"},
+};
+
 template <size_t N>
-std::string nameOf(NamedOid const (&names)[N], asn1::blob oid) {
-    std::string const dotted = oidStr(oid);
+std::string nameOf(NamedOid const (&names)[N], std::string const& dotted) {
     auto const row = std::ranges::find(names, dotted, &NamedOid::dotted);
     return row == std::end(names) ? dotted : row->name;
+}
+
+template <size_t N>
+std::string nameOf(NamedOid const (&names)[N], asn1::blob oid) {
+    return nameOf(names, oidStr(oid));
 }
 
 /// The DER of a block, or DER itself; wiped at its end.
@@ -98,12 +143,41 @@ std::optional<EncryptedInfo> parseEncryptedInfo(asn1::blob der) {
     return fields.tag == asn1::parser::endTag ? std::optional(info) : std::nullopt;
 }
 
-/// The algorithm of PBES2's key derivation.
-asn1::blob derivationOf(asn1::blob pbes2Params) {
+/// The names of what PBES2Params (RFC 8018, appendix A.4) ask for; "()" for what is not there.
+struct Pbes2Names {
+    std::string keyDerivation = "()";
+    std::string cipher = "()";
+};
+
+Pbes2Names namesWithin(asn1::blob pbes2Params) {
+    Pbes2Names names;
     asn1::parser fields(pbes2Params);
-    if (!fields.enter(tagSequence) || !fields.enter(tagSequence) || fields.tag != tagOid)
-        return {};
-    return fields.take();
+    if (!fields.enter(tagSequence))
+        return names;
+    for (std::string* name : {&names.keyDerivation, &names.cipher}) {
+        if (fields.tag != tagSequence)
+            return names;
+        asn1::parser algorithm(fields.take());
+        if (algorithm.tag == tagOid)
+            *name = nameOf(encryptionNames, algorithm.take());
+    }
+    return names;
+}
+
+/// The bytes of a block of a cipher that the library reads keys with; 0 for others.
+size_t blockOf(std::string_view cipher) {
+    if (cipher == "DES-EDE3-CBC")
+        return 8;
+    return cipher == "AES-128-CBC" || cipher == "AES-192-CBC" || cipher == "AES-256-CBC" ? 16 : 0;
+}
+
+/// Why parameters of PBES2 could not be parsed.
+std::string whyNotParsed(Pbes2Names const& names) {
+    if (names.keyDerivation != "()" && names.keyDerivation != "PBKDF2")
+        return "its key derivation " + names.keyDerivation + " is not supported";
+    if (names.cipher != "()" && blockOf(names.cipher) == 0)
+        return "its cipher " + names.cipher + " is not supported";
+    return "what says how it is encrypted is malformed, or asks for more than 10 million iterations";
 }
 
 KeyEncryption describeEncryption(EncryptedInfo const& info) {
@@ -118,30 +192,50 @@ KeyEncryption describeEncryption(EncryptedInfo const& info) {
         return found; // The library says that it does not know it.
     PBES2Params params;
     if (!parse(params, algorithm.params)) {
-        found.keyDerivation = nameOf(encryptionNames, derivationOf(algorithm.params));
-        found.problem = found.keyDerivation == "PBKDF2" || found.keyDerivation == "()"
-                            ? "what says how it is encrypted is malformed, or asks for more than 10 million "
-                              "iterations"
-                            : "its key derivation " + found.keyDerivation + " is not supported";
+        Pbes2Names const names = namesWithin(algorithm.params);
+        found.problem = whyNotParsed(names);
+        found.keyDerivation = names.keyDerivation;
         return found;
     }
     std::string const function = params.prf.empty() ? "HMAC-SHA1" : nameOf(encryptionNames, params.prf);
     found.cipher = nameOf(encryptionNames, params.cipher);
     found.keyDerivation = "PBKDF2 with " + function;
     found.iterations = params.iterations;
-    size_t const block = found.cipher.starts_with("AES") ? 16 : found.cipher.starts_with("DES") ? 8 : 0;
+    size_t const block = blockOf(found.cipher);
     if (block != 0 && (params.iv.size() != block || info.data.empty() || info.data.size() % block != 0))
         found.problem = "the encrypted bytes or their IV are of no length that " + found.cipher + " gives";
     return found;
 }
 
-/// The value of a header of a PEM body (RFC 1421, section 4.6), up to a comma.
-std::string headerOf(std::string_view body, std::string_view name) {
-    size_t const at = body.find(name);
-    if (at == std::string_view::npos)
-        return "";
-    std::string_view const value = body.substr(at + name.size());
-    return std::string(value.substr(0, value.find_first_of(",\r\n")));
+constexpr std::string_view blanks = " \t\r";
+
+/// Takes the text up to one of `ends` off, without blanks before it.
+std::string_view takeField(std::string_view& text, std::string_view ends) {
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+    std::string_view const field = text.substr(0, text.find_first_of(ends));
+    text.remove_prefix(std::min(field.size() + 1, text.size()));
+    return field;
+}
+
+/// Of the body of a traditional PEM block: its header "DEK-Info: NAME,IV" (RFC 1421, section 4.6.1.3).
+KeyEncryption describeTraditional(std::string_view body) {
+    constexpr std::string_view dekInfo = "DEK-Info:";
+    KeyEncryption found;
+    found.scheme = "traditional PEM";
+    found.keyDerivation = "MD5";
+    found.iterations = 1;
+    size_t const at = body.find(dekInfo);
+    std::string_view line = at == std::string_view::npos ? "" : body.substr(at + dekInfo.size());
+    line = line.substr(0, line.find('\n'));
+    found.cipher = takeField(line, ",");
+    std::string_view const iv = takeField(line, blanks);
+    size_t const block = blockOf(found.cipher);
+    auto const isDigit = [](unsigned char c) { return std::isxdigit(c) != 0; };
+    if (found.cipher.empty())
+        found.problem = "what says how it is encrypted is missing";
+    else if (block != 0 && (iv.size() != 2 * block || !std::ranges::all_of(iv, isDigit)))
+        found.problem = "the IV of its encryption is malformed";
+    return found;
 }
 
 /// The algorithm of a OneAsymmetricKey (RFC 5958, section 2); empty when it is none.
@@ -153,11 +247,55 @@ asn1::blob keyAlgorithmOf(asn1::blob der) {
     return fields.enter(tagSequence) && fields.tag == tagOid ? fields.take() : asn1::blob();
 }
 
+/// The algorithm of a SubjectPublicKeyInfo (RFC 5280, section 4.1); empty when it is none.
+asn1::blob publicKeyAlgorithmOf(asn1::blob der) {
+    asn1::parser fields(der);
+    if (!fields.enter(tagSequence) || fields.tag != tagSequence)
+        return {};
+    asn1::parser algorithm(fields.take());
+    return fields.tag == tagBitString && algorithm.tag == tagOid ? algorithm.take() : asn1::blob();
+}
+
+/// The name of the curve of an EC key: what follows the algorithm of a OneAsymmetricKey or
+/// SubjectPublicKeyInfo, or stands in an ECPrivateKey (RFC 5915, section 3). Empty when there is none.
+std::string curveNameOf(asn1::blob der) {
+    asn1::parser fields(der);
+    if (!fields.enter(tagSequence))
+        return "";
+    if (fields.tag == tagInteger)
+        fields.take();
+    if (fields.tag == tagOctetString) {
+        fields.take();
+        if (!fields.enter(tagEcParameters))
+            return "";
+    } else if (fields.enter(tagSequence) && fields.tag == tagOid) {
+        fields.take();
+    }
+    return fields.tag == tagOid ? nameOf(otherCurveNames, fields.take()) : "";
+}
+
+/// What the library said of the key `der`, with the names of what it tells by numbers or not at all.
+std::string withNames(std::string said, asn1::blob der) {
+    if (said.find("unknown ec id") != std::string::npos)
+        if (std::string const curve = curveNameOf(der); !curve.empty())
+            return said + ": the curve " + curve + " is not supported";
+    size_t const begin = said.find('<'), end = said.find('>', begin);
+    if (end == std::string::npos)
+        return said;
+    std::string const dotted = said.substr(begin + 1, end - begin - 1);
+    if (std::string const name = nameOf(encryptionNames, dotted); name != dotted)
+        said.insert(end + 1, " (" + name + ")");
+    return said;
+}
+
 /// Why there is no key in `der`, which is not encrypted.
 std::string whyNoKey(asn1::blob der) {
+    if (asn1::blob const algorithm = publicKeyAlgorithmOf(der);
+        !algorithm.empty() && !isKeyAlgorithm(algorithm))
+        return "a public key for " + nameOf(otherKeyNames, algorithm) + ", which is not supported";
     asn1::blob const algorithm = keyAlgorithmOf(der);
     if (algorithm.empty())
-        return "no key that can be read";
+        return noKeyThere;
     if (isKeyAlgorithm(algorithm))
         return "a malformed private key";
     return "a private key for " + nameOf(otherKeyNames, algorithm) + ", which is not supported";
@@ -187,9 +325,8 @@ std::unique_ptr<PrivateKey> parseTraditional(asn1::blob der) {
 }
 
 template <typename T>
-std::unique_ptr<PublicKey> keyWithin(asn1::blob der) {
-    T object;
-    return object.parse(der.data(), static_cast<unsigned>(der.size())) ? object.parsePublicKey() : nullptr;
+bool parseWhole(T& object, asn1::blob der) {
+    return object.parse(der.data(), static_cast<unsigned>(der.size()));
 }
 
 /// The labels of the blocks that are there, for a complaint.
@@ -216,11 +353,9 @@ std::optional<PemBlock> findBlock(std::string_view text, Wanted wanted) {
 }
 
 std::string whyNothingFound(std::string const& path, std::string_view text, char const* wanted) {
-    std::string const labels = listLabels(text);
-    if (labels.find("OPENSSH PRIVATE KEY") != std::string::npos)
-        return path +
-               ": a key in OpenSSH's own form; ssh-keygen -p -m PKCS8 -f FILE turns it into one for others";
-    return path + ": holds no " + wanted + " that can be read, only " + labels;
+    if (std::string const form = sshForm(text); !form.empty())
+        return path + ": " + form;
+    return path + ": holds no " + wanted + " that can be read, only " + listLabels(text);
 }
 
 /// The private key of a block or DER of the file `path`.
@@ -262,14 +397,8 @@ bool isPrivateKeyLabel(std::string_view label) {
 std::optional<KeyEncryption> findEncryption(std::string_view text) {
     std::string_view rest = text;
     auto const block = takeBlock(rest);
-    if (block && block->body.starts_with("Proc-Type:")) {
-        KeyEncryption found;
-        found.scheme = "traditional PEM";
-        found.cipher = headerOf(block->body, "DEK-Info: ");
-        found.keyDerivation = "MD5";
-        found.iterations = 1;
-        return found;
-    }
+    if (block && block->body.starts_with("Proc-Type:"))
+        return describeTraditional(block->body);
     if (block && block->label != "ENCRYPTED PRIVATE KEY")
         return std::nullopt;
     WipedDer const der(text);
@@ -294,9 +423,9 @@ OpenedKey openPrivateKey(std::string_view text, std::string const& password) {
         key = parseTraditional(text);
     if (key)
         return {std::move(key), exitDone, ""};
-    if (std::string const said = diagnostics.text(); !said.empty())
-        return {nullptr, exitBadInput, said};
     WipedDer const der(text);
+    if (std::string const said = diagnostics.text(); !said.empty())
+        return {nullptr, exitBadInput, withNames(said, der)};
     if (!encryption)
         return {nullptr, exitBadInput, whyNoKey(der)};
     if (auto const info = parseEncryptedInfo(der))
@@ -305,23 +434,50 @@ OpenedKey openPrivateKey(std::string_view text, std::string const& password) {
     return {nullptr, exitNo, "the password is wrong"};
 }
 
-std::unique_ptr<PublicKey> openPublicKey(std::string_view text) {
+OpenedPublicKey openPublicKey(std::string_view text) {
     terminal::CaptureDiagnostics const diagnostics;
     if (auto key = readPublicKey(text))
-        return key;
+        return {std::move(key), ""};
     std::string_view rest = text;
     auto const block = takeBlock(rest);
     WipedDer const der(text);
-    if (!block || block->label == "CERTIFICATE")
-        if (auto key = keyWithin<X509Certificate>(der))
-            return key;
-    if (!block || block->label.ends_with("CERTIFICATE REQUEST"))
-        if (auto key = keyWithin<X509Req>(der))
-            return key;
+    asn1::blob info = der;
+    X509Certificate certificate;
+    X509Req request;
+    if ((!block || block->label == "CERTIFICATE") && parseWhole(certificate, der)) {
+        info = certificate.subjectPublicKeyInfo;
+        if (auto key = certificate.parsePublicKey())
+            return {std::move(key), ""};
+    } else if ((!block || block->label.ends_with("CERTIFICATE REQUEST")) && parseWhole(request, der)) {
+        info = request.subjectPublicKeyInfo;
+        if (auto key = request.parsePublicKey())
+            return {std::move(key), ""};
+    }
     if (!block)
         if (auto key = std::make_unique<RsaPublicKey>(); key->parseFromDerEncoded({}, der))
-            return key;
-    return nullptr;
+            return {std::move(key), ""};
+    asn1::blob const algorithm = publicKeyAlgorithmOf(info);
+    if (algorithm.empty())
+        return {nullptr, block ? "malformed" : noKeyThere};
+    if (!isKeyAlgorithm(algorithm))
+        return {nullptr, whyNoKey(info)};
+    std::string const said = diagnostics.text();
+    return {nullptr, said.empty() ? "a malformed public key" : withNames(said, info)};
+}
+
+std::string sshForm(std::string_view text) {
+    std::string_view rest = text;
+    while (auto const block = takeBlock(rest))
+        if (block->label == "OPENSSH PRIVATE KEY")
+            return "a key in OpenSSH's own form; \"ssh-keygen -p -m PKCS8 -f COPY\" turns a copy of it into "
+                   "one "
+                   "for others (of Ed25519 keys since OpenSSH 9.6)";
+    for (std::string_view start : {"ssh-", "ecdsa-sha2-", "sk-ssh-", "sk-ecdsa-"})
+        if (text.starts_with(start))
+            return "a public key in OpenSSH's own form; \"ssh-keygen -e -m PKCS8 -f FILE\" writes it in one "
+                   "for "
+                   "others (no Ed25519 keys)";
+    return "";
 }
 
 std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSource const& password,
@@ -331,7 +487,7 @@ std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSo
     if (!text)
         return nullptr;
     auto const block = findBlock(textOf(*text), isPrivateKeyLabel);
-    if (block)
+    if (block && (!block->label.empty() || sshForm(textOf(*text)).empty()))
         return openAsking(block->whole, path, password, status);
     *status = badInput(whyNothingFound(path, textOf(*text), "private key"));
     return nullptr;
@@ -348,16 +504,17 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
                label.ends_with("CERTIFICATE REQUEST");
     };
     auto const block = findBlock(textOf(*text), holdsKey);
-    if (!block) {
+    if (!block || (block->label.empty() && !sshForm(textOf(*text)).empty())) {
         *status = badInput(whyNothingFound(path, textOf(*text), "key"));
         return nullptr;
     }
     if (!isPrivateKeyLabel(block->label)) {
-        if (auto key = openPublicKey(block->whole))
-            return key;
-        if (!block->label.empty()) {
-            *status = badInput(path + ": the key of \"" + std::string(block->label) +
-                               "\" is malformed or of an algorithm that is not supported");
+        OpenedPublicKey opened = openPublicKey(block->whole);
+        if (opened.key)
+            return std::move(opened.key);
+        if (!block->label.empty() || opened.complaint != noKeyThere) {
+            std::string const where = block->label.empty() ? "" : "\"" + std::string(block->label) + "\": ";
+            *status = badInput(path + ": " + where + opened.complaint);
             return nullptr;
         }
     }

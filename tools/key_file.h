@@ -46,8 +46,20 @@ struct OpenedKey {
 /// Reads the private key of a PEM block or DER, also the DER of the traditional forms.
 OpenedKey openPrivateKey(std::string_view text, std::string const& password);
 
-/// The public key of a PEM block or DER: of a certificate, a request or itself. Null when there is none.
-std::unique_ptr<PublicKey> openPublicKey(std::string_view text);
+/// The complaint about what has not even the shape of a key.
+inline constexpr char noKeyThere[] = "no key that can be read";
+
+/// A public key, or why there is none.
+struct OpenedPublicKey {
+    std::unique_ptr<PublicKey> key;
+    std::string complaint;
+};
+
+/// Reads the public key of a PEM block or DER: of a certificate, a request or itself.
+OpenedPublicKey openPublicKey(std::string_view text);
+
+/// Of a key in a form that only OpenSSH reads, that it is one and how to convert it; empty for other text.
+std::string sshForm(std::string_view text);
 
 /// The private key of a file, the first of them. Its password, when it has one, is asked for where none is
 /// given. Complains and gives null when there is none; `*status` is then the exit status.

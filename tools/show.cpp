@@ -31,8 +31,12 @@ struct PrivateKeyFound {
     std::optional<KeyEncryption> encryption;
 };
 
+struct EcParameters {
+    std::string curve;
+};
+
 using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
-                            PrivateKeyFound>;
+                            PrivateKeyFound, EcParameters>;
 
 /// An object, or why there is none.
 struct Found {
@@ -52,10 +56,13 @@ Object parseAs(asn1::blob der) {
     return {};
 }
 
-Object parsePublicKeyAs(std::string_view text) {
-    if (auto key = readPublicKey(text))
-        return key;
-    return {};
+Found readPublicKeyAs(std::string_view text) {
+    OpenedPublicKey opened = openPublicKey(text);
+    if (opened.key)
+        return Object(std::move(opened.key));
+    Found nothing;
+    nothing.complaint = opened.complaint;
+    return nothing;
 }
 
 /// `password` is null when none was given.
@@ -73,15 +80,33 @@ Found readPrivateKeyAs(std::string_view text, Password const* password) {
     return nothing;
 }
 
+/// The curve that is named before an EC key, which names it again (RFC 5480, section 2.1.1).
+Found readEcParameters(asn1::blob der) {
+    asn1::parser field(der);
+    constexpr unsigned tagOid = 0x06;
+    if (field.tag != tagOid)
+        return {};
+    asn1::blob const oid = field.take();
+    Curve const curve = getCurveID(oid);
+    return Object(EcParameters{curve == Curve{} ? oidStr(oid) : getCurveName(curve)});
+}
+
 /// The object of one PEM block.
 Found readBlock(PemBlock const& block, Password const* password) {
+    if (std::string const form = sshForm(block.whole); !form.empty()) {
+        Found nothing;
+        nothing.complaint = form;
+        return nothing;
+    }
     if (isPrivateKeyLabel(block.label))
         return readPrivateKeyAs(block.whole, password);
     if (block.label.ends_with("PUBLIC KEY"))
-        return parsePublicKeyAs(block.whole);
+        return readPublicKeyAs(block.whole);
     std::vector<unsigned char> der;
     if (!pemDecode(block.body, &der))
         return {};
+    if (block.label == "EC PARAMETERS")
+        return readEcParameters(der);
     if (block.label == "CERTIFICATE")
         return parseAs<X509Certificate>(der);
     if (block.label == "X509 CRL")
@@ -96,10 +121,12 @@ Found readDer(std::string_view der, Password const* password) {
     for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
         if (Object object = read(der); object.index() != 0)
             return Found(std::move(object));
-    if (Object object = parsePublicKeyAs(der); object.index() != 0)
-        return Found(std::move(object));
+    if (Found found = readPublicKeyAs(der); found || found.complaint != noKeyThere)
+        return found;
     Found found = readPrivateKeyAs(der, password);
-    if (!found && !findEncryption(der))
+    if (!found && !sshForm(der).empty())
+        found.complaint = sshForm(der);
+    else if (found.complaint == noKeyThere)
         found.complaint = "neither PEM nor the DER of a certificate, revocation list, request or key";
     return found;
 }
@@ -145,6 +172,8 @@ void dump(Object object) {
                 value->dump(terminal::out());
             } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
                 value.key->dump(terminal::out());
+            } else if constexpr (std::is_same_v<T, EcParameters>) {
+                // The dump of the key says which curve it is.
             } else if constexpr (!std::is_same_v<T, std::monostate>) {
                 makePrintable(value);
                 value.dump(terminal::out());
@@ -159,7 +188,7 @@ Description describePrivateKey(PrivateKeyFound const& found, bool withSecrets) {
         result.update(describe(*found.key, withSecrets));
     if (found.encryption)
         result["encryption"] = describe(*found.encryption);
-    if (!found.key)
+    if (!found.key && found.encryption->problem.empty())
         result["key"] = "not opened (--password-file opens it)";
     return result;
 }
@@ -176,6 +205,8 @@ Description describeObject(Object const& object, bool withSecrets) {
                 return result;
             } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
                 return describePrivateKey(value, withSecrets);
+            } else if constexpr (std::is_same_v<T, EcParameters>) {
+                return {{"object", "EC parameters"}, {"curve", value.curve}};
             } else {
                 return describe(value);
             }

@@ -223,6 +223,12 @@ class EncryptionTest(KeyTest):
                 result = self.expect(2, "key", "public", "-", *given, stdin=key)
                 self.assertIn(f"sealkit: -: {reason}", result.err)
                 self.assertEqual(result.out, "")
+        for options, name in ((["-v2prf", "hmacWithSHA512"], "<1.2.840.113549.2.11> (HMAC-SHA512)"), (["-v1", "PBE-SHA1-3DES"], "(PBE-SHA1-3DES)"),
+                              (["-v2", "camellia-256-cbc"], "(Camellia-256-CBC)"),
+                              # Its parameters are not an IV alone.
+                              (["-v2", "rc2-cbc", "-provider", "legacy", "-provider", "default"], "its cipher RC2-CBC is not supported")):
+            key = openssl("pkcs8", "-topk8", "-in", self.dir / "ec.key", *options, "-passout", "pass:x")
+            self.assertIn(name, self.expect(2, "key", "public", "-", "--password", "x", stdin=key).err)
         key = openssl("ec", "-in", self.dir / "ec.key", "-camellia128", "-passout", "pass:correct horse")
         result = self.expect(2, "key", "public", "-", "--password-file", "password", stdin=key)
         self.assertEqual(result.err, "sealkit: -: [ERR] unkown encrypted PEM type: CAMELLIA-128-CBC\n")
@@ -235,9 +241,45 @@ class EncryptionTest(KeyTest):
                          "sealkit: ed448.enc: opens with this password, but holds a private key for Ed448, which is not supported\n")
         self.assertIn("the password is wrong", self.expect(1, "key", "public", "ed448.enc", "--password-file", "wrong").err)
         openssl("ecparam", "-name", "secp256k1", "-genkey", "-noout", "-out", self.dir / "k1.key")
-        self.assertIn("[ERR] unknown ec id", self.expect(2, "key", "public", "k1.key").err)
-        peer("ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", self.dir / "ssh.key")
-        self.assertIn("ssh-keygen -p -m PKCS8", self.expect(2, "key", "public", "ssh.key").err)
+        self.assertIn("[ERR] unknown ec id: the curve secp256k1 is not supported", self.expect(2, "key", "public", "k1.key").err)
+
+    def test_no_refusal_hides_what_is_not_supported(self):
+        openssl("genpkey", "-algorithm", "ED448", "-out", self.dir / "goldilocks.key")
+        openssl("ecparam", "-name", "brainpoolP256r1", "-genkey", "-noout", "-out", self.dir / "brainpool.key")
+        for name, reason in (("goldilocks", "for Ed448, which is not supported"), ("brainpool", "the curve brainpoolP256r1 is not supported")):
+            path = self.dir / f"{name}.key"
+            files = [openssl("pkey", "-in", path, *form, "-outform", encoding) for form in ([], ["-pubout"]) for encoding in ("PEM", "DER")]
+            files.append(openssl("req", "-x509", "-key", path, "-subj", "/CN=x"))
+            if name == "brainpool":
+                files += [openssl("ec", "-in", path, "-outform", encoding) for encoding in ("PEM", "DER")]
+            for file in files:
+                self.assertIn(reason, self.expect(2, "key", "public", stdin=file).err)
+                if b"CERTIFICATE" not in file:
+                    self.assertIn(reason, self.expect(2, "show", "-", stdin=file).err)
+
+    def test_openssh_forms_are_named_with_their_remedy(self):
+        peer("ssh-keygen", "-q", "-t", "ecdsa", "-N", "", "-f", self.dir / "ssh.key")
+        for arguments in (["key", "public"], ["key", "decrypt"], ["show"], ["sign", "message", "--hex", "-k"]):
+            self.assertIn("ssh-keygen -p -m PKCS8", self.expect(2, *arguments, "ssh.key").err)
+        for arguments in (["key", "public"], ["show"], ["check", "ec.key", "-s", "ec.key", "-k"]):
+            self.assertIn("ssh-keygen -e -m PKCS8", self.expect(2, *arguments, "ssh.key.pub").err)
+        # What the remedies write can be read.
+        public = peer("ssh-keygen", "-e", "-m", "PKCS8", "-f", self.dir / "ssh.key.pub").decode()
+        peer("ssh-keygen", "-q", "-p", "-m", "PKCS8", "-N", "", "-f", self.dir / "ssh.key")
+        self.assertEqual(self.expect(0, "key", "public", "ssh.key").out, public)
+        self.assertEqual(self.expect(0, "key", "public", "-", stdin=public.encode()).out, public)
+
+    def test_malformed_traditional_encryption_is_no_wrong_password(self):
+        text = openssl("ec", "-in", self.dir / "ec.key", "-aes128", "-passout", "pass:x").decode()
+        info = next(line for line in text.splitlines() if line.startswith("DEK-Info: "))
+        for other, status in ((info.replace("Info: ", "Info:"), 0), (info.replace(",", ", "), 0), (info + " rest", 0), (info[:-1], 2), (info + "0", 2),
+                              (info[:-1] + "g", 2), ("DEK-Info: ", 2), ("DEK-Info: AES-128-CBC", 2), ("Other: header", 2)):
+            key = text.replace(info, other).encode()
+            self.expect(status, "key", "public", "--password", "x", stdin=key)
+            if status == 2:
+                # Nobody is asked for a password that would be of no use.
+                self.expect(2, "key", "public", stdin=key)
+                self.assertNotIn("--password-file", self.expect(0, "show", "-", stdin=key).out)
 
     def test_malformed_encryption(self):
         der = bytearray(openssl("pkcs8", "-topk8", "-in", self.dir / "ec.key", "-passout", "pass:x", "-iter", "4096", "-outform", "DER"))
@@ -399,6 +441,16 @@ class ShowKeyTest(KeyTest):
         text = self.expect(0, "show", "-", stdin=traditional).out
         self.assertIn("scheme: traditional PEM\n", text)
         self.assertIn("cipher: DES-EDE3-CBC\n", text)
+
+    def test_the_curve_before_a_key(self):
+        for curve, name in (("secp384r1", "p384"), ("secp256k1", "1.3.132.0.10")):
+            file = openssl("ecparam", "-name", curve, "-genkey")
+            result = self.run_program("show", "-", stdin=file)
+            self.assertTrue(result.out.startswith(f"EC parameters\n  curve: {name}\n"), result)
+            self.assertEqual((result.status, "private key\n" in result.out), (0, True) if name == "p384" else (2, False))
+        self.assertTrue(self.expect(0, "show", "--dump", "--secrets", "-", stdin=openssl("ecparam", "-name", "secp384r1", "-genkey"))
+                        .out.startswith("[EC-PRIVATE]\n"))
+        self.expect(2, "show", "-", stdin=b"-----BEGIN EC PARAMETERS-----\nAAAA\n-----END EC PARAMETERS-----\n")
 
     def test_a_key_beside_its_certificate(self):
         self.issue("beside", key=self.dir / "ec.key")
