@@ -470,13 +470,11 @@ std::string sshForm(std::string_view text) {
     while (auto const block = takeBlock(rest))
         if (block->label == "OPENSSH PRIVATE KEY")
             return "a key in OpenSSH's own form; \"ssh-keygen -p -m PKCS8 -f COPY\" turns a copy of it into "
-                   "one "
-                   "for others (of Ed25519 keys since OpenSSH 9.6)";
+                   "one for others (of Ed25519 keys since OpenSSH 9.6)";
     for (std::string_view start : {"ssh-", "ecdsa-sha2-", "sk-ssh-", "sk-ecdsa-"})
         if (text.starts_with(start))
             return "a public key in OpenSSH's own form; \"ssh-keygen -e -m PKCS8 -f FILE\" writes it in one "
-                   "for "
-                   "others (no Ed25519 keys)";
+                   "for others (no Ed25519 keys)";
     return "";
 }
 
