@@ -212,5 +212,9 @@ std::unique_ptr<Password> readPassword(PasswordSource const& source, AskFor kind
         badInput("the password is empty");
         return nullptr;
     }
+    if (kind == AskFor::fresh && password->text.find('\0') != std::string::npos) {
+        badInput("the password has a zero byte, where other programs end it");
+        return nullptr;
+    }
     return password;
 }

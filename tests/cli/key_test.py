@@ -115,6 +115,15 @@ class NewTest(KeyTest):
         self.assertIn("too long", self.expect(2, "key", "new", "p256", "--password-file", "/dev/zero", "-o", "none.key").err)
         self.assertFalse((self.dir / "none.key").exists())
 
+    def test_passwords_that_other_programs_cut_are_refused(self):
+        self.write("binary", b"a\0b\n")
+        for arguments in (["new", "p256"], ["encrypt", "ec.key"]):
+            result = self.expect(2, "key", *arguments, "--password-file", "binary", "-o", "none.key")
+            self.assertIn("zero byte", result.err)
+            self.assertFalse((self.dir / "none.key").exists())
+        # Where a key has one already it is a password like others.
+        self.expect(1, "key", "public", "encrypted.key", "--password-file", "binary")
+
     def test_an_interrupted_one_leaves_nothing(self):
         folder = self.dir / "interrupted"
         folder.mkdir()
