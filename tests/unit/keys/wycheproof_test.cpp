@@ -105,8 +105,8 @@ INSTANTIATE_TEST_SUITE_P(Files, WycheproofRsaSigning,
                                          "rsa_pkcs1_4096_sig_gen"),
                          nameOfFile);
 
-#ifdef __powerpc__
-constexpr unsigned every = 16; // of the cases, under emulation, which would take minutes for all
+#if defined __powerpc__ || defined __SANITIZE_ADDRESS__
+constexpr unsigned every = 16; // of the cases, under emulation and sanitizers, which take minutes for all
 #else
 constexpr unsigned every = 1;
 #endif
