@@ -72,12 +72,12 @@ void ObjectOutput::declare(CommandLine& commandLine) {
     commandLine.flag("--force", force, forceHelp);
 }
 
-bool ObjectOutput::open(OutputFile& output) const {
-    if (der && wouldFloodTerminal(path)) {
-        wrongUsage("DER would garble the terminal: give -o FILE or -o -");
-        return false;
-    }
-    return output.open(path, 0666, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
+int ObjectOutput::open(OutputFile& output) const {
+    if (der && wouldFloodTerminal(path))
+        return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
+    bool const isOpen =
+        output.open(path, 0666, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
+    return isOpen ? exitDone : exitBadInput;
 }
 
 int ObjectOutput::write(OutputFile& output, std::string const& label, X509Base const& object) const {
@@ -168,6 +168,8 @@ std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& t
         return std::nullopt;
     return number;
 }
+
+void note(std::string const& text) { terminal::err() << "note: " << terminal::printable(text) << std::endl; }
 
 bool isWritableTime(TimePoint time) {
     constexpr TimePoint first = TimePoint::fromSeconds(-631152000); // 1950-01-01

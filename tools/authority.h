@@ -40,8 +40,8 @@ struct ObjectOutput {
     bool der = false;
 
     void declare(CommandLine& commandLine);
-    /// Opens the output, which comes before any long work. Complains.
-    bool open(OutputFile& output) const;
+    /// Opens the output, which comes before any long work. Complains; returns the exit status.
+    int open(OutputFile& output) const;
     /// Writes the object as PEM with this label, or as DER; returns the exit status.
     int write(OutputFile& output, std::string const& label, X509Base const& object) const;
 };
@@ -67,3 +67,6 @@ std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& t
 
 /// Whether a UTCTime can tell it: all that the library writes are those. Complains.
 bool isWritableTime(TimePoint time);
+
+/// Says what is worth a look and done all the same.
+void note(std::string const& text);

@@ -168,8 +168,6 @@ bool setFields(X509Certificate& certificate, Options const& options, Profile con
     return setUsages(certificate, profile);
 }
 
-void note(std::string const& text) { terminal::err() << "note: " << terminal::printable(text) << std::endl; }
-
 /// What is strange about a certificate that is allowed all the same.
 void remark(X509Certificate const& certificate) {
     bool const isForServers = (certificate.extKeyUsage & ExtKeyUsage::tlsServer) != 0;
@@ -207,8 +205,8 @@ int selfSign(Options const& options) {
     std::string problem;
     certificate.setIssuer(*parseSubject(options.subject, &problem));
     OutputFile output;
-    if (!options.output.open(output))
-        return exitBadInput;
+    if (status = options.output.open(output); status != exitDone)
+        return status;
     return finish(certificate, *signer, output, options);
 }
 
@@ -329,8 +327,8 @@ int issue(IssueOptions const& options) {
             certificate.notAfter = authority->notAfter;
     }
     OutputFile output;
-    if (!options.output.open(output))
-        return exitBadInput;
+    if (status = options.output.open(output); status != exitDone)
+        return status;
     return finish(certificate, *signer, output, options);
 }
 

@@ -211,6 +211,10 @@ int makeCrl(Options const& options) {
     auto const end = parseTime(options.to);
     if (!start || (!options.to.empty() && !end))
         return wrongUsage("\"" + (start ? options.to : options.from) + "\" is no time");
+    if (!options.previous.empty() && *start <= crl.thisUpdate)
+        note("the list is not later than the one it continues: some programs keep that one");
+    if (*start > authority->notAfter)
+        note("the authority's own certificate ended at " + formatTime(authority->notAfter));
     crl.thisUpdate = *start;
     crl.nextUpdate =
         end ? *end
@@ -227,8 +231,8 @@ int makeCrl(Options const& options) {
             return status;
 
     OutputFile output;
-    if (!options.output.open(output))
-        return exitBadInput;
+    if (status = options.output.open(output); status != exitDone)
+        return status;
     crl.setIssuer(authority->subjectBytes());
     crl.authorityKeyId = authority->subjectKeyId;
     if (!crl.sign(*signer->key, signer->hash))

@@ -35,8 +35,8 @@ int makeRequest(Options const& options) {
     if (!signer)
         return status;
     OutputFile output;
-    if (!options.output.open(output))
-        return exitBadInput;
+    if (status = options.output.open(output); status != exitDone)
+        return status;
     request.setPublicKey(*signer->key);
     if (!request.sign(*signer->key, signer->hash))
         return badInput(

@@ -19,6 +19,7 @@ import unittest
 
 PROGRAM = os.environ["SEALKIT"].split()
 EMULATED = PROGRAM[0].startswith("qemu")
+SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM[-1]).read_bytes()
 
 CA = "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign,cRLSign\n"
 KEY_IDS = "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n"
