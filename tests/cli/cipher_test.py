@@ -325,7 +325,9 @@ class CipherTest(ProgramTest):
         (self.out / "old").write_bytes(b"old")
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
             process = subprocess.Popen([*PROGRAM, "cipher", "encrypt", "-a", "aes-ctr", "--key-file", "key16", "--iv", IVS[16].hex(),
-                                        "-o", "out/old", "--force"], stdin=subprocess.PIPE, cwd=self.dir, env=self.environment)
+                                        "-o", "out/old", "--force"], stdin=subprocess.PIPE, cwd=self.dir, env=self.environment,
+                                       # A shell that runs the tests in the background has the signal ignored, for children too.
+                                       preexec_fn=lambda number=number: signal.signal(number, signal.SIG_DFL))
             process.stdin.write(text_of(200_000))
             process.stdin.flush()
             for _ in range(200):
