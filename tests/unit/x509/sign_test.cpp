@@ -315,6 +315,8 @@ TEST(Sign, WhatCannotBeWrittenIsRefused) {
          [](X509Certificate& c) { c.subjectAltNames = {generalName(GeneralName::directoryName, "x")}; }},
         {"an address of 5 octets",
          [](X509Certificate& c) { c.subjectAltNames = {generalName(GeneralName::ipAddress, "12345")}; }},
+        {"a constructed host name",
+         [](X509Certificate& c) { c.subjectAltNames = {generalName(GeneralName::dnsName | 0x20, "x")}; }},
         {"an empty distribution point", [](X509Certificate& c) { c.crlDistributionPoints.resize(1); }},
         {"a constraint of type 9",
          [](X509Certificate& c) { c.nameConstraintExcluded = generalName(9, "x"); }},
@@ -459,6 +461,15 @@ TEST(Sign, AChangedMemberIsWrittenAndTheOthersStay) {
               sequence(extension("2.5.29.19", sequence(boolean(true)), true), unknown));
 }
 
+TEST(Sign, APathLengthGoesWithTheFlag) {
+    CertificateParts parts;
+    parts.extensions = {extension("2.5.29.19", sequence(boolean(true), integer(3)), true)};
+    Parsed<X509Certificate> parsed(parts);
+    EXPECT_EQ(parsed.object.serializeExtensions(), sequence(parts.extensions[0]));
+    parsed.object.basicConstraints = 2;
+    EXPECT_EQ(parsed.object.serializeExtensions(), sequence(extension("2.5.29.19", sequence(), true)));
+}
+
 TEST(Sign, EveryFieldOfACrlComesBack) {
     X509Crl crl = newCrl();
     crl.authorityKeyId = {1, 2};
@@ -486,6 +497,16 @@ TEST(Sign, EveryFieldOfACrlComesBack) {
     EXPECT_EQ(crl.serialize(), expected.der());
     EXPECT_EQ(dumpOf(reparsed(crl)), dumpOf(crl));
     EXPECT_EQ(crl.serializeRevokedCerts(), expected.revoked);
+}
+
+TEST(Sign, AnyReasonCodeIsWritten) {
+    for (unsigned code = 0; code < 255; code++) {
+        X509Crl crl = newCrl();
+        crl.revoked = {{{1}, january2024, static_cast<unsigned char>(code)}};
+        Bytes const reason = extension("2.5.29.21", enumerated({static_cast<unsigned char>(code)}));
+        EXPECT_EQ(crl.serializeRevokedCerts(),
+                  sequence(sequence(integer(1), utcTime("240101000000Z"), sequence(reason))));
+    }
 }
 
 TEST(Sign, ACrlMayBeEmptyAndHaveNoEnd) {
