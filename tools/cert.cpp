@@ -3,6 +3,7 @@
 #include "names.h"
 #include "terminal.h"
 
+#include "sealkit/asn1.h"
 #include "sealkit/signature.h"
 
 #include <kp/text.h>
@@ -281,6 +282,21 @@ bool takeRequest(X509Certificate& certificate, IssueOptions const& options, int*
     return takeNames(certificate, *request, options);
 }
 
+/// Whether a path length of 0 lets the authority have none below it (RFC 5280, section 4.2.1.9).
+bool isLastAuthority(X509Certificate const& authority) {
+    constexpr unsigned char basicConstraintsOid[] = {0x55, 0x1D, 0x13};
+    constexpr unsigned booleanTag = 0x01, integerTag = 0x02, sequenceTag = 0x30;
+    for (X509Extension const& extension : authority.extensions()) {
+        asn1::parser fields(extension.value);
+        if (extension.oid != asn1::blob(basicConstraintsOid) || !fields.enter(sequenceTag))
+            continue;
+        if (fields.tag == booleanTag)
+            fields.take();
+        return fields.tag == integerTag && fields.readUInt() == 0;
+    }
+    return false;
+}
+
 int issue(IssueOptions const& options) {
     Profile const* const profile = findProfile(options.profile);
     if (profile == nullptr)
@@ -299,6 +315,8 @@ int issue(IssueOptions const& options) {
         return exitBadInput;
     if (authority->keyUsage != 0 && (authority->keyUsage & KeyUsage::keyCertSign) == 0)
         return badInput(options.authority + ": its key usage does not allow signing certificates");
+    if (isAuthority(*profile) && isLastAuthority(*authority))
+        return badInput(options.authority + ": its path length allows no authority below it");
 
     X509Certificate certificate;
     if (!options.request.empty()) {

@@ -467,6 +467,16 @@ class IssueTest(AuthorityTest):
         make = ["--ca", "short.pem", "-k", "short.key"]
         self.refused(2, "short.pem: ended at ", "cert", "issue", *make, "--profile", "client", "--from", "2040-01-01", "host.csr")
 
+    def test_the_last_authority(self):
+        for length, status in ((0, 2), (1, 0), (256, 0)):
+            self.issue_root(f"length-{length}", f"basicConstraints=critical,CA:TRUE,pathlen:{length}\n")
+            make = ["cert", "issue", "--ca", f"length-{length}.pem", "-k", f"length-{length}.key", "host.csr", "--profile"]
+            self.made(*make, "client")
+            if status:
+                self.refused(status, "allows no authority below it", *make, "ca")
+            else:
+                self.made(*make, "ca")
+
     def test_an_intermediate_signs_on(self):
         for key, kind in some((("rsa", "rsa"), ("ec", "p256"))):
             self.make("req", "new", "-k", f"{key}.key", "--subject", f"/CN={kind} intermediate", "-o", f"{key}.csr")
