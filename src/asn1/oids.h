@@ -182,4 +182,22 @@ inline constexpr unsigned char challengePassword[] = {0x2a, 0x86, 0x48, 0x86, 0x
 // 1.2.840.113549.1.9.14 (pkcs-9-at-extensionRequest, RFC 2985)
 inline constexpr unsigned char extensionRequest[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x0e};
 
+// Messages and their attributes.
+
+// 1.2.840.113549.1.7.2 (id-signedData, RFC 5652)
+inline constexpr unsigned char signedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x02};
+// 1.2.840.113549.1.9.3 (id-contentType, RFC 5652)
+inline constexpr unsigned char contentType[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x03};
+// 1.2.840.113549.1.9.4 (id-messageDigest, RFC 5652)
+inline constexpr unsigned char messageDigest[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x04};
+// 1.2.840.113549.1.9.5 (id-signingTime, RFC 5652)
+inline constexpr unsigned char signingTime[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x05};
+// 1.2.840.113549.1.9.6 (id-countersignature, RFC 5652)
+inline constexpr unsigned char counterSignature[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x06};
+// 1.3.6.1.4.1.311.2.1.12 (SPC_SP_OPUS_INFO, Windows Authenticode Portable Executable Signature Format)
+inline constexpr unsigned char opusInfo[] = {0x2b, 0x06, 0x01, 0x04, 0x01, 0x82, 0x37, 0x02, 0x01, 0x0c};
+// 1.3.6.1.4.1.311.3.3.1 (szOID_RFC3161_counterSign, Windows wincrypt.h)
+inline constexpr unsigned char msCounterSignature[] = {0x2b, 0x06, 0x01, 0x04, 0x01,
+                                                       0x82, 0x37, 0x03, 0x03, 0x01};
+
 } // namespace detail::oid
