@@ -8,7 +8,7 @@ import subprocess
 import time
 import unittest
 
-from support import PROGRAM, ProgramTest, openssl, some
+from support import PROGRAM, ProgramTest, heed_signals, openssl, some
 
 KEYS = {size: bytes((11 * i + size) % 256 for i in range(size)) for size in (8, 16, 24, 32, 48, 64)}
 IVS = {size: bytes((5 * i + 3) % 256 for i in range(size)) for size in (1, 8, 12, 16, 20)}
@@ -326,8 +326,7 @@ class CipherTest(ProgramTest):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
             process = subprocess.Popen([*PROGRAM, "cipher", "encrypt", "-a", "aes-ctr", "--key-file", "key16", "--iv", IVS[16].hex(),
                                         "-o", "out/old", "--force"], stdin=subprocess.PIPE, cwd=self.dir, env=self.environment,
-                                       # A shell that runs the tests in the background has the signal ignored, for children too.
-                                       preexec_fn=lambda number=number: signal.signal(number, signal.SIG_DFL))
+                                       preexec_fn=heed_signals)
             process.stdin.write(text_of(200_000))
             process.stdin.flush()
             for _ in range(200):

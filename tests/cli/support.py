@@ -11,6 +11,7 @@ import resource
 import select
 import shlex
 import shutil
+import signal
 import subprocess
 import tempfile
 import termios
@@ -57,6 +58,13 @@ def openssl(*arguments, **options):
     return peer("openssl", *arguments, **options)
 
 
+def heed_signals():
+    """In a process that is about to start the program: a shell that runs the tests in the background has these signals
+    ignored, for its children too."""
+    for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
+        signal.signal(number, signal.SIG_DFL)
+
+
 class TerminalSession:
     """The program with a terminal of its own, which its questions and progress go to: /dev/tty and standard error."""
 
@@ -66,8 +74,12 @@ class TerminalSession:
         self.process = subprocess.Popen(
             [*PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.terminal,
             cwd=test.dir, env=test.environment, start_new_session=True,
-            preexec_fn=lambda: fcntl.ioctl(self.terminal, termios.TIOCSCTTY, 0))
+            preexec_fn=self.take_terminal)
         self.shown = b""
+
+    def take_terminal(self):
+        heed_signals()
+        fcntl.ioctl(self.terminal, termios.TIOCSCTTY, 0)
 
     def __enter__(self):
         return self
