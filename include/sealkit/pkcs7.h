@@ -9,7 +9,8 @@
 /// and its digest. A signature over the bare content, by a key identifier or by any other kind of key is
 /// refused. A digest algorithm needs its NULL parameters. Everything is DER; indefinite lengths are refused.
 ///
-/// Parsing checks form, not trust: no signature is verified. Time-stamps are in timestamp.h.
+/// Parsing checks form, not trust: no signature is verified. `PKCS7SignedData::verify` does that, and with a store
+/// of what is trusted decides on the signers' certificates. Time-stamps are in timestamp.h.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -23,8 +24,10 @@
 
 #include <iosfwd>
 #include <memory>
+#include <string>
 #include <vector>
 
+class CertificateStore;
 class PKCS7SignedData;
 
 /// SignerInfo (RFC 5652, section 5.3). Object identifiers are content octets throughout.
@@ -128,6 +131,20 @@ public:
                 asn1::blob content, HashID hash);
     bool create(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
                 asn1::blob content, unsigned hash);
+
+    /// Whether every signer signed the content, and `store` vouches for its certificate at the time `now`. The content
+    /// is the message's own, without its identifier and length octets, or `detachedContent` where the message has
+    /// none; with both, they must be equal. A signer's certificate is the first one of the message that has
+    /// its issuer and serial number, or a self-signed one of the store. Its chain goes up through the
+    /// message's certificates and the store, at most 16 certificates, and is decided on by `x509ValidatePath`
+    /// without a name to match and without CRLs. A message without signers is false.
+    ///
+    /// On failure `*reason`, unless null, says which signer failed and why. It may repeat bytes of names as they are.
+    ///
+    /// Not looked at: what the certificates may be used for, the CRLs of the message, counter-signatures, and the
+    /// signing time, which the signer chose.
+    bool verify(CertificateStore const& store, asn1::blob detachedContent, TimePoint now,
+                std::string* reason) const;
 
     /// Writes digest algorithms, content type, certificates and signers as text, line by line. Names are written
     /// as they are: they may hold any byte.
