@@ -14,6 +14,7 @@ void crl(asn1::blob input);
 void der(asn1::blob input);
 void gcm(asn1::blob input);
 void key(asn1::blob input);
+void message(asn1::blob input);
 void password(asn1::blob input);
 void path(asn1::blob input);
 void req(asn1::blob input);
@@ -25,8 +26,17 @@ struct Target {
 };
 
 inline constexpr Target targets[] = {
-    {"certificate", certificate}, {"cipher", cipher}, {"crl", crl}, {"der", der}, {"gcm", gcm}, {"key", key},
-    {"password", password},       {"path", path},     {"req", req}, {"siv", siv},
+    {"certificate", certificate},
+    {"cipher", cipher},
+    {"crl", crl},
+    {"der", der},
+    {"gcm", gcm},
+    {"key", key},
+    {"message", message},
+    {"password", password},
+    {"path", path},
+    {"req", req},
+    {"siv", siv},
 };
 
 } // namespace fuzz

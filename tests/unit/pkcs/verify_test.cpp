@@ -124,6 +124,32 @@ TEST(SignedDataVerify, FindsASelfSignedSignerInTheStore) {
     EXPECT_THAT(verdict(message, store), HasSubstr("not at hand"));
 }
 
+TEST(SignedDataVerify, FindsASignerByTheIssuerAsItIsWritten) {
+    // The issuer's attributes stand in an order of their own, which is not the one that is written.
+    Bytes const issuer = name({{"2.5.4.3", "ca"}, {"2.5.4.6", "UY"}});
+    auto const key = aliceKey();
+    auto const issue = [&](Bytes const& subject, unsigned char serial) {
+        auto made = std::make_shared<X509Certificate>();
+        made->serialNumber = {serial};
+        EXPECT_TRUE(made->setIssuer(issuer) && made->setSubject(subject));
+        made->notBefore = TimePoint::fromSeconds(whenValid.seconds - 1000);
+        made->notAfter = TimePoint::fromSeconds(whenValid.seconds + 1000);
+        made->basicConstraints = 1;
+        made->setPublicKey(*key);
+        EXPECT_TRUE(made->sign(*key, HashID::SHA256));
+        return made;
+    };
+    CertificateMemoryStore store;
+    store.certs.push_back(issue(issuer, 1));
+    PKCS7SignedData message;
+    ASSERT_TRUE(
+        message.create(*issue(name({{"2.5.4.3", "leaf"}}), 2), *key, dataType, "letter", HashID::SHA256));
+    EXPECT_NE(message.signerInfos[0]->issuer, issuer);
+    EXPECT_EQ(verdict(message, store), "");
+    message.signerInfos[0]->issuer = issuer;
+    EXPECT_EQ(verdict(message, store), "");
+}
+
 TEST(SignedDataVerify, ChecksTheKeysKind) {
     PKCS7SignedData message = read("attached.der");
     auto const certificate = std::make_shared<X509Certificate>(*messageCertificate("alice.pem"));
