@@ -8,32 +8,14 @@
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "hash/secret_bytes.h"
+#include "keys/content_cipher.h"
 
-#include <cstring>
 #include <iostream>
-#include <iterator>
-#include <limits>
 
 namespace {
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
-
-constexpr unsigned longestKey = 32, longestBlock = 16;
-
-struct EncryptionScheme {
-    asn1::blob oid;
-    CipherID id;
-    unsigned keySize;
-    unsigned blockSize; ///< Of the IV, too.
-};
-
-constexpr EncryptionScheme encryptionSchemes[] = {
-    {oid::desEde3Cbc, CipherID::TripleDesCbc, 24, 8},
-    {oid::aes128Cbc, CipherID::AesCbc, 16, 16},
-    {oid::aes192Cbc, CipherID::AesCbc, 24, 16},
-    {oid::aes256Cbc, CipherID::AesCbc, 32, 16},
-};
 
 /// The hash of the pseudo-random function, which may be left out; `HashID::none` when there is none.
 HashID findPrf(asn1::blob prf) {
@@ -45,55 +27,25 @@ HashID findPrf(asn1::blob prf) {
     return HashID::none;
 }
 
-EncryptionScheme const* findScheme(asn1::blob cipher) {
-    for (EncryptionScheme const& scheme : encryptionSchemes)
-        if (scheme.oid == cipher)
-            return &scheme;
-    std::cout << "PBES2: unimplemented cipher: <" << oid2name(cipher) << ">" << std::endl;
-    return nullptr;
+detail::ContentCipher const* findCipher(asn1::blob oid) {
+    detail::ContentCipher const* const cipher = detail::findContentCipher(oid);
+    if (cipher == nullptr)
+        std::cout << "PBES2: unimplemented cipher: <" << oid2name(oid) << ">" << std::endl;
+    return cipher;
 }
 
 bool isCountInBounds(unsigned iterations) { return iterations != 0 && iterations <= pbes2MostIterations; }
 
 /// The cipher under the key that the password gives. Takes the time that deriving it takes.
-std::unique_ptr<Cipher> makeCipher(EncryptionScheme const& scheme, HashID prf, PBES2Params const& p,
+std::unique_ptr<Cipher> makeCipher(detail::ContentCipher const& cipher, HashID prf, PBES2Params const& p,
                                    std::string_view password) {
-    unsigned char bytes[longestKey];
-    std::span<unsigned char> const key(bytes, scheme.keySize);
+    unsigned char bytes[detail::ContentCipher::longestKey];
+    std::span<unsigned char> const key(bytes, cipher.keySize);
     pbkdf2(prf, password, p.salt, p.iterations, key);
-    std::unique_ptr<Cipher> cipher = createCipher(scheme.id, key, 0);
+    std::unique_ptr<Cipher> keyed =
+        detail::makeContentCipher(cipher, std::span<unsigned char const>(key), p.iv);
     secureMemset(bytes, 0, sizeof bytes);
-    cipher->setIV(p.iv.data(), scheme.blockSize);
-    return cipher;
-}
-
-std::vector<unsigned char> encryptPadded(Cipher& cipher, unsigned blockSize, asn1::blob data) {
-    auto const tail = static_cast<unsigned>(data.size() % blockSize);
-    auto const head = static_cast<unsigned>(data.size()) - tail;
-    unsigned const padding = blockSize - tail;
-    unsigned char last[longestBlock];
-    std::memset(last, static_cast<int>(padding), sizeof last);
-    if (tail != 0)
-        std::memcpy(last, data.data() + head, tail);
-
-    std::vector<unsigned char> out(size_t{head} + blockSize);
-    cipher.encrypt(data.data(), head, nullptr, 0, out.data());
-    cipher.encrypt(last, blockSize, nullptr, 0, out.data() + head);
-    secureMemset(last, 0, sizeof last);
-    return out;
-}
-
-/// Decrypts whole blocks, one at least.
-bool decryptPadded(Cipher& cipher, unsigned blockSize, asn1::blob data, std::vector<unsigned char>& out) {
-    out.resize(data.size());
-    cipher.decrypt(data.data(), static_cast<unsigned>(data.size()), nullptr, 0, out.data());
-    unsigned const padding = out.back();
-    if (padding > blockSize)
-        return false;
-    // Nobody checked that it is padding: it may be the end of a secret.
-    secureMemset(out.data() + out.size() - padding, 0, padding);
-    out.resize(out.size() - padding);
-    return true;
+    return keyed;
 }
 
 bool crypt(PBES2Params const& p, std::string_view password, asn1::blob data, std::vector<unsigned char>& out,
@@ -103,17 +55,15 @@ bool crypt(PBES2Params const& p, std::string_view password, asn1::blob data, std
     HashID const prf = findPrf(p.prf);
     if (prf == HashID::none)
         return false;
-    EncryptionScheme const* const scheme = findScheme(p.cipher);
-    if (scheme == nullptr || p.iv.size() != scheme->blockSize)
-        return false;
-    if (data.size() > std::numeric_limits<unsigned>::max() - scheme->blockSize ||
-        (!encrypt && (data.empty() || data.size() % scheme->blockSize != 0)))
+    detail::ContentCipher const* const cipher = findCipher(p.cipher);
+    if (cipher == nullptr || p.iv.size() != cipher->blockSize ||
+        !(encrypt ? detail::canBePadded(*cipher, data) : detail::canBeDecrypted(*cipher, data)))
         return false;
 
-    std::unique_ptr<Cipher> const cipher = makeCipher(*scheme, prf, p, password);
+    std::unique_ptr<Cipher> const keyed = makeCipher(*cipher, prf, p, password);
     if (!encrypt)
-        return decryptPadded(*cipher, scheme->blockSize, data, out);
-    out = encryptPadded(*cipher, scheme->blockSize, data);
+        return detail::decryptPadded(*cipher, *keyed, data, out);
+    out = detail::encryptPadded(*cipher, *keyed, data);
     return true;
 }
 

@@ -1,0 +1,80 @@
+#include "keys/rsa_encryption.h"
+
+#include "hash/secret_bytes.h"
+#include "keys/rsa_operation.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace detail {
+
+namespace {
+
+/// 1 when `byte` is 0, without a branch.
+constexpr unsigned isZero(unsigned byte) { return ((byte - 1) >> 8) & 1; }
+
+/// 512 zero bytes, each drawn anew up to sixteen times, are left by no random source.
+constexpr unsigned mostDraws = 16;
+
+/// Fills `bytes` with random ones that are not zero.
+bool fillNonZero(std::span<unsigned char> bytes, Rng const& rng) {
+    if (!rng.fill(bytes.data(), static_cast<unsigned>(bytes.size())))
+        return false;
+    for (unsigned char& byte : bytes)
+        for (unsigned draws = 0; byte == 0; draws++)
+            if (draws == mostDraws || !rng.fill(&byte, 1))
+                return false;
+    return true;
+}
+
+/// Where the message of a block begins; 0 when the block is none for encryption. It takes the same steps
+/// whatever is wrong.
+size_t findMessage(asn1::blob block) {
+    unsigned bad = block[0] | (block[1] ^ 2u);
+    size_t separator = 0;
+    unsigned found = 0;
+    for (size_t i = 2; i < block.size(); i++) {
+        unsigned const first = isZero(block[i]) & ~found;
+        separator |= i & (size_t{0} - first);
+        found |= first;
+    }
+    // Also where no separator was found.
+    bad |= static_cast<unsigned>(separator < encryptionOverhead - 1);
+    return (separator + 1) & (size_t{0} - isZero(bad));
+}
+
+} // namespace
+
+std::vector<unsigned char> encryptPkcs1(RsaPublicKey const& key, asn1::blob message, Rng const& rng) {
+    unsigned const length = modulusLength(key);
+    if (!isUsable(key) || length < encryptionOverhead || message.size() > length - encryptionOverhead)
+        return {};
+    SecretBytes block{std::vector<unsigned char>(length)};
+    size_t const separator = length - message.size() - 1;
+    block.value[1] = 0x02;
+    if (!fillNonZero(std::span(block.value).subspan(2, separator - 2), rng))
+        return {};
+    std::copy(message.begin(), message.end(),
+              block.value.begin() + static_cast<std::ptrdiff_t>(separator) + 1);
+
+    // The leading 00 keeps the number below the modulus.
+    std::optional<BigNum> const encrypted = publicPower(key, BigNum(asn1::blob(block)));
+    return encrypted ? encrypted->bin(length) : std::vector<unsigned char>();
+}
+
+bool decryptPkcs1(RsaPrivateKey const& key, asn1::blob encrypted, std::vector<unsigned char>& message) {
+    unsigned const length = modulusLength(key);
+    if (encrypted.size() != length || length < encryptionOverhead)
+        return false;
+    std::optional<BigNum> const power = privatePower(key, BigNum(encrypted));
+    if (!power)
+        return false;
+    SecretBytes const block(power->bin(length));
+    size_t const start = findMessage(block);
+    if (start == 0)
+        return false;
+    message.assign(block.value.begin() + static_cast<std::ptrdiff_t>(start), block.value.end());
+    return true;
+}
+
+} // namespace detail
