@@ -1,29 +1,43 @@
 /// Cryptographic messages: PKCS#7 (RFC 2315) and CMS (RFC 5652).
 ///
-/// | member            | what it is                                                          | RFC 5652 |
-/// |-------------------|---------------------------------------------------------------------|----------|
-/// | `PKCS7SignedData` | a content, or none, with its signers, their certificates and CRLs   | 5.1      |
-/// | `PKCS7SignerInfo` | one signature: who signed what, and how                             | 5.3      |
+/// | member                      | what it is                                                        | RFC 5652 |
+/// |-----------------------------|-------------------------------------------------------------------|----------|
+/// | `PKCS7SignedData`           | a content, or none, with its signers, their certificates and CRLs | 5.1      |
+/// | `PKCS7SignerInfo`           | one signature: who signed what, and how                           | 5.3      |
+/// | `PKCS7EnvelopedData`        | a content encrypted to the holders of RSA keys                    | 6.1      |
+/// | `PKCS7KeyTransRecipientInfo`| one of them: which key, and the content key under it              | 6.2.1    |
+/// | `PKCS7EncryptedContentInfo` | the encrypted content, and how                                    | 6.1      |
+/// | `PKCS7EncryptedData`        | a content encrypted under a key that is agreed elsewhere          | 8        |
 ///
 /// Signers have an RSA key, are named by issuer and serial number, and sign attributes: the type of the content
 /// and its digest. A signature over the bare content, by a key identifier or by any other kind of key is
 /// refused. A digest algorithm needs its NULL parameters. Everything is DER; indefinite lengths are refused.
 ///
+/// Contents are encrypted in CBC mode, under des-EDE3 (key 24, IV 8 bytes) or AES (key 16, 24 or 32, IV 16), and
+/// content keys by PKCS#1 v1.5 (RFC 3370, section 4.2.1). Key agreement, key-encryption keys and passwords are
+/// refused as recipients, and RSAES-OAEP is.
+///
 /// Parsing checks form, not trust: no signature is verified. `PKCS7SignedData::verify` does that, and with a store
-/// of what is trusted decides on the signers' certificates. Time-stamps are in timestamp.h.
+/// of what is trusted decides on the signers' certificates. Encryption does not authenticate: who an enveloped
+/// message is from, and whether it was changed, nobody knows. Time-stamps are in timestamp.h.
 #pragma once
 
 #include "sealkit/blob.h"
+#include "sealkit/cipher.h"
 #include "sealkit/crl.h"
 #include "sealkit/der.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/hash.h"
 #include "sealkit/keys.h"
+#include "sealkit/name.h"
+#include "sealkit/oid.h"
+#include "sealkit/rng.h"
 #include "sealkit/timepoint.h"
 #include "sealkit/x509.h"
 
 #include <iosfwd>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -149,4 +163,118 @@ public:
     /// Writes digest algorithms, content type, certificates and signers as text, line by line. Names are written
     /// as they are: they may hold any byte.
     void dump(std::ostream& out) const;
+};
+
+/// KeyTransRecipientInfo (RFC 5652, section 6.2.1).
+struct PKCS7KeyTransRecipientInfo {
+    unsigned version = 0;     ///< 0: by issuer and serial number; 2: by subject key identifier.
+    DistinguishedName issuer; ///< Version 0.
+    /// The whole encoding that `issuer` was read from. It is what is written for as long as it says the same.
+    std::vector<unsigned char> issuerElement;
+    std::vector<unsigned char> serialNumber; ///< Version 0: content octets of the INTEGER.
+    std::vector<unsigned char> subjectKeyId; ///< Version 2.
+    AlgorithmIdentifier keyEncryptionAlgorithm;
+    std::vector<unsigned char> encryptedKey; ///< The content key under the recipient's key.
+};
+
+/// Reads the whole element. False when it is malformed or of another version.
+SEALKIT_API bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element);
+/// Writes the SEQUENCE.
+SEALKIT_API void save(PKCS7KeyTransRecipientInfo const& from, DerEncoder& to);
+/// The SEQUENCE's encoding.
+SEALKIT_API std::vector<unsigned char> encode(PKCS7KeyTransRecipientInfo const& from);
+
+/// EncryptedContentInfo (RFC 5652, section 6.1).
+struct PKCS7EncryptedContentInfo {
+    std::vector<unsigned char> contentType;         ///< Content octets of the object identifier.
+    AlgorithmIdentifier contentEncryptionAlgorithm; ///< The parameters are the IV, an OCTET STRING.
+    std::vector<unsigned char> encryptedContent;    ///< Empty when the field is left out.
+};
+
+/// Reads the whole element. False when it is malformed. An encrypted content in pieces is, in DER.
+SEALKIT_API bool parse(PKCS7EncryptedContentInfo& to, asn1::blob element);
+/// Writes the SEQUENCE, without the encrypted content where that is empty.
+SEALKIT_API void save(PKCS7EncryptedContentInfo const& from, DerEncoder& to);
+/// The SEQUENCE's encoding.
+SEALKIT_API std::vector<unsigned char> encode(PKCS7EncryptedContentInfo const& from);
+
+/// EncryptedData of version 0, which has no attributes (RFC 5652, section 8).
+struct PKCS7EncryptedData {
+    unsigned version = 0;
+    PKCS7EncryptedContentInfo encryptedContentInfo;
+};
+
+/// Reads the whole element. False when it is malformed or of another version, which goes to standard output as
+/// "EncryptedData: invalid version: " and the number.
+SEALKIT_API bool parse(PKCS7EncryptedData& to, asn1::blob element);
+/// Writes the SEQUENCE.
+SEALKIT_API void save(PKCS7EncryptedData const& from, DerEncoder& to);
+/// The SEQUENCE's encoding.
+SEALKIT_API std::vector<unsigned char> encode(PKCS7EncryptedData const& from);
+
+/// How `PKCS7EnvelopedData` encrypts.
+struct PKCS7Encryption {
+    CipherID cipher = CipherID::AesCbc; ///< Or `TripleDesCbc`.
+    unsigned keySize = 0;               ///< In bytes; 0 for the longest, so that AES is AES-256.
+    /// Names recipients by subject key identifier, and not by issuer and serial number.
+    bool byKeyId = false;
+};
+
+/// EnvelopedData (RFC 5652, section 6.1). Its contents are not secret; the key to them is never kept.
+class SEALKIT_API PKCS7EnvelopedData {
+public:
+    unsigned version = 0;                      ///< 0, or 2 for what version 0 does not have.
+    std::vector<unsigned char> originatorInfo; ///< The whole element [0]; empty when absent.
+    std::vector<PKCS7KeyTransRecipientInfo> recipientInfos;
+    PKCS7EncryptedContentInfo encryptedContentInfo;
+    std::vector<unsigned char> unprotectedAttrs; ///< The whole element [1]; empty when absent.
+
+    /// Reads a DER ContentInfo of EnvelopedData. False when it is malformed, has bytes behind it, or is refused as
+    /// the functions below do; a content of another type is "blob is not enveloped data" on standard output.
+    bool parse(asn1::blob message);
+
+    /// Reads a DER EnvelopedData. False when it is malformed, has bytes behind it, or has originator or
+    /// attributes in version 0. A version other than 0 and 2 goes to standard output.
+    bool parseData(asn1::blob envelopedData);
+
+    /// Reads the content of the SET of RecipientInfo, anew. Recipients of version 0 and 2 that are malformed are
+    /// left out. False when one is of another kind, which standard output is told, or is none at all.
+    bool parseRecipientInfo(asn1::blob set);
+
+    /// Keep the whole element as it is. False unless it is one element with the field's tag.
+    bool parseOriginatorInfo(asn1::blob element);
+    bool parseUnprotectedAttrs(asn1::blob element);
+
+    /// The DER of the ContentInfo, with `version` as it stands.
+    std::vector<unsigned char> encode() const;
+
+    /// Decrypts the content with the key of the first recipient that names `cert`: by its subject key identifier
+    /// or by issuer and serial number. `key` is the RSA key of `cert`.
+    ///
+    /// False, and `out` empty, when nothing comes of it. Standard output says then:
+    ///
+    /// - "ktri: no key matches" when no recipient names `cert`;
+    /// - "ktri: only rsa supported, not " and the number of the recipient's algorithm when that or `key` is not
+    ///   RSA, and the next line too;
+    /// - "ktri: key decrypt failed" when the encrypted key gives none, whatever the reason;
+    /// - "EncryptedContentInfo: unimplemented algorithm: <" with the name or number, and ">";
+    /// - nothing about a key or an IV of a wrong length, a content that is not whole blocks, and its padding.
+    ///
+    /// Of the padding the last byte alone is looked at. Who learns which of these it was, for messages of his
+    /// own making and many times over, can have any message read: do not answer strangers with it. What `out`
+    /// held before is wiped. The caller wipes what it gets.
+    bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out) const;
+
+    /// Makes the object anew: `content`, of type `contentType` (content octets of an object identifier), encrypted
+    /// under a new key and IV of `rng` to each of the recipients, of which there is one at least. Whether a
+    /// certificate may be trusted or used so is not asked.
+    ///
+    /// False when a certificate has no RSA key, one too short for the content key, or, where it is asked for, no
+    /// subject key identifier; when there is no such cipher, when `rng` fails, and for 4 GiB and more. The
+    /// object is as it was then.
+    bool encrypt(std::span<X509Certificate const* const> recipients, asn1::blob contentType,
+                 asn1::blob content, PKCS7Encryption const& how, Rng const& rng);
+    /// The same, to one recipient by issuer and serial number.
+    bool encrypt(X509Certificate const& recipient, asn1::blob contentType, asn1::blob content,
+                 CipherID cipher, Rng const& rng);
 };

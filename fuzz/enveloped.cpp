@@ -1,0 +1,58 @@
+#include "sealkit/pkcs7.h"
+
+#include "targets.h"
+
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+/// Opens nothing: no content key fits under a modulus of one byte.
+RsaPrivateKey const& tinyKey() {
+    static RsaPrivateKey const key = [] {
+        RsaPrivateKey made;
+        made.n = bn64(33);
+        made.e = bn64(3);
+        made.d = bn64(7);
+        return made;
+    }();
+    return key;
+}
+
+template <typename Record>
+void check(asn1::blob input) {
+    Record record, again;
+    if (!parse(record, input))
+        return;
+    Bytes const encoded = encode(record);
+    SEALKIT_ASSERT(parse(again, encoded) && encode(again) == encoded);
+}
+
+} // namespace
+
+/// The input is a message, and each of its parts. What parses is written, and what is written parses to the
+/// same again.
+void fuzz::enveloped(asn1::blob input) {
+    check<PKCS7KeyTransRecipientInfo>(input);
+    check<PKCS7EncryptedContentInfo>(input);
+    check<PKCS7EncryptedData>(input);
+
+    PKCS7EnvelopedData message, again;
+    if (!message.parse(input))
+        return;
+    SEALKIT_ASSERT(message.version == 0 || message.version == 2);
+    Bytes const encoded = message.encode();
+    SEALKIT_ASSERT(again.parse(encoded) && again.encode() == encoded);
+    SEALKIT_ASSERT(again.recipientInfos.size() == message.recipientInfos.size());
+
+    if (!message.recipientInfos.empty()) {
+        PKCS7KeyTransRecipientInfo const& recipient = message.recipientInfos.back();
+        X509Certificate certificate;
+        certificate.issuer = recipient.issuer;
+        certificate.serialNumber = recipient.serialNumber;
+        certificate.subjectKeyId = recipient.subjectKeyId;
+        Bytes out = {1};
+        SEALKIT_ASSERT(!message.decrypt(certificate, tinyKey(), out) && out.empty());
+    }
+}
