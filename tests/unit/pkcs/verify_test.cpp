@@ -2,6 +2,8 @@
 
 #include "sealkit/keys.h"
 
+#include <gmock/gmock.h>
+
 namespace {
 
 using namespace test;
