@@ -90,7 +90,7 @@ class CipherTest(ProgramTest):
                 self.assertEqual(result.stdout, wanted)
 
     def test_gcm_vectors(self):
-        # Test cases 4, 16 and 6 (an IV of 60 bytes) of the specification that SP 800-38D refers to.
+        # Test cases 4, 16 and 6 (an IV of 60 bytes) of McGrew and Viega, "The Galois/Counter Mode of Operation (GCM)", appendix B.
         text = ("d9313225f88406e5a55909c5aff5269a86a7a9531534f7da2e4c303d8a318a721c3c0c95956809532fcf0e2449a6b525"
                 "b16aedf5aa0de657ba637b39")
         self.write("gcm.aad", bytes.fromhex("feedfacedeadbeeffeedfacedeadbeefabaddad2"))
