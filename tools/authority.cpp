@@ -99,7 +99,7 @@ std::optional<X509Certificate> readCertificate(std::string const& path) {
     return *read.certificates.front();
 }
 
-std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer) {
+std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer, unsigned usage) {
     auto certificate = readCertificate(path);
     if (!certificate)
         return std::nullopt;
@@ -109,6 +109,9 @@ std::optional<X509Certificate> readAuthority(std::string const& path, Signer con
         problem = "the key is not that of this certificate";
     else if (certificate->basicConstraints != 1)
         problem = "is no certificate of an authority: its basic constraints do not say so";
+    else if (certificate->keyUsage != 0 && (certificate->keyUsage & usage) == 0)
+        problem = usage == KeyUsage::crlSign ? "its key usage does not allow signing revocation lists"
+                                             : "its key usage does not allow signing certificates";
     if (problem != nullptr) {
         badInput(path + ": " + problem);
         return std::nullopt;

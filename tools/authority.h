@@ -46,8 +46,9 @@ struct ObjectOutput {
     int write(OutputFile& output, std::string const& label, X509Base const& object) const;
 };
 
-/// The certificate of an authority, which the signer's key must belong to. Complains.
-std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer);
+/// The certificate of an authority, which the signer's key must belong to. Where it names key usages,
+/// `usage`, a bit of `KeyUsage`, must be among them. Complains.
+std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer, unsigned usage);
 
 /// The one certificate of a file, the first. Complains.
 std::optional<X509Certificate> readCertificate(std::string const& path);

@@ -310,11 +310,9 @@ int issue(IssueOptions const& options) {
     auto const signer = readSigner(options.signer, &status);
     if (!signer)
         return status;
-    auto const authority = readAuthority(options.authority, *signer);
+    auto const authority = readAuthority(options.authority, *signer, KeyUsage::keyCertSign);
     if (!authority)
         return exitBadInput;
-    if (authority->keyUsage != 0 && (authority->keyUsage & KeyUsage::keyCertSign) == 0)
-        return badInput(options.authority + ": its key usage does not allow signing certificates");
     if (isAuthority(*profile) && isLastAuthority(*authority))
         return badInput(options.authority + ": its path length allows no authority below it");
 

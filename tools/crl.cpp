@@ -182,11 +182,9 @@ int makeCrl(Options const& options) {
     auto const signer = readSigner(options.signer, &status);
     if (!signer)
         return status;
-    auto const authority = readAuthority(options.authority, *signer);
+    auto const authority = readAuthority(options.authority, *signer, KeyUsage::crlSign);
     if (!authority)
         return exitBadInput;
-    if (authority->keyUsage != 0 && (authority->keyUsage & KeyUsage::crlSign) == 0)
-        return badInput(options.authority + ": its key usage does not allow signing revocation lists");
 
     X509Crl crl;
     if (!options.previous.empty()) {
