@@ -22,20 +22,6 @@ constexpr unsigned tagBoolean = 0x01, tagInteger = 0x02, tagOid = 0x06, tagBmpSt
 /// Values longer than this are cut in the display; their length is told.
 constexpr size_t maxShownBytes = 64;
 
-std::string hexOf(asn1::blob bytes) { return bytes.empty() ? "(empty)" : str(bytes); }
-
-std::string shortHexOf(asn1::blob bytes) {
-    if (bytes.size() <= maxShownBytes)
-        return hexOf(bytes);
-    return str(asn1::blob(bytes.start, maxShownBytes)) + ":... (" + std::to_string(bytes.size()) + " bytes)";
-}
-
-/// Decimal as far as people read it: writing a number of a megabyte in decimal takes minutes.
-std::string numberText(asn1::blob bytes) {
-    constexpr size_t maxDecimalBytes = 32;
-    return bytes.size() <= maxDecimalBytes ? BigNum(bytes).strDec() : shortHexOf(bytes);
-}
-
 struct NamedOid {
     char const* dotted;
     char const* name;
@@ -126,7 +112,22 @@ std::string fromBmp(asn1::blob value) {
     return text;
 }
 
-/// A Name with all its attributes in their own order.
+} // namespace
+
+std::string hexOf(asn1::blob bytes) { return bytes.empty() ? "(empty)" : str(bytes); }
+
+std::string shortHexOf(asn1::blob bytes) {
+    if (bytes.size() <= maxShownBytes)
+        return hexOf(bytes);
+    return str(asn1::blob(bytes.start, maxShownBytes)) + ":... (" + std::to_string(bytes.size()) + " bytes)";
+}
+
+/// Decimal as far as people read it: writing a number of a megabyte in decimal takes minutes.
+std::string numberText(asn1::blob bytes) {
+    constexpr size_t maxDecimalBytes = 32;
+    return bytes.size() <= maxDecimalBytes ? BigNum(bytes).strDec() : shortHexOf(bytes);
+}
+
 std::string nameText(asn1::blob name) {
     std::string text;
     asn1::parser sets(name);
@@ -149,6 +150,8 @@ std::string nameText(asn1::blob name) {
     }
     return text;
 }
+
+namespace {
 
 std::string generalNameText(GeneralName const& name) {
     std::string const type = name.typeStr();

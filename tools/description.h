@@ -21,3 +21,12 @@ Description describe(PublicKey const& key);
 Description describe(KeyEncryption const& encryption);
 /// The public half, and the secrets where that is wished for.
 Description describe(PrivateKey const& key, bool withSecrets);
+
+/// Bytes as "00:ff", or "(empty)".
+std::string hexOf(asn1::blob bytes);
+/// The same, cut where it is long; the length is told then.
+std::string shortHexOf(asn1::blob bytes);
+/// The content octets of an INTEGER as a number: decimal as far as people read it.
+std::string numberText(asn1::blob bytes);
+/// A Name with all its attributes in their own order.
+std::string nameText(asn1::blob name);

@@ -465,6 +465,8 @@ OpenedPublicKey openPublicKey(std::string_view text) {
     return {nullptr, said.empty() ? "a malformed public key" : withNames(said, info)};
 }
 
+std::string encryptionName(asn1::blob oid) { return nameOf(encryptionNames, oid); }
+
 std::string sshForm(std::string_view text) {
     std::string_view rest = text;
     while (auto const block = takeBlock(rest))

@@ -58,6 +58,9 @@ struct OpenedPublicKey {
 /// Reads the public key of a PEM block or DER: of a certificate, a request or itself.
 OpenedPublicKey openPublicKey(std::string_view text);
 
+/// The name of a cipher, key derivation or encryption scheme, read here or not; else the dotted form.
+std::string encryptionName(asn1::blob oid);
+
 /// Of a key in a form that only OpenSSH reads, that it is one and how to convert it; empty for other text.
 std::string sshForm(std::string_view text);
 

@@ -245,6 +245,12 @@ void printValue(Description const& value, std::string const& indent) {
         printMembers(value, indent + "  ");
     } else if (value.is_array() && value.empty()) {
         out << " (none)\n";
+    } else if (value.is_array() && value.front().is_object()) {
+        out << '\n';
+        for (size_t i = 0; i < value.size(); ++i) {
+            out << indent << "  " << i + 1 << ":\n";
+            printMembers(value[i], indent + "    ");
+        }
     } else if (value.is_array()) {
         size_t length = 0;
         for (auto const& item : value)
