@@ -16,6 +16,9 @@
 #include "sealkit/hash.h"
 #include "sealkit/hmac.h"
 #include "sealkit/keys.h"
+#ifndef SEALKIT_WITHOUT_MLKEM
+#include "sealkit/mlkem.h"
+#endif
 #include "sealkit/name.h"
 #include "sealkit/oid.h"
 #include "sealkit/path.h"
