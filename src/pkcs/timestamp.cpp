@@ -91,6 +91,8 @@ bool TimeStampResponse::parse(asn1::blob response) {
     if (info.tag != tag::integer || info.value().empty() || info.value().size() > sizeof status)
         return false; // Read as 0 it would be a grant.
     status = info.readUInt();
+    if (info.tag == asn1::parser::errorTag)
+        return false; // So would this.
     if (status > lastGranted)
         return detail::atEnd(fields) ||
                (detail::take(fields, tag::sequence, &message) && detail::atEnd(fields));

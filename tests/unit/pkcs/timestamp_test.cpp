@@ -126,6 +126,18 @@ TEST(TimeStampResponse, RefusesWhatIsMalformed) {
         EXPECT_FALSE(outcomeOf<TimeStampResponse>(refused).isGood);
 }
 
+TEST(TimeStampResponse, IsNoGrantWhenTheStatusIsFollowedByGarbage) {
+    Bytes const garbage = {0x30, 0x7F};
+    for (unsigned char status : {0, 2}) {
+        Bytes const info = sequence(integer(status), garbage);
+        EXPECT_FALSE(outcomeOf<TimeStampResponse>(sequence(info, MessageParts().der())).isGood);
+        EXPECT_FALSE(outcomeOf<TimeStampResponse>(sequence(info)).isGood);
+    }
+    // What stands there otherwise is passed over: a text and the reasons of a refusal.
+    Bytes const whole = sequence(integer(2), sequence(utf8String("no")), bitString({0x80}, 7));
+    EXPECT_TRUE(outcomeOf<TimeStampResponse>(sequence(whole)).isGood);
+}
+
 TEST(TimeStampResponse, ReadsWhatOpenSslMakes) {
     TimeStampResponse response;
     Outcome const result = parseInto(response, readMessage("response.der"));
