@@ -41,6 +41,11 @@ public:
     /// Writes the Name: the known attributes that are not empty, in the order of the members, then `other`.
     std::vector<unsigned char> serialize() const;
 
+    /// Whether a Name comes back byte for byte when this class reads and writes it. Signers of messages name
+    /// their certificate by an issuer that was written anew: where that is not the certificate's own, programs
+    /// that compare bytes do not find the certificate.
+    static bool roundTrips(asn1::blob name);
+
     /// The known attributes that are not empty, as "CN=value", in the order of the members, joined with
     /// ", ".
     std::string str() const;

@@ -78,7 +78,8 @@ public:
 
     /// Fills the object in and signs: `content`, of type `contentTypeOid`, by the RSA key of `certificate`. False
     /// when `key` is no RSA key, and nothing is changed then; false as well when it is too short for the
-    /// digest, or `hash` is none that a message can name.
+    /// digest, or `hash` is none that a message can name. The issuer is the certificate's as `DistinguishedName`
+    /// writes it: `DistinguishedName::roundTrips(certificate.issuerBytes())` tells whether others will know it again.
     bool sign(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
               asn1::blob content, HashID hash);
     bool sign(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,

@@ -87,6 +87,12 @@ std::vector<unsigned char> DistinguishedName::serialize() const {
     return encoder.take();
 }
 
+bool DistinguishedName::roundTrips(asn1::blob name) {
+    std::ostream silent(nullptr);
+    DistinguishedName read;
+    return detail::readName(name, read, silent) && asn1::blob(read.serialize()) == name;
+}
+
 std::string DistinguishedName::str() const {
     std::string text;
     for (Attribute const& row : attributes) {

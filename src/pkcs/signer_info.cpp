@@ -4,6 +4,7 @@
 #include "sealkit/signature.h"
 
 #include "asn1/element.h"
+#include "asn1/name_reader.h"
 #include "asn1/oids.h"
 #include "pkcs/parse.h"
 
@@ -251,7 +252,8 @@ bool PKCS7SignerInfo::verifyContentDigest(asn1::blob contentTypeOid, asn1::blob 
 
 void PKCS7SignerInfo::dump(std::ostream& out) const {
     DistinguishedName name;
-    name.parse(issuer);
+    std::ostream silent(nullptr);
+    detail::readName(issuer, name, silent); // What it does not know is no line of a dump.
     out << "SignerInfo:\n"
         << "  issuer: " << name.str() << '\n'
         << "  serialNr: " << str(serialNumber) << '\n'

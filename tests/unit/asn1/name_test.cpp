@@ -312,6 +312,21 @@ TEST(DistinguishedName, WrittenAgainItStaysTheSame) {
     }
 }
 
+TEST(DistinguishedName, TellsWhichNamesComeBackUnchanged) {
+    Bytes const mail = rdn(emailAddress, 22, asn1::blob("a@b")), host = rdn(commonName, 12, asn1::blob("h")),
+                land = rdn(country, 19, asn1::blob("UY"));
+    test::CapturedOutput const output;
+    EXPECT_TRUE(DistinguishedName::roundTrips(nameOf({land, host, mail})));
+    EXPECT_TRUE(DistinguishedName::roundTrips(nameOf({})));
+    EXPECT_FALSE(DistinguishedName::roundTrips(nameOf({host, land}))) << "another order";
+    EXPECT_FALSE(DistinguishedName::roundTrips(nameOf({mail, host}))) << "unknown attributes come last";
+    EXPECT_FALSE(DistinguishedName::roundTrips(nameOf({rdn(commonName, 19, asn1::blob("h"))})))
+        << "another type of string";
+    EXPECT_FALSE(DistinguishedName::roundTrips(nameOf({host, host})));
+    EXPECT_FALSE(DistinguishedName::roundTrips({})) << "no name";
+    EXPECT_EQ(output.text(), "");
+}
+
 TEST(DistinguishedName, StaysWithinTruncatedAndDamagedNames) {
     std::mt19937 random(5);
     Bytes const bytes = nameOf({rdn(country, 19, asn1::blob("UY")), rdn(emailAddress, 22, asn1::blob("a@b")),

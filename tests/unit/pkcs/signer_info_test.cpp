@@ -319,6 +319,11 @@ TEST(SignerInfoDump, WritesLineByLine) {
                                          "content-type: 1.2.840.113549.1.7.1\n" +
                                          plain);
 
+    CapturedOutput output;
+    signer.issuer = name({{"2.5.4.3", "ca"}, {"1.2.3", "unknown"}});
+    EXPECT_EQ(dumped(signer), plain);
+    EXPECT_EQ(output.text(), "") << "nothing beside the dump";
+
     signer.hasSigningTime = 1;
     signer.signingTime = whenValid;
     EXPECT_NE(dumped(signer).find("  contentType: 1.2.840.113549.1.7.1\n"
