@@ -25,6 +25,7 @@
 #include "sealkit/pbes2.h"
 #include "sealkit/pbkdf2.h"
 #include "sealkit/pem.h"
+#include "sealkit/pkcs12.h"
 #include "sealkit/pkcs7.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/prime.h"
