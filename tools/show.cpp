@@ -1,6 +1,7 @@
-#include "description.h"
+#include "describe_message.h"
 #include "input.h"
 #include "key_file.h"
+#include "message.h"
 #include "terminal.h"
 #include "verb.h"
 
@@ -10,6 +11,7 @@
 
 #include <cctype>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <variant>
 
@@ -35,8 +37,14 @@ struct EcParameters {
     std::string curve;
 };
 
+struct ResponseFound {
+    TimeStampResponse response;
+    StatusText status;
+};
+
 using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
-                            PrivateKeyFound, EcParameters>;
+                            PrivateKeyFound, EcParameters, PKCS7SignedData, PKCS7EnvelopedData,
+                            TimeStampRequest, ResponseFound>;
 
 /// An object, or why there is none.
 struct Found {
@@ -91,6 +99,44 @@ Found readEcParameters(asn1::blob der) {
     return Object(EcParameters{curve == Curve{} ? oidStr(oid) : getCurveName(curve)});
 }
 
+template <typename Message>
+Found readAs(asn1::blob der) {
+    Message message;
+    Found found;
+    found.complaint = parseMessage(message, der);
+    if (found.complaint.empty())
+        found.object = std::move(message);
+    return found;
+}
+
+Found readMessage(MessageKind kind, asn1::blob der) {
+    Found found;
+    switch (kind) {
+    case MessageKind::signedData:
+        return readAs<PKCS7SignedData>(der);
+    case MessageKind::envelopedData:
+        return readAs<PKCS7EnvelopedData>(der);
+    case MessageKind::timeStampRequest:
+        return readAs<TimeStampRequest>(der);
+    case MessageKind::timeStampResponse: {
+        ResponseFound response;
+        found.complaint = parseMessage(response.response, der);
+        response.status = describeStatus(der);
+        if (found.complaint.empty())
+            found.object = std::move(response);
+        return found;
+    }
+    case MessageKind::otherContent:
+        found.complaint =
+            "a message that holds a " + contentTypeName(contentTypeOf(der)) + ", which is not shown";
+        return found;
+    case MessageKind::none:
+        found.complaint = "no message that is known";
+        return found;
+    }
+    return found;
+}
+
 /// The object of one PEM block.
 Found readBlock(PemBlock const& block, Password const* password) {
     if (std::string const form = sshForm(block.whole); !form.empty()) {
@@ -114,10 +160,14 @@ Found readBlock(PemBlock const& block, Password const* password) {
     if (block.label == "CERTIFICATE REQUEST" ||
         block.label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
         return parseAs<X509Req>(der);
+    if (isMessageLabel(block.label))
+        return readMessage(kindOfMessage(der), der);
     return {};
 }
 
 Found readDer(std::string_view der, Password const* password) {
+    if (MessageKind const kind = kindOfMessage(der); kind != MessageKind::none)
+        return readMessage(kind, der);
     for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
         if (Object object = read(der); object.index() != 0)
             return Found(std::move(object));
@@ -127,7 +177,10 @@ Found readDer(std::string_view der, Password const* password) {
     if (!found && !sshForm(der).empty())
         found.complaint = sshForm(der);
     else if (found.complaint == noKeyThere)
-        found.complaint = "neither PEM nor the DER of a certificate, revocation list, request or key";
+        found.complaint =
+            mailForm(der).empty()
+                ? "neither PEM nor the DER of a certificate, revocation list, request, key or message"
+                : mailForm(der);
     return found;
 }
 
@@ -164,6 +217,54 @@ void makePrintable(X509Req& request) {
         makePrintable(name);
 }
 
+/// In names of signers, which are kept encoded.
+void makePrintable(PKCS7SignedData& message);
+
+void makePrintable(PKCS7SignerInfo& signer) {
+    terminal::MuteDiagnostics const mute;
+    DistinguishedName issuer;
+    issuer.parse(signer.issuer);
+    makePrintable(issuer);
+    signer.issuer = issuer.serialize();
+    if (signer.counterSignature)
+        makePrintable(*signer.counterSignature);
+    if (signer.msCounterSignature)
+        makePrintable(*signer.msCounterSignature);
+}
+
+void makePrintable(PKCS7SignedData& message) {
+    for (auto const& certificate : message.certificates)
+        makePrintable(*certificate);
+    for (auto const& signer : message.signerInfos)
+        makePrintable(*signer);
+}
+
+void makePrintable(TimeStampRequest&) {}
+
+void makePrintable(TimeStampResponse& response) {
+    if (response.token)
+        makePrintable(*response.token);
+}
+
+/// Turns what the library writes on standard output into results while it lives.
+class DiagnosticsAreResults {
+public:
+    DiagnosticsAreResults() : before(std::cout.rdbuf(terminal::out().rdbuf())) {}
+    ~DiagnosticsAreResults() { std::cout.rdbuf(before); }
+    DiagnosticsAreResults(DiagnosticsAreResults const&) = delete;
+    DiagnosticsAreResults& operator=(DiagnosticsAreResults const&) = delete;
+
+private:
+    std::streambuf* before;
+};
+
+template <typename Message>
+void dumpToStandardOutput(Message& message) {
+    makePrintable(message);
+    DiagnosticsAreResults const results;
+    message.dump();
+}
+
 void dump(Object object) {
     std::visit(
         [](auto& value) {
@@ -174,6 +275,12 @@ void dump(Object object) {
                 value.key->dump(terminal::out());
             } else if constexpr (std::is_same_v<T, EcParameters>) {
                 // The dump of the key says which curve it is.
+            } else if constexpr (std::is_same_v<T, TimeStampRequest>) {
+                dumpToStandardOutput(value);
+            } else if constexpr (std::is_same_v<T, ResponseFound>) {
+                dumpToStandardOutput(value.response);
+            } else if constexpr (std::is_same_v<T, PKCS7EnvelopedData>) {
+                // The library has no dump of it.
             } else if constexpr (!std::is_same_v<T, std::monostate>) {
                 makePrintable(value);
                 value.dump(terminal::out());
@@ -207,6 +314,8 @@ Description describeObject(Object const& object, bool withSecrets) {
                 return describePrivateKey(value, withSecrets);
             } else if constexpr (std::is_same_v<T, EcParameters>) {
                 return {{"object", "EC parameters"}, {"curve", value.curve}};
+            } else if constexpr (std::is_same_v<T, ResponseFound>) {
+                return describe(value.response, value.status);
             } else {
                 return describe(value);
             }
@@ -294,6 +403,8 @@ void print(Description const& description) {
 
 /// Why the library's dump of an object is not written; empty when it is.
 std::string whyNoDump(Object const& object, bool withSecrets) {
+    if (std::holds_alternative<PKCS7EnvelopedData>(object))
+        return "the library has no dump of enveloped messages: leave --dump out";
     auto const* const found = std::get_if<PrivateKeyFound>(&object);
     if (!found)
         return "";
@@ -345,8 +456,10 @@ int show(Options const& options) {
             present(std::move(found.object));
         else
             complain("block " + std::to_string(blocks) + ", \"" + std::string(block->label) + "\", " +
-                         (found.complaint.empty() ? "is malformed or of a kind that is not shown"
-                                                  : "is a key that cannot be shown: " + found.complaint),
+                         (found.complaint.empty()
+                              ? "is malformed or of a kind that is not shown"
+                              : (isMessageLabel(block->label) ? "" : "is a key that cannot be shown: ") +
+                                    found.complaint),
                      found.status);
     }
     if (blocks == 0) {
@@ -372,10 +485,13 @@ Work setUpShow(CommandLine commandLine) {
     addPasswordOptions(commandLine, options->password, "of encrypted private keys");
     commandLine.text("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
         .required();
-    commandLine.footer("Knows certificates, chains, revocation lists, certificate requests, and public and\n"
-                       "private keys, encrypted ones too. The dump of a private key needs --secrets.\n\n"
-                       "Examples:\n"
-                       "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
-                       "  sealkit key new rsa-2048 | sealkit show -");
+    commandLine.footer(
+        "Knows certificates, chains, revocation lists, certificate requests, public and private\n"
+        "keys, encrypted ones too, signed and enveloped messages (PKCS#7, CMS), and requests\n"
+        "and responses of time-stamps. The dump of a private key needs --secrets, and\n"
+        "enveloped messages have none.\n\n"
+        "Examples:\n"
+        "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
+        "  sealkit key new rsa-2048 | sealkit show -");
     return [options] { return show(*options); };
 }

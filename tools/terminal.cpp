@@ -132,11 +132,19 @@ std::ostream& out() { return streams->out; }
 std::ostream& exactOut() { return streams->exactOut; }
 std::ostream& err() { return streams->err; }
 
-MuteDiagnostics::MuteDiagnostics() : before(std::cout.rdbuf(nullptr)) {}
-MuteDiagnostics::~MuteDiagnostics() { std::cout.rdbuf(before); } // This clears the error state, too.
+MuteDiagnostics::MuteDiagnostics()
+    : outBefore(std::cout.rdbuf(nullptr)), errBefore(std::cerr.rdbuf(nullptr)) {}
+MuteDiagnostics::~MuteDiagnostics() {
+    std::cout.rdbuf(outBefore); // This clears the error state, too.
+    std::cerr.rdbuf(errBefore);
+}
 
-CaptureDiagnostics::CaptureDiagnostics() : before(std::cout.rdbuf(caught.rdbuf())) {}
-CaptureDiagnostics::~CaptureDiagnostics() { std::cout.rdbuf(before); }
+CaptureDiagnostics::CaptureDiagnostics()
+    : outBefore(std::cout.rdbuf(caught.rdbuf())), errBefore(std::cerr.rdbuf(caught.rdbuf())) {}
+CaptureDiagnostics::~CaptureDiagnostics() {
+    std::cout.rdbuf(outBefore);
+    std::cerr.rdbuf(errBefore);
+}
 
 std::string CaptureDiagnostics::text() const {
     std::istringstream lines(caught.str());

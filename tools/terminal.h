@@ -57,7 +57,8 @@ public:
     MuteDiagnostics& operator=(MuteDiagnostics const&) = delete;
 
 private:
-    std::streambuf* before;
+    std::streambuf* outBefore;
+    std::streambuf* errBefore;
 };
 
 /// Catches the library's diagnostics while it lives, for who has something to say about them.
@@ -73,7 +74,8 @@ public:
 
 private:
     std::ostringstream caught;
-    std::streambuf* before;
+    std::streambuf* outBefore;
+    std::streambuf* errBefore;
 };
 
 /// Set up once at the start of `main`, torn down at its end.
