@@ -149,15 +149,22 @@ public:
 
     /// Whether every signer signed the content, and `store` vouches for its certificate at the time `now`. The content
     /// is the message's own, without its identifier and length octets, or `detachedContent` where the message has
-    /// none; with both, they must be equal. A signer's certificate is the first one of the message that has
-    /// its issuer and serial number, or a self-signed one of the store. Its chain goes up through the
-    /// message's certificates and the store, at most 16 certificates, and is decided on by `x509ValidatePath`
-    /// without a name to match and without CRLs. A message without signers is false.
+    /// none; with both, they must be equal. An empty `detachedContent` is none.
     ///
-    /// On failure `*reason`, unless null, says which signer failed and why. It may repeat bytes of names as they are.
+    /// What a signer signed are its attributes: they must hold one content type, the message's, and one digest, that
+    /// of the content (RFC 5652, section 5.6). Its certificate is the first one of the message that has its issuer and
+    /// serial number, or the first of that name in the store where that is self-signed; one that is known from
+    /// elsewhere can be appended to `certificates` first. Chains go up through the message's certificates and the
+    /// store, at most 16 certificates, and are decided on by `x509ValidatePath` without a name to match and without
+    /// CRLs: one must be valid of the first 8 that 64 signatures of certificates lead to. A message without
+    /// signers is false.
+    ///
+    /// On failure `*reason`, unless null, says which signer failed and why: of its chains, what the first one lacks.
+    /// It may repeat bytes of names as they are.
     ///
     /// Not looked at: what the certificates may be used for, the CRLs of the message, counter-signatures, and the
-    /// signing time, which the signer chose.
+    /// signing time, which the signer chose. Nor is the list of digest algorithms, which is not signed, nor
+    /// whether the content is an OCTET STRING or a SEQUENCE, which is not signed either.
     bool verify(CertificateStore const& store, asn1::blob detachedContent, TimePoint now,
                 std::string* reason) const;
 
@@ -262,8 +269,10 @@ public:
     /// - nothing about a key or an IV of a wrong length, a content that is not whole blocks, and its padding.
     ///
     /// Of the padding the last byte alone is looked at. Who learns which of these it was, for messages of his
-    /// own making and many times over, can have any message read: do not answer strangers with it. What `out`
-    /// held before is wiped. The caller wipes what it gets.
+    /// own making and many times over, can have any message read: do not answer strangers with what is printed, nor
+    /// with whether a content came out. The time that a failure takes does not tell whether the key was good.
+    ///
+    /// What `out` held before is wiped. The caller wipes what it gets.
     bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out) const;
 
     /// Makes the object anew: `content`, of type `contentType` (content octets of an object identifier), encrypted

@@ -3,9 +3,9 @@
 #include "sealkit/pkcs7.h"
 #include "sealkit/signature.h"
 
-#include "asn1/element.h"
 #include "asn1/name_reader.h"
 #include "asn1/oids.h"
+#include "pkcs/attributes.h"
 #include "pkcs/parse.h"
 
 #include <iostream>
@@ -17,31 +17,6 @@ namespace {
 
 constexpr unsigned version1 = 1;
 
-/// Attribute ::= SEQUENCE { attrType, attrValues SET } (RFC 5652, section 5.3) taken apart.
-struct Attribute {
-    asn1::blob type;
-    asn1::blob values; ///< Content of the SET.
-
-    bool read(asn1::blob content) {
-        asn1::parser fields(content);
-        return detail::take(fields, tag::oid, &type) && detail::take(fields, tag::set, &values) &&
-               detail::atEnd(fields);
-    }
-};
-
-/// Calls `readAttribute` for each attribute of a SET's content until one is refused.
-template <typename Read>
-bool readAttributes(asn1::blob set, Read readAttribute) {
-    asn1::parser elements(set);
-    asn1::blob content;
-    while (detail::take(elements, tag::sequence, &content)) {
-        Attribute attribute;
-        if (!attribute.read(content) || !readAttribute(attribute))
-            return false;
-    }
-    return detail::atEnd(elements);
-}
-
 /// The one value of an attribute that has no more than one.
 bool readValue(asn1::blob values, unsigned expected, std::vector<unsigned char>* to) {
     asn1::blob content;
@@ -51,7 +26,7 @@ bool readValue(asn1::blob values, unsigned expected, std::vector<unsigned char>*
     return true;
 }
 
-bool readSignedAttribute(Attribute const& attribute, PKCS7SignerInfo& to) {
+bool readSignedAttribute(detail::Attribute const& attribute, PKCS7SignerInfo& to) {
     if (attribute.type == asn1::blob(oid::contentType))
         return readValue(attribute.values, tag::oid, &to.contentType);
     if (attribute.type == asn1::blob(oid::messageDigest))
@@ -72,7 +47,7 @@ bool firstValue(asn1::blob values, asn1::blob* element) {
     return detail::takeWhole(elements, tag::sequence, element);
 }
 
-bool readUnsignedAttribute(Attribute const& attribute, PKCS7SignerInfo& to, unsigned depth) {
+bool readUnsignedAttribute(detail::Attribute const& attribute, PKCS7SignerInfo& to, unsigned depth) {
     asn1::blob value;
     if (attribute.type == asn1::blob(oid::counterSignature)) {
         if (to.counterSignature)

@@ -5,29 +5,50 @@
 #include "sealkit/pkcs7.h"
 #include "sealkit/signature.h"
 
-#include "asn1/element.h"
+#include "asn1/name_reader.h"
+#include "asn1/oids.h"
+#include "pkcs/attributes.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <deque>
 #include <map>
+#include <optional>
+#include <ostream>
 #include <string_view>
 #include <utility>
 
+namespace oid = detail::oid;
+namespace tag = detail::tag;
+
 namespace {
 
-/// What bounds the work that a message can ask for: longer chains are not built, and of more certificates with
-/// the same subject the first ones are tried.
+/// What bounds the work that a signer's certificate can ask for, whose issuers may be as many as an attacker likes:
+/// longer chains are not built, and after so many signatures looked at and chains decided on, no more are.
 constexpr size_t longestChain = 16;
-constexpr ptrdiff_t mostCandidates = 16;
+constexpr unsigned mostSignatureChecks = 64;
+constexpr unsigned mostChains = 8;
 
 std::string_view viewOf(asn1::blob bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
-bool signedBy(X509Certificate const& certificate, X509Certificate const& issuer) {
-    PathRes result;
-    return verifySignature(&certificate, issuer.subjectPublicKeyInfo, &result);
+/// `DistinguishedName::parse` without a remark on what is unknown.
+bool readName(asn1::blob encoding, DistinguishedName& to) {
+    std::ostream silent(nullptr);
+    return detail::readName(encoding, to, silent);
+}
+
+/// The value of a signed attribute that must stand there once, with one value (RFC 5652, sections 5.3, 11.1 and 11.2).
+/// Empty when it does not.
+asn1::blob onlyValue(asn1::blob attributes, asn1::blob type, unsigned valueTag) {
+    asn1::blob value;
+    unsigned count = 0;
+    bool const isGood = detail::readAttributes(attributes, [&](detail::Attribute const& attribute) {
+        return attribute.type != type ||
+               (++count == 1 && detail::readOnly(attribute.values, valueTag, &value));
+    });
+    return isGood ? value : asn1::blob();
 }
 
 /// The signers of one message. What several of them need is worked out once, so that the time does not grow with
@@ -38,31 +59,45 @@ public:
                  TimePoint when)
         : message(checked), store(trusted), content(signedContent), now(when) {
         for (auto const& certificate : message.certificates) {
-            std::string_view const serial = viewOf(certificate->serialNumber);
-            byIssuerAndSerial.try_emplace({viewOf(certificate->issuerBytes()), serial}, certificate);
-            // Signers are also named by the issuer as this library writes it.
-            asn1::blob const written = rewrittenIssuers.emplace_back(certificate->issuer.serialize());
-            byIssuerAndSerial.try_emplace({viewOf(written), serial}, certificate);
+            byIssuerAndSerial.try_emplace(
+                {viewOf(certificate->issuerBytes()), viewOf(certificate->serialNumber)}, certificate);
             bySubject.emplace(viewOf(certificate->subjectBytes()), certificate);
+        }
+        // Signers are also named by the issuer as this library writes it.
+        for (auto const& certificate : message.certificates) {
+            asn1::blob const written = rewrittenIssuers.emplace_back(certificate->issuer.serialize());
+            byIssuerAndSerial.try_emplace({viewOf(written), viewOf(certificate->serialNumber)}, certificate);
         }
     }
 
-    /// Empty when the signer signed the content and is trusted, otherwise what is wrong.
+    /// Empty when the signer signed the content and is trusted, otherwise what is wrong. Type and digest are those
+    /// of the attributes that are signed, not what the members of the signer hold by now.
     std::string check(PKCS7SignerInfo const& signer) {
-        if (signer.contentType != message.contentType)
+        asn1::blob const type = onlyValue(signer.authAttributes, oid::contentType, tag::oid);
+        if (type.empty())
+            return "it does not name one type of content";
+        if (type != asn1::blob(message.contentType))
             return "it signed a content of another type";
-        if (signer.contentDigest.empty() || signer.contentDigest != digestOf(signer.digestAlgorithm))
+        asn1::blob const digest = onlyValue(signer.authAttributes, oid::messageDigest, tag::octetString);
+        if (digest.empty())
+            return "it does not hold one digest of the content";
+        if (digest != asn1::blob(digestOf(signer.digestAlgorithm)))
             return "it signed another content";
         auto const certificate = findCertificate(signer);
         if (!certificate)
             return "its certificate is not at hand";
-        Verdict const& verdict = judge(certificate);
+        auto const [found, isNew] = verdicts.try_emplace(certificate.get());
+        Verdict& verdict = found->second;
+        if (isNew)
+            verdict.key = certificate->parsePublicKey();
         if (!verdict.key || verdict.key->keyType() != KeyType::RSA)
             return "its certificate has no RSA key";
         if (!verifyHashed(*verdict.key, signer.digestAlgorithm, signer.messageDigest(signer.digestAlgorithm),
                           signer.encryptedDigest))
             return "its signature does not verify";
-        return verdict.distrust;
+        if (!verdict.distrust)
+            verdict.distrust = findDistrust(certificate);
+        return *verdict.distrust;
     }
 
 private:
@@ -70,7 +105,7 @@ private:
 
     struct Verdict {
         std::unique_ptr<PublicKey> key;
-        std::string distrust; ///< Why the certificate is not trusted; empty when it is.
+        std::optional<std::string> distrust; ///< Why the certificate is not trusted; empty when it is.
     };
 
     std::vector<unsigned char> const& digestOf(HashID hash) {
@@ -86,56 +121,68 @@ private:
             return found->second;
         // A store is asked by subject: it can answer for signers that are their own issuer.
         DistinguishedName name;
-        Certificate own = name.parse(signer.issuer) ? store.findCertificate(name, {}) : nullptr;
+        Certificate own = readName(signer.issuer, name) ? store.findCertificate(name, {}) : nullptr;
         if (own && own->selfSigned && own->serialNumber == signer.serialNumber)
             return own;
         return nullptr;
     }
 
-    Verdict const& judge(Certificate const& certificate) {
-        auto const [found, isNew] = verdicts.try_emplace(certificate.get());
-        Verdict& verdict = found->second;
-        if (!isNew)
-            return verdict;
-        verdict.key = certificate->parsePublicKey();
+    std::string findDistrust(Certificate const& certificate) {
+        signatureChecksLeft = mostSignatureChecks;
+        chainsLeft = mostChains;
+        CertificateChain chain = {certificate};
+        std::string distrust;
+        return extend(chain, &distrust) ? "" : distrust;
+    }
+
+    /// Decides on the chains that lead upward from `chain`, until the store has the issuer or nobody. True when one
+    /// is trusted; otherwise `*distrust` is what the first of them lacks.
+    bool extend(CertificateChain& chain, std::string* distrust) {
+        X509Certificate const& last = *chain.back();
+        if (last.selfSigned || chain.size() == longestChain)
+            return isTrusted(chain, distrust);
+        bool isEnd = true;
+        auto const goesOnWith = [&](Certificate const& issuer, auto goOn) {
+            if (!issuer || !signedBy(last, *issuer))
+                return false;
+            isEnd = false;
+            chain.push_back(issuer);
+            bool const isGood = goOn();
+            chain.pop_back();
+            return isGood;
+        };
+        if (goesOnWith(store.findCertificate(last.issuer, last.authorityKeyId),
+                       [&] { return isTrusted(chain, distrust); }))
+            return true;
+        auto const [first, end] = bySubject.equal_range(viewOf(last.issuerBytes()));
+        for (auto candidate = first; candidate != end && signatureChecksLeft > 0; ++candidate) {
+            Certificate const& issuer = candidate->second;
+            if ((last.authorityKeyId.empty() || last.authorityKeyId == issuer->subjectKeyId) &&
+                std::ranges::find(chain, issuer) == chain.end() &&
+                goesOnWith(issuer, [&] { return extend(chain, distrust); }))
+                return true;
+        }
+        return isEnd && isTrusted(chain, distrust);
+    }
+
+    bool signedBy(X509Certificate const& certificate, X509Certificate const& issuer) {
+        PathRes result;
+        return signatureChecksLeft > 0 && signatureChecksLeft-- > 0 &&
+               verifySignature(&certificate, issuer.subjectPublicKeyInfo, &result);
+    }
+
+    bool isTrusted(CertificateChain const& chain, std::string* distrust) {
+        if (chainsLeft == 0)
+            return false;
+        --chainsLeft;
         std::string error;
-        int const code = x509ValidatePath(chainOf(certificate), store, now, {}, IPAddr6(), {}, false, &error);
-        if (code != static_cast<int>(PathCode::valid))
-            verdict.distrust = "its certificate is not trusted: " +
-                               (error.empty() ? std::string(findPathCode(code)->sentence) : error);
-        return verdict;
-    }
-
-    /// Upward until the store has the issuer, or nobody.
-    CertificateChain chainOf(Certificate const& leaf) const {
-        CertificateChain chain = {leaf};
-        while (chain.size() < longestChain && !chain.back()->selfSigned) {
-            X509Certificate const& last = *chain.back();
-            if (auto trusted = store.findCertificate(last.issuer, last.authorityKeyId);
-                trusted && signedBy(last, *trusted)) {
-                chain.push_back(std::move(trusted));
-                break;
-            }
-            Certificate issuer = findIssuer(last, chain);
-            if (!issuer)
-                break;
-            chain.push_back(std::move(issuer));
-        }
-        return chain;
-    }
-
-    Certificate findIssuer(X509Certificate const& certificate, CertificateChain const& chain) const {
-        auto const [first, last] = bySubject.equal_range(viewOf(certificate.issuerBytes()));
-        ptrdiff_t tried = 0;
-        for (auto candidate = first; candidate != last && tried < mostCandidates; ++candidate, ++tried) {
-            X509Certificate const& issuer = *candidate->second;
-            bool const hasKeyId =
-                certificate.authorityKeyId.empty() || certificate.authorityKeyId == issuer.subjectKeyId;
-            if (hasKeyId && std::ranges::find(chain, candidate->second) == chain.end() &&
-                signedBy(certificate, issuer))
-                return candidate->second;
-        }
-        return nullptr;
+        int const code = x509ValidatePath(chain, store, now, {}, IPAddr6(), {}, false, &error);
+        if (code == static_cast<int>(PathCode::valid))
+            return true;
+        if (distrust->empty())
+            *distrust = "its certificate is not trusted: " +
+                        (error.empty() ? std::string(findPathCode(code)->sentence) : error);
+        return false;
     }
 
     PKCS7SignedData const& message;
@@ -147,6 +194,8 @@ private:
     std::multimap<std::string_view, Certificate> bySubject; ///< Equal ones in the message's order.
     std::map<HashID, std::vector<unsigned char>> digests;
     std::map<X509Certificate const*, Verdict> verdicts;
+    unsigned signatureChecksLeft = 0; ///< For the certificate that is being judged, as the next.
+    unsigned chainsLeft = 0;
 };
 
 bool fail(std::string* reason, std::string text) {
@@ -179,7 +228,7 @@ bool PKCS7SignedData::verify(CertificateStore const& store, asn1::blob detachedC
         if (wrong.empty())
             continue;
         DistinguishedName issuer;
-        issuer.parse(signer->issuer);
+        readName(signer->issuer, issuer);
         return fail(reason, "signer " + std::to_string(number) + " (serial number " +
                                 str(asn1::blob(signer->serialNumber)) + " of \"" + issuer.str() +
                                 "\"): " + wrong);
