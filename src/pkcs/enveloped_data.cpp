@@ -60,39 +60,32 @@ bool refuseTagged(unsigned recipientTag, asn1::blob content) {
     return false;
 }
 
+bool refuseCipher(asn1::blob algorithm) {
+    std::cout << "EncryptedContentInfo: unimplemented algorithm: <" << oid2name(algorithm) << ">"
+              << std::endl;
+    return false;
+}
+
 bool names(PKCS7KeyTransRecipientInfo const& recipient, X509Certificate const& cert) {
     if (recipient.version == 2)
         return !cert.subjectKeyId.empty() && recipient.subjectKeyId == cert.subjectKeyId;
     return recipient.serialNumber == cert.serialNumber && recipient.issuer == cert.issuer;
 }
 
-bool decryptKey(PKCS7KeyTransRecipientInfo const& recipient, PrivateKey const& key,
-                detail::SecretBytes& contentKey) {
-    auto const* const rsa = detail::keyCast<RsaPrivateKey>(key);
-    asn1::blob const algorithm = recipient.keyEncryptionAlgorithm.oid;
-    if (rsa == nullptr || !(algorithm == oid::rsaEncryption))
-        std::cout << "ktri: only rsa supported, not " << oidStr(algorithm) << std::endl;
-    else if (detail::decryptPkcs1(*rsa, recipient.encryptedKey, contentKey.value))
-        return true;
-    return refuse("ktri: key decrypt failed");
-}
-
-bool decryptContent(PKCS7EncryptedContentInfo const& info, asn1::blob key, std::vector<unsigned char>& out) {
-    AlgorithmIdentifier const& algorithm = info.contentEncryptionAlgorithm;
-    detail::ContentCipher const* const cipher = detail::findContentCipher(algorithm.oid);
-    if (cipher == nullptr) {
-        std::cout << "EncryptedContentInfo: unimplemented algorithm: <" << oid2name(algorithm.oid) << ">"
-                  << std::endl;
-        return false;
-    }
+/// A key of another size decrypts nothing, but takes as long.
+bool decryptContent(PKCS7EncryptedContentInfo const& info, detail::ContentCipher const& cipher,
+                    asn1::blob key, std::vector<unsigned char>& out) {
     asn1::blob iv;
     asn1::blob const content = info.encryptedContent;
-    if (!detail::readOnly(algorithm.params, tag::octetString, &iv) || iv.size() != cipher->blockSize ||
-        key.size() != cipher->keySize || !detail::canBeDecrypted(*cipher, content))
+    if (!detail::readOnly(info.contentEncryptionAlgorithm.params, tag::octetString, &iv) ||
+        iv.size() != cipher.blockSize || !detail::canBeDecrypted(cipher, content))
         return false;
-    std::unique_ptr<Cipher> const keyed = detail::makeContentCipher(*cipher, key, iv);
+    static constexpr unsigned char noKey[detail::ContentCipher::longestKey] = {};
+    bool const fits = key.size() == cipher.keySize;
+    std::unique_ptr<Cipher> const keyed =
+        detail::makeContentCipher(cipher, fits ? key : asn1::blob(noKey, cipher.keySize), iv);
     // A padding of no bytes is none.
-    return detail::decryptPadded(*cipher, *keyed, content, out) && out.size() < content.size();
+    return detail::decryptPadded(cipher, *keyed, content, out) && out.size() < content.size() && fits;
 }
 
 bool encryptContent(PKCS7EncryptedContentInfo& to, detail::ContentCipher const& cipher, asn1::blob key,
@@ -221,9 +214,22 @@ bool PKCS7EnvelopedData::decrypt(X509Certificate const& cert, PrivateKey const& 
                                         [&](auto const& candidate) { return names(candidate, cert); });
     if (recipient == recipientInfos.end())
         return refuse("ktri: no key matches");
+    auto const* const rsa = detail::keyCast<RsaPrivateKey>(key);
+    asn1::blob const keyAlgorithm = recipient->keyEncryptionAlgorithm.oid;
+    if (rsa == nullptr || !(keyAlgorithm == oid::rsaEncryption)) {
+        std::cout << "ktri: only rsa supported, not " << oidStr(keyAlgorithm) << std::endl;
+        return refuse("ktri: key decrypt failed");
+    }
     detail::SecretBytes contentKey, content;
-    if (!decryptKey(*recipient, key, contentKey) ||
-        !decryptContent(encryptedContentInfo, contentKey, content.value))
+    bool const hasKey = detail::decryptPkcs1(*rsa, recipient->encryptedKey, contentKey.value);
+    if (!hasKey)
+        refuse("ktri: key decrypt failed");
+    asn1::blob const contentAlgorithm = encryptedContentInfo.contentEncryptionAlgorithm.oid;
+    detail::ContentCipher const* const cipher = detail::findContentCipher(contentAlgorithm);
+    if (cipher == nullptr)
+        return hasKey && refuseCipher(contentAlgorithm);
+    // Without a key, too: how long it takes does not tell whether the block was good (RFC 3218, section 2.3.2).
+    if (!decryptContent(encryptedContentInfo, *cipher, contentKey, content.value))
         return false;
     out.swap(content.value);
     return true;

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <fstream>
 #include <iterator>
 
@@ -375,6 +376,32 @@ TEST(EnvelopedData, BlocksOfOtherFormsAreAllRefusedAlike) {
     block[95] = 1;
     expectRefused(withBlock(message, block), refusal);
     expectRefused(withBlock(message, blockOf(125)), "");
+}
+
+TEST(EnvelopedData, HowLongItTakesDoesNotTellAGoodBlock) {
+    PKCS7EnvelopedData message = makeMessage();
+    message.encryptedContentInfo.encryptedContent.resize(8 << 20);
+    auto const secondsFor = [&](Bytes const& block) {
+        PKCS7EnvelopedData const with = withBlock(message, block);
+        std::clock_t const start = std::clock();
+        decrypt(with);
+        return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+    };
+    double const good = secondsFor(blockOf(93));
+    Bytes otherForm = blockOf(93);
+    otherForm[1] = 1;
+    EXPECT_GT(secondsFor(otherForm), good / 4);
+    EXPECT_GT(secondsFor(blockOf(100)), good / 4) << "a key of another length";
+}
+
+TEST(EnvelopedData, ABadBlockIsAllThatIsTold) {
+    PKCS7EnvelopedData message = makeMessage();
+    message.encryptedContentInfo.contentEncryptionAlgorithm.oid = {0x2A, 3};
+    expectRefused(withBlock(message, blockOf(93)),
+                  "EncryptedContentInfo: unimplemented algorithm: <1.2.3>\n");
+    expectRefused(withBlock(message, blockOf(125)),
+                  "EncryptedContentInfo: unimplemented algorithm: <1.2.3>\n");
+    expectRefused(withBlock(message, blockOf(7)), "ktri: key decrypt failed\n");
 }
 
 TEST(EnvelopedData, EncryptedKeysOfAnotherLengthAreRefused) {
