@@ -126,10 +126,8 @@ std::string inPieces(char const* what) {
 
 /// Why the encoding as a whole is none; empty when it may be.
 std::string whyNotDer(asn1::blob der) {
-    if (hasIndefiniteLength(der))
-        return std::string(
-                   "it has indefinite lengths, as streaming programs write them: that is BER, not DER; ") +
-               convertToDer;
+    if (std::string const form = berForm(der); !form.empty())
+        return form;
     asn1::parser outer(der);
     if (outer.tag != tagSequence)
         return "neither PEM nor DER of a message";
@@ -293,6 +291,14 @@ std::string parseQuietly(Message& to, asn1::blob der, std::string (*why)(asn1::b
 
 bool isMessageLabel(std::string_view label) {
     return label == messageLabel || label == "CMS" || label == "PKCS #7 SIGNED DATA";
+}
+
+std::string berForm(asn1::blob bytes) {
+    if (bytes.empty() || bytes[0] != tagSequence || !hasIndefiniteLength(bytes))
+        return "";
+    return std::string(
+               "it has indefinite lengths, as streaming programs write them: that is BER, not DER; ") +
+           convertToDer;
 }
 
 std::string mailForm(std::string_view text) {

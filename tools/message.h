@@ -48,6 +48,9 @@ std::string algorithmName(asn1::blob oid);
 /// How e-mails are dealt with, of a text that begins like one; empty for any other.
 std::string mailForm(std::string_view text);
 
+/// That an encoding has indefinite lengths, and what turns it into DER; empty for any other.
+std::string berForm(asn1::blob bytes);
+
 /// Why the library does not read it, in a few words. `said` is what the library wrote when it tried.
 std::string whyNotSigned(asn1::blob der, std::string const& said);
 std::string whyNotEnveloped(asn1::blob der, std::string const& said);

@@ -174,13 +174,13 @@ Found readDer(std::string_view der, Password const* password) {
     if (Found found = readPublicKeyAs(der); found || found.complaint != noKeyThere)
         return found;
     Found found = readPrivateKeyAs(der, password);
-    if (!found && !sshForm(der).empty())
-        found.complaint = sshForm(der);
+    if (found)
+        return found;
+    if (std::string const form = sshForm(der) + mailForm(der) + berForm(der); !form.empty())
+        found.complaint = form;
     else if (found.complaint == noKeyThere)
         found.complaint =
-            mailForm(der).empty()
-                ? "neither PEM nor the DER of a certificate, revocation list, request, key or message"
-                : mailForm(der);
+            "neither PEM nor the DER of a certificate, revocation list, request, key or message";
     return found;
 }
 
