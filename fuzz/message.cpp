@@ -1,4 +1,5 @@
 #include "sealkit/pkcs7.h"
+#include "sealkit/store.h"
 #include "sealkit/timestamp.h"
 
 #include "signed_object.h"
@@ -7,6 +8,8 @@
 #include <iostream>
 
 namespace {
+
+TimePoint const whenValid = TimePoint::fromSeconds(1893456000); // 2030-01-01
 
 template <typename Object>
 std::vector<unsigned char> save(Object& object) {
@@ -23,6 +26,11 @@ void signedData(asn1::blob input) {
     std::string const dump = fuzz::dumpOf(message);
     if (!isGood)
         return;
+    CertificateMemoryStore store;
+    std::string reason;
+    SEALKIT_ASSERT(!message.verify(store, {}, whenValid, &reason) && !reason.empty());
+    store.certs = message.certificates;
+    message.verify(store, {}, whenValid, &reason);
     if (!message.raw.empty())
         SEALKIT_ASSERT(asn1::blob(save(message)) == input);
     message.raw.clear();

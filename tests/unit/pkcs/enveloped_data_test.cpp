@@ -593,6 +593,54 @@ TEST(EnvelopedData, DamagedMessagesDoNoHarm) {
     }
 }
 
+TEST(EnvelopedData, IndefiniteLengthsAreRefused) {
+    auto const streamed = [](Bytes const& head, Bytes const& content) {
+        return der::join({head, content, Bytes(2)});
+    };
+    Parts const parts;
+    Bytes const openSequence = {0x30, 0x80}, openContext = {0xA0, 0x80};
+    PKCS7EnvelopedData message;
+    EXPECT_FALSE(
+        parses(message, streamed(openSequence, der::join({parts.type, der::context(0, parts.envelope())}))));
+    EXPECT_FALSE(parses(message, der::sequence(parts.type, streamed(openContext, parts.envelope()))));
+    Parts inner;
+    Bytes const pieces = streamed(openContext, der::octetString(Bytes(16)));
+    inner.content =
+        der::sequence(der::oid(data), der::algorithm(aes256, der::octetString(Bytes(16))), pieces);
+    expectMalformed(inner);
+}
+
+template <typename Record>
+void expectRecordSurvivesDamage(Bytes const& whole) {
+    CapturedOutput const output;
+    Record record, again;
+    EXPECT_TRUE(parse(record, whole));
+    for (size_t size = 0; size < whole.size(); size++) {
+        std::unique_ptr<unsigned char[]> exact(new unsigned char[size]);
+        std::copy_n(whole.begin(), size, exact.get());
+        EXPECT_FALSE(parse(record, asn1::blob(exact.get(), size))) << size;
+    }
+    Bytes damaged = whole;
+    for (size_t bit = 0; bit < whole.size() * 8; bit++) {
+        unsigned char const mask = static_cast<unsigned char>(1u << bit % 8);
+        damaged[bit / 8] ^= mask;
+        if (parse(record, damaged)) {
+            Bytes const encoded = encode(record);
+            EXPECT_TRUE(parse(again, encoded) && encode(again) == encoded) << bit;
+        }
+        damaged[bit / 8] ^= mask;
+    }
+}
+
+TEST(EnvelopedData, DamagedRecordsDoNoHarm) {
+    Bytes const info = der::sequence(der::oid(data), der::algorithm(aes256, der::octetString(Bytes(16))),
+                                     der::implicit(0, Bytes(32)));
+    expectRecordSurvivesDamage<PKCS7KeyTransRecipientInfo>(Parts::good(0));
+    expectRecordSurvivesDamage<PKCS7KeyTransRecipientInfo>(Parts::good(2));
+    expectRecordSurvivesDamage<PKCS7EncryptedContentInfo>(info);
+    expectRecordSurvivesDamage<PKCS7EncryptedData>(der::sequence(der::integer(0), info));
+}
+
 TEST(EncryptedContentInfo, FormIsExactAndWrittenAgain) {
     Bytes const type = der::oid(data), algorithm = der::algorithm(aes256, der::octetString(Bytes(16)));
     PKCS7EncryptedContentInfo info;

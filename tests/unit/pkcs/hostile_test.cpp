@@ -124,6 +124,27 @@ TEST(HostileMessage, ManySignersAndCertificatesTakeNoLongerThanTheirBytes) {
     EXPECT_EQ(message.certificates.size(), 20000u);
 }
 
+TEST(HostileMessage, ManyAlgorithmsAndAttributesTakeNoLongerThanTheirBytes) {
+    size_t const many = 100000;
+    MessageParts parts;
+    parts.digestAlgorithms = element(0x31, repeat(sha256Algorithm(), many));
+    SignerParts signer;
+    signer.attributes =
+        element(0xA0, join({repeat(contentTypeAttribute(), many), repeat(attribute("1.2.3", null()), many)}));
+    signer.unsignedAttributes =
+        element(0xA1, repeat(attribute("1.2.840.113549.1.9.6", SignerParts().der()), many));
+    parts.signers = set(signer.der());
+    PKCS7SignedData message;
+    EXPECT_LT(secondsOf([&] {
+                  EXPECT_TRUE(parseInto(message, parts.der()).isGood);
+                  dumped(message);
+                  EXPECT_FALSE(message.verify(CertificateMemoryStore(), {}, whenValid, nullptr));
+                  message.raw.clear();
+                  saved(message);
+              }),
+              20);
+}
+
 TEST(HostileMessage, ManySignersOverMuchContentAreVerifiedWithOneDigest) {
     PKCS7SignedData message;
     std::string const content(1 << 20, 'x');

@@ -127,6 +127,16 @@ TEST(SignedDataParse, FailsWhenOneCertificateCrlOrSignerDoes) {
     EXPECT_FALSE(outcome([](auto& parts) { parts.more = null(); }).isGood);
 }
 
+TEST(SignedDataParse, LeavesWhatWasReadUntilItFailed) {
+    MessageParts parts;
+    parts.signers = set(SignerParts().der(), sequence());
+    PKCS7SignedData message;
+    EXPECT_FALSE(parseInto(message, parts.der()).isGood);
+    EXPECT_EQ(message.raw, parts.der());
+    EXPECT_EQ(message.contentType, dataType);
+    EXPECT_EQ(message.signerInfos.size(), 1u);
+}
+
 TEST(SignedDataParse, FollowsSixteenMessagesAndNoMore) {
     EXPECT_TRUE(parses<PKCS7SignedData>(nestedMessage(16)));
     EXPECT_FALSE(parses<PKCS7SignedData>(nestedMessage(17)));

@@ -109,6 +109,28 @@ TEST(SignerInfoParse, ChecksTheTypesOfAttributeValues) {
         EXPECT_FALSE(outcome([&](auto& parts) { parts.attributes = context(0, one); }).isGood);
 }
 
+TEST(SignerInfoParse, KeepsTheLastOfARepeatedAttribute) {
+    SignerParts parts;
+    parts.attributes = context(0, attribute("1.2.840.113549.1.9.3", oid("1.2.3")), contentTypeAttribute(),
+                               attribute("1.2.840.113549.1.9.4", octetString({7})), messageDigestAttribute(),
+                               attribute("1.2.840.113549.1.9.5", utcTime("200101000000Z")),
+                               attribute("1.2.840.113549.1.9.5", utcTime("300101000000Z")));
+    PKCS7SignerInfo const signer = parsed(parts);
+    EXPECT_EQ(signer.contentType, dataType);
+    EXPECT_EQ(signer.contentDigest, (Bytes{1, 2, 3}));
+    EXPECT_EQ(signer.signingTime, whenValid);
+}
+
+TEST(SignerInfoParse, LeavesWhatWasReadUntilItFailed) {
+    SignerParts parts;
+    parts.signature = null();
+    PKCS7SignerInfo signer;
+    EXPECT_FALSE(parseInto(signer, parts.der()).isGood);
+    EXPECT_EQ(signer.serialNumber, Bytes{7});
+    EXPECT_EQ(signer.contentDigest, (Bytes{1, 2, 3}));
+    EXPECT_TRUE(signer.encryptedDigest.empty());
+}
+
 TEST(SignerInfoParse, NamesUnknownSignedAttributesAndGoesOn) {
     Outcome const result = outcome([](auto& parts) {
         parts.attributes =
