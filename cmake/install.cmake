@@ -18,6 +18,9 @@ install(FILES ${CMAKE_BINARY_DIR}/sealkitConfig.cmake ${CMAKE_BINARY_DIR}/sealki
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/sealkit)
 
 # The .pc file is relocatable: its prefix is found from where it lies.
+if(NOT SEALKIT_MLKEM)
+    set(SEALKIT_PC_DEFINITIONS " -DSEALKIT_WITHOUT_MLKEM")
+endif()
 file(RELATIVE_PATH SEALKIT_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/sealkit.pc.in ${CMAKE_BINARY_DIR}/sealkit.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/sealkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

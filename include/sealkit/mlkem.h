@@ -32,8 +32,7 @@
 
 #include <vector>
 
-/// The side that owns a key pair. A key that was stored is loaded by writing the fields; `decap` takes
-/// `secretKey` as it is and checks nothing about it (FIPS 203, section 7.3 says what to check).
+/// The side that owns a key pair.
 class SEALKIT_API MLKEMDecap {
 public:
     unsigned char sharedSecret[32] = {}; ///< What `decap` came to.
@@ -49,9 +48,15 @@ public:
     /// when that failed: the fields are then no keys.
     bool generate();
 
+    /// Takes a stored secret key: its 2400 bytes, or the 64 bytes (d ‖ z) that a key pair is computed from. False for
+    /// another length, and for a secret key whose public key is not in order or does not have the hash that stands
+    /// beside it (FIPS 203, section 7.3); the fields stay as they were then.
+    bool load(asn1::blob key);
+
     /// Puts the secret that is in the ciphertext into `sharedSecret` (ML-KEM.Decaps, FIPS 203, section 7.3). False
-    /// for a ciphertext that does not have 1088 bytes; `sharedSecret` stays as it was then. A ciphertext that was
-    /// changed, or is for another key, is not seen: it gives true and a secret that nobody else has.
+    /// for a ciphertext that does not have 1088 bytes, when `sharedSecret` stays as it was, and where `secretKey`
+    /// holds no key. A ciphertext that was changed, or is for another key, is not seen: it gives true and a
+    /// secret that nobody else has.
     bool decap(asn1::blob ciphertext);
 };
 

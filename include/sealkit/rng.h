@@ -5,12 +5,16 @@
 /// | `Rng`            | the interface that everything drawing random bytes is handed      |
 /// | `getDefaultRng`  | the one process-wide instance, over the kernel's generator        |
 /// | `kernelRand`     | the Linux `getrandom` system call, continued until it is done     |
+/// | `randombytes`    | what mlkem-native calls for random bytes                          |
 ///
 /// There is no generator of the library's own and no state: every byte comes from the kernel. A
 /// failing kernel generator ends the process, since there is no safe way to go on.
 #pragma once
 
 #include "sealkit/detail/export.h"
+
+#include <cstddef>
+#include <cstdint>
 
 /// A source of random bytes. A program may derive its own, for example to repeat a test.
 class SEALKIT_API Rng {
@@ -35,3 +39,7 @@ SEALKIT_API Rng& getDefaultRng();
 /// for a `len` of 0, which makes no system call; any other failure of the system call aborts the
 /// process.
 SEALKIT_API bool kernelRand(unsigned char* buf, unsigned len, bool insecure);
+
+/// The default source under the name and in the form that mlkem-native asks for: fills `out` with `len` bytes and
+/// returns 0, or 1 when that failed.
+extern "C" SEALKIT_API int randombytes(uint8_t* out, size_t len);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <limits>
 #include <sys/random.h>
 
 #ifndef GRND_INSECURE
@@ -33,4 +34,12 @@ bool kernelRand(unsigned char* buf, unsigned len, bool insecure) {
         }
     }
     return true;
+}
+
+int randombytes(uint8_t* out, size_t len) {
+    constexpr size_t most = std::numeric_limits<unsigned>::max();
+    for (; len > most; out += most, len -= most)
+        if (!getDefaultRng().fill(out, most))
+            return 1;
+    return getDefaultRng().fill(out, static_cast<unsigned>(len)) ? 0 : 1;
 }

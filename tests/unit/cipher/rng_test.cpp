@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <dlfcn.h>
 #include <functional>
 #include <new>
 #include <string>
@@ -193,6 +194,44 @@ TEST(DefaultRng, Fills) {
     EXPECT_NE(secure, decltype(secure){});
     EXPECT_NE(insecure, decltype(insecure){});
     EXPECT_TRUE(rng.fill(nullptr, 0));
+}
+
+TEST(Randombytes, AsksTheDefaultSourceAndReturnsZero) {
+    CountingKernel answers(20);
+    std::vector<unsigned char> buffer(34, 0xA5);
+    EXPECT_EQ(randombytes(buffer.data(), 33), 0);
+    EXPECT_EQ(buffer.back(), 0xA5);
+    buffer.pop_back();
+    EXPECT_EQ(buffer, counted(33));
+    EXPECT_EQ(answers.calls, (Calls{{33, 0}, {13, 0}}));
+}
+
+TEST(Randombytes, AsksForNothingWithoutASystemCall) {
+    CountingKernel answers(20);
+    EXPECT_EQ(randombytes(nullptr, 0), 0);
+    EXPECT_TRUE(answers.calls.empty());
+}
+
+TEST(Randombytes, HasTheNameAndFormThatCAsksFor) {
+    using Function = int (*)(uint8_t*, size_t);
+    void* const symbol = dlsym(RTLD_DEFAULT, "randombytes");
+    ASSERT_NE(symbol, nullptr);
+    EXPECT_EQ(reinterpret_cast<Function>(symbol), &randombytes);
+}
+
+TEST(Randombytes, FillsMoreThanANumberOf32BitsCounts) {
+    if constexpr (sizeof(size_t) > sizeof(unsigned)) {
+        std::vector<size_t> asked;
+        kernel = [&](unsigned char*, size_t length, unsigned) {
+            asked.push_back(length); // There is no such buffer.
+            return static_cast<ssize_t>(length);
+        };
+        unsigned char byte;
+        int const result = randombytes(&byte, static_cast<size_t>((uint64_t(1) << 32) + 5));
+        kernel = nullptr;
+        EXPECT_EQ(result, 0);
+        EXPECT_EQ(asked, (std::vector<size_t>{0xFFFFFFFF, 6}));
+    }
 }
 
 struct Recorder : Rng {

@@ -1,0 +1,143 @@
+# mlkem-native, whose ML-KEM-768 the library wraps. Taken from the first of these that has it:
+#
+# 1. this machine: pkg-config's mlkem-native, or a library in CMAKE_PREFIX_PATH;
+# 2. MLKEM_NATIVE_DIR, a source tree of the upstream release;
+# 3. a package of Debian that carries the sources (scripts/fetch-mlkem-native), kept in MLKEM_NATIVE_CACHE;
+# 4. MLKEM_NATIVE_URL, an archive of the upstream release.
+#
+# sealkit_add_mlkem_native(TARGET) brings it into TARGET, which exports none of its symbols.
+set(MLKEM_NATIVE_DIR "" CACHE PATH "Source tree of mlkem-native, as upstream releases it")
+set(MLKEM_NATIVE_URL "" CACHE STRING "Archive of a release of mlkem-native, where nothing else has it")
+set(MLKEM_NATIVE_SHA256 "" CACHE STRING "SHA-256 of the archive that MLKEM_NATIVE_URL names")
+
+# One download for all the builds below build/.
+cmake_path(IS_PREFIX PROJECT_SOURCE_DIR ${CMAKE_BINARY_DIR} NORMALIZE sealkit_builds_within)
+if(sealkit_builds_within)
+    set(sealkit_mlkem_native_cache ${PROJECT_SOURCE_DIR}/build/mlkem-native)
+else()
+    set(sealkit_mlkem_native_cache ${CMAKE_BINARY_DIR}/mlkem-native)
+endif()
+set(MLKEM_NATIVE_CACHE ${sealkit_mlkem_native_cache} CACHE PATH "Where the downloaded sources of mlkem-native are kept")
+
+enable_language(C)
+
+# Whether a shared library for this target can be made of these libraries: the symbols are there, in code that may
+# lie anywhere.
+function(sealkit_check_mlkem_native result)
+    include(CheckCSourceCompiles)
+    set(CMAKE_REQUIRED_LIBRARIES ${ARGN})
+    set(CMAKE_REQUIRED_FLAGS -fPIC)
+    set(CMAKE_REQUIRED_LINK_OPTIONS -shared -Wl,--no-undefined)
+    set(calls "")
+    foreach(name keypair keypair_derand check_pk check_sk enc dec)
+        string(APPEND calls "int PQCP_MLKEM_NATIVE_MLKEM768_${name}();\n")
+        string(APPEND sum " + PQCP_MLKEM_NATIVE_MLKEM768_${name}()")
+    endforeach()
+    check_c_source_compiles("${calls}int randombytes() { return 1; }\nint use() { return 0${sum}; }\nint main() { return 0; }"
+        ${result})
+    set(${result} ${${result}} PARENT_SCOPE)
+endfunction()
+
+function(sealkit_find_mlkem_native)
+    find_package(PkgConfig QUIET)
+    if(PKG_CONFIG_FOUND)
+        pkg_check_modules(MLKEM_NATIVE QUIET IMPORTED_TARGET mlkem-native)
+        if(MLKEM_NATIVE_FOUND)
+            sealkit_check_mlkem_native(MLKEM_NATIVE_BY_PKG_CONFIG PkgConfig::MLKEM_NATIVE)
+            if(MLKEM_NATIVE_BY_PKG_CONFIG)
+                set(found PkgConfig::MLKEM_NATIVE)
+            endif()
+        endif()
+    endif()
+    find_path(MLKEM_NATIVE_HEADER mlkem_native.h PATH_SUFFIXES mlkem-native mlkem_native mlkem)
+    find_library(MLKEM_NATIVE_LIBRARY NAMES mlkem-native mlkem_native mlkem768 mlkem)
+    mark_as_advanced(MLKEM_NATIVE_HEADER MLKEM_NATIVE_LIBRARY)
+    if(NOT found AND MLKEM_NATIVE_HEADER AND MLKEM_NATIVE_LIBRARY)
+        sealkit_check_mlkem_native(MLKEM_NATIVE_BY_PATH ${MLKEM_NATIVE_LIBRARY})
+        if(MLKEM_NATIVE_BY_PATH)
+            set(found ${MLKEM_NATIVE_LIBRARY})
+        endif()
+    endif()
+    if(found)
+        message(STATUS "mlkem-native: installed")
+    endif()
+    set(SEALKIT_MLKEM_NATIVE_INSTALLED ${found} PARENT_SCOPE)
+endfunction()
+
+# The folder of sources, in SEALKIT_MLKEM_NATIVE_UPSTREAM or SEALKIT_MLKEM_NATIVE_PACKAGED.
+function(sealkit_get_mlkem_native_sources)
+    if(MLKEM_NATIVE_DIR)
+        if(NOT EXISTS ${MLKEM_NATIVE_DIR}/mlkem/mlkem_native.c)
+            message(FATAL_ERROR "MLKEM_NATIVE_DIR is no source tree of mlkem-native: there is no\n"
+                "  ${MLKEM_NATIVE_DIR}/mlkem/mlkem_native.c")
+        endif()
+        message(STATUS "mlkem-native: ${MLKEM_NATIVE_DIR}")
+        set(SEALKIT_MLKEM_NATIVE_UPSTREAM ${MLKEM_NATIVE_DIR} PARENT_SCOPE)
+        return()
+    endif()
+
+    if(NOT EXISTS ${MLKEM_NATIVE_CACHE}/source)
+        message(STATUS "mlkem-native: not on this machine, asking Debian for its sources")
+    endif()
+    execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/fetch-mlkem-native ${MLKEM_NATIVE_CACHE}
+        RESULT_VARIABLE failed ERROR_VARIABLE why ERROR_STRIP_TRAILING_WHITESPACE)
+    if(NOT failed)
+        file(READ ${MLKEM_NATIVE_CACHE}/source/VERSION version)
+        string(STRIP "${version}" version)
+        message(STATUS "mlkem-native: out of ${version}, in ${MLKEM_NATIVE_CACHE}")
+        set(SEALKIT_MLKEM_NATIVE_PACKAGED ${MLKEM_NATIVE_CACHE}/source PARENT_SCOPE)
+        return()
+    endif()
+    message(STATUS "${why}")
+
+    if(MLKEM_NATIVE_URL AND MLKEM_NATIVE_SHA256)
+        include(FetchContent)
+        FetchContent_Declare(mlkem_native_release URL ${MLKEM_NATIVE_URL} URL_HASH SHA256=${MLKEM_NATIVE_SHA256}
+            SOURCE_SUBDIR none) # Its own build is not wanted.
+        FetchContent_MakeAvailable(mlkem_native_release)
+        if(EXISTS ${mlkem_native_release_SOURCE_DIR}/mlkem/mlkem_native.c)
+            message(STATUS "mlkem-native: ${MLKEM_NATIVE_URL}")
+            set(SEALKIT_MLKEM_NATIVE_UPSTREAM ${mlkem_native_release_SOURCE_DIR} PARENT_SCOPE)
+            return()
+        endif()
+        message(STATUS "MLKEM_NATIVE_URL is no release of mlkem-native: there is no mlkem/mlkem_native.c in it")
+    endif()
+    message(FATAL_ERROR "ML-KEM needs mlkem-native, and it could not be had (why stands above). One of these helps:\n"
+        "  install it where pkg-config or CMAKE_PREFIX_PATH finds it;\n"
+        "  unpack a release of the project mlkem-native and give -DMLKEM_NATIVE_DIR=FOLDER;\n"
+        "  give -DMLKEM_NATIVE_URL=URL -DMLKEM_NATIVE_SHA256=DIGEST of the archive of a release;\n"
+        "  run scripts/fetch-mlkem-native FOLDER on a Debian machine with a network, copy FOLDER here and give\n"
+        "  -DMLKEM_NATIVE_CACHE=FOLDER;\n"
+        "  build without ML-KEM: -DSEALKIT_MLKEM=OFF.")
+endfunction()
+
+function(sealkit_add_mlkem_native target)
+    # Some of its functions ask to be exported.
+    target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL)
+    sealkit_find_mlkem_native()
+    if(SEALKIT_MLKEM_NATIVE_INSTALLED)
+        target_link_libraries(${target} PRIVATE ${SEALKIT_MLKEM_NATIVE_INSTALLED})
+        return()
+    endif()
+
+    sealkit_get_mlkem_native_sources()
+    set(ours ${PROJECT_SOURCE_DIR}/cmake/mlkem_native)
+    if(SEALKIT_MLKEM_NATIVE_UPSTREAM)
+        add_library(mlkem_native STATIC ${SEALKIT_MLKEM_NATIVE_UPSTREAM}/mlkem/mlkem_native.c)
+        set(licences ${SEALKIT_MLKEM_NATIVE_UPSTREAM}/LICENSE)
+    else()
+        set(modules ${SEALKIT_MLKEM_NATIVE_PACKAGED}/crypto/fipsmodule)
+        set(sources compress indcpa kem poly poly_k sampling verify debug)
+        list(TRANSFORM sources REPLACE "(.+)" "${modules}/ml_kem/mlkem/\\1.c")
+        add_library(mlkem_native STATIC ${sources} ${modules}/sha/keccak1600.c ${modules}/sha/sha3.c ${ours}/hooks.c)
+        target_include_directories(mlkem_native PRIVATE ${SEALKIT_MLKEM_NATIVE_PACKAGED}/include)
+        target_compile_definitions(mlkem_native PRIVATE OPENSSL_NO_ASM SEALKIT_MLKEM_NATIVE_GLUE)
+        set(licences ${SEALKIT_MLKEM_NATIVE_PACKAGED}/copyright)
+    endif()
+    # Its warnings are not ours, and neither is its way to be built: as it ships, whatever the build type.
+    target_compile_options(mlkem_native PRIVATE -O2 -w)
+    target_compile_definitions(mlkem_native PRIVATE MLK_CONFIG_FILE="${ours}/config.h" NDEBUG)
+    set_target_properties(mlkem_native PROPERTIES C_VISIBILITY_PRESET hidden C_STANDARD 11)
+    target_link_libraries(${target} PRIVATE mlkem_native)
+    install(FILES ${licences} DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME mlkem-native.copyright)
+endfunction()

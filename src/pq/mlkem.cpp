@@ -1,0 +1,53 @@
+#include "sealkit/mlkem.h"
+
+#include "sealkit/wipe.h"
+
+#include "pq/mlkem_native.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr size_t publicKeySize = sizeof MLKEMDecap::publicKey, secretKeySize = sizeof MLKEMDecap::secretKey,
+                 ciphertextSize = 1088, seedSize = 64;
+
+/// Where the public key stands in a secret key: s ‖ public key ‖ H(public key) ‖ z (FIPS 203, algorithm 16).
+constexpr size_t publicKeyOffset = 1152;
+
+} // namespace
+
+MLKEMDecap::~MLKEMDecap() {
+    secureMemset(sharedSecret, 0, sizeof sharedSecret);
+    secureMemset(secretKey, 0, sizeof secretKey);
+}
+
+bool MLKEMDecap::generate() { return PQCP_MLKEM_NATIVE_MLKEM768_keypair(publicKey, secretKey) == 0; }
+
+bool MLKEMDecap::load(asn1::blob key) {
+    if (key.size() == seedSize)
+        return PQCP_MLKEM_NATIVE_MLKEM768_keypair_derand(publicKey, secretKey, key.data()) == 0;
+    if (key.size() != secretKeySize ||
+        PQCP_MLKEM_NATIVE_MLKEM768_check_pk(key.data() + publicKeyOffset) != 0 ||
+        PQCP_MLKEM_NATIVE_MLKEM768_check_sk(key.data()) != 0)
+        return false;
+    std::memmove(secretKey, key.data(), secretKeySize);
+    std::memmove(publicKey, key.data() + publicKeyOffset, publicKeySize);
+    return true;
+}
+
+bool MLKEMDecap::decap(asn1::blob ciphertext) {
+    if (ciphertext.size() != ciphertextSize)
+        return false;
+    return PQCP_MLKEM_NATIVE_MLKEM768_dec(sharedSecret, ciphertext.data(), secretKey) == 0;
+}
+
+MLKEMEncap::~MLKEMEncap() { secureMemset(sharedSecret, 0, sizeof sharedSecret); }
+
+std::vector<unsigned char> MLKEMEncap::encap(asn1::blob publicKey) {
+    if (publicKey.size() != publicKeySize || PQCP_MLKEM_NATIVE_MLKEM768_check_pk(publicKey.data()) != 0)
+        return {};
+    std::vector<unsigned char> ciphertext(ciphertextSize);
+    if (PQCP_MLKEM_NATIVE_MLKEM768_enc(ciphertext.data(), sharedSecret, publicKey.data()) != 0)
+        return {};
+    return ciphertext;
+}
