@@ -577,10 +577,5 @@ std::optional<asn1::blob> findSignedAttribute(PKCS7SignerInfo const& signer, std
 
 std::shared_ptr<X509Certificate> findSignerCertificate(PKCS7SignedData const& message,
                                                        PKCS7SignerInfo const& signer) {
-    for (auto const& certificate : message.certificates)
-        if (certificate->serialNumber == signer.serialNumber &&
-            (certificate->issuerBytes() == asn1::blob(signer.issuer) ||
-             certificate->issuer.serialize() == signer.issuer))
-            return certificate;
-    return nullptr;
+    return message.findCertificate(signer);
 }

@@ -147,14 +147,19 @@ public:
     bool create(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
                 asn1::blob content, unsigned hash);
 
+    /// The certificate of the message that `verify` takes for the signer's: the first one that has its issuer and
+    /// serial number, octet by octet, else the first whose issuer becomes so when `DistinguishedName` writes it.
+    /// Null when there is none.
+    std::shared_ptr<X509Certificate> findCertificate(PKCS7SignerInfo const& signer) const;
+
     /// Whether every signer signed the content, and `store` vouches for its certificate at the time `now`. The content
     /// is the message's own, without its identifier and length octets, or `detachedContent` where the message has
     /// none; with both, they must be equal. An empty `detachedContent` is none.
     ///
     /// What a signer signed are its attributes: they must hold one content type, the message's, and one digest, that
-    /// of the content (RFC 5652, section 5.6). Its certificate is the first one of the message that has its issuer and
-    /// serial number, or the first of that name in the store where that is self-signed; one that is known from
-    /// elsewhere can be appended to `certificates` first. Chains go up through the message's certificates and the
+    /// of the content (RFC 5652, section 5.6). Its certificate is that of `findCertificate`, or the first of its
+    /// issuer's name in the store where that is self-signed and has the serial number; one that is known from elsewhere
+    /// can be appended to `certificates` first. Chains go up through the message's certificates and the
     /// store, at most 16 certificates, and are decided on by `x509ValidatePath` without a name to match and without
     /// CRLs: one must be valid of the first 8 that 64 signatures of certificates lead to. A message without
     /// signers is false.

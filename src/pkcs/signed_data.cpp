@@ -6,6 +6,7 @@
 #include "asn1/oids.h"
 #include "pkcs/parse.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace oid = detail::oid;
@@ -180,6 +181,19 @@ bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey cons
 bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey const& key,
                              asn1::blob contentTypeOid, asn1::blob contentOctets, unsigned hash) {
     return create(certificate, key, contentTypeOid, contentOctets, static_cast<HashID>(hash));
+}
+
+std::shared_ptr<X509Certificate> PKCS7SignedData::findCertificate(PKCS7SignerInfo const& signer) const {
+    auto const findBy = [&](auto hasIssuer) -> std::shared_ptr<X509Certificate> {
+        auto const found = std::ranges::find_if(certificates, [&](auto const& certificate) {
+            return certificate->serialNumber == signer.serialNumber && hasIssuer(*certificate);
+        });
+        return found == certificates.end() ? nullptr : *found;
+    };
+    asn1::blob const issuer = signer.issuer;
+    if (auto exact = findBy([&](X509Certificate const& other) { return other.issuerBytes() == issuer; }))
+        return exact;
+    return findBy([&](X509Certificate const& other) { return other.issuer.serialize() == signer.issuer; });
 }
 
 void PKCS7SignedData::dump(std::ostream& out) const {

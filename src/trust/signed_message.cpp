@@ -115,6 +115,7 @@ private:
         return found->second;
     }
 
+    /// As `PKCS7SignedData::findCertificate`, for many signers.
     Certificate findCertificate(PKCS7SignerInfo const& signer) const {
         auto const found = byIssuerAndSerial.find({viewOf(signer.issuer), viewOf(signer.serialNumber)});
         if (found != byIssuerAndSerial.end())

@@ -228,8 +228,10 @@ TEST(SignedDataVerify, PrefersTheExactIssuerToOneThatIsWrittenAlike) {
     ASSERT_TRUE(exact->setIssuer(message.signerInfos[0]->issuer));
     ASSERT_TRUE(exact->sign(*aliceKey(), HashID::SHA256));
     message.certificates = {decoy, exact};
+    EXPECT_EQ(message.findCertificate(*message.signerInfos[0]), exact);
     EXPECT_THAT(verdict(message, CertificateMemoryStore()), HasSubstr("not trusted"));
     message.certificates = {decoy};
+    EXPECT_EQ(message.findCertificate(*message.signerInfos[0]), decoy);
     EXPECT_THAT(verdict(message, CertificateMemoryStore()), HasSubstr("its signature does not verify"));
 }
 
@@ -328,6 +330,7 @@ TEST(SignedDataVerify, FindsTheCertificateByIssuerAndSerial) {
     message = read("attached.der");
     message.signerInfos[0]->issuer = messageCertificate("alice.pem")->subject.serialize();
     EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not at hand"));
+    EXPECT_EQ(message.findCertificate(*message.signerInfos[0]), nullptr);
     message = read("attached.der");
     message.certificates.clear();
     EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not at hand"));
