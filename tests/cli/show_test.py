@@ -1,7 +1,7 @@
 import json
 import unittest
 
-from support import CA, LEAF, ProgramTest, openssl
+from support import CA, LEAF, ProgramTest, element, identifier, openssl
 
 RICH = LEAF + """subjectAltName=DNS:www.example.test,IP:192.0.2.7,email:post@example.test,URI:http://a.test/,dirName:directory
 crlDistributionPoints=URI:http://crl.example.test/a.crl
@@ -11,24 +11,6 @@ authorityInfoAccess=OCSP;URI:http://ocsp.example.test/
 [directory]
 CN=inside
 """
-
-
-def element(tag, *contents):
-    """DER of any length, for what no tool would make."""
-    content = b"".join(contents)
-    length = len(content).to_bytes((len(content).bit_length() + 7) // 8, "big")
-    return bytes([tag]) + (bytes([len(content)]) if len(content) < 128 else bytes([0x80 | len(length)]) + length) + content
-
-
-def identifier(dotted):
-    first, second, *rest = map(int, dotted.split("."))
-    content = bytes([first * 40 + second])
-    for arc in rest:
-        digits = [arc & 127]
-        while arc := arc >> 7:
-            digits.insert(0, 128 | (arc & 127))
-        content += bytes(digits)
-    return element(0x06, content)
 
 
 def extension(dotted, value=b"\x05\x00"):

@@ -58,6 +58,24 @@ def openssl(*arguments, **options):
     return peer("openssl", *arguments, **options)
 
 
+def element(tag, *contents):
+    """DER of any length, for what no tool would make."""
+    content = b"".join(contents)
+    length = len(content).to_bytes((len(content).bit_length() + 7) // 8, "big")
+    return bytes([tag]) + (bytes([len(content)]) if len(content) < 128 else bytes([0x80 | len(length)]) + length) + content
+
+
+def identifier(dotted):
+    first, second, *rest = map(int, dotted.split("."))
+    content = bytes([first * 40 + second])
+    for arc in rest:
+        digits = [arc & 127]
+        while arc := arc >> 7:
+            digits.insert(0, 128 | (arc & 127))
+        content += bytes(digits)
+    return element(0x06, content)
+
+
 def heed_signals():
     """In a process that is about to start the program: a shell that runs the tests in the background has these signals
     ignored, for its children too."""
