@@ -35,6 +35,7 @@
 #include "sealkit/cipher.h"
 #include "sealkit/der.h"
 #include "sealkit/detail/export.h"
+#include "sealkit/detail/wiping_allocator.h"
 #include "sealkit/hash.h"
 #include "sealkit/keys.h"
 #include "sealkit/oid.h"
@@ -47,6 +48,10 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace detail {
+struct PKCS12Content;
+}
 
 /// The most iterations of one derivation that are done, and so taken from a file.
 inline constexpr unsigned pkcs12MostIterations = 10'000'000;
@@ -259,12 +264,18 @@ public:
     void dump(std::ostream& out) const;
 
 private:
-    struct Bag;
-    struct Content;
-    struct Opening;
+    bool parseElement(asn1::blob pfx);
+    bool parseContent(asn1::blob contentInfo);
+    void show(detail::PKCS12Content const& content);
+    void collect(std::vector<detail::PKCS12Content>&& opened);
+    bool hasClosed() const;
+    bool makeMac(std::string_view password, asn1::blob safe, PKCS12PFX& made) const;
+    void takeOver(asn1::blob safe, PKCS12PFX&& made);
+    std::vector<unsigned char> withContent(asn1::blob contentInfo) const;
 
-    std::vector<Content> contents; ///< In the file's order; empty in an object that is being made.
-    std::vector<unsigned char> authenticatedSafe; ///< As parsed or protected; empty when neither was done.
-    std::vector<unsigned char> macData;           ///< The whole element as it was parsed.
-    bool isBer = false;                           ///< How what is decrypted is read.
+    std::vector<detail::PKCS12Content> contents; ///< As parsed, in the file's order.
+    /// As parsed or protected; empty when neither was done. It may hold keys that are not encrypted.
+    std::vector<unsigned char, detail::WipingAllocator<unsigned char>> authenticatedSafe;
+    std::vector<unsigned char> macData; ///< The whole element as it was parsed.
+    bool isBer = false;                 ///< How what is decrypted is read.
 };

@@ -184,10 +184,14 @@ inline constexpr unsigned char extensionRequest[] = {0x2a, 0x86, 0x48, 0x86, 0xf
 
 // Messages and their attributes.
 
+// 1.2.840.113549.1.7.1 (id-data, RFC 5652)
+inline constexpr unsigned char data[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x01};
 // 1.2.840.113549.1.7.2 (id-signedData, RFC 5652)
 inline constexpr unsigned char signedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x02};
 // 1.2.840.113549.1.7.3 (id-envelopedData, RFC 5652)
 inline constexpr unsigned char envelopedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x03};
+// 1.2.840.113549.1.7.6 (id-encryptedData, RFC 5652)
+inline constexpr unsigned char encryptedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x06};
 // 1.2.840.113549.1.9.3 (id-contentType, RFC 5652)
 inline constexpr unsigned char contentType[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x03};
 // 1.2.840.113549.1.9.4 (id-messageDigest, RFC 5652)
@@ -201,5 +205,28 @@ inline constexpr unsigned char opusInfo[] = {0x2b, 0x06, 0x01, 0x04, 0x01, 0x82,
 // 1.3.6.1.4.1.311.3.3.1 (szOID_RFC3161_counterSign, Windows wincrypt.h)
 inline constexpr unsigned char msCounterSignature[] = {0x2b, 0x06, 0x01, 0x04, 0x01,
                                                        0x82, 0x37, 0x03, 0x03, 0x01};
+
+// Files of certificates and keys.
+
+// 1.2.840.113549.1.9.20 (friendlyName, RFC 2985)
+inline constexpr unsigned char friendlyName[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x14};
+// 1.2.840.113549.1.9.21 (localKeyId, RFC 2985)
+inline constexpr unsigned char localKeyId[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x15};
+// 1.2.840.113549.1.9.22.1 (x509Certificate, RFC 7292)
+inline constexpr unsigned char x509CertificateBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                       0x0d, 0x01, 0x09, 0x16, 0x01};
+// 1.2.840.113549.1.12.1.3 (pbeWithSHAAnd3-KeyTripleDES-CBC, RFC 7292)
+inline constexpr unsigned char pbeWithSha1And3KeyTripleDes[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                                0x0d, 0x01, 0x0c, 0x01, 0x03};
+// 1.2.840.113549.1.12.10.1.1 (keyBag, RFC 7292)
+inline constexpr unsigned char keyBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x0c, 0x0a, 0x01, 0x01};
+// 1.2.840.113549.1.12.10.1.2 (pkcs8ShroudedKeyBag, RFC 7292)
+inline constexpr unsigned char shroudedKeyBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                   0x01, 0x0c, 0x0a, 0x01, 0x02};
+// 1.2.840.113549.1.12.10.1.3 (certBag, RFC 7292)
+inline constexpr unsigned char certBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x0c, 0x0a, 0x01, 0x03};
+// 1.2.840.113549.1.12.10.1.6 (safeContentsBag, RFC 7292)
+inline constexpr unsigned char safeContentsBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                    0x01, 0x0c, 0x0a, 0x01, 0x06};
 
 } // namespace detail::oid

@@ -2,6 +2,7 @@
 #include "sealkit/pkcs7.h"
 
 #include "asn1/element.h"
+#include "pkcs/parse.h"
 #include "pkcs/version.h"
 #include "x509/writer.h"
 
@@ -9,17 +10,16 @@
 
 namespace tag = detail::tag;
 
-namespace {
-
-/// As `parse`, but for parameters that are absent: those stay so, and are not written.
-bool parseAlgorithm(AlgorithmIdentifier& to, asn1::blob content) {
-    if (!parse(to, content))
+bool detail::parseAlgorithm(AlgorithmIdentifier& to, asn1::blob content) {
+    if (!::parse(to, content))
         return false;
     asn1::parser elements(content);
-    if (elements.next() && detail::atEnd(elements))
+    if (elements.next() && atEnd(elements))
         to.params.clear();
     return true;
 }
+
+namespace {
 
 /// IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
 bool parseIssuerAndSerial(PKCS7KeyTransRecipientInfo& to, asn1::blob content) {
@@ -62,7 +62,7 @@ bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element) {
         return false;
     to.version = detail::smallNumber(version);
     if (!parseRecipientIdentifier(to, fields) || !detail::take(fields, tag::sequence, &algorithm) ||
-        !parseAlgorithm(to.keyEncryptionAlgorithm, algorithm) ||
+        !detail::parseAlgorithm(to.keyEncryptionAlgorithm, algorithm) ||
         !detail::take(fields, tag::octetString, &encryptedKey) || !detail::atEnd(fields))
         return false;
     to.encryptedKey = detail::copyOf(encryptedKey);
@@ -91,7 +91,7 @@ bool parse(PKCS7EncryptedContentInfo& to, asn1::blob element) {
         return false;
     asn1::parser fields(content);
     if (!detail::take(fields, tag::oid, &type) || !detail::take(fields, tag::sequence, &algorithm) ||
-        !parseAlgorithm(to.contentEncryptionAlgorithm, algorithm))
+        !detail::parseAlgorithm(to.contentEncryptionAlgorithm, algorithm))
         return false;
     if (!detail::atEnd(fields) &&
         (!detail::take(fields, tag::primitive(0), &encrypted) || !detail::atEnd(fields)))

@@ -6,6 +6,7 @@
 #include "keys/content_cipher.h"
 #include "keys/key_cast.h"
 #include "keys/rsa_encryption.h"
+#include "pkcs/parse.h"
 #include "pkcs/version.h"
 
 #include <algorithm>
@@ -13,6 +14,12 @@
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
+
+bool detail::isRecipient(PKCS7KeyTransRecipientInfo const& recipient, X509Certificate const& cert) {
+    if (recipient.version == 2)
+        return !cert.subjectKeyId.empty() && recipient.subjectKeyId == cert.subjectKeyId;
+    return recipient.serialNumber == cert.serialNumber && recipient.issuer == cert.issuer;
+}
 
 namespace {
 
@@ -64,12 +71,6 @@ bool refuseCipher(asn1::blob algorithm) {
     std::cout << "EncryptedContentInfo: unimplemented algorithm: <" << oid2name(algorithm) << ">"
               << std::endl;
     return false;
-}
-
-bool names(PKCS7KeyTransRecipientInfo const& recipient, X509Certificate const& cert) {
-    if (recipient.version == 2)
-        return !cert.subjectKeyId.empty() && recipient.subjectKeyId == cert.subjectKeyId;
-    return recipient.serialNumber == cert.serialNumber && recipient.issuer == cert.issuer;
 }
 
 /// A key of another size decrypts nothing, but takes as long.
@@ -210,8 +211,9 @@ bool PKCS7EnvelopedData::decrypt(X509Certificate const& cert, PrivateKey const& 
                                  std::vector<unsigned char>& out) const {
     detail::wipe(out);
     out.clear();
-    auto const recipient = std::find_if(recipientInfos.begin(), recipientInfos.end(),
-                                        [&](auto const& candidate) { return names(candidate, cert); });
+    auto const recipient =
+        std::find_if(recipientInfos.begin(), recipientInfos.end(),
+                     [&](auto const& candidate) { return detail::isRecipient(candidate, cert); });
     if (recipient == recipientInfos.end())
         return refuse("ktri: no key matches");
     auto const* const rsa = detail::keyCast<RsaPrivateKey>(key);

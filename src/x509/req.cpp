@@ -5,6 +5,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/utf.h"
 #include "x509/extensions.h"
 #include "x509/general_names.h"
 #include "x509/key_usage.h"
@@ -76,29 +77,6 @@ bool isPrintableString(std::string_view text) {
     });
 }
 
-/// RFC 3629, section 4.
-bool isUtf8(std::string_view text) {
-    while (!text.empty()) {
-        unsigned const first = static_cast<unsigned char>(text[0]);
-        size_t const length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        if ((first >= 0x80 && first < 0xC2) || first > 0xF4 || text.size() < length)
-            return false;
-        unsigned point = length == 1 ? first : first & (0x7Fu >> length);
-        for (size_t i = 1; i < length; i++) {
-            unsigned const next = static_cast<unsigned char>(text[i]);
-            if ((next & 0xC0) != 0x80)
-                return false;
-            point = point << 6 | (next & 0x3F);
-        }
-        bool const isSurrogate = point >= 0xD800 && point <= 0xDFFF;
-        if ((length == 3 && point < 0x800) || (length == 4 && point < 0x10000) || point > 0x10FFFF ||
-            isSurrogate)
-            return false;
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 /// The one value of a challengePassword attribute (RFC 2985, section 5.4.1).
 bool readChallengePassword(asn1::blob values, std::string* password) {
     asn1::parser value(values);
@@ -127,7 +105,7 @@ std::vector<unsigned char> encodeChallengePassword(std::string const& password) 
     if (password.empty())
         return {};
     unsigned const stringTag = isPrintableString(password) ? tag::printableString
-                               : isUtf8(password)          ? tag::utf8String
+                               : detail::isUtf8(password)  ? tag::utf8String
                                                            : tag::t61String;
     return encodeAttribute(oid::challengePassword, DerEncoder().add(stringTag, password).take());
 }

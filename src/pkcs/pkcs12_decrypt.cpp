@@ -1,0 +1,235 @@
+#include "sealkit/pbes2.h"
+#include "sealkit/pkcs8.h"
+
+#include "asn1/element.h"
+#include "asn1/oids.h"
+#include "hash/secret_bytes.h"
+#include "pkcs/ber.h"
+#include "pkcs/parse.h"
+#include "pkcs/pbe1.h"
+#include "pkcs/pkcs12_bags.h"
+#include "pkcs/pkcs12_mac.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <iostream>
+
+namespace oid = detail::oid;
+namespace tag = detail::tag;
+
+namespace {
+
+using detail::PKCS12Bag;
+using detail::PKCS12Content;
+using detail::SecretBytes;
+
+bool say(char const* what) {
+    std::cout << what << std::endl;
+    return false;
+}
+
+/// How many iterations a scheme takes; 0 when it is none that is done, or has malformed parameters.
+unsigned iterationsOf(AlgorithmIdentifier const& algorithm) {
+    asn1::blob const scheme = algorithm.oid;
+    PBES2Params pbes2;
+    PBEParams pbe1;
+    if (scheme == oid::pbes2 && parse(pbes2, algorithm.params))
+        return pbes2.iterations;
+    if (scheme == oid::pbeWithSha1And3KeyTripleDes && parse(pbe1, algorithm.params))
+        return pbe1.iterations;
+    return 0;
+}
+
+/// An attempt to open a file with a password in one form.
+class Opening {
+public:
+    Opening(std::string_view utf8, asn1::blob bmp, bool readsBer)
+        : password(utf8), bmpPassword(bmp), isBer(readsBer) {}
+
+    /// A result that another form of the password may change.
+    bool dependsOnForm() const { return usedForm && !isFinal; }
+    bool isTooMuch() const { return left < 0; }
+    bool isUnreadable() const { return unreadable; }
+    bool openedAny() const { return opened; }
+
+    void charge(unsigned iterations) { left -= iterations; }
+
+    bool openContent(PKCS7EncryptedData const& data, std::vector<PKCS12Bag>& bags) {
+        PKCS7EncryptedContentInfo const& info = data.encryptedContentInfo;
+        SecretBytes plain;
+        if (!decrypt(info.contentEncryptionAlgorithm, info.encryptedContent, plain.value))
+            return false;
+        opened = detail::readSafeContents(plain, isBer, bags);
+        unreadable = !opened;
+        return opened;
+    }
+
+    bool unlock(PKCS12Bag& bag) {
+        SecretBytes plain;
+        if (!decrypt(bag.algorithm, bag.encryptedKey, plain.value))
+            return false;
+        bag.key = parseOneAssimetricKey(plain);
+        if (bag.key == nullptr && isBer) {
+            SecretBytes const der(detail::berToDer(plain));
+            bag.key = parseOneAssimetricKey(der);
+        }
+        opened = bag.key != nullptr;
+        unreadable = !opened;
+        return opened;
+    }
+
+private:
+    bool decrypt(AlgorithmIdentifier const& algorithm, asn1::blob data, std::vector<unsigned char>& out) {
+        charge(iterationsOf(algorithm));
+        if (isTooMuch())
+            return fail();
+        asn1::blob const scheme = algorithm.oid;
+        if (scheme == oid::pbes2)
+            return pbes2_crypt(algorithm, password, data, out, false) || fail();
+        if (!(scheme == oid::pbeWithSha1And3KeyTripleDes)) {
+            std::cout << "PFX: unsupported PBE: <" << oid2name(scheme) << ">" << std::endl;
+            return fail();
+        }
+        PBEParams params;
+        if (!parse(params, algorithm.params))
+            return fail();
+        usedForm = true;
+        return detail::pbe1Crypt(params, bmpPassword, data, out, false);
+    }
+
+    bool fail() {
+        isFinal = true;
+        return false;
+    }
+
+    std::string_view password;
+    asn1::blob bmpPassword;
+    bool isBer;
+    std::int64_t left = pkcs12MostIterationsOfFile;
+    bool usedForm = false, isFinal = false, unreadable = false, opened = false;
+};
+
+/// What can be known of the work before any is done.
+std::uint64_t knownIterations(std::vector<PKCS12Content> const& contents,
+                              std::vector<PKCS7EncryptedData> const& encryptedData) {
+    std::uint64_t sum = 0;
+    for (PKCS12Content const& content : contents) {
+        if (content.kind == PKCS12Content::Kind::encrypted && !content.isOpen)
+            sum += iterationsOf(encryptedData[content.index].encryptedContentInfo.contentEncryptionAlgorithm);
+        for (PKCS12Bag const& bag : content.bags)
+            if (bag.isLocked())
+                sum += iterationsOf(bag.algorithm);
+    }
+    return sum;
+}
+
+bool openAll(Opening& opening, std::vector<PKCS12Content>& contents,
+             std::vector<PKCS7EncryptedData> const& encryptedData) {
+    for (PKCS12Content& content : contents) {
+        if (content.kind == PKCS12Content::Kind::encrypted && !content.isOpen) {
+            if (!opening.openContent(encryptedData[content.index], content.bags))
+                return false;
+            content.isOpen = true;
+        }
+        for (PKCS12Bag& bag : content.bags)
+            if (bag.isLocked() && !opening.unlock(bag))
+                return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool PKCS12PFX::decrypt(std::string_view password) {
+    // Programs that are given an empty password make of it either the terminator alone or nothing at all.
+    SecretBytes const bmp(pkcs12_password(password));
+    std::vector<asn1::blob> forms = {bmp};
+    if (password.empty())
+        forms.emplace_back();
+
+    bool const hasMac = !mac.empty();
+    unsigned const macCount = hasMac ? detail::macCount(macIterations) : 0;
+    if (knownIterations(contents, encryptedData) + macCount > pkcs12MostIterationsOfFile)
+        return say("PFX: too many iterations");
+    if (hasMac) {
+        HashID const hash = getHashID(macAlgorithm.oid);
+        if (hash == HashID::none)
+            return false;
+        asn1::blob const safe(authenticatedSafe.data(), authenticatedSafe.size());
+        auto const isRight = [&](asn1::blob form) {
+            return detail::areSameMacs(detail::pkcs12Mac(hash, form, macSalt, macCount, safe), mac);
+        };
+        auto const right = std::find_if(forms.begin(), forms.end(), isRight);
+        if (right == forms.end())
+            return say("PFX: MAC verification failed");
+        forms = {*right};
+    }
+
+    for (size_t form = 0; form < forms.size(); form++) {
+        std::vector<PKCS12Content> opened = contents;
+        Opening opening(password, forms[form], isBer);
+        opening.charge(macCount);
+        if (openAll(opening, opened, encryptedData)) {
+            if (opening.openedAny())
+                collect(std::move(opened));
+            return true;
+        }
+        if (opening.dependsOnForm() && form + 1 < forms.size())
+            continue;
+        if (opening.isTooMuch())
+            return say("PFX: too many iterations");
+        return opening.isUnreadable() && detail::refuseSafeContents();
+    }
+    return false;
+}
+
+bool PKCS12PFX::decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key) {
+    auto const isFor = [&](PKCS7EnvelopedData const& data) {
+        return std::any_of(data.recipientInfos.begin(), data.recipientInfos.end(),
+                           [&](auto const& one) { return detail::isRecipient(one, certificate); });
+    };
+    std::vector<PKCS12Content> opened = contents;
+    bool isAny = false, isNew = false;
+    for (PKCS12Content& content : opened) {
+        if (content.kind != PKCS12Content::Kind::enveloped || !isFor(envelopedData[content.index]))
+            continue;
+        isAny = true;
+        if (content.isOpen)
+            continue;
+        SecretBytes plain;
+        if (!envelopedData[content.index].decrypt(certificate, key, plain.value))
+            return false;
+        if (!detail::readSafeContents(plain, isBer, content.bags))
+            return detail::refuseSafeContents();
+        content.isOpen = isNew = true;
+    }
+    if (!isAny)
+        return say("ktri: no key matches");
+    if (isNew)
+        collect(std::move(opened));
+    return true;
+}
+
+/// Takes the contents, some of which were opened just now, and shows what they all hold.
+void PKCS12PFX::collect(std::vector<PKCS12Content>&& opened) {
+    contents = std::move(opened);
+    certificates.clear();
+    keys.clear();
+    certificateAttributes.clear();
+    keyAttributes.clear();
+    for (PKCS12Content const& content : contents)
+        show(content);
+}
+
+size_t PKCS12PFX::lockedKeys() const {
+    size_t count = 0;
+    for (PKCS12Content const& content : contents)
+        for (PKCS12Bag const& bag : content.bags)
+            count += bag.isLocked();
+    return count;
+}
+
+size_t PKCS12PFX::lockedContents() const {
+    return static_cast<size_t>(std::count_if(contents.begin(), contents.end(),
+                                             [](PKCS12Content const& content) { return !content.isOpen; }));
+}

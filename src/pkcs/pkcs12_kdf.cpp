@@ -1,0 +1,134 @@
+#include "sealkit/pkcs12.h"
+
+#include "asn1/utf.h"
+#include "hash/secret_bytes.h"
+#include "pkcs/bmp_string.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+/// The strings D, S and P of RFC 7292, appendix B.2, are repeated to whole blocks of the hash.
+void appendRepeated(std::vector<unsigned char>& to, asn1::blob bytes, size_t blockSize) {
+    if (bytes.empty())
+        return;
+    size_t const size = (bytes.size() + blockSize - 1) / blockSize * blockSize;
+    for (size_t done = 0; done < size; done += bytes.size()) {
+        size_t const count = std::min(bytes.size(), size - done);
+        to.insert(to.end(), bytes.data(), bytes.data() + count);
+    }
+}
+
+void absorb(Hash& hash, asn1::blob data) {
+    while (!data.empty()) {
+        size_t const size = std::min<size_t>(data.size(), std::numeric_limits<unsigned>::max());
+        hash.update(data.data(), static_cast<unsigned>(size));
+        data.pop_front(size);
+    }
+}
+
+/// Adds `b` and one to a block, both as big-endian numbers, modulo what a block holds.
+void addAndOne(unsigned char* block, unsigned char const* b, size_t blockSize) {
+    unsigned carry = 1;
+    for (size_t i = blockSize; i-- > 0; carry >>= 8) {
+        carry += block[i] + b[i];
+        block[i] = static_cast<unsigned char>(carry);
+    }
+}
+
+bool isKnown(HashID hash) {
+    return hash == HashID::MD5 || hash == HashID::SHA1 || hash == HashID::SHA256 || hash == HashID::SHA384 ||
+           hash == HashID::SHA512;
+}
+
+} // namespace
+
+void detail::appendBmp(std::vector<unsigned char>& to, std::string_view text) {
+    bool const isLatin1 = !isUtf8(text);
+    auto const append = [&](char32_t unit) {
+        to.push_back(static_cast<unsigned char>(unit >> 8));
+        to.push_back(static_cast<unsigned char>(unit));
+    };
+    while (!text.empty()) {
+        char32_t point;
+        if (isLatin1) {
+            point = static_cast<unsigned char>(text[0]);
+            text.remove_prefix(1);
+        } else {
+            point = takeUtf8(text);
+        }
+        if (point >= 0x10000) {
+            append(0xD7C0 + (point >> 10)); // RFC 2781, section 2.1
+            append(0xDC00 | (point & 0x3FF));
+        } else {
+            append(point);
+        }
+    }
+}
+
+std::string detail::textOfBmp(asn1::blob bmp) {
+    auto const takeUnit = [&] {
+        char32_t const high = bmp.pop_front();
+        return high << 8 | bmp.pop_front();
+    };
+    std::string text;
+    while (bmp.size() >= 2) {
+        char32_t point = takeUnit();
+        bool const isHigh = point >= 0xD800 && point < 0xDC00;
+        if (isHigh && bmp.size() >= 2 && (bmp[0] & 0xFC) == 0xDC)
+            point = 0x10000 + ((point & 0x3FF) << 10 | (takeUnit() & 0x3FF));
+        appendUtf8(text, isSurrogate(point) ? replacementCharacter : point);
+    }
+    return text;
+}
+
+std::vector<unsigned char> pkcs12_password(std::string_view password) {
+    std::vector<unsigned char> bmp;
+    // As much as there can be, so that no part of it is left behind in other memory.
+    bmp.reserve(2 * password.size() + 2);
+    detail::appendBmp(bmp, password);
+    bmp.insert(bmp.end(), 2, 0);
+    return bmp;
+}
+
+bool pkcs12_kdf(HashID id, asn1::blob password, asn1::blob salt, unsigned iterations, PKCS12Purpose purpose,
+                std::span<unsigned char> out) {
+    if (!isKnown(id) || iterations == 0)
+        return false;
+    std::unique_ptr<Hash> const hash = createHash(id);
+    size_t const blockSize = hash->blockLength();
+    unsigned const digestSize = hash->digestLength();
+    constexpr size_t longestBlock = 128, longestDigest = 64;
+
+    unsigned char diversifier[longestBlock], digest[longestDigest];
+    std::memset(diversifier, static_cast<int>(purpose), blockSize);
+    detail::SecretBytes input;
+    input.value.reserve(salt.size() + password.size() + 2 * blockSize);
+    appendRepeated(input.value, salt, blockSize);
+    appendRepeated(input.value, password, blockSize);
+
+    while (!out.empty()) {
+        absorb(*hash, {diversifier, blockSize});
+        absorb(*hash, input);
+        hash->digest(digest);
+        for (unsigned i = 1; i < iterations; i++) {
+            hash->update(digest, digestSize);
+            hash->digest(digest);
+        }
+        size_t const size = std::min<size_t>(out.size(), digestSize);
+        std::memcpy(out.data(), digest, size);
+        out = out.subspan(size);
+        if (out.empty())
+            break;
+        unsigned char repeated[longestBlock];
+        for (size_t i = 0; i < blockSize; i++)
+            repeated[i] = digest[i % digestSize];
+        for (size_t at = 0; at < input.value.size(); at += blockSize)
+            addAndOne(input.value.data() + at, repeated, blockSize);
+        secureMemset(repeated, 0, sizeof repeated);
+    }
+    secureMemset(digest, 0, sizeof digest);
+    return true;
+}

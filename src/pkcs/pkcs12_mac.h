@@ -1,0 +1,21 @@
+/// The MAC of a PKCS#12 file (RFC 7292, section 4, and appendix B.4).
+#pragma once
+
+#include "sealkit/pkcs12.h"
+
+namespace detail {
+
+/// HMAC over `data` under a key from the password, which is in the form that `pkcs12_kdf` takes. Empty when `hash` is
+/// none that it takes.
+std::vector<unsigned char> pkcs12Mac(HashID hash, asn1::blob password, asn1::blob salt, unsigned iterations,
+                                     asn1::blob data);
+
+/// The count that `macIterations` stands for.
+inline unsigned macCount(unsigned macIterations) {
+    return macIterations == 0 ? pkcs12MacIterations : macIterations;
+}
+
+/// Whether two MACs are the same, in a time that does not tell where they differ.
+bool areSameMacs(asn1::blob a, asn1::blob b);
+
+} // namespace detail
