@@ -132,12 +132,12 @@ private:
         signatureChecksLeft = mostSignatureChecks;
         chainsLeft = mostChains;
         CertificateChain chain = {certificate};
-        std::string distrust;
+        std::string distrust = "its certificate is not trusted: ";
         return extend(chain, &distrust) ? "" : distrust;
     }
 
     /// Decides on the chains that lead upward from `chain`, until the store has the issuer or nobody. True when one
-    /// is trusted; otherwise `*distrust` is what the first of them lacks.
+    /// is trusted; otherwise what the first of them lacks is appended to `*distrust`.
     bool extend(CertificateChain& chain, std::string* distrust) {
         X509Certificate const& last = *chain.back();
         if (last.selfSigned || chain.size() == longestChain)
@@ -175,14 +175,13 @@ private:
     bool isTrusted(CertificateChain const& chain, std::string* distrust) {
         if (chainsLeft == 0)
             return false;
-        --chainsLeft;
+        bool const isFirst = chainsLeft-- == mostChains;
         std::string error;
         int const code = x509ValidatePath(chain, store, now, {}, IPAddr6(), {}, false, &error);
         if (code == static_cast<int>(PathCode::valid))
             return true;
-        if (distrust->empty())
-            *distrust = "its certificate is not trusted: " +
-                        (error.empty() ? std::string(findPathCode(code)->sentence) : error);
+        if (isFirst)
+            *distrust += error.empty() ? findPathCode(code)->sentence : error;
         return false;
     }
 

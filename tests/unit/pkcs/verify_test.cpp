@@ -269,6 +269,28 @@ TEST(SignedDataVerify, TriesOtherChainsWhereOneIsNotTrusted) {
     EXPECT_EQ(verdict(message, store), "");
 }
 
+TEST(SignedDataVerify, DoesNotTakeAnImpostorForTheStoresIssuer) {
+    Ed25519PrivateKey impostorKey;
+    ASSERT_TRUE(impostorKey.initPrivate(Bytes(32, 7)));
+    for (bool const hasKeyId : {false, true}) {
+        auto const root = issue("root", "root", 1), impostor = issue("root", "root", 1),
+                   leaf = issue("root", "leaf", 2, false);
+        if (hasKeyId)
+            root->subjectKeyId = impostor->subjectKeyId = leaf->authorityKeyId = {1, 2, 3};
+        ASSERT_TRUE(root->sign(*aliceKey(), HashID::SHA256));
+        impostor->setPublicKey(impostorKey);
+        ASSERT_TRUE(impostor->sign(impostorKey, HashID::SHA256));
+        ASSERT_TRUE(leaf->sign(impostorKey, HashID::SHA256));
+        PKCS7SignedData message = signedBy(leaf);
+        message.certificates.push_back(impostor);
+        CertificateMemoryStore store;
+        store.certs = {impostor};
+        EXPECT_EQ(verdict(message, store), "");
+        store.certs = {root};
+        EXPECT_THAT(verdict(message, store), HasSubstr("cert signature is invalid"));
+    }
+}
+
 TEST(SignedDataVerify, EndsWhereIssuersIssueEachOther) {
     PKCS7SignedData message = signedBy(issue("a", "leaf", 1, false));
     for (unsigned char serial = 0; serial < 40; serial++) {
