@@ -12,6 +12,7 @@
 #include "sealkit/curve25519.h"
 #include "sealkit/der.h"
 #include "sealkit/ec.h"
+#include "sealkit/ecsrp.h"
 #include "sealkit/gcm.h"
 #include "sealkit/hash.h"
 #include "sealkit/hmac.h"
@@ -19,6 +20,7 @@
 #ifndef SEALKIT_WITHOUT_MLKEM
 #include "sealkit/mlkem.h"
 #endif
+#include "sealkit/mschapv2.h"
 #include "sealkit/name.h"
 #include "sealkit/oid.h"
 #include "sealkit/path.h"

@@ -3,8 +3,8 @@
 #include "sealkit/hash.h"
 #include "sealkit/wipe.h"
 
-#include <algorithm>
-#include <initializer_list>
+#include "hash/secret_digest.h"
+
 #include <utility>
 
 namespace {
@@ -12,32 +12,16 @@ namespace {
 constexpr size_t pointSize = 32;
 constexpr size_t scalarSize = 32;
 
-/// A SHA-512 digest, wiped at the end: half of that of a private key is the key, and the number
-/// that blinds the key in a signature comes from another.
-struct Digest {
-    unsigned char bytes[64];
+/// Half of that of a private key is the key, and the number that blinds the key in a signature comes from
+/// another.
+using Digest = detail::SecretDigest<SHA512, 64>;
 
-    explicit Digest(std::initializer_list<asn1::blob> parts) {
-        constexpr size_t atOnce = 1U << 30; // `update` counts in 32 bits
-        std::unique_ptr<Hash> const hash = createHash(HashID::SHA512);
-        for (asn1::blob part : parts)
-            while (!part.empty()) {
-                asn1::blob const piece = part.pop_front(std::min(part.size(), atOnce));
-                hash->update(piece.data(), static_cast<unsigned>(piece.size()));
-            }
-        hash->digest(bytes);
-    }
-    ~Digest() { secureMemset(bytes, 0, sizeof(bytes)); }
-    Digest(Digest const&) = delete;
-    Digest& operator=(Digest const&) = delete;
-
-    /// The digest as a scalar: little-endian, modulo the group order.
-    BigNum scalar() const {
-        BigNum number(asn1::blob(bytes, sizeof(bytes)), little_endian{});
-        div(number, Curve25519::getOrder(), nullptr, &number);
-        return number;
-    }
-};
+/// A digest as a scalar: little-endian, modulo the group order.
+BigNum scalar(Digest const& digest) {
+    BigNum number(digest, little_endian{});
+    div(number, Curve25519::getOrder(), nullptr, &number);
+    return number;
+}
 
 /// Clamps the first half of a private key's digest to the scalar s.
 BigNum clampedScalar(Digest& h) {
@@ -71,12 +55,12 @@ std::vector<unsigned char> get_public_key(asn1::blob secret) {
 std::vector<unsigned char> sign(asn1::blob secret, asn1::blob message) {
     std::vector<unsigned char> prefix;
     BigNum const s = expand_secret(secret, &prefix);
-    BigNum const r = Digest({prefix, message}).scalar();
+    BigNum const r = scalar(Digest({prefix, message}));
     secureMemset(prefix.data(), 0, prefix.size());
 
     std::vector<unsigned char> signature = encodedMultipleOfG(r);
     std::vector<unsigned char> const pub = secret_to_public(s);
-    BigNum const k = Digest({signature, pub, message}).scalar();
+    BigNum const k = scalar(Digest({signature, pub, message}));
 
     BigNum S = r + k * s;
     div(S, Curve25519::getOrder(), nullptr, &S);
@@ -97,7 +81,7 @@ bool verify(asn1::blob pub, asn1::blob message, asn1::blob sig) {
     WCurve::Point const A = curve.fromBin(pub);
     if (curve.isInfinity(A)) // the invalid point is one, too
         return false;
-    BigNum const k = Digest({encodedR, pub, message}).scalar();
+    BigNum const k = scalar(Digest({encodedR, pub, message}));
 
     // S·G = R + k·A is asked as R = S·G + (8L − k)·A: one joint multiplication instead of two. Every
     // point's order divides 8L. Points encode in one way only, so that R need not be decoded: what
