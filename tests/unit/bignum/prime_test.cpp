@@ -1,6 +1,7 @@
 #include "sealkit/prime.h"
 
 #include "support/rngs.h"
+#include "support/slow.h"
 #include "unit/bignum/numbers.h"
 
 #include <gtest/gtest.h>
@@ -33,11 +34,7 @@ TEST(Prime, SmallNumbersAreKnownWithoutChance) {
     EXPECT_TRUE(isProbablePrime(bn64(16'777'259), SeededRng(0)));
 }
 
-#ifdef __powerpc__
-constexpr unsigned rounds = 8; // every case, but under emulation not for a minute
-#else
-constexpr unsigned rounds = millerRabinRounds;
-#endif
+constexpr unsigned rounds = test::lessWhenSlow(millerRabinRounds, 8u);
 
 TEST(Prime, WycheproofAgrees) {
     SeededRng const rng(1);

@@ -1,5 +1,6 @@
 #include "named_curve.h"
 #include "sealkit/curve25519.h"
+#include "support/slow.h"
 
 #include <gtest/gtest.h>
 
@@ -16,9 +17,16 @@ std::vector<unsigned char> agree(NamedCurve const& c, std::vector<unsigned char>
     return c.curve.toEC(c.curve.mul(k, c.curve.fromEC(point))).x.bin(c.len);
 }
 
+constexpr unsigned every = test::lessWhenSlow(1u, 8u);
+
 void agreesWithPublishedSecrets(std::string const& file, NamedCurve const& c) {
+    unsigned count = 0;
     test::forEachCase(file, [&](test::Case const& v) {
         v.ignore({"curve", "flags"});
+        if (v.text("result") == "valid" && count++ % every != 0) {
+            v.ignore({"private", "public", "shared"});
+            return;
+        }
         auto const secret = agree(c, v.bytes("public"), number(v.text("private")));
         if (v.text("result") == "invalid") {
             v.ignore({"shared"});

@@ -1,4 +1,5 @@
 #include "sealkit/pbes2.h"
+#include "support/slow.h"
 
 #include "sealkit/cipher.h"
 #include "sealkit/pbkdf2.h"
@@ -109,12 +110,7 @@ void expectRefused(Bytes const& params, std::string const& words = "") {
 }
 
 TEST(Pbes2, AgreesWithWycheproof) {
-    // PowerPC is emulated when it is tested, and sanitizers are as slow.
-#if defined __powerpc__ || defined __SANITIZE_ADDRESS__
-    constexpr unsigned every = 6;
-#else
-    constexpr unsigned every = 1;
-#endif
+    constexpr unsigned every = test::lessWhenSlow(1u, 6u);
     for (auto const& [hash, prf] : {std::pair("sha1", hmacSha1), std::pair("sha256", hmacSha256)})
         for (auto const& [bits, cipher] :
              {std::pair("128", aes128), std::pair("192", aes192), std::pair("256", aes256)})

@@ -1,4 +1,5 @@
 #include "sealkit/pem.h"
+#include "support/slow.h"
 
 #include "sealkit/pkcs8.h"
 
@@ -391,11 +392,7 @@ TEST(ReadFromFile, AMissingFileIsAnEmptyOne) {
 // --- Hostile text ---
 
 TEST(Pem, TakesTimeInProportionToTheText) {
-#ifdef __powerpc__ // emulated
-    constexpr size_t size = 1 << 18;
-#else
-    constexpr size_t size = 4 << 20;
-#endif
+    constexpr size_t size = test::lessWhenSlow(4u << 20, 1u << 18);
     auto const repeat = [](std::string_view part) {
         std::string text;
         text.reserve(size + part.size());

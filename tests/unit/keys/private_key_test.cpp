@@ -1,6 +1,7 @@
 #include "sealkit/keys.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
+#include "support/slow.h"
 
 #include "keys/key_cast.h"
 #include "unit/keys/support.h"
@@ -741,7 +742,7 @@ TEST(HostileKeys, WithABitFlippedTheyAreRefusedOrSound) {
     for (char const* name : smallKeys) {
         Bytes const der = derOf(name);
         size_t refused = 0;
-        for (size_t bit = 0; bit < 8 * der.size(); ++bit) {
+        for (size_t bit = 0; bit < 8 * der.size(); bit += test::lessWhenSlow(1, 5)) {
             Bytes flipped = der;
             flipped[bit / 8] ^= static_cast<unsigned char>(1 << bit % 8);
             std::unique_ptr<PrivateKey> const key = parseOneAssimetricKey(flipped);

@@ -4,6 +4,7 @@
 
 #include "asn1/oids.h"
 #include "support/captured_output.h"
+#include "support/slow.h"
 #include "support/vectors.h"
 
 #include <gtest/gtest.h>
@@ -27,11 +28,7 @@ PKCS7EnvelopedData messageWith(Bytes const& encryptedKey) {
 }
 
 /// One decryption takes a tenth of a second under emulation.
-#if defined(__powerpc__) || defined(__SANITIZE_ADDRESS__)
-constexpr unsigned every = 12;
-#else
-constexpr unsigned every = 1;
-#endif
+constexpr unsigned every = test::lessWhenSlow(1u, 12u);
 
 TEST(Wycheproof, RsaDecryption) {
     X509Certificate certificate;

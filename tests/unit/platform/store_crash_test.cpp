@@ -1,6 +1,7 @@
 // Writers that are killed, and writers that meet.
 #include "kp/store.h"
 
+#include "support/slow.h"
 #include "support/temporary_root.h"
 
 #include <gtest/gtest.h>
@@ -18,11 +19,7 @@ using kp::Store;
 
 class StoreCrash : public test::PlatformRootTest {};
 
-#if defined __powerpc__
-constexpr int rounds = 60; // Emulated.
-#else
-constexpr int rounds = 300;
-#endif
+constexpr int rounds = test::lessWhenSlow(300, 60);
 
 constexpr uint32_t numberField = 1, patternField = 2;
 
