@@ -1,6 +1,7 @@
 #include "authority.h"
 
 #include "certificates.h"
+#include "clock.h"
 #include "hash_names.h"
 #include "input.h"
 #include "terminal.h"
@@ -42,7 +43,7 @@ void addSignerOptions(CommandLine& commandLine, SignerOptions& options, std::str
 std::optional<Signer> readSigner(SignerOptions const& options, int* status) {
     auto const hash = findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
     if (!hash || getKeyInfoFromKeyHash(KeyType::RSA, hash->id).empty()) {
-        *status = wrongUsage("\"" + options.algorithm + "\" is no hash that certificates are signed with");
+        *status = wrongUsage("\"" + options.algorithm + "\" is no hash that is signed with here");
         return std::nullopt;
     }
     if (standardInputTwice({options.key, options.password.file})) {
@@ -81,10 +82,37 @@ int ObjectOutput::open(OutputFile& output) const {
 }
 
 int ObjectOutput::write(OutputFile& output, std::string const& label, X509Base const& object) const {
-    std::vector<unsigned char> bytes = object.serialize();
+    return write(output, label, object.serialize());
+}
+
+int ObjectOutput::write(OutputFile& output, std::string const& label,
+                        std::vector<unsigned char> encoded) const {
     if (!der)
-        bytes = encodePemType(label, bytes);
-    return output.write(bytes) && output.commit() ? exitDone : exitBadInput;
+        encoded = encodePemType(label, encoded);
+    return output.write(encoded) && output.commit() ? exitDone : exitBadInput;
+}
+
+bool isOwnKey(std::string const& path, X509Certificate const& certificate, PrivateKey const& key) {
+    auto const own = certificate.parsePublicKey();
+    if (own && own->equals(key))
+        return true;
+    badInput(path + ": the key is not that of this certificate");
+    return false;
+}
+
+bool isFitNow(std::string const& path, X509Certificate const& certificate, unsigned usages, char const* use) {
+    TimePoint const now = currentTime();
+    std::string problem;
+    if (now < certificate.notBefore)
+        problem = "is not valid before " + formatTime(certificate.notBefore);
+    else if (now > certificate.notAfter)
+        problem = "ended at " + formatTime(certificate.notAfter);
+    else if (certificate.keyUsage != 0 && (certificate.keyUsage & usages) == 0)
+        problem = std::string("its key usage does not allow ") + use;
+    else
+        return true;
+    badInput(path + ": " + problem);
+    return false;
 }
 
 std::optional<X509Certificate> readCertificate(std::string const& path) {
@@ -103,11 +131,10 @@ std::optional<X509Certificate> readAuthority(std::string const& path, Signer con
     auto certificate = readCertificate(path);
     if (!certificate)
         return std::nullopt;
-    auto const key = certificate->parsePublicKey();
+    if (!isOwnKey(path, *certificate, *signer.key))
+        return std::nullopt;
     char const* problem = nullptr;
-    if (!key || !key->equals(*signer.key))
-        problem = "the key is not that of this certificate";
-    else if (certificate->basicConstraints != 1)
+    if (certificate->basicConstraints != 1)
         problem = "is no certificate of an authority: its basic constraints do not say so";
     else if (certificate->keyUsage != 0 && (certificate->keyUsage & usage) == 0)
         problem = usage == KeyUsage::crlSign ? "its key usage does not allow signing revocation lists"

@@ -44,11 +44,20 @@ struct ObjectOutput {
     int open(OutputFile& output) const;
     /// Writes the object as PEM with this label, or as DER; returns the exit status.
     int write(OutputFile& output, std::string const& label, X509Base const& object) const;
+    /// The same of an object that is encoded already.
+    int write(OutputFile& output, std::string const& label, std::vector<unsigned char> encoded) const;
 };
 
 /// The certificate of an authority, which the signer's key must belong to. Where it names key usages,
 /// `usage`, a bit of `KeyUsage`, must be among them. Complains.
 std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer, unsigned usage);
+
+/// Whether the key is that of the certificate. Complains, with `path`.
+bool isOwnKey(std::string const& path, X509Certificate const& certificate, PrivateKey const& key);
+
+/// Whether the certificate is valid now, and its key usage, where it names one, has one of the bits `usages`.
+/// Complains, with `path`; `use` says what for: "signing messages".
+bool isFitNow(std::string const& path, X509Certificate const& certificate, unsigned usages, char const* use);
 
 /// The one certificate of a file, the first. Complains.
 std::optional<X509Certificate> readCertificate(std::string const& path);

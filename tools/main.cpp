@@ -22,6 +22,8 @@ Verb const verbs[] = {
     {"req", "make certificate requests", setUpReq},
     {"cert", "make certificates: of an authority, or by one", setUpCert},
     {"crl", "make certificate revocation lists", setUpCrl},
+    {"cms", "sign, check, encrypt and decrypt messages (PKCS#7, CMS)", setUpCms},
+    {"ts", "ask for time-stamps, and check them", setUpTs},
     {"random", "write random bytes", setUpRandom},
     {"store", "look into the configuration store and change it", setUpStore},
     {"trust", "choose which certificates the certificate manager trusts", setUpTrust},

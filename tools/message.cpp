@@ -135,9 +135,6 @@ std::string whyNotDer(asn1::blob der) {
     return outer.tag == asn1::parser::endTag ? "" : "there are bytes behind the message";
 }
 
-/// The number of a version.
-std::string versionText(asn1::blob content) { return numberText(content); }
-
 /// Why a digest's AlgorithmIdentifier, a whole element, is refused; empty when it is not.
 std::string whyNotDigest(asn1::blob element) {
     if (getHashFromDER(element) != HashID::none)
@@ -160,12 +157,12 @@ std::string whyNotSigner(asn1::blob signer) {
     asn1::blob version, content, oid;
     if (!take(fields, tagInteger, &version))
         return "it is malformed";
-    if (versionText(version) == "3" || fields.tag == primitive(0))
+    if (numberText(version) == "3" || fields.tag == primitive(0))
         return "it is named by a key identifier (version 3), and only names by issuer and serial number are "
                "read; "
                "\"openssl cms\" without -keyid writes those";
-    if (versionText(version) != "1")
-        return "it is of version " + versionText(version) + ", and only version 1 is read";
+    if (numberText(version) != "1")
+        return "it is of version " + numberText(version) + ", and only version 1 is read";
     if (!take(fields, tagSequence, &content) || fields.tag != tagSequence)
         return "it is malformed";
     if (std::string const why = whyNotDigest(fields.takeWhole()); !why.empty())
@@ -202,13 +199,18 @@ std::string whyNotAll(asn1::blob field, char const* what, char const* otherKind)
     return "";
 }
 
+std::string withArticle(std::string const& noun) {
+    bool const isVowel = std::string_view("aeiou").find(noun.front()) != std::string_view::npos;
+    return (isVowel ? "an " : "a ") + noun;
+}
+
 /// Goes into the ContentInfo of the type, if there is one, and into its SEQUENCE.
 std::string enterContent(asn1::parser& fields, asn1::blob der, char const* type, char const* wanted) {
     if (std::string const why = whyNotDer(der); !why.empty())
         return why;
     asn1::blob const found = contentTypeOf(der);
     if (!found.empty() && oidStr(found) != type)
-        return "it holds a " + contentTypeName(found) + ", not a" + wanted;
+        return "it holds " + withArticle(contentTypeName(found)) + ", not " + wanted;
     fields.enter(tagSequence);
     if (!found.empty()) {
         fields.take();
@@ -391,12 +393,12 @@ std::string algorithmName(asn1::blob oid) {
 
 std::string whyNotSigned(asn1::blob der, std::string const& said) {
     asn1::parser fields(der);
-    if (std::string const why = enterContent(fields, der, signedDataOid, " signed message"); !why.empty())
+    if (std::string const why = enterContent(fields, der, signedDataOid, "a signed message"); !why.empty())
         return why;
     asn1::blob content;
     if (!take(fields, tagInteger, &content))
         return whyNotParsedOtherwise(said);
-    if (std::string const version = versionText(content); version != "1" && version != "3")
+    if (std::string const version = numberText(content); version != "1" && version != "3")
         return "it is of version " + version + ", and only versions 1 and 3 are read";
     if (!take(fields, tagSet, &content))
         return whyNotParsedOtherwise(said);
@@ -434,12 +436,13 @@ std::string whyNotSigned(asn1::blob der, std::string const& said) {
 
 std::string whyNotEnveloped(asn1::blob der, std::string const& said) {
     asn1::parser fields(der);
-    if (std::string const why = enterContent(fields, der, envelopedDataOid, "n enveloped message");
+    if (std::string const why = enterContent(fields, der, envelopedDataOid, "an enveloped message");
         !why.empty())
         return why;
     asn1::blob content;
     if (contentTypeOf(der).empty() || !take(fields, tagInteger, &content))
         return whyNotParsedOtherwise(said);
+    std::string const version = numberText(content);
     take(fields, constructed(0), &content);
     if (!take(fields, tagSet, &content))
         return whyNotParsedOtherwise(said);
@@ -451,8 +454,10 @@ std::string whyNotEnveloped(asn1::blob der, std::string const& said) {
                                                                     : nullptr;
         if (kind != nullptr)
             return std::string("one of its recipients is ") + kind +
-                   ", and messages are read only when all have RSA keys" + (said.empty() ? "" : ": " + said);
+                   ", and messages are read only when all have RSA keys";
     }
+    if (version != "0" && version != "2")
+        return "it is of version " + version + ", and only versions 0 and 2 are read";
     if (fields.tag == tagSequence) {
         asn1::parser encrypted(fields.take());
         asn1::blob part;
@@ -513,7 +518,7 @@ std::optional<StampedInfo> readStamp(PKCS7SignedData const& token) {
         return std::nullopt;
     asn1::parser fields(body);
     StampedInfo info;
-    if (!fields.enter(tagSequence) || !take(fields, tagInteger, &content) || versionText(content) != "1" ||
+    if (!fields.enter(tagSequence) || !take(fields, tagInteger, &content) || numberText(content) != "1" ||
         !take(fields, tagOid, &info.policy) || !take(fields, tagSequence, &content))
         return std::nullopt;
     asn1::parser imprint(content);

@@ -48,37 +48,6 @@ constexpr AttributeType attributeTypes[] = {
     {"organizationidentifier", "2.5.4.97"},
 };
 
-/// The content octets of an object identifier in dotted form; empty when it is none.
-std::vector<unsigned char> encodeOid(std::string_view dotted) {
-    std::vector<std::uint32_t> arcs;
-    while (true) {
-        std::uint32_t arc = 0;
-        auto const [end, error] = std::from_chars(dotted.data(), dotted.data() + dotted.size(), arc);
-        if (error != std::errc())
-            return {};
-        arcs.push_back(arc);
-        dotted.remove_prefix(static_cast<size_t>(end - dotted.data()));
-        if (dotted.empty())
-            break;
-        if (dotted.front() != '.')
-            return {};
-        dotted.remove_prefix(1);
-    }
-    // The first octet holds two arcs (X.690, section 8.19.4). The library shows it for arcs below 40 alone.
-    if (arcs.size() < 2 || arcs[0] > 2 || arcs[1] > 39)
-        return {};
-    std::vector<unsigned char> content = {static_cast<unsigned char>(arcs[0] * 40 + arcs[1])};
-    for (size_t i = 2; i < arcs.size(); i++) {
-        std::array<unsigned char, 5> digits{};
-        size_t at = digits.size();
-        for (std::uint32_t rest = arcs[i], more = 0; at == digits.size() || rest != 0;
-             rest >>= 7, more = 0x80)
-            digits[--at] = static_cast<unsigned char>((rest & 0x7F) | more);
-        content.insert(content.end(), digits.begin() + static_cast<ptrdiff_t>(at), digits.end());
-    }
-    return content;
-}
-
 bool isAscii(std::string_view text) {
     return std::ranges::all_of(text, [](char c) { return c >= ' ' && c < 0x7F; });
 }
@@ -170,6 +139,36 @@ bool isHostName(std::string_view text) {
 }
 
 } // namespace
+
+std::vector<unsigned char> encodeOid(std::string_view dotted) {
+    std::vector<std::uint32_t> arcs;
+    while (true) {
+        std::uint32_t arc = 0;
+        auto const [end, error] = std::from_chars(dotted.data(), dotted.data() + dotted.size(), arc);
+        if (error != std::errc())
+            return {};
+        arcs.push_back(arc);
+        dotted.remove_prefix(static_cast<size_t>(end - dotted.data()));
+        if (dotted.empty())
+            break;
+        if (dotted.front() != '.')
+            return {};
+        dotted.remove_prefix(1);
+    }
+    // The first octet holds two arcs (X.690, section 8.19.4). The library shows it for arcs below 40 alone.
+    if (arcs.size() < 2 || arcs[0] > 2 || arcs[1] > 39)
+        return {};
+    std::vector<unsigned char> content = {static_cast<unsigned char>(arcs[0] * 40 + arcs[1])};
+    for (size_t i = 2; i < arcs.size(); i++) {
+        std::array<unsigned char, 5> digits{};
+        size_t at = digits.size();
+        for (std::uint32_t rest = arcs[i], more = 0; at == digits.size() || rest != 0;
+             rest >>= 7, more = 0x80)
+            digits[--at] = static_cast<unsigned char>((rest & 0x7F) | more);
+        content.insert(content.end(), digits.begin() + static_cast<ptrdiff_t>(at), digits.end());
+    }
+    return content;
+}
 
 std::optional<std::vector<unsigned char>> parseSubject(std::string_view text, std::string* problem) {
     char const separator = text.starts_with('/') ? '/' : ',';

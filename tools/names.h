@@ -23,3 +23,6 @@ bool isPlainName(asn1::blob name);
 
 /// Whether it is one that `parseAlternativeName` could have made.
 bool isPlainName(GeneralName const& name);
+
+/// The content octets of an object identifier in dotted form; empty when it is none.
+std::vector<unsigned char> encodeOid(std::string_view dotted);

@@ -128,7 +128,7 @@ Found readMessage(MessageKind kind, asn1::blob der) {
     }
     case MessageKind::otherContent:
         found.complaint =
-            "a message that holds a " + contentTypeName(contentTypeOf(der)) + ", which is not shown";
+            "a message of the type \"" + contentTypeName(contentTypeOf(der)) + "\", which is not shown";
         return found;
     case MessageKind::none:
         found.complaint = "no message that is known";

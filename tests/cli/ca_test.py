@@ -164,7 +164,7 @@ class RequestTest(AuthorityTest):
             path = self.made(*make, key, *(["-a", algorithm] if algorithm else []))
             self.assertIn(shown, openssl("req", "-in", path, "-verify", "-noout", "-text").decode())
         self.refused(3, "brings its own hash", *make, "host.key", "-a", "sha256")
-        self.refused(3, "is no hash that certificates are signed with", *make, "ec.key", "-a", "md5")
+        self.refused(3, "is no hash that is signed with here", *make, "ec.key", "-a", "md5")
         self.refused(3, "is no hash", *make, "ec.key", "-a", "sha257")
         self.refused(2, "signs nothing", *make, "x.key")
         self.refused(2, "No such file", *make, "missing.key")
