@@ -31,4 +31,25 @@ void checkRecord(test::Case const& c);
 /// key, skip, message, ciphertext
 void checkRc4(test::Case const& c);
 
+// Of messages: what the library says on standard output while it reads them is `output`, each line with '|' at
+// its end; `key` and the like name files in `tests/vectors/pkcs/keys`; the content has `content-size` bytes
+// (`contentOf` in `messages.h`).
+
+/// message, errors, output, and parsed = no; or root, now, detached, what the fields hold, and what verifying says
+void checkSigned(test::Case const& c);
+/// certificate1, key1, hash1 …, counter-hash, digest. The message has that SHA-256 digest, and the peer took it.
+void checkSigning(test::Case const& c);
+
+/// request, the fields, or parsed = no. Written again, the request is `written`.
+void checkTimeStampRequest(test::Case const& c);
+/// response, status, and of a grant info, the encoding of the TSTInfo, root, and stamped
+void checkTimeStampResponse(test::Case const& c);
+
+/// message, certificate, key, output; parsed = no or opened = no where it is refused
+void checkEnveloped(test::Case const& c);
+/// certificate1 …, cipher, key-size, by-key-id, digest. As `checkSigning`.
+void checkEnveloping(test::Case const& c);
+/// message, cipher, key
+void checkEncryptedData(test::Case const& c);
+
 } // namespace interop

@@ -1,52 +1,24 @@
 #include "interop/libcrypto.h"
 
+#include "interop/libcrypto_objects.h"
+
 #include <openssl/core_names.h>
 #include <openssl/crypto.h>
-#include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/kdf.h>
-#include <openssl/provider.h>
 
 #include <map>
-#include <memory>
-#include <stdexcept>
 
 namespace {
 
-using libcrypto::Bytes;
-
-template <auto release>
-struct Release {
-    template <typename T>
-    void operator()(T* object) const {
-        release(object);
-    }
-};
-template <typename T, auto release>
-using Owned = std::unique_ptr<T, Release<release>>;
-
-[[noreturn]] void fail(std::string const& what) {
-    char reason[256];
-    ERR_error_string_n(ERR_get_error(), reason, sizeof reason);
-    throw std::runtime_error(what + ": " + reason);
-}
-
-void require(int result, char const* what) {
-    if (result != 1)
-        fail(what);
-}
+using namespace libcrypto;
 
 /// The object called `name` that `fetch` finds, once found kept to the end.
 template <auto fetch, auto release>
 auto* named(std::string const& name) {
     using Object = std::remove_pointer_t<decltype(fetch(nullptr, nullptr, nullptr))>;
     static std::map<std::string, Owned<Object, release>> found;
-    // Loading one provider by hand keeps the others from being loaded by themselves.
-    static auto const providers = {OSSL_PROVIDER_load(nullptr, "default"),
-                                   OSSL_PROVIDER_load(nullptr, "legacy")};
-    for (OSSL_PROVIDER* provider : providers)
-        if (provider == nullptr)
-            fail("providers");
+    loadProviders();
     auto& object = found[name];
     if (object == nullptr)
         object.reset(fetch(nullptr, name.c_str(), nullptr));

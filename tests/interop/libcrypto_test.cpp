@@ -29,7 +29,7 @@ TEST_P(Libcrypto, GivesTheSameAnswers) {
 
     test::Random random(GetParam().name + std::to_string(seed));
     interop::Cases cases;
-    for (unsigned i = setting("SEALKIT_INTEROP_CASES", 2000); i > 0; i--)
+    for (unsigned i = setting("SEALKIT_INTEROP_CASES", 2000) / make->share; i > 0; i--)
         make->make(random, cases.begin(GetParam().name));
     std::string const text = "# Source: random cases from seed " + std::to_string(seed) + ", answered by " +
                              libcrypto::version() + "\n" + cases.text();

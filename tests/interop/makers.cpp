@@ -5,10 +5,24 @@
 namespace {
 
 constexpr interop::Maker makers[] = {
-    {"hash", interop::makeHash}, {"hmac", interop::makeHmac},     {"hkdf", interop::makeHkdf},
-    {"cmac", interop::makeCmac}, {"cbc", interop::makeCbc},       {"ctr", interop::makeCtr},
-    {"cfb", interop::makeCfb},   {"gcm", interop::makeGcm},       {"siv", interop::makeSiv},
-    {"rc4", interop::makeRc4},   {"record", interop::makeRecord},
+    {"hash", interop::makeHash},
+    {"hmac", interop::makeHmac},
+    {"hkdf", interop::makeHkdf},
+    {"cmac", interop::makeCmac},
+    {"cbc", interop::makeCbc},
+    {"ctr", interop::makeCtr},
+    {"cfb", interop::makeCfb},
+    {"gcm", interop::makeGcm},
+    {"siv", interop::makeSiv},
+    {"rc4", interop::makeRc4},
+    {"record", interop::makeRecord},
+    {"signed", interop::makeSigned, 16},
+    {"signing", interop::makeSigning, 25},
+    {"timestamp_request", interop::makeTimeStampRequest, 20},
+    {"timestamp_response", interop::makeTimeStampResponse, 40},
+    {"enveloped", interop::makeEnveloped, 12},
+    {"enveloping", interop::makeEnveloping, 25},
+    {"encrypted_data", interop::makeEncryptedData, 20},
 };
 
 } // namespace
@@ -23,7 +37,8 @@ Maker const* makerOf(std::string_view subject) {
 }
 
 Cases& Cases::begin(std::string_view subject) {
-    lines += "\ncase = " + std::string(subject) + '-' + std::to_string(++count) + '\n';
+    lastId = std::string(subject) + '-' + std::to_string(++count);
+    lines += "\ncase = " + lastId + '\n';
     return *this;
 }
 

@@ -19,9 +19,13 @@ public:
     Cases& add(std::string_view field, std::vector<unsigned char> const& value);
 
     std::string const& text() const { return lines; }
+    /// Of the case that was begun last; the first has 1.
+    unsigned number() const { return count; }
+    std::string const& id() const { return lastId; }
 
 private:
     std::string lines;
+    std::string lastId;
     unsigned count = 0;
 };
 
@@ -29,6 +33,7 @@ private:
 struct Maker {
     char const* subject;
     void (*make)(test::Random& random, Cases& out);
+    unsigned share = 1; ///< Of so many cases that are asked for, one is made: others take longer.
 };
 
 /// Null when there is none.
@@ -48,5 +53,15 @@ void makeRc4(test::Random& random, Cases& out);
 void makeCmac(test::Random& random, Cases& out);
 void makeGcm(test::Random& random, Cases& out);
 void makeSiv(test::Random& random, Cases& out);
+
+void makeSigned(test::Random& random, Cases& out);
+void makeSigning(test::Random& random, Cases& out);
+
+void makeTimeStampRequest(test::Random& random, Cases& out);
+void makeTimeStampResponse(test::Random& random, Cases& out);
+
+void makeEnveloped(test::Random& random, Cases& out);
+void makeEnveloping(test::Random& random, Cases& out);
+void makeEncryptedData(test::Random& random, Cases& out);
 
 } // namespace interop

@@ -14,9 +14,24 @@ struct Subject {
 };
 
 inline constexpr Subject subjects[] = {
-    {"hash", checkHash},     {"hmac", checkHmac},     {"hkdf", checkHkdf},     {"cmac", checkCmac},
-    {"cbc", checkPlainMode}, {"ctr", checkPlainMode}, {"cfb", checkPlainMode}, {"gcm", checkGcm},
-    {"siv", checkSiv},       {"record", checkRecord}, {"rc4", checkRc4},
+    {"hash", checkHash},
+    {"hmac", checkHmac},
+    {"hkdf", checkHkdf},
+    {"cmac", checkCmac},
+    {"cbc", checkPlainMode},
+    {"ctr", checkPlainMode},
+    {"cfb", checkPlainMode},
+    {"gcm", checkGcm},
+    {"siv", checkSiv},
+    {"record", checkRecord},
+    {"rc4", checkRc4},
+    {"signed", checkSigned},
+    {"signing", checkSigning},
+    {"timestamp_request", checkTimeStampRequest},
+    {"timestamp_response", checkTimeStampResponse},
+    {"enveloped", checkEnveloped},
+    {"enveloping", checkEnveloping},
+    {"encrypted_data", checkEncryptedData},
 };
 
 /// For parametrised tests: a test's name ends with that of its subject.

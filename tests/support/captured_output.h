@@ -1,4 +1,4 @@
-/// Catches what the library says on standard output.
+/// Catches what the library says on standard output and on standard error.
 #pragma once
 
 #include <iostream>
@@ -16,6 +16,21 @@ public:
     CapturedOutput& operator=(CapturedOutput const&) = delete;
 
     /// All that has been written so far.
+    std::string text() const { return kept.str(); }
+
+private:
+    std::ostringstream kept;
+    std::streambuf* shown;
+};
+
+/// The same for `std::cerr`.
+class CapturedErrors {
+public:
+    CapturedErrors() : shown(std::cerr.rdbuf(kept.rdbuf())) {}
+    ~CapturedErrors() { std::cerr.rdbuf(shown); }
+    CapturedErrors(CapturedErrors const&) = delete;
+    CapturedErrors& operator=(CapturedErrors const&) = delete;
+
     std::string text() const { return kept.str(); }
 
 private:

@@ -57,20 +57,6 @@ inline CertificateMemoryStore storeOf(std::string const& name) {
 /// In the validity of all certificates of the folder.
 inline TimePoint const whenValid = TimePoint::fromSeconds(1893456000); // 2030-01-01
 
-/// Catches what the library says on standard error.
-class CapturedErrors {
-public:
-    CapturedErrors() : shown(std::cerr.rdbuf(kept.rdbuf())) {}
-    ~CapturedErrors() { std::cerr.rdbuf(shown); }
-    CapturedErrors(CapturedErrors const&) = delete;
-    CapturedErrors& operator=(CapturedErrors const&) = delete;
-    std::string text() const { return kept.str(); }
-
-private:
-    std::ostringstream kept;
-    std::streambuf* shown;
-};
-
 /// What parsing said, and where.
 struct Outcome {
     bool isGood = false;
