@@ -12,6 +12,7 @@ void certificate(asn1::blob input);
 void cipher(asn1::blob input);
 void crl(asn1::blob input);
 void der(asn1::blob input);
+void ecsrp(asn1::blob input);
 void enveloped(asn1::blob input);
 void gcm(asn1::blob input);
 void key(asn1::blob input);
@@ -27,9 +28,19 @@ struct Target {
 };
 
 inline constexpr Target targets[] = {
-    {"certificate", certificate}, {"cipher", cipher}, {"crl", crl}, {"der", der},
-    {"enveloped", enveloped},     {"gcm", gcm},       {"key", key}, {"message", message},
-    {"password", password},       {"path", path},     {"req", req}, {"siv", siv},
+    {"certificate", certificate},
+    {"cipher", cipher},
+    {"crl", crl},
+    {"der", der},
+    {"ecsrp", ecsrp},
+    {"enveloped", enveloped},
+    {"gcm", gcm},
+    {"key", key},
+    {"message", message},
+    {"password", password},
+    {"path", path},
+    {"req", req},
+    {"siv", siv},
 };
 
 } // namespace fuzz

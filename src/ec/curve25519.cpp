@@ -139,9 +139,10 @@ WCurve::Point Curve25519::fromBin(asn1::blob encoded) const {
 
 std::vector<unsigned char> Curve25519::toBin(Point&& P) const {
     unsigned sign;
-    std::vector<unsigned char> encoded = toNum(std::move(P), &sign).bin(encodedU);
-    encoded.push_back(static_cast<unsigned char>(sign));
-    return encoded;
+    BigNum encoded = toNum(std::move(P), &sign);
+    encoded <<= 8;
+    encoded += sign;
+    return encoded.bin(encodedU + 1);
 }
 
 bool Curve25519::isValid(Point const& P) const { return !isInfinity(P) && !isInfinity(mul(bn64(8), P)); }
