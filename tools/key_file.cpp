@@ -76,6 +76,9 @@ NamedOid const otherKeyNames[] = {
     {"1.2.840.113549.1.3.1", "DH"},
     {"1.3.101.111", "X448"},
     {"1.3.101.113", "Ed448"},
+    {"2.16.840.1.101.3.4.4.1", "ML-KEM-512"},
+    {"2.16.840.1.101.3.4.4.2", "ML-KEM-768"},
+    {"2.16.840.1.101.3.4.4.3", "ML-KEM-1024"},
 };
 
 /// Curves that people have and the library does not.
@@ -288,17 +291,23 @@ std::string withNames(std::string said, asn1::blob der) {
     return said;
 }
 
+/// What is said of a key for an algorithm that has no class.
+std::string otherKey(char const* kind, asn1::blob algorithm) {
+    std::string const name = nameOf(otherKeyNames, algorithm);
+    return kind + name + (name == "ML-KEM-768" ? ", which is for the verb kem" : ", which is not supported");
+}
+
 /// Why there is no key in `der`, which is not encrypted.
 std::string whyNoKey(asn1::blob der) {
     if (asn1::blob const algorithm = publicKeyAlgorithmOf(der);
         !algorithm.empty() && !isKeyAlgorithm(algorithm))
-        return "a public key for " + nameOf(otherKeyNames, algorithm) + ", which is not supported";
+        return otherKey("a public key for ", algorithm);
     asn1::blob const algorithm = keyAlgorithmOf(der);
     if (algorithm.empty())
         return noKeyThere;
     if (isKeyAlgorithm(algorithm))
         return "a malformed private key";
-    return "a private key for " + nameOf(otherKeyNames, algorithm) + ", which is not supported";
+    return otherKey("a private key for ", algorithm);
 }
 
 /// What is wrong where the password is right, which decryption to a key's shape tells; empty otherwise.

@@ -17,6 +17,7 @@ Verb const verbs[] = {
     {"mac", "write the MACs of files under a key, or check them", setUpMac},
     {"cipher", "encrypt or decrypt a file under a key", setUpCipher},
     {"key", "make keys, and bring them into other forms", setUpKey},
+    {"kem", "agree on secrets with ML-KEM-768", setUpKem},
     {"sign", "sign a file", setUpSign},
     {"check", "check the signature of a file", setUpCheck},
     {"req", "make certificate requests", setUpReq},

@@ -22,6 +22,7 @@ Work setUpCipher(CommandLine commandLine);
 Work setUpCms(CommandLine commandLine);
 Work setUpCrl(CommandLine commandLine);
 Work setUpHash(CommandLine commandLine);
+Work setUpKem(CommandLine commandLine);
 Work setUpKey(CommandLine commandLine);
 Work setUpMac(CommandLine commandLine);
 Work setUpRandom(CommandLine commandLine);
