@@ -18,7 +18,7 @@
 namespace {
 
 constexpr unsigned tagBoolean = 0x01, tagInteger = 0x02, tagBitString = 0x03, tagOctetString = 0x04,
-                   tagNull = 0x05, tagOid = 0x06, tagUtf8String = 0x0C, tagGeneralizedTime = 0x18,
+                   tagOid = 0x06, tagUtf8String = 0x0C, tagGeneralizedTime = 0x18,
                    tagOctetStringInPieces = 0x24, tagSequence = 0x30, tagSet = 0x31;
 
 constexpr unsigned primitive(unsigned number) { return 0x80 | number; }
