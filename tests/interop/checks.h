@@ -52,4 +52,9 @@ void checkEnveloping(test::Case const& c);
 /// message, cipher, key
 void checkEncryptedData(test::Case const& c);
 
+/// hash, password in UTF-8, bmp-password, salt, iterations, purpose, derived
+void checkPkcs12Kdf(test::Case const& c);
+/// file, by either side, password, has-mac, and what is in it; or refused, the end of what is said
+void checkPkcs12(test::Case const& c);
+
 } // namespace interop

@@ -146,6 +146,22 @@ Bytes hkdfExpand(std::string const& hash, Bytes const& prk, Bytes const& info, s
     return derive(EVP_KDF_HKDF_MODE_EXPAND_ONLY, hash, {}, prk, info, length);
 }
 
+Bytes pkcs12Kdf(std::string const& hash, Bytes const& password, Bytes const& salt, size_t iterations,
+                size_t purpose, size_t length) {
+    Owned<EVP_KDF_CTX, EVP_KDF_CTX_free> const context(
+        EVP_KDF_CTX_new(named<EVP_KDF_fetch, EVP_KDF_free>("PKCS12KDF")));
+    int id = static_cast<int>(purpose);
+    OSSL_PARAM const parameters[] = {text(OSSL_KDF_PARAM_DIGEST, hash),
+                                     octets(OSSL_KDF_PARAM_PASSWORD, password),
+                                     octets(OSSL_KDF_PARAM_SALT, salt),
+                                     OSSL_PARAM_construct_size_t(OSSL_KDF_PARAM_ITER, &iterations),
+                                     OSSL_PARAM_construct_int(OSSL_KDF_PARAM_PKCS12_ID, &id),
+                                     OSSL_PARAM_construct_end()};
+    Bytes out(length);
+    require(EVP_KDF_derive(context.get(), out.data(), length, parameters), "PKCS12KDF");
+    return out;
+}
+
 Bytes cmac(Bytes const& key, Bytes const& message) {
     return mac("CMAC", text(OSSL_MAC_PARAM_CIPHER, aes(key.size(), "CBC")), key, message);
 }

@@ -20,6 +20,9 @@ Bytes hmac(std::string const& hash, Bytes const& key, Bytes const& message);
 /// Both steps of RFC 5869, and the second alone.
 Bytes hkdf(std::string const& hash, Bytes const& salt, Bytes const& ikm, Bytes const& info, size_t length);
 Bytes hkdfExpand(std::string const& hash, Bytes const& prk, Bytes const& info, size_t length);
+/// RFC 7292, appendix B.2.
+Bytes pkcs12Kdf(std::string const& hash, Bytes const& password, Bytes const& salt, size_t iterations,
+                size_t purpose, size_t length);
 /// Under AES of the key's size.
 Bytes cmac(Bytes const& key, Bytes const& message);
 

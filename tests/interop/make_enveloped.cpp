@@ -37,7 +37,7 @@ EVP_CIPHER const* cipherNamed(std::string const& name) {
 
 /// Around the ends of blocks for the most part.
 size_t contentSize(test::Random& random, unsigned number) {
-    if (number % 50 == 9)
+    if (number % 80 == 9)
         return random.between(20000, 100000);
     if (random.oneIn(4))
         return random.below(1000);

@@ -26,7 +26,7 @@ EVP_MD const* digestNamed(std::string const& name) {
 
 /// Small for the most part, and 100 kB at most.
 size_t contentSize(test::Random& random, unsigned number) {
-    if (number % 40 == 7)
+    if (number % 80 == 6)
         return random.between(20000, 100000);
     return random.oneIn(8) ? 0 : random.below(random.oneIn(4) ? 2000 : 200);
 }

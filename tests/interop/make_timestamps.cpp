@@ -267,7 +267,9 @@ void makeStamped(test::Random& random, Cases& out) {
             "libcrypto does not verify the message");
     ASN1_TYPE const* const held = PKCS7_get_attribute(
         sk_PKCS7_SIGNER_INFO_value(PKCS7_get_signer_info(read.get()), 0), stampAttribute());
-    require(held != nullptr && bytesOf(held->value.sequence) == token, "libcrypto reads another token");
+    require(held != nullptr && ASN1_TYPE_get(held) == V_ASN1_SEQUENCE &&
+                bytesOf(held->value.sequence) == token,
+            "libcrypto reads another token");
     addResponse(out, response.get(), authority, "SHA256");
     out.add("stamped", stamped).add("imprint-hash", hash);
 }

@@ -16,13 +16,15 @@ constexpr interop::Maker makers[] = {
     {"siv", interop::makeSiv},
     {"rc4", interop::makeRc4},
     {"record", interop::makeRecord},
-    {"signed", interop::makeSigned, 16},
+    {"signed", interop::makeSigned, 18},
     {"signing", interop::makeSigning, 25},
     {"timestamp_request", interop::makeTimeStampRequest, 20},
     {"timestamp_response", interop::makeTimeStampResponse, 40},
-    {"enveloped", interop::makeEnveloped, 12},
+    {"enveloped", interop::makeEnveloped, 14},
     {"enveloping", interop::makeEnveloping, 25},
-    {"encrypted_data", interop::makeEncryptedData, 20},
+    {"encrypted_data", interop::makeEncryptedData, 40},
+    {"pkcs12_kdf", interop::makePkcs12Kdf, 8},
+    {"pkcs12", interop::makePkcs12, 25},
 };
 
 } // namespace

@@ -64,4 +64,7 @@ void makeEnveloped(test::Random& random, Cases& out);
 void makeEnveloping(test::Random& random, Cases& out);
 void makeEncryptedData(test::Random& random, Cases& out);
 
+void makePkcs12Kdf(test::Random& random, Cases& out);
+void makePkcs12(test::Random& random, Cases& out);
+
 } // namespace interop

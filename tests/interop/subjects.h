@@ -32,6 +32,8 @@ inline constexpr Subject subjects[] = {
     {"enveloped", checkEnveloped},
     {"enveloping", checkEnveloping},
     {"encrypted_data", checkEncryptedData},
+    {"pkcs12_kdf", checkPkcs12Kdf},
+    {"pkcs12", checkPkcs12},
 };
 
 /// For parametrised tests: a test's name ends with that of its subject.
