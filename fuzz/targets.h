@@ -19,6 +19,7 @@ void key(asn1::blob input);
 void message(asn1::blob input);
 void password(asn1::blob input);
 void path(asn1::blob input);
+void pkcs12(asn1::blob input);
 void req(asn1::blob input);
 void siv(asn1::blob input);
 
@@ -39,6 +40,7 @@ inline constexpr Target targets[] = {
     {"message", message},
     {"password", password},
     {"path", path},
+    {"pkcs12", pkcs12},
     {"req", req},
     {"siv", siv},
 };

@@ -40,19 +40,37 @@ unsigned iterationsOf(AlgorithmIdentifier const& algorithm) {
     return 0;
 }
 
-/// An attempt to open a file with a password in one form.
+std::uint64_t iterationsOf(std::vector<PKCS12Bag> const& bags) {
+    std::uint64_t sum = 0;
+    for (PKCS12Bag const& bag : bags)
+        if (bag.isLocked())
+            sum += iterationsOf(bag.algorithm);
+    return sum;
+}
+
+/// All that can be known before anything is opened.
+std::uint64_t iterationsOf(std::vector<PKCS12Content> const& contents,
+                           std::vector<PKCS7EncryptedData> const& encryptedData) {
+    std::uint64_t sum = 0;
+    for (PKCS12Content const& content : contents) {
+        sum += iterationsOf(content.bags);
+        if (content.kind == PKCS12Content::Kind::encrypted && !content.isOpen)
+            sum += iterationsOf(encryptedData[content.index].encryptedContentInfo.contentEncryptionAlgorithm);
+    }
+    return sum;
+}
+
+/// An attempt to open a file with a password in one form. `iterations` are those that are known to be needed.
 class Opening {
 public:
-    Opening(std::string_view utf8, asn1::blob bmp, bool readsBer)
-        : password(utf8), bmpPassword(bmp), isBer(readsBer) {}
+    Opening(std::string_view utf8, asn1::blob bmp, bool readsBer, std::uint64_t known)
+        : password(utf8), bmpPassword(bmp), isBer(readsBer), iterations(known) {}
 
-    /// A result that another form of the password may change.
-    bool dependsOnForm() const { return usedForm && !isFinal; }
-    bool isTooMuch() const { return left < 0; }
-    bool isUnreadable() const { return unreadable; }
     bool openedAny() const { return opened; }
-
-    void charge(unsigned iterations) { left -= iterations; }
+    /// Whether another form of the password may do better.
+    bool dependsOnForm() const { return usedForm && !isFinal; }
+    bool isUnreadable() const { return unreadable; }
+    bool isTooMuch() const { return iterations > pkcs12MostIterationsOfFile; }
 
     bool openContent(PKCS7EncryptedData const& data, std::vector<PKCS12Bag>& bags) {
         PKCS7EncryptedContentInfo const& info = data.encryptedContentInfo;
@@ -61,7 +79,8 @@ public:
             return false;
         opened = detail::readSafeContents(plain, isBer, bags);
         unreadable = !opened;
-        return opened;
+        iterations += iterationsOf(bags);
+        return opened && (!isTooMuch() || fail());
     }
 
     bool unlock(PKCS12Bag& bag) {
@@ -80,9 +99,6 @@ public:
 
 private:
     bool decrypt(AlgorithmIdentifier const& algorithm, asn1::blob data, std::vector<unsigned char>& out) {
-        charge(iterationsOf(algorithm));
-        if (isTooMuch())
-            return fail();
         asn1::blob const scheme = algorithm.oid;
         if (scheme == oid::pbes2)
             return pbes2_crypt(algorithm, password, data, out, false) || fail();
@@ -97,6 +113,7 @@ private:
         return detail::pbe1Crypt(params, bmpPassword, data, out, false);
     }
 
+    /// What no form of the password changes.
     bool fail() {
         isFinal = true;
         return false;
@@ -105,23 +122,9 @@ private:
     std::string_view password;
     asn1::blob bmpPassword;
     bool isBer;
-    std::int64_t left = pkcs12MostIterationsOfFile;
-    bool usedForm = false, isFinal = false, unreadable = false, opened = false;
+    std::uint64_t iterations;
+    bool opened = false, usedForm = false, isFinal = false, unreadable = false;
 };
-
-/// What can be known of the work before any is done.
-std::uint64_t knownIterations(std::vector<PKCS12Content> const& contents,
-                              std::vector<PKCS7EncryptedData> const& encryptedData) {
-    std::uint64_t sum = 0;
-    for (PKCS12Content const& content : contents) {
-        if (content.kind == PKCS12Content::Kind::encrypted && !content.isOpen)
-            sum += iterationsOf(encryptedData[content.index].encryptedContentInfo.contentEncryptionAlgorithm);
-        for (PKCS12Bag const& bag : content.bags)
-            if (bag.isLocked())
-                sum += iterationsOf(bag.algorithm);
-    }
-    return sum;
-}
 
 bool openAll(Opening& opening, std::vector<PKCS12Content>& contents,
              std::vector<PKCS7EncryptedData> const& encryptedData) {
@@ -149,7 +152,8 @@ bool PKCS12PFX::decrypt(std::string_view password) {
 
     bool const hasMac = !mac.empty();
     unsigned const macCount = hasMac ? detail::macCount(macIterations) : 0;
-    if (knownIterations(contents, encryptedData) + macCount > pkcs12MostIterationsOfFile)
+    std::uint64_t const known = iterationsOf(contents, encryptedData) + macCount;
+    if (known > pkcs12MostIterationsOfFile)
         return say("PFX: too many iterations");
     if (hasMac) {
         HashID const hash = getHashID(macAlgorithm.oid);
@@ -167,8 +171,7 @@ bool PKCS12PFX::decrypt(std::string_view password) {
 
     for (size_t form = 0; form < forms.size(); form++) {
         std::vector<PKCS12Content> opened = contents;
-        Opening opening(password, forms[form], isBer);
-        opening.charge(macCount);
+        Opening opening(password, forms[form], isBer, known);
         if (openAll(opening, opened, encryptedData)) {
             if (opening.openedAny())
                 collect(std::move(opened));
