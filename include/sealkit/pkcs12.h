@@ -227,7 +227,7 @@ public:
     /// encrypt supports only 3des" on standard output.
     bool encrypt(std::string_view password);
 
-    /// Chooses PBES2 with `cipher`, PBKDF2 and hmacWithSHA256, for now and for later calls of `encrypt`. When
+    /// Chooses PBES2 with `cipher` (Java reads AES alone), PBKDF2 and hmacWithSHA256, for now and for later calls of `encrypt`. When
     /// `content` is empty, it then does what `encrypt` does. Otherwise `content`, a SafeContents, becomes one more
     /// encrypted content behind those that are there, a MAC over it all is made, and certificates and keys of
     /// the object are not written. False as in `encrypt`.

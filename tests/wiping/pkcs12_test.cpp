@@ -49,8 +49,7 @@ TEST_P(WipingPkcs12, LeavesNeitherPasswordNorKeysNorContents) {
             text += static_cast<char>('a' + letter % 26);
         return text;
     }());
-    Bytes const keyFile = readFile("p12-alice-key.der"), certificateFile = readFile("p12-alice.der");
-    auto const key = std::shared_ptr<PrivateKey>(parseOneAssimetricKey(keyFile));
+    auto const key = std::shared_ptr<PrivateKey>(parseOneAssimetricKey(readFile("p12-alice-key.der")));
     ASSERT_NE(key, nullptr);
     PKCS12PFX made;
     made.keys = {key};
@@ -99,14 +98,14 @@ TEST(Wiping, UnprotectedPkcs12LeavesNoKey) {
     std::unique_ptr<PrivateKey> const recipientKey = parseOneAssimetricKey(readFile("recipient-key.der"));
     PKCS12PFX made;
     made.keys = {key};
-    Bytes file = made.save();
+    Bytes file = made.save(), extended = append(file, asn1::blob("x"));
     Watch watch;
     test::addKey(watch, *key);
     test::runSearched(watch, [&] {
         PKCS12PFX pfx;
         EXPECT_TRUE(pfx.parse(file));
         EXPECT_TRUE(pfx.parseBer(file));
-        EXPECT_FALSE(pfx.parse(append(file, asn1::blob("x"))));
+        EXPECT_FALSE(pfx.parse(extended));
         EXPECT_TRUE(pfx.parse(file));
         Bytes saved = pfx.save();
         test::wipe(saved);
@@ -119,6 +118,7 @@ TEST(Wiping, UnprotectedPkcs12LeavesNoKey) {
     });
     test::expectNothingFound(watch);
     test::wipe(file);
+    test::wipe(extended);
 }
 
 } // namespace
