@@ -4,6 +4,7 @@
 
 #include "srp_peer.h"
 #include "support/random.h"
+#include "support/slow.h"
 
 #include <gtest/gtest.h>
 
@@ -12,13 +13,7 @@ namespace {
 using test::Bytes;
 using test::operator+;
 
-#if defined __powerpc__
-constexpr unsigned exchanges = 50; // emulated
-#elif defined __SANITIZE_ADDRESS__
-constexpr unsigned exchanges = 200;
-#else
-constexpr unsigned exchanges = 2000;
-#endif
+constexpr unsigned exchanges = test::lessWhenSlow(2000u, 50u);
 
 std::string text(Bytes const& bytes) { return {bytes.begin(), bytes.end()}; }
 
