@@ -92,6 +92,9 @@ function(sealkit_get_mlkem_native_sources)
 
     if(MLKEM_NATIVE_URL AND MLKEM_NATIVE_SHA256)
         include(FetchContent)
+        if(POLICY CMP0135)
+            cmake_policy(SET CMP0135 NEW) # Files of an archive get the time of their unpacking.
+        endif()
         FetchContent_Declare(mlkem_native_release URL ${MLKEM_NATIVE_URL} URL_HASH SHA256=${MLKEM_NATIVE_SHA256}
             SOURCE_SUBDIR none) # Its own build is not wanted.
         FetchContent_MakeAvailable(mlkem_native_release)
