@@ -185,10 +185,10 @@ int check(CheckOptions const& options) {
         return exitBadInput;
     if (isTooLarge(message, options.file))
         return exitBadInput;
+    if (message.content.empty() && message.signerInfos.empty())
+        return badInput(options.file + ": has no signers: it only carries certificates");
     if (message.content.empty() && options.content.empty())
-        return message.signerInfos.empty()
-                   ? badInput(options.file + ": has no signers: it only carries certificates")
-                   : wrongUsage(options.file + ": the content is not in it: give it with --content");
+        return wrongUsage(options.file + ": the content is not in it: give it with --content");
     std::optional<SecretBytes> given;
     if (!options.content.empty() && !(given = readMessage(options.content)))
         return exitBadInput;

@@ -40,8 +40,12 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
                        {"serialNumber", shortHexOf(signer.serialNumber)},
                        {"digestAlgorithm", getHashName(signer.digestAlgorithm)}};
     if (message != nullptr) {
-        auto const certificate = findSignerCertificate(*message, signer);
-        result["certificate"] = certificate ? nameFor(*certificate) : "(not in the message)";
+        // Many signers, each looked up among many certificates, take too long.
+        constexpr size_t mostComparisons = 100'000;
+        if (message->signerInfos.size() * uint64_t(message->certificates.size()) <= mostComparisons) {
+            auto const certificate = message->findCertificate(signer);
+            result["certificate"] = certificate ? nameFor(*certificate) : "(not in the message)";
+        }
     }
     if (signer.hasSigningTime != 0)
         result["signingTime"] = formatTime(signer.signingTime);

@@ -200,6 +200,8 @@ std::string whyNotAll(asn1::blob field, char const* what, char const* otherKind)
 }
 
 std::string withArticle(std::string const& noun) {
+    if (noun == "data")
+        return noun;
     bool const isVowel = std::string_view("aeiou").find(noun.front()) != std::string_view::npos;
     return (isVowel ? "an " : "a ") + noun;
 }
@@ -578,9 +580,4 @@ std::optional<asn1::blob> findSignedAttribute(PKCS7SignerInfo const& signer, std
             return values;
     }
     return std::nullopt;
-}
-
-std::shared_ptr<X509Certificate> findSignerCertificate(PKCS7SignedData const& message,
-                                                       PKCS7SignerInfo const& signer) {
-    return message.findCertificate(signer);
 }

@@ -89,10 +89,6 @@ struct StatusText {
 
 StatusText describeStatus(asn1::blob response);
 
-/// The signature of a signer with one attribute: the content of its value's SET, or nothing when the signer does not
-/// have it.
+/// The values of one of the signer's signed attributes, the content of their SET; nothing when there is no such
+/// attribute. A view of the signer.
 std::optional<asn1::blob> findSignedAttribute(PKCS7SignerInfo const& signer, std::string_view dotted);
-
-/// The certificate of a signer as the library finds it in the message; null when it is not there.
-std::shared_ptr<X509Certificate> findSignerCertificate(PKCS7SignedData const& message,
-                                                       PKCS7SignerInfo const& signer);

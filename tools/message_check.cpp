@@ -27,7 +27,7 @@ constexpr int64_t toleratedSeconds = 300;
 std::shared_ptr<X509Certificate> findCertificate(PKCS7SignedData const& message,
                                                  PKCS7SignerInfo const& signer,
                                                  CertificateMemoryStore const& trusted) {
-    if (auto certificate = findSignerCertificate(message, signer))
+    if (auto certificate = message.findCertificate(signer))
         return certificate;
     terminal::MuteDiagnostics const mute;
     DistinguishedName name;

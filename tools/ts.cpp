@@ -307,8 +307,7 @@ int check(CheckOptions const& options) {
     auto const stamp = readStamp(token);
     if (!stamp)
         return badInput(options.reply + ": signed, but what was signed is no time-stamp (RFC 3161)");
-    bool const hasOwnCertificate =
-        !token.signerInfos.empty() && findSignerCertificate(token, *token.signerInfos[0]);
+    bool const hasOwnCertificate = !token.signerInfos.empty() && token.findCertificate(*token.signerInfos[0]);
     if (!options.certificates.empty() && !addCertificates(token, options.certificates))
         return exitBadInput;
     if (isTooLarge(token, options.reply))

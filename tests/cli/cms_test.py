@@ -1,0 +1,414 @@
+"""The verb cms, and show of messages, beside OpenSSL."""
+import json
+import pathlib
+import re
+import unittest
+
+from support import CA, EMULATED, ProgramTest, element, identifier, openssl, some
+
+EMAIL = "basicConstraints=CA:FALSE\nkeyUsage=critical,digitalSignature,keyEncipherment\nextendedKeyUsage=emailProtection\n"
+CIPHERS = {"aes-256-cbc": "aes256", "aes-192-cbc": "aes192", "aes-128-cbc": "aes128", "des-ede3-cbc": "des3"}
+DATA = "1.2.840.113549.1.7.1"
+SIGNED = "1.2.840.113549.1.7.2"
+ENVELOPED = "1.2.840.113549.1.7.3"
+NULL = b"\x05\x00"
+
+
+class MessageTest(ProgramTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.issue("root", extensions=CA, kind="RSA")
+        cls.issue("ada", "root", EMAIL, kind="RSA")
+        cls.issue("bob", "root", EMAIL, kind="RSA")
+        cls.issue("ec", "root", EMAIL)
+        cls.message = cls.write("letter", bytes(range(256)) * 40)
+
+    def at(self, name):
+        return self.dir / name
+
+    def signer(self, name="ada"):
+        return ["-k", f"{name}.key", "--certificate", f"{name}.pem"]
+
+    def peer_signer(self, name="ada"):
+        return ["-signer", self.at(f"{name}.pem"), "-inkey", self.at(f"{name}.key")]
+
+    def issue_ended(self):
+        """A certificate of Ada's, ended.pem, that is past its end."""
+        self.expect(0, "cert", "issue", "--ca", "root.pem", "-k", "root.key", "--profile", "email", "--public-key", "ada.pem", "--subject", "/CN=ada", "--san",
+                    "email:ada@test.example", "--from", "2020-01-01", "--to", "2020-02-01", "-o", "ended.pem")
+
+    def sign_with_openssl(self, *options, program="smime", name="ada"):
+        return openssl(program, "-sign", "-binary", "-outform", "DER", *self.peer_signer(name), *options, "-in", self.message)
+
+    def accepted(self, message, *options):
+        return self.expect(0, "cms", "check", "--ca", "root.pem", *options, "-", stdin=message)
+
+    def refused(self, status, text, *arguments, **options):
+        result = self.expect(status, *arguments, **options)
+        self.assertIn(text, result.out + result.err)
+        self.assertFalse(self.at("none").exists())
+        return result
+
+
+class SignTest(MessageTest):
+    def test_openssl_takes_ours(self):
+        for algorithm in some(("sha256", "sha1", "sha384", "sha512")):
+            for form in ("PEM", "DER"):
+                with self.subTest(algorithm=algorithm, form=form):
+                    self.expect(0, "cms", "sign", *self.signer(), "-a", algorithm, *(["--der"] if form == "DER" else []), "--force", "-o", "signed", "letter")
+                    for program in ("smime", "cms"):
+                        content = openssl(program, "-verify", "-inform", form, "-in", self.at("signed"), "-CAfile", self.at("root.pem"), "-binary")
+                        self.assertEqual(content, self.message.read_bytes())
+        self.assertTrue(self.at("signed").stat().st_size > 0)
+
+    def test_detached_with_the_chain(self):
+        self.expect(0, "cms", "sign", *self.signer(), "--detached", "--chain", "root.pem", "-o", "detached", "letter")
+        for program in ("smime", "cms"):
+            openssl(program, "-verify", "-inform", "PEM", "-in", self.at("detached"), "-CAfile", self.at("root.pem"), "-binary", "-content", self.message)
+        shown = openssl("pkcs7", "-in", self.at("detached"), "-print_certs", "-noout").decode()
+        self.assertIn("CN = root", shown)
+        self.assertLess(self.at("detached").stat().st_size, self.message.stat().st_size)
+        self.assertTrue(self.at("detached").read_text().startswith("-----BEGIN PKCS7-----\n"))
+
+    def test_contents_of_any_kind_through_standard_input(self):
+        for content in (b"", b"\xef\xbb\xbfmark\r\n", b"\0" * 70000):
+            message = self.expect(0, "cms", "sign", *self.signer(), "-", stdin=content).out.encode()
+            self.assertEqual(openssl("cms", "-verify", "-inform", "PEM", "-CAfile", self.at("root.pem"), "-binary", input=message), content)
+            self.write("content", content)
+            self.write("signed.pem", message)
+            self.expect(0, "cms", "check", "--ca", "root.pem", "--content", "content", "--force", "-o", "copy", "signed.pem")
+            self.assertEqual(self.at("copy").read_bytes(), content)
+
+    def test_what_does_not_sign(self):
+        sign = ["cms", "sign", "-o", "none"]
+        self.refused(2, "no RSA key", *sign, *self.signer("ec"), "letter")
+        self.refused(2, "the key is not that of this certificate", *sign, "-k", "bob.key", "--certificate", "ada.pem", "letter")
+        self.issue("wrong", "root", "keyUsage=keyEncipherment\n", kind="RSA", key=self.at("ada.key"))
+        self.refused(2, "its key usage does not allow signing messages", *sign, *self.signer("wrong"), "letter")
+        self.issue_ended()
+        self.refused(2, "ended at ", *sign, "-k", "ada.key", "--certificate", "ended.pem", "letter")
+        self.refused(3, "is no hash", *sign, *self.signer(), "-a", "md4", "letter")
+        self.refused(2, "missing: No such file", *sign, *self.signer(), "missing")
+        self.refused(2, "letter: neither PEM nor", *sign, *self.signer(), "--chain", "letter", "letter")
+        self.refused(3, "only one thing", *sign, "-k", "-", "--certificate", "ada.pem", "-")
+        self.refused(3, "--certificate", *sign, "-k", "ada.key", "letter")
+        openssl("genrsa", "-out", self.at("short.key"), "512")
+        openssl("req", "-x509", "-new", "-key", self.at("short.key"), "-subj", "/CN=short", "-out", self.at("short.pem"))
+        self.refused(2, "too short for this hash", *sign, *self.signer("short"), "-a", "sha512", "letter")
+        self.assertIn(b"garble", self.on_terminal("cms", "sign", *self.signer(), "--der", "letter", status=3))
+
+    def test_an_issuer_keeps_its_bytes(self):
+        # The library would write C before O.
+        self.issue("odd", subject="/O=Test/OU=a/OU=b/C=UY/CN=odd", extensions=CA, kind="RSA")
+        self.issue("leaf", "odd", EMAIL, kind="RSA")
+        result = self.expect(0, "cms", "sign", *self.signer("leaf"), "-o", "odd.p7m", "letter")
+        self.assertIn("write in other bytes", result.err)
+        openssl("cms", "-verify", "-inform", "PEM", "-in", self.at("odd.p7m"), "-CAfile", self.at("odd.pem"), "-binary")
+        result = self.expect(0, "cms", "check", "--strict", "--ca", "odd.pem", "odd.p7m")
+        self.assertIn("note: signer 1: the name of its issuer is one that the library would write in other bytes", result.err)
+
+    def test_examples_and_the_readme(self):
+        for verb in ("sign", "check", "encrypt", "decrypt"):
+            self.run_examples("cms", verb)
+        self.assertEqual((self.dir / "examples-cms-decrypt/copy.txt").read_bytes(), b"hello\n")
+        readme = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
+        (block,) = [block for block in readme.split("```sh\n") if "sealkit cms encrypt" in block]
+        folder = self.dir / "readme"
+        folder.mkdir()
+        (folder / "letter.txt").write_bytes(b"Dear Ada,\n")
+        self.assertIn(b"OK\n", self.paste(block.partition("```")[0].splitlines(), folder).stdout)
+        self.assertEqual((folder / "copy.txt").read_bytes(), b"Dear Ada,\n")
+        self.assertEqual((folder / "opened.p7m").read_bytes(), (folder / "letter.p7m").read_bytes())
+
+
+class CheckTest(MessageTest):
+    def test_we_take_openssls(self):
+        for algorithm in some(("sha256", "sha1", "sha384", "sha512")):
+            message = self.sign_with_openssl("-nodetach", "-md", algorithm)
+            result = self.accepted(message, "--force", "-o", "copy")
+            self.assertRegex(result.out, rf"^1: <O=Test, CN=ada>, issued by <O=Test, CN=root>, {algorithm.upper()}, signed at 20.* UTC by its own account\nOK\n$")
+            self.assertEqual(self.at("copy").read_bytes(), self.message.read_bytes())
+            self.assertEqual("weak-digest" in result.err, algorithm == "sha1")
+
+    def test_detached_several_signers_lists_and_a_chain(self):
+        self.make_crl("list", "root")
+        bag = openssl("crl2pkcs7", "-in", self.at("list.crl"), "-certfile", self.at("root.pem"), "-outform", "DER")
+        self.assertIn("1:\n      object: certificate revocation list", self.expect(0, "show", "-", stdin=bag).out)
+        message = self.sign_with_openssl(*self.peer_signer("bob"), "-certfile", self.at("root.pem"))
+        result = self.accepted(message, "--content", "letter")
+        self.assertEqual([line[:20] for line in result.out.splitlines()], ["1: <O=Test, CN=ada>,", "2: <O=Test, CN=bob>,", "OK"])
+        self.refused(3, "give it with --content", "cms", "check", "--ca", "root.pem", "-", stdin=message)
+        self.write("other", "x")
+        self.refused(1, "it signed another content", "cms", "check", "--ca", "root.pem", "--content", "other", "-o", "none", "-", stdin=message)
+        self.write("empty", "")
+        self.refused(1, "it signed another content", "cms", "check", "--ca", "root.pem", "--content", "empty", "-", stdin=message)
+        for label in ("PKCS7", "CMS", "PKCS #7 SIGNED DATA"):
+            pem = openssl("pkcs7", "-inform", "DER", input=message).decode().replace("PKCS7", label)
+            self.accepted(pem.encode(), "--content", "letter")
+
+    def test_certificates_that_are_not_in_the_message(self):
+        message = self.sign_with_openssl("-nodetach", "-nocerts")
+        self.refused(1, "its certificate is not at hand", "cms", "check", "--ca", "root.pem", "-", stdin=message)
+        self.accepted(message, "--certificates", "ada.pem")
+        self.refused(1, "is not trusted", "cms", "check", "--certificates", "ada.pem", "-", stdin=message)
+        self.issue("own", extensions=EMAIL, kind="RSA")
+        self.expect(0, "cms", "check", "--ca", "own.pem", "-", stdin=self.sign_with_openssl("-nodetach", "-nocerts", name="own"))
+
+    def test_the_content_of_a_message_that_fails_is_not_written(self):
+        message = bytearray(self.sign_with_openssl("-nodetach"))
+        message[message.index(bytes(range(200)))] ^= 1
+        for output in ("none", "-"):
+            result = self.refused(1, "FAILED: signer 1 ", "cms", "check", "--ca", "root.pem", "-o", output, "-", stdin=bytes(message))
+            self.assertNotIn("\x03\x04\x05", result.out)
+        self.refused(1, "--strict", "cms", "check", "--ca", "root.pem", "--purpose", "code", "--strict", "-o", "none", "-", stdin=self.sign_with_openssl("-nodetach"))
+        result = self.accepted(self.expect(0, "cms", "sign", *self.signer(), "-", stdin=b"text\n").out.encode(), "-o", "-")
+        self.assertEqual(result.out, "text\n")
+        self.assertIn("OK\n", result.err)
+        self.write("there", "x")
+        self.refused(2, "exists already", "cms", "check", "--ca", "root.pem", "-o", "there", "-", stdin=self.sign_with_openssl("-nodetach"))
+
+    def test_who_is_trusted_and_when(self):
+        message = self.sign_with_openssl("-nodetach")
+        self.issue("stranger", extensions=CA, kind="RSA")
+        result = self.refused(1, "its certificate is not trusted", "cms", "check", "--ca", "stranger.pem", "-", stdin=message)
+        self.assertIn("no-anchor", result.err)
+        self.refused(1, "FAILED", "cms", "check", "--ca", "root.pem", "--at", "2001-01-01", "-", stdin=message)
+        self.refused(3, "is no time", "cms", "check", "--ca", "root.pem", "--at", "soon", "-", stdin=message)
+        self.accepted(message, "--crl", self.make_crl("none-revoked", "root"))
+        self.refused(1, "revoked", "cms", "check", "--ca", "root.pem", "--crl", self.make_crl("revoked", "root", ["ada"]), "-", stdin=message)
+
+    def test_warnings(self):
+        self.issue("server", "root", kind="RSA")
+        message = self.sign_with_openssl("-nodetach", name="server")
+        for options, status, rule in ((["--strict"], 1, True), ([], 0, True), (["--strict", "--purpose", "any"], 0, False)):
+            result = self.expect(status, "cms", "check", "--ca", "root.pem", *options, "-", stdin=message)
+            self.assertEqual("extended-key-usage" in result.err, rule)
+        self.refused(3, "is no purpose", "cms", "check", "--ca", "root.pem", "--purpose", "tea", "-", stdin=message)
+        self.issue("sealer", "root", "keyUsage=keyEncipherment\n", kind="RSA")
+        self.assertIn("key-usage", self.accepted(self.sign_with_openssl("-nodetach", name="sealer")).err)
+        report = json.loads(self.accepted(message, "--json").out)
+        self.assertEqual((report["verdict"], report["contentType"], report["contentSize"]), ("OK", "data", self.message.stat().st_size))
+        self.assertEqual((report["signers"][0]["subject"], report["warnings"][0]["signer"]), ("O=Test, CN=server", 1))
+
+    def test_text_that_was_signed_as_a_mail(self):
+        self.write("text", "one\ntwo\n")
+        message = openssl("smime", "-sign", *self.peer_signer(), "-outform", "DER", "-in", self.at("text"))
+        self.refused(1, "CR LF", "cms", "check", "--ca", "root.pem", "--content", "text", "-", stdin=message)
+        self.write("mail", "one\r\ntwo\r\n")
+        self.accepted(message, "--content", "mail")
+
+    def test_forms_that_are_refused_are_named(self):
+        attributes = ["-nodetach", "-noattr"]
+        ec = ["-signer", self.at("ec.pem"), "-inkey", self.at("ec.key"), "-nodetach"]
+        cases = [(self.sign_with_openssl(*attributes), "signer 1: it has no signed attributes"),
+                 (self.sign_with_openssl("-nodetach", program="cms"), "SHA256 stands without NULL parameters"),
+                 (self.sign_with_openssl("-nodetach", "-stream"), "that is BER, not DER"),
+                 (openssl("smime", "-sign", "-binary", "-outform", "DER", *ec, "-in", self.message), "signer 1: it is signed with SHA256+ECDSA"),
+                 (self.sign_with_openssl("-nodetach", "-md", "sha224"), "its digest algorithm SHA224 is not supported"),
+                 (openssl("smime", "-sign", *self.peer_signer(), "-in", self.message), "S/MIME e-mail"),
+                 (openssl("crl2pkcs7", "-nocrl", "-certfile", self.at("ada.pem")), "it only carries certificates"),
+                 (openssl("smime", "-encrypt", "-outform", "DER", "-in", self.message, self.at("ada.pem")), "it holds an enveloped message, not a signed message"),
+                 (openssl("cms", "-data_create", "-outform", "DER", "-in", self.message), "it holds data, not a signed message"),
+                 (self.at("ada.pem").read_bytes(), 'holds no message, but "CERTIFICATE"'),
+                 (b"", "is empty"), (b"hello", "neither PEM nor DER"), (self.sign_with_openssl("-nodetach") + b"x", "bytes behind the message")]
+        for message, reason in cases:
+            with self.subTest(reason=reason):
+                result = self.refused(2, reason, "cms", "check", "--ca", "root.pem", "--content", "letter", "-o", "none", "-", stdin=message)
+                self.assertEqual((result.out, len(result.err.splitlines())), ("", 1))
+
+    def test_the_advice_for_streamed_messages_works(self):
+        self.write("streamed", self.sign_with_openssl("-nodetach", "-stream"))
+        self.accepted(openssl("cms", "-cmsout", "-inform", "DER", "-in", self.at("streamed"), "-outform", "DER"))
+
+    def altered(self, edit):
+        """A signed message whose parts EDIT changes."""
+        parts = {"version": 1, "algorithm": element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL), "signer": 1, "name": element(0x30, element(0x30), element(2, b"\1")),
+                 "attributes": element(0xA0), "signature": element(0x30, identifier("1.2.840.113549.1.1.1"), NULL), "certificates": b"", "rest": b""}
+        parts.update(edit)
+        signer = element(0x30, element(2, bytes([parts["signer"]])), parts["name"], parts["algorithm"], parts["attributes"], parts["signature"], element(4, b"x"), parts["rest"])
+        content = element(0x30, identifier(DATA), element(0xA0, element(4, b"x")))
+        body = element(0x30, element(2, bytes([parts["version"]])), element(0x31), content, parts["certificates"], element(0x31, signer))
+        return element(0x30, identifier(SIGNED), element(0xA0, body))
+
+    def test_forms_that_no_tool_makes(self):
+        self.refused(1, "FAILED", "cms", "check", "--ca", "root.pem", "-", stdin=self.altered({}))
+        nested = element(0x30, identifier("1.2.840.113549.1.9.6"), element(0x31, element(0x30)))
+        for edit, reason in (({"version": 4}, "it is of version 4, and only versions 1 and 3"),
+                             ({"signer": 3}, "named by a key identifier (version 3)"), ({"signer": 5}, "signer 1: it is of version 5"),
+                             ({"name": element(0x80, b"id")}, "named by a key identifier"),
+                             ({"signature": element(0x30, identifier("1.2.840.113549.1.1.10"), NULL)}, "signed with RSASSA-PSS"),
+                             ({"signature": element(0x30, identifier("1.2.840.113549.1.1.11"), NULL)}, "signed with SHA256+RSA, and only rsaEncryption"),
+                             ({"algorithm": element(0x30, identifier("1.2.3.4"))}, "its digest algorithm 1.2.3.4 is not supported"),
+                             ({"certificates": element(0xA0, element(0xA1))}, "certificate 1 is of another kind"),
+                             ({"certificates": element(0xA0, element(0x30))}, "certificate 1 in it cannot be read"),
+                             ({"rest": element(0xA1, nested)}, "counter-signatures that cannot be read")):
+            with self.subTest(reason=reason):
+                self.refused(2, reason, "cms", "check", "--ca", "root.pem", "-", stdin=self.altered(edit))
+                self.refused(2, reason, "show", "-", stdin=self.altered(edit))
+
+    def test_truncated_messages_and_flipped_bits(self):
+        message = self.sign_with_openssl("-nodetach")
+        start = message.index(bytes(range(256))) + 256
+        places = [*range(0, 80, 7), *range(start, len(message), 97)]
+        for place in places[::8] if EMULATED else places:
+            result = self.expect(2, "cms", "check", "--ca", "root.pem", "-", stdin=message[:place])
+            self.assertEqual(result.out, "")
+            flipped = bytearray(message)
+            flipped[place] ^= 4
+            result = self.run_program("cms", "check", "--ca", "root.pem", "-", stdin=bytes(flipped))
+            self.assertIn(result.status, (1, 2, 3), result)
+            self.assertNotIn("OK\n", result.out)
+
+    def test_large_messages_take_no_quadratic_time(self):
+        seconds = []
+        for count in (2000, 8000):
+            signer = element(0x30, element(2, b"\1"), element(0x30, element(0x30), element(2, b"\1")), element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL), element(0xA0),
+                             element(0x30, identifier("1.2.840.113549.1.1.1")), element(4, b"x"))
+            body = element(0x30, element(2, b"\1"), element(0x31), element(0x30, identifier(DATA), element(0xA0, element(4, b"x" * 1000))), element(0x31, signer * count))
+            message = element(0x30, identifier(SIGNED), element(0xA0, body))
+            self.refused(2, "more signers or certificates", "cms", "check", "--ca", "root.pem", "-", stdin=message)
+            seconds.append(self.processor_time(lambda: self.expect(0, "show", "-", stdin=message)))
+        self.assertLess(seconds[1], 10 * seconds[0])
+
+    def test_hostile_names(self):
+        self.issue("hostile", subject="/O=a\x1b]0;title\x07/CN=x\r\nOK\u202e", extensions=EMAIL, kind="RSA")
+        message = self.sign_with_openssl("-nodetach", name="hostile")
+        for status, *arguments in ((0, "cms", "check", "--ca", "hostile.pem"), (1, "cms", "check", "--ca", "root.pem"), (1, "cms", "check", "--ca", "root.pem", "--json"),
+                                   (0, "show"), (0, "show", "--dump"), (0, "show", "--json")):
+            result = self.expect(status, *arguments, "-", stdin=message)
+            self.assertNoControls(result.out + result.err)
+            self.assertNotIn("\u202e", result.out)
+            if status == 1:
+                self.assertFalse(re.search("^OK", result.out, re.MULTILINE))
+
+
+class ShowTest(MessageTest):
+    def test_signed(self):
+        message = self.sign_with_openssl("-nodetach")
+        text = self.expect(0, "show", "-", stdin=message).out
+        for part in ("signed message\n  content type: data\n  content: 10240 bytes\n  digest algorithms: SHA256\n", "      issuer: O=Test, CN=root\n",
+                     "      certificate: O=Test, CN=ada\n", "      signing time: 20", "      subject: O=Test, CN=ada\n"):
+            self.assertIn(part, text)
+        self.assertEqual(self.expect(0, "show", "-", stdin=openssl("pkcs7", "-inform", "DER", input=message)).out, text)
+        document = json.loads(self.expect(0, "show", "--json", "-", stdin=message).out)[0]
+        self.assertEqual((document["object"], len(document["certificates"])), ("signed message", 1))
+        dump = self.expect(0, "show", "--dump", "-", stdin=message).out
+        self.assertTrue(dump.startswith(f"digest-algos: SHA256\ncontent-type: {DATA}\nCertificate:\n"), dump)
+        self.assertIn("SignerInfo:\n  issuer: O=Test, CN=root\n", dump)
+
+    def test_certificates_alone(self):
+        bag = openssl("crl2pkcs7", "-nocrl", "-certfile", self.concatenate("both", "ada", "root"))
+        text = self.expect(0, "show", "-", stdin=bag).out
+        self.assertTrue(text.startswith("certificates in a message without signers\n"))
+        self.assertEqual(text.count("object: certificate\n"), 2)
+
+    def test_enveloped(self):
+        message = openssl("cms", "-encrypt", "-aes128", "-outform", "DER", "-in", self.message, "-recip", self.at("ada.pem"), "-keyid", "-recip", self.at("bob.pem"))
+        text = self.expect(0, "show", "-", stdin=message).out
+        for part in ("enveloped message\n  version: 2\n", "  cipher: AES-128-CBC\n", "      key encryption: RSA\n", "    1:\n", "subject key identifier: "):
+            self.assertIn(part, text)
+        self.refused(3, "no dump", "show", "--dump", "-", stdin=message)
+        self.refused(2, 'of the type "data"', "show", "-", stdin=openssl("cms", "-data_create", "-outform", "DER", "-in", self.message))
+
+
+class EncryptTest(MessageTest):
+    def test_each_cipher_both_ways(self):
+        for cipher, name in some(CIPHERS.items()):
+            for by_key_id in (False, True):
+                with self.subTest(cipher=cipher, by_key_id=by_key_id):
+                    self.expect(0, "cms", "encrypt", "--to", "ada.pem", "--to", "bob.pem", "--cipher", cipher, *(["--key-id"] if by_key_id else []),
+                                "--force", "-o", "ours", "letter")
+                    program = "cms" if by_key_id else "smime"
+                    for owner in ("ada", "bob"):
+                        recipient = ["-inkey", self.at(f"{owner}.key"), "-recip", self.at(f"{owner}.pem")]
+                        self.assertEqual(openssl(program, "-decrypt", "-inform", "PEM", "-in", self.at("ours"), *recipient), self.message.read_bytes())
+                    theirs = openssl("cms", "-encrypt", "-binary", f"-{name}", "-outform", "DER", "-in", self.message, "-recip", self.at("bob.pem"),
+                                     *(["-keyid"] if by_key_id else []), "-recip", self.at("ada.pem"))
+                    for message in (self.at("ours").read_bytes(), theirs):
+                        for certificate in ([], ["--certificate", "ada.pem"]):
+                            self.expect(0, "cms", "decrypt", "-k", "ada.key", *certificate, "--force", "-o", "opened", "-", stdin=message)
+                            self.assertEqual(self.at("opened").read_bytes(), self.message.read_bytes())
+
+    def test_ciphers_have_short_names(self):
+        for name, shown in (("aes-256", "AES-256-CBC"), ("AES-192", "AES-192-CBC"), ("aes-cbc", "AES-256-CBC"), ("des-ede3", "DES-EDE3-CBC"), ("3des", "DES-EDE3-CBC")):
+            message = self.expect(0, "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "letter").out
+            self.assertIn(f"cipher: {shown}\n", self.expect(0, "show", "-", stdin=message.encode()).out)
+        for name in ("aes-256-gcm", "des-cbc", "null", "rc2", "aes-ctr"):
+            self.refused(3, "is no cipher of messages", "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "-o", "none", "letter")
+
+    def test_empty_and_long_contents(self):
+        for content in (b"", b"x", b"\0" * 16, b"y" * 100001):
+            message = self.expect(0, "cms", "encrypt", "--to", "ada.pem", "-", stdin=content).out.encode()
+            self.expect(0, "cms", "decrypt", "-k", "ada.key", "--force", "-o", "opened", "-", stdin=message)
+            self.assertEqual(self.at("opened").read_bytes(), content)
+
+    def test_recipients_that_are_refused(self):
+        encrypt = ["cms", "encrypt", "-o", "none", "--to"]
+        self.refused(2, "has no RSA key", *encrypt, "ec.pem", "letter")
+        self.refused(2, "its key usage does not allow encrypting keys to it", *encrypt, "root.pem", "letter")
+        self.issue_ended()
+        self.refused(2, "ended at", *encrypt, "ended.pem", "letter")
+        self.issue("bare", "root", EMAIL, key=self.at("ada.key"), key_ids="subjectKeyIdentifier=none\n")
+        self.refused(2, "no subject key identifier", *encrypt, "bare.pem", "--key-id", "letter")
+        self.refused(3, "--to", "cms", "encrypt", "-o", "none", "letter")
+        self.refused(3, "only one thing", *encrypt, "-", "-")
+        self.refused(2, "missing", *encrypt, "ada.pem", "missing")
+
+    def test_what_does_not_open(self):
+        message = openssl("smime", "-encrypt", "-aes256", "-outform", "DER", "-in", self.message, self.at("ada.pem"))
+        decrypt = ["cms", "decrypt", "-o", "none", "-"]
+        said = self.refused(1, "does not decrypt with this key", *decrypt, "-k", "bob.key", stdin=message)
+        self.assertEqual(self.refused(1, "encrypted to others", *decrypt, "-k", "bob.key", "--certificate", "bob.pem", stdin=message).out, "")
+        self.refused(2, "the key is not that of this certificate", *decrypt, "-k", "bob.key", "--certificate", "ada.pem", stdin=message)
+        self.refused(2, "no RSA key", *decrypt, "-k", "ec.key", stdin=message)
+        # Whatever is wrong with the key or the text: the same words.
+        for part in (message.index(bytes.fromhex("2a864886f70d0101010500")) + 30, len(message) - 1):
+            flipped = bytearray(message)
+            flipped[part] ^= 0x55
+            result = self.run_program(*decrypt, "-k", "ada.key", stdin=bytes(flipped))
+            if result.status:  # A changed last block seldom keeps a padding.
+                self.assertEqual((result.status, result.err), (1, said.err))
+            self.at("none").unlink(missing_ok=True)
+
+    def test_forms_that_are_refused_are_named(self):
+        encrypt = ["cms", "-encrypt", "-outform", "DER", "-in", self.message]
+        ada = self.at("ada.pem")
+        cases = [(openssl(*encrypt, "-camellia256", ada), "its cipher Camellia-256-CBC is not supported"),
+                 (openssl(*encrypt, "-aes-256-gcm", ada), "enveloped message with authentication"),
+                 (openssl(*encrypt, "-aes256", "-pwri_password", "x"), "by a password"),
+                 (openssl(*encrypt, "-aes256", "-secretkey", "00" * 16, "-secretkeyid", "00"), "by a shared key-encryption key"),
+                 (openssl(*encrypt, "-aes256", self.at("ec.pem")), "by key agreement (an EC key)"),
+                 (openssl(*encrypt, "-aes256", "-recip", ada, "-keyopt", "rsa_padding_mode:oaep"), "its key is encrypted with RSAES-OAEP"),
+                 (openssl(*encrypt, "-aes256", "-stream", ada), "that is BER, not DER"),
+                 (openssl("smime", "-encrypt", "-aes256", "-in", self.message, ada), "S/MIME e-mail"),
+                 (self.sign_with_openssl("-nodetach"), "it holds a signed message, not an enveloped message"), (b"\x30\x03\x02\x01\x00", "malformed")]
+        for message, reason in cases:
+            with self.subTest(reason=reason):
+                result = self.refused(2, reason, "cms", "decrypt", "-k", "ada.key", "-o", "none", "-", stdin=message)
+                self.assertEqual(len(result.err.splitlines()), 1)
+
+    def test_the_advice_for_streamed_messages_works(self):
+        self.write("streamed", openssl("smime", "-encrypt", "-binary", "-aes256", "-stream", "-outform", "DER", "-in", self.message, self.at("ada.pem")))
+        message = openssl("cms", "-cmsout", "-inform", "DER", "-in", self.at("streamed"), "-outform", "DER")
+        self.expect(0, "cms", "decrypt", "-k", "ada.key", "-o", "unstreamed", "-", stdin=message)
+        self.assertEqual(self.at("unstreamed").read_bytes(), self.message.read_bytes())
+
+    def test_many_recipients(self):
+        recipient = element(0x30, element(2, b"\0"), element(0x30, element(0x30), element(2, b"\1")), element(0x30, identifier("1.2.840.113549.1.1.1")), element(4, bytes(256)))
+        content = element(0x30, identifier(DATA), element(0x30, identifier("2.16.840.1.101.3.4.1.42"), element(4, bytes(16))), element(0x80, bytes(16)))
+        body = element(0x30, element(2, b"\0"), element(0x31, recipient * (3000 if EMULATED else 100000)), content)
+        message = element(0x30, identifier(ENVELOPED), element(0xA0, body))
+        self.refused(3, "--certificate", "cms", "decrypt", "-k", "ada.key", "-o", "none", "-", stdin=message)
+        self.refused(1, "encrypted to others", "cms", "decrypt", "-k", "ada.key", "--certificate", "ada.pem", "-o", "none", "-", stdin=message)
+
+    def test_a_signed_message_within(self):
+        inner = self.expect(0, "cms", "sign", *self.signer(), "--der", "-o", "inner", "letter")
+        self.assertEqual(inner.err, "")
+        self.expect(0, "cms", "encrypt", "--to", "bob.pem", "-o", "outer", "inner")
+        self.expect(0, "cms", "decrypt", "-k", "bob.key", "-o", "opened-inner", "outer")
+        self.accepted(self.at("opened-inner").read_bytes())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,194 @@
+"""The verb ts, and show of time-stamps, beside OpenSSL as the authority."""
+import json
+import unittest
+
+from support import CA, EMULATED, ProgramTest, element, identifier, openssl, some
+
+STAMPING = "basicConstraints=CA:FALSE\nkeyUsage=critical,digitalSignature\nextendedKeyUsage={}timeStamping{}\n"
+
+
+class TimeStampTest(ProgramTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.issue("root", extensions=CA, kind="RSA")
+        cls.issue("tsa", "root", STAMPING.format("critical,", ""), kind="RSA")
+        cls.data = cls.write("letter", b"Dear Ada,\n")
+        cls.write("other", b"Dear Bob,\n")
+        for name, options in (("query", ["--cert"]), ("second", ["--cert"]), ("bare", ["--no-nonce"])):
+            result = cls.run_program("ts", "request", *options, "-o", f"{name}.tsq", "letter")
+            assert result.status == 0, result
+        cls.reply("query", "query")
+
+    @classmethod
+    def reply(cls, name, query, signer="tsa", settings=""):
+        """NAME.tsr, OpenSSL's reply to QUERY.tsq."""
+        cls.write("serial", "0A\n")
+        config = cls.write("ts.cnf", f"[tsa]\ndefault_tsa=t\n[t]\nserial={cls.dir / 'serial'}\ndefault_policy=1.2.3.4\nother_policies=1.2.3.5\n"
+                           f"digests=sha1,sha256,sha384,sha512\naccuracy=secs:1,millisecs:500\nsigner_digest=sha256\nordering=yes\n{settings}")
+        openssl("ts", "-reply", "-config", config, "-queryfile", cls.dir / f"{query}.tsq", "-signer", cls.dir / f"{signer}.pem", "-inkey", cls.dir / f"{signer}.key",
+                "-out", cls.dir / f"{name}.tsr")
+        return cls.dir / f"{name}.tsr"
+
+    def at(self, name):
+        return self.dir / name
+
+    def check(self, status, text, *arguments, **options):
+        result = self.expect(status, "ts", "check", *arguments, **options)
+        self.assertIn(text, result.out + result.err)
+        return result
+
+    def test_requests_are_read_by_openssl(self):
+        for algorithm in some(("sha256", "sha1", "sha384", "sha512", "md5")):
+            self.expect(0, "ts", "request", "-a", algorithm, "--policy", "1.2.3.5", "--nonce", "f1", "--force", "-o", "request", "letter")
+            text = openssl("ts", "-query", "-in", self.at("request"), "-text").decode()
+            for part in (f"Hash Algorithm: {algorithm}\n", "Policy OID: 1.2.3.5\n", "Nonce: 0xF1\n", "Certificate required: no\n"):
+                self.assertIn(part, text)
+            digest = openssl("dgst", f"-{algorithm}", "-r", self.data).decode().split()[0]
+            self.assertIn(":".join(digest[i:i + 2] for i in range(0, len(digest), 2)), self.expect(0, "show", "request").out)
+        text = openssl("ts", "-query", "-in", self.at("query.tsq"), "-text").decode()
+        self.assertIn("Certificate required: yes", text)
+        self.assertNotIn("Nonce: unspecified", text)
+        self.assertIn("Nonce: unspecified", openssl("ts", "-query", "-in", self.at("bare.tsq"), "-text").decode())
+        self.assertNotEqual(self.at("query.tsq").read_bytes(), self.at("second.tsq").read_bytes())
+
+    def test_requests_that_make_no_sense(self):
+        for status, text, *arguments in ((3, "is no hash of time-stamps", "-a", "md4", "letter"), (3, "is no hash", "-a", "tea", "letter"), (3, "object identifier", "--policy", "x", "letter"),
+                                         (3, "a nonce is", "--nonce", "xyz", "letter"), (3, "a nonce is", "--nonce", "00", "letter"), (3, "excludes", "--nonce", "1", "--no-nonce", "letter"),
+                                         (2, "missing", "missing"), (3, "required")):
+            result = self.expect(status, "ts", "request", "-o", "none", *arguments)
+            self.assertIn(text, result.err)
+            self.assertFalse(self.at("none").exists())
+        self.assertIn(b"garble", self.on_terminal("ts", "request", "letter", status=3))
+        result = self.run_program("ts", "request", "--no-nonce", "-o", "piped", "-", stdin=b"Dear Ada,\n")
+        self.assertEqual((result.status, self.at("piped").read_bytes()), (0, self.at("bare.tsq").read_bytes()))
+
+    def test_a_reply_is_checked(self):
+        result = self.check(0, "OK\n", "--request", "query.tsq", "--ca", "root.pem", "query.tsr")
+        self.assertRegex(result.out, r"^1: <O=Test, CN=tsa>, issued by <O=Test, CN=root>, SHA256, .*\ntime 20.* UTC, give or take 1 s 500 ms, policy 1.2.3.4, "
+                         r"serial number 0b, SHA256\nOK\n$")
+        self.assertEqual(result.err, "")
+        self.check(0, "OK\n", "--data", "letter", "--strict", "--ca", "root.pem", "query.tsr")
+        openssl("ts", "-reply", "-in", self.at("query.tsr"), "-token_out", "-out", self.at("token"))
+        self.check(0, "OK\n", "--request", "query.tsq", "--ca", "root.pem", "token")
+        report = json.loads(self.check(0, "OK", "--request", "query.tsq", "--ca", "root.pem", "--json", "-", stdin=self.at("query.tsr").read_bytes()).out)
+        self.assertEqual((report["verdict"], report["policy"], report["serialNumber"]), ("OK", "1.2.3.4", "0b"))
+        openssl("ts", "-verify", "-queryfile", self.at("query.tsq"), "-in", self.at("query.tsr"), "-CAfile", self.at("root.pem"))
+
+    def test_each_hash_and_kind_of_certificate_id(self):
+        for algorithm, settings in some((("sha256", "ess_cert_id_alg=sha1\n"), ("sha512", "ess_cert_id_alg=sha256\n"), ("sha384", "ess_cert_id_alg=sha512\ntsa_name=yes\n"))):
+            self.expect(0, "ts", "request", "--cert", "-a", algorithm, "--force", "-o", "each.tsq", "letter")
+            self.reply("each", "each", settings=settings)
+            self.check(0, "OK\n", "--request", "each.tsq", "--strict", "--ca", "root.pem", "each.tsr")
+        self.expect(0, "ts", "request", "--cert", "-a", "sha1", "-o", "weak.tsq", "letter")
+        self.check(0, "weak-imprint", "--request", "weak.tsq", "--ca", "root.pem", self.reply("weak", "weak"))
+
+    def test_a_reply_to_another_request(self):
+        ca = ["--ca", "root.pem"]
+        self.check(1, "its nonce is not that of the request", "--request", "second.tsq", *ca, "query.tsr")
+        self.check(1, "it stamps something else", "--data", "other", *ca, "query.tsr")
+        self.reply("bare", "bare")
+        self.check(1, "it has no nonce", "--request", "query.tsq", "--certificates", "tsa.pem", *ca, "bare.tsr")
+        self.check(1, "it is of the policy 1.2.3.4, not 1.2.3.5", "--request", "query.tsq", "--policy", "1.2.3.5", *ca, "query.tsr")
+        self.expect(0, "ts", "request", "--policy", "1.2.3.5", "--cert", "-o", "policy.tsq", "letter")
+        self.check(0, "policy 1.2.3.5", "--request", "policy.tsq", *ca, self.reply("policy", "policy"))
+        self.check(3, "is no object identifier", "--request", "query.tsq", "--policy", "x", *ca, "query.tsr")
+
+    def test_a_time_that_has_not_come(self):
+        self.expect(0, "cert", "self-sign", "-k", "root.key", "--subject", "/O=Test/CN=old", "--from", "2020-01-01", "--to", "2040-01-01", "-o", "old.pem")
+        self.write("old.index", "")
+        self.write("old.serial", "01\n")
+        self.write("old.ext", STAMPING.format("critical,", "") + "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n")
+        self.write("old.cnf", "[ca]\ndefault_ca=c\n[c]\ndatabase=old.index\nserial=old.serial\nnew_certs_dir=.\ndefault_md=sha256\npolicy=p\n[p]\ncommonName=supplied\n")
+        self.write("oldtsa.key", self.at("tsa.key").read_bytes())
+        openssl("ca", "-batch", "-notext", "-config", "old.cnf", "-cert", "old.pem", "-keyfile", "root.key", "-startdate", "200101000000Z", "-enddate", "400101000000Z",
+                "-extfile", "old.ext", "-in", "tsa.csr", "-out", "oldtsa.pem", cwd=self.dir)
+        self.reply("early", "query", signer="oldtsa")
+        self.check(0, "OK\n", "--request", "query.tsq", "--ca", "old.pem", "early.tsr")
+        self.check(1, "FAILED: its time has not come yet", "--request", "query.tsq", "--ca", "old.pem", "--at", "2021-01-01", "early.tsr")
+
+    def test_without_the_certificate(self):
+        self.reply("bare", "bare")
+        self.check(1, "its certificate is not at hand", "--request", "bare.tsq", "--ca", "root.pem", "bare.tsr")
+        self.check(0, "OK\n", "--request", "bare.tsq", "--ca", "root.pem", "--certificates", "tsa.pem", "bare.tsr")
+        asking = bytearray(self.at("bare.tsq").read_bytes())
+        self.assertEqual(asking[-1], 0)
+        asking[-1] = 0xFF
+        self.write("asking.tsq", bytes(asking))
+        self.check(1, "which the request asks for", "--request", "asking.tsq", "--ca", "root.pem", "--certificates", "tsa.pem", "bare.tsr")
+
+    def test_authorities_that_are_none(self):
+        # OpenSSL asks for the purpose; a token under another certificate is made by exchanging it.
+        for name, extensions in (("many", STAMPING.format("critical,", ",emailProtection")), ("lax", STAMPING.format("", "")), ("server", "keyUsage=digitalSignature\n")):
+            serial = openssl("x509", "-in", self.at("tsa.pem"), "-noout", "-serial").decode().strip().partition("=")[2]
+            self.write(f"{name}.ext", extensions + "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n")
+            openssl("x509", "-req", "-in", self.at("tsa.csr"), "-CA", self.at("root.pem"), "-CAkey", self.at("root.key"), "-set_serial", f"0x{serial}", "-days", "365",
+                    "-extfile", self.at(f"{name}.ext"), "-out", self.at(f"{name}.pem"))
+            self.expect(0, "ts", "request", "--force", "-o", "other.tsq", "letter")
+            self.reply("other", "other")
+            self.check(1, "certificate is not for time-stamps", "--request", "other.tsq", "--ca", "root.pem", "--certificates", f"{name}.pem", "other.tsr")
+        # As good a certificate of the same key, and yet not the one that the token names.
+        self.write("twin.ext", STAMPING.format("critical,", "") + "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n")
+        openssl("x509", "-req", "-in", self.at("tsa.csr"), "-CA", self.at("root.pem"), "-CAkey", self.at("root.key"), "-set_serial", f"0x{serial}", "-days", "99",
+                "-extfile", self.at("twin.ext"), "-out", self.at("twin.pem"))
+        self.check(1, "signed with another certificate", "--request", "other.tsq", "--ca", "root.pem", "--certificates", "twin.pem", "other.tsr")
+        self.check(0, "OK\n", "--request", "other.tsq", "--ca", "root.pem", "--certificates", "tsa.pem", "other.tsr")
+        self.check(1, "is not trusted", "--request", "query.tsq", "--ca", "tsa.pem", "--at", "2001-01-01", "query.tsr")
+        self.issue("stranger", extensions=CA, kind="RSA")
+        self.check(1, "is not trusted", "--request", "query.tsq", "--ca", "stranger.pem", "query.tsr")
+
+    def test_refusals_of_the_authority(self):
+        self.expect(0, "ts", "request", "--policy", "1.2.9", "-o", "refused.tsq", "letter")
+        result = self.check(1, "FAILED: no time-stamp was given: rejection: ", "--request", "refused.tsq", "--ca", "root.pem", self.reply("refused", "refused"))
+        self.assertIn("policy not supported", result.out)
+        text = self.expect(0, "show", "refused.tsr").out
+        self.assertTrue(text.startswith("time-stamp response\n  status: rejection\n  details: "), text)
+        self.assertEqual(json.loads(self.check(1, "FAILED", "--request", "refused.tsq", "--json", "refused.tsr").out)["verdict"], "FAILED")
+        hostile = element(0x30, element(0x30, element(2, b"\2"), element(0x30, element(0x0C, b"\x1b[31m\nOK"))))
+        self.assertNoControls(self.check(1, "FAILED", "--request", "query.tsq", "-", stdin=hostile).out)
+
+    def test_what_is_no_reply(self):
+        signed = openssl("smime", "-sign", "-nodetach", "-signer", self.at("tsa.pem"), "-inkey", self.at("tsa.key"), "-outform", "DER", "-in", self.data)
+        for content, text in ((signed, "what was signed is no time-stamp"), (b"", "is empty"), (b"x", "neither PEM nor DER"), (self.at("query.tsq").read_bytes(), "no time-stamp response"),
+                              (self.at("query.tsr").read_bytes() + b"x", "bytes behind")):
+            self.check(2, text, "--request", "query.tsq", "--ca", "root.pem", "-", stdin=content)
+        for content, text in ((self.at("query.tsr").read_bytes(), "no time-stamp request"), (b"x", "neither PEM nor DER")):
+            self.write("wrong", content)
+            self.check(2, text, "--request", "wrong", "--ca", "root.pem", "query.tsr")
+        imprint = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1")), element(4, bytes(32)))
+        self.write("wrong", element(0x30, element(2, b"\1"), imprint))
+        self.check(2, "without NULL parameters", "--request", "wrong", "--ca", "root.pem", "query.tsr")
+        imprint = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1"), b"\x05\x00"), element(4, bytes(32)))
+        self.write("wrong", element(0x30, element(2, b"\1"), imprint, element(0xA0)))
+        self.check(2, "it has extensions", "--request", "wrong", "--ca", "root.pem", "query.tsr")
+        self.check(3, "give --request, or --data", "--ca", "root.pem", "query.tsr")
+        self.check(3, "excludes", "--ca", "root.pem", "--data", "letter", "--request", "query.tsq", "query.tsr")
+        self.check(3, "only one thing", "--ca", "root.pem", "--data", "-", "-")
+
+    def test_truncated_replies_and_flipped_bits(self):
+        reply = self.at("query.tsr").read_bytes()
+        for place in range(0, len(reply), 311 if EMULATED else 53):
+            self.check(2, "sealkit: -: ", "--request", "query.tsq", "--ca", "root.pem", "-", stdin=reply[:place])
+            flipped = bytearray(reply)
+            flipped[place] ^= 1
+            result = self.run_program("ts", "check", "--request", "query.tsq", "--ca", "root.pem", "-", stdin=bytes(flipped))
+            self.assertIn(result.status, (0, 1, 2), result)
+            if result.status == 0:  # The status may be "granted with changes", and is not signed.
+                self.assertLess(place, 10)
+
+    def test_show(self):
+        text = self.expect(0, "show", "query.tsr").out
+        for part in ("time-stamp response\n  status: granted\n  token:\n    object: signed message\n    content type: time-stamp\n", "      policy: 1.2.3.4\n", "      accuracy: 1 s 500 ms\n"):
+            self.assertIn(part, text)
+        self.assertIn("certificate wanted: yes\n", self.expect(0, "show", "query.tsq").out)
+        dump = self.expect(0, "show", "--dump", "query.tsq")
+        self.assertRegex(dump.out, r"^1\ndigest-algo: SHA256\n[0-9a-f:]+\nnonce: [0-9a-f:]+\ncert-req: 1\n$")
+        self.assertEqual(dump.err, "")
+        self.assertTrue(self.expect(0, "show", "--dump", "query.tsr").out.startswith("status: 0\ndigest-algos: SHA256\ncontent-type: 1.2.840.113549.1.9.16.1.4\n"))
+
+    def test_examples_of_the_help_work(self):
+        self.assertIn(b"time-stamp request\n", self.run_examples("ts", "request").stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
