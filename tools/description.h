@@ -22,6 +22,10 @@ Description describe(KeyEncryption const& encryption);
 /// The public half, and the secrets where that is wished for.
 Description describe(PrivateKey const& key, bool withSecrets);
 
+struct Pkcs12File;
+/// What it holds as far as it is open, and what it says of the rest.
+Description describe(Pkcs12File const& file, bool withSecrets);
+
 /// Bytes as "00:ff", or "(empty)".
 std::string hexOf(asn1::blob bytes);
 /// The same, cut where it is long; the length is told then.

@@ -6,6 +6,7 @@
 #include "sealkit/asn1.h"
 #include "sealkit/pbes2.h"
 #include "sealkit/pem.h"
+#include "sealkit/pkcs12.h"
 #include "sealkit/pkcs8.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ NamedOid const encryptionNames[] = {
     {"1.2.840.113549.1.12.1.3", "PBE-SHA1-3DES"},
     {"1.2.840.113549.1.12.1.4", "PBE-SHA1-2DES"},
     {"1.2.840.113549.1.12.1.5", "PBE-SHA1-RC2-128"},
-    {"1.2.840.113549.1.12.1.6", "PBE-SHA1-RC2"},
+    {"1.2.840.113549.1.12.1.6", "PBE-SHA1-RC2-40"},
 };
 
 /// Key algorithms that people have and the library does not.
@@ -183,13 +184,12 @@ std::string whyNotParsed(Pbes2Names const& names) {
     return "what says how it is encrypted is malformed, or asks for more than 10 million iterations";
 }
 
-KeyEncryption describeEncryption(EncryptedInfo const& info) {
+std::string wrongLengths(std::string const& cipher) {
+    return "the encrypted bytes or their IV are of no length that " + cipher + " gives";
+}
+
+KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm) {
     KeyEncryption found;
-    AlgorithmIdentifier algorithm;
-    if (!parse(algorithm, info.algorithm)) {
-        found.problem = "what says how it is encrypted is malformed";
-        return found;
-    }
     found.scheme = nameOf(encryptionNames, algorithm.oid);
     if (found.scheme != "PBES2")
         return found; // The library says that it does not know it.
@@ -205,8 +205,22 @@ KeyEncryption describeEncryption(EncryptedInfo const& info) {
     found.keyDerivation = "PBKDF2 with " + function;
     found.iterations = params.iterations;
     size_t const block = blockOf(found.cipher);
-    if (block != 0 && (params.iv.size() != block || info.data.empty() || info.data.size() % block != 0))
-        found.problem = "the encrypted bytes or their IV are of no length that " + found.cipher + " gives";
+    if (block != 0 && params.iv.size() != block)
+        found.problem = wrongLengths(found.cipher);
+    return found;
+}
+
+KeyEncryption describeEncryption(EncryptedInfo const& info) {
+    KeyEncryption found;
+    AlgorithmIdentifier algorithm;
+    if (!parse(algorithm, info.algorithm)) {
+        found.problem = "what says how it is encrypted is malformed";
+        return found;
+    }
+    found = describeEncryption(algorithm);
+    size_t const block = blockOf(found.cipher);
+    if (found.problem.empty() && block != 0 && (info.data.empty() || info.data.size() % block != 0))
+        found.problem = wrongLengths(found.cipher);
     return found;
 }
 
@@ -282,13 +296,7 @@ std::string withNames(std::string said, asn1::blob der) {
     if (said.find("unknown ec id") != std::string::npos)
         if (std::string const curve = curveNameOf(der); !curve.empty())
             return said + ": the curve " + curve + " is not supported";
-    size_t const begin = said.find('<'), end = said.find('>', begin);
-    if (end == std::string::npos)
-        return said;
-    std::string const dotted = said.substr(begin + 1, end - begin - 1);
-    if (std::string const name = nameOf(encryptionNames, dotted); name != dotted)
-        said.insert(end + 1, " (" + name + ")");
-    return said;
+    return withEncryptionName(said);
 }
 
 /// What is said of a key for an algorithm that has no class.
@@ -336,16 +344,6 @@ std::unique_ptr<PrivateKey> parseTraditional(asn1::blob der) {
 template <typename T>
 bool parseWhole(T& object, asn1::blob der) {
     return object.parse(der.data(), static_cast<unsigned>(der.size()));
-}
-
-/// The labels of the blocks that are there, for a complaint.
-std::string listLabels(std::string_view text) {
-    std::string list;
-    unsigned count = 0;
-    while (auto const block = takeBlock(text))
-        if (++count <= 3)
-            list += (list.empty() ? "\"" : ", \"") + std::string(block->label) + "\"";
-    return list + (count > 3 ? ", ..." : "");
 }
 
 /// The first block that `wanted` says yes to; the whole text when there are no blocks.
@@ -420,6 +418,30 @@ std::optional<KeyEncryption> findEncryption(std::string_view text) {
     return malformed;
 }
 
+KeyEncryption describePkcs12Encryption(AlgorithmIdentifier const& algorithm) {
+    KeyEncryption found = describeEncryption(algorithm);
+    if (!found.problem.empty())
+        return found;
+    PBEParams params;
+    if (found.scheme == "PBES2") {
+        constexpr std::string_view functions[] = {"PBKDF2 with HMAC-SHA1", "PBKDF2 with HMAC-SHA256"};
+        if (std::ranges::count(functions, found.keyDerivation) == 0)
+            found.problem = "its key derivation " + found.keyDerivation + " is not supported";
+        else if (blockOf(found.cipher) == 0)
+            found.problem = "its cipher " + found.cipher + " is not supported";
+    } else if (found.scheme != "PBE-SHA1-3DES") {
+        found.problem = "its encryption " + found.scheme + " is not supported";
+    } else if (parse(params, algorithm.params)) {
+        found.cipher = "DES-EDE3-CBC";
+        found.keyDerivation = "PKCS#12 with SHA1";
+        found.iterations = params.iterations;
+    } else {
+        found.problem =
+            "what says how it is encrypted is malformed, or asks for more than 10 million iterations";
+    }
+    return found;
+}
+
 OpenedKey openPrivateKey(std::string_view text, std::string const& password) {
     auto const encryption = findEncryption(text);
     if (encryption && !encryption->problem.empty())
@@ -475,6 +497,25 @@ OpenedPublicKey openPublicKey(std::string_view text) {
 }
 
 std::string encryptionName(asn1::blob oid) { return nameOf(encryptionNames, oid); }
+
+std::string withEncryptionName(std::string said) {
+    size_t const begin = said.find('<'), end = said.find('>', begin);
+    if (end == std::string::npos)
+        return said;
+    std::string const dotted = said.substr(begin + 1, end - begin - 1);
+    if (std::string const name = nameOf(encryptionNames, dotted); name != dotted)
+        said.insert(end + 1, " (" + name + ")");
+    return said;
+}
+
+std::string listLabels(std::string_view text) {
+    std::string list;
+    unsigned count = 0;
+    while (auto const block = takeBlock(text))
+        if (++count <= 3)
+            list += (list.empty() ? "\"" : ", \"") + std::string(block->label) + "\"";
+    return list + (count > 3 ? ", ..." : "");
+}
 
 std::string sshForm(std::string_view text) {
     std::string_view rest = text;

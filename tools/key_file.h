@@ -5,6 +5,7 @@
 #include "verb.h"
 
 #include "sealkit/keys.h"
+#include "sealkit/oid.h"
 
 #include <memory>
 #include <optional>
@@ -36,6 +37,9 @@ struct KeyEncryption {
 /// How the private key of a PEM block or DER is encrypted; nothing when it is not.
 std::optional<KeyEncryption> findEncryption(std::string_view text);
 
+/// How contents and keys of PKCS#12 are encrypted, where PBES2 and PBE-SHA1-3DES can be read.
+KeyEncryption describePkcs12Encryption(AlgorithmIdentifier const& algorithm);
+
 /// A private key, or why there is none.
 struct OpenedKey {
     std::unique_ptr<PrivateKey> key;
@@ -60,6 +64,12 @@ OpenedPublicKey openPublicKey(std::string_view text);
 
 /// The name of a cipher, key derivation or encryption scheme, read here or not; else the dotted form.
 std::string encryptionName(asn1::blob oid);
+
+/// What the library says of an algorithm that it cannot read, with its name behind its number.
+std::string withEncryptionName(std::string said);
+
+/// The labels of the PEM blocks that are there, for a complaint.
+std::string listLabels(std::string_view text);
 
 /// Of a key in a form that only OpenSSH reads, that it is one and how to convert it; empty for other text.
 std::string sshForm(std::string_view text);

@@ -25,6 +25,7 @@ Verb const verbs[] = {
     {"crl", "make certificate revocation lists", setUpCrl},
     {"cms", "sign, check, encrypt and decrypt messages (PKCS#7, CMS)", setUpCms},
     {"ts", "ask for time-stamps, and check them", setUpTs},
+    {"p12", "put keys and certificates into PKCS#12 files, and take them out", setUpP12},
     {"random", "write random bytes", setUpRandom},
     {"store", "look into the configuration store and change it", setUpStore},
     {"trust", "choose which certificates the certificate manager trusts", setUpTrust},

@@ -2,6 +2,7 @@
 #include "input.h"
 #include "key_file.h"
 #include "message.h"
+#include "pkcs12_file.h"
 #include "terminal.h"
 #include "verb.h"
 
@@ -44,7 +45,7 @@ struct ResponseFound {
 
 using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
                             PrivateKeyFound, EcParameters, PKCS7SignedData, PKCS7EnvelopedData,
-                            TimeStampRequest, ResponseFound>;
+                            TimeStampRequest, ResponseFound, Pkcs12File>;
 
 /// An object, or why there is none.
 struct Found {
@@ -137,6 +138,21 @@ Found readMessage(MessageKind kind, asn1::blob der) {
     return found;
 }
 
+/// Opened where a password is given.
+Found readPkcs12As(asn1::blob der, Password const* password) {
+    Pkcs12File file = readPkcs12(der);
+    Found found;
+    found.complaint = file.complaint;
+    if (file.pfx && password) {
+        Opening const opening = openPkcs12(*file.pfx, password->text);
+        found.status = opening.status;
+        found.complaint = opening.complaint;
+    }
+    if (found.complaint.empty())
+        found.object = std::move(file);
+    return found;
+}
+
 /// The object of one PEM block.
 Found readBlock(PemBlock const& block, Password const* password) {
     if (std::string const form = sshForm(block.whole); !form.empty()) {
@@ -162,10 +178,14 @@ Found readBlock(PemBlock const& block, Password const* password) {
         return parseAs<X509Req>(der);
     if (isMessageLabel(block.label))
         return readMessage(kindOfMessage(der), der);
+    if (block.label == pkcs12Label)
+        return readPkcs12As(der, password);
     return {};
 }
 
 Found readDer(std::string_view der, Password const* password) {
+    if (looksLikePkcs12(der))
+        return readPkcs12As(der, password);
     if (MessageKind const kind = kindOfMessage(der); kind != MessageKind::none)
         return readMessage(kind, der);
     for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
@@ -180,7 +200,7 @@ Found readDer(std::string_view der, Password const* password) {
         found.complaint = form;
     else if (found.complaint == noKeyThere)
         found.complaint =
-            "neither PEM nor the DER of a certificate, revocation list, request, key or message";
+            "neither PEM nor the DER of a certificate, revocation list, request, key, message or PKCS#12";
     return found;
 }
 
@@ -281,6 +301,10 @@ void dump(Object object) {
                 dumpToStandardOutput(value.response);
             } else if constexpr (std::is_same_v<T, PKCS7EnvelopedData>) {
                 // The library has no dump of it.
+            } else if constexpr (std::is_same_v<T, Pkcs12File>) {
+                if (value.pfx->signedData)
+                    makePrintable(*value.pfx->signedData);
+                value.pfx->dump(terminal::out());
             } else if constexpr (!std::is_same_v<T, std::monostate>) {
                 makePrintable(value);
                 value.dump(terminal::out());
@@ -316,6 +340,8 @@ Description describeObject(Object const& object, bool withSecrets) {
                 return {{"object", "EC parameters"}, {"curve", value.curve}};
             } else if constexpr (std::is_same_v<T, ResponseFound>) {
                 return describe(value.response, value.status);
+            } else if constexpr (std::is_same_v<T, Pkcs12File>) {
+                return describe(value, withSecrets);
             } else {
                 return describe(value);
             }
@@ -413,6 +439,9 @@ std::string whyNoDump(Object const& object, bool withSecrets) {
     return found->key ? "" : "the private key is encrypted: --password-file opens it";
 }
 
+/// Whether it is the label of what may be no key.
+bool isKeyless(std::string_view label) { return isMessageLabel(label) || label == pkcs12Label; }
+
 int show(Options const& options) {
     if (standardInputTwice({options.file, options.password.file}))
         return exitWrongUsage;
@@ -458,7 +487,7 @@ int show(Options const& options) {
             complain("block " + std::to_string(blocks) + ", \"" + std::string(block->label) + "\", " +
                          (found.complaint.empty()
                               ? "is malformed or of a kind that is not shown"
-                              : (isMessageLabel(block->label) ? "" : "is a key that cannot be shown: ") +
+                              : (isKeyless(block->label) ? "" : "is a key that cannot be shown: ") +
                                     found.complaint),
                      found.status);
     }
@@ -482,13 +511,13 @@ Work setUpShow(CommandLine commandLine) {
     commandLine.flag("--dump", options->dump, "print the library's own dump");
     commandLine.flag("--json", options->json, "print JSON: an array with one object for each one found");
     commandLine.flag("--secrets", options->secrets, "show the secrets of private keys, too");
-    addPasswordOptions(commandLine, options->password, "of encrypted private keys");
+    addPasswordOptions(commandLine, options->password, "of encrypted private keys and PKCS#12 files");
     commandLine.text("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
         .required();
     commandLine.footer(
         "Knows certificates, chains, revocation lists, certificate requests, public and private\n"
-        "keys, encrypted ones too, signed and enveloped messages (PKCS#7, CMS), and requests\n"
-        "and responses of time-stamps. The dump of a private key needs --secrets, and\n"
+        "keys, encrypted ones too, PKCS#12 files, signed and enveloped messages (PKCS#7, CMS), and\n"
+        "requests and responses of time-stamps. The dump of a private key needs --secrets, and\n"
         "enveloped messages have none.\n\n"
         "Examples:\n"
         "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"

@@ -25,6 +25,7 @@ Work setUpHash(CommandLine commandLine);
 Work setUpKem(CommandLine commandLine);
 Work setUpKey(CommandLine commandLine);
 Work setUpMac(CommandLine commandLine);
+Work setUpP12(CommandLine commandLine);
 Work setUpRandom(CommandLine commandLine);
 Work setUpReq(CommandLine commandLine);
 Work setUpShow(CommandLine commandLine);

@@ -208,6 +208,8 @@ public:
 
     /// How many keys, of contents that are open, still need the password.
     size_t lockedKeys() const;
+    /// How the keys under the password are encrypted, opened or not, of contents that are open.
+    std::vector<AlgorithmIdentifier> keyEncryptions() const;
     /// How many contents are not open: of `encryptedData` and `envelopedData` together.
     size_t lockedContents() const;
 

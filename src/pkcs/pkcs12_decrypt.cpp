@@ -232,6 +232,15 @@ size_t PKCS12PFX::lockedKeys() const {
     return count;
 }
 
+std::vector<AlgorithmIdentifier> PKCS12PFX::keyEncryptions() const {
+    std::vector<AlgorithmIdentifier> algorithms;
+    for (PKCS12Content const& content : contents)
+        for (PKCS12Bag const& bag : content.bags)
+            if (!bag.algorithm.oid.empty())
+                algorithms.push_back(bag.algorithm);
+    return algorithms;
+}
+
 size_t PKCS12PFX::lockedContents() const {
     return static_cast<size_t>(std::count_if(contents.begin(), contents.end(),
                                              [](PKCS12Content const& content) { return !content.isOpen; }));

@@ -1,0 +1,166 @@
+"""PKCS#12 files of OpenSSL, GnuTLS, NSS and Java read here, and ours read there."""
+import itertools
+import unittest
+
+from p12_test import FAST, PASSWORD, P12Test, blocks
+from support import openssl, peer, some
+
+
+class PeerTest(P12Test):
+    def at(self, name):
+        return self.dir / name
+
+    def assertHolds(self, path, *names, password="password", **options):
+        """PATH holds the private key of the first of NAMES, and the certificates of all."""
+        found = blocks(self.expect(0, "p12", "import", "--password-file", password, path, **options).out)
+        self.assertEqual(found, [("PRIVATE KEY", self.keys[names[0]]), *(("CERTIFICATE", self.ders[name]) for name in names)])
+
+    def shown(self, path, password="password"):
+        return self.expect(0, "show", "--password-file", password, path).out
+
+
+class OpensslTest(PeerTest):
+    def make(self, *options, key="leaf", chain=(), password=PASSWORD):
+        more = [option for name in chain for option in ("-certfile", self.at(f"{name}.pem"))]
+        openssl("pkcs12", "-export", "-inkey", self.at(f"{key}.key"), "-in", self.at(f"{key}.pem"), *more, *options,
+                "-passout", f"pass:{password}", "-out", self.at("made.p12"))
+
+    def read(self, path, *options, password=PASSWORD):
+        return blocks(openssl("pkcs12", "-in", self.at(path), "-nodes", *options, "-passin", f"pass:{password}").decode("latin-1"))
+
+    def test_each_protection(self):
+        triple = ["-legacy", "-keypbe", "PBE-SHA1-3DES", "-certpbe", "PBE-SHA1-3DES"]
+        for options in some(([], ["-certpbe", "AES-128-CBC", "-keypbe", "AES-192-CBC"], ["-certpbe", "DES-EDE3-CBC", "-keypbe", "DES-EDE3-CBC"],
+                             triple, [*triple, "-macalg", "sha256"], ["-macalg", "sha1"], ["-macalg", "sha384"], ["-macalg", "sha512"],
+                             ["-macalg", "md5"], ["-iter", "50000"], ["-nomac"],
+                             ["-keypbe", "NONE", "-certpbe", "NONE"], ["-keypbe", "NONE", "-certpbe", "NONE", "-nomac"])):
+            with self.subTest(options):
+                self.make(*options)
+                self.assertHolds("made.p12", "leaf")
+
+    def test_a_mac_of_one_iteration(self):
+        self.make("-nomaciter")
+        self.assertIn("--mac-iterations 1", self.expect(1, "p12", "import", "--password-file", "password", "made.p12").err)
+        result = self.expect(0, "p12", "import", "--password-file", "password", "--mac-iterations", "1", "made.p12")
+        self.assertEqual(blocks(result.out), [("PRIVATE KEY", self.keys["leaf"]), ("CERTIFICATE", self.ders["leaf"])])
+
+    def test_the_default_of_old_versions_is_refused_by_name(self):
+        self.make("-legacy")
+        result = self.expect(2, "p12", "import", "--password-file", "password", "made.p12")
+        self.assertEqual(result.err, "sealkit: made.p12: encrypted certificates or keys: its encryption PBE-SHA1-RC2-40 is not supported\n")
+
+    def test_chains_names_and_kinds_of_keys(self):
+        self.make("-name", "größe", "-caname", "the middle", chain=["middle"])
+        self.assertHolds("made.p12", "leaf", "middle")
+        text = self.shown("made.p12")
+        self.assertEqual((text.count("friendly name: größe\n"), text.count("friendly name: the middle\n"), text.count("local key id: ")), (2, 1, 2))
+        for key in ("rsa", "other"):
+            self.make(key=key)
+            self.assertHolds("made.p12", key)
+
+    def test_passwords(self):
+        for password in some(("", "größe ☂", "x" * 200)):
+            self.write("its", password + "\n")
+            for options in ([], ["-legacy", "-keypbe", "PBE-SHA1-3DES", "-certpbe", "PBE-SHA1-3DES"]):
+                self.make(*options, password=password)
+                self.assertHolds("made.p12", "leaf", password="its")
+
+    def test_reads_ours(self):
+        key = openssl("pkcs8", "-topk8", "-nocrypt", "-in", self.at("leaf.key"), "-outform", "DER")
+        for options in some(([], ["--legacy"], ["--cipher", "des-ede3-cbc"], ["--mac", "sha1"], ["--mac", "sha512"])):
+            with self.subTest(options):
+                self.export("ours.p12", "--chain", "middle.pem", "--name", "größe", *options)
+                found = self.read("ours.p12", *(["-legacy"] if "--legacy" in options else []))
+                self.assertEqual(found, [("CERTIFICATE", self.ders["leaf"]), ("CERTIFICATE", self.ders["middle"]), ("PRIVATE KEY", key)])
+
+
+class CerttoolTest(PeerTest):
+    def make(self, *options, key="leaf"):
+        peer("certtool", "--to-p12", "--load-privkey", self.at(f"{key}.key"), "--load-certificate", self.at(f"{key}.pem"), "--p12-name", "Ada",
+             *options, "--outfile", self.at("made.p12"))
+
+    def test_each_cipher(self):
+        for cipher, reason in some(((None, None), ("aes-256", None), ("aes-192", None), ("3des-pkcs12", None), ("3des", None),
+                                    ("arcfour", "PBE-SHA1-RC4"), ("rc2-40", "PBE-SHA1-RC2-40"))):
+            with self.subTest(cipher):
+                self.make("--password", PASSWORD, *(["--pkcs-cipher", cipher] if cipher else []))
+                self.assertTrue(self.at("made.p12").read_text().startswith("-----BEGIN PKCS12-----\n"))
+                if reason:
+                    self.assertIn(f"its encryption {reason} is not supported",
+                                  self.expect(2, "p12", "import", "--password-file", "password", "made.p12").err)
+                else:
+                    self.assertHolds("made.p12", "leaf")
+
+    def test_der_and_names(self):
+        self.make("--password", PASSWORD, "--outder", key="rsa")
+        self.assertHolds("made.p12", "rsa")
+        self.assertIn("friendly name: Ada\n", self.shown("made.p12"))
+
+    def test_empty_and_absent_passwords(self):
+        self.write("empty", "\n")
+        for option in ("--empty-password", "--null-password"):
+            self.make(option)
+            self.assertHolds("made.p12", "leaf", password="empty")
+
+    def test_reads_ours(self):
+        for options in some(([], ["--legacy"], ["--mac", "sha512"])):
+            self.export("ours.p12", "--chain", "middle.pem", "--name", "Ada", *options)
+            text = peer("certtool", "--p12-info", "--inder", "--infile", self.at("ours.p12"), "--password", PASSWORD).decode()
+            self.assertEqual([der for label, der in blocks(text) if label == "CERTIFICATE"], [self.ders[name] for name in ("leaf", "middle")])
+            self.assertEqual([label for label, _ in blocks(text) if "PRIVATE KEY" in label], ["ENCRYPTED PRIVATE KEY"])
+            self.assertIn("Friendly name: Ada\n", text)
+        self.expect(0, "p12", "export", "-k", "leaf.key", "--certificate", "leaf.pem", "--empty-password", *FAST, "-o", "ours-empty.p12")
+        self.assertIn(b"PRIVATE KEY", peer("certtool", "--p12-info", "--inder", "--infile", self.at("ours-empty.p12"), "--empty-password"))
+
+
+class NssTest(PeerTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.database = cls.dir / "nss"
+        cls.database.mkdir()
+        peer("certutil", "-N", "-d", f"sql:{cls.database}", "--empty-password")
+
+    def pk12util(self, *options):
+        return peer("pk12util", "-d", f"sql:{self.database}", "-K", "", *options, "-W", PASSWORD)
+
+    def test_both_ways(self):
+        for key, options in (("leaf", ["--chain", "middle.pem"]), ("rsa", ["--legacy"])):
+            self.export("ours.p12", "--name", f"ours {key}", *options, key=key)
+            self.pk12util("-i", self.at("ours.p12"))
+            found = peer("certutil", "-L", "-d", f"sql:{self.database}", "-n", f"ours {key}", "-r")
+            self.assertEqual(found, self.ders[key])
+        # Theirs is BER.
+        for key, options in (("leaf", []), ("rsa", ["-c", "des-ede3-cbc", "-C", "des-ede3-cbc", "-M", "SHA-512"])):
+            self.pk12util("-n", f"ours {key}", "-o", self.at("theirs.p12"), *options)
+            result = self.expect(0, "p12", "import", "--password-file", "password", "theirs.p12")
+            found = blocks(result.out)
+            self.assertEqual(found[:2], [("PRIVATE KEY", self.keys[key]), ("CERTIFICATE", self.ders[key])])
+            self.assertIn("note: theirs.p12: is BER and not DER", result.err)
+            text = self.shown("theirs.p12")
+            self.assertIn("encoding: BER\n", text)
+            self.assertIn(f"friendly name: ours {key}\n", text)
+            self.expect(1, "p12", "import", "--password-file", "wrong", "theirs.p12")
+
+
+class KeytoolTest(PeerTest):
+    def keytool(self, *options):
+        return peer("keytool", *options, env={"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8", "HOME": str(self.dir)})
+
+    def test_reads_ours_and_writes_for_us(self):
+        self.export("ours.p12", "--chain", "middle.pem", "--chain", "root.pem", "--name", "ada")
+        # Java writes a store of its own with what is in ours.
+        self.keytool("-importkeystore", "-srckeystore", self.at("ours.p12"), "-srcstoretype", "PKCS12", "-srcstorepass", PASSWORD,
+                     "-destkeystore", self.at("java.p12"), "-deststoretype", "PKCS12", "-deststorepass", PASSWORD)
+        self.assertHolds("java.p12", "leaf", "middle", "root")
+        self.assertIn("friendly name: ada\n", self.shown("java.p12"))
+
+    def test_reads_the_old_scheme(self):
+        self.export("ours.p12", "--legacy", "--name", "ada", key="rsa")
+        text = self.keytool("-list", "-v", "-keystore", self.at("ours.p12"), "-storetype", "PKCS12", "-storepass", PASSWORD).decode()
+        for part in ("Alias name: ada\n", "Entry type: PrivateKeyEntry\n", "Owner: CN=rsa, O=Test\n"):
+            self.assertIn(part, text)
+
+
+if __name__ == "__main__":
+    unittest.main()
