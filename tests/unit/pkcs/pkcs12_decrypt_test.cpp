@@ -133,12 +133,15 @@ TEST(Pkcs12Peers, FilesOfKeytoolOpen) {
     EXPECT_FALSE(pfx.certificateAttributes[1].others.empty()) << "Java's mark of what is trusted";
 }
 
-// The files of the next two have 600,000 iterations a derivation.
+// The files of the next two have 600,000 iterations a derivation: a slow machine only reads them.
 
 TEST(Pkcs12Peers, FilesOfCerttoolOpen) {
+    if (isSlowMachine) {
+        for (char const* name : {"certtool", "certtool-3des", "certtool-empty", "certtool-null"})
+            parsedP12(readP12(name));
+        return;
+    }
     expectOpens(readP12("certtool"), word);
-    if (isSlowMachine)
-        GTEST_SKIP();
     expectOpens(readP12("certtool-3des"), word);
     expectOpens(readP12("certtool-empty"), "");
     expectOpens(readP12("certtool-null"), "");
@@ -150,7 +153,7 @@ TEST(Pkcs12Peers, FilesOfPk12utilOpenAsBer) {
         EXPECT_FALSE(pfx.parse(readP12(name))) << "it is not DER";
         ASSERT_TRUE(pfx.parseBer(readP12(name)));
         if (isSlowMachine)
-            GTEST_SKIP();
+            continue;
         EXPECT_FALSE(decrypts(pfx, "wrong", wrongMac));
         EXPECT_TRUE(decrypts(pfx, word));
         expectAlice(pfx);
@@ -196,7 +199,7 @@ TEST(Pkcs12Decrypt, OfAChangedFileFails) {
 TEST(Pkcs12Decrypt, WithAWrongPasswordAndNoMacChangesNothing) {
     for (bool isPbes2 : {false, true}) {
         unsigned opened = 0;
-        for (int i = 0; i < 50; i++) {
+        for (int i = 0; i < (isSlowMachine ? 5 : 50); i++) {
             PKCS12PFX pfx = parsedP12(protectedFile(isPbes2));
             pfx.mac.clear();
             CapturedOutput output;
