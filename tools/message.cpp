@@ -393,6 +393,8 @@ std::string algorithmName(asn1::blob oid) {
     return name.empty() ? oid2name(oid) : name;
 }
 
+namespace {
+
 std::string whyNotSigned(asn1::blob der, std::string const& said) {
     asn1::parser fields(der);
     if (std::string const why = enterContent(fields, der, signedDataOid, "a signed message"); !why.empty())
@@ -499,6 +501,8 @@ std::string whyNotTimeStampResponse(asn1::blob der, std::string const& said) {
     return "its token: " + whyNotSigned(fields.takeWhole(), said);
 }
 
+} // namespace
+
 std::string parseMessage(PKCS7SignedData& to, asn1::blob der) { return parseQuietly(to, der, whyNotSigned); }
 std::string parseMessage(PKCS7EnvelopedData& to, asn1::blob der) {
     return parseQuietly(to, der, whyNotEnveloped);
@@ -537,8 +541,7 @@ std::optional<StampedInfo> readStamp(PKCS7SignedData const& token) {
     info.timeText = withFraction(info.time, time);
     if (take(fields, tagSequence, &content) && !readAccuracy(content, &info.accuracy))
         return std::nullopt;
-    if (take(fields, tagBoolean, &content))
-        info.ordering = !content.empty() && content[0] != 0;
+    take(fields, tagBoolean, &content); // Whether times tell the order, which is not shown.
     take(fields, tagInteger, &info.nonce);
     take(fields, constructed(0), &info.authority);
     take(fields, constructed(1), &content); // Extensions, which the authority chose.

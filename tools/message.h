@@ -51,13 +51,8 @@ std::string mailForm(std::string_view text);
 /// That an encoding has indefinite lengths, and what turns it into DER; empty for any other.
 std::string berForm(asn1::blob bytes);
 
-/// Why the library does not read it, in a few words. `said` is what the library wrote when it tried.
-std::string whyNotSigned(asn1::blob der, std::string const& said);
-std::string whyNotEnveloped(asn1::blob der, std::string const& said);
-std::string whyNotTimeStampRequest(asn1::blob der);
-std::string whyNotTimeStampResponse(asn1::blob der, std::string const& said);
-
-/// Parses the message without a word of the library's. What is wrong otherwise, as above.
+/// Parses the message without a word of the library's. Empty when it is good, otherwise why the library does not read
+/// it: which of the forms that are refused it met.
 std::string parseMessage(PKCS7SignedData& to, asn1::blob der);
 std::string parseMessage(PKCS7EnvelopedData& to, asn1::blob der);
 std::string parseMessage(TimeStampRequest& to, asn1::blob der);
@@ -74,7 +69,6 @@ struct StampedInfo {
     std::string accuracy;     ///< "1 s 500 ms"; empty when nothing is said of it.
     asn1::blob nonce;         ///< Content octets of the INTEGER; empty when absent.
     asn1::blob authority;     ///< A GeneralName, the whole encoding; empty when absent.
-    bool ordering = false;
 };
 
 /// Reads what a token states. Nothing when the message is none or its content is malformed. The result views the
