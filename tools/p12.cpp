@@ -276,7 +276,7 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
 int openEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
     if (options.recipient.empty())
         return badInput(options.file +
-                        ": contents are encrypted to a certificate: give it, --recipient FILE, and -k KEY");
+                        ": contents are encrypted to a certificate: give it, --certificate FILE, and -k KEY");
     int status = exitDone;
     auto const key = readPrivateKeyOf(options.recipientKey, options.recipientKeyPassword, &status);
     if (!key)
@@ -403,7 +403,7 @@ Work exportVerb(CommandLine commandLine) {
     Parameter const certificate =
         commandLine
             .text(
-                "-c,--certificate", options->certificate,
+                "--certificate", options->certificate,
                 "the key's certificate, with others behind or before it\nwhere the file has more; PEM or DER")
             .valueName("FILE");
     commandLine
@@ -470,7 +470,7 @@ Work importVerb(CommandLine commandLine) {
             .text("-k,--key", options->recipientKey, "the private key for what is encrypted to a certificate")
             .valueName("KEY");
     Parameter recipient =
-        commandLine.text("--recipient", options->recipient, "that certificate").valueName("FILE");
+        commandLine.text("--certificate", options->recipient, "that certificate").valueName("FILE");
     key.needs(recipient);
     recipient.needs(key);
     addPasswordOptions(commandLine, options->recipientKeyPassword, "of an encrypted KEY", "key-");

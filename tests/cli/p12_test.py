@@ -436,16 +436,16 @@ class EnvelopedTest(P12Test):
         cls.write("enveloped.p12", pfx(element(0x30, message)))
 
     def test_its_holder_opens_it(self):
-        result = self.expect(0, "p12", "import", "enveloped.p12", "-k", "rsa.key", "--recipient", "rsa.pem")
+        result = self.expect(0, "p12", "import", "enveloped.p12", "-k", "rsa.key", "--certificate", "rsa.pem")
         self.assertEqual(blocks(result.out), [("PRIVATE KEY", self.keys["leaf"]), ("CERTIFICATE", self.ders["leaf"])])
         self.assertIn("nothing vouches for it", result.err)
 
     def test_others_do_not(self):
-        self.assertIn("give it, --recipient FILE, and -k KEY", self.expect(2, "p12", "import", "enveloped.p12", "-o", "none.pem").err)
-        self.expect(1, "p12", "import", "enveloped.p12", "-k", "leaf.key", "--recipient", "leaf.pem", "-o", "none.pem")
-        self.expect(1, "p12", "import", "enveloped.p12", "-k", "leaf.key", "--recipient", "rsa.pem", "-o", "none.pem")
+        self.assertIn("give it, --certificate FILE, and -k KEY", self.expect(2, "p12", "import", "enveloped.p12", "-o", "none.pem").err)
+        self.expect(1, "p12", "import", "enveloped.p12", "-k", "leaf.key", "--certificate", "leaf.pem", "-o", "none.pem")
+        self.expect(1, "p12", "import", "enveloped.p12", "-k", "leaf.key", "--certificate", "rsa.pem", "-o", "none.pem")
         self.expect(3, "p12", "import", "enveloped.p12", "-k", "rsa.key")
-        self.expect(3, "p12", "import", "enveloped.p12", "--recipient", "rsa.pem")
+        self.expect(3, "p12", "import", "enveloped.p12", "--certificate", "rsa.pem")
         self.assertFalse((self.dir / "none.pem").exists())
 
     def test_shown(self):

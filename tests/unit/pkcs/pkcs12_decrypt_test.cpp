@@ -53,6 +53,21 @@ TEST(Pkcs12Peers, CertificatesNamesAndKeyIdsOfOpenSsl) {
     EXPECT_EQ(pfx.keyAttributes[0].localKeyId, pfx.certificateAttributes[0].localKeyId);
 }
 
+TEST(Pkcs12Peers, KeysSayHowTheyAreEncryptedOpenedOrNot) {
+    for (auto const& [name, scheme] : {std::pair("openssl-modern", "1.2.840.113549.1.5.13"),
+                                       std::pair("openssl-3des", "1.2.840.113549.1.12.1.3")}) {
+        PKCS12PFX pfx = parsedP12(readP12(name));
+        for (bool const isOpen : {false, true}) {
+            EXPECT_EQ(pfx.lockedKeys(), isOpen ? 0u : 1u);
+            ASSERT_EQ(pfx.keyEncryptions().size(), 1u);
+            EXPECT_EQ(oidStr(pfx.keyEncryptions()[0].oid), scheme);
+            EXPECT_FALSE(pfx.keyEncryptions()[0].params.empty());
+            ASSERT_TRUE(decrypts(pfx, word));
+        }
+    }
+    EXPECT_TRUE(parsedP12(readP12("openssl-plain")).keyEncryptions().empty());
+}
+
 TEST(Pkcs12Peers, FilesOfOpenSslWithoutMacOpen) {
     for (char const* name : {"openssl-nomac", "openssl-nomac-modern"}) {
         PKCS12PFX pfx = parsedP12(readP12(name));
