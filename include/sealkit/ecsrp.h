@@ -33,7 +33,7 @@
 #include <vector>
 
 /// One exchange on the side that has the password. Failures are silent: an empty answer, or false. The password, the
-/// scalar, the reply and the session key are overwritten when the object is destroyed.
+/// scalar, the reply and the session key are overwritten when the object is destroyed or assigned to.
 class SEALKIT_API ECSRP {
 public:
     /// `secret` is the scalar, big-endian and of any length: 32 random bytes, new for every exchange. One that
@@ -42,7 +42,7 @@ public:
     ECSRP(std::string const& user, std::string const& password, std::vector<unsigned char> const& secret);
     ~ECSRP();
     ECSRP(ECSRP const&) = default;
-    ECSRP& operator=(ECSRP const&) = delete;
+    ECSRP& operator=(ECSRP const& other);
 
     /// What to send first: B, the user name and a zero byte. Empty when there is no B.
     std::vector<unsigned char> getChallenge() const;

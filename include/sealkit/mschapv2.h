@@ -36,7 +36,7 @@ public:
              std::vector<unsigned char> const& peerChallenge);
     ~MSCHAPv2();
     MSCHAPv2(MSCHAPv2 const&) = default;
-    MSCHAPv2& operator=(MSCHAPv2 const&) = delete;
+    MSCHAPv2& operator=(MSCHAPv2 const&) = default; // All have the same sizes: no memory is left behind.
 
     /// What the authenticator answers to show that it has the password too: "S=" and 40 uppercase hexadecimal
     /// digits (GenerateAuthenticatorResponse, RFC 2759 section 8.7).

@@ -43,6 +43,19 @@ ECSRP::~ECSRP() {
     detail::wipe(sessionKey);
 }
 
+ECSRP& ECSRP::operator=(ECSRP const& other) {
+    if (this != &other) {
+        user = other.user;
+        replace(password, other.password);
+        secret = other.secret;
+        publicValue = other.publicValue;
+        replyExpected = other.replyExpected;
+        replace(expectedReply, other.expectedReply);
+        replace(sessionKey, other.sessionKey);
+    }
+    return *this;
+}
+
 std::vector<unsigned char> ECSRP::getChallenge() const {
     if (publicValue.empty())
         return {};

@@ -75,7 +75,8 @@ TEST(Wiping, MsChapV2LeavesNeitherPasswordNorWhatIsMadeOfIt) {
         test::expectWiped<MSCHAPv2>(
             watch,
             [](MSCHAPv2& exchange) {
-                MSCHAPv2 const copy = exchange;
+                MSCHAPv2 copy(user, "", auth, peer);
+                copy = exchange;
                 std::string master = copy.getMasterKey(), reply = exchange.getReply();
                 std::string key = makeSessionKey(master, true, false);
                 wipe(master);
@@ -186,8 +187,11 @@ TEST(Wiping, EcsrpLeavesNeitherPasswordNorKeys) {
                     std::string key = side.getSessionKey();
                     wipe(key);
                 }
-                ECSRP const copy = side;
+                ECSRP copy = side;
                 EXPECT_FALSE(copy.getChallenge().empty());
+                copy = ECSRP(user, std::string(100, 'x'), salt);
+                EXPECT_EQ(copy.getSessionKey(), "");
+                copy = side;
                 EXPECT_FALSE(side.verifyReply(salt));
                 EXPECT_TRUE(side.generateResponse(Bytes(49)).empty());
             },

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -356,6 +357,19 @@ TEST(Ecsrp, CopiesAreOnTheirOwn) {
     original.reset();
     EXPECT_TRUE(copy.verifyReply(peer.reply));
     EXPECT_EQ(copy.generateResponse(peer.message), peer.response);
+
+    Opened assigned("bob", "", salt);
+    static_cast<ECSRP&>(assigned) = copy;
+    static_cast<ECSRP&>(assigned) = std::as_const(assigned);
+    EXPECT_EQ(assigned.user, "alice");
+    EXPECT_EQ(assigned.password, "open sesame");
+    EXPECT_EQ(assigned.getChallenge(), alice().getChallenge());
+    EXPECT_EQ(assigned.getSessionKey(), text(peer.sessionKey));
+    EXPECT_TRUE(assigned.verifyReply(peer.reply));
+    EXPECT_EQ(assigned.generateResponse(peer.message), peer.response);
+    assigned = alice();
+    EXPECT_FALSE(assigned.verifyReply(peer.reply));
+    EXPECT_EQ(assigned.getSessionKey(), "");
 }
 
 TEST(PwdHash, AgreesWithAnotherComputation) {

@@ -6,6 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <utility>
+
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -103,6 +106,16 @@ TEST(MsChapV2, CopiesAreOnTheirOwn) {
     MSCHAPv2 const copy = *original;
     original.reset();
     EXPECT_EQ(copy.getReply(), reply);
+
+    MSCHAPv2 assigned = of("another password");
+    assigned = copy;
+    EXPECT_EQ(assigned.challengeHash, copy.challengeHash);
+    EXPECT_EQ(assigned.ntResponse, copy.ntResponse);
+    EXPECT_EQ(assigned.getReply(), reply);
+    assigned = std::as_const(assigned);
+    EXPECT_EQ(assigned.getReply(), reply);
+    assigned = of("another password");
+    EXPECT_NE(assigned.getReply(), reply);
 }
 
 TEST(MakeSessionKey, DiffersByDirectionAlone) {
