@@ -33,9 +33,12 @@ struct KeyFile {
     bool isEncoded = false;
 };
 
+bool isSecretKeyLabel(std::string_view label) {
+    return label == "PRIVATE KEY" || label == "ENCRYPTED PRIVATE KEY";
+}
+
 bool isKeyLabel(std::string_view label) {
-    return label == "PRIVATE KEY" || label == "ENCRYPTED PRIVATE KEY" || label == "PUBLIC KEY" ||
-           label == "CERTIFICATE";
+    return isSecretKeyLabel(label) || label == "PUBLIC KEY" || label == "CERTIFICATE";
 }
 
 SecretBytes decode(std::string_view body) {
@@ -46,8 +49,9 @@ SecretBytes decode(std::string_view body) {
     return contents;
 }
 
-/// The first key or certificate of a file. Complains and gives nothing when it cannot be read.
-std::optional<KeyFile> readKeyFile(std::string const& path) {
+/// The first key or certificate of a file, or the first secret key, where one is wanted and there. Complains and
+/// gives nothing when it cannot be read.
+std::optional<KeyFile> readKeyFile(std::string const& path, bool wantsSecret) {
     auto contents = readMessage(path);
     if (!contents)
         return std::nullopt;
@@ -55,11 +59,15 @@ std::optional<KeyFile> readKeyFile(std::string const& path) {
     if (text.starts_with("\xEF\xBB\xBF")) // Some editors write a byte-order mark.
         text.remove_prefix(3);
     bool isPem = false;
+    std::optional<PemBlock> found;
     while (auto const block = takeBlock(text)) {
         isPem = true;
-        if (isKeyLabel(block->label))
-            return KeyFile{decode(block->body), std::string(block->label), true};
+        if (found ? wantsSecret && !isSecretKeyLabel(found->label) && isSecretKeyLabel(block->label)
+                  : isKeyLabel(block->label))
+            found = block;
     }
+    if (found)
+        return KeyFile{decode(found->body), std::string(found->label), true};
     if (isPem) {
         badInput(path + ": holds no ML-KEM-768 key");
         return std::nullopt;
@@ -152,7 +160,7 @@ std::string load(KeyFile const& file, MLKEMDecap& key) {
                : file.contents.size() == publicKeySize ? "a public key"
                                                        : damaged;
     if (file.label == "ENCRYPTED PRIVATE KEY")
-        return "an encrypted key; those of ML-KEM are taken without a password alone";
+        return "an encrypted key: keys of ML-KEM are read unencrypted only";
     if (!file.label.empty() && file.label != "PRIVATE KEY")
         return "\"" + file.label + "\": no private key";
     return loadPkcs8(textOf(file.contents), key);
@@ -179,7 +187,7 @@ SecretBytes encodePem(char const* label, std::vector<unsigned char> der) {
 } // namespace
 
 bool readKemKey(std::string const& path, MLKEMDecap& key) {
-    auto const file = readKeyFile(path);
+    auto const file = readKeyFile(path, true);
     if (!file)
         return false;
     std::string const complaint = load(*file, key);
@@ -189,7 +197,7 @@ bool readKemKey(std::string const& path, MLKEMDecap& key) {
 }
 
 std::optional<std::vector<unsigned char>> readKemPublicKey(std::string const& path) {
-    auto const file = readKeyFile(path);
+    auto const file = readKeyFile(path, false);
     if (!file)
         return std::nullopt;
     SecretBytes const& contents = file->contents;

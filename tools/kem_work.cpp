@@ -8,6 +8,8 @@
 
 #include "sealkit/rng.h"
 
+#include <filesystem>
+
 namespace {
 
 constexpr size_t ciphertextSize = 1088;
@@ -25,6 +27,16 @@ bool writeFile(std::string const& path, mode_t mode, bool force, std::span<unsig
 bool canWrite(std::string const& path, bool force) {
     OutputFile file;
     return file.open(path, secretMode, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
+}
+
+std::filesystem::path resolve(std::string const& path) {
+    std::error_code failed;
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, failed), failed);
+}
+
+/// Whether both name standard output or one file, however they say it and whether or not it is there.
+bool isSamePlace(std::string const& one, std::string const& other) {
+    return one == other || (one != "-" && other != "-" && resolve(one) == resolve(other));
 }
 
 int floods() {
@@ -53,7 +65,7 @@ int writeKemPublicKey(KemOptions const& options) {
 
 int encapsulate(KemOptions const& options) {
     bool const secretToOutput = options.output.empty() || options.output == "-";
-    if (options.ciphertext == (secretToOutput ? "-" : options.output))
+    if (isSamePlace(options.ciphertext, secretToOutput ? "-" : options.output))
         return wrongUsage("secret and ciphertext cannot go to the same place");
     if (wouldFloodTerminal(options.output))
         return floods();

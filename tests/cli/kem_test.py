@@ -127,6 +127,8 @@ class KemTest(ProgramTest):
         for before in (b"", b"\xef\xbb\xbf", b"Key of mine\n", openssl("x509", "-in", self.issue("mine", key=self.dir / "ec.key"), "-text", "-noout")):
             text = before + pem("PRIVATE KEY", pkcs8(both)).encode().replace(b"\n", b"\r\n")
             self.assertEqual(self.expect(0, "kem", "public", "-", stdin=text).out, expected)
+        behind = pem("PUBLIC KEY", public_info(self.expanded[1152:2336])) + pem("CERTIFICATE", b"") + pem("PRIVATE KEY", pkcs8(both))
+        self.assertEqual(self.expect(0, "kem", "public", "-", stdin=behind.encode()).out, expected)
 
     def test_secret_keys_that_are_none(self):
         expanded, seed = der(0x04, self.expanded), der(0x80, self.other_seed)
@@ -270,7 +272,7 @@ class KemTest(ProgramTest):
 
     def test_wrong_usage(self):
         for arguments in ([], ["old"], ["encap"], ["encap", "-k", "known.pub"], ["encap", "-c", "x"], ["decap"], ["decap", "known.kem"],
-                          ["decap", "-k", "known.seed"], ["decap", "-k", "-", "-"], ["encap", "-k", "known.pub", "-c", "same", "-o", "same"],
+                          ["decap", "-k", "known.seed"], ["decap", "-k", "-", "-"], ["encap", "-k", "known.pub", "-c", "same", "-o", "same"], ["encap", "-k", "known.pub", "-c", "same", "-o", "./same", "--force"],
                           ["encap", "-k", "known.pub", "-c", "-"], ["encap", "-k", "known.pub", "-c", "-", "-o", "-"]):
             self.complaint(*arguments, status=3)
         self.assertFalse((self.dir / "same").exists())
