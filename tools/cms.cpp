@@ -161,7 +161,7 @@ void printJson(MessageVerdict const& verdict, PKCS7SignedData const& message, si
 }
 
 int check(CheckOptions const& options) {
-    if (standardInputTwice({options.content, options.certificates, options.file}))
+    if (standardInputTwice(options.trust.inputsWith({options.content, options.certificates, options.file})))
         return exitWrongUsage;
     PathQuestion question;
     std::string complaint;
@@ -264,8 +264,8 @@ std::optional<X509Certificate> readRecipient(std::string const& path, bool byKey
 int encrypt(EncryptOptions const& options) {
     std::vector<std::string_view> inputs(options.recipients.begin(), options.recipients.end());
     inputs.push_back(options.file);
-    if (std::ranges::count(inputs, "-") > 1)
-        return wrongUsage("only one thing can be read from standard input");
+    if (standardInputTwice(inputs))
+        return exitWrongUsage;
     auto const how = readCipher(options);
     if (!how)
         return wrongUsage("\"" + options.cipher +

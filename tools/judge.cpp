@@ -92,6 +92,12 @@ void TrustOptions::declare(CommandLine& commandLine) {
     commandLine.flag("--check-crls", checkCrls, "look every certificate up in its issuer's revocation list");
 }
 
+std::vector<std::string_view> TrustOptions::inputsWith(std::vector<std::string_view> others) const {
+    others.insert(others.end(), authorities.begin(), authorities.end());
+    others.insert(others.end(), crlFiles.begin(), crlFiles.end());
+    return others;
+}
+
 std::optional<TimePoint> readTime(TrustOptions const& options, std::string* complaint) {
     if (options.at.empty())
         return currentTime();

@@ -19,6 +19,9 @@ struct TrustOptions {
     void declare(CommandLine& commandLine);
 
     bool wantsCrls() const { return checkCrls || !crlFiles.empty(); }
+
+    /// The files that it names, behind `others`.
+    std::vector<std::string_view> inputsWith(std::vector<std::string_view> others) const;
 };
 
 /// The time of --at, or the present. Nothing, and what is wrong in `*complaint`, for what is no time.

@@ -572,7 +572,7 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
     return key ? key->publicKey() : nullptr;
 }
 
-bool standardInputTwice(std::initializer_list<std::string_view> names) {
+bool standardInputTwice(std::vector<std::string_view> const& names) {
     if (std::ranges::count(names, "-") < 2)
         return false;
     wrongUsage("only one thing can be read from standard input");

@@ -84,4 +84,4 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
                                            int* status);
 
 /// Whether more than one of the names is that of standard input. Complains.
-bool standardInputTwice(std::initializer_list<std::string_view> names);
+bool standardInputTwice(std::vector<std::string_view> const& names);

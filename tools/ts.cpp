@@ -282,7 +282,8 @@ int sayRefused(StatusText const& status, bool isJson) {
 int check(CheckOptions const& options) {
     if (options.request.empty() == options.data.empty())
         return wrongUsage("give --request, or --data with the file that was stamped");
-    if (standardInputTwice({options.request, options.data, options.certificates, options.reply}))
+    if (standardInputTwice(
+            options.trust.inputsWith({options.request, options.data, options.certificates, options.reply})))
         return exitWrongUsage;
     PathQuestion question;
     std::string complaint;

@@ -3,6 +3,7 @@
 #include "clock.h"
 #include "input.h"
 #include "judge.h"
+#include "key_file.h"
 #include "terminal.h"
 #include "verb.h"
 
@@ -137,6 +138,8 @@ int verify(Options const& options) {
     std::string complaint;
     if (!readQuestion(options, &question, &complaint))
         return wrongUsage(complaint);
+    if (standardInputTwice(options.trust.inputsWith({options.chain})))
+        return exitWrongUsage;
 
     auto const text = readInput(options.chain);
     if (!text)
