@@ -32,13 +32,15 @@ struct NamedOid {
 constexpr char signedDataOid[] = "1.2.840.113549.1.7.2";
 constexpr char envelopedDataOid[] = "1.2.840.113549.1.7.3";
 constexpr char stampOid[] = "1.2.840.113549.1.9.16.1.4";
+constexpr char signedName[] = "signed message", envelopedName[] = "enveloped message",
+               requestName[] = "time-stamp request", responseName[] = "time-stamp response";
 constexpr char rsaEncryptionOid[] = "1.2.840.113549.1.1.1";
 
 /// Content types (RFC 5652 and others).
 NamedOid const contentTypeNames[] = {
     {"1.2.840.113549.1.7.1", "data"},
-    {signedDataOid, "signed message"},
-    {envelopedDataOid, "enveloped message"},
+    {signedDataOid, signedName},
+    {envelopedDataOid, envelopedName},
     {"1.2.840.113549.1.7.4", "signed and enveloped message"},
     {"1.2.840.113549.1.7.5", "digested message"},
     {"1.2.840.113549.1.7.6", "encrypted message without recipients"},
@@ -206,15 +208,28 @@ std::string withArticle(std::string const& noun) {
     return (isVowel ? "an " : "a ") + noun;
 }
 
-/// Goes into the ContentInfo of the type, if there is one, and into its SEQUENCE.
-std::string enterContent(asn1::parser& fields, asn1::blob der, char const* type, char const* wanted) {
+/// That it is none of the wanted kind, and which other one; empty when it is one.
+std::string whyNotKind(asn1::blob der, MessageKind kind, std::string const& wanted) {
     if (std::string const why = whyNotDer(der); !why.empty())
         return why;
-    asn1::blob const found = contentTypeOf(der);
-    if (!found.empty() && oidStr(found) != type)
-        return "it holds " + withArticle(contentTypeName(found)) + ", not " + wanted;
+    MessageKind const found = kindOfMessage(der);
+    if (found == kind)
+        return "";
+    asn1::blob const type = contentTypeOf(der);
+    std::string const name = !type.empty()                             ? contentTypeName(type)
+                             : found == MessageKind::signedData        ? signedName
+                             : found == MessageKind::timeStampRequest  ? requestName
+                             : found == MessageKind::timeStampResponse ? responseName
+                                                                       : "";
+    return name.empty() ? "no " + wanted : "it holds " + withArticle(name) + ", not " + withArticle(wanted);
+}
+
+/// Goes into the ContentInfo of the kind, if there is one, and into its SEQUENCE.
+std::string enterContent(asn1::parser& fields, asn1::blob der, MessageKind kind, char const* wanted) {
+    if (std::string const why = whyNotKind(der, kind, wanted); !why.empty())
+        return why;
     fields.enter(tagSequence);
-    if (!found.empty()) {
+    if (!contentTypeOf(der).empty()) {
         fields.take();
         fields.enter(constructed(0));
         fields.enter(tagSequence);
@@ -331,14 +346,15 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
     std::string_view rest = file.text;
     std::string other;
     while (auto const block = takeBlock(rest)) {
-        if (!isMessageLabel(block->label)) {
-            other = block->label;
-            continue;
-        }
-        if (!pemDecode(block->body, &file.decoded) || file.decoded.empty())
+        bool const isDecoded = pemDecode(block->body, &file.decoded) && !file.decoded.empty();
+        if (isMessageLabel(block->label) && !isDecoded)
             return complain("block \"" + std::string(block->label) + "\" is malformed");
-        file.text.clear();
-        return file;
+        // Of time-stamps there is no usual label.
+        if (isMessageLabel(block->label) || (isDecoded && kindOfMessage(file.decoded) != MessageKind::none)) {
+            file.text.clear();
+            return file;
+        }
+        other = block->label;
     }
     if (!other.empty())
         return complain("holds no message, but \"" + other + "\"");
@@ -397,7 +413,7 @@ namespace {
 
 std::string whyNotSigned(asn1::blob der, std::string const& said) {
     asn1::parser fields(der);
-    if (std::string const why = enterContent(fields, der, signedDataOid, "a signed message"); !why.empty())
+    if (std::string const why = enterContent(fields, der, MessageKind::signedData, signedName); !why.empty())
         return why;
     asn1::blob content;
     if (!take(fields, tagInteger, &content))
@@ -440,11 +456,11 @@ std::string whyNotSigned(asn1::blob der, std::string const& said) {
 
 std::string whyNotEnveloped(asn1::blob der, std::string const& said) {
     asn1::parser fields(der);
-    if (std::string const why = enterContent(fields, der, envelopedDataOid, "an enveloped message");
+    if (std::string const why = enterContent(fields, der, MessageKind::envelopedData, envelopedName);
         !why.empty())
         return why;
     asn1::blob content;
-    if (contentTypeOf(der).empty() || !take(fields, tagInteger, &content))
+    if (!take(fields, tagInteger, &content))
         return whyNotParsedOtherwise(said);
     std::string const version = numberText(content);
     take(fields, constructed(0), &content);
@@ -473,13 +489,13 @@ std::string whyNotEnveloped(asn1::blob der, std::string const& said) {
 }
 
 std::string whyNotTimeStampRequest(asn1::blob der) {
-    if (std::string const why = whyNotDer(der); !why.empty())
+    if (std::string const why = whyNotKind(der, MessageKind::timeStampRequest, requestName); !why.empty())
         return why;
     asn1::parser fields(der);
     asn1::blob content;
-    if (kindOfMessage(der) != MessageKind::timeStampRequest || !fields.enter(tagSequence) ||
-        !take(fields, tagInteger, &content) || !take(fields, tagSequence, &content))
-        return "no time-stamp request";
+    fields.enter(tagSequence);
+    take(fields, tagInteger, &content);
+    take(fields, tagSequence, &content);
     if (std::string const why = whyNotDigest(asn1::parser(content).takeWhole()); !why.empty())
         return why;
     while (fields.tag == tagOid || fields.tag == tagInteger || fields.tag == tagBoolean)
@@ -489,10 +505,8 @@ std::string whyNotTimeStampRequest(asn1::blob der) {
 }
 
 std::string whyNotTimeStampResponse(asn1::blob der, std::string const& said) {
-    if (std::string const why = whyNotDer(der); !why.empty())
+    if (std::string const why = whyNotKind(der, MessageKind::timeStampResponse, responseName); !why.empty())
         return why;
-    if (kindOfMessage(der) != MessageKind::timeStampResponse)
-        return "no time-stamp response";
     asn1::parser fields(der);
     fields.enter(tagSequence);
     fields.take();

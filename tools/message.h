@@ -13,7 +13,7 @@
 /// The DER of one message.
 class MessageFile {
 public:
-    /// Reads PEM (the first block with a message in it), or DER. Complains and gives nothing for what is neither;
+    /// Reads PEM (the first block that is labelled as a message or holds one), or DER. Complains and gives nothing for what is neither;
     /// of an e-mail it says how to take the message out.
     static std::optional<MessageFile> read(std::string const& path);
 

@@ -132,7 +132,9 @@ Found readMessage(MessageKind kind, asn1::blob der) {
             "a message of the type \"" + contentTypeName(contentTypeOf(der)) + "\", which is not shown";
         return found;
     case MessageKind::none:
-        found.complaint = "no message that is known";
+        found.complaint = berForm(der);
+        if (found.complaint.empty())
+            found.complaint = "no message that is known";
         return found;
     }
     return found;
@@ -176,11 +178,10 @@ Found readBlock(PemBlock const& block, Password const* password) {
     if (block.label == "CERTIFICATE REQUEST" ||
         block.label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
         return parseAs<X509Req>(der);
-    if (isMessageLabel(block.label))
-        return readMessage(kindOfMessage(der), der);
     if (block.label == pkcs12Label)
         return readPkcs12As(der, password);
-    return {};
+    MessageKind const kind = kindOfMessage(der); // Of time-stamps there is no usual label.
+    return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der) : Found();
 }
 
 Found readDer(std::string_view der, Password const* password) {
@@ -439,8 +440,9 @@ std::string whyNoDump(Object const& object, bool withSecrets) {
     return found->key ? "" : "the private key is encrypted: --password-file opens it";
 }
 
-/// Whether it is the label of what may be no key.
-bool isKeyless(std::string_view label) { return isMessageLabel(label) || label == pkcs12Label; }
+bool isKeyLabel(std::string_view label) {
+    return label.ends_with("PRIVATE KEY") || label.ends_with("PUBLIC KEY");
+}
 
 int show(Options const& options) {
     if (standardInputTwice({options.file, options.password.file}))
@@ -487,7 +489,7 @@ int show(Options const& options) {
             complain("block " + std::to_string(blocks) + ", \"" + std::string(block->label) + "\", " +
                          (found.complaint.empty()
                               ? "is malformed or of a kind that is not shown"
-                              : (isKeyless(block->label) ? "" : "is a key that cannot be shown: ") +
+                              : (isKeyLabel(block->label) ? "is a key that cannot be shown: " : "") +
                                     found.complaint),
                      found.status);
     }

@@ -1,4 +1,5 @@
 """The verb ts, and show of time-stamps, beside OpenSSL as the authority."""
+import base64
 import json
 import unittest
 
@@ -149,10 +150,11 @@ class TimeStampTest(ProgramTest):
 
     def test_what_is_no_reply(self):
         signed = openssl("smime", "-sign", "-nodetach", "-signer", self.at("tsa.pem"), "-inkey", self.at("tsa.key"), "-outform", "DER", "-in", self.data)
-        for content, text in ((signed, "what was signed is no time-stamp"), (b"", "is empty"), (b"x", "neither PEM nor DER"), (self.at("query.tsq").read_bytes(), "no time-stamp response"),
+        for content, text in ((signed, "what was signed is no time-stamp"), (b"", "is empty"), (b"x", "neither PEM nor DER"), (self.at("query.tsq").read_bytes(), "it holds a time-stamp request, not a time-stamp response"),
+                              (b"\x30\0", "no time-stamp response"), 
                               (self.at("query.tsr").read_bytes() + b"x", "bytes behind")):
             self.check(2, text, "--request", "query.tsq", "--ca", "root.pem", "-", stdin=content)
-        for content, text in ((self.at("query.tsr").read_bytes(), "no time-stamp request"), (b"x", "neither PEM nor DER")):
+        for content, text in ((self.at("query.tsr").read_bytes(), "it holds a time-stamp response, not a time-stamp request"), (b"x", "neither PEM nor DER")):
             self.write("wrong", content)
             self.check(2, text, "--request", "wrong", "--ca", "root.pem", "query.tsr")
         imprint = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1")), element(4, bytes(32)))
@@ -164,6 +166,15 @@ class TimeStampTest(ProgramTest):
         self.check(3, "give --request, or --data", "--ca", "root.pem", "query.tsr")
         self.check(3, "excludes", "--ca", "root.pem", "--data", "letter", "--request", "query.tsq", "query.tsr")
         self.check(3, "only one thing", "--ca", "root.pem", "--data", "-", "-")
+
+    def test_pem_under_whatever_label(self):
+        for name in ("query.tsq", "query.tsr"):
+            lines = base64.encodebytes(self.at(name).read_bytes()).decode()
+            self.write(f"{name}.pem", f"-----BEGIN TIMESTAMP-----\n{lines}-----END TIMESTAMP-----\n")
+            self.assertEqual(self.expect(0, "show", f"{name}.pem").out, self.expect(0, "show", name).out)
+        self.check(0, "OK\n", "--request", "query.tsq.pem", "--ca", "root.pem", "query.tsr.pem")
+        self.assertIn("it holds a time-stamp response, not a signed message", self.expect(2, "cms", "check", "query.tsr").err)
+        self.assertIn("it holds a time-stamp request, not an enveloped message", self.expect(2, "cms", "decrypt", "-k", "root.key", "query.tsq").err)
 
     def test_truncated_replies_and_flipped_bits(self):
         reply = self.at("query.tsr").read_bytes()
