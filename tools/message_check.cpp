@@ -20,6 +20,9 @@ using terminal::printable;
 constexpr size_t maxCertificates = 1000;
 constexpr size_t maxSigners = 100;
 
+/// Looking for a chain takes long where a forger lays out issuers for it. One failure decides; these are told.
+constexpr unsigned mostUntrusted = 4;
+
 /// Clocks differ.
 constexpr int64_t toleratedSeconds = 300;
 
@@ -48,6 +51,9 @@ public:
         if (auto const& certificate = verdict.signers.back().certificate) {
             checkAgainst(signer, *certificate);
             checkChain(certificate);
+        } else {
+            verdict.notes.push_back("signer " + std::to_string(number) +
+                                    ": its certificate may be given with --certificates");
         }
     }
 
@@ -55,6 +61,16 @@ public:
         number = 0;
         if (!message.crls.empty())
             warn("unchecked-lists", "the revocation lists in the message are not looked at");
+    }
+
+    /// What is trusted, with the ends of the chains that were found first: the library takes the first of several
+    /// authorities of one name.
+    CertificateMemoryStore trustedFirst() const {
+        CertificateMemoryStore store = trusted;
+        for (auto const& [certificate, chain] : verdicts)
+            if (auto const end = std::ranges::find(store.certs, chain.chain.back()); end != store.certs.end())
+                std::rotate(store.certs.begin(), end, end + 1);
+        return store;
     }
 
 private:
@@ -94,11 +110,14 @@ private:
     }
 
     void checkChain(std::shared_ptr<X509Certificate> const& certificate) {
+        if (untrusted == mostUntrusted)
+            return;
         auto const [found, isNew] = verdicts.try_emplace(certificate.get());
         if (isNew)
             found->second = judge(certificate, message.certificates, trusted, question);
         Verdict const& chain = found->second;
         if (int const code = chain.explanation.code; code != 0) {
+            ++untrusted;
             fail(verdict, "signer " + std::to_string(number) +
                               ": its certificate is not trusted: " + reasonOf(chain.explanation));
             auto const& term = *findPathCode(code);
@@ -127,6 +146,7 @@ private:
     PathQuestion const& question;
     MessageVerdict& verdict;
     size_t number = 0;
+    unsigned untrusted = 0;
     std::map<X509Certificate const*, Verdict> verdicts;
 };
 
@@ -180,16 +200,14 @@ bool addCertificates(PKCS7SignedData& message, std::string const& path) {
 MessageVerdict judgeMessage(PKCS7SignedData const& message, asn1::blob detachedContent,
                             CertificateMemoryStore const& trusted, PathQuestion const& question) {
     MessageVerdict verdict;
-    std::string reason;
-    {
-        terminal::MuteDiagnostics const mute;
-        if (!message.verify(trusted, detachedContent, question.now, &reason))
-            verdict.failure = printable(reason);
-    }
     Judgement judgement(message, trusted, question, verdict);
     for (auto const& signer : message.signerInfos)
         judgement.addSigner(*signer);
     judgement.addMessage();
+    std::string reason;
+    terminal::MuteDiagnostics const mute;
+    if (!message.verify(judgement.trustedFirst(), detachedContent, question.now, &reason))
+        verdict.failure = printable(reason); // Before what fails a chain: it may be the content.
     return verdict;
 }
 
