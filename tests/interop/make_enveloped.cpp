@@ -5,6 +5,7 @@
 #include "interop/identities.h"
 #include "interop/makers.h"
 
+#include "support/captured_output.h"
 #include "support/der.h"
 
 #include <openssl/rsa.h>
@@ -220,6 +221,24 @@ void makeStreamed(test::Random& random, Cases& out) {
     out.add("message", written(to.get())).add("parsed", "no").add("why", "BER").add("output", "");
 }
 
+/// Whether a key that no content key was encrypted to makes of one what begins as a block of it does, by chance. What is
+/// said of such a block depends on the rest of it.
+bool isTakenForOwn(Bytes const& message, EVP_PKEY* key) {
+    test::CapturedOutput const quiet;
+    PKCS7EnvelopedData read;
+    require(read.parse(message), "the library does not read the message");
+    return std::ranges::any_of(read.recipientInfos, [&](PKCS7KeyTransRecipientInfo const& recipient) {
+        Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> const context(made(EVP_PKEY_CTX_new(key, nullptr), "key"));
+        require(EVP_PKEY_decrypt_init(context.get()), "decrypting");
+        require(EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING), "padding");
+        Bytes block(static_cast<size_t>(EVP_PKEY_get_size(key)));
+        size_t size = block.size();
+        Bytes const& encrypted = recipient.encryptedKey;
+        return EVP_PKEY_decrypt(context.get(), block.data(), &size, encrypted.data(), encrypted.size()) > 0 &&
+               block[0] == 0 && block[1] == 2;
+    });
+}
+
 void makeUnopened(test::Random& random, Cases& out, Unopened const& form) {
     Identity const root = interop::selfSigned(random, "other-rsa1024");
     std::vector<Identity> to;
@@ -227,10 +246,13 @@ void makeUnopened(test::Random& random, Cases& out, Unopened const& form) {
     if (random.oneIn(2))
         to.push_back(interop::issuedBy(root, random, "rsa1031"));
     Identity const other = interop::issuedBy(root, random, "other-rsa1024");
-    OwnedCms const message =
-        encrypt(to, random.bytes(random.below(100)), form.cipher,
-                (form.isOaep ? CMS_KEY_PARAM : 0) | (random.oneIn(2) ? CMS_USE_KEYID : 0));
-    out.add("message", encoded<i2d_CMS_ContentInfo>(message.get())).add("opened", "no").add("why", form.why);
+    Bytes const content = random.bytes(random.below(100));
+    unsigned const flags = (form.isOaep ? CMS_KEY_PARAM : 0) | (random.oneIn(2) ? CMS_USE_KEYID : 0);
+    Bytes message;
+    do
+        message = encoded<i2d_CMS_ContentInfo>(encrypt(to, content, form.cipher, flags).get());
+    while (form.isWrongKey && isTakenForOwn(message, other.key()));
+    out.add("message", message).add("opened", "no").add("why", form.why);
     out.add("certificate", (form.isOthers ? other : to[0]).der());
     out.add("key", form.isOthers || form.isWrongKey ? "other-rsa1024" : "rsa1024").add("output", form.said);
 }
