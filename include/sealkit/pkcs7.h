@@ -108,7 +108,8 @@ public:
     void dump(std::ostream& out) const;
 };
 
-/// SignedData (RFC 5652, section 5.1).
+/// SignedData (RFC 5652, section 5.1). Its content may be secret, as that of a signed PKCS#12 file is: `raw` and
+/// `content` are wiped where the object ends, and where another is moved to it.
 class SEALKIT_API PKCS7SignedData {
 public:
     std::vector<unsigned char> raw; ///< The whole message as it was parsed; what `save` writes unless empty.
@@ -176,6 +177,9 @@ public:
     /// Writes digest algorithms, content type, certificates and signers as text, line by line. Names are written
     /// as they are: they may hold any byte.
     void dump(std::ostream& out) const;
+
+private:
+    void wipe();
 };
 
 /// KeyTransRecipientInfo (RFC 5652, section 6.2.1).

@@ -4,6 +4,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "hash/secret_bytes.h"
 #include "pkcs/parse.h"
 
 #include <algorithm>
@@ -122,8 +123,27 @@ bool detail::parseSignedMessage(PKCS7SignedData& to, asn1::blob message, unsigne
 
 PKCS7SignedData::PKCS7SignedData() = default;
 PKCS7SignedData::PKCS7SignedData(PKCS7SignedData&&) noexcept = default;
-PKCS7SignedData& PKCS7SignedData::operator=(PKCS7SignedData&&) noexcept = default;
-PKCS7SignedData::~PKCS7SignedData() = default;
+
+PKCS7SignedData& PKCS7SignedData::operator=(PKCS7SignedData&& other) noexcept {
+    if (this == &other)
+        return *this;
+    wipe();
+    raw = std::move(other.raw);
+    digestAlgorithms = std::move(other.digestAlgorithms);
+    contentType = std::move(other.contentType);
+    content = std::move(other.content);
+    certificates = std::move(other.certificates);
+    crls = std::move(other.crls);
+    signerInfos = std::move(other.signerInfos);
+    return *this;
+}
+
+PKCS7SignedData::~PKCS7SignedData() { wipe(); }
+
+void PKCS7SignedData::wipe() {
+    detail::wipe(raw);
+    detail::wipe(content);
+}
 
 bool PKCS7SignedData::parse(asn1::blob message) {
     PKCS7SignedData parsed;

@@ -109,10 +109,17 @@ TEST(Wiping, UnprotectedPkcs12LeavesNoKey) {
         EXPECT_TRUE(pfx.parse(file));
         Bytes saved = pfx.save();
         test::wipe(saved);
+        test::CapturedOutput const ignored;
+        EXPECT_TRUE(pfx.sign(recipient, *recipientKey, HashID::SHA256));
+        saved = pfx.save();
+        EXPECT_TRUE(pfx.parse(saved));
+        EXPECT_NE(pfx.signedData, nullptr);
+        EXPECT_TRUE(pfx.parseContentInfo(pfx.signedData->raw));
+        test::wipe(saved);
+        EXPECT_TRUE(pfx.parse(file));
         EXPECT_TRUE(pfx.encryptEnveloped(recipient, {}, CipherID::AesCbc));
         Bytes const enveloped = pfx.save();
         EXPECT_TRUE(pfx.parse(enveloped));
-        test::CapturedOutput const ignored;
         EXPECT_TRUE(pfx.decryptEnveloped(recipient, *recipientKey));
         EXPECT_EQ(pfx.keys.size(), 1u);
     });
