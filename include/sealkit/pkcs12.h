@@ -57,7 +57,8 @@ struct PKCS12Content;
 inline constexpr unsigned pkcs12MostIterations = 10'000'000;
 
 /// The most iterations that one `PKCS12PFX::decrypt` does for all that a file asks for: a MAC, a content and a
-/// key at the limit above. A file that asks for more is refused before it has taken minutes.
+/// key at the limit above. A file that asks for more is refused before it has taken minutes. An empty password,
+/// which is tried in two forms, may take twice as many.
 inline constexpr unsigned pkcs12MostIterationsOfFile = 3 * pkcs12MostIterations;
 
 /// Iterations of a MAC whose file does not say how many.
@@ -147,9 +148,9 @@ public:
     ~PKCS12PFX();
 
     /// Reads a DER PFX of version 3, anew; `scheme`, `pbes2Cipher` and `iterations` stay. What is not encrypted is
-    /// in `certificates` and `keys` then. False when it is malformed, has bytes behind it, a MAC of 0 or more than
-    /// `pkcs12MostIterations` iterations, or is refused by a function below; "PFX: invalid version: " and the
-    /// number go to standard output.
+    /// in `certificates` and `keys` then. False, and the object empty, when it is malformed, has bytes behind it, a
+    /// MAC of 0 or more than `pkcs12MostIterations` iterations, or is refused by a function below; "PFX: invalid
+    /// version: " and the number go to standard output.
     bool parse(asn1::blob pfx);
 
     /// The same for BER, which NSS (and so Firefox and Thunderbird) writes: lengths may be indefinite and strings
@@ -229,10 +230,10 @@ public:
     /// encrypt supports only 3des" on standard output.
     bool encrypt(std::string_view password);
 
-    /// Chooses PBES2 with `cipher` (Java reads AES alone), PBKDF2 and hmacWithSHA256, for now and for later calls of `encrypt`. When
-    /// `content` is empty, it then does what `encrypt` does. Otherwise `content`, a SafeContents, becomes one more
-    /// encrypted content behind those that are there, a MAC over it all is made, and certificates and keys of
-    /// the object are not written. False as in `encrypt`.
+    /// Chooses PBES2 with `cipher` (Java reads AES alone), PBKDF2 and hmacWithSHA256, for now and for later calls of
+    /// `encrypt`. When `content` is empty, it then does what `encrypt` does. Otherwise `content`, a SafeContents,
+    /// becomes one more encrypted content behind those that are there, a MAC over it all is made, and certificates
+    /// and keys of the object are not written. False as in `encrypt`.
     bool setPbes2Params(std::string_view password, asn1::blob content, CipherID cipher);
 
     /// Protects certificates and keys for the holder of `recipient`, which has an RSA key: all in one enveloped
@@ -266,6 +267,7 @@ public:
     void dump(std::ostream& out) const;
 
 private:
+    bool parseAnew(asn1::blob pfx, bool readsBer);
     bool parseElement(asn1::blob pfx);
     bool parseContent(asn1::blob contentInfo);
     void show(detail::PKCS12Content const& content);

@@ -48,14 +48,25 @@ std::uint64_t iterationsOf(std::vector<PKCS12Bag> const& bags) {
     return sum;
 }
 
+/// The data of a content; null when others, who have access too, took it from the list.
+template <typename Data>
+Data const* dataOf(PKCS12Content const& content, std::vector<Data> const& list) {
+    return content.index < list.size() ? &list[content.index] : nullptr;
+}
+
+bool needsPassword(PKCS12Content const& content) {
+    return content.kind == PKCS12Content::Kind::encrypted && !content.isOpen;
+}
+
 /// All that can be known before anything is opened.
 std::uint64_t iterationsOf(std::vector<PKCS12Content> const& contents,
                            std::vector<PKCS7EncryptedData> const& encryptedData) {
     std::uint64_t sum = 0;
     for (PKCS12Content const& content : contents) {
         sum += iterationsOf(content.bags);
-        if (content.kind == PKCS12Content::Kind::encrypted && !content.isOpen)
-            sum += iterationsOf(encryptedData[content.index].encryptedContentInfo.contentEncryptionAlgorithm);
+        PKCS7EncryptedData const* const data = dataOf(content, encryptedData);
+        if (needsPassword(content) && data != nullptr)
+            sum += iterationsOf(data->encryptedContentInfo.contentEncryptionAlgorithm);
     }
     return sum;
 }
@@ -129,8 +140,9 @@ private:
 bool openAll(Opening& opening, std::vector<PKCS12Content>& contents,
              std::vector<PKCS7EncryptedData> const& encryptedData) {
     for (PKCS12Content& content : contents) {
-        if (content.kind == PKCS12Content::Kind::encrypted && !content.isOpen) {
-            if (!opening.openContent(encryptedData[content.index], content.bags))
+        if (needsPassword(content)) {
+            PKCS7EncryptedData const* const data = dataOf(content, encryptedData);
+            if (data == nullptr || !opening.openContent(*data, content.bags))
                 return false;
             content.isOpen = true;
         }
@@ -159,7 +171,7 @@ bool PKCS12PFX::decrypt(std::string_view password) {
         HashID const hash = getHashID(macAlgorithm.oid);
         if (hash == HashID::none)
             return false;
-        asn1::blob const safe(authenticatedSafe.data(), authenticatedSafe.size());
+        SecretBytes const safe(saveAuthenticatedSafe());
         auto const isRight = [&](asn1::blob form) {
             return detail::areSameMacs(detail::pkcs12Mac(hash, form, macSalt, macCount, safe), mac);
         };
@@ -187,20 +199,22 @@ bool PKCS12PFX::decrypt(std::string_view password) {
 }
 
 bool PKCS12PFX::decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key) {
-    auto const isFor = [&](PKCS7EnvelopedData const& data) {
-        return std::any_of(data.recipientInfos.begin(), data.recipientInfos.end(),
-                           [&](auto const& one) { return detail::isRecipient(one, certificate); });
+    auto const isRecipient = [&](PKCS7KeyTransRecipientInfo const& one) {
+        return detail::isRecipient(one, certificate);
     };
     std::vector<PKCS12Content> opened = contents;
     bool isAny = false, isNew = false;
     for (PKCS12Content& content : opened) {
-        if (content.kind != PKCS12Content::Kind::enveloped || !isFor(envelopedData[content.index]))
+        if (content.kind != PKCS12Content::Kind::enveloped)
+            continue;
+        PKCS7EnvelopedData const* const data = dataOf(content, envelopedData);
+        if (data == nullptr || std::ranges::none_of(data->recipientInfos, isRecipient))
             continue;
         isAny = true;
         if (content.isOpen)
             continue;
         SecretBytes plain;
-        if (!envelopedData[content.index].decrypt(certificate, key, plain.value))
+        if (!data->decrypt(certificate, key, plain.value))
             return false;
         if (!detail::readSafeContents(plain, isBer, content.bags))
             return detail::refuseSafeContents();

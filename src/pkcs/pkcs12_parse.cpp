@@ -33,24 +33,23 @@ PKCS12PFX::PKCS12PFX(PKCS12PFX&&) noexcept = default;
 PKCS12PFX& PKCS12PFX::operator=(PKCS12PFX&&) noexcept = default;
 PKCS12PFX::~PKCS12PFX() = default;
 
-bool PKCS12PFX::parse(asn1::blob pfx) {
-    PKCS12PFX parsed;
-    parsed.scheme = std::move(scheme);
-    parsed.pbes2Cipher = pbes2Cipher;
-    parsed.iterations = iterations;
-    bool const isGood = parsed.parseElement(pfx);
-    *this = std::move(parsed);
-    return isGood;
-}
+bool PKCS12PFX::parse(asn1::blob pfx) { return parseAnew(pfx, false); }
 
 bool PKCS12PFX::parseBer(asn1::blob pfx) {
     detail::SecretBytes const der(detail::berToDer(pfx));
+    return parseAnew(der, true);
+}
+
+/// Only at the end is anything of the object changed: `pfx` may be a view of it.
+bool PKCS12PFX::parseAnew(asn1::blob pfx, bool readsBer) {
     PKCS12PFX parsed;
+    parsed.isBer = readsBer;
+    bool const isGood = parsed.parseElement(pfx);
+    if (!isGood)
+        parsed = PKCS12PFX();
     parsed.scheme = std::move(scheme);
     parsed.pbes2Cipher = pbes2Cipher;
     parsed.iterations = iterations;
-    parsed.isBer = true;
-    bool const isGood = parsed.parseElement(der);
     *this = std::move(parsed);
     return isGood;
 }
@@ -80,9 +79,11 @@ bool PKCS12PFX::parseContentInfo(asn1::blob contentInfo) {
     if (!readContentInfo(contentInfo, &type, &content))
         return false;
     if (type == oid::signedData) {
-        signedData = std::make_unique<PKCS7SignedData>();
-        return signedData->parse(contentInfo) &&
-               detail::readOnly(signedData->content, tag::octetString, &octets) &&
+        auto parsed = std::make_unique<PKCS7SignedData>();
+        if (!parsed->parse(contentInfo))
+            return false;
+        signedData = std::move(parsed);
+        return detail::readOnly(signedData->content, tag::octetString, &octets) &&
                parseAuthenticatedSafe(octets);
     }
     return type == oid::data && detail::readOnly(content, tag::octetString, &octets) &&

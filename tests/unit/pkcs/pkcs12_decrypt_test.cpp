@@ -2,6 +2,8 @@
 
 #include "sealkit/hmac.h"
 
+#include "support/slow.h"
+
 #include <ctime>
 
 namespace {
@@ -148,10 +150,10 @@ TEST(Pkcs12Peers, FilesOfKeytoolOpen) {
     EXPECT_FALSE(pfx.certificateAttributes[1].others.empty()) << "Java's mark of what is trusted";
 }
 
-// The files of the next two have 600,000 iterations a derivation: a slow machine only reads them.
+// The files of the next two have 600,000 iterations a derivation: slow builds only read them.
 
 TEST(Pkcs12Peers, FilesOfCerttoolOpen) {
-    if (isSlowMachine) {
+    if (isSlow) {
         for (char const* name : {"certtool", "certtool-3des", "certtool-empty", "certtool-null"})
             parsedP12(readP12(name));
         return;
@@ -167,7 +169,7 @@ TEST(Pkcs12Peers, FilesOfPk12utilOpenAsBer) {
         PKCS12PFX pfx;
         EXPECT_FALSE(pfx.parse(readP12(name))) << "it is not DER";
         ASSERT_TRUE(pfx.parseBer(readP12(name)));
-        if (isSlowMachine)
+        if (isSlow)
             continue;
         EXPECT_FALSE(decrypts(pfx, "wrong", wrongMac));
         EXPECT_TRUE(decrypts(pfx, word));
@@ -194,6 +196,30 @@ TEST(Pkcs12Decrypt, DoesNoHarmWhenRepeated) {
     EXPECT_EQ(pfx.keyAttributes.size(), 1u);
 }
 
+TEST(Pkcs12Decrypt, FailsWhenAContentWasTakenAway) {
+    PKCS12PFX pfx = parsedP12(protectedFile(true));
+    pfx.encryptedData.clear();
+    EXPECT_FALSE(decrypts(pfx, word));
+    EXPECT_EQ(pfx.lockedContents(), 1u);
+
+    PKCS12PFX made = newP12();
+    ASSERT_TRUE(made.encryptEnveloped(*rsaCertificate(), {}, CipherID::AesCbc));
+    pfx = parsedP12(made.save());
+    pfx.envelopedData.clear();
+    EXPECT_FALSE(
+        saying("ktri: no key matches\n", [&] { return pfx.decryptEnveloped(*rsaCertificate(), *rsaKey()); }));
+}
+
+TEST(Pkcs12Decrypt, ChecksTheMacOfWhatWasNotWrittenYet) {
+    PKCS12PFX made = newP12();
+    made.macIterations = 1;
+    made.mac = made.computeMAC(word, {}, made.saveAuthenticatedSafe());
+    EXPECT_FALSE(decrypts(made, "wrong", wrongMac));
+    EXPECT_TRUE(decrypts(made, word));
+    made.certificates.push_back(rsaCertificate());
+    EXPECT_FALSE(decrypts(made, word, wrongMac));
+}
+
 TEST(Pkcs12Decrypt, OfAChangedFileFails) {
     Bytes file = protectedFile(false);
     PKCS12PFX const whole = parsedP12(file);
@@ -214,7 +240,7 @@ TEST(Pkcs12Decrypt, OfAChangedFileFails) {
 TEST(Pkcs12Decrypt, WithAWrongPasswordAndNoMacChangesNothing) {
     for (bool isPbes2 : {false, true}) {
         unsigned opened = 0;
-        for (int i = 0; i < (isSlowMachine ? 5 : 50); i++) {
+        for (int i = 0; i < lessWhenSlow(50, 5); i++) {
             PKCS12PFX pfx = parsedP12(protectedFile(isPbes2));
             pfx.mac.clear();
             CapturedOutput output;

@@ -8,8 +8,6 @@
 
 #include "messages.h"
 
-#include <bit>
-
 namespace test {
 
 inline std::string const word = "secret1"; ///< The password of the files, unless their names say otherwise.
@@ -57,9 +55,6 @@ auto saying(std::string const& expected, Call const& call) {
     EXPECT_EQ(said, expected);
     return result;
 }
-
-/// An emulated machine takes a while for what is nothing to a real one.
-inline constexpr bool isSlowMachine = std::endian::native == std::endian::big;
 
 inline PKCS12PFX parsedP12(Bytes const& file, std::string const& said = "") {
     PKCS12PFX pfx;

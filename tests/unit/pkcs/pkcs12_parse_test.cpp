@@ -265,6 +265,34 @@ TEST(Pkcs12Parse, BeginsAnew) {
     EXPECT_EQ(pfx.iterations, 7u);
 }
 
+TEST(Pkcs12Parse, LeavesNothingOfWhatItRefuses) {
+    P12Parts parts;
+    parts.contents = {encryptedContent(algorithm(pbe3DesOid, pbeParams()), Bytes(8))};
+    parts.macData = macData({1});
+    parts.more = null();
+    for (bool isBer : {false, true}) {
+        PKCS12PFX pfx = parsedP12(P12Parts().der());
+        pfx.iterations = 7;
+        EXPECT_FALSE(isBer ? pfx.parseBer(parts.der()) : pfx.parse(parts.der()));
+        EXPECT_EQ(dumped(pfx), "");
+        EXPECT_TRUE(pfx.mac.empty());
+        EXPECT_TRUE(pfx.macSalt.empty());
+        EXPECT_EQ(pfx.lockedContents(), 0u);
+        EXPECT_EQ(pfx.saveAuthenticatedSafe(), PKCS12PFX().saveAuthenticatedSafe());
+        EXPECT_EQ(pfx.iterations, 7u);
+    }
+}
+
+TEST(Pkcs12Parse, TakesViewsOfTheObject) {
+    MessageParts message;
+    message.content = sequence(oid(dataOid), context(0, octetString(P12Parts().safe())));
+    PKCS12PFX pfx = parsedP12(sequence(integer(3), message.der()));
+    EXPECT_TRUE(pfx.parseContentInfo(pfx.signedData->raw));
+    EXPECT_EQ(pfx.certificates.size(), 2u);
+    EXPECT_FALSE(pfx.parse(pfx.signedData->raw)) << "which is no whole file";
+    EXPECT_EQ(pfx.signedData, nullptr);
+}
+
 TEST(Pkcs12Parse, PartsAddToTheObject) {
     PKCS12PFX pfx;
     EXPECT_TRUE(pfx.parseSafeContents(sequence(certBag())));
