@@ -60,6 +60,9 @@ function(sealkit_find_mlkem_native)
     endif()
     if(found)
         message(STATUS "mlkem-native: installed")
+    elseif(MLKEM_NATIVE_FOUND OR (MLKEM_NATIVE_HEADER AND MLKEM_NATIVE_LIBRARY))
+        message(STATUS "mlkem-native: installed, but of no use here: not of ML-KEM-768, not under the prefix "
+            "PQCP_MLKEM_NATIVE_MLKEM768, or without -fPIC")
     endif()
     set(SEALKIT_MLKEM_NATIVE_INSTALLED ${found} PARENT_SCOPE)
 endfunction()
@@ -120,6 +123,8 @@ function(sealkit_add_mlkem_native target)
     sealkit_find_mlkem_native()
     if(SEALKIT_MLKEM_NATIVE_INSTALLED)
         target_link_libraries(${target} PRIVATE ${SEALKIT_MLKEM_NATIVE_INSTALLED})
+        # A shared one may lie where the loader does not look by itself.
+        set_target_properties(${target} PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
         return()
     endif()
 
