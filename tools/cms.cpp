@@ -205,9 +205,10 @@ int check(CheckOptions const& options) {
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
         return exitBadInput;
 
-    MessageVerdict verdict = judgeMessage(message, detached, trusted, question);
+    MessageVerdict verdict =
+        judgeMessage(message, message.content.empty() ? detached : asn1::blob(), trusted, question);
     if (given && detached != content)
-        fail(verdict, "the message holds another content"); // The library takes an empty one for none.
+        fail(verdict, "the message holds another content");
     if (!verdict.failure.empty() && message.content.empty() && isOverMailForm(message, detached))
         verdict.notes.push_back("the signature is over the text with CR LF at its line ends, as e-mails have "
                                 "them: \"openssl smime -sign\" without -binary signs that");

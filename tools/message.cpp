@@ -32,6 +32,8 @@ struct NamedOid {
 constexpr char signedDataOid[] = "1.2.840.113549.1.7.2";
 constexpr char envelopedDataOid[] = "1.2.840.113549.1.7.3";
 constexpr char stampOid[] = "1.2.840.113549.1.9.16.1.4";
+constexpr char counterSignatureOid[] = "1.2.840.113549.1.9.6";
+constexpr char signatureStampOid[] = "1.3.6.1.4.1.311.3.3.1"; // Authenticode's
 constexpr char signedName[] = "signed message", envelopedName[] = "enveloped message",
                requestName[] = "time-stamp request", responseName[] = "time-stamp response";
 constexpr char rsaEncryptionOid[] = "1.2.840.113549.1.1.1";
@@ -154,7 +156,33 @@ std::string whyNotDigest(asn1::blob element) {
     return "its digest algorithm " + algorithmName(oid) + " has parameters other than NULL";
 }
 
-std::string whyNotSigner(asn1::blob signer) {
+/// How deep the library follows what is signed within signatures.
+constexpr unsigned maxNesting = 16;
+
+std::string whyNotSigned(asn1::blob der, std::string const& said, unsigned depth);
+std::string whyNotSigner(asn1::blob signer, unsigned depth);
+
+/// Why the counter-signature or the time-stamp that an unsigned attribute, by its content, may hold is refused; empty
+/// when there is none or it is not.
+std::string whyNotCounterSigned(asn1::blob attribute, unsigned depth) {
+    asn1::parser fields(attribute);
+    asn1::blob type, values;
+    if (!take(fields, tagOid, &type) || !take(fields, tagSet, &values))
+        return "";
+    asn1::parser value(values);
+    std::string const dotted = oidStr(type);
+    terminal::MuteDiagnostics const mute;
+    if (PKCS7SignerInfo signer; dotted == counterSignatureOid && !signer.parse(value.takeWhole()))
+        return "its counter-signature: " + whyNotSigner(asn1::parser(values).value(), depth);
+    if (PKCS7SignedData token; dotted == signatureStampOid && !token.parse(value.takeWhole()))
+        return "its time-stamp: " + whyNotSigned(asn1::parser(values).takeWhole(), "", depth);
+    return "";
+}
+
+/// `signer` is the content of a SignerInfo, `depth` how many signatures it is within.
+std::string whyNotSigner(asn1::blob signer, unsigned depth) {
+    if (depth > maxNesting)
+        return "it is nested too deep";
     asn1::parser fields(signer);
     asn1::blob version, content, oid;
     if (!take(fields, tagInteger, &version))
@@ -181,7 +209,11 @@ std::string whyNotSigner(asn1::blob signer) {
     if (oidStr(oid) != rsaEncryptionOid)
         return "it is signed with " + algorithmName(oid) +
                ", and only rsaEncryption (RSA, PKCS#1 v1.5) is read";
-    return "it is malformed, or has counter-signatures that cannot be read";
+    if (take(fields, tagOctetString, &content) && take(fields, constructed(1), &content))
+        for (asn1::parser attributes(content); attributes.tag == tagSequence;)
+            if (std::string const why = whyNotCounterSigned(attributes.take(), depth + 1); !why.empty())
+                return why;
+    return "it is malformed, or nested too deep";
 }
 
 /// Each certificate or list of a field; `read` says whether it can be.
@@ -411,7 +443,9 @@ std::string algorithmName(asn1::blob oid) {
 
 namespace {
 
-std::string whyNotSigned(asn1::blob der, std::string const& said) {
+std::string whyNotSigned(asn1::blob der, std::string const& said, unsigned depth) {
+    if (depth > maxNesting)
+        return "it is nested too deep";
     asn1::parser fields(der);
     if (std::string const why = enterContent(fields, der, MessageKind::signedData, signedName); !why.empty())
         return why;
@@ -449,7 +483,8 @@ std::string whyNotSigned(asn1::blob der, std::string const& said) {
         terminal::MuteDiagnostics const mute;
         PKCS7SignerInfo signer;
         if (!signer.parse(element))
-            return "signer " + std::to_string(number) + ": " + whyNotSigner(asn1::parser(element).value());
+            return "signer " + std::to_string(number) + ": " +
+                   whyNotSigner(asn1::parser(element).value(), depth);
     }
     return whyNotParsedOtherwise(said);
 }
@@ -512,12 +547,15 @@ std::string whyNotTimeStampResponse(asn1::blob der, std::string const& said) {
     fields.take();
     if (fields.tag != tagSequence)
         return "the response is malformed";
-    return "its token: " + whyNotSigned(fields.takeWhole(), said);
+    return "its token: " + whyNotSigned(fields.takeWhole(), said, 0);
 }
 
 } // namespace
 
-std::string parseMessage(PKCS7SignedData& to, asn1::blob der) { return parseQuietly(to, der, whyNotSigned); }
+std::string parseMessage(PKCS7SignedData& to, asn1::blob der) {
+    return parseQuietly<PKCS7SignedData>(
+        to, der, [](asn1::blob bytes, std::string const& said) { return whyNotSigned(bytes, said, 0); });
+}
 std::string parseMessage(PKCS7EnvelopedData& to, asn1::blob der) {
     return parseQuietly(to, der, whyNotEnveloped);
 }

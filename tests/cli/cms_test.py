@@ -1,16 +1,22 @@
 """The verb cms, and show of messages, beside OpenSSL."""
+import hashlib
 import json
 import pathlib
 import re
 import unittest
 
-from support import CA, EMULATED, ProgramTest, element, identifier, openssl, some
+from support import CA, EMULATED, ProgramTest, element, elements, identifier, openssl, some
 
 EMAIL = "basicConstraints=CA:FALSE\nkeyUsage=critical,digitalSignature,keyEncipherment\nextendedKeyUsage=emailProtection\n"
 CIPHERS = {"aes-256-cbc": "aes256", "aes-192-cbc": "aes192", "aes-128-cbc": "aes128", "des-ede3-cbc": "des3"}
 DATA = "1.2.840.113549.1.7.1"
 SIGNED = "1.2.840.113549.1.7.2"
 ENVELOPED = "1.2.840.113549.1.7.3"
+CONTENT_TYPE = "1.2.840.113549.1.9.3"
+MESSAGE_DIGEST = "1.2.840.113549.1.9.4"
+COUNTER_SIGNATURE = "1.2.840.113549.1.9.6"
+AUTHENTICODE = "1.3.6.1.4.1.311.2.1.4"
+SIGNATURE_STAMP = "1.3.6.1.4.1.311.3.3.1"
 NULL = b"\x05\x00"
 
 
@@ -271,10 +277,65 @@ class CheckTest(MessageTest):
                              ({"algorithm": element(0x30, identifier("1.2.3.4"))}, "its digest algorithm 1.2.3.4 is not supported"),
                              ({"certificates": element(0xA0, element(0xA1))}, "certificate 1 is of another kind"),
                              ({"certificates": element(0xA0, element(0x30))}, "certificate 1 in it cannot be read"),
-                             ({"rest": element(0xA1, nested)}, "counter-signatures that cannot be read")):
+                             ({"rest": element(0xA1, nested)}, "signer 1: its counter-signature: it is malformed")):
             with self.subTest(reason=reason):
                 self.refused(2, reason, "cms", "check", "--ca", "root.pem", "-", stdin=self.altered(edit))
                 self.refused(2, reason, "show", "-", stdin=self.altered(edit))
+
+    def handmade(self, *attributes, type=DATA, content=element(0xA0, element(4, b"x")), rest=b""):
+        """A message that Ada signs, with these signed attributes: identifiers, each with its values."""
+        attributes = b"".join(element(0x30, identifier(name), element(0x31, *values)) for name, *values in attributes)
+        signature = openssl("dgst", "-sha256", "-sign", self.at("ada.key"), input=element(0x31, attributes))
+        certificate = openssl("x509", "-in", self.at("ada.pem"), "-outform", "DER")
+        _, serial, _, issuer, *_ = elements(elements(certificate)[0])
+        algorithm = element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL)
+        signer = element(0x30, element(2, b"\1"), element(0x30, issuer, serial), algorithm, element(0xA0, attributes),
+                         element(0x30, identifier("1.2.840.113549.1.1.1"), NULL), element(4, signature), rest)
+        body = element(0x30, element(2, b"\1"), element(0x31, algorithm), element(0x30, identifier(type), content), element(0xA0, certificate), element(0x31, signer))
+        return element(0x30, identifier(SIGNED), element(0xA0, body))
+
+    def test_each_attribute_counts_once(self):
+        good, other = (element(4, hashlib.sha256(text).digest()) for text in (b"x", b"y"))
+        kind, digest = (CONTENT_TYPE, identifier(DATA)), (MESSAGE_DIGEST, good)
+        self.accepted(self.handmade(kind, digest))
+        for reason, *attributes in (("it signed another content", kind, (MESSAGE_DIGEST, other)), ("one digest", kind, digest, (MESSAGE_DIGEST, other)), ("one digest", kind, (MESSAGE_DIGEST, other), digest),
+                                    ("one type", digest), ("of another type", (CONTENT_TYPE, identifier(SIGNED)), digest), ("one digest", kind)):
+            with self.subTest(reason=reason):
+                self.refused(1, reason, "cms", "check", "--ca", "root.pem", "-o", "none", "-", stdin=self.handmade(*attributes))
+        self.refused(2, "signer 1: it is malformed", "cms", "check", "--ca", "root.pem", "-", stdin=self.handmade(kind, (MESSAGE_DIGEST, good, other)))
+
+    def test_a_content_that_is_no_octet_string(self):
+        inner = element(0x30, identifier("1.2.3")) + element(4, b"digest")
+        attributes = (CONTENT_TYPE, identifier(AUTHENTICODE)), (MESSAGE_DIGEST, element(4, hashlib.sha256(inner).digest()))
+        message = self.handmade(*attributes, type=AUTHENTICODE, content=element(0xA0, element(0x30, inner)))
+        result = self.accepted(message, "-o", "whole")
+        self.assertIn("of the type Authenticode digest", result.err)
+        self.assertEqual(self.at("whole").read_bytes(), element(0x30, inner))
+        self.accepted(message, "--content", "whole")
+        self.write("inner", inner)
+        self.refused(1, "another content", "cms", "check", "--ca", "root.pem", "--content", "inner", "-", stdin=message)
+        self.accepted(self.handmade(*attributes, type=AUTHENTICODE, content=b""), "--content", "inner")
+
+    def test_signatures_within_that_are_refused_are_named(self):
+        attributes = (CONTENT_TYPE, identifier(DATA)), (MESSAGE_DIGEST, element(4, hashlib.sha256(b"x").digest()))
+        ec = openssl("smime", "-sign", "-nodetach", "-outform", "DER", "-signer", self.at("ec.pem"), "-inkey", self.at("ec.key"), "-in", self.message)
+        signer = elements(elements(elements(elements(ec)[1])[0])[-1])[0]
+        def within(name, value):
+            return element(0xA1, element(0x30, identifier(name), element(0x31, value)))
+        for rest, reason in ((within(COUNTER_SIGNATURE, signer), "signer 1: its counter-signature: it is signed with SHA256+ECDSA"),
+                             (within(SIGNATURE_STAMP, ec), "signer 1: its time-stamp: signer 1: it is signed with SHA256+ECDSA"),
+                             (within(SIGNATURE_STAMP, element(0x31)), "signer 1: its time-stamp: ")):
+            self.refused(2, reason, "cms", "check", "--ca", "root.pem", "-", stdin=self.handmade(*attributes, rest=rest))
+        good = elements(elements(elements(elements(self.handmade(*attributes))[1])[0])[-1])[0]
+        result = self.accepted(self.handmade(*attributes, rest=within(COUNTER_SIGNATURE, good)))
+        self.assertIn("unchecked-counter-signature", result.err)
+        for deep in (17, 400):
+            rest = b""
+            for _ in range(deep):
+                signer = element(0x30, element(2, b"\1"), element(0x30, element(0x30), element(2, b"\1")), element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL), element(0xA0),
+                                 element(0x30, identifier("1.2.840.113549.1.1.1"), NULL), element(4, b"x"), rest)
+                rest = within(COUNTER_SIGNATURE, signer)
+            self.refused(2, "nested too deep", "cms", "check", "--ca", "root.pem", "-", stdin=self.handmade(*attributes, rest=rest))
 
     def test_truncated_messages_and_flipped_bits(self):
         message = self.sign_with_openssl("-nodetach")

@@ -65,6 +65,22 @@ def element(tag, *contents):
     return bytes([tag]) + (bytes([len(content)]) if len(content) < 128 else bytes([0x80 | len(length)]) + length) + content
 
 
+def elements(der):
+    """The elements within the first one of some DER, each as a whole."""
+    def content_of(whole):
+        if whole[1] < 0x80:
+            return 2, 2 + whole[1]
+        start = 2 + (whole[1] & 0x7F)
+        return start, start + int.from_bytes(whole[2:start], "big")
+    start, end = content_of(der)
+    found = []
+    while start < end:
+        length = content_of(der[start:end])[1]
+        found.append(der[start:start + length])
+        start += length
+    return found
+
+
 def identifier(dotted):
     first, second, *rest = map(int, dotted.split("."))
     content = bytes([first * 40 + second])
