@@ -45,6 +45,7 @@ struct ExportOptions {
 struct ImportOptions {
     std::string file;
     PasswordSource password;
+    bool emptyPassword = false;
     std::string recipientKey;
     PasswordSource recipientKeyPassword;
     std::string recipient;
@@ -69,6 +70,20 @@ bool openOutput(OutputFile& output, std::string const& path, mode_t mode, bool f
 /// How messages call a file.
 std::string nameOf(std::string const& path, char const* otherwise) {
     return path.empty() || path == "-" ? otherwise : path;
+}
+
+/// The empty password where the user wants that, otherwise as `readPassword`.
+std::unique_ptr<Password> readPasswordOr(bool isEmpty, PasswordSource const& source, AskFor kind,
+                                         std::string const& whose, int* status) {
+    return isEmpty ? std::make_unique<Password>() : readPassword(source, kind, whose, status);
+}
+
+/// Whether there are two passwords for one file. Complains.
+bool passwordTwice(bool isEmpty, PasswordSource const& source) {
+    if (!isEmpty || !source.isGiven())
+        return false;
+    wrongUsage("there is a password, and --empty-password: leave one of them out");
+    return true;
 }
 
 /// The certificates of a file, all of which must be readable. Complains.
@@ -215,8 +230,8 @@ int exportFile(ExportOptions const& options) {
         return exitWrongUsage;
     if (options.key.empty() && options.certificate.empty())
         return wrongUsage("there is nothing to export: give -k KEY, --certificate FILE, or both");
-    if (options.emptyPassword && options.password.isGiven())
-        return wrongUsage("there is a password, and --empty-password: leave one of them out");
+    if (passwordTwice(options.emptyPassword, options.password))
+        return exitWrongUsage;
     if (wouldFloodTerminal(options.output))
         return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
 
@@ -226,9 +241,8 @@ int exportFile(ExportOptions const& options) {
     OutputFile output;
     if (!openOutput(output, options.output, 0600, options.force))
         return exitBadInput;
-    auto const password = options.emptyPassword ? std::make_unique<Password>()
-                                                : readPassword(options.password, AskFor::fresh,
-                                                               nameOf(options.output, "the file"), &status);
+    auto const password = readPasswordOr(options.emptyPassword, options.password, AskFor::fresh,
+                                         nameOf(options.output, "the file"), &status);
     if (!password)
         return status;
 
@@ -273,7 +287,7 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
 }
 
 /// Opens the contents that are encrypted to a certificate. Complains.
-int openEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
+int openEnveloped(Pkcs12File& file, ImportOptions const& options) {
     if (options.recipient.empty())
         return badInput(options.file +
                         ": contents are encrypted to a certificate: give it, --certificate FILE, and -k KEY");
@@ -285,9 +299,11 @@ int openEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
     if (!certificate)
         return exitBadInput;
     terminal::CaptureDiagnostics const diagnostics;
-    if (pfx.decryptEnveloped(*certificate, *key) && pfx.lockedContents() == 0)
-        return exitDone;
+    bool const isOpen = file.pfx->decryptEnveloped(*certificate, *key) && file.pfx->lockedContents() == 0;
     std::string const said = diagnostics.text();
+    addLeftOut(file, said);
+    if (isOpen)
+        return exitDone;
     return answerNo(options.file + ": not all contents are encrypted to " + options.recipient +
                     ", or its key is another" + (said.empty() ? "" : " (" + said + ")"));
 }
@@ -316,11 +332,11 @@ std::unique_ptr<PKCS12PFX> openWholly(ImportOptions const& options, int* status)
     std::unique_ptr<Password> password;
     auto const open = [&] {
         if (!password)
-            password = readPassword(options.password, AskFor::existing,
-                                    nameOf(options.file, "the file on standard input"), status);
+            password = readPasswordOr(options.emptyPassword, options.password, AskFor::existing,
+                                      nameOf(options.file, "the file on standard input"), status);
         if (!password)
             return false;
-        Opening const opening = openPkcs12(pfx, password->text);
+        Opening const opening = openPkcs12(file, password->text);
         *status = opening.status;
         if (opening.status != exitDone) {
             std::string const complaint = options.file + ": " + opening.complaint;
@@ -331,10 +347,12 @@ std::unique_ptr<PKCS12PFX> openWholly(ImportOptions const& options, int* status)
     if (needsPassword(pfx) && !open())
         return nullptr;
     if (pfx.lockedContents() > 0) {
-        *status = openEnveloped(pfx, options);
+        *status = openEnveloped(file, options);
         if (*status != exitDone || (pfx.lockedKeys() > 0 && !open()))
             return nullptr;
     }
+    if (!file.leftOut.empty())
+        warn(options.file + ": more is in it, which is left out: " + listLeftOut(file));
     return std::move(file.pfx);
 }
 
@@ -355,7 +373,9 @@ bool writeKey(OutputFile& output, PrivateKey const& key, Password const* passwor
 
 int importFile(ImportOptions const& options) {
     if (standardInputTwice({options.file, options.password.file, options.recipientKey,
-                            options.recipientKeyPassword.file, options.recipient, options.newPassword.file}))
+                            options.recipientKeyPassword.file, options.recipient,
+                            options.newPassword.file}) ||
+        passwordTwice(options.emptyPassword, options.password))
         return exitWrongUsage;
     bool const encrypts = options.encrypt || options.newPassword.isGiven();
     if (encrypts && options.certificatesOnly)
@@ -451,6 +471,7 @@ Work importVerb(CommandLine commandLine) {
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     addPasswordOptions(commandLine, options->password, "of the file");
+    commandLine.flag("--empty-password", options->emptyPassword, "the password is empty, or there is none");
     Parameter const keysOnly = commandLine.flag("--keys-only", options->keysOnly, "write no certificates");
     commandLine.flag("--certificates-only", options->certificatesOnly, "write no keys").excludes(keysOnly);
     addPasswordOptions(commandLine, options->newPassword, "that keys are encrypted under", "key-out-");
@@ -476,9 +497,9 @@ Work importVerb(CommandLine commandLine) {
     addPasswordOptions(commandLine, options->recipientKeyPassword, "of an encrypted KEY", "key-");
     commandLine.footer(
         "Writes PEM: the keys in PKCS#8, the certificate of the first key, those that lead up from\n"
-        "it, and the rest, as TLS servers want them, to a file that its owner alone can read. A file\n"
-        "without a password opens with an empty one. Ends with 1 when the password is wrong, with 2\n"
-        "when the file cannot be read.\n\n"
+        "it, and the rest, as TLS servers want them, to a file that its owner alone can read. The\n"
+        "password is asked for where none is given. Ends with 1 when it is wrong, with 2 when the\n"
+        "file cannot be read.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o my.key\n"
         "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"

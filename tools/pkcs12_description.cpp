@@ -50,6 +50,8 @@ Description describe(Pkcs12File const& file, bool withSecrets) {
     if (size_t const contents = pfx.lockedContents(), keys = pfx.lockedKeys(); contents + keys > 0)
         result["notOpened"] = std::to_string(contents) + " contents, " + std::to_string(keys) +
                               " keys (--password-file opens what is under a password)";
+    if (!file.leftOut.empty())
+        result["leftOut"] = listLeftOut(file);
     for (size_t i = 0; i < pfx.keys.size(); ++i)
         result["keys"].push_back(withAttributes(pfx.keyAttributes, i, describe(*pfx.keys[i], withSecrets)));
     for (size_t i = 0; i < pfx.certificates.size(); ++i)

@@ -27,6 +27,19 @@ NamedOid const otherMacNames[] = {
     {"1.2.156.10197.1.401", "SM3"},
 };
 
+/// Types of bags and certificates that the library passes over (RFC 7292, sections 4.2.3 to 4.2.5).
+NamedOid const otherBagNames[] = {
+    {"1.2.840.113549.1.12.10.1.4", "revocation lists"},
+    {"1.2.840.113549.1.12.10.1.5", "secrets that are no private keys"},
+    {"1.2.840.113549.1.9.22.2", "SDSI certificates"},
+};
+
+template <size_t size>
+std::string nameOf(std::string const& dotted, NamedOid const (&names)[size]) {
+    auto const row = std::ranges::find(names, dotted, &NamedOid::dotted);
+    return row == std::end(names) ? dotted : row->name;
+}
+
 HashName const* findMacHash(PKCS12PFX const& pfx) {
     HashID const id = getHashID(pfx.macAlgorithm.oid);
     auto const row = std::ranges::find(hashNames, id, &HashName::id);
@@ -65,11 +78,43 @@ bool looksLikeDer(asn1::blob der) {
     return fields.tag == tagContent;
 }
 
+/// Whether the MAC of a file in DER has more iterations than are done.
+bool macTakesTooLong(asn1::blob der) {
+    asn1::parser fields(der);
+    if (!fields.enter(tagSequence) || !fields.next() || !fields.next() || !fields.enter(tagSequence) ||
+        !fields.next() || !fields.next() || fields.tag != tagInteger || fields.value().empty())
+        return false;
+    return fields.value().size() > sizeof(unsigned) || fields.readUInt() > pkcs12MostIterations;
+}
+
 std::string problemOf(AlgorithmIdentifier const& algorithm) {
     return describePkcs12Encryption(algorithm).problem;
 }
 
+/// Of what one bag that is not read makes unreadable.
+std::string const unreadKinds =
+    "a certificate or key of a kind that is not read (certificates before X.509 version 3, other curves)";
+
 } // namespace
+
+void addLeftOut(Pkcs12File& file, std::string const& diagnostics) {
+    static constexpr std::string_view words = "unknown SafeBag type - ";
+    for (size_t at = 0; (at = diagnostics.find(words, at)) != std::string::npos;) {
+        at += words.size();
+        size_t const end = diagnostics.find_first_not_of("0123456789.", at);
+        file.leftOut.insert(nameOf(diagnostics.substr(at, end - at), otherBagNames));
+    }
+}
+
+std::string listLeftOut(Pkcs12File const& file) {
+    constexpr size_t most = 5;
+    std::string list;
+    size_t count = 0;
+    for (std::string const& kind : file.leftOut)
+        if (++count <= most)
+            list += (list.empty() ? "" : ", ") + kind;
+    return list + (count > most ? ", ..." : "");
+}
 
 bool looksLikePkcs12(asn1::blob der) { return looksLikeDer(der) || looksLikeBer(der); }
 
@@ -81,15 +126,22 @@ Pkcs12File readPkcs12(asn1::blob der) {
     }
     file.pfx = std::make_unique<PKCS12PFX>();
     terminal::CaptureDiagnostics const diagnostics;
-    if (file.pfx->parse(der))
+    bool const isDer = file.pfx->parse(der);
+    std::string const said = diagnostics.text();
+    file.isBer = !isDer && file.pfx->parseBer(der);
+    if (isDer || file.isBer) {
+        addLeftOut(file, diagnostics.text());
         return file;
-    file.complaint = diagnostics.text();
-    file.isBer = file.pfx->parseBer(der);
-    if (file.isBer)
-        return file;
+    }
     file.pfx.reset();
-    if (file.complaint.empty())
-        file.complaint = "is malformed PKCS#12, or its MAC asks for more than 10 million iterations";
+    if (said.find("unable to parse SafeContents") != std::string::npos)
+        file.complaint = "what is not encrypted in it is malformed, or " + unreadKinds;
+    else if (!said.empty())
+        file.complaint = said;
+    else if (macTakesTooLong(der))
+        file.complaint = "its MAC asks for more than 10 million iterations";
+    else
+        file.complaint = "is malformed PKCS#12";
     return file;
 }
 
@@ -111,9 +163,7 @@ Pkcs12File readPkcs12Within(std::string_view text) {
 std::string macName(PKCS12PFX const& pfx) {
     if (HashName const* const known = findMacHash(pfx))
         return known->tag;
-    std::string const dotted = oidStr(pfx.macAlgorithm.oid);
-    auto const row = std::ranges::find(otherMacNames, dotted, &NamedOid::dotted);
-    return row == std::end(otherMacNames) ? dotted : row->name;
+    return nameOf(oidStr(pfx.macAlgorithm.oid), otherMacNames);
 }
 
 std::string whyNotOpened(PKCS12PFX const& pfx) {
@@ -133,25 +183,35 @@ bool needsPassword(PKCS12PFX const& pfx) {
     return !pfx.mac.empty() || !pfx.encryptedData.empty() || pfx.lockedKeys() > 0;
 }
 
-Opening openPkcs12(PKCS12PFX& pfx, std::string const& password) {
+Opening openPkcs12(Pkcs12File& file, std::string const& password) {
+    PKCS12PFX& pfx = *file.pfx;
     if (std::string const why = whyNotOpened(pfx); !why.empty())
         return {exitBadInput, why};
     terminal::CaptureDiagnostics const diagnostics;
-    if (pfx.decrypt(password))
-        return {};
+    bool const isOpen = pfx.decrypt(password);
     std::string const said = diagnostics.text();
-    if (said.find("MAC verification failed") != std::string::npos) {
+    auto const says = [&said](char const* words) { return said.find(words) != std::string::npos; };
+    if (isOpen) {
+        addLeftOut(file, said);
+        return {};
+    }
+    if (says("MAC verification failed")) {
         std::string why = "the password is wrong, or the file is damaged: its MAC does not verify";
         if (pfx.macIterations == 0)
             why += " (with 2048 iterations, as the file does not say how many: that may be the reason, and "
                    "--mac-iterations 1 what helps)";
         return {exitNo, why};
     }
-    if (said.find("unsupported") != std::string::npos || said.find("unimplemented") != std::string::npos ||
-        said.find("too many") != std::string::npos)
+    if (says("too many"))
+        return {exitBadInput, "all that is under the password asks for more than 30 million iterations"};
+    if (says("unsupported") || says("unimplemented"))
         return {exitBadInput, withEncryptionName(said)};
+    bool const isUnread = says("unable to parse SafeContents");
     if (pfx.mac.empty())
-        return {exitNo, "the password is wrong, or the file is damaged"};
-    return {exitBadInput, "the password is right, but what it protects is malformed, or a certificate or key "
-                          "of a kind that is not read"};
+        return {exitNo, "the password is wrong, or the file is damaged" +
+                            (isUnread ? ", or holds " + unreadKinds : "")};
+    return {exitBadInput, isUnread
+                              ? "the password is right, but what it protects is malformed, or " + unreadKinds
+                              : "the password is that of the MAC, but not of what is encrypted, or that is "
+                                "damaged: files with two passwords are not read"};
 }

@@ -6,7 +6,8 @@
 #include "sealkit/blob.h"
 #include "sealkit/pkcs12.h"
 
-#include <optional>
+#include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,8 +22,15 @@ bool looksLikePkcs12(asn1::blob der);
 struct Pkcs12File {
     std::unique_ptr<PKCS12PFX> pfx;
     bool isBer = false;
-    std::string complaint;
+    std::string complaint{};
+    std::set<std::string> leftOut{}; ///< The kinds of what the library has passed over so far.
 };
+
+/// Adds what the library says that it passed over.
+void addLeftOut(Pkcs12File& file, std::string const& diagnostics);
+
+/// What was passed over: "secrets, revocation lists"; empty where nothing was.
+std::string listLeftOut(Pkcs12File const& file);
 
 /// Reads the structure of DER, or of BER.
 Pkcs12File readPkcs12(asn1::blob der);
@@ -46,4 +54,4 @@ struct Opening {
 };
 
 /// Verifies the MAC, and opens what is under the password.
-Opening openPkcs12(PKCS12PFX& pfx, std::string const& password);
+Opening openPkcs12(Pkcs12File& file, std::string const& password);

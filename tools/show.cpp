@@ -146,7 +146,7 @@ Found readPkcs12As(asn1::blob der, Password const* password) {
     Found found;
     found.complaint = file.complaint;
     if (file.pfx && password) {
-        Opening const opening = openPkcs12(*file.pfx, password->text);
+        Opening const opening = openPkcs12(file, password->text);
         found.status = opening.status;
         found.complaint = opening.complaint;
     }

@@ -1,5 +1,7 @@
 """The verb p12, and show for PKCS#12 files."""
 import base64
+import hashlib
+import hmac
 import json
 import os
 import pathlib
@@ -36,6 +38,23 @@ def certificate_bag(der):
 def plain(*bags):
     """The ContentInfo of bags that are not encrypted."""
     return content_info(DATA, element(0x04, element(0x30, *bags)))
+
+
+def encrypted(iterations=1):
+    """A ContentInfo that looks encrypted by triple DES, and is not."""
+    algorithm = element(0x30, identifier("1.2.840.113549.1.12.1.3"),
+                        element(0x30, element(0x04, b"saltsalt"), element(0x02, iterations.to_bytes(4, "big"))))
+    return content_info(ENCRYPTED, element(0x30, element(0x02, b"\0"), element(0x30, identifier(DATA), algorithm, element(0x80, bytes(16)))))
+
+
+def mac_data(safe):
+    """The MacData of one iteration under `PASSWORD` (RFC 7292, appendix B.2)."""
+    def blocks_of(data):
+        return (data * 64)[:(len(data) + 63) // 64 * 64]
+    salt = b"saltsalt"
+    key = hashlib.sha256(b"\3" * 64 + blocks_of(salt) + blocks_of((PASSWORD + "\0").encode("utf-16-be"))).digest()
+    digest_info = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1"), element(0x05)), element(0x04, hmac.digest(key, safe, "sha256")))
+    return element(0x30, digest_info, element(0x04, salt), element(0x02, b"\1"))
 
 
 def blocks(text):
@@ -260,6 +279,13 @@ class PasswordTest(P12Test):
         self.assertEqual(blocks(self.expect(0, "p12", "import", "--password-file", "empty", "empty.p12").out), wanted)
         self.assertIn(b"PRIVATE KEY", openssl("pkcs12", "-in", self.dir / "empty.p12", "-passin", "pass:", "-nodes"))
         self.read("empty.p12", status=1)
+        self.assertEqual(blocks(self.expect(0, "p12", "import", "--empty-password", "empty.p12").out), wanted)
+        self.assertIn("leave one of them out", self.read("--empty-password", "empty.p12", status=3).err)
+
+    def test_two_in_one_file(self):
+        safe = element(0x30, encrypted())
+        result = self.read("-", stdin=pfx(safe, mac_data(safe)), status=2)
+        self.assertIn("the password is that of the MAC, but not of what is encrypted", result.err)
 
     def test_other_characters(self):
         for password in some(("größe", "пароль ☂", "𝄞 clef", " blanks ", "\t'\"\\")):
@@ -280,6 +306,20 @@ class ImportTest(P12Test):
         self.assertEqual(blocks((self.dir / "all.pem").read_text()), wanted)
         self.assertEqual(self.mode("all.pem"), 0o600)
         self.expect(0, "verify", "--ca", "root.pem", "all.pem")
+
+    def test_what_is_left_out_is_named(self):
+        crls, secret = (bag(f"1.2.840.113549.1.12.10.1.{end}", element(0x30)) for end in (4, 5))
+        sdsi = bag(CERTIFICATE_BAG, element(0x30, identifier("1.2.840.113549.1.9.22.2"), element(0xA0, element(0x16))))
+        kinds = "1.2.3, SDSI certificates, revocation lists, secrets that are no private keys"
+        safe = element(0x30, plain(certificate_bag(self.ders["leaf"]), secret, crls, sdsi, *[bag("1.2.3", element(0x30))] * 3))
+        result = self.read("-", stdin=pfx(safe, mac_data(safe)))
+        self.assertEqual((blocks(result.out), result.err),
+                         ([("CERTIFICATE", self.ders["leaf"])], f"warning: -: more is in it, which is left out: {kinds}\n"))
+        self.assertIn(f"  left out: {kinds}\n", self.expect(0, "show", "-", stdin=pfx(safe)).out)
+        safe = element(0x30, plain(*[bag(f"1.2.3.{i}", element(0x30)) for i in range(10000)]))
+        result = self.read("-", stdin=pfx(safe, mac_data(safe)), status=2)
+        self.assertEqual(result.err, "warning: -: more is in it, which is left out: 1.2.3.0, 1.2.3.1, 1.2.3.10, 1.2.3.100, 1.2.3.1000, ...\n"
+                         "sealkit: -: holds no key and no certificate\n")
 
     def test_halves(self):
         mask = os.umask(0o022)
@@ -488,8 +528,22 @@ class HostileTest(P12Test):
                           element(0x04, bytes(8)), number)
             result = []
             seconds = self.processor_time(lambda: result.append(self.read("-", stdin=pfx(element(0x30), mac), status=2)))
-            self.assertIn("more than 10 million iterations", result[0].err)
+            self.assertEqual(result[0].err, "sealkit: -: its MAC asks for more than 10 million iterations\n")
             self.assertLess(seconds, 10)
+        contents = [encrypted(10 ** 7) for _ in range(4)]
+        seconds = self.processor_time(lambda: result.append(self.read("-", stdin=pfx(element(0x30, *contents)), status=2)))
+        self.assertIn("asks for more than 30 million iterations\n", result[1].err)
+        self.assertLess(seconds, 10)
+
+    def test_a_certificate_that_is_not_read(self):
+        request = openssl("req", "-new", "-key", self.dir / "leaf.key", "-subj", "/CN=old")
+        self.write("old.pem", openssl("x509", "-req", "-CA", self.dir / "root.pem", "-CAkey", self.dir / "root.key", "-CAcreateserial", input=request))
+        for options in ([], ["-certpbe", "NONE"]):
+            self.write("old.p12", openssl("pkcs12", "-export", "-nokeys", "-in", self.dir / "old.pem", *options, "-passout", f"pass:{PASSWORD}"))
+            for verb in (["p12", "import"], ["show"]):
+                result = self.expect(2, *verb, "--password-file", "password", "old.p12")
+                self.assertIn("is malformed, or a certificate or key of a kind that is not read (certificates before X.509 version 3,", result.err)
+                self.assertEqual(("the password is right" in result.err, "wrong" in result.err), (not options, False))
 
     def test_names_from_outside(self):
         name = "\x1b[31m\n  key: forged\u202e".encode("utf-16-be")
