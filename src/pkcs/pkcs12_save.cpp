@@ -192,7 +192,6 @@ bool PKCS12PFX::makeMac(std::string_view password, asn1::blob safe, PKCS12PFX& m
 void PKCS12PFX::takeOver(asn1::blob safe, PKCS12PFX&& made) {
     authenticatedSafe.assign(safe.begin(), safe.end());
     signedData.reset();
-    macData.clear();
     mac = std::move(made.mac);
     macSalt = std::move(made.macSalt);
     if (!mac.empty()) {

@@ -376,6 +376,11 @@ TEST(Pkcs12Decrypt, DoesNotBeginWhatTakesTooLong) {
     parts.bags = {bag(shroudedBagOid, sequence(algorithm(pbe3DesOid, pbeParams()), octetString(Bytes(8))))};
     pfx = parsedP12(parts.der());
     EXPECT_FALSE(decrypts(pfx, word, tooMany)) << "three at the limit, and one more";
+
+    parts.contents.resize(2);
+    parts.macData = macData({1}, integer({0x00, 0x98, 0x96, 0x80}));
+    pfx = parsedP12(parts.der());
+    EXPECT_FALSE(decrypts(pfx, word, tooMany)) << "the MAC's count as well";
 }
 
 TEST(Pkcs12Decrypt, StopsWhenAContentBringsTooMuchToLight) {

@@ -380,6 +380,39 @@ TEST(Pkcs12ParseBer, OpensEncryptedContentsInPieces) {
     EXPECT_EQ(again.certificates.size(), 2u);
 }
 
+TEST(Pkcs12ParseBer, OpensKeysThatAreBer) {
+    Bytes const key = readMessage("p12-alice-key.der");
+    asn1::parser whole{asn1::blob(key)};
+    asn1::blob const fields = whole.take();
+    Bytes encrypted;
+    ASSERT_TRUE(pbe1_crypt({{}, pbeParams()}, word, indefinite(0x30, Bytes(fields.begin(), fields.end())),
+                           encrypted, true));
+    P12Parts parts;
+    parts.bags = {certBag(),
+                  bag(shroudedBagOid, sequence(algorithm(pbe3DesOid, pbeParams()), octetString(encrypted)))};
+    PKCS12PFX pfx = parsedP12(parts.der());
+    EXPECT_FALSE(saying(badContents, [&] { return pfx.decrypt(word); }));
+    ASSERT_TRUE(pfx.parseBer(parts.der()));
+    EXPECT_TRUE(pfx.decrypt(word));
+    expectAlice(pfx);
+}
+
+TEST(Pkcs12ParseBer, IsOverWithTheFile) {
+    Bytes const bags = indefinite(0x30, certBag());
+    PKCS12PFX pfx;
+    ASSERT_TRUE(pfx.parseBer(P12Parts().der()));
+    EXPECT_TRUE(pfx.parseSafeContents(bags));
+    pfx.iterations = 1;
+    ASSERT_TRUE(pfx.encrypt(word));
+    EXPECT_FALSE(pfx.parseSafeContents(bags));
+    ASSERT_TRUE(pfx.parseBer(P12Parts().der()));
+    ASSERT_TRUE(pfx.encryptEnveloped(*rsaCertificate(), {}, CipherID::AesCbc));
+    EXPECT_FALSE(pfx.parseSafeContents(bags));
+    ASSERT_TRUE(pfx.parseBer(P12Parts().der()));
+    ASSERT_TRUE(pfx.parse(P12Parts().der()));
+    EXPECT_FALSE(pfx.parseSafeContents(bags));
+}
+
 TEST(Pkcs12ParseBer, RefusesWhatIsMalformed) {
     auto const refuses = [](Bytes const& file) {
         CapturedOutput quiet;

@@ -236,6 +236,11 @@ TEST(Pkcs12Enveloped, IsForARecipientWithAnRsaKey) {
     PKCS12PFX pfx = parsedP12(made.save());
     ASSERT_TRUE(pfx.decryptEnveloped(*rsaCertificate(), *rsaKey()));
     expectAlice(pfx);
+    ASSERT_TRUE(made.encryptEnveloped(*rsaCertificate(), {}, CipherID::AesCbc));
+    EXPECT_EQ(made.envelopedData.size(), 1u) << "one in place of the other";
+    ASSERT_TRUE(made.encrypt(word));
+    EXPECT_TRUE(made.envelopedData.empty());
+    expectAlice(opened(made.save()));
 }
 
 TEST(Pkcs12Enveloped, GoesWithPasswordsAndMacs) {
