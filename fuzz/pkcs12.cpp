@@ -22,8 +22,11 @@ bool isQuick(asn1::blob params) {
 
 /// Whether trying a password on it takes no time to speak of.
 bool isQuick(PKCS12PFX const& pfx) {
-    if (pfx.macIterations > quick || pfx.lockedKeys() != 0)
+    if (pfx.macIterations > quick)
         return false;
+    for (AlgorithmIdentifier const& algorithm : pfx.keyEncryptions())
+        if (!isQuick(algorithm.params))
+            return false;
     for (PKCS7EncryptedData const& data : pfx.encryptedData)
         if (!isQuick(data.encryptedContentInfo.contentEncryptionAlgorithm.params))
             return false;
@@ -63,6 +66,9 @@ void fuzz::pkcs12(asn1::blob input) {
         SEALKIT_ASSERT(again.parse(written) && again.save() == written);
         checkFile(pfx);
         SEALKIT_ASSERT(pfx.save() == written);
+    } else {
+        SEALKIT_ASSERT(pfx.certificates.empty() && pfx.keys.empty() && pfx.mac.empty());
+        SEALKIT_ASSERT(pfx.lockedContents() == 0 && pfx.lockedKeys() == 0 && pfx.signedData == nullptr);
     }
     if (again.parseBer(input))
         checkFile(again);
