@@ -14,6 +14,7 @@ SIGNED = "1.2.840.113549.1.7.2"
 ENVELOPED = "1.2.840.113549.1.7.3"
 CONTENT_TYPE = "1.2.840.113549.1.9.3"
 MESSAGE_DIGEST = "1.2.840.113549.1.9.4"
+SIGNING_TIME = "1.2.840.113549.1.9.5"
 COUNTER_SIGNATURE = "1.2.840.113549.1.9.6"
 AUTHENTICODE = "1.3.6.1.4.1.311.2.1.4"
 SIGNATURE_STAMP = "1.3.6.1.4.1.311.3.3.1"
@@ -282,17 +283,8 @@ class CheckTest(MessageTest):
                 self.refused(2, reason, "cms", "check", "--ca", "root.pem", "-", stdin=self.altered(edit))
                 self.refused(2, reason, "show", "-", stdin=self.altered(edit))
 
-    def handmade(self, *attributes, type=DATA, content=element(0xA0, element(4, b"x")), rest=b""):
-        """A message that Ada signs, with these signed attributes: identifiers, each with its values."""
-        attributes = b"".join(element(0x30, identifier(name), element(0x31, *values)) for name, *values in attributes)
-        signature = openssl("dgst", "-sha256", "-sign", self.at("ada.key"), input=element(0x31, attributes))
-        certificate = openssl("x509", "-in", self.at("ada.pem"), "-outform", "DER")
-        _, serial, _, issuer, *_ = elements(elements(certificate)[0])
-        algorithm = element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL)
-        signer = element(0x30, element(2, b"\1"), element(0x30, issuer, serial), algorithm, element(0xA0, attributes),
-                         element(0x30, identifier("1.2.840.113549.1.1.1"), NULL), element(4, signature), rest)
-        body = element(0x30, element(2, b"\1"), element(0x31, algorithm), element(0x30, identifier(type), content), element(0xA0, certificate), element(0x31, signer))
-        return element(0x30, identifier(SIGNED), element(0xA0, body))
+    def handmade(self, *attributes, type=DATA, content=element(0xA0, element(4, b"x")), **parts):
+        return self.sign_by_hand("ada", type, content, *attributes, **parts)
 
     def test_each_attribute_counts_once(self):
         good, other = (element(4, hashlib.sha256(text).digest()) for text in (b"x", b"y"))
@@ -303,6 +295,18 @@ class CheckTest(MessageTest):
             with self.subTest(reason=reason):
                 self.refused(1, reason, "cms", "check", "--ca", "root.pem", "-o", "none", "-", stdin=self.handmade(*attributes))
         self.refused(2, "signer 1: it is malformed", "cms", "check", "--ca", "root.pem", "-", stdin=self.handmade(kind, (MESSAGE_DIGEST, good, other)))
+
+    def test_what_is_not_checked_and_what_is_strange(self):
+        attributes = (CONTENT_TYPE, identifier(DATA)), (MESSAGE_DIGEST, element(4, hashlib.sha256(b"x").digest()))
+        self.make_crl("within", "root")
+        crl = openssl("crl", "-in", self.at("within.crl"), "-outform", "DER")
+        stamp = element(0xA1, element(0x30, identifier(SIGNATURE_STAMP), element(0x31, self.handmade(*attributes))))
+        for rule, message in (("unchecked-lists", self.handmade(*attributes, lists=element(0xA1, crl))), ("unchecked-time-stamp", self.handmade(*attributes, rest=stamp)),
+                              ("warning: signer 1: signing-time: ", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"010101000000Z")))),
+                              ("future-signing-time", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"490101000000Z"))))):
+            with self.subTest(rule=rule):
+                self.assertIn(rule, self.accepted(message).err)
+                self.refused(1, "--strict", "cms", "check", "--strict", "--ca", "root.pem", "-", stdin=message)
 
     def test_a_content_that_is_no_octet_string(self):
         inner = element(0x30, identifier("1.2.3")) + element(4, b"digest")
@@ -496,6 +500,19 @@ class EncryptTest(MessageTest):
         message = element(0x30, identifier(ENVELOPED), element(0xA0, body))
         self.refused(3, "--certificate", "cms", "decrypt", "-k", "ada.key", "-o", "none", "-", stdin=message)
         self.refused(1, "encrypted to others", "cms", "decrypt", "-k", "ada.key", "--certificate", "ada.pem", "-o", "none", "-", stdin=message)
+
+    def test_messages_with_parts_missing(self):
+        algorithm = element(0x30, identifier("2.16.840.1.101.3.4.1.42"), element(4, bytes(16)))
+        good = element(0x30, element(2, b"\0"), element(0x30, element(0x30), element(2, b"\1")), element(0x30, identifier("1.2.840.113549.1.1.1")), element(4, bytes(256)))
+        for recipients, content, reason in ((good, b"", "its encrypted content is not in it"), (element(0x30, element(2, b"\0")), element(0x80, bytes(16)), "no recipients that can be read"),
+                                            (b"", element(0x80, bytes(16)), "no recipients that can be read")):
+            body = element(0x30, element(2, b"\0"), element(0x31, recipients), element(0x30, identifier(DATA), algorithm, content))
+            self.refused(2, reason, "cms", "decrypt", "-k", "ada.key", "-o", "none", "-", stdin=element(0x30, identifier(ENVELOPED), element(0xA0, body)))
+
+    def test_a_content_that_is_no_plain_data(self):
+        message = openssl("cms", "-encrypt", "-binary", "-aes128", "-outform", "DER", "-in", self.message, self.at("ada.pem"))
+        self.write("typed", message.replace(identifier(DATA), identifier(SIGNED)))
+        self.assertIn("no plain data, but of the type signed message", self.expect(0, "cms", "decrypt", "-k", "ada.key", "-o", "typed-content", "typed").err)
 
     def test_a_signed_message_within(self):
         inner = self.expect(0, "cms", "sign", *self.signer(), "--der", "-o", "inner", "letter")

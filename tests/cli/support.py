@@ -257,6 +257,21 @@ class ProgramTest(unittest.TestCase):
         openssl("ca", *authority, "-gencrl", "-crldays", days, "-out", cls.dir / f"{name}.crl")
         return cls.dir / f"{name}.crl"
 
+    @classmethod
+    def sign_by_hand(cls, name, type, content, *attributes, lists=b"", rest=b"", signers=1):
+        """A message that the holder of NAME's RSA key signs, once or more often, with these signed attributes: each
+        an identifier and values. CONTENT is the field of the content; REST comes behind the signature."""
+        attributes = b"".join(element(0x30, identifier(dotted), element(0x31, *values)) for dotted, *values in attributes)
+        signature = openssl("dgst", "-sha256", "-sign", cls.dir / f"{name}.key", input=element(0x31, attributes))
+        certificate = openssl("x509", "-in", cls.dir / f"{name}.pem", "-outform", "DER")
+        _, serial, _, issuer, *_ = elements(elements(certificate)[0])
+        algorithm = element(0x30, identifier("2.16.840.1.101.3.4.2.1"), b"\5\0")
+        signer = element(0x30, element(2, b"\1"), element(0x30, issuer, serial), algorithm, element(0xA0, attributes),
+                         element(0x30, identifier("1.2.840.113549.1.1.1"), b"\5\0"), element(4, signature), rest)
+        body = element(0x30, element(2, b"\1"), element(0x31, algorithm), element(0x30, identifier(type), content),
+                       element(0xA0, certificate), lists, element(0x31, signer * signers))
+        return element(0x30, identifier("1.2.840.113549.1.7.2"), element(0xA0, body))
+
     @staticmethod
     def processor_time(run):
         """The processor time in seconds of the programs that RUN runs."""

@@ -1,10 +1,13 @@
 """The verb ts, and show of time-stamps, beside OpenSSL as the authority."""
 import base64
+import datetime
+import hashlib
 import json
 import unittest
 
 from support import CA, EMULATED, ProgramTest, element, identifier, openssl, some
 
+STAMP = "1.2.840.113549.1.9.16.1.4"
 STAMPING = "basicConstraints=CA:FALSE\nkeyUsage=critical,digitalSignature\nextendedKeyUsage={}timeStamping{}\n"
 
 
@@ -137,6 +140,29 @@ class TimeStampTest(ProgramTest):
         self.check(1, "is not trusted", "--request", "query.tsq", "--ca", "tsa.pem", "--at", "2001-01-01", "query.tsr")
         self.issue("stranger", extensions=CA, kind="RSA")
         self.check(1, "is not trusted", "--request", "query.tsq", "--ca", "stranger.pem", "query.tsr")
+
+    def token(self, time=None, authority=b"", version=1, hash="2.16.840.1.101.3.4.2.1", rest=b"", **parts):
+        """A time-stamp of the letter, without a nonce, that the authority signs with nothing but what it must."""
+        time = time or datetime.datetime.now(datetime.timezone.utc).strftime("%Y%m%d%H%M%SZ")
+        imprint = element(0x30, element(0x30, identifier(hash)), element(4, hashlib.sha256(self.data.read_bytes()).digest()))
+        info = element(0x30, element(2, bytes([version])), identifier("1.2.3.4"), imprint, element(2, b"\1"), element(0x18, time.encode()), authority, rest)
+        return self.sign_by_hand("tsa", STAMP, element(0xA0, element(4, info)), ("1.2.840.113549.1.9.3", identifier(STAMP)),
+                                 ("1.2.840.113549.1.9.4", element(4, hashlib.sha256(info).digest())), **parts)
+
+    def test_tokens_that_no_authority_makes(self):
+        ca = ["--ca", "root.pem", "--request", "bare.tsq"]
+        named = element(0xA0, element(0xA4, element(0x30)))
+        self.check(0, "no-signing-certificate", *ca, "-", stdin=self.token())
+        self.check(0, "authority-name", *ca, "-", stdin=self.token(authority=named))
+        changed = element(0x30, element(0x30, element(2, b"\1"), element(0x30, element(0x0C, b"a bit"))), self.token())
+        self.check(0, "note: the authority says: granted with changes: a bit", *ca, "-", stdin=changed)
+        for status, reason, message in ((1, "--strict", self.token()), (1, "signed by 2, and not by one authority", self.token(signers=2)), (1, "no signers", self.token(signers=0)),
+                                        (1, "not valid at the time that it states", self.token(time="20010101000000Z")),
+                                        (1, "stamps something else", self.token(hash="2.16.840.1.101.3.4.2.2")), (2, "is no time-stamp", self.token(version=2)),
+                                        (2, "is no time-stamp", self.token(rest=element(4)))):
+            with self.subTest(reason=reason):
+                self.check(status, reason, *ca, "--strict", "-", stdin=message)
+        self.check(2, "its digest algorithm SHA224 is not supported", "--ca", "root.pem", "--data", "letter", "-", stdin=self.token(hash="2.16.840.1.101.3.4.2.4"))
 
     def test_refusals_of_the_authority(self):
         self.expect(0, "ts", "request", "--policy", "1.2.9", "-o", "refused.tsq", "letter")
