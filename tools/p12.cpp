@@ -222,11 +222,11 @@ bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
 }
 
 int exportFile(ExportOptions const& options) {
-    auto const chainOnInput = std::ranges::count(options.chain, "-");
+    std::vector<std::string_view> inputs(options.chain.begin(), options.chain.end());
+    inputs.insert(inputs.end(),
+                  {options.key, options.keyPassword.file, options.certificate, options.password.file});
     PKCS12PFX pfx;
-    if (standardInputTwice({options.key, options.keyPassword.file, options.certificate, options.password.file,
-                            chainOnInput > 0 ? "-" : "", chainOnInput > 1 ? "-" : ""}) ||
-        !readProtection(options, pfx))
+    if (standardInputTwice(inputs) || !readProtection(options, pfx))
         return exitWrongUsage;
     if (options.key.empty() && options.certificate.empty())
         return wrongUsage("there is nothing to export: give -k KEY, --certificate FILE, or both");
@@ -372,10 +372,11 @@ bool writeKey(OutputFile& output, PrivateKey const& key, Password const* passwor
 }
 
 int importFile(ImportOptions const& options) {
-    if (standardInputTwice({options.file, options.password.file, options.recipientKey,
-                            options.recipientKeyPassword.file, options.recipient,
-                            options.newPassword.file}) ||
-        passwordTwice(options.emptyPassword, options.password))
+    std::vector<std::string_view> inputs(options.authorities.begin(), options.authorities.end());
+    inputs.insert(inputs.end(),
+                  {options.file, options.password.file, options.recipientKey,
+                   options.recipientKeyPassword.file, options.recipient, options.newPassword.file});
+    if (standardInputTwice(inputs) || passwordTwice(options.emptyPassword, options.password))
         return exitWrongUsage;
     bool const encrypts = options.encrypt || options.newPassword.isGiven();
     if (encrypts && options.certificatesOnly)

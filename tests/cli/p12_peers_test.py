@@ -1,9 +1,13 @@
 """PKCS#12 files of OpenSSL, GnuTLS, NSS and Java read here, and ours read there."""
-import itertools
 import unittest
 
 from p12_test import FAST, PASSWORD, P12Test, blocks
-from support import openssl, peer, some
+from support import EMULATED, SANITIZED, openssl, peer, some
+
+
+def few(cases):
+    """As `some`, and where the program is instrumented, too: other programs hash a password up to a million times."""
+    return list(cases)[::3] if EMULATED or SANITIZED else list(cases)
 
 
 class PeerTest(P12Test):
@@ -80,7 +84,7 @@ class CerttoolTest(PeerTest):
              *options, "--outfile", self.at("made.p12"))
 
     def test_each_cipher(self):
-        for cipher, reason in some(((None, None), ("aes-256", None), ("aes-192", None), ("3des-pkcs12", None), ("3des", None),
+        for cipher, reason in few(((None, None), ("aes-256", None), ("aes-192", None), ("3des-pkcs12", None), ("3des", None),
                                     ("arcfour", "PBE-SHA1-RC4"), ("rc2-40", "PBE-SHA1-RC2-40"))):
             with self.subTest(cipher):
                 self.make("--password", PASSWORD, *(["--pkcs-cipher", cipher] if cipher else []))
@@ -92,14 +96,14 @@ class CerttoolTest(PeerTest):
                     self.assertHolds("made.p12", "leaf")
 
     def test_der_and_names(self):
-        self.make("--password", PASSWORD, "--outder", key="rsa")
+        self.make("--password", PASSWORD, "--pkcs-cipher", "3des-pkcs12", "--outder", key="rsa")
         self.assertHolds("made.p12", "rsa")
         self.assertIn("friendly name: Ada\n", self.shown("made.p12"))
 
     def test_empty_and_absent_passwords(self):
         self.write("empty", "\n")
         for option in ("--empty-password", "--null-password"):
-            self.make(option)
+            self.make(option, "--pkcs-cipher", "3des-pkcs12")
             self.assertHolds("made.p12", "leaf", password="empty")
 
     def test_reads_ours(self):
@@ -131,7 +135,7 @@ class NssTest(PeerTest):
             found = peer("certutil", "-L", "-d", f"sql:{self.database}", "-n", f"ours {key}", "-r")
             self.assertEqual(found, self.ders[key])
         # Theirs is BER.
-        for key, options in (("leaf", []), ("rsa", ["-c", "des-ede3-cbc", "-C", "des-ede3-cbc", "-M", "SHA-512"])):
+        for key, options in few((("leaf", []), ("rsa", ["-c", "des-ede3-cbc", "-C", "des-ede3-cbc", "-M", "SHA-512"]))):
             self.pk12util("-n", f"ours {key}", "-o", self.at("theirs.p12"), *options)
             result = self.expect(0, "p12", "import", "--password-file", "password", "theirs.p12")
             found = blocks(result.out)

@@ -359,6 +359,8 @@ class ImportTest(P12Test):
                          [self.keys["other"], self.keys["leaf"], *(self.ders[name] for name in ("other", "root", "leaf", "middle"))])
         stray = element(0x30, plain(bag(KEY_BAG, self.keys["rsa"]), certificate_bag(self.ders["leaf"])))
         self.assertIn("note: a key has no certificate here\n", self.expect(0, "p12", "import", "-", stdin=pfx(stray)).err)
+        strays = element(0x30, plain(*(bag(KEY_BAG, self.keys[name]) for name in ("rsa", "other")), certificate_bag(self.ders["leaf"])))
+        self.assertIn("note: 2 keys have no certificate here\n", self.expect(0, "p12", "import", "-", stdin=pfx(strays)).err)
 
     def test_pem_der_and_standard_input(self):
         der = (self.dir / "leaf.p12").read_bytes()
@@ -456,6 +458,7 @@ class SignedTest(P12Test):
         self.assertIn("its signature does not count: ", self.expect(1, "p12", "import", "--ca", "root.pem", "-", stdin=changed).err)
         self.assertIn("is not signed", self.read("leaf.p12", "--ca", "root.pem", status=1).err)
         self.expect(2, "p12", "import", "signed.p12", "--ca", "missing")
+        self.assertIn("only one thing", self.expect(3, "p12", "import", "-", "--ca", "-").err)
         self.assertFalse((self.dir / "none.pem").exists())
 
     def test_shown(self):
@@ -479,6 +482,18 @@ class EnvelopedTest(P12Test):
         result = self.expect(0, "p12", "import", "enveloped.p12", "-k", "rsa.key", "--certificate", "rsa.pem")
         self.assertEqual(blocks(result.out), [("PRIVATE KEY", self.keys["leaf"]), ("CERTIFICATE", self.ders["leaf"])])
         self.assertIn("nothing vouches for it", result.err)
+
+    def test_keys_under_a_password_within(self):
+        locked = openssl("pkcs8", "-topk8", "-in", self.dir / "leaf.key", "-iter", 1000, "-passout", f"pass:{PASSWORD}", "-outform", "DER")
+        message = openssl("smime", "-encrypt", "-binary", "-aes256", "-outform", "DER", self.dir / "rsa.pem",
+                          input=element(0x30, bag("1.2.840.113549.1.12.10.1.2", locked), bag("1.2.3", element(0x30))))
+        self.write("both.p12", pfx(element(0x30, message)))
+        arguments = ["p12", "import", "both.p12", "-k", "rsa.key", "--certificate", "rsa.pem"]
+        result = self.expect(0, *arguments, "--password-file", "password")
+        self.assertEqual(blocks(result.out), [("PRIVATE KEY", self.keys["leaf"])])
+        self.assertIn("which is left out: 1.2.3\n", result.err)
+        self.assertIn("both.p12 needs a password", self.expect(3, *arguments).err)
+        self.expect(1, *arguments, "--password-file", "wrong")
 
     def test_others_do_not(self):
         self.assertIn("give it, --certificate FILE, and -k KEY", self.expect(2, "p12", "import", "enveloped.p12", "-o", "none.pem").err)
