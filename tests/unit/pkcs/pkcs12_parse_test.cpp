@@ -165,6 +165,8 @@ TEST(Pkcs12Parse, KeepsUnusualNamesAndKeyIdsAsOthers) {
     Bytes const twice = attribute("1.2.840.113549.1.9.21", octetString({1}));
     EXPECT_EQ(othersOf(utf8Name).others, utf8Name);
     EXPECT_EQ(othersOf(numberId).others, numberId);
+    Bytes const twoIds = attribute("1.2.840.113549.1.9.21", join({octetString({1}), octetString({2})}));
+    EXPECT_EQ(othersOf(twoIds).others, twoIds);
     EXPECT_EQ(othersOf(join({twice, twice})).others, twice);
     EXPECT_EQ(othersOf(join({twice, twice})).localKeyId, (Bytes{1}));
     // Surrogates that stand alone, and half a character at the end.

@@ -334,8 +334,14 @@ TEST(Pkcs12Mac, IsWrittenAnewWhenAMemberChanged) {
     Bytes const file = pfx.save();
     EXPECT_NE(file, readP12("openssl-nomaciter"));
     EXPECT_EQ(parsedP12(file).macIterations, 1u);
+    pfx.macSalt = {1, 2};
+    EXPECT_EQ(parsedP12(pfx.save()).macSalt, (Bytes{1, 2}));
     pfx.mac.clear();
     EXPECT_TRUE(parsedP12(pfx.save()).mac.empty());
+
+    PKCS12PFX salted = parsedP12(readP12("openssl-modern"));
+    salted.macSalt = {1, 2};
+    EXPECT_EQ(parsedP12(salted.save()).macSalt, (Bytes{1, 2}));
 }
 
 TEST(Pkcs12LocalKeyId, LinksTheFirstKeyAndTheFirstCertificate) {
