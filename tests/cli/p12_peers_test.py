@@ -84,8 +84,8 @@ class CerttoolTest(PeerTest):
              *options, "--outfile", self.at("made.p12"))
 
     def test_each_cipher(self):
-        for cipher, reason in few(((None, None), ("aes-256", None), ("aes-192", None), ("3des-pkcs12", None), ("3des", None),
-                                    ("arcfour", "PBE-SHA1-RC4"), ("rc2-40", "PBE-SHA1-RC2-40"))):
+        for cipher, reason in few(((None, None), ("aes-256", None), ("aes-192", None), ("arcfour", "PBE-SHA1-RC4"), ("3des", None),
+                                   ("3des-pkcs12", None), ("rc2-40", "PBE-SHA1-RC2-40"))):
             with self.subTest(cipher):
                 self.make("--password", PASSWORD, *(["--pkcs-cipher", cipher] if cipher else []))
                 self.assertTrue(self.at("made.p12").read_text().startswith("-----BEGIN PKCS12-----\n"))
@@ -97,12 +97,13 @@ class CerttoolTest(PeerTest):
 
     def test_der_and_names(self):
         self.make("--password", PASSWORD, "--pkcs-cipher", "3des-pkcs12", "--outder", key="rsa")
-        self.assertHolds("made.p12", "rsa")
-        self.assertIn("friendly name: Ada\n", self.shown("made.p12"))
+        text = self.shown("made.p12")
+        for part in ("friendly name: Ada\n", "type: RSA\n", "subject: O=Test, CN=rsa\n"):
+            self.assertIn(part, text)
 
     def test_empty_and_absent_passwords(self):
         self.write("empty", "\n")
-        for option in ("--empty-password", "--null-password"):
+        for option in few(("--null-password", "--empty-password")):
             self.make(option, "--pkcs-cipher", "3des-pkcs12")
             self.assertHolds("made.p12", "leaf", password="empty")
 
