@@ -190,7 +190,7 @@ std::string whyNotSigner(asn1::blob signer, unsigned depth) {
     if (numberText(version) == "3" || fields.tag == primitive(0))
         return "it is named by a key identifier (version 3), and only names by issuer and serial number are "
                "read; "
-               "\"openssl cms\" without -keyid writes those";
+               "\"openssl smime\" writes those";
     if (numberText(version) != "1")
         return "it is of version " + numberText(version) + ", and only version 1 is read";
     if (!take(fields, tagSequence, &content) || fields.tag != tagSequence)
@@ -198,9 +198,8 @@ std::string whyNotSigner(asn1::blob signer, unsigned depth) {
     if (std::string const why = whyNotDigest(fields.takeWhole()); !why.empty())
         return why;
     if (fields.tag == tagSequence)
-        return "it has no signed attributes, and only signatures over those are read; OpenSSL writes them "
-               "without "
-               "-noattr";
+        return "it has no signed attributes, and only signatures over those are read; \"openssl smime\" "
+               "writes them without -noattr";
     if (!take(fields, constructed(0), &content) || !take(fields, tagSequence, &content))
         return "it is malformed";
     asn1::parser algorithm(content);
