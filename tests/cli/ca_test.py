@@ -491,20 +491,6 @@ class IssueTest(AuthorityTest):
         self.assertEqual(self.extension(path, "Key Usage"), ("critical", "Digital Signature, Key Encipherment"))
 
 
-class ReadmeTest(AuthorityTest):
-    def test_a_private_authority_in_seven_commands(self):
-        text = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
-        lines = text.partition("A private authority in seven commands")[2].partition("```sh\n")[2].partition("```")[0].splitlines()
-        self.assertEqual(len(lines), 7)
-        folder = self.dir / "readme"
-        folder.mkdir()
-        self.assertTrue(self.paste(lines, folder).stdout.endswith(b"OK\n"))
-        openssl("verify", "-x509_strict", "-crl_check", "-CAfile", folder / "root.pem", "-CRLfile", folder / "acme.crl", "-verify_hostname",
-                "www.acme.example", folder / "www.pem")
-        self.paste(["sealkit crl new --ca root.pem -k root.key --previous acme.crl --revoke www.pem,keyCompromise -o next.crl"], folder)
-        self.expect(1, "verify", "--ca", folder / "root.pem", "--crl", folder / "next.crl", folder / "www.pem")
-
-
 class ListTest(AuthorityTest):
     def shown_list(self, path):
         return openssl("crl", "-in", path, "-CAfile", self.dir / "ca.pem", "-noout", "-text").decode()

@@ -1,6 +1,5 @@
 """The verb cipher beside `openssl enc`, published vectors and Python."""
 import os
-import pathlib
 import resource
 import signal
 import stat
@@ -451,16 +450,6 @@ class CipherTest(ProgramTest):
         for verb in (["cipher"], ["cipher", "encrypt"], ["cipher", "decrypt"]):
             self.run_examples(*verb)
             self.assertEqual((self.examples / "letter.txt").read_text(), "hello\n")
-
-    def test_the_readme_works(self):
-        readme = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
-        (block,) = [block for block in readme.split("```sh\n") if block.startswith("sealkit hash")]
-        folder = self.dir / "readme"
-        folder.mkdir()
-        (folder / "letter.txt").write_bytes(b"Dear Ada,\n")
-        self.paste(block.partition("```")[0].splitlines(), folder)
-        self.assertEqual((folder / "copy.txt").read_bytes(), b"Dear Ada,\n")
-        self.assertNotIn(b"Ada", (folder / "letter.enc").read_bytes())
 
 
 if __name__ == "__main__":

@@ -287,14 +287,6 @@ class KemTest(ProgramTest):
             self.run_examples("kem", verb)
         self.assertEqual((self.examples / "letter.key").read_bytes(), (self.examples / "same.key").read_bytes())
 
-    def test_the_readme_works(self):
-        readme = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
-        (block,) = [block for block in readme.split("```sh\n") if block.startswith("sealkit kem")]
-        folder = self.dir / "readme"
-        folder.mkdir()
-        self.paste(block.partition("```")[0].splitlines(), folder)
-        self.assertEqual((folder / "letter.key").read_bytes(), (folder / "same.key").read_bytes())
-
 
 if __name__ == "__main__":
     unittest.main()

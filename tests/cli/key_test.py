@@ -2,7 +2,6 @@
 import base64
 import json
 import os
-import pathlib
 import stat
 import unittest
 
@@ -483,16 +482,6 @@ class HelpTest(KeyTest):
         self.assertIn("BEGIN ENCRYPTED", (self.dir / "examples-key-encrypt/my.key").read_text())
         self.assertIn("BEGIN PRIVATE", (self.dir / "examples-key-decrypt/plain.key").read_text())
         self.run_examples("show")
-
-    def test_the_readme_works(self):
-        readme = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
-        (block,) = [block for block in readme.split("```sh\n") if "sealkit key encrypt" in block]
-        folder = self.dir / "readme"
-        folder.mkdir()
-        (folder / "letter.txt").write_bytes(b"Dear Ada,\n")
-        output = self.paste(block.partition("```")[0].splitlines(), folder).stdout.decode()
-        self.assertTrue(output.startswith("letter.txt: OK\nencrypted private key\n"), output)
-        self.assertKey("readme/plain.key", "readme/signing.key")
 
     def test_help_puts_the_file_before_the_password(self):
         for verb in (["key", "new"], ["key", "public"], ["key", "encrypt"], ["key", "decrypt"], ["sign"], ["check"], ["show"]):

@@ -4,7 +4,6 @@ import hashlib
 import hmac
 import json
 import os
-import pathlib
 import stat
 import unittest
 
@@ -637,19 +636,6 @@ class HelpTest(P12Test):
             text = self.expect(0, "p12", verb, "--help").out
             self.assertLess(text.index("--password-file FILE"), text.index("--password PASSWORD"))
             self.assertNotIn("--password ", text.partition("Examples:")[2])
-
-    def test_the_readme_works(self):
-        readme = (pathlib.Path(__file__).resolve().parents[2] / "README.md").read_text()
-        (block,) = [block for block in readme.split("```sh\n") if "sealkit p12 export" in block]
-        folder = self.dir / "readme"
-        folder.mkdir()
-        for name in ("www", "root"):
-            source = {"www": "leaf", "root": "middle"}[name]
-            for end in ("key", "pem"):
-                (folder / f"{name}.{end}").write_bytes((self.dir / f"{source}.{end}").read_bytes())
-        (folder / "my.password").write_text(PASSWORD)
-        self.paste(block.partition("```")[0].splitlines(), folder)
-        self.assertEqual([label for label, _ in blocks((folder / "www-all.pem").read_text())], ["PRIVATE KEY", "CERTIFICATE", "CERTIFICATE"])
 
 
 if __name__ == "__main__":
