@@ -135,6 +135,7 @@ class TimeStampTest(ProgramTest):
         self.write("twin.ext", STAMPING.format("critical,", "") + "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n")
         openssl("x509", "-req", "-in", self.at("tsa.csr"), "-CA", self.at("root.pem"), "-CAkey", self.at("root.key"), "-set_serial", f"0x{serial}", "-days", "99",
                 "-extfile", self.at("twin.ext"), "-out", self.at("twin.pem"))
+        self.reply("other", "other")  # when that is valid already
         self.check(1, "signed with another certificate", "--request", "other.tsq", "--ca", "root.pem", "--certificates", "twin.pem", "other.tsr")
         self.check(0, "OK\n", "--request", "other.tsq", "--ca", "root.pem", "--certificates", "tsa.pem", "other.tsr")
         self.check(1, "is not trusted", "--request", "query.tsq", "--ca", "tsa.pem", "--at", "2001-01-01", "query.tsr")
