@@ -4,7 +4,7 @@
 namespace test {
 
 /// PowerPC is emulated when it is tested, and sanitizers are as slow.
-#if defined __powerpc__ || defined __SANITIZE_ADDRESS__
+#if defined __powerpc__ || defined SEALKIT_SANITIZED
 inline constexpr bool isSlow = true;
 #else
 inline constexpr bool isSlow = false;

@@ -2,8 +2,9 @@
 /// C library's own assertion failure. No file or message from outside can reach one.
 #pragma once
 
-extern "C" [[noreturn]] void __assert_fail(char const* expression, char const* file, unsigned int line,
-                                           char const* function) noexcept;
+// As <assert.h> declares it: clang takes [[noreturn]] on no declaration but the first.
+extern "C" __attribute__((__noreturn__)) void __assert_fail(char const* expression, char const* file,
+                                                            unsigned int line, char const* function) noexcept;
 
 /// Aborts with the text of `expression` unless it holds. For sources: the build maps `__FILE__` to
 /// the bare file name.

@@ -85,12 +85,13 @@ TEST(RandomBigNum, ReachesBothEnds) {
     // The first draw of each is out of the range: 0, and the bound itself.
     BigNum const n = bn3(0x12345678, 0x9abcdef0, 0xff);
     for (auto const& [first, second] : {std::pair(BigNum(), bn2(1, 0)), std::pair(n, n - bn2(1, 0))}) {
-        ScriptedRng const rng([&, call = 0](unsigned char* buf, unsigned len) mutable {
-            std::vector<unsigned char> const bytes = (call++ == 0 ? first : second).bin(len);
-            EXPECT_EQ(bytes.size(), len);
-            std::copy(bytes.begin(), bytes.end(), buf);
-            return true;
-        });
+        ScriptedRng const rng(
+            [&first = first, &second = second, call = 0](unsigned char* buf, unsigned len) mutable {
+                std::vector<unsigned char> const bytes = (call++ == 0 ? first : second).bin(len);
+                EXPECT_EQ(bytes.size(), len);
+                std::copy(bytes.begin(), bytes.end(), buf);
+                return true;
+            });
         BigNum x;
         EXPECT_TRUE(randomBigNum(&x, n, rng));
         EXPECT_EQ(x, second);

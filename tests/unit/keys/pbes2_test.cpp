@@ -115,7 +115,7 @@ TEST(Pbes2, AgreesWithWycheproof) {
         for (auto const& [bits, cipher] :
              {std::pair("128", aes128), std::pair("192", aes192), std::pair("256", aes256)})
             test::forEachCase(std::string("wycheproof/pbes2_hmac") + hash + "_aes_" + bits + ".txt",
-                              [every, &prf = prf, &cipher = cipher](test::Case const& c) {
+                              [&prf = prf, &cipher = cipher](test::Case const& c) {
                                   c.ignore({"flags"});
                                   auto const iterations = static_cast<unsigned>(c.number("iterationCount"));
                                   PBES2Params const p{pbkdf2Oid,  prf,    c.bytes("salt"),

@@ -402,7 +402,7 @@ TEST(Sign, WhatIsNoNameIsNotTaken) {
 
 TEST(Sign, NothingThatWasParsedIsLost) {
     CertificateParts parts;
-    parts.serialNumber = integer({0xFF}); // Negative.
+    parts.serialNumber = integer(Bytes{0xFF}); // Negative.
     parts.issuer = foreignName();
     parts.subject = foreignName();
     parts.validity = sequence(generalizedTime("20240101000000.5Z"), generalizedTime("99991231235959Z"));
@@ -543,7 +543,7 @@ TEST(Sign, NothingOfAParsedCrlIsLost) {
     parts.thisUpdate = generalizedTime("20240101000000Z");
     parts.nextUpdate = generalizedTime("20600101000000Z");
     Bytes const invalidityDate = extension("2.5.29.24", generalizedTime("20230101000000Z"));
-    Bytes const withDate = sequence(integer({0x80}), generalizedTime("20240101000000Z"),
+    Bytes const withDate = sequence(integer(Bytes{0x80}), generalizedTime("20240101000000Z"),
                                     sequence(invalidityDate, extension("2.5.29.21", enumerated({1}))));
     Bytes const plain = sequence(integer(5), utcTime("240101000000Z"));
     parts.revoked = sequence(withDate, plain);
@@ -562,7 +562,7 @@ TEST(Sign, NothingOfAParsedCrlIsLost) {
     expected.algorithm = algorithm("1.3.101.112");
     expected.revoked = sequence(
         sequence(integer(7), utcTime("250101000000Z"), sequence(extension("2.5.29.21", enumerated({4})))),
-        sequence(integer({0x80}), generalizedTime("20240101000000Z"),
+        sequence(integer(Bytes{0x80}), generalizedTime("20240101000000Z"),
                  sequence(extension("2.5.29.21", enumerated({2})), invalidityDate)),
         plain);
     auto const& e = parts.extensions;
