@@ -33,6 +33,14 @@ inline bool takeInteger(asn1::parser& level, asn1::blob* content) {
     return take(level, tag::integer, content) && !content->empty();
 }
 
+/// Takes an INTEGER as the number that `readUInt` makes of it.
+inline bool takeUInt(asn1::parser& level, unsigned* number) {
+    if (level.tag != tag::integer)
+        return false;
+    *number = level.readUInt();
+    return level.tag != asn1::parser::errorTag;
+}
+
 /// Passes over an element that may be absent.
 inline void skipOptional(asn1::parser& level, unsigned optional) {
     if (level.tag == optional)

@@ -40,10 +40,9 @@ bool parse(PBEParams& to, asn1::blob params) {
     if (!detail::readOnly(params, tag::sequence, &content))
         return false;
     asn1::parser fields(content);
-    if (!detail::take(fields, tag::octetString, &salt) || fields.tag != tag::integer)
-        return false;
-    unsigned const iterations = fields.readUInt();
-    if (!detail::atEnd(fields) || !isCountInBounds(iterations))
+    unsigned iterations;
+    if (!detail::take(fields, tag::octetString, &salt) || !detail::takeUInt(fields, &iterations) ||
+        !detail::atEnd(fields) || !isCountInBounds(iterations))
         return false;
     to.salt = detail::copyOf(salt);
     to.iterations = iterations;

@@ -44,10 +44,8 @@ bool readMacData(asn1::blob macData, Mac& to) {
         return false;
     if (detail::atEnd(fields))
         return true;
-    if (fields.tag != tag::integer)
-        return false;
-    to.iterations = fields.readUInt();
-    return detail::atEnd(fields) && to.iterations != 0 && to.iterations <= pkcs12MostIterations;
+    return detail::takeUInt(fields, &to.iterations) && detail::atEnd(fields) && to.iterations != 0 &&
+           to.iterations <= pkcs12MostIterations;
 }
 
 } // namespace

@@ -78,10 +78,8 @@ bool parseSignedData(PKCS7SignedData& to, asn1::blob signedData, unsigned depth)
     if (!detail::readOnly(signedData, tag::sequence, &body))
         return false;
     asn1::parser fields(body);
-    if (fields.tag != tag::integer)
-        return false;
-    unsigned const version = fields.readUInt();
-    if (fields.tag == asn1::parser::errorTag)
+    unsigned version;
+    if (!detail::takeUInt(fields, &version))
         return false;
     if (version != 1 && version != 3) {
         std::cerr << "bad version " << version << std::endl;

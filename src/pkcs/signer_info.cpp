@@ -85,10 +85,8 @@ bool detail::parseSigner(PKCS7SignerInfo& to, asn1::blob signerInfo, unsigned de
     if (depth > maxNesting || !readOnly(signerInfo, tag::sequence, &body))
         return false;
     asn1::parser fields(body);
-    if (fields.tag != tag::integer)
-        return false;
-    unsigned const version = fields.readUInt();
-    if (fields.tag == asn1::parser::errorTag)
+    unsigned version;
+    if (!takeUInt(fields, &version))
         return false;
     if (version != version1) {
         std::cerr << "bad version" << std::endl;

@@ -22,11 +22,7 @@ bool TimeStampRequest::parse(asn1::blob request) {
     if (!detail::readOnly(request, tag::sequence, &body))
         return false;
     asn1::parser fields(body);
-    if (fields.tag != tag::integer)
-        return false;
-    version = fields.readUInt();
-
-    if (!detail::take(fields, tag::sequence, &imprint))
+    if (!detail::takeUInt(fields, &version) || !detail::take(fields, tag::sequence, &imprint))
         return false;
     asn1::parser digestInfo(imprint);
     if (!detail::takeWhole(digestInfo, tag::sequence, &algorithm) ||

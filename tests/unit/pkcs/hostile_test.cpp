@@ -5,21 +5,14 @@
 
 #include "support/random.h"
 #include "support/slow.h"
+#include "support/timing.h"
 
-#include <ctime>
-#include <functional>
 #include <type_traits>
 
 namespace {
 
 using namespace test;
 using namespace test::der;
-
-double secondsOf(std::function<void()> const& body) {
-    std::clock_t const start = std::clock();
-    body();
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-}
 
 /// A message of a few hundred bytes with everything but certificates and CRLs.
 Bytes smallMessage() {

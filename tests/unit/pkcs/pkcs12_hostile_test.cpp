@@ -3,20 +3,12 @@
 
 #include "support/random.h"
 #include "support/slow.h"
-
-#include <ctime>
-#include <functional>
+#include "support/timing.h"
 
 namespace {
 
 using namespace test;
 using namespace test::der;
-
-double secondsOf(std::function<void()> const& body) {
-    std::clock_t const start = std::clock();
-    body();
-    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-}
 
 /// Files of each kind that are small and quick to open. RSA keys are read without computing anything.
 std::vector<Bytes> smallFiles() {
