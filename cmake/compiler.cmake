@@ -15,8 +15,6 @@ target_compile_options(sealkit_warnings INTERFACE
 
 if(SEALKIT_SANITIZERS)
     add_compile_options(-fsanitize=${SEALKIT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
-    # Checking dynamic types needs the RTTI that the libraries do without.
-    add_compile_options(-fno-sanitize=vptr)
     add_link_options(-fsanitize=${SEALKIT_SANITIZERS})
 endif()
 
@@ -32,7 +30,7 @@ function(sealkit_library_options target)
         VISIBILITY_INLINES_HIDDEN ON
         INTERPROCEDURAL_OPTIMIZATION ${SEALKIT_LTO}
         INSTALL_RPATH "$ORIGIN")
-    target_compile_options(${target} PRIVATE -fno-exceptions -fno-rtti)
+    target_compile_options(${target} PRIVATE -fno-exceptions)
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:sealkit_warnings>)
     if(NOT SEALKIT_SANITIZERS AND NOT SEALKIT_FUZZ)
         target_link_options(${target} PRIVATE -Wl,--no-undefined)

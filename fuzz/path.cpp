@@ -43,7 +43,7 @@ void fuzz::path(asn1::blob input) {
                                [](auto const& each) { return each->basicConstraints == 1; }));
 
     for (bool const strict : {false, true}) {
-        PathQuestion question;
+        PathOptions question;
         question.now = TimePoint::fromSeconds(1748779200);
         question.hostName = strict ? "www.a.test" : "";
         question.checkCrls = strict;

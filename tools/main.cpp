@@ -1,5 +1,5 @@
-#include "terminal.h"
-#include "verb.h"
+#include "io/terminal.h"
+#include "verbs/verb.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -62,8 +62,6 @@ public:
     unsigned readUInt();
 
 private:
-    bool readTag(blob& rest);
-    bool readLength(blob& rest);
     bool fail();
 };
 

@@ -278,8 +278,6 @@ SEALKIT_API RedNum inv(RedNum&& x);
 /// such number (`n` is 0 or 1), when the generator fails, or when 128 draws in a row were out of the range.
 SEALKIT_API bool randomBigNum(BigNum* result, BigNum const& n, Rng const& rng);
 
-// The base reducer stands here whole: a class without a function elsewhere can be derived from in
-// programs that are built with RTTI, which the library is not.
 inline void Reducer::reduce(BigNum&) const {}
 
 inline void Reducer::mul(BigNum& r, BigNum const& a, BigNum const& b) const {

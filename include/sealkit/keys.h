@@ -75,9 +75,6 @@ public:
     virtual std::unique_ptr<PublicKey> publicKey() const = 0;
 };
 
-// The classes' constructors stand in the library. Compiled into a program they could refer to the type
-// information of the bases, which the library does not have.
-
 /// RSA public key (RFC 8017, section 3.1).
 class SEALKIT_API RsaPublicKey : public virtual PublicKey {
 public:

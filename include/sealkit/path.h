@@ -25,6 +25,7 @@
 #include "sealkit/crl.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/name.h"
+#include "sealkit/refusal.h"
 #include "sealkit/store.h"
 #include "sealkit/timepoint.h"
 #include "sealkit/x509.h"
@@ -76,22 +77,14 @@ enum class PathWarningId : unsigned {
     crlScope,
 };
 
-/// One row of the tables of codes and warnings.
-template <typename Id>
-struct PathTerm {
-    Id id;
-    char const* name;     ///< A short name in kebab case, stable.
-    char const* sentence; ///< What it means, as a sentence for people.
-};
-
 /// Every result code, in ascending order.
-SEALKIT_API std::span<PathTerm<PathCode> const> pathCodes();
+SEALKIT_API std::span<ReasonText<PathCode> const> pathCodes();
 /// Every warning, in ascending order.
-SEALKIT_API std::span<PathTerm<PathWarningId> const> pathWarnings();
+SEALKIT_API std::span<ReasonText<PathWarningId> const> pathWarnings();
 /// The row of a result code; null for a number that is none.
-SEALKIT_API PathTerm<PathCode> const* findPathCode(int code);
+SEALKIT_API ReasonText<PathCode> const* findPathCode(int code);
 /// The row of a warning.
-SEALKIT_API PathTerm<PathWarningId> const& getPathTerm(PathWarningId id);
+SEALKIT_API ReasonText<PathWarningId> const& getReasonText(PathWarningId id);
 
 /// What the leaf is to be used for (RFC 5280, section 4.2.1.12).
 enum class PathPurpose : unsigned {
@@ -106,7 +99,7 @@ enum class PathPurpose : unsigned {
 };
 
 /// What a chain is asked to stand for. The views must live as long as the question.
-struct PathQuestion {
+struct PathOptions {
     TimePoint now;
     std::string_view hostName;                     ///< Empty: not asked.
     IPAddr6 address;                               ///< All zero: not asked.
@@ -115,19 +108,13 @@ struct PathQuestion {
     PathPurpose purpose = PathPurpose::byIdentity; ///< Used by `x509PathWarnings` only.
 };
 
-/// A value that takes part in a finding: "now", "notAfter", "serial number", ...
-struct PathFact {
-    std::string label;
-    std::string value; ///< As found in the certificate: may hold any byte.
-};
-
 /// A result of validation with what it is based on.
 struct PathExplanation {
     int code = 0;        ///< As `x509ValidatePath` returns it.
     std::string error;   ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
     unsigned depth = 0;  ///< The certificate's index in the chain; for a valid chain where it met its anchor.
     std::string subject; ///< That certificate's display name; empty for an empty chain.
-    std::vector<PathFact> facts; ///< What disagrees: asked first, found next.
+    std::vector<Fact> facts; ///< What disagrees: asked first, found next.
 };
 
 /// Something that validation left unchecked.
@@ -136,7 +123,7 @@ struct PathWarning {
     unsigned depth =
         0; ///< The certificate's index in the chain; for a CRL, that of the certificate it was looked up for.
     std::string subject; ///< That certificate's display name.
-    std::vector<PathFact> facts;
+    std::vector<Fact> facts;
 };
 
 /// A certificate's subject as text; its subject alternative names joined with ", " when the subject
@@ -163,13 +150,13 @@ SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore
 
 /// The same decision, explained. Writes nothing to standard output.
 SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
-                                            PathQuestion const& question);
+                                            PathOptions const& question);
 
 /// What validation of this chain leaves unchecked and other validators refuse: from the leaf up to
 /// the certificate where the chain meets the store (or its end), in the order of the chain. CRLs
 /// are looked at when `question.checkCrls` is set. An empty list for an empty chain.
 SEALKIT_API std::vector<PathWarning>
-x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathQuestion const& question);
+x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathOptions const& question);
 
 /// What is wrong with a CRL of `issuer` at the time `now`: its signature, its dates, a limited scope
 /// (RFC 5280, section 5.2.5). Depth and subject are the issuer's, with a depth of 0.

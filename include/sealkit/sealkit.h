@@ -32,6 +32,7 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/prime.h"
 #include "sealkit/rc4.h"
+#include "sealkit/refusal.h"
 #include "sealkit/req.h"
 #include "sealkit/rng.h"
 #include "sealkit/signature.h"

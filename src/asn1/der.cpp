@@ -1,7 +1,7 @@
 #include "sealkit/der.h"
 
 #include "asn1/tags.h"
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "sealkit/bignum.h"
 
 #include <algorithm>

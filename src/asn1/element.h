@@ -1,16 +1,67 @@
-/// Strict reading of DER: each step takes one element with a given tag, or fails.
+/// Strict reading of DER: each step takes one element with a given tag, or refuses the input.
 ///
 /// The parser itself accepts whatever stays within bounds, and at the end of a level gives the last
-/// element once more. These functions look at the tag first. A function that returns false has left the
-/// parser where no later step succeeds, or where `atEnd` is false.
+/// element once more. These functions look at the tag first. A function that returns false has refused the
+/// input, with the place and what stands there, and has left the level where no later step succeeds, or where
+/// `atEnd` is false.
 #pragma once
 
 #include "asn1/tags.h"
+#include "base/reading.h"
 #include "sealkit/asn1.h"
 
 #include <vector>
 
 namespace detail {
+
+/// A parser of one level that knows which reading it is part of.
+class Level : public asn1::parser {
+public:
+    Level(Reading& carried, asn1::blob content) : asn1::parser(content), reading(carried) {}
+
+    Reading& reading;
+};
+
+/// Refuses what the level stands on: another element than the one with the tag `expected` (`asn1::parser::endTag` for
+/// none), a malformed header, or the end. `field` names the element that was to be read; null for none. Always false.
+bool refuseElement(Level const& level, unsigned expected, char const* field = nullptr);
+
+/// The name of a type or tag in refusals: "SEQUENCE", "[0]".
+std::string tagText(unsigned tag);
+
+/// Takes the content of the current element, which must have the tag `expected`.
+inline bool take(Level& level, unsigned expected, asn1::blob* content, char const* field = nullptr) {
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    *content = level.take();
+    return level.tag != asn1::parser::errorTag || refuseElement(level, asn1::parser::endTag);
+}
+
+/// The same with identifier and length octets.
+inline bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field = nullptr) {
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    *element = level.takeWhole();
+    return level.tag != asn1::parser::errorTag || refuseElement(level, asn1::parser::endTag);
+}
+
+/// Takes the content of an INTEGER, which has at least one octet (X.690, section 8.3.1).
+bool takeInteger(Level& level, asn1::blob* content, char const* field = nullptr);
+
+/// Takes an INTEGER as the number that `readUInt` makes of it.
+bool takeUInt(Level& level, unsigned* number, char const* field = nullptr);
+
+/// Whether the level was read to its end, and without error. Refuses nothing.
+inline bool atEnd(asn1::parser const& level) { return level.tag == asn1::parser::endTag; }
+
+/// The same as the last step of a reader: refuses what is left.
+inline bool finish(Level const& level) { return atEnd(level) || refuseElement(level, asn1::parser::endTag); }
+
+/// The content of the one element that `der` consists of.
+bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content,
+              char const* field = nullptr);
+
+// The same on a plain parser, which refuses without a reason.
 
 /// Takes the content of the current element, which must have the tag `expected`.
 inline bool take(asn1::parser& level, unsigned expected, asn1::blob* content) {
@@ -46,9 +97,6 @@ inline void skipOptional(asn1::parser& level, unsigned optional) {
     if (level.tag == optional)
         level.next();
 }
-
-/// Whether the level was read to its end, and without error.
-inline bool atEnd(asn1::parser const& level) { return level.tag == asn1::parser::endTag; }
 
 /// The content of the one element that `der` consists of.
 inline bool readOnly(asn1::blob der, unsigned expected, asn1::blob* content) {

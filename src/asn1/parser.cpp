@@ -1,5 +1,7 @@
 #include "sealkit/asn1.h"
 
+#include "asn1/header.h"
+
 namespace asn1 {
 
 parser::parser(blob level) : start(level.start), finish(level.finish) { next(); }
@@ -13,42 +15,9 @@ bool parser::next() {
     }
     tlvStart = start;
     blob rest(start, finish);
-    if (!readTag(rest) || !readLength(rest))
+    size_t length;
+    if (detail::takeHeader(rest, &tag, &length) != detail::HeaderError::none)
         return fail();
-    return true;
-}
-
-/// X.690 section 8.1.2.
-bool parser::readTag(blob& rest) {
-    tag = rest.pop_front();
-    if ((tag & 0x1F) != 0x1F)
-        return true;
-    unsigned char octet;
-    do {
-        if (rest.empty() || tag >= 0x1000000)
-            return false;
-        octet = rest.pop_front();
-        tag = (tag << 8) + (octet & 0x7F);
-    } while (octet & 0x80);
-    return true;
-}
-
-/// X.690 section 8.1.3. Lengths that could be shorter are taken (BER's form, section 8.1.3.5): old tools
-/// write them. Lengths are compared with what is left before any pointer moves, so none can wrap.
-bool parser::readLength(blob& rest) {
-    if (rest.empty())
-        return false;
-    size_t length = rest.pop_front();
-    if (length & 0x80) {
-        unsigned octets = length & 0x7F;
-        if (octets == 0 || octets > 4 || octets > rest.size())
-            return false;
-        length = 0;
-        while (octets-- > 0)
-            length = (length << 8) + rest.pop_front();
-    }
-    if (length > rest.size())
-        return false;
     valueStart = rest.start;
     valueEnd = start = rest.start + length;
     return true;

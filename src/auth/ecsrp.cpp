@@ -3,7 +3,7 @@
 #include "sealkit/hash.h"
 #include "sealkit/mschapv2.h"
 
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "hash/secret_digest.h"
 
 #include <utility>

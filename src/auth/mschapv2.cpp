@@ -4,7 +4,7 @@
 #include "sealkit/hash.h"
 #include "sealkit/wipe.h"
 
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "hash/secret_digest.h"
 
 #include <algorithm>

@@ -9,7 +9,7 @@
 // room for whole limbs: 2 * limbCount(n) digits where that many limbs are said to be written.
 #pragma once
 
-#include "hash/unrolled.h"
+#include "base/unrolled.h"
 
 #include <bit>
 #include <cstddef>

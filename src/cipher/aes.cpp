@@ -2,7 +2,7 @@
 
 #include "sealkit/wipe.h"
 
-#include "hash/bytes.h"
+#include "base/bytes.h"
 
 #include <array>
 #include <bit>

@@ -3,7 +3,7 @@
 #include "sealkit/detail/assert.h"
 #include "sealkit/wipe.h"
 
-#include "hash/bytes.h"
+#include "base/bytes.h"
 #include "xor.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #include "sealkit/block.h"
 #include "sealkit/wipe.h"
 
-#include "hash/bytes.h"
+#include "base/bytes.h"
 
 #include <array>
 #include <bit>

@@ -1,7 +1,7 @@
 /// Doubling in the field of CMAC and S2V.
 #pragma once
 
-#include "hash/bytes.h"
+#include "base/bytes.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 #include "sealkit/gcm.h"
 
 #include "ghash.h"
-#include "hash/bytes.h"
+#include "base/bytes.h"
 #include "xor.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "ghash.h"
 
-#include "hash/bytes.h"
+#include "base/bytes.h"
 
 #include <algorithm>
 #include <bit>

@@ -2,8 +2,8 @@
 
 #include "sealkit/wipe.h"
 
-#include "hash/bytes.h"
-#include "hash/unrolled.h"
+#include "base/bytes.h"
+#include "base/unrolled.h"
 
 #include <algorithm>
 #include <bit>

@@ -2,8 +2,8 @@
 /// (FIPS 180-4 sections 6.2.2 and 6.4.2) and one table of constants.
 #pragma once
 
-#include "hash/bytes.h"
-#include "hash/unrolled.h"
+#include "base/bytes.h"
+#include "base/unrolled.h"
 
 #include <array>
 #include <bit>

@@ -3,7 +3,7 @@
 
 #include "sealkit/bignum.h"
 
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 
 #include <ostream>
 #include <string_view>

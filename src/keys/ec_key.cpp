@@ -5,9 +5,8 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "keys/dump.h"
-#include "keys/key_cast.h"
 #include "keys/named_curve.h"
 
 #include <algorithm>
@@ -116,7 +115,7 @@ std::vector<unsigned char> EcPublicKey::encodeToDerEncoded() const {
 asn1::blob EcPublicKey::algorithmParams() const { return paramsOf(curve); }
 
 bool EcPublicKey::equals(PublicKey const& other) const {
-    EcPublicKey const* const ec = detail::keyCast<EcPublicKey>(other);
+    EcPublicKey const* const ec = dynamic_cast<EcPublicKey const*>(&other);
     return ec != nullptr && curve == ec->curve && point == ec->point;
 }
 

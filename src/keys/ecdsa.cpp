@@ -6,7 +6,7 @@
 #include "sealkit/keys.h"
 
 #include "asn1/element.h"
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "keys/named_curve.h"
 
 namespace {

@@ -4,8 +4,7 @@
 #include "sealkit/der.h"
 
 #include "asn1/element.h"
-#include "hash/secret_bytes.h"
-#include "keys/key_cast.h"
+#include "base/secret_bytes.h"
 
 namespace {
 
@@ -62,7 +61,7 @@ std::unique_ptr<PublicKey> parsePublicBits(asn1::blob oid, asn1::blob params, as
 
 template <typename K>
 std::vector<unsigned char> encodeAs(PublicKey const& key) {
-    return detail::keyCast<K>(key)->K::encodeToDerEncoded();
+    return dynamic_cast<K const*>(&key)->K::encodeToDerEncoded();
 }
 
 /// The DER of the public members, of a private key too, whose own DER has the secret ones.

@@ -1,6 +1,6 @@
 #include "keys/rsa_encryption.h"
 
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "keys/rsa_operation.h"
 
 #include <algorithm>

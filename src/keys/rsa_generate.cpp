@@ -2,7 +2,7 @@
 #include "sealkit/keys.h"
 #include "sealkit/prime.h"
 
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 
 #include <numeric>
 

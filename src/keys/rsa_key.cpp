@@ -5,7 +5,6 @@
 
 #include "asn1/element.h"
 #include "keys/dump.h"
-#include "keys/key_cast.h"
 #include "keys/rsa_operation.h"
 
 #include <algorithm>
@@ -88,7 +87,7 @@ asn1::blob RsaPublicKey::algorithmParams() const {
 }
 
 bool RsaPublicKey::equals(PublicKey const& other) const {
-    RsaPublicKey const* const rsa = detail::keyCast<RsaPublicKey>(other);
+    RsaPublicKey const* const rsa = dynamic_cast<RsaPublicKey const*>(&other);
     return rsa != nullptr && n == rsa->n && e == rsa->e;
 }
 

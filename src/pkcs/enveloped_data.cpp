@@ -2,9 +2,8 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "keys/content_cipher.h"
-#include "keys/key_cast.h"
 #include "keys/rsa_encryption.h"
 #include "pkcs/parse.h"
 #include "pkcs/version.h"
@@ -105,7 +104,7 @@ bool encryptContent(PKCS7EncryptedContentInfo& to, detail::ContentCipher const& 
 bool encryptKey(PKCS7KeyTransRecipientInfo& to, X509Certificate const& recipient, asn1::blob contentKey,
                 bool byKeyId, Rng const& rng) {
     std::unique_ptr<PublicKey> const key = recipient.parsePublicKey();
-    auto const* const rsa = key == nullptr ? nullptr : detail::keyCast<RsaPublicKey>(*key);
+    auto const* const rsa = key == nullptr ? nullptr : dynamic_cast<RsaPublicKey const*>(key.get());
     if (rsa == nullptr || (byKeyId && recipient.subjectKeyId.empty()))
         return false;
     to.version = byKeyId ? 2 : 0;
@@ -216,7 +215,7 @@ bool PKCS7EnvelopedData::decrypt(X509Certificate const& cert, PrivateKey const& 
                      [&](auto const& candidate) { return detail::isRecipient(candidate, cert); });
     if (recipient == recipientInfos.end())
         return refuse("ktri: no key matches");
-    auto const* const rsa = detail::keyCast<RsaPrivateKey>(key);
+    auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key);
     asn1::blob const keyAlgorithm = recipient->keyEncryptionAlgorithm.oid;
     if (rsa == nullptr || !(keyAlgorithm == oid::rsaEncryption)) {
         std::cout << "ktri: only rsa supported, not " << oidStr(keyAlgorithm) << std::endl;

@@ -4,7 +4,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "pkcs/ber.h"
 #include "pkcs/bmp_string.h"
 #include "pkcs/parse.h"

@@ -3,7 +3,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
-#include "hash/secret_bytes.h"
+#include "base/secret_bytes.h"
 #include "keys/content_cipher.h"
 #include "pkcs/ber.h"
 #include "pkcs/pkcs12_bags.h"

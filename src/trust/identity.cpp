@@ -22,11 +22,11 @@ bool matchesHostPattern(std::string_view host, std::string_view pattern) {
 
 } // namespace
 
-bool asksForIdentity(PathQuestion const& question) {
+bool asksForIdentity(PathOptions const& question) {
     return !question.hostName.empty() || !question.address.empty() || !question.email.empty();
 }
 
-bool bearsIdentity(X509Certificate const& leaf, PathQuestion const& question) {
+bool bearsIdentity(X509Certificate const& leaf, PathOptions const& question) {
     std::string const host = str2lower(question.hostName);
     bool const asksAddress = !question.address.empty();
     auto const bears = [&](GeneralName const& name) {

@@ -44,7 +44,7 @@ std::string showKeyAlgorithm(asn1::blob keyInfo) {
 class Validation {
 public:
     Validation(CertificateChain const& certificates, CertificateStore const& trusted,
-               PathQuestion const& asked)
+               PathOptions const& asked)
         : chain(certificates), store(trusted), question(asked) {}
 
     PathExplanation run() {
@@ -64,7 +64,7 @@ private:
     using Failure = std::optional<PathExplanation>;
 
     PathExplanation finding(PathCode code, size_t depth, std::string error,
-                            std::vector<PathFact> facts) const {
+                            std::vector<Fact> facts) const {
         return {static_cast<int>(code), std::move(error), static_cast<unsigned>(depth),
                 getDisplayName(*chain[depth]), std::move(facts)};
     }
@@ -73,7 +73,7 @@ private:
         X509Certificate const& leaf = *chain[0];
         if (!detail::asksForIdentity(question) || detail::bearsIdentity(leaf, question))
             return std::nullopt;
-        std::vector<PathFact> facts;
+        std::vector<Fact> facts;
         if (!question.hostName.empty())
             facts.push_back({"host asked for", std::string(question.hostName)});
         if (!question.address.empty())
@@ -151,7 +151,7 @@ private:
             RevokedCertificate const* entry = revocations.find(crl, certificate.serialNumber);
             if (entry == nullptr)
                 return std::nullopt;
-            std::vector<PathFact> facts = {{"serial number", str(asn1::blob(certificate.serialNumber))},
+            std::vector<Fact> facts = {{"serial number", str(asn1::blob(certificate.serialNumber))},
                                            {"CRL issuer", crl->issuer.str()},
                                            {"CRL issued", crl->thisUpdate.toString()},
                                            {"revoked", entry->revocationDate.toString()}};
@@ -163,7 +163,7 @@ private:
         }
         if (certificate.crlDistributionPoints.empty())
             return std::nullopt;
-        std::vector<PathFact> facts = {{"issuer", certificate.issuer.str()}};
+        std::vector<Fact> facts = {{"issuer", certificate.issuer.str()}};
         for (GeneralName const& point : certificate.crlDistributionPoints)
             facts.push_back({"distribution point", detail::show(point)});
         return finding(PathCode::crlMissing, depth,
@@ -196,7 +196,7 @@ private:
 
     CertificateChain const& chain;
     CertificateStore const& store;
-    PathQuestion const& question;
+    PathOptions const& question;
     detail::Revocations revocations;
     std::shared_ptr<X509Certificate> anchor; ///< Where the walk ended.
     size_t anchorDepth = 0;
@@ -225,14 +225,14 @@ std::string getDisplayName(X509Certificate const& certificate) {
 }
 
 PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
-                                PathQuestion const& question) {
+                                PathOptions const& question) {
     return Validation(chain, store, question).run();
 }
 
 int x509ValidatePath(CertificateChain const& chain, CertificateStore const& store, TimePoint now,
                      std::string_view hostName, IPAddr6 const& address, std::string_view email,
                      bool checkCrls, std::string* error) {
-    PathQuestion question;
+    PathOptions question;
     question.now = now;
     question.hostName = hostName;
     question.address = address;

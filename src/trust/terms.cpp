@@ -6,61 +6,61 @@
 namespace {
 
 constexpr std::array codes = {
-    PathTerm<PathCode>{PathCode::valid, "valid", "The chain is valid."},
-    PathTerm<PathCode>{PathCode::emptyChain, "empty-chain", "There is no certificate to validate."},
-    PathTerm<PathCode>{PathCode::identityMismatch, "identity-mismatch",
+    ReasonText<PathCode>{PathCode::valid, "valid", "The chain is valid."},
+    ReasonText<PathCode>{PathCode::emptyChain, "empty-chain", "There is no certificate to validate."},
+    ReasonText<PathCode>{PathCode::identityMismatch, "identity-mismatch",
                        "The leaf does not name the host, address or e-mail address that was asked for."},
-    PathTerm<PathCode>{PathCode::notCa, "not-ca", "A certificate above the leaf is not a CA certificate."},
-    PathTerm<PathCode>{PathCode::notYetValid, "not-yet-valid", "A certificate is not valid yet."},
-    PathTerm<PathCode>{PathCode::expired, "expired", "A certificate has expired."},
-    PathTerm<PathCode>{PathCode::noAnchor, "no-anchor",
+    ReasonText<PathCode>{PathCode::notCa, "not-ca", "A certificate above the leaf is not a CA certificate."},
+    ReasonText<PathCode>{PathCode::notYetValid, "not-yet-valid", "A certificate is not valid yet."},
+    ReasonText<PathCode>{PathCode::expired, "expired", "A certificate has expired."},
+    ReasonText<PathCode>{PathCode::noAnchor, "no-anchor",
                        "No certificate of the chain leads to one that is trusted."},
-    PathTerm<PathCode>{PathCode::issuerKeyUnreadable, "issuer-key-unreadable",
+    ReasonText<PathCode>{PathCode::issuerKeyUnreadable, "issuer-key-unreadable",
                        "The issuer's public key cannot be read or is of an unsupported algorithm."},
-    PathTerm<PathCode>{PathCode::algorithmMismatch, "algorithm-mismatch",
+    ReasonText<PathCode>{PathCode::algorithmMismatch, "algorithm-mismatch",
                        "The signature's algorithm is unknown or does not go with the issuer's key."},
-    PathTerm<PathCode>{PathCode::badSignature, "bad-signature", "A signature does not verify."},
-    PathTerm<PathCode>{PathCode::revoked, "revoked", "A certificate is revoked."},
-    PathTerm<PathCode>{PathCode::crlMissing, "crl-missing",
+    ReasonText<PathCode>{PathCode::badSignature, "bad-signature", "A signature does not verify."},
+    ReasonText<PathCode>{PathCode::revoked, "revoked", "A certificate is revoked."},
+    ReasonText<PathCode>{PathCode::crlMissing, "crl-missing",
                        "A certificate has CRL distribution points, and there is no CRL of its issuer."},
-    PathTerm<PathCode>{PathCode::nameConstraintViolated, "name-constraint-violated",
+    ReasonText<PathCode>{PathCode::nameConstraintViolated, "name-constraint-violated",
                        "A certificate bears a name that a certificate above it does not allow."},
 };
 
 constexpr std::array warnings = {
-    PathTerm<PathWarningId>{PathWarningId::pathLength, "path-length",
+    ReasonText<PathWarningId>{PathWarningId::pathLength, "path-length",
                             "More CA certificates stand below this one than its path length allows."},
-    PathTerm<PathWarningId>{PathWarningId::noKeyCertSign, "no-key-cert-sign",
+    ReasonText<PathWarningId>{PathWarningId::noKeyCertSign, "no-key-cert-sign",
                             "The key usage of this CA certificate does not include signing certificates."},
-    PathTerm<PathWarningId>{PathWarningId::extendedKeyUsage, "extended-key-usage",
+    ReasonText<PathWarningId>{PathWarningId::extendedKeyUsage, "extended-key-usage",
                             "The certificate may not be used for the purpose that was asked for."},
-    PathTerm<PathWarningId>{PathWarningId::namesDoNotLink, "names-do-not-link",
+    ReasonText<PathWarningId>{PathWarningId::namesDoNotLink, "names-do-not-link",
                             "The certificate names another issuer than the one that signed it."},
-    PathTerm<PathWarningId>{PathWarningId::smallRsaExponent, "small-rsa-exponent",
+    ReasonText<PathWarningId>{PathWarningId::smallRsaExponent, "small-rsa-exponent",
                             "The certificate's RSA key has a public exponent below 65537."},
-    PathTerm<PathWarningId>{
+    ReasonText<PathWarningId>{
         PathWarningId::criticalPolicies, "critical-policies",
         "The certificate has a critical extension about policies, which was not evaluated."},
-    PathTerm<PathWarningId>{PathWarningId::crlSignature, "crl-signature",
+    ReasonText<PathWarningId>{PathWarningId::crlSignature, "crl-signature",
                             "The signature of the CRL does not verify with the issuer's key."},
-    PathTerm<PathWarningId>{PathWarningId::crlNotYetValid, "crl-not-yet-valid",
+    ReasonText<PathWarningId>{PathWarningId::crlNotYetValid, "crl-not-yet-valid",
                             "The CRL was issued after the time of validation."},
-    PathTerm<PathWarningId>{PathWarningId::crlOutOfDate, "crl-out-of-date",
+    ReasonText<PathWarningId>{PathWarningId::crlOutOfDate, "crl-out-of-date",
                             "A newer CRL should have been issued before the time of validation."},
-    PathTerm<PathWarningId>{PathWarningId::crlIssuerNoCrlSign, "crl-issuer-no-crl-sign",
+    ReasonText<PathWarningId>{PathWarningId::crlIssuerNoCrlSign, "crl-issuer-no-crl-sign",
                             "The key usage of the CRL's issuer does not include signing CRLs."},
-    PathTerm<PathWarningId>{PathWarningId::crlScope, "crl-scope",
+    ReasonText<PathWarningId>{PathWarningId::crlScope, "crl-scope",
                             "The CRL covers only some of the issuer's certificates or reasons."},
 };
 
 } // namespace
 
-std::span<PathTerm<PathCode> const> pathCodes() { return codes; }
-std::span<PathTerm<PathWarningId> const> pathWarnings() { return warnings; }
+std::span<ReasonText<PathCode> const> pathCodes() { return codes; }
+std::span<ReasonText<PathWarningId> const> pathWarnings() { return warnings; }
 
-PathTerm<PathCode> const* findPathCode(int code) {
+ReasonText<PathCode> const* findPathCode(int code) {
     return code >= 0 && static_cast<size_t>(code) < codes.size() ? &codes[static_cast<size_t>(code)]
                                                                  : nullptr;
 }
 
-PathTerm<PathWarningId> const& getPathTerm(PathWarningId id) { return warnings[static_cast<size_t>(id)]; }
+ReasonText<PathWarningId> const& getReasonText(PathWarningId id) { return warnings[static_cast<size_t>(id)]; }

@@ -1,6 +1,5 @@
 // What validation leaves unchecked on purpose, told to those who ask.
 #include "asn1/oids.h"
-#include "keys/key_cast.h"
 #include "sealkit/asn1.h"
 #include "sealkit/oid.h"
 #include "sealkit/path.h"
@@ -63,7 +62,7 @@ Purpose const* findPurpose(PathPurpose id) {
 }
 
 /// The purpose asked for; null when any will do.
-Purpose const* askedPurpose(PathQuestion const& question) {
+Purpose const* askedPurpose(PathOptions const& question) {
     if (question.purpose != PathPurpose::byIdentity)
         return findPurpose(question.purpose);
     bool const asksForHost = !question.hostName.empty() || !question.address.empty();
@@ -90,12 +89,12 @@ struct Reporter {
     X509Certificate const& certificate;
     unsigned depth;
 
-    void operator()(PathWarningId id, std::vector<PathFact> facts) const {
+    void operator()(PathWarningId id, std::vector<Fact> facts) const {
         warnings.push_back({id, depth, getDisplayName(certificate), std::move(facts)});
     }
 };
 
-void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathQuestion const& question) {
+void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathOptions const& question) {
     Purpose const* const asked = askedPurpose(question);
     auto const extension = findExtension(leaf, oid::extKeyUsage);
     if (asked == nullptr || !extension)
@@ -106,7 +105,7 @@ void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathQuest
     };
     if (allows(asked->oid) || allows(oid::anyExtendedKeyUsage))
         return;
-    std::vector<PathFact> facts = {{"purpose asked for", asked->name}};
+    std::vector<Fact> facts = {{"purpose asked for", asked->name}};
     for (asn1::blob purpose : purposes)
         facts.push_back({"purpose found", oidStr(purpose)});
     report(PathWarningId::extendedKeyUsage, std::move(facts));
@@ -126,14 +125,14 @@ constexpr unsigned char commonRsaExponent[] = {0x01, 0x00, 0x01};
 
 void checkExponent(Reporter const& report, X509Certificate const& certificate) {
     auto const key = certificate.parsePublicKey();
-    auto const* const rsaKey = key ? detail::keyCast<RsaPublicKey>(*key) : nullptr;
+    auto const* const rsaKey = key ? dynamic_cast<RsaPublicKey const*>(key.get()) : nullptr;
     if (rsaKey != nullptr && rsaKey->e < BigNum(asn1::blob(commonRsaExponent)))
         report(PathWarningId::smallRsaExponent, {{"public exponent", rsaKey->e.str()}});
 }
 
 void checkCrl(Reporter const& report, X509Crl const& crl, X509Certificate const* issuer, TimePoint now) {
-    PathFact const issued = {"CRL issued", crl.thisUpdate.toString()};
-    PathFact const byWhom = {"CRL issuer", crl.issuer.str()};
+    Fact const issued = {"CRL issued", crl.thisUpdate.toString()};
+    Fact const byWhom = {"CRL issuer", crl.issuer.str()};
     PathRes result;
     if (issuer == nullptr)
         report(PathWarningId::crlSignature, {byWhom, issued, {"issuer's certificate", "not found"}});
@@ -192,7 +191,7 @@ std::vector<PathWarning> x509CrlWarnings(X509Crl const& crl, X509Certificate con
 }
 
 std::vector<PathWarning> x509PathWarnings(CertificateChain const& chain, CertificateStore const& store,
-                                          PathQuestion const& question) {
+                                          PathOptions const& question) {
     std::vector<PathWarning> warnings;
     Path const path(chain, store);
     unsigned intermediates = 0; // Below the certificate at hand, self-issued ones not counted.

@@ -5,7 +5,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
-#include "asn1/utf.h"
+#include "base/utf.h"
 #include "x509/extensions.h"
 #include "x509/general_names.h"
 #include "x509/key_usage.h"

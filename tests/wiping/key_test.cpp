@@ -68,7 +68,7 @@ void expectKeyWiped(Watch& watch, Key const& key, Use const& use) {
                 return read;
             },
             [&](PrivateKey const& read) {
-                Key const& same = *detail::keyCast<Key>(read);
+                Key const& same = *dynamic_cast<Key const*>(&read);
                 copyAndWrite(same);
                 use(same);
             });

@@ -36,7 +36,7 @@ TEST(Wiping, EnvelopedMessagesLeaveNoContentKey) {
         ASSERT_TRUE(certificate.parse(file.data(), test::size(file)));
     }
     std::unique_ptr<PrivateKey> const key = parseOneAssimetricKey(readFile("recipient-key.der"));
-    RsaPrivateKey const& rsa = *detail::keyCast<RsaPrivateKey>(*key);
+    RsaPrivateKey const& rsa = *dynamic_cast<RsaPrivateKey const*>(key.get());
     PKCS7EnvelopedData made;
     ASSERT_TRUE(made.encrypt(certificate, {}, content, CipherID::AesCbc, test::SeededRng(seed)));
     BigNum const block = expByMod(BigNum(asn1::blob(made.recipientInfos[0].encryptedKey)), rsa.d, rsa.n);

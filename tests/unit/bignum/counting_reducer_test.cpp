@@ -1,4 +1,3 @@
-// Derives from a class of the library and is therefore built without RTTI, as it is.
 #include "numbers.h"
 
 #include <gtest/gtest.h>

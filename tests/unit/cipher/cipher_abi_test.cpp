@@ -1,4 +1,4 @@
-// Looks into the objects: derives from library classes and is therefore built without RTTI, as they are.
+// Looks into the objects.
 #include "sealkit/cipher.h"
 #include "sealkit/hmac.h"
 #include "sealkit/wipe.h"

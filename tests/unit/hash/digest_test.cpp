@@ -112,7 +112,7 @@ TEST(Digest, as_a_string_is_offered_by_every_class) {
     EXPECT_EQ(MD5SHA1Hash().digest().size(), 36u);
 }
 
-/// A hash of a program that is built with RTTI: its digest is the count of the message's bytes.
+/// A hash that a program derives: its digest is the count of the message's bytes.
 class ByteCount : public Hash {
 public:
     unsigned lengthFieldLength() override { return 8; }

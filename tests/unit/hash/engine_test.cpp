@@ -1,4 +1,4 @@
-// Looks into the objects: derives from library classes and is therefore built without RTTI, as they are.
+// Looks into the objects.
 #include "sealkit/hash.h"
 #include "sealkit/wipe.h"
 #include "support/vectors.h"

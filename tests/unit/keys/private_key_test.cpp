@@ -3,7 +3,6 @@
 #include "sealkit/pkcs8.h"
 #include "support/slow.h"
 
-#include "keys/key_cast.h"
 #include "unit/keys/support.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +43,7 @@ Bytes derOf(std::string const& name) {
 template <typename K>
 K keyOf(std::string const& name) {
     std::unique_ptr<PrivateKey> const key = readPrivateKey(textOf(name), "");
-    K const* const found = key == nullptr ? nullptr : detail::keyCast<K>(*key);
+    K const* const found = key == nullptr ? nullptr : dynamic_cast<K const*>(key.get());
     EXPECT_NE(found, nullptr) << name;
     return found == nullptr ? K() : *found;
 }
@@ -59,15 +58,15 @@ void expectSound(PrivateKey const& key) {
     EXPECT_TRUE(again->equals(key));
     EXPECT_EQ(encodePkcs8PrivateKey(*again), der);
     Bytes const message{'m'}, digest = calcDigest(HashID::SHA1, message);
-    if (auto const* rsa = detail::keyCast<RsaPrivateKey>(key)) {
+    if (auto const* rsa = dynamic_cast<RsaPrivateKey const*>(&key)) {
         Bytes const sig = rsa->signHashed(HashID::SHA1, digest);
         EXPECT_TRUE(sig.empty() || rsa->verifyHashed(HashID::SHA1, digest, sig));
     }
-    if (auto const* ec = detail::keyCast<EcPrivateKey>(key)) {
+    if (auto const* ec = dynamic_cast<EcPrivateKey const*>(&key)) {
         Bytes const sig = ec->signHashed(HashID::SHA1, digest);
         EXPECT_TRUE(ec->verifyHashed(HashID::SHA1, digest, sig));
     }
-    if (auto const* ed = detail::keyCast<Ed25519PrivateKey>(key)) {
+    if (auto const* ed = dynamic_cast<Ed25519PrivateKey const*>(&key)) {
         EXPECT_TRUE(ed->verify(message, ed->sign(message)));
     }
 }
@@ -88,7 +87,7 @@ TEST(PrivateKeyFiles, OfOtherProgramsHaveTheNumbersThatOpenSslShows) {
             EXPECT_EQ(test::dumpOf(*key), test::dumpOf(test::rsaKey(c)));
             break;
         case KeyType::EC: {
-            auto const* ec = detail::keyCast<EcPrivateKey>(*key);
+            auto const* ec = dynamic_cast<EcPrivateKey const*>(key.get());
             EXPECT_EQ(static_cast<unsigned>(ec->curve), c.number("curve"));
             EXPECT_EQ(ec->secret, number(c, "secret"));
             Bytes const point = c.bytes("pub");
@@ -96,12 +95,12 @@ TEST(PrivateKeyFiles, OfOtherProgramsHaveTheNumbersThatOpenSslShows) {
             break;
         }
         case KeyType::Ed25519:
-            EXPECT_EQ(detail::keyCast<Ed25519PrivateKey>(*key)->secret, c.bytes("secret"));
-            EXPECT_EQ(detail::keyCast<Ed25519PrivateKey>(*key)->pub, c.bytes("pub"));
+            EXPECT_EQ(dynamic_cast<Ed25519PrivateKey const*>(key.get())->secret, c.bytes("secret"));
+            EXPECT_EQ(dynamic_cast<Ed25519PrivateKey const*>(key.get())->pub, c.bytes("pub"));
             break;
         case KeyType::X25519:
-            EXPECT_EQ(detail::keyCast<X25519PrivateKey>(*key)->secret, c.bytes("secret"));
-            EXPECT_EQ(detail::keyCast<X25519PrivateKey>(*key)->pub, c.bytes("pub"));
+            EXPECT_EQ(dynamic_cast<X25519PrivateKey const*>(key.get())->secret, c.bytes("secret"));
+            EXPECT_EQ(dynamic_cast<X25519PrivateKey const*>(key.get())->pub, c.bytes("pub"));
             break;
         }
         expectSound(*key);
@@ -550,7 +549,7 @@ TEST(OneAsymmetricKey, ReadsTheExamplesOfRfc8410) {
         ASSERT_EQ(key != nullptr, c.number("valid") == 1) << c.id();
         if (key == nullptr)
             return;
-        auto const* ed = detail::keyCast<Ed25519PrivateKey>(*key);
+        auto const* ed = dynamic_cast<Ed25519PrivateKey const*>(key.get());
         ASSERT_NE(ed, nullptr);
         EXPECT_EQ(ed->secret, secret);
         EXPECT_EQ(ed->pub, pub);

@@ -179,7 +179,7 @@ TEST(NameConstraints, TheCertificateWithTheNameIsTheOneExplained) {
     auto const root = unsignedCa("Root", "Root");
     middle->subjectAltNames = {dns("b.test")};
     root->nameConstraintExcluded = dns("b.test");
-    PathQuestion question;
+    PathOptions question;
     question.now = test::inDate;
     PathExplanation const why = x509ExplainPath({leaf, middle, root}, CertificateMemoryStore(), question);
     EXPECT_EQ(why.code, 12);

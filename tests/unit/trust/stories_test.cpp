@@ -47,7 +47,7 @@ TimePoint readTime(std::string const& text) {
 std::string show(std::vector<PathWarning> const& warnings) {
     std::string text;
     for (PathWarning const& warning : warnings)
-        text += (text.empty() ? "" : " ") + std::string(getPathTerm(warning.id).name) + "@" +
+        text += (text.empty() ? "" : " ") + std::string(getReasonText(warning.id).name) + "@" +
                 std::to_string(warning.depth);
     return text;
 }
@@ -60,7 +60,7 @@ int play(std::string const& name, test::Case const& story) {
     };
     auto [chain, store] = test::Story(name);
 
-    PathQuestion question;
+    PathOptions question;
     question.now = readTime(story.text("time"));
     std::string const host = optional("host"), ip = optional("ip"), email = optional("email");
     question.hostName = host;

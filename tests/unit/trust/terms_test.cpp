@@ -7,7 +7,7 @@
 namespace {
 
 template <typename Id>
-void expectTerms(std::span<PathTerm<Id> const> terms, size_t count) {
+void expectTerms(std::span<ReasonText<Id> const> terms, size_t count) {
     ASSERT_EQ(terms.size(), count);
     std::set<std::string> names, sentences;
     for (size_t i = 0; i < terms.size(); ++i) {
@@ -37,7 +37,7 @@ TEST(PathTerms, CodesAreFoundByNumber) {
 
 TEST(PathTerms, WarningsAreFoundById) {
     for (auto const& term : pathWarnings())
-        EXPECT_EQ(&getPathTerm(term.id), &term);
+        EXPECT_EQ(&getReasonText(term.id), &term);
 }
 
 TEST(PathTerms, CodesHaveTheirFixedNumbers) {

@@ -305,7 +305,7 @@ TEST(DisplayName, IsTheSubjectOrElseTheAlternativeNames) {
 TEST(ExplainPath, ValidateIsExplainWithoutTheFacts) {
     Chain chain;
     chain.leaf->crlDistributionPoints = {dns("crl.test")};
-    PathQuestion question;
+    PathOptions question;
     question.now = test::inDate;
     question.checkCrls = true;
     CapturedOutput output;
@@ -316,14 +316,14 @@ TEST(ExplainPath, ValidateIsExplainWithoutTheFacts) {
     EXPECT_EQ(why.error, result.error);
 }
 
-std::string factsOf(std::vector<PathFact> const& facts) {
+std::string factsOf(std::vector<Fact> const& facts) {
     std::string text;
-    for (PathFact const& fact : facts)
+    for (Fact const& fact : facts)
         text += fact.label + "=" + fact.value + "\n";
     return text;
 }
 
-PathExplanation explain(Chain const& chain, PathQuestion question) {
+PathExplanation explain(Chain const& chain, PathOptions question) {
     question.now = test::inDate;
     return x509ExplainPath(chain.all(), chain.store, question);
 }
@@ -337,7 +337,7 @@ TEST(ExplainPath, EmptyChainHasNothingToTell) {
 TEST(ExplainPath, IdentityTellsWhatWasAskedAndWhatWasFound) {
     Chain chain;
     chain.leaf->subjectAltNames = {dns("a.test"), test::mailbox("ann@a.test")};
-    PathQuestion question;
+    PathOptions question;
     question.hostName = "B.test";
     question.address = test::address("192.0.2.7");
     question.email = "bob@a.test";
@@ -389,7 +389,7 @@ TEST(ExplainPath, RevocationTellsSerialNumberAndList) {
     auto const crl = chain.addCrl("Middle");
     crl->thisUpdate = TimePoint::fromSeconds(60);
     crl->revoked = {{{0x0a, 0xff}, TimePoint::fromSeconds(30), 1}};
-    PathQuestion question;
+    PathOptions question;
     question.checkCrls = true;
     EXPECT_EQ(factsOf(explain(chain, question).facts),
               "serial number=0a:ff\nCRL issuer=CN=Middle\nCRL issued=Thu Jan  1 00:01:00 1970\n"
@@ -402,7 +402,7 @@ TEST(ExplainPath, MissingCrlTellsTheIssuerAndItsPoints) {
     Chain chain;
     chain.leaf->crlDistributionPoints = {test::generalName(6, "http://a.test/1"), dns("b.test")};
     chain.middle->crlDistributionPoints = {dns("c.test")};
-    PathQuestion question;
+    PathOptions question;
     question.checkCrls = true;
     EXPECT_EQ(factsOf(explain(chain, question).facts),
               "issuer=CN=Middle\ndistribution point=URI: http://a.test/1\n"
@@ -410,7 +410,7 @@ TEST(ExplainPath, MissingCrlTellsTheIssuerAndItsPoints) {
 }
 
 PathExplanation explain(test::Story const& story) {
-    PathQuestion question;
+    PathOptions question;
     question.now = test::storyTime;
     return x509ExplainPath(story.chain, story.store, question);
 }

@@ -10,7 +10,7 @@ using test::storyTime;
 struct Story : test::Story {
     using test::Story::Story;
 
-    std::vector<PathWarning> ask(PathQuestion question) const {
+    std::vector<PathWarning> ask(PathOptions question) const {
         question.now = storyTime;
         return x509PathWarnings(chain, store, question);
     }
@@ -20,29 +20,29 @@ struct Story : test::Story {
 std::string show(std::vector<PathWarning> const& warnings) {
     std::string text;
     for (PathWarning const& warning : warnings) {
-        text += std::string(getPathTerm(warning.id).name) + "@" + std::to_string(warning.depth) + " " +
+        text += std::string(getReasonText(warning.id).name) + "@" + std::to_string(warning.depth) + " " +
                 warning.subject;
-        for (PathFact const& fact : warning.facts)
+        for (Fact const& fact : warning.facts)
             text += " " + fact.label + "=" + fact.value;
         text += "\n";
     }
     return text;
 }
 
-PathQuestion hostQuestion() {
-    PathQuestion question;
+PathOptions hostQuestion() {
+    PathOptions question;
     question.hostName = "www.a.test";
     return question;
 }
 
-PathQuestion crlQuestion() {
-    PathQuestion question;
+PathOptions crlQuestion() {
+    PathOptions question;
     question.checkCrls = true;
     return question;
 }
 
-PathQuestion purposeQuestion(PathPurpose purpose) {
-    PathQuestion question;
+PathOptions purposeQuestion(PathPurpose purpose) {
+    PathOptions question;
     question.purpose = purpose;
     return question;
 }
@@ -80,7 +80,7 @@ TEST(PathWarnings, PurposeFollowsFromWhatIsAsked) {
     std::string const forServers = "extended-key-usage@0 CN=Leaf purpose asked for=tls-server "
                                    "purpose found=1.3.6.1.5.5.7.3.2 purpose found=1.3.6.1.5.5.7.3.4\n";
     EXPECT_EQ(show(story.ask(hostQuestion())), forServers);
-    PathQuestion question;
+    PathOptions question;
     question.address = test::address("192.0.2.7");
     EXPECT_EQ(show(story.ask(question)), forServers);
     question = {};

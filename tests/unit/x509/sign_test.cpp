@@ -6,7 +6,6 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/signature.h"
 
-#include "keys/key_cast.h"
 
 #include <gtest/gtest.h>
 
@@ -39,7 +38,7 @@ EcPrivateKey const& ecKey() {
 RsaPrivateKey const& rsaKey() {
     static std::unique_ptr<PrivateKey> const key =
         readPrivateKeyFromFile(SEALKIT_TEST_DATA "/vectors/keys/private/openssl-pkcs8-rsa.pem", "");
-    return *detail::keyCast<RsaPrivateKey>(*key);
+    return *dynamic_cast<RsaPrivateKey const*>(key.get());
 }
 
 template <typename Object>

@@ -1,0 +1,132 @@
+#include "asn1/element.h"
+
+#include "asn1/header.h"
+
+namespace detail {
+
+namespace {
+
+RefusalId refusalOf(HeaderError error) {
+    switch (error) {
+    case HeaderError::indefiniteLength:
+        return RefusalId::indefiniteLength;
+    case HeaderError::unsupportedLength:
+        return RefusalId::unsupportedLength;
+    case HeaderError::unsupportedTag:
+        return RefusalId::unsupportedTag;
+    default:
+        return RefusalId::truncatedElement;
+    }
+}
+
+/// Refuses the element that begins at `bytes`, whose header is malformed.
+bool refuseHeader(Reading& reading, asn1::blob bytes) {
+    asn1::blob rest = bytes;
+    unsigned tag = 0;
+    size_t length = 0;
+    HeaderError const error = takeHeader(rest, &tag, &length);
+    std::vector<Fact> facts;
+    if (error == HeaderError::truncated && length > rest.size())
+        facts = {{"length", std::to_string(length)}, {"bytes left", std::to_string(rest.size())}};
+    return reading.refuse(refusalOf(error), bytes, std::move(facts));
+}
+
+} // namespace
+
+std::string tagText(unsigned tag) {
+    switch (tag) {
+    case asn1::parser::endTag:
+        return "the end";
+    case tag::boolean:
+        return "BOOLEAN";
+    case tag::integer:
+        return "INTEGER";
+    case tag::bitString:
+        return "BIT STRING";
+    case tag::octetString:
+        return "OCTET STRING";
+    case tag::null:
+        return "NULL";
+    case tag::oid:
+        return "OBJECT IDENTIFIER";
+    case tag::enumerated:
+        return "ENUMERATED";
+    case tag::utf8String:
+        return "UTF8String";
+    case tag::numericString:
+        return "NumericString";
+    case tag::printableString:
+        return "PrintableString";
+    case tag::t61String:
+        return "T61String";
+    case tag::ia5String:
+        return "IA5String";
+    case tag::utcTime:
+        return "UTCTime";
+    case tag::generalizedTime:
+        return "GeneralizedTime";
+    case tag::visibleString:
+        return "VisibleString";
+    case tag::universalString:
+        return "UniversalString";
+    case tag::bmpString:
+        return "BMPString";
+    case tag::sequence:
+        return "SEQUENCE";
+    case tag::set:
+        return "SET";
+    default:
+        break;
+    }
+    constexpr unsigned contextClass = 0x80, classAndLongForm = 0xC0, number = 0x1F;
+    if (tag <= 0xFF && (tag & classAndLongForm) == contextClass)
+        return "[" + std::to_string(tag & number) + "]";
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text = "tag 0x";
+    for (int shift = tag > 0xFF ? 28 : 4; shift >= 0; shift -= 4)
+        if (tag >> shift != 0 || shift <= 4)
+            text += digits[tag >> shift & 0x0F];
+    return text;
+}
+
+bool refuseElement(Level const& level, unsigned expected, char const* field) {
+    Reading& reading = level.reading;
+    if (!reading.wantsReason())
+        return false;
+    if (level.tag == asn1::parser::errorTag)
+        return refuseHeader(reading, {level.start, level.finish});
+    auto const refuse = [&] {
+        if (atEnd(level))
+            return reading.refuse(RefusalId::missingElement, level.finish, {{"expected", tagText(expected)}});
+        return reading.refuse(RefusalId::unexpectedElement, level.tlvStart,
+                              {{"expected", tagText(expected)}, {"found", tagText(level.tag)}});
+    };
+    if (field == nullptr)
+        return refuse();
+    Reading::Step const step(reading, field);
+    return refuse();
+}
+
+bool takeInteger(Level& level, asn1::blob* content, char const* field) {
+    unsigned char const* const place = level.tlvStart;
+    if (!take(level, tag::integer, content, field))
+        return false;
+    return !content->empty() || level.reading.refuse(RefusalId::emptyInteger, place);
+}
+
+bool takeUInt(Level& level, unsigned* number, char const* field) {
+    if (level.tag != tag::integer)
+        return refuseElement(level, tag::integer, field);
+    *number = level.readUInt();
+    return level.tag != asn1::parser::errorTag || refuseElement(level, asn1::parser::endTag);
+}
+
+bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content, char const* field) {
+    Level level(reading, der);
+    if (!take(level, expected, content, field))
+        return false;
+    return atEnd(level) || reading.refuse(RefusalId::trailingBytes, level.tlvStart,
+                                          {{"bytes", std::to_string(level.finish - level.tlvStart)}});
+}
+
+} // namespace detail

@@ -1,0 +1,69 @@
+#include "base/reading.h"
+
+#include <functional>
+#include <iostream>
+#include <utility>
+
+namespace detail {
+
+namespace {
+
+/// Pointers into different arrays have an order through `std::less` alone.
+bool isWithin(unsigned char const* at, asn1::blob bytes) {
+    std::less<unsigned char const*> const before;
+    return at != nullptr && bytes.start != nullptr && !before(at, bytes.start) && !before(bytes.finish, at);
+}
+
+} // namespace
+
+bool Reading::refuse(RefusalId id, unsigned char const* at, std::vector<Fact> facts) {
+    if (refusal == nullptr || refused)
+        return false;
+    refused = true;
+    *refusal = Refusal();
+    refusal->id = id;
+    refusal->facts = std::move(facts);
+    std::vector<Step const*> way;
+    for (Step const* step = top; step != nullptr; step = step->before)
+        way.insert(way.begin(), step);
+    for (Step const* step : way) {
+        std::string& path = refusal->path;
+        path += (path.empty() ? "" : ", ") + std::string(step->text);
+        if (step->index != 0)
+            path += " " + std::to_string(step->index);
+        if (step->describe != nullptr)
+            path += " (" + step->describe(step->label) + ")";
+    }
+    locate(at);
+    return false;
+}
+
+void Reading::locate(unsigned char const* at) {
+    for (Derived const* inner = derived; inner != nullptr && !isWithin(at, input); inner = inner->before)
+        if (isWithin(at, inner->content)) {
+            std::string& path = refusal->path;
+            path += (path.empty() ? "byte " : ", byte ") + std::to_string(at - inner->content.start) +
+                    " of the " + inner->text;
+            at = inner->source;
+        }
+    if (isWithin(at, input))
+        refusal->offset = static_cast<size_t>(at - input.start);
+}
+
+void Reading::retract() {
+    if (refused)
+        *refusal = Refusal();
+    refused = false;
+}
+
+void Reading::note(std::string_view line) const {
+    if (isStated())
+        std::cout << line << std::endl;
+}
+
+void Reading::noteError(std::string_view line) const {
+    if (isStated())
+        std::cerr << line << std::endl;
+}
+
+} // namespace detail

@@ -1,0 +1,106 @@
+/// What a reader carries along: who hears its diagnostics, where it stands, and the refusal that it fills in.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/refusal.h"
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace detail {
+
+/// Whether diagnostics go to the streams that the stated entry points write to.
+enum class Diagnostics : bool { silent, stated };
+
+/// One call of a reader. Readers hand it down by reference; the first refusal is kept, as it is the deepest.
+class Reading {
+public:
+    /// Silent, and without a refusal: for bytes that were read before.
+    Reading() = default;
+    /// As the stated entry points read `bytes`: diagnostics are written, nobody asks why.
+    explicit Reading(asn1::blob bytes) : diagnostics(Diagnostics::stated), input(bytes) {}
+    /// As the overloads with a refusal read `bytes`: silent. `asked` may be null.
+    Reading(asn1::blob bytes, Refusal* asked) : input(bytes), refusal(asked) {}
+    Reading(Reading const&) = delete;
+    Reading& operator=(Reading const&) = delete;
+
+    /// Refuses the input: fills the refusal in, unless it is filled in already or nobody asks. Always false. `at` is
+    /// the place, null for none.
+    bool refuse(RefusalId id, unsigned char const* at, std::vector<Fact> facts = {});
+    bool refuse(RefusalId id, asn1::blob at, std::vector<Fact> facts = {}) {
+        return refuse(id, at.start, std::move(facts));
+    }
+
+    /// Takes the refusal back, so that another form can be tried.
+    void retract();
+
+    /// Writes a line to standard output, or to standard error, where diagnostics are stated.
+    void note(std::string_view line) const;
+    void noteError(std::string_view line) const;
+
+    /// Whether a refusal is asked for and not filled in yet. For facts that are dear to gather.
+    bool wantsReason() const { return refusal != nullptr && !refused; }
+    bool isStated() const { return diagnostics == Diagnostics::stated; }
+
+    /// A step of the way to where the reader stands, for as long as it lives: "extension 4 (nameConstraints)".
+    class Step {
+    public:
+        /// `number` counts from 1; 0 is none. `name` is shown in parentheses; `toText` makes text of it when the way
+        /// is asked for.
+        Step(Reading& reader, char const* what, size_t number = 0, asn1::blob name = {},
+             std::string (*toText)(asn1::blob) = nullptr)
+            : reading(reader), before(reader.top), text(what), index(number), label(name), describe(toText) {
+            reading.top = this;
+        }
+        ~Step() { reading.top = before; }
+        Step(Step const&) = delete;
+        Step& operator=(Step const&) = delete;
+
+    private:
+        friend class Reading;
+
+        Reading& reading;
+        Step* before;
+        char const* text;
+        size_t index;
+        asn1::blob label;
+        std::string (*describe)(asn1::blob);
+    };
+
+    /// Other bytes than the input's, decrypted or converted from the element at `origin`, while they are read. The
+    /// refusal's offset is that of `origin` then, and its path ends with the byte in `bytes`, which `what` names:
+    /// "decrypted content".
+    class Derived {
+    public:
+        Derived(Reading& reader, asn1::blob bytes, unsigned char const* origin, char const* what)
+            : reading(reader), before(reader.derived), content(bytes), source(origin), text(what) {
+            reading.derived = this;
+        }
+        ~Derived() { reading.derived = before; }
+        Derived(Derived const&) = delete;
+        Derived& operator=(Derived const&) = delete;
+
+    private:
+        friend class Reading;
+
+        Reading& reading;
+        Derived* before;
+        asn1::blob content;
+        unsigned char const* source;
+        char const* text;
+    };
+
+private:
+    void locate(unsigned char const* at);
+
+    Diagnostics diagnostics = Diagnostics::silent;
+    asn1::blob input;
+    Refusal* refusal = nullptr;
+    bool refused = false; ///< By this reading; what the caller's refusal held before does not count.
+    Step* top = nullptr;
+    Derived* derived = nullptr;
+};
+
+} // namespace detail

@@ -1,0 +1,152 @@
+#include "sealkit/cipher.h"
+#include "sealkit/pem.h"
+#include "sealkit/wipe.h"
+
+#include "base/secret_bytes.h"
+#include "kp/text.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iostream>
+#include <limits>
+
+namespace {
+
+struct DekAlgorithm {
+    std::string_view name;
+    CipherID id;
+    unsigned keySize;
+    unsigned blockSize; ///< Of the IV, too.
+};
+
+constexpr DekAlgorithm dekAlgorithms[] = {
+    {"DES-EDE3-CBC", CipherID::TripleDesCbc, 24, 8},
+    {"AES-128-CBC", CipherID::AesCbc, 16, 16},
+    {"AES-192-CBC", CipherID::AesCbc, 24, 16},
+    {"AES-256-CBC", CipherID::AesCbc, 32, 16},
+};
+
+constexpr std::string_view procType = "Proc-Type:", dekInfo = "DEK-Info:";
+constexpr std::string_view blanks = " \t\v\f\r";
+constexpr size_t longestField = 36; ///< Of DEK-Info: the name of the cipher, and the IV.
+constexpr unsigned md5Size = 16, saltSize = 8;
+
+/// Takes the first line off, without its end.
+std::string_view takeLine(std::string_view& text) {
+    size_t const end = std::min(text.find('\n'), text.size());
+    std::string_view const line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return line;
+}
+
+void skipBlanks(std::string_view& text) {
+    text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+}
+
+/// Takes off what stands before the first of `ends`, but no more than the longest field.
+std::string_view takeField(std::string_view& text, std::string_view ends) {
+    std::string_view const field = text.substr(0, std::min(text.find_first_of(ends), longestField));
+    text.remove_prefix(field.size());
+    return field;
+}
+
+/// Takes the line "DEK-Info: NAME,IV" apart. What follows the IV behind a blank is not looked at.
+bool parseDekInfo(std::string_view line, std::string_view* name, std::string_view* iv) {
+    if (!line.starts_with(dekInfo))
+        return false;
+    line.remove_prefix(dekInfo.size());
+    skipBlanks(line);
+    *name = takeField(line, ",");
+    if (name->empty() || !line.starts_with(','))
+        return false;
+    line.remove_prefix(1);
+    skipBlanks(line);
+    *iv = takeField(line, blanks);
+    return !iv->empty();
+}
+
+/// Passes over the headers that are left, which have a colon or continue the one before behind a blank (RFC
+/// 1421, section 4.6; RFC 822, section 3.1.1).
+void skipHeaders(std::string_view& body) {
+    for (std::string_view rest = body; !rest.empty(); body = rest) {
+        std::string_view const line = takeLine(rest);
+        bool const isBlank = line.find_first_not_of(blanks) == std::string_view::npos;
+        bool const continues = !isBlank && blanks.find(line.front()) != std::string_view::npos;
+        if (!continues && line.find(':') == std::string_view::npos)
+            return;
+    }
+}
+
+DekAlgorithm const* findAlgorithm(std::string_view name) {
+    for (DekAlgorithm const& algorithm : dekAlgorithms)
+        if (algorithm.name == name)
+            return &algorithm;
+    std::cout << "[ERR] unkown encrypted PEM type: " << name << std::endl;
+    return nullptr;
+}
+
+/// The key derivation that OpenSSL's traditional format has, with a count of 1: MD5(password ‖ salt), and
+/// then MD5 of what came before, the password and the salt.
+std::unique_ptr<Cipher> makeCipher(DekAlgorithm const& algorithm, asn1::blob iv,
+                                   std::string const& password) {
+    unsigned char key[2 * md5Size];
+    MD5 md5;
+    for (unsigned done = 0; done < algorithm.keySize; done += md5Size) {
+        if (done != 0)
+            md5.update(key + done - md5Size, md5Size);
+        md5.update(password.data(), static_cast<unsigned>(password.size()));
+        md5.update(iv.data(), saltSize);
+        md5.digest(key + done);
+    }
+    std::unique_ptr<Cipher> cipher = createCipher(algorithm.id, {key, algorithm.keySize}, 0);
+    secureMemset(key, 0, sizeof key);
+    cipher->setIV(iv.data(), algorithm.blockSize);
+    return cipher;
+}
+
+/// The length without padding (RFC 8018, section 6.1.1, step 4), or false when it is wrong anywhere.
+bool checkPadding(asn1::blob plain, unsigned blockSize, size_t* length) {
+    unsigned const padding = plain[plain.size() - 1];
+    if (padding == 0 || padding > blockSize || padding > plain.size())
+        return false;
+    *length = plain.size() - padding;
+    return std::all_of(plain.begin() + *length, plain.end(), [=](auto byte) { return byte == padding; });
+}
+
+bool decrypt(std::string_view body, std::string const& password, std::vector<unsigned char>& out) {
+    std::string_view name, ivText;
+    if (!takeLine(body).starts_with(procType) || !parseDekInfo(takeLine(body), &name, &ivText))
+        return false;
+    DekAlgorithm const* const algorithm = findAlgorithm(name);
+    std::vector<unsigned char> iv, encrypted;
+    if (algorithm == nullptr || !hex2bin(ivText, &iv) || iv.size() != algorithm->blockSize)
+        return false;
+    skipHeaders(body);
+    if (!pemDecode(body, &encrypted) || encrypted.empty() || encrypted.size() % algorithm->blockSize != 0 ||
+        std::max(encrypted.size(), password.size()) > std::numeric_limits<unsigned>::max())
+        return false;
+
+    out.resize(encrypted.size());
+    makeCipher(*algorithm, iv, password)
+        ->decrypt(encrypted.data(), static_cast<unsigned>(encrypted.size()), nullptr, 0, out.data());
+    size_t length;
+    if (!checkPadding(out, algorithm->blockSize, &length))
+        return false;
+    out.resize(length);
+    return true;
+}
+
+} // namespace
+
+bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out, std::string const& password) {
+    std::vector<unsigned char> result;
+    bool const done = decrypt(body, password, result);
+    if (!done) {
+        detail::wipe(result);
+        result.clear();
+    }
+    // Only now, since `body` may be a view of what `out` held.
+    detail::wipe(*out);
+    *out = std::move(result);
+    return done;
+}

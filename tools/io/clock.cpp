@@ -1,0 +1,88 @@
+#include "io/clock.h"
+
+#include <charconv>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <string_view>
+
+TimePoint currentTime() { return TimePoint::fromSeconds(std::time(nullptr)); }
+
+namespace {
+
+/// Takes a number of exactly that many digits off the front.
+bool takeNumber(std::string_view& rest, size_t digits, int* number) {
+    if (rest.size() < digits || rest.front() == '-')
+        return false;
+    auto const [end, error] = std::from_chars(rest.data(), rest.data() + digits, *number);
+    if (error != std::errc() || end != rest.data() + digits)
+        return false;
+    rest.remove_prefix(digits);
+    return true;
+}
+
+/// Takes one of the characters off the front; 0 when none of them stands there.
+char takeOneOf(std::string_view& rest, std::string_view characters) {
+    if (rest.empty() || characters.find(rest.front()) == characters.npos)
+        return 0;
+    char const taken = rest.front();
+    rest.remove_prefix(1);
+    return taken;
+}
+
+std::optional<int64_t> parseSeconds(std::string_view text) {
+    int64_t seconds = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    constexpr int64_t limit = 100'000'000'000; // More than the years to 9999 have.
+    if (error != std::errc() || end != text.data() + text.size() || seconds >= limit || seconds <= -limit)
+        return std::nullopt;
+    return seconds;
+}
+
+} // namespace
+
+std::optional<TimePoint> parseTime(std::string const& text) {
+    if (auto const seconds = parseSeconds(text))
+        return TimePoint::fromSeconds(*seconds);
+
+    std::string_view rest = text;
+    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, offset = 0;
+    if (!takeNumber(rest, 4, &year) || !takeOneOf(rest, "-") || !takeNumber(rest, 2, &month) ||
+        !takeOneOf(rest, "-") || !takeNumber(rest, 2, &day))
+        return std::nullopt;
+    if (takeOneOf(rest, "T ")) {
+        if (!takeNumber(rest, 2, &hour) || !takeOneOf(rest, ":") || !takeNumber(rest, 2, &minute) ||
+            (takeOneOf(rest, ":") && !takeNumber(rest, 2, &second)))
+            return std::nullopt;
+        if (char const sign = takeOneOf(rest, "Z+-"); sign == '+' || sign == '-') {
+            int hours = 0, minutes = 0;
+            bool const hasHours = takeNumber(rest, 2, &hours);
+            takeOneOf(rest, ":");
+            if (!hasHours || !takeNumber(rest, 2, &minutes))
+                return std::nullopt;
+            offset = (hours * 60 + minutes) * (sign == '-' ? -60 : 60);
+        }
+    }
+    std::chrono::year_month_day const date(std::chrono::year(year),
+                                           std::chrono::month(static_cast<unsigned>(month)),
+                                           std::chrono::day(static_cast<unsigned>(day)));
+    if (!rest.empty() || !date.ok() || hour > 23 || minute > 59 || second > 60)
+        return std::nullopt;
+    int64_t const days = std::chrono::sys_days(date).time_since_epoch().count();
+    return TimePoint::fromSeconds(days * 86400 + hour * 3600 + minute * 60 + second - offset);
+}
+
+std::string formatTime(TimePoint time) {
+    if (time.seconds == INT64_MAX)
+        return "without end";
+    std::chrono::sys_seconds const point{std::chrono::seconds(time.seconds)};
+    auto const midnight = std::chrono::floor<std::chrono::days>(point);
+    std::chrono::year_month_day const date(midnight);
+    int const second = static_cast<int>((point - midnight).count());
+    char text[64];
+    std::snprintf(text, sizeof(text), "%04d-%02u-%02u %02d:%02d:%02d UTC", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), second / 3600,
+                  second / 60 % 60, second % 60);
+    return text;
+}

@@ -1,0 +1,16 @@
+#include "io/exit_status.h"
+
+#include "io/terminal.h"
+
+namespace {
+
+ExitStatus complain(std::string const& complaint, ExitStatus status) {
+    terminal::err() << "sealkit: " << terminal::printable(complaint) << std::endl;
+    return status;
+}
+
+} // namespace
+
+int badInput(std::string const& complaint) { return complain(complaint, exitBadInput); }
+int wrongUsage(std::string const& complaint) { return complain(complaint, exitWrongUsage); }
+int answerNo(std::string const& complaint) { return complain(complaint, exitNo); }

@@ -1,0 +1,87 @@
+/// Keys in files that people have: PEM or DER, encrypted or not, alone or within a certificate or request.
+#pragma once
+
+#include "io/exit_status.h"
+#include "io/password.h"
+
+#include "sealkit/keys.h"
+#include "sealkit/oid.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// A block of PEM text. Views of it.
+struct PemBlock {
+    std::string_view label;
+    std::string_view body;
+    std::string_view whole; ///< With its first and last line, and what stood before it.
+};
+
+/// Takes the next block off the text.
+std::optional<PemBlock> takeBlock(std::string_view& text);
+
+/// Whether it is the label of a private key in a form that can be read.
+bool isPrivateKeyLabel(std::string_view label);
+
+/// What a file says of how a private key is encrypted.
+struct KeyEncryption {
+    std::string scheme;        ///< "PBES2", "traditional PEM", or the name of one that cannot be read.
+    std::string cipher;        ///< Empty when the scheme cannot be read, and so on.
+    std::string keyDerivation; ///< "PBKDF2 with HMAC-SHA256".
+    unsigned iterations = 0;
+    std::string problem; ///< Why no password will open it; empty for most.
+};
+
+/// How the private key of a PEM block or DER is encrypted; nothing when it is not.
+std::optional<KeyEncryption> findEncryption(std::string_view text);
+
+/// How contents and keys of PKCS#12 are encrypted, where PBES2 and PBE-SHA1-3DES can be read.
+KeyEncryption describePkcs12Encryption(AlgorithmIdentifier const& algorithm);
+
+/// A private key, or why there is none.
+struct OpenedKey {
+    std::unique_ptr<PrivateKey> key;
+    ExitStatus status = exitDone; ///< `exitNo` for a wrong password, `exitBadInput` for what is no key.
+    std::string complaint;
+};
+
+/// Reads the private key of a PEM block or DER, also the DER of the traditional forms.
+OpenedKey openPrivateKey(std::string_view text, std::string const& password);
+
+/// The complaint about what has not even the shape of a key.
+inline constexpr char noKeyThere[] = "no key that can be read";
+
+/// A public key, or why there is none.
+struct OpenedPublicKey {
+    std::unique_ptr<PublicKey> key;
+    std::string complaint;
+};
+
+/// Reads the public key of a PEM block or DER: of a certificate, a request or itself.
+OpenedPublicKey openPublicKey(std::string_view text);
+
+/// The name of a cipher, key derivation or encryption scheme, read here or not; else the dotted form.
+std::string encryptionName(asn1::blob oid);
+
+/// What the library says of an algorithm that it cannot read, with its name behind its number.
+std::string withEncryptionName(std::string said);
+
+/// The labels of the PEM blocks that are there, for a complaint.
+std::string listLabels(std::string_view text);
+
+/// Of a key in a form that only OpenSSH reads, that it is one and how to convert it; empty for other text.
+std::string sshForm(std::string_view text);
+
+/// The private key of a file, the first of them. Its password, when it has one, is asked for where none is
+/// given. Complains and gives null when there is none; `*status` is then the exit status.
+std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSource const& password,
+                                             int* status);
+
+/// The public key of the first key, certificate or request of a file, on the same terms.
+std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSource const& password,
+                                           int* status);
+
+/// Whether more than one of the names is that of standard input. Complains.
+bool standardInputTwice(std::vector<std::string_view> const& names);

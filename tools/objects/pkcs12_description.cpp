@@ -1,0 +1,61 @@
+#include "io/terminal.h"
+#include "objects/describe_message.h"
+#include "objects/pkcs12_file.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using terminal::printable;
+
+/// What a file says of a certificate or key, ahead of what it is itself.
+Description withAttributes(std::vector<PKCS12Attributes> const& attributes, size_t i, Description object) {
+    Description result;
+    if (i < attributes.size() && !attributes[i].friendlyName.empty())
+        result["friendlyName"] = printable(attributes[i].friendlyName);
+    if (i < attributes.size() && !attributes[i].localKeyId.empty())
+        result["localKeyId"] = shortHexOf(attributes[i].localKeyId);
+    result.update(object);
+    return result;
+}
+
+} // namespace
+
+Description describe(Pkcs12File const& file, bool withSecrets) {
+    PKCS12PFX const& pfx = *file.pfx;
+    Description result{{"object", "PKCS#12 file"}};
+    if (file.isBer)
+        result["encoding"] = "BER";
+    if (pfx.signedData)
+        result["signature"] = describe(*pfx.signedData);
+    if (!pfx.mac.empty()) {
+        result["mac"] = {{"hash", macName(pfx)}, {"saltBytes", pfx.macSalt.size()}};
+        if (pfx.macIterations == 0)
+            result["mac"]["iterations"] = "not said (2048 are taken)";
+        else
+            result["mac"]["iterations"] = pfx.macIterations;
+    }
+    if (pfx.mac.empty() && !pfx.signedData)
+        result["vouchedFor"] = "by nothing, neither a MAC nor a signature";
+    for (PKCS7EncryptedData const& content : pfx.encryptedData) {
+        PKCS7EncryptedContentInfo const& info = content.encryptedContentInfo;
+        Description one = describe(describePkcs12Encryption(info.contentEncryptionAlgorithm));
+        one["bytes"] = info.encryptedContent.size();
+        result["encryptedContents"].push_back(one);
+    }
+    for (PKCS7EnvelopedData const& content : pfx.envelopedData)
+        result["envelopedContents"].push_back(describe(content));
+    for (AlgorithmIdentifier const& algorithm : pfx.keyEncryptions())
+        result["encryptedKeys"].push_back(describe(describePkcs12Encryption(algorithm)));
+    if (size_t const contents = pfx.lockedContents(), keys = pfx.lockedKeys(); contents + keys > 0)
+        result["notOpened"] = std::to_string(contents) + " contents, " + std::to_string(keys) +
+                              " keys (--password-file opens what is under a password)";
+    if (!file.leftOut.empty())
+        result["leftOut"] = listLeftOut(file);
+    for (size_t i = 0; i < pfx.keys.size(); ++i)
+        result["keys"].push_back(withAttributes(pfx.keyAttributes, i, describe(*pfx.keys[i], withSecrets)));
+    for (size_t i = 0; i < pfx.certificates.size(); ++i)
+        result["certificates"].push_back(
+            withAttributes(pfx.certificateAttributes, i, describe(*pfx.certificates[i])));
+    return result;
+}

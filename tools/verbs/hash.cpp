@@ -1,0 +1,45 @@
+#include "io/sums.h"
+#include "objects/hash_names.h"
+#include "verbs/verb.h"
+
+#include <memory>
+
+namespace {
+
+struct Options {
+    std::string algorithm;
+    SumOptions sums;
+};
+
+int hash(Options const& options) {
+    if (!options.algorithm.empty() && !findHash(options.algorithm))
+        return wrongUsage("\"" + options.algorithm + "\" is no hash; there are " + listHashes());
+    std::vector<SumAlgorithm> algorithms;
+    HashName const& wanted = *findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
+    algorithms.push_back({wanted.tag, createHash(wanted.id)});
+    // Lines may name any algorithm unless one is asked for.
+    if (options.algorithm.empty())
+        for (HashName const& other : hashNames)
+            if (other.id != wanted.id)
+                algorithms.push_back({other.tag, createHash(other.id)});
+    return runSums(options.sums, algorithms);
+}
+
+} // namespace
+
+Work setUpHash(CommandLine commandLine) {
+    auto options = std::make_shared<Options>();
+    commandLine.text("-a,--algorithm", options->algorithm, listHashes() + "; without it sha256")
+        .valueName("ALG");
+    addSumOptions(commandLine, options->sums);
+    commandLine.footer(
+        std::string(sumHelp) +
+        " Lines that name\n"
+        "their algorithm are checked with it. MD4, MD5 and SHA-1 protect against accidents, not\n"
+        "against people.\n\n"
+        "Examples:\n"
+        "  sealkit hash /etc/hostname /etc/passwd > sums\n"
+        "  sealkit hash --check sums\n"
+        "  sealkit hash -a sha512 --tag /etc/passwd");
+    return [options] { return hash(*options); };
+}

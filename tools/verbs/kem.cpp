@@ -1,0 +1,102 @@
+#include "io/output_file.h"
+#include "verbs/kem_work.h"
+#include "verbs/verb.h"
+
+#include <memory>
+
+namespace {
+
+void addOutput(CommandLine& commandLine, KemOptions& options) {
+    commandLine.text("-o,--output", options.output, outputHelp).valueName("FILE");
+    commandLine.flag("--force", options.force, forceHelp);
+}
+
+Work newVerb(CommandLine commandLine) {
+    auto options = std::make_shared<KemOptions>();
+    addOutput(commandLine, *options);
+    commandLine.footer("Writes PKCS#8 in PEM with the seed of the key (RFC 9935), into a file that its owner "
+                       "alone can read.\n"
+                       "It is not encrypted.\n\n"
+                       "Examples:\n"
+                       "  sealkit kem new -o my.key\n"
+                       "  sealkit kem public my.key -o my.pub");
+    return [options] { return makeKemKey(*options); };
+}
+
+Work publicVerb(CommandLine commandLine) {
+    auto options = std::make_shared<KemOptions>();
+    commandLine.text("FILE", options->key, "the secret key; - or nothing is standard input");
+    addOutput(commandLine, *options);
+    commandLine.footer("Writes the SubjectPublicKeyInfo in PEM (RFC 9935), for whoever is to encapsulate.\n\n"
+                       "Examples:\n"
+                       "  sealkit kem new -o my.key\n"
+                       "  sealkit kem public my.key -o my.pub");
+    return [options] { return writeKemPublicKey(*options); };
+}
+
+Work encapVerb(CommandLine commandLine) {
+    auto options = std::make_shared<KemOptions>();
+    commandLine
+        .text("-k,--key", options->key,
+              "the other side's public key: PEM, DER or its 1184 bytes; or\na certificate with it")
+        .valueName("FILE")
+        .required();
+    commandLine
+        .text("-c,--ciphertext", options->ciphertext,
+              "write the ciphertext of 1088 bytes to this file, to send")
+        .valueName("FILE")
+        .required();
+    addOutput(commandLine, *options);
+    commandLine.footer(
+        "Makes a secret of 32 bytes, which goes to the output, into a file that its owner alone can read,\n"
+        "and a ciphertext from which the owner of the key gets the same secret.\n"
+        "Use the secret as a key, once: each encapsulation makes a new one.\n\n"
+        "Examples:\n"
+        "  sealkit kem new -o my.key\n"
+        "  sealkit kem public my.key -o my.pub\n"
+        "  sealkit kem encap -k my.pub -c letter.kem -o letter.key\n"
+        "  sealkit random 12 --hex > letter.iv\n"
+        "  echo hello | sealkit cipher encrypt -a aes-256-gcm --key-file letter.key --iv $(cat letter.iv) "
+        "-o letter.enc");
+    return [options] { return encapsulate(*options); };
+}
+
+Work decapVerb(CommandLine commandLine) {
+    auto options = std::make_shared<KemOptions>();
+    commandLine
+        .text("-k,--key", options->key,
+              "the secret key: PKCS#8 with seed, expanded key or both, PEM\nor DER; or the 64 bytes of the "
+              "one, "
+              "the 2400 of the other")
+        .valueName("FILE")
+        .required();
+    commandLine.text("CIPHERTEXT", options->ciphertext, "what the other side sent; - is standard input")
+        .required();
+    addOutput(commandLine, *options);
+    commandLine.footer(
+        "Writes the secret of 32 bytes that is in the ciphertext, into a file that its owner alone can\n"
+        "read. A ciphertext that was changed, or was made for another key, cannot be told from a good one:\n"
+        "it gives status 0, too, and a secret that the other side does not have. What is encrypted or\n"
+        "authenticated under the secret shows it.\n\n"
+        "Examples:\n"
+        "  sealkit kem new -o my.key\n"
+        "  sealkit kem public my.key -o my.pub\n"
+        "  sealkit kem encap -k my.pub -c letter.kem -o letter.key\n"
+        "  sealkit kem decap -k my.key letter.kem -o same.key");
+    return [options] { return decapsulate(*options); };
+}
+
+} // namespace
+
+Work setUpKem(CommandLine commandLine) {
+    static constexpr Verb verbs[] = {
+        {"new", "make a secret key", newVerb},
+        {"public", "write the public key of a secret key", publicVerb},
+        {"encap", "make a secret, and a ciphertext of it for a public key", encapVerb},
+        {"decap", "get the secret of a ciphertext", decapVerb},
+    };
+    commandLine.footer(
+        "ML-KEM-768 (FIPS 203) against those who will have a quantum computer. Nothing in it says who the\n"
+        "other side is: take care that the public key is hers, and sign what you send.");
+    return commandLine.verbs(verbs);
+}

@@ -1,0 +1,335 @@
+#include "io/number.h"
+#include "io/output_file.h"
+#include "io/progress.h"
+#include "io/secret.h"
+#include "objects/key_file.h"
+#include "verbs/verb.h"
+
+#include "sealkit/pbes2.h"
+#include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+#include "sealkit/rng.h"
+
+#include <kp/text.h>
+
+#include <algorithm>
+
+namespace {
+
+/// Trying a password then takes tens of milliseconds on a desktop machine.
+constexpr unsigned defaultIterations = 100000;
+/// RFC 8018, section 4.2.
+constexpr unsigned fewestIterations = 1000;
+
+constexpr unsigned defaultRsaBits = 3072, fewestRsaBits = 2048, mostRsaBits = 8192;
+
+struct Options {
+    std::string input = "-";
+    std::string output;
+    bool force = false;
+    PasswordSource password;
+};
+
+struct EncryptOptions : Options {
+    std::optional<std::uint32_t> iterations;
+    PasswordSource oldPassword;
+};
+
+struct NewOptions : Options {
+    std::string type;
+    std::optional<std::uint32_t> bits;
+    bool encrypt = false;
+    std::optional<std::uint32_t> iterations;
+};
+
+struct KeyName {
+    std::string_view name;
+    KeyType type;
+    Curve curve = Curve{};
+};
+
+/// Lowercase and without punctuation, as `findKeyName` compares them.
+constexpr KeyName keyNames[] = {
+    {"rsa", KeyType::RSA},
+    {"p192", KeyType::EC, Curve::p192},
+    {"prime192v1", KeyType::EC, Curve::p192},
+    {"secp192r1", KeyType::EC, Curve::p192},
+    {"p224", KeyType::EC, Curve::p224},
+    {"secp224r1", KeyType::EC, Curve::p224},
+    {"p256", KeyType::EC, Curve::p256},
+    {"prime256v1", KeyType::EC, Curve::p256},
+    {"secp256r1", KeyType::EC, Curve::p256},
+    {"p384", KeyType::EC, Curve::p384},
+    {"secp384r1", KeyType::EC, Curve::p384},
+    {"p521", KeyType::EC, Curve::p521},
+    {"secp521r1", KeyType::EC, Curve::p521},
+    {"ed25519", KeyType::Ed25519},
+    {"x25519", KeyType::X25519},
+};
+
+/// What TYPE says.
+struct KeyWish {
+    KeyType type;
+    Curve curve;
+    std::optional<unsigned> bits; ///< Of "rsa-4096".
+};
+
+std::optional<KeyWish> parseType(std::string_view text) {
+    std::string name = str2lower(text);
+    std::optional<unsigned> bits;
+    if (name.starts_with("rsa-")) {
+        bits = parseNumber<unsigned>(std::string_view(name).substr(4));
+        if (!bits)
+            return std::nullopt;
+        name.resize(3);
+    }
+    std::erase(name, '-');
+    if (name.starts_with("nistp")) // SSH's names
+        name.erase(0, 4);
+    auto const row = std::ranges::find(keyNames, name, &KeyName::name);
+    if (row == std::end(keyNames))
+        return std::nullopt;
+    return KeyWish{row->type, row->curve, bits};
+}
+
+/// A new key; null when the random source fails.
+std::unique_ptr<PrivateKey> generate(KeyWish const& wish, unsigned bits) {
+    Rng& rng = getDefaultRng();
+    auto const made = [&rng]<typename K>(std::unique_ptr<K> key) -> std::unique_ptr<PrivateKey> {
+        if (!key->generatePrivKey(rng))
+            return nullptr;
+        return key;
+    };
+    switch (wish.type) {
+    case KeyType::RSA: {
+        auto key = std::make_unique<RsaPrivateKey>();
+        bool isMade = false;
+        workWithClock("making an RSA key of " + std::to_string(bits) + " bits",
+                      [&] { isMade = key->generatePrivKey(rng, bits); });
+        return isMade ? std::move(key) : nullptr;
+    }
+    case KeyType::EC: {
+        auto key = std::make_unique<EcPrivateKey>();
+        key->curve = wish.curve;
+        return made(std::move(key));
+    }
+    case KeyType::Ed25519:
+        return made(std::make_unique<Ed25519PrivateKey>());
+    case KeyType::X25519:
+        return made(std::make_unique<X25519PrivateKey>());
+    }
+    return nullptr;
+}
+
+bool openOutput(OutputFile& output, Options const& options, mode_t mode) {
+    return output.open(options.output, mode,
+                       options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
+}
+
+/// Writes the PEM of a key and ends the output. The bytes are wiped.
+int writePem(OutputFile& output, std::string const& label, std::vector<unsigned char> der) {
+    std::vector<unsigned char> pem = encodePemType(label, der);
+    secureMemset(der.data(), 0, der.size());
+    bool const written = !pem.empty() && output.write(pem) && output.commit();
+    if (pem.empty())
+        badInput("the key cannot be written");
+    secureMemset(pem.data(), 0, pem.size());
+    return written ? exitDone : exitBadInput;
+}
+
+int writePrivateKey(OutputFile& output, PrivateKey const& key, Password const* password,
+                    unsigned iterations) {
+    if (!password)
+        return writePem(output, "PRIVATE KEY", encodePkcs8PrivateKey(key));
+    return writePem(output, "ENCRYPTED PRIVATE KEY",
+                    encodePkcs8EncryptedPrivateKey(key, password->text, iterations));
+}
+
+bool areIterationsBad(std::optional<std::uint32_t> iterations) {
+    if (!iterations || (*iterations >= fewestIterations && *iterations <= pbes2MostIterations))
+        return false;
+    wrongUsage("--iterations takes a number from " + std::to_string(fewestIterations) + " to " +
+               std::to_string(pbes2MostIterations));
+    return true;
+}
+
+/// How messages call what is written.
+std::string nameOfOutput(Options const& options) {
+    return options.output.empty() || options.output == "-" ? "the key" : options.output;
+}
+
+int makeKey(NewOptions const& options) {
+    auto const wish = parseType(options.type);
+    if (!wish)
+        return wrongUsage(
+            "\"" + options.type +
+            "\" is no type of key; there are rsa, p192, p224, p256, p384, p521, ed25519, x25519");
+    if (options.bits && (wish->type != KeyType::RSA || wish->bits))
+        return wrongUsage(wish->bits ? "the type says already how many bits: leave --bits out"
+                                     : "--bits is for RSA keys");
+    unsigned const bits = wish->bits.value_or(options.bits.value_or(defaultRsaBits));
+    if (wish->type == KeyType::RSA && (bits < fewestRsaBits || bits > mostRsaBits || bits % 2 != 0))
+        return wrongUsage("an RSA key has an even number of bits from 2048 to 8192");
+    bool const encrypts = options.encrypt || options.password.isGiven();
+    if (options.iterations && !encrypts)
+        return wrongUsage("--iterations is for encrypted keys: give --encrypt or --password-file");
+    if (areIterationsBad(options.iterations))
+        return exitWrongUsage;
+
+    OutputFile output;
+    if (!openOutput(output, options, 0600))
+        return exitBadInput;
+    int status = exitDone;
+    std::unique_ptr<Password> password;
+    if (encrypts) {
+        password = readPassword(options.password, AskFor::fresh, nameOfOutput(options), &status);
+        if (!password)
+            return status;
+    }
+    auto const key = generate(*wish, bits);
+    if (!key)
+        return badInput("the random source failed");
+    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultIterations));
+}
+
+int writePublic(Options const& options) {
+    if (standardInputTwice({options.input, options.password.file}))
+        return exitWrongUsage;
+    int status = exitDone;
+    auto const key = readPublicKeyOf(options.input, options.password, &status);
+    if (!key)
+        return status;
+    OutputFile output;
+    if (!openOutput(output, options, 0666))
+        return exitBadInput;
+    return writePem(output, "PUBLIC KEY", encodePkcs8PublicKey(*key));
+}
+
+int encrypt(EncryptOptions const& options) {
+    if (standardInputTwice({options.input, options.password.file, options.oldPassword.file}) ||
+        areIterationsBad(options.iterations))
+        return exitWrongUsage;
+    int status = exitDone;
+    auto const key = readPrivateKeyOf(options.input, options.oldPassword, &status);
+    if (!key)
+        return status;
+    OutputFile output;
+    if (!openOutput(output, options, 0600))
+        return exitBadInput;
+    auto const password = readPassword(options.password, AskFor::fresh, nameOfOutput(options), &status);
+    if (!password)
+        return status;
+    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultIterations));
+}
+
+int decrypt(Options const& options) {
+    if (standardInputTwice({options.input, options.password.file}))
+        return exitWrongUsage;
+    int status = exitDone;
+    auto const key = readPrivateKeyOf(options.input, options.password, &status);
+    if (!key)
+        return status;
+    OutputFile output;
+    if (!openOutput(output, options, 0600))
+        return exitBadInput;
+    return writePrivateKey(output, *key, nullptr, 0);
+}
+
+void addOutputOptions(CommandLine& commandLine, Options& options) {
+    commandLine.text("-o,--output", options.output, outputHelp).valueName("FILE");
+    commandLine.flag("--force", options.force, forceHelp);
+}
+
+void addInput(CommandLine& commandLine, Options& options, char const* what) {
+    commandLine.text("FILE", options.input, std::string(what) + "; - or nothing is standard input");
+}
+
+void addIterations(CommandLine& commandLine, std::optional<std::uint32_t>& iterations) {
+    commandLine.number("--iterations", iterations,
+                       "how often the password is hashed: what a guess costs.\nWithout it " +
+                           std::to_string(defaultIterations) + " times");
+}
+
+constexpr char keyInputHelp[] = "the private key: PKCS#8 or traditional, encrypted or\nnot, PEM or DER";
+
+Work newVerb(CommandLine commandLine) {
+    auto options = std::make_shared<NewOptions>();
+    commandLine.text("TYPE", options->type, "rsa, p192, p224, p256, p384, p521, ed25519 or x25519")
+        .required();
+    addOutputOptions(commandLine, *options);
+    commandLine.number("--bits", options->bits, "the bits of an RSA key, 2048 to 8192; without it 3072");
+    addPasswordOptions(commandLine, options->password, "that the key is encrypted under");
+    commandLine.flag("--encrypt", options->encrypt, "encrypt the key; asks for the password twice");
+    addIterations(commandLine, options->iterations);
+    commandLine.footer(
+        "Writes PKCS#8 in PEM, encrypted by AES-256 where a password is given, into a file that its owner\n"
+        "alone can read. Curves are also known as prime256v1, secp384r1, P-521 ...; rsa-4096 is rsa with\n"
+        "--bits 4096. x25519 keys agree on secrets and sign nothing; the others sign.\n\n"
+        "Examples:\n"
+        "  sealkit key new ed25519 -o my.key\n"
+        "  sealkit random 20 --hex -o my.password\n"
+        "  sealkit key new p256 --password-file my.password -o encrypted.key");
+    return [options] { return makeKey(*options); };
+}
+
+Work publicVerb(CommandLine commandLine) {
+    auto options = std::make_shared<Options>();
+    addInput(commandLine, *options, "a private or public key, certificate or request, PEM or\nDER");
+    addOutputOptions(commandLine, *options);
+    addPasswordOptions(commandLine, options->password, "of an encrypted private key");
+    commandLine.footer(
+        "Writes the SubjectPublicKeyInfo in PEM. Of several keys or certificates the first counts.\n\n"
+        "Examples:\n"
+        "  sealkit key new p256 -o my.key\n"
+        "  sealkit key public my.key -o my.pub\n"
+        "  sealkit key public /etc/ssl/certs/ca-certificates.crt");
+    return [options] { return writePublic(*options); };
+}
+
+Work encryptVerb(CommandLine commandLine) {
+    auto options = std::make_shared<EncryptOptions>();
+    addInput(commandLine, *options, keyInputHelp);
+    addOutputOptions(commandLine, *options);
+    addPasswordOptions(commandLine, options->password, "that the key is encrypted under");
+    addPasswordOptions(commandLine, options->oldPassword, "of a key that is encrypted already", "old-");
+    addIterations(commandLine, options->iterations);
+    commandLine.footer(
+        "Writes PKCS#8 in PEM: PBES2 with PBKDF2, HMAC-SHA256 and AES-256-CBC. A key that is encrypted\n"
+        "already gets a new password.\n\n"
+        "Examples:\n"
+        "  sealkit key new p256 -o my.key\n"
+        "  sealkit random 20 --hex -o my.password\n"
+        "  sealkit key encrypt my.key --password-file my.password --force -o my.key");
+    return [options] { return encrypt(*options); };
+}
+
+Work decryptVerb(CommandLine commandLine) {
+    auto options = std::make_shared<Options>();
+    addInput(commandLine, *options, keyInputHelp);
+    addOutputOptions(commandLine, *options);
+    addPasswordOptions(commandLine, options->password, "of the key");
+    commandLine.footer(
+        "Writes PKCS#8 in PEM without a password, into a file that its owner alone can read. A key that is\n"
+        "not encrypted is turned into that form, too.\n\n"
+        "Examples:\n"
+        "  sealkit random 20 --hex -o my.password\n"
+        "  sealkit key new p256 --password-file my.password -o encrypted.key\n"
+        "  sealkit key decrypt encrypted.key --password-file my.password -o plain.key");
+    return [options] { return decrypt(*options); };
+}
+
+} // namespace
+
+Work setUpKey(CommandLine commandLine) {
+    static constexpr Verb verbs[] = {
+        {"new", "make a private key", newVerb},
+        {"public", "write the public key of a key, certificate or request", publicVerb},
+        {"encrypt", "encrypt a private key under a password", encryptVerb},
+        {"decrypt", "write a private key without a password", decryptVerb},
+    };
+    commandLine.footer(
+        "Private keys are written in PKCS#8 and PEM, which every other program reads, to files that their\n"
+        "owner alone can read, and never over a file that exists without --force. A password that is\n"
+        "needed and not given is asked for at the terminal.");
+    return commandLine.verbs(verbs);
+}

@@ -1,0 +1,525 @@
+#include "io/clock.h"
+#include "io/input.h"
+#include "io/output_file.h"
+#include "io/terminal.h"
+#include "objects/authority.h"
+#include "objects/certificates.h"
+#include "objects/chain.h"
+#include "objects/cipher_names.h"
+#include "objects/hash_names.h"
+#include "objects/pkcs12_file.h"
+#include "verbs/verb.h"
+
+#include "sealkit/pbes2.h"
+#include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+
+#include <kp/text.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace {
+
+/// Trying a password then takes tens of milliseconds on a desktop machine.
+constexpr unsigned defaultIterations = 100000;
+/// RFC 8018, section 4.2.
+constexpr unsigned fewestIterations = 1000;
+
+struct ExportOptions {
+    std::string key;
+    PasswordSource keyPassword;
+    std::string certificate;
+    std::vector<std::string> chain;
+    std::string name;
+    std::string cipher;
+    bool legacy = false;
+    std::string mac;
+    std::optional<std::uint32_t> iterations;
+    PasswordSource password;
+    bool emptyPassword = false;
+    std::string output;
+    bool force = false;
+};
+
+struct ImportOptions {
+    std::string file;
+    PasswordSource password;
+    bool emptyPassword = false;
+    std::string recipientKey;
+    PasswordSource recipientKeyPassword;
+    std::string recipient;
+    std::vector<std::string> authorities;
+    std::optional<std::uint32_t> macIterations;
+    bool keysOnly = false;
+    bool certificatesOnly = false;
+    bool encrypt = false;
+    PasswordSource newPassword;
+    std::string output;
+    bool force = false;
+};
+
+void warn(std::string const& warning) {
+    terminal::err() << "warning: " << terminal::printable(warning) << std::endl;
+}
+
+bool openOutput(OutputFile& output, std::string const& path, mode_t mode, bool force) {
+    return output.open(path, mode, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
+}
+
+/// How messages call a file.
+std::string nameOf(std::string const& path, char const* otherwise) {
+    return path.empty() || path == "-" ? otherwise : path;
+}
+
+/// The empty password where the user wants that, otherwise as `readPassword`.
+std::unique_ptr<Password> readPasswordOr(bool isEmpty, PasswordSource const& source, AskFor kind,
+                                         std::string const& whose, int* status) {
+    return isEmpty ? std::make_unique<Password>() : readPassword(source, kind, whose, status);
+}
+
+/// Whether there are two passwords for one file. Complains.
+bool passwordTwice(bool isEmpty, PasswordSource const& source) {
+    if (!isEmpty || !source.isGiven())
+        return false;
+    wrongUsage("there is a password, and --empty-password: leave one of them out");
+    return true;
+}
+
+/// The certificates of a file, all of which must be readable. Complains.
+std::optional<CertificateChain> readAll(std::string const& path) {
+    auto const text = readInput(path);
+    if (!text)
+        return std::nullopt;
+    CertificatesRead read = readCertificates(*text);
+    if (read.problems.empty() && !read.certificates.empty())
+        return std::move(read.certificates);
+    badInput(path + ": " + (read.problems.empty() ? "no certificate" : read.problems.front()));
+    return std::nullopt;
+}
+
+/// Certificates without copies, in the order of their coming.
+class DistinctCertificates {
+public:
+    void add(std::shared_ptr<X509Certificate> const& certificate) {
+        if (encodings.insert(certificate->serialize()).second)
+            inOrder.push_back(certificate);
+    }
+
+    void add(CertificateChain const& some) {
+        for (auto const& certificate : some)
+            add(certificate);
+    }
+
+    CertificateChain inOrder;
+
+private:
+    std::set<std::vector<unsigned char>> encodings;
+};
+
+bool isOfKey(X509Certificate const& certificate, PrivateKey const& key) {
+    auto const own = certificate.parsePublicKey();
+    return own && own->equals(key);
+}
+
+/// The certificate of the first key, those that lead up from it, those of the other keys, the rest as they came.
+CertificateChain inOrder(PKCS12PFX const& pfx) {
+    std::map<std::vector<unsigned char>, std::shared_ptr<X509Certificate>> byKey;
+    for (auto const& certificate : pfx.certificates)
+        if (auto const key = certificate->parsePublicKey())
+            byKey.try_emplace(encodePkcs8PublicKey(*key), certificate);
+    DistinctCertificates ordered;
+    size_t strays = 0;
+    for (auto const& key : pfx.keys) {
+        auto const own = byKey.find(encodePkcs8PublicKey(*key));
+        if (own == byKey.end()) {
+            ++strays;
+            continue;
+        }
+        if (ordered.inOrder.empty())
+            forEachChain(own->second, pfx.certificates, {}, currentTime(),
+                         [&](CertificateChain const& chain) {
+                             ordered.add(chain);
+                             return true;
+                         });
+        ordered.add(own->second);
+    }
+    if (strays > 0 && !pfx.certificates.empty())
+        note(strays == 1 ? "a key has no certificate here"
+                         : std::to_string(strays) + " keys have no certificate here");
+    ordered.add(pfx.certificates);
+    return std::move(ordered.inOrder);
+}
+
+/// Takes from the command line how the file is to be protected. Complains.
+bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
+    auto const wrong = [](std::string const& complaint) {
+        wrongUsage(complaint);
+        return false;
+    };
+    static constexpr unsigned char pbes2[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x05, 0x0D};
+    if (!options.legacy)
+        pfx.scheme.assign(std::begin(pbes2), std::end(pbes2));
+    std::string const cipher = options.cipher.empty() ? "aes-256-cbc" : str2lower(options.cipher);
+    if (cipher == "des-ede3-cbc")
+        pfx.pbes2Cipher = CipherID::TripleDesCbc;
+    else if (cipher != "aes-256-cbc")
+        return wrong("\"" + options.cipher +
+                     "\" is no cipher that PKCS#12 is written with; there are aes-256-cbc and des-ede3-cbc");
+
+    HashName const* const hash = findHash(!options.mac.empty() ? options.mac
+                                          : options.legacy     ? "sha1"
+                                                               : "sha256");
+    if (!hash || hash->id == HashID::MD4 || hash->id == HashID::MD5 || hash->id == HashID::MD5SHA1)
+        return wrong("\"" + options.mac +
+                     "\" is no hash for the MAC; there are sha1, sha256, sha384 and sha512");
+    asn1::blob const oid = getHashOid(hash->id);
+    pfx.macAlgorithm.oid.assign(oid.begin(), oid.end());
+    pfx.macAlgorithm.params = {0x05, 0x00}; // NULL
+
+    pfx.iterations = options.iterations.value_or(defaultIterations);
+    if (pfx.iterations < fewestIterations || pfx.iterations > pkcs12MostIterations)
+        return wrong("--iterations takes a number from " + std::to_string(fewestIterations) + " to " +
+                     std::to_string(pkcs12MostIterations));
+    return true;
+}
+
+/// Reads the key and the certificates, that of the key first. Complains.
+bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
+    *status = exitBadInput;
+    std::shared_ptr<PrivateKey> key;
+    if (!options.key.empty()) {
+        key = readPrivateKeyOf(options.key, options.keyPassword, status);
+        if (!key)
+            return false;
+        pfx.keys.push_back(key);
+    }
+    *status = exitBadInput;
+    DistinctCertificates certificates;
+    if (!options.certificate.empty()) {
+        auto const own = readAll(options.certificate);
+        if (!own)
+            return false;
+        auto const isItsCertificate = [&key](auto const& certificate) { return isOfKey(*certificate, *key); };
+        if (key && std::ranges::none_of(*own, isItsCertificate)) {
+            badInput(
+                options.certificate + ": " +
+                (own->size() == 1 ? "is no certificate of this key" : "holds no certificate of this key") +
+                " (its public key is another)");
+            return false;
+        }
+        certificates.add(*own);
+    }
+    for (std::string const& path : options.chain) {
+        auto const more = readAll(path);
+        if (!more)
+            return false;
+        certificates.add(*more);
+    }
+    pfx.certificates = std::move(certificates.inOrder);
+    pfx.certificates = inOrder(pfx);
+    return true;
+}
+
+int exportFile(ExportOptions const& options) {
+    std::vector<std::string_view> inputs(options.chain.begin(), options.chain.end());
+    inputs.insert(inputs.end(),
+                  {options.key, options.keyPassword.file, options.certificate, options.password.file});
+    PKCS12PFX pfx;
+    if (standardInputTwice(inputs) || !readProtection(options, pfx))
+        return exitWrongUsage;
+    if (options.key.empty() && options.certificate.empty())
+        return wrongUsage("there is nothing to export: give -k KEY, --certificate FILE, or both");
+    if (passwordTwice(options.emptyPassword, options.password))
+        return exitWrongUsage;
+    if (wouldFloodTerminal(options.output))
+        return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
+
+    int status = exitDone;
+    if (!readContents(options, pfx, &status))
+        return status;
+    OutputFile output;
+    if (!openOutput(output, options.output, 0600, options.force))
+        return exitBadInput;
+    auto const password = readPasswordOr(options.emptyPassword, options.password, AskFor::fresh,
+                                         nameOf(options.output, "the file"), &status);
+    if (!password)
+        return status;
+
+    pfx.certificateAttributes.resize(pfx.certificates.size());
+    pfx.keyAttributes.resize(pfx.keys.size());
+    if (!options.name.empty()) {
+        for (auto* attributes : {&pfx.keyAttributes, &pfx.certificateAttributes})
+            if (!attributes->empty())
+                attributes->front().friendlyName = options.name;
+    }
+    if (!pfx.keys.empty() && !pfx.certificates.empty())
+        pfx.computeLocalKeyId();
+    if (!pfx.encrypt(password->text))
+        return badInput("the key's numbers do not belong together");
+    return output.write(pfx.save()) && output.commit() ? exitDone : exitBadInput;
+}
+
+/// Checks a signature, and says what vouches for the file. Complains.
+int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
+    if (!pfx.signedData) {
+        if (!options.authorities.empty())
+            return answerNo(options.file + ": is not signed");
+        if (pfx.mac.empty())
+            warn(options.file + ": nothing vouches for it: it has neither a MAC nor a signature");
+        return exitDone;
+    }
+    if (options.authorities.empty()) {
+        warn(options.file + ": is signed, and the signature is not checked (--ca FILE checks it)");
+        return exitDone;
+    }
+    TrustedAuthorities trusted;
+    for (std::string const& path : options.authorities)
+        if (!trusted.add(path))
+            return exitBadInput;
+    CertificateMemoryStore store;
+    store.certs = trusted.certificates();
+    std::string reason;
+    terminal::MuteDiagnostics const mute; // The reason says it.
+    if (pfx.signedData->verify(store, {}, currentTime(), &reason))
+        return exitDone;
+    return answerNo(options.file + ": its signature does not count: " + reason);
+}
+
+/// Opens the contents that are encrypted to a certificate. Complains.
+int openEnveloped(Pkcs12File& file, ImportOptions const& options) {
+    if (options.recipient.empty())
+        return badInput(options.file +
+                        ": contents are encrypted to a certificate: give it, --certificate FILE, and -k KEY");
+    int status = exitDone;
+    auto const key = readPrivateKeyOf(options.recipientKey, options.recipientKeyPassword, &status);
+    if (!key)
+        return status;
+    auto const certificate = readCertificate(options.recipient);
+    if (!certificate)
+        return exitBadInput;
+    terminal::CaptureDiagnostics const diagnostics;
+    bool const isOpen = file.pfx->decryptEnveloped(*certificate, *key) && file.pfx->lockedContents() == 0;
+    std::string const said = diagnostics.text();
+    addLeftOut(file, said);
+    if (isOpen)
+        return exitDone;
+    return answerNo(options.file + ": not all contents are encrypted to " + options.recipient +
+                    ", or its key is another" + (said.empty() ? "" : " (" + said + ")"));
+}
+
+/// Reads a file and opens it wholly; null after a complaint.
+std::unique_ptr<PKCS12PFX> openWholly(ImportOptions const& options, int* status) {
+    auto const text = readSecretInput(options.file);
+    if (!text) {
+        *status = exitBadInput;
+        return nullptr;
+    }
+    Pkcs12File file = readPkcs12Within(textOf(*text));
+    if (!file.pfx || !whyNotOpened(*file.pfx).empty()) {
+        *status = badInput(options.file + ": " + (file.pfx ? whyNotOpened(*file.pfx) : file.complaint));
+        return nullptr;
+    }
+    PKCS12PFX& pfx = *file.pfx;
+    if (file.isBer)
+        note(options.file + ": is BER and not DER, as some programs write it");
+    if (pfx.macIterations == 0)
+        pfx.macIterations = options.macIterations.value_or(0);
+    *status = judgeOrigin(pfx, options);
+    if (*status != exitDone)
+        return nullptr;
+
+    std::unique_ptr<Password> password;
+    auto const open = [&] {
+        if (!password)
+            password = readPasswordOr(options.emptyPassword, options.password, AskFor::existing,
+                                      nameOf(options.file, "the file on standard input"), status);
+        if (!password)
+            return false;
+        Opening const opening = openPkcs12(file, password->text);
+        *status = opening.status;
+        if (opening.status != exitDone) {
+            std::string const complaint = options.file + ": " + opening.complaint;
+            *status = opening.status == exitNo ? answerNo(complaint) : badInput(complaint);
+        }
+        return *status == exitDone;
+    };
+    if (needsPassword(pfx) && !open())
+        return nullptr;
+    if (pfx.lockedContents() > 0) {
+        *status = openEnveloped(file, options);
+        if (*status != exitDone || (pfx.lockedKeys() > 0 && !open()))
+            return nullptr;
+    }
+    if (!file.leftOut.empty())
+        warn(options.file + ": more is in it, which is left out: " + listLeftOut(file));
+    return std::move(file.pfx);
+}
+
+/// Writes PEM, which is wiped. Complains.
+bool writePem(OutputFile& output, std::vector<unsigned char> pem) {
+    bool const written = !pem.empty() ? output.write(pem) : (badInput("a key cannot be written"), false);
+    secureMemset(pem.data(), 0, pem.size());
+    return written;
+}
+
+bool writeKey(OutputFile& output, PrivateKey const& key, Password const* password) {
+    if (!password)
+        return writePem(output, encodePemPkcs8PrivateKey(key));
+    return writePem(output,
+                    encodePemType("ENCRYPTED PRIVATE KEY",
+                                  encodePkcs8EncryptedPrivateKey(key, password->text, defaultIterations)));
+}
+
+int importFile(ImportOptions const& options) {
+    std::vector<std::string_view> inputs(options.authorities.begin(), options.authorities.end());
+    inputs.insert(inputs.end(),
+                  {options.file, options.password.file, options.recipientKey,
+                   options.recipientKeyPassword.file, options.recipient, options.newPassword.file});
+    if (standardInputTwice(inputs) || passwordTwice(options.emptyPassword, options.password))
+        return exitWrongUsage;
+    bool const encrypts = options.encrypt || options.newPassword.isGiven();
+    if (encrypts && options.certificatesOnly)
+        return wrongUsage(
+            "certificates are not encrypted: leave --certificates-only or the new password out");
+    if (options.macIterations &&
+        (*options.macIterations == 0 || *options.macIterations > pkcs12MostIterations))
+        return wrongUsage("--mac-iterations takes a number from 1 to " +
+                          std::to_string(pkcs12MostIterations));
+    OutputFile output;
+    if (!openOutput(output, options.output, options.certificatesOnly ? 0666 : 0600, options.force))
+        return exitBadInput;
+
+    int status = exitDone;
+    auto const pfx = openWholly(options, &status);
+    if (!pfx)
+        return status;
+    bool const keys = !options.certificatesOnly, certificates = !options.keysOnly;
+    if ((!keys || pfx->keys.empty()) && (!certificates || pfx->certificates.empty()))
+        return badInput(options.file + ": holds no " +
+                        (!keys           ? "certificate"
+                         : !certificates ? "key"
+                                         : "key and no certificate"));
+    std::unique_ptr<Password> password;
+    if (encrypts && !pfx->keys.empty()) {
+        password =
+            readPassword(options.newPassword, AskFor::fresh, nameOf(options.output, "the key"), &status);
+        if (!password)
+            return status;
+    }
+    if (keys)
+        for (auto const& key : pfx->keys)
+            if (!writeKey(output, *key, password.get()))
+                return exitBadInput;
+    if (certificates)
+        for (auto const& certificate : inOrder(*pfx))
+            if (!output.write(encodePemCertificate(*certificate)))
+                return exitBadInput;
+    return output.commit() ? exitDone : exitBadInput;
+}
+
+Work exportVerb(CommandLine commandLine) {
+    auto options = std::make_shared<ExportOptions>();
+    commandLine.text("-k,--key", options->key, "the private key, PEM or DER").valueName("KEY");
+    Parameter const certificate =
+        commandLine
+            .text(
+                "--certificate", options->certificate,
+                "the key's certificate, with others behind or before it\nwhere the file has more; PEM or DER")
+            .valueName("FILE");
+    commandLine
+        .texts("--chain", options->chain,
+               "more certificates, those of the issuers; may be given\nmore than once")
+        .valueName("FILE")
+        .needs(certificate);
+    commandLine.text("--name", options->name, "how programs show the key and its certificate")
+        .valueName("TEXT");
+    commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
+    commandLine.flag("--force", options->force, forceHelp);
+    addPasswordOptions(commandLine, options->password, "that the file is encrypted under");
+    addPasswordOptions(commandLine, options->keyPassword, "of an encrypted KEY", "key-");
+    commandLine.flag("--empty-password", options->emptyPassword,
+                     "an empty password, for readers that take no other. It\nprotects nothing");
+    Parameter const cipher =
+        commandLine.text("--cipher", options->cipher, "aes-256-cbc (without it) or des-ede3-cbc, by PBES2")
+            .valueName("CIPHER");
+    commandLine
+        .flag("--legacy", options->legacy,
+              "triple DES by the scheme of PKCS#12 itself and a MAC\nwith SHA-1, for programs of before 2020")
+        .excludes(cipher);
+    commandLine
+        .text("--mac", options->mac, "the hash of the MAC: sha256 (without it), sha384,\nsha512 or sha1")
+        .valueName("HASH");
+    commandLine.number("--iterations", options->iterations,
+                       "how often the password is hashed, each time: what a\nguess costs. Without it " +
+                           std::to_string(defaultIterations) + " times");
+    commandLine.footer(
+        "Writes PKCS#12, the form in which programs take a key together with its certificates, to a\n"
+        "file that its owner alone can read. The key must be that of the certificate, which comes\n"
+        "first, before those that lead up from it. The password is asked for twice where none is\n"
+        "given. Without a key it is a file of certificates.\n\n"
+        "Examples:\n"
+        "  sealkit key new p256 -o my.key\n"
+        "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"
+        "  sealkit random 20 --hex -o my.password\n"
+        "  sealkit p12 export -k my.key --certificate my.pem --password-file my.password -o my.p12");
+    return [options] { return exportFile(*options); };
+}
+
+Work importVerb(CommandLine commandLine) {
+    auto options = std::make_shared<ImportOptions>();
+    commandLine.text("FILE", options->file, "PKCS#12, DER or PEM; - is standard input").required();
+    commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
+    commandLine.flag("--force", options->force, forceHelp);
+    addPasswordOptions(commandLine, options->password, "of the file");
+    commandLine.flag("--empty-password", options->emptyPassword, "the password is empty, or there is none");
+    Parameter const keysOnly = commandLine.flag("--keys-only", options->keysOnly, "write no certificates");
+    commandLine.flag("--certificates-only", options->certificatesOnly, "write no keys").excludes(keysOnly);
+    addPasswordOptions(commandLine, options->newPassword, "that keys are encrypted under", "key-out-");
+    commandLine.flag("--encrypt", options->encrypt, "encrypt the keys; asks for that password twice");
+    commandLine
+        .texts(
+            "--ca", options->authorities,
+            "check the signature of a signed file: a file or folder\nof trusted certificates; may be given "
+            "more than once")
+        .valueName("FILE");
+    commandLine.number(
+        "--mac-iterations", options->macIterations,
+        "how often the password is hashed for the MAC, where the\nfile does not say: 2048 times "
+        "without this");
+    Parameter key =
+        commandLine
+            .text("-k,--key", options->recipientKey, "the private key for what is encrypted to a certificate")
+            .valueName("KEY");
+    Parameter recipient =
+        commandLine.text("--certificate", options->recipient, "that certificate").valueName("FILE");
+    key.needs(recipient);
+    recipient.needs(key);
+    addPasswordOptions(commandLine, options->recipientKeyPassword, "of an encrypted KEY", "key-");
+    commandLine.footer(
+        "Writes PEM: the keys in PKCS#8, the certificate of the first key, those that lead up from\n"
+        "it, and the rest, as TLS servers want them, to a file that its owner alone can read. The\n"
+        "password is asked for where none is given. Ends with 1 when it is wrong, with 2 when the\n"
+        "file cannot be read.\n\n"
+        "Examples:\n"
+        "  sealkit key new p256 -o my.key\n"
+        "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"
+        "  sealkit random 20 --hex -o my.password\n"
+        "  sealkit p12 export -k my.key --certificate my.pem --password-file my.password -o my.p12\n"
+        "  sealkit p12 import my.p12 --password-file my.password -o both.pem\n"
+        "  sealkit p12 import my.p12 --password-file my.password --certificates-only");
+    return [options] { return importFile(*options); };
+}
+
+} // namespace
+
+Work setUpP12(CommandLine commandLine) {
+    static constexpr Verb verbs[] = {
+        {"export", "put a key and certificates into a PKCS#12 file", exportVerb},
+        {"import", "take keys and certificates out of a PKCS#12 file", importVerb},
+    };
+    commandLine.footer(
+        "\"sealkit show FILE.p12\" says what a file is made of, and with its password what it holds.");
+    return commandLine.verbs(verbs);
+}

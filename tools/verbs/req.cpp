@@ -1,0 +1,85 @@
+#include "objects/authority.h"
+#include "objects/names.h"
+#include "verbs/verb.h"
+
+namespace {
+
+struct Options {
+    SignerOptions signer;
+    ObjectOutput output;
+    std::string subject;
+    std::vector<std::string> alternativeNames;
+    std::string challengePassword;
+};
+
+int makeRequest(Options const& options) {
+    X509Req request;
+    std::string problem;
+    if (!options.subject.empty()) {
+        auto const name = parseSubject(options.subject, &problem);
+        if (!name)
+            return wrongUsage(problem);
+        request.setSubject(*name);
+    }
+    for (std::string const& text : options.alternativeNames) {
+        auto const name = parseAlternativeName(text, &problem);
+        if (!name)
+            return wrongUsage(problem);
+        request.subjectAltNames.push_back(*name);
+    }
+    if (request.subject.empty() && request.subject.other.empty() && request.subjectAltNames.empty())
+        return wrongUsage("the request would name nobody: give --subject or --san");
+    request.challengePassword = options.challengePassword;
+
+    int status = exitDone;
+    auto const signer = readSigner(options.signer, &status);
+    if (!signer)
+        return status;
+    OutputFile output;
+    if (status = options.output.open(output); status != exitDone)
+        return status;
+    request.setPublicKey(*signer->key);
+    if (!request.sign(*signer->key, signer->hash))
+        return badInput(
+            "the request cannot be signed: the key is too short for the hash, or its numbers do not "
+            "belong together");
+    return options.output.write(output, "CERTIFICATE REQUEST", request);
+}
+
+Work newVerb(CommandLine commandLine) {
+    auto options = std::make_shared<Options>();
+    addSignerOptions(commandLine, options->signer, "-k,--key", "the private key, PEM or DER");
+    commandLine.text("--subject", options->subject, "\"/C=UY/O=Acme/CN=name\" or \"C=UY, O=Acme, CN=name\"")
+        .valueName("NAME");
+    commandLine
+        .texts("--san", options->alternativeNames,
+               "an alternative name to ask for, DNS:host, IP:address,\n"
+               "email:mailbox or URI:address; may be given more than once")
+        .valueName("NAME");
+    commandLine
+        .text("--challenge-password", options->challengePassword,
+              "a password for revoking, as some authorities want it; it\nstands in the request for everyone "
+              "to read")
+        .valueName("PASSWORD");
+    options->output.declare(commandLine);
+    commandLine.footer(
+        "Attributes of a subject keep the order in which they are written: C, ST, L, O, OU, CN, "
+        "serialNumber,\n"
+        "emailAddress, DC, UID and others, or a dotted object identifier. A backslash takes the next "
+        "character\n"
+        "as it is.\n\n"
+        "Examples:\n"
+        "  sealkit key new p256 -o host.key\n"
+        "  sealkit req new -k host.key --subject \"/CN=host.example\" --san DNS:host.example -o host.csr\n"
+        "  sealkit show host.csr");
+    return [options] { return makeRequest(*options); };
+}
+
+} // namespace
+
+Work setUpReq(CommandLine commandLine) {
+    static constexpr Verb verbs[] = {
+        {"new", "make a certificate request", newVerb},
+    };
+    return commandLine.verbs(verbs);
+}

@@ -1,0 +1,528 @@
+#include "io/input.h"
+#include "io/terminal.h"
+#include "objects/describe_message.h"
+#include "objects/key_file.h"
+#include "objects/message.h"
+#include "objects/pkcs12_file.h"
+#include "verbs/verb.h"
+
+#include "sealkit/pem.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cctype>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <variant>
+
+namespace {
+
+using terminal::printable;
+
+struct Options {
+    bool dump = false;
+    bool json = false;
+    bool secrets = false;
+    PasswordSource password;
+    std::string file;
+};
+
+/// A private key, or of one that stays closed its encryption alone.
+struct PrivateKeyFound {
+    std::unique_ptr<PrivateKey> key;
+    std::optional<KeyEncryption> encryption;
+};
+
+struct EcParameters {
+    std::string curve;
+};
+
+struct ResponseFound {
+    TimeStampResponse response;
+    StatusText status;
+};
+
+using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
+                            PrivateKeyFound, EcParameters, PKCS7SignedData, PKCS7EnvelopedData,
+                            TimeStampRequest, ResponseFound, Pkcs12File>;
+
+/// An object, or why there is none.
+struct Found {
+    Object object;
+    int status = exitBadInput;
+    std::string complaint;
+
+    Found(Object found = {}) : object(std::move(found)) {}
+    explicit operator bool() const { return object.index() != 0; }
+};
+
+template <typename T>
+Object parseAs(asn1::blob der) {
+    T object;
+    if (object.parse(der.data(), static_cast<unsigned>(der.size())))
+        return object;
+    return {};
+}
+
+Found readPublicKeyAs(std::string_view text) {
+    OpenedPublicKey opened = openPublicKey(text);
+    if (opened.key)
+        return Object(std::move(opened.key));
+    Found nothing;
+    nothing.complaint = opened.complaint;
+    return nothing;
+}
+
+/// `password` is null when none was given.
+Found readPrivateKeyAs(std::string_view text, Password const* password) {
+    auto encryption = findEncryption(text);
+    if (encryption && !password)
+        return Object(PrivateKeyFound{nullptr, std::move(encryption)});
+    static std::string const none;
+    OpenedKey opened = openPrivateKey(text, password ? password->text : none); // Not a copy of it.
+    if (opened.key)
+        return Object(PrivateKeyFound{std::move(opened.key), std::move(encryption)});
+    Found nothing;
+    nothing.status = opened.status;
+    nothing.complaint = opened.complaint;
+    return nothing;
+}
+
+/// The curve that is named before an EC key, which names it again (RFC 5480, section 2.1.1).
+Found readEcParameters(asn1::blob der) {
+    asn1::parser field(der);
+    constexpr unsigned tagOid = 0x06;
+    if (field.tag != tagOid)
+        return {};
+    asn1::blob const oid = field.take();
+    Curve const curve = getCurveID(oid);
+    return Object(EcParameters{curve == Curve{} ? oidStr(oid) : getCurveName(curve)});
+}
+
+template <typename Message>
+Found readAs(asn1::blob der) {
+    Message message;
+    Found found;
+    found.complaint = parseMessage(message, der);
+    if (found.complaint.empty())
+        found.object = std::move(message);
+    return found;
+}
+
+Found readMessage(MessageKind kind, asn1::blob der) {
+    Found found;
+    switch (kind) {
+    case MessageKind::signedData:
+        return readAs<PKCS7SignedData>(der);
+    case MessageKind::envelopedData:
+        return readAs<PKCS7EnvelopedData>(der);
+    case MessageKind::timeStampRequest:
+        return readAs<TimeStampRequest>(der);
+    case MessageKind::timeStampResponse: {
+        ResponseFound response;
+        found.complaint = parseMessage(response.response, der);
+        response.status = describeStatus(der);
+        if (found.complaint.empty())
+            found.object = std::move(response);
+        return found;
+    }
+    case MessageKind::otherContent:
+        found.complaint =
+            "a message of the type \"" + contentTypeName(contentTypeOf(der)) + "\", which is not shown";
+        return found;
+    case MessageKind::none:
+        found.complaint = berForm(der);
+        if (found.complaint.empty())
+            found.complaint = "no message that is known";
+        return found;
+    }
+    return found;
+}
+
+/// Opened where a password is given.
+Found readPkcs12As(asn1::blob der, Password const* password) {
+    Pkcs12File file = readPkcs12(der);
+    Found found;
+    found.complaint = file.complaint;
+    if (file.pfx && password) {
+        Opening const opening = openPkcs12(file, password->text);
+        found.status = opening.status;
+        found.complaint = opening.complaint;
+    }
+    if (found.complaint.empty())
+        found.object = std::move(file);
+    return found;
+}
+
+/// The object of one PEM block.
+Found readBlock(PemBlock const& block, Password const* password) {
+    if (std::string const form = sshForm(block.whole); !form.empty()) {
+        Found nothing;
+        nothing.complaint = form;
+        return nothing;
+    }
+    if (isPrivateKeyLabel(block.label))
+        return readPrivateKeyAs(block.whole, password);
+    if (block.label.ends_with("PUBLIC KEY"))
+        return readPublicKeyAs(block.whole);
+    std::vector<unsigned char> der;
+    if (!pemDecode(block.body, &der))
+        return {};
+    if (block.label == "EC PARAMETERS")
+        return readEcParameters(der);
+    if (block.label == "CERTIFICATE")
+        return parseAs<X509Certificate>(der);
+    if (block.label == "X509 CRL")
+        return parseAs<X509Crl>(der);
+    if (block.label == "CERTIFICATE REQUEST" ||
+        block.label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
+        return parseAs<X509Req>(der);
+    if (block.label == pkcs12Label)
+        return readPkcs12As(der, password);
+    MessageKind const kind = kindOfMessage(der); // Of time-stamps there is no usual label.
+    return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der) : Found();
+}
+
+Found readDer(std::string_view der, Password const* password) {
+    if (looksLikePkcs12(der))
+        return readPkcs12As(der, password);
+    if (MessageKind const kind = kindOfMessage(der); kind != MessageKind::none)
+        return readMessage(kind, der);
+    for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
+        if (Object object = read(der); object.index() != 0)
+            return Found(std::move(object));
+    if (Found found = readPublicKeyAs(der); found || found.complaint != noKeyThere)
+        return found;
+    Found found = readPrivateKeyAs(der, password);
+    if (found)
+        return found;
+    if (std::string const form = sshForm(der) + mailForm(der) + berForm(der); !form.empty())
+        found.complaint = form;
+    else if (found.complaint == noKeyThere)
+        found.complaint =
+            "neither PEM nor the DER of a certificate, revocation list, request, key, message or PKCS#12";
+    return found;
+}
+
+/// The library dumps names as they are; here nothing in them may end a line or steer a terminal.
+void makePrintable(std::string& text) { text = printable(text); }
+
+void makePrintable(DistinguishedName& name) {
+    for (std::string* part : {&name.country, &name.state, &name.locality, &name.organization,
+                              &name.organizationalUnit, &name.commonName, &name.serialNumber})
+        makePrintable(*part);
+}
+
+void makePrintable(GeneralName& name) {
+    if (name.type != 7) // The library prints an address as text.
+        makePrintable(name.data);
+}
+
+void makePrintable(X509Certificate& certificate) {
+    makePrintable(certificate.issuer);
+    makePrintable(certificate.subject);
+    for (auto* names : {&certificate.subjectAltNames, &certificate.crlDistributionPoints})
+        for (GeneralName& name : *names)
+            makePrintable(name);
+    makePrintable(certificate.nameConstraintPermitted);
+    makePrintable(certificate.nameConstraintExcluded);
+}
+
+void makePrintable(X509Crl& crl) { makePrintable(crl.issuer); }
+
+void makePrintable(X509Req& request) {
+    makePrintable(request.subject);
+    makePrintable(request.challengePassword);
+    for (GeneralName& name : request.subjectAltNames)
+        makePrintable(name);
+}
+
+/// In names of signers, which are kept encoded.
+void makePrintable(PKCS7SignedData& message);
+
+void makePrintable(PKCS7SignerInfo& signer) {
+    terminal::MuteDiagnostics const mute;
+    DistinguishedName issuer;
+    issuer.parse(signer.issuer);
+    makePrintable(issuer);
+    signer.issuer = issuer.serialize();
+    if (signer.counterSignature)
+        makePrintable(*signer.counterSignature);
+    if (signer.msCounterSignature)
+        makePrintable(*signer.msCounterSignature);
+}
+
+void makePrintable(PKCS7SignedData& message) {
+    for (auto const& certificate : message.certificates)
+        makePrintable(*certificate);
+    for (auto const& signer : message.signerInfos)
+        makePrintable(*signer);
+}
+
+void makePrintable(TimeStampRequest&) {}
+
+void makePrintable(TimeStampResponse& response) {
+    if (response.token)
+        makePrintable(*response.token);
+}
+
+/// Turns what the library writes on standard output into results while it lives.
+class DiagnosticsAreResults {
+public:
+    DiagnosticsAreResults() : before(std::cout.rdbuf(terminal::out().rdbuf())) {}
+    ~DiagnosticsAreResults() { std::cout.rdbuf(before); }
+    DiagnosticsAreResults(DiagnosticsAreResults const&) = delete;
+    DiagnosticsAreResults& operator=(DiagnosticsAreResults const&) = delete;
+
+private:
+    std::streambuf* before;
+};
+
+template <typename Message>
+void dumpToStandardOutput(Message& message) {
+    makePrintable(message);
+    DiagnosticsAreResults const results;
+    message.dump();
+}
+
+void dump(Object object) {
+    std::visit(
+        [](auto& value) {
+            using T = std::decay_t<decltype(value)>;
+            if constexpr (std::is_same_v<T, std::unique_ptr<PublicKey>>) {
+                value->dump(terminal::out());
+            } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
+                value.key->dump(terminal::out());
+            } else if constexpr (std::is_same_v<T, EcParameters>) {
+                // The dump of the key says which curve it is.
+            } else if constexpr (std::is_same_v<T, TimeStampRequest>) {
+                dumpToStandardOutput(value);
+            } else if constexpr (std::is_same_v<T, ResponseFound>) {
+                dumpToStandardOutput(value.response);
+            } else if constexpr (std::is_same_v<T, PKCS7EnvelopedData>) {
+                // The library has no dump of it.
+            } else if constexpr (std::is_same_v<T, Pkcs12File>) {
+                if (value.pfx->signedData)
+                    makePrintable(*value.pfx->signedData);
+                value.pfx->dump(terminal::out());
+            } else if constexpr (!std::is_same_v<T, std::monostate>) {
+                makePrintable(value);
+                value.dump(terminal::out());
+            }
+        },
+        object);
+}
+
+Description describePrivateKey(PrivateKeyFound const& found, bool withSecrets) {
+    Description result{{"object", found.encryption ? "encrypted private key" : "private key"}};
+    if (found.key)
+        result.update(describe(*found.key, withSecrets));
+    if (found.encryption)
+        result["encryption"] = describe(*found.encryption);
+    if (!found.key && found.encryption->problem.empty())
+        result["key"] = "not opened (--password-file opens it)";
+    return result;
+}
+
+Description describeObject(Object const& object, bool withSecrets) {
+    return std::visit(
+        [withSecrets](auto const& value) -> Description {
+            using T = std::decay_t<decltype(value)>;
+            if constexpr (std::is_same_v<T, std::monostate>) {
+                return {};
+            } else if constexpr (std::is_same_v<T, std::unique_ptr<PublicKey>>) {
+                Description result{{"object", "public key"}};
+                result.update(describe(*value));
+                return result;
+            } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
+                return describePrivateKey(value, withSecrets);
+            } else if constexpr (std::is_same_v<T, EcParameters>) {
+                return {{"object", "EC parameters"}, {"curve", value.curve}};
+            } else if constexpr (std::is_same_v<T, ResponseFound>) {
+                return describe(value.response, value.status);
+            } else if constexpr (std::is_same_v<T, Pkcs12File>) {
+                return describe(value, withSecrets);
+            } else {
+                return describe(value);
+            }
+        },
+        object);
+}
+
+/// "notBefore" as "not before".
+std::string inWords(std::string const& key) {
+    if (key.find('.') != std::string::npos)
+        return key;
+    std::string words;
+    for (char c : key) {
+        if (std::isupper(static_cast<unsigned char>(c)))
+            words += ' ';
+        words += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return words;
+}
+
+std::string scalarText(Description const& value) {
+    if (value.is_boolean())
+        return value.get<bool>() ? "yes" : "no";
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+/// In characters: what is longer goes on lines of its own.
+constexpr size_t longestList = 100;
+
+void printMembers(Description const& object, std::string const& indent);
+
+void printValue(Description const& value, std::string const& indent) {
+    std::ostream& out = terminal::out();
+    if (value.is_object()) {
+        out << '\n';
+        printMembers(value, indent + "  ");
+    } else if (value.is_array() && value.empty()) {
+        out << " (none)\n";
+    } else if (value.is_array() && value.front().is_object()) {
+        out << '\n';
+        for (size_t i = 0; i < value.size(); ++i) {
+            out << indent << "  " << i + 1 << ":\n";
+            printMembers(value[i], indent + "    ");
+        }
+    } else if (value.is_array()) {
+        size_t length = 0;
+        for (auto const& item : value)
+            length += scalarText(item).size();
+        bool const oneLine = value.size() == 1 || length <= longestList;
+        std::string const separator = oneLine ? ", " : "\n" + indent + "  ";
+        out << (oneLine ? " " : separator.c_str());
+        for (size_t i = 0; i < value.size(); ++i)
+            out << (i > 0 ? separator.c_str() : "") << scalarText(value[i]);
+        out << '\n';
+    } else {
+        out << ' ' << scalarText(value) << '\n';
+    }
+}
+
+void printMembers(Description const& object, std::string const& indent) {
+    for (auto const& [key, value] : object.items()) {
+        terminal::out() << indent << inWords(key);
+        // An extension: its criticality stands with its name.
+        if (value.is_object() && value.size() == 2 && value.contains("critical") && value.contains("value")) {
+            terminal::out() << (value["critical"].get<bool>() ? " (critical):" : ":");
+            printValue(value["value"], indent);
+        } else {
+            terminal::out() << ':';
+            printValue(value, indent);
+        }
+    }
+}
+
+void print(Description const& description) {
+    bool first = true;
+    for (auto const& [key, value] : description.items()) {
+        if (first) {
+            terminal::out() << scalarText(value) << '\n';
+            first = false;
+            continue;
+        }
+        printMembers({{key, value}}, "  ");
+    }
+}
+
+/// Why the library's dump of an object is not written; empty when it is.
+std::string whyNoDump(Object const& object, bool withSecrets) {
+    if (std::holds_alternative<PKCS7EnvelopedData>(object))
+        return "the library has no dump of enveloped messages: leave --dump out";
+    auto const* const found = std::get_if<PrivateKeyFound>(&object);
+    if (!found)
+        return "";
+    if (!withSecrets)
+        return "the dump of a private key shows its secrets: --secrets allows that";
+    return found->key ? "" : "the private key is encrypted: --password-file opens it";
+}
+
+bool isKeyLabel(std::string_view label) {
+    return label.ends_with("PRIVATE KEY") || label.ends_with("PUBLIC KEY");
+}
+
+int show(Options const& options) {
+    if (standardInputTwice({options.file, options.password.file}))
+        return exitWrongUsage;
+    int status = exitDone;
+    std::unique_ptr<Password> password;
+    if (options.password.isGiven()) {
+        password = readPassword(options.password, AskFor::existing, options.file, &status);
+        if (!password)
+            return status;
+        status = exitDone;
+    }
+    auto const text = readSecretInput(options.file);
+    if (!text)
+        return exitBadInput;
+    auto complain = [&](std::string const& what, int why) {
+        terminal::err() << "sealkit: " << printable(options.file) << ": " << printable(what) << std::endl;
+        status = why;
+    };
+
+    auto described = Description::array();
+    auto present = [&](Object object) {
+        if (!options.dump) {
+            Description const description = describeObject(object, options.secrets);
+            if (options.json)
+                described.push_back(description);
+            else
+                print(description);
+        } else if (std::string const why = whyNoDump(object, options.secrets); !why.empty()) {
+            complain(why, exitWrongUsage);
+        } else {
+            dump(std::move(object));
+        }
+    };
+
+    std::string_view rest = textOf(*text);
+    size_t blocks = 0;
+    while (auto const block = takeBlock(rest)) {
+        ++blocks;
+        Found found = readBlock(*block, password.get());
+        if (found)
+            present(std::move(found.object));
+        else
+            complain("block " + std::to_string(blocks) + ", \"" + std::string(block->label) + "\", " +
+                         (found.complaint.empty()
+                              ? "is malformed or of a kind that is not shown"
+                              : (isKeyLabel(block->label) ? "is a key that cannot be shown: " : "") +
+                                    found.complaint),
+                     found.status);
+    }
+    if (blocks == 0) {
+        Found found = readDer(textOf(*text), password.get());
+        if (!found) {
+            complain(found.complaint, found.status);
+            return status;
+        }
+        present(std::move(found.object));
+    }
+    if (options.json)
+        terminal::out() << described.dump(2, ' ', true) << std::endl;
+    return status;
+}
+
+} // namespace
+
+Work setUpShow(CommandLine commandLine) {
+    auto options = std::make_shared<Options>();
+    commandLine.flag("--dump", options->dump, "print the library's own dump");
+    commandLine.flag("--json", options->json, "print JSON: an array with one object for each one found");
+    commandLine.flag("--secrets", options->secrets, "show the secrets of private keys, too");
+    addPasswordOptions(commandLine, options->password, "of encrypted private keys and PKCS#12 files");
+    commandLine.text("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
+        .required();
+    commandLine.footer(
+        "Knows certificates, chains, revocation lists, certificate requests, public and private\n"
+        "keys, encrypted ones too, PKCS#12 files, signed and enveloped messages (PKCS#7, CMS), and\n"
+        "requests and responses of time-stamps. The dump of a private key needs --secrets, and\n"
+        "enveloped messages have none.\n\n"
+        "Examples:\n"
+        "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
+        "  sealkit key new rsa-2048 | sealkit show -");
+    return [options] { return show(*options); };
+}

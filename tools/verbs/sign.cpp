@@ -1,0 +1,205 @@
+#include "io/file_digest.h"
+#include "io/hex.h"
+#include "io/input.h"
+#include "io/output_file.h"
+#include "io/terminal.h"
+#include "objects/hash_names.h"
+#include "objects/key_file.h"
+#include "verbs/verb.h"
+
+#include "sealkit/signature.h"
+
+#include <kp/base64.h>
+#include <kp/text.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+struct Options {
+    std::string key;
+    std::string algorithm;
+    bool hex = false;
+    bool base64 = false;
+    PasswordSource password;
+    std::string file;
+};
+
+struct SignOptions : Options {
+    std::string output;
+    bool force = false;
+};
+
+struct CheckOptions : Options {
+    std::string signature;
+};
+
+/// What a signature is made of: of an Ed25519 key the message, of others its digest.
+struct Signed {
+    HashID hash = HashID::none; ///< None for a message.
+    SecretBytes bytes;
+
+    operator asn1::blob() const { return {bytes.data(), bytes.size()}; }
+};
+
+/// Reads the file. Complains.
+std::optional<Signed> readSigned(Options const& options, PublicKey const& key, int* status) {
+    *status = exitBadInput;
+    if (key.keyType() == KeyType::X25519) {
+        badInput(options.key + ": an X25519 key agrees on secrets, it signs nothing");
+        return std::nullopt;
+    }
+    if (key.keyType() == KeyType::Ed25519) {
+        if (!options.algorithm.empty()) {
+            *status = wrongUsage("an Ed25519 key brings its own hash: leave --algorithm out");
+            return std::nullopt;
+        }
+        auto message = readMessage(options.file);
+        return message ? std::optional(Signed{HashID::none, std::move(*message)}) : std::nullopt;
+    }
+    HashName const& name = *findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
+    if (key.keyType() == KeyType::RSA && name.id == HashID::MD4) {
+        *status = wrongUsage("an RSA key makes no signatures of md4");
+        return std::nullopt;
+    }
+    FileDigest const result = digestFile(options.file, *createHash(name.id));
+    if (result.error != 0) {
+        badInput(options.file + ": " + std::strerror(result.error));
+        return std::nullopt;
+    }
+    return Signed{name.id, SecretBytes(result.digest.begin(), result.digest.end())};
+}
+
+/// Complaints that need no file.
+bool isUsageWrong(Options const& options, std::initializer_list<std::string_view> inputs) {
+    if (!options.algorithm.empty() && !findHash(options.algorithm)) {
+        wrongUsage("\"" + options.algorithm + "\" is no hash; there are " + listHashes());
+        return true;
+    }
+    return standardInputTwice(inputs);
+}
+
+int sign(SignOptions const& options) {
+    if (isUsageWrong(options, {options.key, options.password.file, options.file}))
+        return exitWrongUsage;
+    bool const isText = options.hex || options.base64;
+    if (!isText && wouldFloodTerminal(options.output))
+        return wrongUsage("raw bytes would garble the terminal: give --hex, --base64, -o FILE or -o -");
+    int status = exitDone;
+    auto const key = readPrivateKeyOf(options.key, options.password, &status);
+    if (!key)
+        return status;
+    OutputFile output;
+    if (!output.open(options.output, 0666,
+                     options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
+        return exitBadInput;
+    auto const what = readSigned(options, *key, &status);
+    if (!what)
+        return status;
+    auto signature = what->hash == HashID::none ? signMessage(*key, HashID::none, *what)
+                                                : signHashed(*key, what->hash, *what);
+    if (signature.empty())
+        return badInput(options.key + ": the key makes no signature: its numbers do not belong together, or "
+                                      "it is too short for this hash");
+    if (isText) {
+        std::string const text =
+            (options.hex ? toHex(std::span<unsigned char const>(signature)) : kp::base64Encode(signature)) +
+            "\n";
+        signature.assign(text.begin(), text.end());
+    }
+    return output.write(signature) && output.commit() ? exitDone : exitBadInput;
+}
+
+std::optional<std::vector<unsigned char>> readSignature(CheckOptions const& options) {
+    auto text = readMessage(options.signature);
+    if (!text)
+        return std::nullopt;
+    std::vector<unsigned char> signature(text->begin(), text->end());
+    if (!options.hex && !options.base64)
+        return signature;
+    std::string digits(textOf(*text));
+    std::erase_if(digits, [](char c) { return c == '\n' || c == '\r' || c == ' ' || c == '\t'; });
+    if (options.base64) {
+        signature.resize(digits.size() / 4 * 3);
+        size_t const size = kp::base64Decode(digits, signature);
+        if (size != kp::base64Failure) {
+            signature.resize(size);
+            return signature;
+        }
+    } else if (hex2bin(digits, &signature)) {
+        return signature;
+    }
+    badInput(options.signature + ": is not " + (options.hex ? "hexadecimal" : "base64"));
+    return std::nullopt;
+}
+
+int check(CheckOptions const& options) {
+    if (isUsageWrong(options, {options.key, options.password.file, options.file, options.signature}))
+        return exitWrongUsage;
+    int status = exitDone;
+    auto const key = readPublicKeyOf(options.key, options.password, &status);
+    if (!key)
+        return status;
+    auto const signature = readSignature(options);
+    if (!signature)
+        return exitBadInput;
+    auto const what = readSigned(options, *key, &status);
+    if (!what)
+        return status;
+    std::string why;
+    bool verifies;
+    {
+        terminal::CaptureDiagnostics const diagnostics;
+        verifies = what->hash == HashID::none ? verifyMessage(*key, HashID::none, *what, *signature)
+                                              : verifyHashed(*key, what->hash, *what, *signature);
+        why = diagnostics.text();
+    }
+    terminal::out() << terminal::printable(options.file) << (verifies ? ": OK" : ": FAILED") << std::endl;
+    if (!verifies)
+        return answerNo(why.empty() ? "the signature is not of this file and key" : why);
+    return exitDone;
+}
+
+void addOptions(CommandLine& commandLine, Options& options, char const* keyHelp) {
+    commandLine.text("-k,--key", options.key, keyHelp).valueName("KEY").required();
+    commandLine.text("-a,--algorithm", options.algorithm, listHashes() + ";\nwithout it sha256")
+        .valueName("HASH");
+    addPasswordOptions(commandLine, options.password, "of an encrypted key");
+    commandLine.text("FILE", options.file, "what is signed; - is standard input").required();
+}
+
+constexpr char footer[] =
+    "Signatures are raw: RSA PKCS#1 v1.5, ECDSA in DER, or the 64 bytes of Ed25519. An Ed25519 key brings\n"
+    "its own hash and needs the whole file in memory, 256 MiB at most; for the others it may have any\n"
+    "size. MD4, MD5 and SHA-1 are for what must be read by old programs: forgers can break them.\n\n"
+    "Examples:\n"
+    "  sealkit key new p256 -o my.key\n"
+    "  sealkit key public my.key -o my.pub\n"
+    "  sealkit sign -k my.key -o passwd.sig /etc/passwd\n"
+    "  sealkit check -k my.pub --signature passwd.sig /etc/passwd";
+
+} // namespace
+
+Work setUpSign(CommandLine commandLine) {
+    auto options = std::make_shared<SignOptions>();
+    addOptions(commandLine, *options, "the private key, PEM or DER");
+    commandLine.text("-o,--output", options->output, outputHelp).valueName("SIGNATURE");
+    commandLine.flag("--force", options->force, forceHelp);
+    Parameter const hex = commandLine.flag("--hex", options->hex, "write hexadecimal, in one line");
+    commandLine.flag("--base64", options->base64, "write base64, in one line").excludes(hex);
+    commandLine.footer(footer);
+    return [options] { return sign(*options); };
+}
+
+Work setUpCheck(CommandLine commandLine) {
+    auto options = std::make_shared<CheckOptions>();
+    addOptions(commandLine, *options,
+               "the public or private key, or a certificate or request with\nit, PEM or DER");
+    commandLine.text("-s,--signature", options->signature, "the signature").valueName("FILE").required();
+    Parameter const hex = commandLine.flag("--hex", options->hex, "the signature is in hexadecimal");
+    commandLine.flag("--base64", options->base64, "the signature is in base64").excludes(hex);
+    commandLine.footer(std::string("Prints FILE: OK and ends with 0, or FILE: FAILED and ends with 1.\n\n") +
+                       footer);
+    return [options] { return check(*options); };
+}
