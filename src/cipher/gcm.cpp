@@ -1,7 +1,7 @@
 #include "sealkit/gcm.h"
 
-#include "ghash.h"
 #include "base/bytes.h"
+#include "ghash.h"
 #include "xor.h"
 
 #include <algorithm>

@@ -2,7 +2,6 @@
 
 #include "sealkit/oid.h"
 
-
 std::vector<unsigned char> signHashed(PrivateKey const& key, HashID hash, asn1::blob digest) {
     if (auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key))
         return rsa->signHashed(hash, digest);

@@ -1,7 +1,7 @@
 #include "sealkit/pkcs12.h"
 
-#include "base/utf.h"
 #include "base/secret_bytes.h"
+#include "base/utf.h"
 #include "pkcs/bmp_string.h"
 
 #include <algorithm>

@@ -63,8 +63,7 @@ public:
 private:
     using Failure = std::optional<PathExplanation>;
 
-    PathExplanation finding(PathCode code, size_t depth, std::string error,
-                            std::vector<Fact> facts) const {
+    PathExplanation finding(PathCode code, size_t depth, std::string error, std::vector<Fact> facts) const {
         return {static_cast<int>(code), std::move(error), static_cast<unsigned>(depth),
                 getDisplayName(*chain[depth]), std::move(facts)};
     }
@@ -152,9 +151,9 @@ private:
             if (entry == nullptr)
                 return std::nullopt;
             std::vector<Fact> facts = {{"serial number", str(asn1::blob(certificate.serialNumber))},
-                                           {"CRL issuer", crl->issuer.str()},
-                                           {"CRL issued", crl->thisUpdate.toString()},
-                                           {"revoked", entry->revocationDate.toString()}};
+                                       {"CRL issuer", crl->issuer.str()},
+                                       {"CRL issued", crl->thisUpdate.toString()},
+                                       {"revoked", entry->revocationDate.toString()}};
             if (std::string_view const reason = getCrlReasonText(entry->reasonCode); !reason.empty())
                 facts.push_back({"reason", std::string(reason)});
             return finding(PathCode::revoked, depth,

@@ -4,7 +4,6 @@
 #include "sealkit/keys.h"
 #include "sealkit/signature.h"
 
-
 #include <gmock/gmock.h>
 
 namespace {

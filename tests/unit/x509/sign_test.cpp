@@ -6,7 +6,6 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/signature.h"
 
-
 #include <gtest/gtest.h>
 
 #include <functional>
