@@ -74,6 +74,22 @@ std::string dotted(std::string_view digits) {
     return oidStr(asn1::blob(content));
 }
 
+TEST(AlgorithmName, NamesSupportedAndOtherAlgorithmsAndShowsTheRest) {
+    auto const nameOf = [](std::string const& dotted) {
+        Bytes const content = contentOf(dotted);
+        return getAlgorithmName(asn1::blob(content));
+    };
+    EXPECT_EQ(nameOf("1.2.840.113549.1.1.1"), "RSA");
+    EXPECT_EQ(nameOf("1.2.840.113549.1.1.10"), "RSASSA-PSS");
+    EXPECT_EQ(nameOf("1.2.840.113549.1.1.11"), "SHA256+RSA");
+    EXPECT_EQ(nameOf("2.16.840.1.101.3.4.2.1"), "SHA256");
+    EXPECT_EQ(nameOf("1.2.840.113549.2.9"), "HMAC-SHA256");
+    EXPECT_EQ(nameOf("2.16.840.1.101.3.4.2.4"), "SHA224");
+    EXPECT_EQ(nameOf("1.2.392.200011.61.1.1.1.4"), "Camellia-256-CBC");
+    EXPECT_EQ(nameOf("1.2.3.4"), "1.2.3.4");
+    EXPECT_EQ(getAlgorithmName({}), "()");
+}
+
 TEST(OidStr, ShowsDottedDecimal) {
     EXPECT_EQ(dotted("2A864886F70D010101"), "1.2.840.113549.1.1.1");
     EXPECT_EQ(dotted("550403"), "2.5.4.3");
