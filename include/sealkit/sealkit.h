@@ -6,6 +6,7 @@
 #include "sealkit/blob.h"
 #include "sealkit/block.h"
 #include "sealkit/cbc.h"
+#include "sealkit/cerm.h"
 #include "sealkit/cipher.h"
 #include "sealkit/cmac.h"
 #include "sealkit/crl.h"

@@ -169,8 +169,8 @@ bool replaceFile(std::string const& folder, std::string const& name, std::string
     return syncFolder(folder);
 }
 
-/// Writes the record to the file that `chooseName` names once no other process writes to the folder;
-/// to none when it names none.
+/// Writes the record to the file that `chooseName` names once no other process writes to the folder.
+/// Writes nothing if it names none; `errno` is then what it was set to.
 template <typename ChooseName>
 bool writeRecord(std::string const& folder, ChooseName chooseName, message const& record) {
     if (folder.empty()) {
@@ -186,11 +186,7 @@ bool writeRecord(std::string const& folder, ChooseName chooseName, message const
     if (!lock.held())
         return false;
     std::string const name = chooseName();
-    if (name.empty()) {
-        errno = ENOSPC;
-        return false;
-    }
-    return replaceFile(folder, name, *bytes);
+    return !name.empty() && replaceFile(folder, name, *bytes);
 }
 
 /// The record in that file; nothing when there is none, or no folder.
@@ -236,15 +232,33 @@ bool Store::put(int32_t id, message const& record) {
 }
 
 std::optional<int32_t> Store::add(message const& record) {
-    int32_t id = 0;
-    bool const added = writeRecord(
+    auto const place = findOrAdd(record, {});
+    return place ? std::optional(place->id) : std::nullopt;
+}
+
+std::optional<Store::Place> Store::findOrAdd(message const& record, Predicate const& isWanted) {
+    Place place = {0, false};
+    std::optional<int32_t> found;
+    place.added = writeRecord(
         folder,
         [&] {
-            id = lowestFreeId(ids());
-            return id != 0 ? recordFile(id) : std::string();
+            std::vector<int32_t> const taken = ids();
+            if (isWanted)
+                for (int32_t id : taken)
+                    if (auto const present = find(id); present && isWanted(id, *present)) {
+                        found = id;
+                        return std::string();
+                    }
+            place.id = lowestFreeId(taken);
+            if (place.id != 0)
+                return recordFile(place.id);
+            errno = ENOSPC;
+            return std::string();
         },
         record);
-    return added ? std::optional(id) : std::nullopt;
+    if (found)
+        return Place{*found, false};
+    return place.added ? std::optional(place) : std::nullopt;
 }
 
 bool Store::remove(int32_t id) {
@@ -253,6 +267,19 @@ bool Store::remove(int32_t id) {
         return false;
     }
     return unlink((folder + recordFile(id)).c_str()) == 0 && syncFolder(folder);
+}
+
+bool Store::removeIf(int32_t id, Predicate const& isWanted) {
+    auto const isThere = [&] {
+        auto const present = find(id);
+        errno = ENOENT;
+        return present && isWanted(id, *present);
+    };
+    // Taking the lock makes the folder, so a store without the record is left alone.
+    if (!isThere())
+        return false;
+    WriteLock const lock(folder);
+    return lock.held() && isThere() && remove(id);
 }
 
 std::vector<int32_t> Store::ids() const {

@@ -14,6 +14,7 @@
 //     u32 123              with bit 6, raw 143 and string array 32: its CRL is fetched
 // "cert/crl", a record for each CRL
 //     u32 12               for these uses
+#include "sealkit/cerm.h"
 #include "kp/cloud.h"
 #include "kp/file.h"
 #include "kp/root.h"
@@ -36,21 +37,38 @@ constexpr uint32_t olderDefaultTrust = 0x00022b90;
 /// The use for which the built-in roots are trusted whatever the settings say.
 constexpr uint32_t alwaysTrusted = 0x00800000;
 
-constexpr uint32_t fetchesCrl = 0x40;
+constexpr uint32_t settingsId = 0;
+
+namespace field {
+
+constexpr uint32_t certificate = 11;
+constexpr uint32_t isTrusted = 12;
+constexpr uint32_t crlUrls = 32;
+constexpr uint32_t uses = 45;
+constexpr uint32_t dnsName = 113;
+constexpr uint32_t options = 123;
+constexpr uint32_t issuedCertificate = 129;
+constexpr uint32_t issuedState = 135;
+constexpr uint32_t crl = 143;
+constexpr uint32_t name = 0xfe0010;
+
+} // namespace field
+
+constexpr uint32_t issuedStateUnusable = 2;
+constexpr uint32_t optionFetchCrl = 0x40;
 
 /// The uses for which a store of a few entries trusts the built-in roots: the default ones when every
 /// entry is a "Lets encrypt" certificate and one of them belongs to the cloud service.
 uint32_t trustByCloudScan(kp::Store const& cerm) {
     bool ofCloud = false;
     for (int32_t id : kp::Allocator(cerm)) {
-        if (id == 0 || id == -5)
+        if (id == settingsId || id == -5)
             continue;
-        kp::message const entry = cerm.get(id);
-        if (!entry.getString(0xfe0010).starts_with("Lets encrypt"))
+        CermEntry const entry = readCermEntry(id, cerm.get(id));
+        if (!entry.name.starts_with("Lets encrypt"))
             return 0;
-        std::string_view const dnsName = entry.getString(113);
         ofCloud = ofCloud || std::ranges::any_of(kp::cloudDnsSuffixes(), [&](std::string_view suffix) {
-                      return dnsName.ends_with(suffix);
+                      return entry.dnsName.ends_with(suffix);
                   });
     }
     return ofCloud ? defaultTrust : 0;
@@ -76,11 +94,13 @@ uint32_t builtInTrust(kp::message const& settings, kp::Store const& cerm) {
     return count > 4 ? 0 : trustByCloudScan(cerm);
 }
 
-/// The certificate of an entry in DER; empty when it has none to use.
+/// The certificate of an entry that counts, in DER; empty if it has none to use.
 asn1::blob certificateOf(kp::message const& entry) {
-    if (!entry.hasRaw(129))
-        return entry.getRaw(11);
-    return entry.getU32(135) == 2 ? asn1::blob() : asn1::blob(entry.getRaw(129));
+    if (!entry.hasRaw(field::issuedCertificate))
+        return entry.getRaw(field::certificate);
+    if (entry.getU32(field::issuedState) == issuedStateUnusable)
+        return {};
+    return entry.getRaw(field::issuedCertificate);
 }
 
 void appendCrl(CertificateMemoryStore& store, std::string const& path) {
@@ -90,8 +110,33 @@ void appendCrl(CertificateMemoryStore& store, std::string const& path) {
 
 } // namespace
 
+CermEntry readCermEntry(int32_t id, kp::message const& record) {
+    CermEntry entry;
+    entry.isTrusted = id != settingsId && record.getBool(field::isTrusted);
+    entry.uses = record.getU32(field::uses, CermEntry::everyUse);
+    asn1::blob const der = certificateOf(record);
+    entry.certificate.assign(der.begin(), der.end());
+    entry.name = record.getString(field::name);
+    entry.dnsName = record.getString(field::dnsName);
+    entry.fetchesCrl = (record.getU32(field::options) & optionFetchCrl) != 0 && record.hasRaw(field::crl) &&
+                       record.hasStrings(field::crlUrls);
+    return entry;
+}
+
+kp::message makeCermRecord(CermEntry const& entry) {
+    kp::message record;
+    record.setBool(field::isTrusted, entry.isTrusted);
+    record.setU32(field::uses, entry.uses);
+    record.setRaw(field::certificate, entry.certificate);
+    if (!entry.name.empty())
+        record.setString(field::name, entry.name);
+    if (!entry.dnsName.empty())
+        record.setString(field::dnsName, entry.dnsName);
+    return record;
+}
+
 bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all) {
-    kp::Store const cerm("cerm");
+    kp::Store const cerm(cermStoreName);
     kp::message const settings = kp::Store("cert/settings").get(0);
 
     if (all || ((builtInTrust(settings, cerm) | alwaysTrusted) & usage) != 0)
@@ -99,17 +144,14 @@ bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all) {
 
     std::vector<int32_t> fetchedCrls;
     for (int32_t id : kp::Allocator(cerm)) {
-        if (id == 0)
+        CermEntry const entry = readCermEntry(id, cerm.get(id));
+        if (!entry.isTrusted || (!all && (entry.uses & usage) == 0))
             continue;
-        kp::message const entry = cerm.get(id);
-        if (!entry.getBool(12) || (!all && (entry.getU32(45, 0xffffffff) & usage) == 0))
-            continue;
-        asn1::blob const der = certificateOf(entry);
         auto certificate = std::make_shared<X509Certificate>();
-        if (!certificate->parse(der.data(), static_cast<unsigned>(der.size())))
+        if (!certificate->parse(entry.certificate.data(), static_cast<unsigned>(entry.certificate.size())))
             continue;
         certs.push_back(std::move(certificate));
-        if ((entry.getU32(123) & fetchesCrl) != 0 && entry.hasRaw(143) && entry.hasStrings(32))
+        if (entry.fetchesCrl)
             fetchedCrls.push_back(id);
     }
     if (all)

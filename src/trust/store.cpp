@@ -53,7 +53,9 @@ bool CertificateMemoryStore::loadFromDir(std::string_view dir, bool withCrls,
                                          std::vector<LoadedFile>* files) {
     std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(std::string(dir).c_str()), closedir);
     if (!folder) {
-        std::cout << "[ERR] opendir: " << strerror(errno) << std::endl;
+        // Writing to a stream may change errno.
+        int const error = errno;
+        std::cout << "[ERR] opendir: " << strerror(error) << std::endl;
         return false;
     }
     while (dirent const* entry = readdir(folder.get())) {

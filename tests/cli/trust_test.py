@@ -1,7 +1,11 @@
+import fcntl
+import os
 import re
+import subprocess
+import time
 import unittest
 
-from support import CA, ProgramTest, openssl
+from support import CA, PROGRAM, ProgramTest, openssl
 
 
 class TrustTest(ProgramTest):
@@ -85,6 +89,28 @@ class TrustTest(ProgramTest):
         self.assertEqual([entry[:2] for entry in self.listed()], [("1", "0xffffffff"), ("2", "0x1"), ("3", "0x1")],
                          "once more for another use")
 
+    def test_two_processes_add_one_entry(self):
+        self.trust(0, "add", "other.pem")
+        with open(self.dir / self.home["KP_ROOT"] / "rw/store/cerm/.lock") as lock:
+            # Both stand before the lock when they are let in.
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            processes = [subprocess.Popen([*PROGRAM, "trust", "add", "root.pem"], cwd=self.dir, text=True,
+                                          env={**os.environ, **self.home}, stdout=subprocess.PIPE)
+                         for _ in range(2)]
+            time.sleep(1)
+        said = sorted(process.communicate()[0].split(":")[0] for process in processes)
+        self.assertEqual(said, ["2  added", "2  was there already"])
+        self.assertEqual([entry[0] for entry in self.listed()], ["1", "2"])
+        self.trust(0, "remove", "2")
+        self.run_verb(1, "verify", "--cerm", "0x10", "leaf.pem")
+
+    def test_remove_tells_what_is_still_trusted(self):
+        self.trust(0, "add", "root.pem")
+        self.trust(0, "add", "--usage", "0x10", "root.pem", "other.pem")
+        result = self.trust(0, "remove", "1")
+        self.assertEqual(result.err, "note: entry 2 still trusts this certificate, for usage 0x10\n")
+        self.assertEqual(self.trust(0, "remove", "2").err, "")
+
     def test_a_bad_file_adds_nothing(self):
         self.write("empty", b"")
         self.write("text", b"no certificate")
@@ -114,7 +140,7 @@ class TrustTest(ProgramTest):
         self.run_verb(0, "store", "set", "cerm", "5", "12=bool:false", f"11=raw:{der}")
         self.assertEqual(self.listed(), [])
         for entry in (0, 1, 5, -5):
-            self.assertIn(f"entry {entry} is no trusted certificate", self.trust(1, "remove", entry).err)
+            self.assertIn(f"entry {entry} is not a trusted certificate", self.trust(1, "remove", entry).err)
         self.assertEqual(self.run_verb(0, "store", "list", "cerm").out, "0\n5\n")
 
     def test_the_issued_certificate_takes_the_place_of_the_first(self):

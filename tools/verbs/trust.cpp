@@ -2,30 +2,20 @@
 #include "io/input.h"
 #include "io/number.h"
 #include "io/terminal.h"
+#include "objects/authority.h"
 #include "objects/certificates.h"
 #include "verbs/verb.h"
+
+#include "sealkit/cerm.h"
 
 #include <kp/store.h>
 
 #include <cerrno>
 #include <cstring>
-#include <map>
 #include <memory>
 #include <optional>
 
 namespace {
-
-using terminal::printable;
-
-// The certificate manager's store, and the fields of its entries.
-constexpr char const* storeName = "cerm";
-constexpr uint32_t certificateField = 11;        ///< raw: the certificate in DER.
-constexpr uint32_t trustedField = 12;            ///< bool.
-constexpr uint32_t usageField = 45;              ///< u32: the uses it is trusted for, a mask.
-constexpr uint32_t issuedCertificateField = 129; ///< raw: a certificate that takes the place of 11.
-constexpr uint32_t issuedStateField = 135;       ///< u32: the state of 129.
-constexpr uint32_t issuedStateUnusable = 2;      ///< The entry has no certificate to use, 11 or not.
-constexpr uint32_t everyUsage = 0xffffffff;
 
 struct Options {
     std::vector<std::string> files;
@@ -33,50 +23,19 @@ struct Options {
     std::optional<int32_t> id;
 };
 
-bool isTrusted(int32_t id, kp::message const& entry) {
-    // Entry 0 holds settings.
-    return id != 0 && entry.getBool(trustedField);
-}
-
-uint32_t usageOf(kp::message const& entry) { return entry.getU32(usageField, everyUsage); }
-
-asn1::blob certificateOf(kp::message const& entry) {
-    if (!entry.hasRaw(issuedCertificateField))
-        return entry.getRaw(certificateField);
-    if (entry.getU32(issuedStateField) == issuedStateUnusable)
-        return {};
-    return entry.getRaw(issuedCertificateField);
-}
-
-/// What is trusted for one mask of uses: certificates in DER, and the ids of their entries.
-using Known = std::map<std::vector<unsigned char>, int32_t>;
-
-Known trustedFor(kp::Store const& store, uint32_t usage) {
-    Known known;
-    for (int32_t id : kp::Allocator(store)) {
-        kp::message const entry = store.get(id);
-        asn1::blob const der = certificateOf(entry);
-        if (isTrusted(id, entry) && usageOf(entry) == usage)
-            known.try_emplace(std::vector<unsigned char>(der.begin(), der.end()), id);
-    }
-    return known;
-}
-
-int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_t usage, Known& known) {
-    std::vector<unsigned char> const der = certificate.serialize();
-    if (auto const found = known.find(der); found != known.end()) {
-        terminal::out() << found->second << "  was there already: " << nameFor(certificate) << '\n';
-        return exitDone;
-    }
-    kp::message entry;
-    entry.setBool(trustedField, true);
-    entry.setRaw(certificateField, der);
-    entry.setU32(usageField, usage);
-    auto const id = store.add(entry);
-    if (!id)
+int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_t usage) {
+    CermEntry entry;
+    entry.isTrusted = true;
+    entry.uses = usage;
+    entry.certificate = certificate.serialize();
+    auto const place = store.findOrAdd(makeCermRecord(entry), [&](int32_t id, kp::message const& record) {
+        CermEntry const present = readCermEntry(id, record);
+        return present.isTrusted && present.uses == usage && present.certificate == entry.certificate;
+    });
+    if (!place)
         return badInput("the store could not be written: " + std::string(std::strerror(errno)));
-    known[der] = *id;
-    terminal::out() << *id << "  added: " << nameFor(certificate) << '\n';
+    terminal::out() << place->id << (place->added ? "  added: " : "  was there already: ")
+                    << nameFor(certificate) << '\n';
     return exitDone;
 }
 
@@ -94,10 +53,9 @@ int add(kp::Store& store, Options const& options) {
             return badInput(file + ": no certificate in it; nothing was added");
         certificates.insert(certificates.end(), read.certificates.begin(), read.certificates.end());
     }
-    uint32_t const usage = options.usage.value_or(everyUsage);
-    Known known = trustedFor(store, usage);
+    uint32_t const usage = options.usage.value_or(CermEntry::everyUse);
     for (auto const& certificate : certificates)
-        if (int const status = addCertificate(store, *certificate, usage, known); status != exitDone)
+        if (int const status = addCertificate(store, *certificate, usage); status != exitDone)
             return status;
     return exitDone;
 }
@@ -105,41 +63,52 @@ int add(kp::Store& store, Options const& options) {
 int list(kp::Store& store, Options const&) {
     int status = exitDone;
     for (int32_t id : kp::Allocator(store)) {
-        auto const entry = store.find(id);
-        if (!entry) {
+        auto const record = store.find(id);
+        if (!record) {
             status = badInput("entry " + std::to_string(id) + " is damaged");
             continue;
         }
-        if (!isTrusted(id, *entry))
+        CermEntry const entry = readCermEntry(id, *record);
+        if (!entry.isTrusted)
             continue;
-        asn1::blob const der = certificateOf(*entry);
         X509Certificate certificate;
-        if (!certificate.parse(der.data(), static_cast<unsigned>(der.size()))) {
+        if (!certificate.parse(entry.certificate.data(), static_cast<unsigned>(entry.certificate.size()))) {
             status = badInput("entry " + std::to_string(id) + " is trusted and has no readable certificate");
             continue;
         }
-        terminal::out() << id << "  usage " << formatHex(usageOf(*entry)) << "  " << nameFor(certificate)
-                        << "  " << formatTime(certificate.notBefore) << " to "
-                        << formatTime(certificate.notAfter) << '\n';
+        terminal::out() << id << "  usage " << formatHex(entry.uses) << "  " << nameFor(certificate) << "  "
+                        << formatTime(certificate.notBefore) << " to " << formatTime(certificate.notAfter)
+                        << '\n';
     }
     return status;
 }
 
 int remove(kp::Store& store, Options const& options) {
-    auto const complaint = [&](std::string const& what) {
-        return "entry " + std::to_string(*options.id) + " " + what;
+    std::string const entry = "entry " + std::to_string(*options.id);
+    std::vector<unsigned char> removed;
+    auto const isTrusted = [&removed](int32_t id, kp::message const& record) {
+        CermEntry present = readCermEntry(id, record);
+        removed = std::move(present.certificate);
+        return present.isTrusted;
     };
-    if (!isTrusted(*options.id, store.get(*options.id)))
-        return answerNo(complaint("is no trusted certificate"));
-    if (!store.remove(*options.id))
-        return badInput(complaint("could not be removed: ") + std::strerror(errno));
+    if (!store.removeIf(*options.id, isTrusted)) {
+        if (errno == ENOENT)
+            return answerNo(entry + " is not a trusted certificate");
+        return badInput(entry + " could not be removed: " + std::strerror(errno));
+    }
+    for (int32_t id : kp::Allocator(store)) {
+        CermEntry const other = readCermEntry(id, store.get(id));
+        if (other.isTrusted && other.certificate == removed)
+            note("entry " + std::to_string(id) + " still trusts this certificate, for usage " +
+                 formatHex(other.uses));
+    }
     return exitDone;
 }
 
 Work onCertificateManager(std::shared_ptr<Options> const& options,
                           int (*work)(kp::Store& store, Options const& options)) {
     return [options, work] {
-        kp::Store store(storeName);
+        kp::Store store(cermStoreName);
         return store.valid() ? work(store, *options) : badInput("there is no platform root: set KP_ROOT");
     };
 }

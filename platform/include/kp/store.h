@@ -14,7 +14,7 @@
 /// the machine loses power as far as its disk keeps what it confirmed. A record is there whole or
 /// not at all: one that was cut short, altered or that never was a record counts as absent. Any
 /// number of processes may read and write a store at once: writers wait for each other, readers wait
-/// for nobody. Several changes are not joined into one: each call stands alone.
+/// for nobody. Each call stands alone: `findOrAdd` and `removeIf` are the ones that look and write in one step.
 ///
 /// A name is made of one or more parts joined by "/"; a part is made of ASCII letters, digits, "-"
 /// and "_"; a whole name has at most 255 characters. Every other name ("..", "", "/etc", one with a
@@ -27,6 +27,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -61,6 +62,23 @@ public:
     /// Puts the record under the lowest positive id that is free and returns that id. Nothing when
     /// there is no free id or when it could not be put. Two processes never get the same id.
     std::optional<int32_t> add(message const& record);
+
+    /// A question about a record of the store. It must not write to the store: the store is locked while it is asked.
+    using Predicate = std::function<bool(int32_t id, message const& record)>;
+
+    /// What `findOrAdd` found or added.
+    struct Place {
+        int32_t id;
+        bool added;
+    };
+
+    /// The record with the lowest id that `isWanted`; where there is none, adds `record` as `add` does. No other process
+    /// writes between the search and the addition. Returns nothing if the record could not be added.
+    std::optional<Place> findOrAdd(message const& record, Predicate const& isWanted);
+
+    /// Removes the record of that id if it `isWanted`, with no write of another process in between. Returns false,
+    /// with `errno` ENOENT, if there is no such record or it is not wanted; otherwise as `remove`.
+    bool removeIf(int32_t id, Predicate const& isWanted);
 
     /// Removes the record of that id. True when it is lastingly gone, false when there was none
     /// (`errno` is ENOENT) or when it could not be removed. A file that holds no readable record is

@@ -310,6 +310,67 @@ int inChild(Body body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+TEST_F(StoreTest, FindOrAddFindsTheLowestIdOrAdds) {
+    Store store("cerm");
+    for (int32_t id : {-2, 1, 3})
+        ASSERT_TRUE(store.put(id, id == 1 ? message{} : example()));
+    auto const isExample = [](int32_t, message const& record) { return record == example(); };
+    auto const isNone = [](int32_t, message const&) { return false; };
+
+    auto place = store.findOrAdd(example(), isExample);
+    ASSERT_TRUE(place);
+    EXPECT_EQ(place->id, -2);
+    EXPECT_FALSE(place->added);
+    place = store.findOrAdd(numbered(5), isNone);
+    ASSERT_TRUE(place);
+    EXPECT_EQ(place->id, 2);
+    EXPECT_TRUE(place->added);
+    EXPECT_EQ(store.get(2), numbered(5));
+    EXPECT_EQ(walk(store), (std::vector<int32_t>{-2, 1, 2, 3}));
+    EXPECT_FALSE(Store("..").findOrAdd(example(), isExample));
+}
+
+TEST_F(StoreTest, ProcessesThatFindOrAddOneRecordAddItOnce) {
+    constexpr int processes = 8, rounds = 20;
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i) {
+        pid_t const child = fork();
+        if (child == 0) {
+            for (uint32_t round = 0; round < rounds; ++round) {
+                auto const isOfRound = [&](int32_t, message const& record) {
+                    return record == numbered(round);
+                };
+                if (!Store("cerm").findOrAdd(numbered(round), isOfRound))
+                    _exit(1);
+            }
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    for (pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    EXPECT_EQ(Store("cerm").ids().size(), static_cast<size_t>(rounds));
+}
+
+TEST_F(StoreTest, RemoveIfRemovesWhatIsWantedAlone) {
+    Store store("cerm");
+    ASSERT_TRUE(store.put(1, example()));
+    auto const isExample = [](int32_t id, message const& record) { return id == 1 && record == example(); };
+    EXPECT_FALSE(store.removeIf(1, [](int32_t, message const&) { return false; }));
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_FALSE(store.removeIf(2, isExample));
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(walk(store), (std::vector<int32_t>{1}));
+    EXPECT_TRUE(store.removeIf(1, isExample));
+    EXPECT_TRUE(walk(store).empty());
+    EXPECT_FALSE(Store("missing").removeIf(1, isExample));
+    EXPECT_FALSE(std::filesystem::exists(root.path("rw/store/missing")));
+    EXPECT_FALSE(Store("..").removeIf(1, isExample));
+}
+
 TEST_F(StoreTest, PutTellsWhenTheDiskIsFull) {
     Store store("cerm");
     ASSERT_TRUE(store.put(1, example()));

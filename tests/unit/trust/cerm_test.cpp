@@ -1,6 +1,7 @@
 #include "chains.h"
 #include "kp/cloud.h"
 #include "kp/store.h"
+#include "sealkit/cerm.h"
 #include "support/temporary_root.h"
 
 #include <filesystem>
@@ -523,6 +524,54 @@ TEST_F(LoadCrlsFromCerm, LoadingTwiceAppendsTwice) {
     store.loadFromCerm(useOutsideTheDefault, false);
     store.loadFromCerm(useOutsideTheDefault, false);
     EXPECT_EQ(store.certs.size(), 2u);
+}
+
+// Entries.
+
+kp::message recordWith(std::vector<unsigned char> const& issued) {
+    kp::message record;
+    record.setRaw(11, std::vector<unsigned char>{1});
+    record.setRaw(129, issued);
+    return record;
+}
+
+TEST(CermEntryTest, ARecordIsReadAsItIsMade) {
+    CermEntry entry;
+    entry.isTrusted = true;
+    entry.uses = 0x10;
+    entry.certificate = {1, 2, 3};
+    entry.name = "name";
+    entry.dnsName = "a.example";
+    CermEntry const read = readCermEntry(1, makeCermRecord(entry));
+    EXPECT_TRUE(read.isTrusted);
+    EXPECT_EQ(read.uses, 0x10u);
+    EXPECT_EQ(read.certificate, entry.certificate);
+    EXPECT_EQ(read.name, "name");
+    EXPECT_EQ(read.dnsName, "a.example");
+    EXPECT_FALSE(read.fetchesCrl);
+}
+
+TEST(CermEntryTest, AnEmptyRecordIsNotTrusted) {
+    CermEntry const read = readCermEntry(1, {});
+    EXPECT_FALSE(read.isTrusted);
+    EXPECT_EQ(read.uses, CermEntry::everyUse);
+    EXPECT_TRUE(read.certificate.empty());
+}
+
+TEST(CermEntryTest, RecordZeroIsNotTrusted) {
+    CermEntry entry;
+    entry.isTrusted = true;
+    EXPECT_FALSE(readCermEntry(0, makeCermRecord(entry)).isTrusted);
+    EXPECT_TRUE(readCermEntry(-5, makeCermRecord(entry)).isTrusted);
+}
+
+TEST(CermEntryTest, TheIssuedCertificateCounts) {
+    kp::message record = recordWith({2});
+    EXPECT_EQ(readCermEntry(1, record).certificate, std::vector<unsigned char>{2});
+    record.setU32(135, 1);
+    EXPECT_EQ(readCermEntry(1, record).certificate, std::vector<unsigned char>{2});
+    record.setU32(135, 2);
+    EXPECT_TRUE(readCermEntry(1, record).certificate.empty());
 }
 
 } // namespace

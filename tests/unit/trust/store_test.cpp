@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <map>
 
 namespace {
@@ -93,6 +94,27 @@ TEST_F(LoadFromDir, OnlyAnUnopenableFolderIsAFailure) {
     EXPECT_FALSE(store.loadFromDir((folder / "missing").string(), true));
     EXPECT_EQ(output.text(), std::string("[ERR] opendir: ") + strerror(ENOENT) + "\n");
     EXPECT_TRUE(store.certs.empty());
+}
+
+TEST_F(LoadFromDir, TheReasonIsThatOfTheFolderAlsoWhenTheStreamChangesErrno) {
+    struct Meddler : std::streambuf {
+        std::string text;
+        std::streamsize xsputn(char const* bytes, std::streamsize count) override {
+            text.append(bytes, static_cast<size_t>(count));
+            errno = EAGAIN;
+            return count;
+        }
+        int_type overflow(int_type c) override {
+            text += static_cast<char>(c);
+            errno = EAGAIN;
+            return c;
+        }
+    } meddler;
+    std::streambuf* const before = std::cout.rdbuf(&meddler);
+    CertificateMemoryStore store;
+    EXPECT_FALSE(store.loadFromDir((folder / "missing").string(), true));
+    std::cout.rdbuf(before);
+    EXPECT_EQ(meddler.text, std::string("[ERR] opendir: ") + strerror(ENOENT) + "\n");
 }
 
 TEST_F(LoadFromDir, AFileIsNoFolder) {
