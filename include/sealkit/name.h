@@ -11,6 +11,7 @@
 
 #include "sealkit/blob.h"
 #include "sealkit/detail/export.h"
+#include "sealkit/refusal.h"
 
 #include <kp/ipaddr6.h>
 
@@ -37,6 +38,8 @@ public:
     /// are not of a string type (UTF8, Printable, T61, IA5, Universal, BMP; tag 16 is taken too) are skipped.
     /// Each unknown attribute is reported on standard output.
     bool parse(asn1::blob name);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob name, Refusal* refusal);
 
     /// Writes the Name: the known attributes that are not empty, in the order of the members, then `other`.
     std::vector<unsigned char> serialize() const;
@@ -96,6 +99,8 @@ public:
     /// long, and even then both members are set. An empty blob gives type 0 and a malformed one type 1,
     /// without data.
     bool parse(asn1::blob name);
+    /// The same, with a reason (refusal.h).
+    bool parse(asn1::blob name, Refusal* refusal);
 
     /// Writes the element.
     std::vector<unsigned char> serialize() const;

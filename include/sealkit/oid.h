@@ -20,6 +20,7 @@
 #include "sealkit/detail/export.h"
 #include "sealkit/ec.h"
 #include "sealkit/hash.h"
+#include "sealkit/refusal.h"
 
 #include <string>
 #include <vector>
@@ -106,6 +107,8 @@ struct AlgorithmIdentifier {
 /// something follows the parameters. Absent parameters read as a second copy of the OID element, and
 /// are written as one: to write none, leave `params` empty.
 SEALKIT_API bool parse(AlgorithmIdentifier& to, asn1::blob content);
+/// The same, with a reason (refusal.h).
+SEALKIT_API bool parse(AlgorithmIdentifier& to, asn1::blob content, Refusal* refusal);
 /// Writes the SEQUENCE.
 SEALKIT_API void save(AlgorithmIdentifier const& from, DerEncoder& to);
 /// The SEQUENCE's encoding.

@@ -72,6 +72,7 @@ enum class RefusalId : unsigned {
     privateKeyOutOfRange,
     publicKeyMismatch,
     inconsistentKey,
+    otherDigest,
 
     // Encryption of keys and contents.
     wrongPassword,

@@ -12,6 +12,7 @@
 
 #include "sealkit/asn1.h"
 #include "sealkit/detail/export.h"
+#include "sealkit/refusal.h"
 
 #include <compare>
 #include <cstdint>
@@ -52,6 +53,9 @@ public:
     /// becomes `noExpiration`. False, and the value unchanged, for anything else; an element of another
     /// type is not taken. Fields carry over as with `set`: the 31st of a short month is in the next one.
     bool parse(asn1::parser& from);
+
+    /// Reads `time`, the whole element with nothing behind it, in the same way. Tells why not (refusal.h).
+    bool parse(asn1::blob time, Refusal* refusal);
 
     /// "YYMMDDhhmmssZ", the text of a UTCTime, whatever the century.
     std::string toUTC() const;

@@ -1,4 +1,4 @@
-#include "asn1/tags.h"
+#include "asn1/read.h"
 #include "sealkit/asn1.h"
 #include "sealkit/oid.h"
 
@@ -48,16 +48,23 @@ std::vector<unsigned char> calcDigest(unsigned id, asn1::blob data) {
     return calcDigest(static_cast<HashID>(id), data);
 }
 
-bool parse(AlgorithmIdentifier& to, asn1::blob content) {
-    asn1::parser elements(content);
+bool detail::readAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to) {
+    Level elements(reading, content);
     if (elements.tag != tag::oid)
-        return false;
+        return refuseElement(elements, tag::oid, "algorithm");
     asn1::blob const oid = elements.take();
     // Without parameters this is the OID element again.
     asn1::blob const params = elements.takeWhole();
     to.oid.assign(oid.begin(), oid.end());
     to.params.assign(params.begin(), params.end());
-    return elements.tag == asn1::parser::endTag;
+    return finish(elements);
+}
+
+bool parse(AlgorithmIdentifier& to, asn1::blob content) { return parse(to, content, nullptr); }
+
+bool parse(AlgorithmIdentifier& to, asn1::blob content, Refusal* refusal) {
+    detail::Reading reading(content, refusal);
+    return detail::readAlgorithm(reading, content, to);
 }
 
 void save(AlgorithmIdentifier const& from, DerEncoder& to) {

@@ -95,23 +95,26 @@ bool refuseElement(Level const& level, unsigned expected, char const* field) {
         return false;
     if (level.tag == asn1::parser::errorTag)
         return refuseHeader(reading, {level.start, level.finish});
-    auto const refuse = [&] {
-        if (atEnd(level))
-            return reading.refuse(RefusalId::missingElement, level.finish, {{"expected", tagText(expected)}});
-        return reading.refuse(RefusalId::unexpectedElement, level.tlvStart,
-                              {{"expected", tagText(expected)}, {"found", tagText(level.tag)}});
-    };
+    if (atEnd(level))
+        return refuseField(reading, field, RefusalId::missingElement, level.finish,
+                           {{"expected", tagText(expected)}});
+    return refuseField(reading, field, RefusalId::unexpectedElement, level.tlvStart,
+                       {{"expected", tagText(expected)}, {"found", tagText(level.tag)}});
+}
+
+bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned char const* at,
+                 std::vector<Fact> facts) {
     if (field == nullptr)
-        return refuse();
+        return reading.refuse(id, at, std::move(facts));
     Reading::Step const step(reading, field);
-    return refuse();
+    return reading.refuse(id, at, std::move(facts));
 }
 
 bool takeInteger(Level& level, asn1::blob* content, char const* field) {
     unsigned char const* const place = level.tlvStart;
     if (!take(level, tag::integer, content, field))
         return false;
-    return !content->empty() || level.reading.refuse(RefusalId::emptyInteger, place);
+    return !content->empty() || refuseField(level.reading, field, RefusalId::emptyInteger, place);
 }
 
 bool takeUInt(Level& level, unsigned* number, char const* field) {

@@ -26,6 +26,10 @@ public:
 /// none), a malformed header, or the end. `field` names the element that was to be read; null for none. Always false.
 bool refuseElement(Level const& level, unsigned expected, char const* field = nullptr);
 
+/// Refuses what stands at `at` as the value of `field`; null for none. Always false.
+bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned char const* at,
+                 std::vector<Fact> facts = {});
+
 /// The name of a type or tag in refusals: "SEQUENCE", "[0]".
 std::string tagText(unsigned tag);
 
@@ -50,6 +54,13 @@ bool takeInteger(Level& level, asn1::blob* content, char const* field = nullptr)
 
 /// Takes an INTEGER as the number that `readUInt` makes of it.
 bool takeUInt(Level& level, unsigned* number, char const* field = nullptr);
+
+/// Goes down into the current element, which must have the tag `expected`.
+inline bool enter(Level& level, unsigned expected, char const* field = nullptr) {
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    return level.enter(expected) || refuseElement(level, asn1::parser::endTag);
+}
 
 /// Whether the level was read to its end, and without error. Refuses nothing.
 inline bool atEnd(asn1::parser const& level) { return level.tag == asn1::parser::endTag; }

@@ -1,12 +1,13 @@
-#include "asn1/name_reader.h"
+#include "sealkit/name.h"
 
 #include "asn1/oids.h"
+#include "asn1/read.h"
 #include "asn1/tags.h"
 #include "sealkit/asn1.h"
 #include "sealkit/der.h"
 #include "sealkit/oid.h"
 
-#include <iostream>
+#include <iterator>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
@@ -43,30 +44,38 @@ std::string toString(asn1::blob bytes) { return {bytes.begin(), bytes.end()}; }
 } // namespace
 
 /// Name ::= SEQUENCE OF SET OF SEQUENCE { type OBJECT IDENTIFIER, value ANY }
-bool detail::readName(asn1::blob name, DistinguishedName& to, std::ostream& notices) {
+bool detail::readName(Reading& reading, asn1::blob name, DistinguishedName& to) {
     to.other.clear();
-    asn1::parser sets(name);
-    if (!sets.enter(tag::sequence))
+    Level sets(reading, name);
+    if (!enter(sets, tag::sequence))
         return false;
-    while (sets.tag == tag::set) {
+    for (size_t number = 1; sets.tag == tag::set; number++) {
+        Reading::Step const step(reading, "attribute", number);
         asn1::blob const set = sets.take();
-        asn1::parser attribute(set);
-        if (!attribute.enter(tag::sequence) || attribute.tag != tag::oid)
-            return false;
-        asn1::blob const type = attribute.take();
-        if (attribute.tag == asn1::parser::errorTag)
+        Level attribute(reading, set);
+        asn1::blob type;
+        if (!enter(attribute, tag::sequence) || !take(attribute, tag::oid, &type, "type"))
             return false;
         if (!isStringTag(attribute.tag))
             continue;
         if (!to.setAttr(type, toString(attribute.value()))) {
-            notices << "unknown name attr: " << oidStr(type) << std::endl;
+            if (reading.isStated())
+                reading.note("unknown name attr: " + oidStr(type));
             to.other.emplace_back(set.begin(), set.end());
         }
     }
     return true;
 }
 
-bool DistinguishedName::parse(asn1::blob name) { return detail::readName(name, *this, std::cout); }
+bool DistinguishedName::parse(asn1::blob name) {
+    detail::Reading reading(name);
+    return detail::readName(reading, name, *this);
+}
+
+bool DistinguishedName::parse(asn1::blob name, Refusal* refusal) {
+    detail::Reading reading(name, refusal);
+    return detail::readName(reading, name, *this);
+}
 
 std::vector<unsigned char> DistinguishedName::serialize() const {
     DerEncoder encoder;
@@ -88,9 +97,8 @@ std::vector<unsigned char> DistinguishedName::serialize() const {
 }
 
 bool DistinguishedName::roundTrips(asn1::blob name) {
-    std::ostream silent(nullptr);
     DistinguishedName read;
-    return detail::readName(name, read, silent) && asn1::blob(read.serialize()) == name;
+    return read.parse(name, nullptr) && asn1::blob(read.serialize()) == name;
 }
 
 std::string DistinguishedName::str() const {
@@ -130,11 +138,21 @@ bool operator==(DistinguishedName const& a, DistinguishedName const& b) {
     return true;
 }
 
-bool GeneralName::parse(asn1::blob name) {
+bool detail::readGeneralName(Reading& reading, asn1::blob name, GeneralName& to) {
     asn1::parser element(name);
-    type = element.tag & 0x7F;
-    data = toString(element.take());
-    return type != ipAddress || data.size() == 4 || data.size() == 16;
+    to.type = element.tag & 0x7F;
+    to.data = toString(element.take());
+    size_t const octets = to.data.size();
+    return to.type != GeneralName::ipAddress || octets == 4 || octets == 16 ||
+           reading.refuse(RefusalId::malformedGeneralName, name,
+                          {{"expected", "an address of 4 or 16 octets"}, {"found", std::to_string(octets)}});
+}
+
+bool GeneralName::parse(asn1::blob name) { return parse(name, nullptr); }
+
+bool GeneralName::parse(asn1::blob name, Refusal* refusal) {
+    detail::Reading reading(name, refusal);
+    return detail::readGeneralName(reading, name, *this);
 }
 
 std::vector<unsigned char> GeneralName::serialize() const {

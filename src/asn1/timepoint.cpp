@@ -1,6 +1,6 @@
 #include "sealkit/timepoint.h"
 
-#include "asn1/tags.h"
+#include "asn1/read.h"
 
 #include <cstdio>
 
@@ -99,28 +99,15 @@ TimePoint fromClock(std::time_t t) {
 
 bool isDigit(unsigned char c) { return c >= '0' && c <= '9'; }
 
-} // namespace
-
-TimePoint::TimePoint(long t) : TimePoint(fromClock(t)) {}
-
-TimePoint TimePoint::now() { return fromClock(std::time(nullptr)); }
-
-void TimePoint::set(std::tm const* fields) {
-    constexpr int daysBefore[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
-    auto const [years, month] = floorDivide(fields->tm_mon, 12);
-    Year const year = lookAtYear(fields->tm_year + years);
-    int64_t const days = year.firstDay + daysBefore[month] + (year.leap && month > 1) + fields->tm_mday - 1;
-    seconds = days * secondsPerDay + fields->tm_hour * int64_t{3600} + fields->tm_min * int64_t{60} +
-              fields->tm_sec;
+bool isTime(unsigned elementTag) {
+    return elementTag == detail::tag::utcTime || elementTag == detail::tag::generalizedTime;
 }
 
-bool TimePoint::parse(asn1::parser& from) {
-    bool const generalized = from.tag == detail::tag::generalizedTime;
-    if (!generalized && from.tag != detail::tag::utcTime)
-        return false;
-    asn1::blob text = from.take();
+/// Reads the content of an element with the tag `form`.
+bool readText(unsigned form, asn1::blob text, TimePoint* to) {
+    bool const generalized = form == detail::tag::generalizedTime;
     if (generalized && text == "99991231235959Z") {
-        seconds = noExpiration;
+        to->seconds = TimePoint::noExpiration;
         return true;
     }
 
@@ -153,8 +140,53 @@ bool TimePoint::parse(asn1::parser& from) {
     fields.tm_hour = pair[3];
     fields.tm_min = pair[4];
     fields.tm_sec = pair[5];
-    set(&fields);
+    to->set(&fields);
     return true;
+}
+
+} // namespace
+
+TimePoint::TimePoint(long t) : TimePoint(fromClock(t)) {}
+
+TimePoint TimePoint::now() { return fromClock(std::time(nullptr)); }
+
+void TimePoint::set(std::tm const* fields) {
+    constexpr int daysBefore[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+    auto const [years, month] = floorDivide(fields->tm_mon, 12);
+    Year const year = lookAtYear(fields->tm_year + years);
+    int64_t const days = year.firstDay + daysBefore[month] + (year.leap && month > 1) + fields->tm_mday - 1;
+    seconds = days * secondsPerDay + fields->tm_hour * int64_t{3600} + fields->tm_min * int64_t{60} +
+              fields->tm_sec;
+}
+
+bool TimePoint::parse(asn1::parser& from) {
+    unsigned const form = from.tag;
+    return isTime(form) && readText(form, from.take(), this);
+}
+
+bool TimePoint::parse(asn1::blob time, Refusal* refusal) {
+    detail::Reading reading(time, refusal);
+    return detail::readTime(reading, time, this);
+}
+
+bool detail::readTime(Level& level, TimePoint* to, char const* field) {
+    unsigned const form = level.tag;
+    if (form == asn1::parser::endTag || form == asn1::parser::errorTag)
+        return refuseElement(level, tag::utcTime, field);
+    Reading& reading = level.reading;
+    unsigned char const* const place = level.tlvStart;
+    if (!isTime(form))
+        return refuseField(reading, field, RefusalId::malformedTime, place, {{"found", tagText(form)}});
+    asn1::blob text;
+    if (!take(level, form, &text))
+        return false;
+    return readText(form, text, to) || refuseField(reading, field, RefusalId::malformedTime, place,
+                                                   {{"found", {text.begin(), text.end()}}});
+}
+
+bool detail::readTime(Reading& reading, asn1::blob element, TimePoint* to) {
+    Level level(reading, element);
+    return readTime(level, to) && finish(level);
 }
 
 std::string TimePoint::toUTC() const {

@@ -21,7 +21,7 @@ bool Reading::refuse(RefusalId id, unsigned char const* at, std::vector<Fact> fa
         return false;
     refused = true;
     *refusal = Refusal();
-    refusal->id = id;
+    refusal->id = id == RefusalId::missingElement && input.empty() ? RefusalId::emptyInput : id;
     refusal->facts = std::move(facts);
     std::vector<Step const*> way;
     for (Step const* step = top; step != nullptr; step = step->before)

@@ -56,6 +56,8 @@ constexpr std::array rows = {
     Row{RefusalId::publicKeyMismatch, "public-key-mismatch",
         "The public key that stands beside the private key is not its own."},
     Row{RefusalId::inconsistentKey, "inconsistent-key", "The numbers of the key contradict each other."},
+    Row{RefusalId::otherDigest, "other-digest",
+        "The signature encloses a digest of another algorithm or length than is expected."},
 
     Row{RefusalId::wrongPassword, "wrong-password",
         "The password is wrong, or the encrypted data is damaged."},

@@ -75,7 +75,8 @@ bool RsaPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig
 }
 
 asn1::blob RsaPublicKey::parseHashFromDerEncoded(HashID expected, asn1::blob block) {
-    return detail::parseDigestInfo(expected, block);
+    detail::Reading reading(block);
+    return detail::readDigestInfo(reading, expected, block);
 }
 
 std::vector<unsigned char> RsaPrivateKey::signHashed(HashID hashId, asn1::blob digest) const {

@@ -3,7 +3,6 @@
 #include "sealkit/pkcs7.h"
 #include "sealkit/signature.h"
 
-#include "asn1/name_reader.h"
 #include "asn1/oids.h"
 #include "pkcs/attributes.h"
 #include "pkcs/parse.h"
@@ -225,8 +224,7 @@ bool PKCS7SignerInfo::verifyContentDigest(asn1::blob contentTypeOid, asn1::blob 
 
 void PKCS7SignerInfo::dump(std::ostream& out) const {
     DistinguishedName name;
-    std::ostream silent(nullptr);
-    detail::readName(issuer, name, silent); // What it does not know is no line of a dump.
+    name.parse(issuer, nullptr); // Unknown attributes are no line of a dump.
     out << "SignerInfo:\n"
         << "  issuer: " << name.str() << '\n'
         << "  serialNr: " << str(serialNumber) << '\n'

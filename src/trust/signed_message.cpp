@@ -5,7 +5,6 @@
 #include "sealkit/pkcs7.h"
 #include "sealkit/signature.h"
 
-#include "asn1/name_reader.h"
 #include "asn1/oids.h"
 #include "pkcs/attributes.h"
 
@@ -31,12 +30,6 @@ constexpr unsigned mostChains = 8;
 
 std::string_view viewOf(asn1::blob bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
-}
-
-/// `DistinguishedName::parse` without a remark on what is unknown.
-bool readName(asn1::blob encoding, DistinguishedName& to) {
-    std::ostream silent(nullptr);
-    return detail::readName(encoding, to, silent);
 }
 
 /// The value of a signed attribute that must stand there once, with one value (RFC 5652, sections 5.3, 11.1 and 11.2).
@@ -122,7 +115,7 @@ private:
             return found->second;
         // A store is asked by subject: it can answer for signers that are their own issuer.
         DistinguishedName name;
-        Certificate own = readName(signer.issuer, name) ? store.findCertificate(name, {}) : nullptr;
+        Certificate own = name.parse(signer.issuer, nullptr) ? store.findCertificate(name, {}) : nullptr;
         if (own && own->selfSigned && own->serialNumber == signer.serialNumber)
             return own;
         return nullptr;
@@ -228,7 +221,7 @@ bool PKCS7SignedData::verify(CertificateStore const& store, asn1::blob detachedC
         if (wrong.empty())
             continue;
         DistinguishedName issuer;
-        readName(signer->issuer, issuer);
+        issuer.parse(signer->issuer, nullptr);
         return fail(reason, "signer " + std::to_string(number) + " (serial number " +
                                 str(asn1::blob(signer->serialNumber)) + " of \"" + issuer.str() +
                                 "\"): " + wrong);

@@ -3,10 +3,8 @@
 #include "sealkit/bignum.h"
 
 #include "asn1/element.h"
-#include "asn1/name_reader.h"
 
 #include <algorithm>
-#include <ostream>
 
 namespace detail {
 
@@ -29,18 +27,16 @@ AlgorithmIdentifier signatureAlgorithmOf(PrivateKey const& key, HashID hash) {
 }
 
 std::vector<unsigned char> encodeName(DistinguishedName const& name, asn1::blob kept) {
-    std::ostream silence(nullptr);
     DistinguishedName was;
-    if (!kept.empty() && readName(kept, was, silence) && was == name && was.other == name.other)
+    if (!kept.empty() && was.parse(kept, nullptr) && was == name && was.other == name.other)
         return copyOf(kept);
     return name.serialize();
 }
 
 bool takeName(asn1::blob element, DistinguishedName* name, std::vector<unsigned char>* bytes) {
-    std::ostream silence(nullptr);
     DistinguishedName read;
     asn1::blob content;
-    if (!readOnly(element, tag::sequence, &content) || !readName(element, read, silence))
+    if (!readOnly(element, tag::sequence, &content) || !read.parse(element, nullptr))
         return false;
     *name = std::move(read);
     *bytes = copyOf(element);
