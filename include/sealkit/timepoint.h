@@ -5,7 +5,8 @@
 /// | seconds since 1970, UTC      | `TimePoint::fromSeconds`                                     |
 /// | calendar fields in UTC       | `set`                                                        |
 /// | a UTCTime or GeneralizedTime | `parse`                                                      |
-/// | the system clock             | `TimePoint(long)` and `now`, which are shifted by local time |
+/// | the system clock, UTC        | `nowUtc`                                                     |
+/// | the system clock, local time | `TimePoint(long)` and `now`, which are shifted by its zone   |
 ///
 /// Not here: time zones, leap seconds, fractions of a second, and writing GeneralizedTime.
 #pragma once
@@ -36,6 +37,9 @@ public:
 
     /// The time on the clock, read as `TimePoint(long)` reads it.
     static TimePoint now();
+
+    /// The time on the clock in UTC, in every time zone the same.
+    static TimePoint nowUtc();
 
     /// Takes UTC seconds as they are.
     static constexpr TimePoint fromSeconds(std::int64_t utcSeconds) {

@@ -150,6 +150,8 @@ TimePoint::TimePoint(long t) : TimePoint(fromClock(t)) {}
 
 TimePoint TimePoint::now() { return fromClock(std::time(nullptr)); }
 
+TimePoint TimePoint::nowUtc() { return fromSeconds(std::time(nullptr)); }
+
 void TimePoint::set(std::tm const* fields) {
     constexpr int daysBefore[] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
     auto const [years, month] = floorDivide(fields->tm_mon, 12);

@@ -1,5 +1,6 @@
 #include "sealkit/ecsrp.h"
 
+#include "sealkit/compare.h"
 #include "sealkit/hash.h"
 #include "sealkit/mschapv2.h"
 
@@ -125,12 +126,7 @@ std::vector<unsigned char> ECSRP::generateMSCHAPResponse(std::vector<unsigned ch
 }
 
 bool ECSRP::verifyReply(std::vector<unsigned char> const& reply) const {
-    if (!replyExpected || reply.size() != expectedReply.size())
-        return false;
-    unsigned difference = 0;
-    for (size_t i = 0; i < reply.size(); ++i)
-        difference |= reply[i] ^ static_cast<unsigned char>(expectedReply[i]);
-    return difference == 0;
+    return replyExpected && equalInConstantTime(reply, expectedReply);
 }
 
 std::vector<unsigned char> pwdHash(std::string const& user, std::string const& password,

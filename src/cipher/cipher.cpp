@@ -1,6 +1,7 @@
 #include "sealkit/cipher.h"
 
 #include "sealkit/cbc.h"
+#include "sealkit/compare.h"
 #include "sealkit/detail/assert.h"
 #include "sealkit/gcm.h"
 #include "sealkit/hmac.h"
@@ -140,7 +141,7 @@ unsigned CBC_MAC_MP_Cipher::decrypt(unsigned char const* in, unsigned len, unsig
     unsigned char expected[longestMac];
     mac->update(out, length);
     mac->digest(expected);
-    bool const authentic = std::memcmp(expected, out + length, macLength) == 0;
+    bool const authentic = equalInConstantTime({expected, macLength}, {out + length, macLength});
     secureMemset(expected, 0, sizeof expected);
 
     bool const padded =

@@ -1,5 +1,7 @@
 #include "sealkit/gcm.h"
 
+#include "sealkit/compare.h"
+
 #include "base/bytes.h"
 #include "ghash.h"
 #include "xor.h"
@@ -86,7 +88,7 @@ unsigned GCMCipher::decrypt(unsigned char const* in, unsigned len, unsigned char
     }
     advance(counter, ~0U);
     finish(*ghash, aadLength, length, mask, tag);
-    bool const authentic = std::memcmp(tag, in + length, tagLength) == 0;
+    bool const authentic = equalInConstantTime({tag, tagLength}, {in + length, tagLength});
     secureMemset(mask, 0, sizeof mask);
     secureMemset(tag, 0, sizeof tag);
     return authentic ? length : ~0U;

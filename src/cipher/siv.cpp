@@ -3,6 +3,7 @@
 #include "doubling.h"
 #include "sealkit/cipher.h"
 #include "sealkit/cmac.h"
+#include "sealkit/compare.h"
 #include "xor.h"
 
 #include <algorithm>
@@ -83,7 +84,7 @@ bool AESSIV::decrypt(Bytes const& input, std::vector<Bytes> const& ad, unsigned 
     ctr(key.last(key.size() / 2), input.data(), ciphertext, out);
     unsigned char v[16];
     s2v(key.first(key.size() / 2), ad, {out, ciphertext.size()}, v);
-    bool const authentic = std::memcmp(v, input.data(), sizeof v) == 0;
+    bool const authentic = equalInConstantTime(v, input.first(sizeof v));
     secureMemset(v, 0, sizeof v); // What a forger would need.
     return authentic;
 }

@@ -1,3 +1,4 @@
+#include "sealkit/compare.h"
 #include "sealkit/pbes2.h"
 #include "sealkit/pkcs8.h"
 
@@ -173,7 +174,7 @@ bool PKCS12PFX::decrypt(std::string_view password) {
             return false;
         SecretBytes const safe(saveAuthenticatedSafe());
         auto const isRight = [&](asn1::blob form) {
-            return detail::areSameMacs(detail::pkcs12Mac(hash, form, macSalt, macCount, safe), mac);
+            return equalInConstantTime(detail::pkcs12Mac(hash, form, macSalt, macCount, safe), mac);
         };
         auto const right = std::find_if(forms.begin(), forms.end(), isRight);
         if (right == forms.end())

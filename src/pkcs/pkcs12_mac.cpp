@@ -71,15 +71,6 @@ std::vector<unsigned char> detail::pkcs12Mac(HashID hash, asn1::blob password, a
     return mac;
 }
 
-bool detail::areSameMacs(asn1::blob a, asn1::blob b) {
-    if (a.size() != b.size())
-        return false;
-    unsigned difference = 0;
-    for (size_t i = 0; i < a.size(); i++)
-        difference |= a[i] ^ b[i];
-    return difference == 0;
-}
-
 bool PKCS12PFX::parseMAC(asn1::blob element) {
     Mac read;
     if (!readMacData(element, read))

@@ -15,7 +15,4 @@ inline unsigned macCount(unsigned macIterations) {
     return macIterations == 0 ? pkcs12MacIterations : macIterations;
 }
 
-/// Whether two MACs are the same, in a time that does not tell where they differ.
-bool areSameMacs(asn1::blob a, asn1::blob b);
-
 } // namespace detail

@@ -151,6 +151,20 @@ class ShowTest(ProgramTest):
             self.assertNotIn("\u202e", result.out)
             self.assertFalse([line for line in result.out.splitlines() if line.strip().startswith("issuer: <forged>")])
 
+    def test_no_two_names_look_alike(self):
+        shown = {}
+        for name, text in (("control", "a\x1b"), ("written", r"a\\x1b"), ("invisible", "a\u3164"), ("plain", "a")):
+            self.issue("alike-" + name, "root", LEAF, subject=f"/O={text}/CN=x")
+            for arguments in ([], ["--dump"], ["--json"]):
+                out = self.expect(0, "show", *arguments, f"alike-{name}.pem").out
+                self.assertNotIn("\u3164", out)
+                subject = [line for line in out.splitlines() if "subject" in line or "O=a" in line]
+                self.assertTrue(subject, out)
+                self.assertNotIn(subject, shown.setdefault(str(arguments), []))
+                shown[str(arguments)].append(subject)
+        self.assertIn(r"O=a\x1b, CN=x", str(shown["[]"][0][0]))
+        self.assertIn(r"O=a\\x1b, CN=x", str(shown["[]"][1][0]))
+
     def test_hostile_label(self):
         text = "-----BEGIN \x1b[31mEVIL\x07-----\nAAAA\n-----END X-----\n"
         self.assertNoControls(self.expect(2, "show", "-", stdin=text.encode()).err)

@@ -4,10 +4,9 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <ctime>
 #include <string_view>
 
-TimePoint currentTime() { return TimePoint::fromSeconds(std::time(nullptr)); }
+TimePoint currentTime() { return TimePoint::nowUtc(); }
 
 namespace {
 

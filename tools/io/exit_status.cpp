@@ -5,7 +5,7 @@
 namespace {
 
 ExitStatus complain(std::string const& complaint, ExitStatus status) {
-    terminal::err() << "sealkit: " << terminal::printable(complaint) << std::endl;
+    terminal::err() << "sealkit: " << printableLine(complaint) << std::endl;
     return status;
 }
 

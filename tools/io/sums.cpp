@@ -6,6 +6,7 @@
 #include "io/hex.h"
 #include "io/input_stream.h"
 #include "io/terminal.h"
+#include "sealkit/compare.h"
 
 #include <kp/text.h>
 
@@ -18,16 +19,6 @@
 namespace {
 
 using Digest = std::vector<unsigned char>;
-
-/// Whether two digests are the same, in a time that does not tell how far they agree.
-bool sameDigest(Digest const& a, Digest const& b) {
-    if (a.size() != b.size())
-        return false;
-    unsigned difference = 0;
-    for (size_t i = 0; i < a.size(); ++i)
-        difference |= static_cast<unsigned>(a[i] ^ b[i]);
-    return difference == 0;
-}
 
 // A line is about a file. Where the file's name would break the line, the line begins with a backslash and the
 // name is written with \\, \n and \r.
@@ -285,7 +276,7 @@ private:
             ++tally.unreadable;
             complainOf(sum.file, result.error);
             report(sum.file, "FAILED open or read");
-        } else if (sameDigest(result.digest, sum.digest)) {
+        } else if (equalInConstantTime(result.digest, sum.digest)) {
             ++tally.good;
             if (!options.quiet)
                 report(sum.file, "OK");

@@ -2,6 +2,8 @@
 /// control character that came from a file.
 #pragma once
 
+#include "sealkit/text.h"
+
 #include <ostream>
 #include <sstream>
 #include <streambuf>
@@ -10,13 +12,10 @@
 
 namespace terminal {
 
-/// The text with everything that could steer a terminal or deceive its reader written as \xNN:
-/// control characters (line feeds included), bytes that are not UTF-8, and the code points that
-/// reorder or hide text. What is left is safe within one line.
-std::string printable(std::string_view text);
+using ::printable;
 
-/// A stream buffer that passes whole lines on to another one, each made printable. The last line
-/// leaves when its end of line comes or the buffer is destroyed.
+/// A stream buffer that passes whole lines on to another one, each through `printableLine`: what reaches it has been
+/// escaped already where it came from a file. The last line leaves when its end of line comes or the buffer is destroyed.
 class PrintableBuffer : public std::streambuf {
 public:
     explicit PrintableBuffer(std::streambuf* target) : target(target) {}

@@ -201,7 +201,7 @@ std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& t
     return number;
 }
 
-void note(std::string const& text) { terminal::err() << "note: " << terminal::printable(text) << std::endl; }
+void note(std::string const& text) { terminal::err() << "note: " << printableLine(text) << std::endl; }
 
 bool isWritableTime(TimePoint time) {
     constexpr TimePoint first = TimePoint::fromSeconds(-631152000); // 1950-01-01

@@ -213,7 +213,7 @@ MessageVerdict judgeMessage(PKCS7SignedData const& message, asn1::blob detachedC
 
 void fail(MessageVerdict& verdict, std::string const& why) {
     if (verdict.failure.empty())
-        verdict.failure = printable(why);
+        verdict.failure = printableLine(why);
 }
 
 void applyStrictness(MessageVerdict& verdict, bool isStrict) {

@@ -62,7 +62,7 @@ bool isPrintableString(std::string_view text) {
 }
 
 /// Whether the text is UTF-8 and nothing in it deceives who reads it, in whatever terminal.
-bool isCleanUtf8(std::string_view text) { return terminal::printable(text) == text; }
+bool isCleanUtf8(std::string_view text) { return printableLine(text) == text; }
 
 /// Takes what stands before the next separator that no backslash precedes, and the separator.
 std::string takePart(std::string_view& text, char separator) {

@@ -46,7 +46,7 @@ size_t const mostSivStrings = 126;
 uint64_t const counterPeriod = uint64_t(1) << 32;
 
 void warn(std::string const& warning) {
-    terminal::err() << "sealkit: warning: " << terminal::printable(warning) << std::endl;
+    terminal::err() << "sealkit: warning: " << printableLine(warning) << std::endl;
 }
 
 /// A job whose options make sense.

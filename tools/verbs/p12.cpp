@@ -61,7 +61,7 @@ struct ImportOptions {
 };
 
 void warn(std::string const& warning) {
-    terminal::err() << "warning: " << terminal::printable(warning) << std::endl;
+    terminal::err() << "warning: " << printableLine(warning) << std::endl;
 }
 
 bool openOutput(OutputFile& output, std::string const& path, mode_t mode, bool force) {

@@ -47,7 +47,7 @@ int noRecord(Options const& options) { return answerNo("there is no " + recordNa
 
 std::string valueText(bool value) { return value ? "true" : "false"; }
 std::string valueText(uint32_t value) { return formatHex(value); }
-std::string valueText(std::string const& value) { return printable(value); }
+std::string valueText(std::string const& value) { return printableLine(value); }
 std::string valueText(message::Raw const& value) { return toHex(value); }
 
 void print(message::Field const& field) {
@@ -63,7 +63,7 @@ void print(message::Field const& field) {
                 if (value.empty())
                     terminal::out() << start << '\n';
                 for (std::string const& item : value)
-                    terminal::out() << start << ':' << printable(item) << '\n';
+                    terminal::out() << start << ':' << printableLine(item) << '\n';
             } else {
                 terminal::out() << start << ':' << valueText(value) << '\n';
             }

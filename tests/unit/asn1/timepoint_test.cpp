@@ -354,6 +354,16 @@ TEST(TimePoint, NowCarriesTheLocalZone) {
     }
 }
 
+TEST(TimePoint, NowUtcIsTheSameInEveryZone) {
+    for (char const* const name : {"UTC0", "EAST-11", "WEST3WEST,M3.5.0,M10.5.0", "no zone"}) {
+        LocalZone const zone(name);
+        std::int64_t const before = std::time(nullptr);
+        std::int64_t const now = TimePoint::nowUtc().seconds;
+        EXPECT_GE(now, before) << name;
+        EXPECT_LE(now, std::time(nullptr)) << name;
+    }
+}
+
 TEST(TimePoint, OfTheClockIsNotShiftedWhereLocalTimeHasNoAnswer) {
     LocalZone const zone("EAST-1");
     if constexpr (sizeof(long) == 8) {
