@@ -5,7 +5,7 @@
 /// | `Rng`            | the interface that everything drawing random bytes is handed      |
 /// | `getDefaultRng`  | the one process-wide instance, over the kernel's generator        |
 /// | `kernelRand`     | the Linux `getrandom` system call, continued until it is done     |
-/// | `randombytes`    | what mlkem-native calls for random bytes                          |
+/// | `randombytes`    | the default source in the form that mlkem-native asks for         |
 ///
 /// There is no generator of the library's own and no state: every byte comes from the kernel. A
 /// failing kernel generator ends the process, since there is no safe way to go on.
@@ -41,5 +41,6 @@ SEALKIT_API Rng& getDefaultRng();
 SEALKIT_API bool kernelRand(unsigned char* buf, unsigned len, bool insecure);
 
 /// The default source under the name and in the form that mlkem-native asks for: fills `out` with `len` bytes and
-/// returns 0, or 1 when that failed.
+/// returns 0, or 1 when that failed. The library itself never calls it by this name, which a program or another library
+/// may define as well.
 extern "C" SEALKIT_API int randombytes(uint8_t* out, size_t len);

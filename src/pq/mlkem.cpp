@@ -1,5 +1,6 @@
 #include "sealkit/mlkem.h"
 
+#include "sealkit/rng.h"
 #include "sealkit/wipe.h"
 
 #include "pq/mlkem_native.h"
@@ -9,10 +10,19 @@
 namespace {
 
 constexpr size_t publicKeySize = sizeof MLKEMDecap::publicKey, secretKeySize = sizeof MLKEMDecap::secretKey,
-                 ciphertextSize = 1088, seedSize = 64;
+                 ciphertextSize = 1088, seedSize = 64, messageSize = 32;
 
 /// Where the public key stands in a secret key: s ‖ public key ‖ H(public key) ‖ z (FIPS 203, algorithm 16).
 constexpr size_t publicKeyOffset = 1152;
+
+/// Random bytes of the kernel, wiped where their scope ends.
+template <size_t size>
+struct Drawn {
+    unsigned char bytes[size];
+    bool const done = getDefaultRng().fill(bytes, size);
+
+    ~Drawn() { secureMemset(bytes, 0, size); }
+};
 
 } // namespace
 
@@ -21,7 +31,10 @@ MLKEMDecap::~MLKEMDecap() {
     secureMemset(secretKey, 0, sizeof secretKey);
 }
 
-bool MLKEMDecap::generate() { return PQCP_MLKEM_NATIVE_MLKEM768_keypair(publicKey, secretKey) == 0; }
+bool MLKEMDecap::generate() {
+    Drawn<seedSize> seed;
+    return seed.done && load(seed.bytes);
+}
 
 bool MLKEMDecap::load(asn1::blob key) {
     if (key.size() == seedSize)
@@ -47,7 +60,9 @@ std::vector<unsigned char> MLKEMEncap::encap(asn1::blob publicKey) {
     if (publicKey.size() != publicKeySize || PQCP_MLKEM_NATIVE_MLKEM768_check_pk(publicKey.data()) != 0)
         return {};
     std::vector<unsigned char> ciphertext(ciphertextSize);
-    if (PQCP_MLKEM_NATIVE_MLKEM768_enc(ciphertext.data(), sharedSecret, publicKey.data()) != 0)
+    Drawn<messageSize> message;
+    if (!message.done || PQCP_MLKEM_NATIVE_MLKEM768_enc_derand(ciphertext.data(), sharedSecret,
+                                                               publicKey.data(), message.bytes) != 0)
         return {};
     return ciphertext;
 }
