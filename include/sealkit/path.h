@@ -98,7 +98,7 @@ enum class PathPurpose : unsigned {
     ocspSigning,
 };
 
-/// What a chain is asked to stand for. The views must live as long as the question.
+/// What a chain is asked to stand for. The views must live as long as the options.
 struct PathOptions {
     TimePoint now;
     std::string_view hostName;                     ///< Empty: not asked.
@@ -150,13 +150,13 @@ SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore
 
 /// The same decision, explained. Writes nothing to standard output.
 SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
-                                            PathOptions const& question);
+                                            PathOptions const& options);
 
 /// What validation of this chain leaves unchecked and other validators refuse: from the leaf up to
 /// the certificate where the chain meets the store (or its end), in the order of the chain. CRLs
-/// are looked at when `question.checkCrls` is set. An empty list for an empty chain.
+/// are looked at when `options.checkCrls` is set. An empty list for an empty chain.
 SEALKIT_API std::vector<PathWarning>
-x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathOptions const& question);
+x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options);
 
 /// What is wrong with a CRL of `issuer` at the time `now`: its signature, its dates, a limited scope
 /// (RFC 5280, section 5.2.5). Depth and subject are the issuer's, with a depth of 0.

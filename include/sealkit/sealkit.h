@@ -37,6 +37,7 @@
 #include "sealkit/refusal.h"
 #include "sealkit/req.h"
 #include "sealkit/rng.h"
+#include "sealkit/search.h"
 #include "sealkit/signature.h"
 #include "sealkit/siv.h"
 #include "sealkit/store.h"

@@ -22,21 +22,21 @@ bool matchesHostPattern(std::string_view host, std::string_view pattern) {
 
 } // namespace
 
-bool asksForIdentity(PathOptions const& question) {
-    return !question.hostName.empty() || !question.address.empty() || !question.email.empty();
+bool asksForIdentity(PathOptions const& options) {
+    return !options.hostName.empty() || !options.address.empty() || !options.email.empty();
 }
 
-bool bearsIdentity(X509Certificate const& leaf, PathOptions const& question) {
-    std::string const host = str2lower(question.hostName);
-    bool const asksAddress = !question.address.empty();
+bool bearsIdentity(X509Certificate const& leaf, PathOptions const& options) {
+    std::string const host = str2lower(options.hostName);
+    bool const asksAddress = !options.address.empty();
     auto const bears = [&](GeneralName const& name) {
         switch (name.type) {
         case dnsName:
             return matchesHostPattern(host, str2lower(name.data));
         case ipAddress:
-            return asksAddress && name.getIp() == question.address;
+            return asksAddress && name.getIp() == options.address;
         case rfc822Name:
-            return !question.email.empty() && name.data == question.email;
+            return !options.email.empty() && name.data == options.email;
         default:
             return false;
         }
@@ -45,9 +45,8 @@ bool bearsIdentity(X509Certificate const& leaf, PathOptions const& question) {
         return true;
 
     std::string const commonName = str2lower(leaf.subject.commonName);
-    return matchesHostPattern(host, commonName) ||
-           (asksAddress && commonName == question.address.str(true)) ||
-           (!question.email.empty() && commonName == question.email);
+    return matchesHostPattern(host, commonName) || (asksAddress && commonName == options.address.str(true)) ||
+           (!options.email.empty() && commonName == options.email);
 }
 
 } // namespace detail

@@ -5,12 +5,12 @@
 
 namespace detail {
 
-/// Whether the question asks for a host name, an address or an e-mail address.
-bool asksForIdentity(PathOptions const& question);
+/// Whether the options ask for a host name, an address or an e-mail address.
+bool asksForIdentity(PathOptions const& options);
 
 /// Whether the leaf bears one of the identities asked for: as a subject alternative name (RFC 6125,
 /// section 6.4; RFC 5280, section 4.2.1.6), or failing those as its common name. One that was not
 /// asked for never matches.
-bool bearsIdentity(X509Certificate const& leaf, PathOptions const& question);
+bool bearsIdentity(X509Certificate const& leaf, PathOptions const& options);
 
 } // namespace detail

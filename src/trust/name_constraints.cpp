@@ -39,6 +39,8 @@ void NameConstraints::add(X509Certificate const& certificate, size_t depth) {
 }
 
 std::optional<NameViolation> NameConstraints::findViolation(X509Certificate const& certificate) const {
+    if (firstPermitted.empty() && excludedDnsNames.empty())
+        return std::nullopt;
     for (GeneralName const& name : certificate.subjectAltNames) {
         bool const isDns = name.type == dnsName;
         if (isDns && excludedDnsSuffixes.hasEndOf(name.data)) {

@@ -6,7 +6,7 @@
 #include "trust/general_name.h"
 #include "trust/identity.h"
 #include "trust/name_constraints.h"
-#include "trust/revocation.h"
+#include "trust/validation.h"
 
 #include <iostream>
 #include <optional>
@@ -44,12 +44,12 @@ std::string showKeyAlgorithm(asn1::blob keyInfo) {
 class Validation {
 public:
     Validation(CertificateChain const& certificates, CertificateStore const& trusted,
-               PathOptions const& asked)
-        : chain(certificates), store(trusted), question(asked) {}
+               PathOptions const& asked, detail::PathChecks& shared, detail::Texts wanted)
+        : chain(certificates), store(trusted), options(asked), checks(shared), texts(wanted) {}
 
-    PathExplanation run() {
+    detail::PathFinding run() {
         if (chain.empty())
-            return PathExplanation{static_cast<int>(PathCode::emptyChain), {}, 0, {}, {}};
+            return {PathExplanation{static_cast<int>(PathCode::emptyChain), {}, 0, {}, {}}, false};
         auto failure = checkIdentity();
         if (!failure)
             failure = checkNameConstraints();
@@ -57,50 +57,61 @@ public:
             failure = walkToAnchor();
         if (!failure)
             failure = checkSignatures();
-        return failure ? std::move(*failure) : finding(PathCode::valid, anchorDepth, {}, {});
+        if (!failure)
+            failure = finding(PathCode::valid, anchorDepth, [](PathExplanation&) {});
+        return {std::move(*failure), isUndecided};
     }
 
 private:
     using Failure = std::optional<PathExplanation>;
 
-    PathExplanation finding(PathCode code, size_t depth, std::string error, std::vector<Fact> facts) const {
-        return {static_cast<int>(code), std::move(error), static_cast<unsigned>(depth),
-                getDisplayName(*chain[depth]), std::move(facts)};
+    /// `explain` fills in text and facts where they are wanted: a chain of many names has long ones.
+    template <typename Explain>
+    PathExplanation finding(PathCode code, size_t depth, Explain const& explain) const {
+        PathExplanation result;
+        result.code = static_cast<int>(code);
+        result.depth = static_cast<unsigned>(depth);
+        if (texts == detail::Texts::wanted) {
+            result.subject = getDisplayName(*chain[depth]);
+            explain(result);
+        }
+        return result;
     }
 
     Failure checkIdentity() const {
         X509Certificate const& leaf = *chain[0];
-        if (!detail::asksForIdentity(question) || detail::bearsIdentity(leaf, question))
+        if (!detail::asksForIdentity(options) || detail::bearsIdentity(leaf, options))
             return std::nullopt;
-        std::vector<Fact> facts;
-        if (!question.hostName.empty())
-            facts.push_back({"host asked for", std::string(question.hostName)});
-        if (!question.address.empty())
-            facts.push_back({"address asked for", question.address.str(true)});
-        if (!question.email.empty())
-            facts.push_back({"e-mail asked for", std::string(question.email)});
-        for (GeneralName const& name : leaf.subjectAltNames)
-            facts.push_back({"name found", detail::show(name)});
-        if (!leaf.subject.commonName.empty())
-            facts.push_back({"common name found", leaf.subject.commonName});
-        return finding(PathCode::identityMismatch, 0,
-                       "name verification failed for: \"" + getDisplayName(leaf) + "\"", std::move(facts));
+        return finding(PathCode::identityMismatch, 0, [&](PathExplanation& result) {
+            result.error = "name verification failed for: \"" + result.subject + "\"";
+            std::vector<Fact>& facts = result.facts;
+            if (!options.hostName.empty())
+                facts.push_back({"host asked for", std::string(options.hostName)});
+            if (!options.address.empty())
+                facts.push_back({"address asked for", options.address.str(true)});
+            if (!options.email.empty())
+                facts.push_back({"e-mail asked for", std::string(options.email)});
+            for (GeneralName const& name : leaf.subjectAltNames)
+                facts.push_back({"name found", detail::show(name)});
+            if (!leaf.subject.commonName.empty())
+                facts.push_back({"common name found", leaf.subject.commonName});
+        });
     }
 
     Failure checkNameConstraints() const {
         detail::NameConstraints constraints;
         for (size_t depth = chain.size(); depth-- > 0;) {
-            if (auto violation = constraints.findViolation(*chain[depth])) {
-                char const* const kind = violation->excluded ? "excluded" : "permitted";
-                std::string const name = detail::show(*violation->name);
-                std::string const subtree = detail::show(*violation->constraint.name);
-                std::string error = "name constraint ";
-                error.append(kind).append(": ").append(subtree).append(" not satisfied for: ").append(name);
-                return finding(PathCode::nameConstraintViolated, depth, std::move(error),
-                               {{"name", name},
-                                {kind, subtree},
-                                {"constrained by", getDisplayName(*chain[violation->constraint.depth])}});
-            }
+            if (auto violation = constraints.findViolation(*chain[depth]))
+                return finding(PathCode::nameConstraintViolated, depth, [&](PathExplanation& result) {
+                    char const* const kind = violation->excluded ? "excluded" : "permitted";
+                    std::string const name = detail::show(*violation->name);
+                    std::string const subtree = detail::show(*violation->constraint.name);
+                    result.error.append("name constraint ").append(kind).append(": ").append(subtree);
+                    result.error.append(" not satisfied for: ").append(name);
+                    result.facts = {{"name", name},
+                                    {kind, subtree},
+                                    {"constrained by", getDisplayName(*chain[violation->constraint.depth])}};
+                });
             constraints.add(*chain[depth], depth);
         }
         return std::nullopt;
@@ -110,11 +121,12 @@ private:
         for (size_t depth = 0; depth < chain.size(); ++depth) {
             X509Certificate const& certificate = *chain[depth];
             if (depth > 0 && certificate.basicConstraints != 1)
-                return finding(PathCode::notCa, depth, {},
-                               {{"basic constraints", showBasicConstraints(certificate)}});
+                return finding(PathCode::notCa, depth, [&](PathExplanation& result) {
+                    result.facts = {{"basic constraints", showBasicConstraints(certificate)}};
+                });
             if (auto failure = checkDates(depth))
                 return failure;
-            if (question.checkCrls) {
+            if (options.checkCrls) {
                 if (auto failure = checkRevocation(depth))
                     return failure;
             }
@@ -123,53 +135,56 @@ private:
             if (anchor)
                 return std::nullopt;
         }
-        X509Certificate const& last = *chain.back();
-        return finding(PathCode::noAnchor, chain.size() - 1, {},
-                       {{"issuer", last.issuer.str()},
-                        {"authority key identifier", str(asn1::blob(last.authorityKeyId))}});
+        return finding(PathCode::noAnchor, chain.size() - 1, [&](PathExplanation& result) {
+            X509Certificate const& last = *chain.back();
+            result.facts = {{"issuer", last.issuer.str()},
+                            {"authority key identifier", str(asn1::blob(last.authorityKeyId))}};
+        });
     }
 
     Failure checkDates(size_t depth) const {
         X509Certificate const& certificate = *chain[depth];
-        bool const isEarly = certificate.notBefore > question.now;
-        if (!isEarly && certificate.notAfter >= question.now)
+        bool const isEarly = certificate.notBefore > options.now;
+        if (!isEarly && certificate.notAfter >= options.now)
             return std::nullopt;
-        std::string const now = question.now.toString();
-        std::string const bound = (isEarly ? certificate.notBefore : certificate.notAfter).toString();
-        return finding(isEarly ? PathCode::notYetValid : PathCode::expired, depth,
-                       (isEarly ? "cert not valid (before: " + bound + " > now: "
-                                : "cert not valid (after: " + bound + " < now: ") +
-                           now + ") - \"" + getDisplayName(certificate) + "\"",
-                       {{"now", now}, {isEarly ? "notBefore" : "notAfter", bound}});
+        return finding(
+            isEarly ? PathCode::notYetValid : PathCode::expired, depth, [&](PathExplanation& result) {
+                std::string const now = options.now.toString();
+                std::string const bound = (isEarly ? certificate.notBefore : certificate.notAfter).toString();
+                result.error = (isEarly ? "cert not valid (before: " + bound + " > now: "
+                                        : "cert not valid (after: " + bound + " < now: ") +
+                               now + ") - \"" + result.subject + "\"";
+                result.facts = {{"now", now}, {isEarly ? "notBefore" : "notAfter", bound}};
+            });
     }
 
     Failure checkRevocation(size_t depth) {
         X509Certificate const& certificate = *chain[depth];
-        auto const crl = store.findCrl(certificate);
-        if (crl) {
-            RevokedCertificate const* entry = revocations.find(crl, certificate.serialNumber);
+        if (auto const crl = store.findCrl(certificate)) {
+            RevokedCertificate const* entry = checks.revocations.find(crl, certificate.serialNumber);
             if (entry == nullptr)
                 return std::nullopt;
-            std::vector<Fact> facts = {{"serial number", str(asn1::blob(certificate.serialNumber))},
-                                       {"CRL issuer", crl->issuer.str()},
-                                       {"CRL issued", crl->thisUpdate.toString()},
-                                       {"revoked", entry->revocationDate.toString()}};
-            if (std::string_view const reason = getCrlReasonText(entry->reasonCode); !reason.empty())
-                facts.push_back({"reason", std::string(reason)});
-            return finding(PathCode::revoked, depth,
-                           "cert is revoked by crl - \"" + getDisplayName(certificate) + "\"",
-                           std::move(facts));
+            return finding(PathCode::revoked, depth, [&](PathExplanation& result) {
+                result.error = "cert is revoked by crl - \"" + result.subject + "\"";
+                result.facts = {{"serial number", str(asn1::blob(certificate.serialNumber))},
+                                {"CRL issuer", crl->issuer.str()},
+                                {"CRL issued", crl->thisUpdate.toString()},
+                                {"revoked", entry->revocationDate.toString()}};
+                if (std::string_view const reason = getCrlReasonText(entry->reasonCode); !reason.empty())
+                    result.facts.push_back({"reason", std::string(reason)});
+            });
         }
         if (certificate.crlDistributionPoints.empty())
             return std::nullopt;
-        std::vector<Fact> facts = {{"issuer", certificate.issuer.str()}};
-        for (GeneralName const& point : certificate.crlDistributionPoints)
-            facts.push_back({"distribution point", detail::show(point)});
-        return finding(PathCode::crlMissing, depth,
-                       "crl not found for: \"" + getDisplayName(certificate) + "\"", std::move(facts));
+        return finding(PathCode::crlMissing, depth, [&](PathExplanation& result) {
+            result.error = "crl not found for: \"" + result.subject + "\"";
+            result.facts = {{"issuer", certificate.issuer.str()}};
+            for (GeneralName const& point : certificate.crlDistributionPoints)
+                result.facts.push_back({"distribution point", detail::show(point)});
+        });
     }
 
-    Failure checkSignatures() const {
+    Failure checkSignatures() {
         // A chain of one is a self-signed leaf, whose signature is checked with the store's copy.
         if (anchorDepth == 0)
             return checkSignature(0, *anchor);
@@ -181,27 +196,37 @@ private:
         return std::nullopt;
     }
 
-    Failure checkSignature(size_t depth, X509Certificate const& issuer) const {
-        PathRes result;
-        if (verifySignature(chain[depth].get(), issuer.subjectPublicKeyInfo, &result))
+    Failure checkSignature(size_t depth, X509Certificate const& issuer) {
+        auto const code = checks.signatures.check(*chain[depth], issuer.subjectPublicKeyInfo);
+        if (code == PathCode::valid)
             return std::nullopt;
-        // The text names the leaf, whichever certificate failed.
-        return finding(static_cast<PathCode>(result.code), depth,
-                       "cert signature is invalid for: \"" + getDisplayName(*chain[0]) + "\"",
-                       {{"signature algorithm", oid2name(chain[depth]->signatureAlgorithm.oid)},
-                        {"issuer's key", showKeyAlgorithm(issuer.subjectPublicKeyInfo)},
-                        {"issuer", getDisplayName(issuer)}});
+        isUndecided = !code;
+        return finding(code.value_or(PathCode::noAnchor), depth, [&](PathExplanation& result) {
+            // The text names the leaf, whichever certificate failed.
+            if (code)
+                result.error = "cert signature is invalid for: \"" + getDisplayName(*chain[0]) + "\"";
+            result.facts = {{"signature algorithm", oid2name(chain[depth]->signatureAlgorithm.oid)},
+                            {"issuer's key", showKeyAlgorithm(issuer.subjectPublicKeyInfo)},
+                            {"issuer", getDisplayName(issuer)}};
+        });
     }
 
     CertificateChain const& chain;
     CertificateStore const& store;
-    PathOptions const& question;
-    detail::Revocations revocations;
+    PathOptions const& options;
+    detail::PathChecks& checks;
+    detail::Texts texts;
     std::shared_ptr<X509Certificate> anchor; ///< Where the walk ended.
     size_t anchorDepth = 0;
+    bool isUndecided = false;
 };
 
 } // namespace
+
+detail::PathFinding detail::validate(CertificateChain const& chain, CertificateStore const& store,
+                                     PathOptions const& options, PathChecks& checks, Texts texts) {
+    return Validation(chain, store, options, checks, texts).run();
+}
 
 std::shared_ptr<X509Certificate> detail::findAnchor(CertificateChain const& chain,
                                                     CertificateStore const& store, size_t index) {
@@ -224,20 +249,23 @@ std::string getDisplayName(X509Certificate const& certificate) {
 }
 
 PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
-                                PathOptions const& question) {
-    return Validation(chain, store, question).run();
+                                PathOptions const& options) {
+    detail::PathChecks checks(detail::Diagnostics::silent);
+    return detail::validate(chain, store, options, checks, detail::Texts::wanted).explanation;
 }
 
 int x509ValidatePath(CertificateChain const& chain, CertificateStore const& store, TimePoint now,
                      std::string_view hostName, IPAddr6 const& address, std::string_view email,
                      bool checkCrls, std::string* error) {
-    PathOptions question;
-    question.now = now;
-    question.hostName = hostName;
-    question.address = address;
-    question.email = email;
-    question.checkCrls = checkCrls;
-    PathExplanation explanation = x509ExplainPath(chain, store, question);
+    PathOptions options;
+    options.now = now;
+    options.hostName = hostName;
+    options.address = address;
+    options.email = email;
+    options.checkCrls = checkCrls;
+    detail::PathChecks checks(detail::Diagnostics::stated);
+    PathExplanation explanation =
+        detail::validate(chain, store, options, checks, detail::Texts::wanted).explanation;
 
     if (explanation.code == static_cast<int>(PathCode::crlMissing)) {
         for (auto const& certificate : chain) {

@@ -5,6 +5,7 @@
 #include "sealkit/path.h"
 #include "sealkit/pkcs8.h"
 #include "trust/anchor.h"
+#include "trust/validation.h"
 
 #include <algorithm>
 #include <optional>
@@ -14,6 +15,7 @@
 namespace {
 
 namespace oid = detail::oid;
+using detail::SignatureChecks;
 
 /// The extension with this identifier in the certificate or CRL; nothing when it is absent.
 template <typename Object>
@@ -62,10 +64,10 @@ Purpose const* findPurpose(PathPurpose id) {
 }
 
 /// The purpose asked for; null when any will do.
-Purpose const* askedPurpose(PathOptions const& question) {
-    if (question.purpose != PathPurpose::byIdentity)
-        return findPurpose(question.purpose);
-    bool const asksForHost = !question.hostName.empty() || !question.address.empty();
+Purpose const* askedPurpose(PathOptions const& options) {
+    if (options.purpose != PathPurpose::byIdentity)
+        return findPurpose(options.purpose);
+    bool const asksForHost = !options.hostName.empty() || !options.address.empty();
     return asksForHost ? findPurpose(PathPurpose::tlsServer) : nullptr;
 }
 
@@ -94,8 +96,8 @@ struct Reporter {
     }
 };
 
-void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathOptions const& question) {
-    Purpose const* const asked = askedPurpose(question);
+void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathOptions const& options) {
+    Purpose const* const asked = askedPurpose(options);
     auto const extension = findExtension(leaf, oid::extKeyUsage);
     if (asked == nullptr || !extension)
         return;
@@ -123,22 +125,24 @@ void checkPolicies(Reporter const& report, X509Certificate const& certificate) {
 /// 65537, the exponent that is common today; smaller ones have made forgeries easy.
 constexpr unsigned char commonRsaExponent[] = {0x01, 0x00, 0x01};
 
-void checkExponent(Reporter const& report, X509Certificate const& certificate) {
-    auto const key = certificate.parsePublicKey();
-    auto const* const rsaKey = key ? dynamic_cast<RsaPublicKey const*>(key.get()) : nullptr;
+void checkExponent(Reporter const& report, X509Certificate const& certificate, SignatureChecks& signatures) {
+    auto const* const rsaKey =
+        dynamic_cast<RsaPublicKey const*>(signatures.parseKey(certificate.subjectPublicKeyInfo));
     if (rsaKey != nullptr && rsaKey->e < BigNum(asn1::blob(commonRsaExponent)))
         report(PathWarningId::smallRsaExponent, {{"public exponent", rsaKey->e.str()}});
 }
 
-void checkCrl(Reporter const& report, X509Crl const& crl, X509Certificate const* issuer, TimePoint now) {
+void checkCrl(Reporter const& report, X509Crl const& crl, X509Certificate const* issuer, TimePoint now,
+              SignatureChecks& signatures) {
     Fact const issued = {"CRL issued", crl.thisUpdate.toString()};
     Fact const byWhom = {"CRL issuer", crl.issuer.str()};
-    PathRes result;
-    if (issuer == nullptr)
+    if (issuer == nullptr) {
         report(PathWarningId::crlSignature, {byWhom, issued, {"issuer's certificate", "not found"}});
-    else if (!verifySignature(&crl, issuer->subjectPublicKeyInfo, &result))
-        report(PathWarningId::crlSignature,
-               {byWhom, issued, {"verification", findPathCode(result.code)->name}});
+    } else if (auto const code = signatures.check(crl, issuer->subjectPublicKeyInfo);
+               code != PathCode::valid) {
+        char const* const result = code ? findPathCode(static_cast<int>(*code))->name : "limit reached";
+        report(PathWarningId::crlSignature, {byWhom, issued, {"verification", result}});
+    }
     if (issuer != nullptr && forbids(*issuer, KeyUsage::crlSign))
         report(PathWarningId::crlIssuerNoCrlSign, {byWhom, issued});
     if (crl.thisUpdate > now)
@@ -186,21 +190,28 @@ private:
 
 std::vector<PathWarning> x509CrlWarnings(X509Crl const& crl, X509Certificate const& issuer, TimePoint now) {
     std::vector<PathWarning> warnings;
-    checkCrl(Reporter{warnings, issuer, 0}, crl, &issuer, now);
+    SignatureChecks signatures(detail::Diagnostics::silent);
+    checkCrl(Reporter{warnings, issuer, 0}, crl, &issuer, now, signatures);
     return warnings;
 }
 
 std::vector<PathWarning> x509PathWarnings(CertificateChain const& chain, CertificateStore const& store,
-                                          PathOptions const& question) {
+                                          PathOptions const& options) {
+    detail::PathChecks checks(detail::Diagnostics::silent);
+    return detail::findWarnings(chain, store, options, checks);
+}
+
+std::vector<PathWarning> detail::findWarnings(CertificateChain const& chain, CertificateStore const& store,
+                                              PathOptions const& options, PathChecks& checks) {
     std::vector<PathWarning> warnings;
     Path const path(chain, store);
-    unsigned intermediates = 0; // Below the certificate at hand, self-issued ones not counted.
+    unsigned intermediates = 0; // Below the certificate; self-issued ones do not count.
     std::set<std::shared_ptr<X509Crl>> seenCrls;
     for (size_t depth = 0; depth < path.size(); ++depth) {
         X509Certificate const& certificate = *chain[depth];
         Reporter const report{warnings, certificate, static_cast<unsigned>(depth)};
         if (depth == 0) {
-            checkPurpose(report, certificate, question);
+            checkPurpose(report, certificate, options);
         } else {
             // RFC 5280, section 6.1.4, items (l) to (n).
             if (auto const limit = getPathLength(certificate); limit && intermediates > *limit)
@@ -214,11 +225,11 @@ std::vector<PathWarning> x509PathWarnings(CertificateChain const& chain, Certifi
         if (depth + 1 < path.size() && certificate.issuerBytes() != chain[depth + 1]->subjectBytes())
             report(PathWarningId::namesDoNotLink, {{"issuer named", certificate.issuer.str()},
                                                    {"subject above", chain[depth + 1]->subject.str()}});
-        checkExponent(report, path[depth]);
+        checkExponent(report, path[depth], checks.signatures);
         checkPolicies(report, certificate);
-        if (auto const crl = question.checkCrls ? store.findCrl(certificate) : nullptr) {
+        if (auto const crl = options.checkCrls ? store.findCrl(certificate) : nullptr) {
             if (seenCrls.insert(crl).second)
-                checkCrl(report, *crl, path.issuerOf(depth).get(), question.now);
+                checkCrl(report, *crl, path.issuerOf(depth).get(), options.now, checks.signatures);
         }
     }
     return warnings;

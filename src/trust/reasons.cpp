@@ -1,4 +1,5 @@
 #include "sealkit/path.h"
+#include "sealkit/search.h"
 
 #include <array>
 #include <cstddef>
@@ -53,6 +54,31 @@ constexpr std::array warnings = {
                               "The CRL covers only some of the issuer's certificates or reasons."},
 };
 
+constexpr std::array limits = {
+    ReasonText<SearchLimit>{
+        SearchLimit::work, "work",
+        "The search for a chain ended: the signatures to verify are too many or too long."},
+    ReasonText<SearchLimit>{SearchLimit::chains, "chains",
+                            "The search for a chain ended: too many chains lead upward from the leaf."},
+    ReasonText<SearchLimit>{SearchLimit::steps, "steps",
+                            "The search for a chain ended: too many certificates lead upward from the leaf."},
+};
+
+constexpr std::array statuses = {
+    ReasonText<CrlStatus>{CrlStatus::verified, "verified",
+                          "A trusted certificate or one of the chain signed the CRL."},
+    ReasonText<CrlStatus>{CrlStatus::otherIssuer, "other-issuer",
+                          "Neither a trusted certificate nor one of the chain signed the CRL."},
+    ReasonText<CrlStatus>{
+        CrlStatus::badSignature, "bad-signature",
+        "The signature of the CRL does not verify with the key of any certificate of its issuer."},
+    ReasonText<CrlStatus>{CrlStatus::unknownIssuer, "unknown-issuer",
+                          "No certificate of the CRL's issuer is available."},
+    ReasonText<CrlStatus>{
+        CrlStatus::unchecked, "unchecked",
+        "The signature of the CRL was not verified: the search for a chain reached its limit."},
+};
+
 } // namespace
 
 std::span<ReasonText<PathCode> const> pathCodes() { return codes; }
@@ -64,3 +90,12 @@ ReasonText<PathCode> const* findPathCode(int code) {
 }
 
 ReasonText<PathWarningId> const& getReasonText(PathWarningId id) { return warnings[static_cast<size_t>(id)]; }
+
+std::span<ReasonText<SearchLimit> const> searchLimits() { return limits; }
+std::span<ReasonText<CrlStatus> const> crlStatuses() { return statuses; }
+
+ReasonText<SearchLimit> const& getReasonText(SearchLimit limit) {
+    return limits[static_cast<size_t>(limit) - 1];
+}
+
+ReasonText<CrlStatus> const& getReasonText(CrlStatus status) { return statuses[static_cast<size_t>(status)]; }

@@ -1,0 +1,479 @@
+#include "sealkit/search.h"
+
+#include "trust/identity.h"
+#include "trust/validation.h"
+
+#include <algorithm>
+#include <deque>
+#include <functional>
+#include <map>
+#include <set>
+#include <tuple>
+#include <utility>
+
+namespace {
+
+constexpr unsigned namesCheckedPerUnit = 4096;
+
+std::string_view viewOf(asn1::blob bytes) {
+    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
+}
+
+bool isCopy(X509Certificate const& a, X509Certificate const& b) {
+    return &a == &b || (!a.tbs.empty() && a.tbs == b.tbs && a.signature == b.signature);
+}
+
+/// The order of `operator==`, so that finding a name takes no longer as the pool grows.
+struct ByName {
+    static auto fieldsOf(DistinguishedName const& name) {
+        return std::tie(name.country, name.state, name.locality, name.organization, name.organizationalUnit,
+                        name.commonName, name.serialNumber);
+    }
+    bool operator()(DistinguishedName const* a, DistinguishedName const* b) const {
+        return fieldsOf(*a) < fieldsOf(*b);
+    }
+};
+
+/// A certificate of the pool, one of several copies.
+struct Member {
+    std::shared_ptr<X509Certificate> certificate;
+    size_t number; ///< In the order of coming.
+    bool isTrusted;
+    bool isInChain = false;
+    bool wasStoreAsked = false;    ///< For its issuers.
+    bool wereNamesChecked = false; ///< In any search.
+};
+
+struct Revocation {
+    std::shared_ptr<X509Crl> crl;
+    asn1::blob issuer; ///< Its bytes.
+};
+
+/// Whether a chain is extended by issuers whose key verifies the signature alone.
+enum class Links : bool { verified, any };
+
+bool fitsKeyId(asn1::blob authorityKeyId, asn1::blob subjectKeyId) {
+    return authorityKeyId.empty() || authorityKeyId == subjectKeyId;
+}
+
+} // namespace
+
+class PathSearch::Pool {
+public:
+    Pool(CertificateStore const& trusted, PathSearchOptions const& bounds)
+        : store(trusted), limits(bounds), checks(detail::Diagnostics::silent) {
+        auto const* const listed = dynamic_cast<CertificateMemoryStore const*>(&trusted);
+        isListed = listed != nullptr;
+        if (!isListed)
+            return;
+        for (auto const& certificate : listed->certs)
+            add(certificate, true);
+        for (auto const& crl : listed->crls)
+            add(crl);
+    }
+
+    Member& add(std::shared_ptr<X509Certificate> const& certificate, bool isTrusted) {
+        auto const [place, isNew] = known.try_emplace(certificate, nullptr);
+        if (isNew)
+            place->second = &addCopy(certificate);
+        Member& member = *place->second;
+        member.isTrusted = member.isTrusted || isTrusted;
+        return member;
+    }
+
+    void add(std::shared_ptr<X509Crl> const& crl) {
+        if (!knownCrls.insert(crl).second)
+            return;
+        auto const& digest = checks.signatures.digestOf(*crl);
+        if (!crlDigests.emplace(digest, viewOf(crl->signature)).second)
+            return;
+        auto const isOlder = [&](Revocation const& other) { return other.crl->thisUpdate < crl->thisUpdate; };
+        crls.insert(std::ranges::find_if(crls, isOlder), {crl, crl->issuerBytes()});
+    }
+
+    PathVerdict find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& asked);
+
+private:
+    /// What a chain is decided under: what the pool trusts, the end of the chain before others of its name and key
+    /// identifier, and the CRLs that count for the chain.
+    class ChainStore : public CertificateStore {
+    public:
+        ChainStore(Pool& all, CertificateChain& decided) : pool(all), chain(decided) { takeOwnEnd(); }
+
+        std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
+                                                         asn1::blob keyId) const override {
+            bool const isEnd =
+                end && end->subject == subject && (keyId.empty() || asn1::blob(end->subjectKeyId) == keyId);
+            return isEnd ? end : pool.findTrusted(subject, keyId);
+        }
+
+        std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const override {
+            pool.askForCrl(certificate);
+            for (Revocation const& revocation : pool.crls)
+                if (revocation.crl->issuer == certificate.issuer && isVerified(revocation))
+                    return revocation.crl;
+            return nullptr;
+        }
+
+        /// Whether a trusted certificate, or an issuer of the chain whose own signature is verified, has signed the
+        /// CRL. Other certificates may bear the name of a real issuer.
+        bool isVerified(Revocation const& revocation) const {
+            for (size_t depth = 1; depth < chain.size(); ++depth) {
+                X509Certificate const& issuer = *chain[depth];
+                if (findCertificate(issuer.subject, issuer.subjectKeyId))
+                    break;
+                if (pool.hasSigned(issuer, revocation))
+                    return true;
+            }
+            pool.findTrusted(revocation.crl->issuer, revocation.crl->authorityKeyId);
+            return std::ranges::any_of(pool.namedLike(revocation.issuer), [&](Member const* member) {
+                return member->isTrusted && pool.hasSigned(*member->certificate, revocation);
+            });
+        }
+
+    private:
+        /// Puts the store's own certificate at the end of the chain.
+        void takeOwnEnd() {
+            auto& last = chain.back();
+            Member const& member = pool.add(last, false);
+            if (member.isTrusted)
+                end = last;
+            else if (chain.size() > 1 || last->selfSigned)
+                if (auto own = pool.findTrusted(last->subject, last->subjectKeyId))
+                    end = last = own;
+        }
+
+        Pool& pool;
+        CertificateChain& chain;
+        std::shared_ptr<X509Certificate> end;
+    };
+
+    Member& addCopy(std::shared_ptr<X509Certificate> const& certificate);
+    std::vector<Member*> const& namedLike(asn1::blob subject) const;
+    std::shared_ptr<X509Certificate> findTrusted(DistinguishedName const& subject, asn1::blob keyId);
+    void askForIssuers(Member& subject);
+    void askForCrl(X509Certificate const& certificate);
+    bool hasSigned(X509Certificate const& issuer, Revocation const& revocation);
+    CrlStatus statusOf(Revocation const& revocation, ChainStore const& accepted);
+
+    using Way = std::vector<Member*>; ///< From the leaf upward.
+
+    bool extend(Way& way, Links links);
+    bool decide(Way const& way);
+    bool payForNames(Way const& way);
+    std::vector<Member*> findIssuers(Member& subject);
+    unsigned rank(X509Certificate const& issuer, bool isTrusted, X509Certificate const& subject) const;
+    bool isSigned(Member const& subject, Member const& issuer) {
+        return checks.signatures.check(*subject.certificate, issuer.certificate->subjectPublicKeyInfo) ==
+               PathCode::valid;
+    }
+    PathVerdict conclude(PathOptions const& asked);
+
+    CertificateStore const& store;
+    PathSearchOptions limits;
+    bool isListed = false; ///< Whether every certificate and CRL of the store is in the pool.
+    detail::PathChecks checks;
+
+    std::deque<Member> members;
+    std::map<std::shared_ptr<X509Certificate>, Member*> known; ///< Copies too: results are told by address.
+    std::map<std::pair<std::vector<unsigned char>, std::string_view>, Member*> byDigest; ///< And signature.
+    std::map<std::string_view, std::vector<Member*>> bySubjectBytes;
+    std::map<DistinguishedName const*, std::vector<Member*>, ByName> bySubject;
+    std::vector<Revocation> crls;                                                 ///< Newest first.
+    std::set<std::pair<std::vector<unsigned char>, std::string_view>> crlDigests; ///< And signatures.
+    std::set<std::shared_ptr<X509Crl>> knownCrls;                                 ///< Copies too.
+    std::set<X509Certificate const*> askedForCrl;                                 ///< What the store was.
+
+    // Of the search that is going on.
+    PathOptions options; ///< Without an identity: the leaf is asked for it once.
+    PathSearchEffort effort;
+    unsigned stepsLeft = 0;
+    unsigned chainsLeft = 0;
+    SearchLimit limit = SearchLimit::none;
+    CertificateChain best; ///< The chain that is the verdict so far.
+    PathCode bestCode = PathCode::noAnchor;
+};
+
+/// Copies are told by a digest: comparing each with each would take too long where many are almost the same.
+Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certificate) {
+    Member** copy = nullptr;
+    if (!certificate->tbs.empty()) {
+        auto const& digest = checks.signatures.digestOf(*certificate);
+        copy = &byDigest[{digest, viewOf(certificate->signature)}];
+        if (*copy != nullptr)
+            return **copy;
+    }
+    Member& member = members.emplace_back(Member{certificate, members.size(), false});
+    if (copy != nullptr)
+        *copy = &member;
+    if (asn1::blob const subject = certificate->subjectBytes(); !subject.empty())
+        bySubjectBytes[viewOf(subject)].push_back(&member);
+    if (!certificate->subject.empty())
+        bySubject[&certificate->subject].push_back(&member);
+    return member;
+}
+
+std::vector<Member*> const& PathSearch::Pool::namedLike(asn1::blob subject) const {
+    static std::vector<Member*> const nobody;
+    auto const found = bySubjectBytes.find(viewOf(subject));
+    return found == bySubjectBytes.end() ? nobody : found->second;
+}
+
+/// As the store answers; what it answers is in the pool from then on, so that it stays alive.
+std::shared_ptr<X509Certificate> PathSearch::Pool::findTrusted(DistinguishedName const& subject,
+                                                               asn1::blob keyId) {
+    auto const found = store.findCertificate(subject, keyId);
+    return found ? add(found, true).certificate : nullptr;
+}
+
+/// A store that does not list what it holds is asked by key identifier and by name alone: for the issuers, and for its
+/// own certificates where candidates stand.
+void PathSearch::Pool::askForIssuers(Member& subject) {
+    if (isListed || std::exchange(subject.wasStoreAsked, true))
+        return;
+    X509Certificate const& certificate = *subject.certificate;
+    findTrusted(certificate.issuer, certificate.authorityKeyId);
+    if (!certificate.authorityKeyId.empty())
+        findTrusted(certificate.issuer, {});
+}
+
+void PathSearch::Pool::askForCrl(X509Certificate const& certificate) {
+    if (isListed || !askedForCrl.insert(&certificate).second)
+        return;
+    if (auto const crl = store.findCrl(certificate))
+        add(crl);
+}
+
+bool PathSearch::Pool::hasSigned(X509Certificate const& issuer, Revocation const& revocation) {
+    X509Crl const& crl = *revocation.crl;
+    return (issuer.subjectKeyId.empty() || fitsKeyId(crl.authorityKeyId, issuer.subjectKeyId)) &&
+           issuer.subjectBytes() == revocation.issuer &&
+           checks.signatures.check(crl, issuer.subjectPublicKeyInfo) == PathCode::valid;
+}
+
+CrlStatus PathSearch::Pool::statusOf(Revocation const& revocation, ChainStore const& accepted) {
+    if (accepted.isVerified(revocation))
+        return CrlStatus::verified;
+    auto const& candidates = namedLike(revocation.issuer);
+    auto const fits = [&](Member const* member) {
+        asn1::blob const keyId = member->certificate->subjectKeyId;
+        return keyId.empty() || fitsKeyId(revocation.crl->authorityKeyId, keyId);
+    };
+    if (std::ranges::none_of(candidates, fits))
+        return CrlStatus::unknownIssuer;
+    bool const isOthers = std::ranges::any_of(
+        candidates, [&](Member const* member) { return hasSigned(*member->certificate, revocation); });
+    if (isOthers)
+        return CrlStatus::otherIssuer;
+    return checks.signatures.wasRefused() ? CrlStatus::unchecked : CrlStatus::badSignature;
+}
+
+std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
+    askForIssuers(subject);
+    X509Certificate const& certificate = *subject.certificate;
+    std::vector<Member*> found = namedLike(certificate.issuerBytes());
+    if (auto const same = bySubject.find(&certificate.issuer); same != bySubject.end())
+        found.insert(found.end(), same->second.begin(), same->second.end());
+    std::ranges::sort(found, {}, &Member::number);
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    std::erase_if(found, [](Member const* member) { return member->isInChain; });
+
+    std::vector<std::pair<unsigned, Member*>> ranked;
+    for (Member* member : found)
+        ranked.emplace_back(rank(*member->certificate, member->isTrusted, certificate), member);
+    std::ranges::stable_sort(ranked, std::greater<>(), &std::pair<unsigned, Member*>::first);
+    std::ranges::transform(ranked, found.begin(), &std::pair<unsigned, Member*>::second);
+    return found;
+}
+
+/// How likely the issuer is, its signature aside.
+unsigned PathSearch::Pool::rank(X509Certificate const& issuer, bool isTrusted,
+                                X509Certificate const& subject) const {
+    bool const isCa = issuer.basicConstraints == 1;
+    bool const isKeyNamed = fitsKeyId(subject.authorityKeyId, issuer.subjectKeyId);
+    bool const isCurrent = issuer.notBefore <= options.now && options.now <= issuer.notAfter;
+    return isCa * 8U + isKeyNamed * 4U + isCurrent * 2U + isTrusted;
+}
+
+/// Decides on the chains that go on from `way`. True when the search is over.
+bool PathSearch::Pool::extend(Way& way, Links links) {
+    Member& last = *way.back();
+    bool const mayEnd = links == Links::any || way.size() == 1;
+    if (last.certificate->selfSigned || way.size() >= limits.maxChainLength)
+        return mayEnd && decide(way);
+    if (stepsLeft == 0) {
+        limit = SearchLimit::steps;
+        return true;
+    }
+    --stepsLeft;
+    ++effort.steps;
+
+    std::vector<Member*> issuers = findIssuers(last);
+    if (issuers.empty())
+        return links == Links::any && decide(way);
+    // The first chain is often the one, and no other issuer's signature is verified then.
+    if (links == Links::any)
+        std::ranges::stable_partition(issuers, [&](Member const* issuer) { return isSigned(last, *issuer); });
+    for (Member* issuer : issuers) {
+        if (links == Links::verified && !isSigned(last, *issuer))
+            continue;
+        way.push_back(issuer);
+        issuer->isInChain = true;
+        bool const isOver = issuer->isTrusted ? decide(way) : extend(way, links);
+        issuer->isInChain = false;
+        way.pop_back();
+        if (isOver)
+            return true;
+    }
+    return false;
+}
+
+/// Validates the chain, and makes it the verdict if it is better than that so far. True when the search is over.
+bool PathSearch::Pool::decide(Way const& way) {
+    if (chainsLeft == 0) {
+        limit = SearchLimit::chains;
+        return true;
+    }
+    --chainsLeft;
+    ++effort.chains;
+    CertificateChain chain;
+    for (Member const* member : way)
+        chain.push_back(member->certificate);
+    ChainStore const decider(*this, chain);
+    PathCode code = PathCode::noAnchor;
+    if (payForNames(way))
+        code = static_cast<PathCode>(
+            detail::validate(chain, decider, options, checks, detail::Texts::omitted).explanation.code);
+    bool const isValid = code == PathCode::valid;
+    if (best.empty() || isValid || (bestCode == PathCode::noAnchor && code != PathCode::noAnchor)) {
+        best = std::move(chain);
+        bestCode = code;
+    }
+    return isValid;
+}
+
+/// Checking the names of a certificate is free the first time.
+bool PathSearch::Pool::payForNames(Way const& way) {
+    unsigned work = 0;
+    for (Member* member : way)
+        if (std::exchange(member->wereNamesChecked, true))
+            work += static_cast<unsigned>(member->certificate->subjectAltNames.size() / namesCheckedPerUnit);
+    return checks.signatures.spend(work);
+}
+
+PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& asked) {
+    checks.signatures.restart(limits.maxWork);
+    effort = {};
+    limit = SearchLimit::none;
+    best.clear();
+    bestCode = PathCode::noAnchor;
+    chainsLeft = limits.maxChains;
+    options = asked;
+    options.hostName = options.email = {};
+    options.address = {};
+    if (!leaf)
+        return {{},    detail::validate({}, store, asked, checks, detail::Texts::wanted).explanation,
+                {},    {},
+                limit, {}};
+
+    Way way = {&add(leaf, false)};
+    way.front()->isInChain = true;
+    auto const search = [&](Links links) {
+        stepsLeft = limits.maxSteps;
+        limit = SearchLimit::none;
+        extend(way, links);
+    };
+    if (detail::asksForIdentity(asked) && !detail::bearsIdentity(*leaf, asked))
+        chainsLeft = 1; // No chain makes up for it: one is shown.
+    else
+        search(Links::verified);
+    if (bestCode != PathCode::valid)
+        search(Links::any);
+    if (best.empty())
+        best = {way.front()->certificate};
+    way.front()->isInChain = false;
+    return conclude(asked);
+}
+
+PathVerdict PathSearch::Pool::conclude(PathOptions const& asked) {
+    PathVerdict verdict;
+    verdict.chain = best;
+    ChainStore const decider(*this, verdict.chain);
+    auto finding = detail::validate(verdict.chain, decider, asked, checks, detail::Texts::wanted);
+    verdict.explanation = std::move(finding.explanation);
+    verdict.warnings = detail::findWarnings(verdict.chain, decider, asked, checks);
+    if (asked.checkCrls)
+        for (Revocation const& revocation : crls)
+            verdict.crls.push_back({revocation.crl, statusOf(revocation, decider)});
+    // Where the leaf does not bear the identity, no other chain would have changed that.
+    auto const identityMismatch = static_cast<int>(PathCode::identityMismatch);
+    if (!verdict.isValid() && verdict.explanation.code != identityMismatch)
+        verdict.limit = limit != SearchLimit::none       ? limit
+                        : checks.signatures.wasRefused() ? SearchLimit::work
+                                                         : SearchLimit::none;
+    verdict.effort = checks.signatures.effort();
+    verdict.effort.chains = effort.chains;
+    verdict.effort.steps = effort.steps;
+    return verdict;
+}
+
+PathSearch::PathSearch(CertificateStore const& store, PathSearchOptions const& limits)
+    : pool(std::make_unique<Pool>(store, limits)) {}
+
+PathSearch::~PathSearch() = default;
+
+void PathSearch::addCertificates(CertificateChain const& candidates) {
+    for (auto const& certificate : candidates)
+        pool->add(certificate, false);
+}
+
+void PathSearch::addCrls(std::vector<std::shared_ptr<X509Crl>> const& crls) {
+    for (auto const& crl : crls)
+        pool->add(crl);
+}
+
+PathVerdict PathSearch::find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& options) {
+    return pool->find(leaf, options);
+}
+
+std::string PathVerdict::reason() const {
+    if (isValid())
+        return {};
+    std::string text =
+        explanation.error.empty() ? findPathCode(explanation.code)->sentence : explanation.error;
+    if (limit != SearchLimit::none)
+        text.append(text.ends_with('.') ? " " : ". ").append(getReasonText(limit).sentence);
+    return text;
+}
+
+std::shared_ptr<X509Certificate> x509ChooseLeaf(CertificateChain const& certificates) {
+    if (certificates.empty())
+        return nullptr;
+    /// The certificates of one issuer: the first, and whether others differ from it.
+    struct Issued {
+        X509Certificate const* first = nullptr;
+        bool areSeveral = false;
+    };
+    std::map<std::string_view, Issued> byIssuer;
+    for (auto const& certificate : certificates) {
+        Issued& issued = byIssuer[viewOf(certificate->issuerBytes())];
+        if (issued.first == nullptr)
+            issued.first = certificate.get();
+        issued.areSeveral = issued.areSeveral || !isCopy(*issued.first, *certificate);
+    }
+    auto const issuedAnother = [&](X509Certificate const& issuer) {
+        auto const found = byIssuer.find(viewOf(issuer.subjectBytes()));
+        return found != byIssuer.end() && (found->second.areSeveral || !isCopy(*found->second.first, issuer));
+    };
+    if (!issuedAnother(*certificates.front()))
+        return certificates.front();
+    std::shared_ptr<X509Certificate> leaf;
+    for (auto const& certificate : certificates) {
+        if (issuedAnother(*certificate) || (leaf && isCopy(*leaf, *certificate)))
+            continue;
+        if (leaf)
+            return certificates.front();
+        leaf = certificate;
+    }
+    return leaf ? leaf : certificates.front();
+}

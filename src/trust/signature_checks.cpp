@@ -1,0 +1,142 @@
+#include "trust/signature_checks.h"
+
+#include "sealkit/hash.h"
+#include "sealkit/oid.h"
+#include "sealkit/pkcs8.h"
+#include "sealkit/signature.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace detail {
+
+namespace {
+
+constexpr size_t bytesHashedPerUnit = 64 << 10;
+
+std::string_view viewOf(asn1::blob bytes) {
+    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
+}
+
+unsigned ceilDiv(uint64_t number, uint64_t divisor) {
+    return static_cast<unsigned>((number + divisor - 1) / divisor);
+}
+
+unsigned fieldBits(Curve curve) {
+    switch (curve) {
+    case Curve::p192:
+        return 192;
+    case Curve::p224:
+        return 224;
+    case Curve::p256:
+        return 256;
+    case Curve::p384:
+        return 384;
+    case Curve::p521:
+        return 521;
+    }
+    return 0;
+}
+
+} // namespace
+
+unsigned verificationWork(PublicKey const& key) {
+    if (auto const* const rsa = dynamic_cast<RsaPublicKey const*>(&key)) {
+        // The bits of 65537, the exponent that is common.
+        constexpr unsigned commonBits = 17;
+        uint64_t const bits = rsa->n.bits();
+        uint64_t const exponentBits = std::max(rsa->e.bits(), commonBits);
+        return std::max(1U, ceilDiv(bits * bits * exponentBits, uint64_t(2048) * 2048 * commonBits));
+    }
+    if (auto const* const ec = dynamic_cast<EcPublicKey const*>(&key)) {
+        uint64_t const bits = fieldBits(ec->curve);
+        return std::max(1U, ceilDiv(bits * bits, 256 * 256));
+    }
+    return 1;
+}
+
+bool SignatureChecks::spend(unsigned work) {
+    if (work > workLeft) {
+        isExhausted = true;
+        return false;
+    }
+    if (workLeft != unlimited)
+        workLeft -= work;
+    counted.work += work;
+    return true;
+}
+
+SignatureChecks::Key& SignatureChecks::findKey(asn1::blob keyInfo) {
+    if (auto const known = keys.find(viewOf(keyInfo)); known != keys.end())
+        return known->second;
+    Key& added = keys[std::string(viewOf(keyInfo))];
+    added.key = parsePkcs8PublicKey(keyInfo);
+    if (added.key)
+        added.work = verificationWork(*added.key);
+    return added;
+}
+
+SignatureChecks::Object& SignatureChecks::findObject(X509Base const& object) {
+    auto const [place, isNew] = objects.try_emplace(&object);
+    Object& found = place->second;
+    if (isNew)
+        found.isSupported =
+            parseAlgosFromKeyInfo(encode(object.signatureAlgorithm), &found.keyType, &found.hash);
+    return found;
+}
+
+std::vector<unsigned char> const& SignatureChecks::digestOf(X509Base const& object, HashID hash) {
+    Object& known = findObject(object);
+    auto const [place, isNew] = known.digests.try_emplace(hash);
+    if (isNew) {
+        place->second = calcDigest(hash, object.tbs);
+        ++counted.digests;
+    }
+    return place->second;
+}
+
+std::optional<PathCode> SignatureChecks::check(X509Base const& object, asn1::blob issuerKeyInfo) {
+    Object& known = findObject(object);
+    auto const key = keys.find(viewOf(issuerKeyInfo));
+    if (key != keys.end())
+        if (auto const result = known.results.find(&key->second); result != known.results.end())
+            return result->second;
+
+    // Parsing a key is work as well, which one unit pays for before it is known how many more there are.
+    if (!spend(1))
+        return std::nullopt;
+    Key const& issuer = findKey(issuerKeyInfo);
+    unsigned work = issuer.work - 1;
+    // An Ed25519 signature is over the key as well, so that each key has another digest.
+    if (known.wasHashedWithKey && known.keyType == KeyType::Ed25519)
+        work += static_cast<unsigned>(object.tbs.size() / bytesHashedPerUnit);
+    if (!spend(work))
+        return std::nullopt;
+    return known.results[&issuer] = verify(object, known, issuer);
+}
+
+PathCode SignatureChecks::verify(X509Base const& object, Object& known, Key const& issuer) {
+    if (!issuer.key)
+        return PathCode::issuerKeyUnreadable;
+    if (!known.isSupported || known.keyType != issuer.key->keyType())
+        return PathCode::algorithmMismatch;
+    ++counted.signatureChecks;
+    bool verifies;
+    if (auto const* const ed25519 = dynamic_cast<Ed25519PublicKey const*>(issuer.key.get())) {
+        known.wasHashedWithKey = true;
+        verifies = ed25519->verify(object.tbs, object.signature);
+    } else {
+        verifies = verifyHashed(*issuer.key, known.hash, digestOf(object, known.hash), object.signature);
+    }
+    return verifies ? PathCode::valid : PathCode::badSignature;
+}
+
+} // namespace detail
+
+bool verifySignature(X509Base const* object, asn1::blob issuerKeyInfo, PathRes* result) {
+    detail::SignatureChecks checks(detail::Diagnostics::stated);
+    PathCode const code = *checks.check(*object, issuerKeyInfo);
+    bool const isValid = code == PathCode::valid;
+    result->code = static_cast<std::int32_t>(isValid ? PathCode::badSignature : code);
+    return isValid;
+}

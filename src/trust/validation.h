@@ -1,0 +1,38 @@
+// The validation of a chain, and its warnings, with what several chains of one search share.
+#pragma once
+
+#include "sealkit/path.h"
+#include "trust/revocation.h"
+#include "trust/signature_checks.h"
+
+namespace detail {
+
+/// What was worked out about certificates and CRLs and holds in every chain.
+struct PathChecks {
+    explicit PathChecks(Diagnostics diagnostics, unsigned maxWork = SignatureChecks::unlimited)
+        : signatures(diagnostics, maxWork) {}
+
+    SignatureChecks signatures;
+    Revocations revocations;
+};
+
+/// Whether an explanation is made in full, or its code and depth alone.
+enum class Texts : bool { omitted, wanted };
+
+/// The result of a validation.
+struct PathFinding {
+    PathExplanation explanation;
+    /// Whether the work that is left did not suffice for a signature. The code is that of a chain without an anchor
+    /// then: nothing vouches for it.
+    bool isUndecided = false;
+};
+
+/// `x509ExplainPath` with shared checks.
+PathFinding validate(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options,
+                     PathChecks& checks, Texts texts);
+
+/// `x509PathWarnings` with shared checks.
+std::vector<PathWarning> findWarnings(CertificateChain const& chain, CertificateStore const& store,
+                                      PathOptions const& options, PathChecks& checks);
+
+} // namespace detail
