@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -13,7 +15,8 @@ namespace test {
 
 namespace {
 
-std::string const vectorFolder = SEALKIT_TEST_DATA "/vectors/";
+// Tests are declared before objects with constructors are sure to exist.
+constexpr char vectorFolder[] = SEALKIT_TEST_DATA "/vectors/";
 
 std::string_view trimmed(std::string_view text) {
     size_t first = text.find_first_not_of(" \t\r");
@@ -133,7 +136,7 @@ std::vector<ListedCase> readListedCases(std::istream& list, std::istream& entrie
 
 std::vector<ListedCase> const& listedCases() {
     static std::vector<ListedCase> const listed = [] {
-        std::ifstream list = open(vectorFolder + "deviations.txt");
+        std::ifstream list = open(std::string(vectorFolder) + "deviations.txt");
         std::ifstream entries = open(SEALKIT_TEST_DATA "/../docs/deviations.md");
         return readListedCases(list, entries);
     }();
@@ -160,7 +163,19 @@ public:
         }
     }
 
-    std::vector<Case> cases;
+    /// The case at `index` is run with `body`, and has to be used in full.
+    void run(size_t index, std::function<void(Case const&)> const& body) const {
+        Case const& c = cases.at(index);
+        SCOPED_TRACE(c.place);
+        body(c);
+        if (testing::Test::IsSkipped())
+            return;
+        for (auto const& [name, field] : c.fields)
+            EXPECT_TRUE(field.used) << "field " << name << " is not used";
+        EXPECT_TRUE(c.asked || c.deviation.empty()) << "listed in deviations.txt, but not asked for";
+    }
+
+    size_t size() const { return cases.size(); }
 
 private:
     [[noreturn]] void fail(std::string const& reason) const {
@@ -198,15 +213,80 @@ private:
         inGroupHead = false;
         cases.push_back(shared);
         cases.back().caseId = id;
+        cases.back().stem = std::filesystem::path(file).stem();
+        cases.back().position = cases.size() - 1;
         cases.back().place = file + ":" + std::to_string(line) + ": case " + id;
     }
 
+    std::vector<Case> cases;
     std::string file;
     unsigned line = 0;
     Case shared; ///< The fields of the group.
     bool inGroupHead = false;
     std::set<std::string> ids;
 };
+
+namespace {
+
+/// The file that the last test read: the tests of one file follow each other.
+VectorFile const& readVectorFile(std::string const& file) {
+    static std::string name;
+    static std::unique_ptr<VectorFile const> vectors;
+    if (!vectors || name != file) {
+        vectors.reset();
+        std::ifstream in = open(vectorFolder + file);
+        vectors = std::make_unique<VectorFile const>(in, file, listedCases());
+        name = file;
+    }
+    return *vectors;
+}
+
+/// The ids of the cases of a file, without a look at their fields. None for a file that cannot be read.
+std::vector<std::string> caseIds(std::string const& file) {
+    std::ifstream in(vectorFolder + file);
+    std::vector<std::string> ids;
+    for (std::string line; std::getline(in, line);) {
+        if (!line.starts_with("case"))
+            continue;
+        size_t const equals = line.find('=');
+        if (equals != line.npos && trimmed(std::string_view(line).substr(0, equals)) == "case")
+            ids.emplace_back(trimmed(std::string_view(line).substr(equals + 1)));
+    }
+    return ids;
+}
+
+class CaseTest : public testing::Test {
+public:
+    CaseTest(std::string const& vectorFile, size_t indexOfCase, void (*bodyOfTest)(Case const&))
+        : file(vectorFile), index(indexOfCase), body(bodyOfTest) {}
+    void TestBody() override { readVectorFile(file).run(index, body); }
+
+private:
+    std::string const file;
+    size_t const index;
+    void (*const body)(Case const&);
+};
+
+} // namespace
+
+bool declareCases(char const* suite, std::string const& name, std::vector<std::string> const& files,
+                  void (*body)(Case const&), char const* source, int line) {
+    for (std::string const& file : files) {
+        std::string const prefix =
+            files.size() == 1 ? name : name + "/" + std::filesystem::path(file).stem().string();
+        auto const declare = [&](std::string const& test, size_t index) {
+            // As a plain Test, so that the suite can have others beside it.
+            testing::RegisterTest(suite, test.c_str(), nullptr, nullptr, source, line,
+                                  [=]() -> testing::Test* { return new CaseTest(file, index, body); });
+        };
+        std::vector<std::string> const ids = caseIds(file);
+        for (size_t i = 0; i < ids.size(); ++i)
+            declare(prefix + "/" + ids[i], i);
+        if (ids.empty())
+            declare(prefix, 0);
+    }
+    return true;
+}
 
 void forEachCase(std::string const& file, std::function<void(Case const&)> const& body) {
     std::ifstream in = open(vectorFolder + file);
@@ -216,14 +296,9 @@ void forEachCase(std::string const& file, std::function<void(Case const&)> const
 void forEachCase(std::istream& in, std::string const& file, std::vector<ListedCase> const& listed,
                  std::function<void(Case const&)> const& body) {
     VectorFile const vectors(in, file, listed);
-    EXPECT_FALSE(vectors.cases.empty()) << file << " has no case";
-    for (Case const& c : vectors.cases) {
-        SCOPED_TRACE(c.place);
-        body(c);
-        for (auto const& [name, field] : c.fields)
-            EXPECT_TRUE(field.used) << "field " << name << " is not used";
-        EXPECT_TRUE(c.asked || c.deviation.empty()) << "listed in deviations.txt, but not asked for";
-    }
+    EXPECT_NE(vectors.size(), 0U) << file << " has no case";
+    for (size_t i = 0; i < vectors.size(); ++i)
+        vectors.run(i, body);
 }
 
 } // namespace test

@@ -16,6 +16,14 @@
 /// first case belongs to every case up to the next `[group]`. A value is the rest of its line without
 /// the blanks around it and may be empty; hex may hold blanks. No case sees a name twice.
 ///
+/// Each case is a test of its own, which `TEST_CASES` declares and `--gtest_filter` picks:
+///
+///     TEST_CASES(Digest, OfTexts, "hash/rfc1321.txt")(test::Case const& c) {
+///         EXPECT_EQ(md5(c.bytes("message")), c.bytes("digest"));
+///     }
+///
+/// is `Digest.OfTexts/abc` for the case above. Of several files, it is `Digest.OfTexts/rfc1321/abc`.
+///
 /// The reader fails a test that left a field of a case unused, so that no value is carried along
 /// without being tested. `ignore` says which are left out on purpose.
 ///
@@ -49,6 +57,10 @@ std::string toHex(Bytes const& bytes) {
 class Case {
 public:
     std::string const& id() const { return caseId; }
+    /// The name of its file, without folder and ending.
+    std::string const& file() const { return stem; }
+    /// Its place among the cases of its file, from 0.
+    size_t index() const { return position; }
     bool has(std::string_view name) const;
 
     /// The value as it stands in the file.
@@ -68,8 +80,6 @@ public:
 
 private:
     friend class VectorFile;
-    friend void forEachCase(std::istream&, std::string const&, std::vector<struct ListedCase> const&,
-                            std::function<void(Case const&)> const&);
 
     struct Field {
         std::string value;
@@ -79,6 +89,8 @@ private:
     Field const& field(std::string_view name) const;
 
     std::string caseId;
+    std::string stem;
+    size_t position = 0;
     std::string place;     ///< File and line, for messages.
     std::string deviation; ///< The id of the entry that the case is listed under, or empty.
     std::map<std::string, Field, std::less<>> fields;
@@ -92,7 +104,19 @@ struct ListedCase {
     std::string deviation; ///< The entry of `docs/deviations.md`.
 };
 
-/// Calls `body` for each case of `tests/vectors/<file>` in order, and fails the test for a file
+/// Declares a test for each case of the files, which are named as below `tests/vectors/`. A file that
+/// cannot be read or has no case is one test, which fails.
+#define TEST_CASES(suite, name, ...)                                                                       \
+    static void suite##_##name(test::Case const&);                                                         \
+    [[maybe_unused]] static bool const suite##_##name##_isDeclared =                                       \
+        test::declareCases(#suite, #name, {__VA_ARGS__}, suite##_##name, __FILE__, __LINE__);              \
+    static void suite##_##name
+
+/// What `TEST_CASES` stands for.
+bool declareCases(char const* suite, std::string const& name, std::vector<std::string> const& files,
+                  void (*body)(Case const&), char const* source, int line);
+
+/// Calls `body` for each case of `tests/vectors/<file>` in order, within one test, and fails it for a file
 /// without cases, for fields that `body` left unused and for listed cases that it did not ask about.
 /// Throws when the file cannot be read or is not of the format.
 void forEachCase(std::string const& file, std::function<void(Case const&)> const& body);

@@ -221,15 +221,13 @@ TEST(DerEncoder, PatchesTheLengthOfWhatGrew) {
     }
 }
 
-TEST(DerEncoder, WritesTheHeadersThatOpenSslWrites) {
-    test::forEachCase("asn1/nesting.txt", [](test::Case const& nesting) {
-        Bytes const content(nesting.number("octets"), 0xA5);
-        DerEncoder encoder;
-        encoder.begin(0x30).begin(0x30).addOctetString(content).end().end();
-        Bytes expected = nesting.bytes("headers");
-        expected.insert(expected.end(), content.begin(), content.end());
-        EXPECT_EQ(encoder.take(), expected);
-    });
+TEST_CASES(DerEncoder, WritesTheHeadersThatOpenSslWrites, "asn1/nesting.txt")(test::Case const& nesting) {
+    Bytes const content(nesting.number("octets"), 0xA5);
+    DerEncoder encoder;
+    encoder.begin(0x30).begin(0x30).addOctetString(content).end().end();
+    Bytes expected = nesting.bytes("headers");
+    expected.insert(expected.end(), content.begin(), content.end());
+    EXPECT_EQ(encoder.take(), expected);
 }
 
 TEST(DerEncoder, AccountsForNestedExpansions) {

@@ -281,15 +281,13 @@ TEST(DistinguishedName, SetAttrChangesNothingForUnknownOids) {
     EXPECT_TRUE(name.other.empty());
 }
 
-TEST(DistinguishedName, ReadsWhatOpenSslWrites) {
-    test::forEachCase("asn1/names.txt", [](test::Case const& vector) {
-        vector.ignore({"subject"});
-        Bytes const bytes = vector.bytes("der");
-        DistinguishedName name;
-        std::string const report = vector.text("unknown");
-        ASSERT_TRUE(parseQuietly(name, bytes, report.empty() ? "" : "unknown name attr: " + report + "\n"));
-        EXPECT_EQ(name.str(), vector.text("text"));
-    });
+TEST_CASES(DistinguishedName, ReadsWhatOpenSslWrites, "asn1/names.txt")(test::Case const& vector) {
+    vector.ignore({"subject"});
+    Bytes const bytes = vector.bytes("der");
+    DistinguishedName name;
+    std::string const report = vector.text("unknown");
+    ASSERT_TRUE(parseQuietly(name, bytes, report.empty() ? "" : "unknown name attr: " + report + "\n"));
+    EXPECT_EQ(name.str(), vector.text("text"));
 }
 
 TEST(DistinguishedName, WrittenAgainItStaysTheSame) {

@@ -62,11 +62,9 @@ TEST(Oids, EveryTableEntryHasTheOctetsOfItsDottedForm) {
     EXPECT_GT(seen.size(), 60u);
 }
 
-TEST(Oids, OctetsAreThoseThatOpenSslWrites) {
-    test::forEachCase("asn1/oids.txt", [](test::Case const& vector) {
-        Bytes const content = vector.bytes("content");
-        EXPECT_EQ(oidStr(asn1::blob(content)), vector.id());
-    });
+TEST_CASES(Oids, OctetsAreThoseThatOpenSslWrites, "asn1/oids.txt")(test::Case const& vector) {
+    Bytes const content = vector.bytes("content");
+    EXPECT_EQ(oidStr(asn1::blob(content)), vector.id());
 }
 
 std::string dotted(std::string_view digits) {

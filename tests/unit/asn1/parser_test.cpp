@@ -387,17 +387,15 @@ void walk(asn1::blob level, unsigned depth) {
     ASSERT_EQ(cursor.next(), cursor.tag == asn1::parser::endTag);
 }
 
-TEST(Parser, StaysWithinEveryTruncation) {
-    test::forEachCase("asn1/documents.txt", [](test::Case const& document) {
-        Bytes const bytes = document.bytes("der");
-        walk(asn1::blob(bytes), 16);
-        for (size_t size = 0; size < bytes.size(); ++size) {
-            ExactBytes const cut{asn1::blob(bytes.data(), size)};
-            walk(cut, 16);
-            // Whatever is cut off an element that spans everything is missed.
-            EXPECT_EQ(asn1::parser(cut).tag, size == 0 ? 256u : 257u);
-        }
-    });
+TEST_CASES(Parser, StaysWithinEveryTruncation, "asn1/documents.txt")(test::Case const& document) {
+    Bytes const bytes = document.bytes("der");
+    walk(asn1::blob(bytes), 16);
+    for (size_t size = 0; size < bytes.size(); ++size) {
+        ExactBytes const cut{asn1::blob(bytes.data(), size)};
+        walk(cut, 16);
+        // Whatever is cut off an element that spans everything is missed.
+        EXPECT_EQ(asn1::parser(cut).tag, size == 0 ? 256u : 257u);
+    }
 }
 
 TEST(Parser, StaysWithinRandomBytes) {

@@ -85,15 +85,13 @@ TEST(TimePoint, IsComparedAsANumber) {
     EXPECT_TRUE(late < TimePoint::fromSeconds(TimePoint::noExpiration));
 }
 
-TEST(TimePoint, AgreesWithPython) {
-    test::forEachCase("asn1/times.txt", [](test::Case const& vector) {
-        std::string const form = vector.text("form");
-        auto const point = parse(form == "UTCTime" ? utcTime : generalizedTime, vector.text("text"));
-        ASSERT_TRUE(point);
-        EXPECT_EQ(point->seconds, std::stoll(vector.text("seconds")));
-        EXPECT_EQ(point->toString(), vector.text("asctime"));
-        EXPECT_EQ(point->toUTC(), vector.text("utc"));
-    });
+TEST_CASES(TimePoint, AgreesWithPython, "asn1/times.txt")(test::Case const& vector) {
+    std::string const form = vector.text("form");
+    auto const point = parse(form == "UTCTime" ? utcTime : generalizedTime, vector.text("text"));
+    ASSERT_TRUE(point);
+    EXPECT_EQ(point->seconds, std::stoll(vector.text("seconds")));
+    EXPECT_EQ(point->toString(), vector.text("asctime"));
+    EXPECT_EQ(point->toUTC(), vector.text("utc"));
 }
 
 TEST(TimePoint, UtcTimeIsOf1950To2049) {

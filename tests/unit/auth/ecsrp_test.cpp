@@ -92,12 +92,12 @@ void check(test::Case const& c, bool srp) {
     EXPECT_EQ(c.bytes("session-key"), srp ? test::sha256({c.bytes("shared")}) : c.bytes("shared"));
 }
 
-TEST(Ecsrp, SrpModeAgreesWithAnotherComputation) {
-    test::forEachCase("auth/ecsrp-srp.txt", [](test::Case const& c) { check(c, true); });
+TEST_CASES(Ecsrp, SrpModeAgreesWithAnotherComputation, "auth/ecsrp-srp.txt")(test::Case const& c) {
+    check(c, true);
 }
 
-TEST(Ecsrp, MsChapModeAgreesWithAnotherComputation) {
-    test::forEachCase("auth/ecsrp-mschap.txt", [](test::Case const& c) { check(c, false); });
+TEST_CASES(Ecsrp, MsChapModeAgreesWithAnotherComputation, "auth/ecsrp-mschap.txt")(test::Case const& c) {
+    check(c, false);
 }
 
 TEST(Ecsrp, DropsLeadingZeroBytesOfTheSharedValue) {
@@ -372,19 +372,14 @@ TEST(Ecsrp, CopiesAreOnTheirOwn) {
     EXPECT_EQ(assigned.getSessionKey(), "");
 }
 
-TEST(PwdHash, AgreesWithAnotherComputation) {
-    test::forEachCase("auth/password-hashes.txt", [](test::Case const& c) {
-        SCOPED_TRACE(c.id());
-        EXPECT_EQ(pwdHash(text(c.bytes("user")), text(c.bytes("password")), c.bytes("salt")),
-                  c.bytes("hash"));
-    });
+TEST_CASES(PwdHash, AgreesWithAnotherComputation, "auth/password-hashes.txt")(test::Case const& c) {
+    SCOPED_TRACE(c.id());
+    EXPECT_EQ(pwdHash(text(c.bytes("user")), text(c.bytes("password")), c.bytes("salt")), c.bytes("hash"));
 }
 
-TEST(PwdVerifier, AgreesWithAnotherComputation) {
-    test::forEachCase("auth/verifiers.txt", [](test::Case const& c) {
-        SCOPED_TRACE(c.id());
-        EXPECT_EQ(pwdVerifier(c.bytes("v")), c.bytes("verifier"));
-    });
+TEST_CASES(PwdVerifier, AgreesWithAnotherComputation, "auth/verifiers.txt")(test::Case const& c) {
+    SCOPED_TRACE(c.id());
+    EXPECT_EQ(pwdVerifier(c.bytes("v")), c.bytes("verifier"));
 }
 
 TEST(PwdVerifier, IsEmptyForMultiplesOfTheOrder) {
@@ -394,13 +389,17 @@ TEST(PwdVerifier, IsEmptyForMultiplesOfTheOrder) {
     EXPECT_EQ(pwdVerifier(Bytes(1000, 1)).size(), 33U);
 }
 
-TEST(Redp1, AgreesWithAnotherComputation) {
+TEST_CASES(Redp1, AgreesWithAnotherComputation, "auth/points.txt")(test::Case const& c) {
     Curve25519 const curve;
+    c.ignore({"tries"});
+    EXPECT_EQ(curve.toBin(redp1(curve, c.bytes("data"))), c.bytes("point"));
+}
+
+TEST(Redp1, CountsUpAndTakesShortNumbersInSomeOfItsCases) {
     unsigned long long most = 0;
     bool isShort = false;
     test::forEachCase("auth/points.txt", [&](test::Case const& c) {
-        SCOPED_TRACE(c.id());
-        EXPECT_EQ(curve.toBin(redp1(curve, c.bytes("data"))), c.bytes("point"));
+        c.ignore({"point"});
         most = std::max(most, c.number("tries"));
         isShort |= test::sha256({c.bytes("data")})[0] == 0;
     });

@@ -45,9 +45,9 @@ void check(test::Case const& c) {
     }
 }
 
-TEST(MsChapV2, GivesTheExamplesOfRfc2759AndRfc3079) { test::forEachCase("auth/rfc.txt", check); }
+TEST_CASES(MsChapV2, GivesTheExamplesOfRfc2759AndRfc3079, "auth/rfc.txt")(test::Case const& c) { check(c); }
 
-TEST(MsChapV2, AgreesWithAnotherComputation) { test::forEachCase("auth/mschapv2.txt", check); }
+TEST_CASES(MsChapV2, AgreesWithAnotherComputation, "auth/mschapv2.txt")(test::Case const& c) { check(c); }
 
 TEST(MsChapV2, FieldsStandInOrder) {
     MSCHAPv2 const exchange = of("password");
@@ -128,14 +128,12 @@ TEST(MakeSessionKey, DiffersByDirectionAlone) {
     EXPECT_EQ(makeSessionKey("", true, true).size(), 16U);
 }
 
-TEST(MakeChallenge, AgreesWithAnotherComputation) {
-    test::forEachCase("auth/challenges.txt", [](test::Case const& c) {
-        SCOPED_TRACE(c.id());
-        std::string const secret = text(c.bytes("secret"));
-        EXPECT_EQ(makeChallenge(secret, c.bytes("data"), false), c.bytes("auth"));
-        EXPECT_EQ(makeChallenge(secret, c.bytes("data"), true), c.bytes("peer"));
-        EXPECT_NE(c.bytes("auth"), c.bytes("peer"));
-    });
+TEST_CASES(MakeChallenge, AgreesWithAnotherComputation, "auth/challenges.txt")(test::Case const& c) {
+    SCOPED_TRACE(c.id());
+    std::string const secret = text(c.bytes("secret"));
+    EXPECT_EQ(makeChallenge(secret, c.bytes("data"), false), c.bytes("auth"));
+    EXPECT_EQ(makeChallenge(secret, c.bytes("data"), true), c.bytes("peer"));
+    EXPECT_NE(c.bytes("auth"), c.bytes("peer"));
 }
 
 TEST(MakeChallenge, LabelsTheAuthenticatorAuther) {

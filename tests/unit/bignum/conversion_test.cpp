@@ -73,12 +73,10 @@ TEST(BigNumBytes, survive_the_way_there_and_back) {
     }
 }
 
-TEST(BigNumText, shows_hexadecimal_and_decimal) {
-    test::forEachCase("bignum/text.txt", [](test::Case const& c) {
-        BigNum x = test::number(c, "number");
-        EXPECT_EQ(x.str(), c.text("hex"));
-        EXPECT_EQ(x.strDec(), c.text("decimal"));
-    });
+TEST_CASES(BigNumText, shows_hexadecimal_and_decimal, "bignum/text.txt")(test::Case const& c) {
+    BigNum x = test::number(c, "number");
+    EXPECT_EQ(x.str(), c.text("hex"));
+    EXPECT_EQ(x.strDec(), c.text("decimal"));
 }
 
 TEST(BigNumText, pads_every_digit_but_the_top_one) {

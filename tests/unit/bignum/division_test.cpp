@@ -42,11 +42,9 @@ void expectDivision(BigNum const& a, BigNum const& b, BigNum const& quotient, Bi
     EXPECT_EQ(x, remainder);
 }
 
-TEST(Division, agrees_with_known_quotients_and_remainders) {
-    test::forEachCase("bignum/division.txt", [](test::Case const& c) {
-        expectDivision(number(c, "dividend"), number(c, "divisor"), number(c, "quotient"),
-                       number(c, "remainder"));
-    });
+TEST_CASES(Division, agrees_with_known_quotients_and_remainders, "bignum/division.txt")(test::Case const& c) {
+    expectDivision(number(c, "dividend"), number(c, "divisor"), number(c, "quotient"),
+                   number(c, "remainder"));
 }
 
 TEST(Division, of_a_smaller_number_gives_that_number) {

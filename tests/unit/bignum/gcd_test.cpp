@@ -9,17 +9,15 @@ namespace {
 BigNum const zero;
 BigNum const one = bn2(1, 0);
 
-TEST(Gcd, agrees_with_known_values) {
-    test::forEachCase("bignum/gcd.txt", [](test::Case const& c) {
-        BigNum const a = number(c, "a");
-        BigNum const b = number(c, "b");
-        BigNum const expected = number(c, "gcd");
-        BigNum const multiple = number(c, "lcm");
-        EXPECT_EQ(gcd(a, b), expected);
-        EXPECT_EQ(gcd(b, a), expected);
-        EXPECT_EQ(lcm(a, b), multiple);
-        EXPECT_EQ(lcm(b, a), multiple);
-    });
+TEST_CASES(Gcd, agrees_with_known_values, "bignum/gcd.txt")(test::Case const& c) {
+    BigNum const a = number(c, "a");
+    BigNum const b = number(c, "b");
+    BigNum const expected = number(c, "gcd");
+    BigNum const multiple = number(c, "lcm");
+    EXPECT_EQ(gcd(a, b), expected);
+    EXPECT_EQ(gcd(b, a), expected);
+    EXPECT_EQ(lcm(a, b), multiple);
+    EXPECT_EQ(lcm(b, a), multiple);
 }
 
 TEST(Gcd, with_zero_is_the_other_number) {
@@ -105,15 +103,13 @@ TEST(ExtendedGcd, of_zero_has_zero_coefficients) {
     }
 }
 
-TEST(Inverse, agrees_with_known_values) {
-    test::forEachCase("bignum/inverse.txt", [](test::Case const& c) {
-        BigNum a = number(c, "a");
-        BigNum m = number(c, "modulus");
-        BigNum const expected = number(c, "inverse");
-        EXPECT_EQ(invByMod(a, m), expected);
-        a = invByMod(a, m);
-        EXPECT_EQ(a, expected) << "over an operand";
-    });
+TEST_CASES(Inverse, agrees_with_known_values, "bignum/inverse.txt")(test::Case const& c) {
+    BigNum a = number(c, "a");
+    BigNum m = number(c, "modulus");
+    BigNum const expected = number(c, "inverse");
+    EXPECT_EQ(invByMod(a, m), expected);
+    a = invByMod(a, m);
+    EXPECT_EQ(a, expected) << "over an operand";
 }
 
 TEST(Inverse, of_three_modulo_seven_is_five) { EXPECT_EQ(invByMod(bn2(3, 0), bn2(7, 0)), bn2(5, 0)); }

@@ -10,58 +10,52 @@ namespace {
 
 BigNum const p25519 = (bn2(1, 0) << 255) - bn2(19, 0);
 
-TEST(Multiplication, agrees_with_known_products) {
-    test::forEachCase("bignum/product.txt", [](test::Case const& c) {
-        BigNum const a = number(c, "a");
-        BigNum const b = number(c, "b");
-        BigNum const expected = number(c, "product");
-        BigNum r;
-        mul(r, a, b);
-        EXPECT_EQ(r, expected);
-        EXPECT_TRUE(test::isClamped(r));
-        mul(r, b, a);
-        EXPECT_EQ(r, expected) << "b * a over an earlier result";
-        EXPECT_EQ(a * b, expected);
-        BigNum member = a;
-        member *= b;
-        EXPECT_EQ(member, expected);
-    });
+TEST_CASES(Multiplication, agrees_with_known_products, "bignum/product.txt")(test::Case const& c) {
+    BigNum const a = number(c, "a");
+    BigNum const b = number(c, "b");
+    BigNum const expected = number(c, "product");
+    BigNum r;
+    mul(r, a, b);
+    EXPECT_EQ(r, expected);
+    EXPECT_TRUE(test::isClamped(r));
+    mul(r, b, a);
+    EXPECT_EQ(r, expected) << "b * a over an earlier result";
+    EXPECT_EQ(a * b, expected);
+    BigNum member = a;
+    member *= b;
+    EXPECT_EQ(member, expected);
 }
 
-TEST(Multiplication, may_write_over_its_operands) {
-    test::forEachCase("bignum/product.txt", [](test::Case const& c) {
-        BigNum const a = number(c, "a");
-        BigNum const b = number(c, "b");
-        BigNum const expected = number(c, "product");
-        BigNum r = a;
-        mul(r, r, b);
-        EXPECT_EQ(r, expected);
-        r = b;
-        mul(r, a, r);
-        EXPECT_EQ(r, expected);
-        r = a;
-        mul(r, r, r);
-        BigNum square;
-        sqr(square, a);
-        EXPECT_EQ(r, square);
-    });
+TEST_CASES(Multiplication, may_write_over_its_operands, "bignum/product.txt")(test::Case const& c) {
+    BigNum const a = number(c, "a");
+    BigNum const b = number(c, "b");
+    BigNum const expected = number(c, "product");
+    BigNum r = a;
+    mul(r, r, b);
+    EXPECT_EQ(r, expected);
+    r = b;
+    mul(r, a, r);
+    EXPECT_EQ(r, expected);
+    r = a;
+    mul(r, r, r);
+    BigNum square;
+    sqr(square, a);
+    EXPECT_EQ(r, square);
 }
 
-TEST(Multiplication, agrees_with_known_squares) {
-    test::forEachCase("bignum/square.txt", [](test::Case const& c) {
-        BigNum const a = number(c, "a");
-        BigNum const expected = number(c, "square");
-        BigNum r = bn3(1, 2, 3);
-        sqr(r, a);
-        EXPECT_EQ(r, expected);
-        EXPECT_TRUE(test::isClamped(r));
-        r = a;
-        sqr(r, r);
-        EXPECT_EQ(r, expected) << "in place";
-        BigNum const copy = a;
-        mul(r, a, copy);
-        EXPECT_EQ(r, expected) << "as a product";
-    });
+TEST_CASES(Multiplication, agrees_with_known_squares, "bignum/square.txt")(test::Case const& c) {
+    BigNum const a = number(c, "a");
+    BigNum const expected = number(c, "square");
+    BigNum r = bn3(1, 2, 3);
+    sqr(r, a);
+    EXPECT_EQ(r, expected);
+    EXPECT_TRUE(test::isClamped(r));
+    r = a;
+    sqr(r, r);
+    EXPECT_EQ(r, expected) << "in place";
+    BigNum const copy = a;
+    mul(r, a, copy);
+    EXPECT_EQ(r, expected) << "as a product";
 }
 
 TEST(Multiplication, by_zero_gives_the_single_digit_zero) {

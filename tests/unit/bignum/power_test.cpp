@@ -14,13 +14,11 @@ BigNum const zero;
 BigNum const one = bn2(1, 0);
 BigNum const p25519 = (one << 255) - bn2(19, 0);
 
-TEST(ExpByMod, agrees_with_known_powers) {
-    test::forEachCase("bignum/power.txt", [](test::Case const& c) {
-        BigNum const base = number(c, "base");
-        BigNum const exponent = number(c, "exponent");
-        BigNum const modulus = number(c, "modulus");
-        EXPECT_EQ(expByMod(base, exponent, modulus), number(c, "power"));
-    });
+TEST_CASES(ExpByMod, agrees_with_known_powers, "bignum/power.txt")(test::Case const& c) {
+    BigNum const base = number(c, "base");
+    BigNum const exponent = number(c, "exponent");
+    BigNum const modulus = number(c, "modulus");
+    EXPECT_EQ(expByMod(base, exponent, modulus), number(c, "power"));
 }
 
 TEST(ExpByMod, to_the_zeroth_is_one_and_modulo_one_is_zero) {

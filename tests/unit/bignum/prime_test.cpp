@@ -36,16 +36,14 @@ TEST(Prime, SmallNumbersAreKnownWithoutChance) {
 
 constexpr unsigned rounds = test::lessWhenSlow(millerRabinRounds, 8u);
 
-TEST(Prime, WycheproofAgrees) {
-    SeededRng const rng(1);
-    test::forEachCase("wycheproof/primality.txt", [&](test::Case const& c) {
-        c.ignore({"flags"});
-        Bytes const value = c.bytes("value");
-        // The numbers are signed, and only positive ones are primes: there is no negative BigNum.
-        bool const isNegative = !value.empty() && (value[0] & 0x80) != 0;
-        bool const isPrime = !isNegative && isProbablePrime(BigNum(value), rng, rounds);
-        EXPECT_EQ(isPrime, c.text("result") == "valid") << c.id();
-    });
+TEST_CASES(Prime, WycheproofAgrees, "wycheproof/primality.txt")(test::Case const& c) {
+    SeededRng const rng(c.index());
+    c.ignore({"flags"});
+    Bytes const value = c.bytes("value");
+    // The numbers are signed, and only positive ones are primes: there is no negative BigNum.
+    bool const isNegative = !value.empty() && (value[0] & 0x80) != 0;
+    bool const isPrime = !isNegative && isProbablePrime(BigNum(value), rng, rounds);
+    EXPECT_EQ(isPrime, c.text("result") == "valid") << c.id();
 }
 
 TEST(Prime, LargePrimesAreFound) {

@@ -75,14 +75,12 @@ std::string scheduleOf(Bytes const& key) {
     return text;
 }
 
-TEST(AES, GivesTheSchedulesAndBlocksOfFips197) {
-    test::forEachCase("cipher/fips197.txt", [](test::Case const& c) {
-        Bytes const key = c.bytes("key");
-        if (c.has("schedule"))
-            EXPECT_EQ(scheduleOf(key), c.text("schedule"));
-        else
-            expectBlock(*makeAes(key), c.bytes("plaintext"), c.bytes("ciphertext"));
-    });
+TEST_CASES(AES, GivesTheSchedulesAndBlocksOfFips197, "cipher/fips197.txt")(test::Case const& c) {
+    Bytes const key = c.bytes("key");
+    if (c.has("schedule"))
+        EXPECT_EQ(scheduleOf(key), c.text("schedule"));
+    else
+        expectBlock(*makeAes(key), c.bytes("plaintext"), c.bytes("ciphertext"));
 }
 
 // A thousand times onto itself: every entry of every table is used many times over. The results are those of
@@ -108,18 +106,15 @@ TEST(AES, AgreesWithOthersThroughAThousandEncryptions) {
     }
 }
 
-TEST(DES, GivesTheBlocksOfSp800_17WhateverTheParityBits) {
-    test::forEachCase("cipher/sp800-17.txt", [](test::Case const& c) {
-        Bytes key = c.bytes("key");
-        DES cipher(key.data());
-        expectBlock(cipher, c.bytes("plaintext"), c.bytes("ciphertext"));
-        for (unsigned char& byte : key)
-            byte ^= 1;
-        DES other(key.data());
-        expectBlock(other, c.bytes("plaintext"), c.bytes("ciphertext"));
-        EXPECT_EQ(std::memcmp(Open<DES>(c.bytes("key").data()).words(), Open<DES>(key.data()).words(), 128),
-                  0);
-    });
+TEST_CASES(DES, GivesTheBlocksOfSp800_17WhateverTheParityBits, "cipher/sp800-17.txt")(test::Case const& c) {
+    Bytes key = c.bytes("key");
+    DES cipher(key.data());
+    expectBlock(cipher, c.bytes("plaintext"), c.bytes("ciphertext"));
+    for (unsigned char& byte : key)
+        byte ^= 1;
+    DES other(key.data());
+    expectBlock(other, c.bytes("plaintext"), c.bytes("ciphertext"));
+    EXPECT_EQ(std::memcmp(Open<DES>(c.bytes("key").data()).words(), Open<DES>(key.data()).words(), 128), 0);
 }
 
 // The first and last subkeys of the example in which every step of the key 133457799BBCDFF1 is written out
@@ -139,25 +134,21 @@ TEST(DES, KeepsEachSubkeyInTwoWordsOf24Bits) {
     }
 }
 
-TEST(TripleDES, GivesTheBlocksOfSp800_67) {
-    test::forEachCase("cipher/sp800-67.txt", [](test::Case const& c) {
-        detail::TripleDES cipher(c.bytes("key").data());
-        Bytes const plaintext = c.bytes("plaintext"), ciphertext = c.bytes("ciphertext");
-        for (std::ptrdiff_t i = 0; i < 24; i += 8)
-            expectBlock(cipher, Bytes(plaintext.begin() + i, plaintext.begin() + i + 8),
-                        Bytes(ciphertext.begin() + i, ciphertext.begin() + i + 8));
-    });
+TEST_CASES(TripleDES, GivesTheBlocksOfSp800_67, "cipher/sp800-67.txt")(test::Case const& c) {
+    detail::TripleDES cipher(c.bytes("key").data());
+    Bytes const plaintext = c.bytes("plaintext"), ciphertext = c.bytes("ciphertext");
+    for (std::ptrdiff_t i = 0; i < 24; i += 8)
+        expectBlock(cipher, Bytes(plaintext.begin() + i, plaintext.begin() + i + 8),
+                    Bytes(ciphertext.begin() + i, ciphertext.begin() + i + 8));
 }
 
-TEST(TripleDES, WithThreeEqualKeysIsDes) {
-    test::forEachCase("cipher/sp800-17.txt", [](test::Case const& c) {
-        Bytes const key = c.bytes("key");
-        Bytes keys;
-        for (int i = 0; i < 3; ++i)
-            keys.insert(keys.end(), key.begin(), key.end());
-        detail::TripleDES cipher(keys.data());
-        expectBlock(cipher, c.bytes("plaintext"), c.bytes("ciphertext"));
-    });
+TEST_CASES(TripleDES, WithThreeEqualKeysIsDes, "cipher/sp800-17.txt")(test::Case const& c) {
+    Bytes const key = c.bytes("key");
+    Bytes keys;
+    for (int i = 0; i < 3; ++i)
+        keys.insert(keys.end(), key.begin(), key.end());
+    detail::TripleDES cipher(keys.data());
+    expectBlock(cipher, c.bytes("plaintext"), c.bytes("ciphertext"));
 }
 
 TEST(TripleDES, HoldsThreeDesObjectsInTheOrderOfTheirKeys) {

@@ -52,28 +52,23 @@ TEST(CreateCipher, KnowsEveryAlgorithmByNameAndNumber) {
         EXPECT_EQ(createCipher(id, numbered(keys[id - 1]), 0)->blockLength(), blocks[id - 1]);
 }
 
-TEST(CreateCipher, MakesTheModesOfSp800_38a) {
+TEST_CASES(CreateCipher, MakesTheModesOfSp800_38a, "cipher/sp800-38a.txt")(test::Case const& c) {
     std::map<std::string, unsigned> const ids = {{"CBC", 4}, {"CTR", 5}, {"CFB", 6}};
-    test::forEachCase("cipher/sp800-38a.txt", [&](test::Case const& c) {
-        unsigned const id = ids.at(c.text("mode"));
-        Bytes const key = c.bytes("key");
-        test::CipherVector const vector = {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")};
-        if (id == 6 && key.size() != 16)
-            return;
-        // The third argument is nothing to it.
-        for (unsigned const ignored : {0u, 12u, 16u, 0xFFFFFFFFu})
-            test::expectCipher([&] { return createCipher(id, key, ignored); }, vector, {16, true, id != 4});
-    });
+    unsigned const id = ids.at(c.text("mode"));
+    Bytes const key = c.bytes("key");
+    test::CipherVector const vector = {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")};
+    if (id == 6 && key.size() != 16)
+        return;
+    // The third argument is nothing to it.
+    for (unsigned const ignored : {0u, 12u, 16u, 0xFFFFFFFFu})
+        test::expectCipher([&] { return createCipher(id, key, ignored); }, vector, {16, true, id != 4});
 }
 
-TEST(CreateCipher, MakesDesAndTripleDesInCbcMode) {
-    test::forEachCase("cipher/des-cbc.txt", [](test::Case const& c) {
-        auto const id = static_cast<unsigned>(c.number("id"));
-        Bytes const key = c.bytes("key");
-        test::expectCipher([&] { return createCipher(id, key, 0); },
-                           {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")},
-                           {8, true, false});
-    });
+TEST_CASES(CreateCipher, MakesDesAndTripleDesInCbcMode, "cipher/des-cbc.txt")(test::Case const& c) {
+    auto const id = static_cast<unsigned>(c.number("id"));
+    Bytes const key = c.bytes("key");
+    test::expectCipher([&] { return createCipher(id, key, 0); },
+                       {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")}, {8, true, false});
 }
 
 TEST(CreateCipher, OfIdOneChainsTheBytesWithoutAKey) {

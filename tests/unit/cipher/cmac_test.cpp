@@ -51,35 +51,31 @@ void expectMac(Bytes const& key, Bytes const& message, Bytes const& mac) {
     EXPECT_EQ(Bytes(text.begin(), text.end()), mac);
 }
 
-TEST(CMAC, GivesTheMacsOfSp800_38B) {
-    test::forEachCase("cipher/cmac.txt", [](test::Case const& c) {
-        Bytes const key = c.bytes("key"), message = c.bytes("message"), mac = c.bytes("mac");
-        expectMac(key, message, mac);
-        Bytes k1(16), k2(16);
-        genCmacSubkey(key.data(), size(key), k1.data(), k2.data());
-        EXPECT_EQ(k1, c.bytes("k1"));
-        EXPECT_EQ(k2, c.bytes("k2"));
-        if (key.size() != 16)
-            return;
-        Bytes other1(16), other2(16), found(16);
-        genCmacSubkey(key.data(), other1.data(), other2.data());
-        EXPECT_EQ(other1, k1);
-        EXPECT_EQ(other2, k2);
-        aesCmac128(key.data(), message.data(), size(message), found.data());
-        EXPECT_EQ(found, mac);
-    });
+TEST_CASES(CMAC, GivesTheMacsOfSp800_38B, "cipher/cmac.txt")(test::Case const& c) {
+    Bytes const key = c.bytes("key"), message = c.bytes("message"), mac = c.bytes("mac");
+    expectMac(key, message, mac);
+    Bytes k1(16), k2(16);
+    genCmacSubkey(key.data(), size(key), k1.data(), k2.data());
+    EXPECT_EQ(k1, c.bytes("k1"));
+    EXPECT_EQ(k2, c.bytes("k2"));
+    if (key.size() != 16)
+        return;
+    Bytes other1(16), other2(16), found(16);
+    genCmacSubkey(key.data(), other1.data(), other2.data());
+    EXPECT_EQ(other1, k1);
+    EXPECT_EQ(other2, k2);
+    aesCmac128(key.data(), message.data(), size(message), found.data());
+    EXPECT_EQ(found, mac);
 }
 
-TEST(CMAC, AgreesWithWycheproof) {
-    test::forEachCase("wycheproof/aes_cmac.txt", [](test::Case const& c) {
-        c.ignore({"flags"});
-        EXPECT_EQ(c.number("tagSize"), 128U);
-        Bytes const key = c.bytes("key"), message = c.bytes("msg"), mac = c.bytes("tag");
-        bool const valid = c.text("result") == "valid";
-        EXPECT_EQ(macOf(key, message) == mac, valid);
-        if (valid)
-            expectMac(key, message, mac);
-    });
+TEST_CASES(CMAC, AgreesWithWycheproof, "wycheproof/aes_cmac.txt")(test::Case const& c) {
+    c.ignore({"flags"});
+    EXPECT_EQ(c.number("tagSize"), 128U);
+    Bytes const key = c.bytes("key"), message = c.bytes("msg"), mac = c.bytes("tag");
+    bool const valid = c.text("result") == "valid";
+    EXPECT_EQ(macOf(key, message) == mac, valid);
+    if (valid)
+        expectMac(key, message, mac);
 }
 
 TEST(CMAC, WritesNothingUnderAKeyOfAnotherLength) {

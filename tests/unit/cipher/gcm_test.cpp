@@ -113,35 +113,30 @@ Bytes reference(BlockCipher& aes, Bytes& j0, Bytes const& plaintext, Bytes const
     return out + y;
 }
 
-TEST(GCM, GivesTheResultsOfItsSpecification) {
-    test::forEachCase("cipher/gcm.txt", [](test::Case const& c) {
-        Bytes const key = c.bytes("key"), ciphertext = c.bytes("ciphertext"), tag = c.bytes("tag");
-        test::CipherVector const vector = {c.bytes("iv"), c.bytes("aad"), c.bytes("plaintext"),
-                                           ciphertext + tag};
-        if (c.differsOnPurpose())
-            c.expectAgreement(encrypt(*gcmUnder(key), vector.iv, vector.plaintext, vector.aad) ==
-                              vector.ciphertext);
-        else
-            test::expectCipher([&] { return gcmUnder(key); }, vector, {});
-    });
+TEST_CASES(GCM, GivesTheResultsOfItsSpecification, "cipher/gcm.txt")(test::Case const& c) {
+    Bytes const key = c.bytes("key"), ciphertext = c.bytes("ciphertext"), tag = c.bytes("tag");
+    test::CipherVector const vector = {c.bytes("iv"), c.bytes("aad"), c.bytes("plaintext"), ciphertext + tag};
+    if (c.differsOnPurpose())
+        c.expectAgreement(encrypt(*gcmUnder(key), vector.iv, vector.plaintext, vector.aad) ==
+                          vector.ciphertext);
+    else
+        test::expectCipher([&] { return gcmUnder(key); }, vector, {});
 }
 
-TEST(GCM, AgreesWithWycheproof) {
-    test::forEachCase("wycheproof/aes_gcm.txt", [](test::Case const& c) {
-        c.ignore({"flags", "ivSize"});
-        EXPECT_EQ(c.number("tagSize"), 128U);
-        Bytes const key = c.bytes("key"), iv = c.bytes("iv"), aad = c.bytes("aad"), message = c.bytes("msg");
-        Bytes const ciphertext = c.bytes("ct") + c.bytes("tag");
-        bool const valid = c.text("result") == "valid";
-        auto const gcm = gcmUnder(key);
-        if (valid && !c.differsOnPurpose())
-            test::expectCipher([&] { return gcmUnder(key); }, {iv, aad, message, ciphertext}, {});
-        gcm->setIV(iv.data(), size(iv));
-        Bytes out(ciphertext.size());
-        unsigned const length =
-            gcm->decrypt(ciphertext.data(), size(ciphertext), aad.data(), size(aad), out.data());
-        c.expectAgreement(length == (valid ? size(message) : failed));
-    });
+TEST_CASES(GCM, AgreesWithWycheproof, "wycheproof/aes_gcm.txt")(test::Case const& c) {
+    c.ignore({"flags", "ivSize"});
+    EXPECT_EQ(c.number("tagSize"), 128U);
+    Bytes const key = c.bytes("key"), iv = c.bytes("iv"), aad = c.bytes("aad"), message = c.bytes("msg");
+    Bytes const ciphertext = c.bytes("ct") + c.bytes("tag");
+    bool const valid = c.text("result") == "valid";
+    auto const gcm = gcmUnder(key);
+    if (valid && !c.differsOnPurpose())
+        test::expectCipher([&] { return gcmUnder(key); }, {iv, aad, message, ciphertext}, {});
+    gcm->setIV(iv.data(), size(iv));
+    Bytes out(ciphertext.size());
+    unsigned const length =
+        gcm->decrypt(ciphertext.data(), size(ciphertext), aad.data(), size(aad), out.data());
+    c.expectAgreement(length == (valid ? size(message) : failed));
 }
 
 TEST(GCM, AgreesWithAMultiplicationBitByBit) {

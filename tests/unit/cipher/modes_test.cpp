@@ -75,42 +75,39 @@ std::unique_ptr<Cipher> makeObject(CipherID id, Bytes const& aesKey) {
     return std::make_unique<CTR128Cipher>(makeAes(aesKey));
 }
 
-TEST(Modes, GiveTheCiphertextsOfSp800_38aThroughObjects) {
-    test::forEachCase("cipher/sp800-38a.txt", [](test::Case const& c) {
-        Sp80038a const& mode = modes.at(c.text("mode"));
-        Bytes const aesKey = c.bytes("key");
-        test::CipherVector vector = {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")};
-        auto const made = [&] { return makeObject(mode.id, aesKey); };
-        test::expectCipher(made, vector, {mode.granule, true, mode.decryptsInPlace});
+TEST_CASES(Modes, GiveTheCiphertextsOfSp800_38aThroughObjects, "cipher/sp800-38a.txt")(test::Case const& c) {
+    Sp80038a const& mode = modes.at(c.text("mode"));
+    Bytes const aesKey = c.bytes("key");
+    test::CipherVector vector = {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")};
+    auto const made = [&] { return makeObject(mode.id, aesKey); };
+    test::expectCipher(made, vector, {mode.granule, true, mode.decryptsInPlace});
 
-        // Additional data is nothing to these modes.
-        vector.aad = {1, 2, 3};
-        test::expectCipher(made, vector, {mode.granule, true, mode.decryptsInPlace});
+    // Additional data is nothing to these modes.
+    vector.aad = {1, 2, 3};
+    test::expectCipher(made, vector, {mode.granule, true, mode.decryptsInPlace});
 
-        // And so do all the beginnings: every length for the modes of streams, whole blocks for CBC.
-        for (unsigned size = 0; size < 64; size += mode.id == CipherID::AesCbc ? 16 : 1)
-            test::expectCipher(made,
-                               {vector.iv, {}, first(vector.plaintext, size), first(vector.ciphertext, size)},
-                               {mode.granule, true, mode.decryptsInPlace});
-    });
+    // And so do all the beginnings: every length for the modes of streams, whole blocks for CBC.
+    for (unsigned size = 0; size < 64; size += mode.id == CipherID::AesCbc ? 16 : 1)
+        test::expectCipher(made,
+                           {vector.iv, {}, first(vector.plaintext, size), first(vector.ciphertext, size)},
+                           {mode.granule, true, mode.decryptsInPlace});
 }
 
-TEST(Modes, GiveTheCiphertextsOfSp800_38aThroughFunctions) {
-    test::forEachCase("cipher/sp800-38a.txt", [](test::Case const& c) {
-        Sp80038a const& mode = modes.at(c.text("mode"));
-        std::unique_ptr<BlockCipher> const aes = makeAes(c.bytes("key"));
-        Bytes const plaintext = c.bytes("plaintext"), ciphertext = c.bytes("ciphertext");
-        for (unsigned cut = 0; cut <= 64; cut += 16) {
-            Bytes chained = c.bytes("iv"), out(64);
-            mode.encrypt(*aes, chained.data(), plaintext.data(), cut, out.data());
-            mode.encrypt(*aes, chained.data(), plaintext.data() + cut, 64 - cut, out.data() + cut);
-            EXPECT_EQ(test::toHex(out), test::toHex(ciphertext));
-            chained = c.bytes("iv");
-            mode.decrypt(*aes, chained.data(), ciphertext.data(), cut, out.data());
-            mode.decrypt(*aes, chained.data(), ciphertext.data() + cut, 64 - cut, out.data() + cut);
-            EXPECT_EQ(test::toHex(out), test::toHex(plaintext));
-        }
-    });
+TEST_CASES(Modes, GiveTheCiphertextsOfSp800_38aThroughFunctions, "cipher/sp800-38a.txt")
+(test::Case const& c) {
+    Sp80038a const& mode = modes.at(c.text("mode"));
+    std::unique_ptr<BlockCipher> const aes = makeAes(c.bytes("key"));
+    Bytes const plaintext = c.bytes("plaintext"), ciphertext = c.bytes("ciphertext");
+    for (unsigned cut = 0; cut <= 64; cut += 16) {
+        Bytes chained = c.bytes("iv"), out(64);
+        mode.encrypt(*aes, chained.data(), plaintext.data(), cut, out.data());
+        mode.encrypt(*aes, chained.data(), plaintext.data() + cut, 64 - cut, out.data() + cut);
+        EXPECT_EQ(test::toHex(out), test::toHex(ciphertext));
+        chained = c.bytes("iv");
+        mode.decrypt(*aes, chained.data(), ciphertext.data(), cut, out.data());
+        mode.decrypt(*aes, chained.data(), ciphertext.data() + cut, 64 - cut, out.data() + cut);
+        EXPECT_EQ(test::toHex(out), test::toHex(plaintext));
+    }
 }
 
 TEST(CBC, LeavesTheLastBlockOfCiphertextInTheIv) {
@@ -348,26 +345,25 @@ bool unpad(Bytes& padded) {
     return good;
 }
 
-TEST(CBCCipher, SatisfiesWycheproofUnderPaddingOfTheCaller) {
-    test::forEachCase("wycheproof/aes_cbc_pkcs5.txt", [](test::Case const& c) {
-        c.ignore({"flags", "ivSize"});
-        Bytes const aesKey = c.bytes("key"), ciphertext = c.bytes("ct"), message = c.bytes("msg");
-        Bytes padded = message;
-        padded.insert(padded.end(), 16 - message.size() % 16,
-                      static_cast<unsigned char>(16 - message.size() % 16));
-        auto const made = [&] { return createCipher(CipherID::AesCbc, aesKey, 0); };
-        bool const valid = c.text("result") == "valid";
-        if (valid)
-            test::expectCipher(made, {c.bytes("iv"), {}, padded, ciphertext}, {16, true, false});
+TEST_CASES(CBCCipher, SatisfiesWycheproofUnderPaddingOfTheCaller, "wycheproof/aes_cbc_pkcs5.txt")
+(test::Case const& c) {
+    c.ignore({"flags", "ivSize"});
+    Bytes const aesKey = c.bytes("key"), ciphertext = c.bytes("ct"), message = c.bytes("msg");
+    Bytes padded = message;
+    padded.insert(padded.end(), 16 - message.size() % 16,
+                  static_cast<unsigned char>(16 - message.size() % 16));
+    auto const made = [&] { return createCipher(CipherID::AesCbc, aesKey, 0); };
+    bool const valid = c.text("result") == "valid";
+    if (valid)
+        test::expectCipher(made, {c.bytes("iv"), {}, padded, ciphertext}, {16, true, false});
 
-        auto const cipher = made();
-        cipher->setIV(c.bytes("iv").data(), 16);
-        Bytes plaintext(ciphertext.size());
-        plaintext.resize(cipher->decrypt(ciphertext.data(), static_cast<unsigned>(ciphertext.size()), nullptr,
-                                         0, plaintext.data()));
-        bool const unpadded = plaintext.size() == ciphertext.size() && unpad(plaintext);
-        EXPECT_EQ(unpadded && plaintext == message, valid) << c.id();
-    });
+    auto const cipher = made();
+    cipher->setIV(c.bytes("iv").data(), 16);
+    Bytes plaintext(ciphertext.size());
+    plaintext.resize(cipher->decrypt(ciphertext.data(), static_cast<unsigned>(ciphertext.size()), nullptr, 0,
+                                     plaintext.data()));
+    bool const unpadded = plaintext.size() == ciphertext.size() && unpad(plaintext);
+    EXPECT_EQ(unpadded && plaintext == message, valid) << c.id();
 }
 
 } // namespace

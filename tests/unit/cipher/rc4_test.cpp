@@ -28,31 +28,29 @@ Bytes stream(RC4& rc4, unsigned count) {
     return bytes;
 }
 
-TEST(RC4, GivesTheStreamsOfRfc6229) {
-    std::mt19937 random(1);
-    test::forEachCase("cipher/rfc6229.txt", [&](test::Case const& c) {
-        Bytes const key = c.bytes("key"), expected = c.bytes("stream");
-        auto const offset = static_cast<unsigned>(c.number("offset"));
-        RC4 rc4 = under(key);
-        rc4.skip(offset);
-        EXPECT_EQ(stream(rc4, size(expected)), expected);
+TEST_CASES(RC4, GivesTheStreamsOfRfc6229, "cipher/rfc6229.txt")(test::Case const& c) {
+    std::mt19937 random(static_cast<unsigned>(c.index()));
+    Bytes const key = c.bytes("key"), expected = c.bytes("stream");
+    auto const offset = static_cast<unsigned>(c.number("offset"));
+    RC4 rc4 = under(key);
+    rc4.skip(offset);
+    EXPECT_EQ(stream(rc4, size(expected)), expected);
 
-        // The same object again, in place, cut at random, with the bytes before encrypted and not skipped.
-        rc4.setKey(key.data(), size(key));
-        Bytes message(offset + expected.size(), 0x5A);
-        for (unsigned done = 0; done < message.size();) {
-            unsigned const piece = random() % (size(message) - done + 1);
-            rc4.encrypt(message.data() + done, message.data() + done, piece);
-            done += piece;
-        }
-        for (unsigned k = 0; k < expected.size(); k++)
-            EXPECT_EQ(message[offset + k] ^ 0x5A, expected[k]);
+    // The same object again, in place, cut at random, with the bytes before encrypted and not skipped.
+    rc4.setKey(key.data(), size(key));
+    Bytes message(offset + expected.size(), 0x5A);
+    for (unsigned done = 0; done < message.size();) {
+        unsigned const piece = random() % (size(message) - done + 1);
+        rc4.encrypt(message.data() + done, message.data() + done, piece);
+        done += piece;
+    }
+    for (unsigned k = 0; k < expected.size(); k++)
+        EXPECT_EQ(message[offset + k] ^ 0x5A, expected[k]);
 
-        RC4 other = under(key);
-        Bytes plaintext(message.size());
-        other.encrypt(message.data(), plaintext.data(), size(message));
-        EXPECT_EQ(plaintext, Bytes(message.size(), 0x5A));
-    });
+    RC4 other = under(key);
+    Bytes plaintext(message.size());
+    other.encrypt(message.data(), plaintext.data(), size(message));
+    EXPECT_EQ(plaintext, Bytes(message.size(), 0x5A));
 }
 
 TEST(RC4, GivesThePublishedStreamOfKey) {

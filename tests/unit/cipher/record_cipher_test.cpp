@@ -69,16 +69,14 @@ Bytes sealed(Bytes const& content) {
 
 Bytes padding(unsigned size) { return Bytes(size, static_cast<unsigned char>(size - 1)); }
 
-TEST(RecordCipher, GivesTheRecordsOfOthers) {
-    test::forEachCase("cipher/record.txt", [](test::Case const& c) {
-        auto const id = static_cast<unsigned>(c.number("id")), hash = static_cast<unsigned>(c.number("hash"));
-        Bytes const key = c.bytes("key"), authentication = c.bytes("macKey");
-        auto const make = [&] { return createAead(id, hash, key, authentication); };
-        test::CipherVector vector = {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")};
-        test::expectCipher(make, vector, {0, true, false});
-        vector.aad = {1, 2, 3};
-        test::expectCipher(make, vector, {0, true, false});
-    });
+TEST_CASES(RecordCipher, GivesTheRecordsOfOthers, "cipher/record.txt")(test::Case const& c) {
+    auto const id = static_cast<unsigned>(c.number("id")), hash = static_cast<unsigned>(c.number("hash"));
+    Bytes const key = c.bytes("key"), authentication = c.bytes("macKey");
+    auto const make = [&] { return createAead(id, hash, key, authentication); };
+    test::CipherVector vector = {c.bytes("iv"), {}, c.bytes("plaintext"), c.bytes("ciphertext")};
+    test::expectCipher(make, vector, {0, true, false});
+    vector.aad = {1, 2, 3};
+    test::expectCipher(make, vector, {0, true, false});
 }
 
 TEST(RecordCipher, IsMadeForAesAndTripleDesOnly) {

@@ -75,43 +75,35 @@ void expectSiv(Bytes const& key, std::vector<Bytes> const& ad, Bytes const& plai
     }
 }
 
-TEST(SIV, GivesTheResultsOfRfc5297) {
-    test::forEachCase("cipher/siv.txt", [](test::Case const& c) {
-        expectSiv(c.bytes("key"), stringsOf(c), c.bytes("plaintext"), c.bytes("ciphertext"));
-    });
+TEST_CASES(SIV, GivesTheResultsOfRfc5297, "cipher/siv.txt")(test::Case const& c) {
+    expectSiv(c.bytes("key"), stringsOf(c), c.bytes("plaintext"), c.bytes("ciphertext"));
 }
 
-TEST(SIV, AgreesWithOthersOnAnyCountOfStrings) {
-    test::forEachCase("cipher/siv-components.txt", [](test::Case const& c) {
-        expectSiv(c.bytes("key"), stringsOf(c), c.bytes("plaintext"), c.bytes("ciphertext"));
-    });
+TEST_CASES(SIV, AgreesWithOthersOnAnyCountOfStrings, "cipher/siv-components.txt")(test::Case const& c) {
+    expectSiv(c.bytes("key"), stringsOf(c), c.bytes("plaintext"), c.bytes("ciphertext"));
 }
 
-TEST(SIV, AgreesWithWycheproofOnOneString) {
-    test::forEachCase("wycheproof/aes_siv_cmac.txt", [](test::Case const& c) {
-        c.ignore({"flags"});
-        Bytes const key = c.bytes("key"), aad = c.bytes("aad"), message = c.bytes("msg"), ct = c.bytes("ct");
-        bool const valid = c.text("result") == "valid";
-        EXPECT_EQ(decrypts(key, ct, {aad}), valid);
-        if (valid)
-            expectSiv(key, {aad}, message, ct);
-    });
+TEST_CASES(SIV, AgreesWithWycheproofOnOneString, "wycheproof/aes_siv_cmac.txt")(test::Case const& c) {
+    c.ignore({"flags"});
+    Bytes const key = c.bytes("key"), aad = c.bytes("aad"), message = c.bytes("msg"), ct = c.bytes("ct");
+    bool const valid = c.text("result") == "valid";
+    EXPECT_EQ(decrypts(key, ct, {aad}), valid);
+    if (valid)
+        expectSiv(key, {aad}, message, ct);
 }
 
-TEST(SIV, AgreesWithWycheproofOnANonceAfterAdditionalData) {
-    test::forEachCase("wycheproof/aead_aes_siv_cmac.txt", [](test::Case const& c) {
-        c.ignore({"flags", "ivSize"});
-        EXPECT_EQ(c.number("tagSize"), 128U);
-        Bytes const key = c.bytes("key"), aad = c.bytes("aad"), nonce = c.bytes("iv"),
-                    message = c.bytes("msg");
-        Bytes ciphertext = c.bytes("tag"), ct = c.bytes("ct");
-        ciphertext.insert(ciphertext.end(), ct.begin(), ct.end());
-        bool const valid = c.text("result") == "valid";
-        EXPECT_EQ(decrypts(key, ciphertext, {aad, nonce}), valid);
-        if (valid) {
-            EXPECT_EQ(encrypt(key, message, {aad, nonce}), ciphertext);
-        }
-    });
+TEST_CASES(SIV, AgreesWithWycheproofOnANonceAfterAdditionalData, "wycheproof/aead_aes_siv_cmac.txt")
+(test::Case const& c) {
+    c.ignore({"flags", "ivSize"});
+    EXPECT_EQ(c.number("tagSize"), 128U);
+    Bytes const key = c.bytes("key"), aad = c.bytes("aad"), nonce = c.bytes("iv"), message = c.bytes("msg");
+    Bytes ciphertext = c.bytes("tag"), ct = c.bytes("ct");
+    ciphertext.insert(ciphertext.end(), ct.begin(), ct.end());
+    bool const valid = c.text("result") == "valid";
+    EXPECT_EQ(decrypts(key, ciphertext, {aad, nonce}), valid);
+    if (valid) {
+        EXPECT_EQ(encrypt(key, message, {aad, nonce}), ciphertext);
+    }
 }
 
 TEST(SIV, RefusesKeysOfOtherLengthsAndWritesNothing) {

@@ -27,15 +27,13 @@ BigNum readS(Bytes const& signature) {
     return BigNum(asn1::blob(signature.data() + 32, 32), little_endian{});
 }
 
-TEST(EdDsa, ReproducesRfc8032) {
-    test::forEachCase("ec/rfc8032.txt", [](test::Case const& v) {
-        Bytes const key = v.bytes("secret");
-        Bytes const pub = eddsa::get_public_key(key);
-        Bytes const text = v.bytes("message");
-        EXPECT_EQ(pub, v.bytes("public"));
-        EXPECT_EQ(eddsa::sign(key, text), v.bytes("signature"));
-        EXPECT_TRUE(eddsa::verify(pub, text, v.bytes("signature")));
-    });
+TEST_CASES(EdDsa, ReproducesRfc8032, "ec/rfc8032.txt")(test::Case const& v) {
+    Bytes const key = v.bytes("secret");
+    Bytes const pub = eddsa::get_public_key(key);
+    Bytes const text = v.bytes("message");
+    EXPECT_EQ(pub, v.bytes("public"));
+    EXPECT_EQ(eddsa::sign(key, text), v.bytes("signature"));
+    EXPECT_TRUE(eddsa::verify(pub, text, v.bytes("signature")));
 }
 
 TEST(EdDsa, SecretIsHashedAndClamped) {

@@ -261,24 +261,20 @@ TEST(WCurve, EqualPointsOfDifferentRepresentationsDouble) {
     EXPECT_EQ(c.curve.toEC(std::move(P)), c.multipleOfG(big(18)));
 }
 
-TEST(WCurve, MultiplesOfBasePoint) {
-    test::forEachCase("ec/multiples.txt", [](test::Case const& v) {
-        NamedCurve const& c = namedCurve(v.text("curve"));
-        EXPECT_EQ(c.multipleOfG(number(v.text("k"))), (ECPoint{number(v.text("x")), number(v.text("y"))}));
-    });
+TEST_CASES(WCurve, MultiplesOfBasePoint, "ec/multiples.txt")(test::Case const& v) {
+    NamedCurve const& c = namedCurve(v.text("curve"));
+    EXPECT_EQ(c.multipleOfG(number(v.text("k"))), (ECPoint{number(v.text("x")), number(v.text("y"))}));
 }
 
-TEST(WCurve, SumsOfTwoMultiples) {
-    test::forEachCase("ec/sums.txt", [](test::Case const& v) {
-        NamedCurve const& c = namedCurve(v.text("curve"));
-        WCurve::Point const G = c.curve.fromEC(c.G);
-        WCurve::Point const Q = c.curve.mul(number(v.text("q")), G);
-        BigNum const k = number(v.text("k"));
-        BigNum const l = number(v.text("l"));
-        ECPoint const expected{number(v.text("x")), number(v.text("y"))};
-        EXPECT_EQ(c.curve.toEC(c.curve.mul2add(k, G, l, Q)), expected);
-        EXPECT_EQ(c.curve.toEC(c.curve.mul2add(l, Q, k, G)), expected);
-    });
+TEST_CASES(WCurve, SumsOfTwoMultiples, "ec/sums.txt")(test::Case const& v) {
+    NamedCurve const& c = namedCurve(v.text("curve"));
+    WCurve::Point const G = c.curve.fromEC(c.G);
+    WCurve::Point const Q = c.curve.mul(number(v.text("q")), G);
+    BigNum const k = number(v.text("k"));
+    BigNum const l = number(v.text("l"));
+    ECPoint const expected{number(v.text("x")), number(v.text("y"))};
+    EXPECT_EQ(c.curve.toEC(c.curve.mul2add(k, G, l, Q)), expected);
+    EXPECT_EQ(c.curve.toEC(c.curve.mul2add(l, Q, k, G)), expected);
 }
 
 TEST(WCurve, JointMultiplicationAgreesWithSeparateOnes) {

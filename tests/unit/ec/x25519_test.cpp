@@ -9,12 +9,10 @@ using Bytes = std::vector<unsigned char>;
 
 Bytes const nine{9};
 
-TEST(X25519, ReproducesRfc7748) {
-    test::forEachCase("ec/rfc7748.txt", [](test::Case const& v) {
-        Bytes const shared = x25519::kex(v.bytes("private"), v.bytes("public"));
-        v.expectAgreement(shared == v.bytes("shared"));
-        EXPECT_EQ(shared.empty(), v.differsOnPurpose());
-    });
+TEST_CASES(X25519, ReproducesRfc7748, "ec/rfc7748.txt")(test::Case const& v) {
+    Bytes const shared = x25519::kex(v.bytes("private"), v.bytes("public"));
+    v.expectAgreement(shared == v.bytes("shared"));
+    EXPECT_EQ(shared.empty(), v.differsOnPurpose());
 }
 
 TEST(X25519, ReproducesTheIterationOfRfc7748) {

@@ -52,20 +52,24 @@ void expectDigestOfText(test::Case const& c) {
     expectDigest(static_cast<unsigned>(c.number("hash")), message, test::toHex(c.bytes("digest")));
 }
 
-TEST(Digest, of_MD4_is_that_of_RFC_1320) { test::forEachCase("hash/rfc1320.txt", expectDigestOfText); }
+TEST_CASES(Digest, of_MD4_is_that_of_RFC_1320, "hash/rfc1320.txt")(test::Case const& c) {
+    expectDigestOfText(c);
+}
 
-TEST(Digest, of_MD5_is_that_of_RFC_1321) { test::forEachCase("hash/rfc1321.txt", expectDigestOfText); }
+TEST_CASES(Digest, of_MD5_is_that_of_RFC_1321, "hash/rfc1321.txt")(test::Case const& c) {
+    expectDigestOfText(c);
+}
 
-TEST(Digest, of_SHA_is_that_of_FIPS_180_4) { test::forEachCase("hash/fips180-4.txt", expectDigestOfText); }
+TEST_CASES(Digest, of_SHA_is_that_of_FIPS_180_4, "hash/fips180-4.txt")(test::Case const& c) {
+    expectDigestOfText(c);
+}
 
 // All lengths around every boundary: the block, the length field, the second block.
-TEST(Digest, of_any_length_is_that_of_other_implementations) {
-    test::forEachCase("hash/lengths.txt", [](test::Case const& c) {
-        std::vector<unsigned char> message(c.number("length"));
-        for (size_t i = 0; i < message.size(); i++)
-            message[i] = static_cast<unsigned char>(7 * i + message.size());
-        expectDigest(static_cast<unsigned>(c.number("hash")), message, test::toHex(c.bytes("digest")));
-    });
+TEST_CASES(Digest, of_any_length_is_that_of_other_implementations, "hash/lengths.txt")(test::Case const& c) {
+    std::vector<unsigned char> message(c.number("length"));
+    for (size_t i = 0; i < message.size(); i++)
+        message[i] = static_cast<unsigned char>(7 * i + message.size());
+    expectDigest(static_cast<unsigned>(c.number("hash")), message, test::toHex(c.bytes("digest")));
 }
 
 TEST(Digest, of_the_empty_message_needs_no_update) {

@@ -21,27 +21,24 @@ Bytes derive(HashID id, Bytes const& password, Bytes const& salt, unsigned itera
     return key;
 }
 
-TEST(Pbkdf2, GivesTheKeysOfAnotherImplementation) {
-    test::forEachCase("hash/pbkdf2.txt", [](test::Case const& c) {
-        Bytes const key = c.bytes("key");
-        auto const hash = static_cast<HashID>(c.number("hash"));
-        auto const iterations = static_cast<unsigned>(c.number("iterations"));
-        EXPECT_EQ(derive(hash, c.bytes("password"), c.bytes("salt"), iterations, key.size()), key);
-    });
+TEST_CASES(Pbkdf2, GivesTheKeysOfAnotherImplementation, "hash/pbkdf2.txt")(test::Case const& c) {
+    Bytes const key = c.bytes("key");
+    auto const hash = static_cast<HashID>(c.number("hash"));
+    auto const iterations = static_cast<unsigned>(c.number("iterations"));
+    EXPECT_EQ(derive(hash, c.bytes("password"), c.bytes("salt"), iterations, key.size()), key);
 }
 
-TEST(Pbkdf2, AgreesWithWycheproof) {
-    for (auto [name, id] : {std::pair("hmacsha1", HashID::SHA1), std::pair("hmacsha256", HashID::SHA256)})
-        test::forEachCase(std::string("wycheproof/pbkdf2_") + name + ".txt", [id = id](test::Case const& c) {
-            c.ignore({"flags"});
-            Bytes const password = c.bytes("password"), salt = c.bytes("salt"), key = c.bytes("dk");
-            auto const iterations = static_cast<unsigned>(c.number("iterationCount"));
-            EXPECT_EQ(c.number("dkLen"), key.size());
-            EXPECT_EQ(c.text("result"), "valid");
-            if (iterations <= mostIterations) {
-                EXPECT_EQ(derive(id, password, salt, iterations, key.size()), key);
-            }
-        });
+TEST_CASES(Pbkdf2, AgreesWithWycheproof, "wycheproof/pbkdf2_hmacsha1.txt", "wycheproof/pbkdf2_hmacsha256.txt")
+(test::Case const& c) {
+    HashID const id = c.file().ends_with("sha1") ? HashID::SHA1 : HashID::SHA256;
+    c.ignore({"flags"});
+    Bytes const password = c.bytes("password"), salt = c.bytes("salt"), key = c.bytes("dk");
+    auto const iterations = static_cast<unsigned>(c.number("iterationCount"));
+    EXPECT_EQ(c.number("dkLen"), key.size());
+    EXPECT_EQ(c.text("result"), "valid");
+    if (iterations > mostIterations)
+        GTEST_SKIP() << iterations << " iterations";
+    EXPECT_EQ(derive(id, password, salt, iterations, key.size()), key);
 }
 
 TEST(Pbkdf2, AShorterKeyIsTheBeginningOfALongerOne) {

@@ -31,41 +31,37 @@ struct CountingRng : Rng {
     }
 };
 
-TEST(Ed25519PrivateKey, SignsAsOpenSslDoes) {
-    test::forEachCase("keys/openssl-ed25519.txt", [](test::Case const& c) {
-        Ed25519PrivateKey key;
-        ASSERT_TRUE(key.initPrivate(c.bytes("secret")));
-        EXPECT_EQ(key.secret, c.bytes("secret"));
-        EXPECT_EQ(key.pub, c.bytes("pub"));
-        Bytes const message = c.bytes("message");
-        EXPECT_EQ(key.sign(message), c.bytes("sig"));
-        Bytes sig = c.bytes("sig");
-        EXPECT_TRUE(key.verify(message, sig));
-        EXPECT_FALSE(key.verify(asn1::blob(message.data(), message.size() - 1), sig));
-        EXPECT_FALSE(key.verify(message, asn1::blob(sig.data(), 63)));
-        sig[5] ^= 1;
-        EXPECT_FALSE(key.verify(message, sig));
+TEST_CASES(Ed25519PrivateKey, SignsAsOpenSslDoes, "keys/openssl-ed25519.txt")(test::Case const& c) {
+    Ed25519PrivateKey key;
+    ASSERT_TRUE(key.initPrivate(c.bytes("secret")));
+    EXPECT_EQ(key.secret, c.bytes("secret"));
+    EXPECT_EQ(key.pub, c.bytes("pub"));
+    Bytes const message = c.bytes("message");
+    EXPECT_EQ(key.sign(message), c.bytes("sig"));
+    Bytes sig = c.bytes("sig");
+    EXPECT_TRUE(key.verify(message, sig));
+    EXPECT_FALSE(key.verify(asn1::blob(message.data(), message.size() - 1), sig));
+    EXPECT_FALSE(key.verify(message, asn1::blob(sig.data(), 63)));
+    sig[5] ^= 1;
+    EXPECT_FALSE(key.verify(message, sig));
 
-        std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
-        ASSERT_NE(parsed, nullptr);
-        EXPECT_EQ(parsed->keyType(), KeyType::Ed25519);
-        EXPECT_TRUE(parsed->equals(key));
-        EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
-        EXPECT_EQ(encodePkcs8PublicKey(key), c.bytes("spki"));
-        c.ignore({"u", "scalar"});
-    });
+    std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
+    ASSERT_NE(parsed, nullptr);
+    EXPECT_EQ(parsed->keyType(), KeyType::Ed25519);
+    EXPECT_TRUE(parsed->equals(key));
+    EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
+    EXPECT_EQ(encodePkcs8PublicKey(key), c.bytes("spki"));
+    c.ignore({"u", "scalar"});
 }
 
-TEST(Ed25519PrivateKey, BecomesAKeyForKeyAgreement) {
-    test::forEachCase("keys/openssl-ed25519.txt", [](test::Case const& c) {
-        Ed25519PrivateKey key;
-        ASSERT_TRUE(key.initPrivate(c.bytes("secret")));
-        X25519PrivateKey const agreement = key.toX25519PrivateKey();
-        EXPECT_EQ(agreement.secret, c.bytes("scalar"));
-        EXPECT_EQ(agreement.pub, c.bytes("u"));
-        EXPECT_EQ(key.toX25519PublicKey().pub, c.bytes("u"));
-        c.ignore({"pub", "spki", "message", "sig"});
-    });
+TEST_CASES(Ed25519PrivateKey, BecomesAKeyForKeyAgreement, "keys/openssl-ed25519.txt")(test::Case const& c) {
+    Ed25519PrivateKey key;
+    ASSERT_TRUE(key.initPrivate(c.bytes("secret")));
+    X25519PrivateKey const agreement = key.toX25519PrivateKey();
+    EXPECT_EQ(agreement.secret, c.bytes("scalar"));
+    EXPECT_EQ(agreement.pub, c.bytes("u"));
+    EXPECT_EQ(key.toX25519PublicKey().pub, c.bytes("u"));
+    c.ignore({"pub", "spki", "message", "sig"});
 }
 
 TEST(Ed25519PublicKey, NoPointBecomesNoKeyForKeyAgreement) {
@@ -88,20 +84,18 @@ TEST(Ed25519PublicKey, NoPointBecomesNoKeyForKeyAgreement) {
     EXPECT_EQ(key.toX25519PublicKey().pub, one);
 }
 
-TEST(X25519PrivateKey, AgreesAsOpenSslDoes) {
-    test::forEachCase("keys/openssl-x25519.txt", [](test::Case const& c) {
-        X25519PrivateKey key;
-        ASSERT_TRUE(key.initPrivate(c.bytes("secret")));
-        EXPECT_EQ(key.secret, c.bytes("secret"));
-        EXPECT_EQ(key.pub, c.bytes("pub"));
-        EXPECT_EQ(key.exchangeKeys(c.bytes("peer")), c.bytes("shared"));
+TEST_CASES(X25519PrivateKey, AgreesAsOpenSslDoes, "keys/openssl-x25519.txt")(test::Case const& c) {
+    X25519PrivateKey key;
+    ASSERT_TRUE(key.initPrivate(c.bytes("secret")));
+    EXPECT_EQ(key.secret, c.bytes("secret"));
+    EXPECT_EQ(key.pub, c.bytes("pub"));
+    EXPECT_EQ(key.exchangeKeys(c.bytes("peer")), c.bytes("shared"));
 
-        std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
-        ASSERT_NE(parsed, nullptr);
-        EXPECT_EQ(parsed->keyType(), KeyType::X25519);
-        EXPECT_TRUE(parsed->equals(key));
-        EXPECT_EQ(encodePkcs8PublicKey(key), c.bytes("spki"));
-    });
+    std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
+    ASSERT_NE(parsed, nullptr);
+    EXPECT_EQ(parsed->keyType(), KeyType::X25519);
+    EXPECT_TRUE(parsed->equals(key));
+    EXPECT_EQ(encodePkcs8PublicKey(key), c.bytes("spki"));
 }
 
 TEST(X25519PrivateKey, PeersWithoutAPointOrOfSmallOrderGiveNothing) {

@@ -26,18 +26,20 @@ struct OpenSslCase {
     Bytes sig;
 };
 
+OpenSslCase readOpenSslCase(test::Case const& c) {
+    OpenSslCase given;
+    given.key.curve = static_cast<Curve>(c.number("curve"));
+    given.key.point = {number(c, "x"), number(c, "y")};
+    given.key.secret = number(c, "secret");
+    given.hash = static_cast<HashID>(c.number("hash"));
+    given.digest = calcDigest(given.hash, c.bytes("message"));
+    given.sig = c.bytes("sig");
+    c.ignore({"name", "spki", "compressedSpki", "explicitSpki"});
+    return given;
+}
+
 void forEachOpenSslCase(std::function<void(OpenSslCase const&, test::Case const&)> const& body) {
-    test::forEachCase("keys/openssl-ec.txt", [&](test::Case const& c) {
-        OpenSslCase given;
-        given.key.curve = static_cast<Curve>(c.number("curve"));
-        given.key.point = {number(c, "x"), number(c, "y")};
-        given.key.secret = number(c, "secret");
-        given.hash = static_cast<HashID>(c.number("hash"));
-        given.digest = calcDigest(given.hash, c.bytes("message"));
-        given.sig = c.bytes("sig");
-        c.ignore({"name", "spki", "compressedSpki", "explicitSpki"});
-        body(given, c);
-    });
+    test::forEachCase("keys/openssl-ec.txt", [&](test::Case const& c) { body(readOpenSslCase(c), c); });
 }
 
 /// The case of that curve with SHA-256.
@@ -65,13 +67,12 @@ bool parses(Curve curve, Bytes const& point) {
 
 // --- Signatures ---
 
-TEST(EcPublicKey, VerifiesWhatOpenSslSigned) {
-    forEachOpenSslCase([](OpenSslCase const& given, test::Case const& c) {
-        EXPECT_TRUE(given.key.verifyHashed(given.hash, given.digest, given.sig)) << c.id();
-        Bytes other = given.digest;
-        other[0] ^= 1;
-        EXPECT_FALSE(given.key.verifyHashed(given.hash, other, given.sig)) << c.id();
-    });
+TEST_CASES(EcPublicKey, VerifiesWhatOpenSslSigned, "keys/openssl-ec.txt")(test::Case const& c) {
+    OpenSslCase const given = readOpenSslCase(c);
+    EXPECT_TRUE(given.key.verifyHashed(given.hash, given.digest, given.sig)) << c.id();
+    Bytes other = given.digest;
+    other[0] ^= 1;
+    EXPECT_FALSE(given.key.verifyHashed(given.hash, other, given.sig)) << c.id();
 }
 
 TEST(EcPublicKey, RefusesADigestThatIsNotOfTheHash) {
@@ -221,38 +222,35 @@ TEST(EcPublicKey, MembersFilledInByHandDoNotCrash) {
 
 // --- Octets ---
 
-TEST(EcPublicKey, IsReadAndWrittenAsOpenSslDoes) {
+TEST_CASES(EcPublicKey, IsReadAndWrittenAsOpenSslDoes, "keys/openssl-ec.txt")(test::Case const& c) {
     CapturedOutput const output;
-    forEachOpenSslCase([](OpenSslCase const& given, test::Case const& c) {
-        std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
-        ASSERT_NE(parsed, nullptr) << c.id();
-        EXPECT_EQ(parsed->keyType(), KeyType::EC);
-        EXPECT_TRUE(parsed->equals(given.key));
-        EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
-        EXPECT_EQ(encodePkcs8PublicKey(given.key), c.bytes("spki"));
-    });
+    OpenSslCase const given = readOpenSslCase(c);
+    std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
+    ASSERT_NE(parsed, nullptr) << c.id();
+    EXPECT_EQ(parsed->keyType(), KeyType::EC);
+    EXPECT_TRUE(parsed->equals(given.key));
+    EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
+    EXPECT_EQ(encodePkcs8PublicKey(given.key), c.bytes("spki"));
 }
 
-TEST(EcPublicKey, ReadsCompressedPointsButThoseOfP224) {
+TEST_CASES(EcPublicKey, ReadsCompressedPointsButThoseOfP224, "keys/openssl-ec.txt")(test::Case const& c) {
     CapturedOutput const output;
-    forEachOpenSslCase([](OpenSslCase const& given, test::Case const& c) {
-        std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("compressedSpki"));
-        if (given.key.curve == Curve::p224) {
-            EXPECT_EQ(parsed, nullptr);
-            return;
-        }
-        ASSERT_NE(parsed, nullptr) << c.id();
-        EXPECT_TRUE(parsed->equals(given.key));
-        EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
-    });
+    OpenSslCase const given = readOpenSslCase(c);
+    std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("compressedSpki"));
+    if (given.key.curve == Curve::p224) {
+        EXPECT_EQ(parsed, nullptr);
+        return;
+    }
+    ASSERT_NE(parsed, nullptr) << c.id();
+    EXPECT_TRUE(parsed->equals(given.key));
+    EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
 }
 
-TEST(EcPublicKey, RefusesDescribedCurves) {
-    forEachOpenSslCase([](OpenSslCase const&, test::Case const& c) {
-        CapturedOutput const output;
-        EXPECT_EQ(parsePkcs8PublicKey(c.bytes("explicitSpki")), nullptr);
-        EXPECT_EQ(output.text(), "[ERR] explicit curve params not yet supported\n");
-    });
+TEST_CASES(EcPublicKey, RefusesDescribedCurves, "keys/openssl-ec.txt")(test::Case const& c) {
+    readOpenSslCase(c);
+    CapturedOutput const output;
+    EXPECT_EQ(parsePkcs8PublicKey(c.bytes("explicitSpki")), nullptr);
+    EXPECT_EQ(output.text(), "[ERR] explicit curve params not yet supported\n");
 }
 
 TEST(EcPublicKey, RefusesUnknownCurves) {

@@ -37,22 +37,20 @@ Bytes signatureOf(BigNum const& r, BigNum const& s) {
 
 // --- Signatures ---
 
-TEST(EcPrivateKey, SignsAsRfc6979) {
-    test::forEachCase("keys/rfc6979.txt", [](test::Case const& c) {
-        EcPrivateKey key;
-        key.curve = static_cast<Curve>(c.number("curve"));
-        key.secret = number(c, "secret");
-        HashID const hash = static_cast<HashID>(c.number("hash"));
-        Bytes const digest = calcDigest(hash, c.bytes("message"));
-        Bytes const expected = signatureOf(number(c, "r"), number(c, "s"));
-        ECPoint const point = {number(c, "x"), number(c, "y")};
-        if (hash == HashID::SHA256) {
-            EXPECT_EQ(key.signHashed(hash, digest), expected) << c.id() << " without the point";
-        }
-        key.point = point;
-        EXPECT_EQ(key.signHashed(hash, digest), expected) << c.id();
-        EXPECT_TRUE(key.verifyHashed(hash, digest, expected)) << c.id();
-    });
+TEST_CASES(EcPrivateKey, SignsAsRfc6979, "keys/rfc6979.txt")(test::Case const& c) {
+    EcPrivateKey key;
+    key.curve = static_cast<Curve>(c.number("curve"));
+    key.secret = number(c, "secret");
+    HashID const hash = static_cast<HashID>(c.number("hash"));
+    Bytes const digest = calcDigest(hash, c.bytes("message"));
+    Bytes const expected = signatureOf(number(c, "r"), number(c, "s"));
+    ECPoint const point = {number(c, "x"), number(c, "y")};
+    if (hash == HashID::SHA256) {
+        EXPECT_EQ(key.signHashed(hash, digest), expected) << c.id() << " without the point";
+    }
+    key.point = point;
+    EXPECT_EQ(key.signHashed(hash, digest), expected) << c.id();
+    EXPECT_TRUE(key.verifyHashed(hash, digest, expected)) << c.id();
 }
 
 TEST(EcPrivateKey, SignsDigestsOfEveryHashOnEveryCurve) {

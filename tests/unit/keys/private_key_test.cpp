@@ -73,39 +73,34 @@ void expectSound(PrivateKey const& key) {
 
 // --- Files of other programs ---
 
-TEST(PrivateKeyFiles, OfOtherProgramsHaveTheNumbersThatOpenSslShows) {
-    size_t count = 0;
-    test::forEachCase("keys/private-keys.txt", [&](test::Case const& c) {
-        SCOPED_TRACE(c.id());
-        ++count;
-        std::unique_ptr<PrivateKey> const key = readPrivateKey(textOf(c.id()), "");
-        ASSERT_NE(key, nullptr);
-        ASSERT_EQ(static_cast<unsigned>(key->keyType()), c.number("type"));
-        switch (key->keyType()) {
-        case KeyType::RSA:
-            EXPECT_EQ(key->encodeToDerEncoded(), test::rsaKey(c).encodeToDerEncoded());
-            EXPECT_EQ(test::dumpOf(*key), test::dumpOf(test::rsaKey(c)));
-            break;
-        case KeyType::EC: {
-            auto const* ec = dynamic_cast<EcPrivateKey const*>(key.get());
-            EXPECT_EQ(static_cast<unsigned>(ec->curve), c.number("curve"));
-            EXPECT_EQ(ec->secret, number(c, "secret"));
-            Bytes const point = c.bytes("pub");
-            EXPECT_EQ(ec->point.toBin(getModLen(ec->curve), point[0] != 4), point);
-            break;
-        }
-        case KeyType::Ed25519:
-            EXPECT_EQ(dynamic_cast<Ed25519PrivateKey const*>(key.get())->secret, c.bytes("secret"));
-            EXPECT_EQ(dynamic_cast<Ed25519PrivateKey const*>(key.get())->pub, c.bytes("pub"));
-            break;
-        case KeyType::X25519:
-            EXPECT_EQ(dynamic_cast<X25519PrivateKey const*>(key.get())->secret, c.bytes("secret"));
-            EXPECT_EQ(dynamic_cast<X25519PrivateKey const*>(key.get())->pub, c.bytes("pub"));
-            break;
-        }
-        expectSound(*key);
-    });
-    EXPECT_EQ(count, 26u);
+TEST_CASES(PrivateKeyFiles, OfOtherProgramsHaveTheNumbersThatOpenSslShows, "keys/private-keys.txt")
+(test::Case const& c) {
+    std::unique_ptr<PrivateKey> const key = readPrivateKey(textOf(c.id()), "");
+    ASSERT_NE(key, nullptr);
+    ASSERT_EQ(static_cast<unsigned>(key->keyType()), c.number("type"));
+    switch (key->keyType()) {
+    case KeyType::RSA:
+        EXPECT_EQ(key->encodeToDerEncoded(), test::rsaKey(c).encodeToDerEncoded());
+        EXPECT_EQ(test::dumpOf(*key), test::dumpOf(test::rsaKey(c)));
+        break;
+    case KeyType::EC: {
+        auto const* ec = dynamic_cast<EcPrivateKey const*>(key.get());
+        EXPECT_EQ(static_cast<unsigned>(ec->curve), c.number("curve"));
+        EXPECT_EQ(ec->secret, number(c, "secret"));
+        Bytes const point = c.bytes("pub");
+        EXPECT_EQ(ec->point.toBin(getModLen(ec->curve), point[0] != 4), point);
+        break;
+    }
+    case KeyType::Ed25519:
+        EXPECT_EQ(dynamic_cast<Ed25519PrivateKey const*>(key.get())->secret, c.bytes("secret"));
+        EXPECT_EQ(dynamic_cast<Ed25519PrivateKey const*>(key.get())->pub, c.bytes("pub"));
+        break;
+    case KeyType::X25519:
+        EXPECT_EQ(dynamic_cast<X25519PrivateKey const*>(key.get())->secret, c.bytes("secret"));
+        EXPECT_EQ(dynamic_cast<X25519PrivateKey const*>(key.get())->pub, c.bytes("pub"));
+        break;
+    }
+    expectSound(*key);
 }
 
 TEST(PrivateKeyFiles, AreWrittenAsOpenSslWritesThem) {
@@ -542,18 +537,16 @@ TEST(CurvePrivateKeyDer, IsAnOctetStringOf32Bytes) {
 
 // --- OneAsymmetricKey ---
 
-TEST(OneAsymmetricKey, ReadsTheExamplesOfRfc8410) {
-    test::forEachCase("keys/rfc8410.txt", [](test::Case const& c) {
-        std::unique_ptr<PrivateKey> const key = parseOneAssimetricKey(c.bytes("der"));
-        Bytes const secret = c.bytes("secret"), pub = c.bytes("pub");
-        ASSERT_EQ(key != nullptr, c.number("valid") == 1) << c.id();
-        if (key == nullptr)
-            return;
-        auto const* ed = dynamic_cast<Ed25519PrivateKey const*>(key.get());
-        ASSERT_NE(ed, nullptr);
-        EXPECT_EQ(ed->secret, secret);
-        EXPECT_EQ(ed->pub, pub);
-    });
+TEST_CASES(OneAsymmetricKey, ReadsTheExamplesOfRfc8410, "keys/rfc8410.txt")(test::Case const& c) {
+    std::unique_ptr<PrivateKey> const key = parseOneAssimetricKey(c.bytes("der"));
+    Bytes const secret = c.bytes("secret"), pub = c.bytes("pub");
+    ASSERT_EQ(key != nullptr, c.number("valid") == 1) << c.id();
+    if (key == nullptr)
+        return;
+    auto const* ed = dynamic_cast<Ed25519PrivateKey const*>(key.get());
+    ASSERT_NE(ed, nullptr);
+    EXPECT_EQ(ed->secret, secret);
+    EXPECT_EQ(ed->pub, pub);
 }
 
 Bytes const rsaOid = hex("06092a864886f70d010101"), ecOid = hex("06072a8648ce3d0201"),

@@ -19,19 +19,16 @@ using test::number;
 using test::sequence;
 using Bytes = std::vector<unsigned char>;
 
-/// Calls `body` with each key of the file and its case.
-void forEachOpenSslCase(std::function<void(RsaPrivateKey const&, test::Case const&)> const& body) {
-    test::forEachCase("keys/openssl-rsa.txt", [&](test::Case const& c) {
-        RsaPrivateKey const key = test::rsaKey(c);
-        c.ignore({"key", "spki", "message", "hash", "sig"});
-        body(key, c);
-    });
+RsaPrivateKey keyOfOpenSslCase(test::Case const& c) {
+    c.ignore({"key", "spki", "message", "hash", "sig"});
+    return test::rsaKey(c);
 }
 
 /// The first key of the file with that name.
 RsaPrivateKey openSslKey(std::string const& name) {
     RsaPrivateKey found;
-    forEachOpenSslCase([&](RsaPrivateKey const& key, test::Case const& c) {
+    test::forEachCase("keys/openssl-rsa.txt", [&](test::Case const& c) {
+        RsaPrivateKey const key = keyOfOpenSslCase(c);
         if (c.text("key") == name && found.n.bits() == 0)
             found = key;
     });
@@ -86,14 +83,13 @@ Bytes odd(unsigned bits) {
 
 // --- Signatures ---
 
-TEST(RsaPublicKey, VerifiesWhatOpenSslSigned) {
-    forEachOpenSslCase([](RsaPrivateKey const& key, test::Case const& c) {
-        Bytes const digest = calcDigest(hashOf(c), c.bytes("message"));
-        Bytes sig = c.bytes("sig");
-        EXPECT_TRUE(key.verifyHashed(hashOf(c), digest, sig)) << c.id();
-        sig.back() ^= 1;
-        EXPECT_FALSE(key.verifyHashed(hashOf(c), digest, sig)) << c.id();
-    });
+TEST_CASES(RsaPublicKey, VerifiesWhatOpenSslSigned, "keys/openssl-rsa.txt")(test::Case const& c) {
+    RsaPrivateKey const key = keyOfOpenSslCase(c);
+    Bytes const digest = calcDigest(hashOf(c), c.bytes("message"));
+    Bytes sig = c.bytes("sig");
+    EXPECT_TRUE(key.verifyHashed(hashOf(c), digest, sig)) << c.id();
+    sig.back() ^= 1;
+    EXPECT_FALSE(key.verifyHashed(hashOf(c), digest, sig)) << c.id();
 }
 
 TEST(RsaPublicKey, RefusesAnotherDigestOrHash) {
@@ -225,21 +221,20 @@ TEST(RsaPublicKey, TakesOnlyTheExactDigestInfoUnderASmallExponent) {
     EXPECT_FALSE(verifies(concat({hex("3081 31 300d"), sha256Oid, hex("0500 0420"), abcDigest()})));
 }
 
-TEST(RsaPublicKey, RefusesForgeriesUnderASmallExponent) {
+TEST_CASES(RsaPublicKey, RefusesForgeriesUnderASmallExponent, "keys/low-exponent-forgeries.txt")
+(test::Case const& c) {
     RsaPrivateKey const key = openSslKey("rsa2048e3");
-    test::forEachCase("keys/low-exponent-forgeries.txt", [&](test::Case const& c) {
-        Bytes const digest = calcDigest(HashID::SHA256, c.bytes("message"));
-        Bytes const sig = c.bytes("sig");
-        // Without a private key the block has a proper beginning.
-        ASSERT_EQ(test::toHex(open(key, sig)).substr(0, 22), "0001ffffffffffffffff00");
-        CapturedOutput const output;
-        if (c.id() == "garbage-in-the-parameters") {
-            Bytes const opened = open(key, sig);
-            asn1::blob const info(opened.data() + 11, opened.size() - 11);
-            ASSERT_TRUE(RsaPublicKey::parseHashFromDerEncoded(HashID::SHA256, info) == asn1::blob(digest));
-        }
-        EXPECT_FALSE(key.verifyHashed(HashID::SHA256, digest, sig)) << c.id();
-    });
+    Bytes const digest = calcDigest(HashID::SHA256, c.bytes("message"));
+    Bytes const sig = c.bytes("sig");
+    // Without a private key the block has a proper beginning.
+    ASSERT_EQ(test::toHex(open(key, sig)).substr(0, 22), "0001ffffffffffffffff00");
+    CapturedOutput const output;
+    if (c.id() == "garbage-in-the-parameters") {
+        Bytes const opened = open(key, sig);
+        asn1::blob const info(opened.data() + 11, opened.size() - 11);
+        ASSERT_TRUE(RsaPublicKey::parseHashFromDerEncoded(HashID::SHA256, info) == asn1::blob(digest));
+    }
+    EXPECT_FALSE(key.verifyHashed(HashID::SHA256, digest, sig)) << c.id();
 }
 
 TEST(RsaPublicKey, ChecksTheDigestInfoOfABlock) {
@@ -251,11 +246,10 @@ TEST(RsaPublicKey, ChecksTheDigestInfoOfABlock) {
     EXPECT_EQ(output.text(), "empty digest info\ndigest info does not span whole block\n");
 }
 
-TEST(RsaPrivateKey, SignsWhatOpenSslSigned) {
-    forEachOpenSslCase([](RsaPrivateKey const& key, test::Case const& c) {
-        Bytes const digest = calcDigest(hashOf(c), c.bytes("message"));
-        EXPECT_EQ(test::toHex(key.signHashed(hashOf(c), digest)), c.text("sig")) << c.id();
-    });
+TEST_CASES(RsaPrivateKey, SignsWhatOpenSslSigned, "keys/openssl-rsa.txt")(test::Case const& c) {
+    RsaPrivateKey const key = keyOfOpenSslCase(c);
+    Bytes const digest = calcDigest(hashOf(c), c.bytes("message"));
+    EXPECT_EQ(test::toHex(key.signHashed(hashOf(c), digest)), c.text("sig")) << c.id();
 }
 
 TEST(RsaPrivateKey, SignsTheSameWithoutThePrimes) {
@@ -335,15 +329,14 @@ TEST(RsaPrivateKey, SignsForNoUnknownHash) {
 
 // --- DER ---
 
-TEST(RsaPublicKey, IsReadAndWrittenAsOpenSslDoes) {
-    forEachOpenSslCase([](RsaPrivateKey const& key, test::Case const& c) {
-        std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
-        ASSERT_NE(parsed, nullptr);
-        EXPECT_EQ(parsed->keyType(), KeyType::RSA);
-        EXPECT_TRUE(parsed->equals(key));
-        EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
-        EXPECT_EQ(encodePkcs8PublicKey(*key.publicKey()), c.bytes("spki"));
-    });
+TEST_CASES(RsaPublicKey, IsReadAndWrittenAsOpenSslDoes, "keys/openssl-rsa.txt")(test::Case const& c) {
+    RsaPrivateKey const key = keyOfOpenSslCase(c);
+    std::unique_ptr<PublicKey> const parsed = parsePkcs8PublicKey(c.bytes("spki"));
+    ASSERT_NE(parsed, nullptr);
+    EXPECT_EQ(parsed->keyType(), KeyType::RSA);
+    EXPECT_TRUE(parsed->equals(key));
+    EXPECT_EQ(encodePkcs8PublicKey(*parsed), c.bytes("spki"));
+    EXPECT_EQ(encodePkcs8PublicKey(*key.publicKey()), c.bytes("spki"));
 }
 
 TEST(RsaPublicKey, ReadsPkcs1) {

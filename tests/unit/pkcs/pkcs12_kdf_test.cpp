@@ -31,15 +31,13 @@ Bytes derive(HashID hash, Bytes const& password, Bytes const& salt, unsigned ite
     return out;
 }
 
-TEST(Pkcs12Kdf, GivesWhatOpenSslDerives) {
-    test::forEachCase("pkcs/p12-kdf.txt", [](test::Case const& c) {
-        Bytes const expected = c.bytes("out");
-        EXPECT_EQ(derive(hashOf(c.text("hash")), c.bytes("password"), c.bytes("salt"),
-                         static_cast<unsigned>(c.number("iterations")), static_cast<unsigned>(c.number("id")),
-                         expected.size()),
-                  expected)
-            << c.id();
-    });
+TEST_CASES(Pkcs12Kdf, GivesWhatOpenSslDerives, "pkcs/p12-kdf.txt")(test::Case const& c) {
+    Bytes const expected = c.bytes("out");
+    EXPECT_EQ(derive(hashOf(c.text("hash")), c.bytes("password"), c.bytes("salt"),
+                     static_cast<unsigned>(c.number("iterations")), static_cast<unsigned>(c.number("id")),
+                     expected.size()),
+              expected)
+        << c.id();
 }
 
 // Computed with Python's hashlib after RFC 7292, appendix B.2.

@@ -151,4 +151,33 @@ TEST(ListedCases, of_the_repository_are_in_files_that_hold_them) {
     }
 }
 
+TEST_CASES(DeclaredCases, HaveTheirFields, "hash/rfc1320.txt", "hash/rfc1321.txt")(Case const& c) {
+    EXPECT_EQ(c.bytes("digest").size(), 16U);
+    EXPECT_EQ(c.number("hash"), c.file() == "rfc1320" ? 2U : 3U) << c.index();
+    c.ignore({"message", "repeat"});
+}
+
+/// The names of the tests of a suite.
+std::vector<std::string> testsOf(std::string const& suite) {
+    std::vector<std::string> names;
+    testing::UnitTest const& program = *testing::UnitTest::GetInstance();
+    for (int i = 0; i < program.total_test_suite_count(); ++i)
+        if (testing::TestSuite const& found = *program.GetTestSuite(i); found.name() == suite)
+            for (int k = 0; k < found.total_test_count(); ++k)
+                names.emplace_back(found.GetTestInfo(k)->name());
+    return names;
+}
+
+TEST(Vectors, have_a_test_for_each_case) {
+    std::vector<std::string> const names = testsOf("DeclaredCases");
+    std::vector<std::string> expected;
+    for (std::string const file : {"rfc1320", "rfc1321"})
+        test::forEachCase("hash/" + file + ".txt", [&](Case const& c) {
+            c.ignore({"hash", "message", "repeat", "digest"});
+            EXPECT_EQ(c.file(), file);
+            expected.push_back("HaveTheirFields/" + file + "/" + c.id());
+        });
+    EXPECT_EQ(names, expected);
+}
+
 } // namespace

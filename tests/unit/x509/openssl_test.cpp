@@ -228,16 +228,14 @@ void compareReq(Case const& facts) {
                                                        "unknown ext id=2.5.29.19\n");
 }
 
-TEST(OpenSsl, FieldsAreWhatOpenSslReads) {
-    forEachCase("x509/openssl.txt", [](Case const& facts) {
-        SCOPED_TRACE(facts.id());
-        if (facts.id().ends_with(".pem"))
-            compareCertificate(facts);
-        else if (facts.id().ends_with(".crl"))
-            compareCrl(facts);
-        else
-            compareReq(facts);
-    });
+TEST_CASES(OpenSsl, FieldsAreWhatOpenSslReads, "x509/openssl.txt")(test::Case const& facts) {
+    SCOPED_TRACE(facts.id());
+    if (facts.id().ends_with(".pem"))
+        compareCertificate(facts);
+    else if (facts.id().ends_with(".crl"))
+        compareCrl(facts);
+    else
+        compareReq(facts);
 }
 
 TEST(OpenSsl, TheRootsOfThisMachineAreRead) {
