@@ -408,9 +408,7 @@ PathVerdict PathSearch::Pool::conclude(PathOptions const& asked) {
     // Where the leaf does not bear the identity, no other chain would have changed that.
     auto const identityMismatch = static_cast<int>(PathCode::identityMismatch);
     if (!verdict.isValid() && verdict.explanation.code != identityMismatch)
-        verdict.limit = limit != SearchLimit::none       ? limit
-                        : checks.signatures.wasRefused() ? SearchLimit::work
-                                                         : SearchLimit::none;
+        verdict.limit = checks.signatures.wasRefused() ? SearchLimit::work : limit;
     verdict.effort = checks.signatures.effort();
     verdict.effort.chains = effort.chains;
     verdict.effort.steps = effort.steps;

@@ -1,0 +1,444 @@
+// The search for a chain: what it finds, and what it takes, which is counted and never timed.
+
+#include "chains.h"
+#include "sealkit/pkcs8.h"
+#include "sealkit/search.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+
+namespace {
+
+using test::CapturedOutput;
+using test::commonName;
+
+constexpr TimePoint now = test::storyTime;
+constexpr TimePoint before = TimePoint::fromSeconds(now.seconds - 1000);
+constexpr TimePoint after = TimePoint::fromSeconds(now.seconds + 1000);
+
+/// A certificate and its key.
+struct Entity {
+    std::shared_ptr<PrivateKey> key;
+    std::shared_ptr<X509Certificate> certificate;
+};
+
+std::shared_ptr<PrivateKey> newKey(Curve curve = Curve::p256) {
+    auto key = std::make_shared<EcPrivateKey>();
+    key->curve = curve;
+    EXPECT_TRUE(key->generatePrivKey(getDefaultRng()));
+    return key;
+}
+
+/// What `sign` makes of the certificate.
+std::shared_ptr<X509Certificate> sealed(X509Certificate certificate, PrivateKey const& key) {
+    CapturedOutput quiet;
+    EXPECT_TRUE(certificate.sign(key));
+    auto const der = certificate.serialize();
+    auto parsed = std::make_shared<X509Certificate>();
+    EXPECT_TRUE(parsed->parse(der.data(), static_cast<unsigned>(der.size())));
+    return parsed;
+}
+
+unsigned serial = 0;
+
+X509Certificate filled(std::string const& subject, std::string const& issuer, PublicKey const& key) {
+    X509Certificate certificate;
+    ++serial;
+    certificate.serialNumber = {1, static_cast<unsigned char>(serial >> 8),
+                                static_cast<unsigned char>(serial)};
+    certificate.subject = commonName(subject);
+    certificate.issuer = commonName(issuer);
+    certificate.notBefore = before;
+    certificate.notAfter = after;
+    certificate.setPublicKey(key);
+    certificate.basicConstraints = 1;
+    return certificate;
+}
+
+Entity makeRoot(std::string const& name, std::shared_ptr<PrivateKey> key = newKey()) {
+    auto certificate = sealed(filled(name, name, *key), *key);
+    return {std::move(key), std::move(certificate)};
+}
+
+Entity makeUnder(Entity const& issuer, std::string const& name, std::shared_ptr<PrivateKey> key = newKey()) {
+    auto certificate = sealed(filled(name, issuer.certificate->subject.commonName, *key), *issuer.key);
+    return {std::move(key), std::move(certificate)};
+}
+
+std::shared_ptr<X509Crl> makeCrl(Entity const& issuer, std::vector<Entity> const& revoked, unsigned age = 0) {
+    X509Crl crl;
+    crl.issuer = issuer.certificate->subject;
+    crl.thisUpdate = TimePoint::fromSeconds(now.seconds - 10 - age);
+    crl.nextUpdate = after;
+    for (Entity const& one : revoked)
+        crl.revoked.push_back({one.certificate->serialNumber, before, 1});
+    EXPECT_TRUE(crl.sign(*issuer.key));
+    auto const der = crl.serialize();
+    auto parsed = std::make_shared<X509Crl>();
+    EXPECT_TRUE(parsed->parse(der.data(), static_cast<unsigned>(der.size())));
+    return parsed;
+}
+
+CertificateMemoryStore storeOf(CertificateChain certificates) {
+    CertificateMemoryStore store;
+    store.certs = std::move(certificates);
+    return store;
+}
+
+PathOptions atNow(bool checkCrls = false) {
+    PathOptions options;
+    options.now = now;
+    options.checkCrls = checkCrls;
+    return options;
+}
+
+PathVerdict search(CertificateStore const& store, CertificateChain const& given,
+                   PathOptions const& options = atNow()) {
+    PathSearch pool(store);
+    pool.addCertificates(given);
+    return pool.find(given.front(), options);
+}
+
+CrlStatus statusOf(PathVerdict const& verdict, std::shared_ptr<X509Crl> const& crl) {
+    auto const found = std::ranges::find(verdict.crls, crl, &CrlVerdict::crl);
+    EXPECT_NE(found, verdict.crls.end());
+    return found == verdict.crls.end() ? CrlStatus::unchecked : found->status;
+}
+
+TEST(PathSearch, PutsCertificatesInOrder) {
+    Entity const root = makeRoot("Root"), upper = makeUnder(root, "Upper"), lower = makeUnder(upper, "Lower");
+    Entity const leaf = makeUnder(lower, "Leaf"), surplus = makeRoot("Surplus");
+    auto const store = storeOf({surplus.certificate, root.certificate});
+    PathVerdict const verdict =
+        search(store, {leaf.certificate, upper.certificate, surplus.certificate, lower.certificate});
+    EXPECT_TRUE(verdict.isValid());
+    EXPECT_EQ(verdict.reason(), "");
+    EXPECT_EQ(verdict.limit, SearchLimit::none);
+    EXPECT_EQ(verdict.chain,
+              (CertificateChain{leaf.certificate, lower.certificate, upper.certificate, root.certificate}));
+    EXPECT_EQ(verdict.effort.signatureChecks, 3U);
+    EXPECT_EQ(verdict.effort.chains, 1U);
+}
+
+TEST(PathSearch, OfTwoRootsOfOneNameWithoutKeyIdentifiersFindsTheOneThatVerifies) {
+    Entity const wrong = makeRoot("Root"), right = makeRoot("Root"), leaf = makeUnder(right, "Leaf");
+    for (auto const& certs : {CertificateChain{wrong.certificate, right.certificate},
+                              CertificateChain{right.certificate, wrong.certificate}}) {
+        PathVerdict const verdict = search(storeOf(certs), {leaf.certificate});
+        EXPECT_TRUE(verdict.isValid()) << verdict.reason();
+        ASSERT_EQ(verdict.chain.size(), 2U);
+        EXPECT_EQ(verdict.chain[1], right.certificate);
+    }
+}
+
+TEST(PathSearch, TakesTheStoresCopyOfTheLastCertificate) {
+    Entity const root = makeRoot("Root");
+    X509Certificate old = filled("Root", "Root", *root.key);
+    old.notAfter = TimePoint::fromSeconds(now.seconds - 500);
+    auto const expired = sealed(old, *root.key);
+    Entity const leaf = makeUnder(root, "Leaf");
+    PathVerdict const verdict = search(storeOf({root.certificate}), {leaf.certificate, expired});
+    EXPECT_TRUE(verdict.isValid());
+    EXPECT_EQ(verdict.chain.back(), root.certificate);
+    PathVerdict const failure = search(storeOf({expired}), {leaf.certificate, root.certificate});
+    EXPECT_EQ(failure.explanation.code, 5);
+}
+
+TEST(PathSearch, TriesEveryIssuerOfAName) {
+    Entity const root = makeRoot("Root"), foreign = makeRoot("Foreign");
+    Entity const inter = makeUnder(root, "Inter"), cross = makeUnder(foreign, "Inter", inter.key);
+    Entity const impostor = makeUnder(foreign, "Inter"), leaf = makeUnder(inter, "Leaf");
+    CertificateChain const given = {leaf.certificate, impostor.certificate, cross.certificate,
+                                    inter.certificate};
+    EXPECT_TRUE(search(storeOf({root.certificate}), given).isValid());
+    EXPECT_TRUE(search(storeOf({foreign.certificate}), given).isValid());
+    EXPECT_EQ(search(storeOf({makeRoot("Other").certificate}), given).explanation.code, 6);
+}
+
+TEST(PathSearch, TellsTheFirstChainThatLeadsToTheStoreWhereNoneIsValid) {
+    Entity const root = makeRoot("Root"), unknown = makeRoot("Unknown");
+    Entity const inter = makeUnder(unknown, "Inter"), leaf = makeUnder(inter, "Leaf");
+    X509Certificate old = filled("Inter", "Root", *inter.key);
+    old.notAfter = TimePoint::fromSeconds(now.seconds - 500);
+    auto const expired = sealed(old, *root.key);
+    PathVerdict const verdict =
+        search(storeOf({root.certificate}), {leaf.certificate, inter.certificate, expired});
+    EXPECT_EQ(verdict.explanation.code, 5);
+    EXPECT_EQ(verdict.explanation.depth, 1U);
+    EXPECT_EQ(verdict.chain[1], expired);
+    EXPECT_EQ(verdict.explanation.error.find("cert not valid (after: "), 0U);
+}
+
+TEST(PathSearch, ShowsAForgedLink) {
+    Entity const root = makeRoot("Root"), other = makeRoot("Other");
+    auto const forged = sealed(filled("Leaf", "Root", *newKey()), *other.key);
+    PathVerdict const verdict = search(storeOf({root.certificate}), {forged});
+    EXPECT_EQ(verdict.explanation.code, 9);
+    EXPECT_EQ(verdict.chain, (CertificateChain{forged, root.certificate}));
+}
+
+TEST(PathSearch, OfNoLeafThereIsNoChain) {
+    CertificateMemoryStore const store;
+    EXPECT_EQ(PathSearch(store).find(nullptr, atNow()).explanation.code, 1);
+}
+
+TEST(PathSearch, ASelfSignedLeafIsItsOwnAnchorInTheStoreAlone) {
+    Entity const own = makeRoot("Own");
+    EXPECT_TRUE(search(storeOf({own.certificate}), {own.certificate}).isValid());
+    EXPECT_EQ(search(storeOf({}), {own.certificate}).explanation.code, 6);
+}
+
+TEST(PathSearch, AsksAStoreThatDoesNotListWhatItHolds) {
+    class Hidden : public CertificateStore {
+    public:
+        CertificateMemoryStore inner;
+        // A new copy for each question, as a store that reads files has it.
+        std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
+                                                         asn1::blob keyId) const override {
+            auto const found = inner.findCertificate(subject, keyId);
+            return found ? std::make_shared<X509Certificate>(*found) : nullptr;
+        }
+        std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const override {
+            auto const found = inner.findCrl(certificate);
+            return found ? std::make_shared<X509Crl>(*found) : nullptr;
+        }
+    };
+    Entity const root = makeRoot("Root"), inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    Hidden store;
+    store.inner.certs = {root.certificate};
+    EXPECT_TRUE(search(store, {leaf.certificate, inter.certificate}).isValid());
+    store.inner.certs = {inter.certificate};
+    EXPECT_TRUE(search(store, {leaf.certificate}).isValid());
+    store.inner.crls = {makeCrl(inter, {leaf})};
+    EXPECT_EQ(search(store, {leaf.certificate}, atNow(true)).explanation.code, 10);
+}
+
+TEST(PathSearch, TheNewestVerifiedCrlOfAnIssuerCounts) {
+    Entity const root = makeRoot("Root"), inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    Entity const impostor = makeRoot("Inter"), foreign = makeRoot("Foreign");
+    auto const revoking = makeCrl(inter, {leaf}, 50), older = makeCrl(inter, {}, 100);
+    auto const false1 = makeCrl(impostor, {}, 0), unknown = makeCrl(foreign, {}, 0);
+    auto const forged = std::make_shared<X509Crl>(*makeCrl(root, {}, 20));
+    forged->signature.back() ^= 1;
+    auto const store = storeOf({root.certificate});
+    PathSearch pool(store);
+    pool.addCertificates({inter.certificate, impostor.certificate});
+    pool.addCrls({older, false1, revoking, unknown, forged, revoking});
+    PathVerdict const verdict = pool.find(leaf.certificate, atNow(true));
+    EXPECT_EQ(verdict.explanation.code, 10);
+    ASSERT_EQ(verdict.crls.size(), 5U);
+    EXPECT_TRUE(std::ranges::is_sorted(verdict.crls, std::greater<>(),
+                                       [](CrlVerdict const& each) { return each.crl->thisUpdate.seconds; }));
+    EXPECT_EQ(statusOf(verdict, revoking), CrlStatus::verified);
+    EXPECT_EQ(statusOf(verdict, older), CrlStatus::verified);
+    EXPECT_EQ(statusOf(verdict, false1), CrlStatus::otherIssuer);
+    EXPECT_EQ(statusOf(verdict, unknown), CrlStatus::unknownIssuer);
+    EXPECT_EQ(statusOf(verdict, forged), CrlStatus::badSignature);
+    EXPECT_TRUE(pool.find(leaf.certificate, atNow()).isValid());
+}
+
+TEST(PathSearchEffort, WithoutTheIdentityOneChainIsShown) {
+    Entity const root = makeRoot("Root"), inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    CertificateChain given = {leaf.certificate};
+    for (int i = 0; i < 100; ++i)
+        given.push_back(makeUnder(root, "Inter", inter.key).certificate);
+    PathOptions options = atNow();
+    options.hostName = "elsewhere.test";
+    PathVerdict const verdict = search(storeOf({root.certificate}), given, options);
+    EXPECT_EQ(verdict.explanation.code, 2);
+    EXPECT_EQ(verdict.limit, SearchLimit::none);
+    EXPECT_EQ(verdict.effort.chains, 1U);
+    EXPECT_LT(verdict.effort.signatureChecks, 4U);
+}
+
+TEST(PathSearchEffort, EachPairIsVerifiedAndEachCertificateHashedOnce) {
+    Entity const root = makeRoot("Root"), foreign = makeRoot("Foreign");
+    Entity const inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    // A hundred certificates of one key, none of which leads to the store.
+    CertificateChain given = {leaf.certificate};
+    for (int i = 0; i < 100; ++i)
+        given.push_back(makeUnder(foreign, "Inter", inter.key).certificate);
+    auto const store = storeOf({root.certificate});
+    PathSearch pool(store);
+    pool.addCertificates(given);
+    pool.addCertificates(given);
+    for (int i = 0; i < 3; ++i) {
+        PathVerdict const verdict = pool.find(leaf.certificate, atNow());
+        EXPECT_EQ(verdict.explanation.code, 6);
+        EXPECT_EQ(verdict.limit, SearchLimit::chains);
+        EXPECT_EQ(verdict.effort.signatureChecks, i == 0 ? 1U : 0U) << "the leaf under the one key";
+        EXPECT_EQ(verdict.effort.digests, given.size() + store.certs.size());
+    }
+}
+
+std::shared_ptr<PrivateKey> readKey(std::string const& name) {
+    return readPrivateKeyFromFile(SEALKIT_TEST_DATA "/vectors/keys/private/" + name + ".pem", "");
+}
+
+/// A certificate with an RSA key of that many bits, which has signed nothing: one more for each number.
+std::shared_ptr<X509Certificate> rsaImpostor(std::string const& name, unsigned bits, unsigned number) {
+    static Entity const signer = makeRoot("Signer");
+    std::vector<unsigned char> modulus(bits / 8);
+    modulus.front() = 0x80;
+    modulus[1] = static_cast<unsigned char>(number >> 8);
+    modulus[2] = static_cast<unsigned char>(number);
+    modulus.back() = 1;
+    static constexpr unsigned char exponent[] = {1, 0, 1};
+    RsaPublicKey key;
+    key.n = BigNum(asn1::blob(modulus));
+    key.e = BigNum(asn1::blob(exponent));
+    return sealed(filled(name, "Signer", key), *signer.key);
+}
+
+TEST(PathSearchEffort, AThousandLongKeysOfOneNameStayWithinTheWork) {
+    Entity const inter = makeRoot("Inter", readKey("openssl-pkcs8-rsa")), leaf = makeUnder(inter, "Leaf");
+    struct {
+        unsigned bits, checks, certificates;
+    } const cases[] = {{16384, 2, 1000}, {8192, 8, 200}, {4096, 32, 200}, {2048, 128, 200}};
+    for (auto const& [bits, checks, certificates] : cases) {
+        SCOPED_TRACE(bits);
+        CertificateChain given = {leaf.certificate};
+        for (unsigned i = 0; i < certificates; ++i)
+            given.push_back(rsaImpostor("Inter", bits, i));
+        PathVerdict const verdict = search(storeOf({inter.certificate}), given);
+        EXPECT_TRUE(verdict.isValid()) << "the trusted one is tried first: " << verdict.reason();
+        EXPECT_EQ(verdict.effort.signatureChecks, 1U);
+
+        PathVerdict const failure = search(storeOf({makeRoot("Other").certificate}), given);
+        EXPECT_EQ(failure.explanation.code, 6);
+        EXPECT_EQ(failure.limit, SearchLimit::work);
+        EXPECT_EQ(failure.reason(),
+                  std::string(findPathCode(6)->sentence) + " " + getReasonText(SearchLimit::work).sentence);
+        EXPECT_LE(failure.effort.work, 128U);
+        EXPECT_LE(failure.effort.signatureChecks, checks);
+        EXPECT_GE(failure.effort.signatureChecks, checks - 1);
+    }
+}
+
+TEST(PathSearchEffort, AMoreCostlyKeyLeavesWorkForOthers) {
+    Entity const inter = makeRoot("Inter", readKey("openssl-pkcs8-rsa")), leaf = makeUnder(inter, "Leaf");
+    CertificateMemoryStore const store =
+        storeOf({rsaImpostor("Inter", 16384, 1), rsaImpostor("Inter", 16384, 2),
+                 rsaImpostor("Inter", 16384, 3), inter.certificate});
+    PathSearch pool(store, {.maxWork = 70});
+    PathVerdict const verdict = pool.find(leaf.certificate, atNow());
+    EXPECT_TRUE(verdict.isValid()) << verdict.reason();
+    EXPECT_EQ(verdict.effort.signatureChecks, 2U);
+}
+
+TEST(PathSearchEffort, KeysCountByTheirSize) {
+    struct {
+        Curve curve;
+        unsigned work;
+    } const cases[] = {{Curve::p224, 1}, {Curve::p256, 1}, {Curve::p384, 3}, {Curve::p521, 5}};
+    for (auto const& [curve, work] : cases) {
+        Entity const root = makeRoot("Root", newKey(curve)), leaf = makeUnder(root, "Leaf");
+        EXPECT_EQ(search(storeOf({root.certificate}), {leaf.certificate}).effort.work, work);
+    }
+    Entity const root = makeRoot("Root", readKey("openssl-ed25519")), leaf = makeUnder(root, "Leaf");
+    EXPECT_EQ(search(storeOf({root.certificate}), {leaf.certificate}).effort.work, 1U);
+}
+
+TEST(PathSearchEffort, ACrlAmongAThousandFakeIssuersSharesTheWork) {
+    Entity const root = makeRoot("Root"), leaf = makeUnder(root, "Leaf");
+    Entity const issuer = makeRoot("Issuer", readKey("openssl-pkcs8-rsa"));
+    auto const crl = makeCrl(issuer, {}), own = makeCrl(root, {});
+    auto const store = storeOf({root.certificate});
+    PathSearch pool(store);
+    for (unsigned i = 0; i < 1000; ++i)
+        pool.addCertificates({rsaImpostor("Issuer", 2048, i)});
+    pool.addCrls({crl, own});
+    PathVerdict const verdict = pool.find(leaf.certificate, atNow(true));
+    EXPECT_TRUE(verdict.isValid());
+    EXPECT_EQ(statusOf(verdict, own), CrlStatus::verified);
+    EXPECT_EQ(statusOf(verdict, crl), CrlStatus::unchecked);
+    EXPECT_EQ(verdict.effort.work, 128U);
+    EXPECT_EQ(verdict.effort.signatureChecks, 128U);
+}
+
+TEST(PathSearchEffort, ManyChainsThroughALeafOfManyNamesStayWithinTheWork) {
+    Entity const root = makeRoot("Root"), foreign = makeRoot("Foreign");
+    Entity const inter = makeUnder(root, "Inter");
+    X509Certificate named = filled("Leaf", "Inter", *inter.key);
+    for (unsigned i = 0; i < 300'000; ++i)
+        named.subjectAltNames.push_back(test::dns(std::to_string(i) + ".example.test"));
+    auto const leaf = sealed(named, *inter.key);
+    // Each constrains the names, one in a way that they do not satisfy.
+    CertificateChain given = {leaf};
+    for (unsigned i = 0; i < 100; ++i) {
+        X509Certificate constrained = filled("Inter", "Foreign", *inter.key);
+        constrained.nameConstraintPermitted = test::dns(i == 99 ? "elsewhere" : "test");
+        given.push_back(sealed(constrained, *foreign.key));
+    }
+    PathOptions options = atNow();
+    options.hostName = "299999.example.test";
+    PathVerdict const verdict = search(storeOf({root.certificate}), given, options);
+    EXPECT_NE(verdict.explanation.code, 0);
+    EXPECT_EQ(verdict.limit, SearchLimit::work);
+    EXPECT_LE(verdict.effort.work, 128U);
+    EXPECT_LE(verdict.effort.chains, 64U);
+    given.push_back(inter.certificate);
+    std::ranges::reverse(given.begin() + 1, given.end());
+    EXPECT_TRUE(search(storeOf({root.certificate}), given, options).isValid());
+}
+
+TEST(PathSearchEffort, LimitsEndASearch) {
+    Entity const foreign = makeRoot("Foreign"), a = makeUnder(foreign, "A"), b = makeUnder(foreign, "B");
+    // Each certificate of A and B could have issued each of the other.
+    CertificateChain given;
+    for (unsigned i = 0; i < 12; ++i) {
+        given.push_back(makeUnder(a, "B", b.key).certificate);
+        given.push_back(makeUnder(b, "A", a.key).certificate);
+    }
+    auto const leaf = makeUnder(a, "Leaf").certificate;
+    CertificateMemoryStore const store = storeOf({makeRoot("Root").certificate});
+    PathSearch pool(store);
+    pool.addCertificates(given);
+    PathVerdict const verdict = pool.find(leaf, atNow());
+    EXPECT_EQ(verdict.explanation.code, 6);
+    EXPECT_NE(verdict.limit, SearchLimit::none);
+    EXPECT_LE(verdict.effort.chains, 64U);
+    EXPECT_LE(verdict.effort.steps, 512U);
+    EXPECT_LE(verdict.chain.size(), 24U);
+
+    PathSearch narrow(store, {.maxSteps = 3});
+    narrow.addCertificates(given);
+    EXPECT_EQ(narrow.find(leaf, atNow()).limit, SearchLimit::steps);
+    PathSearch shallow(store, {.maxChainLength = 4});
+    shallow.addCertificates(given);
+    EXPECT_EQ(shallow.find(leaf, atNow()).chain.size(), 4U);
+}
+
+TEST(PathSearchReasons, EveryLimitAndStatusHasANameAndASentence) {
+    auto const expectRow = [](char const* name, char const* sentence) {
+        EXPECT_EQ(std::string(name).find_first_not_of("abcdefghijklmnopqrstuvwxyz-"), std::string::npos);
+        EXPECT_TRUE(isupper(sentence[0]));
+        EXPECT_EQ(sentence[std::string_view(sentence).size() - 1], '.');
+    };
+    ASSERT_EQ(searchLimits().size(), 3U);
+    for (auto const& row : searchLimits()) {
+        EXPECT_EQ(&getReasonText(row.id), &row);
+        expectRow(row.name, row.sentence);
+    }
+    ASSERT_EQ(crlStatuses().size(), 5U);
+    for (auto const& row : crlStatuses()) {
+        EXPECT_EQ(&getReasonText(row.id), &row);
+        expectRow(row.name, row.sentence);
+    }
+}
+
+TEST(ChooseLeaf, IsTheOneThatIssuedNone) {
+    auto const root = makeRoot("Root"), inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    auto const &r = root.certificate, &i = inter.certificate, &l = leaf.certificate;
+    EXPECT_EQ(x509ChooseLeaf({}), nullptr);
+    for (CertificateChain const& order :
+         {CertificateChain{l, i, r}, {r, i, l}, {i, r, l}, {r, l, i}, {i, l}, {r, i, l, l}})
+        EXPECT_EQ(x509ChooseLeaf(order), l);
+    EXPECT_EQ(x509ChooseLeaf({r}), r);
+    EXPECT_EQ(x509ChooseLeaf({i, r}), i);
+    // Of two ends the first certificate is taken, whatever it is.
+    EXPECT_EQ(x509ChooseLeaf({r, l, i, makeUnder(root, "Second").certificate}), r);
+    EXPECT_EQ(x509ChooseLeaf({makeRoot("Alone").certificate, l})->subject.commonName, "Alone");
+}
+
+} // namespace
