@@ -16,6 +16,9 @@
 /// time that depends on the secret numbers: a key must not be used where an attacker measures that
 /// closely.
 ///
+/// Each class has `parseFromDerEncoded` with a `Refusal` beside the virtual function: it says why the key is refused.
+/// Offsets count in `keyData`.
+///
 /// No RSA-PSS and no curves beside the named ones. Programs cannot add key classes of their own: the
 /// library takes a `PublicKey` for one of the classes of this header.
 #pragma once
@@ -26,6 +29,7 @@
 #include "sealkit/ec.h"
 #include "sealkit/hash.h"
 #include "sealkit/oid.h"
+#include "sealkit/refusal.h"
 #include "sealkit/rng.h"
 
 #include <iosfwd>
@@ -90,6 +94,7 @@ public:
     /// parameters are NULL or absent. The modulus must be odd, above 1 and of at most 16,384 bits,
     /// the exponent odd, above 1 and of at most 64 bits.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -133,6 +138,7 @@ public:
     /// less 1, and the primes are odd. That the numbers belong together is not examined: a key of
     /// numbers that do not makes no signatures.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
@@ -166,6 +172,7 @@ public:
     /// parameters must be the object identifier of a named curve (RFC 5480, section 2.1.1); the point
     /// must have the width of the field and lie on the curve.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -194,6 +201,7 @@ public:
     /// to it; the point is computed in any case. All of it is written, the secret as wide as the
     /// group order and the point uncompressed.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
@@ -232,6 +240,7 @@ public:
 
     /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -259,6 +268,7 @@ public:
     /// Reads CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7) and derives the public
     /// value; the parameters must be absent.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
@@ -287,6 +297,7 @@ public:
 
     /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -307,6 +318,7 @@ public:
     /// Reads CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7) and derives the public
     /// value; the parameters must be absent.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
+    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;

@@ -22,6 +22,7 @@
 #include "sealkit/der.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/oid.h"
+#include "sealkit/refusal.h"
 
 #include <string_view>
 #include <vector>
@@ -51,6 +52,7 @@ struct PBES2Params {
 /// follows, the function is not PBKDF2, or the count is 0, has more than four bytes or is above
 /// `pbes2MostIterations`. Prf, cipher and IV are not judged.
 SEALKIT_API bool parse(PBES2Params& to, asn1::blob params);
+SEALKIT_API bool parse(PBES2Params& to, asn1::blob params, Refusal* refusal);
 /// Writes the SEQUENCE, the prf with NULL as parameters and without a keyLength.
 SEALKIT_API void save(PBES2Params const& from, DerEncoder& to);
 /// The SEQUENCE's encoding.
@@ -70,7 +72,12 @@ SEALKIT_API std::vector<unsigned char> encode(PBES2Params const& from);
 /// empty when the result is false. `data` may be a view of it.
 SEALKIT_API bool pbes2_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                              std::vector<unsigned char>& out, bool encrypt);
+/// Offsets count in `params.params`. A padding that cannot be right is `RefusalId::wrongPassword`.
+SEALKIT_API bool pbes2_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
+                             std::vector<unsigned char>& out, bool encrypt, Refusal* refusal);
 
 /// Encrypts `data`, under the same conditions. Empty when that fails; what is encrypted is never empty.
 SEALKIT_API std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::string_view password,
                                                      PBES2Params const& p);
+SEALKIT_API std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::string_view password,
+                                                     PBES2Params const& p, Refusal* refusal);

@@ -17,9 +17,10 @@
 /// subjectPublicKey BIT STRING }. Null when `der` is malformed, has bytes behind it, names an
 /// algorithm other than those of keys.h, or holds a key that its class refuses.
 SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der);
+SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der, Refusal* refusal);
 
-/// The SubjectPublicKeyInfo of `key`, or of the public half of a private key. Empty when the members make
-/// no key.
+/// The SubjectPublicKeyInfo of `key`, or of the public half of a private key. The point of an EC private key that has
+/// none is computed. Empty when the members make no key that `parsePkcs8PublicKey` reads.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key);
 
 /// The key within a OneAsymmetricKey ::= SEQUENCE { version INTEGER, privateKeyAlgorithm
@@ -29,9 +30,10 @@ SEALKIT_API std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key
 /// Null when `der` is malformed, has bytes behind it, names an algorithm other than those of keys.h, or
 /// holds a key that its class refuses.
 SEALKIT_API std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der);
+SEALKIT_API std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der, Refusal* refusal);
 
-/// The OneAsymmetricKey of `key`, version 1, without attributes. Empty when the members make no key.
-/// The result holds the secret: the caller wipes it.
+/// The OneAsymmetricKey of `key`, version 1, without attributes. The point of an EC key that has none is computed.
+/// Empty when the members make no key that `parseOneAssimetricKey` reads. The result holds the secret: the caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& key);
 
 /// The key within an EncryptedPrivateKeyInfo ::= SEQUENCE { encryptionAlgorithm AlgorithmIdentifier,
@@ -41,6 +43,10 @@ SEALKIT_API std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& k
 /// and when what is decrypted is no key: a wrong password.
 SEALKIT_API std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der,
                                                                       std::string_view password);
+/// `RefusalId::wrongPassword` when what is decrypted has not the shape of a OneAsymmetricKey. A key of that shape which
+/// is refused gives its own reason, behind the path "byte N of the decrypted key": the password is right.
+SEALKIT_API std::unique_ptr<PrivateKey>
+parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password, Refusal* refusal);
 
 /// The EncryptedPrivateKeyInfo of `key`: PBES2 with PBKDF2, hmacWithSHA256 and aes256-CBC, 16 bytes of salt
 /// and the IV from `getDefaultRng`. Empty when the members make no key, and when `iterations` is 0 or above

@@ -46,6 +46,7 @@ enum class RefusalId : unsigned {
     trailingBytes,
     emptyInteger,
     malformedBoolean,
+    malformedBitString,
     malformedOid,
     malformedTime,
     malformedName,
@@ -60,6 +61,7 @@ enum class RefusalId : unsigned {
     pemOtherLabel,
 
     // Keys.
+    keyVersion,
     unknownKeyAlgorithm,
     unknownCurve,
     explicitCurve,

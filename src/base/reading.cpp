@@ -23,6 +23,7 @@ bool Reading::refuse(RefusalId id, unsigned char const* at, std::vector<Fact> fa
     *refusal = Refusal();
     refusal->id = id == RefusalId::missingElement && input.empty() ? RefusalId::emptyInput : id;
     refusal->facts = std::move(facts);
+    refusal->block = block;
     std::vector<Step const*> way;
     for (Step const* step = top; step != nullptr; step = step->before)
         way.insert(way.begin(), step);
@@ -35,6 +36,15 @@ bool Reading::refuse(RefusalId id, unsigned char const* at, std::vector<Fact> fa
             path += " (" + step->describe(step->label) + ")";
     }
     locate(at);
+    return false;
+}
+
+bool Reading::refuseLine(RefusalId id, size_t number, size_t line, std::vector<Fact> facts) {
+    if (refusal != nullptr && !refused) {
+        refuse(id, nullptr, std::move(facts));
+        refusal->block = number;
+        refusal->line = line;
+    }
     return false;
 }
 

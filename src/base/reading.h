@@ -92,11 +92,37 @@ public:
         char const* text;
     };
 
+    /// A block of PEM text while its DER is read: the refusal names the block, and its offset counts from the start
+    /// of `der`. `number` counts from 1.
+    class Block {
+    public:
+        Block(Reading& reader, size_t number, asn1::blob der)
+            : reading(reader), before(reader.input), numberBefore(reader.block) {
+            reading.input = der;
+            reading.block = number;
+        }
+        ~Block() {
+            reading.input = before;
+            reading.block = numberBefore;
+        }
+        Block(Block const&) = delete;
+        Block& operator=(Block const&) = delete;
+
+    private:
+        Reading& reading;
+        asn1::blob before;
+        size_t numberBefore;
+    };
+
+    /// Refuses the framing of PEM text at a line, which counts from 1. `number` is that of the block, 0 for none.
+    bool refuseLine(RefusalId id, size_t number, size_t line, std::vector<Fact> facts = {});
+
 private:
     void locate(unsigned char const* at);
 
     Diagnostics diagnostics = Diagnostics::silent;
     asn1::blob input;
+    size_t block = 0; ///< Of PEM text that the input is the DER of; 0 for none.
     Refusal* refusal = nullptr;
     bool refused = false; ///< By this reading; what the caller's refusal held before does not count.
     Step* top = nullptr;

@@ -5,16 +5,31 @@
 
 #include "asn1/element.h"
 #include "keys/dump.h"
+#include "keys/read.h"
+
+#include <string>
 
 namespace {
 
 constexpr unsigned keyLength = 32;
 
+using detail::Reading;
 using detail::wipe;
 
+/// The algorithms have no parameters (RFC 8410, section 3), and each value has 32 bytes.
+bool checkForm(Reading& reading, asn1::blob algoParams, asn1::blob value) {
+    if (!algoParams.empty())
+        return reading.refuse(
+            RefusalId::malformedKeyParameters, algoParams,
+            {{"expected", "none"}, {"found", std::to_string(algoParams.size()) + " bytes"}});
+    return value.size() == keyLength || reading.refuse(RefusalId::keyLength, value,
+                                                       {{"expected", std::to_string(keyLength) + " bytes"},
+                                                        {"found", std::to_string(value.size()) + " bytes"}});
+}
+
 template <typename K>
-bool parsePublic(K& key, asn1::blob algoParams, asn1::blob keyData) {
-    if (!algoParams.empty() || keyData.size() != keyLength)
+bool readPublic(Reading& reading, K& key, asn1::blob algoParams, asn1::blob keyData) {
+    if (!checkForm(reading, algoParams, keyData))
         return false;
     key.pub.assign(keyData.begin(), keyData.end());
     return true;
@@ -41,10 +56,10 @@ bool takePrivate(K& key, std::vector<unsigned char>& privateBytes,
 
 /// CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7).
 template <typename K>
-bool parsePrivate(K& key, asn1::blob algoParams, asn1::blob keyData) {
+bool readPrivate(Reading& reading, K& key, asn1::blob algoParams, asn1::blob keyData) {
     asn1::blob secret;
-    return algoParams.empty() && detail::readOnly(keyData, detail::tag::octetString, &secret) &&
-           key.initPrivate({secret.begin(), secret.end()});
+    return detail::readOnly(reading, keyData, detail::tag::octetString, &secret, "privateKey") &&
+           checkForm(reading, algoParams, secret) && key.initPrivate({secret.begin(), secret.end()});
 }
 
 std::vector<unsigned char> encodePrivate(std::vector<unsigned char> const& secret) {
@@ -91,8 +106,18 @@ Ed25519PublicKey::Ed25519PublicKey(Ed25519PublicKey const&) = default;
 Ed25519PublicKey& Ed25519PublicKey::operator=(Ed25519PublicKey const&) = default;
 Ed25519PublicKey::~Ed25519PublicKey() = default;
 
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, Ed25519PublicKey& to) {
+    return readPublic(reading, to, algoParams, keyData);
+}
+
 bool Ed25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
-    return parsePublic(*this, algoParams, keyData);
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool Ed25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> Ed25519PublicKey::encodeToDerEncoded() const { return pub; }
@@ -128,8 +153,18 @@ Ed25519PrivateKey& Ed25519PrivateKey::operator=(Ed25519PrivateKey const& other) 
 }
 Ed25519PrivateKey::~Ed25519PrivateKey() { wipe(secret); }
 
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, Ed25519PrivateKey& to) {
+    return readPrivate(reading, to, algoParams, keyData);
+}
+
 bool Ed25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
-    return parsePrivate(*this, algoParams, keyData);
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool Ed25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> Ed25519PrivateKey::encodeToDerEncoded() const { return encodePrivate(secret); }
@@ -162,8 +197,18 @@ X25519PublicKey::X25519PublicKey(X25519PublicKey const&) = default;
 X25519PublicKey& X25519PublicKey::operator=(X25519PublicKey const&) = default;
 X25519PublicKey::~X25519PublicKey() = default;
 
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, X25519PublicKey& to) {
+    return readPublic(reading, to, algoParams, keyData);
+}
+
 bool X25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
-    return parsePublic(*this, algoParams, keyData);
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool X25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> X25519PublicKey::encodeToDerEncoded() const { return pub; }
@@ -186,8 +231,18 @@ X25519PrivateKey& X25519PrivateKey::operator=(X25519PrivateKey const& other) {
 }
 X25519PrivateKey::~X25519PrivateKey() { wipe(secret); }
 
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, X25519PrivateKey& to) {
+    return readPrivate(reading, to, algoParams, keyData);
+}
+
 bool X25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
-    return parsePrivate(*this, algoParams, keyData);
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool X25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> X25519PrivateKey::encodeToDerEncoded() const { return encodePrivate(secret); }

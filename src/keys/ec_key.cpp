@@ -8,14 +8,16 @@
 #include "base/secret_bytes.h"
 #include "keys/dump.h"
 #include "keys/named_curve.h"
+#include "keys/read.h"
 
 #include <algorithm>
-#include <iostream>
 
 namespace {
 
 namespace tag = detail::tag;
+using detail::Level;
 using detail::NamedCurve;
+using detail::Reading;
 
 /// The whole encoding of an object identifier.
 template <size_t length>
@@ -47,29 +49,57 @@ asn1::blob paramsOf(Curve curve) {
     return {};
 }
 
-/// The curve that `algoParams` name (RFC 5480, section 2.1.1). None, with a line on standard output, when
-/// they name another or describe one.
-Curve curveOf(asn1::blob algoParams) {
+/// The curve that `algoParams` name (RFC 5480, section 2.1.1). None, with a line on standard output, when they name
+/// another or describe one.
+Curve readCurve(Reading& reading, asn1::blob algoParams) {
+    Reading::Step const step(reading, "parameters");
     if (asn1::parser(algoParams).tag == tag::sequence) {
-        std::cout << "[ERR] explicit curve params not yet supported" << std::endl;
+        reading.refuse(RefusalId::explicitCurve, algoParams);
+        reading.note("[ERR] explicit curve params not yet supported");
         return Curve{};
     }
     asn1::blob oid;
-    if (detail::readOnly(algoParams, tag::oid, &oid) && getCurveID(oid) != Curve{})
-        return getCurveID(oid);
-    std::cout << "[ERR] unknown ec id" << std::endl;
+    if (!detail::readOnly(reading, algoParams, tag::oid, &oid)) {
+        reading.retract();
+        reading.refuse(RefusalId::malformedKeyParameters, algoParams);
+    } else if (Curve const curve = getCurveID(oid); curve != Curve{}) {
+        return curve;
+    } else if (reading.wantsReason()) {
+        reading.refuse(RefusalId::unknownCurve, oid, {{"curve", getAlgorithmName(oid)}});
+    }
+    reading.note("[ERR] unknown ec id");
     return Curve{};
 }
 
-/// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as
-/// some writers have it.
-bool readScalar(asn1::blob octets, NamedCurve const& curve, BigNum* scalar) {
-    while (!octets.empty() && octets[0] == 0)
-        octets.pop_front();
-    if (octets.size() > curve.orderWidth())
-        return false;
-    *scalar = BigNum(octets);
-    return curve.isScalar(*scalar);
+/// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as some writers
+/// have it.
+bool readScalar(Reading& reading, asn1::blob octets, NamedCurve const& curve, BigNum* scalar) {
+    asn1::blob digits = octets;
+    while (!digits.empty() && digits[0] == 0)
+        digits.pop_front();
+    if (digits.size() <= curve.orderWidth()) {
+        *scalar = BigNum(digits);
+        if (curve.isScalar(*scalar))
+            return true;
+    }
+    Reading::Step const step(reading, "privateKey");
+    return reading.refuse(RefusalId::privateKeyOutOfRange, octets);
+}
+
+/// Reads a point in one of its octet forms, which lies on the curve.
+bool readPoint(Reading& reading, asn1::blob octets, NamedCurve const& curve, ECPoint* point) {
+    *point = curve.decode(octets);
+    if (curve.contains(*point))
+        return true;
+    unsigned char const prefix = octets.empty() ? 0 : octets[0];
+    bool const isUncompressed = octets.size() == 1 + 2 * size_t{curve.width} && prefix == 0x04;
+    bool const isCompressed = octets.size() == 1 + size_t{curve.width} && (prefix == 0x02 || prefix == 0x03);
+    if (isUncompressed || isCompressed)
+        return reading.refuse(RefusalId::pointNotOnCurve, octets);
+    return reading.refuse(RefusalId::malformedPoint, octets,
+                          {{"expected", std::to_string(1 + 2 * curve.width) + " or " +
+                                            std::to_string(1 + curve.width) + " bytes"},
+                           {"found", std::to_string(octets.size()) + " bytes"}});
 }
 
 /// Whether `content`, of a BIT STRING, is the point in one of its octet forms.
@@ -92,17 +122,24 @@ EcPublicKey::EcPublicKey(EcPublicKey const&) = default;
 EcPublicKey& EcPublicKey::operator=(EcPublicKey const&) = default;
 EcPublicKey::~EcPublicKey() = default;
 
-bool EcPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
-    Curve const named = curveOf(algoParams);
-    if (named == Curve{})
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, EcPublicKey& to) {
+    Curve const named = readCurve(reading, algoParams);
+    ECPoint point;
+    if (named == Curve{} || !readPoint(reading, keyData, NamedCurve(named), &point))
         return false;
-    NamedCurve const parameters(named);
-    ECPoint decoded = parameters.decode(keyData);
-    if (!parameters.contains(decoded))
-        return false;
-    curve = named;
-    point = std::move(decoded);
+    to.curve = named;
+    to.point = std::move(point);
     return true;
+}
+
+bool EcPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool EcPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> EcPublicKey::encodeToDerEncoded() const {
@@ -141,36 +178,55 @@ EcPrivateKey::EcPrivateKey(EcPrivateKey const&) = default;
 EcPrivateKey& EcPrivateKey::operator=(EcPrivateKey const&) = default;
 EcPrivateKey::~EcPrivateKey() = default;
 
-bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, EcPrivateKey& to) {
     asn1::blob content, version, octets, parameters, publicKey, bits;
-    if (!detail::readOnly(keyData, tag::sequence, &content))
+    if (!readOnly(reading, keyData, tag::sequence, &content))
         return false;
-    asn1::parser members(content);
-    if (!detail::takeInteger(members, &version) || !(version == asn1::blob(ecPrivateKeyVersion)) ||
-        !detail::take(members, tag::octetString, &octets))
+    Level members(reading, content);
+    if (!takeInteger(members, &version, "version"))
+        return false;
+    if (!(version == asn1::blob(ecPrivateKeyVersion)))
+        return reading.refuse(RefusalId::keyVersion, version);
+    if (!take(members, tag::octetString, &octets, "privateKey"))
         return false;
     bool const hasParameters = members.tag == parametersTag;
-    if (hasParameters && !detail::take(members, parametersTag, &parameters))
+    if (hasParameters && !take(members, parametersTag, &parameters, "parameters"))
         return false;
     bool const hasPublicKey = members.tag == publicKeyTag;
-    if (hasPublicKey && (!detail::take(members, publicKeyTag, &publicKey) ||
-                         !detail::readOnly(publicKey, tag::bitString, &bits)))
+    if (hasPublicKey && (!take(members, publicKeyTag, &publicKey, "publicKey") ||
+                         !readOnly(reading, publicKey, tag::bitString, &bits, "publicKey")))
         return false;
-    if (!detail::atEnd(members))
+    if (!finish(members))
         return false;
 
     EcPrivateKey key;
-    key.curve = curveOf(algoParams.empty() ? parameters : algoParams);
-    if (key.curve == Curve{} || (hasParameters && curveOf(parameters) != key.curve))
+    key.curve = readCurve(reading, algoParams.empty() ? parameters : algoParams);
+    if (key.curve == Curve{})
         return false;
+    if (hasParameters) {
+        Curve const inner = readCurve(reading, parameters);
+        if (inner != key.curve)
+            return reading.refuse(RefusalId::inconsistentKey, parameters,
+                                  {{"expected", getCurveName(key.curve)}, {"found", getCurveName(inner)}});
+    }
     NamedCurve const named(key.curve);
-    if (!readScalar(octets, named, &key.secret))
+    if (!readScalar(reading, octets, named, &key.secret))
         return false;
     key.point = named.publicPoint(key.secret);
     if (hasPublicKey && !isEncodingOf(key.point, named.width, bits))
-        return false;
-    *this = key;
+        return reading.refuse(RefusalId::publicKeyMismatch, bits);
+    to = key;
     return true;
+}
+
+bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> EcPrivateKey::encodeToDerEncoded() const {

@@ -5,8 +5,7 @@
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
-
-#include <iostream>
+#include "keys/read.h"
 
 namespace {
 
@@ -20,24 +19,63 @@ bool fillRandom(std::vector<unsigned char>& bytes, unsigned size) {
     return getDefaultRng().fill(bytes.data(), size);
 }
 
+using detail::Level;
+using detail::Reading;
+
+/// Whether `der` has the shape of a OneAsymmetricKey, as next to nothing has that was decrypted under a wrong password.
+bool looksLikeKey(asn1::blob der) {
+    Reading reading;
+    asn1::blob content, version, algorithm, params;
+    if (!detail::readOnly(reading, der, tag::sequence, &content))
+        return false;
+    Level info(reading, content);
+    return detail::takeInteger(info, &version) && detail::takeAlgorithm(info, &algorithm, &params, nullptr);
+}
+
 } // namespace
 
-std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password) {
-    asn1::blob content, identifier, encrypted;
-    if (!detail::readOnly(der, tag::sequence, &content))
+bool detail::takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFields* fields) {
+    asn1::blob content;
+    if (!readOnly(reading, der, tag::sequence, &content))
+        return false;
+    Level info(reading, content);
+    return takeAlgorithm(info, &fields->scheme, &fields->params, "encryptionAlgorithm") &&
+           take(info, tag::octetString, &fields->data, "encryptedData") && finish(info);
+}
+
+std::unique_ptr<PrivateKey> detail::readEncryptedPrivateKey(Reading& reading, asn1::blob der,
+                                                            std::string_view password) {
+    EncryptedKeyFields fields;
+    if (!takeEncryptedKey(reading, der, &fields))
         return nullptr;
-    asn1::parser info(content);
-    AlgorithmIdentifier algorithm;
-    if (!detail::take(info, tag::sequence, &identifier) || !parse(algorithm, identifier) ||
-        !detail::take(info, tag::octetString, &encrypted) || !detail::atEnd(info))
-        return nullptr;
-    if (!(asn1::blob(algorithm.oid) == oid::pbes2)) {
-        std::cout << "PKCS8: unsupported PBE: <" << oid2name(algorithm.oid) << ">" << std::endl;
+    if (!(fields.scheme == oid::pbes2)) {
+        if (reading.wantsReason())
+            reading.refuse(RefusalId::unknownEncryption, fields.scheme,
+                           {{"scheme", getAlgorithmName(fields.scheme)}});
+        reading.note("PKCS8: unsupported PBE: <" + oid2name(fields.scheme) + ">");
         return nullptr;
     }
-    detail::SecretBytes key;
-    return pbes2_crypt(algorithm, password, encrypted, key.value, false) ? parseOneAssimetricKey(key)
-                                                                         : nullptr;
+    SecretBytes plain;
+    if (!decryptPbes2(reading, fields.params, password, fields.data, plain.value))
+        return nullptr;
+    Reading::Derived const derived(reading, plain, fields.data.start, "decrypted key");
+    std::unique_ptr<PrivateKey> key = readOneAsymmetricKey(reading, plain);
+    if (key == nullptr && !looksLikeKey(plain)) {
+        reading.retract();
+        reading.refuse(RefusalId::wrongPassword, fields.data);
+    }
+    return key;
+}
+
+std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password) {
+    Reading reading(der);
+    return detail::readEncryptedPrivateKey(reading, der, password);
+}
+
+std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password,
+                                                          Refusal* refusal) {
+    Reading reading(der, refusal);
+    return detail::readEncryptedPrivateKey(reading, der, password);
 }
 
 std::vector<unsigned char> encodePkcs8EncryptedPrivateKey(PrivateKey const& key, std::string_view password,

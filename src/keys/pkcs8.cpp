@@ -5,58 +5,54 @@
 
 #include "asn1/element.h"
 #include "base/secret_bytes.h"
+#include "keys/named_curve.h"
+#include "keys/read.h"
 
 namespace {
 
 namespace tag = detail::tag;
 
-/// An empty key of the algorithm that `oid` names; null for an algorithm that has no class.
-template <typename Key, typename Rsa, typename Ec, typename Ed25519, typename X25519>
-std::unique_ptr<Key> newKey(asn1::blob oid) {
-    if (!isKeyAlgorithm(oid))
+using detail::Level;
+using detail::Reading;
+
+/// The key of a class; null when it is refused.
+template <typename Key, typename K>
+std::unique_ptr<Key> readAs(Reading& reading, asn1::blob params, asn1::blob data) {
+    auto key = std::make_unique<K>();
+    if (!detail::read(reading, params, data, *key))
         return nullptr;
-    switch (getKeyType(oid)) {
-    case KeyType::RSA:
-        return std::make_unique<Rsa>();
-    case KeyType::EC:
-        return std::make_unique<Ec>();
-    case KeyType::Ed25519:
-        return std::make_unique<Ed25519>();
-    case KeyType::X25519:
-        return std::make_unique<X25519>();
-    }
+    return key;
+}
+
+/// The key of the algorithm that `oid` names; null when it is refused.
+template <typename Key, typename Rsa, typename Ec, typename Ed25519, typename X25519>
+std::unique_ptr<Key> readKey(Reading& reading, asn1::blob oid, asn1::blob params, asn1::blob data) {
+    if (isKeyAlgorithm(oid))
+        switch (getKeyType(oid)) {
+        case KeyType::RSA:
+            return readAs<Key, Rsa>(reading, params, data);
+        case KeyType::EC:
+            return readAs<Key, Ec>(reading, params, data);
+        case KeyType::Ed25519:
+            return readAs<Key, Ed25519>(reading, params, data);
+        case KeyType::X25519:
+            return readAs<Key, X25519>(reading, params, data);
+        }
+    if (reading.wantsReason())
+        reading.refuse(RefusalId::unknownKeyAlgorithm, oid, {{"algorithm", getAlgorithmName(oid)}});
     return nullptr;
 }
 
-std::unique_ptr<PublicKey> newPublicKey(asn1::blob oid) {
-    return newKey<PublicKey, RsaPublicKey, EcPublicKey, Ed25519PublicKey, X25519PublicKey>(oid);
-}
-
-std::unique_ptr<PrivateKey> newPrivateKey(asn1::blob oid) {
-    return newKey<PrivateKey, RsaPrivateKey, EcPrivateKey, Ed25519PrivateKey, X25519PrivateKey>(oid);
-}
-
-/// Takes an AlgorithmIdentifier apart. `params` stays empty where they are absent.
-bool takeAlgorithm(asn1::parser& level, asn1::blob* oid, asn1::blob* params) {
-    asn1::blob content;
-    if (!detail::take(level, tag::sequence, &content))
-        return false;
-    asn1::parser identifier(content);
-    if (!detail::take(identifier, tag::oid, oid))
-        return false;
-    if (!detail::atEnd(identifier))
-        *params = identifier.takeWhole();
-    return detail::atEnd(identifier);
-}
-
-/// Reads the public key within the content of a BIT STRING. A key is whole octets, so that no bit of
-/// the last one is unused.
-std::unique_ptr<PublicKey> parsePublicBits(asn1::blob oid, asn1::blob params, asn1::blob bits) {
-    std::unique_ptr<PublicKey> key = newPublicKey(oid);
-    if (key == nullptr || bits.empty() || bits[0] != 0 ||
-        !key->parseFromDerEncoded(params, bitStringContent(bits)))
+/// Reads the public key within the content of a BIT STRING. A key is whole octets: no bit of the last one is unused.
+std::unique_ptr<PublicKey> readPublicBits(Reading& reading, asn1::blob oid, asn1::blob params,
+                                          asn1::blob bits) {
+    // An unknown algorithm says more than the form of its key.
+    if (isKeyAlgorithm(oid) && (bits.empty() || bits[0] != 0)) {
+        reading.refuse(RefusalId::malformedBitString, bits);
         return nullptr;
-    return key;
+    }
+    return readKey<PublicKey, RsaPublicKey, EcPublicKey, Ed25519PublicKey, X25519PublicKey>(
+        reading, oid, params, bitStringContent(bits));
 }
 
 template <typename K>
@@ -89,64 +85,124 @@ constexpr unsigned char version2[] = {1};
 constexpr unsigned attributesTag = tag::constructed(0);
 constexpr unsigned publicKeyTag = tag::primitive(1);
 
+/// A copy of an EC private key whose point is left out, with the point; null for every other key.
+std::unique_ptr<EcPrivateKey> withPoint(PublicKey const& key) {
+    auto const* const ec = dynamic_cast<EcPrivateKey const*>(&key);
+    if (ec == nullptr || !(ec->point == ECPoint()) || getModLen(ec->curve) == 0)
+        return nullptr;
+    detail::NamedCurve const curve(ec->curve);
+    if (!curve.isScalar(ec->secret))
+        return nullptr;
+    auto whole = std::make_unique<EcPrivateKey>(*ec);
+    whole->point = curve.publicPoint(ec->secret);
+    return whole;
+}
+
 } // namespace
 
-std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der) {
+bool detail::takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field) {
+    asn1::blob content;
+    if (!take(level, tag::sequence, &content, field))
+        return false;
+    Reading::Step const step(level.reading, field);
+    Level identifier(level.reading, content);
+    if (!take(identifier, tag::oid, oid))
+        return false;
+    if (!atEnd(identifier))
+        *params = identifier.takeWhole();
+    return finish(identifier);
+}
+
+std::unique_ptr<PublicKey> detail::readPublicKeyInfo(Reading& reading, asn1::blob der) {
     asn1::blob content, oid, params, bits;
-    if (!detail::readOnly(der, tag::sequence, &content))
+    if (!readOnly(reading, der, tag::sequence, &content))
         return nullptr;
-    asn1::parser info(content);
-    if (!takeAlgorithm(info, &oid, &params) || !detail::take(info, tag::bitString, &bits) ||
-        !detail::atEnd(info))
+    Level info(reading, content);
+    if (!takeAlgorithm(info, &oid, &params, "algorithm") ||
+        !take(info, tag::bitString, &bits, "subjectPublicKey") || !finish(info))
         return nullptr;
-    return parsePublicBits(oid, params, bits);
+    return readPublicBits(reading, oid, params, bits);
 }
 
-std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key) {
-    std::vector<unsigned char> const bits = encodePublicMembers(key);
-    if (bits.empty())
-        return {};
-    DerEncoder encoder;
-    encoder.begin(tag::sequence);
-    addAlgorithm(encoder, key);
-    encoder.addBitString(bits).end();
-    return encoder.take();
-}
-
-std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der) {
+std::unique_ptr<PrivateKey> detail::readOneAsymmetricKey(Reading& reading, asn1::blob der) {
     asn1::blob content, version, oid, params, octets, publicBits;
-    if (!detail::readOnly(der, tag::sequence, &content))
+    if (!readOnly(reading, der, tag::sequence, &content))
         return nullptr;
-    asn1::parser info(content);
-    if (!detail::takeInteger(info, &version) || !takeAlgorithm(info, &oid, &params) ||
-        !detail::take(info, tag::octetString, &octets))
+    Level info(reading, content);
+    if (!takeInteger(info, &version, "version") ||
+        !takeAlgorithm(info, &oid, &params, "privateKeyAlgorithm") ||
+        !take(info, tag::octetString, &octets, "privateKey"))
         return nullptr;
     bool const isVersion2 = version == asn1::blob(version2);
-    if (!isVersion2 && !(version == asn1::blob(version1)))
+    if (!isVersion2 && !(version == asn1::blob(version1))) {
+        reading.refuse(RefusalId::keyVersion, version);
         return nullptr;
-    detail::skipOptional(info, attributesTag);
+    }
+    skipOptional(info, attributesTag);
     bool const hasPublicKey = isVersion2 && info.tag == publicKeyTag;
-    if ((hasPublicKey && !detail::take(info, publicKeyTag, &publicBits)) || !detail::atEnd(info))
+    if ((hasPublicKey && !take(info, publicKeyTag, &publicBits, "publicKey")) || !finish(info))
         return nullptr;
 
-    std::unique_ptr<PrivateKey> key = newPrivateKey(oid);
-    if (key == nullptr || !key->parseFromDerEncoded(params, octets))
-        return nullptr;
-    if (hasPublicKey) {
-        std::unique_ptr<PublicKey> const given = parsePublicBits(oid, key->algorithmParams(), publicBits);
-        if (given == nullptr || !given->equals(*key))
+    std::unique_ptr<PrivateKey> key =
+        readKey<PrivateKey, RsaPrivateKey, EcPrivateKey, Ed25519PrivateKey, X25519PrivateKey>(reading, oid,
+                                                                                              params, octets);
+    if (key != nullptr && hasPublicKey) {
+        Reading::Step const step(reading, "publicKey");
+        std::unique_ptr<PublicKey> const given =
+            readPublicBits(reading, oid, key->algorithmParams(), publicBits);
+        if (given == nullptr)
             return nullptr;
+        if (!given->equals(*key)) {
+            reading.refuse(RefusalId::publicKeyMismatch, publicBits);
+            return nullptr;
+        }
     }
     return key;
 }
 
+std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der) {
+    Reading reading(der);
+    return detail::readPublicKeyInfo(reading, der);
+}
+
+std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der, Refusal* refusal) {
+    Reading reading(der, refusal);
+    return detail::readPublicKeyInfo(reading, der);
+}
+
+std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key) {
+    std::unique_ptr<EcPrivateKey> const whole = withPoint(key);
+    DerEncoder encoder;
+    encoder.begin(tag::sequence);
+    addAlgorithm(encoder, key);
+    encoder.addBitString(encodePublicMembers(whole ? *whole : key)).end();
+    std::vector<unsigned char> der = encoder.take();
+    Reading reading;
+    return detail::readPublicKeyInfo(reading, der) ? std::move(der) : std::vector<unsigned char>();
+}
+
+std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der) {
+    Reading reading(der);
+    return detail::readOneAsymmetricKey(reading, der);
+}
+
+std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der, Refusal* refusal) {
+    Reading reading(der, refusal);
+    return detail::readOneAsymmetricKey(reading, der);
+}
+
 std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& key) {
-    detail::SecretBytes const octets(key.encodeToDerEncoded());
-    if (octets.value.empty())
-        return {};
+    std::unique_ptr<EcPrivateKey> const whole = withPoint(key);
+    detail::SecretBytes const octets(whole ? whole->encodeToDerEncoded() : key.encodeToDerEncoded());
     DerEncoder encoder;
     encoder.begin(tag::sequence).add(tag::integer, version1);
     addAlgorithm(encoder, key);
     encoder.addOctetString(octets).end();
-    return encoder.take();
+    std::vector<unsigned char> der = encoder.take();
+    Reading reading;
+    if (!detail::readOneAsymmetricKey(reading, der)) {
+        detail::wipe(der);
+        der.clear();
+    }
+    return der;
 }

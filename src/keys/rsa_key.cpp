@@ -5,9 +5,11 @@
 
 #include "asn1/element.h"
 #include "keys/dump.h"
+#include "keys/read.h"
 #include "keys/rsa_operation.h"
 
-#include <algorithm>
+#include <string>
+#include <utility>
 
 namespace {
 
@@ -17,39 +19,74 @@ using detail::isUsable;
 using detail::maxExponentBits;
 using detail::maxModulusBits;
 
-/// Reads an INTEGER that is not negative and has at most `maxBits` bits, so that a number of a
-/// megabyte is refused before it is one.
-bool readNumber(asn1::parser& level, unsigned maxBits, BigNum* number) {
+using detail::Level;
+using detail::Reading;
+
+/// Reads an INTEGER that is not negative and has at most `maxBits` bits, so that a number of a megabyte is refused
+/// before it is one.
+bool readNumber(Level& level, unsigned maxBits, BigNum* number, char const* name) {
     asn1::blob content;
-    if (!detail::takeInteger(level, &content) || (content[0] & 0x80) != 0)
+    if (!detail::takeInteger(level, &content, name))
         return false;
-    while (!content.empty() && content[0] == 0)
-        content.pop_front();
-    if (content.size() > maxBits / 8)
-        return false;
-    *number = BigNum(content);
+    Reading::Step const step(level.reading, name);
+    if ((content[0] & 0x80) != 0)
+        return level.reading.refuse(RefusalId::rsaKeyUnusable, content, {{"found", "a negative number"}});
+    asn1::blob digits = content;
+    while (!digits.empty() && digits[0] == 0)
+        digits.pop_front();
+    if (digits.size() > maxBits / 8)
+        return level.reading.refuse(RefusalId::rsaKeyTooLarge, content,
+                                    {{"maximum", std::to_string(maxBits) + " bits"},
+                                     {"found", std::to_string(8 * digits.size()) + " bits"}});
+    *number = BigNum(digits);
     return true;
+}
+
+/// Whether the public numbers can be computed with.
+bool checkPublic(Reading& reading, RsaPublicKey const& key, asn1::blob place) {
+    if (isUsable(key))
+        return true;
+    Reading::Step const step(reading, isOddAboveOne(key.n) ? "publicExponent" : "modulus");
+    return reading.refuse(RefusalId::rsaKeyUnusable, place);
 }
 
 /// The version of a key with two primes (RFC 8017, appendix A.1.2).
 constexpr unsigned char twoPrimes[] = {0};
 
-/// The secret members in the order of RSAPrivateKey.
-constexpr BigNum RsaPrivateKey::*privateNumbers[] = {&RsaPrivateKey::d,    &RsaPrivateKey::p,
-                                                     &RsaPrivateKey::q,    &RsaPrivateKey::exp1,
-                                                     &RsaPrivateKey::exp2, &RsaPrivateKey::coeff};
+struct PrivateNumber {
+    BigNum RsaPrivateKey::*member;
+    char const* name;
+};
 
-/// Whether every secret number lies between 1 and the modulus and the primes may be primes. Whether
-/// they belong together shows when a signature is checked, and takes as long.
-bool hasPossibleSecrets(RsaPrivateKey const& key) {
-    return isOddAboveOne(key.p) && isOddAboveOne(key.q) &&
-           std::all_of(std::begin(privateNumbers), std::end(privateNumbers),
-                       [&](auto number) { return (key.*number).bits() != 0 && key.*number < key.n; });
+/// The secret members in the order of RSAPrivateKey.
+constexpr PrivateNumber privateNumbers[] = {
+    {&RsaPrivateKey::d, "privateExponent"}, {&RsaPrivateKey::p, "prime1"},
+    {&RsaPrivateKey::q, "prime2"},          {&RsaPrivateKey::exp1, "exponent1"},
+    {&RsaPrivateKey::exp2, "exponent2"},    {&RsaPrivateKey::coeff, "coefficient"},
+};
+
+/// Whether every secret number lies between 1 and the modulus and the primes may be primes. Whether they are
+/// consistent shows when a signature is checked, and takes as long.
+bool checkSecrets(Reading& reading, RsaPrivateKey const& key, asn1::blob place) {
+    for (PrivateNumber const& row : privateNumbers) {
+        BigNum const& number = key.*row.member;
+        bool const isPrime = row.member == &RsaPrivateKey::p || row.member == &RsaPrivateKey::q;
+        if (number.bits() != 0 && number < key.n && (!isPrime || isOddAboveOne(number)))
+            continue;
+        Reading::Step const step(reading, row.name);
+        return reading.refuse(RefusalId::rsaKeyUnusable, place);
+    }
+    return true;
 }
 
-bool isNullOrAbsent(asn1::blob algoParams) {
+bool checkParameters(Reading& reading, asn1::blob algoParams) {
+    if (algoParams.empty())
+        return true;
+    Reading::Step const step(reading, "parameters");
     asn1::blob content;
-    return algoParams.empty() || (detail::readOnly(algoParams, tag::null, &content) && content.empty());
+    if (!detail::readOnly(reading, algoParams, tag::null, &content))
+        return false;
+    return content.empty() || reading.refuse(RefusalId::malformedKeyParameters, algoParams);
 }
 
 } // namespace
@@ -59,20 +96,29 @@ RsaPublicKey::RsaPublicKey(RsaPublicKey const&) = default;
 RsaPublicKey& RsaPublicKey::operator=(RsaPublicKey const&) = default;
 RsaPublicKey::~RsaPublicKey() = default;
 
-bool RsaPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
-    if (!isNullOrAbsent(algoParams))
-        return false;
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, RsaPublicKey& to) {
     asn1::blob content;
-    if (!detail::readOnly(keyData, tag::sequence, &content))
+    if (!checkParameters(reading, algoParams) || !readOnly(reading, keyData, tag::sequence, &content))
         return false;
-    asn1::parser numbers(content);
+    Level numbers(reading, content);
     RsaPublicKey key;
-    if (!readNumber(numbers, maxModulusBits, &key.n) || !readNumber(numbers, maxExponentBits, &key.e) ||
-        !detail::atEnd(numbers) || !isUsable(key))
+    if (!readNumber(numbers, maxModulusBits, &key.n, "modulus") ||
+        !readNumber(numbers, maxExponentBits, &key.e, "publicExponent") || !finish(numbers) ||
+        !checkPublic(reading, key, content))
         return false;
-    n = std::move(key.n);
-    e = std::move(key.e);
+    to.n = std::move(key.n);
+    to.e = std::move(key.e);
     return true;
+}
+
+bool RsaPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool RsaPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> RsaPublicKey::encodeToDerEncoded() const {
@@ -103,31 +149,45 @@ RsaPrivateKey::RsaPrivateKey(RsaPrivateKey const&) = default;
 RsaPrivateKey& RsaPrivateKey::operator=(RsaPrivateKey const&) = default;
 RsaPrivateKey::~RsaPrivateKey() = default;
 
-bool RsaPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, RsaPrivateKey& to) {
     asn1::blob content;
-    if (!isNullOrAbsent(algoParams) || !detail::readOnly(keyData, tag::sequence, &content))
+    if (!checkParameters(reading, algoParams) || !readOnly(reading, keyData, tag::sequence, &content))
         return false;
-    asn1::parser numbers(content);
+    Level numbers(reading, content);
     asn1::blob version;
     RsaPrivateKey key;
+    if (!takeInteger(numbers, &version, "version"))
+        return false;
     // Version 1 has more than two primes.
-    if (!detail::takeInteger(numbers, &version) || !(version == asn1::blob(twoPrimes)) ||
-        !readNumber(numbers, maxModulusBits, &key.n) || !readNumber(numbers, maxExponentBits, &key.e))
+    if (!(version == asn1::blob(twoPrimes)))
+        return reading.refuse(RefusalId::keyVersion, version);
+    if (!readNumber(numbers, maxModulusBits, &key.n, "modulus") ||
+        !readNumber(numbers, maxExponentBits, &key.e, "publicExponent"))
         return false;
-    for (BigNum RsaPrivateKey::*const number : privateNumbers)
-        if (!readNumber(numbers, maxModulusBits, &(key.*number)))
+    for (PrivateNumber const& row : privateNumbers)
+        if (!readNumber(numbers, maxModulusBits, &(key.*row.member), row.name))
             return false;
-    if (!detail::atEnd(numbers) || !isUsable(key) || !hasPossibleSecrets(key))
+    if (!finish(numbers) || !checkPublic(reading, key, content) || !checkSecrets(reading, key, content))
         return false;
-    *this = key;
+    to = key;
     return true;
+}
+
+bool RsaPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
+    Reading reading(keyData);
+    return detail::read(reading, algoParams, keyData, *this);
+}
+
+bool RsaPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return detail::read(reading, algoParams, keyData, *this);
 }
 
 std::vector<unsigned char> RsaPrivateKey::encodeToDerEncoded() const {
     DerEncoder encoder;
     encoder.begin(tag::sequence).add(tag::integer, twoPrimes).addInteger(n).addInteger(e);
-    for (BigNum RsaPrivateKey::*const number : privateNumbers)
-        encoder.addInteger(this->*number);
+    for (PrivateNumber const& row : privateNumbers)
+        encoder.addInteger(this->*row.member);
     encoder.end();
     return encoder.take();
 }

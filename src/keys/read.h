@@ -1,0 +1,60 @@
+/// The readers of keys and of encrypted keys, which say why they refuse something. Each leaves its result unchanged
+/// where it does, unless it says otherwise.
+#pragma once
+
+#include "sealkit/keys.h"
+#include "sealkit/pbes2.h"
+
+#include "base/reading.h"
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+namespace detail {
+
+class Level;
+
+/// A key in its own DER, beside the parameters of its algorithm: `PublicKey::parseFromDerEncoded`.
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, RsaPublicKey& to);
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, RsaPrivateKey& to);
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, EcPublicKey& to);
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, EcPrivateKey& to);
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, Ed25519PublicKey& to);
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, Ed25519PrivateKey& to);
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, X25519PublicKey& to);
+bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, X25519PrivateKey& to);
+
+/// The key of a SubjectPublicKeyInfo; null when it is refused.
+std::unique_ptr<PublicKey> readPublicKeyInfo(Reading& reading, asn1::blob der);
+
+/// The key of a OneAsymmetricKey; null when it is refused.
+std::unique_ptr<PrivateKey> readOneAsymmetricKey(Reading& reading, asn1::blob der);
+
+/// The fields of an EncryptedPrivateKeyInfo (RFC 5958, section 3).
+struct EncryptedKeyFields {
+    asn1::blob scheme; ///< Content octets of an object identifier.
+    asn1::blob params; ///< The whole encoding; empty where they are absent.
+    asn1::blob data;
+};
+bool takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFields* fields);
+
+/// The key of an EncryptedPrivateKeyInfo; null when it is refused.
+std::unique_ptr<PrivateKey> readEncryptedPrivateKey(Reading& reading, asn1::blob der,
+                                                    std::string_view password);
+
+/// Takes an AlgorithmIdentifier apart: the content octets of its object identifier and the whole encoding of its
+/// parameters, which is empty where they are absent.
+bool takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field);
+
+/// PBES2-params. What they ask for is not checked, except the key derivation function and its count.
+bool read(Reading& reading, asn1::blob params, PBES2Params& to);
+
+/// Whether `data` can be decrypted as `params` say, apart from the password.
+bool checkPbes2(Reading& reading, PBES2Params const& params, asn1::blob data);
+
+/// Decrypts `data` as PBES2-params say. `out` holds nothing that was decrypted when that fails.
+bool decryptPbes2(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,
+                  std::vector<unsigned char>& out);
+
+} // namespace detail
