@@ -16,9 +16,6 @@
 /// time that depends on the secret numbers: a key must not be used where an attacker measures that
 /// closely.
 ///
-/// Each class has `parseFromDerEncoded` with a `Refusal` beside the virtual function: it says why the key is refused.
-/// Offsets count in `keyData`.
-///
 /// No RSA-PSS and no curves beside the named ones. Programs cannot add key classes of their own: the
 /// library takes a `PublicKey` for one of the classes of this header.
 #pragma once
@@ -94,7 +91,6 @@ public:
     /// parameters are NULL or absent. The modulus must be odd, above 1 and of at most 16,384 bits,
     /// the exponent odd, above 1 and of at most 64 bits.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -138,7 +134,6 @@ public:
     /// less 1, and the primes are odd. That the numbers belong together is not examined: a key of
     /// numbers that do not makes no signatures.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
@@ -172,7 +167,6 @@ public:
     /// parameters must be the object identifier of a named curve (RFC 5480, section 2.1.1); the point
     /// must have the width of the field and lie on the curve.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -201,7 +195,6 @@ public:
     /// to it; the point is computed in any case. All of it is written, the secret as wide as the
     /// group order and the point uncompressed.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
@@ -240,7 +233,6 @@ public:
 
     /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -268,7 +260,6 @@ public:
     /// Reads CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7) and derives the public
     /// value; the parameters must be absent.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
@@ -297,7 +288,6 @@ public:
 
     /// Reads the 32 bytes as they are; the parameters must be absent (RFC 8410, section 3).
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
     bool equals(PublicKey const& other) const override;
@@ -318,7 +308,6 @@ public:
     /// Reads CurvePrivateKey ::= OCTET STRING of 32 bytes (RFC 8410, section 7) and derives the public
     /// value; the parameters must be absent.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
-    bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal);
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
@@ -333,3 +322,8 @@ public:
     /// when `peer` is of small order or not on the curve itself.
     std::vector<unsigned char> exchangeKeys(asn1::blob peer) const;
 };
+
+/// `key.parseFromDerEncoded`, which says why the key is refused. Offsets count in `keyData`. False for a class that is not
+/// of this header, without a reason.
+SEALKIT_API bool parseFromDerEncoded(PublicKey& key, asn1::blob algoParams, asn1::blob keyData,
+                                     Refusal* refusal);

@@ -74,7 +74,10 @@ enum class RefusalId : unsigned {
     privateKeyOutOfRange,
     publicKeyMismatch,
     inconsistentKey,
+    signatureMismatch,
+    malformedSignature,
     otherDigest,
+    keyCannotVerify,
 
     // Encryption of keys and contents.
     wrongPassword,

@@ -24,6 +24,9 @@ SEALKIT_API std::vector<unsigned char> signHashed(PrivateKey const& key, HashID 
 /// Whether `signature` is that of `digest`, which was made with `hash`, under an RSA or EC key. False for
 /// other keys.
 SEALKIT_API bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature);
+/// Says why it does not verify, and writes nothing.
+SEALKIT_API bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature,
+                              Refusal* refusal);
 
 /// The signature of `message` by an RSA or EC key over its digest by `hash`, or by an Ed25519 key, which
 /// brings its own hash: `hash` is not looked at. Empty when there is none.
@@ -31,3 +34,5 @@ SEALKIT_API std::vector<unsigned char> signMessage(PrivateKey const& key, HashID
 
 /// Whether `signature` is that of `message`.
 SEALKIT_API bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature);
+SEALKIT_API bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature,
+                               Refusal* refusal);

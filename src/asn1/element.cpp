@@ -125,11 +125,13 @@ bool takeUInt(Level& level, unsigned* number, char const* field) {
 }
 
 bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content, char const* field) {
-    Level level(reading, der);
-    if (!take(level, expected, content, field))
-        return false;
-    return atEnd(level) || reading.refuse(RefusalId::trailingBytes, level.tlvStart,
-                                          {{"bytes", std::to_string(level.finish - level.tlvStart)}});
+    Level const level(reading, der);
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    *content = level.value();
+    return level.valueEnd == level.finish ||
+           reading.refuse(RefusalId::trailingBytes, level.valueEnd,
+                          {{"bytes", std::to_string(level.finish - level.valueEnd)}});
 }
 
 } // namespace detail

@@ -59,8 +59,12 @@ constexpr std::array rows = {
     Row{RefusalId::publicKeyMismatch, "public-key-mismatch",
         "The public key that stands beside the private key is not its own."},
     Row{RefusalId::inconsistentKey, "inconsistent-key", "The numbers of the key contradict each other."},
+    Row{RefusalId::signatureMismatch, "signature-mismatch", "The signature is not of this content and key."},
+    Row{RefusalId::malformedSignature, "malformed-signature",
+        "The signature is not the shortest DER of two numbers below the order of the group."},
     Row{RefusalId::otherDigest, "other-digest",
         "The signature encloses a digest of another algorithm or length than is expected."},
+    Row{RefusalId::keyCannotVerify, "key-cannot-verify", "Keys of this algorithm make no such signatures."},
 
     Row{RefusalId::wrongPassword, "wrong-password",
         "The password is wrong, or the encrypted data is damaged."},

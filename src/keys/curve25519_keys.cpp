@@ -115,11 +115,6 @@ bool Ed25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob key
     return detail::read(reading, algoParams, keyData, *this);
 }
 
-bool Ed25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
 std::vector<unsigned char> Ed25519PublicKey::encodeToDerEncoded() const { return pub; }
 
 asn1::blob Ed25519PublicKey::algorithmParams() const { return {}; }
@@ -162,11 +157,6 @@ bool Ed25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob ke
     return detail::read(reading, algoParams, keyData, *this);
 }
 
-bool Ed25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
 std::vector<unsigned char> Ed25519PrivateKey::encodeToDerEncoded() const { return encodePrivate(secret); }
 
 void Ed25519PrivateKey::dump(std::ostream& out) const { dumpPrivate(out, "[Ed25519-PRIVATE]", pub, secret); }
@@ -206,11 +196,6 @@ bool X25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyD
     return detail::read(reading, algoParams, keyData, *this);
 }
 
-bool X25519PublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
 std::vector<unsigned char> X25519PublicKey::encodeToDerEncoded() const { return pub; }
 
 asn1::blob X25519PublicKey::algorithmParams() const { return {}; }
@@ -237,11 +222,6 @@ bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, X
 
 bool X25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
     Reading reading(keyData);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
-bool X25519PrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
     return detail::read(reading, algoParams, keyData, *this);
 }
 

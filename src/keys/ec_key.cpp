@@ -137,11 +137,6 @@ bool EcPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData)
     return detail::read(reading, algoParams, keyData, *this);
 }
 
-bool EcPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
 std::vector<unsigned char> EcPublicKey::encodeToDerEncoded() const {
     unsigned const width = getModLen(curve);
     if (width == 0 || point.x.bits() > 8 * width || point.y.bits() > 8 * width)
@@ -221,11 +216,6 @@ bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, E
 
 bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
     Reading reading(keyData);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
-bool EcPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
     return detail::read(reading, algoParams, keyData, *this);
 }
 

@@ -8,11 +8,13 @@
 #include "asn1/element.h"
 #include "base/secret_bytes.h"
 #include "keys/named_curve.h"
+#include "keys/verify.h"
 
 namespace {
 
 namespace tag = detail::tag;
 using detail::NamedCurve;
+using detail::Reading;
 
 /// Bytes that may grow and leave nothing behind.
 using SecretOctets = std::vector<unsigned char, detail::WipingAllocator<unsigned char>>;
@@ -43,20 +45,21 @@ std::vector<unsigned char> writeSignature(BigNum const& r, BigNum const& s) {
 }
 
 /// r and s of the DER of SEQUENCE { r INTEGER, s INTEGER }, both from 1 to `order` - 1.
-bool readSignature(asn1::blob sig, BigNum const& order, BigNum* r, BigNum* s) {
+bool readSignature(Reading& reading, asn1::blob sig, BigNum const& order, BigNum* r, BigNum* s) {
     asn1::blob content, first, second;
-    if (!detail::readOnly(sig, tag::sequence, &content))
+    if (!detail::readOnly(reading, sig, tag::sequence, &content))
         return false;
-    asn1::parser numbers(content);
-    if (!detail::takeInteger(numbers, &first) || !detail::takeInteger(numbers, &second))
+    detail::Level numbers(reading, content);
+    if (!detail::takeInteger(numbers, &first, "r") || !detail::takeInteger(numbers, &second, "s"))
         return false;
     *r = BigNum(first);
     *s = BigNum(second);
     if (r->bits() == 0 || s->bits() == 0 || *r >= order || *s >= order)
-        return false;
+        return reading.refuse(RefusalId::malformedSignature, content);
     // There is one encoding of r and s: no other says the same with a negative number, a longer length,
     // a longer number or something behind (X.690, sections 8.3.2 and 10.1).
-    return asn1::blob(writeSignature(*r, *s)) == sig;
+    return asn1::blob(writeSignature(*r, *s)) == sig ||
+           reading.refuse(RefusalId::malformedSignature, content);
 }
 
 /// SEC 1, section 4.1.4, from step 2 on. r and s are in their range, the point need not be on the curve.
@@ -142,16 +145,26 @@ BigNum ofFixedLength(BigNum const& k, BigNum const& order) {
 
 } // namespace
 
-bool EcPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const {
+bool detail::verifyHashed(Reading& reading, EcPublicKey const& key, HashID hashId, asn1::blob digest,
+                          asn1::blob sig) {
     // A digest of another size was not made with the hash; an empty one, as of an unknown hash, could
     // be signed without the private key.
     std::unique_ptr<Hash> const hash = createHash(hashId);
-    if (hash == nullptr || digest.size() != hash->digestLength() || getModLen(curve) == 0)
-        return false;
-    NamedCurve const named(curve);
+    if (hash == nullptr || digest.size() != hash->digestLength())
+        return reading.refuse(RefusalId::unsupportedDigest, nullptr);
+    if (getModLen(key.curve) == 0)
+        return reading.refuse(RefusalId::unknownCurve, nullptr);
+    NamedCurve const named(key.curve);
     BigNum r, s;
-    return readSignature(sig, named.order, &r, &s) &&
-           isSignature(named, point, leftmostBits(digest, named.order), r, s);
+    if (!readSignature(reading, sig, named.order, &r, &s))
+        return false;
+    return isSignature(named, key.point, leftmostBits(digest, named.order), r, s) ||
+           reading.refuse(RefusalId::signatureMismatch, sig);
+}
+
+bool EcPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const {
+    detail::Reading reading(sig);
+    return detail::verifyHashed(reading, *this, hashId, digest, sig);
 }
 
 std::vector<unsigned char> EcPrivateKey::signHashed(HashID hashId, asn1::blob digest) const {

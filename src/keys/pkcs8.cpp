@@ -85,6 +85,23 @@ constexpr unsigned char version2[] = {1};
 constexpr unsigned attributesTag = tag::constructed(0);
 constexpr unsigned publicKeyTag = tag::primitive(1);
 
+/// Reads into `key` where it is a `K`.
+template <typename K>
+bool readInto(PublicKey& key, Reading& reading, asn1::blob algoParams, asn1::blob keyData, bool* done) {
+    auto* const own = dynamic_cast<K*>(&key);
+    if (own != nullptr)
+        *done = detail::read(reading, algoParams, keyData, *own);
+    return own != nullptr;
+}
+
+/// The same for the first of several classes: those that derive from others come before them.
+template <typename... K>
+bool readIntoFirst(PublicKey& key, Reading& reading, asn1::blob algoParams, asn1::blob keyData) {
+    bool done = false;
+    static_cast<void>((readInto<K>(key, reading, algoParams, keyData, &done) || ...));
+    return done;
+}
+
 /// A copy of an EC private key whose point is left out, with the point; null for every other key.
 std::unique_ptr<EcPrivateKey> withPoint(PublicKey const& key) {
     auto const* const ec = dynamic_cast<EcPrivateKey const*>(&key);
@@ -99,6 +116,12 @@ std::unique_ptr<EcPrivateKey> withPoint(PublicKey const& key) {
 }
 
 } // namespace
+
+bool parseFromDerEncoded(PublicKey& key, asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
+    Reading reading(keyData, refusal);
+    return readIntoFirst<RsaPrivateKey, EcPrivateKey, Ed25519PrivateKey, X25519PrivateKey, RsaPublicKey,
+                         EcPublicKey, Ed25519PublicKey, X25519PublicKey>(key, reading, algoParams, keyData);
+}
 
 bool detail::takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field) {
     asn1::blob content;

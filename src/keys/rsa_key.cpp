@@ -116,11 +116,6 @@ bool RsaPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData
     return detail::read(reading, algoParams, keyData, *this);
 }
 
-bool RsaPublicKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
 std::vector<unsigned char> RsaPublicKey::encodeToDerEncoded() const {
     DerEncoder encoder;
     encoder.begin(tag::sequence).addInteger(n).addInteger(e).end();
@@ -175,11 +170,6 @@ bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, R
 
 bool RsaPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) {
     Reading reading(keyData);
-    return detail::read(reading, algoParams, keyData, *this);
-}
-
-bool RsaPrivateKey::parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData, Refusal* refusal) {
-    Reading reading(keyData, refusal);
     return detail::read(reading, algoParams, keyData, *this);
 }
 

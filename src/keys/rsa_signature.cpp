@@ -5,6 +5,7 @@
 #include "asn1/digest_info.h"
 #include "asn1/element.h"
 #include "keys/rsa_operation.h"
+#include "keys/verify.h"
 
 #include <algorithm>
 #include <optional>
@@ -55,23 +56,35 @@ bool hasDigestInfo(HashID hashId) { return !getHashOid(hashId).empty(); }
 
 } // namespace
 
-bool RsaPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const {
-    std::optional<BigNum> const opened = detail::publicPower(*this, BigNum(sig));
+bool detail::verifyHashed(Reading& reading, RsaPublicKey const& key, HashID hashId, asn1::blob digest,
+                          asn1::blob sig) {
+    std::optional<BigNum> const opened = publicPower(key, BigNum(sig));
     if (!opened)
-        return false;
-    std::vector<unsigned char> const block = opened->bin(detail::modulusLength(*this));
+        return reading.refuse(isUsable(key) ? RefusalId::signatureMismatch : RefusalId::rsaKeyUnusable, sig);
+    std::vector<unsigned char> const block = opened->bin(modulusLength(key));
     std::optional<asn1::blob> const payload = payloadOf(block);
     if (!payload)
-        return false;
+        return reading.refuse(RefusalId::signatureMismatch, sig);
+    Reading::Derived const derived(reading, *payload, sig.start, "decrypted signature");
     if (hashId == HashID::MD5SHA1)
-        return digest.size() == 36 && *payload == digest;
+        return (digest.size() == 36 && *payload == digest) || reading.refuse(RefusalId::otherDigest, sig);
 
-    if (!hasDigestInfo(hashId) || digest.empty() || !(parseHashFromDerEncoded(hashId, *payload) == digest))
-        return false;
+    if (!hasDigestInfo(hashId) || digest.empty())
+        return reading.refuse(RefusalId::unsupportedDigest, nullptr);
+    asn1::blob const signedDigest = readDigestInfo(reading, hashId, *payload);
+    if (!(signedDigest == digest))
+        return reading.refuse(RefusalId::signatureMismatch, sig);
     // The parameters may be any bytes, and under a small exponent any bytes suffice to make a block
     // that is the power of a number: a forgery without the private key (Bleichenbacher, CRYPTO 2006).
-    return e >= bn64(leastForgivingExponent) || *payload == asn1::blob(encodeDigestInfo(hashId, digest)) ||
-           *payload == asn1::blob(encodeDigestInfoWithoutNull(hashId, digest));
+    return key.e >= bn64(leastForgivingExponent) ||
+           *payload == asn1::blob(encodeDigestInfo(hashId, digest)) ||
+           *payload == asn1::blob(encodeDigestInfoWithoutNull(hashId, digest)) ||
+           reading.refuse(RefusalId::digestParameters, *payload);
+}
+
+bool RsaPublicKey::verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const {
+    detail::Reading reading(sig);
+    return detail::verifyHashed(reading, *this, hashId, digest, sig);
 }
 
 asn1::blob RsaPublicKey::parseHashFromDerEncoded(HashID expected, asn1::blob block) {

@@ -2,6 +2,8 @@
 
 #include "sealkit/oid.h"
 
+#include "keys/verify.h"
+
 std::vector<unsigned char> signHashed(PrivateKey const& key, HashID hash, asn1::blob digest) {
     if (auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key))
         return rsa->signHashed(hash, digest);
@@ -10,22 +12,46 @@ std::vector<unsigned char> signHashed(PrivateKey const& key, HashID hash, asn1::
     return {};
 }
 
-bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature) {
-    if (auto const* const rsa = dynamic_cast<RsaPublicKey const*>(&key))
-        return rsa->verifyHashed(hash, digest, signature);
-    if (auto const* const ec = dynamic_cast<EcPublicKey const*>(&key))
-        return ec->verifyHashed(hash, digest, signature);
-    return false;
-}
-
 std::vector<unsigned char> signMessage(PrivateKey const& key, HashID hash, asn1::blob message) {
     if (auto const* const ed25519 = dynamic_cast<Ed25519PrivateKey const*>(&key))
         return ed25519->sign(message);
     return signHashed(key, hash, calcDigest(hash, message));
 }
 
-bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature) {
+bool detail::verifyHashed(Reading& reading, PublicKey const& key, HashID hash, asn1::blob digest,
+                          asn1::blob signature) {
+    if (auto const* const rsa = dynamic_cast<RsaPublicKey const*>(&key))
+        return verifyHashed(reading, *rsa, hash, digest, signature);
+    if (auto const* const ec = dynamic_cast<EcPublicKey const*>(&key))
+        return verifyHashed(reading, *ec, hash, digest, signature);
+    return reading.refuse(RefusalId::keyCannotVerify, nullptr);
+}
+
+bool detail::verifyMessage(Reading& reading, PublicKey const& key, HashID hash, asn1::blob message,
+                           asn1::blob signature) {
     if (auto const* const ed25519 = dynamic_cast<Ed25519PublicKey const*>(&key))
-        return ed25519->verify(message, signature);
-    return verifyHashed(key, hash, calcDigest(hash, message), signature);
+        return ed25519->verify(message, signature) || reading.refuse(RefusalId::signatureMismatch, signature);
+    return verifyHashed(reading, key, hash, calcDigest(hash, message), signature);
+}
+
+bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature) {
+    detail::Reading reading(signature);
+    return detail::verifyHashed(reading, key, hash, digest, signature);
+}
+
+bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature,
+                  Refusal* refusal) {
+    detail::Reading reading(signature, refusal);
+    return detail::verifyHashed(reading, key, hash, digest, signature);
+}
+
+bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature) {
+    detail::Reading reading(signature);
+    return detail::verifyMessage(reading, key, hash, message, signature);
+}
+
+bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature,
+                   Refusal* refusal) {
+    detail::Reading reading(signature, refusal);
+    return detail::verifyMessage(reading, key, hash, message, signature);
 }

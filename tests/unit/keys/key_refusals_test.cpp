@@ -1,6 +1,7 @@
 // Why keys are refused: the id, the place and the facts.
 #include "sealkit/pbes2.h"
 #include "sealkit/pkcs8.h"
+#include "sealkit/signature.h"
 
 #include "unit/keys/support.h"
 
@@ -150,12 +151,17 @@ TEST(KeyRefusal, SaysWhatIsWrongWithTheContainer) {
 TEST(KeyRefusal, OfAClassCountsInTheKeyData) {
     Refusal refusal;
     EcPublicKey key;
-    EXPECT_FALSE(key.parseFromDerEncoded(brainpool, Bytes(65, 4), &refusal));
+    EXPECT_FALSE(parseFromDerEncoded(key, brainpool, Bytes(65, 4), &refusal));
     EXPECT_EQ(refusal.id, RefusalId::unknownCurve);
     EXPECT_EQ(refusal.offset, Refusal::nowhere);
-    EXPECT_FALSE(key.parseFromDerEncoded(p256, Bytes(65, 4), &refusal));
+    EXPECT_FALSE(parseFromDerEncoded(key, p256, Bytes(65, 4), &refusal));
     EXPECT_EQ(refusal.id, RefusalId::pointNotOnCurve);
     EXPECT_EQ(refusal.offset, 0u);
+    X25519PrivateKey secret;
+    EXPECT_FALSE(parseFromDerEncoded(secret, {}, Bytes(32), &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::unexpectedElement);
+    EXPECT_TRUE(parseFromDerEncoded(secret, {}, octets(Bytes(32)), &refusal));
+    EXPECT_EQ(secret.secret, Bytes(32));
 }
 
 TEST(KeyRefusal, LeavesTheRefusalAloneOnSuccess) {
@@ -251,6 +257,48 @@ TEST(EncryptedKeyRefusal, OfCryptSaysWhy) {
     EXPECT_TRUE(out.empty());
     EXPECT_TRUE(pbes2_encrypt(Bytes(3), "", {}, &refusal).empty());
     EXPECT_EQ(refusal.id, RefusalId::unsupportedKdf);
+}
+
+// --- Signatures ---
+
+TEST(SignatureRefusal, TellsTheReasonsApart) {
+    EcPrivateKey key;
+    key.curve = Curve::p256;
+    key.secret = bn64(7);
+    auto const whole = parseOneAssimetricKey(encodePkcs8PrivateKey(key));
+    ASSERT_NE(whole, nullptr);
+    Bytes const message{1, 2, 3};
+    Bytes const sig = signMessage(*whole, HashID::SHA256, message);
+    Refusal refusal;
+    EXPECT_TRUE(verifyMessage(*whole, HashID::SHA256, message, sig, &refusal));
+    EXPECT_FALSE(refusal);
+    EXPECT_FALSE(verifyMessage(*whole, HashID::SHA384, message, sig, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::signatureMismatch);
+    EXPECT_FALSE(verifyMessage(*whole, HashID::SHA256, message, concat({sig, {0}}), &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::trailingBytes);
+    EXPECT_FALSE(
+        verifyMessage(*whole, HashID::SHA256, message, sequence({integer({0}), integer({1})}), &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::malformedSignature);
+    EXPECT_FALSE(verifyHashed(*whole, HashID::SHA256, Bytes(20), sig, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::unsupportedDigest);
+    EXPECT_FALSE(verifyHashed(X25519PublicKey(), HashID::SHA256, Bytes(32), sig, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::keyCannotVerify);
+}
+
+TEST(SignatureRefusal, OfAnRsaKeyWritesNothing) {
+    RsaPrivateKey numbers;
+    ASSERT_TRUE(numbers.generatePrivKey(getDefaultRng(), 2048));
+    Bytes const message{1, 2, 3};
+    Bytes const sig = signMessage(numbers, HashID::SHA256, message);
+    test::CapturedOutput const output;
+    Refusal refusal;
+    EXPECT_FALSE(verifyMessage(numbers, HashID::SHA1, message, sig, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::otherDigest);
+    EXPECT_FALSE(verifyMessage(numbers, HashID::SHA256, Bytes(3), sig, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::signatureMismatch);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_FALSE(verifyMessage(numbers, HashID::SHA1, message, sig));
+    EXPECT_EQ(output.text(), "not correct signature hash\n");
 }
 
 // --- Writing ---
