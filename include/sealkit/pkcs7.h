@@ -31,12 +31,14 @@
 #include "sealkit/keys.h"
 #include "sealkit/name.h"
 #include "sealkit/oid.h"
+#include "sealkit/refusal.h"
 #include "sealkit/rng.h"
 #include "sealkit/timepoint.h"
 #include "sealkit/x509.h"
 
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -70,6 +72,8 @@ public:
     /// more than 16 deep. "bad version" goes to standard error; attributes that are not stored are named on
     /// standard output. Of several counter-signatures of a kind the first is kept.
     bool parse(asn1::blob signerInfo);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob signerInfo, Refusal* refusal);
 
     /// Writes the SignerInfo, of version 1. The attributes are `authAttributes` or, where those are empty, made
     /// from `contentType` and `contentDigest` and kept; a signing time that is not among them is not written, nor
@@ -104,6 +108,10 @@ public:
     bool verifyContentDigest(asn1::blob contentTypeOid, asn1::blob content, HashID hash) const;
     bool verifyContentDigest(asn1::blob contentTypeOid, asn1::blob content, unsigned hash) const;
 
+    /// The values of a signed attribute, the content of their SET: a view of `authAttributes`. Nothing if there is no
+    /// such attribute; of several with the type `oid` the first counts.
+    std::optional<asn1::blob> findSignedAttribute(asn1::blob oid) const;
+
     /// Writes the fields as text, line by line. Names are written as they are: they may hold any byte.
     void dump(std::ostream& out) const;
 };
@@ -131,11 +139,15 @@ public:
     /// it is malformed, has bytes behind it, or is refused as below; a content of another type is "not a
     /// signed data" on standard error.
     bool parse(asn1::blob message);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob message, Refusal* refusal);
 
     /// Reads a DER SignedData of version 1 or 3. False when it is malformed, has bytes behind it, a digest algorithm
     /// that is unknown, a certificate, CRL or signer that does not parse, or is nested more than 16 deep in
     /// counter-signatures. "bad version " and the number go to standard error.
     bool parseContentInfo(asn1::blob signedData);
+    /// The same, silently and with a reason (refusal.h).
+    bool parseContentInfo(asn1::blob signedData, Refusal* refusal);
 
     /// Writes `raw` where there is one. Otherwise a ContentInfo with a SignedData of version 1, without the CRLs.
     void save(DerEncoder& to);
@@ -147,6 +159,10 @@ public:
                 asn1::blob content, HashID hash);
     bool create(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
                 asn1::blob content, unsigned hash);
+
+    /// The content as a file has it: of an OCTET STRING the content octets, of another type the whole element. Empty
+    /// when the content is elsewhere. A view of `content`.
+    asn1::blob contentOctets() const;
 
     /// The certificate of the message that `verify` takes for the signer's: the first one that has its issuer and
     /// serial number, octet by octet, else the first whose issuer becomes so when `DistinguishedName` writes it.
@@ -196,6 +212,8 @@ struct PKCS7KeyTransRecipientInfo {
 
 /// Reads the whole element. False when it is malformed or of another version.
 SEALKIT_API bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element);
+/// The same, silently and with a reason (refusal.h).
+SEALKIT_API bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element, Refusal* refusal);
 /// Writes the SEQUENCE.
 SEALKIT_API void save(PKCS7KeyTransRecipientInfo const& from, DerEncoder& to);
 /// The SEQUENCE's encoding.
@@ -210,6 +228,8 @@ struct PKCS7EncryptedContentInfo {
 
 /// Reads the whole element. False when it is malformed. An encrypted content in pieces is, in DER.
 SEALKIT_API bool parse(PKCS7EncryptedContentInfo& to, asn1::blob element);
+/// The same, silently and with a reason (refusal.h).
+SEALKIT_API bool parse(PKCS7EncryptedContentInfo& to, asn1::blob element, Refusal* refusal);
 /// Writes the SEQUENCE, without the encrypted content where that is empty.
 SEALKIT_API void save(PKCS7EncryptedContentInfo const& from, DerEncoder& to);
 /// The SEQUENCE's encoding.
@@ -224,6 +244,8 @@ struct PKCS7EncryptedData {
 /// Reads the whole element. False when it is malformed or of another version, which goes to standard output as
 /// "EncryptedData: invalid version: " and the number.
 SEALKIT_API bool parse(PKCS7EncryptedData& to, asn1::blob element);
+/// The same, silently and with a reason (refusal.h).
+SEALKIT_API bool parse(PKCS7EncryptedData& to, asn1::blob element, Refusal* refusal);
 /// Writes the SEQUENCE.
 SEALKIT_API void save(PKCS7EncryptedData const& from, DerEncoder& to);
 /// The SEQUENCE's encoding.
@@ -249,18 +271,27 @@ public:
     /// Reads a DER ContentInfo of EnvelopedData. False when it is malformed, has bytes behind it, or is refused as
     /// the functions below do; a content of another type is "blob is not enveloped data" on standard output.
     bool parse(asn1::blob message);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob message, Refusal* refusal);
 
     /// Reads a DER EnvelopedData. False when it is malformed, has bytes behind it, or has originator or
     /// attributes in version 0. A version other than 0 and 2 goes to standard output.
     bool parseData(asn1::blob envelopedData);
+    /// The same, silently and with a reason (refusal.h).
+    bool parseData(asn1::blob envelopedData, Refusal* refusal);
 
     /// Reads the content of the SET of RecipientInfo, anew. Recipients of version 0 and 2 that are malformed are
     /// left out. False when one is of another kind, which standard output is told, or is none at all.
     bool parseRecipientInfo(asn1::blob set);
+    /// The same, silently and with a reason (refusal.h).
+    bool parseRecipientInfo(asn1::blob set, Refusal* refusal);
 
     /// Keep the whole element as it is. False unless it is one element with the field's tag.
     bool parseOriginatorInfo(asn1::blob element);
     bool parseUnprotectedAttrs(asn1::blob element);
+    /// The same, with a reason (refusal.h).
+    bool parseOriginatorInfo(asn1::blob element, Refusal* refusal);
+    bool parseUnprotectedAttrs(asn1::blob element, Refusal* refusal);
 
     /// The DER of the ContentInfo, with `version` as it stands.
     std::vector<unsigned char> encode() const;
@@ -283,6 +314,17 @@ public:
     ///
     /// What `out` held before is wiped. The caller wipes what it gets.
     bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out) const;
+    /// The same, silently and with a reason (refusal.h). A bad key block and a content that does not decrypt are one
+    /// refusal, `RefusalId::undecryptable`; all others follow from the message and the kind of the key alone.
+    bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out,
+                 Refusal* refusal) const;
+    /// The same, with the key of a given recipient of this message, for who has no certificate.
+    bool decrypt(PKCS7KeyTransRecipientInfo const& recipient, PrivateKey const& key,
+                 std::vector<unsigned char>& out, Refusal* refusal) const;
+
+    /// The first recipient that names `cert`, which `decrypt` uses: by its subject key identifier or by issuer and
+    /// serial number. Null if there is none.
+    PKCS7KeyTransRecipientInfo const* findRecipient(X509Certificate const& cert) const;
 
     /// Makes the object anew: `content`, of type `contentType` (content octets of an object identifier), encrypted
     /// under a new key and IV of `rng` to each of the recipients, of which there is one at least. Whether a

@@ -45,6 +45,9 @@ enum class RefusalId : unsigned {
     unexpectedElement,
     trailingBytes,
     emptyInteger,
+    segmentedString,
+    severalValues,
+    numberOutOfRange,
     malformedBoolean,
     malformedBitString,
     malformedOid,
@@ -111,6 +114,12 @@ enum class RefusalId : unsigned {
     noSignedAttributes,
     unsupportedRecipient,
     notARecipient,
+    unsupportedCertificateKind,
+    unsupportedRequestExtensions,
+    unsupportedKeyEncryption,
+    noRsaKey,
+    missingContent,
+    undecryptable,
 
     // PKCS#12.
     unsupportedMac,

@@ -22,6 +22,7 @@
 #ifndef SEALKIT_WITHOUT_MLKEM
 #include "sealkit/mlkem.h"
 #endif
+#include "sealkit/message.h"
 #include "sealkit/mschapv2.h"
 #include "sealkit/name.h"
 #include "sealkit/oid.h"

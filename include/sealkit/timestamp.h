@@ -4,9 +4,11 @@
 /// |---------------------|----------------------------------------------------|----------|
 /// | `TimeStampRequest`  | what is to be stamped: parsed and written          | 2.4.1    |
 /// | `TimeStampResponse` | the answer: a status, and a token when it is good  | 2.4.2    |
+/// | `TimeStampStatus`   | why a request was refused, or granted with changes | 2.4.2    |
+/// | `TimeStampInfo`     | what a token states: what was stamped, and when    | 2.4.2    |
 ///
-/// The token is a `PKCS7SignedData`; what it states, the TSTInfo, is that message's content and is not taken
-/// apart here. Nor does anything here compare a response with its request, or verify it.
+/// The token is a `PKCS7SignedData`, whose content is the `TimeStampInfo`. Nothing here compares a response with its
+/// request or verifies it: `checkTimeStamp` (message_check.h) does both.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -14,9 +16,15 @@
 #include "sealkit/detail/export.h"
 #include "sealkit/hash.h"
 #include "sealkit/pkcs7.h"
+#include "sealkit/refusal.h"
+#include "sealkit/timepoint.h"
 
 #include <cstdint>
+#include <iosfwd>
 #include <memory>
+#include <optional>
+#include <span>
+#include <string>
 #include <vector>
 
 /// TimeStampReq, without extensions.
@@ -32,12 +40,16 @@ public:
     /// Reads a DER request. An absent certReq is false. False when it is malformed, has bytes behind it, names an
     /// unknown digest algorithm or one without its NULL parameters, or has extensions.
     bool parse(asn1::blob request);
+    /// The same, with a reason (refusal.h).
+    bool parse(asn1::blob request, Refusal* refusal);
 
     /// Writes the request, certReq even when it is false.
     void save(DerEncoder& to) const;
 
     /// Writes the fields to standard output, line by line.
     void dump() const;
+    /// The same to `out`.
+    void dump(std::ostream& out) const;
 };
 
 /// TimeStampResp.
@@ -49,7 +61,85 @@ public:
     /// Reads a DER response. When it is granted the result is that of parsing the token; otherwise there is no token,
     /// and the result says that the response is well formed. Status strings and failure codes are not kept.
     bool parse(asn1::blob response);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob response, Refusal* refusal);
 
     /// Writes the status and, of a granted response, the token to standard output.
     void dump() const;
+    /// The same to `out`. Names are written as they are: they may hold any byte.
+    void dump(std::ostream& out) const;
+};
+
+/// PKIStatus: what became of a request.
+enum class TimeStampStatusId : std::uint32_t {
+    granted = 0,
+    grantedWithModifications = 1,
+    rejection = 2,
+    waiting = 3,
+    revocationWarning = 4,
+    revocationNotification = 5,
+};
+
+/// PKIFailureInfo: why a request was rejected. The values are the numbers of the bits.
+enum class TimeStampFailure : unsigned {
+    badAlgorithm = 0,
+    badRequest = 2,
+    badDataFormat = 5,
+    timeNotAvailable = 14,
+    unacceptedPolicy = 15,
+    unacceptedExtension = 16,
+    addInfoNotAvailable = 17,
+    systemFailure = 25,
+};
+
+/// Every status with its name and sentence, in ascending order.
+SEALKIT_API std::span<ReasonText<TimeStampStatusId> const> timeStampStatuses();
+/// Every failure with its name and sentence, in ascending order.
+SEALKIT_API std::span<ReasonText<TimeStampFailure> const> timeStampFailures();
+
+/// PKIStatusInfo: what a response says beside its token.
+struct SEALKIT_API TimeStampStatus {
+    std::uint32_t status = 0;
+    std::vector<std::string> texts; ///< Of the authority, in UTF-8 if it is honest: they may hold any byte.
+    std::vector<TimeStampFailure> failures;
+
+    /// Reads the status of a DER response, and fails when `TimeStampResponse::parse` fails for the status. Texts and
+    /// failures that are malformed are ignored, as they decide nothing. `refusal` may be null.
+    bool parse(asn1::blob response, Refusal* refusal);
+
+    /// The row of `timeStampStatuses`; null for a number without one.
+    ReasonText<TimeStampStatusId> const* text() const;
+};
+
+/// Accuracy: the time may be wrong by so much. Each part is absent or present.
+struct TimeStampAccuracy {
+    std::optional<std::uint32_t> seconds;
+    std::optional<std::uint32_t> milliseconds; ///< 0 to 999.
+    std::optional<std::uint32_t> microseconds; ///< 0 to 999.
+};
+
+/// TSTInfo of version 1: what a token states.
+struct SEALKIT_API TimeStampInfo {
+    std::vector<unsigned char> policy; ///< Content octets of the object identifier.
+    std::vector<unsigned char>
+        hashAlgorithm; ///< Content octets of the digest's object identifier, known or not.
+    std::vector<unsigned char> hashedMessage; ///< The digest that is stamped.
+    std::vector<unsigned char> serialNumber;  ///< Content octets of the INTEGER.
+    TimePoint time;                           ///< In whole seconds.
+    std::string fraction;                     ///< The digits of the fraction of a second; empty when absent.
+    std::optional<TimeStampAccuracy> accuracy;
+    bool isOrdered = false;           ///< Whether tokens of this authority are ordered by time alone.
+    std::vector<unsigned char> nonce; ///< Content octets of the INTEGER; empty when absent.
+    std::vector<unsigned char>
+        authority; ///< The authority's GeneralName, a whole element; empty when absent.
+    std::vector<unsigned char> extensions; ///< The content octets of [1]; empty when absent. Not interpreted.
+
+    /// Reads a DER TSTInfo. `refusal` may be null.
+    bool parse(asn1::blob tstInfo, Refusal* refusal);
+
+    /// Reads what a token states. Fails when its content is of another type or malformed.
+    bool parse(PKCS7SignedData const& token, Refusal* refusal);
+
+    /// The hash that was stamped; `HashID::none` for an unknown one.
+    HashID hash() const { return getHashID(hashAlgorithm); }
 };

@@ -205,6 +205,15 @@ inline constexpr unsigned char opusInfo[] = {0x2b, 0x06, 0x01, 0x04, 0x01, 0x82,
 // 1.3.6.1.4.1.311.3.3.1 (szOID_RFC3161_counterSign, Windows wincrypt.h)
 inline constexpr unsigned char msCounterSignature[] = {0x2b, 0x06, 0x01, 0x04, 0x01,
                                                        0x82, 0x37, 0x03, 0x03, 0x01};
+// 1.2.840.113549.1.9.16.1.4 (id-ct-TSTInfo, RFC 3161)
+inline constexpr unsigned char timeStampInfo[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                  0x01, 0x09, 0x10, 0x01, 0x04};
+// 1.2.840.113549.1.9.16.2.12 (id-aa-signingCertificate, RFC 5035)
+inline constexpr unsigned char signingCertificate[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                       0x01, 0x09, 0x10, 0x02, 0x0c};
+// 1.2.840.113549.1.9.16.2.47 (id-aa-signingCertificateV2, RFC 5035)
+inline constexpr unsigned char signingCertificateV2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                         0x01, 0x09, 0x10, 0x02, 0x2f};
 
 // Files of certificates and keys.
 

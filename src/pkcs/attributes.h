@@ -2,6 +2,7 @@
 #pragma once
 
 #include "asn1/element.h"
+#include "sealkit/oid.h"
 
 namespace detail {
 
@@ -9,24 +10,29 @@ namespace detail {
 struct Attribute {
     asn1::blob type;
     asn1::blob values; ///< Content of the SET.
-
-    bool read(asn1::blob content) {
-        asn1::parser fields(content);
-        return take(fields, tag::oid, &type) && take(fields, tag::set, &values) && atEnd(fields);
-    }
 };
 
-/// Calls `readAttribute` for each attribute of a SET's content until one is refused.
+inline bool readAttribute(Reading& reading, asn1::blob content, Attribute* to) {
+    Level fields(reading, content);
+    return take(fields, tag::oid, &to->type, "type") && take(fields, tag::set, &to->values, "values") &&
+           finish(fields);
+}
+
+/// Calls `readValues` for each attribute of a SET's content until one is refused. `what` names one in refusals.
 template <typename Read>
-bool readAttributes(asn1::blob set, Read readAttribute) {
-    asn1::parser elements(set);
-    asn1::blob content;
-    while (take(elements, tag::sequence, &content)) {
+bool readAttributes(Reading& reading, asn1::blob set, char const* what, Read readValues) {
+    Level elements(reading, set);
+    for (size_t number = 1; !atEnd(elements); number++) {
+        asn1::blob content;
         Attribute attribute;
-        if (!attribute.read(content) || !readAttribute(attribute))
+        Reading::Step const step(reading, what, number);
+        if (!take(elements, tag::sequence, &content) || !readAttribute(reading, content, &attribute))
+            return false;
+        Reading::Step const name(reading, "type", 0, attribute.type, oidStr);
+        if (!readValues(attribute))
             return false;
     }
-    return atEnd(elements);
+    return true;
 }
 
 } // namespace detail

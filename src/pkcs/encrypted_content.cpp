@@ -1,43 +1,38 @@
 // What is encrypted, and for whom: the parts of EnvelopedData and EncryptedData.
 #include "sealkit/pkcs7.h"
 
-#include "asn1/element.h"
-#include "pkcs/parse.h"
+#include "asn1/read.h"
+#include "pkcs/read.h"
 #include "pkcs/version.h"
 #include "x509/writer.h"
 
-#include <iostream>
-
 namespace tag = detail::tag;
-
-bool detail::parseAlgorithm(AlgorithmIdentifier& to, asn1::blob content) {
-    if (!::parse(to, content))
-        return false;
-    asn1::parser elements(content);
-    if (elements.next() && atEnd(elements))
-        to.params.clear();
-    return true;
-}
+using detail::Level;
+using detail::Reading;
 
 namespace {
 
 /// IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
-bool parseIssuerAndSerial(PKCS7KeyTransRecipientInfo& to, asn1::blob content) {
-    asn1::parser fields(content);
+bool readIssuerAndSerial(Reading& reading, asn1::blob content, PKCS7KeyTransRecipientInfo& to) {
+    Level fields(reading, content);
     asn1::blob issuer, serialNumber;
-    if (!detail::takeWhole(fields, tag::sequence, &issuer) || !detail::takeInteger(fields, &serialNumber) ||
-        !detail::atEnd(fields) || !to.issuer.parse(issuer))
+    if (!detail::takeWhole(fields, tag::sequence, &issuer, "issuer") ||
+        !detail::takeInteger(fields, &serialNumber, "serial number") || !detail::finish(fields))
+        return false;
+    Reading::Step const step(reading, "issuer");
+    if (!detail::readName(reading, issuer, to.issuer))
         return false;
     to.issuerElement = detail::copyOf(issuer);
     to.serialNumber = detail::copyOf(serialNumber);
     return true;
 }
 
-bool parseRecipientIdentifier(PKCS7KeyTransRecipientInfo& to, asn1::parser& fields) {
+bool readRecipientIdentifier(Level& fields, PKCS7KeyTransRecipientInfo& to) {
     asn1::blob content;
     if (to.version == 0)
-        return detail::take(fields, tag::sequence, &content) && parseIssuerAndSerial(to, content);
-    if (to.version != 2 || !detail::take(fields, tag::primitive(0), &content))
+        return detail::take(fields, tag::sequence, &content, "issuer and serial number") &&
+               readIssuerAndSerial(fields.reading, content, to);
+    if (!detail::take(fields, tag::primitive(0), &content, "subject key identifier"))
         return false;
     to.subjectKeyId = detail::copyOf(content);
     return true;
@@ -52,21 +47,52 @@ std::vector<unsigned char> encodeRecord(Record const& record) {
 
 } // namespace
 
-bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element) {
+bool detail::readPlainAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to) {
+    if (!readAlgorithm(reading, content, to))
+        return false;
+    asn1::parser elements(content);
+    if (elements.next() && atEnd(elements))
+        to.params.clear();
+    return true;
+}
+
+bool detail::refuseString(Level const& level, unsigned expected, char const* field) {
+    constexpr unsigned constructedBit = 0x20;
+    if (level.tag != (expected | constructedBit))
+        return refuseElement(level, expected, field);
+    return level.reading.refuse(RefusalId::segmentedString, level.tlvStart);
+}
+
+bool detail::read(Reading& reading, asn1::blob element, PKCS7KeyTransRecipientInfo& to) {
     to = {};
     asn1::blob content, version, algorithm, encryptedKey;
-    if (!detail::readOnly(element, tag::sequence, &content))
+    if (!readOnly(reading, element, tag::sequence, &content))
         return false;
-    asn1::parser fields(content);
-    if (!detail::takeInteger(fields, &version))
+    Level fields(reading, content);
+    unsigned char const* const place = fields.tlvStart;
+    if (!takeInteger(fields, &version, "version"))
         return false;
-    to.version = detail::smallNumber(version);
-    if (!parseRecipientIdentifier(to, fields) || !detail::take(fields, tag::sequence, &algorithm) ||
-        !detail::parseAlgorithm(to.keyEncryptionAlgorithm, algorithm) ||
-        !detail::take(fields, tag::octetString, &encryptedKey) || !detail::atEnd(fields))
+    to.version = smallNumber(version);
+    if (to.version != 0 && to.version != 2)
+        return reading.refuse(RefusalId::messageVersion, place,
+                              {{"expected", "0 or 2"}, {"found", numberText(version)}});
+    if (!readRecipientIdentifier(fields, to) ||
+        !take(fields, tag::sequence, &algorithm, "key encryption algorithm") ||
+        !readPlainAlgorithm(reading, algorithm, to.keyEncryptionAlgorithm) ||
+        !take(fields, tag::octetString, &encryptedKey, "encrypted key") || !finish(fields))
         return false;
-    to.encryptedKey = detail::copyOf(encryptedKey);
+    to.encryptedKey = copyOf(encryptedKey);
     return true;
+}
+
+bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element) {
+    Reading reading(element);
+    return detail::read(reading, element, to);
+}
+
+bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element, Refusal* refusal) {
+    Reading reading(element, refusal);
+    return detail::read(reading, element, to);
 }
 
 void save(PKCS7KeyTransRecipientInfo const& from, DerEncoder& to) {
@@ -84,21 +110,35 @@ void save(PKCS7KeyTransRecipientInfo const& from, DerEncoder& to) {
 
 std::vector<unsigned char> encode(PKCS7KeyTransRecipientInfo const& from) { return encodeRecord(from); }
 
-bool parse(PKCS7EncryptedContentInfo& to, asn1::blob element) {
+bool detail::read(Reading& reading, asn1::blob element, PKCS7EncryptedContentInfo& to) {
     to = {};
     asn1::blob content, type, algorithm, encrypted;
-    if (!detail::readOnly(element, tag::sequence, &content))
+    if (!readOnly(reading, element, tag::sequence, &content))
         return false;
-    asn1::parser fields(content);
-    if (!detail::take(fields, tag::oid, &type) || !detail::take(fields, tag::sequence, &algorithm) ||
-        !detail::parseAlgorithm(to.contentEncryptionAlgorithm, algorithm))
+    Level fields(reading, content);
+    if (!take(fields, tag::oid, &type, "content type") ||
+        !take(fields, tag::sequence, &algorithm, "encryption algorithm") ||
+        !readPlainAlgorithm(reading, algorithm, to.contentEncryptionAlgorithm))
         return false;
-    if (!detail::atEnd(fields) &&
-        (!detail::take(fields, tag::primitive(0), &encrypted) || !detail::atEnd(fields)))
-        return false;
-    to.contentType = detail::copyOf(type);
-    to.encryptedContent = detail::copyOf(encrypted);
+    if (!atEnd(fields)) {
+        if (fields.tag != tag::primitive(0))
+            return refuseString(fields, tag::primitive(0), "encrypted content");
+        if (!take(fields, tag::primitive(0), &encrypted) || !finish(fields))
+            return false;
+    }
+    to.contentType = copyOf(type);
+    to.encryptedContent = copyOf(encrypted);
     return true;
+}
+
+bool parse(PKCS7EncryptedContentInfo& to, asn1::blob element) {
+    Reading reading(element);
+    return detail::read(reading, element, to);
+}
+
+bool parse(PKCS7EncryptedContentInfo& to, asn1::blob element, Refusal* refusal) {
+    Reading reading(element, refusal);
+    return detail::read(reading, element, to);
 }
 
 void save(PKCS7EncryptedContentInfo const& from, DerEncoder& to) {
@@ -111,20 +151,32 @@ void save(PKCS7EncryptedContentInfo const& from, DerEncoder& to) {
 
 std::vector<unsigned char> encode(PKCS7EncryptedContentInfo const& from) { return encodeRecord(from); }
 
-bool parse(PKCS7EncryptedData& to, asn1::blob element) {
+bool detail::read(Reading& reading, asn1::blob element, PKCS7EncryptedData& to) {
     to = {};
     asn1::blob content, version, encrypted;
-    if (!detail::readOnly(element, tag::sequence, &content))
+    if (!readOnly(reading, element, tag::sequence, &content))
         return false;
-    asn1::parser fields(content);
-    if (!detail::takeInteger(fields, &version))
+    Level fields(reading, content);
+    unsigned char const* const place = fields.tlvStart;
+    if (!takeInteger(fields, &version, "version"))
         return false;
-    if (detail::smallNumber(version) != 0) {
-        std::cout << "EncryptedData: invalid version: " << detail::numberText(version) << std::endl;
-        return false;
+    if (smallNumber(version) != 0) {
+        reading.note("EncryptedData: invalid version: " + numberText(version));
+        return reading.refuse(RefusalId::messageVersion, place,
+                              {{"expected", "0"}, {"found", numberText(version)}});
     }
-    return detail::takeWhole(fields, tag::sequence, &encrypted) && detail::atEnd(fields) &&
-           parse(to.encryptedContentInfo, encrypted);
+    return takeWhole(fields, tag::sequence, &encrypted, "encrypted content") && finish(fields) &&
+           read(reading, encrypted, to.encryptedContentInfo);
+}
+
+bool parse(PKCS7EncryptedData& to, asn1::blob element) {
+    Reading reading(element);
+    return detail::read(reading, element, to);
+}
+
+bool parse(PKCS7EncryptedData& to, asn1::blob element, Refusal* refusal) {
+    Reading reading(element, refusal);
+    return detail::read(reading, element, to);
 }
 
 void save(PKCS7EncryptedData const& from, DerEncoder& to) {

@@ -5,118 +5,141 @@
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
-#include "pkcs/parse.h"
+#include "pkcs/read.h"
 
 #include <algorithm>
-#include <iostream>
+#include <ostream>
+#include <string>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
+using detail::Level;
+using detail::Reading;
 
 namespace {
 
-bool readDigestAlgorithms(asn1::blob set, std::vector<HashID>* algorithms) {
-    asn1::parser elements(set);
-    asn1::blob algorithm;
-    while (detail::takeWhole(elements, tag::sequence, &algorithm)) {
-        HashID const hash = getHashFromDER(algorithm);
-        if (hash == HashID::none)
+bool readDigestAlgorithms(Reading& reading, asn1::blob set, std::vector<HashID>* algorithms) {
+    Level elements(reading, set);
+    for (size_t number = 1; !detail::atEnd(elements); number++) {
+        Reading::Step const step(reading, "digest algorithm", number);
+        asn1::blob algorithm;
+        HashID hash;
+        if (!detail::takeWhole(elements, tag::sequence, &algorithm) ||
+            !detail::readDigestAlgorithm(reading, algorithm, &hash))
             return false;
         algorithms->push_back(hash);
     }
-    return detail::atEnd(elements);
+    return true;
 }
 
 /// EncapsulatedContentInfo ::= SEQUENCE { eContentType, eContent [0] EXPLICIT OPTIONAL }. RFC 2315 has any type
 /// there, RFC 5652 an OCTET STRING.
-bool readContent(asn1::blob encapsulated, PKCS7SignedData& to) {
-    asn1::parser fields(encapsulated);
+bool readContent(Reading& reading, asn1::blob encapsulated, PKCS7SignedData& to) {
+    Reading::Step const step(reading, "content");
+    Level fields(reading, encapsulated);
     asn1::blob type, wrapped, element;
-    if (!detail::take(fields, tag::oid, &type))
+    if (!detail::take(fields, tag::oid, &type, "type"))
         return false;
     to.contentType = detail::copyOf(type);
     if (detail::atEnd(fields))
         return true;
-    if (!detail::take(fields, tag::constructed(0), &wrapped) || !detail::atEnd(fields))
+    if (!detail::take(fields, tag::constructed(0), &wrapped) || !detail::finish(fields))
         return false;
-    asn1::parser inner(wrapped);
+    Level inner(reading, wrapped);
     if (inner.tag != tag::sequence && inner.tag != tag::octetString)
-        return false;
-    if (!detail::takeWhole(inner, inner.tag, &element) || !detail::atEnd(inner))
+        return detail::refuseString(inner, tag::octetString);
+    if (!detail::takeWhole(inner, inner.tag, &element) || !detail::finish(inner))
         return false;
     to.content = detail::copyOf(element);
     return true;
 }
 
+/// Certificates or CRLs; `what` names one in refusals. Those of other kinds than X.509 have other tags (RFC 5652,
+/// section 10.2).
 template <typename Object>
-bool readObjects(asn1::blob set, std::vector<std::shared_ptr<Object>>* objects) {
-    asn1::parser elements(set);
-    asn1::blob element;
-    while (detail::takeWhole(elements, tag::sequence, &element)) {
+bool readObjects(Reading& reading, asn1::blob set, char const* what,
+                 std::vector<std::shared_ptr<Object>>* objects) {
+    Level elements(reading, set);
+    for (size_t number = 1; !detail::atEnd(elements); number++) {
+        Reading::Step const step(reading, what, number);
+        asn1::blob element;
+        if (elements.tag != tag::sequence && elements.tag != asn1::parser::errorTag)
+            return reading.refuse(RefusalId::unsupportedCertificateKind, elements.tlvStart,
+                                  {{"found", detail::tagText(elements.tag)}});
         auto object = std::make_shared<Object>();
-        if (!object->parse(element.start, static_cast<unsigned>(element.size())))
-            return false;
+        if (!detail::takeWhole(elements, tag::sequence, &element) ||
+            !object->parse(element.start, static_cast<unsigned>(element.size())))
+            return reading.refuse(RefusalId::otherKind, element);
         objects->push_back(std::move(object));
     }
-    return detail::atEnd(elements);
+    return true;
 }
 
-bool readSigners(asn1::blob set, unsigned depth, std::vector<std::unique_ptr<PKCS7SignerInfo>>* signers) {
-    asn1::parser elements(set);
-    asn1::blob element;
-    while (detail::takeWhole(elements, tag::sequence, &element)) {
+bool readSigners(Reading& reading, asn1::blob set, unsigned depth,
+                 std::vector<std::unique_ptr<PKCS7SignerInfo>>* signers) {
+    Level elements(reading, set);
+    for (size_t number = 1; !detail::atEnd(elements); number++) {
+        Reading::Step const step(reading, "signer", number);
+        asn1::blob element;
         auto signer = std::make_unique<PKCS7SignerInfo>();
-        if (!detail::parseSigner(*signer, element, depth))
+        if (!detail::takeWhole(elements, tag::sequence, &element) ||
+            !detail::read(reading, element, *signer, depth))
             return false;
         signers->push_back(std::move(signer));
     }
-    return detail::atEnd(elements);
-}
-
-bool parseSignedData(PKCS7SignedData& to, asn1::blob signedData, unsigned depth) {
-    asn1::blob body, algorithms, encapsulated, objects, signers;
-    if (!detail::readOnly(signedData, tag::sequence, &body))
-        return false;
-    asn1::parser fields(body);
-    unsigned version;
-    if (!detail::takeUInt(fields, &version))
-        return false;
-    if (version != 1 && version != 3) {
-        std::cerr << "bad version " << version << std::endl;
-        return false;
-    }
-    if (!detail::take(fields, tag::set, &algorithms) ||
-        !readDigestAlgorithms(algorithms, &to.digestAlgorithms) ||
-        !detail::take(fields, tag::sequence, &encapsulated) || !readContent(encapsulated, to))
-        return false;
-    if (fields.tag == tag::constructed(0) &&
-        (!detail::take(fields, tag::constructed(0), &objects) || !readObjects(objects, &to.certificates)))
-        return false;
-    if (fields.tag == tag::constructed(1) &&
-        (!detail::take(fields, tag::constructed(1), &objects) || !readObjects(objects, &to.crls)))
-        return false;
-    return detail::take(fields, tag::set, &signers) && readSigners(signers, depth, &to.signerInfos) &&
-           detail::atEnd(fields);
+    return true;
 }
 
 } // namespace
 
-bool detail::parseSignedMessage(PKCS7SignedData& to, asn1::blob message, unsigned depth) {
-    asn1::blob body, type, wrapped;
-    if (depth > maxNesting || !readOnly(message, tag::sequence, &body))
+bool detail::readSignedData(Reading& reading, asn1::blob signedData, PKCS7SignedData& to, unsigned depth) {
+    asn1::blob body, algorithms, encapsulated, objects, signers;
+    if (!readOnly(reading, signedData, tag::sequence, &body))
         return false;
-    asn1::parser fields(body);
+    Level fields(reading, body);
+    unsigned char const* const place = fields.tlvStart;
+    unsigned version;
+    if (!takeUInt(fields, &version, "version"))
+        return false;
+    if (version != 1 && version != 3) {
+        std::string const number = std::to_string(version);
+        reading.noteError("bad version " + number);
+        return reading.refuse(RefusalId::messageVersion, place, {{"expected", "1 or 3"}, {"found", number}});
+    }
+    if (!take(fields, tag::set, &algorithms, "digest algorithms") ||
+        !readDigestAlgorithms(reading, algorithms, &to.digestAlgorithms) ||
+        !take(fields, tag::sequence, &encapsulated, "content") || !readContent(reading, encapsulated, to))
+        return false;
+    if (fields.tag == tag::constructed(0) &&
+        (!take(fields, tag::constructed(0), &objects) ||
+         !readObjects(reading, objects, "certificate", &to.certificates)))
+        return false;
+    if (fields.tag == tag::constructed(1) &&
+        (!take(fields, tag::constructed(1), &objects) || !readObjects(reading, objects, "CRL", &to.crls)))
+        return false;
+    return take(fields, tag::set, &signers, "signers") &&
+           readSigners(reading, signers, depth, &to.signerInfos) && finish(fields);
+}
+
+bool detail::read(Reading& reading, asn1::blob message, PKCS7SignedData& to, unsigned depth) {
+    asn1::blob body, type, wrapped;
+    if (depth > maxNesting)
+        return reading.refuse(RefusalId::nestedTooDeep, message, {{"limit", std::to_string(maxNesting)}});
+    if (!checkKind(reading, message, MessageKind::signedData) ||
+        !readOnly(reading, message, tag::sequence, &body))
+        return false;
+    Level fields(reading, body);
     if (fields.tag != tag::oid)
-        return parseSignedData(to, message, depth);
+        return readSignedData(reading, message, to, depth);
     to.raw = copyOf(message);
     if (!take(fields, tag::oid, &type))
         return false;
     if (type != asn1::blob(oid::signedData)) {
-        std::cerr << "not a signed data" << std::endl;
-        return false;
+        reading.noteError("not a signed data");
+        return reading.refuse(RefusalId::unsupportedContentType, type, {{"found", getContentTypeName(type)}});
     }
-    return take(fields, tag::constructed(0), &wrapped) && parseSignedData(to, wrapped, depth) &&
-           atEnd(fields);
+    return take(fields, tag::constructed(0), &wrapped, "content") &&
+           readSignedData(reading, wrapped, to, depth) && finish(fields);
 }
 
 PKCS7SignedData::PKCS7SignedData() = default;
@@ -143,18 +166,39 @@ void PKCS7SignedData::wipe() {
     detail::wipe(content);
 }
 
-bool PKCS7SignedData::parse(asn1::blob message) {
+namespace {
+
+/// Reads into a new object, which takes the place of `to` however the reading ends.
+template <typename Read>
+bool readAnew(PKCS7SignedData& to, Read readInto) {
     PKCS7SignedData parsed;
-    bool const isGood = detail::parseSignedMessage(parsed, message, 0);
-    *this = std::move(parsed);
+    bool const isGood = readInto(parsed);
+    to = std::move(parsed);
     return isGood;
 }
 
+} // namespace
+
+bool PKCS7SignedData::parse(asn1::blob message) {
+    Reading reading(message);
+    return readAnew(*this, [&](PKCS7SignedData& to) { return detail::read(reading, message, to); });
+}
+
+bool PKCS7SignedData::parse(asn1::blob message, Refusal* refusal) {
+    Reading reading(message, refusal);
+    return readAnew(*this, [&](PKCS7SignedData& to) { return detail::read(reading, message, to); });
+}
+
 bool PKCS7SignedData::parseContentInfo(asn1::blob signedData) {
-    PKCS7SignedData parsed;
-    bool const isGood = parseSignedData(parsed, signedData, 0);
-    *this = std::move(parsed);
-    return isGood;
+    Reading reading(signedData);
+    return readAnew(*this,
+                    [&](PKCS7SignedData& to) { return detail::readSignedData(reading, signedData, to); });
+}
+
+bool PKCS7SignedData::parseContentInfo(asn1::blob signedData, Refusal* refusal) {
+    Reading reading(signedData, refusal);
+    return readAnew(*this,
+                    [&](PKCS7SignedData& to) { return detail::readSignedData(reading, signedData, to); });
 }
 
 void PKCS7SignedData::save(DerEncoder& to) {
@@ -199,6 +243,11 @@ bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey cons
 bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey const& key,
                              asn1::blob contentTypeOid, asn1::blob contentOctets, unsigned hash) {
     return create(certificate, key, contentTypeOid, contentOctets, static_cast<HashID>(hash));
+}
+
+asn1::blob PKCS7SignedData::contentOctets() const {
+    asn1::parser const element{asn1::blob(content)};
+    return element.tag == tag::octetString ? element.value() : asn1::blob(content);
 }
 
 std::shared_ptr<X509Certificate> PKCS7SignedData::findCertificate(PKCS7SignerInfo const& signer) const {

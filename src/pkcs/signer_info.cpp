@@ -4,66 +4,117 @@
 #include "sealkit/signature.h"
 
 #include "asn1/oids.h"
+#include "asn1/read.h"
 #include "pkcs/attributes.h"
-#include "pkcs/parse.h"
+#include "pkcs/read.h"
 
-#include <iostream>
+#include <ostream>
+#include <string>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
+using detail::Level;
+using detail::Reading;
 
 namespace {
 
-constexpr unsigned version1 = 1;
+constexpr unsigned version1 = 1, version3 = 3;
 
 /// The one value of an attribute that has no more than one.
-bool readValue(asn1::blob values, unsigned expected, std::vector<unsigned char>* to) {
+bool readValue(Reading& reading, asn1::blob values, unsigned expected, std::vector<unsigned char>* to) {
     asn1::blob content;
-    if (!detail::readOnly(values, expected, &content))
+    Level level(reading, values);
+    if (!detail::take(level, expected, &content))
         return false;
+    if (!detail::atEnd(level))
+        return reading.refuse(RefusalId::severalValues, values);
     *to = detail::copyOf(content);
     return true;
 }
 
-bool readSignedAttribute(detail::Attribute const& attribute, PKCS7SignerInfo& to) {
+bool readSignedAttribute(Reading& reading, detail::Attribute const& attribute, PKCS7SignerInfo& to) {
     if (attribute.type == asn1::blob(oid::contentType))
-        return readValue(attribute.values, tag::oid, &to.contentType);
+        return readValue(reading, attribute.values, tag::oid, &to.contentType);
     if (attribute.type == asn1::blob(oid::messageDigest))
-        return readValue(attribute.values, tag::octetString, &to.contentDigest);
+        return readValue(reading, attribute.values, tag::octetString, &to.contentDigest);
     if (attribute.type == asn1::blob(oid::signingTime)) {
         to.hasSigningTime = 1;
-        asn1::parser value(attribute.values);
-        return to.signingTime.parse(value) && detail::atEnd(value);
+        return detail::readTime(reading, attribute.values, &to.signingTime);
     }
-    if (attribute.type != asn1::blob(oid::opusInfo))
-        std::cout << "unknown auth attr " << oidStr(attribute.type) << std::endl;
+    if (attribute.type != asn1::blob(oid::opusInfo) && reading.isStated())
+        reading.note("unknown auth attr " + oidStr(attribute.type));
     return true;
 }
 
 /// The first value, which must be there.
-bool firstValue(asn1::blob values, asn1::blob* element) {
-    asn1::parser elements(values);
+bool readFirstValue(Reading& reading, asn1::blob values, asn1::blob* element) {
+    Level elements(reading, values);
     return detail::takeWhole(elements, tag::sequence, element);
 }
 
-bool readUnsignedAttribute(detail::Attribute const& attribute, PKCS7SignerInfo& to, unsigned depth) {
+bool readUnsignedAttribute(Reading& reading, detail::Attribute const& attribute, PKCS7SignerInfo& to,
+                           unsigned depth) {
     asn1::blob value;
     if (attribute.type == asn1::blob(oid::counterSignature)) {
         if (to.counterSignature)
             return true;
+        Reading::Step const step(reading, "counter-signature");
         to.counterSignature = std::make_unique<PKCS7SignerInfo>();
-        return firstValue(attribute.values, &value) &&
-               detail::parseSigner(*to.counterSignature, value, depth + 1);
+        return readFirstValue(reading, attribute.values, &value) &&
+               detail::read(reading, value, *to.counterSignature, depth + 1);
     }
     if (attribute.type == asn1::blob(oid::msCounterSignature)) {
         if (to.msCounterSignature)
             return true;
+        Reading::Step const step(reading, "time-stamp");
         to.msCounterSignature = std::make_unique<PKCS7SignedData>();
-        return firstValue(attribute.values, &value) &&
-               detail::parseSignedMessage(*to.msCounterSignature, value, depth + 1);
+        return readFirstValue(reading, attribute.values, &value) &&
+               detail::read(reading, value, *to.msCounterSignature, depth + 1);
     }
-    std::cout << "unknown unauth attribute " << oidStr(attribute.type) << std::endl;
+    if (reading.isStated())
+        reading.note("unknown unauth attribute " + oidStr(attribute.type));
     return true;
+}
+
+/// The version. That of a signer that is named by a subject key identifier is 3 (RFC 5652, section 5.3).
+bool readVersion(Level& fields) {
+    Reading& reading = fields.reading;
+    unsigned char const* const place = fields.tlvStart;
+    unsigned version;
+    if (!detail::takeUInt(fields, &version, "version"))
+        return false;
+    std::string const number = std::to_string(version);
+    if (version != version1)
+        reading.noteError("bad version");
+    if (version == version3 || fields.tag == tag::primitive(0))
+        return reading.refuse(RefusalId::unsupportedSigner, place,
+                              {{"expected", "issuer and serial number (version 1)"},
+                               {"found", "subject key identifier (version " + number + ")"}});
+    return version == version1 ||
+           reading.refuse(RefusalId::messageVersion, place, {{"expected", "1"}, {"found", number}});
+}
+
+/// IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
+bool readIdentity(Level& fields, PKCS7SignerInfo& to) {
+    asn1::blob content, name, serial;
+    if (!detail::take(fields, tag::sequence, &content, "issuer and serial number"))
+        return false;
+    Level identity(fields.reading, content);
+    if (!detail::takeWhole(identity, tag::sequence, &name, "issuer") ||
+        !detail::takeInteger(identity, &serial, "serial number") || !detail::finish(identity))
+        return false;
+    to.issuer = detail::copyOf(name);
+    to.serialNumber = detail::copyOf(serial);
+    return true;
+}
+
+bool readSignatureAlgorithm(Reading& reading, asn1::blob content) {
+    AlgorithmIdentifier algorithm;
+    if (!detail::readAlgorithm(reading, content, algorithm))
+        return false;
+    return asn1::blob(algorithm.oid) == asn1::blob(oid::rsaEncryption) ||
+           reading.refuse(RefusalId::unsupportedSignatureAlgorithm, content,
+                          {{"expected", "RSA (rsaEncryption)"}, {"found", getAlgorithmName(algorithm.oid)}});
 }
 
 void addAttribute(DerEncoder& to, asn1::blob type, unsigned valueTag, asn1::blob value) {
@@ -79,49 +130,39 @@ std::vector<unsigned char> encodeAttributes(PKCS7SignerInfo const& signer) {
 
 } // namespace
 
-bool detail::parseSigner(PKCS7SignerInfo& to, asn1::blob signerInfo, unsigned depth) {
-    asn1::blob body, issuerAndSerial, issuerName, serial, algorithm, attributes, signature;
-    if (depth > maxNesting || !readOnly(signerInfo, tag::sequence, &body))
+bool detail::read(Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to, unsigned depth) {
+    asn1::blob body, algorithm, attributes, signature;
+    if (depth > maxNesting)
+        return reading.refuse(RefusalId::nestedTooDeep, signerInfo, {{"limit", std::to_string(maxNesting)}});
+    if (!readOnly(reading, signerInfo, tag::sequence, &body))
         return false;
-    asn1::parser fields(body);
-    unsigned version;
-    if (!takeUInt(fields, &version))
+    Level fields(reading, body);
+    if (!readVersion(fields) || !readIdentity(fields, to) ||
+        !takeWhole(fields, tag::sequence, &algorithm, "digest algorithm") ||
+        !readDigestAlgorithm(reading, algorithm, &to.digestAlgorithm))
         return false;
-    if (version != version1) {
-        std::cerr << "bad version" << std::endl;
-        return false;
-    }
-    if (!take(fields, tag::sequence, &issuerAndSerial))
-        return false;
-    asn1::parser identity(issuerAndSerial);
-    if (!takeWhole(identity, tag::sequence, &issuerName) || !takeInteger(identity, &serial) ||
-        !atEnd(identity))
-        return false;
-    to.issuer = copyOf(issuerName);
-    to.serialNumber = copyOf(serial);
-
-    if (!takeWhole(fields, tag::sequence, &algorithm))
-        return false;
-    to.digestAlgorithm = getHashFromDER(algorithm);
-    if (to.digestAlgorithm == HashID::none || !take(fields, tag::constructed(0), &attributes))
+    if (fields.tag == tag::sequence)
+        return reading.refuse(RefusalId::noSignedAttributes, fields.tlvStart);
+    if (!take(fields, tag::constructed(0), &attributes, "signed attributes"))
         return false;
     to.authAttributes = copyOf(attributes);
-    if (!readAttributes(attributes,
-                        [&](Attribute const& attribute) { return readSignedAttribute(attribute, to); }))
+    if (!readAttributes(reading, attributes, "signed attribute", [&](Attribute const& attribute) {
+            return readSignedAttribute(reading, attribute, to);
+        }))
         return false;
 
-    AlgorithmIdentifier encryption;
-    if (!take(fields, tag::sequence, &algorithm) || !::parse(encryption, algorithm) ||
-        asn1::blob(encryption.oid) != asn1::blob(oid::rsaEncryption) ||
-        !take(fields, tag::octetString, &signature))
+    if (!take(fields, tag::sequence, &algorithm, "signature algorithm") ||
+        !readSignatureAlgorithm(reading, algorithm) ||
+        !take(fields, tag::octetString, &signature, "signature"))
         return false;
     to.encryptedDigest = copyOf(signature);
-    if (fields.tag == tag::constructed(1) && (!take(fields, tag::constructed(1), &attributes) ||
-                                              !readAttributes(attributes, [&](Attribute const& attribute) {
-                                                  return readUnsignedAttribute(attribute, to, depth);
-                                              })))
+    if (fields.tag == tag::constructed(1) &&
+        (!take(fields, tag::constructed(1), &attributes) ||
+         !readAttributes(reading, attributes, "unsigned attribute", [&](Attribute const& attribute) {
+             return readUnsignedAttribute(reading, attribute, to, depth);
+         })))
         return false;
-    return atEnd(fields);
+    return finish(fields);
 }
 
 PKCS7SignerInfo::PKCS7SignerInfo() = default;
@@ -129,11 +170,26 @@ PKCS7SignerInfo::PKCS7SignerInfo(PKCS7SignerInfo&&) noexcept = default;
 PKCS7SignerInfo& PKCS7SignerInfo::operator=(PKCS7SignerInfo&&) noexcept = default;
 PKCS7SignerInfo::~PKCS7SignerInfo() = default;
 
-bool PKCS7SignerInfo::parse(asn1::blob signerInfo) {
+namespace {
+
+/// Reads into a new object, which takes the place of `to` however the reading ends.
+bool readAnew(Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to) {
     PKCS7SignerInfo parsed;
-    bool const isGood = detail::parseSigner(parsed, signerInfo, 0);
-    *this = std::move(parsed);
+    bool const isGood = detail::read(reading, signerInfo, parsed);
+    to = std::move(parsed);
     return isGood;
+}
+
+} // namespace
+
+bool PKCS7SignerInfo::parse(asn1::blob signerInfo) {
+    Reading reading(signerInfo);
+    return readAnew(reading, signerInfo, *this);
+}
+
+bool PKCS7SignerInfo::parse(asn1::blob signerInfo, Refusal* refusal) {
+    Reading reading(signerInfo, refusal);
+    return readAnew(reading, signerInfo, *this);
 }
 
 void PKCS7SignerInfo::save(DerEncoder& to) {
@@ -220,6 +276,17 @@ bool PKCS7SignerInfo::verifyContentDigest(asn1::blob contentTypeOid, asn1::blob 
 bool PKCS7SignerInfo::verifyContentDigest(asn1::blob contentTypeOid, asn1::blob content,
                                           unsigned hash) const {
     return verifyContentDigest(contentTypeOid, content, static_cast<HashID>(hash));
+}
+
+std::optional<asn1::blob> PKCS7SignerInfo::findSignedAttribute(asn1::blob oid) const {
+    Reading silent;
+    std::optional<asn1::blob> found;
+    detail::readAttributes(silent, authAttributes, "", [&](detail::Attribute const& attribute) {
+        if (attribute.type == oid)
+            found = attribute.values;
+        return !found;
+    });
+    return found;
 }
 
 void PKCS7SignerInfo::dump(std::ostream& out) const {

@@ -3,52 +3,120 @@
 #include "sealkit/bignum.h"
 #include "sealkit/oid.h"
 
-#include "asn1/element.h"
+#include "pkcs/read.h"
 
+#include <array>
 #include <iostream>
 
 namespace tag = detail::tag;
+using detail::Level;
+using detail::Reading;
 
 namespace {
 
 /// The highest status of a response that has a token: granted with modifications (RFC 3161, section 2.4.2).
 constexpr std::uint32_t lastGranted = 1;
 
+using StatusRow = ReasonText<TimeStampStatusId>;
+constexpr std::array statuses = {
+    StatusRow{TimeStampStatusId::granted, "granted", "The time-stamp was granted."},
+    StatusRow{TimeStampStatusId::grantedWithModifications, "granted-with-changes",
+              "A time-stamp was granted that differs from what was requested."},
+    StatusRow{TimeStampStatusId::rejection, "rejection", "The request was rejected."},
+    StatusRow{TimeStampStatusId::waiting, "waiting",
+              "The request is being processed; expect the reply later."},
+    StatusRow{TimeStampStatusId::revocationWarning, "revocation-warning",
+              "The authority's certificate is about to be revoked."},
+    StatusRow{TimeStampStatusId::revocationNotification, "revocation-notification",
+              "The authority's certificate was revoked."},
+};
+
+using FailureRow = ReasonText<TimeStampFailure>;
+constexpr std::array failureRows = {
+    FailureRow{TimeStampFailure::badAlgorithm, "bad-algorithm", "The digest algorithm is not supported."},
+    FailureRow{TimeStampFailure::badRequest, "bad-request", "The request is not permitted or not supported."},
+    FailureRow{TimeStampFailure::badDataFormat, "bad-data-format", "The request is malformed."},
+    FailureRow{TimeStampFailure::timeNotAvailable, "time-not-available",
+               "The authority's clock is not available."},
+    FailureRow{TimeStampFailure::unacceptedPolicy, "unaccepted-policy", "The policy is not supported."},
+    FailureRow{TimeStampFailure::unacceptedExtension, "unaccepted-extension",
+               "An extension of the request is not supported."},
+    FailureRow{TimeStampFailure::addInfoNotAvailable, "add-info-not-available",
+               "Additional information is requested that is unknown or not available."},
+    FailureRow{TimeStampFailure::systemFailure, "system-failure", "The authority's system failed."},
+};
+
+/// MessageImprint ::= SEQUENCE { hashAlgorithm AlgorithmIdentifier, hashedMessage OCTET STRING }
+bool readImprint(Level& fields, TimeStampRequest& to) {
+    asn1::blob imprint, algorithm, digest;
+    if (!detail::take(fields, tag::sequence, &imprint, "imprint"))
+        return false;
+    Reading::Step const step(fields.reading, "imprint");
+    Level digestInfo(fields.reading, imprint);
+    if (!detail::takeWhole(digestInfo, tag::sequence, &algorithm, "digest algorithm") ||
+        !detail::take(digestInfo, tag::octetString, &digest, "digest") || !detail::finish(digestInfo))
+        return false;
+    to.hashedMessage = detail::copyOf(digest);
+    return detail::readDigestAlgorithm(fields.reading, algorithm, &to.hashAlgorithm);
+}
+
+/// Takes PKIStatusInfo, whose first field alone decides.
+bool takeStatusInfo(Level& fields, asn1::blob* statusInfo, std::uint32_t* status) {
+    if (!detail::take(fields, tag::sequence, statusInfo, "status"))
+        return false;
+    Reading& reading = fields.reading;
+    Reading::Step const step(reading, "status");
+    Level info(reading, *statusInfo);
+    if (info.tag == tag::integer && info.value().size() > sizeof *status)
+        return reading.refuse(RefusalId::numberOutOfRange, info.tlvStart); // Read as 0 it would be a grant.
+    asn1::blob number;
+    if (!detail::takeInteger(info, &number))
+        return false; // So would this.
+    *status = 0;
+    for (unsigned char octet : number)
+        *status = *status << 8 | octet;
+    return true;
+}
+
 } // namespace
 
-bool TimeStampRequest::parse(asn1::blob request) {
-    *this = TimeStampRequest();
-    asn1::blob body, imprint, algorithm, digest, value;
-    if (!detail::readOnly(request, tag::sequence, &body))
+bool detail::read(Reading& reading, asn1::blob request, TimeStampRequest& to) {
+    to = TimeStampRequest();
+    asn1::blob body, value;
+    if (!checkKind(reading, request, MessageKind::timeStampRequest) ||
+        !readOnly(reading, request, tag::sequence, &body))
         return false;
-    asn1::parser fields(body);
-    if (!detail::takeUInt(fields, &version) || !detail::take(fields, tag::sequence, &imprint))
+    Level fields(reading, body);
+    if (!takeUInt(fields, &to.version, "version") || !readImprint(fields, to))
         return false;
-    asn1::parser digestInfo(imprint);
-    if (!detail::takeWhole(digestInfo, tag::sequence, &algorithm) ||
-        !detail::take(digestInfo, tag::octetString, &digest) || !detail::atEnd(digestInfo))
-        return false;
-    hashAlgorithm = getHashFromDER(algorithm);
-    hashedMessage = detail::copyOf(digest);
-    if (hashAlgorithm == HashID::none)
-        return false;
-
     if (fields.tag == tag::oid) {
-        if (!detail::take(fields, tag::oid, &value))
+        if (!take(fields, tag::oid, &value))
             return false;
-        policy = detail::copyOf(value);
+        to.policy = copyOf(value);
     }
     if (fields.tag == tag::integer) {
-        if (!detail::takeInteger(fields, &value))
+        if (!takeInteger(fields, &value))
             return false;
-        nonce = detail::copyOf(value);
+        to.nonce = copyOf(value);
     }
     if (fields.tag == tag::boolean) {
-        if (!detail::take(fields, tag::boolean, &value) || value.size() != 1)
+        unsigned char const* const place = fields.tlvStart;
+        if (!take(fields, tag::boolean, &value))
             return false;
-        certReq = value[0] != 0;
+        if (value.size() != 1)
+            return reading.refuse(RefusalId::malformedBoolean, place);
+        to.certReq = value[0] != 0;
     }
-    return detail::atEnd(fields);
+    if (fields.tag == tag::constructed(0))
+        return reading.refuse(RefusalId::unsupportedRequestExtensions, fields.tlvStart);
+    return finish(fields);
+}
+
+bool TimeStampRequest::parse(asn1::blob request) { return parse(request, nullptr); }
+
+bool TimeStampRequest::parse(asn1::blob request, Refusal* refusal) {
+    Reading reading(request, refusal);
+    return detail::read(reading, request, *this);
 }
 
 void TimeStampRequest::save(DerEncoder& to) const {
@@ -64,43 +132,89 @@ void TimeStampRequest::save(DerEncoder& to) const {
     to.addBool(tag::boolean, certReq != 0).end();
 }
 
-void TimeStampRequest::dump() const {
-    std::cout << version << std::endl
-              << "digest-algo: " << getHashName(hashAlgorithm) << std::endl
-              << str(hashedMessage) << std::endl;
+void TimeStampRequest::dump() const { dump(std::cout); }
+
+void TimeStampRequest::dump(std::ostream& out) const {
+    out << version << std::endl
+        << "digest-algo: " << getHashName(hashAlgorithm) << std::endl
+        << str(hashedMessage) << std::endl;
     if (!policy.empty())
-        std::cout << "req-policy: " << oidStr(policy) << std::endl;
+        out << "req-policy: " << oidStr(policy) << std::endl;
     if (!nonce.empty())
-        std::cout << "nonce: " << str(nonce) << std::endl;
-    std::cout << "cert-req: " << (certReq != 0 ? '1' : '0') << std::endl;
+        out << "nonce: " << str(nonce) << std::endl;
+    out << "cert-req: " << (certReq != 0 ? '1' : '0') << std::endl;
+}
+
+bool detail::read(Reading& reading, asn1::blob response, TimeStampResponse& to) {
+    to = TimeStampResponse();
+    asn1::blob body, statusInfo, message;
+    if (!checkKind(reading, response, MessageKind::timeStampResponse) ||
+        !readOnly(reading, response, tag::sequence, &body))
+        return false;
+    Level fields(reading, body);
+    if (!takeStatusInfo(fields, &statusInfo, &to.status))
+        return false;
+    if (to.status > lastGranted)
+        return atEnd(fields) || (take(fields, tag::sequence, &message, "token") && finish(fields));
+
+    if (!takeWhole(fields, tag::sequence, &message, "token") || !finish(fields))
+        return false;
+    Reading::Step const step(reading, "token");
+    to.token = std::make_unique<PKCS7SignedData>();
+    return read(reading, message, *to.token);
 }
 
 bool TimeStampResponse::parse(asn1::blob response) {
-    *this = TimeStampResponse();
-    asn1::blob body, statusInfo, message;
-    if (!detail::readOnly(response, tag::sequence, &body))
-        return false;
-    asn1::parser fields(body);
-    if (!detail::take(fields, tag::sequence, &statusInfo))
-        return false;
-    asn1::parser info(statusInfo);
-    if (info.tag != tag::integer || info.value().empty() || info.value().size() > sizeof status)
-        return false; // Read as 0 it would be a grant.
-    status = info.readUInt();
-    if (info.tag == asn1::parser::errorTag)
-        return false; // So would this.
-    if (status > lastGranted)
-        return detail::atEnd(fields) ||
-               (detail::take(fields, tag::sequence, &message) && detail::atEnd(fields));
-
-    if (!detail::takeWhole(fields, tag::sequence, &message) || !detail::atEnd(fields))
-        return false;
-    token = std::make_unique<PKCS7SignedData>();
-    return token->parse(message);
+    Reading reading(response);
+    return detail::read(reading, response, *this);
 }
 
-void TimeStampResponse::dump() const {
-    std::cout << "status: " << status << std::endl;
+bool TimeStampResponse::parse(asn1::blob response, Refusal* refusal) {
+    Reading reading(response, refusal);
+    return detail::read(reading, response, *this);
+}
+
+void TimeStampResponse::dump() const { dump(std::cout); }
+
+void TimeStampResponse::dump(std::ostream& out) const {
+    out << "status: " << status << std::endl;
     if (status <= lastGranted && token)
-        token->dump(std::cout);
+        token->dump(out);
+}
+
+std::span<StatusRow const> timeStampStatuses() { return statuses; }
+
+std::span<FailureRow const> timeStampFailures() { return failureRows; }
+
+StatusRow const* TimeStampStatus::text() const {
+    return status < statuses.size() ? &statuses[status] : nullptr;
+}
+
+/// PKIStatusInfo ::= SEQUENCE { status PKIStatus, statusString SEQUENCE OF UTF8String OPTIONAL,
+///                              failInfo BIT STRING OPTIONAL }
+bool TimeStampStatus::parse(asn1::blob response, Refusal* refusal) {
+    *this = {};
+    Reading reading(response, refusal);
+    asn1::blob body, statusInfo;
+    if (!detail::readOnly(reading, response, tag::sequence, &body))
+        return false;
+    Level fields(reading, body);
+    if (!takeStatusInfo(fields, &statusInfo, &status))
+        return false;
+    asn1::parser info(statusInfo);
+    info.next();
+    if (info.tag == tag::sequence)
+        for (asn1::parser strings(info.take()); strings.tag == tag::utf8String;) {
+            asn1::blob const text = strings.take();
+            texts.emplace_back(text.begin(), text.end());
+        }
+    if (info.tag == tag::bitString) {
+        asn1::blob const bits = bitStringContent(info.value());
+        for (FailureRow const& row : failureRows) {
+            auto const bit = static_cast<unsigned>(row.id);
+            if (bit / 8 < bits.size() && (bits[bit / 8] & (0x80 >> bit % 8)) != 0)
+                failures.push_back(row.id);
+        }
+    }
+    return true;
 }

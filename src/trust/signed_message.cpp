@@ -37,10 +37,12 @@ std::string_view viewOf(asn1::blob bytes) {
 asn1::blob onlyValue(asn1::blob attributes, asn1::blob type, unsigned valueTag) {
     asn1::blob value;
     unsigned count = 0;
-    bool const isGood = detail::readAttributes(attributes, [&](detail::Attribute const& attribute) {
-        return attribute.type != type ||
-               (++count == 1 && detail::readOnly(attribute.values, valueTag, &value));
-    });
+    detail::Reading silent;
+    bool const isGood =
+        detail::readAttributes(silent, attributes, "attribute", [&](detail::Attribute const& attribute) {
+            return attribute.type != type ||
+                   (++count == 1 && detail::readOnly(silent, attribute.values, valueTag, &value));
+        });
     return isGood ? value : asn1::blob();
 }
 
