@@ -35,9 +35,12 @@ bool isQuick(PKCS12PFX const& pfx) {
 
 void checkParams(asn1::blob input) {
     PBEParams params, again;
-    if (!parse(params, input))
+    Refusal refusal;
+    bool const isGood = parse(params, input);
+    SEALKIT_ASSERT(parse(again, input, &refusal) == isGood && static_cast<bool>(refusal) != isGood);
+    if (!isGood)
         return;
-    SEALKIT_ASSERT(params.iterations != 0 && params.iterations <= pkcs12MostIterations);
+    SEALKIT_ASSERT(params.iterations != 0 && params.iterations <= pkcs12MaxIterations);
     Bytes const encoded = encode(params);
     SEALKIT_ASSERT(parse(again, encoded) && encode(again) == encoded);
 }
@@ -47,19 +50,58 @@ void checkFile(PKCS12PFX& pfx) {
     SEALKIT_ASSERT(pfx.keyAttributes.size() == pfx.keys.size());
     std::ostringstream out;
     pfx.dump(out);
-    size_t const certificates = pfx.certificates.size(), closed = pfx.lockedContents();
+    size_t const certificates = pfx.certificates.size(), closed = pfx.encryptedContents();
     if (isQuick(pfx)) {
         bool const isOpen = pfx.decrypt("secret1");
-        SEALKIT_ASSERT(isOpen || (certificates == pfx.certificates.size() && closed == pfx.lockedContents()));
-        SEALKIT_ASSERT(!isOpen || pfx.lockedKeys() == 0);
+        SEALKIT_ASSERT(isOpen ||
+                       (certificates == pfx.certificates.size() && closed == pfx.encryptedContents()));
+        SEALKIT_ASSERT(!isOpen || pfx.encryptedKeys() == 0);
     }
 }
 
 } // namespace
 
+/// Whether two readings of a file gave the same.
+bool areSame(PKCS12PFX const& a, PKCS12PFX const& b) {
+    return a.certificates.size() == b.certificates.size() && a.keys.size() == b.keys.size() &&
+           a.encryptedKeys() == b.encryptedKeys() && a.encryptedContents() == b.encryptedContents() &&
+           a.save() == b.save();
+}
+
+/// The reader that tells why it refuses agrees with the stated one, and the one that goes on with both.
+void checkReasons(asn1::blob input, bool ber) {
+    PKCS12Options options;
+    options.ber = ber;
+    PKCS12PFX stated, asked, partial;
+    Refusal refusal, whole;
+    bool const isGood = ber ? stated.parseBer(input) : stated.parse(input);
+    SEALKIT_ASSERT(asked.parse(input, options, &refusal) == isGood);
+    SEALKIT_ASSERT(static_cast<bool>(refusal) != isGood);
+    SEALKIT_ASSERT(refusal.offset == Refusal::nowhere || refusal.offset <= input.size());
+    options.partial = true;
+    if (!partial.parse(input, options, &whole)) {
+        SEALKIT_ASSERT(!isGood && whole);
+        return;
+    }
+    SEALKIT_ASSERT(isGood == partial.unreadable().empty());
+    if (!isGood)
+        return;
+    SEALKIT_ASSERT(areSame(stated, asked) && areSame(stated, partial));
+    if (!isQuick(stated))
+        return;
+    refusal = {};
+    bool const isOpen = stated.decrypt("secret1");
+    SEALKIT_ASSERT(asked.decrypt("secret1", &refusal) == isOpen);
+    SEALKIT_ASSERT(static_cast<bool>(refusal) != isOpen && areSame(stated, asked));
+    if (isOpen)
+        SEALKIT_ASSERT(partial.decrypt("secret1", options, nullptr) && areSame(stated, partial));
+}
+
 /// The input is a file, in DER and in BER. What parses is written, and what is written parses to the same again.
 void fuzz::pkcs12(asn1::blob input) {
     checkParams(input);
+    checkReasons(input, false);
+    checkReasons(input, true);
     PKCS12PFX pfx, again;
     if (pfx.parse(input)) {
         Bytes const written = pfx.save();
@@ -68,7 +110,7 @@ void fuzz::pkcs12(asn1::blob input) {
         SEALKIT_ASSERT(pfx.save() == written);
     } else {
         SEALKIT_ASSERT(pfx.certificates.empty() && pfx.keys.empty() && pfx.mac.empty());
-        SEALKIT_ASSERT(pfx.lockedContents() == 0 && pfx.lockedKeys() == 0 && pfx.signedData == nullptr);
+        SEALKIT_ASSERT(pfx.encryptedContents() == 0 && pfx.encryptedKeys() == 0 && pfx.signedData == nullptr);
     }
     if (again.parseBer(input))
         checkFile(again);

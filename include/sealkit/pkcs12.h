@@ -8,8 +8,12 @@
 /// | `pbe1_crypt` | encrypts or decrypts with pbeWithSHAAnd3-KeyTripleDES-CBC | C |
 /// | `pkcs12_kdf`, `PKCS12Purpose` | derives a key, an IV or a MAC key from a password | B.2, B.3 |
 /// | `pkcs12_password` | a password in the form that the derivation takes | B.1 |
+/// | `PKCS12Options` | how a file is read: BER, damaged and unsupported parts, MACs without a count | |
+/// | `PKCS12IgnoredBag` | what a file holds and this library does not read | |
+/// | `looksLikePkcs12` | whether bytes have the shape of a file | |
 ///
-/// Reading a file: `parse`, then `decrypt` with the password, then `certificates` and `keys`.
+/// Reading a file: `parse`, then `decrypt` with the password, then `certificates` and `keys`. The overloads with
+/// `PKCS12Options` or a `Refusal` write nothing to any stream.
 /// Making one: fill `certificates` and `keys`, `computeLocalKeyId`, `encrypt` with the password, `save`.
 ///
 /// What is understood:
@@ -21,10 +25,9 @@
 /// | privacy | PBES2 (pbes2.h), `pbe1_crypt`, to an RSA recipient (PKCS#7 EnvelopedData), none | all |
 /// | bags | keys, keys under a password, X.509 certificates, bags in bags | keys, keys under a password, X.509 certificates |
 ///
-/// RC2 and RC4 are refused by their numbers: they never look like a wrong password. Bags of revocation lists
-/// and of other secrets are named on standard output and left out. What is surprising beyond that is said where it
-/// happens. Not here: PBMAC1 (RFC 9579), and deciding whom to trust: a signature is only checked by
-/// `signedData->verify`, and no certificate is.
+/// RC2 and RC4 are refused by their numbers: they never look like a wrong password. Bags of CRLs and of other secrets
+/// are ignored: `ignoredBags` lists them. Not here: PBMAC1 (RFC 9579), and deciding whom to trust: a signature is only
+/// checked by `signedData->verify`, and no certificate is.
 ///
 /// A password is UTF-8. The MAC and `pbe1_crypt` take it as `pkcs12_password` gives it, PBES2 as its own bytes. An
 /// empty one is tried as the terminator alone and as nothing at all, since files are made with both; it is
@@ -40,6 +43,7 @@
 #include "sealkit/keys.h"
 #include "sealkit/oid.h"
 #include "sealkit/pkcs7.h"
+#include "sealkit/refusal.h"
 #include "sealkit/x509.h"
 
 #include <iosfwd>
@@ -51,15 +55,16 @@
 
 namespace detail {
 struct PKCS12Content;
-}
+class PKCS12Reading;
+} // namespace detail
 
 /// The most iterations of one derivation that are done, and so taken from a file.
-inline constexpr unsigned pkcs12MostIterations = 10'000'000;
+inline constexpr unsigned pkcs12MaxIterations = 10'000'000;
 
 /// The most iterations that one `PKCS12PFX::decrypt` does for all that a file asks for: a MAC, a content and a
 /// key at the limit above. A file that asks for more is refused before it has taken minutes. An empty password,
-/// which is tried in two forms, may take twice as many.
-inline constexpr unsigned pkcs12MostIterationsOfFile = 3 * pkcs12MostIterations;
+/// which is tried in two forms, may take twice as many, and each count that is tried for a MAC adds its own.
+inline constexpr unsigned pkcs12MaxIterationsPerFile = 3 * pkcs12MaxIterations;
 
 /// Iterations of a MAC whose file does not say how many.
 inline constexpr unsigned pkcs12MacIterations = 2048;
@@ -81,13 +86,14 @@ SEALKIT_API bool pkcs12_kdf(HashID hash, asn1::blob password, asn1::blob salt, u
 /// pkcs-12PbeParams (RFC 7292, appendix C). None of it is secret.
 struct PBEParams {
     std::vector<unsigned char> salt; ///< Of any length.
-    unsigned iterations = 0;         ///< 1 to `pkcs12MostIterations`.
+    unsigned iterations = 0;         ///< 1 to `pkcs12MaxIterations`.
 };
 
 /// Reads the whole encoding of the parameters, which is the `params` of an `AlgorithmIdentifier`: SEQUENCE { salt
 /// OCTET STRING, iterations INTEGER }. False when the shape is another, something follows, or the count is 0, has
-/// more than four bytes or is above `pkcs12MostIterations`.
+/// more than four bytes or is above `pkcs12MaxIterations`.
 SEALKIT_API bool parse(PBEParams& to, asn1::blob params);
+SEALKIT_API bool parse(PBEParams& to, asn1::blob params, Refusal* refusal);
 /// Writes the SEQUENCE.
 SEALKIT_API void save(PBEParams const& from, DerEncoder& to);
 /// The SEQUENCE's encoding.
@@ -105,6 +111,42 @@ SEALKIT_API std::vector<unsigned char> encode(PBEParams const& from);
 /// is wiped in any case, and `out` is empty when the result is false. `data` may be a view of it.
 SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                             std::vector<unsigned char>& out, bool encrypt);
+/// Offsets count in `params.params`. A padding that cannot be right is `RefusalId::wrongPassword`.
+SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
+                            std::vector<unsigned char>& out, bool encrypt, Refusal* refusal);
+
+/// Whether `bytes` begin as a PKCS#12 file does, in DER or BER: a version, and a content with its type. The rest may be
+/// malformed or missing.
+SEALKIT_API bool looksLikePkcs12(asn1::blob bytes);
+
+/// How a file is read. The defaults are those of the functions without options.
+struct PKCS12Options {
+    /// For `parse`: reads BER, too, as `parseBer` does.
+    bool ber = false;
+
+    /// A content, bag, certificate or key that is malformed or unsupported is set aside with its refusal
+    /// (`PKCS12PFX::unreadable`), and the rest is read. Applies to `parse`, and to `decrypt` and `decryptEnveloped` for what
+    /// comes to light then. What protects the file as a whole must be right: its form, its signature's form, its MAC,
+    /// and without a MAC the password of one part at least. More than `pkcs12MaxUnreadable` parts are refused.
+    bool partial = false;
+
+    /// For `decrypt`: the counts that are tried, in this order, for a MAC whose file does not give its iterations. RFC 7292
+    /// means 1, which `openssl pkcs12 -nomaciter` and old versions of Python's cryptography rely on. Counts that are 0 or
+    /// above `pkcs12MaxIterations` are ignored.
+    std::vector<unsigned> macIterations = {pkcs12MacIterations};
+};
+
+/// The most parts that one content of a file that is read partially may have set aside.
+inline constexpr size_t pkcs12MaxUnreadable = 1000;
+
+/// A bag of a type that is not read, or a certificate of one.
+struct SEALKIT_API PKCS12IgnoredBag {
+    std::vector<unsigned char> type; ///< Content octets of its object identifier.
+    std::string path;                ///< Where it stands: "content 2, bag 3".
+
+    /// "CRL", "secret", "SDSI certificate"; the dotted form of other types.
+    std::string name() const;
+};
 
 /// What a file says of one of its certificates or keys.
 struct PKCS12Attributes {
@@ -121,8 +163,8 @@ struct PKCS12Attributes {
 class SEALKIT_API PKCS12PFX {
 public:
     std::unique_ptr<PKCS7SignedData> signedData;   ///< Null when the file is not signed.
-    std::vector<PKCS7EncryptedData> encryptedData; ///< The contents under the password, opened or not.
-    std::vector<PKCS7EnvelopedData> envelopedData; ///< The contents to recipients, opened or not.
+    std::vector<PKCS7EncryptedData> encryptedData; ///< The contents under the password, decrypted or not.
+    std::vector<PKCS7EnvelopedData> envelopedData; ///< The contents to recipients, decrypted or not.
     std::vector<std::shared_ptr<X509Certificate>> certificates; ///< In the file's order.
     std::vector<std::shared_ptr<PrivateKey>> keys;              ///< In the file's order.
     AlgorithmIdentifier macAlgorithm; ///< The MAC's hash. Without an `oid` a MAC is made with SHA-256.
@@ -149,9 +191,11 @@ public:
 
     /// Reads a DER PFX of version 3, anew; `scheme`, `pbes2Cipher` and `iterations` stay. What is not encrypted is
     /// in `certificates` and `keys` then. False, and the object empty, when it is malformed, has bytes behind it, a
-    /// MAC of 0 or more than `pkcs12MostIterations` iterations, or is refused by a function below; "PFX: invalid
+    /// MAC of 0 or more than `pkcs12MaxIterations` iterations, or is refused by a function below; "PFX: invalid
     /// version: " and the number go to standard output.
     bool parse(asn1::blob pfx);
+    bool parse(asn1::blob pfx, Refusal* refusal) { return parse(pfx, {}, refusal); }
+    bool parse(asn1::blob pfx, PKCS12Options const& options, Refusal* refusal);
 
     /// The same for BER, which NSS (and so Firefox and Thunderbird) writes: lengths may be indefinite and strings
     /// in pieces, here and in what is decrypted later. DER is BER.
@@ -167,12 +211,12 @@ public:
     bool parseAuthenticatedSafe(asn1::blob authenticatedSafe);
     /// The SafeContents. Bags in bags are followed 16 deep; deeper ones are false, and so is a certificate or an
     /// unencrypted key that its class refuses. "PFX: unknown SafeBag type - " and its number are said of a bag
-    /// of another type, which is passed over.
+    /// of another type, which is ignored.
     bool parseSafeContents(asn1::blob safeContents);
-    /// The CertBag. A certificate of a type other than X.509 is passed over, its number said as above.
+    /// The CertBag. A certificate of a type other than X.509 is ignored, its number said as above.
     bool parseCertBag(asn1::blob certBag);
     /// The MacData. False for a count of iterations that is 0, longer than four bytes, or above
-    /// `pkcs12MostIterations`.
+    /// `pkcs12MaxIterations`.
     bool parseMAC(asn1::blob macData);
 
     /// The MAC of `data`, the AuthenticatedSafe: HMAC with the hash that `macAlgorithm` names, under a key from the
@@ -194,25 +238,51 @@ public:
     /// - "PFX: unsupported PBE: <" with the name or number of a scheme, and ">"; what pbes2.h says of
     ///   functions and ciphers;
     /// - "PFX: unable to parse SafeContents" when what was decrypted is none, or no key;
-    /// - "PFX: too many iterations" for more than `pkcs12MostIterationsOfFile`, before any is done where all are known;
+    /// - "PFX: too many iterations" for more than `pkcs12MaxIterationsPerFile`, before any is done where all are known;
     /// - nothing when the padding is wrong, without a MAC the usual sign of a wrong password, when a scheme's
     ///   parameters are malformed, and when the MAC has a hash that `getHashID` does not know.
     ///
     /// Without a MAC nothing vouches for the file, and where nothing is encrypted any password is right.
     bool decrypt(std::string_view password);
+    bool decrypt(std::string_view password, Refusal* refusal) { return decrypt(password, {}, refusal); }
+    /// `RefusalId::macMismatch` is a wrong password or a damaged file. Without a MAC that is `wrongPassword`; with one,
+    /// `contentPassword` means that the password is right for the MAC and not for an encrypted part. Offsets count in the
+    /// file: those of the encrypted part.
+    bool decrypt(std::string_view password, PKCS12Options const& options, Refusal* refusal);
+
+    /// Whether there is a MAC to check or something encrypted under the password.
+    bool needsPassword() const;
+    /// Whether there is a content encrypted to a certificate.
+    bool needsRecipient() const;
+    /// Whether `decrypt` supports what protects the file, as far as that shows without the password.
+    bool canDecrypt(PKCS12Options const& options, Refusal* refusal) const;
 
     /// Opens the contents that are encrypted to `certificate`, with its RSA `key`, as `PKCS7EnvelopedData::decrypt`
-    /// does and says. Contents to others stay closed. What they hold takes its place in `certificates` and
+    /// does and says. Contents to others stay encrypted. What they hold takes its place in `certificates` and
     /// `keys`; keys under a password in them need `decrypt`. False, and the object as it was, when a content to
     /// `certificate` cannot be opened, or there is none.
     bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key);
+    bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key, Refusal* refusal) {
+        return decryptEnveloped(certificate, key, {}, refusal);
+    }
+    bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key,
+                          PKCS12Options const& options, Refusal* refusal);
 
-    /// How many keys, of contents that are open, still need the password.
-    size_t lockedKeys() const;
-    /// How the keys under the password are encrypted, opened or not, of contents that are open.
+    /// How many keys, of contents that are decrypted, are not decrypted yet.
+    size_t encryptedKeys() const;
+    /// How the keys under the password are encrypted, decrypted or not, of contents that are decrypted.
     std::vector<AlgorithmIdentifier> keyEncryptions() const;
-    /// How many contents are not open: of `encryptedData` and `envelopedData` together.
-    size_t lockedContents() const;
+    /// How many contents are not decrypted yet: of `encryptedData` and `envelopedData` together.
+    size_t encryptedContents() const;
+
+    /// The parts that could not be read, where `PKCS12Options::partial` was asked for, in the file's order.
+    std::vector<Refusal> unreadable() const;
+    /// The bags and certificates of types that are not read, of contents that are decrypted, in the file's order.
+    std::vector<PKCS12IgnoredBag> ignoredBags() const;
+    /// Whether the file is BER and not DER, as far as that shows without the password.
+    bool isBer() const { return wasBer; }
+    /// The name of the MAC's hash, supported or not, or of another scheme; the dotted form of an unknown one.
+    std::string macName() const;
 
     /// Gives the first key and the first certificate the same localKeyId, the SHA-1 digest of the certificate. False
     /// when one of them is missing; when the certificate has no readable key, which is "[ERR] certificate
@@ -225,7 +295,7 @@ public:
     /// them before is dropped, and so is a signature; a MAC that was there gives its hash, its count and a
     /// new salt.
     ///
-    /// False, and the object as it was, when something is still closed, which would be lost; when a key's
+    /// False, and the object as it was, when something is not decrypted or unreadable, which would be lost; when a key's
     /// members make no key; and when counts, cipher or MAC are none of those above. Another `scheme` is "PFX:
     /// encrypt supports only 3des" on standard output.
     bool encrypt(std::string_view password);
@@ -240,8 +310,8 @@ public:
     /// content. What protected them before is dropped. When `content`, a SafeContents, is not empty, it is
     /// that which becomes one more content, as above. A MAC or signature is dropped, as it would be wrong now:
     /// `sign` comes afterwards, and so does a MAC: `pfx.mac = pfx.computeMAC(password, {},
-    /// pfx.saveAuthenticatedSafe())`. False, and the object as it was, when something is still closed and
-    /// would be lost, and as `PKCS7EnvelopedData::encrypt` is.
+    /// pfx.saveAuthenticatedSafe())`. False, and the object as it was, when something is not decrypted or
+    /// unreadable and would be lost, and as `PKCS7EnvelopedData::encrypt` is.
     bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, CipherID cipher);
 
     /// Wraps the AuthenticatedSafe in a SignedData, as `PKCS7SignedData::create` makes it, in place of the MAC. False,
@@ -267,19 +337,28 @@ public:
     void dump(std::ostream& out) const;
 
 private:
-    bool parseAnew(asn1::blob pfx, bool readsBer);
-    bool parseElement(asn1::blob pfx);
-    bool parseContent(asn1::blob contentInfo);
-    void show(detail::PKCS12Content const& content);
-    void collect(std::vector<detail::PKCS12Content>&& opened);
-    bool hasClosed() const;
+    bool readFile(detail::PKCS12Reading& file, asn1::blob pfx);
+    bool readPfx(detail::PKCS12Reading& file, asn1::blob pfx);
+    bool readContentInfo(detail::PKCS12Reading& file, asn1::blob contentInfo);
+    bool readAuthenticatedSafe(detail::PKCS12Reading& file, asn1::blob safe);
+    bool readContent(detail::PKCS12Reading& file, asn1::blob contentInfo);
+    bool readContent(detail::PKCS12Reading& file, asn1::blob contentInfo, detail::PKCS12Content& content);
+    bool readMac(detail::PKCS12Reading& file, asn1::blob macData);
+    bool decrypt(detail::PKCS12Reading& file, std::string_view password,
+                 std::vector<unsigned> const& macCounts);
+    bool decryptEnveloped(detail::PKCS12Reading& file, X509Certificate const& certificate,
+                          PrivateKey const& key);
+    void addToLists(detail::PKCS12Content const& content);
+    void replaceContents(std::vector<detail::PKCS12Content>&& decrypted);
+    bool wouldLoseParts() const;
     bool makeMac(std::string_view password, asn1::blob safe, PKCS12PFX& made) const;
-    void takeOver(asn1::blob safe, PKCS12PFX&& made);
+    void replaceProtection(asn1::blob safe, PKCS12PFX&& made);
     std::vector<unsigned char> withContent(asn1::blob contentInfo) const;
 
     std::vector<detail::PKCS12Content> contents; ///< As parsed, in the file's order.
     /// As parsed or protected; empty when neither was done. It may hold keys that are not encrypted.
     std::vector<unsigned char, detail::WipingAllocator<unsigned char>> authenticatedSafe;
     std::vector<unsigned char> macData; ///< The whole element as it was parsed.
-    bool isBer = false;                 ///< How what is decrypted is read.
+    bool mayBeBer = false;              ///< How what is decrypted is read.
+    bool wasBer = false;
 };

@@ -122,9 +122,12 @@ enum class RefusalId : unsigned {
     undecryptable,
 
     // PKCS#12.
+    pkcs12Version,
+    emptyMac,
     unsupportedMac,
     macMismatch,
-    unreadableBag,
+    contentPassword,
+    totalIterations,
 };
 
 /// A labelled value: "found" and "INTEGER", "now" and a date.

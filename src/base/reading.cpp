@@ -24,19 +24,24 @@ bool Reading::refuse(RefusalId id, unsigned char const* at, std::vector<Fact> fa
     refusal->id = id == RefusalId::missingElement && input.empty() ? RefusalId::emptyInput : id;
     refusal->facts = std::move(facts);
     refusal->block = block;
+    refusal->path = path();
+    refusal->offset = locate(at, refusal->path);
+    return false;
+}
+
+std::string Reading::path() const {
     std::vector<Step const*> way;
     for (Step const* step = top; step != nullptr; step = step->before)
         way.insert(way.begin(), step);
+    std::string path;
     for (Step const* step : way) {
-        std::string& path = refusal->path;
         path += (path.empty() ? "" : ", ") + std::string(step->text);
         if (step->index != 0)
             path += " " + std::to_string(step->index);
         if (step->describe != nullptr)
             path += " (" + step->describe(step->label) + ")";
     }
-    locate(at);
-    return false;
+    return path;
 }
 
 bool Reading::refuseLine(RefusalId id, size_t number, size_t line, std::vector<Fact> facts) {
@@ -48,16 +53,19 @@ bool Reading::refuseLine(RefusalId id, size_t number, size_t line, std::vector<F
     return false;
 }
 
-void Reading::locate(unsigned char const* at) {
+size_t Reading::offsetOf(unsigned char const* at) const {
+    std::string path;
+    return locate(at, path);
+}
+
+size_t Reading::locate(unsigned char const* at, std::string& path) const {
     for (Derived const* inner = derived; inner != nullptr && !isWithin(at, input); inner = inner->before)
         if (isWithin(at, inner->content)) {
-            std::string& path = refusal->path;
             path += (path.empty() ? "byte " : ", byte ") + std::to_string(at - inner->content.start) +
                     " of the " + inner->text;
             at = inner->source;
         }
-    if (isWithin(at, input))
-        refusal->offset = static_cast<size_t>(at - input.start);
+    return isWithin(at, input) ? static_cast<size_t>(at - input.start) : Refusal::nowhere;
 }
 
 void Reading::retract() {

@@ -33,6 +33,11 @@ public:
         return refuse(id, at.start, std::move(facts));
     }
 
+    /// The way to where the reader stands: "content 2, bag 3".
+    std::string path() const;
+    /// The offset in the input of what stands at `at`, or of what that was decrypted or converted from.
+    size_t offsetOf(unsigned char const* at) const;
+
     /// Takes the refusal back, so that another form can be tried.
     void retract();
 
@@ -118,7 +123,8 @@ public:
     bool refuseLine(RefusalId id, size_t number, size_t line, std::vector<Fact> facts = {});
 
 private:
-    void locate(unsigned char const* at);
+    /// Follows `at` out of derived bytes, which it names in `path`, and gives its offset in the input.
+    size_t locate(unsigned char const* at, std::string& path) const;
 
     Diagnostics diagnostics = Diagnostics::silent;
     asn1::blob input;

@@ -126,10 +126,15 @@ constexpr std::array rows = {
     Row{RefusalId::undecryptable, "undecryptable",
         "The message does not decrypt with this key: it is encrypted to another key, or was changed."},
 
+    Row{RefusalId::pkcs12Version, "pkcs12-version", "The PKCS#12 file is not of version 3."},
+    Row{RefusalId::emptyMac, "empty-mac", "The MAC of the file has no bytes."},
     Row{RefusalId::unsupportedMac, "unsupported-mac", "The MAC algorithm of the file is not supported."},
     Row{RefusalId::macMismatch, "mac-mismatch",
         "The MAC does not verify: the password is wrong, or the file is damaged."},
-    Row{RefusalId::unreadableBag, "unreadable-bag", "A bag of the file cannot be read."},
+    Row{RefusalId::contentPassword, "content-password",
+        "The password is that of the MAC and does not decrypt this: it has another password, or is damaged."},
+    Row{RefusalId::totalIterations, "total-iterations",
+        "The file as a whole asks for more iterations than are done for one file."},
 };
 
 constexpr bool areInOrder() {

@@ -2,13 +2,15 @@
 
 #include "sealkit/der.h"
 
-#include "asn1/tags.h"
+#include "asn1/element.h"
 
 namespace {
 
 namespace tag = detail::tag;
 
-constexpr unsigned deepest = 32;
+using detail::Reading;
+
+constexpr unsigned maxDepth = 32;
 constexpr unsigned constructedBit = 0x20;
 constexpr unsigned constructedOctetString = tag::octetString | constructedBit;
 constexpr unsigned endOfContents = 0;
@@ -20,36 +22,44 @@ struct Header {
     size_t size = 0; ///< Of the contents, unless that is indefinite.
 };
 
-bool takeHeader(asn1::blob& rest, Header& header) {
-    constexpr unsigned longTag = 0x1F, indefinite = 0x80, mostLengthOctets = 4;
+bool takeHeader(Reading& reading, asn1::blob& rest, Header& header) {
+    constexpr unsigned longTag = 0x1F, indefinite = 0x80, maxLengthOctets = 4;
+    unsigned char const* const place = rest.start;
     if (rest.size() < 2)
-        return false;
+        return reading.refuse(RefusalId::truncatedElement, place);
     header = {};
     header.tag = rest.pop_front();
     if ((header.tag & longTag) == longTag)
-        return false;
+        return reading.refuse(RefusalId::unsupportedTag, place);
     unsigned const first = rest.pop_front();
     if (first == indefinite) {
         header.isIndefinite = true;
-        return (header.tag & constructedBit) != 0;
+        return (header.tag & constructedBit) != 0 || reading.refuse(RefusalId::indefiniteLength, place);
     }
     header.size = first;
     if (first > indefinite) {
         unsigned octets = first - indefinite;
-        if (octets > mostLengthOctets || octets > rest.size())
-            return false;
+        if (octets > maxLengthOctets)
+            return reading.refuse(RefusalId::unsupportedLength, place);
+        if (octets > rest.size())
+            return reading.refuse(RefusalId::truncatedElement, place);
         for (header.size = 0; octets > 0; octets--)
             header.size = header.size << 8 | rest.pop_front();
     }
-    return header.size <= rest.size();
+    if (header.size <= rest.size())
+        return true;
+    return reading.refuse(
+        RefusalId::truncatedElement, place,
+        {{"length", std::to_string(header.size)}, {"bytes left", std::to_string(rest.size())}});
 }
 
 /// What is within a constructed element, one element after the other.
 class Children {
 public:
     /// `input` begins with the contents. It is behind the element when `next` was false and `isGood` is true.
-    Children(asn1::blob& input, Header const& parent)
-        : isIndefinite(parent.isIndefinite),
+    Children(Reading& reading, asn1::blob& input, Header const& parent)
+        : reading(reading),
+          isIndefinite(parent.isIndefinite),
           source(input),
           content(isIndefinite ? input : input.pop_front(parent.size)) {}
 
@@ -57,10 +67,11 @@ public:
     bool next(Header& child) {
         if (!isGood || (!isIndefinite && content.empty()))
             return false;
-        isGood = takeHeader(content, child);
+        unsigned char const* const place = content.start;
+        isGood = takeHeader(reading, content, child);
         if (!isGood || child.tag != endOfContents)
             return isGood;
-        isGood = isIndefinite && child.size == 0;
+        isGood = (isIndefinite && child.size == 0) || reading.refuse(RefusalId::unexpectedElement, place);
         source = content;
         return false;
     }
@@ -70,28 +81,39 @@ public:
     bool isGood = true;
 
 private:
+    Reading& reading;
     bool isIndefinite;
     asn1::blob& source;
     asn1::blob content;
 };
 
 /// Writes the pieces of a string in a row. Anything but pieces is false.
-bool joinPieces(asn1::blob& input, Header const& whole, DerEncoder& to, unsigned depth) {
-    Children children(input, whole);
+bool joinPieces(Reading& reading, asn1::blob& input, Header const& whole, DerEncoder& to, unsigned depth) {
+    Children children(reading, input, whole);
     Header piece;
     while (children.next(piece)) {
-        if (piece.tag == tag::octetString)
-            to.addEncoded(children.rest().pop_front(piece.size));
-        else if (piece.tag != constructedOctetString || depth == 0 ||
-                 !joinPieces(children.rest(), piece, to, depth - 1))
-            children.fail();
+        asn1::blob& rest = children.rest();
+        if (piece.tag == tag::octetString) {
+            to.addEncoded(rest.pop_front(piece.size));
+            continue;
+        }
+        if (piece.tag != constructedOctetString)
+            reading.refuse(
+                RefusalId::unexpectedElement, rest,
+                {{"expected", detail::tagText(tag::octetString)}, {"found", detail::tagText(piece.tag)}});
+        else if (depth == 0)
+            reading.refuse(RefusalId::nestedTooDeep, rest);
+        else if (joinPieces(reading, rest, piece, to, depth - 1))
+            continue;
+        children.fail();
     }
     return children.isGood;
 }
 
-bool joinString(asn1::blob& input, Header const& whole, unsigned stringTag, DerEncoder& to, unsigned depth) {
+bool joinString(Reading& reading, asn1::blob& input, Header const& whole, unsigned stringTag, DerEncoder& to,
+                unsigned depth) {
     to.begin(stringTag);
-    bool const isGood = joinPieces(input, whole, to, depth);
+    bool const isGood = joinPieces(reading, input, whole, to, depth);
     to.end();
     return isGood;
 }
@@ -104,24 +126,25 @@ bool isEncryptedContent(unsigned parentTag, unsigned const (&before)[2], size_t 
            childTag == tag::constructed(0);
 }
 
-bool convert(asn1::blob& input, Header const& element, DerEncoder& to, unsigned depth) {
+bool convert(Reading& reading, asn1::blob& input, Header const& element, DerEncoder& to, unsigned depth) {
     if ((element.tag & constructedBit) == 0) {
         to.add(element.tag, input.pop_front(element.size));
         return true;
     }
     if (depth == 0)
-        return false;
+        return reading.refuse(RefusalId::nestedTooDeep, input, {{"maximum", std::to_string(maxDepth)}});
     if (element.tag == constructedOctetString)
-        return joinString(input, element, tag::octetString, to, depth - 1);
+        return joinString(reading, input, element, tag::octetString, to, depth - 1);
 
     to.begin(element.tag);
-    Children children(input, element);
+    Children children(reading, input, element);
     Header child;
     unsigned before[2] = {};
     for (size_t index = 0; children.next(child); index++) {
-        bool const isGood = isEncryptedContent(element.tag, before, index, child.tag)
-                                ? joinString(children.rest(), child, tag::primitive(0), to, depth - 1)
-                                : convert(children.rest(), child, to, depth - 1);
+        bool const isGood =
+            isEncryptedContent(element.tag, before, index, child.tag)
+                ? joinString(reading, children.rest(), child, tag::primitive(0), to, depth - 1)
+                : convert(reading, children.rest(), child, to, depth - 1);
         if (!isGood)
             children.fail();
         if (index < 2)
@@ -133,10 +156,13 @@ bool convert(asn1::blob& input, Header const& element, DerEncoder& to, unsigned 
 
 } // namespace
 
-std::vector<unsigned char> detail::berToDer(asn1::blob ber) {
+bool detail::berToDer(Reading& reading, asn1::blob ber, std::vector<unsigned char>* der) {
     DerEncoder encoder;
     Header element;
-    if (!takeHeader(ber, element) || !convert(ber, element, encoder, deepest) || !ber.empty())
-        return {};
-    return encoder.take();
+    bool isGood = takeHeader(reading, ber, element) && convert(reading, ber, element, encoder, maxDepth);
+    if (isGood && !ber.empty())
+        isGood = reading.refuse(RefusalId::trailingBytes, ber);
+    if (isGood)
+        *der = encoder.take();
+    return isGood;
 }

@@ -344,9 +344,12 @@ bool decryptFor(Reading& reading, PKCS7KeyTransRecipientInfo const& recipient, P
     return true;
 }
 
-bool decryptFor(Reading& reading, X509Certificate const& cert, PrivateKey const& key,
-                PKCS7EnvelopedData const& message, std::vector<unsigned char>& out) {
-    detail::wipe(out);
+} // namespace
+
+bool detail::decryptEnvelopedData(Reading& reading, PKCS7EnvelopedData const& message,
+                                  X509Certificate const& cert, PrivateKey const& key,
+                                  std::vector<unsigned char>& out) {
+    wipe(out);
     out.clear();
     if (PKCS7KeyTransRecipientInfo const* const recipient = message.findRecipient(cert))
         return decryptFor(reading, *recipient, key, message.encryptedContentInfo, out);
@@ -354,8 +357,6 @@ bool decryptFor(Reading& reading, X509Certificate const& cert, PrivateKey const&
     return reading.refuse(RefusalId::notARecipient, nullptr,
                           {{"recipients", std::to_string(message.recipientInfos.size())}});
 }
-
-} // namespace
 
 PKCS7KeyTransRecipientInfo const* PKCS7EnvelopedData::findRecipient(X509Certificate const& cert) const {
     auto const found = std::ranges::find_if(
@@ -366,13 +367,13 @@ PKCS7KeyTransRecipientInfo const* PKCS7EnvelopedData::findRecipient(X509Certific
 bool PKCS7EnvelopedData::decrypt(X509Certificate const& cert, PrivateKey const& key,
                                  std::vector<unsigned char>& out) const {
     Reading reading((asn1::blob()));
-    return decryptFor(reading, cert, key, *this, out);
+    return detail::decryptEnvelopedData(reading, *this, cert, key, out);
 }
 
 bool PKCS7EnvelopedData::decrypt(X509Certificate const& cert, PrivateKey const& key,
                                  std::vector<unsigned char>& out, Refusal* refusal) const {
     Reading reading({}, refusal);
-    return decryptFor(reading, cert, key, *this, out);
+    return detail::decryptEnvelopedData(reading, *this, cert, key, out);
 }
 
 bool PKCS7EnvelopedData::decrypt(PKCS7KeyTransRecipientInfo const& recipient, PrivateKey const& key,

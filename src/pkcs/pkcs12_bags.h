@@ -3,17 +3,21 @@
 
 #include "sealkit/pkcs12.h"
 
+#include "pkcs/pkcs12_reading.h"
+
 namespace detail {
 
-/// A certificate, a key, or a key that is locked: encrypted under the password.
+/// A certificate, a key, or a key that is encrypted under the password.
 struct PKCS12Bag {
     std::shared_ptr<X509Certificate> certificate;
     std::shared_ptr<PrivateKey> key;
-    AlgorithmIdentifier algorithm;           ///< Of a key that is locked.
+    AlgorithmIdentifier algorithm;           ///< Of a key that is encrypted, or was.
     std::vector<unsigned char> encryptedKey; ///< The same.
     PKCS12Attributes attributes;
+    PKCS12Place place; ///< Of a key that is encrypted, or was.
+    Refusal refusal;   ///< Why the key could not be decrypted when the file was read partially.
 
-    bool isLocked() const { return certificate == nullptr && key == nullptr; }
+    bool isEncrypted() const { return certificate == nullptr && key == nullptr; }
 };
 
 struct PKCS12Content {
@@ -21,19 +25,23 @@ struct PKCS12Content {
 
     Kind kind = Kind::plain;
     size_t index = 0; ///< In the file's `encryptedData` or `envelopedData`.
-    bool isOpen = true;
-    std::vector<PKCS12Bag> bags; ///< None while it is not open.
+    bool isDecrypted = true;
+    std::vector<PKCS12Bag> bags; ///< None while it is encrypted.
+    std::vector<PKCS12IgnoredBag> ignored;
+    std::vector<Refusal> unreadable; ///< Of what was read partially: the content, or bags of it.
+    PKCS12Place place;
 };
 
-/// Reads a SafeContents, the whole element, and appends its bags, those of bags in bags included. False, when it is
-/// malformed or holds what its class refuses; `bags` may have grown then. Bags of unknown types are named.
-bool readSafeContents(asn1::blob safeContents, bool isBer, std::vector<PKCS12Bag>& bags);
+/// Reads a SafeContents, the whole element, and appends its bags, those of bags in bags included. When it is refused,
+/// bags may have been appended.
+bool readSafeContents(PKCS12Reading& file, asn1::blob safeContents, PKCS12Content& to);
 
-/// Reads a CertBag, the whole element. A certificate that is not X.509 is named, and `*certificate` null.
-bool readCertBag(asn1::blob certBag, std::shared_ptr<X509Certificate>* certificate);
+/// Reads a CertBag, the whole element. A certificate that is not X.509 is ignored, and `*certificate` null.
+bool readCertBag(PKCS12Reading& file, asn1::blob certBag, std::shared_ptr<X509Certificate>* certificate,
+                 std::vector<PKCS12IgnoredBag>& ignored);
 
-/// Says that safe contents do not parse, and is false.
-bool refuseSafeContents();
+/// Says, where that is stated, that safe contents do not parse, and is false.
+bool noteSafeContents(Reading const& reading);
 
 /// Writes a SafeBag around `value`, a whole element.
 void saveBag(DerEncoder& to, asn1::blob type, asn1::blob value, PKCS12Attributes const* attributes);

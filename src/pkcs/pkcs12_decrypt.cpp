@@ -1,19 +1,20 @@
 #include "sealkit/compare.h"
 #include "sealkit/pbes2.h"
-#include "sealkit/pkcs8.h"
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
+#include "keys/read.h"
 #include "pkcs/ber.h"
-#include "pkcs/parse.h"
 #include "pkcs/pbe1.h"
 #include "pkcs/pkcs12_bags.h"
 #include "pkcs/pkcs12_mac.h"
+#include "pkcs/read.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <iostream>
+#include <iterator>
+#include <numeric>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
@@ -22,21 +23,19 @@ namespace {
 
 using detail::PKCS12Bag;
 using detail::PKCS12Content;
+using detail::PKCS12Reading;
+using detail::Reading;
 using detail::SecretBytes;
 
-bool say(char const* what) {
-    std::cout << what << std::endl;
-    return false;
-}
-
-/// How many iterations a scheme takes; 0 when it is none that is done, or has malformed parameters.
+/// How many iterations a scheme takes; 0 when it is not supported or has malformed parameters.
 unsigned iterationsOf(AlgorithmIdentifier const& algorithm) {
+    Reading silent;
     asn1::blob const scheme = algorithm.oid;
     PBES2Params pbes2;
     PBEParams pbe1;
-    if (scheme == oid::pbes2 && parse(pbes2, algorithm.params))
+    if (scheme == oid::pbes2 && detail::read(silent, algorithm.params, pbes2))
         return pbes2.iterations;
-    if (scheme == oid::pbeWithSha1And3KeyTripleDes && parse(pbe1, algorithm.params))
+    if (scheme == oid::pbeWithSha1And3KeyTripleDes && detail::read(silent, algorithm.params, pbe1))
         return pbe1.iterations;
     return 0;
 }
@@ -44,7 +43,7 @@ unsigned iterationsOf(AlgorithmIdentifier const& algorithm) {
 std::uint64_t iterationsOf(std::vector<PKCS12Bag> const& bags) {
     std::uint64_t sum = 0;
     for (PKCS12Bag const& bag : bags)
-        if (bag.isLocked())
+        if (bag.isEncrypted())
             sum += iterationsOf(bag.algorithm);
     return sum;
 }
@@ -55,74 +54,208 @@ Data const* dataOf(PKCS12Content const& content, std::vector<Data> const& list) 
     return content.index < list.size() ? &list[content.index] : nullptr;
 }
 
-bool needsPassword(PKCS12Content const& content) {
-    return content.kind == PKCS12Content::Kind::encrypted && !content.isOpen;
+bool isUnderPassword(PKCS12Content const& content) {
+    return content.kind == PKCS12Content::Kind::encrypted && !content.isDecrypted;
 }
 
-/// All that can be known before anything is opened.
+/// All that can be known before anything is decrypted.
 std::uint64_t iterationsOf(std::vector<PKCS12Content> const& contents,
                            std::vector<PKCS7EncryptedData> const& encryptedData) {
     std::uint64_t sum = 0;
     for (PKCS12Content const& content : contents) {
         sum += iterationsOf(content.bags);
         PKCS7EncryptedData const* const data = dataOf(content, encryptedData);
-        if (needsPassword(content) && data != nullptr)
+        if (isUnderPassword(content) && data != nullptr)
             sum += iterationsOf(data->encryptedContentInfo.contentEncryptionAlgorithm);
     }
     return sum;
 }
 
-/// An attempt to open a file with a password in one form. `iterations` are those that are known to be needed.
-class Opening {
+bool refuseTotal(Reading& reading, std::uint64_t iterations) {
+    reading.note("PFX: too many iterations");
+    return reading.refuse(
+        RefusalId::totalIterations, nullptr,
+        {{"maximum", std::to_string(pkcs12MaxIterationsPerFile)}, {"found", std::to_string(iterations)}});
+}
+
+bool refuseScheme(Reading& reading, asn1::blob scheme) {
+    if (!reading.wantsReason())
+        return false;
+    return reading.refuse(RefusalId::unknownEncryption, nullptr, {{"encryption", getAlgorithmName(scheme)}});
+}
+
+/// Whether `data` can be decrypted as the scheme says, apart from the password.
+bool checkEncryption(Reading& reading, AlgorithmIdentifier const& algorithm, asn1::blob data) {
+    asn1::blob const scheme = algorithm.oid;
+    if (scheme == oid::pbes2) {
+        PBES2Params params;
+        return detail::read(reading, algorithm.params, params) && detail::checkPbes2(reading, params, data);
+    }
+    if (!(scheme == oid::pbeWithSha1And3KeyTripleDes))
+        return refuseScheme(reading, scheme);
+    PBEParams params;
+    return detail::read(reading, algorithm.params, params) && detail::checkPbe1(reading, params, data);
+}
+
+/// The counts that the MAC of a file may have.
+std::vector<unsigned> countsOf(unsigned macIterations, std::vector<unsigned> const& otherwise) {
+    if (macIterations != 0)
+        return {macIterations};
+    std::vector<unsigned> counts;
+    std::ranges::copy_if(otherwise, std::back_inserter(counts),
+                         [](unsigned count) { return count != 0 && count <= pkcs12MaxIterations; });
+    return counts;
+}
+
+/// Completes the refusal of a part, whose bytes have no place in what is read here.
+void locate(Refusal& refusal, detail::PKCS12Place const& place) {
+    if (refusal.offset == Refusal::nowhere)
+        refusal.offset = place.offset;
+}
+
+/// An attempt to decrypt a file with a password in one form. `iterations` are those that are known to be needed.
+class Decryption {
 public:
-    Opening(std::string_view utf8, asn1::blob bmp, bool readsBer, std::uint64_t known)
-        : password(utf8), bmpPassword(bmp), isBer(readsBer), iterations(known) {}
+    Decryption(PKCS12Reading& reader, std::string_view utf8, asn1::blob bmp, bool macIsRight,
+               std::uint64_t known)
+        : file(reader), password(utf8), bmpPassword(bmp), hasMac(macIsRight), iterations(known) {}
 
-    bool openedAny() const { return opened; }
+    /// Decrypts all that is under the password. Of a file that is read partially, all that can be: false then if the
+    /// attempt failed as a whole.
+    bool decryptAll(std::vector<PKCS12Content>& contents,
+                    std::vector<PKCS7EncryptedData> const& encryptedData) {
+        bool wasDecrypted = false; // Any part, before.
+        for (PKCS12Content& content : contents) {
+            wasDecrypted =
+                wasDecrypted || (content.kind == PKCS12Content::Kind::encrypted && content.isDecrypted);
+            if (isUnderPassword(content)) {
+                bool const isGood = decryptContent(dataOf(content, encryptedData), content) || weigh();
+                locate(file.refusal(), content.place);
+                for (Refusal& refusal : content.unreadable)
+                    locate(refusal, content.place);
+                if (!isGood && (isTooMuch() || !setAside(content.unreadable)))
+                    return false;
+            }
+            for (PKCS12Bag& bag : content.bags) {
+                wasDecrypted = wasDecrypted || (bag.key != nullptr && !bag.encryptedKey.empty());
+                if (!bag.isEncrypted())
+                    continue;
+                bag.refusal = {};
+                if (decryptKey(bag) || weigh())
+                    continue;
+                locate(file.refusal(), bag.place);
+                locate(file.refusal(), content.place);
+                std::vector<Refusal> refusal;
+                if (!setAside(refusal))
+                    return false;
+                bag.refusal = std::move(refusal.front());
+            }
+        }
+        if (hasMac || decryptedAny || wasDecrypted || !failure || failure.id != RefusalId::wrongPassword)
+            return true;
+        file.refusal() = failure;
+        return false;
+    }
+
+    bool hasDecryptedAny() const { return decryptedAny; }
+    bool isComplete() const { return !failure; }
     /// Whether another form of the password may do better.
-    bool dependsOnForm() const { return usedForm && !isFinal; }
+    bool dependsOnForm() const { return formMatters || (usedForm && !isFinal); }
     bool isUnreadable() const { return unreadable; }
-    bool isTooMuch() const { return iterations > pkcs12MostIterationsOfFile; }
+    bool isTooMuch() const { return iterations > pkcs12MaxIterationsPerFile; }
+    std::uint64_t iterationsNeeded() const { return iterations; }
 
-    bool openContent(PKCS7EncryptedData const& data, std::vector<PKCS12Bag>& bags) {
-        PKCS7EncryptedContentInfo const& info = data.encryptedContentInfo;
+private:
+    bool decryptContent(PKCS7EncryptedData const* data, PKCS12Content& content) {
+        Reading& reading = file.reading;
+        Reading::Step const step(reading, content.place.path.c_str());
+        content.unreadable.clear();
+        if (data == nullptr)
+            return reading.refuse(RefusalId::missingElement, nullptr);
+        PKCS7EncryptedContentInfo const& info = data->encryptedContentInfo;
         SecretBytes plain;
         if (!decrypt(info.contentEncryptionAlgorithm, info.encryptedContent, plain.value))
             return false;
-        opened = detail::readSafeContents(plain, isBer, bags);
-        unreadable = !opened;
-        iterations += iterationsOf(bags);
-        return opened && (!isTooMuch() || fail());
+        Reading::Derived const derived(reading, plain, nullptr, "decrypted content");
+        content.isDecrypted = checkShape(plain);
+        decryptedAny = decryptedAny || content.isDecrypted;
+        unreadable = !content.isDecrypted || !detail::readSafeContents(file, plain, content);
+        iterations += iterationsOf(content.bags);
+        return !unreadable && (!isTooMuch() || fail());
     }
 
-    bool unlock(PKCS12Bag& bag) {
+    bool decryptKey(PKCS12Bag& bag) {
+        Reading& reading = file.reading;
+        Reading::Step const step(reading, bag.place.path.c_str());
         SecretBytes plain;
         if (!decrypt(bag.algorithm, bag.encryptedKey, plain.value))
             return false;
-        bag.key = parseOneAssimetricKey(plain);
-        if (bag.key == nullptr && isBer) {
-            SecretBytes const der(detail::berToDer(plain));
-            bag.key = parseOneAssimetricKey(der);
+        Reading::Derived const derived(reading, plain, nullptr, "decrypted key");
+        if (checkShape(plain)) {
+            bag.key = detail::readOneAsymmetricKey(reading, plain);
+            if (bag.key == nullptr && file.mayBeBer) {
+                reading.retract();
+                detail::readAsDer(reading, true, plain, [&](asn1::blob der) {
+                    bag.key = detail::readOneAsymmetricKey(reading, der);
+                    return bag.key != nullptr;
+                });
+            }
         }
-        opened = bag.key != nullptr;
-        unreadable = !opened;
-        return opened;
+        unreadable = bag.key == nullptr;
+        decryptedAny = decryptedAny || !unreadable;
+        return !unreadable;
     }
 
-private:
     bool decrypt(AlgorithmIdentifier const& algorithm, asn1::blob data, std::vector<unsigned char>& out) {
+        Reading& reading = file.reading;
         asn1::blob const scheme = algorithm.oid;
         if (scheme == oid::pbes2)
-            return pbes2_crypt(algorithm, password, data, out, false) || fail();
+            return detail::decryptPbes2(reading, algorithm.params, password, data, out) || fail();
         if (!(scheme == oid::pbeWithSha1And3KeyTripleDes)) {
-            std::cout << "PFX: unsupported PBE: <" << oid2name(scheme) << ">" << std::endl;
+            reading.note("PFX: unsupported PBE: <" + oid2name(scheme) + ">");
+            refuseScheme(reading, scheme);
             return fail();
         }
         PBEParams params;
-        if (!parse(params, algorithm.params))
+        if (!detail::read(reading, algorithm.params, params))
             return fail();
         usedForm = true;
-        return detail::pbe1Crypt(params, bmpPassword, data, out, false);
+        return detail::pbe1Crypt(reading, params, bmpPassword, data, out, false);
+    }
+
+    /// Refuses what was decrypted under a wrong password and had the right padding by chance. The stated entry points
+    /// do not tell it from malformed contents, and let their reader refuse it.
+    bool checkShape(asn1::blob plain) {
+        Reading& reading = file.reading;
+        if (!reading.wantsReason())
+            return true;
+        Reading silent;
+        auto const isSequence = [&](asn1::blob der) {
+            asn1::blob content;
+            return detail::readOnly(silent, der, tag::sequence, &content);
+        };
+        return isSequence(plain) || (file.mayBeBer && detail::readAsDer(silent, true, plain, isSequence)) ||
+               reading.refuse(RefusalId::wrongPassword, nullptr);
+    }
+
+    /// Tells a wrong password from one that is right for the MAC alone. Always false.
+    bool weigh() {
+        if (hasMac && file.refusal().id == RefusalId::wrongPassword)
+            file.refusal().id = RefusalId::contentPassword;
+        return false;
+    }
+
+    /// Goes on without a part of a file that is read partially.
+    bool setAside(std::vector<Refusal>& refusals) {
+        Refusal const reason = file.refusal();
+        if (!file.setAside(refusals))
+            return false;
+        // A wrong password weighs more than what is not supported.
+        if (!failure || reason.id == RefusalId::wrongPassword)
+            failure = reason;
+        formMatters = formMatters || (usedForm && !isFinal);
+        usedForm = isFinal = unreadable = false;
+        return true;
     }
 
     /// What no form of the password changes.
@@ -131,32 +264,41 @@ private:
         return false;
     }
 
+    PKCS12Reading& file;
     std::string_view password;
     asn1::blob bmpPassword;
-    bool isBer;
+    bool hasMac;
     std::uint64_t iterations;
-    bool opened = false, usedForm = false, isFinal = false, unreadable = false;
+    bool decryptedAny = false, usedForm = false, isFinal = false, unreadable = false, formMatters = false;
+    Refusal failure; ///< The weightiest refusal that was set aside.
 };
 
-bool openAll(Opening& opening, std::vector<PKCS12Content>& contents,
-             std::vector<PKCS7EncryptedData> const& encryptedData) {
-    for (PKCS12Content& content : contents) {
-        if (needsPassword(content)) {
-            PKCS7EncryptedData const* const data = dataOf(content, encryptedData);
-            if (data == nullptr || !opening.openContent(*data, content.bags))
-                return false;
-            content.isOpen = true;
-        }
-        for (PKCS12Bag& bag : content.bags)
-            if (bag.isLocked() && !opening.unlock(bag))
-                return false;
-    }
-    return true;
+/// Decrypts an enveloped content with the key of one of its recipients.
+bool decryptContent(PKCS12Reading& file, PKCS7EnvelopedData const& data, X509Certificate const& certificate,
+                    PrivateKey const& key, PKCS12Content& content) {
+    SecretBytes plain;
+    if (!detail::decryptEnvelopedData(file.reading, data, certificate, key, plain.value))
+        return false;
+    content.isDecrypted = true;
+    Reading::Derived const derived(file.reading, plain, nullptr, "decrypted content");
+    return detail::readSafeContents(file, plain, content) || detail::noteSafeContents(file.reading);
 }
 
 } // namespace
 
 bool PKCS12PFX::decrypt(std::string_view password) {
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer);
+    return decrypt(file, password, {pkcs12MacIterations});
+}
+
+bool PKCS12PFX::decrypt(std::string_view password, PKCS12Options const& options, Refusal* refusal) {
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer,
+                       options.partial);
+    return file.report(decrypt(file, password, options.macIterations), refusal);
+}
+
+bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vector<unsigned> const& counts) {
+    Reading& reading = file.reading;
     // Programs that are given an empty password make of it either the terminator alone or nothing at all.
     SecretBytes const bmp(pkcs12_password(password));
     std::vector<asn1::blob> forms = {bmp};
@@ -164,86 +306,166 @@ bool PKCS12PFX::decrypt(std::string_view password) {
         forms.emplace_back();
 
     bool const hasMac = !mac.empty();
-    unsigned const macCount = hasMac ? detail::macCount(macIterations) : 0;
-    std::uint64_t const known = iterationsOf(contents, encryptedData) + macCount;
-    if (known > pkcs12MostIterationsOfFile)
-        return say("PFX: too many iterations");
+    std::vector<unsigned> const macCounts =
+        hasMac ? countsOf(macIterations, counts) : std::vector<unsigned>();
+    std::uint64_t const known =
+        std::accumulate(macCounts.begin(), macCounts.end(), iterationsOf(contents, encryptedData));
+    if (known > pkcs12MaxIterationsPerFile)
+        return refuseTotal(reading, known);
     if (hasMac) {
         HashID const hash = getHashID(macAlgorithm.oid);
         if (hash == HashID::none)
-            return false;
+            return reading.refuse(RefusalId::unsupportedMac, nullptr, {{"MAC", macName()}});
         SecretBytes const safe(saveAuthenticatedSafe());
         auto const isRight = [&](asn1::blob form) {
-            return equalInConstantTime(detail::pkcs12Mac(hash, form, macSalt, macCount, safe), mac);
+            return std::ranges::any_of(macCounts, [&](unsigned count) {
+                return equalInConstantTime(detail::pkcs12Mac(hash, form, macSalt, count, safe), mac);
+            });
         };
-        auto const right = std::find_if(forms.begin(), forms.end(), isRight);
-        if (right == forms.end())
-            return say("PFX: MAC verification failed");
+        auto const right = std::ranges::find_if(forms, isRight);
+        if (right == forms.end()) {
+            reading.note("PFX: MAC verification failed");
+            return reading.refuse(RefusalId::macMismatch, nullptr);
+        }
         forms = {*right};
     }
 
     for (size_t form = 0; form < forms.size(); form++) {
-        std::vector<PKCS12Content> opened = contents;
-        Opening opening(password, forms[form], isBer, known);
-        if (openAll(opening, opened, encryptedData)) {
-            if (opening.openedAny())
-                collect(std::move(opened));
+        std::vector<PKCS12Content> decrypted = contents;
+        Decryption attempt(file, password, forms[form], hasMac, known);
+        bool const isGood = attempt.decryptAll(decrypted, encryptedData);
+        bool const hasFailed = file.isPartial ? !attempt.hasDecryptedAny() : !isGood;
+        if (hasFailed && attempt.dependsOnForm() && form + 1 < forms.size()) {
+            reading.retract();
+            continue;
+        }
+        if (isGood) {
+            if (attempt.hasDecryptedAny() || !attempt.isComplete())
+                replaceContents(std::move(decrypted));
             return true;
         }
-        if (opening.dependsOnForm() && form + 1 < forms.size())
-            continue;
-        if (opening.isTooMuch())
-            return say("PFX: too many iterations");
-        return opening.isUnreadable() && detail::refuseSafeContents();
+        if (attempt.isTooMuch())
+            return refuseTotal(reading, attempt.iterationsNeeded());
+        return attempt.isUnreadable() && detail::noteSafeContents(reading);
     }
     return false;
 }
 
+bool PKCS12PFX::needsPassword() const {
+    return !mac.empty() || std::ranges::any_of(contents, isUnderPassword) || encryptedKeys() > 0;
+}
+
+bool PKCS12PFX::needsRecipient() const {
+    return std::ranges::any_of(contents, [](PKCS12Content const& content) {
+        return content.kind == PKCS12Content::Kind::enveloped && !content.isDecrypted;
+    });
+}
+
+bool PKCS12PFX::canDecrypt(PKCS12Options const& options, Refusal* refusal) const {
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer,
+                       options.partial);
+    Reading& reading = file.reading;
+    if (!mac.empty() && getHashID(macAlgorithm.oid) == HashID::none)
+        return file.report(reading.refuse(RefusalId::unsupportedMac, nullptr, {{"MAC", macName()}}), refusal);
+    // Of a file that is read partially, something is enough.
+    bool isAny = !certificates.empty() || !keys.empty() || needsRecipient();
+    std::vector<Refusal> unsupported;
+    auto const check = [&](detail::PKCS12Place const& place, AlgorithmIdentifier const& algorithm,
+                           asn1::blob data) {
+        Reading::Step const step(reading, place.path.c_str());
+        if (checkEncryption(reading, algorithm, data))
+            return isAny = true;
+        locate(file.refusal(), place);
+        return file.setAside(unsupported);
+    };
+    for (PKCS12Content const& content : contents) {
+        PKCS7EncryptedData const* const data = dataOf(content, encryptedData);
+        if (isUnderPassword(content) && data != nullptr &&
+            !check(content.place, data->encryptedContentInfo.contentEncryptionAlgorithm,
+                   data->encryptedContentInfo.encryptedContent))
+            return file.report(false, refusal);
+        for (PKCS12Bag const& bag : content.bags)
+            if (bag.isEncrypted() && !check(bag.place, bag.algorithm, bag.encryptedKey))
+                return file.report(false, refusal);
+    }
+    if (isAny || unsupported.empty())
+        return true;
+    if (refusal != nullptr)
+        *refusal = unsupported.front();
+    return false;
+}
+
 bool PKCS12PFX::decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key) {
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer);
+    return decryptEnveloped(file, certificate, key);
+}
+
+bool PKCS12PFX::decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key,
+                                 PKCS12Options const& options, Refusal* refusal) {
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer,
+                       options.partial);
+    return file.report(decryptEnveloped(file, certificate, key), refusal);
+}
+
+bool PKCS12PFX::decryptEnveloped(PKCS12Reading& file, X509Certificate const& certificate,
+                                 PrivateKey const& key) {
+    Reading& reading = file.reading;
     auto const isRecipient = [&](PKCS7KeyTransRecipientInfo const& one) {
         return detail::isRecipient(one, certificate);
     };
-    std::vector<PKCS12Content> opened = contents;
+    std::vector<PKCS12Content> decrypted = contents;
     bool isAny = false, isNew = false;
-    for (PKCS12Content& content : opened) {
-        if (content.kind != PKCS12Content::Kind::enveloped)
-            continue;
+    Refusal failure;
+    for (PKCS12Content& content : decrypted) {
         PKCS7EnvelopedData const* const data = dataOf(content, envelopedData);
-        if (data == nullptr || std::ranges::none_of(data->recipientInfos, isRecipient))
+        if (content.kind != PKCS12Content::Kind::enveloped || data == nullptr)
             continue;
-        isAny = true;
-        if (content.isOpen)
+        bool const isForUs = std::ranges::any_of(data->recipientInfos, isRecipient);
+        isAny = isAny || isForUs;
+        if (content.isDecrypted || (!isForUs && !file.isPartial))
             continue;
-        SecretBytes plain;
-        if (!data->decrypt(certificate, key, plain.value))
+        content.unreadable.clear();
+        Reading::Step const step(reading, content.place.path.c_str());
+        bool isGood = isForUs ? decryptContent(file, *data, certificate, key, content)
+                              : reading.refuse(RefusalId::notARecipient, nullptr);
+        isNew = isNew || content.isDecrypted;
+        if (!isGood) {
+            failure = file.refusal();
+            isGood = file.setAside(content.unreadable);
+        }
+        locate(file.refusal(), content.place);
+        for (Refusal& refusal : content.unreadable)
+            locate(refusal, content.place);
+        if (!isGood)
             return false;
-        if (!detail::readSafeContents(plain, isBer, content.bags))
-            return detail::refuseSafeContents();
-        content.isOpen = isNew = true;
     }
-    if (!isAny)
-        return say("ktri: no key matches");
+    if (!isAny) {
+        reading.note("ktri: no key matches");
+        return reading.refuse(RefusalId::notARecipient, nullptr);
+    }
     if (isNew)
-        collect(std::move(opened));
-    return true;
+        replaceContents(std::move(decrypted));
+    else if (failure)
+        file.refusal() = std::move(failure);
+    return isNew || !failure;
 }
 
-/// Takes the contents, some of which were opened just now, and shows what they all hold.
-void PKCS12PFX::collect(std::vector<PKCS12Content>&& opened) {
-    contents = std::move(opened);
+/// Takes the contents, some of which were decrypted just now, and lists what they all hold.
+void PKCS12PFX::replaceContents(std::vector<PKCS12Content>&& decrypted) {
+    contents = std::move(decrypted);
     certificates.clear();
     keys.clear();
     certificateAttributes.clear();
     keyAttributes.clear();
     for (PKCS12Content const& content : contents)
-        show(content);
+        addToLists(content);
 }
 
-size_t PKCS12PFX::lockedKeys() const {
+size_t PKCS12PFX::encryptedKeys() const {
     size_t count = 0;
     for (PKCS12Content const& content : contents)
         for (PKCS12Bag const& bag : content.bags)
-            count += bag.isLocked();
+            count += bag.isEncrypted();
     return count;
 }
 
@@ -256,7 +478,6 @@ std::vector<AlgorithmIdentifier> PKCS12PFX::keyEncryptions() const {
     return algorithms;
 }
 
-size_t PKCS12PFX::lockedContents() const {
-    return static_cast<size_t>(std::count_if(contents.begin(), contents.end(),
-                                             [](PKCS12Content const& content) { return !content.isOpen; }));
+size_t PKCS12PFX::encryptedContents() const {
+    return static_cast<size_t>(std::ranges::count(contents, false, &PKCS12Content::isDecrypted));
 }

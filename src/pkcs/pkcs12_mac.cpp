@@ -5,7 +5,9 @@
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
-#include "pkcs/parse.h"
+#include "pkcs/pbe1.h"
+#include "pkcs/pkcs12_reading.h"
+#include "pkcs/read.h"
 
 #include <algorithm>
 #include <limits>
@@ -13,42 +15,44 @@
 namespace oid = detail::oid;
 namespace tag = detail::tag;
 
+using detail::Level;
+using detail::Reading;
+
 namespace {
 
 constexpr unsigned saltSize = 16;
 
-struct Mac {
-    AlgorithmIdentifier algorithm;
-    asn1::blob value, salt;
-    unsigned iterations = 0; ///< 0 when they are left out.
-};
-
 /// DigestInfo ::= SEQUENCE { digestAlgorithm AlgorithmIdentifier, digest OCTET STRING }
-bool readDigestInfo(asn1::blob content, Mac& to) {
-    asn1::parser fields(content);
+bool readDigestInfo(Reading& reading, asn1::blob content, detail::PKCS12Mac& to) {
+    Reading::Step const step(reading, "mac");
+    Level fields(reading, content);
     asn1::blob algorithm;
-    // A MAC of no bytes would be taken for none.
-    return detail::take(fields, tag::sequence, &algorithm) &&
-           detail::parseAlgorithm(to.algorithm, algorithm) &&
-           detail::take(fields, tag::octetString, &to.value) && detail::atEnd(fields) && !to.value.empty();
-}
-
-/// MacData ::= SEQUENCE { mac DigestInfo, macSalt OCTET STRING, iterations INTEGER DEFAULT 1 }
-bool readMacData(asn1::blob macData, Mac& to) {
-    asn1::blob content, digestInfo;
-    if (!detail::readOnly(macData, tag::sequence, &content))
+    if (!detail::take(fields, tag::sequence, &algorithm, "digestAlgorithm") ||
+        !detail::readPlainAlgorithm(reading, algorithm, to.algorithm) ||
+        !detail::take(fields, tag::octetString, &to.value, "digest") || !detail::finish(fields))
         return false;
-    asn1::parser fields(content);
-    if (!detail::take(fields, tag::sequence, &digestInfo) || !readDigestInfo(digestInfo, to) ||
-        !detail::take(fields, tag::octetString, &to.salt))
-        return false;
-    if (detail::atEnd(fields))
-        return true;
-    return detail::takeUInt(fields, &to.iterations) && detail::atEnd(fields) && to.iterations != 0 &&
-           to.iterations <= pkcs12MostIterations;
+    // It would be taken for none.
+    return !to.value.empty() || reading.refuse(RefusalId::emptyMac, to.value);
 }
 
 } // namespace
+
+/// MacData ::= SEQUENCE { mac DigestInfo, macSalt OCTET STRING, iterations INTEGER DEFAULT 1 }
+bool detail::read(Reading& reading, asn1::blob macData, PKCS12Mac& to) {
+    Reading::Step const step(reading, "macData");
+    asn1::blob content, digestInfo;
+    if (!readOnly(reading, macData, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    if (!take(fields, tag::sequence, &digestInfo, "mac") || !readDigestInfo(reading, digestInfo, to) ||
+        !take(fields, tag::octetString, &to.salt, "macSalt"))
+        return false;
+    if (atEnd(fields))
+        return true;
+    asn1::blob const count = fields.value();
+    return takeUInt(fields, &to.iterations, "iterations") && finish(fields) &&
+           checkCount(reading, to.iterations, count);
+}
 
 std::vector<unsigned char> detail::pkcs12Mac(HashID hash, asn1::blob password, asn1::blob salt,
                                              unsigned iterations, asn1::blob data) {
@@ -71,9 +75,9 @@ std::vector<unsigned char> detail::pkcs12Mac(HashID hash, asn1::blob password, a
     return mac;
 }
 
-bool PKCS12PFX::parseMAC(asn1::blob element) {
-    Mac read;
-    if (!readMacData(element, read))
+bool PKCS12PFX::readMac(detail::PKCS12Reading& file, asn1::blob element) {
+    detail::PKCS12Mac read;
+    if (!detail::read(file.reading, element, read))
         return false;
     macAlgorithm = std::move(read.algorithm);
     mac = detail::copyOf(read.value);
@@ -83,13 +87,17 @@ bool PKCS12PFX::parseMAC(asn1::blob element) {
     return true;
 }
 
+std::string PKCS12PFX::macName() const { return getAlgorithmName(macAlgorithm.oid); }
+
 void PKCS12PFX::saveMAC(DerEncoder& to) const {
     if (mac.empty())
         return;
-    Mac parsed;
-    if (!macData.empty() && readMacData(macData, parsed) && parsed.algorithm.oid == macAlgorithm.oid &&
-        parsed.algorithm.params == macAlgorithm.params && parsed.value == asn1::blob(mac) &&
-        parsed.salt == asn1::blob(macSalt) && parsed.iterations == macIterations) {
+    Reading silent;
+    detail::PKCS12Mac parsed;
+    if (!macData.empty() && detail::read(silent, macData, parsed) &&
+        parsed.algorithm.oid == macAlgorithm.oid && parsed.algorithm.params == macAlgorithm.params &&
+        parsed.value == asn1::blob(mac) && parsed.salt == asn1::blob(macSalt) &&
+        parsed.iterations == macIterations) {
         to.addEncoded(macData);
         return;
     }
@@ -104,7 +112,7 @@ std::vector<unsigned char> PKCS12PFX::computeMAC(std::string_view password, asn1
     if (macAlgorithm.oid.empty())
         macAlgorithm = {detail::copyOf(oid::sha256), DerEncoder().addNull().take()};
     HashID const hash = getHashID(macAlgorithm.oid);
-    if (hash == HashID::none || macIterations > pkcs12MostIterations)
+    if (hash == HashID::none || macIterations > pkcs12MaxIterations)
         return {};
     if (salt.empty()) {
         if (macSalt.empty()) {

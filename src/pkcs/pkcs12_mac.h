@@ -3,7 +3,19 @@
 
 #include "sealkit/pkcs12.h"
 
+#include "base/reading.h"
+
 namespace detail {
+
+/// What a MacData says. Views of it.
+struct PKCS12Mac {
+    AlgorithmIdentifier algorithm;
+    asn1::blob value, salt;
+    unsigned iterations = 0; ///< 0 when they are left out.
+};
+
+/// Reads a MacData, the whole element.
+bool read(Reading& reading, asn1::blob macData, PKCS12Mac& to);
 
 /// HMAC over `data` under a key from the password, which is in the form that `pkcs12_kdf` takes. Empty when `hash` is
 /// none that it takes.

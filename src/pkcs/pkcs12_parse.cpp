@@ -1,29 +1,61 @@
+#include "sealkit/message.h"
 #include "sealkit/pkcs12.h"
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
-#include "base/secret_bytes.h"
 #include "pkcs/ber.h"
-#include "pkcs/parse.h"
 #include "pkcs/pkcs12_bags.h"
+#include "pkcs/read.h"
 #include "pkcs/version.h"
 
-#include <iostream>
+#include <algorithm>
 #include <ostream>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
 
+using detail::Level;
+using detail::PKCS12Content;
+using detail::PKCS12Reading;
+using detail::Reading;
+
 namespace {
 
-/// ContentInfo ::= SEQUENCE { contentType OBJECT IDENTIFIER, content [0] EXPLICIT }
-bool readContentInfo(asn1::blob element, asn1::blob* type, asn1::blob* content) {
-    asn1::blob body;
-    if (!detail::readOnly(element, tag::sequence, &body))
+/// Takes the identifier and length octets of an element, and `sizeLimit` octets of content at most. The content may
+/// be cut short.
+bool takeStart(asn1::blob& rest, unsigned expected, size_t sizeLimit) {
+    if (rest.size() < 2 || rest.pop_front() != expected)
         return false;
-    asn1::parser fields(body);
-    return detail::take(fields, tag::oid, type) && detail::take(fields, tag::constructed(0), content) &&
-           detail::atEnd(fields);
+    unsigned const first = rest.pop_front();
+    size_t size = first;
+    if (first >= 0x80) {
+        size_t const octets = first & 0x7F;
+        if (octets > sizeof(unsigned) || octets > rest.size())
+            return false;
+        size = 0;
+        for (size_t i = 0; i < octets; i++)
+            size = size << 8 | rest.pop_front();
+    }
+    if (sizeLimit == 0)
+        return true;
+    rest.pop_front(std::min(size, rest.size()));
+    return size <= sizeLimit;
+}
+
+/// ContentInfo ::= SEQUENCE { contentType OBJECT IDENTIFIER, content [0] EXPLICIT }
+bool readFields(Reading& reading, asn1::blob contentInfo, asn1::blob* type, asn1::blob* content) {
+    asn1::blob body;
+    if (!detail::readOnly(reading, contentInfo, tag::sequence, &body))
+        return false;
+    Level fields(reading, body);
+    return detail::take(fields, tag::oid, type, "contentType") &&
+           detail::take(fields, tag::constructed(0), content, "content") && detail::finish(fields);
+}
+
+bool refuseType(Reading& reading, asn1::blob type) {
+    if (!reading.wantsReason())
+        return false;
+    return reading.refuse(RefusalId::unsupportedContentType, type, {{"found", getContentTypeName(type)}});
 }
 
 } // namespace
@@ -33,18 +65,80 @@ PKCS12PFX::PKCS12PFX(PKCS12PFX&&) noexcept = default;
 PKCS12PFX& PKCS12PFX::operator=(PKCS12PFX&&) noexcept = default;
 PKCS12PFX::~PKCS12PFX() = default;
 
-bool PKCS12PFX::parse(asn1::blob pfx) { return parseAnew(pfx, false); }
+bool looksLikePkcs12(asn1::blob bytes) {
+    constexpr size_t maxVersionSize = 8, maxTypeSize = 16;
+    return takeStart(bytes, tag::sequence, 0) && takeStart(bytes, tag::integer, maxVersionSize) &&
+           takeStart(bytes, tag::sequence, 0) && takeStart(bytes, tag::oid, maxTypeSize) && !bytes.empty() &&
+           bytes[0] == tag::constructed(0);
+}
+
+bool PKCS12PFX::parse(asn1::blob pfx) {
+    PKCS12Reading file(pfx, false);
+    return readFile(file, pfx);
+}
 
 bool PKCS12PFX::parseBer(asn1::blob pfx) {
-    detail::SecretBytes const der(detail::berToDer(pfx));
-    return parseAnew(der, true);
+    PKCS12Reading file(pfx, true);
+    return readFile(file, pfx);
+}
+
+bool PKCS12PFX::parse(asn1::blob pfx, PKCS12Options const& options, Refusal* refusal) {
+    PKCS12Reading file(pfx, options.ber, options.partial);
+    return file.report(readFile(file, pfx), refusal);
+}
+
+bool PKCS12PFX::parseContentInfo(asn1::blob contentInfo) {
+    PKCS12Reading file(contentInfo, mayBeBer);
+    return readContentInfo(file, contentInfo);
+}
+
+bool PKCS12PFX::parseAuthenticatedSafe(asn1::blob safe) {
+    PKCS12Reading file(safe, mayBeBer);
+    return readAuthenticatedSafe(file, safe);
+}
+
+bool PKCS12PFX::parseMAC(asn1::blob element) {
+    PKCS12Reading file(element, mayBeBer);
+    return readMac(file, element);
+}
+
+bool PKCS12PFX::parseSafeContents(asn1::blob safeContents) {
+    PKCS12Reading file(safeContents, mayBeBer);
+    PKCS12Content content;
+    if (!detail::readSafeContents(file, safeContents, content))
+        return false;
+    addToLists(content);
+    contents.push_back(std::move(content));
+    return true;
+}
+
+bool PKCS12PFX::parseCertBag(asn1::blob certBag) {
+    PKCS12Reading file(certBag, mayBeBer);
+    PKCS12Content content;
+    detail::PKCS12Bag bag;
+    if (!detail::readCertBag(file, certBag, &bag.certificate, content.ignored))
+        return false;
+    if (bag.certificate != nullptr)
+        content.bags.push_back(std::move(bag));
+    addToLists(content);
+    contents.push_back(std::move(content));
+    return true;
 }
 
 /// Only at the end is anything of the object changed: `pfx` may be a view of it.
-bool PKCS12PFX::parseAnew(asn1::blob pfx, bool readsBer) {
+bool PKCS12PFX::readFile(PKCS12Reading& file, asn1::blob pfx) {
+    Reading& reading = file.reading;
     PKCS12PFX parsed;
-    parsed.isBer = readsBer;
-    bool const isGood = parsed.parseElement(pfx);
+    parsed.mayBeBer = file.mayBeBer;
+    bool isGood = true;
+    if (reading.wantsReason() && pfx.empty())
+        isGood = reading.refuse(RefusalId::emptyInput, pfx);
+    else if (reading.wantsReason() && !looksLikePkcs12(pfx))
+        isGood = reading.refuse(RefusalId::otherKind, pfx, {{"expected", "a PKCS#12 file"}});
+    isGood = isGood && detail::readAsDer(reading, file.mayBeBer, pfx, [&](asn1::blob der) {
+                 parsed.wasBer = !(der == pfx);
+                 return parsed.readPfx(file, der);
+             });
     if (!isGood)
         parsed = PKCS12PFX();
     parsed.scheme = std::move(scheme);
@@ -55,101 +149,109 @@ bool PKCS12PFX::parseAnew(asn1::blob pfx, bool readsBer) {
 }
 
 /// PFX ::= SEQUENCE { version INTEGER, authSafe ContentInfo, macData MacData OPTIONAL }
-bool PKCS12PFX::parseElement(asn1::blob pfx) {
+bool PKCS12PFX::readPfx(PKCS12Reading& file, asn1::blob pfx) {
+    Reading& reading = file.reading;
     asn1::blob body, version, element;
-    if (!detail::readOnly(pfx, tag::sequence, &body))
+    if (!detail::readOnly(reading, pfx, tag::sequence, &body))
         return false;
-    asn1::parser fields(body);
-    if (!detail::takeInteger(fields, &version))
+    Level fields(reading, body);
+    if (!detail::takeInteger(fields, &version, "version"))
         return false;
     if (detail::smallNumber(version) != 3) {
-        std::cout << "PFX: invalid version: " << detail::numberText(version) << std::endl;
-        return false;
+        reading.note("PFX: invalid version: " + detail::numberText(version));
+        return reading.refuse(RefusalId::pkcs12Version, version,
+                              {{"expected", "3"}, {"found", detail::numberText(version)}});
     }
-    if (!detail::takeWhole(fields, tag::sequence, &element) || !parseContentInfo(element))
+    if (!detail::takeWhole(fields, tag::sequence, &element, "authSafe") || !readContentInfo(file, element))
         return false;
     if (fields.tag == tag::sequence &&
-        (!detail::takeWhole(fields, tag::sequence, &element) || !parseMAC(element)))
+        (!detail::takeWhole(fields, tag::sequence, &element) || !readMac(file, element)))
         return false;
-    return detail::atEnd(fields);
+    return detail::finish(fields);
 }
 
-bool PKCS12PFX::parseContentInfo(asn1::blob contentInfo) {
+bool PKCS12PFX::readContentInfo(PKCS12Reading& file, asn1::blob contentInfo) {
+    Reading& reading = file.reading;
     asn1::blob type, content, octets;
-    if (!readContentInfo(contentInfo, &type, &content))
+    if (!readFields(reading, contentInfo, &type, &content))
         return false;
     if (type == oid::signedData) {
         auto parsed = std::make_unique<PKCS7SignedData>();
-        if (!parsed->parse(contentInfo))
+        if (!detail::read(reading, contentInfo, *parsed))
             return false;
         signedData = std::move(parsed);
-        return detail::readOnly(signedData->content, tag::octetString, &octets) &&
-               parseAuthenticatedSafe(octets);
+        // The message keeps a copy of its content.
+        Reading::Derived const derived(reading, signedData->content, content.start, "signed content");
+        return detail::readOnly(reading, signedData->content, tag::octetString, &octets) &&
+               readAuthenticatedSafe(file, octets);
     }
-    return type == oid::data && detail::readOnly(content, tag::octetString, &octets) &&
-           parseAuthenticatedSafe(octets);
+    if (!(type == oid::data))
+        return refuseType(reading, type);
+    return detail::readOnly(reading, content, tag::octetString, &octets) &&
+           readAuthenticatedSafe(file, octets);
 }
 
 /// AuthenticatedSafe ::= SEQUENCE OF ContentInfo
-bool PKCS12PFX::parseAuthenticatedSafe(asn1::blob safe) {
+bool PKCS12PFX::readAuthenticatedSafe(PKCS12Reading& file, asn1::blob safe) {
     authenticatedSafe.assign(safe.begin(), safe.end());
-    detail::SecretBytes const der(isBer ? detail::berToDer(safe) : std::vector<unsigned char>());
-    asn1::blob body, element;
-    if (!detail::readOnly(isBer ? asn1::blob(der) : safe, tag::sequence, &body))
-        return false;
-    asn1::parser elements(body);
-    while (detail::takeWhole(elements, tag::sequence, &element))
-        if (!parseContent(element))
+    return detail::readAsDer(file.reading, file.mayBeBer, safe, [&](asn1::blob der) {
+        wasBer = wasBer || !(der == safe);
+        asn1::blob body, element;
+        if (!detail::readOnly(file.reading, der, tag::sequence, &body))
             return false;
-    return detail::atEnd(elements);
+        Level elements(file.reading, body);
+        while (!detail::atEnd(elements))
+            if (!detail::takeWhole(elements, tag::sequence, &element) || !readContent(file, element))
+                return false;
+        return true;
+    });
 }
 
-bool PKCS12PFX::parseContent(asn1::blob contentInfo) {
-    using detail::PKCS12Content;
-    asn1::blob type, content, octets;
-    if (!readContentInfo(contentInfo, &type, &content))
+bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo) {
+    Reading::Step const step(file.reading, "content", contents.size() + 1);
+    PKCS12Content content;
+    content.place = {file.reading.path(), file.reading.offsetOf(contentInfo.start)};
+    if (!readContent(file, contentInfo, content) && !file.setAside(content.unreadable))
+        return false;
+    addToLists(content);
+    contents.push_back(std::move(content));
+    return true;
+}
+
+/// Reads a content of the AuthenticatedSafe. What is refused is not among `encryptedData` and `envelopedData`.
+bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo, PKCS12Content& content) {
+    Reading& reading = file.reading;
+    asn1::blob type, value, octets;
+    if (!readFields(reading, contentInfo, &type, &value))
         return false;
     if (type == oid::data)
-        return detail::readOnly(content, tag::octetString, &octets) &&
-               (parseSafeContents(octets) || detail::refuseSafeContents());
+        return detail::readOnly(reading, value, tag::octetString, &octets) &&
+               (detail::readSafeContents(file, octets, content) || detail::noteSafeContents(reading));
+    auto const keep = [&](PKCS12Content::Kind kind, auto& list, auto&& data) {
+        content.kind = kind;
+        content.index = list.size();
+        content.isDecrypted = false;
+        list.push_back(std::move(data));
+        return true;
+    };
     if (type == oid::encryptedData) {
-        contents.push_back({PKCS12Content::Kind::encrypted, encryptedData.size(), false, {}});
-        return ::parse(encryptedData.emplace_back(), content);
+        PKCS7EncryptedData data;
+        return detail::read(reading, value, data) &&
+               keep(PKCS12Content::Kind::encrypted, encryptedData, std::move(data));
     }
     if (type == oid::envelopedData) {
-        contents.push_back({PKCS12Content::Kind::enveloped, envelopedData.size(), false, {}});
-        return envelopedData.emplace_back().parseData(content);
+        PKCS7EnvelopedData data;
+        return detail::readEnvelopedData(reading, value, data) &&
+               keep(PKCS12Content::Kind::enveloped, envelopedData, std::move(data));
     }
-    return false;
+    return refuseType(reading, type);
 }
 
-bool PKCS12PFX::parseSafeContents(asn1::blob safeContents) {
-    detail::PKCS12Content content;
-    if (!detail::readSafeContents(safeContents, isBer, content.bags))
-        return false;
-    contents.push_back(std::move(content));
-    show(contents.back());
-    return true;
-}
-
-bool PKCS12PFX::parseCertBag(asn1::blob certBag) {
-    detail::PKCS12Content content;
-    detail::PKCS12Bag bag;
-    if (!detail::readCertBag(certBag, &bag.certificate))
-        return false;
-    if (bag.certificate != nullptr) {
-        content.bags.push_back(std::move(bag));
-        contents.push_back(std::move(content));
-        show(contents.back());
-    }
-    return true;
-}
-
-/// Adds what an open content holds to the members.
-void PKCS12PFX::show(detail::PKCS12Content const& content) {
+/// Adds what a decrypted content holds to the members.
+void PKCS12PFX::addToLists(PKCS12Content const& content) {
     for (detail::PKCS12Bag const& bag : content.bags) {
         if (bag.certificate != nullptr) {
-            // A list that someone else filled may be shorter than it could be, and must not be longer.
+            // The lists are public members, so their lengths may differ.
             certificateAttributes.resize(certificates.size());
             certificates.push_back(bag.certificate);
             certificateAttributes.push_back(bag.attributes);
@@ -159,6 +261,24 @@ void PKCS12PFX::show(detail::PKCS12Content const& content) {
             keyAttributes.push_back(bag.attributes);
         }
     }
+}
+
+std::vector<Refusal> PKCS12PFX::unreadable() const {
+    std::vector<Refusal> refusals;
+    for (PKCS12Content const& content : contents) {
+        refusals.insert(refusals.end(), content.unreadable.begin(), content.unreadable.end());
+        for (detail::PKCS12Bag const& bag : content.bags)
+            if (bag.refusal)
+                refusals.push_back(bag.refusal);
+    }
+    return refusals;
+}
+
+std::vector<PKCS12IgnoredBag> PKCS12PFX::ignoredBags() const {
+    std::vector<PKCS12IgnoredBag> bags;
+    for (PKCS12Content const& content : contents)
+        bags.insert(bags.end(), content.ignored.begin(), content.ignored.end());
+    return bags;
 }
 
 void PKCS12PFX::dump(std::ostream& out) const {

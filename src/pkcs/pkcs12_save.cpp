@@ -107,7 +107,9 @@ bool saveShroudedKey(DerEncoder& to, Protection const& protection, PrivateKey co
 
 } // namespace
 
-bool PKCS12PFX::hasClosed() const { return lockedKeys() != 0 || lockedContents() != 0; }
+bool PKCS12PFX::wouldLoseParts() const {
+    return encryptedKeys() != 0 || encryptedContents() != 0 || !unreadable().empty();
+}
 
 bool PKCS12PFX::computeLocalKeyId() {
     if (certificates.empty() || keys.empty() || certificates[0] == nullptr || keys[0] == nullptr)
@@ -189,7 +191,7 @@ bool PKCS12PFX::makeMac(std::string_view password, asn1::blob safe, PKCS12PFX& m
 }
 
 /// Replaces what protects the file.
-void PKCS12PFX::takeOver(asn1::blob safe, PKCS12PFX&& made) {
+void PKCS12PFX::replaceProtection(asn1::blob safe, PKCS12PFX&& made) {
     authenticatedSafe.assign(safe.begin(), safe.end());
     signedData.reset();
     mac = std::move(made.mac);
@@ -203,13 +205,17 @@ void PKCS12PFX::takeOver(asn1::blob safe, PKCS12PFX&& made) {
 /// The authenticated safe with one more content. Empty when it is malformed.
 std::vector<unsigned char> PKCS12PFX::withContent(asn1::blob contentInfo) const {
     asn1::blob const safe(authenticatedSafe.data(), authenticatedSafe.size());
-    SecretBytes const der(isBer ? detail::berToDer(safe) : std::vector<unsigned char>());
-    asn1::blob before;
-    if (!safe.empty() && !detail::readOnly(isBer ? asn1::blob(der) : safe, tag::sequence, &before))
-        return {};
+    detail::Reading silent;
     DerEncoder encoder;
-    encoder.begin(tag::sequence).addEncoded(before).addEncoded(contentInfo).end();
-    return encoder.take();
+    auto const addTo = [&](asn1::blob der) {
+        asn1::blob before;
+        if (!safe.empty() && !detail::readOnly(silent, der, tag::sequence, &before))
+            return false;
+        encoder.begin(tag::sequence).addEncoded(before).addEncoded(contentInfo).end();
+        return true;
+    };
+    return detail::readAsDer(silent, mayBeBer && !safe.empty(), safe, addTo) ? encoder.take()
+                                                                             : std::vector<unsigned char>();
 }
 
 bool PKCS12PFX::encrypt(std::string_view password) {
@@ -218,7 +224,7 @@ bool PKCS12PFX::encrypt(std::string_view password) {
         std::cout << "PFX: encrypt supports only 3des" << std::endl;
         return false;
     }
-    if (hasClosed() || hasNull(certificates) || hasNull(keys))
+    if (wouldLoseParts() || hasNull(certificates) || hasNull(keys))
         return false;
 
     Protection const protection = {isPbes2, pbes2Cipher, iterations, password};
@@ -246,8 +252,8 @@ bool PKCS12PFX::encrypt(std::string_view password) {
     encryptedData = std::move(made.encryptedData);
     envelopedData.clear();
     contents.clear();
-    isBer = false;
-    takeOver(safe.buf, std::move(made));
+    mayBeBer = false;
+    replaceProtection(safe.buf, std::move(made));
     return true;
 }
 
@@ -273,7 +279,7 @@ bool PKCS12PFX::setPbes2Params(std::string_view password, asn1::blob content, Ci
     if (safe.empty() || !makeMac(password, safe, made))
         return false;
     encryptedData.push_back(std::move(data));
-    takeOver(safe, std::move(made));
+    replaceProtection(safe, std::move(made));
     scheme = std::move(chosen);
     pbes2Cipher = cipher;
     return true;
@@ -288,18 +294,18 @@ bool PKCS12PFX::encryptEnveloped(X509Certificate const& recipient, asn1::blob co
         if (safe.empty())
             return false;
         envelopedData.push_back(std::move(data));
-        takeOver(safe, {});
+        replaceProtection(safe, {});
         return true;
     }
     SecretBytes const plain(saveSafeContents(true));
-    if (hasClosed() || plain.value.empty() ||
+    if (wouldLoseParts() || plain.value.empty() ||
         !data.encrypt(recipient, oid::data, plain, cipher, getDefaultRng()))
         return false;
     encryptedData.clear();
     envelopedData.clear();
     contents.clear();
-    isBer = false;
-    takeOver(DerEncoder().begin(tag::sequence).addEncoded(data.encode()).end().take(), {});
+    mayBeBer = false;
+    replaceProtection(DerEncoder().begin(tag::sequence).addEncoded(data.encode()).end().take(), {});
     envelopedData.push_back(std::move(data));
     return true;
 }
@@ -309,7 +315,7 @@ bool PKCS12PFX::sign(X509Certificate const& certificate, PrivateKey const& key, 
     auto made = std::make_unique<PKCS7SignedData>();
     if (safe.value.empty() || !made->create(certificate, key, oid::data, safe, hash))
         return false;
-    takeOver(safe, {});
+    replaceProtection(safe, {});
     signedData = std::move(made);
     return true;
 }

@@ -47,6 +47,10 @@ bool checkKind(Reading& reading, asn1::blob der, MessageKind expected);
 /// Refuses the element that the level stands on, in place of which an OCTET STRING is required. Always false.
 bool refuseString(Level const& level, unsigned expected, char const* field = nullptr);
 
+/// `PKCS7EnvelopedData::decrypt` for the holder of `cert`.
+bool decryptEnvelopedData(Reading& reading, PKCS7EnvelopedData const& message, X509Certificate const& cert,
+                          PrivateKey const& key, std::vector<unsigned char>& out);
+
 /// Whether a recipient is the holder of `cert`.
 bool isRecipient(PKCS7KeyTransRecipientInfo const& recipient, X509Certificate const& cert);
 

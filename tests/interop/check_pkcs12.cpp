@@ -37,7 +37,7 @@ void interop::checkPkcs12(test::Case const& c) {
         return;
     }
     ASSERT_TRUE(isOpened) << output.text();
-    EXPECT_EQ(file.lockedKeys() + file.lockedContents(), 0u);
+    EXPECT_EQ(file.encryptedKeys() + file.encryptedContents(), 0u);
 
     ASSERT_EQ(file.certificates.size(), c.number("certificates"));
     for (size_t i = 0; i < file.certificates.size(); i++)

@@ -23,7 +23,7 @@ Description describe(KeyEncryption const& encryption);
 Description describe(PrivateKey const& key, bool withSecrets);
 
 struct Pkcs12File;
-/// What it holds as far as it is open, and what it says of the rest.
+/// What it holds as far as it is decrypted, and what it says of the rest.
 Description describe(Pkcs12File const& file, bool withSecrets);
 
 /// Bytes as "00:ff", or "(empty)".

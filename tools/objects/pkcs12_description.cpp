@@ -24,14 +24,14 @@ Description withAttributes(std::vector<PKCS12Attributes> const& attributes, size
 Description describe(Pkcs12File const& file, bool withSecrets) {
     PKCS12PFX const& pfx = *file.pfx;
     Description result{{"object", "PKCS#12 file"}};
-    if (file.isBer)
+    if (pfx.isBer())
         result["encoding"] = "BER";
     if (pfx.signedData)
         result["signature"] = describe(*pfx.signedData);
     if (!pfx.mac.empty()) {
-        result["mac"] = {{"hash", macName(pfx)}, {"saltBytes", pfx.macSalt.size()}};
+        result["mac"] = {{"hash", pfx.macName()}, {"saltBytes", pfx.macSalt.size()}};
         if (pfx.macIterations == 0)
-            result["mac"]["iterations"] = "not said (2048 are taken)";
+            result["mac"]["iterations"] = "not given (2048 and 1 are tried)";
         else
             result["mac"]["iterations"] = pfx.macIterations;
     }
@@ -47,11 +47,13 @@ Description describe(Pkcs12File const& file, bool withSecrets) {
         result["envelopedContents"].push_back(describe(content));
     for (AlgorithmIdentifier const& algorithm : pfx.keyEncryptions())
         result["encryptedKeys"].push_back(describe(describePkcs12Encryption(algorithm)));
-    if (size_t const contents = pfx.lockedContents(), keys = pfx.lockedKeys(); contents + keys > 0)
-        result["notOpened"] = std::to_string(contents) + " contents, " + std::to_string(keys) +
-                              " keys (--password-file opens what is under a password)";
-    if (!file.leftOut.empty())
-        result["leftOut"] = listLeftOut(file);
+    if (size_t const contents = pfx.encryptedContents(), keys = pfx.encryptedKeys(); contents + keys > 0)
+        result["notDecrypted"] = std::to_string(contents) + " contents, " + std::to_string(keys) +
+                                 " keys (--password-file decrypts what is under a password)";
+    if (std::string const ignored = listIgnored(pfx); !ignored.empty())
+        result["ignored"] = ignored;
+    for (Refusal const& refusal : pfx.unreadable())
+        result["unreadable"].push_back({{"reason", refusal.name()}, {"text", printable(refusal.str())}});
     for (size_t i = 0; i < pfx.keys.size(); ++i)
         result["keys"].push_back(withAttributes(pfx.keyAttributes, i, describe(*pfx.keys[i], withSecrets)));
     for (size_t i = 0; i < pfx.certificates.size(); ++i)

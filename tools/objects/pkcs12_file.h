@@ -1,4 +1,4 @@
-/// PKCS#12 files: reading and opening them, and what they say of themselves before that.
+/// PKCS#12 files: reading and decrypting what can be read, and what people are told of the rest.
 #pragma once
 
 #include "objects/key_file.h"
@@ -6,8 +6,9 @@
 #include "sealkit/blob.h"
 #include "sealkit/pkcs12.h"
 
+#include <cstdint>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,43 +16,33 @@
 /// The label of PKCS#12 in PEM, as GnuTLS writes it.
 inline constexpr char pkcs12Label[] = "PKCS12";
 
-/// Whether it has the shape of PKCS#12: in DER, or in BER with open lengths.
-bool looksLikePkcs12(asn1::blob der);
+/// How files are read here: DER and BER, without what cannot be read. A MAC whose file does not give its iterations has
+/// `macIterations`, or what the library and RFC 7292 take.
+PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations = {});
 
-/// A file whose structure was read, or why it was not.
+/// A file, or why it was not read.
 struct Pkcs12File {
     std::unique_ptr<PKCS12PFX> pfx;
-    bool isBer = false;
-    std::string complaint{};
-    std::set<std::string> leftOut{}; ///< The kinds of what the library has passed over so far.
+    std::string complaint;
 };
 
-/// Adds what the library says that it passed over.
-void addLeftOut(Pkcs12File& file, std::string const& diagnostics);
-
-/// What was passed over: "secrets, revocation lists"; empty where nothing was.
-std::string listLeftOut(Pkcs12File const& file);
-
-/// Reads the structure of DER, or of BER.
+/// Reads DER, or BER.
 Pkcs12File readPkcs12(asn1::blob der);
 
-/// The same of a file: its first PEM block "PKCS12", or what it is itself where it is no PEM.
+/// The same of a file: its first PEM block "PKCS12", or the file itself if it is not PEM.
 Pkcs12File readPkcs12Within(std::string_view text);
 
-/// The name of the MAC's hash, known here or not; the dotted form of others.
-std::string macName(PKCS12PFX const& pfx);
-
-/// Why no password will open it; empty for most.
-std::string whyNotOpened(PKCS12PFX const& pfx);
-
-/// Whether a password is needed to open it, or to verify it.
-bool needsPassword(PKCS12PFX const& pfx);
-
-/// What opening came to.
-struct Opening {
+/// What decrypting came to.
+struct Decrypting {
     ExitStatus status = exitDone; ///< `exitNo` for a wrong password.
     std::string complaint;
 };
 
-/// Verifies the MAC, and opens what is under the password.
-Opening openPkcs12(Pkcs12File& file, std::string const& password);
+/// Verifies the MAC, and decrypts what is under the password and can be.
+Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Options const& options);
+
+/// The kinds of what the file holds and is ignored: "CRL, 1.2.3"; empty if there is nothing.
+std::string listIgnored(PKCS12PFX const& pfx);
+
+/// What could not be read of the file, a sentence each.
+std::vector<std::string> listUnreadable(PKCS12PFX const& pfx);

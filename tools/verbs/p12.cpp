@@ -54,6 +54,7 @@ struct ImportOptions {
     std::optional<std::uint32_t> macIterations;
     bool keysOnly = false;
     bool certificatesOnly = false;
+    bool partial = false;
     bool encrypt = false;
     PasswordSource newPassword;
     std::string output;
@@ -179,9 +180,9 @@ bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
     pfx.macAlgorithm.params = {0x05, 0x00}; // NULL
 
     pfx.iterations = options.iterations.value_or(defaultIterations);
-    if (pfx.iterations < fewestIterations || pfx.iterations > pkcs12MostIterations)
+    if (pfx.iterations < fewestIterations || pfx.iterations > pkcs12MaxIterations)
         return wrong("--iterations takes a number from " + std::to_string(fewestIterations) + " to " +
-                     std::to_string(pkcs12MostIterations));
+                     std::to_string(pkcs12MaxIterations));
     return true;
 }
 
@@ -287,8 +288,8 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
     return answerNo(options.file + ": its signature does not count: " + reason);
 }
 
-/// Opens the contents that are encrypted to a certificate. Complains.
-int openEnveloped(Pkcs12File& file, ImportOptions const& options) {
+/// Decrypts the contents that are encrypted to a certificate. Complains.
+int decryptEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
     if (options.recipient.empty())
         return badInput(options.file +
                         ": contents are encrypted to a certificate: give it, --certificate FILE, and -k KEY");
@@ -299,61 +300,65 @@ int openEnveloped(Pkcs12File& file, ImportOptions const& options) {
     auto const certificate = readCertificate(options.recipient);
     if (!certificate)
         return exitBadInput;
-    terminal::CaptureDiagnostics const diagnostics;
-    bool const isOpen = file.pfx->decryptEnveloped(*certificate, *key) && file.pfx->lockedContents() == 0;
-    std::string const said = diagnostics.text();
-    addLeftOut(file, said);
-    if (isOpen)
-        return exitDone;
-    return answerNo(options.file + ": not all contents are encrypted to " + options.recipient +
-                    ", or its key is another" + (said.empty() ? "" : " (" + said + ")"));
+    Refusal refusal;
+    if (!pfx.decryptEnveloped(*certificate, *key, pkcs12Options(), &refusal))
+        return answerNo(options.file + ": " + refusal.str());
+    return exitDone;
 }
 
-/// Reads a file and opens it wholly; null after a complaint.
-std::unique_ptr<PKCS12PFX> openWholly(ImportOptions const& options, int* status) {
+/// Reads a file and decrypts what it can; null after a complaint.
+std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status) {
     auto const text = readSecretInput(options.file);
     if (!text) {
         *status = exitBadInput;
         return nullptr;
     }
-    Pkcs12File file = readPkcs12Within(textOf(*text));
-    if (!file.pfx || !whyNotOpened(*file.pfx).empty()) {
-        *status = badInput(options.file + ": " + (file.pfx ? whyNotOpened(*file.pfx) : file.complaint));
+    auto const refuse = [&](std::string const& complaint) {
+        *status = badInput(options.file + ": " + complaint);
         return nullptr;
-    }
+    };
+    Pkcs12File file = readPkcs12Within(textOf(*text));
+    if (!file.pfx)
+        return refuse(file.complaint);
     PKCS12PFX& pfx = *file.pfx;
-    if (file.isBer)
+    PKCS12Options const reading = pkcs12Options(options.macIterations);
+    if (Refusal refusal; !pfx.canDecrypt(reading, &refusal))
+        return refuse(refusal.str());
+    if (pfx.isBer())
         note(options.file + ": is BER and not DER, as some programs write it");
-    if (pfx.macIterations == 0)
-        pfx.macIterations = options.macIterations.value_or(0);
     *status = judgeOrigin(pfx, options);
     if (*status != exitDone)
         return nullptr;
 
     std::unique_ptr<Password> password;
-    auto const open = [&] {
+    auto const decrypt = [&] {
         if (!password)
             password = readPasswordOr(options.emptyPassword, options.password, AskFor::existing,
                                       nameOf(options.file, "the file on standard input"), status);
         if (!password)
             return false;
-        Opening const opening = openPkcs12(file, password->text);
-        *status = opening.status;
-        if (opening.status != exitDone) {
-            std::string const complaint = options.file + ": " + opening.complaint;
-            *status = opening.status == exitNo ? answerNo(complaint) : badInput(complaint);
+        Decrypting const result = decryptPkcs12(pfx, password->text, reading);
+        *status = result.status;
+        if (result.status != exitDone) {
+            std::string const complaint = options.file + ": " + result.complaint;
+            *status = result.status == exitNo ? answerNo(complaint) : badInput(complaint);
         }
         return *status == exitDone;
     };
-    if (needsPassword(pfx) && !open())
+    if (pfx.needsPassword() && !decrypt())
         return nullptr;
-    if (pfx.lockedContents() > 0) {
-        *status = openEnveloped(file, options);
-        if (*status != exitDone || (pfx.lockedKeys() > 0 && !open()))
+    if (pfx.needsRecipient() && !(options.partial && options.recipient.empty())) {
+        *status = decryptEnveloped(pfx, options);
+        if (*status != exitDone || (pfx.encryptedKeys() > 0 && !decrypt()))
             return nullptr;
     }
-    if (!file.leftOut.empty())
-        warn(options.file + ": more is in it, which is left out: " + listLeftOut(file));
+    if (std::string const ignored = listIgnored(pfx); !ignored.empty())
+        warn(options.file + ": it holds more, which is ignored: " + ignored);
+    for (std::string const& problem : listUnreadable(pfx)) {
+        warn(options.file + ": " + problem);
+        if (!options.partial)
+            *status = exitBadInput;
+    }
     return std::move(file.pfx);
 }
 
@@ -384,17 +389,17 @@ int importFile(ImportOptions const& options) {
         return wrongUsage(
             "certificates are not encrypted: leave --certificates-only or the new password out");
     if (options.macIterations &&
-        (*options.macIterations == 0 || *options.macIterations > pkcs12MostIterations))
-        return wrongUsage("--mac-iterations takes a number from 1 to " +
-                          std::to_string(pkcs12MostIterations));
+        (*options.macIterations == 0 || *options.macIterations > pkcs12MaxIterations))
+        return wrongUsage("--mac-iterations takes a number from 1 to " + std::to_string(pkcs12MaxIterations));
     OutputFile output;
     if (!openOutput(output, options.output, options.certificatesOnly ? 0666 : 0600, options.force))
         return exitBadInput;
 
     int status = exitDone;
-    auto const pfx = openWholly(options, &status);
+    auto const pfx = decryptFile(options, &status);
     if (!pfx)
         return status;
+    int const partly = status;
     bool const keys = !options.certificatesOnly, certificates = !options.keysOnly;
     if ((!keys || pfx->keys.empty()) && (!certificates || pfx->certificates.empty()))
         return badInput(options.file + ": holds no " +
@@ -416,7 +421,7 @@ int importFile(ImportOptions const& options) {
         for (auto const& certificate : inOrder(*pfx))
             if (!output.write(encodePemCertificate(*certificate)))
                 return exitBadInput;
-    return output.commit() ? exitDone : exitBadInput;
+    return output.commit() ? partly : exitBadInput;
 }
 
 Work exportVerb(CommandLine commandLine) {
@@ -477,6 +482,7 @@ Work importVerb(CommandLine commandLine) {
     Parameter const keysOnly = commandLine.flag("--keys-only", options->keysOnly, "write no certificates");
     commandLine.flag("--certificates-only", options->certificatesOnly, "write no keys").excludes(keysOnly);
     addPasswordOptions(commandLine, options->newPassword, "that keys are encrypted under", "key-out-");
+    commandLine.flag("--partial", options->partial, "end with 0 also when a part of the file cannot be read");
     commandLine.flag("--encrypt", options->encrypt, "encrypt the keys; asks for that password twice");
     commandLine
         .texts(
@@ -486,8 +492,8 @@ Work importVerb(CommandLine commandLine) {
         .valueName("FILE");
     commandLine.number(
         "--mac-iterations", options->macIterations,
-        "how often the password is hashed for the MAC, where the\nfile does not say: 2048 times "
-        "without this");
+        "how often the password is hashed for the MAC, if the file\ndoes not say: without this, 2048 "
+        "times and once are tried");
     Parameter key =
         commandLine
             .text("-k,--key", options->recipientKey, "the private key for what is encrypted to a certificate")
@@ -500,8 +506,9 @@ Work importVerb(CommandLine commandLine) {
     commandLine.footer(
         "Writes PEM: the keys in PKCS#8, the certificate of the first key, those that lead up from\n"
         "it, and the rest, as TLS servers want them, to a file that its owner alone can read. The\n"
-        "password is asked for where none is given. Ends with 1 when it is wrong, with 2 when the\n"
-        "file cannot be read.\n\n"
+        "password is asked for where none is given. Ends with 1 when it is wrong, and with 2 when the\n"
+        "file cannot be read. Of a file with parts that cannot be read the others are written, and\n"
+        "those are named; it ends with 2 then, unless --partial is given.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o my.key\n"
         "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"

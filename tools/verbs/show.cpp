@@ -24,6 +24,7 @@ struct Options {
     bool dump = false;
     bool json = false;
     bool secrets = false;
+    bool partial = false;
     PasswordSource password;
     std::string file;
 };
@@ -52,6 +53,7 @@ struct Found {
     Object object;
     int status = exitBadInput;
     std::string complaint;
+    std::vector<std::string> unreadable{}; ///< What could not be read of an object that is there.
 
     Found(Object found = {}) : object(std::move(found)) {}
     explicit operator bool() const { return object.index() != 0; }
@@ -140,18 +142,20 @@ Found readMessage(MessageKind kind, asn1::blob der) {
     return found;
 }
 
-/// Opened where a password is given.
+/// Decrypted if a password is given.
 Found readPkcs12As(asn1::blob der, Password const* password) {
     Pkcs12File file = readPkcs12(der);
     Found found;
     found.complaint = file.complaint;
     if (file.pfx && password) {
-        Opening const opening = openPkcs12(file, password->text);
-        found.status = opening.status;
-        found.complaint = opening.complaint;
+        Decrypting const result = decryptPkcs12(*file.pfx, password->text, pkcs12Options());
+        found.status = result.status;
+        found.complaint = result.complaint;
     }
-    if (found.complaint.empty())
+    if (found.complaint.empty()) {
+        found.unreadable = listUnreadable(*file.pfx);
         found.object = std::move(file);
+    }
     return found;
 }
 
@@ -464,7 +468,10 @@ int show(Options const& options) {
     };
 
     auto described = Description::array();
-    auto present = [&](Object object) {
+    auto present = [&](Found found) {
+        for (std::string const& problem : found.unreadable)
+            complain(problem, options.partial ? status : exitBadInput);
+        Object object = std::move(found.object);
         if (!options.dump) {
             Description const description = describeObject(object, options.secrets);
             if (options.json)
@@ -484,7 +491,7 @@ int show(Options const& options) {
         ++blocks;
         Found found = readBlock(*block, password.get());
         if (found)
-            present(std::move(found.object));
+            present(std::move(found));
         else
             complain("block " + std::to_string(blocks) + ", \"" + std::string(block->label) + "\", " +
                          (found.complaint.empty()
@@ -499,7 +506,7 @@ int show(Options const& options) {
             complain(found.complaint, found.status);
             return status;
         }
-        present(std::move(found.object));
+        present(std::move(found));
     }
     if (options.json)
         terminal::out() << described.dump(2, ' ', true) << std::endl;
@@ -513,6 +520,8 @@ Work setUpShow(CommandLine commandLine) {
     commandLine.flag("--dump", options->dump, "print the library's own dump");
     commandLine.flag("--json", options->json, "print JSON: an array with one object for each one found");
     commandLine.flag("--secrets", options->secrets, "show the secrets of private keys, too");
+    commandLine.flag("--partial", options->partial,
+                     "end with 0 also when a part of a PKCS#12 file cannot be\nread");
     addPasswordOptions(commandLine, options->password, "of encrypted private keys and PKCS#12 files");
     commandLine.text("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
         .required();

@@ -38,8 +38,8 @@ TEST(Pkcs12Peers, FilesOfOpenSslOpen) {
 
 TEST(Pkcs12Peers, CertificatesNamesAndKeyIdsOfOpenSsl) {
     PKCS12PFX pfx = parsedP12(readP12("openssl-modern"));
-    EXPECT_EQ(pfx.lockedKeys(), 1u);
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedKeys(), 1u);
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
     EXPECT_EQ(pfx.macIterations, 2048u);
     ASSERT_TRUE(decrypts(pfx, word));
     ASSERT_EQ(pfx.certificates.size(), 2u);
@@ -60,7 +60,7 @@ TEST(Pkcs12Peers, KeysSayHowTheyAreEncryptedOpenedOrNot) {
                                        std::pair("openssl-3des", "1.2.840.113549.1.12.1.3")}) {
         PKCS12PFX pfx = parsedP12(readP12(name));
         for (bool const isOpen : {false, true}) {
-            EXPECT_EQ(pfx.lockedKeys(), isOpen ? 0u : 1u);
+            EXPECT_EQ(pfx.encryptedKeys(), isOpen ? 0u : 1u);
             ASSERT_EQ(pfx.keyEncryptions().size(), 1u);
             EXPECT_EQ(oidStr(pfx.keyEncryptions()[0].oid), scheme);
             EXPECT_FALSE(pfx.keyEncryptions()[0].params.empty());
@@ -75,12 +75,12 @@ TEST(Pkcs12Peers, FilesOfOpenSslWithoutMacOpen) {
         PKCS12PFX pfx = parsedP12(readP12(name));
         EXPECT_TRUE(pfx.mac.empty());
         EXPECT_EQ(pfx.certificates.size(), 1u);
-        EXPECT_EQ(pfx.lockedKeys(), 1u);
+        EXPECT_EQ(pfx.encryptedKeys(), 1u);
         {
             CapturedOutput quiet;
             EXPECT_FALSE(pfx.decrypt("wrong"));
         }
-        EXPECT_EQ(pfx.lockedKeys(), 1u);
+        EXPECT_EQ(pfx.encryptedKeys(), 1u);
         EXPECT_TRUE(decrypts(pfx, word));
         expectAlice(pfx);
     }
@@ -200,7 +200,7 @@ TEST(Pkcs12Decrypt, FailsWhenAContentWasTakenAway) {
     PKCS12PFX pfx = parsedP12(protectedFile(true));
     pfx.encryptedData.clear();
     EXPECT_FALSE(decrypts(pfx, word));
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
 
     PKCS12PFX made = newP12();
     ASSERT_TRUE(made.encryptEnveloped(*rsaCertificate(), {}, CipherID::AesCbc));
@@ -247,8 +247,8 @@ TEST(Pkcs12Decrypt, WithAWrongPasswordAndNoMacChangesNothing) {
             opened += pfx.decrypt("wrong");
             EXPECT_TRUE(output.text() == "" || output.text() == badContents) << output.text();
             EXPECT_TRUE(pfx.certificates.empty());
-            EXPECT_EQ(pfx.lockedKeys(), 1u);
-            EXPECT_EQ(pfx.lockedContents(), 1u);
+            EXPECT_EQ(pfx.encryptedKeys(), 1u);
+            EXPECT_EQ(pfx.encryptedContents(), 1u);
             ASSERT_TRUE(pfx.decrypt(word));
             expectAlice(pfx);
         }
@@ -302,7 +302,7 @@ TEST(Pkcs12Decrypt, NamesSchemesOfKeysToo) {
         parts.bags = {certBag(),
                       bag(shroudedBagOid, sequence(algorithm(scheme, pbeParams()), octetString(Bytes(8))))};
         PKCS12PFX pfx = parsedP12(parts.der());
-        EXPECT_EQ(pfx.lockedKeys(), 1u);
+        EXPECT_EQ(pfx.encryptedKeys(), 1u);
         EXPECT_FALSE(decrypts(pfx, word, "PFX: unsupported PBE: <" + shown + ">\n"));
         EXPECT_EQ(pfx.certificates.size(), 1u);
     }
@@ -337,7 +337,7 @@ TEST(Pkcs12Decrypt, SaysWhenWhatIsDecryptedCannotBeRead) {
                                                octetString(encryptedBy(word, sequence(integer(0)), with))))};
     pfx = parsedP12(parts.der());
     EXPECT_FALSE(decrypts(pfx, word, badContents));
-    EXPECT_EQ(pfx.lockedKeys(), 1u);
+    EXPECT_EQ(pfx.encryptedKeys(), 1u);
 }
 
 TEST(Pkcs12Decrypt, KeepsTheOrderOfTheFile) {
@@ -354,8 +354,8 @@ TEST(Pkcs12Decrypt, KeepsTheOrderOfTheFile) {
         dataContent(sequence(bag(keyBagOid, ec)))};
     PKCS12PFX pfx = parsedP12(parts.der());
     EXPECT_EQ(pfx.keys.size(), 3u);
-    EXPECT_EQ(pfx.lockedKeys(), 1u);
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedKeys(), 1u);
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
     ASSERT_TRUE(decrypts(pfx, word));
     std::string order;
     for (auto const& key : pfx.keys)
@@ -396,7 +396,7 @@ TEST(Pkcs12Decrypt, StopsWhenAContentBringsTooMuchToLight) {
         std::clock_t const start = std::clock();
         EXPECT_FALSE(decrypts(pfx, password, tooMany));
         EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
-        EXPECT_EQ(pfx.lockedContents(), 1u);
+        EXPECT_EQ(pfx.encryptedContents(), 1u);
     }
 }
 
@@ -407,9 +407,9 @@ TEST(Pkcs12Enveloped, OpensForTheRecipientAlone) {
     ASSERT_TRUE(made.encryptEnveloped(*rsaCertificate(), {}, CipherID::AesCbc));
     PKCS12PFX pfx = parsedP12(made.save());
     EXPECT_EQ(pfx.envelopedData.size(), 1u);
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
     EXPECT_TRUE(decrypts(pfx, word)) << "nothing is under the password";
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
     EXPECT_FALSE(
         saying("ktri: no key matches\n", [&] { return pfx.decryptEnveloped(*p12Certificate(), *p12Key()); }));
     EXPECT_FALSE(saying("ktri: only rsa supported, not 1.2.840.113549.1.1.1\nktri: key decrypt failed\n",
@@ -428,7 +428,7 @@ TEST(Pkcs12Enveloped, SaysWhenTheContentIsNone) {
     ASSERT_TRUE(made.encryptEnveloped(*rsaCertificate(), null(), CipherID::AesCbc));
     PKCS12PFX pfx = parsedP12(made.save());
     EXPECT_FALSE(saying(badContents, [&] { return pfx.decryptEnveloped(*rsaCertificate(), *rsaKey()); }));
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
 }
 
 TEST(Pkcs12Enveloped, KeysUnderAPasswordWithinNeedItToo) {
@@ -444,7 +444,7 @@ TEST(Pkcs12Enveloped, KeysUnderAPasswordWithinNeedItToo) {
     ASSERT_TRUE(pfx.decryptEnveloped(*rsaCertificate(), *rsaKey()));
     EXPECT_EQ(pfx.certificates.size(), 1u);
     EXPECT_TRUE(pfx.keys.empty());
-    EXPECT_EQ(pfx.lockedKeys(), 1u);
+    EXPECT_EQ(pfx.encryptedKeys(), 1u);
     EXPECT_TRUE(decrypts(pfx, word));
     expectAlice(pfx);
 }

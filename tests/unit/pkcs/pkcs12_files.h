@@ -79,8 +79,8 @@ inline void expectAlice(PKCS12PFX const& pfx) {
     ASSERT_EQ(pfx.keys.size(), 1u);
     EXPECT_EQ(pfx.certificates[0]->serialize(), readMessage("p12-alice.der"));
     EXPECT_EQ(encodePkcs8PrivateKey(*pfx.keys[0]), encodePkcs8PrivateKey(*p12Key()));
-    EXPECT_EQ(pfx.lockedKeys(), 0u);
-    EXPECT_EQ(pfx.lockedContents(), 0u);
+    EXPECT_EQ(pfx.encryptedKeys(), 0u);
+    EXPECT_EQ(pfx.encryptedContents(), 0u);
 }
 
 namespace der {

@@ -279,7 +279,7 @@ TEST(Pkcs12Parse, LeavesNothingOfWhatItRefuses) {
         EXPECT_EQ(dumped(pfx), "");
         EXPECT_TRUE(pfx.mac.empty());
         EXPECT_TRUE(pfx.macSalt.empty());
-        EXPECT_EQ(pfx.lockedContents(), 0u);
+        EXPECT_EQ(pfx.encryptedContents(), 0u);
         EXPECT_EQ(pfx.saveAuthenticatedSafe(), PKCS12PFX().saveAuthenticatedSafe());
         EXPECT_EQ(pfx.iterations, 7u);
     }

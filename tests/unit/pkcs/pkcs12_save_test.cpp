@@ -90,8 +90,8 @@ TEST(Pkcs12Encrypt, TakesTripleDesUnlessToldOtherwise) {
     EXPECT_EQ(made.mac.size(), 32u);
 
     PKCS12PFX pfx = parsedP12(made.save());
-    EXPECT_EQ(pfx.lockedKeys(), 1u) << "in a bag of its own encryption, outside of what is encrypted";
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedKeys(), 1u) << "in a bag of its own encryption, outside of what is encrypted";
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
     ASSERT_TRUE(pfx.decrypt(word));
     expectAlice(pfx);
     EXPECT_EQ(pfx.keyAttributes[0].friendlyName, "alice");
@@ -114,14 +114,14 @@ TEST(Pkcs12Encrypt, OffersNoOtherScheme) {
 }
 
 TEST(Pkcs12Encrypt, BoundsItsCounts) {
-    for (unsigned iterations : {0u, pkcs12MostIterations + 1}) {
+    for (unsigned iterations : {0u, pkcs12MaxIterations + 1}) {
         PKCS12PFX made = newP12(iterations);
         EXPECT_FALSE(made.encrypt(word));
         EXPECT_FALSE(made.setPbes2Params(word, {}, CipherID::AesCbc));
         EXPECT_TRUE(made.scheme.empty());
     }
     PKCS12PFX made = newP12();
-    made.macIterations = pkcs12MostIterations + 1;
+    made.macIterations = pkcs12MaxIterations + 1;
     EXPECT_FALSE(made.encrypt(word));
     EXPECT_TRUE(made.encryptedData.empty());
 }
@@ -250,7 +250,7 @@ TEST(Pkcs12Enveloped, GoesWithPasswordsAndMacs) {
     ASSERT_TRUE(made.setPbes2Params(word, sequence(certBag()), CipherID::AesCbc));
     PKCS12PFX pfx = opened(made.save());
     EXPECT_EQ(pfx.certificates.size(), 1u);
-    EXPECT_EQ(pfx.lockedContents(), 1u);
+    EXPECT_EQ(pfx.encryptedContents(), 1u);
     ASSERT_TRUE(pfx.decryptEnveloped(*rsaCertificate(), *rsaKey()));
     expectAlice(pfx);
 
@@ -323,7 +323,7 @@ TEST(Pkcs12Mac, NeedsAKnownHash) {
     EXPECT_TRUE(pfx.computeMAC(word, {}, {}).empty());
     pfx.macAlgorithm = hashAlgorithm(HashID::MD5);
     EXPECT_EQ(pfx.computeMAC(word, {}, {}).size(), 16u);
-    pfx.macIterations = pkcs12MostIterations + 1;
+    pfx.macIterations = pkcs12MaxIterations + 1;
     EXPECT_TRUE(pfx.computeMAC(word, {}, {}).empty());
 }
 
