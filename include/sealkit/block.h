@@ -20,6 +20,8 @@
 
 #include <cstdint>
 
+#include "sealkit/detail/class_names_begin.h"
+
 /// A permutation of blocks under a key. The order of the virtual functions is part of the interface.
 class SEALKIT_API BlockCipher {
 public:
@@ -98,3 +100,5 @@ SEALKIT_API void CTR128_encrypt(BlockCipher& cipher, unsigned char* iv, unsigned
 /// The same operation.
 SEALKIT_API void CTR128_decrypt(BlockCipher& cipher, unsigned char* iv, unsigned char const* in, unsigned len,
                                 unsigned char* out);
+
+#include "sealkit/detail/class_names_end.h"

@@ -25,6 +25,8 @@
 #include <memory>
 #include <string>
 
+#include "sealkit/detail/class_names_begin.h"
+
 /// The algorithms. Each function that takes one takes the plain number as well.
 enum class HashID : unsigned {
     none = 0, ///< No algorithm.
@@ -189,8 +191,9 @@ public:
     using Hash::digest;
 
 protected:
-    MD5 md5;
-    SHA1 sha1;
+    // "class", as functions of OpenSSL have the same names.
+    class MD5 md5;
+    class SHA1 sha1;
 };
 
 /// Makes a hash object for `id`, ready for its first message. Null when `id` names no algorithm.
@@ -201,3 +204,5 @@ SEALKIT_API std::unique_ptr<Hash> createHash(HashID id);
 /// and for `HashID::MD5SHA1` and `HashID::MD4`, which appear in neither.
 SEALKIT_API std::string getHashName(HashID id);
 SEALKIT_API std::string getHashName(unsigned id);
+
+#include "sealkit/detail/class_names_end.h"

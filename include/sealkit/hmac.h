@@ -23,6 +23,8 @@
 #include <span>
 #include <vector>
 
+#include "sealkit/detail/class_names_begin.h"
+
 /// A keyed digest over a hash that the caller owns and keeps alive. The hash must be fresh when it is
 /// handed over, and is used by nobody else in the meantime.
 class SEALKIT_API HMAC : public Hash {
@@ -68,8 +70,8 @@ private:
 };
 
 /// A new HMAC over the hash `id`, which must be one that `createHash` knows: it is not checked.
-SEALKIT_API std::unique_ptr<HMAC> createHMAC(unsigned id, std::span<unsigned char const> key);
-SEALKIT_API std::unique_ptr<HMAC> createHMAC(HashID id, std::span<unsigned char const> key);
+SEALKIT_API std::unique_ptr<class HMAC> createHMAC(unsigned id, std::span<unsigned char const> key);
+SEALKIT_API std::unique_ptr<class HMAC> createHMAC(HashID id, std::span<unsigned char const> key);
 
 /// HKDF-Expand (RFC 5869, section 2.3): `length` bytes from the pseudo-random key `prk` and `info`. The
 /// length is not limited to 255 blocks: the counter byte then wraps to 0 and goes on. `hash` must be
@@ -83,3 +85,5 @@ SEALKIT_API std::vector<unsigned char> HKPDF_Expand(Hash& hash, unsigned char co
 SEALKIT_API std::vector<unsigned char> HKPDF(Hash& hash, std::vector<unsigned char> const& salt,
                                              std::vector<unsigned char> const& info,
                                              std::vector<unsigned char> const& ikm, unsigned length);
+
+#include "sealkit/detail/class_names_end.h"

@@ -12,6 +12,8 @@
 
 #include <cstdint>
 
+#include "sealkit/detail/class_names_begin.h"
+
 /// RC4 under one key: `setKey` first, then bytes in any number of calls.
 class SEALKIT_API RC4 {
 public:
@@ -37,3 +39,5 @@ protected:
     std::uint32_t i;      ///< One ahead of the i of the common description, which counts before its use.
     std::uint32_t j;
 };
+
+#include "sealkit/detail/class_names_end.h"

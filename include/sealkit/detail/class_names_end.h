@@ -1,0 +1,10 @@
+/// Brings back the macros that `class_names_begin.h` suspended.
+#pragma pop_macro("DES")
+#pragma pop_macro("HMAC")
+#pragma pop_macro("MD4")
+#pragma pop_macro("MD5")
+#pragma pop_macro("RC4")
+#pragma pop_macro("SHA1")
+#pragma pop_macro("SHA256")
+#pragma pop_macro("SHA384")
+#pragma pop_macro("SHA512")
