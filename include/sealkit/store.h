@@ -5,18 +5,21 @@
 /// | `CertificateStore` | the interface through which path building and validation (path.h) look things up |
 /// | `CertificateMemoryStore` | a store in memory, filled from PEM, folders or the system's configuration |
 /// | `LoadedFile` | what became of one file of a folder |
+/// | `readCertificates`, `readCrls` | every certificate or CRL of a text, and why others are refused |
+/// | `LoadRefusal` | what a store did not take of a file, and why |
 ///
 /// A store is filled once and then only read. Filling takes no locks; a filled store may serve any
 /// number of threads at once.
 ///
-/// What a store does not do: it judges nothing. Dates, signatures and flags of what it is given are
-/// not looked at, duplicates are kept, and whatever it holds is trusted by validation.
+/// What a store does not do: it decides nothing. Dates, signatures and flags of what it is given are
+/// not checked, and all that it holds is trusted by validation.
 #pragma once
 
 #include "sealkit/blob.h"
 #include "sealkit/crl.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/name.h"
+#include "sealkit/refusal.h"
 #include "sealkit/x509.h"
 
 #include <memory>
@@ -53,6 +56,21 @@ struct LoadedFile {
     LoadedAs as = LoadedAs::nothing;
 };
 
+/// What a loader left out of a file or folder, and why.
+struct LoadRefusal {
+    std::string path; ///< Of the file; of the folder if that cannot be opened.
+    Refusal refusal;  ///< Its `block` is the number of the PEM block that is refused.
+};
+
+/// Every certificate of a PEM text, or one in DER, in the text's order. Appends to `*refusals`, unless that is null, why
+/// a block is left out, or why there is none at all: the text is empty, of an unknown form or holds other objects. Blocks
+/// with other labels are ignored. Writes nothing to any stream.
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertificates(std::string_view text,
+                                                                           std::vector<Refusal>* refusals);
+/// The same for CRLs.
+SEALKIT_API std::vector<std::shared_ptr<X509Crl>> readCrls(std::string_view text,
+                                                           std::vector<Refusal>* refusals);
+
 /// A store that keeps everything in memory. Loaders only append; the first match in load order
 /// answers a look-up.
 class SEALKIT_API CertificateMemoryStore : public CertificateStore {
@@ -80,6 +98,17 @@ public:
 
     /// The same, and appends to `*files` what became of each entry other than "." and "..".
     bool loadFromDir(std::string_view dir, bool withCrls, std::vector<LoadedFile>* files);
+
+    /// Appends what `readCertificates` and `readCrls` give, but for copies of what the store holds. The number of objects
+    /// that were read, copies included.
+    size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals);
+    size_t loadCrls(std::string_view text, std::vector<Refusal>* refusals);
+
+    /// The same from a file, or from every file of a folder in the order of their names; folders in it are not entered.
+    /// Appends to `*refusals`, unless that is null, each file or block that is left out. An empty folder gives 0 and no
+    /// refusal.
+    size_t loadCertificatesFrom(std::string const& path, std::vector<LoadRefusal>* refusals);
+    size_t loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals);
 
     /// Appends what the system's certificate manager trusts for a use: its trusted entries whose use
     /// mask shares a bit with `usage`, the built-in CA folder where the settings trust it for such a

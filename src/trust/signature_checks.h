@@ -19,7 +19,7 @@ public:
     static constexpr unsigned unlimited = std::numeric_limits<unsigned>::max();
 
     explicit SignatureChecks(Diagnostics lines, unsigned maxWork = unlimited)
-        : diagnostics(lines), workLeft(maxWork) {}
+        : isSilent(lines == Diagnostics::silent), workLeft(maxWork) {}
 
     /// Verifies the signature of `object` under a DER SubjectPublicKeyInfo: `PathCode::valid`, `issuerKeyUnreadable`,
     /// `algorithmMismatch` or `badSignature`. Nothing if the work that is left does not suffice.
@@ -72,7 +72,7 @@ private:
     std::vector<unsigned char> const& digestOf(X509Base const& object, HashID hash);
     PathCode verify(X509Base const& object, Object& known, Key const& issuer);
 
-    Diagnostics diagnostics;
+    bool isSilent;
     unsigned workLeft;
     bool isExhausted = false;
     PathSearchEffort counted;

@@ -121,12 +121,13 @@ std::optional<X509Certificate> readCertificate(std::string const& path) {
     auto const text = readInput(path);
     if (!text)
         return std::nullopt;
-    CertificatesRead const read = readCertificates(*text);
-    if (read.certificates.empty()) {
-        badInput(path + ": " + (read.problems.empty() ? "no certificate" : read.problems.front()));
+    std::vector<Refusal> refusals;
+    auto const certificates = readCertificates(*text, &refusals);
+    if (certificates.empty()) {
+        badInput(path + ": " + complaintOf(certificates, refusals));
         return std::nullopt;
     }
-    return *read.certificates.front();
+    return *certificates.front();
 }
 
 std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer, unsigned usage) {

@@ -42,7 +42,9 @@ class Judgement {
 public:
     Judgement(PKCS7SignedData const& judged, CertificateMemoryStore const& store, PathOptions const& asked,
               MessageVerdict& result)
-        : message(judged), trusted(store), question(asked), verdict(result) {}
+        : message(judged), trusted(store), question(asked), verdict(result), search(store) {
+        search.addCertificates(message.certificates);
+    }
 
     void addSigner(PKCS7SignerInfo const& signer) {
         verdict.signers.push_back({&signer, findCertificate(message, signer, trusted)});
@@ -114,20 +116,19 @@ private:
             return;
         auto const [found, isNew] = verdicts.try_emplace(certificate.get());
         if (isNew)
-            found->second = judge(certificate, message.certificates, trusted, question);
-        Verdict const& chain = found->second;
+            found->second = search.find(certificate, question);
+        PathVerdict const& chain = found->second;
         if (int const code = chain.explanation.code; code != 0) {
             ++untrusted;
-            fail(verdict, "signer " + std::to_string(number) +
-                              ": its certificate is not trusted: " + reasonOf(chain.explanation));
+            fail(verdict,
+                 "signer " + std::to_string(number) + ": its certificate is not trusted: " + chain.reason());
             auto const& term = *findPathCode(code);
             verdict.notes.push_back("signer " + std::to_string(number) + ": certificate " +
                                     std::to_string(chain.explanation.depth) + " <" +
                                     printable(chain.explanation.subject) + ">: " + term.name + ": " +
                                     term.sentence + withFacts(chain.explanation.facts));
         }
-        for (std::string const& note : chain.notes)
-            verdict.notes.push_back("signer " + std::to_string(number) + ": " + note);
+        addCrls(chain.crls);
         for (PathWarning const& warning : chain.warnings) {
             auto const& term = getReasonText(warning.id);
             warn(term.name,
@@ -135,6 +136,14 @@ private:
                      ">: " + term.sentence,
                  factsOf(warning.facts));
         }
+    }
+
+    /// A CRL counts as the best of what the signers' chains make of it.
+    void addCrls(std::vector<CrlVerdict> const& crls) {
+        if (verdict.crls.empty())
+            verdict.crls = crls;
+        for (size_t i = 0; i < crls.size(); ++i)
+            verdict.crls[i].status = std::min(verdict.crls[i].status, crls[i].status);
     }
 
     static std::string withFacts(std::vector<Fact> const& facts) {
@@ -147,7 +156,8 @@ private:
     MessageVerdict& verdict;
     size_t number = 0;
     unsigned untrusted = 0;
-    std::map<X509Certificate const*, Verdict> verdicts;
+    PathSearch search;
+    std::map<X509Certificate const*, PathVerdict> verdicts;
 };
 
 std::string signerLine(size_t number, SignerFound const& signer) {
@@ -182,12 +192,13 @@ bool addCertificates(PKCS7SignedData& message, std::string const& path) {
     auto const text = readInput(path);
     if (!text)
         return false;
-    CertificatesRead read = readCertificates(*text);
-    if (read.certificates.empty() || !read.problems.empty()) {
-        badInput(path + ": " + (read.problems.empty() ? "no certificate in it" : read.problems.front()));
+    std::vector<Refusal> refusals;
+    auto certificates = readCertificates(*text, &refusals);
+    if (!refusals.empty()) {
+        badInput(path + ": " + complaintOf(certificates, refusals));
         return false;
     }
-    for (auto& certificate : read.certificates) {
+    for (auto& certificate : certificates) {
         auto const isCopy = [&](auto const& other) {
             return other->tbs == certificate->tbs && other->signature == certificate->signature;
         };

@@ -1,8 +1,8 @@
 /// Checking signed messages: who signed, whether that holds, and what is strange about it.
 #pragma once
 
-#include "objects/judge.h"
 #include "objects/message.h"
+#include "objects/trust.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -29,6 +29,7 @@ struct MessageVerdict {
     std::vector<SignerFound> signers;
     std::vector<MessageWarning> warnings;
     std::vector<std::string> notes;
+    std::vector<CrlVerdict> crls; ///< The best of what the signers' chains make of each.
 };
 
 /// Whether there are more certificates or signers in it than any message has. Complains, with `path`.

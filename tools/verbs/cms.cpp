@@ -196,9 +196,9 @@ int check(CheckOptions const& options) {
     asn1::blob const detached = given ? asn1::blob(given->data(), given->size()) : asn1::blob();
     asn1::blob const content = message.content.empty() ? detached : contentOf(message);
 
-    CertificateMemoryStore trusted;
+    Trust trust;
     int status = exitDone;
-    if (!loadTrusted(options.trust, message.certificates, &trusted, &status))
+    if (!loadTrust(options.trust, &trust, &status))
         return status;
     OutputFile output;
     if (!options.output.empty() &&
@@ -207,7 +207,9 @@ int check(CheckOptions const& options) {
         return exitBadInput;
 
     MessageVerdict verdict =
-        judgeMessage(message, message.content.empty() ? detached : asn1::blob(), trusted, question);
+        judgeMessage(message, message.content.empty() ? detached : asn1::blob(), trust.store, question);
+    if (!reportCrls(trust, verdict.crls, &verdict.notes))
+        return exitBadInput;
     if (given && detached != content)
         fail(verdict, "the message holds another content");
     if (!verdict.failure.empty() && message.content.empty() && isOverMailForm(message, detached))

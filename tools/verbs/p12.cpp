@@ -4,7 +4,6 @@
 #include "io/terminal.h"
 #include "objects/authority.h"
 #include "objects/certificates.h"
-#include "objects/chain.h"
 #include "objects/cipher_names.h"
 #include "objects/hash_names.h"
 #include "objects/pkcs12_file.h"
@@ -13,6 +12,7 @@
 #include "sealkit/pbes2.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
+#include "sealkit/search.h"
 
 #include <kp/text.h>
 
@@ -93,10 +93,11 @@ std::optional<CertificateChain> readAll(std::string const& path) {
     auto const text = readInput(path);
     if (!text)
         return std::nullopt;
-    CertificatesRead read = readCertificates(*text);
-    if (read.problems.empty() && !read.certificates.empty())
-        return std::move(read.certificates);
-    badInput(path + ": " + (read.problems.empty() ? "no certificate" : read.problems.front()));
+    std::vector<Refusal> refusals;
+    CertificateChain certificates = readCertificates(*text, &refusals);
+    if (refusals.empty())
+        return certificates;
+    badInput(path + ": " + complaintOf(certificates, refusals));
     return std::nullopt;
 }
 
@@ -124,6 +125,16 @@ bool isOfKey(X509Certificate const& certificate, PrivateKey const& key) {
     return own && own->equals(key);
 }
 
+/// The certificates that lead up from the leaf, trusted or not.
+CertificateChain findChain(std::shared_ptr<X509Certificate> const& leaf, CertificateChain const& candidates) {
+    CertificateMemoryStore const nothing;
+    PathSearch search(nothing);
+    search.addCertificates(candidates);
+    PathOptions options;
+    options.now = currentTime();
+    return search.find(leaf, options).chain;
+}
+
 /// The certificate of the first key, those that lead up from it, those of the other keys, the rest as they came.
 CertificateChain inOrder(PKCS12PFX const& pfx) {
     std::map<std::vector<unsigned char>, std::shared_ptr<X509Certificate>> byKey;
@@ -139,11 +150,7 @@ CertificateChain inOrder(PKCS12PFX const& pfx) {
             continue;
         }
         if (ordered.inOrder.empty())
-            forEachChain(own->second, pfx.certificates, {}, currentTime(),
-                         [&](CertificateChain const& chain) {
-                             ordered.add(chain);
-                             return true;
-                         });
+            ordered.add(findChain(own->second, pfx.certificates));
         ordered.add(own->second);
     }
     if (strays > 0 && !pfx.certificates.empty())
@@ -275,12 +282,10 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
         warn(options.file + ": is signed, and the signature is not checked (--ca FILE checks it)");
         return exitDone;
     }
-    TrustedAuthorities trusted;
-    for (std::string const& path : options.authorities)
-        if (!trusted.add(path))
-            return exitBadInput;
     CertificateMemoryStore store;
-    store.certs = trusted.certificates();
+    for (std::string const& path : options.authorities)
+        if (!loadTrusted(path, &store))
+            return exitBadInput;
     std::string reason;
     terminal::MuteDiagnostics const mute; // The reason says it.
     if (pfx.signedData->verify(store, {}, currentTime(), &reason))

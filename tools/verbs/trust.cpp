@@ -46,12 +46,11 @@ int add(kp::Store& store, Options const& options) {
         auto const text = readInput(file);
         if (!text)
             return exitBadInput;
-        CertificatesRead read = readCertificates(*text);
-        if (!read.problems.empty())
-            return badInput(file + ": " + read.problems.front() + "; nothing was added");
-        if (read.certificates.empty())
-            return badInput(file + ": no certificate in it; nothing was added");
-        certificates.insert(certificates.end(), read.certificates.begin(), read.certificates.end());
+        std::vector<Refusal> refusals;
+        auto const read = readCertificates(*text, &refusals);
+        if (!refusals.empty())
+            return badInput(file + ": " + complaintOf(read, refusals) + " Nothing was added.");
+        certificates.insert(certificates.end(), read.begin(), read.end());
     }
     uint32_t const usage = options.usage.value_or(CermEntry::everyUse);
     for (auto const& certificate : certificates)

@@ -325,12 +325,14 @@ int check(CheckOptions const& options) {
             return badInput(options.data + ": " + std::strerror(digest.error));
         expected->digest = std::move(digest.digest);
     }
-    CertificateMemoryStore trusted;
+    Trust trust;
     int status = exitDone;
-    if (!loadTrusted(options.trust, token.certificates, &trusted, &status))
+    if (!loadTrust(options.trust, &trust, &status))
         return status;
 
-    MessageVerdict verdict = judgeMessage(token, {}, trusted, question);
+    MessageVerdict verdict = judgeMessage(token, {}, trust.store, question);
+    if (!reportCrls(trust, verdict.crls, &verdict.notes))
+        return exitBadInput;
     checkAuthority(verdict, *stamp, token);
     checkStamp(verdict, *stamp, *expected, *now);
     if (expected->certificateWanted && !hasOwnCertificate)

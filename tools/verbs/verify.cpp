@@ -2,9 +2,8 @@
 #include "io/input.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
-#include "objects/chain.h"
-#include "objects/judge.h"
 #include "objects/key_file.h"
+#include "objects/trust.h"
 #include "verbs/verb.h"
 
 #include <nlohmann/json.hpp>
@@ -29,19 +28,19 @@ struct Options {
     std::string chain;
 };
 
-/// What the chain is asked, or what is wrong with how it was asked.
-bool readQuestion(Options const& options, PathOptions* question, std::string* complaint) {
+/// What the chain is validated for, or what is wrong with how that was asked.
+bool readPathOptions(Options const& options, PathOptions* to, std::string* complaint) {
     auto const time = readTime(options.trust, complaint);
     if (!time)
         return false;
-    question->now = *time;
-    if (!options.ip.empty() && (!question->address.parse(options.ip) || question->address.empty())) {
+    to->now = *time;
+    if (!options.ip.empty() && (!to->address.parse(options.ip) || to->address.empty())) {
         *complaint = "--ip: \"" + options.ip + "\" is no address";
         return false;
     }
-    question->hostName = options.host;
-    question->email = options.email;
-    question->checkCrls = options.trust.wantsCrls();
+    to->hostName = options.host;
+    to->email = options.email;
+    to->checkCrls = options.trust.wantsCrls();
     return true;
 }
 
@@ -73,7 +72,7 @@ std::vector<std::string> compare(CertificateChain const& given, CertificateChain
     return notes;
 }
 
-void printText(Verdict const& verdict, std::vector<std::string> const& notes) {
+void printText(PathVerdict const& verdict, std::vector<std::string> const& notes) {
     for (std::string const& note : notes)
         terminal::err() << "note: " << note << std::endl;
     for (size_t depth = 0; depth < verdict.chain.size(); ++depth) {
@@ -86,8 +85,7 @@ void printText(Verdict const& verdict, std::vector<std::string> const& notes) {
     if (explanation.code == 0)
         terminal::out() << "OK" << std::endl;
     else
-        terminal::out() << "FAILED " << explanation.code << ": " << printable(reasonOf(explanation))
-                        << std::endl;
+        terminal::out() << "FAILED " << explanation.code << ": " << printable(verdict.reason()) << std::endl;
 
     if (explanation.code != 0) {
         auto const& term = *findPathCode(explanation.code);
@@ -105,12 +103,12 @@ void printText(Verdict const& verdict, std::vector<std::string> const& notes) {
     }
 }
 
-void printJson(Verdict const& verdict, std::vector<std::string> const& notes) {
+void printJson(PathVerdict const& verdict, std::vector<std::string> const& notes) {
     PathExplanation const& explanation = verdict.explanation;
     nlohmann::ordered_json result;
     result["code"] = explanation.code;
     result["verdict"] = explanation.code == 0 ? "OK" : "FAILED";
-    result["reason"] = printable(reasonOf(explanation));
+    result["reason"] = printable(verdict.reason());
     for (auto const& certificate : verdict.chain)
         result["certificates"].push_back({{"subject", nameFor(*certificate)},
                                           {"issuer", printable(certificate->issuer.str())},
@@ -134,9 +132,9 @@ void printJson(Verdict const& verdict, std::vector<std::string> const& notes) {
 }
 
 int verify(Options const& options) {
-    PathOptions question;
+    PathOptions pathOptions;
     std::string complaint;
-    if (!readQuestion(options, &question, &complaint))
+    if (!readPathOptions(options, &pathOptions, &complaint))
         return wrongUsage(complaint);
     if (standardInputTwice(options.trust.inputsWith({options.chain})))
         return exitWrongUsage;
@@ -144,28 +142,29 @@ int verify(Options const& options) {
     auto const text = readInput(options.chain);
     if (!text)
         return exitBadInput;
-    CertificatesRead const read = readCertificates(*text);
-    if (!read.problems.empty())
-        return badInput(options.chain + ": " + read.problems.front());
-    CertificateChain const& given = read.certificates;
-    if (given.empty())
-        return badInput(options.chain + ": no certificate in it");
+    std::vector<Refusal> refusals;
+    CertificateChain const given = readCertificates(*text, &refusals);
+    if (!refusals.empty())
+        return badInput(options.chain + ": " + complaintOf(given, refusals));
     if (given.size() > maxGiven)
         return badInput(options.chain + ": more certificates than any chain has");
 
-    CertificateMemoryStore trusted;
+    Trust trust;
     int status = exitDone;
-    if (!loadTrusted(options.trust, given, &trusted, &status))
+    if (!loadTrust(options.trust, &trust, &status))
         return status;
 
-    Verdict const verdict = judge(chooseLeaf(given), given, trusted, question);
+    PathSearch search(trust.store);
+    search.addCertificates(given);
+    PathVerdict const verdict = search.find(x509ChooseLeaf(given), pathOptions);
     auto notes = compare(given, verdict.chain);
-    notes.insert(notes.end(), verdict.notes.begin(), verdict.notes.end());
+    if (!reportCrls(trust, verdict.crls, &notes))
+        return exitBadInput;
     if (options.json)
         printJson(verdict, notes);
     else
         printText(verdict, notes);
-    return verdict.explanation.code != 0 || (options.strict && !verdict.warnings.empty()) ? exitNo : exitDone;
+    return !verdict.isValid() || (options.strict && !verdict.warnings.empty()) ? exitNo : exitDone;
 }
 
 } // namespace

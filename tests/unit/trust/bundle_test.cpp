@@ -1,0 +1,128 @@
+// Loading certificates and CRLs with a reason for each one that is left out.
+
+#include "chains.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace {
+
+using test::CapturedOutput;
+namespace fs = std::filesystem;
+
+/// A new folder, removed with the object.
+class Folder {
+public:
+    Folder() {
+        std::string pattern = (fs::temp_directory_path() / "sealkit-bundle-XXXXXX").string();
+        path = mkdtemp(pattern.data());
+    }
+    ~Folder() { fs::remove_all(path); }
+    Folder(Folder const&) = delete;
+    Folder& operator=(Folder const&) = delete;
+
+    std::string write(std::string const& name, std::string_view text) const {
+        std::ofstream(path / name, std::ios::binary) << text;
+        return (path / name).string();
+    }
+
+    fs::path path;
+};
+
+std::string const certificates = test::readStoryFile("rsa-chain/chain.pem");
+std::string const brokenBlock = "-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n";
+std::string const brokenBase64 = "-----BEGIN CERTIFICATE-----\n****\n-----END CERTIFICATE-----\n";
+std::string const otherBlock = "-----BEGIN NOTE-----\nMAA=\n-----END NOTE-----\n";
+
+RefusalId refusalOf(std::string_view text) {
+    std::vector<Refusal> refusals;
+    EXPECT_TRUE(readCertificates(text, &refusals).empty());
+    EXPECT_EQ(refusals.size(), 1U);
+    return refusals.empty() ? RefusalId::none : refusals.front().id;
+}
+
+TEST(ReadCertificates, EachBlockThatIsLeftOutIsNamed) {
+    CapturedOutput output;
+    std::vector<Refusal> refusals;
+    size_t const whole = readCertificates(certificates, &refusals).size();
+    EXPECT_GE(whole, 2U);
+    EXPECT_TRUE(refusals.empty());
+    auto const read = readCertificates(otherBlock + brokenBlock + certificates + brokenBase64, &refusals);
+    EXPECT_EQ(read.size(), whole);
+    ASSERT_EQ(refusals.size(), 2U);
+    EXPECT_EQ(refusals[0].block, 2U);
+    EXPECT_EQ(refusals[0].offset, 2U);
+    EXPECT_EQ(refusals[0].id, RefusalId::missingElement);
+    EXPECT_EQ(refusals[1].block, 3 + whole);
+    EXPECT_EQ(refusals[1].id, RefusalId::pemMalformedBase64);
+    EXPECT_EQ(readCertificates(brokenBlock + certificates, nullptr).size(), whole);
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST(ReadCertificates, AnEmptyAForeignAndADamagedTextDiffer) {
+    EXPECT_EQ(refusalOf(""), RefusalId::emptyInput);
+    EXPECT_EQ(refusalOf("hello"), RefusalId::unknownForm);
+    EXPECT_EQ(refusalOf(otherBlock), RefusalId::otherKind);
+    EXPECT_EQ(refusalOf(std::string_view("0\x82\x10\x00", 4)), RefusalId::truncatedElement);
+    EXPECT_EQ(refusalOf(test::readStoryFile("revoked/crls.pem")), RefusalId::otherKind);
+}
+
+TEST(ReadCrls, TakesTheBlocksOfCrls) {
+    std::vector<Refusal> refusals;
+    EXPECT_FALSE(readCrls(certificates + test::readStoryFile("revoked/crls.pem"), &refusals).empty());
+    EXPECT_TRUE(refusals.empty());
+    EXPECT_TRUE(readCrls(certificates, &refusals).empty());
+    ASSERT_EQ(refusals.size(), 1U);
+    EXPECT_EQ(refusals[0].id, RefusalId::otherKind);
+}
+
+TEST(LoadCertificates, CopiesAreLeftOutAndCounted) {
+    CertificateMemoryStore store;
+    size_t const count = store.loadCertificates(certificates, nullptr);
+    EXPECT_EQ(store.certs.size(), count);
+    EXPECT_EQ(store.loadCertificates(certificates, nullptr), count);
+    EXPECT_EQ(store.certs.size(), count);
+}
+
+TEST(LoadCertificatesFrom, OneBadFileDoesNotLoseTheRest) {
+    CapturedOutput output;
+    Folder const folder;
+    std::string const bad = folder.write("1-bad.pem", brokenBlock);
+    std::string const empty = folder.write("2-empty.pem", "");
+    folder.write("3-good.pem", certificates);
+    std::string const text = folder.write("4-readme", "hello");
+    folder.write("5-good-again.pem", certificates);
+    fs::create_directory(folder.path / "6-folder");
+
+    CertificateMemoryStore store;
+    std::vector<LoadRefusal> refusals;
+    size_t const found = store.loadCertificatesFrom(folder.path.string(), &refusals);
+    EXPECT_EQ(found, 2 * store.certs.size());
+    ASSERT_EQ(refusals.size(), 3U);
+    EXPECT_EQ(refusals[0].path, bad);
+    EXPECT_EQ(refusals[0].refusal.block, 1U);
+    EXPECT_EQ(refusals[1].path, empty);
+    EXPECT_EQ(refusals[1].refusal.id, RefusalId::emptyInput);
+    EXPECT_EQ(refusals[2].path, text);
+    EXPECT_EQ(refusals[2].refusal.id, RefusalId::unknownForm);
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST(LoadCertificatesFrom, AMissingFileIsNamed) {
+    Folder const folder;
+    CertificateMemoryStore store;
+    std::vector<LoadRefusal> refusals;
+    std::string const missing = (folder.path / "missing").string();
+    EXPECT_EQ(store.loadCertificatesFrom(missing, &refusals), 0U);
+    ASSERT_EQ(refusals.size(), 1U);
+    EXPECT_EQ(refusals[0].path, missing);
+    EXPECT_EQ(refusals[0].refusal.id, RefusalId::missingFile);
+    EXPECT_EQ(store.loadCertificatesFrom(folder.path.string(), &refusals), 0U);
+    EXPECT_EQ(refusals.size(), 1U) << "an empty folder refuses nothing";
+    EXPECT_EQ(store.loadCrlsFrom(folder.write("x.crl", test::readStoryFile("revoked/crls.pem")), nullptr),
+              1U);
+    EXPECT_EQ(store.crls.size(), 1U);
+}
+
+} // namespace
