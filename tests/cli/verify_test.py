@@ -279,6 +279,12 @@ class VerifyTest(ProgramTest):
     def test_wrong_verb_is_named(self):
         self.assertIn('"frob" is no verb', self.expect(3, "frob", "x").err)
         self.assertIn('"frob" is no verb', self.expect(3, "store", "frob", "x").err)
+        for arguments in (["frob", "--help"], ["--help", "frob"], ["frob", "-h"], ["store", "frob", "--help"], ["frob", "verify", "--help"]):
+            result = self.expect(3, *arguments)
+            self.assertIn('"frob" is no verb', result.err)
+            self.assertEqual(result.out, "")
+        for arguments in (["--help"], ["store", "--help"], ["store", "list", "--help"]):
+            self.assertIn("sealkit", self.expect(0, *arguments).out)
         self.assertIn("a verb is missing", self.expect(3).err)
         self.assertIn("CHAIN", self.expect(3, "verify").err)
 

@@ -58,6 +58,21 @@ std::pair<CLI::App const*, std::string> findAsked(CLI::App const& app) {
     return {asked, before};
 }
 
+bool hasVerbs(CLI::App const& app) {
+    return !app.get_subcommands([](CLI::App const*) { return true; }).empty();
+}
+
+/// The first word that stands in the place of a verb and is not one.
+std::optional<std::string> findUnknownVerb(CLI::App const& app) {
+    for (CLI::App const* asked = &app; hasVerbs(*asked); asked = asked->get_subcommands().front()) {
+        if (!asked->remaining().empty())
+            return asked->remaining().front();
+        if (asked->get_subcommands().empty())
+            break;
+    }
+    return std::nullopt;
+}
+
 int complainAboutUsage(std::string const& complaint) {
     wrongUsage(complaint);
     terminal::err() << "Run with --help for more information." << std::endl;
@@ -145,15 +160,16 @@ int runCommandLine(int argc, char** argv, std::string const& description, std::s
         app.parse(markArguments(argc, argv));
     } catch (CLI::CallForHelp const&) {
         auto const [asked, before] = findAsked(app);
+        if (std::optional<std::string> const unknown = findUnknownVerb(app))
+            return complainAboutUsage("\"" + *unknown + "\" is no verb");
         terminal::out() << asked->help(before);
         return exitDone;
     } catch (CLI::ParseError const& error) {
         CLI::App const* const asked = findAsked(app).first;
-        auto const any = [](CLI::App const*) { return true; };
-        if (asked->get_subcommands().empty() && !asked->get_subcommands(any).empty())
-            return complainAboutUsage(asked->remaining().empty()
-                                          ? "a verb is missing"
-                                          : "\"" + asked->remaining().front() + "\" is no verb");
+        if (std::optional<std::string> const unknown = findUnknownVerb(app))
+            return complainAboutUsage("\"" + *unknown + "\" is no verb");
+        if (asked->get_subcommands().empty() && hasVerbs(*asked))
+            return complainAboutUsage("a verb is missing");
         return complainAboutUsage(error.what());
     }
     return work();
