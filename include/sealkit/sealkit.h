@@ -1,6 +1,7 @@
 /// Every public header of the library.
 #pragma once
 
+#include "sealkit/aead.h"
 #include "sealkit/asn1.h"
 #include "sealkit/bignum.h"
 #include "sealkit/blob.h"
