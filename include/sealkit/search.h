@@ -29,7 +29,7 @@
 /// Each pair of object and key is verified at most once, and each certificate and CRL is hashed once, for as long as the
 /// `PathSearch` lives: several leaves of one message share what was worked out.
 ///
-/// What a search does not do: it fetches nothing, and it tells nothing to any stream.
+/// What a search does not do: it fetches nothing and writes nothing to any stream.
 #pragma once
 
 #include "sealkit/detail/export.h"

@@ -1,7 +1,6 @@
 #include "trust/identity.h"
 
 #include "kp/text.h"
-#include "trust/general_name.h"
 
 #include <algorithm>
 
@@ -9,7 +8,7 @@ namespace detail {
 
 namespace {
 
-/// Both in lowercase. "*.x" stands for one label in front of ".x"; the label itself is not looked at.
+/// Both in lowercase. "*.x" stands for one label in front of ".x", which may be any.
 /// "*." alone, and an asterisk anywhere else, are characters like any other.
 bool matchesHostPattern(std::string_view host, std::string_view pattern) {
     if (host.empty())
@@ -31,11 +30,11 @@ bool bearsIdentity(X509Certificate const& leaf, PathOptions const& options) {
     bool const asksAddress = !options.address.empty();
     auto const bears = [&](GeneralName const& name) {
         switch (name.type) {
-        case dnsName:
+        case GeneralName::dnsName:
             return matchesHostPattern(host, str2lower(name.data));
-        case ipAddress:
+        case GeneralName::ipAddress:
             return asksAddress && name.getIp() == options.address;
-        case rfc822Name:
+        case GeneralName::rfc822Name:
             return !options.email.empty() && name.data == options.email;
         default:
             return false;

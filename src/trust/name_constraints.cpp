@@ -1,7 +1,5 @@
 #include "trust/name_constraints.h"
 
-#include "trust/general_name.h"
-
 #include <algorithm>
 
 namespace detail {
@@ -28,11 +26,11 @@ void NameConstraints::add(X509Certificate const& certificate, size_t depth) {
     GeneralName const& permitted = certificate.nameConstraintPermitted;
     if (permitted.type != GeneralName::none)
         firstPermitted.try_emplace(permitted.type, NameConstraint{&permitted, depth});
-    if (permitted.type == dnsName)
+    if (permitted.type == GeneralName::dnsName)
         permittedDnsNames.add(permitted.data);
 
     GeneralName const& excluded = certificate.nameConstraintExcluded;
-    if (excluded.type == dnsName) {
+    if (excluded.type == GeneralName::dnsName) {
         excludedDnsNames.push_back({&excluded, depth});
         excludedDnsSuffixes.add(excluded.data);
     }
@@ -42,7 +40,7 @@ std::optional<NameViolation> NameConstraints::findViolation(X509Certificate cons
     if (firstPermitted.empty() && excludedDnsNames.empty())
         return std::nullopt;
     for (GeneralName const& name : certificate.subjectAltNames) {
-        bool const isDns = name.type == dnsName;
+        bool const isDns = name.type == GeneralName::dnsName;
         if (isDns && excludedDnsSuffixes.hasEndOf(name.data)) {
             auto const constraint = std::ranges::find_if(excludedDnsNames, [&](NameConstraint const& each) {
                 return name.data.ends_with(each.name->data);

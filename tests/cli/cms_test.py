@@ -96,7 +96,7 @@ class SignTest(MessageTest):
         self.refused(2, "ended at ", *sign, "-k", "ada.key", "--certificate", "ended.pem", "letter")
         self.refused(3, "is no hash", *sign, *self.signer(), "-a", "md4", "letter")
         self.refused(2, "missing: No such file", *sign, *self.signer(), "missing")
-        self.refused(2, "letter: neither PEM nor", *sign, *self.signer(), "--chain", "letter", "letter")
+        self.refused(2, "neither PEM nor", *sign, *self.signer(), "--chain", "letter", "letter")
         self.refused(3, "only one thing", *sign, "-k", "-", "--certificate", "ada.pem", "-")
         self.refused(3, "--certificate", *sign, "-k", "ada.key", "letter")
         openssl("genrsa", "-out", self.at("short.key"), "512")
