@@ -2,8 +2,8 @@
 #include "sealkit/pem.h"
 #include "sealkit/store.h"
 
-#include "base/file.h"
 #include "base/reading.h"
+#include "trust/file.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "base/file.h"
+#include "trust/file.h"
 
 #include <cerrno>
 #include <cstring>
