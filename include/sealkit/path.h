@@ -16,7 +16,7 @@
 /// What validation does not check: path length, key usage and extended key usage, that issuer and
 /// subject names link, certificate policies, and the signature, dates and scope of a CRL. A caller
 /// that cares asks `x509PathWarnings`. Nothing here fetches anything: chains, stores and CRLs are
-/// what the caller has.
+/// what the caller has. `PathSearch` (search.h) finds the chain that validates among many certificates.
 ///
 /// All functions are stateless and only read the store.
 #pragma once
@@ -154,7 +154,7 @@ SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, Certi
 
 /// What validation of this chain leaves unchecked and other validators refuse: from the leaf up to
 /// the certificate where the chain meets the store (or its end), in the order of the chain. CRLs
-/// are looked at when `options.checkCrls` is set. An empty list for an empty chain.
+/// are checked if `options.checkCrls` is set. An empty list for an empty chain.
 SEALKIT_API std::vector<PathWarning>
 x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options);
 

@@ -92,7 +92,7 @@ public:
 
     /// Appends the certificate (the first, in PEM) of every file of a folder, and with `withCrls`
     /// the CRL of every file that holds no certificate. `dir` is used as it is given. Files that
-    /// hold neither are passed over in silence. False, with a line on standard output, only when
+    /// hold neither are ignored. False, with a line on standard output, only when
     /// the folder cannot be opened.
     bool loadFromDir(std::string_view dir, bool withCrls);
 
@@ -113,6 +113,6 @@ public:
     /// Appends what the system's certificate manager trusts for a use: its trusted entries whose use
     /// mask shares a bit with `usage`, the built-in CA folder where the settings trust it for such a
     /// use, and the CRLs of both. With `all`, every trusted entry and the built-in folder, and no
-    /// CRLs. What is missing or cannot be read is passed over in silence. Always true.
+    /// CRLs. What is missing or cannot be read is ignored. Always true.
     bool loadFromCerm(unsigned usage, bool all);
 };
