@@ -3,6 +3,7 @@
 #include "chains.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/search.h"
+#include "sealkit/signature.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -407,6 +408,36 @@ TEST(PathSearchEffort, LimitsEndASearch) {
     PathSearch shallow(store, {.maxChainLength = 4});
     shallow.addCertificates(given);
     EXPECT_EQ(shallow.find(leaf, atNow()).chain.size(), 4U);
+}
+
+/// A chain whose leaf is signed over another hash than its algorithm names.
+CertificateChain signedOverAnotherHash() {
+    Entity const root = makeRoot("Root", readKey("openssl-pkcs8-rsa")), leaf = makeUnder(root, "Leaf");
+    leaf.certificate->signature =
+        signHashed(*root.key, HashID::SHA1, calcDigest(HashID::SHA1, leaf.certificate->tbs));
+    return {leaf.certificate, root.certificate};
+}
+
+TEST(PathSilence, OnlyTheStatedFunctionsWriteWhatASignatureEncloses) {
+    CertificateChain const chain = signedOverAnotherHash();
+    auto const store = storeOf({chain[1]});
+    {
+        CapturedOutput output;
+        EXPECT_EQ(x509ExplainPath(chain, store, atNow()).code, 9);
+        EXPECT_EQ(search(store, chain).explanation.code, 9);
+        EXPECT_EQ(output.text(), "");
+    }
+    std::string const line = "not correct signature hash\n";
+    {
+        CapturedOutput output;
+        EXPECT_EQ(x509ValidatePath(chain, store, now, "", IPAddr6(), "", false, nullptr), 9);
+        EXPECT_EQ(output.text(), line);
+    }
+    CapturedOutput output;
+    PathRes result;
+    EXPECT_FALSE(verifySignature(chain[0].get(), chain[1]->subjectPublicKeyInfo, &result));
+    EXPECT_EQ(result.code, 9);
+    EXPECT_EQ(output.text(), line);
 }
 
 TEST(PathSearchReasons, EveryLimitAndStatusHasANameAndASentence) {
