@@ -105,12 +105,18 @@ public:
     /// would let anyone make a signature. A DigestInfo that is not as expected is named on standard
     /// output.
     bool verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const;
+    bool verifyHashed(unsigned hashId, asn1::blob digest, asn1::blob sig) const {
+        return verifyHashed(static_cast<HashID>(hashId), digest, sig);
+    }
 
     /// The digest within `block`, the DigestInfo of a signature: a view into `block`. It must be one
     /// SEQUENCE for hash `expected` with a digest of that hash's size and nothing behind it; what is
     /// wrong otherwise is said in one line on standard output, and the result is empty. The
     /// parameters of the algorithm are not examined.
     static asn1::blob parseHashFromDerEncoded(HashID expected, asn1::blob block);
+    static asn1::blob parseHashFromDerEncoded(unsigned expected, asn1::blob block) {
+        return parseHashFromDerEncoded(static_cast<HashID>(expected), block);
+    }
 };
 
 /// RSA private key (RFC 8017, section 3.2), two primes.
@@ -150,6 +156,9 @@ public:
     /// bytes of the standard is signed all the same. p, q, exp1, exp2 and coeff may be zero, which
     /// takes longer.
     std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
+    std::vector<unsigned char> signHashed(unsigned hashId, asn1::blob digest) const {
+        return signHashed(static_cast<HashID>(hashId), digest);
+    }
 };
 
 /// Public key on a named NIST curve.
@@ -176,6 +185,9 @@ public:
     /// Whether `sig`, the DER of SEQUENCE { r INTEGER, s INTEGER } (RFC 5480, appendix A), is the
     /// ECDSA signature of `digest`, which was made with `hashId`.
     bool verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const;
+    bool verifyHashed(unsigned hashId, asn1::blob digest, asn1::blob sig) const {
+        return verifyHashed(static_cast<HashID>(hashId), digest, sig);
+    }
 };
 
 /// Private key on a named NIST curve.
@@ -210,6 +222,9 @@ public:
     /// size, when `secret` is out of its range, and when `point` is not the secret's own. `point` may be
     /// (0, 0), which takes longer.
     std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
+    std::vector<unsigned char> signHashed(unsigned hashId, asn1::blob digest) const {
+        return signHashed(static_cast<HashID>(hashId), digest);
+    }
 
     /// The secret shared with the holder of the point `peerPoint` (SEC 1, section 3.3.1), which is
     /// uncompressed or compressed: the x-coordinate, as wide as the field. Empty when the point is not of

@@ -20,3 +20,7 @@
 /// than 2^32 - 1 digests.
 SEALKIT_API bool pbkdf2(HashID prf, asn1::blob password, asn1::blob salt, unsigned iterations,
                         std::span<unsigned char> key);
+inline bool pbkdf2(unsigned prf, asn1::blob password, asn1::blob salt, unsigned iterations,
+                   std::span<unsigned char> key) {
+    return pbkdf2(static_cast<HashID>(prf), password, salt, iterations, key);
+}

@@ -82,6 +82,10 @@ enum class PKCS12Purpose : unsigned char { key = 1, iv = 2, mac = 3 };
 /// digest's length of `out` begun. False, with `out` as it was, for another hash and for a count of 0.
 SEALKIT_API bool pkcs12_kdf(HashID hash, asn1::blob password, asn1::blob salt, unsigned iterations,
                             PKCS12Purpose purpose, std::span<unsigned char> out);
+inline bool pkcs12_kdf(unsigned hash, asn1::blob password, asn1::blob salt, unsigned iterations,
+                       PKCS12Purpose purpose, std::span<unsigned char> out) {
+    return pkcs12_kdf(static_cast<HashID>(hash), password, salt, iterations, purpose, out);
+}
 
 /// pkcs-12PbeParams (RFC 7292, appendix C). None of it is secret.
 struct PBEParams {
@@ -305,6 +309,9 @@ public:
     /// becomes one more encrypted content behind those that are there, a MAC over it all is made, and certificates
     /// and keys of the object are not written. False as in `encrypt`.
     bool setPbes2Params(std::string_view password, asn1::blob content, CipherID cipher);
+    bool setPbes2Params(std::string_view password, asn1::blob content, unsigned cipher) {
+        return setPbes2Params(password, content, static_cast<CipherID>(cipher));
+    }
 
     /// Protects certificates and keys for the holder of `recipient`, which has an RSA key: all in one enveloped
     /// content. What protected them before is dropped. When `content`, a SafeContents, is not empty, it is
@@ -313,6 +320,9 @@ public:
     /// pfx.saveAuthenticatedSafe())`. False, and the object as it was, when something is not decrypted or
     /// unreadable and would be lost, and as `PKCS7EnvelopedData::encrypt` is.
     bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, CipherID cipher);
+    bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, unsigned cipher) {
+        return encryptEnveloped(recipient, content, static_cast<CipherID>(cipher));
+    }
 
     /// Wraps the AuthenticatedSafe in a SignedData, as `PKCS7SignedData::create` makes it, in place of the MAC. False,
     /// and the object as it was, when that is.

@@ -20,19 +20,40 @@
 /// The signature of `digest`, which was made with `hash`, by an RSA or EC key. Empty for other keys, and
 /// when the key's own `signHashed` fails.
 SEALKIT_API std::vector<unsigned char> signHashed(PrivateKey const& key, HashID hash, asn1::blob digest);
+inline std::vector<unsigned char> signHashed(PrivateKey const& key, unsigned hash, asn1::blob digest) {
+    return signHashed(key, static_cast<HashID>(hash), digest);
+}
 
 /// Whether `signature` is that of `digest`, which was made with `hash`, under an RSA or EC key. False for
 /// other keys.
 SEALKIT_API bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature);
+inline bool verifyHashed(PublicKey const& key, unsigned hash, asn1::blob digest, asn1::blob signature) {
+    return verifyHashed(key, static_cast<HashID>(hash), digest, signature);
+}
 /// Says why it does not verify, and writes nothing.
 SEALKIT_API bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature,
                               Refusal* refusal);
+inline bool verifyHashed(PublicKey const& key, unsigned hash, asn1::blob digest, asn1::blob signature,
+                         Refusal* refusal) {
+    return verifyHashed(key, static_cast<HashID>(hash), digest, signature, refusal);
+}
 
 /// The signature of `message` by an RSA or EC key over its digest by `hash`, or by an Ed25519 key, which
 /// brings its own hash: `hash` is not looked at. Empty when there is none.
 SEALKIT_API std::vector<unsigned char> signMessage(PrivateKey const& key, HashID hash, asn1::blob message);
+inline std::vector<unsigned char> signMessage(PrivateKey const& key, unsigned hash, asn1::blob message) {
+    return signMessage(key, static_cast<HashID>(hash), message);
+}
 
 /// Whether `signature` is that of `message`.
 SEALKIT_API bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature);
+inline bool verifyMessage(PublicKey const& key, unsigned hash, asn1::blob message, asn1::blob signature) {
+    return verifyMessage(key, static_cast<HashID>(hash), message, signature);
+}
+/// The same, and why not in `*refusal`.
 SEALKIT_API bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature,
                                Refusal* refusal);
+inline bool verifyMessage(PublicKey const& key, unsigned hash, asn1::blob message, asn1::blob signature,
+                          Refusal* refusal) {
+    return verifyMessage(key, static_cast<HashID>(hash), message, signature, refusal);
+}
