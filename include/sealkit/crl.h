@@ -50,6 +50,8 @@ public:
     /// is then partly filled and of no use. issuingDistributionPoint is passed over even when it is
     /// critical. Extensions that are not stored are named on standard output, one line each.
     bool parse(unsigned char const* data, unsigned len);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob der, Refusal* refusal);
 
     /// Takes `name`, the whole encoding of a Name, as issuer (`X509Certificate::setIssuer`).
     bool setIssuer(asn1::blob name);

@@ -95,9 +95,9 @@ enum class RefusalId : unsigned {
 
     // Certificates, CRLs and requests.
     certificateVersion,
-    crlVersion,
     algorithmMismatch,
     repeatedExtension,
+    repeatedAttribute,
     unknownCriticalExtension,
     malformedExtension,
     severalSubtrees,

@@ -43,9 +43,14 @@ public:
     bool parse(unsigned char const* data, unsigned len);
     /// The same.
     bool parseReq(asn1::blob request);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob der, Refusal* refusal);
 
     /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
     std::unique_ptr<PublicKey> parsePublicKey() const;
+
+    /// Whether the request is signed with the private half of its own key.
+    bool verifyOwnSignature() const;
 
     /// Stores the SubjectPublicKeyInfo of `key`, whose private half must sign the request.
     void setPublicKey(PublicKey const& key);

@@ -24,11 +24,22 @@
 #include "sealkit/keys.h"
 #include "sealkit/name.h"
 #include "sealkit/oid.h"
+#include "sealkit/refusal.h"
 #include "sealkit/timepoint.h"
 
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <vector>
+
+class X509Base;
+class X509Certificate;
+
+namespace detail {
+class Reading;
+struct SignedParts;
+bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts);
+} // namespace detail
 
 /// Bits of a key usage word: bit i is the named bit i of the extension (RFC 5280, section 4.2.1.3).
 struct KeyUsage {
@@ -97,6 +108,12 @@ public:
     /// False, and nothing changed, when `object` is not one SEQUENCE of a SEQUENCE, an
     /// AlgorithmIdentifier and a BIT STRING with nothing behind it.
     bool unpackObj(asn1::blob object);
+    /// The same, with a reason (refusal.h).
+    bool unpackObj(asn1::blob object, Refusal* refusal);
+
+    /// Whether `signature` is that of `tbs` under `key`. False if the algorithm is unknown or not one of the key's
+    /// kind.
+    bool verify(PublicKey const& key) const;
 
     /// The DER of the whole object. What was unpacked and not changed since comes back byte for byte;
     /// an element whose member was changed is encoded anew, with the shortest lengths.
@@ -114,6 +131,10 @@ protected:
     std::vector<unsigned char> unpackedHeader;
     std::vector<unsigned char> unpackedAlgorithm;
     std::vector<unsigned char> unpackedSignature;
+
+private:
+    friend bool detail::unpack(detail::Reading& reading, asn1::blob object, X509Base& to,
+                               detail::SignedParts* parts);
 };
 
 /// A certificate. Fields are as of the last `parse`; the objects they name are optional where an empty
@@ -154,12 +175,20 @@ public:
     /// Reported on standard output, one line each: unknown extensions, unknown extended key usages,
     /// distribution points that are no full name, and constraints that are not enforced.
     bool parse(unsigned char const* data, unsigned len);
+    /// The same, silently and with a reason (refusal.h).
+    bool parse(asn1::blob der, Refusal* refusal);
 
     /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
     std::unique_ptr<PublicKey> parsePublicKey() const;
 
     /// Stores the SubjectPublicKeyInfo of `key`. The subject key identifier stays as it is.
     void setPublicKey(PublicKey const& key);
+
+    /// How many CAs may follow below this one (pathLenConstraint, RFC 5280, section 4.2.1.9); nothing if the
+    /// certificate does not say. A number above 32 bits reads as the largest of 32 bits.
+    std::optional<unsigned> pathLength() const { return maxPathLength; }
+    /// Sets it. It is written only where `basicConstraints` is 1.
+    void setPathLength(std::optional<unsigned> length) { maxPathLength = length; }
 
     /// Takes `name`, the whole encoding of a Name, as issuer or subject. Its bytes are what is written,
     /// unless the member is changed afterwards: an issuer must be the bytes of its own certificate's
@@ -201,8 +230,13 @@ public:
 private:
     std::vector<unsigned char> issuerElement;  ///< As `setIssuer` took it.
     std::vector<unsigned char> subjectElement; ///< As `setSubject` took it.
+    std::optional<unsigned> maxPathLength;
 };
 
 /// The key identifier that most authorities use (RFC 5280, section 4.2.1.2, method 1): the SHA-1 digest of the
 /// key's own DER. Empty when `subjectPublicKeyInfo` is malformed.
 SEALKIT_API std::vector<unsigned char> calcKeyId(asn1::blob subjectPublicKeyInfo);
+
+/// The content octets of the object identifier of the key's algorithm, a view; empty if `subjectPublicKeyInfo` is
+/// malformed. For keys that `parsePublicKey` does not know.
+SEALKIT_API asn1::blob getKeyAlgorithm(asn1::blob subjectPublicKeyInfo);

@@ -85,10 +85,10 @@ constexpr std::array rows = {
         "The encrypted data is empty or not a whole number of cipher blocks."},
 
     Row{RefusalId::certificateVersion, "certificate-version", "The certificate is not of version 3."},
-    Row{RefusalId::crlVersion, "crl-version", "The CRL is not of version 1 or 2."},
     Row{RefusalId::algorithmMismatch, "algorithm-mismatch",
         "The signed part names another signature algorithm than the object around it."},
     Row{RefusalId::repeatedExtension, "repeated-extension", "An extension occurs more than once."},
+    Row{RefusalId::repeatedAttribute, "repeated-attribute", "An attribute occurs more than once."},
     Row{RefusalId::unknownCriticalExtension, "unknown-critical-extension",
         "An extension is critical and not supported."},
     Row{RefusalId::malformedExtension, "malformed-extension", "The value of an extension is malformed."},

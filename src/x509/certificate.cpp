@@ -2,15 +2,19 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/x509.h"
 
-#include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/read.h"
+#include "x509/extension_values.h"
 #include "x509/extensions.h"
 #include "x509/general_names.h"
 #include "x509/key_usage.h"
+#include "x509/read.h"
 #include "x509/writer.h"
 
 #include <algorithm>
-#include <iostream>
+#include <limits>
+#include <optional>
+#include <ostream>
 #include <span>
 #include <string>
 #include <utility>
@@ -34,43 +38,72 @@ struct Outline {
     asn1::blob subjectPublicKeyInfo;
     asn1::blob extensions; ///< Content of the list.
 
-    bool read(asn1::blob tbs) {
-        asn1::blob content, version, validity, wrapped;
-        if (!detail::readOnly(tbs, tag::sequence, &content))
+    bool read(detail::Reading& reading, asn1::blob tbs) {
+        asn1::blob content, validity, wrapped;
+        if (!detail::readOnly(reading, tbs, tag::sequence, &content))
             return false;
-        asn1::parser fields(content);
-        if (!detail::take(fields, tag::constructed(0), &version) || !isVersion3(version) ||
-            !detail::takeInteger(fields, &serialNumber) ||
-            !detail::takeWhole(fields, tag::sequence, &algorithm) ||
-            !detail::takeWhole(fields, tag::sequence, &issuer) ||
-            !detail::take(fields, tag::sequence, &validity) || !readValidity(validity) ||
-            !detail::takeWhole(fields, tag::sequence, &subject) ||
-            !detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo))
+        detail::Level fields(reading, content);
+        if (!takeVersion(fields) || !detail::takeInteger(fields, &serialNumber, "serialNumber") ||
+            !detail::takeWhole(fields, tag::sequence, &algorithm, "signature") ||
+            !detail::takeWhole(fields, tag::sequence, &issuer, "issuer") ||
+            !detail::take(fields, tag::sequence, &validity, "validity") || !readValidity(reading, validity) ||
+            !detail::takeWhole(fields, tag::sequence, &subject, "subject") ||
+            !detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo, "subjectPublicKeyInfo"))
             return false;
-        if (fields.tag == tag::constructed(3) && (!detail::take(fields, tag::constructed(3), &wrapped) ||
-                                                  !detail::readOnly(wrapped, tag::sequence, &extensions)))
+        if (isUniqueIdentifier(fields.tag))
+            return reading.refuse(RefusalId::uniqueIdentifiers, fields.tlvStart);
+        if (fields.tag == tag::constructed(3) &&
+            (!detail::take(fields, tag::constructed(3), &wrapped, "extensions") ||
+             !detail::readOnly(reading, wrapped, tag::sequence, &extensions, "extensions")))
             return false;
-        return detail::atEnd(fields);
+        return detail::finish(fields);
     }
 
 private:
     /// Validity ::= SEQUENCE { notBefore Time, notAfter Time }
-    bool readValidity(asn1::blob content) {
-        asn1::parser times(content);
-        notBefore = times.takeWhole();
-        notAfter = times.takeWhole();
-        return detail::atEnd(times) && notBefore.end() <= notAfter.start;
+    bool readValidity(detail::Reading& reading, asn1::blob content) {
+        detail::Reading::Step const step(reading, "validity");
+        detail::Level times(reading, content);
+        return takeAny(times, &notBefore, "notBefore") && takeAny(times, &notAfter, "notAfter") &&
+               detail::finish(times);
     }
 
-    static bool isVersion3(asn1::blob version) {
-        asn1::parser number(version);
-        return number.tag == tag::integer && number.readUInt() == version3 && detail::atEnd(number);
+    /// An element of any type: `readTime` checks it after the names, which are noted first.
+    static bool takeAny(detail::Level& level, asn1::blob* element, char const* field) {
+        bool const isThere = !detail::atEnd(level) && level.tag != asn1::parser::errorTag;
+        return detail::takeWhole(level, isThere ? level.tag : tag::utcTime, element, field);
+    }
+
+    /// version [0] EXPLICIT INTEGER DEFAULT v1
+    static bool takeVersion(detail::Level& fields) {
+        detail::Reading& reading = fields.reading;
+        asn1::blob const place(fields.tlvStart, fields.finish);
+        if (fields.tag == tag::integer)
+            return refuseVersion(reading, place, "1");
+        asn1::blob version;
+        if (!detail::take(fields, tag::constructed(0), &version, "version"))
+            return false;
+        detail::Level number(reading, version);
+        unsigned found = 0;
+        if (!detail::takeUInt(number, &found, "version") || !detail::finish(number))
+            return false;
+        return found == version3 || refuseVersion(reading, place, std::to_string(std::uint64_t{found} + 1));
+    }
+
+    static bool refuseVersion(detail::Reading& reading, asn1::blob place, std::string found) {
+        return reading.refuse(RefusalId::certificateVersion, place,
+                              {{"expected", "3"}, {"found", std::move(found)}});
+    }
+
+    /// issuerUniqueID [1] or subjectUniqueID [2], IMPLICIT BIT STRING.
+    static bool isUniqueIdentifier(unsigned elementTag) {
+        return elementTag == tag::primitive(1) || elementTag == tag::primitive(2);
     }
 };
 
-/// Extensions that say nothing that the library acts on: known, and passed over even when critical.
-bool isPassedOver(asn1::blob id) {
-    static constexpr std::span<unsigned char const> passedOver[] = {
+/// Known extensions that the library does not act on: ignored even when critical.
+bool isIgnored(asn1::blob id) {
+    static constexpr std::span<unsigned char const> ignored[] = {
         oid::authorityInfoAccess,
         oid::subjectInfoAccess,
         oid::certificatePolicies,
@@ -80,156 +113,122 @@ bool isPassedOver(asn1::blob id) {
         oid::subjectDirectoryAttributes,
         oid::signedCertificateTimestamps,
     };
-    for (std::span<unsigned char const> known : passedOver)
+    for (std::span<unsigned char const> known : ignored)
         if (asn1::blob(known) == id)
             return true;
     asn1::blob family(oid::netscapeCertificateExtensions);
     return id.size() > family.size() && id.pop_front(family.size()) == family;
 }
 
-/// Where remarks on what is passed over go.
-using Notices = std::ostream&;
+using detail::Reading;
 
-// Each reads one extension into the certificate. False refuses the certificate.
-
-bool readKeyUsage(X509Certificate& certificate, X509Extension const& extension, Notices) {
-    return detail::readKeyUsage(extension.value, &certificate.keyUsage);
-}
-
-bool readExtKeyUsage(X509Certificate& certificate, X509Extension const& extension, Notices notices) {
-    return detail::readExtKeyUsage(extension.value, &certificate.extKeyUsage, notices);
-}
-
-/// BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE, pathLenConstraint INTEGER OPTIONAL }
-bool readBasicConstraints(X509Certificate& certificate, X509Extension const& extension, Notices) {
-    asn1::blob content;
-    if (!detail::readOnly(extension.value, tag::sequence, &content))
-        return false;
-    asn1::parser fields(content);
-    bool isCa = false;
-    if (fields.tag == tag::boolean && !detail::takeBoolean(fields, &isCa))
-        return false;
-    detail::skipOptional(fields, tag::integer);
-    certificate.basicConstraints = isCa ? 1 : 2;
-    return detail::atEnd(fields);
-}
-
-bool readSubjectKeyId(X509Certificate& certificate, X509Extension const& extension, Notices) {
-    asn1::blob content;
-    if (!detail::readOnly(extension.value, tag::octetString, &content))
-        return false;
-    certificate.subjectKeyId = detail::copyOf(content);
-    return true;
-}
-
-bool readAuthorityKeyId(X509Certificate& certificate, X509Extension const& extension, Notices) {
-    return detail::readAuthorityKeyId(extension.value, &certificate.authorityKeyId);
-}
-
-bool readSubjectAltName(X509Certificate& certificate, X509Extension const& extension, Notices) {
-    return detail::readGeneralNames(extension.value, &certificate.subjectAltNames);
-}
-
-/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] ... }
-bool readDistributionPointName(asn1::blob content, std::vector<GeneralName>* names, Notices notices) {
-    asn1::parser choice(content);
-    if (detail::atEnd(choice))
-        return false;
-    if (choice.tag == tag::constructed(0))
-        return detail::appendGeneralNames(choice.take(), names) && detail::atEnd(choice);
-    unsigned other = choice.tag;
-    if (!choice.next() || !detail::atEnd(choice))
-        return false;
-    notices << "unsupported attribute: " << std::to_string(other) << " in CRL DistributionPoint" << std::endl;
-    return true;
-}
-
-/// CRLDistributionPoints ::= SEQUENCE OF SEQUENCE { distributionPoint [0] OPTIONAL, reasons [1] OPTIONAL,
-/// cRLIssuer [2] OPTIONAL }
-bool readCrlDistributionPoints(X509Certificate& certificate, X509Extension const& extension,
-                               Notices notices) {
-    asn1::blob list, content, name;
-    if (!detail::readOnly(extension.value, tag::sequence, &list))
-        return false;
-    asn1::parser points(list);
-    while (detail::take(points, tag::sequence, &content)) {
-        asn1::parser fields(content);
-        if (detail::take(fields, tag::constructed(0), &name) &&
-            !readDistributionPointName(name, &certificate.crlDistributionPoints, notices))
-            return false;
-        detail::skipOptional(fields, tag::primitive(1));
-        detail::skipOptional(fields, tag::constructed(2));
-        if (!detail::atEnd(fields))
-            return false;
+/// The number in the content of an INTEGER, without regard to a sign; a longer one as the largest.
+unsigned toPathLength(asn1::blob content) {
+    unsigned length = 0;
+    for (unsigned char const octet : content) {
+        if (length > std::numeric_limits<unsigned>::max() >> 8)
+            return std::numeric_limits<unsigned>::max();
+        length = length << 8 | octet;
     }
-    return detail::atEnd(points);
+    return length;
 }
 
-/// Says that an extension, or a part of it, is not enforced. A critical one refuses the certificate.
-bool isUnsupportedAccepted(char const* what, bool critical, Notices notices) {
-    notices << "unsupported ext: " << what << ", critical: " << (critical ? '1' : '0') << std::endl;
-    return !critical;
+// Each reads one extension into the certificate.
+
+bool readKeyUsage(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
+    return detail::readKeyUsage(reading, extension.value, &certificate.keyUsage);
 }
 
-/// GeneralSubtrees ::= SEQUENCE OF SEQUENCE { base GeneralName, minimum [0] DEFAULT 0, maximum [1] OPTIONAL },
-/// tagged as `field`. The first is kept.
-bool readSubtrees(asn1::parser& fields, unsigned field, bool critical, GeneralName* constraint,
-                  Notices notices) {
-    if (fields.tag != field)
+bool readExtKeyUsage(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
+    return detail::readExtKeyUsage(reading, extension.value, &certificate.extKeyUsage);
+}
+
+bool readBasicConstraints(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
+    BasicConstraints constraints;
+    if (!detail::readBasicConstraints(reading, extension.value, &constraints))
+        return false;
+    certificate.basicConstraints = constraints.isCa ? 1 : 2;
+    if (constraints.pathLength)
+        certificate.setPathLength(toPathLength(*constraints.pathLength));
+    return true;
+}
+
+bool readSubjectKeyId(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
+    return detail::readKeyIdentifier(reading, extension.value, &certificate.subjectKeyId);
+}
+
+bool readAuthorityKeyId(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
+    return detail::readAuthorityKeyId(reading, extension.value, &certificate.authorityKeyId);
+}
+
+bool readSubjectAltName(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
+    return detail::readGeneralNames(reading, extension.value, &certificate.subjectAltNames);
+}
+
+bool readCrlDistributionPoints(Reading& reading, X509Certificate& certificate,
+                               X509Extension const& extension) {
+    return detail::readDistributionPoints(reading, extension.value, &certificate.crlDistributionPoints);
+}
+
+/// Notes that an extension, or a part of it, is not enforced. A critical one refuses the certificate.
+bool isUnsupportedAccepted(Reading& reading, char const* what, X509Extension const& extension,
+                           std::vector<Fact> facts = {}) {
+    if (reading.isStated())
+        reading.note("unsupported ext: " + std::string(what) +
+                     ", critical: " + (extension.critical ? '1' : '0'));
+    return !extension.critical ||
+           reading.refuse(RefusalId::unsupportedCriticalConstraint, extension.value, std::move(facts));
+}
+
+/// Reads the subtrees tagged as `field`, and keeps the first.
+bool readSubtrees(detail::Level& fields, unsigned field, char const* name, X509Extension const& extension,
+                  GeneralName* constraint) {
+    asn1::blob const place(fields.tlvStart, fields.finish);
+    std::vector<GeneralName> subtrees;
+    if (!detail::readSubtrees(fields, field, name, &subtrees))
+        return false;
+    if (subtrees.empty())
         return true;
-    asn1::blob list, content;
-    if (!detail::take(fields, field, &list))
-        return false;
-    asn1::parser subtrees(list);
-    size_t count = 0;
-    while (detail::take(subtrees, tag::sequence, &content)) {
-        asn1::parser subtree(content);
-        GeneralName base;
-        if (!detail::takeGeneralName(subtree, &base))
-            return false;
-        detail::skipOptional(subtree, tag::primitive(0));
-        detail::skipOptional(subtree, tag::primitive(1));
-        if (!detail::atEnd(subtree))
-            return false;
-        if (count++ == 0)
-            *constraint = std::move(base);
+    Reading& reading = fields.reading;
+    if (subtrees.size() > 1) {
+        Reading::Step const step(reading, name, 2);
+        reading.note("multiple name contraints not supported");
+        if (extension.critical)
+            return reading.refuse(RefusalId::severalSubtrees, place,
+                                  {{"subtrees", std::to_string(subtrees.size())}});
     }
-    if (!detail::atEnd(subtrees) || count == 0)
-        return false;
-    if (count > 1) {
-        notices << "multiple name contraints not supported" << std::endl;
-        if (critical)
-            return false;
-    }
-    constexpr unsigned char dnsName = 2;
-    return constraint->type == dnsName || isUnsupportedAccepted("name constraints", critical, notices);
+    *constraint = std::move(subtrees.front());
+    Reading::Step const step(reading, name, 1);
+    return constraint->type == GeneralName::dnsName ||
+           isUnsupportedAccepted(reading, "name constraints", extension,
+                                 {{"supported", "DNS"}, {"found", constraint->typeStr()}});
 }
 
 /// NameConstraints ::= SEQUENCE { permittedSubtrees [0] OPTIONAL, excludedSubtrees [1] OPTIONAL }
-bool readNameConstraints(X509Certificate& certificate, X509Extension const& extension, Notices notices) {
+bool readNameConstraints(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
     asn1::blob content;
-    if (!detail::readOnly(extension.value, tag::sequence, &content))
+    if (!detail::readOnly(reading, extension.value, tag::sequence, &content))
         return false;
-    asn1::parser fields(content);
-    return readSubtrees(fields, tag::constructed(0), extension.critical, &certificate.nameConstraintPermitted,
-                        notices) &&
-           readSubtrees(fields, tag::constructed(1), extension.critical, &certificate.nameConstraintExcluded,
-                        notices) &&
-           detail::atEnd(fields);
+    detail::Level fields(reading, content);
+    return readSubtrees(fields, tag::constructed(0), detail::permittedSubtree, extension,
+                        &certificate.nameConstraintPermitted) &&
+           readSubtrees(fields, tag::constructed(1), detail::excludedSubtree, extension,
+                        &certificate.nameConstraintExcluded) &&
+           detail::finish(fields);
 }
 
-bool readPolicyConstraints(X509Certificate&, X509Extension const& extension, Notices notices) {
-    return isUnsupportedAccepted("policy constraints", extension.critical, notices);
+bool readPolicyConstraints(Reading& reading, X509Certificate&, X509Extension const& extension) {
+    return isUnsupportedAccepted(reading, "policy constraints", extension);
 }
 
-bool readInhibitAnyPolicy(X509Certificate&, X509Extension const& extension, Notices notices) {
-    return isUnsupportedAccepted("inhibit any policy", extension.critical, notices);
+bool readInhibitAnyPolicy(Reading& reading, X509Certificate&, X509Extension const& extension) {
+    return isUnsupportedAccepted(reading, "inhibit any policy", extension);
 }
 
-bool readExtension(X509Certificate& certificate, X509Extension const& extension, Notices notices) {
+bool readExtension(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
     static constexpr struct {
         std::span<unsigned char const> oid;
-        bool (*read)(X509Certificate&, X509Extension const&, Notices);
+        bool (*read)(Reading&, X509Certificate&, X509Extension const&);
     } readers[] = {
         {oid::keyUsage, readKeyUsage},
         {oid::extKeyUsage, readExtKeyUsage},
@@ -244,22 +243,27 @@ bool readExtension(X509Certificate& certificate, X509Extension const& extension,
     };
     for (auto const& reader : readers)
         if (asn1::blob(reader.oid) == extension.oid)
-            return reader.read(certificate, extension, notices);
-    if (isPassedOver(extension.oid))
+            return reader.read(reading, certificate, extension);
+    if (isIgnored(extension.oid))
         return true;
-    notices << "unknown ext id=" << oidStr(extension.oid) << std::endl;
-    return !extension.critical;
+    if (reading.isStated())
+        reading.note("unknown ext id=" + oidStr(extension.oid));
+    return !extension.critical || reading.refuse(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
 // The other way round. Empty for an extension that is absent.
 
-std::vector<unsigned char> encodeBasicConstraints(unsigned char basicConstraints) {
+std::vector<unsigned char> encodeBasicConstraints(unsigned char basicConstraints,
+                                                  std::optional<unsigned> pathLength) {
     if (basicConstraints == 0)
         return {};
     DerEncoder encoder;
     encoder.begin(tag::sequence);
-    if (basicConstraints == 1)
+    if (basicConstraints == 1) {
         encoder.addBool(tag::boolean, true);
+        if (pathLength)
+            encoder.addInteger(*pathLength);
+    }
     return encoder.end().take();
 }
 
@@ -322,27 +326,36 @@ void dumpConstraint(std::ostream& out, char const* title, GeneralName const& con
 X509Certificate::~X509Certificate() = default;
 
 bool X509Certificate::parse(unsigned char const* data, unsigned len) {
-    *this = X509Certificate();
+    asn1::blob const der(data, len);
+    Reading reading(der);
+    return detail::read(reading, der, *this);
+}
+
+bool X509Certificate::parse(asn1::blob der, Refusal* refusal) {
+    Reading reading(der, refusal);
+    return detail::read(reading, der, *this);
+}
+
+bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
+    to = X509Certificate();
+    SignedParts parts;
     Outline outline;
-    if (!unpackObj(asn1::blob(data, len)) || !outline.read(tbs))
+    if (!unpack(reading, der, to, &parts) || !outline.read(reading, parts.tbs) ||
+        !isSameAlgorithm(reading, parts.algorithm, outline.algorithm))
         return false;
-    // RFC 5280, section 4.1.1.2: both must be the same, or the unsigned one could be exchanged.
-    if (outline.algorithm != asn1::blob(unpackedAlgorithm))
+    if (!readField(reading, "issuer", readName, outline.issuer, to.issuer) ||
+        !readField(reading, "notBefore", readTime, outline.notBefore, &to.notBefore) ||
+        !readField(reading, "notAfter", readTime, outline.notAfter, &to.notAfter) ||
+        !readField(reading, "subject", readName, outline.subject, to.subject))
         return false;
-    if (!issuer.parse(outline.issuer) || !detail::readTime(outline.notBefore, &notBefore) ||
-        !detail::readTime(outline.notAfter, &notAfter) || !subject.parse(outline.subject))
-        return false;
-    serialNumber = detail::copyOf(outline.serialNumber);
-    subjectPublicKeyInfo = detail::copyOf(outline.subjectPublicKeyInfo);
+    to.serialNumber = copyOf(outline.serialNumber);
+    to.subjectPublicKeyInfo = copyOf(outline.subjectPublicKeyInfo);
 
     std::vector<X509Extension> list;
-    if (!detail::readExtensions(outline.extensions, &list))
+    if (!readExtensions(reading, outline.extensions, &list) || !readEach(reading, list, to, readExtension))
         return false;
-    for (X509Extension const& extension : list)
-        if (!readExtension(*this, extension, std::cout))
-            return false;
-    selfSigned =
-        outline.issuer == outline.subject && (authorityKeyId.empty() || authorityKeyId == subjectKeyId);
+    to.selfSigned = outline.issuer == outline.subject &&
+                    (to.authorityKeyId.empty() || to.authorityKeyId == to.subjectKeyId);
     return true;
 }
 
@@ -360,14 +373,15 @@ bool X509Certificate::setSubject(asn1::blob name) {
 
 std::vector<unsigned char> X509Certificate::serializeExtensions() const {
     std::vector<X509Extension> const before = extensions();
-    std::ostream silence(nullptr);
+    Reading silent;
     X509Certificate was;
     for (X509Extension const& extension : before)
-        readExtension(was, extension, silence);
+        readExtension(silent, was, extension);
 
     detail::ExtensionWriter list(before);
-    list.add(oid::basicConstraints, basicConstraints == was.basicConstraints, true,
-             encodeBasicConstraints(basicConstraints));
+    list.add(oid::basicConstraints,
+             basicConstraints == was.basicConstraints && maxPathLength == was.maxPathLength, true,
+             encodeBasicConstraints(basicConstraints, maxPathLength));
     list.add(oid::keyUsage, keyUsage == was.keyUsage, true, detail::encodeKeyUsage(keyUsage));
     list.add(oid::extKeyUsage, extKeyUsage == was.extKeyUsage, false, detail::encodeExtKeyUsage(extKeyUsage));
     list.add(oid::subjectKeyIdentifier, subjectKeyId == was.subjectKeyId, false,
@@ -387,12 +401,14 @@ std::vector<unsigned char> X509Certificate::serializeExtensions() const {
 
 bool X509Certificate::updateTbs(PrivateKey const& key, HashID hash) {
     AlgorithmIdentifier const algorithm = detail::signatureAlgorithmOf(key, hash);
+    Reading silent;
     asn1::blob keyInfo;
     if (algorithm.oid.empty() || serialNumber.empty() ||
-        !detail::readOnly(subjectPublicKeyInfo, tag::sequence, &keyInfo) || !hasWritableExtensions(*this))
+        !detail::readOnly(silent, subjectPublicKeyInfo, tag::sequence, &keyInfo) ||
+        !hasWritableExtensions(*this))
         return false;
     Outline before;
-    if (!before.read(tbs))
+    if (!before.read(silent, tbs))
         before = Outline();
     std::vector<unsigned char> number = detail::encodeNumber(serialNumber, before.serialNumber);
     std::vector<unsigned char> const issuerName =
@@ -419,24 +435,37 @@ bool X509Certificate::updateTbs(PrivateKey const& key, HashID hash) {
 }
 
 std::vector<unsigned char> calcKeyId(asn1::blob subjectPublicKeyInfo) {
+    Reading silent;
     asn1::blob content, algorithm, key;
-    if (!detail::readOnly(subjectPublicKeyInfo, tag::sequence, &content))
+    if (!detail::readOnly(silent, subjectPublicKeyInfo, tag::sequence, &content))
         return {};
-    asn1::parser fields(content);
+    detail::Level fields(silent, content);
     if (!detail::take(fields, tag::sequence, &algorithm) || !detail::take(fields, tag::bitString, &key) ||
         !detail::atEnd(fields) || key.empty())
         return {};
     return calcDigest(HashID::SHA1, bitStringContent(key));
 }
 
+asn1::blob getKeyAlgorithm(asn1::blob subjectPublicKeyInfo) {
+    Reading silent;
+    detail::Level fields(silent, subjectPublicKeyInfo);
+    asn1::blob algorithm;
+    return detail::enter(fields, tag::sequence) && detail::enter(fields, tag::sequence) &&
+                   detail::take(fields, tag::oid, &algorithm)
+               ? algorithm
+               : asn1::blob();
+}
+
 asn1::blob X509Certificate::issuerBytes() const {
+    Reading silent;
     Outline outline;
-    return outline.read(tbs) ? outline.issuer : asn1::blob();
+    return outline.read(silent, tbs) ? outline.issuer : asn1::blob();
 }
 
 asn1::blob X509Certificate::subjectBytes() const {
+    Reading silent;
     Outline outline;
-    return outline.read(tbs) ? outline.subject : asn1::blob();
+    return outline.read(silent, tbs) ? outline.subject : asn1::blob();
 }
 
 std::vector<X509Extension> X509Certificate::extensions() const {

@@ -2,17 +2,20 @@
 
 #include "sealkit/der.h"
 
-#include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/read.h"
+#include "x509/extension_values.h"
 #include "x509/extensions.h"
+#include "x509/read.h"
 #include "x509/writer.h"
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
+#include <ostream>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
+using detail::Reading;
 
 namespace {
 
@@ -21,8 +24,8 @@ constexpr unsigned char noReason = 255;
 
 bool isTime(unsigned elementTag) { return elementTag == tag::utcTime || elementTag == tag::generalizedTime; }
 
-bool takeTime(asn1::parser& fields, asn1::blob* element) {
-    return isTime(fields.tag) && detail::takeWhole(fields, fields.tag, element);
+bool takeTime(detail::Level& fields, asn1::blob* element, char const* field) {
+    return detail::takeWhole(fields, isTime(fields.tag) ? fields.tag : tag::utcTime, element, field);
 }
 
 /// TBSCertList ::= SEQUENCE { version OPTIONAL, signature, issuer, thisUpdate, nextUpdate OPTIONAL,
@@ -35,42 +38,49 @@ struct Outline {
     asn1::blob revoked;    ///< Content of the list.
     asn1::blob extensions; ///< Content of the list.
 
-    bool read(asn1::blob tbs) {
+    bool read(Reading& reading, asn1::blob tbs) {
         asn1::blob content, version, wrapped;
-        if (!detail::readOnly(tbs, tag::sequence, &content))
+        if (!detail::readOnly(reading, tbs, tag::sequence, &content))
             return false;
-        asn1::parser fields(content);
-        if (fields.tag == tag::integer && !detail::takeInteger(fields, &version))
+        detail::Level fields(reading, content);
+        if (fields.tag == tag::integer && !detail::takeInteger(fields, &version, "version"))
             return false;
-        if (!detail::takeWhole(fields, tag::sequence, &algorithm) ||
-            !detail::takeWhole(fields, tag::sequence, &issuer) || !takeTime(fields, &thisUpdate))
+        if (!detail::takeWhole(fields, tag::sequence, &algorithm, "signature") ||
+            !detail::takeWhole(fields, tag::sequence, &issuer, "issuer") ||
+            !takeTime(fields, &thisUpdate, "thisUpdate"))
             return false;
-        if (isTime(fields.tag) && !takeTime(fields, &nextUpdate))
+        if (isTime(fields.tag) && !takeTime(fields, &nextUpdate, "nextUpdate"))
             return false;
-        if (fields.tag == tag::sequence && !detail::take(fields, tag::sequence, &revoked))
+        if (fields.tag == tag::sequence &&
+            !detail::take(fields, tag::sequence, &revoked, "revokedCertificates"))
             return false;
-        if (fields.tag == tag::constructed(0) && (!detail::take(fields, tag::constructed(0), &wrapped) ||
-                                                  !detail::readOnly(wrapped, tag::sequence, &extensions)))
+        if (fields.tag == tag::constructed(0) &&
+            (!detail::take(fields, tag::constructed(0), &wrapped, "crlExtensions") ||
+             !detail::readOnly(reading, wrapped, tag::sequence, &extensions, "crlExtensions")))
             return false;
-        return detail::atEnd(fields);
+        return detail::finish(fields);
     }
 };
 
 /// CRLReason ::= ENUMERATED
-bool readReasonCode(asn1::blob value, unsigned char* reasonCode) {
+bool readReasonCode(Reading& reading, asn1::blob value, unsigned char* reasonCode) {
     asn1::blob content;
-    if (!detail::readOnly(value, tag::enumerated, &content) || content.size() != 1)
+    if (!detail::readOnly(reading, value, tag::enumerated, &content))
         return false;
+    if (content.size() != 1)
+        return reading.refuse(RefusalId::malformedExtension, value,
+                              {{"expected", "1 octet"}, {"found", std::to_string(content.size())}});
     *reasonCode = content[0];
     return true;
 }
 
-bool readEntryExtension(RevokedCertificate& entry, X509Extension const& extension, std::ostream& notices) {
+bool readEntryExtension(Reading& reading, RevokedCertificate& entry, X509Extension const& extension) {
     if (extension.oid == asn1::blob(oid::reasonCode))
-        return readReasonCode(extension.value, &entry.reasonCode);
-    notices << "unknown crlEntry ext id=" << oidStr(extension.oid)
-            << ", critical: " << (extension.critical ? '1' : '0') << std::endl;
-    return !extension.critical;
+        return readReasonCode(reading, extension.value, &entry.reasonCode);
+    if (reading.isStated())
+        reading.note("unknown crlEntry ext id=" + oidStr(extension.oid) +
+                     ", critical: " + (extension.critical ? '1' : '0'));
+    return !extension.critical || reading.refuse(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
 /// SEQUENCE { userCertificate, revocationDate, crlEntryExtensions OPTIONAL } taken apart.
@@ -80,28 +90,29 @@ struct Entry {
     asn1::blob extensions; ///< Content of the list.
     size_t taken = 0;      ///< How many of those with this serial number, from this one on, `takeEntry` gave.
 
-    bool read(asn1::blob content) {
-        asn1::parser fields(content);
-        if (!detail::takeInteger(fields, &serialNumber) || !takeTime(fields, &revocationDate))
+    bool read(Reading& reading, asn1::blob content) {
+        detail::Level fields(reading, content);
+        if (!detail::takeInteger(fields, &serialNumber, "userCertificate") ||
+            !takeTime(fields, &revocationDate, "revocationDate"))
             return false;
         extensions = {};
         return detail::atEnd(fields) ||
-               (detail::take(fields, tag::sequence, &extensions) && detail::atEnd(fields));
+               (detail::take(fields, tag::sequence, &extensions, "crlEntryExtensions") &&
+                detail::finish(fields));
     }
 };
 
 /// `extensions` is room to work in.
-bool readEntry(asn1::blob content, RevokedCertificate& to, std::vector<X509Extension>* extensions,
-               std::ostream& notices) {
+bool readEntry(Reading& reading, asn1::blob content, RevokedCertificate& to,
+               std::vector<X509Extension>* extensions) {
     Entry entry;
-    if (!entry.read(content) || !detail::readTime(entry.revocationDate, &to.revocationDate) ||
-        !detail::readExtensions(entry.extensions, extensions))
+    if (!entry.read(reading, content) ||
+        !detail::readField(reading, "revocationDate", detail::readTime, entry.revocationDate,
+                           &to.revocationDate) ||
+        !detail::readExtensions(reading, entry.extensions, extensions))
         return false;
     to.serialNumber = detail::copyOf(entry.serialNumber);
-    for (X509Extension const& extension : *extensions)
-        if (!readEntryExtension(to, extension, notices))
-            return false;
-    return true;
+    return detail::readEach(reading, *extensions, to, readEntryExtension);
 }
 
 bool isBefore(Entry const& a, Entry const& b) {
@@ -111,13 +122,14 @@ bool isBefore(Entry const& a, Entry const& b) {
 
 /// The entries in a signed part, sorted by serial number; the first of several with the same one comes first.
 std::vector<Entry> sortedEntries(asn1::blob tbs) {
+    Reading silent;
     std::vector<Entry> entries;
     Outline outline;
-    if (!outline.read(tbs))
+    if (!outline.read(silent, tbs))
         return entries;
-    asn1::parser list(outline.revoked);
+    detail::Level list(silent, outline.revoked);
     asn1::blob content;
-    while (detail::take(list, tag::sequence, &content) && entries.emplace_back().read(content)) {
+    while (detail::take(list, tag::sequence, &content) && entries.emplace_back().read(silent, content)) {
     }
     std::stable_sort(entries.begin(), entries.end(), isBefore);
     return entries;
@@ -159,11 +171,11 @@ bool writeEntry(DerEncoder& to, RevokedCertificate& revoked, Entry const& before
     if (!detail::addTime(to, revoked.revocationDate, before.revocationDate))
         return false;
     std::vector<X509Extension> extensionsBefore;
-    detail::readExtensions(before.extensions, &extensionsBefore);
-    std::ostream silence(nullptr);
+    Reading silent;
+    detail::readExtensions(silent, before.extensions, &extensionsBefore);
     RevokedCertificate was;
     for (X509Extension const& extension : extensionsBefore)
-        readEntryExtension(was, extension, silence);
+        readEntryExtension(silent, was, extension);
     detail::ExtensionWriter list(extensionsBefore);
     list.add(oid::reasonCode, revoked.reasonCode == was.reasonCode, false,
              encodeReasonCode(revoked.reasonCode));
@@ -184,26 +196,18 @@ bool writeEntries(DerEncoder& to, std::vector<RevokedCertificate>& revoked, asn1
     return true;
 }
 
-bool readCrlNumber(asn1::blob value, std::vector<unsigned char>* crlNumber) {
-    asn1::parser number(value);
-    asn1::blob content;
-    if (!detail::takeInteger(number, &content) || !detail::atEnd(number))
-        return false;
-    *crlNumber = detail::copyOf(content);
-    return true;
-}
-
-bool readExtension(X509Crl& crl, X509Extension const& extension, std::ostream& notices) {
+bool readExtension(Reading& reading, X509Crl& crl, X509Extension const& extension) {
     if (extension.oid == asn1::blob(oid::authorityKeyIdentifier))
-        return detail::readAuthorityKeyId(extension.value, &crl.authorityKeyId);
+        return detail::readAuthorityKeyId(reading, extension.value, &crl.authorityKeyId);
     if (extension.oid == asn1::blob(oid::crlNumber))
-        return readCrlNumber(extension.value, &crl.crlNumber);
+        return detail::readCrlNumber(reading, extension.value, &crl.crlNumber);
     if (extension.oid == asn1::blob(oid::issuingDistributionPoint)) {
-        notices << "ignoring crl ext issuingDistributionPoint" << std::endl;
+        reading.note("ignoring crl ext issuingDistributionPoint");
         return true;
     }
-    notices << "unknown crl ext id=" << oidStr(extension.oid) << std::endl;
-    return !extension.critical;
+    if (reading.isStated())
+        reading.note("unknown crl ext id=" + oidStr(extension.oid));
+    return !extension.critical || reading.refuse(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
 } // namespace
@@ -211,29 +215,39 @@ bool readExtension(X509Crl& crl, X509Extension const& extension, std::ostream& n
 X509Crl::~X509Crl() = default;
 
 bool X509Crl::parse(unsigned char const* data, unsigned len) {
-    *this = X509Crl();
+    asn1::blob const der(data, len);
+    Reading reading(der);
+    return detail::read(reading, der, *this);
+}
+
+bool X509Crl::parse(asn1::blob der, Refusal* refusal) {
+    Reading reading(der, refusal);
+    return detail::read(reading, der, *this);
+}
+
+bool detail::read(Reading& reading, asn1::blob der, X509Crl& to) {
+    to = X509Crl();
+    SignedParts parts;
     Outline outline;
-    if (!unpackObj(asn1::blob(data, len)) || !outline.read(tbs))
-        return false;
-    // RFC 5280, section 5.1.1.2: both must be the same, or the unsigned one could be exchanged.
-    if (outline.algorithm != asn1::blob(unpackedAlgorithm) || !issuer.parse(outline.issuer))
-        return false;
-    if (!detail::readTime(outline.thisUpdate, &thisUpdate) ||
-        (!outline.nextUpdate.empty() && !detail::readTime(outline.nextUpdate, &nextUpdate)))
+    if (!unpack(reading, der, to, &parts) || !outline.read(reading, parts.tbs) ||
+        !isSameAlgorithm(reading, parts.algorithm, outline.algorithm) ||
+        !readField(reading, "issuer", readName, outline.issuer, to.issuer) ||
+        !readField(reading, "thisUpdate", readTime, outline.thisUpdate, &to.thisUpdate) ||
+        (!outline.nextUpdate.empty() &&
+         !readField(reading, "nextUpdate", readTime, outline.nextUpdate, &to.nextUpdate)))
         return false;
 
     std::vector<X509Extension> list;
-    asn1::parser entries(outline.revoked);
+    Level entries(reading, outline.revoked);
     asn1::blob entry;
-    while (detail::take(entries, tag::sequence, &entry))
-        if (!readEntry(entry, revoked.emplace_back(), &list, std::cout))
+    while (!atEnd(entries)) {
+        if (!take(entries, tag::sequence, &entry, "revokedCertificates"))
             return false;
-    if (!detail::atEnd(entries) || !detail::readExtensions(outline.extensions, &list))
-        return false;
-    for (X509Extension const& extension : list)
-        if (!readExtension(*this, extension, std::cout))
+        Reading::Step const step(reading, "entry", to.revoked.size() + 1);
+        if (!readEntry(reading, entry, to.revoked.emplace_back(), &list))
             return false;
-    return true;
+    }
+    return readExtensions(reading, outline.extensions, &list) && readEach(reading, list, to, readExtension);
 }
 
 bool X509Crl::setIssuer(asn1::blob name) { return detail::takeName(name, &issuer, &issuerElement); }
@@ -247,8 +261,9 @@ bool X509Crl::updateTbs(PrivateKey const& key, HashID hash) {
     AlgorithmIdentifier const algorithm = detail::signatureAlgorithmOf(key, hash);
     if (algorithm.oid.empty())
         return false;
+    Reading silent;
     Outline before;
-    if (!before.read(tbs))
+    if (!before.read(silent, tbs))
         before = Outline();
 
     DerEncoder to;
@@ -262,10 +277,9 @@ bool X509Crl::updateTbs(PrivateKey const& key, HashID hash) {
         return false;
 
     std::vector<X509Extension> const extensionsBefore = extensions();
-    std::ostream silence(nullptr);
     X509Crl was;
     for (X509Extension const& extension : extensionsBefore)
-        readExtension(was, extension, silence);
+        readExtension(silent, was, extension);
     if (!crlNumber.empty())
         crlNumber = detail::encodeNumber(crlNumber, was.crlNumber);
     detail::ExtensionWriter list(extensionsBefore);
@@ -280,8 +294,9 @@ bool X509Crl::updateTbs(PrivateKey const& key, HashID hash) {
 }
 
 asn1::blob X509Crl::issuerBytes() const {
+    Reading silent;
     Outline outline;
-    return outline.read(tbs) ? outline.issuer : asn1::blob();
+    return outline.read(silent, tbs) ? outline.issuer : asn1::blob();
 }
 
 std::vector<X509Extension> X509Crl::extensions() const { return detail::listExtensions<Outline>(tbs); }

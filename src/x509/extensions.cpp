@@ -1,10 +1,10 @@
 #include "x509/extensions.h"
 
-#include "asn1/element.h"
+#include "sealkit/oid_names.h"
 
 #include <algorithm>
 #include <cstring>
-#include <ostream>
+#include <set>
 
 namespace detail {
 
@@ -29,51 +29,70 @@ bool hasRepeatedOid(std::vector<X509Extension> const& extensions) {
     return std::adjacent_find(oids.begin(), oids.end()) != oids.end();
 }
 
+/// The identifier that the content of an Extension begins with; empty if it is malformed.
+asn1::blob identifierOf(asn1::blob content) {
+    asn1::parser const first(content);
+    return first.tag == tag::oid ? first.value() : asn1::blob();
+}
+
 /// Extension ::= SEQUENCE { extnID, critical BOOLEAN DEFAULT FALSE, extnValue OCTET STRING }
-bool readExtension(asn1::blob content, X509Extension* extension) {
-    asn1::parser fields(content);
-    if (!take(fields, tag::oid, &extension->oid))
+bool readExtension(Reading& reading, asn1::blob content, X509Extension* extension) {
+    Level fields(reading, content);
+    if (!take(fields, tag::oid, &extension->oid, "extnID"))
         return false;
-    if (fields.tag == tag::boolean && !takeBoolean(fields, &extension->critical))
+    if (fields.tag == tag::boolean && !takeBoolean(fields, &extension->critical, "critical"))
         return false;
-    return take(fields, tag::octetString, &extension->value) && atEnd(fields);
+    return take(fields, tag::octetString, &extension->value, "extnValue") && finish(fields);
+}
+
+/// Refuses the first extension that occurred before it.
+bool refuseRepeated(Reading& reading, std::vector<X509Extension> const& extensions) {
+    if (!reading.wantsReason())
+        return false;
+    std::set<asn1::blob, decltype(&isBefore)> seen(isBefore);
+    size_t number = 1;
+    for (X509Extension const& extension : extensions) {
+        if (!seen.insert(extension.oid).second) {
+            Reading::Step const step = extensionStep(reading, number, extension.oid);
+            return reading.refuse(RefusalId::repeatedExtension, extension.oid);
+        }
+        number++;
+    }
+    return false;
 }
 
 } // namespace
 
-bool takeBoolean(asn1::parser& level, bool* flag) {
+Reading::Step extensionStep(Reading& reading, size_t number, asn1::blob id) {
+    return Reading::Step(reading, "extension", number, id, id.empty() ? nullptr : oidName);
+}
+
+bool takeBoolean(Level& level, bool* flag, char const* field) {
+    unsigned char const* const place = level.tlvStart;
     asn1::blob content;
-    if (!take(level, tag::boolean, &content) || content.size() != 1)
+    if (!take(level, tag::boolean, &content, field))
         return false;
+    if (content.size() != 1)
+        return refuseField(level.reading, field, RefusalId::malformedBoolean, place);
     *flag = content[0] != 0;
     return true;
 }
 
-bool readExtensions(asn1::blob list, std::vector<X509Extension>* extensions) {
+bool readExtensions(Reading& reading, asn1::blob list, std::vector<X509Extension>* extensions) {
     extensions->clear();
-    asn1::parser elements(list);
+    Level elements(reading, list);
     asn1::blob content;
-    while (take(elements, tag::sequence, &content))
-        if (!readExtension(content, &extensions->emplace_back()))
+    while (elements.tag == tag::sequence) {
+        // What follows is malformed where it cannot be taken, and is refused as a place of its own.
+        if (!take(elements, tag::sequence, &content))
             return false;
-    return atEnd(elements) && !hasRepeatedOid(*extensions);
-}
-
-bool readTime(asn1::blob element, TimePoint* time) {
-    asn1::parser reader(element);
-    return time->parse(reader) && atEnd(reader);
-}
-
-bool readAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* keyId) {
-    asn1::blob content;
-    if (!readOnly(value, tag::sequence, &content))
-        return false;
-    asn1::parser fields(content);
-    if (fields.tag == tag::primitive(0))
-        *keyId = copyOf(fields.take());
-    skipOptional(fields, tag::constructed(1)); // authorityCertIssuer
-    skipOptional(fields, tag::primitive(2));   // authorityCertSerialNumber
-    return atEnd(fields);
+        Reading::Step const step = extensionStep(reading, extensions->size() + 1, identifierOf(content));
+        if (!readExtension(reading, content, &extensions->emplace_back()))
+            return false;
+    }
+    if (!atEnd(elements))
+        return refuseElement(elements, tag::sequence);
+    return !hasRepeatedOid(*extensions) || refuseRepeated(reading, *extensions);
 }
 
 } // namespace detail

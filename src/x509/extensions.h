@@ -3,34 +3,43 @@
 
 #include "sealkit/x509.h"
 
-#include "sealkit/asn1.h"
+#include "asn1/element.h"
 
 #include <vector>
 
 namespace detail {
 
-/// Reads the content of Extensions ::= SEQUENCE OF Extension into `*extensions`, replacing what it
-/// holds. False when it is malformed or names an extension twice (RFC 5280, section 4.2).
-bool readExtensions(asn1::blob list, std::vector<X509Extension>* extensions);
+/// The step to the extension with that number, from 1. It is named where `id` is not empty.
+Reading::Step extensionStep(Reading& reading, size_t number, asn1::blob id);
 
-/// The extensions of a signed part that is taken apart as an `Outline`; none when it cannot be.
+/// Reads the content of Extensions ::= SEQUENCE OF Extension into `*extensions`, replacing what it holds. Refuses
+/// an extension that occurs twice (RFC 5280, section 4.2).
+bool readExtensions(Reading& reading, asn1::blob list, std::vector<X509Extension>* extensions);
+
+/// Calls `read(reading, to, extension)` for each extension, and stops where that refuses.
+template <typename Object, typename Read>
+bool readEach(Reading& reading, std::vector<X509Extension> const& extensions, Object& to, Read read) {
+    size_t number = 0;
+    for (X509Extension const& extension : extensions) {
+        Reading::Step const step = extensionStep(reading, ++number, extension.oid);
+        if (!read(reading, to, extension))
+            return false;
+    }
+    return true;
+}
+
+/// The extensions of a signed part that is taken apart as an `Outline`; none if it is malformed.
 template <typename Outline>
 std::vector<X509Extension> listExtensions(asn1::blob tbs) {
+    Reading silent;
     Outline outline;
     std::vector<X509Extension> list;
-    if (!outline.read(tbs) || !readExtensions(outline.extensions, &list))
+    if (!outline.read(silent, tbs) || !readExtensions(silent, outline.extensions, &list))
         list.clear();
     return list;
 }
 
 /// Takes a BOOLEAN: one octet, of which anything but 0 is true (X.690, section 8.2).
-bool takeBoolean(asn1::parser& level, bool* flag);
-
-/// Reads `element`, a whole Time (RFC 5280, section 4.1.2.5).
-bool readTime(asn1::blob element, TimePoint* time);
-
-/// Reads the keyIdentifier of an AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1); without one
-/// `*keyId` is left alone. False when it is malformed.
-bool readAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* keyId);
+bool takeBoolean(Level& level, bool* flag, char const* field);
 
 } // namespace detail

@@ -2,7 +2,7 @@
 
 #include "sealkit/der.h"
 
-#include "asn1/element.h"
+#include "asn1/read.h"
 
 #include <ostream>
 
@@ -16,26 +16,35 @@ bool isGeneralNameTag(unsigned elementTag) {
     return primitive >= tag::primitive(0) && primitive <= tag::primitive(8);
 }
 
+bool refuseGeneralName(Level const& level, char const* field) {
+    if (atEnd(level) || level.tag == asn1::parser::errorTag)
+        return refuseElement(level, tag::primitive(0), field);
+    return refuseField(level.reading, field, RefusalId::malformedGeneralName, level.tlvStart,
+                       {{"found", tagText(level.tag)}});
+}
+
 } // namespace
 
-bool takeGeneralName(asn1::parser& level, GeneralName* name) {
+bool takeGeneralName(Level& level, GeneralName* name, char const* field) {
     if (!isGeneralNameTag(level.tag))
-        return false;
+        return refuseGeneralName(level, field);
     name->parse(level.takeWhole());
-    return level.tag != asn1::parser::errorTag;
+    return level.tag != asn1::parser::errorTag || refuseElement(level, asn1::parser::endTag);
 }
 
-bool appendGeneralNames(asn1::blob content, std::vector<GeneralName>* names) {
-    asn1::parser elements(content);
-    while (isGeneralNameTag(elements.tag))
-        if (!names->emplace_back().parse(elements.takeWhole()))
+bool appendGeneralNames(Reading& reading, asn1::blob content, std::vector<GeneralName>* names) {
+    Level elements(reading, content);
+    for (size_t number = 1; isGeneralNameTag(elements.tag); number++) {
+        Reading::Step const step(reading, "name", number);
+        if (!readGeneralName(reading, elements.takeWhole(), names->emplace_back()))
             return false;
-    return atEnd(elements);
+    }
+    return atEnd(elements) || refuseGeneralName(elements, nullptr);
 }
 
-bool readGeneralNames(asn1::blob value, std::vector<GeneralName>* names) {
+bool readGeneralNames(Reading& reading, asn1::blob value, std::vector<GeneralName>* names) {
     asn1::blob content;
-    return readOnly(value, tag::sequence, &content) && appendGeneralNames(content, names);
+    return readOnly(reading, value, tag::sequence, &content) && appendGeneralNames(reading, content, names);
 }
 
 bool isWritable(GeneralName const& name) {

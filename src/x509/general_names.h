@@ -1,7 +1,7 @@
 /// Lists of GeneralName (RFC 5280, section 4.2.1.6).
 #pragma once
 
-#include "sealkit/asn1.h"
+#include "asn1/element.h"
 #include "sealkit/name.h"
 
 #include <iosfwd>
@@ -9,16 +9,16 @@
 
 namespace detail {
 
-/// Takes the current element as a name. False when it has none of the context tags 0 to 8 or what
-/// follows is malformed. The length of an address is not looked at.
-bool takeGeneralName(asn1::parser& level, GeneralName* name);
+/// Takes the current element as a name, which has one of the context tags 0 to 8. The length of an address is not
+/// checked.
+bool takeGeneralName(Level& level, GeneralName* name, char const* field = nullptr);
 
-/// Appends the names in the content of GeneralNames ::= SEQUENCE OF GeneralName. False when one is
-/// malformed; an address must have 4 or 16 octets.
-bool appendGeneralNames(asn1::blob content, std::vector<GeneralName>* names);
+/// Appends the names in the content of GeneralNames ::= SEQUENCE OF GeneralName. An address must have 4 or 16
+/// octets.
+bool appendGeneralNames(Reading& reading, asn1::blob content, std::vector<GeneralName>* names);
 
 /// The same with the SEQUENCE around it.
-bool readGeneralNames(asn1::blob value, std::vector<GeneralName>* names);
+bool readGeneralNames(Reading& reading, asn1::blob value, std::vector<GeneralName>* names);
 
 /// Whether a name has one of the choices of GeneralName, with the constructed bit where it belongs, and an
 /// address the length of one.

@@ -1,6 +1,7 @@
 #include "x509/key_usage.h"
 
 #include "sealkit/der.h"
+#include "sealkit/extensions.h"
 #include "sealkit/x509.h"
 
 #include "asn1/element.h"
@@ -49,17 +50,24 @@ unsigned getExtKeyUsageBit(asn1::blob id) {
     return 0;
 }
 
-/// Writes the names of the bits that are set, as one line, if there are any.
-void dumpNames(std::ostream& out, char const* title, unsigned bits, std::span<Usage const> usages) {
-    char const* before = title;
+std::vector<std::string> namesOf(unsigned bits, std::span<Usage const> usages) {
+    std::vector<std::string> names;
     for (Usage const& usage : usages) {
-        if (bits & 1) {
-            out << before << usage.name;
-            before = ", ";
-        }
+        if (bits & 1)
+            names.emplace_back(usage.name);
         bits >>= 1;
     }
-    if (before != title)
+    return names;
+}
+
+/// Writes the names as one line, if there are any.
+void dumpNames(std::ostream& out, char const* title, std::vector<std::string> const& names) {
+    char const* before = title;
+    for (std::string const& name : names) {
+        out << before << name;
+        before = ", ";
+    }
+    if (!names.empty())
         out << '\n';
 }
 
@@ -67,9 +75,9 @@ void dumpNames(std::ostream& out, char const* title, unsigned bits, std::span<Us
 
 namespace detail {
 
-bool readKeyUsage(asn1::blob value, unsigned* bits) {
+bool readKeyUsage(Reading& reading, asn1::blob value, unsigned* bits) {
     asn1::blob content;
-    if (!readOnly(value, tag::bitString, &content))
+    if (!readOnly(reading, value, tag::bitString, &content))
         return false;
     asn1::blob octets = bitStringContent(content);
     *bits = 0;
@@ -80,19 +88,21 @@ bool readKeyUsage(asn1::blob value, unsigned* bits) {
     return true;
 }
 
-bool readExtKeyUsage(asn1::blob value, unsigned* bits, std::ostream& notices) {
+bool readExtKeyUsage(Reading& reading, asn1::blob value, unsigned* bits) {
     asn1::blob content, usage;
-    if (!readOnly(value, tag::sequence, &content))
+    if (!readOnly(reading, value, tag::sequence, &content))
         return false;
-    asn1::parser usages(content);
+    Level usages(reading, content);
     *bits = 0;
-    while (take(usages, tag::oid, &usage)) {
+    while (!atEnd(usages)) {
+        if (!take(usages, tag::oid, &usage))
+            return false;
         unsigned bit = getExtKeyUsageBit(usage);
-        if (bit == 0)
-            notices << "unknown extended key usage " << oidStr(usage) << std::endl;
+        if (bit == 0 && reading.isStated())
+            reading.note("unknown extended key usage " + oidStr(usage));
         *bits |= bit;
     }
-    return atEnd(usages);
+    return true;
 }
 
 bool isNamedKeyUsage(unsigned bits) { return bits >> std::size(keyUsages) == 0; }
@@ -123,7 +133,11 @@ std::vector<unsigned char> encodeExtKeyUsage(unsigned bits) {
 
 } // namespace detail
 
+std::vector<std::string> keyUsageNames(unsigned bits) { return namesOf(bits, keyUsages); }
+
+std::vector<std::string> extKeyUsageNames(unsigned bits) { return namesOf(bits, extKeyUsages); }
+
 void X509Certificate::dumpKeyUsage(unsigned bits, std::ostream& out) {
-    dumpNames(out, "    key usage: ", bits & 0xFFFF, keyUsages);
-    dumpNames(out, "    extended key usage: ", bits >> 16, extKeyUsages);
+    dumpNames(out, "    key usage: ", keyUsageNames(bits & 0xFFFF));
+    dumpNames(out, "    extended key usage: ", extKeyUsageNames(bits >> 16));
 }

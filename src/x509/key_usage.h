@@ -1,20 +1,19 @@
 /// The two extensions that say what a key is for.
 #pragma once
 
-#include "sealkit/blob.h"
+#include "base/reading.h"
 
-#include <iosfwd>
 #include <vector>
 
 namespace detail {
 
 /// KeyUsage ::= BIT STRING (RFC 5280, section 4.2.1.3) as bits of `KeyUsage`. Bits that have no name are
-/// dropped. False when it is malformed.
-bool readKeyUsage(asn1::blob value, unsigned* bits);
+/// dropped.
+bool readKeyUsage(Reading& reading, asn1::blob value, unsigned* bits);
 
 /// ExtKeyUsageSyntax ::= SEQUENCE OF OBJECT IDENTIFIER (RFC 5280, section 4.2.1.12) as bits of
-/// `ExtKeyUsage`. Unknown usages are named on `notices`. False when it is malformed.
-bool readExtKeyUsage(asn1::blob value, unsigned* bits, std::ostream& notices);
+/// `ExtKeyUsage`. Notes each unknown usage.
+bool readExtKeyUsage(Reading& reading, asn1::blob value, unsigned* bits);
 
 /// Both the other way round; empty when there is no bit to write, or one that has no name. Named bits are
 /// written without zeros behind the last one (X.690, section 11.2.2).

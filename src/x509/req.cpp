@@ -3,20 +3,23 @@
 #include "sealkit/der.h"
 #include "sealkit/pkcs8.h"
 
-#include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/read.h"
 #include "base/utf.h"
+#include "sealkit/oid_names.h"
 #include "x509/extensions.h"
 #include "x509/general_names.h"
 #include "x509/key_usage.h"
+#include "x509/read.h"
 #include "x509/writer.h"
 
 #include <algorithm>
-#include <iostream>
+#include <ostream>
 #include <utility>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
+using detail::Reading;
 
 namespace {
 
@@ -29,14 +32,15 @@ struct Outline {
     asn1::blob subjectPublicKeyInfo;
     asn1::blob attributes; ///< Content of the set.
 
-    bool read(asn1::blob tbs) {
+    bool read(Reading& reading, asn1::blob tbs) {
         asn1::blob content, version;
-        if (!detail::readOnly(tbs, tag::sequence, &content))
+        if (!detail::readOnly(reading, tbs, tag::sequence, &content))
             return false;
-        asn1::parser fields(content);
-        return detail::takeInteger(fields, &version) && detail::takeWhole(fields, tag::sequence, &subject) &&
-               detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo) &&
-               detail::take(fields, tag::constructed(0), &attributes) && detail::atEnd(fields);
+        detail::Level fields(reading, content);
+        return detail::takeInteger(fields, &version, "version") &&
+               detail::takeWhole(fields, tag::sequence, &subject, "subject") &&
+               detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo, "subjectPKInfo") &&
+               detail::take(fields, tag::constructed(0), &attributes, "attributes") && detail::finish(fields);
     }
 };
 
@@ -45,10 +49,10 @@ struct Attribute {
     asn1::blob type;
     asn1::blob values; ///< Content of the set.
 
-    bool read(asn1::blob content) {
-        asn1::parser fields(content);
-        return detail::take(fields, tag::oid, &type) && detail::take(fields, tag::set, &values) &&
-               detail::atEnd(fields);
+    bool read(Reading& reading, asn1::blob content) {
+        detail::Level fields(reading, content);
+        return detail::take(fields, tag::oid, &type, "type") &&
+               detail::take(fields, tag::set, &values, "values") && detail::finish(fields);
     }
 };
 
@@ -78,13 +82,13 @@ bool isPrintableString(std::string_view text) {
 }
 
 /// The one value of a challengePassword attribute (RFC 2985, section 5.4.1).
-bool readChallengePassword(asn1::blob values, std::string* password) {
-    asn1::parser value(values);
-    if (!isString(value.tag))
+bool readChallengePassword(Reading& reading, asn1::blob values, std::string* password) {
+    detail::Level value(reading, values);
+    asn1::blob text;
+    if (!detail::take(value, isString(value.tag) ? value.tag : tag::utf8String, &text))
         return false;
-    asn1::blob text = value.take();
     password->assign(text.begin(), text.end());
-    return detail::atEnd(value);
+    return detail::finish(value);
 }
 
 /// An attribute with one value.
@@ -111,21 +115,60 @@ std::vector<unsigned char> encodeChallengePassword(std::string const& password) 
 }
 
 /// The one value of an extensionRequest attribute (RFC 2985, section 5.4.2).
-bool readExtensionRequest(asn1::blob values, std::vector<X509Extension>* extensions) {
+bool readExtensionRequest(Reading& reading, asn1::blob values, std::vector<X509Extension>* extensions) {
     asn1::blob list;
-    return detail::readOnly(values, tag::sequence, &list) && detail::readExtensions(list, extensions);
+    return detail::readOnly(reading, values, tag::sequence, &list) &&
+           detail::readExtensions(reading, list, extensions);
 }
 
-bool readExtension(X509Req& request, X509Extension const& extension, std::ostream& notices) {
+bool readExtension(Reading& reading, X509Req& request, X509Extension const& extension) {
     if (extension.oid == asn1::blob(oid::subjectAltName))
-        return detail::readGeneralNames(extension.value, &request.subjectAltNames);
+        return detail::readGeneralNames(reading, extension.value, &request.subjectAltNames);
     if (extension.oid == asn1::blob(oid::keyUsage))
-        return detail::readKeyUsage(extension.value, &request.keyUsage);
+        return detail::readKeyUsage(reading, extension.value, &request.keyUsage);
     if (extension.oid == asn1::blob(oid::extKeyUsage))
-        return detail::readExtKeyUsage(extension.value, &request.extKeyUsage, notices);
-    notices << "unknown ext id=" << oidStr(extension.oid) << std::endl;
+        return detail::readExtKeyUsage(reading, extension.value, &request.extKeyUsage);
+    if (reading.isStated())
+        reading.note("unknown ext id=" + oidStr(extension.oid));
     return true;
 }
+
+/// The attributes of a request that are understood. Both are single-valued, and a set holds an attribute once
+/// (X.501, section 8.2).
+class AttributeReader {
+public:
+    AttributeReader(Reading& carried, X509Req& request) : reading(carried), to(request) {}
+
+    bool read(asn1::blob content, size_t number) {
+        asn1::parser const first(content);
+        asn1::blob const type = first.tag == tag::oid ? first.value() : asn1::blob();
+        Reading::Step const step(reading, "attribute", number, type, type.empty() ? nullptr : oidName);
+        Attribute attribute;
+        if (!attribute.read(reading, content))
+            return false;
+        if (type == asn1::blob(oid::challengePassword))
+            return isFirst(hasPassword, content) &&
+                   readChallengePassword(reading, attribute.values, &to.challengePassword);
+        if (type == asn1::blob(oid::extensionRequest))
+            return isFirst(hasExtensions, content) &&
+                   readExtensionRequest(reading, attribute.values, &extensions);
+        if (reading.isStated())
+            reading.note("unknown attribute " + oidStr(type));
+        return true;
+    }
+
+    std::vector<X509Extension> extensions; ///< Those that are requested.
+
+private:
+    bool isFirst(bool& seen, asn1::blob content) {
+        return !std::exchange(seen, true) || reading.refuse(RefusalId::repeatedAttribute, content);
+    }
+
+    Reading& reading;
+    X509Req& to;
+    bool hasPassword = false;
+    bool hasExtensions = false;
+};
 
 } // namespace
 
@@ -134,38 +177,36 @@ X509Req::~X509Req() = default;
 bool X509Req::parse(unsigned char const* data, unsigned len) { return parseReq(asn1::blob(data, len)); }
 
 bool X509Req::parseReq(asn1::blob request) {
-    *this = X509Req();
-    Outline outline;
-    if (!unpackObj(request) || !outline.read(tbs) || !subject.parse(outline.subject))
-        return false;
-    subjectPublicKeyInfo = detail::copyOf(outline.subjectPublicKeyInfo);
+    Reading reading(request);
+    return detail::read(reading, request, *this);
+}
 
-    // Both attributes are single-valued, and a set holds an attribute once (X.501, section 8.2).
-    bool hasPassword = false, hasExtensions = false;
-    std::vector<X509Extension> list;
-    asn1::parser attributes(outline.attributes);
-    asn1::blob content;
-    while (detail::take(attributes, tag::sequence, &content)) {
-        Attribute attribute;
-        if (!attribute.read(content))
-            return false;
-        if (attribute.type == asn1::blob(oid::challengePassword)) {
-            if (std::exchange(hasPassword, true) ||
-                !readChallengePassword(attribute.values, &challengePassword))
-                return false;
-        } else if (attribute.type == asn1::blob(oid::extensionRequest)) {
-            if (std::exchange(hasExtensions, true) || !readExtensionRequest(attribute.values, &list))
-                return false;
-        } else {
-            std::cout << "unknown attribute " << oidStr(attribute.type) << std::endl;
-        }
-    }
-    if (!detail::atEnd(attributes))
+bool X509Req::parse(asn1::blob der, Refusal* refusal) {
+    Reading reading(der, refusal);
+    return detail::read(reading, der, *this);
+}
+
+bool detail::read(Reading& reading, asn1::blob der, X509Req& to) {
+    to = X509Req();
+    SignedParts parts;
+    Outline outline;
+    if (!unpack(reading, der, to, &parts) || !outline.read(reading, parts.tbs) ||
+        !readField(reading, "subject", readName, outline.subject, to.subject))
         return false;
-    for (X509Extension const& extension : list)
-        if (!readExtension(*this, extension, std::cout))
+    to.subjectPublicKeyInfo = copyOf(outline.subjectPublicKeyInfo);
+
+    AttributeReader reader(reading, to);
+    Level attributes(reading, outline.attributes);
+    asn1::blob content;
+    for (size_t number = 1; !atEnd(attributes); number++)
+        if (!take(attributes, tag::sequence, &content, "attributes") || !reader.read(content, number))
             return false;
-    return true;
+    return readEach(reading, reader.extensions, to, readExtension);
+}
+
+bool X509Req::verifyOwnSignature() const {
+    std::unique_ptr<PublicKey> const key = parsePublicKey();
+    return key && verify(*key);
 }
 
 std::unique_ptr<PublicKey> X509Req::parsePublicKey() const {
@@ -178,10 +219,10 @@ bool X509Req::setSubject(asn1::blob name) { return detail::takeName(name, &subje
 
 std::vector<unsigned char> X509Req::serializeExtensions() const {
     std::vector<X509Extension> const before = extensions();
-    std::ostream silence(nullptr);
+    Reading silent;
     X509Req was;
     for (X509Extension const& extension : before)
-        readExtension(was, extension, silence);
+        readExtension(silent, was, extension);
 
     detail::ExtensionWriter list(before);
     list.add(oid::keyUsage, keyUsage == was.keyUsage, true, detail::encodeKeyUsage(keyUsage));
@@ -192,31 +233,32 @@ std::vector<unsigned char> X509Req::serializeExtensions() const {
 }
 
 bool X509Req::updateTbs(PrivateKey const& key, HashID hash) {
+    Reading silent;
     asn1::blob keyInfo;
     if (detail::signatureAlgorithmOf(key, hash).oid.empty() ||
-        !detail::readOnly(subjectPublicKeyInfo, tag::sequence, &keyInfo) ||
+        !detail::readOnly(silent, subjectPublicKeyInfo, tag::sequence, &keyInfo) ||
         !detail::isNamedKeyUsage(keyUsage) || !detail::isNamedExtKeyUsage(extKeyUsage) ||
         !std::all_of(subjectAltNames.begin(), subjectAltNames.end(), detail::isWritable))
         return false;
     Outline before;
-    if (!before.read(tbs))
+    if (!before.read(silent, tbs))
         before = Outline();
 
     // The elements of a SET OF stand in the order of their encodings (X.690, section 11.6).
     std::vector<std::vector<unsigned char>> attributes;
     std::vector<unsigned char> password = encodeChallengePassword(challengePassword);
-    asn1::parser attributesBefore(before.attributes);
+    detail::Level attributesBefore(silent, before.attributes);
     asn1::blob element;
     while (detail::takeWhole(attributesBefore, tag::sequence, &element)) {
         asn1::blob content;
         Attribute attribute;
-        if (!detail::readOnly(element, tag::sequence, &content) || !attribute.read(content) ||
+        if (!detail::readOnly(silent, element, tag::sequence, &content) || !attribute.read(silent, content) ||
             attribute.type == asn1::blob(oid::extensionRequest))
             continue;
         std::string was;
         if (attribute.type != asn1::blob(oid::challengePassword))
             attributes.push_back(detail::copyOf(element));
-        else if (readChallengePassword(attribute.values, &was) && was == challengePassword)
+        else if (readChallengePassword(silent, attribute.values, &was) && was == challengePassword)
             password = detail::copyOf(element);
     }
     if (!password.empty())
@@ -238,21 +280,23 @@ bool X509Req::updateTbs(PrivateKey const& key, HashID hash) {
 }
 
 asn1::blob X509Req::subjectBytes() const {
+    Reading silent;
     Outline outline;
-    return outline.read(tbs) ? outline.subject : asn1::blob();
+    return outline.read(silent, tbs) ? outline.subject : asn1::blob();
 }
 
 std::vector<X509Extension> X509Req::extensions() const {
+    Reading silent;
     Outline outline;
     std::vector<X509Extension> list;
-    if (!outline.read(tbs))
+    if (!outline.read(silent, tbs))
         return list;
-    asn1::parser attributes(outline.attributes);
+    detail::Level attributes(silent, outline.attributes);
     asn1::blob content;
     while (detail::take(attributes, tag::sequence, &content)) {
         Attribute attribute;
-        if (attribute.read(content) && attribute.type == asn1::blob(oid::extensionRequest)) {
-            if (!readExtensionRequest(attribute.values, &list))
+        if (attribute.read(silent, content) && attribute.type == asn1::blob(oid::extensionRequest)) {
+            if (!readExtensionRequest(silent, attribute.values, &list))
                 list.clear();
             return list;
         }

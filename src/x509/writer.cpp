@@ -36,7 +36,8 @@ std::vector<unsigned char> encodeName(DistinguishedName const& name, asn1::blob 
 bool takeName(asn1::blob element, DistinguishedName* name, std::vector<unsigned char>* bytes) {
     DistinguishedName read;
     asn1::blob content;
-    if (!readOnly(element, tag::sequence, &content) || !read.parse(element, nullptr))
+    Reading silent;
+    if (!readOnly(silent, element, tag::sequence, &content) || !read.parse(element, nullptr))
         return false;
     *name = std::move(read);
     *bytes = copyOf(element);
@@ -49,7 +50,8 @@ std::vector<unsigned char> encodeNumber(asn1::blob content, asn1::blob kept) {
     DerEncoder encoder;
     encoder.addInteger(BigNum(content));
     asn1::blob number;
-    readOnly(encoder.buf, tag::integer, &number);
+    Reading silent;
+    readOnly(silent, encoder.buf, tag::integer, &number);
     return copyOf(number);
 }
 

@@ -3,7 +3,9 @@
 #include "sealkit/der.h"
 #include "sealkit/signature.h"
 
-#include "asn1/element.h"
+#include "asn1/read.h"
+#include "sealkit/oid_names.h"
+#include "x509/read.h"
 #include "x509/writer.h"
 
 namespace {
@@ -13,7 +15,8 @@ namespace {
 void addAlgorithm(DerEncoder& to, AlgorithmIdentifier const& algorithm, asn1::blob element) {
     AlgorithmIdentifier kept;
     asn1::blob content;
-    if (detail::readOnly(element, detail::tag::sequence, &content) && parse(kept, content) &&
+    detail::Reading silent;
+    if (detail::readOnly(silent, element, detail::tag::sequence, &content) && parse(kept, content) &&
         kept.oid == algorithm.oid && kept.params == algorithm.params)
         to.addEncoded(element);
     else
@@ -23,7 +26,9 @@ void addAlgorithm(DerEncoder& to, AlgorithmIdentifier const& algorithm, asn1::bl
 /// The same for a signature: its unused bits and the form of its length survive.
 void addSignature(DerEncoder& to, asn1::blob signature, asn1::blob element) {
     asn1::blob content;
-    if (detail::readOnly(element, detail::tag::bitString, &content) && bitStringContent(content) == signature)
+    detail::Reading silent;
+    if (detail::readOnly(silent, element, detail::tag::bitString, &content) &&
+        bitStringContent(content) == signature)
         to.addEncoded(element);
     else
         to.addBitString(signature);
@@ -55,28 +60,66 @@ bool X509Base::sign(PrivateKey const& key, unsigned hash) { return sign(key, sta
 
 bool X509Base::sign(PrivateKey const& key) { return sign(key, digestAlgo); }
 
-bool X509Base::unpackObj(asn1::blob object) {
-    namespace tag = detail::tag;
-    asn1::blob content, tbsElement, algorithmElement, algorithmContent, signatureElement, signatureContent;
-    if (!detail::readOnly(object, tag::sequence, &content))
+bool X509Base::verify(PublicKey const& key) const {
+    KeyType type;
+    HashID hash;
+    return parseAlgosFromKeyInfo(encode(signatureAlgorithm), &type, &hash) && type == key.keyType() &&
+           verifyMessage(key, hash, tbs, signature);
+}
+
+bool X509Base::unpackObj(asn1::blob object) { return unpackObj(object, nullptr); }
+
+bool X509Base::unpackObj(asn1::blob object, Refusal* refusal) {
+    detail::Reading reading(object, refusal);
+    detail::SignedParts parts;
+    return detail::unpack(reading, object, *this, &parts);
+}
+
+namespace detail {
+
+bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts) {
+    asn1::blob content, algorithmContent, signatureElement, signatureContent;
+    if (!readOnly(reading, object, tag::sequence, &content))
         return false;
-    asn1::parser fields(content);
+    Level fields(reading, content);
     AlgorithmIdentifier algorithm;
-    if (!detail::takeWhole(fields, tag::sequence, &tbsElement) ||
-        !detail::takeWhole(fields, tag::sequence, &algorithmElement) ||
-        !detail::takeWhole(fields, tag::bitString, &signatureElement) || !detail::atEnd(fields) ||
-        !detail::readOnly(algorithmElement, tag::sequence, &algorithmContent) ||
-        !parse(algorithm, algorithmContent) ||
-        !detail::readOnly(signatureElement, tag::bitString, &signatureContent))
+    if (!takeWhole(fields, tag::sequence, &parts->tbs, "signed part") ||
+        !takeWhole(fields, tag::sequence, &parts->algorithm, "signatureAlgorithm") ||
+        !takeWhole(fields, tag::bitString, &signatureElement, "signature") || !finish(fields) ||
+        !readOnly(reading, parts->algorithm, tag::sequence, &algorithmContent) ||
+        !readAlgorithm(reading, algorithmContent, algorithm) ||
+        !readOnly(reading, signatureElement, tag::bitString, &signatureContent))
         return false;
-    tbs = detail::copyOf(tbsElement);
-    signatureAlgorithm = std::move(algorithm);
-    signature = detail::copyOf(bitStringContent(signatureContent));
-    unpackedHeader = detail::copyOf({object.start, content.start});
-    unpackedAlgorithm = detail::copyOf(algorithmElement);
-    unpackedSignature = detail::copyOf(signatureElement);
+    to.tbs = copyOf(parts->tbs);
+    to.signatureAlgorithm = std::move(algorithm);
+    to.signature = copyOf(bitStringContent(signatureContent));
+    to.unpackedHeader = copyOf({object.start, content.start});
+    to.unpackedAlgorithm = copyOf(parts->algorithm);
+    to.unpackedSignature = copyOf(signatureElement);
     return true;
 }
+
+bool isSameAlgorithm(Reading& reading, asn1::blob outer, asn1::blob inner) {
+    if (outer == inner)
+        return true;
+    if (!reading.wantsReason())
+        return false;
+    auto const nameOf = [](asn1::blob element) {
+        Reading silent;
+        asn1::blob content;
+        AlgorithmIdentifier algorithm;
+        bool const isAlgorithm =
+            readOnly(silent, element, tag::sequence, &content) && readAlgorithm(silent, content, algorithm);
+        return isAlgorithm ? oidName(algorithm.oid) : "(malformed)";
+    };
+    std::string const outside = nameOf(outer), inside = nameOf(inner);
+    std::vector<Fact> facts = {{"outside", outside}, {"inside", inside}};
+    if (outside == inside)
+        facts = {{"differing in", "the parameters"}};
+    return reading.refuse(RefusalId::algorithmMismatch, inner, std::move(facts));
+}
+
+} // namespace detail
 
 std::vector<unsigned char> X509Base::serialize() const {
     // The header first, as it was read; it holds while the content has the same length.
@@ -88,7 +131,8 @@ std::vector<unsigned char> X509Base::serialize() const {
     content.pop_front(unpackedHeader.size());
 
     asn1::blob kept;
-    if (detail::readOnly(object.buf, detail::tag::sequence, &kept) && kept.start == content.start)
+    detail::Reading silent;
+    if (detail::readOnly(silent, object.buf, detail::tag::sequence, &kept) && kept.start == content.start)
         return object.take();
     DerEncoder anew;
     anew.add(detail::tag::sequence, content);

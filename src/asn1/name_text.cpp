@@ -1,0 +1,349 @@
+#include "sealkit/name_text.h"
+
+#include "asn1/element.h"
+#include "sealkit/der.h"
+#include "sealkit/oid.h"
+#include "sealkit/oid_names.h"
+#include "sealkit/text.h"
+
+#include <algorithm>
+#include <bit>
+#include <span>
+
+namespace tag = detail::tag;
+
+namespace {
+
+/// What `oidName` calls otherwise, or what is not a UTF8String (RFC 5280, appendix A).
+struct AttributeType {
+    std::string_view name; ///< In lowercase.
+    std::string_view oid;
+    unsigned stringTag = tag::utf8String;
+};
+
+constexpr AttributeType attributeTypes[] = {
+    {"c", "2.5.4.6", tag::printableString},
+    {"st", "2.5.4.8"},
+    {"s", "2.5.4.8"},
+    {"l", "2.5.4.7"},
+    {"o", "2.5.4.10"},
+    {"ou", "2.5.4.11"},
+    {"cn", "2.5.4.3"},
+    {"serialnumber", "2.5.4.5", tag::printableString},
+    {"emailaddress", "1.2.840.113549.1.9.1", tag::ia5String},
+    {"email", "1.2.840.113549.1.9.1", tag::ia5String},
+    {"dc", "0.9.2342.19200300.100.1.25", tag::ia5String},
+    {"uid", "0.9.2342.19200300.100.1.1"},
+    {"t", "2.5.4.12"},
+    {"title", "2.5.4.12"},
+    {"gn", "2.5.4.42"},
+    {"givenname", "2.5.4.42"},
+    {"sn", "2.5.4.4"},
+    {"surname", "2.5.4.4"},
+    {"street", "2.5.4.9"},
+    {"postalcode", "2.5.4.17"},
+    {"businesscategory", "2.5.4.15"},
+    {"organizationidentifier", "2.5.4.97"},
+};
+
+std::string lower(std::string_view text) {
+    std::string result(text);
+    for (char& c : result)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return result;
+}
+
+std::string toString(asn1::blob bytes) { return {bytes.begin(), bytes.end()}; }
+
+bool isAscii(std::string_view text) {
+    return std::ranges::all_of(text, [](char c) { return c >= ' ' && c < 0x7F; });
+}
+
+bool isAlphanumeric(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+/// X.680, section 41.4.
+bool isPrintableString(std::string_view text) {
+    constexpr std::string_view others = " '()+,-./:=?";
+    return std::ranges::all_of(
+        text, [&](char c) { return isAlphanumeric(c) || others.find(c) != std::string_view::npos; });
+}
+
+/// Whether the text is UTF-8 and nothing in it deceives who reads it.
+bool isPlain(std::string_view text) { return printableLine(text) == text; }
+
+/// Takes what stands before the next separator that no backslash precedes, and the separator.
+std::string_view takePart(std::string_view& text, char separator) {
+    size_t end = 0;
+    while (end < text.size() && text[end] != separator)
+        end += text[end] == '\\' && end + 1 < text.size() ? 2 : 1;
+    std::string_view const part = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return part;
+}
+
+std::string withoutBackslashes(std::string_view text) {
+    std::string plain;
+    for (size_t i = 0; i < text.size(); i++) {
+        if (text[i] == '\\' && i + 1 < text.size())
+            i++;
+        plain += text[i];
+    }
+    return plain;
+}
+
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && text.front() == ' ')
+        text.remove_prefix(1);
+    while (!text.empty() && text.back() == ' ' && !text.ends_with("\\ "))
+        text.remove_suffix(1);
+    return text;
+}
+
+/// Writes one attribute as a set of its own.
+bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view part) {
+    auto const refuse = [&](char const* label, std::string value) {
+        return reading.refuse(RefusalId::malformedName, asn1::blob(part), {{label, std::move(value)}});
+    };
+    size_t const equals = part.find('=');
+    if (equals == std::string_view::npos)
+        return refuse("not ATTRIBUTE=VALUE", std::string(part));
+    std::string const name(trimmed(part.substr(0, equals)));
+    std::string const value = withoutBackslashes(trimmed(part.substr(equals + 1)));
+    auto const type = std::ranges::find(attributeTypes, lower(name), &AttributeType::name);
+    bool const isKnown = type != std::end(attributeTypes);
+    std::vector<unsigned char> const oid = parseOid(isKnown ? type->oid : name);
+    unsigned const stringTag = isKnown ? type->stringTag : tag::utf8String;
+    if (oid.empty())
+        return refuse("unknown attribute", name);
+    if (value.empty())
+        return refuse("attribute without a value", name);
+    if (!isPlain(value))
+        return refuse("not UTF-8, or with control or invisible characters", name);
+    if ((stringTag == tag::printableString && !isPrintableString(value)) ||
+        (stringTag == tag::ia5String && !isAscii(value)))
+        return refuse("limited to ASCII letters, digits and a few signs", name);
+    if (isKnown && type->name == "c" && value.size() != 2)
+        return refuse("a country (C) has two letters", value);
+    to.begin(tag::set).begin(tag::sequence).addOid(oid).add(stringTag, value).end().end();
+    return true;
+}
+
+/// A BMPString's UTF-16 as UTF-8; surrogates become the replacement character.
+std::string fromBmp(asn1::blob value) {
+    std::string text;
+    for (size_t i = 0; i + 1 < value.size(); i += 2) {
+        unsigned const unit = static_cast<unsigned>(value[i] << 8 | value[i + 1]);
+        unsigned const c = unit >= 0xD800 && unit < 0xE000 ? 0xFFFD : unit;
+        if (c < 0x80) {
+            text += static_cast<char>(c);
+        } else if (c < 0x800) {
+            text += static_cast<char>(0xC0 | (c >> 6));
+            text += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            text += static_cast<char>(0xE0 | (c >> 12));
+            text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            text += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+    return text;
+}
+
+/// Calls `use(type, tag, value, isFirstOfSet)` for each attribute. False where the name is malformed.
+template <typename Use>
+bool forEachAttribute(asn1::blob name, Use use) {
+    asn1::parser sets(name);
+    if (!sets.enter(tag::sequence))
+        return false;
+    while (sets.tag == tag::set) {
+        asn1::parser attributes(sets.take());
+        for (bool isFirst = true; attributes.tag == tag::sequence; isFirst = false) {
+            asn1::parser attribute(attributes.take());
+            if (attribute.tag != tag::oid)
+                return false;
+            asn1::blob const type = attribute.take();
+            unsigned const form = attribute.tag;
+            asn1::blob const value = attribute.take();
+            use(type, form, value, isFirst);
+            if (!detail::atEnd(attribute))
+                return false;
+        }
+        if (!detail::atEnd(attributes))
+            return false;
+    }
+    return detail::atEnd(sets);
+}
+
+/// A host name, perhaps with a wildcard.
+bool isHostName(std::string_view text) {
+    return !text.empty() && text.front() != '.' && text.find("..") == std::string_view::npos &&
+           std::ranges::all_of(text, [](char c) {
+               return isAlphanumeric(c) || c == '-' || c == '.' || c == '_' || c == '*';
+           });
+}
+
+std::string hexText(asn1::blob bytes) {
+    constexpr size_t maxShownBytes = 64;
+    if (bytes.size() <= maxShownBytes)
+        return bytes.empty() ? "(empty)" : str(bytes);
+    return str(asn1::blob(bytes.start, maxShownBytes)) + ":... (" + std::to_string(bytes.size()) + " bytes)";
+}
+
+std::string addressText(asn1::blob octets) {
+    GeneralName address;
+    address.type = GeneralName::ipAddress;
+    address.data = toString(octets);
+    return address.dataStr();
+}
+
+/// The number of ones that `mask` begins with; nothing follows them, or the result is above the bits of the mask.
+size_t prefixLength(asn1::blob mask) {
+    size_t length = 0;
+    bool hasEnded = false;
+    for (unsigned char const octet : mask) {
+        int const ones = std::countl_one(octet);
+        if ((hasEnded && octet != 0) || static_cast<unsigned char>(octet << ones) != 0)
+            return mask.size() * 8 + 1;
+        length += static_cast<size_t>(ones);
+        hasEnded = ones < 8;
+    }
+    return length;
+}
+
+/// iPAddress, in name constraints followed by a mask of the same length (RFC 5280, section 4.2.1.10).
+std::string ipText(asn1::blob octets) {
+    if (octets.size() == 4 || octets.size() == 16)
+        return addressText(octets);
+    if (octets.size() != 8 && octets.size() != 32)
+        return hexText(octets);
+    asn1::blob const address = octets.pop_front(octets.size() / 2);
+    size_t const length = prefixLength(octets);
+    return addressText(address) + "/" +
+           (length <= octets.size() * 8 ? std::to_string(length) : addressText(octets));
+}
+
+/// OtherName ::= SEQUENCE { type-id OBJECT IDENTIFIER, value [0] EXPLICIT ANY }, its content.
+std::string otherNameText(asn1::blob content) {
+    asn1::parser fields(content);
+    if (fields.tag != tag::oid)
+        return hexText(content);
+    asn1::blob const type = fields.take();
+    return oidName(type) + " " + hexText(fields.takeWhole());
+}
+
+} // namespace
+
+std::vector<unsigned char> parseNameText(std::string_view text, Refusal* refusal) {
+    detail::Reading reading(text, refusal);
+    char const separator = text.starts_with('/') ? '/' : ',';
+    if (separator == '/')
+        text.remove_prefix(1);
+    DerEncoder to;
+    to.begin(tag::sequence);
+    while (!trimmed(text).empty())
+        if (!addAttribute(reading, to, trimmed(takePart(text, separator))))
+            return {};
+    return to.end().take();
+}
+
+std::string nameText(asn1::blob name) {
+    asn1::parser const whole(name);
+    if (whole.tag != tag::sequence)
+        return "(malformed)";
+    std::string text;
+    forEachAttribute(name, [&](asn1::blob type, unsigned form, asn1::blob value, bool isFirst) {
+        text += (text.empty() ? ""
+                 : isFirst    ? ", "
+                              : "+") +
+                oidName(type) + "=" + (form == tag::bmpString ? fromBmp(value) : toString(value));
+    });
+    return text;
+}
+
+bool isPlainName(asn1::blob name) {
+    bool isPlainSoFar = true;
+    bool const isWellFormed = forEachAttribute(name, [&](asn1::blob, unsigned form, asn1::blob value, bool) {
+        bool const isReadable = form == tag::utf8String || form == tag::printableString ||
+                                form == tag::ia5String || form == tag::numericString ||
+                                form == tag::visibleString || form == tag::t61String;
+        isPlainSoFar = isPlainSoFar && isReadable && isPlain(toString(value));
+    });
+    return isWellFormed && isPlainSoFar;
+}
+
+bool isPlainName(GeneralName const& name) {
+    switch (name.type) {
+    case GeneralName::dnsName:
+        return isHostName(name.data);
+    case GeneralName::ipAddress:
+        return name.data.size() == 4 || name.data.size() == 16;
+    case GeneralName::rfc822Name:
+        return isAscii(name.data) && name.data.find('@') != std::string::npos;
+    case GeneralName::uri:
+        return isAscii(name.data) && name.data.find(':') != std::string::npos;
+    default:
+        return false;
+    }
+}
+
+bool parseGeneralNameText(std::string_view text, GeneralName* to, Refusal* refusal) {
+    static constexpr struct Kind {
+        std::string_view kind;
+        unsigned char type;
+    } kinds[] = {
+        {"dns", GeneralName::dnsName},
+        {"ip", GeneralName::ipAddress},
+        {"email", GeneralName::rfc822Name},
+        {"uri", GeneralName::uri},
+    };
+    size_t const colon = std::min(text.find(':'), text.size());
+    auto const kind = std::ranges::find(kinds, lower(text.substr(0, colon)), &Kind::kind);
+    GeneralName name;
+    if (kind != std::end(kinds) && colon < text.size()) {
+        std::string_view const value = text.substr(colon + 1);
+        IPAddr6 address;
+        name.data = value;
+        if (kind->type != GeneralName::ipAddress) {
+            name.type = kind->type;
+        } else if (address.parse(value)) {
+            name.type = kind->type;
+            name.setIp(address);
+        }
+    }
+    if (isPlainName(name)) {
+        *to = std::move(name);
+        return true;
+    }
+    detail::Reading reading(text, refusal);
+    return reading.refuse(
+        RefusalId::malformedGeneralName, asn1::blob(text),
+        {{"expected", "DNS:host, IP:address, email:mailbox or URI:address"}, {"found", std::string(text)}});
+}
+
+std::string generalNameText(GeneralName const& name) {
+    constexpr unsigned char constructed = 0x20;
+    unsigned char const kind = name.type & ~constructed;
+    GeneralName plain;
+    plain.type = name.type == GeneralName::none ? name.type : kind;
+    std::string const type = plain.typeStr();
+    std::string text = type.empty() ? "type " + std::to_string(name.type) : type;
+    asn1::blob const data(name.data);
+    switch (name.type) {
+    case GeneralName::rfc822Name:
+    case GeneralName::dnsName:
+    case GeneralName::uri:
+        return text + ": " + name.data;
+    case GeneralName::ipAddress:
+        return text + ": " + ipText(data);
+    case GeneralName::registeredId:
+        return text + ": " + oidName(data);
+    case GeneralName::directoryName | constructed:
+        return text + ": " + nameText(data);
+    case GeneralName::otherName | constructed:
+        return text + ": " + otherNameText(data);
+    default:
+        return text + ": " + hexText(data);
+    }
+}

@@ -1,0 +1,225 @@
+#include "x509/extension_values.h"
+
+#include "x509/extensions.h"
+#include "x509/general_names.h"
+#include "x509/key_usage.h"
+
+namespace detail {
+
+namespace {
+
+/// Calls `read(content, number)` for each SEQUENCE in the one that `value` consists of.
+template <typename Read>
+bool readSequences(Reading& reading, asn1::blob value, Read read) {
+    asn1::blob list, content;
+    if (!readOnly(reading, value, tag::sequence, &list))
+        return false;
+    Level elements(reading, list);
+    for (size_t number = 1; !atEnd(elements); number++)
+        if (!take(elements, tag::sequence, &content) || !read(content, number))
+            return false;
+    return true;
+}
+
+/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] ... }
+bool readDistributionPointName(Reading& reading, asn1::blob content, std::vector<GeneralName>* names) {
+    Level choice(reading, content);
+    if (atEnd(choice))
+        return refuseElement(choice, tag::constructed(0), "fullName");
+    if (choice.tag == tag::constructed(0))
+        return appendGeneralNames(reading, choice.take(), names) && finish(choice);
+    unsigned const other = choice.tag;
+    choice.next();
+    if (!finish(choice))
+        return false;
+    if (reading.isStated())
+        reading.note("unsupported attribute: " + std::to_string(other) + " in CRL DistributionPoint");
+    return true;
+}
+
+/// A public function that reads in silence.
+template <typename To>
+bool parse(bool (*read)(Reading&, asn1::blob, To*), asn1::blob value, To* to, Refusal* refusal) {
+    *to = To();
+    Reading reading(value, refusal);
+    return read(reading, value, to);
+}
+
+/// NameConstraints ::= SEQUENCE { permittedSubtrees [0] OPTIONAL, excludedSubtrees [1] OPTIONAL }
+bool readNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    return readSubtrees(fields, tag::constructed(0), permittedSubtree, &to->permitted) &&
+           readSubtrees(fields, tag::constructed(1), excludedSubtree, &to->excluded) && finish(fields);
+}
+
+/// ExtKeyUsageSyntax ::= SEQUENCE OF OBJECT IDENTIFIER
+bool readIdentifiers(Reading& reading, asn1::blob value, ObjectIdentifiers* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level elements(reading, content);
+    while (!atEnd(elements))
+        if (!take(elements, tag::oid, &to->oids.emplace_back()))
+            return false;
+    return true;
+}
+
+/// CertificatePolicies ::= SEQUENCE OF SEQUENCE { policyIdentifier OBJECT IDENTIFIER, policyQualifiers OPTIONAL }
+bool readPolicies(Reading& reading, asn1::blob value, ObjectIdentifiers* to) {
+    return readSequences(reading, value, [&](asn1::blob content, size_t number) {
+        Reading::Step const step(reading, "policy", number);
+        Level fields(reading, content);
+        if (!take(fields, tag::oid, &to->oids.emplace_back(), "policyIdentifier"))
+            return false;
+        skipOptional(fields, tag::sequence);
+        return finish(fields);
+    });
+}
+
+/// AuthorityInfoAccessSyntax ::= SEQUENCE OF SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }
+bool readAccess(Reading& reading, asn1::blob value, std::vector<AccessDescription>* to) {
+    return readSequences(reading, value, [&](asn1::blob content, size_t number) {
+        Reading::Step const step(reading, "access description", number);
+        Level fields(reading, content);
+        AccessDescription& description = to->emplace_back();
+        asn1::blob method;
+        if (!take(fields, tag::oid, &method, "accessMethod") ||
+            !takeGeneralName(fields, &description.location, "accessLocation"))
+            return false;
+        description.method = copyOf(method);
+        return finish(fields);
+    });
+}
+
+} // namespace
+
+/// BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE, pathLenConstraint INTEGER OPTIONAL }
+bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraints* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    if (fields.tag == tag::boolean && !takeBoolean(fields, &to->isCa, "cA"))
+        return false;
+    if (fields.tag == tag::integer)
+        to->pathLength = copyOf(fields.take());
+    return finish(fields);
+}
+
+/// GeneralSubtree ::= SEQUENCE { base GeneralName, minimum [0] DEFAULT 0, maximum [1] OPTIONAL }
+bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<GeneralName>* to) {
+    if (fields.tag != field)
+        return true;
+    Reading& reading = fields.reading;
+    asn1::blob list, content;
+    if (!take(fields, field, &list, name))
+        return false;
+    Level subtrees(reading, list);
+    for (size_t number = 1; number == 1 || !atEnd(subtrees); number++) {
+        if (!take(subtrees, tag::sequence, &content, name))
+            return false;
+        Reading::Step const step(reading, name, number);
+        Level subtree(reading, content);
+        if (!takeGeneralName(subtree, &to->emplace_back()))
+            return false;
+        skipOptional(subtree, tag::primitive(0));
+        skipOptional(subtree, tag::primitive(1));
+        if (!finish(subtree))
+            return false;
+    }
+    return true;
+}
+
+/// CRLDistributionPoints ::= SEQUENCE OF SEQUENCE { distributionPoint [0] OPTIONAL, reasons [1] OPTIONAL,
+/// cRLIssuer [2] OPTIONAL }
+bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<GeneralName>* to) {
+    return readSequences(reading, value, [&](asn1::blob content, size_t number) {
+        Reading::Step const step(reading, "distribution point", number);
+        Level fields(reading, content);
+        asn1::blob name;
+        if (fields.tag == tag::constructed(0) &&
+            (!take(fields, tag::constructed(0), &name) || !readDistributionPointName(reading, name, to)))
+            return false;
+        skipOptional(fields, tag::primitive(1));
+        skipOptional(fields, tag::constructed(2));
+        return finish(fields);
+    });
+}
+
+bool readKeyIdentifier(Reading& reading, asn1::blob value, std::vector<unsigned char>* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::octetString, &content))
+        return false;
+    *to = copyOf(content);
+    return true;
+}
+
+bool readAuthorityKeyId(Reading& reading, asn1::blob value, std::vector<unsigned char>* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    if (fields.tag == tag::primitive(0))
+        *to = copyOf(fields.take());
+    skipOptional(fields, tag::constructed(1)); // authorityCertIssuer
+    skipOptional(fields, tag::primitive(2));   // authorityCertSerialNumber
+    return finish(fields);
+}
+
+bool readCrlNumber(Reading& reading, asn1::blob value, std::vector<unsigned char>* to) {
+    Level number(reading, value);
+    asn1::blob content;
+    if (!takeInteger(number, &content) || !finish(number))
+        return false;
+    *to = copyOf(content);
+    return true;
+}
+
+} // namespace detail
+
+bool parseBasicConstraints(asn1::blob value, BasicConstraints* to, Refusal* refusal) {
+    return detail::parse(detail::readBasicConstraints, value, to, refusal);
+}
+
+bool parseNameConstraints(asn1::blob value, NameSubtrees* to, Refusal* refusal) {
+    return detail::parse(detail::readNameConstraints, value, to, refusal);
+}
+
+bool parseGeneralNames(asn1::blob value, std::vector<GeneralName>* to, Refusal* refusal) {
+    return detail::parse(detail::readGeneralNames, value, to, refusal);
+}
+
+bool parseKeyUsage(asn1::blob value, unsigned* to, Refusal* refusal) {
+    return detail::parse(detail::readKeyUsage, value, to, refusal);
+}
+
+bool parseExtendedKeyUsage(asn1::blob value, ObjectIdentifiers* to, Refusal* refusal) {
+    return detail::parse(detail::readIdentifiers, value, to, refusal);
+}
+
+bool parseCertificatePolicies(asn1::blob value, ObjectIdentifiers* to, Refusal* refusal) {
+    return detail::parse(detail::readPolicies, value, to, refusal);
+}
+
+bool parseAccessDescriptions(asn1::blob value, std::vector<AccessDescription>* to, Refusal* refusal) {
+    return detail::parse(detail::readAccess, value, to, refusal);
+}
+
+bool parseDistributionPoints(asn1::blob value, std::vector<GeneralName>* to, Refusal* refusal) {
+    return detail::parse(detail::readDistributionPoints, value, to, refusal);
+}
+
+bool parseKeyIdentifier(asn1::blob value, std::vector<unsigned char>* to, Refusal* refusal) {
+    return detail::parse(detail::readKeyIdentifier, value, to, refusal);
+}
+
+bool parseAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* to, Refusal* refusal) {
+    return detail::parse(detail::readAuthorityKeyId, value, to, refusal);
+}
+
+bool parseCrlNumber(asn1::blob value, std::vector<unsigned char>* to, Refusal* refusal) {
+    return detail::parse(detail::readCrlNumber, value, to, refusal);
+}

@@ -1,0 +1,39 @@
+/// The readers of certificates, CRLs and requests, which tell why they refuse.
+#pragma once
+
+#include "asn1/element.h"
+#include "sealkit/crl.h"
+#include "sealkit/req.h"
+#include "sealkit/x509.h"
+
+#include <type_traits>
+
+namespace detail {
+
+/// The `parse` of each class. On failure `to` is partly filled and of no use.
+bool read(Reading& reading, asn1::blob der, X509Certificate& to);
+bool read(Reading& reading, asn1::blob der, X509Crl& to);
+bool read(Reading& reading, asn1::blob der, X509Req& to);
+
+/// The whole elements of SIGNED{ToBeSigned} (RFC 5280, section 4.1.1), as views of what was read.
+struct SignedParts {
+    asn1::blob tbs;
+    asn1::blob algorithm;
+};
+
+/// `X509Base::unpackObj`.
+bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts);
+
+/// Refuses a signed part that names another signature algorithm than the object around it: the outer one is not
+/// signed and could be exchanged (RFC 5280, sections 4.1.1.2 and 5.1.1.2).
+bool isSameAlgorithm(Reading& reading, asn1::blob outer, asn1::blob inner);
+
+/// Reads a field of the signed part under its name.
+template <typename To>
+bool readField(Reading& reading, char const* name, bool (*read)(Reading&, asn1::blob, To), asn1::blob element,
+               std::type_identity_t<To> to) {
+    Reading::Step const step(reading, name);
+    return read(reading, element, to);
+}
+
+} // namespace detail
