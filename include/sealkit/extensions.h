@@ -56,19 +56,27 @@ struct ObjectIdentifiers {
     std::vector<asn1::blob> oids; ///< Content octets.
 };
 
+/// basicConstraints.
 SEALKIT_API bool parseBasicConstraints(asn1::blob value, BasicConstraints* to, Refusal* refusal = nullptr);
+/// nameConstraints, every subtree.
 SEALKIT_API bool parseNameConstraints(asn1::blob value, NameSubtrees* to, Refusal* refusal = nullptr);
+/// subjectAltName, issuerAltName or certificateIssuer.
 SEALKIT_API bool parseGeneralNames(asn1::blob value, std::vector<GeneralName>* to,
                                    Refusal* refusal = nullptr);
 /// Bits of `KeyUsage` (x509.h).
 SEALKIT_API bool parseKeyUsage(asn1::blob value, unsigned* to, Refusal* refusal = nullptr);
+/// extKeyUsage, unknown usages too.
 SEALKIT_API bool parseExtendedKeyUsage(asn1::blob value, ObjectIdentifiers* to, Refusal* refusal = nullptr);
+/// certificatePolicies: the policies alone.
 SEALKIT_API bool parseCertificatePolicies(asn1::blob value, ObjectIdentifiers* to,
                                           Refusal* refusal = nullptr);
+/// authorityInfoAccess or subjectInfoAccess.
 SEALKIT_API bool parseAccessDescriptions(asn1::blob value, std::vector<AccessDescription>* to,
                                          Refusal* refusal = nullptr);
+/// cRLDistributionPoints or freshestCRL: the full names of all points in a row.
 SEALKIT_API bool parseDistributionPoints(asn1::blob value, std::vector<GeneralName>* to,
                                          Refusal* refusal = nullptr);
+/// subjectKeyIdentifier.
 SEALKIT_API bool parseKeyIdentifier(asn1::blob value, std::vector<unsigned char>* to,
                                     Refusal* refusal = nullptr);
 /// The keyIdentifier, empty if absent. The issuer and serial number beside it are ignored.
@@ -77,6 +85,7 @@ SEALKIT_API bool parseAuthorityKeyId(asn1::blob value, std::vector<unsigned char
 /// Content octets of the INTEGER.
 SEALKIT_API bool parseCrlNumber(asn1::blob value, std::vector<unsigned char>* to, Refusal* refusal = nullptr);
 
-/// The names of the bits of `KeyUsage` and of `ExtKeyUsage` that are set, as `X509Certificate::dumpKeyUsage` has them.
+/// The names of the bits of `KeyUsage` that are set, as `X509Certificate::dumpKeyUsage` has them.
 SEALKIT_API std::vector<std::string> keyUsageNames(unsigned bits);
+/// The same for extended key usages.
 SEALKIT_API std::vector<std::string> extKeyUsageNames(unsigned bits);

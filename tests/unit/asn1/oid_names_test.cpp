@@ -35,8 +35,9 @@ TEST(OidNames, EveryRowIsFoundByItsDottedFormAndByItsName) {
 TEST(OidNames, AgreeWithTheNamesOfSignatureAlgorithms) {
     for (OidName const& row : oidNames()) {
         std::vector<unsigned char> const content = parseOid(row.dotted);
-        if (std::string const known = oid2name(content); known != row.dotted)
+        if (std::string const known = oid2name(content); known != row.dotted) {
             EXPECT_EQ(row.name, known);
+        }
     }
 }
 
