@@ -23,6 +23,25 @@ if(SEALKIT_LTO)
     check_ipo_supported()
 endif()
 
+# sealkit_harden(TARGET): what ships checks its stack and its buffers as it runs, and its tables of functions are
+# read-only once it is loaded. Sanitizers check more, and are in the way of it.
+include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+check_cxx_compiler_flag("-Werror -fstack-clash-protection" SEALKIT_HAS_STACK_CLASH_PROTECTION)
+
+function(sealkit_harden target)
+    if(NOT SEALKIT_HARDENING OR SEALKIT_SANITIZERS)
+        return()
+    endif()
+    set(options -fstack-protector-strong -Wformat -Werror=format-security -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    if(SEALKIT_HAS_STACK_CLASH_PROTECTION)
+        list(APPEND options -fstack-clash-protection)
+    endif()
+    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release>:${options}>")
+    target_link_options(${target} PRIVATE "$<$<CONFIG:Release>:-Wl,-z,relro;-Wl,-z,now;-Wl,-z,noexecstack>")
+endfunction()
+
 # What the shared libraries are built with beside the warnings.
 function(sealkit_library_options target)
     set_target_properties(${target} PROPERTIES
@@ -31,6 +50,7 @@ function(sealkit_library_options target)
         INTERPROCEDURAL_OPTIMIZATION ${SEALKIT_LTO}
         INSTALL_RPATH "$ORIGIN")
     target_compile_options(${target} PRIVATE -fno-exceptions)
+    sealkit_harden(${target})
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:sealkit_warnings>)
     if(NOT SEALKIT_SANITIZERS AND NOT SEALKIT_FUZZ)
         target_link_options(${target} PRIVATE -Wl,--no-undefined)

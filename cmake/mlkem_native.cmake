@@ -144,6 +144,7 @@ function(sealkit_add_mlkem_native target)
     endif()
     # Its warnings are not ours, and neither is its way to be built: as it ships, whatever the build type.
     target_compile_options(mlkem_native PRIVATE -O2 -w)
+    sealkit_harden(mlkem_native)
     target_compile_definitions(mlkem_native PRIVATE MLK_CONFIG_FILE="${ours}/config.h" NDEBUG)
     set_target_properties(mlkem_native PROPERTIES C_VISIBILITY_PRESET hidden C_STANDARD 11)
     target_link_libraries(${target} PRIVATE mlkem_native)
