@@ -13,7 +13,7 @@ namespace {
 using test::Bytes;
 using test::operator+;
 
-constexpr unsigned exchanges = test::lessWhenSlow(2000u, 50u);
+unsigned const exchanges = test::lessWhenSlow(2000u, 50u);
 
 std::string text(Bytes const& bytes) { return {bytes.begin(), bytes.end()}; }
 

@@ -34,7 +34,7 @@ TEST(Prime, SmallNumbersAreKnownWithoutChance) {
     EXPECT_TRUE(isProbablePrime(bn64(16'777'259), SeededRng(0)));
 }
 
-constexpr unsigned rounds = test::lessWhenSlow(millerRabinRounds, 8u);
+unsigned const rounds = test::lessWhenSlow(millerRabinRounds, 8u);
 
 TEST_CASES(Prime, WycheproofAgrees, "wycheproof/primality.txt")(test::Case const& c) {
     SeededRng const rng(c.index());

@@ -79,7 +79,7 @@ Bytes smallFile() {
 TEST(EncryptedKeys, OfOtherProgramsAreRead) {
     // GnuTLS does 600,000 iterations.
     std::set<std::string> leftOut;
-    if (test::isSlow)
+    if (test::isSlow())
         leftOut = {"certtool-pbes2-aes-128.pem", "certtool-pbes2-aes-192.pem", "certtool-pbes2-aes-256.pem"};
     Bytes const ec = encodePkcs8PrivateKey(*plainKey("openssl-pkcs8-prime256v1")),
                 rsa = encodePkcs8PrivateKey(*plainKey("openssl-pkcs8-rsa"));

@@ -87,7 +87,7 @@ TEST(RsaGeneration, MakesKeysOfEveryEvenLength) {
 }
 
 TEST(RsaGeneration, MakesLongKeys) {
-    if (test::isSlow)
+    if (test::isSlow())
         return;
     for (unsigned bits : {3072U, 4096U, 8192U}) {
         SeededRng rng(3);
@@ -252,7 +252,7 @@ TEST(RsaGeneration, PrimesPassTheRoundsOfFips186) {
         {3072, 4},
     };
     for (auto const& row : table) {
-        if (test::isSlow && row.bits > 2048)
+        if (test::isSlow() && row.bits > 2048)
             break; // A key of this length takes seconds.
         SeededRng const source(row.bits);
         RecordingRng rng(source);

@@ -38,8 +38,8 @@ private:
 };
 
 // Of the cases, which would take minutes.
-constexpr unsigned everySignature = test::lessWhenSlow(1u, 4u);
-constexpr unsigned everyAgreement = test::lessWhenSlow(1u, 16u);
+unsigned const everySignature = test::lessWhenSlow(1u, 4u);
+unsigned const everyAgreement = test::lessWhenSlow(1u, 16u);
 
 template <typename K>
 void verify(test::Case const& c) {
@@ -64,18 +64,14 @@ TEST_CASES(WycheproofRsa, IsVerifiedAsPublished, "wycheproof/rsa_signature_2048_
            "wycheproof/rsa_signature_3072_sha512.txt", "wycheproof/rsa_signature_4096_sha256.txt",
            "wycheproof/rsa_signature_4096_sha384.txt", "wycheproof/rsa_signature_4096_sha512.txt",
            "wycheproof/rsa_signature_8192_sha256.txt")
-(test::Case const& c) {
-    verify<RsaPublicKey>(c);
-}
+(test::Case const& c) { verify<RsaPublicKey>(c); }
 
 TEST_CASES(WycheproofEcdsa, IsVerifiedAsPublished, "wycheproof/ecdsa_secp192r1_sha256.txt",
            "wycheproof/ecdsa_secp224r1_sha256.txt", "wycheproof/ecdsa_secp224r1_sha512.txt",
            "wycheproof/ecdsa_secp256r1_sha256.txt", "wycheproof/ecdsa_secp256r1_sha512.txt",
            "wycheproof/ecdsa_secp384r1_sha256.txt", "wycheproof/ecdsa_secp384r1_sha384.txt",
            "wycheproof/ecdsa_secp384r1_sha512.txt", "wycheproof/ecdsa_secp521r1_sha512.txt")
-(test::Case const& c) {
-    verify<EcPublicKey>(c);
-}
+(test::Case const& c) { verify<EcPublicKey>(c); }
 
 TEST_CASES(WycheproofRsaSigning, SignsAsPublished, "wycheproof/rsa_pkcs1_1024_sig_gen.txt",
            "wycheproof/rsa_pkcs1_1536_sig_gen.txt", "wycheproof/rsa_pkcs1_2048_sig_gen.txt",

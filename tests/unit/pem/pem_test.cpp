@@ -392,7 +392,7 @@ TEST(ReadFromFile, AMissingFileIsAnEmptyOne) {
 // --- Hostile text ---
 
 TEST(Pem, TakesTimeInProportionToTheText) {
-    constexpr size_t size = test::lessWhenSlow(4u << 20, 1u << 18);
+    size_t const size = test::lessWhenSlow(4u << 20, 1u << 18);
     auto const repeat = [](std::string_view part) {
         std::string text;
         text.reserve(size + part.size());

@@ -153,7 +153,7 @@ TEST(Pkcs12Peers, FilesOfKeytoolOpen) {
 // The files of the next two have 600,000 iterations a derivation: slow builds only read them.
 
 TEST(Pkcs12Peers, FilesOfCerttoolOpen) {
-    if (isSlow) {
+    if (isSlow()) {
         for (char const* name : {"certtool", "certtool-3des", "certtool-empty", "certtool-null"})
             parsedP12(readP12(name));
         return;
@@ -169,7 +169,7 @@ TEST(Pkcs12Peers, FilesOfPk12utilOpenAsBer) {
         PKCS12PFX pfx;
         EXPECT_FALSE(pfx.parse(readP12(name))) << "it is not DER";
         ASSERT_TRUE(pfx.parseBer(readP12(name)));
-        if (isSlow)
+        if (isSlow())
             continue;
         EXPECT_FALSE(decrypts(pfx, "wrong", wrongMac));
         EXPECT_TRUE(decrypts(pfx, word));

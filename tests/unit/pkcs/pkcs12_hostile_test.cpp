@@ -71,7 +71,7 @@ TEST(HostilePkcs12, NoTruncationParses) {
 }
 
 TEST(HostilePkcs12, EveryBitMayFlip) {
-    constexpr size_t step = lessWhenSlow(1, 29);
+    size_t const step = lessWhenSlow(1, 29);
     for (Bytes file : smallFiles()) {
         for (size_t bit = 0; bit < file.size() * 8; bit += step) {
             auto const mask = static_cast<unsigned char>(1u << bit % 8);
@@ -115,7 +115,7 @@ TEST(HostilePkcs12, BerEndsWhateverItIs) {
 }
 
 TEST(HostilePkcs12, ManyBagsTakeNoLongerThanTheirBytes) {
-    constexpr size_t many = lessWhenSlow(100000, 30000);
+    size_t const many = lessWhenSlow(100000, 30000);
     P12Parts parts;
     parts.bags = {repeat(bag(shroudedBagOid, sequence(algorithm("1.2.3"), octetString({}))), many)};
     PKCS12PFX pfx;

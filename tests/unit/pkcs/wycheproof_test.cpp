@@ -28,7 +28,7 @@ PKCS7EnvelopedData messageWith(Bytes const& encryptedKey) {
 }
 
 /// One decryption takes a tenth of a second under emulation.
-constexpr unsigned every = test::lessWhenSlow(1u, 12u);
+unsigned const every = test::lessWhenSlow(1u, 12u);
 
 TEST_CASES(Wycheproof, RsaDecryption, "wycheproof/rsa_pkcs1_2048.txt", "wycheproof/rsa_pkcs1_3072.txt",
            "wycheproof/rsa_pkcs1_4096.txt")

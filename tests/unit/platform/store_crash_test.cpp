@@ -19,7 +19,7 @@ using kp::Store;
 
 class StoreCrash : public test::PlatformRootTest {};
 
-constexpr int rounds = test::lessWhenSlow(300, 60);
+int const rounds = test::lessWhenSlow(300, 60);
 
 constexpr uint32_t numberField = 1, patternField = 2;
 
