@@ -5,6 +5,7 @@
 /// | `PBES2Params` | the parameters, apart; `parse`, `save` and `encode` are their DER |
 /// | `pbes2_crypt` | encrypts or decrypts as an AlgorithmIdentifier says |
 /// | `pbes2_encrypt` | encrypts as a `PBES2Params` says |
+/// | `describeEncryption` | names what an AlgorithmIdentifier asks for, supported or not |
 ///
 /// What is understood:
 ///
@@ -24,6 +25,7 @@
 #include "sealkit/oid.h"
 #include "sealkit/refusal.h"
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -81,3 +83,15 @@ SEALKIT_API std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::strin
                                                      PBES2Params const& p);
 SEALKIT_API std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::string_view password,
                                                      PBES2Params const& p, Refusal* refusal);
+
+/// How a key is encrypted under its password, for people.
+struct KeyEncryption {
+    std::string scheme;        ///< "PBES2", "traditional PEM", or another's name or number. Empty when malformed.
+    std::string cipher;        ///< "AES-256-CBC". Empty when the scheme or its parameters are not supported.
+    std::string keyDerivation; ///< "PBKDF2 with HMAC-SHA256", on the same terms.
+    unsigned iterations = 0;   ///< On the same terms.
+    Refusal problem;           ///< Why no password decrypts it; nothing for most.
+};
+
+/// Describes encryption under a password. The problem is that of the parameters alone.
+SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm);

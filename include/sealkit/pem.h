@@ -12,16 +12,21 @@
 ///
 /// Every loader takes the whole contents of a file: text with PEM blocks (RFC 7468), or one object in
 /// DER when the text has no block at all (`readOneAssimetricKey` takes text alone). Where other labels are not
-/// passed over, only the first block is looked at. A loader that fails returns null, or an empty chain, and
-/// gives no reason. A file that cannot be read is an empty one.
+/// passed over, only the first block is looked at. A loader that fails returns null, or an empty chain. A file that
+/// cannot be read is an empty one.
 ///
-/// `pemDecode` does not take bodies with headers; `pemDecrypt` takes those of encrypted keys.
+/// Each loader has an overload with a `Refusal`. It tells apart a missing, an unreadable and an empty file, an object of
+/// another kind (input_kind.h), and PEM whose framing is wrong, which has the number of the line.
+///
+/// `PemReader` walks the blocks of a text. `pemDecode` does not take bodies with headers; `pemDecrypt` takes those of encrypted keys.
 #pragma once
 
 #include "sealkit/blob.h"
 #include "sealkit/crl.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/keys.h"
+#include "sealkit/pbes2.h"
+#include "sealkit/refusal.h"
 #include "sealkit/req.h"
 #include "sealkit/x509.h"
 
@@ -37,9 +42,43 @@
 /// compared.
 SEALKIT_API bool parsePem(std::string_view& input, std::string_view* label, std::string_view* body);
 
+/// A block of PEM text. Views of the text.
+struct PemBlock {
+    std::string_view label;
+    std::string_view body;  ///< The lines between the first and the last.
+    std::string_view whole; ///< From the BEGIN line to the END line.
+    size_t number = 0;      ///< From 1.
+    size_t line = 0;        ///< The line of the text that is the BEGIN line, from 1.
+};
+
+/// Walks the blocks of a text, which it finds as `parsePem` does, and counts blocks and lines. The text must outlive it.
+class SEALKIT_API PemReader {
+public:
+    explicit PemReader(std::string_view text);
+
+    /// Takes the next whole block. False when none is left; `*block` is of no use then.
+    bool next(PemBlock* block);
+
+    /// Whether no block begins in what is left: a BEGIN line that is malformed, or has no END line behind it, is
+    /// refused.
+    bool finish(Refusal* refusal) const;
+
+    std::string_view rest() const { return unread; } ///< What no block was taken from yet.
+    size_t count() const { return blocks; }          ///< How many blocks were taken.
+    size_t lineOfRest() const { return line; }       ///< The line where `rest` begins, from 1.
+
+private:
+    std::string_view unread;
+    size_t blocks = 0;
+    size_t line = 1;
+};
+
 /// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may have blanks
 /// and tabs around them. False when the rest is not base64.
+/// What `out` held is wiped in any case, and `out` is empty when the result is false. `body` may be a view of it.
 SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out);
+/// The line of a refusal counts in `body`.
+SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out, Refusal* refusal);
 
 /// Decrypts a body whose first line is "Proc-Type:" (RFC 1421, section 4.6.1), as traditional "RSA PRIVATE
 /// KEY" and "EC PRIVATE KEY" blocks have it. The next line is "DEK-Info: " with the cipher, DES-EDE3-CBC or
@@ -54,6 +93,9 @@ SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* ou
 /// `out` is empty when the result is false.
 SEALKIT_API bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out,
                             std::string const& password);
+/// The line of a refusal counts in `body`. A padding that is wrong is `RefusalId::wrongPassword`.
+SEALKIT_API bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out,
+                            std::string const& password, Refusal* refusal);
 
 /// The PEM block of `der`, in lines of 64 characters ended by line feeds. Empty for empty `der`.
 SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,
@@ -62,6 +104,13 @@ SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,
 /// The blocks "CERTIFICATE" and "X509 CRL" with the object's own DER (`X509Base::serialize`).
 SEALKIT_API std::vector<unsigned char> encodePemCertificate(X509Certificate const& certificate);
 SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
+/// The block "CERTIFICATE REQUEST", likewise.
+SEALKIT_API std::vector<unsigned char> encodePemReq(X509Req const& request);
+/// The block "RSA PUBLIC KEY" with the RSAPublicKey of PKCS#1. Empty when the members make no key.
+SEALKIT_API std::vector<unsigned char> encodePemRsaPublicKey(RsaPublicKey const& key);
+/// The block "RSA PRIVATE KEY" or "EC PRIVATE KEY" with the key's own DER, not encrypted, as old programs read it.
+/// Empty for other keys, and when the members make no key. The caller wipes it.
+SEALKIT_API std::vector<unsigned char> encodePemTraditionalPrivateKey(PrivateKey const& key);
 /// The block "PRIVATE KEY" with the OneAsymmetricKey of `key`, not encrypted. Empty when the members make
 /// no key. The result is as secret as the key: the caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const& key);
@@ -74,31 +123,50 @@ SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& 
 
 /// A certificate. Null when the first block has another label.
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text);
+SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path);
+SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path, Refusal* refusal);
 
 /// All certificates, in the order of the file. Blocks with other labels are passed over; one broken
 /// certificate empties the whole chain. Writes "LABEL: " and the label of each block on standard
 /// output.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text);
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text, Refusal* refusal);
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path);
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path, Refusal* refusal);
 
 /// A certificate revocation list. Null when the first block has another label.
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text);
+SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path);
+SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal);
 
 /// A certificate request. Null when the first block has another label.
 SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text);
+SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal);
 SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path);
+SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Refusal* refusal);
+
+/// Wider forms that key files may have.
+struct KeyFileOptions {
+    bool traditionalDer = false; ///< DER without PEM of RSAPublicKey, RSAPrivateKey and ECPrivateKey.
+    bool fromCertificates = false; ///< The public key of a certificate or certificate request.
+};
 
 /// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC
 /// KEY"). A block "EC PUBLIC KEY" holds a point without its curve, which makes no key: null, as for any
 /// other label.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text);
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path);
+SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text, Refusal* refusal,
+                                                     KeyFileOptions options = {});
+SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path, Refusal* refusal,
+                                                             KeyFileOptions options = {});
 
 /// The private key of the first block "PRIVATE KEY", not encrypted. Blocks with other labels are passed
 /// over. Null when there is no such block: unlike the other loaders this one does not take DER.
 SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text);
+SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text, Refusal* refusal);
 
 /// A private key: a OneAsymmetricKey ("PRIVATE KEY", or DER), an EncryptedPrivateKeyInfo ("ENCRYPTED PRIVATE
 /// KEY", or DER; `parsePkcs8EncryptedPrivateKey`), PKCS#1's RSAPrivateKey ("RSA PRIVATE KEY") or RFC 5915's
@@ -108,3 +176,14 @@ SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view te
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password);
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
                                                                std::string const& password);
+SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password,
+                                                       Refusal* refusal, KeyFileOptions options = {});
+SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
+                                                               std::string const& password, Refusal* refusal,
+                                                               KeyFileOptions options = {});
+
+/// How the private key of the first block, or of the DER, is encrypted. False when it is not.
+SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to);
+
+/// Whether it is the label of a private key that `readPrivateKey` reads.
+SEALKIT_API bool isPrivateKeyLabel(std::string_view label);

@@ -81,6 +81,8 @@ enum class RefusalId : unsigned {
     malformedSignature,
     otherDigest,
     keyCannotVerify,
+    keyCannotAgree,
+    keysDiffer,
 
     // Encryption of keys and contents.
     wrongPassword,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sealkit/aead.h"
+#include "sealkit/agreement.h"
 #include "sealkit/asn1.h"
 #include "sealkit/bignum.h"
 #include "sealkit/blob.h"
@@ -20,6 +21,7 @@
 #include "sealkit/gcm.h"
 #include "sealkit/hash.h"
 #include "sealkit/hmac.h"
+#include "sealkit/input_kind.h"
 #include "sealkit/keys.h"
 #ifndef SEALKIT_WITHOUT_MLKEM
 #include "sealkit/mlkem.h"

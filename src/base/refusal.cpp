@@ -69,6 +69,8 @@ constexpr std::array rows = {
     Row{RefusalId::otherDigest, "other-digest",
         "The signature encloses a digest of another algorithm or length than is expected."},
     Row{RefusalId::keyCannotVerify, "key-cannot-verify", "Keys of this algorithm make no such signatures."},
+    Row{RefusalId::keyCannotAgree, "key-cannot-agree", "Keys of this algorithm agree on no secrets."},
+    Row{RefusalId::keysDiffer, "keys-differ", "The two keys are of different kinds or on different curves."},
 
     Row{RefusalId::wrongPassword, "wrong-password",
         "The password is wrong, or the encrypted data is damaged."},

@@ -214,9 +214,27 @@ bool detail::read(Reading& reading, asn1::blob params, PBES2Params& to) {
            readKeyDerivation(reading, to, function) && readEncryptionScheme(reading, to, scheme);
 }
 
-bool detail::checkPbes2(Reading& reading, PBES2Params const& params, asn1::blob data) {
+void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data, KeyEncryption* to) {
+    PBES2Params p;
+    if (!read(reading, params, p))
+        return;
+    to->cipher = getAlgorithmName(p.cipher);
+    to->keyDerivation = "PBKDF2 with " + getAlgorithmName(p.prf.empty() ? asn1::blob(oid::hmacWithSha1) : p.prf);
+    to->iterations = p.iterations;
     Choice choice;
-    return choose(reading, params, &choice) && checkCiphertext(reading, choice, data);
+    if (choose(reading, p, &choice) && data != nullptr)
+        checkCiphertext(reading, choice, *data);
+}
+
+KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm) {
+    KeyEncryption found;
+    found.scheme = getAlgorithmName(algorithm.oid);
+    Reading reading(algorithm.params, &found.problem);
+    if (asn1::blob(algorithm.oid) == oid::pbes2)
+        detail::describePbes2(reading, algorithm.params, nullptr, &found);
+    else
+        reading.refuse(RefusalId::unknownEncryption, nullptr, {{"scheme", found.scheme}});
+    return found;
 }
 
 bool detail::decryptPbes2(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,

@@ -4,10 +4,10 @@
 
 #include "base/secret_bytes.h"
 #include "kp/text.h"
+#include "pem/read.h"
 
 #include <algorithm>
 #include <cstring>
-#include <iostream>
 #include <limits>
 
 namespace {
@@ -81,7 +81,6 @@ DekAlgorithm const* findAlgorithm(std::string_view name) {
     for (DekAlgorithm const& algorithm : dekAlgorithms)
         if (algorithm.name == name)
             return &algorithm;
-    std::cout << "[ERR] unkown encrypted PEM type: " << name << std::endl;
     return nullptr;
 }
 
@@ -113,40 +112,88 @@ bool checkPadding(asn1::blob plain, unsigned blockSize, size_t* length) {
     return std::all_of(plain.begin() + *length, plain.end(), [=](auto byte) { return byte == padding; });
 }
 
-bool decrypt(std::string_view body, std::string const& password, std::vector<unsigned char>& out) {
-    std::string_view name, ivText;
-    if (!takeLine(body).starts_with(procType) || !parseDekInfo(takeLine(body), &name, &ivText))
-        return false;
-    DekAlgorithm const* const algorithm = findAlgorithm(name);
-    std::vector<unsigned char> iv, encrypted;
-    if (algorithm == nullptr || !hex2bin(ivText, &iv) || iv.size() != algorithm->blockSize)
-        return false;
-    skipHeaders(body);
-    if (!pemDecode(body, &encrypted) || encrypted.empty() || encrypted.size() % algorithm->blockSize != 0 ||
-        std::max(encrypted.size(), password.size()) > std::numeric_limits<unsigned>::max())
-        return false;
+bool refuseHeader(detail::Reading& reading, PemBlock const& block, size_t line) {
+    return reading.refuseLine(RefusalId::malformedEncryptionParameters, block.number, block.line + line);
+}
 
+bool decryptInto(detail::Reading& reading, PemBlock const& block, std::string const& password,
+                 std::vector<unsigned char>& out) {
+    detail::DekInfo info;
+    if (!detail::readDekInfo(reading, block, &info))
+        return false;
+    DekAlgorithm const& algorithm = *findAlgorithm(info.cipher);
+    PemBlock text = block;
+    text.body = info.text;
+    text.line = info.line;
+    std::vector<unsigned char> encrypted;
+    if (!detail::decode(reading, text, &encrypted))
+        return false;
+    if (encrypted.empty() || encrypted.size() % algorithm.blockSize != 0 ||
+        std::max(encrypted.size(), password.size()) > std::numeric_limits<unsigned>::max())
+        return reading.refuse(RefusalId::malformedCiphertext, nullptr,
+                              {{"block", std::to_string(algorithm.blockSize) + " bytes"},
+                               {"found", std::to_string(encrypted.size()) + " bytes"}});
     out.resize(encrypted.size());
-    makeCipher(*algorithm, iv, password)
+    makeCipher(algorithm, info.iv, password)
         ->decrypt(encrypted.data(), static_cast<unsigned>(encrypted.size()), nullptr, 0, out.data());
     size_t length;
-    if (!checkPadding(out, algorithm->blockSize, &length))
-        return false;
+    if (!checkPadding(out, algorithm.blockSize, &length))
+        return reading.refuse(RefusalId::wrongPassword, nullptr);
     out.resize(length);
     return true;
 }
 
 } // namespace
 
-bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out, std::string const& password) {
+bool detail::readDekInfo(Reading& reading, PemBlock const& block, DekInfo* info) {
+    Reading::Block const within(reading, block.number, {});
+    std::string_view body = block.body;
+    if (!takeLine(body).starts_with(procType))
+        return refuseHeader(reading, block, 1);
+    std::string_view ivText;
+    if (!parseDekInfo(takeLine(body), &info->cipher, &ivText))
+        return refuseHeader(reading, block, 2);
+    DekAlgorithm const* const algorithm = findAlgorithm(info->cipher);
+    if (algorithm == nullptr) {
+        reading.refuse(RefusalId::unsupportedCipher, nullptr, {{"cipher", std::string(info->cipher)}});
+        reading.note("[ERR] unkown encrypted PEM type: " + std::string(info->cipher));
+        return false;
+    }
+    if (!hex2bin(ivText, &info->iv) || info->iv.size() != algorithm->blockSize)
+        return refuseHeader(reading, block, 2);
+    skipHeaders(body);
+    info->text = body;
+    std::string_view const headers = block.body.substr(0, block.body.size() - body.size());
+    info->line = block.line + static_cast<size_t>(std::count(headers.begin(), headers.end(), '\n'));
+    return true;
+}
+
+bool detail::decrypt(Reading& reading, PemBlock const& block, std::string const& password,
+                     std::vector<unsigned char>* out) {
+    Reading::Block const within(reading, block.number, {});
     std::vector<unsigned char> result;
-    bool const done = decrypt(body, password, result);
+    bool const done = decryptInto(reading, block, password, result);
     if (!done) {
-        detail::wipe(result);
+        wipe(result);
         result.clear();
     }
-    // Only now, since `body` may be a view of what `out` held.
-    detail::wipe(*out);
+    // Only now, since the body may be a view of what `out` held.
+    wipe(*out);
     *out = std::move(result);
     return done;
+}
+
+bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out, std::string const& password) {
+    detail::Reading reading((asn1::blob(body)));
+    PemBlock block;
+    block.body = body;
+    return detail::decrypt(reading, block, password, out);
+}
+
+bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out, std::string const& password,
+                Refusal* refusal) {
+    detail::Reading reading(body, refusal);
+    PemBlock block;
+    block.body = body;
+    return detail::decrypt(reading, block, password, out);
 }

@@ -1,173 +1,482 @@
+#include "sealkit/input_kind.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
+#include "asn1/element.h"
+#include "asn1/oids.h"
+#include "base/file.h"
 #include "base/secret_bytes.h"
-#include "kp/file.h"
+#include "keys/read.h"
+#include "pem/read.h"
+#include "x509/read.h"
 
-#include <iostream>
 #include <limits>
 
 namespace {
 
+using detail::FileText;
+using detail::Reading;
+
 /// Null when the bytes are not a `T`, or more than its parser takes.
 template <typename T>
-std::unique_ptr<T> parseDer(asn1::blob der) {
-    if (der.size() > std::numeric_limits<unsigned>::max())
+std::unique_ptr<T> readDer(Reading& reading, asn1::blob der) {
+    if (der.size() > std::numeric_limits<unsigned>::max()) {
+        reading.refuse(RefusalId::inputTooLarge, nullptr);
         return nullptr;
+    }
     auto object = std::make_unique<T>();
-    if (!object->parse(der.data(), static_cast<unsigned>(der.size())))
+    if (!detail::read(reading, der, *object))
         return nullptr;
     return object;
 }
 
-template <typename T>
-std::unique_ptr<T> parseBody(std::string_view body) {
-    std::vector<unsigned char> der;
-    return pemDecode(body, &der) ? parseDer<T>(der) : nullptr;
-}
-
-/// The object of the first block, which must have the label, or of the whole text as DER.
-template <typename T>
-std::unique_ptr<T> readFirst(std::string_view text, std::string_view wantedLabel) {
-    std::string_view rest = text;
-    std::string_view label, body;
-    if (!parsePem(rest, &label, &body))
-        return parseDer<T>(text);
-    return label == wantedLabel ? parseBody<T>(body) : nullptr;
-}
-
 /// The key of a class in its own DER.
 template <typename K>
-std::unique_ptr<K> parseBareKey(asn1::blob der) {
+std::unique_ptr<K> readBareKey(Reading& reading, asn1::blob der) {
     auto key = std::make_unique<K>();
-    if (!key->parseFromDerEncoded({}, der))
+    if (!detail::read(reading, {}, der, *key))
         return nullptr;
     return key;
 }
 
-/// The key of a block, or null. The DER is wiped.
-std::unique_ptr<PrivateKey> parseOneAssimetricKeyBody(std::string_view body) {
+/// Refuses DER that was refused as a `wanted` once more where it has the shape of another kind, which says more.
+void refuseOtherKind(Reading& reading, asn1::blob der, InputKind wanted) {
+    InputKind const found = findInputKind(
+        std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
+    if (found == wanted || found == InputKind::otherDer || found == InputKind::ber ||
+        found == InputKind::pem)
+        return;
+    reading.retract();
+    if (found == InputKind::empty)
+        reading.refuse(RefusalId::emptyInput, nullptr);
+    else
+        reading.refuse(found == InputKind::text || found == InputKind::unknown ? RefusalId::unknownForm
+                                                                               : RefusalId::otherKind,
+                       nullptr, {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(found)}});
+}
+
+/// The object of a block that `read` makes of its DER, which is wiped; null when it is refused.
+template <typename Read>
+auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read read) {
     detail::SecretBytes der;
-    return pemDecode(body, &der.value) ? parseOneAssimetricKey(der) : nullptr;
+    decltype(read(reading, asn1::blob())) object{};
+    if (!detail::decode(reading, block, &der.value))
+        return object;
+    Reading::Block const within(reading, block.number, der);
+    object = read(reading, asn1::blob(der));
+    if (object == nullptr)
+        refuseOtherKind(reading, der, wanted);
+    return object;
 }
 
-/// The key of a block that holds a class's own DER, encrypted if it says so, or null.
-template <typename K>
-std::unique_ptr<PrivateKey> readBareKey(std::string_view body, std::string const& password) {
-    detail::SecretBytes der;
-    bool const isRead =
-        body.starts_with("Proc-Type:") ? pemDecrypt(body, &der.value, password) : pemDecode(body, &der.value);
-    return isRead ? parseBareKey<K>(der) : nullptr;
+/// The labels of the blocks of a text, three at most.
+std::string listLabels(std::string_view text) {
+    constexpr size_t maxShown = 3;
+    PemReader reader(text);
+    PemBlock block;
+    std::string list;
+    while (reader.next(&block))
+        if (block.number <= maxShown)
+            list += (list.empty() ? "" : ", ") + std::string(block.label);
+    return list + (reader.count() > maxShown ? ", ..." : "");
 }
 
-/// The contents of a file. They are wiped, whatever is read: a certificate's key may stand beside it.
-class FileText {
-public:
-    explicit FileText(std::string const& path) : text(kp::readFile(path, -1, 0)) {}
-    ~FileText() { detail::wipe(text); }
-    FileText(FileText const&) = delete;
-    FileText& operator=(FileText const&) = delete;
-
-    operator std::string_view() const { return text; }
-
-private:
-    std::string text;
-};
-
-} // namespace
-
-std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text) {
-    return readFirst<X509Certificate>(text, "CERTIFICATE");
+/// Refuses what is left behind the last block, which was refused as a `wanted` in DER already.
+void refuseRest(Reading& reading, std::string_view text, PemReader const& reader, InputKind wanted,
+                std::string_view wantedLabel) {
+    InputKind const kind = findInputKind(reader.rest());
+    if (kind == InputKind::pem) {
+        reading.retract();
+        detail::finish(reading, reader);
+    } else if (reader.count() == 0) {
+        refuseOtherKind(reading, reader.rest(), wanted);
+    } else if (kind != wanted) {
+        reading.retract();
+        InputKind const first = findInputKind(text);
+        if (first == InputKind::opensshPrivateKey)
+            reading.refuse(RefusalId::otherKind, nullptr,
+                           {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(first)}});
+        else
+            reading.refuse(RefusalId::pemWithoutBlock, nullptr,
+                           {{"expected", std::string(wantedLabel)}, {"found", listLabels(text)}});
+    }
 }
 
-std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {
-    return readCertFromStr(FileText(path));
+/// Refuses a block for its label.
+void refuseLabel(Reading& reading, PemBlock const& block, std::string_view wanted) {
+    if (block.label.find('\n') != std::string_view::npos) {
+        reading.refuseLine(RefusalId::pemMalformedBegin, block.number, block.line);
+        return;
+    }
+    Reading::Block const within(reading, block.number, {});
+    if (block.label == "OPENSSH PRIVATE KEY")
+        reading.refuse(RefusalId::otherKind, nullptr,
+                       {{"expected", std::string(wanted)},
+                        {"found", getInputKindName(InputKind::opensshPrivateKey)}});
+    else
+        reading.refuse(RefusalId::pemOtherLabel, nullptr,
+                       {{"expected", std::string(wanted)}, {"found", std::string(block.label)}});
 }
 
-std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text) {
+/// The object of the first block, which must have the label, or of the whole text as DER.
+template <typename T>
+std::unique_ptr<T> readFirst(Reading& reading, std::string_view text, std::string_view wantedLabel,
+                             InputKind wanted) {
+    PemReader reader(text);
+    PemBlock block;
+    if (!reader.next(&block)) {
+        std::unique_ptr<T> object = readDer<T>(reading, text);
+        if (object == nullptr)
+            refuseRest(reading, text, reader, wanted, wantedLabel);
+        return object;
+    }
+    if (block.label != wantedLabel) {
+        refuseLabel(reading, block, wantedLabel);
+        return nullptr;
+    }
+    return readBody(reading, block, wanted, readDer<T>);
+}
+
+std::unique_ptr<X509Certificate> readCert(Reading& reading, std::string_view text) {
+    return readFirst<X509Certificate>(reading, text, "CERTIFICATE", InputKind::certificate);
+}
+
+std::unique_ptr<X509Crl> readCrl(Reading& reading, std::string_view text) {
+    return readFirst<X509Crl>(reading, text, "X509 CRL", InputKind::crl);
+}
+
+std::unique_ptr<X509Req> readReq(Reading& reading, std::string_view text) {
+    return readFirst<X509Req>(reading, text, "CERTIFICATE REQUEST", InputKind::request);
+}
+
+std::vector<std::shared_ptr<X509Certificate>> readChain(Reading& reading, std::string_view text) {
     std::vector<std::shared_ptr<X509Certificate>> chain;
-    std::string_view rest = text;
-    std::string_view label, body;
-    bool anyBlock = false;
-    while (parsePem(rest, &label, &body)) {
-        anyBlock = true;
-        std::cout << "LABEL: " << label << std::endl;
-        if (label != "CERTIFICATE")
+    PemReader reader(text);
+    PemBlock block;
+    while (reader.next(&block)) {
+        reading.note("LABEL: " + std::string(block.label));
+        if (block.label != "CERTIFICATE")
             continue;
-        chain.push_back(parseBody<X509Certificate>(body));
+        chain.push_back(readBody(reading, block, InputKind::certificate, readDer<X509Certificate>));
         if (chain.back() == nullptr)
             return {};
     }
-    if (!anyBlock)
-        if (std::shared_ptr<X509Certificate> certificate = parseDer<X509Certificate>(text))
+    if (reader.count() == 0)
+        if (std::shared_ptr<X509Certificate> certificate = readDer<X509Certificate>(reading, text))
             chain.push_back(std::move(certificate));
+    if (chain.empty())
+        refuseRest(reading, text, reader, InputKind::certificate, "CERTIFICATE");
     return chain;
 }
 
-std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path) {
-    return readCertChain(FileText(path));
+/// The public key of a certificate or certificate request.
+template <typename T>
+std::unique_ptr<PublicKey> readKeyOf(Reading& reading, asn1::blob der) {
+    std::unique_ptr<T> const object = readDer<T>(reading, der);
+    if (object == nullptr)
+        return nullptr;
+    asn1::blob const info = object->subjectPublicKeyInfo;
+    Reading::Derived const derived(reading, info, nullptr, "subjectPublicKeyInfo");
+    return detail::readPublicKeyInfo(reading, info);
 }
 
-std::unique_ptr<X509Crl> readCrl(std::string_view text) { return readFirst<X509Crl>(text, "X509 CRL"); }
+std::unique_ptr<PublicKey> readPublicDer(Reading& reading, asn1::blob der, KeyFileOptions options) {
+    InputKind const kind = findInputKind(
+        std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
+    if (options.fromCertificates && kind == InputKind::certificate)
+        return readKeyOf<X509Certificate>(reading, der);
+    if (options.fromCertificates && kind == InputKind::request)
+        return readKeyOf<X509Req>(reading, der);
+    if (options.traditionalDer && kind == InputKind::rsaPublicKey)
+        return readBareKey<RsaPublicKey>(reading, der);
+    return detail::readPublicKeyInfo(reading, der);
+}
+
+std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, KeyFileOptions options) {
+    PemReader reader(text);
+    PemBlock block;
+    if (!reader.next(&block)) {
+        std::unique_ptr<PublicKey> key = readPublicDer(reading, text, options);
+        InputKind const kind = findInputKind(text);
+        bool const isWider = (options.fromCertificates &&
+                              (kind == InputKind::certificate || kind == InputKind::request)) ||
+                             (options.traditionalDer && kind == InputKind::rsaPublicKey);
+        if (key == nullptr && !isWider)
+            refuseRest(reading, text, reader, InputKind::publicKey, "PUBLIC KEY");
+        return key;
+    }
+    // The label first: the bytes of a private key are not decoded where nobody wipes them.
+    if (block.label == "PUBLIC KEY")
+        return readBody(reading, block, InputKind::publicKey, detail::readPublicKeyInfo);
+    if (block.label == "RSA PUBLIC KEY")
+        return readBody(reading, block, InputKind::rsaPublicKey, readBareKey<RsaPublicKey>);
+    if (block.label == "EC PUBLIC KEY")
+        return readBody(reading, block, InputKind::unknown, readBareKey<EcPublicKey>);
+    if (options.fromCertificates && block.label == "CERTIFICATE")
+        return readBody(reading, block, InputKind::certificate, readKeyOf<X509Certificate>);
+    if (options.fromCertificates &&
+        (block.label == "CERTIFICATE REQUEST" || block.label == "NEW CERTIFICATE REQUEST"))
+        return readBody(reading, block, InputKind::request, readKeyOf<X509Req>);
+    refuseLabel(reading, block, "PUBLIC KEY");
+    return nullptr;
+}
+
+std::unique_ptr<PrivateKey> readPlain(Reading& reading, std::string_view text) {
+    PemReader reader(text);
+    PemBlock block;
+    while (reader.next(&block))
+        if (block.label == "PRIVATE KEY")
+            return readBody(reading, block, InputKind::privateKey, detail::readOneAsymmetricKey);
+    if (findInputKind(reader.rest()) == InputKind::pem)
+        detail::finish(reading, reader);
+    else if (text.empty())
+        reading.refuse(RefusalId::emptyInput, nullptr);
+    else
+        reading.refuse(RefusalId::pemWithoutBlock, nullptr,
+                       {{"expected", "PRIVATE KEY"}, {"found", listLabels(text)}});
+    return nullptr;
+}
+
+constexpr std::string_view procType = "Proc-Type:";
+
+/// The key of a block that holds a class's own DER, encrypted if it says so, or null.
+template <typename K>
+std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& block, std::string const& password,
+                                            InputKind wanted) {
+    if (!block.body.starts_with(procType))
+        return readBody(reading, block, wanted, readBareKey<K>);
+    detail::SecretBytes der;
+    if (!detail::decrypt(reading, block, password, &der.value))
+        return nullptr;
+    Reading::Block const within(reading, block.number, der);
+    std::unique_ptr<PrivateKey> key = readBareKey<K>(reading, der);
+    // One wrong password in 256 leaves a padding that can be right.
+    if (key == nullptr && asn1::parser(asn1::blob(der)).tag != detail::tag::sequence) {
+        reading.retract();
+        reading.refuse(RefusalId::wrongPassword, nullptr);
+    }
+    return key;
+}
+
+/// A private key in DER: the stated forms, and the wider ones that `options` allow.
+std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, std::string_view der, std::string const& password,
+                                           KeyFileOptions options) {
+    if (std::unique_ptr<PrivateKey> key = detail::readOneAsymmetricKey(reading, der))
+        return key;
+    InputKind const kind = findInputKind(der);
+    if (kind == InputKind::encryptedPrivateKey)
+        reading.retract();
+    if (std::unique_ptr<PrivateKey> key = detail::readEncryptedPrivateKey(reading, der, password))
+        return key;
+    if (!options.traditionalDer || (kind != InputKind::rsaPrivateKey && kind != InputKind::ecPrivateKey))
+        return nullptr;
+    reading.retract();
+    if (kind == InputKind::rsaPrivateKey)
+        return readBareKey<RsaPrivateKey>(reading, der);
+    return readBareKey<EcPrivateKey>(reading, der);
+}
+
+bool isPrivateKind(InputKind kind, KeyFileOptions options) {
+    return kind == InputKind::privateKey || kind == InputKind::encryptedPrivateKey ||
+           (options.traditionalDer && (kind == InputKind::rsaPrivateKey || kind == InputKind::ecPrivateKey));
+}
+
+std::unique_ptr<PrivateKey> readPrivate(Reading& reading, std::string_view text, std::string const& password,
+                                        KeyFileOptions options) {
+    PemReader reader(text);
+    PemBlock block;
+    while (reader.next(&block)) {
+        if (block.label == "PRIVATE KEY")
+            return readBody(reading, block, InputKind::privateKey, detail::readOneAsymmetricKey);
+        if (block.label == "ENCRYPTED PRIVATE KEY")
+            return readBody(reading, block, InputKind::encryptedPrivateKey,
+                            [&](Reading& inner, asn1::blob der) {
+                                return detail::readEncryptedPrivateKey(inner, der, password);
+                            });
+        if (block.label == "RSA PRIVATE KEY")
+            return readTraditional<RsaPrivateKey>(reading, block, password, InputKind::rsaPrivateKey);
+        if (block.label == "EC PRIVATE KEY")
+            return readTraditional<EcPrivateKey>(reading, block, password, InputKind::ecPrivateKey);
+    }
+    std::unique_ptr<PrivateKey> key;
+    if (!reader.rest().empty())
+        key = readPrivateDer(reading, reader.rest(), password, options);
+    if (key == nullptr && !isPrivateKind(findInputKind(reader.rest()), options))
+        refuseRest(reading, text, reader, InputKind::privateKey, "PRIVATE KEY");
+    return key;
+}
+
+/// Reads a text as the stated loaders do, and as those with a refusal do.
+template <typename Read, typename... Arguments>
+auto readText(Read read, std::string_view text, Arguments const&... arguments) {
+    Reading reading((asn1::blob(text)));
+    return read(reading, text, arguments...);
+}
+
+template <typename Read, typename... Arguments>
+auto readTextFor(Refusal* refusal, Read read, std::string_view text, Arguments const&... arguments) {
+    Reading reading(text, refusal);
+    return read(reading, text, arguments...);
+}
+
+template <typename Read, typename... Arguments>
+auto readFile(Read read, std::string const& path, Arguments const&... arguments) {
+    return readText(read, FileText(path), arguments...);
+}
+
+template <typename Read, typename... Arguments>
+auto readFileFor(Refusal* refusal, Read read, std::string const& path, Arguments const&... arguments) {
+    FileText const text(path);
+    std::string_view const view = text;
+    Reading reading(view, refusal);
+    text.explain(reading);
+    return read(reading, view, arguments...);
+}
+
+} // namespace
+
+std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text) { return readText(readCert, text); }
+
+std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal) {
+    return readTextFor(refusal, readCert, text);
+}
+
+std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) { return readFile(readCert, path); }
+
+std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path, Refusal* refusal) {
+    return readFileFor(refusal, readCert, path);
+}
+
+std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text) {
+    return readText(readChain, text);
+}
+
+std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text, Refusal* refusal) {
+    return readTextFor(refusal, readChain, text);
+}
+
+std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path) {
+    return readFile(readChain, path);
+}
+
+std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path, Refusal* refusal) {
+    return readFileFor(refusal, readChain, path);
+}
+
+std::unique_ptr<X509Crl> readCrl(std::string_view text) {
+    return readText([](Reading& reading, std::string_view bytes) { return readCrl(reading, bytes); }, text);
+}
+
+std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal) {
+    Reading reading(text, refusal);
+    return readCrl(reading, text);
+}
 
 std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path) { return readCrl(FileText(path)); }
 
+std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal) {
+    return readFileFor(refusal, [](Reading& reading, std::string_view bytes) { return readCrl(reading, bytes); },
+                       path);
+}
+
 std::unique_ptr<X509Req> readReq(std::string_view text) {
-    return readFirst<X509Req>(text, "CERTIFICATE REQUEST");
+    Reading reading((asn1::blob(text)));
+    return readReq(reading, text);
+}
+
+std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal) {
+    Reading reading(text, refusal);
+    return readReq(reading, text);
 }
 
 std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readReq(FileText(path)); }
 
+std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Refusal* refusal) {
+    return readFileFor(refusal, [](Reading& reading, std::string_view bytes) { return readReq(reading, bytes); },
+                       path);
+}
+
 std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
-    std::string_view rest = text;
-    std::string_view label, body;
-    if (!parsePem(rest, &label, &body))
-        return parsePkcs8PublicKey(text);
-    // The label first: the bytes of a private key are not decoded where nobody wipes them.
-    std::vector<unsigned char> der;
-    auto const decode = [&] { return pemDecode(body, &der); };
-    if (label == "PUBLIC KEY")
-        return decode() ? parsePkcs8PublicKey(der) : nullptr;
-    if (label == "RSA PUBLIC KEY")
-        return decode() ? parseBareKey<RsaPublicKey>(der) : nullptr;
-    if (label == "EC PUBLIC KEY")
-        return decode() ? parseBareKey<EcPublicKey>(der) : nullptr;
-    return nullptr;
+    return readText(readPublic, text, KeyFileOptions());
+}
+
+std::unique_ptr<PublicKey> readPublicKey(std::string_view text, Refusal* refusal, KeyFileOptions options) {
+    return readTextFor(refusal, readPublic, text, options);
 }
 
 std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path) {
-    return readPublicKey(FileText(path));
+    return readFile(readPublic, path, KeyFileOptions());
 }
 
-std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text) {
-    std::string_view label, body;
-    while (parsePem(text, &label, &body))
-        if (label == "PRIVATE KEY")
-            return parseOneAssimetricKeyBody(body);
-    return nullptr;
+std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path, Refusal* refusal,
+                                                 KeyFileOptions options) {
+    return readFileFor(refusal, readPublic, path, options);
+}
+
+std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text) { return readText(readPlain, text); }
+
+std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text, Refusal* refusal) {
+    return readTextFor(refusal, readPlain, text);
 }
 
 std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password) {
-    std::string_view label, body;
-    while (!text.empty()) {
-        if (!parsePem(text, &label, &body)) {
-            std::unique_ptr<PrivateKey> key = parseOneAssimetricKey(text);
-            return key != nullptr ? std::move(key) : parsePkcs8EncryptedPrivateKey(text, password);
-        }
-        if (label == "PRIVATE KEY")
-            return parseOneAssimetricKeyBody(body);
-        if (label == "ENCRYPTED PRIVATE KEY") {
-            detail::SecretBytes der; // The label may be wrong.
-            return pemDecode(body, &der.value) ? parsePkcs8EncryptedPrivateKey(der, password) : nullptr;
-        }
-        if (label == "RSA PRIVATE KEY")
-            return readBareKey<RsaPrivateKey>(body, password);
-        if (label == "EC PRIVATE KEY")
-            return readBareKey<EcPrivateKey>(body, password);
-    }
-    return nullptr;
+    return readText(readPrivate, text, password, KeyFileOptions());
+}
+
+std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password, Refusal* refusal,
+                                           KeyFileOptions options) {
+    return readTextFor(refusal, readPrivate, text, password, options);
 }
 
 std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std::string const& password) {
-    return readPrivateKey(FileText(path), password);
+    return readFile(readPrivate, path, password, KeyFileOptions());
+}
+
+std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std::string const& password,
+                                                   Refusal* refusal, KeyFileOptions options) {
+    return readFileFor(refusal, readPrivate, path, password, options);
+}
+
+bool isPrivateKeyLabel(std::string_view label) {
+    return label == "PRIVATE KEY" || label == "ENCRYPTED PRIVATE KEY" || label == "RSA PRIVATE KEY" ||
+           label == "EC PRIVATE KEY";
+}
+
+bool findKeyEncryption(std::string_view text, KeyEncryption* to) {
+    KeyEncryption found;
+    Reading reading(text, &found.problem);
+    PemReader reader(text);
+    PemBlock block;
+    detail::SecretBytes decoded; // The label may be wrong.
+    asn1::blob der = text;
+    bool const isPem = reader.next(&block);
+    if (isPem && block.body.starts_with(procType)) {
+        found.scheme = "traditional PEM";
+        found.keyDerivation = "MD5";
+        found.iterations = 1;
+        detail::DekInfo info;
+        detail::readDekInfo(reading, block, &info);
+        found.cipher = info.cipher;
+        *to = std::move(found);
+        return true;
+    }
+    if (isPem && block.label != "ENCRYPTED PRIVATE KEY")
+        return false;
+    if (isPem) {
+        detail::decode(reading, block, &decoded.value);
+        der = decoded;
+    } else if (findInputKind(text) != InputKind::encryptedPrivateKey) {
+        return false;
+    }
+    Reading::Block const within(reading, block.number, der);
+    detail::EncryptedKeyFields fields;
+    if (detail::takeEncryptedKey(reading, der, &fields)) {
+        found.scheme = getAlgorithmName(fields.scheme);
+        if (fields.scheme == detail::oid::pbes2)
+            detail::describePbes2(reading, fields.params, &fields.data, &found);
+        else
+            reading.refuse(RefusalId::unknownEncryption, fields.scheme, {{"scheme", found.scheme}});
+    }
+    *to = std::move(found);
+    return true;
 }

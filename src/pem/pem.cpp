@@ -5,6 +5,7 @@
 
 #include "base/secret_bytes.h"
 #include "kp/base64.h"
+#include "pem/read.h"
 
 #include <algorithm>
 
@@ -34,6 +35,45 @@ std::string_view withoutBlanksAround(std::string_view line) {
     return line;
 }
 
+size_t countLines(std::string_view text) {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+/// Takes the first line off, without its end.
+std::string_view takeLine(std::string_view& text) {
+    size_t const end = std::min(text.find('\n'), text.size());
+    std::string_view const line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return line;
+}
+
+bool isBase64(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+}
+
+/// Refuses a body that is not base64 at the first line that cannot be part of one, or else at the last.
+bool refuseBody(detail::Reading& reading, PemBlock const& block) {
+    if (!reading.wantsReason())
+        return false;
+    size_t number = block.line, last = number;
+    for (std::string_view rest = block.body; !rest.empty();) {
+        std::string_view const whole = takeLine(rest), line = withoutBlanksAround(whole);
+        number++;
+        if (line.empty())
+            continue;
+        last = number;
+        if (whole.starts_with(beginMark))
+            return reading.refuseLine(RefusalId::pemWithoutEnd, block.number, block.line);
+        auto const odd = std::find_if_not(line.begin(), line.end(), isBase64);
+        bool const isPadding = withoutBlanksAround(rest).find_first_not_of("\r\n \t") == std::string_view::npos &&
+                               line.find_first_not_of('=', static_cast<size_t>(odd - line.begin())) ==
+                                   std::string_view::npos;
+        if (odd != line.end() && !isPadding)
+            break;
+    }
+    return reading.refuseLine(RefusalId::pemMalformedBase64, block.number, last);
+}
+
 } // namespace
 
 bool parsePem(std::string_view& input, std::string_view* label, std::string_view* body) {
@@ -56,22 +96,63 @@ bool parsePem(std::string_view& input, std::string_view* label, std::string_view
     return true;
 }
 
-bool pemDecode(std::string_view body, std::vector<unsigned char>* out) {
-    // The text of a private key is as secret as the key.
-    std::vector<char, detail::WipingAllocator<char>> text;
-    text.reserve(body.size());
-    while (!body.empty()) {
-        size_t const end = std::min(body.find('\n'), body.size());
-        std::string_view const line = withoutBlanksAround(body.substr(0, end));
-        text.insert(text.end(), line.begin(), line.end());
-        body.remove_prefix(std::min(end + 1, body.size()));
-    }
-    out->resize(text.size() / 4 * 3);
-    size_t const decoded = kp::base64Decode({text.data(), text.size()}, *out);
-    if (decoded == kp::base64Failure)
+PemReader::PemReader(std::string_view pemText) : unread(pemText) {}
+
+bool PemReader::next(PemBlock* block) {
+    std::string_view const before = unread;
+    if (!parsePem(unread, &block->label, &block->body))
         return false;
-    out->resize(decoded);
+    size_t const begin = findBeginLine(before);
+    block->whole = before.substr(begin, before.size() - unread.size() - begin);
+    block->number = ++blocks;
+    block->line = line + countLines(before.substr(0, begin));
+    line += countLines(before.substr(0, before.size() - unread.size()));
     return true;
+}
+
+bool PemReader::finish(Refusal* refusal) const {
+    detail::Reading reading(unread, refusal);
+    return detail::finish(reading, *this);
+}
+
+bool detail::finish(Reading& reading, PemReader const& reader) {
+    std::string_view const rest = reader.rest();
+    size_t const begin = findBeginLine(rest);
+    if (begin == std::string_view::npos)
+        return true;
+    std::string_view const line = rest.substr(begin, rest.find('\n', begin) - begin);
+    bool const isWhole = line.find(dashes, beginMark.size()) != std::string_view::npos;
+    return reading.refuseLine(isWhole ? RefusalId::pemWithoutEnd : RefusalId::pemMalformedBegin,
+                              reader.count() + 1, reader.lineOfRest() + countLines(rest.substr(0, begin)));
+}
+
+bool detail::decode(Reading& reading, PemBlock const& block, std::vector<unsigned char>* out) {
+    // The text of a private key is as secret as the key.
+    std::vector<char, WipingAllocator<char>> text;
+    text.reserve(block.body.size());
+    for (std::string_view rest = block.body; !rest.empty();) {
+        std::string_view const line = withoutBlanksAround(takeLine(rest));
+        text.insert(text.end(), line.begin(), line.end());
+    }
+    SecretBytes result;
+    result.value.resize(text.size() / 4 * 3);
+    size_t const decoded = kp::base64Decode({text.data(), text.size()}, result.value);
+    wipe(*out);
+    out->clear();
+    if (decoded == kp::base64Failure)
+        return refuseBody(reading, block);
+    result.value.resize(decoded);
+    out->swap(result.value);
+    return true;
+}
+
+bool pemDecode(std::string_view body, std::vector<unsigned char>* out) { return pemDecode(body, out, nullptr); }
+
+bool pemDecode(std::string_view body, std::vector<unsigned char>* out, Refusal* refusal) {
+    detail::Reading reading(body, refusal);
+    PemBlock block;
+    block.body = body;
+    return detail::decode(reading, block, out);
 }
 
 std::vector<unsigned char> encodePemType(std::string const& label, std::vector<unsigned char> const& der) {
@@ -101,6 +182,26 @@ std::vector<unsigned char> encodePemCertificate(X509Certificate const& certifica
 
 std::vector<unsigned char> encodePemCrl(X509Crl const& crl) {
     return encodePemType("X509 CRL", crl.serialize());
+}
+
+std::vector<unsigned char> encodePemReq(X509Req const& request) {
+    return encodePemType("CERTIFICATE REQUEST", request.serialize());
+}
+
+std::vector<unsigned char> encodePemRsaPublicKey(RsaPublicKey const& key) {
+    std::vector<unsigned char> const der = key.RsaPublicKey::encodeToDerEncoded();
+    RsaPublicKey read;
+    return read.parseFromDerEncoded({}, der) ? encodePemType("RSA PUBLIC KEY", der)
+                                             : std::vector<unsigned char>();
+}
+
+std::vector<unsigned char> encodePemTraditionalPrivateKey(PrivateKey const& key) {
+    // Only a whole and readable key is written; through PKCS#8 an EC key gets its point.
+    auto const whole = parseOneAssimetricKey(detail::SecretBytes(encodePkcs8PrivateKey(key)), nullptr);
+    if (whole == nullptr || (whole->keyType() != KeyType::RSA && whole->keyType() != KeyType::EC))
+        return {};
+    return encodePemType(whole->keyType() == KeyType::RSA ? "RSA PRIVATE KEY" : "EC PRIVATE KEY",
+                         detail::SecretBytes(whole->encodeToDerEncoded()).value);
 }
 
 std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key) {

@@ -1,0 +1,23 @@
+/// Agreeing on a secret with the holder of another key, by Diffie-Hellman.
+///
+/// | keys       | secret                                                        | bytes                   |
+/// |------------|---------------------------------------------------------------|-------------------------|
+/// | EC         | the x-coordinate of the shared point (SEC 1, section 3.3.1)   | as wide as the field    |
+/// | X25519     | the shared u-coordinate (RFC 7748, section 6.1)               | 32                      |
+///
+/// The secret is a number, not a key: derive keys from it (HMAC over it and what both sides know), and wipe it. Nothing
+/// in it says who the other side is.
+#pragma once
+
+#include "sealkit/detail/export.h"
+#include "sealkit/keys.h"
+#include "sealkit/refusal.h"
+
+#include <vector>
+
+/// The secret that the holder of `own` shares with the holder of `peer`. Both are of one kind and on one curve; `peer` may
+/// be a private key, which is its own public key. Empty, with the reason in `*refusal` where it is not null, for keys of
+/// different kinds or curves, for kinds that sign only, for a point that is not on the curve, and for numbers that make
+/// no key.
+SEALKIT_API std::vector<unsigned char> agreeKeys(PrivateKey const& own, PublicKey const& peer,
+                                                 Refusal* refusal = nullptr);

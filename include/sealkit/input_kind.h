@@ -1,0 +1,40 @@
+/// What a file is, by its shape: to choose a reader, and to say what was found where another kind was wanted.
+///
+/// The shape is that of the outermost fields. An object of a kind may still be refused by its reader.
+#pragma once
+
+#include "sealkit/detail/export.h"
+
+#include <string_view>
+
+/// The kinds of input. `getInputKindName` has the name of each.
+enum class InputKind : unsigned {
+    empty,               ///< No bytes.
+    pem,                 ///< Text with a PEM block, or the beginning of one.
+    certificate,         ///< DER, as all until `timeStampResponse`.
+    crl,
+    request,
+    publicKey,           ///< SubjectPublicKeyInfo.
+    privateKey,          ///< OneAsymmetricKey, PKCS#8.
+    encryptedPrivateKey, ///< EncryptedPrivateKeyInfo.
+    rsaPublicKey,        ///< RSAPublicKey of PKCS#1.
+    rsaPrivateKey,       ///< RSAPrivateKey of PKCS#1.
+    ecPrivateKey,        ///< ECPrivateKey of RFC 5915.
+    message,             ///< ContentInfo of PKCS#7 and CMS.
+    pkcs12,
+    timeStampRequest,
+    timeStampResponse,
+    opensshPrivateKey,   ///< Text in OpenSSH's own form.
+    opensshPublicKey,
+    utf16,               ///< Text in UTF-16, as some editors write.
+    text,                ///< Other text.
+    ber,                 ///< A SEQUENCE of indefinite length.
+    otherDer,            ///< Another SEQUENCE.
+    unknown,             ///< Other bytes.
+};
+
+/// The kind of the whole contents of a file. Of several PEM blocks the first counts.
+SEALKIT_API InputKind findInputKind(std::string_view text);
+
+/// "certificate", "UTF-16 text". Empty for a value that is no kind.
+SEALKIT_API char const* getInputKindName(InputKind kind);

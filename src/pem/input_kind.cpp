@@ -1,0 +1,171 @@
+#include "sealkit/input_kind.h"
+
+#include "sealkit/pem.h"
+
+#include "asn1/element.h"
+#include "asn1/oids.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace {
+
+namespace tag = detail::tag;
+using detail::Level;
+using detail::Reading;
+
+constexpr std::array names = {
+    "empty",
+    "PEM text",
+    "certificate",
+    "CRL",
+    "certificate request",
+    "public key",
+    "private key",
+    "encrypted private key",
+    "RSA public key of PKCS#1",
+    "RSA private key of PKCS#1",
+    "EC private key of RFC 5915",
+    "message (PKCS#7, CMS)",
+    "PKCS#12 file",
+    "time-stamp request",
+    "time-stamp response",
+    "private key in OpenSSH's own form",
+    "public key in OpenSSH's own form",
+    "UTF-16 text",
+    "text without PEM",
+    "BER, not DER",
+    "DER of an unknown kind",
+    "unknown bytes",
+};
+static_assert(names.size() == static_cast<size_t>(InputKind::unknown) + 1);
+
+bool beginsWithOid(asn1::blob content) { return asn1::parser(content).tag == tag::oid; }
+
+/// Of SIGNED{ToBeSigned} by the fields of what is signed (RFC 5280, sections 4.1 and 5.1; RFC 2986, section 4.1).
+InputKind kindOfSigned(asn1::blob tbs) {
+    asn1::parser fields(tbs);
+    if (fields.tag == tag::constructed(0))
+        return InputKind::certificate;
+    detail::skipOptional(fields, tag::integer);
+    for (int i = 0; i < 2; i++) {
+        if (fields.tag != tag::sequence)
+            return InputKind::otherDer;
+        fields.next();
+    }
+    if (fields.tag == tag::utcTime || fields.tag == tag::generalizedTime)
+        return InputKind::crl;
+    return fields.tag == tag::sequence ? InputKind::certificate : InputKind::request;
+}
+
+/// Whether it is a type of the messages of PKCS#7 and CMS: 1.2.840.113549.1.7 or 1.2.840.113549.1.9.16.1.
+bool isContentType(asn1::blob oid) {
+    static constexpr unsigned char smime[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x10, 0x01};
+    asn1::blob const pkcs7(detail::oid::data, sizeof detail::oid::data - 1);
+    auto const startsWith = [oid](asn1::blob prefix) {
+        return oid.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), oid.begin());
+    };
+    return startsWith(pkcs7) || startsWith(smime);
+}
+
+InputKind kindBehindInteger(asn1::parser fields) {
+    if (fields.tag == tag::octetString)
+        return InputKind::ecPrivateKey;
+    if (fields.tag == tag::integer) {
+        fields.next();
+        return fields.tag == tag::integer ? InputKind::rsaPrivateKey : InputKind::rsaPublicKey;
+    }
+    if (fields.tag != tag::sequence)
+        return InputKind::otherDer;
+    asn1::blob const second = fields.take();
+    if (!beginsWithOid(second))
+        return InputKind::timeStampRequest;
+    return fields.tag == tag::octetString ? InputKind::privateKey : InputKind::pkcs12;
+}
+
+InputKind kindBehindSequence(asn1::blob first, asn1::parser fields) {
+    if (asn1::parser(first).tag == tag::integer && !detail::atEnd(fields) && fields.tag == tag::sequence &&
+        beginsWithOid(fields.value()) && isContentType(asn1::parser(fields.value()).value()))
+        return InputKind::timeStampResponse;
+    if (beginsWithOid(first)) {
+        if (fields.tag == tag::octetString)
+            return InputKind::encryptedPrivateKey;
+        if (fields.tag == tag::bitString)
+            return InputKind::publicKey;
+    }
+    if (fields.tag == tag::sequence && beginsWithOid(fields.value())) {
+        fields.next();
+        if (fields.tag == tag::bitString)
+            return kindOfSigned(first);
+    }
+    // A refusal to make a time-stamp has no more than a status.
+    if (asn1::parser(first).tag == tag::integer && detail::atEnd(fields))
+        return InputKind::timeStampResponse;
+    return InputKind::otherDer;
+}
+
+InputKind kindOfDer(asn1::blob der) {
+    Reading reading;
+    asn1::blob content;
+    if (!detail::readOnly(reading, der, tag::sequence, &content))
+        return InputKind::otherDer;
+    asn1::parser fields(content);
+    if (fields.tag == tag::oid)
+        return isContentType(fields.value()) ? InputKind::message : InputKind::otherDer;
+    if (fields.tag == tag::integer) {
+        fields.next();
+        return kindBehindInteger(fields);
+    }
+    if (fields.tag != tag::sequence)
+        return InputKind::otherDer;
+    asn1::blob const first = fields.take();
+    return kindBehindSequence(first, fields);
+}
+
+bool isUtf16(std::string_view text) {
+    if (text.size() < 4)
+        return false;
+    if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
+        return true;
+    // PEM text without the mark begins with a dash or a letter.
+    auto const isPlain = [](char c) { return c > ' ' && c <= '~'; };
+    return (text[0] == '\0' && isPlain(text[1]) && text[2] == '\0' && isPlain(text[3])) ||
+           (isPlain(text[0]) && text[1] == '\0' && isPlain(text[2]) && text[3] == '\0');
+}
+
+bool isText(std::string_view text) {
+    return std::ranges::all_of(text, [](unsigned char c) {
+        return c >= ' ' ? c != 0x7F : c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
+    });
+}
+
+} // namespace
+
+InputKind findInputKind(std::string_view text) {
+    if (text.empty())
+        return InputKind::empty;
+    if (isUtf16(text))
+        return InputKind::utf16;
+    PemReader reader(text);
+    PemBlock block;
+    if (reader.next(&block))
+        return block.label == "OPENSSH PRIVATE KEY" ? InputKind::opensshPrivateKey : InputKind::pem;
+    asn1::blob const bytes = text;
+    constexpr unsigned char indefinite = 0x80;
+    if (bytes[0] == tag::sequence && bytes.size() > 1 && bytes[1] == indefinite)
+        return InputKind::ber;
+    if (bytes[0] == tag::sequence && asn1::parser(bytes).tag == tag::sequence)
+        return kindOfDer(bytes);
+    if (!reader.finish(nullptr))
+        return InputKind::pem;
+    for (std::string_view start : {"ssh-", "ecdsa-sha2-", "sk-ssh-", "sk-ecdsa-"})
+        if (text.starts_with(start))
+            return InputKind::opensshPublicKey;
+    return isText(text) ? InputKind::text : InputKind::unknown;
+}
+
+char const* getInputKindName(InputKind kind) {
+    auto const index = static_cast<size_t>(kind);
+    return index < names.size() ? names[index] : "";
+}

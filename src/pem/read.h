@@ -1,0 +1,30 @@
+/// The readers of PEM text, which say why they refuse it.
+#pragma once
+
+#include "sealkit/pem.h"
+
+#include "base/reading.h"
+
+namespace detail {
+
+/// Refuses the beginning of a block in what is left.
+bool finish(Reading& reading, PemReader const& reader);
+
+/// Decodes the body of a block. What `out` held is wiped in any case; it is empty on failure.
+bool decode(Reading& reading, PemBlock const& block, std::vector<unsigned char>* out);
+
+/// Decrypts the body of a block on the same terms.
+bool decrypt(Reading& reading, PemBlock const& block, std::string const& password, std::vector<unsigned char>* out);
+
+/// What the headers of an encrypted block ask for.
+struct DekInfo {
+    std::string_view cipher;
+    std::vector<unsigned char> iv;
+    std::string_view text; ///< The lines of base64 behind the headers.
+    size_t line = 0;       ///< The line before those.
+};
+
+/// Reads the headers of an encrypted block. `cipher` is set as soon as it is known.
+bool readDekInfo(Reading& reading, PemBlock const& block, DekInfo* info);
+
+} // namespace detail
