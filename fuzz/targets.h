@@ -17,6 +17,9 @@ void enveloped(asn1::blob input);
 void gcm(asn1::blob input);
 void key(asn1::blob input);
 void message(asn1::blob input);
+#ifndef SEALKIT_WITHOUT_MLKEM
+void mlkem_key(asn1::blob input);
+#endif
 void password(asn1::blob input);
 void path(asn1::blob input);
 void pkcs12(asn1::blob input);
@@ -38,6 +41,9 @@ inline constexpr Target targets[] = {
     {"gcm", gcm},
     {"key", key},
     {"message", message},
+#ifndef SEALKIT_WITHOUT_MLKEM
+    {"mlkem_key", mlkem_key},
+#endif
     {"password", password},
     {"path", path},
     {"pkcs12", pkcs12},

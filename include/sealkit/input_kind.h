@@ -9,9 +9,9 @@
 
 /// The kinds of input. `getInputKindName` has the name of each.
 enum class InputKind : unsigned {
-    empty,               ///< No bytes.
-    pem,                 ///< Text with a PEM block, or the beginning of one.
-    certificate,         ///< DER, as all until `timeStampResponse`.
+    empty,       ///< No bytes.
+    pem,         ///< Text with a PEM block, or the beginning of one.
+    certificate, ///< DER, as all until `timeStampResponse`.
     crl,
     request,
     publicKey,           ///< SubjectPublicKeyInfo.
@@ -24,13 +24,13 @@ enum class InputKind : unsigned {
     pkcs12,
     timeStampRequest,
     timeStampResponse,
-    opensshPrivateKey,   ///< Text in OpenSSH's own form.
+    opensshPrivateKey, ///< Text in OpenSSH's own form.
     opensshPublicKey,
-    utf16,               ///< Text in UTF-16, as some editors write.
-    text,                ///< Other text.
-    ber,                 ///< A SEQUENCE of indefinite length.
-    otherDer,            ///< Another SEQUENCE.
-    unknown,             ///< Other bytes.
+    utf16,    ///< Text in UTF-16, as some editors write.
+    text,     ///< Other text.
+    ber,      ///< A SEQUENCE of indefinite length.
+    otherDer, ///< Another SEQUENCE.
+    unknown,  ///< Other bytes.
 };
 
 /// The kind of the whole contents of a file. Of several PEM blocks the first counts.

@@ -342,3 +342,7 @@ public:
 /// of this header, without a reason.
 SEALKIT_API bool parseFromDerEncoded(PublicKey& key, asn1::blob algoParams, asn1::blob keyData,
                                      Refusal* refusal);
+
+/// The curve that the parameters of an EC key name, as a block "EC PARAMETERS" holds them. `Curve` of value 0 when they
+/// name another or describe one.
+SEALKIT_API Curve parseEcParameters(asn1::blob algoParams, Refusal* refusal);

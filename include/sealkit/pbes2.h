@@ -86,8 +86,8 @@ SEALKIT_API std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::strin
 
 /// How a key is encrypted under its password, for people.
 struct KeyEncryption {
-    std::string scheme;        ///< "PBES2", "traditional PEM", or another's name or number. Empty when malformed.
-    std::string cipher;        ///< "AES-256-CBC". Empty when the scheme or its parameters are not supported.
+    std::string scheme; ///< "PBES2", "traditional PEM", or another's name or number. Empty when malformed.
+    std::string cipher; ///< "AES-256-CBC". Empty when the scheme or its parameters are not supported.
     std::string keyDerivation; ///< "PBKDF2 with HMAC-SHA256", on the same terms.
     unsigned iterations = 0;   ///< On the same terms.
     Refusal problem;           ///< Why no password decrypts it; nothing for most.

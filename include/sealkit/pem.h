@@ -131,9 +131,11 @@ SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const&
 /// certificate empties the whole chain. Writes "LABEL: " and the label of each block on standard
 /// output.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text);
-SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text, Refusal* refusal);
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text,
+                                                                        Refusal* refusal);
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path);
-SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path, Refusal* refusal);
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path,
+                                                                                Refusal* refusal);
 
 /// A certificate revocation list. Null when the first block has another label.
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text);
@@ -149,7 +151,7 @@ SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Re
 
 /// Wider forms that key files may have.
 struct KeyFileOptions {
-    bool traditionalDer = false; ///< DER without PEM of RSAPublicKey, RSAPrivateKey and ECPrivateKey.
+    bool traditionalDer = false;   ///< DER without PEM of RSAPublicKey, RSAPrivateKey and ECPrivateKey.
     bool fromCertificates = false; ///< The public key of a certificate or certificate request.
 };
 

@@ -25,6 +25,7 @@
 #include "sealkit/keys.h"
 #ifndef SEALKIT_WITHOUT_MLKEM
 #include "sealkit/mlkem.h"
+#include "sealkit/mlkem_keys.h"
 #endif
 #include "sealkit/message.h"
 #include "sealkit/mschapv2.h"

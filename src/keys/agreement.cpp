@@ -24,7 +24,8 @@ std::vector<unsigned char> agreeKeys(PrivateKey const& own, PublicKey const& pee
     Reading reading({}, refusal);
     auto const nameOf = [](PublicKey const& key) { return getAlgorithmName(getKeyOid(key.keyType())); };
     if (own.keyType() != peer.keyType())
-        return refuse(reading, RefusalId::keysDiffer, {{"own key", nameOf(own)}, {"other key", nameOf(peer)}});
+        return refuse(reading, RefusalId::keysDiffer,
+                      {{"own key", nameOf(own)}, {"other key", nameOf(peer)}});
     if (auto const* const ec = dynamic_cast<EcPrivateKey const*>(&own)) {
         auto const* const other = dynamic_cast<EcPublicKey const*>(&peer);
         if (other == nullptr || other->curve != ec->curve)

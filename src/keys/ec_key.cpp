@@ -117,6 +117,11 @@ constexpr unsigned publicKeyTag = tag::constructed(1);
 
 } // namespace
 
+Curve parseEcParameters(asn1::blob algoParams, Refusal* refusal) {
+    Reading reading(algoParams, refusal);
+    return readCurve(reading, algoParams);
+}
+
 EcPublicKey::EcPublicKey() = default;
 EcPublicKey::EcPublicKey(EcPublicKey const&) = default;
 EcPublicKey& EcPublicKey::operator=(EcPublicKey const&) = default;

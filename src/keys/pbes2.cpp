@@ -219,7 +219,8 @@ void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const
     if (!read(reading, params, p))
         return;
     to->cipher = getAlgorithmName(p.cipher);
-    to->keyDerivation = "PBKDF2 with " + getAlgorithmName(p.prf.empty() ? asn1::blob(oid::hmacWithSha1) : p.prf);
+    to->keyDerivation =
+        "PBKDF2 with " + getAlgorithmName(p.prf.empty() ? asn1::blob(oid::hmacWithSha1) : p.prf);
     to->iterations = p.iterations;
     Choice choice;
     if (choose(reading, p, &choice) && data != nullptr)

@@ -41,10 +41,9 @@ std::unique_ptr<K> readBareKey(Reading& reading, asn1::blob der) {
 
 /// Refuses DER that was refused as a `wanted` once more where it has the shape of another kind, which says more.
 void refuseOtherKind(Reading& reading, asn1::blob der, InputKind wanted) {
-    InputKind const found = findInputKind(
-        std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
-    if (found == wanted || found == InputKind::otherDer || found == InputKind::ber ||
-        found == InputKind::pem)
+    InputKind const found =
+        findInputKind(std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
+    if (found == wanted || found == InputKind::otherDer || found == InputKind::ber || found == InputKind::pem)
         return;
     reading.retract();
     if (found == InputKind::empty)
@@ -110,9 +109,9 @@ void refuseLabel(Reading& reading, PemBlock const& block, std::string_view wante
     }
     Reading::Block const within(reading, block.number, {});
     if (block.label == "OPENSSH PRIVATE KEY")
-        reading.refuse(RefusalId::otherKind, nullptr,
-                       {{"expected", std::string(wanted)},
-                        {"found", getInputKindName(InputKind::opensshPrivateKey)}});
+        reading.refuse(
+            RefusalId::otherKind, nullptr,
+            {{"expected", std::string(wanted)}, {"found", getInputKindName(InputKind::opensshPrivateKey)}});
     else
         reading.refuse(RefusalId::pemOtherLabel, nullptr,
                        {{"expected", std::string(wanted)}, {"found", std::string(block.label)}});
@@ -181,8 +180,8 @@ std::unique_ptr<PublicKey> readKeyOf(Reading& reading, asn1::blob der) {
 }
 
 std::unique_ptr<PublicKey> readPublicDer(Reading& reading, asn1::blob der, KeyFileOptions options) {
-    InputKind const kind = findInputKind(
-        std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
+    InputKind const kind =
+        findInputKind(std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
     if (options.fromCertificates && kind == InputKind::certificate)
         return readKeyOf<X509Certificate>(reading, der);
     if (options.fromCertificates && kind == InputKind::request)
@@ -198,9 +197,9 @@ std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, K
     if (!reader.next(&block)) {
         std::unique_ptr<PublicKey> key = readPublicDer(reading, text, options);
         InputKind const kind = findInputKind(text);
-        bool const isWider = (options.fromCertificates &&
-                              (kind == InputKind::certificate || kind == InputKind::request)) ||
-                             (options.traditionalDer && kind == InputKind::rsaPublicKey);
+        bool const isWider =
+            (options.fromCertificates && (kind == InputKind::certificate || kind == InputKind::request)) ||
+            (options.traditionalDer && kind == InputKind::rsaPublicKey);
         if (key == nullptr && !isWider)
             refuseRest(reading, text, reader, InputKind::publicKey, "PUBLIC KEY");
         return key;
@@ -241,8 +240,8 @@ constexpr std::string_view procType = "Proc-Type:";
 
 /// The key of a block that holds a class's own DER, encrypted if it says so, or null.
 template <typename K>
-std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& block, std::string const& password,
-                                            InputKind wanted) {
+std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& block,
+                                            std::string const& password, InputKind wanted) {
     if (!block.body.starts_with(procType))
         return readBody(reading, block, wanted, readBareKey<K>);
     detail::SecretBytes der;
@@ -259,8 +258,8 @@ std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& bl
 }
 
 /// A private key in DER: the stated forms, and the wider ones that `options` allow.
-std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, std::string_view der, std::string const& password,
-                                           KeyFileOptions options) {
+std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, std::string_view der,
+                                           std::string const& password, KeyFileOptions options) {
     if (std::unique_ptr<PrivateKey> key = detail::readOneAsymmetricKey(reading, der))
         return key;
     InputKind const kind = findInputKind(der);
@@ -329,8 +328,10 @@ auto readFileFor(Refusal* refusal, Read read, std::string const& path, Arguments
     FileText const text(path);
     std::string_view const view = text;
     Reading reading(view, refusal);
+    if (!view.empty())
+        return read(reading, view, arguments...);
     text.explain(reading);
-    return read(reading, view, arguments...);
+    return decltype(read(reading, view, arguments...)){};
 }
 
 } // namespace
@@ -341,7 +342,9 @@ std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal*
     return readTextFor(refusal, readCert, text);
 }
 
-std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) { return readFile(readCert, path); }
+std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {
+    return readFile(readCert, path);
+}
 
 std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path, Refusal* refusal) {
     return readFileFor(refusal, readCert, path);
@@ -359,7 +362,8 @@ std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string 
     return readFile(readChain, path);
 }
 
-std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path, Refusal* refusal) {
+std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path,
+                                                                    Refusal* refusal) {
     return readFileFor(refusal, readChain, path);
 }
 
@@ -375,8 +379,8 @@ std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal) {
 std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path) { return readCrl(FileText(path)); }
 
 std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal) {
-    return readFileFor(refusal, [](Reading& reading, std::string_view bytes) { return readCrl(reading, bytes); },
-                       path);
+    return readFileFor(
+        refusal, [](Reading& reading, std::string_view bytes) { return readCrl(reading, bytes); }, path);
 }
 
 std::unique_ptr<X509Req> readReq(std::string_view text) {
@@ -392,8 +396,8 @@ std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal) {
 std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readReq(FileText(path)); }
 
 std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Refusal* refusal) {
-    return readFileFor(refusal, [](Reading& reading, std::string_view bytes) { return readReq(reading, bytes); },
-                       path);
+    return readFileFor(
+        refusal, [](Reading& reading, std::string_view bytes) { return readReq(reading, bytes); }, path);
 }
 
 std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
@@ -423,8 +427,8 @@ std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string co
     return readText(readPrivate, text, password, KeyFileOptions());
 }
 
-std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password, Refusal* refusal,
-                                           KeyFileOptions options) {
+std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password,
+                                           Refusal* refusal, KeyFileOptions options) {
     return readTextFor(refusal, readPrivate, text, password, options);
 }
 

@@ -65,9 +65,9 @@ bool refuseBody(detail::Reading& reading, PemBlock const& block) {
         if (whole.starts_with(beginMark))
             return reading.refuseLine(RefusalId::pemWithoutEnd, block.number, block.line);
         auto const odd = std::find_if_not(line.begin(), line.end(), isBase64);
-        bool const isPadding = withoutBlanksAround(rest).find_first_not_of("\r\n \t") == std::string_view::npos &&
-                               line.find_first_not_of('=', static_cast<size_t>(odd - line.begin())) ==
-                                   std::string_view::npos;
+        bool const isPadding =
+            withoutBlanksAround(rest).find_first_not_of("\r\n \t") == std::string_view::npos &&
+            line.find_first_not_of('=', static_cast<size_t>(odd - line.begin())) == std::string_view::npos;
         if (odd != line.end() && !isPadding)
             break;
     }
@@ -146,7 +146,9 @@ bool detail::decode(Reading& reading, PemBlock const& block, std::vector<unsigne
     return true;
 }
 
-bool pemDecode(std::string_view body, std::vector<unsigned char>* out) { return pemDecode(body, out, nullptr); }
+bool pemDecode(std::string_view body, std::vector<unsigned char>* out) {
+    return pemDecode(body, out, nullptr);
+}
 
 bool pemDecode(std::string_view body, std::vector<unsigned char>* out, Refusal* refusal) {
     detail::Reading reading(body, refusal);

@@ -14,7 +14,8 @@ bool finish(Reading& reading, PemReader const& reader);
 bool decode(Reading& reading, PemBlock const& block, std::vector<unsigned char>* out);
 
 /// Decrypts the body of a block on the same terms.
-bool decrypt(Reading& reading, PemBlock const& block, std::string const& password, std::vector<unsigned char>* out);
+bool decrypt(Reading& reading, PemBlock const& block, std::string const& password,
+             std::vector<unsigned char>* out);
 
 /// What the headers of an encrypted block ask for.
 struct DekInfo {

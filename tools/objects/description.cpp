@@ -343,8 +343,8 @@ Description describe(KeyEncryption const& encryption) {
         result["keyDerivation"] = encryption.keyDerivation;
     if (encryption.iterations != 0)
         result["iterations"] = encryption.iterations;
-    if (!encryption.problem.empty())
-        result["problem"] = encryption.problem;
+    if (encryption.problem)
+        result["problem"] = printable(encryption.problem.str());
     return result;
 }
 

@@ -3,7 +3,7 @@
 
 #include "io/secret.h"
 
-#include "sealkit/mlkem.h"
+#include "sealkit/mlkem_keys.h"
 
 #include <optional>
 #include <string>
@@ -17,11 +17,8 @@ bool readKemKey(std::string const& path, MLKEMDecap& key);
 /// certificate or of a secret key. Complains and gives nothing when there is none.
 std::optional<std::vector<unsigned char>> readKemPublicKey(std::string const& path);
 
-/// The bytes that a key pair is computed from, d ‖ z.
-inline constexpr size_t kemSeedSize = 64;
-
 /// The PEM of the secret key that is computed from `seed`: PKCS#8 with the seed, the form that most others read.
-SecretBytes encodeKemKey(std::span<unsigned char const, kemSeedSize> seed);
+SecretBytes encodeKemKey(std::span<unsigned char const, mlkemSeedSize> seed);
 
 /// The PEM of its public key: SubjectPublicKeyInfo.
 std::vector<unsigned char> encodeKemPublicKey(MLKEMDecap const& key);

@@ -6,33 +6,16 @@
 
 #include "sealkit/keys.h"
 #include "sealkit/oid.h"
+#include "sealkit/pbes2.h"
+#include "sealkit/pem.h"
 
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-/// A block of PEM text. Views of it.
-struct PemBlock {
-    std::string_view label;
-    std::string_view body;
-    std::string_view whole; ///< With its first and last line, and what stood before it.
-};
-
-/// Takes the next block off the text.
+/// Takes the next block off the text. Its number and line count from there.
 std::optional<PemBlock> takeBlock(std::string_view& text);
-
-/// Whether it is the label of a private key in a form that can be read.
-bool isPrivateKeyLabel(std::string_view label);
-
-/// What a file says of how a private key is encrypted.
-struct KeyEncryption {
-    std::string scheme;        ///< "PBES2", "traditional PEM", or the name of one that cannot be read.
-    std::string cipher;        ///< Empty when the scheme cannot be read, and so on.
-    std::string keyDerivation; ///< "PBKDF2 with HMAC-SHA256".
-    unsigned iterations = 0;
-    std::string problem; ///< Why no password will open it; empty for most.
-};
 
 /// How the private key of a PEM block or DER is encrypted; nothing when it is not.
 std::optional<KeyEncryption> findEncryption(std::string_view text);
@@ -47,11 +30,11 @@ struct OpenedKey {
     std::string complaint;
 };
 
+/// What a person reads of a refusal of the key in `text`: the reason, and what to do about it.
+std::string complaintOf(Refusal const& refusal, std::string_view text);
+
 /// Reads the private key of a PEM block or DER, also the DER of the traditional forms.
 OpenedKey openPrivateKey(std::string_view text, std::string const& password);
-
-/// The complaint about what has not even the shape of a key.
-inline constexpr char noKeyThere[] = "no key that can be read";
 
 /// A public key, or why there is none.
 struct OpenedPublicKey {
@@ -64,9 +47,6 @@ OpenedPublicKey openPublicKey(std::string_view text);
 
 /// The name of a cipher, key derivation or encryption scheme, read here or not; else the dotted form.
 std::string encryptionName(asn1::blob oid);
-
-/// What the library says of an algorithm that it cannot read, with its name behind its number.
-std::string withEncryptionName(std::string said);
 
 /// The labels of the PEM blocks that are there, for a complaint.
 std::string listLabels(std::string_view text);

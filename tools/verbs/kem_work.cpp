@@ -50,10 +50,10 @@ int write(KemOptions const& options, mode_t mode, std::span<unsigned char const>
 } // namespace
 
 int makeKemKey(KemOptions const& options) {
-    SecretBytes seed(kemSeedSize);
-    if (!getDefaultRng().fill(seed.data(), kemSeedSize))
+    SecretBytes seed(mlkemSeedSize);
+    if (!getDefaultRng().fill(seed.data(), mlkemSeedSize))
         return badInput("the random source failed");
-    return write(options, secretMode, encodeKemKey(std::span(seed).first<kemSeedSize>()));
+    return write(options, secretMode, encodeKemKey(std::span(seed).first<mlkemSeedSize>()));
 }
 
 int writeKemPublicKey(KemOptions const& options) {

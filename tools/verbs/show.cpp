@@ -6,6 +6,7 @@
 #include "objects/pkcs12_file.h"
 #include "verbs/verb.h"
 
+#include "sealkit/input_kind.h"
 #include "sealkit/pem.h"
 
 #include <nlohmann/json.hpp>
@@ -93,13 +94,15 @@ Found readPrivateKeyAs(std::string_view text, Password const* password) {
 
 /// The curve that is named before an EC key, which names it again (RFC 5480, section 2.1.1).
 Found readEcParameters(asn1::blob der) {
-    asn1::parser field(der);
-    constexpr unsigned tagOid = 0x06;
-    if (field.tag != tagOid)
-        return {};
-    asn1::blob const oid = field.take();
-    Curve const curve = getCurveID(oid);
-    return Object(EcParameters{curve == Curve{} ? oidStr(oid) : getCurveName(curve)});
+    Refusal refusal;
+    Curve const curve = parseEcParameters(der, &refusal);
+    if (curve != Curve{})
+        return Object(EcParameters{getCurveName(curve)});
+    if (refusal.id == RefusalId::unknownCurve)
+        return Object(EcParameters{refusal.facts.front().value});
+    Found nothing;
+    nothing.complaint = refusal.str();
+    return nothing;
 }
 
 template <typename Message>
@@ -188,6 +191,24 @@ Found readBlock(PemBlock const& block, Password const* password) {
     return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der) : Found();
 }
 
+/// What is said of a file in which there is no object, and what can be done about it.
+std::string whyNothing(InputKind kind, std::string_view text) {
+    Refusal refusal;
+    switch (kind) {
+    case InputKind::empty:
+        return "the file is empty";
+    case InputKind::utf16:
+        return "text in UTF-16, as some editors write it: save it as UTF-8 or ASCII";
+    case InputKind::pem:
+        PemReader(text).finish(&refusal);
+        return refusal.str() + " A part of the file may be missing.";
+    case InputKind::text:
+        return "text without a PEM block";
+    default:
+        return "neither PEM nor the DER of a certificate, revocation list, request, key, message or PKCS#12";
+    }
+}
+
 Found readDer(std::string_view der, Password const* password) {
     if (looksLikePkcs12(der))
         return readPkcs12As(der, password);
@@ -196,17 +217,24 @@ Found readDer(std::string_view der, Password const* password) {
     for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
         if (Object object = read(der); object.index() != 0)
             return Found(std::move(object));
-    if (Found found = readPublicKeyAs(der); found || found.complaint != noKeyThere)
-        return found;
-    Found found = readPrivateKeyAs(der, password);
-    if (found)
-        return found;
-    if (std::string const form = sshForm(der) + mailForm(der) + berForm(der); !form.empty())
-        found.complaint = form;
-    else if (found.complaint == noKeyThere)
-        found.complaint =
-            "neither PEM nor the DER of a certificate, revocation list, request, key, message or PKCS#12";
-    return found;
+    InputKind const kind = findInputKind(der);
+    switch (kind) {
+    case InputKind::publicKey:
+    case InputKind::rsaPublicKey:
+        return readPublicKeyAs(der);
+    case InputKind::privateKey:
+    case InputKind::encryptedPrivateKey:
+    case InputKind::rsaPrivateKey:
+    case InputKind::ecPrivateKey:
+        return readPrivateKeyAs(der, password);
+    default:
+        break;
+    }
+    Found nothing;
+    nothing.complaint = sshForm(der) + mailForm(der) + berForm(der);
+    if (nothing.complaint.empty())
+        nothing.complaint = whyNothing(kind, der);
+    return nothing;
 }
 
 /// The library dumps names as they are; here nothing in them may end a line or steer a terminal.
@@ -324,7 +352,7 @@ Description describePrivateKey(PrivateKeyFound const& found, bool withSecrets) {
         result.update(describe(*found.key, withSecrets));
     if (found.encryption)
         result["encryption"] = describe(*found.encryption);
-    if (!found.key && found.encryption->problem.empty())
+    if (!found.key && !found.encryption->problem)
         result["key"] = "not opened (--password-file opens it)";
     return result;
 }

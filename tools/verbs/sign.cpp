@@ -147,17 +147,15 @@ int check(CheckOptions const& options) {
     auto const what = readSigned(options, *key, &status);
     if (!what)
         return status;
-    std::string why;
-    bool verifies;
-    {
-        terminal::CaptureDiagnostics const diagnostics;
-        verifies = what->hash == HashID::none ? verifyMessage(*key, HashID::none, *what, *signature)
-                                              : verifyHashed(*key, what->hash, *what, *signature);
-        why = diagnostics.text();
-    }
+    Refusal refusal;
+    bool const verifies = what->hash == HashID::none
+                              ? verifyMessage(*key, HashID::none, *what, *signature, &refusal)
+                              : verifyHashed(*key, what->hash, *what, *signature, &refusal);
     terminal::out() << terminal::printable(options.file) << (verifies ? ": OK" : ": FAILED") << std::endl;
     if (!verifies)
-        return answerNo(why.empty() ? "the signature is not of this file and key" : why);
+        return answerNo(refusal.id == RefusalId::signatureMismatch
+                            ? "the signature is not of this file and key"
+                            : refusal.str());
     return exitDone;
 }
 

@@ -1,0 +1,50 @@
+/// Keys of ML-KEM-768 in the containers of RFC 9935.
+///
+/// | what        | from DER               | from text, DER or raw bytes | written                  |
+/// |-------------|------------------------|-----------------------------|--------------------------|
+/// | private key | `parseMlkemPrivateKey` | `readMlkemPrivateKey`       | `encodeMlkemPrivateKey`  |
+/// | public key  | `parseMlkemPublicKey`  | `readMlkemPublicKey`        | `encodeMlkemPublicKey`   |
+///
+/// A private key is a OneAsymmetricKey (RFC 5958) with the seed of 64 bytes, the expanded key of 2400 bytes, or both;
+/// a public key is a SubjectPublicKeyInfo. All of them are read and checked (FIPS 203, section 7.3); the seed alone is
+/// written, which most others read. In a file the raw bytes of each may stand, too: 64, 2400, or 1184 of a public key.
+///
+/// Encrypted private keys are not read. The functions fill in `*refusal`, which may be null, and write nothing.
+#pragma once
+
+#ifdef SEALKIT_WITHOUT_MLKEM
+#error "this sealkit was built without ML-KEM"
+#endif
+
+#include "sealkit/blob.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/mlkem.h"
+#include "sealkit/refusal.h"
+
+#include <span>
+#include <string_view>
+#include <vector>
+
+/// The bytes that a key pair is computed from, d ‖ z (FIPS 203, section 7.1).
+inline constexpr size_t mlkemSeedSize = 64;
+
+/// Reads a OneAsymmetricKey. `to` is of no use when that fails.
+SEALKIT_API bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal);
+
+/// Reads a SubjectPublicKeyInfo into the 1184 bytes of the key. `to` is unchanged when that fails. That the numbers of
+/// the key are reduced is checked by `MLKEMEncap::encap`.
+SEALKIT_API bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>& to, Refusal* refusal);
+
+/// The OneAsymmetricKey with the seed. The caller wipes it.
+SEALKIT_API std::vector<unsigned char>
+encodeMlkemPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed);
+
+/// The SubjectPublicKeyInfo of the key's public half.
+SEALKIT_API std::vector<unsigned char> encodeMlkemPublicKey(MLKEMDecap const& key);
+
+/// Reads the first block "PRIVATE KEY" of a text, or DER, or raw bytes.
+SEALKIT_API bool readMlkemPrivateKey(std::string_view text, MLKEMDecap& to, Refusal* refusal);
+
+/// Reads the public key of the first block "PUBLIC KEY", "CERTIFICATE" or "PRIVATE KEY" of a text, or of the same in DER,
+/// or raw bytes.
+SEALKIT_API bool readMlkemPublicKey(std::string_view text, std::vector<unsigned char>& to, Refusal* refusal);
