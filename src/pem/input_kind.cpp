@@ -162,7 +162,9 @@ InputKind findInputKind(std::string_view text) {
     for (std::string_view start : {"ssh-", "ecdsa-sha2-", "sk-ssh-", "sk-ecdsa-"})
         if (text.starts_with(start))
             return InputKind::opensshPublicKey;
-    return isText(text) ? InputKind::text : InputKind::unknown;
+    if (isText(text))
+        return InputKind::text;
+    return bytes[0] == tag::sequence ? InputKind::otherDer : InputKind::unknown;
 }
 
 char const* getInputKindName(InputKind kind) {
