@@ -214,6 +214,11 @@ bool detail::read(Reading& reading, asn1::blob params, PBES2Params& to) {
            readKeyDerivation(reading, to, function) && readEncryptionScheme(reading, to, scheme);
 }
 
+bool detail::checkPbes2(Reading& reading, PBES2Params const& params, asn1::blob data) {
+    Choice choice;
+    return choose(reading, params, &choice) && checkCiphertext(reading, choice, data);
+}
+
 void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data, KeyEncryption* to) {
     PBES2Params p;
     if (!read(reading, params, p))
@@ -222,9 +227,12 @@ void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const
     to->keyDerivation =
         "PBKDF2 with " + getAlgorithmName(p.prf.empty() ? asn1::blob(oid::hmacWithSha1) : p.prf);
     to->iterations = p.iterations;
-    Choice choice;
-    if (choose(reading, p, &choice) && data != nullptr)
-        checkCiphertext(reading, choice, *data);
+    if (data != nullptr) {
+        checkPbes2(reading, p, *data);
+    } else {
+        Choice choice;
+        choose(reading, p, &choice);
+    }
 }
 
 KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm) {

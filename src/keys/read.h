@@ -50,6 +50,9 @@ bool takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const
 /// PBES2-params. What they ask for is not checked, except the key derivation function and its count.
 bool read(Reading& reading, asn1::blob params, PBES2Params& to);
 
+/// Whether `data` can be decrypted as `params` say, apart from the password.
+bool checkPbes2(Reading& reading, PBES2Params const& params, asn1::blob data);
+
 /// How PBES2-params encrypt, and whether `data` can be decrypted apart from the password. Null for no data.
 void describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data, KeyEncryption* to);
 
