@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned isZero(unsigned byte) { return ((byte - 1) >> 8) & 1; }
 
 /// 512 zero bytes, each drawn anew up to sixteen times, are left by no random source.
-constexpr unsigned mostDraws = 16;
+constexpr unsigned maxDraws = 16;
 
 /// Fills `bytes` with random ones that are not zero.
 bool fillNonZero(std::span<unsigned char> bytes, Rng const& rng) {
@@ -22,7 +22,7 @@ bool fillNonZero(std::span<unsigned char> bytes, Rng const& rng) {
         return false;
     for (unsigned char& byte : bytes)
         for (unsigned draws = 0; byte == 0; draws++)
-            if (draws == mostDraws || !rng.fill(&byte, 1))
+            if (draws == maxDraws || !rng.fill(&byte, 1))
                 return false;
     return true;
 }

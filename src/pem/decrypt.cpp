@@ -28,7 +28,7 @@ constexpr DekAlgorithm dekAlgorithms[] = {
 
 constexpr std::string_view procType = "Proc-Type:", dekInfo = "DEK-Info:";
 constexpr std::string_view blanks = " \t\v\f\r";
-constexpr size_t longestField = 36; ///< Of DEK-Info: the name of the cipher, and the IV.
+constexpr size_t maxFieldLength = 36; ///< Of DEK-Info: the name of the cipher, and the IV.
 constexpr unsigned md5Size = 16, saltSize = 8;
 
 /// Takes the first line off, without its end.
@@ -45,7 +45,7 @@ void skipBlanks(std::string_view& text) {
 
 /// Takes off what stands before the first of `ends`, but no more than the longest field.
 std::string_view takeField(std::string_view& text, std::string_view ends) {
-    std::string_view const field = text.substr(0, std::min(text.find_first_of(ends), longestField));
+    std::string_view const field = text.substr(0, std::min(text.find_first_of(ends), maxFieldLength));
     text.remove_prefix(field.size());
     return field;
 }

@@ -137,10 +137,12 @@ bool detail::decode(Reading& reading, PemBlock const& block, std::vector<unsigne
     SecretBytes result;
     result.value.resize(text.size() / 4 * 3);
     size_t const decoded = kp::base64Decode({text.data(), text.size()}, result.value);
+    // Before `out` is wiped, since the body may be a view of what it held.
+    bool const isDecoded = decoded != kp::base64Failure || refuseBody(reading, block);
     wipe(*out);
     out->clear();
-    if (decoded == kp::base64Failure)
-        return refuseBody(reading, block);
+    if (!isDecoded)
+        return false;
     result.value.resize(decoded);
     out->swap(result.value);
     return true;
