@@ -285,6 +285,8 @@ public:
     std::vector<PKCS12IgnoredBag> ignoredBags() const;
     /// Whether the file is BER and not DER, as far as that shows without the password.
     bool isBer() const { return wasBer; }
+    /// Chooses the hash of the MAC that `encrypt` and `computeMAC` make. False for a hash that `pkcs12_kdf` does not take.
+    bool setMacHash(HashID hash);
     /// The name of the MAC's hash, supported or not, or of another scheme; the dotted form of an unknown one.
     std::string macName() const;
 

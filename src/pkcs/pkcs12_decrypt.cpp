@@ -250,8 +250,8 @@ private:
         Refusal const reason = file.refusal();
         if (!file.setAside(refusals))
             return false;
-        // A wrong password weighs more than what is not supported.
-        if (!failure || reason.id == RefusalId::wrongPassword)
+        // The first wrong password weighs more than what is not supported.
+        if (!failure || (failure.id != RefusalId::wrongPassword && reason.id == RefusalId::wrongPassword))
             failure = reason;
         formMatters = formMatters || (usedForm && !isFinal);
         usedForm = isFinal = unreadable = false;

@@ -100,9 +100,9 @@ bool pkcs12_kdf(HashID id, asn1::blob password, asn1::blob salt, unsigned iterat
     std::unique_ptr<Hash> const hash = createHash(id);
     size_t const blockSize = hash->blockLength();
     unsigned const digestSize = hash->digestLength();
-    constexpr size_t longestBlock = 128, longestDigest = 64;
+    constexpr size_t maxBlockSize = 128, maxDigestSize = 64;
 
-    unsigned char diversifier[longestBlock], digest[longestDigest];
+    unsigned char diversifier[maxBlockSize], digest[maxDigestSize];
     std::memset(diversifier, static_cast<int>(purpose), blockSize);
     detail::SecretBytes input;
     input.value.reserve(salt.size() + password.size() + 2 * blockSize);
@@ -122,7 +122,7 @@ bool pkcs12_kdf(HashID id, asn1::blob password, asn1::blob salt, unsigned iterat
         out = out.subspan(size);
         if (out.empty())
             break;
-        unsigned char repeated[longestBlock];
+        unsigned char repeated[maxBlockSize];
         for (size_t i = 0; i < blockSize; i++)
             repeated[i] = digest[i % digestSize];
         for (size_t at = 0; at < input.value.size(); at += blockSize)

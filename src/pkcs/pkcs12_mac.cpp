@@ -87,6 +87,13 @@ bool PKCS12PFX::readMac(detail::PKCS12Reading& file, asn1::blob element) {
     return true;
 }
 
+bool PKCS12PFX::setMacHash(HashID hash) {
+    if (hash == HashID::none || getHashOid(hash).empty())
+        return false;
+    macAlgorithm = {detail::copyOf(getHashOid(hash)), DerEncoder().addNull().take()};
+    return true;
+}
+
 std::string PKCS12PFX::macName() const { return getAlgorithmName(macAlgorithm.oid); }
 
 void PKCS12PFX::saveMAC(DerEncoder& to) const {
@@ -110,7 +117,7 @@ void PKCS12PFX::saveMAC(DerEncoder& to) const {
 std::vector<unsigned char> PKCS12PFX::computeMAC(std::string_view password, asn1::blob salt,
                                                  asn1::blob data) {
     if (macAlgorithm.oid.empty())
-        macAlgorithm = {detail::copyOf(oid::sha256), DerEncoder().addNull().take()};
+        setMacHash(HashID::SHA256);
     HashID const hash = getHashID(macAlgorithm.oid);
     if (hash == HashID::none || macIterations > pkcs12MaxIterations)
         return {};

@@ -385,7 +385,8 @@ class ImportTest(P12Test):
                                         "-passout", f"pass:{PASSWORD}"))
         self.assertEqual(self.read("naked.p12").err, f"warning: naked.p12{warning}")
         result = self.expect(1, "p12", "import", "--password-file", "wrong", "naked.p12", "-o", "none.pem")
-        self.assertEqual(result.err, f"warning: naked.p12{warning}sealkit: naked.p12: content 1, byte 47: The password is wrong, or the encrypted data is damaged.\n")
+        self.assertRegex(result.err, f"^warning: naked.p12{warning}sealkit: naked.p12: content 1, byte \\d+: "
+                         "The password is wrong, or the encrypted data is damaged\\.\n$")
         self.assertFalse((self.dir / "none.pem").exists())
         # Nothing is encrypted, and no password asked for.
         result = self.expect(0, "p12", "import", "-", stdin=pfx(element(0x30, plain(certificate_bag(self.ders["leaf"])))))
@@ -607,7 +608,7 @@ class ShowTest(P12Test):
     def test_without_the_password(self):
         text = self.expect(0, "show", "leaf.p12").out
         for part in ("PKCS#12 file\n", "hash: SHA256\n", "iterations: 1000\n", "salt bytes: 16\n", "encrypted contents:\n", "scheme: PBES2\n",
-                     "cipher: AES-256-CBC\n", "key derivation: PBKDF2 with HMAC-SHA256\n", "encrypted keys:\n", "--password-file opens"):
+                     "cipher: AES-256-CBC\n", "key derivation: PBKDF2 with HMAC-SHA256\n", "encrypted keys:\n", "--password-file decrypts"):
             self.assertIn(part, text)
         self.assertNotIn("subject", text)
         (document,) = json.loads(self.expect(0, "show", "--json", "leaf.p12").out)
@@ -626,7 +627,7 @@ class ShowTest(P12Test):
         for part in ("friendly name: Ada\n", "local key id: ", "subject: O=Test, CN=leaf\n", "subject: O=Test, CN=middle\n", "curve: p256\n",
                      "secrets: not shown (--secrets shows them)\n", "iterations: 1000\n"):
             self.assertIn(part, text)
-        self.assertNotIn("opens", text)
+        self.assertNotIn("not decrypted", text)
         self.assertIn("scalar: ", self.expect(0, "show", "--password-file", "password", "--secrets", "leaf.p12").out)
         (document,) = json.loads(self.expect(0, "show", "--json", "--password-file", "password", "leaf.p12").out)
         self.assertEqual([len(document["keys"]), len(document["certificates"])], [1, 4])

@@ -166,9 +166,6 @@ bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
         wrongUsage(complaint);
         return false;
     };
-    static constexpr unsigned char pbes2[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x05, 0x0D};
-    if (!options.legacy)
-        pfx.scheme.assign(std::begin(pbes2), std::end(pbes2));
     std::string const cipher = options.cipher.empty() ? "aes-256-cbc" : str2lower(options.cipher);
     if (cipher == "des-ede3-cbc")
         pfx.pbes2Cipher = CipherID::TripleDesCbc;
@@ -182,9 +179,7 @@ bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
     if (!hash || hash->id == HashID::MD4 || hash->id == HashID::MD5 || hash->id == HashID::MD5SHA1)
         return wrong("\"" + options.mac +
                      "\" is no hash for the MAC; there are sha1, sha256, sha384 and sha512");
-    asn1::blob const oid = getHashOid(hash->id);
-    pfx.macAlgorithm.oid.assign(oid.begin(), oid.end());
-    pfx.macAlgorithm.params = {0x05, 0x00}; // NULL
+    pfx.setMacHash(hash->id);
 
     pfx.iterations = options.iterations.value_or(defaultIterations);
     if (pfx.iterations < fewestIterations || pfx.iterations > pkcs12MaxIterations)
@@ -264,8 +259,9 @@ int exportFile(ExportOptions const& options) {
     }
     if (!pfx.keys.empty() && !pfx.certificates.empty())
         pfx.computeLocalKeyId();
-    if (!pfx.encrypt(password->text))
-        return badInput("the key's numbers do not belong together");
+    if (options.legacy ? !pfx.encrypt(password->text)
+                       : !pfx.setPbes2Params(password->text, {}, pfx.pbes2Cipher))
+        return badInput("the numbers of the key contradict each other");
     return output.write(pfx.save()) && output.commit() ? exitDone : exitBadInput;
 }
 

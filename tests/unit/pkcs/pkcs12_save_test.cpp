@@ -317,6 +317,20 @@ TEST(Pkcs12Mac, DrawsASaltWhereThereIsNone) {
     EXPECT_NE(other.computeMAC(word, {}, {}), mac);
 }
 
+TEST(Pkcs12Mac, HashIsChosenByItsId) {
+    PKCS12PFX pfx = newP12();
+    for (HashID hash : {HashID::MD5, HashID::SHA1, HashID::SHA256, HashID::SHA384, HashID::SHA512}) {
+        EXPECT_TRUE(pfx.setMacHash(hash));
+        ASSERT_TRUE(pfx.encrypt(word));
+        PKCS12PFX read = parsedP12(pfx.save());
+        EXPECT_EQ(read.macName(), getHashName(hash));
+        EXPECT_TRUE(read.decrypt(word));
+    }
+    for (HashID hash : {HashID::none, HashID::MD4, HashID::MD5SHA1})
+        EXPECT_FALSE(pfx.setMacHash(hash));
+    EXPECT_EQ(pfx.macName(), "SHA512");
+}
+
 TEST(Pkcs12Mac, NeedsAKnownHash) {
     PKCS12PFX pfx;
     pfx.macAlgorithm.oid = oidOctets("1.2.3");
