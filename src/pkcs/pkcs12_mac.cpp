@@ -3,7 +3,6 @@
 #include "sealkit/hmac.h"
 
 #include "asn1/element.h"
-#include "asn1/oids.h"
 #include "base/secret_bytes.h"
 #include "pkcs/pbe1.h"
 #include "pkcs/pkcs12_reading.h"
@@ -12,7 +11,6 @@
 #include <algorithm>
 #include <limits>
 
-namespace oid = detail::oid;
 namespace tag = detail::tag;
 
 using detail::Level;
