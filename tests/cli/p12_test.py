@@ -385,7 +385,7 @@ class ImportTest(P12Test):
                                         "-passout", f"pass:{PASSWORD}"))
         self.assertEqual(self.read("naked.p12").err, f"warning: naked.p12{warning}")
         result = self.expect(1, "p12", "import", "--password-file", "wrong", "naked.p12", "-o", "none.pem")
-        self.assertRegex(result.err, f"^warning: naked.p12{warning}sealkit: naked.p12: content 1, byte \\d+: "
+        self.assertRegex(result.err, f"^warning: naked.p12{warning}sealkit: naked.p12: content 2, bag 1, encrypted key, byte \\d+: "
                          "The password is wrong, or the encrypted data is damaged\\.\n$")
         self.assertFalse((self.dir / "none.pem").exists())
         # Nothing is encrypted, and no password asked for.
