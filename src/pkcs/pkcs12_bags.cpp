@@ -6,6 +6,7 @@
 #include "pkcs/ber.h"
 #include "pkcs/bmp_string.h"
 #include "pkcs/read.h"
+#include "x509/read.h"
 
 #include <algorithm>
 #include <iterator>
@@ -177,10 +178,8 @@ bool detail::readCertBag(PKCS12Reading& file, asn1::blob certBag,
     }
     Reading::Step const step(reading, "certificate");
     auto parsed = std::make_shared<X509Certificate>();
-    if (!readOnly(reading, value, tag::octetString, &encoded))
+    if (!readOnly(reading, value, tag::octetString, &encoded) || !read(reading, encoded, *parsed))
         return false;
-    if (!parsed->parse(encoded.data(), static_cast<unsigned>(encoded.size())))
-        return reading.refuse(RefusalId::otherKind, encoded);
     *certificate = std::move(parsed);
     return true;
 }
