@@ -28,6 +28,7 @@
 #include "sealkit/mlkem_keys.h"
 #endif
 #include "sealkit/message.h"
+#include "sealkit/message_check.h"
 #include "sealkit/mschapv2.h"
 #include "sealkit/name.h"
 #include "sealkit/name_text.h"

@@ -126,6 +126,10 @@ bool takeUInt(Level& level, unsigned* number, char const* field) {
 
 bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content, char const* field) {
     Level const level(reading, der);
+    // What begins with another tag is something else, not a damaged element.
+    if (level.tag == asn1::parser::errorTag && !der.empty() && der[0] != expected)
+        return reading.refuse(RefusalId::unexpectedElement, der,
+                              {{"expected", tagText(expected)}, {"found", tagText(der[0])}});
     if (level.tag != expected)
         return refuseElement(level, expected, field);
     *content = level.value();

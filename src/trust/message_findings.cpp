@@ -1,0 +1,122 @@
+#include "sealkit/message_check.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+using Id = MessageFindingId;
+using Row = ReasonText<Id>;
+
+constexpr std::array rows = {
+    Row{Id::malformedContent, "malformed-content", "The message's content is malformed."},
+    Row{Id::otherContentGiven, "other-content-given", "The message holds another content."},
+    Row{Id::noSigners, "no-signers", "The message has no signers."},
+    Row{Id::tooManyCertificates, "too-many-certificates",
+        "The message has more certificates than the limit."},
+    Row{Id::tooManySigners, "too-many-signers", "The message has more signers than the limit."},
+
+    Row{Id::noContentType, "no-content-type", "It does not name one type of content."},
+    Row{Id::otherContentType, "other-content-type", "It signed a content of another type."},
+    Row{Id::noDigest, "no-digest", "It does not hold one digest of the content."},
+    Row{Id::otherDigest, "other-digest", "It signed another content."},
+    Row{Id::noCertificate, "no-certificate", "Its certificate is not at hand."},
+    Row{Id::noRsaKey, "no-rsa-key", "Its certificate has no RSA key."},
+    Row{Id::badSignature, "bad-signature", "Its signature does not verify."},
+    Row{Id::untrusted, "untrusted", "Its certificate is not trusted."},
+
+    Row{Id::noTimeStamp, "no-time-stamp", "What was signed is no time-stamp (RFC 3161)."},
+    Row{Id::otherImprint, "other-imprint", "It stamps something else."},
+    Row{Id::missingNonce, "missing-nonce", "It has no nonce, and the request has one."},
+    Row{Id::otherNonce, "other-nonce", "Its nonce is not that of the request: it answers another one."},
+    Row{Id::otherPolicy, "other-policy", "It is of another policy than was asked for."},
+    Row{Id::futureTime, "future-time", "Its time has not come yet."},
+    Row{Id::severalAuthorities, "several-authorities", "It is not signed by exactly one authority."},
+    Row{Id::notForTimeStamps, "not-for-time-stamps",
+        "The signer's certificate is not for time-stamps: that must be its one extended key usage, and "
+        "critical."},
+    Row{Id::invalidAtItsTime, "invalid-at-its-time",
+        "The authority's certificate was not valid at the time that it states."},
+    Row{Id::otherSigningCertificate, "other-signing-certificate",
+        "It says that it was signed with another certificate."},
+    Row{Id::certificateNotIncluded, "certificate-not-included",
+        "It does not hold its signer's certificate, which the request asks for."},
+
+    Row{Id::weakDigest, "weak-digest", "Forgers can make another content with the same digest."},
+    Row{Id::uncheckedCounterSignature, "unchecked-counter-signature",
+        "Its counter-signature is not checked."},
+    Row{Id::uncheckedTimeStamp, "unchecked-time-stamp", "Its time-stamp is not checked."},
+    Row{Id::uncheckedCrls, "unchecked-lists", "The CRLs in the message are not used."},
+    Row{Id::futureSigningTime, "future-signing-time", "It says that it will sign in the future."},
+    Row{Id::signingTimeOutsideValidity, "signing-time",
+        "It says that it signed when its certificate was not valid."},
+    Row{Id::rewrittenIssuer, "issuer-written-anew",
+        "It names the issuer of its certificate in other bytes: other programs do not find the certificate."},
+    Row{Id::keyUsage, "key-usage", "The key usage of its certificate does not allow signing messages."},
+    Row{Id::weakImprint, "weak-imprint", "Forgers can make another file with the digest that is stamped."},
+    Row{Id::noSigningCertificate, "no-signing-certificate",
+        "It does not say with which certificate it was signed, as time-stamps should."},
+    Row{Id::otherAuthorityName, "authority-name", "It names another authority than its certificate does."},
+
+    Row{Id::issuerDoesNotRoundTrip, "issuer-does-not-round-trip",
+        "The name of its issuer is one that the library would write in other bytes."},
+    Row{Id::chainNotSearched, "chain-not-searched",
+        "Its chain was not searched, as those of several other signers failed."},
+};
+
+constexpr bool areInOrder() {
+    for (size_t i = 0; i < rows.size(); i++)
+        if (static_cast<size_t>(rows[i].id) != i)
+            return false;
+    return true;
+}
+static_assert(areInOrder(), "each id has its row, in the order of the enumeration");
+
+/// A sentence as a part of another one.
+std::string inlineText(char const* sentence) {
+    std::string text = sentence;
+    text.front() = static_cast<char>(text.front() - 'A' + 'a');
+    text.pop_back();
+    return text;
+}
+
+} // namespace
+
+std::span<Row const> messageFindings() { return rows; }
+
+Row const& getReasonText(MessageFindingId id) { return rows[static_cast<size_t>(id)]; }
+
+FindingWeight getWeight(MessageFindingId id) {
+    return id < Id::weakDigest               ? FindingWeight::failure
+           : id < Id::issuerDoesNotRoundTrip ? FindingWeight::warning
+                                             : FindingWeight::note;
+}
+
+std::string MessageFinding::str() const {
+    std::string text = signer == 0 ? "" : "signer " + std::to_string(signer) + ": ";
+    text += inlineText(getReasonText(id).sentence);
+    char const* before = " (";
+    for (Fact const& fact : facts) {
+        text += before + fact.label + ": " + fact.value;
+        before = ", ";
+    }
+    return facts.empty() ? text : text + ")";
+}
+
+MessageFinding const* MessageVerdict::failure() const {
+    auto const found = std::ranges::find_if(findings, [](MessageFinding const& finding) {
+        return getWeight(finding.id) == FindingWeight::failure;
+    });
+    return found == findings.end() ? nullptr : &*found;
+}
+
+std::string MessageVerdict::reason() const {
+    MessageFinding const* const first = failure();
+    if (first == nullptr)
+        return "";
+    std::string text = first->str();
+    if (first->id == Id::untrusted)
+        if (auto const& path = signers[first->signer - 1].path)
+            text += ": " + path->reason();
+    return text;
+}

@@ -1,0 +1,155 @@
+// The check of time-stamp tokens (RFC 3161).
+#include "sealkit/message_check.h"
+#include "sealkit/oid.h"
+
+#include "asn1/element.h"
+#include "asn1/oids.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace oid = detail::oid;
+namespace tag = detail::tag;
+
+namespace {
+
+using Id = MessageFindingId;
+
+/// Whether an ESSCertID or ESSCertIDv2 (RFC 5035, sections 3 and 4), by its content, is that of the certificate.
+/// `hash` is the one that is used where none is named.
+bool isIdOf(asn1::blob content, HashID hash, X509Certificate const& certificate) {
+    asn1::parser fields(content);
+    if (fields.tag == tag::sequence) { // Of version 2 alone.
+        asn1::parser algorithm(fields.take());
+        hash = algorithm.tag == tag::oid ? getHashID(algorithm.take()) : HashID::none;
+    }
+    return fields.tag == tag::octetString && hash != HashID::none &&
+           asn1::blob(calcDigest(hash, certificate.serialize())) == fields.value();
+}
+
+enum class EssId { absent, matches, differs };
+
+/// Whether the signed attributes that say which certificate the signer used name this one (RFC 5816).
+EssId checkEssId(PKCS7SignerInfo const& signer, X509Certificate const& certificate) {
+    struct Form {
+        asn1::blob type;
+        HashID hash;
+    };
+    static constexpr Form forms[] = {{oid::signingCertificateV2, HashID::SHA256},
+                                     {oid::signingCertificate, HashID::SHA1}};
+    EssId result = EssId::absent;
+    for (Form const& form : forms) {
+        auto const values = signer.findSignedAttribute(form.type);
+        if (!values)
+            continue;
+        // SigningCertificate ::= SEQUENCE { certs SEQUENCE OF ESSCertID, ... }, of which the first is the signer's.
+        asn1::parser ids(*values);
+        bool const isFound = ids.enter(tag::sequence) && ids.enter(tag::sequence) && ids.tag == tag::sequence;
+        if (!isFound || !isIdOf(ids.value(), form.hash, certificate))
+            return EssId::differs;
+        result = EssId::matches;
+    }
+    return result;
+}
+
+/// Whether the certificate is one of an authority for time-stamps: its one purpose, and critical (RFC 3161,
+/// section 2.3).
+bool isForTimeStamps(X509Certificate const& certificate) {
+    for (X509Extension const& extension : certificate.extensions()) {
+        if (extension.oid != asn1::blob(oid::extKeyUsage))
+            continue;
+        asn1::parser purposes(extension.value);
+        return extension.critical && purposes.enter(tag::sequence) && purposes.tag == tag::oid &&
+               purposes.take() == asn1::blob(oid::timeStamping) && detail::atEnd(purposes);
+    }
+    return false;
+}
+
+class Check {
+public:
+    Check(PKCS7SignedData const& checked, MessageVerdict& result) : token(checked), verdict(result) {}
+
+    /// Compares what the token states with what is expected.
+    void addStatement(TimeStampInfo const& info, TimeStampExpectation const& expected, TimePoint now) {
+        if (info.hash() != expected.hash || info.hashedMessage != expected.digest)
+            add(Id::otherImprint);
+        if (!expected.nonce.empty() && info.nonce != expected.nonce)
+            add(info.nonce.empty() ? Id::missingNonce : Id::otherNonce,
+                {{"expected", str(expected.nonce)}, {"found", str(info.nonce)}});
+        if (!expected.policy.empty() && info.policy != expected.policy)
+            add(Id::otherPolicy, {{"expected", oidStr(expected.policy)}, {"found", oidStr(info.policy)}});
+        if (info.time.seconds > now.seconds + maxClockSkew)
+            add(Id::futureTime, {{"now", now.toString()}, {"found", info.time.toString()}});
+        if (expected.hash == HashID::MD5 || expected.hash == HashID::SHA1)
+            add(Id::weakImprint, {{"digest", getHashName(expected.hash)}});
+    }
+
+    void addAuthority(TimeStampInfo const& info) {
+        if (token.signerInfos.size() != 1)
+            return add(Id::severalAuthorities, {{"signers", std::to_string(token.signerInfos.size())}});
+        auto const& certificate = verdict.signers.empty() ? nullptr : verdict.signers.front().certificate;
+        if (!certificate)
+            return; // The message does not verify then.
+        if (!isForTimeStamps(*certificate))
+            add(Id::notForTimeStamps);
+        if (info.time < certificate->notBefore || info.time > certificate->notAfter)
+            add(Id::invalidAtItsTime, {{"time", info.time.toString()},
+                                       {"notBefore", certificate->notBefore.toString()},
+                                       {"notAfter", certificate->notAfter.toString()}});
+        EssId const id = checkEssId(*token.signerInfos.front(), *certificate);
+        if (id == EssId::differs)
+            add(Id::otherSigningCertificate);
+        else if (id == EssId::absent)
+            add(Id::noSigningCertificate);
+        addName(info, *certificate);
+    }
+
+    void addCertificate() {
+        bool const isIncluded =
+            token.signerInfos.empty() || token.findCertificate(*token.signerInfos.front()) != nullptr;
+        if (!isIncluded)
+            add(Id::certificateNotIncluded);
+    }
+
+    void add(Id id, std::vector<Fact> facts = {}) { verdict.findings.push_back({id, 0, std::move(facts)}); }
+
+private:
+    /// The directoryName that the token names its authority by.
+    void addName(TimeStampInfo const& info, X509Certificate const& certificate) {
+        asn1::parser const authority{asn1::blob(info.authority)};
+        if (authority.tag != tag::constructed(GeneralName::directoryName) ||
+            authority.value() == certificate.subjectBytes())
+            return;
+        DistinguishedName name;
+        name.parse(authority.value(), nullptr);
+        add(Id::otherAuthorityName, {{"certificate", certificate.subject.str()}, {"token", name.str()}});
+    }
+
+    PKCS7SignedData const& token;
+    MessageVerdict& verdict;
+};
+
+} // namespace
+
+TimeStampExpectation TimeStampExpectation::of(TimeStampRequest const& request) {
+    return {request.hashAlgorithm, request.hashedMessage, request.policy, request.nonce,
+            request.certReq != 0};
+}
+
+MessageVerdict checkTimeStamp(PKCS7SignedData const& token, TimeStampExpectation const& expected,
+                              CertificateStore const& store, MessageCheckOptions const& options) {
+    MessageCheckOptions forStamps = options;
+    forStamps.path.purpose = PathPurpose::timeStamping;
+    MessageVerdict verdict = checkMessage(token, store, forStamps);
+    Check check(token, verdict);
+    TimeStampInfo info;
+    if (!info.parse(token, nullptr)) {
+        check.add(Id::noTimeStamp);
+        return verdict;
+    }
+    check.addAuthority(info);
+    check.addStatement(info, expected, options.path.now);
+    if (expected.needsCertificate)
+        check.addCertificate();
+    return verdict;
+}
