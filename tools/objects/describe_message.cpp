@@ -4,7 +4,7 @@
 #include "io/terminal.h"
 #include "objects/certificates.h"
 
-#include "sealkit/asn1.h"
+#include "sealkit/oid.h"
 
 #include <nlohmann/json.hpp>
 
@@ -16,21 +16,19 @@ std::string sizeText(size_t bytes) { return std::to_string(bytes) + (bytes == 1 
 
 /// The content of a message, as a length: it may be of any kind and size.
 std::string contentText(PKCS7SignedData const& message) {
-    if (message.content.empty())
-        return "(elsewhere)";
-    return sizeText(asn1::parser(asn1::blob(message.content)).value().size());
+    return message.content.empty() ? "(elsewhere)" : sizeText(message.contentOctets().size());
 }
 
-Description describeStamp(StampedInfo const& stamp) {
-    Description result{{"time", stamp.timeText}};
-    if (!stamp.accuracy.empty())
-        result["accuracy"] = stamp.accuracy;
-    result["policy"] = oidStr(stamp.policy);
-    result["serialNumber"] = shortHexOf(stamp.serialNumber);
-    result["digestAlgorithm"] = algorithmName(stamp.hashOid);
-    result["digest"] = shortHexOf(stamp.hashedMessage);
-    if (!stamp.nonce.empty())
-        result["nonce"] = shortHexOf(stamp.nonce);
+Description describeStamp(TimeStampInfo const& info) {
+    Description result{{"time", timeText(info)}};
+    if (info.accuracy)
+        result["accuracy"] = accuracyText(info);
+    result["policy"] = oidStr(info.policy);
+    result["serialNumber"] = shortHexOf(info.serialNumber);
+    result["digestAlgorithm"] = getAlgorithmName(info.hashAlgorithm);
+    result["digest"] = shortHexOf(info.hashedMessage);
+    if (!info.nonce.empty())
+        result["nonce"] = shortHexOf(info.nonce);
     return result;
 }
 
@@ -41,8 +39,8 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
                        {"digestAlgorithm", getHashName(signer.digestAlgorithm)}};
     if (message != nullptr) {
         // Many signers, each looked up among many certificates, take too long.
-        constexpr size_t mostComparisons = 100'000;
-        if (message->signerInfos.size() * uint64_t(message->certificates.size()) <= mostComparisons) {
+        constexpr size_t maxComparisons = 100'000;
+        if (message->signerInfos.size() * uint64_t(message->certificates.size()) <= maxComparisons) {
             auto const certificate = message->findCertificate(signer);
             result["certificate"] = certificate ? nameFor(*certificate) : "(not in the message)";
         }
@@ -73,10 +71,10 @@ Description describe(PKCS7SignedData const& message) {
 
     bool const isBag = message.signerInfos.empty() && message.content.empty();
     Description result{{"object", isBag ? "certificates in a message without signers" : "signed message"},
-                       {"contentType", contentTypeName(message.contentType)},
+                       {"contentType", getContentTypeName(message.contentType)},
                        {"content", contentText(message)}};
-    if (auto const stamp = readStamp(message))
-        result["states"] = describeStamp(*stamp);
+    if (TimeStampInfo info; info.parse(message, nullptr))
+        result["states"] = describeStamp(info);
     result["digestAlgorithms"] = algorithms;
     result["signers"] = signers;
     result["certificates"] = certificates;
@@ -95,13 +93,13 @@ Description describe(PKCS7EnvelopedData const& message) {
         } else {
             entry["subjectKeyIdentifier"] = shortHexOf(recipient.subjectKeyId);
         }
-        entry["keyEncryption"] = algorithmName(recipient.keyEncryptionAlgorithm.oid);
+        entry["keyEncryption"] = getAlgorithmName(recipient.keyEncryptionAlgorithm.oid);
         recipients.push_back(std::move(entry));
     }
     Description result{{"object", "enveloped message"},
                        {"version", message.version},
-                       {"contentType", contentTypeName(content.contentType)},
-                       {"cipher", encryptionName(content.contentEncryptionAlgorithm.oid)},
+                       {"contentType", getContentTypeName(content.contentType)},
+                       {"cipher", getAlgorithmName(content.contentEncryptionAlgorithm.oid)},
                        {"encryptedContent", sizeText(content.encryptedContent.size())},
                        {"recipients", recipients}};
     if (!message.originatorInfo.empty())
@@ -124,10 +122,10 @@ Description describe(TimeStampRequest const& request) {
     return result;
 }
 
-Description describe(TimeStampResponse const& response, StatusText const& status) {
-    Description result{{"object", "time-stamp response"}, {"status", status.name}};
-    if (!status.details.empty())
-        result["details"] = status.details;
+Description describe(TimeStampResponse const& response, TimeStampStatus const& status) {
+    Description result{{"object", "time-stamp response"}, {"status", statusName(status)}};
+    if (std::string const details = statusDetails(status); !details.empty())
+        result["details"] = details;
     if (response.token)
         result["token"] = describe(*response.token);
     return result;

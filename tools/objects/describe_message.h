@@ -8,4 +8,4 @@
 Description describe(PKCS7SignedData const& message);
 Description describe(PKCS7EnvelopedData const& message);
 Description describe(TimeStampRequest const& request);
-Description describe(TimeStampResponse const& response, StatusText const& status);
+Description describe(TimeStampResponse const& response, TimeStampStatus const& status);

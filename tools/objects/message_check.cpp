@@ -6,161 +6,70 @@
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/description.h"
+#include "objects/trust.h"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <map>
 
 namespace {
 
 using terminal::printable;
 
-/// More than any message has. What is done for each of them looks at the others.
-constexpr size_t maxCertificates = 1000;
-constexpr size_t maxSigners = 100;
-
-/// Looking for a chain takes long where a forger lays out issuers for it. One failure decides; these are told.
-constexpr unsigned mostUntrusted = 4;
-
-/// Clocks differ.
-constexpr int64_t toleratedSeconds = 300;
-
-/// The certificate of the message, or the self-signed one that is trusted, as the library finds it.
-std::shared_ptr<X509Certificate> findCertificate(PKCS7SignedData const& message,
-                                                 PKCS7SignerInfo const& signer,
-                                                 CertificateMemoryStore const& trusted) {
-    if (auto certificate = message.findCertificate(signer))
-        return certificate;
-    terminal::MuteDiagnostics const mute;
-    DistinguishedName name;
-    auto own = name.parse(signer.issuer) ? trusted.findCertificate(name, {}) : nullptr;
-    return own && own->selfSigned && own->serialNumber == signer.serialNumber ? own : nullptr;
-}
-
-class Judgement {
-public:
-    Judgement(PKCS7SignedData const& judged, CertificateMemoryStore const& store, PathOptions const& asked,
-              MessageVerdict& result)
-        : message(judged), trusted(store), question(asked), verdict(result), search(store) {
-        search.addCertificates(message.certificates);
-    }
-
-    void addSigner(PKCS7SignerInfo const& signer) {
-        verdict.signers.push_back({&signer, findCertificate(message, signer, trusted)});
-        number = verdict.signers.size();
-        checkForm(signer);
-        if (auto const& certificate = verdict.signers.back().certificate) {
-            checkAgainst(signer, *certificate);
-            checkChain(certificate);
-        } else {
-            verdict.notes.push_back("signer " + std::to_string(number) +
-                                    ": its certificate may be given with --certificates");
-        }
-    }
-
-    void addMessage() {
-        number = 0;
-        if (!message.crls.empty())
-            warn("unchecked-lists", "the revocation lists in the message are not looked at");
-    }
-
-    /// What is trusted, with the ends of the chains that were found first: the library takes the first of several
-    /// authorities of one name.
-    CertificateMemoryStore trustedFirst() const {
-        CertificateMemoryStore store = trusted;
-        for (auto const& [certificate, chain] : verdicts)
-            if (auto const end = std::ranges::find(store.certs, chain.chain.back()); end != store.certs.end())
-                std::rotate(store.certs.begin(), end, end + 1);
-        return store;
-    }
-
-private:
-    void warn(std::string rule, std::string sentence, std::string facts = "") {
-        verdict.warnings.push_back({number, std::move(rule), std::move(sentence), std::move(facts)});
-    }
-
-    void checkForm(PKCS7SignerInfo const& signer) {
-        if (signer.digestAlgorithm == HashID::MD5 || signer.digestAlgorithm == HashID::SHA1)
-            warn("weak-digest", "forgers can make another content with the same digest",
-                 getHashName(signer.digestAlgorithm));
-        if (signer.counterSignature)
-            warn("unchecked-counter-signature", "its counter-signature is not checked");
-        if (signer.msCounterSignature)
-            warn("unchecked-time-stamp", "its time-stamp is not checked");
-        if (signer.hasSigningTime != 0 &&
-            signer.signingTime.seconds > question.now.seconds + toleratedSeconds)
-            warn("future-signing-time", "it says that it will sign in the future",
-                 formatTime(signer.signingTime));
-    }
-
-    void checkAgainst(PKCS7SignerInfo const& signer, X509Certificate const& certificate) {
-        if (certificate.issuerBytes() != asn1::blob(signer.issuer))
-            warn("issuer-written-anew", "it names the issuer of its certificate in other bytes: other "
-                                        "programs do not find the certificate");
-        else if (!DistinguishedName::roundTrips(signer.issuer))
-            verdict.notes.push_back(
-                "signer " + std::to_string(number) +
-                ": the name of its issuer is one that the library would write in other bytes");
-        unsigned const signing = KeyUsage::digitalSignature | KeyUsage::contentCommitment;
-        if (certificate.keyUsage != 0 && (certificate.keyUsage & signing) == 0)
-            warn("key-usage", "the key usage of its certificate does not allow signing messages");
-        if (signer.hasSigningTime != 0 &&
-            (signer.signingTime < certificate.notBefore || signer.signingTime > certificate.notAfter))
-            warn("signing-time", "it says that it signed when its certificate was not valid",
-                 formatTime(signer.signingTime));
-    }
-
-    void checkChain(std::shared_ptr<X509Certificate> const& certificate) {
-        if (untrusted == mostUntrusted)
-            return;
-        auto const [found, isNew] = verdicts.try_emplace(certificate.get());
-        if (isNew)
-            found->second = search.find(certificate, question);
-        PathVerdict const& chain = found->second;
-        if (int const code = chain.explanation.code; code != 0) {
-            ++untrusted;
-            fail(verdict,
-                 "signer " + std::to_string(number) + ": its certificate is not trusted: " + chain.reason());
-            auto const& term = *findPathCode(code);
-            verdict.notes.push_back("signer " + std::to_string(number) + ": certificate " +
-                                    std::to_string(chain.explanation.depth) + " <" +
-                                    printable(chain.explanation.subject) + ">: " + term.name + ": " +
-                                    term.sentence + withFacts(chain.explanation.facts));
-        }
-        addCrls(chain.crls);
-        for (PathWarning const& warning : chain.warnings) {
-            auto const& term = getReasonText(warning.id);
-            warn(term.name,
-                 "certificate " + std::to_string(warning.depth) + " <" + printable(warning.subject) +
-                     ">: " + term.sentence,
-                 factsOf(warning.facts));
-        }
-    }
-
-    /// A CRL counts as the best of what the signers' chains make of it.
-    void addCrls(std::vector<CrlVerdict> const& crls) {
-        if (verdict.crls.empty())
-            verdict.crls = crls;
-        for (size_t i = 0; i < crls.size(); ++i)
-            verdict.crls[i].status = std::min(verdict.crls[i].status, crls[i].status);
-    }
-
-    static std::string withFacts(std::vector<Fact> const& facts) {
-        return facts.empty() ? "" : " (" + factsOf(facts) + ")";
-    }
-
-    PKCS7SignedData const& message;
-    CertificateMemoryStore const& trusted;
-    PathOptions const& question;
-    MessageVerdict& verdict;
-    size_t number = 0;
-    unsigned untrusted = 0;
-    PathSearch search;
-    std::map<X509Certificate const*, PathVerdict> verdicts;
+/// A warning of the message or of a signer's chain.
+struct Warning {
+    size_t signer; ///< From 1; 0 for the message as a whole.
+    char const* rule;
+    std::string sentence;
+    std::string facts; ///< Often empty.
 };
 
-std::string signerLine(size_t number, SignerFound const& signer) {
+std::vector<Warning> warningsOf(MessageVerdict const& verdict) {
+    std::vector<Warning> warnings;
+    for (MessageFinding const& finding : verdict.findings)
+        if (getWeight(finding.id) == FindingWeight::warning) {
+            auto const& text = getReasonText(finding.id);
+            warnings.push_back({finding.signer, text.name, text.sentence, factsOf(finding.facts)});
+        }
+    for (size_t i = 0; i < verdict.signers.size(); ++i)
+        if (auto const& path = verdict.signers[i].path)
+            for (PathWarning const& warning : path->warnings) {
+                auto const& text = getReasonText(warning.id);
+                warnings.push_back({i + 1, text.name,
+                                    "certificate " + std::to_string(warning.depth) + " <" +
+                                        printable(warning.subject) + ">: " + text.sentence,
+                                    factsOf(warning.facts)});
+            }
+    return warnings;
+}
+
+std::string signerName(size_t number) { return number == 0 ? "" : "signer " + std::to_string(number) + ": "; }
+
+/// What the chain of a signer lacks, with the facts.
+std::string chainNote(size_t number, PathExplanation const& explanation) {
+    auto const& text = *findPathCode(explanation.code);
+    std::string const facts = factsOf(explanation.facts);
+    return signerName(number) + "certificate " + std::to_string(explanation.depth) + " <" +
+           printable(explanation.subject) + ">: " + text.name + ": " + text.sentence +
+           (facts.empty() ? "" : " (" + facts + ")");
+}
+
+std::vector<std::string> notesOf(MessageVerdict const& verdict) {
+    std::vector<std::string> notes;
+    for (MessageFinding const& finding : verdict.findings) {
+        auto const* const path =
+            finding.signer == 0 ? nullptr : verdict.signers[finding.signer - 1].path.get();
+        if (finding.id == MessageFindingId::untrusted && path != nullptr)
+            notes.push_back(chainNote(finding.signer, path->explanation));
+        if (finding.id == MessageFindingId::noCertificate)
+            notes.push_back(signerName(finding.signer) + "its certificate may be given with --certificates");
+        if (getWeight(finding.id) == FindingWeight::note)
+            notes.push_back(printable(finding.str()));
+    }
+    return notes;
+}
+
+std::string signerLine(size_t number, SignerVerdict const& signer) {
     PKCS7SignerInfo const& info = *signer.info;
     std::string line = std::to_string(number) + ": ";
     if (signer.certificate)
@@ -168,91 +77,79 @@ std::string signerLine(size_t number, SignerFound const& signer) {
                 printable(signer.certificate->issuer.str()) + ">";
     else
         line += "serial number " + shortHexOf(info.serialNumber) + " of <" + nameText(info.issuer) +
-                ">, its certificate is not at hand";
+                ">, its certificate is not available";
     line += ", " + getHashName(info.digestAlgorithm);
     if (info.hasSigningTime != 0)
         line += ", signed at " + formatTime(info.signingTime) + " by its own account";
     return line;
 }
 
-std::string whose(MessageWarning const& warning) {
-    return warning.signer == 0 ? "" : "signer " + std::to_string(warning.signer) + ": ";
-}
-
 } // namespace
 
-bool isTooLarge(PKCS7SignedData const& message, std::string const& path) {
-    if (message.certificates.size() <= maxCertificates && message.signerInfos.size() <= maxSigners)
-        return false;
-    badInput(path + ": more signers or certificates than any message has");
-    return true;
+MessageReport::MessageReport(MessageVerdict found)
+    : verdict(std::move(found)), failure(printable(verdict.reason())), notes(notesOf(verdict)) {}
+
+void MessageReport::fail(std::string const& why) {
+    if (failure.empty())
+        failure = printable(why);
 }
 
-bool addCertificates(PKCS7SignedData& message, std::string const& path) {
+void MessageReport::applyStrictness(bool isStrict) {
+    if (isStrict && !warningsOf(verdict).empty())
+        fail("there are warnings, which --strict does not let pass");
+}
+
+bool MessageReport::isTooLarge() const {
+    MessageFinding const* const failed = verdict.failure();
+    return failed != nullptr && (failed->id == MessageFindingId::tooManyCertificates ||
+                                 failed->id == MessageFindingId::tooManySigners);
+}
+
+std::optional<CertificateChain> readFurtherCertificates(std::string const& path) {
+    if (path.empty())
+        return CertificateChain();
     auto const text = readInput(path);
     if (!text)
-        return false;
+        return std::nullopt;
     std::vector<Refusal> refusals;
-    auto certificates = readCertificates(*text, &refusals);
-    if (!refusals.empty()) {
-        badInput(path + ": " + complaintOf(certificates, refusals));
-        return false;
-    }
-    for (auto& certificate : certificates) {
+    CertificateChain certificates = readCertificates(*text, &refusals);
+    if (refusals.empty())
+        return certificates;
+    badInput(path + ": " + complaintOf(certificates, refusals));
+    return std::nullopt;
+}
+
+void addCertificates(PKCS7SignedData& message, CertificateChain const& certificates) {
+    for (auto const& certificate : certificates) {
         auto const isCopy = [&](auto const& other) {
             return other->tbs == certificate->tbs && other->signature == certificate->signature;
         };
         if (std::ranges::none_of(message.certificates, isCopy))
-            message.certificates.push_back(std::move(certificate));
+            message.certificates.push_back(certificate);
     }
-    return true;
 }
 
-MessageVerdict judgeMessage(PKCS7SignedData const& message, asn1::blob detachedContent,
-                            CertificateMemoryStore const& trusted, PathOptions const& question) {
-    MessageVerdict verdict;
-    Judgement judgement(message, trusted, question, verdict);
-    for (auto const& signer : message.signerInfos)
-        judgement.addSigner(*signer);
-    judgement.addMessage();
-    std::string reason;
-    terminal::MuteDiagnostics const mute;
-    if (!message.verify(judgement.trustedFirst(), detachedContent, question.now, &reason))
-        verdict.failure = printable(reason); // Before what fails a chain: it may be the content.
-    return verdict;
-}
-
-void fail(MessageVerdict& verdict, std::string const& why) {
-    if (verdict.failure.empty())
-        verdict.failure = printableLine(why);
-}
-
-void applyStrictness(MessageVerdict& verdict, bool isStrict) {
-    if (isStrict && !verdict.warnings.empty())
-        fail(verdict, "there are warnings, which --strict does not let pass");
-}
-
-void printVerdict(MessageVerdict const& verdict, std::vector<std::string> const& further, std::ostream& out) {
-    for (std::string const& note : verdict.notes)
+void printReport(MessageReport const& report, std::vector<std::string> const& further, std::ostream& out) {
+    for (std::string const& note : report.notes)
         terminal::err() << "note: " << note << std::endl;
-    for (size_t i = 0; i < verdict.signers.size(); ++i)
-        out << signerLine(i + 1, verdict.signers[i]) << '\n';
+    for (size_t i = 0; i < report.verdict.signers.size(); ++i)
+        out << signerLine(i + 1, report.verdict.signers[i]) << '\n';
     for (std::string const& line : further)
         out << line << '\n';
-    out << (verdict.failure.empty() ? "OK" : "FAILED: " + verdict.failure) << std::endl;
-    for (MessageWarning const& warning : verdict.warnings) {
-        terminal::err() << "warning: " << whose(warning) << warning.rule << ": " << warning.sentence
-                        << std::endl;
+    out << (report.failure.empty() ? "OK" : "FAILED: " + report.failure) << std::endl;
+    for (Warning const& warning : warningsOf(report.verdict)) {
+        terminal::err() << "warning: " << signerName(warning.signer) << warning.rule << ": "
+                        << warning.sentence << std::endl;
         if (!warning.facts.empty())
             terminal::err() << "  " << warning.facts << std::endl;
     }
 }
 
-void addVerdict(MessageVerdict const& verdict, nlohmann::ordered_json& to) {
-    to["verdict"] = verdict.failure.empty() ? "OK" : "FAILED";
-    to["reason"] = verdict.failure;
+void addReport(MessageReport const& report, nlohmann::ordered_json& to) {
+    to["verdict"] = report.failure.empty() ? "OK" : "FAILED";
+    to["reason"] = report.failure;
     to["signers"] = nlohmann::json::array();
-    for (SignerFound const& signer : verdict.signers) {
+    for (SignerVerdict const& signer : report.verdict.signers) {
         PKCS7SignerInfo const& info = *signer.info;
         nlohmann::ordered_json entry{{"issuer", nameText(info.issuer)},
                                      {"serialNumber", shortHexOf(info.serialNumber)},
@@ -263,11 +160,18 @@ void addVerdict(MessageVerdict const& verdict, nlohmann::ordered_json& to) {
             entry["signingTime"] = formatTime(info.signingTime);
         to["signers"].push_back(std::move(entry));
     }
+    to["failures"] = nlohmann::json::array();
+    for (MessageFinding const& finding : report.verdict.findings)
+        if (getWeight(finding.id) == FindingWeight::failure)
+            to["failures"].push_back({{"signer", finding.signer},
+                                      {"rule", getReasonText(finding.id).name},
+                                      {"sentence", getReasonText(finding.id).sentence},
+                                      {"facts", factsOf(finding.facts)}});
     to["warnings"] = nlohmann::json::array();
-    for (MessageWarning const& warning : verdict.warnings)
+    for (Warning const& warning : warningsOf(report.verdict))
         to["warnings"].push_back({{"signer", warning.signer},
                                   {"rule", warning.rule},
                                   {"sentence", warning.sentence},
                                   {"facts", warning.facts}});
-    to["notes"] = verdict.notes;
+    to["notes"] = report.notes;
 }

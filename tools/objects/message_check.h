@@ -1,57 +1,42 @@
-/// Checking signed messages: who signed, whether that holds, and what is strange about it.
+/// Verdicts on signed messages, as the program reports them.
 #pragma once
 
 #include "objects/message.h"
-#include "objects/trust.h"
+
+#include "sealkit/message_check.h"
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
-/// A signer of a message.
-struct SignerFound {
-    PKCS7SignerInfo const* info;
-    std::shared_ptr<X509Certificate> certificate; ///< Null when it is not at hand.
+/// The verdict on a message, with what the program adds to it.
+struct MessageReport {
+    MessageVerdict verdict;
+    std::string failure;            ///< Why the message fails, printable; empty when it does not.
+    std::vector<std::string> notes; ///< Printable.
+
+    explicit MessageReport(MessageVerdict found);
+
+    /// Puts a failure of the program's own into the report, unless there is one.
+    void fail(std::string const& why);
+    /// With `isStrict` a warning is a failure.
+    void applyStrictness(bool isStrict);
+    /// Whether a limit kept the message from being checked.
+    bool isTooLarge() const;
 };
 
-/// What is left unchecked, or strange.
-struct MessageWarning {
-    size_t signer = 0; ///< From 1; 0 for the message as a whole.
-    std::string rule;  ///< A short name in kebab case, stable.
-    std::string sentence;
-    std::string facts; ///< What it rests on; often empty.
-};
+/// Reads further certificates, from which signers and their issuers may be taken. Complains and gives nothing when one of
+/// them cannot be read. An empty path stands for none.
+std::optional<CertificateChain> readFurtherCertificates(std::string const& path);
 
-/// What a check came to. Every text is printable.
-struct MessageVerdict {
-    std::string failure; ///< Why it fails; empty when it does not.
-    std::vector<SignerFound> signers;
-    std::vector<MessageWarning> warnings;
-    std::vector<std::string> notes;
-    std::vector<CrlVerdict> crls; ///< The best of what the signers' chains make of each.
-};
-
-/// Whether there are more certificates or signers in it than any message has. Complains, with `path`.
-bool isTooLarge(PKCS7SignedData const& message, std::string const& path);
-
-/// Adds the certificates of a file, from which signers and their issuers may be taken, to the message. Complains.
-bool addCertificates(PKCS7SignedData& message, std::string const& path);
-
-/// Decides on every signer: that it signed the content, which is the message's or `detachedContent`, and that its
-/// certificate is trusted and meant for it. The message must live as long as the verdict.
-MessageVerdict judgeMessage(PKCS7SignedData const& message, asn1::blob detachedContent,
-                            CertificateMemoryStore const& trusted, PathOptions const& question);
-
-/// Puts a failure of the caller's own into the verdict, unless there is one.
-void fail(MessageVerdict& verdict, std::string const& why);
-
-/// With `isStrict` a warning is a failure.
-void applyStrictness(MessageVerdict& verdict, bool isStrict);
+/// Appends the certificates that the message does not have.
+void addCertificates(PKCS7SignedData& message, CertificateChain const& certificates);
 
 /// Writes a line for each signer to `out`, `further` lines, then "OK" or "FAILED: reason". Warnings and notes go to
 /// standard error.
-void printVerdict(MessageVerdict const& verdict, std::vector<std::string> const& further, std::ostream& out);
+void printReport(MessageReport const& report, std::vector<std::string> const& further, std::ostream& out);
 
 /// The same as members of `to`.
-void addVerdict(MessageVerdict const& verdict, nlohmann::ordered_json& to);
+void addReport(MessageReport const& report, nlohmann::ordered_json& to);

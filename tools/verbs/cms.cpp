@@ -4,9 +4,9 @@
 #include "objects/certificates.h"
 #include "objects/cipher_names.h"
 #include "objects/message_check.h"
+#include "objects/trust.h"
 #include "verbs/verb.h"
 
-#include "sealkit/bignum.h"
 #include "sealkit/rng.h"
 
 #include <nlohmann/json.hpp>
@@ -16,9 +16,6 @@
 namespace {
 
 using terminal::printable;
-
-/// id-data (RFC 5652, section 4): 1.2.840.113549.1.7.1
-constexpr unsigned char dataOid[] = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x07, 0x01};
 
 struct SignOptions {
     SignerOptions signer;
@@ -101,8 +98,8 @@ int sign(SignOptions const& options) {
         return status;
 
     PKCS7SignedData message;
-    if (!message.create(*certificate, *signer->key, dataOid, asn1::blob(content->data(), content->size()),
-                        signer->hash))
+    if (!message.create(*certificate, *signer->key, getDataOid(),
+                        asn1::blob(content->data(), content->size()), signer->hash))
         return badInput(options.signer.key +
                         ": the key makes no signature: its numbers do not belong together, or "
                         "it is too short for this hash");
@@ -113,20 +110,15 @@ int sign(SignOptions const& options) {
              ": the issuer's name is one that the library would write in other bytes; it "
              "stands in the message as it does in the certificate");
     message.signerInfos.front()->issuer.assign(issuer.begin(), issuer.end());
-    if (!options.chain.empty() && !addCertificates(message, options.chain))
+    auto const chain = readFurtherCertificates(options.chain);
+    if (!chain)
         return exitBadInput;
+    addCertificates(message, *chain);
     if (options.detached)
         message.content.clear();
     DerEncoder encoder;
     message.save(encoder);
     return writeMessage(options.output, output, encoder.take());
-}
-
-/// What was signed, as a file: of an OCTET STRING the content, of anything else the whole element.
-asn1::blob contentOf(PKCS7SignedData const& message) {
-    constexpr unsigned octetStringTag = 0x04;
-    asn1::parser const element{asn1::blob(message.content)};
-    return element.tag == octetStringTag ? element.value() : asn1::blob(message.content);
 }
 
 /// The text with CR LF at the ends of its lines, as e-mails have it.
@@ -152,19 +144,20 @@ bool isOverMailForm(PKCS7SignedData const& message, asn1::blob content) {
            signer.verifyContentDigest(message.contentType, withMailLineEnds(content), signer.digestAlgorithm);
 }
 
-void printJson(MessageVerdict const& verdict, PKCS7SignedData const& message, size_t size,
-               std::ostream& out) {
+void printJson(MessageReport const& report, PKCS7SignedData const& message, size_t size, std::ostream& out) {
     nlohmann::ordered_json result;
-    result["contentType"] = contentTypeName(message.contentType);
+    result["contentType"] = getContentTypeName(message.contentType);
     result["contentSize"] = size;
-    addVerdict(verdict, result);
+    addReport(report, result);
     out << result.dump(2, ' ', true) << std::endl;
 }
+
+bool isData(asn1::blob contentType) { return contentType == getDataOid(); }
 
 int check(CheckOptions const& options) {
     if (standardInputTwice(options.trust.inputsWith({options.content, options.certificates, options.file})))
         return exitWrongUsage;
-    PathOptions question;
+    MessageCheckOptions how;
     std::string complaint;
     auto const now = readTime(options.trust, &complaint);
     if (!now)
@@ -172,9 +165,9 @@ int check(CheckOptions const& options) {
     auto const purpose = std::ranges::find(purposes, options.purpose, &Purpose::name);
     if (purpose == std::end(purposes))
         return wrongUsage("\"" + options.purpose + "\" is no purpose; there are email, code and any");
-    question.now = *now;
-    question.checkCrls = options.trust.wantsCrls();
-    question.purpose = purpose->id;
+    how.path.now = *now;
+    how.path.checkCrls = options.trust.wantsCrls();
+    how.path.purpose = purpose->id;
 
     auto const file = MessageFile::read(options.file);
     if (!file)
@@ -182,19 +175,21 @@ int check(CheckOptions const& options) {
     PKCS7SignedData message;
     if (std::string const why = parseMessage(message, file->der()); !why.empty())
         return badInput(options.file + ": " + why);
-    if (!options.certificates.empty() && !addCertificates(message, options.certificates))
-        return exitBadInput;
-    if (isTooLarge(message, options.file))
-        return exitBadInput;
     if (message.content.empty() && message.signerInfos.empty())
         return badInput(options.file + ": has no signers: it only carries certificates");
     if (message.content.empty() && options.content.empty())
         return wrongUsage(options.file + ": the content is not in it: give it with --content");
+    auto further = readFurtherCertificates(options.certificates);
+    if (!further)
+        return exitBadInput;
+    how.certificates = std::move(*further);
     std::optional<SecretBytes> given;
     if (!options.content.empty() && !(given = readMessage(options.content)))
         return exitBadInput;
     asn1::blob const detached = given ? asn1::blob(given->data(), given->size()) : asn1::blob();
-    asn1::blob const content = message.content.empty() ? detached : contentOf(message);
+    asn1::blob const content = message.content.empty() ? detached : message.contentOctets();
+    if (message.content.empty())
+        how.detachedContent = detached;
 
     Trust trust;
     int status = exitDone;
@@ -206,26 +201,27 @@ int check(CheckOptions const& options) {
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
         return exitBadInput;
 
-    MessageVerdict verdict =
-        judgeMessage(message, message.content.empty() ? detached : asn1::blob(), trust.store, question);
-    if (!reportCrls(trust, verdict.crls, &verdict.notes))
+    MessageReport report(checkMessage(message, trust.store, how));
+    if (report.isTooLarge())
+        return badInput(options.file + ": " + report.failure);
+    if (!reportCrls(trust, report.verdict.crls, &report.notes))
         return exitBadInput;
     if (given && detached != content)
-        fail(verdict, "the message holds another content");
-    if (!verdict.failure.empty() && message.content.empty() && isOverMailForm(message, detached))
-        verdict.notes.push_back("the signature is over the text with CR LF at its line ends, as e-mails have "
-                                "them: \"openssl smime -sign\" without -binary signs that");
-    if (oidStr(message.contentType) != oidStr(dataOid))
-        verdict.notes.push_back("the content is no plain data, but of the type " +
-                                contentTypeName(message.contentType));
-    applyStrictness(verdict, options.strict);
+        report.fail("the message holds another content");
+    if (!report.failure.empty() && message.content.empty() && isOverMailForm(message, detached))
+        report.notes.push_back("the signature is over the text with CR LF at its line ends, as e-mails have "
+                               "them: \"openssl smime -sign\" without -binary signs that");
+    if (!isData(message.contentType))
+        report.notes.push_back("the content is no plain data, but of the type " +
+                               getContentTypeName(message.contentType));
+    report.applyStrictness(options.strict);
     bool const contentGoesToStandardOutput = options.output == "-";
     std::ostream& out = contentGoesToStandardOutput ? terminal::err() : terminal::out();
     if (options.json)
-        printJson(verdict, message, content.size(), out);
+        printJson(report, message, content.size(), out);
     else
-        printVerdict(verdict, {}, out);
-    if (!verdict.failure.empty())
+        printReport(report, {}, out);
+    if (!report.failure.empty())
         return exitNo;
     if (options.output.empty())
         return exitDone;
@@ -293,74 +289,29 @@ int encrypt(EncryptOptions const& options) {
     if (int const status = options.output.open(output); status != exitDone)
         return status;
     PKCS7EnvelopedData message;
-    if (!message.encrypt(recipients, dataOid, asn1::blob(content->data(), content->size()), *how,
+    if (!message.encrypt(recipients, getDataOid(), asn1::blob(content->data(), content->size()), *how,
                          getDefaultRng()))
         return badInput("cannot be encrypted: one of the keys is too short");
     return writeMessage(options.output, output, message.encode());
 }
 
-/// The size of an RSA key in bytes.
-size_t modulusSize(PrivateKey const& key) {
-    constexpr unsigned sequenceTag = 0x30;
-    std::vector<unsigned char> const encoded = key.publicKey()->encodeToDerEncoded();
-    asn1::parser numbers{asn1::blob(encoded)};
-    numbers.enter(sequenceTag);
-    return (BigNum(numbers.take()).bits() + 7) / 8;
-}
-
 /// The recipients that may be the key: that of the certificate, or without one all that its size fits.
-std::vector<PKCS7KeyTransRecipientInfo const*>
-findRecipients(PKCS7EnvelopedData const& message, X509Certificate const* certificate, size_t keySize) {
-    std::vector<PKCS7KeyTransRecipientInfo const*> found;
-    for (PKCS7KeyTransRecipientInfo const& recipient : message.recipientInfos) {
-        if (certificate == nullptr) {
-            if (recipient.encryptedKey.size() == keySize)
-                found.push_back(&recipient);
-            continue;
-        }
-        bool const isNamed = recipient.version == 2 ? !certificate->subjectKeyId.empty() &&
-                                                          recipient.subjectKeyId == certificate->subjectKeyId
-                                                    : recipient.serialNumber == certificate->serialNumber &&
-                                                          recipient.issuer == certificate->issuer;
-        if (isNamed)
-            return {&recipient};
+std::vector<PKCS7KeyTransRecipientInfo const*> findRecipients(PKCS7EnvelopedData const& message,
+                                                              X509Certificate const* certificate,
+                                                              RsaPrivateKey const& key) {
+    if (certificate != nullptr) {
+        auto const* const named = message.findRecipient(*certificate);
+        return named == nullptr ? std::vector<PKCS7KeyTransRecipientInfo const*>() : std::vector{named};
     }
+    std::vector<PKCS7KeyTransRecipientInfo const*> found;
+    for (PKCS7KeyTransRecipientInfo const& recipient : message.recipientInfos)
+        if (recipient.encryptedKey.size() == (key.n.bits() + 7) / 8)
+            found.push_back(&recipient);
     return found;
 }
 
-/// Opens the content with the key of one recipient. Not for whom it is, nor why it does not open.
-bool openFor(PKCS7EnvelopedData& message, PKCS7KeyTransRecipientInfo const& recipient, PrivateKey const& key,
-             std::vector<unsigned char>& content) {
-    terminal::MuteDiagnostics const mute;
-    X509Certificate named;
-    named.serialNumber = recipient.serialNumber;
-    named.issuer = recipient.issuer;
-    named.subjectKeyId = recipient.subjectKeyId;
-    PKCS7EnvelopedData alone;
-    alone.version = message.version;
-    alone.recipientInfos = {recipient};
-    std::swap(alone.encryptedContentInfo, message.encryptedContentInfo);
-    bool const isOpen = alone.decrypt(named, key, content);
-    std::swap(alone.encryptedContentInfo, message.encryptedContentInfo);
-    return isOpen;
-}
-
-/// Why no key will open the message; empty when one may.
-std::string whyClosed(PKCS7EnvelopedData const& message) {
-    static constexpr char const* ciphers[] = {"DES-EDE3-CBC", "AES-128-CBC", "AES-192-CBC", "AES-256-CBC"};
-    PKCS7EncryptedContentInfo const& content = message.encryptedContentInfo;
-    std::string const cipher = encryptionName(content.contentEncryptionAlgorithm.oid);
-    if (std::ranges::find(ciphers, cipher) == std::end(ciphers))
-        return "its cipher " + cipher + " is not supported";
-    if (content.encryptedContent.empty())
-        return "its encrypted content is not in it";
-    if (message.recipientInfos.empty())
-        return "it has no recipients that can be read";
-    return "";
-}
-
 /// Trying a key on each of many recipients takes long.
-constexpr size_t mostTried = 16;
+constexpr size_t maxTried = 16;
 
 int decrypt(DecryptOptions const& options) {
     if (standardInputTwice({options.key, options.password.file, options.certificate, options.file}))
@@ -369,7 +320,8 @@ int decrypt(DecryptOptions const& options) {
     auto const key = readPrivateKeyOf(options.key, options.password, &status);
     if (!key)
         return status;
-    if (key->keyType() != KeyType::RSA)
+    auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(key.get());
+    if (rsa == nullptr)
         return badInput(options.key + ": no RSA key, and messages are decrypted with those alone");
     std::optional<X509Certificate> certificate;
     if (!options.certificate.empty()) {
@@ -381,42 +333,39 @@ int decrypt(DecryptOptions const& options) {
     if (!file)
         return exitBadInput;
     PKCS7EnvelopedData message;
-    std::string why = parseMessage(message, file->der());
-    if (why.empty())
-        why = whyClosed(message);
-    if (!why.empty())
+    if (std::string const why = parseMessage(message, file->der()); !why.empty())
         return badInput(options.file + ": " + why);
-
-    auto recipients = findRecipients(message, certificate ? &*certificate : nullptr, modulusSize(*key));
+    if (message.recipientInfos.empty())
+        return badInput(options.file + ": it has no recipients that can be read");
+    auto const recipients = findRecipients(message, certificate ? &*certificate : nullptr, *rsa);
     if (recipients.empty())
         return answerNo(options.file + ": is encrypted to others, not to this " +
                         (certificate ? "certificate" : "key"));
-    static constexpr char rsaEncryption[] = "1.2.840.113549.1.1.1";
-    auto const isOtherwise = [](PKCS7KeyTransRecipientInfo const* recipient) {
-        return oidStr(recipient->keyEncryptionAlgorithm.oid) != rsaEncryption;
-    };
-    std::string const algorithm = algorithmName(recipients.front()->keyEncryptionAlgorithm.oid);
-    std::erase_if(recipients, isOtherwise);
-    if (recipients.empty())
-        return badInput(options.file + ": its key is encrypted with " + algorithm +
-                        ", and only RSA with PKCS#1 v1.5 is supported");
-    if (recipients.size() > mostTried)
+    if (recipients.size() > maxTried)
         return wrongUsage(options.file + ": has many recipients: say which with --certificate");
     OutputFile output;
     if (!output.open(options.output, 0666,
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
         return exitBadInput;
     std::vector<unsigned char> content;
-    bool const isOpen = std::ranges::any_of(recipients, [&](PKCS7KeyTransRecipientInfo const* recipient) {
-        return openFor(message, *recipient, *key, content);
-    });
-    if (!isOpen)
-        return answerNo(options.file +
-                        ": does not decrypt with this key: it is another one's, or the message was "
-                        "changed");
-    asn1::blob const type = message.encryptedContentInfo.contentType;
-    if (!(type == asn1::blob(dataOid)))
-        note("the content is no plain data, but of the type " + contentTypeName(type));
+    Refusal refusal;
+    bool const isDecrypted =
+        std::ranges::any_of(recipients, [&](PKCS7KeyTransRecipientInfo const* recipient) {
+            Refusal why;
+            bool const isGood = message.decrypt(*recipient, *key, content, &why);
+            // What the message alone refuses is told where no key was tried.
+            if (!isGood && refusal.id != RefusalId::undecryptable)
+                refusal = std::move(why);
+            return isGood;
+        });
+    if (!isDecrypted)
+        return refusal.id == RefusalId::undecryptable
+                   ? answerNo(options.file + ": does not decrypt with this key: it is another one's, or the "
+                                             "message was changed")
+                   : badInput(options.file + ": " + complaintOf(refusal));
+    if (!isData(message.encryptedContentInfo.contentType))
+        note("the content is no plain data, but of the type " +
+             getContentTypeName(message.encryptedContentInfo.contentType));
     bool const isWritten = output.write(content) && output.commit();
     secureMemset(content.data(), 0, content.size());
     return isWritten ? exitDone : exitBadInput;

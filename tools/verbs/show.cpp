@@ -42,7 +42,7 @@ struct EcParameters {
 
 struct ResponseFound {
     TimeStampResponse response;
-    StatusText status;
+    TimeStampStatus status;
 };
 
 using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
@@ -127,17 +127,17 @@ Found readMessage(MessageKind kind, asn1::blob der) {
     case MessageKind::timeStampResponse: {
         ResponseFound response;
         found.complaint = parseMessage(response.response, der);
-        response.status = describeStatus(der);
+        response.status.parse(der, nullptr);
         if (found.complaint.empty())
             found.object = std::move(response);
         return found;
     }
     case MessageKind::otherContent:
         found.complaint =
-            "a message of the type \"" + contentTypeName(contentTypeOf(der)) + "\", which is not shown";
+            "a message of the type \"" + getContentTypeName(getContentType(der)) + "\", which is not shown";
         return found;
     case MessageKind::none:
-        found.complaint = berForm(der);
+        found.complaint = berComplaint(der);
         if (found.complaint.empty())
             found.complaint = "no message that is known";
         return found;
@@ -187,7 +187,7 @@ Found readBlock(PemBlock const& block, Password const* password) {
         return parseAs<X509Req>(der);
     if (block.label == pkcs12Label)
         return readPkcs12As(der, password);
-    MessageKind const kind = kindOfMessage(der); // Of time-stamps there is no usual label.
+    MessageKind const kind = getMessageKind(der); // Of time-stamps there is no usual label.
     return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der) : Found();
 }
 
@@ -212,7 +212,7 @@ std::string whyNothing(InputKind kind, std::string_view text) {
 Found readDer(std::string_view der, Password const* password) {
     if (looksLikePkcs12(der))
         return readPkcs12As(der, password);
-    if (MessageKind const kind = kindOfMessage(der); kind != MessageKind::none)
+    if (MessageKind const kind = getMessageKind(der); kind != MessageKind::none)
         return readMessage(kind, der);
     for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
         if (Object object = read(der); object.index() != 0)
@@ -231,7 +231,7 @@ Found readDer(std::string_view der, Password const* password) {
         break;
     }
     Found nothing;
-    nothing.complaint = sshForm(der) + mailForm(der) + berForm(der);
+    nothing.complaint = sshForm(der) + mailForm(der) + berComplaint(der);
     if (nothing.complaint.empty())
         nothing.complaint = whyNothing(kind, der);
     return nothing;
@@ -274,9 +274,8 @@ void makePrintable(X509Req& request) {
 void makePrintable(PKCS7SignedData& message);
 
 void makePrintable(PKCS7SignerInfo& signer) {
-    terminal::MuteDiagnostics const mute;
     DistinguishedName issuer;
-    issuer.parse(signer.issuer);
+    issuer.parse(signer.issuer, nullptr);
     makePrintable(issuer);
     signer.issuer = issuer.serialize();
     if (signer.counterSignature)
@@ -299,25 +298,6 @@ void makePrintable(TimeStampResponse& response) {
         makePrintable(*response.token);
 }
 
-/// Turns what the library writes on standard output into results while it lives.
-class DiagnosticsAreResults {
-public:
-    DiagnosticsAreResults() : before(std::cout.rdbuf(terminal::out().rdbuf())) {}
-    ~DiagnosticsAreResults() { std::cout.rdbuf(before); }
-    DiagnosticsAreResults(DiagnosticsAreResults const&) = delete;
-    DiagnosticsAreResults& operator=(DiagnosticsAreResults const&) = delete;
-
-private:
-    std::streambuf* before;
-};
-
-template <typename Message>
-void dumpToStandardOutput(Message& message) {
-    makePrintable(message);
-    DiagnosticsAreResults const results;
-    message.dump();
-}
-
 void dump(Object object) {
     std::visit(
         [](auto& value) {
@@ -328,10 +308,9 @@ void dump(Object object) {
                 value.key->dump(terminal::out());
             } else if constexpr (std::is_same_v<T, EcParameters>) {
                 // The dump of the key says which curve it is.
-            } else if constexpr (std::is_same_v<T, TimeStampRequest>) {
-                dumpToStandardOutput(value);
             } else if constexpr (std::is_same_v<T, ResponseFound>) {
-                dumpToStandardOutput(value.response);
+                makePrintable(value.response);
+                value.response.dump(terminal::out());
             } else if constexpr (std::is_same_v<T, PKCS7EnvelopedData>) {
                 // The library has no dump of it.
             } else if constexpr (std::is_same_v<T, Pkcs12File>) {

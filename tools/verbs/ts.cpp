@@ -6,6 +6,7 @@
 #include "objects/description.h"
 #include "objects/hash_names.h"
 #include "objects/message_check.h"
+#include "objects/trust.h"
 #include "objects/names.h"
 #include "verbs/verb.h"
 
@@ -94,18 +95,8 @@ int request(RequestOptions const& options) {
     return output.write(encoder.take()) && output.commit() ? exitDone : exitBadInput;
 }
 
-/// What the token must say: from a request, or from the file that was stamped.
-struct Expected {
-    std::vector<unsigned char>
-        digest; ///< Empty until the token has said of which hash, where data were given.
-    HashID hash = HashID::none;
-    std::vector<unsigned char> policy;
-    std::vector<unsigned char> nonce;
-    bool certificateWanted = false;
-};
-
-/// Complains and gives nothing when there is no such request.
-std::optional<Expected> readRequest(CheckOptions const& options) {
+/// What the token is expected to state. Complains and gives nothing when there is no such request.
+std::optional<TimeStampExpectation> readRequest(CheckOptions const& options) {
     auto const file = MessageFile::read(options.request);
     if (!file)
         return std::nullopt;
@@ -114,12 +105,12 @@ std::optional<Expected> readRequest(CheckOptions const& options) {
         badInput(options.request + ": " + why);
         return std::nullopt;
     }
-    return Expected{asked.hashedMessage, asked.hashAlgorithm, asked.policy, asked.nonce, asked.certReq != 0};
+    return TimeStampExpectation::of(asked);
 }
 
 /// A reply, whole or cut down to its token.
 struct Reply {
-    StatusText status; ///< Empty for a token alone.
+    std::optional<TimeStampStatus> status; ///< Nothing for a token alone.
     std::unique_ptr<PKCS7SignedData> token;
 };
 
@@ -130,13 +121,13 @@ std::optional<Reply> readReply(std::string const& path) {
         return std::nullopt;
     Reply reply;
     std::string why;
-    if (kindOfMessage(file->der()) == MessageKind::signedData) {
+    if (getMessageKind(file->der()) == MessageKind::signedData) {
         reply.token = std::make_unique<PKCS7SignedData>();
         why = parseMessage(*reply.token, file->der());
     } else {
         TimeStampResponse response;
         why = parseMessage(response, file->der());
-        reply.status = describeStatus(file->der());
+        reply.status.emplace().parse(file->der(), nullptr);
         reply.token = std::move(response.token);
     }
     if (why.empty())
@@ -145,132 +136,48 @@ std::optional<Reply> readReply(std::string const& path) {
     return std::nullopt;
 }
 
-constexpr unsigned sequenceTag = 0x30, octetStringTag = 0x04, oidTag = 0x06, directoryNameTag = 0xA4;
-
-/// Whether an ESSCertID or ESSCertIDv2 (RFC 5035), by its content, is that of the certificate.
-bool isIdOf(asn1::blob content, HashID hash, X509Certificate const& certificate) {
-    asn1::parser fields(content);
-    if (fields.tag == sequenceTag) { // Of version 2 alone, whose default is SHA-256.
-        asn1::parser algorithm(fields.take());
-        hash = algorithm.tag == oidTag ? getHashID(algorithm.take()) : HashID::none;
+/// Digests the file that was stamped with the hash of the token. Complains.
+bool readData(CheckOptions const& options, TimeStampInfo const& info, TimeStampExpectation* expected) {
+    expected->hash = info.hash();
+    auto const hash = createHash(expected->hash);
+    if (!hash) {
+        badInput(options.reply + ": its digest algorithm " + getAlgorithmName(info.hashAlgorithm) +
+                 " is not supported");
+        return false;
     }
-    return fields.tag == octetStringTag && hash != HashID::none &&
-           asn1::blob(calcDigest(hash, certificate.serialize())) == fields.value();
+    FileDigest digest = digestFile(options.data, *hash);
+    if (digest.error != 0)
+        badInput(options.data + ": " + std::strerror(digest.error));
+    expected->digest = std::move(digest.digest);
+    return digest.error == 0;
 }
 
-enum class EssId { absent, matches, differs };
-
-/// Whether the signed attribute that says which certificate the signer used names this one (RFC 5816).
-EssId checkEssId(PKCS7SignerInfo const& signer, X509Certificate const& certificate) {
-    struct Form {
-        char const* oid;
-        HashID hash;
-    };
-    static constexpr Form forms[] = {
-        {"1.2.840.113549.1.9.16.2.47", HashID::SHA256}, // id-aa-signingCertificateV2
-        {"1.2.840.113549.1.9.16.2.12", HashID::SHA1},   // id-aa-signingCertificate
-    };
-    EssId result = EssId::absent;
-    for (Form const& form : forms) {
-        auto const values = findSignedAttribute(signer, form.oid);
-        if (!values)
-            continue;
-        // SigningCertificate ::= SEQUENCE { certs SEQUENCE OF ESSCertID, ... }, of which the first is the signer's.
-        asn1::parser ids(*values);
-        bool const isFound = ids.enter(sequenceTag) && ids.enter(sequenceTag) && ids.tag == sequenceTag;
-        if (!isFound || !isIdOf(ids.value(), form.hash, certificate))
-            return EssId::differs;
-        result = EssId::matches;
-    }
-    return result;
+std::string stampLine(TimeStampInfo const& info) {
+    return "time " + timeText(info) + (info.accuracy ? ", give or take " + accuracyText(info) : "") +
+           ", policy " + oidStr(info.policy) + ", serial number " + shortHexOf(info.serialNumber) + ", " +
+           getAlgorithmName(info.hashAlgorithm);
 }
 
-/// Whether the certificate is one of an authority for time-stamps: its one purpose, and critical (RFC 3161,
-/// section 2.3).
-bool isForTimeStamps(X509Certificate const& certificate) {
-    constexpr unsigned char extKeyUsageOid[] = {0x55, 0x1D, 0x25};
-    for (X509Extension const& extension : certificate.extensions()) {
-        if (!(extension.oid == asn1::blob(extKeyUsageOid)))
-            continue;
-        asn1::parser purposes(extension.value);
-        if (!extension.critical || !purposes.enter(sequenceTag) || purposes.tag != oidTag ||
-            oidStr(purposes.take()) != "1.3.6.1.5.5.7.3.8")
-            return false;
-        return purposes.tag == asn1::parser::endTag;
-    }
-    return false;
-}
-
-void warn(MessageVerdict& verdict, char const* rule, char const* sentence, std::string facts = "") {
-    verdict.warnings.push_back({0, rule, sentence, std::move(facts)});
-}
-
-/// Compares what the token says with what was asked for.
-void checkStamp(MessageVerdict& verdict, StampedInfo const& stamp, Expected const& expected, TimePoint now) {
-    constexpr int64_t toleratedSeconds = 300;
-    if (getHashID(stamp.hashOid) != expected.hash || stamp.hashedMessage != asn1::blob(expected.digest))
-        fail(verdict, "it stamps something else");
-    if (!expected.nonce.empty() && stamp.nonce != asn1::blob(expected.nonce))
-        fail(verdict, stamp.nonce.empty() ? "it has no nonce, and the request has one"
-                                          : "its nonce is not that of the request: it answers another one");
-    if (!expected.policy.empty() && stamp.policy != asn1::blob(expected.policy))
-        fail(verdict, "it is of the policy " + oidStr(stamp.policy) + ", not " + oidStr(expected.policy));
-    if (stamp.time.seconds > now.seconds + toleratedSeconds)
-        fail(verdict, "its time has not come yet: " + stamp.timeText);
-    if (expected.hash == HashID::MD5 || expected.hash == HashID::SHA1)
-        warn(verdict, "weak-imprint", "forgers can make another file with the digest that is stamped",
-             getHashName(expected.hash));
-}
-
-void checkAuthority(MessageVerdict& verdict, StampedInfo const& stamp, PKCS7SignedData const& token) {
-    if (token.signerInfos.size() != 1) {
-        fail(verdict,
-             "it is signed by " + std::to_string(token.signerInfos.size()) + ", and not by one authority");
-        return;
-    }
-    auto const& certificate = verdict.signers.front().certificate;
-    if (!certificate)
-        return; // The message does not verify then.
-    if (!isForTimeStamps(*certificate))
-        fail(verdict,
-             "the signer's certificate is not for time-stamps: that must be its one extended key usage, and "
-             "critical");
-    if (stamp.time < certificate->notBefore || stamp.time > certificate->notAfter)
-        fail(verdict, "the authority's certificate was not valid at the time that it states");
-    EssId const id = checkEssId(*token.signerInfos.front(), *certificate);
-    if (id == EssId::differs)
-        fail(verdict, "it says that it was signed with another certificate");
-    else if (id == EssId::absent)
-        warn(verdict, "no-signing-certificate",
-             "it does not say with which certificate it was signed, as time-stamps should");
-    asn1::parser authority(stamp.authority);
-    if (authority.tag == directoryNameTag && authority.value() != certificate->subjectBytes())
-        warn(verdict, "authority-name", "it names another authority than its certificate does",
-             nameText(authority.value()));
-}
-
-std::string stampLine(StampedInfo const& stamp) {
-    return "time " + stamp.timeText + (stamp.accuracy.empty() ? "" : ", give or take " + stamp.accuracy) +
-           ", policy " + oidStr(stamp.policy) + ", serial number " + shortHexOf(stamp.serialNumber) + ", " +
-           algorithmName(stamp.hashOid);
-}
-
-void printJson(MessageVerdict const& verdict, StampedInfo const& stamp) {
+void printJson(MessageReport const& report, TimeStampInfo const& info) {
     nlohmann::ordered_json result;
-    result["time"] = stamp.timeText;
-    result["accuracy"] = stamp.accuracy;
-    result["policy"] = oidStr(stamp.policy);
-    result["serialNumber"] = shortHexOf(stamp.serialNumber);
-    result["digestAlgorithm"] = algorithmName(stamp.hashOid);
-    result["digest"] = shortHexOf(stamp.hashedMessage);
-    addVerdict(verdict, result);
+    result["time"] = timeText(info);
+    result["accuracy"] = accuracyText(info);
+    result["policy"] = oidStr(info.policy);
+    result["serialNumber"] = shortHexOf(info.serialNumber);
+    result["digestAlgorithm"] = getAlgorithmName(info.hashAlgorithm);
+    result["digest"] = shortHexOf(info.hashedMessage);
+    addReport(report, result);
     terminal::out() << result.dump(2, ' ', true) << std::endl;
 }
 
+std::string statusText(TimeStampStatus const& status) {
+    std::string const details = statusDetails(status);
+    return statusName(status) + (details.empty() ? "" : ": " + details);
+}
+
 /// The reply of an authority that gave no time-stamp.
-int sayRefused(StatusText const& status, bool isJson) {
-    std::string const reason =
-        "no time-stamp was given: " + status.name + (status.details.empty() ? "" : ": " + status.details);
+int sayRefused(TimeStampStatus const& status, bool isJson) {
+    std::string const reason = "no time-stamp was given: " + statusText(status);
     if (isJson)
         terminal::out()
             << nlohmann::ordered_json({{"verdict", "FAILED"}, {"reason", reason}}).dump(2, ' ', true)
@@ -286,15 +193,11 @@ int check(CheckOptions const& options) {
     if (standardInputTwice(
             options.trust.inputsWith({options.request, options.data, options.certificates, options.reply})))
         return exitWrongUsage;
-    PathOptions question;
     std::string complaint;
     auto const now = readTime(options.trust, &complaint);
     if (!now)
         return wrongUsage(complaint);
-    question.now = *now;
-    question.checkCrls = options.trust.wantsCrls();
-    question.purpose = PathPurpose::timeStamping;
-    auto expected = options.request.empty() ? std::optional(Expected()) : readRequest(options);
+    auto expected = options.request.empty() ? std::optional(TimeStampExpectation()) : readRequest(options);
     if (!expected)
         return exitBadInput;
     if (!options.policy.empty() && (expected->policy = encodeOid(options.policy)).empty())
@@ -304,47 +207,39 @@ int check(CheckOptions const& options) {
     if (!reply)
         return exitBadInput;
     if (!reply->token)
-        return sayRefused(reply->status, options.json);
-    PKCS7SignedData& token = *reply->token;
-    auto const stamp = readStamp(token);
-    if (!stamp)
-        return badInput(options.reply + ": signed, but what was signed is no time-stamp (RFC 3161)");
-    bool const hasOwnCertificate = !token.signerInfos.empty() && token.findCertificate(*token.signerInfos[0]);
-    if (!options.certificates.empty() && !addCertificates(token, options.certificates))
+        return sayRefused(*reply->status, options.json);
+    PKCS7SignedData const& token = *reply->token;
+    TimeStampInfo info;
+    if (Refusal refusal; !info.parse(token, &refusal))
+        return badInput(options.reply +
+                        ": signed, but what was signed is no time-stamp (RFC 3161): " + complaintOf(refusal));
+    if (!options.data.empty() && !readData(options, info, &*expected))
         return exitBadInput;
-    if (isTooLarge(token, options.reply))
+    auto further = readFurtherCertificates(options.certificates);
+    if (!further)
         return exitBadInput;
-    if (!options.data.empty()) {
-        expected->hash = getHashID(stamp->hashOid);
-        auto const hash = createHash(expected->hash);
-        if (!hash)
-            return badInput(options.reply + ": its digest algorithm " + algorithmName(stamp->hashOid) +
-                            " is not supported");
-        FileDigest digest = digestFile(options.data, *hash);
-        if (digest.error != 0)
-            return badInput(options.data + ": " + std::strerror(digest.error));
-        expected->digest = std::move(digest.digest);
-    }
     Trust trust;
     int status = exitDone;
     if (!loadTrust(options.trust, &trust, &status))
         return status;
 
-    MessageVerdict verdict = judgeMessage(token, {}, trust.store, question);
-    if (!reportCrls(trust, verdict.crls, &verdict.notes))
+    MessageCheckOptions how;
+    how.path.now = *now;
+    how.path.checkCrls = options.trust.wantsCrls();
+    how.certificates = std::move(*further);
+    MessageReport report(checkTimeStamp(token, *expected, trust.store, how));
+    if (report.isTooLarge())
+        return badInput(options.reply + ": " + report.failure);
+    if (!reportCrls(trust, report.verdict.crls, &report.notes))
         return exitBadInput;
-    checkAuthority(verdict, *stamp, token);
-    checkStamp(verdict, *stamp, *expected, *now);
-    if (expected->certificateWanted && !hasOwnCertificate)
-        fail(verdict, "it does not hold its signer's certificate, which the request asks for");
-    if (!reply->status.details.empty())
-        verdict.notes.push_back("the authority says: " + reply->status.name + ": " + reply->status.details);
-    applyStrictness(verdict, options.strict);
+    if (reply->status && (!reply->status->texts.empty() || !reply->status->failures.empty()))
+        report.notes.push_back("the authority says: " + statusText(*reply->status));
+    report.applyStrictness(options.strict);
     if (options.json)
-        printJson(verdict, *stamp);
+        printJson(report, info);
     else
-        printVerdict(verdict, {stampLine(*stamp)}, terminal::out());
-    return verdict.failure.empty() ? exitDone : exitNo;
+        printReport(report, {stampLine(info)}, terminal::out());
+    return report.failure.empty() ? exitDone : exitNo;
 }
 
 Work setUpTsRequest(CommandLine commandLine) {
