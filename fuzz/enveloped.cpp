@@ -1,5 +1,6 @@
 #include "sealkit/pkcs7.h"
 
+#include "refusal.h"
 #include "targets.h"
 
 #include <vector>
@@ -23,7 +24,12 @@ RsaPrivateKey const& tinyKey() {
 template <typename Record>
 void check(asn1::blob input) {
     Record record, again;
-    if (!parse(record, input))
+    bool const isGood = parse(record, input);
+    fuzz::checkRefusal(input, isGood, [input](Refusal* refusal) {
+        Record anew;
+        return parse(anew, input, refusal);
+    });
+    if (!isGood)
         return;
     Bytes const encoded = encode(record);
     SEALKIT_ASSERT(parse(again, encoded) && encode(again) == encoded);
@@ -39,7 +45,9 @@ void fuzz::enveloped(asn1::blob input) {
     check<PKCS7EncryptedData>(input);
 
     PKCS7EnvelopedData message, again;
-    if (!message.parse(input))
+    bool const isGood = message.parse(input);
+    checkRefusal<PKCS7EnvelopedData>(input, isGood);
+    if (!isGood)
         return;
     SEALKIT_ASSERT(message.version == 0 || message.version == 2);
     Bytes const encoded = message.encode();
@@ -54,5 +62,7 @@ void fuzz::enveloped(asn1::blob input) {
         certificate.subjectKeyId = recipient.subjectKeyId;
         Bytes out = {1};
         SEALKIT_ASSERT(!message.decrypt(certificate, tinyKey(), out) && out.empty());
+        Refusal refusal;
+        SEALKIT_ASSERT(!message.decrypt(certificate, tinyKey(), out, &refusal) && out.empty() && refusal);
     }
 }

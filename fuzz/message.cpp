@@ -1,7 +1,9 @@
+#include "sealkit/message_check.h"
 #include "sealkit/pkcs7.h"
 #include "sealkit/store.h"
 #include "sealkit/timestamp.h"
 
+#include "refusal.h"
 #include "signed_object.h"
 #include "targets.h"
 
@@ -23,14 +25,23 @@ std::vector<unsigned char> save(Object& object) {
 void signedData(asn1::blob input) {
     PKCS7SignedData message;
     bool const isGood = message.parse(input);
+    fuzz::checkRefusal<PKCS7SignedData>(input, isGood);
+    fuzz::checkRefusal<PKCS7SignerInfo>(input, PKCS7SignerInfo().parse(input));
     std::string const dump = fuzz::dumpOf(message);
     if (!isGood)
         return;
     CertificateMemoryStore store;
     std::string reason;
     SEALKIT_ASSERT(!message.verify(store, {}, whenValid, &reason) && !reason.empty());
+    MessageCheckOptions options;
+    options.path.now = whenValid;
+    SEALKIT_ASSERT(!checkMessage(message, store, options).isValid());
     store.certs = message.certificates;
-    message.verify(store, {}, whenValid, &reason);
+    bool const isVerified = message.verify(store, {}, whenValid, &reason);
+    MessageVerdict const verdict = checkMessage(message, store, options);
+    // What verifies within narrower limits verifies within wider ones, unless there are too many to be checked.
+    SEALKIT_ASSERT(!isVerified || verdict.isValid() || verdict.signers.empty());
+    checkTimeStamp(message, {}, store, options);
     if (!message.raw.empty())
         SEALKIT_ASSERT(asn1::blob(save(message)) == input);
     message.raw.clear();
@@ -47,7 +58,9 @@ void signedData(asn1::blob input) {
 
 void timeStampRequest(asn1::blob input) {
     TimeStampRequest request;
-    if (!request.parse(input))
+    bool const isGood = request.parse(input);
+    fuzz::checkRefusal<TimeStampRequest>(input, isGood);
+    if (!isGood)
         return;
     std::vector<unsigned char> const encoded = save(request);
     TimeStampRequest again;
@@ -64,8 +77,14 @@ void fuzz::message(asn1::blob input) {
     signedData(input);
     timeStampRequest(input);
     TimeStampResponse response;
-    if (response.parse(input))
+    bool const isResponse = response.parse(input);
+    checkRefusal<TimeStampResponse>(input, isResponse);
+    if (isResponse) {
         SEALKIT_ASSERT((response.token != nullptr) == (response.status < 2));
+        TimeStampStatus status;
+        SEALKIT_ASSERT(status.parse(input, nullptr) && status.status == response.status);
+    }
+    checkRefusal<TimeStampInfo>(input, TimeStampInfo().parse(input, nullptr));
     std::cerr.rdbuf(errors);
     std::cerr.clear();
 }

@@ -176,13 +176,12 @@ public:
     /// What a signer signed are its attributes: they must hold one content type, the message's, and one digest, that
     /// of the content (RFC 5652, section 5.6). Its certificate is that of `findCertificate`, or the first of its
     /// issuer's name in the store where that is self-signed and has the serial number; one that is known from elsewhere
-    /// can be appended to `certificates` first. Chains go up through the message's certificates and the
-    /// store, at most 16 certificates, and are decided on by `x509ValidatePath` without a name to match and without
-    /// CRLs: one must be valid of the first 8 that 64 signatures of certificates lead to. A message without
-    /// signers is false.
+    /// can be appended to `certificates` first. Chains are searched through the message's certificates and the store
+    /// by `PathSearch` (search.h), without a name to match and without CRLs: at most 16 certificates long, 8 of them,
+    /// and with 64 units of work for each signer's certificate. A message without signers is false.
     ///
-    /// On failure `*reason`, unless null, says which signer failed and why: of its chains, what the first one lacks.
-    /// It may repeat bytes of names as they are.
+    /// On failure `*reason`, unless null, says which signer failed and why: what the best of its chains lacks. It may
+    /// repeat bytes of names as they are. `checkMessage` (message_check.h) gives all findings as values.
     ///
     /// Not looked at: what the certificates may be used for, the CRLs of the message, counter-signatures, and the
     /// signing time, which the signer chose. Nor is the list of digest algorithms, which is not signed, nor

@@ -4,6 +4,7 @@
 #include "io/exit_status.h"
 #include "io/input.h"
 #include "io/terminal.h"
+#include "objects/key_file.h"
 
 #include "sealkit/pem.h"
 

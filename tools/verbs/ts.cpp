@@ -6,8 +6,8 @@
 #include "objects/description.h"
 #include "objects/hash_names.h"
 #include "objects/message_check.h"
-#include "objects/trust.h"
 #include "objects/names.h"
+#include "objects/trust.h"
 #include "verbs/verb.h"
 
 #include "sealkit/rng.h"
