@@ -114,6 +114,18 @@ bool readRecipients(Reading& reading, asn1::blob set, std::vector<PKCS7KeyTransR
     return true;
 }
 
+/// Other versions come from recipients of other kinds (RFC 5652, section 6.1): refuses such a recipient, where a reason is
+/// asked for.
+void refuseRecipients(Level& fields) {
+    if (!fields.reading.wantsReason())
+        return;
+    if (fields.tag == tag::constructed(0))
+        fields.next();
+    std::vector<PKCS7KeyTransRecipientInfo> ignored;
+    if (fields.tag == tag::set)
+        readRecipients(fields.reading, fields.value(), ignored);
+}
+
 /// Keeps the whole of an element that consists of one with this tag.
 bool keepElement(Reading& reading, asn1::blob element, unsigned expected, std::vector<unsigned char>* to) {
     asn1::blob content;
@@ -227,6 +239,7 @@ bool detail::readEnvelopedData(Reading& reading, asn1::blob envelopedData, PKCS7
     to.version = smallNumber(number);
     if (to.version != 0 && to.version != 2) {
         reading.note("EnvelopedData: invalid version: " + numberText(number));
+        refuseRecipients(fields);
         return reading.refuse(RefusalId::messageVersion, place,
                               {{"expected", "0 or 2"}, {"found", numberText(number)}});
     }

@@ -257,6 +257,9 @@ TEST(EnvelopedDataRefusal, NamesVersionsAndWhatTheyDoNotHave) {
     EnvelopedParts parts;
     parts.version = integer(3);
     expectRefusal(refusalOf<PKCS7EnvelopedData>(parts.der()), {RefusalId::messageVersion, "", "3"});
+    parts.recipient = context(3, integer(0));
+    expectRefusal(refusalOf<PKCS7EnvelopedData>(parts.der()),
+                  {RefusalId::unsupportedRecipient, "recipient 1", "a password"});
     parts = {};
     parts.attributes = context(1, null());
     expectRefusal(refusalOf<PKCS7EnvelopedData>(parts.der()), {RefusalId::unexpectedElement, "", "[1]"});
