@@ -6,6 +6,7 @@
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
 #include "pkcs/read.h"
+#include "x509/read.h"
 
 #include <algorithm>
 #include <ostream>
@@ -67,9 +68,8 @@ bool readObjects(Reading& reading, asn1::blob set, char const* what,
             return reading.refuse(RefusalId::unsupportedCertificateKind, elements.tlvStart,
                                   {{"found", detail::tagText(elements.tag)}});
         auto object = std::make_shared<Object>();
-        if (!detail::takeWhole(elements, tag::sequence, &element) ||
-            !object->parse(element.start, static_cast<unsigned>(element.size())))
-            return reading.refuse(RefusalId::otherKind, element);
+        if (!detail::takeWhole(elements, tag::sequence, &element) || !detail::read(reading, element, *object))
+            return false;
         objects->push_back(std::move(object));
     }
     return true;
