@@ -148,8 +148,6 @@ OpenedPublicKey openPublicKey(std::string_view text) {
     return {nullptr, complaintOf(refusal, text)};
 }
 
-std::string encryptionName(asn1::blob oid) { return getAlgorithmName(oid); }
-
 std::string listLabels(std::string_view text) {
     std::string list;
     unsigned count = 0;

@@ -45,9 +45,6 @@ struct OpenedPublicKey {
 /// Reads the public key of a PEM block or DER: of a certificate, a request or itself.
 OpenedPublicKey openPublicKey(std::string_view text);
 
-/// The name of a cipher, key derivation or encryption scheme, read here or not; else the dotted form.
-std::string encryptionName(asn1::blob oid);
-
 /// The labels of the PEM blocks that are there, for a complaint.
 std::string listLabels(std::string_view text);
 
