@@ -4,7 +4,9 @@
 /// |----------------------|------------------------------------------------|--------------|
 /// | `X509Crl`            | a CRL: its fields, its entries, its text form  | 5.1, 5.2     |
 /// | `RevokedCertificate` | one entry                                      | 5.1.2.6, 5.3 |
-/// | `getCrlReasonText`   | the text of a reason code                      | 5.3.1        |
+/// | `crlReasonName`      | the name of a reason code                      | 5.3.1        |
+/// | `parseCrlReason`     | the reason code of a name                      | 5.3.1        |
+/// | `getCrlReasonText`   | the text of a reason code in a dump            |              |
 ///
 /// Parsing verifies no signature and compares no date. Delta CRLs, whose indicator is critical, are
 /// refused. The scope of a CRL (issuingDistributionPoint) and the issuers of the entries of an indirect
@@ -18,6 +20,8 @@
 #include "sealkit/x509.h"
 
 #include <iosfwd>
+#include <optional>
+#include <string_view>
 #include <vector>
 
 /// One certificate that is no longer to be trusted.
@@ -80,6 +84,12 @@ private:
     std::vector<unsigned char> issuerElement; ///< As `setIssuer` took it.
 };
 
-/// The text of a reason code. Code 7 is "remove from crl", which RFC 5280 numbers 8; 8 and all codes
+/// The name that RFC 5280, section 5.3.1, gives a reason code: "keyCompromise" for 1, "removeFromCRL" for 8. Empty for 7
+/// and for all codes above 10, which are not assigned.
+SEALKIT_API std::string_view crlReasonName(unsigned char reasonCode);
+/// The code of such a name, in any case; nothing for any other text.
+SEALKIT_API std::optional<unsigned char> parseCrlReason(std::string_view name);
+
+/// The text of a reason code in a dump. Code 7 is "remove from crl", which RFC 5280 numbers 8; 8 and all codes
 /// above 10 have an empty text.
 SEALKIT_API char const* getCrlReasonText(unsigned char reasonCode);

@@ -104,12 +104,13 @@ std::string_view trimmed(std::string_view text) {
 
 /// Writes one attribute as a set of its own.
 bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view part) {
-    auto const refuse = [&](char const* label, std::string value) {
-        return reading.refuse(RefusalId::malformedName, asn1::blob(part), {{label, std::move(value)}});
+    auto const refuse = [&](std::string_view attribute, char const* problem) {
+        return reading.refuse(RefusalId::malformedName, asn1::blob(part),
+                              {{"attribute", std::string(attribute)}, {"problem", problem}});
     };
     size_t const equals = part.find('=');
     if (equals == std::string_view::npos)
-        return refuse("not ATTRIBUTE=VALUE", std::string(part));
+        return refuse(part, "no ATTRIBUTE=VALUE");
     std::string const name(trimmed(part.substr(0, equals)));
     std::string const value = withoutBackslashes(trimmed(part.substr(equals + 1)));
     auto const type = std::ranges::find(attributeTypes, lower(name), &AttributeType::name);
@@ -117,16 +118,16 @@ bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view par
     std::vector<unsigned char> const oid = parseOid(isKnown ? type->oid : name);
     unsigned const stringTag = isKnown ? type->stringTag : tag::utf8String;
     if (oid.empty())
-        return refuse("unknown attribute", name);
+        return refuse(name, "unknown");
     if (value.empty())
-        return refuse("attribute without a value", name);
+        return refuse(name, "no value");
     if (!isPlain(value))
-        return refuse("not UTF-8, or with control or invisible characters", name);
+        return refuse(name, "not UTF-8, or with control characters or invisible ones");
     if ((stringTag == tag::printableString && !isPrintableString(value)) ||
         (stringTag == tag::ia5String && !isAscii(value)))
-        return refuse("limited to ASCII letters, digits and a few signs", name);
+        return refuse(name, "only plain ASCII letters, digits and a few signs are allowed");
     if (isKnown && type->name == "c" && value.size() != 2)
-        return refuse("a country (C) has two letters", value);
+        return refuse(name, "a country has two letters");
     to.begin(tag::set).begin(tag::sequence).addOid(oid).add(stringTag, value).end().end();
     return true;
 }

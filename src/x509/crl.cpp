@@ -323,6 +323,33 @@ void X509Crl::dump(std::ostream& out) const {
     out << "  signed with: " << oid2name(signatureAlgorithm.oid) << '\n';
 }
 
+namespace {
+
+/// By code (RFC 5280, section 5.3.1).
+constexpr std::string_view reasonNames[] = {
+    "unspecified",   "keyCompromise",        "caCompromise",    "affiliationChanged",
+    "superseded",    "cessationOfOperation", "certificateHold", "",
+    "removeFromCRL", "privilegeWithdrawn",   "aaCompromise",
+};
+
+bool isSameIgnoringCase(std::string_view a, std::string_view b) {
+    auto const lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
+    return std::ranges::equal(a, b, {}, lower, lower);
+}
+
+} // namespace
+
+std::string_view crlReasonName(unsigned char reasonCode) {
+    return reasonCode < std::size(reasonNames) ? reasonNames[reasonCode] : std::string_view();
+}
+
+std::optional<unsigned char> parseCrlReason(std::string_view name) {
+    for (unsigned char code = 0; code < std::size(reasonNames); code++)
+        if (!name.empty() && isSameIgnoringCase(reasonNames[code], name))
+            return code;
+    return std::nullopt;
+}
+
 char const* getCrlReasonText(unsigned char reasonCode) {
     static constexpr char const* texts[] = {
         "unspecified",         "key compromise",  "ca compromise",

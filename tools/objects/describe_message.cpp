@@ -4,6 +4,7 @@
 #include "io/terminal.h"
 #include "objects/certificates.h"
 
+#include "sealkit/name_text.h"
 #include "sealkit/oid.h"
 
 #include <nlohmann/json.hpp>
@@ -34,7 +35,7 @@ Description describeStamp(TimeStampInfo const& info) {
 
 /// `message` is the one that the signer is of; null for a counter-signature, which brings no certificate.
 Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const* message) {
-    Description result{{"issuer", nameText(signer.issuer)},
+    Description result{{"issuer", terminal::printable(nameText(signer.issuer))},
                        {"serialNumber", shortHexOf(signer.serialNumber)},
                        {"digestAlgorithm", getHashName(signer.digestAlgorithm)}};
     if (message != nullptr) {
@@ -88,7 +89,7 @@ Description describe(PKCS7EnvelopedData const& message) {
     for (PKCS7KeyTransRecipientInfo const& recipient : message.recipientInfos) {
         Description entry;
         if (recipient.version == 0) {
-            entry["issuer"] = nameText(recipient.issuerElement);
+            entry["issuer"] = terminal::printable(nameText(recipient.issuerElement));
             entry["serialNumber"] = shortHexOf(recipient.serialNumber);
         } else {
             entry["subjectKeyIdentifier"] = shortHexOf(recipient.subjectKeyId);

@@ -32,5 +32,3 @@ std::string hexOf(asn1::blob bytes);
 std::string shortHexOf(asn1::blob bytes);
 /// The content octets of an INTEGER as a number: decimal as far as people read it.
 std::string numberText(asn1::blob bytes);
-/// A Name with all its attributes in their own order.
-std::string nameText(asn1::blob name);

@@ -8,6 +8,8 @@
 #include "objects/description.h"
 #include "objects/trust.h"
 
+#include "sealkit/name_text.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -76,8 +78,8 @@ std::string signerLine(size_t number, SignerVerdict const& signer) {
         line += "<" + nameFor(*signer.certificate) + ">, issued by <" +
                 printable(signer.certificate->issuer.str()) + ">";
     else
-        line += "serial number " + shortHexOf(info.serialNumber) + " of <" + nameText(info.issuer) +
-                ">, its certificate is not available";
+        line += "serial number " + shortHexOf(info.serialNumber) + " of <" +
+                terminal::printable(nameText(info.issuer)) + ">, its certificate is not available";
     line += ", " + getHashName(info.digestAlgorithm);
     if (info.hasSigningTime != 0)
         line += ", signed at " + formatTime(info.signingTime) + " by its own account";
@@ -151,7 +153,7 @@ void addReport(MessageReport const& report, nlohmann::ordered_json& to) {
     to["signers"] = nlohmann::json::array();
     for (SignerVerdict const& signer : report.verdict.signers) {
         PKCS7SignerInfo const& info = *signer.info;
-        nlohmann::ordered_json entry{{"issuer", nameText(info.issuer)},
+        nlohmann::ordered_json entry{{"issuer", terminal::printable(nameText(info.issuer))},
                                      {"serialNumber", shortHexOf(info.serialNumber)},
                                      {"digestAlgorithm", getHashName(info.digestAlgorithm)}};
         if (signer.certificate)

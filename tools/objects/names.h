@@ -1,28 +1,14 @@
-/// Names as people write them, for what the program makes.
+/// Names in the options of the program. Both functions complain and return nothing where the library rejects the text.
 #pragma once
 
 #include "sealkit/name.h"
 
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-/// Reads a subject, "/C=UY/O=Acme/CN=ca" or "C=UY, O=Acme, CN=ca", into the whole encoding of a Name with the
-/// attributes in the order written. A backslash takes the next character as it is. Attributes are known by
-/// their usual short names in any case, or by their dotted object identifier. `*problem` says what is
-/// wrong.
-std::optional<std::vector<unsigned char>> parseSubject(std::string_view text, std::string* problem);
+/// The whole encoding of a Name in the form of `parseNameText` (name_text.h).
+std::optional<std::vector<unsigned char>> readSubject(std::string const& text);
 
-/// Reads an alternative name: "DNS:host", "IP:address", "email:mailbox", "URI:address".
-std::optional<GeneralName> parseAlternativeName(std::string_view text, std::string* problem);
-
-/// Whether all that a Name says, in its whole encoding, is text that shows itself as it is: in UTF-8, without control
-/// characters and what else deceives a reader.
-bool isPlainName(asn1::blob name);
-
-/// Whether it is one that `parseAlternativeName` could have made.
-bool isPlainName(GeneralName const& name);
-
-/// The content octets of an object identifier in dotted form; empty when it is none.
-std::vector<unsigned char> encodeOid(std::string_view dotted);
+/// An alternative name in the form of `parseGeneralNameText` (name_text.h).
+std::optional<GeneralName> readAlternativeName(std::string const& text);

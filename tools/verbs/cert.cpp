@@ -5,6 +5,8 @@
 #include "verbs/verb.h"
 
 #include "sealkit/asn1.h"
+#include "sealkit/name_text.h"
+#include "sealkit/pkcs8.h"
 #include "sealkit/signature.h"
 
 #include <kp/text.h>
@@ -81,23 +83,17 @@ bool setUsages(X509Certificate& certificate, Profile const& profile) {
 }
 
 bool addNames(X509Certificate& certificate, Options const& options, bool isAuthority) {
-    std::string problem;
     for (std::string const& text : options.alternativeNames) {
-        auto const name = parseAlternativeName(text, &problem);
-        if (!name) {
-            wrongUsage(problem);
+        auto const name = readAlternativeName(text);
+        if (!name)
             return false;
-        }
         certificate.subjectAltNames.push_back(*name);
     }
-    for (std::string const& address : options.crlAddresses) {
-        auto const name = parseAlternativeName("URI:" + address, &problem);
-        if (!name) {
+    for (std::string const& address : options.crlAddresses)
+        if (!parseGeneralNameText("URI:" + address, &certificate.crlDistributionPoints.emplace_back())) {
             wrongUsage("\"" + address + "\" is no address of a revocation list");
             return false;
         }
-        certificate.crlDistributionPoints.push_back(*name);
-    }
     bool const isConstrained = !options.permittedDomain.empty() || !options.excludedDomain.empty();
     if (isConstrained && !isAuthority) {
         wrongUsage("--permit-dns and --exclude-dns are for authorities");
@@ -109,13 +105,10 @@ bool addNames(X509Certificate& certificate, Options const& options, bool isAutho
         // A leading dot is how some write it; the form of RFC 5280, section 4.2.1.10, has none.
         if (domain.starts_with('.'))
             domain.erase(0, 1);
-        auto const name = parseAlternativeName("DNS:" + domain, &problem);
-        if (!name) {
-            wrongUsage("\"" + domain + "\" is no domain");
-            return false;
-        }
-        *constraint = *name;
-        return true;
+        if (parseGeneralNameText("DNS:" + domain, constraint))
+            return true;
+        wrongUsage("\"" + domain + "\" is no domain");
+        return false;
     };
     return constrain(options.permittedDomain, &certificate.nameConstraintPermitted) &&
            constrain(options.excludedDomain, &certificate.nameConstraintExcluded);
@@ -125,12 +118,9 @@ bool addNames(X509Certificate& certificate, Options const& options, bool isAutho
 bool setFields(X509Certificate& certificate, Options const& options, Profile const& profile, int* status) {
     *status = exitWrongUsage;
     if (!options.subject.empty()) {
-        std::string problem;
-        auto const name = parseSubject(options.subject, &problem);
-        if (!name) {
-            wrongUsage(problem);
+        auto const name = readSubject(options.subject);
+        if (!name)
             return false;
-        }
         certificate.setSubject(*name);
     }
     certificate.serialNumber = makeSerialNumber();
@@ -204,8 +194,7 @@ int selfSign(Options const& options) {
         return status;
     if (certificate.subject.empty() && certificate.subject.other.empty())
         return wrongUsage("an issuer has a name: give --subject");
-    std::string problem;
-    certificate.setIssuer(*parseSubject(options.subject, &problem));
+    certificate.setIssuer(parseNameText(options.subject));
     OutputFile output;
     if (status = options.output.open(output); status != exitDone)
         return status;
@@ -266,36 +255,18 @@ bool takeRequest(X509Certificate& certificate, IssueOptions const& options, int*
     auto const request = readRequest(options.request);
     if (!request)
         return false;
-    KeyType type;
-    HashID hash;
-    auto const key = request->parsePublicKey();
-    if (!key) {
-        badInput(options.request + ": the public key is of no kind that is known");
+    Refusal refusal;
+    if (!parsePkcs8PublicKey(request->subjectPublicKeyInfo, &refusal)) {
+        badInput(options.request + ": the public key cannot be read: " + refusal.str());
         return false;
     }
-    if (!parseAlgosFromKeyInfo(encode(request->signatureAlgorithm), &type, &hash) || type != key->keyType() ||
-        !verifyMessage(*key, hash, request->tbs, request->signature)) {
+    if (!request->verifyOwnSignature()) {
         *status = answerNo(options.request +
                            ": its own signature does not verify: whoever made it does not hold the key");
         return false;
     }
     certificate.subjectPublicKeyInfo = request->subjectPublicKeyInfo;
     return takeNames(certificate, *request, options);
-}
-
-/// Whether a path length of 0 lets the authority have none below it (RFC 5280, section 4.2.1.9).
-bool isLastAuthority(X509Certificate const& authority) {
-    constexpr unsigned char basicConstraintsOid[] = {0x55, 0x1D, 0x13};
-    constexpr unsigned booleanTag = 0x01, integerTag = 0x02, sequenceTag = 0x30;
-    for (X509Extension const& extension : authority.extensions()) {
-        asn1::parser fields(extension.value);
-        if (extension.oid != asn1::blob(basicConstraintsOid) || !fields.enter(sequenceTag))
-            continue;
-        if (fields.tag == booleanTag)
-            fields.take();
-        return fields.tag == integerTag && fields.readUInt() == 0;
-    }
-    return false;
 }
 
 int issue(IssueOptions const& options) {
@@ -314,7 +285,7 @@ int issue(IssueOptions const& options) {
     auto const authority = readAuthority(options.authority, *signer, KeyUsage::keyCertSign);
     if (!authority)
         return exitBadInput;
-    if (isAuthority(*profile) && isLastAuthority(*authority))
+    if (isAuthority(*profile) && authority->pathLength() == 0)
         return badInput(options.authority + ": its path length allows no authority below it");
 
     X509Certificate certificate;

@@ -7,9 +7,6 @@
 #include "sealkit/bignum.h"
 #include "sealkit/crl.h"
 #include "sealkit/pem.h"
-#include "sealkit/signature.h"
-
-#include <kp/text.h>
 
 #include <algorithm>
 #include <unistd.h>
@@ -31,16 +28,8 @@ struct Options {
     std::optional<std::uint32_t> days;
 };
 
-/// RFC 5280, section 5.3.1. removeFromCRL is for delta lists, which are not made here.
-constexpr struct Reason {
-    std::string_view name; ///< In lowercase.
-    unsigned char code;
-} reasons[] = {
-    {"unspecified", 0},        {"keycompromise", 1},      {"cacompromise", 2},
-    {"affiliationchanged", 3}, {"superseded", 4},         {"cessationofoperation", 5},
-    {"certificatehold", 6},    {"privilegewithdrawn", 9}, {"aacompromise", 10},
-};
 constexpr unsigned char certificateHold = 6;
+constexpr unsigned char removeFromCrl = 8; ///< For delta CRLs, which are not made here.
 constexpr unsigned char noReason = 255;
 
 /// Takes what stands before the first comma.
@@ -94,13 +83,13 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
         return status;
     RevokedCertificate entry{*serialNumber, crl.thisUpdate, noReason};
     if (!reason.empty()) {
-        auto const row = std::ranges::find(reasons, str2lower(reason), &Reason::name);
-        if (row == std::end(reasons))
+        auto const code = parseCrlReason(reason);
+        if (!code || code == removeFromCrl)
             return wrongUsage("\"" + reason +
                               "\" is no reason; there are keyCompromise, caCompromise, affiliationChanged, "
                               "superseded, cessationOfOperation, certificateHold, privilegeWithdrawn, "
                               "aaCompromise, unspecified");
-        entry.reasonCode = row->code;
+        entry.reasonCode = *code;
     }
     if (!time.empty()) {
         auto const date = parseTime(time);
@@ -143,11 +132,7 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
     auto const previous = readCrl(*text);
     if (!previous)
         return badInput(path + ": no revocation list");
-    KeyType type;
-    HashID hash;
-    if (previous->issuerBytes() != authority.subjectBytes() ||
-        !parseAlgosFromKeyInfo(encode(previous->signatureAlgorithm), &type, &hash) || type != key.keyType() ||
-        !verifyMessage(key, hash, previous->tbs, previous->signature))
+    if (previous->issuerBytes() != authority.subjectBytes() || !previous->verify(key))
         return answerNo(path + ": is not signed by this authority");
     crl = std::move(*previous);
     return exitDone;

@@ -14,17 +14,16 @@ struct Options {
 
 int makeRequest(Options const& options) {
     X509Req request;
-    std::string problem;
     if (!options.subject.empty()) {
-        auto const name = parseSubject(options.subject, &problem);
+        auto const name = readSubject(options.subject);
         if (!name)
-            return wrongUsage(problem);
+            return exitWrongUsage;
         request.setSubject(*name);
     }
     for (std::string const& text : options.alternativeNames) {
-        auto const name = parseAlternativeName(text, &problem);
+        auto const name = readAlternativeName(text);
         if (!name)
-            return wrongUsage(problem);
+            return exitWrongUsage;
         request.subjectAltNames.push_back(*name);
     }
     if (request.subject.empty() && request.subject.other.empty() && request.subjectAltNames.empty())

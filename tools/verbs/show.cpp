@@ -60,13 +60,21 @@ struct Found {
     explicit operator bool() const { return object.index() != 0; }
 };
 
+/// A certificate, CRL or request, or which field or extension the library refuses, and why.
 template <typename T>
-Object parseAs(asn1::blob der) {
+Found parseAs(asn1::blob der, char const* kind) {
     T object;
-    if (object.parse(der.data(), static_cast<unsigned>(der.size())))
-        return object;
-    return {};
+    Refusal refusal;
+    if (object.parse(der, &refusal))
+        return Object(std::move(object));
+    Found nothing;
+    nothing.complaint = std::string("a ") + kind + " that is refused: " + refusal.str();
+    return nothing;
 }
+
+Found readCertificateAs(asn1::blob der) { return parseAs<X509Certificate>(der, "certificate"); }
+Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, "CRL"); }
+Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, "certificate request"); }
 
 Found readPublicKeyAs(std::string_view text) {
     OpenedPublicKey opened = openPublicKey(text);
@@ -179,12 +187,12 @@ Found readBlock(PemBlock const& block, Password const* password) {
     if (block.label == "EC PARAMETERS")
         return readEcParameters(der);
     if (block.label == "CERTIFICATE")
-        return parseAs<X509Certificate>(der);
+        return readCertificateAs(der);
     if (block.label == "X509 CRL")
-        return parseAs<X509Crl>(der);
+        return readCrlAs(der);
     if (block.label == "CERTIFICATE REQUEST" ||
         block.label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
-        return parseAs<X509Req>(der);
+        return readRequestAs(der);
     if (block.label == pkcs12Label)
         return readPkcs12As(der, password);
     MessageKind const kind = getMessageKind(der); // Of time-stamps there is no usual label.
@@ -196,7 +204,7 @@ std::string whyNothing(InputKind kind, std::string_view text) {
     Refusal refusal;
     switch (kind) {
     case InputKind::empty:
-        return "the file is empty";
+        return getReasonText(RefusalId::emptyInput).sentence;
     case InputKind::utf16:
         return "text in UTF-16, as some editors write it: save it as UTF-8 or ASCII";
     case InputKind::pem:
@@ -214,9 +222,16 @@ Found readDer(std::string_view der, Password const* password) {
         return readPkcs12As(der, password);
     if (MessageKind const kind = getMessageKind(der); kind != MessageKind::none)
         return readMessage(kind, der);
-    for (auto read : {parseAs<X509Certificate>, parseAs<X509Crl>, parseAs<X509Req>})
-        if (Object object = read(der); object.index() != 0)
-            return Found(std::move(object));
+    switch (getX509Kind(der)) {
+    case X509Kind::certificate:
+        return readCertificateAs(der);
+    case X509Kind::crl:
+        return readCrlAs(der);
+    case X509Kind::request:
+        return readRequestAs(der);
+    case X509Kind::none:
+        break;
+    }
     InputKind const kind = findInputKind(der);
     switch (kind) {
     case InputKind::publicKey:
@@ -380,6 +395,14 @@ std::string scalarText(Description const& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
+/// An entry of a CRL on a line of its own: there may be hundreds of thousands.
+std::string revocationText(Description const& entry) {
+    std::string line = scalarText(entry["serialNumber"]) + " since " + scalarText(entry["revocationDate"]);
+    if (entry.contains("reason"))
+        line += ", reason " + scalarText(entry["reasonCode"]) + " " + inWords(scalarText(entry["reason"]));
+    return line;
+}
+
 /// In characters: what is longer goes on lines of its own.
 constexpr size_t longestList = 100;
 
@@ -392,6 +415,10 @@ void printValue(Description const& value, std::string const& indent) {
         printMembers(value, indent + "  ");
     } else if (value.is_array() && value.empty()) {
         out << " (none)\n";
+    } else if (value.is_array() && value.front().contains("revocationDate")) {
+        out << '\n';
+        for (Description const& entry : value)
+            out << indent << "  " << revocationText(entry) << '\n';
     } else if (value.is_array() && value.front().is_object()) {
         out << '\n';
         for (size_t i = 0; i < value.size(); ++i) {

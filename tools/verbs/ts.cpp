@@ -6,10 +6,11 @@
 #include "objects/description.h"
 #include "objects/hash_names.h"
 #include "objects/message_check.h"
-#include "objects/names.h"
 #include "objects/trust.h"
 #include "verbs/verb.h"
 
+#include "sealkit/name_text.h"
+#include "sealkit/oid_names.h"
 #include "sealkit/rng.h"
 
 #include <kp/text.h>
@@ -77,7 +78,7 @@ int request(RequestOptions const& options) {
     if (!nonce)
         return wrongUsage("a nonce is hexadecimal, above 0, of 20 octets at most");
     made.nonce = std::move(*nonce);
-    if (!options.policy.empty() && (made.policy = encodeOid(options.policy)).empty())
+    if (!options.policy.empty() && (made.policy = parseOid(options.policy)).empty())
         return wrongUsage("\"" + options.policy + "\" is no object identifier; write 1.2.3.4");
     made.certReq = options.certificateWanted;
     if (wouldFloodTerminal(options.output))
@@ -200,7 +201,7 @@ int check(CheckOptions const& options) {
     auto expected = options.request.empty() ? std::optional(TimeStampExpectation()) : readRequest(options);
     if (!expected)
         return exitBadInput;
-    if (!options.policy.empty() && (expected->policy = encodeOid(options.policy)).empty())
+    if (!options.policy.empty() && (expected->policy = parseOid(options.policy)).empty())
         return wrongUsage("\"" + options.policy + "\" is no object identifier; write 1.2.3.4");
 
     auto reply = readReply(options.reply);

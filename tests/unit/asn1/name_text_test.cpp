@@ -32,23 +32,23 @@ TEST(NameText, TellsWhatIsMalformedAndWhere) {
     struct {
         char const* text;
         size_t offset;
-        char const* label;
+        char const* problem;
     } const rows[] = {
-        {"/C=UY/Acme", 6, "not ATTRIBUTE=VALUE"},
-        {"C=UY, XYZ=1", 6, "unknown attribute"},
-        {"CN=", 0, "attribute without a value"},
-        {"CN=a\tb", 0, "not UTF-8, or with control or invisible characters"},
-        {"CN=\xFF", 0, "not UTF-8, or with control or invisible characters"},
-        {"serialNumber=\xC3\xA9", 0, "limited to ASCII letters, digits and a few signs"},
-        {"C=URY", 0, "a country (C) has two letters"},
+        {"/C=UY/Acme", 6, "no ATTRIBUTE=VALUE"},
+        {"C=UY, XYZ=1", 6, "unknown"},
+        {"CN=", 0, "no value"},
+        {"CN=a\tb", 0, "not UTF-8, or with control characters or invisible ones"},
+        {"CN=\xFF", 0, "not UTF-8, or with control characters or invisible ones"},
+        {"serialNumber=\xC3\xA9", 0, "only plain ASCII letters, digits and a few signs are allowed"},
+        {"C=URY", 0, "a country has two letters"},
     };
     for (auto const& row : rows) {
         Refusal refusal;
         EXPECT_TRUE(parseNameText(row.text, &refusal).empty()) << row.text;
         EXPECT_EQ(refusal.id, RefusalId::malformedName);
         EXPECT_EQ(refusal.offset, row.offset) << row.text;
-        ASSERT_EQ(refusal.facts.size(), 1u);
-        EXPECT_EQ(refusal.facts[0].label, row.label);
+        ASSERT_EQ(refusal.facts.size(), 2u);
+        EXPECT_EQ(refusal.facts[1].value, row.problem);
         EXPECT_TRUE(parseNameText(row.text).empty());
     }
 }

@@ -249,6 +249,33 @@ TEST(PathLength, IsReadAndWritten) {
     EXPECT_EQ(Parsed<X509Certificate>(CertificateParts()).object.pathLength(), std::nullopt);
 }
 
+TEST(X509Kind, IsThatOfTheFirstFields) {
+    CertificateParts certificate;
+    EXPECT_EQ(getX509Kind(certificate.der()), X509Kind::certificate);
+    certificate.version.clear();
+    EXPECT_EQ(getX509Kind(certificate.der()), X509Kind::certificate);
+    CrlParts crl;
+    EXPECT_EQ(getX509Kind(crl.der()), X509Kind::crl);
+    crl.version.clear();
+    EXPECT_EQ(getX509Kind(crl.der()), X509Kind::crl);
+    EXPECT_EQ(getX509Kind(ReqParts().der()), X509Kind::request);
+    EXPECT_EQ(getX509Kind(sequence(sequence(integer(1)))), X509Kind::none);
+    EXPECT_EQ(getX509Kind({}), X509Kind::none);
+}
+
+TEST(CrlReason, HasTheNumberingOfTheStandard) {
+    EXPECT_EQ(crlReasonName(0), "unspecified");
+    EXPECT_EQ(crlReasonName(7), "");
+    EXPECT_EQ(crlReasonName(8), "removeFromCRL");
+    EXPECT_EQ(crlReasonName(10), "aaCompromise");
+    EXPECT_EQ(crlReasonName(11), "");
+    for (unsigned char code : {0, 1, 2, 3, 4, 5, 6, 8, 9, 10})
+        EXPECT_EQ(parseCrlReason(crlReasonName(code)), code);
+    EXPECT_EQ(parseCrlReason("KEYCOMPROMISE"), 1);
+    EXPECT_EQ(parseCrlReason(""), std::nullopt);
+    EXPECT_EQ(parseCrlReason("lost"), std::nullopt);
+}
+
 TEST(KeyAlgorithm, IsToldOfKeysThatAreUnknown) {
     EXPECT_EQ(oidStr(getKeyAlgorithm(sequence(algorithm("1.2.3.4"), bitString({0})))), "1.2.3.4");
     EXPECT_TRUE(getKeyAlgorithm(sequence(sequence(integer(1)))).empty());
