@@ -1,3 +1,4 @@
+import base64
 import json
 import unittest
 
@@ -13,16 +14,16 @@ CN=inside
 """
 
 
-def extension(dotted, value=b"\x05\x00"):
-    return element(0x30, identifier(dotted), element(0x04, value))
+def extension(dotted, value=b"\x05\x00", critical=False):
+    return element(0x30, identifier(dotted), element(0x01, b"\xff") if critical else b"", element(0x04, value))
 
 
-def certificate(extensions):
+def certificate(extensions, version=element(0xA0, element(0x02, b"\2")), not_after=element(0x17, b"400101000000Z"), key="1.3.101.112"):
     algorithm = element(0x30, identifier("1.3.101.112"))
     name = element(0x30, element(0x31, element(0x30, identifier("2.5.4.3"), element(0x0C, b"x"))))
-    validity = element(0x30, element(0x17, b"200101000000Z"), element(0x17, b"400101000000Z"))
-    key = element(0x30, algorithm, element(0x03, b"\0" + bytes(32)))
-    version, serial = element(0xA0, element(0x02, b"\2")), element(0x02, b"\1")
+    validity = element(0x30, element(0x17, b"200101000000Z"), not_after)
+    key = element(0x30, element(0x30, identifier(key)), element(0x03, b"\0" + bytes(32)))
+    serial = element(0x02, b"\1")
     tbs = element(0x30, version, serial, algorithm, name, validity, name, key, element(0xA3, element(0x30, extensions)))
     return element(0x30, tbs, algorithm, element(0x03, bytes(65)))
 
@@ -132,10 +133,10 @@ class ShowTest(ProgramTest):
         self.make_crl("dumped", "root")
         self.assertIn("  revoked certs: (empty)\n", self.expect(0, "show", "--dump", "dumped.crl").out)
 
-    def test_diagnostics_stay_off_standard_output(self):
+    def test_unknown_extensions_are_results_and_not_diagnostics(self):
         result = self.expect(0, "show", "leaf.pem")
-        self.assertIn("unknown ext id=1.2.3.4.5", result.err)
-        self.assertNotIn("unknown ext", result.out)
+        self.assertEqual(result.err, "")
+        self.assertIn("1.2.3.4.5: ", result.out)
 
     def test_json(self):
         self.concatenate("chain.pem", "leaf", "root")
@@ -177,6 +178,63 @@ class ShowTest(ProgramTest):
             self.assertIn("sealkit: ", result.err)
         self.expect(2, "show", "missing")
         self.expect(3, "show")
+
+    def test_why_a_certificate_is_refused(self):
+        dns, mail = (element(0x30, element(0x80 | kind, b"a.test")) for kind in (2, 1))
+        constraints = lambda *subtrees: extension("2.5.29.30", element(0x30, element(0xA0, *subtrees)), critical=True)
+        usage = extension("2.5.29.15", element(0x03, b"\7\x80"))
+        good = certificate(usage)
+        self.expect(0, "show", "-", stdin=good)
+        for der, parts in ((b"", ["The input is empty."]),
+                           (certificate(usage, version=b""), ["not of version 3", "expected: 3; found: 1"]),
+                           (good + b"\n\n", ["Bytes follow the end", f"byte {len(good)}"]),
+                           (good[:-3], ["longer than the bytes that are left"]),
+                           (certificate(usage + usage), ["extension 2 (keyUsage)", "occurs more than once"]),
+                           (certificate(usage + extension("1.2.3", b"", critical=True)), ["extension 2 (1.2.3)", "critical and not supported"]),
+                           (certificate(constraints(dns, dns)), ["extension 1 (nameConstraints), permitted subtree 2", "several subtrees"]),
+                           (certificate(constraints(mail)), ["extension 1 (nameConstraints), permitted subtree 1", "supported: DNS; found: rfc822"]),
+                           (certificate(extension("2.5.29.36", element(0x30), critical=True)), ["extension 1 (policyConstraints)", "not supported"]),
+                           (certificate(usage, not_after=element(0x17, b"4x0101000000Z")), ["notAfter", "found: 4x0101000000Z"]),
+                           (certificate(extension("2.5.29.15", element(0x04, b"\x80"))), ["extension 1 (keyUsage)", "expected: BIT STRING"])):
+            armoured = b"-----BEGIN CERTIFICATE-----\n" + base64.encodebytes(der) + b"-----END CERTIFICATE-----\n"
+            for data in (der, armoured) if der else (der,):
+                result = self.expect(2, "show", "-", stdin=data)
+                self.assertEqual(result.out, "")
+                for part in parts:
+                    self.assertIn(part, result.err)
+
+    def test_a_key_of_an_unknown_algorithm_is_named(self):
+        text = self.expect(0, "show", "-", stdin=certificate(b"", key="2.16.840.1.101.3.4.3.17")).out
+        self.assertIn("algorithm: ML-DSA-44\n", text)
+        self.assertIn("problem: ", text)
+
+    def test_every_name_constraint(self):
+        bases = element(0x82, b"a.test"), element(0x87, b"\x0a\0\0\0\xff\0\0\0"), element(0x87, bytes(range(16)) + b"\xff" * 16)
+        value = element(0x30, element(0xA0, *(element(0x30, base) for base in bases)), element(0xA1, element(0x30, element(0x81, b"x@b.test"))))
+        der = certificate(extension("2.5.29.30", value))
+        constraints = json.loads(self.expect(0, "show", "--json", "-", stdin=der).out)[0]["extensions"]["nameConstraints"]["value"]
+        self.assertEqual(constraints, {"permitted": ["DNS: a.test", "IP: 10.0.0.0/8", "IP: 1:203:405:607:809:a0b:c0d:e0f/128"],
+                                       "excluded": ["rfc822: x@b.test"]})
+        self.assertIn("permitted: DNS: a.test, IP: 10.0.0.0/8, ", self.expect(0, "show", "-", stdin=der).out)
+
+    def test_entries_of_a_crl_have_the_reasons_of_the_standard(self):
+        algorithm = element(0x30, identifier("1.3.101.112"))
+        name = element(0x30, element(0x31, element(0x30, identifier("2.5.4.3"), element(0x0C, b"x"))))
+        time = element(0x17, b"200101000000Z")
+        entries = [element(0x30, element(0x02, bytes([serial])), time, element(0x30, extension("2.5.29.21", element(0x0A, bytes([reason])))))
+                   for serial, reason in ((1, 1), (2, 7), (3, 8))] + [element(0x30, element(0x02, b"\4"), time)]
+        tbs = element(0x30, element(0x02, b"\1"), algorithm, name, time, time, element(0x30, *entries))
+        der = element(0x30, tbs, algorithm, element(0x03, bytes(65)))
+        date = "2020-01-01 00:00:00 UTC"
+        self.assertEqual(json.loads(self.expect(0, "show", "--json", "-", stdin=der).out)[0]["revoked"], [
+            {"serialNumber": "01", "revocationDate": date, "reasonCode": 1, "reason": "keyCompromise"},
+            {"serialNumber": "02", "revocationDate": date, "reasonCode": 7, "reason": "unassigned"},
+            {"serialNumber": "03", "revocationDate": date, "reasonCode": 8, "reason": "removeFromCRL"},
+            {"serialNumber": "04", "revocationDate": date}])
+        text = self.expect(0, "show", "-", stdin=der).out
+        self.assertIn(f"  03 since {date}, reason 8 remove from crl\n", text)
+        self.assertIn(f"  01 since {date}, reason 1 key compromise\n", text)
+        self.assertIn(f"  02 since {date}, reason 7 unassigned\n", text)
 
     def test_one_bad_block_does_not_hide_the_rest(self):
         bad = b"-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n"

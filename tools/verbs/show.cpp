@@ -376,15 +376,18 @@ Description describeObject(Object const& object, bool withSecrets) {
         object);
 }
 
-/// "notBefore" as "not before".
+/// "notBefore" as "not before", "removeFromCRL" as "remove from crl".
 std::string inWords(std::string const& key) {
     if (key.find('.') != std::string::npos)
         return key;
     std::string words;
+    bool wasUpper = false;
     for (char c : key) {
-        if (std::isupper(static_cast<unsigned char>(c)))
+        bool const isUpper = std::isupper(static_cast<unsigned char>(c)) != 0;
+        if (isUpper && !wasUpper)
             words += ' ';
         words += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        wasUpper = isUpper;
     }
     return words;
 }
