@@ -27,22 +27,6 @@ std::optional<X509Extension> findExtension(Object const& object, asn1::blob id) 
     return std::nullopt;
 }
 
-/// The pathLenConstraint of BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE,
-/// pathLenConstraint INTEGER (0..MAX) OPTIONAL } (RFC 5280, section 4.2.1.9); nothing when there is
-/// none, or one that no chain reaches.
-std::optional<unsigned> getPathLength(X509Certificate const& certificate) {
-    auto const extension = findExtension(certificate, oid::basicConstraints);
-    if (!extension)
-        return std::nullopt;
-    asn1::parser in(extension->value);
-    in.enter(0x30);
-    if (in.tag == 0x01)
-        in.take();
-    if (in.tag != 0x02 || in.valueEnd - in.valueStart > 4)
-        return std::nullopt;
-    return in.readUInt();
-}
-
 /// A purpose by its identifier and the name of its bit in a dump.
 struct Purpose {
     PathPurpose id;
@@ -214,7 +198,7 @@ std::vector<PathWarning> detail::findWarnings(CertificateChain const& chain, Cer
             checkPurpose(report, certificate, options);
         } else {
             // RFC 5280, section 6.1.4, items (l) to (n).
-            if (auto const limit = getPathLength(certificate); limit && intermediates > *limit)
+            if (auto const limit = certificate.pathLength(); limit && intermediates > *limit)
                 report(PathWarningId::pathLength, {{"path length allowed", std::to_string(*limit)},
                                                    {"CA certificates below", std::to_string(intermediates)}});
             if (forbids(certificate, KeyUsage::keyCertSign))

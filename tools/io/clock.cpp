@@ -1,5 +1,7 @@
 #include "io/clock.h"
 
+#include "io/exit_status.h"
+
 #include <charconv>
 #include <chrono>
 #include <cstdint>
@@ -84,4 +86,13 @@ std::string formatTime(TimePoint time) {
                   static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), second / 3600,
                   second / 60 % 60, second % 60);
     return text;
+}
+
+bool isWritableTime(TimePoint time) {
+    constexpr TimePoint first = TimePoint::fromSeconds(-631152000); // 1950-01-01
+    constexpr TimePoint end = TimePoint::fromSeconds(2524608000);   // 2050-01-01
+    if (time >= first && time < end)
+        return true;
+    wrongUsage("dates must lie in the years 1950 to 2049");
+    return false;
 }

@@ -15,3 +15,6 @@ std::optional<TimePoint> parseTime(std::string const& text);
 
 /// "2026-11-21 08:30:00 UTC".
 std::string formatTime(TimePoint time);
+
+/// Whether a UTCTime can express it: the library writes no others. Complains.
+bool isWritableTime(TimePoint time);

@@ -14,3 +14,5 @@ ExitStatus complain(std::string const& complaint, ExitStatus status) {
 int badInput(std::string const& complaint) { return complain(complaint, exitBadInput); }
 int wrongUsage(std::string const& complaint) { return complain(complaint, exitWrongUsage); }
 int answerNo(std::string const& complaint) { return complain(complaint, exitNo); }
+
+void note(std::string const& text) { terminal::err() << "note: " << printableLine(text) << std::endl; }

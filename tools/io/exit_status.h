@@ -15,3 +15,6 @@ enum ExitStatus : int {
 int badInput(std::string const& complaint);
 int wrongUsage(std::string const& complaint);
 int answerNo(std::string const& complaint);
+
+/// Writes a note: what is worth a look and done all the same.
+void note(std::string const& text);

@@ -1,7 +1,12 @@
 #include "io/clock.h"
+#include "io/exit_status.h"
 #include "io/input.h"
 #include "io/terminal.h"
-#include "objects/authority.h"
+#include "objects/ca_certificate.h"
+#include "objects/input_objects.h"
+#include "objects/object_output.h"
+#include "objects/serial_number.h"
+#include "objects/signer.h"
 #include "verbs/verb.h"
 
 #include "sealkit/bignum.h"

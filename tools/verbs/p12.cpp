@@ -1,11 +1,12 @@
 #include "io/clock.h"
+#include "io/exit_status.h"
 #include "io/input.h"
 #include "io/output_file.h"
 #include "io/terminal.h"
-#include "objects/authority.h"
 #include "objects/certificates.h"
 #include "objects/cipher_names.h"
 #include "objects/hash_names.h"
+#include "objects/input_objects.h"
 #include "objects/pkcs12_file.h"
 #include "verbs/verb.h"
 

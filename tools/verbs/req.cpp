@@ -1,6 +1,10 @@
-#include "objects/authority.h"
+#include "io/exit_status.h"
 #include "objects/names.h"
+#include "objects/object_output.h"
+#include "objects/signer.h"
 #include "verbs/verb.h"
+
+#include "sealkit/req.h"
 
 namespace {
 

@@ -1,9 +1,10 @@
 #include "io/clock.h"
+#include "io/exit_status.h"
 #include "io/input.h"
 #include "io/number.h"
 #include "io/terminal.h"
-#include "objects/authority.h"
 #include "objects/certificates.h"
+#include "objects/input_objects.h"
 #include "verbs/verb.h"
 
 #include "sealkit/cerm.h"

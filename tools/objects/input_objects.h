@@ -1,0 +1,19 @@
+/// The certificates, requests and public keys that options and operands name.
+#pragma once
+
+#include "sealkit/keys.h"
+#include "sealkit/req.h"
+#include "sealkit/x509.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+/// The first certificate of a file. Complains.
+std::optional<X509Certificate> readCertificate(std::string const& path);
+
+/// The request of a file, under either label that is in use for it. Complains.
+std::optional<X509Req> readRequest(std::string const& path);
+
+/// The public key of a file or of the certificate in it. Not that of a request, which says more. Complains.
+std::unique_ptr<PublicKey> readSubjectKey(std::string const& path, int* status);

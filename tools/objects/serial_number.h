@@ -1,0 +1,13 @@
+/// Serial numbers of certificates and CRLs.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A new serial number of 128 random bits (RFC 5280, section 4.1.2.2).
+std::vector<unsigned char> makeSerialNumber();
+
+/// Reads a serial number in hexadecimal, with or without colons. Nothing if it is malformed, 0, or longer than the 20
+/// octets of RFC 5280.
+std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& text);
