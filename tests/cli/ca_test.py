@@ -349,7 +349,7 @@ class IssueTest(AuthorityTest):
             public = openssl("pkey", "-in", self.dir / f"{key}.key", "-pubout", "-outform", "DER")
             self.refused(1, message, *make, self.request(common_name("a"), key_info=public))
         unknown = der(0x30, der(0x30, oid("1.3.101.113")), der(0x03, b"\0", b"\1" * 57))
-        self.refused(2, "of no kind that is known", *make, self.request(common_name("a"), key_info=unknown))
+        self.refused(2, "The algorithm of the key is not supported", *make, self.request(common_name("a"), key_info=unknown))
         existing = self.write("existing.pem", "mine")
         self.expect(1, *make, "--force", "-o", existing, self.request(common_name("a"), spoil=True))
         self.assertEqual(existing.read_text(), "mine")

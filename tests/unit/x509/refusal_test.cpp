@@ -252,6 +252,9 @@ TEST(PathLength, IsReadAndWritten) {
 TEST(X509Kind, IsThatOfTheFirstFields) {
     CertificateParts certificate;
     EXPECT_EQ(getX509Kind(certificate.der()), X509Kind::certificate);
+    Bytes truncated = certificate.der();
+    truncated.pop_back();
+    EXPECT_EQ(getX509Kind(truncated), X509Kind::certificate);
     certificate.version.clear();
     EXPECT_EQ(getX509Kind(certificate.der()), X509Kind::certificate);
     CrlParts crl;
