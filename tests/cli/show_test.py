@@ -185,7 +185,7 @@ class ShowTest(ProgramTest):
         usage = extension("2.5.29.15", element(0x03, b"\7\x80"))
         good = certificate(usage)
         self.expect(0, "show", "-", stdin=good)
-        for der, parts in ((b"", ["The input is empty."]),
+        for der, parts in ((b"", ["the file is empty"]),
                            (certificate(usage, version=b""), ["not of version 3", "expected: 3; found: 1"]),
                            (good + b"\n\n", ["Bytes follow the end", f"byte {len(good)}"]),
                            (good[:-3], ["longer than the bytes that are left"]),

@@ -204,7 +204,7 @@ std::string whyNothing(InputKind kind, std::string_view text) {
     Refusal refusal;
     switch (kind) {
     case InputKind::empty:
-        return getReasonText(RefusalId::emptyInput).sentence;
+        return "the file is empty";
     case InputKind::utf16:
         return "text in UTF-16, as some editors write it: save it as UTF-8 or ASCII";
     case InputKind::pem:
