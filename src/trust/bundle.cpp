@@ -33,20 +33,10 @@ Refusal refusalOf(RefusalId id, std::vector<Fact> facts = {}) {
 }
 
 template <typename T>
-bool parseInto(T& object, asn1::blob der, Refusal* refusal) {
-    if constexpr (requires { object.parse(der, refusal); }) {
-        return object.parse(der, refusal);
-    } else {
-        refusal->id = RefusalId::unknownForm;
-        return object.parse(der.data(), static_cast<unsigned>(der.size()));
-    }
-}
-
-template <typename T>
 bool append(asn1::blob der, size_t block, Objects<T>* to, std::vector<Refusal>* refusals) {
     auto object = std::make_shared<T>();
     Refusal refusal;
-    if (parseInto(*object, der, &refusal)) {
+    if (object->parse(der, &refusal)) {
         to->push_back(std::move(object));
         return true;
     }

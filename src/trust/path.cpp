@@ -1,6 +1,5 @@
 #include "sealkit/path.h"
 
-#include "sealkit/asn1.h"
 #include "sealkit/oid.h"
 #include "trust/anchor.h"
 #include "trust/general_name.h"
@@ -22,10 +21,9 @@ char const* showBasicConstraints(X509Certificate const& certificate) {
 
 /// The name of the algorithm of a SubjectPublicKeyInfo, which may be of any.
 std::string showKeyAlgorithm(asn1::blob keyInfo) {
-    asn1::parser in(keyInfo);
-    if (!in.enter(0x30) || !in.enter(0x30) || in.tag != 0x06)
+    asn1::blob const oid = getKeyAlgorithm(keyInfo);
+    if (oid.empty())
         return "unreadable";
-    asn1::blob const oid = in.take();
     if (!isKeyAlgorithm(oid))
         return oidStr(oid);
     switch (getKeyType(oid)) {

@@ -1,9 +1,8 @@
 // What validation leaves unchecked on purpose, told to those who ask.
 #include "asn1/oids.h"
-#include "sealkit/asn1.h"
+#include "sealkit/extensions.h"
 #include "sealkit/oid.h"
 #include "sealkit/path.h"
-#include "sealkit/pkcs8.h"
 #include "trust/anchor.h"
 #include "trust/validation.h"
 
@@ -55,15 +54,6 @@ Purpose const* askedPurpose(PathOptions const& options) {
     return asksForHost ? findPurpose(PathPurpose::tlsServer) : nullptr;
 }
 
-std::vector<asn1::blob> listPurposes(X509Extension const& extKeyUsage) {
-    std::vector<asn1::blob> purposes;
-    asn1::parser in(extKeyUsage.value);
-    in.enter(0x30);
-    while (in.tag == 0x06)
-        purposes.push_back(in.take());
-    return purposes;
-}
-
 /// Whether the certificate has a key usage extension that leaves `use` out.
 bool forbids(X509Certificate const& certificate, unsigned use) {
     return findExtension(certificate, oid::keyUsage) && (certificate.keyUsage & use) == 0;
@@ -85,14 +75,15 @@ void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathOptio
     auto const extension = findExtension(leaf, oid::extKeyUsage);
     if (asked == nullptr || !extension)
         return;
-    auto const purposes = listPurposes(*extension);
+    ObjectIdentifiers purposes;
+    parseExtendedKeyUsage(extension->value, &purposes);
     auto const allows = [&](asn1::blob purpose) {
-        return std::ranges::find(purposes, purpose) != purposes.end();
+        return std::ranges::find(purposes.oids, purpose) != purposes.oids.end();
     };
     if (allows(asked->oid) || allows(oid::anyExtendedKeyUsage))
         return;
     std::vector<Fact> facts = {{"purpose asked for", asked->name}};
-    for (asn1::blob purpose : purposes)
+    for (asn1::blob purpose : purposes.oids)
         facts.push_back({"purpose found", oidStr(purpose)});
     report(PathWarningId::extendedKeyUsage, std::move(facts));
 }
