@@ -2,11 +2,12 @@
 #include "sealkit/pem.h"
 #include "sealkit/store.h"
 
+#include "base/file.h"
 #include "base/reading.h"
-#include "trust/file.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <dirent.h>
 #include <set>
 #include <sys/stat.h>
@@ -121,11 +122,14 @@ void add(std::vector<LoadRefusal>* refusals, std::string const& path, std::vecto
 
 template <typename T>
 size_t loadFile(std::string const& path, Distinct<T>& to, std::vector<LoadRefusal>* refusals) {
-    std::string text;
-    std::vector<Refusal> refused(1);
+    detail::FileText const file(path);
+    std::string_view const text = file;
+    std::vector<Refusal> refused;
     size_t found = 0;
-    if (detail::readFile(path, &text, refused.data())) {
-        refused.clear();
+    if (text.empty()) {
+        detail::Reading reading({}, &refused.emplace_back());
+        file.explain(reading);
+    } else {
         found = to.add(readAll<T>(text, &refused));
     }
     add(refusals, path, std::move(refused));
@@ -140,8 +144,11 @@ bool isFolder(std::string const& path) {
 /// The entries of a folder that are not folders, sorted.
 bool listFiles(std::string const& folder, std::vector<std::string>* files, Refusal* refusal) {
     std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
-    if (!stream)
-        return detail::refuseFile(errno, refusal);
+    if (!stream) {
+        refusal->id = errno == ENOENT ? RefusalId::missingFile : RefusalId::unreadableFile;
+        refusal->facts = {{"reason", std::strerror(errno)}};
+        return false;
+    }
     while (dirent const* entry = readdir(stream.get())) {
         std::string path = folder + "/" + entry->d_name;
         if (!isFolder(path))
