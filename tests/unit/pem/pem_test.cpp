@@ -393,7 +393,7 @@ TEST(ReadFromFile, AMissingFileIsAnEmptyOne) {
 
 TEST(Pem, TakesTimeInProportionToTheText) {
     size_t const size = test::lessWhenSlow(4u << 20, 1u << 18);
-    auto const repeat = [](std::string_view part) {
+    auto const repeat = [size](std::string_view part) {
         std::string text;
         text.reserve(size + part.size());
         while (text.size() < size)
