@@ -595,7 +595,7 @@ class ListTest(AuthorityTest):
         encoded = bytearray(openssl("crl", "-in", first, "-outform", "DER"))
         encoded[-1] ^= 1
         self.refused(1, "is not signed by this authority", *self.listing, "--previous", self.write("spoiled.crl", bytes(encoded)))
-        self.refused(2, "no revocation list", *self.listing, "--previous", "ca.pem")
+        self.refused(2, "not a readable CRL", *self.listing, "--previous", "ca.pem")
         self.refused(2, "No such file", *self.listing, "--previous", "missing.crl")
         last = self.made(*self.listing, "--number", "0x7F" + "FF" * 19)
         self.refused(2, "no number comes after its own", *self.listing, "--previous", last)

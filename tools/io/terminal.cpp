@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include <iostream>
+#include <cerrno>
 #include <memory>
 
 namespace terminal {
@@ -41,23 +41,52 @@ int PrintableBuffer::sync() { return target->pubsync(); }
 
 namespace {
 
-struct Streams {
-    std::streambuf* standardOutput = std::cout.rdbuf();
-    std::streambuf* standardError = std::cerr.rdbuf();
-    PrintableBuffer outBuffer{standardOutput};
-    PrintableBuffer errBuffer{standardError};
-    std::ostream out{&outBuffer};
-    std::ostream exactOut{isatty(STDOUT_FILENO) ? &outBuffer : standardOutput};
-    std::ostream err{&errBuffer};
+/// Writes to a descriptor, in large pieces. What cannot be written fails the stream.
+class DescriptorBuffer : public std::streambuf {
+public:
+    explicit DescriptorBuffer(int to) : descriptor(to) { setp(buffer, buffer + sizeof buffer); }
+    ~DescriptorBuffer() override { writeAll(); }
+    DescriptorBuffer(DescriptorBuffer const&) = delete;
+    DescriptorBuffer& operator=(DescriptorBuffer const&) = delete;
 
-    Streams() {
-        std::cout.rdbuf(&errBuffer);
-        std::cerr.rdbuf(&errBuffer);
+protected:
+    int_type overflow(int_type character) override {
+        if (!writeAll())
+            return traits_type::eof();
+        return traits_type::eq_int_type(character, traits_type::eof())
+                   ? traits_type::not_eof(character)
+                   : sputc(traits_type::to_char_type(character));
     }
-    ~Streams() {
-        std::cout.rdbuf(standardOutput);
-        std::cerr.rdbuf(standardError);
+    int sync() override { return writeAll() ? 0 : -1; }
+
+private:
+    bool writeAll() {
+        char const* from = pbase();
+        while (from != pptr()) {
+            ssize_t const written = ::write(descriptor, from, static_cast<size_t>(pptr() - from));
+            if (written < 0 && errno == EINTR)
+                continue;
+            if (written < 0)
+                break;
+            from += written;
+        }
+        bool const isDone = from == pptr();
+        setp(buffer, buffer + sizeof buffer);
+        return isDone;
     }
+
+    int descriptor;
+    char buffer[1 << 16];
+};
+
+struct Streams {
+    DescriptorBuffer standardOutput{STDOUT_FILENO};
+    DescriptorBuffer standardError{STDERR_FILENO};
+    PrintableBuffer outBuffer{&standardOutput};
+    PrintableBuffer errBuffer{&standardError};
+    std::ostream out{&outBuffer};
+    std::ostream exactOut{isatty(STDOUT_FILENO) ? static_cast<std::streambuf*>(&outBuffer) : &standardOutput};
+    std::ostream err{&errBuffer};
 };
 
 std::unique_ptr<Streams> streams;
@@ -67,28 +96,6 @@ std::unique_ptr<Streams> streams;
 std::ostream& out() { return streams->out; }
 std::ostream& exactOut() { return streams->exactOut; }
 std::ostream& err() { return streams->err; }
-
-MuteDiagnostics::MuteDiagnostics()
-    : outBefore(std::cout.rdbuf(nullptr)), errBefore(std::cerr.rdbuf(nullptr)) {}
-MuteDiagnostics::~MuteDiagnostics() {
-    std::cout.rdbuf(outBefore); // This clears the error state, too.
-    std::cerr.rdbuf(errBefore);
-}
-
-CaptureDiagnostics::CaptureDiagnostics()
-    : outBefore(std::cout.rdbuf(caught.rdbuf())), errBefore(std::cerr.rdbuf(caught.rdbuf())) {}
-CaptureDiagnostics::~CaptureDiagnostics() {
-    std::cout.rdbuf(outBefore);
-    std::cerr.rdbuf(errBefore);
-}
-
-std::string CaptureDiagnostics::text() const {
-    std::istringstream lines(caught.str());
-    std::string text;
-    for (std::string line; std::getline(lines, line);)
-        text += (text.empty() ? "" : "; ") + line;
-    return text;
-}
 
 Session::Session() { streams = std::make_unique<Streams>(); }
 Session::~Session() { streams.reset(); }

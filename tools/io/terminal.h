@@ -5,7 +5,6 @@
 #include "sealkit/text.h"
 
 #include <ostream>
-#include <sstream>
 #include <streambuf>
 #include <string>
 #include <string_view>
@@ -35,8 +34,7 @@ private:
     std::string line;
 };
 
-/// Results. Standard output itself, not `std::cout`: the library's own diagnostics go through
-/// `std::cout`, and `Session` turns those to standard error.
+/// Results. Nothing of the program writes to `std::cout` or `std::cerr`.
 std::ostream& out();
 
 /// Results that other programs compare byte by byte, names of files among them: as they are, unless
@@ -45,37 +43,6 @@ std::ostream& exactOut();
 
 /// Complaints, notes and warnings.
 std::ostream& err();
-
-/// Keeps the library's diagnostics to itself while it lives: for folders of certificates, where they name
-/// no file and bury what is said about the chain.
-class MuteDiagnostics {
-public:
-    MuteDiagnostics();
-    ~MuteDiagnostics();
-    MuteDiagnostics(MuteDiagnostics const&) = delete;
-    MuteDiagnostics& operator=(MuteDiagnostics const&) = delete;
-
-private:
-    std::streambuf* outBefore;
-    std::streambuf* errBefore;
-};
-
-/// Catches the library's diagnostics while it lives, for who has something to say about them.
-class CaptureDiagnostics {
-public:
-    CaptureDiagnostics();
-    ~CaptureDiagnostics();
-    CaptureDiagnostics(CaptureDiagnostics const&) = delete;
-    CaptureDiagnostics& operator=(CaptureDiagnostics const&) = delete;
-
-    /// The lines so far, in one; empty when there are none.
-    std::string text() const;
-
-private:
-    std::ostringstream caught;
-    std::streambuf* outBefore;
-    std::streambuf* errBefore;
-};
 
 /// Set up once at the start of `main`, torn down at its end.
 class Session {

@@ -134,9 +134,10 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
     auto const text = readInput(path);
     if (!text)
         return exitBadInput;
-    auto const previous = readCrl(*text);
+    Refusal refusal;
+    auto const previous = readCrl(*text, &refusal);
     if (!previous)
-        return badInput(path + ": no revocation list");
+        return badInput(path + ": not a readable CRL: " + refusal.str());
     if (previous->issuerBytes() != authority.subjectBytes() || !previous->verify(key))
         return answerNo(path + ": is not signed by this authority");
     crl = std::move(*previous);

@@ -284,7 +284,6 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
         if (!loadTrusted(path, &store))
             return exitBadInput;
     std::string reason;
-    terminal::MuteDiagnostics const mute; // The reason says it.
     if (pfx.signedData->verify(store, {}, currentTime(), &reason))
         return exitDone;
     return answerNo(options.file + ": its signature does not count: " + reason);

@@ -13,7 +13,6 @@
 
 #include <cctype>
 #include <functional>
-#include <iostream>
 #include <memory>
 #include <variant>
 
@@ -182,8 +181,13 @@ Found readBlock(PemBlock const& block, Password const* password) {
     if (block.label.ends_with("PUBLIC KEY"))
         return readPublicKeyAs(block.whole);
     std::vector<unsigned char> der;
-    if (!pemDecode(block.body, &der))
-        return {};
+    Refusal refusal;
+    if (!pemDecode(block.body, &der, &refusal)) {
+        refusal.line += block.line;
+        Found nothing;
+        nothing.complaint = refusal.str();
+        return nothing;
+    }
     if (block.label == "EC PARAMETERS")
         return readEcParameters(der);
     if (block.label == "CERTIFICATE")

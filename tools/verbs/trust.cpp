@@ -72,8 +72,10 @@ int list(kp::Store& store, Options const&) {
         if (!entry.isTrusted)
             continue;
         X509Certificate certificate;
-        if (!certificate.parse(entry.certificate.data(), static_cast<unsigned>(entry.certificate.size()))) {
-            status = badInput("entry " + std::to_string(id) + " is trusted and has no readable certificate");
+        Refusal refusal;
+        if (!certificate.parse(entry.certificate, &refusal)) {
+            status = badInput("entry " + std::to_string(id) +
+                              " is trusted and has no readable certificate: " + refusal.str());
             continue;
         }
         terminal::out() << id << "  usage " << formatHex(entry.uses) << "  " << nameFor(certificate) << "  "
