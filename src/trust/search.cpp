@@ -313,7 +313,8 @@ bool PathSearch::Pool::extend(Way& way, Links links) {
         return links == Links::any && decide(way);
     // The first chain is often the one, and no other issuer's signature is verified then.
     if (links == Links::any)
-        std::ranges::stable_partition(issuers, [&](Member const* issuer) { return isSigned(last, *issuer); });
+        std::stable_partition(issuers.begin(), issuers.end(),
+                              [&](Member const* issuer) { return isSigned(last, *issuer); });
     for (Member* issuer : issuers) {
         if (links == Links::verified && !isSigned(last, *issuer))
             continue;

@@ -324,11 +324,11 @@ TEST(WrittenKey, IsEmptyForNumbersThatMakeNoKey) {
     EXPECT_TRUE(encodePkcs8PublicKey(point).empty());
     point.point = ECPoint{BigNum(asn1::blob(hex("01"))), BigNum(asn1::blob(hex("02")))};
     EXPECT_TRUE(encodePkcs8PublicKey(point).empty());
-    EcPrivateKey ec;
-    ec.curve = Curve::p256;
-    ec.secret = bn64(7);
-    ec.point = point.point; // of another secret
-    EXPECT_TRUE(encodePkcs8PrivateKey(ec).empty());
+    EcPrivateKey foreign;
+    foreign.curve = Curve::p256;
+    foreign.secret = bn64(7);
+    foreign.point = point.point; // of another secret
+    EXPECT_TRUE(encodePkcs8PrivateKey(foreign).empty());
     Ed25519PublicKey ed;
     ed.pub = Bytes(31);
     EXPECT_TRUE(encodePkcs8PublicKey(ed).empty());
