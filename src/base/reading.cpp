@@ -20,7 +20,7 @@ bool Reading::refuse(RefusalId id, unsigned char const* at, std::vector<Fact> fa
     if (refusal == nullptr || refused)
         return false;
     refused = true;
-    *refusal = Refusal();
+    before = std::exchange(*refusal, Refusal());
     refusal->id = id == RefusalId::missingElement && input.empty() ? RefusalId::emptyInput : id;
     refusal->facts = std::move(facts);
     refusal->block = block;
@@ -70,7 +70,7 @@ size_t Reading::locate(unsigned char const* at, std::string& path) const {
 
 void Reading::retract() {
     if (refused)
-        *refusal = Refusal();
+        *refusal = std::exchange(before, Refusal());
     refused = false;
 }
 

@@ -38,7 +38,7 @@ public:
     /// The offset in the input of what stands at `at`, or of what that was decrypted or converted from.
     size_t offsetOf(unsigned char const* at) const;
 
-    /// Takes the refusal back, so that another form can be tried.
+    /// Takes the refusal back, so that another form can be tried: the caller's is as it was.
     void retract();
 
     /// Writes a line to standard output, or to standard error, where diagnostics are stated.
@@ -131,6 +131,7 @@ private:
     size_t block = 0; ///< Of PEM text that the input is the DER of; 0 for none.
     Refusal* refusal = nullptr;
     bool refused = false; ///< By this reading; what the caller's refusal held before does not count.
+    Refusal before;       ///< What the caller's refusal held, once it is refused.
     Step* top = nullptr;
     Derived* derived = nullptr;
 };

@@ -182,7 +182,10 @@ TEST(PemRefusal, OfAnEncryptedKeyTellsThePasswordFromTheRest) {
     Refusal const wrong = refusalOfKey(encrypted, "wrong");
     EXPECT_EQ(wrong.id, RefusalId::wrongPassword);
     EXPECT_EQ(wrong.block, 1u);
-    EXPECT_EQ(refusalOfKey(derOf(encrypted), "wrong").id, RefusalId::wrongPassword);
+    Refusal again = refusalOfKey(derOf(encrypted), "wrong");
+    EXPECT_EQ(again.id, RefusalId::wrongPassword);
+    EXPECT_NE(readPrivateKey(derOf(encrypted), "right", &again), nullptr);
+    EXPECT_EQ(again.id, RefusalId::wrongPassword) << "success leaves it unchanged";
 
     KeyEncryption how;
     ASSERT_TRUE(findKeyEncryption(encrypted, &how));

@@ -248,6 +248,12 @@ TEST(EnvelopedDataRefusal, ForgetsRecipientsThatAreLeftOut) {
     EnvelopedParts parts;
     parts.recipient = join({sequence(integer(0), null()), parts.recipient});
     EXPECT_FALSE(refusalOf<PKCS7EnvelopedData>(parts.der()));
+    Refusal earlier;
+    earlier.id = RefusalId::otherKind;
+    earlier.path = "of another input";
+    EXPECT_TRUE(PKCS7EnvelopedData().parse(asn1::blob(parts.der()), &earlier));
+    EXPECT_EQ(earlier.id, RefusalId::otherKind);
+    EXPECT_EQ(earlier.path, "of another input");
     parts.content = context(0, octetString(Bytes(16)));
     expectRefusal(refusalOf<PKCS7EnvelopedData>(parts.der()),
                   {RefusalId::segmentedString, "encrypted content", noFact});
