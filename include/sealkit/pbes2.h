@@ -5,7 +5,7 @@
 /// | `PBES2Params` | the parameters, apart; `parse`, `save` and `encode` are their DER |
 /// | `pbes2_crypt` | encrypts or decrypts as an AlgorithmIdentifier says |
 /// | `pbes2_encrypt` | encrypts as a `PBES2Params` says |
-/// | `describeEncryption` | names what an AlgorithmIdentifier asks for, supported or not |
+/// | `KeyEncryption` | what keys, and contents of PKCS#12, are encrypted with, for people |
 ///
 /// What is understood:
 ///
@@ -31,14 +31,14 @@
 
 /// The most iterations that are done, and so taken from a file: a file must not keep its reader busy for
 /// minutes.
-inline constexpr unsigned pbes2MostIterations = 10'000'000;
+inline constexpr unsigned pbes2MaxIterations = 10'000'000;
 
 /// PBES2-params (RFC 8018, appendix A.4). Object identifiers are content octets. None of it is secret.
 struct PBES2Params {
     std::vector<unsigned char> kdf;    ///< PBKDF2.
     std::vector<unsigned char> prf;    ///< Empty for the default, hmacWithSHA1, left out.
     std::vector<unsigned char> salt;   ///< Of any length.
-    unsigned iterations = 0;           ///< 1 to `pbes2MostIterations`.
+    unsigned iterations = 0;           ///< 1 to `pbes2MaxIterations`.
     std::vector<unsigned char> cipher; ///< The encryption scheme.
     std::vector<unsigned char> iv;     ///< One block of the cipher.
 };
@@ -52,7 +52,7 @@ struct PBES2Params {
 ///
 /// A keyLength is passed over, and so are parameters of the prf. False when the shape is another, something
 /// follows, the function is not PBKDF2, or the count is 0, has more than four bytes or is above
-/// `pbes2MostIterations`. Prf, cipher and IV are not judged.
+/// `pbes2MaxIterations`. Prf, cipher and IV are not judged.
 SEALKIT_API bool parse(PBES2Params& to, asn1::blob params);
 SEALKIT_API bool parse(PBES2Params& to, asn1::blob params, Refusal* refusal);
 /// Writes the SEQUENCE, the prf with NULL as parameters and without a keyLength.
@@ -92,6 +92,3 @@ struct KeyEncryption {
     unsigned iterations = 0;   ///< On the same terms.
     Refusal problem;           ///< Why no password decrypts it; nothing for most.
 };
-
-/// Describes encryption under a password. The problem is that of the parameters alone.
-SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm);

@@ -73,6 +73,9 @@ private:
     size_t line = 1;
 };
 
+/// The labels of the blocks of a text, the first three of them, with commas between.
+SEALKIT_API std::string listPemLabels(std::string_view text);
+
 /// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may have blanks
 /// and tabs around them. False when the rest is not base64.
 /// What `out` held is wiped in any case, and `out` is empty when the result is false. `body` may be a view of it.
@@ -183,6 +186,13 @@ SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, st
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
                                                                std::string const& password, Refusal* refusal,
                                                                KeyFileOptions options = {});
+
+/// Those for which there is no password: a key that is encrypted is `RefusalId::passwordRequired`, unless no
+/// password decrypts it.
+SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, Refusal* refusal,
+                                                       KeyFileOptions options);
+SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, Refusal* refusal,
+                                                               KeyFileOptions options);
 
 /// How the private key of the first block, or of the DER, is encrypted. False when it is not.
 SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to);

@@ -10,6 +10,7 @@
 /// | `pkcs12_password` | a password in the form that the derivation takes | B.1 |
 /// | `PKCS12Options` | how a file is read: BER, damaged and unsupported parts, MACs without a count | |
 /// | `PKCS12IgnoredBag` | what a file holds and this library does not read | |
+/// | `describeEncryption` | names what contents or keys are encrypted with, supported or not | |
 /// | `looksLikePkcs12` | whether bytes have the shape of a file | |
 ///
 /// Reading a file: `parse`, then `decrypt` with the password, then `certificates` and `keys`. The overloads with
@@ -42,6 +43,7 @@
 #include "sealkit/hash.h"
 #include "sealkit/keys.h"
 #include "sealkit/oid.h"
+#include "sealkit/pbes2.h"
 #include "sealkit/pkcs7.h"
 #include "sealkit/refusal.h"
 #include "sealkit/x509.h"
@@ -118,6 +120,10 @@ SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view 
 /// Offsets count in `params.params`. A padding that cannot be right is `RefusalId::wrongPassword`.
 SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                             std::vector<unsigned char>& out, bool encrypt, Refusal* refusal);
+
+/// How contents or keys of a file are encrypted under its password. The problem is that of the parameters alone, and
+/// offsets count in `algorithm.params`.
+SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm);
 
 /// Whether `bytes` begin as a PKCS#12 file does, in DER or BER: a version, and a content with its type. The rest may be
 /// malformed or missing.

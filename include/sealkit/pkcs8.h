@@ -50,6 +50,6 @@ parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password, Refusal
 
 /// The EncryptedPrivateKeyInfo of `key`: PBES2 with PBKDF2, hmacWithSHA256 and aes256-CBC, 16 bytes of salt
 /// and the IV from `getDefaultRng`. Empty when the members make no key, and when `iterations` is 0 or above
-/// `pbes2MostIterations`.
+/// `pbes2MaxIterations`.
 SEALKIT_API std::vector<unsigned char>
 encodePkcs8EncryptedPrivateKey(PrivateKey const& key, std::string_view password, unsigned iterations);

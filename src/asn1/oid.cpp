@@ -90,8 +90,8 @@ KeyAlgorithm const* findKeyAlgorithm(asn1::blob oid) {
 std::string takeArc(asn1::blob& oid) {
     // Bounds the time for turning a number into decimal, which grows with the square of its length.
     // UUIDs as arcs (ITU-T X.667) take 19 octets.
-    constexpr size_t longestShown = 64;
-    constexpr size_t longestInWord = 9;
+    constexpr size_t maxShown = 64;
+    constexpr size_t maxInWord = 9;
 
     asn1::blob arc(oid.start, size_t{0});
     bool complete = false;
@@ -101,9 +101,9 @@ std::string takeArc(asn1::blob& oid) {
     }
     if (!complete)
         return "(truncated)";
-    if (arc.size() > longestShown)
+    if (arc.size() > maxShown)
         return "(" + std::to_string(arc.size()) + " octets)";
-    if (arc.size() <= longestInWord) {
+    if (arc.size() <= maxInWord) {
         unsigned long long number = 0;
         for (unsigned char octet : arc)
             number = (number << 7) + (octet & 0x7F);

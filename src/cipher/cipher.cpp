@@ -80,7 +80,7 @@ unsigned CTR128Cipher::decrypt(unsigned char const* in, unsigned len, unsigned c
 
 namespace {
 
-constexpr unsigned longestBlock = 16, longestMac = 64;
+constexpr unsigned maxBlockSize = 16, maxMacSize = 64;
 constexpr unsigned authenticationFailed = 0xFFFFFFFF;
 
 } // namespace
@@ -109,7 +109,7 @@ void CBC_MAC_MP_Cipher::encrypt(unsigned char const* in, unsigned len, unsigned 
     unsigned const tail = len % block, head = len - tail;
     unsigned const padding = block - (macLength + tail) % block;
 
-    unsigned char rest[longestBlock + longestMac + longestBlock];
+    unsigned char rest[maxBlockSize + maxMacSize + maxBlockSize];
     if (tail != 0)
         std::memcpy(rest, in + head, tail);
     mac->update(in, len);
@@ -138,7 +138,7 @@ unsigned CBC_MAC_MP_Cipher::decrypt(unsigned char const* in, unsigned len, unsig
     unsigned const padding = fits ? last + 1 : 0;
     unsigned const length = len - macLength - padding;
 
-    unsigned char expected[longestMac];
+    unsigned char expected[maxMacSize];
     mac->update(out, length);
     mac->digest(expected);
     bool const authentic = equalInConstantTime({expected, macLength}, {out + length, macLength});

@@ -55,7 +55,7 @@ std::vector<unsigned char> encryptPadded(ContentCipher const& cipher, Cipher& ke
     auto const tail = static_cast<unsigned>(data.size() % blockSize);
     auto const head = static_cast<unsigned>(data.size()) - tail;
     unsigned const padding = blockSize - tail;
-    unsigned char last[ContentCipher::longestBlock];
+    unsigned char last[ContentCipher::maxBlockSize];
     std::memset(last, static_cast<int>(padding), sizeof last);
     if (tail != 0)
         std::memcpy(last, data.data() + head, tail);

@@ -15,7 +15,7 @@ struct ContentCipher {
     unsigned keySize;
     unsigned blockSize; ///< Of the IV, too.
 
-    static constexpr unsigned longestKey = 32, longestBlock = 16;
+    static constexpr unsigned maxKeySize = 32, maxBlockSize = 16;
 };
 
 /// Null for every other algorithm.

@@ -44,7 +44,7 @@ bool detail::takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFiel
 }
 
 std::unique_ptr<PrivateKey> detail::readEncryptedPrivateKey(Reading& reading, asn1::blob der,
-                                                            std::string_view password) {
+                                                            std::optional<std::string_view> password) {
     EncryptedKeyFields fields;
     if (!takeEncryptedKey(reading, der, &fields))
         return nullptr;
@@ -55,8 +55,14 @@ std::unique_ptr<PrivateKey> detail::readEncryptedPrivateKey(Reading& reading, as
         reading.note("PKCS8: unsupported PBE: <" + oid2name(fields.scheme) + ">");
         return nullptr;
     }
+    if (!password) {
+        PBES2Params params;
+        if (read(reading, fields.params, params) && checkPbes2(reading, params, fields.data))
+            reading.refuse(RefusalId::passwordRequired, nullptr);
+        return nullptr;
+    }
     SecretBytes plain;
-    if (!decryptPbes2(reading, fields.params, password, fields.data, plain.value))
+    if (!decryptPbes2(reading, fields.params, *password, fields.data, plain.value))
         return nullptr;
     Reading::Derived const derived(reading, plain, fields.data.start, "decrypted key");
     std::unique_ptr<PrivateKey> key = readOneAsymmetricKey(reading, plain);

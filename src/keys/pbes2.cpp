@@ -44,12 +44,12 @@ detail::ContentCipher const* findCipher(Reading& reading, asn1::blob oid) {
     return cipher;
 }
 
-bool isCountInBounds(unsigned iterations) { return iterations != 0 && iterations <= pbes2MostIterations; }
+bool isCountInBounds(unsigned iterations) { return iterations != 0 && iterations <= pbes2MaxIterations; }
 
 /// The cipher under the key that the password gives. Takes the time that deriving it takes.
 std::unique_ptr<Cipher> makeCipher(detail::ContentCipher const& cipher, HashID prf, PBES2Params const& p,
                                    std::string_view password) {
-    unsigned char bytes[detail::ContentCipher::longestKey];
+    unsigned char bytes[detail::ContentCipher::maxKeySize];
     std::span<unsigned char> const key(bytes, cipher.keySize);
     pbkdf2(prf, password, p.salt, p.iterations, key);
     std::unique_ptr<Cipher> keyed =
@@ -66,7 +66,7 @@ bool refuseKdf(Reading& reading, asn1::blob kdf) {
 
 bool refuseCount(Reading& reading, unsigned char const* at, std::string found) {
     return reading.refuse(RefusalId::iterationCount, at,
-                          {{"maximum", std::to_string(pbes2MostIterations)}, {"found", std::move(found)}});
+                          {{"maximum", std::to_string(pbes2MaxIterations)}, {"found", std::move(found)}});
 }
 
 /// What parameters ask for, where it is supported.
@@ -233,17 +233,6 @@ void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const
         Choice choice;
         choose(reading, p, &choice);
     }
-}
-
-KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm) {
-    KeyEncryption found;
-    found.scheme = getAlgorithmName(algorithm.oid);
-    Reading reading(algorithm.params, &found.problem);
-    if (asn1::blob(algorithm.oid) == oid::pbes2)
-        detail::describePbes2(reading, algorithm.params, nullptr, &found);
-    else
-        reading.refuse(RefusalId::unknownEncryption, nullptr, {{"scheme", found.scheme}});
-    return found;
 }
 
 bool detail::decryptPbes2(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,

@@ -8,6 +8,7 @@
 #include "base/reading.h"
 
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -39,9 +40,10 @@ struct EncryptedKeyFields {
 };
 bool takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFields* fields);
 
-/// The key of an EncryptedPrivateKeyInfo; null when it is refused.
+/// The key of an EncryptedPrivateKeyInfo; null when it is refused. Without a password that is
+/// `RefusalId::passwordRequired`, unless no password decrypts it.
 std::unique_ptr<PrivateKey> readEncryptedPrivateKey(Reading& reading, asn1::blob der,
-                                                    std::string_view password);
+                                                    std::optional<std::string_view> password);
 
 /// Takes an AlgorithmIdentifier apart: the content octets of its object identifier and the whole encoding of its
 /// parameters, which is empty where they are absent.

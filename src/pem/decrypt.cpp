@@ -86,8 +86,7 @@ DekAlgorithm const* findAlgorithm(std::string_view name) {
 
 /// The key derivation that OpenSSL's traditional format has, with a count of 1: MD5(password ‖ salt), and
 /// then MD5 of what came before, the password and the salt.
-std::unique_ptr<Cipher> makeCipher(DekAlgorithm const& algorithm, asn1::blob iv,
-                                   std::string const& password) {
+std::unique_ptr<Cipher> makeCipher(DekAlgorithm const& algorithm, asn1::blob iv, std::string_view password) {
     unsigned char key[2 * md5Size];
     MD5 md5;
     for (unsigned done = 0; done < algorithm.keySize; done += md5Size) {
@@ -116,7 +115,7 @@ bool refuseHeader(detail::Reading& reading, PemBlock const& block, size_t line) 
     return reading.refuseLine(RefusalId::malformedEncryptionParameters, block.number, block.line + line);
 }
 
-bool decryptInto(detail::Reading& reading, PemBlock const& block, std::string const& password,
+bool decryptInto(detail::Reading& reading, PemBlock const& block, std::optional<std::string_view> password,
                  std::vector<unsigned char>& out) {
     detail::DekInfo info;
     if (!detail::readDekInfo(reading, block, &info))
@@ -129,12 +128,14 @@ bool decryptInto(detail::Reading& reading, PemBlock const& block, std::string co
     if (!detail::decode(reading, text, &encrypted))
         return false;
     if (encrypted.empty() || encrypted.size() % algorithm.blockSize != 0 ||
-        std::max(encrypted.size(), password.size()) > std::numeric_limits<unsigned>::max())
+        std::max(encrypted.size(), password ? password->size() : 0) > std::numeric_limits<unsigned>::max())
         return reading.refuse(RefusalId::malformedCiphertext, nullptr,
                               {{"block", std::to_string(algorithm.blockSize) + " bytes"},
                                {"found", std::to_string(encrypted.size()) + " bytes"}});
+    if (!password)
+        return reading.refuse(RefusalId::passwordRequired, nullptr);
     out.resize(encrypted.size());
-    makeCipher(algorithm, info.iv, password)
+    makeCipher(algorithm, info.iv, *password)
         ->decrypt(encrypted.data(), static_cast<unsigned>(encrypted.size()), nullptr, 0, out.data());
     size_t length;
     if (!checkPadding(out, algorithm.blockSize, &length))
@@ -168,7 +169,7 @@ bool detail::readDekInfo(Reading& reading, PemBlock const& block, DekInfo* info)
     return true;
 }
 
-bool detail::decrypt(Reading& reading, PemBlock const& block, std::string const& password,
+bool detail::decrypt(Reading& reading, PemBlock const& block, std::optional<std::string_view> password,
                      std::vector<unsigned char>* out) {
     Reading::Block const within(reading, block.number, {});
     std::vector<unsigned char> result;

@@ -11,6 +11,7 @@
 #include "x509/read.h"
 
 #include <limits>
+#include <optional>
 
 namespace {
 
@@ -68,18 +69,6 @@ auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read re
     return object;
 }
 
-/// The labels of the blocks of a text, three at most.
-std::string listLabels(std::string_view text) {
-    constexpr size_t maxShown = 3;
-    PemReader reader(text);
-    PemBlock block;
-    std::string list;
-    while (reader.next(&block))
-        if (block.number <= maxShown)
-            list += (list.empty() ? "" : ", ") + std::string(block.label);
-    return list + (reader.count() > maxShown ? ", ..." : "");
-}
-
 /// Refuses what is left behind the last block, which was refused as a `wanted` in DER already.
 void refuseRest(Reading& reading, std::string_view text, PemReader const& reader, InputKind wanted,
                 std::string_view wantedLabel) {
@@ -97,7 +86,7 @@ void refuseRest(Reading& reading, std::string_view text, PemReader const& reader
                            {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(first)}});
         else
             reading.refuse(RefusalId::pemWithoutBlock, nullptr,
-                           {{"expected", std::string(wantedLabel)}, {"found", listLabels(text)}});
+                           {{"expected", std::string(wantedLabel)}, {"found", listPemLabels(text)}});
     }
 }
 
@@ -232,7 +221,7 @@ std::unique_ptr<PrivateKey> readPlain(Reading& reading, std::string_view text) {
         reading.refuse(RefusalId::emptyInput, nullptr);
     else
         reading.refuse(RefusalId::pemWithoutBlock, nullptr,
-                       {{"expected", "PRIVATE KEY"}, {"found", listLabels(text)}});
+                       {{"expected", "PRIVATE KEY"}, {"found", listPemLabels(text)}});
     return nullptr;
 }
 
@@ -241,7 +230,7 @@ constexpr std::string_view procType = "Proc-Type:";
 /// The key of a block that holds a class's own DER, encrypted if it says so, or null.
 template <typename K>
 std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& block,
-                                            std::string const& password, InputKind wanted) {
+                                            std::optional<std::string_view> password, InputKind wanted) {
     if (!block.body.starts_with(procType))
         return readBody(reading, block, wanted, readBareKey<K>);
     detail::SecretBytes der;
@@ -259,7 +248,7 @@ std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& bl
 
 /// A private key in DER: the stated forms, and the wider ones that `options` allow.
 std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, std::string_view der,
-                                           std::string const& password, KeyFileOptions options) {
+                                           std::optional<std::string_view> password, KeyFileOptions options) {
     if (std::unique_ptr<PrivateKey> key = detail::readOneAsymmetricKey(reading, der))
         return key;
     InputKind const kind = findInputKind(der);
@@ -280,8 +269,8 @@ bool isPrivateKind(InputKind kind, KeyFileOptions options) {
            (options.traditionalDer && (kind == InputKind::rsaPrivateKey || kind == InputKind::ecPrivateKey));
 }
 
-std::unique_ptr<PrivateKey> readPrivate(Reading& reading, std::string_view text, std::string const& password,
-                                        KeyFileOptions options) {
+std::unique_ptr<PrivateKey> readPrivate(Reading& reading, std::string_view text,
+                                        std::optional<std::string_view> password, KeyFileOptions options) {
     PemReader reader(text);
     PemBlock block;
     while (reader.next(&block)) {
@@ -439,6 +428,15 @@ std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std:
 std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std::string const& password,
                                                    Refusal* refusal, KeyFileOptions options) {
     return readFileFor(refusal, readPrivate, path, password, options);
+}
+
+std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, Refusal* refusal, KeyFileOptions options) {
+    return readTextFor(refusal, readPrivate, text, std::nullopt, options);
+}
+
+std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, Refusal* refusal,
+                                                   KeyFileOptions options) {
+    return readFileFor(refusal, readPrivate, path, std::nullopt, options);
 }
 
 bool isPrivateKeyLabel(std::string_view label) {

@@ -115,6 +115,17 @@ bool PemReader::finish(Refusal* refusal) const {
     return detail::finish(reading, *this);
 }
 
+std::string listPemLabels(std::string_view text) {
+    constexpr size_t maxShown = 3;
+    PemReader reader(text);
+    PemBlock block;
+    std::string list;
+    while (reader.next(&block))
+        if (block.number <= maxShown)
+            list += (list.empty() ? "" : ", ") + std::string(block.label);
+    return list + (reader.count() > maxShown ? ", ..." : "");
+}
+
 bool detail::finish(Reading& reading, PemReader const& reader) {
     std::string_view const rest = reader.rest();
     size_t const begin = findBeginLine(rest);

@@ -5,6 +5,8 @@
 
 #include "base/reading.h"
 
+#include <optional>
+
 namespace detail {
 
 /// Refuses the beginning of a block in what is left.
@@ -13,8 +15,9 @@ bool finish(Reading& reading, PemReader const& reader);
 /// Decodes the body of a block. What `out` held is wiped in any case; it is empty on failure.
 bool decode(Reading& reading, PemBlock const& block, std::vector<unsigned char>* out);
 
-/// Decrypts the body of a block on the same terms.
-bool decrypt(Reading& reading, PemBlock const& block, std::string const& password,
+/// Decrypts the body of a block on the same terms. Without a password that is refused, as
+/// `RefusalId::passwordRequired` unless no password decrypts it.
+bool decrypt(Reading& reading, PemBlock const& block, std::optional<std::string_view> password,
              std::vector<unsigned char>* out);
 
 /// What the headers of an encrypted block ask for.

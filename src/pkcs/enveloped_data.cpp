@@ -169,7 +169,7 @@ bool checkContent(Reading& reading, PKCS7EncryptedContentInfo const& info,
 bool decryptContent(PKCS7EncryptedContentInfo const& info, detail::ContentCipher const& cipher, asn1::blob iv,
                     asn1::blob key, std::vector<unsigned char>& out) {
     asn1::blob const content = info.encryptedContent;
-    static constexpr unsigned char noKey[detail::ContentCipher::longestKey] = {};
+    static constexpr unsigned char noKey[detail::ContentCipher::maxKeySize] = {};
     bool const fits = key.size() == cipher.keySize;
     std::unique_ptr<Cipher> const keyed =
         detail::makeContentCipher(cipher, fits ? key : asn1::blob(noKey, cipher.keySize), iv);

@@ -24,7 +24,7 @@ bool crypt(Reading& reading, PBEParams const& params, asn1::blob password, asn1:
         return false;
     if (encrypt && !detail::canBePadded(cipher, data))
         return reading.refuse(RefusalId::inputTooLarge, nullptr);
-    unsigned char bytes[detail::ContentCipher::longestKey], iv[detail::ContentCipher::longestBlock];
+    unsigned char bytes[detail::ContentCipher::maxKeySize], iv[detail::ContentCipher::maxBlockSize];
     std::span<unsigned char> const key(bytes, cipher.keySize);
     pkcs12_kdf(HashID::SHA1, password, params.salt, params.iterations, PKCS12Purpose::key, key);
     pkcs12_kdf(HashID::SHA1, password, params.salt, params.iterations, PKCS12Purpose::iv,

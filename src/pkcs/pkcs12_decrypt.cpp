@@ -8,6 +8,7 @@
 #include "pkcs/ber.h"
 #include "pkcs/pbe1.h"
 #include "pkcs/pkcs12_bags.h"
+#include "pkcs/pkcs12_encryption.h"
 #include "pkcs/pkcs12_mac.h"
 #include "pkcs/read.h"
 
@@ -27,24 +28,11 @@ using detail::PKCS12Reading;
 using detail::Reading;
 using detail::SecretBytes;
 
-/// How many iterations a scheme takes; 0 when it is not supported or has malformed parameters.
-unsigned iterationsOf(AlgorithmIdentifier const& algorithm) {
-    Reading silent;
-    asn1::blob const scheme = algorithm.oid;
-    PBES2Params pbes2;
-    PBEParams pbe1;
-    if (scheme == oid::pbes2 && detail::read(silent, algorithm.params, pbes2))
-        return pbes2.iterations;
-    if (scheme == oid::pbeWithSha1And3KeyTripleDes && detail::read(silent, algorithm.params, pbe1))
-        return pbe1.iterations;
-    return 0;
-}
-
 std::uint64_t iterationsOf(std::vector<PKCS12Bag> const& bags) {
     std::uint64_t sum = 0;
     for (PKCS12Bag const& bag : bags)
         if (bag.isEncrypted())
-            sum += iterationsOf(bag.algorithm);
+            sum += detail::iterationsOf(bag.algorithm);
     return sum;
 }
 
@@ -66,7 +54,7 @@ std::uint64_t iterationsOf(std::vector<PKCS12Content> const& contents,
         sum += iterationsOf(content.bags);
         PKCS7EncryptedData const* const data = dataOf(content, encryptedData);
         if (isUnderPassword(content) && data != nullptr)
-            sum += iterationsOf(data->encryptedContentInfo.contentEncryptionAlgorithm);
+            sum += detail::iterationsOf(data->encryptedContentInfo.contentEncryptionAlgorithm);
     }
     return sum;
 }
@@ -76,25 +64,6 @@ bool refuseTotal(Reading& reading, std::uint64_t iterations) {
     return reading.refuse(
         RefusalId::totalIterations, nullptr,
         {{"maximum", std::to_string(pkcs12MaxIterationsPerFile)}, {"found", std::to_string(iterations)}});
-}
-
-bool refuseScheme(Reading& reading, asn1::blob scheme) {
-    if (!reading.wantsReason())
-        return false;
-    return reading.refuse(RefusalId::unknownEncryption, nullptr, {{"encryption", getAlgorithmName(scheme)}});
-}
-
-/// Whether `data` can be decrypted as the scheme says, apart from the password.
-bool checkEncryption(Reading& reading, AlgorithmIdentifier const& algorithm, asn1::blob data) {
-    asn1::blob const scheme = algorithm.oid;
-    if (scheme == oid::pbes2) {
-        PBES2Params params;
-        return detail::read(reading, algorithm.params, params) && detail::checkPbes2(reading, params, data);
-    }
-    if (!(scheme == oid::pbeWithSha1And3KeyTripleDes))
-        return refuseScheme(reading, scheme);
-    PBEParams params;
-    return detail::read(reading, algorithm.params, params) && detail::checkPbe1(reading, params, data);
 }
 
 /// The counts that the MAC of a file may have.
@@ -213,7 +182,7 @@ private:
             return detail::decryptPbes2(reading, algorithm.params, password, data, out) || fail();
         if (!(scheme == oid::pbeWithSha1And3KeyTripleDes)) {
             reading.note("PFX: unsupported PBE: <" + oid2name(scheme) + ">");
-            refuseScheme(reading, scheme);
+            detail::refuseScheme(reading, scheme);
             return fail();
         }
         PBEParams params;
@@ -373,7 +342,7 @@ bool PKCS12PFX::canDecrypt(PKCS12Options const& options, Refusal* refusal) const
     auto const check = [&](detail::PKCS12Place const& place, AlgorithmIdentifier const& algorithm,
                            asn1::blob data) {
         Reading::Step const step(reading, place.path.c_str());
-        if (checkEncryption(reading, algorithm, data))
+        if (detail::checkEncryption(reading, algorithm, data))
             return isAny = true;
         locate(file.refusal(), place);
         return file.setAside(unsupported);

@@ -466,11 +466,15 @@ class ShowKeyTest(KeyTest):
         self.assertIn("cipher: DES-EDE3-CBC\n", text)
 
     def test_the_curve_before_a_key(self):
-        for curve, name in (("secp384r1", "p384"), ("secp256k1", "1.3.132.0.10")):
+        for curve, name in (("secp384r1", "p384"), ("secp256k1", "secp256k1")):
             file = openssl("ecparam", "-name", curve, "-genkey")
             result = self.run_program("show", "-", stdin=file)
             self.assertTrue(result.out.startswith(f"EC parameters\n  curve: {name}\n"), result)
             self.assertEqual((result.status, "private key\n" in result.out), (0, True) if name == "p384" else (2, False))
+            if name == "secp256k1":
+                self.assertEqual(result.err, 'sealkit: -: block 2, "EC PRIVATE KEY", is a key that cannot be shown: parameters, byte 43: '
+                                             "The curve of the key is not supported. (curve: secp256k1) - "
+                                             "the named curves P-192, P-224, P-256, P-384 and P-521 can be used\n")
         self.assertTrue(self.expect(0, "show", "--dump", "--secrets", "-", stdin=openssl("ecparam", "-name", "secp384r1", "-genkey"))
                         .out.startswith("[EC-PRIVATE]\n"))
         self.expect(2, "show", "-", stdin=b"-----BEGIN EC PARAMETERS-----\nAAAA\n-----END EC PARAMETERS-----\n")

@@ -195,7 +195,7 @@ class ExportTest(P12Test):
     def test_what_cannot_be_exported(self):
         self.write("bad.pem", (self.dir / "leaf.pem").read_bytes() + b"-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n")
         for arguments, words in ((["-k", "leaf.pem"], "no private key"), (["--certificate", "leaf.key"], "no certificate"),
-                                 (["--certificate", "bad.pem"], "bad.pem: block 2: "), (["-k", "missing"], "No such file"),
+                                 (["--certificate", "bad.pem"], "bad.pem: block 2, byte 0: "), (["-k", "missing"], "No such file"),
                                  (["--certificate", "leaf.pem", "--chain", "bad.pem"], "block 2")):
             result = self.expect(2, "p12", "export", *arguments, "--password-file", "password", "-o", "none.p12")
             self.assertIn(words, result.err)
@@ -620,7 +620,7 @@ class ShowTest(P12Test):
         der = openssl("pkcs12", "-export", "-legacy", "-in", self.dir / "leaf.pem", "-inkey", self.dir / "leaf.key", "-passout", "pass:x")
         text = self.expect(0, "show", "-", stdin=der).out
         self.assertIn("scheme: PBE-SHA1-RC2-40\n", text)
-        self.assertIn("problem: its encryption PBE-SHA1-RC2-40 is not supported\n", text)
+        self.assertIn("problem: The encryption scheme is not supported. (scheme: PBE-SHA1-RC2-40)\n", text)
 
     def test_with_the_password(self):
         text = self.expect(0, "show", "--password-file", "password", "leaf.p12").out

@@ -17,7 +17,7 @@
 namespace {
 
 /// More than other programs take, and what a terminal hands over in one line.
-size_t const longestPassword = 4095;
+size_t const maxPassword = 4095;
 
 enum class LineResult { read, tooLong, failed };
 
@@ -25,7 +25,7 @@ enum class LineResult { read, tooLong, failed };
 template <typename ReadByte>
 LineResult readLine(ReadByte readByte, std::string& line) {
     line.clear();
-    line.reserve(longestPassword + 1); // So that no copy is left behind.
+    line.reserve(maxPassword + 1); // So that no copy is left behind.
     for (;;) {
         char byte;
         ssize_t const size = readByte(byte);
@@ -33,7 +33,7 @@ LineResult readLine(ReadByte readByte, std::string& line) {
             return LineResult::failed;
         if (size == 0 || byte == '\n')
             return LineResult::read;
-        if (line.size() > longestPassword)
+        if (line.size() > maxPassword)
             return LineResult::tooLong;
         line += byte;
     }

@@ -105,7 +105,7 @@ public:
             any = true;
             if (c == '\n')
                 break;
-            if (line->size() <= longestLine)
+            if (line->size() <= maxLine)
                 *line += static_cast<char>(c);
         }
         if (line->ends_with('\r'))
@@ -113,7 +113,7 @@ public:
         return any;
     }
 
-    static constexpr size_t longestLine = 65536;
+    static constexpr size_t maxLine = 65536;
 
 private:
     int get() {
@@ -146,7 +146,7 @@ public:
     explicit LineParser(std::span<SumAlgorithm const> known) : algorithms(known) {}
 
     std::optional<SumLine> parse(std::string_view line) {
-        if (line.size() > LineReader::longestLine || line.find('\0') != std::string_view::npos)
+        if (line.size() > LineReader::maxLine || line.find('\0') != std::string_view::npos)
             return std::nullopt;
         line = skipBlanks(line);
         bool const escaped = line.starts_with('\\');

@@ -60,8 +60,8 @@ std::unique_ptr<PublicKey> readSubjectKey(std::string const& path, int* status) 
         *status = wrongUsage(path + " is a request, whose signature counts: give it without --public-key");
         return nullptr;
     }
-    auto key = openPublicKey(*text).key;
-    if (!key)
-        badInput(path + ": no public key that is known");
-    return key;
+    OpenedPublicKey opened = openPublicKey({.label = {}, .body = {}, .whole = *text});
+    if (!opened.key)
+        badInput(path + ": " + opened.complaint);
+    return std::move(opened.key);
 }

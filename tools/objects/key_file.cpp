@@ -16,7 +16,6 @@ constexpr KeyFileOptions everyForm{.traditionalDer = true, .fromCertificates = t
 std::string adviceFor(Refusal const& refusal, std::string_view text) {
     switch (findInputKind(text)) {
     case InputKind::opensshPrivateKey:
-        return sshForm(text);
     case InputKind::opensshPublicKey:
         return sshForm(text);
     case InputKind::utf16:
@@ -35,8 +34,7 @@ std::string adviceFor(Refusal const& refusal, std::string_view text) {
     case RefusalId::unsupportedPrf:
     case RefusalId::unsupportedCipher:
         return "\"openssl pkcs8 -topk8 -v2 aes-256-cbc -v2prf hmacWithSHA256\" encrypts a copy of it in a "
-               "way that "
-               "can be read";
+               "way that can be read";
     case RefusalId::pemWithoutEnd:
         return "a part of the file may be missing";
     default:
@@ -67,22 +65,28 @@ std::optional<PemBlock> findBlock(std::string_view text, Wanted wanted) {
 std::string whyNothingFound(std::string const& path, std::string_view text, char const* wanted) {
     if (std::string const form = sshForm(text); !form.empty())
         return path + ": " + form;
-    return path + ": holds no " + wanted + " that can be read, only " + listLabels(text);
+    return path + ": holds no " + wanted + " that can be read, only " + listPemLabels(text);
+}
+
+/// Makes the place of a refusal, which is one in the text of `block`, one in the input around it.
+void placeWithin(PemBlock const& block, Refusal& refusal) {
+    refusal.block = block.number;
+    if (refusal.line != 0 && block.line != 0)
+        refusal.line += block.line - 1;
 }
 
 /// The private key of a block or DER of the file `path`.
-std::unique_ptr<PrivateKey> openAsking(std::string_view text, std::string const& path,
+std::unique_ptr<PrivateKey> openAsking(PemBlock const& block, std::string const& path,
                                        PasswordSource const& source, int* status) {
     std::string const name = path == "-" ? "the key on standard input" : path;
-    auto const encryption = findEncryption(text);
-    OpenedKey opened;
-    if (!encryption || encryption->problem || !source.isGiven())
-        opened = openPrivateKey(text, ""); // Nobody is asked for the password of what cannot be opened.
-    if (encryption && !encryption->problem && !opened.key && opened.status != exitBadInput) {
+    std::string const none;
+    // Nobody is asked for the password of what cannot be opened, or opens with an empty one.
+    OpenedKey opened = openPrivateKey(block, source.isGiven() ? nullptr : &none);
+    if (opened.status == exitNo) {
         auto const password = readPassword(source, AskFor::existing, name, status);
         if (!password)
             return nullptr;
-        opened = openPrivateKey(text, password->text);
+        opened = openPrivateKey(block, &password->text);
     }
     if (!opened.key)
         *status = opened.status == exitNo ? answerNo(path + ": " + opened.complaint)
@@ -113,48 +117,29 @@ std::optional<KeyEncryption> findEncryption(std::string_view text) {
     return findKeyEncryption(text, &found) ? std::optional(std::move(found)) : std::nullopt;
 }
 
-KeyEncryption describePkcs12Encryption(AlgorithmIdentifier const& algorithm) {
-    KeyEncryption found = describeEncryption(algorithm);
-    PBEParams params;
-    if (found.problem.id == RefusalId::unknownEncryption && found.scheme == "PBE-SHA1-3DES") {
-        found.problem = {};
-        if (parse(params, algorithm.params)) {
-            found.cipher = "DES-EDE3-CBC";
-            found.keyDerivation = "PKCS#12 with SHA1";
-            found.iterations = params.iterations;
-        } else {
-            found.problem.id = RefusalId::malformedEncryptionParameters;
-        }
-    }
-    return found;
-}
-
-OpenedKey openPrivateKey(std::string_view text, std::string const& password) {
+OpenedKey openPrivateKey(PemBlock const& block, std::string const* password) {
+    std::string_view const text = block.whole;
     Refusal refusal;
-    auto key = readPrivateKey(text, password, &refusal, everyForm);
+    auto key = password ? readPrivateKey(text, *password, &refusal, everyForm)
+                        : readPrivateKey(text, &refusal, everyForm);
     if (key)
         return {std::move(key), exitDone, ""};
+    placeWithin(block, refusal);
     if (refusal.id == RefusalId::wrongPassword)
         return {nullptr, exitNo, "the password is wrong"};
+    if (refusal.id == RefusalId::passwordRequired)
+        return {nullptr, exitNo, refusal.str()};
     auto const encryption = findEncryption(text);
     char const* const opens = encryption && !encryption->problem ? "opens with this password, but: " : "";
     return {nullptr, exitBadInput, opens + complaintOf(refusal, text)};
 }
 
-OpenedPublicKey openPublicKey(std::string_view text) {
+OpenedPublicKey openPublicKey(PemBlock const& block) {
     Refusal refusal;
-    if (auto key = readPublicKey(text, &refusal, everyForm))
+    if (auto key = readPublicKey(block.whole, &refusal, everyForm))
         return {std::move(key), ""};
-    return {nullptr, complaintOf(refusal, text)};
-}
-
-std::string listLabels(std::string_view text) {
-    std::string list;
-    unsigned count = 0;
-    while (auto const block = takeBlock(text))
-        if (++count <= 3)
-            list += (list.empty() ? "\"" : ", \"") + std::string(block->label) + "\"";
-    return list + (count > 3 ? ", ..." : "");
+    placeWithin(block, refusal);
+    return {nullptr, complaintOf(refusal, block.whole)};
 }
 
 std::string sshForm(std::string_view text) {
@@ -177,7 +162,7 @@ std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSo
         return nullptr;
     auto const block = findBlock(textOf(*text), isPrivateKeyLabel);
     if (block && (!block->label.empty() || sshForm(textOf(*text)).empty()))
-        return openAsking(block->whole, path, password, status);
+        return openAsking(*block, path, password, status);
     *status = badInput(whyNothingFound(path, textOf(*text), "private key"));
     return nullptr;
 }
@@ -198,14 +183,14 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
         return nullptr;
     }
     if (!isPrivateKeyLabel(block->label) && !isPrivateKeyKind(findInputKind(block->whole))) {
-        OpenedPublicKey opened = openPublicKey(block->whole);
+        OpenedPublicKey opened = openPublicKey(*block);
         if (!opened.key) {
             std::string const where = block->label.empty() ? "" : "\"" + std::string(block->label) + "\": ";
             *status = badInput(path + ": " + where + opened.complaint);
         }
         return std::move(opened.key);
     }
-    auto const key = openAsking(block->whole, path, password, status);
+    auto const key = openAsking(*block, path, password, status);
     return key ? key->publicKey() : nullptr;
 }
 

@@ -20,21 +20,20 @@ std::optional<PemBlock> takeBlock(std::string_view& text);
 /// How the private key of a PEM block or DER is encrypted; nothing when it is not.
 std::optional<KeyEncryption> findEncryption(std::string_view text);
 
-/// How contents and keys of PKCS#12 are encrypted, where PBES2 and PBE-SHA1-3DES can be read.
-KeyEncryption describePkcs12Encryption(AlgorithmIdentifier const& algorithm);
-
 /// A private key, or why there is none.
 struct OpenedKey {
     std::unique_ptr<PrivateKey> key;
-    ExitStatus status = exitDone; ///< `exitNo` for a wrong password, `exitBadInput` for what is no key.
+    ExitStatus status =
+        exitDone; ///< `exitNo` for a wrong or missing password, `exitBadInput` for what is no key.
     std::string complaint;
 };
 
 /// What a person reads of a refusal of the key in `text`: the reason, and what to do about it.
 std::string complaintOf(Refusal const& refusal, std::string_view text);
 
-/// Reads the private key of a PEM block or DER, also the DER of the traditional forms.
-OpenedKey openPrivateKey(std::string_view text, std::string const& password);
+/// Reads the private key of a PEM block, or of the DER that stands in its place, also that of the traditional forms.
+/// A complaint has the number of the block, where it has one. The password is null where there is none.
+OpenedKey openPrivateKey(PemBlock const& block, std::string const* password);
 
 /// A public key, or why there is none.
 struct OpenedPublicKey {
@@ -42,11 +41,8 @@ struct OpenedPublicKey {
     std::string complaint;
 };
 
-/// Reads the public key of a PEM block or DER: of a certificate, a request or itself.
-OpenedPublicKey openPublicKey(std::string_view text);
-
-/// The labels of the PEM blocks that are there, for a complaint.
-std::string listLabels(std::string_view text);
+/// Reads the public key of a PEM block or DER on the same terms: of a certificate, a request or itself.
+OpenedPublicKey openPublicKey(PemBlock const& block);
 
 /// Of a key in a form that only OpenSSH reads, that it is one and how to convert it; empty for other text.
 std::string sshForm(std::string_view text);

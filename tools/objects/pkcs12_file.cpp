@@ -36,7 +36,7 @@ Pkcs12File readPkcs12Within(std::string_view text) {
     }
     if (!isPem)
         return readPkcs12(text);
-    return {nullptr, "holds no block \"" + std::string(pkcs12Label) + "\", only " + listLabels(text)};
+    return {nullptr, "holds no block \"" + std::string(pkcs12Label) + "\", only " + listPemLabels(text)};
 }
 
 Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Options const& options) {

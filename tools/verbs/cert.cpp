@@ -225,11 +225,11 @@ std::string listNames(std::vector<GeneralName> const& names) {
 /// Takes the names of the request that the options leave to it. What they say must be what a person reads.
 bool takeNames(X509Certificate& certificate, X509Req const& request, IssueOptions const& options) {
     if (options.subject.empty()) {
-        constexpr size_t longestSubject = 4096;
+        constexpr size_t maxSubject = 4096;
         asn1::blob const subject = request.subjectBytes();
-        if (subject.size() > longestSubject || !isPlainName(subject)) {
+        if (subject.size() > maxSubject || !isPlainName(subject)) {
             badInput(options.request + ": its subject " +
-                     (subject.size() > longestSubject ? "is too long" : "is not plain text") +
+                     (subject.size() > maxSubject ? "is too long" : "is not plain text") +
                      ": give another one with --subject");
             return false;
         }

@@ -37,11 +37,11 @@ using Bytes = std::vector<unsigned char>;
 size_t const tagLength = 16;
 
 /// GCM authenticates lengths as numbers of bits, in 32 bits.
-uint64_t const longestGcmText = (uint64_t(1) << 29) - 1;
+uint64_t const maxGcmText = (uint64_t(1) << 29) - 1;
 /// SIV takes less than 4 GiB at a time, V included.
-uint64_t const longestSivText = (uint64_t(1) << 32) - 1 - tagLength;
+uint64_t const maxSivText = (uint64_t(1) << 32) - 1 - tagLength;
 /// S2V takes 127 strings, the last of them the text (RFC 5297, section 7).
-size_t const mostSivStrings = 126;
+size_t const maxSivStrings = 126;
 /// The last 32 bits of a counter block count. After as many blocks the keystream would repeat.
 uint64_t const counterPeriod = uint64_t(1) << 32;
 
@@ -249,7 +249,7 @@ int authenticationFailed(Job const& job) {
 int runGcm(Job const& job, InputStream& input, OutputFile& output) {
     bool const encrypts = job.direction == Direction::encrypt;
     SecretBytes text;
-    if (!readWhole(job, input, longestGcmText + (encrypts ? 0 : tagLength), encrypts ? tagLength : 0, text))
+    if (!readWhole(job, input, maxGcmText + (encrypts ? 0 : tagLength), encrypts ? tagLength : 0, text))
         return exitBadInput;
     if (!encrypts && text.size() < tagLength)
         return job.complain("too short to hold a tag of 16 bytes");
@@ -273,7 +273,7 @@ int runSiv(Job const& job, InputStream& input, OutputFile& output) {
     bool const encrypts = job.direction == Direction::encrypt;
     // V stands before the text.
     SecretBytes whole(encrypts ? tagLength : 0);
-    if (!readWhole(job, input, longestSivText + (encrypts ? 0 : tagLength), 0, whole))
+    if (!readWhole(job, input, maxSivText + (encrypts ? 0 : tagLength), 0, whole))
         return exitBadInput;
     if (whole.size() < tagLength)
         return job.complain("too short to hold the 16 bytes of a synthetic IV");
@@ -307,8 +307,8 @@ std::optional<std::string> judge(Options const& options, CipherName const& ciphe
         return cipher.name + " authenticates nothing: --aad-file is for aes-gcm and aes-siv";
     if (isGcm && options.aadFiles.size() > 1)
         return cipher.name + " takes one --aad-file";
-    if (isSiv && options.aadFiles.size() + (iv.empty() ? 0 : 1) > mostSivStrings)
-        return "aes-siv takes " + std::to_string(mostSivStrings) +
+    if (isSiv && options.aadFiles.size() + (iv.empty() ? 0 : 1) > maxSivStrings)
+        return "aes-siv takes " + std::to_string(maxSivStrings) +
                " strings of associated data, the IV among them";
     auto const readers =
         (options.key.file == "-") + (options.file == "-") + std::ranges::count(options.aadFiles, "-");

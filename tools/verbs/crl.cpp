@@ -145,7 +145,7 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
 }
 
 /// The number of a list has 20 octets at most (RFC 5280, section 5.2.3), and a sign.
-constexpr unsigned mostNumberBits = 159;
+constexpr unsigned maxNumberBits = 159;
 
 /// The number of a list in decimal or behind 0x hexadecimal.
 std::optional<std::vector<unsigned char>> parseCrlNumber(std::string const& text) {
@@ -161,7 +161,7 @@ std::optional<std::vector<unsigned char>> parseCrlNumber(std::string const& text
         for (char const digit : text)
             number = number * bn64(10) + bn64(static_cast<std::uint64_t>(digit - '0'));
     }
-    if (number.bits() > mostNumberBits)
+    if (number.bits() > maxNumberBits)
         return std::nullopt;
     return number.bin(number.bits() / 8 + 1);
 }
@@ -186,7 +186,7 @@ int makeCrl(Options const& options) {
     }
     BigNum const next = BigNum(asn1::blob(crl.crlNumber)) + bn64(1);
     crl.crlNumber = next.bin(next.bits() / 8 + 1);
-    if (next.bits() > mostNumberBits)
+    if (next.bits() > maxNumberBits)
         return badInput(options.previous + ": no number comes after its own");
     if (!options.number.empty()) {
         auto const number = parseCrlNumber(options.number);

@@ -19,9 +19,9 @@ namespace {
 /// Trying a password then takes tens of milliseconds on a desktop machine.
 constexpr unsigned defaultIterations = 100000;
 /// RFC 8018, section 4.2.
-constexpr unsigned fewestIterations = 1000;
+constexpr unsigned minIterations = 1000;
 
-constexpr unsigned defaultRsaBits = 3072, fewestRsaBits = 2048, mostRsaBits = 8192;
+constexpr unsigned defaultRsaBits = 3072, minRsaBits = 2048, maxRsaBits = 8192;
 
 struct Options {
     std::string input = "-";
@@ -146,10 +146,10 @@ int writePrivateKey(OutputFile& output, PrivateKey const& key, Password const* p
 }
 
 bool areIterationsBad(std::optional<std::uint32_t> iterations) {
-    if (!iterations || (*iterations >= fewestIterations && *iterations <= pbes2MostIterations))
+    if (!iterations || (*iterations >= minIterations && *iterations <= pbes2MaxIterations))
         return false;
-    wrongUsage("--iterations takes a number from " + std::to_string(fewestIterations) + " to " +
-               std::to_string(pbes2MostIterations));
+    wrongUsage("--iterations takes a number from " + std::to_string(minIterations) + " to " +
+               std::to_string(pbes2MaxIterations));
     return true;
 }
 
@@ -168,7 +168,7 @@ int makeKey(NewOptions const& options) {
         return wrongUsage(wish->bits ? "the type says already how many bits: leave --bits out"
                                      : "--bits is for RSA keys");
     unsigned const bits = wish->bits.value_or(options.bits.value_or(defaultRsaBits));
-    if (wish->type == KeyType::RSA && (bits < fewestRsaBits || bits > mostRsaBits || bits % 2 != 0))
+    if (wish->type == KeyType::RSA && (bits < minRsaBits || bits > maxRsaBits || bits % 2 != 0))
         return wrongUsage("an RSA key has an even number of bits from 2048 to 8192");
     bool const encrypts = options.encrypt || options.password.isGiven();
     if (options.iterations && !encrypts)

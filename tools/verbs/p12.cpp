@@ -26,7 +26,7 @@ namespace {
 /// Trying a password then takes tens of milliseconds on a desktop machine.
 constexpr unsigned defaultIterations = 100000;
 /// RFC 8018, section 4.2.
-constexpr unsigned fewestIterations = 1000;
+constexpr unsigned minIterations = 1000;
 
 struct ExportOptions {
     std::string key;
@@ -183,8 +183,8 @@ bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
     pfx.setMacHash(hash->id);
 
     pfx.iterations = options.iterations.value_or(defaultIterations);
-    if (pfx.iterations < fewestIterations || pfx.iterations > pkcs12MaxIterations)
-        return wrong("--iterations takes a number from " + std::to_string(fewestIterations) + " to " +
+    if (pfx.iterations < minIterations || pfx.iterations > pkcs12MaxIterations)
+        return wrong("--iterations takes a number from " + std::to_string(minIterations) + " to " +
                      std::to_string(pkcs12MaxIterations));
     return true;
 }

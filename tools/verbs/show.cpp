@@ -76,7 +76,7 @@ Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, "CRL"); }
 Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, "certificate request"); }
 
 Found readPublicKeyAs(std::string_view text) {
-    OpenedPublicKey opened = openPublicKey(text);
+    OpenedPublicKey opened = openPublicKey({.label = {}, .body = {}, .whole = text});
     if (opened.key)
         return Object(std::move(opened.key));
     Found nothing;
@@ -89,8 +89,8 @@ Found readPrivateKeyAs(std::string_view text, Password const* password) {
     auto encryption = findEncryption(text);
     if (encryption && !password)
         return Object(PrivateKeyFound{nullptr, std::move(encryption)});
-    static std::string const none;
-    OpenedKey opened = openPrivateKey(text, password ? password->text : none); // Not a copy of it.
+    OpenedKey opened =
+        openPrivateKey({.label = {}, .body = {}, .whole = text}, password ? &password->text : nullptr);
     if (opened.key)
         return Object(PrivateKeyFound{std::move(opened.key), std::move(encryption)});
     Found nothing;
@@ -411,7 +411,7 @@ std::string revocationText(Description const& entry) {
 }
 
 /// In characters: what is longer goes on lines of its own.
-constexpr size_t longestList = 100;
+constexpr size_t maxListLength = 100;
 
 void printMembers(Description const& object, std::string const& indent);
 
@@ -436,7 +436,7 @@ void printValue(Description const& value, std::string const& indent) {
         size_t length = 0;
         for (auto const& item : value)
             length += scalarText(item).size();
-        bool const oneLine = value.size() == 1 || length <= longestList;
+        bool const oneLine = value.size() == 1 || length <= maxListLength;
         std::string const separator = oneLine ? ", " : "\n" + indent + "  ";
         out << (oneLine ? " " : separator.c_str());
         for (size_t i = 0; i < value.size(); ++i)

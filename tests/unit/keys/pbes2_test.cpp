@@ -186,7 +186,7 @@ TEST(Pbes2, DecryptsWholeBlocksAndOneAtLeast) {
 
 TEST(Pbes2, RefusesAPartialBlockBeforeTheWorkOfDerivingAKey) {
     PBES2Params p = paramsOf(schemes[3]);
-    p.iterations = pbes2MostIterations;
+    p.iterations = pbes2MaxIterations;
     AlgorithmIdentifier const slow = algorithm(p);
     for (int i = 0; i < 10'000; ++i) { // hours, if each derived a key
         Bytes out;
@@ -289,7 +289,7 @@ TEST(Pbes2, BoundsTheIterationCount) {
         EXPECT_TRUE(parse(p, parts.der()));
         EXPECT_EQ(p.iterations, count);
     }
-    for (unsigned count : {0u, pbes2MostIterations + 1, 0x80000000u, 0xFFFFFFFFu}) {
+    for (unsigned count : {0u, pbes2MaxIterations + 1, 0x80000000u, 0xFFFFFFFFu}) {
         PBES2Params p = paramsOf(schemes[3]);
         p.iterations = count;
         EXPECT_TRUE(pbes2_encrypt(counted(5), password, p).empty());
@@ -356,7 +356,7 @@ TEST(Pbes2, ParametersHaveExactlyTheirShape) {
 TEST(Pbes2, ParametersAreWrittenAsTheyAreRead) {
     EXPECT_EQ(test::toHex(encode(paramsOf(schemes[3]))), test::toHex(Parts().der()));
     PBES2Params p = paramsOf(schemes[0], {});
-    for (unsigned count : {1u, 127u, 128u, 200u, 2048u, 40'000u, 600'000u, pbes2MostIterations}) {
+    for (unsigned count : {1u, 127u, 128u, 200u, 2048u, 40'000u, 600'000u, pbes2MaxIterations}) {
         p.iterations = count;
         PBES2Params again;
         ASSERT_TRUE(parse(again, encode(p)));
