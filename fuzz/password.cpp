@@ -1,6 +1,7 @@
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
+#include "asn1/element.h"
 #include "asn1/oids.h"
 #include "encrypted_key.h"
 #include "targets.h"
