@@ -1,9 +1,10 @@
 /// Taking encrypted keys apart before they are decrypted: the input says how long that takes.
 #pragma once
 
+#include "sealkit/asn1.h"
 #include "sealkit/pbes2.h"
 
-#include "asn1/element.h"
+#include "asn1/tags.h"
 
 namespace fuzz {
 
@@ -15,15 +16,12 @@ struct EncryptedKey {
 
     /// False when nothing will be derived from a password.
     bool parse(asn1::blob der) {
-        asn1::blob content, identifier;
-        asn1::parser info(der);
-        if (!detail::take(info, detail::tag::sequence, &content))
+        asn1::parser fields(der);
+        if (!fields.enter(detail::tag::sequence) || fields.tag != detail::tag::sequence ||
+            !::parse(algorithm, fields.take()) || !::parse(params, algorithm.params))
             return false;
-        asn1::parser fields(content);
-        if (!detail::take(fields, detail::tag::sequence, &identifier) || !::parse(algorithm, identifier) ||
-            !::parse(params, algorithm.params))
-            return false;
-        detail::take(fields, detail::tag::octetString, &data);
+        if (fields.tag == detail::tag::octetString)
+            data = fields.take();
         return true;
     }
 };

@@ -45,10 +45,6 @@ SEALKIT_API std::string str(asn1::blob const& bytes);
 /// The name to display for a signature algorithm ("SHA256+RSA", "ED25519"), or `oidStr` of any other.
 SEALKIT_API std::string oid2name(asn1::blob oid);
 
-/// The name of a curve, or of an algorithm of keys, signatures, digests, key derivation or encryption, supported or not ("RSASSA-PSS",
-/// "Camellia-256-CBC"), or `oidStr` of any other object identifier.
-SEALKIT_API std::string getAlgorithmName(asn1::blob oid);
-
 /// The object identifier of MD5 and SHA-1 to SHA-512; empty for every other hash.
 SEALKIT_API asn1::blob getHashOid(HashID id);
 SEALKIT_API asn1::blob getHashOid(unsigned id);

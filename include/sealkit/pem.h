@@ -146,9 +146,16 @@ SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* ref
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal);
 
+/// What the loader of requests takes beyond its table.
+struct ReqFileOptions {
+    bool amongOthers =
+        false; ///< Ignores other labels, and takes "NEW CERTIFICATE REQUEST" (RFC 7468, section 7).
+};
+
 /// A certificate request. Null when the first block has another label.
 SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text);
-SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal);
+SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal,
+                                             ReqFileOptions options = {});
 SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Refusal* refusal);
 

@@ -233,13 +233,6 @@ private:
     std::optional<unsigned> maxPathLength;
 };
 
-/// The kinds of signed X.509 objects.
-enum class X509Kind { none, certificate, crl, request };
-
-/// Which kind of object `der` looks like by its first fields, so that whoever does not know it asks the reader of that
-/// kind why it refuses: certificates of version 1 and damaged objects have a kind, too.
-SEALKIT_API X509Kind getX509Kind(asn1::blob der);
-
 /// The key identifier that most authorities use (RFC 5280, section 4.2.1.2, method 1): the SHA-1 digest of the
 /// key's own DER. Empty when `subjectPublicKeyInfo` is malformed.
 SEALKIT_API std::vector<unsigned char> calcKeyId(asn1::blob subjectPublicKeyInfo);

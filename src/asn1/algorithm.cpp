@@ -48,16 +48,29 @@ std::vector<unsigned char> calcDigest(unsigned id, asn1::blob data) {
     return calcDigest(static_cast<HashID>(id), data);
 }
 
+bool detail::readAlgorithm(Reading& reading, asn1::blob content, asn1::blob* oid, asn1::blob* params) {
+    Level fields(reading, content);
+    if (!take(fields, tag::oid, oid, "algorithm"))
+        return false;
+    *params = atEnd(fields) ? asn1::blob() : fields.takeWhole();
+    return finish(fields);
+}
+
+bool detail::takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field) {
+    asn1::blob content;
+    if (!take(level, tag::sequence, &content, field))
+        return false;
+    Reading::Step const step(level.reading, field);
+    return readAlgorithm(level.reading, content, oid, params);
+}
+
 bool detail::readAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to) {
-    Level elements(reading, content);
-    if (elements.tag != tag::oid)
-        return refuseElement(elements, tag::oid, "algorithm");
-    asn1::blob const oid = elements.take();
-    // Without parameters this is the OID element again.
-    asn1::blob const params = elements.takeWhole();
-    to.oid.assign(oid.begin(), oid.end());
-    to.params.assign(params.begin(), params.end());
-    return finish(elements);
+    asn1::blob oid, params;
+    if (!readAlgorithm(reading, content, &oid, &params))
+        return false;
+    to.oid = copyOf(oid);
+    to.params = copyOf(params.empty() ? content : params);
+    return true;
 }
 
 bool parse(AlgorithmIdentifier& to, asn1::blob content) { return parse(to, content, nullptr); }

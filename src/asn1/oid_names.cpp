@@ -289,8 +289,6 @@ std::string oidName(asn1::blob oid) {
     return dotted;
 }
 
-std::string getAlgorithmName(asn1::blob oid) { return oidName(oid); }
-
 std::vector<unsigned char> parseOid(std::string_view text) { return parseOid(text, nullptr); }
 
 std::vector<unsigned char> parseOid(std::string_view text, Refusal* refusal) {

@@ -21,7 +21,14 @@ bool readTime(Level& level, TimePoint* to, char const* field = nullptr);
 /// `TimePoint::parse` of an element with nothing behind it.
 bool readTime(Reading& reading, asn1::blob element, TimePoint* to);
 
-/// `parse(AlgorithmIdentifier&, content)`.
+/// The content of an AlgorithmIdentifier: the content octets of its object identifier and the whole encoding of its
+/// parameters, which is empty where they are absent.
+bool readAlgorithm(Reading& reading, asn1::blob content, asn1::blob* oid, asn1::blob* params);
+
+/// The same for the AlgorithmIdentifier at `level`. `field` names it in refusals.
+bool takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field = nullptr);
+
+/// `parse(AlgorithmIdentifier&, content)`, where absent parameters are a copy of the object identifier's encoding.
 bool readAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to);
 
 } // namespace detail

@@ -1,4 +1,5 @@
 #include "sealkit/agreement.h"
+#include "sealkit/oid_names.h"
 
 #include "base/reading.h"
 
@@ -22,7 +23,7 @@ std::vector<unsigned char> checked(Reading& reading, std::vector<unsigned char> 
 
 std::vector<unsigned char> agreeKeys(PrivateKey const& own, PublicKey const& peer, Refusal* refusal) {
     Reading reading({}, refusal);
-    auto const nameOf = [](PublicKey const& key) { return getAlgorithmName(getKeyOid(key.keyType())); };
+    auto const nameOf = [](PublicKey const& key) { return oidName(getKeyOid(key.keyType())); };
     if (own.keyType() != peer.keyType())
         return refuse(reading, RefusalId::keysDiffer,
                       {{"own key", nameOf(own)}, {"other key", nameOf(peer)}});

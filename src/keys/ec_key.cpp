@@ -1,4 +1,5 @@
 #include "sealkit/keys.h"
+#include "sealkit/oid_names.h"
 
 #include "sealkit/asn1.h"
 #include "sealkit/der.h"
@@ -65,7 +66,7 @@ Curve readCurve(Reading& reading, asn1::blob algoParams) {
     } else if (Curve const curve = getCurveID(oid); curve != Curve{}) {
         return curve;
     } else if (reading.wantsReason()) {
-        reading.refuse(RefusalId::unknownCurve, oid, {{"curve", getAlgorithmName(oid)}});
+        reading.refuse(RefusalId::unknownCurve, oid, {{"curve", oidName(oid)}});
     }
     reading.note("[ERR] unknown ec id");
     return Curve{};

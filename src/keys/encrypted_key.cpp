@@ -1,9 +1,10 @@
+#include "sealkit/oid_names.h"
 #include "sealkit/pbes2.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/rng.h"
 
-#include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/read.h"
 #include "base/secret_bytes.h"
 #include "keys/read.h"
 
@@ -50,8 +51,7 @@ std::unique_ptr<PrivateKey> detail::readEncryptedPrivateKey(Reading& reading, as
         return nullptr;
     if (!(fields.scheme == oid::pbes2)) {
         if (reading.wantsReason())
-            reading.refuse(RefusalId::unknownEncryption, fields.scheme,
-                           {{"scheme", getAlgorithmName(fields.scheme)}});
+            reading.refuse(RefusalId::unknownEncryption, fields.scheme, {{"scheme", oidName(fields.scheme)}});
         reading.note("PKCS8: unsupported PBE: <" + oid2name(fields.scheme) + ">");
         return nullptr;
     }

@@ -1,12 +1,13 @@
 #include "sealkit/pbes2.h"
+#include "sealkit/oid_names.h"
 
 #include "sealkit/bignum.h"
 #include "sealkit/cipher.h"
 #include "sealkit/pbkdf2.h"
 #include "sealkit/wipe.h"
 
-#include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/read.h"
 #include "base/secret_bytes.h"
 #include "keys/content_cipher.h"
 #include "keys/read.h"
@@ -29,7 +30,7 @@ HashID findPrf(Reading& reading, asn1::blob prf) {
     if (prf == oid::hmacWithSha256)
         return HashID::SHA256;
     if (reading.wantsReason())
-        reading.refuse(RefusalId::unsupportedPrf, nullptr, {{"function", getAlgorithmName(prf)}});
+        reading.refuse(RefusalId::unsupportedPrf, nullptr, {{"function", oidName(prf)}});
     reading.note("unsupported PBES2 KDF: <" + oid2name(prf) + ">");
     return HashID::none;
 }
@@ -38,7 +39,7 @@ detail::ContentCipher const* findCipher(Reading& reading, asn1::blob oid) {
     detail::ContentCipher const* const cipher = detail::findContentCipher(oid);
     if (cipher == nullptr) {
         if (reading.wantsReason())
-            reading.refuse(RefusalId::unsupportedCipher, nullptr, {{"cipher", getAlgorithmName(oid)}});
+            reading.refuse(RefusalId::unsupportedCipher, nullptr, {{"cipher", oidName(oid)}});
         reading.note("PBES2: unimplemented cipher: <" + oid2name(oid) + ">");
     }
     return cipher;
@@ -61,7 +62,7 @@ std::unique_ptr<Cipher> makeCipher(detail::ContentCipher const& cipher, HashID p
 bool refuseKdf(Reading& reading, asn1::blob kdf) {
     if (!reading.wantsReason())
         return false;
-    return reading.refuse(RefusalId::unsupportedKdf, kdf, {{"function", getAlgorithmName(kdf)}});
+    return reading.refuse(RefusalId::unsupportedKdf, kdf, {{"function", oidName(kdf)}});
 }
 
 bool refuseCount(Reading& reading, unsigned char const* at, std::string found) {
@@ -194,7 +195,7 @@ bool readEncryptionScheme(Reading& reading, PBES2Params& to, asn1::blob content)
     // Parameters of another shape belong to a cipher that is not supported, which says more.
     if (scheme.tag != tag::octetString && detail::findContentCipher(cipher) == nullptr &&
         reading.wantsReason())
-        return reading.refuse(RefusalId::unsupportedCipher, cipher, {{"cipher", getAlgorithmName(cipher)}});
+        return reading.refuse(RefusalId::unsupportedCipher, cipher, {{"cipher", oidName(cipher)}});
     if (!detail::take(scheme, tag::octetString, &iv, "IV") || !detail::finish(scheme))
         return false;
     to.cipher = detail::copyOf(cipher);
@@ -223,9 +224,8 @@ void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const
     PBES2Params p;
     if (!read(reading, params, p))
         return;
-    to->cipher = getAlgorithmName(p.cipher);
-    to->keyDerivation =
-        "PBKDF2 with " + getAlgorithmName(p.prf.empty() ? asn1::blob(oid::hmacWithSha1) : p.prf);
+    to->cipher = oidName(p.cipher);
+    to->keyDerivation = "PBKDF2 with " + oidName(p.prf.empty() ? asn1::blob(oid::hmacWithSha1) : p.prf);
     to->iterations = p.iterations;
     if (data != nullptr) {
         checkPbes2(reading, p, *data);

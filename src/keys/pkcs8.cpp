@@ -1,9 +1,10 @@
 #include "sealkit/pkcs8.h"
+#include "sealkit/oid_names.h"
 
 #include "sealkit/asn1.h"
 #include "sealkit/der.h"
 
-#include "asn1/element.h"
+#include "asn1/read.h"
 #include "base/secret_bytes.h"
 #include "keys/named_curve.h"
 #include "keys/read.h"
@@ -39,7 +40,7 @@ std::unique_ptr<Key> readKey(Reading& reading, asn1::blob oid, asn1::blob params
             return readAs<Key, X25519>(reading, params, data);
         }
     if (reading.wantsReason())
-        reading.refuse(RefusalId::unknownKeyAlgorithm, oid, {{"algorithm", getAlgorithmName(oid)}});
+        reading.refuse(RefusalId::unknownKeyAlgorithm, oid, {{"algorithm", oidName(oid)}});
     return nullptr;
 }
 
@@ -121,19 +122,6 @@ bool parseFromDerEncoded(PublicKey& key, asn1::blob algoParams, asn1::blob keyDa
     Reading reading(keyData, refusal);
     return readIntoFirst<RsaPrivateKey, EcPrivateKey, Ed25519PrivateKey, X25519PrivateKey, RsaPublicKey,
                          EcPublicKey, Ed25519PublicKey, X25519PublicKey>(key, reading, algoParams, keyData);
-}
-
-bool detail::takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field) {
-    asn1::blob content;
-    if (!take(level, tag::sequence, &content, field))
-        return false;
-    Reading::Step const step(level.reading, field);
-    Level identifier(level.reading, content);
-    if (!take(identifier, tag::oid, oid))
-        return false;
-    if (!atEnd(identifier))
-        *params = identifier.takeWhole();
-    return finish(identifier);
 }
 
 std::unique_ptr<PublicKey> detail::readPublicKeyInfo(Reading& reading, asn1::blob der) {

@@ -14,8 +14,6 @@
 
 namespace detail {
 
-class Level;
-
 /// A key in its own DER, beside the parameters of its algorithm: `PublicKey::parseFromDerEncoded`.
 bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, RsaPublicKey& to);
 bool read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, RsaPrivateKey& to);
@@ -44,10 +42,6 @@ bool takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFields* fiel
 /// `RefusalId::passwordRequired`, unless no password decrypts it.
 std::unique_ptr<PrivateKey> readEncryptedPrivateKey(Reading& reading, asn1::blob der,
                                                     std::optional<std::string_view> password);
-
-/// Takes an AlgorithmIdentifier apart: the content octets of its object identifier and the whole encoding of its
-/// parameters, which is empty where they are absent.
-bool takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field);
 
 /// PBES2-params. What they ask for is not checked, except the key derivation function and its count.
 bool read(Reading& reading, asn1::blob params, PBES2Params& to);

@@ -3,6 +3,7 @@
 #include "sealkit/pem.h"
 
 #include "asn1/element.h"
+#include "asn1/header.h"
 #include "asn1/oids.h"
 
 #include <algorithm>
@@ -43,20 +44,45 @@ static_assert(names.size() == static_cast<size_t>(InputKind::unknown) + 1);
 
 bool beginsWithOid(asn1::blob content) { return asn1::parser(content).tag == tag::oid; }
 
-/// Of SIGNED{ToBeSigned} by the fields of what is signed (RFC 5280, sections 4.1 and 5.1; RFC 2986, section 4.1).
-InputKind kindOfSigned(asn1::blob tbs) {
-    asn1::parser fields(tbs);
+/// Goes down into the SEQUENCE that `bytes` begins with, as far as it is there: the object may be truncated.
+bool enterSequence(asn1::blob& bytes) {
+    unsigned elementTag = 0;
+    size_t length = 0;
+    if (bytes.empty())
+        return false;
+    detail::HeaderError const error = detail::takeHeader(bytes, &elementTag, &length);
+    if (error == detail::HeaderError::none)
+        bytes = asn1::blob(bytes.start, length);
+    return elementTag == tag::sequence &&
+           (error == detail::HeaderError::none || error == detail::HeaderError::truncated);
+}
+
+bool isTime(unsigned elementTag) { return elementTag == tag::utcTime || elementTag == tag::generalizedTime; }
+
+/// Of SIGNED{ToBeSigned} by the first fields of what is signed (RFC 5280, sections 4.1 and 5.1; RFC 2986, section
+/// 4.1): what comes behind them may be damaged or missing. `otherDer` of anything else.
+InputKind kindOfSigned(asn1::blob der) {
+    if (!enterSequence(der) || !enterSequence(der))
+        return InputKind::otherDer;
+    asn1::parser fields(der);
     if (fields.tag == tag::constructed(0))
         return InputKind::certificate;
-    detail::skipOptional(fields, tag::integer);
+    bool const hasNumber = fields.tag == tag::integer; // A version, or the serial number after version 1.
+    if (hasNumber)
+        fields.next();
+    // An algorithm and the issuer, or the subject and its key.
     for (int i = 0; i < 2; i++) {
         if (fields.tag != tag::sequence)
             return InputKind::otherDer;
         fields.next();
     }
-    if (fields.tag == tag::utcTime || fields.tag == tag::generalizedTime)
+    if (isTime(fields.tag))
         return InputKind::crl;
-    return fields.tag == tag::sequence ? InputKind::certificate : InputKind::request;
+    if (hasNumber && fields.tag == tag::constructed(0))
+        return InputKind::request;
+    asn1::parser const validity(fields.value());
+    return hasNumber && fields.tag == tag::sequence && isTime(validity.tag) ? InputKind::certificate
+                                                                            : InputKind::otherDer;
 }
 
 /// Whether it is a type of the messages of PKCS#7 and CMS: 1.2.840.113549.1.7 or 1.2.840.113549.1.9.16.1.
@@ -94,11 +120,6 @@ InputKind kindBehindSequence(asn1::blob first, asn1::parser fields) {
         if (fields.tag == tag::bitString)
             return InputKind::publicKey;
     }
-    if (fields.tag == tag::sequence && beginsWithOid(fields.value())) {
-        fields.next();
-        if (fields.tag == tag::bitString)
-            return kindOfSigned(first);
-    }
     // A refusal to make a time-stamp has no more than a status.
     if (asn1::parser(first).tag == tag::integer && detail::atEnd(fields))
         return InputKind::timeStampResponse;
@@ -106,6 +127,8 @@ InputKind kindBehindSequence(asn1::blob first, asn1::parser fields) {
 }
 
 InputKind kindOfDer(asn1::blob der) {
+    if (InputKind const kind = kindOfSigned(der); kind != InputKind::otherDer)
+        return kind;
     Reading reading;
     asn1::blob content;
     if (!detail::readOnly(reading, der, tag::sequence, &content))
@@ -147,16 +170,19 @@ InputKind findInputKind(std::string_view text) {
         return InputKind::empty;
     if (isUtf16(text))
         return InputKind::utf16;
+    asn1::blob const bytes = text;
+    // First, as text within an object may look like PEM.
+    if (InputKind const kind = kindOfDer(bytes); kind != InputKind::otherDer)
+        return kind;
     PemReader reader(text);
     PemBlock block;
     if (reader.next(&block))
         return block.label == "OPENSSH PRIVATE KEY" ? InputKind::opensshPrivateKey : InputKind::pem;
-    asn1::blob const bytes = text;
     constexpr unsigned char indefinite = 0x80;
     if (bytes[0] == tag::sequence && bytes.size() > 1 && bytes[1] == indefinite)
         return InputKind::ber;
     if (bytes[0] == tag::sequence && asn1::parser(bytes).tag == tag::sequence)
-        return kindOfDer(bytes);
+        return InputKind::otherDer;
     if (!reader.finish(nullptr))
         return InputKind::pem;
     for (std::string_view start : {"ssh-", "ecdsa-sha2-", "sk-ssh-", "sk-ecdsa-"})

@@ -1,4 +1,5 @@
 #include "sealkit/input_kind.h"
+#include "sealkit/oid_names.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
@@ -133,7 +134,16 @@ std::unique_ptr<X509Crl> readCrl(Reading& reading, std::string_view text) {
     return readFirst<X509Crl>(reading, text, "X509 CRL", InputKind::crl);
 }
 
-std::unique_ptr<X509Req> readReq(Reading& reading, std::string_view text) {
+bool isRequestLabel(std::string_view label) {
+    return label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST";
+}
+
+std::unique_ptr<X509Req> readReq(Reading& reading, std::string_view text, ReqFileOptions options = {}) {
+    PemReader reader(text);
+    PemBlock block;
+    while (options.amongOthers && reader.next(&block))
+        if (isRequestLabel(block.label))
+            return readBody(reading, block, InputKind::request, readDer<X509Req>);
     return readFirst<X509Req>(reading, text, "CERTIFICATE REQUEST", InputKind::request);
 }
 
@@ -202,8 +212,7 @@ std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, K
         return readBody(reading, block, InputKind::unknown, readBareKey<EcPublicKey>);
     if (options.fromCertificates && block.label == "CERTIFICATE")
         return readBody(reading, block, InputKind::certificate, readKeyOf<X509Certificate>);
-    if (options.fromCertificates &&
-        (block.label == "CERTIFICATE REQUEST" || block.label == "NEW CERTIFICATE REQUEST"))
+    if (options.fromCertificates && isRequestLabel(block.label))
         return readBody(reading, block, InputKind::request, readKeyOf<X509Req>);
     refuseLabel(reading, block, "PUBLIC KEY");
     return nullptr;
@@ -377,9 +386,9 @@ std::unique_ptr<X509Req> readReq(std::string_view text) {
     return readReq(reading, text);
 }
 
-std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal) {
+std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal, ReqFileOptions options) {
     Reading reading(text, refusal);
-    return readReq(reading, text);
+    return readReq(reading, text, options);
 }
 
 std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readReq(FileText(path)); }
@@ -473,7 +482,7 @@ bool findKeyEncryption(std::string_view text, KeyEncryption* to) {
     Reading::Block const within(reading, block.number, der);
     detail::EncryptedKeyFields fields;
     if (detail::takeEncryptedKey(reading, der, &fields)) {
-        found.scheme = getAlgorithmName(fields.scheme);
+        found.scheme = oidName(fields.scheme);
         if (fields.scheme == detail::oid::pbes2)
             detail::describePbes2(reading, fields.params, &fields.data, &found);
         else

@@ -1,3 +1,4 @@
+#include "sealkit/oid_names.h"
 #include "sealkit/pkcs7.h"
 
 #include "asn1/element.h"
@@ -331,7 +332,7 @@ bool decryptFor(Reading& reading, PKCS7KeyTransRecipientInfo const& recipient, P
         reading.note("ktri: key decrypt failed");
         return isRsaEncryption ? reading.refuse(RefusalId::noRsaKey, nullptr)
                                : reading.refuse(RefusalId::unsupportedKeyEncryption, nullptr,
-                                                {{"found", getAlgorithmName(keyAlgorithm)}});
+                                                {{"found", oidName(keyAlgorithm)}});
     }
     detail::SecretBytes contentKey, content;
     bool const hasKey = detail::decryptPkcs1(*rsa, recipient.encryptedKey, contentKey.value);
@@ -344,8 +345,7 @@ bool decryptFor(Reading& reading, PKCS7KeyTransRecipientInfo const& recipient, P
         if (hasKey)
             reading.note("EncryptedContentInfo: unimplemented algorithm: <" + oid2name(contentAlgorithm) +
                          ">");
-        return reading.refuse(RefusalId::unsupportedCipher, nullptr,
-                              {{"found", getAlgorithmName(contentAlgorithm)}});
+        return reading.refuse(RefusalId::unsupportedCipher, nullptr, {{"found", oidName(contentAlgorithm)}});
     }
     // Without a key, too: neither the answer nor how long it takes tells whether the block was good (RFC 3218,
     // section 2.3.2).

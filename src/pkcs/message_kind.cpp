@@ -1,4 +1,5 @@
 #include "sealkit/message.h"
+#include "sealkit/oid_names.h"
 
 #include "sealkit/asn1.h"
 #include "sealkit/oid.h"
@@ -134,7 +135,7 @@ bool detail::readDigestAlgorithm(Reading& reading, asn1::blob element, HashID* h
     Level fields(reading, content);
     if (!take(fields, tag::oid, &type, "algorithm"))
         return false;
-    Fact const algorithm{"algorithm", getAlgorithmName(type)};
+    Fact const algorithm{"algorithm", oidName(type)};
     if (getHashID(type) == HashID::none)
         return reading.refuse(RefusalId::unsupportedDigest, element, {algorithm});
     return reading.refuse(RefusalId::digestParameters, element,

@@ -1,4 +1,5 @@
 #include "sealkit/compare.h"
+#include "sealkit/oid_names.h"
 #include "sealkit/pbes2.h"
 
 #include "asn1/element.h"

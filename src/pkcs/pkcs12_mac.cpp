@@ -1,6 +1,7 @@
 #include "pkcs/pkcs12_mac.h"
 
 #include "sealkit/hmac.h"
+#include "sealkit/oid_names.h"
 
 #include "asn1/element.h"
 #include "base/secret_bytes.h"
@@ -92,7 +93,7 @@ bool PKCS12PFX::setMacHash(HashID hash) {
     return true;
 }
 
-std::string PKCS12PFX::macName() const { return getAlgorithmName(macAlgorithm.oid); }
+std::string PKCS12PFX::macName() const { return oidName(macAlgorithm.oid); }
 
 void PKCS12PFX::saveMAC(DerEncoder& to) const {
     if (mac.empty())

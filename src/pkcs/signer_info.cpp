@@ -1,5 +1,6 @@
 #include "sealkit/name.h"
 #include "sealkit/oid.h"
+#include "sealkit/oid_names.h"
 #include "sealkit/pkcs7.h"
 #include "sealkit/signature.h"
 
@@ -114,7 +115,7 @@ bool readSignatureAlgorithm(Reading& reading, asn1::blob content) {
         return false;
     return asn1::blob(algorithm.oid) == asn1::blob(oid::rsaEncryption) ||
            reading.refuse(RefusalId::unsupportedSignatureAlgorithm, content,
-                          {{"expected", "RSA (rsaEncryption)"}, {"found", getAlgorithmName(algorithm.oid)}});
+                          {{"expected", "RSA (rsaEncryption)"}, {"found", oidName(algorithm.oid)}});
 }
 
 void addAttribute(DerEncoder& to, asn1::blob type, unsigned valueTag, asn1::blob value) {

@@ -1,12 +1,13 @@
 #include "sealkit/mlkem_keys.h"
+#include "sealkit/oid_names.h"
 
 #include "sealkit/der.h"
 #include "sealkit/input_kind.h"
 #include "sealkit/oid.h"
 #include "sealkit/pem.h"
 
-#include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/read.h"
 #include "base/secret_bytes.h"
 #include "keys/read.h"
 #include "pem/read.h"
@@ -31,7 +32,7 @@ bool readAlgorithm(Level& level, char const* field) {
         return false;
     if (!(oid == detail::oid::mlkem768))
         return level.reading.refuse(RefusalId::unknownKeyAlgorithm, oid,
-                                    {{"expected", "ML-KEM-768"}, {"found", getAlgorithmName(oid)}});
+                                    {{"expected", "ML-KEM-768"}, {"found", oidName(oid)}});
     return params.empty() || level.reading.refuse(RefusalId::malformedKeyParameters, params);
 }
 

@@ -21,67 +21,50 @@ using Objects = std::vector<std::shared_ptr<T>>;
 constexpr std::string_view labelOf(X509Certificate const*) { return "CERTIFICATE"; }
 constexpr std::string_view labelOf(X509Crl const*) { return "X509 CRL"; }
 
+std::unique_ptr<X509Certificate> readFirst(std::string_view text, Refusal* refusal, X509Certificate const*) {
+    return readCertFromStr(text, refusal);
+}
+std::unique_ptr<X509Crl> readFirst(std::string_view text, Refusal* refusal, X509Crl const*) {
+    return readCrl(text, refusal);
+}
+
 void add(std::vector<Refusal>* refusals, Refusal refusal) {
     if (refusals != nullptr)
         refusals->push_back(std::move(refusal));
 }
 
-Refusal refusalOf(RefusalId id, std::vector<Fact> facts = {}) {
-    Refusal refusal;
-    refusal.id = id;
-    refusal.facts = std::move(facts);
-    return refusal;
-}
-
-template <typename T>
-bool append(asn1::blob der, size_t block, Objects<T>* to, std::vector<Refusal>* refusals) {
-    auto object = std::make_shared<T>();
-    Refusal refusal;
-    if (object->parse(der, &refusal)) {
-        to->push_back(std::move(object));
-        return true;
-    }
-    refusal.block = block;
-    add(refusals, std::move(refusal));
-    return false;
-}
-
 /// Every block of a PEM text with the label of `T`, or one object in DER.
 template <typename T>
 Objects<T> readAll(std::string_view text, std::vector<Refusal>* refusals) {
-    constexpr std::string_view wanted = labelOf(static_cast<T const*>(nullptr));
+    constexpr T const* kind = nullptr;
     Objects<T> objects;
-    std::string_view rest = text, label, body, firstOther;
-    size_t block = 0;
+    PemReader reader(text);
+    PemBlock block;
     bool isFound = false;
-    while (parsePem(rest, &label, &body)) {
-        ++block;
-        if (label != wanted) {
-            if (firstOther.empty())
-                firstOther = label;
+    while (reader.next(&block)) {
+        if (block.label != labelOf(kind))
+            continue;
+        isFound = true;
+        Refusal refusal;
+        if (auto object = readFirst(block.whole, &refusal, kind)) {
+            objects.push_back(std::move(object));
             continue;
         }
-        isFound = true;
-        std::vector<unsigned char> der;
-        if (pemDecode(body, &der)) {
-            append(asn1::blob(der), block, &objects, refusals);
-        } else {
-            Refusal refusal = refusalOf(RefusalId::pemMalformedBase64);
-            refusal.block = block;
-            add(refusals, std::move(refusal));
-        }
+        // It counts blocks and lines in what it was given.
+        refusal.block = block.number;
+        if (refusal.line != 0)
+            refusal.line += block.line - 1;
+        add(refusals, std::move(refusal));
     }
-    if (isFound)
-        return objects;
-    if (block > 0)
-        add(refusals, refusalOf(RefusalId::otherKind,
-                                {{"expected", std::string(wanted)}, {"found", std::string(firstOther)}}));
-    else if (text.empty())
-        add(refusals, refusalOf(RefusalId::emptyInput));
-    else if (text.front() != '0')
-        add(refusals, refusalOf(RefusalId::unknownForm));
-    else
-        append(asn1::blob(text), 0, &objects, refusals);
+    Refusal refusal;
+    if (isFound) {
+        if (!reader.finish(&refusal))
+            add(refusals, std::move(refusal));
+    } else if (auto object = readFirst(text, &refusal, kind)) {
+        objects.push_back(std::move(object));
+    } else {
+        add(refusals, std::move(refusal));
+    }
     return objects;
 }
 

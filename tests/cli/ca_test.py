@@ -361,6 +361,8 @@ class IssueTest(AuthorityTest):
         make = [*self.issuing, "--profile", "client"]
         self.refused(2, "no certificate request", *make, "ca.pem")
         self.refused(2, "no certificate request", *make, self.write("empty", ""))
+        damaged = "-----BEGIN CERTIFICATE REQUEST-----\n****\n-----END CERTIFICATE REQUEST-----\n"
+        self.refused(2, "base64", *make, self.write("damaged", damaged))
         self.refused(2, "No such file", *make, "missing.csr")
         self.refused(3, "standard input", *make[:-2], "--profile", "client", "-", "--password-file", "-")
 

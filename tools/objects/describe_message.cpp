@@ -6,6 +6,7 @@
 
 #include "sealkit/name_text.h"
 #include "sealkit/oid.h"
+#include "sealkit/oid_names.h"
 
 #include <nlohmann/json.hpp>
 
@@ -26,7 +27,7 @@ Description describeStamp(TimeStampInfo const& info) {
         result["accuracy"] = accuracyText(info);
     result["policy"] = oidStr(info.policy);
     result["serialNumber"] = shortHexOf(info.serialNumber);
-    result["digestAlgorithm"] = getAlgorithmName(info.hashAlgorithm);
+    result["digestAlgorithm"] = oidName(info.hashAlgorithm);
     result["digest"] = shortHexOf(info.hashedMessage);
     if (!info.nonce.empty())
         result["nonce"] = shortHexOf(info.nonce);
@@ -94,13 +95,13 @@ Description describe(PKCS7EnvelopedData const& message) {
         } else {
             entry["subjectKeyIdentifier"] = shortHexOf(recipient.subjectKeyId);
         }
-        entry["keyEncryption"] = getAlgorithmName(recipient.keyEncryptionAlgorithm.oid);
+        entry["keyEncryption"] = oidName(recipient.keyEncryptionAlgorithm.oid);
         recipients.push_back(std::move(entry));
     }
     Description result{{"object", "enveloped message"},
                        {"version", message.version},
                        {"contentType", getContentTypeName(content.contentType)},
-                       {"cipher", getAlgorithmName(content.contentEncryptionAlgorithm.oid)},
+                       {"cipher", oidName(content.contentEncryptionAlgorithm.oid)},
                        {"encryptedContent", sizeText(content.encryptedContent.size())},
                        {"recipients", recipients}};
     if (!message.originatorInfo.empty())

@@ -10,18 +10,7 @@
 
 namespace {
 
-/// The first request of a PEM text, or one in DER.
-bool parseRequest(std::string_view text, X509Req& request, Refusal* refusal) {
-    std::vector<unsigned char> der(text.begin(), text.end());
-    while (auto const block = takeBlock(text)) {
-        der.clear();
-        if (block->label == "CERTIFICATE REQUEST" || block->label == "NEW CERTIFICATE REQUEST") {
-            pemDecode(block->body, &der);
-            break;
-        }
-    }
-    return request.parse(asn1::blob(der), refusal);
-}
+constexpr ReqFileOptions requestOptions{.amongOthers = true};
 
 } // namespace
 
@@ -42,10 +31,9 @@ std::optional<X509Req> readRequest(std::string const& path) {
     auto const text = readInput(path);
     if (!text)
         return std::nullopt;
-    X509Req request;
     Refusal refusal;
-    if (parseRequest(*text, request, &refusal))
-        return request;
+    if (auto const request = readReq(*text, &refusal, requestOptions))
+        return *request;
     badInput(path + ": no certificate request: " + terminal::printable(refusal.str()));
     return std::nullopt;
 }
@@ -55,8 +43,7 @@ std::unique_ptr<PublicKey> readSubjectKey(std::string const& path, int* status) 
     auto const text = readInput(path);
     if (!text)
         return nullptr;
-    X509Req request;
-    if (parseRequest(*text, request, nullptr)) {
+    if (readReq(*text, nullptr, requestOptions)) {
         *status = wrongUsage(path + " is a request, whose signature counts: give it without --public-key");
         return nullptr;
     }

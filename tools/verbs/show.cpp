@@ -226,18 +226,14 @@ Found readDer(std::string_view der, Password const* password) {
         return readPkcs12As(der, password);
     if (MessageKind const kind = getMessageKind(der); kind != MessageKind::none)
         return readMessage(kind, der);
-    switch (getX509Kind(der)) {
-    case X509Kind::certificate:
-        return readCertificateAs(der);
-    case X509Kind::crl:
-        return readCrlAs(der);
-    case X509Kind::request:
-        return readRequestAs(der);
-    case X509Kind::none:
-        break;
-    }
     InputKind const kind = findInputKind(der);
     switch (kind) {
+    case InputKind::certificate:
+        return readCertificateAs(der);
+    case InputKind::crl:
+        return readCrlAs(der);
+    case InputKind::request:
+        return readRequestAs(der);
     case InputKind::publicKey:
     case InputKind::rsaPublicKey:
         return readPublicKeyAs(der);

@@ -145,7 +145,7 @@ bool readData(CheckOptions const& options, TimeStampInfo const& info, TimeStampE
     expected->hash = info.hash();
     auto const hash = createHash(expected->hash);
     if (!hash) {
-        badInput(options.reply + ": its digest algorithm " + getAlgorithmName(info.hashAlgorithm) +
+        badInput(options.reply + ": its digest algorithm " + oidName(info.hashAlgorithm) +
                  " is not supported");
         return false;
     }
@@ -159,7 +159,7 @@ bool readData(CheckOptions const& options, TimeStampInfo const& info, TimeStampE
 std::string stampLine(TimeStampInfo const& info) {
     return "time " + timeText(info) + (info.accuracy ? ", give or take " + accuracyText(info) : "") +
            ", policy " + oidStr(info.policy) + ", serial number " + shortHexOf(info.serialNumber) + ", " +
-           getAlgorithmName(info.hashAlgorithm);
+           oidName(info.hashAlgorithm);
 }
 
 void printJson(MessageReport const& report, TimeStampInfo const& info) {
@@ -168,7 +168,7 @@ void printJson(MessageReport const& report, TimeStampInfo const& info) {
     result["accuracy"] = accuracyText(info);
     result["policy"] = oidStr(info.policy);
     result["serialNumber"] = shortHexOf(info.serialNumber);
-    result["digestAlgorithm"] = getAlgorithmName(info.hashAlgorithm);
+    result["digestAlgorithm"] = oidName(info.hashAlgorithm);
     result["digest"] = shortHexOf(info.hashedMessage);
     addReport(report, result);
     terminal::out() << result.dump(2, ' ', true) << std::endl;

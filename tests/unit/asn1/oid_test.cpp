@@ -1,4 +1,5 @@
 #include "sealkit/oid.h"
+#include "sealkit/oid_names.h"
 
 #include "asn1/oids.h"
 #include "support/vectors.h"
@@ -75,7 +76,7 @@ std::string dotted(std::string_view digits) {
 TEST(AlgorithmName, NamesSupportedAndOtherAlgorithmsAndShowsTheRest) {
     auto const nameOf = [](std::string const& dotted) {
         Bytes const content = contentOf(dotted);
-        return getAlgorithmName(asn1::blob(content));
+        return oidName(asn1::blob(content));
     };
     EXPECT_EQ(nameOf("1.2.840.113549.1.1.1"), "RSA");
     EXPECT_EQ(nameOf("1.2.840.113549.1.1.10"), "RSASSA-PSS");
@@ -85,7 +86,7 @@ TEST(AlgorithmName, NamesSupportedAndOtherAlgorithmsAndShowsTheRest) {
     EXPECT_EQ(nameOf("2.16.840.1.101.3.4.2.4"), "SHA224");
     EXPECT_EQ(nameOf("1.2.392.200011.61.1.1.1.4"), "Camellia-256-CBC");
     EXPECT_EQ(nameOf("1.2.3.4"), "1.2.3.4");
-    EXPECT_EQ(getAlgorithmName({}), "()");
+    EXPECT_EQ(oidName({}), "()");
 }
 
 TEST(OidStr, ShowsDottedDecimal) {

@@ -5,6 +5,7 @@
 #include "sealkit/pkcs8.h"
 
 #include "unit/keys/support.h"
+#include "unit/x509/objects.h"
 
 #include <gtest/gtest.h>
 
@@ -347,6 +348,55 @@ TEST(InputKind, IsToldByTheShape) {
     EXPECT_EQ(findInputKind(std::string_view("\x30\x80\0\0", 4)), InputKind::ber);
     EXPECT_EQ(findInputKind(std::string_view("\x30\0", 2)), InputKind::otherDer);
     EXPECT_EQ(findInputKind(std::string_view("\x01\x02\x03", 3)), InputKind::unknown);
+}
+
+TEST(InputKind, OfSignedObjectsIsThatOfTheFirstFields) {
+    auto const kindOf = [](Bytes const& der) { return findInputKind(view(der)); };
+    test::CertificateParts certificate;
+    EXPECT_EQ(kindOf(certificate.der()), InputKind::certificate);
+    Bytes truncated = certificate.der();
+    truncated.pop_back();
+    EXPECT_EQ(kindOf(truncated), InputKind::certificate);
+    Bytes longer = certificate.der();
+    longer.push_back(0);
+    EXPECT_EQ(kindOf(longer), InputKind::certificate);
+    certificate.version.clear();
+    EXPECT_EQ(kindOf(certificate.der()), InputKind::certificate);
+    test::CrlParts crl;
+    EXPECT_EQ(kindOf(crl.der()), InputKind::crl);
+    crl.version.clear();
+    EXPECT_EQ(kindOf(crl.der()), InputKind::crl);
+    EXPECT_EQ(kindOf(test::ReqParts().der()), InputKind::request);
+    EXPECT_EQ(findInputKind({}), InputKind::empty);
+    EXPECT_EQ(findInputKind("0123456789"), InputKind::text);
+}
+
+TEST(InputKind, PemTextWithinACertificateIsNoPem) {
+    test::CertificateParts parts;
+    std::string const block = "\n-----BEGIN A-----\nMAA=\n-----END A-----\n";
+    parts.extensions = {
+        test::der::extension("1.2.3", test::der::octetString(Bytes(block.begin(), block.end())))};
+    EXPECT_EQ(findInputKind(view(parts.der())), InputKind::certificate);
+}
+
+TEST(ReadReq, AmongOthersIsFoundUnderEitherLabel) {
+    std::string const others = fileText("one");
+    std::string older = fileText("request");
+    for (size_t at = 0; (at = older.find("CERTIFICATE REQUEST", at)) != std::string::npos; at += 20)
+        older.insert(at, "NEW ");
+    constexpr ReqFileOptions amongOthers{.amongOthers = true};
+    Refusal refusal;
+    EXPECT_EQ(readReq(others + older, &refusal), nullptr);
+    EXPECT_EQ(refusal.id, RefusalId::pemOtherLabel);
+    EXPECT_NE(readReq(others + older, nullptr, amongOthers), nullptr);
+    EXPECT_NE(readReq(others + fileText("request"), nullptr, amongOthers), nullptr);
+    EXPECT_NE(readReq(derOf(older), nullptr, amongOthers), nullptr);
+    EXPECT_EQ(readReq(others, &refusal, amongOthers), nullptr);
+    EXPECT_EQ(refusal.id, RefusalId::pemOtherLabel);
+    older[older.find('\n') + 1] = '*';
+    EXPECT_EQ(readReq(older, &refusal, amongOthers), nullptr);
+    EXPECT_EQ(refusal.id, RefusalId::pemMalformedBase64);
+    EXPECT_EQ(refusal.line, 2U);
 }
 
 } // namespace

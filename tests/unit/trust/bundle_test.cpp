@@ -2,6 +2,7 @@
 
 #include "chains.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -56,6 +57,8 @@ TEST(ReadCertificates, EachBlockThatIsLeftOutIsNamed) {
     EXPECT_EQ(refusals[0].id, RefusalId::missingElement);
     EXPECT_EQ(refusals[1].block, 3 + whole);
     EXPECT_EQ(refusals[1].id, RefusalId::pemMalformedBase64);
+    std::string const before = otherBlock + brokenBlock + certificates;
+    EXPECT_EQ(refusals[1].line, 2U + static_cast<size_t>(std::ranges::count(before, '\n')));
     EXPECT_EQ(readCertificates(brokenBlock + certificates, nullptr).size(), whole);
     EXPECT_EQ(output.text(), "");
 }
@@ -63,9 +66,19 @@ TEST(ReadCertificates, EachBlockThatIsLeftOutIsNamed) {
 TEST(ReadCertificates, AnEmptyAForeignAndADamagedTextDiffer) {
     EXPECT_EQ(refusalOf(""), RefusalId::emptyInput);
     EXPECT_EQ(refusalOf("hello"), RefusalId::unknownForm);
-    EXPECT_EQ(refusalOf(otherBlock), RefusalId::otherKind);
+    EXPECT_EQ(refusalOf(otherBlock), RefusalId::pemOtherLabel);
+    EXPECT_EQ(refusalOf(std::string_view("\xFF\xFE-\0-\0", 6)), RefusalId::otherKind);
+    EXPECT_EQ(refusalOf("-----BEGIN CERTIFICATE-----\nMAA=\n"), RefusalId::pemWithoutEnd);
     EXPECT_EQ(refusalOf(std::string_view("0\x82\x10\x00", 4)), RefusalId::truncatedElement);
-    EXPECT_EQ(refusalOf(test::readStoryFile("revoked/crls.pem")), RefusalId::otherKind);
+    EXPECT_EQ(refusalOf(test::readStoryFile("revoked/crls.pem")), RefusalId::pemOtherLabel);
+}
+
+TEST(ReadCertificates, ABlockWithoutEndBehindOthersIsNamed) {
+    std::vector<Refusal> refusals;
+    EXPECT_FALSE(readCertificates(certificates + "-----BEGIN CERTIFICATE-----\nMAA=\n", &refusals).empty());
+    ASSERT_EQ(refusals.size(), 1U);
+    EXPECT_EQ(refusals[0].id, RefusalId::pemWithoutEnd);
+    EXPECT_EQ(refusals[0].line, 1U + static_cast<size_t>(std::ranges::count(certificates, '\n')));
 }
 
 TEST(ReadCrls, TakesTheBlocksOfCrls) {
@@ -74,7 +87,7 @@ TEST(ReadCrls, TakesTheBlocksOfCrls) {
     EXPECT_TRUE(refusals.empty());
     EXPECT_TRUE(readCrls(certificates, &refusals).empty());
     ASSERT_EQ(refusals.size(), 1U);
-    EXPECT_EQ(refusals[0].id, RefusalId::otherKind);
+    EXPECT_EQ(refusals[0].id, RefusalId::pemOtherLabel);
 }
 
 TEST(LoadCertificates, CopiesAreLeftOutAndCounted) {

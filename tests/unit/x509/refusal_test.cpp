@@ -249,23 +249,6 @@ TEST(PathLength, IsReadAndWritten) {
     EXPECT_EQ(Parsed<X509Certificate>(CertificateParts()).object.pathLength(), std::nullopt);
 }
 
-TEST(X509Kind, IsThatOfTheFirstFields) {
-    CertificateParts certificate;
-    EXPECT_EQ(getX509Kind(certificate.der()), X509Kind::certificate);
-    Bytes truncated = certificate.der();
-    truncated.pop_back();
-    EXPECT_EQ(getX509Kind(truncated), X509Kind::certificate);
-    certificate.version.clear();
-    EXPECT_EQ(getX509Kind(certificate.der()), X509Kind::certificate);
-    CrlParts crl;
-    EXPECT_EQ(getX509Kind(crl.der()), X509Kind::crl);
-    crl.version.clear();
-    EXPECT_EQ(getX509Kind(crl.der()), X509Kind::crl);
-    EXPECT_EQ(getX509Kind(ReqParts().der()), X509Kind::request);
-    EXPECT_EQ(getX509Kind(sequence(sequence(integer(1)))), X509Kind::none);
-    EXPECT_EQ(getX509Kind({}), X509Kind::none);
-}
-
 TEST(CrlReason, HasTheNumberingOfTheStandard) {
     EXPECT_EQ(crlReasonName(0), "unspecified");
     EXPECT_EQ(crlReasonName(7), "");
