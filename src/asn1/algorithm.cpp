@@ -66,11 +66,13 @@ bool detail::takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, ch
 
 bool detail::readAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to) {
     asn1::blob oid, params;
-    if (!readAlgorithm(reading, content, &oid, &params))
+    bool const isGood = readAlgorithm(reading, content, &oid, &params);
+    if (oid.start == nullptr)
         return false;
     to.oid = copyOf(oid);
+    // Without parameters this is the OID element again.
     to.params = copyOf(params.empty() ? content : params);
-    return true;
+    return isGood;
 }
 
 bool parse(AlgorithmIdentifier& to, asn1::blob content) { return parse(to, content, nullptr); }

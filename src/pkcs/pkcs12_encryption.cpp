@@ -1,5 +1,6 @@
 #include "pkcs/pkcs12_encryption.h"
 
+#include "sealkit/oid_names.h"
 #include "sealkit/pbes2.h"
 
 #include "asn1/oids.h"
@@ -13,7 +14,7 @@ using detail::Reading;
 bool detail::refuseScheme(Reading& reading, asn1::blob scheme) {
     if (!reading.wantsReason())
         return false;
-    return reading.refuse(RefusalId::unknownEncryption, nullptr, {{"scheme", getAlgorithmName(scheme)}});
+    return reading.refuse(RefusalId::unknownEncryption, nullptr, {{"scheme", oidName(scheme)}});
 }
 
 unsigned detail::iterationsOf(AlgorithmIdentifier const& algorithm) {
@@ -35,7 +36,7 @@ bool detail::checkEncryption(Reading& reading, AlgorithmIdentifier const& algori
 KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm) {
     KeyEncryption found;
     asn1::blob const scheme = algorithm.oid;
-    found.scheme = getAlgorithmName(scheme);
+    found.scheme = oidName(scheme);
     Reading reading(algorithm.params, &found.problem);
     PBEParams params;
     if (scheme == oid::pbes2) {
@@ -43,7 +44,7 @@ KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm) {
     } else if (!(scheme == oid::pbeWithSha1And3KeyTripleDes)) {
         detail::refuseScheme(reading, scheme);
     } else if (detail::read(reading, algorithm.params, params)) {
-        found.cipher = getAlgorithmName(oid::desEde3Cbc);
+        found.cipher = oidName(oid::desEde3Cbc);
         found.keyDerivation = "PKCS#12 with SHA1";
         found.iterations = params.iterations;
     }
