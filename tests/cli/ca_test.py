@@ -330,7 +330,7 @@ class IssueTest(AuthorityTest):
         self.refused(3, "give a request, or", *make, "--public-key", "host.pub", "host.csr")
         self.refused(3, "--accept-names is for requests", *make, "--public-key", "host.pub", "--accept-names", "--subject", "/CN=a")
         self.refused(2, "an X25519 key signs nothing", *self.issuing, "--profile", "ca", "--public-key", "x.pub", "--subject", "/CN=a")
-        self.refused(2, "no public key", *make, "--public-key", self.write("text", "x"), "--subject", "/CN=a")
+        self.refused(2, "expected: public key", *make, "--public-key", self.write("text", "x"), "--subject", "/CN=a")
         # A request is no way around its own signature.
         self.refused(3, "is a request", *make, "--public-key", "host.csr", "--subject", "/CN=a")
         spoiled = self.request(common_name("a"), spoil=True)

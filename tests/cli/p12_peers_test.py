@@ -51,7 +51,7 @@ class OpensslTest(PeerTest):
     def test_the_default_of_old_versions_is_refused_by_name(self):
         self.make("-legacy")
         result = self.expect(2, "p12", "import", "--password-file", "password", "made.p12")
-        self.assertRegex(result.err, r"content 1, byte \d+: The encryption scheme is not supported\. \(encryption: PBE-SHA1-RC2-40\)\n")
+        self.assertRegex(result.err, r"content 1, byte \d+: The encryption scheme is not supported\. \(scheme: PBE-SHA1-RC2-40\)\n")
         self.assertEqual(blocks(result.out), [("PRIVATE KEY", self.keys["leaf"])])
 
     def test_chains_names_and_kinds_of_keys(self):
@@ -91,7 +91,7 @@ class CerttoolTest(PeerTest):
                 self.make("--password", PASSWORD, *(["--pkcs-cipher", cipher] if cipher else []))
                 self.assertTrue(self.at("made.p12").read_text().startswith("-----BEGIN PKCS12-----\n"))
                 if reason:
-                    self.assertIn(f"The encryption scheme is not supported. (encryption: {reason})",
+                    self.assertIn(f"The encryption scheme is not supported. (scheme: {reason})",
                                   self.expect(2, "p12", "import", "--password-file", "password", "made.p12").err)
                 else:
                     self.assertHolds("made.p12", "leaf")

@@ -195,7 +195,7 @@ class ExportTest(P12Test):
     def test_what_cannot_be_exported(self):
         self.write("bad.pem", (self.dir / "leaf.pem").read_bytes() + b"-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n")
         for arguments, words in ((["-k", "leaf.pem"], "no private key"), (["--certificate", "leaf.key"], "no certificate"),
-                                 (["--certificate", "bad.pem"], "bad.pem: block 2, byte 0: "), (["-k", "missing"], "No such file"),
+                                 (["--certificate", "bad.pem"], "bad.pem: block 2: "), (["-k", "missing"], "No such file"),
                                  (["--certificate", "leaf.pem", "--chain", "bad.pem"], "block 2")):
             result = self.expect(2, "p12", "export", *arguments, "--password-file", "password", "-o", "none.p12")
             self.assertIn(words, result.err)
@@ -397,7 +397,7 @@ class ImportTest(P12Test):
         keys = ["-inkey", self.dir / "leaf.key", "-in", self.dir / "leaf.pem"]
         key, certificate = ("PRIVATE KEY", self.keys["leaf"]), ("CERTIFICATE", self.ders["leaf"])
         mac, cipher, scheme = ("The MAC algorithm of the file is not supported. (MAC: ", "The cipher is not supported. (cipher: ",
-                               "The encryption scheme is not supported. (encryption: ")
+                               "The encryption scheme is not supported. (scheme: ")
         for options, reason, rest in some(((["-legacy"], f"{scheme}PBE-SHA1-RC2-40)", [key]),
                                            (["-certpbe", "camellia-256-cbc"], f"{cipher}Camellia-256-CBC)", [key]),
                                            (["-keypbe", "camellia-256-cbc"], f"{cipher}Camellia-256-CBC)", [certificate]),
@@ -529,7 +529,7 @@ class HostileTest(P12Test):
         der = (self.dir / "leaf.p12").read_bytes()
         other = "byte 0: The input holds an object of another kind than was asked for. (expected: a PKCS#12 file)"
         for content, words in ((b"", "The input is empty."), (b"hello", other), (b"\x30\x80", other), (self.ders["leaf"], other),
-                               (self.keys["leaf"], other), ((self.dir / "leaf.pem").read_bytes(), 'only "CERTIFICATE"'),
+                               (self.keys["leaf"], other), ((self.dir / "leaf.pem").read_bytes(), 'only CERTIFICATE'),
                                (pfx(element(0x30), version=2), "The PKCS#12 file is not of version 3. (expected: 3; found: 2)"),
                                (der + b"\0", f"byte {len(der)}: Bytes follow the end of the object."),
                                (der[:-1], "byte 0: An element is longer than the bytes that are left for it."),

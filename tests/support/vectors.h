@@ -106,10 +106,10 @@ struct ListedCase {
 
 /// Declares a test for each case of the files, which are named as below `tests/vectors/`. A file that
 /// cannot be read or has no case is one test, which fails.
-#define TEST_CASES(suite, name, ...)                                                                       \
-    static void suite##_##name(test::Case const&);                                                         \
-    [[maybe_unused]] static bool const suite##_##name##_isDeclared =                                       \
-        test::declareCases(#suite, #name, {__VA_ARGS__}, suite##_##name, __FILE__, __LINE__);              \
+#define TEST_CASES(suite, name, ...)                                                                         \
+    static void suite##_##name(test::Case const&);                                                           \
+    [[maybe_unused]] static bool const suite##_##name##_isDeclared =                                         \
+        test::declareCases(#suite, #name, {__VA_ARGS__}, suite##_##name, __FILE__, __LINE__);                \
     static void suite##_##name
 
 /// What `TEST_CASES` stands for.

@@ -70,14 +70,10 @@ void expectDecapsulation(test::Case const& c, char const* keyField) {
 }
 
 TEST_CASES(WycheproofMlkem, SecretsAreDecapsulatedAsPublished, "wycheproof/mlkem_768.txt")
-(test::Case const& c) {
-    expectDecapsulation(c, "seed");
-}
+(test::Case const& c) { expectDecapsulation(c, "seed"); }
 
 TEST_CASES(WycheproofMlkem, StoredKeysAreCheckedAndDecapsulateAsPublished,
            "wycheproof/mlkem_768_semi_expanded_decaps.txt")
-(test::Case const& c) {
-    expectDecapsulation(c, "dk");
-}
+(test::Case const& c) { expectDecapsulation(c, "dk"); }
 
 } // namespace
