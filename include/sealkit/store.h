@@ -115,4 +115,8 @@ public:
     /// use, and the CRLs of both. With `all`, every trusted entry and the built-in folder, and no
     /// CRLs. What is missing or cannot be read is ignored. Always true.
     bool loadFromCerm(unsigned usage, bool all);
+
+    /// The same, but writes nothing to any stream and appends to `*refusals`, unless that is null, each entry and file that
+    /// is left out because it cannot be read.
+    bool loadFromCerm(unsigned usage, bool all, std::vector<LoadRefusal>* refusals);
 };

@@ -21,6 +21,7 @@
 #include "kp/store.h"
 #include "sealkit/pem.h"
 #include "sealkit/store.h"
+#include "trust/load.h"
 
 #include <algorithm>
 #include <string>
@@ -103,10 +104,48 @@ asn1::blob certificateOf(kp::message const& entry) {
     return entry.getRaw(field::issuedCertificate);
 }
 
-void appendCrl(CertificateMemoryStore& store, std::string const& path) {
-    if (auto crl = readCrl(kp::readFile(kp::rootPath(path), -1, 0)))
-        store.crls.push_back(std::move(crl));
-}
+/// Fills a store from the certificate manager, with diagnostics or with reasons.
+class CermLoader {
+public:
+    CermLoader(CertificateMemoryStore& store, detail::Diagnostics said, std::vector<LoadRefusal>* left)
+        : to(store), diagnostics(said), refusals(left) {}
+
+    void load(unsigned usage, bool all);
+
+private:
+    bool isSilent() const { return diagnostics == detail::Diagnostics::silent; }
+
+    void leaveOut(std::string path, Refusal refusal) const {
+        if (refusals != nullptr)
+            refusals->push_back({std::move(path), std::move(refusal)});
+    }
+
+    bool appendCertificate(int32_t id, asn1::blob der) const {
+        auto certificate = std::make_shared<X509Certificate>();
+        Refusal refusal;
+        bool const isGood = isSilent() ? certificate->parse(der, &refusal)
+                                       : certificate->parse(der.data(), static_cast<unsigned>(der.size()));
+        if (isGood)
+            to.certs.push_back(std::move(certificate));
+        else
+            leaveOut("entry " + std::to_string(id) + " of the certificate manager", std::move(refusal));
+        return isGood;
+    }
+
+    /// A CRL that was not fetched yet has no file, or an empty one.
+    void appendCrl(std::string const& path) const {
+        std::string const content = kp::readFile(kp::rootPath(path), -1, 0);
+        Refusal refusal;
+        if (auto crl = isSilent() ? readCrl(content, &refusal) : readCrl(content))
+            to.crls.push_back(std::move(crl));
+        else if (!content.empty())
+            leaveOut(kp::rootPath(path), std::move(refusal));
+    }
+
+    CertificateMemoryStore& to;
+    detail::Diagnostics diagnostics;
+    std::vector<LoadRefusal>* refusals;
+};
 
 } // namespace
 
@@ -135,36 +174,41 @@ kp::message makeCermRecord(CermEntry const& entry) {
     return record;
 }
 
-bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all) {
+void CermLoader::load(unsigned usage, bool all) {
     kp::Store const cerm(cermStoreName);
     kp::message const settings = kp::Store("cert/settings").get(0);
 
     if (all || ((builtInTrust(settings, cerm) | alwaysTrusted) & usage) != 0)
-        loadFromDir(kp::rootPath("/kelp/etc/ca/"), false);
+        detail::loadFolder(to, kp::rootPath("/kelp/etc/ca/"), false, nullptr, diagnostics, refusals);
 
     std::vector<int32_t> fetchedCrls;
     for (int32_t id : kp::Allocator(cerm)) {
         CermEntry const entry = readCermEntry(id, cerm.get(id));
         if (!entry.isTrusted || (!all && (entry.uses & usage) == 0))
             continue;
-        auto certificate = std::make_shared<X509Certificate>();
-        if (!certificate->parse(entry.certificate.data(), static_cast<unsigned>(entry.certificate.size())))
-            continue;
-        certs.push_back(std::move(certificate));
-        if (entry.fetchesCrl)
+        if (appendCertificate(id, entry.certificate) && entry.fetchesCrl)
             fetchedCrls.push_back(id);
     }
     if (all)
-        return true;
+        return;
 
     std::string const crlFolder = settings.getU32(3) != 0 ? "/ram/crl" : "/rw/cm/crl";
     kp::Store const crlStore("cert/crl");
     for (int32_t id : kp::Allocator(crlStore)) {
         auto const record = crlStore.find(id);
         if (record && (record->getU32(12, 0xffffffff) & usage) != 0)
-            appendCrl(*this, crlFolder + "/" + std::to_string(id));
+            appendCrl(crlFolder + "/" + std::to_string(id));
     }
     for (int32_t id : fetchedCrls)
-        appendCrl(*this, "/rw/cm/ca_crl/" + std::to_string(id) + ".crl");
+        appendCrl("/rw/cm/ca_crl/" + std::to_string(id) + ".crl");
+}
+
+bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all) {
+    CermLoader(*this, detail::Diagnostics::stated, nullptr).load(usage, all);
+    return true;
+}
+
+bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all, std::vector<LoadRefusal>* refusals) {
+    CermLoader(*this, detail::Diagnostics::silent, refusals).load(usage, all);
     return true;
 }

@@ -2,6 +2,7 @@
 
 #include "kp/file.h"
 #include "sealkit/pem.h"
+#include "trust/load.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -51,27 +52,38 @@ bool CertificateMemoryStore::loadFromDir(std::string_view dir, bool withCrls) {
 
 bool CertificateMemoryStore::loadFromDir(std::string_view dir, bool withCrls,
                                          std::vector<LoadedFile>* files) {
+    return detail::loadFolder(*this, dir, withCrls, files, detail::Diagnostics::stated, nullptr);
+}
+
+bool detail::loadFolder(CertificateMemoryStore& to, std::string_view dir, bool withCrls,
+                        std::vector<LoadedFile>* files, Diagnostics diagnostics,
+                        std::vector<LoadRefusal>* refusals) {
     std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(std::string(dir).c_str()), closedir);
     if (!folder) {
         // Writing to a stream may change errno.
         int const error = errno;
-        std::cout << "[ERR] opendir: " << strerror(error) << std::endl;
+        if (diagnostics == Diagnostics::stated)
+            std::cout << "[ERR] opendir: " << strerror(error) << std::endl;
         return false;
     }
+    bool const isSilent = diagnostics == Diagnostics::silent;
     while (dirent const* entry = readdir(folder.get())) {
         std::string const name = entry->d_name;
         std::string const path = std::string(dir) + "/" + name;
         std::string const content = kp::readFile(path, -1, 0);
         LoadedAs as = content.empty() ? LoadedAs::empty : LoadedAs::nothing;
-        if (auto certificate = readCertFromStr(content)) {
-            certs.push_back(std::move(certificate));
+        Refusal refusal;
+        if (auto certificate = isSilent ? readCertFromStr(content, &refusal) : readCertFromStr(content)) {
+            to.certs.push_back(std::move(certificate));
             as = LoadedAs::certificate;
-        } else if (auto crl = withCrls ? readCrl(content) : nullptr) {
-            crls.push_back(std::move(crl));
+        } else if (auto crl = !withCrls ? nullptr : isSilent ? readCrl(content, nullptr) : readCrl(content)) {
+            to.crls.push_back(std::move(crl));
             as = LoadedAs::crl;
         }
         if (files != nullptr && name != "." && name != "..")
             files->push_back({name, as == LoadedAs::empty && isFolder(path) ? LoadedAs::folder : as});
+        if (refusals != nullptr && as == LoadedAs::nothing)
+            refusals->push_back({path, std::move(refusal)});
     }
     return true;
 }

@@ -273,7 +273,7 @@ void makeUnread(test::Random& random, Cases& out, Unread const& form) {
 
 /// What goes wrong with a message that is well formed.
 enum class Harm { none, content, signature, certificates, root, time, signers };
-constexpr char const* refusals[] = {nullptr,
+constexpr char const* refusedFor[] = {nullptr,
                                     "it signed another content",
                                     "its signature does not verify",
                                     "its certificate is not at hand",
@@ -287,7 +287,7 @@ void addVerdict(Cases& out, Bytes const& message, Identity const& root, Harm har
     std::int64_t const now = harm == Harm::time ? tooLate : interop::whenValid;
     out.add("root", root.der()).add("now", static_cast<size_t>(now));
     if (harm != Harm::none)
-        out.add("refused", refusals[static_cast<size_t>(harm)]);
+        out.add("refused", refusedFor[static_cast<size_t>(harm)]);
     OwnedStore const store = interop::storeOf(root, now);
     OwnedBio const content = detached != nullptr ? reading(*detached) : nullptr;
     auto const cms = decoded<d2i_CMS_ContentInfo, CMS_ContentInfo_free>(message);
@@ -397,7 +397,7 @@ void interop::makeSigned(test::Random& random, Cases& out) {
     else if (number % 8 == 2)
         makeSignedCms(random, out);
     else if (number % 8 == 5)
-        makeSignedPkcs7(random, out, static_cast<Harm>(1 + number / 8 % (std::size(refusals) - 1)));
+        makeSignedPkcs7(random, out, static_cast<Harm>(1 + number / 8 % (std::size(refusedFor) - 1)));
     else
         makeSignedPkcs7(random, out, Harm::none);
 }

@@ -25,8 +25,11 @@ std::string defaultAuthorities() {
 }
 
 bool loadCertificates(TrustOptions const& options, CertificateMemoryStore* store, int* status) {
+    std::vector<LoadRefusal> leftOut;
     if (options.cermUsage)
-        store->loadFromCerm(*options.cermUsage, false);
+        store->loadFromCerm(*options.cermUsage, false, &leftOut);
+    for (auto const& [source, refusal] : leftOut)
+        badInput(source + ": " + refusal.str() + " It is left out.");
     std::vector<std::string> paths = options.authorities;
     if (paths.empty() && !options.cermUsage)
         paths.push_back(defaultAuthorities());

@@ -2,6 +2,7 @@
 #include "kp/cloud.h"
 #include "kp/store.h"
 #include "sealkit/cerm.h"
+#include "support/captured_output.h"
 #include "support/temporary_root.h"
 
 #include <filesystem>
@@ -572,6 +573,27 @@ TEST(CermEntryTest, TheIssuedCertificateCounts) {
     EXPECT_EQ(readCermEntry(1, record).certificate, std::vector<unsigned char>{2});
     record.setU32(135, 2);
     EXPECT_TRUE(readCermEntry(1, record).certificate.empty());
+}
+
+TEST_F(LoadFromCerm, TellsWhatIsLeftOutAndWritesNothing) {
+    kp::message damaged;
+    damaged.setBool(12, true);
+    damaged.setRaw(11, std::vector<unsigned char>{0x30, 0x05, 0x00});
+    putEntry(1, damaged);
+    putEntry(2, entry("Root"));
+    put("kelp/etc/ca/letter.txt", "Dear all,\n");
+    CertificateMemoryStore stated, silent;
+    ASSERT_TRUE(stated.loadFromCerm(allBits, false));
+    std::vector<LoadRefusal> refusals;
+    test::CapturedOutput const output;
+    ASSERT_TRUE(silent.loadFromCerm(allBits, false, &refusals));
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(silent.certs.size(), stated.certs.size());
+    ASSERT_EQ(refusals.size(), 2U);
+    EXPECT_TRUE(refusals[0].path.ends_with("/letter.txt")) << refusals[0].path;
+    EXPECT_TRUE(refusals[0].refusal);
+    EXPECT_EQ(refusals[1].path, "entry 1 of the certificate manager");
+    EXPECT_EQ(refusals[1].refusal.id, RefusalId::truncatedElement);
 }
 
 } // namespace
