@@ -274,12 +274,12 @@ void makeUnread(test::Random& random, Cases& out, Unread const& form) {
 /// What goes wrong with a message that is well formed.
 enum class Harm { none, content, signature, certificates, root, time, signers };
 constexpr char const* refusedFor[] = {nullptr,
-                                    "it signed another content",
-                                    "its signature does not verify",
-                                    "its certificate is not at hand",
-                                    "its certificate is not trusted: ",
-                                    "its certificate is not trusted: cert not valid",
-                                    "the message has no signers"};
+                                      "it signed another content",
+                                      "its signature does not verify",
+                                      "its certificate is not at hand",
+                                      "its certificate is not trusted: ",
+                                      "its certificate is not trusted: cert not valid",
+                                      "the message has no signers"};
 
 /// What libcrypto says to a message, which must be what the library is to say.
 void addVerdict(Cases& out, Bytes const& message, Identity const& root, Harm harm, Bytes const* detached) {
