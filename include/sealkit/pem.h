@@ -12,7 +12,7 @@
 ///
 /// Every loader takes the whole contents of a file: text with PEM blocks (RFC 7468), or one object in
 /// DER when the text has no block at all (`readOneAssimetricKey` takes text alone). Where other labels are not
-/// passed over, only the first block is looked at. A loader that fails returns null, or an empty chain. A file that
+/// ignored, only the first block is read. A loader that fails returns null, or an empty chain. A file that
 /// cannot be read is an empty one.
 ///
 /// Each loader has an overload with a `Refusal`. It tells apart a missing, an unreadable and an empty file, an object of

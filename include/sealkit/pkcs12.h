@@ -239,8 +239,8 @@ public:
     /// keys in them and elsewhere. They take their places in `certificates` and `keys`, which become what the
     /// file holds. Calling it again does no harm, and opens what `decryptEnveloped` has brought to light since.
     ///
-    /// False, and the object as it was, when the password is wrong or something cannot be opened. Standard output
-    /// says then:
+    /// Returns false and leaves the object unchanged if the password is wrong or something cannot be decrypted. Then
+    /// standard output says:
     ///
     /// - "PFX: MAC verification failed" when the MAC is another: the password is wrong, or the file was changed.
     ///   A file that does not say how many iterations its MAC has (`macIterations` is 0) and was written by
@@ -269,8 +269,8 @@ public:
 
     /// Opens the contents that are encrypted to `certificate`, with its RSA `key`, as `PKCS7EnvelopedData::decrypt`
     /// does and says. Contents to others stay encrypted. What they hold takes its place in `certificates` and
-    /// `keys`; keys under a password in them need `decrypt`. False, and the object as it was, when a content to
-    /// `certificate` cannot be opened, or there is none.
+    /// `keys`; keys under a password in them need `decrypt`. Returns false and leaves the object unchanged if
+    /// a content to `certificate` cannot be decrypted or is missing.
     bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key);
     bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key, Refusal* refusal) {
         return decryptEnveloped(certificate, key, {}, refusal);
@@ -307,8 +307,8 @@ public:
     /// them before is dropped, and so is a signature; a MAC that was there gives its hash, its count and a
     /// new salt.
     ///
-    /// False, and the object as it was, when something is not decrypted or unreadable, which would be lost; when a key's
-    /// members make no key; and when counts, cipher or MAC are none of those above. Another `scheme` is "PFX:
+    /// Returns false and leaves the object unchanged if something that is still encrypted or unreadable would be lost,
+    /// if a key's members are inconsistent, and if a count, the cipher or the MAC is unsupported. Another `scheme` is "PFX:
     /// encrypt supports only 3des" on standard output.
     bool encrypt(std::string_view password);
 
@@ -325,15 +325,15 @@ public:
     /// content. What protected them before is dropped. When `content`, a SafeContents, is not empty, it is
     /// that which becomes one more content, as above. A MAC or signature is dropped, as it would be wrong now:
     /// `sign` comes afterwards, and so does a MAC: `pfx.mac = pfx.computeMAC(password, {},
-    /// pfx.saveAuthenticatedSafe())`. False, and the object as it was, when something is not decrypted or
-    /// unreadable and would be lost, and as `PKCS7EnvelopedData::encrypt` is.
+    /// pfx.saveAuthenticatedSafe())`. Returns false and leaves the object unchanged if something
+    /// that is still encrypted or unreadable would be lost, and if `PKCS7EnvelopedData::encrypt` fails.
     bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, CipherID cipher);
     bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, unsigned cipher) {
         return encryptEnveloped(recipient, content, static_cast<CipherID>(cipher));
     }
 
-    /// Wraps the AuthenticatedSafe in a SignedData, as `PKCS7SignedData::create` makes it, in place of the MAC. False,
-    /// and the object as it was, when that is.
+    /// Wraps the AuthenticatedSafe in a SignedData, as `PKCS7SignedData::create` makes it, in place of the MAC.
+    /// Returns false and leaves the object unchanged if `create` fails.
     bool sign(X509Certificate const& certificate, PrivateKey const& key, HashID hash);
     bool sign(X509Certificate const& certificate, PrivateKey const& key, unsigned hash);
 

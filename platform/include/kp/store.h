@@ -72,7 +72,7 @@ public:
         bool added;
     };
 
-    /// The record with the lowest id that `isWanted`; where there is none, adds `record` as `add` does. No other process
+    /// The record with the lowest id that `isWanted`; if no record is, adds `record` as `add` does. No other process
     /// writes between the search and the addition. Returns nothing if the record could not be added.
     std::optional<Place> findOrAdd(message const& record, Predicate const& isWanted);
 
