@@ -15,8 +15,10 @@ std::vector<unsigned char> refuse(Reading& reading, RefusalId id, std::vector<Fa
 }
 
 /// What the agreement came to: empty for numbers that make no key.
-std::vector<unsigned char> checked(Reading& reading, std::vector<unsigned char> secret, RefusalId id) {
-    return secret.empty() ? refuse(reading, id) : secret;
+std::vector<unsigned char> checked(Reading& reading, std::vector<unsigned char>&& secret, RefusalId id) {
+    if (secret.empty())
+        return refuse(reading, id);
+    return std::move(secret); // A copy would be left unwiped.
 }
 
 } // namespace

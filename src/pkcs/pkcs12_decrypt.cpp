@@ -413,11 +413,14 @@ bool PKCS12PFX::decryptEnveloped(PKCS12Reading& file, X509Certificate const& cer
         reading.note("ktri: no key matches");
         return reading.refuse(RefusalId::notARecipient, nullptr);
     }
-    if (isNew)
+    if (isNew) {
         replaceContents(std::move(decrypted));
-    else if (failure)
-        file.refusal() = std::move(failure);
-    return isNew || !failure;
+        return true;
+    }
+    if (!failure)
+        return true;
+    file.refusal() = std::move(failure);
+    return false;
 }
 
 /// Takes the contents, some of which were decrypted just now, and lists what they all hold.

@@ -227,7 +227,7 @@ bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo, PKCS12C
     if (type == oid::data)
         return detail::readOnly(reading, value, tag::octetString, &octets) &&
                (detail::readSafeContents(file, octets, content) || detail::noteSafeContents(reading));
-    auto const keep = [&](PKCS12Content::Kind kind, auto& list, auto&& data) {
+    auto const keep = [&](PKCS12Content::Kind kind, auto& list, auto& data) {
         content.kind = kind;
         content.index = list.size();
         content.isDecrypted = false;
@@ -237,12 +237,12 @@ bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo, PKCS12C
     if (type == oid::encryptedData) {
         PKCS7EncryptedData data;
         return detail::read(reading, value, data) &&
-               keep(PKCS12Content::Kind::encrypted, encryptedData, std::move(data));
+               keep(PKCS12Content::Kind::encrypted, encryptedData, data);
     }
     if (type == oid::envelopedData) {
         PKCS7EnvelopedData data;
         return detail::readEnvelopedData(reading, value, data) &&
-               keep(PKCS12Content::Kind::enveloped, envelopedData, std::move(data));
+               keep(PKCS12Content::Kind::enveloped, envelopedData, data);
     }
     return refuseType(reading, type);
 }

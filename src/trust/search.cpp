@@ -279,6 +279,7 @@ std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
     std::erase_if(found, [](Member const* member) { return member->isInChain; });
 
     std::vector<std::pair<unsigned, Member*>> ranked;
+    ranked.reserve(found.size());
     for (Member* member : found)
         ranked.emplace_back(rank(*member->certificate, member->isTrusted, certificate), member);
     std::ranges::stable_sort(ranked, std::greater<>(), &std::pair<unsigned, Member*>::first);

@@ -344,9 +344,9 @@ std::string_view crlReasonName(unsigned char reasonCode) {
 }
 
 std::optional<unsigned char> parseCrlReason(std::string_view name) {
-    for (unsigned char code = 0; code < std::size(reasonNames); code++)
+    for (size_t code = 0; code < std::size(reasonNames); code++)
         if (!name.empty() && isSameIgnoringCase(reasonNames[code], name))
-            return code;
+            return static_cast<unsigned char>(code);
     return std::nullopt;
 }
 

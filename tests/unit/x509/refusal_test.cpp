@@ -211,11 +211,12 @@ TEST(ExtensionValues, AreReadLikeThis) {
     EXPECT_EQ(constraints.pathLength, Bytes{3});
 
     ObjectIdentifiers identifiers;
-    ASSERT_TRUE(parseExtendedKeyUsage(sequence(oid("1.3.6.1.5.5.7.3.1"), oid("1.2.3")), &identifiers));
+    Bytes const usages = sequence(oid("1.3.6.1.5.5.7.3.1"), oid("1.2.3"));
+    ASSERT_TRUE(parseExtendedKeyUsage(usages, &identifiers));
     ASSERT_EQ(identifiers.oids.size(), 2u);
     EXPECT_EQ(oidStr(identifiers.oids[1]), "1.2.3");
-    ASSERT_TRUE(parseCertificatePolicies(sequence(sequence(oid("1.2.4")), sequence(oid("1.2.5"), sequence())),
-                                         &identifiers));
+    Bytes const policies = sequence(sequence(oid("1.2.4")), sequence(oid("1.2.5"), sequence()));
+    ASSERT_TRUE(parseCertificatePolicies(policies, &identifiers));
     ASSERT_EQ(identifiers.oids.size(), 2u);
     EXPECT_EQ(oidStr(identifiers.oids[1]), "1.2.5");
 
