@@ -322,7 +322,7 @@ public:
                  std::vector<unsigned char>& out, Refusal* refusal) const;
 
     /// The first recipient that names `cert`, which `decrypt` uses: by its subject key identifier or by issuer and
-    /// serial number. Null if there is none.
+    /// serial number. Null if no recipient does.
     PKCS7KeyTransRecipientInfo const* findRecipient(X509Certificate const& cert) const;
 
     /// Makes the object anew: `content`, of type `contentType` (content octets of an object identifier), encrypted

@@ -63,7 +63,7 @@ struct LoadRefusal {
 };
 
 /// Every certificate of a PEM text, or one in DER, in the text's order. Appends to `*refusals`, unless that is null, why
-/// a block is left out, or why there is none at all: the text is empty, of an unknown form or holds other objects. Blocks
+/// a block is left out, or why the text gives nothing: it is empty, of an unknown form or holds other objects. Blocks
 /// with other labels are ignored. Writes nothing to any stream.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertificates(std::string_view text,
                                                                            std::vector<Refusal>* refusals);

@@ -52,7 +52,7 @@ public:
     /// A step of the way to where the reader stands, for as long as it lives: "extension 4 (nameConstraints)".
     class Step {
     public:
-        /// `number` counts from 1; 0 is none. `name` is shown in parentheses; `toText` makes text of it when the way
+        /// `number` counts from 1; 0 shows no number. `name` is shown in parentheses; `toText` makes text of it when the way
         /// is asked for.
         Step(Reading& reader, char const* what, size_t number = 0, asn1::blob name = {},
              std::string (*toText)(asn1::blob) = nullptr)

@@ -41,7 +41,7 @@ bool readDigestAlgorithm(Reading& reading, asn1::blob element, HashID* hash);
 bool readPlainAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to);
 
 /// Whether `der` may be a message of this kind. Refuses an object of another kind, which it names, where a reason is
-/// asked for; whatever else is wrong is left to the reader of the kind.
+/// asked for; other faults are left to the reader of the kind.
 bool checkKind(Reading& reading, asn1::blob der, MessageKind expected);
 
 /// Refuses the element that the level stands on, in place of which an OCTET STRING is required. Always false.

@@ -9,7 +9,7 @@
 #include <vector>
 
 /// Appends the certificates of `path` to the store: of a file, or of every file of a folder. Complains about each
-/// certificate that is left out. False, after a complaint, if there is none at all.
+/// certificate that is left out. False, after a complaint, if nothing was read.
 bool loadTrusted(std::string const& path, CertificateMemoryStore* store);
 
 /// What is wrong with a file of which `certificates` could be read, and others not.

@@ -94,7 +94,7 @@ Description describeAs(asn1::blob value) {
 
 using Bytes = std::vector<unsigned char>;
 
-/// The keyIdentifier; all of the value where there is none.
+/// The keyIdentifier; all of the value if that is absent.
 Description describeAuthorityKeyId(asn1::blob value) {
     Bytes keyId;
     bool const hasKeyId = parseAuthorityKeyId(value, &keyId) && !keyId.empty();

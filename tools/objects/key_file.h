@@ -20,7 +20,7 @@ std::optional<PemBlock> takeBlock(std::string_view& text);
 /// How the private key of a PEM block or DER is encrypted; nothing when it is not.
 std::optional<KeyEncryption> findEncryption(std::string_view text);
 
-/// A private key, or why there is none.
+/// A private key, or why it could not be read.
 struct OpenedKey {
     std::unique_ptr<PrivateKey> key;
     ExitStatus status =
