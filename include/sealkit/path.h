@@ -60,6 +60,31 @@ enum class PathCode : int {
     revoked = 10,
     crlMissing = 11,
     nameConstraintViolated = 12,
+    // Of the standard rules, but for the first.
+    unsupportedCertificate = 13,
+    namesDoNotChain = 14,
+    pathTooLong = 15,
+    keyCertSignMissing = 16,
+    unknownCriticalExtension = 17,
+    malformedExtension = 18,
+    unsupportedNameConstraint = 19,
+    policyRequired = 20,
+    invalidPolicyMapping = 21,
+    purposeMismatch = 22,
+    revocationUndetermined = 23,
+    // Of the strict rules.
+    weakSignatureHash = 24,
+    shortRsaKey = 25,
+    smallRsaExponent = 26,
+    weakCurve = 27,
+    wideWildcard = 28,
+    invalidSerialNumber = 29,
+    keyIdentifierMissing = 30,
+    wrongCriticality = 31,
+    extendedKeyUsageMissing = 32,
+    anyExtendedKeyUsage = 33,
+    caAsEndEntity = 34,
+    subjectAltNameMissing = 35,
 };
 
 /// What validation leaves unchecked. `pathWarnings` has a sentence for each.
@@ -98,14 +123,46 @@ enum class PathPurpose : unsigned {
     ocspSigning,
 };
 
+/// Sets of rules by which chains are judged, as bits. docs/validation.md has them side by side.
+struct PathRules {
+    enum : unsigned {
+        /// What `x509ValidatePath` checks, and no more.
+        platform = 1u << 0,
+        /// RFC 5280, sections 6.1 and 6.3, RFC 9525 for host names, and extended key usage along the chain.
+        rfc5280 = 1u << 1,
+        /// `rfc5280`, and what public CAs keep: no weak hashes, keys or curves, and the form of certificates.
+        strict = 1u << 2,
+    };
+};
+
+/// A certificate policy that a chain is valid for (RFC 5280, section 6.1.6).
+struct PathPolicy {
+    std::vector<unsigned char> oid;        ///< Content octets, in the terms of the anchor's domain.
+    std::vector<unsigned char> qualifiers; ///< The whole encoding of policyQualifiers; empty if absent.
+};
+
 /// What a chain is asked to stand for. The views must live as long as the options.
+///
+/// The standard rules alone know the policies, `checkLeafCrlOnly` and `otherCertificates`. They heed `purpose`, which
+/// under the platform's rules `x509PathWarnings` does.
 struct PathOptions {
     TimePoint now;
     std::string_view hostName;                     ///< Empty: not asked.
     IPAddr6 address;                               ///< All zero: not asked.
     std::string_view email;                        ///< Empty: not asked.
     bool checkCrls = false;                        ///< Look for the CRL of every certificate.
-    PathPurpose purpose = PathPurpose::byIdentity; ///< Used by `x509PathWarnings` only.
+    PathPurpose purpose = PathPurpose::byIdentity; ///< What the leaf is to be used for.
+    unsigned rules = PathRules::platform;          ///< Bits of `PathRules`. Each set must accept the chain.
+    bool checkLeafCrlOnly = false; ///< With `checkCrls`: not those of the certificates above the leaf.
+
+    /// user-initial-policy-set (RFC 5280, section 6.1.1): content octets of identifiers. Empty: any policy.
+    std::vector<std::vector<unsigned char>> policies;
+    bool requirePolicy = false;        ///< initial-explicit-policy.
+    bool inhibitPolicyMapping = false; ///< initial-policy-mapping-inhibit.
+    bool inhibitAnyPolicy = false;     ///< initial-any-policy-inhibit.
+
+    /// Certificates that are not trusted and may have signed CRLs. `PathSearch` adds those of its pool.
+    std::span<std::shared_ptr<X509Certificate> const> otherCertificates;
 };
 
 /// A result of validation with what it is based on.
@@ -114,7 +171,11 @@ struct PathExplanation {
     std::string error;   ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
     unsigned depth = 0;  ///< The certificate's index in the chain; for a valid chain where it met its anchor.
     std::string subject; ///< That certificate's display name; empty for an empty chain.
-    std::vector<Fact> facts; ///< What disagrees: asked first, found next.
+    std::vector<Fact> facts;              ///< What disagrees: asked first, found next.
+    unsigned rules = PathRules::platform; ///< The one set of rules that this is the result of.
+    /// What the chain is valid for under the standard rules; anyPolicy where the chain and the caller set no bounds.
+    /// Empty if it is valid for no policy and none is required.
+    std::vector<PathPolicy> policies;
 };
 
 /// Something that validation left unchecked.

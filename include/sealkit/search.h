@@ -63,6 +63,11 @@ enum class CrlStatus : unsigned {
     badSignature,
     unknownIssuer,
     unchecked,
+    notNeeded,
+    notYetValid,
+    outOfDate,
+    otherScope,
+    unsupported,
 };
 
 /// Every limit but `none`, in ascending order.
@@ -89,7 +94,17 @@ struct PathSearchEffort {
     unsigned steps = 0;           ///< Certificates whose issuers were looked for.
 };
 
-/// The result of a search.
+/// What one set of rules says.
+struct RulesVerdict {
+    unsigned rules = PathRules::platform; ///< One bit of `PathRules`.
+    CertificateChain chain;
+    PathExplanation explanation;
+
+    bool isValid() const { return explanation.code == static_cast<int>(PathCode::valid); }
+};
+
+/// The result of a search. Chain and explanation are those of the set of rules that decides: the first of `byRules` that
+/// refuses, or the first if all accept.
 struct PathVerdict {
     CertificateChain chain;      ///< From the leaf up to the store's certificate, or as far as it leads.
     PathExplanation explanation; ///< Of this chain.
@@ -97,6 +112,8 @@ struct PathVerdict {
     std::vector<CrlVerdict> crls;      ///< Every CRL of the pool, newest first, if CRLs are asked for.
     SearchLimit limit = SearchLimit::none;
     PathSearchEffort effort;
+    std::vector<RulesVerdict>
+        byRules; ///< One for each set that `PathOptions::rules` asks for: platform first.
 
     bool isValid() const { return explanation.code == static_cast<int>(PathCode::valid); }
 

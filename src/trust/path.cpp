@@ -46,8 +46,11 @@ public:
         : chain(certificates), store(trusted), options(asked), checks(shared), texts(wanted) {}
 
     detail::PathFinding run() {
-        if (chain.empty())
-            return {PathExplanation{static_cast<int>(PathCode::emptyChain), {}, 0, {}, {}}, false};
+        if (chain.empty()) {
+            PathExplanation empty;
+            empty.code = static_cast<int>(PathCode::emptyChain);
+            return {std::move(empty), false};
+        }
         auto failure = checkIdentity();
         if (!failure)
             failure = checkNameConstraints();

@@ -1,0 +1,39 @@
+// Whether CRLs revoke a certificate (RFC 5280, section 6.3), over all CRLs that apply.
+#pragma once
+
+#include "sealkit/path.h"
+#include "sealkit/search.h"
+#include "trust/standard/fields.h"
+#include "trust/validation.h"
+
+#include <functional>
+#include <memory>
+#include <span>
+#include <vector>
+
+namespace detail {
+
+/// What a validation knows beside its chain.
+struct RevocationSources {
+    std::vector<std::shared_ptr<X509Crl>> crls;
+    /// Certificates that may have signed a CRL: those of the chain, of the store, and further ones.
+    std::vector<std::shared_ptr<X509Certificate>> signers;
+    /// Whether a certificate that signed a CRL leads to `anchor` by a valid chain, which is checked for revocation as well.
+    std::function<bool(X509Certificate const& signer, X509Certificate const& anchor)> isSignerValid;
+};
+
+struct RevocationResult {
+    /// `valid`, `revoked`, `crlMissing` (no CRL names the issuer) or `revocationUndetermined`.
+    PathCode code = PathCode::valid;
+    std::vector<Fact>
+        facts; ///< For `revoked` as the platform's rules give them; else each CRL and why it does not count.
+    std::vector<CrlVerdict> crls; ///< Each CRL of the sources that was looked at.
+};
+
+/// The status of `subject`, issued by `issuer`, in a chain that ends with `anchor`. Every CRL that applies is asked: one that
+/// revokes decides, and all reasons must be covered otherwise.
+RevocationResult findRevocation(CertificateFields const& subject, CertificateFields const& issuer,
+                                X509Certificate const& anchor, RevocationSources const& sources,
+                                PathOptions const& options, PathChecks& checks);
+
+} // namespace detail
