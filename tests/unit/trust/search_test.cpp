@@ -451,7 +451,7 @@ TEST(PathSearchReasons, EveryLimitAndStatusHasANameAndASentence) {
         EXPECT_EQ(&getReasonText(row.id), &row);
         expectRow(row.name, row.sentence);
     }
-    ASSERT_EQ(crlStatuses().size(), 5U);
+    ASSERT_EQ(crlStatuses().size(), 10U);
     for (auto const& row : crlStatuses()) {
         EXPECT_EQ(&getReasonText(row.id), &row);
         expectRow(row.name, row.sentence);
