@@ -12,7 +12,8 @@
 /// A chain is decided by `x509ExplainPath`, whose rules are those of path.h. The search adds three: each certificate is
 /// tried under every issuer of the pool that bears the name; the top of a chain is the store's own certificate, the one
 /// whose key verifies where several share a name; and a CRL counts only if a certificate of the store, or one of the
-/// chain below it, verifies its signature. Of those the newest counts.
+/// chain below it, verifies its signature. Of those the newest counts. If the work that is left does not suffice for one
+/// that may count, the chain is refused with `PathCode::crlMissing`.
 ///
 /// **Bounds.** A search is bounded by counted work and not by a clock, so that every machine gives the same answer. The
 /// unit is the verification of one signature under an RSA key of 2,048 bits:
@@ -25,6 +26,7 @@
 /// | an Ed25519 signature, or one under no usable key    | 1                                                   |
 /// | hashing an object once more (Ed25519 hashes it under each key) | 1 for each 64 KiB                         |
 /// | checking a certificate's names against constraints once more   | 1 for each 4,096 names                    |
+/// | comparing the candidates for the issuer of a certificate or CRL | 1 for each 4,096                          |
 ///
 /// Each pair of object and key is verified at most once, and each certificate and CRL is hashed once, for as long as the
 /// `PathSearch` lives: several leaves of one message share what was worked out.

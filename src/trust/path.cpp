@@ -175,7 +175,7 @@ private:
                     result.facts.push_back({"reason", std::string(reason)});
             });
         }
-        if (certificate.crlDistributionPoints.empty())
+        if (certificate.crlDistributionPoints.empty() && !checks.isCrlUndecided)
             return std::nullopt;
         return finding(PathCode::crlMissing, depth, [&](PathExplanation& result) {
             result.error = "crl not found for: \"" + result.subject + "\"";

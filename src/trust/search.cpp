@@ -7,6 +7,7 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -14,6 +15,7 @@
 namespace {
 
 constexpr unsigned namesCheckedPerUnit = 4096;
+constexpr unsigned candidatesPerUnit = 4096;
 
 std::string_view viewOf(asn1::blob bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
@@ -42,6 +44,8 @@ struct Member {
     bool isInChain = false;
     bool wasStoreAsked = false;    ///< For its issuers.
     bool wereNamesChecked = false; ///< In any search.
+
+    X509Certificate const* get() const { return certificate.get(); }
 };
 
 struct Revocation {
@@ -77,7 +81,9 @@ public:
         if (isNew)
             place->second = &addCopy(certificate);
         Member& member = *place->second;
-        member.isTrusted = member.isTrusted || isTrusted;
+        if (isTrusted && !std::exchange(member.isTrusted, true))
+            if (asn1::blob const subject = member.certificate->subjectBytes(); !subject.empty())
+                trustedBySubjectBytes[viewOf(subject)].push_back(&member);
         return member;
     }
 
@@ -87,8 +93,7 @@ public:
         auto const& digest = checks.signatures.digestOf(*crl);
         if (!crlDigests.emplace(digest, viewOf(crl->signature)).second)
             return;
-        auto const isOlder = [&](Revocation const& other) { return other.crl->thisUpdate < crl->thisUpdate; };
-        crls.insert(std::ranges::find_if(crls, isOlder), {crl, crl->issuerBytes()});
+        crls.insert({crl->thisUpdate, {crl, crl->issuerBytes()}});
     }
 
     PathVerdict find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& asked);
@@ -98,7 +103,11 @@ private:
     /// identifier, and the CRLs that count for the chain.
     class ChainStore : public CertificateStore {
     public:
-        ChainStore(Pool& all, CertificateChain& decided) : pool(all), chain(decided) { takeOwnEnd(); }
+        ChainStore(Pool& all, CertificateChain& decided) : pool(all), chain(decided) {
+            takeOwnEnd();
+            for (size_t depth = 1; depth < chain.size() && !isAnchor(*chain[depth]); ++depth)
+                issuers.push_back(chain[depth].get());
+        }
 
         std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                          asn1::blob keyId) const override {
@@ -109,26 +118,36 @@ private:
 
         std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const override {
             pool.askForCrl(certificate);
-            for (Revocation const& revocation : pool.crls)
-                if (revocation.crl->issuer == certificate.issuer && isVerified(revocation))
+            pool.checks.isCrlUndecided = false;
+            for (auto const& [issued, revocation] : pool.crls) {
+                if (!(revocation.crl->issuer == certificate.issuer))
+                    continue;
+                std::optional<bool> const isGood = isVerified(revocation);
+                // An older one says less than this one may.
+                pool.checks.isCrlUndecided = !isGood;
+                if (!isGood)
+                    return nullptr;
+                if (*isGood)
                     return revocation.crl;
+            }
             return nullptr;
         }
 
         /// Whether a trusted certificate, or an issuer of the chain whose own signature is verified, has signed the
-        /// CRL. Other certificates may bear the name of a real issuer.
-        bool isVerified(Revocation const& revocation) const {
-            for (size_t depth = 1; depth < chain.size(); ++depth) {
-                X509Certificate const& issuer = *chain[depth];
-                if (findCertificate(issuer.subject, issuer.subjectKeyId))
-                    break;
-                if (pool.hasSigned(issuer, revocation))
-                    return true;
-            }
-            pool.findTrusted(revocation.crl->issuer, revocation.crl->authorityKeyId);
-            return std::ranges::any_of(pool.namedLike(revocation.issuer), [&](Member const* member) {
-                return member->isTrusted && pool.hasSigned(*member->certificate, revocation);
-            });
+        /// CRL. Other certificates may bear the name of a real issuer. Nothing if the work that is left does not suffice.
+        std::optional<bool> isVerified(Revocation const& revocation) const {
+            bool isUndecided = false;
+            auto const isSigner = [&](X509Certificate const* issuer) {
+                std::optional<bool> const hasSigned = pool.hasSigned(*issuer, revocation);
+                isUndecided = isUndecided || !hasSigned;
+                return hasSigned == true;
+            };
+            if (!pool.isListed)
+                pool.findTrusted(revocation.crl->issuer, revocation.crl->authorityKeyId);
+            if (std::ranges::any_of(issuers, isSigner) ||
+                std::ranges::any_of(pool.trustedLike(revocation.issuer), isSigner, &Member::get))
+                return true;
+            return isUndecided ? std::nullopt : std::optional(false);
         }
 
     private:
@@ -143,17 +162,30 @@ private:
                     end = last = own;
         }
 
+        bool isAnchor(X509Certificate const& certificate) const {
+            return findCertificate(certificate.subject, certificate.subjectKeyId) != nullptr;
+        }
+
         Pool& pool;
         CertificateChain& chain;
         std::shared_ptr<X509Certificate> end;
+        std::vector<X509Certificate const*> issuers; ///< Of the chain, below the store's.
     };
 
     Member& addCopy(std::shared_ptr<X509Certificate> const& certificate);
-    std::vector<Member*> const& namedLike(asn1::blob subject) const;
+    using BySubjectBytes = std::map<std::string_view, std::vector<Member*>>;
+
+    static std::vector<Member*> const& findIn(BySubjectBytes const& index, asn1::blob subject);
+    std::vector<Member*> const& namedLike(asn1::blob subject) const {
+        return findIn(bySubjectBytes, subject);
+    }
+    std::vector<Member*> const& trustedLike(asn1::blob subject) const {
+        return findIn(trustedBySubjectBytes, subject);
+    }
     std::shared_ptr<X509Certificate> findTrusted(DistinguishedName const& subject, asn1::blob keyId);
     void askForIssuers(Member& subject);
     void askForCrl(X509Certificate const& certificate);
-    bool hasSigned(X509Certificate const& issuer, Revocation const& revocation);
+    std::optional<bool> hasSigned(X509Certificate const& issuer, Revocation const& revocation);
     CrlStatus statusOf(Revocation const& revocation, ChainStore const& accepted);
 
     using Way = std::vector<Member*>; ///< From the leaf upward.
@@ -161,6 +193,7 @@ private:
     bool extend(Way& way, Links links);
     bool decide(Way const& way);
     bool payForNames(Way const& way);
+    bool payForCandidates(size_t number);
     std::vector<Member*> findIssuers(Member& subject);
     unsigned rank(X509Certificate const& issuer, bool isTrusted, X509Certificate const& subject) const;
     bool isSigned(Member const& subject, Member const& issuer) {
@@ -177,9 +210,10 @@ private:
     std::deque<Member> members;
     std::map<std::shared_ptr<X509Certificate>, Member*> known; ///< Copies too: results are told by address.
     std::map<std::pair<std::vector<unsigned char>, std::string_view>, Member*> byDigest; ///< And signature.
-    std::map<std::string_view, std::vector<Member*>> bySubjectBytes;
+    BySubjectBytes bySubjectBytes;
+    BySubjectBytes trustedBySubjectBytes;
     std::map<DistinguishedName const*, std::vector<Member*>, ByName> bySubject;
-    std::vector<Revocation> crls;                                                 ///< Newest first.
+    std::multimap<TimePoint, Revocation, std::greater<>> crls;                    ///< Newest first.
     std::set<std::pair<std::vector<unsigned char>, std::string_view>> crlDigests; ///< And signatures.
     std::set<std::shared_ptr<X509Crl>> knownCrls;                                 ///< Copies too.
     std::set<X509Certificate const*> askedForCrl;                                 ///< What the store was.
@@ -187,6 +221,7 @@ private:
     // Of the search that is going on.
     PathOptions options; ///< Without an identity: the leaf is asked for it once.
     PathSearchEffort effort;
+    size_t uncountedCandidates = 0; ///< That were compared, and are no whole unit of work.
     unsigned stepsLeft = 0;
     unsigned chainsLeft = 0;
     SearchLimit limit = SearchLimit::none;
@@ -213,10 +248,10 @@ Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certif
     return member;
 }
 
-std::vector<Member*> const& PathSearch::Pool::namedLike(asn1::blob subject) const {
+std::vector<Member*> const& PathSearch::Pool::findIn(BySubjectBytes const& index, asn1::blob subject) {
     static std::vector<Member*> const nobody;
-    auto const found = bySubjectBytes.find(viewOf(subject));
-    return found == bySubjectBytes.end() ? nobody : found->second;
+    auto const found = index.find(viewOf(subject));
+    return found == index.end() ? nobody : found->second;
 }
 
 /// As the store answers; what it answers is in the pool from then on, so that it stays alive.
@@ -244,28 +279,36 @@ void PathSearch::Pool::askForCrl(X509Certificate const& certificate) {
         add(crl);
 }
 
-bool PathSearch::Pool::hasSigned(X509Certificate const& issuer, Revocation const& revocation) {
+/// Whether the key of the certificate verifies the CRL. Nothing if the work that is left does not suffice.
+std::optional<bool> PathSearch::Pool::hasSigned(X509Certificate const& issuer, Revocation const& revocation) {
     X509Crl const& crl = *revocation.crl;
-    return (issuer.subjectKeyId.empty() || fitsKeyId(crl.authorityKeyId, issuer.subjectKeyId)) &&
-           issuer.subjectBytes() == revocation.issuer &&
-           checks.signatures.check(crl, issuer.subjectPublicKeyInfo) == PathCode::valid;
+    if ((!issuer.subjectKeyId.empty() && !fitsKeyId(crl.authorityKeyId, issuer.subjectKeyId)) ||
+        !(issuer.subjectBytes() == revocation.issuer))
+        return false;
+    std::optional<PathCode> const code = checks.signatures.check(crl, issuer.subjectPublicKeyInfo);
+    return code ? std::optional(code == PathCode::valid) : std::nullopt;
 }
 
 CrlStatus PathSearch::Pool::statusOf(Revocation const& revocation, ChainStore const& accepted) {
-    if (accepted.isVerified(revocation))
+    std::optional<bool> const isGood = accepted.isVerified(revocation);
+    if (isGood == true)
         return CrlStatus::verified;
     auto const& candidates = namedLike(revocation.issuer);
-    auto const fits = [&](Member const* member) {
+    if (!isGood || !payForCandidates(candidates.size()))
+        return CrlStatus::unchecked;
+    bool isAnyFit = false;
+    for (Member const* member : candidates) {
         asn1::blob const keyId = member->certificate->subjectKeyId;
-        return keyId.empty() || fitsKeyId(revocation.crl->authorityKeyId, keyId);
-    };
-    if (std::ranges::none_of(candidates, fits))
-        return CrlStatus::unknownIssuer;
-    bool const isOthers = std::ranges::any_of(
-        candidates, [&](Member const* member) { return hasSigned(*member->certificate, revocation); });
-    if (isOthers)
-        return CrlStatus::otherIssuer;
-    return checks.signatures.wasRefused() ? CrlStatus::unchecked : CrlStatus::badSignature;
+        if (!keyId.empty() && !fitsKeyId(revocation.crl->authorityKeyId, keyId))
+            continue;
+        isAnyFit = true;
+        std::optional<bool> const isOthers = hasSigned(*member->certificate, revocation);
+        if (!isOthers)
+            return CrlStatus::unchecked;
+        if (*isOthers)
+            return CrlStatus::otherIssuer;
+    }
+    return isAnyFit ? CrlStatus::badSignature : CrlStatus::unknownIssuer;
 }
 
 std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
@@ -276,6 +319,8 @@ std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
         found.insert(found.end(), same->second.begin(), same->second.end());
     std::ranges::sort(found, {}, &Member::number);
     found.erase(std::unique(found.begin(), found.end()), found.end());
+    if (!payForCandidates(found.size()))
+        return {};
     std::erase_if(found, [](Member const* member) { return member->isInChain; });
 
     std::vector<std::pair<unsigned, Member*>> ranked;
@@ -363,8 +408,17 @@ bool PathSearch::Pool::payForNames(Way const& way) {
     return checks.signatures.spend(work);
 }
 
+/// Comparing a few candidates is free: their signatures cost more.
+bool PathSearch::Pool::payForCandidates(size_t number) {
+    uncountedCandidates += number;
+    size_t const work = uncountedCandidates / candidatesPerUnit;
+    uncountedCandidates %= candidatesPerUnit;
+    return checks.signatures.spend(static_cast<unsigned>(work));
+}
+
 PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& asked) {
     checks.signatures.restart(limits.maxWork);
+    uncountedCandidates = 0;
     effort = {};
     limit = SearchLimit::none;
     best.clear();
@@ -373,10 +427,11 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
     options = asked;
     options.hostName = options.email = {};
     options.address = {};
-    if (!leaf)
-        return {{},    detail::validate({}, store, asked, checks, detail::Texts::wanted).explanation,
-                {},    {},
-                limit, {}};
+    if (!leaf) {
+        PathVerdict verdict;
+        verdict.explanation = detail::validate({}, store, asked, checks, detail::Texts::wanted).explanation;
+        return verdict;
+    }
 
     Way way = {&add(leaf, false)};
     way.front()->isInChain = true;
@@ -405,7 +460,7 @@ PathVerdict PathSearch::Pool::conclude(PathOptions const& asked) {
     verdict.explanation = std::move(finding.explanation);
     verdict.warnings = detail::findWarnings(verdict.chain, decider, asked, checks);
     if (asked.checkCrls)
-        for (Revocation const& revocation : crls)
+        for (auto const& [issued, revocation] : crls)
             verdict.crls.push_back({revocation.crl, statusOf(revocation, decider)});
     // Where the leaf does not bear the identity, no other chain would have changed that.
     auto const identityMismatch = static_cast<int>(PathCode::identityMismatch);

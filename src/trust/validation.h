@@ -14,6 +14,9 @@ struct PathChecks {
 
     SignatureChecks signatures;
     Revocations revocations;
+    /// Set by a store that verifies CRLs when it was asked for one last: whether the work that is left did not suffice for
+    /// one that may count.
+    bool isCrlUndecided = false;
 };
 
 /// Whether an explanation is made in full, or its code and depth alone.

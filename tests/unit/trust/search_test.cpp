@@ -357,6 +357,47 @@ TEST(PathSearchEffort, ACrlAmongAThousandFakeIssuersSharesTheWork) {
     EXPECT_EQ(verdict.effort.signatureChecks, 128U);
 }
 
+TEST(PathSearchEffort, ARevokedLeafIsNotValidWhereTheWorkDoesNotSufficeForItsCrl) {
+    Entity const root = makeRoot("Root"), inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    auto store = storeOf({root.certificate});
+    store.crls = {makeCrl(inter, {leaf}, 10)};
+    // Of the name of the issuer, signed by nobody; then CRLs of that name.
+    CertificateChain impostors;
+    std::vector<std::shared_ptr<X509Crl>> forged;
+    Entity const impostor = makeRoot("Inter");
+    for (unsigned i = 0; i < 8; ++i) {
+        impostors.push_back(makeUnder(root, "Inter").certificate);
+        forged.push_back(makeCrl(impostor, {}, i));
+    }
+    for (bool const areCrls : {false, true})
+        for (unsigned maxWork = 1; maxWork < 16; ++maxWork) {
+            PathSearch pool(store, {.maxWork = maxWork});
+            if (areCrls)
+                pool.addCrls(forged);
+            else
+                pool.addCertificates(impostors);
+            pool.addCertificates({inter.certificate});
+            PathVerdict const verdict = pool.find(leaf.certificate, atNow(true));
+            EXPECT_FALSE(verdict.isValid()) << areCrls << ' ' << maxWork;
+            bool const isRevoked = verdict.explanation.code == static_cast<int>(PathCode::revoked);
+            EXPECT_TRUE(isRevoked || verdict.limit == SearchLimit::work) << areCrls << ' ' << maxWork;
+        }
+}
+
+TEST(PathSearchEffort, ManyCandidatesCount) {
+    auto const search = [](unsigned number) {
+        CertificateChain given = {test::unsignedLeaf("Leaf", "Inter")};
+        for (unsigned i = 0; i < number; ++i)
+            given.push_back(test::unsignedCa("Inter", "Root"));
+        PathSearch pool(storeOf({}), {.maxSteps = 1});
+        pool.addCertificates(given);
+        return pool.find(given.front(), atNow()).effort.work;
+    };
+    // Each certificate has the same key, none, so that one signature is verified.
+    EXPECT_EQ(search(10), 1U);
+    EXPECT_EQ(search(4096), 3U); // Once for the chains that verify, once for all.
+}
+
 TEST(PathSearchEffort, ManyChainsThroughALeafOfManyNamesStayWithinTheWork) {
     Entity const root = makeRoot("Root"), foreign = makeRoot("Foreign");
     Entity const inter = makeUnder(root, "Inter");
