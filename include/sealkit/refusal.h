@@ -6,6 +6,7 @@
 /// | `RefusalId`     | what was refused: a stable id, which also has a name in kebab case and a sentence |
 /// | `refusals`      | the table of ids, names and sentences                                            |
 /// | `Fact`          | a labelled value that takes part in a refusal or in a verdict on a chain         |
+/// | `FormRules`     | for which rules of validation certificates and CRLs are read                     |
 /// | `ReasonText`    | a row of a table of reasons, here and in path.h                                  |
 ///
 /// Every reader of the library has an overload that takes a `Refusal*` last. That overload writes nothing to any
@@ -130,6 +131,13 @@ enum class RefusalId : unsigned {
     macMismatch,
     contentPassword,
     totalIterations,
+};
+
+/// For which rules of validation (path.h) a certificate or CRL is read. An object that only the standard rules support
+/// tells what the platform's rules have against it: its `platformRefusal`.
+enum class FormRules : bool {
+    platform, ///< What the platform's rules do not support is refused.
+    standard, ///< What RFC 5280 knows and the platform's rules do not support is read as well.
 };
 
 /// A labelled value: "found" and "INTEGER", "now" and a date.

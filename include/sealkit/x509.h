@@ -16,7 +16,8 @@
 ///
 /// Parsing checks form, not trust: no signature is verified, no date compared, no usage enforced
 /// (path.h does what is done of that). What is surprising and harmless is said in one line on
-/// standard output and passed over. Certificates of version 1 and 2 are refused.
+/// standard output and passed over. Certificates of version 1 and 2 are refused, unless they are read for the standard
+/// rules (`FormRules`).
 #pragma once
 
 #include "sealkit/blob.h"
@@ -37,6 +38,7 @@ class X509Certificate;
 
 namespace detail {
 class Reading;
+bool read(Reading& reading, asn1::blob der, X509Certificate& to);
 struct SignedParts;
 bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts);
 } // namespace detail
@@ -177,6 +179,14 @@ public:
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
+    /// The same. For `FormRules::standard` this also takes certificates of version 1 and 2, unique identifiers, several
+    /// subtrees and constraints of any kind in critical name constraints, critical constraints of policies, and critical
+    /// extensions that are unknown.
+    bool parse(asn1::blob der, Refusal* refusal, FormRules forms);
+
+    /// Why `parse` refuses the certificate for the platform's rules: not null where it was read for the standard rules
+    /// and needs them. As of the last `parse`; copies share it.
+    Refusal const* platformRefusal() const { return unsupported.get(); }
 
     /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
     std::unique_ptr<PublicKey> parsePublicKey() const;
@@ -205,7 +215,7 @@ public:
     /// not changed stays as it was.
     std::vector<unsigned char> serializeExtensions() const;
 
-    /// Rebuilds the TBSCertificate, of version 3, and brings `serialNumber` and `selfSigned` in line with
+    /// Rebuilds the TBSCertificate, of version 3 and without unique identifiers, and brings `serialNumber` and `selfSigned` in line with
     /// it. What makes it fail beside the key: no serial number, no public key or what is none by its form, a
     /// date outside the years 1950 to 2049, a usage bit without a name, a general name that is none.
     bool updateTbs(PrivateKey const& key, HashID hash) override;
@@ -231,6 +241,9 @@ private:
     std::vector<unsigned char> issuerElement;  ///< As `setIssuer` took it.
     std::vector<unsigned char> subjectElement; ///< As `setSubject` took it.
     std::optional<unsigned> maxPathLength;
+    std::shared_ptr<Refusal const> unsupported;
+
+    friend bool detail::read(detail::Reading& reading, asn1::blob der, X509Certificate& to);
 };
 
 /// The key identifier that most authorities use (RFC 5280, section 4.2.1.2, method 1): the SHA-1 digest of the

@@ -17,12 +17,14 @@ enum class Diagnostics : bool { silent, stated };
 /// One call of a reader. Readers hand it down by reference; the first refusal is kept, as it is the deepest.
 class Reading {
 public:
-    /// Silent, and without a refusal: for bytes that were read before.
+    /// Silent, and without a refusal: for bytes that were read before, under any rules.
     Reading() = default;
     /// As the stated entry points read `bytes`: diagnostics are written, nobody asks why.
-    explicit Reading(asn1::blob bytes) : diagnostics(Diagnostics::stated), input(bytes) {}
+    explicit Reading(asn1::blob bytes)
+        : diagnostics(Diagnostics::stated), forms(FormRules::platform), input(bytes) {}
     /// As the overloads with a refusal read `bytes`: silent. `asked` may be null.
-    Reading(asn1::blob bytes, Refusal* asked) : input(bytes), refusal(asked) {}
+    Reading(asn1::blob bytes, Refusal* asked, FormRules rules = FormRules::platform)
+        : forms(rules), input(bytes), refusal(asked) {}
     Reading(Reading const&) = delete;
     Reading& operator=(Reading const&) = delete;
 
@@ -32,6 +34,15 @@ public:
     bool refuse(RefusalId id, asn1::blob at, std::vector<Fact> facts = {}) {
         return refuse(id, at.start, std::move(facts));
     }
+
+    /// Refuses what is well-formed and not supported by the platform's rules. Under the standard rules this marks the
+    /// object that is read instead, and is true.
+    bool refuseUnsupported(RefusalId id, asn1::blob at, std::vector<Fact> facts = {}) {
+        isMarked = forms == FormRules::standard;
+        return isMarked || refuse(id, at, std::move(facts));
+    }
+    /// Whether the object that was read is marked; the next one is not.
+    bool takeMark() { return std::exchange(isMarked, false); }
 
     /// The way to where the reader stands: "content 2, bag 3".
     std::string path() const;
@@ -127,6 +138,8 @@ private:
     size_t locate(unsigned char const* at, std::string& path) const;
 
     Diagnostics diagnostics = Diagnostics::silent;
+    FormRules forms = FormRules::standard;
+    bool isMarked = false; ///< By `refuseUnsupported`.
     asn1::blob input;
     size_t block = 0; ///< Of PEM text that the input is the DER of; 0 for none.
     Refusal* refusal = nullptr;

@@ -24,10 +24,13 @@ namespace tag = detail::tag;
 
 namespace {
 
+constexpr unsigned version1 = 0;
+constexpr unsigned version2 = 1;
 constexpr unsigned version3 = 2;
 
 /// TBSCertificate ::= SEQUENCE { version [0] EXPLICIT, serialNumber, signature, issuer, validity, subject,
-/// subjectPublicKeyInfo, extensions [3] EXPLICIT OPTIONAL } (RFC 5280, section 4.1) taken apart.
+/// subjectPublicKeyInfo, issuerUniqueID [1] OPTIONAL, subjectUniqueID [2] OPTIONAL, extensions [3] EXPLICIT OPTIONAL }
+/// (RFC 5280, section 4.1) taken apart.
 struct Outline {
     asn1::blob serialNumber; ///< Content.
     asn1::blob algorithm;
@@ -50,16 +53,19 @@ struct Outline {
             !detail::takeWhole(fields, tag::sequence, &subject, "subject") ||
             !detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo, "subjectPublicKeyInfo"))
             return false;
-        if (isUniqueIdentifier(fields.tag))
-            return reading.refuse(RefusalId::uniqueIdentifiers, fields.tlvStart);
+        if (!skipUniqueIdentifiers(fields))
+            return false;
         if (fields.tag == tag::constructed(3) &&
-            (!detail::take(fields, tag::constructed(3), &wrapped, "extensions") ||
+            (!expectVersion(fields, version3) ||
+             !detail::take(fields, tag::constructed(3), &wrapped, "extensions") ||
              !detail::readOnly(reading, wrapped, tag::sequence, &extensions, "extensions")))
             return false;
         return detail::finish(fields);
     }
 
 private:
+    unsigned version = version1;
+
     /// Validity ::= SEQUENCE { notBefore Time, notAfter Time }
     bool readValidity(detail::Reading& reading, asn1::blob content) {
         detail::Reading::Step const step(reading, "validity");
@@ -75,29 +81,45 @@ private:
     }
 
     /// version [0] EXPLICIT INTEGER DEFAULT v1
-    static bool takeVersion(detail::Level& fields) {
+    bool takeVersion(detail::Level& fields) {
         detail::Reading& reading = fields.reading;
         asn1::blob const place(fields.tlvStart, fields.finish);
-        if (fields.tag == tag::integer)
-            return refuseVersion(reading, place, "1");
-        asn1::blob version;
-        if (!detail::take(fields, tag::constructed(0), &version, "version"))
-            return false;
-        detail::Level number(reading, version);
-        unsigned found = 0;
-        if (!detail::takeUInt(number, &found, "version") || !detail::finish(number))
-            return false;
-        return found == version3 || refuseVersion(reading, place, std::to_string(std::uint64_t{found} + 1));
+        asn1::blob wrapped;
+        if (fields.tag != tag::integer) {
+            if (!detail::take(fields, tag::constructed(0), &wrapped, "version"))
+                return false;
+            detail::Level number(reading, wrapped);
+            if (!detail::takeUInt(number, &version, "version") || !detail::finish(number))
+                return false;
+        }
+        if (version > version3)
+            return reading.refuse(RefusalId::certificateVersion, place, versionFacts(version3));
+        return version == version3 ||
+               reading.refuseUnsupported(RefusalId::certificateVersion, place, versionFacts(version3));
     }
 
-    static bool refuseVersion(detail::Reading& reading, asn1::blob place, std::string found) {
-        return reading.refuse(RefusalId::certificateVersion, place,
-                              {{"expected", "3"}, {"found", std::move(found)}});
+    std::vector<Fact> versionFacts(unsigned expected) const {
+        auto const shown = [](unsigned number) { return std::to_string(std::uint64_t{number} + 1); };
+        return {{"expected", shown(expected)}, {"found", shown(version)}};
     }
 
-    /// issuerUniqueID [1] or subjectUniqueID [2], IMPLICIT BIT STRING.
-    static bool isUniqueIdentifier(unsigned elementTag) {
-        return elementTag == tag::primitive(1) || elementTag == tag::primitive(2);
+    /// Refuses a field that came with a later version.
+    bool expectVersion(detail::Level const& fields, unsigned first) const {
+        return version >= first ||
+               fields.reading.refuse(RefusalId::certificateVersion, fields.tlvStart, versionFacts(first));
+    }
+
+    /// issuerUniqueID [1] and subjectUniqueID [2], IMPLICIT BIT STRING.
+    bool skipUniqueIdentifiers(detail::Level& fields) const {
+        asn1::blob bits;
+        for (unsigned const identifier : {tag::primitive(1), tag::primitive(2)})
+            if (fields.tag == identifier &&
+                (!expectVersion(fields, version2) ||
+                 !fields.reading.refuseUnsupported(RefusalId::uniqueIdentifiers,
+                                                   asn1::blob(fields.tlvStart, fields.finish)) ||
+                 !detail::take(fields, identifier, &bits)))
+                return false;
+        return true;
     }
 };
 
@@ -176,8 +198,8 @@ bool isUnsupportedAccepted(Reading& reading, char const* what, X509Extension con
     if (reading.isStated())
         reading.note("unsupported ext: " + std::string(what) +
                      ", critical: " + (extension.critical ? '1' : '0'));
-    return !extension.critical ||
-           reading.refuse(RefusalId::unsupportedCriticalConstraint, extension.value, std::move(facts));
+    return !extension.critical || reading.refuseUnsupported(RefusalId::unsupportedCriticalConstraint,
+                                                            extension.value, std::move(facts));
 }
 
 /// Reads the subtrees tagged as `field`, and keeps the first.
@@ -193,9 +215,9 @@ bool readSubtrees(detail::Level& fields, unsigned field, char const* name, X509E
     if (subtrees.size() > 1) {
         Reading::Step const step(reading, name, 2);
         reading.note("multiple name contraints not supported");
-        if (extension.critical)
-            return reading.refuse(RefusalId::severalSubtrees, place,
-                                  {{"subtrees", std::to_string(subtrees.size())}});
+        if (extension.critical && !reading.refuseUnsupported(RefusalId::severalSubtrees, place,
+                                                             {{"subtrees", std::to_string(subtrees.size())}}))
+            return false;
     }
     *constraint = std::move(subtrees.front());
     Reading::Step const step(reading, name, 1);
@@ -248,7 +270,8 @@ bool readExtension(Reading& reading, X509Certificate& certificate, X509Extension
         return true;
     if (reading.isStated())
         reading.note("unknown ext id=" + oidStr(extension.oid));
-    return !extension.critical || reading.refuse(RefusalId::unknownCriticalExtension, extension.oid);
+    return !extension.critical ||
+           reading.refuseUnsupported(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
 // The other way round. Empty for an extension that is absent.
@@ -332,12 +355,17 @@ bool X509Certificate::parse(unsigned char const* data, unsigned len) {
 }
 
 bool X509Certificate::parse(asn1::blob der, Refusal* refusal) {
-    Reading reading(der, refusal);
+    return parse(der, refusal, FormRules::platform);
+}
+
+bool X509Certificate::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
+    Reading reading(der, refusal, forms);
     return detail::read(reading, der, *this);
 }
 
 bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
     to = X509Certificate();
+    reading.takeMark();
     SignedParts parts;
     Outline outline;
     if (!unpack(reading, der, to, &parts) || !outline.read(reading, parts.tbs) ||
@@ -356,6 +384,11 @@ bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
         return false;
     to.selfSigned = outline.issuer == outline.subject &&
                     (to.authorityKeyId.empty() || to.authorityKeyId == to.subjectKeyId);
+    if (reading.takeMark()) {
+        auto refusal = std::make_shared<Refusal>();
+        X509Certificate().parse(der, refusal.get());
+        to.unsupported = std::move(refusal);
+    }
     return true;
 }
 
