@@ -21,22 +21,6 @@ bool readSequences(Reading& reading, asn1::blob value, Read read) {
     return true;
 }
 
-/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] ... }
-bool readDistributionPointName(Reading& reading, asn1::blob content, std::vector<GeneralName>* names) {
-    Level choice(reading, content);
-    if (atEnd(choice))
-        return refuseElement(choice, tag::constructed(0), "fullName");
-    if (choice.tag == tag::constructed(0))
-        return appendGeneralNames(reading, choice.take(), names) && finish(choice);
-    unsigned const other = choice.tag;
-    choice.next();
-    if (!finish(choice))
-        return false;
-    if (reading.isStated())
-        reading.note("unsupported attribute: " + std::to_string(other) + " in CRL DistributionPoint");
-    return true;
-}
-
 /// A public function that reads in silence.
 template <typename To>
 bool parse(bool (*read)(Reading&, asn1::blob, To*), asn1::blob value, To* to, Refusal* refusal) {
@@ -45,38 +29,16 @@ bool parse(bool (*read)(Reading&, asn1::blob, To*), asn1::blob value, To* to, Re
     return read(reading, value, to);
 }
 
-/// NameConstraints ::= SEQUENCE { permittedSubtrees [0] OPTIONAL, excludedSubtrees [1] OPTIONAL }
-bool readNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to) {
-    asn1::blob content;
-    if (!readOnly(reading, value, tag::sequence, &content))
-        return false;
-    Level fields(reading, content);
-    return readSubtrees(fields, tag::constructed(0), permittedSubtree, &to->permitted) &&
-           readSubtrees(fields, tag::constructed(1), excludedSubtree, &to->excluded) && finish(fields);
-}
-
-/// ExtKeyUsageSyntax ::= SEQUENCE OF OBJECT IDENTIFIER
-bool readIdentifiers(Reading& reading, asn1::blob value, ObjectIdentifiers* to) {
-    asn1::blob content;
-    if (!readOnly(reading, value, tag::sequence, &content))
-        return false;
-    Level elements(reading, content);
-    while (!atEnd(elements))
-        if (!take(elements, tag::oid, &to->oids.emplace_back()))
-            return false;
-    return true;
-}
-
-/// CertificatePolicies ::= SEQUENCE OF SEQUENCE { policyIdentifier OBJECT IDENTIFIER, policyQualifiers OPTIONAL }
-bool readPolicies(Reading& reading, asn1::blob value, ObjectIdentifiers* to) {
-    return readSequences(reading, value, [&](asn1::blob content, size_t number) {
-        Reading::Step const step(reading, "policy", number);
-        Level fields(reading, content);
-        if (!take(fields, tag::oid, &to->oids.emplace_back(), "policyIdentifier"))
-            return false;
-        skipOptional(fields, tag::sequence);
-        return finish(fields);
+/// The identifiers of CertificatePolicies.
+bool readPolicyIdentifiers(Reading& reading, asn1::blob value, ObjectIdentifiers* to) {
+    return readPolicies(reading, value, [&](asn1::blob oid, asn1::blob) {
+        to->oids.push_back(oid);
+        return true;
     });
+}
+
+bool readAnyNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to) {
+    return readNameConstraints(reading, value, to, SubtreeBounds::ignored);
 }
 
 /// AuthorityInfoAccessSyntax ::= SEQUENCE OF SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }
@@ -109,8 +71,35 @@ bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraints* 
     return finish(fields);
 }
 
+bool readExtendedKeyUsage(Reading& reading, asn1::blob value, ObjectIdentifiers* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level elements(reading, content);
+    while (!atEnd(elements))
+        if (!take(elements, tag::oid, &to->oids.emplace_back()))
+            return false;
+    return true;
+}
+
+/// CertificatePolicies ::= SEQUENCE OF SEQUENCE { policyIdentifier OBJECT IDENTIFIER, policyQualifiers OPTIONAL }
+bool readPolicies(Reading& reading, asn1::blob value,
+                  std::function<bool(asn1::blob oid, asn1::blob qualifiers)> const& use) {
+    return readSequences(reading, value, [&](asn1::blob content, size_t number) {
+        Reading::Step const step(reading, "policy", number);
+        Level fields(reading, content);
+        asn1::blob oid, qualifiers;
+        if (!take(fields, tag::oid, &oid, "policyIdentifier"))
+            return false;
+        if (fields.tag == tag::sequence)
+            qualifiers = fields.takeWhole();
+        return finish(fields) && use(oid, qualifiers);
+    });
+}
+
 /// GeneralSubtree ::= SEQUENCE { base GeneralName, minimum [0] DEFAULT 0, maximum [1] OPTIONAL }
-bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<GeneralName>* to) {
+bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<GeneralName>* to,
+                  SubtreeBounds bounds) {
     if (fields.tag != field)
         return true;
     Reading& reading = fields.reading;
@@ -125,7 +114,13 @@ bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<G
         Level subtree(reading, content);
         if (!takeGeneralName(subtree, &to->emplace_back()))
             return false;
+        bool const isRefused = bounds == SubtreeBounds::refused;
+        static constexpr unsigned char zero[] = {0};
+        if (isRefused && subtree.tag == tag::primitive(0) && subtree.value() != asn1::blob(zero))
+            return refuseField(reading, "minimum", RefusalId::numberOutOfRange, subtree.tlvStart);
         skipOptional(subtree, tag::primitive(0));
+        if (isRefused && subtree.tag == tag::primitive(1))
+            return refuseField(reading, "maximum", RefusalId::numberOutOfRange, subtree.tlvStart);
         skipOptional(subtree, tag::primitive(1));
         if (!finish(subtree))
             return false;
@@ -133,19 +128,58 @@ bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<G
     return true;
 }
 
+bool readNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to, SubtreeBounds bounds) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    return readSubtrees(fields, tag::constructed(0), permittedSubtree, &to->permitted, bounds) &&
+           readSubtrees(fields, tag::constructed(1), excludedSubtree, &to->excluded, bounds) &&
+           finish(fields);
+}
+
 /// CRLDistributionPoints ::= SEQUENCE OF SEQUENCE { distributionPoint [0] OPTIONAL, reasons [1] OPTIONAL,
 /// cRLIssuer [2] OPTIONAL }
-bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<GeneralName>* to) {
+bool readDistributionPoints(Reading& reading, asn1::blob value,
+                            std::function<bool(DistributionPointFields const&)> const& use) {
     return readSequences(reading, value, [&](asn1::blob content, size_t number) {
         Reading::Step const step(reading, "distribution point", number);
         Level fields(reading, content);
-        asn1::blob name;
-        if (fields.tag == tag::constructed(0) &&
-            (!take(fields, tag::constructed(0), &name) || !readDistributionPointName(reading, name, to)))
+        DistributionPointFields point;
+        if (fields.tag == tag::constructed(0) && !take(fields, tag::constructed(0), &point.name))
             return false;
-        skipOptional(fields, tag::primitive(1));
-        skipOptional(fields, tag::constructed(2));
-        return finish(fields);
+        if (fields.tag == tag::primitive(1))
+            point.reasons = fields.take();
+        if (fields.tag == tag::constructed(2))
+            point.crlIssuer = fields.take();
+        // What stands in the point is refused before what stands behind it.
+        return use(point) && finish(fields);
+    });
+}
+
+bool readDistributionPointName(Reading& reading, asn1::blob name, std::vector<GeneralName>* names,
+                               asn1::blob* relative) {
+    Level choice(reading, name);
+    if (atEnd(choice))
+        return refuseElement(choice, tag::constructed(0), "fullName");
+    if (choice.tag == tag::constructed(0))
+        return appendGeneralNames(reading, choice.take(), names) && finish(choice);
+    if (choice.tag == tag::constructed(1) && relative != nullptr) {
+        *relative = choice.take();
+        return finish(choice);
+    }
+    unsigned const other = choice.tag;
+    choice.next();
+    if (!finish(choice))
+        return false;
+    if (reading.isStated())
+        reading.note("unsupported attribute: " + std::to_string(other) + " in CRL DistributionPoint");
+    return true;
+}
+
+bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<GeneralName>* to) {
+    return readDistributionPoints(reading, value, [&](DistributionPointFields const& point) {
+        return point.name.start == nullptr || readDistributionPointName(reading, point.name, to, nullptr);
     });
 }
 
@@ -185,7 +219,7 @@ bool parseBasicConstraints(asn1::blob value, BasicConstraints* to, Refusal* refu
 }
 
 bool parseNameConstraints(asn1::blob value, NameSubtrees* to, Refusal* refusal) {
-    return detail::parse(detail::readNameConstraints, value, to, refusal);
+    return detail::parse(detail::readAnyNameConstraints, value, to, refusal);
 }
 
 bool parseGeneralNames(asn1::blob value, std::vector<GeneralName>* to, Refusal* refusal) {
@@ -197,11 +231,11 @@ bool parseKeyUsage(asn1::blob value, unsigned* to, Refusal* refusal) {
 }
 
 bool parseExtendedKeyUsage(asn1::blob value, ObjectIdentifiers* to, Refusal* refusal) {
-    return detail::parse(detail::readIdentifiers, value, to, refusal);
+    return detail::parse(detail::readExtendedKeyUsage, value, to, refusal);
 }
 
 bool parseCertificatePolicies(asn1::blob value, ObjectIdentifiers* to, Refusal* refusal) {
-    return detail::parse(detail::readPolicies, value, to, refusal);
+    return detail::parse(detail::readPolicyIdentifiers, value, to, refusal);
 }
 
 bool parseAccessDescriptions(asn1::blob value, std::vector<AccessDescription>* to, Refusal* refusal) {

@@ -4,17 +4,50 @@
 #include "asn1/element.h"
 #include "sealkit/extensions.h"
 
+#include <functional>
+
 namespace detail {
 
 /// BasicConstraints (RFC 5280, section 4.2.1.9).
 bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraints* to);
 
+/// Whether subtrees may have a minimum other than 0 or a maximum, which RFC 5280, section 4.2.1.10, forbids.
+enum class SubtreeBounds : bool { ignored, refused };
+
 /// GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree, tagged as `field`, where it is the current element of
 /// `fields`. `name` is what refusals call a subtree.
-bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<GeneralName>* to);
+bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<GeneralName>* to,
+                  SubtreeBounds bounds = SubtreeBounds::ignored);
 
 inline constexpr char permittedSubtree[] = "permitted subtree";
 inline constexpr char excludedSubtree[] = "excluded subtree";
+
+/// ExtKeyUsageSyntax ::= SEQUENCE OF OBJECT IDENTIFIER
+bool readExtendedKeyUsage(Reading& reading, asn1::blob value, ObjectIdentifiers* to);
+
+/// NameConstraints ::= SEQUENCE { permittedSubtrees [0] OPTIONAL, excludedSubtrees [1] OPTIONAL }
+bool readNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to, SubtreeBounds bounds);
+
+/// CertificatePolicies (RFC 5280, section 4.2.1.4): calls `use` with the content octets of each identifier and the whole
+/// encoding of its qualifiers, which is empty if they are absent, until it returns false.
+bool readPolicies(Reading& reading, asn1::blob value,
+                  std::function<bool(asn1::blob oid, asn1::blob qualifiers)> const& use);
+
+/// The fields of one DistributionPoint, with a null `start` if they are absent.
+struct DistributionPointFields {
+    asn1::blob name;      ///< A whole DistributionPointName.
+    asn1::blob reasons;   ///< Content of a BIT STRING.
+    asn1::blob crlIssuer; ///< Content of GeneralNames.
+};
+
+/// CRLDistributionPoints (RFC 5280, section 4.2.1.13): calls `use` for each point until it returns false.
+bool readDistributionPoints(Reading& reading, asn1::blob value,
+                            std::function<bool(DistributionPointFields const&)> const& use);
+
+/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] }: appends the full names to
+/// `*names`. The content of a relative name goes to `*relative`; where that is null, such a name is noted.
+bool readDistributionPointName(Reading& reading, asn1::blob name, std::vector<GeneralName>* names,
+                               asn1::blob* relative);
 
 /// The full names of CRLDistributionPoints (RFC 5280, section 4.2.1.13), all points in a row. Notes names of
 /// other forms.

@@ -1,6 +1,7 @@
 // What the standard rules ask of one certificate, decoded from the signed bytes once.
 #pragma once
 
+#include "base/reading.h"
 #include "sealkit/extensions.h"
 #include "sealkit/x509.h"
 
@@ -36,11 +37,17 @@ struct DistributionPoint {
     std::vector<GeneralName> crlIssuer; ///< Empty if absent.
 };
 
+/// DistributionPointName, its whole encoding, as `fullNames` or `relativeName`.
+bool readDistributionPointName(Reading& reading, asn1::blob name, DistributionPoint* to);
+/// Content of a BIT STRING of ReasonFlags (RFC 5280, section 4.2.1.13) as `DistributionPoint::reasons` has them.
+unsigned readReasons(asn1::blob content);
+
 /// Views are into the `tbs` of the certificate, which must outlive this and not change.
 struct CertificateFields {
     explicit CertificateFields(X509Certificate const& certificate);
 
     X509Certificate const* certificate;
+    unsigned version = 1;
     std::string issuer;  ///< `canonicalName`
     std::string subject; ///< `canonicalName`
     bool isSelfIssued = false;
@@ -60,7 +67,7 @@ struct CertificateFields {
     std::vector<DistributionPoint> distributionPoints;
     std::vector<DistributionPoint> freshestCrls;
 
-    /// The first extension whose value cannot be read, and why. The members above then miss it.
+    /// The first name or extension that cannot be read, and why. The members above then miss it.
     std::optional<Refusal> malformed;
     /// The first critical extension that the standard rules do not process; empty otherwise.
     asn1::blob unknownCritical;

@@ -4,6 +4,7 @@
 #include "sealkit/blob.h"
 
 #include <string>
+#include <string_view>
 
 namespace detail {
 
@@ -13,5 +14,12 @@ namespace detail {
 /// Name gives its own bytes behind one that no other form begins with. A name within a subtree begins with the form of the
 /// subtree's name.
 std::string canonicalName(asn1::blob name);
+
+/// The form of one RelativeDistinguishedName, given by the content of its SET. Behind the form of a Name it makes the
+/// form of that Name with it.
+std::string canonicalRelativeName(asn1::blob content);
+
+/// Whether a form is that of a malformed name.
+bool isMalformedName(std::string_view form);
 
 } // namespace detail

@@ -1,0 +1,251 @@
+#include "trust/standard/fields.h"
+
+#include "asn1/element.h"
+#include "asn1/oids.h"
+#include "trust/standard/name.h"
+#include "x509/extension_values.h"
+#include "x509/extensions.h"
+#include "x509/general_names.h"
+#include "x509/key_usage.h"
+
+#include <algorithm>
+#include <limits>
+#include <span>
+#include <string_view>
+
+namespace detail {
+
+namespace {
+
+std::string_view viewOf(asn1::blob bytes) {
+    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
+}
+
+/// The version of a TBSCertificate: [0] EXPLICIT INTEGER DEFAULT v1.
+unsigned readVersion(asn1::blob tbs) {
+    Reading silent;
+    asn1::blob content, version;
+    unsigned number = 0;
+    if (!readOnly(silent, tbs, tag::sequence, &content))
+        return 1;
+    Level fields(silent, content);
+    if (fields.tag != tag::constructed(0))
+        return 1;
+    Level wrapped(silent, fields.value());
+    return takeUInt(wrapped, &number) && number <= 2 ? number + 1 : 1;
+}
+
+/// The content of an INTEGER that counts certificates: a negative number is malformed, a larger one than fits is the largest.
+bool readCount(Reading& reading, asn1::blob content, std::optional<unsigned>* to) {
+    if (content.empty())
+        return reading.refuse(RefusalId::emptyInteger, content);
+    if (content[0] & 0x80)
+        return reading.refuse(RefusalId::numberOutOfRange, content);
+    unsigned count = 0;
+    for (unsigned char const octet : content) {
+        if (count > std::numeric_limits<unsigned>::max() >> 8) {
+            count = std::numeric_limits<unsigned>::max();
+            break;
+        }
+        count = count << 8 | octet;
+    }
+    *to = count;
+    return true;
+}
+
+// Each reads one extension into the fields.
+
+bool readConstraints(Reading& reading, CertificateFields& to, asn1::blob value) {
+    BasicConstraints constraints;
+    if (!readBasicConstraints(reading, value, &constraints))
+        return false;
+    if (constraints.pathLength && !readCount(reading, *constraints.pathLength, &to.pathLength))
+        return false;
+    to.isCa = constraints.isCa;
+    return true;
+}
+
+bool readUsage(Reading& reading, CertificateFields& to, asn1::blob value) {
+    unsigned bits = 0;
+    if (!readKeyUsage(reading, value, &bits))
+        return false;
+    to.keyUsage = bits;
+    return true;
+}
+
+bool readPurposes(Reading& reading, CertificateFields& to, asn1::blob value) {
+    ObjectIdentifiers purposes;
+    if (!readExtendedKeyUsage(reading, value, &purposes))
+        return false;
+    to.extendedKeyUsage = std::move(purposes.oids);
+    return true;
+}
+
+/// RFC 5280, section 4.2.1.4: a policy occurs once.
+bool hasRepeatedPolicy(std::vector<PolicyInformation> const& policies) {
+    std::vector<std::string_view> oids;
+    oids.reserve(policies.size());
+    for (PolicyInformation const& policy : policies)
+        oids.push_back(viewOf(policy.oid));
+    std::ranges::sort(oids);
+    return std::ranges::adjacent_find(oids) != oids.end();
+}
+
+bool readCertificatePolicies(Reading& reading, CertificateFields& to, asn1::blob value) {
+    to.hasPolicies = true;
+    bool const isRead = readPolicies(reading, value, [&](asn1::blob oid, asn1::blob qualifiers) {
+        to.policies.push_back({oid, qualifiers});
+        return true;
+    });
+    if (!isRead)
+        return false;
+    if (to.policies.empty())
+        return reading.refuse(RefusalId::missingElement, value, {{"expected", "a policy"}});
+    return !hasRepeatedPolicy(to.policies) ||
+           reading.refuse(RefusalId::malformedExtension, value, {{"problem", "a policy occurs twice"}});
+}
+
+/// PolicyMappings ::= SEQUENCE SIZE (1..MAX) OF SEQUENCE { issuerDomainPolicy, subjectDomainPolicy }
+bool readMappings(Reading& reading, CertificateFields& to, asn1::blob value) {
+    asn1::blob list, content;
+    if (!readOnly(reading, value, tag::sequence, &list))
+        return false;
+    Level elements(reading, list);
+    do {
+        if (!take(elements, tag::sequence, &content))
+            return false;
+        Reading::Step const step(reading, "mapping", to.policyMappings.size() + 1);
+        Level fields(reading, content);
+        PolicyMapping& mapping = to.policyMappings.emplace_back();
+        if (!take(fields, tag::oid, &mapping.issuerDomain, "issuerDomainPolicy") ||
+            !take(fields, tag::oid, &mapping.subjectDomain, "subjectDomainPolicy") || !finish(fields))
+            return false;
+    } while (!atEnd(elements));
+    return true;
+}
+
+/// PolicyConstraints ::= SEQUENCE { requireExplicitPolicy [0] OPTIONAL, inhibitPolicyMapping [1] OPTIONAL }, not empty.
+bool readPolicyConstraints(Reading& reading, CertificateFields& to, asn1::blob value) {
+    asn1::blob content, number;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    if (atEnd(fields))
+        return refuseElement(fields, tag::primitive(0), "requireExplicitPolicy");
+    auto const readOptional = [&](unsigned field, std::optional<unsigned>* count) {
+        return fields.tag != field || (take(fields, field, &number) && readCount(reading, number, count));
+    };
+    return readOptional(tag::primitive(0), &to.policyConstraints.requireExplicit) &&
+           readOptional(tag::primitive(1), &to.policyConstraints.inhibitMapping) && finish(fields);
+}
+
+bool readInhibitAnyPolicy(Reading& reading, CertificateFields& to, asn1::blob value) {
+    asn1::blob content;
+    return readOnly(reading, value, tag::integer, &content) &&
+           readCount(reading, content, &to.inhibitAnyPolicy);
+}
+
+bool readSubtrees(Reading& reading, CertificateFields& to, asn1::blob value) {
+    return readNameConstraints(reading, value, &to.constraints, SubtreeBounds::refused);
+}
+
+bool readPoints(Reading& reading, std::vector<DistributionPoint>& to, asn1::blob value) {
+    return readDistributionPoints(reading, value, [&](DistributionPointFields const& fields) {
+        DistributionPoint& point = to.emplace_back();
+        if (fields.name.start != nullptr && !readDistributionPointName(reading, fields.name, &point))
+            return false;
+        if (fields.reasons.start != nullptr)
+            point.reasons = readReasons(fields.reasons);
+        return fields.crlIssuer.start == nullptr ||
+               appendGeneralNames(reading, fields.crlIssuer, &point.crlIssuer);
+    });
+}
+
+bool readCrlPoints(Reading& reading, CertificateFields& to, asn1::blob value) {
+    return readPoints(reading, to.distributionPoints, value);
+}
+
+bool readDeltaPoints(Reading& reading, CertificateFields& to, asn1::blob value) {
+    return readPoints(reading, to.freshestCrls, value);
+}
+
+struct ExtensionReader {
+    std::span<unsigned char const> oid;
+    bool (*read)(Reading&, CertificateFields&, asn1::blob value); ///< Null: `X509Certificate` has the value.
+};
+
+/// The extensions that the standard rules process.
+constexpr ExtensionReader readers[] = {
+    {oid::basicConstraints, readConstraints},
+    {oid::keyUsage, readUsage},
+    {oid::extKeyUsage, readPurposes},
+    {oid::subjectAltName, nullptr},
+    {oid::subjectKeyIdentifier, nullptr},
+    {oid::authorityKeyIdentifier, nullptr},
+    {oid::certificatePolicies, readCertificatePolicies},
+    {oid::policyMappings, readMappings},
+    {oid::policyConstraints, readPolicyConstraints},
+    {oid::inhibitAnyPolicy, readInhibitAnyPolicy},
+    {oid::nameConstraints, readSubtrees},
+    {oid::crlDistributionPoints, readCrlPoints},
+    {oid::freshestCrl, readDeltaPoints},
+};
+
+/// A name in the form that names are compared in, under its name in refusals.
+std::string readName(Reading& reading, char const* field, asn1::blob name) {
+    std::string form = canonicalName(name);
+    if (isMalformedName(form))
+        refuseField(reading, field, RefusalId::malformedName, name.start);
+    return form;
+}
+
+} // namespace
+
+bool readDistributionPointName(Reading& reading, asn1::blob name, DistributionPoint* to) {
+    return readDistributionPointName(reading, name, &to->fullNames, &to->relativeName);
+}
+
+unsigned readReasons(asn1::blob content) {
+    constexpr unsigned namedBits = 9;
+    asn1::blob const octets = bitStringContent(content);
+    unsigned reasons = 0;
+    for (unsigned bit = 0; bit < namedBits && bit / 8 < octets.size(); bit++)
+        if (octets[bit / 8] & 0x80u >> bit % 8)
+            reasons |= 1u << bit;
+    return reasons;
+}
+
+CertificateFields::CertificateFields(X509Certificate const& from)
+    : certificate(&from), version(readVersion(from.tbs)), extensions(from.extensions()) {
+    Refusal refusal;
+    Reading reading(from.tbs, &refusal);
+    asn1::blob const issuerName = from.issuerBytes(), subjectName = from.subjectBytes();
+    issuer = readName(reading, "issuer", issuerName);
+    subject = issuerName == subjectName ? issuer : readName(reading, "subject", subjectName);
+    isSelfIssued = issuer == subject;
+    isSubjectEmpty = subject.empty();
+
+    size_t number = 0;
+    for (X509Extension const& extension : extensions) {
+        Reading::Step const step = extensionStep(reading, ++number, extension.oid);
+        auto const reader = std::ranges::find_if(
+            readers, [&](ExtensionReader const& each) { return asn1::blob(each.oid) == extension.oid; });
+        if (reader == std::end(readers)) {
+            if (extension.critical && unknownCritical.empty())
+                unknownCritical = extension.oid;
+        } else if (reader->read != nullptr) {
+            reader->read(reading, *this, extension.value);
+        }
+    }
+    if (refusal) {
+        refusal.offset = Refusal::nowhere; // That in `tbs` would pass for one in the certificate.
+        malformed = std::move(refusal);
+    }
+}
+
+X509Extension const* CertificateFields::find(asn1::blob oid) const {
+    auto const found = std::ranges::find(extensions, oid, &X509Extension::oid);
+    return found == extensions.end() ? nullptr : &*found;
+}
+
+} // namespace detail
