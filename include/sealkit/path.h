@@ -113,7 +113,9 @@ SEALKIT_API ReasonText<PathWarningId> const& getReasonText(PathWarningId id);
 
 /// What the leaf is to be used for (RFC 5280, section 4.2.1.12).
 enum class PathPurpose : unsigned {
-    byIdentity, ///< `tlsServer` when a host name or an address is asked for, otherwise `any`.
+    /// `tlsServer` when a host name or an address is asked for, otherwise `any`. Under the standard rules an e-mail address
+    /// alone asks for `emailProtection`.
+    byIdentity,
     any,
     tlsServer,
     tlsClient,
@@ -138,7 +140,9 @@ struct PathRules {
 /// A certificate policy that a chain is valid for (RFC 5280, section 6.1.6).
 struct PathPolicy {
     std::vector<unsigned char> oid;        ///< Content octets, in the terms of the anchor's domain.
-    std::vector<unsigned char> qualifiers; ///< The whole encoding of policyQualifiers; empty if absent.
+    /// policyQualifiers, the whole encoding: those of every certificate that the policy passes through, each once. Empty
+    /// if absent, and for further policies after 1 MiB.
+    std::vector<unsigned char> qualifiers;
 };
 
 /// What a chain is asked to stand for. The views must live as long as the options.

@@ -27,6 +27,10 @@ inline constexpr unsigned char sha256WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 
 inline constexpr unsigned char sha384WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x0c};
 // 1.2.840.113549.1.1.13 (sha512WithRSAEncryption, RFC 8017)
 inline constexpr unsigned char sha512WithRsa[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x0d};
+// 1.2.840.113549.1.1.10 (id-RSASSA-PSS, RFC 8017)
+inline constexpr unsigned char rsaPss[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x0a};
+// 1.2.840.113549.1.1.8 (id-mgf1, RFC 8017)
+inline constexpr unsigned char mgf1[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x08};
 // 1.2.840.10045.4.1 (ecdsa-with-SHA1, RFC 3279)
 inline constexpr unsigned char ecdsaWithSha1[] = {0x2a, 0x86, 0x48, 0xce, 0x3d, 0x04, 0x01};
 // 1.2.840.10045.4.3.1 (ecdsa-with-SHA224, RFC 5758)
@@ -124,6 +128,8 @@ inline constexpr unsigned char nameConstraints[] = {0x55, 0x1d, 0x1e};
 inline constexpr unsigned char crlDistributionPoints[] = {0x55, 0x1d, 0x1f};
 // 2.5.29.32 (id-ce-certificatePolicies, RFC 5280)
 inline constexpr unsigned char certificatePolicies[] = {0x55, 0x1d, 0x20};
+// 2.5.29.32.0 (anyPolicy, RFC 5280)
+inline constexpr unsigned char anyPolicy[] = {0x55, 0x1d, 0x20, 0x00};
 // 2.5.29.33 (id-ce-policyMappings, RFC 5280)
 inline constexpr unsigned char policyMappings[] = {0x55, 0x1d, 0x21};
 // 2.5.29.35 (id-ce-authorityKeyIdentifier, RFC 5280)

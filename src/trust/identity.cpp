@@ -1,6 +1,7 @@
 #include "trust/identity.h"
 
 #include "kp/text.h"
+#include "trust/general_name.h"
 
 #include <algorithm>
 
@@ -46,6 +47,19 @@ bool bearsIdentity(X509Certificate const& leaf, PathOptions const& options) {
     std::string const commonName = str2lower(leaf.subject.commonName);
     return matchesHostPattern(host, commonName) || (asksAddress && commonName == options.address.str(true)) ||
            (!options.email.empty() && commonName == options.email);
+}
+
+std::vector<Fact> identityFacts(X509Certificate const& leaf, PathOptions const& options) {
+    std::vector<Fact> facts;
+    if (!options.hostName.empty())
+        facts.push_back({"host asked for", std::string(options.hostName)});
+    if (!options.address.empty())
+        facts.push_back({"address asked for", options.address.str(true)});
+    if (!options.email.empty())
+        facts.push_back({"e-mail asked for", std::string(options.email)});
+    for (GeneralName const& name : leaf.subjectAltNames)
+        facts.push_back({"name found", show(name)});
+    return facts;
 }
 
 } // namespace detail

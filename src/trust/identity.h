@@ -13,4 +13,7 @@ bool asksForIdentity(PathOptions const& options);
 /// asked for never matches.
 bool bearsIdentity(X509Certificate const& leaf, PathOptions const& options);
 
+/// What was asked for, and the subject alternative names of the leaf.
+std::vector<Fact> identityFacts(X509Certificate const& leaf, PathOptions const& options);
+
 } // namespace detail

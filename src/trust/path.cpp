@@ -19,25 +19,6 @@ char const* showBasicConstraints(X509Certificate const& certificate) {
                                                : "cA FALSE";
 }
 
-/// The name of the algorithm of a SubjectPublicKeyInfo, which may be of any.
-std::string showKeyAlgorithm(asn1::blob keyInfo) {
-    asn1::blob const oid = getKeyAlgorithm(keyInfo);
-    if (oid.empty())
-        return "unreadable";
-    if (!isKeyAlgorithm(oid))
-        return oidStr(oid);
-    switch (getKeyType(oid)) {
-    case KeyType::RSA:
-        return "RSA";
-    case KeyType::EC:
-        return "EC";
-    case KeyType::Ed25519:
-        return "Ed25519";
-    default:
-        return "X25519";
-    }
-}
-
 /// The checks of one chain. Each answers with what is wrong, or with nothing.
 class Validation {
 public:
@@ -85,17 +66,9 @@ private:
             return std::nullopt;
         return finding(PathCode::identityMismatch, 0, [&](PathExplanation& result) {
             result.error = "name verification failed for: \"" + result.subject + "\"";
-            std::vector<Fact>& facts = result.facts;
-            if (!options.hostName.empty())
-                facts.push_back({"host asked for", std::string(options.hostName)});
-            if (!options.address.empty())
-                facts.push_back({"address asked for", options.address.str(true)});
-            if (!options.email.empty())
-                facts.push_back({"e-mail asked for", std::string(options.email)});
-            for (GeneralName const& name : leaf.subjectAltNames)
-                facts.push_back({"name found", detail::show(name)});
+            result.facts = detail::identityFacts(leaf, options);
             if (!leaf.subject.commonName.empty())
-                facts.push_back({"common name found", leaf.subject.commonName});
+                result.facts.push_back({"common name found", leaf.subject.commonName});
         });
     }
 
@@ -207,7 +180,7 @@ private:
             if (code)
                 result.error = "cert signature is invalid for: \"" + getDisplayName(*chain[0]) + "\"";
             result.facts = {{"signature algorithm", oid2name(chain[depth]->signatureAlgorithm.oid)},
-                            {"issuer's key", showKeyAlgorithm(issuer.subjectPublicKeyInfo)},
+                            {"issuer's key", detail::showKeyAlgorithm(issuer.subjectPublicKeyInfo)},
                             {"issuer", getDisplayName(issuer)}};
         });
     }
@@ -235,6 +208,24 @@ std::shared_ptr<X509Certificate> detail::findAnchor(CertificateChain const& chai
     if (index == 0 && !certificate.selfSigned)
         return nullptr;
     return store.findCertificate(certificate.subject, certificate.subjectKeyId);
+}
+
+std::string detail::showKeyAlgorithm(asn1::blob keyInfo) {
+    asn1::blob const oid = getKeyAlgorithm(keyInfo);
+    if (oid.empty())
+        return "unreadable";
+    if (!isKeyAlgorithm(oid))
+        return oidStr(oid);
+    switch (getKeyType(oid)) {
+    case KeyType::RSA:
+        return "RSA";
+    case KeyType::EC:
+        return "EC";
+    case KeyType::Ed25519:
+        return "Ed25519";
+    default:
+        return "X25519";
+    }
 }
 
 std::string getDisplayName(X509Certificate const& certificate) {

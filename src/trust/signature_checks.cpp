@@ -5,6 +5,8 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/signature.h"
 
+#include "asn1/oids.h"
+
 #include <algorithm>
 #include <cstdint>
 
@@ -79,9 +81,15 @@ SignatureChecks::Key& SignatureChecks::findKey(asn1::blob keyInfo) {
 SignatureChecks::Object& SignatureChecks::findObject(X509Base const& object) {
     auto const [place, isNew] = objects.try_emplace(&object);
     Object& found = place->second;
-    if (isNew)
-        found.isSupported =
-            parseAlgosFromKeyInfo(encode(object.signatureAlgorithm), &found.keyType, &found.hash);
+    if (!isNew)
+        return found;
+    AlgorithmIdentifier const& algorithm = object.signatureAlgorithm;
+    Reading silent;
+    found.isPss = asn1::blob(algorithm.oid) == asn1::blob(oid::rsaPss) &&
+                  readPssParameters(silent, algorithm.params, &found.pss);
+    if (found.isPss)
+        found.hash = found.pss.hash;
+    found.isSupported = found.isPss || parseAlgosFromKeyInfo(encode(algorithm), &found.keyType, &found.hash);
     return found;
 }
 
@@ -95,10 +103,12 @@ std::vector<unsigned char> const& SignatureChecks::digestOf(X509Base const& obje
     return place->second;
 }
 
-std::optional<PathCode> SignatureChecks::check(X509Base const& object, asn1::blob issuerKeyInfo) {
+std::optional<PathCode> SignatureChecks::check(X509Base const& object, asn1::blob issuerKeyInfo,
+                                               SignatureForms forms) {
     Object& known = findObject(object);
+    bool const isKept = !known.isPss || forms == SignatureForms::standard;
     auto const key = keys.find(viewOf(issuerKeyInfo));
-    if (key != keys.end())
+    if (key != keys.end() && isKept)
         if (auto const result = known.results.find(&key->second); result != known.results.end())
             return result->second;
 
@@ -112,21 +122,29 @@ std::optional<PathCode> SignatureChecks::check(X509Base const& object, asn1::blo
         work += static_cast<unsigned>(object.tbs.size() / bytesHashedPerUnit);
     if (!spend(work))
         return std::nullopt;
-    return known.results[&issuer] = verify(object, known, issuer);
+    PathCode const code = verify(object, known, issuer, forms);
+    if (isKept)
+        known.results[&issuer] = code;
+    return code;
 }
 
-PathCode SignatureChecks::verify(X509Base const& object, Object& known, Key const& issuer) {
+PathCode SignatureChecks::verify(X509Base const& object, Object& known, Key const& issuer,
+                                 SignatureForms forms) {
     if (!issuer.key)
         return PathCode::issuerKeyUnreadable;
-    if (!known.isSupported || known.keyType != issuer.key->keyType())
+    bool const isSupported = known.isSupported && (!known.isPss || forms == SignatureForms::standard);
+    if (!isSupported || known.keyType != issuer.key->keyType())
         return PathCode::algorithmMismatch;
     ++counted.signatureChecks;
     bool verifies;
     if (auto const* const ed25519 = dynamic_cast<Ed25519PublicKey const*>(issuer.key.get())) {
         known.wasHashedWithKey = true;
         verifies = ed25519->verify(object.tbs, object.signature);
+    } else if (auto const& digest = digestOf(object, known.hash); known.isPss) {
+        Reading silent;
+        auto const* const rsa = dynamic_cast<RsaPublicKey const*>(issuer.key.get());
+        verifies = verifyPss(silent, *rsa, known.pss, digest, object.signature);
     } else {
-        auto const& digest = digestOf(object, known.hash);
         verifies = isSilent ? verifyHashed(*issuer.key, known.hash, digest, object.signature, nullptr)
                             : verifyHashed(*issuer.key, known.hash, digest, object.signature);
     }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/reading.h"
+#include "keys/verify.h"
 #include "sealkit/path.h"
 #include "sealkit/search.h"
 
@@ -13,6 +14,9 @@
 
 namespace detail {
 
+/// Which signatures are verified: those of `verifySignature`, or RSASSA-PSS as well, which the standard rules accept.
+enum class SignatureForms : bool { stated, standard };
+
 /// Signatures that were verified, by object and key. Objects must outlive it and not change.
 class SignatureChecks {
 public:
@@ -23,7 +27,8 @@ public:
 
     /// Verifies the signature of `object` under a DER SubjectPublicKeyInfo: `PathCode::valid`, `issuerKeyUnreadable`,
     /// `algorithmMismatch` or `badSignature`. Nothing if the work that is left does not suffice.
-    std::optional<PathCode> check(X509Base const& object, asn1::blob issuerKeyInfo);
+    std::optional<PathCode> check(X509Base const& object, asn1::blob issuerKeyInfo,
+                                  SignatureForms forms = SignatureForms::stated);
 
     /// The key of a SubjectPublicKeyInfo, parsed once; null for none that the library knows.
     PublicKey const* parseKey(asn1::blob keyInfo) { return findKey(keyInfo).key.get(); }
@@ -60,17 +65,19 @@ private:
     /// What is known of an object.
     struct Object {
         bool isSupported = false; ///< Whether the signature's algorithm is one that is verified.
+        bool isPss = false;       ///< It is then supported in the standard form alone.
+        PssParameters pss;
         KeyType keyType = KeyType::RSA;
         HashID hash = HashID::none;
         bool wasHashedWithKey = false; ///< For an Ed25519 signature.
         std::map<HashID, std::vector<unsigned char>> digests;
-        std::map<Key const*, PathCode> results;
+        std::map<Key const*, PathCode> results; ///< In the standard form where `isPss`.
     };
 
     Key& findKey(asn1::blob keyInfo);
     Object& findObject(X509Base const& object);
     std::vector<unsigned char> const& digestOf(X509Base const& object, HashID hash);
-    PathCode verify(X509Base const& object, Object& known, Key const& issuer);
+    PathCode verify(X509Base const& object, Object& known, Key const& issuer, SignatureForms forms);
 
     bool isSilent;
     unsigned workLeft;

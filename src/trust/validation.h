@@ -34,6 +34,9 @@ struct PathFinding {
 PathFinding validate(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options,
                      PathChecks& checks, Texts texts);
 
+/// The name of the algorithm of a SubjectPublicKeyInfo, which may be of any.
+std::string showKeyAlgorithm(asn1::blob keyInfo);
+
 /// `x509PathWarnings` with shared checks.
 std::vector<PathWarning> findWarnings(CertificateChain const& chain, CertificateStore const& store,
                                       PathOptions const& options, PathChecks& checks);

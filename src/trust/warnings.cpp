@@ -4,6 +4,7 @@
 #include "sealkit/oid.h"
 #include "sealkit/path.h"
 #include "trust/anchor.h"
+#include "trust/purpose.h"
 #include "trust/validation.h"
 
 #include <algorithm>
@@ -26,34 +27,6 @@ std::optional<X509Extension> findExtension(Object const& object, asn1::blob id) 
     return std::nullopt;
 }
 
-/// A purpose by its identifier and the name of its bit in a dump.
-struct Purpose {
-    PathPurpose id;
-    asn1::blob oid;
-    char const* name;
-};
-
-Purpose const* findPurpose(PathPurpose id) {
-    static Purpose const purposes[] = {
-        {PathPurpose::tlsServer, oid::serverAuth, "tls-server"},
-        {PathPurpose::tlsClient, oid::clientAuth, "tls-client"},
-        {PathPurpose::codeSigning, oid::codeSigning, "code-signing"},
-        {PathPurpose::emailProtection, oid::emailProtection, "email-protection"},
-        {PathPurpose::timeStamping, oid::timeStamping, "time-stamping"},
-        {PathPurpose::ocspSigning, oid::ocspSigning, "ocsp-signing"},
-    };
-    auto const found = std::ranges::find(purposes, id, &Purpose::id);
-    return found == std::end(purposes) ? nullptr : found;
-}
-
-/// The purpose asked for; null when any will do.
-Purpose const* askedPurpose(PathOptions const& options) {
-    if (options.purpose != PathPurpose::byIdentity)
-        return findPurpose(options.purpose);
-    bool const asksForHost = !options.hostName.empty() || !options.address.empty();
-    return asksForHost ? findPurpose(PathPurpose::tlsServer) : nullptr;
-}
-
 /// Whether the certificate has a key usage extension that leaves `use` out.
 bool forbids(X509Certificate const& certificate, unsigned use) {
     return findExtension(certificate, oid::keyUsage) && (certificate.keyUsage & use) == 0;
@@ -71,7 +44,7 @@ struct Reporter {
 };
 
 void checkPurpose(Reporter const& report, X509Certificate const& leaf, PathOptions const& options) {
-    Purpose const* const asked = askedPurpose(options);
+    detail::Purpose const* const asked = detail::findPurpose(detail::askedPurpose(options));
     auto const extension = findExtension(leaf, oid::extKeyUsage);
     if (asked == nullptr || !extension)
         return;
