@@ -122,7 +122,7 @@ std::string listPemLabels(std::string_view text) {
     std::string list;
     while (reader.next(&block))
         if (block.number <= maxShown)
-            list += (list.empty() ? "" : ", ") + std::string(block.label);
+            list += (list.empty() ? "" : ", ") + std::string(block.label.substr(0, block.label.find('\n')));
     return list + (reader.count() > maxShown ? ", ..." : "");
 }
 

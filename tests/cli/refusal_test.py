@@ -75,6 +75,20 @@ class RefusalTest(ProgramTest):
         lines[3] = b"!!!!" + lines[3][4:]
         self.show(b"\n".join(lines) + b"\n", "block 1", "line 4", "not base64")
 
+    def test_a_begin_line_that_is_cut_short(self):
+        cut = self.pem.replace(b"BEGIN CERTIFICATE-----", b"BEGIN CERTIFICATE----")
+        self.show(b"\n" + cut, 'block 1, "CERTIFICATE----", line 2', "BEGIN line", "malformed")
+        said = self.run_program("key", "decrypt", "-", "--password-file", "right", stdin=cut).err
+        self.assertLess(len(said), 200)
+
+    def test_blocks_of_other_kinds(self):
+        request = openssl("req", "-new", "-key", self.dir / "rsa.key", "-subj", "/CN=x")
+        self.show(request.replace(b"CERTIFICATE REQUEST", b"CERTIFICATE"), "no certificate", "certificate request")
+        self.show(openssl("x509", "-in", self.dir / "rsa.pem", "-trustout"), "certificate", "unsupported label",
+                  "openssl x509")
+        self.show(b"-----BEGIN SOMETHING-----\nMAA=\n-----END SOMETHING-----\n", "SOMETHING", "of a kind that is not shown")
+        self.show(b"-----BEGIN PGP SIGNATURE-----\n\nabcd\n=abcd\n-----END PGP SIGNATURE-----\n", "OpenPGP")
+
     def test_text_and_programs(self):
         self.show(b"Dear all,\nplease find attached.\n", "text without a PEM block")
         self.show(b"\x7fELF" + bytes(500), "neither PEM nor")

@@ -59,21 +59,32 @@ struct Found {
     explicit operator bool() const { return object.index() != 0; }
 };
 
+InputKind kindOf(asn1::blob bytes) {
+    return findInputKind({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
+}
+
+/// Whether it is a kind of object, which may be damaged.
+bool isKnown(InputKind kind) { return kind > InputKind::pem && kind <= InputKind::timeStampResponse; }
+
 /// A certificate, CRL or request, or which field or extension the library refuses, and why.
 template <typename T>
-Found parseAs(asn1::blob der, char const* kind) {
+Found parseAs(asn1::blob der, InputKind kind) {
     T object;
     Refusal refusal;
     if (object.parse(der, &refusal))
         return Object(std::move(object));
+    InputKind const found = kindOf(der);
     Found nothing;
-    nothing.complaint = std::string("a ") + kind + " that is refused: " + refusal.str();
+    nothing.complaint =
+        found == kind || !isKnown(found)
+            ? std::string("a ") + getInputKindName(kind) + " that is refused: " + refusal.str()
+            : std::string("no ") + getInputKindName(kind) + ": " + getInputKindName(found);
     return nothing;
 }
 
-Found readCertificateAs(asn1::blob der) { return parseAs<X509Certificate>(der, "certificate"); }
-Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, "CRL"); }
-Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, "certificate request"); }
+Found readCertificateAs(asn1::blob der) { return parseAs<X509Certificate>(der, InputKind::certificate); }
+Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, InputKind::crl); }
+Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, InputKind::request); }
 
 Found readPublicKeyAs(std::string_view text) {
     OpenedPublicKey opened = openPublicKey({.label = {}, .body = {}, .whole = text});
@@ -169,6 +180,16 @@ Found readPkcs12As(asn1::blob der, Password const* password) {
     return found;
 }
 
+/// A block with a label that is not known.
+Found refuseLabel(InputKind kind) {
+    Found nothing;
+    nothing.complaint = isKnown(kind) ? std::string(getInputKindName(kind)) + " under an unsupported label"
+                                      : "of a kind that is not shown";
+    if (kind == InputKind::certificate)
+        nothing.complaint += R"( - "openssl x509" writes a copy under the label CERTIFICATE)";
+    return nothing;
+}
+
 /// The object of one PEM block.
 Found readBlock(PemBlock const& block, Password const* password) {
     if (std::string const form = sshForm(block.whole); !form.empty()) {
@@ -182,7 +203,15 @@ Found readBlock(PemBlock const& block, Password const* password) {
         return readPublicKeyAs(block.whole);
     std::vector<unsigned char> der;
     Refusal refusal;
-    if (!pemDecode(block.body, &der, &refusal)) {
+    bool const isWhole = block.label.find('\n') == std::string_view::npos;
+    if (!isWhole)
+        refusal.id = RefusalId::pemMalformedBegin;
+    if (block.label.starts_with("PGP ")) {
+        Found nothing;
+        nothing.complaint = "OpenPGP, which is another format than PEM";
+        return nothing;
+    }
+    if (!isWhole || !pemDecode(block.body, &der, &refusal)) {
         refusal.line += block.line;
         Found nothing;
         nothing.complaint = refusal.str();
@@ -200,7 +229,8 @@ Found readBlock(PemBlock const& block, Password const* password) {
     if (block.label == pkcs12Label)
         return readPkcs12As(der, password);
     MessageKind const kind = getMessageKind(der); // Of time-stamps there is no usual label.
-    return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der) : Found();
+    return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der)
+                                                                    : refuseLabel(kindOf(der));
 }
 
 /// What is said of a file in which there is no object, and what can be done about it.
@@ -481,6 +511,9 @@ std::string whyNoDump(Object const& object, bool withSecrets) {
     return found->key ? "" : "the private key is encrypted: --password-file opens it";
 }
 
+/// A malformed label may reach to the next dashes.
+std::string firstLine(std::string_view label) { return std::string(label.substr(0, label.find('\n'))); }
+
 bool isKeyLabel(std::string_view label) {
     return label.ends_with("PRIVATE KEY") || label.ends_with("PUBLIC KEY");
 }
@@ -530,11 +563,9 @@ int show(Options const& options) {
         if (found)
             present(std::move(found));
         else
-            complain("block " + std::to_string(blocks) + ", \"" + std::string(block->label) + "\", " +
-                         (found.complaint.empty()
-                              ? "is malformed or of a kind that is not shown"
-                              : (isKeyLabel(block->label) ? "is a key that cannot be shown: " : "") +
-                                    found.complaint),
+            complain("block " + std::to_string(blocks) + ", \"" + firstLine(block->label) + "\", " +
+                         (isKeyLabel(block->label) ? "is a key that cannot be shown: " : "") +
+                         found.complaint,
                      found.status);
     }
     if (blocks == 0) {
