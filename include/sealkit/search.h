@@ -31,6 +31,10 @@
 /// Each pair of object and key is verified at most once, and each certificate and CRL is hashed once, for as long as the
 /// `PathSearch` lives: several leaves of one message share what was worked out.
 ///
+/// **Memory.** A leaf that is no candidate is forgotten at the end of its search, with its key and signatures: the pool does
+/// not grow with the number of searches, and no search depends on those before. What the store answers stays, so that a
+/// store that makes a new object for each answer lets the pool grow.
+///
 /// What a search does not do: it fetches nothing and writes nothing to any stream.
 #pragma once
 

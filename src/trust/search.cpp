@@ -4,8 +4,8 @@
 #include "trust/validation.h"
 
 #include <algorithm>
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <optional>
 #include <set>
@@ -173,6 +173,7 @@ private:
     };
 
     Member& addCopy(std::shared_ptr<X509Certificate> const& certificate);
+    void forget(std::shared_ptr<X509Certificate> const& leaf);
     using BySubjectBytes = std::map<std::string_view, std::vector<Member*>>;
 
     static std::vector<Member*> const& findIn(BySubjectBytes const& index, asn1::blob subject);
@@ -207,7 +208,8 @@ private:
     bool isListed = false; ///< Whether every certificate and CRL of the store is in the pool.
     detail::PathChecks checks;
 
-    std::deque<Member> members;
+    std::list<Member> members; ///< The keys of the indexes are views of them.
+    size_t nextNumber = 0;
     std::map<std::shared_ptr<X509Certificate>, Member*> known; ///< Copies too: results are told by address.
     std::map<std::pair<std::vector<unsigned char>, std::string_view>, Member*> byDigest; ///< And signature.
     BySubjectBytes bySubjectBytes;
@@ -238,7 +240,7 @@ Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certif
         if (*copy != nullptr)
             return **copy;
     }
-    Member& member = members.emplace_back(Member{certificate, members.size(), false});
+    Member& member = members.emplace_back(Member{certificate, nextNumber++, false});
     if (copy != nullptr)
         *copy = &member;
     if (asn1::blob const subject = certificate->subjectBytes(); !subject.empty())
@@ -246,6 +248,39 @@ Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certif
     if (!certificate->subject.empty())
         bySubject[&certificate->subject].push_back(&member);
     return member;
+}
+
+/// Takes a leaf that was no candidate out of the pool, with what was worked out about it: the pool neither grows with
+/// each search nor answers by what was searched before.
+void PathSearch::Pool::forget(std::shared_ptr<X509Certificate> const& leaf) {
+    auto const place = known.find(leaf);
+    Member* const member = place->second;
+    bool const isCopy = member->certificate != leaf;
+    // The store gave it, too, and will again.
+    if (!isCopy && member->isTrusted)
+        return;
+    checks.signatures.forget(*leaf);
+    known.erase(place);
+    if (isCopy)
+        return;
+    checks.signatures.forgetKey(leaf->subjectPublicKeyInfo);
+    askedForCrl.erase(leaf.get());
+    std::erase_if(byDigest, [member](auto const& entry) { return entry.second == member; });
+    // The key of a list is a view of its first member.
+    auto const removeFrom = [member](auto& index, auto const& key, auto keyOf) {
+        auto node = index.extract(key);
+        if (node.empty())
+            return;
+        std::erase(node.mapped(), member);
+        if (node.mapped().empty())
+            return;
+        node.key() = keyOf(*node.mapped().front()->certificate);
+        index.insert(std::move(node));
+    };
+    removeFrom(bySubjectBytes, viewOf(leaf->subjectBytes()),
+               [](X509Certificate const& first) { return viewOf(first.subjectBytes()); });
+    removeFrom(bySubject, &leaf->subject, [](X509Certificate const& first) { return &first.subject; });
+    members.remove_if([member](Member const& one) { return &one == member; });
 }
 
 std::vector<Member*> const& PathSearch::Pool::findIn(BySubjectBytes const& index, asn1::blob subject) {
@@ -433,6 +468,7 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
         return verdict;
     }
 
+    bool const isCandidate = known.contains(leaf);
     Way way = {&add(leaf, false)};
     way.front()->isInChain = true;
     auto const search = [&](Links links) {
@@ -449,7 +485,10 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
     if (best.empty())
         best = {way.front()->certificate};
     way.front()->isInChain = false;
-    return conclude(asked);
+    PathVerdict verdict = conclude(asked);
+    if (!isCandidate)
+        forget(leaf);
+    return verdict;
 }
 
 PathVerdict PathSearch::Pool::conclude(PathOptions const& asked) {

@@ -78,6 +78,15 @@ SignatureChecks::Key& SignatureChecks::findKey(asn1::blob keyInfo) {
     return added;
 }
 
+void SignatureChecks::forgetKey(asn1::blob keyInfo) {
+    auto const known = keys.find(viewOf(keyInfo));
+    if (known == keys.end())
+        return;
+    for (auto& [address, object] : objects)
+        object.results.erase(&known->second);
+    keys.erase(known);
+}
+
 SignatureChecks::Object& SignatureChecks::findObject(X509Base const& object) {
     auto const [place, isNew] = objects.try_emplace(&object);
     Object& found = place->second;

@@ -38,6 +38,10 @@ public:
         return digestOf(object, HashID::SHA256);
     }
 
+    /// Drops what is known of an object, and of a key, which may go then.
+    void forget(X509Base const& object) { objects.erase(&object); }
+    void forgetKey(asn1::blob keyInfo);
+
     /// Takes that much of the work that is left. False if less is left, which stays.
     bool spend(unsigned work);
 

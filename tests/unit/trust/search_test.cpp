@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 namespace {
 
@@ -270,6 +271,58 @@ TEST(PathSearchEffort, EachPairIsVerifiedAndEachCertificateHashedOnce) {
         EXPECT_EQ(verdict.effort.signatureChecks, i == 0 ? 1U : 0U) << "the leaf under the one key";
         EXPECT_EQ(verdict.effort.digests, given.size() + store.certs.size());
     }
+}
+
+/// A leaf of a key that no other one has.
+std::shared_ptr<X509Certificate> leafOfOwnKey(Entity const& issuer, unsigned number) {
+    RsaPublicKey key;
+    key.n = (bn64(1) << 2047) + bn64(2 * number + 1);
+    key.e = bn64(65537);
+    return sealed(filled("Leaf", issuer.certificate->subject.commonName, key), *issuer.key);
+}
+
+/// The bytes that are allocated; 0 where the C library or a sanitizer does not tell.
+size_t allocatedBytes() {
+#ifdef __GLIBC__
+    return mallinfo2().uordblks;
+#else
+    return 0;
+#endif
+}
+
+TEST(PathSearchEffort, ThePoolDoesNotGrowWithTheNumberOfSearches) {
+    Entity const root = makeRoot("Root"), inter = makeUnder(root, "Inter");
+    auto const store = storeOf({root.certificate});
+    PathSearch pool(store);
+    pool.addCertificates({inter.certificate});
+    pool.addCrls({makeCrl(root, {}), makeCrl(inter, {})});
+    std::vector<std::weak_ptr<X509Certificate>> searched;
+    size_t atFirst = 0;
+    for (unsigned i = 0; i <= 120; ++i) {
+        auto const leaf = leafOfOwnKey(inter, i);
+        EXPECT_TRUE(pool.find(leaf, atNow(true)).isValid());
+        // A copy of a candidate is forgotten, too.
+        auto const copy = std::make_shared<X509Certificate>(*inter.certificate);
+        EXPECT_TRUE(pool.find(copy, atNow(true)).isValid());
+        if (i == 20) {
+            searched = {leaf, copy};
+            atFirst = allocatedBytes();
+        }
+    }
+    for (auto const& one : searched)
+        EXPECT_TRUE(one.expired());
+    EXPECT_LT(allocatedBytes(), atFirst + 20000) << "after 100 searches more";
+}
+
+TEST(PathSearch, ALeafIsNoCandidateForLaterSearches) {
+    Entity const root = makeRoot("Root"), inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    auto const store = storeOf({root.certificate});
+    PathSearch pool(store);
+    EXPECT_TRUE(pool.find(inter.certificate, atNow()).isValid());
+    EXPECT_FALSE(pool.find(leaf.certificate, atNow()).isValid());
+    pool.addCertificates({inter.certificate});
+    EXPECT_TRUE(pool.find(inter.certificate, atNow()).isValid());
+    EXPECT_TRUE(pool.find(leaf.certificate, atNow()).isValid());
 }
 
 std::shared_ptr<PrivateKey> readKey(std::string const& name) {
