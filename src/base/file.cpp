@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <dirent.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -49,6 +51,20 @@ void FileText::explain(Reading& reading) const {
     } else {
         reading.refuse(RefusalId::unreadableFile, nullptr);
     }
+}
+
+bool isFolder(std::string const& path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+int listFolder(std::string const& path, std::vector<std::string>* names) {
+    std::unique_ptr<DIR, int (*)(DIR*)> const folder(opendir(path.c_str()), closedir);
+    if (!folder)
+        return errno;
+    while (dirent const* const entry = readdir(folder.get()))
+        names->emplace_back(entry->d_name);
+    return 0;
 }
 
 } // namespace detail

@@ -1,10 +1,11 @@
-/// Files that loaders read whole.
+/// Files that loaders read whole, and the folders that they stand in.
 #pragma once
 
 #include "base/reading.h"
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace detail {
 
@@ -25,5 +26,12 @@ private:
     std::string name;
     std::string text;
 };
+
+/// Whether there is a folder at `path`; a link to one counts.
+bool isFolder(std::string const& path);
+
+/// Appends the names of a folder's entries in the folder's own order, "." and ".." included. Returns 0, or the error
+/// number if the folder cannot be opened.
+int listFolder(std::string const& path, std::vector<std::string>* names);
 
 } // namespace detail

@@ -8,9 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <dirent.h>
 #include <set>
-#include <sys/stat.h>
 #include <utility>
 
 namespace {
@@ -119,22 +117,17 @@ size_t loadFile(std::string const& path, Distinct<T>& to, std::vector<LoadRefusa
     return found;
 }
 
-bool isFolder(std::string const& path) {
-    struct stat status;
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 /// The entries of a folder that are not folders, sorted.
 bool listFiles(std::string const& folder, std::vector<std::string>* files, Refusal* refusal) {
-    std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), closedir);
-    if (!stream) {
-        refusal->id = errno == ENOENT ? RefusalId::missingFile : RefusalId::unreadableFile;
-        refusal->facts = {{"reason", std::strerror(errno)}};
+    std::vector<std::string> names;
+    if (int const error = detail::listFolder(folder, &names); error != 0) {
+        refusal->id = error == ENOENT ? RefusalId::missingFile : RefusalId::unreadableFile;
+        refusal->facts = {{"reason", std::strerror(error)}};
         return false;
     }
-    while (dirent const* entry = readdir(stream.get())) {
-        std::string path = folder + "/" + entry->d_name;
-        if (!isFolder(path))
+    for (std::string const& name : names) {
+        std::string path = folder + "/" + name;
+        if (!detail::isFolder(path))
             files->push_back(std::move(path));
     }
     std::ranges::sort(*files);
@@ -144,7 +137,7 @@ bool listFiles(std::string const& folder, std::vector<std::string>* files, Refus
 template <typename T>
 size_t loadFrom(std::string const& path, Objects<T>& objects, std::vector<LoadRefusal>* refusals) {
     Distinct<T> to(objects);
-    if (!isFolder(path))
+    if (!detail::isFolder(path))
         return loadFile(path, to, refusals);
     std::vector<std::string> files;
     Refusal refusal;

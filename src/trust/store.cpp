@@ -1,16 +1,14 @@
 #include "sealkit/store.h"
 
+#include "base/file.h"
 #include "kp/file.h"
 #include "sealkit/pem.h"
 #include "trust/load.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
-#include <dirent.h>
 #include <iostream>
 #include <iterator>
-#include <sys/stat.h>
 #include <utility>
 
 namespace {
@@ -19,11 +17,6 @@ template <typename T, typename Predicate>
 std::shared_ptr<T> findFirst(std::vector<std::shared_ptr<T>> const& objects, Predicate matches) {
     auto found = std::ranges::find_if(objects, [&](auto const& object) { return matches(*object); });
     return found == objects.end() ? nullptr : *found;
-}
-
-bool isFolder(std::string const& path) {
-    struct stat status;
-    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 } // namespace
@@ -58,17 +51,14 @@ bool CertificateMemoryStore::loadFromDir(std::string_view dir, bool withCrls,
 bool detail::loadFolder(CertificateMemoryStore& to, std::string_view dir, bool withCrls,
                         std::vector<LoadedFile>* files, Diagnostics diagnostics,
                         std::vector<LoadRefusal>* refusals) {
-    std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(std::string(dir).c_str()), closedir);
-    if (!folder) {
-        // Writing to a stream may change errno.
-        int const error = errno;
+    std::vector<std::string> names;
+    if (int const error = listFolder(std::string(dir), &names); error != 0) {
         if (diagnostics == Diagnostics::stated)
             std::cout << "[ERR] opendir: " << strerror(error) << std::endl;
         return false;
     }
     bool const isSilent = diagnostics == Diagnostics::silent;
-    while (dirent const* entry = readdir(folder.get())) {
-        std::string const name = entry->d_name;
+    for (std::string const& name : names) {
         std::string const path = std::string(dir) + "/" + name;
         std::string const content = kp::readFile(path, -1, 0);
         LoadedAs as = content.empty() ? LoadedAs::empty : LoadedAs::nothing;
