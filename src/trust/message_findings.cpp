@@ -20,7 +20,7 @@ constexpr std::array rows = {
     Row{Id::otherContentType, "other-content-type", "It signed a content of another type."},
     Row{Id::noDigest, "no-digest", "It does not hold one digest of the content."},
     Row{Id::otherDigest, "other-digest", "It signed another content."},
-    Row{Id::noCertificate, "no-certificate", "Its certificate is not at hand."},
+    Row{Id::noCertificate, "no-certificate", "Its certificate is not available."},
     Row{Id::noRsaKey, "no-rsa-key", "Its certificate has no RSA key."},
     Row{Id::badSignature, "bad-signature", "Its signature does not verify."},
     Row{Id::untrusted, "untrusted", "Its certificate is not trusted."},

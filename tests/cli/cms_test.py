@@ -147,7 +147,7 @@ class CheckTest(MessageTest):
 
     def test_certificates_that_are_not_in_the_message(self):
         message = self.sign_with_openssl("-nodetach", "-nocerts")
-        result = self.refused(1, "its certificate is not at hand", "cms", "check", "--ca", "root.pem", "-", stdin=message)
+        result = self.refused(1, "its certificate is not available", "cms", "check", "--ca", "root.pem", "-", stdin=message)
         self.assertIn("note: signer 1: its certificate may be given with --certificates\n", result.err)
         self.accepted(message, "--certificates", "ada.pem")
         self.refused(1, "is not trusted", "cms", "check", "--certificates", "ada.pem", "-", stdin=message)

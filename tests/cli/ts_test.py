@@ -113,7 +113,7 @@ class TimeStampTest(ProgramTest):
 
     def test_without_the_certificate(self):
         self.reply("bare", "bare")
-        self.check(1, "its certificate is not at hand", "--request", "bare.tsq", "--ca", "root.pem", "bare.tsr")
+        self.check(1, "its certificate is not available", "--request", "bare.tsq", "--ca", "root.pem", "bare.tsr")
         self.check(0, "OK\n", "--request", "bare.tsq", "--ca", "root.pem", "--certificates", "tsa.pem", "bare.tsr")
         asking = bytearray(self.at("bare.tsq").read_bytes())
         self.assertEqual(asking[-1], 0)

@@ -276,7 +276,7 @@ enum class Harm { none, content, signature, certificates, root, time, signers };
 constexpr char const* refusedFor[] = {nullptr,
                                       "it signed another content",
                                       "its signature does not verify",
-                                      "its certificate is not at hand",
+                                      "its certificate is not available",
                                       "its certificate is not trusted: ",
                                       "its certificate is not trusted: cert not valid",
                                       "the message has no signers"};

@@ -1,5 +1,5 @@
 // Gives the library the cases that the comparison with other implementations has written, with none of
-// these at hand: on the machines that they are not built for.
+// these available: on the machines that they are not built for.
 #include "interop/subjects.h"
 
 #include <gtest/gtest.h>

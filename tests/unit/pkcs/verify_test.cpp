@@ -323,7 +323,7 @@ TEST(SignedDataVerify, SaysNothingOnStandardOutputAboutUnknownAttributesOfIssuer
     EXPECT_EQ(output.text(), "");
     message.signerInfos[0]->issuer = {0x30, 0x7F};
     EXPECT_FALSE(message.verify(storeOf("ca.pem"), {}, whenValid, &reason));
-    EXPECT_THAT(reason, HasSubstr("its certificate is not at hand"));
+    EXPECT_THAT(reason, HasSubstr("its certificate is not available"));
 }
 
 TEST(SignedDataVerify, ChecksEverySignatureAndNamesTheSigner) {
@@ -346,14 +346,14 @@ TEST(SignedDataVerify, FindsTheCertificateByIssuerAndSerial) {
     CertificateMemoryStore const store = storeOf("ca.pem");
     PKCS7SignedData message = read("attached.der");
     message.signerInfos[0]->serialNumber.back() ^= 1;
-    EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not at hand"));
+    EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not available"));
     message = read("attached.der");
     message.signerInfos[0]->issuer = messageCertificate("alice.pem")->subject.serialize();
-    EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not at hand"));
+    EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not available"));
     EXPECT_EQ(message.findCertificate(*message.signerInfos[0]), nullptr);
     message = read("attached.der");
     message.certificates.clear();
-    EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not at hand"));
+    EXPECT_THAT(verdict(message, store), HasSubstr("its certificate is not available"));
 }
 
 TEST(SignedDataVerify, FindsASelfSignedSignerInTheStore) {
@@ -370,12 +370,12 @@ TEST(SignedDataVerify, FindsASelfSignedSignerInTheStore) {
     CertificateMemoryStore store;
     EXPECT_THAT(verdict(message, store), HasSubstr("not trusted"));
     message.certificates.clear();
-    EXPECT_THAT(verdict(message, store), HasSubstr("not at hand"));
+    EXPECT_THAT(verdict(message, store), HasSubstr("not available"));
     store.certs.push_back(std::make_shared<X509Certificate>(own));
     EXPECT_EQ(verdict(message, store), "");
     own.serialNumber = {6};
     store.certs[0] = std::make_shared<X509Certificate>(own);
-    EXPECT_THAT(verdict(message, store), HasSubstr("not at hand"));
+    EXPECT_THAT(verdict(message, store), HasSubstr("not available"));
 }
 
 TEST(SignedDataVerify, FindsASignerByTheIssuerAsItIsWritten) {
