@@ -8,13 +8,13 @@
 namespace {
 
 /// Above it a signature takes too long here.
-constexpr unsigned longestModulus = 1024;
+constexpr unsigned maxModulusBits = 1024;
 /// Those of the keys that this library writes. An input may ask for thousands of times as many.
-constexpr unsigned mostIterations = 2048;
+constexpr unsigned maxIterations = 2048;
 
 bool isCheap(asn1::blob der) {
     fuzz::EncryptedKey key;
-    return !key.parse(der) || key.params.iterations <= mostIterations;
+    return !key.parse(der) || key.params.iterations <= maxIterations;
 }
 
 /// Whether reading a key from `text` takes no longer than an input may.
@@ -31,7 +31,7 @@ bool isCheap(std::string_view text) {
 /// together signs nothing.
 void signAndVerify(PrivateKey const& key) {
     std::vector<unsigned char> const digest = calcDigest(HashID::SHA1, asn1::blob("message"));
-    if (auto const* rsa = dynamic_cast<RsaPrivateKey const*>(&key); rsa && rsa->n.bits() <= longestModulus) {
+    if (auto const* rsa = dynamic_cast<RsaPrivateKey const*>(&key); rsa && rsa->n.bits() <= maxModulusBits) {
         std::vector<unsigned char> const sig = rsa->signHashed(HashID::SHA1, digest);
         // A modulus that has room for the digest alone gives signatures that verify nowhere.
         SEALKIT_ASSERT(sig.empty() || rsa->n.bits() < 512 || rsa->verifyHashed(HashID::SHA1, digest, sig));

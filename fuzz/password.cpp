@@ -16,7 +16,7 @@ using Bytes = std::vector<unsigned char>;
 namespace oid = detail::oid;
 
 /// What an input may ask for without holding up the search for others.
-constexpr unsigned mostIterations = 50;
+constexpr unsigned maxIterations = 50;
 constexpr char secret[] = "password";
 
 /// The parameters are written as they are read, and what is encrypted under them decrypts to the same.
@@ -46,7 +46,7 @@ bool checkEncryptedKey(asn1::blob input) {
     fuzz::EncryptedKey key;
     if (!key.parse(input))
         return true;
-    if (key.params.iterations > mostIterations)
+    if (key.params.iterations > maxIterations)
         return false;
     checkScheme(key.algorithm, key.params, key.data);
     return true;

@@ -37,9 +37,9 @@ bool kernelRand(unsigned char* buf, unsigned len, bool insecure) {
 }
 
 int randombytes(uint8_t* out, size_t len) {
-    constexpr size_t most = std::numeric_limits<unsigned>::max();
-    for (; len > most; out += most, len -= most)
-        if (!getDefaultRng().fill(out, most))
+    constexpr size_t maxPiece = std::numeric_limits<unsigned>::max();
+    for (; len > maxPiece; out += maxPiece, len -= maxPiece)
+        if (!getDefaultRng().fill(out, maxPiece))
             return 1;
     return getDefaultRng().fill(out, static_cast<unsigned>(len)) ? 0 : 1;
 }

@@ -12,7 +12,7 @@
 
 namespace {
 
-size_t const largestKey = size_t(1) << 20;
+size_t const maxKeySize = size_t(1) << 20;
 
 } // namespace
 
@@ -47,12 +47,12 @@ std::optional<SecretBytes> readKey(KeySource const& source, int* status) {
         return std::nullopt;
     }
     InputStream input;
-    SecretBytes key(largestKey + 1);
+    SecretBytes key(maxKeySize + 1);
     if (input.open(source.file))
         key.resize(input.read(key));
     char const* complaint = input.error()             ? std::strerror(input.error())
                             : key.empty()             ? "the key is empty"
-                            : key.size() > largestKey ? "larger than 1 MiB: that is no key"
+                            : key.size() > maxKeySize ? "larger than 1 MiB: that is no key"
                                                       : nullptr;
     if (!complaint)
         return key;

@@ -209,17 +209,18 @@ int selfSign(Options const& options) {
 
 /// A line for a person, of whatever length the text is.
 std::string shortened(std::string const& text) {
-    constexpr size_t longest = 100;
-    std::string const shown = terminal::printable(text.substr(0, longest));
-    return text.size() <= longest ? shown : shown + "...";
+    constexpr size_t maxSize = 100;
+    std::string const shown = terminal::printable(text.substr(0, maxSize));
+    return text.size() <= maxSize ? shown : shown + "...";
 }
 
 std::string listNames(std::vector<GeneralName> const& names) {
-    constexpr size_t most = 10;
+    constexpr size_t maxNames = 10;
     std::string list;
-    for (size_t i = 0; i < std::min(names.size(), most); i++)
+    for (size_t i = 0; i < std::min(names.size(), maxNames); i++)
         list += (list.empty() ? "" : ", ") + names[i].typeStr() + ":" + shortened(names[i].dataStr());
-    return names.size() <= most ? list : list + " and " + std::to_string(names.size() - most) + " more";
+    return names.size() <= maxNames ? list
+                                    : list + " and " + std::to_string(names.size() - maxNames) + " more";
 }
 
 /// Takes the names of the request that the options leave to it. What they say must be what a person reads.

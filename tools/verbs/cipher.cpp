@@ -208,11 +208,11 @@ private:
 // Ciphers that authenticate a message as a whole: nothing is written before that has succeeded.
 
 /// Appends all of the input to `text` and leaves room for `behind` more bytes. Complains and returns false.
-bool readWhole(Job const& job, InputStream& input, uint64_t longest, size_t behind, SecretBytes& text) {
+bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t behind, SecretBytes& text) {
     std::string const tooLong =
-        "larger than the " + std::to_string(longest) + " bytes that " + job.cipher.name + " takes here";
+        "larger than the " + std::to_string(maxSize) + " bytes that " + job.cipher.name + " takes here";
     std::optional<uint64_t> const total = input.remaining();
-    if (total && *total > longest)
+    if (total && *total > maxSize)
         return job.complain(tooLong), false;
     char const* complaint = nullptr;
     size_t const before = text.size();
@@ -221,7 +221,7 @@ bool readWhole(Job const& job, InputStream& input, uint64_t longest, size_t behi
         Progress progress(total);
         SecretBytes piece(pieceSize);
         size_t size = pieceSize;
-        while (size == pieceSize && text.size() - before <= longest) {
+        while (size == pieceSize && text.size() - before <= maxSize) {
             size = input.read(piece);
             text.insert(text.end(), piece.begin(), piece.begin() + static_cast<ptrdiff_t>(size));
             progress.advance(size);
@@ -234,7 +234,7 @@ bool readWhole(Job const& job, InputStream& input, uint64_t longest, size_t behi
     }
     if (input.error())
         complaint = std::strerror(input.error());
-    if (text.size() - before > longest)
+    if (text.size() - before > maxSize)
         complaint = tooLong.c_str();
     if (complaint)
         job.complain(complaint);
