@@ -206,3 +206,5 @@ SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to);
 
 /// Whether it is the label of a private key that `readPrivateKey` reads.
 SEALKIT_API bool isPrivateKeyLabel(std::string_view label);
+/// Whether it is a label of certificate requests, of which there are two (RFC 7468, section 7).
+SEALKIT_API bool isRequestLabel(std::string_view label);

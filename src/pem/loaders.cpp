@@ -134,10 +134,6 @@ std::unique_ptr<X509Crl> readCrl(Reading& reading, std::string_view text) {
     return readFirst<X509Crl>(reading, text, "X509 CRL", InputKind::crl);
 }
 
-bool isRequestLabel(std::string_view label) {
-    return label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST";
-}
-
 std::unique_ptr<X509Req> readReq(Reading& reading, std::string_view text, ReqFileOptions options = {}) {
     PemReader reader(text);
     PemBlock block;
@@ -446,6 +442,10 @@ std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, Refusal* refus
 std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, Refusal* refusal,
                                                    KeyFileOptions options) {
     return readFileFor(refusal, readPrivate, path, std::nullopt, options);
+}
+
+bool isRequestLabel(std::string_view label) {
+    return label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST";
 }
 
 bool isPrivateKeyLabel(std::string_view label) {

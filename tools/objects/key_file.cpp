@@ -175,7 +175,7 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
         return nullptr;
     auto const holdsKey = [](std::string_view label) {
         return isPrivateKeyLabel(label) || label.ends_with("PUBLIC KEY") || label == "CERTIFICATE" ||
-               label.ends_with("CERTIFICATE REQUEST");
+               isRequestLabel(label);
     };
     auto const block = findBlock(textOf(*text), holdsKey);
     if (!block || (block->label.empty() && !sshForm(textOf(*text)).empty())) {

@@ -223,8 +223,7 @@ Found readBlock(PemBlock const& block, Password const* password) {
         return readCertificateAs(der);
     if (block.label == "X509 CRL")
         return readCrlAs(der);
-    if (block.label == "CERTIFICATE REQUEST" ||
-        block.label == "NEW CERTIFICATE REQUEST") // RFC 7468, section 7
+    if (isRequestLabel(block.label))
         return readRequestAs(der);
     if (block.label == pkcs12Label)
         return readPkcs12As(der, password);

@@ -241,6 +241,14 @@ TEST(PemLabels, AreListedUpToThree) {
     EXPECT_EQ(listPemLabels(block + block + block + block), "A, A, A, ...");
 }
 
+TEST(PemLabels, OfRequestsAreTwo) {
+    EXPECT_TRUE(isRequestLabel("CERTIFICATE REQUEST"));
+    EXPECT_TRUE(isRequestLabel("NEW CERTIFICATE REQUEST"));
+    EXPECT_FALSE(isRequestLabel("OLD CERTIFICATE REQUEST"));
+    EXPECT_FALSE(isRequestLabel("CERTIFICATE"));
+    EXPECT_FALSE(isRequestLabel(""));
+}
+
 TEST(PemDecode, LeavesNothingBehindWhenItFails) {
     Bytes out{1, 2, 3};
     EXPECT_FALSE(pemDecode("AAAABBBBCC!C\n", &out));
