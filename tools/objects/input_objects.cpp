@@ -27,6 +27,18 @@ std::optional<X509Certificate> readCertificate(std::string const& path) {
     return *certificates.front();
 }
 
+std::optional<CertificateChain> readAllCertificates(std::string const& path) {
+    auto const text = readInput(path);
+    if (!text)
+        return std::nullopt;
+    std::vector<Refusal> refusals;
+    CertificateChain certificates = readCertificates(*text, &refusals);
+    if (refusals.empty())
+        return certificates;
+    badInput(path + ": " + complaintOf(certificates, refusals));
+    return std::nullopt;
+}
+
 std::optional<X509Req> readRequest(std::string const& path) {
     auto const text = readInput(path);
     if (!text)

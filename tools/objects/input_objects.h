@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sealkit/keys.h"
+#include "sealkit/path.h"
 #include "sealkit/req.h"
 #include "sealkit/x509.h"
 
@@ -11,6 +12,9 @@
 
 /// The first certificate of a file. Complains.
 std::optional<X509Certificate> readCertificate(std::string const& path);
+
+/// All certificates of a file. Complains and gives nothing if one of them cannot be read, or there are none.
+std::optional<CertificateChain> readAllCertificates(std::string const& path);
 
 /// The request of a file, under either label that is in use for it. Complains.
 std::optional<X509Req> readRequest(std::string const& path);

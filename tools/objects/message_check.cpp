@@ -2,10 +2,10 @@
 
 #include "io/clock.h"
 #include "io/exit_status.h"
-#include "io/input.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/description.h"
+#include "objects/input_objects.h"
 #include "objects/trust.h"
 
 #include "sealkit/name_text.h"
@@ -108,17 +108,7 @@ bool MessageReport::isTooLarge() const {
 }
 
 std::optional<CertificateChain> readFurtherCertificates(std::string const& path) {
-    if (path.empty())
-        return CertificateChain();
-    auto const text = readInput(path);
-    if (!text)
-        return std::nullopt;
-    std::vector<Refusal> refusals;
-    CertificateChain certificates = readCertificates(*text, &refusals);
-    if (refusals.empty())
-        return certificates;
-    badInput(path + ": " + complaintOf(certificates, refusals));
-    return std::nullopt;
+    return path.empty() ? CertificateChain() : readAllCertificates(path);
 }
 
 void addCertificates(PKCS7SignedData& message, CertificateChain const& certificates) {

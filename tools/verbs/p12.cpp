@@ -89,19 +89,6 @@ bool passwordTwice(bool isEmpty, PasswordSource const& source) {
     return true;
 }
 
-/// The certificates of a file, all of which must be readable. Complains.
-std::optional<CertificateChain> readAll(std::string const& path) {
-    auto const text = readInput(path);
-    if (!text)
-        return std::nullopt;
-    std::vector<Refusal> refusals;
-    CertificateChain certificates = readCertificates(*text, &refusals);
-    if (refusals.empty())
-        return certificates;
-    badInput(path + ": " + complaintOf(certificates, refusals));
-    return std::nullopt;
-}
-
 /// Certificates without copies, in the order of their coming.
 class DistinctCertificates {
 public:
@@ -202,7 +189,7 @@ bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
     *status = exitBadInput;
     DistinctCertificates certificates;
     if (!options.certificate.empty()) {
-        auto const own = readAll(options.certificate);
+        auto const own = readAllCertificates(options.certificate);
         if (!own)
             return false;
         auto const isItsCertificate = [&key](auto const& certificate) { return isOfKey(*certificate, *key); };
@@ -216,7 +203,7 @@ bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
         certificates.add(*own);
     }
     for (std::string const& path : options.chain) {
-        auto const more = readAll(path);
+        auto const more = readAllCertificates(path);
         if (!more)
             return false;
         certificates.add(*more);

@@ -1,7 +1,7 @@
 #include "io/clock.h"
-#include "io/input.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
+#include "objects/input_objects.h"
 #include "objects/key_file.h"
 #include "objects/trust.h"
 #include "verbs/verb.h"
@@ -139,14 +139,10 @@ int verify(Options const& options) {
     if (standardInputTwice(options.trust.inputsWith({options.chain})))
         return exitWrongUsage;
 
-    auto const text = readInput(options.chain);
-    if (!text)
+    auto const given = readAllCertificates(options.chain);
+    if (!given)
         return exitBadInput;
-    std::vector<Refusal> refusals;
-    CertificateChain const given = readCertificates(*text, &refusals);
-    if (!refusals.empty())
-        return badInput(options.chain + ": " + complaintOf(given, refusals));
-    if (given.size() > maxGiven)
+    if (given->size() > maxGiven)
         return badInput(options.chain + ": more certificates than any chain has");
 
     Trust trust;
@@ -155,9 +151,9 @@ int verify(Options const& options) {
         return status;
 
     PathSearch search(trust.store);
-    search.addCertificates(given);
-    PathVerdict const verdict = search.find(x509ChooseLeaf(given), pathOptions);
-    auto notes = compare(given, verdict.chain);
+    search.addCertificates(*given);
+    PathVerdict const verdict = search.find(x509ChooseLeaf(*given), pathOptions);
+    auto notes = compare(*given, verdict.chain);
     if (!reportCrls(trust, verdict.crls, &notes))
         return exitBadInput;
     if (options.json)
