@@ -3,7 +3,7 @@
 /// | functions                  | key                | nonce                     | sealed message          |
 /// | -------------------------- | ------------------ | ------------------------- | ----------------------- |
 /// | `sealAesGcm`, `openAesGcm` | 16, 24 or 32 bytes | 12 bytes, never used twice | ciphertext, then the tag |
-/// | `sealAesSiv`, `openAesSiv` | 32, 48 or 64 bytes | any, also none            | the tag, then ciphertext |
+/// | `sealAesSiv`, `openAesSiv` | 32, 48 or 64 bytes | any length, 0 included    | the tag, then ciphertext |
 ///
 /// The tag has `aeadTagSize` bytes and is compared in constant time. Every function returns whether it succeeded, and
 /// leaves zeros in all of `out` if not: a forged message yields no plaintext. Nothing is kept between calls.
@@ -27,21 +27,22 @@ struct AeadParameters {
     std::span<unsigned char const> associatedData; ///< Authenticated, not encrypted; may be empty.
 };
 
-/// Encrypts `plaintext` to `out`, which has exactly `aeadTagSize` bytes more and overlaps no input. False if key, nonce or
-/// `out` has another size than stated above, or plaintext or associated data has 512 MiB or more.
+/// Encrypts `plaintext` to `out`, which has exactly `aeadTagSize` bytes more and overlaps no input. Returns
+/// false if key, nonce or `out` has another size than stated above, or plaintext or associated data has 512
+/// MiB or more.
 SEALKIT_API bool sealAesGcm(AeadParameters const& parameters, std::span<unsigned char const> plaintext,
                             std::span<unsigned char> out);
-/// Decrypts what `sealAesGcm` wrote to `out`, which has exactly `aeadTagSize` bytes fewer and overlaps no input. False under
-/// the same conditions, or if the message is not authentic.
+/// Decrypts what `sealAesGcm` wrote to `out`, which has exactly `aeadTagSize` bytes fewer and overlaps no
+/// input. Returns false under the same conditions, or if the message is not authentic.
 SEALKIT_API bool openAesGcm(AeadParameters const& parameters, std::span<unsigned char const> sealed,
                             std::span<unsigned char> out);
 
-/// Encrypts `plaintext` to `out`, which has exactly `aeadTagSize` bytes more and overlaps no input. The strings that
-/// RFC 5297 authenticates are the associated data and, unless it is empty, the nonce. False if the key or `out` has another
-/// size than stated above, or an input has 4 GiB or more.
+/// Encrypts `plaintext` to `out`, which has exactly `aeadTagSize` bytes more and overlaps no input. The
+/// strings that RFC 5297 authenticates are the associated data and, unless it is empty, the nonce. Returns
+/// false if the key or `out` has another size than stated above, or an input has 4 GiB or more.
 SEALKIT_API bool sealAesSiv(AeadParameters const& parameters, std::span<unsigned char const> plaintext,
                             std::span<unsigned char> out);
-/// Decrypts what `sealAesSiv` wrote to `out`, which has exactly `aeadTagSize` bytes fewer and overlaps no input. False under
-/// the same conditions, or if the message is not authentic.
+/// Decrypts what `sealAesSiv` wrote to `out`, which has exactly `aeadTagSize` bytes fewer and overlaps no
+/// input. Returns false under the same conditions, or if the message is not authentic.
 SEALKIT_API bool openAesSiv(AeadParameters const& parameters, std::span<unsigned char const> sealed,
                             std::span<unsigned char> out);

@@ -15,9 +15,9 @@
 
 #include <vector>
 
-/// The secret that the holder of `own` shares with the holder of `peer`. Both are of one kind and on one curve; `peer` may
-/// be a private key, which is its own public key. Empty, with the reason in `*refusal` where it is not null, for keys of
-/// different kinds or curves, for kinds that sign only, for a point that is not on the curve, and for numbers that make
-/// no key.
+/// The secret that the holder of `own` shares with the holder of `peer`. Both are of one kind and on one
+/// curve; `peer` may be a private key, which is its own public key. Empty, with the reason in `*refusal`
+/// unless it is null, if the keys are of different kinds or curves, if their kind only signs, if a point is
+/// not on its curve, or if the members form no valid key.
 SEALKIT_API std::vector<unsigned char> agreeKeys(PrivateKey const& own, PublicKey const& peer,
                                                  Refusal* refusal = nullptr);

@@ -2,17 +2,17 @@
 ///
 /// | to                                  | call                             |
 /// | ----------------------------------- | -------------------------------- |
-/// | see what is there                   | read `tag`, `value`              |
+/// | see the current element             | read `tag`, `value`              |
 /// | take an element's content           | `take`                           |
 /// | take an element with its header     | `takeWhole`                      |
 /// | take a small number                 | `readUInt`                       |
 /// | go down into a constructed element  | `enter`                          |
 /// | walk its children and then go on    | a second parser on `take`'s blob |
 ///
-/// It looks at nothing but bounds: it does not decode values, does not ask for shortest lengths or
-/// ordered sets, and knows no types. Indefinite lengths, lengths of more than four octets and
-/// tags that do not fit into 32 bits are errors. Nothing is copied and nothing recurses: every result
-/// is a view of the input, which must outlive it.
+/// It checks bounds alone: values are not decoded, and neither the shortest form of lengths nor the order of
+/// sets is checked. Indefinite lengths, lengths of more than four octets and tags that do not fit into 32
+/// bits are errors. Nothing is copied and nothing recurses: every result is a view of the input, which must
+/// outlive it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -42,22 +42,23 @@ public:
     /// The content of the current element, without going on.
     blob value() const { return blob(valueStart, valueEnd); }
 
-    /// Goes on to the next element. True when one was read or the end was reached; false when what
-    /// follows is malformed, and from then on.
+    /// Goes on to the next element. Returns true if an element was read or the end was reached, and false,
+    /// now and at every later call, if what follows is malformed.
     bool next();
 
-    /// Goes down into the current element, which must have the given tag, and returns what reading
-    /// its first child gives. With another tag the parser goes into the error state, for good.
+    /// Goes down into the current element, which must have the given tag, and returns what reading its first
+    /// child gives. With another tag the parser enters the error state and stays there.
     bool enter(unsigned expectedTag);
 
-    /// Returns the content of the current element and goes on. Empty when what follows is malformed.
-    /// At the end of the level it gives the last element again: test `tag` before an optional field.
+    /// Returns the content of the current element and goes on. Empty if what follows is malformed. At the end
+    /// of the level it returns the last element again: test `tag` before an optional field.
     blob take();
 
-    /// As `take`, with identifier and length octets: the whole encoding of the element.
+    /// Returns the whole encoding of the current element, with identifier and length octets, and goes on as
+    /// `take` does.
     blob takeWhole();
 
-    /// Takes the content as an unsigned big-endian number, without regard to a sign. 0 when it is empty or
+    /// Takes the content as an unsigned big-endian number; a sign is ignored. Returns 0 if it is empty or
     /// longer than four octets.
     unsigned readUInt();
 

@@ -16,11 +16,10 @@
 /// | `expByMod`, `inv`           | sliding-window power (HAC 14.85), inverse of a residue                 |
 /// | `randomBigNum`              | a random number below a bound                                          |
 ///
-/// Nothing here takes constant time: time and memory access depend on the values. Nothing here
-/// reports an error either. What an operation expects of its operands is said with it; a caller that
-/// reads numbers from outside refuses what does not meet it (even or zero moduli, zero divisors)
-/// before it computes. Short of a zero modulus or divisor, no operation loops for ever or leaves its
-/// storage, whatever it is given.
+/// No operation takes constant time: time and memory accesses depend on the values. No operation reports an
+/// error either. Each states what it expects of its operands; a caller that reads numbers from outside
+/// rejects those that do not meet it (even or zero moduli, zero divisors) before it computes. Unless a
+/// modulus or divisor is zero, every operation ends and stays within its storage.
 ///
 /// Results may be written over operands everywhere (`mul(a, a, b)`). A result keeps the storage it
 /// has, so a loop over the same variables stops allocating once they have grown. Storage is wiped
@@ -47,9 +46,9 @@ struct little_endian {};
 /// An unsigned integer of any size.
 class SEALKIT_API BigNum {
 public:
-    /// 32-bit digits, least significant first. There is always at least one, and the top one is not
-    /// zero unless it is the only one: zero is the single digit 0. Who writes here directly ends
-    /// with `clamp()`.
+    /// 32-bit digits, least significant first. There is always at least one, and the top one is not zero
+    /// unless it is the only one: zero is the single digit 0. Code that writes to it directly calls `clamp()`
+    /// afterwards.
     std::vector<unsigned, detail::WipingAllocator<unsigned>> digits;
 
     /// Zero.
@@ -67,8 +66,8 @@ public:
     /// Removes zero digits from the top.
     void clamp();
 
-    /// Big-endian bytes without leading zeros, filled up with zero bytes in front to `len` bytes. A
-    /// value that needs more than `len` bytes gives more: nothing is cut and nothing is reported.
+    /// Big-endian bytes without leading zeros, padded in front with zero bytes to `len` bytes. A value that
+    /// needs more than `len` bytes gives a longer result.
     std::vector<unsigned char> bin(unsigned len) const;
     /// Little-endian bytes without zeros at the high end. Zero gives an empty vector.
     std::vector<unsigned char> bin(little_endian) const;
@@ -89,10 +88,10 @@ public:
 
     /// The value modulo 2^n.
     void modBy2Pow(unsigned n);
-    /// Folds the value modulo `mod`, a number of k digits for which 2^(32k) is congruent to `c`: what
-    /// lies above the k low digits is multiplied by `c` and added to them until nothing is left there;
-    /// then `mod` is subtracted once if it is less than the value (HAC 14.47). The result is below
-    /// 2^(32k), not always below `mod`, and the value `mod` itself stays.
+    /// Folds the value modulo `mod`, a number of k digits for which 2^(32k) is congruent to `c`: the digits
+    /// above the k lowest are multiplied by `c` and added to those until none are left; then `mod` is
+    /// subtracted once if it is less than the value (HAC 14.47). The result is below 2^(32k), but may be
+    /// above `mod`, and a value equal to `mod` stays.
     void reduce(BigNum const& mod, unsigned c);
 
     /// Multiplies by 2^(32k).
@@ -103,8 +102,8 @@ public:
     BigNum& operator>>=(unsigned n);
 
     BigNum& operator+=(BigNum const& x);
-    /// Subtracts. Aborts when `x` has more digits than this. When it has as many or fewer and is
-    /// still greater, the result is the difference modulo 2^(32 * digits): callers compare first.
+    /// Subtracts. Aborts if `x` has more digits than this. If it has as many or fewer and is still greater,
+    /// the result is the difference modulo 2^(32 * digits): callers compare first.
     BigNum& operator-=(BigNum const& x);
     BigNum& operator*=(BigNum const& x);
     BigNum& operator+=(unsigned x);
@@ -165,19 +164,19 @@ SEALKIT_API void mul256(BigNum& r, BigNum const& a, BigNum const& b);
 /// r = a^2 for an operand of at most eight digits.
 SEALKIT_API void sqr256(BigNum& r, BigNum const& a);
 
-/// a = q * b + r with 0 <= r < b. `b` is not zero. A null pointer leaves that result out; the other
-/// pointers are different from each other and may point to operands.
+/// a = q * b + r with 0 <= r < b. `b` must not be zero. A null pointer omits that result; `q` and `r` must
+/// differ and may point to operands.
 SEALKIT_API void div(BigNum const& a, BigNum const& b, BigNum* q, BigNum* r);
 
 /// The greatest common divisor; gcd(0, b) is b.
 SEALKIT_API BigNum gcd(BigNum const& a, BigNum const& b);
 /// The least common multiple; 0 when an operand is 0.
 SEALKIT_API BigNum lcm(BigNum const& a, BigNum const& b);
-/// Extended gcd: g = gcd(a, b) and x * a + y * b = g. Null pointers leave results out. When `a` or
-/// `b` is zero, x and y are 0 and g is the other operand.
+/// Extended gcd: g = gcd(a, b) and x * a + y * b = g. Null pointers omit results. If `a` or `b` is zero, x
+/// and y are 0 and g is the other operand.
 SEALKIT_API void begcd(SignedBigNum* x, SignedBigNum* y, BigNum* g, BigNum a, BigNum b);
-/// The inverse of `a` modulo `m`, which is not zero. When gcd(a, m) is not 1 there is none, and the
-/// result is some number below `m`: nothing is reported.
+/// The inverse of `a` modulo `m`, which must not be zero. If gcd(a, m) is not 1, no inverse exists and the
+/// result is an arbitrary number below `m`, without an error.
 SEALKIT_API BigNum invByMod(BigNum const& a, BigNum const& m);
 
 struct RedNum;
@@ -189,7 +188,7 @@ class SEALKIT_API Reducer {
 public:
     BigNum const* modulus; ///< Not owned; outlives the reducer.
 
-    /// Keeps a pointer to `m`: a temporary serves within one expression only.
+    /// Keeps a pointer to `m`: a temporary is valid within one expression only.
     explicit Reducer(BigNum const& m) : modulus(&m) {}
     Reducer(Reducer const&) = default;
     Reducer& operator=(Reducer const&) = default;
@@ -246,7 +245,7 @@ public:
 /// A number in the representation of its reducer. Operands of one operation share a reducer.
 struct SEALKIT_API RedNum {
     static BigNum const mod1;          ///< 1.
-    static Reducer const emptyReducer; ///< The base reducer modulo `mod1`: what is not bound yet points here.
+    static Reducer const emptyReducer; ///< The base reducer modulo `mod1`, of numbers that are not bound yet.
 
     BigNum value;
     Reducer const* reducer = &emptyReducer; ///< Not owned; outlives the number.
@@ -270,12 +269,12 @@ SEALKIT_API void sqr(RedNum& r, RedNum const& a);
 SEALKIT_API RedNum expByMod(RedNum const& base, BigNum const& e, Reducer const& red);
 /// b^e mod m for an odd `m`; an even one gives a wrong result without any error.
 SEALKIT_API BigNum expByMod(BigNum const& b, BigNum const& e, BigNum const& m);
-/// The inverse of `x`. Where there is none the result means nothing, and nothing is reported.
+/// The inverse of `x`. If none exists, the result is meaningless, without an error.
 SEALKIT_API RedNum inv(RedNum&& x);
 
-/// A number from 1 to n - 1, each as likely as any other, made of bytes of `rng` (`rng.h`): as many bits as
-/// n - 1 has, drawn again until they are in the range. False, with `result` left alone, when there is no
-/// such number (`n` is 0 or 1), when the generator fails, or when 128 draws in a row were out of the range.
+/// Draws a uniformly distributed number from 1 to n - 1: as many bits of `rng` (rng.h) as n - 1 has, drawn
+/// again until they are in range. Returns false and leaves `*result` unchanged if `n` is 0 or 1, if the
+/// generator fails, or if 128 draws in a row are out of range.
 SEALKIT_API bool randomBigNum(BigNum* result, BigNum const& n, Rng const& rng);
 
 inline void Reducer::reduce(BigNum&) const {}

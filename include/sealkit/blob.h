@@ -26,7 +26,7 @@ struct blob {
     /// The `size` bytes from `data` on. A template, so that a literal 0 is a size and not a pointer.
     template <std::integral Size>
     constexpr blob(unsigned char const* data, Size size) : start(data), finish(data + size) {}
-    /// The same for `char` and nothing else, so that a null pointer is not taken for one.
+    /// The same for `char` alone, so that a null pointer does not match.
     template <std::same_as<char> Char, std::integral Size>
     blob(Char const* data, Size size) : blob(reinterpret_cast<unsigned char const*>(data), size) {}
 
@@ -54,7 +54,7 @@ struct blob {
         return *start++;
     }
 
-    /// Takes the first `sz` bytes off and returns them. The blob must have as many.
+    /// Takes the first `sz` bytes off and returns them. The blob must have at least that many.
     blob pop_front(size_t sz) {
         SEALKIT_ASSERT_AS(sz <= size(), "start + sz <= finish", "../include/sealkit/blob.h");
         blob front(start, sz);
@@ -69,8 +69,8 @@ struct blob {
     }
 };
 
-/// The content of a BIT STRING without its first byte, the count of unused bits, which is not
-/// looked at. An empty blob gives an empty one.
+/// The content of a BIT STRING without its first byte, the count of unused bits, which is not checked. An
+/// empty blob gives an empty one.
 inline blob bitStringContent(blob content) {
     if (!content.empty())
         content.pop_front();

@@ -12,8 +12,8 @@
 /// thread at a time.
 ///
 /// Not here: messages longer than a block (`cbc.h`, `gcm.h` and, as objects, `cipher.h`), triple DES, which
-/// `createCipher` makes, and constant time: tables are indexed with secrets (`docs/timing.md`). DES
-/// is no protection any more; it serves formats that prescribe it.
+/// `createCipher` makes, and constant time: tables are indexed with secrets (`docs/timing.md`). DES no longer
+/// protects; it serves formats that prescribe it.
 #pragma once
 
 #include "sealkit/detail/export.h"

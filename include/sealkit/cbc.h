@@ -14,8 +14,8 @@
 
 #include "sealkit/block.h"
 
-/// Encrypts the whole blocks of `in` to `out`, which may be the same memory. What is left over at the end
-/// is neither read nor written.
+/// Encrypts the whole blocks of `in` to `out`, which may be the same memory. A partial block at the end is
+/// neither read nor written.
 SEALKIT_API void CBC_encrypt(BlockCipher& cipher, unsigned char* iv, unsigned char const* in, unsigned len,
                              unsigned char* out);
 /// Decrypts the whole blocks of `in` to `out`, which must not overlap: each block of `in` is needed once more

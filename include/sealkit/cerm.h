@@ -2,8 +2,8 @@
 ///
 /// | member | what it is |
 /// | --- | --- |
-/// | `CermEntry` | what a record says, with the certificate that counts |
-/// | `readCermEntry`, `makeCermRecord` | from a record, and to a new one |
+/// | `CermEntry` | the fields of a record, with the certificate that applies |
+/// | `readCermEntry`, `makeCermRecord` | reads an entry from a record; makes a new record |
 /// | `cermStoreName` | the name of the store |
 ///
 /// `CertificateMemoryStore::loadFromCerm` (store.h) loads what the entries trust.
@@ -27,7 +27,7 @@ struct CermEntry {
 
     bool isTrusted = false;
     uint32_t uses = everyUse;               ///< The uses that it is trusted for, a mask.
-    std::vector<unsigned char> certificate; ///< The DER that counts; empty if the entry has none to use.
+    std::vector<unsigned char> certificate; ///< The DER that applies; empty if the entry has none to use.
     std::string name;
     std::string dnsName;
     bool fetchesCrl = false; ///< Its CRL is fetched and kept; not written by `makeCermRecord`.

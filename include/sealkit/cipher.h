@@ -11,8 +11,8 @@
 /// | `AesGcm`       | 7  | 16, 32     | `GCMCipher` over AES (`gcm.h`)              | n + 16                |
 ///
 /// Sizes are in bytes. Make an object, give it an IV with `setIV`, then encrypt or decrypt with it; an object
-/// must not do anything else before it has an IV. The plain modes go on with the stream from call to call and
-/// ignore additional data. `CBC_MAC_MP_Cipher`, which `createAead` makes, takes a whole record a call.
+/// needs an IV before anything else. The plain modes go on with the stream from call to call and ignore
+/// additional data. `CBC_MAC_MP_Cipher`, which `createAead` makes, takes a whole record a call.
 ///
 /// Not here: padding of plain CBC and choosing of IVs.
 #pragma once
@@ -49,14 +49,14 @@ public:
     /// data at `aad` too in modes that do so; the others ignore it.
     virtual void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                          unsigned char* out) = 0;
-    /// Decrypts `len` bytes to `out` and returns how many bytes were written, or all ones (0xFFFFFFFF) when
-    /// authentication failed. What stands in `out` then must not be used.
+    /// Decrypts `len` bytes to `out` and returns how many bytes were written, or all ones (0xFFFFFFFF) if
+    /// authentication failed. The contents of `out` must then be discarded.
     virtual unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad,
                              unsigned aadLength, unsigned char* out) = 0;
 };
 
-/// CBC over any block cipher of up to 16 bytes a block (`CBC_encrypt`). In place it may encrypt, not
-/// decrypt. `decrypt` returns the length of the whole blocks.
+/// CBC over any block cipher of up to 16 bytes a block (`CBC_encrypt`). It encrypts in place, but does not
+/// decrypt in place. `decrypt` returns the length of the whole blocks.
 class SEALKIT_API CBCCipher : public Cipher {
 public:
     explicit CBCCipher(std::unique_ptr<BlockCipher> cipher);
@@ -76,15 +76,15 @@ protected:
     unsigned char iv[16]; ///< The chaining value.
 };
 
-/// CFB with segments of 128 bits (`CFB128_encrypt`). Only the last call of a stream may have a
-/// length that is no multiple of 16.
+/// CFB with segments of 128 bits (`CFB128_encrypt`). Only the last call of a stream may have a length that is
+/// not a multiple of 16.
 class SEALKIT_API CFB128Cipher : public Cipher {
 public:
     explicit CFB128Cipher(std::unique_ptr<BlockCipher> cipher);
     ~CFB128Cipher() override;
     unsigned ciphertextLength(unsigned len) const override { return len; }
     unsigned blockLength() override;
-    /// Takes 16 bytes, whatever `size` is.
+    /// Reads 16 bytes; `size` is ignored.
     void setIV(unsigned char const* iv, unsigned size) override;
     void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                  unsigned char* out) override;
@@ -116,12 +116,12 @@ protected:
 };
 
 /// MAC, then pad, then encrypt, with the padding of TLS 1.0 to 1.2 for block ciphers (RFC 5246 section
-/// 6.2.3.2): p bytes of value p - 1. Unlike there the MAC covers the plaintext alone: no sequence number, no
-/// header, no additional data.
+/// 6.2.3.2): p bytes of value p - 1. Unlike in TLS, the MAC covers the plaintext alone, without sequence
+/// number, header or additional data.
 ///
-/// Every record begins from the IV that `setIV` took: equal plaintexts give equal ciphertexts until the
-/// next `setIV`. Its failures take different times to find, which tells an attacker which it was: do not
-/// answer over a network with it what others may have sent.
+/// Every record begins from the IV that `setIV` took: equal plaintexts give equal ciphertexts until the next
+/// `setIV`. Failures take different times to find, which tells an attacker which check failed: do not use it
+/// to answer messages from a network.
 class SEALKIT_API CBC_MAC_MP_Cipher : public Cipher {
 public:
     /// A plain cipher in CBC mode with blocks of at most 16 bytes, and a MAC of at most 64.
@@ -130,13 +130,13 @@ public:
     /// `len`, the MAC, and 1 to `blockLength()` bytes that fill the last block.
     unsigned ciphertextLength(unsigned len) const override;
     unsigned blockLength() override;
-    /// Reads `blockLength()` bytes, whatever `size` is.
+    /// Reads `blockLength()` bytes; `size` is ignored.
     void setIV(unsigned char const* iv, unsigned size) override;
     /// Encrypts a record to `out`, which may be the same memory.
     void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                  unsigned char* out) override;
     /// Decrypts a record to `out`, which must not overlap and needs room for all `len` bytes: MAC and padding
-    /// are left behind the plaintext. Returns the length of the plaintext, or all ones (0xFFFFFFFF) when
+    /// are left behind the plaintext. Returns the length of the plaintext, or all ones (0xFFFFFFFF) if
     /// length, MAC or padding is wrong. Up to 256 bytes of padding are accepted.
     unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                      unsigned char* out) override;
@@ -147,17 +147,17 @@ protected:
     unsigned char iv[16] = {}; ///< As `setIV` took it.
 };
 
-/// A new cipher under `key`, which is copied. Null when `id` names no algorithm or the algorithm does not take
-/// a key of this length. The third argument has no effect.
+/// A new cipher under `key`, which is copied. Null if `id` is unknown or its algorithm does not take a key of
+/// this length. The third argument has no effect.
 ///
-/// Id 1 is CBC over a block of one byte that stays as it is: each byte of ciphertext is the byte of
+/// Id 1 is CBC over an identity cipher with blocks of one byte: each byte of ciphertext is the byte of
 /// plaintext XOR the byte of ciphertext before it, the first XOR the first byte of the IV.
 SEALKIT_API std::unique_ptr<Cipher> createCipher(unsigned id, std::span<unsigned char const> key, unsigned);
 SEALKIT_API std::unique_ptr<Cipher> createCipher(CipherID id, std::span<unsigned char const> key, unsigned);
 
-/// A new record cipher: `CBC_MAC_MP_Cipher` over the cipher `id`, AES or triple DES in CBC mode, and HMAC over the
-/// hash `hashId`. Null for any other cipher. A key that the cipher does not take and a hash that is none are
-/// not noticed: the object can then only be destroyed.
+/// A new record cipher: `CBC_MAC_MP_Cipher` over the cipher `id`, AES or triple DES in CBC mode, and HMAC
+/// over the hash `hashId`. Null for any other cipher. A key of a wrong length and an unknown hash are not
+/// detected: the object may then only be destroyed.
 SEALKIT_API std::unique_ptr<Cipher> createAead(unsigned id, unsigned hashId,
                                                std::span<unsigned char const> encKey,
                                                std::span<unsigned char const> macKey);

@@ -10,8 +10,8 @@
 ///
 /// Keys have 16, 24 or 32 bytes, MACs have 16.
 ///
-/// What it does not do: it compares nothing. Compare a received MAC in a way that does not stop at the
-/// first difference. Time is not constant either: AES looks up tables with secrets (`docs/timing.md`).
+/// Not here: comparison. Compare a received MAC with `equalInConstantTime` (compare.h). The time is not
+/// constant: AES indexes tables with secrets (`docs/timing.md`).
 #pragma once
 
 #include "sealkit/block.h"
@@ -44,21 +44,20 @@ protected:
     unsigned char k1[16];         ///< Masks a last block that is whole.
     unsigned char k2[16];         ///< Masks one that was padded.
     unsigned char state[16] = {}; ///< The chaining value XOR the bytes of the block that waits.
-    unsigned waiting = 0;         ///< How many these are: 16 stay until it is known whether more follow.
+    unsigned waiting = 0; ///< How many these are; a whole block waits until it is known whether more follow.
 };
 
-/// A new CMAC under `key`, which is copied. Null when the key has another length than 16, 24 or 32 bytes.
+/// A new CMAC under `key`, which is copied. Null if the key does not have 16, 24 or 32 bytes.
 SEALKIT_API std::unique_ptr<AesCmac> createAesCmac(std::span<unsigned char const> key);
 
-/// The subkeys, 16 bytes each, under a key of `keyLength` bytes. Writes nothing when that is another length
-/// than 16, 24 or 32.
+/// The subkeys, 16 bytes each, under a key of `keyLength` bytes. Writes nothing if that is not 16, 24 or 32.
 SEALKIT_API void genCmacSubkey(unsigned char const* key, unsigned keyLength, unsigned char* k1,
                                unsigned char* k2);
 /// The same under a key of 16 bytes.
 SEALKIT_API void genCmacSubkey(unsigned char const* key, unsigned char* k1, unsigned char* k2);
 
-/// Writes the MAC of `msgLength` bytes, 16 bytes, to `mac`. Writes nothing when `keyLength` is another length
-/// than 16, 24 or 32.
+/// Writes the MAC of `msgLength` bytes, 16 bytes, to `mac`. Writes nothing if `keyLength` is not 16, 24 or
+/// 32.
 SEALKIT_API void aesCmac(unsigned char const* key, unsigned keyLength, unsigned char const* msg,
                          unsigned msgLength, unsigned char* mac);
 /// The same under a key of 16 bytes.

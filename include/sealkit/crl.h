@@ -5,12 +5,12 @@
 /// | `X509Crl`            | a CRL: its fields, its entries, its text form  | 5.1, 5.2     |
 /// | `RevokedCertificate` | one entry                                      | 5.1.2.6, 5.3 |
 /// | `crlReasonName`      | the name of a reason code                      | 5.3.1        |
-/// | `parseCrlReason`     | the reason code of a name                      | 5.3.1        |
+/// | `parseCrlReason`     | the reason code that has a name                | 5.3.1        |
 /// | `getCrlReasonText`   | the text of a reason code in a dump            |              |
 ///
-/// Parsing verifies no signature and compares no date. Delta CRLs, whose indicator is critical, are
-/// refused. The scope of a CRL (issuingDistributionPoint) and the issuers of the entries of an indirect
-/// CRL are not taken into account.
+/// Parsing verifies no signature and checks no date. Delta CRLs are rejected, since their indicator is
+/// critical. The scope of a CRL (issuingDistributionPoint) and the issuers of the entries of an indirect CRL
+/// are ignored.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -24,7 +24,7 @@
 #include <string_view>
 #include <vector>
 
-/// One certificate that is no longer to be trusted.
+/// The entry of one revoked certificate.
 struct RevokedCertificate {
     std::vector<unsigned char> serialNumber; ///< Content octets of the INTEGER.
     TimePoint revocationDate;
@@ -37,7 +37,7 @@ public:
     DistinguishedName issuer;
     TimePoint thisUpdate;
     TimePoint nextUpdate;                      ///< 0 when absent.
-    std::vector<RevokedCertificate> revoked;   ///< In the order of the list.
+    std::vector<RevokedCertificate> revoked;   ///< In the order of the CRL.
     std::vector<unsigned char> authorityKeyId; ///< Empty when absent.
     std::vector<unsigned char> crlNumber;      ///< Content octets of the INTEGER; empty when absent.
 
@@ -48,36 +48,36 @@ public:
     X509Crl& operator=(X509Crl&&) noexcept = default;
     ~X509Crl() override;
 
-    /// Reads a DER CertificateList. Nothing of `data` is kept but copies. False when it is malformed,
-    /// has bytes behind it, an outer signature algorithm other than the inner one, an extension
-    /// repeated in one list of extensions, or a critical extension that is not understood; the object
-    /// is then partly filled and of no use. issuingDistributionPoint is passed over even when it is
-    /// critical. Extensions that are not stored are named on standard output, one line each.
+    /// Reads a DER CertificateList and copies what it keeps. Returns false if `data` is malformed or has
+    /// trailing bytes, if the outer and the inner signature algorithm differ, if the CRL or an entry repeats
+    /// an extension, or if a critical extension is unknown; the object is then partly filled and must not be
+    /// used. issuingDistributionPoint is ignored even if it is critical. Extensions that are not stored are
+    /// named on standard output, one line each.
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
 
-    /// Takes `name`, the whole encoding of a Name, as issuer (`X509Certificate::setIssuer`).
+    /// Sets the issuer to `name`, the whole encoding of a Name, as `X509Certificate::setIssuer` does.
     bool setIssuer(asn1::blob name);
 
-    /// The list of revoked certificates as `sign` writes it: the whole encoding, empty when the list is. An
-    /// entry that was parsed and not changed stays as it was, with extensions that have no member.
+    /// The whole encoding of revokedCertificates as `sign` writes it; empty if `revoked` is. An entry that
+    /// was parsed and not changed keeps its bytes, extensions without a member included.
     std::vector<unsigned char> serializeRevokedCerts();
 
-    /// Rebuilds the TBSCertList, of version 2, and brings the numbers in line with it. The extensions are
-    /// the authority key identifier, the CRL number, and then those that were parsed and have no member;
-    /// a reason code is an extension of its entry. What makes it fail beside the key: an entry without a
-    /// serial number, a date outside the years 1950 to 2049.
+    /// Rebuilds the TBSCertList, of version 2, and updates `crlNumber` and the serial numbers to match it.
+    /// The extensions are the authority key identifier, the CRL number, and then those that were parsed and
+    /// have no member; a reason code is an extension of its entry. Apart from an unsuitable key, it fails if
+    /// an entry has no serial number or a date is outside the years 1950 to 2049.
     bool updateTbs(PrivateKey const& key, HashID hash) override;
 
-    /// Writes all fields as text, line by line. Names are written as they are: they may hold any byte.
+    /// Writes all fields as text, line by line. Names are not escaped and may contain any byte.
     void dump(std::ostream& out) const;
 
-    /// The issuer's whole encoding. A view into `tbs`, valid while it is unchanged; empty unless `tbs`
-    /// is the TBSCertList of a CRL that `parse` accepts the outline of.
+    /// The issuer's whole encoding. A view into `tbs`, valid while that is unchanged; empty unless `tbs` has
+    /// the outline of a TBSCertList.
     asn1::blob issuerBytes() const;
 
-    /// The CRL's own extensions in their order. Views into `tbs`, valid while it is unchanged.
+    /// The CRL's own extensions in their order. Views into `tbs`, valid while that is unchanged.
     std::vector<X509Extension> extensions() const;
 
 private:

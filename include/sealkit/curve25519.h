@@ -11,9 +11,9 @@
 /// Both curves are computed as one: the short Weierstrass curve that x = u + A/3 makes of
 /// v² = u³ + A·u² + u, so that `WCurve` does the arithmetic.
 ///
-/// What it does not do: nothing here is constant-time; there is no Montgomery ladder. A u-coordinate
-/// that belongs to the quadratic twist, and one of small order, gives no shared secret. Verification
-/// does not multiply by the cofactor. There is no Ed25519ph, no Ed25519ctx and no batch verification.
+/// No operation is constant-time; there is no Montgomery ladder. A u-coordinate on the quadratic twist or of
+/// small order gives no shared secret. Verification does not multiply by the cofactor. Not here: Ed25519ph,
+/// Ed25519ctx and batch verification.
 #pragma once
 
 #include "sealkit/ec.h"
@@ -21,7 +21,7 @@
 /// v² = u³ + 486662·u² + u modulo p = 2^255 − 19, as the Weierstrass curve with x = u + A/3 and y = v.
 class SEALKIT_API Curve25519 : public WCurve {
 public:
-    RedNum thirdOfA; ///< A/3 modulo p: what lies between u and x.
+    RedNum thirdOfA; ///< A/3 modulo p, which is x − u.
 
     Curve25519();
 
@@ -32,34 +32,34 @@ public:
     /// The base point: u = 9 with the even y. Its Edwards image is Ed25519's base point.
     Point getG() const;
 
-    /// The point with this u (reduced modulo p) and the y whose low bit is that of `sign`, as
-    /// (x, y, 1). The invalid point, three unbound zeros, when there is none: u lies on the twist.
+    /// The point with this u (reduced modulo p) and the y whose low bit is that of `sign`, as (x, y, 1).
+    /// Returns the invalid point, three unbound zeros, if u lies on the twist.
     Point fromNum(BigNum const& u, unsigned sign) const;
 
-    /// Sets `y` to the root of x³ + a·x + b with the low bit `sign`. False when there is none.
+    /// Sets `y` to the root of x³ + a·x + b with the low bit `sign`. Returns false if there is none.
     bool getY(RedNum const& x, unsigned sign, BigNum& y) const;
 
     /// A square root of `c`, if it is a square; any number if not (Atkin, for p ≡ 5 (mod 8)).
     RedNum sqr_root(RedNum const& c) const;
 
-    /// u of an affine or projective point, below p, and the low bit of its y where `sign` is not
-    /// null. The point at infinity gives 0.
+    /// u of an affine or projective point, below p, and the low bit of its y if `sign` is not null. The point
+    /// at infinity gives 0.
     BigNum toNum(Point&& P, unsigned* sign) const;
 
-    /// u and, where `v` is not null, v of a point, both below p. The point at infinity gives (0, 0).
+    /// u and, if `v` is not null, v of a point, both below p. The point at infinity gives (0, 0).
     void map_to_25519(Point&& P, BigNum* u, BigNum* v) const;
 
-    /// Reads 32 bytes of u, big-endian, and one whose low bit is the sign. The invalid point for any
-    /// other length and when there is no such point.
+    /// Reads 32 bytes of u, big-endian, and one whose low bit is the sign. Returns the invalid point for any
+    /// other length and if no such point exists.
     Point fromBin(asn1::blob encoded) const;
 
     /// The 33 bytes that `fromBin` reads.
     std::vector<unsigned char> toBin(Point&& P) const;
 
-    /// Whether `P` is a point that is not of small order: neither it nor 8·P is at infinity.
+    /// Whether `P` is not of small order: neither it nor 8·P is at infinity.
     bool isValid(Point const& P) const;
 
-    /// The bytes of u in what `toBin` made: all but the sign. Of fewer than 32 bytes, what is there.
+    /// The bytes of u in what `toBin` made: all but the sign. Of fewer than 32 bytes, all of them.
     static std::vector<unsigned char> getX(std::vector<unsigned char> const& encoded);
 };
 
@@ -68,27 +68,27 @@ public:
 /// that takes `Curve25519::getG` to Ed25519's base point.
 class SEALKIT_API Edwards25519 : public Curve25519 {
 public:
-    /// The point with this y and the x whose low bit is that of `sign`, as (x, y, 1). The invalid
-    /// point when y is not below p, when there is no such x (x = 0 with sign 1 among them), and for
-    /// the neutral element y = 1, which has no image.
+    /// The point with this y and the x whose low bit is that of `sign`, as (x, y, 1). Returns the invalid
+    /// point if y is not below p, if there is no such x (as for x = 0 with sign 1), and for the neutral
+    /// element y = 1, which has no image.
     Point fromNum(BigNum const& y, unsigned sign) const;
 
-    /// The y of a point, below p, and the low bit of its x where `sign` is not null. The point at
-    /// infinity is the neutral element: y = 1.
+    /// The y of a point, below p, and the low bit of its x if `sign` is not null. The point at infinity is
+    /// the neutral element: y = 1.
     BigNum toNum(Point&& P, unsigned* sign) const;
 
-    /// Sets `x` to the coordinate that belongs to `y` and has the low bit `sign` (RFC 8032,
-    /// section 5.1.3, steps 2 to 4). False when there is none.
+    /// Sets `x` to the coordinate that `y` has under the low bit `sign` (RFC 8032, section 5.1.3, steps 2 to
+    /// 4). Returns false if there is none.
     bool getX(RedNum const& y, unsigned sign, BigNum& x) const;
 
-    /// Reads RFC 8032's 32 bytes. The invalid point for any other length and where `fromNum` gives it.
+    /// Reads RFC 8032's 32 bytes. Returns the invalid point for any other length and if `fromNum` does.
     Point fromBin(asn1::blob encoded) const;
 
     /// Writes RFC 8032's 32 bytes.
     std::vector<unsigned char> toBin(Point&& P) const;
 
 protected:
-    /// What finding x for a y brings to light, with U = y² − 1 and V = d·y² + 1.
+    /// The intermediate results of recovering x from y, with U = y² − 1 and V = d·y² + 1.
     struct Recovered {
         RedNum U, V;
         RedNum root; ///< 1/√(U·V), which makes x = U·root.
@@ -105,11 +105,11 @@ SEALKIT_API BigNum coordToNum(asn1::blob bytes);
 /// A scalar: `bytes` little-endian, bits 0, 1, 2 and 255 cleared, bit 254 set (RFC 7748, section 5).
 SEALKIT_API BigNum privToNum(asn1::blob bytes);
 
-/// `number` little-endian, zeros up to 32 bytes behind it. Empty for 0; longer for longer numbers.
+/// `number` in little-endian, padded with zeros to 32 bytes. Empty for 0; longer for longer numbers.
 SEALKIT_API std::vector<unsigned char> numToBlob(BigNum const& number);
 
-/// The shared secret, 32 bytes, of a private key and the peer's public key. Empty when the peer's
-/// u is on the twist or of small order. Unlike RFC 7748's ladder, which gives a value for the former.
+/// The shared secret, 32 bytes, of a private key and the peer's public key. Empty if the peer's u is on the
+/// twist, for which RFC 7748's ladder gives a value, or of small order.
 SEALKIT_API std::vector<unsigned char> kex(asn1::blob priv, asn1::blob peer);
 
 /// The public key, 32 bytes, of a private key.
@@ -119,9 +119,8 @@ SEALKIT_API std::vector<unsigned char> get_public_key(asn1::blob priv);
 
 namespace eddsa {
 
-/// The scalar s of a private key. Where `prefix` is not null it receives the 32 bytes that go in
-/// front of the message; they are as secret as the key, and wiping them is the caller's duty (RFC 8032,
-/// section 5.1.5).
+/// The scalar s of a private key. If `prefix` is not null, it receives the 32 bytes that are hashed before
+/// the message; they are as secret as the key, and the caller wipes them (RFC 8032, section 5.1.5).
 SEALKIT_API BigNum expand_secret(asn1::blob secret, std::vector<unsigned char>* prefix);
 
 /// The public key, 32 bytes, of a scalar.
@@ -133,8 +132,8 @@ SEALKIT_API std::vector<unsigned char> get_public_key(asn1::blob secret);
 /// The signature, 64 bytes, of a message (RFC 8032, section 5.1.6).
 SEALKIT_API std::vector<unsigned char> sign(asn1::blob secret, asn1::blob message);
 
-/// Whether `sig` is a signature of `message` under `pub` (RFC 8032, section 5.1.7, without the
-/// cofactor). False for any length but 32 and 64 bytes, for points that do not decode or are the neutral
+/// Whether `sig` is a signature of `message` under `pub` (RFC 8032, section 5.1.7, without the cofactor).
+/// Returns false unless `pub` has 32 bytes and `sig` 64, for points that do not decode or are the neutral
 /// element, and for S not below the group order.
 SEALKIT_API bool verify(asn1::blob pub, asn1::blob message, asn1::blob sig);
 

@@ -5,11 +5,11 @@
 /// | a primitive element                | `add` and its typed forms                    |
 /// | a constructed element              | `begin`, its children, `end`                 |
 /// | elements that are encoded already  | `addEncoded`                                 |
-/// | nothing more                       | `take`                                       |
+/// | no further element                 | `take`                                       |
 ///
-/// Lengths are definite and as short as they can be. Constructed elements get theirs when they are
-/// closed. The encoder writes what it is told: it does not sort sets, leave out defaults or check
-/// contents. Identifiers have one octet (tag numbers up to 30) and contents less than 4 GiB.
+/// Lengths are definite and as short as they can be. Those of constructed elements are written when the
+/// elements are closed. Contents are written as given: sets are not sorted, defaults are not omitted and
+/// values are not checked. Identifiers have one octet (tag numbers up to 30) and contents less than 4 GiB.
 /// The buffer may hold private keys, so whatever memory it leaves behind is wiped.
 #pragma once
 
@@ -27,7 +27,7 @@ class SEALKIT_API DerScope {
 public:
     static constexpr std::uint32_t movedFrom = 0xFFFFFFFF; ///< The position of a scope that closes nothing.
 
-    DerEncoder* encoder;    ///< What it is an element of.
+    DerEncoder* encoder;    ///< The encoder that the element is in.
     std::uint32_t position; ///< Of its identifier octet in the encoder's buffer, or `movedFrom`.
 
     DerScope(DerEncoder& owner, std::uint32_t pos) : encoder(&owner), position(pos) {}
@@ -36,15 +36,15 @@ public:
     ~DerScope();
 };
 
-/// The writer. All operations return the encoder itself, so that calls can be chained. Views that are
-/// handed in are copied and must not be views of `buf`.
+/// The writer. All operations return the encoder itself, so that calls can be chained. Arguments are copied
+/// and must not be views of `buf`.
 class SEALKIT_API DerEncoder {
 public:
     std::vector<unsigned char> buf; ///< What has been written.
     std::vector<DerScope> open;     ///< The elements that are still open, outermost first.
 
     DerEncoder() = default;
-    /// Takes over the bytes and the open elements. The other encoder is empty then.
+    /// Moves the bytes and the open elements here. The other encoder is empty afterwards.
     DerEncoder(DerEncoder&& other) noexcept;
     DerEncoder& operator=(DerEncoder&& other) noexcept;
     ~DerEncoder();
@@ -76,15 +76,14 @@ public:
 
     /// Opens a constructed element. What is written until the matching `end` is its content.
     DerEncoder& begin(unsigned tag);
-    /// Closes the element that was opened last. Without one it does nothing.
+    /// Closes the element that was opened last. Does nothing if none is open.
     DerEncoder& end();
 
-    /// Gives the element at `pos` of `buf`, which has one identifier octet and one octet for its length
-    /// and reaches to the end of `buf`, its true length. Does nothing when there is no such element.
+    /// Corrects the length of the element at `pos` of `buf`, which has one identifier octet and one length
+    /// octet and reaches to the end of `buf`. Does nothing if there is no such element.
     void updateLen(unsigned pos);
 
-    /// Moves the buffer out. The encoder is as new then. Elements that are still open stay as they are,
-    /// with a length of 0.
+    /// Moves the buffer out and leaves the encoder empty. Elements that are still open keep a length of 0.
     std::vector<unsigned char> take();
 
 private:

@@ -16,9 +16,9 @@
 /// | `p384`  | 4     | "p384"    | 48           | secp384r1                  |
 /// | `p521`  | 5     | "p521"    | 66           | secp521r1                  |
 ///
-/// What it does not do: nothing here is constant-time, neither in its operations nor in its memory
-/// accesses. Decoding a point does not check that it lies on a curve: `WCurve::isOnCurve` does.
-/// Compressed points of P-224 cannot be decoded. Nothing reports an error beyond the values stated.
+/// No operation is constant-time, neither in its instructions nor in its memory accesses. Decoding a point
+/// does not check that it lies on a curve: `WCurve::isOnCurve` does. Compressed points of P-224 cannot be
+/// decoded. Errors are reported by the stated values alone.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -28,32 +28,32 @@
 #include <string>
 #include <vector>
 
-/// The named curves. Any other value means no named curve.
+/// The named curves. Any other value is an unknown curve.
 enum class Curve : unsigned { p192 = 1, p224 = 2, p256 = 3, p384 = 4, p521 = 5 };
 
-/// An affine point. The point (0, 0) stands for no point: what could not be decoded, and the point
-/// at infinity. It lies on none of the named curves.
+/// An affine point. The point (0, 0) stands for the point at infinity and for one that could not be decoded.
+/// It lies on none of the named curves.
 struct SEALKIT_API ECPoint {
     BigNum x;
     BigNum y;
 
-    /// Whether this is (0, 0), which stands for no point.
+    /// Whether this is (0, 0).
     bool empty() const;
 
-    /// Reads the uncompressed form: 0x04, then x and y, big-endian and equally long. With an odd
-    /// number of bytes y gets the one more. (0, 0) when `octets` is empty or begins with another
-    /// byte. Neither the length nor the curve equation is checked.
+    /// Reads the uncompressed form: 0x04, then x and y, big-endian and equally long. With an odd number of
+    /// bytes y is one byte longer. Returns (0, 0) if `octets` is empty or begins with another byte. Neither
+    /// the length nor the curve equation is checked.
     static ECPoint fromOctetString(asn1::blob octets);
 
-    /// Reads the compressed form: 0x02 for an even y or 0x03 for an odd one, then x, big-endian, and
-    /// finds y on the curve of `p`, `a` and `b`. (0, 0) when `octets` is empty or begins with another
-    /// byte, when x belongs to no point (or to one with y = 0), when `p` is not odd, and when `p` is not
-    /// of the kind that `WCurve::getY` handles, as that of P-224. The length of x is not checked.
+    /// Reads the compressed form: 0x02 for an even y or 0x03 for an odd one, then x, big-endian, and finds y
+    /// on the curve of `p`, `a` and `b`. Returns (0, 0) if `octets` is empty or begins with another byte, if
+    /// no point has this x (or one with y = 0), if `p` is even, and if `WCurve::getY` does not support `p`,
+    /// as with P-224. The length of x is not checked.
     static ECPoint fromOctetStringCompressed(asn1::blob octets, BigNum const& p, BigNum const& a,
                                              BigNum const& b);
 
-    /// Writes the compressed form (1 + `len` bytes) or the uncompressed one (1 + 2·`len` bytes).
-    /// `len` is the curve's `getModLen`; aborts when a coordinate needs more than `len` bytes.
+    /// Writes the compressed form (1 + `len` bytes) or the uncompressed one (1 + 2·`len` bytes). `len` is the
+    /// curve's `getModLen`; aborts if a coordinate needs more than `len` bytes.
     std::vector<unsigned char> toBin(unsigned len, bool compressed) const;
 
     friend bool operator==(ECPoint const& left, ECPoint const& right) {
@@ -100,8 +100,8 @@ SEALKIT_API void getECParamsForP384(BigNum& p, BigNum& n, ECPoint& G);
 /// `getECParams` of P-521.
 SEALKIT_API void getECParamsForP521(BigNum& p, BigNum& n, ECPoint& G);
 
-/// A curve y² = x³ + a·x + b over the integers modulo an odd prime p. Adding needs no b, so that only
-/// the functions that look at the equation take it.
+/// A curve y² = x³ + a·x + b over the integers modulo an odd prime p. Adding needs no b, so that only the
+/// functions that use the equation take it.
 ///
 /// Coordinates stay in the representation of the curve's reducer from `fromEC` to `toEC`; points are
 /// valid only as long as the curve they came from. A curve is immutable: any number of threads may
@@ -128,11 +128,12 @@ public:
     WCurve(WCurve const&) = delete;
     WCurve& operator=(WCurve const&) = delete;
 
-    /// P = 2·P. `scratch` has `dblScratch` elements that belong to the caller; what they hold does
-    /// not matter. On a curve with a = 0 this computes the doubling of a = −3.
+    /// P = 2·P. `scratch` has `dblScratch` elements of any value, which belong to the caller. On a curve with
+    /// a = 0 this computes the doubling of a = −3.
     void dbl(Point& P, RedNum* scratch) const;
 
-    /// P = P + Q, for any two points. `scratch` has `addScratch` elements that belong to the caller.
+    /// P = P + Q, for any two points. `scratch` has `addScratch` elements of any value, which belong to the
+    /// caller.
     void add(Point& P, Point const& Q, RedNum* scratch) const;
 
     /// k·P. The time depends on `k`, linearly in its length.
@@ -141,10 +142,10 @@ public:
     /// k·P + l·Q in less time than two multiplications. The time depends on `k` and `l`.
     Point mul2add(BigNum const& k, Point const& P, BigNum const& l, Point const& Q) const;
 
-    /// Sets `y` to one of the square roots of x³ + a·x + b and returns true. False, with `y`
-    /// untouched, when there is none, when x³ + a·x + b is 0, and when byte ⌊n/4⌋ of the modulus (of
-    /// n digits, little-endian) does not end in two 1 bits. On the named curves that is P-224; for
-    /// other moduli it does not say whether p ≡ 3 (mod 4), which the root needs.
+    /// Sets `y` to one of the square roots of x³ + a·x + b and returns true. Returns false and leaves `y`
+    /// unchanged if there is none, if x³ + a·x + b is 0, and if byte ⌊n/4⌋ of the modulus (of n digits,
+    /// little-endian) does not end in two 1 bits. On the named curves that is P-224; for other moduli it does
+    /// not say whether p ≡ 3 (mod 4), which the root needs.
     bool getY(BigNum const& a, BigNum const& b, BigNum const& x, BigNum& y) const;
 
     /// Whether Y² = X³ + a·X + b. Z is taken to be 1, as `fromEC` makes it.

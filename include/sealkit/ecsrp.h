@@ -1,12 +1,12 @@
-/// A key out of a password, over Curve25519: both sides learn that the other knows the password, or what was made
-/// of it, and nobody between them can try passwords against what they sent.
+/// Password-authenticated key agreement over Curve25519: each side proves that it knows the password or its
+/// verifier, and an eavesdropper cannot test passwords against what they send.
 ///
 /// | name          | what it is                                                          | bytes |
 /// | ------------- | ------------------------------------------------------------------- | ----- |
 /// | `ECSRP`       | the side that has the password and a secret scalar                  |       |
 /// | `pwdHash`     | the password's number                                               | 32    |
-/// | `pwdVerifier` | what the peer keeps of a password: the multiple of G by that number | 33    |
-/// | `redp1`       | bytes hashed to a point of which nobody knows what multiple it is   |       |
+/// | `pwdVerifier` | what the peer stores of a password: G multiplied by that number     | 33    |
+/// | `redp1`       | bytes hashed to a point whose discrete logarithm nobody knows       |       |
 ///
 /// Points travel in the 33 bytes of `Curve25519::toBin`. With the secret scalars b here and a at the peer:
 ///
@@ -19,10 +19,10 @@
 /// sides come to one point: here (b + e·v)·(A − W), at the peer a·(B + e·V). MS-CHAP mode: the point b·A = a·B gives
 /// the two challenges of MS-CHAPv2 (`mschapv2.h`), which are never sent.
 ///
-/// What it does not do: the side that keeps verifiers, which is arithmetic on `Curve25519` alone
-/// (`examples/ecsrp_exchange.cpp` has it whole); making secret scalars or salts (`rng.h`); constant time
-/// (`docs/timing.md`). MS-CHAP mode protects against listeners but not against a peer that made up A: that one
-/// has an NT-Response with known challenges.
+/// Not here: the side that stores verifiers, which needs arithmetic on `Curve25519` alone
+/// (`examples/ecsrp_exchange.cpp` shows it); secret scalars and salts, which come from `rng.h`; constant time
+/// (`docs/timing.md`). MS-CHAP mode protects against eavesdroppers, but not against a peer that chose A: that
+/// peer obtains an NT-Response to challenges that it knows.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -36,37 +36,37 @@
 /// scalar, the reply and the session key are overwritten when the object is destroyed or assigned to.
 class SEALKIT_API ECSRP {
 public:
-    /// `secret` is the scalar, big-endian and of any length: 32 random bytes, new for every exchange. One that
-    /// is a multiple of the group order (none or zeros only, for one) makes an object whose answers are all
-    /// empty.
+    /// `secret` is the scalar, big-endian and of any length: 32 random bytes, new for every exchange. If it
+    /// is a multiple of the group order (empty or all zeros, for example), all answers are empty.
     ECSRP(std::string const& user, std::string const& password, std::vector<unsigned char> const& secret);
     ~ECSRP();
     ECSRP(ECSRP const&) = default;
     ECSRP& operator=(ECSRP const& other);
 
-    /// What to send first: B, the user name and a zero byte. Empty when there is no B.
+    /// What to send first: B, the user name and a zero byte. Empty if B is at infinity.
     std::vector<unsigned char> getChallenge() const;
 
-    /// The answer to the peer's message. Of 33 bytes, a point: that of MS-CHAP mode; of 49, a point and a salt: that
-    /// of SRP mode. Empty for other lengths, and where those are empty.
+    /// The answer to the peer's message. A message of 33 bytes, a point, selects MS-CHAP mode; one of 49
+    /// bytes, a point and a salt, selects SRP mode. Empty for other lengths, and if the answer of that mode
+    /// is empty.
     std::vector<unsigned char> generateResponse(std::vector<unsigned char> const& msg);
 
-    /// SRP mode: M1, 32 bytes; from now on there is a reply to verify. Empty, with nothing changed, when `A` does
-    /// not decode or is of small order, when the shared point is at infinity, and when there is no B.
+    /// SRP mode: M1, 32 bytes, which enables `verifyReply`. Returns an empty vector and leaves the object
+    /// unchanged if `A` does not decode or is of small order, or if the shared point or B is at infinity.
     std::vector<unsigned char> generateSRPResponse(std::vector<unsigned char> const& A,
                                                    std::vector<unsigned char> const& salt);
 
-    /// MS-CHAP mode: the NT-Response, 24 bytes. Empty, with nothing changed, when `A` does not decode or is of small
-    /// order, and when there is no B. It does not make `verifyReply` take a reply.
+    /// MS-CHAP mode: the NT-Response, 24 bytes. Returns an empty vector and leaves the object unchanged if
+    /// `A` does not decode or is of small order, or if B is at infinity. It does not enable `verifyReply`.
     std::vector<unsigned char> generateMSCHAPResponse(std::vector<unsigned char> const& A);
 
-    /// Whether `reply` is the expected one, in a time that depends on its length alone. False as long as SRP mode has
-    /// given no response.
+    /// Whether `reply` is the expected one, in a time that depends on its length alone. Returns false as long
+    /// as SRP mode has given no response.
     bool verifyReply(std::vector<unsigned char> const& reply) const;
 
-    /// The session key of the last response, or empty: 32 bytes of SRP mode; of MS-CHAP mode the shared u itself,
-    /// big-endian without leading zeros. It is not to be trusted before the reply is verified, and the caller's
-    /// to wipe.
+    /// The session key of the last response, or empty: 32 bytes of SRP mode; of MS-CHAP mode the shared u
+    /// itself, big-endian without leading zeros. Do not use it before the reply is verified. The caller wipes
+    /// it.
     std::string getSessionKey() const { return sessionKey; }
 
 protected:
@@ -79,15 +79,17 @@ protected:
     std::string sessionKey;
 };
 
-/// SHA-256(`salt` ‖ SHA-256(`user` ‖ ":" ‖ `password`)). It is as good as the password, and the caller's to wipe.
+/// SHA-256(`salt` ‖ SHA-256(`user` ‖ ":" ‖ `password`)). It is as secret as the password: the caller wipes
+/// it.
 SEALKIT_API std::vector<unsigned char> pwdHash(std::string const& user, std::string const& password,
                                                std::vector<unsigned char> const& salt);
 
-/// The multiple of the base point by `v`, big-endian; what a peer keeps of a password with its salt. Passwords can be
-/// tried against it: it is to be guarded. Empty when `v` is a multiple of the group order.
+/// The multiple of the base point by `v`, big-endian; what a peer stores of a password, with its salt.
+/// Passwords can be tested against it, so it must be kept secret. Empty if `v` is a multiple of the group
+/// order.
 SEALKIT_API std::vector<unsigned char> pwdVerifier(std::vector<unsigned char> const& v);
 
-/// A point that belongs to `data`: with n = SHA-256(`data`), the first of those whose u is SHA-256(n), SHA-256(n + 1) …
-/// and whose y is even, that is on the curve and not of small order. It has Z = 1. About half of all u have a point:
-/// the time depends on the data.
+/// Hashes `data` to a point: with n = SHA-256(`data`), the first of those whose u is SHA-256(n), SHA-256(n +
+/// 1) … and whose y is even, that is on the curve and not of small order. It has Z = 1. About half of all u
+/// have a point: the time depends on the data.
 SEALKIT_API WCurve::Point redp1(Curve25519 const& curve, std::vector<unsigned char> const& data);

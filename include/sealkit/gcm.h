@@ -5,9 +5,9 @@
 /// | `GCMCipher` | the mode over a block cipher of the caller's, with 16-byte tags |
 ///
 /// `createCipher` makes one from a key. Each message takes an IV that was never used under the same key: a
-/// second message under the same IV gives both plaintexts and the means to forge away. 12 bytes are the IV
-/// to use. What SP 800-38D says of other lengths holds from 13 bytes on; shorter ones follow a rule of this
-/// library that others do not know.
+/// second message under the same IV reveals the XOR of both plaintexts and allows forgeries. Use IVs of 12
+/// bytes. Longer ones are hashed as SP 800-38D says; shorter ones follow a rule of this library that other
+/// implementations do not share.
 ///
 /// Not here: shorter tags, messages in several calls, and constant time: tables are indexed with secrets
 /// (`docs/timing.md`).
@@ -41,14 +41,14 @@ public:
     void setIV(unsigned char const* iv, unsigned size) override;
     /// Encrypts `len` bytes and writes the ciphertext, then the tag, to `out`, which may begin where `in`
     /// does. SP 800-38D section 7.1, but for lengths: they are authenticated in bits modulo 2^32, so a
-    /// message or additional data of 512 MiB count as none. Keep below that. Without a new `setIV` a second
+    /// message or additional data of 512 MiB count as empty. Stay below that. Without a new `setIV` a second
     /// message takes as its J0 the last counter block of the first: its tag is then masked with that block's
-    /// keystream. Never encrypt so.
+    /// keystream. Never do that.
     void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                  unsigned char* out) override;
     /// Decrypts ciphertext and tag, `len` bytes together, to `out`, which may begin where `in` does. Returns
-    /// the length of the plaintext, or all ones (0xFFFFFFFF) when the tag does not match or `len` has no room
-    /// for it. Where the tag does not match, `out` holds the plaintext all the same: discard it.
+    /// the length of the plaintext, or all ones (0xFFFFFFFF) if the tag does not match or `len` has no room
+    /// for it. If the tag does not match, `out` still holds the plaintext: discard it.
     unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                      unsigned char* out) override;
 

@@ -56,7 +56,7 @@ public:
     /// ready for a new message.
     virtual void digest(unsigned char* out) = 0;
 
-    /// Ends the message as above and returns its digest as a string of `digestLength()` bytes.
+    /// Ends the message in the same way and returns its digest as a string of `digestLength()` bytes.
     std::string digest();
 };
 
@@ -69,7 +69,7 @@ public:
 class SEALKIT_API HashImpl : public Hash {
 public:
     ~HashImpl() override { secureMemset(block, 0, sizeof block); }
-    /// Begins the message if the counter is zero, even when `len` is; then takes the bytes in.
+    /// Begins the message if the counter is zero, even if `len` is zero; then absorbs the bytes.
     void update(void const* data, unsigned len) override { absorb(data, len); }
     using Hash::digest;
 
@@ -196,7 +196,7 @@ protected:
     class SHA1 sha1;
 };
 
-/// Makes a hash object for `id`, ready for its first message. Null when `id` names no algorithm.
+/// Makes a hash object for `id`, ready for its first message. Null if `id` is unknown.
 SEALKIT_API std::unique_ptr<Hash> createHash(unsigned id);
 SEALKIT_API std::unique_ptr<Hash> createHash(HashID id);
 

@@ -11,8 +11,7 @@
 /// leaves it ready for another message under the same key. Unlike a hash it must be given an `update`
 /// (of length 0, for the empty message) or an `init` before `digest`.
 ///
-/// What it does not do: it compares nothing. Compare a received MAC in a way that does not stop at the
-/// first difference.
+/// Not here: comparison. Compare a received MAC with `equalInConstantTime` (compare.h).
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -29,14 +28,14 @@
 /// handed over, and is used by nobody else in the meantime.
 class SEALKIT_API HMAC : public Hash {
 public:
-    /// Keys `inner` with `keyLength` bytes of any number. A key longer than a block of the hash is
+    /// Keys `inner` with `keyLength` bytes; every length is allowed. A key longer than a block of the hash is
     /// replaced by its digest; one of exactly a block is taken as it is.
     HMAC(Hash* inner, void const* key, unsigned keyLength);
     HMAC(HMAC const&) = delete;
     HMAC& operator=(HMAC const&) = delete;
 
     unsigned lengthFieldLength() override { return 8; }
-    /// Wipes the key. The inner hash is left alone.
+    /// Wipes the key. The inner hash is unchanged.
     ~HMAC() override;
     void update(void const* data, unsigned len) override;
     unsigned blockLength() override { return inner->blockLength(); }
@@ -69,7 +68,7 @@ private:
     std::unique_ptr<Hash> hash;
 };
 
-/// A new HMAC over the hash `id`, which must be one that `createHash` knows: it is not checked.
+/// A new HMAC over the hash `id`, which must be known to `createHash`; this is not checked.
 SEALKIT_API std::unique_ptr<class HMAC> createHMAC(unsigned id, std::span<unsigned char const> key);
 SEALKIT_API std::unique_ptr<class HMAC> createHMAC(HashID id, std::span<unsigned char const> key);
 

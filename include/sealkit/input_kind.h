@@ -38,5 +38,5 @@ enum class InputKind : unsigned {
 /// The kind of the whole contents of a file. Of several PEM blocks the first counts.
 SEALKIT_API InputKind findInputKind(std::string_view text);
 
-/// "certificate", "UTF-16 text". Empty for a value that is no kind.
+/// "certificate", "UTF-16 text". Empty for an unknown value.
 SEALKIT_API char const* getInputKindName(InputKind kind);

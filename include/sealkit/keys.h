@@ -10,14 +10,13 @@
 /// Certificates, files and messages hold keys through the abstract `PublicKey` and `PrivateKey`. A
 /// private key is also its own public key: `RsaPrivateKey` derives from `RsaPublicKey`, and so on.
 ///
-/// The members are public and may be filled by hand. The parsers only let through numbers that the
-/// operations can work with; operations on members that were filled with anything else fail, they do
-/// not crash. Objects that hold secrets wipe them when they are destroyed. The arithmetic takes a
-/// time that depends on the secret numbers: a key must not be used where an attacker measures that
-/// closely.
+/// The members are public and may be filled by hand. The parsers reject numbers that the operations cannot
+/// work with. Operations on unsuitable members fail; they do not crash. Objects that hold secrets wipe them
+/// when they are destroyed. The time of the arithmetic depends on the secret numbers: do not use a key where
+/// an attacker can measure it closely (`docs/timing.md`).
 ///
-/// No RSA-PSS and no curves beside the named ones. Programs cannot add key classes of their own: the
-/// library takes a `PublicKey` for one of the classes of this header.
+/// RSA-PSS and other curves are not supported. Programs cannot add kinds of keys: the library expects every
+/// `PublicKey` to be, or to derive from, one of the classes of this header.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -39,14 +38,13 @@ public:
     virtual ~PublicKey() = default;
 
     /// Reads the key from its own DER, the content of a SubjectPublicKeyInfo's BIT STRING or of a
-    /// OneAsymmetricKey's OCTET STRING, and the whole encoding of the algorithm's parameters (empty
-    /// when they are absent). False when the bytes are malformed, have something behind them, or hold
-    /// a key that cannot be used; the key then is as it was.
+    /// OneAsymmetricKey's OCTET STRING, and the whole encoding of the algorithm's parameters (empty if they
+    /// are absent). Returns false and leaves the key unchanged if the bytes are malformed, have trailing
+    /// bytes, or hold an unusable key.
     virtual bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) = 0;
 
-    /// The key's own DER. Empty when the members make no key (an EC point that does not fit its
-    /// curve's field, a secret out of its range). That of a private key holds the secrets: whoever
-    /// takes it wipes it.
+    /// The key's own DER. Empty if the members form no valid key (an EC point that does not fit its curve's
+    /// field, a secret out of range). That of a private key holds the secrets: the caller wipes it.
     virtual std::vector<unsigned char> encodeToDerEncoded() const = 0;
 
     /// The whole encoding of the parameters that stand beside the algorithm's object identifier:
@@ -54,7 +52,7 @@ public:
     /// others. A view of static bytes.
     virtual asn1::blob algorithmParams() const = 0;
 
-    /// Whether `other` is of the same type and has the same public members. So a private key equals
+    /// Whether `other` is of the same type and has the same public members. A private key therefore equals
     /// its public key.
     virtual bool equals(PublicKey const& other) const = 0;
 
@@ -97,22 +95,20 @@ public:
     KeyType keyType() const override;
     void dump(std::ostream& out) const override;
 
-    /// Whether `sig` is the PKCS#1 v1.5 signature (RFC 8017, section 8.2.2) of `digest`, which was
-    /// made with `hashId`. It may have zero bytes in front or lack them: it is read as a number, which
-    /// must be below the modulus. For `HashID::MD5SHA1` the 36 bytes stand in the block bare. The
-    /// parameters in a signed DigestInfo are not looked at, except under an exponent below 65537,
-    /// where they must be NULL or absent and the encoding minimal: there, bytes that nobody looks at
-    /// would let anyone make a signature. A DigestInfo that is not as expected is named on standard
-    /// output.
+    /// Whether `sig` is the PKCS#1 v1.5 signature (RFC 8017, section 8.2.2) of `digest`, which was made with
+    /// `hashId`. The signature is read as a number, which must be below the modulus: leading zero bytes may
+    /// be added or missing. For `HashID::MD5SHA1` the block holds the 36 bytes without a DigestInfo. The
+    /// parameters in a signed DigestInfo are ignored, except under an exponent below 65537, where they must
+    /// be NULL or absent and the encoding minimal: unchecked bytes would allow forgeries there. An unexpected
+    /// DigestInfo is reported on standard output.
     bool verifyHashed(HashID hashId, asn1::blob digest, asn1::blob sig) const;
     bool verifyHashed(unsigned hashId, asn1::blob digest, asn1::blob sig) const {
         return verifyHashed(static_cast<HashID>(hashId), digest, sig);
     }
 
-    /// The digest within `block`, the DigestInfo of a signature: a view into `block`. It must be one
-    /// SEQUENCE for hash `expected` with a digest of that hash's size and nothing behind it; what is
-    /// wrong otherwise is said in one line on standard output, and the result is empty. The
-    /// parameters of the algorithm are not examined.
+    /// The digest within `block`, the DigestInfo of a signature: a view into `block`. It must be one SEQUENCE
+    /// for hash `expected` with a digest of that hash's size, without trailing bytes; otherwise the result is
+    /// empty, and a line on standard output says what is wrong. The parameters of the algorithm are ignored.
     static asn1::blob parseHashFromDerEncoded(HashID expected, asn1::blob block);
     static asn1::blob parseHashFromDerEncoded(unsigned expected, asn1::blob block) {
         return parseHashFromDerEncoded(static_cast<HashID>(expected), block);
@@ -134,11 +130,10 @@ public:
     RsaPrivateKey& operator=(RsaPrivateKey const&);
     ~RsaPrivateKey() override;
 
-    /// Reads RSAPrivateKey ::= SEQUENCE { version, modulus, publicExponent, privateExponent, prime1,
-    /// prime2, exponent1, exponent2, coefficient } (RFC 8017, appendix A.1.2) with two primes, version
-    /// 0. The public numbers have the bounds of the public key; the others lie from 1 to the modulus
-    /// less 1, and the primes are odd. That the numbers belong together is not examined: a key of
-    /// numbers that do not makes no signatures.
+    /// Reads RSAPrivateKey ::= SEQUENCE { version, modulus, publicExponent, privateExponent, prime1, prime2,
+    /// exponent1, exponent2, coefficient } (RFC 8017, appendix A.1.2) with two primes, version 0. The public
+    /// numbers have the bounds of the public key; the others lie from 1 to the modulus less 1, and the primes
+    /// are odd. Whether the numbers are consistent is not checked: an inconsistent key makes no signatures.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
@@ -146,15 +141,14 @@ public:
 
     /// Makes a new key whose modulus has exactly `bits` bits, under the public exponent `e` (FIPS 186-5,
     /// appendix A.1.3): two random primes of the same size, p the greater. `bits` is even and from 2048 to
-    /// 8192, `e` is odd and at least 3. False, and the key as it was, when they are not, and when the
-    /// generator fails or what it gives is not random. Takes a while: seconds to minutes for the longest keys.
+    /// 8192, `e` is odd and at least 3. Returns false and leaves the key unchanged if they are not, or if the
+    /// generator fails or its output is not random. Takes seconds, and minutes for the longest keys.
     bool generatePrivKey(Rng& rng, unsigned bits, unsigned e = 65537);
 
-    /// The PKCS#1 v1.5 signature (RFC 8017, section 8.2.1) of `digest`, which was made with `hashId`:
-    /// as many bytes as the modulus has. Empty when the digest does not fit, when there is no such
-    /// hash, or when the members do not belong together. A block without room for the eight 0xFF
-    /// bytes of the standard is signed all the same. p, q, exp1, exp2 and coeff may be zero, which
-    /// takes longer.
+    /// The PKCS#1 v1.5 signature (RFC 8017, section 8.2.1) of `digest`, which was made with `hashId`: as many
+    /// bytes as the modulus has. Empty if the digest does not fit, if the hash is unknown, or if the members
+    /// are inconsistent. A modulus without room for the eight 0xFF bytes of the standard is accepted. p, q,
+    /// exp1, exp2 and coeff may be zero, which takes longer.
     std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
     std::vector<unsigned char> signHashed(unsigned hashId, asn1::blob digest) const {
         return signHashed(static_cast<HashID>(hashId), digest);
@@ -201,35 +195,34 @@ public:
     ~EcPrivateKey() override;
 
     /// Reads ECPrivateKey ::= SEQUENCE { version 1, privateKey OCTET STRING, parameters [0] OPTIONAL,
-    /// publicKey [1] OPTIONAL } (RFC 5915, section 3). The curve is that of `algoParams` or of [0],
-    /// which must agree where both are there. The secret lies from 1 to the group order less 1,
-    /// whatever zero bytes stand in front of it. A public key, uncompressed or compressed, must belong
-    /// to it; the point is computed in any case. All of it is written, the secret as wide as the
-    /// group order and the point uncompressed.
+    /// publicKey [1] OPTIONAL } (RFC 5915, section 3). The curve is that of `algoParams` or of [0], which
+    /// must agree if both are present. The secret is from 1 to the group order less 1; leading zero bytes are
+    /// ignored. A public key, uncompressed or compressed, must match it; the point is always computed. All
+    /// fields are written, the secret as wide as the group order and the point uncompressed.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
     std::vector<unsigned char> encodeToDerEncoded() const override;
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 
-    /// Makes a new key on `curve`, which is set first: a scalar that is equally likely any from 1 to the
-    /// group order less 1 (FIPS 186-5, appendix A.2.2), and its point. False, and the key as it was, when
-    /// `curve` is none or the generator fails.
+    /// Makes a new key on `curve`, which is set first: a uniformly distributed scalar from 1 to the group
+    /// order less 1 (FIPS 186-5, appendix A.2.2), and its point. Returns false and leaves the key unchanged
+    /// if `curve` is unknown or the generator fails.
     bool generatePrivKey(Rng& rng);
 
-    /// The ECDSA signature of `digest`, which was made with `hashId`: the DER of SEQUENCE { r INTEGER,
-    /// s INTEGER }. Its nonce is derived from the key and the digest (RFC 6979), so that the same digest
-    /// always gets the same signature. Empty when there is no such hash, when the digest is not of its
-    /// size, when `secret` is out of its range, and when `point` is not the secret's own. `point` may be
-    /// (0, 0), which takes longer.
+    /// The ECDSA signature of `digest`, which was made with `hashId`: the DER of SEQUENCE { r INTEGER, s
+    /// INTEGER }. Its nonce is derived from the key and the digest (RFC 6979), so that the same digest always
+    /// gets the same signature. Empty if the hash is unknown, if the digest does not have its size, if
+    /// `secret` is out of range, or if `point` is not the secret's own. `point` may be (0, 0), which takes
+    /// longer.
     std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
     std::vector<unsigned char> signHashed(unsigned hashId, asn1::blob digest) const {
         return signHashed(static_cast<HashID>(hashId), digest);
     }
 
     /// The secret shared with the holder of the point `peerPoint` (SEC 1, section 3.3.1), which is
-    /// uncompressed or compressed: the x-coordinate, as wide as the field. Empty when the point is not of
-    /// the field's width or not on the curve, when it is a compressed one of P-224, and when `secret` is
-    /// out of its range.
+    /// uncompressed or compressed: the x-coordinate, as wide as the field. Empty if the point does not have
+    /// the field's width or is not on the curve, if it is a compressed point of P-224, or if `secret` is out
+    /// of range.
     std::vector<unsigned char> exchangeKeys(asn1::blob peerPoint) const;
 };
 
@@ -257,8 +250,8 @@ public:
     /// Whether `sig` is the signature of `message` (`eddsa::verify`).
     bool verify(asn1::blob message, asn1::blob sig) const;
 
-    /// The same point as a key for key agreement. Its `pub` is empty when this key's bytes are no
-    /// point, or when they are the point of order 2, whose coordinate is 0.
+    /// The same point as a key for key agreement. Its `pub` is empty if this key's bytes do not decode to a
+    /// point, or decode to the point of order 2, whose coordinate is 0.
     X25519PublicKey toX25519PublicKey() const;
 };
 
@@ -279,11 +272,11 @@ public:
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 
-    /// Makes a new key from 32 bytes of `rng`. False when the generator fails; the key then must not
-    /// be used.
+    /// Makes a new key from 32 bytes of `rng`. Returns false if the generator fails; the key must then not be
+    /// used.
     bool generatePrivKey(Rng& rng);
-    /// Takes `privateBytes` as the secret and derives the public value from it. False, and the key as
-    /// it was, unless there are 32 bytes.
+    /// Sets the secret to `privateBytes` and derives the public value from it. Returns false and leaves the
+    /// key unchanged unless there are 32 bytes.
     bool initPrivate(std::vector<unsigned char> privateBytes);
     /// The 64-byte signature of `message` (`eddsa::sign`).
     std::vector<unsigned char> sign(asn1::blob message) const;
@@ -327,22 +320,22 @@ public:
     void dump(std::ostream& out) const override;
     std::unique_ptr<PublicKey> publicKey() const override;
 
-    /// Makes a new key from 32 bytes of `rng`. False when the generator fails; the key then must not
-    /// be used.
+    /// Makes a new key from 32 bytes of `rng`. Returns false if the generator fails; the key must then not be
+    /// used.
     bool generatePrivKey(Rng& rng);
-    /// Takes `privateBytes` as the secret and derives the public value from it. False, and the key as
-    /// it was, unless there are 32 bytes.
+    /// Sets the secret to `privateBytes` and derives the public value from it. Returns false and leaves the
+    /// key unchanged unless there are 32 bytes.
     bool initPrivate(std::vector<unsigned char> privateBytes);
-    /// The 32-byte secret shared with the holder of the public value `peer` (`x25519::kex`). Empty
-    /// when `peer` is of small order or not on the curve itself.
+    /// The 32-byte secret shared with the holder of the public value `peer` (`x25519::kex`). Empty if `peer`
+    /// is of small order or on the quadratic twist.
     std::vector<unsigned char> exchangeKeys(asn1::blob peer) const;
 };
 
-/// `key.parseFromDerEncoded`, which says why the key is refused. Offsets count in `keyData`. False for a class that is not
-/// of this header, without a reason.
+/// `key.parseFromDerEncoded`, which says why the key is refused. Offsets count in `keyData`. Returns false,
+/// without a reason, for a class that is not from this header.
 SEALKIT_API bool parseFromDerEncoded(PublicKey& key, asn1::blob algoParams, asn1::blob keyData,
                                      Refusal* refusal);
 
-/// The curve that the parameters of an EC key name, as a block "EC PARAMETERS" holds them. `Curve` of value 0 when they
-/// name another or describe one.
+/// The curve that the parameters of an EC key name, as a block "EC PARAMETERS" holds them. Returns a `Curve`
+/// of value 0 if they name an unknown curve or describe one explicitly.
 SEALKIT_API Curve parseEcParameters(asn1::blob algoParams, Refusal* refusal);

@@ -18,7 +18,7 @@
 
 /// What a message is.
 enum class MessageKind : unsigned {
-    none,              ///< No message of a kind that is known here.
+    none,              ///< Not a message of a known kind.
     signedData,        ///< `PKCS7SignedData` reads it.
     envelopedData,     ///< `PKCS7EnvelopedData` reads it.
     otherContent,      ///< A ContentInfo of a type that has a name and no reader.
@@ -32,7 +32,7 @@ SEALKIT_API MessageKind getMessageKind(asn1::blob der);
 /// "signed message", "time-stamp request"; empty for `none` and `otherContent`.
 SEALKIT_API char const* getMessageKindName(MessageKind kind);
 
-/// The content type of a ContentInfo, a view of its content octets; empty when `der` does not begin like one.
+/// The content type of a ContentInfo, a view of its content octets; empty if `der` does not begin like one.
 SEALKIT_API asn1::blob getContentType(asn1::blob der);
 
 /// "signed message", "data", "time-stamp", or `oidStr` of a content type without a name here.

@@ -143,7 +143,7 @@ inline constexpr size_t maxMessageCertificates = 1000;
 inline constexpr size_t maxMessageSigners = 100;
 /// The number of certificates of signers whose chains may fail before no more are searched.
 inline constexpr size_t maxUntrustedSigners = 4;
-/// By how many seconds a time that lies ahead is accepted, as clocks differ.
+/// By how many seconds a time may be ahead, as clocks differ.
 inline constexpr std::int64_t maxClockSkew = 300;
 
 /// Checks that every signer signed the content, and that the chain of its certificate is valid under `store`. A message

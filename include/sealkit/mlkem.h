@@ -1,4 +1,4 @@
-/// ML-KEM-768 (FIPS 203): two parties come to a shared secret that a quantum computer does not find out.
+/// ML-KEM-768 (FIPS 203): two parties agree on a shared secret, safe from quantum computers.
 ///
 /// | name         | what it is                                                                   |
 /// |--------------|------------------------------------------------------------------------------|
@@ -15,12 +15,12 @@
 /// One side calls `generate` and sends `publicKey`. The other calls `encap` with it and sends the ciphertext, and
 /// the first calls `decap` with that. Both then hold the same `sharedSecret`.
 ///
-/// Nothing here says who the other side is: a public key or ciphertext that was replaced on its way gives a
-/// secret, too. Whoever needs to know signs what is sent, or confirms the secret with a MAC under it.
+/// Nothing here authenticates the other side: a public key or ciphertext that was replaced in transit gives a
+/// secret, too. To authenticate, sign what is sent, or confirm the secret with a MAC under it.
 ///
-/// The objects hold everything in themselves and allocate no memory of their own. Their copies are whole; each
-/// object overwrites its secrets when it is destroyed. The arithmetic is that of the library mlkem-native, which
-/// takes the same time for all secrets. Other parameter sets are not here.
+/// The objects contain all their data and allocate no memory. Copies are independent; each object overwrites
+/// its secrets when it is destroyed. The arithmetic is that of the library mlkem-native, which takes the same
+/// time for all secrets. Not here: other parameter sets.
 #pragma once
 
 #ifdef SEALKIT_WITHOUT_MLKEM
@@ -35,7 +35,7 @@
 /// The side that owns a key pair.
 class SEALKIT_API MLKEMDecap {
 public:
-    unsigned char sharedSecret[32] = {}; ///< What `decap` came to.
+    unsigned char sharedSecret[32] = {}; ///< The result of `decap`.
     unsigned char publicKey[1184] = {};  ///< The encapsulation key, in the encoding of FIPS 203, section 7.1.
     unsigned char secretKey[2400] = {};  ///< The decapsulation key: the public key is within.
 
@@ -44,35 +44,35 @@ public:
     MLKEMDecap& operator=(MLKEMDecap const&) = default;
     ~MLKEMDecap();
 
-    /// Makes a new key pair from 64 bytes of the kernel's generator (ML-KEM.KeyGen, FIPS 203, section 7.1). False
-    /// when that failed: the fields are then no keys.
+    /// Makes a new key pair from 64 bytes of the kernel's generator (ML-KEM.KeyGen, FIPS 203, section 7.1).
+    /// Returns false if that fails; the fields then hold no keys.
     bool generate();
 
-    /// Takes a stored secret key: its 2400 bytes, or the 64 bytes (d ‖ z) that a key pair is computed from. False for
-    /// another length, and for a secret key whose public key is not in order or does not have the hash that stands
-    /// beside it (FIPS 203, section 7.3); the fields stay as they were then.
+    /// Loads a stored secret key: its 2400 bytes, or the 64 bytes (d ‖ z) that a key pair is computed from.
+    /// Returns false and leaves the fields unchanged for another length, and for a secret key whose public
+    /// key is malformed or does not have the hash that is stored beside it (FIPS 203, section 7.3).
     bool load(asn1::blob key);
 
-    /// Puts the secret that is in the ciphertext into `sharedSecret` (ML-KEM.Decaps, FIPS 203, section 7.3). False
-    /// for a ciphertext that does not have 1088 bytes, when `sharedSecret` stays as it was, and where `secretKey`
-    /// holds no key. A ciphertext that was changed, or is for another key, is not seen: it gives true and a
-    /// secret that nobody else has.
+    /// Sets `sharedSecret` to the secret in the ciphertext (ML-KEM.Decaps, FIPS 203, section 7.3). Returns
+    /// false if the ciphertext does not have 1088 bytes, which leaves `sharedSecret` unchanged, or if
+    /// `secretKey` holds no key. A ciphertext that was changed, or made for another key, is not detected: it
+    /// gives true and a secret that nobody else has.
     bool decap(asn1::blob ciphertext);
 };
 
 /// The side that is given a public key.
 class SEALKIT_API MLKEMEncap {
 public:
-    unsigned char sharedSecret[32] = {}; ///< What `encap` came to.
+    unsigned char sharedSecret[32] = {}; ///< The result of `encap`.
 
     MLKEMEncap() = default;
     MLKEMEncap(MLKEMEncap const&) = default;
     MLKEMEncap& operator=(MLKEMEncap const&) = default;
     ~MLKEMEncap();
 
-    /// Makes a secret from 32 bytes of the kernel's generator, puts it into `sharedSecret`, and returns the
-    /// ciphertext of 1088 bytes that brings it to the owner of `publicKey` (ML-KEM.Encaps, FIPS 203, section 7.2).
-    /// Empty for a key that does not have 1184 bytes or has a coefficient that is not reduced modulo q = 3329;
-    /// `sharedSecret` then holds nothing to rely on.
+    /// Makes a secret from 32 bytes of the kernel's generator, stores it in `sharedSecret`, and returns the
+    /// ciphertext of 1088 bytes that conveys it to the owner of `publicKey` (ML-KEM.Encaps, FIPS 203, section
+    /// 7.2). Empty for a key that does not have 1184 bytes or has a coefficient that is not reduced modulo q
+    /// = 3329; `sharedSecret` must then not be used.
     std::vector<unsigned char> encap(asn1::blob publicKey);
 };

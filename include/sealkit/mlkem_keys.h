@@ -28,11 +28,11 @@
 /// The bytes that a key pair is computed from, d ‖ z (FIPS 203, section 7.1).
 inline constexpr size_t mlkemSeedSize = 64;
 
-/// Reads a OneAsymmetricKey. `to` is of no use when that fails.
+/// Reads a OneAsymmetricKey. Returns false on failure; `to` must then not be used.
 SEALKIT_API bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal);
 
-/// Reads a SubjectPublicKeyInfo into the 1184 bytes of the key. `to` is unchanged when that fails. That the numbers of
-/// the key are reduced is checked by `MLKEMEncap::encap`.
+/// Reads a SubjectPublicKeyInfo into the 1184 bytes of the key. Returns false and leaves `to` unchanged on
+/// failure. `MLKEMEncap::encap` checks that the numbers of the key are reduced.
 SEALKIT_API bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>& to, Refusal* refusal);
 
 /// The OneAsymmetricKey with the seed. The caller wipes it.

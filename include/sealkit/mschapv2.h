@@ -1,5 +1,5 @@
-/// MS-CHAPv2: a password proved by a response to two challenges (RFC 2759), and the keys that MPPE takes from it
-/// (RFC 3079).
+/// MS-CHAPv2: a password proved by a response to two challenges (RFC 2759), and the keys that MPPE derives
+/// from it (RFC 3079).
 ///
 /// | name             | what it is                                            | bytes | standard                          |
 /// | ---------------- | ----------------------------------------------------- | ----- | --------------------------------- |
@@ -7,11 +7,12 @@
 /// | `makeSessionKey` | a start key of 128 bits, for one of two directions    | 16    | RFC 3079, GetAsymmetricStartKey   |
 /// | `makeChallenge`  | a challenge out of a secret that both sides share     | 16    | of this library; serves `ecsrp.h` |
 ///
-/// Nothing fails: every input is taken.
+/// No function fails: every input is accepted.
 ///
-/// Not here: the packets that carry all this, changing passwords, start keys of 40 and 56 bits and the later keys
-/// of MPPE. And protection: NT-Responses are DES under the pieces of an MD4 of the password. Whoever has one with
-/// its two challenges finds that hash in a search of 2^56 steps, and with it all that the password opens.
+/// Not here: the packets that carry all this, changing passwords, start keys of 40 and 56 bits and the later
+/// keys of MPPE. The protocol is broken: an NT-Response is DES under pieces of the MD4 digest of the
+/// password. Whoever has one with its two challenges finds that digest in a search of 2^56 steps, and can
+/// then use it in place of the password.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -29,8 +30,7 @@ public:
     std::vector<unsigned char> ntResponse; ///< 24 bytes: GenerateNTResponse (section 8.1).
 
     /// Computes the fields. The challenges, 16 bytes each in the protocol, may have any length. Each byte of
-    /// `password` is a character, U+0000 to U+00FF, whatever character set it is of; those beyond 256 do
-    /// not count.
+    /// `password` is read as one character, U+0000 to U+00FF; bytes after the first 256 are ignored.
     MSCHAPv2(std::string const& user, std::string const& password,
              std::vector<unsigned char> const& authChallenge,
              std::vector<unsigned char> const& peerChallenge);
@@ -42,16 +42,17 @@ public:
     /// digits (GenerateAuthenticatorResponse, RFC 2759 section 8.7).
     std::string getReply() const;
 
-    /// The master key, 16 bytes (GetMasterKey, RFC 3079 section 3.4). It is the caller's to wipe.
+    /// The master key, 16 bytes (GetMasterKey, RFC 3079 section 3.4). The caller wipes it.
     std::string getMasterKey() const;
 };
 
-/// The start key, 16 bytes, of the direction in which the side that asks sends (or, without `isSend`, receives),
-/// which is the server or the client: the sending key of one is the receiving key of the other
-/// (GetAsymmetricStartKey for 128 bits, RFC 3079 section 3.4). It is the caller's to wipe.
+/// The start key, 16 bytes, of the direction in which the side that asks sends (or, without `isSend`,
+/// receives), which is the server or the client: the sending key of one is the receiving key of the other
+/// (GetAsymmetricStartKey for 128 bits, RFC 3079 section 3.4). The caller wipes it.
 SEALKIT_API std::string makeSessionKey(std::string const& masterKey, bool isSend, bool isServer);
 
-/// A challenge, 16 bytes, that only who knows `secret` can compute; the peer's or the authenticator's. It is as
-/// secret as an NT-Response made with it is public, and the caller's to wipe.
+/// A challenge, 16 bytes, that only a party that knows `secret` can compute: the peer's if `peer` is set,
+/// otherwise the authenticator's. It must stay secret once an NT-Response made with it is public; the caller
+/// wipes it.
 SEALKIT_API std::vector<unsigned char> makeChallenge(std::string const& secret,
                                                      std::vector<unsigned char> const& data, bool peer);

@@ -1,12 +1,12 @@
-/// Names: whom a certificate is about.
+/// Names: the subjects and issuers of certificates.
 ///
 /// | class               | names                                              | standard                  |
 /// | ------------------- | -------------------------------------------------- | ------------------------- |
 /// | `DistinguishedName` | an entry by its attributes ("C=UY, O=Acme, CN=ca") | RFC 5280 section 4.1.2.4  |
 /// | `GeneralName`       | a host, a mailbox, an address, a URI ...           | RFC 5280 section 4.2.1.6  |
 ///
-/// Seven attributes are known. Strings are the octets of the encoding: nothing converts character sets,
-/// normalises, or escapes what it prints.
+/// Seven attributes are known. Strings are the octets of the encoding: character sets are not converted, and
+/// texts are neither normalised nor escaped.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -18,11 +18,11 @@
 #include <string>
 #include <vector>
 
-/// A distinguished name as a set of attributes: each known one once, the last one read if it was repeated.
+/// A distinguished name as a set of attributes: each known one once, with its last value if it is repeated.
 class SEALKIT_API DistinguishedName {
 public:
-    /// The contents of the SETs whose attribute is unknown, each an encoded attribute, for writing them
-    /// again.
+    /// The contents of the SETs whose attribute is unknown, each an encoded attribute, so that they can be
+    /// written again.
     std::vector<std::vector<unsigned char>> other;
     std::string country;
     std::string state;
@@ -32,11 +32,11 @@ public:
     std::string commonName;
     std::string serialNumber;
 
-    /// Reads a Name, a whole SEQUENCE of SETs of attributes. False when it is malformed; what was read until
-    /// then stays. Attributes go to the members above, which keep what they held when the name does not
-    /// have them; `other` is emptied first. Of a SET with several attributes the first counts. Values that
-    /// are not of a string type (UTF8, Printable, T61, IA5, Universal, BMP; tag 16 is taken too) are skipped.
-    /// Each unknown attribute is reported on standard output.
+    /// Reads a Name, a whole SEQUENCE of SETs of attributes. Returns false if it is malformed; attributes
+    /// before the error are kept. Attributes are stored in the members above, which keep their values if the
+    /// name lacks them; `other` is cleared first. Of a SET with several attributes only the first is stored.
+    /// Values that are not of a string type (UTF8, Printable, T61, IA5, Universal, BMP; tag 16 is accepted,
+    /// too) are ignored. Each unknown attribute is reported on standard output.
     bool parse(asn1::blob name);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob name, Refusal* refusal);
@@ -44,22 +44,22 @@ public:
     /// Writes the Name: the known attributes that are not empty, in the order of the members, then `other`.
     std::vector<unsigned char> serialize() const;
 
-    /// Whether a Name comes back byte for byte when this class reads and writes it. Signers of messages name
-    /// their certificate by an issuer that was written anew: where that is not the certificate's own, programs
-    /// that compare bytes do not find the certificate.
+    /// Whether reading and writing a Name with this class gives the same bytes. Signers of messages name
+    /// their certificate by a re-encoded issuer: if that differs from the certificate's own, programs that
+    /// compare bytes do not find the certificate.
     static bool roundTrips(asn1::blob name);
 
     /// The known attributes that are not empty, as "CN=value", in the order of the members, joined with
     /// ", ".
     std::string str() const;
 
-    /// True when no known attribute has a value, whatever `other` holds.
+    /// Whether no known attribute has a value; `other` is ignored.
     bool empty() const;
 
-    /// Sets the attribute with that object identifier. False when it is not a known one.
+    /// Sets the attribute with that object identifier. Returns false if the attribute is unknown.
     bool setAttr(asn1::blob oid, std::string const& value);
 
-    /// Compares the known attributes, octet by octet. `other` does not count.
+    /// Compares the known attributes, octet by octet; `other` is ignored.
     friend SEALKIT_API bool operator==(DistinguishedName const& a, DistinguishedName const& b);
 };
 
@@ -76,9 +76,9 @@ public:
 /// | 6      | uniformResourceIdentifier            | "URI"          |
 /// | 7      | iPAddress, 4 or 16 octets            | "IP"           |
 /// | 8      | registeredID, content octets         | "REG ID"       |
-/// | 255    | nothing: there is no name            | "[empty]"      |
+/// | 255    | empty: no name                       | "[empty]"      |
 ///
-/// What was read from a constructed choice keeps its constructed bit: a directoryName has type 0x24.
+/// The type of a constructed choice that was read keeps its constructed bit: a directoryName has type 0x24.
 class SEALKIT_API GeneralName {
 public:
     static constexpr unsigned char otherName = 0;
@@ -95,9 +95,9 @@ public:
     std::string data;          ///< The content octets.
     unsigned char type = none; ///< The identifier octet without bit 7.
 
-    /// Reads the first element of `name`. False only for an iPAddress that is neither 4 nor 16 octets
-    /// long, and even then both members are set. An empty blob gives type 0 and a malformed one type 1,
-    /// without data.
+    /// Reads the first element of `name`. Returns false only for an iPAddress that is neither 4 nor 16 octets
+    /// long, and sets both members even then. An empty blob gives type 0 and a malformed one type 1, without
+    /// data.
     bool parse(asn1::blob name);
     /// The same, with a reason (refusal.h).
     bool parse(asn1::blob name, Refusal* refusal);
@@ -108,7 +108,7 @@ public:
     /// The text of the table above; empty for any other type.
     std::string typeStr() const;
 
-    /// The address in text for an iPAddress, the data as they are for any other type.
+    /// The address in text for an iPAddress, the unchanged data for any other type.
     std::string dataStr() const;
 
     /// The address of an iPAddress of 4 or 16 octets; the all-zero address otherwise.

@@ -1,8 +1,8 @@
 /// Object identifiers, algorithm identifiers and DigestInfo: how keys, certificates and messages say
 /// which algorithm they mean.
 ///
-/// An object identifier is a blob of its content octets, without tag and length; those that functions
-/// return are static. Two are the same when their octets are.
+/// An object identifier is a blob of its content octets, without tag and length; those that functions return
+/// are static. Two are equal if their octets are.
 ///
 /// | `KeyType` | value | key algorithm                       | hashes it signs with             | also read |
 /// | --------- | ----- | ----------------------------------- | -------------------------------- | --------- |
@@ -11,8 +11,8 @@
 /// | `Ed25519` | 3     | id-Ed25519 (RFC 8410)               | its own: `HashID::none`          |           |
 /// | `X25519`  | 4     | id-X25519 (RFC 8410), key agreement | signs nothing: `HashID::none`    |           |
 ///
-/// Not here: RSASSA-PSS, SHA-224 and SHA-3 signatures, DSA, Ed448 (some have a name, none a meaning),
-/// and hmacWithSHA384.
+/// Not here: RSASSA-PSS, SHA-224 and SHA-3 signatures, DSA, Ed448 (some have a display name, none is
+/// supported), and hmacWithSHA384.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -25,7 +25,7 @@
 #include <string>
 #include <vector>
 
-/// What kind of key.
+/// The kinds of keys.
 enum class KeyType : unsigned {
     RSA = 0,
     EC = 2,
@@ -33,10 +33,9 @@ enum class KeyType : unsigned {
     X25519 = 4,
 };
 
-/// The dotted decimal form. The first octet is first arc · 40 + second arc, for any first arc: 2.999
-/// shows as "3.16.55". Arcs of up to 64 octets (448 bits) are shown in decimal; a longer one as
-/// "(N octets)"; one that breaks off within an octet that announces another as "(truncated)". An empty
-/// blob gives "()".
+/// The dotted decimal form. The first octet is first arc · 40 + second arc, for any first arc: 2.999 shows as
+/// "3.16.55". Arcs of up to 64 octets (448 bits) are shown in decimal; a longer one as "(N octets)"; one
+/// whose last octet announces another as "(truncated)". An empty blob gives "()".
 SEALKIT_API std::string oidStr(asn1::blob oid);
 
 /// The octets as pairs of lowercase hexadecimal digits with ":" between them.
@@ -50,29 +49,29 @@ SEALKIT_API asn1::blob getHashOid(HashID id);
 SEALKIT_API asn1::blob getHashOid(unsigned id);
 
 /// The hash that an object identifier names, as hash or as HMAC PRF (RFC 8018 appendix B.1). `HashID::none`
-/// for any other; hmacWithSHA384 is one of those.
+/// for any other, including hmacWithSHA384.
 SEALKIT_API HashID getHashID(asn1::blob oid);
 
 /// The signature algorithm of a kind of key with a hash, as the table above has it; empty for other pairs.
 SEALKIT_API asn1::blob getKeyInfoFromKeyHash(KeyType type, HashID hash);
 SEALKIT_API asn1::blob getKeyInfoFromKeyHash(KeyType type, unsigned hash);
 
-/// Reads a signature's AlgorithmIdentifier, a whole SEQUENCE, into kind of key and hash. False, with both
-/// unchanged, when it is none that signatures are checked with. The parameters are not looked at.
+/// Reads a signature's AlgorithmIdentifier, a whole SEQUENCE, into kind of key and hash. Returns false and
+/// leaves both unchanged if it is not a supported signature algorithm. The parameters are ignored.
 SEALKIT_API bool parseAlgosFromKeyInfo(asn1::blob algId, KeyType* type, HashID* hash);
 
-/// The kind of key of a key algorithm. `KeyType::RSA` for unknown ones too: whoever must tell them apart
-/// asks `isKeyAlgorithm` first.
+/// The kind of key of a key algorithm. Also `KeyType::RSA` for an unknown algorithm: `isKeyAlgorithm` tells
+/// them apart.
 SEALKIT_API KeyType getKeyType(asn1::blob oid);
-/// True for the four key algorithms of the table.
+/// Whether it is one of the four key algorithms of the table.
 SEALKIT_API bool isKeyAlgorithm(asn1::blob oid);
-/// The key algorithm of a kind of key; empty for a value that is none.
+/// The key algorithm of a kind of key; empty for an unknown value.
 SEALKIT_API asn1::blob getKeyOid(KeyType type);
 
-/// The named curve's object identifier (RFC 5480 section 2.1.1.1); empty for a value that is no curve.
+/// The named curve's object identifier (RFC 5480 section 2.1.1.1); empty for an unknown curve.
 SEALKIT_API asn1::blob getCurveOid(Curve id);
 SEALKIT_API asn1::blob getCurveOid(unsigned id);
-/// The curve that an object identifier names; a `Curve` of value 0 when none.
+/// The curve that an object identifier names; a `Curve` of value 0 for any other.
 SEALKIT_API Curve getCurveID(asn1::blob oid);
 
 /// Writes the AlgorithmIdentifier of a hash: SEQUENCE { OID, NULL }.
@@ -83,11 +82,11 @@ SEALKIT_API void saveHash(DerEncoder& to, unsigned id);
 SEALKIT_API void saveDigest(DerEncoder& to, HashID id, asn1::blob digest);
 SEALKIT_API void saveDigest(DerEncoder& to, unsigned id, asn1::blob digest);
 
-/// The hash of an AlgorithmIdentifier, a whole SEQUENCE. `HashID::none` when it is no such thing, the hash is
-/// unknown, or the parameters are anything but NULL; absent ones give `HashID::none` as well.
+/// The hash of an AlgorithmIdentifier, a whole SEQUENCE. `HashID::none` if it is malformed, if the hash is
+/// unknown, or if the parameters are not NULL, which includes absent ones.
 SEALKIT_API HashID getHashFromDER(asn1::blob algId);
 
-/// The digest of `data`. Empty when `id` names no hash.
+/// The digest of `data`. Empty if `id` is unknown.
 SEALKIT_API std::vector<unsigned char> calcDigest(HashID id, asn1::blob data);
 SEALKIT_API std::vector<unsigned char> calcDigest(unsigned id, asn1::blob data);
 
@@ -96,12 +95,12 @@ SEALKIT_API std::vector<unsigned char> calcDigest(unsigned id, asn1::blob data);
 ///     AlgorithmIdentifier ::= SEQUENCE { algorithm OBJECT IDENTIFIER, parameters ANY OPTIONAL }
 struct AlgorithmIdentifier {
     std::vector<unsigned char> oid;    ///< The content octets.
-    std::vector<unsigned char> params; ///< The whole encoding of the parameters; empty when there are none.
+    std::vector<unsigned char> params; ///< The whole encoding of the parameters; empty if absent.
 };
 
-/// Reads the *content* of an AlgorithmIdentifier's SEQUENCE. False when it does not begin with an OID or
-/// something follows the parameters. Absent parameters read as a second copy of the OID element, and
-/// are written as one: to write none, leave `params` empty.
+/// Reads the *content* of an AlgorithmIdentifier's SEQUENCE. Returns false if it does not begin with an OID
+/// or an element follows the parameters. Absent parameters are read as a second copy of the OID element, and
+/// written as one: to omit parameters, leave `params` empty.
 SEALKIT_API bool parse(AlgorithmIdentifier& to, asn1::blob content);
 /// The same, with a reason (refusal.h).
 SEALKIT_API bool parse(AlgorithmIdentifier& to, asn1::blob content, Refusal* refusal);

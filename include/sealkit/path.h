@@ -8,15 +8,15 @@
 /// | `x509ExplainPath` | the same decision with the certificate, the rule and the facts that disagree |
 /// | `x509PathWarnings` | what validation leaves unchecked on purpose and that would have failed |
 /// | `x509CrlWarnings` | the same for one CRL |
-/// | `verifySignature` | checks one signed object against its issuer's public key |
+/// | `verifySignature` | verifies the signature of one object under its issuer's public key |
 /// | `pathCodes`, `pathWarnings` | the result codes and the warnings with their names and sentences |
 ///
 /// A chain is a vector of certificates: the leaf first, each followed by its issuer.
 ///
-/// What validation does not check: path length, key usage and extended key usage, that issuer and
-/// subject names link, certificate policies, and the signature, dates and scope of a CRL. A caller
-/// that cares asks `x509PathWarnings`. Nothing here fetches anything: chains, stores and CRLs are
-/// what the caller has. `PathSearch` (search.h) finds the chain that validates among many certificates.
+/// What validation does not check: path length, key usage and extended key usage, that issuer and subject
+/// names link, certificate policies, and the signature, dates and scope of a CRL. `x509PathWarnings` reports
+/// those. Nothing is fetched: the caller provides chains, stores and CRLs. `PathSearch` (search.h) finds the
+/// chain that validates among many certificates.
 ///
 /// All functions are stateless and only read the store.
 #pragma once
@@ -106,7 +106,7 @@ enum class PathWarningId : unsigned {
 SEALKIT_API std::span<ReasonText<PathCode> const> pathCodes();
 /// Every warning, in ascending order.
 SEALKIT_API std::span<ReasonText<PathWarningId> const> pathWarnings();
-/// The row of a result code; null for a number that is none.
+/// The row of a result code; null for an unknown code.
 SEALKIT_API ReasonText<PathCode> const* findPathCode(int code);
 /// The row of a warning.
 SEALKIT_API ReasonText<PathWarningId> const& getReasonText(PathWarningId id);
@@ -145,15 +145,15 @@ struct PathPolicy {
     std::vector<unsigned char> qualifiers;
 };
 
-/// What a chain is asked to stand for. The views must live as long as the options.
+/// What a chain is validated for. The views must live as long as the options.
 ///
 /// The standard rules alone know the policies, `checkLeafCrlOnly` and `otherCertificates`. They heed `purpose`, which
 /// under the platform's rules `x509PathWarnings` does.
 struct PathOptions {
     TimePoint now;
-    std::string_view hostName;                     ///< Empty: not asked.
-    IPAddr6 address;                               ///< All zero: not asked.
-    std::string_view email;                        ///< Empty: not asked.
+    std::string_view hostName;                     ///< Empty: not checked.
+    IPAddr6 address;                               ///< All zero: not checked.
+    std::string_view email;                        ///< Empty: not checked.
     bool checkCrls = false;                        ///< Look for the CRL of every certificate.
     PathPurpose purpose = PathPurpose::byIdentity; ///< What the leaf is to be used for.
     unsigned rules = PathRules::platform;          ///< Bits of `PathRules`. Each set must accept the chain.
@@ -175,7 +175,7 @@ struct PathExplanation {
     std::string error;   ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
     unsigned depth = 0;  ///< The certificate's index in the chain; for a valid chain where it met its anchor.
     std::string subject; ///< That certificate's display name; empty for an empty chain.
-    std::vector<Fact> facts;              ///< What disagrees: asked first, found next.
+    std::vector<Fact> facts;              ///< What disagrees: expected first, found next.
     unsigned rules = PathRules::platform; ///< The one set of rules that this is the result of.
     /// What the chain is valid for under the standard rules; anyPolicy where the chain and the caller set no bounds.
     /// Empty if it is valid for no policy and none is required.
@@ -191,24 +191,24 @@ struct PathWarning {
     std::vector<Fact> facts;
 };
 
-/// A certificate's subject as text; its subject alternative names joined with ", " when the subject
-/// is empty; empty when there are none either.
+/// A certificate's subject as text; its subject alternative names joined with ", " if the subject is empty;
+/// empty if both are.
 SEALKIT_API std::string getDisplayName(X509Certificate const& certificate);
 
-/// Appends to `chain` the issuers of `start` that `store` holds, up to the first self-signed one.
-/// An empty `start` stands for the last element of `chain`; `start` itself is never appended, so a
-/// caller puts the leaf into `chain` first. True when `chain` holds something at the end: that does
-/// not mean that it reached a root. Building stops, with a line on standard output that names the
-/// key identifier, where the store has no issuer, where the issuer is no CA, and where the chain
-/// comes back to a certificate that it holds.
+/// Appends to `chain` the issuers of `start` that `store` holds, up to the first self-signed one. A null
+/// `start` stands for the last element of `chain`; `start` itself is never appended, so a caller puts the
+/// leaf into `chain` first. Returns whether `chain` is not empty at the end, which does not mean that it
+/// reached a root. Building stops, with a line on standard output that names the key identifier, if the store
+/// has no issuer, if the issuer is not a CA, or if the chain returns to a certificate that it already
+/// contains.
 SEALKIT_API bool x509BuildPath(CertificateStore const& store, CertificateChain& chain,
                                std::shared_ptr<X509Certificate> start);
 
-/// Validates a chain at the time `now`. Of host name, address and e-mail address the leaf must bear
-/// one of those given; an empty name and the all-zero address are not given. With `checkCrls` each
-/// certificate is looked up in the CRL of its issuer. Returns a `PathCode` as a number, 0 when the
-/// chain is valid; on 2, 4, 5 and 7 to 12 assigns a line of text to `*error`, which is otherwise
-/// left alone and may be null. On 11 writes the chain's distribution points to standard output.
+/// Validates a chain at the time `now`. The leaf must bear at least one of the host name, address and e-mail
+/// address that are given; an empty name and the all-zero address mean not given. With `checkCrls` each
+/// certificate is looked up in the CRL of its issuer. Returns a `PathCode` as a number, 0 if the chain is
+/// valid; on 2, 4, 5 and 7 to 12 assigns a line of text to `*error`, which is otherwise unchanged and may be
+/// null. On 11 writes the chain's distribution points to standard output.
 SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore const& store, TimePoint now,
                                  std::string_view hostName, IPAddr6 const& address, std::string_view email,
                                  bool checkCrls, std::string* error);
@@ -217,9 +217,9 @@ SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore
 SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
                                             PathOptions const& options);
 
-/// What validation of this chain leaves unchecked and other validators refuse: from the leaf up to
-/// the certificate where the chain meets the store (or its end), in the order of the chain. CRLs
-/// are checked if `options.checkCrls` is set. An empty list for an empty chain.
+/// What validation of this chain leaves unchecked and other validators refuse: from the leaf up to the
+/// certificate where the chain meets the store (or its end), in the order of the chain. CRLs are checked if
+/// `options.checkCrls` is set. Empty for an empty chain.
 SEALKIT_API std::vector<PathWarning>
 x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options);
 
@@ -228,7 +228,7 @@ x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, P
 SEALKIT_API std::vector<PathWarning> x509CrlWarnings(X509Crl const& crl, X509Certificate const& issuer,
                                                      TimePoint now);
 
-/// Verifies the signature of a certificate, CRL or request with the DER SubjectPublicKeyInfo of its
-/// issuer. On failure `result->code` is 7 (no readable key), 8 (the signature's algorithm is unknown
-/// or not of the key's type) or 9 (it does not verify). Neither pointer may be null.
+/// Verifies the signature of a certificate, CRL or request with the DER SubjectPublicKeyInfo of its issuer.
+/// On failure `result->code` is 7 (the key is unreadable), 8 (the signature's algorithm is unknown or not of
+/// the key's type) or 9 (the signature does not verify). Neither pointer may be null.
 SEALKIT_API bool verifySignature(X509Base const* object, asn1::blob issuerKeyInfo, PathRes* result);

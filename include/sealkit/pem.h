@@ -3,22 +3,23 @@
 /// | object      | from text or DER     | from a file            | PEM label                                            |
 /// |-------------|----------------------|------------------------|------------------------------------------------------|
 /// | certificate | readCertFromStr      | readCertFromFile       | CERTIFICATE                                          |
-/// | chain       | readCertChain        | readCertChainFromFile  | CERTIFICATE, others passed over                      |
+/// | chain       | readCertChain        | readCertChainFromFile  | CERTIFICATE, others ignored                          |
 /// | CRL         | readCrl              | readCrlFromFile        | X509 CRL                                             |
 /// | request     | readReq              | readReqFromFile        | CERTIFICATE REQUEST                                  |
 /// | public key  | readPublicKey        | readPublicKeyFromFile  | PUBLIC KEY, RSA PUBLIC KEY                           |
-/// | private key | readPrivateKey       | readPrivateKeyFromFile | [ENCRYPTED, RSA, EC] PRIVATE KEY, others passed over |
-/// | one plain   | readOneAssimetricKey |                        | PRIVATE KEY, others passed over                      |
+/// | private key | readPrivateKey       | readPrivateKeyFromFile | [ENCRYPTED, RSA, EC] PRIVATE KEY, others ignored     |
+/// | one plain   | readOneAssimetricKey |                        | PRIVATE KEY, others ignored                          |
 ///
-/// Every loader takes the whole contents of a file: text with PEM blocks (RFC 7468), or one object in
-/// DER when the text has no block at all (`readOneAssimetricKey` takes text alone). Where other labels are not
-/// ignored, only the first block is read. A loader that fails returns null, or an empty chain. A file that
-/// cannot be read is an empty one.
+/// Every loader takes the whole contents of a file: text with PEM blocks (RFC 7468), or one object in DER if
+/// the text has no block at all (`readOneAssimetricKey` takes text alone). Where other labels are not
+/// ignored, only the first block is read. A loader that fails returns null, or an empty chain. An unreadable
+/// file counts as empty.
 ///
 /// Each loader has an overload with a `Refusal`. It tells apart a missing, an unreadable and an empty file, an object of
 /// another kind (input_kind.h), and PEM whose framing is wrong, which has the number of the line.
 ///
-/// `PemReader` walks the blocks of a text. `pemDecode` does not take bodies with headers; `pemDecrypt` takes those of encrypted keys.
+/// `PemReader` walks the blocks of a text. `pemDecode` does not accept bodies with headers; `pemDecrypt`
+/// accepts those of encrypted keys.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -35,11 +36,10 @@
 #include <string_view>
 #include <vector>
 
-/// Finds the first block: `label` becomes the text between "-----BEGIN " at the start of a line and
-/// the next "-----", `body` what stands from the next line up to "-----END ". Both are views into
-/// `input`, which is advanced past the END line, so that calling again gives the next block. False
-/// when there is no whole block; `input` then is as it was. The label of the END line is not
-/// compared.
+/// Finds the first block: `label` becomes the text between "-----BEGIN " at the start of a line and the next
+/// "-----", `body` the text from the next line up to "-----END ". Both are views into `input`, which is
+/// advanced past the END line, so that calling again gives the next block. Returns false and leaves `input`
+/// unchanged if there is no whole block. The label of the END line is not checked.
 SEALKIT_API bool parsePem(std::string_view& input, std::string_view* label, std::string_view* body);
 
 /// A block of PEM text. Views of the text.
@@ -56,14 +56,14 @@ class SEALKIT_API PemReader {
 public:
     explicit PemReader(std::string_view text);
 
-    /// Takes the next whole block. False when none is left; `*block` is of no use then.
+    /// Takes the next whole block. Returns false if none is left; `*block` must then not be used.
     bool next(PemBlock* block);
 
-    /// Whether no block begins in what is left: a BEGIN line that is malformed, or has no END line behind it, is
+    /// Whether no block begins in the rest: a BEGIN line that is malformed, or has no END line after it, is
     /// refused.
     bool finish(Refusal* refusal) const;
 
-    std::string_view rest() const { return unread; } ///< What no block was taken from yet.
+    std::string_view rest() const { return unread; } ///< The text after the last block.
     size_t count() const { return blocks; }          ///< How many blocks were taken.
     size_t lineOfRest() const { return line; }       ///< The line where `rest` begins, from 1.
 
@@ -76,9 +76,9 @@ private:
 /// The labels of the blocks of a text, the first three of them, with commas between.
 SEALKIT_API std::string listPemLabels(std::string_view text);
 
-/// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may have blanks
-/// and tabs around them. False when the rest is not base64.
-/// What `out` held is wiped in any case, and `out` is empty when the result is false. `body` may be a view of it.
+/// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may have blanks and
+/// tabs around them. Returns false if the rest is not base64. The previous content of `out` is always wiped,
+/// and `out` is empty if the result is false. `body` may be a view of it.
 SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out);
 /// The line of a refusal counts in `body`.
 SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out, Refusal* refusal);
@@ -86,14 +86,14 @@ SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* ou
 /// Decrypts a body whose first line is "Proc-Type:" (RFC 1421, section 4.6.1), as traditional "RSA PRIVATE
 /// KEY" and "EC PRIVATE KEY" blocks have it. The next line is "DEK-Info: " with the cipher, DES-EDE3-CBC or
 /// AES-128-CBC, AES-192-CBC or AES-256-CBC, a comma and the IV in hexadecimal. Further headers, each with a
-/// colon in it, and lines that continue them are passed over; a blank line may follow, and then the base64
-/// text. The key is made of MD5 over the password and the first 8 bytes of the IV, as this old form has it:
-/// one guess costs one or two MD5s. The padding is checked whole.
+/// colon in it, and lines that continue them are ignored; a blank line may follow, and then the base64 text.
+/// The key is derived by MD5 from the password and the first 8 bytes of the IV, as this old form requires:
+/// one guess costs one or two MD5 digests. The whole padding is checked.
 ///
-/// False when the headers are others, the IV is not one block, the text is not base64 or not whole blocks,
-/// or the padding is wrong, as it nearly always is under a wrong password. Another cipher writes "[ERR]
-/// unkown encrypted PEM type: " and its name on standard output. What `out` held is wiped in any case, and
-/// `out` is empty when the result is false.
+/// Returns false if the headers are different, the IV is not one block, the text is not base64 or not whole
+/// blocks, or the padding is wrong, as it nearly always is under a wrong password. An unsupported cipher
+/// writes "[ERR] unkown encrypted PEM type: " and its name to standard output. The previous content of `out`
+/// is always wiped, and `out` is empty if the result is false.
 SEALKIT_API bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out,
                             std::string const& password);
 /// The line of a refusal counts in `body`. A padding that is wrong is `RefusalId::wrongPassword`.
@@ -109,30 +109,29 @@ SEALKIT_API std::vector<unsigned char> encodePemCertificate(X509Certificate cons
 SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
 /// The block "CERTIFICATE REQUEST", likewise.
 SEALKIT_API std::vector<unsigned char> encodePemReq(X509Req const& request);
-/// The block "RSA PUBLIC KEY" with the RSAPublicKey of PKCS#1. Empty when the members make no key.
+/// The block "RSA PUBLIC KEY" with the RSAPublicKey of PKCS#1. Empty if the members form no valid key.
 SEALKIT_API std::vector<unsigned char> encodePemRsaPublicKey(RsaPublicKey const& key);
-/// The block "RSA PRIVATE KEY" or "EC PRIVATE KEY" with the key's own DER, not encrypted, as old programs read it.
-/// Empty for other keys, and when the members make no key. The caller wipes it.
+/// The block "RSA PRIVATE KEY" or "EC PRIVATE KEY" with the key's own DER, not encrypted, as old programs
+/// read it. Empty for other keys, and if the members form no valid key. The caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePemTraditionalPrivateKey(PrivateKey const& key);
-/// The block "PRIVATE KEY" with the OneAsymmetricKey of `key`, not encrypted. Empty when the members make
-/// no key. The result is as secret as the key: the caller wipes it.
+/// The block "PRIVATE KEY" with the OneAsymmetricKey of `key`, not encrypted. Empty if the members form no
+/// valid key. The result is as secret as the key: the caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const& key);
 /// The block "ENCRYPTED PRIVATE KEY" with `encodePkcs8EncryptedPrivateKey` of `key` under 2048 iterations.
-/// Empty when the members make no key.
+/// Empty if the members form no valid key.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8EncryptedPrivateKey(PrivateKey const& key,
                                                                          std::string const& password);
-/// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`. Empty when the members make no key.
+/// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`. Empty if the members form no valid key.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
 
-/// A certificate. Null when the first block has another label.
+/// A certificate. Null if the first block has another label.
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path, Refusal* refusal);
 
-/// All certificates, in the order of the file. Blocks with other labels are passed over; one broken
-/// certificate empties the whole chain. Writes "LABEL: " and the label of each block on standard
-/// output.
+/// All certificates, in the order of the file. Blocks with other labels are ignored; one malformed
+/// certificate makes the whole chain empty. Writes "LABEL: " and the label of each block to standard output.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text);
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text,
                                                                         Refusal* refusal);
@@ -140,19 +139,19 @@ SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path,
                                                                                 Refusal* refusal);
 
-/// A certificate revocation list. Null when the first block has another label.
+/// A CRL. Null if the first block has another label.
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text);
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal);
 
-/// What the loader of requests takes beyond its table.
+/// Further forms that the loader of requests accepts.
 struct ReqFileOptions {
     bool amongOthers =
         false; ///< Ignores other labels, and takes "NEW CERTIFICATE REQUEST" (RFC 7468, section 7).
 };
 
-/// A certificate request. Null when the first block has another label.
+/// A certificate request. Null if the first block has another label.
 SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text);
 SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal,
                                              ReqFileOptions options = {});
@@ -165,9 +164,8 @@ struct KeyFileOptions {
     bool fromCertificates = false; ///< The public key of a certificate or certificate request.
 };
 
-/// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC
-/// KEY"). A block "EC PUBLIC KEY" holds a point without its curve, which makes no key: null, as for any
-/// other label.
+/// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC KEY").
+/// Null for any other label, such as "EC PUBLIC KEY": that is a point without its curve.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text);
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text, Refusal* refusal,
@@ -175,16 +173,16 @@ SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text, Refu
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path, Refusal* refusal,
                                                              KeyFileOptions options = {});
 
-/// The private key of the first block "PRIVATE KEY", not encrypted. Blocks with other labels are passed
-/// over. Null when there is no such block: unlike the other loaders this one does not take DER.
+/// The private key of the first block "PRIVATE KEY", not encrypted. Blocks with other labels are ignored.
+/// Null if there is no such block: unlike the other loaders, this one does not accept DER.
 SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text);
 SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text, Refusal* refusal);
 
 /// A private key: a OneAsymmetricKey ("PRIVATE KEY", or DER), an EncryptedPrivateKeyInfo ("ENCRYPTED PRIVATE
 /// KEY", or DER; `parsePkcs8EncryptedPrivateKey`), PKCS#1's RSAPrivateKey ("RSA PRIVATE KEY") or RFC 5915's
-/// ECPrivateKey with its curve ("EC PRIVATE KEY"), these two also encrypted (`pemDecrypt`). The password is for
-/// those that are; the others do not look at it. Blocks with other labels in front are passed over, so that
-/// the key may stand behind certificates; the first block of a key decides.
+/// ECPrivateKey with its curve ("EC PRIVATE KEY"), these two also encrypted (`pemDecrypt`). The password is
+/// used for encrypted keys alone. Blocks with other labels are ignored, so that the key may follow
+/// certificates; the first block with a key decides.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password);
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
                                                                std::string const& password);
@@ -194,14 +192,15 @@ SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const
                                                                std::string const& password, Refusal* refusal,
                                                                KeyFileOptions options = {});
 
-/// Those for which there is no password: a key that is encrypted is `RefusalId::passwordRequired`, unless no
-/// password decrypts it.
+/// The same without a password: an encrypted key is refused as `RefusalId::passwordRequired` or, if no
+/// password can decrypt it, for that reason.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, Refusal* refusal,
                                                        KeyFileOptions options);
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, Refusal* refusal,
                                                                KeyFileOptions options);
 
-/// How the private key of the first block, or of the DER, is encrypted. False when it is not.
+/// Describes how the private key of the first block, or of the DER, is encrypted. Returns false if it is not
+/// encrypted.
 SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to);
 
 /// Whether it is the label of a private key that `readPrivateKey` reads.

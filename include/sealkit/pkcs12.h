@@ -1,15 +1,16 @@
-/// PKCS#12 files (RFC 7292): certificates and private keys, kept under a password or for a certificate's holder.
+/// PKCS#12 files (RFC 7292): certificates and private keys, encrypted under a password or to the holder of a
+/// certificate.
 ///
 /// | member | what it is | RFC 7292 |
 /// | --- | --- | --- |
-/// | `PKCS12PFX` | a whole file: reading, opening, protecting, signing, writing | 4 |
-/// | `PKCS12Attributes` | what a file says of one of its certificates or keys | 4.2 |
+/// | `PKCS12PFX` | a whole file: reading, decrypting, protecting, signing, writing | 4 |
+/// | `PKCS12Attributes` | the attributes of one certificate or key | 4.2 |
 /// | `PBEParams` | the parameters of the schemes below; `parse`, `save` and `encode` are their DER | C |
 /// | `pbe1_crypt` | encrypts or decrypts with pbeWithSHAAnd3-KeyTripleDES-CBC | C |
 /// | `pkcs12_kdf`, `PKCS12Purpose` | derives a key, an IV or a MAC key from a password | B.2, B.3 |
 /// | `pkcs12_password` | a password in the form that the derivation takes | B.1 |
 /// | `PKCS12Options` | how a file is read: BER, damaged and unsupported parts, MACs without a count | |
-/// | `PKCS12IgnoredBag` | what a file holds and this library does not read | |
+/// | `PKCS12IgnoredBag` | a bag or certificate of a type that is not read | |
 /// | `describeEncryption` | names what contents or keys are encrypted with, supported or not | |
 /// | `looksLikePkcs12` | whether bytes have the shape of a file | |
 ///
@@ -17,7 +18,7 @@
 /// `PKCS12Options` or a `Refusal` write nothing to any stream.
 /// Making one: fill `certificates` and `keys`, `computeLocalKeyId`, `encrypt` with the password, `save`.
 ///
-/// What is understood:
+/// Supported:
 ///
 /// | part | read | written |
 /// | --- | --- | --- |
@@ -26,13 +27,13 @@
 /// | privacy | PBES2 (pbes2.h), `pbe1_crypt`, to an RSA recipient (PKCS#7 EnvelopedData), none | all |
 /// | bags | keys, keys under a password, X.509 certificates, bags in bags | keys, keys under a password, X.509 certificates |
 ///
-/// RC2 and RC4 are refused by their numbers: they never look like a wrong password. Bags of CRLs and of other secrets
-/// are ignored: `ignoredBags` lists them. Not here: PBMAC1 (RFC 9579), and deciding whom to trust: a signature is only
-/// checked by `signedData->verify`, and no certificate is.
+/// RC2 and RC4 are refused by name: they never look like a wrong password. Bags of CRLs and of other secrets
+/// are ignored: `ignoredBags` lists them. Not here: PBMAC1 (RFC 9579), and decisions on trust:
+/// `signedData->verify` verifies the signature, and certificates are not verified.
 ///
-/// A password is UTF-8. The MAC and `pbe1_crypt` take it as `pkcs12_password` gives it, PBES2 as its own bytes. An
-/// empty one is tried as the terminator alone and as nothing at all, since files are made with both; it is
-/// written as the first.
+/// A password is UTF-8. The MAC and `pbe1_crypt` take it as `pkcs12_password` gives it, PBES2 as its own
+/// bytes. An empty password is tried as the terminator alone and as no bytes at all, since files are made
+/// with both; the first form is written.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -60,28 +61,30 @@ struct PKCS12Content;
 class PKCS12Reading;
 } // namespace detail
 
-/// The most iterations of one derivation that are done, and so taken from a file.
+/// The maximum number of iterations of one derivation, in files too.
 inline constexpr unsigned pkcs12MaxIterations = 10'000'000;
 
-/// The most iterations that one `PKCS12PFX::decrypt` does for all that a file asks for: a MAC, a content and a
-/// key at the limit above. A file that asks for more is refused before it has taken minutes. An empty password,
-/// which is tried in two forms, may take twice as many, and each count that is tried for a MAC adds its own.
+/// The maximum number of iterations of one `PKCS12PFX::decrypt` for everything in a file: a MAC, a content
+/// and a key at the limit above. A file that needs more is refused before it takes minutes. An empty
+/// password, which is tried in two forms, may take twice as many, and each count that is tried for a MAC adds
+/// its own.
 inline constexpr unsigned pkcs12MaxIterationsPerFile = 3 * pkcs12MaxIterations;
 
-/// Iterations of a MAC whose file does not say how many.
+/// The iterations of a MAC whose file gives no count.
 inline constexpr unsigned pkcs12MacIterations = 2048;
 
-/// A password as `pkcs12_kdf` takes it: UTF-8 becomes UTF-16, big-endian, with two zero bytes behind it (RFC 7292,
-/// appendix B.1). Characters beyond the basic plane become surrogate pairs. When the bytes are not UTF-8 each
-/// of them is one character, as in Latin-1. The caller wipes the result.
+/// A password as `pkcs12_kdf` takes it: UTF-8 becomes UTF-16, big-endian, followed by two zero bytes (RFC
+/// 7292, appendix B.1). Characters beyond the basic plane become surrogate pairs. If the bytes are not UTF-8,
+/// each of them is one character, as in Latin-1. The caller wipes the result.
 SEALKIT_API std::vector<unsigned char> pkcs12_password(std::string_view password);
 
 /// What is derived: the octet that RFC 7292, appendix B.3, calls ID.
 enum class PKCS12Purpose : unsigned char { key = 1, iv = 2, mac = 3 };
 
-/// Fills `out` by the key derivation of RFC 7292, appendix B.2. `password` is as `pkcs12_password` gives it, or
-/// empty for none at all; `hash` is MD5 or one of SHA-1 to SHA-512. The time is `iterations` digests for each
-/// digest's length of `out` begun. False, with `out` as it was, for another hash and for a count of 0.
+/// Fills `out` by the key derivation of RFC 7292, appendix B.2. `password` is as `pkcs12_password` gives it,
+/// or has no bytes at all; `hash` is MD5 or one of SHA-1 to SHA-512. It takes `iterations` digests for each
+/// digest that `out` needs, in whole or in part. Returns false and leaves `out` unchanged for another hash
+/// and for a count of 0.
 SEALKIT_API bool pkcs12_kdf(HashID hash, asn1::blob password, asn1::blob salt, unsigned iterations,
                             PKCS12Purpose purpose, std::span<unsigned char> out);
 inline bool pkcs12_kdf(unsigned hash, asn1::blob password, asn1::blob salt, unsigned iterations,
@@ -95,9 +98,9 @@ struct PBEParams {
     unsigned iterations = 0;         ///< 1 to `pkcs12MaxIterations`.
 };
 
-/// Reads the whole encoding of the parameters, which is the `params` of an `AlgorithmIdentifier`: SEQUENCE { salt
-/// OCTET STRING, iterations INTEGER }. False when the shape is another, something follows, or the count is 0, has
-/// more than four bytes or is above `pkcs12MaxIterations`.
+/// Reads the whole encoding of the parameters, which is the `params` of an `AlgorithmIdentifier`: SEQUENCE {
+/// salt OCTET STRING, iterations INTEGER }. Returns false if the encoding is malformed or has trailing bytes,
+/// or if the count is 0, has more than four bytes or is above `pkcs12MaxIterations`.
 SEALKIT_API bool parse(PBEParams& to, asn1::blob params);
 SEALKIT_API bool parse(PBEParams& to, asn1::blob params, Refusal* refusal);
 /// Writes the SEQUENCE.
@@ -106,23 +109,24 @@ SEALKIT_API void save(PBEParams const& from, DerEncoder& to);
 SEALKIT_API std::vector<unsigned char> encode(PBEParams const& from);
 
 /// Encrypts or decrypts `data` with triple DES in CBC mode; key and IV come from the password and
-/// `params.params`, a `PBEParams`, over SHA-1. `params.oid` is not looked at: the caller has found
-/// pbeWithSHAAnd3-KeyTripleDES-CBC there. An empty password is the terminator alone.
+/// `params.params`, a `PBEParams`, over SHA-1. `params.oid` is ignored: the caller has checked that it is
+/// pbeWithSHAAnd3-KeyTripleDES-CBC. An empty password is the terminator alone.
 ///
-/// Encryption pads, so that the result is 1 to 8 bytes longer. Decryption needs whole blocks, and one at least.
-/// Of the padding only the last byte is looked at: it may be 0 to 8, and as many bytes are taken off. So a wrong
-/// password shows in the padding or in what comes out, or not at all.
+/// Encryption pads, so that the result is 1 to 8 bytes longer. Decryption needs one or more whole blocks.
+/// Only the last byte of the padding is checked: it may be 0 to 8, and that many bytes are removed. A wrong
+/// password therefore shows in the padding or in the plaintext, or not at all.
 ///
-/// False when `params` cannot be parsed, when `data` cannot be decrypted, and for 4 GiB and more. What `out` held
-/// is wiped in any case, and `out` is empty when the result is false. `data` may be a view of it.
+/// Returns false if `params` are malformed, if `data` cannot be decrypted, or if it has 4 GiB or more. The
+/// previous content of `out` is always wiped, and `out` is empty if the result is false. `data` may be a view
+/// of it.
 SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                             std::vector<unsigned char>& out, bool encrypt);
 /// Offsets count in `params.params`. A padding that cannot be right is `RefusalId::wrongPassword`.
 SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                             std::vector<unsigned char>& out, bool encrypt, Refusal* refusal);
 
-/// How contents or keys of a file are encrypted under its password. The problem is that of the parameters alone, and
-/// offsets count in `algorithm.params`.
+/// How contents or keys of a file are encrypted under its password. `problem` concerns the parameters alone,
+/// and its offset counts in `algorithm.params`.
 SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm);
 
 /// Whether `bytes` begin as a PKCS#12 file does, in DER or BER: a version, and a content with its type. The rest may be
@@ -135,9 +139,10 @@ struct PKCS12Options {
     bool ber = false;
 
     /// A content, bag, certificate or key that is malformed or unsupported is set aside with its refusal
-    /// (`PKCS12PFX::unreadable`), and the rest is read. Applies to `parse`, and to `decrypt` and `decryptEnveloped` for what
-    /// comes to light then. What protects the file as a whole must be right: its form, its signature's form, its MAC,
-    /// and without a MAC the password of one part at least. More than `pkcs12MaxUnreadable` parts are refused.
+    /// (`PKCS12PFX::unreadable`), and the rest is read. Applies to `parse`, and to `decrypt` and
+    /// `decryptEnveloped` for what they decrypt. What protects the file as a whole must be valid: its form,
+    /// its signature's form, its MAC, and without a MAC the password of one part at least. More than
+    /// `pkcs12MaxUnreadable` parts are refused.
     bool partial = false;
 
     /// For `decrypt`: the counts that are tried, in this order, for a MAC whose file does not give its iterations. RFC 7292
@@ -146,29 +151,29 @@ struct PKCS12Options {
     std::vector<unsigned> macIterations = {pkcs12MacIterations};
 };
 
-/// The most parts that one content of a file that is read partially may have set aside.
+/// The maximum number of parts that may be set aside in one content of a file that is read partially.
 inline constexpr size_t pkcs12MaxUnreadable = 1000;
 
-/// A bag of a type that is not read, or a certificate of one.
+/// A bag or certificate of a type that is not read.
 struct SEALKIT_API PKCS12IgnoredBag {
     std::vector<unsigned char> type; ///< Content octets of its object identifier.
-    std::string path;                ///< Where it stands: "content 2, bag 3".
+    std::string path;                ///< The way to it: "content 2, bag 3".
 
     /// "CRL", "secret", "SDSI certificate"; the dotted form of other types.
     std::string name() const;
 };
 
-/// What a file says of one of its certificates or keys.
+/// The attributes of one certificate or key (RFC 7292, section 4.2).
 struct PKCS12Attributes {
-    std::string friendlyName;              ///< For people, in UTF-8; empty when there is none.
-    std::vector<unsigned char> localKeyId; ///< The same bytes at a key and at its certificate; may be empty.
+    std::string friendlyName;              ///< A name for people, in UTF-8; empty when absent.
+    std::vector<unsigned char> localKeyId; ///< Equal for a key and its certificate; empty when absent.
     std::vector<unsigned char> others;     ///< All other attributes, encoded, as they were read.
 };
 
 /// A PKCS#12 file.
 ///
-/// What `save` writes is what was parsed, or what the last of `encrypt`, `setPbes2Params` and `encryptEnveloped`
-/// protected; until there is either, certificates and keys as they are, *without protection*. Whoever changes
+/// `save` writes what was parsed, or what the last call of `encrypt`, `setPbes2Params` or `encryptEnveloped`
+/// protected. Before any of these it writes certificates and keys *without protection*. A caller that changes
 /// them afterwards protects them again.
 class SEALKIT_API PKCS12PFX {
 public:
@@ -180,9 +185,10 @@ public:
     AlgorithmIdentifier macAlgorithm; ///< The MAC's hash. Without an `oid` a MAC is made with SHA-256.
     std::vector<unsigned char> mac;   ///< Empty when the file has none.
     std::vector<unsigned char> macSalt;
-    unsigned macIterations = 0; ///< 0 when the file does not say, which means `pkcs12MacIterations`.
+    unsigned macIterations = 0; ///< 0 when the file gives none, which means `pkcs12MacIterations`.
 
-    /// Those of `certificates` and of `keys`, by position. One that is shorter lacks the rest.
+    /// The attributes of `certificates` and of `keys`, by position. A shorter vector means that the rest have
+    /// none.
     std::vector<PKCS12Attributes> certificateAttributes;
     std::vector<PKCS12Attributes> keyAttributes;
 
@@ -199,60 +205,64 @@ public:
     PKCS12PFX& operator=(PKCS12PFX&&) noexcept;
     ~PKCS12PFX();
 
-    /// Reads a DER PFX of version 3, anew; `scheme`, `pbes2Cipher` and `iterations` stay. What is not encrypted is
-    /// in `certificates` and `keys` then. False, and the object empty, when it is malformed, has bytes behind it, a
-    /// MAC of 0 or more than `pkcs12MaxIterations` iterations, or is refused by a function below; "PFX: invalid
-    /// version: " and the number go to standard output.
+    /// Reads a DER PFX of version 3 and replaces what the object held; `scheme`, `pbes2Cipher` and
+    /// `iterations` are unchanged. What is not encrypted is then in `certificates` and `keys`. Returns false
+    /// and leaves the object empty if `pfx` is malformed, has trailing bytes, another version, or a MAC of 0
+    /// or more than `pkcs12MaxIterations` iterations, or if a function below rejects a part. Another version
+    /// writes "PFX: invalid version: " and the number to standard output.
     bool parse(asn1::blob pfx);
     bool parse(asn1::blob pfx, Refusal* refusal) { return parse(pfx, {}, refusal); }
     bool parse(asn1::blob pfx, PKCS12Options const& options, Refusal* refusal);
 
-    /// The same for BER, which NSS (and so Firefox and Thunderbird) writes: lengths may be indefinite and strings
-    /// in pieces, here and in what is decrypted later. DER is BER.
+    /// The same for BER, which NSS (and so Firefox and Thunderbird) writes: lengths may be indefinite and
+    /// strings segmented, here and in what is decrypted later. DER is accepted, too.
     bool parseBer(asn1::blob pfx);
 
-    /// The parts of `parse`. Each takes a whole element and adds what it holds to the object; false when it is
-    /// malformed or has bytes behind it.
+    /// The parts of `parse`. Each takes a whole element and adds its content to the object, and returns false
+    /// if it is malformed or has trailing bytes.
     ///
-    /// The outer ContentInfo, of type data or signedData. Any other type is false.
+    /// The outer ContentInfo, of type data or signedData; any other type is rejected.
     bool parseContentInfo(asn1::blob contentInfo);
-    /// The AuthenticatedSafe: contents of type data, encryptedData and envelopedData. Any other type is false.
-    /// "PFX: unable to parse SafeContents" is said of an unencrypted content that `parseSafeContents` refuses.
+    /// The AuthenticatedSafe: contents of type data, encryptedData and envelopedData. Any other type is
+    /// rejected. Writes "PFX: unable to parse SafeContents" to standard output if `parseSafeContents` rejects
+    /// an unencrypted content.
     bool parseAuthenticatedSafe(asn1::blob authenticatedSafe);
-    /// The SafeContents. Bags in bags are followed 16 deep; deeper ones are false, and so is a certificate or an
-    /// unencrypted key that its class refuses. "PFX: unknown SafeBag type - " and its number are said of a bag
-    /// of another type, which is ignored.
+    /// The SafeContents. Bags may be nested 16 deep. Deeper ones are rejected, and so is a certificate or an
+    /// unencrypted key that its class rejects. A bag of another type is ignored, and "PFX: unknown SafeBag
+    /// type - " and its dotted form are written to standard output.
     bool parseSafeContents(asn1::blob safeContents);
-    /// The CertBag. A certificate of a type other than X.509 is ignored, its number said as above.
+    /// The CertBag. A certificate of a type other than X.509 is ignored and reported in the same way.
     bool parseCertBag(asn1::blob certBag);
-    /// The MacData. False for a count of iterations that is 0, longer than four bytes, or above
+    /// The MacData. Rejects a count of iterations that is 0, longer than four bytes, or above
     /// `pkcs12MaxIterations`.
     bool parseMAC(asn1::blob macData);
 
-    /// The MAC of `data`, the AuthenticatedSafe: HMAC with the hash that `macAlgorithm` names, under a key from the
-    /// password, `salt` and `macIterations`. When `salt` is empty it is `macSalt`, and when that is empty too, 16
-    /// bytes are drawn for it from `getDefaultRng`. A `macAlgorithm` without `oid` becomes SHA-256. Empty when
-    /// there is no such hash or `macIterations` is too large. `mac` stays as it is.
+    /// The MAC of `data`, the AuthenticatedSafe: HMAC with the hash that `macAlgorithm` names, under a key
+    /// from the password, `salt` and `macIterations`. An empty `salt` stands for `macSalt`; if that is empty
+    /// too, it becomes 16 bytes of `getDefaultRng`. A `macAlgorithm` without `oid` becomes SHA-256. Empty if
+    /// the hash is unknown or `macIterations` is too large. `mac` is unchanged.
     std::vector<unsigned char> computeMAC(std::string_view password, asn1::blob salt, asn1::blob data);
 
-    /// Checks the MAC, where there is one, and opens all that is encrypted under the password: contents, and the
-    /// keys in them and elsewhere. They take their places in `certificates` and `keys`, which become what the
-    /// file holds. Calling it again does no harm, and opens what `decryptEnveloped` has brought to light since.
+    /// Checks the MAC, if there is one, and decrypts everything under the password: contents, and the keys in
+    /// them and elsewhere. `certificates` and `keys` then hold what the file does, in its order. Calling it
+    /// again is harmless, and decrypts keys that `decryptEnveloped` has revealed since.
     ///
     /// Returns false and leaves the object unchanged if the password is wrong or something cannot be decrypted. Then
     /// standard output says:
     ///
-    /// - "PFX: MAC verification failed" when the MAC is another: the password is wrong, or the file was changed.
-    ///   A file that does not say how many iterations its MAC has (`macIterations` is 0) and was written by
-    ///   the rules of RFC 7292, where that means 1, fails so as well;
-    /// - "PFX: unsupported PBE: <" with the name or number of a scheme, and ">"; what pbes2.h says of
+    /// - "PFX: MAC verification failed" if the MAC differs: the password is wrong, or the file was changed. A
+    ///   file that gives no iterations for its MAC (`macIterations` is 0) and was written by the rules of RFC
+    ///   7292, where that means 1, fails in the same way;
+    /// - "PFX: unsupported PBE: <…>" with the name or dotted form of a scheme, or the texts of pbes2.h for
     ///   functions and ciphers;
-    /// - "PFX: unable to parse SafeContents" when what was decrypted is none, or no key;
-    /// - "PFX: too many iterations" for more than `pkcs12MaxIterationsPerFile`, before any is done where all are known;
-    /// - nothing when the padding is wrong, without a MAC the usual sign of a wrong password, when a scheme's
-    ///   parameters are malformed, and when the MAC has a hash that `getHashID` does not know.
+    /// - "PFX: unable to parse SafeContents" if the decrypted bytes are not SafeContents, or not a key;
+    /// - "PFX: too many iterations" for more than `pkcs12MaxIterationsPerFile`, before any is computed if all
+    ///   are known;
+    /// - nothing if the padding is wrong, which without a MAC is the usual sign of a wrong password, if a
+    ///   scheme's parameters are malformed, or if the MAC has a hash that `getHashID` does not know.
     ///
-    /// Without a MAC nothing vouches for the file, and where nothing is encrypted any password is right.
+    /// Without a MAC the file is not authenticated, and if nothing is encrypted either, any password is
+    /// right.
     bool decrypt(std::string_view password);
     bool decrypt(std::string_view password, Refusal* refusal) { return decrypt(password, {}, refusal); }
     /// `RefusalId::macMismatch` is a wrong password or a damaged file. Without a MAC that is `wrongPassword`; with one,
@@ -267,10 +277,11 @@ public:
     /// Whether `decrypt` supports what protects the file, as far as that shows without the password.
     bool canDecrypt(PKCS12Options const& options, Refusal* refusal) const;
 
-    /// Opens the contents that are encrypted to `certificate`, with its RSA `key`, as `PKCS7EnvelopedData::decrypt`
-    /// does and says. Contents to others stay encrypted. What they hold takes its place in `certificates` and
-    /// `keys`; keys under a password in them need `decrypt`. Returns false and leaves the object unchanged if
-    /// a content to `certificate` cannot be decrypted or is missing.
+    /// Decrypts the contents that are encrypted to `certificate` with its RSA `key`, as
+    /// `PKCS7EnvelopedData::decrypt` does, with the same lines on standard output. Contents for others stay
+    /// encrypted. `certificates` and `keys` then include the decrypted objects, in the file's order; keys
+    /// under a password in them need `decrypt`. Returns false and leaves the object unchanged if a content to
+    /// `certificate` cannot be decrypted or is missing.
     bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key);
     bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key, Refusal* refusal) {
         return decryptEnveloped(certificate, key, {}, refusal);
@@ -278,55 +289,56 @@ public:
     bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key,
                           PKCS12Options const& options, Refusal* refusal);
 
-    /// How many keys, of contents that are decrypted, are not decrypted yet.
+    /// The number of keys, of contents that are decrypted, that are still encrypted.
     size_t encryptedKeys() const;
-    /// How the keys under the password are encrypted, decrypted or not, of contents that are decrypted.
+    /// How the keys under the password, of contents that are decrypted, are encrypted in the file.
     std::vector<AlgorithmIdentifier> keyEncryptions() const;
-    /// How many contents are not decrypted yet: of `encryptedData` and `envelopedData` together.
+    /// The number of contents that are still encrypted, of `encryptedData` and `envelopedData` together.
     size_t encryptedContents() const;
 
-    /// The parts that could not be read, where `PKCS12Options::partial` was asked for, in the file's order.
+    /// The parts that could not be read, in the file's order. Empty unless `PKCS12Options::partial` was set.
     std::vector<Refusal> unreadable() const;
     /// The bags and certificates of types that are not read, of contents that are decrypted, in the file's order.
     std::vector<PKCS12IgnoredBag> ignoredBags() const;
     /// Whether the file is BER and not DER, as far as that shows without the password.
     bool isBer() const { return wasBer; }
-    /// Chooses the hash of the MAC that `encrypt` and `computeMAC` make. False for a hash that `pkcs12_kdf` does not take.
+    /// Chooses the hash of the MAC that `encrypt` and `computeMAC` make. Returns false for a hash that
+    /// `pkcs12_kdf` does not support.
     bool setMacHash(HashID hash);
     /// The name of the MAC's hash, supported or not, or of another scheme; the dotted form of an unknown one.
     std::string macName() const;
 
-    /// Gives the first key and the first certificate the same localKeyId, the SHA-1 digest of the certificate. False
-    /// when one of them is missing; when the certificate has no readable key, which is "[ERR] certificate
-    /// publicKey invalid" on standard error; and when it has another key: "PFX: first key does not match
-    /// first certificate, localKeyId not set" on standard output.
+    /// Gives the first key and the first certificate the same localKeyId, the SHA-1 digest of the
+    /// certificate. Returns false if one of them is missing, if the certificate's key is unreadable, which
+    /// writes "[ERR] certificate publicKey invalid" to standard error, or if it is another key, which writes
+    /// "PFX: first key does not match first certificate, localKeyId not set" to standard output.
     bool computeLocalKeyId();
 
-    /// Protects certificates and keys with the password: certificates in one encrypted content, each key in a bag
-    /// of its own encryption, and a MAC over it all. Salts and IVs come from `getDefaultRng`. What protected
-    /// them before is dropped, and so is a signature; a MAC that was there gives its hash, its count and a
-    /// new salt.
+    /// Protects certificates and keys with the password: certificates in one encrypted content, each key in a
+    /// bag of its own encryption, and a MAC over everything. Salts and IVs come from `getDefaultRng`. Earlier
+    /// protection is dropped, and so is a signature; the hash and the count of an earlier MAC are kept, with
+    /// a new salt.
     ///
-    /// Returns false and leaves the object unchanged if something that is still encrypted or unreadable would be lost,
-    /// if a key's members are inconsistent, and if a count, the cipher or the MAC is unsupported. Another `scheme` is "PFX:
-    /// encrypt supports only 3des" on standard output.
+    /// Returns false and leaves the object unchanged if something that is still encrypted or unreadable would
+    /// be lost, if a key's members are inconsistent, and if a count, the cipher or the MAC is unsupported.
+    /// Another `scheme` writes "PFX: encrypt supports only 3des" to standard output.
     bool encrypt(std::string_view password);
 
-    /// Chooses PBES2 with `cipher` (Java reads AES alone), PBKDF2 and hmacWithSHA256, for now and for later calls of
-    /// `encrypt`. When `content` is empty, it then does what `encrypt` does. Otherwise `content`, a SafeContents,
-    /// becomes one more encrypted content behind those that are there, a MAC over it all is made, and certificates
-    /// and keys of the object are not written. False as in `encrypt`.
+    /// Chooses PBES2 with `cipher` (Java reads AES alone), PBKDF2 and hmacWithSHA256, for this and later
+    /// calls of `encrypt`. If `content` is empty, it then does what `encrypt` does. Otherwise `content`, a
+    /// SafeContents, is appended as one more encrypted content, a MAC over everything is made, and
+    /// certificates and keys of the object are not written. Fails as `encrypt` does.
     bool setPbes2Params(std::string_view password, asn1::blob content, CipherID cipher);
     bool setPbes2Params(std::string_view password, asn1::blob content, unsigned cipher) {
         return setPbes2Params(password, content, static_cast<CipherID>(cipher));
     }
 
-    /// Protects certificates and keys for the holder of `recipient`, which has an RSA key: all in one enveloped
-    /// content. What protected them before is dropped. When `content`, a SafeContents, is not empty, it is
-    /// that which becomes one more content, as above. A MAC or signature is dropped, as it would be wrong now:
-    /// `sign` comes afterwards, and so does a MAC: `pfx.mac = pfx.computeMAC(password, {},
-    /// pfx.saveAuthenticatedSafe())`. Returns false and leaves the object unchanged if something
-    /// that is still encrypted or unreadable would be lost, and if `PKCS7EnvelopedData::encrypt` fails.
+    /// Protects certificates and keys for the holder of `recipient`, which has an RSA key: all in one
+    /// enveloped content. Earlier protection is dropped. If `content`, a SafeContents, is not empty, it is
+    /// appended as one more enveloped content instead. A MAC or signature is dropped, as it would no longer
+    /// match: call `sign` afterwards, or make a MAC by `pfx.mac = pfx.computeMAC(password, {},
+    /// pfx.saveAuthenticatedSafe())`. Returns false and leaves the object unchanged if something that is
+    /// still encrypted or unreadable would be lost, and if `PKCS7EnvelopedData::encrypt` fails.
     bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, CipherID cipher);
     bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, unsigned cipher) {
         return encryptEnveloped(recipient, content, static_cast<CipherID>(cipher));
@@ -337,21 +349,21 @@ public:
     bool sign(X509Certificate const& certificate, PrivateKey const& key, HashID hash);
     bool sign(X509Certificate const& certificate, PrivateKey const& key, unsigned hash);
 
-    /// The DER of the PFX. Empty when there is nothing to write: a key's members make no key, or a null pointer is
-    /// among certificates or keys. The caller wipes what is not encrypted.
+    /// The DER of the PFX. Empty if a key's members form no valid key, or if certificates or keys contain a
+    /// null pointer. The caller wipes the result if it is not encrypted.
     std::vector<unsigned char> save() const;
-    /// The DER of the AuthenticatedSafe, which is what the MAC and the signature are over. Empty as above.
+    /// The DER of the AuthenticatedSafe, which the MAC and the signature cover. Empty in the same cases.
     std::vector<unsigned char> saveAuthenticatedSafe() const;
-    /// The DER of the SafeContents of the object's certificates and, `withKeys`, of its keys, unencrypted. Empty
-    /// as above. The caller wipes it.
+    /// The DER of the SafeContents of the object's certificates and, `withKeys`, of its keys, unencrypted.
+    /// Empty in the same cases. The caller wipes it.
     std::vector<unsigned char> saveSafeContents(bool withKeys) const;
     /// Writes the outer ContentInfo: `signedData`, or the AuthenticatedSafe as data.
     void saveContentInfo(DerEncoder& to) const;
-    /// Writes the MacData as it was parsed or, where a member has changed since, anew, with its count of iterations.
-    /// Nothing when `mac` is empty.
+    /// Writes the MacData as it was parsed or, if a member has changed since, a new one with its count of
+    /// iterations. Writes nothing if `mac` is empty.
     void saveMAC(DerEncoder& to) const;
 
-    /// Writes what the file consists of, line by line; nothing of what it holds is secret.
+    /// Writes the structure of the file as text, line by line, without secrets.
     void dump(std::ostream& out) const;
 
 private:
@@ -374,9 +386,9 @@ private:
     std::vector<unsigned char> withContent(asn1::blob contentInfo) const;
 
     std::vector<detail::PKCS12Content> contents; ///< As parsed, in the file's order.
-    /// As parsed or protected; empty when neither was done. It may hold keys that are not encrypted.
+    /// As parsed or protected; empty before either. It may hold keys that are not encrypted.
     std::vector<unsigned char, detail::WipingAllocator<unsigned char>> authenticatedSafe;
     std::vector<unsigned char> macData; ///< The whole element as it was parsed.
-    bool mayBeBer = false;              ///< How what is decrypted is read.
+    bool mayBeBer = false;              ///< Whether what is decrypted is read as BER.
     bool wasBer = false;
 };

@@ -13,43 +13,44 @@
 #include <string_view>
 #include <vector>
 
-/// The key within a SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier,
-/// subjectPublicKey BIT STRING }. Null when `der` is malformed, has bytes behind it, names an
-/// algorithm other than those of keys.h, or holds a key that its class refuses.
+/// The key within a SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT
+/// STRING }. Null if `der` is malformed, has trailing bytes, names an algorithm other than those of keys.h,
+/// or holds a key that its class rejects.
 SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der);
 SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der, Refusal* refusal);
 
-/// The SubjectPublicKeyInfo of `key`, or of the public half of a private key. The point of an EC private key that has
-/// none is computed. Empty when the members make no key that `parsePkcs8PublicKey` reads.
+/// The SubjectPublicKeyInfo of `key`, or of the public half of a private key. A missing point of an EC
+/// private key is computed. Empty if `parsePkcs8PublicKey` would reject the result.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key);
 
-/// The key within a OneAsymmetricKey ::= SEQUENCE { version INTEGER, privateKeyAlgorithm
-/// AlgorithmIdentifier, privateKey OCTET STRING, attributes [0] OPTIONAL, publicKey [1] OPTIONAL } (RFC
-/// 5958, section 2). Version 1, which stands as 0, is PKCS#8's PrivateKeyInfo (RFC 5208) and has no
-/// public key; version 2 may have one, which must belong to the key. Attributes are not looked at.
-/// Null when `der` is malformed, has bytes behind it, names an algorithm other than those of keys.h, or
-/// holds a key that its class refuses.
+/// The key within a OneAsymmetricKey ::= SEQUENCE { version INTEGER, privateKeyAlgorithm AlgorithmIdentifier,
+/// privateKey OCTET STRING, attributes [0] OPTIONAL, publicKey [1] OPTIONAL } (RFC 5958, section 2). Version
+/// 1, encoded as 0, is PKCS#8's PrivateKeyInfo (RFC 5208) and has no public key; version 2 may have one,
+/// which must match the private key. Attributes are ignored. Null if `der` is malformed, has trailing bytes,
+/// names an algorithm other than those of keys.h, or holds a key that its class rejects.
 SEALKIT_API std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der);
 SEALKIT_API std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der, Refusal* refusal);
 
-/// The OneAsymmetricKey of `key`, version 1, without attributes. The point of an EC key that has none is computed.
-/// Empty when the members make no key that `parseOneAssimetricKey` reads. The result holds the secret: the caller wipes it.
+/// The OneAsymmetricKey of `key`, version 1, without attributes. A missing point of an EC key is computed.
+/// Empty if `parseOneAssimetricKey` would reject the result. The result holds the secret: the caller wipes
+/// it.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& key);
 
 /// The key within an EncryptedPrivateKeyInfo ::= SEQUENCE { encryptionAlgorithm AlgorithmIdentifier,
-/// encryptedData OCTET STRING } (RFC 5958, section 3), which is PBES2 over a OneAsymmetricKey. pbes2.h says
-/// what is understood of it, and what is written on standard output otherwise; another scheme writes "PKCS8:
-/// unsupported PBE: <…>" with its name or number. Null then, when `der` is malformed or has bytes behind it,
-/// and when what is decrypted is no key: a wrong password.
+/// encryptedData OCTET STRING } (RFC 5958, section 3), which is PBES2 over a OneAsymmetricKey. pbes2.h lists
+/// what is supported, and what is written to standard output otherwise; another scheme writes "PKCS8:
+/// unsupported PBE: <…>" with its name or dotted form. Null in these cases, if `der` is malformed or has
+/// trailing bytes, and if the decrypted bytes are not a key, which means a wrong password.
 SEALKIT_API std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der,
                                                                       std::string_view password);
-/// `RefusalId::wrongPassword` when what is decrypted has not the shape of a OneAsymmetricKey. A key of that shape which
-/// is refused gives its own reason, behind the path "byte N of the decrypted key": the password is right.
+/// Gives `RefusalId::wrongPassword` if the decrypted bytes do not have the shape of a OneAsymmetricKey. A key
+/// of that shape that is rejected gives its own reason, after the path "byte N of the decrypted key": the
+/// password is right.
 SEALKIT_API std::unique_ptr<PrivateKey>
 parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password, Refusal* refusal);
 
 /// The EncryptedPrivateKeyInfo of `key`: PBES2 with PBKDF2, hmacWithSHA256 and aes256-CBC, 16 bytes of salt
-/// and the IV from `getDefaultRng`. Empty when the members make no key, and when `iterations` is 0 or above
+/// and the IV from `getDefaultRng`. Empty if the members form no valid key, or if `iterations` is 0 or above
 /// `pbes2MaxIterations`.
 SEALKIT_API std::vector<unsigned char>
 encodePkcs8EncryptedPrivateKey(PrivateKey const& key, std::string_view password, unsigned iterations);

@@ -2,10 +2,10 @@
 ///
 /// | name  | what it is                                   |
 /// | ----- | -------------------------------------------- |
-/// | `RC4` | the generator and XOR with what it generates |
+/// | `RC4` | the key stream and encryption with it        |
 ///
-/// RC4 is broken (RFC 7465). It serves old formats and protocols that prescribe it; use nothing new over it.
-/// There is no IV and no authentication, and its memory accesses depend on the key.
+/// RC4 is broken (RFC 7465). It serves old formats and protocols that prescribe it; do not use it for
+/// anything new. There is no IV and no authentication, and its memory accesses depend on the key.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -23,15 +23,15 @@ public:
     /// Wipes the state.
     ~RC4();
 
-    /// Begins the stream of a key of 1 to 256 bytes; what follows in a longer one is ignored. A `keyLength`
-    /// of 0 aborts the process.
+    /// Begins the stream of a key of 1 to 256 bytes; further bytes are ignored. A `keyLength` of 0 aborts the
+    /// process.
     void setKey(unsigned char const* key, unsigned keyLength);
     /// The next byte of the stream.
     unsigned char gen();
     /// XORs `len` bytes with the stream and writes them to `out`, which may be the same memory. Decrypts,
     /// too.
     void encrypt(unsigned char const* in, unsigned char* out, unsigned len);
-    /// Passes over `n` bytes of the stream.
+    /// Skips `n` bytes of the stream.
     void skip(unsigned n);
 
 protected:

@@ -27,7 +27,7 @@
 
 /// What was refused. `refusals` has a name and a sentence for each.
 enum class RefusalId : unsigned {
-    none, ///< Nothing was.
+    none, ///< Nothing was refused.
 
     // The input as a whole.
     missingFile,

@@ -36,17 +36,17 @@ public:
     X509Req& operator=(X509Req&&) noexcept = default;
     ~X509Req() override;
 
-    /// Reads a DER CertificationRequest. Nothing of the input is kept but copies. False when it is
-    /// malformed, has bytes behind it, repeats an attribute that is understood or a requested
-    /// extension; the object is then partly filled and of no use. Unknown attributes and requested
-    /// extensions that are not stored are named on standard output, one line each.
+    /// Reads a DER CertificationRequest and copies what it keeps. Returns false if it is malformed, has
+    /// trailing bytes, or repeats a known attribute or a requested extension; the object is then partly
+    /// filled and must not be used. Unknown attributes and requested extensions that are not stored are named
+    /// on standard output, one line each.
     bool parse(unsigned char const* data, unsigned len);
     /// The same.
     bool parseReq(asn1::blob request);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
 
-    /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
+    /// The public key. Null if `subjectPublicKeyInfo` is malformed or its key is unsupported.
     std::unique_ptr<PublicKey> parsePublicKey() const;
 
     /// Whether the request is signed with the private half of its own key.
@@ -55,28 +55,29 @@ public:
     /// Stores the SubjectPublicKeyInfo of `key`, whose private half must sign the request.
     void setPublicKey(PublicKey const& key);
 
-    /// Takes `name`, the whole encoding of a Name, as subject (`X509Certificate::setSubject`).
+    /// Sets the subject to `name`, the whole encoding of a Name, as `X509Certificate::setSubject` does.
     bool setSubject(asn1::blob name);
 
     /// The requested extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section
-    /// 4.1), empty when there are none. The order is key usage (critical), extended key usage, subject
-    /// alternative name (critical where the subject is empty), and then those that were parsed and have no
-    /// member; what was parsed and not changed stays as it was.
+    /// 4.1), empty if there are none. The order is key usage (critical), extended key usage, subject
+    /// alternative name (critical if the subject is empty), and then those that were parsed and have no
+    /// member; what was parsed and not changed keeps its bytes.
     std::vector<unsigned char> serializeExtensions() const;
 
-    /// Rebuilds the CertificationRequestInfo, with unknown attributes that were parsed. What makes it fail
-    /// beside the key: no public key, a usage bit without a name, a general name that is none.
+    /// Rebuilds the CertificationRequestInfo, with unknown attributes that were parsed. Apart from an
+    /// unsuitable key, it fails if the public key is missing, if a usage bit has no name, or if a general
+    /// name is malformed.
     bool updateTbs(PrivateKey const& key, HashID hash) override;
 
-    /// Writes all fields as text, line by line, the public key at the end. Names and password are
-    /// written as they are: they may hold any byte.
+    /// Writes all fields as text, line by line, the public key at the end. Names and password are not escaped
+    /// and may contain any byte.
     void dump(std::ostream& out) const;
 
-    /// The subject's whole encoding. A view into `tbs`, valid while it is unchanged; empty unless `tbs`
-    /// is the CertificationRequestInfo of a request that `parse` accepts the outline of.
+    /// The subject's whole encoding. A view into `tbs`, valid while that is unchanged; empty unless `tbs` has
+    /// the outline of a CertificationRequestInfo.
     asn1::blob subjectBytes() const;
 
-    /// The requested extensions in their order. Views into `tbs`, valid while it is unchanged.
+    /// The requested extensions in their order. Views into `tbs`, valid while that is unchanged.
     std::vector<X509Extension> extensions() const;
 
 private:

@@ -2,13 +2,13 @@
 ///
 /// | name             | what it is                                                        |
 /// |------------------|-------------------------------------------------------------------|
-/// | `Rng`            | the interface that everything drawing random bytes is handed      |
+/// | `Rng`            | the interface through which random bytes are drawn                |
 /// | `getDefaultRng`  | the one process-wide instance, over the kernel's generator        |
-/// | `kernelRand`     | the Linux `getrandom` system call, continued until it is done     |
+/// | `kernelRand`     | the Linux `getrandom` system call, repeated until all bytes came  |
 /// | `randombytes`    | the default source in the form that mlkem-native asks for         |
 ///
-/// There is no generator of the library's own and no state: every byte comes from the kernel. A
-/// failing kernel generator ends the process, since there is no safe way to go on.
+/// The library has no generator and no state of its own: every byte comes from the kernel. A failing kernel
+/// generator ends the process, since there is no safe way to go on.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -21,8 +21,8 @@ class SEALKIT_API Rng {
 public:
     virtual ~Rng() = default;
 
-    /// Fills `buf` with `len` cryptographically strong bytes. False when the source failed; what
-    /// `buf` holds is then not random.
+    /// Fills `buf` with `len` cryptographically strong bytes. Returns false if the source failed; the
+    /// contents of `buf` are then not random.
     virtual bool fill(unsigned char* buf, unsigned len) const = 0;
 
     /// The same, but allowed to give bytes before the kernel's generator is fully seeded: for
@@ -40,9 +40,9 @@ SEALKIT_API Rng& getDefaultRng();
 /// process.
 SEALKIT_API bool kernelRand(unsigned char* buf, unsigned len, bool insecure);
 
-/// The default source under the name and in the form that mlkem-native asks for: fills `out` with `len` bytes and
-/// returns 0, or 1 when that failed. The library itself never calls it by this name, which a program or another library
-/// may define as well.
+/// The default source under the name and in the form that mlkem-native asks for: fills `out` with `len` bytes
+/// and returns 0, or 1 on failure. The library itself never calls it by this name, which a program or another
+/// library may define as well.
 ///
 /// libsodium declares a `randombytes` of another type: this one is not declared if `sodium.h` was included before, or if
 /// the program defines `SEALKIT_WITHOUT_RANDOMBYTES`.

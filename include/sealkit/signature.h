@@ -1,4 +1,4 @@
-/// Signatures by whatever key a file or certificate holds.
+/// Signatures by keys of every kind that a file or certificate may hold.
 ///
 /// | key        | signs                              | form of the signature                       |
 /// |------------|------------------------------------|---------------------------------------------|
@@ -7,7 +7,7 @@
 /// | Ed25519    | the whole message (RFC 8032)       | 64 bytes                                    |
 /// | X25519     | nothing                            |                                             |
 ///
-/// Who has the message and not its digest uses `signMessage` and `verifyMessage`, which serve all of them.
+/// `signMessage` and `verifyMessage`, which take the message and not its digest, serve all of them.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -17,20 +17,20 @@
 
 #include <vector>
 
-/// The signature of `digest`, which was made with `hash`, by an RSA or EC key. Empty for other keys, and
-/// when the key's own `signHashed` fails.
+/// The signature of `digest`, which was made with `hash`, by an RSA or EC key. Empty for other keys, and if
+/// the key's own `signHashed` fails.
 SEALKIT_API std::vector<unsigned char> signHashed(PrivateKey const& key, HashID hash, asn1::blob digest);
 inline std::vector<unsigned char> signHashed(PrivateKey const& key, unsigned hash, asn1::blob digest) {
     return signHashed(key, static_cast<HashID>(hash), digest);
 }
 
-/// Whether `signature` is that of `digest`, which was made with `hash`, under an RSA or EC key. False for
-/// other keys.
+/// Whether `signature` is that of `digest`, which was made with `hash`, under an RSA or EC key. Returns false
+/// for other keys.
 SEALKIT_API bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature);
 inline bool verifyHashed(PublicKey const& key, unsigned hash, asn1::blob digest, asn1::blob signature) {
     return verifyHashed(key, static_cast<HashID>(hash), digest, signature);
 }
-/// Says why it does not verify, and writes nothing.
+/// The same, silently and with a reason (refusal.h).
 SEALKIT_API bool verifyHashed(PublicKey const& key, HashID hash, asn1::blob digest, asn1::blob signature,
                               Refusal* refusal);
 inline bool verifyHashed(PublicKey const& key, unsigned hash, asn1::blob digest, asn1::blob signature,
@@ -38,8 +38,8 @@ inline bool verifyHashed(PublicKey const& key, unsigned hash, asn1::blob digest,
     return verifyHashed(key, static_cast<HashID>(hash), digest, signature, refusal);
 }
 
-/// The signature of `message` by an RSA or EC key over its digest by `hash`, or by an Ed25519 key, which
-/// brings its own hash: `hash` is not looked at. Empty when there is none.
+/// The signature of `message` by an RSA or EC key over its digest by `hash`, or by an Ed25519 key, which has
+/// its own hash and ignores `hash`. Empty if the key cannot sign.
 SEALKIT_API std::vector<unsigned char> signMessage(PrivateKey const& key, HashID hash, asn1::blob message);
 inline std::vector<unsigned char> signMessage(PrivateKey const& key, unsigned hash, asn1::blob message) {
     return signMessage(key, static_cast<HashID>(hash), message);
@@ -50,7 +50,7 @@ SEALKIT_API bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob mes
 inline bool verifyMessage(PublicKey const& key, unsigned hash, asn1::blob message, asn1::blob signature) {
     return verifyMessage(key, static_cast<HashID>(hash), message, signature);
 }
-/// The same, and why not in `*refusal`.
+/// The same, silently and with a reason (refusal.h).
 SEALKIT_API bool verifyMessage(PublicKey const& key, HashID hash, asn1::blob message, asn1::blob signature,
                                Refusal* refusal);
 inline bool verifyMessage(PublicKey const& key, unsigned hash, asn1::blob message, asn1::blob signature,

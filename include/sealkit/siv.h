@@ -6,7 +6,7 @@
 ///
 /// The ciphertext is V, the synthetic IV of 16 bytes that is the tag as well, and then as many bytes as the
 /// plaintext has. Equal messages under equal associated data give equal ciphertexts, and nothing else is
-/// given away. Where that is too much, a nonce is the last string of associated data (RFC 5297 section 3).
+/// revealed. To hide that as well, pass a nonce as the last string of associated data (RFC 5297 section 3).
 ///
 /// Not here: messages in pieces, which the mode does not allow, and constant time (`docs/timing.md`).
 #pragma once
@@ -20,20 +20,20 @@
 class SEALKIT_API AESSIV {
 public:
     /// Takes 32, 48 or 64 bytes: first the key of S2V, then as long a key for the encryption. The key is not
-    /// copied: it must outlive the object, and it is for its owner to wipe.
+    /// copied: it must outlive the object, and its owner wipes it.
     explicit AESSIV(std::span<unsigned char const> key);
 
     /// Encrypts (RFC 5297 section 2.6) to `out`, which has room for 16 bytes more than the plaintext; the
     /// plaintext may stand at `out + 16` and must not overlap it otherwise. An empty plaintext and empty or
-    /// no associated data are messages like others. The count of strings in `ad` is not limited, although
-    /// the security proof ends at 126: it is for the caller to keep to that. False, with nothing written,
-    /// when the key has another length or an input has 4 GiB or more.
+    /// no associated data are messages like others. The count of strings in `ad` is not limited, although the
+    /// security proof ends at 126, a limit that the caller observes. Returns false and writes nothing if the
+    /// key has another length or an input has 4 GiB or more.
     bool encrypt(std::span<unsigned char const> const& plaintext,
                  std::vector<std::span<unsigned char const>> const& ad, unsigned char* out) const;
     /// Decrypts (RFC 5297 section 2.7) V and ciphertext to `out`, which has room for 16 bytes fewer than the
-    /// input and may be `input.data() + 16`, but must not overlap it otherwise. True when V is that of the
-    /// plaintext and the associated data. When it is not, `out` holds what was decrypted all the same:
-    /// discard it. False, with nothing written, when the input is shorter than 16 bytes, the key has another
+    /// input and may be `input.data() + 16`, but must not overlap it otherwise. Returns whether V is that of
+    /// the plaintext and the associated data. If it is not, `out` still holds the decrypted bytes: discard
+    /// them. Returns false and writes nothing if the input is shorter than 16 bytes, the key has another
     /// length or an input has 4 GiB or more.
     bool decrypt(std::span<unsigned char const> const& input,
                  std::vector<std::span<unsigned char const>> const& ad, unsigned char* out) const;

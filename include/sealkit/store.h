@@ -11,8 +11,8 @@
 /// A store is filled once and then only read. Filling takes no locks; a filled store may serve any
 /// number of threads at once.
 ///
-/// What a store does not do: it decides nothing. Dates, signatures and flags of what it is given are
-/// not checked, and all that it holds is trusted by validation.
+/// A store decides nothing: it does not check dates, signatures or flags, and validation trusts all that it
+/// holds.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -27,17 +27,17 @@
 #include <string_view>
 #include <vector>
 
-/// What path building and validation ask of a store. Programs may derive stores of their own.
+/// The look-ups of path building and validation. Programs may derive stores of their own.
 class CertificateStore {
 public:
     virtual ~CertificateStore() = default;
 
-    /// A certificate with this subject name and this subject key identifier; null when the store has
-    /// none. An empty `keyId` means that the name alone decides.
+    /// A certificate with this subject name and this subject key identifier; null if the store has none. An
+    /// empty `keyId` means that the name alone decides.
     virtual std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                              asn1::blob keyId) const = 0;
 
-    /// The CRL of the issuer of `certificate`; null when the store has none.
+    /// The CRL of the issuer of `certificate`; null if the store has none.
     virtual std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const = 0;
 };
 
@@ -46,7 +46,7 @@ enum class LoadedAs : unsigned {
     nothing,     ///< It was read, and holds neither a certificate nor a CRL that was wanted.
     certificate, ///< Its first certificate was appended.
     crl,         ///< Its CRL was appended.
-    empty,       ///< It has no bytes, cannot be read, or is no regular file.
+    empty,       ///< It is empty, unreadable, or not a regular file.
     folder,      ///< It is a folder; folders are not entered.
 };
 
@@ -86,14 +86,13 @@ public:
     /// The first CRL whose issuer equals the certificate's issuer.
     std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const override;
 
-    /// Appends every certificate of a PEM text (or one in DER). False when there is none, or when
-    /// one of several cannot be parsed: nothing is appended then.
+    /// Appends every certificate of a PEM text (or one in DER). Returns false and appends nothing if there is
+    /// none, or if one of several cannot be parsed.
     bool loadFromStr(std::string_view text);
 
-    /// Appends the certificate (the first, in PEM) of every file of a folder, and with `withCrls`
-    /// the CRL of every file that holds no certificate. `dir` is used as it is given. Files that
-    /// hold neither are ignored. False, with a line on standard output, only when
-    /// the folder cannot be opened.
+    /// Appends the certificate (the first, in PEM) of every file of a folder, and with `withCrls` the CRL of
+    /// every file that holds no certificate. `dir` is used as it is given. Files that hold neither are
+    /// ignored. Returns false, with a line on standard output, only if the folder cannot be opened.
     bool loadFromDir(std::string_view dir, bool withCrls);
 
     /// The same, and appends to `*files` what became of each entry other than "." and "..".
@@ -110,13 +109,13 @@ public:
     size_t loadCertificatesFrom(std::string const& path, std::vector<LoadRefusal>* refusals);
     size_t loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals);
 
-    /// Appends what the system's certificate manager trusts for a use: its trusted entries whose use
-    /// mask shares a bit with `usage`, the built-in CA folder where the settings trust it for such a
-    /// use, and the CRLs of both. With `all`, every trusted entry and the built-in folder, and no
-    /// CRLs. What is missing or cannot be read is ignored. Always true.
+    /// Appends what the system's certificate manager trusts for a use: its trusted entries whose use mask
+    /// shares a bit with `usage`, the built-in CA folder where the settings trust it for such a use, and the
+    /// CRLs of both. With `all`, every trusted entry and the built-in folder, and no CRLs. What is missing or
+    /// unreadable is ignored. Always returns true.
     bool loadFromCerm(unsigned usage, bool all);
 
-    /// The same, but writes nothing to any stream and appends to `*refusals`, unless that is null, each entry and file that
-    /// is left out because it cannot be read.
+    /// The same, but writes nothing to any stream and appends to `*refusals`, unless that is null, each entry
+    /// and file that is left out because it is unreadable.
     bool loadFromCerm(unsigned usage, bool all, std::vector<LoadRefusal>* refusals);
 };

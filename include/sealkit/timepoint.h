@@ -1,4 +1,5 @@
-/// Time as certificates have it: whole seconds, UTC, the Gregorian calendar without end in both directions.
+/// Time as certificates have it: whole seconds in UTC, in the Gregorian calendar without limits in both
+/// directions.
 ///
 /// | to make one from             | call                                                         |
 /// | ---------------------------- | ------------------------------------------------------------ |
@@ -24,15 +25,15 @@
 /// A point in time. Compared as a number.
 class SEALKIT_API TimePoint {
 public:
-    /// The seconds of "99991231235959Z", which stands for no end at all (RFC 5280 section 4.1.2.5).
+    /// The seconds of "99991231235959Z", which stands for no expiration (RFC 5280 section 4.1.2.5).
     static constexpr std::int64_t noExpiration = std::numeric_limits<std::int64_t>::max();
 
     std::int64_t seconds = 0; ///< Since 1970-01-01 00:00:00 UTC.
 
     constexpr TimePoint() = default;
 
-    /// Takes `t` apart as local time and reads the result as UTC: the value is `t` shifted by the offset
-    /// of the local time zone. Where local time has no answer for `t`, it is not shifted.
+    /// Takes `t` apart as local time and reads the result as UTC: the value is `t` shifted by the offset of
+    /// the local time zone. If local time is not defined for `t`, it is not shifted.
     TimePoint(long t);
 
     /// The time on the clock, read as `TimePoint(long)` reads it.
@@ -49,19 +50,20 @@ public:
     }
 
     /// Takes calendar fields as UTC. Fields outside their ranges carry over, as with `timegm`. Only the six
-    /// fields from `tm_year` to `tm_sec` are looked at.
+    /// fields from `tm_year` to `tm_sec` are used.
     void set(std::tm const* fields);
 
-    /// Takes the current element of `from`: UTCTime "YYMMDDhhmmssZ", years 1950 to 2049, or
-    /// GeneralizedTime "YYYYMMDDhhmmssZ", with or without a fraction, which is dropped. "99991231235959Z"
-    /// becomes `noExpiration`. False, and the value unchanged, for anything else; an element of another
+    /// Takes the current element of `from`: UTCTime "YYMMDDhhmmssZ", years 1950 to 2049, or GeneralizedTime
+    /// "YYYYMMDDhhmmssZ", with or without a fraction, which is dropped. "99991231235959Z" becomes
+    /// `noExpiration`. Returns false and leaves the value unchanged for anything else; an element of another
     /// type is not taken. Fields carry over as with `set`: the 31st of a short month is in the next one.
     bool parse(asn1::parser& from);
 
-    /// Reads `time`, the whole element with nothing behind it, in the same way. Tells why not (refusal.h).
+    /// Reads `time`, the whole element without trailing bytes, in the same way, silently and with a reason
+    /// (refusal.h).
     bool parse(asn1::blob time, Refusal* refusal);
 
-    /// "YYMMDDhhmmssZ", the text of a UTCTime, whatever the century.
+    /// "YYMMDDhhmmssZ", the text of a UTCTime; the century is dropped.
     std::string toUTC() const;
 
     /// "Thu Jan  1 00:00:00 1970", as `asctime` has it, for any year. `noExpiration` shows as the

@@ -3,7 +3,7 @@
 /// | member              | what it is                                         | RFC 3161 |
 /// |---------------------|----------------------------------------------------|----------|
 /// | `TimeStampRequest`  | what is to be stamped: parsed and written          | 2.4.1    |
-/// | `TimeStampResponse` | the answer: a status, and a token when it is good  | 2.4.2    |
+/// | `TimeStampResponse` | the answer: a status, and a token if granted       | 2.4.2    |
 /// | `TimeStampStatus`   | why a request was refused, or granted with changes | 2.4.2    |
 /// | `TimeStampInfo`     | what a token states: what was stamped, and when    | 2.4.2    |
 ///
@@ -37,13 +37,13 @@ public:
     std::vector<unsigned char> nonce;         ///< Content octets of the INTEGER; empty when absent.
     unsigned char certReq = 0;                ///< Whether the token is to hold its signer's certificate.
 
-    /// Reads a DER request. An absent certReq is false. False when it is malformed, has bytes behind it, names an
-    /// unknown digest algorithm or one without its NULL parameters, or has extensions.
+    /// Reads a DER request. An absent certReq is false. Returns false if it is malformed, has trailing bytes,
+    /// names an unknown digest algorithm or one without its NULL parameters, or has extensions.
     bool parse(asn1::blob request);
     /// The same, with a reason (refusal.h).
     bool parse(asn1::blob request, Refusal* refusal);
 
-    /// Writes the request, certReq even when it is false.
+    /// Writes the request, certReq even if it is false.
     void save(DerEncoder& to) const;
 
     /// Writes the fields to standard output, line by line.
@@ -58,15 +58,15 @@ public:
     std::uint32_t status = 0;               ///< PKIStatus: 0 granted, 1 granted with changes, above refused.
     std::unique_ptr<PKCS7SignedData> token; ///< Null when refused.
 
-    /// Reads a DER response. When it is granted the result is that of parsing the token; otherwise there is no token,
-    /// and the result says that the response is well formed. Status strings and failure codes are not kept.
+    /// Reads a DER response. If it is granted, returns whether the token parses; otherwise there is no token,
+    /// and the result is whether the response is well formed. Status strings and failure codes are not kept.
     bool parse(asn1::blob response);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob response, Refusal* refusal);
 
     /// Writes the status and, of a granted response, the token to standard output.
     void dump() const;
-    /// The same to `out`. Names are written as they are: they may hold any byte.
+    /// The same to `out`. Names are not escaped and may contain any byte.
     void dump(std::ostream& out) const;
 };
 
@@ -97,21 +97,21 @@ SEALKIT_API std::span<ReasonText<TimeStampStatusId> const> timeStampStatuses();
 /// Every failure with its name and sentence, in ascending order.
 SEALKIT_API std::span<ReasonText<TimeStampFailure> const> timeStampFailures();
 
-/// PKIStatusInfo: what a response says beside its token.
+/// PKIStatusInfo: what a response holds beside its token.
 struct SEALKIT_API TimeStampStatus {
     std::uint32_t status = 0;
-    std::vector<std::string> texts; ///< Of the authority, in UTF-8 if it is honest: they may hold any byte.
+    std::vector<std::string> texts; ///< Of the TSA, meant as UTF-8: they may hold any byte.
     std::vector<TimeStampFailure> failures;
 
-    /// Reads the status of a DER response, and fails when `TimeStampResponse::parse` fails for the status. Texts and
-    /// failures that are malformed are ignored, as they decide nothing. `refusal` may be null.
+    /// Reads the status of a DER response, and fails if `TimeStampResponse::parse` fails for the status.
+    /// Texts and failures that are malformed are ignored, as they decide nothing. `refusal` may be null.
     bool parse(asn1::blob response, Refusal* refusal);
 
     /// The row of `timeStampStatuses`; null for a number without one.
     ReasonText<TimeStampStatusId> const* text() const;
 };
 
-/// Accuracy: the time may be wrong by so much. Each part is absent or present.
+/// Accuracy: by how much the time may be wrong. Each part is absent or present.
 struct TimeStampAccuracy {
     std::optional<std::uint32_t> seconds;
     std::optional<std::uint32_t> milliseconds; ///< 0 to 999.
@@ -128,16 +128,15 @@ struct SEALKIT_API TimeStampInfo {
     TimePoint time;                           ///< In whole seconds.
     std::string fraction;                     ///< The digits of the fraction of a second; empty when absent.
     std::optional<TimeStampAccuracy> accuracy;
-    bool isOrdered = false;           ///< Whether tokens of this authority are ordered by time alone.
-    std::vector<unsigned char> nonce; ///< Content octets of the INTEGER; empty when absent.
-    std::vector<unsigned char>
-        authority; ///< The authority's GeneralName, a whole element; empty when absent.
+    bool isOrdered = false;                ///< Whether tokens of this TSA are ordered by time alone.
+    std::vector<unsigned char> nonce;      ///< Content octets of the INTEGER; empty when absent.
+    std::vector<unsigned char> authority;  ///< The TSA's GeneralName, a whole element; empty when absent.
     std::vector<unsigned char> extensions; ///< The content octets of [1]; empty when absent. Not interpreted.
 
     /// Reads a DER TSTInfo. `refusal` may be null.
     bool parse(asn1::blob tstInfo, Refusal* refusal);
 
-    /// Reads what a token states. Fails when its content is of another type or malformed.
+    /// Reads what a token states. Fails if its content is of another type or malformed.
     bool parse(PKCS7SignedData const& token, Refusal* refusal);
 
     /// The hash that was stamped; `HashID::none` for an unknown one.

@@ -11,13 +11,12 @@
 ///
 /// CRLs are in crl.h, requests in req.h.
 ///
-/// Making one: fill the members, then `sign` (which any object that was parsed or made may do again), then
-/// `serialize`.
+/// To make one, fill in the members, then call `sign` and `serialize`. An object that was parsed or made can
+/// be signed again.
 ///
-/// Parsing checks form, not trust: no signature is verified, no date compared, no usage enforced
-/// (path.h does what is done of that). What is surprising and harmless is said in one line on
-/// standard output and passed over. Certificates of version 1 and 2 are refused, unless they are read for the standard
-/// rules (`FormRules`).
+/// Parsing checks form, not trust: no signature is verified, no date checked and no usage enforced (path.h
+/// validates). What is unusual but harmless is reported in one line on standard output and ignored.
+/// Certificates of version 1 and 2 are refused, unless they are read for the standard rules (`FormRules`).
 #pragma once
 
 #include "sealkit/blob.h"
@@ -91,34 +90,34 @@ public:
     virtual ~X509Base() = default;
 
     /// Rebuilds `tbs` from the members, to be signed by `key` over `hash`. Usually called by `sign` alone.
-    /// False, and `tbs` as it was, when the members make no such object, or when `key` has no signature
-    /// algorithm with `hash`.
+    /// Returns false and leaves `tbs` unchanged if the members form no valid object, or if there is no
+    /// signature algorithm for `key` with `hash`.
     ///
-    /// Whatever was parsed and not changed since keeps its bytes: names, times, serial numbers, extensions
-    /// and attributes, those that the library knows nothing of included.
+    /// What was parsed and not changed since keeps its bytes: names, times, serial numbers, extensions and
+    /// attributes, unknown ones included.
     virtual bool updateTbs(PrivateKey const& key, HashID hash) = 0;
 
-    /// Rebuilds `tbs` and signs it. RSA keys sign by PKCS#1 v1.5 and EC keys by ECDSA over `hash`, and over
-    /// `digestAlgo` where that is `HashID::none`; Ed25519 keys sign with the hash that belongs to them,
-    /// whatever is named. False when `updateTbs` says so, and when `key` cannot sign (X25519, an RSA key
-    /// too short for the digest); `tbs`, algorithm and signature are then as they were.
+    /// Rebuilds `tbs` and signs it. RSA keys sign by PKCS#1 v1.5 and EC keys by ECDSA over `hash`, or over
+    /// `digestAlgo` if that is `HashID::none`; Ed25519 keys have their own hash and ignore `hash`. Returns
+    /// false and leaves `tbs`, algorithm and signature unchanged if `updateTbs` fails, or if `key` cannot
+    /// sign (X25519, an RSA key too short for the digest).
     bool sign(PrivateKey const& key, HashID hash);
     bool sign(PrivateKey const& key, unsigned hash);
     bool sign(PrivateKey const& key);
 
-    /// Splits an encoded object: takes it apart into `tbs`, `signatureAlgorithm` and `signature`.
-    /// False, and nothing changed, when `object` is not one SEQUENCE of a SEQUENCE, an
-    /// AlgorithmIdentifier and a BIT STRING with nothing behind it.
+    /// Splits an encoded object into `tbs`, `signatureAlgorithm` and `signature`. Returns false and leaves
+    /// the object unchanged if `object` is not one SEQUENCE of a SEQUENCE, an AlgorithmIdentifier and a BIT
+    /// STRING, or has trailing bytes.
     bool unpackObj(asn1::blob object);
     /// The same, with a reason (refusal.h).
     bool unpackObj(asn1::blob object, Refusal* refusal);
 
-    /// Whether `signature` is that of `tbs` under `key`. False if the algorithm is unknown or not one of the key's
-    /// kind.
+    /// Whether `signature` is that of `tbs` under `key`. Returns false, too, if the algorithm is unknown or
+    /// not one of the key's kind.
     bool verify(PublicKey const& key) const;
 
-    /// The DER of the whole object. What was unpacked and not changed since comes back byte for byte;
-    /// an element whose member was changed is encoded anew, with the shortest lengths.
+    /// The DER of the whole object. What was unpacked and not changed since is reproduced byte for byte; an
+    /// element whose member was changed is re-encoded with the shortest lengths.
     std::vector<unsigned char> serialize() const;
 
 protected:
@@ -129,7 +128,7 @@ protected:
     X509Base& operator=(X509Base&&) noexcept = default;
 
     /// The identifier and length octets of the object as it was unpacked, and its last two elements.
-    /// They serve `serialize` for as long as they still say what the members say.
+    /// `serialize` uses them as long as they match the members.
     std::vector<unsigned char> unpackedHeader;
     std::vector<unsigned char> unpackedAlgorithm;
     std::vector<unsigned char> unpackedSignature;
@@ -139,8 +138,8 @@ private:
                                detail::SignedParts* parts);
 };
 
-/// A certificate. Fields are as of the last `parse`; the objects they name are optional where an empty
-/// value is mentioned.
+/// A certificate. Fields have the values of the last `parse`; those with an empty or absent value below are
+/// optional.
 class SEALKIT_API X509Certificate : public X509Base {
 public:
     std::vector<unsigned char> serialNumber; ///< Content octets of the INTEGER.
@@ -148,8 +147,8 @@ public:
     DistinguishedName subject;
     TimePoint notBefore;
     TimePoint notAfter;
-    /// Issuer and subject are the same bytes, and the authority key identifier, if there is one,
-    /// equals the subject key identifier. The signature is not looked at.
+    /// Issuer and subject are the same bytes, and the authority key identifier, if there is one, equals the
+    /// subject key identifier. The signature is not verified.
     bool selfSigned = false;
     std::vector<unsigned char> subjectPublicKeyInfo; ///< The whole element.
     unsigned keyUsage = 0;                           ///< Bits of `KeyUsage`; 0 when absent.
@@ -169,13 +168,13 @@ public:
     X509Certificate& operator=(X509Certificate&&) noexcept = default;
     ~X509Certificate() override;
 
-    /// Reads a DER certificate. Nothing of `data` is kept but copies. False when it is malformed, has
-    /// bytes behind it, is not of version 3, has unique identifiers, an outer signature algorithm
-    /// other than the inner one, a repeated extension, a malformed extension of those stored here, or
-    /// a critical one that is not understood; the object is then partly filled and of no use.
+    /// Reads a DER certificate and copies what it keeps. Returns false if `data` is malformed, has trailing
+    /// bytes, is not of version 3, has unique identifiers, different outer and inner signature algorithms, a
+    /// repeated extension, a malformed extension of those stored here, or an unknown critical one; the object
+    /// is then partly filled and must not be used.
     ///
     /// Reported on standard output, one line each: unknown extensions, unknown extended key usages,
-    /// distribution points that are no full name, and constraints that are not enforced.
+    /// distribution points without a full name, and constraints that are not enforced.
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
@@ -188,53 +187,54 @@ public:
     /// and needs them. As of the last `parse`; copies share it.
     Refusal const* platformRefusal() const { return unsupported.get(); }
 
-    /// The public key. Null when `subjectPublicKeyInfo` holds none that the library knows.
+    /// The public key. Null if `subjectPublicKeyInfo` is malformed or its key is unsupported.
     std::unique_ptr<PublicKey> parsePublicKey() const;
 
-    /// Stores the SubjectPublicKeyInfo of `key`. The subject key identifier stays as it is.
+    /// Stores the SubjectPublicKeyInfo of `key`. The subject key identifier is unchanged.
     void setPublicKey(PublicKey const& key);
 
     /// How many CAs may follow below this one (pathLenConstraint, RFC 5280, section 4.2.1.9); nothing if the
-    /// certificate does not say. A number above 32 bits reads as the largest of 32 bits.
+    /// certificate does not say. A number above 32 bits is read as the largest of 32 bits.
     std::optional<unsigned> pathLength() const { return maxPathLength; }
-    /// Sets it. It is written only where `basicConstraints` is 1.
+    /// Sets it. It is written only if `basicConstraints` is 1.
     void setPathLength(std::optional<unsigned> length) { maxPathLength = length; }
 
-    /// Takes `name`, the whole encoding of a Name, as issuer or subject. Its bytes are what is written,
-    /// unless the member is changed afterwards: an issuer must be the bytes of its own certificate's
-    /// subject (`subjectBytes`), which `DistinguishedName` alone does not keep. False, and nothing
-    /// changed, when it is malformed.
+    /// Sets issuer or subject to `name`, the whole encoding of a Name. Its bytes are written unless the
+    /// member is changed afterwards: an issuer must equal the subject of the issuing certificate byte for
+    /// byte (`subjectBytes`), which `DistinguishedName` alone does not keep. Returns false and changes
+    /// nothing if `name` is malformed.
     bool setIssuer(asn1::blob name);
     bool setSubject(asn1::blob name);
 
     /// The extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section 4.1), empty
-    /// when there are none. The order is basic constraints, key usage, extended key usage, subject and authority
-    /// key identifier, subject alternative name, name constraints, CRL distribution points (one for each
-    /// name), and then those that were parsed and have no member. Critical are basic constraints, key
-    /// usage and name constraints, and alternative names where the subject is empty; what was parsed and
-    /// not changed stays as it was.
+    /// if there are none. The order is basic constraints, key usage, extended key usage, subject and
+    /// authority key identifier, subject alternative name, name constraints, CRL distribution points (one for
+    /// each name), and then those that were parsed and have no member. Critical are basic constraints, key
+    /// usage and name constraints, and alternative names if the subject is empty; what was parsed and not
+    /// changed keeps its bytes.
     std::vector<unsigned char> serializeExtensions() const;
 
-    /// Rebuilds the TBSCertificate, of version 3 and without unique identifiers, and brings `serialNumber` and `selfSigned` in line with
-    /// it. What makes it fail beside the key: no serial number, no public key or what is none by its form, a
-    /// date outside the years 1950 to 2049, a usage bit without a name, a general name that is none.
+    /// Rebuilds the TBSCertificate, of version 3 and without unique identifiers, and updates `serialNumber`
+    /// and `selfSigned` to match it. Apart from an unsuitable key, it fails if the serial number is missing,
+    /// if the public key is missing or malformed, if a date is outside the years 1950 to 2049, if a usage bit
+    /// has no name, or if a general name is malformed.
     bool updateTbs(PrivateKey const& key, HashID hash) override;
 
-    /// Writes all fields as text, line by line, the public key at the end. Names and identifiers are
-    /// written as they are: they may hold any byte.
+    /// Writes all fields as text, line by line, the public key at the end. Names and identifiers are not
+    /// escaped and may contain any byte.
     void dump(std::ostream& out) const;
 
-    /// Writes a line with the names of the key usages in `bits` (bits 0 to 15 as in `KeyUsage`) and a
-    /// line with those of the extended key usages (from bit 16 up, as `ExtKeyUsage` << 16). A line
-    /// that has nothing to name is left out.
+    /// Writes a line with the names of the key usages in `bits` (bits 0 to 15 as in `KeyUsage`) and a line
+    /// with those of the extended key usages (from bit 16 up, as `ExtKeyUsage` << 16). An empty line is
+    /// omitted.
     static void dumpKeyUsage(unsigned bits, std::ostream& out);
 
-    /// The issuer's and the subject's whole encodings. Views into `tbs`, valid while it is unchanged;
-    /// empty unless `tbs` is the TBSCertificate of a certificate that `parse` accepts the outline of.
+    /// The issuer's and the subject's whole encodings. Views into `tbs`, valid while that is unchanged; empty
+    /// unless `tbs` has the outline of a TBSCertificate.
     asn1::blob issuerBytes() const;
     asn1::blob subjectBytes() const;
 
-    /// All extensions in their order, known or not. Views into `tbs`, valid while it is unchanged.
+    /// All extensions in their order, known or not. Views into `tbs`, valid while that is unchanged.
     std::vector<X509Extension> extensions() const;
 
 private:
@@ -246,8 +246,8 @@ private:
     friend bool detail::read(detail::Reading& reading, asn1::blob der, X509Certificate& to);
 };
 
-/// The key identifier that most authorities use (RFC 5280, section 4.2.1.2, method 1): the SHA-1 digest of the
-/// key's own DER. Empty when `subjectPublicKeyInfo` is malformed.
+/// The key identifier that most CAs use (RFC 5280, section 4.2.1.2, method 1): the SHA-1 digest of the key's
+/// own DER, 20 bytes. Empty if `subjectPublicKeyInfo` is malformed.
 SEALKIT_API std::vector<unsigned char> calcKeyId(asn1::blob subjectPublicKeyInfo);
 
 /// The content octets of the object identifier of the key's algorithm, a view; empty if `subjectPublicKeyInfo` is
