@@ -77,7 +77,7 @@ bool setUsages(X509Certificate& certificate, Profile const& profile) {
         return false;
     }
     if (isAuthority(profile) && key->keyType() == KeyType::X25519) {
-        badInput("an X25519 key signs nothing: it is none for an authority");
+        badInput("an X25519 key signs nothing: it cannot be the key of a CA");
         return false;
     }
     certificate.keyUsage = key->keyType() == KeyType::X25519 ? KeyUsage::keyAgreement : profile.keyUsage;
@@ -179,9 +179,8 @@ void remark(X509Certificate const& certificate) {
 int finish(X509Certificate& certificate, Signer const& signer, OutputFile& output, Options const& options) {
     certificate.subjectKeyId = calcKeyId(certificate.subjectPublicKeyInfo);
     if (!certificate.sign(*signer.key, signer.hash))
-        return badInput(
-            "the certificate cannot be signed: the key is too short for the hash, or its numbers do "
-            "not belong together");
+        return badInput("the certificate cannot be signed: the key is too short for the hash, or its numbers "
+                        "are inconsistent");
     remark(certificate);
     return options.output.write(output, "CERTIFICATE", certificate);
 }

@@ -104,9 +104,8 @@ int sign(SignOptions const& options) {
     PKCS7SignedData message;
     if (!message.create(*certificate, *signer->key, getDataOid(),
                         asn1::blob(content->data(), content->size()), signer->hash))
-        return badInput(options.signer.key +
-                        ": the key makes no signature: its numbers do not belong together, or "
-                        "it is too short for this hash");
+        return badInput(options.signer.key + ": the key makes no signature: its numbers are inconsistent, or "
+                                             "it is too short for this hash");
     // The library writes the issuer anew. Others find the certificate by its bytes, which are not signed.
     asn1::blob const issuer = certificate->issuerBytes();
     if (!DistinguishedName::roundTrips(issuer))

@@ -226,8 +226,8 @@ int makeCrl(Options const& options) {
     crl.setIssuer(authority->subjectBytes());
     crl.authorityKeyId = authority->subjectKeyId;
     if (!crl.sign(*signer->key, signer->hash))
-        return badInput("the list cannot be signed: the key is too short for the hash, or its numbers do not "
-                        "belong together");
+        return badInput("the CRL cannot be signed: the key is too short for the hash, or its numbers are "
+                        "inconsistent");
     return options.output.write(output, "X509 CRL", crl);
 }
 

@@ -43,9 +43,8 @@ int makeRequest(Options const& options) {
         return status;
     request.setPublicKey(*signer->key);
     if (!request.sign(*signer->key, signer->hash))
-        return badInput(
-            "the request cannot be signed: the key is too short for the hash, or its numbers do not "
-            "belong together");
+        return badInput("the request cannot be signed: the key is too short for the hash, or its numbers are "
+                        "inconsistent");
     return options.output.write(output, "CERTIFICATE REQUEST", request);
 }
 

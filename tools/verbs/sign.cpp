@@ -100,7 +100,7 @@ int sign(SignOptions const& options) {
     auto signature = what->hash == HashID::none ? signMessage(*key, HashID::none, *what)
                                                 : signHashed(*key, what->hash, *what);
     if (signature.empty())
-        return badInput(options.key + ": the key makes no signature: its numbers do not belong together, or "
+        return badInput(options.key + ": the key makes no signature: its numbers are inconsistent, or "
                                       "it is too short for this hash");
     if (isText) {
         std::string const text =
