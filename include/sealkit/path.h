@@ -32,6 +32,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -85,6 +86,7 @@ enum class PathCode : int {
     anyExtendedKeyUsage = 33,
     caAsEndEntity = 34,
     subjectAltNameMissing = 35,
+    expiresTooSoon = 36, ///< Of a question: `PathOptions::validUntil`.
 };
 
 /// What validation leaves unchecked. `pathWarnings` has a sentence for each.
@@ -139,11 +141,19 @@ struct PathRules {
 
 /// A certificate policy that a chain is valid for (RFC 5280, section 6.1.6).
 struct PathPolicy {
-    std::vector<unsigned char> oid;        ///< Content octets, in the terms of the anchor's domain.
+    std::vector<unsigned char> oid; ///< Content octets, in the terms of the anchor's domain.
     /// policyQualifiers, the whole encoding: those of every certificate that the policy passes through, each once. Empty
     /// if absent, and for further policies after 1 MiB.
     std::vector<unsigned char> qualifiers;
 };
+
+/// The name of a purpose: "any", "tls-server", "tls-client", "code-signing", "email-protection", "time-stamping",
+/// "ocsp-signing". Empty for `byIdentity`.
+SEALKIT_API std::string_view getPathPurposeName(PathPurpose purpose);
+/// The purpose of such a name.
+SEALKIT_API std::optional<PathPurpose> parsePathPurpose(std::string_view name);
+/// The name of one set of rules: "platform", "rfc5280", "strict". Empty for any other number.
+SEALKIT_API std::string_view getPathRulesName(unsigned rules);
 
 /// What a chain is validated for. The views must live as long as the options.
 ///
@@ -180,6 +190,9 @@ struct PathExplanation {
     /// What the chain is valid for under the standard rules; anyPolicy where the chain and the caller set no bounds.
     /// Empty if it is valid for no policy and none is required.
     std::vector<PathPolicy> policies;
+
+    /// `error`, or the sentence of the code where that is empty. Empty for a valid chain.
+    SEALKIT_API std::string reason() const;
 };
 
 /// Something that validation left unchecked.

@@ -159,3 +159,6 @@ private:
 /// The leaf of certificates that came in any order: the first, unless it issued another one and exactly one of them
 /// issued none. Null for none.
 SEALKIT_API std::shared_ptr<X509Certificate> x509ChooseLeaf(CertificateChain const& certificates);
+/// The same, but the first that bears the identity that `options` ask for; else, in place of a CA, the first that is no CA.
+SEALKIT_API std::shared_ptr<X509Certificate> x509ChooseLeaf(CertificateChain const& certificates,
+                                                            PathOptions const& options);

@@ -71,6 +71,8 @@ constexpr std::array codes = {
     ReasonText<PathCode>{PathCode::caAsEndEntity, "ca-as-end-entity", "The leaf is a CA certificate."},
     ReasonText<PathCode>{PathCode::subjectAltNameMissing, "subject-alt-name-missing",
                          "The leaf has no subject alternative name."},
+    ReasonText<PathCode>{PathCode::expiresTooSoon, "expires-too-soon",
+                         "A certificate expires before the time until which the chain must be valid."},
 };
 
 constexpr std::array warnings = {
@@ -145,6 +147,25 @@ ReasonText<PathCode> const* findPathCode(int code) {
 }
 
 ReasonText<PathWarningId> const& getReasonText(PathWarningId id) { return warnings[static_cast<size_t>(id)]; }
+
+std::string PathExplanation::reason() const {
+    if (code == static_cast<int>(PathCode::valid))
+        return {};
+    return error.empty() ? findPathCode(code)->sentence : error;
+}
+
+std::string_view getPathRulesName(unsigned rules) {
+    switch (rules) {
+    case PathRules::platform:
+        return "platform";
+    case PathRules::rfc5280:
+        return "rfc5280";
+    case PathRules::strict:
+        return "strict";
+    default:
+        return {};
+    }
+}
 
 std::span<ReasonText<SearchLimit> const> searchLimits() { return limits; }
 std::span<ReasonText<CrlStatus> const> crlStatuses() { return statuses; }

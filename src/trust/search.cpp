@@ -21,10 +21,6 @@ std::string_view viewOf(asn1::blob bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
-bool isCopy(X509Certificate const& a, X509Certificate const& b) {
-    return &a == &b || (!a.tbs.empty() && a.tbs == b.tbs && a.signature == b.signature);
-}
-
 /// The order of `operator==`, so that finding a name takes no longer as the pool grows.
 struct ByName {
     static auto fieldsOf(DistinguishedName const& name) {
@@ -533,41 +529,8 @@ PathVerdict PathSearch::find(std::shared_ptr<X509Certificate> const& leaf, PathO
 std::string PathVerdict::reason() const {
     if (isValid())
         return {};
-    std::string text =
-        explanation.error.empty() ? findPathCode(explanation.code)->sentence : explanation.error;
+    std::string text = explanation.reason();
     if (limit != SearchLimit::none)
         text.append(text.ends_with('.') ? " " : ". ").append(getReasonText(limit).sentence);
     return text;
-}
-
-std::shared_ptr<X509Certificate> x509ChooseLeaf(CertificateChain const& certificates) {
-    if (certificates.empty())
-        return nullptr;
-    /// The certificates of one issuer: the first, and whether others differ from it.
-    struct Issued {
-        X509Certificate const* first = nullptr;
-        bool areSeveral = false;
-    };
-    std::map<std::string_view, Issued> byIssuer;
-    for (auto const& certificate : certificates) {
-        Issued& issued = byIssuer[viewOf(certificate->issuerBytes())];
-        if (issued.first == nullptr)
-            issued.first = certificate.get();
-        issued.areSeveral = issued.areSeveral || !isCopy(*issued.first, *certificate);
-    }
-    auto const issuedAnother = [&](X509Certificate const& issuer) {
-        auto const found = byIssuer.find(viewOf(issuer.subjectBytes()));
-        return found != byIssuer.end() && (found->second.areSeveral || !isCopy(*found->second.first, issuer));
-    };
-    if (!issuedAnother(*certificates.front()))
-        return certificates.front();
-    std::shared_ptr<X509Certificate> leaf;
-    for (auto const& certificate : certificates) {
-        if (issuedAnother(*certificate) || (leaf && isCopy(*leaf, *certificate)))
-            continue;
-        if (leaf)
-            return certificates.front();
-        leaf = certificate;
-    }
-    return leaf ? leaf : certificates.front();
 }

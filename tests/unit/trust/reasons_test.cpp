@@ -24,7 +24,7 @@ void expectTerms(std::span<ReasonText<Id> const> terms, size_t count) {
     }
 }
 
-TEST(PathTerms, EveryResultCodeHasANameAndASentenceAtItsNumber) { expectTerms(pathCodes(), 36); }
+TEST(PathTerms, EveryResultCodeHasANameAndASentenceAtItsNumber) { expectTerms(pathCodes(), 37); }
 
 TEST(PathTerms, EveryWarningHasANameAndASentenceAtItsNumber) { expectTerms(pathWarnings(), 11); }
 
@@ -32,7 +32,7 @@ TEST(PathTerms, CodesAreFoundByNumber) {
     for (auto const& term : pathCodes())
         EXPECT_EQ(findPathCode(static_cast<int>(term.id)), &term);
     EXPECT_EQ(findPathCode(-1), nullptr);
-    EXPECT_EQ(findPathCode(13), nullptr);
+    EXPECT_EQ(findPathCode(37), nullptr);
 }
 
 TEST(PathTerms, WarningsAreFoundById) {
@@ -54,6 +54,56 @@ TEST(PathTerms, CodesHaveTheirFixedNumbers) {
     EXPECT_EQ(static_cast<int>(PathCode::revoked), 10);
     EXPECT_EQ(static_cast<int>(PathCode::crlMissing), 11);
     EXPECT_EQ(static_cast<int>(PathCode::nameConstraintViolated), 12);
+    EXPECT_EQ(static_cast<int>(PathCode::unsupportedCertificate), 13);
+    EXPECT_EQ(static_cast<int>(PathCode::namesDoNotChain), 14);
+    EXPECT_EQ(static_cast<int>(PathCode::pathTooLong), 15);
+    EXPECT_EQ(static_cast<int>(PathCode::keyCertSignMissing), 16);
+    EXPECT_EQ(static_cast<int>(PathCode::unknownCriticalExtension), 17);
+    EXPECT_EQ(static_cast<int>(PathCode::malformedExtension), 18);
+    EXPECT_EQ(static_cast<int>(PathCode::unsupportedNameConstraint), 19);
+    EXPECT_EQ(static_cast<int>(PathCode::policyRequired), 20);
+    EXPECT_EQ(static_cast<int>(PathCode::invalidPolicyMapping), 21);
+    EXPECT_EQ(static_cast<int>(PathCode::purposeMismatch), 22);
+    EXPECT_EQ(static_cast<int>(PathCode::revocationUndetermined), 23);
+    EXPECT_EQ(static_cast<int>(PathCode::weakSignatureHash), 24);
+    EXPECT_EQ(static_cast<int>(PathCode::shortRsaKey), 25);
+    EXPECT_EQ(static_cast<int>(PathCode::smallRsaExponent), 26);
+    EXPECT_EQ(static_cast<int>(PathCode::weakCurve), 27);
+    EXPECT_EQ(static_cast<int>(PathCode::wideWildcard), 28);
+    EXPECT_EQ(static_cast<int>(PathCode::invalidSerialNumber), 29);
+    EXPECT_EQ(static_cast<int>(PathCode::keyIdentifierMissing), 30);
+    EXPECT_EQ(static_cast<int>(PathCode::wrongCriticality), 31);
+    EXPECT_EQ(static_cast<int>(PathCode::extendedKeyUsageMissing), 32);
+    EXPECT_EQ(static_cast<int>(PathCode::anyExtendedKeyUsage), 33);
+    EXPECT_EQ(static_cast<int>(PathCode::caAsEndEntity), 34);
+    EXPECT_EQ(static_cast<int>(PathCode::subjectAltNameMissing), 35);
+    EXPECT_EQ(static_cast<int>(PathCode::expiresTooSoon), 36);
+}
+
+TEST(PathTerms, PurposesAreFoundByTheirNames) {
+    for (PathPurpose const purpose :
+         {PathPurpose::any, PathPurpose::tlsServer, PathPurpose::tlsClient, PathPurpose::codeSigning,
+          PathPurpose::emailProtection, PathPurpose::timeStamping, PathPurpose::ocspSigning})
+        EXPECT_EQ(parsePathPurpose(getPathPurposeName(purpose)), purpose);
+    EXPECT_EQ(getPathPurposeName(PathPurpose::byIdentity), "");
+    EXPECT_EQ(parsePathPurpose(""), std::nullopt);
+    EXPECT_EQ(parsePathPurpose("tls"), std::nullopt);
+}
+
+TEST(PathTerms, RulesHaveNames) {
+    EXPECT_EQ(getPathRulesName(PathRules::platform), "platform");
+    EXPECT_EQ(getPathRulesName(PathRules::rfc5280), "rfc5280");
+    EXPECT_EQ(getPathRulesName(PathRules::strict), "strict");
+    EXPECT_EQ(getPathRulesName(PathRules::platform | PathRules::strict), "");
+}
+
+TEST(PathTerms, AReasonIsTheTextOrTheSentence) {
+    PathExplanation explanation;
+    EXPECT_EQ(explanation.reason(), "");
+    explanation.code = static_cast<int>(PathCode::noAnchor);
+    EXPECT_EQ(explanation.reason(), "No certificate of the chain leads to one that is trusted.");
+    explanation.error = "text";
+    EXPECT_EQ(explanation.reason(), "text");
 }
 
 } // namespace

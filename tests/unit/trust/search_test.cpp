@@ -566,4 +566,19 @@ TEST(ChooseLeaf, IsTheOneThatIssuedNone) {
     EXPECT_EQ(x509ChooseLeaf({makeRoot("Alone").certificate, l})->subject.commonName, "Alone");
 }
 
+TEST(ChooseLeaf, BearsTheNameThatIsAskedForOrIsNoCa) {
+    auto const root = makeRoot("Root"), other = makeUnder(root, "Other");
+    auto const &r = root.certificate, &o = other.certificate;
+    auto const l = std::make_shared<X509Certificate>(*makeUnder(root, "Leaf").certificate);
+    l->basicConstraints = 0;
+    PathOptions options;
+    EXPECT_EQ(x509ChooseLeaf({}, options), nullptr);
+    EXPECT_EQ(x509ChooseLeaf({r, l, o}, options), l);
+    EXPECT_EQ(x509ChooseLeaf({r}, options), r);
+    options.hostName = "other";
+    EXPECT_EQ(x509ChooseLeaf({r, l, o}, options), o);
+    options.hostName = "nobody";
+    EXPECT_EQ(x509ChooseLeaf({r, l, o}, options), l);
+}
+
 } // namespace
