@@ -107,6 +107,13 @@ inline constexpr unsigned char stateOrProvinceName[] = {0x55, 0x04, 0x08};
 inline constexpr unsigned char organizationName[] = {0x55, 0x04, 0x0a};
 // 2.5.4.11 (id-at-organizationalUnitName, RFC 5280)
 inline constexpr unsigned char organizationalUnitName[] = {0x55, 0x04, 0x0b};
+// 1.2.840.113549.1.9.1 (id-emailAddress, RFC 5280)
+inline constexpr unsigned char emailAddress[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x01};
+
+// Other names among alternative names.
+
+// 1.3.6.1.5.5.7.8.9 (id-on-SmtpUTF8Mailbox, RFC 9598)
+inline constexpr unsigned char smtpUtf8Mailbox[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x08, 0x09};
 
 // Extensions of certificates.
 

@@ -12,17 +12,28 @@ namespace detail {
 
 /// A name that a chain does not allow.
 struct SubtreeViolation {
-    std::string name; ///< As `show` of trust/general_name.h gives it; the subject by its text.
-    std::vector<std::string>
-        subtrees;     ///< The excluded one that it lies in, or the permitted ones, at most 8 of them.
+    std::string name; ///< As `generalNameText` gives it.
+    /// The excluded one that it lies in, or the permitted ones of one certificate, at most 8 of them.
+    std::vector<std::string> subtrees;
     size_t depth = 0; ///< Of the certificate that makes the constraint.
     bool isExcluded = false;
-    bool isUnsupported =
-        false; ///< The constraint's type is one that cannot be compared, or the name is malformed.
+    /// The constraint or the name is malformed, or of a kind that cannot be compared: otherName, x400Address, ediPartyName
+    /// and registeredID.
+    bool isUnsupported = false;
 };
 
-/// The constraints collected so far. Takes time that grows with the names and the constraints and not with their product
-/// where both are DNS names; `payForNames` of search.cpp pays for the others.
+/// The constraints collected so far. A search in them and the whole of all `add` take time that grows with the names
+/// and the logarithm of the number of constraints.
+///
+/// | name            | a subtree of it                                                                   |
+/// | --------------- | --------------------------------------------------------------------------------- |
+/// | dNSName         | a host and those below it, ".host" those below it alone                           |
+/// | rfc822Name      | a mailbox, the mailboxes of a host, ".host" those of the hosts below it; SmtpUTF8Mailbox too |
+/// | URI             | a host, ".host" the hosts below it; the URI must have a host that is not an address |
+/// | directoryName   | names that begin with the subtree's relative names                                |
+/// | iPAddress       | an address of the same version under a mask that is a prefix                      |
+///
+/// An empty subtree has every name of its kind. An excluded host excludes the wildcard that stands for it.
 class Subtrees {
 public:
     Subtrees();
@@ -31,7 +42,8 @@ public:
     Subtrees& operator=(Subtrees const&) = delete;
 
     /// The first name of the certificate that they do not allow: subject (unless empty), subject alternative names, and
-    /// where there is no rfc822Name among those, the subject's emailAddress attributes.
+    /// where there is no rfc822Name among those, the subject's emailAddress attributes. A self-issued certificate above
+    /// the leaf is exempt, for which the caller sees.
     std::optional<SubtreeViolation> findViolation(CertificateFields const& fields) const;
 
     /// Adds the certificate's own: a name must lie in a permitted subtree of every certificate that has one of its type.
@@ -40,7 +52,7 @@ public:
 
 private:
     struct State;
-    std::unique_ptr<State> state;
+    std::unique_ptr<State> state; ///< Null without constraints.
 };
 
 } // namespace detail
