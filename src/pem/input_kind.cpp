@@ -95,13 +95,22 @@ bool isContentType(asn1::blob oid) {
     return startsWith(pkcs7) || startsWith(smime);
 }
 
+/// RSAPublicKey has 2 INTEGERs and RSAPrivateKey 9 or more; parameters and private keys of DSA have 3 and 6.
+InputKind kindOfIntegers(asn1::parser fields) {
+    constexpr unsigned ofPublicKey = 2, ofDsaPrivateKey = 6;
+    unsigned count = 1;
+    for (; fields.tag == tag::integer && count <= ofDsaPrivateKey; fields.next())
+        ++count;
+    if (count > ofDsaPrivateKey)
+        return InputKind::rsaPrivateKey;
+    return count == ofPublicKey ? InputKind::rsaPublicKey : InputKind::otherDer;
+}
+
 InputKind kindBehindInteger(asn1::parser fields) {
     if (fields.tag == tag::octetString)
         return InputKind::ecPrivateKey;
-    if (fields.tag == tag::integer) {
-        fields.next();
-        return fields.tag == tag::integer ? InputKind::rsaPrivateKey : InputKind::rsaPublicKey;
-    }
+    if (fields.tag == tag::integer)
+        return kindOfIntegers(fields);
     if (fields.tag != tag::sequence)
         return InputKind::otherDer;
     asn1::blob const second = fields.take();

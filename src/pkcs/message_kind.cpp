@@ -1,3 +1,4 @@
+#include "sealkit/input_kind.h"
 #include "sealkit/message.h"
 #include "sealkit/oid_names.h"
 
@@ -120,8 +121,11 @@ bool detail::checkKind(Reading& reading, asn1::blob der, MessageKind expected) {
         facts.push_back({"found", getContentTypeName(type)});
         return reading.refuse(RefusalId::unsupportedContentType, type, std::move(facts));
     }
+    InputKind const kind = findInputKind({reinterpret_cast<char const*>(der.data()), der.size()});
     if (found != MessageKind::none)
         facts.push_back({"found", getMessageKindName(found)});
+    else if ((kind >= InputKind::certificate && kind < InputKind::message) || kind == InputKind::pkcs12)
+        facts.push_back({"found", getInputKindName(kind)});
     return reading.refuse(RefusalId::otherKind, der, std::move(facts));
 }
 

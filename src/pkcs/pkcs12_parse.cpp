@@ -1,3 +1,4 @@
+#include "sealkit/input_kind.h"
 #include "sealkit/message.h"
 #include "sealkit/pkcs12.h"
 
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
@@ -56,6 +58,14 @@ bool refuseType(Reading& reading, asn1::blob type) {
     if (!reading.wantsReason())
         return false;
     return reading.refuse(RefusalId::unsupportedContentType, type, {{"found", getContentTypeName(type)}});
+}
+
+bool refuseKind(Reading& reading, asn1::blob pfx) {
+    InputKind const kind = findInputKind({reinterpret_cast<char const*>(pfx.data()), pfx.size()});
+    std::vector<Fact> facts = {{"expected", getInputKindName(InputKind::pkcs12)}};
+    if (kind != InputKind::pkcs12)
+        facts.push_back({"found", getInputKindName(kind)});
+    return reading.refuse(RefusalId::otherKind, pfx, std::move(facts));
 }
 
 } // namespace
@@ -134,7 +144,7 @@ bool PKCS12PFX::readFile(PKCS12Reading& file, asn1::blob pfx) {
     if (reading.wantsReason() && pfx.empty())
         isGood = reading.refuse(RefusalId::emptyInput, pfx);
     else if (reading.wantsReason() && !looksLikePkcs12(pfx))
-        isGood = reading.refuse(RefusalId::otherKind, pfx, {{"expected", "a PKCS#12 file"}});
+        isGood = refuseKind(reading, pfx);
     isGood = isGood && detail::readAsDer(reading, file.mayBeBer, pfx, [&](asn1::blob der) {
                  parsed.wasBer = !(der == pfx);
                  return parsed.readPfx(file, der);

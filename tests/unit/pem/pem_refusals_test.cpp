@@ -379,6 +379,19 @@ TEST(InputKind, OfSignedObjectsIsThatOfTheFirstFields) {
     EXPECT_EQ(findInputKind("0123456789"), InputKind::text);
 }
 
+TEST(InputKind, OfNumbersAloneIsToldByHowManyThereAre) {
+    auto const kindOf = [](unsigned count) {
+        Bytes numbers;
+        for (; count > 0; --count)
+            numbers.insert(numbers.end(), {2, 1, 7});
+        return findInputKind(view(test::der::element(0x30, numbers)));
+    };
+    EXPECT_EQ(kindOf(2), InputKind::rsaPublicKey);
+    EXPECT_EQ(kindOf(3), InputKind::otherDer); // The parameters of DSA.
+    EXPECT_EQ(kindOf(6), InputKind::otherDer); // A private key of DSA.
+    EXPECT_EQ(kindOf(9), InputKind::rsaPrivateKey);
+}
+
 TEST(InputKind, PemTextWithinACertificateIsNoPem) {
     test::CertificateParts parts;
     std::string const block = "\n-----BEGIN A-----\nMAA=\n-----END A-----\n";

@@ -78,6 +78,8 @@ TEST(SignedDataRefusal, NamesAnotherKindOfObject) {
     Bytes const response = sequence(sequence(integer(2)));
     expectRefusal(refusalOf<TimeStampRequest>(response), {RefusalId::otherKind, "", "time-stamp response"});
     expectRefusal(refusalOf<PKCS7SignedData>(sequence(octetString({1}))), {RefusalId::otherKind, "", noFact});
+    expectRefusal(refusalOf<PKCS7SignedData>(readMessage("p12-alice.der")),
+                  {RefusalId::otherKind, "", "certificate"});
     EXPECT_EQ(factOf(refusalOf<TimeStampRequest>(response), "expected"), "time-stamp request");
 }
 

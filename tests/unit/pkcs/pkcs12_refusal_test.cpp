@@ -89,6 +89,7 @@ TEST(Pkcs12Refusal, TellsWhatIsWrongWithTheWhole) {
     EXPECT_EQ(parseRefusal({}).id, RefusalId::emptyInput);
     EXPECT_EQ(parseRefusal(readMessage("p12-alice.der")).id, RefusalId::otherKind);
     EXPECT_EQ(parseRefusal(readMessage("p12-alice-key.der")).id, RefusalId::otherKind);
+    EXPECT_EQ(parseRefusal(readMessage("p12-alice.der")).facts.at(1).value, "certificate");
     Bytes cut = parts.der();
     cut.pop_back();
     EXPECT_EQ(parseRefusal(cut).id, RefusalId::truncatedElement);
