@@ -8,9 +8,9 @@
 /// | `parseCrlReason`     | the reason code that has a name                | 5.3.1        |
 /// | `getCrlReasonText`   | the text of a reason code in a dump            |              |
 ///
-/// Parsing verifies no signature and checks no date. Delta CRLs are rejected, since their indicator is
-/// critical. The scope of a CRL (issuingDistributionPoint) and the issuers of the entries of an indirect CRL
-/// are ignored.
+/// Parsing verifies no signature and checks no date. Delta CRLs, whose indicator is critical, and indirect CRLs,
+/// whose entries name the issuers of certificates, are rejected unless they are read for the standard rules
+/// (`FormRules`). The scope of a CRL (issuingDistributionPoint) is not checked: path.h does so under the standard rules.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -20,9 +20,18 @@
 #include "sealkit/x509.h"
 
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
+
+class X509Crl;
+
+namespace detail {
+struct EntryIssuers;
+class RevokedIndex;
+bool read(Reading& reading, asn1::blob der, X509Crl& to);
+} // namespace detail
 
 /// The entry of one revoked certificate.
 struct RevokedCertificate {
@@ -36,8 +45,8 @@ class SEALKIT_API X509Crl : public X509Base {
 public:
     DistinguishedName issuer;
     TimePoint thisUpdate;
-    TimePoint nextUpdate;                      ///< 0 when absent.
-    std::vector<RevokedCertificate> revoked;   ///< In the order of the CRL.
+    TimePoint nextUpdate;                    ///< 0 when absent.
+    std::vector<RevokedCertificate> revoked; ///< In the order of the CRL. Call `indexRevoked` after a change.
     std::vector<unsigned char> authorityKeyId; ///< Empty when absent.
     std::vector<unsigned char> crlNumber;      ///< Content octets of the INTEGER; empty when absent.
 
@@ -56,6 +65,38 @@ public:
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
+    /// The same. For `FormRules::standard` this also takes critical extensions that are unknown or that the platform's
+    /// rules do not support: those of delta CRLs and of the entries of indirect CRLs.
+    bool parse(asn1::blob der, Refusal* refusal, FormRules forms);
+
+    /// Why `parse` refuses the CRL for the platform's rules: not null where it was read for the standard rules and
+    /// needs them. As of the last `parse`; copies share it.
+    Refusal const* platformRefusal() const { return unsupported.get(); }
+
+    /// Whether a critical extension of the CRL or of an entry is unknown to the standard rules as well: the CRL may
+    /// revoke a certificate then and never clears one (RFC 5280, sections 5.2 and 5.3). As of the last `parse`.
+    bool hasUnknownCriticalExtension() const { return isUnknownCritical; }
+
+    /// The first entry with that serial number (content octets); null if there is none. Searches the index that
+    /// `parse`, `sign` and `indexRevoked` make, and reads through the list where the index is not that of `revoked`:
+    /// its size or its place in memory is another one since, as in a copy of the CRL. Safe for any number of threads.
+    RevokedCertificate const* findRevoked(asn1::blob serialNumber) const;
+
+    /// The positions in `revoked` of all entries with that serial number, ascending: an indirect CRL may have one for
+    /// each issuer.
+    std::vector<size_t> findAllRevoked(asn1::blob serialNumber) const;
+
+    /// Makes the index anew. A program that changes `revoked` calls this before the CRL is searched: an entry that was
+    /// replaced in place may not be found otherwise.
+    void indexRevoked();
+
+    /// The value of the certificateIssuer extension that holds for the entry at that position: its own, or that of the
+    /// nearest entry above (RFC 5280, section 5.3.3). Empty where the CRL's issuer issued the certificate. As parsed;
+    /// the view is valid until the next `parse`.
+    asn1::blob certificateIssuer(size_t position) const;
+
+    /// Whether any entry has a certificateIssuer extension.
+    bool namesCertificateIssuers() const { return issuers != nullptr; }
 
     /// Sets the issuer to `name`, the whole encoding of a Name, as `X509Certificate::setIssuer` does.
     bool setIssuer(asn1::blob name);
@@ -82,6 +123,12 @@ public:
 
 private:
     std::vector<unsigned char> issuerElement; ///< As `setIssuer` took it.
+    std::shared_ptr<Refusal const> unsupported;
+    std::shared_ptr<detail::RevokedIndex const> index;   ///< Null for an empty list.
+    std::shared_ptr<detail::EntryIssuers const> issuers; ///< Null if no entry names one.
+    bool isUnknownCritical = false;
+
+    friend bool detail::read(detail::Reading& reading, asn1::blob der, X509Crl& to);
 };
 
 /// The name that RFC 5280, section 5.3.1, gives a reason code: "keyCompromise" for 1, "removeFromCRL" for 8. Empty for 7

@@ -141,7 +141,9 @@ SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(
 
 /// A CRL. Null if the first block has another label.
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text);
-SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal);
+/// `forms` tells for which rules of validation it is read.
+SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal,
+                                             FormRules forms = FormRules::platform);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal);
 

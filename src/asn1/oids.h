@@ -166,8 +166,12 @@ inline constexpr unsigned char netscapeCertificateExtensions[] = {0x60, 0x86, 0x
 inline constexpr unsigned char crlNumber[] = {0x55, 0x1d, 0x14};
 // 2.5.29.21 (id-ce-cRLReasons, RFC 5280)
 inline constexpr unsigned char reasonCode[] = {0x55, 0x1d, 0x15};
+// 2.5.29.27 (id-ce-deltaCRLIndicator, RFC 5280)
+inline constexpr unsigned char deltaCrlIndicator[] = {0x55, 0x1d, 0x1b};
 // 2.5.29.28 (id-ce-issuingDistributionPoint, RFC 5280)
 inline constexpr unsigned char issuingDistributionPoint[] = {0x55, 0x1d, 0x1c};
+// 2.5.29.29 (id-ce-certificateIssuer, RFC 5280)
+inline constexpr unsigned char certificateIssuer[] = {0x55, 0x1d, 0x1d};
 
 // Extended key usages.
 

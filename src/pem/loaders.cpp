@@ -365,8 +365,8 @@ std::unique_ptr<X509Crl> readCrl(std::string_view text) {
     return readText([](Reading& reading, std::string_view bytes) { return readCrl(reading, bytes); }, text);
 }
 
-std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal) {
-    Reading reading(text, refusal);
+std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal, FormRules forms) {
+    Reading reading(text, refusal, forms);
     return readCrl(reading, text);
 }
 

@@ -135,7 +135,7 @@ private:
     Failure checkRevocation(size_t depth) {
         X509Certificate const& certificate = *chain[depth];
         if (auto const crl = store.findCrl(certificate)) {
-            RevokedCertificate const* entry = checks.revocations.find(crl, certificate.serialNumber);
+            RevokedCertificate const* entry = crl->findRevoked(certificate.serialNumber);
             if (entry == nullptr)
                 return std::nullopt;
             return finding(PathCode::revoked, depth, [&](PathExplanation& result) {

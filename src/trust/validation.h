@@ -2,8 +2,8 @@
 #pragma once
 
 #include "sealkit/path.h"
-#include "trust/revocation.h"
 #include "trust/signature_checks.h"
+#include "trust/standard/crl_fields.h"
 
 namespace detail {
 
@@ -13,7 +13,7 @@ struct PathChecks {
         : signatures(diagnostics, maxWork) {}
 
     SignatureChecks signatures;
-    Revocations revocations;
+    CrlMemory crls;
     /// Set by a store that verifies CRLs when it was asked for one last: whether the work that is left did not suffice for
     /// one that may count.
     bool isCrlUndecided = false;

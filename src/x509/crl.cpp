@@ -7,6 +7,7 @@
 #include "x509/extension_values.h"
 #include "x509/extensions.h"
 #include "x509/read.h"
+#include "x509/revoked_index.h"
 #include "x509/writer.h"
 
 #include <algorithm>
@@ -74,13 +75,25 @@ bool readReasonCode(Reading& reading, asn1::blob value, unsigned char* reasonCod
     return true;
 }
 
-bool readEntryExtension(Reading& reading, RevokedCertificate& entry, X509Extension const& extension) {
+/// What the extensions of an entry say.
+struct EntryExtensions {
+    unsigned char reasonCode = noReason;
+    asn1::blob certificateIssuer; ///< Its value; empty when absent.
+    bool isUnknownCritical = false;
+};
+
+bool readEntryExtension(Reading& reading, EntryExtensions& to, X509Extension const& extension) {
     if (extension.oid == asn1::blob(oid::reasonCode))
-        return readReasonCode(reading, extension.value, &entry.reasonCode);
+        return readReasonCode(reading, extension.value, &to.reasonCode);
     if (reading.isStated())
         reading.note("unknown crlEntry ext id=" + oidStr(extension.oid) +
                      ", critical: " + (extension.critical ? '1' : '0'));
-    return !extension.critical || reading.refuse(RefusalId::unknownCriticalExtension, extension.oid);
+    if (extension.oid == asn1::blob(oid::certificateIssuer))
+        to.certificateIssuer = extension.value;
+    else
+        to.isUnknownCritical = to.isUnknownCritical || extension.critical;
+    return !extension.critical ||
+           reading.refuseUnsupported(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
 /// SEQUENCE { userCertificate, revocationDate, crlEntryExtensions OPTIONAL } taken apart.
@@ -102,17 +115,29 @@ struct Entry {
     }
 };
 
-/// `extensions` is room to work in.
-bool readEntry(Reading& reading, asn1::blob content, RevokedCertificate& to,
-               std::vector<X509Extension>* extensions) {
+/// `list` is room to work in.
+bool readEntry(Reading& reading, asn1::blob content, RevokedCertificate& to, EntryExtensions& extensions,
+               std::vector<X509Extension>* list) {
     Entry entry;
     if (!entry.read(reading, content) ||
         !detail::readField(reading, "revocationDate", detail::readTime, entry.revocationDate,
                            &to.revocationDate) ||
-        !detail::readExtensions(reading, entry.extensions, extensions))
+        !detail::readExtensions(reading, entry.extensions, list))
         return false;
     to.serialNumber = detail::copyOf(entry.serialNumber);
-    return detail::readEach(reading, *extensions, to, readEntryExtension);
+    if (!detail::readEach(reading, *list, extensions, readEntryExtension))
+        return false;
+    to.reasonCode = extensions.reasonCode;
+    return true;
+}
+
+/// The number of entries, as far as the list can hold so many: one has 20 octets at least.
+size_t countEntries(asn1::blob list) {
+    constexpr size_t minEntrySize = 20;
+    size_t count = 0;
+    for (asn1::parser entries(list); entries.tag == tag::sequence; entries.next())
+        count++;
+    return std::min(count, list.size() / minEntrySize);
 }
 
 bool isBefore(Entry const& a, Entry const& b) {
@@ -173,7 +198,7 @@ bool writeEntry(DerEncoder& to, RevokedCertificate& revoked, Entry const& before
     std::vector<X509Extension> extensionsBefore;
     Reading silent;
     detail::readExtensions(silent, before.extensions, &extensionsBefore);
-    RevokedCertificate was;
+    EntryExtensions was;
     for (X509Extension const& extension : extensionsBefore)
         readEntryExtension(silent, was, extension);
     detail::ExtensionWriter list(extensionsBefore);
@@ -207,7 +232,16 @@ bool readExtension(Reading& reading, X509Crl& crl, X509Extension const& extensio
     }
     if (reading.isStated())
         reading.note("unknown crl ext id=" + oidStr(extension.oid));
-    return !extension.critical || reading.refuse(RefusalId::unknownCriticalExtension, extension.oid);
+    return !extension.critical ||
+           reading.refuseUnsupported(RefusalId::unknownCriticalExtension, extension.oid);
+}
+
+/// Whether the standard rules know a critical extension of the CRL.
+bool isKnown(X509Extension const& extension) {
+    return extension.oid == asn1::blob(oid::authorityKeyIdentifier) ||
+           extension.oid == asn1::blob(oid::crlNumber) ||
+           extension.oid == asn1::blob(oid::issuingDistributionPoint) ||
+           extension.oid == asn1::blob(oid::deltaCrlIndicator);
 }
 
 } // namespace
@@ -220,13 +254,16 @@ bool X509Crl::parse(unsigned char const* data, unsigned len) {
     return detail::read(reading, der, *this);
 }
 
-bool X509Crl::parse(asn1::blob der, Refusal* refusal) {
-    Reading reading(der, refusal);
+bool X509Crl::parse(asn1::blob der, Refusal* refusal) { return parse(der, refusal, FormRules::platform); }
+
+bool X509Crl::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
+    Reading reading(der, refusal, forms);
     return detail::read(reading, der, *this);
 }
 
 bool detail::read(Reading& reading, asn1::blob der, X509Crl& to) {
     to = X509Crl();
+    reading.takeMark();
     SignedParts parts;
     Outline outline;
     if (!unpack(reading, der, to, &parts) || !outline.read(reading, parts.tbs) ||
@@ -238,23 +275,71 @@ bool detail::read(Reading& reading, asn1::blob der, X509Crl& to) {
         return false;
 
     std::vector<X509Extension> list;
+    EntryIssuers issuers;
     Level entries(reading, outline.revoked);
     asn1::blob entry;
+    to.revoked.reserve(countEntries(outline.revoked));
     while (!atEnd(entries)) {
         if (!take(entries, tag::sequence, &entry, "revokedCertificates"))
             return false;
-        Reading::Step const step(reading, "entry", to.revoked.size() + 1);
-        if (!readEntry(reading, entry, to.revoked.emplace_back(), &list))
+        size_t const position = to.revoked.size();
+        Reading::Step const step(reading, "entry", position + 1);
+        EntryExtensions extensions;
+        if (!readEntry(reading, entry, to.revoked.emplace_back(), extensions, &list))
             return false;
+        if (!extensions.certificateIssuer.empty())
+            issuers.add(position, extensions.certificateIssuer);
+        to.isUnknownCritical = to.isUnknownCritical || extensions.isUnknownCritical;
     }
-    return readExtensions(reading, outline.extensions, &list) && readEach(reading, list, to, readExtension);
+    if (!readExtensions(reading, outline.extensions, &list) || !readEach(reading, list, to, readExtension))
+        return false;
+    for (X509Extension const& extension : list)
+        to.isUnknownCritical = to.isUnknownCritical || (extension.critical && !isKnown(extension));
+    if (!issuers.runs.empty())
+        to.issuers = std::make_shared<EntryIssuers const>(std::move(issuers));
+    to.indexRevoked();
+    if (reading.takeMark()) {
+        auto refusal = std::make_shared<Refusal>();
+        X509Crl().parse(der, refusal.get());
+        to.unsupported = std::move(refusal);
+    }
+    return true;
+}
+
+RevokedCertificate const* X509Crl::findRevoked(asn1::blob serialNumber) const {
+    if (index && index->isOf(revoked))
+        return index->findFirst(revoked, serialNumber);
+    auto const found = std::ranges::find_if(revoked, [&](RevokedCertificate const& entry) {
+        return asn1::blob(entry.serialNumber) == serialNumber;
+    });
+    return found == revoked.end() ? nullptr : &*found;
+}
+
+std::vector<size_t> X509Crl::findAllRevoked(asn1::blob serialNumber) const {
+    if (index && index->isOf(revoked))
+        return index->findAll(revoked, serialNumber);
+    std::vector<size_t> positions;
+    for (size_t position = 0; position < revoked.size(); position++)
+        if (asn1::blob(revoked[position].serialNumber) == serialNumber)
+            positions.push_back(position);
+    return positions;
+}
+
+void X509Crl::indexRevoked() {
+    index = revoked.empty() ? nullptr : std::make_shared<detail::RevokedIndex const>(revoked);
+}
+
+asn1::blob X509Crl::certificateIssuer(size_t position) const {
+    return issuers ? issuers->find(position) : asn1::blob();
 }
 
 bool X509Crl::setIssuer(asn1::blob name) { return detail::takeName(name, &issuer, &issuerElement); }
 
 std::vector<unsigned char> X509Crl::serializeRevokedCerts() {
     DerEncoder list;
-    return writeEntries(list, revoked, tbs) ? list.take() : std::vector<unsigned char>();
+    bool const isWritten = writeEntries(list, revoked, tbs);
+    indexRevoked();
+    return isWritten ? list.take() : std::vector<unsigned char>();
 }
 
 bool X509Crl::updateTbs(PrivateKey const& key, HashID hash) {
@@ -290,6 +375,7 @@ bool X509Crl::updateTbs(PrivateKey const& key, HashID hash) {
     if (!encoded.empty())
         to.begin(tag::constructed(0)).addEncoded(encoded).end();
     tbs = to.end().take();
+    indexRevoked();
     return true;
 }
 
