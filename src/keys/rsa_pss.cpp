@@ -76,7 +76,7 @@ bool readPssParameters(Reading& reading, asn1::blob parameters, PssParameters* t
         return refuse("maskGenAlgorithm");
 
     auto const takeOptional = [&](unsigned number, char const* field, unsigned* value) {
-        asn1::blob wrapped, octets;
+        asn1::blob wrapped;
         if (fields.tag != tag::constructed(number))
             return true;
         if (!take(fields, tag::constructed(number), &wrapped, field))

@@ -24,7 +24,7 @@ std::string_view viewOf(asn1::blob bytes) {
 /// The version of a TBSCertificate: [0] EXPLICIT INTEGER DEFAULT v1.
 unsigned readVersion(asn1::blob tbs) {
     Reading silent;
-    asn1::blob content, version;
+    asn1::blob content;
     unsigned number = 0;
     if (!readOnly(silent, tbs, tag::sequence, &content))
         return 1;

@@ -62,7 +62,7 @@ public:
 
     /// RFC 5280, section 6.1.3, step (d).
     void addLevel(CertificateFields const& fields, bool isAnyPolicyHeeded) {
-        PolicyLevel below;
+        PolicyLevel next;
         Expectations const expected = expectations(levels.back());
         size_t const* const above = indexOf(levels.back(), anyPolicy);
         PolicyInformation const* any = nullptr;
@@ -71,15 +71,15 @@ public:
             if (oid == anyPolicy)
                 any = &policy;
             else if (auto const parents = expected.find(oid); parents != expected.end())
-                below.add(oid, policy.qualifiers, parents->second);
+                next.add(oid, policy.qualifiers, parents->second);
             else if (above != nullptr)
-                below.add(oid, policy.qualifiers, {*above});
+                next.add(oid, policy.qualifiers, {*above});
         }
         if (any != nullptr && isAnyPolicyHeeded)
             for (auto const& [oid, parents] : expected)
-                if (!below.byPolicy.contains(oid))
-                    below.add(oid, any->qualifiers, parents);
-        push(std::move(below));
+                if (!next.byPolicy.contains(oid))
+                    next.add(oid, any->qualifiers, parents);
+        push(std::move(next));
     }
 
     /// RFC 5280, section 6.1.4, step (b).
@@ -142,16 +142,16 @@ private:
         return expected;
     }
 
-    void push(PolicyLevel below) {
+    void push(PolicyLevel next) {
         size_t const last = levels.size() - 1;
-        for (Node const& node : below.nodes)
+        for (Node const& node : next.nodes)
             for (size_t const parent : node.parents)
                 ++levels[last].nodes[parent].children;
-        if (below.nodes.empty()) {
+        if (next.nodes.empty()) {
             clear();
             return;
         }
-        levels.push_back(std::move(below));
+        levels.push_back(std::move(next));
         for (size_t index = 0; index < levels[last].nodes.size(); ++index)
             if (Node const& node = levels[last].nodes[index]; node.isAlive && node.children == 0)
                 remove(last, index);
