@@ -2,24 +2,13 @@
 
 #include "refusal.h"
 #include "targets.h"
+#include "tiny_key.h"
 
 #include <vector>
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
-
-/// Opens nothing: no content key fits under a modulus of one byte.
-RsaPrivateKey const& tinyKey() {
-    static RsaPrivateKey const key = [] {
-        RsaPrivateKey made;
-        made.n = bn64(33);
-        made.e = bn64(3);
-        made.d = bn64(7);
-        return made;
-    }();
-    return key;
-}
 
 template <typename Record>
 void check(asn1::blob input) {
@@ -61,8 +50,9 @@ void fuzz::enveloped(asn1::blob input) {
         certificate.serialNumber = recipient.serialNumber;
         certificate.subjectKeyId = recipient.subjectKeyId;
         Bytes out = {1};
-        SEALKIT_ASSERT(!message.decrypt(certificate, tinyKey(), out) && out.empty());
+        SEALKIT_ASSERT(!message.decrypt(certificate, fuzz::tinyKey(), out) && out.empty());
         Refusal refusal;
-        SEALKIT_ASSERT(!message.decrypt(certificate, tinyKey(), out, &refusal) && out.empty() && refusal);
+        SEALKIT_ASSERT(!message.decrypt(certificate, fuzz::tinyKey(), out, &refusal) && out.empty() &&
+                       refusal);
     }
 }

@@ -7,6 +7,7 @@
 #include "signed_object.h"
 #include "targets.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace {
@@ -18,6 +19,64 @@ std::vector<unsigned char> save(Object& object) {
     DerEncoder to;
     object.save(to);
     return to.take();
+}
+
+void checkVerdict(MessageVerdict const& verdict, PKCS7SignedData const& message) {
+    SEALKIT_ASSERT(verdict.isValid() == verdict.reason().empty());
+    SEALKIT_ASSERT(verdict.signers.empty() || verdict.signers.size() == message.signerInfos.size());
+    SEALKIT_ASSERT(!verdict.isValid() || !verdict.signers.empty());
+    for (MessageFinding const& finding : verdict.findings) {
+        SEALKIT_ASSERT(finding.signer <= message.signerInfos.size() && !finding.str().empty());
+        SEALKIT_ASSERT(!verdict.isValid() || getWeight(finding.id) != FindingWeight::failure);
+    }
+    for (SignerVerdict const& signer : verdict.signers) {
+        SEALKIT_ASSERT(!verdict.isValid() || (signer.certificate && signer.path && signer.path->isValid()));
+        SEALKIT_ASSERT(!signer.path || signer.path->effort.work <= PathSearchOptions().maxWork);
+    }
+}
+
+/// The message under every option that changes what is checked.
+void checkUnderOptions(PKCS7SignedData const& message, CertificateStore const& store) {
+    static constexpr char other[] = "content\n";
+    for (unsigned bits = 0; bits < 8; ++bits) {
+        MessageCheckOptions options;
+        options.path.now = whenValid;
+        options.path.checkCrls = (bits & 1) != 0;
+        if ((bits & 2) != 0)
+            options.detachedContent = asn1::blob(other);
+        if ((bits & 4) != 0)
+            options.certificates = message.certificates;
+        MessageVerdict const verdict = checkMessage(message, store, options);
+        checkVerdict(verdict, message);
+        SEALKIT_ASSERT(options.path.checkCrls || verdict.crls.empty());
+    }
+}
+
+/// A time-stamp that states what is expected fails for something else, if at all, and one that does not fails.
+void checkToken(PKCS7SignedData const& token, CertificateStore const& store) {
+    MessageCheckOptions options;
+    options.path.now = whenValid;
+    TimeStampInfo info;
+    Refusal refusal;
+    bool const isToken = info.parse(token, &refusal);
+    SEALKIT_ASSERT(static_cast<bool>(refusal) != isToken);
+    TimeStampExpectation expected = {info.hash(), info.hashedMessage, info.policy, info.nonce, true};
+    auto const hasFound = [&](MessageFindingId id) {
+        MessageVerdict const verdict = checkTimeStamp(token, expected, store, options);
+        SEALKIT_ASSERT(verdict.isValid() == verdict.reason().empty() && (isToken || !verdict.isValid()));
+        return std::any_of(verdict.findings.begin(), verdict.findings.end(),
+                           [id](MessageFinding const& finding) { return finding.id == id; });
+    };
+    SEALKIT_ASSERT(hasFound(MessageFindingId::noTimeStamp) != isToken);
+    if (!isToken)
+        return;
+    SEALKIT_ASSERT(!hasFound(MessageFindingId::otherImprint) && !hasFound(MessageFindingId::otherPolicy));
+    SEALKIT_ASSERT(!hasFound(MessageFindingId::otherNonce) && !hasFound(MessageFindingId::missingNonce));
+    expected.digest.push_back(0);
+    SEALKIT_ASSERT(hasFound(MessageFindingId::otherImprint));
+    expected.nonce.push_back(1);
+    SEALKIT_ASSERT(
+        hasFound(info.nonce.empty() ? MessageFindingId::missingNonce : MessageFindingId::otherNonce));
 }
 
 /// What parses as a message is written byte for byte, or anew with the same meaning; what was written anew once is
@@ -41,7 +100,8 @@ void signedData(asn1::blob input) {
     MessageVerdict const verdict = checkMessage(message, store, options);
     // What verifies within narrower limits verifies within wider ones, unless there are too many to be checked.
     SEALKIT_ASSERT(!isVerified || verdict.isValid() || verdict.signers.empty());
-    checkTimeStamp(message, {}, store, options);
+    checkUnderOptions(message, store);
+    checkToken(message, store);
     if (!message.raw.empty())
         SEALKIT_ASSERT(asn1::blob(save(message)) == input);
     message.raw.clear();
@@ -81,6 +141,13 @@ void fuzz::message(asn1::blob input) {
     checkRefusal<TimeStampResponse>(input, isResponse);
     if (isResponse) {
         SEALKIT_ASSERT((response.token != nullptr) == (response.status < 2));
+        if (response.token) {
+            CertificateMemoryStore store;
+            checkToken(*response.token, store);
+            store.certs = response.token->certificates;
+            checkToken(*response.token, store);
+            checkUnderOptions(*response.token, store);
+        }
         TimeStampStatus status;
         SEALKIT_ASSERT(status.parse(input, nullptr) && status.status == response.status);
     }

@@ -1,35 +1,88 @@
 #include "sealkit/mlkem_keys.h"
 
+#include "refusal.h"
 #include "targets.h"
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+/// The public half of a private key is written and read again. What is sealed for it opens: to the same secret, unless
+/// the private half of an expanded key is damaged, which shows in nothing else.
+bool check(MLKEMDecap& key) {
+    Bytes pub;
+    SEALKIT_ASSERT(parseMlkemPublicKey(encodeMlkemPublicKey(key), pub, nullptr));
+    SEALKIT_ASSERT(asn1::blob(pub) == asn1::blob(key.publicKey));
+    MLKEMEncap sender;
+    Bytes const sealed = sender.encap(pub);
+    SEALKIT_ASSERT(!sealed.empty() && key.decap(sealed));
+    return asn1::blob(key.sharedSecret) == asn1::blob(sender.sharedSecret);
+}
+
+void privateKey(asn1::blob input, std::string_view text) {
+    MLKEMDecap key, fromDer;
+    bool const isRead = readMlkemPrivateKey(text, key, nullptr);
+    bool const isDer = parseMlkemPrivateKey(input, fromDer, nullptr);
+    fuzz::checkRefusal(input, isRead, [text](Refusal* refusal) {
+        MLKEMDecap anew;
+        return readMlkemPrivateKey(text, anew, refusal);
+    });
+    fuzz::checkRefusal(input, isDer, [input](Refusal* refusal) {
+        MLKEMDecap anew;
+        return parseMlkemPrivateKey(input, anew, refusal);
+    });
+    // What is read of a private key is read of its public half.
+    Bytes pub;
+    if (isRead) {
+        SEALKIT_ASSERT(readMlkemPublicKey(text, pub, nullptr));
+        check(key);
+        SEALKIT_ASSERT(asn1::blob(pub) == asn1::blob(key.publicKey));
+    }
+    if (isDer) {
+        SEALKIT_ASSERT(isRead);
+        SEALKIT_ASSERT(asn1::blob(key.secretKey) == asn1::blob(fromDer.secretKey));
+    }
+}
+
+void publicKey(asn1::blob input, std::string_view text) {
+    Bytes const before = {1, 2};
+    Bytes pub = before, fromDer = before;
+    bool const isRead = readMlkemPublicKey(text, pub, nullptr);
+    bool const isDer = parseMlkemPublicKey(input, fromDer, nullptr);
+    fuzz::checkRefusal(input, isRead, [text](Refusal* refusal) {
+        Bytes anew;
+        return readMlkemPublicKey(text, anew, refusal);
+    });
+    fuzz::checkRefusal(input, isDer, [input](Refusal* refusal) {
+        Bytes anew;
+        return parseMlkemPublicKey(input, anew, refusal);
+    });
+    SEALKIT_ASSERT(isRead ? pub.size() == sizeof MLKEMDecap::publicKey : pub == before);
+    SEALKIT_ASSERT(isDer ? isRead && pub == fromDer : fromDer == before);
+    MLKEMEncap sender;
+    if (isRead)
+        sender.encap(pub);
+}
+
+} // namespace
 
 /// Keys of ML-KEM-768 in files and in their containers. What is read is written and read again.
 void fuzz::mlkem_key(asn1::blob input) {
     std::string_view const text(reinterpret_cast<char const*>(input.data()), input.size());
-    MLKEMDecap key;
-    Refusal refusal;
-    bool const isRead = readMlkemPrivateKey(text, key, &refusal);
-    SEALKIT_ASSERT(isRead != static_cast<bool>(refusal));
-    std::vector<unsigned char> pub, again;
-    if (isRead) {
-        SEALKIT_ASSERT(parseMlkemPublicKey(encodeMlkemPublicKey(key), pub, nullptr));
-        SEALKIT_ASSERT(asn1::blob(pub) == asn1::blob(key.publicKey));
-        SEALKIT_ASSERT(readMlkemPublicKey(text, again, nullptr));
-    }
-    MLKEMEncap sender;
-    if (readMlkemPublicKey(text, pub, nullptr) && !sender.encap(pub).empty() && isRead) {
-        SEALKIT_ASSERT(key.decap(sender.encap(pub)));
-        SEALKIT_ASSERT(asn1::blob(key.sharedSecret) == asn1::blob(sender.sharedSecret));
-    }
+    privateKey(input, text);
+    publicKey(input, text);
     if (input.size() >= mlkemSeedSize) {
         std::span<unsigned char const, mlkemSeedSize> const seed(input.data(), mlkemSeedSize);
-        std::vector<unsigned char> const der = encodeMlkemPrivateKey(seed);
+        Bytes const der = encodeMlkemPrivateKey(seed);
         MLKEMDecap made, loaded;
         SEALKIT_ASSERT(made.load({input.data(), mlkemSeedSize}) &&
                        parseMlkemPrivateKey(der, loaded, nullptr));
         SEALKIT_ASSERT(
             std::equal(std::begin(made.secretKey), std::end(made.secretKey), std::begin(loaded.secretKey)));
+        SEALKIT_ASSERT(check(made));
     }
 }

@@ -1,5 +1,6 @@
 #include "sealkit/path.h"
 #include "sealkit/asn1.h"
+#include "sealkit/search.h"
 
 #include "targets.h"
 
@@ -23,6 +24,53 @@ void read(asn1::blob input, CertificateChain* chain, CertificateMemoryStore* sto
             ((trusted >> i & 1) != 0 ? store->certs : *chain).push_back(std::move(certificate));
         else if (crl->parse(der.data(), size))
             store->crls.push_back(std::move(crl));
+    }
+}
+
+/// Whether each link of the chain verifies and its end is one of the store's.
+bool isVouchedFor(CertificateChain const& chain, CertificateMemoryStore const& store) {
+    bool isSigned = true;
+    for (size_t depth = 0; depth + 1 < chain.size(); ++depth) {
+        PathRes result;
+        isSigned =
+            isSigned && verifySignature(chain[depth].get(), chain[depth + 1]->subjectPublicKeyInfo, &result);
+    }
+    return isSigned && std::find(store.certs.begin(), store.certs.end(), chain.back()) != store.certs.end();
+}
+
+bool areSame(PathVerdict const& a, PathVerdict const& b) {
+    return a.chain == b.chain && a.explanation.code == b.explanation.code && a.limit == b.limit &&
+           a.warnings.size() == b.warnings.size() && a.crls.size() == b.crls.size();
+}
+
+/// A pool answers within its limits, and whatever was searched before as one that is new.
+void search(CertificateChain const& given, CertificateMemoryStore const& store, PathOptions const& options,
+            PathSearchOptions const& limits) {
+    auto const fill = [&](PathSearch& pool) {
+        pool.addCertificates(given);
+        pool.addCrls(store.crls);
+    };
+    PathSearch shared(store, limits);
+    fill(shared);
+    for (auto const& leaf : given) {
+        PathSearch fresh(store, limits);
+        fill(fresh);
+        PathVerdict const verdict = fresh.find(leaf, options);
+        SEALKIT_ASSERT(verdict.effort.work <= limits.maxWork && verdict.effort.chains <= limits.maxChains);
+        // The store's own certificate takes the place of a leaf that leads no further.
+        size_t const length = verdict.chain.size();
+        SEALKIT_ASSERT(length == 1 || (length != 0 && verdict.chain.front()->tbs == leaf->tbs));
+        SEALKIT_ASSERT(length <= limits.maxChainLength);
+        SEALKIT_ASSERT(verdict.isValid() == verdict.reason().empty());
+        SEALKIT_ASSERT(!verdict.isValid() || verdict.limit == SearchLimit::none);
+        SEALKIT_ASSERT(!verdict.isValid() || isVouchedFor(verdict.chain, store));
+        PathVerdict const again = shared.find(leaf, options);
+        // With work left over from what was verified before, a search may get further.
+        SEALKIT_ASSERT(verdict.limit != SearchLimit::none || areSame(verdict, again));
+        // A leaf that is no candidate leaves nothing behind.
+        auto const stranger = std::make_shared<X509Certificate>(*leaf);
+        stranger->tbs.push_back(0);
+        shared.find(stranger, options);
     }
 }
 
@@ -56,5 +104,7 @@ void fuzz::path(asn1::blob input) {
         SEALKIT_ASSERT(chain.empty() == (code == 1) && (chain.empty() || why.depth < chain.size()));
         for (PathWarning const& warning : x509PathWarnings(chain, store, question))
             SEALKIT_ASSERT(warning.depth < chain.size());
+        search(given, store, question, {});
+        search(given, store, question, {.maxWork = 2, .maxChains = 2, .maxSteps = 2, .maxChainLength = 2});
     }
 }
