@@ -305,6 +305,7 @@ public:
     /// Chooses the hash of the MAC that `encrypt` and `computeMAC` make. Returns false for a hash that
     /// `pkcs12_kdf` does not support.
     bool setMacHash(HashID hash);
+    bool setMacHash(unsigned hash) { return setMacHash(static_cast<HashID>(hash)); }
     /// The name of the MAC's hash, supported or not, or of another scheme; the dotted form of an unknown one.
     std::string macName() const;
 

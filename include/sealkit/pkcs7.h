@@ -37,6 +37,7 @@
 #include "sealkit/timepoint.h"
 #include "sealkit/x509.h"
 
+#include <concepts>
 #include <iosfwd>
 #include <memory>
 #include <optional>
@@ -347,4 +348,10 @@ public:
     /// The same, to one recipient by issuer and serial number.
     bool encrypt(X509Certificate const& recipient, asn1::blob contentType, asn1::blob content,
                  CipherID cipher, Rng const& rng);
+    /// A template, so that `{}` stays the id.
+    template <std::integral Number>
+    bool encrypt(X509Certificate const& recipient, asn1::blob contentType, asn1::blob content, Number cipher,
+                 Rng const& rng) {
+        return encrypt(recipient, contentType, content, static_cast<CipherID>(cipher), rng);
+    }
 };

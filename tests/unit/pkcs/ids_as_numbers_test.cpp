@@ -1,6 +1,8 @@
+#include "sealkit/crl.h"
 #include "sealkit/hmac.h"
 #include "sealkit/pbkdf2.h"
 #include "sealkit/pkcs12.h"
+#include "sealkit/req.h"
 #include "sealkit/signature.h"
 
 #include <gtest/gtest.h>
@@ -57,6 +59,25 @@ static_assert(takesBoth<HashID, decltype([](auto id) {
                         })>);
 static_assert(
     takesBoth<HashID, decltype([](auto id) { return X509Certificate().sign(EcPrivateKey(), id); })>);
+static_assert(
+    takesBoth<HashID, decltype([](auto id) { return X509Certificate().updateTbs(EcPrivateKey(), id); })>);
+static_assert(takesBoth<HashID, decltype([](auto id) { return X509Crl().updateTbs(EcPrivateKey(), id); })>);
+static_assert(takesBoth<HashID, decltype([](auto id) { return X509Req().updateTbs(EcPrivateKey(), id); })>);
+static_assert(takesBoth<HashID, decltype([](auto id) {
+                            X509Certificate certificate;
+                            return static_cast<X509Base&>(certificate).updateTbs(EcPrivateKey(), id);
+                        })>);
+static_assert(takesBoth<HashID, decltype([](auto id) {
+                            return PKCS7SignerInfo().sign(X509Certificate(), EcPrivateKey(), Blob(), Blob(),
+                                                          id);
+                        })>);
+static_assert(takesBoth<HashID, decltype([](auto id) {
+                            return PKCS7SignedData().create(X509Certificate(), EcPrivateKey(), Blob(), Blob(),
+                                                            id);
+                        })>);
+static_assert(takesBoth<HashID, decltype([](auto id) {
+                            return PKCS7SignerInfo().addContentDigest(Blob(), Blob(), id);
+                        })>);
 static_assert(takesBoth<HashID, decltype([](auto id) { return PKCS7SignerInfo().messageDigest(id); })>);
 static_assert(
     takesBoth<HashID, decltype([](auto id) { return PKCS7SignerInfo().encodeAndMessageDigest(id); })>);
@@ -66,7 +87,12 @@ static_assert(takesBoth<HashID, decltype([](auto id) {
 static_assert(takesBoth<HashID, decltype([](auto id) {
                             return PKCS12PFX().sign(X509Certificate(), EcPrivateKey(), id);
                         })>);
+static_assert(takesBoth<HashID, decltype([](auto id) { return PKCS12PFX().setMacHash(id); })>);
 static_assert(takesBoth<CipherID, decltype([](auto id) { return createCipher(id, {}, 0); })>);
+static_assert(takesBoth<CipherID, decltype([](auto id) {
+                            return PKCS7EnvelopedData().encrypt(X509Certificate(), Blob(), Blob(), id,
+                                                                getDefaultRng());
+                        })>);
 static_assert(
     takesBoth<CipherID, decltype([](auto id) { return PKCS12PFX().setPbes2Params("", Blob(), id); })>);
 static_assert(takesBoth<CipherID, decltype([](auto id) {
@@ -91,6 +117,21 @@ TEST(IdsAsNumbers, MeanTheAlgorithmOfTheId) {
     EXPECT_TRUE(pbkdf2(sha256, "password", "salt", 2, second));
     EXPECT_EQ(first, second);
     EXPECT_FALSE(pbkdf2(0u, "password", "salt", 2, second));
+
+    X509Req request;
+    request.subject.commonName = "number";
+    request.setPublicKey(key);
+    X509Base& base = request;
+    ASSERT_TRUE(base.updateTbs(key, HashID::SHA256));
+    Bytes const tbs = request.tbs;
+    request.tbs.clear();
+    EXPECT_TRUE(base.updateTbs(key, sha256));
+    EXPECT_EQ(request.tbs, tbs);
+    EXPECT_FALSE(base.updateTbs(key, 0x7FFFFFFFu));
+    PKCS12PFX pfx;
+    EXPECT_TRUE(pfx.setMacHash(static_cast<unsigned>(HashID::SHA512)));
+    EXPECT_EQ(pfx.macName(), "SHA512");
+    EXPECT_FALSE(pfx.setMacHash(0u));
 }
 
 // What a program derives from is not final.
