@@ -64,6 +64,8 @@ enum class MessageFindingId : unsigned {
     invalidAtItsTime,
     otherSigningCertificate,
     certificateNotIncluded,
+    unknownCriticalExtension,
+    malformedExtensions,
 
     // Warnings.
     weakDigest,
@@ -170,6 +172,8 @@ struct SEALKIT_API TimeStampExpectation {
 ///
 /// - states the expected digest, nonce and policy, and a time that is not ahead of `options.path.now`;
 /// - has one signer, whose certificate is for time-stamps alone, critically (RFC 3161, section 2.3), was valid at the
-///   stated time, and is the one that the signing certificate attributes name (RFC 5035, RFC 5816).
+///   stated time, and is the one that the signing certificate attributes name (RFC 5035, RFC 5816);
+/// - has no critical extensions (RFC 3161, section 2.4.2; RFC 5280, section 4.2), as none are supported, and no malformed
+///   ones, among which a critical one could hide.
 SEALKIT_API MessageVerdict checkTimeStamp(PKCS7SignedData const& token, TimeStampExpectation const& expected,
                                           CertificateStore const& store, MessageCheckOptions const& options);

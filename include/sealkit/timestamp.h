@@ -131,7 +131,7 @@ struct SEALKIT_API TimeStampInfo {
     bool isOrdered = false;                ///< Whether tokens of this TSA are ordered by time alone.
     std::vector<unsigned char> nonce;      ///< Content octets of the INTEGER; empty when absent.
     std::vector<unsigned char> authority;  ///< The TSA's GeneralName, a whole element; empty when absent.
-    std::vector<unsigned char> extensions; ///< The content octets of [1]; empty when absent. Not interpreted.
+    std::vector<unsigned char> extensions; ///< The content octets of [1]; empty when absent.
 
     /// Reads a DER TSTInfo. `refusal` may be null.
     bool parse(asn1::blob tstInfo, Refusal* refusal);

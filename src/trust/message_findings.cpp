@@ -41,6 +41,10 @@ constexpr std::array rows = {
         "It says that it was signed with another certificate."},
     Row{Id::certificateNotIncluded, "certificate-not-included",
         "It does not hold its signer's certificate, which the request asks for."},
+    Row{Id::unknownCriticalExtension, "unknown-critical-extension",
+        "An extension of what it states is critical and not supported."},
+    Row{Id::malformedExtensions, "malformed-extensions",
+        "The extensions of what it states are malformed: one of them may be critical."},
 
     Row{Id::weakDigest, "weak-digest", "Forgers can make another content with the same digest."},
     Row{Id::uncheckedCounterSignature, "unchecked-counter-signature",

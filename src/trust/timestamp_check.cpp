@@ -1,9 +1,11 @@
 // The check of time-stamp tokens (RFC 3161).
 #include "sealkit/message_check.h"
 #include "sealkit/oid.h"
+#include "sealkit/oid_names.h"
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "x509/extensions.h"
 
 #include <algorithm>
 #include <utility>
@@ -104,6 +106,19 @@ public:
         addName(info, *certificate);
     }
 
+    /// Extensions are those of certificates (RFC 3161, section 2.4.2), and so is what critical means (RFC 5280, section
+    /// 4.2). None are supported.
+    void addExtensions(TimeStampInfo const& info) {
+        Refusal refusal;
+        detail::Reading reading(info.extensions, &refusal);
+        std::vector<X509Extension> extensions;
+        if (!detail::readExtensions(reading, info.extensions, &extensions))
+            return add(Id::malformedExtensions, {{"reason", getReasonText(refusal.id).sentence}});
+        auto const critical = std::ranges::find(extensions, true, &X509Extension::critical);
+        if (critical != extensions.end())
+            add(Id::unknownCriticalExtension, {{"extension", oidName(critical->oid)}});
+    }
+
     void addCertificate() {
         bool const isIncluded =
             token.signerInfos.empty() || token.findCertificate(*token.signerInfos.front()) != nullptr;
@@ -149,6 +164,7 @@ MessageVerdict checkTimeStamp(PKCS7SignedData const& token, TimeStampExpectation
     }
     check.addAuthority(info);
     check.addStatement(info, expected, options.path.now);
+    check.addExtensions(info);
     if (expected.needsCertificate)
         check.addCertificate();
     return verdict;

@@ -165,6 +165,18 @@ class TimeStampTest(ProgramTest):
                 self.check(status, reason, *ca, "--strict", "-", stdin=message)
         self.check(2, "its digest algorithm SHA224 is not supported", "--ca", "root.pem", "--data", "letter", "-", stdin=self.token(hash="2.16.840.1.101.3.4.2.4"))
 
+    def test_critical_extensions(self):
+        def extended(*extensions):
+            return self.token(rest=element(0xA1, *extensions))
+
+        def extension(oid, critical=b""):
+            return element(0x30, identifier(oid), critical, element(4, b"\x05\0"))
+        ca, critical = ["--ca", "root.pem", "--request", "bare.tsq"], element(1, b"\xff")
+        self.check(0, "OK\n", *ca, "-", stdin=extended(extension("1.2.3")))
+        self.check(1, "FAILED: an extension of what it states is critical and not supported (extension: 1.2.4)\n", *ca, "-",
+                   stdin=extended(extension("1.2.3"), extension("1.2.4", critical)))
+        self.check(1, "the extensions of what it states are malformed: one of them may be critical", *ca, "-", stdin=extended(extension("1.2.3"), b"\x05\0"))
+
     def test_refusals_of_the_authority(self):
         self.expect(0, "ts", "request", "--policy", "1.2.9", "-o", "refused.tsq", "letter")
         result = self.check(1, "FAILED: no time-stamp was given: rejection: ", "--request", "refused.tsq", "--ca", "root.pem", self.reply("refused", "refused"))

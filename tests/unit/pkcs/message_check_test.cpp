@@ -113,6 +113,74 @@ TEST(CheckMessage, ChecksTheMessageAsAWhole) {
               "the message has more certificates than the limit (limit: 1000, found: 1001)");
 }
 
+/// A signer as `one`, named by another serial number: none of that is signed.
+std::unique_ptr<PKCS7SignerInfo> signerLike(PKCS7SignerInfo const& one, unsigned char serialNumber) {
+    auto signer = std::make_unique<PKCS7SignerInfo>();
+    signer->issuer = one.issuer;
+    signer->serialNumber = {serialNumber};
+    signer->digestAlgorithm = one.digestAlgorithm;
+    signer->authAttributes = one.authAttributes;
+    signer->encryptedDigest = one.encryptedDigest;
+    return signer;
+}
+
+/// attached.der with `count` signers of a certificate each.
+PKCS7SignedData withSigners(unsigned char count) {
+    PKCS7SignedData message = read("attached.der");
+    auto const signer = std::move(message.signerInfos.front());
+    auto const original = message.findCertificate(*signer);
+    message.signerInfos.clear();
+    for (unsigned char number = 1; number <= count; number++) {
+        auto certificate = std::make_shared<X509Certificate>(*original);
+        certificate->serialNumber = {number};
+        message.certificates.push_back(std::move(certificate));
+        message.signerInfos.push_back(signerLike(*signer, number));
+    }
+    return message;
+}
+
+TEST(CheckMessage, BoundsTheNumberOfSigners) {
+    PKCS7SignedData message = withSigners(maxMessageSigners);
+    MessageVerdict verdict = checked(message, storeOf("ca.pem"));
+    EXPECT_TRUE(verdict.isValid()) << verdict.reason();
+    EXPECT_EQ(verdict.signers.size(), maxMessageSigners);
+    message = withSigners(maxMessageSigners + 1);
+    verdict = checked(message, storeOf("ca.pem"));
+    EXPECT_THAT(failuresOf(verdict), ElementsAre(MessageFindingId::tooManySigners));
+    EXPECT_THAT(verdict.signers, IsEmpty());
+    EXPECT_EQ(verdict.reason(), "the message has more signers than the limit (limit: 100, found: 101)");
+}
+
+TEST(CheckMessage, CountsTheCertificatesBesideTheMessage) {
+    PKCS7SignedData const message = read("attached.der");
+    MessageCheckOptions options = at();
+    options.certificates.assign(maxMessageCertificates - message.certificates.size(),
+                                message.certificates.front());
+    EXPECT_TRUE(checked(message, storeOf("ca.pem"), options).isValid());
+    options.certificates.push_back(message.certificates.front());
+    EXPECT_THAT(failuresOf(checked(message, storeOf("ca.pem"), options)),
+                ElementsAre(MessageFindingId::tooManyCertificates));
+}
+
+TEST(CheckMessage, SearchesNoMoreChainsOnceSeveralFailed) {
+    constexpr unsigned char more = 2;
+    PKCS7SignedData message = withSigners(maxUntrustedSigners + more);
+    message.signerInfos.push_back(signerLike(*message.signerInfos.front(), 1)); // Its chain is known.
+    MessageVerdict const verdict = checked(message, CertificateMemoryStore());
+    EXPECT_EQ(failuresOf(verdict),
+              std::vector<MessageFindingId>(message.signerInfos.size(), MessageFindingId::untrusted));
+    std::vector<size_t> notSearched;
+    for (MessageFinding const& finding : verdict.findings)
+        if (finding.id == MessageFindingId::chainNotSearched)
+            notSearched.push_back(finding.signer);
+    EXPECT_THAT(notSearched, ElementsAre(maxUntrustedSigners + 1, maxUntrustedSigners + 2));
+    for (size_t i = 0; i < verdict.signers.size(); i++)
+        EXPECT_EQ(verdict.signers[i].path == nullptr,
+                  i == maxUntrustedSigners || i == maxUntrustedSigners + 1);
+    EXPECT_EQ(verdict.signers.back().path, verdict.signers.front().path);
+    EXPECT_TRUE(checked(message, storeOf("ca.pem")).isValid());
+}
+
 TEST(CheckMessage, WarnsOfWhatIsStrange) {
     PKCS7SignedData message = read("attached.der");
     PKCS7SignerInfo& signer = *message.signerInfos.front();
@@ -179,6 +247,42 @@ TEST(CheckTimeStamp, TellsWhatIsNotTheAnswer) {
     EXPECT_THAT(stamp.failures(), ElementsAre(MessageFindingId::otherImprint));
     auto const before = TimePoint::fromSeconds(stamp.info.time.seconds - maxClockSkew - 1);
     EXPECT_THAT(Stamp().failures(at(before)), testing::Contains(MessageFindingId::futureTime));
+}
+
+/// The token with extensions, the content of [1], in what it states: its signature is of other bytes then.
+Stamp withExtensions(Bytes const& extensions) {
+    Stamp stamp;
+    asn1::parser const content{asn1::blob(stamp.token.content)};
+    asn1::parser const fields(content.value());
+    Bytes body(fields.value().begin(), fields.value().end());
+    Bytes const tagged = context(1, extensions);
+    body.insert(body.end(), tagged.begin(), tagged.end());
+    stamp.token.content = octetString(sequence(body));
+    EXPECT_TRUE(stamp.info.parse(stamp.token, nullptr));
+    EXPECT_EQ(stamp.info.extensions, extensions);
+    return stamp;
+}
+
+Bytes extension(std::string const& id, Bytes const& critical) {
+    return sequence(oid(id), critical, octetString(null()));
+}
+
+TEST(CheckTimeStamp, RefusesCriticalExtensions) {
+    Bytes const plain = extension("1.2.3", {}), isCritical = element(0x01, {0xFF});
+    auto const otherContent = MessageFindingId::otherDigest;
+    EXPECT_THAT(withExtensions(plain).failures(), ElementsAre(otherContent));
+    Stamp const stamp = withExtensions(join({plain, extension("1.2.4", isCritical)}));
+    EXPECT_THAT(stamp.failures(), ElementsAre(otherContent, MessageFindingId::unknownCriticalExtension));
+    MessageVerdict const verdict = checkTimeStamp(stamp.token, stamp.expected, storeOf("ca.pem"), at());
+    EXPECT_EQ(verdict.findings.back().str(),
+              "an extension of what it states is critical and not supported (extension: 1.2.4)");
+}
+
+TEST(CheckTimeStamp, RefusesMalformedExtensions) {
+    for (Bytes const& malformed : {sequence(oid("1.2.3")), null(), Bytes{0x30, 0x05, 0x06},
+                                   join({extension("1.2.3", {}), extension("1.2.3", {})})})
+        EXPECT_THAT(withExtensions(malformed).failures(),
+                    ElementsAre(MessageFindingId::otherDigest, MessageFindingId::malformedExtensions));
 }
 
 TEST(CheckTimeStamp, AsksForOneAuthorityOfTimeStamps) {
