@@ -585,6 +585,28 @@ class HostileTest(P12Test):
             self.assertEqual(self.expect(0, "p12", "import", "--partial", *arguments).out, imported.out)
             self.assertEqual(self.expect(0, "show", "--partial", *arguments).out, shown.out)
 
+    def test_a_key_that_is_not_read(self):
+        for name, reason, options in (("ed448", "The algorithm of the key is not supported. (algorithm: ED448)", []),
+                                      ("ed25519", "The encryption scheme is not supported. (scheme: PBE-SHA1-RC2-40)", ["-legacy", "-keypbe", "PBE-SHA1-RC2-40", "-certpbe", "AES-256-CBC"])):
+            openssl("genpkey", "-algorithm", name, "-out", self.dir / f"{name}.key")
+            self.write(f"{name}.pem", openssl("req", "-x509", "-new", "-key", self.dir / f"{name}.key", "-subj", f"/CN={name}"))
+            openssl("pkcs12", "-export", "-inkey", self.dir / f"{name}.key", "-in", self.dir / f"{name}.pem", *options, "-passout", f"pass:{PASSWORD}",
+                    "-out", self.dir / "foreign.p12")
+            arguments = ["--password-file", "password", "foreign.p12"]
+            for status, extra in ((2, []), (0, ["--partial"])):
+                imported = self.expect(status, "p12", "import", *extra, *arguments, "-o", "foreign.pem", "--force")
+                self.assertRegex(imported.err, r"^warning: foreign\.p12: content 2, bag 1, encrypted key, .*")
+                self.assertIn(reason, imported.err)
+                self.assertEqual([label for label, _ in blocks((self.dir / "foreign.pem").read_text())], ["CERTIFICATE"])
+                shown = self.expect(status, "show", *extra, *arguments)
+                self.assertIn(reason, shown.err)
+                self.assertIn(f"subject: CN={name}\n", shown.out)
+                self.assertIn("not decrypted: 0 contents, 1 keys\n", shown.out)
+                self.assertIn("--password-file decrypts", self.expect(0, "show", "foreign.p12").out)
+                only = self.expect(2, "p12", "import", "--keys-only", *extra, *arguments)
+                self.assertIn(reason, only.err)
+                self.assertIn("sealkit: foreign.p12: holds no key\n", only.err)
+
     def test_names_from_outside(self):
         name = "\x1b[31m\n  key: forged\u202e".encode("utf-16-be")
         attributes = element(0x31, element(0x30, identifier("1.2.840.113549.1.9.20"), element(0x31, element(0x1E, name))))

@@ -48,8 +48,9 @@ Description describe(Pkcs12File const& file, bool withSecrets) {
     for (AlgorithmIdentifier const& algorithm : pfx.keyEncryptions())
         result["encryptedKeys"].push_back(describe(describeEncryption(algorithm)));
     if (size_t const contents = pfx.encryptedContents(), keys = pfx.encryptedKeys(); contents + keys > 0)
-        result["notDecrypted"] = std::to_string(contents) + " contents, " + std::to_string(keys) +
-                                 " keys (--password-file decrypts what is under a password)";
+        result["notDecrypted"] =
+            std::to_string(contents) + " contents, " + std::to_string(keys) + " keys" +
+            (file.isDecrypted ? "" : " (--password-file decrypts what is under a password)");
     if (std::string const ignored = listIgnored(pfx); !ignored.empty())
         result["ignored"] = ignored;
     for (Refusal const& refusal : pfx.unreadable())

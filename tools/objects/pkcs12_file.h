@@ -24,6 +24,7 @@ PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations = {});
 struct Pkcs12File {
     std::unique_ptr<PKCS12PFX> pfx;
     std::string complaint;
+    bool isDecrypted = false; ///< By its password: what is still encrypted is not under it, or unreadable.
 };
 
 /// Reads DER, or BER.

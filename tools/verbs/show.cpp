@@ -172,6 +172,7 @@ Found readPkcs12As(asn1::blob der, Password const* password) {
         Decrypting const result = decryptPkcs12(*file.pfx, password->text, pkcs12Options());
         found.status = result.status;
         found.complaint = result.complaint;
+        file.isDecrypted = true;
     }
     if (found.complaint.empty()) {
         found.unreadable = listUnreadable(*file.pfx);
