@@ -109,8 +109,8 @@ public:
     /// The extensions are the authority key identifier, the CRL number, and then those that were parsed and
     /// have no member; a reason code is an extension of its entry. Apart from an unsuitable key, it fails if
     /// an entry has no serial number or a date is outside the years 1950 to 2049.
-    using X509Base::updateTbs;
     bool updateTbs(PrivateKey const& key, HashID hash) override;
+    using X509Base::updateTbs;
 
     /// Writes all fields as text, line by line. Names are not escaped and may contain any byte.
     void dump(std::ostream& out) const;

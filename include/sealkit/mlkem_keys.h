@@ -1,15 +1,18 @@
 /// Keys of ML-KEM-768 in the containers of RFC 9935.
 ///
-/// | what        | from DER               | from text, DER or raw bytes | written                  |
-/// |-------------|------------------------|-----------------------------|--------------------------|
-/// | private key | `parseMlkemPrivateKey` | `readMlkemPrivateKey`       | `encodeMlkemPrivateKey`  |
-/// | public key  | `parseMlkemPublicKey`  | `readMlkemPublicKey`        | `encodeMlkemPublicKey`   |
+/// | what                  | from DER                        | from text, DER or raw bytes | written                           |
+/// |-----------------------|---------------------------------|-----------------------------|-----------------------------------|
+/// | private key           | `parseMlkemPrivateKey`          | `readMlkemPrivateKey`       | `encodeMlkemPrivateKey`           |
+/// | encrypted private key | `parseMlkemEncryptedPrivateKey` | `readMlkemPrivateKey`       | `encodeMlkemEncryptedPrivateKey`  |
+/// | public key            | `parseMlkemPublicKey`           | `readMlkemPublicKey`        | `encodeMlkemPublicKey`            |
 ///
 /// A private key is a OneAsymmetricKey (RFC 5958) with the seed of 64 bytes, the expanded key of 2400 bytes, or both;
 /// a public key is a SubjectPublicKeyInfo. All of them are read and checked (FIPS 203, section 7.3); the seed alone is
 /// written, which most others read. In a file the raw bytes of each may stand, too: 64, 2400, or 1184 of a public key.
 ///
-/// Encrypted private keys are not read. The functions fill in `*refusal`, which may be null, and write nothing.
+/// An encrypted private key is an EncryptedPrivateKeyInfo with PBES2 (pbes2.h), as those of other keys (pkcs8.h).
+///
+/// The functions fill in `*refusal`, which may be null, and write nothing.
 #pragma once
 
 #ifdef SEALKIT_WITHOUT_MLKEM
@@ -28,8 +31,23 @@
 /// The bytes that a key pair is computed from, d ‖ z (FIPS 203, section 7.1).
 inline constexpr size_t mlkemSeedSize = 64;
 
-/// Reads a OneAsymmetricKey. Returns false on failure; `to` must then not be used.
-SEALKIT_API bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal);
+/// What the container of a private key holds (RFC 9935, section 6). It wipes itself at its end.
+struct SEALKIT_API MlkemKeyForm {
+    bool hasSeed = false;
+    bool hasExpandedKey = false;
+    unsigned char seed[mlkemSeedSize] = {}; ///< Of no use without `hasSeed`.
+
+    ~MlkemKeyForm();
+};
+
+/// Reads a OneAsymmetricKey. Returns false on failure; `to` and `*form` must then not be used. `form` may be null.
+SEALKIT_API bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal,
+                                      MlkemKeyForm* form = nullptr);
+
+/// Reads an EncryptedPrivateKeyInfo on the same terms. `RefusalId::wrongPassword` when what is decrypted has not the shape
+/// of a OneAsymmetricKey.
+SEALKIT_API bool parseMlkemEncryptedPrivateKey(asn1::blob der, std::string_view password, MLKEMDecap& to,
+                                               Refusal* refusal, MlkemKeyForm* form = nullptr);
 
 /// Reads a SubjectPublicKeyInfo into the 1184 bytes of the key. Returns false and leaves `to` unchanged on
 /// failure. `MLKEMEncap::encap` checks that the numbers of the key are reduced.
@@ -39,12 +57,24 @@ SEALKIT_API bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>&
 SEALKIT_API std::vector<unsigned char>
 encodeMlkemPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed);
 
+/// The EncryptedPrivateKeyInfo of that, as `encodePkcs8EncryptedPrivateKey` makes it. Empty when `iterations` is 0 or
+/// above `pbes2MaxIterations`, and when the random source fails.
+SEALKIT_API std::vector<unsigned char>
+encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed, std::string_view password,
+                               unsigned iterations);
+
 /// The SubjectPublicKeyInfo of the key's public half.
 SEALKIT_API std::vector<unsigned char> encodeMlkemPublicKey(MLKEMDecap const& key);
 
-/// Reads the first block "PRIVATE KEY" of a text, or DER, or raw bytes.
-SEALKIT_API bool readMlkemPrivateKey(std::string_view text, MLKEMDecap& to, Refusal* refusal);
+/// Reads the first block "PRIVATE KEY" or "ENCRYPTED PRIVATE KEY" of a text, or DER, or raw bytes. An encrypted key without
+/// a password is `RefusalId::passwordRequired`, unless no password decrypts it.
+SEALKIT_API bool readMlkemPrivateKey(std::string_view text, MLKEMDecap& to, Refusal* refusal,
+                                     MlkemKeyForm* form = nullptr);
+SEALKIT_API bool readMlkemPrivateKey(std::string_view text, std::string_view password, MLKEMDecap& to,
+                                     Refusal* refusal, MlkemKeyForm* form = nullptr);
 
-/// Reads the public key of the first block "PUBLIC KEY", "CERTIFICATE" or "PRIVATE KEY" of a text, or of the same in DER,
-/// or raw bytes.
+/// Reads the public key of the first block "PUBLIC KEY", "CERTIFICATE", "PRIVATE KEY" or "ENCRYPTED PRIVATE KEY" of a text,
+/// or of the same in DER, or raw bytes.
 SEALKIT_API bool readMlkemPublicKey(std::string_view text, std::vector<unsigned char>& to, Refusal* refusal);
+SEALKIT_API bool readMlkemPublicKey(std::string_view text, std::string_view password,
+                                    std::vector<unsigned char>& to, Refusal* refusal);

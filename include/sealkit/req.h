@@ -67,8 +67,8 @@ public:
     /// Rebuilds the CertificationRequestInfo, with unknown attributes that were parsed. Apart from an
     /// unsuitable key, it fails if the public key is missing, if a usage bit has no name, or if a general
     /// name is malformed.
-    using X509Base::updateTbs;
     bool updateTbs(PrivateKey const& key, HashID hash) override;
+    using X509Base::updateTbs;
 
     /// Writes all fields as text, line by line, the public key at the end. Names and password are not escaped
     /// and may contain any byte.

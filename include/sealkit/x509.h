@@ -96,9 +96,7 @@ public:
     /// What was parsed and not changed since keeps its bytes: names, times, serial numbers, extensions and
     /// attributes, unknown ones included.
     virtual bool updateTbs(PrivateKey const& key, HashID hash) = 0;
-    bool updateTbs(PrivateKey const& key, unsigned hash) {
-        return updateTbs(key, static_cast<HashID>(hash));
-    }
+    bool updateTbs(PrivateKey const& key, unsigned hash) { return updateTbs(key, static_cast<HashID>(hash)); }
 
     /// Rebuilds `tbs` and signs it. RSA keys sign by PKCS#1 v1.5 and EC keys by ECDSA over `hash`, or over
     /// `digestAlgo` if that is `HashID::none`; Ed25519 keys have their own hash and ignore `hash`. Returns
@@ -221,8 +219,8 @@ public:
     /// and `selfSigned` to match it. Apart from an unsuitable key, it fails if the serial number is missing,
     /// if the public key is missing or malformed, if a date is outside the years 1950 to 2049, if a usage bit
     /// has no name, or if a general name is malformed.
-    using X509Base::updateTbs;
     bool updateTbs(PrivateKey const& key, HashID hash) override;
+    using X509Base::updateTbs;
 
     /// Writes all fields as text, line by line, the public key at the end. Names and identifiers are not
     /// escaped and may contain any byte.

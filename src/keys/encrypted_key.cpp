@@ -44,32 +44,42 @@ bool detail::takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFiel
            take(info, tag::octetString, &fields->data, "encryptedData") && finish(info);
 }
 
-std::unique_ptr<PrivateKey> detail::readEncryptedPrivateKey(Reading& reading, asn1::blob der,
-                                                            std::optional<std::string_view> password) {
+bool detail::readEncryptedKey(Reading& reading, asn1::blob der, std::optional<std::string_view> password,
+                              std::function<bool(asn1::blob)> const& readKey) {
     EncryptedKeyFields fields;
     if (!takeEncryptedKey(reading, der, &fields))
-        return nullptr;
+        return false;
     if (!(fields.scheme == oid::pbes2)) {
         if (reading.wantsReason())
             reading.refuse(RefusalId::unknownEncryption, fields.scheme, {{"scheme", oidName(fields.scheme)}});
         reading.note("PKCS8: unsupported PBE: <" + oid2name(fields.scheme) + ">");
-        return nullptr;
+        return false;
     }
     if (!password) {
         PBES2Params params;
-        if (read(reading, fields.params, params) && checkPbes2(reading, params, fields.data))
-            reading.refuse(RefusalId::passwordRequired, nullptr);
-        return nullptr;
+        return detail::read(reading, fields.params, params) && checkPbes2(reading, params, fields.data) &&
+               reading.refuse(RefusalId::passwordRequired, nullptr);
     }
     SecretBytes plain;
     if (!decryptPbes2(reading, fields.params, *password, fields.data, plain.value))
-        return nullptr;
+        return false;
     Reading::Derived const derived(reading, plain, fields.data.start, "decrypted key");
-    std::unique_ptr<PrivateKey> key = readOneAsymmetricKey(reading, plain);
-    if (key == nullptr && !looksLikeKey(plain)) {
+    if (readKey(plain))
+        return true;
+    if (!looksLikeKey(plain)) {
         reading.retract();
         reading.refuse(RefusalId::wrongPassword, fields.data);
     }
+    return false;
+}
+
+std::unique_ptr<PrivateKey> detail::readEncryptedPrivateKey(Reading& reading, asn1::blob der,
+                                                            std::optional<std::string_view> password) {
+    std::unique_ptr<PrivateKey> key;
+    readEncryptedKey(reading, der, password, [&](asn1::blob plain) {
+        key = readOneAsymmetricKey(reading, plain);
+        return key != nullptr;
+    });
     return key;
 }
 
@@ -84,17 +94,16 @@ std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::s
     return detail::readEncryptedPrivateKey(reading, der, password);
 }
 
-std::vector<unsigned char> encodePkcs8EncryptedPrivateKey(PrivateKey const& key, std::string_view password,
-                                                          unsigned iterations) {
-    detail::SecretBytes const plain(encodePkcs8PrivateKey(key));
+std::vector<unsigned char> detail::encryptKey(asn1::blob key, std::string_view password,
+                                              unsigned iterations) {
     PBES2Params params;
-    params.kdf = detail::copyOf(oid::pbkdf2);
-    params.prf = detail::copyOf(oid::hmacWithSha256);
+    params.kdf = copyOf(oid::pbkdf2);
+    params.prf = copyOf(oid::hmacWithSha256);
     params.iterations = iterations;
-    params.cipher = detail::copyOf(oid::aes256Cbc);
-    if (plain.value.empty() || !fillRandom(params.salt, saltSize) || !fillRandom(params.iv, ivSize))
+    params.cipher = copyOf(oid::aes256Cbc);
+    if (key.empty() || !fillRandom(params.salt, saltSize) || !fillRandom(params.iv, ivSize))
         return {};
-    std::vector<unsigned char> const encrypted = pbes2_encrypt(plain, password, params);
+    std::vector<unsigned char> const encrypted = pbes2_encrypt(key, password, params);
     if (encrypted.empty())
         return {};
     DerEncoder encoder;
@@ -102,4 +111,9 @@ std::vector<unsigned char> encodePkcs8EncryptedPrivateKey(PrivateKey const& key,
     save(params, encoder);
     encoder.end().addOctetString(encrypted).end();
     return encoder.take();
+}
+
+std::vector<unsigned char> encodePkcs8EncryptedPrivateKey(PrivateKey const& key, std::string_view password,
+                                                          unsigned iterations) {
+    return detail::encryptKey(detail::SecretBytes(encodePkcs8PrivateKey(key)), password, iterations);
 }

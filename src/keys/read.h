@@ -7,6 +7,7 @@
 
 #include "base/reading.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -38,8 +39,16 @@ struct EncryptedKeyFields {
 };
 bool takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFields* fields);
 
-/// The key of an EncryptedPrivateKeyInfo; null when it is refused. Without a password that is
-/// `RefusalId::passwordRequired`, unless no password decrypts it.
+/// Decrypts an EncryptedPrivateKeyInfo, and has `readKey` read the OneAsymmetricKey within. Without a password it is
+/// refused, as `RefusalId::passwordRequired` unless no password decrypts it. What `readKey` refuses and has not the shape of
+/// a key is `RefusalId::wrongPassword`.
+bool readEncryptedKey(Reading& reading, asn1::blob der, std::optional<std::string_view> password,
+                      std::function<bool(asn1::blob)> const& readKey);
+
+/// The EncryptedPrivateKeyInfo of a OneAsymmetricKey: `encodePkcs8EncryptedPrivateKey`.
+std::vector<unsigned char> encryptKey(asn1::blob key, std::string_view password, unsigned iterations);
+
+/// The key of an EncryptedPrivateKeyInfo, on the terms of `readEncryptedKey`; null when it is refused.
 std::unique_ptr<PrivateKey> readEncryptedPrivateKey(Reading& reading, asn1::blob der,
                                                     std::optional<std::string_view> password);
 

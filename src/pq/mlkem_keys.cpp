@@ -5,6 +5,7 @@
 #include "sealkit/input_kind.h"
 #include "sealkit/oid.h"
 #include "sealkit/pem.h"
+#include "sealkit/wipe.h"
 
 #include "asn1/oids.h"
 #include "asn1/read.h"
@@ -13,7 +14,9 @@
 #include "pem/read.h"
 #include "x509/read.h"
 
+#include <algorithm>
 #include <iterator>
+#include <optional>
 
 namespace {
 
@@ -42,14 +45,30 @@ bool checkLength(Reading& reading, asn1::blob value, size_t size) {
                                                    {"found", std::to_string(value.size()) + " bytes"}});
 }
 
+using Password = std::optional<std::string_view>;
+
+/// A private key and what its container holds.
+struct Loaded {
+    MLKEMDecap& key;
+    MlkemKeyForm& form;
+};
+
 /// A seed or an expanded key, of its own length.
-bool load(Reading& reading, asn1::blob value, MLKEMDecap& to) {
-    return to.load(value) || reading.refuse(RefusalId::inconsistentKey, value);
+bool load(Reading& reading, asn1::blob value, Loaded to) {
+    if (!to.key.load(value))
+        return reading.refuse(RefusalId::inconsistentKey, value);
+    if (value.size() == mlkemSeedSize) {
+        to.form.hasSeed = true;
+        std::ranges::copy(value, to.form.seed);
+    } else {
+        to.form.hasExpandedKey = true;
+    }
+    return true;
 }
 
 /// ML-KEM-768-PrivateKey ::= CHOICE { seed [0] OCTET STRING (64), expandedKey OCTET STRING (2400), both SEQUENCE { seed
 /// OCTET STRING, expandedKey OCTET STRING } } (RFC 9935, section 6)
-bool readChoice(Reading& reading, asn1::blob der, MLKEMDecap& to) {
+bool readChoice(Reading& reading, asn1::blob der, Loaded to) {
     Reading::Step const step(reading, "privateKey");
     unsigned const form = asn1::parser(der).tag;
     asn1::blob content, seed, expanded;
@@ -67,10 +86,11 @@ bool readChoice(Reading& reading, asn1::blob der, MLKEMDecap& to) {
         !checkLength(reading, seed, mlkemSeedSize) || !checkLength(reading, expanded, secretKeySize) ||
         !load(reading, seed, to))
         return false;
-    return asn1::blob(to.secretKey) == expanded || reading.refuse(RefusalId::inconsistentKey, expanded);
+    to.form.hasExpandedKey = true;
+    return asn1::blob(to.key.secretKey) == expanded || reading.refuse(RefusalId::inconsistentKey, expanded);
 }
 
-bool readPrivateInfo(Reading& reading, asn1::blob der, MLKEMDecap& to) {
+bool readPrivateInfo(Reading& reading, asn1::blob der, Loaded to) {
     asn1::blob content, version, octets;
     if (!detail::readOnly(reading, der, tag::sequence, &content))
         return false;
@@ -111,9 +131,16 @@ bool refuseInput(Reading& reading, InputKind kind) {
     return refuseKind(reading, "ML-KEM-768 key", getInputKindName(kind));
 }
 
-bool readPrivateDer(Reading& reading, asn1::blob der, InputKind kind, MLKEMDecap& to) {
+bool readEncryptedInfo(Reading& reading, asn1::blob der, Password password, Loaded to) {
+    return detail::readEncryptedKey(reading, der, password,
+                                    [&](asn1::blob plain) { return readPrivateInfo(reading, plain, to); });
+}
+
+bool readPrivateDer(Reading& reading, asn1::blob der, InputKind kind, Password password, Loaded to) {
     if (kind == InputKind::privateKey || kind == InputKind::otherDer)
         return readPrivateInfo(reading, der, to);
+    if (kind == InputKind::encryptedPrivateKey)
+        return readEncryptedInfo(reading, der, password, to);
     return refuseInput(reading, kind);
 }
 
@@ -121,7 +148,11 @@ InputKind kindOf(asn1::blob bytes) {
     return findInputKind({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
 }
 
-bool readPublicDer(Reading& reading, asn1::blob der, std::vector<unsigned char>& to) {
+void takePublicKey(MLKEMDecap const& key, std::vector<unsigned char>& to) {
+    to.assign(std::begin(key.publicKey), std::end(key.publicKey));
+}
+
+bool readPublicDer(Reading& reading, asn1::blob der, Password password, std::vector<unsigned char>& to) {
     switch (InputKind const kind = kindOf(der)) {
     case InputKind::publicKey:
         return readPublicInfo(reading, der, to);
@@ -135,9 +166,10 @@ bool readPublicDer(Reading& reading, asn1::blob der, std::vector<unsigned char>&
     }
     default: {
         MLKEMDecap key;
-        if (!readPrivateDer(reading, der, kind, key))
+        MlkemKeyForm form;
+        if (!readPrivateDer(reading, der, kind, password, {key, form}))
             return false;
-        to.assign(std::begin(key.publicKey), std::end(key.publicKey));
+        takePublicKey(key, to);
         return true;
     }
     }
@@ -172,11 +204,77 @@ bool isPrivateLabel(std::string_view label) {
     return label == "PRIVATE KEY" || label == "ENCRYPTED PRIVATE KEY";
 }
 
+bool isPublicLabel(std::string_view label) {
+    return isPrivateLabel(label) || label == "PUBLIC KEY" || label == "CERTIFICATE";
+}
+
+/// Whether a text of `kind` is the raw bytes of a key by its length: PEM and containers may have the same one.
+bool isRaw(std::string_view text, InputKind kind, size_t size) {
+    return text.size() == size && kind != InputKind::pem && kind != InputKind::privateKey &&
+           kind != InputKind::encryptedPrivateKey && kind != InputKind::publicKey;
+}
+
+bool readPrivate(std::string_view text, Password password, Loaded to, Refusal* refusal) {
+    Reading reading(text, refusal);
+    std::string_view const pem = withoutByteOrderMark(text);
+    InputKind const kind = findInputKind(pem);
+    if (isRaw(text, kind, mlkemSeedSize) || isRaw(text, kind, secretKeySize))
+        return load(reading, text, to);
+    if (isRaw(text, kind, publicKeySize))
+        return refuseKind(reading, "ML-KEM-768 private key", "a public key");
+    if (kind != InputKind::pem)
+        return readPrivateDer(reading, text, kind, password, to);
+    PemReader reader(pem);
+    return readBlock(reading, reader, "PRIVATE KEY", isPrivateLabel,
+                     [&](asn1::blob der) { return readPrivateDer(reading, der, kindOf(der), password, to); });
+}
+
+bool readPublic(std::string_view text, Password password, std::vector<unsigned char>& to, Refusal* refusal) {
+    Reading reading(text, refusal);
+    std::string_view const pem = withoutByteOrderMark(text);
+    InputKind const kind = findInputKind(pem);
+    if (isRaw(text, kind, publicKeySize)) {
+        to.assign(text.begin(), text.end());
+        return true;
+    }
+    if (isRaw(text, kind, mlkemSeedSize) || isRaw(text, kind, secretKeySize)) {
+        MLKEMDecap key;
+        MlkemKeyForm form;
+        if (!load(reading, text, {key, form}))
+            return false;
+        takePublicKey(key, to);
+        return true;
+    }
+    if (kind != InputKind::pem)
+        return readPublicDer(reading, text, password, to);
+    PemReader reader(pem);
+    return readBlock(reading, reader, "PUBLIC KEY", isPublicLabel,
+                     [&](asn1::blob der) { return readPublicDer(reading, der, password, to); });
+}
+
+/// Calls `read` with a key and its form, `*asked` if somebody asks for that.
+template <typename Read>
+bool readWithForm(MLKEMDecap& to, MlkemKeyForm* asked, Read read) {
+    MlkemKeyForm own;
+    MlkemKeyForm& form = asked != nullptr ? *asked : own;
+    form = {};
+    return read(Loaded{to, form});
+}
+
 } // namespace
 
-bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal) {
+MlkemKeyForm::~MlkemKeyForm() { secureMemset(seed, 0, sizeof seed); }
+
+bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal, MlkemKeyForm* form) {
     Reading reading(der, refusal);
-    return readPrivateInfo(reading, der, to);
+    return readWithForm(to, form, [&](Loaded loaded) { return readPrivateInfo(reading, der, loaded); });
+}
+
+bool parseMlkemEncryptedPrivateKey(asn1::blob der, std::string_view password, MLKEMDecap& to,
+                                   Refusal* refusal, MlkemKeyForm* form) {
+    Reading reading(der, refusal);
+    return readWithForm(to, form,
+                        [&](Loaded loaded) { return readEncryptedInfo(reading, der, password, loaded); });
 }
 
 bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>& to, Refusal* refusal) {
@@ -191,6 +289,11 @@ std::vector<unsigned char> encodeMlkemPrivateKey(std::span<unsigned char const, 
     return encoder.take();
 }
 
+std::vector<unsigned char> encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed,
+                                                          std::string_view password, unsigned iterations) {
+    return detail::encryptKey(detail::SecretBytes(encodeMlkemPrivateKey(seed)), password, iterations);
+}
+
 std::vector<unsigned char> encodeMlkemPublicKey(MLKEMDecap const& key) {
     DerEncoder encoder;
     encoder.begin(tag::sequence).begin(tag::sequence).addOid(detail::oid::mlkem768).end();
@@ -198,40 +301,22 @@ std::vector<unsigned char> encodeMlkemPublicKey(MLKEMDecap const& key) {
     return encoder.take();
 }
 
-bool readMlkemPrivateKey(std::string_view text, MLKEMDecap& to, Refusal* refusal) {
-    Reading reading(text, refusal);
-    if (text.size() == mlkemSeedSize || text.size() == secretKeySize)
-        return load(reading, text, to);
-    if (text.size() == publicKeySize)
-        return refuseKind(reading, "ML-KEM-768 private key", "a public key");
-    std::string_view const pem = withoutByteOrderMark(text);
-    if (InputKind const kind = findInputKind(pem); kind != InputKind::pem)
-        return readPrivateDer(reading, text, kind, to);
-    PemReader reader(pem);
-    return readBlock(reading, reader, "PRIVATE KEY", isPrivateLabel,
-                     [&](asn1::blob der) { return readPrivateDer(reading, der, kindOf(der), to); });
+bool readMlkemPrivateKey(std::string_view text, MLKEMDecap& to, Refusal* refusal, MlkemKeyForm* form) {
+    return readWithForm(to, form,
+                        [&](Loaded loaded) { return readPrivate(text, std::nullopt, loaded, refusal); });
+}
+
+bool readMlkemPrivateKey(std::string_view text, std::string_view password, MLKEMDecap& to, Refusal* refusal,
+                         MlkemKeyForm* form) {
+    return readWithForm(to, form,
+                        [&](Loaded loaded) { return readPrivate(text, password, loaded, refusal); });
 }
 
 bool readMlkemPublicKey(std::string_view text, std::vector<unsigned char>& to, Refusal* refusal) {
-    Reading reading(text, refusal);
-    if (text.size() == publicKeySize) {
-        to.assign(text.begin(), text.end());
-        return true;
-    }
-    if (text.size() == mlkemSeedSize || text.size() == secretKeySize) {
-        MLKEMDecap key;
-        if (!load(reading, text, key))
-            return false;
-        to.assign(std::begin(key.publicKey), std::end(key.publicKey));
-        return true;
-    }
-    std::string_view const pem = withoutByteOrderMark(text);
-    if (findInputKind(pem) != InputKind::pem)
-        return readPublicDer(reading, text, to);
-    PemReader reader(pem);
-    auto const holdsKey = [](std::string_view label) {
-        return isPrivateLabel(label) || label == "PUBLIC KEY" || label == "CERTIFICATE";
-    };
-    return readBlock(reading, reader, "PUBLIC KEY", holdsKey,
-                     [&](asn1::blob der) { return readPublicDer(reading, der, to); });
+    return readPublic(text, std::nullopt, to, refusal);
+}
+
+bool readMlkemPublicKey(std::string_view text, std::string_view password, std::vector<unsigned char>& to,
+                        Refusal* refusal) {
+    return readPublic(text, password, to, refusal);
 }

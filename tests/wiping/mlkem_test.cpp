@@ -1,6 +1,8 @@
 #include "sealkit/mlkem.h"
+#include "sealkit/mlkem_keys.h"
 
 #include "wiping/lifetime.h"
+#include "wiping/secrets.h"
 
 #include <functional>
 
@@ -75,6 +77,34 @@ TEST(Wiping, MlkemEncapsulationLeavesNoSharedSecret) {
         [](Watch& watch, MLKEMEncap const& sender) {
             watch.addSecret("shared secret", sender.sharedSecret);
         });
+}
+
+TEST(Wiping, MlkemKeyFilesLeaveNeitherKeyNorPassword) {
+    auto const known = std::make_unique<MLKEMDecap>();
+    ASSERT_TRUE(known->load(seed));
+    Bytes const random = test::Random(2).bytes(100);
+    std::string const word(random.begin(), random.end());
+    auto const textOf = [](Bytes const& der) {
+        return std::string_view(reinterpret_cast<char const*>(der.data()), der.size());
+    };
+    Watch watch;
+    addPublic(watch, *known);
+    watch.addSecret("seed", seed);
+    watch.addSecret("secret key", known->secretKey);
+    watch.addSecret("password", test::bytesOf(word));
+    test::runSearched(watch, [&] {
+        std::span<unsigned char const, mlkemSeedSize> const bytes(seed.data(), mlkemSeedSize);
+        Bytes const der = encodeMlkemEncryptedPrivateKey(bytes, word, 2);
+        MLKEMDecap key;
+        MlkemKeyForm form;
+        EXPECT_TRUE(parseMlkemEncryptedPrivateKey(der, word, key, nullptr, &form));
+        EXPECT_TRUE(readMlkemPrivateKey(textOf(der), word, key, nullptr));
+        EXPECT_FALSE(readMlkemPrivateKey(textOf(der), "wrong", key, nullptr));
+        Bytes pub;
+        EXPECT_TRUE(readMlkemPublicKey(textOf(der), word, pub, nullptr));
+        EXPECT_TRUE(encodeMlkemEncryptedPrivateKey(bytes, word, 0).empty());
+    });
+    test::expectNothingFound(watch);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "io/clock.h"
 #include "io/terminal.h"
+#include "objects/kem_object.h"
 
 #include "sealkit/bignum.h"
 #include "sealkit/extensions.h"
@@ -152,13 +153,20 @@ std::string endText(TimePoint time) { return time.seconds == 0 ? "(none)" : form
 Description describeKeyOf(std::unique_ptr<PublicKey> const& key, asn1::blob info) {
     if (key)
         return describe(*key);
+    OpenedKemKey const kem = openKemPublicKeyInfo(info);
+    if (kem.key)
+        return describe(*kem.key, false);
     asn1::blob const algorithm = getKeyAlgorithm(info);
     Description result{{"type", "not readable here"},
                        {"algorithm", algorithm.empty() ? "(malformed)" : oidName(algorithm)}};
-    Refusal refusal;
-    parsePkcs8PublicKey(info, &refusal);
-    if (refusal)
-        result["problem"] = printable(refusal.str());
+    std::string problem = kem.complaint;
+    if (problem.empty()) {
+        Refusal refusal;
+        parsePkcs8PublicKey(info, &refusal);
+        problem = refusal.str();
+    }
+    if (!problem.empty())
+        result["problem"] = printable(problem);
     return result;
 }
 
@@ -199,7 +207,7 @@ Description describe(KeyEncryption const& encryption) {
 Description describe(PrivateKey const& key, bool withSecrets) {
     Description result = describe(*key.publicKey());
     if (!withSecrets) {
-        result["secrets"] = "not shown (--secrets shows them)";
+        result["secrets"] = secretsNotShown;
         return result;
     }
     if (auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key))

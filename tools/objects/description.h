@@ -14,6 +14,9 @@
 /// Keys are in camel case. Every text is printable.
 using Description = nlohmann::ordered_json;
 
+/// Stands in place of the secrets of a private key.
+inline constexpr char secretsNotShown[] = "not shown (--secrets shows them)";
+
 Description describe(X509Certificate const& certificate);
 Description describe(X509Crl const& crl);
 Description describe(X509Req const& request);

@@ -2,6 +2,7 @@
 
 #include "io/exit_status.h"
 #include "io/input.h"
+#include "objects/key_file.h"
 
 #include "sealkit/mlkem_keys.h"
 #include "sealkit/pem.h"
@@ -9,37 +10,49 @@
 
 namespace {
 
-int complain(std::string const& path, Refusal const& refusal) {
-    return badInput(path + ": " + refusal.str());
+/// What `read` made of a key: whether it is read, and why not.
+Opening openingOf(bool isRead, Refusal const& refusal) {
+    if (isRead)
+        return {};
+    if (refusal.id == RefusalId::wrongPassword)
+        return {exitNo, "the password is wrong"};
+    return {refusal.id == RefusalId::passwordRequired ? exitNo : exitBadInput, refusal.str()};
 }
 
 } // namespace
 
-bool readKemKey(std::string const& path, MLKEMDecap& key) {
+int readKemKey(std::string const& path, PasswordSource const& password, MLKEMDecap& key) {
     auto const contents = readMessage(path);
     if (!contents)
-        return false;
-    Refusal refusal;
-    bool const done = readMlkemPrivateKey(textOf(*contents), key, &refusal);
-    if (!done)
-        complain(path, refusal);
-    return done;
+        return exitBadInput;
+    return openAsking(path, password, [&](std::string const* word) {
+        Refusal refusal;
+        bool const isRead = word != nullptr ? readMlkemPrivateKey(textOf(*contents), *word, key, &refusal)
+                                            : readMlkemPrivateKey(textOf(*contents), key, &refusal);
+        return openingOf(isRead, refusal);
+    });
 }
 
-std::optional<std::vector<unsigned char>> readKemPublicKey(std::string const& path) {
+int readKemPublicKey(std::string const& path, PasswordSource const& password,
+                     std::vector<unsigned char>& key) {
     auto const contents = readMessage(path);
     if (!contents)
-        return std::nullopt;
-    Refusal refusal;
-    std::vector<unsigned char> key;
-    if (readMlkemPublicKey(textOf(*contents), key, &refusal))
-        return key;
-    complain(path, refusal);
-    return std::nullopt;
+        return exitBadInput;
+    return openAsking(path, password, [&](std::string const* word) {
+        Refusal refusal;
+        bool const isRead = word != nullptr ? readMlkemPublicKey(textOf(*contents), *word, key, &refusal)
+                                            : readMlkemPublicKey(textOf(*contents), key, &refusal);
+        return openingOf(isRead, refusal);
+    });
 }
 
-SecretBytes encodeKemKey(std::span<unsigned char const, mlkemSeedSize> seed) {
-    std::vector<unsigned char> der = encodeMlkemPrivateKey(seed), pem = encodePemType("PRIVATE KEY", der);
+SecretBytes encodeKemKey(std::span<unsigned char const, mlkemSeedSize> seed, std::string const* password,
+                         unsigned iterations) {
+    std::vector<unsigned char> der = password != nullptr
+                                         ? encodeMlkemEncryptedPrivateKey(seed, *password, iterations)
+                                         : encodeMlkemPrivateKey(seed);
+    std::vector<unsigned char> pem =
+        encodePemType(password != nullptr ? "ENCRYPTED PRIVATE KEY" : "PRIVATE KEY", der);
     SecretBytes result(pem.begin(), pem.end());
     secureMemset(der.data(), 0, der.size());
     secureMemset(pem.data(), 0, pem.size());

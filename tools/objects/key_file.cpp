@@ -76,22 +76,15 @@ void placeWithin(PemBlock const& block, Refusal& refusal) {
 }
 
 /// The private key of a block or DER of the file `path`.
-std::unique_ptr<PrivateKey> openAsking(PemBlock const& block, std::string const& path,
-                                       PasswordSource const& source, int* status) {
-    std::string const name = path == "-" ? "the key on standard input" : path;
-    std::string const none;
-    // Nobody is asked for the password of what cannot be opened, or opens with an empty one.
-    OpenedKey opened = openPrivateKey(block, source.isGiven() ? nullptr : &none);
-    if (opened.status == exitNo) {
-        auto const password = readPassword(source, AskFor::existing, name, status);
-        if (!password)
-            return nullptr;
-        opened = openPrivateKey(block, &password->text);
-    }
-    if (!opened.key)
-        *status = opened.status == exitNo ? answerNo(path + ": " + opened.complaint)
-                                          : badInput(path + ": " + opened.complaint);
-    return std::move(opened.key);
+std::unique_ptr<PrivateKey> openKeyAsking(PemBlock const& block, std::string const& path,
+                                          PasswordSource const& source, int* status) {
+    std::unique_ptr<PrivateKey> key;
+    *status = openAsking(path, source, [&](std::string const* password) {
+        OpenedKey opened = openPrivateKey(block, password);
+        key = std::move(opened.key);
+        return Opening{opened.status, std::move(opened.complaint)};
+    });
+    return key;
 }
 
 } // namespace
@@ -117,6 +110,25 @@ std::optional<KeyEncryption> findEncryption(std::string_view text) {
     return findKeyEncryption(text, &found) ? std::optional(std::move(found)) : std::nullopt;
 }
 
+int openAsking(std::string const& path, PasswordSource const& source,
+               std::function<Opening(std::string const*)> const& open) {
+    std::string const none;
+    // Nobody is asked for the password of what cannot be opened, or opens with an empty one.
+    Opening opened = open(source.isGiven() ? nullptr : &none);
+    if (opened.status == exitNo) {
+        int status = exitDone;
+        auto const password =
+            readPassword(source, AskFor::existing, path == "-" ? "the key on standard input" : path, &status);
+        if (!password)
+            return status;
+        opened = open(&password->text);
+    }
+    if (opened.status == exitDone)
+        return exitDone;
+    std::string const complaint = path + ": " + opened.complaint;
+    return opened.status == exitNo ? answerNo(complaint) : badInput(complaint);
+}
+
 OpenedKey openPrivateKey(PemBlock const& block, std::string const* password) {
     std::string_view const text = block.whole;
     Refusal refusal;
@@ -126,12 +138,12 @@ OpenedKey openPrivateKey(PemBlock const& block, std::string const* password) {
         return {std::move(key), exitDone, ""};
     placeWithin(block, refusal);
     if (refusal.id == RefusalId::wrongPassword)
-        return {nullptr, exitNo, "the password is wrong"};
+        return {nullptr, exitNo, "the password is wrong", refusal.id};
     if (refusal.id == RefusalId::passwordRequired)
-        return {nullptr, exitNo, refusal.str()};
+        return {nullptr, exitNo, refusal.str(), refusal.id};
     auto const encryption = findEncryption(text);
     char const* const opens = encryption && !encryption->problem ? "opens with this password, but: " : "";
-    return {nullptr, exitBadInput, opens + complaintOf(refusal, text)};
+    return {nullptr, exitBadInput, opens + complaintOf(refusal, text), refusal.id};
 }
 
 OpenedPublicKey openPublicKey(PemBlock const& block) {
@@ -139,7 +151,7 @@ OpenedPublicKey openPublicKey(PemBlock const& block) {
     if (auto key = readPublicKey(block.whole, &refusal, everyForm))
         return {std::move(key), ""};
     placeWithin(block, refusal);
-    return {nullptr, complaintOf(refusal, block.whole)};
+    return {nullptr, complaintOf(refusal, block.whole), refusal.id};
 }
 
 std::string sshForm(std::string_view text) {
@@ -162,7 +174,7 @@ std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSo
         return nullptr;
     auto const block = findBlock(textOf(*text), isPrivateKeyLabel);
     if (block && (!block->label.empty() || sshForm(textOf(*text)).empty()))
-        return openAsking(*block, path, password, status);
+        return openKeyAsking(*block, path, password, status);
     *status = badInput(whyNothingFound(path, textOf(*text), "private key"));
     return nullptr;
 }
@@ -190,7 +202,7 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
         }
         return std::move(opened.key);
     }
-    auto const key = openAsking(*block, path, password, status);
+    auto const key = openKeyAsking(*block, path, password, status);
     return key ? key->publicKey() : nullptr;
 }
 

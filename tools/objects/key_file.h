@@ -8,7 +8,9 @@
 #include "sealkit/oid.h"
 #include "sealkit/pbes2.h"
 #include "sealkit/pem.h"
+#include "sealkit/refusal.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,7 +28,19 @@ struct OpenedKey {
     ExitStatus status =
         exitDone; ///< `exitNo` for a wrong or missing password, `exitBadInput` for what is no key.
     std::string complaint;
+    RefusalId reason = RefusalId::none;
 };
+
+/// What opening something that may be encrypted came to.
+struct Opening {
+    ExitStatus status = exitDone; ///< As that of `OpenedKey`.
+    std::string complaint;
+};
+
+/// Opens what stands in the file `path`. `open` is called with the password, null for none; that is read or asked for
+/// if nothing else opens it. Complains. The exit status.
+int openAsking(std::string const& path, PasswordSource const& source,
+               std::function<Opening(std::string const* password)> const& open);
 
 /// What a person reads of a refusal of the key in `text`: the reason, and what to do about it.
 std::string complaintOf(Refusal const& refusal, std::string_view text);
@@ -39,6 +53,7 @@ OpenedKey openPrivateKey(PemBlock const& block, std::string const* password);
 struct OpenedPublicKey {
     std::unique_ptr<PublicKey> key;
     std::string complaint;
+    RefusalId reason = RefusalId::none;
 };
 
 /// Reads the public key of a PEM block or DER on the same terms: of a certificate, a request or itself.

@@ -1,4 +1,6 @@
 #include "io/output_file.h"
+#include "io/password.h"
+#include "objects/key_encryption.h"
 #include "verbs/kem_work.h"
 #include "verbs/verb.h"
 
@@ -11,21 +13,31 @@ void addOutput(CommandLine& commandLine, KemOptions& options) {
     commandLine.flag("--force", options.force, forceHelp);
 }
 
+void addKeyPassword(CommandLine& commandLine, KemOptions& options) {
+    addPasswordOptions(commandLine, options.password, "of an encrypted secret key");
+}
+
 Work newVerb(CommandLine commandLine) {
     auto options = std::make_shared<KemOptions>();
     addOutput(commandLine, *options);
-    commandLine.footer("Writes PKCS#8 in PEM with the seed of the key (RFC 9935), into a file that its owner "
-                       "alone can read.\n"
-                       "It is not encrypted.\n\n"
-                       "Examples:\n"
-                       "  sealkit kem new -o my.key\n"
-                       "  sealkit kem public my.key -o my.pub");
+    addPasswordOptions(commandLine, options->password, "that the key is encrypted under");
+    commandLine.flag("--encrypt", options->encrypt, "encrypt the key; asks for the password twice");
+    addIterations(commandLine, options->iterations);
+    commandLine.footer(
+        "Writes PKCS#8 in PEM with the seed of the key (RFC 9935), encrypted by AES-256 where a password is\n"
+        "given, into a file that its owner alone can read.\n\n"
+        "Examples:\n"
+        "  sealkit kem new -o my.key\n"
+        "  sealkit kem public my.key -o my.pub\n"
+        "  sealkit random 20 --hex -o my.password\n"
+        "  sealkit kem new --password-file my.password -o encrypted.key");
     return [options] { return makeKemKey(*options); };
 }
 
 Work publicVerb(CommandLine commandLine) {
     auto options = std::make_shared<KemOptions>();
     commandLine.text("FILE", options->key, "the secret key; - or nothing is standard input");
+    addKeyPassword(commandLine, *options);
     addOutput(commandLine, *options);
     commandLine.footer("Writes the SubjectPublicKeyInfo in PEM (RFC 9935), for whoever is to encapsulate.\n\n"
                        "Examples:\n"
@@ -41,6 +53,7 @@ Work encapVerb(CommandLine commandLine) {
               "the other side's public key: PEM, DER or its 1184 bytes; or\na certificate with it")
         .valueName("FILE")
         .required();
+    addKeyPassword(commandLine, *options);
     commandLine
         .text("-c,--ciphertext", options->ciphertext,
               "write the ciphertext of 1088 bytes to this file, to send")
@@ -65,11 +78,11 @@ Work decapVerb(CommandLine commandLine) {
     auto options = std::make_shared<KemOptions>();
     commandLine
         .text("-k,--key", options->key,
-              "the secret key: PKCS#8 with seed, expanded key or both, PEM\nor DER; or the 64 bytes of the "
-              "one, "
-              "the 2400 of the other")
+              "the secret key: PKCS#8 with seed, expanded key or both,\n"
+              "encrypted or not, PEM or DER; or the 64 bytes of the one,\nthe 2400 of the other")
         .valueName("FILE")
         .required();
+    addKeyPassword(commandLine, *options);
     commandLine.text("CIPHERTEXT", options->ciphertext, "what the other side sent; - is standard input")
         .required();
     addOutput(commandLine, *options);

@@ -3,12 +3,14 @@
 #include "io/input.h"
 #include "io/output_file.h"
 #include "objects/kem_key.h"
+#include "objects/key_encryption.h"
 #include "objects/key_file.h"
 #include "verbs/verb.h"
 
 #include "sealkit/rng.h"
 
 #include <filesystem>
+#include <memory>
 
 namespace {
 
@@ -50,30 +52,56 @@ int write(KemOptions const& options, mode_t mode, std::span<unsigned char const>
 } // namespace
 
 int makeKemKey(KemOptions const& options) {
+    bool const encrypts = options.encrypt || options.password.isGiven();
+    if (options.iterations && !encrypts)
+        return wrongUsage("--iterations is for encrypted keys: give --encrypt or --password-file");
+    if (areIterationsBad(options.iterations))
+        return exitWrongUsage;
+    // Nobody is asked for a password in vain.
+    if (!canWrite(options.output, options.force))
+        return exitBadInput;
+    int status = exitDone;
+    std::unique_ptr<Password> password;
+    if (encrypts) {
+        bool const hasName = !options.output.empty() && options.output != "-";
+        password =
+            readPassword(options.password, AskFor::fresh, hasName ? options.output : "the key", &status);
+        if (!password)
+            return status;
+    }
     SecretBytes seed(mlkemSeedSize);
-    if (!getDefaultRng().fill(seed.data(), mlkemSeedSize))
+    bool const isDrawn = getDefaultRng().fill(seed.data(), mlkemSeedSize);
+    SecretBytes const pem =
+        isDrawn ? encodeKemKey(std::span(seed).first<mlkemSeedSize>(), password ? &password->text : nullptr,
+                               options.iterations.value_or(defaultKeyIterations))
+                : SecretBytes();
+    if (pem.empty())
         return badInput("the random source failed");
-    return write(options, secretMode, encodeKemKey(std::span(seed).first<mlkemSeedSize>()));
+    return write(options, secretMode, pem);
 }
 
 int writeKemPublicKey(KemOptions const& options) {
+    if (standardInputTwice({options.key, options.password.file}))
+        return exitWrongUsage;
     MLKEMDecap key;
-    if (!readKemKey(options.key, key))
-        return exitBadInput;
+    if (int const status = readKemKey(options.key, options.password, key); status != exitDone)
+        return status;
     return write(options, publicMode, encodeKemPublicKey(key));
 }
 
 int encapsulate(KemOptions const& options) {
+    if (standardInputTwice({options.key, options.password.file}))
+        return exitWrongUsage;
     bool const secretToOutput = options.output.empty() || options.output == "-";
     if (isSamePlace(options.ciphertext, secretToOutput ? "-" : options.output))
         return wrongUsage("secret and ciphertext cannot go to the same place");
     if (wouldFloodTerminal(options.output))
         return floods();
-    auto const publicKey = readKemPublicKey(options.key);
-    if (!publicKey)
-        return exitBadInput;
+    std::vector<unsigned char> publicKey;
+    if (int const status = readKemPublicKey(options.key, options.password, publicKey); status != exitDone)
+        return status;
     MLKEMEncap sender;
-    auto const ciphertext = sender.encap(*publicKey);
+    auto const ciphertext = sender.encap(publicKey);
     if (ciphertext.empty())
         return badInput(options.key +
                         ": no key in order: a coefficient is not reduced (FIPS 203, section 7.2)");
@@ -85,13 +113,13 @@ int encapsulate(KemOptions const& options) {
 }
 
 int decapsulate(KemOptions const& options) {
-    if (standardInputTwice({options.key, options.ciphertext}))
+    if (standardInputTwice({options.key, options.ciphertext, options.password.file}))
         return exitWrongUsage;
     if (wouldFloodTerminal(options.output))
         return floods();
     MLKEMDecap key;
-    if (!readKemKey(options.key, key))
-        return exitBadInput;
+    if (int const status = readKemKey(options.key, options.password, key); status != exitDone)
+        return status;
     auto const ciphertext = readMessage(options.ciphertext);
     if (!ciphertext)
         return exitBadInput;

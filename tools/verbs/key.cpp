@@ -2,10 +2,10 @@
 #include "io/output_file.h"
 #include "io/progress.h"
 #include "io/secret.h"
+#include "objects/key_encryption.h"
 #include "objects/key_file.h"
 #include "verbs/verb.h"
 
-#include "sealkit/pbes2.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/rng.h"
@@ -15,11 +15,6 @@
 #include <algorithm>
 
 namespace {
-
-/// Trying a password then takes tens of milliseconds on a desktop machine.
-constexpr unsigned defaultIterations = 100000;
-/// RFC 8018, section 4.2.
-constexpr unsigned minIterations = 1000;
 
 constexpr unsigned defaultRsaBits = 3072, minRsaBits = 2048, maxRsaBits = 8192;
 
@@ -145,14 +140,6 @@ int writePrivateKey(OutputFile& output, PrivateKey const& key, Password const* p
                     encodePkcs8EncryptedPrivateKey(key, password->text, iterations));
 }
 
-bool areIterationsBad(std::optional<std::uint32_t> iterations) {
-    if (!iterations || (*iterations >= minIterations && *iterations <= pbes2MaxIterations))
-        return false;
-    wrongUsage("--iterations takes a number from " + std::to_string(minIterations) + " to " +
-               std::to_string(pbes2MaxIterations));
-    return true;
-}
-
 /// How messages call what is written.
 std::string nameOfOutput(Options const& options) {
     return options.output.empty() || options.output == "-" ? "the key" : options.output;
@@ -189,7 +176,7 @@ int makeKey(NewOptions const& options) {
     auto const key = generate(*wish, bits);
     if (!key)
         return badInput("the random source failed");
-    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultIterations));
+    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
 }
 
 int writePublic(Options const& options) {
@@ -219,7 +206,7 @@ int encrypt(EncryptOptions const& options) {
     auto const password = readPassword(options.password, AskFor::fresh, nameOfOutput(options), &status);
     if (!password)
         return status;
-    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultIterations));
+    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
 }
 
 int decrypt(Options const& options) {
@@ -242,12 +229,6 @@ void addOutputOptions(CommandLine& commandLine, Options& options) {
 
 void addInput(CommandLine& commandLine, Options& options, char const* what) {
     commandLine.text("FILE", options.input, std::string(what) + "; - or nothing is standard input");
-}
-
-void addIterations(CommandLine& commandLine, std::optional<std::uint32_t>& iterations) {
-    commandLine.number("--iterations", iterations,
-                       "how often the password is hashed: what a guess costs.\nWithout it " +
-                           std::to_string(defaultIterations) + " times");
 }
 
 constexpr char keyInputHelp[] = "the private key: PKCS#8 or traditional, encrypted or\nnot, PEM or DER";

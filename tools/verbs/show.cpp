@@ -1,6 +1,7 @@
 #include "io/input.h"
 #include "io/terminal.h"
 #include "objects/describe_message.h"
+#include "objects/kem_object.h"
 #include "objects/key_file.h"
 #include "objects/message.h"
 #include "objects/pkcs12_file.h"
@@ -29,9 +30,10 @@ struct Options {
     std::string file;
 };
 
-/// A private key, or of one that stays closed its encryption alone.
+/// A private key, in one of two ways, or of one that stays closed its encryption alone.
 struct PrivateKeyFound {
     std::unique_ptr<PrivateKey> key;
+    std::optional<KemKey> kemKey;
     std::optional<KeyEncryption> encryption;
 };
 
@@ -45,7 +47,7 @@ struct ResponseFound {
 };
 
 using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
-                            PrivateKeyFound, EcParameters, PKCS7SignedData, PKCS7EnvelopedData,
+                            KemKey, PrivateKeyFound, EcParameters, PKCS7SignedData, PKCS7EnvelopedData,
                             TimeStampRequest, ResponseFound, Pkcs12File>;
 
 /// An object, or why there is none.
@@ -92,6 +94,13 @@ Found readPublicKeyAs(std::string_view text) {
         return Object(std::move(opened.key));
     Found nothing;
     nothing.complaint = opened.complaint;
+    if (opened.reason == RefusalId::unknownKeyAlgorithm) {
+        OpenedKemKey kem = openKemPublicKey(text);
+        if (kem.key)
+            return Object(std::move(*kem.key));
+        if (!kem.complaint.empty())
+            nothing.complaint = kem.complaint;
+    }
     return nothing;
 }
 
@@ -99,14 +108,21 @@ Found readPublicKeyAs(std::string_view text) {
 Found readPrivateKeyAs(std::string_view text, Password const* password) {
     auto encryption = findEncryption(text);
     if (encryption && !password)
-        return Object(PrivateKeyFound{nullptr, std::move(encryption)});
+        return Object(PrivateKeyFound{nullptr, std::nullopt, std::move(encryption)});
     OpenedKey opened =
         openPrivateKey({.label = {}, .body = {}, .whole = text}, password ? &password->text : nullptr);
     if (opened.key)
-        return Object(PrivateKeyFound{std::move(opened.key), std::move(encryption)});
+        return Object(PrivateKeyFound{std::move(opened.key), std::nullopt, std::move(encryption)});
     Found nothing;
     nothing.status = opened.status;
     nothing.complaint = opened.complaint;
+    if (opened.reason == RefusalId::unknownKeyAlgorithm) {
+        OpenedKemKey kem = openKemPrivateKey(text, password ? &password->text : nullptr);
+        if (kem.key)
+            return Object(PrivateKeyFound{nullptr, std::move(kem.key), std::move(encryption)});
+        if (!kem.complaint.empty())
+            nothing.complaint = kem.complaint;
+    }
     return nothing;
 }
 
@@ -356,8 +372,8 @@ void dump(Object object) {
             } else if constexpr (std::is_same_v<T, ResponseFound>) {
                 makePrintable(value.response);
                 value.response.dump(terminal::out());
-            } else if constexpr (std::is_same_v<T, PKCS7EnvelopedData>) {
-                // The library has no dump of it.
+            } else if constexpr (std::is_same_v<T, PKCS7EnvelopedData> || std::is_same_v<T, KemKey>) {
+                // The library has no dump of them.
             } else if constexpr (std::is_same_v<T, Pkcs12File>) {
                 if (value.pfx->signedData)
                     makePrintable(*value.pfx->signedData);
@@ -374,9 +390,11 @@ Description describePrivateKey(PrivateKeyFound const& found, bool withSecrets) {
     Description result{{"object", found.encryption ? "encrypted private key" : "private key"}};
     if (found.key)
         result.update(describe(*found.key, withSecrets));
+    if (found.kemKey)
+        result.update(describe(*found.kemKey, withSecrets));
     if (found.encryption)
         result["encryption"] = describe(*found.encryption);
-    if (!found.key && !found.encryption->problem)
+    if (!found.key && !found.kemKey && !found.encryption->problem)
         result["key"] = "not opened (--password-file opens it)";
     return result;
 }
@@ -390,6 +408,10 @@ Description describeObject(Object const& object, bool withSecrets) {
             } else if constexpr (std::is_same_v<T, std::unique_ptr<PublicKey>>) {
                 Description result{{"object", "public key"}};
                 result.update(describe(*value));
+                return result;
+            } else if constexpr (std::is_same_v<T, KemKey>) {
+                Description result{{"object", "public key"}};
+                result.update(describe(value, false));
                 return result;
             } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
                 return describePrivateKey(value, withSecrets);
@@ -504,6 +526,8 @@ std::string whyNoDump(Object const& object, bool withSecrets) {
     if (std::holds_alternative<PKCS7EnvelopedData>(object))
         return "the library has no dump of enveloped messages: leave --dump out";
     auto const* const found = std::get_if<PrivateKeyFound>(&object);
+    if (std::holds_alternative<KemKey>(object) || (found && found->kemKey))
+        return "the library has no dump of ML-KEM keys: leave --dump out";
     if (!found)
         return "";
     if (!withSecrets)
@@ -595,9 +619,9 @@ Work setUpShow(CommandLine commandLine) {
         .required();
     commandLine.footer(
         "Knows certificates, chains, revocation lists, certificate requests, public and private\n"
-        "keys, encrypted ones too, PKCS#12 files, signed and enveloped messages (PKCS#7, CMS), and\n"
-        "requests and responses of time-stamps. The dump of a private key needs --secrets, and\n"
-        "enveloped messages have none.\n\n"
+        "keys, encrypted ones and those of ML-KEM-768 too, PKCS#12 files, signed and enveloped messages\n"
+        "(PKCS#7, CMS), and requests and responses of time-stamps. The dump of a private key needs\n"
+        "--secrets; enveloped messages and ML-KEM keys have none.\n\n"
         "Examples:\n"
         "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
         "  sealkit key new rsa-2048 | sealkit show -");

@@ -1,6 +1,9 @@
 #include "sealkit/mlkem_keys.h"
 
+#include "sealkit/input_kind.h"
 #include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
+#include "sealkit/rng.h"
 
 #include <gtest/gtest.h>
 
@@ -76,6 +79,136 @@ TEST(MlkemKeys, SayWhyTheyAreRefused) {
     EXPECT_EQ(refusal.line, 2u);
     EXPECT_FALSE(readMlkemPublicKey("-----BEGIN PUBLIC KEY-----\n", pub, &refusal));
     EXPECT_EQ(refusal.id, RefusalId::pemWithoutEnd);
+}
+
+Bytes encrypted(std::string_view password, unsigned iterations = 2) {
+    return encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize>(seed), password,
+                                          iterations);
+}
+
+/// The element with that tag and these contents, of 128 bytes to 64 KiB.
+Bytes longElement(unsigned char tag, std::initializer_list<Bytes> contents) {
+    Bytes content;
+    for (Bytes const& part : contents)
+        content.insert(content.end(), part.begin(), part.end());
+    Bytes whole{tag, 0x82, static_cast<unsigned char>(content.size() >> 8),
+                static_cast<unsigned char>(content.size())};
+    whole.insert(whole.end(), content.begin(), content.end());
+    return whole;
+}
+
+TEST(MlkemKeys, TellWhatTheirContainerHolds) {
+    MLKEMDecap key;
+    MlkemKeyForm form;
+    ASSERT_TRUE(parseMlkemPrivateKey(encodeSeed(), key, nullptr, &form));
+    EXPECT_TRUE(form.hasSeed && !form.hasExpandedKey);
+    EXPECT_EQ(Bytes(std::begin(form.seed), std::end(form.seed)), seed);
+
+    Bytes const header = [] {
+        Bytes der = encodeSeed();
+        return Bytes(der.begin() + 2, der.begin() + 18); // The version and the algorithm.
+    }();
+    Bytes const expanded = longElement(0x04, {Bytes(std::begin(key.secretKey), std::end(key.secretKey))});
+    Bytes both{0x04, mlkemSeedSize};
+    both.insert(both.end(), seed.begin(), seed.end());
+    ASSERT_TRUE(parseMlkemPrivateKey(longElement(0x30, {header, longElement(0x04, {expanded})}), key, nullptr,
+                                     &form));
+    EXPECT_TRUE(!form.hasSeed && form.hasExpandedKey && isOurs(key));
+    ASSERT_TRUE(parseMlkemPrivateKey(
+        longElement(0x30, {header, longElement(0x04, {longElement(0x30, {both, expanded})})}), key, nullptr,
+        &form));
+    EXPECT_TRUE(form.hasSeed && form.hasExpandedKey && isOurs(key));
+    EXPECT_EQ(Bytes(std::begin(form.seed), std::end(form.seed)), seed);
+}
+
+TEST(MlkemKeys, AreReadUnderTheirPassword) {
+    Bytes const der = encrypted("secret");
+    Bytes const pem = encodePemType("ENCRYPTED PRIVATE KEY", der);
+    EXPECT_EQ(findInputKind(view(der)), InputKind::encryptedPrivateKey);
+    EXPECT_NE(encrypted("secret"), der); // Salt and IV are new ones.
+    MLKEMDecap key, fromDer, fromPem, plain;
+    MlkemKeyForm form;
+    Refusal refusal;
+    ASSERT_TRUE(parseMlkemEncryptedPrivateKey(der, "secret", key, &refusal, &form)) << refusal.str();
+    EXPECT_TRUE(isOurs(key) && form.hasSeed && !form.hasExpandedKey);
+    EXPECT_TRUE(readMlkemPrivateKey(view(der), "secret", fromDer, nullptr) && isOurs(fromDer));
+    EXPECT_TRUE(readMlkemPrivateKey(view(pem), "secret", fromPem, nullptr) && isOurs(fromPem));
+    EXPECT_TRUE(readMlkemPrivateKey(view(encodeSeed()), "unneeded", plain, nullptr) && isOurs(plain));
+    Bytes pub;
+    for (Bytes const& text : {der, pem}) {
+        EXPECT_TRUE(readMlkemPublicKey(view(text), "secret", pub, nullptr));
+        EXPECT_EQ(pub, Bytes(std::begin(key.publicKey), std::end(key.publicKey)));
+        EXPECT_FALSE(readMlkemPublicKey(view(text), pub, &refusal));
+        EXPECT_EQ(refusal.id, RefusalId::passwordRequired);
+        EXPECT_FALSE(readMlkemPublicKey(view(text), "other", pub, &refusal));
+        EXPECT_EQ(refusal.id, RefusalId::wrongPassword);
+    }
+    EXPECT_TRUE(encrypted("secret", 0).empty());
+}
+
+TEST(MlkemKeys, TellAWrongPasswordFromDamage) {
+    auto const refusalOf = [](Bytes const& der, std::string_view password) {
+        MLKEMDecap key;
+        Refusal refusal;
+        EXPECT_FALSE(readMlkemPrivateKey(view(der), password, key, &refusal));
+        return refusal;
+    };
+    Bytes const der = encrypted("secret");
+    for (char const* password : {"", "Secret", "secret ", "other"})
+        EXPECT_EQ(refusalOf(der, password).id, RefusalId::wrongPassword) << password;
+    MLKEMDecap key;
+    Refusal refusal;
+    EXPECT_FALSE(readMlkemPrivateKey(view(der), key, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::passwordRequired);
+
+    Bytes const shorter(der.begin(), der.end() - 1);
+    EXPECT_EQ(refusalOf(shorter, "secret").id, RefusalId::truncatedElement);
+    Bytes damaged = der;
+    damaged[damaged.size() - 97]--; // The length of the ciphertext of 96 bytes.
+    damaged[2]--;
+    damaged.pop_back();
+    ASSERT_EQ(damaged[2], damaged.size() - 3);
+    EXPECT_EQ(refusalOf(damaged, "secret").id, RefusalId::malformedCiphertext);
+
+    // A key of another algorithm under the right password, and a damaged one.
+    EcPrivateKey ec;
+    ec.curve = Curve::p256;
+    ASSERT_TRUE(ec.generatePrivKey(getDefaultRng()));
+    refusal = refusalOf(encodePkcs8EncryptedPrivateKey(ec, "secret", 2), "secret");
+    EXPECT_EQ(refusal.id, RefusalId::unknownKeyAlgorithm);
+    EXPECT_NE(refusal.path.find("decrypted key"), std::string::npos) << refusal.path;
+    std::unique_ptr<PrivateKey> const general =
+        parsePkcs8EncryptedPrivateKey(der, "secret", &refusal); // No key of keys.h.
+    EXPECT_EQ(general, nullptr);
+    EXPECT_EQ(refusal.id, RefusalId::unknownKeyAlgorithm);
+}
+
+TEST(MlkemKeys, ContainersAreNotTakenForRawBytes) {
+    Bytes const pem = encodePemType("PRIVATE KEY", encodeSeed());
+    for (size_t size : {2400, 1184}) {
+        std::string text(view(pem));
+        text.insert(0, std::string(size - text.size() - 1, '#') + "\n");
+        ASSERT_EQ(text.size(), size);
+        MLKEMDecap key;
+        Bytes pub;
+        EXPECT_TRUE(readMlkemPrivateKey(text, key, nullptr) && isOurs(key));
+        EXPECT_TRUE(readMlkemPublicKey(text, pub, nullptr));
+        EXPECT_EQ(pub, Bytes(std::begin(key.publicKey), std::end(key.publicKey)));
+    }
+    // A OneAsymmetricKey of an algorithm that is not known here, which has the length of a seed.
+    Bytes der{0x30, 62, 0x02, 0x01, 0x00, 0x30, 0x05, 0x06, 0x03, 0x2B, 0x65, 0x71, 0x04, 50};
+    der.resize(mlkemSeedSize);
+    MLKEMDecap key;
+    Refusal refusal;
+    EXPECT_FALSE(readMlkemPrivateKey(view(der), key, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::unknownKeyAlgorithm);
+}
+
+TEST(MlkemKeys, HaveTheKindsOfTheirContainers) {
+    MLKEMDecap key;
+    ASSERT_TRUE(key.load(seed));
+    EXPECT_EQ(findInputKind(view(encodeSeed())), InputKind::privateKey);
+    EXPECT_EQ(findInputKind(view(encodeMlkemPublicKey(key))), InputKind::publicKey);
 }
 
 } // namespace

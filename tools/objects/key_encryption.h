@@ -1,0 +1,16 @@
+/// How the verbs encrypt a new private key under a password.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+class CommandLine;
+
+/// Trying a password then takes tens of milliseconds on a desktop machine.
+inline constexpr unsigned defaultKeyIterations = 100000;
+
+/// Declares --iterations.
+void addIterations(CommandLine& commandLine, std::optional<std::uint32_t>& iterations);
+
+/// Whether a count is given that no key is written with. Complains.
+bool areIterationsBad(std::optional<std::uint32_t> iterations);
