@@ -1,7 +1,7 @@
 #include "sealkit/store.h"
 
 #include "base/file.h"
-#include "kp/file.h"
+#include "base/reading.h"
 #include "sealkit/pem.h"
 #include "trust/load.h"
 
@@ -60,8 +60,11 @@ bool detail::loadFolder(CertificateMemoryStore& to, std::string_view dir, bool w
     bool const isSilent = diagnostics == Diagnostics::silent;
     for (std::string const& name : names) {
         std::string const path = std::string(dir) + "/" + name;
-        std::string const content = kp::readFile(path, -1, 0);
-        LoadedAs as = content.empty() ? LoadedAs::empty : LoadedAs::nothing;
+        FileText const file(path);
+        std::string_view const content = file;
+        LoadedAs as = !content.empty() ? LoadedAs::nothing
+                      : isFolder(path) ? LoadedAs::folder
+                                       : LoadedAs::empty;
         Refusal refusal;
         if (auto certificate = isSilent ? readCertFromStr(content, &refusal) : readCertFromStr(content)) {
             to.certs.push_back(std::move(certificate));
@@ -71,9 +74,15 @@ bool detail::loadFolder(CertificateMemoryStore& to, std::string_view dir, bool w
             as = LoadedAs::crl;
         }
         if (files != nullptr && name != "." && name != "..")
-            files->push_back({name, as == LoadedAs::empty && isFolder(path) ? LoadedAs::folder : as});
-        if (refusals != nullptr && as == LoadedAs::nothing)
-            refusals->push_back({path, std::move(refusal)});
+            files->push_back({name, as});
+        if (refusals == nullptr || (as != LoadedAs::nothing && as != LoadedAs::empty))
+            continue;
+        if (as == LoadedAs::empty) {
+            refusal = {};
+            Reading reading({}, &refusal);
+            file.explain(reading);
+        }
+        refusals->push_back({path, std::move(refusal)});
     }
     return true;
 }

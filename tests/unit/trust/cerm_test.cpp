@@ -1,5 +1,6 @@
 #include "chains.h"
 #include "kp/cloud.h"
+#include "kp/root.h"
 #include "kp/store.h"
 #include "sealkit/cerm.h"
 #include "support/captured_output.h"
@@ -594,6 +595,20 @@ TEST_F(LoadFromCerm, TellsWhatIsLeftOutAndWritesNothing) {
     EXPECT_TRUE(refusals[0].refusal);
     EXPECT_EQ(refusals[1].path, "entry 1 of the certificate manager");
     EXPECT_EQ(refusals[1].refusal.id, RefusalId::truncatedElement);
+}
+
+TEST_F(LoadFromCerm, TellsWhichFilesOfTheBuiltInFolderAreEmptyOrCannotBeRead) {
+    put("kelp/etc/ca/1-empty.pem", "");
+    std::filesystem::create_directory(kp::rootPath("/kelp/etc/ca/2-folder"));
+    std::filesystem::create_symlink("nowhere", kp::rootPath("/kelp/etc/ca/3-dangling.pem"));
+    CertificateMemoryStore store;
+    std::vector<LoadRefusal> refusals;
+    ASSERT_TRUE(store.loadFromCerm(allBits, false, &refusals));
+    std::map<std::string, RefusalId> found;
+    for (LoadRefusal const& one : refusals)
+        found[std::filesystem::path(one.path).filename()] = one.refusal.id;
+    EXPECT_EQ(found, (std::map<std::string, RefusalId>{{"1-empty.pem", RefusalId::emptyInput},
+                                                       {"3-dangling.pem", RefusalId::missingFile}}));
 }
 
 } // namespace
