@@ -60,6 +60,9 @@ public:
     /// Whether a CRL of that issuer may be about the certificate.
     bool names(CrlFields const& crl) const { return crl.issuer == direct || issuers.contains(crl.issuer); }
 
+    /// Whether a point names the CRL's issuer, and the CRL is for others as well.
+    bool designate(CrlFields const& crl) const { return crl.isIndirect && issuers.contains(crl.issuer); }
+
     /// The reasons that a CRL covers for the certificate: of all points that it answers. 0 if it answers none.
     unsigned reasonsOf(CrlFields const& crl) const {
         unsigned reasons = crl.issuer == direct ? lookUp(certificateIssuer, crl) : 0;
@@ -255,17 +258,22 @@ private:
         if (!fitsKeyId(*candidate.crl, signer))
             return false;
         std::optional<PathCode> const code =
-            checks.signatures.check(*candidate.crl, signer.subjectPublicKeyInfo);
+            checks.signatures.check(*candidate.crl, signer.subjectPublicKeyInfo, SignatureForms::standard);
         if (code != PathCode::valid)
             return came(code ? CrlStatus::badSignature : CrlStatus::unchecked);
-        return (maySign(signer) && isValid(signer)) ||
+        return (maySign(signer) && isValid(signer, candidate)) ||
                came(checks.signatures.wasRefused() ? CrlStatus::unchecked : CrlStatus::otherIssuer);
     }
 
-    /// Whether the signer leads to the anchor: certificates of the chain do.
-    bool isValid(X509Certificate const& signer) {
-        auto const [place, isNew] = validSigners.try_emplace(&signer, true);
-        if (isNew && !isSame(signer, *issuer.certificate) && !isSame(signer, anchor))
+    /// Whether the signer leads to the anchor: certificates of the chain do. A certificate tells its own status where its
+    /// CA says so, by naming it as the issuer of the CRL.
+    bool isValid(X509Certificate const& signer, Candidate const& candidate) {
+        if (isSame(signer, *issuer.certificate) || isSame(signer, anchor))
+            return true;
+        if (isSame(signer, *subject.certificate))
+            return points.designate(*candidate.fields);
+        auto const [place, isNew] = validSigners.try_emplace(&signer, false);
+        if (isNew)
             place->second = sources.isSignerValid(signer, anchor);
         return place->second;
     }
