@@ -5,6 +5,7 @@
 #include "trust/general_name.h"
 #include "trust/identity.h"
 #include "trust/name_constraints.h"
+#include "trust/standard/path.h"
 #include "trust/validation.h"
 
 #include <iostream>
@@ -243,7 +244,7 @@ std::string getDisplayName(X509Certificate const& certificate) {
 PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
                                 PathOptions const& options) {
     detail::PathChecks checks(detail::Diagnostics::silent);
-    return detail::validate(chain, store, options, checks, detail::Texts::wanted).explanation;
+    return detail::validateByAll(chain, store, options, checks, detail::Texts::wanted).explanation;
 }
 
 int x509ValidatePath(CertificateChain const& chain, CertificateStore const& store, TimePoint now,
