@@ -134,11 +134,16 @@ private:
             if (code == PathCode::valid)
                 continue;
             isUndecided = !code;
-            return finding(code.value_or(PathCode::noAnchor), depth, [&](PathExplanation& result) {
-                result.facts = {{"signature algorithm", oidName(path[depth]->signatureAlgorithm.oid)},
-                                {"issuer's key", showKeyAlgorithm(issuer.subjectPublicKeyInfo)},
-                                {"issuer", getDisplayName(issuer)}};
-            });
+            // A key of another algorithm comes with a signature of that: DSA, say.
+            bool const isOtherKey = code == PathCode::issuerKeyUnreadable &&
+                                    !isKeyAlgorithm(getKeyAlgorithm(issuer.subjectPublicKeyInfo));
+            return finding(isOtherKey ? PathCode::algorithmMismatch : code.value_or(PathCode::noAnchor),
+                           depth, [&](PathExplanation& result) {
+                               result.facts = {
+                                   {"signature algorithm", oidName(path[depth]->signatureAlgorithm.oid)},
+                                   {"issuer's key", showKeyAlgorithm(issuer.subjectPublicKeyInfo)},
+                                   {"issuer", getDisplayName(issuer)}};
+                           });
         }
         return std::nullopt;
     }
