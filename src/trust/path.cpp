@@ -135,7 +135,7 @@ private:
 
     Failure checkRevocation(size_t depth) {
         X509Certificate const& certificate = *chain[depth];
-        if (auto const crl = store.findCrl(certificate)) {
+        if (auto const crl = store.findCrl(certificate); crl && crl->platformRefusal() == nullptr) {
             RevokedCertificate const* entry = crl->findRevoked(certificate.serialNumber);
             if (entry == nullptr)
                 return std::nullopt;

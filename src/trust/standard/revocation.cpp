@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <string_view>
 #include <tuple>
 #include <utility>
 
@@ -163,6 +164,7 @@ public:
           sources(known),
           options(question),
           checks(shared),
+          anchorName(canonicalName(top.subjectBytes())),
           points(asked) {}
 
     RevocationResult run() {
@@ -233,16 +235,24 @@ private:
         CrlStatus status = CrlStatus::unknownIssuer;
         if (name == issuer.subject && signs(*issuer.certificate, candidate, status))
             return CrlStatus::verified;
-        if (name == canonicalName(anchor.subjectBytes()) && signs(anchor, candidate, status))
+        if (name == anchorName && signs(anchor, candidate, status))
             return CrlStatus::verified;
-        for (auto const& signer : sources.signers) {
-            if (signer.get() == issuer.certificate || signer.get() == &anchor ||
-                checks.crls.subjectOf(signer) != name)
-                continue;
-            if (signs(*signer, candidate, status))
+        auto const [first, end] = signersNamed(name);
+        for (auto signer = first; signer != end; ++signer)
+            if (signer->second != issuer.certificate && signer->second != &anchor &&
+                signs(*signer->second, candidate, status))
                 return CrlStatus::verified;
-        }
         return status;
+    }
+
+    using ByName = std::multimap<std::string_view, X509Certificate const*>;
+
+    /// The certificates of the sources with that name. Most CRLs are signed by the issuer's key and ask for no others.
+    std::pair<ByName::const_iterator, ByName::const_iterator> signersNamed(std::string_view name) {
+        if (signersByName.empty())
+            for (auto const& signer : sources.signers)
+                signersByName.emplace(checks.crls.subjectOf(signer), signer.get());
+        return std::as_const(signersByName).equal_range(name);
     }
 
     /// Whether the certificate, which bears the name of the CRL's issuer, signed it and may do so. `status` tells otherwise
@@ -420,10 +430,12 @@ private:
     RevocationSources const& sources;
     PathOptions const& options;
     PathChecks& checks;
+    std::string anchorName;
     Points points;
     std::vector<Candidate> candidates;
     bool hasDeltas = false;
     unsigned covered = 0; ///< Reasons.
+    ByName signersByName;
     std::map<X509Certificate const*, bool> validSigners;
 };
 
