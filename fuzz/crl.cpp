@@ -3,11 +3,45 @@
 #include "signed_object.h"
 #include "targets.h"
 
+namespace {
+
+/// The index finds what reading through the entries finds.
+void searchEntries(X509Crl const& crl) {
+    constexpr size_t maxSearches = 32;
+    X509Crl const scanned = crl; // A copy has no index of its own.
+    for (size_t position = 0; position < crl.revoked.size() && position < maxSearches; position++) {
+        asn1::blob const serialNumber = crl.revoked[position].serialNumber;
+        std::vector<size_t> const found = crl.findAllRevoked(serialNumber);
+        SEALKIT_ASSERT(found == scanned.findAllRevoked(serialNumber));
+        SEALKIT_ASSERT(std::ranges::find(found, position) != found.end());
+        SEALKIT_ASSERT(crl.findRevoked(serialNumber) == &crl.revoked[found.front()]);
+        crl.certificateIssuer(position);
+    }
+    SEALKIT_ASSERT(crl.findRevoked({}) == nullptr);
+}
+
+/// What the platform's rules support reads alike for the standard rules, and what only these support tells why.
+void readForStandard(asn1::blob input, X509Crl const& stated, bool isAccepted) {
+    X509Crl crl;
+    bool const isRead = crl.parse(input, nullptr, FormRules::standard);
+    SEALKIT_ASSERT(isRead || !isAccepted);
+    SEALKIT_ASSERT((isRead && !isAccepted) == (crl.platformRefusal() != nullptr));
+    if (!isRead)
+        return;
+    SEALKIT_ASSERT(asn1::blob(crl.serialize()) == input);
+    SEALKIT_ASSERT(!isAccepted || fuzz::dumpOf(crl) == fuzz::dumpOf(stated));
+    searchEntries(crl);
+}
+
+} // namespace
+
 /// Beside what holds for every signed object: raw and parsed issuer are the same name, and every entry
-/// has a serial number.
+/// has a serial number, under which it is found.
 void fuzz::crl(asn1::blob input) {
     X509Crl crl;
-    if (!parseAndSerialize(input, &crl))
+    bool const isAccepted = parseAndSerialize(input, &crl);
+    readForStandard(input, crl, isAccepted);
+    if (!isAccepted)
         return;
     DistinguishedName issuer;
     SEALKIT_ASSERT(issuer.parse(crl.issuerBytes()) && issuer == crl.issuer);
