@@ -124,9 +124,10 @@ SEALKIT_API std::vector<unsigned char> encodePemPkcs8EncryptedPrivateKey(Private
 /// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`. Empty if the members form no valid key.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
 
-/// A certificate. Null if the first block has another label.
+/// A certificate. Null if the first block has another label. `forms` tells for which rules of validation it is read.
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text);
-SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal);
+SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal,
+                                                             FormRules forms = FormRules::platform);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path, Refusal* refusal);
 

@@ -46,6 +46,7 @@
 #include <vector>
 
 class CertificateStore;
+struct PathOptions;
 class PKCS7SignedData;
 
 /// SignerInfo (RFC 5652, section 5.3). Object identifiers are content octets throughout.
@@ -144,6 +145,8 @@ public:
     bool parse(asn1::blob message);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob message, Refusal* refusal);
+    /// The same, with the certificates and CRLs that `forms` takes.
+    bool parse(asn1::blob message, Refusal* refusal, FormRules forms);
 
     /// Reads a DER SignedData of version 1 or 3. Returns false if it is malformed, has trailing bytes,
     /// another version or an unknown digest algorithm, if a certificate, CRL or signer does not parse, or if
@@ -195,6 +198,10 @@ public:
     /// the signing time, which the signer chose. Nor are the digest algorithms of the message, or whether the
     /// content is an OCTET STRING or a SEQUENCE: neither is signed.
     bool verify(CertificateStore const& store, asn1::blob detachedContent, TimePoint now,
+                std::string* reason) const;
+    /// The same, with what `options` (path.h) ask of the chains of the signers' certificates: time, names, CRLs, purpose
+    /// and rules.
+    bool verify(CertificateStore const& store, asn1::blob detachedContent, PathOptions const& options,
                 std::string* reason) const;
 
     /// Writes digest algorithms, content type, certificates and signers as text, line by line. Names are not

@@ -9,7 +9,8 @@
 /// | `LoadRefusal` | what a store did not take of a file, and why |
 ///
 /// A store is filled once and then only read. Filling takes no locks; a filled store may serve any
-/// number of threads at once.
+/// number of threads at once. Look-ups in a store of many objects go through an index, which the first of them makes,
+/// and which grows with the store.
 ///
 /// A store decides nothing: it does not check dates, signatures or flags, and validation trusts all that it
 /// holds.
@@ -64,12 +65,14 @@ struct LoadRefusal {
 
 /// Every certificate of a PEM text, or one in DER, in the text's order. Appends to `*refusals`, unless that is null, why
 /// a block is left out, or why the text gives nothing: it is empty, of an unknown form or holds other objects. Blocks
-/// with other labels are ignored. Writes nothing to any stream.
-SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertificates(std::string_view text,
-                                                                           std::vector<Refusal>* refusals);
+/// with other labels are ignored. Writes nothing to any stream. Here and below, `forms` tells for which rules of
+/// validation objects are read.
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
+readCertificates(std::string_view text, std::vector<Refusal>* refusals,
+                 FormRules forms = FormRules::platform);
 /// The same for CRLs.
-SEALKIT_API std::vector<std::shared_ptr<X509Crl>> readCrls(std::string_view text,
-                                                           std::vector<Refusal>* refusals);
+SEALKIT_API std::vector<std::shared_ptr<X509Crl>>
+readCrls(std::string_view text, std::vector<Refusal>* refusals, FormRules forms = FormRules::platform);
 
 /// A store that keeps everything in memory. Loaders only append; the first match in load order
 /// answers a look-up.
@@ -78,8 +81,21 @@ public:
     std::vector<std::shared_ptr<X509Certificate>> certs; ///< In load order, duplicates included.
     std::vector<std::shared_ptr<X509Crl>> crls;          ///< In load order.
 
+    CertificateMemoryStore();
+    CertificateMemoryStore(CertificateMemoryStore const& other);
+    CertificateMemoryStore(CertificateMemoryStore&& other) noexcept;
+    CertificateMemoryStore& operator=(CertificateMemoryStore const& other);
+    CertificateMemoryStore& operator=(CertificateMemoryStore&& other) noexcept;
+    ~CertificateMemoryStore() override;
+
+    /// Lets the next look-up index the store anew. To be called after elements of `certs` or `crls` were replaced,
+    /// removed or moved, or their names or key identifiers changed: look-ups among more than 64 may miss such an element
+    /// otherwise, or give one that stands behind it. What they give does match, always. Appending needs no call.
+    void reindex();
+
     /// The first certificate whose subject equals `subject` and whose subject key identifier equals
-    /// `keyId`; an empty `keyId` lets the name alone decide.
+    /// `keyId`; an empty `keyId` lets the name alone decide. Certificates and CRLs that only the standard rules support
+    /// (`platformRefusal`) are not found.
     std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                      asn1::blob keyId) const override;
 
@@ -100,14 +116,18 @@ public:
 
     /// Appends what `readCertificates` and `readCrls` give, but for copies of what the store holds. The number of objects
     /// that were read, copies included.
-    size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals);
-    size_t loadCrls(std::string_view text, std::vector<Refusal>* refusals);
+    size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
+                            FormRules forms = FormRules::platform);
+    size_t loadCrls(std::string_view text, std::vector<Refusal>* refusals,
+                    FormRules forms = FormRules::platform);
 
     /// The same from a file, or from every file of a folder in the order of their names; folders in it are not entered.
     /// Appends to `*refusals`, unless that is null, each file or block that is left out. An empty folder gives 0 and no
     /// refusal.
-    size_t loadCertificatesFrom(std::string const& path, std::vector<LoadRefusal>* refusals);
-    size_t loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals);
+    size_t loadCertificatesFrom(std::string const& path, std::vector<LoadRefusal>* refusals,
+                                FormRules forms = FormRules::platform);
+    size_t loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals,
+                        FormRules forms = FormRules::platform);
 
     /// Appends what the system's certificate manager trusts for a use: its trusted entries whose use mask
     /// shares a bit with `usage`, the built-in CA folder where the settings trust it for such a use, and the
@@ -117,5 +137,6 @@ public:
 
     /// The same, but writes nothing to any stream and appends to `*refusals`, unless that is null, each entry
     /// and file that is left out because it is unreadable.
-    bool loadFromCerm(unsigned usage, bool all, std::vector<LoadRefusal>* refusals);
+    bool loadFromCerm(unsigned usage, bool all, std::vector<LoadRefusal>* refusals,
+                      FormRules forms = FormRules::platform);
 };

@@ -63,6 +63,8 @@ public:
     bool parse(asn1::blob response);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob response, Refusal* refusal);
+    /// The same, with the certificates and CRLs that `forms` takes.
+    bool parse(asn1::blob response, Refusal* refusal, FormRules forms);
 
     /// Writes the status and, of a granted response, the token to standard output.
     void dump() const;

@@ -332,8 +332,9 @@ auto readFileFor(Refusal* refusal, Read read, std::string const& path, Arguments
 
 std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text) { return readText(readCert, text); }
 
-std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal) {
-    return readTextFor(refusal, readCert, text);
+std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal, FormRules forms) {
+    Reading reading(text, refusal, forms);
+    return readCert(reading, text);
 }
 
 std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {

@@ -185,7 +185,11 @@ bool PKCS7SignedData::parse(asn1::blob message) {
 }
 
 bool PKCS7SignedData::parse(asn1::blob message, Refusal* refusal) {
-    Reading reading(message, refusal);
+    return parse(message, refusal, FormRules::platform);
+}
+
+bool PKCS7SignedData::parse(asn1::blob message, Refusal* refusal, FormRules forms) {
+    Reading reading(message, refusal, forms);
     return readAnew(*this, [&](PKCS7SignedData& to) { return detail::read(reading, message, to); });
 }
 

@@ -170,7 +170,11 @@ bool TimeStampResponse::parse(asn1::blob response) {
 }
 
 bool TimeStampResponse::parse(asn1::blob response, Refusal* refusal) {
-    Reading reading(response, refusal);
+    return parse(response, refusal, FormRules::platform);
+}
+
+bool TimeStampResponse::parse(asn1::blob response, Refusal* refusal, FormRules forms) {
+    Reading reading(response, refusal, forms);
     return detail::read(reading, response, *this);
 }
 

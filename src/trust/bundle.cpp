@@ -19,11 +19,12 @@ using Objects = std::vector<std::shared_ptr<T>>;
 constexpr std::string_view labelOf(X509Certificate const*) { return "CERTIFICATE"; }
 constexpr std::string_view labelOf(X509Crl const*) { return "X509 CRL"; }
 
-std::unique_ptr<X509Certificate> readFirst(std::string_view text, Refusal* refusal, X509Certificate const*) {
-    return readCertFromStr(text, refusal);
+std::unique_ptr<X509Certificate> readFirst(std::string_view text, Refusal* refusal, FormRules forms,
+                                           X509Certificate const*) {
+    return readCertFromStr(text, refusal, forms);
 }
-std::unique_ptr<X509Crl> readFirst(std::string_view text, Refusal* refusal, X509Crl const*) {
-    return readCrl(text, refusal);
+std::unique_ptr<X509Crl> readFirst(std::string_view text, Refusal* refusal, FormRules forms, X509Crl const*) {
+    return readCrl(text, refusal, forms);
 }
 
 void add(std::vector<Refusal>* refusals, Refusal refusal) {
@@ -33,7 +34,7 @@ void add(std::vector<Refusal>* refusals, Refusal refusal) {
 
 /// Every block of a PEM text with the label of `T`, or one object in DER.
 template <typename T>
-Objects<T> readAll(std::string_view text, std::vector<Refusal>* refusals) {
+Objects<T> readAll(std::string_view text, FormRules forms, std::vector<Refusal>* refusals) {
     constexpr T const* kind = nullptr;
     Objects<T> objects;
     PemReader reader(text);
@@ -44,7 +45,7 @@ Objects<T> readAll(std::string_view text, std::vector<Refusal>* refusals) {
             continue;
         isFound = true;
         Refusal refusal;
-        if (auto object = readFirst(block.whole, &refusal, kind)) {
+        if (auto object = readFirst(block.whole, &refusal, forms, kind)) {
             objects.push_back(std::move(object));
             continue;
         }
@@ -58,7 +59,7 @@ Objects<T> readAll(std::string_view text, std::vector<Refusal>* refusals) {
     if (isFound) {
         if (!reader.finish(&refusal))
             add(refusals, std::move(refusal));
-    } else if (auto object = readFirst(text, &refusal, kind)) {
+    } else if (auto object = readFirst(text, &refusal, forms, kind)) {
         objects.push_back(std::move(object));
     } else {
         add(refusals, std::move(refusal));
@@ -102,7 +103,8 @@ void add(std::vector<LoadRefusal>* refusals, std::string const& path, std::vecto
 }
 
 template <typename T>
-size_t loadFile(std::string const& path, Distinct<T>& to, std::vector<LoadRefusal>* refusals) {
+size_t loadFile(std::string const& path, FormRules forms, Distinct<T>& to,
+                std::vector<LoadRefusal>* refusals) {
     detail::FileText const file(path);
     std::string_view const text = file;
     std::vector<Refusal> refused;
@@ -111,7 +113,7 @@ size_t loadFile(std::string const& path, Distinct<T>& to, std::vector<LoadRefusa
         detail::Reading reading({}, &refused.emplace_back());
         file.explain(reading);
     } else {
-        found = to.add(readAll<T>(text, &refused));
+        found = to.add(readAll<T>(text, forms, &refused));
     }
     add(refusals, path, std::move(refused));
     return found;
@@ -135,10 +137,11 @@ bool listFiles(std::string const& folder, std::vector<std::string>* files, Refus
 }
 
 template <typename T>
-size_t loadFrom(std::string const& path, Objects<T>& objects, std::vector<LoadRefusal>* refusals) {
+size_t loadFrom(std::string const& path, FormRules forms, Objects<T>& objects,
+                std::vector<LoadRefusal>* refusals) {
     Distinct<T> to(objects);
     if (!detail::isFolder(path))
-        return loadFile(path, to, refusals);
+        return loadFile(path, forms, to, refusals);
     std::vector<std::string> files;
     Refusal refusal;
     if (!listFiles(path, &files, &refusal)) {
@@ -147,34 +150,38 @@ size_t loadFrom(std::string const& path, Objects<T>& objects, std::vector<LoadRe
     }
     size_t found = 0;
     for (std::string const& file : files)
-        found += loadFile(file, to, refusals);
+        found += loadFile(file, forms, to, refusals);
     return found;
 }
 
 } // namespace
 
-std::vector<std::shared_ptr<X509Certificate>> readCertificates(std::string_view text,
-                                                               std::vector<Refusal>* refusals) {
-    return readAll<X509Certificate>(text, refusals);
+std::vector<std::shared_ptr<X509Certificate>>
+readCertificates(std::string_view text, std::vector<Refusal>* refusals, FormRules forms) {
+    return readAll<X509Certificate>(text, forms, refusals);
 }
 
-std::vector<std::shared_ptr<X509Crl>> readCrls(std::string_view text, std::vector<Refusal>* refusals) {
-    return readAll<X509Crl>(text, refusals);
+std::vector<std::shared_ptr<X509Crl>> readCrls(std::string_view text, std::vector<Refusal>* refusals,
+                                               FormRules forms) {
+    return readAll<X509Crl>(text, forms, refusals);
 }
 
-size_t CertificateMemoryStore::loadCertificates(std::string_view text, std::vector<Refusal>* refusals) {
-    return Distinct(certs).add(readCertificates(text, refusals));
+size_t CertificateMemoryStore::loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
+                                                FormRules forms) {
+    return Distinct(certs).add(readCertificates(text, refusals, forms));
 }
 
-size_t CertificateMemoryStore::loadCrls(std::string_view text, std::vector<Refusal>* refusals) {
-    return Distinct(crls).add(readCrls(text, refusals));
+size_t CertificateMemoryStore::loadCrls(std::string_view text, std::vector<Refusal>* refusals,
+                                        FormRules forms) {
+    return Distinct(crls).add(readCrls(text, refusals, forms));
 }
 
 size_t CertificateMemoryStore::loadCertificatesFrom(std::string const& path,
-                                                    std::vector<LoadRefusal>* refusals) {
-    return loadFrom(path, certs, refusals);
+                                                    std::vector<LoadRefusal>* refusals, FormRules forms) {
+    return loadFrom(path, forms, certs, refusals);
 }
 
-size_t CertificateMemoryStore::loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals) {
-    return loadFrom(path, crls, refusals);
+size_t CertificateMemoryStore::loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals,
+                                            FormRules forms) {
+    return loadFrom(path, forms, crls, refusals);
 }

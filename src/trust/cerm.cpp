@@ -107,8 +107,9 @@ asn1::blob certificateOf(kp::message const& entry) {
 /// Fills a store from the certificate manager, with diagnostics or with reasons.
 class CermLoader {
 public:
-    CermLoader(CertificateMemoryStore& store, detail::Diagnostics said, std::vector<LoadRefusal>* left)
-        : to(store), diagnostics(said), refusals(left) {}
+    CermLoader(CertificateMemoryStore& store, detail::Diagnostics said, std::vector<LoadRefusal>* left,
+               FormRules read = FormRules::platform)
+        : to(store), diagnostics(said), refusals(left), forms(read) {}
 
     void load(unsigned usage, bool all);
 
@@ -123,7 +124,7 @@ private:
     bool appendCertificate(int32_t id, asn1::blob der) const {
         auto certificate = std::make_shared<X509Certificate>();
         Refusal refusal;
-        bool const isGood = isSilent() ? certificate->parse(der, &refusal)
+        bool const isGood = isSilent() ? certificate->parse(der, &refusal, forms)
                                        : certificate->parse(der.data(), static_cast<unsigned>(der.size()));
         if (isGood)
             to.certs.push_back(std::move(certificate));
@@ -136,7 +137,7 @@ private:
     void appendCrl(std::string const& path) const {
         std::string const content = kp::readFile(kp::rootPath(path), -1, 0);
         Refusal refusal;
-        if (auto crl = isSilent() ? readCrl(content, &refusal) : readCrl(content))
+        if (auto crl = isSilent() ? readCrl(content, &refusal, forms) : readCrl(content))
             to.crls.push_back(std::move(crl));
         else if (!content.empty())
             leaveOut(kp::rootPath(path), std::move(refusal));
@@ -145,6 +146,7 @@ private:
     CertificateMemoryStore& to;
     detail::Diagnostics diagnostics;
     std::vector<LoadRefusal>* refusals;
+    FormRules forms;
 };
 
 } // namespace
@@ -179,7 +181,7 @@ void CermLoader::load(unsigned usage, bool all) {
     kp::message const settings = kp::Store("cert/settings").get(0);
 
     if (all || ((builtInTrust(settings, cerm) | alwaysTrusted) & usage) != 0)
-        detail::loadFolder(to, kp::rootPath("/kelp/etc/ca/"), false, nullptr, diagnostics, refusals);
+        detail::loadFolder(to, kp::rootPath("/kelp/etc/ca/"), false, nullptr, diagnostics, refusals, forms);
 
     std::vector<int32_t> fetchedCrls;
     for (int32_t id : kp::Allocator(cerm)) {
@@ -208,7 +210,8 @@ bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all) {
     return true;
 }
 
-bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all, std::vector<LoadRefusal>* refusals) {
-    CermLoader(*this, detail::Diagnostics::silent, refusals).load(usage, all);
+bool CertificateMemoryStore::loadFromCerm(unsigned usage, bool all, std::vector<LoadRefusal>* refusals,
+                                          FormRules forms) {
+    CermLoader(*this, detail::Diagnostics::silent, refusals, forms).load(usage, all);
     return true;
 }

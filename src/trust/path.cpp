@@ -33,7 +33,9 @@ public:
             empty.code = static_cast<int>(PathCode::emptyChain);
             return {std::move(empty), false};
         }
-        auto failure = checkIdentity();
+        auto failure = checkForms();
+        if (!failure)
+            failure = checkIdentity();
         if (!failure)
             failure = checkNameConstraints();
         if (!failure)
@@ -59,6 +61,17 @@ private:
             explain(result);
         }
         return result;
+    }
+
+    /// What only the standard rules support is never looked at, wherever in the chain it stands.
+    Failure checkForms() const {
+        for (size_t depth = 0; depth < chain.size(); ++depth)
+            if (Refusal const* const refusal = chain[depth]->platformRefusal())
+                return finding(PathCode::unsupportedCertificate, depth, [&](PathExplanation& result) {
+                    result.error = refusal->str();
+                    result.facts = refusal->facts;
+                });
+        return std::nullopt;
     }
 
     Failure checkIdentity() const {
@@ -208,7 +221,8 @@ std::shared_ptr<X509Certificate> detail::findAnchor(CertificateChain const& chai
     X509Certificate const& certificate = *chain[index];
     if (index == 0 && !certificate.selfSigned)
         return nullptr;
-    return store.findCertificate(certificate.subject, certificate.subjectKeyId);
+    auto anchor = store.findCertificate(certificate.subject, certificate.subjectKeyId);
+    return anchor && anchor->platformRefusal() == nullptr ? anchor : nullptr;
 }
 
 std::string detail::showKeyAlgorithm(asn1::blob keyInfo) {

@@ -34,6 +34,11 @@ bool PKCS7SignedData::verify(CertificateStore const& store, asn1::blob detachedC
                              std::string* reason) const {
     PathOptions options;
     options.now = now;
+    return verify(store, detachedContent, options, reason);
+}
+
+bool PKCS7SignedData::verify(CertificateStore const& store, asn1::blob detachedContent,
+                             PathOptions const& options, std::string* reason) const {
     CertificateChain const noMore;
     detail::SignerChecks checks(*this, store, noMore, options, limits);
     if (auto const wrong = checks.setContent(detachedContent))

@@ -4,6 +4,7 @@
 #include "base/reading.h"
 #include "sealkit/pem.h"
 #include "trust/load.h"
+#include "trust/store_index.h"
 
 #include <algorithm>
 #include <cstring>
@@ -21,16 +22,45 @@ std::shared_ptr<T> findFirst(std::vector<std::shared_ptr<T>> const& objects, Pre
 
 } // namespace
 
+CertificateMemoryStore::CertificateMemoryStore() = default;
+CertificateMemoryStore::CertificateMemoryStore(CertificateMemoryStore const&) = default;
+CertificateMemoryStore::CertificateMemoryStore(CertificateMemoryStore&& other) noexcept
+    : CertificateStore(std::move(other)), certs(std::move(other.certs)), crls(std::move(other.crls)) {
+    other.reindex();
+}
+
+CertificateMemoryStore& CertificateMemoryStore::operator=(CertificateMemoryStore const& other) {
+    certs = other.certs;
+    crls = other.crls;
+    reindex();
+    return *this;
+}
+
+CertificateMemoryStore& CertificateMemoryStore::operator=(CertificateMemoryStore&& other) noexcept {
+    certs = std::move(other.certs);
+    crls = std::move(other.crls);
+    reindex();
+    other.reindex();
+    return *this;
+}
+
+CertificateMemoryStore::~CertificateMemoryStore() { reindex(); }
+
+void CertificateMemoryStore::reindex() { detail::dropIndex(*this); }
+
 std::shared_ptr<X509Certificate> CertificateMemoryStore::findCertificate(DistinguishedName const& subject,
                                                                          asn1::blob keyId) const {
+    if (certs.size() > detail::maxUnindexed)
+        return detail::findByIndex(*this, subject, keyId);
     return findFirst(certs, [&](X509Certificate const& certificate) {
-        return (keyId.empty() || asn1::blob(certificate.subjectKeyId) == keyId) &&
-               certificate.subject == subject;
+        return detail::isMatch(certificate, subject, keyId);
     });
 }
 
 std::shared_ptr<X509Crl> CertificateMemoryStore::findCrl(X509Certificate const& certificate) const {
-    return findFirst(crls, [&](X509Crl const& crl) { return crl.issuer == certificate.issuer; });
+    if (crls.size() > detail::maxUnindexed)
+        return detail::findByIndex(*this, certificate.issuer);
+    return findFirst(crls, [&](X509Crl const& crl) { return detail::isMatch(crl, certificate.issuer); });
 }
 
 bool CertificateMemoryStore::loadFromStr(std::string_view text) {
@@ -50,7 +80,7 @@ bool CertificateMemoryStore::loadFromDir(std::string_view dir, bool withCrls,
 
 bool detail::loadFolder(CertificateMemoryStore& to, std::string_view dir, bool withCrls,
                         std::vector<LoadedFile>* files, Diagnostics diagnostics,
-                        std::vector<LoadRefusal>* refusals) {
+                        std::vector<LoadRefusal>* refusals, FormRules forms) {
     std::vector<std::string> names;
     if (int const error = listFolder(std::string(dir), &names); error != 0) {
         if (diagnostics == Diagnostics::stated)
@@ -66,10 +96,13 @@ bool detail::loadFolder(CertificateMemoryStore& to, std::string_view dir, bool w
                       : isFolder(path) ? LoadedAs::folder
                                        : LoadedAs::empty;
         Refusal refusal;
-        if (auto certificate = isSilent ? readCertFromStr(content, &refusal) : readCertFromStr(content)) {
+        if (auto certificate =
+                isSilent ? readCertFromStr(content, &refusal, forms) : readCertFromStr(content)) {
             to.certs.push_back(std::move(certificate));
             as = LoadedAs::certificate;
-        } else if (auto crl = !withCrls ? nullptr : isSilent ? readCrl(content, nullptr) : readCrl(content)) {
+        } else if (auto crl = !withCrls  ? nullptr
+                              : isSilent ? readCrl(content, nullptr, forms)
+                                         : readCrl(content)) {
             to.crls.push_back(std::move(crl));
             as = LoadedAs::crl;
         }
