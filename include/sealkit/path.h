@@ -220,7 +220,7 @@ SEALKIT_API bool x509BuildPath(CertificateStore const& store, CertificateChain& 
 /// Validates a chain at the time `now`. The leaf must bear at least one of the host name, address and e-mail
 /// address that are given; an empty name and the all-zero address mean not given. With `checkCrls` each
 /// certificate is looked up in the CRL of its issuer. Returns a `PathCode` as a number, 0 if the chain is
-/// valid; on 2, 4, 5 and 7 to 12 assigns a line of text to `*error`, which is otherwise unchanged and may be
+/// valid; on 2, 4, 5 and 7 to 13 assigns a line of text to `*error`, which is otherwise unchanged and may be
 /// null. On 11 writes the chain's distribution points to standard output.
 SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore const& store, TimePoint now,
                                  std::string_view hostName, IPAddr6 const& address, std::string_view email,

@@ -15,6 +15,11 @@
 /// chain below it, verifies its signature. Of those the newest counts. If the work that is left does not suffice for one
 /// that may count, the chain is refused with `PathCode::crlMissing`.
 ///
+/// That is so under the platform's rules, which do not see candidates that only the standard rules support. Each further
+/// set of rules that is asked for has a search of its own, whose limits of chains and steps are its own as well; the work
+/// is counted for all of them. Under the standard rules names are compared as RFC 5280, section 7.1, asks for, and each
+/// CRL of the pool is asked, with every candidate as its possible signer.
+///
 /// **Bounds.** A search is bounded by counted work and not by a clock, so that every machine gives the same answer. The
 /// unit is the verification of one signature under an RSA key of 2,048 bits:
 ///
@@ -110,12 +115,13 @@ struct RulesVerdict {
 };
 
 /// The result of a search. Chain and explanation are those of the set of rules that decides: the first of `byRules` that
-/// refuses, or the first if all accept.
+/// refuses, or the first if all accept, with the policies of the last.
 struct PathVerdict {
     CertificateChain chain;      ///< From the leaf up to the store's certificate, or as far as it leads.
     PathExplanation explanation; ///< Of this chain.
-    std::vector<PathWarning> warnings; ///< Of this chain.
-    std::vector<CrlVerdict> crls;      ///< Every CRL of the pool, newest first, if CRLs are asked for.
+    std::vector<PathWarning> warnings; ///< Of the platform's chain, if its rules are asked for.
+    /// Every CRL of the pool, newest first, if CRLs are asked for: what the last set of rules that looked at it says.
+    std::vector<CrlVerdict> crls;
     SearchLimit limit = SearchLimit::none;
     PathSearchEffort effort;
     std::vector<RulesVerdict>

@@ -1,6 +1,8 @@
 #include "sealkit/search.h"
 
 #include "trust/identity.h"
+#include "trust/standard/name.h"
+#include "trust/standard/path.h"
 #include "trust/validation.h"
 
 #include <algorithm>
@@ -48,6 +50,9 @@ struct Revocation {
     std::shared_ptr<X509Crl> crl;
     asn1::blob issuer; ///< Its bytes.
 };
+
+/// The sets of rules in the order of their verdicts.
+constexpr unsigned setsOfRules[] = {PathRules::platform, PathRules::rfc5280, PathRules::strict};
 
 /// Whether a chain is extended by issuers whose key verifies the signature alone.
 enum class Links : bool { verified, any };
@@ -116,7 +121,8 @@ private:
             pool.askForCrl(certificate);
             pool.checks.isCrlUndecided = false;
             for (auto const& [issued, revocation] : pool.crls) {
-                if (!(revocation.crl->issuer == certificate.issuer))
+                if (!(revocation.crl->issuer == certificate.issuer) ||
+                    revocation.crl->platformRefusal() != nullptr)
                     continue;
                 std::optional<bool> const isGood = isVerified(revocation);
                 // An older one says less than this one may.
@@ -138,10 +144,13 @@ private:
                 isUndecided = isUndecided || !hasSigned;
                 return hasSigned == true;
             };
+            auto const isTrustedSigner = [&](Member const* member) {
+                return member->certificate->platformRefusal() == nullptr && isSigner(member->get());
+            };
             if (!pool.isListed)
                 pool.findTrusted(revocation.crl->issuer, revocation.crl->authorityKeyId);
             if (std::ranges::any_of(issuers, isSigner) ||
-                std::ranges::any_of(pool.trustedLike(revocation.issuer), isSigner, &Member::get))
+                std::ranges::any_of(pool.trustedLike(revocation.issuer), isTrustedSigner))
                 return true;
             return isUndecided ? std::nullopt : std::optional(false);
         }
@@ -172,12 +181,13 @@ private:
     void forget(std::shared_ptr<X509Certificate> const& leaf);
     using BySubjectBytes = std::map<std::string_view, std::vector<Member*>>;
 
-    static std::vector<Member*> const& findIn(BySubjectBytes const& index, asn1::blob subject);
+    template <typename Index>
+    static std::vector<Member*> const& findIn(Index const& index, std::string_view subject);
     std::vector<Member*> const& namedLike(asn1::blob subject) const {
-        return findIn(bySubjectBytes, subject);
+        return findIn(bySubjectBytes, viewOf(subject));
     }
     std::vector<Member*> const& trustedLike(asn1::blob subject) const {
-        return findIn(trustedBySubjectBytes, subject);
+        return findIn(trustedBySubjectBytes, viewOf(subject));
     }
     std::shared_ptr<X509Certificate> findTrusted(DistinguishedName const& subject, asn1::blob keyId);
     void askForIssuers(Member& subject);
@@ -187,17 +197,28 @@ private:
 
     using Way = std::vector<Member*>; ///< From the leaf upward.
 
+    void search(Way& way, Links links);
+    void searchByPlatform(Way& way, PathOptions const& asked);
+    void searchByStandard(Way& way);
     bool extend(Way& way, Links links);
     bool decide(Way const& way);
+    bool isOver() const { return bestCode == PathCode::valid || bestCode == PathCode::identityMismatch; }
     bool payForNames(Way const& way);
     bool payForCandidates(size_t number);
     std::vector<Member*> findIssuers(Member& subject);
     unsigned rank(X509Certificate const& issuer, bool isTrusted, X509Certificate const& subject) const;
+    bool isByPlatform() const { return rules == PathRules::platform; }
     bool isSigned(Member const& subject, Member const& issuer) {
-        return checks.signatures.check(*subject.certificate, issuer.certificate->subjectPublicKeyInfo) ==
-               PathCode::valid;
+        auto const forms = isByPlatform() ? detail::SignatureForms::stated : detail::SignatureForms::standard;
+        return checks.signatures.check(*subject.certificate, issuer.certificate->subjectPublicKeyInfo,
+                                       forms) == PathCode::valid;
     }
-    PathVerdict conclude(PathOptions const& asked);
+    void foldNames();
+    std::vector<Member*> namedByStandard(asn1::blob name) const;
+    void gatherCrls(CertificateChain const& chain);
+    std::optional<detail::PathFinding> judge(CertificateChain const& chain, detail::Texts texts);
+    PathExplanation conclude(PathOptions const& asked, PathVerdict& verdict);
+    void tellCrls(std::vector<CrlVerdict> const& found, PathVerdict& verdict);
 
     CertificateStore const& store;
     PathSearchOptions limits;
@@ -217,7 +238,8 @@ private:
     std::set<X509Certificate const*> askedForCrl;                                 ///< What the store was.
 
     // Of the search that is going on.
-    PathOptions options; ///< Without an identity: the leaf is asked for it once.
+    unsigned rules = PathRules::platform; ///< By which chains are judged.
+    PathOptions options; ///< Under the platform's rules without an identity: the leaf is asked for it once.
     PathSearchEffort effort;
     size_t uncountedCandidates = 0; ///< That were compared, and are no whole unit of work.
     unsigned stepsLeft = 0;
@@ -225,6 +247,13 @@ private:
     SearchLimit limit = SearchLimit::none;
     CertificateChain best; ///< The chain that is the verdict so far.
     PathCode bestCode = PathCode::noAnchor;
+    std::optional<detail::PathFinding> bestFinding; ///< Under the standard rules, if it is known in full.
+
+    // Of a search under the standard rules.
+    std::map<std::string, std::vector<Member*>, std::less<>>
+        byCanonicalName; ///< Empty until names are folded.
+    std::vector<std::shared_ptr<X509Crl>> listedCrls;
+    CertificateChain crlSigners; ///< Candidates for the signers of CRLs, and for those above them.
 };
 
 /// Copies are told by a digest: comparing each with each would take too long where many are almost the same.
@@ -279,9 +308,10 @@ void PathSearch::Pool::forget(std::shared_ptr<X509Certificate> const& leaf) {
     members.remove_if([member](Member const& one) { return &one == member; });
 }
 
-std::vector<Member*> const& PathSearch::Pool::findIn(BySubjectBytes const& index, asn1::blob subject) {
+template <typename Index>
+std::vector<Member*> const& PathSearch::Pool::findIn(Index const& index, std::string_view subject) {
     static std::vector<Member*> const nobody;
-    auto const found = index.find(viewOf(subject));
+    auto const found = index.find(subject);
     return found == index.end() ? nobody : found->second;
 }
 
@@ -289,7 +319,10 @@ std::vector<Member*> const& PathSearch::Pool::findIn(BySubjectBytes const& index
 std::shared_ptr<X509Certificate> PathSearch::Pool::findTrusted(DistinguishedName const& subject,
                                                                asn1::blob keyId) {
     auto const found = store.findCertificate(subject, keyId);
-    return found ? add(found, true).certificate : nullptr;
+    if (!found)
+        return nullptr;
+    auto const& known = add(found, true).certificate;
+    return known->platformRefusal() == nullptr ? known : nullptr;
 }
 
 /// A store that does not list what it holds is asked by key identifier and by name alone: for the issuers, and for its
@@ -345,14 +378,17 @@ CrlStatus PathSearch::Pool::statusOf(Revocation const& revocation, ChainStore co
 std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
     askForIssuers(subject);
     X509Certificate const& certificate = *subject.certificate;
-    std::vector<Member*> found = namedLike(certificate.issuerBytes());
-    if (auto const same = bySubject.find(&certificate.issuer); same != bySubject.end())
+    std::vector<Member*> found =
+        isByPlatform() ? namedLike(certificate.issuerBytes()) : namedByStandard(certificate.issuerBytes());
+    if (auto const same = bySubject.find(&certificate.issuer); isByPlatform() && same != bySubject.end())
         found.insert(found.end(), same->second.begin(), same->second.end());
     std::ranges::sort(found, {}, &Member::number);
     found.erase(std::unique(found.begin(), found.end()), found.end());
     if (!payForCandidates(found.size()))
         return {};
-    std::erase_if(found, [](Member const* member) { return member->isInChain; });
+    std::erase_if(found, [&](Member const* member) {
+        return member->isInChain || (isByPlatform() && member->certificate->platformRefusal() != nullptr);
+    });
 
     std::vector<std::pair<unsigned, Member*>> ranked;
     ranked.reserve(found.size());
@@ -417,17 +453,30 @@ bool PathSearch::Pool::decide(Way const& way) {
     CertificateChain chain;
     for (Member const* member : way)
         chain.push_back(member->certificate);
-    ChainStore const decider(*this, chain);
     PathCode code = PathCode::noAnchor;
-    if (payForNames(way))
-        code = static_cast<PathCode>(
-            detail::validate(chain, decider, options, checks, detail::Texts::omitted).explanation.code);
-    bool const isValid = code == PathCode::valid;
-    if (best.empty() || isValid || (bestCode == PathCode::noAnchor && code != PathCode::noAnchor)) {
+    std::optional<detail::PathFinding> finding;
+    if (!isByPlatform()) {
+        // The first chain is often the one: all is told of it at once.
+        auto const texts = best.empty() ? detail::Texts::wanted : detail::Texts::omitted;
+        if (payForNames(way))
+            finding = judge(chain, texts);
+        if (finding)
+            code = static_cast<PathCode>(finding->explanation.code);
+        if (texts == detail::Texts::omitted)
+            finding.reset();
+    } else {
+        ChainStore const decider(*this, chain);
+        if (payForNames(way))
+            code = static_cast<PathCode>(
+                detail::validate(chain, decider, options, checks, detail::Texts::omitted).explanation.code);
+    }
+    bool const isDecisive = code == PathCode::valid || code == PathCode::identityMismatch;
+    if (best.empty() || isDecisive || (bestCode == PathCode::noAnchor && code != PathCode::noAnchor)) {
         best = std::move(chain);
         bestCode = code;
+        bestFinding = std::move(finding);
     }
-    return isValid;
+    return isDecisive;
 }
 
 /// Checking the names of a certificate is free the first time.
@@ -447,64 +496,203 @@ bool PathSearch::Pool::payForCandidates(size_t number) {
     return checks.signatures.spend(static_cast<unsigned>(work));
 }
 
+void PathSearch::Pool::search(Way& way, Links links) {
+    stepsLeft = limits.maxSteps;
+    limit = SearchLimit::none;
+    extend(way, links);
+}
+
+void PathSearch::Pool::searchByPlatform(Way& way, PathOptions const& asked) {
+    X509Certificate const& leaf = *way.front()->certificate;
+    options.hostName = options.email = {};
+    options.address = {};
+    if (leaf.platformRefusal() != nullptr)
+        return;
+    if (detail::asksForIdentity(asked) && !detail::bearsIdentity(leaf, asked))
+        chainsLeft = 1; // No chain makes up for it: one is shown.
+    else
+        search(way, Links::verified);
+    if (bestCode != PathCode::valid)
+        search(way, Links::any);
+}
+
+/// Most names are written alike wherever they stand: they are folded where that leads nowhere.
+void PathSearch::Pool::searchByStandard(Way& way) {
+    search(way, Links::verified);
+    if (!isOver()) {
+        foldNames();
+        search(way, Links::verified);
+    }
+    if (!isOver())
+        search(way, Links::any);
+}
+
+void PathSearch::Pool::foldNames() {
+    if (!payForCandidates(members.size()))
+        return;
+    for (Member& member : members)
+        byCanonicalName[detail::canonicalName(member.certificate->subjectBytes())].push_back(&member);
+    listedCrls.clear(); // Their signers have more names now.
+}
+
+/// The certificates that bear a name as RFC 5280, section 7.1, compares names.
+std::vector<Member*> PathSearch::Pool::namedByStandard(asn1::blob name) const {
+    std::vector<Member*> found = namedLike(name);
+    if (!byCanonicalName.empty()) {
+        auto const& folded = findIn(byCanonicalName, detail::canonicalName(name));
+        found.insert(found.end(), folded.begin(), folded.end());
+    }
+    return found;
+}
+
+/// Lists the CRLs of the pool, and the certificates that may have signed them with those above.
+void PathSearch::Pool::gatherCrls(CertificateChain const& chain) {
+    for (auto const& certificate : chain)
+        askForCrl(*certificate);
+    if (listedCrls.size() == crls.size())
+        return;
+    listedCrls.clear();
+    std::vector<Member*> signers;
+    std::set<Member const*> seen;
+    auto const addNamed = [&](asn1::blob name) {
+        for (Member* member : namedByStandard(name))
+            if (seen.insert(member).second)
+                signers.push_back(member);
+    };
+    for (auto const& [issued, revocation] : crls) {
+        listedCrls.push_back(revocation.crl);
+        addNamed(revocation.issuer);
+    }
+    for (size_t i = 0; i < signers.size(); i++)
+        addNamed(signers[i]->certificate->issuerBytes());
+    crlSigners.assign(options.otherCertificates.begin(), options.otherCertificates.end());
+    for (Member const* member : signers)
+        crlSigners.push_back(member->certificate);
+}
+
+/// Validates a chain under the standard rules. What is trusted is the pool's certificate at its end. Nothing if the work
+/// that is left does not suffice.
+std::optional<detail::PathFinding> PathSearch::Pool::judge(CertificateChain const& chain,
+                                                           detail::Texts texts) {
+    CertificateMemoryStore anchors;
+    auto const& last = chain.back();
+    if (add(last, false).isTrusted) {
+        anchors.certs = {last};
+    } else {
+        auto const& twins = trustedLike(last->subjectBytes());
+        if (!payForCandidates(twins.size()))
+            return std::nullopt;
+        for (Member const* twin : twins)
+            anchors.certs.push_back(twin->certificate);
+    }
+    if (!options.checkCrls)
+        return detail::validateByStandard(chain, anchors, {}, options, rules, checks, texts);
+    gatherCrls(chain);
+    PathOptions withSigners = options;
+    withSigners.otherCertificates = crlSigners;
+    return detail::validateByStandard(chain, anchors, listedCrls, withSigners, rules, checks, texts);
+}
+
 PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& asked) {
     checks.signatures.restart(limits.maxWork);
     uncountedCandidates = 0;
     effort = {};
-    limit = SearchLimit::none;
-    best.clear();
-    bestCode = PathCode::noAnchor;
-    chainsLeft = limits.maxChains;
-    options = asked;
-    options.hostName = options.email = {};
-    options.address = {};
-    if (!leaf) {
-        PathVerdict verdict;
-        verdict.explanation = detail::validate({}, store, asked, checks, detail::Texts::wanted).explanation;
-        return verdict;
-    }
-
+    PathVerdict verdict;
     bool const isCandidate = known.contains(leaf);
-    Way way = {&add(leaf, false)};
-    way.front()->isInChain = true;
-    auto const search = [&](Links links) {
-        stepsLeft = limits.maxSteps;
+    bool const isAnyKnown =
+        std::ranges::any_of(setsOfRules, [&](unsigned set) { return (asked.rules & set) != 0; });
+    for (unsigned const set : setsOfRules) {
+        if ((isAnyKnown ? asked.rules & set : set & PathRules::platform) == 0)
+            continue;
+        rules = set;
+        options = asked;
         limit = SearchLimit::none;
-        extend(way, links);
-    };
-    if (detail::asksForIdentity(asked) && !detail::bearsIdentity(*leaf, asked))
-        chainsLeft = 1; // No chain makes up for it: one is shown.
-    else
-        search(Links::verified);
-    if (bestCode != PathCode::valid)
-        search(Links::any);
-    if (best.empty())
-        best = {way.front()->certificate};
-    way.front()->isInChain = false;
-    PathVerdict verdict = conclude(asked);
-    if (!isCandidate)
+        chainsLeft = limits.maxChains;
+        best.clear();
+        bestCode = PathCode::noAnchor;
+        bestFinding.reset();
+        PathExplanation explanation;
+        if (!leaf) {
+            explanation.code = static_cast<int>(PathCode::emptyChain);
+        } else {
+            Way way = {&add(leaf, false)};
+            way.front()->isInChain = true;
+            if (isByPlatform())
+                searchByPlatform(way, asked);
+            else
+                searchByStandard(way);
+            way.front()->isInChain = false;
+            if (best.empty())
+                best = {way.front()->certificate};
+            explanation = conclude(asked, verdict);
+        }
+        explanation.rules = set;
+        RulesVerdict const& one =
+            verdict.byRules.emplace_back(RulesVerdict{set, best, std::move(explanation)});
+        if (verdict.byRules.size() == 1 || (verdict.isValid() && !one.isValid())) {
+            verdict.chain = one.chain;
+            verdict.explanation = one.explanation;
+            // Where the leaf does not bear the identity, no other chain would have changed that.
+            auto const identityMismatch = static_cast<int>(PathCode::identityMismatch);
+            if (leaf && !one.isValid() && one.explanation.code != identityMismatch)
+                verdict.limit = checks.signatures.wasRefused() ? SearchLimit::work : limit;
+        }
+    }
+    if (verdict.isValid())
+        verdict.explanation.policies = verdict.byRules.back().explanation.policies;
+    verdict.effort = checks.signatures.effort();
+    verdict.effort.chains = effort.chains;
+    verdict.effort.steps = effort.steps;
+    byCanonicalName.clear();
+    listedCrls.clear();
+    crlSigners.clear();
+    if (leaf && !isCandidate)
         forget(leaf);
     return verdict;
 }
 
-PathVerdict PathSearch::Pool::conclude(PathOptions const& asked) {
-    PathVerdict verdict;
-    verdict.chain = best;
-    ChainStore const decider(*this, verdict.chain);
-    auto finding = detail::validate(verdict.chain, decider, asked, checks, detail::Texts::wanted);
-    verdict.explanation = std::move(finding.explanation);
-    verdict.warnings = detail::findWarnings(verdict.chain, decider, asked, checks);
+/// Explains the best chain, and adds what the set of rules tells of warnings and CRLs.
+PathExplanation PathSearch::Pool::conclude(PathOptions const& asked, PathVerdict& verdict) {
+    if (!isByPlatform()) {
+        auto finding = bestFinding ? std::move(bestFinding) : judge(best, detail::Texts::wanted);
+        if (!finding) {
+            PathExplanation undecided;
+            undecided.code = static_cast<int>(PathCode::noAnchor);
+            undecided.subject = getDisplayName(*best.front());
+            return undecided;
+        }
+        if (asked.checkCrls)
+            tellCrls(finding->crls, verdict);
+        return std::move(finding->explanation);
+    }
+    ChainStore const decider(*this, best);
+    auto finding = detail::validate(best, decider, asked, checks, detail::Texts::wanted);
+    verdict.warnings = detail::findWarnings(best, decider, asked, checks);
     if (asked.checkCrls)
         for (auto const& [issued, revocation] : crls)
             verdict.crls.push_back({revocation.crl, statusOf(revocation, decider)});
-    // Where the leaf does not bear the identity, no other chain would have changed that.
-    auto const identityMismatch = static_cast<int>(PathCode::identityMismatch);
-    if (!verdict.isValid() && verdict.explanation.code != identityMismatch)
-        verdict.limit = checks.signatures.wasRefused() ? SearchLimit::work : limit;
-    verdict.effort = checks.signatures.effort();
-    verdict.effort.chains = effort.chains;
-    verdict.effort.steps = effort.steps;
-    return verdict;
+    return std::move(finding.explanation);
+}
+
+/// Of a CRL that names an issuer of the chain the standard rules say more than the platform's: what they say stands.
+void PathSearch::Pool::tellCrls(std::vector<CrlVerdict> const& found, PathVerdict& verdict) {
+    std::map<std::shared_ptr<X509Crl>, CrlStatus> statuses, before;
+    for (CrlVerdict const& one : verdict.crls)
+        before.emplace(one.crl, one.status);
+    for (CrlVerdict const& one : found)
+        statuses.emplace(one.crl, one.status);
+    ChainStore const decider(*this, best);
+    verdict.crls.clear();
+    for (auto const& [issued, revocation] : crls) {
+        auto const told = statuses.find(revocation.crl);
+        auto const earlier = before.find(revocation.crl);
+        CrlStatus const status = told != statuses.end()    ? told->second
+                                 : earlier != before.end() ? earlier->second
+                                                           : statusOf(revocation, decider);
+        bool const isOfNobody =
+            told == statuses.end() && earlier == before.end() && status == CrlStatus::verified;
+        verdict.crls.push_back({revocation.crl, isOfNobody ? CrlStatus::notNeeded : status});
+    }
 }
 
 PathSearch::PathSearch(CertificateStore const& store, PathSearchOptions const& limits)

@@ -1,5 +1,6 @@
 #include "trust/store_index.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <functional>
@@ -221,6 +222,33 @@ std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, Distin
     index.update(store.crls);
     return findFirst(store.crls, index.byIssuer, hashOf(issuer),
                      [&](X509Crl const& crl) { return isMatch(crl, issuer); });
+}
+
+std::vector<std::shared_ptr<X509Certificate>> findNamed(CertificateStore const& store,
+                                                        DistinguishedName const& subject, asn1::blob keyId) {
+    std::vector<std::shared_ptr<X509Certificate>> named;
+    auto const* const listed = dynamic_cast<CertificateMemoryStore const*>(&store);
+    if (listed == nullptr) {
+        for (asn1::blob const id : {keyId, asn1::blob()})
+            if (auto found = store.findCertificate(subject, id))
+                named.push_back(std::move(found));
+        return named;
+    }
+    auto const add = [&](std::shared_ptr<X509Certificate> const& certificate) {
+        if (certificate->subject == subject)
+            named.push_back(certificate);
+    };
+    if (listed->certs.size() <= maxUnindexed) {
+        std::ranges::for_each(listed->certs, add);
+        return named;
+    }
+    StoreIndex& index = registry().findOrAdd(*listed);
+    index.update(listed->certs);
+    PositionsByHash const& positions = index.bySubject;
+    for (std::uint32_t at = positions.first(hashOf(subject)); at != PositionsByHash::none;
+         at = positions.next(at))
+        add(listed->certs[at]);
+    return named;
 }
 
 void dropIndex(CertificateMemoryStore const& store) { registry().drop(store); }

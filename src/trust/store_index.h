@@ -45,13 +45,20 @@ inline bool isMatch(X509Certificate const& certificate, DistinguishedName const&
     return (keyId.empty() || asn1::blob(certificate.subjectKeyId) == keyId) &&
            certificate.subject == subject && certificate.platformRefusal() == nullptr;
 }
-inline bool isMatch(X509Crl const& crl, DistinguishedName const& issuer) { return crl.issuer == issuer; }
+inline bool isMatch(X509Crl const& crl, DistinguishedName const& issuer) {
+    return crl.issuer == issuer && crl.platformRefusal() == nullptr;
+}
 
 /// The first certificate of `store.certs`, or CRL of `store.crls`, that matches as `CertificateMemoryStore` says. For
 /// stores of more than `maxUnindexed`. Any number of threads may ask at once: a lock is taken where objects were appended.
 std::shared_ptr<X509Certificate> findByIndex(CertificateMemoryStore const& store,
                                              DistinguishedName const& subject, asn1::blob keyId);
 std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, DistinguishedName const& issuer);
+
+/// Every certificate of the store with this subject, those that only the standard rules support included. A store that
+/// does not list what it holds names one with the key identifier, and one by the name alone.
+std::vector<std::shared_ptr<X509Certificate>> findNamed(CertificateStore const& store,
+                                                        DistinguishedName const& subject, asn1::blob keyId);
 
 /// Forgets what is indexed of the store.
 void dropIndex(CertificateMemoryStore const& store);

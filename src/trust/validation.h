@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sealkit/path.h"
+#include "sealkit/search.h"
 #include "trust/signature_checks.h"
 #include "trust/standard/crl_fields.h"
 
@@ -28,6 +29,7 @@ struct PathFinding {
     /// Whether the work that is left did not suffice for a signature. The code is that of a chain without an anchor
     /// then: nothing vouches for it.
     bool isUndecided = false;
+    std::vector<CrlVerdict> crls = {}; ///< Under the standard rules: each CRL that was looked at.
 };
 
 /// `x509ExplainPath` with shared checks.

@@ -4,7 +4,6 @@
 #include "sealkit/extensions.h"
 #include "sealkit/oid.h"
 #include "sealkit/oid_names.h"
-#include "trust/anchor.h"
 #include "trust/identity.h"
 #include "trust/purpose.h"
 #include "trust/standard/fields.h"
@@ -14,6 +13,7 @@
 #include "trust/standard/revocation.h"
 #include "trust/standard/strict.h"
 #include "trust/standard/subtrees.h"
+#include "trust/store_index.h"
 
 #include <algorithm>
 #include <map>
@@ -87,10 +87,10 @@ public:
         };
         for (auto const step : steps)
             if (Failure failure = (this->*step)())
-                return {std::move(*failure), isUndecided};
+                return {std::move(*failure), isUndecided, std::move(crls)};
         PathExplanation result = finding(PathCode::valid, anchor, [](PathExplanation&) {});
         result.policies = std::move(policies);
-        return {std::move(result), false};
+        return {std::move(result), false, std::move(crls)};
     }
 
 private:
@@ -302,10 +302,22 @@ private:
         for (size_t depth = 0; depth < end; ++depth) {
             RevocationResult result = findRevocation(fields[depth], fields[depth + 1], *path[anchor],
                                                      question.revocation, options, question.checks);
+            addCrls(result.crls);
             if (result.code != PathCode::valid)
                 return refuse(result.code, depth, std::move(result.facts));
         }
         return std::nullopt;
+    }
+
+    /// A CRL that counts for one certificate of the chain may say nothing about the next.
+    void addCrls(std::vector<CrlVerdict> const& found) {
+        for (CrlVerdict const& one : found) {
+            auto const [known, isNew] = crlNumbers.try_emplace(one.crl.get(), crls.size());
+            if (isNew)
+                crls.push_back(one);
+            else
+                crls[known->second].status = std::min(crls[known->second].status, one.status);
+        }
     }
 
     Failure checkStrictRules() {
@@ -325,6 +337,8 @@ private:
     std::vector<CertificateFields> fields;
     std::vector<CertificateFields const*> views;
     std::vector<PathPolicy> policies;
+    std::vector<CrlVerdict> crls; ///< The best that the certificates of the chain make of each.
+    std::map<X509Crl const*, size_t> crlNumbers;
     bool isUndecided = false;
 };
 
@@ -399,25 +413,28 @@ private:
     std::vector<X509Certificate const*> path;
 };
 
-/// The store's certificate that the one at `index` is, or leads to: `findAnchor`, but of several with the name the one
-/// with the same key.
+/// The store's certificate that the one at `index` is, or leads to: of several with the name a copy, else the first with
+/// the same key, else the first with the key identifier.
 std::shared_ptr<X509Certificate> findStandardAnchor(CertificateChain const& chain,
                                                     CertificateStore const& store, size_t index) {
     X509Certificate const& certificate = *chain[index];
     if (index == 0 && !certificate.selfSigned)
         return nullptr;
-    auto const hasSameKey = [&](std::shared_ptr<X509Certificate> const& other) {
-        return other->subject == certificate.subject &&
-               other->subjectPublicKeyInfo == certificate.subjectPublicKeyInfo;
+    auto const likeness = [&](X509Certificate const& other) {
+        if (other.tbs == certificate.tbs)
+            return 3;
+        if (other.subjectPublicKeyInfo == certificate.subjectPublicKeyInfo)
+            return 2;
+        return certificate.subjectKeyId.empty() || other.subjectKeyId == certificate.subjectKeyId ? 1 : 0;
     };
-    auto const found = findAnchor(chain, store, index);
-    auto named = found ? found : store.findCertificate(certificate.subject, {});
-    if (!named || hasSameKey(named))
-        return named;
-    if (auto const* const listed = dynamic_cast<CertificateMemoryStore const*>(&store))
-        if (auto const same = std::ranges::find_if(listed->certs, hasSameKey); same != listed->certs.end())
-            return *same;
-    return found;
+    std::shared_ptr<X509Certificate> anchor;
+    int best = 0;
+    for (auto const& other : findNamed(store, certificate.subject, certificate.subjectKeyId))
+        if (int const found = likeness(*other); found > best) {
+            anchor = other;
+            best = found;
+        }
+    return anchor;
 }
 
 /// Where to look for certificates that signed CRLs, and whether they are valid.
