@@ -202,7 +202,7 @@ private:
     void searchByStandard(Way& way);
     bool extend(Way& way, Links links);
     bool decide(Way const& way);
-    bool isOver() const { return bestCode == PathCode::valid || bestCode == PathCode::identityMismatch; }
+    bool isDecided() const { return bestCode == PathCode::valid || bestCode == PathCode::identityMismatch; }
     bool payForNames(Way const& way);
     bool payForCandidates(size_t number);
     std::vector<Member*> findIssuers(Member& subject);
@@ -321,8 +321,8 @@ std::shared_ptr<X509Certificate> PathSearch::Pool::findTrusted(DistinguishedName
     auto const found = store.findCertificate(subject, keyId);
     if (!found)
         return nullptr;
-    auto const& known = add(found, true).certificate;
-    return known->platformRefusal() == nullptr ? known : nullptr;
+    auto const& own = add(found, true).certificate;
+    return own->platformRefusal() == nullptr ? own : nullptr;
 }
 
 /// A store that does not list what it holds is asked by key identifier and by name alone: for the issuers, and for its
@@ -519,11 +519,11 @@ void PathSearch::Pool::searchByPlatform(Way& way, PathOptions const& asked) {
 /// Most names are written alike wherever they stand: they are folded where that leads nowhere.
 void PathSearch::Pool::searchByStandard(Way& way) {
     search(way, Links::verified);
-    if (!isOver()) {
+    if (!isDecided()) {
         foldNames();
         search(way, Links::verified);
     }
-    if (!isOver())
+    if (!isDecided())
         search(way, Links::any);
 }
 

@@ -55,6 +55,26 @@ TEST(SignedDataVerify, TrustsWhatTheLibrarySigned) {
     EXPECT_THAT(verdict(message, store, "lettre"), HasSubstr("it signed another content"));
 }
 
+TEST(SignedDataVerify, AsksOfTheChainsWhatTheOptionsSay) {
+    PKCS7SignedData const message = read("attached.der");
+    CertificateMemoryStore const store = storeOf("ca.pem");
+    std::string reason;
+    PathOptions options;
+    options.now = TimePoint::fromSeconds(0);
+    EXPECT_FALSE(message.verify(store, {}, options, &reason));
+    EXPECT_THAT(reason, HasSubstr("not trusted"));
+    options.now = messageCertificate("alice.pem")->notBefore;
+    EXPECT_TRUE(message.verify(store, {}, options, &reason));
+    options.hostName = "nobody.test";
+    EXPECT_FALSE(message.verify(store, {}, options, &reason));
+    EXPECT_THAT(reason, HasSubstr("name verification failed"));
+    options.hostName = {};
+    options.rules = PathRules::platform | PathRules::rfc5280;
+    EXPECT_TRUE(message.verify(store, {}, options, &reason)) << reason;
+    options.checkCrls = true;
+    EXPECT_FALSE(message.verify(store, {}, options, &reason));
+}
+
 TEST(SignedDataVerify, RefusesAMessageWithoutSigners) {
     EXPECT_EQ(verdict(read("certs-and-crl.der"), storeOf("ca.pem")), "the message has no signers");
 }

@@ -33,8 +33,7 @@ der::Bytes makeDer(std::string const& subject, std::string const& issuer, bool i
 std::shared_ptr<X509Certificate> makeForStandard(std::string const& subject, std::string const& issuer,
                                                  bool isCa = true) {
     auto certificate = std::make_shared<X509Certificate>();
-    EXPECT_TRUE(
-        certificate->parse(asn1::blob(makeDer(subject, issuer, isCa)), nullptr, FormRules::standard));
+    EXPECT_TRUE(certificate->parse(asn1::blob(makeDer(subject, issuer, isCa)), nullptr, FormRules::standard));
     EXPECT_NE(certificate->platformRefusal(), nullptr);
     return certificate;
 }

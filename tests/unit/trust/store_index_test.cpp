@@ -34,7 +34,8 @@ CertificateMemoryStore makeStore(size_t names) {
 std::shared_ptr<X509Certificate> readThrough(CertificateMemoryStore const& store,
                                              DistinguishedName const& subject, asn1::blob keyId) {
     for (auto const& certificate : store.certs)
-        if (certificate->subject == subject && (keyId.empty() || keyId == asn1::blob(certificate->subjectKeyId)))
+        if (certificate->subject == subject &&
+            (keyId.empty() || keyId == asn1::blob(certificate->subjectKeyId)))
             return certificate;
     return nullptr;
 }
