@@ -5,7 +5,7 @@
 /// | --- | --- |
 /// | `x509BuildPath` | appends to a chain the issuers that a store holds |
 /// | `x509ValidatePath` | checks a chain: identity, name constraints, dates, revocation, signatures |
-/// | `x509ExplainPath` | the same decision with the certificate, the rule and the facts that disagree |
+/// | `x509ExplainPath` | the decision under sets of rules, with the certificate, the rule and the facts that disagree |
 /// | `x509PathWarnings` | what validation leaves unchecked on purpose and that would have failed |
 /// | `x509CrlWarnings` | the same for one CRL |
 /// | `verifySignature` | verifies the signature of one object under its issuer's public key |
@@ -13,10 +13,10 @@
 ///
 /// A chain is a vector of certificates: the leaf first, each followed by its issuer.
 ///
-/// What validation does not check: path length, key usage and extended key usage, that issuer and subject
+/// What the platform's rules do not check: path length, key usage and extended key usage, that issuer and subject
 /// names link, certificate policies, and the signature, dates and scope of a CRL. `x509PathWarnings` reports
-/// those. Nothing is fetched: the caller provides chains, stores and CRLs. `PathSearch` (search.h) finds the
-/// chain that validates among many certificates.
+/// those, and the standard rules (`PathRules`) check them. Nothing is fetched: the caller provides chains,
+/// stores and CRLs. `PathSearch` (search.h) finds the chain that validates among many certificates.
 ///
 /// All functions are stateless and only read the store.
 #pragma once
@@ -185,8 +185,9 @@ struct PathExplanation {
     std::string error;   ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
     unsigned depth = 0;  ///< The certificate's index in the chain; for a valid chain where it met its anchor.
     std::string subject; ///< That certificate's display name; empty for an empty chain.
-    std::vector<Fact> facts;              ///< What disagrees: expected first, found next.
-    unsigned rules = PathRules::platform; ///< The one set of rules that this is the result of.
+    std::vector<Fact> facts; ///< What disagrees: expected first, found next.
+    /// The one set of rules that this is the result of: the first, if all accept.
+    unsigned rules = PathRules::platform;
     /// What the chain is valid for under the standard rules; anyPolicy where the chain and the caller set no bounds.
     /// Empty if it is valid for no policy and none is required.
     std::vector<PathPolicy> policies;
@@ -226,7 +227,9 @@ SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore
                                  std::string_view hostName, IPAddr6 const& address, std::string_view email,
                                  bool checkCrls, std::string* error);
 
-/// The same decision, explained. Writes nothing to standard output.
+/// The decision under each set of `options.rules`, explained: the first refusal, the platform's rules asked first and the
+/// strict ones last, or that the chain is valid. Under the platform's rules it is that of `x509ValidatePath`. Writes
+/// nothing to standard output.
 SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
                                             PathOptions const& options);
 

@@ -41,7 +41,7 @@ std::string join(std::vector<std::string> const& names) {
 }
 
 // The search for chains from certificates that signed CRLs is bounded.
-constexpr unsigned maxSignerSteps = 256; ///< Certificates whose issuers are looked for.
+constexpr unsigned maxSignerSteps = 256; ///< Certificates that are tried as issuers.
 constexpr size_t maxSignerChain = 8;     ///< Certificates of such a chain.
 constexpr unsigned maxNesting = 4;       ///< Signers of CRLs about signers of CRLs.
 
@@ -381,9 +381,8 @@ private:
 
     bool extend() {
         X509Certificate const& last = *path.back();
-        if (question.stepsLeft == 0 || path.size() >= maxSignerChain)
+        if (path.size() >= maxSignerChain)
             return false;
-        --question.stepsLeft;
         std::string const issuerName = canonicalName(last.issuerBytes());
         if (issuerName == anchorName && isSigned(last, anchor)) {
             std::vector<X509Certificate const*> whole = path;
@@ -395,6 +394,9 @@ private:
         auto const [first, end] = question.signersBySubject.equal_range(issuerName);
         for (auto candidate = first; candidate != end; ++candidate) {
             X509Certificate const& issuer = *candidate->second;
+            if (question.stepsLeft == 0)
+                return false;
+            --question.stepsLeft;
             if (std::ranges::find(path, &issuer) != path.end() || !isSigned(last, issuer))
                 continue;
             path.push_back(&issuer);
