@@ -2,6 +2,7 @@
 
 #include "sealkit/bignum.h"
 #include "sealkit/keys.h"
+#include "sealkit/path.h"
 #include "sealkit/signature.h"
 
 #include <gmock/gmock.h>
