@@ -27,11 +27,12 @@ struct RevocationResult {
     PathCode code = PathCode::valid;
     std::vector<Fact>
         facts; ///< For `revoked` as the platform's rules give them; else each CRL and why it does not count.
-    std::vector<CrlVerdict> crls; ///< Each CRL of the sources that was looked at.
+    std::vector<CrlVerdict> crls; ///< Each CRL of the sources whose issuer may tell about the certificate.
 };
 
 /// The status of `subject`, issued by `issuer`, in a chain that ends with `anchor`. Every CRL that applies is asked: one that
-/// revokes decides, and all reasons must be covered otherwise.
+/// revokes decides, and all reasons must be covered otherwise. A CRL without nextUpdate counts as outdated. One with an
+/// unknown critical extension, or a delta CRL without its complete CRL, revokes and clears nothing.
 RevocationResult findRevocation(CertificateFields const& subject, CertificateFields const& issuer,
                                 X509Certificate const& anchor, RevocationSources const& sources,
                                 PathOptions const& options, PathChecks& checks);
