@@ -8,6 +8,7 @@
 #include "trust/standard/path.h"
 #include "trust/validation.h"
 
+#include <algorithm>
 #include <iostream>
 #include <optional>
 #include <utility>
@@ -253,6 +254,20 @@ std::string getDisplayName(X509Certificate const& certificate) {
         names += detail::show(name);
     }
     return names;
+}
+
+void detail::applyValidUntil(CertificateChain const& chain, PathOptions const& options, PathExplanation* explanation) {
+    if (options.validUntil == TimePoint() || explanation->code != static_cast<int>(PathCode::valid))
+        return;
+    auto const expires = [&](auto const& certificate) { return certificate->notAfter < options.validUntil; };
+    auto const first = std::ranges::find_if(chain, expires);
+    if (first == chain.end())
+        return;
+    explanation->code = static_cast<int>(PathCode::expiresTooSoon);
+    explanation->depth = static_cast<unsigned>(first - chain.begin());
+    explanation->subject = getDisplayName(**first);
+    explanation->facts = {{"valid until", options.validUntil.toString()},
+                          {"notAfter", (*first)->notAfter.toString()}};
 }
 
 PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,

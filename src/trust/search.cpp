@@ -627,6 +627,7 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
             explanation = conclude(asked, verdict);
         }
         explanation.rules = set;
+        detail::applyValidUntil(best, asked, &explanation);
         RulesVerdict const& one =
             verdict.byRules.emplace_back(RulesVerdict{set, best, std::move(explanation)});
         if (verdict.byRules.size() == 1 || (verdict.isValid() && !one.isValid())) {

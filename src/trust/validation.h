@@ -36,6 +36,9 @@ struct PathFinding {
 PathFinding validate(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options,
                      PathChecks& checks, Texts texts);
 
+/// Refuses a valid chain of which a certificate expires before `options.validUntil`.
+void applyValidUntil(CertificateChain const& chain, PathOptions const& options, PathExplanation* explanation);
+
 /// The name of the algorithm of a SubjectPublicKeyInfo, which may be of any.
 std::string showKeyAlgorithm(asn1::blob keyInfo);
 

@@ -523,6 +523,7 @@ PathFinding validateByAll(CertificateChain const& chain, CertificateStore const&
         else
             first = std::move(next);
     }
+    applyValidUntil(chain, options, &first->explanation);
     return std::move(*first);
 }
 
