@@ -149,6 +149,8 @@ inline constexpr unsigned char extKeyUsage[] = {0x55, 0x1d, 0x25};
 inline constexpr unsigned char freshestCrl[] = {0x55, 0x1d, 0x2e};
 // 2.5.29.54 (id-ce-inhibitAnyPolicy, RFC 5280)
 inline constexpr unsigned char inhibitAnyPolicy[] = {0x55, 0x1d, 0x36};
+// 1.3.6.1.5.5.7.48.2 (id-ad-caIssuers, RFC 5280)
+inline constexpr unsigned char caIssuers[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x30, 0x02};
 // 1.3.6.1.5.5.7.1.1 (id-pe-authorityInfoAccess, RFC 5280)
 inline constexpr unsigned char authorityInfoAccess[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x01, 0x01};
 // 1.3.6.1.5.5.7.1.11 (id-pe-subjectInfoAccess, RFC 5280)
