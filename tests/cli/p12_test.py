@@ -527,7 +527,7 @@ class EnvelopedTest(P12Test):
 class HostileTest(P12Test):
     def test_what_is_none(self):
         der = (self.dir / "leaf.p12").read_bytes()
-        other = "byte 0: The input holds an object of another kind than was asked for. (expected: a PKCS#12 file)"
+        other = "byte 0: The input holds an object of another kind than was asked for. (expected: PKCS#12 file; "
         for content, words in ((b"", "The input is empty."), (b"hello", other), (b"\x30\x80", other), (self.ders["leaf"], other),
                                (self.keys["leaf"], other), ((self.dir / "leaf.pem").read_bytes(), 'only CERTIFICATE'),
                                (pfx(element(0x30), version=2), "The PKCS#12 file is not of version 3. (expected: 3; found: 2)"),

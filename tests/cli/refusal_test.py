@@ -211,7 +211,7 @@ class RefusalTest(ProgramTest):
 
     def test_messages(self):
         good = self.sign("smime")
-        self.expect(0, "cms", "check", "--ca", "rsa.pem", "-", stdin=good)
+        self.expect(0, "cms", "check", "--purpose", "any", "--ca", "rsa.pem", "-", stdin=good)
         self.check(self.sign("cms"), "digest algorithm", "SHA256", "NULL", "openssl smime")
         self.check(self.sign("cms", "-stream"), "indefinite length", "openssl cms -cmsout")
         self.check(self.sign("smime", name="ec"), "signer 1", "ECDSA")

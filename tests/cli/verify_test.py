@@ -36,7 +36,7 @@ class VerifyTest(ProgramTest):
 
     def test_every_kind_of_identity(self):
         for identity in (["--host", "WWW.example.TEST"], ["--host", "a.shop.example.test"], ["--ip", "192.0.2.7"],
-                         ["--ip", "2001:db8:0::7"], ["--email", "post@example.test"]):
+                         ["--ip", "2001:db8:0::7"], ["--email", "post@example.test", "--purpose", "any"]):
             self.assertEqual(self.verdict(0, "--ca", "root.pem", *identity, "chain.pem")[0], "OK")
         for identity in (["--host", "shop.example.test"], ["--host", "a.b.shop.example.test"], ["--ip", "192.0.2.8"],
                          ["--email", "POST@example.test"]):
@@ -136,23 +136,47 @@ class VerifyTest(ProgramTest):
     def test_revocation(self):
         self.make_crl("revoking", "inter", ["leaf"])
         self.make_crl("clean", "inter")
-        last, result = self.verdict(1, "--ca", "root.pem", "--crl", "revoking.crl", "chain.pem")
+        self.make_crl("upper", "root")
+        self.make_crl("revoking-inter", "root", ["inter"])
+        upper = ("--ca", "root.pem", "--crl", "upper.crl")
+        for rules in ([], ["--rules", "platform"], ["--rules", "rfc5280"], ["--strict"]):
+            last, result = self.verdict(1, *upper, "--crl", "revoking.crl", *rules, "chain.pem")
+            self.assertTrue(last.startswith("FAILED 10: "), last)
+            self.assertEqual(self.verdict(0, *upper, "--crl", "clean.crl", *rules, "--host", "www.example.test", "chain.pem")[0], "OK")
+        last, result = self.verdict(1, *upper, "--crl", "revoking.crl", "chain.pem")
         self.assertEqual(last, 'FAILED 10: cert is revoked by crl - "O=Test, CN=leaf"')
-        self.assertEqual(self.verdict(0, "--ca", "root.pem", "--crl", "clean.crl", "chain.pem")[0], "OK")
-        # A list out of date is used, and said to be.
-        last, result = self.verdict(0, "--ca", "root.pem", "--crl", "clean.crl", "--at",
-                                    self.days_from_now(200), "chain.pem")
+        last, result = self.verdict(1, "--ca", "root.pem", "--crl", "clean.crl", "--crl", "revoking-inter.crl", "chain.pem")
+        self.assertEqual(last, 'FAILED 10: cert is revoked by crl - "O=Test, CN=inter"')
+        # Every certificate below the anchor is asked about, unless the leaf alone is wished for.
+        last, result = self.verdict(1, "--ca", "root.pem", "--crl", "clean.crl", "chain.pem")
+        self.assertTrue(last.startswith("FAILED 11: "), last)
+        self.assertIn("note: this system accepts it", result.err)
+        self.assertEqual(self.verdict(0, "--ca", "root.pem", "--crl", "clean.crl", "--check-crls=leaf", "chain.pem")[0], "OK")
+        self.assertTrue(self.verdict(1, "--ca", "root.pem", "--crl", "revoking.crl", "--check-crls=leaf", "chain.pem")[0]
+                        .startswith("FAILED 10: "))
+        self.expect(3, "verify", "--check-crls=none", "--ca", "root.pem", "chain.pem")
+        # A CRL that is out of date counts for this system, with a warning, and for nobody else.
+        stale = (*upper, "--crl", "clean.crl", "--at", self.days_from_now(200), "chain.pem")
+        last, result = self.verdict(0, "--rules", "platform", *stale)
         self.assertIn("warning", result.err)
-        self.expect(1, "verify", "--strict", "--ca", "root.pem", "--crl", "clean.crl", "--at", self.days_from_now(200),
-                    "chain.pem")
-        # A list whose signature does not verify is never used.
+        last, result = self.verdict(1, *stale)
+        self.assertTrue(last.startswith("FAILED 23: "), last)
+        self.assertIn("note: this system accepts it", result.err)
+        # A CRL whose signature does not verify is never used.
         text = openssl("crl", "-in", self.dir / "clean.crl", "-outform", "DER")
         self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
         self.assertIn("signature", self.expect(2, "verify", "--ca", "root.pem", "--crl", "forged.crl", "chain.pem").err)
-        # One of an unknown issuer is named and left out.
+        # One of an unknown issuer is named and ignored.
         self.make_crl("foreign", "other-root")
-        last, result = self.verdict(0, "--ca", "root.pem", "--crl", "foreign.crl", "chain.pem")
+        last, result = self.verdict(0, "--rules", "platform", "--ca", "root.pem", "--crl", "foreign.crl", "chain.pem")
         self.assertIn("other-root", result.err)
+        self.expect(1, "verify", "--ca", "root.pem", "--crl", "foreign.crl", "chain.pem")
+
+    def test_checking_without_any_crl_is_a_refusal(self):
+        self.assertEqual(self.verdict(0, "--rules", "platform", "--check-crls", "--ca", "root.pem", "chain.pem")[0], "OK")
+        for rules in ([], ["--rules", "rfc5280"], ["--strict"]):
+            last, _ = self.verdict(1, *rules, "--check-crls", "--ca", "root.pem", "chain.pem")
+            self.assertTrue(last.startswith("FAILED 11: "), last)
 
     def test_the_newest_list_of_an_issuer_counts(self):
         self.make_crl("old", "inter")
@@ -171,8 +195,8 @@ class VerifyTest(ProgramTest):
         self.concatenate("accompanied.pem", "leaf", "inter", "false-inter")
         last, result = self.verdict(1, "--ca", "root.pem", "--crl", "true.crl", "--crl", "false.crl", "accompanied.pem")
         self.assertEqual(last, 'FAILED 10: cert is revoked by crl - "O=Test, CN=leaf"')
-        self.assertIn("note: left out, neither a trusted certificate nor one of the chain has signed it: "
-                      "the list of <O=Test, CN=inter>", result.err)
+        self.assertIn("note: false.crl: the CRL of <O=Test, CN=inter> is ignored: Neither a trusted certificate nor one of the "
+                      "chain signed the CRL.", result.err)
 
     def test_an_impostor_at_the_place_of_the_anchor_vouches_for_no_list(self):
         # Name and key identifier lead to the trusted intermediate, whose key checks the leaf.
@@ -205,6 +229,7 @@ class VerifyTest(ProgramTest):
         last, result = self.verdict(1, "--ca", "root.pem", "--check-crls", "pointed-chain.pem")
         self.assertEqual(last, 'FAILED 11: crl not found for: "O=Test, CN=pointed"')
         self.assertIn("http://crl.example.test/a.crl", result.err)
+        self.assertIn("note: A current CRL is missing", result.err)
         self.assertEqual(self.verdict(0, "--ca", "root.pem", "pointed-chain.pem")[0], "OK")
 
     def test_warnings_and_strict(self):
@@ -216,22 +241,145 @@ class VerifyTest(ProgramTest):
         self.issue("client", "inter", "basicConstraints=CA:FALSE\nextendedKeyUsage=clientAuth\nsubjectAltName=DNS:www.example.test\n")
         self.issue("e3-root", extensions=CA, kind="RSA e=3")
         self.issue("leaf-e3", "e3-root", NAMES)
-        cases = (("short-root", ("leaf-under-short", "under-short"), "path"), ("no-sign-root", ("leaf-no-sign",), "sign"),
-                 ("root", ("client", "inter"), "usage"), ("e3-root", ("leaf-e3",), "exponent"))
-        for root, chain, word in cases:
+        cases = (("short-root", ("leaf-under-short", "under-short"), "path", 15), ("no-sign-root", ("leaf-no-sign",), "sign", 16),
+                 ("root", ("client", "inter"), "usage", 22), ("e3-root", ("leaf-e3",), "exponent", 0))
+        for root, chain, word, code in cases:
             with self.subTest(root=root, chain=chain):
                 self.concatenate("warned.pem", *chain)
                 arguments = ("--ca", f"{root}.pem", "--host", "www.example.test", "warned.pem")
-                last, result = self.verdict(0, *arguments)
+                last, result = self.verdict(0, "--rules", "platform", *arguments)
                 self.assertEqual(last, "OK")
                 self.assertRegex(result.err, rf"warning: .*{word}")
-                self.expect(1, "verify", "--strict", *arguments)
+                for rules in ([], ["--rules", "both"], ["--rules", "rfc5280"], ["--strict"]):
+                    last, result = self.verdict(1 if code else 0, *rules, *arguments)
+                    self.assertTrue(last.startswith(f"FAILED {code}: ") if code else last == "OK", last)
+                    self.assertEqual("note: this system accepts it" in result.err, code != 0 and rules != ["--rules", "rfc5280"])
         self.expect(0, "verify", "--strict", "--ca", "root.pem", "--host", "www.example.test", "chain.pem")
+        self.expect(3, "verify", "--rules", "lenient", "--ca", "root.pem", "chain.pem")
+        self.expect(3, "verify", "--rules", "rfc5280", "--strict", "--ca", "root.pem", "chain.pem")
+
+    def test_a_common_name_is_no_host_for_others(self):
+        self.issue("named", "inter", LEAF, subject="/O=Test/CN=old.example.test")
+        self.concatenate("named-chain.pem", "named", "inter")
+        arguments = ("--ca", "root.pem", "--host", "old.example.test", "named-chain.pem")
+        self.assertEqual(self.verdict(0, "--rules", "platform", *arguments)[0], "OK")
+        last, result = self.verdict(1, *arguments)
+        self.assertTrue(last.startswith("FAILED 2: "), last)
+        self.assertIn("note: this system accepts it", result.err)
+
+    def test_what_this_system_alone_refuses(self):
+        # Several subtrees, critically: other validators enforce them, and this system does not read the certificate.
+        self.issue("bounded", "root", CA + "nameConstraints=critical,permitted;DNS:example.test,permitted;DNS:example.org\n")
+        self.issue("within", "bounded", NAMES.replace("shop.example.test", "shop.example.org").replace(",email:post@example.test", "")
+                   .replace(",IP:192.0.2.7,IP:2001:db8::7", ""))
+        self.issue("outside", "bounded", LEAF + "subjectAltName=DNS:www.example.net\n")
+        self.concatenate("within-chain.pem", "within", "bounded")
+        self.concatenate("outside-chain.pem", "outside", "bounded")
+        self.assertEqual(self.verdict(0, "--rules", "rfc5280", "--ca", "root.pem", "within-chain.pem")[0], "OK")
+        self.assertTrue(self.verdict(1, "--rules", "rfc5280", "--ca", "root.pem", "outside-chain.pem")[0].startswith("FAILED 12: "))
+        last, result = self.verdict(1, "--ca", "root.pem", "within-chain.pem")
+        self.assertTrue(last.startswith("FAILED "), last)
+        self.assertIn("note: other validators accept it", result.err)
+        result = self.expect(2, "verify", "--rules", "platform", "--ca", "root.pem", "within-chain.pem")
+        self.assertIn("several subtrees", result.err)
+
+    def test_policies(self):
+        self.issue("policy-root", extensions=CA)
+        self.issue("policy-leaf", "policy-root", NAMES + "certificatePolicies=1.2.3.4\n")
+        chain = ("--ca", "policy-root.pem", "policy-leaf.pem")
+        self.expect(0, "verify", "--require-policy", "--policy", "1.2.3.4", *chain)
+        self.expect(0, "verify", "--require-policy", "--policy", "1.2.3.5", "--policy", "1.2.3.4", *chain)
+        last, _ = self.verdict(1, "--require-policy", "--policy", "1.2.3.5", *chain)
+        self.assertTrue(last.startswith("FAILED 20: "), last)
+        self.expect(1, "verify", "--require-policy", "--ca", "root.pem", "chain.pem")
+        self.expect(3, "verify", "--policy", "1.2.x", *chain)
+
+    def test_valid_for(self):
+        self.issue("brief", "inter", NAMES, days=20)
+        self.concatenate("brief-chain.pem", "brief", "inter")
+        self.assertEqual(self.verdict(0, "--valid-for", "10d", "--ca", "root.pem", "brief-chain.pem")[0], "OK")
+        for rules in ("both", "platform", "rfc5280"):
+            last, result = self.verdict(1, "--valid-for", "30d", "--rules", rules, "--ca", "root.pem", "brief-chain.pem")
+            self.assertTrue(last.startswith("FAILED 36: "), last)
+            self.assertIn("notAfter", result.err)
+        for wrong in ("x", "-1d", "1y", "d"):
+            self.expect(3, "verify", f"--valid-for={wrong}", "--ca", "root.pem", "brief-chain.pem")
+
+    def test_several_files_are_one_pool(self):
+        self.issue("second", "inter", LEAF + "subjectAltName=DNS:second.example.test\n")
+        last, result = self.verdict(0, "--ca", "root.pem", "--host", "second.example.test", "inter.pem", "leaf.pem", "second.pem")
+        self.assertIn("0: <O=Test, CN=second>", result.out)
+        _, result = self.verdict(0, "--ca", "root.pem", "inter.pem", "leaf.pem", "second.pem")
+        self.assertIn("0: <O=Test, CN=leaf>", result.out)
+        openssl("x509", "-in", self.dir / "inter.pem", "-outform", "DER", "-out", self.dir / "inter.der")
+        for intermediate in ("inter.pem", "inter.der"):
+            _, result = self.verdict(0, "--ca", "root.pem", "--certificates", intermediate, "leaf.pem")
+            self.assertNotIn("note", result.err)
+        self.expect(1, "verify", "--ca", "other-root.pem", "--certificates", "root.pem", "--certificates", "inter.pem", "leaf.pem")
+
+    def test_advice(self):
+        for arguments, advice in (
+                (["leaf.pem"], "The certificate of an issuer is missing"),
+                (["--ca", "other-root.pem", "full.pem"], "ends with a root that is not trusted"),
+                (["--host", "https://www.example.test/", "chain.pem"], "host: www.example.test"),
+                (["--host", "www.example.test:443", "chain.pem"], "host: www.example.test"),
+                (["--at", "1970-01-02", "chain.pem"], "the clock may be behind"),
+                (["--at", "2049-01-02", "chain.pem"], "the clock may be ahead")):
+            if "--ca" not in arguments:
+                arguments = ["--ca", "root.pem", *arguments]
+            result = self.expect(1, "verify", *arguments)
+            self.assertIn(advice, result.err)
+            self.assertIn(advice, json.loads(self.expect(1, "verify", "--json", *arguments).out)["advice"])
+
+    def question(self, identifier, *names, **further):
+        ders = [openssl("x509", "-in", self.dir / f"{name}.pem", "-outform", "DER") for name in names]
+        return json.dumps({"id": identifier, "chain": [base64.b64encode(der).decode() for der in ders], **further})
+
+    def test_each_of_many(self):
+        lines = [self.question("good", "leaf", "inter"), self.question(7, "leaf"), "", "no JSON", self.question("host", "leaf", "inter", host="x.test"),
+                 self.question("late", "leaf", "inter", at=self.days_from_now(4000)), json.dumps({"id": "empty", "chain": []}),
+                 json.dumps({"id": "text", "chain": ["???"]}), json.dumps({"id": "garbage", "chain": ["MAAA"]}), json.dumps({"id": "odd", "other": 1}),
+                 self.question("last", "inter", "leaf")]
+        result = self.expect(2, "verify", "--each", "--ca", "root.pem", stdin="\n".join(lines).encode())
+        answers = [json.loads(line) for line in result.out.splitlines()]
+        self.assertEqual([answer["id"] for answer in answers], ["good", 7, None, "host", "late", "empty", "text", "garbage", "odd", "last"])
+        self.assertEqual([answer["verdict"] for answer in answers], ["OK", "FAILED", "UNREADABLE", "FAILED", "FAILED"] + ["UNREADABLE"] * 4 + ["OK"])
+        self.assertEqual([answer.get("code") for answer in answers], [0, 6, None, 2, 5, None, None, None, None, 0])
+        self.expect(0, "verify", "--each", "--ca", "root.pem", "-", stdin=lines[0].encode())
+        self.expect(1, "verify", "--each", "--ca", "root.pem", "-", stdin="\n".join(lines[:2]).encode())
+        self.expect(0, "verify", "--each", "--ca", "root.pem", stdin=b"")
+
+    def test_each_of_files_and_folders(self):
+        folder = self.dir / "chains"
+        folder.mkdir()
+        for name in ("b.pem", "a.pem"):
+            (folder / name).write_bytes((self.dir / "chain.pem").read_bytes())
+        result = self.expect(0, "verify", "--each", "--ca", "root.pem", "chains", "full.pem")
+        self.assertEqual([json.loads(line)["id"] for line in result.out.splitlines()], ["chains/a.pem", "chains/b.pem", "full.pem"])
+        (folder / "c.pem").write_bytes(b"nothing")
+        result = self.expect(2, "verify", "--each", "--ca", "root.pem", "chains", "absent.pem")
+        self.assertEqual([json.loads(line)["verdict"] for line in result.out.splitlines()], ["OK", "OK", "UNREADABLE", "UNREADABLE"])
+        self.assertEqual(self.expect(1, "verify", "--each", "--ca", "other-root.pem", "chain.pem").out.count("\n"), 1)
+
+    def test_each_answers_in_order_whatever_the_number(self):
+        lines = [self.question(i, "leaf", "inter", **({"host": "x.test"} if i % 3 else {})) for i in range(4)]
+        numbered = "\n".join(lines[i % 4].replace(f'"id": {i % 4}', f'"id": {i}', 1) for i in range(1500))
+        result = self.expect(1, "verify", "--each", "--ca", "root.pem", "-", stdin=numbered.encode())
+        answers = [json.loads(line) for line in result.out.splitlines()]
+        self.assertEqual([answer["id"] for answer in answers], list(range(1500)))
+        self.assertTrue(all((answer["code"] == 0) == (i % 4 in (0, 3)) for i, answer in enumerate(answers)))
+
+    def test_each_takes_no_line_without_end(self):
+        text = b"x" * (9 << 20) + b"\n" + self.question("good", "leaf", "inter").encode()
+        result = self.expect(2, "verify", "--each", "--ca", "root.pem", "-", stdin=text)
+        self.assertEqual([json.loads(line)["verdict"] for line in result.out.splitlines()], ["UNREADABLE", "OK"])
 
     def test_json(self):
         result = self.expect(1, "verify", "--json", "--ca", "root.pem", "--host", "elsewhere.test", "chain.pem")
         document = json.loads(result.out)
         self.assertEqual(document["code"], 2)
+        self.assertEqual(document["rules"], "platform")
+        self.assertEqual([(one["rules"], one["code"]) for one in document["byRules"]], [("platform", 2), ("rfc5280", 2)])
         self.assertEqual(document["verdict"], "FAILED")
         self.assertEqual(document["reason"], 'name verification failed for: "O=Test, CN=leaf"')
         self.assertEqual(len(document["certificates"]), 3)
@@ -265,9 +413,8 @@ class VerifyTest(ProgramTest):
             self.assertTrue(result.err)
 
     def test_an_option_takes_one_value(self):
-        # What follows the file of authorities is never trusted, and lists are no chains.
-        for option, name in (("--ca", "root.pem"), ("--crl", "chain.pem")):
-            self.expect(3, "verify", option, name, "leaf.pem", "chain.pem")
+        # What follows the file of trusted certificates is never trusted.
+        self.assertTrue(self.verdict(1, "--ca", "other-root.pem", "root.pem", "chain.pem")[0].startswith("FAILED 6: "))
         self.assertTrue(self.verdict(1, "--ca", "other-root.pem", "chain.pem")[0].startswith("FAILED 6: "))
         self.assertEqual(self.verdict(0, "--ca", "other-root.pem", "--ca", "root.pem", "chain.pem")[0], "OK")
 
@@ -292,7 +439,8 @@ class VerifyTest(ProgramTest):
         self.assertIn("Usage: sealkit store set ", self.expect(0, "store", "set", "--help").out)
         self.assertIn("verify", self.expect(0, "--help").out)
         text = self.expect(0, "verify", "--help").out
-        for option in ("--host", "--ip", "--email", "--at", "--ca", "--cerm", "--crl", "--check-crls", "--strict", "--json"):
+        for option in ("--host", "--ip", "--email", "--at", "--ca", "--cerm", "--crl", "--check-crls", "--rules", "--strict", "--purpose", "--certificates",
+                       "--policy", "--require-policy", "--valid-for", "--each", "--json"):
             self.assertIn(option, text)
 
     @staticmethod

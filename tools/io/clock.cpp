@@ -32,6 +32,7 @@ char takeOneOf(std::string_view& rest, std::string_view characters) {
     return taken;
 }
 
+/// A whole number.
 std::optional<int64_t> parseSeconds(std::string_view text) {
     int64_t seconds = 0;
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
@@ -72,6 +73,17 @@ std::optional<TimePoint> parseTime(std::string const& text) {
         return std::nullopt;
     int64_t const days = std::chrono::sys_days(date).time_since_epoch().count();
     return TimePoint::fromSeconds(days * 86400 + hour * 3600 + minute * 60 + second - offset);
+}
+
+std::optional<std::int64_t> parseDays(std::string const& text) {
+    std::string_view rest = text;
+    if (rest.ends_with('d'))
+        rest.remove_suffix(1);
+    constexpr int64_t maxDays = 100'000, secondsPerDay = 86'400;
+    auto const days = parseSeconds(rest);
+    if (!days || *days < 0 || *days > maxDays)
+        return std::nullopt;
+    return *days * secondsPerDay;
 }
 
 std::string formatTime(TimePoint time) {

@@ -3,6 +3,7 @@
 
 #include "sealkit/timepoint.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -12,6 +13,9 @@ TimePoint currentTime();
 /// Reads "2026-11-21", "2026-11-21T08:30:00Z", "2026-11-21 08:30:00" (UTC, the zone "Z" may be left
 /// out, an offset such as +01:00 is honoured), or seconds since 1970.
 std::optional<TimePoint> parseTime(std::string const& text);
+
+/// Reads a number of days, "30d" or "30", as seconds. At most 100,000 days.
+std::optional<std::int64_t> parseDays(std::string const& text);
 
 /// "2026-11-21 08:30:00 UTC".
 std::string formatTime(TimePoint time);

@@ -105,6 +105,11 @@ Parameter CommandLine::flag(std::string const& name, bool& target, std::string c
     return Parameter(*app.add_flag(name, target, help));
 }
 
+Parameter CommandLine::flagWithValue(std::string const& name, std::string& target,
+                                     std::string const& whenAlone, std::string const& help) {
+    return Parameter(*app.add_flag(name + "{" + whenAlone + "}", target, help));
+}
+
 Parameter CommandLine::text(std::string const& name, std::string& target, std::string const& help) {
     return Parameter(*app.add_option(name, target, help)->transform(takeText()));
 }

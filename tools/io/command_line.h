@@ -45,6 +45,9 @@ public:
     explicit CommandLine(CLI::App& declared) : app(declared) {}
 
     Parameter flag(std::string const& name, bool& target, std::string const& help);
+    /// An option that may have a value behind an equals sign; alone it stands for `whenAlone`.
+    Parameter flagWithValue(std::string const& name, std::string& target, std::string const& whenAlone,
+                            std::string const& help);
     /// A text. It must not be empty: that is a variable that was not set, never a wish.
     Parameter text(std::string const& name, std::string& target, std::string const& help);
     /// Texts: an option that is given once for each, or all that is left of the arguments.

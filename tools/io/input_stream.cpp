@@ -18,16 +18,26 @@ bool InputStream::open(std::string const& path) {
     return descriptor >= 0;
 }
 
-size_t InputStream::read(std::span<unsigned char> buffer) {
-    size_t filled = 0;
-    while (filled < buffer.size() && failure == 0 && !ended) {
-        ssize_t const size = ::read(descriptor, buffer.data() + filled, buffer.size() - filled);
+size_t InputStream::readSome(std::span<unsigned char> buffer) {
+    while (failure == 0 && !ended) {
+        ssize_t const size = ::read(descriptor, buffer.data(), buffer.size());
         if (size > 0)
-            filled += static_cast<size_t>(size);
-        else if (size == 0)
+            return static_cast<size_t>(size);
+        if (size == 0)
             ended = true;
         else if (errno != EINTR)
             failure = errno;
+    }
+    return 0;
+}
+
+size_t InputStream::read(std::span<unsigned char> buffer) {
+    size_t filled = 0;
+    while (filled < buffer.size()) {
+        size_t const size = readSome(buffer.subspan(filled));
+        if (size == 0)
+            break;
+        filled += size;
     }
     return filled;
 }

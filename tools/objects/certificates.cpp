@@ -8,18 +8,18 @@
 
 #include <filesystem>
 
-bool loadTrusted(std::string const& path, CertificateMemoryStore* store) {
+bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store) {
     size_t found = 0;
     std::vector<LoadRefusal> refused;
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
-        found = store->loadCertificatesFrom(path, &refused);
+        found = store->loadCertificatesFrom(path, &refused, forms);
     } else {
         auto const text = readInput(path);
         if (!text)
             return false;
         std::vector<Refusal> refusals;
-        found = store->loadCertificates(*text, &refusals);
+        found = store->loadCertificates(*text, &refusals, forms);
         for (Refusal& refusal : refusals)
             refused.push_back({path, std::move(refusal)});
     }

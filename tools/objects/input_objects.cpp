@@ -27,12 +27,12 @@ std::optional<X509Certificate> readCertificate(std::string const& path) {
     return *certificates.front();
 }
 
-std::optional<CertificateChain> readAllCertificates(std::string const& path) {
+std::optional<CertificateChain> readAllCertificates(std::string const& path, FormRules forms) {
     auto const text = readInput(path);
     if (!text)
         return std::nullopt;
     std::vector<Refusal> refusals;
-    CertificateChain certificates = readCertificates(*text, &refusals);
+    CertificateChain certificates = readCertificates(*text, &refusals, forms);
     if (refusals.empty())
         return certificates;
     badInput(path + ": " + complaintOf(certificates, refusals));

@@ -14,7 +14,8 @@
 std::optional<X509Certificate> readCertificate(std::string const& path);
 
 /// All certificates of a file. Complains and gives nothing if one of them cannot be read, or there are none.
-std::optional<CertificateChain> readAllCertificates(std::string const& path);
+std::optional<CertificateChain> readAllCertificates(std::string const& path,
+                                                    FormRules forms = FormRules::platform);
 
 /// The request of a file, under either label that is in use for it. Complains.
 std::optional<X509Req> readRequest(std::string const& path);

@@ -47,13 +47,16 @@ std::vector<Warning> warningsOf(MessageVerdict const& verdict) {
 
 std::string signerName(size_t number) { return number == 0 ? "" : "signer " + std::to_string(number) + ": "; }
 
-/// What the chain of a signer lacks, with the facts.
-std::string chainNote(size_t number, PathExplanation const& explanation) {
+/// What the chain of a signer lacks, with the facts, and whether another set of rules accepts it.
+void addChainNotes(size_t number, PathVerdict const& path, std::vector<std::string>* notes) {
+    PathExplanation const& explanation = path.explanation;
     auto const& text = *findPathCode(explanation.code);
     std::string const facts = factsOf(explanation.facts);
-    return signerName(number) + "certificate " + std::to_string(explanation.depth) + " <" +
-           printable(explanation.subject) + ">: " + text.name + ": " + text.sentence +
-           (facts.empty() ? "" : " (" + facts + ")");
+    notes->push_back(signerName(number) + "certificate " + std::to_string(explanation.depth) + " <" +
+                     printable(explanation.subject) + ">: " + text.name + ": " + text.sentence +
+                     (facts.empty() ? "" : " (" + facts + ")"));
+    if (std::string const other = disagreementOf(path); !other.empty())
+        notes->push_back(signerName(number) + other);
 }
 
 std::vector<std::string> notesOf(MessageVerdict const& verdict) {
@@ -62,7 +65,7 @@ std::vector<std::string> notesOf(MessageVerdict const& verdict) {
         auto const* const path =
             finding.signer == 0 ? nullptr : verdict.signers[finding.signer - 1].path.get();
         if (finding.id == MessageFindingId::untrusted && path != nullptr)
-            notes.push_back(chainNote(finding.signer, path->explanation));
+            addChainNotes(finding.signer, *path, &notes);
         if (finding.id == MessageFindingId::noCertificate)
             notes.push_back(signerName(finding.signer) + "its certificate may be given with --certificates");
         if (getWeight(finding.id) == FindingWeight::note)
@@ -96,19 +99,14 @@ void MessageReport::fail(std::string const& why) {
         failure = printable(why);
 }
 
-void MessageReport::applyStrictness(bool isStrict) {
-    if (isStrict && !warningsOf(verdict).empty())
-        fail("there are warnings, which --strict does not let pass");
-}
-
 bool MessageReport::isTooLarge() const {
     MessageFinding const* const failed = verdict.failure();
     return failed != nullptr && (failed->id == MessageFindingId::tooManyCertificates ||
                                  failed->id == MessageFindingId::tooManySigners);
 }
 
-std::optional<CertificateChain> readFurtherCertificates(std::string const& path) {
-    return path.empty() ? CertificateChain() : readAllCertificates(path);
+std::optional<CertificateChain> readFurtherCertificates(std::string const& path, FormRules forms) {
+    return path.empty() ? CertificateChain() : readAllCertificates(path, forms);
 }
 
 void addCertificates(PKCS7SignedData& message, CertificateChain const& certificates) {

@@ -21,15 +21,14 @@ struct MessageReport {
 
     /// Puts a failure of the program's own into the report, unless there is one.
     void fail(std::string const& why);
-    /// With `isStrict` a warning is a failure.
-    void applyStrictness(bool isStrict);
     /// Whether a limit kept the message from being checked.
     bool isTooLarge() const;
 };
 
 /// Reads further certificates, from which signers and their issuers may be taken. Complains and gives nothing when one of
 /// them cannot be read. An empty path stands for none.
-std::optional<CertificateChain> readFurtherCertificates(std::string const& path);
+std::optional<CertificateChain> readFurtherCertificates(std::string const& path,
+                                                        FormRules forms = FormRules::platform);
 
 /// Appends the certificates that the message does not have.
 void addCertificates(PKCS7SignedData& message, CertificateChain const& certificates);

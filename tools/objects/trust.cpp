@@ -24,17 +24,30 @@ std::string defaultAuthorities() {
     return !builtIn.empty() && std::filesystem::is_directory(builtIn, error) ? builtIn : "/etc/ssl/certs";
 }
 
-bool loadCertificates(TrustOptions const& options, CertificateMemoryStore* store, int* status) {
+/// What --rules takes, and what --strict stands for.
+constexpr struct {
+    std::string_view name;
+    unsigned rules;
+} ruleNames[] = {
+    {"both", PathRules::platform | PathRules::rfc5280},
+    {"platform", PathRules::platform},
+    {"rfc5280", PathRules::rfc5280},
+    {"strict", PathRules::strict},
+};
+constexpr unsigned strictRules = PathRules::platform | PathRules::strict;
+
+bool loadCertificates(TrustOptions const& options, FormRules forms, CertificateMemoryStore* store,
+                      int* status) {
     std::vector<LoadRefusal> leftOut;
     if (options.cermUsage)
-        store->loadFromCerm(*options.cermUsage, false, &leftOut);
+        store->loadFromCerm(*options.cermUsage, false, &leftOut, forms);
     for (auto const& [source, refusal] : leftOut)
         badInput(source + ": " + refusal.str() + " It is left out.");
     std::vector<std::string> paths = options.authorities;
     if (paths.empty() && !options.cermUsage)
         paths.push_back(defaultAuthorities());
     for (std::string const& path : paths) {
-        if (!loadTrusted(path, store)) {
+        if (!loadTrusted(path, forms, store)) {
             *status = exitBadInput;
             return false;
         }
@@ -46,13 +59,13 @@ bool loadCertificates(TrustOptions const& options, CertificateMemoryStore* store
     return true;
 }
 
-bool loadCrls(std::string const& file, Trust* trust) {
+bool loadCrls(std::string const& file, FormRules forms, Trust* trust) {
     auto const text = readInput(file);
     if (!text)
         return false;
     std::vector<Refusal> refusals;
     size_t const before = trust->store.crls.size();
-    trust->store.loadCrls(*text, &refusals);
+    trust->store.loadCrls(*text, &refusals, forms);
     if (!refusals.empty()) {
         badInput(file + ": not a readable certificate revocation list: " + refusals.front().str());
         return false;
@@ -75,7 +88,47 @@ void TrustOptions::declare(CommandLine& commandLine) {
                        "trust what the certificate manager trusts for this use (a bit mask, 0x10)");
     commandLine.texts("--crl", crlFiles,
                       "a file of revocation lists; may be given more than once; implies --check-crls");
-    commandLine.flag("--check-crls", checkCrls, "look every certificate up in its issuer's revocation list");
+    commandLine.flagWithValue("--check-crls", checkCrls, "all",
+                              "ask the CRLs about every certificate below the trusted one; with =leaf about\n"
+                              "the leaf alone");
+    Parameter const chosen =
+        commandLine
+            .text("--rules", rules,
+                  "who must accept the chain: platform (this system), rfc5280 (other validators),\n"
+                  "strict (what public CAs keep), or both (platform and rfc5280), which holds\nwithout it")
+            .valueName("RULES");
+    commandLine.flag("--strict", strict, "platform and strict must both accept the chain").excludes(chosen);
+}
+
+bool TrustOptions::read(PathOptions* to, std::string* complaint) const {
+    to->now = currentTime();
+    if (!at.empty()) {
+        auto const time = parseTime(at);
+        if (!time) {
+            *complaint = "--at: \"" + at + "\" is no time; write 2026-11-21T08:30:00Z or seconds since 1970";
+            return false;
+        }
+        to->now = *time;
+    }
+    if (!checkCrls.empty() && checkCrls != "all" && checkCrls != "leaf") {
+        *complaint = "--check-crls=" + checkCrls + ": it may be leaf or all";
+        return false;
+    }
+    to->checkCrls = !checkCrls.empty() || !crlFiles.empty();
+    to->checkLeafCrlOnly = checkCrls == "leaf";
+    std::string_view const asked = rules.empty() ? ruleNames[0].name : rules;
+    auto const known = std::ranges::find_if(ruleNames, [&](auto const& each) { return each.name == asked; });
+    if (known == std::end(ruleNames)) {
+        *complaint =
+            "--rules: \"" + rules + "\" is no set of rules; there are both, platform, rfc5280 and strict";
+        return false;
+    }
+    to->rules = strict ? strictRules : known->rules;
+    return true;
+}
+
+FormRules formsFor(PathOptions const& options) {
+    return options.rules == PathRules::platform ? FormRules::platform : FormRules::standard;
 }
 
 std::vector<std::string_view> TrustOptions::inputsWith(std::vector<std::string_view> others) const {
@@ -84,22 +137,12 @@ std::vector<std::string_view> TrustOptions::inputsWith(std::vector<std::string_v
     return others;
 }
 
-std::optional<TimePoint> readTime(TrustOptions const& options, std::string* complaint) {
-    if (options.at.empty())
-        return currentTime();
-    auto const time = parseTime(options.at);
-    if (!time)
-        *complaint =
-            "--at: \"" + options.at + "\" is no time; write 2026-11-21T08:30:00Z or seconds since 1970";
-    return time;
-}
-
-bool loadTrust(TrustOptions const& options, Trust* trust, int* status) {
-    if (!loadCertificates(options, &trust->store, status))
+bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, int* status) {
+    if (!loadCertificates(options, forms, &trust->store, status))
         return false;
     *status = exitBadInput;
     return std::ranges::all_of(options.crlFiles,
-                               [&](std::string const& file) { return loadCrls(file, trust); });
+                               [&](std::string const& file) { return loadCrls(file, forms, trust); });
 }
 
 bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes) {
@@ -107,21 +150,28 @@ bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::ve
     for (auto const& [crl, status] : crls) {
         if (status == CrlStatus::verified)
             continue;
-        std::string const name = "the list of <" + printable(crl->issuer.str()) + ">";
+        std::string const name = "the CRL of <" + printable(crl->issuer.str()) + ">";
         auto const file = trust.crlFiles.find(crl);
         bool const isOwn = file != trust.crlFiles.end();
         std::string const source = isOwn ? file->second : "the certificate manager";
-        if (status == CrlStatus::otherIssuer) {
-            notes->push_back("left out, neither a trusted certificate nor one of the chain has signed it: " +
-                             name);
-        } else if (status == CrlStatus::badSignature && isOwn) {
+        if (status == CrlStatus::badSignature && isOwn) {
             badInput(source + ": the signature of " + name + " does not verify");
             areGood = false;
         } else {
-            badInput(source + ": " + name + " is left out: " + getReasonText(status).sentence);
+            notes->push_back(printable(source) + ": " + name +
+                             " is ignored: " + getReasonText(status).sentence);
         }
     }
     return areGood;
+}
+
+std::string disagreementOf(PathVerdict const& verdict) {
+    if (verdict.isValid())
+        return {};
+    for (RulesVerdict const& one : verdict.byRules)
+        if (one.isValid())
+            return one.rules == PathRules::platform ? "this system accepts it" : "other validators accept it";
+    return {};
 }
 
 std::string factsOf(std::vector<Fact> const& facts) {

@@ -1,4 +1,4 @@
-/// What the user trusts, and how verdicts under it are shown.
+/// What the user trusts, by which rules chains are judged, and how verdicts are shown.
 #pragma once
 
 #include "io/command_line.h"
@@ -13,25 +13,28 @@
 #include <string>
 #include <vector>
 
-/// What is trusted, and when, as the command line says.
+/// What is trusted, when, and by which rules, as the command line says.
 struct TrustOptions {
     std::string at;
     std::vector<std::string> authorities;
     std::optional<uint32_t> cermUsage;
     std::vector<std::string> crlFiles;
-    bool checkCrls = false;
+    std::string checkCrls; ///< "all" or "leaf"; empty if not given.
+    std::string rules;
+    bool strict = false;
 
-    /// Declares --at, --ca, --cerm, --crl and --check-crls.
+    /// Declares --at, --ca, --cerm, --crl, --check-crls, --rules and --strict.
     void declare(CommandLine& commandLine);
-
-    bool wantsCrls() const { return checkCrls || !crlFiles.empty(); }
 
     /// The files that it names, behind `others`.
     std::vector<std::string_view> inputsWith(std::vector<std::string_view> others) const;
+
+    /// Sets time, CRLs and rules in `*to`. False, and what is wrong in `*complaint`, if one of them cannot be understood.
+    bool read(PathOptions* to, std::string* complaint) const;
 };
 
-/// The time of --at, or the present. Nothing, and what is wrong in `*complaint`, for what is no time.
-std::optional<TimePoint> readTime(TrustOptions const& options, std::string* complaint);
+/// For which rules certificates and CRLs are read.
+FormRules formsFor(PathOptions const& options);
 
 /// What is trusted, and CRLs, whose signatures a search verifies.
 struct Trust {
@@ -40,11 +43,14 @@ struct Trust {
 };
 
 /// Loads what the options name. Complains; `*status` is the exit status then.
-bool loadTrust(TrustOptions const& options, Trust* trust, int* status);
+bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, int* status);
 
-/// Says which CRLs do not count, and why: one of a foreign issuer in a line of its own, one that somebody else signed as
-/// a note of the verdict. False, after a complaint, if the signature of one of the user's own does not verify.
+/// Says which CRLs do not count, and why, as notes of the verdict. False, after a complaint, if the signature of one of
+/// the user's own does not verify.
 bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes);
+
+/// Where the sets of rules disagree: "this system accepts it" or "other validators accept it". Empty where they agree.
+std::string disagreementOf(PathVerdict const& verdict);
 
 /// "label: value, label: value", printable.
 std::string factsOf(std::vector<Fact> const& facts);

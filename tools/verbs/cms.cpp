@@ -35,7 +35,6 @@ struct CheckOptions {
     std::string content;
     std::string certificates;
     std::string purpose;
-    bool strict = false;
     bool json = false;
     std::string output;
     bool force = false;
@@ -162,14 +161,11 @@ int check(CheckOptions const& options) {
         return exitWrongUsage;
     MessageCheckOptions how;
     std::string complaint;
-    auto const now = readTime(options.trust, &complaint);
-    if (!now)
+    if (!options.trust.read(&how.path, &complaint))
         return wrongUsage(complaint);
     auto const purpose = std::ranges::find(purposes, options.purpose, &Purpose::name);
     if (purpose == std::end(purposes))
         return wrongUsage("\"" + options.purpose + "\" is no purpose; there are email, code and any");
-    how.path.now = *now;
-    how.path.checkCrls = options.trust.wantsCrls();
     how.path.purpose = purpose->id;
 
     auto const file = MessageFile::read(options.file);
@@ -182,7 +178,7 @@ int check(CheckOptions const& options) {
         return badInput(options.file + ": has no signers: it only carries certificates");
     if (message.content.empty() && options.content.empty())
         return wrongUsage(options.file + ": the content is not in it: give it with --content");
-    auto further = readFurtherCertificates(options.certificates);
+    auto further = readFurtherCertificates(options.certificates, formsFor(how.path));
     if (!further)
         return exitBadInput;
     how.certificates = std::move(*further);
@@ -196,7 +192,7 @@ int check(CheckOptions const& options) {
 
     Trust trust;
     int status = exitDone;
-    if (!loadTrust(options.trust, &trust, &status))
+    if (!loadTrust(options.trust, formsFor(how.path), &trust, &status))
         return status;
     OutputFile output;
     if (!options.output.empty() &&
@@ -217,7 +213,6 @@ int check(CheckOptions const& options) {
     if (!isData(message.contentType))
         report.notes.push_back("the content is no plain data, but of the type " +
                                getContentTypeName(message.contentType));
-    report.applyStrictness(options.strict);
     bool const contentGoesToStandardOutput = options.output == "-";
     std::ostream& out = contentGoesToStandardOutput ? terminal::err() : terminal::out();
     if (options.json)
@@ -439,7 +434,6 @@ Work setUpCmsCheck(CommandLine commandLine) {
         .text("--purpose", options->purpose,
               "what the signers' certificates should be for: email\n(without it), code or any")
         .valueName("PURPOSE");
-    commandLine.flag("--strict", options->strict, "a warning is a refusal (status 1)");
     commandLine.flag("--json", options->json, "print the verdict as JSON");
     commandLine
         .text(

@@ -268,7 +268,7 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
     }
     CertificateMemoryStore store;
     for (std::string const& path : options.authorities)
-        if (!loadTrusted(path, &store))
+        if (!loadTrusted(path, FormRules::platform, &store))
             return exitBadInput;
     std::string reason;
     if (pfx.signedData->verify(store, {}, currentTime(), &reason))

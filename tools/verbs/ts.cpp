@@ -44,7 +44,6 @@ struct CheckOptions {
     std::string data;
     std::string certificates;
     std::string policy;
-    bool strict = false;
     bool json = false;
     std::string reply;
 };
@@ -197,9 +196,9 @@ int check(CheckOptions const& options) {
     if (standardInputTwice(
             options.trust.inputsWith({options.request, options.data, options.certificates, options.reply})))
         return exitWrongUsage;
+    MessageCheckOptions how;
     std::string complaint;
-    auto const now = readTime(options.trust, &complaint);
-    if (!now)
+    if (!options.trust.read(&how.path, &complaint))
         return wrongUsage(complaint);
     auto expected = options.request.empty() ? std::optional(TimeStampExpectation()) : readRequest(options);
     if (!expected)
@@ -219,17 +218,14 @@ int check(CheckOptions const& options) {
                         ": signed, but what was signed is no time-stamp (RFC 3161): " + complaintOf(refusal));
     if (!options.data.empty() && !readData(options, info, &*expected))
         return exitBadInput;
-    auto further = readFurtherCertificates(options.certificates);
+    auto further = readFurtherCertificates(options.certificates, formsFor(how.path));
     if (!further)
         return exitBadInput;
     Trust trust;
     int status = exitDone;
-    if (!loadTrust(options.trust, &trust, &status))
+    if (!loadTrust(options.trust, formsFor(how.path), &trust, &status))
         return status;
 
-    MessageCheckOptions how;
-    how.path.now = *now;
-    how.path.checkCrls = options.trust.wantsCrls();
     how.certificates = std::move(*further);
     MessageReport report(checkTimeStamp(token, *expected, trust.store, how));
     if (report.isTooLarge())
@@ -238,7 +234,6 @@ int check(CheckOptions const& options) {
         return exitBadInput;
     if (reply->status && (!reply->status->texts.empty() || !reply->status->failures.empty()))
         report.notes.push_back("the authority says: " + statusText(*reply->status));
-    report.applyStrictness(options.strict);
     if (options.json)
         printJson(report, info);
     else
@@ -289,7 +284,6 @@ Work setUpTsCheck(CommandLine commandLine) {
     commandLine.text("--policy", options->policy, "the policy that it must be of, whatever the request says")
         .valueName("OID");
     options->trust.declare(commandLine);
-    commandLine.flag("--strict", options->strict, "a warning is a refusal (status 1)");
     commandLine.flag("--json", options->json, "print the verdict as JSON");
     commandLine.text("REPLY", options->reply, "the reply, or the token in it alone; - is standard input")
         .required();

@@ -3,8 +3,13 @@
 #include "objects/certificates.h"
 #include "objects/input_objects.h"
 #include "objects/key_file.h"
+#include "objects/path_report.h"
 #include "objects/trust.h"
 #include "verbs/verb.h"
+#include "verbs/verify_each.h"
+
+#include "sealkit/advice.h"
+#include "sealkit/oid_names.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,8 +18,6 @@
 
 namespace {
 
-using terminal::printable;
-
 /// More certificates than any chain and its surplus have.
 constexpr size_t maxGiven = 1000;
 
@@ -22,26 +25,70 @@ struct Options {
     std::string host;
     std::string ip;
     std::string email;
+    std::string purpose;
     TrustOptions trust;
-    bool strict = false;
+    std::vector<std::string> candidates;
+    std::vector<std::string> policies;
+    bool requirePolicy = false;
+    std::string validFor;
+    bool each = false;
     bool json = false;
-    std::string chain;
+    std::vector<std::string> chains;
 };
 
 /// What the chain is validated for, or what is wrong with how that was asked.
 bool readPathOptions(Options const& options, PathOptions* to, std::string* complaint) {
-    auto const time = readTime(options.trust, complaint);
-    if (!time)
+    if (!options.trust.read(to, complaint))
         return false;
-    to->now = *time;
     if (!options.ip.empty() && (!to->address.parse(options.ip) || to->address.empty())) {
         *complaint = "--ip: \"" + options.ip + "\" is no address";
         return false;
     }
     to->hostName = options.host;
     to->email = options.email;
-    to->checkCrls = options.trust.wantsCrls();
+    if (!options.purpose.empty()) {
+        auto const purpose = parsePathPurpose(options.purpose);
+        if (!purpose) {
+            *complaint = "--purpose: \"" + options.purpose +
+                         "\" is no purpose; there are any, tls-server, tls-client, code-signing, "
+                         "email-protection, time-stamping and ocsp-signing";
+            return false;
+        }
+        to->purpose = *purpose;
+    }
+    for (std::string const& policy : options.policies) {
+        to->policies.push_back(parseOid(policy));
+        if (to->policies.back().empty()) {
+            *complaint = "--policy: \"" + policy + "\" is no object identifier; write 1.2.3.4";
+            return false;
+        }
+    }
+    to->requirePolicy = options.requirePolicy;
+    if (!options.validFor.empty()) {
+        auto const seconds = parseDays(options.validFor);
+        if (!seconds) {
+            *complaint = "--valid-for: \"" + options.validFor + "\" is no number of days; write 30d";
+            return false;
+        }
+        to->validUntil = TimePoint::fromSeconds(to->now.seconds + *seconds);
+    }
     return true;
+}
+
+/// The certificates of several files as one pool. Complains.
+std::optional<CertificateChain> readPool(std::vector<std::string> const& paths, FormRules forms) {
+    CertificateChain pool;
+    for (std::string const& path : paths) {
+        auto const certificates = readAllCertificates(path, forms);
+        if (!certificates)
+            return std::nullopt;
+        pool.insert(pool.end(), certificates->begin(), certificates->end());
+        if (pool.size() > maxGiven) {
+            badInput(path + ": more certificates than any chain has");
+            return std::nullopt;
+        }
+    }
+    return pool;
 }
 
 bool contains(CertificateChain const& chain, X509Certificate const& certificate) {
@@ -72,95 +119,60 @@ std::vector<std::string> compare(CertificateChain const& given, CertificateChain
     return notes;
 }
 
-void printText(PathVerdict const& verdict, std::vector<std::string> const& notes) {
-    for (std::string const& note : notes)
-        terminal::err() << "note: " << note << std::endl;
-    for (size_t depth = 0; depth < verdict.chain.size(); ++depth) {
-        X509Certificate const& certificate = *verdict.chain[depth];
-        terminal::out() << depth << ": <" << nameFor(certificate) << ">, issued by <"
-                        << printable(certificate.issuer.str()) << ">, " << formatTime(certificate.notBefore)
-                        << " to " << formatTime(certificate.notAfter) << '\n';
-    }
-    PathExplanation const& explanation = verdict.explanation;
-    if (explanation.code == 0)
-        terminal::out() << "OK" << std::endl;
-    else
-        terminal::out() << "FAILED " << explanation.code << ": " << printable(verdict.reason()) << std::endl;
-
-    if (explanation.code != 0) {
-        auto const& term = *findPathCode(explanation.code);
-        terminal::err() << "certificate " << explanation.depth << " <" << printable(explanation.subject)
-                        << ">: " << term.name << ": " << term.sentence << std::endl;
-        if (!explanation.facts.empty())
-            terminal::err() << "  " << factsOf(explanation.facts) << std::endl;
-    }
-    for (PathWarning const& warning : verdict.warnings) {
-        auto const& term = getReasonText(warning.id);
-        terminal::err() << "warning: certificate " << warning.depth << " <" << printable(warning.subject)
-                        << ">: " << term.name << ": " << term.sentence << std::endl;
-        if (!warning.facts.empty())
-            terminal::err() << "  " << factsOf(warning.facts) << std::endl;
-    }
+/// What may help, with a command that does it where there is one; printable.
+std::string adviceOn(PathVerdict const& verdict, PathOptions const& pathOptions, TrustOptions const& options,
+                     Trust const& trust) {
+    CertificateMemoryStore managed;
+    if (!options.cermUsage && verdict.explanation.code == static_cast<int>(PathCode::noAnchor))
+        managed.loadFromCerm(0, true, nullptr, formsFor(pathOptions));
+    auto const advice = x509AdvisePath(verdict, pathOptions, trust.store, &managed);
+    if (!advice)
+        return {};
+    return terminal::printable(advice->str()) +
+           (advice->id == PathAdviceId::otherStore ? " Ask with --cerm." : "");
 }
 
-void printJson(PathVerdict const& verdict, std::vector<std::string> const& notes) {
-    PathExplanation const& explanation = verdict.explanation;
-    nlohmann::ordered_json result;
-    result["code"] = explanation.code;
-    result["verdict"] = explanation.code == 0 ? "OK" : "FAILED";
-    result["reason"] = printable(verdict.reason());
-    for (auto const& certificate : verdict.chain)
-        result["certificates"].push_back({{"subject", nameFor(*certificate)},
-                                          {"issuer", printable(certificate->issuer.str())},
-                                          {"notBefore", formatTime(certificate->notBefore)},
-                                          {"notAfter", formatTime(certificate->notAfter)}});
-    result["explanation"] = {{"depth", explanation.depth},
-                             {"subject", printable(explanation.subject)},
-                             {"rule", findPathCode(explanation.code)->name},
-                             {"facts", toJson(explanation.facts)}};
-    result["warnings"] = nlohmann::json::array();
-    for (PathWarning const& warning : verdict.warnings) {
-        auto const& term = getReasonText(warning.id);
-        result["warnings"].push_back({{"depth", warning.depth},
-                                      {"subject", printable(warning.subject)},
-                                      {"rule", term.name},
-                                      {"sentence", term.sentence},
-                                      {"facts", toJson(warning.facts)}});
-    }
-    result["notes"] = notes;
-    terminal::out() << result.dump(2, ' ', true) << std::endl;
-}
-
-int verify(Options const& options) {
+int verify(Options options) {
     PathOptions pathOptions;
     std::string complaint;
     if (!readPathOptions(options, &pathOptions, &complaint))
         return wrongUsage(complaint);
-    if (standardInputTwice(options.trust.inputsWith({options.chain})))
+    if (options.chains.empty() && !options.each)
+        return wrongUsage("CHAIN is required");
+    if (options.chains.empty())
+        options.chains = {"-"};
+    std::vector<std::string_view> files(options.chains.begin(), options.chains.end());
+    files.insert(files.end(), options.candidates.begin(), options.candidates.end());
+    if (standardInputTwice(options.trust.inputsWith(std::move(files))))
         return exitWrongUsage;
 
-    auto const given = readAllCertificates(options.chain);
-    if (!given)
+    FormRules const forms = formsFor(pathOptions);
+    std::optional<CertificateChain> given = CertificateChain();
+    if (!options.each && !(given = readPool(options.chains, forms)))
         return exitBadInput;
-    if (given->size() > maxGiven)
-        return badInput(options.chain + ": more certificates than any chain has");
-
+    auto const candidates = readPool(options.candidates, forms);
+    if (!candidates)
+        return exitBadInput;
     Trust trust;
     int status = exitDone;
-    if (!loadTrust(options.trust, &trust, &status))
+    if (!loadTrust(options.trust, forms, &trust, &status))
         return status;
+    if (options.each)
+        return verifyEach(options.chains, *candidates, trust, pathOptions);
 
     PathSearch search(trust.store);
     search.addCertificates(*given);
-    PathVerdict const verdict = search.find(x509ChooseLeaf(*given), pathOptions);
+    search.addCertificates(*candidates);
+    PathVerdict const verdict = search.find(x509ChooseLeaf(*given, pathOptions), pathOptions);
     auto notes = compare(*given, verdict.chain);
     if (!reportCrls(trust, verdict.crls, &notes))
         return exitBadInput;
+    std::string const advice = adviceOn(verdict, pathOptions, options.trust, trust);
     if (options.json)
-        printJson(verdict, notes);
+        terminal::out() << describeReport(verdict, advice, notes).dump(2, ' ', true) << std::endl;
     else
-        printText(verdict, notes);
-    return !verdict.isValid() || (options.strict && !verdict.warnings.empty()) ? exitNo : exitDone;
+        printReport(verdict, advice, notes);
+    return verdict.isValid() ? exitDone : exitNo;
 }
 
 } // namespace
@@ -170,16 +182,45 @@ Work setUpVerify(CommandLine commandLine) {
     commandLine.text("--host", options->host, "the host name that the leaf must bear");
     commandLine.text("--ip", options->ip, "the address that the leaf must bear");
     commandLine.text("--email", options->email, "the e-mail address that the leaf must bear");
-    options->trust.declare(commandLine);
-    commandLine.flag("--strict", options->strict, "a warning is a refusal (status 1)");
-    commandLine.flag("--json", options->json, "print the verdict as JSON");
     commandLine
-        .text("CHAIN", options->chain, "the certificates, PEM or DER, in any order; - is standard input")
-        .required();
+        .text("--purpose", options->purpose,
+              "what the leaf is to be used for: tls-server (with --host or --ip), email-protection (with\n"
+              "--email), tls-client, code-signing, time-stamping, ocsp-signing or any")
+        .valueName("PURPOSE");
+    options->trust.declare(commandLine);
+    commandLine
+        .texts("--certificates", options->candidates,
+               "a file of certificates from which issuers may be taken; may be given more than once.\n"
+               "This does not make them trusted")
+        .valueName("FILE");
+    commandLine
+        .texts("--policy", options->policies,
+               "a certificate policy that the chain may be valid for, 1.2.3.4; may be given more than once")
+        .valueName("OID");
+    commandLine.flag("--require-policy", options->requirePolicy,
+                     "the chain must be valid for a policy: for one of those of --policy, if given");
+    commandLine
+        .text("--valid-for", options->validFor,
+              "no certificate of the chain may expire within that many days")
+        .valueName("DAYS");
+    commandLine.flag(
+        "--each", options->each,
+        "judge each CHAIN by itself, on all cores, and print one JSON line for each. A folder stands\n"
+        "for its files, and - for lines {\"id\": ..., \"chain\": [base64 of DER, ...], \"host\": ...,\n"
+        "\"at\": ...}");
+    commandLine.flag("--json", options->json, "print the verdict as JSON");
+    commandLine.texts(
+        "CHAIN", options->chains,
+        "the certificates, PEM or DER, in one or more files and in any order; - is standard input");
     commandLine.footer(
-        "The certificates may come in any order. Prints one line a certificate, from the leaf upward, then\n"
-        "\"OK\" or \"FAILED n: reason\". What the reason rests on, and what validation leaves unchecked and\n"
-        "would have failed, is said on standard error.\n\n"
+        "Of several certificates the leaf is the one that bears the name that is asked for, else the first "
+        "that is\n"
+        "no CA. Prints one line a certificate, from the leaf upward, then \"OK\" or \"FAILED n: reason\". "
+        "What the\n"
+        "reason rests on, and warnings, are said on standard error; a warning changes no verdict.\n\n"
+        "Without --rules both this system and RFC 5280 must accept the chain. Where only one of them does, a "
+        "note\n"
+        "says so.\n\n"
         "Example: openssl s_client -connect example.org:443 -servername example.org -showcerts </dev/null |\n"
         "             sealkit verify --host example.org -");
     return [options] { return verify(*options); };

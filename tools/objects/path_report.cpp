@@ -1,0 +1,89 @@
+#include "objects/path_report.h"
+
+#include "io/clock.h"
+#include "io/terminal.h"
+#include "objects/certificates.h"
+#include "objects/trust.h"
+
+#include <nlohmann/json.hpp>
+
+using terminal::printable;
+
+void printReport(PathVerdict const& verdict, std::string const& advice,
+                 std::vector<std::string> const& notes) {
+    for (std::string const& note : notes)
+        terminal::err() << "note: " << note << std::endl;
+    for (size_t depth = 0; depth < verdict.chain.size(); ++depth) {
+        X509Certificate const& certificate = *verdict.chain[depth];
+        terminal::out() << depth << ": <" << nameFor(certificate) << ">, issued by <"
+                        << printable(certificate.issuer.str()) << ">, " << formatTime(certificate.notBefore)
+                        << " to " << formatTime(certificate.notAfter) << '\n';
+    }
+    PathExplanation const& explanation = verdict.explanation;
+    if (verdict.isValid())
+        terminal::out() << "OK" << std::endl;
+    else
+        terminal::out() << "FAILED " << explanation.code << ": " << printable(verdict.reason()) << std::endl;
+
+    if (!verdict.isValid()) {
+        auto const& term = *findPathCode(explanation.code);
+        terminal::err() << "certificate " << explanation.depth << " <" << printable(explanation.subject)
+                        << ">: " << term.name << ": " << term.sentence << std::endl;
+        if (!explanation.facts.empty())
+            terminal::err() << "  " << factsOf(explanation.facts) << std::endl;
+        if (std::string const other = disagreementOf(verdict); !other.empty())
+            terminal::err() << "note: " << other << std::endl;
+        if (!advice.empty())
+            terminal::err() << "note: " << advice << std::endl;
+    }
+    for (PathWarning const& warning : verdict.warnings) {
+        auto const& term = getReasonText(warning.id);
+        terminal::err() << "warning: certificate " << warning.depth << " <" << printable(warning.subject)
+                        << ">: " << term.name << ": " << term.sentence << std::endl;
+        if (!warning.facts.empty())
+            terminal::err() << "  " << factsOf(warning.facts) << std::endl;
+    }
+}
+
+nlohmann::ordered_json describeResult(PathVerdict const& verdict) {
+    PathExplanation const& explanation = verdict.explanation;
+    return {{"code", explanation.code},
+            {"verdict", verdict.isValid() ? "OK" : "FAILED"},
+            {"rule", findPathCode(explanation.code)->name},
+            {"rules", getPathRulesName(explanation.rules)},
+            {"reason", printable(verdict.reason())}};
+}
+
+nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string const& advice,
+                                      std::vector<std::string> const& notes) {
+    nlohmann::ordered_json result = describeResult(verdict);
+    result["byRules"] = nlohmann::json::array();
+    for (RulesVerdict const& one : verdict.byRules)
+        result["byRules"].push_back({{"rules", getPathRulesName(one.rules)},
+                                     {"code", one.explanation.code},
+                                     {"verdict", one.isValid() ? "OK" : "FAILED"},
+                                     {"reason", printable(one.explanation.reason())}});
+    for (auto const& certificate : verdict.chain)
+        result["certificates"].push_back({{"subject", nameFor(*certificate)},
+                                          {"issuer", printable(certificate->issuer.str())},
+                                          {"notBefore", formatTime(certificate->notBefore)},
+                                          {"notAfter", formatTime(certificate->notAfter)}});
+    PathExplanation const& explanation = verdict.explanation;
+    result["explanation"] = {{"depth", explanation.depth},
+                             {"subject", printable(explanation.subject)},
+                             {"rule", findPathCode(explanation.code)->name},
+                             {"facts", toJson(explanation.facts)}};
+    result["warnings"] = nlohmann::json::array();
+    for (PathWarning const& warning : verdict.warnings) {
+        auto const& term = getReasonText(warning.id);
+        result["warnings"].push_back({{"depth", warning.depth},
+                                      {"subject", printable(warning.subject)},
+                                      {"rule", term.name},
+                                      {"sentence", term.sentence},
+                                      {"facts", toJson(warning.facts)}});
+    }
+    if (!advice.empty())
+        result["advice"] = advice;
+    result["notes"] = notes;
+    return result;
+}

@@ -1,0 +1,21 @@
+/// Verdicts on chains, as the program reports them.
+#pragma once
+
+#include "sealkit/search.h"
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+#include <vector>
+
+/// Writes a line for each certificate, from the leaf upward, then "OK" or "FAILED n: reason", to standard output. Notes,
+/// what the reason rests on, advice unless it is empty, and warnings go to standard error.
+void printReport(PathVerdict const& verdict, std::string const& advice,
+                 std::vector<std::string> const& notes);
+
+/// The verdict with all that `printReport` says.
+nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string const& advice,
+                                      std::vector<std::string> const& notes);
+
+/// Its result alone: verdict, code, rule, rules and reason.
+nlohmann::ordered_json describeResult(PathVerdict const& verdict);

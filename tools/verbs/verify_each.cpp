@@ -1,0 +1,229 @@
+#include "verbs/verify_each.h"
+
+#include "io/clock.h"
+#include "io/exit_status.h"
+#include "io/line_reader.h"
+#include "io/ordered_work.h"
+#include "io/terminal.h"
+#include "objects/certificates.h"
+#include "objects/path_report.h"
+
+#include <kp/base64.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// A chain of a hundred certificates is shorter.
+constexpr size_t maxText = size_t(4) << 20;
+constexpr char tooLong[] = "it is longer than 4 MiB";
+constexpr size_t maxChain = 100;
+
+/// What is asked about one chain.
+struct Question {
+    Json id;
+    CertificateChain chain;
+    std::string host;
+    PathOptions options;
+};
+
+struct Job {
+    std::optional<std::string> file; ///< Its name; nothing for a line of standard input.
+    std::string text;                ///< The file's contents, or the line.
+    std::string complaint;           ///< Why there is no text.
+};
+
+struct Answer {
+    std::string line;
+    int status = exitDone;
+};
+
+/// One thread at a time uses it, by the order of results.
+struct Output {
+    int status = exitDone;
+
+    void write(Answer const& answer) {
+        terminal::out() << answer.line << std::endl;
+        status = std::max(status, answer.status);
+    }
+};
+
+Answer unreadable(Json const& id, std::string const& why) {
+    Json const line = {{"id", id}, {"verdict", "UNREADABLE"}, {"reason", terminal::printable(why)}};
+    return {line.dump(-1, ' ', true, Json::error_handler_t::replace), exitBadInput};
+}
+
+bool decodeBase64(std::string const& text, std::vector<unsigned char>* to) {
+    to->resize(text.size() / 4 * 3 + 3);
+    size_t const size = kp::base64Decode(text, *to);
+    if (size == kp::base64Failure)
+        return false;
+    to->resize(size);
+    return true;
+}
+
+bool readChain(Json const& list, FormRules forms, CertificateChain* chain, std::string* complaint) {
+    if (!list.is_array() || list.empty() || list.size() > maxChain) {
+        *complaint = "\"chain\" must be a list of 1 to 100 certificates in base64";
+        return false;
+    }
+    for (Json const& element : list) {
+        std::string const place = "certificate " + std::to_string(chain->size()) + ": ";
+        std::vector<unsigned char> der;
+        if (!element.is_string() || !decodeBase64(element.get_ref<std::string const&>(), &der)) {
+            *complaint = place + "it is not base64";
+            return false;
+        }
+        auto certificate = std::make_shared<X509Certificate>();
+        if (Refusal refusal; !certificate->parse(der, &refusal, forms)) {
+            *complaint = place + refusal.str();
+            return false;
+        }
+        chain->push_back(std::move(certificate));
+    }
+    return true;
+}
+
+/// Reads a question of standard input: "id", "chain", and, if asked for, "host" and "at".
+bool readLine(std::string const& line, FormRules forms, Question* question, std::string* complaint) {
+    Json const object = Json::parse(line, nullptr, false);
+    if (!object.is_object()) {
+        *complaint = "the line is no JSON object";
+        return false;
+    }
+    for (auto const& [name, value] : object.items()) {
+        bool const isText = value.is_string();
+        if (name == "id" && (isText || value.is_number())) {
+            question->id = value;
+        } else if (name == "host" && isText) {
+            question->host = value.get<std::string>();
+        } else if (name == "at" && (isText || value.is_number_integer())) {
+            auto const time = parseTime(isText ? value.get<std::string>() : value.dump());
+            if (!time) {
+                *complaint = "\"at\" is no time";
+                return false;
+            }
+            question->options.now = *time;
+        } else if (name != "chain") {
+            *complaint = "\"" + name + "\" is unknown or of another type; there are id, chain, host and at";
+            return false;
+        }
+    }
+    return readChain(object.value("chain", Json()), forms, &question->chain, complaint);
+}
+
+/// Reads a question that is the contents of a file.
+bool readText(std::string const& text, FormRules forms, Question* question, std::string* complaint) {
+    std::vector<Refusal> refusals;
+    question->chain = readCertificates(text, &refusals, forms);
+    if (!refusals.empty())
+        *complaint = complaintOf(question->chain, refusals);
+    else if (question->chain.size() > maxChain)
+        *complaint = "more certificates than any chain has";
+    return complaint->empty();
+}
+
+/// A chain of a folder or of its own.
+Job readFile(std::string const& path) {
+    Job job{path, {}, {}};
+    InputStream input;
+    if (input.open(path)) {
+        job.text.resize(maxText + 1);
+        job.text.resize(input.read({reinterpret_cast<unsigned char*>(job.text.data()), job.text.size()}));
+    }
+    if (input.error())
+        job.complaint = std::strerror(input.error());
+    else if (job.text.size() > maxText)
+        job.complaint = tooLong;
+    return job;
+}
+
+template <typename Work>
+bool addLines(Work& work) {
+    InputStream input;
+    input.open("-");
+    LineReader lines(input, maxText);
+    std::string line;
+    for (auto found = lines.next(&line); found != LineReader::Result::end; found = lines.next(&line)) {
+        if (found == LineReader::Result::tooLong)
+            work.add({std::nullopt, {}, tooLong});
+        else if (line.find_first_not_of(" \t\r") != line.npos)
+            work.add({std::nullopt, line, {}});
+    }
+    if (input.error())
+        badInput("standard input: " + std::string(std::strerror(input.error())));
+    return !input.error();
+}
+
+template <typename Work>
+bool addFolder(std::string const& path, Work& work) {
+    std::error_code error;
+    std::vector<std::string> names;
+    for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
+         entry.increment(error))
+        if (std::error_code unknown; !entry->is_directory(unknown))
+            names.push_back(entry->path().string());
+    if (error)
+        badInput(path + ": " + error.message());
+    std::ranges::sort(names);
+    for (std::string const& name : names)
+        work.add(readFile(name));
+    return !error;
+}
+
+/// Adds what each input holds to the jobs. False, after a complaint, if one of them cannot be read to its end.
+template <typename Work>
+bool addJobs(std::vector<std::string> const& inputs, Work& work) {
+    bool areRead = true;
+    for (std::string const& path : inputs) {
+        std::error_code error;
+        if (path == "-")
+            areRead = addLines(work) && areRead;
+        else if (std::filesystem::is_directory(path, error))
+            areRead = addFolder(path, work) && areRead;
+        else
+            work.add(readFile(path));
+    }
+    return areRead;
+}
+
+} // namespace
+
+int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& candidates, Trust const& trust,
+               PathOptions const& options) {
+    FormRules const forms = formsFor(options);
+    auto const judge = [&](Job const& job) -> Answer {
+        Question question{{}, {}, {}, options};
+        std::string complaint = job.complaint;
+        if (job.file)
+            question.id = terminal::printable(*job.file);
+        auto const read = job.file ? readText : readLine;
+        if (!complaint.empty() || !read(job.text, forms, &question, &complaint))
+            return unreadable(question.id, complaint);
+        if (!question.host.empty())
+            question.options.hostName = question.host;
+        PathSearch search(trust.store);
+        search.addCertificates(question.chain);
+        search.addCertificates(candidates);
+        PathVerdict const verdict =
+            search.find(x509ChooseLeaf(question.chain, question.options), question.options);
+        Json line = {{"id", question.id}};
+        line.update(describeResult(verdict));
+        return {line.dump(-1, ' ', true, Json::error_handler_t::replace),
+                verdict.isValid() ? exitDone : exitNo};
+    };
+    Output output;
+    bool areRead = true;
+    {
+        OrderedWork<Job, Answer> work(judge, [&](Answer const& answer) { output.write(answer); });
+        areRead = addJobs(inputs, work);
+    }
+    return areRead ? output.status : exitBadInput;
+}
