@@ -167,7 +167,7 @@ struct PathOptions {
     bool checkCrls = false;                        ///< Look for the CRL of every certificate.
     PathPurpose purpose = PathPurpose::byIdentity; ///< What the leaf is to be used for.
     unsigned rules = PathRules::platform;          ///< Bits of `PathRules`. Each set must accept the chain.
-    TimePoint validUntil;          ///< No certificate may expire before it; 0: not checked.
+    TimePoint validUntil;                          ///< No certificate may expire before it; 0: not checked.
     bool checkLeafCrlOnly = false; ///< With `checkCrls`: not those of the certificates above the leaf.
 
     /// user-initial-policy-set (RFC 5280, section 6.1.1): content octets of identifiers. Empty: any policy.

@@ -256,7 +256,8 @@ std::string getDisplayName(X509Certificate const& certificate) {
     return names;
 }
 
-void detail::applyValidUntil(CertificateChain const& chain, PathOptions const& options, PathExplanation* explanation) {
+void detail::applyValidUntil(CertificateChain const& chain, PathOptions const& options,
+                             PathExplanation* explanation) {
     if (options.validUntil == TimePoint() || explanation->code != static_cast<int>(PathCode::valid))
         return;
     auto const expires = [&](auto const& certificate) { return certificate->notAfter < options.validUntil; };
