@@ -33,7 +33,7 @@
 /// | checking a certificate's names against constraints once more   | 1 for each 4,096 names                    |
 /// | comparing the candidates for the issuer of a certificate or CRL | 1 for each 4,096                          |
 ///
-/// Each pair of object and key is verified at most once, and each certificate and CRL is hashed once, for as long as the
+/// Each pair of object and key is verified at most once, and each certificate and CRL is hashed at most once, for as long as the
 /// `PathSearch` lives: several leaves of one message share what was worked out.
 ///
 /// **Memory.** A leaf that is no candidate is forgotten at the end of its search, with its key and signatures: the pool does

@@ -23,6 +23,11 @@ std::string_view viewOf(asn1::blob bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
+/// What tells copies: the signature, which differs soonest, and the signed bytes.
+using Content = std::pair<std::string_view, std::string_view>;
+
+Content contentOf(X509Base const& object) { return {viewOf(object.signature), viewOf(object.tbs)}; }
+
 /// The order of `operator==`, so that finding a name takes no longer as the pool grows.
 struct ByName {
     static auto fieldsOf(DistinguishedName const& name) {
@@ -91,8 +96,7 @@ public:
     void add(std::shared_ptr<X509Crl> const& crl) {
         if (!knownCrls.insert(crl).second)
             return;
-        auto const& digest = checks.signatures.digestOf(*crl);
-        if (!crlDigests.emplace(digest, viewOf(crl->signature)).second)
+        if (!crlContents.insert(contentOf(*crl)).second)
             return;
         crls.insert({crl->thisUpdate, {crl, crl->issuerBytes()}});
     }
@@ -228,14 +232,14 @@ private:
     std::list<Member> members; ///< The keys of the indexes are views of them.
     size_t nextNumber = 0;
     std::map<std::shared_ptr<X509Certificate>, Member*> known; ///< Copies too: results are told by address.
-    std::map<std::pair<std::vector<unsigned char>, std::string_view>, Member*> byDigest; ///< And signature.
+    std::map<Content, Member*> byContent;
     BySubjectBytes bySubjectBytes;
     BySubjectBytes trustedBySubjectBytes;
     std::map<DistinguishedName const*, std::vector<Member*>, ByName> bySubject;
-    std::multimap<TimePoint, Revocation, std::greater<>> crls;                    ///< Newest first.
-    std::set<std::pair<std::vector<unsigned char>, std::string_view>> crlDigests; ///< And signatures.
-    std::set<std::shared_ptr<X509Crl>> knownCrls;                                 ///< Copies too.
-    std::set<X509Certificate const*> askedForCrl;                                 ///< What the store was.
+    std::multimap<TimePoint, Revocation, std::greater<>> crls; ///< Newest first.
+    std::set<Content> crlContents;
+    std::set<std::shared_ptr<X509Crl>> knownCrls; ///< Copies too.
+    std::set<X509Certificate const*> askedForCrl; ///< What the store was.
 
     // Of the search that is going on.
     unsigned rules = PathRules::platform; ///< By which chains are judged.
@@ -256,12 +260,12 @@ private:
     CertificateChain crlSigners; ///< Candidates for the signers of CRLs, and for those above them.
 };
 
-/// Copies are told by a digest: comparing each with each would take too long where many are almost the same.
+/// Copies are told by looking their contents up: comparing each with each would take too long where many are almost the
+/// same.
 Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certificate) {
     Member** copy = nullptr;
     if (!certificate->tbs.empty()) {
-        auto const& digest = checks.signatures.digestOf(*certificate);
-        copy = &byDigest[{digest, viewOf(certificate->signature)}];
+        copy = &byContent[contentOf(*certificate)];
         if (*copy != nullptr)
             return **copy;
     }
@@ -290,7 +294,9 @@ void PathSearch::Pool::forget(std::shared_ptr<X509Certificate> const& leaf) {
         return;
     checks.signatures.forgetKey(leaf->subjectPublicKeyInfo);
     askedForCrl.erase(leaf.get());
-    std::erase_if(byDigest, [member](auto const& entry) { return entry.second == member; });
+    if (auto const copy = byContent.find(contentOf(*member->certificate));
+        copy != byContent.end() && copy->second == member)
+        byContent.erase(copy);
     // The key of a list is a view of its first member.
     auto const removeFrom = [member](auto& index, auto const& key, auto keyOf) {
         auto node = index.extract(key);

@@ -33,11 +33,6 @@ public:
     /// The key of a SubjectPublicKeyInfo, parsed once; null for none that the library knows.
     PublicKey const* parseKey(asn1::blob keyInfo) { return findKey(keyInfo).key.get(); }
 
-    /// The SHA-256 digest of the signed bytes.
-    std::vector<unsigned char> const& digestOf(X509Base const& object) {
-        return digestOf(object, HashID::SHA256);
-    }
-
     /// Drops what is known of an object, and of a key, which may go then.
     void forget(X509Base const& object) { objects.erase(&object); }
     void forgetKey(asn1::blob keyInfo);
