@@ -210,3 +210,5 @@ SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to);
 SEALKIT_API bool isPrivateKeyLabel(std::string_view label);
 /// Whether it is a label of certificate requests, of which there are two (RFC 7468, section 7).
 SEALKIT_API bool isRequestLabel(std::string_view label);
+/// Whether it is a label of messages of PKCS#7 and CMS, of which there are three (RFC 7468, sections 8 and 9).
+SEALKIT_API bool isMessageLabel(std::string_view label);

@@ -5,7 +5,7 @@
 /// | `CertificateStore` | the interface through which path building and validation (path.h) look things up |
 /// | `CertificateMemoryStore` | a store in memory, filled from PEM, folders or the system's configuration |
 /// | `LoadedFile` | what became of one file of a folder |
-/// | `readCertificates`, `readCrls` | every certificate or CRL of a text, and why others are refused |
+/// | `readCertificates`, `readCertificateBundle`, `readCrls` | every certificate or CRL of a text, and why others are refused |
 /// | `LoadRefusal` | what a store did not take of a file, and why |
 ///
 /// A store is filled once and then only read. Filling takes no locks; a filled store may serve any
@@ -70,7 +70,12 @@ struct LoadRefusal {
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
 readCertificates(std::string_view text, std::vector<Refusal>* refusals,
                  FormRules forms = FormRules::platform);
-/// The same for CRLs.
+/// The same, or the certificates that a signed message carries (PKCS#7, CMS), in PEM or DER, whether anybody signed it or
+/// not. Of a PEM text with certificates the messages are ignored, and of several messages the first is read.
+SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
+readCertificateBundle(std::string_view text, std::vector<Refusal>* refusals,
+                      FormRules forms = FormRules::platform);
+/// `readCertificates` for CRLs.
 SEALKIT_API std::vector<std::shared_ptr<X509Crl>>
 readCrls(std::string_view text, std::vector<Refusal>* refusals, FormRules forms = FormRules::platform);
 

@@ -449,6 +449,10 @@ bool isRequestLabel(std::string_view label) {
     return label == "CERTIFICATE REQUEST" || label == "NEW CERTIFICATE REQUEST";
 }
 
+bool isMessageLabel(std::string_view label) {
+    return label == "PKCS7" || label == "CMS" || label == "PKCS #7 SIGNED DATA";
+}
+
 bool isPrivateKeyLabel(std::string_view label) {
     return label == "PRIVATE KEY" || label == "ENCRYPTED PRIVATE KEY" || label == "RSA PRIVATE KEY" ||
            label == "EC PRIVATE KEY";

@@ -1,5 +1,7 @@
 // Certificates and CRLs of texts, files and folders, of which one that is malformed never loses the rest.
+#include "sealkit/message.h"
 #include "sealkit/pem.h"
+#include "sealkit/pkcs7.h"
 #include "sealkit/store.h"
 
 #include "base/file.h"
@@ -159,6 +161,27 @@ size_t loadFrom(std::string const& path, FormRules forms, Objects<T>& objects,
 std::vector<std::shared_ptr<X509Certificate>>
 readCertificates(std::string_view text, std::vector<Refusal>* refusals, FormRules forms) {
     return readAll<X509Certificate>(text, forms, refusals);
+}
+
+std::vector<std::shared_ptr<X509Certificate>>
+readCertificateBundle(std::string_view text, std::vector<Refusal>* refusals, FormRules forms) {
+    asn1::blob der(text);
+    std::vector<unsigned char> decoded;
+    PemReader reader(text);
+    for (PemBlock block; decoded.empty() && reader.next(&block);) {
+        if (block.label == labelOf(static_cast<X509Certificate const*>(nullptr)))
+            break;
+        if (isMessageLabel(block.label) && pemDecode(block.body, &decoded, nullptr))
+            der = decoded;
+    }
+    if (getMessageKind(der) != MessageKind::signedData)
+        return readCertificates(text, refusals, forms);
+    PKCS7SignedData message;
+    Refusal refusal;
+    if (message.parse(der, &refusal, forms))
+        return message.certificates;
+    add(refusals, std::move(refusal));
+    return {};
 }
 
 std::vector<std::shared_ptr<X509Crl>> readCrls(std::string_view text, std::vector<Refusal>* refusals,

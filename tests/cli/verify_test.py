@@ -315,6 +315,11 @@ class VerifyTest(ProgramTest):
         for intermediate in ("inter.pem", "inter.der"):
             _, result = self.verdict(0, "--ca", "root.pem", "--certificates", intermediate, "leaf.pem")
             self.assertNotIn("note", result.err)
+        for form in ("PEM", "DER"):
+            openssl("crl2pkcs7", "-nocrl", "-certfile", self.dir / "chain.pem", "-outform", form, "-out", self.dir / "bundle.p7b")
+            self.expect(0, "verify", "--ca", "root.pem", "--certificates", "bundle.p7b", "leaf.pem")
+            self.expect(0, "verify", "--ca", "root.pem", "bundle.p7b")
+            self.expect(0, "verify", "--each", "--ca", "root.pem", "bundle.p7b")
         self.expect(1, "verify", "--ca", "other-root.pem", "--certificates", "root.pem", "--certificates", "inter.pem", "leaf.pem")
 
     def test_advice(self):

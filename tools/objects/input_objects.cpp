@@ -32,7 +32,7 @@ std::optional<CertificateChain> readAllCertificates(std::string const& path, For
     if (!text)
         return std::nullopt;
     std::vector<Refusal> refusals;
-    CertificateChain certificates = readCertificates(*text, &refusals, forms);
+    CertificateChain certificates = readCertificateBundle(*text, &refusals, forms);
     if (refusals.empty())
         return certificates;
     badInput(path + ": " + complaintOf(certificates, refusals));

@@ -13,7 +13,7 @@
 /// The first certificate of a file. Complains.
 std::optional<X509Certificate> readCertificate(std::string const& path);
 
-/// All certificates of a file. Complains and gives nothing if one of them cannot be read, or there are none.
+/// All certificates of a file, or of the message in it. Complains and gives nothing if one of them cannot be read, or there are none.
 std::optional<CertificateChain> readAllCertificates(std::string const& path,
                                                     FormRules forms = FormRules::platform);
 

@@ -37,10 +37,6 @@ char const* adviceOn(RefusalId id) {
 
 } // namespace
 
-bool isMessageLabel(std::string_view label) {
-    return label == messageLabel || label == "CMS" || label == "PKCS #7 SIGNED DATA";
-}
-
 std::string mailForm(std::string_view text) {
     std::string const start = str2lower(std::string(text.substr(0, 4096)));
     if (start.find("multipart/signed") != std::string::npos)

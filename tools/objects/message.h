@@ -29,9 +29,6 @@ private:
 /// The label under which messages are written: both of OpenSSL's programs, GnuTLS and others read it.
 inline constexpr char messageLabel[] = "PKCS7";
 
-/// Whether it is a label of messages.
-bool isMessageLabel(std::string_view label);
-
 /// How e-mails are dealt with, of a text that begins like one; empty for any other.
 std::string mailForm(std::string_view text);
 

@@ -84,8 +84,11 @@ void TrustOptions::declare(CommandLine& commandLine) {
         "--ca", authorities,
         "a file or folder of trusted certificates; may be given more than once.\n"
         "Without it /kelp/etc/ca under the platform root where that exists, else /etc/ssl/certs");
-    commandLine.number("--cerm", cermUsage,
-                       "trust what the certificate manager trusts for this use (a bit mask, 0x10)");
+    commandLine.number(
+        "--cerm", cermUsage,
+        "trust what the certificate manager trusts for this use: a mask of bits that the entries of\n"
+        "\"trust list\" have. The built-in certificates have the bits 0x362b90, unless the settings\n"
+        "say otherwise, and always 0x800000. 0xffffffff asks for any use");
     commandLine.texts("--crl", crlFiles,
                       "a file of revocation lists; may be given more than once; implies --check-crls");
     commandLine.flagWithValue("--check-crls", checkCrls, "all",

@@ -122,7 +122,7 @@ bool readLine(std::string const& line, FormRules forms, Question* question, std:
 /// Reads a question that is the contents of a file.
 bool readText(std::string const& text, FormRules forms, Question* question, std::string* complaint) {
     std::vector<Refusal> refusals;
-    question->chain = readCertificates(text, &refusals, forms);
+    question->chain = readCertificateBundle(text, &refusals, forms);
     if (!refusals.empty())
         *complaint = complaintOf(question->chain, refusals);
     else if (question->chain.size() > maxChain)

@@ -1,11 +1,13 @@
 // Loading certificates and CRLs with a reason for each one that is left out.
 
 #include "chains.h"
+#include "sealkit/der.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <kp/base64.h>
 
 namespace {
 
@@ -35,6 +37,10 @@ std::string const certificates = test::readStoryFile("rsa-chain/chain.pem");
 std::string const brokenBlock = "-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n";
 std::string const brokenBase64 = "-----BEGIN CERTIFICATE-----\n****\n-----END CERTIFICATE-----\n";
 std::string const otherBlock = "-----BEGIN NOTE-----\nMAA=\n-----END NOTE-----\n";
+
+std::string inPem(std::string const& label, std::vector<unsigned char> const& der) {
+    return "-----BEGIN " + label + "-----\n" + kp::base64Encode(der) + "\n-----END " + label + "-----\n";
+}
 
 RefusalId refusalOf(std::string_view text) {
     std::vector<Refusal> refusals;
@@ -136,6 +142,32 @@ TEST(LoadCertificatesFrom, AMissingFileIsNamed) {
     EXPECT_EQ(store.loadCrlsFrom(folder.write("x.crl", test::readStoryFile("revoked/crls.pem")), nullptr),
               1U);
     EXPECT_EQ(store.crls.size(), 1U);
+}
+
+TEST(ReadCertificateBundle, ReadsWhatAMessageCarries) {
+    CapturedOutput output;
+    std::vector<Refusal> refusals;
+    std::vector<unsigned char> const signedData = test::bytes("\x2a\x86\x48\x86\xf7\x0d\x01\x07\x02");
+    std::vector<unsigned char> const data = test::bytes("\x2a\x86\x48\x86\xf7\x0d\x01\x07\x01");
+    DerEncoder encoder;
+    encoder.begin(0x30).addOid(signedData).begin(0xa0).begin(0x30).addInteger(1).add(0x31, {});
+    encoder.begin(0x30).addOid(data).end().begin(0xa0);
+    auto const carried = readCertificates(certificates, &refusals);
+    for (auto const& certificate : carried)
+        encoder.addEncoded(certificate->serialize());
+    std::vector<unsigned char> const der = encoder.end().add(0x31, {}).end().end().end().take();
+    size_t const count = carried.size();
+    std::string const binary(der.begin(), der.end());
+    EXPECT_EQ(readCertificateBundle(binary, &refusals).size(), count);
+    for (char const* const label : {"PKCS7", "CMS", "PKCS #7 SIGNED DATA"})
+        EXPECT_EQ(readCertificateBundle(otherBlock + inPem(label, der), &refusals).size(), count) << label;
+    EXPECT_EQ(readCertificateBundle(certificates + inPem("PKCS7", der), &refusals).size(), count);
+    EXPECT_TRUE(refusals.empty());
+    EXPECT_TRUE(readCertificateBundle(binary.substr(0, binary.size() - 1), &refusals).empty());
+    EXPECT_TRUE(readCertificateBundle(otherBlock, &refusals).empty());
+    EXPECT_TRUE(readCertificateBundle("", &refusals).empty());
+    EXPECT_EQ(refusals.size(), 3U);
+    EXPECT_EQ(output.text(), "");
 }
 
 } // namespace
