@@ -31,14 +31,6 @@ constexpr std::string_view blanks = " \t\v\f\r";
 constexpr size_t maxFieldLength = 36; ///< Of DEK-Info: the name of the cipher, and the IV.
 constexpr unsigned md5Size = 16, saltSize = 8;
 
-/// Takes the first line off, without its end.
-std::string_view takeLine(std::string_view& text) {
-    size_t const end = std::min(text.find('\n'), text.size());
-    std::string_view const line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return line;
-}
-
 void skipBlanks(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
 }
@@ -69,7 +61,7 @@ bool parseDekInfo(std::string_view line, std::string_view* name, std::string_vie
 /// 1421, section 4.6; RFC 822, section 3.1.1).
 void skipHeaders(std::string_view& body) {
     for (std::string_view rest = body; !rest.empty(); body = rest) {
-        std::string_view const line = takeLine(rest);
+        std::string_view const line = detail::takeLine(rest);
         bool const isBlank = line.find_first_not_of(blanks) == std::string_view::npos;
         bool const continues = !isBlank && blanks.find(line.front()) != std::string_view::npos;
         if (!continues && line.find(':') == std::string_view::npos)

@@ -39,14 +39,6 @@ size_t countLines(std::string_view text) {
     return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
-/// Takes the first line off, without its end.
-std::string_view takeLine(std::string_view& text) {
-    size_t const end = std::min(text.find('\n'), text.size());
-    std::string_view const line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    return line;
-}
-
 bool isBase64(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
@@ -57,7 +49,7 @@ bool refuseBody(detail::Reading& reading, PemBlock const& block) {
         return false;
     size_t number = block.line, last = number;
     for (std::string_view rest = block.body; !rest.empty();) {
-        std::string_view const whole = takeLine(rest), line = withoutBlanksAround(whole);
+        std::string_view const whole = detail::takeLine(rest), line = withoutBlanksAround(whole);
         number++;
         if (line.empty())
             continue;

@@ -5,9 +5,18 @@
 
 #include "base/reading.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace detail {
+
+/// Takes the first line off, without its end.
+inline std::string_view takeLine(std::string_view& text) {
+    size_t const end = std::min(text.find('\n'), text.size());
+    std::string_view const line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    return line;
+}
 
 /// Refuses the beginning of a block in what is left.
 bool finish(Reading& reading, PemReader const& reader);
