@@ -5,9 +5,8 @@
 /// reader, which knows why.
 #pragma once
 
+#include "sealkit/blob.h"
 #include "sealkit/detail/export.h"
-
-#include <string_view>
 
 /// The kinds of input. `getInputKindName` has the name of each.
 enum class InputKind : unsigned {
@@ -36,7 +35,7 @@ enum class InputKind : unsigned {
 };
 
 /// The kind of the whole contents of a file. Of several PEM blocks the first counts.
-SEALKIT_API InputKind findInputKind(std::string_view text);
+SEALKIT_API InputKind findInputKind(asn1::blob input);
 
 /// "certificate", "UTF-16 text". Empty for an unknown value.
 SEALKIT_API char const* getInputKindName(InputKind kind);

@@ -5,6 +5,7 @@
 #include "sealkit/wipe.h"
 
 #include "base/secret_bytes.h"
+#include "base/view.h"
 #include "hash/secret_digest.h"
 
 #include <algorithm>
@@ -40,7 +41,7 @@ constexpr unsigned char shsPad2[40] = {0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2,
 constexpr std::string_view peerChallengeMagic = "This is for peer challenge";
 constexpr std::string_view authChallengeMagic = "This is for auther challenge";
 
-std::string text(asn1::blob bytes) { return {reinterpret_cast<char const*>(bytes.data()), bytes.size()}; }
+std::string text(asn1::blob bytes) { return std::string(detail::viewOf(bytes)); }
 
 /// NtPasswordHash (RFC 2759 section 8.3): MD4 of the password in UTF-16LE.
 Md4 ntPasswordHash(std::string const& password) {

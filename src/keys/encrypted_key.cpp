@@ -3,6 +3,7 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/rng.h"
 
+#include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "base/secret_bytes.h"
@@ -91,7 +92,10 @@ std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::s
 std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password,
                                                           Refusal* refusal) {
     Reading reading(der, refusal);
-    return detail::readEncryptedPrivateKey(reading, der, password);
+    std::unique_ptr<PrivateKey> key = detail::readEncryptedPrivateKey(reading, der, password);
+    if (key == nullptr)
+        detail::refuseOtherKind(reading, InputKind::encryptedPrivateKey, detail::findDerKind(der));
+    return key;
 }
 
 std::vector<unsigned char> detail::encryptKey(asn1::blob key, std::string_view password,

@@ -4,6 +4,7 @@
 #include "sealkit/asn1.h"
 #include "sealkit/der.h"
 
+#include "asn1/input_kind.h"
 #include "asn1/read.h"
 #include "base/secret_bytes.h"
 #include "keys/named_curve.h"
@@ -178,7 +179,10 @@ std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der) {
 
 std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der, Refusal* refusal) {
     Reading reading(der, refusal);
-    return detail::readPublicKeyInfo(reading, der);
+    std::unique_ptr<PublicKey> key = detail::readPublicKeyInfo(reading, der);
+    if (key == nullptr)
+        detail::refuseOtherKind(reading, InputKind::publicKey, detail::findDerKind(der));
+    return key;
 }
 
 std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key) {
@@ -199,7 +203,10 @@ std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der) {
 
 std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der, Refusal* refusal) {
     Reading reading(der, refusal);
-    return detail::readOneAsymmetricKey(reading, der);
+    std::unique_ptr<PrivateKey> key = detail::readOneAsymmetricKey(reading, der);
+    if (key == nullptr)
+        detail::refuseOtherKind(reading, InputKind::privateKey, detail::findDerKind(der));
+    return key;
 }
 
 std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& key) {

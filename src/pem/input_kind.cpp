@@ -2,158 +2,15 @@
 
 #include "sealkit/pem.h"
 
-#include "asn1/element.h"
-#include "asn1/header.h"
-#include "asn1/oids.h"
+#include "asn1/input_kind.h"
+#include "asn1/tags.h"
+#include "base/view.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 
 namespace {
 
 namespace tag = detail::tag;
-using detail::Level;
-using detail::Reading;
-
-constexpr std::array names = {
-    "empty",
-    "PEM text",
-    "certificate",
-    "CRL",
-    "certificate request",
-    "public key",
-    "private key",
-    "encrypted private key",
-    "RSA public key of PKCS#1",
-    "RSA private key of PKCS#1",
-    "EC private key of RFC 5915",
-    "message (PKCS#7, CMS)",
-    "PKCS#12 file",
-    "time-stamp request",
-    "time-stamp response",
-    "private key in OpenSSH's own form",
-    "public key in OpenSSH's own form",
-    "UTF-16 text",
-    "text without PEM",
-    "BER, not DER",
-    "DER of an unknown kind",
-    "unknown bytes",
-};
-static_assert(names.size() == static_cast<size_t>(InputKind::unknown) + 1);
-
-bool beginsWithOid(asn1::blob content) { return asn1::parser(content).tag == tag::oid; }
-
-/// Goes down into the SEQUENCE that `bytes` begins with, as far as it is there: the object may be truncated.
-bool enterSequence(asn1::blob& bytes) {
-    unsigned elementTag = 0;
-    size_t length = 0;
-    if (bytes.empty())
-        return false;
-    detail::HeaderError const error = detail::takeHeader(bytes, &elementTag, &length);
-    if (error == detail::HeaderError::none)
-        bytes = asn1::blob(bytes.start, length);
-    return elementTag == tag::sequence &&
-           (error == detail::HeaderError::none || error == detail::HeaderError::truncated);
-}
-
-bool isTime(unsigned elementTag) { return elementTag == tag::utcTime || elementTag == tag::generalizedTime; }
-
-/// Of SIGNED{ToBeSigned} by the first fields of what is signed (RFC 5280, sections 4.1 and 5.1; RFC 2986, section
-/// 4.1): what comes behind them may be damaged or missing. `otherDer` of anything else.
-InputKind kindOfSigned(asn1::blob der) {
-    if (!enterSequence(der) || !enterSequence(der))
-        return InputKind::otherDer;
-    asn1::parser fields(der);
-    if (fields.tag == tag::constructed(0))
-        return InputKind::certificate;
-    bool const hasNumber = fields.tag == tag::integer; // A version, or the serial number after version 1.
-    if (hasNumber)
-        fields.next();
-    // An algorithm and the issuer, or the subject and its key.
-    for (int i = 0; i < 2; i++) {
-        if (fields.tag != tag::sequence)
-            return InputKind::otherDer;
-        fields.next();
-    }
-    if (isTime(fields.tag))
-        return InputKind::crl;
-    if (hasNumber && fields.tag == tag::constructed(0))
-        return InputKind::request;
-    asn1::parser const validity(fields.value());
-    return hasNumber && fields.tag == tag::sequence && isTime(validity.tag) ? InputKind::certificate
-                                                                            : InputKind::otherDer;
-}
-
-/// Whether it is a type of the messages of PKCS#7 and CMS: 1.2.840.113549.1.7 or 1.2.840.113549.1.9.16.1.
-bool isContentType(asn1::blob oid) {
-    static constexpr unsigned char smime[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x10, 0x01};
-    asn1::blob const pkcs7(detail::oid::data, sizeof detail::oid::data - 1);
-    auto const startsWith = [oid](asn1::blob prefix) {
-        return oid.size() > prefix.size() && std::equal(prefix.begin(), prefix.end(), oid.begin());
-    };
-    return startsWith(pkcs7) || startsWith(smime);
-}
-
-/// RSAPublicKey has 2 INTEGERs and RSAPrivateKey 9 or more; parameters and private keys of DSA have 3 and 6.
-InputKind kindOfIntegers(asn1::parser fields) {
-    constexpr unsigned ofPublicKey = 2, ofDsaPrivateKey = 6;
-    unsigned count = 1;
-    for (; fields.tag == tag::integer && count <= ofDsaPrivateKey; fields.next())
-        ++count;
-    if (count > ofDsaPrivateKey)
-        return InputKind::rsaPrivateKey;
-    return count == ofPublicKey ? InputKind::rsaPublicKey : InputKind::otherDer;
-}
-
-InputKind kindBehindInteger(asn1::parser fields) {
-    if (fields.tag == tag::octetString)
-        return InputKind::ecPrivateKey;
-    if (fields.tag == tag::integer)
-        return kindOfIntegers(fields);
-    if (fields.tag != tag::sequence)
-        return InputKind::otherDer;
-    asn1::blob const second = fields.take();
-    if (!beginsWithOid(second))
-        return InputKind::timeStampRequest;
-    return fields.tag == tag::octetString ? InputKind::privateKey : InputKind::pkcs12;
-}
-
-InputKind kindBehindSequence(asn1::blob first, asn1::parser fields) {
-    if (asn1::parser(first).tag == tag::integer && !detail::atEnd(fields) && fields.tag == tag::sequence &&
-        beginsWithOid(fields.value()) && isContentType(asn1::parser(fields.value()).value()))
-        return InputKind::timeStampResponse;
-    if (beginsWithOid(first)) {
-        if (fields.tag == tag::octetString)
-            return InputKind::encryptedPrivateKey;
-        if (fields.tag == tag::bitString)
-            return InputKind::publicKey;
-    }
-    // A refusal to make a time-stamp has no more than a status.
-    if (asn1::parser(first).tag == tag::integer && detail::atEnd(fields))
-        return InputKind::timeStampResponse;
-    return InputKind::otherDer;
-}
-
-InputKind kindOfDer(asn1::blob der) {
-    if (InputKind const kind = kindOfSigned(der); kind != InputKind::otherDer)
-        return kind;
-    Reading reading;
-    asn1::blob content;
-    if (!detail::readOnly(reading, der, tag::sequence, &content))
-        return InputKind::otherDer;
-    asn1::parser fields(content);
-    if (fields.tag == tag::oid)
-        return isContentType(fields.value()) ? InputKind::message : InputKind::otherDer;
-    if (fields.tag == tag::integer) {
-        fields.next();
-        return kindBehindInteger(fields);
-    }
-    if (fields.tag != tag::sequence)
-        return InputKind::otherDer;
-    asn1::blob const first = fields.take();
-    return kindBehindSequence(first, fields);
-}
 
 bool isUtf16(std::string_view text) {
     if (text.size() < 4)
@@ -174,14 +31,14 @@ bool isText(std::string_view text) {
 
 } // namespace
 
-InputKind findInputKind(std::string_view text) {
+InputKind findInputKind(asn1::blob bytes) {
+    std::string_view const text = detail::viewOf(bytes);
     if (text.empty())
         return InputKind::empty;
     if (isUtf16(text))
         return InputKind::utf16;
-    asn1::blob const bytes = text;
     // First, as text within an object may look like PEM.
-    if (InputKind const kind = kindOfDer(bytes); kind != InputKind::otherDer)
+    if (InputKind const kind = detail::findDerKind(bytes); kind != InputKind::otherDer)
         return kind;
     PemReader reader(text);
     PemBlock block;
@@ -200,9 +57,4 @@ InputKind findInputKind(std::string_view text) {
     if (isText(text))
         return InputKind::text;
     return bytes[0] == tag::sequence ? InputKind::otherDer : InputKind::unknown;
-}
-
-char const* getInputKindName(InputKind kind) {
-    auto const index = static_cast<size_t>(kind);
-    return index < names.size() ? names[index] : "";
 }

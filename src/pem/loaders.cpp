@@ -1,9 +1,9 @@
-#include "sealkit/input_kind.h"
 #include "sealkit/oid_names.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
 #include "asn1/element.h"
+#include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "base/file.h"
 #include "base/secret_bytes.h"
@@ -41,21 +41,6 @@ std::unique_ptr<K> readBareKey(Reading& reading, asn1::blob der) {
     return key;
 }
 
-/// Refuses DER that was refused as a `wanted` once more where it has the shape of another kind, which says more.
-void refuseOtherKind(Reading& reading, asn1::blob der, InputKind wanted) {
-    InputKind const found =
-        findInputKind(std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
-    if (found == wanted || found == InputKind::otherDer || found == InputKind::ber || found == InputKind::pem)
-        return;
-    reading.retract();
-    if (found == InputKind::empty)
-        reading.refuse(RefusalId::emptyInput, nullptr);
-    else
-        reading.refuse(found == InputKind::text || found == InputKind::unknown ? RefusalId::unknownForm
-                                                                               : RefusalId::otherKind,
-                       nullptr, {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(found)}});
-}
-
 /// The object of a block that `read` makes of its DER, which is wiped; null when it is refused.
 template <typename Read>
 auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read read) {
@@ -66,7 +51,7 @@ auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read re
     Reading::Block const within(reading, block.number, der);
     object = read(reading, asn1::blob(der));
     if (object == nullptr)
-        refuseOtherKind(reading, der, wanted);
+        detail::refuseOtherKind(reading, wanted, findInputKind(der));
     return object;
 }
 
@@ -78,13 +63,12 @@ void refuseRest(Reading& reading, std::string_view text, PemReader const& reader
         reading.retract();
         detail::finish(reading, reader);
     } else if (reader.count() == 0) {
-        refuseOtherKind(reading, reader.rest(), wanted);
+        detail::refuseOtherKind(reading, wanted, kind);
     } else if (kind != wanted) {
         reading.retract();
         InputKind const first = findInputKind(text);
         if (first == InputKind::opensshPrivateKey)
-            reading.refuse(RefusalId::otherKind, nullptr,
-                           {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(first)}});
+            detail::refuseOtherKind(reading, wanted, first);
         else
             reading.refuse(RefusalId::pemWithoutBlock, nullptr,
                            {{"expected", std::string(wantedLabel)}, {"found", listPemLabels(text)}});
@@ -175,8 +159,7 @@ std::unique_ptr<PublicKey> readKeyOf(Reading& reading, asn1::blob der) {
 }
 
 std::unique_ptr<PublicKey> readPublicDer(Reading& reading, asn1::blob der, KeyFileOptions options) {
-    InputKind const kind =
-        findInputKind(std::string_view(reinterpret_cast<char const*>(der.data()), der.size()));
+    InputKind const kind = findInputKind(der);
     if (options.fromCertificates && kind == InputKind::certificate)
         return readKeyOf<X509Certificate>(reading, der);
     if (options.fromCertificates && kind == InputKind::request)

@@ -121,7 +121,7 @@ bool detail::checkKind(Reading& reading, asn1::blob der, MessageKind expected) {
         facts.push_back({"found", getContentTypeName(type)});
         return reading.refuse(RefusalId::unsupportedContentType, type, std::move(facts));
     }
-    InputKind const kind = findInputKind({reinterpret_cast<char const*>(der.data()), der.size()});
+    InputKind const kind = findInputKind(der);
     if (found != MessageKind::none)
         facts.push_back({"found", getMessageKindName(found)});
     else if ((kind >= InputKind::certificate && kind < InputKind::message) || kind == InputKind::pkcs12)

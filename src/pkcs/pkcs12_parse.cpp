@@ -61,7 +61,7 @@ bool refuseType(Reading& reading, asn1::blob type) {
 }
 
 bool refuseKind(Reading& reading, asn1::blob pfx) {
-    InputKind const kind = findInputKind({reinterpret_cast<char const*>(pfx.data()), pfx.size()});
+    InputKind const kind = findInputKind(pfx);
     std::vector<Fact> facts = {{"expected", getInputKindName(InputKind::pkcs12)}};
     if (kind != InputKind::pkcs12)
         facts.push_back({"found", getInputKindName(kind)});

@@ -4,6 +4,7 @@
 
 #include "asn1/oids.h"
 #include "asn1/read.h"
+#include "base/view.h"
 #include "pkcs/read.h"
 #include "pkcs/version.h"
 
@@ -37,7 +38,7 @@ bool readImprint(Level& fields, TimeStampInfo& to) {
 
 /// The fraction of "YYYYMMDDhhmmss.fffZ", whose time was read.
 bool readFraction(Reading& reading, asn1::blob content, std::string* fraction) {
-    std::string_view const text(reinterpret_cast<char const*>(content.data()), content.size());
+    std::string_view const text = detail::viewOf(content);
     size_t const point = text.find('.');
     if (point == std::string_view::npos)
         return true;

@@ -2,11 +2,11 @@
 #include "sealkit/oid_names.h"
 
 #include "sealkit/der.h"
-#include "sealkit/input_kind.h"
 #include "sealkit/oid.h"
 #include "sealkit/pem.h"
 #include "sealkit/wipe.h"
 
+#include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "base/secret_bytes.h"
@@ -144,16 +144,12 @@ bool readPrivateDer(Reading& reading, asn1::blob der, InputKind kind, Password p
     return refuseInput(reading, kind);
 }
 
-InputKind kindOf(asn1::blob bytes) {
-    return findInputKind({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
-}
-
 void takePublicKey(MLKEMDecap const& key, std::vector<unsigned char>& to) {
     to.assign(std::begin(key.publicKey), std::end(key.publicKey));
 }
 
 bool readPublicDer(Reading& reading, asn1::blob der, Password password, std::vector<unsigned char>& to) {
-    switch (InputKind const kind = kindOf(der)) {
+    switch (InputKind const kind = findInputKind(der)) {
     case InputKind::publicKey:
         return readPublicInfo(reading, der, to);
     case InputKind::certificate: {
@@ -225,8 +221,9 @@ bool readPrivate(std::string_view text, Password password, Loaded to, Refusal* r
     if (kind != InputKind::pem)
         return readPrivateDer(reading, text, kind, password, to);
     PemReader reader(pem);
-    return readBlock(reading, reader, "PRIVATE KEY", isPrivateLabel,
-                     [&](asn1::blob der) { return readPrivateDer(reading, der, kindOf(der), password, to); });
+    return readBlock(reading, reader, "PRIVATE KEY", isPrivateLabel, [&](asn1::blob der) {
+        return readPrivateDer(reading, der, findInputKind(der), password, to);
+    });
 }
 
 bool readPublic(std::string_view text, Password password, std::vector<unsigned char>& to, Refusal* refusal) {
@@ -267,19 +264,22 @@ MlkemKeyForm::~MlkemKeyForm() { secureMemset(seed, 0, sizeof seed); }
 
 bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal, MlkemKeyForm* form) {
     Reading reading(der, refusal);
-    return readWithForm(to, form, [&](Loaded loaded) { return readPrivateInfo(reading, der, loaded); });
+    return readWithForm(to, form, [&](Loaded loaded) { return readPrivateInfo(reading, der, loaded); }) ||
+           detail::refuseOtherKind(reading, InputKind::privateKey, detail::findDerKind(der));
 }
 
 bool parseMlkemEncryptedPrivateKey(asn1::blob der, std::string_view password, MLKEMDecap& to,
                                    Refusal* refusal, MlkemKeyForm* form) {
     Reading reading(der, refusal);
     return readWithForm(to, form,
-                        [&](Loaded loaded) { return readEncryptedInfo(reading, der, password, loaded); });
+                        [&](Loaded loaded) { return readEncryptedInfo(reading, der, password, loaded); }) ||
+           detail::refuseOtherKind(reading, InputKind::encryptedPrivateKey, detail::findDerKind(der));
 }
 
 bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>& to, Refusal* refusal) {
     Reading reading(der, refusal);
-    return readPublicInfo(reading, der, to);
+    return readPublicInfo(reading, der, to) ||
+           detail::refuseOtherKind(reading, InputKind::publicKey, detail::findDerKind(der));
 }
 
 std::vector<unsigned char> encodeMlkemPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed) {

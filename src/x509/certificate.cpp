@@ -2,6 +2,7 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/x509.h"
 
+#include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "x509/extension_values.h"
@@ -360,7 +361,8 @@ bool X509Certificate::parse(asn1::blob der, Refusal* refusal) {
 
 bool X509Certificate::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
     Reading reading(der, refusal, forms);
-    return detail::read(reading, der, *this);
+    return detail::read(reading, der, *this) ||
+           detail::refuseOtherKind(reading, InputKind::certificate, detail::findDerKind(der));
 }
 
 bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {

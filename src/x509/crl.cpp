@@ -2,6 +2,7 @@
 
 #include "sealkit/der.h"
 
+#include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "x509/extension_values.h"
@@ -258,7 +259,8 @@ bool X509Crl::parse(asn1::blob der, Refusal* refusal) { return parse(der, refusa
 
 bool X509Crl::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
     Reading reading(der, refusal, forms);
-    return detail::read(reading, der, *this);
+    return detail::read(reading, der, *this) ||
+           detail::refuseOtherKind(reading, InputKind::crl, detail::findDerKind(der));
 }
 
 bool detail::read(Reading& reading, asn1::blob der, X509Crl& to) {

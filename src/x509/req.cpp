@@ -3,6 +3,7 @@
 #include "sealkit/der.h"
 #include "sealkit/pkcs8.h"
 
+#include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "base/utf.h"
@@ -183,7 +184,8 @@ bool X509Req::parseReq(asn1::blob request) {
 
 bool X509Req::parse(asn1::blob der, Refusal* refusal) {
     Reading reading(der, refusal);
-    return detail::read(reading, der, *this);
+    return detail::read(reading, der, *this) ||
+           detail::refuseOtherKind(reading, InputKind::request, detail::findDerKind(der));
 }
 
 bool detail::read(Reading& reading, asn1::blob der, X509Req& to) {

@@ -61,10 +61,6 @@ struct Found {
     explicit operator bool() const { return object.index() != 0; }
 };
 
-InputKind kindOf(asn1::blob bytes) {
-    return findInputKind({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
-}
-
 /// Whether it is a kind of object, which may be damaged.
 bool isKnown(InputKind kind) { return kind > InputKind::pem && kind <= InputKind::timeStampResponse; }
 
@@ -75,7 +71,7 @@ Found parseAs(asn1::blob der, InputKind kind) {
     Refusal refusal;
     if (object.parse(der, &refusal))
         return Object(std::move(object));
-    InputKind const found = kindOf(der);
+    InputKind const found = findInputKind(der);
     Found nothing;
     nothing.complaint =
         found == kind || !isKnown(found)
@@ -246,7 +242,7 @@ Found readBlock(PemBlock const& block, Password const* password) {
         return readPkcs12As(der, password);
     MessageKind const kind = getMessageKind(der); // Of time-stamps there is no usual label.
     return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der)
-                                                                    : refuseLabel(kindOf(der));
+                                                                    : refuseLabel(findInputKind(der));
 }
 
 /// What is said of a file in which there is no object, and what can be done about it.

@@ -160,6 +160,37 @@ TEST(PemRefusal, SaysWhichKindWasFound) {
     EXPECT_EQ(found(none), "CERTIFICATE, CERTIFICATE");
 }
 
+/// What a reader of DER says to have found in an object of another kind than its own.
+template <typename Parse>
+std::string kindFound(char const* wanted, Parse parse) {
+    Refusal const refusal = refusalOf([&](Refusal* asked) { EXPECT_FALSE(parse(asked)); });
+    EXPECT_EQ(refusal.id, RefusalId::otherKind);
+    EXPECT_EQ(refusal.facts.front().value, wanted);
+    return found(refusal);
+}
+
+TEST(DerRefusal, OfAnotherKindIsThatOfTheLoaders) {
+    std::string const cert = derOf(fileText("one")), crl = derOf(fileText("crl")),
+                      request = derOf(fileText("request")), plain = derOf(keyText());
+    Bytes const encrypted = encodePkcs8EncryptedPrivateKey(ecKey(), "x", 1);
+    EXPECT_EQ(kindFound("certificate", [&](Refusal* to) { return X509Certificate().parse(crl, to); }), "CRL");
+    EXPECT_EQ(kindFound("certificate", [&](Refusal* to) { return X509Certificate().parse(plain, to); }),
+              "private key");
+    EXPECT_EQ(kindFound("CRL", [&](Refusal* to) { return X509Crl().parse(cert, to); }), "certificate");
+    EXPECT_EQ(kindFound("certificate request", [&](Refusal* to) { return X509Req().parse(cert, to); }),
+              "certificate");
+    EXPECT_EQ(
+        kindFound("public key", [&](Refusal* to) { return parsePkcs8PublicKey(request, to) != nullptr; }),
+        "certificate request");
+    EXPECT_EQ(kindFound("private key",
+                        [&](Refusal* to) { return parseOneAssimetricKey(encrypted, to) != nullptr; }),
+              "encrypted private key");
+    EXPECT_EQ(
+        kindFound("encrypted private key",
+                  [&](Refusal* to) { return parsePkcs8EncryptedPrivateKey(plain, "x", to) != nullptr; }),
+        "private key");
+}
+
 TEST(PemRefusal, OfAFileSaysWhetherItIsThere) {
     EXPECT_EQ(refusalOfFile(folder + "no-such-file").id, RefusalId::missingFile);
     Refusal const directory = refusalOfFile(folder);

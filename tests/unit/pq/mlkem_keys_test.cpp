@@ -28,6 +28,11 @@ bool isOurs(MLKEMDecap const& key) {
     return std::equal(std::begin(ours.secretKey), std::end(ours.secretKey), std::begin(key.secretKey));
 }
 
+Bytes encrypted(std::string_view password, unsigned iterations = 2) {
+    return encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize>(seed), password,
+                                          iterations);
+}
+
 TEST(MlkemKeys, AreReadBack) {
     Bytes const der = encodeSeed();
     MLKEMDecap key, fromDer, fromPem, fromSeed, fromExpanded;
@@ -59,7 +64,12 @@ TEST(MlkemKeys, SayWhyTheyAreRefused) {
     Refusal refusal;
     Bytes der = encodeSeed();
     EXPECT_FALSE(parseMlkemPublicKey(der, pub, &refusal));
-    EXPECT_EQ(refusal.id, RefusalId::unexpectedElement);
+    EXPECT_EQ(refusal.id, RefusalId::otherKind);
+    EXPECT_EQ(refusal.facts.back().value, "private key");
+    EXPECT_FALSE(parseMlkemPrivateKey(encrypted("x"), key, &refusal));
+    EXPECT_EQ(refusal.facts.back().value, "encrypted private key");
+    EXPECT_FALSE(parseMlkemEncryptedPrivateKey(der, "x", key, &refusal));
+    EXPECT_EQ(refusal.facts.back().value, "private key");
     EXPECT_EQ(pub, Bytes{1});
     der[17]++; // the last byte of the algorithm
     EXPECT_FALSE(parseMlkemPrivateKey(der, key, &refusal));
@@ -79,11 +89,6 @@ TEST(MlkemKeys, SayWhyTheyAreRefused) {
     EXPECT_EQ(refusal.line, 2u);
     EXPECT_FALSE(readMlkemPublicKey("-----BEGIN PUBLIC KEY-----\n", pub, &refusal));
     EXPECT_EQ(refusal.id, RefusalId::pemWithoutEnd);
-}
-
-Bytes encrypted(std::string_view password, unsigned iterations = 2) {
-    return encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize>(seed), password,
-                                          iterations);
 }
 
 /// The element with that tag and these contents, of 128 bytes to 64 KiB.
