@@ -56,11 +56,9 @@ bool detail::readEncryptedKey(Reading& reading, asn1::blob der, std::optional<st
         reading.note("PKCS8: unsupported PBE: <" + oid2name(fields.scheme) + ">");
         return false;
     }
-    if (!password) {
-        PBES2Params params;
-        return detail::read(reading, fields.params, params) && checkPbes2(reading, params, fields.data) &&
+    if (!password)
+        return checkPbes2(reading, fields.params, fields.data) &&
                reading.refuse(RefusalId::passwordRequired, nullptr);
-    }
     SecretBytes plain;
     if (!decryptPbes2(reading, fields.params, *password, fields.data, plain.value))
         return false;

@@ -23,6 +23,14 @@ namespace tag = detail::tag;
 using detail::Level;
 using detail::Reading;
 
+/// The fields of PBES2Params as views, so that a refusal tells their place. Identifiers without their header.
+struct Fields {
+    asn1::blob kdf, prf, salt, cipher, iv;
+    unsigned iterations = 0;
+};
+
+Fields fieldsOf(PBES2Params const& p) { return {p.kdf, p.prf, p.salt, p.cipher, p.iv, p.iterations}; }
+
 /// The hash of the pseudorandom function, which may be left out; `HashID::none` when it is refused.
 HashID findPrf(Reading& reading, asn1::blob prf) {
     if (prf.empty() || prf == oid::hmacWithSha1)
@@ -30,7 +38,7 @@ HashID findPrf(Reading& reading, asn1::blob prf) {
     if (prf == oid::hmacWithSha256)
         return HashID::SHA256;
     if (reading.wantsReason())
-        reading.refuse(RefusalId::unsupportedPrf, nullptr, {{"function", oidName(prf)}});
+        reading.refuse(RefusalId::unsupportedPrf, prf, {{"function", oidName(prf)}});
     reading.note("unsupported PBES2 KDF: <" + oid2name(prf) + ">");
     return HashID::none;
 }
@@ -39,7 +47,7 @@ detail::ContentCipher const* findCipher(Reading& reading, asn1::blob oid) {
     detail::ContentCipher const* const cipher = detail::findContentCipher(oid);
     if (cipher == nullptr) {
         if (reading.wantsReason())
-            reading.refuse(RefusalId::unsupportedCipher, nullptr, {{"cipher", oidName(oid)}});
+            reading.refuse(RefusalId::unsupportedCipher, oid, {{"cipher", oidName(oid)}});
         reading.note("PBES2: unimplemented cipher: <" + oid2name(oid) + ">");
     }
     return cipher;
@@ -48,13 +56,13 @@ detail::ContentCipher const* findCipher(Reading& reading, asn1::blob oid) {
 bool isCountInBounds(unsigned iterations) { return iterations != 0 && iterations <= pbes2MaxIterations; }
 
 /// The cipher under the key that the password gives. Takes the time that deriving it takes.
-std::unique_ptr<Cipher> makeCipher(detail::ContentCipher const& cipher, HashID prf, PBES2Params const& p,
+std::unique_ptr<Cipher> makeCipher(detail::ContentCipher const& cipher, HashID prf, Fields const& fields,
                                    std::string_view password) {
     unsigned char bytes[detail::ContentCipher::maxKeySize];
     std::span<unsigned char> const key(bytes, cipher.keySize);
-    pbkdf2(prf, password, p.salt, p.iterations, key);
+    pbkdf2(prf, password, fields.salt, fields.iterations, key);
     std::unique_ptr<Cipher> keyed =
-        detail::makeContentCipher(cipher, std::span<unsigned char const>(key), p.iv);
+        detail::makeContentCipher(cipher, std::span<unsigned char const>(key), fields.iv);
     secureMemset(bytes, 0, sizeof bytes);
     return keyed;
 }
@@ -76,22 +84,22 @@ struct Choice {
     detail::ContentCipher const* cipher = nullptr;
 };
 
-bool choose(Reading& reading, PBES2Params const& p, Choice* choice) {
-    if (!(asn1::blob(p.kdf) == oid::pbkdf2))
-        return refuseKdf(reading, p.kdf);
-    if (!isCountInBounds(p.iterations))
-        return refuseCount(reading, nullptr, std::to_string(p.iterations));
-    choice->prf = findPrf(reading, p.prf);
+bool choose(Reading& reading, Fields const& fields, Choice* choice) {
+    if (!(asn1::blob(fields.kdf) == oid::pbkdf2))
+        return refuseKdf(reading, fields.kdf);
+    if (!isCountInBounds(fields.iterations))
+        return refuseCount(reading, nullptr, std::to_string(fields.iterations));
+    choice->prf = findPrf(reading, fields.prf);
     if (choice->prf == HashID::none)
         return false;
-    choice->cipher = findCipher(reading, p.cipher);
+    choice->cipher = findCipher(reading, fields.cipher);
     if (choice->cipher == nullptr)
         return false;
     unsigned const ivSize = choice->cipher->blockSize;
-    return p.iv.size() == ivSize ||
-           reading.refuse(RefusalId::malformedEncryptionParameters, nullptr,
+    return fields.iv.size() == ivSize ||
+           reading.refuse(RefusalId::malformedEncryptionParameters, fields.iv,
                           {{"expected", "an IV of " + std::to_string(ivSize) + " bytes"},
-                           {"found", std::to_string(p.iv.size()) + " bytes"}});
+                           {"found", std::to_string(fields.iv.size()) + " bytes"}});
 }
 
 bool checkCiphertext(Reading& reading, Choice const& choice, asn1::blob data) {
@@ -101,23 +109,24 @@ bool checkCiphertext(Reading& reading, Choice const& choice, asn1::blob data) {
                            {"found", std::to_string(data.size()) + " bytes"}});
 }
 
-bool encrypt(Reading& reading, PBES2Params const& p, std::string_view password, asn1::blob data,
+bool encrypt(Reading& reading, Fields const& fields, std::string_view password, asn1::blob data,
              std::vector<unsigned char>& out) {
     Choice choice;
-    if (!choose(reading, p, &choice))
+    if (!choose(reading, fields, &choice))
         return false;
     if (!detail::canBePadded(*choice.cipher, data))
         return reading.refuse(RefusalId::inputTooLarge, nullptr);
-    out = detail::encryptPadded(*choice.cipher, *makeCipher(*choice.cipher, choice.prf, p, password), data);
+    out = detail::encryptPadded(*choice.cipher, *makeCipher(*choice.cipher, choice.prf, fields, password),
+                                data);
     return true;
 }
 
-bool decrypt(Reading& reading, PBES2Params const& p, std::string_view password, asn1::blob data,
+bool decrypt(Reading& reading, Fields const& fields, std::string_view password, asn1::blob data,
              std::vector<unsigned char>& out) {
     Choice choice;
-    if (!choose(reading, p, &choice) || !checkCiphertext(reading, choice, data))
+    if (!choose(reading, fields, &choice) || !checkCiphertext(reading, choice, data))
         return false;
-    std::unique_ptr<Cipher> const keyed = makeCipher(*choice.cipher, choice.prf, p, password);
+    std::unique_ptr<Cipher> const keyed = makeCipher(*choice.cipher, choice.prf, fields, password);
     return detail::decryptPadded(*choice.cipher, *keyed, data, out) ||
            reading.refuse(RefusalId::wrongPassword, data);
 }
@@ -136,17 +145,8 @@ bool replace(std::vector<unsigned char>& out, Work work) {
     return done;
 }
 
-bool crypt(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,
-           std::vector<unsigned char>& out, bool encrypts) {
-    return replace(out, [&](std::vector<unsigned char>& result) {
-        PBES2Params p;
-        return detail::read(reading, params, p) && (encrypts ? encrypt(reading, p, password, data, result)
-                                                             : decrypt(reading, p, password, data, result));
-    });
-}
-
 /// Reads the content of keyDerivationFunc.
-bool readKeyDerivation(Reading& reading, PBES2Params& to, asn1::blob content) {
+bool readKeyDerivation(Reading& reading, Fields& to, asn1::blob content) {
     Reading::Step const step(reading, "keyDerivationFunc");
     Level function(reading, content);
     asn1::blob kdf, params, salt;
@@ -178,15 +178,15 @@ bool readKeyDerivation(Reading& reading, PBES2Params& to, asn1::blob content) {
         return refuseCount(reading, count.start,
                            count.size() > sizeof iterations ? std::to_string(count.size()) + " bytes"
                                                             : std::to_string(iterations));
-    to.kdf = detail::copyOf(kdf);
-    to.prf = detail::copyOf(prf);
-    to.salt = detail::copyOf(salt);
+    to.kdf = kdf;
+    to.prf = prf;
+    to.salt = salt;
     to.iterations = iterations;
     return true;
 }
 
 /// Reads the content of encryptionScheme.
-bool readEncryptionScheme(Reading& reading, PBES2Params& to, asn1::blob content) {
+bool readEncryptionScheme(Reading& reading, Fields& to, asn1::blob content) {
     Reading::Step const step(reading, "encryptionScheme");
     Level scheme(reading, content);
     asn1::blob cipher, iv;
@@ -198,41 +198,64 @@ bool readEncryptionScheme(Reading& reading, PBES2Params& to, asn1::blob content)
         return reading.refuse(RefusalId::unsupportedCipher, cipher, {{"cipher", oidName(cipher)}});
     if (!detail::take(scheme, tag::octetString, &iv, "IV") || !detail::finish(scheme))
         return false;
-    to.cipher = detail::copyOf(cipher);
-    to.iv = detail::copyOf(iv);
+    to.cipher = cipher;
+    to.iv = iv;
     return true;
+}
+
+bool readFields(Reading& reading, asn1::blob params, Fields& to) {
+    asn1::blob content, function, scheme;
+    if (!detail::readOnly(reading, params, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    return detail::take(fields, tag::sequence, &function, "keyDerivationFunc") &&
+           detail::take(fields, tag::sequence, &scheme, "encryptionScheme") && detail::finish(fields) &&
+           readKeyDerivation(reading, to, function) && readEncryptionScheme(reading, to, scheme);
+}
+
+bool readParams(Reading& reading, asn1::blob params, PBES2Params& to) {
+    Fields fields;
+    if (!readFields(reading, params, fields))
+        return false;
+    to.kdf = detail::copyOf(fields.kdf);
+    to.prf = detail::copyOf(fields.prf);
+    to.salt = detail::copyOf(fields.salt);
+    to.iterations = fields.iterations;
+    to.cipher = detail::copyOf(fields.cipher);
+    to.iv = detail::copyOf(fields.iv);
+    return true;
+}
+
+bool crypt(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,
+           std::vector<unsigned char>& out, bool encrypts) {
+    return replace(out, [&](std::vector<unsigned char>& result) {
+        Fields fields;
+        return readFields(reading, params, fields) &&
+               (encrypts ? encrypt(reading, fields, password, data, result)
+                         : decrypt(reading, fields, password, data, result));
+    });
 }
 
 } // namespace
 
-bool detail::read(Reading& reading, asn1::blob params, PBES2Params& to) {
-    asn1::blob content, function, scheme;
-    if (!readOnly(reading, params, tag::sequence, &content))
-        return false;
-    Level fields(reading, content);
-    return take(fields, tag::sequence, &function, "keyDerivationFunc") &&
-           take(fields, tag::sequence, &scheme, "encryptionScheme") && finish(fields) &&
-           readKeyDerivation(reading, to, function) && readEncryptionScheme(reading, to, scheme);
-}
-
-bool detail::checkPbes2(Reading& reading, PBES2Params const& params, asn1::blob data) {
+bool detail::checkPbes2(Reading& reading, asn1::blob params, asn1::blob data) {
+    Fields fields;
     Choice choice;
-    return choose(reading, params, &choice) && checkCiphertext(reading, choice, data);
+    return readFields(reading, params, fields) && choose(reading, fields, &choice) &&
+           checkCiphertext(reading, choice, data);
 }
 
 void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data, KeyEncryption* to) {
-    PBES2Params p;
-    if (!read(reading, params, p))
+    Fields fields;
+    if (!readFields(reading, params, fields))
         return;
-    to->cipher = oidName(p.cipher);
-    to->keyDerivation = "PBKDF2 with " + oidName(p.prf.empty() ? asn1::blob(oid::hmacWithSha1) : p.prf);
-    to->iterations = p.iterations;
-    if (data != nullptr) {
-        checkPbes2(reading, p, *data);
-    } else {
-        Choice choice;
-        choose(reading, p, &choice);
-    }
+    to->cipher = oidName(fields.cipher);
+    to->keyDerivation =
+        "PBKDF2 with " + oidName(fields.prf.empty() ? asn1::blob(oid::hmacWithSha1) : fields.prf);
+    to->iterations = fields.iterations;
+    Choice choice;
+    if (choose(reading, fields, &choice) && data != nullptr)
+        checkCiphertext(reading, choice, *data);
 }
 
 bool detail::decryptPbes2(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,
@@ -242,12 +265,12 @@ bool detail::decryptPbes2(Reading& reading, asn1::blob params, std::string_view 
 
 bool parse(PBES2Params& to, asn1::blob params) {
     Reading reading(params);
-    return detail::read(reading, params, to);
+    return readParams(reading, params, to);
 }
 
 bool parse(PBES2Params& to, asn1::blob params, Refusal* refusal) {
     Reading reading(params, refusal);
-    return detail::read(reading, params, to);
+    return readParams(reading, params, to);
 }
 
 void save(PBES2Params const& from, DerEncoder& to) {
@@ -282,7 +305,7 @@ bool pbes2_crypt(AlgorithmIdentifier const& params, std::string_view password, a
 std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::string_view password, PBES2Params const& p) {
     Reading reading((asn1::blob()));
     std::vector<unsigned char> out;
-    encrypt(reading, p, password, data, out);
+    encrypt(reading, fieldsOf(p), password, data, out);
     return out;
 }
 
@@ -290,6 +313,6 @@ std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::string_view passw
                                          Refusal* refusal) {
     Reading reading({}, refusal);
     std::vector<unsigned char> out;
-    encrypt(reading, p, password, data, out);
+    encrypt(reading, fieldsOf(p), password, data, out);
     return out;
 }

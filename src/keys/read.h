@@ -52,11 +52,8 @@ std::vector<unsigned char> encryptKey(asn1::blob key, std::string_view password,
 std::unique_ptr<PrivateKey> readEncryptedPrivateKey(Reading& reading, asn1::blob der,
                                                     std::optional<std::string_view> password);
 
-/// PBES2-params. What they ask for is not checked, except the key derivation function and its count.
-bool read(Reading& reading, asn1::blob params, PBES2Params& to);
-
-/// Whether `data` can be decrypted as `params` say, apart from the password.
-bool checkPbes2(Reading& reading, PBES2Params const& params, asn1::blob data);
+/// Whether `data` can be decrypted as PBES2-params say, apart from the password.
+bool checkPbes2(Reading& reading, asn1::blob params, asn1::blob data);
 
 /// How PBES2-params encrypt, and whether `data` can be decrypted apart from the password. Null for no data.
 void describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data, KeyEncryption* to);

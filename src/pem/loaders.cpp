@@ -19,15 +19,17 @@ namespace {
 using detail::FileText;
 using detail::Reading;
 
+/// Refuses more bytes than the parsers take.
+bool isReadable(Reading& reading, asn1::blob der) {
+    return der.size() <= std::numeric_limits<unsigned>::max() ||
+           reading.refuse(RefusalId::inputTooLarge, nullptr);
+}
+
 /// Null when the bytes are not a `T`, or more than its parser takes.
 template <typename T>
 std::unique_ptr<T> readDer(Reading& reading, asn1::blob der) {
-    if (der.size() > std::numeric_limits<unsigned>::max()) {
-        reading.refuse(RefusalId::inputTooLarge, nullptr);
-        return nullptr;
-    }
     auto object = std::make_unique<T>();
-    if (!detail::read(reading, der, *object))
+    if (!isReadable(reading, der) || !detail::read(reading, der, *object))
         return nullptr;
     return object;
 }
@@ -150,11 +152,11 @@ std::vector<std::shared_ptr<X509Certificate>> readChain(Reading& reading, std::s
 /// The public key of a certificate or certificate request.
 template <typename T>
 std::unique_ptr<PublicKey> readKeyOf(Reading& reading, asn1::blob der) {
-    std::unique_ptr<T> const object = readDer<T>(reading, der);
-    if (object == nullptr)
+    T object;
+    asn1::blob info;
+    if (!isReadable(reading, der) || !detail::readWithKeyInfo(reading, der, object, &info))
         return nullptr;
-    asn1::blob const info = object->subjectPublicKeyInfo;
-    Reading::Derived const derived(reading, info, nullptr, "subjectPublicKeyInfo");
+    Reading::Step const step(reading, "subjectPublicKeyInfo");
     return detail::readPublicKeyInfo(reading, info);
 }
 

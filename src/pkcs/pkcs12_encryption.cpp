@@ -23,10 +23,8 @@ unsigned detail::iterationsOf(AlgorithmIdentifier const& algorithm) {
 
 bool detail::checkEncryption(Reading& reading, AlgorithmIdentifier const& algorithm, asn1::blob data) {
     asn1::blob const scheme = algorithm.oid;
-    if (scheme == oid::pbes2) {
-        PBES2Params params;
-        return read(reading, algorithm.params, params) && checkPbes2(reading, params, data);
-    }
+    if (scheme == oid::pbes2)
+        return checkPbes2(reading, algorithm.params, data);
     if (!(scheme == oid::pbeWithSha1And3KeyTripleDes))
         return refuseScheme(reading, scheme);
     PBEParams params;

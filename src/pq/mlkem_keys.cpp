@@ -154,11 +154,11 @@ bool readPublicDer(Reading& reading, asn1::blob der, Password password, std::vec
         return readPublicInfo(reading, der, to);
     case InputKind::certificate: {
         X509Certificate certificate;
-        if (!detail::read(reading, der, certificate))
+        asn1::blob info;
+        if (!detail::readWithKeyInfo(reading, der, certificate, &info))
             return false;
-        Reading::Derived const derived(reading, certificate.subjectPublicKeyInfo, nullptr,
-                                       "subjectPublicKeyInfo");
-        return readPublicInfo(reading, certificate.subjectPublicKeyInfo, to);
+        Reading::Step const step(reading, "subjectPublicKeyInfo");
+        return readPublicInfo(reading, info, to);
     }
     default: {
         MLKEMDecap key;

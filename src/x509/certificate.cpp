@@ -365,9 +365,8 @@ bool X509Certificate::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
            detail::refuseOtherKind(reading, InputKind::certificate, detail::findDerKind(der));
 }
 
-bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
+bool detail::readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& to, asn1::blob* keyInfo) {
     to = X509Certificate();
-    reading.takeMark();
     SignedParts parts;
     Outline outline;
     if (!unpack(reading, der, to, &parts) || !outline.read(reading, parts.tbs) ||
@@ -380,12 +379,21 @@ bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
         return false;
     to.serialNumber = copyOf(outline.serialNumber);
     to.subjectPublicKeyInfo = copyOf(outline.subjectPublicKeyInfo);
+    *keyInfo = outline.subjectPublicKeyInfo;
 
     std::vector<X509Extension> list;
     if (!readExtensions(reading, outline.extensions, &list) || !readEach(reading, list, to, readExtension))
         return false;
     to.selfSigned = outline.issuer == outline.subject &&
                     (to.authorityKeyId.empty() || to.authorityKeyId == to.subjectKeyId);
+    return true;
+}
+
+bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
+    asn1::blob keyInfo;
+    reading.takeMark();
+    if (!readWithKeyInfo(reading, der, to, &keyInfo))
+        return false;
     if (reading.takeMark()) {
         auto refusal = std::make_shared<Refusal>();
         X509Certificate().parse(der, refusal.get());

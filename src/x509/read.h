@@ -15,6 +15,10 @@ bool read(Reading& reading, asn1::blob der, X509Certificate& to);
 bool read(Reading& reading, asn1::blob der, X509Crl& to);
 bool read(Reading& reading, asn1::blob der, X509Req& to);
 
+/// The same for who wants nothing but the key: `keyInfo` is the subjectPublicKeyInfo as a view of `der`.
+bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& to, asn1::blob* keyInfo);
+bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Req& to, asn1::blob* keyInfo);
+
 /// The whole elements of SIGNED{ToBeSigned} (RFC 5280, section 4.1.1), as views of what was read.
 struct SignedParts {
     asn1::blob tbs;

@@ -189,6 +189,11 @@ bool X509Req::parse(asn1::blob der, Refusal* refusal) {
 }
 
 bool detail::read(Reading& reading, asn1::blob der, X509Req& to) {
+    asn1::blob keyInfo;
+    return readWithKeyInfo(reading, der, to, &keyInfo);
+}
+
+bool detail::readWithKeyInfo(Reading& reading, asn1::blob der, X509Req& to, asn1::blob* keyInfo) {
     to = X509Req();
     SignedParts parts;
     Outline outline;
@@ -196,6 +201,7 @@ bool detail::read(Reading& reading, asn1::blob der, X509Req& to) {
         !readField(reading, "subject", readName, outline.subject, to.subject))
         return false;
     to.subjectPublicKeyInfo = copyOf(outline.subjectPublicKeyInfo);
+    *keyInfo = outline.subjectPublicKeyInfo;
 
     AttributeReader reader(reading, to);
     Level attributes(reading, outline.attributes);

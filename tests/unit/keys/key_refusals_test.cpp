@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 using Bytes = std::vector<unsigned char>;
@@ -192,6 +194,11 @@ struct Encrypted {
     }
 };
 
+/// Where `part` begins in `whole`, where it stands once.
+size_t offsetOf(Bytes const& part, Bytes const& whole) {
+    return static_cast<size_t>(std::ranges::search(whole, part).begin() - whole.begin());
+}
+
 Refusal refusalOf(Bytes const& der, std::string_view password = "password") {
     test::CapturedOutput const output;
     Refusal refusal;
@@ -217,12 +224,16 @@ TEST(EncryptedKeyRefusal, TellsTheReasonsApart) {
     Refusal const prf = refusalOf(Encrypted{.prf = sequence({hmacSha512, null})}.der());
     EXPECT_EQ(prf.id, RefusalId::unsupportedPrf);
     EXPECT_EQ(found(prf), "HMAC-SHA512");
+    EXPECT_EQ(prf.offset, offsetOf(hmacSha512, Encrypted{.prf = sequence({hmacSha512, null})}.der()) + 2);
 
     Refusal const cipher = refusalOf(Encrypted{.cipher = camellia}.der());
     EXPECT_EQ(cipher.id, RefusalId::unsupportedCipher);
     EXPECT_EQ(found(cipher), "Camellia-128-CBC");
+    EXPECT_EQ(cipher.offset, offsetOf(camellia, Encrypted{.cipher = camellia}.der()) + 2);
 
-    EXPECT_EQ(refusalOf(Encrypted{.iv = Bytes(8)}.der()).id, RefusalId::malformedEncryptionParameters);
+    Refusal const iv = refusalOf(Encrypted{.iv = Bytes(8, 7)}.der());
+    EXPECT_EQ(iv.id, RefusalId::malformedEncryptionParameters);
+    EXPECT_EQ(iv.offset, offsetOf(Bytes(8, 7), Encrypted{.iv = Bytes(8, 7)}.der()));
     EXPECT_EQ(refusalOf(Encrypted{.data = Bytes(31)}.der()).id, RefusalId::malformedCiphertext);
     EXPECT_EQ(refusalOf(Encrypted{.data = {}}.der()).id, RefusalId::malformedCiphertext);
 
