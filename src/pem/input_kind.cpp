@@ -5,6 +5,7 @@
 #include "asn1/input_kind.h"
 #include "asn1/tags.h"
 #include "base/view.h"
+#include "pem/read.h"
 
 #include <algorithm>
 
@@ -40,7 +41,7 @@ InputKind findInputKind(asn1::blob bytes) {
     // First, as text within an object may look like PEM.
     if (InputKind const kind = detail::findDerKind(bytes); kind != InputKind::otherDer)
         return kind;
-    PemReader reader(text);
+    PemReader reader(detail::withoutByteOrderMark(text));
     PemBlock block;
     if (reader.next(&block))
         return block.label == "OPENSSH PRIVATE KEY" ? InputKind::opensshPrivateKey : InputKind::pem;

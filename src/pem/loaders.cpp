@@ -293,8 +293,9 @@ auto readText(Read read, std::string_view text, Arguments const&... arguments) {
 
 template <typename Read, typename... Arguments>
 auto readTextFor(Refusal* refusal, Read read, std::string_view text, Arguments const&... arguments) {
-    Reading reading(text, refusal);
-    return read(reading, text, arguments...);
+    std::string_view const plain = detail::withoutByteOrderMark(text);
+    Reading reading(plain, refusal);
+    return read(reading, plain, arguments...);
 }
 
 template <typename Read, typename... Arguments>
@@ -305,7 +306,7 @@ auto readFile(Read read, std::string const& path, Arguments const&... arguments)
 template <typename Read, typename... Arguments>
 auto readFileFor(Refusal* refusal, Read read, std::string const& path, Arguments const&... arguments) {
     FileText const text(path);
-    std::string_view const view = text;
+    std::string_view const view = detail::withoutByteOrderMark(text);
     Reading reading(view, refusal);
     if (!view.empty())
         return read(reading, view, arguments...);
@@ -318,8 +319,9 @@ auto readFileFor(Refusal* refusal, Read read, std::string const& path, Arguments
 std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text) { return readText(readCert, text); }
 
 std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal, FormRules forms) {
-    Reading reading(text, refusal, forms);
-    return readCert(reading, text);
+    std::string_view const plain = detail::withoutByteOrderMark(text);
+    Reading reading(plain, refusal, forms);
+    return readCert(reading, plain);
 }
 
 std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {
@@ -352,8 +354,9 @@ std::unique_ptr<X509Crl> readCrl(std::string_view text) {
 }
 
 std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal, FormRules forms) {
-    Reading reading(text, refusal, forms);
-    return readCrl(reading, text);
+    std::string_view const plain = detail::withoutByteOrderMark(text);
+    Reading reading(plain, refusal, forms);
+    return readCrl(reading, plain);
 }
 
 std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path) { return readCrl(FileText(path)); }
@@ -369,8 +372,9 @@ std::unique_ptr<X509Req> readReq(std::string_view text) {
 }
 
 std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal, ReqFileOptions options) {
-    Reading reading(text, refusal);
-    return readReq(reading, text, options);
+    std::string_view const plain = detail::withoutByteOrderMark(text);
+    Reading reading(plain, refusal);
+    return readReq(reading, plain, options);
 }
 
 std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readReq(FileText(path)); }
@@ -444,6 +448,7 @@ bool isPrivateKeyLabel(std::string_view label) {
 }
 
 bool findKeyEncryption(std::string_view text, KeyEncryption* to) {
+    text = detail::withoutByteOrderMark(text);
     KeyEncryption found;
     Reading reading(text, &found.problem);
     PemReader reader(text);

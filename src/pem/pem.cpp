@@ -66,6 +66,18 @@ bool refuseBody(detail::Reading& reading, PemBlock const& block) {
     return reading.refuseLine(RefusalId::pemMalformedBase64, block.number, last);
 }
 
+/// Refuses the first line that begins a block behind blanks, which hide it. True where there is none.
+bool refuseIndented(detail::Reading& reading, std::string_view text) {
+    size_t number = 0;
+    while (!text.empty()) {
+        number++;
+        if (withoutBlanksAround(detail::takeLine(text)).starts_with(beginMark))
+            return reading.refuseLine(RefusalId::pemMalformedBegin, 1, number,
+                                      {{"found", "blanks in front of it"}});
+    }
+    return true;
+}
+
 } // namespace
 
 bool parsePem(std::string_view& input, std::string_view* label, std::string_view* body) {
@@ -122,7 +134,7 @@ bool detail::finish(Reading& reading, PemReader const& reader) {
     std::string_view const rest = reader.rest();
     size_t const begin = findBeginLine(rest);
     if (begin == std::string_view::npos)
-        return true;
+        return reader.count() != 0 || refuseIndented(reading, rest);
     std::string_view const line = rest.substr(begin, rest.find('\n', begin) - begin);
     bool const isWhole = line.find(dashes, beginMark.size()) != std::string_view::npos;
     return reading.refuseLine(isWhole ? RefusalId::pemWithoutEnd : RefusalId::pemMalformedBegin,

@@ -10,6 +10,14 @@
 
 namespace detail {
 
+/// Some editors write a byte-order mark in front of text. The stated loaders find no block behind it.
+inline std::string_view withoutByteOrderMark(std::string_view text) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    if (text.starts_with(mark))
+        text.remove_prefix(mark.size());
+    return text;
+}
+
 /// Takes the first line off, without its end.
 inline std::string_view takeLine(std::string_view& text) {
     size_t const end = std::min(text.find('\n'), text.size());

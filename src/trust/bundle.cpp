@@ -6,6 +6,7 @@
 
 #include "base/file.h"
 #include "base/reading.h"
+#include "pem/read.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -37,6 +38,7 @@ void add(std::vector<Refusal>* refusals, Refusal refusal) {
 /// Every block of a PEM text with the label of `T`, or one object in DER.
 template <typename T>
 Objects<T> readAll(std::string_view text, FormRules forms, std::vector<Refusal>* refusals) {
+    text = detail::withoutByteOrderMark(text);
     constexpr T const* kind = nullptr;
     Objects<T> objects;
     PemReader reader(text);

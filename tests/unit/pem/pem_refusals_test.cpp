@@ -117,6 +117,30 @@ TEST(PemRefusal, NamesTheLineOfTheFraming) {
     EXPECT_EQ(two.line, 1u);
 }
 
+TEST(PemRefusal, OfABlockBehindBlanksTellsItsLine) {
+    std::string indented = "a certificate:\n  " + fileText("one");
+    Refusal const refusal = refusalOfCert(indented);
+    EXPECT_EQ(refusal.id, RefusalId::pemMalformedBegin);
+    EXPECT_EQ(refusal.line, 2u);
+    EXPECT_EQ(found(refusal), "blanks in front of it");
+    EXPECT_EQ(refusalOfKey("\t" + keyText()).id, RefusalId::pemMalformedBegin);
+    // Behind a block it is text.
+    EXPECT_NE(readCertFromStr(fileText("one") + indented, nullptr), nullptr);
+}
+
+TEST(PemText, MayBeginWithAByteOrderMark) {
+    std::string const mark = "\xEF\xBB\xBF", cert = mark + fileText("one");
+    EXPECT_NE(readCertFromStr(cert, nullptr), nullptr);
+    EXPECT_EQ(readCertChain(cert + fileText("one"), nullptr).size(), 2u);
+    EXPECT_NE(readCrl(mark + fileText("crl"), nullptr), nullptr);
+    EXPECT_NE(readReq(mark + fileText("request"), nullptr), nullptr);
+    EXPECT_NE(readPrivateKey(mark + keyText(), "", nullptr), nullptr);
+    EXPECT_EQ(findInputKind(cert), InputKind::pem);
+    test::CapturedOutput const output;
+    EXPECT_EQ(readCertFromStr(cert), nullptr);
+    EXPECT_EQ(readPrivateKey(mark + keyText(), ""), nullptr);
+}
+
 TEST(PemRefusal, CountsInTheDerOfTheBlock) {
     std::string der = derOf(fileText("one"));
     der.back() = static_cast<char>(der.back() ^ 1); // a signature is not read
@@ -313,7 +337,7 @@ TEST(KeyFileOptions, AllowWiderForms) {
 }
 
 TEST(KeyFileOptions, CountInTheCertificateOfTheKey) {
-    test::der::CertificateParts parts;
+    test::CertificateParts parts;
     Bytes const algorithm{0x06, 0x02, 0x2A, 0x03};
     parts.keyInfo = test::der::sequence(test::der::sequence(algorithm), test::der::bitString({1, 2, 3}));
     Bytes const der = parts.der();

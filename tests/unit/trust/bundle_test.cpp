@@ -66,6 +66,7 @@ TEST(ReadCertificates, EachBlockThatIsLeftOutIsNamed) {
     std::string const before = otherBlock + brokenBlock + certificates;
     EXPECT_EQ(refusals[1].line, 2U + static_cast<size_t>(std::ranges::count(before, '\n')));
     EXPECT_EQ(readCertificates(brokenBlock + certificates, nullptr).size(), whole);
+    EXPECT_EQ(readCertificates("\xEF\xBB\xBF" + certificates, nullptr).size(), whole);
     EXPECT_EQ(output.text(), "");
 }
 
