@@ -50,7 +50,7 @@ SEALKIT_API bool parseMlkemEncryptedPrivateKey(asn1::blob der, std::string_view 
                                                Refusal* refusal, MlkemKeyForm* form = nullptr);
 
 /// Reads a SubjectPublicKeyInfo into the 1184 bytes of the key. Returns false and leaves `to` unchanged on
-/// failure. `MLKEMEncap::encap` checks that the numbers of the key are reduced.
+/// failure; a key that `MLKEMEncap::encap` refuses is refused here (FIPS 203, section 7.2).
 SEALKIT_API bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>& to, Refusal* refusal);
 
 /// The OneAsymmetricKey with the seed. The caller wipes it.

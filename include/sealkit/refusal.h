@@ -76,6 +76,7 @@ enum class RefusalId : unsigned {
     pointNotOnCurve,
     keyLength,
     privateKeyOutOfRange,
+    publicKeyOutOfRange,
     publicKeyMismatch,
     inconsistentKey,
     signatureMismatch,

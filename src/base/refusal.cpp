@@ -60,6 +60,8 @@ constexpr std::array rows = {
     Row{RefusalId::keyLength, "key-length", "The key has the wrong number of bytes."},
     Row{RefusalId::privateKeyOutOfRange, "private-key-out-of-range",
         "The private scalar is not between 1 and the order of the group less 1."},
+    Row{RefusalId::publicKeyOutOfRange, "public-key-out-of-range",
+        "The public key is malformed: a coefficient is not reduced."},
     Row{RefusalId::publicKeyMismatch, "public-key-mismatch",
         "The public key that stands beside the private key is not its own."},
     Row{RefusalId::inconsistentKey, "inconsistent-key", "The numbers of the key contradict each other."},

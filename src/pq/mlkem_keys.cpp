@@ -12,6 +12,7 @@
 #include "base/secret_bytes.h"
 #include "keys/read.h"
 #include "pem/read.h"
+#include "pq/mlkem_native.h"
 #include "x509/read.h"
 
 #include <algorithm>
@@ -103,6 +104,16 @@ bool readPrivateInfo(Reading& reading, asn1::blob der, Loaded to) {
     return detail::finish(info) && readChoice(reading, octets, to);
 }
 
+/// Copies an encapsulation key that stands the checks of FIPS 203, section 7.2.
+bool takePublicKey(Reading& reading, asn1::blob key, std::vector<unsigned char>& to) {
+    if (!checkLength(reading, key, publicKeySize))
+        return false;
+    if (PQCP_MLKEM_NATIVE_MLKEM768_check_pk(key.data()) != 0)
+        return reading.refuse(RefusalId::publicKeyOutOfRange, key);
+    to = detail::copyOf(key);
+    return true;
+}
+
 bool readPublicInfo(Reading& reading, asn1::blob der, std::vector<unsigned char>& to) {
     asn1::blob content, bits;
     if (!detail::readOnly(reading, der, tag::sequence, &content))
@@ -113,11 +124,7 @@ bool readPublicInfo(Reading& reading, asn1::blob der, std::vector<unsigned char>
         return false;
     if (bits.empty() || bits[0] != 0)
         return reading.refuse(RefusalId::malformedBitString, bits);
-    asn1::blob const key = bitStringContent(bits);
-    if (!checkLength(reading, key, publicKeySize))
-        return false;
-    to = detail::copyOf(key);
-    return true;
+    return takePublicKey(reading, bitStringContent(bits), to);
 }
 
 bool refuseKind(Reading& reading, char const* expected, char const* found) {
@@ -171,14 +178,6 @@ bool readPublicDer(Reading& reading, asn1::blob der, Password password, std::vec
     }
 }
 
-/// Some editors write a byte-order mark in front of text.
-std::string_view withoutByteOrderMark(std::string_view text) {
-    constexpr std::string_view mark = "\xEF\xBB\xBF";
-    if (text.starts_with(mark))
-        text.remove_prefix(mark.size());
-    return text;
-}
-
 /// Finds the first block that `wanted` says yes to, and reads its DER. Refuses text that has blocks, but none of those.
 template <typename Wanted, typename Read>
 bool readBlock(Reading& reading, PemReader& reader, char const* label, Wanted wanted, Read read) {
@@ -212,7 +211,7 @@ bool isRaw(std::string_view text, InputKind kind, size_t size) {
 
 bool readPrivate(std::string_view text, Password password, Loaded to, Refusal* refusal) {
     Reading reading(text, refusal);
-    std::string_view const pem = withoutByteOrderMark(text);
+    std::string_view const pem = detail::withoutByteOrderMark(text);
     InputKind const kind = findInputKind(pem);
     if (isRaw(text, kind, mlkemSeedSize) || isRaw(text, kind, secretKeySize))
         return load(reading, text, to);
@@ -228,12 +227,10 @@ bool readPrivate(std::string_view text, Password password, Loaded to, Refusal* r
 
 bool readPublic(std::string_view text, Password password, std::vector<unsigned char>& to, Refusal* refusal) {
     Reading reading(text, refusal);
-    std::string_view const pem = withoutByteOrderMark(text);
+    std::string_view const pem = detail::withoutByteOrderMark(text);
     InputKind const kind = findInputKind(pem);
-    if (isRaw(text, kind, publicKeySize)) {
-        to.assign(text.begin(), text.end());
-        return true;
-    }
+    if (isRaw(text, kind, publicKeySize))
+        return takePublicKey(reading, text, to);
     if (isRaw(text, kind, mlkemSeedSize) || isRaw(text, kind, secretKeySize)) {
         MLKEMDecap key;
         MlkemKeyForm form;

@@ -103,8 +103,7 @@ int encapsulate(KemOptions const& options) {
     MLKEMEncap sender;
     auto const ciphertext = sender.encap(publicKey);
     if (ciphertext.empty())
-        return badInput(options.key +
-                        ": no key in order: a coefficient is not reduced (FIPS 203, section 7.2)");
+        return badInput("the random source failed");
     // The one is of no use without the other.
     if (!canWrite(options.output, options.force) || !canWrite(options.ciphertext, options.force) ||
         !writeFile(options.ciphertext, publicMode, options.force, ciphertext))

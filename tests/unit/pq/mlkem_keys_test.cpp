@@ -102,6 +102,28 @@ Bytes longElement(unsigned char tag, std::initializer_list<Bytes> contents) {
     return whole;
 }
 
+TEST(MlkemKeys, WithNumbersThatAreNotReducedAreRefused) {
+    MLKEMDecap key;
+    ASSERT_TRUE(key.load(seed));
+    Bytes info = encodeMlkemPublicKey(key);
+    size_t const start = info.size() - sizeof key.publicKey;
+    info[start] = 0xFF;
+    info[start + 1] |= 0x0F; // The first coefficient is 4095.
+    Bytes const raw(info.begin() + static_cast<ptrdiff_t>(start), info.end());
+    ASSERT_TRUE(MLKEMEncap().encap(raw).empty());
+    Bytes pub{1};
+    Refusal refusal;
+    EXPECT_FALSE(parseMlkemPublicKey(info, pub, &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::publicKeyOutOfRange);
+    EXPECT_EQ(refusal.offset, start);
+    for (Bytes const& text : {raw, info, encodePemType("PUBLIC KEY", info)}) {
+        refusal = {};
+        EXPECT_FALSE(readMlkemPublicKey(view(text), pub, &refusal));
+        EXPECT_EQ(refusal.id, RefusalId::publicKeyOutOfRange);
+    }
+    EXPECT_EQ(pub, Bytes{1});
+}
+
 TEST(MlkemKeys, TellWhatTheirContainerHolds) {
     MLKEMDecap key;
     MlkemKeyForm form;
