@@ -142,7 +142,7 @@ class ShowTest(ProgramTest):
         self.concatenate("chain.pem", "leaf", "root")
         documents = json.loads(self.expect(0, "show", "--json", "chain.pem").out)
         self.assertEqual([document["object"] for document in documents], ["certificate", "certificate"])
-        self.assertEqual(documents[1]["extensions"]["basicConstraints"], {"critical": True, "value": {"ca": True, "pathLength": "1"}})
+        self.assertEqual(documents[1]["extensions"]["basicConstraints"], {"critical": True, "value": {"ca": True, "pathLength": 1}})
 
     def test_hostile_names(self):
         self.issue("hostile", "root", LEAF, subject="/O=a\x1b]0;title\x07/CN=x\r\n  issuer: <forged>\u202e\u0085")

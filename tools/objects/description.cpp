@@ -60,10 +60,21 @@ Description accessDescriptions(std::vector<AccessDescription> const& found) {
     return list;
 }
 
+/// A number; text where it is larger than any path.
+Description pathLength(asn1::blob number) {
+    constexpr size_t maxNumberBytes = 4;
+    if (number.size() > maxNumberBytes)
+        return numberText(number);
+    unsigned length = 0;
+    for (unsigned char const octet : number)
+        length = length << 8 | octet;
+    return length;
+}
+
 Description basicConstraints(BasicConstraints const& constraints) {
     Description result{{"ca", constraints.isCa}};
     if (constraints.pathLength)
-        result["pathLength"] = numberText(*constraints.pathLength);
+        result["pathLength"] = pathLength(*constraints.pathLength);
     return result;
 }
 
