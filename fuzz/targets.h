@@ -24,6 +24,7 @@ void password(asn1::blob input);
 void path(asn1::blob input);
 void pkcs12(asn1::blob input);
 void req(asn1::blob input);
+void rules(asn1::blob input);
 void siv(asn1::blob input);
 
 struct Target {
@@ -48,6 +49,7 @@ inline constexpr Target targets[] = {
     {"path", path},
     {"pkcs12", pkcs12},
     {"req", req},
+    {"rules", rules},
     {"siv", siv},
 };
 

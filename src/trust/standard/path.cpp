@@ -416,7 +416,8 @@ private:
 };
 
 /// The store's certificate that the one at `index` is, or leads to: of several with the name a copy, else the first with
-/// the same key, else the first with the key identifier.
+/// the same key, else the first with the key identifier. A certificate without one may carry a key that the anchor changed
+/// to, and leads on: only at the end of a chain the name alone decides.
 std::shared_ptr<X509Certificate> findStandardAnchor(CertificateChain const& chain,
                                                     CertificateStore const& store, size_t index) {
     X509Certificate const& certificate = *chain[index];
@@ -427,7 +428,10 @@ std::shared_ptr<X509Certificate> findStandardAnchor(CertificateChain const& chai
             return 3;
         if (other.subjectPublicKeyInfo == certificate.subjectPublicKeyInfo)
             return 2;
-        return certificate.subjectKeyId.empty() || other.subjectKeyId == certificate.subjectKeyId ? 1 : 0;
+        bool const isNamesake = certificate.subjectKeyId.empty()
+                                    ? index + 1 == chain.size()
+                                    : other.subjectKeyId == certificate.subjectKeyId;
+        return isNamesake ? 1 : 0;
     };
     std::shared_ptr<X509Certificate> anchor;
     int best = 0;

@@ -112,6 +112,17 @@ TEST(StandardPath, PrefersTheAnchorWithTheKeyOfTheChain) {
     EXPECT_EQ(made.code(), PathCode::badSignature);
 }
 
+TEST(StandardPath, KeyThatTheAnchorChangedToLeadsOn) {
+    Ed25519PrivateKey next;
+    next.initPrivate(std::vector<unsigned char>(32, 2));
+    Link renewed = caLink("Root");
+    renewed.key = &next;
+    LinkedChain made({leafLink(), renewed, caLink("Root")});
+    for (auto const& certificate : made.chain)
+        EXPECT_TRUE(certificate->subjectKeyId.empty());
+    EXPECT_EQ(made.code(), PathCode::valid);
+}
+
 TEST(StandardPath, SelfSignedLeafOfTheStoreNeedNotBeACa) {
     LinkedChain made({leafLink()});
     EXPECT_EQ(made.code(), PathCode::valid);
