@@ -5,6 +5,7 @@
 /// | `PathSearch`        | the pool: a store, further certificates and CRLs; searches upward from a leaf      |
 /// | `PathSearchOptions` | the limits of a search                                                             |
 /// | `PathVerdict`       | the chain, the explanation of its validation, warnings, CRLs, the work spent       |
+/// | `PathSearchEvent`   | a step of a search: what was looked for, found and judged                          |
 /// | `SearchLimit`       | the limit that ended a search; `searchLimits` has a sentence for each              |
 /// | `CrlStatus`         | what became of a CRL of the pool; `crlStatuses` has a sentence for each            |
 /// | `x509ChooseLeaf`    | the leaf among certificates that came in any order                                 |
@@ -57,6 +58,7 @@ struct PathSearchOptions {
     unsigned maxChains = 64;      ///< Chains that are validated.
     unsigned maxSteps = 256;      ///< Certificates whose issuers are looked for.
     unsigned maxChainLength = 24; ///< Certificates of a chain.
+    unsigned maxEvents = 0;       ///< Events that a verdict tells; 0 for none.
 };
 
 /// The limit that ended a search before every chain was tried.
@@ -105,6 +107,25 @@ struct PathSearchEffort {
     unsigned steps = 0;           ///< Certificates whose issuers were looked for.
 };
 
+/// What happened in a search, for those who ask how it came to its verdict.
+struct PathSearchEvent {
+    enum class Kind : unsigned {
+        lookedUp, ///< The issuers of `certificate` were looked for: `number` of them bear the name.
+        candidate, ///< `certificate` bears the name of an issuer; `isSigned` tells whether its key verifies the signature.
+        judged, ///< The chain that ends with `certificate` was judged: `code`.
+    };
+    explicit PathSearchEvent(Kind what) : kind(what) {}
+
+    Kind kind;
+    unsigned rules = PathRules::platform; ///< The set of rules by which the search went.
+    size_t depth = 0;                     ///< How far `certificate` stands above the leaf, which has 0.
+    std::shared_ptr<X509Certificate> certificate;
+    bool isTrusted = false; ///< Whether `certificate` is.
+    size_t number = 0;
+    bool isSigned = false;
+    PathCode code = PathCode::valid;
+};
+
 /// What one set of rules says.
 struct RulesVerdict {
     unsigned rules = PathRules::platform; ///< One bit of `PathRules`.
@@ -124,6 +145,7 @@ struct PathVerdict {
     std::vector<CrlVerdict> crls;
     SearchLimit limit = SearchLimit::none;
     PathSearchEffort effort;
+    std::vector<PathSearchEvent> events; ///< In their order, the first `PathSearchOptions::maxEvents`.
     std::vector<RulesVerdict>
         byRules; ///< One for each set that `PathOptions::rules` asks for: platform first.
 

@@ -205,6 +205,7 @@ private:
     void searchByPlatform(Way& way, PathOptions const& asked);
     void searchByStandard(Way& way);
     bool extend(Way& way, Links links);
+    void tell(PathSearchEvent event, Way const& way);
     bool decide(Way const& way);
     bool isDecided() const { return bestCode == PathCode::valid || bestCode == PathCode::identityMismatch; }
     bool payForNames(Way const& way);
@@ -245,6 +246,7 @@ private:
     unsigned rules = PathRules::platform; ///< By which chains are judged.
     PathOptions options; ///< Under the platform's rules without an identity: the leaf is asked for it once.
     PathSearchEffort effort;
+    std::vector<PathSearchEvent> events;
     size_t uncountedCandidates = 0; ///< That were compared, and are no whole unit of work.
     unsigned stepsLeft = 0;
     unsigned chainsLeft = 0;
@@ -414,6 +416,17 @@ unsigned PathSearch::Pool::rank(X509Certificate const& issuer, bool isTrusted,
     return isCa * 8U + isKeyNamed * 4U + isCurrent * 2U + isTrusted;
 }
 
+/// Adds an event about the end of `way`.
+void PathSearch::Pool::tell(PathSearchEvent event, Way const& way) {
+    if (events.size() >= limits.maxEvents)
+        return;
+    event.rules = rules;
+    event.depth = way.size() - 1;
+    event.certificate = way.back()->certificate;
+    event.isTrusted = way.back()->isTrusted;
+    events.push_back(std::move(event));
+}
+
 /// Decides on the chains that go on from `way`. True when the search is over.
 bool PathSearch::Pool::extend(Way& way, Links links) {
     Member& last = *way.back();
@@ -428,6 +441,9 @@ bool PathSearch::Pool::extend(Way& way, Links links) {
     ++effort.steps;
 
     std::vector<Member*> issuers = findIssuers(last);
+    PathSearchEvent lookedUp(PathSearchEvent::Kind::lookedUp);
+    lookedUp.number = issuers.size();
+    tell(std::move(lookedUp), way);
     if (issuers.empty())
         return links == Links::any && decide(way);
     // The first chain is often the one, and no other issuer's signature is verified then.
@@ -435,9 +451,15 @@ bool PathSearch::Pool::extend(Way& way, Links links) {
         std::stable_partition(issuers.begin(), issuers.end(),
                               [&](Member const* issuer) { return isSigned(last, *issuer); });
     for (Member* issuer : issuers) {
-        if (links == Links::verified && !isSigned(last, *issuer))
-            continue;
+        PathSearchEvent candidate(PathSearchEvent::Kind::candidate);
+        candidate.isSigned = isSigned(last, *issuer);
+        bool const isFollowed = links == Links::any || candidate.isSigned;
         way.push_back(issuer);
+        tell(std::move(candidate), way);
+        if (!isFollowed) {
+            way.pop_back();
+            continue;
+        }
         issuer->isInChain = true;
         bool const isOver = issuer->isTrusted ? decide(way) : extend(way, links);
         issuer->isInChain = false;
@@ -476,6 +498,9 @@ bool PathSearch::Pool::decide(Way const& way) {
             code = static_cast<PathCode>(
                 detail::validate(chain, decider, options, checks, detail::Texts::omitted).explanation.code);
     }
+    PathSearchEvent judged(PathSearchEvent::Kind::judged);
+    judged.code = code;
+    tell(std::move(judged), way);
     bool const isDecisive = code == PathCode::valid || code == PathCode::identityMismatch;
     if (best.empty() || isDecisive || (bestCode == PathCode::noAnchor && code != PathCode::noAnchor)) {
         best = std::move(chain);
@@ -603,6 +628,7 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
     checks.signatures.restart(limits.maxWork);
     uncountedCandidates = 0;
     effort = {};
+    events.clear();
     PathVerdict verdict;
     bool const isCandidate = known.contains(leaf);
     bool const isAnyKnown =
@@ -647,6 +673,7 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
     }
     if (verdict.isValid())
         verdict.explanation.policies = verdict.byRules.back().explanation.policies;
+    verdict.events = std::move(events);
     verdict.effort = checks.signatures.effort();
     verdict.effort.chains = effort.chains;
     verdict.effort.steps = effort.steps;

@@ -322,6 +322,19 @@ class VerifyTest(ProgramTest):
             self.expect(0, "verify", "--each", "--ca", "root.pem", "bundle.p7b")
         self.expect(1, "verify", "--ca", "other-root.pem", "--certificates", "root.pem", "--certificates", "inter.pem", "leaf.pem")
 
+    def test_explain(self):
+        self.issue("twin-inter", "other-root", CA, subject="/O=Test/CN=inter", key=self.dir / "inter.key")
+        self.concatenate("crossed.pem", "leaf", "twin-inter", "inter")
+        result = self.expect(0, "verify", "--explain", "--ca", "root.pem", "crossed.pem")
+        lines = result.out.splitlines()
+        for line in ("by the rules platform:", "by the rules rfc5280:", "  issuers of <O=Test, CN=leaf>, named <O=Test, CN=inter>: 2 found",
+                     "      chain of 3 certificates: valid", "platform: OK", "rfc5280: OK"):
+            self.assertIn(line, lines)
+        self.assertEqual(lines[-1], "OK")
+        self.assertIn("trusted", result.out)
+        result = self.expect(1, "verify", "--explain", "--ca", "root.pem", "leaf.pem")
+        self.assertIn("  issuers of <O=Test, CN=leaf>, named <O=Test, CN=inter>: 0 found\n  chain of 1 certificate: no-anchor\n", result.out)
+
     def test_advice(self):
         for arguments, advice in (
                 (["leaf.pem"], "The certificate of an issuer is missing"),
@@ -445,7 +458,7 @@ class VerifyTest(ProgramTest):
         self.assertIn("verify", self.expect(0, "--help").out)
         text = self.expect(0, "verify", "--help").out
         for option in ("--host", "--ip", "--email", "--at", "--ca", "--cerm", "--crl", "--check-crls", "--rules", "--strict", "--purpose", "--certificates",
-                       "--policy", "--require-policy", "--valid-for", "--each", "--json"):
+                       "--policy", "--require-policy", "--valid-for", "--explain", "--each", "--json"):
             self.assertIn(option, text)
 
     @staticmethod

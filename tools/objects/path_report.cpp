@@ -3,6 +3,7 @@
 #include "io/clock.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
+#include "objects/description.h"
 #include "objects/trust.h"
 
 #include <nlohmann/json.hpp>
@@ -43,6 +44,41 @@ void printReport(PathVerdict const& verdict, std::string const& advice,
         if (!warning.facts.empty())
             terminal::err() << "  " << factsOf(warning.facts) << std::endl;
     }
+}
+
+void printSearch(PathVerdict const& verdict) {
+    unsigned rules = 0;
+    for (PathSearchEvent const& event : verdict.events) {
+        if (event.rules != rules)
+            terminal::out() << "by the rules " << getPathRulesName(event.rules) << ":\n";
+        rules = event.rules;
+        terminal::out() << std::string(2 * event.depth + 2, ' ');
+        switch (event.kind) {
+        case PathSearchEvent::Kind::lookedUp:
+            terminal::out() << "issuers of <" << nameFor(*event.certificate) << ">, named <"
+                            << printable(event.certificate->issuer.str()) << ">: " << event.number
+                            << " found";
+            break;
+        case PathSearchEvent::Kind::candidate:
+            terminal::out() << "<" << nameFor(*event.certificate) << ">, "
+                            << (event.isTrusted ? "trusted" : "given") << ", key identifier "
+                            << (event.certificate->subjectKeyId.empty()
+                                    ? "absent"
+                                    : shortHexOf(event.certificate->subjectKeyId))
+                            << (event.isSigned ? ": its key verifies the signature"
+                                               : ": its key does not verify the signature");
+            break;
+        case PathSearchEvent::Kind::judged:
+            terminal::out() << "chain of " << event.depth + 1
+                            << (event.depth == 0 ? " certificate: " : " certificates: ")
+                            << findPathCode(static_cast<int>(event.code))->name;
+            break;
+        }
+        terminal::out() << '\n';
+    }
+    for (RulesVerdict const& one : verdict.byRules)
+        terminal::out() << getPathRulesName(one.rules) << ": "
+                        << (one.isValid() ? "OK" : printable(one.explanation.reason())) << '\n';
 }
 
 nlohmann::ordered_json describeResult(PathVerdict const& verdict) {

@@ -13,6 +13,10 @@
 void printReport(PathVerdict const& verdict, std::string const& advice,
                  std::vector<std::string> const& notes);
 
+/// Writes how the search went as a tree: what was looked for, what was found where, and each verdict, under a line for each
+/// set of rules.
+void printSearch(PathVerdict const& verdict);
+
 /// The verdict with all that `printReport` says.
 nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string const& advice,
                                       std::vector<std::string> const& notes);

@@ -20,6 +20,8 @@ namespace {
 
 /// More certificates than any chain and its surplus have.
 constexpr size_t maxGiven = 1000;
+/// More steps than a person reads.
+constexpr unsigned maxEvents = 1000;
 
 struct Options {
     std::string host;
@@ -31,6 +33,7 @@ struct Options {
     std::vector<std::string> policies;
     bool requirePolicy = false;
     std::string validFor;
+    bool explain = false;
     bool each = false;
     bool json = false;
     std::vector<std::string> chains;
@@ -160,7 +163,10 @@ int verify(Options options) {
     if (options.each)
         return verifyEach(options.chains, *candidates, trust, pathOptions);
 
-    PathSearch search(trust.store);
+    PathSearchOptions limits;
+    if (options.explain)
+        limits.maxEvents = maxEvents;
+    PathSearch search(trust.store, limits);
     search.addCertificates(*given);
     search.addCertificates(*candidates);
     PathVerdict const verdict = search.find(x509ChooseLeaf(*given, pathOptions), pathOptions);
@@ -168,6 +174,8 @@ int verify(Options options) {
     if (!reportCrls(trust, verdict.crls, &notes))
         return exitBadInput;
     std::string const advice = adviceOn(verdict, pathOptions, options.trust, trust);
+    if (options.explain && !options.json)
+        printSearch(verdict);
     if (options.json)
         terminal::out() << describeReport(verdict, advice, notes).dump(2, ' ', true) << std::endl;
     else
@@ -203,6 +211,8 @@ Work setUpVerify(CommandLine commandLine) {
         .text("--valid-for", options->validFor,
               "no certificate of the chain may expire within that many days")
         .valueName("DAYS");
+    commandLine.flag("--explain", options->explain,
+                     "print the search as a tree first: what was looked for, what was found, each check");
     commandLine.flag(
         "--each", options->each,
         "judge each CHAIN by itself, on all cores, and print one JSON line for each. A folder stands\n"

@@ -133,6 +133,33 @@ TEST(PathSearch, OfTwoRootsOfOneNameWithoutKeyIdentifiersFindsTheOneThatVerifies
     }
 }
 
+TEST(PathSearch, TellsItsEventsToThoseWhoAsk) {
+    Entity const root = makeRoot("Root"), inter = makeUnder(root, "Inter"), leaf = makeUnder(inter, "Leaf");
+    auto const store = storeOf({root.certificate});
+    using Kind = PathSearchEvent::Kind;
+    for (unsigned const limit : {0U, 2U, 100U}) {
+        PathSearchOptions limits;
+        limits.maxEvents = limit;
+        PathSearch pool(store, limits);
+        pool.addCertificates({inter.certificate});
+        PathVerdict const verdict = pool.find(leaf.certificate, atNow());
+        ASSERT_EQ(verdict.events.size(), std::min(limit, 5U));
+        if (limit < 5)
+            continue;
+        std::vector<Kind> kinds;
+        for (PathSearchEvent const& event : verdict.events)
+            kinds.push_back(event.kind);
+        EXPECT_EQ(kinds, (std::vector{Kind::lookedUp, Kind::candidate, Kind::lookedUp, Kind::candidate,
+                                      Kind::judged}));
+        EXPECT_EQ(verdict.events[0].number, 1U);
+        EXPECT_TRUE(verdict.events[1].isSigned && !verdict.events[1].isTrusted &&
+                    verdict.events[3].isTrusted);
+        EXPECT_EQ(verdict.events[4].certificate, root.certificate);
+        EXPECT_EQ(verdict.events[4].depth, 2U);
+        EXPECT_EQ(verdict.events[4].code, PathCode::valid);
+    }
+}
+
 TEST(PathSearch, TakesTheStoresCopyOfTheLastCertificate) {
     Entity const root = makeRoot("Root");
     X509Certificate old = filled("Root", "Root", *root.key);
