@@ -1,6 +1,7 @@
 /// Every public header of the library.
 #pragma once
 
+#include "sealkit/advice.h"
 #include "sealkit/aead.h"
 #include "sealkit/agreement.h"
 #include "sealkit/asn1.h"

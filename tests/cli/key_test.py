@@ -223,13 +223,13 @@ class EncryptionTest(KeyTest):
         self.assertKey("again.key", "ec.key", "-passin", "pass:battery staple")
 
     def test_encryption_that_is_not_supported(self):
-        for options, reason in ((["-v2prf", "hmacWithSHA512"], "block 1: The pseudorandom function of the key derivation is not supported."), (["-v2", "aria-128-cbc"], "block 1: The cipher is not supported. (cipher: ARIA-128-CBC)"),
-                                (["-v1", "PBE-SHA1-3DES"], "block 1, byte 7: The encryption scheme is not supported. (scheme: PBE-SHA1-3DES)"), (["-scrypt"], "block 1, ")):
+        for options, reason in ((["-v2prf", "hmacWithSHA512"], r"block 1, byte \d+: The pseudorandom function of the key derivation is not supported\."), (["-v2", "aria-128-cbc"], r"block 1, byte \d+: The cipher is not supported\. \(cipher: ARIA-128-CBC\)"),
+                                (["-v1", "PBE-SHA1-3DES"], r"block 1, byte 7: The encryption scheme is not supported\. \(scheme: PBE-SHA1-3DES\)"), (["-scrypt"], "block 1, ")):
             key = openssl("pkcs8", "-topk8", "-in", self.dir / "ec.key", *options, "-passout", "pass:correct horse")
             # A password is of no use, so that nobody is asked for it.
             for given in (["--password-file", "password"], ["--password-file", "wrong"], []):
                 result = self.expect(2, "key", "public", "-", *given, stdin=key)
-                self.assertIn(f"sealkit: -: {reason}", result.err)
+                self.assertRegex(result.err, f"sealkit: -: {reason}")
                 self.assertEqual(result.out, "")
         for options, name in ((["-v2prf", "hmacWithSHA512"], "(function: HMAC-SHA512)"), (["-v1", "PBE-SHA1-3DES"], "(scheme: PBE-SHA1-3DES)"),
                               (["-v2", "camellia-256-cbc"], "(cipher: Camellia-256-CBC)"),
