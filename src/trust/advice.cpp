@@ -33,7 +33,7 @@ constexpr std::array advices = {
         PathAdviceId::missingIssuer, "missing-issuer",
         "The certificate of an issuer is missing; add it to the certificates that are given."},
     ReasonText<PathAdviceId>{PathAdviceId::missingCrl, "missing-crl",
-                             "A current CRL is missing; fetch it from where the certificate says it is."},
+                             "A current CRL is missing; add it to those that are given."},
 };
 
 /// Where an AccessDescription or a distribution point can be fetched.
@@ -93,7 +93,8 @@ std::optional<PathAdvice> adviseOnAnchor(CertificateChain const& chain, Certific
                                          CertificateStore const* other) {
     for (auto const& certificate : chain) {
         auto const trusted = store.findCertificate(certificate->subject, {});
-        if (trusted && trusted->subjectPublicKeyInfo == certificate->subjectPublicKeyInfo)
+        if (trusted && trusted->subjectPublicKeyInfo == certificate->subjectPublicKeyInfo &&
+            trusted->subjectKeyId != certificate->subjectKeyId)
             return PathAdvice{PathAdviceId::anchorOfSameKey, {{"certificate", getDisplayName(*trusted)}}};
     }
     X509Certificate const& last = *chain.back();

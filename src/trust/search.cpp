@@ -723,8 +723,12 @@ void PathSearch::Pool::tellCrls(std::vector<CrlVerdict> const& found, PathVerdic
         CrlStatus const status = told != statuses.end()    ? told->second
                                  : earlier != before.end() ? earlier->second
                                                            : statusOf(revocation, decider);
-        bool const isOfNobody =
-            told == statuses.end() && earlier == before.end() && status == CrlStatus::verified;
+        auto const isIssuer = [&](auto const& certificate) {
+            return detail::canonicalName(certificate->issuerBytes()) ==
+                   detail::canonicalName(revocation.issuer);
+        };
+        bool const isOfNobody = told == statuses.end() && earlier == before.end() &&
+                                status == CrlStatus::verified && std::ranges::none_of(best, isIssuer);
         verdict.crls.push_back({revocation.crl, isOfNobody ? CrlStatus::notNeeded : status});
     }
 }

@@ -246,11 +246,11 @@ class ProgramTest(unittest.TestCase):
         return cls.write(name, b"".join((cls.dir / f"{part}.pem").read_bytes() for part in parts))
 
     @classmethod
-    def make_crl(cls, name, issuer, revoked=(), days=30):
+    def make_crl(cls, name, issuer, revoked=(), days=30, digest="sha256"):
         """Makes NAME.crl of ISSUER's, with the certificates REVOKED on it."""
         database = cls.write(f"{name}.index", "")
         config = cls.write(f"{name}.cnf", "[ca]\ndefault_ca=c\n[c]\n"
-                           f"database={database}\ndefault_md=sha256\ncrl_extensions=x\n[x]\nauthorityKeyIdentifier=keyid\n")
+                           f"database={database}\ndefault_md={digest}\ncrl_extensions=x\n[x]\nauthorityKeyIdentifier=keyid\n")
         authority = ["-config", config, "-cert", cls.dir / f"{issuer}.pem", "-keyfile", cls.dir / f"{issuer}.key"]
         for certificate in revoked:
             openssl("ca", *authority, "-revoke", cls.dir / f"{certificate}.pem", "-crl_reason", "keyCompromise")

@@ -367,6 +367,47 @@ class VerifyTest(ProgramTest):
         self.expect(1, "verify", "--each", "--ca", "root.pem", "-", stdin="\n".join(lines[:2]).encode())
         self.expect(0, "verify", "--each", "--ca", "root.pem", stdin=b"")
 
+    def test_each_reads_hostile_lines(self):
+        deep, wide = "[" * 100_000 + "]" * 100_000, ",".join(f'"{i}":0' for i in range(40_000))
+        lines = ['{"id":1,"chain":' + deep + "}", '{"id":2,"other":' + deep + "}", '{"id":3,' + wide + "}", '{"chain":[{}],"id":4}', deep,
+                 self.question(5, "leaf", "inter", host=""), '{"id":' + "9" * 30 + ',"chain":[]}', '{"id":[6],"chain":[]}', '{"chain":[],"id":7}', "\xff",
+                 self.question(8, "leaf", "inter")]
+        result = self.expect(2, "verify", "--each", "--ca", "root.pem", stdin="\n".join(lines).encode("latin-1"))
+        answers = [json.loads(line) for line in result.out.splitlines()]
+        self.assertEqual([answer["verdict"] for answer in answers], ["UNREADABLE"] * 10 + ["OK"])
+        self.assertEqual([answers[i]["id"] for i in (2, 5, 8, 10)], [3, 5, 7, 8])
+
+    def test_each_judges_the_first_certificate_at_its_own_time(self):
+        # A server proves that it has the key of the first alone.
+        self.issue("stranger", extensions=NAMES)
+        answer = self.expect(1, "verify", "--each", "--ca", "root.pem", stdin=self.question(1, "stranger", "leaf", "inter", host="www.example.test").encode())
+        self.assertEqual(json.loads(answer.out)["code"], 6)
+        line = self.question(1, "leaf", "inter", at=self.days_from_now(350))
+        self.assertEqual(json.loads(self.expect(0, "verify", "--each", "--ca", "root.pem", stdin=line.encode()).out)["code"], 0)
+        self.assertEqual(json.loads(self.expect(1, "verify", "--each", "--valid-for", "30d", "--ca", "root.pem", stdin=line.encode()).out)["code"], 36)
+
+    def test_each_names_crls_that_do_not_count(self):
+        self.make_crl("foreign", "other-root")
+        answer = self.expect(0, "verify", "--each", "--rules", "platform", "--crl", "foreign.crl", "--ca", "root.pem", "chain.pem")
+        self.assertIn("foreign.crl: the CRL of <O=Test, CN=other-root> is ignored", json.loads(answer.out)["notes"][0])
+        self.make_crl("clean", "inter")
+        text = openssl("crl", "-in", self.dir / "clean.crl", "-outform", "DER")
+        self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
+        answer = self.expect(2, "verify", "--each", "--rules", "platform", "--crl", "forged.crl", "--ca", "root.pem", "chain.pem")
+        self.assertIn("signature", json.loads(answer.out)["reason"])
+
+    def test_options_that_make_no_sense_together(self):
+        for options in (["--each", "--explain"], ["--rules", "platform", "--policy", "1.2.3"], ["--rules", "platform", "--require-policy"],
+                        ["--rules", "platform", "--check-crls=leaf"]):
+            self.expect(3, "verify", *options, "--ca", "root.pem", "chain.pem")
+
+    def test_a_crl_over_a_weak_hash_clears_nobody_strictly(self):
+        for issuer in ("root", "inter"):
+            self.make_crl(f"weak-{issuer}", issuer, digest="sha1")
+        crls = ["--crl", "weak-root.crl", "--crl", "weak-inter.crl", "--ca", "root.pem", "--host", "www.example.test", "chain.pem"]
+        self.assertEqual(self.verdict(0, *crls)[0], "OK")
+        self.assertTrue(self.verdict(1, "--rules", "strict", *crls)[0].startswith("FAILED 23: "))
+
     def test_each_of_files_and_folders(self):
         folder = self.dir / "chains"
         folder.mkdir()

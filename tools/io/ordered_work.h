@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -19,9 +20,15 @@ public:
     OrderedWork(std::function<Result(Job const&)> workOnJob, std::function<void(Result const&)> deliverResult)
         : work(std::move(workOnJob)), deliver(std::move(deliverResult)) {
         unsigned const threads = std::max(1U, std::thread::hardware_concurrency());
-        jobsInFlight = 32 * threads;
-        for (unsigned i = 0; i < threads; ++i)
-            workers.emplace_back([this] { run(); });
+        jobsInFlight = 16 * threads;
+        try {
+            for (unsigned i = 0; i < threads; ++i)
+                workers.emplace_back([this] { run(); });
+        } catch (std::system_error const&) {
+            // The threads that there are do it; without any there is nothing to do it.
+            if (workers.empty())
+                throw;
+        }
     }
     OrderedWork(OrderedWork const&) = delete;
     OrderedWork& operator=(OrderedWork const&) = delete;

@@ -92,8 +92,8 @@ void TrustOptions::declare(CommandLine& commandLine) {
     commandLine.texts("--crl", crlFiles,
                       "a file of revocation lists; may be given more than once; implies --check-crls");
     commandLine.flagWithValue("--check-crls", checkCrls, "all",
-                              "ask the CRLs about every certificate below the trusted one; with =leaf about\n"
-                              "the leaf alone");
+                              "ask the CRLs about every certificate below the trusted one; with =leaf other\n"
+                              "validators ask about the leaf alone");
     Parameter const chosen =
         commandLine
             .text("--rules", rules,
@@ -127,6 +127,11 @@ bool TrustOptions::read(PathOptions* to, std::string* complaint) const {
         return false;
     }
     to->rules = strict ? strictRules : known->rules;
+    if (to->checkLeafCrlOnly && to->rules == PathRules::platform) {
+        *complaint =
+            "--check-crls=leaf: the platform's rules ask about every certificate with distribution points";
+        return false;
+    }
     return true;
 }
 
@@ -148,24 +153,29 @@ bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, int* 
                                [&](std::string const& file) { return loadCrls(file, forms, trust); });
 }
 
-bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes) {
-    bool areGood = true;
+CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls) {
+    CrlNotes notes;
     for (auto const& [crl, status] : crls) {
         if (status == CrlStatus::verified)
             continue;
         std::string const name = "the CRL of <" + printable(crl->issuer.str()) + ">";
         auto const file = trust.crlFiles.find(crl);
         bool const isOwn = file != trust.crlFiles.end();
-        std::string const source = isOwn ? file->second : "the certificate manager";
-        if (status == CrlStatus::badSignature && isOwn) {
-            badInput(source + ": the signature of " + name + " does not verify");
-            areGood = false;
-        } else {
-            notes->push_back(printable(source) + ": " + name +
-                             " is ignored: " + getReasonText(status).sentence);
-        }
+        std::string const source = isOwn ? printable(file->second) : "the certificate manager";
+        if (status != CrlStatus::badSignature || !isOwn)
+            notes.ignored.push_back(source + ": " + name + " is ignored: " + getReasonText(status).sentence);
+        else if (notes.forged.empty())
+            notes.forged = source + ": the signature of " + name + " does not verify";
     }
-    return areGood;
+    return notes;
+}
+
+bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes) {
+    CrlNotes found = notesOn(trust, crls);
+    notes->insert(notes->end(), found.ignored.begin(), found.ignored.end());
+    if (!found.forged.empty())
+        badInput(found.forged);
+    return found.forged.empty();
 }
 
 std::string disagreementOf(PathVerdict const& verdict) {

@@ -45,8 +45,14 @@ struct Trust {
 /// Loads what the options name. Complains; `*status` is the exit status then.
 bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, int* status);
 
-/// Says which CRLs do not count, and why, as notes of the verdict. False, after a complaint, if the signature of one of
-/// the user's own does not verify.
+/// What is to be said of CRLs that do not count, printable.
+struct CrlNotes {
+    std::vector<std::string> ignored; ///< Which, and why.
+    std::string forged;               ///< The first of the user's own whose signature does not verify.
+};
+CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls);
+
+/// The same, as notes of the verdict. False, after a complaint, if the signature of one of the user's own does not verify.
 bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes);
 
 /// Where the sets of rules disagree: "this system accepts it" or "other validators accept it". Empty where they agree.

@@ -67,6 +67,10 @@ bool readPathOptions(Options const& options, PathOptions* to, std::string* compl
         }
     }
     to->requirePolicy = options.requirePolicy;
+    if (to->rules == PathRules::platform && (!options.policies.empty() || options.requirePolicy)) {
+        *complaint = "--policy and --require-policy need other rules than platform, which know no policies";
+        return false;
+    }
     if (!options.validFor.empty()) {
         auto const seconds = parseDays(options.validFor);
         if (!seconds) {
@@ -140,6 +144,8 @@ int verify(Options options) {
     std::string complaint;
     if (!readPathOptions(options, &pathOptions, &complaint))
         return wrongUsage(complaint);
+    if (options.each && options.explain)
+        return wrongUsage("--explain tells of one search, and --each makes many");
     if (options.chains.empty() && !options.each)
         return wrongUsage("CHAIN is required");
     if (options.chains.empty())
@@ -169,8 +175,13 @@ int verify(Options options) {
     PathSearch search(trust.store, limits);
     search.addCertificates(*given);
     search.addCertificates(*candidates);
-    PathVerdict const verdict = search.find(x509ChooseLeaf(*given, pathOptions), pathOptions);
+    auto const leaf = x509ChooseLeaf(*given, pathOptions);
+    PathVerdict const verdict = search.find(leaf, pathOptions);
     auto notes = compare(*given, verdict.chain);
+    if (leaf != given->front())
+        notes.push_back(
+            "the leaf is not the first certificate, the only one whose key a server proves to have: " +
+            nameFor(*leaf));
     if (!reportCrls(trust, verdict.crls, &notes))
         return exitBadInput;
     std::string const advice = adviceOn(verdict, pathOptions, options.trust, trust);

@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <optional>
@@ -20,10 +21,12 @@
 namespace {
 
 using Json = nlohmann::ordered_json;
+/// Finds members in a tree, where `Json` searches a list.
+using Parsed = nlohmann::json;
 
 /// A chain of a hundred certificates is shorter.
-constexpr size_t maxText = size_t(4) << 20;
-constexpr char tooLong[] = "it is longer than 4 MiB";
+constexpr size_t maxText = size_t(1) << 20;
+constexpr char tooLong[] = "it is longer than 1 MiB";
 constexpr size_t maxChain = 100;
 
 /// What is asked about one chain.
@@ -45,13 +48,16 @@ struct Answer {
     int status = exitDone;
 };
 
-/// One thread at a time uses it, by the order of results.
+/// One thread at a time writes, in the order of results.
 struct Output {
     int status = exitDone;
+    std::atomic<bool> isBroken = false; ///< Nobody reads it any more.
 
     void write(Answer const& answer) {
         terminal::out() << answer.line << std::endl;
         status = std::max(status, answer.status);
+        if (!terminal::out())
+            isBroken = true;
     }
 };
 
@@ -69,12 +75,12 @@ bool decodeBase64(std::string const& text, std::vector<unsigned char>* to) {
     return true;
 }
 
-bool readChain(Json const& list, FormRules forms, CertificateChain* chain, std::string* complaint) {
+bool readChain(Parsed const& list, FormRules forms, CertificateChain* chain, std::string* complaint) {
     if (!list.is_array() || list.empty() || list.size() > maxChain) {
         *complaint = "\"chain\" must be a list of 1 to 100 certificates in base64";
         return false;
     }
-    for (Json const& element : list) {
+    for (Parsed const& element : list) {
         std::string const place = "certificate " + std::to_string(chain->size()) + ": ";
         std::vector<unsigned char> der;
         if (!element.is_string() || !decodeBase64(element.get_ref<std::string const&>(), &der)) {
@@ -91,18 +97,33 @@ bool readChain(Json const& list, FormRules forms, CertificateChain* chain, std::
     return true;
 }
 
+/// Nothing in a question lies deeper than the elements of "chain": what does makes it none.
+Parsed parseFlat(std::string const& line) {
+    bool isFlat = true;
+    auto const keep = [&](int depth, Parsed::parse_event_t event, Parsed const&) {
+        using Event = Parsed::parse_event_t;
+        isFlat = isFlat && (depth < 2 || (event != Event::object_start && event != Event::array_start));
+        return isFlat;
+    };
+    Parsed parsed = Parsed::parse(line, keep, false);
+    return isFlat ? parsed : Parsed();
+}
+
 /// Reads a question of standard input: "id", "chain", and, if asked for, "host" and "at".
 bool readLine(std::string const& line, FormRules forms, Question* question, std::string* complaint) {
-    Json const object = Json::parse(line, nullptr, false);
+    Parsed const object = parseFlat(line);
     if (!object.is_object()) {
         *complaint = "the line is no JSON object";
         return false;
     }
+    // First, so that complaints name it.
+    if (auto const id = object.find("id"); id != object.end() && (id->is_string() || id->is_number_integer()))
+        question->id = *id;
     for (auto const& [name, value] : object.items()) {
         bool const isText = value.is_string();
-        if (name == "id" && (isText || value.is_number())) {
-            question->id = value;
-        } else if (name == "host" && isText) {
+        if (name == "id" && (isText || value.is_number_integer())) {
+            continue;
+        } else if (name == "host" && isText && !value.get_ref<std::string const&>().empty()) {
             question->host = value.get<std::string>();
         } else if (name == "at" && (isText || value.is_number_integer())) {
             auto const time = parseTime(isText ? value.get<std::string>() : value.dump());
@@ -110,13 +131,18 @@ bool readLine(std::string const& line, FormRules forms, Question* question, std:
                 *complaint = "\"at\" is no time";
                 return false;
             }
-            question->options.now = *time;
+            PathOptions& options = question->options;
+            if (options.validUntil != TimePoint())
+                options.validUntil = TimePoint::fromSeconds(
+                    time->seconds + (options.validUntil.seconds - options.now.seconds));
+            options.now = *time;
         } else if (name != "chain") {
             *complaint = "\"" + name + "\" is unknown or of another type; there are id, chain, host and at";
             return false;
         }
     }
-    return readChain(object.value("chain", Json()), forms, &question->chain, complaint);
+    auto const chain = object.find("chain");
+    return readChain(chain == object.end() ? Parsed() : *chain, forms, &question->chain, complaint);
 }
 
 /// Reads a question that is the contents of a file.
@@ -146,12 +172,13 @@ Job readFile(std::string const& path) {
 }
 
 template <typename Work>
-bool addLines(Work& work) {
+bool addLines(Work& work, Output const& output) {
     InputStream input;
     input.open("-");
     LineReader lines(input, maxText);
     std::string line;
-    for (auto found = lines.next(&line); found != LineReader::Result::end; found = lines.next(&line)) {
+    for (auto found = lines.next(&line); found != LineReader::Result::end && !output.isBroken;
+         found = lines.next(&line)) {
         if (found == LineReader::Result::tooLong)
             work.add({std::nullopt, {}, tooLong});
         else if (line.find_first_not_of(" \t\r") != line.npos)
@@ -163,31 +190,32 @@ bool addLines(Work& work) {
 }
 
 template <typename Work>
-bool addFolder(std::string const& path, Work& work) {
+bool addFolder(std::string const& path, Work& work, Output const& output) {
     std::error_code error;
     std::vector<std::string> names;
     for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
          entry.increment(error))
-        if (std::error_code unknown; !entry->is_directory(unknown))
+        if (std::error_code unknown; entry->is_regular_file(unknown))
             names.push_back(entry->path().string());
     if (error)
         badInput(path + ": " + error.message());
     std::ranges::sort(names);
     for (std::string const& name : names)
-        work.add(readFile(name));
+        if (!output.isBroken)
+            work.add(readFile(name));
     return !error;
 }
 
 /// Adds what each input holds to the jobs. False, after a complaint, if one of them cannot be read to its end.
 template <typename Work>
-bool addJobs(std::vector<std::string> const& inputs, Work& work) {
+bool addJobs(std::vector<std::string> const& inputs, Work& work, Output const& output) {
     bool areRead = true;
     for (std::string const& path : inputs) {
         std::error_code error;
         if (path == "-")
-            areRead = addLines(work) && areRead;
+            areRead = addLines(work, output) && areRead;
         else if (std::filesystem::is_directory(path, error))
-            areRead = addFolder(path, work) && areRead;
+            areRead = addFolder(path, work, output) && areRead;
         else
             work.add(readFile(path));
     }
@@ -212,10 +240,17 @@ int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& c
         PathSearch search(trust.store);
         search.addCertificates(question.chain);
         search.addCertificates(candidates);
-        PathVerdict const verdict =
-            search.find(x509ChooseLeaf(question.chain, question.options), question.options);
+        // A server proves that it has the key of the first certificate alone.
+        auto const leaf =
+            job.file ? x509ChooseLeaf(question.chain, question.options) : question.chain.front();
+        PathVerdict const verdict = search.find(leaf, question.options);
+        CrlNotes crls = notesOn(trust, verdict.crls);
+        if (!crls.forged.empty())
+            return unreadable(question.id, crls.forged);
         Json line = {{"id", question.id}};
         line.update(describeResult(verdict));
+        if (!crls.ignored.empty())
+            line["notes"] = std::move(crls.ignored);
         return {line.dump(-1, ' ', true, Json::error_handler_t::replace),
                 verdict.isValid() ? exitDone : exitNo};
     };
@@ -223,7 +258,7 @@ int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& c
     bool areRead = true;
     {
         OrderedWork<Job, Answer> work(judge, [&](Answer const& answer) { output.write(answer); });
-        areRead = addJobs(inputs, work);
+        areRead = addJobs(inputs, work, output);
     }
     return areRead ? output.status : exitBadInput;
 }

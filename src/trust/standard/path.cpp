@@ -493,6 +493,7 @@ PathFinding validateByStandard(CertificateChain const& chain, CertificateStore c
     path.push_back(anchor.get());
 
     Question question{store, options, checks, {}, {}, {}};
+    question.revocation.isStrict = rules == PathRules::strict;
     if (options.checkCrls)
         addSources(question, chain, crls, anchor);
     return Validation(std::move(path), question, options, rules, texts).run();

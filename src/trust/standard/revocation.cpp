@@ -4,6 +4,7 @@
 #include "trust/general_name.h"
 #include "trust/standard/crl_fields.h"
 #include "trust/standard/name.h"
+#include "trust/standard/strict.h"
 
 #include <algorithm>
 #include <map>
@@ -377,7 +378,7 @@ private:
         }
         if (decisive->revokes())
             return decisive;
-        if (isSupported)
+        if (isSupported && !(sources.isStrict && isSignedOverWeakHash(*complete.crl)))
             covered |= complete.reasons;
         else
             complete.status = CrlStatus::unsupported;

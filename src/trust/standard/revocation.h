@@ -20,6 +20,8 @@ struct RevocationSources {
     std::vector<std::shared_ptr<X509Certificate>> signers;
     /// Whether a certificate that signed a CRL leads to `anchor` by a valid chain, which is checked for revocation as well.
     std::function<bool(X509Certificate const& signer, X509Certificate const& anchor)> isSignerValid;
+    /// Whether a CRL that is signed over a weak hash may only revoke: as one with an unknown critical extension.
+    bool isStrict = false;
 };
 
 struct RevocationResult {

@@ -159,10 +159,7 @@ private:
     }
 
     Result checkSignature() const {
-        KeyType type{};
-        HashID hash{};
-        bool const isKnown = parseAlgosFromKeyInfo(encode(certificate.signatureAlgorithm), &type, &hash);
-        if (!isKnown || (hash != HashID::MD5 && hash != HashID::SHA1))
+        if (!isSignedOverWeakHash(certificate))
             return std::nullopt;
         return breaks(PathCode::weakSignatureHash,
                       {{"signature algorithm", oid2name(certificate.signatureAlgorithm.oid)}});
@@ -263,6 +260,13 @@ private:
 };
 
 } // namespace
+
+bool isSignedOverWeakHash(X509Base const& object) {
+    KeyType type{};
+    HashID hash{};
+    return parseAlgosFromKeyInfo(encode(object.signatureAlgorithm), &type, &hash) &&
+           (hash == HashID::MD5 || hash == HashID::SHA1);
+}
 
 std::optional<StrictViolation> findStrictViolation(std::span<CertificateFields const* const> path,
                                                    PathOptions const& options) {

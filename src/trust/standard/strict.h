@@ -16,6 +16,9 @@ struct StrictViolation {
     std::vector<Fact> facts;
 };
 
+/// Whether a certificate or CRL is signed over MD5 or SHA-1.
+bool isSignedOverWeakHash(X509Base const& object);
+
 /// The first rule that the chain breaks, from the leaf upward. `path` ends with the anchor, which is trusted as it is: of
 /// it, the size of the key alone is judged. A self-signed leaf that is its own anchor is judged as leaf and as anchor.
 ///

