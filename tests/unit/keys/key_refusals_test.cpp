@@ -196,7 +196,8 @@ struct Encrypted {
 
 /// Where `part` begins in `whole`, where it stands once.
 size_t offsetOf(Bytes const& part, Bytes const& whole) {
-    return static_cast<size_t>(std::ranges::search(whole, part).begin() - whole.begin());
+    return static_cast<size_t>(std::search(whole.begin(), whole.end(), part.begin(), part.end()) -
+                               whole.begin());
 }
 
 Refusal refusalOf(Bytes const& der, std::string_view password = "password") {

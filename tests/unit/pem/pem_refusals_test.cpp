@@ -341,7 +341,10 @@ TEST(KeyFileOptions, CountInTheCertificateOfTheKey) {
     Bytes const algorithm{0x06, 0x02, 0x2A, 0x03};
     parts.keyInfo = test::der::sequence(test::der::sequence(algorithm), test::der::bitString({1, 2, 3}));
     Bytes const der = parts.der();
-    auto const place = static_cast<size_t>(std::ranges::search(der, algorithm).begin() - der.begin()) + 2;
+    auto const place =
+        static_cast<size_t>(std::search(der.begin(), der.end(), std::begin(algorithm), std::end(algorithm)) -
+                            der.begin()) +
+        2;
     for (bool const isPem : {false, true}) {
         Refusal const refusal = refusalOf([&](Refusal* asked) {
             Bytes const text = isPem ? encodePemType("CERTIFICATE", der) : der;
