@@ -723,9 +723,9 @@ void PathSearch::Pool::tellCrls(std::vector<CrlVerdict> const& found, PathVerdic
         CrlStatus const status = told != statuses.end()    ? told->second
                                  : earlier != before.end() ? earlier->second
                                                            : statusOf(revocation, decider);
+        std::string const issuer = detail::canonicalName(revocation.issuer);
         auto const isIssuer = [&](auto const& certificate) {
-            return detail::canonicalName(certificate->issuerBytes()) ==
-                   detail::canonicalName(revocation.issuer);
+            return detail::canonicalName(certificate->issuerBytes()) == issuer;
         };
         bool const isOfNobody = told == statuses.end() && earlier == before.end() &&
                                 status == CrlStatus::verified && std::ranges::none_of(best, isIssuer);
