@@ -37,8 +37,10 @@ struct Link {
     PrivateKey const* key = &chainKey(); ///< Its own.
     der::Bytes algorithm = der::algorithm("1.3.101.112");
     /// Signs under the issuer's key.
-    der::Bytes (*sign)(PrivateKey const& key, der::Bytes const& tbs) =
-        [](PrivateKey const& key, der::Bytes const& tbs) { return signMessage(key, HashID::none, tbs); };
+    der::Bytes (*sign)(PrivateKey const& key, der::Bytes const& tbs) = [](PrivateKey const& signer,
+                                                                          der::Bytes const& tbs) {
+        return signMessage(signer, HashID::none, tbs);
+    };
 
     Link& with(std::string const& oid, der::Bytes const& value, bool critical = false) {
         std::erase_if(extensions, [&](auto const& each) { return each.first == oid; });
