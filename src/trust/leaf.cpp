@@ -61,7 +61,7 @@ std::shared_ptr<X509Certificate> x509ChooseLeaf(CertificateChain const& certific
         if (named != certificates.end())
             return *named;
     }
-    auto const chosen = x509ChooseLeaf(certificates);
+    auto chosen = x509ChooseLeaf(certificates);
     auto const isCa = [](auto const& certificate) { return certificate->basicConstraints == 1; };
     if (!chosen || !isCa(chosen))
         return chosen;
