@@ -77,7 +77,7 @@ public:
     /// revoke a certificate then and never clears one (RFC 5280, sections 5.2 and 5.3). As of the last `parse`.
     bool hasUnknownCriticalExtension() const { return isUnknownCritical; }
 
-    /// The first entry with that serial number (content octets); null if there is none. Searches the index that
+    /// The first entry with that serial number (content octets); null if no entry has it. Searches the index that
     /// `parse`, `sign` and `indexRevoked` make, and reads through the list where the index is not that of `revoked`:
     /// its size or its place in memory is another one since, as in a copy of the CRL. Safe for any number of threads.
     RevokedCertificate const* findRevoked(asn1::blob serialNumber) const;

@@ -36,7 +36,7 @@ public:
     /// Returns the invalid point, three unbound zeros, if u lies on the twist.
     Point fromNum(BigNum const& u, unsigned sign) const;
 
-    /// Sets `y` to the root of x³ + a·x + b with the low bit `sign`. Returns false if there is none.
+    /// Sets `y` to the root of x³ + a·x + b with the low bit `sign`. Returns false if it has no root.
     bool getY(RedNum const& x, unsigned sign, BigNum& y) const;
 
     /// A square root of `c`, if it is a square; any number if not (Atkin, for p ≡ 5 (mod 8)).
@@ -78,7 +78,7 @@ public:
     BigNum toNum(Point&& P, unsigned* sign) const;
 
     /// Sets `x` to the coordinate that `y` has under the low bit `sign` (RFC 8032, section 5.1.3, steps 2 to
-    /// 4). Returns false if there is none.
+    /// 4). Returns false if no point has it.
     bool getX(RedNum const& y, unsigned sign, BigNum& x) const;
 
     /// Reads RFC 8032's 32 bytes. Returns the invalid point for any other length and if `fromNum` does.

@@ -143,7 +143,7 @@ public:
     Point mul2add(BigNum const& k, Point const& P, BigNum const& l, Point const& Q) const;
 
     /// Sets `y` to one of the square roots of x³ + a·x + b and returns true. Returns false and leaves `y`
-    /// unchanged if there is none, if x³ + a·x + b is 0, and if byte ⌊n/4⌋ of the modulus (of n digits,
+    /// unchanged if no root exists, if x³ + a·x + b is 0, and if byte ⌊n/4⌋ of the modulus (of n digits,
     /// little-endian) does not end in two 1 bits. On the named curves that is P-224; for other moduli it does
     /// not say whether p ≡ 3 (mod 4), which the root needs.
     bool getY(BigNum const& a, BigNum const& b, BigNum const& x, BigNum& y) const;

@@ -174,7 +174,7 @@ public:
 
     /// The certificate of the message that `verify` takes for the signer's: the first one that has its issuer
     /// and serial number, octet by octet, else the first whose issuer matches once `DistinguishedName` has
-    /// re-encoded it. Null if there is none.
+    /// re-encoded it. Null if it is missing.
     std::shared_ptr<X509Certificate> findCertificate(PKCS7SignerInfo const& signer) const;
 
     /// Whether every signer signed the content, and `store` vouches for its certificate at the time `now`.

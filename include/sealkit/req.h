@@ -59,7 +59,7 @@ public:
     bool setSubject(asn1::blob name);
 
     /// The requested extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section
-    /// 4.1), empty if there are none. The order is key usage (critical), extended key usage, subject
+    /// 4.1), empty without extensions. The order is key usage (critical), extended key usage, subject
     /// alternative name (critical if the subject is empty), and then those that were parsed and have no
     /// member; what was parsed and not changed keeps its bytes.
     std::vector<unsigned char> serializeExtensions() const;

@@ -208,7 +208,7 @@ public:
     bool setSubject(asn1::blob name);
 
     /// The extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section 4.1), empty
-    /// if there are none. The order is basic constraints, key usage, extended key usage, subject and
+    /// without extensions. The order is basic constraints, key usage, extended key usage, subject and
     /// authority key identifier, subject alternative name, name constraints, CRL distribution points (one for
     /// each name), and then those that were parsed and have no member. Critical are basic constraints, key
     /// usage and name constraints, and alternative names if the subject is empty; what was parsed and not
