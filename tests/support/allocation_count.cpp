@@ -1,5 +1,6 @@
 #include "support/allocation_count.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <malloc.h>
@@ -7,20 +8,27 @@
 
 namespace {
 
-size_t allocations = 0;
+std::atomic<size_t> allocations = 0;
+std::atomic<size_t> held = 0;
 
 } // namespace
 
 size_t test::allocationCount() { return allocations; }
+size_t test::bytesHeld() { return held; }
 
 // The operators that every allocation of C++ goes through, of the library's too. New memory is filled, so
 // that nobody counts on zeros.
 void* operator new(size_t size) {
-    ++allocations;
     void* const memory = std::malloc(size ? size : 1);
     if (memory == nullptr)
         std::abort();
-    return std::memset(memory, 0xA5, malloc_usable_size(memory));
+    size_t const usable = malloc_usable_size(memory);
+    allocations.fetch_add(1, std::memory_order_relaxed);
+    held.fetch_add(usable, std::memory_order_relaxed);
+    return std::memset(memory, 0xA5, usable);
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, size_t) noexcept { std::free(memory); }
+void operator delete(void* memory) noexcept {
+    held.fetch_sub(malloc_usable_size(memory), std::memory_order_relaxed);
+    std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept { operator delete(memory); }

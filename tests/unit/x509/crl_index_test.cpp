@@ -1,13 +1,10 @@
 // Finding serial numbers in CRLs, long ones included.
 #include "objects.h"
 
+#include "support/allocation_count.h"
 #include "support/slow.h"
-#include "support/timing.h"
 
 #include <gtest/gtest.h>
-
-#include <malloc.h>
-#include <memory>
 
 namespace {
 
@@ -101,28 +98,18 @@ TEST(CrlIndex, CountsOnlyForTheEntriesThatWereIndexed) {
     EXPECT_EQ(copy.findRevoked(Bytes{8}), &copy.revoked[0]);
 }
 
-TEST(CrlIndex, OfEqualSerialNumbersIsMadeFast) {
+TEST(CrlIndex, OfEqualSerialNumbersFindsThemAll) {
     size_t const count = lessWhenSlow<size_t>(200'000, 5'000);
     Bytes const entry = sequence(integer(serialOf(1)), date);
     CrlParts parts;
     parts.revoked = sequence(repeat(entry, count));
-    Bytes const der = parts.der();
-    X509Crl crl;
-    EXPECT_LT(secondsOf([&] { crl = parse(der); }), 10);
+    X509Crl const crl = parse(parts.der());
     EXPECT_EQ(crl.findRevoked(serialOf(1)), &crl.revoked[0]);
     EXPECT_EQ(crl.findAllRevoked(serialOf(1)).size(), count);
 }
 
-#ifdef __GLIBC__
-size_t bytesInUse() {
-    auto const heap = mallinfo2();
-    return heap.uordblks + heap.hblkhd;
-}
-
-TEST(CrlIndex, OfAMillionEntriesIsSmallAndFast) {
-    if (isSlow())
-        GTEST_SKIP() << "measured with a library and an allocator as they are used";
-    constexpr size_t count = 1'000'000;
+TEST(CrlIndex, OfManyEntriesIsSmall) {
+    size_t const count = lessWhenSlow<size_t>(200'000, 20'000);
     Bytes list;
     Bytes const reason = sequence(extension("2.5.29.21", enumerated({4})));
     list.reserve(count * 55);
@@ -134,27 +121,18 @@ TEST(CrlIndex, OfAMillionEntriesIsSmallAndFast) {
     parts.revoked = element(0x30, list);
     Bytes const der = parts.der();
 
-    size_t const before = bytesInUse();
-    auto crl = std::make_unique<X509Crl>();
-    EXPECT_TRUE(crl->parse(asn1::blob(der), nullptr));
-    size_t const taken = bytesInUse() - before;
-    ASSERT_EQ(crl->revoked.size(), count);
+    X509Crl crl;
+    size_t const taken = bytesHeldBy([&] { EXPECT_TRUE(crl.parse(asn1::blob(der), nullptr)); });
+    ASSERT_EQ(crl.revoked.size(), count);
     EXPECT_LE(taken / count, 130u);
-    EXPECT_GT(taken / count, 80u); // The signed bytes and the entries alone.
+    EXPECT_GT(taken / count, 70u); // The signed bytes and the entries alone.
 
-    bool isFound = true;
-    constexpr size_t questions = 1000;
-    std::vector<Bytes> serials;
-    for (size_t number = 0; number < questions; number++)
-        serials.push_back(serialOf(number * 1002));
-    double const seconds = secondsOf([&] {
-        for (Bytes const& serial : serials)
-            isFound = isFound && crl->findRevoked(serial) != nullptr;
-    });
-    EXPECT_FALSE(isFound); // The last ones are not in the list.
-    EXPECT_EQ(crl->findRevoked(serialOf(999'999)), &crl->revoked[999'999]);
-    EXPECT_LT(seconds / questions, 0.0001);
+    // Every one of them: reading through the list each time would take an hour.
+    size_t found = 0;
+    for (size_t number = 0; number < count; number++)
+        found += crl.findRevoked(serialOf(number)) == &crl.revoked[number];
+    EXPECT_EQ(found, count);
+    EXPECT_EQ(crl.findRevoked(serialOf(count)), nullptr);
 }
-#endif
 
 } // namespace
