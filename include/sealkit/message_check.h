@@ -122,7 +122,8 @@ struct SignerVerdict {
 struct SEALKIT_API MessageVerdict {
     std::vector<MessageFinding> findings; ///< Signer by signer.
     std::vector<SignerVerdict> signers;   ///< In the message's order; empty if limits were exceeded.
-    std::vector<CrlVerdict> crls; ///< If CRLs are asked for, the best that the signers' chains make of each.
+    /// If CRLs are asked for, the best that the signers' chains make of each, but `CrlStatus::superseded` before all.
+    std::vector<CrlVerdict> crls;
 
     /// The first failure; null for a message that verifies.
     MessageFinding const* failure() const;

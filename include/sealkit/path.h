@@ -87,6 +87,7 @@ enum class PathCode : int {
     caAsEndEntity = 34,
     subjectAltNameMissing = 35,
     expiresTooSoon = 36, ///< Of a question: `PathOptions::validUntil`.
+    emptyCaSubject = 37, ///< Of the strict rules.
 };
 
 /// What validation leaves unchecked. `pathWarnings` has a sentence for each.

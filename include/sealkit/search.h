@@ -81,6 +81,7 @@ enum class CrlStatus : unsigned {
     outOfDate,
     otherScope,
     unsupported,
+    superseded, ///< Under the platform's rules alone.
 };
 
 /// Every limit but `none`, in ascending order.

@@ -119,7 +119,7 @@ public:
     /// The same, and appends to `*files` what became of each entry other than "." and "..".
     bool loadFromDir(std::string_view dir, bool withCrls, std::vector<LoadedFile>* files);
 
-    /// Appends what `readCertificates` and `readCrls` give, but for copies of what the store holds. The number of objects
+    /// Appends what `readCertificateBundle` and `readCrls` give, but for copies of what the store holds. The number of objects
     /// that were read, copies included.
     size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                             FormRules forms = FormRules::platform);

@@ -108,7 +108,9 @@ private:
         for (CrlVerdict const& one : crls) {
             auto const same = std::ranges::find(verdict.crls, one.crl, &CrlVerdict::crl);
             if (same != verdict.crls.end())
-                same->status = std::min(same->status, one.status);
+                same->status = same->status == CrlStatus::superseded ? same->status
+                               : one.status == CrlStatus::superseded ? one.status
+                                                                     : std::min(same->status, one.status);
         }
     }
 

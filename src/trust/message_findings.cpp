@@ -50,7 +50,7 @@ constexpr std::array rows = {
     Row{Id::uncheckedCounterSignature, "unchecked-counter-signature",
         "Its counter-signature is not checked."},
     Row{Id::uncheckedTimeStamp, "unchecked-time-stamp", "Its time-stamp is not checked."},
-    Row{Id::uncheckedCrls, "unchecked-lists", "The CRLs in the message are not used."},
+    Row{Id::uncheckedCrls, "unchecked-crls", "The CRLs in the message are not used."},
     Row{Id::futureSigningTime, "future-signing-time", "It says that it will sign in the future."},
     Row{Id::signingTimeOutsideValidity, "signing-time",
         "It says that it signed when its certificate was not valid."},

@@ -51,17 +51,9 @@ public:
 private:
     using Failure = std::optional<PathExplanation>;
 
-    /// `explain` fills in text and facts where they are wanted: a chain of many names has long ones.
     template <typename Explain>
     PathExplanation finding(PathCode code, size_t depth, Explain const& explain) const {
-        PathExplanation result;
-        result.code = static_cast<int>(code);
-        result.depth = static_cast<unsigned>(depth);
-        if (texts == detail::Texts::wanted) {
-            result.subject = getDisplayName(*chain[depth]);
-            explain(result);
-        }
-        return result;
+        return detail::makeExplanation(code, *chain[depth], depth, PathRules::platform, texts, explain);
     }
 
     /// What only the standard rules support is never looked at, wherever in the chain it stands.

@@ -39,6 +39,13 @@ PathPurpose askedPurpose(PathOptions const& options) {
     return asksForHost ? PathPurpose::tlsServer : PathPurpose::any;
 }
 
+PathPurpose standardPurpose(PathOptions const& options) {
+    PathPurpose const asked = askedPurpose(options);
+    bool const isMail =
+        options.purpose == PathPurpose::byIdentity && asked == PathPurpose::any && !options.email.empty();
+    return isMail ? PathPurpose::emailProtection : asked;
+}
+
 } // namespace detail
 
 std::string_view getPathPurposeName(PathPurpose purpose) {

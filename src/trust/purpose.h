@@ -18,5 +18,7 @@ Purpose const* findPurpose(PathPurpose id);
 
 /// The purpose asked for, as the platform's rules have it: not `byIdentity`.
 PathPurpose askedPurpose(PathOptions const& options);
+/// The same under the standard rules: an e-mail address asks for one as well.
+PathPurpose standardPurpose(PathOptions const& options);
 
 } // namespace detail

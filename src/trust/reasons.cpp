@@ -73,6 +73,8 @@ constexpr std::array codes = {
                          "The leaf has no subject alternative name."},
     ReasonText<PathCode>{PathCode::expiresTooSoon, "expires-too-soon",
                          "A certificate expires before the time until which the chain must be valid."},
+    ReasonText<PathCode>{PathCode::emptyCaSubject, "empty-ca-subject",
+                         "A CA certificate has an empty subject."},
 };
 
 constexpr std::array warnings = {
@@ -134,6 +136,9 @@ constexpr std::array statuses = {
                           "The CRL covers other certificates of its issuer."},
     ReasonText<CrlStatus>{CrlStatus::unsupported, "unsupported",
                           "The CRL has a critical extension that is not supported."},
+    ReasonText<CrlStatus>{CrlStatus::superseded, "superseded",
+                          "The CRL revokes a certificate of the chain, and a newer one, which does not, was "
+                          "asked in its place."},
 };
 
 } // namespace

@@ -198,6 +198,7 @@ private:
     void askForCrl(X509Certificate const& certificate);
     std::optional<bool> hasSigned(X509Certificate const& issuer, Revocation const& revocation);
     CrlStatus statusOf(Revocation const& revocation, ChainStore const& accepted);
+    bool isSuperseded(X509Crl const& crl, ChainStore const& accepted) const;
 
     using Way = std::vector<Member*>; ///< From the leaf upward.
 
@@ -217,6 +218,11 @@ private:
         auto const forms = isByPlatform() ? detail::SignatureForms::stated : detail::SignatureForms::standard;
         return checks.signatures.check(*subject.certificate, issuer.certificate->subjectPublicKeyInfo,
                                        forms) == PathCode::valid;
+    }
+    /// Whether no issuer stands above. The flag says so of self-issued certificates without an authority key identifier as
+    /// well, and the standard rules follow a CA that changed its key by them.
+    bool isEnd(Member const& member) {
+        return member.certificate->selfSigned && (isByPlatform() || isSigned(member, member));
     }
     void foldNames();
     std::vector<Member*> namedByStandard(asn1::blob name) const;
@@ -383,6 +389,17 @@ CrlStatus PathSearch::Pool::statusOf(Revocation const& revocation, ChainStore co
     return isAnyFit ? CrlStatus::badSignature : CrlStatus::unknownIssuer;
 }
 
+/// Whether the CRL revokes a certificate of the best chain, for which the platform's rules ask a newer one that does not.
+bool PathSearch::Pool::isSuperseded(X509Crl const& crl, ChainStore const& accepted) const {
+    return crl.platformRefusal() == nullptr && std::ranges::any_of(best, [&](auto const& certificate) {
+               if (!(crl.issuer == certificate->issuer) ||
+                   crl.findRevoked(certificate->serialNumber) == nullptr)
+                   return false;
+               auto const asked = accepted.findCrl(*certificate);
+               return asked && asked->findRevoked(certificate->serialNumber) == nullptr;
+           });
+}
+
 std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
     askForIssuers(subject);
     X509Certificate const& certificate = *subject.certificate;
@@ -431,7 +448,7 @@ void PathSearch::Pool::tell(PathSearchEvent event, Way const& way) {
 bool PathSearch::Pool::extend(Way& way, Links links) {
     Member& last = *way.back();
     bool const mayEnd = links == Links::any || way.size() == 1;
-    if (last.certificate->selfSigned || way.size() >= limits.maxChainLength)
+    if (isEnd(last) || way.size() >= limits.maxChainLength)
         return mayEnd && decide(way);
     if (stepsLeft == 0) {
         limit = SearchLimit::steps;
@@ -703,8 +720,11 @@ PathExplanation PathSearch::Pool::conclude(PathOptions const& asked, PathVerdict
     auto finding = detail::validate(best, decider, asked, checks, detail::Texts::wanted);
     verdict.warnings = detail::findWarnings(best, decider, asked, checks);
     if (asked.checkCrls)
-        for (auto const& [issued, revocation] : crls)
-            verdict.crls.push_back({revocation.crl, statusOf(revocation, decider)});
+        for (auto const& [issued, revocation] : crls) {
+            CrlStatus const status = statusOf(revocation, decider);
+            bool const isUnheard = status == CrlStatus::verified && isSuperseded(*revocation.crl, decider);
+            verdict.crls.push_back({revocation.crl, isUnheard ? CrlStatus::superseded : status});
+        }
     return std::move(finding.explanation);
 }
 

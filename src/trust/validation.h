@@ -23,6 +23,22 @@ struct PathChecks {
 /// Whether an explanation is made in full, or its code and depth alone.
 enum class Texts : bool { omitted, wanted };
 
+/// A result for the certificate at `depth`. `explain` fills in text and facts where they are wanted: a chain of many names has
+/// long ones.
+template <typename Explain>
+PathExplanation makeExplanation(PathCode code, X509Certificate const& certificate, size_t depth,
+                                unsigned rules, Texts texts, Explain const& explain) {
+    PathExplanation result;
+    result.code = static_cast<int>(code);
+    result.depth = static_cast<unsigned>(depth);
+    result.rules = rules;
+    if (texts == Texts::wanted) {
+        result.subject = getDisplayName(certificate);
+        explain(result);
+    }
+    return result;
+}
+
 /// The result of a validation.
 struct PathFinding {
     PathExplanation explanation;

@@ -25,14 +25,6 @@ namespace detail {
 
 namespace {
 
-/// The purpose asked for: an e-mail address asks for one as well.
-Purpose const* standardPurpose(PathOptions const& options) {
-    PathPurpose const asked = askedPurpose(options);
-    bool const isMail =
-        options.purpose == PathPurpose::byIdentity && asked == PathPurpose::any && !options.email.empty();
-    return findPurpose(isMail ? PathPurpose::emailProtection : asked);
-}
-
 std::string join(std::vector<std::string> const& names) {
     std::string text;
     for (std::string const& name : names)
@@ -96,18 +88,9 @@ public:
 private:
     using Failure = std::optional<PathExplanation>;
 
-    /// `explain` fills in facts where they are wanted.
     template <typename Explain>
     PathExplanation finding(PathCode code, size_t depth, Explain const& explain) const {
-        PathExplanation result;
-        result.code = static_cast<int>(code);
-        result.depth = static_cast<unsigned>(depth);
-        result.rules = rules;
-        if (texts == Texts::wanted) {
-            result.subject = getDisplayName(*path[depth]);
-            explain(result);
-        }
-        return result;
+        return makeExplanation(code, *path[depth], depth, rules, texts, explain);
     }
 
     Failure refuse(PathCode code, size_t depth, std::vector<Fact> facts) const {
@@ -248,7 +231,7 @@ private:
 
     /// Extended key usage along the chain, and what the key of the leaf may be used for.
     Failure checkPurpose() {
-        Purpose const* const asked = standardPurpose(options);
+        Purpose const* const asked = findPurpose(standardPurpose(options));
         if (asked == nullptr)
             return std::nullopt;
         for (size_t depth = 0; depth <= anchor; ++depth)

@@ -5,6 +5,7 @@
 #include "asn1/read.h"
 #include "sealkit/name_text.h"
 #include "sealkit/oid_names.h"
+#include "trust/purpose.h"
 
 #include <algorithm>
 #include <bit>
@@ -102,14 +103,6 @@ constexpr CriticalityRule criticalityRules[] = {
     {oid::subjectInfoAccess, Criticality::mustNotBe},
 };
 
-PathPurpose purposeOf(PathOptions const& options) {
-    if (options.purpose != PathPurpose::byIdentity)
-        return options.purpose;
-    if (!options.hostName.empty() || !options.address.empty())
-        return PathPurpose::tlsServer;
-    return options.email.empty() ? PathPurpose::any : PathPurpose::emailProtection;
-}
-
 /// The rules for one certificate of a path. Each reports the first that it breaks.
 class Rules {
 public:
@@ -131,22 +124,28 @@ public:
         return breaks(PathCode::weakCurve, {{"bits", std::to_string(bits)}});
     }
 
+    /// RFC 5280, section 4.1.2.6. What stands above a certificate is a CA.
+    Result checkSubject() const {
+        bool const isNameless = fields.isSubjectEmpty && (fields.isCa || depth > 0);
+        return isNameless ? breaks(PathCode::emptyCaSubject) : std::nullopt;
+    }
+
     /// What the anchor is exempt from.
-    Result checkIssued() const {
+    Result checkIssued(asn1::blob issuerKeyInfo) const {
         Result result = checkSignature();
         if (!result)
             result = checkExponent();
         if (!result)
             result = checkSerialNumber();
         if (!result)
-            result = checkKeyIdentifiers();
+            result = checkKeyIdentifiers(issuerKeyInfo);
         if (!result)
             result = checkCriticality();
         return result;
     }
 
     Result checkLeaf(PathOptions const& options) const {
-        PathPurpose const purpose = purposeOf(options);
+        PathPurpose const purpose = standardPurpose(options);
         Result result = checkUse(purpose);
         if (!result)
             result = checkNames(purpose);
@@ -185,10 +184,12 @@ private:
         return breaks(PathCode::invalidSerialNumber, {{"serial number", str(number)}});
     }
 
-    /// RFC 5280, sections 4.2.1.1 and 4.2.1.2.
-    Result checkKeyIdentifiers() const {
+    /// RFC 5280, sections 4.2.1.1 and 4.2.1.2. Self-signed is what its own key verifies, and the issuer's does.
+    Result checkKeyIdentifiers(asn1::blob issuerKeyInfo) const {
+        bool const isSelfSigned =
+            fields.isSelfIssued && issuerKeyInfo == asn1::blob(certificate.subjectPublicKeyInfo);
         asn1::blob missing;
-        if (certificate.authorityKeyId.empty() && !certificate.selfSigned)
+        if (certificate.authorityKeyId.empty() && !isSelfSigned)
             missing = oid::authorityKeyIdentifier;
         else if (certificate.subjectKeyId.empty() && fields.isCa)
             missing = oid::subjectKeyIdentifier;
@@ -273,8 +274,10 @@ std::optional<StrictViolation> findStrictViolation(std::span<CertificateFields c
     for (size_t depth = 0; depth < path.size(); depth++) {
         Rules const rules(*path[depth], depth);
         auto violation = rules.checkKeySize();
+        if (!violation)
+            violation = rules.checkSubject();
         if (!violation && depth + 1 < path.size())
-            violation = rules.checkIssued();
+            violation = rules.checkIssued(path[depth + 1]->certificate->subjectPublicKeyInfo);
         if (!violation && depth == 0)
             violation = rules.checkLeaf(options);
         if (violation)

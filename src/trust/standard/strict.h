@@ -20,11 +20,12 @@ struct StrictViolation {
 bool isSignedOverWeakHash(X509Base const& object);
 
 /// The first rule that the chain breaks, from the leaf upward. `path` ends with the anchor, which is trusted as it is: of
-/// it, the size of the key alone is judged. A self-signed leaf that is its own anchor is judged as leaf and as anchor.
+/// it, the size of the key and the subject are judged. A self-signed leaf that is its own anchor is judged as leaf and as anchor.
 ///
 /// | rule                                                                 | of                      |
 /// | -------------------------------------------------------------------- | ----------------------- |
 /// | RSA keys from 2048 bits, curves over fields from 256 bits            | all                     |
+/// | a subject that is not empty                                          | CAs, the anchor as well |
 /// | no signature over MD5 or SHA-1                                       | all but the anchor      |
 /// | RSA exponents from 65537                                             | all but the anchor      |
 /// | serial numbers that are positive and have at most 20 octets          | all but the anchor      |

@@ -24,7 +24,7 @@ void expectTerms(std::span<ReasonText<Id> const> terms, size_t count) {
     }
 }
 
-TEST(PathTerms, EveryResultCodeHasANameAndASentenceAtItsNumber) { expectTerms(pathCodes(), 37); }
+TEST(PathTerms, EveryResultCodeHasANameAndASentenceAtItsNumber) { expectTerms(pathCodes(), 38); }
 
 TEST(PathTerms, EveryWarningHasANameAndASentenceAtItsNumber) { expectTerms(pathWarnings(), 11); }
 
@@ -32,7 +32,7 @@ TEST(PathTerms, CodesAreFoundByNumber) {
     for (auto const& term : pathCodes())
         EXPECT_EQ(findPathCode(static_cast<int>(term.id)), &term);
     EXPECT_EQ(findPathCode(-1), nullptr);
-    EXPECT_EQ(findPathCode(37), nullptr);
+    EXPECT_EQ(findPathCode(38), nullptr);
 }
 
 TEST(PathTerms, WarningsAreFoundById) {
@@ -78,6 +78,7 @@ TEST(PathTerms, CodesHaveTheirFixedNumbers) {
     EXPECT_EQ(static_cast<int>(PathCode::caAsEndEntity), 34);
     EXPECT_EQ(static_cast<int>(PathCode::subjectAltNameMissing), 35);
     EXPECT_EQ(static_cast<int>(PathCode::expiresTooSoon), 36);
+    EXPECT_EQ(static_cast<int>(PathCode::emptyCaSubject), 37);
 }
 
 TEST(PathTerms, PurposesAreFoundByTheirNames) {

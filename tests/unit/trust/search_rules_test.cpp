@@ -45,6 +45,8 @@ struct Making {
     bool isCa = true;
     unsigned keyUsage = KeyUsage::keyCertSign | KeyUsage::crlSign;
     der::Bytes moreExtension = {}; ///< One without a member.
+    std::string keyId = {};        ///< The subject's name, unless given.
+    bool namesIssuerKey = true;
 };
 
 Entity make(std::string const& subject, Entity const* issuer, std::string const& issuerName,
@@ -72,9 +74,10 @@ Entity make(std::string const& subject, Entity const* issuer, std::string const&
     certificate.setPublicKey(*made.key);
     certificate.basicConstraints = how.isCa ? 1 : 0;
     certificate.keyUsage = how.keyUsage;
-    certificate.subjectKeyId = test::bytes(subject);
-    certificate.authorityKeyId =
-        issuer == nullptr ? certificate.subjectKeyId : issuer->certificate->subjectKeyId;
+    certificate.subjectKeyId = test::bytes(how.keyId.empty() ? subject : how.keyId);
+    if (how.namesIssuerKey)
+        certificate.authorityKeyId =
+            issuer == nullptr ? certificate.subjectKeyId : issuer->certificate->subjectKeyId;
     EXPECT_TRUE(certificate.sign(issuer == nullptr ? *made.key : *issuer->key));
     made.certificate = readForStandard(certificate.serialize());
     return made;
@@ -88,11 +91,12 @@ Entity makeLeaf(Entity const& issuer, std::string const& name = "Leaf") {
     return makeUnder(issuer, name, {false, KeyUsage::digitalSignature, {}});
 }
 
-std::shared_ptr<X509Crl> makeCrl(Entity const& issuer, std::vector<Entity> const& revoked = {}) {
+std::shared_ptr<X509Crl> makeCrl(Entity const& issuer, std::vector<Entity> const& revoked = {},
+                                 TimePoint issued = before) {
     X509Crl crl;
     crl.issuer = issuer.certificate->subject;
     crl.authorityKeyId = issuer.certificate->subjectKeyId;
-    crl.thisUpdate = before;
+    crl.thisUpdate = issued;
     crl.nextUpdate = after;
     for (Entity const& one : revoked)
         crl.revoked.push_back({one.certificate->serialNumber, before, 1});
@@ -211,6 +215,26 @@ TEST(SearchRules, StandardOnesCompareNamesWithoutRegardToCase) {
     EXPECT_EQ(verdict.byRules[1].chain, (CertificateChain{leaf.certificate, root.certificate}));
 }
 
+TEST(SearchRules, StandardOnesFollowACaThatChangedItsKey) {
+    Entity const root = makeRoot("Root");
+    // The new key, certified under the old one, names no key of its issuer.
+    Entity const next = make("Root", &root, "Root", {.isCa = true, .keyId = "Next", .namesIssuerKey = false});
+    ASSERT_TRUE(next.certificate->selfSigned);
+    Entity const leaf = makeLeaf(next);
+    // The platform's rules take the name for that of a root with another key.
+    PathVerdict const verdict =
+        search({root.certificate}, {leaf.certificate, next.certificate}, asking(both));
+    EXPECT_EQ(codesOf(verdict), (Codes{static_cast<int>(PathCode::badSignature), 0}));
+    EXPECT_EQ(verdict.byRules[1].chain,
+              (CertificateChain{leaf.certificate, next.certificate, root.certificate}));
+    // It leads on as a leaf as well. A root that has signed itself leads nowhere.
+    EXPECT_TRUE(search({root.certificate}, {next.certificate}, asking(PathRules::rfc5280)).isValid());
+    Entity const stranger = makeRoot("Stranger");
+    EXPECT_EQ(codesOf(search({root.certificate}, {makeLeaf(stranger).certificate, stranger.certificate},
+                             asking(PathRules::rfc5280))),
+              Codes{static_cast<int>(PathCode::noAnchor)});
+}
+
 TEST(SearchRules, OnlyStandardOnesSeeWhatThePlatformDoesNotSupport) {
     Entity const root = makeRoot("Root");
     Entity const ca = makeUnder(
@@ -289,6 +313,37 @@ TEST(SearchRules, EveryCrlOfThePoolIsAsked) {
     EXPECT_EQ(codesOf(verdict), (Codes{0, static_cast<int>(PathCode::crlMissing)}));
     verdict = search({root.certificate}, given, options, {ofRoot, ofCa, revoking});
     EXPECT_EQ(verdict.byRules[1].explanation.code, static_cast<int>(PathCode::revoked));
+}
+
+TEST(SearchRules, AnOlderCrlThatRevokesIsNamedWhereTheNewestAloneIsAsked) {
+    Entity const root = makeRoot("Root"), ca = makeUnder(root, "CA"), leaf = makeLeaf(ca),
+                 other = makeLeaf(ca);
+    TimePoint const earlier = TimePoint::fromSeconds(before.seconds - 100);
+    auto const older = makeCrl(ca, {leaf}, earlier), newest = makeCrl(ca), ofRoot = makeCrl(root);
+    auto const ofOther = makeCrl(ca, {other}, earlier);
+    auto const forged = makeCrl({newKey(), ca.certificate}, {leaf}, earlier);
+    CertificateChain const given = {leaf.certificate, ca.certificate};
+    PathOptions options = asking(PathRules::platform);
+    options.checkCrls = true;
+
+    PathVerdict verdict =
+        search({root.certificate}, given, options, {older, newest, ofRoot, ofOther, forged});
+    EXPECT_TRUE(verdict.isValid());
+    EXPECT_EQ(statusOf(verdict, older), CrlStatus::superseded);
+    for (auto const& crl : {newest, ofRoot, ofOther})
+        EXPECT_EQ(statusOf(verdict, crl), CrlStatus::verified);
+    EXPECT_EQ(statusOf(verdict, forged), CrlStatus::badSignature);
+
+    // The newest revokes too: nothing is left unheard.
+    verdict = search({root.certificate}, given, options, {older, makeCrl(ca, {leaf}), ofRoot});
+    EXPECT_EQ(codesOf(verdict), Codes{static_cast<int>(PathCode::revoked)});
+    EXPECT_EQ(statusOf(verdict, older), CrlStatus::verified);
+
+    // The standard rules ask each.
+    options.rules = both;
+    verdict = search({root.certificate}, given, options, {older, newest, ofRoot});
+    EXPECT_EQ(codesOf(verdict), (Codes{0, static_cast<int>(PathCode::revoked)}));
+    EXPECT_EQ(statusOf(verdict, older), CrlStatus::verified);
 }
 
 TEST(SearchRules, AMismatchOfTheIdentityEndsTheSearch) {

@@ -572,7 +572,7 @@ TEST(PathSearchReasons, EveryLimitAndStatusHasANameAndASentence) {
         EXPECT_EQ(&getReasonText(row.id), &row);
         expectRow(row.name, row.sentence);
     }
-    ASSERT_EQ(crlStatuses().size(), 10U);
+    ASSERT_EQ(crlStatuses().size(), 11U);
     for (auto const& row : crlStatuses()) {
         EXPECT_EQ(&getReasonText(row.id), &row);
         expectRow(row.name, row.sentence);

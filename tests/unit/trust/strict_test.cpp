@@ -228,6 +228,27 @@ TEST(Strict, AlternativeNamesAreCriticalWhereTheSubjectIsEmpty) {
     EXPECT_TRUE(isValid(0, empty(true)));
 }
 
+TEST(Strict, SelfIssuedCertificatesNameTheKeyOfTheirIssuer) {
+    auto made = changed(1, [](MadeCertificate& each) { each.subject = test::named("Root"); });
+    EXPECT_EQ(judge(made), Verdict{PathCode::valid});
+    made[1].namesIssuerKey = false;
+    made[1].keyInfo = test::keyInfoOf(test::madeKey(KeyType::EC));
+    made.erase(made.begin()); // The key signs nothing.
+    EXPECT_EQ(judge(made), (Verdict{PathCode::keyIdentifierMissing, 0, "missing: authorityKeyIdentifier"}));
+}
+
+TEST(Strict, CasHaveSubjects) {
+    auto const nameless = [](MadeCertificate& made) { made.subject = sequence(); };
+    EXPECT_EQ(judge(1, nameless), (Verdict{PathCode::emptyCaSubject, 1}));
+    EXPECT_EQ(judge(2, nameless), (Verdict{PathCode::emptyCaSubject, 2}));
+    auto alone = changed(1, nameless);
+    alone.erase(alone.begin());
+    EXPECT_EQ(judge(alone), (Verdict{PathCode::emptyCaSubject, 0}));
+    PathOptions options;
+    options.rules = PathRules::rfc5280;
+    EXPECT_EQ(MadeChain(changed(1, nameless)).explain(options).code, 0);
+}
+
 TEST(Strict, PurposesOfTheLeaf) {
     EXPECT_EQ(judge(0, [](MadeCertificate& made) { made.without("2.5.29.37"); }).code,
               PathCode::extendedKeyUsageMissing);
