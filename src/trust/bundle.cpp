@@ -71,6 +71,15 @@ Objects<T> readAll(std::string_view text, FormRules forms, std::vector<Refusal>*
     return objects;
 }
 
+Objects<X509Certificate> readEvery(std::string_view text, FormRules forms, std::vector<Refusal>* refusals,
+                                   X509Certificate const*) {
+    return readCertificateBundle(text, refusals, forms);
+}
+Objects<X509Crl> readEvery(std::string_view text, FormRules forms, std::vector<Refusal>* refusals,
+                           X509Crl const*) {
+    return readCrls(text, refusals, forms);
+}
+
 /// What tells copies: the signed bytes and the signature.
 template <typename T>
 class Distinct {
@@ -117,7 +126,7 @@ size_t loadFile(std::string const& path, FormRules forms, Distinct<T>& to,
         detail::Reading reading({}, &refused.emplace_back());
         file.explain(reading);
     } else {
-        found = to.add(readAll<T>(text, forms, &refused));
+        found = to.add(readEvery(text, forms, &refused, static_cast<T const*>(nullptr)));
     }
     add(refusals, path, std::move(refused));
     return found;
@@ -193,7 +202,7 @@ std::vector<std::shared_ptr<X509Crl>> readCrls(std::string_view text, std::vecto
 
 size_t CertificateMemoryStore::loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                                                 FormRules forms) {
-    return Distinct(certs).add(readCertificates(text, refusals, forms));
+    return Distinct(certs).add(readCertificateBundle(text, refusals, forms));
 }
 
 size_t CertificateMemoryStore::loadCrls(std::string_view text, std::vector<Refusal>* refusals,

@@ -203,6 +203,12 @@ class CheckTest(MessageTest):
         self.refused(3, "is no time", "cms", "check", "--ca", "root.pem", "--at", "soon", "-", stdin=message)
         self.accepted(message, "--crl", self.make_crl("none-revoked", "root"))
         self.refused(1, "revoked", "cms", "check", "--ca", "root.pem", "--crl", self.make_crl("revoked", "root", ["ada"]), "-", stdin=message)
+        # A CRL that cannot be used ends in a verdict as well.
+        text = openssl("crl", "-in", self.dir / "revoked.crl", "-outform", "DER")
+        self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
+        for crl, why in (("forged.crl", "the signature of the CRL"), ("absent.crl", "No such file")):
+            result = self.refused(2, why, "cms", "check", "--json", "--ca", "root.pem", "--crl", crl, "-", stdin=message)
+            self.assertEqual(json.loads(result.out)["verdict"], "UNREADABLE")
 
     def test_warnings(self):
         self.issue("server", "root", kind="RSA")
@@ -294,7 +300,7 @@ class CheckTest(MessageTest):
         self.make_crl("within", "root")
         crl = openssl("crl", "-in", self.at("within.crl"), "-outform", "DER")
         stamp = element(0xA1, element(0x30, identifier(SIGNATURE_STAMP), element(0x31, self.handmade(*attributes))))
-        for rule, message in (("unchecked-lists", self.handmade(*attributes, lists=element(0xA1, crl))), ("unchecked-time-stamp", self.handmade(*attributes, rest=stamp)),
+        for rule, message in (("unchecked-crls", self.handmade(*attributes, lists=element(0xA1, crl))), ("unchecked-time-stamp", self.handmade(*attributes, rest=stamp)),
                               ("warning: signer 1: signing-time: ", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"010101000000Z")))),
                               ("future-signing-time", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"490101000000Z"))))):
             with self.subTest(rule=rule):

@@ -186,6 +186,48 @@ class VerifyTest(ProgramTest):
             crls = [word for name in order for word in ("--crl", f"{name}.crl")]
             self.assertTrue(self.verdict(1, "--ca", "root.pem", *crls, "chain.pem")[0].startswith("FAILED 10: "))
 
+    def test_an_older_crl_that_revokes_is_named(self):
+        self.make_crl("older", "inter", ["leaf"])
+        time.sleep(1.1)
+        self.make_crl("newer", "inter")
+        crls = ("--rules", "platform", "--ca", "root.pem", "--crl", "older.crl", "--crl", "newer.crl")
+        last, result = self.verdict(0, *crls, "chain.pem")
+        self.assertEqual(last, "OK")
+        self.assertIn("note: older.crl: the CRL of <O=Test, CN=inter> is ignored: The CRL revokes a certificate of the chain, and a "
+                      "newer one, which does not, was asked in its place.", result.err)
+        self.assertNotIn("newer.crl", result.err)
+        answer = self.expect(0, "verify", "--each", *crls, "chain.pem")
+        self.assertIn("older.crl", json.loads(answer.out)["notes"][0])
+
+    def test_crls_and_roots_that_cannot_be_used_end_in_a_verdict_as_well(self):
+        self.make_crl("clean", "inter")
+        text = openssl("crl", "-in", self.dir / "clean.crl", "-outform", "DER")
+        self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
+        self.write("half.crl", text[:-1])
+        for trust, why in ((["--ca", "root.pem", "--crl", "forged.crl"], "forged.crl: the signature of the CRL of <O=Test, CN=inter>"),
+                           (["--ca", "root.pem", "--crl", "half.crl"], "half.crl: not a readable certificate revocation list"),
+                           (["--ca", "root.pem", "--crl", "absent.crl"], "absent.crl: No such file"),
+                           (["--ca", "clean.crl"], "clean.crl: no certificate in it")):
+            result = self.expect(2, "verify", "--json", *trust, "chain.pem")
+            document = json.loads(result.out)
+            self.assertEqual(set(document), {"verdict", "reason"})
+            self.assertEqual(document["verdict"], "UNREADABLE")
+            self.assertIn(why, document["reason"])
+            self.assertIn(why, result.err)
+            self.assertEqual(self.expect(2, "verify", *trust, "chain.pem").out, "")
+
+    def test_roots_in_any_form(self):
+        openssl("crl2pkcs7", "-nocrl", "-certfile", self.dir / "root.pem", "-certfile", self.dir / "other-root.pem", "-out", self.dir / "roots.p7b")
+        openssl("crl2pkcs7", "-nocrl", "-certfile", self.dir / "root.pem", "-outform", "DER", "-out", self.dir / "roots.p7c")
+        self.write("root.der", openssl("x509", "-in", self.dir / "root.pem", "-outform", "DER"))
+        folder = self.dir / "bundles"
+        folder.mkdir()
+        (folder / "roots.p7b").write_bytes((self.dir / "roots.p7b").read_bytes())
+        for roots in ("roots.p7b", "roots.p7c", "root.der", "bundles"):
+            self.assertEqual(self.verdict(0, "--ca", roots, "--host", "www.example.test", "chain.pem")[0], "OK")
+        self.write("broken.p7b", (self.dir / "roots.p7c").read_bytes()[:-40])
+        self.assertIn("broken.p7b: no certificate in it", self.expect(2, "verify", "--ca", "broken.p7b", "chain.pem").err)
+
     def test_a_list_of_an_impostor_does_not_hide_a_revocation(self):
         # The impostor bears the intermediate's name, comes with the chain, and its list is the newer one.
         self.issue("false-inter", extensions=CA, subject="/O=Test/CN=inter")
@@ -293,6 +335,16 @@ class VerifyTest(ProgramTest):
         self.assertTrue(last.startswith("FAILED 20: "), last)
         self.expect(1, "verify", "--require-policy", "--ca", "root.pem", "chain.pem")
         self.expect(3, "verify", "--policy", "1.2.x", *chain)
+        # The set alone refuses nothing; the report says what of it the chain is valid for.
+        for asked, lines, policies in (([], ["valid for the policies 1.2.3.4", "OK"], ["1.2.3.4"]),
+                                       (["--policy", "1.2.3.4"], ["valid for the policies 1.2.3.4", "OK"], ["1.2.3.4"]),
+                                       (["--policy", "1.2.3.5"], ["OK"], [])):
+            result = self.expect(0, "verify", *asked, *chain)
+            self.assertEqual(result.out.splitlines()[2:], lines)
+            self.assertEqual("valid for none of the policies of --policy" in result.err, asked != [] and not policies)
+            self.assertEqual(json.loads(self.expect(0, "verify", "--json", *asked, *chain).out)["policies"], policies)
+        refused = self.expect(1, "verify", "--json", "--require-policy", "--policy", "1.2.3.5", *chain)
+        self.assertEqual(json.loads(refused.out)["policies"], [])
 
     def test_valid_for(self):
         self.issue("brief", "inter", NAMES, days=20)
@@ -366,6 +418,23 @@ class VerifyTest(ProgramTest):
         self.expect(0, "verify", "--each", "--ca", "root.pem", "-", stdin=lines[0].encode())
         self.expect(1, "verify", "--each", "--ca", "root.pem", "-", stdin="\n".join(lines[:2]).encode())
         self.expect(0, "verify", "--each", "--ca", "root.pem", stdin=b"")
+
+    def test_each_line_has_settled_fields(self):
+        # docs/validation.md describes them.
+        judged = ["id", "code", "verdict", "rule", "rules", "reason", "policies"]
+        self.make_crl("foreign", "other-root")
+        lines = [self.question("good", "leaf", "inter"), self.question(7, "leaf"), "no JSON"]
+        for further, notes in (((), []), (("--rules", "platform", "--crl", "foreign.crl"), ["notes"])):
+            result = self.expect(2, "verify", "--each", "--ca", "root.pem", *further, stdin="\n".join(lines).encode())
+            answers = [json.loads(line) for line in result.out.splitlines()]
+            self.assertEqual([list(answer) for answer in answers], [judged + notes, judged + notes, ["id", "verdict", "reason"]])
+            self.assertEqual([answer["verdict"] for answer in answers], ["OK", "FAILED", "UNREADABLE"])
+            self.assertEqual([answer["id"] for answer in answers], ["good", 7, None])
+            self.assertEqual([(answer.get("code"), answer.get("rule")) for answer in answers], [(0, "valid"), (6, "no-anchor"), (None, None)])
+            self.assertEqual(answers[0]["reason"], "")
+            self.assertEqual(answers[0]["rules"], "platform")
+            self.assertEqual(answers[0]["policies"], [])
+            self.assertTrue(all(answer["reason"] for answer in answers[1:]))
 
     def test_each_reads_hostile_lines(self):
         deep, wide = "[" * 100_000 + "]" * 100_000, ",".join(f'"{i}":0' for i in range(40_000))

@@ -8,9 +8,9 @@
 namespace {
 
 template <typename Contents>
-std::optional<Contents> readWhole(std::string const& path) {
+std::optional<Contents> readWhole(std::string const& path, std::string* complaint) {
     auto complain = [&](char const* why) {
-        badInput(path + ": " + why);
+        *complaint = path + ": " + why;
         return std::nullopt;
     };
     InputStream input;
@@ -33,6 +33,15 @@ std::optional<Contents> readWhole(std::string const& path) {
 }
 
 template <typename Contents>
+std::optional<Contents> readWhole(std::string const& path) {
+    std::string complaint;
+    auto contents = readWhole<Contents>(path, &complaint);
+    if (!contents)
+        badInput(complaint);
+    return contents;
+}
+
+template <typename Contents>
 std::optional<Contents> withoutByteOrderMark(std::optional<Contents> contents) {
     static constexpr unsigned char mark[] = {0xEF, 0xBB, 0xBF};
     if (contents && contents->size() >= sizeof mark && std::memcmp(contents->data(), mark, sizeof mark) == 0)
@@ -44,6 +53,10 @@ std::optional<Contents> withoutByteOrderMark(std::optional<Contents> contents) {
 
 std::optional<std::string> readInput(std::string const& path) {
     return withoutByteOrderMark(readWhole<std::string>(path));
+}
+
+std::optional<std::string> readInput(std::string const& path, std::string* complaint) {
+    return withoutByteOrderMark(readWhole<std::string>(path, complaint));
 }
 
 std::optional<SecretBytes> readSecretInput(std::string const& path) {

@@ -11,6 +11,8 @@
 /// start is left out: some editors write one ahead of PEM. Complains and gives nothing when it cannot be
 /// read or is larger than `inputLimit`.
 std::optional<std::string> readInput(std::string const& path);
+/// The same, but the complaint goes to `*complaint`.
+std::optional<std::string> readInput(std::string const& path, std::string* complaint);
 
 /// The same of what may be secret.
 std::optional<SecretBytes> readSecretInput(std::string const& path);

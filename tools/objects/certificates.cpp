@@ -8,14 +8,15 @@
 
 #include <filesystem>
 
-bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store) {
+bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store,
+                 std::string* complaint) {
     size_t found = 0;
     std::vector<LoadRefusal> refused;
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) {
         found = store->loadCertificatesFrom(path, &refused, forms);
     } else {
-        auto const text = readInput(path);
+        auto const text = readInput(path, complaint);
         if (!text)
             return false;
         std::vector<Refusal> refusals;
@@ -26,7 +27,7 @@ bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStor
     for (auto const& [source, refusal] : refused)
         badInput(source + ": " + refusal.str() + (found > 0 ? " It is left out." : ""));
     if (found == 0)
-        badInput(path + ": no certificate in it");
+        *complaint = path + ": no certificate in it";
     return found > 0;
 }
 

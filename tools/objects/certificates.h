@@ -9,8 +9,9 @@
 #include <vector>
 
 /// Appends the certificates of `path` to the store: of a file, or of every file of a folder. Complains about each
-/// certificate that is left out. False, after a complaint, if nothing was read.
-bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store);
+/// certificate that is left out. False, and why in `*complaint`, if nothing was read.
+bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store,
+                 std::string* complaint);
 
 /// What is wrong with a file of which `certificates` could be read, and others not.
 std::string complaintOf(std::vector<std::shared_ptr<X509Certificate>> const& certificates,

@@ -6,9 +6,27 @@
 #include "objects/description.h"
 #include "objects/trust.h"
 
+#include "sealkit/oid.h"
+#include "sealkit/oid_names.h"
+
 #include <nlohmann/json.hpp>
 
+#include <utility>
+
 using terminal::printable;
+
+namespace {
+
+/// The policies that a valid chain is valid for, each as `show` gives it.
+std::vector<std::string> policiesOf(PathVerdict const& verdict, std::string (*show)(asn1::blob)) {
+    std::vector<std::string> names;
+    if (verdict.isValid())
+        for (PathPolicy const& policy : verdict.explanation.policies)
+            names.push_back(show(policy.oid));
+    return names;
+}
+
+} // namespace
 
 void printReport(PathVerdict const& verdict, std::string const& advice,
                  std::vector<std::string> const& notes) {
@@ -21,6 +39,11 @@ void printReport(PathVerdict const& verdict, std::string const& advice,
                         << " to " << formatTime(certificate.notAfter) << '\n';
     }
     PathExplanation const& explanation = verdict.explanation;
+    char const* before = "valid for the policies ";
+    for (std::string const& policy : policiesOf(verdict, oidName))
+        terminal::out() << std::exchange(before, ", ") << policy;
+    if (before[0] == ',')
+        terminal::out() << '\n';
     if (verdict.isValid())
         terminal::out() << "OK" << std::endl;
     else
@@ -87,7 +110,8 @@ nlohmann::ordered_json describeResult(PathVerdict const& verdict) {
             {"verdict", verdict.isValid() ? "OK" : "FAILED"},
             {"rule", findPathCode(explanation.code)->name},
             {"rules", getPathRulesName(explanation.rules)},
-            {"reason", printable(verdict.reason())}};
+            {"reason", printable(verdict.reason())},
+            {"policies", policiesOf(verdict, oidStr)}};
 }
 
 nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string const& advice,

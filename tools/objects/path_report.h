@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-/// Writes a line for each certificate, from the leaf upward, then "OK" or "FAILED n: reason", to standard output. Notes,
+/// Writes a line for each certificate, from the leaf upward, one with the policies that the chain is valid for, if there are
+/// any, then "OK" or "FAILED n: reason", to standard output. Notes,
 /// what the reason rests on, advice unless it is empty, and warnings go to standard error.
 void printReport(PathVerdict const& verdict, std::string const& advice,
                  std::vector<std::string> const& notes);
@@ -21,5 +22,5 @@ void printSearch(PathVerdict const& verdict);
 nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string const& advice,
                                       std::vector<std::string> const& notes);
 
-/// Its result alone: verdict, code, rule, rules and reason.
+/// Its result alone: verdict, code, rule, rules, reason and policies.
 nlohmann::ordered_json describeResult(PathVerdict const& verdict);

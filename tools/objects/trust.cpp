@@ -37,7 +37,7 @@ constexpr struct {
 constexpr unsigned strictRules = PathRules::platform | PathRules::strict;
 
 bool loadCertificates(TrustOptions const& options, FormRules forms, CertificateMemoryStore* store,
-                      int* status) {
+                      std::string* complaint) {
     std::vector<LoadRefusal> leftOut;
     if (options.cermUsage)
         store->loadFromCerm(*options.cermUsage, false, &leftOut, forms);
@@ -46,28 +46,25 @@ bool loadCertificates(TrustOptions const& options, FormRules forms, CertificateM
     std::vector<std::string> paths = options.authorities;
     if (paths.empty() && !options.cermUsage)
         paths.push_back(defaultAuthorities());
-    for (std::string const& path : paths) {
-        if (!loadTrusted(path, forms, store)) {
-            *status = exitBadInput;
+    for (std::string const& path : paths)
+        if (!loadTrusted(path, forms, store, complaint))
             return false;
-        }
-    }
     if (options.cermUsage && store->certs.empty()) {
-        *status = badInput("nothing is trusted for the use " + formatHex(*options.cermUsage));
+        *complaint = "nothing is trusted for the use " + formatHex(*options.cermUsage);
         return false;
     }
     return true;
 }
 
-bool loadCrls(std::string const& file, FormRules forms, Trust* trust) {
-    auto const text = readInput(file);
+bool loadCrls(std::string const& file, FormRules forms, Trust* trust, std::string* complaint) {
+    auto const text = readInput(file, complaint);
     if (!text)
         return false;
     std::vector<Refusal> refusals;
     size_t const before = trust->store.crls.size();
     trust->store.loadCrls(*text, &refusals, forms);
     if (!refusals.empty()) {
-        badInput(file + ": not a readable certificate revocation list: " + refusals.front().str());
+        *complaint = file + ": not a readable certificate revocation list: " + refusals.front().str();
         return false;
     }
     for (size_t i = before; i < trust->store.crls.size(); ++i)
@@ -145,12 +142,11 @@ std::vector<std::string_view> TrustOptions::inputsWith(std::vector<std::string_v
     return others;
 }
 
-bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, int* status) {
-    if (!loadCertificates(options, forms, &trust->store, status))
-        return false;
-    *status = exitBadInput;
-    return std::ranges::all_of(options.crlFiles,
-                               [&](std::string const& file) { return loadCrls(file, forms, trust); });
+bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, std::string* complaint) {
+    return loadCertificates(options, forms, &trust->store, complaint) &&
+           std::ranges::all_of(options.crlFiles, [&](std::string const& file) {
+               return loadCrls(file, forms, trust, complaint);
+           });
 }
 
 CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls) {
@@ -170,12 +166,23 @@ CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls) {
     return notes;
 }
 
-bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes) {
+bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes,
+                std::string* complaint) {
     CrlNotes found = notesOn(trust, crls);
     notes->insert(notes->end(), found.ignored.begin(), found.ignored.end());
-    if (!found.forged.empty())
-        badInput(found.forged);
-    return found.forged.empty();
+    *complaint = std::move(found.forged);
+    return complaint->empty();
+}
+
+nlohmann::ordered_json describeUnreadable(std::string const& why) {
+    return {{"verdict", "UNREADABLE"}, {"reason", printable(why)}};
+}
+
+int cannotJudge(std::string const& why, std::ostream* json) {
+    if (json != nullptr)
+        *json << describeUnreadable(why).dump(2, ' ', true, nlohmann::json::error_handler_t::replace)
+              << std::endl;
+    return badInput(why);
 }
 
 std::string disagreementOf(PathVerdict const& verdict) {

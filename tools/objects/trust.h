@@ -7,6 +7,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <optional>
@@ -42,8 +43,8 @@ struct Trust {
     std::map<std::shared_ptr<X509Crl>, std::string> crlFiles; ///< The files of the user's own CRLs.
 };
 
-/// Loads what the options name. Complains; `*status` is the exit status then.
-bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, int* status);
+/// Loads what the options name. False, and why in `*complaint`, if some of it cannot be used.
+bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, std::string* complaint);
 
 /// What is to be said of CRLs that do not count, printable.
 struct CrlNotes {
@@ -52,8 +53,15 @@ struct CrlNotes {
 };
 CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls);
 
-/// The same, as notes of the verdict. False, after a complaint, if the signature of one of the user's own does not verify.
-bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes);
+/// The same, as notes of the verdict. False, and which in `*complaint`, if the signature of one of the user's own does not
+/// verify.
+bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes,
+                std::string* complaint);
+
+/// The verdict on what cannot be judged: "UNREADABLE".
+nlohmann::ordered_json describeUnreadable(std::string const& why);
+/// Complains of what is trusted or revoked, and writes that verdict to `json`, which may be null. The exit status for it.
+int cannotJudge(std::string const& why, std::ostream* json);
 
 /// Where the sets of rules disagree: "this system accepts it" or "other validators accept it". Empty where they agree.
 std::string disagreementOf(PathVerdict const& verdict);

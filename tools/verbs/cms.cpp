@@ -190,10 +190,12 @@ int check(CheckOptions const& options) {
     if (message.content.empty())
         how.detachedContent = detached;
 
+    bool const contentGoesToStandardOutput = options.output == "-";
+    std::ostream& out = contentGoesToStandardOutput ? terminal::err() : terminal::out();
+    std::ostream* const json = options.json ? &out : nullptr;
     Trust trust;
-    int status = exitDone;
-    if (!loadTrust(options.trust, formsFor(how.path), &trust, &status))
-        return status;
+    if (!loadTrust(options.trust, formsFor(how.path), &trust, &complaint))
+        return cannotJudge(complaint, json);
     OutputFile output;
     if (!options.output.empty() &&
         !output.open(options.output, 0666,
@@ -203,8 +205,8 @@ int check(CheckOptions const& options) {
     MessageReport report(checkMessage(message, trust.store, how));
     if (report.isTooLarge())
         return badInput(options.file + ": " + report.failure);
-    if (!reportCrls(trust, report.verdict.crls, &report.notes))
-        return exitBadInput;
+    if (!reportCrls(trust, report.verdict.crls, &report.notes, &complaint))
+        return cannotJudge(complaint, json);
     if (given && detached != content)
         report.fail("the message holds another content");
     if (!report.failure.empty() && message.content.empty() && isOverMailForm(message, detached))
@@ -213,8 +215,6 @@ int check(CheckOptions const& options) {
     if (!isData(message.contentType))
         report.notes.push_back("the content is no plain data, but of the type " +
                                getContentTypeName(message.contentType));
-    bool const contentGoesToStandardOutput = options.output == "-";
-    std::ostream& out = contentGoesToStandardOutput ? terminal::err() : terminal::out();
     if (options.json)
         printJson(report, message, content.size(), out);
     else

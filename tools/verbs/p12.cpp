@@ -267,10 +267,10 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
         return exitDone;
     }
     CertificateMemoryStore store;
-    for (std::string const& path : options.authorities)
-        if (!loadTrusted(path, FormRules::platform, &store))
-            return exitBadInput;
     std::string reason;
+    for (std::string const& path : options.authorities)
+        if (!loadTrusted(path, FormRules::platform, &store, &reason))
+            return badInput(reason);
     if (pfx.signedData->verify(store, {}, currentTime(), &reason))
         return exitDone;
     return answerNo(options.file + ": its signature does not count: " + reason);

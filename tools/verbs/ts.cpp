@@ -222,16 +222,16 @@ int check(CheckOptions const& options) {
     if (!further)
         return exitBadInput;
     Trust trust;
-    int status = exitDone;
-    if (!loadTrust(options.trust, formsFor(how.path), &trust, &status))
-        return status;
+    std::ostream* const json = options.json ? &terminal::out() : nullptr;
+    if (!loadTrust(options.trust, formsFor(how.path), &trust, &complaint))
+        return cannotJudge(complaint, json);
 
     how.certificates = std::move(*further);
     MessageReport report(checkTimeStamp(token, *expected, trust.store, how));
     if (report.isTooLarge())
         return badInput(options.reply + ": " + report.failure);
-    if (!reportCrls(trust, report.verdict.crls, &report.notes))
-        return exitBadInput;
+    if (!reportCrls(trust, report.verdict.crls, &report.notes, &complaint))
+        return cannotJudge(complaint, json);
     if (reply->status && (!reply->status->texts.empty() || !reply->status->failures.empty()))
         report.notes.push_back("the authority says: " + statusText(*reply->status));
     if (options.json)

@@ -163,9 +163,9 @@ int verify(Options options) {
     if (!candidates)
         return exitBadInput;
     Trust trust;
-    int status = exitDone;
-    if (!loadTrust(options.trust, forms, &trust, &status))
-        return status;
+    std::ostream* const json = options.json ? &terminal::out() : nullptr;
+    if (!loadTrust(options.trust, forms, &trust, &complaint))
+        return cannotJudge(complaint, json);
     if (options.each)
         return verifyEach(options.chains, *candidates, trust, pathOptions);
 
@@ -182,8 +182,11 @@ int verify(Options options) {
         notes.push_back(
             "the leaf is not the first certificate, the only one whose key a server proves to have: " +
             nameFor(*leaf));
-    if (!reportCrls(trust, verdict.crls, &notes))
-        return exitBadInput;
+    if (!reportCrls(trust, verdict.crls, &notes, &complaint))
+        return cannotJudge(complaint, json);
+    if (verdict.isValid() && !options.policies.empty() && verdict.explanation.policies.empty())
+        notes.push_back("the chain is valid for none of the policies of --policy; with --require-policy it "
+                        "must be");
     std::string const advice = adviceOn(verdict, pathOptions, options.trust, trust);
     if (options.explain && !options.json)
         printSearch(verdict);
@@ -214,7 +217,8 @@ Work setUpVerify(CommandLine commandLine) {
         .valueName("FILE");
     commandLine
         .texts("--policy", options->policies,
-               "a certificate policy that the chain may be valid for, 1.2.3.4; may be given more than once")
+               "a certificate policy that the chain may be valid for, 1.2.3.4; may be given more than once.\n"
+               "The report names those that it is valid for, and --require-policy demands one")
         .valueName("OID");
     commandLine.flag("--require-policy", options->requirePolicy,
                      "the chain must be valid for a policy: for one of those of --policy, if given");

@@ -62,7 +62,8 @@ struct Output {
 };
 
 Answer unreadable(Json const& id, std::string const& why) {
-    Json const line = {{"id", id}, {"verdict", "UNREADABLE"}, {"reason", terminal::printable(why)}};
+    Json line = {{"id", id}};
+    line.update(describeUnreadable(why));
     return {line.dump(-1, ' ', true, Json::error_handler_t::replace), exitBadInput};
 }
 
