@@ -1,0 +1,66 @@
+// Runs operations once each between two marks, for the counting plugin of the emulator (counter.c), and prints their
+// names in the same order. Random bytes come from a fixed source, so that every run counts the same.
+//
+// Usage: bench_count NAME... or bench_count --list
+#include "libraries.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <sys/types.h>
+
+namespace {
+
+// Instructions that do nothing and that no compiler writes; the plugin knows them.
+void beginMark() { asm volatile("xoris 11,11,0" ::: "memory"); }
+void endMark() { asm volatile("xoris 12,12,0" ::: "memory"); }
+
+/// Restarted before every operation: what an operation draws does not depend on those before it.
+std::uint64_t randomState;
+
+bool count(bench::Row const& row) {
+    randomState = 1;
+    bench::Operation const operation = row.prepare();
+    // The first run binds symbols and fills what is kept between runs.
+    if (!operation())
+        return false;
+    randomState = 2;
+    beginMark();
+    bool const worked = operation();
+    endMark();
+    return worked;
+}
+
+} // namespace
+
+/// The library draws its random bytes from here, in place of the kernel.
+extern "C" ssize_t getrandom(void* to, size_t size, unsigned) {
+    auto* const bytes = static_cast<unsigned char*>(to);
+    for (size_t i = 0; i < size; i++) {
+        randomState = randomState * 6364136223846793005u + 1442695040888963407u; // Knuth's MMIX generator
+        bytes[i] = static_cast<unsigned char>(randomState >> 56);
+    }
+    return static_cast<ssize_t>(size);
+}
+
+int main(int argc, char** argv) {
+    auto const rows = bench::allRows();
+    if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
+        for (bench::Row const& row : rows)
+            std::printf("%s/%s\n", row.name.c_str(), row.library.c_str());
+        return 0;
+    }
+    for (int i = 1; i < argc; i++) {
+        auto const row = std::find_if(rows.begin(), rows.end(), [&](bench::Row const& candidate) {
+            return candidate.name + "/" + candidate.library == argv[i];
+        });
+        if (row == rows.end() || !count(*row)) {
+            std::fprintf(stderr, "bench_count: %s %s\n", argv[i],
+                         row == rows.end() ? "is unknown" : "failed");
+            return 1;
+        }
+        std::printf("%s %zu\n", argv[i], row->units);
+    }
+    return 0;
+}
