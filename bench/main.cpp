@@ -30,10 +30,13 @@ std::vector<bench::Row> sideBySide(std::vector<bench::Row> rows, size_t shift) {
     return sorted;
 }
 
+bool failed = false; ///< Whether any operation has.
+
 void measure(benchmark::State& state, bench::Row const& row) {
     bench::Operation const operation = row.prepare();
     for (auto _ : state)
         if (!operation()) {
+            failed = true;
             state.SkipWithError("the operation failed");
             return;
         }
@@ -62,5 +65,5 @@ int main(int argc, char** argv) {
     for (bench::Row const& row : rows)
         benchmark::RegisterBenchmark((row.name + "/" + row.library).c_str(),
                                      [&row](benchmark::State& state) { measure(state, row); });
-    return benchmark::RunSpecifiedBenchmarks() == 0;
+    return benchmark::RunSpecifiedBenchmarks() == 0 || failed;
 }

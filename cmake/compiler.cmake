@@ -5,6 +5,7 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_CXX_FLAGS_RELEASE "-O2")
+set(CMAKE_CXX_FLAGS_MINSIZEREL "-Os")
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
 
 add_library(sealkit_warnings INTERFACE)
@@ -38,8 +39,8 @@ function(sealkit_harden target)
     if(SEALKIT_HAS_STACK_CLASH_PROTECTION)
         list(APPEND options -fstack-clash-protection)
     endif()
-    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release>:${options}>")
-    target_link_options(${target} PRIVATE "$<$<CONFIG:Release>:-Wl,-z,relro;-Wl,-z,now;-Wl,-z,noexecstack>")
+    target_compile_options(${target} PRIVATE "$<$<CONFIG:Release,MinSizeRel>:${options}>")
+    target_link_options(${target} PRIVATE "$<$<CONFIG:Release,MinSizeRel>:-Wl,-z,relro;-Wl,-z,now;-Wl,-z,noexecstack>")
 endfunction()
 
 # What the shared libraries are built with beside the warnings.
