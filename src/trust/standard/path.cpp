@@ -43,8 +43,6 @@ struct Question {
     PathOptions const& options;
     PathChecks& checks;
     RevocationSources revocation;
-    /// By `canonicalName`, once a chain from one of them is looked for.
-    std::multimap<std::string, X509Certificate const*> signersBySubject;
     std::map<X509Certificate const*, bool> signers; ///< Whether each is valid; false while that is found out.
     unsigned stepsLeft = maxSignerSteps;
     unsigned nesting = 0;
@@ -344,10 +342,6 @@ public:
         auto const [known, isNew] = question.signers.try_emplace(&signer, false);
         if (!isNew || question.nesting == maxNesting)
             return known->second;
-        if (question.signersBySubject.empty())
-            for (auto const& certificate : question.revocation.signers)
-                question.signersBySubject.emplace(canonicalName(certificate->subjectBytes()),
-                                                  certificate.get());
         anchorName = canonicalName(anchor.subjectBytes());
         path = {&signer};
         ++question.nesting;
@@ -374,9 +368,9 @@ private:
             if (validation.run().explanation.code == static_cast<int>(PathCode::valid))
                 return true;
         }
-        auto const [first, end] = question.signersBySubject.equal_range(issuerName);
-        for (auto candidate = first; candidate != end; ++candidate) {
-            X509Certificate const& issuer = *candidate->second;
+        for (X509Certificate const* candidate :
+             question.revocation.signersNamed(issuerName, question.checks.crls)) {
+            X509Certificate const& issuer = *candidate;
             if (question.stepsLeft == 0)
                 return false;
             --question.stepsLeft;
@@ -475,7 +469,7 @@ PathFinding validateByStandard(CertificateChain const& chain, CertificateStore c
     }
     path.push_back(anchor.get());
 
-    Question question{store, options, checks, {}, {}, {}};
+    Question question{store, options, checks, {}, {}};
     question.revocation.isStrict = rules == PathRules::strict;
     if (options.checkCrls)
         addSources(question, chain, crls, anchor);

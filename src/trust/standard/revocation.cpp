@@ -158,7 +158,7 @@ struct Candidate {
 class Determination {
 public:
     Determination(CertificateFields const& asked, CertificateFields const& above, X509Certificate const& top,
-                  RevocationSources const& known, PathOptions const& question, PathChecks& shared)
+                  RevocationSources& known, PathOptions const& question, PathChecks& shared)
         : subject(asked),
           issuer(above),
           anchor(top),
@@ -238,22 +238,10 @@ private:
             return CrlStatus::verified;
         if (name == anchorName && signs(anchor, candidate, status))
             return CrlStatus::verified;
-        auto const [first, end] = signersNamed(name);
-        for (auto signer = first; signer != end; ++signer)
-            if (signer->second != issuer.certificate && signer->second != &anchor &&
-                signs(*signer->second, candidate, status))
+        for (X509Certificate const* signer : sources.signersNamed(name, checks.crls))
+            if (signer != issuer.certificate && signer != &anchor && signs(*signer, candidate, status))
                 return CrlStatus::verified;
         return status;
-    }
-
-    using ByName = std::multimap<std::string_view, X509Certificate const*>;
-
-    /// The certificates of the sources with that name. Most CRLs are signed by the issuer's key and ask for no others.
-    std::pair<ByName::const_iterator, ByName::const_iterator> signersNamed(std::string_view name) {
-        if (signersByName.empty())
-            for (auto const& signer : sources.signers)
-                signersByName.emplace(checks.crls.subjectOf(signer), signer.get());
-        return std::as_const(signersByName).equal_range(name);
     }
 
     /// Whether the certificate, which bears the name of the CRL's issuer, signed it and may do so. `status` tells otherwise
@@ -428,7 +416,7 @@ private:
     CertificateFields const& subject;
     CertificateFields const& issuer;
     X509Certificate const& anchor;
-    RevocationSources const& sources;
+    RevocationSources& sources;
     PathOptions const& options;
     PathChecks& checks;
     std::string anchorName;
@@ -436,14 +424,22 @@ private:
     std::vector<Candidate> candidates;
     bool hasDeltas = false;
     unsigned covered = 0; ///< Reasons.
-    ByName signersByName;
     std::map<X509Certificate const*, bool> validSigners;
 };
 
 } // namespace
 
+std::span<X509Certificate const* const> RevocationSources::signersNamed(std::string_view name,
+                                                                        CrlMemory& memory) {
+    if (signersByName.empty())
+        for (auto const& signer : signers)
+            signersByName[memory.subjectOf(signer)].push_back(signer.get());
+    auto const found = signersByName.find(name);
+    return found == signersByName.end() ? std::span<X509Certificate const* const>() : found->second;
+}
+
 RevocationResult findRevocation(CertificateFields const& subject, CertificateFields const& issuer,
-                                X509Certificate const& anchor, RevocationSources const& sources,
+                                X509Certificate const& anchor, RevocationSources& sources,
                                 PathOptions const& options, PathChecks& checks) {
     return Determination(subject, issuer, anchor, sources, options, checks).run();
 }

@@ -7,8 +7,10 @@
 #include "trust/validation.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace detail {
@@ -18,10 +20,16 @@ struct RevocationSources {
     std::vector<std::shared_ptr<X509Crl>> crls;
     /// Certificates that may have signed a CRL: those of the chain, of the store, and further ones.
     std::vector<std::shared_ptr<X509Certificate>> signers;
+    /// Those that bear the name, in the form of `canonicalName`.
+    std::span<X509Certificate const* const> signersNamed(std::string_view name, CrlMemory& memory);
     /// Whether a certificate that signed a CRL leads to `anchor` by a valid chain, which is checked for revocation as well.
     std::function<bool(X509Certificate const& signer, X509Certificate const& anchor)> isSignerValid;
     /// Whether a CRL that is signed over a weak hash may only revoke: as one with an unknown critical extension.
     bool isStrict = false;
+
+private:
+    /// Empty until the first is asked for: most CRLs are signed by the issuer's key and ask for no others.
+    std::map<std::string_view, std::vector<X509Certificate const*>> signersByName;
 };
 
 struct RevocationResult {
@@ -36,7 +44,7 @@ struct RevocationResult {
 /// revokes decides, and all reasons must be covered otherwise. A CRL without nextUpdate counts as outdated. One with an
 /// unknown critical extension, or a delta CRL without its complete CRL, revokes and clears nothing.
 RevocationResult findRevocation(CertificateFields const& subject, CertificateFields const& issuer,
-                                X509Certificate const& anchor, RevocationSources const& sources,
+                                X509Certificate const& anchor, RevocationSources& sources,
                                 PathOptions const& options, PathChecks& checks);
 
 } // namespace detail
