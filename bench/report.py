@@ -116,6 +116,13 @@ def write_host(ratios, machine):
     chart(ratios)
 
 
+def write_products(products, ratios):
+    """Where the steps are fixed: the products that they take, and what one takes with all that is around it."""
+    rows = [[f"`{name}`", f"{count:,}", duration(ratios[name]["ours"]), duration(ratios[name]["ours"] / count),
+             f"{ratios[name]['median']:.2f}"] for name, count in products.items() if name in ratios]
+    write_block("products", table(["operation", "field products", "time", "time / products", "ratio"], rows, 1))
+
+
 def write_growth(times):
     """Rows whose name ends in a size, one line an operation."""
     operations = {}

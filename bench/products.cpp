@@ -1,0 +1,91 @@
+// Counts the field products of the operations whose steps are fixed, which bound how fast they can be: a reducer of our own
+// counts, and with it the curve computes step by step. Prints the name of a row of the benchmarks, and the products.
+#include <sealkit/bignum.h>
+#include <sealkit/curve25519.h>
+#include <sealkit/ec.h>
+
+#include "support/rngs.h"
+
+#include <cstdio>
+
+namespace {
+
+/// The plain residues, and how often they were multiplied and squared.
+class CountingReducer : public Reducer {
+public:
+    explicit CountingReducer(BigNum const& modulus) : Reducer(modulus) {}
+
+    void reduce(BigNum& x) const override { div(x, *modulus, nullptr, &x); }
+    using Reducer::mul;
+    void mul(BigNum& r, BigNum const& a, BigNum const& b) const override {
+        ++products;
+        Reducer::mul(r, a, b);
+    }
+    void sqr(BigNum& r, BigNum const& a) const override {
+        ++products;
+        Reducer::sqr(r, a);
+    }
+
+    static inline unsigned products = 0;
+};
+
+template <typename Operation>
+void count(char const* name, Operation const& operation) {
+    CountingReducer::products = 0;
+    operation();
+    std::printf("%s %u\n", name, CountingReducer::products);
+}
+
+BigNum randomScalar(BigNum const& order) {
+    static test::SeededRng const rng(1);
+    std::vector<unsigned char> bytes((order.bits() + 7) / 8);
+    rng.fill(bytes.data(), static_cast<unsigned>(bytes.size()));
+    BigNum scalar{asn1::blob(bytes)};
+    div(scalar, order, nullptr, &scalar);
+    return scalar;
+}
+
+void countNamed(Curve curve, char const* agree, char const* verify) {
+    BigNum p, order;
+    ECPoint base;
+    getECParams(curve, p, order, base);
+    WCurve const group(p, getAForECCurve(curve), new CountingReducer(p));
+    WCurve::Point const G = group.fromEC(base);
+    WCurve::Point const Q = group.mul(bn64(7), G);
+    count(agree, [&] { group.mul(randomScalar(order), G); });
+    count(verify, [&] { group.mul2add(randomScalar(order), G, randomScalar(order), Q); });
+}
+
+/// Both forms are the one Weierstrass curve with a = 1 - A²/3, and begin by a square root.
+void count25519() {
+    BigNum const& p = Curve25519::getMod();
+    BigNum const& order = Curve25519::getOrder();
+    BigNum third; // A²/3
+    div(bn64(486662) * bn64(486662) * invByMod(bn64(3), p), p, nullptr, &third);
+    BigNum const a = p - third + 1;
+    Curve25519 const curve;
+    WCurve const group(p, a, new CountingReducer(p));
+    WCurve::Point const G = group.fromEC(curve.toEC(curve.getG()));
+    WCurve::Point const Q = group.mul(bn64(7), G);
+    auto const root = [&] { expByMod(G.X, p >> 3, *group.reducer); };
+    BigNum clamped = randomScalar(order);
+    clamped.setBit(254, true);
+    count("x25519_agree", [&] {
+        root();
+        group.mul(clamped, G);
+    });
+    count("ed25519_verify", [&] {
+        root();
+        group.mul2add(randomScalar(order), G, (order << 3) - randomScalar(order), Q);
+    });
+}
+
+} // namespace
+
+int main() {
+    countNamed(Curve::p256, "p256_agree", "p256_verify");
+    countNamed(Curve::p384, "p384_agree", "p384_verify");
+    countNamed(Curve::p521, "p521_agree", "p521_verify");
+    count25519();
+    return 0;
+}
