@@ -5,6 +5,7 @@
 #include "sealkit/mschapv2.h"
 
 #include "base/secret_bytes.h"
+#include "ec/multiple25519.h"
 #include "hash/secret_digest.h"
 
 #include <utility>
@@ -17,15 +18,6 @@ using Sha256 = detail::SecretDigest<SHA256, 32>;
 constexpr size_t pointSize = 33;
 constexpr size_t saltSize = 16;
 
-/// The encoding of k·G; empty at infinity, which has none.
-std::vector<unsigned char> encodedMultipleOfG(BigNum const& k) {
-    Curve25519 const curve;
-    WCurve::Point P = curve.mul(k, curve.getG());
-    if (curve.isInfinity(P))
-        return {};
-    return curve.toBin(std::move(P));
-}
-
 /// Puts `bytes` into `secret`, of which no former content stays in memory.
 void replace(std::string& secret, asn1::blob bytes) {
     detail::wipe(secret);
@@ -36,7 +28,10 @@ void replace(std::string& secret, asn1::blob bytes) {
 
 ECSRP::ECSRP(std::string const& userName, std::string const& userPassword,
              std::vector<unsigned char> const& scalar)
-    : user(userName), password(userPassword), secret(scalar), publicValue(encodedMultipleOfG(secret)) {}
+    : user(userName),
+      password(userPassword),
+      secret(scalar),
+      publicValue(detail::encodedMultipleOfBase(secret)) {}
 
 ECSRP::~ECSRP() {
     detail::wipe(password);
@@ -136,7 +131,7 @@ std::vector<unsigned char> pwdHash(std::string const& user, std::string const& p
 }
 
 std::vector<unsigned char> pwdVerifier(std::vector<unsigned char> const& v) {
-    return encodedMultipleOfG(BigNum(v));
+    return detail::encodedMultipleOfBase(BigNum(v));
 }
 
 WCurve::Point redp1(Curve25519 const& curve, std::vector<unsigned char> const& data) {

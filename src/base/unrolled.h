@@ -8,7 +8,7 @@ namespace detail {
 
 /// Calls `step` with 0 to `count` - 1, each a constant. What it indexes with them ends up in registers.
 template <unsigned count, typename Step>
-[[gnu::always_inline]] inline void unrolled(Step const& step) {
+[[gnu::always_inline]] constexpr void unrolled(Step const& step) {
     [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) __attribute__((always_inline)) {
         (step(std::integral_constant<unsigned, i>()), ...);
     }

@@ -1,13 +1,21 @@
-#include "ec/encoding.h"
 #include "sealkit/curve25519.h"
 #include "sealkit/hash.h"
 #include "sealkit/wipe.h"
 
+#include "base/declassify.h"
+#include "ec/points25519.h"
+#include "ec/scalar25519.h"
 #include "hash/secret_digest.h"
 
-#include <utility>
+#include <algorithm>
+#include <iterator>
 
 namespace {
+
+using detail::Element;
+using detail::Scalar25519;
+using Point = detail::EdwardsPoint<Element>;
+using BaseMultiplication = detail::BaseMultiplication<Element>;
 
 constexpr size_t pointSize = 32;
 constexpr size_t scalarSize = 32;
@@ -16,23 +24,34 @@ constexpr size_t scalarSize = 32;
 /// another.
 using Digest = detail::SecretDigest<SHA512, 64>;
 
-/// A digest as a scalar: little-endian, modulo the group order.
-BigNum scalar(Digest const& digest) {
-    BigNum number(digest, little_endian{});
-    div(number, Curve25519::getOrder(), nullptr, &number);
-    return number;
-}
+/// What a private key is hashed to (RFC 8032, section 5.1.5): the scalar, and what is hashed before a
+/// message.
+struct Expanded {
+    Scalar25519 s;
+    unsigned char prefix[32];
 
-/// Clamps the first half of a private key's digest to the scalar s.
-BigNum clampedScalar(Digest& h) {
-    h.bytes[0] &= 248;
-    h.bytes[31] = static_cast<unsigned char>((h.bytes[31] & 127) | 64);
-    return BigNum(asn1::blob(h.bytes, scalarSize), little_endian{});
-}
+    explicit Expanded(asn1::blob secret) {
+        Digest h({secret});
+        h.bytes[0] &= 248;
+        h.bytes[31] = static_cast<unsigned char>((h.bytes[31] & 127) | 64);
+        s.setBytes({h.bytes, scalarSize});
+        std::copy_n(h.bytes + scalarSize, sizeof prefix, prefix);
+    }
+    ~Expanded() { secureMemset(prefix, 0, sizeof prefix); }
+    Expanded(Expanded const&) = delete;
+    Expanded& operator=(Expanded const&) = delete;
+};
 
-std::vector<unsigned char> encodedMultipleOfG(BigNum const& k) {
-    Edwards25519 const curve;
-    return curve.toBin(curve.mul(k, curve.getG()));
+/// The encoding of k·G.
+std::vector<unsigned char> publicKey(Scalar25519 const& k) {
+    detail::Wiped<Point> P;
+    BaseMultiplication().multiple(P, k.digits);
+    Element inverse;
+    invert(inverse, P.Z);
+    std::vector<unsigned char> key(pointSize);
+    detail::writeEdwards(key.data(), P, inverse);
+    detail::declassify(detail::Told::publicKey, key.data(), key.size());
+    return key;
 }
 
 } // namespace
@@ -40,54 +59,74 @@ std::vector<unsigned char> encodedMultipleOfG(BigNum const& k) {
 namespace eddsa {
 
 BigNum expand_secret(asn1::blob secret, std::vector<unsigned char>* prefix) {
-    Digest h({secret});
+    Expanded const expanded(secret);
     if (prefix)
-        prefix->assign(h.bytes + scalarSize, h.bytes + sizeof(h.bytes));
-    return clampedScalar(h);
+        prefix->assign(expanded.prefix, std::end(expanded.prefix));
+    BigNum s; // which has all its digits: bit 254 is set
+    s.digits.assign(expanded.s.digits, std::end(expanded.s.digits));
+    return s;
 }
 
-std::vector<unsigned char> secret_to_public(BigNum const& s) { return encodedMultipleOfG(s); }
-
-std::vector<unsigned char> get_public_key(asn1::blob secret) {
-    return secret_to_public(expand_secret(secret, nullptr));
+std::vector<unsigned char> secret_to_public(BigNum const& s) {
+    Scalar25519 k;
+    k.setResidue(s);
+    return publicKey(k);
 }
+
+std::vector<unsigned char> get_public_key(asn1::blob secret) { return publicKey(Expanded(secret).s); }
 
 std::vector<unsigned char> sign(asn1::blob secret, asn1::blob message) {
-    std::vector<unsigned char> prefix;
-    BigNum const s = expand_secret(secret, &prefix);
-    BigNum const r = scalar(Digest({prefix, message}));
-    secureMemset(prefix.data(), 0, prefix.size());
+    Expanded const key(secret);
+    Scalar25519 r, k, S;
+    r.setResidue(Digest({key.prefix, message}));
 
-    std::vector<unsigned char> signature = encodedMultipleOfG(r);
-    std::vector<unsigned char> const pub = secret_to_public(s);
-    BigNum const k = scalar(Digest({signature, pub, message}));
-
-    BigNum S = r + k * s;
-    div(S, Curve25519::getOrder(), nullptr, &S);
-    std::vector<unsigned char> const encodedS = detail::littleEndian(S, scalarSize);
-    signature.insert(signature.end(), encodedS.begin(), encodedS.end());
+    std::vector<unsigned char> signature(pointSize + scalarSize);
+    unsigned char pub[pointSize];
+    {
+        detail::Wiped<Point> R, A;
+        BaseMultiplication multiplication;
+        multiplication.multiple(R, r.digits);
+        multiplication.multiple(A, key.s.digits);
+        Element inverse, ofOne; // one inversion for both
+        mul(inverse, R.Z, A.Z);
+        invert(inverse, inverse);
+        mul(ofOne, inverse, A.Z);
+        detail::writeEdwards(signature.data(), R, ofOne);
+        mul(ofOne, inverse, R.Z);
+        detail::writeEdwards(pub, A, ofOne);
+    }
+    k.setResidue(Digest({asn1::blob(signature.data(), pointSize), pub, message}));
+    S.setSum(k, key.s, r);
+    S.write(signature.data() + pointSize);
+    detail::declassify(detail::Told::signature, signature.data(), signature.size());
     return signature;
 }
 
 bool verify(asn1::blob pub, asn1::blob message, asn1::blob sig) {
-    if (sig.size() != pointSize + scalarSize)
+    if (pub.size() != pointSize || sig.size() != pointSize + scalarSize)
         return false;
     asn1::blob const encodedR = sig.pop_front(pointSize);
-    BigNum const S(sig, little_endian{});
-    if (S >= Curve25519::getOrder())
+    static constexpr unsigned char neutral[pointSize] = {1};
+    Scalar25519 S, k;
+    S.setBytes(sig);
+    detail::JacobianPoint<Element> A, product;
+    if (!S.isReduced() || encodedR == asn1::blob(neutral) || !detail::fromEdwards(A, pub.data()))
         return false;
+    k.setResidue(Digest({encodedR, pub, message}));
 
-    Edwards25519 const curve;
-    WCurve::Point const A = curve.fromBin(pub);
-    if (curve.isInfinity(A)) // the invalid point is one, too
-        return false;
-    BigNum const k = scalar(Digest({encodedR, pub, message}));
-
-    // S·G = R + k·A is asked as R = S·G + (8L − k)·A: one joint multiplication instead of two. Every
-    // point's order divides 8L. Points encode in one way only, so that R need not be decoded: what
-    // encodes to its bytes is R, and bytes that do not decode are no point's encoding.
-    WCurve::Point R = curve.mul2add(S, curve.getG(), (Curve25519::getOrder() << 3) - k, A);
-    return !curve.isInfinity(R) && asn1::blob(curve.toBin(std::move(R))) == encodedR;
+    // S·G = R + k·A is asked as R = S·G + k·(-A). Points encode in one way only, so that R need not be
+    // decoded: what encodes to its bytes is R, and bytes that do not decode are no point's encoding.
+    sub(A.Y, Element(), A.Y);
+    detail::JacobianMultiplication<Element>(detail::minusA).multiple(product, {k.digits, k.bits()}, A);
+    Point R, kA;
+    detail::toEdwards(kA, product);
+    BaseMultiplication().multiple(R, S.digits);
+    detail::addEdwards(R, kA);
+    Element inverse;
+    invert(inverse, R.Z);
+    unsigned char encoded[pointSize];
+    detail::writeEdwards(encoded, R, inverse);
+    return asn1::blob(encoded) == encodedR;
 }
 
 } // namespace eddsa

@@ -1,5 +1,7 @@
 #include "sealkit/ec.h"
 
+#include "ec/multiple25519.h"
+
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -145,6 +147,8 @@ void WCurve::add(Point& P, Point const& Q, RedNum* scratch) const {
 }
 
 WCurve::Point WCurve::mul(BigNum const& k, Point const& P) const {
+    if (Point product; detail::multiple25519(product, *this, k, P))
+        return product;
     RedNum scratch[addScratch];
     Point table[windowTop]; // windowTop·P … (2·windowTop − 1)·P
     table[0] = P;
@@ -182,6 +186,8 @@ WCurve::Point WCurve::mul(BigNum const& k, Point const& P) const {
 }
 
 WCurve::Point WCurve::mul2add(BigNum const& k, Point const& P, BigNum const& l, Point const& Q) const {
+    if (Point sum; detail::jointMultiple25519(sum, *this, k, P, l, Q))
+        return sum;
     RedNum scratch[addScratch];
     Point table[16]; // i·P + j·Q at i + 4j
     auto const multiples = [&](Point const& base, unsigned step) {

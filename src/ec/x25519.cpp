@@ -1,12 +1,43 @@
 #include "ec/encoding.h"
 #include "sealkit/curve25519.h"
+#include "sealkit/rng.h"
+
+#include "base/declassify.h"
+#include "ec/points25519.h"
+#include "ec/scalar25519.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace {
 
+using F = detail::Element;
+
 constexpr size_t encodedSize = 32;
+
+/// A number of any size as an element.
+void take(F& x, BigNum number) {
+    div(number, Curve25519::getMod(), nullptr, &number);
+    uint32_t digit[F::digits] = {};
+    std::copy(number.digits.begin(), number.digits.end(), digit);
+    x = F::fromDigits(digit);
+}
+
+/// Other coordinates of the same point, (λ²·X, λ³·Y, λ·Z) with a random λ: what is computed with them is
+/// another time something else.
+void randomise(detail::JacobianPoint<F>& P) {
+    uint32_t digit[F::digits];
+    kernelRand(reinterpret_cast<unsigned char*>(digit), sizeof digit, false);
+    digit[0] |= 1; // between 0 and p
+    digit[F::digits - 1] &= ~0U >> 2;
+    F const factor = F::fromDigits(digit);
+    F square;
+    sqr(square, factor);
+    mul(P.X, P.X, square);
+    mul(P.Y, P.Y, square);
+    mul(P.Y, P.Y, factor);
+    carried(P.Z, factor);
+}
 
 } // namespace
 
@@ -35,24 +66,51 @@ std::vector<unsigned char> numToBlob(BigNum const& number) {
 }
 
 std::vector<unsigned char> kex(asn1::blob priv, asn1::blob peer) {
-    Curve25519 const curve;
-    WCurve::Point const P = curve.fromNum(coordToNum(peer), 0);
-    if (curve.isInfinity(P)) // the invalid point is one, too
+    F u;
+    detail::Wiped<detail::JacobianPoint<F>> P, Q;
+    take(u, coordToNum(peer));
+    if (!fromMontgomery(P, u))
         return {};
+    randomise(P);
     BigNum k = privToNum(priv);
     // Every point's order divides 8·L: overlong private keys need not take more time.
-    BigNum const exponent = Curve25519::getOrder() << 3;
     if (k.bits() > 256)
-        div(k, exponent, nullptr, &k);
-    WCurve::Point Q = curve.mul(k, P);
-    if (curve.isInfinity(Q))
+        div(k, Curve25519::getOrder() << 3, nullptr, &k);
+    detail::JacobianMultiplication<F>(detail::minusA).multiple(Q, {k.digits.data(), k.bits()}, P);
+    if (isZero(Q.Z))
         return {};
-    return numToBlob(curve.toNum(std::move(Q), nullptr));
+
+    F inverse; // u = X/Z² - A/3, which is not 0: k is a multiple of 8
+    sqr(inverse, Q.Z);
+    invert(inverse, inverse);
+    mul(Q.X, Q.X, inverse);
+    sub(Q.X, Q.X, detail::thirdOfA);
+    std::vector<unsigned char> shared(encodedSize);
+    detail::writeBytes(shared.data(), Q.X);
+    return shared;
 }
 
 std::vector<unsigned char> get_public_key(asn1::blob priv) {
     static constexpr unsigned char base[] = {0x09};
-    return kex(priv, asn1::blob(base, sizeof(base)));
+    if (priv.size() > encodedSize)
+        return kex(priv, asn1::blob(base));
+
+    detail::Scalar25519 k;
+    k.setBytes(priv);
+    k.digits[0] &= ~7U;
+    k.digits[7] = (k.digits[7] & ~(1U << 31)) | 1U << 30;
+    // Not at infinity: k is no multiple of L, because it is one of 8 and below 8·L.
+    detail::Wiped<detail::EdwardsPoint<F>> P;
+    detail::BaseMultiplication<F>().multiple(P, k.digits);
+    F u, inverse; // u = (1 + y)/(1 - y)
+    sub(inverse, P.Z, P.Y);
+    invert(inverse, inverse);
+    add(u, P.Z, P.Y);
+    mul(u, u, inverse);
+    std::vector<unsigned char> key(encodedSize);
+    detail::writeBytes(key.data(), u);
+    detail::declassify(detail::Told::publicKey, key.data(), key.size());
+    return key;
 }
 
 } // namespace x25519

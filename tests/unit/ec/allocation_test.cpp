@@ -58,4 +58,26 @@ TEST(Allocation, DoublingAndAddingAllocateNothingOnceScratchHasGrown) {
     }
 }
 
+TEST(Allocation, SignaturesAndKeysOf25519AllocateWhatTheyReturn) {
+    std::vector<unsigned char> const secret(32, 0x31), message(100, 0x32);
+    std::vector<unsigned char> const pub = eddsa::get_public_key(secret), sig = eddsa::sign(secret, message);
+    EXPECT_EQ(allocationsOf([&] { eddsa::get_public_key(secret); }), 1U);
+    EXPECT_EQ(allocationsOf([&] { eddsa::sign(secret, message); }), 1U);
+    EXPECT_EQ(allocationsOf([&] { EXPECT_TRUE(eddsa::verify(pub, message, sig)); }), 0U);
+    EXPECT_EQ(allocationsOf([&] { x25519::get_public_key(secret); }), 1U);
+}
+
+TEST(Allocation, KeyAgreementWithX25519AllocatesTheNumbersThatItIsGiven) {
+    std::vector<unsigned char> const secret(32, 0x31), peer = x25519::get_public_key(secret);
+    EXPECT_LE(allocationsOf([&] { x25519::kex(secret, peer); }), 8U);
+}
+
+TEST(Allocation, MultiplyingOn25519AllocatesTheResult) {
+    Curve25519 const curve;
+    WCurve::Point const G = curve.getG();
+    BigNum const k = scalar(255);
+    EXPECT_LE(allocationsOf([&] { curve.mul(k, G); }), 12U);
+    EXPECT_LE(allocationsOf([&] { curve.mul2add(k, G, k, G); }), 12U);
+}
+
 } // namespace
