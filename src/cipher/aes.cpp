@@ -3,9 +3,11 @@
 #include "sealkit/wipe.h"
 
 #include "base/bytes.h"
+#include "table_bases.h"
 
 #include <array>
 #include <bit>
+#include <type_traits>
 
 namespace {
 
@@ -72,63 +74,81 @@ constexpr ColumnTables substituteAndMix = columnTables([](unsigned char i) {
     return column(product(s, 0x02), s, s, product(s, 0x03));
 });
 
-/// InvMixColumns, section 5.3.3.
-constexpr ColumnTables unmix = columnTables([](unsigned char i) {
+/// InvMixColumns, section 5.3.3, of a column with the one byte i on top.
+constexpr Word unmixedByte(unsigned char i) {
     return column(product(i, 0x0e), product(i, 0x09), product(i, 0x0d), product(i, 0x0b));
-});
+}
+
+/// InvSubBytes and InvMixColumns together.
+constexpr ColumnTables unsubstituteAndUnmix =
+    columnTables([](unsigned char i) { return unmixedByte(unsubstitute[i]); });
+
+/// InvMixColumns alone, for round keys.
+constexpr std::array<Word, 256> unmix = [] {
+    std::array<Word, 256> table = {};
+    for (unsigned i = 0; i < 256; ++i)
+        table[i] = unmixedByte(static_cast<unsigned char>(i));
+    return table;
+}();
 
 /// The column of the first byte of `a`, the second of `b`, the third of `c` and the fourth of `d`, each looked up:
 /// with the right choice of columns this is ShiftRows (section 5.1.2) or its inverse too.
 [[gnu::always_inline]] inline Word lookUp(ByteTable const& table, Word a, Word b, Word c, Word d) {
     return column(table[a >> 24], table[b >> 16 & 0xff], table[c >> 8 & 0xff], table[d & 0xff]);
 }
-[[gnu::always_inline]] inline Word lookUp(ColumnTables const& tables, Word a, Word b, Word c, Word d) {
+using ColumnTableBases = std::array<Word const*, 4>;
+[[gnu::always_inline]] inline Word lookUp(ColumnTableBases const& tables, Word a, Word b, Word c, Word d) {
     return tables[0][a >> 24] ^ tables[1][b >> 16 & 0xff] ^ tables[2][c >> 8 & 0xff] ^ tables[3][d & 0xff];
 }
 
-/// The four columns of a block.
-struct State {
-    State(unsigned char const* in, Word const* key)
-        : a(detail::loadBigEndian<Word>(in) ^ key[0]),
-          b(detail::loadBigEndian<Word>(in + 4) ^ key[1]),
-          c(detail::loadBigEndian<Word>(in + 8) ^ key[2]),
-          d(detail::loadBigEndian<Word>(in + 12) ^ key[3]) {}
+/// InvMixColumns of a column.
+inline Word unmixed(Word w) {
+    return unmix[w >> 24] ^ std::rotr(unmix[w >> 16 & 0xff], 8) ^ std::rotr(unmix[w >> 8 & 0xff], 16) ^
+           std::rotr(unmix[w & 0xff], 24);
+}
 
-    void store(unsigned char* out) const {
-        detail::storeBigEndian(out, a);
-        detail::storeBigEndian(out + 4, b);
-        detail::storeBigEndian(out + 8, c);
-        detail::storeBigEndian(out + 12, d);
-    }
-
-    /// SubBytes, ShiftRows and, with the column tables, MixColumns; AddRoundKey.
-    [[gnu::always_inline]] void round(auto const& table, Word const* key) {
-        Word const newA = lookUp(table, a, b, c, d) ^ key[0];
-        Word const newB = lookUp(table, b, c, d, a) ^ key[1];
-        Word const newC = lookUp(table, c, d, a, b) ^ key[2];
-        d = lookUp(table, d, a, b, c) ^ key[3];
-        a = newA, b = newB, c = newC;
-    }
-
-    /// InvShiftRows, InvSubBytes, AddRoundKey.
-    [[gnu::always_inline]] void inverseRound(Word const* key) {
-        Word const newA = lookUp(unsubstitute, a, d, c, b) ^ key[0];
-        Word const newB = lookUp(unsubstitute, b, a, d, c) ^ key[1];
-        Word const newC = lookUp(unsubstitute, c, b, a, d) ^ key[2];
-        d = lookUp(unsubstitute, d, c, b, a) ^ key[3];
-        a = newA, b = newB, c = newC;
-    }
-
-    /// InvMixColumns.
-    [[gnu::always_inline]] void unmixColumns() {
-        a = lookUp(unmix, a, a, a, a);
-        b = lookUp(unmix, b, b, b, b);
-        c = lookUp(unmix, c, c, c, c);
-        d = lookUp(unmix, d, d, d, d);
-    }
-
+/// The columns of a block or of a round key. For decryption the second and the fourth are exchanged: ShiftRows is then
+/// InvShiftRows (section 5.3.1).
+struct Columns {
     Word a, b, c, d;
 };
+
+/// What the directions differ in.
+struct Encryption {
+    static constexpr ColumnTables const& round = substituteAndMix;
+    static constexpr ByteTable const& lastRound = substitute;
+    static constexpr unsigned second = 1, fourth = 3;
+};
+struct Decryption {
+    static constexpr ColumnTables const& round = unsubstituteAndUnmix;
+    static constexpr ByteTable const& lastRound = unsubstitute;
+    static constexpr unsigned second = 3, fourth = 1;
+};
+
+/// SubBytes, ShiftRows and, with the column tables, MixColumns; AddRoundKey. Or the inverses of all.
+[[gnu::always_inline]] inline Columns transformed(Columns const& s, auto const& table, Columns const& key) {
+    return {lookUp(table, s.a, s.b, s.c, s.d) ^ key.a, lookUp(table, s.b, s.c, s.d, s.a) ^ key.b,
+            lookUp(table, s.c, s.d, s.a, s.b) ^ key.c, lookUp(table, s.d, s.a, s.b, s.c) ^ key.d};
+}
+
+/// Cipher, section 5.1, or the equivalent inverse cipher, section 5.3.5. `keyAt` gives the round key by its number.
+template <typename Direction>
+[[gnu::always_inline]] inline void crypt(unsigned rounds, auto const& keyAt, unsigned char const* in,
+                                         unsigned char* out) {
+    constexpr unsigned second = 4 * Direction::second, fourth = 4 * Direction::fourth;
+    Columns const key = keyAt(0);
+    Columns state = {
+        detail::loadBigEndian<Word>(in) ^ key.a, detail::loadBigEndian<Word>(in + second) ^ key.b,
+        detail::loadBigEndian<Word>(in + 8) ^ key.c, detail::loadBigEndian<Word>(in + fourth) ^ key.d};
+    ColumnTableBases const tables = detail::tableBases(Direction::round);
+    for (unsigned round = 1; round < rounds; ++round)
+        state = transformed(state, tables, keyAt(round));
+    state = transformed(state, Direction::lastRound, keyAt(rounds));
+    constexpr auto pair = [](Word x, Word y) { return std::uint64_t(x) << 32 | y; };
+    constexpr bool exchanged = Direction::second == 3;
+    detail::storeBigEndian(out, pair(state.a, exchanged ? state.d : state.b));
+    detail::storeBigEndian(out + 8, pair(state.c, exchanged ? state.b : state.d));
+}
 
 /// The number of rounds Nr for a schedule of `words` words.
 constexpr unsigned rounds(unsigned words) { return words / 4 - 1; }
@@ -153,29 +173,72 @@ void expand(unsigned char const* key, Word (&schedule)[words]) {
     }
 }
 
-/// Cipher, section 5.1.
 template <unsigned words>
 void encryptBlock(Word const (&schedule)[words], unsigned char const* in, unsigned char* out) {
-    Word const* key = schedule;
-    State state(in, key);
-    for (unsigned left = rounds(words) - 1; left != 0; --left)
-        state.round(substituteAndMix, key += 4);
-    state.round(substitute, key + 4);
-    state.store(out);
+    auto const keyAt = [&](unsigned round) __attribute__((always_inline)) {
+        Word const* const key = schedule + 4 * round;
+        return Columns{key[0], key[1], key[2], key[3]};
+    };
+    crypt<Encryption>(rounds(words), keyAt, in, out);
 }
 
-/// InvCipher, section 5.3: with the one schedule. The equivalent inverse cipher of section 5.3.5 would do
-/// with one look-up a byte and round, but wants round keys of its own.
+/// The round key of the equivalent inverse cipher: those between the first and the last are unmixed.
+template <unsigned words>
+[[gnu::always_inline]] inline Columns decryptionKey(Word const (&schedule)[words], unsigned round) {
+    Word const* const key = schedule + 4 * (rounds(words) - round);
+    if (round == 0 || round == rounds(words))
+        return {key[0], key[3], key[2], key[1]};
+    return {unmixed(key[0]), unmixed(key[3]), unmixed(key[2]), unmixed(key[1])};
+}
+
 template <unsigned words>
 void decryptBlock(Word const (&schedule)[words], unsigned char const* in, unsigned char* out) {
-    Word const* key = schedule + 4 * rounds(words);
-    State state(in, key);
-    for (unsigned left = rounds(words) - 1; left != 0; --left) {
-        state.inverseRound(key -= 4);
-        state.unmixColumns();
+    crypt<Decryption>(
+        rounds(words),
+        [&](unsigned round) __attribute__((always_inline)) { return decryptionKey(schedule, round); }, in,
+        out);
+}
+
+/// AES that unmixes its round keys once, at the first block that it decrypts.
+template <typename Aes>
+class DecryptingAes final : public Aes {
+public:
+    using Aes::Aes;
+    ~DecryptingAes() override { secureMemset(keys, 0, sizeof keys); }
+
+    void decrypt(unsigned char const* in, unsigned char* out) override {
+        if (!unmixedKeys)
+            unmixKeys();
+        crypt<Decryption>(
+            lastRound, [this](unsigned round) __attribute__((always_inline)) { return keys[round]; }, in,
+            out);
     }
-    state.inverseRound(key - 4);
-    state.store(out);
+
+private:
+    static constexpr unsigned lastRound = rounds(std::extent_v<decltype(DecryptingAes::schedule)>);
+
+    void unmixKeys() {
+        for (unsigned round = 0; round <= lastRound; ++round)
+            keys[round] = decryptionKey(this->schedule, round);
+        unmixedKeys = true;
+    }
+
+    bool unmixedKeys = false;
+    Columns keys[lastRound + 1]; ///< In the order in which decryption takes them.
+};
+
+template <template <typename> typename Made>
+std::unique_ptr<BlockCipher> make(std::span<unsigned char const> key) {
+    switch (key.size()) {
+    case 16:
+        return std::make_unique<Made<AES128>>(key.data());
+    case 24:
+        return std::make_unique<Made<AES192>>(key.data());
+    case 32:
+        return std::make_unique<Made<AES256>>(key.data());
+    default:
+        return nullptr;
+    }
 }
 
 } // namespace
@@ -196,14 +259,9 @@ void AES256::encrypt(unsigned char const* in, unsigned char* out) { encryptBlock
 void AES256::decrypt(unsigned char const* in, unsigned char* out) { decryptBlock(schedule, in, out); }
 
 std::unique_ptr<BlockCipher> detail::makeAes(std::span<unsigned char const> key) {
-    switch (key.size()) {
-    case 16:
-        return std::make_unique<AES128>(key.data());
-    case 24:
-        return std::make_unique<AES192>(key.data());
-    case 32:
-        return std::make_unique<AES256>(key.data());
-    default:
-        return nullptr;
-    }
+    return make<std::type_identity_t>(key);
+}
+
+std::unique_ptr<BlockCipher> detail::makeDecryptingAes(std::span<unsigned char const> key) {
+    return make<DecryptingAes>(key);
 }

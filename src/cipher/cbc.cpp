@@ -6,29 +6,57 @@
 #include "xor.h"
 
 #include <cstring>
+#include <type_traits>
+
+namespace {
+
+template <unsigned size>
+void xorWith(unsigned char* out, unsigned char const* a, unsigned char const* b,
+             std::integral_constant<unsigned, size>) {
+    detail::xorBlock<size>(out, a, b);
+}
+void xorWith(unsigned char* out, unsigned char const* a, unsigned char const* b, unsigned size) {
+    detail::xorBytes(out, a, b, size);
+}
+
+/// Calls `body` with the block length of `cipher`: as a constant, where it is a usual one.
+void withBlockLength(BlockCipher& cipher, auto const& body) {
+    switch (unsigned const size = cipher.blockLength()) {
+    case 8:
+        return body(std::integral_constant<unsigned, 8>());
+    case 16:
+        return body(std::integral_constant<unsigned, 16>());
+    default:
+        return body(size);
+    }
+}
+
+} // namespace
 
 void CBC_encrypt(BlockCipher& cipher, unsigned char* iv, unsigned char const* in, unsigned len,
                  unsigned char* out) {
-    unsigned const size = cipher.blockLength();
-    unsigned char const* chained = iv;
-    for (; len >= size; in += size, out += size, len -= size) {
-        detail::xorBytes(out, in, chained, size);
-        cipher.encrypt(out, out);
-        chained = out;
-    }
-    std::memmove(iv, chained, size);
+    withBlockLength(cipher, [&](auto size) {
+        unsigned char const* chained = iv;
+        for (; len >= size; in += size, out += size, len -= size) {
+            xorWith(out, in, chained, size);
+            cipher.encrypt(out, out);
+            chained = out;
+        }
+        std::memmove(iv, chained, size);
+    });
 }
 
 void CBC_decrypt(BlockCipher& cipher, unsigned char* iv, unsigned char const* in, unsigned len,
                  unsigned char* out) {
-    unsigned const size = cipher.blockLength();
-    unsigned char const* chained = iv;
-    for (; len >= size; in += size, out += size, len -= size) {
-        cipher.decrypt(in, out);
-        detail::xorBytes(out, out, chained, size);
-        chained = in;
-    }
-    std::memmove(iv, chained, size);
+    withBlockLength(cipher, [&](auto size) {
+        unsigned char const* chained = iv;
+        for (; len >= size; in += size, out += size, len -= size) {
+            cipher.decrypt(in, out);
+            xorWith(out, out, chained, size);
+            chained = in;
+        }
+        std::memmove(iv, chained, size);
+    });
 }
 
 namespace {

@@ -8,8 +8,8 @@
 #include "sealkit/wipe.h"
 
 #include "aes.h"
+#include "des.h"
 #include "null_block_cipher.h"
-#include "triple_des.h"
 
 #include <algorithm>
 #include <cstring>
@@ -155,14 +155,14 @@ std::unique_ptr<Cipher> createCipher(unsigned id, std::span<unsigned char const>
         return std::make_unique<CBCCipher>(std::make_unique<detail::NullBlockCipher>());
     case CipherID::DesCbc:
         if (key.size() == 8)
-            return std::make_unique<CBCCipher>(std::make_unique<DES>(key.data()));
+            return std::make_unique<CBCCipher>(detail::makeDes(key));
         break;
     case CipherID::TripleDesCbc:
         if (key.size() == 24)
-            return std::make_unique<CBCCipher>(std::make_unique<detail::TripleDES>(key.data()));
+            return std::make_unique<CBCCipher>(detail::makeDes(key));
         break;
     case CipherID::AesCbc:
-        if (auto aes = detail::makeAes(key))
+        if (auto aes = detail::makeDecryptingAes(key))
             return std::make_unique<CBCCipher>(std::move(aes));
         break;
     case CipherID::AesCtr:

@@ -1,10 +1,14 @@
-#include "sealkit/block.h"
+#include "des.h"
+
 #include "sealkit/wipe.h"
 
 #include "base/bytes.h"
+#include "table_bases.h"
+#include "triple_des.h"
 
 #include <array>
 #include <bit>
+#include <utility>
 
 namespace {
 
@@ -66,6 +70,9 @@ constexpr Number permuted(Number from, unsigned width, unsigned char const (&tab
     return bits;
 }
 
+/// L and R are kept turned by that many bits to the right.
+constexpr int turn = 3;
+
 /// What each substitution adds to f(R, K), by its six bits of input: S and then P.
 constexpr std::array<std::array<Word, 64>, 8> substituteAndPermute = [] {
     std::array<std::array<Word, 64>, 8> tables = {};
@@ -73,23 +80,32 @@ constexpr std::array<std::array<Word, 64>, 8> substituteAndPermute = [] {
         for (unsigned input = 0; input < 64; ++input) {
             unsigned const row = (input >> 4 & 2) | (input & 1), column = input >> 1 & 15;
             Word const output = Word(substitution[box][row][column]) << (28 - 4 * box);
-            tables[box][input] = permuted(output, 32, permutation);
+            tables[box][input] = std::rotr(permuted(output, 32, permutation), turn);
         }
     return tables;
 }();
+using TableBases = std::array<Word const*, 8>;
 
-/// The function f(R, K). Six bits of R begin at every fourth, so those of S1, S3, S5 and S7 stand side by side
-/// in R turned by one, with gaps of two; those of the others do so four bits on. The subkey is laid out alike.
-inline Word mixed(Word r, Word const (&subkey)[2]) {
+/// A subkey as it meets R: what goes to S1, S3, S5 and S7, in the six low bits of a byte each, and what goes to the
+/// others.
+struct LaidOut {
+    Word odd, even;
+};
+
+LaidOut layOut(Word const (&subkey)[2]) {
     constexpr Word first = 0xfc0000, second = 0x03f000, third = 0x000fc0, fourth = 0x00003f;
     Word const left = subkey[0], right = subkey[1];
-    Word const odd = std::rotr(r, 1) ^ ((left & first) << 8 | (left & third) << 12 | (right & first) >> 8 |
-                                        (right & third) >> 4);
-    Word const even = std::rotl(r, 3) ^ ((left & second) << 14 | (left & fourth) << 18 |
-                                         (right & second) >> 2 | (right & fourth) << 2);
-    auto const& sp = substituteAndPermute;
-    return sp[0][odd >> 26] ^ sp[1][even >> 26] ^ sp[2][odd >> 18 & 63] ^ sp[3][even >> 18 & 63] ^
-           sp[4][odd >> 10 & 63] ^ sp[5][even >> 10 & 63] ^ sp[6][odd >> 2 & 63] ^ sp[7][even >> 2 & 63];
+    return {(left & first) << 6 | (left & third) << 10 | (right & first) >> 10 | (right & third) >> 6,
+            (left & second) << 12 | (left & fourth) << 16 | (right & second) >> 4 | (right & fourth)};
+}
+
+/// The function f(R, K). Six bits of R begin at every fourth, so those of S1, S3, S5 and S7 stand in bytes of their own;
+/// those of the others do so four bits on.
+[[gnu::always_inline]] inline Word mixed(TableBases const& sp, Word r, LaidOut const& key) {
+    constexpr Word sixOfEach = 0x3f3f3f3f;
+    Word const odd = (r ^ key.odd) & sixOfEach, even = (std::rotl(r, 4) ^ key.even) & sixOfEach;
+    return sp[0][odd >> 24] ^ sp[1][even >> 24] ^ sp[2][odd >> 16 & 0xff] ^ sp[3][even >> 16 & 0xff] ^
+           sp[4][odd >> 8 & 0xff] ^ sp[5][even >> 8 & 0xff] ^ sp[6][odd & 0xff] ^ sp[7][even & 0xff];
 }
 
 /// Exchanges the bits `mask` of `low` for those that stand `distance` higher in `high`.
@@ -99,46 +115,106 @@ inline void exchange(Word& high, Word& low, unsigned distance, Word mask) {
     high ^= difference << distance;
 }
 
-/// The subkeys are taken from the first to the last, or from the last to the first.
-template <bool forward>
-void crypt(Word const (&subkeys)[16][2], unsigned char const* in, unsigned char* out) {
-    Word l = detail::loadBigEndian<Word>(in), r = detail::loadBigEndian<Word>(in + 4);
+/// The block after the initial permutation IP.
+struct Halves {
+    Word l, r;
+};
 
-    // The initial permutation IP, a transposition of the eight by eight bits with the rows rearranged.
+/// IP, a transposition of the eight by eight bits with the rows rearranged.
+[[gnu::always_inline]] inline Halves load(unsigned char const* in) {
+    Word l = detail::loadBigEndian<Word>(in), r = detail::loadBigEndian<Word>(in + 4);
     exchange(l, r, 4, 0x0f0f0f0f);
     exchange(l, r, 16, 0x0000ffff);
     exchange(r, l, 2, 0x33333333);
     exchange(r, l, 8, 0x00ff00ff);
     exchange(l, r, 1, 0x55555555);
+    return {std::rotr(l, turn), std::rotr(r, turn)};
+}
 
-    for (unsigned i = 0; i < 16; i += 2) {
-        l ^= mixed(r, subkeys[forward ? i : 15 - i]);
-        r ^= mixed(l, subkeys[forward ? i + 1 : 14 - i]);
+/// The inverse of IP.
+[[gnu::always_inline]] inline void store(unsigned char* out, Halves const& halves) {
+    Word l = std::rotl(halves.l, turn), r = std::rotl(halves.r, turn);
+    exchange(l, r, 1, 0x55555555);
+    exchange(r, l, 8, 0x00ff00ff);
+    exchange(r, l, 2, 0x33333333);
+    exchange(l, r, 16, 0x0000ffff);
+    exchange(l, r, 4, 0x0f0f0f0f);
+    detail::storeBigEndian(out, l);
+    detail::storeBigEndian(out + 4, r);
+}
+
+/// DES once or three times. `keyAt` gives the subkeys by their number, which are taken from the first to the last or from
+/// the last to the first. Between two ciphers the inverse of IP and IP undo each other; what stays is the exchange of the
+/// halves at the end of each.
+template <bool forward, unsigned subkeys>
+[[gnu::always_inline]] inline void crypt(auto const& keyAt, unsigned char const* in, unsigned char* out) {
+    TableBases const sp = detail::tableBases(substituteAndPermute);
+    auto [l, r] = load(in);
+    for (unsigned done = 0; done < subkeys; done += 16) {
+        for (unsigned i = done; i < done + 16; i += 2) {
+            l ^= mixed(sp, r, keyAt(forward ? i : subkeys - 1 - i));
+            r ^= mixed(sp, l, keyAt(forward ? i + 1 : subkeys - 2 - i));
+        }
+        std::swap(l, r);
+    }
+    store(out, {l, r});
+}
+
+template <bool forward>
+void cryptOnce(Word const (&subkeys)[16][2], unsigned char const* in, unsigned char* out) {
+    crypt<forward, 16>([&](unsigned i) { return layOut(subkeys[i]); }, in, out);
+}
+
+/// `Cipher`, with its subkeys in the order in which it takes them and laid out.
+template <typename Cipher, unsigned count>
+class BulkCipher final : public Cipher {
+public:
+    explicit BulkCipher(unsigned char const* key) : Cipher(key) {
+        if constexpr (count == 16) {
+            for (unsigned i = 0; i < 16; ++i)
+                keys[i] = layOut(this->subkeys[i]);
+        } else {
+            for (unsigned i = 0; i < 16; ++i) {
+                keys[i] = layOut(this->first.subkeys[i]);
+                keys[16 + i] = layOut(this->second.subkeys[15 - i]); // it decrypts
+                keys[32 + i] = layOut(this->third.subkeys[i]);
+            }
+        }
+    }
+    BulkCipher(BulkCipher const&) = delete;
+    BulkCipher& operator=(BulkCipher const&) = delete;
+    ~BulkCipher() override { secureMemset(keys, 0, sizeof keys); }
+
+    void encrypt(unsigned char const* in, unsigned char* out) override {
+        crypt<true, count>(keyAt(), in, out);
+    }
+    void decrypt(unsigned char const* in, unsigned char* out) override {
+        crypt<false, count>(keyAt(), in, out);
     }
 
-    // The preoutput block is R then L; its permutation is the inverse of IP.
-    exchange(r, l, 1, 0x55555555);
-    exchange(l, r, 8, 0x00ff00ff);
-    exchange(l, r, 2, 0x33333333);
-    exchange(r, l, 16, 0x0000ffff);
-    exchange(r, l, 4, 0x0f0f0f0f);
-    detail::storeBigEndian(out, r);
-    detail::storeBigEndian(out + 4, l);
-}
+private:
+    auto keyAt() const {
+        return [this](unsigned i) __attribute__((always_inline)) { return keys[i]; };
+    }
+
+    LaidOut keys[count];
+};
 
 } // namespace
 
 DES::DES(unsigned char const* key) {
     constexpr std::uint64_t half = (1u << 28) - 1;
     constexpr unsigned turnedOnce = 1u << 1 | 1u << 2 | 1u << 9 | 1u << 16; // Rounds; twice in the others.
-    auto const turn = [](std::uint64_t bits, unsigned by) { return (bits << by | bits >> (28 - by)) & half; };
+    auto const turned = [](std::uint64_t bits, unsigned by) {
+        return (bits << by | bits >> (28 - by)) & half;
+    };
 
     std::uint64_t const chosen = permuted(detail::loadBigEndian<std::uint64_t>(key), 64, permutedChoice1);
     std::uint64_t c = chosen >> 28, d = chosen & half;
     for (unsigned round = 1; round <= 16; ++round) {
         unsigned const by = (turnedOnce >> round & 1) != 0 ? 1 : 2;
-        c = turn(c, by);
-        d = turn(d, by);
+        c = turned(c, by);
+        d = turned(d, by);
         std::uint64_t const subkey = permuted(c << 28 | d, 56, permutedChoice2);
         subkeys[round - 1][0] = static_cast<Word>(subkey >> 24);
         subkeys[round - 1][1] = static_cast<Word>(subkey & 0xffffff);
@@ -146,5 +222,16 @@ DES::DES(unsigned char const* key) {
 }
 
 DES::~DES() { secureMemset(subkeys, 0, sizeof subkeys); }
-void DES::encrypt(unsigned char const* in, unsigned char* out) { crypt<true>(subkeys, in, out); }
-void DES::decrypt(unsigned char const* in, unsigned char* out) { crypt<false>(subkeys, in, out); }
+void DES::encrypt(unsigned char const* in, unsigned char* out) { cryptOnce<true>(subkeys, in, out); }
+void DES::decrypt(unsigned char const* in, unsigned char* out) { cryptOnce<false>(subkeys, in, out); }
+
+std::unique_ptr<BlockCipher> detail::makeDes(std::span<unsigned char const> key) {
+    switch (key.size()) {
+    case 8:
+        return std::make_unique<BulkCipher<DES, 16>>(key.data());
+    case 24:
+        return std::make_unique<BulkCipher<TripleDES, 48>>(key.data());
+    default:
+        return nullptr;
+    }
+}

@@ -1,6 +1,7 @@
 #include "ghash.h"
 
 #include "base/bytes.h"
+#include "base/unrolled.h"
 
 #include <algorithm>
 #include <bit>
@@ -25,21 +26,22 @@ Wide timesX(Wide v) {
 
 GHash::GHash(unsigned char const* h) {
     Wide v = {loadBigEndian<std::uint64_t>(h), loadBigEndian<std::uint64_t>(h + 8)};
-    unsigned char bytes[16];
     for (auto& multiples : table) {
-        multiples[0] = Element{};
         for (unsigned bit = 8; bit != 0; bit >>= 1) {
-            storeBigEndian(bytes, v.high);
-            storeBigEndian(bytes + 8, v.low);
+            std::uint64_t const bytes[2] = {inOrder<std::endian::big>(v.high),
+                                            inOrder<std::endian::big>(v.low)};
             std::memcpy(&multiples[bit], bytes, sizeof bytes);
             v = timesX(v);
         }
-        for (unsigned top = 2; top < 16; top <<= 1)
-            for (unsigned rest = 1; rest < top; rest++)
-                multiples[top + rest] = multiples[top] ^ multiples[rest];
+        // In the order of a Gray code, each sum differs from the one before by one multiple.
+        Element sum{};
+        multiples[0] = sum;
+        unrolled<15>([&](auto i) __attribute__((always_inline)) {
+            constexpr unsigned step = i + 1, changed = step & -step;
+            sum ^= multiples[changed];
+            multiples[step ^ step >> 1] = sum;
+        });
     }
-    secureMemset(bytes, 0, sizeof bytes);
-    secureMemset(&v, 0, sizeof v);
 }
 
 GHash::~GHash() {

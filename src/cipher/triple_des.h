@@ -5,8 +5,15 @@
 
 namespace detail {
 
+/// DES with subkeys that who holds it may read.
+class OpenDES final : public DES {
+public:
+    using DES::DES;
+    using DES::subkeys;
+};
+
 /// DES three times: encryption, decryption, encryption (TDEA of SP 800-67 under three keys).
-class TripleDES final : public BlockCipher {
+class TripleDES : public BlockCipher {
 public:
     /// Reads 24 bytes: the three keys in the order in which encryption uses them.
     explicit TripleDES(unsigned char const* key) : first(key), second(key + 8), third(key + 16) {}
@@ -22,8 +29,8 @@ public:
         first.decrypt(out, out);
     }
 
-private:
-    DES first, second, third;
+protected:
+    OpenDES first, second, third;
 };
 
 } // namespace detail

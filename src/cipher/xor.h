@@ -1,6 +1,8 @@
 /// XOR of byte strings.
 #pragma once
 
+#include "base/unrolled.h"
+
 #include <cstddef>
 #include <cstring>
 
@@ -18,6 +20,17 @@ inline void xorBytes(unsigned char* out, unsigned char const* a, unsigned char c
     }
     while (len-- != 0)
         *out++ = static_cast<unsigned char>(*a++ ^ *b++);
+}
+
+/// The same for a block of a length that the compiler knows: a few words, and no loop.
+template <unsigned size>
+[[gnu::always_inline]] inline void xorBlock(unsigned char* out, unsigned char const* a,
+                                            unsigned char const* b) {
+    size_t wordsA[size / sizeof(size_t)], wordsB[size / sizeof(size_t)];
+    std::memcpy(wordsA, a, size);
+    std::memcpy(wordsB, b, size);
+    unrolled<size / sizeof(size_t)>([&](auto i) __attribute__((always_inline)) { wordsA[i] ^= wordsB[i]; });
+    std::memcpy(out, wordsA, size);
 }
 
 } // namespace detail

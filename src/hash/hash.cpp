@@ -3,9 +3,28 @@
 #include "sealkit/wipe.h"
 
 #include "base/bytes.h"
+#include "base/unrolled.h"
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
+
+namespace {
+
+/// Copies a block. A constant length is taken in pieces that compilers turn into moves of words, not calls.
+template <unsigned size>
+[[gnu::always_inline]] inline void copyBlock(unsigned char* to, unsigned char const* from,
+                                             std::integral_constant<unsigned, size>) {
+    constexpr unsigned piece = 32;
+    detail::unrolled<size / piece>([&](auto i) __attribute__((always_inline)) {
+        std::memcpy(to + i * piece, from + i * piece, piece);
+    });
+}
+inline void copyBlock(unsigned char* to, unsigned char const* from, unsigned size) {
+    std::memcpy(to, from, size);
+}
+
+} // namespace
 
 std::string Hash::digest() {
     std::string result(digestLength(), '\0');
@@ -18,8 +37,8 @@ void HashImpl::absorb(void const* data, unsigned len) {
         init();
     auto const* from = static_cast<unsigned char const*>(data);
     unsigned const size = blockLength();
-    while (len > 0) {
-        unsigned const position = static_cast<unsigned>(counter) & (size - 1);
+    unsigned const position = static_cast<unsigned>(counter) & (size - 1);
+    if (position != 0 && len != 0) {
         unsigned const run = std::min(len, size - position);
         std::memcpy(block + position, from, run);
         counter += run;
@@ -27,6 +46,27 @@ void HashImpl::absorb(void const* data, unsigned len) {
         len -= run;
         if (position + run == size)
             transform();
+    }
+    auto const absorbBlocks = [&](auto blockSize) {
+        for (; len >= blockSize; from += blockSize, len -= blockSize) {
+            copyBlock(block, from, blockSize);
+            counter += blockSize;
+            transform();
+        }
+    };
+    switch (size) {
+    case 64:
+        absorbBlocks(std::integral_constant<unsigned, 64>());
+        break;
+    case 128:
+        absorbBlocks(std::integral_constant<unsigned, 128>());
+        break;
+    default:
+        absorbBlocks(size);
+    }
+    if (len != 0) {
+        std::memcpy(block, from, len);
+        counter += len;
     }
 }
 

@@ -23,7 +23,7 @@ template <unsigned i>
     else if constexpr (i < 40)
         return (b ^ c ^ d) + 0x6ed9eba1;
     else if constexpr (i < 60)
-        return ((b & c) | (d & (b | c))) + 0x8f1bbcdc;
+        return (b & c) + (d & (b ^ c)) + 0x8f1bbcdc; // the halves have no bit in common
     else
         return (b ^ c ^ d) + 0xca62c1d6;
 }

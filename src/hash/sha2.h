@@ -7,6 +7,7 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 namespace detail {
@@ -49,10 +50,13 @@ template <typename Word, unsigned rounds>
 /// Compresses the sixteen big-endian words at `block` into the eight words of `state`.
 template <unsigned rounds, Sha2Distances distances, typename Word>
 void sha2Compress(Word (&state)[8], unsigned char const* block) {
-    auto const xorOfRotations = [](Word x, int const(&by)[3]) {
-        return std::rotr(x, by[0]) ^ std::rotr(x, by[1]) ^ std::rotr(x, by[2]);
+    auto const xorOfRotations = [](Word x, int const(&by)[3]) __attribute__((always_inline)) {
+        if constexpr (sizeof(Word) > sizeof(size_t))
+            return std::rotr(x, by[0]) ^ std::rotr(x, by[1]) ^ std::rotr(x, by[2]);
+        // Where rotating overwrites its operand, fewer copies are made of it so.
+        return std::rotr(x ^ std::rotr(x ^ std::rotr(x, by[2] - by[1]), by[1] - by[0]), by[0]);
     };
-    auto const xorWithShift = [](Word x, int const(&by)[3]) {
+    auto const xorWithShift = [](Word x, int const(&by)[3]) __attribute__((always_inline)) {
         return std::rotr(x, by[0]) ^ std::rotr(x, by[1]) ^ (x >> by[2]);
     };
 
