@@ -161,8 +161,9 @@ struct PathVerdict {
 /// not change while it lives. Not for several threads at once.
 class SEALKIT_API PathSearch {
 public:
-    /// Trusts what `store` holds. The certificates and CRLs of a `CertificateMemoryStore` are candidates, each of them;
-    /// another store is asked by name and key identifier, and names one candidate for each question.
+    /// Trusts what `store` holds. The certificates and CRLs of a `CertificateMemoryStore` are candidates, each of them: it is
+    /// asked by name, so that a pool of many roots is made as fast as one of few. Another store is asked by name and key
+    /// identifier, and names one candidate for each question.
     explicit PathSearch(CertificateStore const& store, PathSearchOptions const& limits = {});
     ~PathSearch();
     PathSearch(PathSearch const&) = delete;

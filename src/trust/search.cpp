@@ -3,6 +3,7 @@
 #include "trust/identity.h"
 #include "trust/standard/name.h"
 #include "trust/standard/path.h"
+#include "trust/store_index.h"
 #include "trust/validation.h"
 
 #include <algorithm>
@@ -42,7 +43,7 @@ struct ByName {
 /// A certificate of the pool, one of several copies.
 struct Member {
     std::shared_ptr<X509Certificate> certificate;
-    size_t number; ///< In the order of coming.
+    size_t number; ///< In the order of coming, behind all that the store lists.
     bool isTrusted;
     bool isInChain = false;
     bool wasStoreAsked = false;    ///< For its issuers.
@@ -51,10 +52,23 @@ struct Member {
     X509Certificate const* get() const { return certificate.get(); }
 };
 
+/// A name as it was read and as it is encoded. What has the same bytes was read alike.
+struct Name {
+    DistinguishedName const& fields;
+    asn1::blob bytes;
+};
+
 struct Revocation {
     std::shared_ptr<X509Crl> crl;
     asn1::blob issuer; ///< Its bytes.
+
+    Name name() const { return {crl->issuer, issuer}; }
 };
+
+Name issuerOf(X509Certificate const& certificate) { return {certificate.issuer, certificate.issuerBytes()}; }
+Name subjectOf(X509Certificate const& certificate) {
+    return {certificate.subject, certificate.subjectBytes()};
+}
 
 /// The sets of rules in the order of their verdicts.
 constexpr unsigned setsOfRules[] = {PathRules::platform, PathRules::rfc5280, PathRules::strict};
@@ -72,20 +86,32 @@ class PathSearch::Pool {
 public:
     Pool(CertificateStore const& trusted, PathSearchOptions const& bounds)
         : store(trusted), limits(bounds), checks(detail::Diagnostics::silent) {
-        auto const* const listed = dynamic_cast<CertificateMemoryStore const*>(&trusted);
-        isListed = listed != nullptr;
-        if (!isListed)
+        listed = dynamic_cast<CertificateMemoryStore const*>(&trusted);
+        if (listed == nullptr)
             return;
-        for (auto const& certificate : listed->certs)
-            add(certificate, true);
+        nextNumber = listed->certs.size();
         for (auto const& crl : listed->crls)
             add(crl);
     }
 
+    /// A copy of what the store lists is that.
     Member& add(std::shared_ptr<X509Certificate> const& certificate, bool isTrusted) {
+        if (!known.contains(certificate))
+            takeListed(certificate->subject);
+        return add(certificate, isTrusted, nextNumber);
+    }
+
+    /// Takes the certificates of the store that bear the name into the pool: of many that it lists, a search needs few.
+    void takeListed(DistinguishedName const& subject) {
+        if (listed != nullptr)
+            for (size_t const position : detail::positionsNamed(*listed, subject))
+                add(listed->certs[position], true, position);
+    }
+
+    Member& add(std::shared_ptr<X509Certificate> const& certificate, bool isTrusted, size_t number) {
         auto const [place, isNew] = known.try_emplace(certificate, nullptr);
         if (isNew)
-            place->second = &addCopy(certificate);
+            place->second = &addCopy(certificate, number);
         Member& member = *place->second;
         if (isTrusted && !std::exchange(member.isTrusted, true))
             if (asn1::blob const subject = member.certificate->subjectBytes(); !subject.empty())
@@ -151,10 +177,10 @@ private:
             auto const isTrustedSigner = [&](Member const* member) {
                 return member->certificate->platformRefusal() == nullptr && isSigner(member->get());
             };
-            if (!pool.isListed)
+            if (pool.listed == nullptr)
                 pool.findTrusted(revocation.crl->issuer, revocation.crl->authorityKeyId);
             if (std::ranges::any_of(issuers, isSigner) ||
-                std::ranges::any_of(pool.trustedLike(revocation.issuer), isTrustedSigner))
+                std::ranges::any_of(pool.trustedLike(revocation.name()), isTrustedSigner))
                 return true;
             return isUndecided ? std::nullopt : std::optional(false);
         }
@@ -181,17 +207,19 @@ private:
         std::vector<X509Certificate const*> issuers; ///< Of the chain, below the store's.
     };
 
-    Member& addCopy(std::shared_ptr<X509Certificate> const& certificate);
+    Member& addCopy(std::shared_ptr<X509Certificate> const& certificate, size_t number);
     void forget(std::shared_ptr<X509Certificate> const& leaf);
     using BySubjectBytes = std::map<std::string_view, std::vector<Member*>>;
 
     template <typename Index>
     static std::vector<Member*> const& findIn(Index const& index, std::string_view subject);
-    std::vector<Member*> const& namedLike(asn1::blob subject) const {
-        return findIn(bySubjectBytes, viewOf(subject));
+    std::vector<Member*> const& namedLike(Name const& subject) {
+        takeListed(subject.fields);
+        return findIn(bySubjectBytes, viewOf(subject.bytes));
     }
-    std::vector<Member*> const& trustedLike(asn1::blob subject) const {
-        return findIn(trustedBySubjectBytes, viewOf(subject));
+    std::vector<Member*> const& trustedLike(Name const& subject) {
+        takeListed(subject.fields);
+        return findIn(trustedBySubjectBytes, viewOf(subject.bytes));
     }
     std::shared_ptr<X509Certificate> findTrusted(DistinguishedName const& subject, asn1::blob keyId);
     void askForIssuers(Member& subject);
@@ -225,7 +253,7 @@ private:
         return member.certificate->selfSigned && (isByPlatform() || isSigned(member, member));
     }
     void foldNames();
-    std::vector<Member*> namedByStandard(asn1::blob name) const;
+    std::vector<Member*> namedByStandard(Name const& name);
     void gatherCrls(CertificateChain const& chain);
     std::optional<detail::PathFinding> judge(CertificateChain const& chain, detail::Texts texts);
     PathExplanation conclude(PathOptions const& asked, PathVerdict& verdict);
@@ -233,7 +261,7 @@ private:
 
     CertificateStore const& store;
     PathSearchOptions limits;
-    bool isListed = false; ///< Whether every certificate and CRL of the store is in the pool.
+    CertificateMemoryStore const* listed = nullptr; ///< The store, if it tells what it holds.
     detail::PathChecks checks;
 
     std::list<Member> members; ///< The keys of the indexes are views of them.
@@ -270,14 +298,15 @@ private:
 
 /// Copies are told by looking their contents up: comparing each with each would take too long where many are almost the
 /// same.
-Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certificate) {
+Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certificate, size_t number) {
     Member** copy = nullptr;
     if (!certificate->tbs.empty()) {
         copy = &byContent[contentOf(*certificate)];
         if (*copy != nullptr)
             return **copy;
     }
-    Member& member = members.emplace_back(Member{certificate, nextNumber++, false});
+    Member& member = members.emplace_back(Member{certificate, number, false});
+    nextNumber += number == nextNumber;
     if (copy != nullptr)
         *copy = &member;
     if (asn1::blob const subject = certificate->subjectBytes(); !subject.empty())
@@ -342,7 +371,7 @@ std::shared_ptr<X509Certificate> PathSearch::Pool::findTrusted(DistinguishedName
 /// A store that does not list what it holds is asked by key identifier and by name alone: for the issuers, and for its
 /// own certificates where candidates stand.
 void PathSearch::Pool::askForIssuers(Member& subject) {
-    if (isListed || std::exchange(subject.wasStoreAsked, true))
+    if (listed != nullptr || std::exchange(subject.wasStoreAsked, true))
         return;
     X509Certificate const& certificate = *subject.certificate;
     findTrusted(certificate.issuer, certificate.authorityKeyId);
@@ -351,7 +380,7 @@ void PathSearch::Pool::askForIssuers(Member& subject) {
 }
 
 void PathSearch::Pool::askForCrl(X509Certificate const& certificate) {
-    if (isListed || !askedForCrl.insert(&certificate).second)
+    if (listed != nullptr || !askedForCrl.insert(&certificate).second)
         return;
     if (auto const crl = store.findCrl(certificate))
         add(crl);
@@ -371,7 +400,7 @@ CrlStatus PathSearch::Pool::statusOf(Revocation const& revocation, ChainStore co
     std::optional<bool> const isGood = accepted.isVerified(revocation);
     if (isGood == true)
         return CrlStatus::verified;
-    auto const& candidates = namedLike(revocation.issuer);
+    auto const& candidates = namedLike(revocation.name());
     if (!isGood || !payForCandidates(candidates.size()))
         return CrlStatus::unchecked;
     bool isAnyFit = false;
@@ -404,7 +433,7 @@ std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
     askForIssuers(subject);
     X509Certificate const& certificate = *subject.certificate;
     std::vector<Member*> found =
-        isByPlatform() ? namedLike(certificate.issuerBytes()) : namedByStandard(certificate.issuerBytes());
+        isByPlatform() ? namedLike(issuerOf(certificate)) : namedByStandard(issuerOf(certificate));
     if (auto const same = bySubject.find(&certificate.issuer); isByPlatform() && same != bySubject.end())
         found.insert(found.end(), same->second.begin(), same->second.end());
     std::ranges::sort(found, {}, &Member::number);
@@ -576,6 +605,8 @@ void PathSearch::Pool::searchByStandard(Way& way) {
 }
 
 void PathSearch::Pool::foldNames() {
+    for (size_t position = 0; listed != nullptr && position < listed->certs.size(); ++position)
+        add(listed->certs[position], true, position);
     if (!payForCandidates(members.size()))
         return;
     for (Member& member : members)
@@ -584,10 +615,10 @@ void PathSearch::Pool::foldNames() {
 }
 
 /// The certificates that bear a name as RFC 5280, section 7.1, compares names.
-std::vector<Member*> PathSearch::Pool::namedByStandard(asn1::blob name) const {
+std::vector<Member*> PathSearch::Pool::namedByStandard(Name const& name) {
     std::vector<Member*> found = namedLike(name);
     if (!byCanonicalName.empty()) {
-        auto const& folded = findIn(byCanonicalName, detail::canonicalName(name));
+        auto const& folded = findIn(byCanonicalName, detail::canonicalName(name.bytes));
         found.insert(found.end(), folded.begin(), folded.end());
     }
     return found;
@@ -602,17 +633,17 @@ void PathSearch::Pool::gatherCrls(CertificateChain const& chain) {
     listedCrls.clear();
     std::vector<Member*> signers;
     std::set<Member const*> seen;
-    auto const addNamed = [&](asn1::blob name) {
+    auto const addNamed = [&](Name const& name) {
         for (Member* member : namedByStandard(name))
             if (seen.insert(member).second)
                 signers.push_back(member);
     };
     for (auto const& [issued, revocation] : crls) {
         listedCrls.push_back(revocation.crl);
-        addNamed(revocation.issuer);
+        addNamed(revocation.name());
     }
     for (size_t i = 0; i < signers.size(); i++)
-        addNamed(signers[i]->certificate->issuerBytes());
+        addNamed(issuerOf(*signers[i]->certificate));
     crlSigners.assign(options.otherCertificates.begin(), options.otherCertificates.end());
     for (Member const* member : signers)
         crlSigners.push_back(member->certificate);
@@ -627,7 +658,7 @@ std::optional<detail::PathFinding> PathSearch::Pool::judge(CertificateChain cons
     if (add(last, false).isTrusted) {
         anchors.certs = {last};
     } else {
-        auto const& twins = trustedLike(last->subjectBytes());
+        auto const& twins = trustedLike(subjectOf(*last));
         if (!payForCandidates(twins.size()))
             return std::nullopt;
         for (Member const* twin : twins)
@@ -647,6 +678,8 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
     effort = {};
     events.clear();
     PathVerdict verdict;
+    if (leaf)
+        takeListed(leaf->subject);
     bool const isCandidate = known.contains(leaf);
     bool const isAnyKnown =
         std::ranges::any_of(setsOfRules, [&](unsigned set) { return (asked.rules & set) != 0; });

@@ -224,6 +224,26 @@ std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, Distin
                      [&](X509Crl const& crl) { return isMatch(crl, issuer); });
 }
 
+std::vector<size_t> positionsNamed(CertificateMemoryStore const& store, DistinguishedName const& subject) {
+    std::vector<size_t> named;
+    auto const add = [&](size_t position) {
+        if (store.certs[position]->subject == subject)
+            named.push_back(position);
+    };
+    if (store.certs.size() <= maxUnindexed) {
+        for (size_t position = 0; position < store.certs.size(); ++position)
+            add(position);
+        return named;
+    }
+    StoreIndex& index = registry().findOrAdd(store);
+    index.update(store.certs);
+    PositionsByHash const& positions = index.bySubject;
+    for (std::uint32_t at = positions.first(hashOf(subject)); at != PositionsByHash::none;
+         at = positions.next(at))
+        add(at);
+    return named;
+}
+
 std::vector<std::shared_ptr<X509Certificate>> findNamed(CertificateStore const& store,
                                                         DistinguishedName const& subject, asn1::blob keyId) {
     std::vector<std::shared_ptr<X509Certificate>> named;
@@ -234,20 +254,8 @@ std::vector<std::shared_ptr<X509Certificate>> findNamed(CertificateStore const& 
                 named.push_back(std::move(found));
         return named;
     }
-    auto const add = [&](std::shared_ptr<X509Certificate> const& certificate) {
-        if (certificate->subject == subject)
-            named.push_back(certificate);
-    };
-    if (listed->certs.size() <= maxUnindexed) {
-        std::ranges::for_each(listed->certs, add);
-        return named;
-    }
-    StoreIndex& index = registry().findOrAdd(*listed);
-    index.update(listed->certs);
-    PositionsByHash const& positions = index.bySubject;
-    for (std::uint32_t at = positions.first(hashOf(subject)); at != PositionsByHash::none;
-         at = positions.next(at))
-        add(listed->certs[at]);
+    for (size_t const position : positionsNamed(*listed, subject))
+        named.push_back(listed->certs[position]);
     return named;
 }
 

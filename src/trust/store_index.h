@@ -55,6 +55,9 @@ std::shared_ptr<X509Certificate> findByIndex(CertificateMemoryStore const& store
                                              DistinguishedName const& subject, asn1::blob keyId);
 std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, DistinguishedName const& issuer);
 
+/// The positions of every certificate of the store with this subject, in ascending order.
+std::vector<size_t> positionsNamed(CertificateMemoryStore const& store, DistinguishedName const& subject);
+
 /// Every certificate of the store with this subject, those that only the standard rules support included. A store that
 /// does not list what it holds names one with the key identifier, and one by the name alone.
 std::vector<std::shared_ptr<X509Certificate>> findNamed(CertificateStore const& store,

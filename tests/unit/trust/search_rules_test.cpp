@@ -215,6 +215,35 @@ TEST(SearchRules, StandardOnesCompareNamesWithoutRegardToCase) {
     EXPECT_EQ(verdict.byRules[1].chain, (CertificateChain{leaf.certificate, root.certificate}));
 }
 
+TEST(SearchRules, ManyRootsAreFoundAsFewAre) {
+    constexpr size_t count = 100; // More than a store reads through.
+    std::vector<Entity> roots;
+    CertificateChain trusted;
+    for (size_t i = 0; i < count; i++) {
+        roots.push_back(makeRoot("Root " + std::to_string(i % 80)));
+        trusted.push_back(roots.back().certificate);
+    }
+    Entity const folded = make("Leaf", &roots[57], "root  57", {false, KeyUsage::digitalSignature, {}});
+    PathVerdict verdict = search(trusted, {folded.certificate}, asking(both));
+    EXPECT_EQ(codesOf(verdict), (Codes{static_cast<int>(PathCode::noAnchor), 0}));
+    EXPECT_EQ(verdict.byRules[1].chain.back(), roots[57].certificate);
+    // Two have the name, and the second the key.
+    Entity const ca = makeUnder(roots[85], "CA"), leaf = makeLeaf(ca);
+    // A copy of what is trusted is that, whichever came first.
+    CertificateChain const given = {leaf.certificate, readForStandard(roots[85].certificate->serialize()),
+                                    ca.certificate};
+    verdict = search(trusted, given, asking(both));
+    EXPECT_EQ(codesOf(verdict), (Codes{0, 0}));
+    for (RulesVerdict const& one : verdict.byRules)
+        EXPECT_EQ(one.chain.back(), roots[85].certificate);
+    EXPECT_EQ(verdict.effort.signatureChecks, 3u);
+    // A leaf that the store holds, and one that is a copy of it.
+    for (auto const& root : {roots[3].certificate, readForStandard(roots[3].certificate->serialize())})
+        EXPECT_EQ(codesOf(search(trusted, {root}, asking(both))), (Codes{0, 0}));
+    EXPECT_EQ(codesOf(search(trusted, {makeRoot("Root 3").certificate}, asking(PathRules::rfc5280))),
+              Codes{static_cast<int>(PathCode::badSignature)});
+}
+
 TEST(SearchRules, StandardOnesFollowACaThatChangedItsKey) {
     Entity const root = makeRoot("Root");
     // The new key, certified under the old one, names no key of its issuer.
