@@ -1,9 +1,12 @@
 import base64
 import json
+import os
+import random
+import subprocess
 import time
 import unittest
 
-from support import CA, LEAF, ProgramTest, openssl
+from support import CA, LEAF, PROGRAM, ProgramTest, openssl
 
 NAMES = LEAF + "subjectAltName=DNS:www.example.test,DNS:*.shop.example.test,IP:192.0.2.7,IP:2001:db8::7,email:post@example.test\n"
 
@@ -445,6 +448,62 @@ class VerifyTest(ProgramTest):
         answers = [json.loads(line) for line in result.out.splitlines()]
         self.assertEqual([answer["verdict"] for answer in answers], ["UNREADABLE"] * 10 + ["OK"])
         self.assertEqual([answers[i]["id"] for i in (2, 5, 8, 10)], [3, 5, 7, 8])
+
+    def test_each_answers_every_line_of_noise(self):
+        good = self.question("good", "leaf", "inter", host="www.example.test", at=self.days_from_now(1)).encode()
+        noise = random.Random(1)
+        lines = []
+        for _ in range(400):
+            line = bytearray(good[:noise.randrange(len(good) + 1)] if noise.random() < 0.3 else good)
+            for _ in range(noise.randrange(4)):
+                if line:
+                    place = noise.randrange(min(len(line), 60) if noise.random() < 0.5 else len(line))
+                    line[place:place + noise.randrange(3)] = bytes(noise.choices(b'{}[]",:\\\x00\xff0aeu', k=noise.randrange(3)))
+            lines.append(bytes(line).replace(b"\n", b""))
+        asked = [line for line in lines if line.strip(b" \t\r")]
+        result = self.run_program("verify", "--each", "--ca", "root.pem", stdin=b"\n".join(lines))
+        answers = [json.loads(line) for line in result.out.splitlines()]
+        self.assertEqual(len(answers), len(asked))
+        self.assertEqual(result.status, 2)
+        for line, answer in zip(asked, answers):
+            self.assertIn(answer["verdict"], ("OK", "FAILED", "UNREADABLE"))
+            if line == good:
+                self.assertEqual(answer["verdict"], "OK")
+
+    def each(self, *inputs, **streams):
+        return subprocess.Popen([*PROGRAM, "verify", "--each", "--ca", "root.pem", *inputs], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                cwd=self.dir, env=self.environment, **streams)
+
+    def test_each_answers_as_soon_as_it_is_asked(self):
+        os.mkfifo(self.dir / "pipe")
+        with self.each("-", stdin=subprocess.PIPE) as process:
+            for number in range(3):
+                process.stdin.write(self.question(number, "leaf", "inter").encode() + b"\n")
+                process.stdin.flush()
+                self.assertEqual(json.loads(process.stdout.readline())["id"], number)
+            process.stdin.close()
+            self.assertEqual(process.wait(60), 0)
+        with self.each("pipe", stdin=subprocess.DEVNULL) as process:
+            (self.dir / "pipe").write_bytes((self.dir / "chain.pem").read_bytes())
+            self.assertEqual(json.loads(process.stdout.read())["verdict"], "OK")
+            self.assertEqual(process.wait(60), 0)
+
+    def test_each_ends_when_nobody_reads_its_answers(self):
+        line = self.question("good", "leaf", "inter").encode() + b"\n"
+        with self.each("-", stdin=subprocess.PIPE) as process:
+            process.stdin.write(line)
+            process.stdin.flush()
+            process.stdout.readline()
+            process.stdout.close()
+            with self.assertRaises(BrokenPipeError):
+                for _ in range(100_000):  # An endless stream of questions is not read to its end.
+                    process.stdin.write(line)
+                    process.stdin.flush()
+            self.assertNotEqual(process.wait(60), 0)
+            try:
+                process.stdin.close()
+            except BrokenPipeError:
+                pass
 
     def test_each_judges_the_first_certificate_at_its_own_time(self):
         # A server proves that it has the key of the first alone.
