@@ -47,7 +47,7 @@ void addObjects(Rows& rows) {
         [] {
             return [text = bundle(bundleSize)] {
                 CertificateMemoryStore store;
-                return store.loadFromStr(text) && store.certs.size() == bundleSize;
+                return store.loadCertificates(text, nullptr) == bundleSize;
             };
         },
         bundleSize);
