@@ -26,11 +26,14 @@ inline void xorBytes(unsigned char* out, unsigned char const* a, unsigned char c
 template <unsigned size>
 [[gnu::always_inline]] inline void xorBlock(unsigned char* out, unsigned char const* a,
                                             unsigned char const* b) {
-    size_t wordsA[size / sizeof(size_t)], wordsB[size / sizeof(size_t)];
-    std::memcpy(wordsA, a, size);
-    std::memcpy(wordsB, b, size);
-    unrolled<size / sizeof(size_t)>([&](auto i) __attribute__((always_inline)) { wordsA[i] ^= wordsB[i]; });
-    std::memcpy(out, wordsA, size);
+    unrolled<size / sizeof(size_t)>([&](auto i) __attribute__((always_inline)) {
+        constexpr unsigned at = i * sizeof(size_t);
+        size_t wordA, wordB;
+        std::memcpy(&wordA, a + at, sizeof wordA);
+        std::memcpy(&wordB, b + at, sizeof wordB);
+        wordA ^= wordB;
+        std::memcpy(out + at, &wordA, sizeof wordA);
+    });
 }
 
 } // namespace detail
