@@ -64,11 +64,11 @@ private:
         static constexpr uint32_t order[F::digits] = {0x5cf5d3ed, 0x5812631a, 0xa2f79cd6, 0x14def9de,
                                                       0x00000000, 0x00000000, 0x00000000, 0x10000000};
         uint32_t const ifEven = (k[0] & 1) - 1;
-        uint64_t sum = 0;
+        uint64_t total = 0;
         for (unsigned i = 0; i < F::digits; ++i) {
-            sum += uint64_t{k[i]} + (order[i] & ifEven);
-            signs[i] = static_cast<uint32_t>(sum);
-            sum >>= 32;
+            total += uint64_t{k[i]} + (order[i] & ifEven);
+            signs[i] = static_cast<uint32_t>(total);
+            total >>= 32;
         }
         for (unsigned i = 0; i < F::digits - 1; ++i)
             signs[i] = signs[i] >> 1 | signs[i + 1] << 31;
@@ -91,9 +91,9 @@ private:
                 to[j] |= entry[j] & mask;
         }
         for (unsigned j = 0; j < F::digits; ++j) { // -(x, y) is (-x, y)
-            uint32_t const difference = (chosen[j] ^ chosen[F::digits + j]) & isNegative;
-            chosen[j] ^= difference;
-            chosen[F::digits + j] ^= difference;
+            uint32_t const swapped = (chosen[j] ^ chosen[F::digits + j]) & isNegative;
+            chosen[j] ^= swapped;
+            chosen[F::digits + j] ^= swapped;
         }
         sum = F::fromDigits(chosen);
         difference = F::fromDigits(chosen + F::digits);

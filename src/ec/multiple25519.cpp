@@ -68,23 +68,23 @@ using Secret = detail::Wiped<Jacobian>;
 namespace detail {
 
 bool multiple25519(WCurve::Point& result, WCurve const& curve, BigNum const& k, WCurve::Point const& P) {
-    F minusA;
+    F coefficient;
     Secret base, product;
     // With a = 0 the general arithmetic doubles as if a were -3.
-    if (!isNative(curve) || !take(minusA, curve.minusA.value) || isZero(minusA) || !take(base, P))
+    if (!isNative(curve) || !take(coefficient, curve.minusA.value) || isZero(coefficient) || !take(base, P))
         return false;
-    JacobianMultiplication<F>(minusA).multiple(product, view(k), base);
+    JacobianMultiplication<F>(coefficient).multiple(product, view(k), base);
     return give(result, product, curve.reducer);
 }
 
 bool jointMultiple25519(WCurve::Point& result, WCurve const& curve, BigNum const& k, WCurve::Point const& P,
                         BigNum const& l, WCurve::Point const& Q) {
-    F minusA;
+    F coefficient;
     Secret first, second, sum;
-    if (!isNative(curve) || !take(minusA, curve.minusA.value) || isZero(minusA) || !take(first, P) ||
-        !take(second, Q))
+    if (!isNative(curve) || !take(coefficient, curve.minusA.value) || isZero(coefficient) ||
+        !take(first, P) || !take(second, Q))
         return false;
-    JacobianMultiplication<F>(minusA).jointMultiple(sum, view(k), first, view(l), second);
+    JacobianMultiplication<F>(coefficient).jointMultiple(sum, view(k), first, view(l), second);
     return give(result, sum, curve.reducer);
 }
 
