@@ -42,14 +42,19 @@ struct Expanded {
     Expanded& operator=(Expanded const&) = delete;
 };
 
+/// Who knows 1/Z of a point learns something of the scalar that it was multiplied by.
+struct Inverse {
+    Element ofBoth, ofOne;
+};
+
 /// The encoding of k·G.
 std::vector<unsigned char> publicKey(Scalar25519 const& k) {
     detail::Wiped<Point> P;
     BaseMultiplication().multiple(P, k.digits);
-    Element inverse;
-    invert(inverse, P.Z);
+    detail::Wiped<Inverse> inverse;
+    invert(inverse.ofOne, P.Z);
     std::vector<unsigned char> key(pointSize);
-    detail::writeEdwards(key.data(), P, inverse);
+    detail::writeEdwards(key.data(), P, inverse.ofOne);
     detail::declassify(detail::Told::publicKey, key.data(), key.size());
     return key;
 }
@@ -87,13 +92,13 @@ std::vector<unsigned char> sign(asn1::blob secret, asn1::blob message) {
         BaseMultiplication multiplication;
         multiplication.multiple(R, r.digits);
         multiplication.multiple(A, key.s.digits);
-        Element inverse, ofOne; // one inversion for both
-        mul(inverse, R.Z, A.Z);
-        invert(inverse, inverse);
-        mul(ofOne, inverse, A.Z);
-        detail::writeEdwards(signature.data(), R, ofOne);
-        mul(ofOne, inverse, R.Z);
-        detail::writeEdwards(pub, A, ofOne);
+        detail::Wiped<Inverse> inverse; // one inversion for both
+        mul(inverse.ofBoth, R.Z, A.Z);
+        invert(inverse.ofBoth, inverse.ofBoth);
+        mul(inverse.ofOne, inverse.ofBoth, A.Z);
+        detail::writeEdwards(signature.data(), R, inverse.ofOne);
+        mul(inverse.ofOne, inverse.ofBoth, R.Z);
+        detail::writeEdwards(pub, A, inverse.ofOne);
     }
     k.setResidue(Digest({asn1::blob(signature.data(), pointSize), pub, message}));
     S.setSum(k, key.s, r);

@@ -103,14 +103,12 @@ struct Field25519 {
 
 template <typename F>
 [[gnu::always_inline]] inline void add(F& r, F const& a, F const& b) {
-    for (unsigned i = 0; i < F::count; ++i)
-        r.limb[i] = a.limb[i] + b.limb[i];
+    unrolled<F::count>([&](auto i) __attribute__((always_inline)) { r.limb[i] = a.limb[i] + b.limb[i]; });
 }
 
 template <typename F>
 [[gnu::always_inline]] inline void sub(F& r, F const& a, F const& b) {
-    for (unsigned i = 0; i < F::count; ++i)
-        r.limb[i] = a.limb[i] - b.limb[i];
+    unrolled<F::count>([&](auto i) __attribute__((always_inline)) { r.limb[i] = a.limb[i] - b.limb[i]; });
 }
 
 /// Brings sums of limbs down to one unit: each passes on what it has too much.
@@ -135,8 +133,7 @@ template <typename F, typename Sum>
 template <typename F>
 inline void carried(F& r, F const& a) {
     typename F::Limb sum[F::count];
-    for (unsigned i = 0; i < F::count; ++i)
-        sum[i] = a.limb[i];
+    unrolled<F::count>([&](auto i) __attribute__((always_inline)) { sum[i] = a.limb[i]; });
     carry(r, sum);
 }
 

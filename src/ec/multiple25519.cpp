@@ -97,20 +97,23 @@ std::vector<unsigned char> encodedMultipleOfBase(BigNum const& k) {
         return {};
 
     // u = (1 + y)/(1 - y) and v = √-486664·u/x share the inverse of X·(Z - Y).
-    F inverse, difference, u, v;
-    sub(difference, P.Z, P.Y);
-    mul(inverse, P.X, difference);
-    invert(inverse, inverse);
-    add(u, P.Z, P.Y);
-    mul(u, u, P.X);
-    mul(u, u, inverse);
-    mul(v, u, mapFactor);
-    mul(v, v, P.Z);
-    mul(v, v, difference);
-    mul(v, v, inverse);
+    struct Work {
+        F inverse, difference, u, v;
+    };
+    Wiped<Work> w;
+    sub(w.difference, P.Z, P.Y);
+    mul(w.inverse, P.X, w.difference);
+    invert(w.inverse, w.inverse);
+    add(w.u, P.Z, P.Y);
+    mul(w.u, w.u, P.X);
+    mul(w.u, w.u, w.inverse);
+    mul(w.v, w.u, mapFactor);
+    mul(w.v, w.v, P.Z);
+    mul(w.v, w.v, w.difference);
+    mul(w.v, w.v, w.inverse);
     std::vector<unsigned char> encoded(4 * F::digits + 1);
-    encoded.back() = static_cast<unsigned char>(lowBit(v));
-    writeBytes(encoded.data(), u);
+    encoded.back() = static_cast<unsigned char>(lowBit(w.v));
+    writeBytes(encoded.data(), w.u);
     std::reverse(encoded.begin(), encoded.end() - 1);
     return encoded;
 }

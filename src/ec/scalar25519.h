@@ -3,7 +3,6 @@
 // Neither branches nor addresses depend on the numbers.
 #pragma once
 
-#include "sealkit/blob.h"
 #include "sealkit/curve25519.h"
 #include "sealkit/wipe.h"
 
@@ -29,88 +28,106 @@ struct Scalar25519 {
                                           0x00000000, 0x00000000, 0x00000000, 0x10000000};
 
     /// Whether it is below L. For public numbers, as is `bits`.
-    bool isReduced() const { return compare(digits, order, size) < 0; }
-    unsigned bits() const {
-        unsigned i = size;
-        while (i > 1 && digits[i - 1] == 0)
-            --i;
-        return digitBits * i - static_cast<unsigned>(std::countl_zero(digits[i - 1]));
-    }
+    bool isReduced() const;
+    unsigned bits() const;
 
     /// At most 32 bytes, little-endian.
-    void setBytes(asn1::blob bytes) { readBytes(digits, size, bytes); }
+    void setBytes(asn1::blob bytes);
 
     /// At most 64 bytes, little-endian, modulo L.
-    void setResidue(asn1::blob bytes) {
-        Digit wide[2 * size];
-        readBytes(wide, 2 * size, bytes);
-        reduce(wide);
-    }
-
+    void setResidue(asn1::blob bytes);
     /// A number of any size modulo L. Its number of digits may be told.
-    void setResidue(BigNum const& number) {
-        if (number.size() > 2 * size) {
-            BigNum residue;
-            div(number, Curve25519::getOrder(), nullptr, &residue);
-            return setResidue(residue);
-        }
-        Digit wide[2 * size] = {};
-        std::copy(number.digits.begin(), number.digits.end(), wide);
-        reduce(wide);
-    }
-
+    void setResidue(BigNum const& number);
     /// k·s + r modulo L. None of them is this.
-    void setSum(Scalar25519 const& k, Scalar25519 const& s, Scalar25519 const& r) {
-        Digit wide[2 * size];
-        productFixed<NativeLimb, size>(wide, k.digits, s.digits);
-        Digit padded[2 * size] = {};
-        std::copy_n(r.digits, size, padded);
-        add<NativeLimb>(wide, wide, padded, 2 * size);
-        secureMemset(padded, 0, sizeof padded);
-        reduce(wide);
-    }
+    void setSum(Scalar25519 const& k, Scalar25519 const& s, Scalar25519 const& r);
 
     /// 32 bytes, little-endian.
-    void write(unsigned char* bytes) const {
-        for (size_t i = 0; i < 4 * size; ++i)
-            bytes[i] = static_cast<unsigned char>(digits[i / 4] >> i % 4 * 8);
-    }
+    void write(unsigned char* bytes) const;
 
 private:
-    static void readBytes(Digit* to, size_t count, asn1::blob bytes) {
-        std::fill_n(to, count, 0);
-        for (size_t i = 0; i < bytes.size(); ++i)
-            to[i / 4] |= static_cast<Digit>(bytes[i]) << i % 4 * 8;
-    }
-
+    static void readBytes(Digit* to, size_t count, asn1::blob bytes);
+    /// x -= L if x with one more digit `above` is not below L.
+    static void subtractOrder(Digit* x, Digit above);
+    /// Brings wide/R modulo L, with R = 2^256, into the high half: below R for any number, below L for one
+    /// below L·R.
+    static void montgomery(Digit* wide);
     /// Sets this to what is in `wide`, which is wiped, modulo L.
-    void reduce(Digit (&wide)[2 * size]) {
-        static constexpr Digit inverse = 0x12547e1b; // -1/L modulo 2^32
-        // R² modulo L, with R = 2^256
-        static constexpr Digit square[size] = {0x449c0f01, 0xa40611e3, 0x68859347, 0xd00e1ba7,
-                                               0x17f5be65, 0xceec73d2, 0x7c309a3d, 0x0399411b};
-        // x/R is below R + L, and then below R.
-        Digit const carry = montgomeryReduceFixed<NativeLimb, size>(wide, order, inverse);
-        subtractOrder(wide + size, carry);
-        std::copy_n(wide + size, size, digits);
-        // x/R·R²/R is below 2L, and then below L.
-        productFixed<NativeLimb, size>(wide, digits, square);
-        montgomeryReduceFixed<NativeLimb, size>(wide, order, inverse);
-        Digit below[size];
-        Digit const borrow = subtract<NativeLimb>(below, wide + size, order, size);
-        for (size_t i = 0; i < size; ++i)
-            digits[i] = (wide[size + i] & (0U - borrow)) | (below[i] & (borrow - 1U));
-        secureMemset(below, 0, sizeof below);
-        secureMemset(wide, 0, sizeof wide);
-    }
-
-    /// x -= L if `condition` is 1, and nothing if it is 0.
-    static void subtractOrder(Digit* x, Digit condition) {
-        Digit masked[size];
-        for (size_t i = 0; i < size; ++i)
-            masked[i] = order[i] & (0U - condition);
-        subtract<NativeLimb>(x, x, masked, size);
-    }
+    void reduce(Digit (&wide)[2 * size]);
 };
+
+inline void Scalar25519::readBytes(Digit* to, size_t count, asn1::blob bytes) {
+    std::fill_n(to, count, 0);
+    for (size_t i = 0; i < bytes.size(); ++i)
+        to[i / 4] |= static_cast<Digit>(bytes[i]) << i % 4 * 8;
+}
+
+inline void Scalar25519::subtractOrder(Digit* x, Digit above) {
+    Digit below[size];
+    Digit const borrow = subtract<NativeLimb>(below, x, order, size);
+    Digit const keep = 0U - (borrow & (above ^ 1U));
+    for (size_t i = 0; i < size; ++i)
+        x[i] = (x[i] & keep) | (below[i] & ~keep);
+    secureMemset(below, 0, sizeof below);
+}
+
+inline void Scalar25519::montgomery(Digit* wide) {
+    static constexpr Digit inverse = 0x12547e1b; // -1/L modulo 2^32
+    Digit const above = montgomeryReduce<NativeLimb>(wide, order, size, inverse);
+    subtractOrder(wide + size, above);
+}
+
+inline bool Scalar25519::isReduced() const { return compare(digits, order, size) < 0; }
+
+inline unsigned Scalar25519::bits() const {
+    unsigned i = size;
+    while (i > 1 && digits[i - 1] == 0)
+        --i;
+    return digitBits * i - static_cast<unsigned>(std::countl_zero(digits[i - 1]));
+}
+
+inline void Scalar25519::setBytes(asn1::blob bytes) { readBytes(digits, size, bytes); }
+
+inline void Scalar25519::setResidue(asn1::blob bytes) {
+    Digit wide[2 * size];
+    readBytes(wide, 2 * size, bytes);
+    reduce(wide);
+}
+
+inline void Scalar25519::setResidue(BigNum const& number) {
+    if (number.size() > 2 * size) {
+        BigNum residue;
+        div(number, Curve25519::getOrder(), nullptr, &residue);
+        return setResidue(residue);
+    }
+    Digit wide[2 * size] = {};
+    std::copy(number.digits.begin(), number.digits.end(), wide);
+    reduce(wide);
+}
+
+inline void Scalar25519::setSum(Scalar25519 const& k, Scalar25519 const& s, Scalar25519 const& r) {
+    Digit wide[2 * size];
+    product<NativeLimb>(wide, k.digits, size, s.digits, size);
+    Digit carry = add<NativeLimb>(wide, wide, r.digits, size);
+    for (size_t i = size; i < 2 * size; ++i)
+        wide[i] = addCarry(wide[i], Digit{0}, carry);
+    reduce(wide);
+}
+
+inline void Scalar25519::write(unsigned char* bytes) const {
+    for (size_t i = 0; i < 4 * size; ++i)
+        bytes[i] = static_cast<unsigned char>(digits[i / 4] >> i % 4 * 8);
+}
+
+inline void Scalar25519::reduce(Digit (&wide)[2 * size]) {
+    // R² modulo L
+    static constexpr Digit square[size] = {0x449c0f01, 0xa40611e3, 0x68859347, 0xd00e1ba7,
+                                           0x17f5be65, 0xceec73d2, 0x7c309a3d, 0x0399411b};
+    montgomery(wide);
+    std::copy_n(wide + size, size, digits);
+    product<NativeLimb>(wide, digits, size, square, size);
+    montgomery(wide);
+    std::copy_n(wide + size, size, digits);
+    secureMemset(wide, 0, sizeof wide);
+}
 
 } // namespace detail

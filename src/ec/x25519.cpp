@@ -80,10 +80,9 @@ std::vector<unsigned char> kex(asn1::blob priv, asn1::blob peer) {
     if (isZero(Q.Z))
         return {};
 
-    F inverse; // u = X/Z² - A/3, which is not 0: k is a multiple of 8
-    sqr(inverse, Q.Z);
-    invert(inverse, inverse);
-    mul(Q.X, Q.X, inverse);
+    sqr(Q.Z, Q.Z); // u = X/Z² - A/3, which is not 0: k is a multiple of 8
+    invert(Q.Z, Q.Z);
+    mul(Q.X, Q.X, Q.Z);
     sub(Q.X, Q.X, detail::thirdOfA);
     std::vector<unsigned char> shared(encodedSize);
     detail::writeBytes(shared.data(), Q.X);
@@ -102,13 +101,12 @@ std::vector<unsigned char> get_public_key(asn1::blob priv) {
     // Not at infinity: k is no multiple of L, because it is one of 8 and below 8·L.
     detail::Wiped<detail::EdwardsPoint<F>> P;
     detail::BaseMultiplication<F>().multiple(P, k.digits);
-    F u, inverse; // u = (1 + y)/(1 - y)
-    sub(inverse, P.Z, P.Y);
-    invert(inverse, inverse);
-    add(u, P.Z, P.Y);
-    mul(u, u, inverse);
+    add(P.X, P.Z, P.Y); // u = (1 + y)/(1 - y)
+    sub(P.Z, P.Z, P.Y);
+    invert(P.Z, P.Z);
+    mul(P.X, P.X, P.Z);
     std::vector<unsigned char> key(encodedSize);
-    detail::writeBytes(key.data(), u);
+    detail::writeBytes(key.data(), P.X);
     detail::declassify(detail::Told::publicKey, key.data(), key.size());
     return key;
 }

@@ -147,6 +147,21 @@ TEST(Wiping, EcKeysLeaveNoScalarsNoncesOrAgreedSecrets) {
     }
 }
 
+/// A scalar in the forms in which it multiplies the base point: its residue, and the signs of its powers of two.
+void addBaseScalar(Watch& watch, std::string_view name, BigNum const& scalar) {
+    addNumber(watch, name, scalar);
+    Watch::Pause const pause;
+    BigNum residue;
+    div(scalar, Curve25519::getOrder(), nullptr, &residue);
+    addNumber(watch, name, residue);
+    for (BigNum const& k : {scalar, residue}) {
+        BigNum signs = k.getBit(0) ? k : k + Curve25519::getOrder();
+        signs >>= 1;
+        signs.setBit(255, true);
+        addNumber(watch, name, signs);
+    }
+}
+
 TEST(Wiping, Ed25519KeysLeaveNoSeedScalarOrPrefix) {
     Ed25519PrivateKey key;
     ASSERT_TRUE(key.generatePrivKey(getDefaultRng()));
@@ -155,7 +170,8 @@ TEST(Wiping, Ed25519KeysLeaveNoSeedScalarOrPrefix) {
     {
         Watch::Pause const pause;
         Bytes prefix;
-        addNumber(watch, "scalar", eddsa::expand_secret(key.secret, &prefix));
+        BigNum const scalar = eddsa::expand_secret(key.secret, &prefix);
+        addBaseScalar(watch, "scalar", scalar);
         watch.addSecret("prefix", prefix);
         Bytes nonce(64);
         auto const hash = createHash(HashID::SHA512);
@@ -165,11 +181,13 @@ TEST(Wiping, Ed25519KeysLeaveNoSeedScalarOrPrefix) {
         watch.addSecret("nonce", nonce);
         BigNum number(asn1::blob(nonce), little_endian{});
         div(number, Curve25519::getOrder(), nullptr, &number);
-        addNumber(watch, "nonce", number);
+        addBaseScalar(watch, "nonce", number);
         watch.addPublic(key.toX25519PrivateKey().pub);
     }
     expectKeyWiped(watch, key, [](Ed25519PrivateKey const& read) {
         EXPECT_FALSE(read.sign(digest).empty());
+        BigNum const expanded = eddsa::expand_secret(read.secret, nullptr);
+        EXPECT_EQ(eddsa::secret_to_public(expanded), read.pub);
         EXPECT_FALSE(read.toX25519PrivateKey().pub.empty());
         Ed25519PrivateKey again;
         EXPECT_TRUE(again.initPrivate(read.secret));
@@ -183,7 +201,7 @@ TEST(Wiping, X25519KeysLeaveNoScalarsOrAgreedSecrets) {
     ASSERT_TRUE(other.generatePrivKey(getDefaultRng()));
     Watch watch;
     addKey(watch, key);
-    addNumber(watch, "clamped scalar", x25519::privToNum(key.secret));
+    addBaseScalar(watch, "clamped scalar", x25519::privToNum(key.secret));
     {
         Watch::Pause const pause;
         Bytes const agreed = key.exchangeKeys(other.pub);
