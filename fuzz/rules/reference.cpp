@@ -396,14 +396,17 @@ bool bearsIdentity(Certificate const& leaf, Case const& asked) {
     return false;
 }
 
+PathPurpose purposeOf(Case const& asked) {
+    if (asked.purpose != PathPurpose::byIdentity)
+        return asked.purpose;
+    return !asked.host.empty() || !asked.address.empty() ? PathPurpose::tlsServer
+           : asked.email.empty()                         ? PathPurpose::any
+                                                         : PathPurpose::emailProtection;
+}
+
 void checkPurpose(std::vector<Certificate> const& chain, Case const& asked, std::set<PathCode>* broken) {
-    PathPurpose purpose = asked.purpose;
-    if (purpose == PathPurpose::byIdentity)
-        purpose = !asked.host.empty() || !asked.address.empty() ? PathPurpose::tlsServer
-                  : asked.email.empty()                         ? PathPurpose::any
-                                                                : PathPurpose::emailProtection;
     unsigned wanted = 0, bits = 0;
-    switch (purpose) {
+    switch (purposeOf(asked)) {
     case PathPurpose::tlsServer:
         wanted = Purpose::server;
         bits = KeyUsage::digitalSignature | KeyUsage::keyEncipherment | KeyUsage::keyAgreement;
@@ -504,6 +507,41 @@ std::set<PathCode> judgePath(std::vector<Certificate> const& chain, Case const& 
     return broken;
 }
 
+/// Keys, serial numbers and criticality are good in every case that is made.
+std::set<PathCode> judgeStrictly(std::vector<Certificate> const& chain, Case const& asked) {
+    std::set<PathCode> broken;
+    for (size_t i = 0; i < chain.size(); i++) {
+        Certificate const& certificate = chain[i];
+        bool const isCa = certificate.isCa.value_or(false);
+        if (certificate.subject.empty() && (isCa || i > 0))
+            broken.insert(PathCode::emptyCaSubject);
+        if (i + 1 == chain.size())
+            break;
+        bool const isOwnIssuer = isSelfIssued(certificate) && certificate.key == certificate.signer;
+        if ((!certificate.authorityKeyId && !isOwnIssuer) || (!certificate.subjectKeyId && isCa))
+            broken.insert(PathCode::keyIdentifierMissing);
+    }
+    Certificate const& leaf = chain.front();
+    PathPurpose const purpose = purposeOf(asked);
+    if (leaf.isCa.value_or(false)) {
+        if (purpose != PathPurpose::any)
+            broken.insert(PathCode::caAsEndEntity);
+    } else if (leaf.purposes == 0) {
+        broken.insert(PathCode::extendedKeyUsageMissing);
+    } else if ((leaf.purposes & Purpose::anyPurpose) != 0) {
+        broken.insert(PathCode::anyExtendedKeyUsage);
+    }
+    bool const isForNamed = (leaf.purposes & (Purpose::server | Purpose::mail)) != 0;
+    if (leaf.names.empty() && (purpose == PathPurpose::tlsServer || purpose == PathPurpose::emailProtection ||
+                               (purpose == PathPurpose::any && isForNamed)))
+        broken.insert(PathCode::subjectAltNameMissing);
+    for (GeneralName const& name : leaf.names)
+        if (name.kind == Kind::dns && (name.text == "*" || (name.text.starts_with("*.") &&
+                                                            name.text.find('.', 2) == std::string::npos)))
+            broken.insert(PathCode::wideWildcard);
+    return broken;
+}
+
 Judgement judge(Case const& asked) {
     std::vector<Certificate> chain;
     for (Certificate const& certificate : asked.chain)
@@ -517,6 +555,7 @@ Judgement judge(Case const& asked) {
     chain.back() = root;
     Judgement result;
     result.broken = judgePath(chain, asked);
+    result.brokenStrictly = judgeStrictly(chain, asked);
     if (chain.size() == 1 && !isSelfSigned(root))
         result.broken.insert(PathCode::noAnchor); // A leaf that is not its own issuer needs another anchor.
     if (asked.checkCrls && !isClearOfRevocation(chain, asked, &result.isOpen))

@@ -47,7 +47,9 @@ bool isSignedByIssuer(Crl const& crl, std::vector<Certificate> const& chain, siz
     for (size_t i = 1; i < chain.size(); i++) {
         Certificate const& signer = chain[i];
         bool const maySign = signer.keyUsage == 0 || (signer.keyUsage & KeyUsage::crlSign) != 0;
-        if (!areSame(signer.subject, crl.issuer) || signer.key != crl.signer || !maySign)
+        bool const isOtherKey =
+            crl.authorityKeyId && signer.subjectKeyId && *crl.authorityKeyId != *signer.subjectKeyId;
+        if (!areSame(signer.subject, crl.issuer) || signer.key != crl.signer || isOtherKey || !maySign)
             continue;
         isSigned = true;
         // The status of the signer itself would have to be asked for, and by CRLs of its own.
@@ -76,38 +78,97 @@ Entry findEntry(Crl const& crl, Certificate const& certificate) {
 /// A CRL that does not say when the next one is due is against section 5.1.2.5, and nobody can tell that it is fresh.
 bool isFresh(Crl const& crl) { return crl.thisUpdate <= 0 && crl.nextUpdate && *crl.nextUpdate >= 0; }
 
+/// Section 6.3.3 (c): the delta CRL is about what the complete one is about.
+bool belongTogether(Crl const& delta, Crl const& complete) {
+    bool areSameScopes = delta.hasScope == complete.hasScope &&
+                         delta.pointNames.size() == complete.pointNames.size() &&
+                         delta.onlyUser == complete.onlyUser && delta.onlyCa == complete.onlyCa &&
+                         delta.onlyAttribute == complete.onlyAttribute && delta.reasons == complete.reasons &&
+                         delta.isIndirect == complete.isIndirect;
+    for (size_t i = 0; areSameScopes && i < delta.pointNames.size(); i++) {
+        GeneralName const &a = delta.pointNames[i], &b = complete.pointNames[i];
+        areSameScopes = a.kind == b.kind && a.text == b.text && a.directory == b.directory;
+    }
+    return areSameScopes && areSame(delta.issuer, complete.issuer) &&
+           delta.authorityKeyId == complete.authorityKeyId;
+}
+
+/// What a complete CRL says about a certificate once the delta CRLs that build on it have changed it.
+struct Combined {
+    Entry entry = Entry::absent;
+    bool isFresh = false;
+    bool isUnderstood = true;
+};
+
+Combined combine(Crl const& complete, std::vector<Crl> const& deltas, Certificate const& certificate,
+                 bool* isOpen) {
+    Combined result{findEntry(complete, certificate), isFresh(complete), !complete.hasUnknownCritical};
+    unsigned latest = 0;
+    for (Crl const& delta : deltas) {
+        if (!belongTogether(delta, complete) || *delta.deltaBase > complete.number ||
+            delta.number <= complete.number)
+            continue;
+        result.isFresh = true;
+        result.isUnderstood = result.isUnderstood && !delta.hasUnknownCritical;
+        Entry const entry = findEntry(delta, certificate);
+        if (entry == Entry::absent || delta.number < latest)
+            continue;
+        // Two of one number that disagree are a fault of their issuer.
+        *isOpen = *isOpen || (delta.number == latest && entry != result.entry);
+        latest = delta.number;
+        result.entry = entry;
+    }
+    return result;
+}
+
+/// Whether a delta CRL revokes the certificate, and no complete CRL is there that it changes or that says as much.
+bool isRevokedByDeltaAlone(std::vector<Crl> const& deltas, std::vector<Crl> const& completes,
+                           Certificate const& certificate) {
+    for (Crl const& delta : deltas) {
+        bool hasComplete = false;
+        for (Crl const& complete : completes) {
+            bool const isBase = belongTogether(delta, complete) && *delta.deltaBase <= complete.number;
+            hasComplete = hasComplete || (isBase && (delta.number > complete.number || isFresh(complete)));
+        }
+        if (!hasComplete && findEntry(delta, certificate) == Entry::revoked)
+            return true;
+    }
+    return false;
+}
+
 bool isClear(std::vector<Certificate> const& chain, size_t depth, Case const& asked, bool* isOpen) {
     Certificate const& certificate = chain[depth];
     std::vector<DistributionPoint> points = certificate.points;
     // Every certificate has one more: the CRLs of its issuer.
     points.push_back({{{Kind::directory, {}, certificate.issuer}}, 0, std::nullopt});
     unsigned covered = 0;
+    bool isRevoked = false;
     for (DistributionPoint const& point : points) {
+        std::vector<Crl> deltas, completes;
         for (Crl const& crl : asked.crls) {
-            if (!isInScope(crl, certificate, point) ||
+            if (!isInScope(crl, certificate, point) || crl.thisUpdate > 0 ||
                 !isSignedByIssuer(crl, chain, depth, asked.checkLeafCrlOnly, isOpen))
                 continue;
-            Entry const entry = findEntry(crl, certificate);
-            if (crl.deltaBase) {
-                // How deltas combine with stale or several complete CRLs is left open: one that lists the certificate, or
-                // one beside a CRL that revokes it, is no matter of a plain reference.
-                *isOpen = true;
-                continue;
-            }
-            if (!isFresh(crl)) {
-                // It says nothing for certain; what it revokes may be taken as revoked.
-                *isOpen = *isOpen || entry == Entry::revoked;
-                continue;
-            }
-            if (entry == Entry::revoked)
-                return false;
-            if (crl.hasUnknownCritical)
-                continue;
-            covered |= (crl.hasScope && crl.reasons != 0 ? crl.reasons : allReasons) &
-                       (point.reasons != 0 ? point.reasons : allReasons);
+            if (!crl.deltaBase)
+                completes.push_back(crl);
+            else if (isFresh(crl))
+                deltas.push_back(crl);
         }
+        for (Crl const& crl : completes) {
+            Combined const combined = combine(crl, deltas, certificate, isOpen);
+            if (!combined.isFresh) {
+                // It says nothing for certain; what it revokes may be taken as revoked.
+                *isOpen = *isOpen || combined.entry == Entry::revoked;
+                continue;
+            }
+            isRevoked = isRevoked || combined.entry == Entry::revoked;
+            if (combined.isUnderstood)
+                covered |= (crl.hasScope && crl.reasons != 0 ? crl.reasons : allReasons) &
+                           (point.reasons != 0 ? point.reasons : allReasons);
+        }
+        isRevoked = isRevoked || isRevokedByDeltaAlone(deltas, completes, certificate);
     }
-    return covered == allReasons;
+    return !isRevoked && covered == allReasons;
 }
 
 } // namespace
