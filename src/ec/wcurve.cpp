@@ -1,21 +1,21 @@
 #include "sealkit/ec.h"
 
+#include "ec/fixed_curve.h"
 #include "ec/multiple25519.h"
+#include "ec/named_multiple.h"
 
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
+using detail::bitPair;
+using detail::FixedCurve;
+using detail::windowBits;
+using detail::windowTop;
+
 namespace {
 
 bool isZero(BigNum const& x) { return x.bits() == 0; }
-
-/// Windows of `mul` have this many bits, of which the top one is set.
-constexpr unsigned windowBits = 4;
-constexpr unsigned windowTop = 1U << (windowBits - 1);
-
-/// Bits 2i and 2i + 1 of a scalar.
-unsigned bitPair(BigNum const& k, unsigned i) { return k.getBit(2 * i + 1) * 2U + k.getBit(2 * i); }
 
 } // namespace
 
@@ -149,6 +149,11 @@ void WCurve::add(Point& P, Point const& Q, RedNum* scratch) const {
 WCurve::Point WCurve::mul(BigNum const& k, Point const& P) const {
     if (Point product; detail::multiple25519(product, *this, k, P))
         return product;
+    Point result; // at infinity, where doubling costs nothing and adding is copying
+    if (FixedCurve const* const fixed = FixedCurve::of(*this))
+        if (fixed->mul(*this, k, P, &result))
+            return result;
+
     RedNum scratch[addScratch];
     Point table[windowTop]; // windowTop·P … (2·windowTop − 1)·P
     table[0] = P;
@@ -159,7 +164,6 @@ WCurve::Point WCurve::mul(BigNum const& k, Point const& P) const {
         add(table[i], P, scratch);
     }
 
-    Point result; // at infinity, where doubling costs nothing and adding is copying
     unsigned window = 0;
     unsigned collected = 0;
     for (unsigned i = k.bits(); i-- > 0;) {
@@ -188,6 +192,11 @@ WCurve::Point WCurve::mul(BigNum const& k, Point const& P) const {
 WCurve::Point WCurve::mul2add(BigNum const& k, Point const& P, BigNum const& l, Point const& Q) const {
     if (Point sum; detail::jointMultiple25519(sum, *this, k, P, l, Q))
         return sum;
+    Point result;
+    if (FixedCurve const* const fixed = FixedCurve::of(*this))
+        if (fixed->mul2add(*this, k, P, l, Q, &result))
+            return result;
+
     RedNum scratch[addScratch];
     Point table[16]; // i·P + j·Q at i + 4j
     auto const multiples = [&](Point const& base, unsigned step) {
@@ -205,7 +214,6 @@ WCurve::Point WCurve::mul2add(BigNum const& k, Point const& P, BigNum const& l, 
             add(table[i + j], table[i], scratch);
         }
 
-    Point result;
     for (unsigned i = (std::max(k.bits(), l.bits()) + 1) / 2; i-- > 0;) {
         unsigned const entry = bitPair(k, i) + 4 * bitPair(l, i);
         if (isInfinity(result)) {

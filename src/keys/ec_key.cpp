@@ -3,6 +3,7 @@
 
 #include "sealkit/asn1.h"
 #include "sealkit/der.h"
+#include "sealkit/rng.h"
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
@@ -19,6 +20,7 @@ namespace tag = detail::tag;
 using detail::Level;
 using detail::NamedCurve;
 using detail::Reading;
+using detail::SecretNumber;
 
 /// The whole encoding of an object identifier.
 template <size_t length>
@@ -74,13 +76,13 @@ Curve readCurve(Reading& reading, asn1::blob algoParams) {
 
 /// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as some writers
 /// have it.
-bool readScalar(Reading& reading, asn1::blob octets, NamedCurve const& curve, BigNum* scalar) {
+bool readScalar(Reading& reading, asn1::blob octets, NamedCurve const& curve, SecretNumber* scalar) {
     asn1::blob digits = octets;
     while (!digits.empty() && digits[0] == 0)
         digits.pop_front();
     if (digits.size() <= curve.orderWidth()) {
-        *scalar = BigNum(digits);
-        if (curve.isScalar(*scalar))
+        scalar->assign(digits.data(), 8 * static_cast<unsigned>(digits.size()));
+        if (curve.arithmetic.isScalar(*scalar))
             return true;
     }
     Reading::Step const step(reading, "privateKey");
@@ -90,7 +92,7 @@ bool readScalar(Reading& reading, asn1::blob octets, NamedCurve const& curve, Bi
 /// Reads a point in one of its octet forms, which lies on the curve.
 bool readPoint(Reading& reading, asn1::blob octets, NamedCurve const& curve, ECPoint* point) {
     *point = curve.decode(octets);
-    if (curve.contains(*point))
+    if (curve.arithmetic.contains(*point))
         return true;
     unsigned char const prefix = octets.empty() ? 0 : octets[0];
     bool const isUncompressed = octets.size() == 1 + 2 * size_t{curve.width} && prefix == 0x04;
@@ -115,6 +117,9 @@ bool isEncodingOf(ECPoint const& point, unsigned width, asn1::blob content) {
 constexpr unsigned char ecPrivateKeyVersion[] = {1};
 constexpr unsigned parametersTag = tag::constructed(0);
 constexpr unsigned publicKeyTag = tag::constructed(1);
+
+/// Draws of a secret, of which one in two at least is in range: a generator that gives none is broken.
+constexpr unsigned maxDraws = 128;
 
 } // namespace
 
@@ -211,9 +216,11 @@ bool detail::read(Reading& reading, asn1::blob algoParams, asn1::blob keyData, E
                                   {{"expected", getCurveName(key.curve)}, {"found", getCurveName(inner)}});
     }
     NamedCurve const named(key.curve);
-    if (!readScalar(reading, octets, named, &key.secret))
+    SecretNumber scalar;
+    if (!readScalar(reading, octets, named, &scalar))
         return false;
-    key.point = named.publicPoint(key.secret);
+    key.secret = scalar.toBigNum();
+    key.point = named.arithmetic.publicPoint(scalar);
     if (hasPublicKey && !isEncodingOf(key.point, named.width, bits))
         return reading.refuse(RefusalId::publicKeyMismatch, bits);
     to = key;
@@ -230,9 +237,11 @@ std::vector<unsigned char> EcPrivateKey::encodeToDerEncoded() const {
     if (publicOctets.empty())
         return {};
     NamedCurve const named(curve);
-    if (!named.isScalar(secret))
+    SecretNumber scalar;
+    if (!named.takeScalar(secret, &scalar))
         return {};
-    detail::SecretBytes const octets(secret.bin(named.orderWidth()));
+    detail::SecretBytes octets(std::vector<unsigned char>(named.orderWidth()));
+    scalar.write(octets.value.data(), named.orderWidth());
     DerEncoder encoder;
     encoder.begin(tag::sequence)
         .add(tag::integer, ecPrivateKeyVersion)
@@ -260,12 +269,21 @@ bool EcPrivateKey::generatePrivKey(Rng& rng) {
     if (getModLen(curve) == 0)
         return false;
     NamedCurve const named(curve);
-    BigNum scalar;
-    if (!randomBigNum(&scalar, named.order, rng))
-        return false;
-    point = named.publicPoint(scalar);
-    secret = std::move(scalar);
-    return true;
+    detail::FixedCurve const& arithmetic = named.arithmetic;
+    SecretNumber scalar;
+    for (unsigned draw = 0; draw < maxDraws; ++draw) {
+        detail::SecretBytes bytes(std::vector<unsigned char>(named.orderWidth()));
+        if (!rng.fill(bytes.value.data(), named.orderWidth()))
+            return false;
+        bytes.value[0] &= static_cast<unsigned char>(0xFF >> (8 * named.orderWidth() - arithmetic.orderBits));
+        scalar.assign(bytes.value.data(), 8 * named.orderWidth());
+        if (declassified(detail::Told::retry, arithmetic.isScalar(scalar))) {
+            point = arithmetic.publicPoint(scalar);
+            secret = scalar.toBigNum();
+            return true;
+        }
+    }
+    return false;
 }
 
 std::vector<unsigned char> EcPrivateKey::exchangeKeys(asn1::blob peerPoint) const {
@@ -273,8 +291,12 @@ std::vector<unsigned char> EcPrivateKey::exchangeKeys(asn1::blob peerPoint) cons
         return {};
     NamedCurve const named(curve);
     ECPoint const peer = named.decode(peerPoint);
-    if (!named.isScalar(secret) || !named.contains(peer))
-        return {};
+    SecretNumber scalar, x;
     // The order is a prime: no multiple by a scalar below it is the point at infinity.
-    return named.group.toEC(named.group.mul(secret, named.group.fromEC(peer))).x.bin(named.width);
+    if (!named.takeScalar(secret, &scalar) || !named.arithmetic.contains(peer) ||
+        !named.arithmetic.agree(x, secret, peer, getDefaultRng()))
+        return {};
+    std::vector<unsigned char> agreed(named.width);
+    x.write(agreed.data(), named.width);
+    return agreed;
 }

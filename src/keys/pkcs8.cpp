@@ -110,10 +110,11 @@ std::unique_ptr<EcPrivateKey> withPoint(PublicKey const& key) {
     if (ec == nullptr || !(ec->point == ECPoint()) || getModLen(ec->curve) == 0)
         return nullptr;
     detail::NamedCurve const curve(ec->curve);
-    if (!curve.isScalar(ec->secret))
+    detail::SecretNumber scalar;
+    if (!curve.takeScalar(ec->secret, &scalar))
         return nullptr;
     auto whole = std::make_unique<EcPrivateKey>(*ec);
-    whole->point = curve.publicPoint(ec->secret);
+    whole->point = curve.arithmetic.publicPoint(scalar);
     return whole;
 }
 

@@ -129,21 +129,16 @@ TEST(EcPrivateKey, WithoutACurveNothingIsDone) {
     }
 }
 
-TEST(EcPrivateKey, WhatThePointDoesNotConfirmNeverLeaves) {
+TEST(EcPrivateKey, SigningIgnoresThePoint) {
     EcPrivateKey const good = newKey(Curve::p256, 1);
     Bytes const digest = digestOf(HashID::SHA256);
-    ECPoint const other = newKey(Curve::p256, 2).point;
-    for (ECPoint const& point : {other, ECPoint{good.point.x, bn64(1)}, ECPoint{good.point.x, BigNum()},
-                                 ECPoint{BigNum(), good.point.y},
-                                 ECPoint{good.point.x + getModForECCurve(Curve::p256), good.point.y},
-                                 ECPoint{bn64(1) << 10'000, good.point.y}, newKey(Curve::p521, 1).point}) {
+    Bytes const signature = good.signHashed(HashID::SHA256, digest);
+    for (ECPoint const& point : {ECPoint(), newKey(Curve::p256, 2).point, ECPoint{good.point.x, bn64(1)},
+                                 ECPoint{bn64(1) << 10'000, good.point.y}}) {
         EcPrivateKey key = good;
         key.point = point;
-        EXPECT_TRUE(key.signHashed(HashID::SHA256, digest).empty());
+        EXPECT_EQ(key.signHashed(HashID::SHA256, digest), signature);
     }
-    EcPrivateKey key = good;
-    key.secret += 1u;
-    EXPECT_TRUE(key.signHashed(HashID::SHA256, digest).empty());
 }
 
 // --- Generation ---
@@ -187,6 +182,38 @@ TEST(EcPrivateKey, MakesEveryScalarAndNoOther) {
         EXPECT_EQ(key.secret, order - bn64(1));
         EXPECT_EQ(key.point.x, base.x);
         EXPECT_EQ(key.point.y, p - base.y);
+    }
+}
+
+/// The public point of every kind of scalar, which comes out of a table, is what the general multiplication gives.
+TEST(EcPrivateKey, PointsAreTheMultiplesOfTheBasePoint) {
+    for (Curve const curve : curves) {
+        BigNum p, order;
+        ECPoint base;
+        getECParams(curve, p, order, base);
+        WCurve const group(p, getAForECCurve(curve), new MontgomeryReducer(p));
+        std::vector<BigNum> scalars;
+        for (unsigned i = 1; i <= 40; ++i) {
+            scalars.push_back(bn64(i));
+            scalars.push_back(order - bn64(i));
+        }
+        for (unsigned i = 6; i < order.bits() - 1; i += 3) {
+            scalars.push_back(bn64(1) << i);
+            scalars.push_back((bn64(1) << (i + 1)) - bn64(1));
+        }
+        scalars.push_back(order >> 1);
+        scalars.push_back((order >> 1) + 1u);
+        for (unsigned seed = 1; seed <= 20; ++seed)
+            scalars.push_back(newKey(curve, seed).secret);
+        EcPrivateKey key;
+        key.curve = curve;
+        for (BigNum const& scalar : scalars) {
+            ScriptedRng rng({scalar.bin((order.bits() + 7) / 8)});
+            ASSERT_TRUE(key.generatePrivKey(rng));
+            ASSERT_EQ(key.secret, scalar);
+            ASSERT_EQ(key.point, group.toEC(group.mul(scalar, group.fromEC(base))))
+                << getCurveName(curve) << ' ' << scalar.str();
+        }
     }
 }
 

@@ -1,0 +1,328 @@
+/// Numbers of a fixed width on the stack, and residues of them modulo a constant.
+///
+/// Nothing here allocates, and no branch or address depends on what a number holds.
+#pragma once
+
+#include "sealkit/wipe.h"
+
+#include "bignum/kernel.h"
+
+#include <array>
+#include <span>
+
+namespace detail {
+
+/// A number of N limbs, least significant first.
+template <size_t N>
+using Fixed = std::array<NativeLimb, N>;
+
+/// All ones for 1, zero for 0. The compiler is kept from seeing that there are but two values, as it would branch.
+SEALKIT_INLINED inline NativeLimb maskOf(NativeLimb bit) {
+    asm("" : "+r"(bit));
+    return 0 - bit;
+}
+
+/// 1 if x is 0, and 0 otherwise.
+SEALKIT_INLINED inline NativeLimb isZeroLimb(NativeLimb x) {
+    return static_cast<NativeLimb>((~x & (x - 1)) >> (limbBits<NativeLimb> - 1));
+}
+
+/// r = a + b. Returns the carry.
+template <size_t N>
+SEALKIT_INLINED inline NativeLimb add(Fixed<N>& r, Fixed<N> const& a, Fixed<N> const& b) {
+    NativeLimb carry = 0;
+    unrolled<N>([&](auto i) SEALKIT_INLINED { r[i] = addCarry(a[i], b[i], carry); });
+    return carry;
+}
+
+/// r = a - b. Returns the borrow.
+template <size_t N>
+SEALKIT_INLINED inline NativeLimb subtract(Fixed<N>& r, Fixed<N> const& a, Fixed<N> const& b) {
+    NativeLimb borrow = 0;
+    unrolled<N>([&](auto i) SEALKIT_INLINED { r[i] = subtractBorrow(a[i], b[i], borrow); });
+    return borrow;
+}
+
+/// r = a where the mask is ones; r stays where it is zero.
+template <size_t N>
+SEALKIT_INLINED inline void assignIf(Fixed<N>& r, NativeLimb mask, Fixed<N> const& a) {
+    unrolled<N>([&](auto i) SEALKIT_INLINED { r[i] ^= (r[i] ^ a[i]) & mask; });
+}
+
+/// Subtracts m from r + top * base^N if that is not below m. It is below 2m.
+template <size_t N>
+SEALKIT_INLINED inline void reduceOnce(Fixed<N>& r, NativeLimb top, Fixed<N> const& m) {
+    Fixed<N> less;
+    NativeLimb const borrow = subtract(less, r, m);
+    assignIf(r, maskOf(top | (borrow ^ 1)), less);
+}
+
+/// 1 if x is 0, and 0 otherwise.
+template <size_t N>
+SEALKIT_INLINED inline NativeLimb isZero(Fixed<N> const& x) {
+    NativeLimb bits = 0;
+    unrolled<N>([&](auto i) SEALKIT_INLINED { bits |= x[i]; });
+    return isZeroLimb(bits);
+}
+
+/// Up to this many limbs, loops over rows are laid out one after the other.
+inline constexpr size_t laidOut = 6;
+
+/// A product of two numbers of N limbs.
+template <size_t N>
+using Wide = std::array<NativeLimb, 2 * N>;
+
+/// t = a * b.
+template <size_t N>
+SEALKIT_INLINED inline void multiply(Wide<N>& t, Fixed<N> const& a, Fixed<N> const& b) {
+    auto const row = [&](size_t i, auto isFirst) SEALKIT_INLINED {
+        NativeLimb carry = 0;
+        unrolled<N>([&](auto j) SEALKIT_INLINED {
+            t[i + j] = multiplyAdd<NativeLimb>(a[i], b[j], isFirst ? 0 : t[i + j], carry);
+        });
+        t[i + N] = carry;
+    };
+    row(0, std::true_type());
+    if constexpr (N <= laidOut) {
+        unrolled<N - 1>([&](auto i) SEALKIT_INLINED { row(i + 1, std::false_type()); });
+    } else {
+        for (size_t i = 1; i < N; ++i)
+            row(i, std::false_type());
+    }
+}
+
+/// t = a * a.
+template <size_t N>
+SEALKIT_INLINED inline void square(Wide<N>& t, Fixed<N> const& a) {
+    // The products of different limbs, which are then doubled.
+    t[0] = 0;
+    unrolled<N - 1>([&](auto i) SEALKIT_INLINED {
+        NativeLimb carry = 0;
+        unrolled<N - 1 - i>([&](auto j) SEALKIT_INLINED {
+            NativeLimb& sum = t[2 * i + 1 + j];
+            sum = multiplyAdd<NativeLimb>(a[i], a[i + 1 + j], i == 0 ? 0 : sum, carry);
+        });
+        t[N + i] = carry;
+    });
+    t[2 * N - 1] = 0;
+    constexpr unsigned top = limbBits<NativeLimb> - 1;
+    NativeLimb carry = 0;
+    NativeLimb shiftedOut = 0;
+    unrolled<N>([&](auto i) SEALKIT_INLINED {
+        NativeLimb const low = t[2 * i];
+        NativeLimb high = t[2 * i + 1];
+        t[2 * i] = multiplyAdd<NativeLimb>(a[i], a[i], low << 1 | shiftedOut, carry);
+        shiftedOut = high >> top;
+        high = high << 1 | low >> top;
+        high += carry;
+        carry = high < carry;
+        t[2 * i + 1] = high;
+    });
+}
+
+/// Writes digits to limbs. What is above them is 0.
+template <size_t N>
+inline void setDigits(Fixed<N>& x, std::span<Digit const> digits) {
+    constexpr size_t step = limbDigits<NativeLimb>;
+    for (size_t i = 0; i < N; ++i) {
+        x[i] = i * step < digits.size() ? digits[i * step] : 0;
+        if constexpr (step == 2)
+            x[i] |= static_cast<NativeLimb>(i * step + 1 < digits.size() ? digits[i * step + 1] : 0)
+                    << digitBits;
+    }
+}
+
+template <size_t N>
+inline Fixed<N> toFixed(std::span<Digit const> digits) {
+    Fixed<N> x;
+    setDigits(x, digits);
+    return x;
+}
+
+/// Digit `i` of a number.
+template <size_t N>
+inline Digit digitOf(std::array<NativeLimb, N> const& x, size_t i) {
+    return static_cast<Digit>(x[i / limbDigits<NativeLimb>] >> (i % limbDigits<NativeLimb> * digitBits));
+}
+
+/// The number whose big-endian bytes end at the end of `bytes`.
+template <size_t N, typename Bytes>
+consteval Fixed<N> fixedOf(Bytes const& bytes) {
+    Fixed<N> x{};
+    for (size_t i = 0; i < bytes.size() && i < N * sizeof(NativeLimb); ++i)
+        x[i / sizeof(NativeLimb)] |= static_cast<NativeLimb>(bytes[bytes.size() - 1 - i])
+                                     << (i % sizeof(NativeLimb) * 8);
+    return x;
+}
+
+/// x * 2^count modulo m, for an x below m.
+template <size_t N>
+consteval Fixed<N> doubled(Fixed<N> x, Fixed<N> const& m, unsigned count) {
+    for (; count > 0; --count) {
+        NativeLimb top = 0;
+        for (NativeLimb& limb : x) {
+            NativeLimb const out = limb >> (limbBits<NativeLimb> - 1);
+            limb = limb << 1 | top;
+            top = out;
+        }
+        Fixed<N> less{};
+        NativeLimb borrow = 0;
+        for (size_t i = 0; i < N; ++i) {
+            NativeLimb const difference = x[i] - m[i];
+            less[i] = difference - borrow;
+            borrow = x[i] < m[i] || difference < borrow;
+        }
+        if (top != 0 || borrow == 0)
+            x = less;
+    }
+    return x;
+}
+
+/// -1/m modulo the limb's base, for an odd m.
+consteval NativeLimb negativeInverseOf(NativeLimb m) {
+    NativeLimb x = m; // right in three bits; each step doubles them
+    for (int i = 0; i < 5; ++i)
+        x *= 2 - m * x;
+    return 0 - x;
+}
+
+/// Montgomery's form modulo any odd number that fills N limbs at least by half a limb.
+template <size_t N, auto const& modulusBytes>
+struct MontgomeryModulus {
+    static constexpr size_t limbs = N;
+    static constexpr unsigned radixBits = N * limbBits<NativeLimb>;
+    static constexpr Fixed<N> value = fixedOf<N>(modulusBytes);
+
+    /// r = t / 2^radixBits modulo the value, for a t below the value times 2^radixBits.
+    SEALKIT_INLINED static void reduce(Fixed<N>& r, Wide<N>& t) {
+        constexpr NativeLimb inverse = negativeInverseOf(value[0]);
+        NativeLimb above = 0;
+        auto const row = [&](size_t i) SEALKIT_INLINED {
+            NativeLimb const factor = t[i] * inverse;
+            NativeLimb carry = 0;
+            unrolled<N>([&](auto j) SEALKIT_INLINED {
+                t[i + j] = multiplyAdd<NativeLimb>(factor, value[j], t[i + j], carry);
+            });
+            t[i + N] = addCarry(t[i + N], carry, above);
+        };
+        if constexpr (N <= laidOut) {
+            unrolled<N>([&](auto i) SEALKIT_INLINED { row(i); });
+        } else {
+            for (size_t i = 0; i < N; ++i)
+                row(i);
+        }
+        unrolled<N>([&](auto i) SEALKIT_INLINED { r[i] = t[N + i]; });
+        reduceOnce(r, above, value);
+    }
+};
+
+/// Arithmetic on residues modulo `Modulus`, all below it. They are in Montgomery's form with R = 2^radixBits.
+template <typename Modulus>
+struct Residues {
+    static constexpr size_t limbs = Modulus::limbs;
+    static constexpr size_t digits = Modulus::radixBits / digitBits;
+    using Element = Fixed<limbs>;
+    static constexpr Element modulus = Modulus::value;
+
+    static constexpr Element one = doubled(Element{1}, Modulus::value, Modulus::radixBits);
+    static constexpr Element radixSquared = doubled(one, Modulus::value, Modulus::radixBits);
+
+    /// r = a * b / R.
+    [[gnu::noinline]] static void mul(Element& r, Element const& a, Element const& b) {
+        Wide<limbs> t;
+        multiply(t, a, b);
+        Modulus::reduce(r, t);
+    }
+
+    /// r = a * a / R.
+    [[gnu::noinline]] static void sqr(Element& r, Element const& a) {
+        Wide<limbs> t;
+        square(t, a);
+        Modulus::reduce(r, t);
+    }
+
+    [[gnu::noinline]] static void add(Element& r, Element const& a, Element const& b) {
+        NativeLimb const carry = detail::add(r, a, b);
+        reduceOnce(r, carry, Modulus::value);
+    }
+
+    [[gnu::noinline]] static void sub(Element& r, Element const& a, Element const& b) {
+        NativeLimb const mask = maskOf(detail::subtract(r, a, b));
+        NativeLimb carry = 0;
+        unrolled<limbs>([&](auto i)
+                            SEALKIT_INLINED { r[i] = addCarry(r[i], Modulus::value[i] & mask, carry); });
+    }
+
+    /// r = a / 2.
+    [[gnu::noinline]] static void halve(Element& r, Element const& a) {
+        NativeLimb const mask = maskOf(a[0] & 1);
+        NativeLimb carry = 0;
+        Element sum;
+        unrolled<limbs>([&](auto i)
+                            SEALKIT_INLINED { sum[i] = addCarry(a[i], Modulus::value[i] & mask, carry); });
+        unrolled<limbs>([&](auto i) SEALKIT_INLINED {
+            NativeLimb const above = i + 1 < limbs ? sum[i + 1 < limbs ? i + 1 : i] : carry;
+            r[i] = sum[i] >> 1 | above << (limbBits<NativeLimb> - 1);
+        });
+    }
+
+    /// r = -a where the mask is ones; r = a where it is zero.
+    [[gnu::noinline]] static void negateIf(Element& r, NativeLimb mask, Element const& a) {
+        Element negative;
+        sub(negative, Element{}, a);
+        r = a;
+        assignIf(r, mask, negative);
+    }
+
+    /// The form of a plain number below the modulus, and back.
+    static void enter(Element& r, Element const& plain) { mul(r, plain, radixSquared); }
+    static void leave(Element& r, Element const& x) {
+        constexpr Element plainOne{1};
+        mul(r, x, plainOne);
+    }
+
+    /// r = a to the power of the modulus less 2, which is the inverse modulo a prime, and 0 for 0. The windows are those
+    /// of a constant.
+    static void invert(Element& r, Element const& a) {
+        constexpr unsigned width = 4;
+        struct Powers {
+            Element of[1U << width];
+            Element result;
+            ~Powers() { secureMemset(this, 0, sizeof *this); }
+        } powers;
+        powers.of[0] = one;
+        for (unsigned i = 1; i < (1U << width); ++i)
+            mul(powers.of[i], powers.of[i - 1], a);
+        bool begun = false;
+        for (unsigned bit = limbs * limbBits<NativeLimb>; bit > 0;) {
+            bit -= width;
+            unsigned const window =
+                less2[bit / limbBits<NativeLimb>] >> (bit % limbBits<NativeLimb>)&((1U << width) - 1);
+            if (begun) {
+                for (unsigned i = 0; i < width; ++i)
+                    sqr(powers.result, powers.result);
+                if (window != 0)
+                    mul(powers.result, powers.result, powers.of[window]);
+            } else if (window != 0) {
+                powers.result = powers.of[window];
+                begun = true;
+            }
+        }
+        r = powers.result;
+    }
+
+private:
+    /// The modulus less 2.
+    static constexpr Element less2 = [] {
+        Element x = Modulus::value;
+        NativeLimb borrow = 2;
+        for (NativeLimb& limb : x) {
+            NativeLimb const before = limb;
+            limb -= borrow;
+            borrow = before < borrow;
+        }
+        return x;
+    }();
+};
+
+} // namespace detail
