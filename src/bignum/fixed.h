@@ -125,10 +125,9 @@ template <size_t N>
 inline void setDigits(Fixed<N>& x, std::span<Digit const> digits) {
     constexpr size_t step = limbDigits<NativeLimb>;
     for (size_t i = 0; i < N; ++i) {
-        x[i] = i * step < digits.size() ? digits[i * step] : 0;
-        if constexpr (step == 2)
-            x[i] |= static_cast<NativeLimb>(i * step + 1 < digits.size() ? digits[i * step + 1] : 0)
-                    << digitBits;
+        x[i] = 0;
+        for (size_t j = 0; j < step && i * step + j < digits.size(); ++j)
+            x[i] |= static_cast<NativeLimb>(digits[i * step + j]) << (j * digitBits);
     }
 }
 
@@ -178,6 +177,12 @@ consteval Fixed<N> doubled(Fixed<N> x, Fixed<N> const& m, unsigned count) {
     return x;
 }
 
+/// The form of a plain number below the modulus of `Residues`, for constants.
+template <typename Residues>
+consteval typename Residues::Element enteredOf(typename Residues::Element const& plain) {
+    return doubled(plain, Residues::modulus, Residues::digits * digitBits);
+}
+
 /// -1/m modulo the limb's base, for an odd m.
 consteval NativeLimb negativeInverseOf(NativeLimb m) {
     NativeLimb x = m; // right in three bits; each step doubles them
@@ -186,12 +191,12 @@ consteval NativeLimb negativeInverseOf(NativeLimb m) {
     return 0 - x;
 }
 
-/// Montgomery's form modulo any odd number that fills N limbs at least by half a limb.
-template <size_t N, auto const& modulusBytes>
+/// Montgomery's form modulo any odd number of N limbs: `Modulus::bytes`, big-endian.
+template <size_t N, typename Modulus>
 struct MontgomeryModulus {
     static constexpr size_t limbs = N;
     static constexpr unsigned radixBits = N * limbBits<NativeLimb>;
-    static constexpr Fixed<N> value = fixedOf<N>(modulusBytes);
+    static constexpr Fixed<N> value = fixedOf<N>(Modulus::bytes);
 
     /// r = t / 2^radixBits modulo the value, for a t below the value times 2^radixBits.
     SEALKIT_INLINED static void reduce(Fixed<N>& r, Wide<N>& t) {
@@ -216,7 +221,8 @@ struct MontgomeryModulus {
     }
 };
 
-/// Arithmetic on residues modulo `Modulus`, all below it. They are in Montgomery's form with R = 2^radixBits.
+/// Arithmetic on residues modulo `Modulus`, all below it. They are in Montgomery's form with R = 2^radixBits. A modulus
+/// tells how a product is reduced, or how two residues are multiplied, and may know shorter sums and differences.
 template <typename Modulus>
 struct Residues {
     static constexpr size_t limbs = Modulus::limbs;
@@ -229,21 +235,33 @@ struct Residues {
 
     /// r = a * b / R.
     [[gnu::noinline]] static void mul(Element& r, Element const& a, Element const& b) {
-        Wide<limbs> t;
-        multiply(t, a, b);
-        Modulus::reduce(r, t);
+        if constexpr (requires { Modulus::mul(r, a, b); }) {
+            Modulus::mul(r, a, b);
+        } else {
+            Wide<limbs> t;
+            multiply(t, a, b);
+            Modulus::reduce(r, t);
+        }
     }
 
     /// r = a * a / R.
     [[gnu::noinline]] static void sqr(Element& r, Element const& a) {
-        Wide<limbs> t;
-        square(t, a);
-        Modulus::reduce(r, t);
+        if constexpr (requires { Modulus::sqr(r, a); }) {
+            Modulus::sqr(r, a);
+        } else {
+            Wide<limbs> t;
+            square(t, a);
+            Modulus::reduce(r, t);
+        }
     }
 
     [[gnu::noinline]] static void add(Element& r, Element const& a, Element const& b) {
-        NativeLimb const carry = detail::add(r, a, b);
-        reduceOnce(r, carry, Modulus::value);
+        if constexpr (requires { Modulus::add(r, a, b); }) {
+            Modulus::add(r, a, b);
+        } else {
+            NativeLimb const carry = detail::add(r, a, b);
+            reduceOnce(r, carry, Modulus::value);
+        }
     }
 
     [[gnu::noinline]] static void sub(Element& r, Element const& a, Element const& b) {

@@ -25,20 +25,19 @@ struct Wiped : T {
     ~Wiped() { secureMemset(static_cast<T*>(this), 0, sizeof(T)); }
 };
 
-template <typename F, DomainParameters const& parameters, CombShape shape, Digit const* table>
+template <typename F, size_t index, CombShape shape, Digit const* table>
 class FixedCurveOver final : public FixedCurve {
     using Field = F;
-    using Scalars = Residues<MontgomeryModulus<Field::limbs, parameters.n>>;
+    using Scalars = Residues<MontgomeryModulus<Field::limbs, OrderOf<index>>>;
     using Element = typename Field::Element;
     using Number = Fixed<Field::limbs>;
     using Point = NamedPoint<Field>;
 
-    template <auto const& bytes>
-    static constexpr Element entered = doubled(fixedOf<Field::limbs>(bytes), Field::modulus,
-                                               Field::digits* digitBits);
-    static constexpr Element b = entered<parameters.b>;
-    static constexpr Element three = doubled(Element{3}, Field::modulus, Field::digits* digitBits);
-    static constexpr Point base = {entered<parameters.x>, entered<parameters.y>, Field::one};
+    static constexpr DomainParameters const& parameters = namedCurves[index];
+    static constexpr Element b = enteredOf<Field>(fixedOf<Field::limbs>(parameters.b));
+    static constexpr Element three = enteredOf<Field>(Element{3});
+    static constexpr Point base = {enteredOf<Field>(fixedOf<Field::limbs>(parameters.x)),
+                                   enteredOf<Field>(fixedOf<Field::limbs>(parameters.y)), Field::one};
 
 public:
     constexpr FixedCurveOver() : FixedCurve(bitsOf(Scalars::modulus)) {}
@@ -279,11 +278,11 @@ private:
     }
 };
 
-constexpr FixedCurveOver<FieldP192, namedCurves[0], shapeOfP192, tableOfP192> p192;
-constexpr FixedCurveOver<FieldP224, namedCurves[1], shapeOfP224, tableOfP224> p224;
-constexpr FixedCurveOver<FieldP256, namedCurves[2], shapeOfP256, tableOfP256> p256;
-constexpr FixedCurveOver<FieldP384, namedCurves[3], shapeOfP384, tableOfP384> p384;
-constexpr FixedCurveOver<FieldP521, namedCurves[4], shapeOfP521, tableOfP521> p521;
+constexpr FixedCurveOver<FieldP192, 0, shapeOfP192, tableOfP192> p192;
+constexpr FixedCurveOver<FieldP224, 1, shapeOfP224, tableOfP224> p224;
+constexpr FixedCurveOver<FieldP256, 2, shapeOfP256, tableOfP256> p256;
+constexpr FixedCurveOver<FieldP384, 3, shapeOfP384, tableOfP384> p384;
+constexpr FixedCurveOver<FieldP521, 4, shapeOfP521, tableOfP521> p521;
 
 constexpr FixedCurve const* fixedCurves[] = {&p192, &p224, &p256, &p384, &p521};
 

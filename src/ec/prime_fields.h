@@ -9,6 +9,16 @@
 
 namespace detail {
 
+/// The primes and the orders, as types.
+template <size_t index>
+struct PrimeOf {
+    static constexpr Bytes bytes = namedCurves[index].p;
+};
+template <size_t index>
+struct OrderOf {
+    static constexpr Bytes bytes = namedCurves[index].n;
+};
+
 /// Where Montgomery's reduction adds (or subtracts) the digit that it eliminates.
 struct ReductionTerm {
     unsigned offset; ///< In digits of 32 bits, above the one that is eliminated.
@@ -17,11 +27,11 @@ struct ReductionTerm {
 
 /// A prime p of `digits` digits for which the term at offset 0 is -1 and the others are `terms`: the sum of all is p or
 /// -p. The columns are those of 32-bit digits, as the powers of two are at their borders.
-template <size_t count, auto const& modulusBytes, ReductionTerm... terms>
+template <size_t count, typename Prime, ReductionTerm... terms>
 struct SparsePrime {
     static constexpr size_t limbs = limbCount<NativeLimb>(count);
     static constexpr unsigned radixBits = count * digitBits;
-    static constexpr Fixed<limbs> value = fixedOf<limbs>(modulusBytes);
+    static constexpr Fixed<limbs> value = fixedOf<limbs>(Prime::bytes);
 
     SEALKIT_INLINED static void reduce(Fixed<limbs>& r, Wide<limbs>& t) {
         Digit eliminated[count];
@@ -55,7 +65,7 @@ struct SparsePrime {
             NativeLimb carry = 0;
             unrolled<limbs>([&](auto i) SEALKIT_INLINED { r[i] = addCarry(r[i], value[i] & mask, carry); });
             if constexpr (count % limbDigits<NativeLimb> != 0)
-                r[limbs - 1] &= (NativeLimb{1} << digitBits) - 1;
+                r[limbs - 1] &= ~Digit{0};
         }
     }
 
@@ -65,9 +75,9 @@ private:
 };
 
 /// 2^192 - 2^64 - 1.
-using FieldP192 = Residues<SparsePrime<6, namedCurves[0].p, ReductionTerm{2, -1}, ReductionTerm{6, 1}>>;
+using FieldP192 = Residues<SparsePrime<6, PrimeOf<0>, ReductionTerm{2, -1}, ReductionTerm{6, 1}>>;
 /// 2^224 - 2^96 + 1.
-using FieldP224 = Residues<SparsePrime<7, namedCurves[1].p, ReductionTerm{3, 1}, ReductionTerm{7, -1}>>;
+using FieldP224 = Residues<SparsePrime<7, PrimeOf<1>, ReductionTerm{3, 1}, ReductionTerm{7, -1}>>;
 
 #ifdef __SIZEOF_INT128__
 /// 2^256 - 2^224 + 2^192 + 2^96 - 1 in limbs of 64 bits: the lowest is -1, so that a limb is its own factor, and of the
@@ -94,24 +104,154 @@ struct WidePrimeP256 {
 using FieldP256 = Residues<WidePrimeP256>;
 #else
 /// 2^256 - 2^224 + 2^192 + 2^96 - 1.
-using FieldP256 = Residues<SparsePrime<8, namedCurves[2].p, ReductionTerm{3, 1}, ReductionTerm{6, 1},
+using FieldP256 = Residues<SparsePrime<8, PrimeOf<2>, ReductionTerm{3, 1}, ReductionTerm{6, 1},
                                        ReductionTerm{7, -1}, ReductionTerm{8, 1}>>;
 #endif
 
 /// 2^384 - 2^128 - 2^96 + 2^32 - 1.
-using FieldP384 = Residues<SparsePrime<12, namedCurves[3].p, ReductionTerm{1, 1}, ReductionTerm{3, -1},
+using FieldP384 = Residues<SparsePrime<12, PrimeOf<3>, ReductionTerm{1, 1}, ReductionTerm{3, -1},
                                        ReductionTerm{4, -1}, ReductionTerm{12, 1}>>;
 
-/// 2^521 - 1. Dividing by R = 2^544 is a rotation by 23 bits, as 2^521 is 1.
-struct MersennePrime521 {
+/// Sums and differences modulo 2^521 - 1.
+struct Mersenne521Sums {
     static constexpr unsigned radixBits = 544;
     static constexpr size_t limbs = limbCount<NativeLimb>(radixBits / digitBits);
     static constexpr Fixed<limbs> value = fixedOf<limbs>(namedCurves[4].p);
 
+    /// a + b + 1 reaches 2^521 where a + b is not below the prime: then that is what it is above 2^521.
+    SEALKIT_INLINED static void add(Fixed<limbs>& r, Fixed<limbs> const& a, Fixed<limbs> const& b) {
+        NativeLimb carry = 1;
+        unrolled<limbs>([&](auto i) SEALKIT_INLINED { r[i] = addCarry(a[i], b[i], carry); });
+        takeOff(r, (r[limbs - 1] >> topBits) ^ 1);
+    }
+
+    /// Adding the prime takes 1 off, modulo 2^521.
+    SEALKIT_INLINED static void sub(Fixed<limbs>& r, Fixed<limbs> const& a, Fixed<limbs> const& b) {
+        takeOff(r, subtract(r, a, b));
+    }
+
+protected:
+    static constexpr unsigned topBits = 521 % limbBits<NativeLimb>;
+    static constexpr NativeLimb topMask = (NativeLimb{1} << topBits) - 1;
+
+private:
+    /// r = r - one modulo 2^521.
+    SEALKIT_INLINED static void takeOff(Fixed<limbs>& r, NativeLimb one) {
+        unrolled<limbs>([&](auto i) SEALKIT_INLINED {
+            NativeLimb const before = r[i];
+            r[i] = before - one;
+            one = before < one;
+        });
+        r[limbs - 1] &= topMask;
+    }
+};
+
+/// 2^521 - 1. Dividing by R = 2^544 is a rotation by 23 bits, as 2^521 is 1.
+#ifdef __SIZEOF_INT128__
+/// Products are formed in nine limbs of 58 bits, whose columns need no carries until all are summed; 2^522 is 2.
+struct MersennePrime521 : Mersenne521Sums {
+    static void mul(Fixed<9>& r, Fixed<9> const& a, Fixed<9> const& b) {
+        Fixed<9> x, y;
+        split(x, a);
+        split(y, b);
+        Column columns[9];
+        unrolled<9>([&](auto k) SEALKIT_INLINED {
+            Column wrapped = 0;
+            unrolled<8 - k>([&](auto i)
+                                SEALKIT_INLINED { wrapped += static_cast<Column>(x[k + 1 + i]) * y[8 - i]; });
+            Column sum = wrapped + wrapped;
+            unrolled<k + 1>([&](auto i) SEALKIT_INLINED { sum += static_cast<Column>(x[i]) * y[k - i]; });
+            columns[k] = sum;
+        });
+        join(r, columns);
+    }
+
+    static void sqr(Fixed<9>& r, Fixed<9> const& a) {
+        Fixed<9> x;
+        split(x, a);
+        // The sum of x[i] * x[total - i] with i from `first` to `total - first`, each pair once.
+        auto const pairs = [&](auto total, auto first) SEALKIT_INLINED {
+            constexpr unsigned count = (total + 1) / 2 - first; // of pairs of different limbs
+            Column sum = 0;
+            unrolled<count>([&](auto i) SEALKIT_INLINED {
+                sum += static_cast<Column>(x[first + i]) * x[total - first - i];
+            });
+            sum += sum;
+            if constexpr (total % 2 == 0)
+                sum += static_cast<Column>(x[total / 2]) * x[total / 2];
+            return sum;
+        };
+        Column columns[9];
+        unrolled<9>([&](auto k) SEALKIT_INLINED {
+            columns[k] = pairs(std::integral_constant<unsigned, k>(), std::integral_constant<unsigned, 0>());
+            if constexpr (k < 8) {
+                Column const wrapped = pairs(std::integral_constant<unsigned, k + 9>(),
+                                             std::integral_constant<unsigned, k + 1>());
+                columns[k] += wrapped + wrapped;
+            }
+        });
+        join(r, columns);
+    }
+
+private:
+    __extension__ using Column = unsigned __int128;
+    static constexpr unsigned width = 58;
+    static constexpr NativeLimb mask = (NativeLimb{1} << width) - 1;
+
+    SEALKIT_INLINED static void split(Fixed<9>& x, Fixed<9> const& a) {
+        unrolled<9>([&](auto i) SEALKIT_INLINED {
+            constexpr unsigned index = i * width / 64;
+            constexpr unsigned shift = i * width % 64;
+            x[i] = a[index] >> shift;
+            if constexpr (shift > 64 - width && index < 8)
+                x[i] |= a[index + 1] << (64 - shift);
+            x[i] &= mask;
+        });
+    }
+
+    /// Carries, reduces below 2^521 and rotates by 23 bits. The columns are below 2^121.
+    SEALKIT_INLINED static void join(Fixed<9>& r, Column const (&columns)[9]) {
+        Fixed<9> x;
+        Column carry = 0;
+        unrolled<9>([&](auto i) SEALKIT_INLINED {
+            carry += columns[i];
+            x[i] = static_cast<NativeLimb>(carry) & mask;
+            carry >>= width;
+        });
+        // What is above 522 bits, less than 2^64, counts twice; what is above 521 once.
+        carry = carry * 2 + (x[8] >> (width - 1));
+        x[8] &= mask >> 1;
+        unrolled<9>([&](auto i) SEALKIT_INLINED {
+            carry += x[i];
+            x[i] = static_cast<NativeLimb>(carry) & (i < 8 ? mask : ~NativeLimb{0});
+            carry >>= width;
+        });
+        // If bit 521 is set now, what is below it is less than that carry was.
+        Column const low = static_cast<Column>(x[0]) + (x[8] >> (width - 1));
+        x[8] &= mask >> 1;
+        x[0] = static_cast<NativeLimb>(low) & mask;
+        x[1] += static_cast<NativeLimb>(low >> width);
+        unrolled<9>([&](auto i) SEALKIT_INLINED {
+            constexpr unsigned bit = 23 + i * 64;
+            constexpr unsigned index = bit / width;
+            constexpr unsigned shift = bit % width;
+            NativeLimb limb = x[index] >> shift;
+            if constexpr (index < 8)
+                limb |= x[index + 1] << (width - shift);
+            if constexpr (index < 7 && 2 * width - shift < 64)
+                limb |= x[index + 2] << (2 * width - shift);
+            if constexpr (i == 7)
+                limb |= x[0] << (498 - 448);
+            if constexpr (i == 8)
+                limb = (x[0] & 0x7FFFFF) >> (512 - 498);
+            r[i] = limb;
+        });
+    }
+};
+#else
+struct MersennePrime521 : Mersenne521Sums {
     SEALKIT_INLINED static void reduce(Fixed<limbs>& r, Wide<limbs>& t) {
         constexpr unsigned top = limbs - 1;
-        constexpr unsigned topBits = 521 % limbBits<NativeLimb>;
-        constexpr NativeLimb topMask = (NativeLimb{1} << topBits) - 1;
         // t = low + high * 2^544 is high + low / 2^23, and the 23 lowest bits of t come in again at bit 498.
         NativeLimb carry = 0;
         unrolled<limbs>([&](auto i) SEALKIT_INLINED {
@@ -144,6 +284,7 @@ private:
         return bits;
     }
 };
+#endif
 using FieldP521 = Residues<MersennePrime521>;
 
 } // namespace detail
