@@ -70,7 +70,7 @@ def table(head, rows, right):
 def chart(ratios):
     """Draws the ratios as bars on a logarithmic scale around 1, each with its spread and its floor."""
     from math import log2
-    left, width, step, top = 190, 560, 17, 46
+    left, width, step, top = 190, 560, 17, 62
     low, high = -4.0, 2.0
 
     def x(ratio):
@@ -79,7 +79,9 @@ def chart(ratios):
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{left + width + 70}" '
              f'height="{top + step * len(ratios) + 20}" font-family="sans-serif" font-size="11">',
              '<rect width="100%" height="100%" fill="white"/>',
-             '<text x="10" y="18" font-size="14">Speed beside the fastest portable peer (1 is level, right is faster)</text>']
+             '<text x="10" y="18" font-size="14">Speed beside the fastest portable peer (1 is level, right is faster)</text>',
+             '<text x="10" y="34" fill="#444">Median and middle half of the rounds; blue marks are floors, green rows keep '
+             'theirs, brown ones do not, grey ones have none.</text>']
     for ratio, label in ((1 / 16, "1/16"), (1 / 8, "1/8"), (1 / 4, "1/4"), (1 / 2, "1/2"), (1, "1"), (2, "2"), (4, "4")):
         parts.append(f'<line x1="{x(ratio):.1f}" x2="{x(ratio):.1f}" y1="{top - 8}" y2="{top + step * len(ratios)}" '
                      f'stroke="{"#444" if ratio == 1 else "#ccc"}"/>')
@@ -87,11 +89,11 @@ def chart(ratios):
     for index, (name, ratio) in enumerate(ratios.items()):
         y = top + index * step
         floor = floor_of(name)
-        met = floor is None or ratio["median"] >= floor
+        colour = "#888" if floor is None else "#3a7d44" if ratio["median"] >= floor else "#b5552b"
         begin, end = sorted((x(1), x(ratio["median"])))
         parts.append(f'<text x="{left - 8}" y="{y + 11}" text-anchor="end">{html.escape(name)}</text>')
         parts.append(f'<rect x="{begin:.1f}" y="{y + 2}" width="{max(end - begin, 1):.1f}" height="{step - 6}" '
-                     f'fill="{"#3a7d44" if met else "#b5552b"}"/>')
+                     f'fill="{colour}"/>')
         parts.append(f'<line x1="{x(ratio["low"]):.1f}" x2="{x(ratio["high"]):.1f}" y1="{y + 7.5}" y2="{y + 7.5}" '
                      'stroke="black"/>')
         if floor is not None:
