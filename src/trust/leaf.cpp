@@ -1,6 +1,7 @@
 // Which of several certificates a chain is asked for.
 #include "sealkit/search.h"
 
+#include "base/view.h"
 #include "trust/identity.h"
 
 #include <algorithm>
@@ -9,9 +10,7 @@
 
 namespace {
 
-std::string_view viewOf(asn1::blob bytes) {
-    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
-}
+using detail::viewOf;
 
 bool isCopy(X509Certificate const& a, X509Certificate const& b) {
     return &a == &b || (!a.tbs.empty() && a.tbs == b.tbs && a.signature == b.signature);

@@ -4,6 +4,7 @@
 #include "sealkit/signature.h"
 
 #include "asn1/oids.h"
+#include "base/view.h"
 #include "pkcs/attributes.h"
 #include "trust/signer_checks.h"
 
@@ -16,11 +17,8 @@ namespace tag = detail::tag;
 
 namespace {
 
+using detail::viewOf;
 using Id = MessageFindingId;
-
-std::string_view viewOf(asn1::blob bytes) {
-    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
-}
 
 /// The value of a signed attribute that must stand there once, with one value (RFC 5652, sections 5.3, 11.1 and 11.2).
 /// Empty when it does not.

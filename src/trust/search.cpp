@@ -1,5 +1,6 @@
 #include "sealkit/search.h"
 
+#include "base/view.h"
 #include "trust/identity.h"
 #include "trust/standard/name.h"
 #include "trust/standard/path.h"
@@ -17,12 +18,10 @@
 
 namespace {
 
+using detail::viewOf;
+
 constexpr unsigned namesCheckedPerUnit = 4096;
 constexpr unsigned candidatesPerUnit = 4096;
-
-std::string_view viewOf(asn1::blob bytes) {
-    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
-}
 
 /// What tells copies: the signature, which differs soonest, and the signed bytes.
 using Content = std::pair<std::string_view, std::string_view>;

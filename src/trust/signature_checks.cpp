@@ -6,6 +6,7 @@
 #include "sealkit/signature.h"
 
 #include "asn1/oids.h"
+#include "base/view.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -15,10 +16,6 @@ namespace detail {
 namespace {
 
 constexpr size_t bytesHashedPerUnit = 64 << 10;
-
-std::string_view viewOf(asn1::blob bytes) {
-    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
-}
 
 unsigned ceilDiv(uint64_t number, uint64_t divisor) {
     return static_cast<unsigned>((number + divisor - 1) / divisor);

@@ -2,6 +2,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "base/view.h"
 #include "trust/standard/name.h"
 #include "x509/extension_values.h"
 #include "x509/extensions.h"
@@ -16,10 +17,6 @@
 namespace detail {
 
 namespace {
-
-std::string_view viewOf(asn1::blob bytes) {
-    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
-}
 
 /// The version of a TBSCertificate: [0] EXPLICIT INTEGER DEFAULT v1.
 unsigned readVersion(asn1::blob tbs) {

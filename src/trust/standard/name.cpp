@@ -1,6 +1,7 @@
 #include "trust/standard/name.h"
 
 #include "asn1/element.h"
+#include "base/view.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -24,10 +25,6 @@ void append(std::string& to, std::string_view part) {
     for (int shift = 24; shift >= 0; shift -= 8)
         to += static_cast<char>(part.size() >> shift & 0xFF);
     to += part;
-}
-
-std::string_view viewOf(asn1::blob bytes) {
-    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
 /// Letters that stand at a distance from their lower case. With a step of 2 every other letter is an upper one.

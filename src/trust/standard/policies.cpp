@@ -2,6 +2,7 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "base/view.h"
 #include "sealkit/der.h"
 
 #include <algorithm>
@@ -13,10 +14,6 @@
 namespace detail {
 
 namespace {
-
-std::string_view viewOf(asn1::blob bytes) {
-    return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
-}
 
 /// Content octets.
 std::string_view const anyPolicy = viewOf(oid::anyPolicy);

@@ -227,7 +227,7 @@ TEST(EncryptedKeys, CutAnywhereAreRefused) {
 
 TEST(EncryptedKeys, WithAnyBitFlippedAreNeverTakenForAnother) {
     Bytes const der = smallFile(), plain = encodePkcs8PrivateKey(*plainKey("openssl-ed25519"));
-    for (size_t bit = 0; bit < 8 * der.size(); ++bit) {
+    for (size_t bit = 0; bit < 8 * der.size(); bit += test::lessWhenSlow(1, 5)) {
         Bytes flipped = der;
         flipped[bit / 8] ^= static_cast<unsigned char>(1 << bit % 8);
         CapturedOutput const output;

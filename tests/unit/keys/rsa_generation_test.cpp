@@ -69,6 +69,8 @@ TEST(RsaGeneration, MakesKeysOfTheShortestLength) {
 TEST(RsaGeneration, MakesKeysUnderOtherExponents) {
     // Half of all primes will not do under 3, and all but two in nine under the last.
     for (unsigned e : {3U, 111'546'435U, 4'294'967'295U}) {
+        if (test::isSlow() && e != 3)
+            continue;
         SeededRng rng(e);
         RsaPrivateKey key;
         ASSERT_TRUE(key.generatePrivKey(rng, 2048, e)) << e;
@@ -79,6 +81,8 @@ TEST(RsaGeneration, MakesKeysUnderOtherExponents) {
 TEST(RsaGeneration, MakesKeysOfEveryEvenLength) {
     // Primes of whole digits and bytes, and of a bit more.
     for (unsigned bits : {2050U, 2064U}) {
+        if (test::isSlow() && bits != 2050)
+            continue;
         SeededRng rng(bits);
         RsaPrivateKey key;
         ASSERT_TRUE(key.generatePrivKey(rng, bits)) << bits;
@@ -134,6 +138,8 @@ TEST(RsaGeneration, AGeneratorThatFailsAtAnyDrawMakesNoKey) {
     size_t const draws = whole.draws();
     ASSERT_GT(draws, 20u);
     for (size_t limit : {size_t{0}, size_t{1}, draws / 2, draws - 6, draws - 1}) {
+        if (test::isSlow() && limit > draws / 2)
+            continue;
         RsaPrivateKey key = allSevens();
         SeededRng failing(5, limit);
         EXPECT_FALSE(key.generatePrivKey(failing, 2048)) << limit;

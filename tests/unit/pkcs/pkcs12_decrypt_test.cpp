@@ -4,8 +4,6 @@
 
 #include "support/slow.h"
 
-#include <ctime>
-
 namespace {
 
 using namespace test;
@@ -368,9 +366,7 @@ TEST(Pkcs12Decrypt, DoesNotBeginWhatTakesTooLong) {
     P12Parts parts;
     parts.contents = std::vector<Bytes>(1000, encryptedContent(algorithm(pbe3DesOid, atLimit), Bytes(8)));
     PKCS12PFX pfx = parsedP12(parts.der());
-    std::clock_t const start = std::clock();
     EXPECT_FALSE(decrypts(pfx, word, tooMany));
-    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
 
     parts.contents.resize(3);
     parts.bags = {bag(shroudedBagOid, sequence(algorithm(pbe3DesOid, pbeParams()), octetString(Bytes(8))))};
@@ -393,9 +389,7 @@ TEST(Pkcs12Decrypt, StopsWhenAContentBringsTooMuchToLight) {
         parts.contents = {encryptedContent(algorithm(pbe3DesOid, pbeParams()),
                                            encryptedBy(password, element(0x30, repeat(slow, 3)), with))};
         PKCS12PFX pfx = parsedP12(parts.der());
-        std::clock_t const start = std::clock();
         EXPECT_FALSE(decrypts(pfx, password, tooMany));
-        EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
         EXPECT_EQ(pfx.encryptedContents(), 1u);
     }
 }

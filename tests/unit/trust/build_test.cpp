@@ -1,6 +1,5 @@
 #include "chains.h"
 
-#include <chrono>
 #include <gtest/gtest.h>
 
 namespace {
@@ -145,21 +144,23 @@ class LadderStore : public CertificateStore {
 public:
     std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                      asn1::blob) const override {
-        int const step = std::stoi(subject.commonName);
+        questions++;
+        unsigned long const step = std::stoul(subject.commonName);
         return unsignedCa(std::to_string(step), std::to_string((step + 1) % steps));
     }
     std::shared_ptr<X509Crl> findCrl(X509Certificate const&) const override { return nullptr; }
 
-    static constexpr int steps = 20000;
+    static constexpr unsigned steps = 20000;
+    mutable unsigned questions = 0;
 };
 
-TEST(BuildPath, LongChainTakesTimeInProportion) {
+TEST(BuildPath, LongChainTakesAQuestionForEachIssuer) {
+    LadderStore const store;
     CapturedOutput output;
     CertificateChain chain = {unsignedLeaf("Leaf", "0")};
-    auto const before = std::chrono::steady_clock::now();
-    EXPECT_TRUE(x509BuildPath(LadderStore(), chain, nullptr));
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(20));
-    EXPECT_EQ(chain.size(), LadderStore::steps + 1u);
+    EXPECT_TRUE(x509BuildPath(store, chain, nullptr));
+    EXPECT_EQ(chain.size(), LadderStore::steps + 1);
+    EXPECT_LE(store.questions, LadderStore::steps + 1);
     EXPECT_TRUE(output.text().starts_with("trust path: loop skid: ")) << output.text();
 }
 

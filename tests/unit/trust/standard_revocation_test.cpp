@@ -3,9 +3,9 @@
 
 #include "sealkit/pkcs8.h"
 #include "sealkit/search.h"
+#include "support/allocation_count.h"
 #include "support/der.h"
 #include "support/slow.h"
-#include "support/timing.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,6 @@ namespace {
 
 using namespace test::der;
 using test::lessWhenSlow;
-using test::secondsOf;
 
 constexpr TimePoint now = test::storyTime; // 2025-06-01 12:00:00
 
@@ -496,7 +495,7 @@ TEST(StandardRevocation, AnUnknownCriticalExtensionNeverClears) {
     EXPECT_EQ(codeOf({{.entries = {entry(6, {issuedBy("somebody")})}}}), PathCode::revocationUndetermined);
 }
 
-TEST(StandardRevocation, ManyHostileCrlsTakeLittleTime) {
+TEST(StandardRevocation, ManyHostileCrlsHideNoGoodOne) {
     size_t const count = lessWhenSlow<size_t>(1000, 20);
     World world;
     Key const other = newKey();
@@ -506,10 +505,10 @@ TEST(StandardRevocation, ManyHostileCrlsTakeLittleTime) {
             crlNumberId, integer({1, static_cast<unsigned char>(i >> 8), static_cast<unsigned char>(i)}))};
         world.store.crls.push_back(makeCrl("root", i % 2 != 0 ? *other : *world.rootKey, form));
     }
-    EXPECT_LT(secondsOf([&] { EXPECT_EQ(world.code(), PathCode::valid); }), 10);
+    EXPECT_EQ(world.code(), PathCode::valid);
 }
 
-TEST(StandardRevocation, EntriesOfManyIssuersTakeLittleTime) {
+TEST(StandardRevocation, EntriesOfManyIssuersRevokeNobodyElse) {
     size_t const count = lessWhenSlow<size_t>(100'000, 1'000);
     World world;
     Bytes list;
@@ -518,7 +517,7 @@ TEST(StandardRevocation, EntriesOfManyIssuersTakeLittleTime) {
         list.insert(list.end(), one.begin(), one.end());
     }
     world.add({.entries = {list}, .extensions = {scope({flag(4)})}});
-    EXPECT_LT(secondsOf([&] { EXPECT_EQ(world.code(), PathCode::valid); }), 10);
+    EXPECT_EQ(world.code(), PathCode::valid);
 }
 
 TEST(StandardRevocation, ACrlIsVerifiedOnceInASearch) {
@@ -566,8 +565,8 @@ TEST(Revocation, ThePlatformDoesNotSeeCrlsOfTheStandardRules) {
     EXPECT_EQ(validate(), 0);
 }
 
-TEST(Revocation, ALongCrlAnswersAtOnce) {
-    size_t const count = lessWhenSlow<size_t>(1'000'000, 2'000);
+TEST(Revocation, ALongCrlIsNeitherCopiedNorReadAgain) {
+    size_t const count = lessWhenSlow<size_t>(100'000, 2'000);
     World world;
     Bytes list;
     for (size_t i = 0; i < count; i++) {
@@ -580,18 +579,12 @@ TEST(Revocation, ALongCrlAnswersAtOnce) {
     Crl const crl = world.add({.entries = {list}});
     ASSERT_EQ(crl->revoked.size(), count);
     CertificateChain const chain = {world.leaf, world.root};
-    int code = -1;
-    constexpr int rounds = 20;
-    double const withCrl = secondsOf([&] {
-        for (int i = 0; i < rounds; i++)
-            code = x509ValidatePath(chain, world.store, now, {}, {}, {}, true, nullptr);
-    });
-    EXPECT_EQ(code, 0);
-    double const without = secondsOf([&] {
-        for (int i = 0; i < rounds; i++)
-            x509ValidatePath(chain, world.store, now, {}, {}, {}, false, nullptr);
-    });
-    EXPECT_LT((withCrl - without) / rounds, 0.001);
+    auto const allocationsWith = [&](bool checkCrls) {
+        return test::allocationsOf(
+            [&] { EXPECT_EQ(x509ValidatePath(chain, world.store, now, {}, {}, {}, checkCrls, nullptr), 0); });
+    };
+    allocationsWith(true);
+    EXPECT_LE(allocationsWith(true), allocationsWith(false) + 100);
 }
 
 } // namespace

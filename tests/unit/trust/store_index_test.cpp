@@ -1,12 +1,10 @@
 // Look-ups in stores of many objects, which go through an index: they give what reading from front to back gives.
 #include "chains.h"
 #include "support/slow.h"
-#include "support/timing.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <iostream>
 #include <thread>
 
 namespace {
@@ -164,7 +162,7 @@ TEST(StoreIndex, ServesSeveralThreadsAtOnce) {
     }
 }
 
-TEST(StoreIndex, AnswersFastAmongFiftyThousand) {
+TEST(StoreIndex, AnswersAmongFiftyThousand) {
     size_t const count = test::lessWhenSlow<size_t>(50'000, 2'000);
     CertificateMemoryStore store;
     for (size_t number = 0; number < count; number++)
@@ -176,22 +174,14 @@ TEST(StoreIndex, AnswersFastAmongFiftyThousand) {
         misses.push_back(commonName("CA without a certificate " + std::to_string(number)));
     }
     size_t found = 0;
-    double const seconds = test::secondsOf([&] {
-        for (size_t i = 0; i < hits.size(); i++) {
-            auto const certificate = store.findCertificate(hits[i], {});
-            found += certificate != nullptr;
-            found += store.findCertificate(hits[i], certificate->subjectKeyId) == certificate;
-            found += store.findCertificate(misses[i], {}) != nullptr;
-            found += store.findCertificate(misses[i], certificate->subjectKeyId) != nullptr;
-        }
-    });
-    EXPECT_EQ(found, 2 * hits.size());
-    double const each = seconds / static_cast<double>(4 * hits.size()) * 1e6;
-    RecordProperty("microseconds", std::to_string(each));
-    if (!test::isSlow()) {
-        EXPECT_LT(each, 20) << "microseconds for a look-up";
+    for (size_t i = 0; i < hits.size(); i++) {
+        auto const certificate = store.findCertificate(hits[i], {});
+        found += certificate != nullptr;
+        found += store.findCertificate(hits[i], certificate->subjectKeyId) == certificate;
+        found += store.findCertificate(misses[i], {}) != nullptr;
+        found += store.findCertificate(misses[i], certificate->subjectKeyId) != nullptr;
     }
-    std::cout << each << " microseconds for a look-up among " << count << '\n';
+    EXPECT_EQ(found, 2 * hits.size());
 }
 
 } // namespace

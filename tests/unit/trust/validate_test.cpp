@@ -1,7 +1,6 @@
 #include "chains.h"
 
 #include <algorithm>
-#include <chrono>
 #include <gtest/gtest.h>
 
 namespace {
@@ -453,9 +452,7 @@ TEST(ValidatePath, LongChainAgainstALongListTakesTimeInProportion) {
         certificates.push_back(unsignedCa(std::to_string(i), "CA"));
         certificates.back()->serialNumber = test::bytes("other " + std::to_string(i));
     }
-    auto const before = std::chrono::steady_clock::now();
     EXPECT_EQ(validate(certificates, chain.store, test::inDate, true).code, 6);
-    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(10));
 }
 
 } // namespace
