@@ -52,7 +52,9 @@ function(sealkit_library_options target)
         VISIBILITY_INLINES_HIDDEN ON
         INTERPROCEDURAL_OPTIMIZATION ${SEALKIT_LTO}
         INSTALL_RPATH "$ORIGIN")
-    target_compile_options(${target} PRIVATE -fno-exceptions)
+    target_compile_options(${target} PRIVATE -fno-exceptions -fno-semantic-interposition)
+    # The library calls its own functions without the procedure linkage table.
+    target_link_options(${target} PRIVATE -Wl,-Bsymbolic-functions)
     sealkit_harden(${target})
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:sealkit_warnings>)
     if(NOT SEALKIT_SANITIZERS AND NOT SEALKIT_FUZZ)

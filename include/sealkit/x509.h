@@ -128,11 +128,9 @@ protected:
     X509Base& operator=(X509Base const&) = default;
     X509Base& operator=(X509Base&&) noexcept = default;
 
-    /// The identifier and length octets of the object as it was unpacked, and its last two elements.
-    /// `serialize` uses them as long as they match the members.
-    std::vector<unsigned char> unpackedHeader;
-    std::vector<unsigned char> unpackedAlgorithm;
-    std::vector<unsigned char> unpackedSignature;
+    /// The identifier and length octets of the object as it was unpacked, its algorithm, and its signature where DER
+    /// would encode that differently, one after the other. `serialize` uses them as long as they match the members.
+    std::vector<unsigned char> unpackedFrame;
 
 private:
     friend bool detail::unpack(detail::Reading& reading, asn1::blob object, X509Base& to,
@@ -240,6 +238,9 @@ public:
     std::vector<X509Extension> extensions() const;
 
 private:
+    /// Empties the object and keeps its storage.
+    void clear();
+
     std::vector<unsigned char> issuerElement;  ///< As `setIssuer` took it.
     std::vector<unsigned char> subjectElement; ///< As `setSubject` took it.
     std::optional<unsigned> maxPathLength;

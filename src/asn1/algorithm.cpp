@@ -70,8 +70,7 @@ bool detail::readAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdenti
     if (oid.start == nullptr)
         return false;
     to.oid = copyOf(oid);
-    // Without parameters this is the OID element again.
-    to.params = copyOf(params.empty() ? content : params);
+    to.params = copyOf(paramsOrOid(content, params));
     return isGood;
 }
 

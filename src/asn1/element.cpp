@@ -110,6 +110,30 @@ bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned cha
     return reading.refuse(id, at, std::move(facts));
 }
 
+bool take(Level& level, unsigned expected, asn1::blob* content, char const* field) {
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    asn1::blob const taken = level.value();
+    bool const isGood = advance(level);
+    *content = isGood ? taken : asn1::blob();
+    return isGood || refuseElement(level, asn1::parser::endTag);
+}
+
+bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field) {
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    asn1::blob const taken(level.tlvStart, level.valueEnd);
+    bool const isGood = advance(level);
+    *element = isGood ? taken : asn1::blob();
+    return isGood || refuseElement(level, asn1::parser::endTag);
+}
+
+bool enter(Level& level, unsigned expected, char const* field) {
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    return level.enter(expected) || refuseElement(level, asn1::parser::endTag);
+}
+
 bool takeInteger(Level& level, asn1::blob* content, char const* field) {
     unsigned char const* const place = level.tlvStart;
     if (!take(level, tag::integer, content, field))
@@ -125,6 +149,12 @@ bool takeUInt(Level& level, unsigned* number, char const* field) {
 }
 
 bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content, char const* field) {
+    // Nothing else follows most headers of two octets.
+    constexpr unsigned char longForm = 0x80;
+    if (der.size() >= 2 && der[0] == expected && der[1] < longForm && der[1] == der.size() - 2) {
+        *content = asn1::blob(der.start + 2, der.finish);
+        return true;
+    }
     Level const level(reading, der);
     // What begins with another tag is something else, not a damaged element.
     if (level.tag == asn1::parser::errorTag && !der.empty() && der[0] != expected)
@@ -136,6 +166,13 @@ bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* c
     return level.valueEnd == level.finish ||
            reading.refuse(RefusalId::trailingBytes, level.valueEnd,
                           {{"bytes", std::to_string(level.finish - level.valueEnd)}});
+}
+
+size_t countElements(asn1::parser level) {
+    size_t count = 0;
+    for (; level.tag != asn1::parser::endTag && level.tag != asn1::parser::errorTag; advance(level))
+        count++;
+    return count;
 }
 
 } // namespace detail

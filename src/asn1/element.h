@@ -34,20 +34,10 @@ bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned cha
 std::string tagText(unsigned tag);
 
 /// Takes the content of the current element, which must have the tag `expected`.
-inline bool take(Level& level, unsigned expected, asn1::blob* content, char const* field = nullptr) {
-    if (level.tag != expected)
-        return refuseElement(level, expected, field);
-    *content = level.take();
-    return level.tag != asn1::parser::errorTag || refuseElement(level, asn1::parser::endTag);
-}
+bool take(Level& level, unsigned expected, asn1::blob* content, char const* field = nullptr);
 
 /// The same with identifier and length octets.
-inline bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field = nullptr) {
-    if (level.tag != expected)
-        return refuseElement(level, expected, field);
-    *element = level.takeWhole();
-    return level.tag != asn1::parser::errorTag || refuseElement(level, asn1::parser::endTag);
-}
+bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field = nullptr);
 
 /// Takes the content of an INTEGER, which has at least one octet (X.690, section 8.3.1).
 bool takeInteger(Level& level, asn1::blob* content, char const* field = nullptr);
@@ -56,11 +46,7 @@ bool takeInteger(Level& level, asn1::blob* content, char const* field = nullptr)
 bool takeUInt(Level& level, unsigned* number, char const* field = nullptr);
 
 /// Goes down into the current element, which must have the tag `expected`.
-inline bool enter(Level& level, unsigned expected, char const* field = nullptr) {
-    if (level.tag != expected)
-        return refuseElement(level, expected, field);
-    return level.enter(expected) || refuseElement(level, asn1::parser::endTag);
-}
+bool enter(Level& level, unsigned expected, char const* field = nullptr);
 
 /// Whether the level was read to its end, and without error. Refuses nothing.
 inline bool atEnd(asn1::parser const& level) { return level.tag == asn1::parser::endTag; }
@@ -72,6 +58,9 @@ inline bool finish(Level const& level) { return atEnd(level) || refuseElement(le
 bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content,
               char const* field = nullptr);
 
+/// The number of elements from the current one on, as far as they are well-formed.
+size_t countElements(asn1::parser level);
+
 /// Ignores an element that may be absent.
 inline void skipOptional(asn1::parser& level, unsigned optional) {
     if (level.tag == optional)
@@ -79,5 +68,8 @@ inline void skipOptional(asn1::parser& level, unsigned optional) {
 }
 
 inline std::vector<unsigned char> copyOf(asn1::blob bytes) { return {bytes.begin(), bytes.end()}; }
+inline void assign(std::vector<unsigned char>& to, asn1::blob bytes) {
+    to.assign(bytes.begin(), bytes.end());
+}
 
 } // namespace detail

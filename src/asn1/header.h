@@ -1,7 +1,8 @@
-/// The identifier and length octets of an element (ITU-T X.690, sections 8.1.2 and 8.1.3).
+/// The identifier and length octets of an element (ITU-T X.690, sections 8.1.2 and 8.1.3), and the step of a parser from
+/// one element to the next.
 #pragma once
 
-#include "sealkit/blob.h"
+#include "sealkit/asn1.h"
 
 namespace detail {
 
@@ -18,35 +19,27 @@ enum class HeaderError : unsigned char {
 ///
 /// Lengths that could be shorter are accepted (BER's form, section 8.1.3.5): old tools write them. Lengths are
 /// compared with what is left before any pointer moves, so none can wrap.
-inline HeaderError takeHeader(asn1::blob& rest, unsigned* tag, size_t* length) {
-    *tag = rest.pop_front();
-    if ((*tag & 0x1F) == 0x1F) {
-        unsigned char octet;
-        do {
-            if (rest.empty())
-                return HeaderError::truncated;
-            if (*tag >= 0x1000000)
-                return HeaderError::unsupportedTag;
-            octet = rest.pop_front();
-            *tag = (*tag << 8) + (octet & 0x7F);
-        } while (octet & 0x80);
+HeaderError takeHeader(asn1::blob& rest, unsigned* tag, size_t* length);
+
+/// `asn1::parser::next` for every element, the end and an error. Kept out of the calls that most elements need.
+[[gnu::noinline]] bool advanceAnywhere(asn1::parser& at);
+
+/// `asn1::parser::next`, inlined into the library's own steps for the end and for a header of two octets, as most have.
+inline bool advance(asn1::parser& at) {
+    unsigned char const* const header = at.start;
+    size_t const left = static_cast<size_t>(at.finish - header);
+    if (left == 0 && at.tag != asn1::parser::errorTag) {
+        at.tag = asn1::parser::endTag;
+        return true;
     }
-    if (rest.empty())
-        return HeaderError::truncated;
-    *length = rest.pop_front();
-    if (*length & 0x80) {
-        size_t octets = *length & 0x7F;
-        if (octets == 0)
-            return HeaderError::indefiniteLength;
-        if (octets > 4)
-            return HeaderError::unsupportedLength;
-        if (octets > rest.size())
-            return HeaderError::truncated;
-        *length = 0;
-        while (octets-- > 0)
-            *length = (*length << 8) + rest.pop_front();
-    }
-    return *length > rest.size() ? HeaderError::truncated : HeaderError::none;
+    if (at.tag == asn1::parser::errorTag || left < 2 || (header[0] & 0x1F) == 0x1F || header[1] > left - 2 ||
+        header[1] >= 0x80)
+        return advanceAnywhere(at);
+    at.tag = header[0];
+    at.tlvStart = header;
+    at.valueStart = header + 2;
+    at.valueEnd = at.start = header + 2 + header[1];
+    return true;
 }
 
 } // namespace detail

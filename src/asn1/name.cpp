@@ -3,6 +3,7 @@
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "asn1/tags.h"
+#include "base/view.h"
 #include "sealkit/asn1.h"
 #include "sealkit/der.h"
 #include "sealkit/oid.h"
@@ -39,9 +40,26 @@ bool isStringTag(unsigned valueTag) {
            valueTag == tag::bmpString;
 }
 
-std::string toString(asn1::blob bytes) { return {bytes.begin(), bytes.end()}; }
+std::string toString(asn1::blob bytes) { return std::string(detail::viewOf(bytes)); }
+
+/// The member that holds attributes of that type; null for an unknown one.
+std::string* findMember(DistinguishedName& name, asn1::blob type) {
+    if (type.empty())
+        return nullptr;
+    // The rows differ in the last octet.
+    for (Attribute const& row : attributes)
+        if (row.oid.finish[-1] == type.finish[-1] && row.oid == type)
+            return &(name.*row.member);
+    return nullptr;
+}
 
 } // namespace
+
+void detail::clear(DistinguishedName& name) {
+    name.other.clear();
+    for (Attribute const& row : attributes)
+        (name.*row.member).clear();
+}
 
 /// Name ::= SEQUENCE OF SET OF SEQUENCE { type OBJECT IDENTIFIER, value ANY }
 bool detail::readName(Reading& reading, asn1::blob name, DistinguishedName& to) {
@@ -58,7 +76,9 @@ bool detail::readName(Reading& reading, asn1::blob name, DistinguishedName& to) 
             return false;
         if (!isStringTag(attribute.tag))
             continue;
-        if (!to.setAttr(type, toString(attribute.value()))) {
+        if (std::string* const member = findMember(to, type)) {
+            *member = toString(attribute.value());
+        } else {
             if (reading.isStated())
                 reading.note("unknown name attr: " + oidStr(type));
             to.other.emplace_back(set.begin(), set.end());
@@ -122,13 +142,10 @@ bool DistinguishedName::empty() const {
 }
 
 bool DistinguishedName::setAttr(asn1::blob type, std::string const& value) {
-    for (Attribute const& row : attributes) {
-        if (row.oid == type) {
-            this->*row.member = value;
-            return true;
-        }
-    }
-    return false;
+    std::string* const member = findMember(*this, type);
+    if (member != nullptr)
+        *member = value;
+    return member != nullptr;
 }
 
 bool operator==(DistinguishedName const& a, DistinguishedName const& b) {
@@ -138,14 +155,20 @@ bool operator==(DistinguishedName const& a, DistinguishedName const& b) {
     return true;
 }
 
+bool detail::setGeneralName(unsigned tag, asn1::blob content, GeneralName& to) {
+    to.type = tag & 0x7F;
+    to.data = toString(content);
+    return to.type != GeneralName::ipAddress || content.size() == 4 || content.size() == 16;
+}
+
 bool detail::readGeneralName(Reading& reading, asn1::blob name, GeneralName& to) {
     asn1::parser element(name);
-    to.type = element.tag & 0x7F;
-    to.data = toString(element.take());
-    size_t const octets = to.data.size();
-    return to.type != GeneralName::ipAddress || octets == 4 || octets == 16 ||
-           reading.refuse(RefusalId::malformedGeneralName, name,
-                          {{"expected", "an address of 4 or 16 octets"}, {"found", std::to_string(octets)}});
+    unsigned const elementTag = element.tag;
+    asn1::blob const content = element.take();
+    return setGeneralName(elementTag, content, to) ||
+           reading.refuse(
+               RefusalId::malformedGeneralName, name,
+               {{"expected", "an address of 4 or 16 octets"}, {"found", std::to_string(content.size())}});
 }
 
 bool GeneralName::parse(asn1::blob name) { return parse(name, nullptr); }

@@ -9,8 +9,14 @@
 
 namespace detail {
 
+/// Empties a name.
+void clear(DistinguishedName& name);
+
 /// `DistinguishedName::parse`. Notes each unknown attribute.
 bool readName(Reading& reading, asn1::blob name, DistinguishedName& to);
+
+/// Sets `to` to the name of an element with that tag and content. False for an address of other than 4 or 16 octets.
+bool setGeneralName(unsigned tag, asn1::blob content, GeneralName& to);
 
 /// `GeneralName::parse`.
 bool readGeneralName(Reading& reading, asn1::blob name, GeneralName& to);
@@ -27,6 +33,11 @@ bool readAlgorithm(Reading& reading, asn1::blob content, asn1::blob* oid, asn1::
 
 /// The same for the AlgorithmIdentifier at `level`. `field` names it in refusals.
 bool takeAlgorithm(Level& level, asn1::blob* oid, asn1::blob* params, char const* field = nullptr);
+
+/// What `AlgorithmIdentifier::params` holds: where parameters are absent, the encoding of the object identifier again.
+inline asn1::blob paramsOrOid(asn1::blob content, asn1::blob params) {
+    return params.empty() ? content : params;
+}
 
 /// `parse(AlgorithmIdentifier&, content)`, where absent parameters are a copy of the object identifier's encoding.
 bool readAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to);

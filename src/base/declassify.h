@@ -15,11 +15,13 @@ namespace detail {
 
 /// Everything that a quiet operation may tell.
 enum class Told {
-    signature,  ///< What the caller publishes: r and s, R and S.
-    publicKey,  ///< What belongs to the public half of a key.
-    retry,      ///< Whether a candidate was in range: the next one is independent of it.
-    keyInRange, ///< Whether the secret of a key is one that signs at all.
-    keyLength,  ///< How many digits a number of a key has.
+    signature,     ///< What the caller publishes: r and s, R and S.
+    publicKey,     ///< What belongs to the public half of a key.
+    retry,         ///< Whether a candidate was in range: the next one is independent of it.
+    keyInRange,    ///< Whether the secret of a key is one that signs at all.
+    keyConsistent, ///< Whether the members of a key are consistent.
+    keyLength,     ///< How many digits a number of a key has, and how many bits a prime.
+    padding,       ///< Whether a decrypted block is padded as it must be, and where its message begins.
 };
 
 /// Says that the bytes at `memory` may be acted on. Costs nothing but in the build for memcheck.

@@ -54,19 +54,19 @@ void div(BigNum const& a, BigNum const& b, BigNum* q, BigNum* r) {
     size_t divisorDigits = low + bDigits;
     size_t dividendDigits = detail::limbCount<NativeLimb>(low + a.size() + 1) * step;
 
-    BigNum shifted;
+    decltype(b.digits) shifted; // Without storage until it is needed.
     Digit const* divisor = b.digits.data();
     if (shift != 0 || low != 0 || q == &b || r == &b) {
-        shifted.digits.resize(divisorDigits);
-        normalise(shifted.digits.data(), divisorDigits, divisor, bDigits, low, shift);
-        divisor = shifted.digits.data();
+        shifted.resize(divisorDigits);
+        normalise(shifted.data(), divisorDigits, divisor, bDigits, low, shift);
+        divisor = shifted.data();
     }
 
-    BigNum unwanted;
-    BigNum& remainder = r != nullptr ? *r : unwanted;
+    decltype(b.digits) unwanted;
+    auto& remainder = r != nullptr ? r->digits : unwanted;
     size_t aDigits = a.size();
-    remainder.digits.resize(dividendDigits);
-    Digit* rest = remainder.digits.data();
+    remainder.resize(dividendDigits);
+    Digit* rest = remainder.data();
     normalise(rest, dividendDigits, a.digits.data(), aDigits, low, shift);
 
     Digit* quotient = nullptr;
@@ -78,6 +78,8 @@ void div(BigNum const& a, BigNum const& b, BigNum* q, BigNum* r) {
                                          divisorDigits / step);
     if (q != nullptr)
         q->clamp();
+    if (r == nullptr)
+        return;
     detail::shiftRight<NativeLimb>(rest, rest + low, bDigits, shift);
-    detail::fit(remainder, bDigits);
+    detail::fit(*r, bDigits);
 }

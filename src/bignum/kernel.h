@@ -434,6 +434,15 @@ SEALKIT_INLINED inline void reduceRows(Digit* t, Digit const* m, size_t digits, 
     });
 }
 
+/// -1/m modulo 2^32 for an odd m with the lowest digit m0: Newton's iteration doubles the number of bits that are right,
+/// 4, 8, 16, 32. The last step also turns the sign.
+inline Digit negativeInverse(Digit m0) {
+    Digit x = m0 + ((m0 + 2) * 2 & 8);
+    for (int i = 0; i < 3; ++i)
+        x *= 2 - m0 * x;
+    return (m0 * x - 2) * x;
+}
+
 /// -1/m modulo the limb's base, from -1/m modulo 2^32: one more of Newton's steps.
 template <typename Limb>
 inline Limb negativeInverse(Digit const* m, size_t digits, Digit n0inv) {

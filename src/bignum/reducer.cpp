@@ -17,13 +17,7 @@ BigNum const RedNum::mod1 = bn2(1, 0);
 Reducer const RedNum::emptyReducer(RedNum::mod1);
 
 MontgomeryReducer::MontgomeryReducer(BigNum const& m) : Reducer(m) {
-    // Newton's iteration doubles the number of bits that are right: 4, 8, 16, 32. The last step also
-    // turns the sign.
-    unsigned m0 = m.digits[0];
-    unsigned x = m0 + ((m0 + 2) * 2 & 8);
-    for (int i = 0; i < 3; ++i)
-        x *= 2 - m0 * x;
-    n0inv = (m0 * x - 2) * x;
+    n0inv = detail::negativeInverse(m.digits[0]);
 
     // 2^(32k) mod m without a division: from the highest power of two within m, by doubling.
     unsigned topBit = m.bits() - 1;

@@ -1,10 +1,10 @@
 #include "keys/rsa_encryption.h"
 
+#include "base/declassify.h"
 #include "base/secret_bytes.h"
 #include "keys/rsa_operation.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace detail {
 
@@ -58,19 +58,17 @@ std::vector<unsigned char> encryptPkcs1(RsaPublicKey const& key, asn1::blob mess
               block.value.begin() + static_cast<std::ptrdiff_t>(separator) + 1);
 
     // The leading 00 keeps the number below the modulus.
-    std::optional<BigNum> const encrypted = publicPower(key, BigNum(asn1::blob(block)));
-    return encrypted ? encrypted->bin(length) : std::vector<unsigned char>();
+    return publicPower(key, block);
 }
 
 bool decryptPkcs1(RsaPrivateKey const& key, asn1::blob encrypted, std::vector<unsigned char>& message) {
     unsigned const length = modulusLength(key);
     if (encrypted.size() != length || length < encryptionOverhead)
         return false;
-    std::optional<BigNum> const power = privatePower(key, BigNum(encrypted));
-    if (!power)
+    SecretBytes const block(privatePower(key, encrypted));
+    if (block.value.empty())
         return false;
-    SecretBytes const block(power->bin(length));
-    size_t const start = findMessage(block);
+    size_t const start = declassified(Told::padding, findMessage(block));
     if (start == 0)
         return false;
     message.assign(block.value.begin() + static_cast<std::ptrdiff_t>(start), block.value.end());

@@ -103,16 +103,16 @@ bool verifyPss(Reading& reading, RsaPublicKey const& key, PssParameters const& p
     size_t const hashLength = digest.size();
     if (signature.size() != modulusLength(key) || digest.empty())
         return refuse();
-    std::optional<BigNum> const opened = publicPower(key, BigNum(signature));
-    if (!opened)
+    std::vector<unsigned char> const opened = publicPower(key, signature);
+    if (opened.empty())
         return reading.refuse(isUsable(key) ? RefusalId::signatureMismatch : RefusalId::rsaKeyUnusable,
                               signature);
 
     // EMSA-PSS-VERIFY (RFC 8017, section 9.1.2) of modBits - 1 bits: where those are whole octets, one fewer than the modulus has.
     unsigned const bits = key.n.bits() - 1;
-    if (opened->bits() > bits)
+    if (BigNum(asn1::blob(opened)).bits() > bits)
         return refuse();
-    std::vector<unsigned char> block = opened->bin((bits + 7) / 8);
+    std::vector<unsigned char> block(opened.end() - (bits + 7) / 8, opened.end());
     if (block.size() < hashLength + 2 || parameters.saltLength > block.size() - hashLength - 2 ||
         block.back() != trailer)
         return refuse();

@@ -17,8 +17,8 @@ namespace tag = detail::tag;
 /// A signature block begins with 00 01 and at least eight FF (RFC 8017, section 9.2, step 3).
 constexpr size_t minPaddingBytes = 8;
 
-/// F4, the least public exponent under which a signature cannot be made of bytes that nobody looks at.
-constexpr unsigned leastForgivingExponent = 65537;
+/// The bits of F4, 65537, the least public exponent under which a signature cannot be made of bytes that nobody looks at.
+constexpr unsigned leastForgivingBits = 17;
 
 /// What stands behind the padding of a decrypted signature block, which must be 00, 01, at least
 /// eight FF, 00.
@@ -58,10 +58,9 @@ bool hasDigestInfo(HashID hashId) { return !getHashOid(hashId).empty(); }
 
 bool detail::verifyHashed(Reading& reading, RsaPublicKey const& key, HashID hashId, asn1::blob digest,
                           asn1::blob sig) {
-    std::optional<BigNum> const opened = publicPower(key, BigNum(sig));
-    if (!opened)
+    std::vector<unsigned char> const block = publicPower(key, sig);
+    if (block.empty())
         return reading.refuse(isUsable(key) ? RefusalId::signatureMismatch : RefusalId::rsaKeyUnusable, sig);
-    std::vector<unsigned char> const block = opened->bin(modulusLength(key));
     std::optional<asn1::blob> const payload = payloadOf(block);
     if (!payload)
         return reading.refuse(RefusalId::signatureMismatch, sig);
@@ -76,8 +75,7 @@ bool detail::verifyHashed(Reading& reading, RsaPublicKey const& key, HashID hash
         return reading.refuse(RefusalId::signatureMismatch, sig);
     // The parameters may be any bytes, and under a small exponent any bytes suffice to make a block
     // that is the power of a number: a forgery without the private key (Bleichenbacher, CRYPTO 2006).
-    return key.e >= bn64(leastForgivingExponent) ||
-           *payload == asn1::blob(encodeDigestInfo(hashId, digest)) ||
+    return key.e.bits() >= leastForgivingBits || *payload == asn1::blob(encodeDigestInfo(hashId, digest)) ||
            *payload == asn1::blob(encodeDigestInfoWithoutNull(hashId, digest)) ||
            reading.refuse(RefusalId::digestParameters, *payload);
 }
@@ -111,6 +109,5 @@ std::vector<unsigned char> RsaPrivateKey::signHashed(HashID hashId, asn1::blob d
     std::copy(digestInfo.begin(), digestInfo.end(), block.begin() + static_cast<ptrdiff_t>(separator) + 1);
 
     // The leading 00 keeps the number below the modulus.
-    std::optional<BigNum> const signature = detail::privatePower(*this, BigNum(asn1::blob(block)));
-    return signature ? signature->bin(length) : std::vector<unsigned char>();
+    return detail::privatePower(*this, block);
 }

@@ -111,7 +111,7 @@ public:
     void addExtensions(TimeStampInfo const& info) {
         Refusal refusal;
         detail::Reading reading(info.extensions, &refusal);
-        std::vector<X509Extension> extensions;
+        detail::ExtensionList extensions;
         if (!detail::readExtensions(reading, info.extensions, &extensions))
             return add(Id::malformedExtensions, {{"reason", getReasonText(refusal.id).sentence}});
         auto const critical = std::ranges::find(extensions, true, &X509Extension::critical);

@@ -13,6 +13,7 @@
 #include "x509/writer.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <ostream>
@@ -124,16 +125,11 @@ private:
     }
 };
 
-/// Known extensions that the library does not act on: ignored even when critical.
+/// Known extensions outside of id-ce that the library does not act on: ignored even when critical.
 bool isIgnored(asn1::blob id) {
     static constexpr std::span<unsigned char const> ignored[] = {
         oid::authorityInfoAccess,
         oid::subjectInfoAccess,
-        oid::certificatePolicies,
-        oid::policyMappings,
-        oid::issuerAltName,
-        oid::freshestCrl,
-        oid::subjectDirectoryAttributes,
         oid::signedCertificateTimestamps,
     };
     for (std::span<unsigned char const> known : ignored)
@@ -167,12 +163,12 @@ bool readExtKeyUsage(Reading& reading, X509Certificate& certificate, X509Extensi
 }
 
 bool readBasicConstraints(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
-    BasicConstraints constraints;
+    detail::BasicConstraintsFields constraints;
     if (!detail::readBasicConstraints(reading, extension.value, &constraints))
         return false;
     certificate.basicConstraints = constraints.isCa ? 1 : 2;
-    if (constraints.pathLength)
-        certificate.setPathLength(toPathLength(*constraints.pathLength));
+    if (constraints.pathLength.start != nullptr)
+        certificate.setPathLength(toPathLength(constraints.pathLength));
     return true;
 }
 
@@ -248,25 +244,37 @@ bool readInhibitAnyPolicy(Reading& reading, X509Certificate&, X509Extension cons
     return isUnsupportedAccepted(reading, "inhibit any policy", extension);
 }
 
+/// What the library knows and does not act on, critical or not.
+bool ignore(Reading&, X509Certificate&, X509Extension const&) { return true; }
+
+/// The readers of the extensions in id-ce, 2.5.29 (RFC 5280, section 4.2.1), by the last arc.
+constexpr struct {
+    unsigned char arc;
+    bool (*read)(Reading&, X509Certificate&, X509Extension const&);
+} readers[] = {
+    {oid::keyUsage[2], readKeyUsage},
+    {oid::extKeyUsage[2], readExtKeyUsage},
+    {oid::basicConstraints[2], readBasicConstraints},
+    {oid::subjectKeyIdentifier[2], readSubjectKeyId},
+    {oid::authorityKeyIdentifier[2], readAuthorityKeyId},
+    {oid::subjectAltName[2], readSubjectAltName},
+    {oid::crlDistributionPoints[2], readCrlDistributionPoints},
+    {oid::nameConstraints[2], readNameConstraints},
+    {oid::policyConstraints[2], readPolicyConstraints},
+    {oid::inhibitAnyPolicy[2], readInhibitAnyPolicy},
+    {oid::certificatePolicies[2], ignore},
+    {oid::policyMappings[2], ignore},
+    {oid::issuerAltName[2], ignore},
+    {oid::freshestCrl[2], ignore},
+    {oid::subjectDirectoryAttributes[2], ignore},
+};
+
 bool readExtension(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
-    static constexpr struct {
-        std::span<unsigned char const> oid;
-        bool (*read)(Reading&, X509Certificate&, X509Extension const&);
-    } readers[] = {
-        {oid::keyUsage, readKeyUsage},
-        {oid::extKeyUsage, readExtKeyUsage},
-        {oid::basicConstraints, readBasicConstraints},
-        {oid::subjectKeyIdentifier, readSubjectKeyId},
-        {oid::authorityKeyIdentifier, readAuthorityKeyId},
-        {oid::subjectAltName, readSubjectAltName},
-        {oid::crlDistributionPoints, readCrlDistributionPoints},
-        {oid::nameConstraints, readNameConstraints},
-        {oid::policyConstraints, readPolicyConstraints},
-        {oid::inhibitAnyPolicy, readInhibitAnyPolicy},
-    };
-    for (auto const& reader : readers)
-        if (asn1::blob(reader.oid) == extension.oid)
-            return reader.read(reading, certificate, extension);
+    asn1::blob const id = extension.oid;
+    if (id.size() == std::size(oid::keyUsage) && id[0] == oid::keyUsage[0] && id[1] == oid::keyUsage[1])
+        for (auto const& reader : readers)
+            if (reader.arc == id[2])
+                return reader.read(reading, certificate, extension);
     if (isIgnored(extension.oid))
         return true;
     if (reading.isStated())
@@ -349,6 +357,25 @@ void dumpConstraint(std::ostream& out, char const* title, GeneralName const& con
 
 X509Certificate::~X509Certificate() = default;
 
+void X509Certificate::clear() {
+    for (std::vector<unsigned char>* bytes :
+         {&tbs, &signatureAlgorithm.oid, &signatureAlgorithm.params, &signature, &unpackedFrame,
+          &serialNumber, &subjectPublicKeyInfo, &subjectKeyId, &authorityKeyId, &issuerElement,
+          &subjectElement})
+        bytes->clear();
+    notBefore = notAfter = TimePoint();
+    detail::clear(issuer);
+    detail::clear(subject);
+    selfSigned = false;
+    keyUsage = extKeyUsage = basicConstraints = 0;
+    subjectAltNames.clear();
+    crlDistributionPoints.clear();
+    nameConstraintPermitted = GeneralName();
+    nameConstraintExcluded = GeneralName();
+    maxPathLength.reset();
+    unsupported.reset();
+}
+
 bool X509Certificate::parse(unsigned char const* data, unsigned len) {
     asn1::blob const der(data, len);
     Reading reading(der);
@@ -366,7 +393,6 @@ bool X509Certificate::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
 }
 
 bool detail::readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& to, asn1::blob* keyInfo) {
-    to = X509Certificate();
     SignedParts parts;
     Outline outline;
     if (!unpack(reading, der, to, &parts) || !outline.read(reading, parts.tbs) ||
@@ -377,11 +403,11 @@ bool detail::readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& 
         !readField(reading, "notAfter", readTime, outline.notAfter, &to.notAfter) ||
         !readField(reading, "subject", readName, outline.subject, to.subject))
         return false;
-    to.serialNumber = copyOf(outline.serialNumber);
-    to.subjectPublicKeyInfo = copyOf(outline.subjectPublicKeyInfo);
+    assign(to.serialNumber, outline.serialNumber);
+    assign(to.subjectPublicKeyInfo, outline.subjectPublicKeyInfo);
     *keyInfo = outline.subjectPublicKeyInfo;
 
-    std::vector<X509Extension> list;
+    ExtensionList list;
     if (!readExtensions(reading, outline.extensions, &list) || !readEach(reading, list, to, readExtension))
         return false;
     to.selfSigned = outline.issuer == outline.subject &&
@@ -390,6 +416,7 @@ bool detail::readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& 
 }
 
 bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
+    to.clear();
     asn1::blob keyInfo;
     reading.takeMark();
     if (!readWithKeyInfo(reading, der, to, &keyInfo))

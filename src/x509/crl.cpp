@@ -118,7 +118,7 @@ struct Entry {
 
 /// `list` is room to work in.
 bool readEntry(Reading& reading, asn1::blob content, RevokedCertificate& to, EntryExtensions& extensions,
-               std::vector<X509Extension>* list) {
+               detail::ExtensionList* list) {
     Entry entry;
     if (!entry.read(reading, content) ||
         !detail::readField(reading, "revocationDate", detail::readTime, entry.revocationDate,
@@ -196,7 +196,7 @@ bool writeEntry(DerEncoder& to, RevokedCertificate& revoked, Entry const& before
     to.begin(tag::sequence).add(tag::integer, revoked.serialNumber);
     if (!detail::addTime(to, revoked.revocationDate, before.revocationDate))
         return false;
-    std::vector<X509Extension> extensionsBefore;
+    detail::ExtensionList extensionsBefore;
     Reading silent;
     detail::readExtensions(silent, before.extensions, &extensionsBefore);
     EntryExtensions was;
@@ -276,7 +276,7 @@ bool detail::read(Reading& reading, asn1::blob der, X509Crl& to) {
          !readField(reading, "nextUpdate", readTime, outline.nextUpdate, &to.nextUpdate)))
         return false;
 
-    std::vector<X509Extension> list;
+    ExtensionList list;
     EntryIssuers issuers;
     Level entries(reading, outline.revoked);
     asn1::blob entry;

@@ -37,6 +37,15 @@ bool readPolicyIdentifiers(Reading& reading, asn1::blob value, ObjectIdentifiers
     });
 }
 
+bool keepBasicConstraints(Reading& reading, asn1::blob value, BasicConstraints* to) {
+    BasicConstraintsFields fields;
+    bool const isGood = readBasicConstraints(reading, value, &fields);
+    to->isCa = fields.isCa;
+    if (fields.pathLength.start != nullptr)
+        to->pathLength = copyOf(fields.pathLength);
+    return isGood;
+}
+
 bool readAnyNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to) {
     return readNameConstraints(reading, value, to, SubtreeBounds::ignored);
 }
@@ -59,7 +68,7 @@ bool readAccess(Reading& reading, asn1::blob value, std::vector<AccessDescriptio
 } // namespace
 
 /// BasicConstraints ::= SEQUENCE { cA BOOLEAN DEFAULT FALSE, pathLenConstraint INTEGER OPTIONAL }
-bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraints* to) {
+bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraintsFields* to) {
     asn1::blob content;
     if (!readOnly(reading, value, tag::sequence, &content))
         return false;
@@ -67,7 +76,7 @@ bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraints* 
     if (fields.tag == tag::boolean && !takeBoolean(fields, &to->isCa, "cA"))
         return false;
     if (fields.tag == tag::integer)
-        to->pathLength = copyOf(fields.take());
+        to->pathLength = fields.take();
     return finish(fields);
 }
 
@@ -215,7 +224,7 @@ bool readCrlNumber(Reading& reading, asn1::blob value, std::vector<unsigned char
 } // namespace detail
 
 bool parseBasicConstraints(asn1::blob value, BasicConstraints* to, Refusal* refusal) {
-    return detail::parse(detail::readBasicConstraints, value, to, refusal);
+    return detail::parse(detail::keepBasicConstraints, value, to, refusal);
 }
 
 bool parseNameConstraints(asn1::blob value, NameSubtrees* to, Refusal* refusal) {

@@ -8,8 +8,12 @@
 
 namespace detail {
 
-/// BasicConstraints (RFC 5280, section 4.2.1.9).
-bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraints* to);
+/// BasicConstraints (RFC 5280, section 4.2.1.9), as views of what is read.
+struct BasicConstraintsFields {
+    bool isCa = false;
+    asn1::blob pathLength; ///< Content of an INTEGER; a null `start` if it is absent.
+};
+bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraintsFields* to);
 
 /// Whether subtrees may have a minimum other than 0 or a maximum, which RFC 5280, section 4.2.1.10, forbids.
 enum class SubtreeBounds : bool { ignored, refused };

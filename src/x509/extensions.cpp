@@ -3,6 +3,7 @@
 #include "sealkit/oid_names.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <set>
 
@@ -17,10 +18,22 @@ bool isBefore(asn1::blob a, asn1::blob b) {
     return !a.empty() && std::memcmp(a.data(), b.data(), a.size()) < 0;
 }
 
-/// Sorts, so that a list of any length is searched fast.
-bool hasRepeatedOid(std::vector<X509Extension> const& extensions) {
-    if (extensions.size() < 2)
+/// Compares each with each where they are few, and sorts where they are many.
+bool hasRepeatedOid(ExtensionList const& extensions) {
+    constexpr size_t few = 16;
+    if (extensions.size() <= few) {
+        std::uint64_t lastOctets = 0; // Of those before, by the low six bits: most are different there.
+        for (X509Extension const& extension : extensions) {
+            std::uint64_t const last = std::uint64_t{1}
+                                       << (extension.oid.empty() ? 0 : extension.oid.finish[-1] & 63);
+            if ((lastOctets & last) != 0)
+                for (X509Extension const* before = extensions.begin(); before != &extension; before++)
+                    if (before->oid == extension.oid)
+                        return true;
+            lastOctets |= last;
+        }
         return false;
+    }
     std::vector<asn1::blob> oids;
     oids.reserve(extensions.size());
     for (X509Extension const& extension : extensions)
@@ -29,15 +42,8 @@ bool hasRepeatedOid(std::vector<X509Extension> const& extensions) {
     return std::adjacent_find(oids.begin(), oids.end()) != oids.end();
 }
 
-/// The identifier that the content of an Extension begins with; empty if it is malformed.
-asn1::blob identifierOf(asn1::blob content) {
-    asn1::parser const first(content);
-    return first.tag == tag::oid ? first.value() : asn1::blob();
-}
-
 /// Extension ::= SEQUENCE { extnID, critical BOOLEAN DEFAULT FALSE, extnValue OCTET STRING }
-bool readExtension(Reading& reading, asn1::blob content, X509Extension* extension) {
-    Level fields(reading, content);
+bool readExtension(Level& fields, X509Extension* extension) {
     if (!take(fields, tag::oid, &extension->oid, "extnID"))
         return false;
     if (fields.tag == tag::boolean && !takeBoolean(fields, &extension->critical, "critical"))
@@ -46,7 +52,7 @@ bool readExtension(Reading& reading, asn1::blob content, X509Extension* extensio
 }
 
 /// Refuses the first extension that occurred before it.
-bool refuseRepeated(Reading& reading, std::vector<X509Extension> const& extensions) {
+bool refuseRepeated(Reading& reading, ExtensionList const& extensions) {
     if (!reading.wantsReason())
         return false;
     std::set<asn1::blob, decltype(&isBefore)> seen(isBefore);
@@ -63,6 +69,22 @@ bool refuseRepeated(Reading& reading, std::vector<X509Extension> const& extensio
 
 } // namespace
 
+void ExtensionList::append(X509Extension const& extension) {
+    if (count < maxInPlace) {
+        inPlace.list[count++] = extension;
+        return;
+    }
+    if (count == maxInPlace)
+        more.assign(inPlace.list, inPlace.list + count);
+    more.push_back(extension);
+    count++;
+}
+
+void ExtensionList::clear() {
+    more.clear();
+    count = 0;
+}
+
 Reading::Step extensionStep(Reading& reading, size_t number, asn1::blob id) {
     return Reading::Step(reading, "extension", number, id, id.empty() ? nullptr : oidName);
 }
@@ -78,7 +100,7 @@ bool takeBoolean(Level& level, bool* flag, char const* field) {
     return true;
 }
 
-bool readExtensions(Reading& reading, asn1::blob list, std::vector<X509Extension>* extensions) {
+bool readExtensions(Reading& reading, asn1::blob list, ExtensionList* extensions) {
     extensions->clear();
     Level elements(reading, list);
     asn1::blob content;
@@ -86,9 +108,13 @@ bool readExtensions(Reading& reading, asn1::blob list, std::vector<X509Extension
         // What follows is malformed where it cannot be taken, and is refused as a place of its own.
         if (!take(elements, tag::sequence, &content))
             return false;
-        Reading::Step const step = extensionStep(reading, extensions->size() + 1, identifierOf(content));
-        if (!readExtension(reading, content, &extensions->emplace_back()))
+        Level fields(reading, content);
+        asn1::blob const id = fields.tag == tag::oid ? fields.value() : asn1::blob();
+        Reading::Step const step = extensionStep(reading, extensions->size() + 1, id);
+        X509Extension extension;
+        if (!readExtension(fields, &extension))
             return false;
+        extensions->append(extension);
     }
     if (!atEnd(elements))
         return refuseElement(elements, tag::sequence);

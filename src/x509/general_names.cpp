@@ -34,10 +34,16 @@ bool takeGeneralName(Level& level, GeneralName* name, char const* field) {
 
 bool appendGeneralNames(Reading& reading, asn1::blob content, std::vector<GeneralName>* names) {
     Level elements(reading, content);
+    if (names->capacity() == 0)
+        names->reserve(countElements(elements));
     for (size_t number = 1; isGeneralNameTag(elements.tag); number++) {
-        Reading::Step const step(reading, "name", number);
-        if (!readGeneralName(reading, elements.takeWhole(), names->emplace_back()))
-            return false;
+        asn1::parser const element = elements;
+        if (!elements.next())
+            break;
+        if (!setGeneralName(element.tag, element.value(), names->emplace_back())) {
+            Reading::Step const step(reading, "name", number);
+            return readGeneralName(reading, {element.tlvStart, element.valueEnd}, names->back());
+        }
     }
     return atEnd(elements) || refuseGeneralName(elements, nullptr);
 }

@@ -15,7 +15,7 @@ bool read(Reading& reading, asn1::blob der, X509Certificate& to);
 bool read(Reading& reading, asn1::blob der, X509Crl& to);
 bool read(Reading& reading, asn1::blob der, X509Req& to);
 
-/// The same for who wants nothing but the key: `keyInfo` is the subjectPublicKeyInfo as a view of `der`.
+/// The same into a new object, for who wants the key alone: `keyInfo` is the subjectPublicKeyInfo as a view of `der`.
 bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& to, asn1::blob* keyInfo);
 bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Req& to, asn1::blob* keyInfo);
 

@@ -116,7 +116,7 @@ std::vector<unsigned char> encodeChallengePassword(std::string const& password) 
 }
 
 /// The one value of an extensionRequest attribute (RFC 2985, section 5.4.2).
-bool readExtensionRequest(Reading& reading, asn1::blob values, std::vector<X509Extension>* extensions) {
+bool readExtensionRequest(Reading& reading, asn1::blob values, detail::ExtensionList* extensions) {
     asn1::blob list;
     return detail::readOnly(reading, values, tag::sequence, &list) &&
            detail::readExtensions(reading, list, extensions);
@@ -158,7 +158,7 @@ public:
         return true;
     }
 
-    std::vector<X509Extension> extensions; ///< Those that are requested.
+    detail::ExtensionList extensions; ///< Those that are requested.
 
 private:
     bool isFirst(bool& seen, asn1::blob content) {
@@ -296,20 +296,20 @@ asn1::blob X509Req::subjectBytes() const {
 std::vector<X509Extension> X509Req::extensions() const {
     Reading silent;
     Outline outline;
-    std::vector<X509Extension> list;
     if (!outline.read(silent, tbs))
-        return list;
+        return {};
     detail::Level attributes(silent, outline.attributes);
     asn1::blob content;
     while (detail::take(attributes, tag::sequence, &content)) {
         Attribute attribute;
         if (attribute.read(silent, content) && attribute.type == asn1::blob(oid::extensionRequest)) {
+            detail::ExtensionList list;
             if (!readExtensionRequest(silent, attribute.values, &list))
-                list.clear();
-            return list;
+                return {};
+            return {list.begin(), list.end()};
         }
     }
-    return list;
+    return {};
 }
 
 void X509Req::dump(std::ostream& out) const {

@@ -78,7 +78,7 @@ std::vector<unsigned char> encodeOctets(asn1::blob content) {
     return content.empty() ? std::vector<unsigned char>() : DerEncoder().addOctetString(content).take();
 }
 
-ExtensionWriter::ExtensionWriter(std::vector<X509Extension> const& before) : rest(before) {
+ExtensionWriter::ExtensionWriter(std::span<X509Extension const> before) : rest(before.begin(), before.end()) {
     list.begin(tag::sequence);
 }
 

@@ -11,6 +11,7 @@
 #include "sealkit/timepoint.h"
 #include "sealkit/x509.h"
 
+#include <span>
 #include <vector>
 
 namespace detail {
@@ -41,7 +42,7 @@ std::vector<unsigned char> encodeOctets(asn1::blob content);
 class ExtensionWriter {
 public:
     /// `before` are the extensions that stood in the signed part.
-    explicit ExtensionWriter(std::vector<X509Extension> const& before);
+    explicit ExtensionWriter(std::span<X509Extension const> before);
 
     /// Writes an extension with this value; none where `value` is empty. Where `isKept` is set the
     /// extension is written as it stood before, or left out where it did not.

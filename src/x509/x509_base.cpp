@@ -8,6 +8,8 @@
 #include "x509/read.h"
 #include "x509/writer.h"
 
+#include <bit>
+
 namespace {
 
 /// `element` where it still encodes an algorithm with the same members, else the algorithm encoded anew.
@@ -33,6 +35,28 @@ void addSignature(DerEncoder& to, asn1::blob signature, asn1::blob element) {
     else
         to.addBitString(signature);
 }
+
+/// Whether `addBitString` writes that element for its bits: a shortest length, and no unused bits.
+bool isAsWritten(asn1::blob bitString, asn1::blob content) {
+    size_t const header = static_cast<size_t>(content.start - bitString.start);
+    size_t const shortest = content.size() < 0x80 ? 2 : 2 + (std::bit_width(content.size()) + 7) / 8;
+    return header == shortest && !content.empty() && content[0] == 0;
+}
+
+/// The parts of `X509Base::unpackedFrame`.
+struct Frame {
+    asn1::blob header, algorithm, signature;
+
+    explicit Frame(asn1::blob frame) {
+        if (frame.empty())
+            return;
+        constexpr unsigned char longForm = 0x80;
+        header = frame.pop_front(2 + (frame[1] & longForm ? frame[1] & ~longForm : 0));
+        asn1::parser rest(frame);
+        algorithm = asn1::blob(rest.tlvStart, rest.valueEnd);
+        signature = asn1::blob(rest.valueEnd, frame.finish);
+    }
+};
 
 } // namespace
 
@@ -82,20 +106,25 @@ bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* part
     if (!readOnly(reading, object, tag::sequence, &content))
         return false;
     Level fields(reading, content);
-    AlgorithmIdentifier algorithm;
+    asn1::blob oid, params;
     if (!takeWhole(fields, tag::sequence, &parts->tbs, "signed part") ||
         !takeWhole(fields, tag::sequence, &parts->algorithm, "signatureAlgorithm") ||
         !takeWhole(fields, tag::bitString, &signatureElement, "signature") || !finish(fields) ||
         !readOnly(reading, parts->algorithm, tag::sequence, &algorithmContent) ||
-        !readAlgorithm(reading, algorithmContent, algorithm) ||
+        !readAlgorithm(reading, algorithmContent, &oid, &params) ||
         !readOnly(reading, signatureElement, tag::bitString, &signatureContent))
         return false;
-    to.tbs = copyOf(parts->tbs);
-    to.signatureAlgorithm = std::move(algorithm);
-    to.signature = copyOf(bitStringContent(signatureContent));
-    to.unpackedHeader = copyOf({object.start, content.start});
-    to.unpackedAlgorithm = copyOf(parts->algorithm);
-    to.unpackedSignature = copyOf(signatureElement);
+    assign(to.tbs, parts->tbs);
+    assign(to.signatureAlgorithm.oid, oid);
+    assign(to.signatureAlgorithm.params, paramsOrOid(algorithmContent, params));
+    assign(to.signature, bitStringContent(signatureContent));
+    asn1::blob const header(object.start, content.start);
+    asn1::blob const rest(parts->algorithm.start, isAsWritten(signatureElement, signatureContent)
+                                                      ? signatureElement.start
+                                                      : signatureElement.finish);
+    to.unpackedFrame.reserve(header.size() + rest.size());
+    assign(to.unpackedFrame, header);
+    to.unpackedFrame.insert(to.unpackedFrame.end(), rest.begin(), rest.end());
     return true;
 }
 
@@ -123,12 +152,13 @@ bool isSameAlgorithm(Reading& reading, asn1::blob outer, asn1::blob inner) {
 
 std::vector<unsigned char> X509Base::serialize() const {
     // The header first, as it was read; it holds while the content has the same length.
+    Frame const frame(unpackedFrame);
     DerEncoder object;
-    object.addEncoded(unpackedHeader).addEncoded(tbs);
-    addAlgorithm(object, signatureAlgorithm, unpackedAlgorithm);
-    addSignature(object, signature, unpackedSignature);
+    object.addEncoded(frame.header).addEncoded(tbs);
+    addAlgorithm(object, signatureAlgorithm, frame.algorithm);
+    addSignature(object, signature, frame.signature);
     asn1::blob content = asn1::blob(object.buf);
-    content.pop_front(unpackedHeader.size());
+    content.pop_front(frame.header.size());
 
     asn1::blob kept;
     detail::Reading silent;

@@ -53,10 +53,11 @@ bool readCount(Reading& reading, asn1::blob content, std::optional<unsigned>* to
 // Each reads one extension into the fields.
 
 bool readConstraints(Reading& reading, CertificateFields& to, asn1::blob value) {
-    BasicConstraints constraints;
+    BasicConstraintsFields constraints;
     if (!readBasicConstraints(reading, value, &constraints))
         return false;
-    if (constraints.pathLength && !readCount(reading, *constraints.pathLength, &to.pathLength))
+    if (constraints.pathLength.start != nullptr &&
+        !readCount(reading, constraints.pathLength, &to.pathLength))
         return false;
     to.isCa = constraints.isCa;
     return true;

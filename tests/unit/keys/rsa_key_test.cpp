@@ -1,7 +1,10 @@
 #include "sealkit/der.h"
 #include "sealkit/keys.h"
 #include "sealkit/pkcs8.h"
+#include "sealkit/prime.h"
 
+#include "support/allocation_count.h"
+#include "support/random.h"
 #include "unit/keys/support.h"
 
 #include <gtest/gtest.h>
@@ -429,6 +432,53 @@ TEST(RsaPublicKey, HostileSizesAreRefused) {
     RsaPublicKey key;
     ASSERT_TRUE(key.parseFromDerEncoded({}, rsaPublicKey(odd(16384), odd(64))));
     EXPECT_FALSE(key.verifyHashed(HashID::SHA256, abcDigest(), Bytes(2047, 0x5A)));
+}
+
+// --- Any shape of key ---
+
+/// A random prime of exactly that length.
+BigNum randomPrime(test::Random& random, unsigned bits) {
+    for (;;) {
+        BigNum candidate(asn1::blob(random.bytes((bits + 7) / 8)));
+        candidate.modBy2Pow(bits);
+        candidate.setBit(bits - 1, true);
+        candidate.setBit(0, true);
+        if (candidate > bn64(2) && isProbablePrime(candidate, getDefaultRng(), 20))
+            return candidate;
+    }
+}
+
+TEST(RsaPrivateKey, RaisesByPrimesOfAnyLength) {
+    test::Random random(7);
+    constexpr unsigned lengths[][2] = {{192, 192}, {193, 191}, {224, 160}, {160, 224}, {256, 128},
+                                       {64, 320},  {320, 64},  {33, 352},  {31, 355},  {17, 400}};
+    for (auto const& [pBits, qBits] : lengths) {
+        RsaPrivateKey key;
+        BigNum const one = bn64(1);
+        do {
+            key.p = randomPrime(random, pBits);
+            key.q = randomPrime(random, qBits);
+            key.n = key.p * key.q;
+            key.e = bn64(pBits % 2 != 0 ? 65537 : 0x1234567890ABCDEF);
+            key.d = invByMod(key.e, lcm(key.p - one, key.q - one));
+        } while (gcd(key.e, lcm(key.p - one, key.q - one)) != one);
+        div(key.d, key.p - one, nullptr, &key.exp1);
+        div(key.d, key.q - one, nullptr, &key.exp2);
+        key.coeff = invByMod(key.q, key.p);
+
+        Bytes const digest = random.bytes(36);
+        Bytes const expected = signBlock(key, block(key, digest));
+        EXPECT_EQ(key.signHashed(HashID::MD5SHA1, digest), expected) << pBits << ' ' << qBits;
+        EXPECT_TRUE(key.verifyHashed(HashID::MD5SHA1, digest, expected)) << pBits << ' ' << qBits;
+        std::swap(key.exp1, key.exp2);
+        EXPECT_EQ(key.signHashed(HashID::MD5SHA1, digest), expected) << "by d alone";
+    }
+}
+
+TEST(RsaPublicKey, VerifiesWithFewAllocations) {
+    RsaPrivateKey const key = openSslKey("rsa2048");
+    Bytes const digest(32, 7), sig = key.signHashed(HashID::SHA256, digest);
+    EXPECT_LE(test::allocationsOf([&] { EXPECT_TRUE(key.verifyHashed(HashID::SHA256, digest, sig)); }), 6u);
 }
 
 // --- Text ---

@@ -1,0 +1,85 @@
+/// Arithmetic modulo an odd number whose time and addresses tell nothing of the numbers.
+#pragma once
+
+#include "bignum/digits.h"
+
+#include <vector>
+
+namespace detail {
+
+/// Digits of secrets, wiped before they return to the heap.
+using SecretDigits = std::vector<Digit, WipingAllocator<Digit>>;
+
+/// All ones where `condition` is 1, zero where it is 0, and nothing that the compiler could branch on.
+template <typename Word>
+inline Word maskOf(Word condition) {
+    Word mask = Word{0} - condition;
+    __asm__("" : "+r"(mask));
+    return mask;
+}
+
+/// Residues in Montgomery form (HAC 14.32) as `width()` digits each, whatever their value: x stands for x * R mod m, with
+/// R = 2^(32 * width()).
+///
+/// What it does depends on widths and on the length of the modulus alone, which are told (`Told::keyLength`), and on
+/// public exponents. Results may be written over operands. An object is for one thread.
+class QuietModulus {
+public:
+    enum class Kind : bool { secret, open };
+
+    /// Of an odd number above 1. `m` outlives an object of kind `open`.
+    QuietModulus(BigNum const& m, Kind kind);
+
+    size_t width() const { return k; }
+    Digit const* modulus() const { return storage.data(); }
+
+    /// r = a * b / R mod m. One of a and b is below m, the other below R.
+    void multiply(Digit* r, Digit const* a, Digit const* b);
+    /// r = a * a / R mod m.
+    void square(Digit* r, Digit const* a);
+    /// r = a + b and r = a - b mod m, of residues.
+    void add(Digit* r, Digit const* a, Digit const* b);
+    void subtract(Digit* r, Digit const* a, Digit const* b) const;
+
+    /// r = x * R mod m for a number of `count` digits, which is not r.
+    void enter(Digit* r, Digit const* x, size_t count);
+    /// r = a / R mod m.
+    void leave(Digit* r, Digit const* a);
+    /// r = x^e mod m for a secret e of `count` digits. Both residues are in Montgomery form; r is not x.
+    void power(Digit* r, Digit const* x, Digit const* e, size_t count);
+    /// r = x^e mod m for an odd, public e above 1. `entered` is x in Montgomery form, and so is the result if `x` is that
+    /// as well; if it is plain, the result is plain. r is neither of them.
+    void raise(Digit* r, Digit const* x, Digit const* entered, BigNum const& e);
+
+private:
+    /// r = the number at `wide()`, below m * R, divided by R mod m.
+    void reduce(Digit* r);
+    /// r = 2a mod m.
+    void twice(Digit* r, Digit const* a) { add(r, a, a); }
+    /// r = the k digits at a, or those less m if that is not negative. `carry` belongs to digit k of a. Writes to the low
+    /// half of `wide()`.
+    void subtractOnce(Digit* r, Digit const* a, Digit carry);
+    /// Computes R mod m and R^2 mod m, where they are needed.
+    void prepare();
+
+    Digit* one() { return storage.data() + k; }
+    Digit* rSquared() { return storage.data() + 2 * k; }
+    Digit* wide() { return storage.data() + 3 * k; }
+
+    size_t k;
+    Digit n0inv;
+    unsigned bits;      ///< Of the modulus.
+    BigNum const* open; ///< The modulus, unless it is secret.
+    bool isPrepared = false;
+    SecretDigits storage; ///< The modulus, R mod m, R^2 mod m, and a product of two residues.
+};
+
+/// 0 where the n digits at a and b are the same, another number otherwise.
+inline Digit difference(Digit const* a, Digit const* b, size_t n) {
+    Digit bits = 0;
+    for (size_t i = 0; i < n; ++i)
+        bits |= a[i] ^ b[i];
+    return bits;
+}
+
+} // namespace detail
