@@ -14,7 +14,7 @@ using std::uint64_t;
 constexpr unsigned wordBits = 64;
 
 /// All of ten numbers in a row share a factor with n once in many lives, unless n is tiny or the source is stuck.
-constexpr unsigned maxDraws = 128;
+constexpr unsigned maxPairs = 128;
 
 /// 1 where a is below b, without a branch.
 uint64_t isBelow(uint64_t a, uint64_t b) { return ((~a & b) | (~(a ^ b) & (a - b))) >> (wordBits - 1); }
@@ -71,7 +71,7 @@ uint64_t invert(uint64_t a, uint64_t m, uint64_t* gcd) {
 } // namespace
 
 bool RsaBlinding::draw(QuietModulus const& n, Rng const& rng) {
-    for (unsigned draws = 0; draws < maxDraws; draws++) {
+    for (unsigned draws = 0; draws < maxPairs; draws++) {
         if (!rng.fill(reinterpret_cast<unsigned char*>(&r), sizeof r))
             return false;
         r |= 1;
