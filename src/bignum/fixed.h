@@ -5,6 +5,7 @@
 
 #include "sealkit/wipe.h"
 
+#include "base/mask.h"
 #include "bignum/kernel.h"
 
 #include <array>
@@ -15,12 +16,6 @@ namespace detail {
 /// A number of N limbs, least significant first.
 template <size_t N>
 using Fixed = std::array<NativeLimb, N>;
-
-/// All ones for 1, zero for 0. The compiler is kept from seeing that there are but two values, as it would branch.
-SEALKIT_INLINED inline NativeLimb maskOf(NativeLimb bit) {
-    asm("" : "+r"(bit));
-    return 0 - bit;
-}
 
 /// 1 if x is 0, and 0 otherwise.
 SEALKIT_INLINED inline NativeLimb isZeroLimb(NativeLimb x) {

@@ -1,6 +1,7 @@
 /// Arithmetic modulo an odd number whose time and addresses tell nothing of the numbers.
 #pragma once
 
+#include "base/mask.h"
 #include "bignum/digits.h"
 
 #include <vector>
@@ -9,14 +10,6 @@ namespace detail {
 
 /// Digits of secrets, wiped before they return to the heap.
 using SecretDigits = std::vector<Digit, WipingAllocator<Digit>>;
-
-/// All ones where `condition` is 1, zero where it is 0, and nothing that the compiler could branch on.
-template <typename Word>
-inline Word maskOf(Word condition) {
-    Word mask = Word{0} - condition;
-    __asm__("" : "+r"(mask));
-    return mask;
-}
 
 /// Residues in Montgomery form (HAC 14.32) as `width()` digits each, whatever their value: x stands for x * R mod m, with
 /// R = 2^(32 * width()).
