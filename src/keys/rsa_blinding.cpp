@@ -2,7 +2,6 @@
 
 #include "base/declassify.h"
 
-#include <algorithm>
 #include <iterator>
 
 namespace detail {
@@ -95,8 +94,10 @@ void RsaBlinding::unblind(QuietModulus const& n, Digit* x) const {
     // x + t * n is a multiple of r, and its quotient below n.
     size_t const k = n.width();
     uint64_t const t = multiplyModulo(remainder(x, k, r), negativeInverse, r);
-    SecretDigits sum(k + 2);
-    std::copy_n(x, k, sum.begin());
+    SecretDigits sum;
+    sum.reserve(k + 2);
+    sum.assign(x, x + k);
+    sum.resize(k + 2);
     sum[k] = addMultiple<NativeLimb>(sum.data(), n.modulus(), k, static_cast<Digit>(t));
     sum[k + 1] = addMultiple<NativeLimb>(sum.data() + 1, n.modulus(), k, static_cast<Digit>(t >> digitBits));
 
