@@ -49,7 +49,7 @@ template <size_t N>
 SEALKIT_INLINED inline void reduceOnce(Fixed<N>& r, NativeLimb top, Fixed<N> const& m) {
     Fixed<N> less;
     NativeLimb const borrow = subtract(less, r, m);
-    assignIf(r, maskOf(top | (borrow ^ 1)), less);
+    assignIf(r, maskOf<NativeLimb>(top | (borrow ^ 1)), less);
 }
 
 /// 1 if x is 0, and 0 otherwise.
@@ -260,7 +260,7 @@ struct Residues {
     }
 
     [[gnu::noinline]] static void sub(Element& r, Element const& a, Element const& b) {
-        NativeLimb const mask = maskOf(detail::subtract(r, a, b));
+        NativeLimb const mask = maskOf<NativeLimb>(detail::subtract(r, a, b));
         NativeLimb carry = 0;
         unrolled<limbs>([&](auto i)
                             SEALKIT_INLINED { r[i] = addCarry(r[i], Modulus::value[i] & mask, carry); });
@@ -268,7 +268,7 @@ struct Residues {
 
     /// r = a / 2.
     [[gnu::noinline]] static void halve(Element& r, Element const& a) {
-        NativeLimb const mask = maskOf(a[0] & 1);
+        NativeLimb const mask = maskOf<NativeLimb>(a[0] & 1);
         NativeLimb carry = 0;
         Element sum;
         unrolled<limbs>([&](auto i)

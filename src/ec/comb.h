@@ -138,7 +138,7 @@ void multipleOfBase(typename Field::Element const& k, typename Field::Element co
     } secret{};
 
     // k or, where that is even, its negative. Bit i of half of it is the sign of 2^i; the top sign is positive.
-    NativeLimb const isEven = maskOf((k[0] & 1) ^ 1);
+    NativeLimb const isEven = maskOf<NativeLimb>((k[0] & 1) ^ 1);
     subtract(secret.even, order, k);
     secret.odd = k;
     assignIf(secret.odd, isEven, secret.even);
@@ -163,7 +163,7 @@ void multipleOfBase(typename Field::Element const& k, typename Field::Element co
             Digit const isNegative = bit(first + (shape.teeth - 1) * row) ^ 1;
             index ^= (0 - isNegative) & (shape.entries() - 1);
             lookUp<Field, shape>(table + comb * shape.entries() * width, index, secret.x, secret.y);
-            Field::negateIf(secret.y, maskOf(isNegative), secret.y);
+            Field::negateIf(secret.y, maskOf<NativeLimb>(isNegative), secret.y);
             if (begun)
                 secret.sum.add(secret.x, secret.y, b);
             else
