@@ -11,8 +11,8 @@ namespace detail {
 /// Digits of secrets, wiped before they return to the heap.
 using SecretDigits = std::vector<Digit, WipingAllocator<Digit>>;
 
-/// Residues in Montgomery form (HAC 14.32) as `width()` digits each, whatever their value: x stands for x * R mod m, with
-/// R = 2^(32 * width()).
+/// Residues in Montgomery form (HAC 14.32): x stands for x * R mod m, with R = 2^(32 * width()). Each has `width()` digits,
+/// those of small residues included.
 ///
 /// What it does depends on widths and on the length of the modulus alone, which are told (`Told::keyLength`), and on
 /// public exponents. Results may be written over operands. An object is for one thread.
@@ -20,7 +20,7 @@ class QuietModulus {
 public:
     enum class Kind : bool { secret, open };
 
-    /// Of an odd number above 1. `m` outlives an object of kind `open`.
+    /// Of an odd number above 1 whose highest digit is not zero. `m` outlives an object of kind `open`.
     QuietModulus(BigNum const& m, Kind kind);
 
     size_t width() const { return k; }
@@ -66,13 +66,5 @@ private:
     bool isPrepared = false;
     SecretDigits storage; ///< The modulus, R mod m, R^2 mod m, and a product of two residues.
 };
-
-/// 0 where the n digits at a and b are the same, another number otherwise.
-inline Digit difference(Digit const* a, Digit const* b, size_t n) {
-    Digit bits = 0;
-    for (size_t i = 0; i < n; ++i)
-        bits |= a[i] ^ b[i];
-    return bits;
-}
 
 } // namespace detail

@@ -42,6 +42,7 @@ GHash::GHash(unsigned char const* h) {
             multiples[step ^ step >> 1] = sum;
         });
     }
+    secureMemset(&v, 0, sizeof v);
 }
 
 GHash::~GHash() {

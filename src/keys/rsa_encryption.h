@@ -15,8 +15,8 @@ constexpr unsigned encryptionOverhead = 11;
 std::vector<unsigned char> encryptPkcs1(RsaPublicKey const& key, asn1::blob message, Rng const& rng);
 
 /// False when `encrypted` is not exactly as long as the modulus, or shorter than `encryptionOverhead`, when it
-/// is not below the modulus, when the members of the key do not belong together, and when the block is not
-/// as above; `message` is as it was then. Who learns that a block was refused can have others decrypted
+/// is not below the modulus, when the members of the key are inconsistent, and when the block is malformed;
+/// `message` is unchanged then. Who learns that a block was refused can have others decrypted
 /// (D. Bleichenbacher, "Chosen ciphertext attacks against protocols based on the RSA encryption standard
 /// PKCS #1", CRYPTO 1998): the answer must not reach a stranger, over and over.
 bool decryptPkcs1(RsaPrivateKey const& key, asn1::blob encrypted, std::vector<unsigned char>& message);

@@ -47,6 +47,9 @@ SecretDigits multiply(Digit const* a, size_t aDigits, Digit const* b, size_t bDi
 
 /// Whether p * q is n.
 Digit isFactored(QuietModulus const& n, QuietModulus const& p, QuietModulus const& q) {
+    // A product of primes is no wider than this, and a wider one is not worth its time.
+    if (p.width() + q.width() > n.width() + 2 * limbDigits<NativeLimb>)
+        return 0;
     SecretDigits pq = multiply(p.modulus(), p.width(), q.modulus(), q.width());
     SecretDigits whole(n.modulus(), n.modulus() + n.width());
     size_t const width = std::max(pq.size(), whole.size());
@@ -147,7 +150,7 @@ std::vector<unsigned char> publicPower(RsaPublicKey const& key, asn1::blob x) {
     Digit* const entered = plain + k;
     Digit* const power = entered + k;
     std::copy(number.digits.begin(), number.digits.end(), plain);
-    // Nothing is secret here: a division is the fast way into Montgomery form.
+    // A division is the fast way into Montgomery form. It tells something of x, which is secret in encryption alone.
     number.digits.reserve(2 * k + 4);
     number.shiftLeftByDigits(k);
     div(number, key.n, nullptr, &number);

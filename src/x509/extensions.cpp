@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <set>
 
 namespace detail {
@@ -71,7 +72,7 @@ bool refuseRepeated(Reading& reading, ExtensionList const& extensions) {
 
 void ExtensionList::append(X509Extension const& extension) {
     if (count < maxInPlace) {
-        inPlace.list[count++] = extension;
+        std::construct_at(inPlace.list + count++, extension);
         return;
     }
     if (count == maxInPlace)
