@@ -178,14 +178,6 @@ consteval typename Residues::Element enteredOf(typename Residues::Element const&
     return doubled(plain, Residues::modulus, Residues::digits * digitBits);
 }
 
-/// -1/m modulo the limb's base, for an odd m.
-consteval NativeLimb negativeInverseOf(NativeLimb m) {
-    NativeLimb x = m; // right in three bits; each step doubles them
-    for (int i = 0; i < 5; ++i)
-        x *= 2 - m * x;
-    return 0 - x;
-}
-
 /// Montgomery's form modulo any odd number of N limbs: `Modulus::bytes`, big-endian.
 template <size_t N, typename Modulus>
 struct MontgomeryModulus {
@@ -195,7 +187,7 @@ struct MontgomeryModulus {
 
     /// r = t / 2^radixBits modulo the value, for a t below the value times 2^radixBits.
     SEALKIT_INLINED static void reduce(Fixed<N>& r, Wide<N>& t) {
-        constexpr NativeLimb inverse = negativeInverseOf(value[0]);
+        constexpr NativeLimb inverse = negativeInverse(value[0]);
         NativeLimb above = 0;
         auto const row = [&](size_t i) SEALKIT_INLINED {
             NativeLimb const factor = t[i] * inverse;
@@ -260,10 +252,14 @@ struct Residues {
     }
 
     [[gnu::noinline]] static void sub(Element& r, Element const& a, Element const& b) {
-        NativeLimb const mask = maskOf<NativeLimb>(detail::subtract(r, a, b));
-        NativeLimb carry = 0;
-        unrolled<limbs>([&](auto i)
-                            SEALKIT_INLINED { r[i] = addCarry(r[i], Modulus::value[i] & mask, carry); });
+        if constexpr (requires { Modulus::sub(r, a, b); }) {
+            Modulus::sub(r, a, b);
+        } else {
+            NativeLimb const mask = maskOf<NativeLimb>(detail::subtract(r, a, b));
+            NativeLimb carry = 0;
+            unrolled<limbs>([&](auto i)
+                                SEALKIT_INLINED { r[i] = addCarry(r[i], Modulus::value[i] & mask, carry); });
+        }
     }
 
     /// r = a / 2.

@@ -434,10 +434,11 @@ SEALKIT_INLINED inline void reduceRows(Digit* t, Digit const* m, size_t digits, 
     });
 }
 
-/// -1/m modulo 2^32 for an odd m with the lowest digit m0: Newton's iteration doubles the number of bits that are right,
-/// 4, 8, 16, 32. The last step also turns the sign.
-inline Digit negativeInverse(Digit m0) {
-    Digit x = m0 + ((m0 + 2) * 2 & 8);
+/// -1/m modulo the word's base for an odd m with the lowest word m0: Newton's iteration doubles the number of bits that
+/// are right, 4, 8, 16, 32, 64. The last step also turns the sign.
+template <typename Word>
+constexpr Word negativeInverse(Word m0) {
+    Word x = m0 + ((m0 + 2) * 2 & 8);
     for (int i = 0; i < 3; ++i)
         x *= 2 - m0 * x;
     return (m0 * x - 2) * x;

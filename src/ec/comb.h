@@ -111,9 +111,7 @@ void lookUp(Digit const* table, Digit index, typename Field::Element& x, typenam
     constexpr unsigned width = 2 * Field::digits;
     Digit chosen[width] = {};
     for (Digit entry = 0; entry < shape.entries(); ++entry) {
-        Digit mask = entry ^ index;
-        mask = 0 - ((mask - 1) >> (digitBits - 1));
-        asm("" : "+r"(mask)); // the compiler would branch if it knew that there are but two values
+        Digit const mask = maskOf<Digit>(((entry ^ index) - 1) >> (digitBits - 1));
         for (unsigned i = 0; i < width; ++i)
             chosen[i] |= table[entry * width + i] & mask;
     }
@@ -161,7 +159,7 @@ void multipleOfBase(typename Field::Element const& k, typename Field::Element co
             for (unsigned tooth = 0; tooth + 1 < shape.teeth; ++tooth)
                 index |= bit(first + tooth * row) << tooth;
             Digit const isNegative = bit(first + (shape.teeth - 1) * row) ^ 1;
-            index ^= (0 - isNegative) & (shape.entries() - 1);
+            index ^= maskOf<Digit>(isNegative) & (shape.entries() - 1);
             lookUp<Field, shape>(table + comb * shape.entries() * width, index, secret.x, secret.y);
             Field::negateIf(secret.y, maskOf<NativeLimb>(isNegative), secret.y);
             if (begun)

@@ -11,6 +11,7 @@
 // additions, 3 KB (632).
 #pragma once
 
+#include "base/mask.h"
 #include "ec/field25519.h"
 
 namespace detail {
@@ -63,7 +64,7 @@ private:
     void setSigns(uint32_t const (&k)[F::digits]) {
         static constexpr uint32_t order[F::digits] = {0x5cf5d3ed, 0x5812631a, 0xa2f79cd6, 0x14def9de,
                                                       0x00000000, 0x00000000, 0x00000000, 0x10000000};
-        uint32_t const ifEven = (k[0] & 1) - 1;
+        uint32_t const ifEven = maskOf<uint32_t>((k[0] & 1) ^ 1);
         uint64_t total = 0;
         for (unsigned i = 0; i < F::digits; ++i) {
             total += uint64_t{k[i]} + (order[i] & ifEven);
@@ -79,13 +80,13 @@ private:
     void select(unsigned first, unsigned group, unsigned bit) {
         uint32_t const low = signs[2 * group] >> bit;
         uint32_t const high = signs[2 * group + 1] >> bit;
-        uint32_t const isNegative = (high >> 16 & 1) - 1;
+        uint32_t const isNegative = maskOf<uint32_t>((high >> 16 & 1) ^ 1);
         uint32_t const index = ((low & 1) | (low >> 15 & 2) | (high << 2 & 4)) ^ (isNegative & 7);
         uint32_t* const __restrict to = chosen;
         for (unsigned j = 0; j < 3 * F::digits; ++j)
             to[j] = 0;
         for (unsigned i = 0; i < 8; ++i) {
-            uint32_t const mask = 0U - (((i ^ index) - 1) >> 31);
+            uint32_t const mask = maskOf<uint32_t>(((i ^ index) - 1) >> 31);
             uint32_t const* const entry = edwards25519BaseTable[first + i][0];
             for (unsigned j = 0; j < 3 * F::digits; ++j)
                 to[j] |= entry[j] & mask;
@@ -98,7 +99,7 @@ private:
         sum = F::fromDigits(chosen);
         difference = F::fromDigits(chosen + F::digits);
         product = F::fromDigits(chosen + 2 * F::digits);
-        auto const mask = -static_cast<typename F::Limb>(isNegative & 1);
+        auto const mask = maskOf(static_cast<typename F::Limb>(isNegative & 1));
         for (auto& limb : product.limb)
             limb = (limb ^ mask) - mask;
     }

@@ -2,6 +2,7 @@
 
 #include "sealkit/rng.h"
 
+#include "base/wiped.h"
 #include "ec/base_tables.h"
 #include "ec/comb.h"
 #include "ec/domain_parameters.h"
@@ -16,14 +17,8 @@ namespace detail {
 
 namespace {
 
-/// What is computed with on the stack and must not stay there.
-template <typename T>
-struct Wiped : T {
-    Wiped() : T() {}
-    Wiped(Wiped const&) = delete;
-    Wiped& operator=(Wiped const&) = delete;
-    ~Wiped() { secureMemset(static_cast<T*>(this), 0, sizeof(T)); }
-};
+/// Draws of the number that an agreement's coordinates are multiplied by: none but a broken generator gives zero twice.
+constexpr unsigned maxDraws = 128;
 
 template <typename F, size_t index, CombShape shape, Digit const* table>
 class FixedCurveOver final : public FixedCurve {
@@ -32,6 +27,8 @@ class FixedCurveOver final : public FixedCurve {
     using Element = typename Field::Element;
     using Number = Fixed<Field::limbs>;
     using Point = NamedPoint<Field>;
+    using Sum = NamedSum<Field>;
+    using Multiplication = NamedMultiplication<Field>;
 
     static constexpr DomainParameters const& parameters = namedCurves[index];
     static constexpr Element b = enteredOf<Field>(fixedOf<Field::limbs>(parameters.b));
@@ -44,19 +41,25 @@ public:
 
     bool mul(WCurve const& curve, BigNum const& k, WCurve::Point const& P,
              WCurve::Point* result) const override {
-        Point from;
+        Wiped<Point> from;
+        Wiped<Sum> product;
         if (!take(curve, P, &from))
             return false;
-        give(curve, multiple(k, from), result);
+        Multiplication().multiple(product, k, from);
+        give(curve, product, result);
+        wipeStackBelow();
         return true;
     }
 
     bool mul2add(WCurve const& curve, BigNum const& k, WCurve::Point const& P, BigNum const& l,
                  WCurve::Point const& Q, WCurve::Point* result) const override {
-        Point from, other;
+        Wiped<Point> from, other;
+        Wiped<Sum> sum;
         if (!take(curve, P, &from) || !take(curve, Q, &other))
             return false;
-        give(curve, multiple(k, from, l, other), result);
+        Multiplication().jointMultiple(sum, k, from, l, other);
+        give(curve, sum, result);
+        wipeStackBelow();
         return true;
     }
 
@@ -97,6 +100,7 @@ public:
         multipleOfBase<Field, shape>(at.k, Scalars::modulus, b, table, x, y);
         Field::leave(x, x);
         Field::leave(y, y);
+        wipeStackBelow();
         declassify(Told::publicKey, &x, sizeof x);
         declassify(Told::publicKey, &y, sizeof y);
         return {toBigNum(x), toBigNum(y)};
@@ -113,35 +117,22 @@ public:
     }
 
     bool agree(SecretNumber& x, BigNum const& secret, ECPoint const& point, Rng const& rng) const override {
-        Point P;
-        enter(point, &P);
-        // (x z^2, y z^3, z) is the same point for any z but 0.
-        do {
-            unsigned char bytes[Field::digits * sizeof(Digit)];
-            if (!rng.fill(bytes, sizeof bytes))
-                return false;
-            SecretNumber random;
-            random.assign(bytes, bitsOf(Field::modulus));
-            load(P.Z, random);
-            reduceOnce(P.Z, 0, Field::modulus);
-            secureMemset(bytes, 0, sizeof bytes);
-        } while (P.isInfinity());
-        Element power;
-        Field::sqr(power, P.Z);
-        Field::mul(P.X, P.X, power);
-        Field::mul(power, power, P.Z);
-        Field::mul(P.Y, P.Y, power);
         struct Values {
-            NamedSum<Field> sum;
+            Point P;
+            Sum product;
             Element affine;
         };
         Wiped<Values> at;
-        at.sum = multiple(secret, P);
-        Field::invert(at.affine, at.sum.point.Z);
+        enter(point, &at.P);
+        if (!randomise(at.P, rng))
+            return false;
+        Multiplication().multiple(at.product, secret, at.P);
+        Field::invert(at.affine, at.product.point.Z);
         Field::sqr(at.affine, at.affine);
-        Field::mul(at.affine, at.affine, at.sum.point.X);
+        Field::mul(at.affine, at.affine, at.product.point.X);
         Field::leave(at.affine, at.affine);
         write(x, at.affine);
+        wipeStackBelow();
         return true;
     }
 
@@ -167,6 +158,7 @@ public:
         Scalars::invert(at.k, at.k);
         Number sNumber;
         Scalars::mul(sNumber, at.k, at.d);
+        wipeStackBelow();
         declassify(Told::signature, &rNumber, sizeof rNumber);
         declassify(Told::signature, &sNumber, sizeof sNumber);
         *r = toBigNum(rNumber);
@@ -186,7 +178,8 @@ public:
         load(u1, e);
         Scalars::mul(u1, w, u1);
         Scalars::mul(u2, w, rNumber);
-        NamedSum<Field> const sum = multiple(toBigNum(u1), base, toBigNum(u2), Q);
+        Sum sum;
+        Multiplication().jointMultiple(sum, toBigNum(u1), base, toBigNum(u2), Q);
         if (sum.isInfinity())
             return false;
         // x = X/Z^2 is below p and r is x mod n: x is r, or r + n where that is below p.
@@ -199,6 +192,32 @@ public:
     }
 
 private:
+    /// Gives a point in affine coordinates random ones: (x z^2, y z^3, z) is the same point for any z but 0. Returns
+    /// false if `rng` fails or gives only zeros.
+    static bool randomise(Point& P, Rng const& rng) {
+        struct Values {
+            unsigned char bytes[Field::digits * sizeof(Digit)];
+            Element power;
+        };
+        Wiped<Values> at;
+        SecretNumber random;
+        for (unsigned draws = 0; draws < maxDraws; ++draws) {
+            if (!rng.fill(at.bytes, sizeof at.bytes))
+                return false;
+            random.assign(at.bytes, bitsOf(Field::modulus));
+            load(P.Z, random);
+            reduceOnce(P.Z, 0, Field::modulus);
+            if (P.isInfinity())
+                continue;
+            Field::sqr(at.power, P.Z);
+            Field::mul(P.X, P.X, at.power);
+            Field::mul(at.power, at.power, P.Z);
+            Field::mul(P.Y, P.Y, at.power);
+            return true;
+        }
+        return false;
+    }
+
     /// Whether x, a plain number, is below p and X / zz.
     static bool isCoordinate(Number const& x, Element const& zz, Element const& X) {
         Number less;
@@ -270,7 +289,7 @@ private:
                !to->isInfinity();
     }
 
-    static void give(WCurve const& curve, NamedSum<Field> const& sum, WCurve::Point* to) {
+    static void give(WCurve const& curve, Sum const& sum, WCurve::Point* to) {
         if (sum.begun)
             *to = {{toBigNum(sum.point.X), curve.reducer},
                    {toBigNum(sum.point.Y), curve.reducer},

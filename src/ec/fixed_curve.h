@@ -39,7 +39,8 @@ public:
     /// number = number mod n, for a number of at most `orderBits` bits. Quiet.
     virtual void reduce(SecretNumber& number) const = 0;
     /// The x-coordinate of secret * point, for a scalar and a point on the curve. The windows are those of
-    /// `WCurve::mul`; the coordinates are multiplied by a random number first. Returns false if `rng` fails.
+    /// `WCurve::mul`; the coordinates are multiplied by a random number first. Returns false if `rng` fails or
+    /// gives only zeros.
     virtual bool agree(SecretNumber& x, BigNum const& secret, ECPoint const& point, Rng const& rng) const = 0;
 
     /// The ECDSA signature (SEC 1, section 4.1.3) of the number e, below n, under the scalars `secret` and `nonce`.

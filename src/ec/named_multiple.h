@@ -27,90 +27,7 @@ struct NamedPoint {
     Element X, Y, Z;
 
     bool isInfinity() const { return isZero(Z) != 0; }
-
-    /// P = 2P.
-    void dbl() {
-        if (isInfinity())
-            return;
-        Element M, S, T, u, v;
-        Field::sqr(u, Z); // M = 3X^2 - 3Z^4
-        Field::sub(v, X, u);
-        Field::add(u, X, u);
-        Field::mul(M, u, v);
-        Field::add(u, M, M);
-        Field::add(M, M, u);
-
-        Field::mul(u, Y, Z); // Z' = 2YZ
-        Field::add(Z, u, u);
-
-        Field::add(Y, Y, Y);
-        Field::sqr(u, Y);
-        Field::mul(S, X, u); // S = X(2Y)^2
-        Field::sqr(T, u);    // T = (2Y)^4 / 2 = 8Y^4
-        Field::halve(T, T);
-
-        Field::sqr(X, M); // X' = M^2 - 2S
-        Field::add(u, S, S);
-        Field::sub(X, X, u);
-
-        Field::sub(S, S, X); // Y' = M(S - X') - T
-        Field::mul(Y, M, S);
-        Field::sub(Y, Y, T);
-    }
 };
-
-/// An entry of a table.
-template <typename Field>
-struct NamedEntry : NamedPoint<Field> {
-    typename Field::Element ZZ, ZZZ;
-
-    NamedEntry& operator=(NamedPoint<Field> const& P) {
-        static_cast<NamedPoint<Field>&>(*this) = P;
-        Field::sqr(ZZ, P.Z);
-        Field::mul(ZZZ, ZZ, P.Z);
-        return *this;
-    }
-};
-
-/// P = P + Q.
-template <typename Field>
-void add(NamedPoint<Field>& P, NamedEntry<Field> const& Q) {
-    if (Q.isInfinity())
-        return;
-    if (P.isInfinity()) {
-        P = Q;
-        return;
-    }
-    typename Field::Element U1, S1, H, R, u, v;
-    Field::mul(U1, P.X, Q.ZZ);  // U1 = X1 Z2^2
-    Field::mul(S1, P.Y, Q.ZZZ); // S1 = Y1 Z2^3
-    Field::sqr(u, P.Z);
-    Field::mul(H, Q.X, u); // H = X2 Z1^2 - U1
-    Field::sub(H, H, U1);
-    Field::mul(v, u, P.Z);
-    Field::mul(R, Q.Y, v); // R = Y2 Z1^3 - S1
-    Field::sub(R, R, S1);
-    if (isZero(H) && isZero(R)) {
-        P.dbl();
-        return;
-    }
-
-    Field::mul(u, P.Z, Q.Z); // Z3 = Z1 Z2 H, which is 0 when Q = -P
-    Field::mul(P.Z, u, H);
-
-    Field::sqr(v, H);
-    Field::mul(u, U1, v);  // U1 H^2
-    Field::mul(U1, v, H);  // H^3
-    Field::mul(v, S1, U1); // S1 H^3
-    Field::sqr(P.X, R);    // X3 = R^2 - H^3 - 2 U1 H^2
-    Field::sub(P.X, P.X, U1);
-    Field::sub(P.X, P.X, u);
-    Field::sub(P.X, P.X, u);
-
-    Field::sub(u, u, P.X); // Y3 = R (U1 H^2 - X3) - S1 H^3
-    Field::mul(P.Y, R, u);
-    Field::sub(P.Y, P.Y, v);
-}
 
 /// What a scan of a scalar has made so far: nothing, which is at infinity, or a point.
 template <typename Field>
@@ -119,98 +36,193 @@ struct NamedSum {
     bool begun = false;
 
     bool isInfinity() const { return !begun || point.isInfinity(); }
-    void dbl() {
-        if (begun)
-            point.dbl();
-    }
-    void add(NamedEntry<Field> const& Q) {
-        if (begun) {
-            detail::add(point, Q);
-        } else if (!Q.isInfinity()) {
-            point = Q;
-            begun = true;
-        }
-    }
 };
 
-/// kP, for a P that is not at infinity, in the windows of `WCurve::mul`.
+/// One multiplication, of points that are not at infinity. What it computes with is wiped when it ends.
 template <typename Field>
-NamedSum<Field> multiple(BigNum const& k, NamedPoint<Field> const& P) {
-    NamedEntry<Field> table[windowTop]; // windowTop P ... (2 windowTop - 1) P
-    NamedEntry<Field> single;
-    single = P;
-    NamedPoint<Field> next = P;
-    for (unsigned i = 1; i < windowBits; ++i)
-        next.dbl();
-    table[0] = next;
-    for (unsigned i = 1; i < windowTop; ++i) {
-        add(next, single);
-        table[i] = next;
-    }
+class NamedMultiplication {
+public:
+    using Point = NamedPoint<Field>;
+    using Sum = NamedSum<Field>;
 
-    NamedSum<Field> result;
-    unsigned window = 0;
-    unsigned collected = 0;
-    for (unsigned i = k.bits(); i-- > 0;) {
-        bool const bit = k.getBit(i);
-        if (collected == 0 && !bit) {
-            result.dbl();
-            continue;
-        }
-        window = window * 2 + bit;
-        if (++collected < windowBits)
-            continue;
-        for (unsigned j = 0; j < windowBits; ++j)
-            result.dbl();
-        result.add(table[window - windowTop]);
-        window = 0;
-        collected = 0;
-    }
-    while (collected-- > 0) {
-        result.dbl();
-        if (window >> collected & 1)
-            result.add(single);
-    }
-    return result;
-}
+    NamedMultiplication() {}
+    ~NamedMultiplication() { secureMemset(this, 0, sizeof *this); }
+    NamedMultiplication(NamedMultiplication const&) = delete;
+    NamedMultiplication& operator=(NamedMultiplication const&) = delete;
 
-/// kP + lQ, for P and Q that are not at infinity, in the digits of `WCurve::mul2add`.
-template <typename Field>
-NamedSum<Field> multiple(BigNum const& k, NamedPoint<Field> const& P, BigNum const& l,
-                         NamedPoint<Field> const& Q) {
-    NamedEntry<Field> table[16]; // iP + jQ at i + 4j
-    auto const multiples = [&](NamedPoint<Field> const& base, unsigned step) {
-        NamedPoint<Field> next = base;
-        table[step] = base;
-        next.dbl();
-        table[2 * step] = next;
-        add(next, table[step]);
-        table[3 * step] = next;
-    };
-    multiples(P, 1);
-    multiples(Q, 4);
-    for (unsigned j = 4; j < 16; j += 4)
-        for (unsigned i = 1; i < 4; ++i) {
-            NamedPoint<Field> sum = table[j];
-            add(sum, table[i]);
-            table[i + j] = sum;
+    /// kP, in the windows of `WCurve::mul`.
+    void multiple(Sum& result, BigNum const& k, Point const& P) {
+        Entry* const windows = table; // windowTop P ... (2 windowTop - 1) P
+        Entry& single = table[windowTop];
+        single = P;
+        next = P;
+        for (unsigned i = 1; i < windowBits; ++i)
+            dbl(next);
+        windows[0] = next;
+        for (unsigned i = 1; i < windowTop; ++i) {
+            add(next, single);
+            windows[i] = next;
         }
 
-    NamedSum<Field> result;
-    for (unsigned i = (std::max(k.bits(), l.bits()) + 1) / 2; i-- > 0;) {
-        unsigned const entry = bitPair(k, i) + 4 * bitPair(l, i);
-        if (result.isInfinity()) {
-            result.begun = entry != 0;
+        result.begun = false;
+        unsigned window = 0;
+        unsigned collected = 0;
+        for (unsigned i = k.bits(); i-- > 0;) {
+            bool const bit = k.getBit(i);
+            if (collected == 0 && !bit) {
+                dbl(result);
+                continue;
+            }
+            window = window * 2 + bit;
+            if (++collected < windowBits)
+                continue;
+            for (unsigned j = 0; j < windowBits; ++j)
+                dbl(result);
+            add(result, windows[window - windowTop]);
+            window = 0;
+            collected = 0;
+        }
+        while (collected-- > 0) {
+            dbl(result);
+            if (window >> collected & 1)
+                add(result, single);
+        }
+    }
+
+    /// kP + lQ, in the digits of `WCurve::mul2add`.
+    void jointMultiple(Sum& result, BigNum const& k, Point const& P, BigNum const& l, Point const& Q) {
+        // iP + jQ stands at i + 4j.
+        auto const multiples = [&](Point const& base, unsigned step) {
+            table[step] = base;
+            next = base;
+            dbl(next);
+            table[2 * step] = next;
+            add(next, table[step]);
+            table[3 * step] = next;
+        };
+        multiples(P, 1);
+        multiples(Q, 4);
+        for (unsigned j = 4; j < 16; j += 4)
+            for (unsigned i = 1; i < 4; ++i) {
+                next = table[j];
+                add(next, table[i]);
+                table[i + j] = next;
+            }
+
+        result.begun = false;
+        for (unsigned i = (std::max(k.bits(), l.bits()) + 1) / 2; i-- > 0;) {
+            unsigned const entry = bitPair(k, i) + 4 * bitPair(l, i);
+            if (result.isInfinity()) {
+                result.begun = entry != 0;
+                if (entry)
+                    result.point = table[entry];
+                continue;
+            }
+            dbl(result);
+            dbl(result);
             if (entry)
-                result.point = table[entry];
-            continue;
+                add(result, table[entry]);
         }
-        result.dbl();
-        result.dbl();
-        if (entry)
-            result.add(table[entry]);
     }
-    return result;
-}
+
+private:
+    using Element = typename Field::Element;
+
+    struct Entry : Point {
+        Element ZZ, ZZZ;
+
+        Entry& operator=(Point const& P) {
+            static_cast<Point&>(*this) = P;
+            Field::sqr(ZZ, P.Z);
+            Field::mul(ZZZ, ZZ, P.Z);
+            return *this;
+        }
+    };
+
+    /// P = 2P.
+    void dbl(Point& P) {
+        if (P.isInfinity())
+            return;
+        Field::sqr(u, P.Z); // M = 3X^2 - 3Z^4
+        Field::sub(v, P.X, u);
+        Field::add(u, P.X, u);
+        Field::mul(M, u, v);
+        Field::add(u, M, M);
+        Field::add(M, M, u);
+
+        Field::mul(u, P.Y, P.Z); // Z' = 2YZ
+        Field::add(P.Z, u, u);
+
+        Field::add(P.Y, P.Y, P.Y);
+        Field::sqr(u, P.Y);
+        Field::mul(S, P.X, u); // S = X(2Y)^2
+        Field::sqr(T, u);      // T = (2Y)^4 / 2 = 8Y^4
+        Field::halve(T, T);
+
+        Field::sqr(P.X, M); // X' = M^2 - 2S
+        Field::add(u, S, S);
+        Field::sub(P.X, P.X, u);
+
+        Field::sub(S, S, P.X); // Y' = M(S - X') - T
+        Field::mul(P.Y, M, S);
+        Field::sub(P.Y, P.Y, T);
+    }
+
+    /// P = P + Q.
+    void add(Point& P, Entry const& Q) {
+        if (Q.isInfinity())
+            return;
+        if (P.isInfinity()) {
+            P = Q;
+            return;
+        }
+        Field::mul(U, P.X, Q.ZZ);  // U = X1 Z2^2
+        Field::mul(S, P.Y, Q.ZZZ); // S = Y1 Z2^3
+        Field::sqr(u, P.Z);
+        Field::mul(H, Q.X, u); // H = X2 Z1^2 - U
+        Field::sub(H, H, U);
+        Field::mul(v, u, P.Z);
+        Field::mul(R, Q.Y, v); // R = Y2 Z1^3 - S
+        Field::sub(R, R, S);
+        if (isZero(H) && isZero(R)) {
+            dbl(P);
+            return;
+        }
+
+        Field::mul(u, P.Z, Q.Z); // Z3 = Z1 Z2 H, which is 0 when Q = -P
+        Field::mul(P.Z, u, H);
+
+        Field::sqr(v, H);
+        Field::mul(u, U, v); // U H^2
+        Field::mul(U, v, H); // H^3
+        Field::mul(v, S, U); // S H^3
+        Field::sqr(P.X, R);  // X3 = R^2 - H^3 - 2 U H^2
+        Field::sub(P.X, P.X, U);
+        Field::sub(P.X, P.X, u);
+        Field::sub(P.X, P.X, u);
+
+        Field::sub(u, u, P.X); // Y3 = R (U H^2 - X3) - S H^3
+        Field::mul(P.Y, R, u);
+        Field::sub(P.Y, P.Y, v);
+    }
+
+    void dbl(Sum& sum) {
+        if (sum.begun)
+            dbl(sum.point);
+    }
+
+    void add(Sum& sum, Entry const& Q) {
+        if (sum.begun) {
+            add(sum.point, Q);
+        } else if (!Q.isInfinity()) {
+            sum.point = Q;
+            sum.begun = true;
+        }
+    }
+
+    Element M, S, T, U, H, R, u, v;
+    Point next;
+    Entry table[16];
+};
 
 } // namespace detail

@@ -2,6 +2,7 @@
 // Weierstrass form. What curve25519.h says of the maps holds here.
 #pragma once
 
+#include "base/wiped.h"
 #include "ec/edwards25519_base.h"
 #include "ec/jacobian.h"
 
@@ -35,15 +36,6 @@ inline constexpr Element rootOfMinusOne =
 /// The square root of -486664 for which u = 9 with the even v is Ed25519's base point: it is x·v/u.
 inline constexpr Element mapFactor =
     Element::fromHex("0f26edf460a006bbd27b08dc03fc4f7ec5a1d3d14b7d1a82cc6e04aaff457e06");
-
-/// A value that is wiped where its scope ends.
-template <typename Value>
-struct Wiped : Value {
-    Wiped() = default;
-    ~Wiped() { secureMemset(static_cast<Value*>(this), 0, sizeof(Value)); }
-    Wiped(Wiped const&) = delete;
-    Wiped& operator=(Wiped const&) = delete;
-};
 
 /// 32 bytes, little-endian, below p. Returns the low bit of the value.
 unsigned writeBytes(unsigned char* bytes, Element const& x);

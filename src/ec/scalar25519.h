@@ -6,6 +6,7 @@
 #include "sealkit/curve25519.h"
 #include "sealkit/wipe.h"
 
+#include "base/mask.h"
 #include "bignum/kernel.h"
 
 #include <algorithm>
@@ -64,7 +65,7 @@ inline void Scalar25519::readBytes(Digit* to, size_t count, asn1::blob bytes) {
 inline void Scalar25519::subtractOrder(Digit* x, Digit above) {
     Digit below[size];
     Digit const borrow = subtract<NativeLimb>(below, x, order, size);
-    Digit const keep = 0U - (borrow & (above ^ 1U));
+    Digit const keep = maskOf<Digit>(borrow & (above ^ 1U));
     for (size_t i = 0; i < size; ++i)
         x[i] = (x[i] & keep) | (below[i] & ~keep);
     secureMemset(below, 0, sizeof below);

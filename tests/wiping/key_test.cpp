@@ -6,6 +6,7 @@
 #include "support/vectors.h"
 #include "wiping/secrets.h"
 
+#include <functional>
 #include <ostream>
 #include <streambuf>
 
@@ -121,6 +122,14 @@ BigNum nonceOf(EcPrivateKey const& key, asn1::blob signature) {
     return nonce;
 }
 
+BigNum inMontgomeryForm(Curve curve, BigNum const& x) {
+    BigNum p, n;
+    ECPoint base;
+    getECParams(curve, p, n, base);
+    MontgomeryReducer const reducer(p);
+    return reducer.fromBigNum(x).value;
+}
+
 TEST(Wiping, EcKeysLeaveNoScalarsNoncesOrAgreedSecrets) {
     for (Curve curve : {Curve::p192, Curve::p224, Curve::p256, Curve::p384, Curve::p521}) {
         EcPrivateKey key, other;
@@ -132,7 +141,10 @@ TEST(Wiping, EcKeysLeaveNoScalarsNoncesOrAgreedSecrets) {
         addKey(watch, key);
         {
             Watch::Pause const pause;
-            watch.addSecret("agreed secret", key.exchangeKeys(peer));
+            Bytes const agreed = key.exchangeKeys(peer);
+            watch.addSecret("agreed secret", agreed);
+            addNumber(watch, "agreed secret in Montgomery's form",
+                      inMontgomeryForm(curve, BigNum(asn1::blob(agreed))));
             BigNum const nonce =
                 nonceOf(key, key.signHashed(HashID::SHA256, digest)); // It is always the same.
             addNumber(watch, "nonce", nonce);
@@ -144,6 +156,34 @@ TEST(Wiping, EcKeysLeaveNoScalarsNoncesOrAgreedSecrets) {
             EXPECT_FALSE(agreed.empty());
             test::wipe(agreed);
         });
+    }
+}
+
+TEST(Wiping, MultiplesOnNamedCurvesLeaveNoCoordinates) {
+    for (Curve curve : {Curve::p192, Curve::p224, Curve::p256, Curve::p384, Curve::p521}) {
+        SCOPED_TRACE(getCurveName(curve));
+        BigNum p, n;
+        ECPoint base;
+        getECParams(curve, p, n, base);
+        WCurve const group(p, getAForECCurve(curve), new MontgomeryReducer(p));
+        WCurve::Point const G = group.fromEC(base);
+        BigNum const k = n - bn64(987654321), l = n - bn64(123456789);
+        WCurve::Point const Q = group.mul(bn64(5), G);
+        auto const multiple = [&] { return group.mul(k, G); };
+        auto const jointMultiple = [&] { return group.mul2add(k, G, l, Q); };
+        for (std::function<WCurve::Point()> const& compute :
+             {std::function<WCurve::Point()>(multiple), std::function<WCurve::Point()>(jointMultiple)}) {
+            Watch watch;
+            {
+                Watch::Pause const pause;
+                WCurve::Point const product = compute();
+                addNumber(watch, "X", product.X.value);
+                addNumber(watch, "Y", product.Y.value);
+                addNumber(watch, "Z", product.Z.value);
+            }
+            test::runSearched(watch, [&] { WCurve::Point const product = compute(); });
+            test::expectNothingFound(watch);
+        }
     }
 }
 
