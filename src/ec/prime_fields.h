@@ -231,7 +231,7 @@ private:
         x[8] &= mask >> 1;
         x[0] = static_cast<NativeLimb>(low) & mask;
         x[1] += static_cast<NativeLimb>(low >> width);
-        unrolled<9>([&](auto i) SEALKIT_INLINED {
+        unrolled<8>([&](auto i) SEALKIT_INLINED {
             constexpr unsigned bit = 23 + i * 64;
             constexpr unsigned index = bit / width;
             constexpr unsigned shift = bit % width;
@@ -240,12 +240,10 @@ private:
                 limb |= x[index + 1] << (width - shift);
             if constexpr (index < 7 && 2 * width - shift < 64)
                 limb |= x[index + 2] << (2 * width - shift);
-            if constexpr (i == 7)
-                limb |= x[0] << (498 - 448);
-            if constexpr (i == 8)
-                limb = (x[0] & 0x7FFFFF) >> (512 - 498);
             r[i] = limb;
         });
+        r[7] |= x[0] << (498 - 448);
+        r[8] = (x[0] & 0x7FFFFF) >> (512 - 498);
     }
 };
 #else

@@ -27,8 +27,10 @@ void* operator new(size_t size) {
     held.fetch_add(usable, std::memory_order_relaxed);
     return std::memset(memory, 0xA5, usable);
 }
+void* operator new(size_t size, std::nothrow_t const&) noexcept { return operator new(size); }
 void operator delete(void* memory) noexcept {
     held.fetch_sub(malloc_usable_size(memory), std::memory_order_relaxed);
     std::free(memory);
 }
 void operator delete(void* memory, size_t) noexcept { operator delete(memory); }
+void operator delete(void* memory, std::nothrow_t const&) noexcept { operator delete(memory); }
