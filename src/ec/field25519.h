@@ -205,7 +205,7 @@ inline void sqr(F& r, F const& a, unsigned n) {
 /// r = a^(2^252 - 3), which is a^((p - 5)/8): 251 squares and 11 products. r is not a.
 template <typename F>
 inline void powP58(F& r, F const& a) {
-    F x, y; // a^(2^n - 1) for ever greater n
+    F x, y; // Powers a^(2^n - 1), where n grows.
     sqr(x, a);
     sqr(y, x, 2);
     mul(y, y, a); // 9

@@ -47,7 +47,7 @@ unsigned lowBit(Element const& x);
 bool fromMontgomery(JacobianPoint<Element>& P, Element const& u);
 
 /// The point of Curve25519 whose Edwards image has this encoding (RFC 8032, section 5.1.3). Returns false if
-/// there is none, and for the neutral element, which has no image.
+/// no point has it, and for the neutral element.
 bool fromEdwards(JacobianPoint<Element>& P, unsigned char const* encoded);
 
 /// The Edwards image of a point; infinity is the neutral element.
