@@ -2,6 +2,7 @@
 
 #include "io/input.h"
 #include "objects/input_objects.h"
+#include "objects/message.h"
 
 #include "sealkit/message.h"
 
