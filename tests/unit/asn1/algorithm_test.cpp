@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using test::toHex;
@@ -157,4 +157,4 @@ TEST(AlgorithmIdentifier, IsWrittenWithItsParametersAsTheyAre) {
     EXPECT_EQ(toHex(encode(algorithm)), "300706032b6570ffff");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -4,7 +4,7 @@
 
 #include <type_traits>
 
-namespace {
+namespace TEST_FILE {
 
 TEST(Blob, IsTwoPointersStartFirst) {
     static_assert(std::is_trivially_copyable_v<asn1::blob>);
@@ -93,4 +93,4 @@ TEST(Blob, BitStringContentDropsTheCountOfUnusedBits) {
     EXPECT_TRUE(bitStringContent(asn1::blob(bits, 1)).empty());
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -12,7 +12,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using test::toHex;
@@ -428,4 +428,4 @@ TEST(DerEncoder, WipesTheMemoryItLeaves) {
     EXPECT_EQ(taken, secret);
 }
 
-} // namespace
+} // namespace TEST_FILE

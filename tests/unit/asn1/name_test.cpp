@@ -11,7 +11,7 @@
 #include <random>
 #include <set>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using test::toHex;
@@ -506,4 +506,4 @@ TEST(GeneralName, SetIpStoresFourOctetsForVersionFour) {
     EXPECT_EQ(name.data, std::string(16, '\0'));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using test::toHex;
@@ -110,4 +110,4 @@ TEST(IsPlainName, RejectsWhatDeceives) {
     EXPECT_FALSE(isPlainName(hex("3100")));
 }
 
-} // namespace
+} // namespace TEST_FILE

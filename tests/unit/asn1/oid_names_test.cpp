@@ -7,7 +7,7 @@
 
 #include <set>
 
-namespace {
+namespace TEST_FILE {
 
 using test::toHex;
 
@@ -67,4 +67,4 @@ TEST(ParseOid, RejectsWhatIsNoIdentifierAndTellsIt) {
     EXPECT_EQ(refusal.id, RefusalId::emptyInput);
 }
 
-} // namespace
+} // namespace TEST_FILE

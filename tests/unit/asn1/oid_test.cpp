@@ -11,7 +11,7 @@
 #include <set>
 #include <sstream>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using test::toHex;
@@ -343,4 +343,4 @@ TEST(CurveOids, MapBothWays) {
     EXPECT_EQ(getCurveID({}), static_cast<Curve>(0));
 }
 
-} // namespace
+} // namespace TEST_FILE

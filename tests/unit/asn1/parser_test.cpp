@@ -9,7 +9,7 @@
 
 #include <sys/mman.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using Bytes = std::vector<unsigned char>;
@@ -413,4 +413,4 @@ TEST(Parser, StaysWithinRandomBytes) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 
@@ -90,4 +90,4 @@ TEST(AlgorithmRefusal, TellsWhatIsThereInsteadOfTheIdentifier) {
     EXPECT_TRUE(parse(algorithm, hex("06012a 0500"), nullptr));
 }
 
-} // namespace
+} // namespace TEST_FILE

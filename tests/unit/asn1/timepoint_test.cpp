@@ -9,7 +9,7 @@
 #include <optional>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using Bytes = std::vector<unsigned char>;
@@ -373,4 +373,4 @@ TEST(TimePoint, OfTheClockIsNotShiftedWhereLocalTimeHasNoAnswer) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::Bytes;
 using test::operator+;
@@ -111,4 +111,4 @@ TEST(EcsrpExchange, MsChapModeAgreesWithAPeerThatHasThePassword) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

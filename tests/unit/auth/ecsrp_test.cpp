@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 using test::Bytes;
 using test::firstBytes;
@@ -417,4 +417,4 @@ TEST(Redp1, GivesTheSameAffinePointForTheSameData) {
     EXPECT_EQ(curve.toBin(redp1(curve, data)), curve.toBin(redp1(Curve25519(), data)));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 #include <memory>
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -145,4 +145,4 @@ TEST(MakeChallenge, LabelsTheAuthenticatorAuther) {
     EXPECT_EQ(text(makeChallenge("secret", {'d', 'a', 't', 'a'}, false)), expected);
 }
 
-} // namespace
+} // namespace TEST_FILE

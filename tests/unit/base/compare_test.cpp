@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -37,4 +37,4 @@ TEST(EqualInConstantTime, LetsNoDifferencesCancelOut) {
     EXPECT_FALSE(equalInConstantTime(Bytes{0x80, 0x80}, Bytes{0, 0}));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-namespace {
+namespace TEST_FILE {
 
 bool isKebabCase(std::string const& name) {
     return !name.empty() &&
@@ -50,4 +50,4 @@ TEST(Refusal, SaysWhereWhatAndTheFacts) {
               "required here. (expected: SEQUENCE; found: INTEGER)");
 }
 
-} // namespace
+} // namespace TEST_FILE

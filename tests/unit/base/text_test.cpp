@@ -8,7 +8,7 @@
 #include <optional>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 std::string utf8(char32_t point) {
     std::string text;
@@ -104,4 +104,4 @@ TEST(Printable, EscapesTheBackslashSoThatNoTwoTextsLookAlike) {
 
 TEST(PrintableLine, LeavesTheBackslashAsItIs) { EXPECT_EQ(printableLine("C:\\x1b \x1b"), R"(C:\x1b \x1b)"); }
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@ using test::digitsOf;
 using test::hex;
 using test::number;
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -91,4 +91,4 @@ TEST(BigNumText, shows_single_digits_apart) {
     EXPECT_EQ(bn3(1, 0xdeadbeef, 0x12345678).strDigits(), "12345678.deadbeef.00000001");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 /// Arithmetic modulo a number by division, which counts what is asked of it.
 class CountingReducer : public Reducer {
@@ -111,4 +111,4 @@ TEST(SlidingWindow, reduces_a_base_that_is_not_below_the_modulus) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@ using test::Digits;
 using test::digitsOf;
 using test::number;
 
-namespace {
+namespace TEST_FILE {
 
 void expectDivision(BigNum const& a, BigNum const& b, BigNum const& quotient, BigNum const& remainder) {
     BigNum q = bn3(7, 7, 7);
@@ -84,4 +84,4 @@ TEST(Division, hits_every_shift_of_the_divisor) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

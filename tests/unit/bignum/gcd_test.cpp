@@ -4,7 +4,7 @@
 
 using test::number;
 
-namespace {
+namespace TEST_FILE {
 
 BigNum const zero;
 BigNum const one = bn2(1, 0);
@@ -136,4 +136,4 @@ TEST(Inverse, of_zero_is_zero) {
     EXPECT_EQ(invByMod(bn2(14, 0), one), zero);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 
 using test::Digits;
 
-namespace {
+namespace TEST_FILE {
 
 template <typename Limb>
 class Kernel : public testing::Test {
@@ -304,4 +304,4 @@ TEST(DigitDivision, gives_quotient_and_remainder) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

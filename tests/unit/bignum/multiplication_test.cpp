@@ -6,7 +6,7 @@ using test::Digits;
 using test::digitsOf;
 using test::number;
 
-namespace {
+namespace TEST_FILE {
 
 BigNum const p25519 = (bn2(1, 0) << 255) - bn2(19, 0);
 
@@ -207,4 +207,4 @@ TEST(Folding, works_for_other_moduli) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 using test::allocationsOf;
 using test::number;
 
-namespace {
+namespace TEST_FILE {
 
 BigNum const zero;
 BigNum const one = bn2(1, 0);
@@ -146,4 +146,4 @@ TEST(Inv, of_zero_is_zero) {
     EXPECT_EQ(inv(red.fromBigNum(zero)).value, zero);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::number;
 using test::ScriptedRng;
@@ -121,4 +121,4 @@ TEST(Prime, AFailingGeneratorConfirmsNothing) {
     EXPECT_TRUE(isProbablePrime(prime, four, 4));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 #include <functional>
 #include <map>
 
-namespace {
+namespace TEST_FILE {
 
 /// Gives what a function of the test gives, and keeps count.
 class ScriptedRng : public Rng {
@@ -161,4 +161,4 @@ TEST(RandomBigNum, DrawsFromTheKernel) {
     EXPECT_NE(x, y);
 }
 
-} // namespace
+} // namespace TEST_FILE

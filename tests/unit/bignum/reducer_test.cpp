@@ -8,7 +8,7 @@ using test::Digits;
 using test::digitsOf;
 using test::number;
 
-namespace {
+namespace TEST_FILE {
 
 BigNum const zero;
 BigNum const one = bn2(1, 0);
@@ -366,4 +366,4 @@ TEST(RedNum, takes_the_reducer_of_the_first_operand) {
     EXPECT_EQ(r.value, bn2(7, 0));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@ using test::Digits;
 using test::digitsOf;
 using test::number;
 
-namespace {
+namespace TEST_FILE {
 
 BigNum const zero;
 BigNum const one = bn2(1, 0);
@@ -298,4 +298,4 @@ TEST(SignedBigNum, adds_signed_values) {
     EXPECT_EQ(sum({zero, true}, zero, false), "-0");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@
 
 #include <numeric>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 using Call = bool(AeadParameters const&, std::span<unsigned char const>, std::span<unsigned char>);
@@ -129,4 +129,4 @@ TEST(Aead, RefusesSizesThatItDoesNotTake) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 
 using test::allocationsOf;
 
-namespace {
+namespace TEST_FILE {
 
 std::vector<unsigned char> const message(1000, 'a'), key(32, 'k'), iv(16, 'i');
 std::vector<unsigned char> out(1100), back(1100);
@@ -78,4 +78,4 @@ TEST(Allocation, Rc4TakesNoMemory) {
               0U);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -13,7 +13,7 @@
 #include <memory>
 #include <new>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -267,4 +267,4 @@ TEST(TripleDES, OverwritesItsThreeKeysWhenDestroyed) {
     EXPECT_EQ(wipedBytes, 3u * 16 * 8);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 #include <new>
 #include <string>
 
-namespace {
+namespace TEST_FILE {
 
 unsigned char const key[32] = {1, 2, 3, 4, 5, 6, 7, 8};
 
@@ -173,4 +173,4 @@ TEST(RecordCipher, OverwritesTailAndMacOfThePlaintextBeforeItReturns) {
     EXPECT_GE(wipedBytes, 32u) << "the MAC that was expected";
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 
 #include <map>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -113,4 +113,4 @@ TEST(CreateCipher, DoesNotAskThePlatform) {
     kp::kernelCrypto = kp::experimentalKernelCrypto = false;
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -10,7 +10,7 @@
 #include <random>
 #include <type_traits>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -147,4 +147,4 @@ TEST(AesCmac, WipesWhatItHolds) {
     EXPECT_FALSE(holds(k1) || holds(k2) || holds(message));
 }
 
-} // namespace
+} // namespace TEST_FILE

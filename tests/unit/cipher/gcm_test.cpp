@@ -11,7 +11,7 @@
 #include <random>
 #include <sys/mman.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -398,4 +398,4 @@ TEST(GCM, WipesWhatItHolds) {
     EXPECT_EQ(std::search(left.begin(), left.end(), iv.begin(), iv.end()), left.end());
 }
 
-} // namespace
+} // namespace TEST_FILE

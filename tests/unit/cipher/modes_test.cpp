@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <map>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 using Mode = void (*)(BlockCipher&, unsigned char*, unsigned char const*, unsigned, unsigned char*);
@@ -366,4 +366,4 @@ TEST_CASES(CBCCipher, SatisfiesWycheproofUnderPaddingOfTheCaller, "wycheproof/ae
     EXPECT_EQ(unpadded && plaintext == message, valid) << c.id();
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -10,7 +10,7 @@
 #include <numeric>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -134,4 +134,4 @@ TEST(RC4, WipesItsState) {
     EXPECT_TRUE(std::all_of(memory, memory + sizeof memory, [](unsigned char byte) { return byte == 0; }));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -284,4 +284,4 @@ TEST(RecordCipher, SurvivesRandomRecords) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

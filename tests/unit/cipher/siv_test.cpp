@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 using Views = std::vector<std::span<unsigned char const>>;
@@ -262,4 +262,4 @@ TEST(SIV, RefusesWhatHas4GiB) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

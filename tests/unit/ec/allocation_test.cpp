@@ -6,7 +6,7 @@
 
 using test::allocationsOf;
 
-namespace {
+namespace TEST_FILE {
 
 TEST(Allocation, IsCounted) {
     EXPECT_GT(allocationsOf([] { BigNum const two = bn64(2); }), 0U);
@@ -80,4 +80,4 @@ TEST(Allocation, MultiplyingOn25519AllocatesTheResult) {
     EXPECT_LE(allocationsOf([&] { curve.mul2add(k, G, k, G); }), 12U);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 #include <memory>
 #include <type_traits>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -319,4 +319,4 @@ TEST(Curve25519, ArithmeticTakesPartlyReducedCoordinates) {
     EXPECT_GT(tried, 8U);
 }
 
-} // namespace
+} // namespace TEST_FILE

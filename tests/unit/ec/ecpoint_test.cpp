@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -164,4 +164,4 @@ TEST(ECPoint, OverlongInputIsHarmless) {
     EXPECT_TRUE(point.empty() || c.contains(point));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -238,4 +238,4 @@ TEST(EdDsa, SecretsOfAnyLengthSign) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

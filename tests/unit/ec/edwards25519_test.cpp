@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -222,4 +222,4 @@ TEST(Edwards25519, PointsOfSmallOrderDecode) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::Random;
 
@@ -186,4 +186,4 @@ TYPED_TEST(Field, RaisesAndInverts) {
     EXPECT_TRUE(isZero(r));
 }
 
-} // namespace
+} // namespace TEST_FILE

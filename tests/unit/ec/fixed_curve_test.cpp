@@ -8,7 +8,7 @@
 
 #include <array>
 
-namespace {
+namespace TEST_FILE {
 
 /// A named curve twice: with the library's own reducer, and with one that takes the general path.
 struct BothPaths {
@@ -138,4 +138,4 @@ TEST_P(FixedCurve, OnlyResultsTakeMemory) {
 INSTANTIATE_TEST_SUITE_P(NamedCurves, FixedCurve, testing::ValuesIn(allCurves),
                          [](auto const& curve) { return getCurveName(curve.param); });
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::Random;
 
@@ -205,4 +205,4 @@ TEST(X25519, AgreesWithTheGeneralMultiplication) {
     EXPECT_LT(onTwist, 40U);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 BigNum one() { return bn64(1); }
 
@@ -203,4 +203,4 @@ TEST(NamedCurves, NameOfAnUnknownValueIsItsNumberInHexadecimal) {
     EXPECT_EQ(getCurveName(Curve{0xffffffff}), "ffffffff");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using detail::Scalar25519;
 using test::Random;
@@ -77,4 +77,4 @@ TEST(Scalar25519, MultipliesAndAdds) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-namespace {
+namespace TEST_FILE {
 
 // All moduli are 3 modulo 4; some of the groups have points of order two.
 constexpr SmallCurve smallCurves[] = {{31, 2, 5}, {43, 5, 7}, {31, 30, 0}, {23, 20, 4}};
@@ -462,4 +462,4 @@ TEST(WCurve, RootsExistOnAllNamedCurvesButP224) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

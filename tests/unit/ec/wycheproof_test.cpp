@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 /// The shared x coordinate at the field's width; empty for a bad point.
 std::vector<unsigned char> agree(NamedCurve const& c, std::vector<unsigned char> const& peer,
@@ -47,4 +47,4 @@ TEST_CASES(Wycheproof, Ed25519, "wycheproof/ed25519.txt")(test::Case const& v) {
     EXPECT_EQ(eddsa::verify(v.bytes("pk"), v.bytes("msg"), v.bytes("sig")), v.text("result") == "valid");
 }
 
-} // namespace
+} // namespace TEST_FILE

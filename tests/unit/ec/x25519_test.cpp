@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -137,4 +137,4 @@ TEST(X25519, InputsOfAnyLengthAreHarmless) {
         EXPECT_EQ(x25519::get_public_key(Bytes(size, 0x11)).size(), 32U) << size;
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace TEST_FILE {
 
 std::filesystem::path const corpora = SEALKIT_TEST_DATA "/../fuzz/corpus";
 
@@ -109,4 +109,4 @@ TEST(Fuzz, EveryCorpusHasItsTarget) {
     EXPECT_EQ(folders, names);
 }
 
-} // namespace
+} // namespace TEST_FILE

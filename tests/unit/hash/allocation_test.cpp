@@ -9,7 +9,7 @@
 
 using test::allocationsOf;
 
-namespace {
+namespace TEST_FILE {
 
 constexpr HashID hashes[] = {HashID::MD5SHA1, HashID::MD4,    HashID::MD5,   HashID::SHA1,
                              HashID::SHA256,  HashID::SHA384, HashID::SHA512};
@@ -50,4 +50,4 @@ TEST(Allocation, KeyDerivationTakesMemoryForItsResultAlone) {
         EXPECT_EQ(allocationsOf([&] { EXPECT_TRUE(pbkdf2(id, message, message, 10, derived)); }), 0U);
 }
 
-} // namespace
+} // namespace TEST_FILE

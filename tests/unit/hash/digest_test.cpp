@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 std::string digestInPieces(Hash& hash, unsigned char const* message, size_t size, std::mt19937& random,
                            unsigned longest) {
@@ -139,4 +139,4 @@ TEST(Digest, as_a_string_is_of_zeros_that_the_class_fills) {
     EXPECT_EQ(test::toHex(hash.digest()), "030000");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace {
+namespace TEST_FILE {
 
 /// An engine that writes down what is asked of it.
 class Recorder : public HashImpl {
@@ -316,4 +316,4 @@ TEST(HashEngine, wipes_block_and_state_when_destroyed) {
     expectWiped<SHA512>();
 }
 
-} // namespace
+} // namespace TEST_FILE

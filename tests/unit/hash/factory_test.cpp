@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 struct Row {
     HashID id;
@@ -82,4 +82,4 @@ TEST(HashName, is_unknown_for_what_is_no_algorithm) {
         EXPECT_EQ(getHashName(id), "unknown") << id;
 }
 
-} // namespace
+} // namespace TEST_FILE

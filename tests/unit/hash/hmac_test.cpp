@@ -7,7 +7,7 @@
 #include <cstring>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -218,4 +218,4 @@ TEST(HKPDF, LeavesTheHashFresh) {
     EXPECT_EQ(finish(*hash), untouched);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -70,4 +70,4 @@ TEST(Pbkdf2, LeavesNothingOnTheHeapSinceItTakesNothingFromIt) {
     EXPECT_EQ(test::allocationsOf([&] { pbkdf2(HashID::SHA512, password, salt, 3, key); }), 0u);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using Bytes = std::vector<unsigned char>;
@@ -253,4 +253,4 @@ TYPED_TEST(BothAlgorithms, PrivateKeysWipeTheSecretTheyReplace) {
     EXPECT_TRUE(recorder.saw(bytes, 31));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 #include <memory>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using test::hex;
 using Bytes = std::vector<unsigned char>;
@@ -154,4 +154,4 @@ TEST(DigestInfo, RefusesTruncatedAndDamagedBlocks) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

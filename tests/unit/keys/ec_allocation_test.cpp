@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::allocationsOf;
 
@@ -29,4 +29,4 @@ TEST(EcKeyAllocation, SigningAndVerifyingTakeFewBlocks) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::concat;
@@ -389,4 +389,4 @@ TEST(EcPublicKey, DumpsTheNumberOfAnUnknownCurve) {
     EXPECT_EQ(test::dumpOf(EcPublicKey()), "[EC-PUBLIC]\ncurve: 0\npub.x: 0\npub.y: 0\norder: 0\n");
 }
 
-} // namespace
+} // namespace TEST_FILE

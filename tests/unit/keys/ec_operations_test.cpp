@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::number;
 using test::ScriptedRng;
@@ -304,4 +304,4 @@ TEST(EcPrivateKey, BadPointsGiveNothing) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

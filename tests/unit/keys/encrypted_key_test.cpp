@@ -14,7 +14,7 @@
 #include <map>
 #include <set>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::concat;
@@ -247,4 +247,4 @@ TEST(EncryptedKeys, WithAnyBitFlippedAreNeverTakenForAnother) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 
 #include <algorithm>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 using test::concat;
@@ -347,4 +347,4 @@ TEST(WrittenKey, IsEmptyForNumbersThatMakeNoKey) {
     EXPECT_TRUE(encodePkcs8PrivateKey(X25519PrivateKey()).empty());
 }
 
-} // namespace
+} // namespace TEST_FILE

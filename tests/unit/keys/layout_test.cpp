@@ -10,7 +10,7 @@
 #include <cstring>
 #include <type_traits>
 
-namespace {
+namespace TEST_FILE {
 
 /// The index in the virtual table of what a pointer to a virtual member function calls (Itanium C++ ABI,
 /// section 2.3: one more than the offset in the table, which begins with the two destructors).
@@ -248,4 +248,4 @@ TEST(Keys, EmptyOnesSurviveEveryOperation) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

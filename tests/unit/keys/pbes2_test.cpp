@@ -10,7 +10,7 @@
 
 #include <functional>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::concat;
@@ -382,4 +382,4 @@ TEST(Pbes2, TheDataMayBeWhatTheResultHeld) {
     EXPECT_EQ(bytes, counted(20));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::concat;
 using test::element;
@@ -156,4 +156,4 @@ TEST(Pkcs8PublicKey, HostileNestingAndSizesAreRefused) {
     EXPECT_EQ(parsePkcs8PublicKey({}), nullptr);
 }
 
-} // namespace
+} // namespace TEST_FILE

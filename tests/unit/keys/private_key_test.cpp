@@ -10,7 +10,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::concat;
@@ -755,4 +755,4 @@ TEST(HostileKeys, NestingDoesNotRecurse) {
     EXPECT_EQ(readPrivateKey({reinterpret_cast<char const*>(nested.data()), nested.size()}, ""), nullptr);
 }
 
-} // namespace
+} // namespace TEST_FILE

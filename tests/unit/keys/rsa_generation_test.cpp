@@ -10,7 +10,7 @@
 
 #include <algorithm>
 
-namespace {
+namespace TEST_FILE {
 
 using test::SeededRng;
 using Bytes = std::vector<unsigned char>;
@@ -269,4 +269,4 @@ TEST(RsaGeneration, PrimesPassTheRoundsOfFips186) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::concat;
@@ -500,4 +500,4 @@ TEST(RsaPrivateKey, DumpsItsNumbers) {
                                  "prime1: a3\nprime2: a4\nexp1: a5\nexp2: a6\ncoeff: a7\n");
 }
 
-} // namespace
+} // namespace TEST_FILE

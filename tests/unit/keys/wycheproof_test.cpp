@@ -8,7 +8,7 @@
 
 #include <map>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -137,4 +137,4 @@ TEST_CASES(WycheproofEcdhPoint, AgreesAsPublished, "wycheproof/ecdh_secp256r1_ec
     agree(c, [](Bytes const& peer) { return peer; });
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -11,7 +11,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::concat;
@@ -295,4 +295,4 @@ TEST(PemDecrypt, TheBodyMayBeWhatTheResultHeld) {
     EXPECT_EQ(bytes, counted(40));
 }
 
-} // namespace
+} // namespace TEST_FILE

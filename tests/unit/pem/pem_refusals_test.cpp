@@ -15,7 +15,7 @@
 #include <iterator>
 #include <unistd.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -497,4 +497,4 @@ TEST(ReadReq, AmongOthersIsFoundUnderEitherLabel) {
     EXPECT_EQ(refusal.line, 2U);
 }
 
-} // namespace
+} // namespace TEST_FILE

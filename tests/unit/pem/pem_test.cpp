@@ -11,7 +11,7 @@
 #include <iterator>
 #include <sys/mman.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using Bytes = std::vector<unsigned char>;
@@ -437,4 +437,4 @@ TEST(Pem, DerOfMoreThan4GiBIsRefused) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

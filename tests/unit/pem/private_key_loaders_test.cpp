@@ -9,7 +9,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using Bytes = std::vector<unsigned char>;
@@ -216,4 +216,4 @@ TEST(EncodePemPkcs8EncryptedPrivateKey, Asks2048Iterations) {
     EXPECT_NE(std::search(der.begin(), der.begin() + 64, count.begin(), count.end()), der.begin() + 64);
 }
 
-} // namespace
+} // namespace TEST_FILE

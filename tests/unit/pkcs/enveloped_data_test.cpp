@@ -15,7 +15,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace {
+namespace TEST_FILE {
 
 namespace der = test::der;
 using der::Bytes;
@@ -701,4 +701,4 @@ TEST(KeyTransRecipientInfo, IsWrittenAsItWasRead) {
     EXPECT_FALSE(parse(info, der::sequence(der::integer(1)))) << "no such version";
 }
 
-} // namespace
+} // namespace TEST_FILE

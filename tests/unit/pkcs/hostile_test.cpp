@@ -8,7 +8,7 @@
 
 #include <type_traits>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -167,4 +167,4 @@ TEST(HostileMessage, IndefiniteLengthsAreRefused) {
     EXPECT_FALSE(parses<PKCS7SignedData>(streamed));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 
 #include <concepts>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 using Blob = asn1::blob;
@@ -169,4 +169,4 @@ TEST(ExportedClasses, CanBeDerivedFromAndFoundAgain) {
     EXPECT_NE(dynamic_cast<X509Base const*>(static_cast<X509Certificate const*>(&certificate)), nullptr);
 }
 
-} // namespace
+} // namespace TEST_FILE

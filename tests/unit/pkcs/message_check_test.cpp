@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -302,4 +302,4 @@ TEST(CheckTimeStamp, AsksForOneAuthorityOfTimeStamps) {
                 ElementsAre(MessageFindingId::noTimeStamp));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 
 #include "support/random.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -478,4 +478,4 @@ TEST(MessageRefusal, IsFilledInExactlyWhenTheStatedReaderFails) {
                     sequence(integer(1), sequence(sha256Algorithm(), octetString({1, 2})), boolean(true)));
 }
 
-} // namespace
+} // namespace TEST_FILE

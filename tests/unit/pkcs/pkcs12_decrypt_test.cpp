@@ -4,7 +4,7 @@
 
 #include "support/slow.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -443,4 +443,4 @@ TEST(Pkcs12Enveloped, KeysUnderAPasswordWithinNeedItToo) {
     expectAlice(pfx);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -3,7 +3,7 @@
 
 #include "support/captured_output.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -113,4 +113,4 @@ TEST(DescribeEncryption, FitsWhatIsWritten) {
     EXPECT_FALSE(described(keys[0]).problem);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -4,7 +4,7 @@
 #include "support/random.h"
 #include "support/slow.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -143,4 +143,4 @@ TEST(HostilePkcs12, IndefiniteLengthsAreRefused) {
         parses<PKCS12PFX>(join({Bytes{0x30, 0x80}, integer(3), dataContent(parts.safe()), Bytes(2)})));
 }
 
-} // namespace
+} // namespace TEST_FILE

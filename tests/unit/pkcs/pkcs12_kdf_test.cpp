@@ -9,7 +9,7 @@
 #include <iterator>
 #include <map>
 
-namespace {
+namespace TEST_FILE {
 
 namespace der = test::der;
 using der::Bytes;
@@ -207,4 +207,4 @@ TEST(Pbe1Crypt, DependsOnPasswordSaltAndCount) {
     EXPECT_NE(crypt(params(), plain, true, "").out, closed);
 }
 
-} // namespace
+} // namespace TEST_FILE

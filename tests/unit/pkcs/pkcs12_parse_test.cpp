@@ -1,7 +1,7 @@
 #include "pkcs12_files.h"
 #include "support/slow.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -441,4 +441,4 @@ TEST(Pkcs12ParseBer, RefusesWhatIsMalformed) {
     EXPECT_TRUE(refuses(repeat({0x24, 0x80}, 100000)));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -2,7 +2,7 @@
 
 #include "support/captured_output.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -402,4 +402,4 @@ TEST(Pkcs12Kind, IsToldByTheFirstElements) {
         EXPECT_FALSE(looksLikePkcs12(readMessage(name))) << name;
 }
 
-} // namespace
+} // namespace TEST_FILE

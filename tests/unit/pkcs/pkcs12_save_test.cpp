@@ -1,6 +1,6 @@
 #include "pkcs12_files.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -405,4 +405,4 @@ TEST(Pkcs12Dump, ShowsEachSectionThatIsNotEmpty) {
                                 "==========> certs: 1\n==========> keys: 1\n");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -288,4 +288,4 @@ TEST(SignedData, HasItsFieldsInOrderAndMovesOnly) {
     EXPECT_TRUE(std::is_nothrow_move_assignable_v<PKCS7SignedData>);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -368,4 +368,4 @@ TEST(SignerInfo, HasItsFieldsInOrderAndMovesOnly) {
     EXPECT_TRUE(std::is_nothrow_move_assignable_v<PKCS7SignerInfo>);
 }
 
-} // namespace
+} // namespace TEST_FILE

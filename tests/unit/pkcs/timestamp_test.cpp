@@ -6,7 +6,7 @@
 
 #include <type_traits>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -163,4 +163,4 @@ TEST(TimeStamp, FieldsAreInOrder) {
     EXPECT_FALSE(std::is_copy_constructible_v<TimeStampResponse>);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 
 #include <gmock/gmock.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -488,4 +488,4 @@ TEST(SignedDataVerify, GoesOnWhereTheStoresIssuerHasAnotherKey) {
     EXPECT_EQ(verdict(read("attached.der"), store), "");
 }
 
-} // namespace
+} // namespace TEST_FILE

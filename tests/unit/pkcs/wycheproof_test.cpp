@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -66,4 +66,4 @@ TEST_CASES(Wycheproof, RsaDecryption, "wycheproof/rsa_pkcs1_2048.txt", "wychepro
     EXPECT_EQ(out, Bytes(15, 1));
 }
 
-} // namespace
+} // namespace TEST_FILE

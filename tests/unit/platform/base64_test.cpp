@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -115,4 +115,4 @@ TEST(Base64, NeverWritesPastTheRoomGiven) {
     EXPECT_EQ(out[3], 4);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
+namespace TEST_FILE {
 
 class ReadFile : public testing::Test {
 protected:
@@ -101,4 +101,4 @@ TEST_F(ReadFile, LeavesNoDescriptorOpen) {
     EXPECT_EQ(after, before);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-namespace {
+namespace TEST_FILE {
 
 IPAddr6 parsed(std::string_view text) {
     IPAddr6 address;
@@ -158,4 +158,4 @@ TEST(IPAddr6, ComparesBytes) {
     EXPECT_LT(parsed("2001:db8::1"), parsed("2001:db8::2"));
 }
 
-} // namespace
+} // namespace TEST_FILE

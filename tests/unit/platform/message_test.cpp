@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace {
+namespace TEST_FILE {
 
 using kp::FieldType;
 using kp::message;
@@ -137,4 +137,4 @@ TEST(Message, EqualityIsThatOfTheFieldsInAnyOrderOfSetting) {
     EXPECT_NE(a, b);
 }
 
-} // namespace
+} // namespace TEST_FILE

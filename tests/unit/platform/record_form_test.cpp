@@ -8,7 +8,7 @@
 
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using kp::message;
 using kp::Store;
@@ -204,4 +204,4 @@ TEST_F(RecordForm, WhatIsReadFromDamagedBodiesWritesBackToTheSameBytes) {
     EXPECT_GT(readable, 10);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::EnvironmentVariable;
 
@@ -79,4 +79,4 @@ TEST(Cloud, HasTwoSuffixes) {
     EXPECT_EQ(kp::cloudDnsSuffixes()[1], "ddns.kelp.example");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -12,7 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-namespace {
+namespace TEST_FILE {
 
 using kp::message;
 using kp::Store;
@@ -203,4 +203,4 @@ TEST_F(StoreCrash, WritersThatMeetLoseNothing) {
         EXPECT_EQ(numberOf(store.find(id)), static_cast<uint32_t>((-id - 1) % each));
 }
 
-} // namespace
+} // namespace TEST_FILE

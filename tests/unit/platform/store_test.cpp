@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace {
+namespace TEST_FILE {
 
 using kp::message;
 using kp::Store;
@@ -412,4 +412,4 @@ TEST_F(StoreTest, PutTellsWhenTheStoreIsReadOnly) {
         chmod(root.path(folder).c_str(), 0700);
 }
 
-} // namespace
+} // namespace TEST_FILE

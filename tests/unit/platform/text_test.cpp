@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -50,4 +50,4 @@ TEST(Str2lower, ChangesOnlyAsciiCapitals) {
     EXPECT_EQ(str2lower(""), "");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -238,4 +238,4 @@ TEST(MlkemKeys, HaveTheKindsOfTheirContainers) {
     EXPECT_EQ(findInputKind(view(encodeMlkemPublicKey(key))), InputKind::publicKey);
 }
 
-} // namespace
+} // namespace TEST_FILE

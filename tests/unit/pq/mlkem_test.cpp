@@ -11,7 +11,7 @@
 #include <memory>
 #include <type_traits>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -298,4 +298,4 @@ TEST(MlkemLoad, DoesNotSeeOtherChanges) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 
 #include <memory>
 
-namespace {
+namespace TEST_FILE {
 
 using Bytes = std::vector<unsigned char>;
 
@@ -76,4 +76,4 @@ TEST_CASES(WycheproofMlkem, StoredKeysAreCheckedAndDecapsulateAsPublished,
            "wycheproof/mlkem_768_semi_expanded_decaps.txt")
 (test::Case const& c) { expectDecapsulation(c, "dk"); }
 
-} // namespace
+} // namespace TEST_FILE

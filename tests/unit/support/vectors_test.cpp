@@ -6,7 +6,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace {
+namespace TEST_FILE {
 
 using test::Case;
 
@@ -180,4 +180,4 @@ TEST(Vectors, have_a_test_for_each_case) {
     EXPECT_EQ(names, expected);
 }
 
-} // namespace
+} // namespace TEST_FILE

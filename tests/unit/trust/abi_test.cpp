@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 /// Slots of an object's virtual table, counted from its first function pointer (Itanium C++ ABI,
 /// section 2.5; the 32-bit PowerPC ABI has plain function pointers there too).
@@ -71,4 +71,4 @@ TEST(PathAbi, TheResultCodeIsTheFirstFieldAndHasThirtyTwoBits) {
     EXPECT_EQ(sizeof(result.code), 4u);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <set>
 
-namespace {
+namespace TEST_FILE {
 
 using test::storyTime;
 
@@ -125,4 +125,4 @@ TEST_F(AdviceTest, NamesWhereTheCrlIs) {
                   "(certificate: CN=leaf; published at: http://example.org/ca.crl).");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::unsignedCa;
@@ -175,4 +175,4 @@ TEST(BuildPath, MemoryStoreOfThousandsThatIssueEachOtherEnds) {
     EXPECT_LE(chain.size(), count + 1u);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 #include <kp/base64.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 namespace fs = std::filesystem;
@@ -171,4 +171,4 @@ TEST(ReadCertificateBundle, ReadsWhatAMessageCarries) {
     EXPECT_EQ(output.text(), "");
 }
 
-} // namespace
+} // namespace TEST_FILE

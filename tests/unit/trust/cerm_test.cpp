@@ -11,7 +11,7 @@
 #include <map>
 #include <set>
 
-namespace {
+namespace TEST_FILE {
 
 namespace fs = std::filesystem;
 
@@ -611,4 +611,4 @@ TEST_F(LoadFromCerm, TellsWhichFilesOfTheBuiltInFolderAreEmptyOrCannotBeRead) {
                                                        {"3-dangling.pem", RefusalId::missingFile}}));
 }
 
-} // namespace
+} // namespace TEST_FILE

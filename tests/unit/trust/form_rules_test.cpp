@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::commonName;
 namespace der = test::der;
@@ -153,4 +153,4 @@ TEST(FormRulesOfLoaders, ReachTheCertificatesOfMessages) {
     EXPECT_EQ(signedData.certificates[0]->platformRefusal()->path, "extension 1 (1.3.6.1.4.1.55555.1)");
 }
 
-} // namespace
+} // namespace TEST_FILE

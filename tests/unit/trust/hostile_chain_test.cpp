@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test::der;
 using test::dnsName;
@@ -144,4 +144,4 @@ TEST(HostileChain, TimeGrowsWithItsLengthAlone) {
     expectLinear("CRLs", withCrls(small), withCrls(large), true);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::address;
 using test::dns;
@@ -139,4 +139,4 @@ TEST(Identity, OnlyTheLeafIsAsked) {
               2);
 }
 
-} // namespace
+} // namespace TEST_FILE

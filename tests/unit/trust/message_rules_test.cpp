@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test::der;
 using test::madeCa;
@@ -175,4 +175,4 @@ TEST(TimeStampRules, TheAuthoritysChainIsJudgedByThem) {
     EXPECT_EQ(check(), PathCode::revoked);
 }
 
-} // namespace
+} // namespace TEST_FILE

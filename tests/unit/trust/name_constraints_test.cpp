@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using test::dns;
 using test::mailbox;
@@ -243,4 +243,4 @@ TEST(NameConstraints, ManyConstraintsAndManyNamesTakeNoTimeInTheirProduct) {
     EXPECT_EQ(validate(chain), allowed);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-namespace {
+namespace TEST_FILE {
 
 constexpr char suiteFolder[] = "/usr/lib/python3/dist-packages/cryptography_vectors/x509/PKITS_data/";
 
@@ -140,4 +140,4 @@ TEST(Pkits, IsInstalled) {
 [[maybe_unused]] bool const areDeclared =
     isInstalled() && test::declareCases("Pkits", "Paths", {"x509/pkits.txt"}, checkPath, __FILE__, __LINE__);
 
-} // namespace
+} // namespace TEST_FILE

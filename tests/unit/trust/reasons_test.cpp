@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-namespace {
+namespace TEST_FILE {
 
 template <typename Id>
 void expectTerms(std::span<ReasonText<Id> const> terms, size_t count) {
@@ -107,4 +107,4 @@ TEST(PathTerms, AReasonIsTheTextOrTheSentence) {
     EXPECT_EQ(explanation.reason(), "text");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 
@@ -138,4 +138,4 @@ TEST(Resign, WhatAPeerMadeKeepsAllItSays) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 namespace der = test::der;
 using test::commonName;
@@ -428,4 +428,4 @@ TEST(SearchRules, ASearchLeavesNothingToTheNext) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::commonName;
@@ -614,4 +614,4 @@ TEST(ChooseLeaf, BearsTheNameThatIsAskedForOrIsNoCa) {
     EXPECT_EQ(x509ChooseLeaf({r, l, o}, options), l);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 struct Verified {
     bool ok;
@@ -159,4 +159,4 @@ TEST(VerifySignature, ParametersUnderASmallExponentAreLookedAt) {
     EXPECT_EQ(found, asn1::blob(calcDigest(HashID::SHA256, leaf.tbs)));
 }
 
-} // namespace
+} // namespace TEST_FILE

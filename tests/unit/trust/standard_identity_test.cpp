@@ -2,7 +2,7 @@
 #include "chains.h"
 #include "made_chain.h"
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test::der;
 using test::dnsName;
@@ -150,4 +150,4 @@ TEST(StandardIdentity, OneOfThoseAskedForSuffices) {
     EXPECT_TRUE(leaf.bears(options));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 namespace der = test::der;
 using test::caLink;
@@ -518,4 +518,4 @@ TEST(StandardPath, RefusesOtherRsaPss) {
     unsupported(der::algorithm("1.2.840.113549.1.1.10", der::sequence()));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <set>
 
-namespace {
+namespace TEST_FILE {
 
 namespace der = test::der;
 using test::caLink;
@@ -184,4 +184,4 @@ TEST(StandardPolicies, MappingsDoNotMultiply) {
     EXPECT_EQ(policiesOf(links, asking({})), Policies(policies.begin(), policies.end()));
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test::der;
 using test::lessWhenSlow;
@@ -587,4 +587,4 @@ TEST(Revocation, ALongCrlIsNeitherCopiedNorReadAgain) {
     EXPECT_LE(allocationsWith(true), allocationsWith(false) + 100);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <thread>
 
-namespace {
+namespace TEST_FILE {
 
 using test::commonName;
 using test::unsignedCa;
@@ -184,4 +184,4 @@ TEST(StoreIndex, AnswersAmongFiftyThousand) {
     EXPECT_EQ(found, 2 * hits.size());
 }
 
-} // namespace
+} // namespace TEST_FILE

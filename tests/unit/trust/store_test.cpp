@@ -8,7 +8,7 @@
 #include <iostream>
 #include <map>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::commonName;
@@ -233,4 +233,4 @@ TEST(FindCrl, EmptyStoreHasNone) {
     EXPECT_EQ(CertificateMemoryStore().findCertificate(commonName("A"), {}), nullptr);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -10,7 +10,7 @@
 #include <set>
 #include <sstream>
 
-namespace {
+namespace TEST_FILE {
 
 std::vector<std::string> storyNames() {
     std::set<std::string> names;
@@ -138,4 +138,4 @@ TEST(Stories, EndInEveryCodeAndShowEveryWarning) {
         EXPECT_TRUE(warnings.contains(term.name)) << "no story shows " << term.name;
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test::der;
 using test::dnsName;
@@ -315,4 +315,4 @@ TEST(Strict, RulesOfRfc5280Accept) {
     EXPECT_EQ(MadeChain(made).explain(options).code, 0);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -5,7 +5,7 @@
 #include <optional>
 #include <random>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test::der;
 using test::dnsName;
@@ -396,4 +396,4 @@ TEST(Subtrees, ManyOfThemAndManyNamesTakeNoTimeInTheirProduct) {
     EXPECT_EQ(chain.explain(options).code, 0);
 }
 
-} // namespace
+} // namespace TEST_FILE

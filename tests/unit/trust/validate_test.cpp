@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::CapturedOutput;
 using test::dns;
@@ -455,4 +455,4 @@ TEST(ValidatePath, LongChainAgainstALongListTakesTimeInProportion) {
     EXPECT_EQ(validate(certificates, chain.store, test::inDate, true).code, 6);
 }
 
-} // namespace
+} // namespace TEST_FILE

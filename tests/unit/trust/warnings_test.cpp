@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using test::storyTime;
 
@@ -224,4 +224,4 @@ TEST(CrlWarnings, JudgeOneCrlByItsIssuer) {
                     .starts_with("crl-out-of-date@0"));
 }
 
-} // namespace
+} // namespace TEST_FILE

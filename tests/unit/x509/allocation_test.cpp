@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -45,4 +45,4 @@ TEST(Allocations, OfACertificateReadAgain) {
         << "what is there already is used again";
 }
 
-} // namespace
+} // namespace TEST_FILE

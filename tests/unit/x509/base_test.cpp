@@ -5,7 +5,7 @@
 #include <dlfcn.h>
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -204,4 +204,4 @@ TEST(X509Base, FieldsStandInTheirOrder) {
     expectBefore(q, q.challengePassword, q.subjectAltNames);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -475,4 +475,4 @@ TEST(Extensions, DiagnosticsDoNotDependOnTheFlagsOfStandardOutput) {
     EXPECT_EQ(choice, "unsupported attribute: 161 in CRL DistributionPoint\n");
 }
 
-} // namespace
+} // namespace TEST_FILE

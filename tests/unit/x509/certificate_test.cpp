@@ -4,7 +4,7 @@
 
 #include <functional>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -365,4 +365,4 @@ TEST(Certificate, DumpDoesNotDependOnTheStreamsFlags) {
     EXPECT_NE(out.str().find("  selfSigned:1\n"), std::string::npos);
 }
 
-} // namespace
+} // namespace TEST_FILE

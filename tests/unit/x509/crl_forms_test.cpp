@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -131,4 +131,4 @@ TEST(CrlForms, WhatIsMalformedIsRefusedUnderAllRules) {
     EXPECT_EQ(refusalOf(withReason), RefusalId::malformedExtension);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -135,4 +135,4 @@ TEST(CrlIndex, OfManyEntriesIsSmall) {
     EXPECT_EQ(crl.findRevoked(serialOf(count)), nullptr);
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -4,7 +4,7 @@
 
 #include <functional>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -322,4 +322,4 @@ TEST(Crl, DumpOfEveryField) {
                                                      "  signed with: SHA256+ECDSA\n");
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -155,4 +155,4 @@ TEST(FormRules, KeepExtensionsThatWereNotChanged) {
     EXPECT_EQ(certificate.serializeExtensions(), sequence(constraints, unknown));
 }
 
-} // namespace
+} // namespace TEST_FILE

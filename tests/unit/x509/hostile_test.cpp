@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -307,4 +307,4 @@ TEST(Hostile, LongObjectIdentifiersAreSurvived) {
     }
 }
 
-} // namespace
+} // namespace TEST_FILE

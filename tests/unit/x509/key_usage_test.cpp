@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -151,4 +151,4 @@ TEST(KeyUsage, BothLinesAppearOnlyWithSomethingToName) {
         "ocsp-signing, dvcs\n");
 }
 
-} // namespace
+} // namespace TEST_FILE

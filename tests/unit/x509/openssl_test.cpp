@@ -13,7 +13,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 
@@ -253,4 +253,4 @@ TEST(OpenSsl, TheRootsOfThisMachineAreRead) {
     std::cout << roots.size() << " roots read" << std::endl;
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -269,4 +269,4 @@ TEST(KeyAlgorithm, IsToldOfKeysThatAreUnknown) {
     EXPECT_TRUE(getKeyAlgorithm({}).empty());
 }
 
-} // namespace
+} // namespace TEST_FILE

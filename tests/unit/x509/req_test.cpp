@@ -4,7 +4,7 @@
 
 #include <functional>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -224,4 +224,4 @@ TEST(Req, DumpOfEveryField) {
                                          key.str());
 }
 
-} // namespace
+} // namespace TEST_FILE

@@ -10,7 +10,7 @@
 
 #include <functional>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
@@ -728,4 +728,4 @@ TEST(Sign, UpdateTbsStandsBehindTheDestructor) {
     EXPECT_TRUE(probe.called);
 }
 
-} // namespace
+} // namespace TEST_FILE
