@@ -116,19 +116,32 @@ SEALKIT_INLINED inline Limb multiplyAdd(Limb a, Limb b, Limb sum, Limb& carry) {
 /// a + b + carry with a carry of 0 or 1; the carry out becomes the carry.
 template <typename Limb>
 SEALKIT_INLINED inline Limb addCarry(Limb a, Limb b, Limb& carry) {
-    Limb sum = a + b;
-    Limb result = sum + carry;
-    carry = static_cast<Limb>((sum < a) | (result < sum));
-    return result;
+    if constexpr (limbDigits<Limb> == 1) {
+        // In 64 bits GCC carries by the machine's flag, and not by comparisons.
+        uint64_t const sum = static_cast<uint64_t>(a) + b + carry;
+        carry = static_cast<Limb>(sum >> limbBits<Limb>);
+        return static_cast<Limb>(sum);
+    } else {
+        Limb sum = a + b;
+        Limb result = sum + carry;
+        carry = static_cast<Limb>((sum < a) | (result < sum));
+        return result;
+    }
 }
 
 /// a - b - borrow with a borrow of 0 or 1; the borrow out becomes the borrow.
 template <typename Limb>
 SEALKIT_INLINED inline Limb subtractBorrow(Limb a, Limb b, Limb& borrow) {
-    Limb difference = a - b;
-    Limb result = difference - borrow;
-    borrow = static_cast<Limb>((a < b) | (difference < borrow));
-    return result;
+    if constexpr (limbDigits<Limb> == 1) {
+        uint64_t const difference = static_cast<uint64_t>(a) - b - borrow;
+        borrow = static_cast<Limb>(difference >> 63);
+        return static_cast<Limb>(difference);
+    } else {
+        Limb difference = a - b;
+        Limb result = difference - borrow;
+        borrow = static_cast<Limb>((a < b) | (difference < borrow));
+        return result;
+    }
 }
 
 /// r = a + b over n digits. Returns the carry. r may be a or b.

@@ -86,6 +86,27 @@ void QuietModulus::reduce(Digit* r) {
     subtractOnce(r, t + k, carry);
 }
 
+void QuietModulus::reduceBelowR(Digit* r) {
+    Digit* t = wide();
+    NativeLimb const mask = maskOf<NativeLimb>(montgomeryReduce<NativeLimb>(t, modulus(), k, n0inv));
+    t += k;
+    NativeLimb borrow = 0;
+#pragma GCC unroll 4
+    for (size_t i = 0; i < k; i += step)
+        store<NativeLimb>(
+            r + i, subtractBorrow(load<NativeLimb>(t + i), load<NativeLimb>(modulus() + i) & mask, borrow));
+}
+
+void QuietModulus::multiplyBelowR(Digit* r, Digit const* a, Digit const* b) {
+    product<NativeLimb>(wide(), a, k, b, k);
+    reduceBelowR(r);
+}
+
+void QuietModulus::squareBelowR(Digit* r, Digit const* a) {
+    detail::square<NativeLimb>(wide(), a, k);
+    reduceBelowR(r);
+}
+
 void QuietModulus::multiply(Digit* r, Digit const* a, Digit const* b) {
     product<NativeLimb>(wide(), a, k, b, k);
     reduce(r);
@@ -167,29 +188,31 @@ void QuietModulus::power(Digit* r, Digit const* x, Digit const* e, size_t count)
     for (size_t row = 2; row < tableSize; ++row) {
         Digit* const to = table.data() + row * k;
         if (row % 2 == 0)
-            square(to, table.data() + row / 2 * k);
+            squareBelowR(to, table.data() + row / 2 * k);
         else
-            multiply(to, to - k, x);
+            multiplyBelowR(to, to - k, x);
     }
     size_t from = (count * digitBits - 1) / windowBits * windowBits;
     select(r, table.data(), k, windowAt(e, count, from));
     while (from != 0) {
         from -= windowBits;
         for (unsigned i = 0; i < windowBits; ++i)
-            square(r, r);
+            squareBelowR(r, r);
         select(factor, table.data(), k, windowAt(e, count, from));
-        multiply(r, r, factor);
+        multiplyBelowR(r, r, factor);
     }
 }
 
 void QuietModulus::raise(Digit* r, Digit const* x, Digit const* entered, BigNum const& e) {
     std::copy_n(entered, k, r);
-    for (unsigned bit = e.bits() - 1; bit-- != 0;) {
-        square(r, r);
+    for (unsigned bit = e.bits() - 1; bit-- > 1;) {
+        squareBelowR(r, r);
         if (e.getBit(bit))
-            // The last factor is plain, and so is what comes out.
-            multiply(r, r, bit == 0 ? x : entered);
+            multiplyBelowR(r, r, entered);
     }
+    square(r, r);
+    // The last factor is plain, and so is what comes out.
+    multiply(r, r, x);
 }
 
 } // namespace detail

@@ -38,13 +38,19 @@ public:
     void enter(Digit* r, Digit const* x, size_t count);
     /// r = a / R mod m.
     void leave(Digit* r, Digit const* a);
-    /// r = x^e mod m for a secret e of `count` digits. Both residues are in Montgomery form; r is not x.
+    /// r = x^e mod m for a secret e of `count` digits, below R and not always below m. Both residues are in Montgomery
+    /// form; r is not x.
     void power(Digit* r, Digit const* x, Digit const* e, size_t count);
     /// r = x^e mod m for an odd, public e above 1. `entered` is x in Montgomery form, and so is the result if `x` is that
-    /// as well; if it is plain, the result is plain. r is neither of them.
+    /// as well; if it is plain, the result is plain. r is neither of them. The result is below m.
     void raise(Digit* r, Digit const* x, Digit const* entered, BigNum const& e);
 
 private:
+    /// r = a * b / R and r = a * a / R mod m, of numbers below R. So is r, of which m is taken off where it reaches R
+    /// and not where it reaches m: between products that costs less.
+    void multiplyBelowR(Digit* r, Digit const* a, Digit const* b);
+    void squareBelowR(Digit* r, Digit const* a);
+    void reduceBelowR(Digit* r);
     /// r = the number at `wide()`, below m * R, divided by R mod m.
     void reduce(Digit* r);
     /// r = 2a mod m.
