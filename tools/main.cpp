@@ -13,6 +13,7 @@ namespace {
 Verb const verbs[] = {
     {"verify", "build and validate a certificate chain", setUpVerify},
     {"show", "say what a file is and show it", setUpShow},
+    {"asn1", "show the tree of DER or BER with offsets", setUpAsn1},
     {"hash", "write the digests of files, or check them", setUpHash},
     {"mac", "write the MACs of files under a key, or check them", setUpMac},
     {"cipher", "encrypt or decrypt a file under a key", setUpCipher},

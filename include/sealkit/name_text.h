@@ -28,8 +28,9 @@
 SEALKIT_API std::vector<unsigned char> parseNameText(std::string_view text, Refusal* refusal = nullptr);
 
 /// All attributes of a Name, given by its whole encoding, in their own order: "C=UY, O=Acme+OU=east, CN=ca". Attributes
-/// without a name show their dotted form, BMPStrings are converted to UTF-8, and other values stay as they are.
-/// "(malformed)" where `name` is not a SEQUENCE.
+/// without a name show their dotted form. BMPStrings and UniversalStrings are converted to UTF-8, TeletexStrings are
+/// taken for ISO 8859-1 where they are not UTF-8, and other strings stay as they are; what is no string shows as "#" and
+/// its encoding in hexadecimal. "(malformed)" where `name` is not a SEQUENCE.
 SEALKIT_API std::string nameText(asn1::blob name);
 
 /// Reads an alternative name: "DNS:host", perhaps with a wildcard, "IP:address", "email:mailbox" or "URI:address", the

@@ -5,6 +5,7 @@
 #include "sealkit/aead.h"
 #include "sealkit/agreement.h"
 #include "sealkit/asn1.h"
+#include "sealkit/asn1_tree.h"
 #include "sealkit/bignum.h"
 #include "sealkit/blob.h"
 #include "sealkit/block.h"

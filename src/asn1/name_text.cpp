@@ -1,6 +1,7 @@
 #include "sealkit/name_text.h"
 
 #include "asn1/element.h"
+#include "asn1/string_text.h"
 #include "sealkit/der.h"
 #include "sealkit/oid.h"
 #include "sealkit/oid_names.h"
@@ -132,23 +133,14 @@ bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view par
     return true;
 }
 
-/// A BMPString's UTF-16 as UTF-8; surrogates become the replacement character.
-std::string fromBmp(asn1::blob value) {
-    std::string text;
-    for (size_t i = 0; i + 1 < value.size(); i += 2) {
-        unsigned const unit = static_cast<unsigned>(value[i] << 8 | value[i + 1]);
-        unsigned const c = unit >= 0xD800 && unit < 0xE000 ? 0xFFFD : unit;
-        if (c < 0x80) {
-            text += static_cast<char>(c);
-        } else if (c < 0x800) {
-            text += static_cast<char>(0xC0 | (c >> 6));
-            text += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            text += static_cast<char>(0xE0 | (c >> 12));
-            text += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            text += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
+/// The value of an attribute; the bytes of one that is no string, as "#" and hexadecimal digits (RFC 4514, section 2.4).
+std::string attributeText(unsigned form, asn1::blob value) {
+    if (detail::isStringTag(form))
+        return detail::stringText(form, value);
+    constexpr char digits[] = "0123456789abcdef";
+    std::string text = "#";
+    for (unsigned char const octet : DerEncoder().add(form, value).take())
+        text += {digits[octet >> 4], digits[octet & 15]};
     return text;
 }
 
@@ -255,10 +247,7 @@ std::string nameText(asn1::blob name) {
         return "(malformed)";
     std::string text;
     forEachAttribute(name, [&](asn1::blob type, unsigned form, asn1::blob value, bool isFirst) {
-        text += (text.empty() ? ""
-                 : isFirst    ? ", "
-                              : "+") +
-                oidName(type) + "=" + (form == tag::bmpString ? fromBmp(value) : toString(value));
+        text += (text.empty() ? "" : isFirst ? ", " : "+") + oidName(type) + "=" + attributeText(form, value);
     });
     return text;
 }

@@ -4,6 +4,7 @@
 #include "io/command_line.h"
 #include "io/exit_status.h"
 
+Work setUpAsn1(CommandLine commandLine);
 Work setUpCert(CommandLine commandLine);
 Work setUpCheck(CommandLine commandLine);
 Work setUpCipher(CommandLine commandLine);
