@@ -5,6 +5,7 @@
 # 3. a package of Debian that carries the sources (scripts/fetch-mlkem-native), kept in MLKEM_NATIVE_CACHE;
 # 4. MLKEM_NATIVE_URL, an archive of the upstream release.
 #
+# sealkit_get_mlkem_native() looks for it, and turns SEALKIT_MLKEM off where that is AUTO and nothing has it;
 # sealkit_add_mlkem_native(TARGET) brings it into TARGET, which exports none of its symbols.
 set(MLKEM_NATIVE_DIR "" CACHE PATH "Source tree of mlkem-native, as upstream releases it")
 set(MLKEM_NATIVE_URL "" CACHE STRING "Archive of a release of mlkem-native, where nothing else has it")
@@ -67,7 +68,7 @@ function(sealkit_find_mlkem_native)
     set(SEALKIT_MLKEM_NATIVE_INSTALLED ${found} PARENT_SCOPE)
 endfunction()
 
-# The folder of sources, in SEALKIT_MLKEM_NATIVE_UPSTREAM or SEALKIT_MLKEM_NATIVE_PACKAGED.
+# The folder of sources, in SEALKIT_MLKEM_NATIVE_UPSTREAM or SEALKIT_MLKEM_NATIVE_PACKAGED, or neither.
 function(sealkit_get_mlkem_native_sources)
     if(MLKEM_NATIVE_DIR)
         if(NOT EXISTS ${MLKEM_NATIVE_DIR}/mlkem/mlkem_native.c)
@@ -108,19 +109,37 @@ function(sealkit_get_mlkem_native_sources)
         endif()
         message(STATUS "MLKEM_NATIVE_URL is no release of mlkem-native: there is no mlkem/mlkem_native.c in it")
     endif()
-    message(FATAL_ERROR "ML-KEM needs mlkem-native, and it could not be had (why stands above). One of these helps:\n"
-        "  install it where pkg-config or CMAKE_PREFIX_PATH finds it;\n"
-        "  unpack a release of the project mlkem-native and give -DMLKEM_NATIVE_DIR=FOLDER;\n"
-        "  give -DMLKEM_NATIVE_URL=URL -DMLKEM_NATIVE_SHA256=DIGEST of the archive of a release;\n"
-        "  run scripts/fetch-mlkem-native FOLDER on a Debian machine with a network, copy FOLDER here and give\n"
-        "  -DMLKEM_NATIVE_CACHE=FOLDER;\n"
-        "  build without ML-KEM: -DSEALKIT_MLKEM=OFF.")
 endfunction()
+
+# A macro, as what it finds is for the folders below.
+macro(sealkit_get_mlkem_native)
+    sealkit_find_mlkem_native()
+    if(NOT SEALKIT_MLKEM_NATIVE_INSTALLED)
+        sealkit_get_mlkem_native_sources()
+        if(NOT SEALKIT_MLKEM_NATIVE_UPSTREAM AND NOT SEALKIT_MLKEM_NATIVE_PACKAGED)
+            if(SEALKIT_MLKEM STREQUAL AUTO)
+                set(SEALKIT_MLKEM OFF)
+                set(mlkem_native_severity WARNING)
+                set(mlkem_native_effect "sealkit is built without ML-KEM")
+            else()
+                set(mlkem_native_severity FATAL_ERROR)
+                set(mlkem_native_effect "sealkit cannot be built with ML-KEM")
+            endif()
+            message(${mlkem_native_severity} "${mlkem_native_effect}: mlkem-native is not available (the reason is "
+                "above). To have it, do one of these:\n"
+                "  install it where pkg-config or CMAKE_PREFIX_PATH finds it;\n"
+                "  unpack a release of the project mlkem-native and give -DMLKEM_NATIVE_DIR=FOLDER;\n"
+                "  give -DMLKEM_NATIVE_URL=URL -DMLKEM_NATIVE_SHA256=DIGEST of the archive of a release;\n"
+                "  run scripts/fetch-mlkem-native FOLDER on a Debian machine with a network, copy FOLDER here and\n"
+                "  give -DMLKEM_NATIVE_CACHE=FOLDER.\n"
+                "-DSEALKIT_MLKEM=OFF builds without ML-KEM and without this message.")
+        endif()
+    endif()
+endmacro()
 
 function(sealkit_add_mlkem_native target)
     # Some of its functions ask to be exported.
     target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL)
-    sealkit_find_mlkem_native()
     if(SEALKIT_MLKEM_NATIVE_INSTALLED)
         target_link_libraries(${target} PRIVATE ${SEALKIT_MLKEM_NATIVE_INSTALLED})
         # A shared one may lie where the loader does not look by itself.
@@ -128,7 +147,6 @@ function(sealkit_add_mlkem_native target)
         return()
     endif()
 
-    sealkit_get_mlkem_native_sources()
     set(ours ${PROJECT_SOURCE_DIR}/cmake/mlkem_native)
     if(SEALKIT_MLKEM_NATIVE_UPSTREAM)
         add_library(mlkem_native STATIC ${SEALKIT_MLKEM_NATIVE_UPSTREAM}/mlkem/mlkem_native.c)

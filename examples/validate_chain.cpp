@@ -1,18 +1,25 @@
-/// Validates a PEM chain for a host name against a folder of trusted CAs.
+/// Validates a certificate with the certificates beside it for a host name against a folder of trusted CAs.
 #include <sealkit/sealkit.h>
 
-#include <ctime>
 #include <iostream>
 
 int main(int, char** arguments) { // chain.pem, folder of CAs, host name
+    Refusal refusal;
+    CertificateChain const chain = readCertChainFromFile(arguments[1], &refusal);
+    if (refusal) {
+        std::cout << arguments[1] << ": " << printable(refusal.str()) << std::endl;
+        return 2;
+    }
     CertificateMemoryStore store;
-    store.loadFromDir(arguments[2], false);
-    CertificateChain chain = readCertChainFromFile(arguments[1]);
-    x509BuildPath(store, chain, nullptr);
+    store.loadCertificatesFrom(arguments[2], nullptr);
 
-    std::string reason;
-    int const code = x509ValidatePath(chain, store, TimePoint::fromSeconds(std::time(nullptr)), arguments[3],
-                                      IPAddr6(), "", false, &reason);
-    std::cout << code << ": " << (code == 0 ? "trusted" : reason) << std::endl;
-    return code;
+    PathOptions options;
+    options.now = TimePoint::nowUtc();
+    options.hostName = arguments[3];
+    options.rules = PathRules::platform | PathRules::rfc5280;
+    PathSearch search(store);
+    search.addCertificates(chain);
+    PathVerdict const verdict = search.find(x509ChooseLeaf(chain, options), options);
+    std::cout << (verdict.isValid() ? "trusted" : printable(verdict.reason())) << std::endl;
+    return verdict.isValid() ? 0 : 1;
 }

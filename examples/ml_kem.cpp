@@ -1,0 +1,33 @@
+/// Agrees on a secret that a quantum computer does not find out, with ML-KEM-768.
+#include <sealkit/sealkit.h>
+
+#include <algorithm>
+#include <iostream>
+
+int main() {
+    MLKEMDecap receiver;
+    if (!receiver.generate())
+        return 2;
+    std::vector<unsigned char> const publicKey =
+        encodeMlkemPublicKey(receiver); // What the receiver publishes.
+
+    // The sender reads the public key, makes a secret, and sends the ciphertext that conveys it.
+    Refusal refusal;
+    std::vector<unsigned char> encapsulationKey;
+    if (!parseMlkemPublicKey(publicKey, encapsulationKey, &refusal)) {
+        std::cout << printable(refusal.str()) << std::endl;
+        return 2;
+    }
+    MLKEMEncap sender;
+    std::vector<unsigned char> const ciphertext = sender.encap(encapsulationKey);
+    if (ciphertext.empty()) {
+        std::cout << "the public key is malformed" << std::endl;
+        return 2;
+    }
+
+    bool const received = receiver.decap(ciphertext);
+    bool const same = received && std::ranges::equal(receiver.sharedSecret, sender.sharedSecret);
+    std::cout << ciphertext.size() << " bytes were sent; "
+              << (same ? "both have the same secret" : "no secret") << std::endl;
+    return same ? 0 : 1;
+}
