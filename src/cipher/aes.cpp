@@ -96,8 +96,7 @@ constexpr std::array<Word, 256> unmix = [] {
 [[gnu::always_inline]] inline Word lookUp(ByteTable const& table, Word a, Word b, Word c, Word d) {
     return column(table[a >> 24], table[b >> 16 & 0xff], table[c >> 8 & 0xff], table[d & 0xff]);
 }
-using ColumnTableBases = std::array<Word const*, 4>;
-[[gnu::always_inline]] inline Word lookUp(ColumnTableBases const& tables, Word a, Word b, Word c, Word d) {
+[[gnu::always_inline]] inline Word lookUp(auto const& tables, Word a, Word b, Word c, Word d) {
     return tables[0][a >> 24] ^ tables[1][b >> 16 & 0xff] ^ tables[2][c >> 8 & 0xff] ^ tables[3][d & 0xff];
 }
 
@@ -140,7 +139,7 @@ template <typename Direction>
     Columns state = {
         detail::loadBigEndian<Word>(in) ^ key.a, detail::loadBigEndian<Word>(in + second) ^ key.b,
         detail::loadBigEndian<Word>(in + 8) ^ key.c, detail::loadBigEndian<Word>(in + fourth) ^ key.d};
-    ColumnTableBases const tables = detail::tableBases(Direction::round);
+    auto const& tables = detail::tableBases(Direction::round);
     for (unsigned round = 1; round < rounds; ++round)
         state = transformed(state, tables, keyAt(round));
     state = transformed(state, Direction::lastRound, keyAt(rounds));

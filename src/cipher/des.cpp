@@ -8,6 +8,8 @@
 
 #include <array>
 #include <bit>
+#include <cstdint>
+#include <type_traits>
 #include <utility>
 
 namespace {
@@ -73,39 +75,75 @@ constexpr Number permuted(Number from, unsigned width, unsigned char const (&tab
 /// L and R are kept turned by that many bits to the right.
 constexpr int turn = 3;
 
+/// What goes to S1, S3, S5 and S7, in the six low bits of a byte each, and below it what goes to the others.
+using Inputs = std::uint64_t;
+
+/// The expansion E of R: six of its bits begin at every fourth, so those of S1, S3, S5 and S7 stand in bytes of their
+/// own; those of the others do so four bits on.
+constexpr Inputs expanded(Word r) {
+    constexpr Word sixOfEach = 0x3f3f3f3f;
+    return Inputs{r & sixOfEach} << 32 | (std::rotl(r, 4) & sixOfEach);
+}
+
+/// The four bits of each six that the expansion does not repeat.
+constexpr Word contracted(Inputs inputs) {
+    constexpr Word fourOfEach = 0x1e1e1e1e;
+    return (static_cast<Word>(inputs >> 32) & fourOfEach) |
+           std::rotr(static_cast<Word>(inputs) & fourOfEach, 4);
+}
+
+/// L and R stay expanded through all rounds where a register holds them so, as sums of expanded words are expanded sums.
+constexpr bool staysExpanded = sizeof(std::uintptr_t) >= sizeof(Inputs);
+using Half = std::conditional_t<staysExpanded, Inputs, Word>;
+
+constexpr Half toHalf(Word word) {
+    if constexpr (staysExpanded)
+        return expanded(word);
+    else
+        return word;
+}
+constexpr Word toWord(Half half) {
+    if constexpr (staysExpanded)
+        return contracted(half);
+    else
+        return half;
+}
+constexpr Inputs toInputs(Half half) {
+    if constexpr (staysExpanded)
+        return half;
+    else
+        return expanded(half);
+}
+
 /// What each substitution adds to f(R, K), by its six bits of input: S and then P.
-constexpr std::array<std::array<Word, 64>, 8> substituteAndPermute = [] {
-    std::array<std::array<Word, 64>, 8> tables = {};
+constexpr std::array<std::array<Half, 64>, 8> substituteAndPermute = [] {
+    std::array<std::array<Half, 64>, 8> tables = {};
     for (unsigned box = 0; box < 8; ++box)
         for (unsigned input = 0; input < 64; ++input) {
             unsigned const row = (input >> 4 & 2) | (input & 1), column = input >> 1 & 15;
             Word const output = Word(substitution[box][row][column]) << (28 - 4 * box);
-            tables[box][input] = std::rotr(permuted(output, 32, permutation), turn);
+            tables[box][input] = toHalf(std::rotr(permuted(output, 32, permutation), turn));
         }
     return tables;
 }();
-using TableBases = std::array<Word const*, 8>;
 
-/// A subkey as it meets R: what goes to S1, S3, S5 and S7, in the six low bits of a byte each, and what goes to the
-/// others.
-struct LaidOut {
-    Word odd, even;
-};
-
-LaidOut layOut(Word const (&subkey)[2]) {
+/// A subkey as it meets R.
+Inputs layOut(Word const (&subkey)[2]) {
     constexpr Word first = 0xfc0000, second = 0x03f000, third = 0x000fc0, fourth = 0x00003f;
     Word const left = subkey[0], right = subkey[1];
-    return {(left & first) << 6 | (left & third) << 10 | (right & first) >> 10 | (right & third) >> 6,
-            (left & second) << 12 | (left & fourth) << 16 | (right & second) >> 4 | (right & fourth)};
+    Word const odd =
+        (left & first) << 6 | (left & third) << 10 | (right & first) >> 10 | (right & third) >> 6;
+    Word const even =
+        (left & second) << 12 | (left & fourth) << 16 | (right & second) >> 4 | (right & fourth);
+    return Inputs{odd} << 32 | even;
 }
 
-/// The function f(R, K). Six bits of R begin at every fourth, so those of S1, S3, S5 and S7 stand in bytes of their own;
-/// those of the others do so four bits on.
-[[gnu::always_inline]] inline Word mixed(TableBases const& sp, Word r, LaidOut const& key) {
-    constexpr Word sixOfEach = 0x3f3f3f3f;
-    Word const odd = (r ^ key.odd) & sixOfEach, even = (std::rotl(r, 4) ^ key.even) & sixOfEach;
-    return sp[0][odd >> 24] ^ sp[1][even >> 24] ^ sp[2][odd >> 16 & 0xff] ^ sp[3][even >> 16 & 0xff] ^
-           sp[4][odd >> 8 & 0xff] ^ sp[5][even >> 8 & 0xff] ^ sp[6][odd & 0xff] ^ sp[7][even & 0xff];
+/// The function f(R, K).
+[[gnu::always_inline]] inline Half mixed(auto const& sp, Half r, Inputs key) {
+    Inputs const inputs = toInputs(r) ^ key;
+    Word const odd = static_cast<Word>(inputs >> 32), even = static_cast<Word>(inputs);
+    return sp[7][even & 0xff] ^ sp[6][odd & 0xff] ^ sp[5][even >> 8 & 0xff] ^ sp[4][odd >> 8 & 0xff] ^
+           sp[3][even >> 16 & 0xff] ^ sp[2][odd >> 16 & 0xff] ^ sp[1][even >> 24] ^ sp[0][odd >> 24];
 }
 
 /// Exchanges the bits `mask` of `low` for those that stand `distance` higher in `high`.
@@ -117,7 +155,7 @@ inline void exchange(Word& high, Word& low, unsigned distance, Word mask) {
 
 /// The block after the initial permutation IP.
 struct Halves {
-    Word l, r;
+    Half l, r;
 };
 
 /// IP, a transposition of the eight by eight bits with the rows rearranged.
@@ -128,12 +166,12 @@ struct Halves {
     exchange(r, l, 2, 0x33333333);
     exchange(r, l, 8, 0x00ff00ff);
     exchange(l, r, 1, 0x55555555);
-    return {std::rotr(l, turn), std::rotr(r, turn)};
+    return {toHalf(std::rotr(l, turn)), toHalf(std::rotr(r, turn))};
 }
 
 /// The inverse of IP.
 [[gnu::always_inline]] inline void store(unsigned char* out, Halves const& halves) {
-    Word l = std::rotl(halves.l, turn), r = std::rotl(halves.r, turn);
+    Word l = std::rotl(toWord(halves.l), turn), r = std::rotl(toWord(halves.r), turn);
     exchange(l, r, 1, 0x55555555);
     exchange(r, l, 8, 0x00ff00ff);
     exchange(r, l, 2, 0x33333333);
@@ -148,7 +186,7 @@ struct Halves {
 /// halves at the end of each.
 template <bool forward, unsigned subkeys>
 [[gnu::always_inline]] inline void crypt(auto const& keyAt, unsigned char const* in, unsigned char* out) {
-    TableBases const sp = detail::tableBases(substituteAndPermute);
+    auto const& sp = detail::tableBases(substituteAndPermute);
     auto [l, r] = load(in);
     for (unsigned done = 0; done < subkeys; done += 16) {
         for (unsigned i = done; i < done + 16; i += 2) {
@@ -197,7 +235,7 @@ private:
         return [this](unsigned i) __attribute__((always_inline)) { return keys[i]; };
     }
 
-    LaidOut keys[count];
+    Inputs keys[count];
 };
 
 } // namespace
