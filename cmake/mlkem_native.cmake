@@ -21,6 +21,10 @@ endif()
 set(MLKEM_NATIVE_CACHE ${sealkit_mlkem_native_cache} CACHE PATH "Where the downloaded sources of mlkem-native are kept")
 
 enable_language(C)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$" AND CMAKE_SIZEOF_VOID_P EQUAL 8)
+    set(SEALKIT_IS_X86_64 ON)
+    enable_language(ASM)
+endif()
 
 # Whether a shared library for this target can be made of these libraries: the symbols are there, in code that may
 # lie anywhere.
@@ -137,6 +141,44 @@ macro(sealkit_get_mlkem_native)
     endif()
 endmacro()
 
+# sealkit_mlkem_native_library(NAME [SOURCE...]): the sources in C, those in SOURCE beside them, and how they are compiled.
+function(sealkit_mlkem_native_library name)
+    set(ours ${PROJECT_SOURCE_DIR}/cmake/mlkem_native)
+    if(SEALKIT_MLKEM_NATIVE_UPSTREAM)
+        add_library(${name} STATIC ${SEALKIT_MLKEM_NATIVE_UPSTREAM}/mlkem/mlkem_native.c)
+    else()
+        set(modules ${SEALKIT_MLKEM_NATIVE_PACKAGED}/crypto/fipsmodule)
+        set(sources compress indcpa kem poly poly_k sampling verify debug)
+        list(TRANSFORM sources REPLACE "(.+)" "${modules}/ml_kem/mlkem/\\1.c")
+        add_library(${name} STATIC
+            ${sources} ${modules}/sha/keccak1600.c ${modules}/sha/sha3.c ${ours}/hooks.c ${ARGN})
+        target_include_directories(${name} PRIVATE ${SEALKIT_MLKEM_NATIVE_PACKAGED}/include)
+        target_compile_definitions(${name} PRIVATE OPENSSL_NO_ASM SEALKIT_MLKEM_NATIVE_GLUE)
+    endif()
+    # Its warnings are not ours, and neither is its way to be built: as it ships, whatever the build type.
+    target_compile_options(${name} PRIVATE -O2 -w)
+    sealkit_harden(${name})
+    target_compile_definitions(${name} PRIVATE MLK_CONFIG_FILE="${ours}/config.h" NDEBUG)
+    set_target_properties(${name} PROPERTIES C_VISIBILITY_PRESET hidden C_STANDARD 11)
+endfunction()
+
+# mlkem_native, of the packaged sources for x86-64 processors. Their own code for these is chosen as it runs;
+# mlkem_native_portable, which tests compare it with, is without it.
+function(sealkit_add_mlkem_native_x86_64)
+    set(folder ${SEALKIT_MLKEM_NATIVE_PACKAGED}/crypto/fipsmodule/ml_kem/mlkem)
+    set(assembly ntt intt nttunpack ntttobytes nttfrombytes reduce tomont rej_uniform_asm mulcache_compute
+        polyvec_basemul_acc_montgomery_cached_asm_k3 poly_compress_d4 poly_compress_d10 poly_decompress_d4
+        poly_decompress_d10)
+    list(TRANSFORM assembly REPLACE "(.+)" "${folder}/native/x86_64/src/\\1.S")
+    set(tables consts compress_consts rej_uniform_table)
+    list(TRANSFORM tables REPLACE "(.+)" "${folder}/native/x86_64/src/\\1.c")
+    sealkit_mlkem_native_library(mlkem_native ${tables} ${assembly})
+    target_include_directories(mlkem_native PRIVATE ${folder} ${PROJECT_SOURCE_DIR}/cmake/mlkem_native/x86_64)
+    target_compile_definitions(mlkem_native PRIVATE SEALKIT_MLKEM_NATIVE_X86_64)
+    sealkit_mlkem_native_library(mlkem_native_portable)
+    set_target_properties(mlkem_native_portable PROPERTIES EXCLUDE_FROM_ALL ON)
+endfunction()
+
 function(sealkit_add_mlkem_native target)
     # Some of its functions ask to be exported.
     target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL)
@@ -147,24 +189,16 @@ function(sealkit_add_mlkem_native target)
         return()
     endif()
 
-    set(ours ${PROJECT_SOURCE_DIR}/cmake/mlkem_native)
     if(SEALKIT_MLKEM_NATIVE_UPSTREAM)
-        add_library(mlkem_native STATIC ${SEALKIT_MLKEM_NATIVE_UPSTREAM}/mlkem/mlkem_native.c)
         set(licences ${SEALKIT_MLKEM_NATIVE_UPSTREAM}/LICENSE)
     else()
-        set(modules ${SEALKIT_MLKEM_NATIVE_PACKAGED}/crypto/fipsmodule)
-        set(sources compress indcpa kem poly poly_k sampling verify debug)
-        list(TRANSFORM sources REPLACE "(.+)" "${modules}/ml_kem/mlkem/\\1.c")
-        add_library(mlkem_native STATIC ${sources} ${modules}/sha/keccak1600.c ${modules}/sha/sha3.c ${ours}/hooks.c)
-        target_include_directories(mlkem_native PRIVATE ${SEALKIT_MLKEM_NATIVE_PACKAGED}/include)
-        target_compile_definitions(mlkem_native PRIVATE OPENSSL_NO_ASM SEALKIT_MLKEM_NATIVE_GLUE)
         set(licences ${SEALKIT_MLKEM_NATIVE_PACKAGED}/copyright)
     endif()
-    # Its warnings are not ours, and neither is its way to be built: as it ships, whatever the build type.
-    target_compile_options(mlkem_native PRIVATE -O2 -w)
-    sealkit_harden(mlkem_native)
-    target_compile_definitions(mlkem_native PRIVATE MLK_CONFIG_FILE="${ours}/config.h" NDEBUG)
-    set_target_properties(mlkem_native PROPERTIES C_VISIBILITY_PRESET hidden C_STANDARD 11)
+    if(SEALKIT_MLKEM_NATIVE_PACKAGED AND SEALKIT_IS_X86_64)
+        sealkit_add_mlkem_native_x86_64()
+    else()
+        sealkit_mlkem_native_library(mlkem_native)
+    endif()
     target_link_libraries(${target} PRIVATE mlkem_native)
     install(FILES ${licences} DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME mlkem-native.copyright)
 endfunction()

@@ -1,0 +1,21 @@
+/* What the packaged assembly of mlkem-native includes, under the name that it includes: how it declares its functions.
+ * They get the names by which the C sources call them, and stay in the library. */
+#define S2N_BN_SYMBOL(name) name
+#define S2N_BN_SYM_VISIBILITY_DIRECTIVE(name) .globl name
+#define S2N_BN_SYM_PRIVACY_DIRECTIVE(name) .hidden name; .type name, @function
+#define S2N_BN_SIZE_DIRECTIVE(name) .size name, .-name
+
+#define mlkem_ntt_avx2 PQCP_MLKEM_NATIVE_MLKEM768_ntt_avx2
+#define mlkem_invntt_avx2 PQCP_MLKEM_NATIVE_MLKEM768_invntt_avx2
+#define mlkem_nttunpack_avx2 PQCP_MLKEM_NATIVE_MLKEM768_nttunpack_avx2
+#define mlkem_ntttobytes_avx2 PQCP_MLKEM_NATIVE_MLKEM768_ntttobytes_avx2
+#define mlkem_nttfrombytes_avx2 PQCP_MLKEM_NATIVE_MLKEM768_nttfrombytes_avx2
+#define mlkem_reduce_avx2 PQCP_MLKEM_NATIVE_MLKEM768_reduce_avx2
+#define mlkem_tomont_avx2 PQCP_MLKEM_NATIVE_MLKEM768_tomont_avx2
+#define mlkem_rej_uniform_asm PQCP_MLKEM_NATIVE_MLKEM768_rej_uniform_asm
+#define mlkem_poly_mulcache_compute_avx2 PQCP_MLKEM_NATIVE_MLKEM768_poly_mulcache_compute_avx2
+#define mlkem_polyvec_basemul_acc_montgomery_cached_asm_k3 PQCP_MLKEM_NATIVE_MLKEM768_polyvec_basemul_acc_montgomery_cached_asm_k3
+#define mlkem_poly_compress_d4_avx2 PQCP_MLKEM_NATIVE_MLKEM768_poly_compress_d4_avx2
+#define mlkem_poly_decompress_d4_avx2 PQCP_MLKEM_NATIVE_MLKEM768_poly_decompress_d4_avx2
+#define mlkem_poly_compress_d10_avx2 PQCP_MLKEM_NATIVE_MLKEM768_poly_compress_d10_avx2
+#define mlkem_poly_decompress_d10_avx2 PQCP_MLKEM_NATIVE_MLKEM768_poly_decompress_d10_avx2
