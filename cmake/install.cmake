@@ -8,6 +8,7 @@ install(DIRECTORY include/sealkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_
 install(DIRECTORY platform/include/kp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 if(TARGET sealkit_program)
     install(TARGETS sealkit_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES share/sealkit.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sealkit)
 endif()
 
 install(EXPORT sealkitTargets NAMESPACE sealkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/sealkit)

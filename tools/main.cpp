@@ -1,5 +1,8 @@
+#include "io/report.h"
 #include "io/terminal.h"
 #include "verbs/verb.h"
+
+#include "sealkit/version.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -32,9 +35,24 @@ Verb const verbs[] = {
     {"trust", "choose which certificates the certificate manager trusts", setUpTrust},
 };
 
+constexpr char summary[] = "cryptography and public-key infrastructure for people";
+
 constexpr char description[] =
-    "Cryptography and public-key infrastructure for people.\n"
-    "Exit status: 0 done, 1 the answer is no, 2 the input cannot be used, 3 wrong usage.";
+    "A file named - is standard input or output. Every input may be PEM or DER.\n\n"
+    "Examples:\n"
+    "  sealkit help verify\n"
+    "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
+    "  sealkit hash /etc/passwd";
+
+/// The program, the library that it runs with, and what was left out when they were built or not.
+std::string versionText() {
+    std::string text = std::string("sealkit ") + SEALKIT_VERSION + "\nlibrary " + getSealkitVersion();
+#ifdef SEALKIT_WITHOUT_MLKEM
+    return text + "\nML-KEM-768 no";
+#else
+    return text + "\nML-KEM-768 yes";
+#endif
+}
 
 /// Where standard input, output or error is closed, a file would be opened in its place and get what is meant
 /// for it. What takes the place here fails to read or write.
@@ -52,14 +70,15 @@ int main(int argc, char** argv) {
     terminal::Session session;
     int status = exitBadInput;
     try {
-        status = runCommandLine(argc, argv, description, verbs);
+        status = runCommandLine(argc, argv, {summary, versionText(), description}, verbs);
+        report::finish(status);
     } catch (std::bad_alloc const&) {
-        terminal::err() << "sealkit: there is not enough memory" << std::endl;
+        terminal::err() << "there is not enough memory" << std::endl;
     } catch (std::exception const& error) {
-        terminal::err() << "sealkit: " << terminal::printable(error.what()) << std::endl;
+        terminal::err() << terminal::printable(error.what()) << std::endl;
     }
     if (!session.flush()) {
-        terminal::err() << "sealkit: the output could not be written" << std::endl;
+        terminal::err() << "the output could not be written" << std::endl;
         return exitBadInput;
     }
     return status;

@@ -55,5 +55,6 @@
 #include "sealkit/text.h"
 #include "sealkit/timepoint.h"
 #include "sealkit/timestamp.h"
+#include "sealkit/version.h"
 #include "sealkit/wipe.h"
 #include "sealkit/x509.h"

@@ -1,6 +1,5 @@
 """The verb cms, and show of messages, beside OpenSSL."""
 import hashlib
-import json
 import re
 import unittest
 
@@ -208,7 +207,7 @@ class CheckTest(MessageTest):
         self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
         for crl, why in (("forged.crl", "the signature of the CRL"), ("absent.crl", "No such file")):
             result = self.refused(2, why, "cms", "check", "--json", "--ca", "root.pem", "--crl", crl, "-", stdin=message)
-            self.assertEqual(json.loads(result.out)["verdict"], "UNREADABLE")
+            self.assertEqual(result.json["verdict"], "UNREADABLE")
 
     def test_warnings(self):
         self.issue("server", "root", kind="RSA")
@@ -221,7 +220,7 @@ class CheckTest(MessageTest):
         self.refused(3, "is no purpose", "cms", "check", "--ca", "root.pem", "--purpose", "tea", "-", stdin=message)
         self.issue("sealer", "root", "keyUsage=keyEncipherment\n", kind="RSA")
         self.assertIn("key-usage", self.accepted(self.sign_with_openssl("-nodetach", name="sealer")).err)
-        report = json.loads(self.accepted(message, "--rules", "platform", "--json").out)
+        report = self.accepted(message, "--rules", "platform", "--json").json
         self.assertEqual((report["verdict"], report["contentType"], report["contentSize"]), ("OK", "data", self.message.stat().st_size))
         self.assertEqual((report["signers"][0]["subject"], report["warnings"][0]["signer"]), ("O=Test, CN=server", 1))
 
@@ -383,7 +382,7 @@ class ShowTest(MessageTest):
                      "      certificate: O=Test, CN=ada\n", "      signing time: 20", "      subject: O=Test, CN=ada\n"):
             self.assertIn(part, text)
         self.assertEqual(self.expect(0, "show", "-", stdin=openssl("pkcs7", "-inform", "DER", input=message)).out, text)
-        document = json.loads(self.expect(0, "show", "--json", "-", stdin=message).out)[0]
+        document = self.expect(0, "show", "--json", "-", stdin=message).objects[0]
         self.assertEqual((document["object"], len(document["certificates"])), ("signed message", 1))
         dump = self.expect(0, "show", "--dump", "-", stdin=message).out
         self.assertTrue(dump.startswith(f"digest-algos: SHA256\ncontent-type: {DATA}\nCertificate:\n"), dump)

@@ -1,7 +1,6 @@
 """The verb kem, and show for its keys."""
 import base64
 import hashlib
-import json
 import pathlib
 import stat
 import subprocess
@@ -379,15 +378,15 @@ class KemTest(ProgramTest):
         both = der(0x30, der(0x04, self.other_seed), expanded)
         public = self.expanded[1152:2336]
         for content in (public_info(public), pem("PUBLIC KEY", public_info(public)).encode()):
-            shown, = json.loads(self.expect(0, "show", "--json", "-", stdin=content).out)
+            shown, = self.expect(0, "show", "--json", "-", stdin=content).objects
             self.assertEqual(shown, {"object": "public key", "type": "ML-KEM", "parameterSet": "ML-KEM-768", "encapsulationKey": public.hex(":")})
         hidden = "not shown (--secrets shows them)"
         for name, choice, secrets in (("seed", seed, {"seed"}), ("expanded key", expanded, set()), ("seed and expanded key", both, {"seed"})):
             for content in (pkcs8(choice), pem("PRIVATE KEY", pkcs8(choice)).encode()):
-                shown, = json.loads(self.expect(0, "show", "--json", "-", stdin=content).out)
+                shown, = self.expect(0, "show", "--json", "-", stdin=content).objects
                 self.assertEqual(shown, {"object": "private key", "type": "ML-KEM", "parameterSet": "ML-KEM-768", "encapsulationKey": public.hex(":"),
                                          "privateKeyForm": name, "secrets": hidden})
-                shown, = json.loads(self.expect(0, "show", "--json", "--secrets", "-", stdin=content).out)
+                shown, = self.expect(0, "show", "--json", "--secrets", "-", stdin=content).objects
                 self.assertEqual(shown["secrets"], {**({"seed": self.other_seed.hex(":")} if secrets else {}), "decapsulationKey": self.expanded.hex(":")})
         text = self.expect(0, "show", "-", stdin=pem("PRIVATE KEY", pkcs8(seed)).encode()).out
         self.assertEqual(text, f"private key\n  type: ML-KEM\n  parameter set: ML-KEM-768\n  encapsulation key: {public.hex(':')}\n"
@@ -403,7 +402,7 @@ class KemTest(ProgramTest):
         for info, expected in ((public_info(public), {"type": "ML-KEM", "parameterSet": "ML-KEM-768", "encapsulationKey": public.hex(":")}),
                                (public_info(public[1:]), None)):
             made = der(0x30, der(0x30, *parts[:6], info, *parts[7:]), *(whole for _, whole, _ in rest))
-            shown, = json.loads(self.expect(0, "show", "--json", "-", stdin=made).out)
+            shown, = self.expect(0, "show", "--json", "-", stdin=made).objects
             if expected:
                 self.assertEqual(shown["publicKey"], expected)
             else:

@@ -1,6 +1,5 @@
 """The verb key, and show for keys."""
 import base64
-import json
 import os
 import stat
 import unittest
@@ -416,10 +415,10 @@ class ShowKeyTest(KeyTest):
                 self.assertIn("not shown (--secrets shows them)", result.out)
                 for secret in secrets:
                     self.assertNotIn(f"{secret:x}", result.out.replace(":", ""))
-            (shown,) = json.loads(self.expect(0, "show", "--secrets", "--json", f"{name}.key").out)
+            (shown,) = self.expect(0, "show", "--secrets", "--json", f"{name}.key").objects
             self.assertEqual(shown["object"], "private key")
             self.assertEqual([int(shown["secrets"][field].replace(":", ""), 16) for field in fields], secrets)
-            public = json.loads(self.expect(0, "show", "--json", "-", stdin=self.public_of(f"{name}.key").encode()).out)[0]
+            public = self.expect(0, "show", "--json", "-", stdin=self.public_of(f"{name}.key").encode()).objects[0]
             self.assertEqual({**shown, "object": "public key", "secrets": None}, {**public, "secrets": None})
             text = self.expect(0, "show", "--secrets", f"{name}.key").out
             for field in fields:
@@ -452,8 +451,8 @@ class ShowKeyTest(KeyTest):
         text = self.expect(0, "show", "--password-file", "password", "encrypted.key").out
         for part in ("encrypted private key\n", "curve: p256\n", "secrets: not shown (--secrets shows them)\n", "scheme: PBES2\n"):
             self.assertIn(part, text)
-        opened = json.loads(self.expect(0, "show", "--password-file", "password", "--secrets", "--json", "encrypted.key").out)[0]
-        plain = json.loads(self.expect(0, "show", "--secrets", "--json", "ec.key").out)[0]
+        opened = self.expect(0, "show", "--password-file", "password", "--secrets", "--json", "encrypted.key").objects[0]
+        plain = self.expect(0, "show", "--secrets", "--json", "ec.key").objects[0]
         self.assertEqual(opened["secrets"], plain["secrets"])
         result = self.expect(1, "show", "--password-file", "wrong", "encrypted.key")
         self.assertIn("the password is wrong", result.err)

@@ -2,7 +2,6 @@
 import base64
 import hashlib
 import hmac
-import json
 import os
 import stat
 import unittest
@@ -633,7 +632,7 @@ class ShowTest(P12Test):
                      "cipher: AES-256-CBC\n", "key derivation: PBKDF2 with HMAC-SHA256\n", "encrypted keys:\n", "--password-file decrypts"):
             self.assertIn(part, text)
         self.assertNotIn("subject", text)
-        (document,) = json.loads(self.expect(0, "show", "--json", "leaf.p12").out)
+        (document,) = self.expect(0, "show", "--json", "leaf.p12").objects
         self.assertEqual(document["mac"], {"hash": "SHA256", "iterations": 1000, "saltBytes": 16})
         self.export("old.p12", "--legacy")
         text = self.expect(0, "show", "old.p12").out
@@ -651,7 +650,7 @@ class ShowTest(P12Test):
             self.assertIn(part, text)
         self.assertNotIn("not decrypted", text)
         self.assertIn("scalar: ", self.expect(0, "show", "--password-file", "password", "--secrets", "leaf.p12").out)
-        (document,) = json.loads(self.expect(0, "show", "--json", "--password-file", "password", "leaf.p12").out)
+        (document,) = self.expect(0, "show", "--json", "--password-file", "password", "leaf.p12").objects
         self.assertEqual([len(document["keys"]), len(document["certificates"])], [1, 4])
         self.assertEqual(document["keys"][0]["localKeyId"], document["certificates"][0]["localKeyId"])
         self.assertEqual([entry.get("friendlyName") for entry in document["certificates"]], ["Ada", None, None, None])

@@ -1,5 +1,4 @@
 import base64
-import json
 import unittest
 
 from support import CA, LEAF, ProgramTest, element, identifier, openssl
@@ -81,7 +80,7 @@ class ShowTest(ProgramTest):
         lines = self.expect(0, "show", "long.crl").out.splitlines()
         self.assertEqual(len([line for line in lines if line.endswith("2025-01-01 00:00:00 UTC, reason 4 superseded")]), 2000)
         self.assertIn("10:00 since", "\n".join(lines))
-        document = json.loads(self.expect(0, "show", "--json", "long.crl").out)[0]
+        document = self.expect(0, "show", "--json", "long.crl").objects[0]
         self.assertEqual(len(document["revoked"]), 2000)
 
     def test_request(self):
@@ -140,7 +139,7 @@ class ShowTest(ProgramTest):
 
     def test_json(self):
         self.concatenate("chain.pem", "leaf", "root")
-        documents = json.loads(self.expect(0, "show", "--json", "chain.pem").out)
+        documents = self.expect(0, "show", "--json", "chain.pem").objects
         self.assertEqual([document["object"] for document in documents], ["certificate", "certificate"])
         self.assertEqual(documents[1]["extensions"]["basicConstraints"], {"critical": True, "value": {"ca": True, "pathLength": 1}})
 
@@ -212,7 +211,7 @@ class ShowTest(ProgramTest):
         bases = element(0x82, b"a.test"), element(0x87, b"\x0a\0\0\0\xff\0\0\0"), element(0x87, bytes(range(16)) + b"\xff" * 16)
         value = element(0x30, element(0xA0, *(element(0x30, base) for base in bases)), element(0xA1, element(0x30, element(0x81, b"x@b.test"))))
         der = certificate(extension("2.5.29.30", value))
-        constraints = json.loads(self.expect(0, "show", "--json", "-", stdin=der).out)[0]["extensions"]["nameConstraints"]["value"]
+        constraints = self.expect(0, "show", "--json", "-", stdin=der).objects[0]["extensions"]["nameConstraints"]["value"]
         self.assertEqual(constraints, {"permitted": ["DNS: a.test", "IP: 10.0.0.0/8", "IP: 1:203:405:607:809:a0b:c0d:e0f/128"],
                                        "excluded": ["rfc822: x@b.test"]})
         self.assertIn("permitted: DNS: a.test, IP: 10.0.0.0/8, ", self.expect(0, "show", "-", stdin=der).out)
@@ -226,7 +225,7 @@ class ShowTest(ProgramTest):
         tbs = element(0x30, element(0x02, b"\1"), algorithm, name, time, time, element(0x30, *entries))
         der = element(0x30, tbs, algorithm, element(0x03, bytes(65)))
         date = "2020-01-01 00:00:00 UTC"
-        self.assertEqual(json.loads(self.expect(0, "show", "--json", "-", stdin=der).out)[0]["revoked"], [
+        self.assertEqual(self.expect(0, "show", "--json", "-", stdin=der).objects[0]["revoked"], [
             {"serialNumber": "01", "revocationDate": date, "reasonCode": 1, "reason": "keyCompromise"},
             {"serialNumber": "02", "revocationDate": date, "reasonCode": 7, "reason": "unassigned"},
             {"serialNumber": "03", "revocationDate": date, "reasonCode": 8, "reason": "removeFromCRL"},

@@ -4,6 +4,7 @@ The environment variable SEALKIT is the command that starts the program (words s
 that it may be an emulator with its arguments).
 """
 import fcntl
+import json
 import os
 import pathlib
 import pty
@@ -18,9 +19,14 @@ import termios
 import time
 import unittest
 
+import jsonschema
+
 PROGRAM = os.environ["SEALKIT"].split()
 EMULATED = PROGRAM[0].startswith("qemu")
 SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM[-1]).read_bytes()
+
+SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[2] / "share/sealkit.schema.json").read_text())
+CHECKERS = {}
 
 CA = "basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign,cRLSign\n"
 KEY_IDS = "subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\n"
@@ -33,8 +39,42 @@ class Result:
         self.out = process.stdout.decode("utf-8", "surrogateescape")
         self.err = process.stderr.decode("utf-8", "surrogateescape")
 
+    @property
+    def json(self):
+        """The document that it wrote. The schema is kept, or the test would have failed before."""
+        return json.loads(self.out)
+
+    @property
+    def objects(self):
+        """What `show --json` found."""
+        return self.json["objects"]
+
+    @property
+    def lines(self):
+        """The documents of which it wrote one a line."""
+        return [json.loads(line) for line in self.out.splitlines()]
+
     def __repr__(self):
         return f"status {self.status}\n--- out\n{self.out}\n--- err\n{self.err}"
+
+
+def schema_of(command):
+    """The checker of a command's documents."""
+    if command not in CHECKERS:
+        definitions = SCHEMA["$defs"]
+        if command not in definitions:
+            raise AssertionError(f'share/sealkit.schema.json knows no documents of "{command}"')
+        CHECKERS[command] = jsonschema.Draft202012Validator({**SCHEMA, "allOf": [{"$ref": f"#/$defs/{command}"}]})
+    return CHECKERS[command]
+
+
+def check_document(text):
+    """Whether a JSON document is one that the schema has; tells where not."""
+    document = json.loads(text)
+    unanswered = document.get("verdict") == "UNREADABLE" and document["command"] != "verify --each"
+    error = jsonschema.exceptions.best_match(schema_of("unanswered" if unanswered else document["command"]).iter_errors(document))
+    if error and not schema_of("unanswered").is_valid(document):
+        raise AssertionError(f"{error.message}\nat {error.json_path}\nof {text[:20000]}")
 
 
 def some(cases):
@@ -163,9 +203,15 @@ class ProgramTest(unittest.TestCase):
     @classmethod
     def run_program(cls, *arguments, stdin=b"", environment=None):
         # In a session of its own: without a terminal, wherever the tests are started.
-        return Result(subprocess.run([*PROGRAM, *map(str, arguments)], input=stdin, capture_output=True, cwd=cls.dir,
-                                     env={**cls.environment, **(environment or {})}, timeout=120, check=False,
-                                     start_new_session=True))
+        result = Result(subprocess.run([*PROGRAM, *map(str, arguments)], input=stdin, capture_output=True, cwd=cls.dir,
+                                       env={**cls.environment, **(environment or {})}, timeout=120, check=False,
+                                       start_new_session=True))
+        if "--each" in arguments:
+            for line in result.out.splitlines():
+                check_document(line)
+        elif "--json" in arguments and result.status < 3:
+            check_document(result.out if result.out.startswith("{") else result.err[result.err.index('{\n  "version"'):])
+        return result
 
     def expect(self, status, *arguments, **options):
         result = self.run_program(*arguments, **options)

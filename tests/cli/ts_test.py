@@ -2,7 +2,6 @@
 import base64
 import datetime
 import hashlib
-import json
 import unittest
 
 from support import CA, EMULATED, ProgramTest, element, identifier, openssl, some
@@ -75,7 +74,7 @@ class TimeStampTest(ProgramTest):
         self.check(0, "OK\n", "--data", "letter", "--strict", "--ca", "root.pem", "query.tsr")
         openssl("ts", "-reply", "-in", self.at("query.tsr"), "-token_out", "-out", self.at("token"))
         self.check(0, "OK\n", "--request", "query.tsq", "--ca", "root.pem", "token")
-        report = json.loads(self.check(0, "OK", "--request", "query.tsq", "--ca", "root.pem", "--json", "-", stdin=self.at("query.tsr").read_bytes()).out)
+        report = self.check(0, "OK", "--request", "query.tsq", "--ca", "root.pem", "--json", "-", stdin=self.at("query.tsr").read_bytes()).json
         self.assertEqual((report["verdict"], report["policy"], report["serialNumber"]), ("OK", "1.2.3.4", "0b"))
         openssl("ts", "-verify", "-queryfile", self.at("query.tsq"), "-in", self.at("query.tsr"), "-CAfile", self.at("root.pem"))
 
@@ -186,7 +185,7 @@ class TimeStampTest(ProgramTest):
         self.assertIn("The policy is not supported", result.out)
         text = self.expect(0, "show", "refused.tsr").out
         self.assertTrue(text.startswith("time-stamp response\n  status: rejection\n  details: "), text)
-        self.assertEqual(json.loads(self.check(1, "FAILED", "--request", "refused.tsq", "--json", "refused.tsr").out)["verdict"], "FAILED")
+        self.assertEqual(self.check(1, "FAILED", "--request", "refused.tsq", "--json", "refused.tsr").json["verdict"], "FAILED")
         hostile = element(0x30, element(0x30, element(2, b"\2"), element(0x30, element(0x0C, b"\x1b[31m\nOK"))))
         self.assertNoControls(self.check(1, "FAILED", "--request", "query.tsq", "-", stdin=hostile).out)
 

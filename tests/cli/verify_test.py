@@ -200,7 +200,7 @@ class VerifyTest(ProgramTest):
                       "newer one, which does not, was asked in its place.", result.err)
         self.assertNotIn("newer.crl", result.err)
         answer = self.expect(0, "verify", "--each", *crls, "chain.pem")
-        self.assertIn("older.crl", json.loads(answer.out)["notes"][0])
+        self.assertIn("older.crl", answer.json["notes"][0])
 
     def test_crls_and_roots_that_cannot_be_used_end_in_a_verdict_as_well(self):
         self.make_crl("clean", "inter")
@@ -212,7 +212,7 @@ class VerifyTest(ProgramTest):
                            (["--ca", "root.pem", "--crl", "absent.crl"], "absent.crl: No such file"),
                            (["--ca", "clean.crl"], "clean.crl: no certificate in it")):
             result = self.expect(2, "verify", "--json", *trust, "chain.pem")
-            document = json.loads(result.out)
+            document = result.json
             self.assertEqual(set(document), {"verdict", "reason"})
             self.assertEqual(document["verdict"], "UNREADABLE")
             self.assertIn(why, document["reason"])
@@ -345,9 +345,9 @@ class VerifyTest(ProgramTest):
             result = self.expect(0, "verify", *asked, *chain)
             self.assertEqual(result.out.splitlines()[2:], lines)
             self.assertEqual("valid for none of the policies of --policy" in result.err, asked != [] and not policies)
-            self.assertEqual(json.loads(self.expect(0, "verify", "--json", *asked, *chain).out)["policies"], policies)
+            self.assertEqual(self.expect(0, "verify", "--json", *asked, *chain).json["policies"], policies)
         refused = self.expect(1, "verify", "--json", "--require-policy", "--policy", "1.2.3.5", *chain)
-        self.assertEqual(json.loads(refused.out)["policies"], [])
+        self.assertEqual(refused.json["policies"], [])
 
     def test_valid_for(self):
         self.issue("brief", "inter", NAMES, days=20)
@@ -402,7 +402,7 @@ class VerifyTest(ProgramTest):
                 arguments = ["--ca", "root.pem", *arguments]
             result = self.expect(1, "verify", *arguments)
             self.assertIn(advice, result.err)
-            self.assertIn(advice, json.loads(self.expect(1, "verify", "--json", *arguments).out)["advice"])
+            self.assertIn(advice, self.expect(1, "verify", "--json", *arguments).json["advice"])
 
     def question(self, identifier, *names, **further):
         ders = [openssl("x509", "-in", self.dir / f"{name}.pem", "-outform", "DER") for name in names]
@@ -414,7 +414,7 @@ class VerifyTest(ProgramTest):
                  json.dumps({"id": "text", "chain": ["???"]}), json.dumps({"id": "garbage", "chain": ["MAAA"]}), json.dumps({"id": "odd", "other": 1}),
                  self.question("last", "inter", "leaf")]
         result = self.expect(2, "verify", "--each", "--ca", "root.pem", stdin="\n".join(lines).encode())
-        answers = [json.loads(line) for line in result.out.splitlines()]
+        answers = result.lines
         self.assertEqual([answer["id"] for answer in answers], ["good", 7, None, "host", "late", "empty", "text", "garbage", "odd", "last"])
         self.assertEqual([answer["verdict"] for answer in answers], ["OK", "FAILED", "UNREADABLE", "FAILED", "FAILED"] + ["UNREADABLE"] * 4 + ["OK"])
         self.assertEqual([answer.get("code") for answer in answers], [0, 6, None, 2, 5, None, None, None, None, 0])
@@ -429,7 +429,7 @@ class VerifyTest(ProgramTest):
         lines = [self.question("good", "leaf", "inter"), self.question(7, "leaf"), "no JSON"]
         for further, notes in (((), []), (("--rules", "platform", "--crl", "foreign.crl"), ["notes"])):
             result = self.expect(2, "verify", "--each", "--ca", "root.pem", *further, stdin="\n".join(lines).encode())
-            answers = [json.loads(line) for line in result.out.splitlines()]
+            answers = result.lines
             self.assertEqual([list(answer) for answer in answers], [judged + notes, judged + notes, ["id", "verdict", "reason"]])
             self.assertEqual([answer["verdict"] for answer in answers], ["OK", "FAILED", "UNREADABLE"])
             self.assertEqual([answer["id"] for answer in answers], ["good", 7, None])
@@ -445,7 +445,7 @@ class VerifyTest(ProgramTest):
                  self.question(5, "leaf", "inter", host=""), '{"id":' + "9" * 30 + ',"chain":[]}', '{"id":[6],"chain":[]}', '{"chain":[],"id":7}', "\xff",
                  self.question(8, "leaf", "inter")]
         result = self.expect(2, "verify", "--each", "--ca", "root.pem", stdin="\n".join(lines).encode("latin-1"))
-        answers = [json.loads(line) for line in result.out.splitlines()]
+        answers = result.lines
         self.assertEqual([answer["verdict"] for answer in answers], ["UNREADABLE"] * 10 + ["OK"])
         self.assertEqual([answers[i]["id"] for i in (2, 5, 8, 10)], [3, 5, 7, 8])
 
@@ -462,7 +462,7 @@ class VerifyTest(ProgramTest):
             lines.append(bytes(line).replace(b"\n", b""))
         asked = [line for line in lines if line.strip(b" \t\r")]
         result = self.run_program("verify", "--each", "--ca", "root.pem", stdin=b"\n".join(lines))
-        answers = [json.loads(line) for line in result.out.splitlines()]
+        answers = result.lines
         self.assertEqual(len(answers), len(asked))
         self.assertEqual(result.status, 2)
         for line, answer in zip(asked, answers):
@@ -509,20 +509,20 @@ class VerifyTest(ProgramTest):
         # A server proves that it has the key of the first alone.
         self.issue("stranger", extensions=NAMES)
         answer = self.expect(1, "verify", "--each", "--ca", "root.pem", stdin=self.question(1, "stranger", "leaf", "inter", host="www.example.test").encode())
-        self.assertEqual(json.loads(answer.out)["code"], 6)
+        self.assertEqual(answer.json["code"], 6)
         line = self.question(1, "leaf", "inter", at=self.days_from_now(350))
-        self.assertEqual(json.loads(self.expect(0, "verify", "--each", "--ca", "root.pem", stdin=line.encode()).out)["code"], 0)
-        self.assertEqual(json.loads(self.expect(1, "verify", "--each", "--valid-for", "30d", "--ca", "root.pem", stdin=line.encode()).out)["code"], 36)
+        self.assertEqual(self.expect(0, "verify", "--each", "--ca", "root.pem", stdin=line.encode()).json["code"], 0)
+        self.assertEqual(self.expect(1, "verify", "--each", "--valid-for", "30d", "--ca", "root.pem", stdin=line.encode()).json["code"], 36)
 
     def test_each_names_crls_that_do_not_count(self):
         self.make_crl("foreign", "other-root")
         answer = self.expect(0, "verify", "--each", "--rules", "platform", "--crl", "foreign.crl", "--ca", "root.pem", "chain.pem")
-        self.assertIn("foreign.crl: the CRL of <O=Test, CN=other-root> is ignored", json.loads(answer.out)["notes"][0])
+        self.assertIn("foreign.crl: the CRL of <O=Test, CN=other-root> is ignored", answer.json["notes"][0])
         self.make_crl("clean", "inter")
         text = openssl("crl", "-in", self.dir / "clean.crl", "-outform", "DER")
         self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
         answer = self.expect(2, "verify", "--each", "--rules", "platform", "--crl", "forged.crl", "--ca", "root.pem", "chain.pem")
-        self.assertIn("signature", json.loads(answer.out)["reason"])
+        self.assertIn("signature", answer.json["reason"])
 
     def test_options_that_make_no_sense_together(self):
         for options in (["--each", "--explain"], ["--rules", "platform", "--policy", "1.2.3"], ["--rules", "platform", "--require-policy"],
@@ -552,7 +552,7 @@ class VerifyTest(ProgramTest):
         lines = [self.question(i, "leaf", "inter", **({"host": "x.test"} if i % 3 else {})) for i in range(4)]
         numbered = "\n".join(lines[i % 4].replace(f'"id": {i % 4}', f'"id": {i}', 1) for i in range(1500))
         result = self.expect(1, "verify", "--each", "--ca", "root.pem", "-", stdin=numbered.encode())
-        answers = [json.loads(line) for line in result.out.splitlines()]
+        answers = result.lines
         self.assertEqual([answer["id"] for answer in answers], list(range(1500)))
         self.assertTrue(all((answer["code"] == 0) == (i % 4 in (0, 3)) for i, answer in enumerate(answers)))
 
@@ -563,7 +563,7 @@ class VerifyTest(ProgramTest):
 
     def test_json(self):
         result = self.expect(1, "verify", "--json", "--ca", "root.pem", "--host", "elsewhere.test", "chain.pem")
-        document = json.loads(result.out)
+        document = result.json
         self.assertEqual(document["code"], 2)
         self.assertEqual(document["rules"], "platform")
         self.assertEqual([(one["rules"], one["code"]) for one in document["byRules"]], [("platform", 2), ("rfc5280", 2)])
@@ -572,7 +572,7 @@ class VerifyTest(ProgramTest):
         self.assertEqual(len(document["certificates"]), 3)
         self.assertEqual(document["explanation"]["depth"], 0)
         self.assertTrue(document["explanation"]["facts"])
-        self.assertEqual(json.loads(self.expect(0, "verify", "--json", "--ca", "root.pem", "chain.pem").out)["code"], 0)
+        self.assertEqual(self.expect(0, "verify", "--json", "--ca", "root.pem", "chain.pem").json["code"], 0)
 
     def test_hostile_names_do_not_reach_the_terminal(self):
         self.issue("hostile", "inter", LEAF, subject="/O=Evil\x1b[2J\x07/CN=a\nOK\n\u202egnp.exe\u009b")

@@ -86,19 +86,39 @@ std::optional<std::int64_t> parseDays(std::string const& text) {
     return *days * secondsPerDay;
 }
 
-std::string formatTime(TimePoint time) {
-    if (time.seconds == INT64_MAX)
-        return "without end";
+namespace {
+
+/// The last second of all years of four digits, for which `noExpiration` stands.
+constexpr char lastTime[] = "9999-12-31T23:59:59Z";
+
+} // namespace
+
+std::string isoTime(TimePoint time) {
+    if (time.seconds == TimePoint::noExpiration)
+        return lastTime;
     std::chrono::sys_seconds const point{std::chrono::seconds(time.seconds)};
     auto const midnight = std::chrono::floor<std::chrono::days>(point);
     std::chrono::year_month_day const date(midnight);
     int const second = static_cast<int>((point - midnight).count());
     char text[64];
-    std::snprintf(text, sizeof(text), "%04d-%02u-%02u %02d:%02d:%02d UTC", static_cast<int>(date.year()),
+    std::snprintf(text, sizeof(text), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
                   static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), second / 3600,
                   second / 60 % 60, second % 60);
     return text;
 }
+
+std::string showTime(std::string const& iso) {
+    if (iso == lastTime)
+        return "without end";
+    std::string text = iso;
+    if (size_t const middle = text.find('T'); middle != text.npos && text.ends_with('Z')) {
+        text[middle] = ' ';
+        text.replace(text.size() - 1, 1, " UTC");
+    }
+    return text;
+}
+
+std::string formatTime(TimePoint time) { return showTime(isoTime(time)); }
 
 bool isWritableTime(TimePoint time) {
     constexpr TimePoint first = TimePoint::fromSeconds(-631152000); // 1950-01-01

@@ -2,10 +2,12 @@
 
 #include "io/exit_status.h"
 #include "io/number.h"
+#include "io/report.h"
 #include "io/terminal.h"
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <memory>
 
 namespace {
@@ -13,81 +15,137 @@ namespace {
 /// CLI11 takes an argument "[a,b]" for two. One that could be meant bears this in front while it is there.
 constexpr char literalMark = '\x01';
 
-/// The arguments, last one first.
-std::vector<std::string> markArguments(int argc, char** argv) {
+std::string mark(std::string_view argument) {
+    bool const marked = argument.starts_with('[') || argument.starts_with(literalMark);
+    return (marked ? std::string(1, literalMark) : "") + std::string(argument);
+}
+
+std::string unmark(std::string argument) {
+    if (argument.starts_with(literalMark))
+        argument.erase(0, 1);
+    return argument;
+}
+
+/// The arguments, last one first. "help VERB" is another way to write "VERB --help".
+std::vector<std::string> readArguments(int argc, char** argv) {
     std::vector<std::string> arguments;
-    for (int i = argc - 1; i > 0; --i) {
-        std::string_view const argument = argv[i];
-        bool const marked = argument.starts_with('[') || argument.starts_with(literalMark);
-        arguments.push_back((marked ? std::string(1, literalMark) : "") + argv[i]);
+    for (int i = 1; i < argc; ++i)
+        arguments.push_back(mark(argv[i]));
+    if (!arguments.empty() && arguments.front() == "help") {
+        while (!arguments.empty() && arguments.front() == "help")
+            arguments.erase(arguments.begin());
+        arguments.emplace_back("--help");
     }
+    std::ranges::reverse(arguments);
     return arguments;
 }
 
 /// Takes the mark off, and refuses an empty text.
 CLI::Validator takeText() {
     auto const check = [](std::string& value) {
-        if (value.starts_with(literalMark))
-            value.erase(0, 1);
+        value = unmark(std::move(value));
         return value.empty() ? "must not be empty" : "";
     };
     return {check, ""};
 }
 
-/// CLI11's own numbers take an empty text for 0, and 010 for 8.
-template <typename Integer>
-Parameter declareNumber(CLI::App& app, std::string const& name, std::optional<Integer>& target,
-                        std::string const& help) {
-    auto const read = [&target, name](std::string const& text) {
-        target = parseNumber<Integer>(text);
-        if (!target)
-            throw CLI::ValidationError(name, "\"" + text + "\" is no number of " +
-                                                 std::to_string(8 * sizeof(Integer)) + " bits");
-    };
-    return Parameter(*app.add_option_function<std::string>(name, read, help)->type_name("NUMBER"));
-}
+/// The verb that the command line reached, and the command up to its name.
+struct Asked {
+    CLI::App const* app;
+    VerbOutline const* outline;
+    std::string path;
+};
 
-/// The verb that the command line reached, and the words before its name.
-std::pair<CLI::App const*, std::string> findAsked(CLI::App const& app) {
-    CLI::App const* asked = &app;
-    std::string before;
-    while (!asked->get_subcommands().empty()) {
-        before += (before.empty() ? "" : " ") + asked->get_name();
-        asked = asked->get_subcommands().front();
+Asked findAsked(CLI::App const& app, VerbOutline const& outline) {
+    Asked asked{&app, &outline, app.get_name()};
+    while (!asked.app->get_subcommands().empty()) {
+        asked.app = asked.app->get_subcommands().front();
+        asked.outline = &*std::ranges::find(asked.outline->verbs, asked.app->get_name(), &VerbOutline::name);
+        asked.path += " " + asked.app->get_name();
     }
-    return {asked, before};
+    return asked;
 }
 
-bool hasVerbs(CLI::App const& app) {
-    return !app.get_subcommands([](CLI::App const*) { return true; }).empty();
+/// The end of a complaint about a word that is unknown.
+std::string suggest(std::string_view word, std::vector<std::string_view> const& known) {
+    std::string_view const nearest = findNearest(word, known);
+    return nearest.empty() ? "" : "; did you mean " + std::string(nearest) + "?";
 }
 
-/// The first word that stands in the place of a verb and is not one.
-std::optional<std::string> findUnknownVerb(CLI::App const& app) {
-    for (CLI::App const* asked = &app; hasVerbs(*asked); asked = asked->get_subcommands().front()) {
-        if (!asked->remaining().empty())
-            return asked->remaining().front();
-        if (asked->get_subcommands().empty())
-            break;
+std::vector<std::string_view> verbNames(VerbOutline const& outline) {
+    std::vector<std::string_view> names;
+    for (VerbOutline const& verb : outline.verbs)
+        names.push_back(verb.name);
+    return names;
+}
+
+/// One hyphen with one letter, two with more: so no long name is suggested for a short one.
+std::vector<std::string_view> optionNames(VerbOutline const& outline, bool isLong) {
+    std::vector<std::string_view> names;
+    for (ParameterOutline const& parameter : outline.parameters)
+        for (std::string const& name : parameter.names)
+            if (parameter.isOption() && name.starts_with("--") == isLong)
+                names.push_back(name);
+    return names;
+}
+
+/// What is wrong with a word that nothing takes.
+std::string complainOfWord(std::string const& word, Asked const& asked) {
+    if (word.starts_with('-') && word.size() > 1) {
+        std::string const name = word.substr(0, word.find('='));
+        // "-certificate" may be meant for "--certificate".
+        bool const isLong = name.size() > 2;
+        return "\"" + name + "\" is no option of \"" + asked.path + "\"" +
+               (asked.outline->verbs.empty() ? suggest(name, optionNames(*asked.outline, isLong))
+                                             : ": options stand behind the verb");
     }
-    return std::nullopt;
+    if (!asked.outline->verbs.empty())
+        return "\"" + word + "\" is no verb" + suggest(word, verbNames(*asked.outline));
+    return "\"" + word + "\" is one argument too many";
 }
 
-int complainAboutUsage(std::string const& complaint) {
+/// The first word that nothing takes, and the verb that it is given to.
+std::optional<std::string> findUnknown(CLI::App const& app, VerbOutline const& outline) {
+    Asked asked{&app, &outline, app.get_name()};
+    while (true) {
+        if (auto const rest = asked.app->remaining(); !rest.empty())
+            return complainOfWord(unmark(rest.front()), asked);
+        if (asked.app->get_subcommands().empty())
+            return std::nullopt;
+        asked.app = asked.app->get_subcommands().front();
+        asked.outline = &*std::ranges::find(asked.outline->verbs, asked.app->get_name(), &VerbOutline::name);
+        asked.path += " " + asked.app->get_name();
+    }
+}
+
+int complainAboutUsage(std::string const& complaint, Asked const& asked) {
     wrongUsage(complaint);
-    terminal::err() << "Run with --help for more information." << std::endl;
+    terminal::err() << "run \"" << asked.path << " --help\" to see what it takes" << std::endl;
     return exitWrongUsage;
+}
+
+void addHelpOption(VerbOutline& outline) {
+    outline.parameters.push_back(
+        {{"-h", "--help"}, {}, "Options", {}, "print this help and end", false, false});
+}
+
+void addProgramOptions(VerbOutline& outline) {
+    outline.verbs.push_back({"help", "print the help of a verb: help VERB", {}, {}, {}});
+    addHelpOption(outline);
+    outline.parameters.push_back(
+        {{"--version"}, {}, "Options", {}, "print the version and end", false, false});
 }
 
 } // namespace
 
 Parameter& Parameter::required() {
     option.required();
+    outline.isRequired = true;
     return *this;
 }
 
 Parameter& Parameter::valueName(std::string const& name) {
-    option.type_name(name);
+    outline.valueName = name;
     return *this;
 }
 
@@ -101,81 +159,153 @@ Parameter& Parameter::needs(Parameter const& other) {
     return *this;
 }
 
+ParameterOutline& CommandLine::describe(std::string const& name, std::string const& help,
+                                        std::string const& valueName, std::string* names) {
+    size_t const bar = std::min(name.find('|'), name.size());
+    auto const split = [](std::string const& list) { return CLI::detail::split_names(list); };
+    ParameterOutline described{split(name.substr(0, bar)), {}, heading, valueName, help, false, false};
+    *names = name;
+    if (bar < name.size()) {
+        described.oldNames = split(name.substr(bar + 1));
+        (*names)[bar] = ',';
+    }
+    return outline.parameters.emplace_back(std::move(described));
+}
+
 Parameter CommandLine::flag(std::string const& name, bool& target, std::string const& help) {
-    return Parameter(*app.add_flag(name, target, help));
+    std::string names;
+    ParameterOutline& described = describe(name, help, "", &names);
+    return {*app.add_flag(names, target), described};
 }
 
 Parameter CommandLine::flagWithValue(std::string const& name, std::string& target,
                                      std::string const& whenAlone, std::string const& help) {
-    return Parameter(*app.add_flag(name + "{" + whenAlone + "}", target, help));
+    std::string names;
+    ParameterOutline& described = describe(name, help, "[=VALUE]", &names);
+    return {*app.add_flag(names + "{" + whenAlone + "}", target), described};
 }
 
 Parameter CommandLine::text(std::string const& name, std::string& target, std::string const& help) {
-    return Parameter(*app.add_option(name, target, help)->transform(takeText()));
+    std::string names;
+    ParameterOutline& described = describe(name, help, "TEXT", &names);
+    return {*app.add_option(names, target)->transform(takeText()), described};
 }
 
 Parameter CommandLine::texts(std::string const& name, std::vector<std::string>& target,
                              std::string const& help) {
+    std::string names;
+    ParameterOutline& described = describe(name, help, "TEXT", &names);
+    described.isRepeated = true;
     // Not CLI11's own conversion, which takes "{}" for nothing.
     CLI::callback_t const take = [&target](CLI::results_t const& values) {
         target = values;
         return true;
     };
-    CLI::Option* const option = app.add_option(name, take, help);
+    CLI::Option* const option = app.add_option(names, take);
     option->type_name("TEXT")->expected(CLI::detail::expected_max_vector_size)->transform(takeText());
     // One value each time: what follows it is an argument.
-    if (name.starts_with('-'))
+    if (described.isOption())
         option->allow_extra_args(false);
-    return Parameter(*option);
+    return {*option, described};
+}
+
+/// CLI11's own numbers take an empty text for 0, and 010 for 8.
+template <typename Integer>
+Parameter CommandLine::declareNumber(std::string const& name, std::optional<Integer>& target,
+                                     std::string const& help) {
+    std::string names;
+    ParameterOutline& described = describe(name, help, "NUMBER", &names);
+    auto const read = [&target, shown = described.names.back()](std::string const& text) {
+        target = parseNumber<Integer>(text);
+        if (!target)
+            throw CLI::ValidationError(shown, "\"" + text + "\" is no number of " +
+                                                  std::to_string(8 * sizeof(Integer)) + " bits");
+    };
+    return {*app.add_option_function<std::string>(names, read), described};
 }
 
 Parameter CommandLine::number(std::string const& name, std::optional<std::uint32_t>& target,
                               std::string const& help) {
-    return declareNumber(app, name, target, help);
+    return declareNumber(name, target, help);
 }
 
 Parameter CommandLine::number(std::string const& name, std::optional<std::int32_t>& target,
                               std::string const& help) {
-    return declareNumber(app, name, target, help);
+    return declareNumber(name, target, help);
 }
 
 Parameter CommandLine::number(std::string const& name, std::optional<std::uint64_t>& target,
                               std::string const& help) {
-    return declareNumber(app, name, target, help);
+    return declareNumber(name, target, help);
 }
 
-void CommandLine::footer(std::string const& text) { app.footer(text); }
+Parameter CommandLine::json() {
+    std::string names;
+    ParameterOutline& described =
+        describe("--json", "print JSON, as share/sealkit.schema.json has it", "", &names);
+    std::string command = app.get_name();
+    for (CLI::App const* above = app.get_parent(); above->get_parent() != nullptr;
+         above = above->get_parent())
+        command = above->get_name() + " " + command;
+    return {*app.add_flag_callback(names, [command] { report::expectJson(command); }), described};
+}
+
+void CommandLine::group(std::string const& name) { heading = name; }
+
+void CommandLine::footer(std::string const& text) { outline.text = text; }
 
 Work CommandLine::verbs(std::span<Verb const> table) {
     app.require_subcommand(1);
+    if (program.empty())
+        program = table;
     auto const work = std::make_shared<Work>();
     for (Verb const& verb : table) {
         CLI::App* const sub = app.add_subcommand(verb.name, verb.summary);
-        // The one that is reached alone: setting all of them up takes longer than many a job.
-        sub->preparse_callback([&verb, sub, work](size_t) { *work = verb.setUp(CommandLine(*sub)); });
+        VerbOutline& part = outline.verbs.emplace_back();
+        part.name = verb.name;
+        part.summary = verb.summary;
+        auto const setUp = [&verb, sub, &part, work, whole = program, when = setUpVerbs](size_t) {
+            *work = verb.setUp(CommandLine(*sub, part, whole, when));
+            addHelpOption(part);
+        };
+        if (setUpVerbs == SetUpVerbs::all)
+            setUp(0);
+        else
+            sub->preparse_callback(setUp);
     }
     return [work] { return (*work)(); };
 }
 
-int runCommandLine(int argc, char** argv, std::string const& description, std::span<Verb const> verbs) {
-    CLI::App app(description, "sealkit");
-    app.get_formatter()->column_width(36);
-    Work const work = CommandLine(app).verbs(verbs);
+VerbOutline CommandLine::describeProgram() const {
+    CLI::App app("", "sealkit");
+    VerbOutline outline{"sealkit", {}, {}, {}, {}};
+    CommandLine(app, outline, program, SetUpVerbs::all).verbs(program);
+    addProgramOptions(outline);
+    return outline;
+}
+
+int runCommandLine(int argc, char** argv, ProgramText const& text, std::span<Verb const> verbs) {
+    CLI::App app("", "sealkit");
+    VerbOutline outline{"sealkit", text.summary, text.text, {}, {}};
+    Work const work = CommandLine(app, outline).verbs(verbs);
+    addProgramOptions(outline);
+    app.set_version_flag("--version", text.version);
     try {
-        app.parse(markArguments(argc, argv));
-    } catch (CLI::CallForHelp const&) {
-        auto const [asked, before] = findAsked(app);
-        if (std::optional<std::string> const unknown = findUnknownVerb(app))
-            return complainAboutUsage("\"" + *unknown + "\" is no verb");
-        terminal::out() << asked->help(before);
+        app.parse(readArguments(argc, argv));
+    } catch (CLI::CallForVersion const& asked) {
+        terminal::out() << asked.what() << std::endl;
         return exitDone;
     } catch (CLI::ParseError const& error) {
-        CLI::App const* const asked = findAsked(app).first;
-        if (std::optional<std::string> const unknown = findUnknownVerb(app))
-            return complainAboutUsage("\"" + *unknown + "\" is no verb");
-        if (asked->get_subcommands().empty() && hasVerbs(*asked))
-            return complainAboutUsage("a verb is missing");
-        return complainAboutUsage(error.what());
+        Asked const asked = findAsked(app, outline);
+        if (std::optional<std::string> const unknown = findUnknown(app, outline))
+            return complainAboutUsage(*unknown, asked);
+        if (dynamic_cast<CLI::CallForHelp const*>(&error) != nullptr) {
+            terminal::out() << formatHelp(*asked.outline, asked.path);
+            return exitDone;
+        }
+        if (!asked.outline->verbs.empty())
+            return complainAboutUsage("a verb is missing", asked);
+        return complainAboutUsage(error.what(), asked);
     }
     return work();
 }

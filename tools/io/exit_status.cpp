@@ -1,18 +1,25 @@
 #include "io/exit_status.h"
 
+#include "io/report.h"
 #include "io/terminal.h"
 
 namespace {
 
-ExitStatus complain(std::string const& complaint, ExitStatus status) {
-    terminal::err() << "sealkit: " << printableLine(complaint) << std::endl;
+ExitStatus complain(Complaint const& complaint, ExitStatus status) {
+    terminal::err() << printableLine(complaint.text) << std::endl;
+    report::addProblem(complaint);
     return status;
 }
 
 } // namespace
 
-int badInput(std::string const& complaint) { return complain(complaint, exitBadInput); }
-int wrongUsage(std::string const& complaint) { return complain(complaint, exitWrongUsage); }
-int answerNo(std::string const& complaint) { return complain(complaint, exitNo); }
+int badInput(Complaint const& complaint) { return complain(complaint, exitBadInput); }
+int wrongUsage(Complaint const& complaint) { return complain(complaint, exitWrongUsage); }
+int answerNo(Complaint const& complaint) { return complain(complaint, exitNo); }
 
-void note(std::string const& text) { terminal::err() << "note: " << printableLine(text) << std::endl; }
+void note(std::string const& text) {
+    terminal::err() << "note: " << printableLine(text) << std::endl;
+    report::addNote(text);
+}
+
+void warn(std::string const& text) { terminal::err() << "warning: " << printableLine(text) << std::endl; }

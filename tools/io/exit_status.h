@@ -1,5 +1,7 @@
-/// How the program ends, and the complaint that goes with it.
+/// How the program ends, and what it says on standard error. Each line there begins with the program's name.
 #pragma once
+
+#include "io/complaint.h"
 
 #include <string>
 
@@ -11,10 +13,12 @@ enum ExitStatus : int {
     exitWrongUsage = 3, ///< The command line makes no sense.
 };
 
-/// Complains, and gives the exit status for it.
-int badInput(std::string const& complaint);
-int wrongUsage(std::string const& complaint);
-int answerNo(std::string const& complaint);
+/// Complains, and gives the exit status for it. A JSON report has the complaint as well.
+int badInput(Complaint const& complaint);
+int wrongUsage(Complaint const& complaint);
+int answerNo(Complaint const& complaint);
 
-/// Writes a note: what is worth a look and done all the same.
+/// Writes a note: what is worth a look and done all the same. A JSON report has it as well.
 void note(std::string const& text);
+/// Writes a warning: what is done all the same, and should not be.
+void warn(std::string const& text);

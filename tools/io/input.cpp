@@ -8,7 +8,7 @@
 namespace {
 
 template <typename Contents>
-std::optional<Contents> readWhole(std::string const& path, std::string* complaint) {
+std::optional<Contents> readWhole(std::string const& path, Complaint* complaint) {
     auto complain = [&](char const* why) {
         *complaint = path + ": " + why;
         return std::nullopt;
@@ -34,7 +34,7 @@ std::optional<Contents> readWhole(std::string const& path, std::string* complain
 
 template <typename Contents>
 std::optional<Contents> readWhole(std::string const& path) {
-    std::string complaint;
+    Complaint complaint;
     auto contents = readWhole<Contents>(path, &complaint);
     if (!contents)
         badInput(complaint);
@@ -55,7 +55,7 @@ std::optional<std::string> readInput(std::string const& path) {
     return withoutByteOrderMark(readWhole<std::string>(path));
 }
 
-std::optional<std::string> readInput(std::string const& path, std::string* complaint) {
+std::optional<std::string> readInput(std::string const& path, Complaint* complaint) {
     return withoutByteOrderMark(readWhole<std::string>(path, complaint));
 }
 

@@ -1,6 +1,7 @@
 /// Files that the user names, as a whole.
 #pragma once
 
+#include "io/complaint.h"
 #include "io/secret.h"
 
 #include <optional>
@@ -12,7 +13,7 @@
 /// read or is larger than `inputLimit`.
 std::optional<std::string> readInput(std::string const& path);
 /// The same, but the complaint goes to `*complaint`.
-std::optional<std::string> readInput(std::string const& path, std::string* complaint);
+std::optional<std::string> readInput(std::string const& path, Complaint* complaint);
 
 /// The same of what may be secret.
 std::optional<SecretBytes> readSecretInput(std::string const& path);

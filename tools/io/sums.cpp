@@ -5,10 +5,13 @@
 #include "io/file_digest.h"
 #include "io/hex.h"
 #include "io/input_stream.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "sealkit/compare.h"
 
 #include <kp/text.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -74,10 +77,17 @@ int complainOf(std::string const& name, int error) { return badInput(name + ": "
 
 int writeSums(std::span<std::string const> files, bool tagged, SumAlgorithm const& algorithm) {
     int status = exitDone;
+    auto described = nlohmann::ordered_json::array();
     for (std::string const& file : files) {
         FileDigest const result = digestFile(file, *algorithm.hash);
         if (result.error) {
             status = complainOf(file, result.error);
+            continue;
+        }
+        if (report::isJson()) {
+            described.push_back({{"file", terminal::printable(file)},
+                                 {"algorithm", algorithm.name},
+                                 {"digest", toHex(result.digest)}});
             continue;
         }
         std::ostream& out = terminal::exactOut();
@@ -88,6 +98,8 @@ int writeSums(std::span<std::string const> files, bool tagged, SumAlgorithm cons
             out << toHex(result.digest) << "  " << escape(file);
         out << '\n' << std::flush;
     }
+    if (report::isJson())
+        report::set({{"files", std::move(described)}});
     return status;
 }
 
@@ -267,6 +279,9 @@ public:
         return conclude(tally, name);
     }
 
+    /// What came of each line, for a JSON report.
+    nlohmann::ordered_json takeVerdicts() { return std::move(verdicts); }
+
 private:
     void checkLine(SumLine const& sum, Tally& tally) {
         FileDigest const result = digestFile(sum.file, *sum.algorithm->hash);
@@ -275,19 +290,21 @@ private:
         } else if (result.error) {
             ++tally.unreadable;
             complainOf(sum.file, result.error);
-            report(sum.file, "FAILED open or read");
+            tell(sum.file, "FAILED open or read");
         } else if (equalInConstantTime(result.digest, sum.digest)) {
             ++tally.good;
             if (!options.quiet)
-                report(sum.file, "OK");
+                tell(sum.file, "OK");
         } else {
             ++tally.mismatched;
-            report(sum.file, "FAILED");
+            tell(sum.file, "FAILED");
         }
     }
 
-    void report(std::string const& file, char const* verdict) const {
-        if (options.status)
+    void tell(std::string const& file, char const* verdict) {
+        if (report::isJson())
+            verdicts.push_back({{"file", terminal::printable(file)}, {"verdict", verdict}});
+        if (options.status || report::isJson())
             return;
         // Not for a backslash alone, as in the lines: programs know it so.
         bool const escaped = file.find('\n') != std::string::npos;
@@ -316,6 +333,7 @@ private:
     SumOptions const& options;
     LineParser parser;
     std::span<SumAlgorithm const> algorithms;
+    nlohmann::ordered_json verdicts = nlohmann::ordered_json::array();
 };
 
 /// A file that differs is the answer, whatever else could not be read.
@@ -347,6 +365,7 @@ void addSumOptions(CommandLine& commandLine, SumOptions& options) {
         .needs(check);
     commandLine.flag("-w,--warn", options.warn, "with --check: name each improperly formatted line")
         .needs(check);
+    commandLine.json();
     commandLine.texts("FILE", options.files, "the files; standard input for - and without any");
 }
 
@@ -360,5 +379,7 @@ int runSums(SumOptions const& options, std::span<SumAlgorithm const> algorithms)
     int status = exitDone;
     for (std::string const& file : files)
         status = worse(status, checker.check(file));
+    if (report::isJson())
+        report::set({{"files", checker.takeVerdicts()}, {"verdict", status == exitDone ? "OK" : "FAILED"}});
     return status;
 }

@@ -8,7 +8,7 @@
 namespace terminal {
 
 PrintableBuffer::~PrintableBuffer() {
-    std::string const rest = printableLine(line);
+    std::string const rest = line.empty() ? "" : prefix + printableLine(line);
     target->sputn(rest.data(), static_cast<std::streamsize>(rest.size()));
     target->pubsync();
 }
@@ -18,7 +18,7 @@ bool PrintableBuffer::put(char character) {
         line += character;
         return true;
     }
-    std::string const safe = printableLine(line) + '\n';
+    std::string const safe = prefix + printableLine(line) + '\n';
     line.clear();
     return target->sputn(safe.data(), static_cast<std::streamsize>(safe.size())) ==
            static_cast<std::streamsize>(safe.size());
@@ -83,9 +83,11 @@ struct Streams {
     DescriptorBuffer standardOutput{STDOUT_FILENO};
     DescriptorBuffer standardError{STDERR_FILENO};
     PrintableBuffer outBuffer{&standardOutput};
-    PrintableBuffer errBuffer{&standardError};
+    PrintableBuffer besideBuffer{&standardError};
+    PrintableBuffer errBuffer{&standardError, "sealkit: "};
     std::ostream out{&outBuffer};
     std::ostream exactOut{isatty(STDOUT_FILENO) ? static_cast<std::streambuf*>(&outBuffer) : &standardOutput};
+    std::ostream besideOutput{&besideBuffer};
     std::ostream err{&errBuffer};
 };
 
@@ -95,6 +97,7 @@ std::unique_ptr<Streams> streams;
 
 std::ostream& out() { return streams->out; }
 std::ostream& exactOut() { return streams->exactOut; }
+std::ostream& besideOutput() { return streams->besideOutput; }
 std::ostream& err() { return streams->err; }
 
 Session::Session() { streams = std::make_unique<Streams>(); }

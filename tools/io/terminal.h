@@ -15,9 +15,11 @@ using ::printable;
 
 /// A stream buffer that passes whole lines on to another one, each through `printableLine`: what reaches it has been
 /// escaped already where it came from a file. The last line leaves when its end of line comes or the buffer is destroyed.
+/// Each begins with the prefix.
 class PrintableBuffer : public std::streambuf {
 public:
-    explicit PrintableBuffer(std::streambuf* target) : target(target) {}
+    explicit PrintableBuffer(std::streambuf* target, std::string prefix = "")
+        : target(target), prefix(std::move(prefix)) {}
     ~PrintableBuffer() override;
     PrintableBuffer(PrintableBuffer const&) = delete;
     PrintableBuffer& operator=(PrintableBuffer const&) = delete;
@@ -31,6 +33,7 @@ private:
     bool put(char character);
 
     std::streambuf* target;
+    std::string prefix;
     std::string line;
 };
 
@@ -41,7 +44,10 @@ std::ostream& out();
 /// standard output is a terminal, which gets them like `out`.
 std::ostream& exactOut();
 
-/// Complaints, notes and warnings.
+/// Results of a verb whose output itself goes to standard output: to standard error.
+std::ostream& besideOutput();
+
+/// Complaints, notes and warnings: each line begins with "sealkit: ".
 std::ostream& err();
 
 /// Set up once at the start of `main`, torn down at its end.

@@ -7,9 +7,10 @@
 #include "io/terminal.h"
 
 #include <filesystem>
+#include <map>
 
 bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store,
-                 std::string* complaint) {
+                 Complaint* complaint) {
     size_t found = 0;
     std::vector<LoadRefusal> refused;
     std::error_code error;
@@ -24,16 +25,41 @@ bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStor
         for (Refusal& refusal : refusals)
             refused.push_back({path, std::move(refusal)});
     }
-    for (auto const& [source, refusal] : refused)
-        badInput(source + ": " + refusal.str() + (found > 0 ? " It is left out." : ""));
-    if (found == 0)
+    if (found > 0)
+        noteLeftOut(refused);
+    else if (refused.empty())
         *complaint = path + ": no certificate in it";
+    else
+        *complaint = refused.front().path + ": no certificate in it: " + refused.front().refusal;
     return found > 0;
 }
 
-std::string complaintOf(std::vector<std::shared_ptr<X509Certificate>> const& certificates,
-                        std::vector<Refusal> const& refusals) {
-    std::string const reason = refusals.empty() ? "" : refusals.front().str();
+void noteLeftOut(std::vector<LoadRefusal> const& refused) {
+    constexpr size_t maxNamed = 3;
+    // The files in the order in which they were read, and the reasons in that of their names.
+    for (size_t i = 0; i < refused.size();) {
+        std::string const& source = refused[i].path;
+        size_t end = i;
+        std::map<std::string, size_t> reasons;
+        for (; end < refused.size() && refused[end].path == source; ++end)
+            ++reasons[getReasonText(refused[end].refusal.id).sentence];
+        size_t const count = end - i;
+        if (count > maxNamed) {
+            std::string text = source + ": " + std::to_string(count) + " certificates are left out:";
+            for (auto const& [sentence, times] : reasons)
+                text += " " + std::to_string(times) + " × " + sentence;
+            note(text + " \"sealkit show\" tells which.");
+        } else {
+            for (; i < end; ++i)
+                note(source + ": " + refused[i].refusal.str() + " It is left out.");
+        }
+        i = end;
+    }
+}
+
+Complaint complaintOf(std::vector<std::shared_ptr<X509Certificate>> const& certificates,
+                      std::vector<Refusal> const& refusals) {
+    Complaint const reason = refusals.empty() ? Complaint() : Complaint(refusals.front());
     return certificates.empty() ? "no certificate in it: " + reason : reason;
 }
 

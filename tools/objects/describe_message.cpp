@@ -22,7 +22,7 @@ std::string contentText(PKCS7SignedData const& message) {
 }
 
 Description describeStamp(TimeStampInfo const& info) {
-    Description result{{"time", timeText(info)}};
+    Description result{{"time", isoTime(info)}};
     if (info.accuracy)
         result["accuracy"] = accuracyText(info);
     result["policy"] = oidStr(info.policy);
@@ -48,7 +48,7 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
         }
     }
     if (signer.hasSigningTime != 0)
-        result["signingTime"] = formatTime(signer.signingTime);
+        result["signingTime"] = isoTime(signer.signingTime);
     result["digest"] = shortHexOf(signer.contentDigest);
     if (signer.counterSignature)
         result["counterSignature"] = describeSigner(*signer.counterSignature, nullptr);

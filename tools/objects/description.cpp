@@ -159,8 +159,6 @@ std::string fingerprint(X509Base const& object) {
     return str(calcDigest(HashID::SHA256, object.serialize()));
 }
 
-std::string endText(TimePoint time) { return time.seconds == 0 ? "(none)" : formatTime(time); }
-
 Description describeKeyOf(std::unique_ptr<PublicKey> const& key, asn1::blob info) {
     if (key)
         return describe(*key);
@@ -239,8 +237,8 @@ Description describe(X509Certificate const& certificate) {
             {"subject", printable(nameText(certificate.subjectBytes()))},
             {"issuer", printable(nameText(certificate.issuerBytes()))},
             {"serialNumber", hexOf(certificate.serialNumber)},
-            {"notBefore", formatTime(certificate.notBefore)},
-            {"notAfter", formatTime(certificate.notAfter)},
+            {"notBefore", isoTime(certificate.notBefore)},
+            {"notAfter", isoTime(certificate.notAfter)},
             {"selfSigned", certificate.selfSigned},
             {"signedWith", oid2name(certificate.signatureAlgorithm.oid)},
             {"publicKey", describeKeyOf(certificate.parsePublicKey(), certificate.subjectPublicKeyInfo)},
@@ -252,7 +250,7 @@ Description describe(X509Crl const& crl) {
     auto revoked = Description::array();
     for (RevokedCertificate const& entry : crl.revoked) {
         Description row{{"serialNumber", hexOf(entry.serialNumber)},
-                        {"revocationDate", formatTime(entry.revocationDate)}};
+                        {"revocationDate", isoTime(entry.revocationDate)}};
         if (entry.reasonCode != 255) {
             std::string_view const name = crlReasonName(entry.reasonCode);
             row["reasonCode"] = entry.reasonCode;
@@ -260,14 +258,17 @@ Description describe(X509Crl const& crl) {
         }
         revoked.push_back(std::move(row));
     }
-    return {{"object", "certificate revocation list"},
-            {"issuer", printable(nameText(crl.issuerBytes()))},
-            {"thisUpdate", formatTime(crl.thisUpdate)},
-            {"nextUpdate", endText(crl.nextUpdate)},
-            {"signedWith", oid2name(crl.signatureAlgorithm.oid)},
-            {"extensions", describeExtensions(crl.extensions())},
-            {"revoked", revoked},
-            {"sha256Fingerprint", fingerprint(crl)}};
+    Description description{{"object", "certificate revocation list"},
+                            {"issuer", printable(nameText(crl.issuerBytes()))},
+                            {"thisUpdate", isoTime(crl.thisUpdate)},
+                            {"nextUpdate", nullptr}};
+    if (crl.nextUpdate.seconds != 0)
+        description["nextUpdate"] = isoTime(crl.nextUpdate);
+    description.update({{"signedWith", oid2name(crl.signatureAlgorithm.oid)},
+                        {"extensions", describeExtensions(crl.extensions())},
+                        {"revoked", revoked},
+                        {"sha256Fingerprint", fingerprint(crl)}});
+    return description;
 }
 
 Description describe(X509Req const& request) {

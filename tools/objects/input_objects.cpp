@@ -46,7 +46,7 @@ std::optional<X509Req> readRequest(std::string const& path) {
     Refusal refusal;
     if (auto const request = readReq(*text, &refusal, requestOptions))
         return *request;
-    badInput(path + ": no certificate request: " + terminal::printable(refusal.str()));
+    badInput(path + ": no certificate request: " + refusal);
     return std::nullopt;
 }
 

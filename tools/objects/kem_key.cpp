@@ -16,7 +16,7 @@ Opening openingOf(bool isRead, Refusal const& refusal) {
         return {};
     if (refusal.id == RefusalId::wrongPassword)
         return {exitNo, "the password is wrong"};
-    return {refusal.id == RefusalId::passwordRequired ? exitNo : exitBadInput, refusal.str()};
+    return {refusal.id == RefusalId::passwordRequired ? exitNo : exitBadInput, refusal};
 }
 
 } // namespace

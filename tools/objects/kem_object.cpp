@@ -14,7 +14,7 @@ OpenedKemKey refused(Refusal refusal) {
     if (refusal.id == RefusalId::wrongPassword)
         return {std::nullopt, exitNo, "the password is wrong"};
     refusal.block = 0; // The text is a single block, whose number the caller knows.
-    return {std::nullopt, refusal.id == RefusalId::passwordRequired ? exitNo : exitBadInput, refusal.str()};
+    return {std::nullopt, refusal.id == RefusalId::passwordRequired ? exitNo : exitBadInput, refusal};
 }
 
 char const* nameOf(MlkemKeyForm const& form) {

@@ -1,6 +1,8 @@
 /// Keys of ML-KEM-768 as objects to be shown. A program without ML-KEM finds none.
 #pragma once
 
+#include "io/complaint.h"
+
 #include "io/secret.h"
 #include "objects/description.h"
 
@@ -22,7 +24,7 @@ struct KemKey {
 struct OpenedKemKey {
     std::optional<KemKey> key;
     ExitStatus status = exitDone; ///< As that of `OpenedKey`.
-    std::string complaint;
+    Complaint complaint;
 };
 
 /// Reads the private key of a PEM block or DER. The password is null where there is none.

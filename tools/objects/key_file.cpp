@@ -89,8 +89,8 @@ std::unique_ptr<PrivateKey> openKeyAsking(PemBlock const& block, std::string con
 
 } // namespace
 
-std::string complaintOf(Refusal const& refusal, std::string_view text) {
-    std::string complaint = refusal.str();
+Complaint complaintOf(Refusal const& refusal, std::string_view text) {
+    Complaint complaint = refusal;
     if (std::string const advice = adviceFor(refusal, text); !advice.empty())
         complaint += " - " + advice;
     return complaint;
@@ -125,7 +125,7 @@ int openAsking(std::string const& path, PasswordSource const& source,
     }
     if (opened.status == exitDone)
         return exitDone;
-    std::string const complaint = path + ": " + opened.complaint;
+    Complaint const complaint = path + ": " + opened.complaint;
     return opened.status == exitNo ? answerNo(complaint) : badInput(complaint);
 }
 
@@ -138,9 +138,9 @@ OpenedKey openPrivateKey(PemBlock const& block, std::string const* password) {
         return {std::move(key), exitDone, ""};
     placeWithin(block, refusal);
     if (refusal.id == RefusalId::wrongPassword)
-        return {nullptr, exitNo, "the password is wrong", refusal.id};
+        return {nullptr, exitNo, {"the password is wrong", refusal}, refusal.id};
     if (refusal.id == RefusalId::passwordRequired)
-        return {nullptr, exitNo, refusal.str(), refusal.id};
+        return {nullptr, exitNo, refusal, refusal.id};
     auto const encryption = findEncryption(text);
     char const* const opens = encryption && !encryption->problem ? "opens with this password, but: " : "";
     return {nullptr, exitBadInput, opens + complaintOf(refusal, text), refusal.id};

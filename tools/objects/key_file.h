@@ -27,14 +27,14 @@ struct OpenedKey {
     std::unique_ptr<PrivateKey> key;
     ExitStatus status =
         exitDone; ///< `exitNo` for a wrong or missing password, `exitBadInput` for what is no key.
-    std::string complaint;
+    Complaint complaint;
     RefusalId reason = RefusalId::none;
 };
 
 /// What opening something that may be encrypted came to.
 struct Opening {
     ExitStatus status = exitDone; ///< As that of `OpenedKey`.
-    std::string complaint;
+    Complaint complaint;
 };
 
 /// Opens what stands in the file `path`. `open` is called with the password, null for none; that is read or asked for
@@ -43,7 +43,7 @@ int openAsking(std::string const& path, PasswordSource const& source,
                std::function<Opening(std::string const* password)> const& open);
 
 /// What a person reads of a refusal of the key in `text`: the reason, and what to do about it.
-std::string complaintOf(Refusal const& refusal, std::string_view text);
+Complaint complaintOf(Refusal const& refusal, std::string_view text);
 
 /// Reads the private key of a PEM block, or of the DER that stands in its place, also that of the traditional forms.
 /// A complaint has the number of the block, where it has one. The password is null where there is none.
@@ -52,7 +52,7 @@ OpenedKey openPrivateKey(PemBlock const& block, std::string const* password);
 /// A public key, or why there is none.
 struct OpenedPublicKey {
     std::unique_ptr<PublicKey> key;
-    std::string complaint;
+    Complaint complaint;
     RefusalId reason = RefusalId::none;
 };
 

@@ -50,18 +50,18 @@ std::string mailForm(std::string_view text) {
     return "";
 }
 
-std::string complaintOf(Refusal const& refusal) {
+Complaint complaintOf(Refusal const& refusal) {
     if (refusal.id == RefusalId::unexpectedElement && refusal.offset == 0)
-        return "neither PEM nor DER of a message";
+        return {"neither PEM nor DER of a message", refusal};
     std::string const advice = adviceOn(refusal.id);
-    return refusal.str() + (advice.empty() ? "" : " " + advice);
+    return refusal + (advice.empty() ? "" : " " + advice);
 }
 
 std::string berComplaint(asn1::blob bytes) {
     PKCS7SignedData message;
     Refusal refusal;
     message.parse(bytes, &refusal);
-    return refusal.id == RefusalId::indefiniteLength ? complaintOf(refusal) : "";
+    return refusal.id == RefusalId::indefiniteLength ? complaintOf(refusal).text : "";
 }
 
 std::optional<MessageFile> MessageFile::read(std::string const& path) {
@@ -97,14 +97,15 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
     return file;
 }
 
-std::string timeText(TimeStampInfo const& info) {
-    std::string text = formatTime(info.time);
-    size_t const zone = text.rfind(" UTC");
+std::string isoTime(TimeStampInfo const& info) {
+    std::string text = isoTime(info.time);
     constexpr size_t maxDigits = 9;
-    if (!info.fraction.empty() && zone != std::string::npos)
-        text.insert(zone, "." + info.fraction.substr(0, maxDigits));
+    if (!info.fraction.empty())
+        text.insert(text.size() - 1, "." + info.fraction.substr(0, maxDigits));
     return text;
 }
+
+std::string timeText(TimeStampInfo const& info) { return showTime(isoTime(info)); }
 
 std::string accuracyText(TimeStampInfo const& info) {
     std::string text;

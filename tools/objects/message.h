@@ -1,6 +1,8 @@
 /// Cryptographic messages in files: taken out of what people have, and refusals of them with advice.
 #pragma once
 
+#include "io/complaint.h"
+
 #include "sealkit/message.h"
 #include "sealkit/pkcs7.h"
 #include "sealkit/refusal.h"
@@ -33,20 +35,22 @@ inline constexpr char messageLabel[] = "PKCS7";
 std::string mailForm(std::string_view text);
 
 /// The refusal of a message in a line, with what can be done about it.
-std::string complaintOf(Refusal const& refusal);
+Complaint complaintOf(Refusal const& refusal);
 
 /// Why bytes are refused that may be a message in BER; empty for any other.
 std::string berComplaint(asn1::blob bytes);
 
 /// Parses a message. Empty when it is good, otherwise the complaint.
 template <typename Message>
-std::string parseMessage(Message& to, asn1::blob der) {
+Complaint parseMessage(Message& to, asn1::blob der) {
     Refusal refusal;
-    return to.parse(der, &refusal) ? "" : complaintOf(refusal);
+    return to.parse(der, &refusal) ? Complaint() : complaintOf(refusal);
 }
 
 /// "2026-11-21 08:30:00.125 UTC", the time that a token states.
 std::string timeText(TimeStampInfo const& info);
+/// The same as "2026-11-21T08:30:00.125Z".
+std::string isoTime(TimeStampInfo const& info);
 /// "1 s 500 ms"; empty when the token does not state its accuracy.
 std::string accuracyText(TimeStampInfo const& info);
 

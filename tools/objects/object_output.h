@@ -14,6 +14,7 @@ struct ObjectOutput {
     bool force = false;
     bool der = false;
 
+    /// Declares -o, --der, --force and --json, which describes what was made.
     void declare(CommandLine& commandLine);
     /// Opens the output, which comes before any long work. Complains; returns the exit status.
     int open(OutputFile& output) const;
@@ -21,4 +22,7 @@ struct ObjectOutput {
     int write(OutputFile& output, std::string const& label, X509Base const& object) const;
     /// The same of an object that is already encoded.
     int write(OutputFile& output, std::string const& label, std::vector<unsigned char> encoded) const;
+
+private:
+    std::string nameOfOutput() const;
 };

@@ -1,6 +1,7 @@
 #include "objects/path_report.h"
 
 #include "io/clock.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/description.h"
@@ -123,16 +124,17 @@ nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string co
                                      {"code", one.explanation.code},
                                      {"verdict", one.isValid() ? "OK" : "FAILED"},
                                      {"reason", printable(one.explanation.reason())}});
+    result["certificates"] = nlohmann::json::array();
     for (auto const& certificate : verdict.chain)
         result["certificates"].push_back({{"subject", nameFor(*certificate)},
                                           {"issuer", printable(certificate->issuer.str())},
-                                          {"notBefore", formatTime(certificate->notBefore)},
-                                          {"notAfter", formatTime(certificate->notAfter)}});
+                                          {"notBefore", isoTime(certificate->notBefore)},
+                                          {"notAfter", isoTime(certificate->notAfter)}});
     PathExplanation const& explanation = verdict.explanation;
     result["explanation"] = {{"depth", explanation.depth},
                              {"subject", printable(explanation.subject)},
                              {"rule", findPathCode(explanation.code)->name},
-                             {"facts", toJson(explanation.facts)}};
+                             {"facts", report::describe(explanation.facts)}};
     result["warnings"] = nlohmann::json::array();
     for (PathWarning const& warning : verdict.warnings) {
         auto const& term = getReasonText(warning.id);
@@ -140,7 +142,7 @@ nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string co
                                       {"subject", printable(warning.subject)},
                                       {"rule", term.name},
                                       {"sentence", term.sentence},
-                                      {"facts", toJson(warning.facts)}});
+                                      {"facts", report::describe(warning.facts)}});
     }
     if (!advice.empty())
         result["advice"] = advice;

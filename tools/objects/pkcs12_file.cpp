@@ -19,7 +19,7 @@ Pkcs12File readPkcs12(asn1::blob der) {
     auto pfx = std::make_unique<PKCS12PFX>();
     Refusal refusal;
     if (!pfx->parse(der, pkcs12Options(), &refusal))
-        return {nullptr, refusal.str()};
+        return {nullptr, refusal};
     return {std::move(pfx), ""};
 }
 
@@ -43,7 +43,7 @@ Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Opti
     Refusal refusal;
     if (pfx.decrypt(password, options, &refusal))
         return {};
-    std::string complaint = refusal.str();
+    Complaint complaint = refusal;
     if (refusal.id == RefusalId::macMismatch && pfx.macIterations == 0) {
         complaint += " The file does not give the iterations of its MAC";
         char const* before = ": ";

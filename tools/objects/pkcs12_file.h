@@ -23,7 +23,7 @@ PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations = {});
 /// A file, or why it was not read.
 struct Pkcs12File {
     std::unique_ptr<PKCS12PFX> pfx;
-    std::string complaint;
+    Complaint complaint;
     bool isDecrypted = false; ///< By its password: what is still encrypted is not under it, or unreadable.
 };
 
@@ -36,7 +36,7 @@ Pkcs12File readPkcs12Within(std::string_view text);
 /// What decrypting came to.
 struct Decrypting {
     ExitStatus status = exitDone; ///< `exitNo` for a wrong password.
-    std::string complaint;
+    Complaint complaint;
 };
 
 /// Verifies the MAC, and decrypts what is under the password and can be.

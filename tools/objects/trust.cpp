@@ -9,8 +9,6 @@
 
 #include <kp/root.h>
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <filesystem>
 
@@ -37,12 +35,11 @@ constexpr struct {
 constexpr unsigned strictRules = PathRules::platform | PathRules::strict;
 
 bool loadCertificates(TrustOptions const& options, FormRules forms, CertificateMemoryStore* store,
-                      std::string* complaint) {
+                      Complaint* complaint) {
     std::vector<LoadRefusal> leftOut;
     if (options.cermUsage)
         store->loadFromCerm(*options.cermUsage, false, &leftOut, forms);
-    for (auto const& [source, refusal] : leftOut)
-        badInput(source + ": " + refusal.str() + " It is left out.");
+    noteLeftOut(leftOut);
     std::vector<std::string> paths = options.authorities;
     if (paths.empty() && !options.cermUsage)
         paths.push_back(defaultAuthorities());
@@ -56,7 +53,7 @@ bool loadCertificates(TrustOptions const& options, FormRules forms, CertificateM
     return true;
 }
 
-bool loadCrls(std::string const& file, FormRules forms, Trust* trust, std::string* complaint) {
+bool loadCrls(std::string const& file, FormRules forms, Trust* trust, Complaint* complaint) {
     auto const text = readInput(file, complaint);
     if (!text)
         return false;
@@ -64,7 +61,7 @@ bool loadCrls(std::string const& file, FormRules forms, Trust* trust, std::strin
     size_t const before = trust->store.crls.size();
     trust->store.loadCrls(*text, &refusals, forms);
     if (!refusals.empty()) {
-        *complaint = file + ": not a readable certificate revocation list: " + refusals.front().str();
+        *complaint = file + ": not a readable certificate revocation list: " + Complaint(refusals.front());
         return false;
     }
     for (size_t i = before; i < trust->store.crls.size(); ++i)
@@ -75,32 +72,38 @@ bool loadCrls(std::string const& file, FormRules forms, Trust* trust, std::strin
 } // namespace
 
 void TrustOptions::declare(CommandLine& commandLine) {
-    commandLine.text("--at", at,
-                     "validate at this time instead of now: ISO 8601 (UTC) or seconds since 1970");
-    commandLine.texts(
-        "--ca", authorities,
-        "a file or folder of trusted certificates; may be given more than once.\n"
-        "Without it /kelp/etc/ca under the platform root where that exists, else /etc/ssl/certs");
-    commandLine.number(
-        "--cerm", cermUsage,
-        "trust what the certificate manager trusts for this use: a mask of bits that the entries of\n"
-        "\"trust list\" have. The built-in certificates have the bits 0x362b90, unless the settings\n"
-        "say otherwise, and always 0x800000. 0xffffffff asks for any use");
-    commandLine.texts("--crl", crlFiles,
-                      "a file of revocation lists; may be given more than once; implies --check-crls");
-    commandLine.flagWithValue("--check-crls", checkCrls, "all",
-                              "ask the CRLs about every certificate below the trusted one; with =leaf other\n"
-                              "validators ask about the leaf alone");
-    Parameter const chosen =
-        commandLine
-            .text("--rules", rules,
-                  "who must accept the chain: platform (this system), rfc5280 (other validators),\n"
-                  "strict (what public CAs keep), or both (platform and rfc5280), which holds\nwithout it")
-            .valueName("RULES");
+    commandLine.group("What is trusted, and by which rules");
+    commandLine
+        .texts("--ca", authorities,
+               "a file or folder of trusted certificates; may be given more than once. Without it "
+               "/kelp/etc/ca under "
+               "the platform root where that exists, else /etc/ssl/certs")
+        .valueName("FILE");
+    commandLine
+        .number(
+            "--cerm", cermUsage,
+            "trust what the certificate manager trusts for this use, a mask of bits as \"trust list\" shows "
+            "them; 0xffffffff asks for any")
+        .valueName("MASK");
+    commandLine.text("--at", at, "validate at this time and not now: ISO 8601 (UTC) or seconds since 1970")
+        .valueName("TIME");
+    commandLine.texts("--crl", crlFiles, "a file of CRLs; may be given more than once; implies --check-crls")
+        .valueName("FILE");
+    commandLine.flagWithValue(
+        "--check-crls", checkCrls, "all",
+        "ask the CRLs about every certificate below the trusted one, or with =leaf, as other "
+        "validators do, about the leaf alone");
+    Parameter const chosen = commandLine
+                                 .text("--rules", rules,
+                                       "who must accept the chain: platform (this system), rfc5280 (other "
+                                       "validators), strict (what public "
+                                       "CAs keep), or both (platform and rfc5280), which holds without it")
+                                 .valueName("RULES");
     commandLine.flag("--strict", strict, "platform and strict must both accept the chain").excludes(chosen);
+    commandLine.group("Options");
 }
 
-bool TrustOptions::read(PathOptions* to, std::string* complaint) const {
+bool TrustOptions::read(PathOptions* to, Complaint* complaint) const {
     to->now = currentTime();
     if (!at.empty()) {
         auto const time = parseTime(at);
@@ -142,7 +145,7 @@ std::vector<std::string_view> TrustOptions::inputsWith(std::vector<std::string_v
     return others;
 }
 
-bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, std::string* complaint) {
+bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, Complaint* complaint) {
     return loadCertificates(options, forms, &trust->store, complaint) &&
            std::ranges::all_of(options.crlFiles, [&](std::string const& file) {
                return loadCrls(file, forms, trust, complaint);
@@ -167,22 +170,11 @@ CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls) {
 }
 
 bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes,
-                std::string* complaint) {
+                Complaint* complaint) {
     CrlNotes found = notesOn(trust, crls);
     notes->insert(notes->end(), found.ignored.begin(), found.ignored.end());
     *complaint = std::move(found.forged);
     return complaint->empty();
-}
-
-nlohmann::ordered_json describeUnreadable(std::string const& why) {
-    return {{"verdict", "UNREADABLE"}, {"reason", printable(why)}};
-}
-
-int cannotJudge(std::string const& why, std::ostream* json) {
-    if (json != nullptr)
-        *json << describeUnreadable(why).dump(2, ' ', true, nlohmann::json::error_handler_t::replace)
-              << std::endl;
-    return badInput(why);
 }
 
 std::string disagreementOf(PathVerdict const& verdict) {
@@ -199,11 +191,4 @@ std::string factsOf(std::vector<Fact> const& facts) {
     for (Fact const& fact : facts)
         text += (text.empty() ? "" : ", ") + fact.label + ": " + printable(fact.value);
     return text;
-}
-
-nlohmann::json toJson(std::vector<Fact> const& facts) {
-    auto list = nlohmann::json::array();
-    for (Fact const& fact : facts)
-        list.push_back({{"label", fact.label}, {"value", printable(fact.value)}});
-    return list;
 }

@@ -2,12 +2,10 @@
 #pragma once
 
 #include "io/command_line.h"
+#include "io/complaint.h"
 
 #include "sealkit/search.h"
 
-#include <nlohmann/json_fwd.hpp>
-
-#include <iosfwd>
 #include <map>
 #include <memory>
 #include <optional>
@@ -31,7 +29,7 @@ struct TrustOptions {
     std::vector<std::string_view> inputsWith(std::vector<std::string_view> others) const;
 
     /// Sets time, CRLs and rules in `*to`. False, and what is wrong in `*complaint`, if one of them cannot be understood.
-    bool read(PathOptions* to, std::string* complaint) const;
+    bool read(PathOptions* to, Complaint* complaint) const;
 };
 
 /// For which rules certificates and CRLs are read.
@@ -44,28 +42,22 @@ struct Trust {
 };
 
 /// Loads what the options name. False, and why in `*complaint`, if some of it cannot be used.
-bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, std::string* complaint);
+bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, Complaint* complaint);
 
 /// What is to be said of CRLs that do not count, printable.
 struct CrlNotes {
     std::vector<std::string> ignored; ///< Which, and why.
-    std::string forged;               ///< The first of the user's own whose signature does not verify.
+    Complaint forged;                 ///< The first of the user's own whose signature does not verify.
 };
 CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls);
 
 /// The same, as notes of the verdict. False, and which in `*complaint`, if the signature of one of the user's own does not
 /// verify.
 bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes,
-                std::string* complaint);
-
-/// The verdict on what cannot be judged: "UNREADABLE".
-nlohmann::ordered_json describeUnreadable(std::string const& why);
-/// Complains of what is trusted or revoked, and writes that verdict to `json`, which may be null. The exit status for it.
-int cannotJudge(std::string const& why, std::ostream* json);
+                Complaint* complaint);
 
 /// Where the sets of rules disagree: "this system accepts it" or "other validators accept it". Empty where they agree.
 std::string disagreementOf(PathVerdict const& verdict);
 
 /// "label: value, label: value", printable.
 std::string factsOf(std::vector<Fact> const& facts);
-nlohmann::json toJson(std::vector<Fact> const& facts);

@@ -263,7 +263,7 @@ bool takeRequest(X509Certificate& certificate, IssueOptions const& options, int*
         return false;
     Refusal refusal;
     if (!parsePkcs8PublicKey(request->subjectPublicKeyInfo, &refusal)) {
-        badInput(options.request + ": the public key cannot be read: " + refusal.str());
+        badInput(options.request + ": the public key cannot be read: " + refusal);
         return false;
     }
     if (!request->verifyOwnSignature()) {

@@ -45,10 +45,6 @@ size_t const maxSivStrings = 126;
 /// The last 32 bits of a counter block count. After as many blocks the keystream would repeat.
 uint64_t const counterPeriod = uint64_t(1) << 32;
 
-void warn(std::string const& warning) {
-    terminal::err() << "sealkit: warning: " << printableLine(warning) << std::endl;
-}
-
 /// A job whose options make sense.
 struct Job {
     Direction direction;

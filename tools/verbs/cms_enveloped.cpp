@@ -136,7 +136,7 @@ int decrypt(DecryptOptions const& options) {
     if (!file)
         return exitBadInput;
     PKCS7EnvelopedData message;
-    if (std::string const why = parseMessage(message, file->der()); !why.empty())
+    if (Complaint const why = parseMessage(message, file->der()); !why.empty())
         return badInput(options.file + ": " + why);
     if (message.recipientInfos.empty())
         return badInput(options.file + ": it has no recipients that can be read");

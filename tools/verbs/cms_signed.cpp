@@ -1,4 +1,5 @@
 #include "io/input.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/ca_certificate.h"
 #include "objects/certificates.h"
@@ -28,7 +29,6 @@ struct CheckOptions {
     std::string content;
     std::string certificates;
     std::string purpose;
-    bool json = false;
     std::string output;
     bool force = false;
     std::string file;
@@ -113,19 +113,22 @@ bool isOverMailForm(PKCS7SignedData const& message, asn1::blob content) {
            signer.verifyContentDigest(message.contentType, withMailLineEnds(content), signer.digestAlgorithm);
 }
 
-void printJson(MessageReport const& report, PKCS7SignedData const& message, size_t size, std::ostream& out) {
+void reportJson(MessageReport const& report, PKCS7SignedData const& message, size_t size) {
     nlohmann::ordered_json result;
     result["contentType"] = getContentTypeName(message.contentType);
     result["contentSize"] = size;
     addReport(report, result);
-    out << result.dump(2, ' ', true) << std::endl;
+    report::set(std::move(result));
 }
 
 int check(CheckOptions const& options) {
     if (standardInputTwice(options.trust.inputsWith({options.content, options.certificates, options.file})))
         return exitWrongUsage;
+    bool const isBesideContent = options.output == "-";
+    if (isBesideContent)
+        report::goBesideOutput();
     MessageCheckOptions how;
-    std::string complaint;
+    Complaint complaint;
     if (!options.trust.read(&how.path, &complaint))
         return wrongUsage(complaint);
     auto const purpose = std::ranges::find(purposes, options.purpose, &Purpose::name);
@@ -137,7 +140,7 @@ int check(CheckOptions const& options) {
     if (!file)
         return exitBadInput;
     PKCS7SignedData message;
-    if (std::string const why = parseMessage(message, file->der()); !why.empty())
+    if (Complaint const why = parseMessage(message, file->der()); !why.empty())
         return badInput(options.file + ": " + why);
     if (message.content.empty() && message.signerInfos.empty())
         return badInput(options.file + ": has no signers: it only carries certificates");
@@ -155,12 +158,9 @@ int check(CheckOptions const& options) {
     if (message.content.empty())
         how.detachedContent = detached;
 
-    bool const contentGoesToStandardOutput = options.output == "-";
-    std::ostream& out = contentGoesToStandardOutput ? terminal::err() : terminal::out();
-    std::ostream* const json = options.json ? &out : nullptr;
     Trust trust;
     if (!loadTrust(options.trust, formsFor(how.path), &trust, &complaint))
-        return cannotJudge(complaint, json);
+        return badInput(complaint);
     OutputFile output;
     if (!options.output.empty() &&
         !output.open(options.output, 0666,
@@ -171,7 +171,7 @@ int check(CheckOptions const& options) {
     if (report.isTooLarge())
         return badInput(options.file + ": " + report.failure);
     if (!reportCrls(trust, report.verdict.crls, &report.notes, &complaint))
-        return cannotJudge(complaint, json);
+        return badInput(complaint);
     if (given && detached != content)
         report.fail("the message holds another content");
     if (!report.failure.empty() && message.content.empty() && isOverMailForm(message, detached))
@@ -180,10 +180,10 @@ int check(CheckOptions const& options) {
     if (!isData(message.contentType))
         report.notes.push_back("the content is no plain data, but of the type " +
                                getContentTypeName(message.contentType));
-    if (options.json)
-        printJson(report, message, content.size(), out);
+    if (report::isJson())
+        reportJson(report, message, content.size());
     else
-        printReport(report, {}, out);
+        printReport(report, {}, isBesideContent ? terminal::besideOutput() : terminal::out());
     if (!report.failure.empty())
         return exitNo;
     if (options.output.empty())
@@ -241,7 +241,7 @@ Work setUpCmsCheck(CommandLine commandLine) {
         .text("--purpose", options->purpose,
               "what the signers' certificates should be for: email\n(without it), code or any")
         .valueName("PURPOSE");
-    commandLine.flag("--json", options->json, "print the verdict as JSON");
+    commandLine.json();
     commandLine
         .text(
             "-o,--output", options->output,

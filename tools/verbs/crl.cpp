@@ -137,7 +137,7 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
     Refusal refusal;
     auto const previous = readCrl(*text, &refusal);
     if (!previous)
-        return badInput(path + ": not a readable CRL: " + refusal.str());
+        return badInput(path + ": not a readable CRL: " + refusal);
     if (previous->issuerBytes() != authority.subjectBytes() || !previous->verify(key))
         return answerNo(path + ": is not signed by this authority");
     crl = std::move(*previous);

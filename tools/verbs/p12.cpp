@@ -62,10 +62,6 @@ struct ImportOptions {
     bool force = false;
 };
 
-void warn(std::string const& warning) {
-    terminal::err() << "warning: " << printableLine(warning) << std::endl;
-}
-
 bool openOutput(OutputFile& output, std::string const& path, mode_t mode, bool force) {
     return output.open(path, mode, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
 }
@@ -267,10 +263,11 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
         return exitDone;
     }
     CertificateMemoryStore store;
-    std::string reason;
+    Complaint complaint;
     for (std::string const& path : options.authorities)
-        if (!loadTrusted(path, FormRules::platform, &store, &reason))
-            return badInput(reason);
+        if (!loadTrusted(path, FormRules::platform, &store, &complaint))
+            return badInput(complaint);
+    std::string reason;
     if (pfx.signedData->verify(store, {}, currentTime(), &reason))
         return exitDone;
     return answerNo(options.file + ": its signature does not count: " + reason);
@@ -290,7 +287,7 @@ int decryptEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
         return exitBadInput;
     Refusal refusal;
     if (!pfx.decryptEnveloped(*certificate, *key, pkcs12Options(), &refusal))
-        return answerNo(options.file + ": " + refusal.str());
+        return answerNo(options.file + ": " + refusal);
     return exitDone;
 }
 
@@ -301,7 +298,7 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
         *status = exitBadInput;
         return nullptr;
     }
-    auto const refuse = [&](std::string const& complaint) {
+    auto const refuse = [&](Complaint const& complaint) {
         *status = badInput(options.file + ": " + complaint);
         return nullptr;
     };
@@ -311,7 +308,7 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
     PKCS12PFX& pfx = *file.pfx;
     PKCS12Options const reading = pkcs12Options(options.macIterations);
     if (Refusal refusal; !pfx.canDecrypt(reading, &refusal))
-        return refuse(refusal.str());
+        return refuse(refusal);
     if (pfx.isBer())
         note(options.file + ": is BER and not DER, as some programs write it");
     *status = judgeOrigin(pfx, options);
@@ -328,7 +325,7 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
         Decrypting const result = decryptPkcs12(pfx, password->text, reading);
         *status = result.status;
         if (result.status != exitDone) {
-            std::string const complaint = options.file + ": " + result.complaint;
+            Complaint const complaint = options.file + ": " + result.complaint;
             *status = result.status == exitNo ? answerNo(complaint) : badInput(complaint);
         }
         return *status == exitDone;

@@ -1,4 +1,6 @@
+#include "io/clock.h"
 #include "io/input.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/describe_message.h"
 #include "objects/kem_object.h"
@@ -12,6 +14,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cctype>
 #include <functional>
 #include <memory>
@@ -23,7 +26,6 @@ using terminal::printable;
 
 struct Options {
     bool dump = false;
-    bool json = false;
     bool secrets = false;
     bool partial = false;
     PasswordSource password;
@@ -54,7 +56,7 @@ using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, s
 struct Found {
     Object object;
     int status = exitBadInput;
-    std::string complaint;
+    Complaint complaint;
     std::vector<std::string> unreadable{}; ///< What could not be read of an object that is there.
 
     Found(Object found = {}) : object(std::move(found)) {}
@@ -75,8 +77,8 @@ Found parseAs(asn1::blob der, InputKind kind) {
     Found nothing;
     nothing.complaint =
         found == kind || !isKnown(found)
-            ? std::string("a ") + getInputKindName(kind) + " that is refused: " + refusal.str()
-            : std::string("no ") + getInputKindName(kind) + ": " + getInputKindName(found);
+            ? std::string("a ") + getInputKindName(kind) + " that is refused: " + refusal
+            : Complaint(std::string("no ") + getInputKindName(kind) + ": " + getInputKindName(found));
     return nothing;
 }
 
@@ -131,7 +133,7 @@ Found readEcParameters(asn1::blob der) {
     if (refusal.id == RefusalId::unknownCurve)
         return Object(EcParameters{refusal.facts.front().value});
     Found nothing;
-    nothing.complaint = refusal.str();
+    nothing.complaint = refusal;
     return nothing;
 }
 
@@ -227,7 +229,7 @@ Found readBlock(PemBlock const& block, Password const* password) {
     if (!isWhole || !pemDecode(block.body, &der, &refusal)) {
         refusal.line += block.line;
         Found nothing;
-        nothing.complaint = refusal.str();
+        nothing.complaint = refusal;
         return nothing;
     }
     if (block.label == "EC PARAMETERS")
@@ -246,7 +248,7 @@ Found readBlock(PemBlock const& block, Password const* password) {
 }
 
 /// What is said of a file in which there is no object, and what can be done about it.
-std::string whyNothing(InputKind kind, std::string_view text) {
+Complaint whyNothing(InputKind kind, std::string_view text) {
     Refusal refusal;
     switch (kind) {
     case InputKind::empty:
@@ -255,7 +257,7 @@ std::string whyNothing(InputKind kind, std::string_view text) {
         return "text in UTF-16, as some editors write it: save it as UTF-8 or ASCII";
     case InputKind::pem:
         PemReader(text).finish(&refusal);
-        return refusal.str() + " A part of the file may be missing.";
+        return refusal + " A part of the file may be missing.";
     case InputKind::text:
         return "text without a PEM block";
     default:
@@ -443,12 +445,15 @@ std::string inWords(std::string const& key) {
 std::string scalarText(Description const& value) {
     if (value.is_boolean())
         return value.get<bool>() ? "yes" : "no";
+    if (value.is_null())
+        return "(none)";
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
 /// An entry of a CRL on a line of its own: there may be hundreds of thousands.
 std::string revocationText(Description const& entry) {
-    std::string line = scalarText(entry["serialNumber"]) + " since " + scalarText(entry["revocationDate"]);
+    std::string line =
+        scalarText(entry["serialNumber"]) + " since " + showTime(scalarText(entry["revocationDate"]));
     if (entry.contains("reason"))
         line += ", reason " + scalarText(entry["reasonCode"]) + " " + inWords(scalarText(entry["reason"]));
     return line;
@@ -491,6 +496,13 @@ void printValue(Description const& value, std::string const& indent) {
     }
 }
 
+/// Whether the member is a time, as `isoTime` writes it.
+bool isTime(std::string_view key) {
+    static constexpr std::string_view times[] = {"notBefore",  "notAfter", "thisUpdate",
+                                                 "nextUpdate", "time",     "signingTime"};
+    return std::ranges::find(times, key) != std::end(times);
+}
+
 void printMembers(Description const& object, std::string const& indent) {
     for (auto const& [key, value] : object.items()) {
         terminal::out() << indent << inWords(key);
@@ -500,7 +512,7 @@ void printMembers(Description const& object, std::string const& indent) {
             printValue(value["value"], indent);
         } else {
             terminal::out() << ':';
-            printValue(value, indent);
+            printValue(isTime(key) && value.is_string() ? Description(showTime(value)) : value, indent);
         }
     }
 }
@@ -552,8 +564,8 @@ int show(Options const& options) {
     auto const text = readSecretInput(options.file);
     if (!text)
         return exitBadInput;
-    auto complain = [&](std::string const& what, int why) {
-        terminal::err() << "sealkit: " << printable(options.file) << ": " << printable(what) << std::endl;
+    auto complain = [&](Complaint const& what, int why) {
+        badInput(options.file + ": " + what);
         status = why;
     };
 
@@ -564,7 +576,7 @@ int show(Options const& options) {
         Object object = std::move(found.object);
         if (!options.dump) {
             Description const description = describeObject(object, options.secrets);
-            if (options.json)
+            if (report::isJson())
                 described.push_back(description);
             else
                 print(description);
@@ -596,8 +608,8 @@ int show(Options const& options) {
         }
         present(std::move(found));
     }
-    if (options.json)
-        terminal::out() << described.dump(2, ' ', true) << std::endl;
+    if (report::isJson() && !described.empty())
+        report::set({{"objects", std::move(described)}});
     return status;
 }
 
@@ -606,7 +618,7 @@ int show(Options const& options) {
 Work setUpShow(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.flag("--dump", options->dump, "print the library's own dump");
-    commandLine.flag("--json", options->json, "print JSON: an array with one object for each one found");
+    commandLine.json();
     commandLine.flag("--secrets", options->secrets, "show the secrets of private keys, too");
     commandLine.flag("--partial", options->partial,
                      "end with 0 also when a part of a PKCS#12 file cannot be\nread");

@@ -2,6 +2,7 @@
 #include "io/hex.h"
 #include "io/input.h"
 #include "io/output_file.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/hash_names.h"
 #include "objects/key_file.h"
@@ -11,6 +12,8 @@
 
 #include <kp/base64.h>
 #include <kp/text.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstring>
@@ -151,11 +154,15 @@ int check(CheckOptions const& options) {
     bool const verifies = what->hash == HashID::none
                               ? verifyMessage(*key, HashID::none, *what, *signature, &refusal)
                               : verifyHashed(*key, what->hash, *what, *signature, &refusal);
-    terminal::out() << terminal::printable(options.file) << (verifies ? ": OK" : ": FAILED") << std::endl;
+    std::string const file = terminal::printable(options.file);
+    if (report::isJson())
+        report::set({{"file", file}, {"verdict", verifies ? "OK" : "FAILED"}});
+    else
+        terminal::out() << file << (verifies ? ": OK" : ": FAILED") << std::endl;
     if (!verifies)
         return answerNo(refusal.id == RefusalId::signatureMismatch
-                            ? "the signature is not of this file and key"
-                            : refusal.str());
+                            ? Complaint("the signature is not of this file and key", refusal)
+                            : refusal);
     return exitDone;
 }
 
@@ -197,6 +204,7 @@ Work setUpCheck(CommandLine commandLine) {
     commandLine.text("-s,--signature", options->signature, "the signature").valueName("FILE").required();
     Parameter const hex = commandLine.flag("--hex", options->hex, "the signature is in hexadecimal");
     commandLine.flag("--base64", options->base64, "the signature is in base64").excludes(hex);
+    commandLine.json();
     commandLine.footer(std::string("Prints FILE: OK and ends with 0, or FILE: FAILED and ends with 1.\n\n") +
                        footer);
     return [options] { return check(*options); };

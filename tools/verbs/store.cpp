@@ -1,10 +1,13 @@
 #include "io/hex.h"
 #include "io/number.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "verbs/verb.h"
 
 #include <kp/store.h>
 #include <kp/text.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -69,6 +72,27 @@ void print(message::Field const& field) {
             }
         },
         field.value);
+}
+
+/// The value as JSON has it: bytes in hexadecimal, texts printable.
+nlohmann::ordered_json describe(message::Field const& field) {
+    auto const entry = std::ranges::find(typeNames, field.type(), &TypeName::type);
+    nlohmann::ordered_json described{{"id", field.id}, {"type", entry->name}};
+    std::visit(
+        [&](auto const& value) {
+            if constexpr (std::is_same_v<decltype(value), message::Strings const&>) {
+                described["value"] = nlohmann::json::array();
+                for (std::string const& item : value)
+                    described["value"].push_back(printableLine(item));
+            } else if constexpr (std::is_same_v<decltype(value), message::Raw const&> ||
+                                 std::is_same_v<decltype(value), std::string const&>) {
+                described["value"] = valueText(value);
+            } else {
+                described["value"] = value;
+            }
+        },
+        field.value);
+    return described;
 }
 
 // Reading them.
@@ -143,12 +167,23 @@ bool setFields(message& record, std::vector<std::string> const& arguments, std::
 // The verbs.
 
 int listStores() {
+    if (report::isJson()) {
+        auto names = nlohmann::ordered_json::array();
+        for (std::string const& name : kp::storeNames())
+            names.push_back(printableLine(name));
+        report::set({{"stores", std::move(names)}});
+        return exitDone;
+    }
     for (std::string const& name : kp::storeNames())
         terminal::out() << name << '\n';
     return exitDone;
 }
 
-int listIds(kp::Store& store, Options const&) {
+int listIds(kp::Store& store, Options const& options) {
+    if (report::isJson()) {
+        report::set({{"store", printableLine(options.store)}, {"ids", store.ids()}});
+        return exitDone;
+    }
     for (int32_t id : kp::Allocator(store))
         terminal::out() << id << '\n';
     return exitDone;
@@ -162,10 +197,18 @@ int show(kp::Store& store, Options const& options) {
         ids = {*options.id};
     }
     int status = exitDone;
+    auto records = nlohmann::ordered_json::array();
     for (int32_t id : ids) {
         auto const record = store.find(id);
         if (!record) {
             status = badInput(recordName(options, id) + " is damaged");
+            continue;
+        }
+        if (report::isJson()) {
+            auto fields = nlohmann::ordered_json::array();
+            for (message::Field const& field : record->fields())
+                fields.push_back(describe(field));
+            records.push_back({{"id", id}, {"fields", std::move(fields)}});
             continue;
         }
         if (!options.id)
@@ -173,6 +216,8 @@ int show(kp::Store& store, Options const& options) {
         for (message::Field const& field : record->fields())
             print(field);
     }
+    if (report::isJson())
+        report::set({{"store", printableLine(options.store)}, {"records", std::move(records)}});
     return status;
 }
 
@@ -211,6 +256,7 @@ Work onStore(std::shared_ptr<Options> const& options, WorkOnStore work) {
 Work listVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("STORE", options->store, "list the ids of this store's records");
+    commandLine.json();
     commandLine.footer("Without STORE, lists the names of the stores.");
     return [options, work = onStore(options, listIds)] {
         return options->store.empty() ? listStores() : work();
@@ -221,6 +267,7 @@ Work showVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
     commandLine.number("ID", options->id, "the id of the record; all records without it");
+    commandLine.json();
     commandLine.footer("Prints one field a line, in the form in which \"store set\" takes it.");
     return onStore(options, show);
 }

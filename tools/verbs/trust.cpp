@@ -2,6 +2,7 @@
 #include "io/exit_status.h"
 #include "io/input.h"
 #include "io/number.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/input_objects.h"
@@ -10,6 +11,8 @@
 #include "sealkit/cerm.h"
 
 #include <kp/store.h>
+
+#include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <cstring>
@@ -62,6 +65,7 @@ int add(kp::Store& store, Options const& options) {
 
 int list(kp::Store& store, Options const&) {
     int status = exitDone;
+    auto entries = nlohmann::ordered_json::array();
     for (int32_t id : kp::Allocator(store)) {
         auto const record = store.find(id);
         if (!record) {
@@ -75,13 +79,23 @@ int list(kp::Store& store, Options const&) {
         Refusal refusal;
         if (!certificate.parse(entry.certificate, &refusal)) {
             status = badInput("entry " + std::to_string(id) +
-                              " is trusted and has no readable certificate: " + refusal.str());
+                              " is trusted and has no readable certificate: " + Complaint(refusal));
+            continue;
+        }
+        if (report::isJson()) {
+            entries.push_back({{"id", id},
+                               {"usage", formatHex(entry.uses)},
+                               {"subject", nameFor(certificate)},
+                               {"notBefore", isoTime(certificate.notBefore)},
+                               {"notAfter", isoTime(certificate.notAfter)}});
             continue;
         }
         terminal::out() << id << "  usage " << formatHex(entry.uses) << "  " << nameFor(certificate) << "  "
                         << formatTime(certificate.notBefore) << " to " << formatTime(certificate.notAfter)
                         << '\n';
     }
+    if (report::isJson())
+        report::set({{"entries", std::move(entries)}});
     return status;
 }
 
@@ -130,6 +144,7 @@ Work addVerb(CommandLine commandLine) {
 }
 
 Work listVerb(CommandLine commandLine) {
+    commandLine.json();
     commandLine.footer(
         "Prints one line a certificate: id, uses, subject, first and last second of its validity.");
     return onCertificateManager(std::make_shared<Options>(), list);

@@ -3,6 +3,7 @@
 #include "io/file_digest.h"
 #include "io/input.h"
 #include "io/output_file.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/description.h"
 #include "objects/hash_names.h"
@@ -44,7 +45,6 @@ struct CheckOptions {
     std::string data;
     std::string certificates;
     std::string policy;
-    bool json = false;
     std::string reply;
 };
 
@@ -123,7 +123,7 @@ std::optional<Reply> readReply(std::string const& path) {
     if (!file)
         return std::nullopt;
     Reply reply;
-    std::string why;
+    Complaint why;
     if (getMessageKind(file->der()) == MessageKind::signedData) {
         reply.token = std::make_unique<PKCS7SignedData>();
         why = parseMessage(*reply.token, file->der());
@@ -161,16 +161,17 @@ std::string stampLine(TimeStampInfo const& info) {
            oidName(info.hashAlgorithm);
 }
 
-void printJson(MessageReport const& report, TimeStampInfo const& info) {
+void reportJson(MessageReport const& report, TimeStampInfo const& info) {
     nlohmann::ordered_json result;
-    result["time"] = timeText(info);
-    result["accuracy"] = accuracyText(info);
+    result["time"] = isoTime(info);
+    if (info.accuracy)
+        result["accuracy"] = accuracyText(info);
     result["policy"] = oidStr(info.policy);
     result["serialNumber"] = shortHexOf(info.serialNumber);
     result["digestAlgorithm"] = oidName(info.hashAlgorithm);
     result["digest"] = shortHexOf(info.hashedMessage);
     addReport(report, result);
-    terminal::out() << result.dump(2, ' ', true) << std::endl;
+    report::set(std::move(result));
 }
 
 std::string statusText(TimeStampStatus const& status) {
@@ -179,12 +180,10 @@ std::string statusText(TimeStampStatus const& status) {
 }
 
 /// The reply of an authority that gave no time-stamp.
-int sayRefused(TimeStampStatus const& status, bool isJson) {
+int sayRefused(TimeStampStatus const& status) {
     std::string const reason = "no time-stamp was given: " + statusText(status);
-    if (isJson)
-        terminal::out()
-            << nlohmann::ordered_json({{"verdict", "FAILED"}, {"reason", reason}}).dump(2, ' ', true)
-            << std::endl;
+    if (report::isJson())
+        report::set({{"verdict", "FAILED"}, {"reason", reason}});
     else
         terminal::out() << "FAILED: " << reason << std::endl;
     return exitNo;
@@ -197,7 +196,7 @@ int check(CheckOptions const& options) {
             options.trust.inputsWith({options.request, options.data, options.certificates, options.reply})))
         return exitWrongUsage;
     MessageCheckOptions how;
-    std::string complaint;
+    Complaint complaint;
     if (!options.trust.read(&how.path, &complaint))
         return wrongUsage(complaint);
     auto expected = options.request.empty() ? std::optional(TimeStampExpectation()) : readRequest(options);
@@ -210,7 +209,7 @@ int check(CheckOptions const& options) {
     if (!reply)
         return exitBadInput;
     if (!reply->token)
-        return sayRefused(*reply->status, options.json);
+        return sayRefused(*reply->status);
     PKCS7SignedData const& token = *reply->token;
     TimeStampInfo info;
     if (Refusal refusal; !info.parse(token, &refusal))
@@ -222,20 +221,19 @@ int check(CheckOptions const& options) {
     if (!further)
         return exitBadInput;
     Trust trust;
-    std::ostream* const json = options.json ? &terminal::out() : nullptr;
     if (!loadTrust(options.trust, formsFor(how.path), &trust, &complaint))
-        return cannotJudge(complaint, json);
+        return badInput(complaint);
 
     how.certificates = std::move(*further);
     MessageReport report(checkTimeStamp(token, *expected, trust.store, how));
     if (report.isTooLarge())
         return badInput(options.reply + ": " + report.failure);
     if (!reportCrls(trust, report.verdict.crls, &report.notes, &complaint))
-        return cannotJudge(complaint, json);
+        return badInput(complaint);
     if (reply->status && (!reply->status->texts.empty() || !reply->status->failures.empty()))
         report.notes.push_back("the authority says: " + statusText(*reply->status));
-    if (options.json)
-        printJson(report, info);
+    if (report::isJson())
+        reportJson(report, info);
     else
         printReport(report, {stampLine(info)}, terminal::out());
     return report.failure.empty() ? exitDone : exitNo;
@@ -284,7 +282,7 @@ Work setUpTsCheck(CommandLine commandLine) {
     commandLine.text("--policy", options->policy, "the policy that it must be of, whatever the request says")
         .valueName("OID");
     options->trust.declare(commandLine);
-    commandLine.flag("--json", options->json, "print the verdict as JSON");
+    commandLine.json();
     commandLine.text("REPLY", options->reply, "the reply, or the token in it alone; - is standard input")
         .required();
     commandLine.footer(

@@ -1,4 +1,5 @@
 #include "io/clock.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/input_objects.h"
@@ -35,12 +36,11 @@ struct Options {
     std::string validFor;
     bool explain = false;
     bool each = false;
-    bool json = false;
     std::vector<std::string> chains;
 };
 
 /// What the chain is validated for, or what is wrong with how that was asked.
-bool readPathOptions(Options const& options, PathOptions* to, std::string* complaint) {
+bool readPathOptions(Options const& options, PathOptions* to, Complaint* complaint) {
     if (!options.trust.read(to, complaint))
         return false;
     if (!options.ip.empty() && (!to->address.parse(options.ip) || to->address.empty())) {
@@ -140,8 +140,10 @@ std::string adviceOn(PathVerdict const& verdict, PathOptions const& pathOptions,
 }
 
 int verify(Options options) {
+    if (options.each)
+        report::expectLines();
     PathOptions pathOptions;
-    std::string complaint;
+    Complaint complaint;
     if (!readPathOptions(options, &pathOptions, &complaint))
         return wrongUsage(complaint);
     if (options.each && options.explain)
@@ -163,9 +165,8 @@ int verify(Options options) {
     if (!candidates)
         return exitBadInput;
     Trust trust;
-    std::ostream* const json = options.json ? &terminal::out() : nullptr;
     if (!loadTrust(options.trust, forms, &trust, &complaint))
-        return cannotJudge(complaint, json);
+        return badInput(complaint);
     if (options.each)
         return verifyEach(options.chains, *candidates, trust, pathOptions);
 
@@ -183,15 +184,15 @@ int verify(Options options) {
             "the leaf is not the first certificate, the only one whose key a server proves to have: " +
             nameFor(*leaf));
     if (!reportCrls(trust, verdict.crls, &notes, &complaint))
-        return cannotJudge(complaint, json);
+        return badInput(complaint);
     if (verdict.isValid() && !options.policies.empty() && verdict.explanation.policies.empty())
         notes.push_back("the chain is valid for none of the policies of --policy; with --require-policy it "
                         "must be");
     std::string const advice = adviceOn(verdict, pathOptions, options.trust, trust);
-    if (options.explain && !options.json)
+    if (options.explain && !report::isJson())
         printSearch(verdict);
-    if (options.json)
-        terminal::out() << describeReport(verdict, advice, notes).dump(2, ' ', true) << std::endl;
+    if (report::isJson())
+        report::set(describeReport(verdict, advice, notes));
     else
         printReport(verdict, advice, notes);
     return verdict.isValid() ? exitDone : exitNo;
@@ -201,52 +202,53 @@ int verify(Options options) {
 
 Work setUpVerify(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    commandLine.text("--host", options->host, "the host name that the leaf must bear");
-    commandLine.text("--ip", options->ip, "the address that the leaf must bear");
-    commandLine.text("--email", options->email, "the e-mail address that the leaf must bear");
+    commandLine.group("What the leaf must be good for");
+    commandLine.text("--host", options->host, "the host name that the leaf must bear").valueName("HOST");
+    commandLine.text("--ip", options->ip, "the address that the leaf must bear").valueName("ADDRESS");
+    commandLine.text("--email", options->email, "the e-mail address that the leaf must bear")
+        .valueName("MAILBOX");
     commandLine
         .text("--purpose", options->purpose,
-              "what the leaf is to be used for: tls-server (with --host or --ip), email-protection (with\n"
-              "--email), tls-client, code-signing, time-stamping, ocsp-signing or any")
+              "tls-server (with --host or --ip), email-protection (with --email), tls-client, code-signing, "
+              "time-stamping, ocsp-signing or any")
         .valueName("PURPOSE");
-    options->trust.declare(commandLine);
-    commandLine
-        .texts("--certificates", options->candidates,
-               "a file of certificates from which issuers may be taken; may be given more than once.\n"
-               "This does not make them trusted")
-        .valueName("FILE");
     commandLine
         .texts("--policy", options->policies,
-               "a certificate policy that the chain may be valid for, 1.2.3.4; may be given more than once.\n"
-               "The report names those that it is valid for, and --require-policy demands one")
+               "a certificate policy, 1.2.3.4; may be given more than once. The report names those that the "
+               "chain is "
+               "valid for")
         .valueName("OID");
     commandLine.flag("--require-policy", options->requirePolicy,
-                     "the chain must be valid for a policy: for one of those of --policy, if given");
+                     "the chain must be valid for a policy, for one of --policy if given");
     commandLine
         .text("--valid-for", options->validFor,
               "no certificate of the chain may expire within that many days")
         .valueName("DAYS");
-    commandLine.flag("--explain", options->explain,
-                     "print the search as a tree first: what was looked for, what was found, each check");
+    options->trust.declare(commandLine);
+    commandLine
+        .texts("--certificates|--chain", options->candidates,
+               "a file of certificates from which issuers may be taken; may be given more than once. This "
+               "does not "
+               "make them trusted")
+        .valueName("FILE");
+    commandLine.flag("--explain", options->explain, "print the search first, as a tree");
     commandLine.flag(
         "--each", options->each,
-        "judge each CHAIN by itself, on all cores, and print one JSON line for each. A folder stands\n"
-        "for its files, and - for lines {\"id\": ..., \"chain\": [base64 of DER, ...], \"host\": ...,\n"
-        "\"at\": ...}");
-    commandLine.flag("--json", options->json, "print the verdict as JSON");
+        "judge each CHAIN by itself, on all cores, and print a JSON line for each. A folder stands for its "
+        "files, - for lines {\"id\": ..., \"chain\": [base64 of DER, ...], \"host\": ..., \"at\": ...}");
+    commandLine.json();
     commandLine.texts(
         "CHAIN", options->chains,
         "the certificates, PEM or DER, in one or more files and in any order; - is standard input");
-    commandLine.footer(
-        "Of several certificates the leaf is the one that bears the name that is asked for, else the first "
-        "that is\n"
-        "no CA. Prints one line a certificate, from the leaf upward, then \"OK\" or \"FAILED n: reason\". "
-        "What the\n"
-        "reason rests on, and warnings, are said on standard error; a warning changes no verdict.\n\n"
-        "Without --rules both this system and RFC 5280 must accept the chain. Where only one of them does, a "
-        "note\n"
-        "says so.\n\n"
-        "Example: openssl s_client -connect example.org:443 -servername example.org -showcerts </dev/null |\n"
-        "             sealkit verify --host example.org -");
+    commandLine.footer("Of several certificates the leaf is the one that bears the name that is asked for, "
+                       "else the first that is no "
+                       "CA. Prints a line for each certificate, from the leaf upward, then \"OK\" or "
+                       "\"FAILED n: reason\". What the "
+                       "reason rests on, and warnings, which change no verdict, go to standard error.\n\n"
+                       "Examples:\n"
+                       "  sealkit verify --ca root.pem --host www.example.org chain.pem\n"
+                       "  sealkit verify --ca root.pem --purpose tls-client --explain leaf.pem\n"
+                       "  openssl s_client -connect example.org:443 -showcerts </dev/null |\n"
+                       "      sealkit verify --host example.org -");
     return [options] { return verify(*options); };
 }

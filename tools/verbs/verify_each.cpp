@@ -4,6 +4,7 @@
 #include "io/exit_status.h"
 #include "io/line_reader.h"
 #include "io/ordered_work.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/path_report.h"
@@ -40,7 +41,7 @@ struct Question {
 struct Job {
     std::optional<std::string> file; ///< Its name; nothing for a line of standard input.
     std::string text;                ///< The file's contents, or the line.
-    std::string complaint;           ///< Why there is no text.
+    Complaint complaint;             ///< Why there is no text.
 };
 
 struct Answer {
@@ -61,10 +62,13 @@ struct Output {
     }
 };
 
-Answer unreadable(Json const& id, std::string const& why) {
-    Json line = {{"id", id}};
-    line.update(describeUnreadable(why));
-    return {line.dump(-1, ' ', true, Json::error_handler_t::replace), exitBadInput};
+std::string lineOf(Json const& members) { return report::line("verify --each", members); }
+
+Answer unreadable(Json const& id, Complaint const& why) {
+    Json line{{"id", id}, {"verdict", "UNREADABLE"}, {"reason", terminal::printable(why.text)}};
+    if (why.refusal)
+        line["problems"].push_back(report::describe(why));
+    return {lineOf(line), exitBadInput};
 }
 
 bool decodeBase64(std::string const& text, std::vector<unsigned char>* to) {
@@ -76,7 +80,7 @@ bool decodeBase64(std::string const& text, std::vector<unsigned char>* to) {
     return true;
 }
 
-bool readChain(Parsed const& list, FormRules forms, CertificateChain* chain, std::string* complaint) {
+bool readChain(Parsed const& list, FormRules forms, CertificateChain* chain, Complaint* complaint) {
     if (!list.is_array() || list.empty() || list.size() > maxChain) {
         *complaint = "\"chain\" must be a list of 1 to 100 certificates in base64";
         return false;
@@ -90,7 +94,7 @@ bool readChain(Parsed const& list, FormRules forms, CertificateChain* chain, std
         }
         auto certificate = std::make_shared<X509Certificate>();
         if (Refusal refusal; !certificate->parse(der, &refusal, forms)) {
-            *complaint = place + refusal.str();
+            *complaint = place + refusal;
             return false;
         }
         chain->push_back(std::move(certificate));
@@ -111,7 +115,7 @@ Parsed parseFlat(std::string const& line) {
 }
 
 /// Reads a question of standard input: "id", "chain", and, if asked for, "host" and "at".
-bool readLine(std::string const& line, FormRules forms, Question* question, std::string* complaint) {
+bool readLine(std::string const& line, FormRules forms, Question* question, Complaint* complaint) {
     Parsed const object = parseFlat(line);
     if (!object.is_object()) {
         *complaint = "the line is no JSON object";
@@ -147,7 +151,7 @@ bool readLine(std::string const& line, FormRules forms, Question* question, std:
 }
 
 /// Reads a question that is the contents of a file.
-bool readText(std::string const& text, FormRules forms, Question* question, std::string* complaint) {
+bool readText(std::string const& text, FormRules forms, Question* question, Complaint* complaint) {
     std::vector<Refusal> refusals;
     question->chain = readCertificateBundle(text, &refusals, forms);
     if (!refusals.empty())
@@ -230,7 +234,7 @@ int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& c
     FormRules const forms = formsFor(options);
     auto const judge = [&](Job const& job) -> Answer {
         Question question{{}, {}, {}, options};
-        std::string complaint = job.complaint;
+        Complaint complaint = job.complaint;
         if (job.file)
             question.id = terminal::printable(*job.file);
         auto const read = job.file ? readText : readLine;
@@ -252,8 +256,7 @@ int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& c
         line.update(describeResult(verdict));
         if (!crls.ignored.empty())
             line["notes"] = std::move(crls.ignored);
-        return {line.dump(-1, ' ', true, Json::error_handler_t::replace),
-                verdict.isValid() ? exitDone : exitNo};
+        return {lineOf(line), verdict.isValid() ? exitDone : exitNo};
     };
     Output output;
     bool areRead = true;

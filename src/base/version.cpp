@@ -1,0 +1,3 @@
+#include "sealkit/version.h"
+
+char const* getSealkitVersion() { return SEALKIT_VERSION; }

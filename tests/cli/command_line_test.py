@@ -1,0 +1,117 @@
+"""The habits of the command line, the same for all verbs: help, version, suggestions, JSON, and who says what on standard
+error."""
+import json
+import re
+import unittest
+
+from support import ProgramTest, openssl, schema_of, some
+
+
+class CommandLineTest(ProgramTest):
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.issue("root", extensions="basicConstraints=critical,CA:TRUE\nkeyUsage=critical,keyCertSign,cRLSign\n")
+        cls.issue("leaf", "root")
+        cls.concatenate("chain", "leaf", "root")
+
+    def verbs(self, *path):
+        """Each verb that has no further ones, as its words."""
+        text = self.expect(0, *path, "--help").out
+        names = re.findall(r"^  (\S+)", text.partition("\nVerbs:\n")[2].partition("\n\n")[0], re.M)
+        if not names:
+            yield path
+        for name in names:
+            if name != "help":
+                yield from self.verbs(*path, name)
+
+    def test_version(self):
+        lines = self.expect(0, "--version").out.splitlines()
+        self.assertRegex(lines[0], r"^sealkit \d+\.\d+\.\d+$")
+        self.assertRegex(lines[1], r"^library \d+\.\d+\.\d+$")
+        self.assertRegex(lines[2], r"^ML-KEM-768 (yes|no)$")
+
+    def test_help_is_a_verb(self):
+        self.assertEqual(self.expect(0, "help").out, self.expect(0, "--help").out)
+        self.assertEqual(self.expect(0, "help", "cms").out, self.expect(0, "cms", "--help").out)
+        self.assertEqual(self.expect(0, "help", "cms", "check").out, self.expect(0, "cms", "check", "-h").out)
+        self.assertIn('"frob" is no verb', self.expect(3, "help", "frob").err)
+
+    def test_every_help_fits_and_has_examples(self):
+        for path in self.verbs():
+            with self.subTest(path):
+                text = self.expect(0, *path, "--help").out
+                self.assertTrue(text.startswith(f"sealkit {' '.join(path)}: "), text)
+                self.assertIn("\nUsage: sealkit " + " ".join(path), text)
+                self.assertIn("\nExit status: ", text)
+                lines = text.splitlines()
+                examples = text.partition("\nExamples:\n")[2].partition("\n\n")[0].splitlines()
+                self.assertTrue(1 <= len(examples) <= 6 and any("sealkit " in line for line in examples), text)
+                self.assertEqual([line for line in lines if len(line) > 80 and line not in examples], [])
+                self.assertLess(len(lines), 90)
+
+    def test_the_nearest_is_named(self):
+        for arguments, meant in ((["verfy"], "verify"), (["cms", "chek"], "check"), (["vreify", "x"], "verify"),
+                                 (["verify", "--certificat", "x"], "--certificates"), (["verify", "--cas=x", "y"], "--ca"),
+                                 (["verify", "-json", "y"], "--json"), (["show", "--jsno", "x"], "--json"),
+                                 (["key", "new", "--oputput", "x", "rsa"], "--output")):
+            self.assertIn(f"; did you mean {meant}?\n", self.expect(3, *arguments).err)
+        self.assertNotIn("did you mean", self.expect(3, "frobnicate").err)
+        self.assertIn("options stand behind the verb", self.expect(3, "--json", "verify", "x").err)
+        self.assertIn("one argument too many", self.expect(3, "random", "1", "2").err)
+
+    def test_old_spellings_are_taken_and_not_shown(self):
+        for verb, old in ((("verify",), "--chain"),):
+            self.assertNotIn(old + " ", self.expect(0, *verb, "--help").out)
+            self.expect(0, *verb, "--ca", "root.pem", old, "root.pem", "leaf.pem")
+
+    def test_status_2_in_json(self):
+        self.write("torn.pem", (self.dir / "leaf.pem").read_bytes()[:300] + b"!!!\n-----END CERTIFICATE-----\n")
+        document = self.expect(2, "show", "--json", "torn.pem").json
+        self.assertEqual((document["version"], document["command"], document["verdict"]), (1, "show", "UNREADABLE"))
+        self.assertIn("base64", document["reason"])
+        refusal = document["problems"][0]["refusal"]
+        self.assertEqual(refusal["id"], "pem-malformed-base64")
+        self.assertTrue(refusal["sentence"].endswith("."))
+        for arguments in (["verify", "--json", "missing.pem"], ["cms", "check", "--json", "chain.pem"],
+                          ["ts", "check", "--json", "--request", "chain.pem", "chain.pem"]):
+            document = self.expect(2, *arguments).json
+            self.assertEqual(document["verdict"], "UNREADABLE")
+            self.assertEqual(document["command"], " ".join(arguments[:arguments.index("--json")]))
+
+    def test_the_schema_takes_nothing_else(self):
+        document = self.expect(0, "verify", "--json", "--ca", "root.pem", "leaf.pem").json
+        checker = schema_of("verify")
+        self.assertTrue(checker.is_valid(document))
+        for changed in ({**document, "more": 1}, {**document, "version": 2}, {k: v for k, v in document.items() if k != "code"}):
+            self.assertFalse(checker.is_valid(changed))
+
+    def test_many_refused_certificates_are_summed_up(self):
+        bad = [self.issue(f"bad{i}", "root").read_text().replace("MII", "MIA", 1) for i in range(1)]
+        self.write("bundle.pem", (self.dir / "root.pem").read_text() + bad[0] * 12)
+        result = self.expect(0, "verify", "--ca", "bundle.pem", "leaf.pem")
+        self.assertEqual(len(result.err.splitlines()), 1, result.err)
+        self.assertRegex(result.err, r"^sealkit: note: bundle.pem: 12 certificates are left out: ")
+        self.assertIn("bundle.pem", self.expect(0, "verify", "--json", "--ca", "bundle.pem", "leaf.pem").json["notes"][0])
+
+    def test_every_line_of_standard_error_says_who_speaks(self):
+        for name, content in (("empty", b""), ("text", b"hello\n"), ("sequence", b"\x30\x03\x02\x01\x01"),
+                              ("torn.der", openssl("x509", "-in", self.dir / "leaf.pem", "-outform", "DER")[:200]),
+                              ("odd.pem", b"-----BEGIN CERTIFICATE-----\nMAAA\n-----END CERTIFICATE-----\n")):
+            self.write(name, content)
+        odd = ("missing", "empty", "text", "sequence", "torn.der", "odd.pem", "chain.pem", "leaf.key", ".")
+        asked = [["show", "--secrets"], ["verify", "--ca", "root.pem"], ["verify", "--each", "--ca", "root.pem"], ["verify", "--crl", "chain.pem", "--ca"],
+                 ["cms", "check", "--ca", "root.pem"], ["cms", "decrypt", "-k", "leaf.key"], ["ts", "check", "--request", "chain.pem", "--ca", "root.pem"],
+                 ["p12", "import", "--password", "x"], ["key", "public"], ["key", "decrypt", "--password", "x"], ["hash", "--check"],
+                 ["req", "new", "--subject", "/CN=x", "-k"], ["cert", "issue", "--ca", "root.pem", "-k", "root.key"], ["trust", "add"],
+                 ["check", "-k", "root.pem", "-s", "leaf.key"], ["crl", "new", "--ca", "root.pem", "-k", "root.key", "--previous"]]
+        for arguments in asked:
+            for name in some(odd):
+                result = self.run_program(*arguments, name)
+                strange = [line for line in result.err.splitlines() if not line.startswith("sealkit: ")]
+                self.assertEqual(strange, [], (arguments, name))
+                self.assertNotIn("[ERR]", result.out)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,112 @@
+#include "io/report.h"
+
+#include "io/exit_status.h"
+#include "io/terminal.h"
+
+#include <nlohmann/json.hpp>
+
+namespace report {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using terminal::printable;
+
+/// Of the documents' form. It grows when a member changes its meaning or goes, not when one is new.
+constexpr int version = 1;
+
+struct Document {
+    std::string command; ///< Empty where no document is expected.
+    Json members;
+    bool isBesideOutput = false;
+    Json problems = Json::array();
+    Json notes = Json::array();
+};
+
+Document& document() {
+    static Document only;
+    return only;
+}
+
+Json startOf(std::string const& command) { return {{"version", version}, {"command", command}}; }
+
+/// Bytes that are no UTF-8 are replaced, and what is not ASCII is escaped.
+std::string dump(Json const& json, int indent) {
+    return json.dump(indent, ' ', true, Json::error_handler_t::replace);
+}
+
+Json describe(Refusal const& refusal) {
+    Json where = Json::object();
+    if (!refusal.path.empty())
+        where["path"] = printable(refusal.path);
+    if (refusal.offset != Refusal::nowhere)
+        where["offset"] = refusal.offset;
+    if (refusal.block != 0)
+        where["block"] = refusal.block;
+    if (refusal.line != 0)
+        where["line"] = refusal.line;
+    return {{"id", refusal.name()},
+            {"sentence", getReasonText(refusal.id).sentence},
+            {"where", where},
+            {"facts", report::describe(refusal.facts)}};
+}
+
+} // namespace
+
+nlohmann::ordered_json describe(std::vector<Fact> const& facts) {
+    Json list = Json::array();
+    for (Fact const& fact : facts)
+        list.push_back({{"label", fact.label}, {"value", printable(fact.value)}});
+    return list;
+}
+
+nlohmann::ordered_json describe(Complaint const& complaint) {
+    Json problem{{"text", printableLine(complaint.text)}};
+    if (complaint.refusal && *complaint.refusal)
+        problem["refusal"] = describe(*complaint.refusal);
+    return problem;
+}
+
+void expectJson(std::string command) { document().command = std::move(command); }
+void expectLines() { document().command.clear(); }
+bool isJson() { return !document().command.empty(); }
+
+void goBesideOutput() { document().isBesideOutput = true; }
+
+void set(nlohmann::ordered_json members) { document().members = std::move(members); }
+
+std::string line(std::string const& command, nlohmann::ordered_json const& members) {
+    Json whole = startOf(command);
+    whole.update(members);
+    return dump(whole, -1);
+}
+
+void addProblem(Complaint const& complaint) {
+    if (isJson())
+        document().problems.push_back(describe(complaint));
+}
+
+void addNote(std::string const& text) {
+    if (isJson())
+        document().notes.push_back(printableLine(text));
+}
+
+void finish(int status) {
+    Document& last = document();
+    bool const hasMembers = !last.members.is_null();
+    if (!isJson() || (!hasMembers && status != exitNo && status != exitBadInput))
+        return;
+    Json whole = startOf(last.command);
+    if (hasMembers)
+        whole.update(last.members);
+    else
+        whole.update({{"verdict", status == exitNo ? "FAILED" : "UNREADABLE"},
+                      {"reason", last.problems.empty() ? "" : last.problems.back()["text"]}});
+    if (!last.problems.empty())
+        whole["problems"] = last.problems;
+    if (!last.notes.empty())
+        whole["notes"].insert(whole["notes"].end(), last.notes.begin(), last.notes.end());
+    (last.isBesideOutput ? terminal::besideOutput() : terminal::out()) << dump(whole, 2) << std::endl;
+}
+
+} // namespace report
