@@ -30,6 +30,7 @@ Verb const verbs[] = {
     {"cms", "sign, check, encrypt and decrypt messages (PKCS#7, CMS)", setUpCms},
     {"ts", "ask for time-stamps, and check them", setUpTs},
     {"p12", "put keys and certificates into PKCS#12 files, and take them out", setUpP12},
+    {"completion", "make a shell complete verbs and options", setUpCompletion},
     {"random", "write random bytes", setUpRandom},
     {"store", "look into the configuration store and change it", setUpStore},
     {"trust", "choose which certificates the certificate manager trusts", setUpTrust},

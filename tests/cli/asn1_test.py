@@ -1,5 +1,4 @@
 import base64
-import json
 import pathlib
 import re
 import unittest
@@ -92,20 +91,20 @@ class Asn1Test(ProgramTest):
         result = self.expect(2, "asn1", "-", stdin=broken)
         self.assertIn("INTEGER 1", result.out)
         self.assertIn("byte 5", result.err)
-        document, = json.loads(self.expect(2, "asn1", "--json", "-", stdin=broken).out)
+        document, = self.expect(2, "asn1", "--json", "-", stdin=broken).json["trees"]
         self.assertEqual(document["broken"]["offset"], 5)
         self.assertEqual(document["broken"]["reason"], "indefinite-length")
         self.assertEqual(len(document["elements"]), 2)
-        self.assertEqual(json.loads(self.expect(2, "asn1", "--json", "-", stdin=b"").out), [{"elements": []}])
+        self.assertEqual(self.expect(2, "asn1", "--json", "-", stdin=b"").json["trees"], [{"elements": []}])
 
     def test_json(self):
-        document, = json.loads(self.expect(0, "asn1", "--json", "leaf.pem").out)
+        document, = self.expect(0, "asn1", "--json", "leaf.pem").json["trees"]
         self.assertEqual(document["label"], "CERTIFICATE")
         self.assertEqual(document["elements"][0], {"offset": 0, "depth": 0, "headerLength": 4, "length": len(self.der) - 4, "class": "universal",
                                                    "number": 16, "constructed": True, "tag": "SEQUENCE"})
         self.assertEqual([(row["offset"], row["headerLength"], str(row["length"]), row["depth"]) for row in document["elements"]],
                          self.outline("-", stdin=self.der))
-        (document,) = json.loads(self.expect(0, "asn1", "--json", "-", stdin=b"\x30\x80\0\0").out)
+        (document,) = self.expect(0, "asn1", "--json", "-", stdin=b"\x30\x80\0\0").json["trees"]
         self.assertEqual([row["length"] for row in document["elements"]], [None, 0])
 
     def test_hostile_input(self):

@@ -312,7 +312,7 @@ class IssueTest(AuthorityTest):
         self.assertEqual(self.extension(path, "Basic Constraints"), ("critical", "CA:FALSE"))
         self.assertEqual(self.extension(path, "Key Usage"), ("critical", "Digital Signature"))
         self.assertNotIn("1.2.3.4", self.text(path))
-        self.assertEqual(self.notes, "note: the subject is the request's: CN=a\n")
+        self.assertEqual(self.notes, "sealkit: note: the subject is the request's: CN=a\n")
 
     def test_a_public_key_instead(self):
         openssl("pkey", "-in", self.dir / "host.key", "-pubout", "-out", self.dir / "host.pub")

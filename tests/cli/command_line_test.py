@@ -1,10 +1,9 @@
 """The habits of the command line, the same for all verbs: help, version, suggestions, JSON, and who says what on standard
 error."""
-import json
 import re
 import unittest
 
-from support import ProgramTest, openssl, schema_of, some
+from support import ProgramTest, openssl, peer, schema_of, some
 
 
 class CommandLineTest(ProgramTest):
@@ -46,8 +45,8 @@ class CommandLineTest(ProgramTest):
                 self.assertIn("\nExit status: ", text)
                 lines = text.splitlines()
                 examples = text.partition("\nExamples:\n")[2].partition("\n\n")[0].splitlines()
-                self.assertTrue(1 <= len(examples) <= 6 and any("sealkit " in line for line in examples), text)
-                self.assertEqual([line for line in lines if len(line) > 80 and line not in examples], [])
+                self.assertTrue(1 <= len(examples) <= 8 and any("sealkit " in line for line in examples), text)
+                self.assertEqual([line for line in lines if len(line) > (110 if line.startswith("  ") else 80)], [])
                 self.assertLess(len(lines), 90)
 
     def test_the_nearest_is_named(self):
@@ -64,6 +63,21 @@ class CommandLineTest(ProgramTest):
         for verb, old in ((("verify",), "--chain"),):
             self.assertNotIn(old + " ", self.expect(0, *verb, "--help").out)
             self.expect(0, *verb, "--ca", "root.pem", old, "root.pem", "leaf.pem")
+
+    def test_completion(self):
+        bash = self.write("complete.bash", self.expect(0, "completion", "bash").out)
+        for words, expected in ((["ver"], ["verify"]), (["cms", "c"], ["check"]), (["cms", "check", "--cont"], ["--content"]),
+                                (["verify", "--certificates", "x", "--exp"], ["--explain"]), (["verify", ""], []), (["help"], ["help"])):
+            script = (f"source {bash}; COMP_WORDS=(sealkit {' '.join(word or chr(39) * 2 for word in words)}); COMP_CWORD={len(words)}; _sealkit; "
+                      'printf "%s\\n" "${COMPREPLY[@]}"')
+            shown = peer("bash", "-c", script).decode().split()
+            self.assertEqual([word for word in shown if expected or word], expected, words)
+        zsh = self.write("_sealkit", self.expect(0, "completion", "zsh").out)
+        peer("zsh", "-n", zsh)
+        fish = self.write("sealkit.fish", self.expect(0, "completion", "fish").out)
+        shown = peer("fish", "--no-config", "-c", f"source {fish}; complete -C 'sealkit cms check --cont'; complete -C 'sealkit ver'").decode()
+        self.assertRegex(shown, r"^--content\t.*\nverify\tbuild and validate a certificate chain\n$")
+        self.assertIn("there are bash, zsh and fish", self.expect(3, "completion", "ksh").err)
 
     def test_status_2_in_json(self):
         self.write("torn.pem", (self.dir / "leaf.pem").read_bytes()[:300] + b"!!!\n-----END CERTIFICATE-----\n")

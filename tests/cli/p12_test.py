@@ -317,7 +317,7 @@ class ImportTest(P12Test):
         self.assertIn(f"  ignored: {kinds}\n", self.expect(0, "show", "-", stdin=pfx(safe)).out)
         safe = element(0x30, plain(*[bag(f"1.2.3.{i}", element(0x30)) for i in range(10000)]))
         result = self.read("-", stdin=pfx(safe, mac_data(safe)), status=2)
-        self.assertEqual(result.err, "warning: -: it holds more, which is ignored: 1.2.3.0, 1.2.3.1, 1.2.3.10, 1.2.3.100, 1.2.3.1000, ...\n"
+        self.assertEqual(result.err, "sealkit: warning: -: it holds more, which is ignored: 1.2.3.0, 1.2.3.1, 1.2.3.10, 1.2.3.100, 1.2.3.1000, ...\n"
                          "sealkit: -: holds no key and no certificate\n")
 
     def test_halves(self):
@@ -382,14 +382,14 @@ class ImportTest(P12Test):
         warning = ": nothing vouches for it: it has neither a MAC nor a signature\n"
         self.write("naked.p12", openssl("pkcs12", "-export", "-inkey", self.dir / "leaf.key", "-in", self.dir / "leaf.pem", "-nomac",
                                         "-passout", f"pass:{PASSWORD}"))
-        self.assertEqual(self.read("naked.p12").err, f"warning: naked.p12{warning}")
+        self.assertEqual(self.read("naked.p12").err, f"sealkit: warning: naked.p12{warning}")
         result = self.expect(1, "p12", "import", "--password-file", "wrong", "naked.p12", "-o", "none.pem")
         self.assertRegex(result.err, f"^warning: naked.p12{warning}sealkit: naked.p12: content 2, bag 1, encrypted key, byte \\d+: "
                          "The password is wrong, or the encrypted data is damaged\\.\n$")
         self.assertFalse((self.dir / "none.pem").exists())
         # Nothing is encrypted, and no password asked for.
         result = self.expect(0, "p12", "import", "-", stdin=pfx(element(0x30, plain(certificate_bag(self.ders["leaf"])))))
-        self.assertEqual((blocks(result.out), result.err), ([("CERTIFICATE", self.ders["leaf"])], f"warning: -{warning}"))
+        self.assertEqual((blocks(result.out), result.err), ([("CERTIFICATE", self.ders["leaf"])], f"sealkit: warning: -{warning}"))
         self.assertEqual(self.read("leaf.p12").err, "")
 
     def test_ciphers_that_are_not_read(self):

@@ -108,7 +108,7 @@ class TrustTest(ProgramTest):
         self.trust(0, "add", "root.pem")
         self.trust(0, "add", "--usage", "0x10", "root.pem", "other.pem")
         result = self.trust(0, "remove", "1")
-        self.assertEqual(result.err, "note: entry 2 still trusts this certificate, for usage 0x10\n")
+        self.assertEqual(result.err, "sealkit: note: entry 2 still trusts this certificate, for usage 0x10\n")
         self.assertEqual(self.trust(0, "remove", "2").err, "")
 
     def test_a_bad_file_adds_nothing(self):

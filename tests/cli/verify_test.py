@@ -424,13 +424,13 @@ class VerifyTest(ProgramTest):
 
     def test_each_line_has_settled_fields(self):
         # docs/validation.md describes them.
-        judged = ["id", "code", "verdict", "rule", "rules", "reason", "policies"]
+        judged = ["version", "command", "id", "code", "verdict", "rule", "rules", "reason", "policies"]
         self.make_crl("foreign", "other-root")
         lines = [self.question("good", "leaf", "inter"), self.question(7, "leaf"), "no JSON"]
         for further, notes in (((), []), (("--rules", "platform", "--crl", "foreign.crl"), ["notes"])):
             result = self.expect(2, "verify", "--each", "--ca", "root.pem", *further, stdin="\n".join(lines).encode())
             answers = result.lines
-            self.assertEqual([list(answer) for answer in answers], [judged + notes, judged + notes, ["id", "verdict", "reason"]])
+            self.assertEqual([list(answer) for answer in answers], [judged + notes, judged + notes, ["version", "command", "id", "verdict", "reason"]])
             self.assertEqual([answer["verdict"] for answer in answers], ["OK", "FAILED", "UNREADABLE"])
             self.assertEqual([answer["id"] for answer in answers], ["good", 7, None])
             self.assertEqual([(answer.get("code"), answer.get("rule")) for answer in answers], [(0, "valid"), (6, "no-anchor"), (None, None)])

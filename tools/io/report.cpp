@@ -18,6 +18,7 @@ constexpr int version = 1;
 struct Document {
     std::string command; ///< Empty where no document is expected.
     Json members;
+    bool isStarted = false;
     bool isBesideOutput = false;
     Json problems = Json::array();
     Json notes = Json::array();
@@ -75,6 +76,14 @@ void goBesideOutput() { document().isBesideOutput = true; }
 
 void set(nlohmann::ordered_json members) { document().members = std::move(members); }
 
+void startList(std::string const& name) {
+    Document& open = document();
+    open.isStarted = true;
+    std::string start = dump(startOf(open.command), 2);
+    start.resize(start.rfind('\n'));
+    terminal::out() << start << ",\n  " << Json(name) << ": [";
+}
+
 std::string line(std::string const& command, nlohmann::ordered_json const& members) {
     Json whole = startOf(command);
     whole.update(members);
@@ -93,6 +102,13 @@ void addNote(std::string const& text) {
 
 void finish(int status) {
     Document& last = document();
+    if (last.isStarted) {
+        terminal::out() << "\n  ]";
+        if (!last.problems.empty())
+            terminal::out() << ",\n  \"problems\": " << dump(last.problems, -1);
+        terminal::out() << "\n}" << std::endl;
+        return;
+    }
     bool const hasMembers = !last.members.is_null();
     if (!isJson() || (!hasMembers && status != exitNo && status != exitBadInput))
         return;

@@ -23,6 +23,10 @@ void goBesideOutput();
 /// The members of the document.
 void set(nlohmann::ordered_json members);
 
+/// Starts a document of any size at once, with one member: a list, whose elements the verb writes to standard output itself,
+/// each on a line of its own.
+void startList(std::string const& name);
+
 /// One line of the many that `verify --each` writes: its members behind the version and the command.
 std::string line(std::string const& command, nlohmann::ordered_json const& members);
 

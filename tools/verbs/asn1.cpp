@@ -1,6 +1,7 @@
 #include "io/input.h"
 #include "io/number.h"
 #include "io/output_file.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/key_file.h"
 #include "verbs/verb.h"
@@ -26,7 +27,6 @@ struct Options {
     std::optional<std::uint64_t> at;
     std::optional<std::uint32_t> block;
     bool cutOut = false;
-    bool json = false;
     bool force = false;
     std::string output;
     std::string file;
@@ -44,8 +44,8 @@ SecretBytes secretCopy(std::vector<unsigned char>& from) {
     return copy;
 }
 
-bool complain(Options const& options, std::string const& what) {
-    badInput(printable(options.file) + ": " + printable(what));
+bool complain(Options const& options, Complaint const& what) {
+    badInput(options.file + ": " + what);
     return false;
 }
 
@@ -70,7 +70,7 @@ bool forEachEncoding(Options const& options, std::string_view text, Use use) {
             continue;
         if (!pemDecode(block->body, &decoded, &refusal)) {
             refusal.line += block->line;
-            isGood = complain(options, "block " + std::to_string(number) + ": " + refusal.str());
+            isGood = complain(options, "block " + std::to_string(number) + ": " + refusal);
             continue;
         }
         if (!use(Encoding{std::string(block->label), secretCopy(decoded)}))
@@ -134,7 +134,7 @@ bool printTree(Options const& options, Encoding const& encoding, bool isFirst) {
         offset = static_cast<size_t>(*options.at);
     asn1::TreeWalker walker(bytes, offset);
     size_t count = 0;
-    if (options.json) {
+    if (report::isJson()) {
         out << (isFirst ? "\n" : ",\n") << "  {";
         if (!encoding.label.empty())
             out << "\"label\": " << Json(printable(encoding.label)).dump(-1, ' ', true) << ", ";
@@ -146,27 +146,27 @@ bool printTree(Options const& options, Encoding const& encoding, bool isFirst) {
         out << "  offset  hd   length  element\n";
     }
     for (; walker.next(); ++count) {
-        if (options.json)
+        if (report::isJson())
             out << (count == 0 ? "\n    " : ",\n    ") << describe(walker.element()).dump(-1, ' ', true);
         else
             printElement(walker.element());
     }
-    std::string problem = walker.refusal().str();
+    Complaint problem = walker.isComplete() ? Complaint() : Complaint(walker.refusal());
     if (walker.isComplete() && count == 0)
         problem = bytes.empty() ? "the file is empty" : "no element begins there: the encoding ends before";
-    if (options.json) {
+    if (report::isJson()) {
         out << (count == 0 ? "]" : "\n  ]");
         if (!walker.isComplete())
             out << ", \"broken\": "
                 << Json{{"offset", walker.refusal().offset},
                         {"reason", walker.refusal().name()},
-                        {"text", printable(problem)}}
+                        {"text", printable(problem.text)}}
                        .dump(-1, ' ', true);
         out << '}';
     }
     if (walker.isComplete() && count > 0)
         return true;
-    if (!options.json)
+    if (!report::isJson())
         out.flush();
     return complain(options, problem);
 }
@@ -182,7 +182,7 @@ int cutOut(Options const& options, std::string_view text) {
             asn1::findElement(bytes, static_cast<size_t>(options.at.value_or(0)), &refusal);
         OutputFile output;
         if (piece.empty())
-            complain(options, refusal.str());
+            complain(options, refusal);
         else if (output.open(options.output, 0666,
                              options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep) &&
                  output.write({piece.start, piece.size()}) && output.commit())
@@ -198,15 +198,13 @@ int showTree(Options const& options) {
         return exitBadInput;
     if (options.cutOut)
         return cutOut(options, textOf(*text));
-    if (options.json)
-        terminal::out() << '[';
+    if (report::isJson())
+        report::startList("trees");
     bool isGood = true, isFirst = true;
     isGood &= forEachEncoding(options, textOf(*text), [&](Encoding const& encoding) {
         isGood &= printTree(options, encoding, std::exchange(isFirst, false));
         return true;
     });
-    if (options.json)
-        terminal::out() << "\n]" << std::endl;
     return isGood ? exitDone : exitBadInput;
 }
 
@@ -216,8 +214,7 @@ Work setUpAsn1(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.number("--at", options->at, "start at this offset, and show the one element there")
         .valueName("OFFSET");
-    Parameter const json =
-        commandLine.flag("--json", options->json, "print JSON: an array with one tree for each block");
+    Parameter const json = commandLine.json();
     commandLine
         .flag("--der", options->cutOut, "write the element itself, the first one or that at the offset")
         .excludes(json);

@@ -377,7 +377,7 @@ Work issueVerb(CommandLine commandLine) {
     commandLine.text("--ca", options->authority, "the certificate of the authority, PEM or DER")
         .valueName("FILE")
         .required();
-    addSignerOptions(commandLine, options->signer, "-k,--ca-key", "the private key of the authority");
+    addSignerOptions(commandLine, options->signer, "-k,--key|--ca-key", "the private key of the authority");
     commandLine.text("--profile", options->profile, profileHelp).valueName("PROFILE").required();
     commandLine.flag("--accept-names", options->acceptNames,
                      "take the alternative names that the request asks for");

@@ -236,7 +236,7 @@ Work newVerb(CommandLine commandLine) {
     commandLine.text("--ca", options->authority, "the certificate of the authority, PEM or DER")
         .valueName("FILE")
         .required();
-    addSignerOptions(commandLine, options->signer, "-k,--ca-key", "the private key of the authority");
+    addSignerOptions(commandLine, options->signer, "-k,--key|--ca-key", "the private key of the authority");
     commandLine.text("--previous", options->previous, "the list that this one continues").valueName("CRL");
     commandLine
         .texts("--revoke", options->revoked,

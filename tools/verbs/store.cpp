@@ -257,7 +257,10 @@ Work listVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("STORE", options->store, "list the ids of this store's records");
     commandLine.json();
-    commandLine.footer("Without STORE, lists the names of the stores.");
+    commandLine.footer("Without STORE, lists the names of the stores.\n\n"
+                       "Examples:\n"
+                       "  sealkit store list\n"
+                       "  sealkit store list cert/settings");
     return [options, work = onStore(options, listIds)] {
         return options->store.empty() ? listStores() : work();
     };
@@ -268,7 +271,10 @@ Work showVerb(CommandLine commandLine) {
     commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
     commandLine.number("ID", options->id, "the id of the record; all records without it");
     commandLine.json();
-    commandLine.footer("Prints one field a line, in the form in which \"store set\" takes it.");
+    commandLine.footer("Prints one field a line, in the form in which \"store set\" takes it.\n\n"
+                       "Examples:\n"
+                       "  sealkit store show cert/settings\n"
+                       "  sealkit store show cert/settings 0 --json");
     return onStore(options, show);
 }
 
@@ -286,7 +292,9 @@ Work setVerb(CommandLine commandLine) {
         "  raw           bytes in hexadecimal\n"
         "  string-array  one string; give the field again for each further one. FIELD=string-array\n"
         "                alone is an empty array\n\n"
-        "Example: sealkit store set cert/settings 0 7=u32:0x10");
+        "Examples:\n"
+        "  sealkit store set cert/settings 0 7=u32:0x10\n"
+        "  sealkit store set cerm 5 0x10007=string:name --replace");
     return onStore(options, set);
 }
 
@@ -294,6 +302,9 @@ Work removeVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("STORE", options->store, "the name of the store").required();
     commandLine.number("ID", options->id, "the id of the record").required();
+    commandLine.footer("Ends with 1 when there is no such record.\n\n"
+                       "Examples:\n"
+                       "  sealkit store remove cert/settings 0");
     return onStore(options, remove);
 }
 

@@ -139,20 +139,28 @@ Work addVerb(CommandLine commandLine) {
         .valueName("MASK");
     commandLine.footer(
         "Prints the id of each certificate. Adds nothing when one of the files cannot be used.\n\n"
-        "Example: sealkit trust add my-root.pem");
+        "Examples:\n"
+        "  sealkit trust add my-root.pem\n"
+        "  sealkit trust add --usage 0x10 my-root.pem");
     return onCertificateManager(options, add);
 }
 
 Work listVerb(CommandLine commandLine) {
     commandLine.json();
     commandLine.footer(
-        "Prints one line a certificate: id, uses, subject, first and last second of its validity.");
+        "Prints one line a certificate: id, uses, subject, first and last second of its validity.\n\n"
+        "Examples:\n"
+        "  sealkit trust list\n"
+        "  sealkit trust list --json");
     return onCertificateManager(std::make_shared<Options>(), list);
 }
 
 Work removeVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.number("ID", options->id, "the id that \"trust list\" shows").required();
+    commandLine.footer("Ends with 1 when there is no such entry.\n\n"
+                       "Examples:\n"
+                       "  sealkit trust remove 1");
     return onCertificateManager(options, remove);
 }
 

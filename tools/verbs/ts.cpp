@@ -246,7 +246,7 @@ Work setUpTsRequest(CommandLine commandLine) {
     Parameter const nonce =
         commandLine.text("--nonce", options->nonce, "this nonce; without it 64 random bits").valueName("HEX");
     commandLine.flag("--no-nonce", options->noNonce, "no nonce").excludes(nonce);
-    commandLine.flag("--cert", options->certificateWanted,
+    commandLine.flag("--want-certificate|--cert", options->certificateWanted,
                      "ask for the authority's certificate in the reply, which \"ts\ncheck\" needs");
     commandLine.text("--policy", options->policy, "ask for this policy of the authority: 1.2.3.4")
         .valueName("OID");
@@ -261,7 +261,7 @@ Work setUpTsRequest(CommandLine commandLine) {
                        "letter.tsr ADDRESS\n\n"
                        "Examples:\n"
                        "  echo hello > letter.txt\n"
-                       "  sealkit ts request --cert letter.txt -o letter.tsq\n"
+                       "  sealkit ts request --want-certificate letter.txt -o letter.tsq\n"
                        "  sealkit show letter.tsq");
     return [options] { return request(*options); };
 }
@@ -270,11 +270,11 @@ Work setUpTsCheck(CommandLine commandLine) {
     auto options = std::make_shared<CheckOptions>();
     Parameter const asked =
         commandLine.text("--request", options->request, "the request that REPLY answers").valueName("FILE");
-    commandLine.text("--data", options->data, "the file that was stamped, instead of the request")
+    commandLine.text("--data|--content", options->data, "the file that was stamped, instead of the request")
         .valueName("FILE")
         .excludes(asked);
     commandLine
-        .text("--certificates", options->certificates,
+        .text("--certificates|--chain", options->certificates,
               "certificates of the authority and its issuers that are not in the\nreply. This does not make "
               "them "
               "trusted")
@@ -291,7 +291,10 @@ Work setUpTsCheck(CommandLine commandLine) {
         "trusted and whose certificate is for time-stamps alone. Prints who signed, the time, and \"OK\" or\n"
         "\"FAILED: reason\" (status 1). The certificate is judged now, or at the time of --at. With --data "
         "the nonce\n"
-        "is not compared, as nobody knows it.");
+        "is not compared, as nobody knows it.\n\n"
+        "Examples:\n"
+        "  sealkit ts check --ca root.pem --request letter.tsq letter.tsr\n"
+        "  sealkit ts check --ca root.pem --data letter.txt letter.tsr");
     return [options] { return check(*options); };
 }
 

@@ -9,6 +9,7 @@ Work setUpCert(CommandLine commandLine);
 Work setUpCheck(CommandLine commandLine);
 Work setUpCipher(CommandLine commandLine);
 Work setUpCms(CommandLine commandLine);
+Work setUpCompletion(CommandLine commandLine);
 Work setUpCrl(CommandLine commandLine);
 Work setUpHash(CommandLine commandLine);
 Work setUpKem(CommandLine commandLine);
