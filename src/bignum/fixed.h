@@ -8,6 +8,7 @@
 #include "base/mask.h"
 #include "bignum/kernel.h"
 
+#include <algorithm>
 #include <array>
 #include <span>
 
@@ -290,32 +291,52 @@ struct Residues {
         mul(r, x, plainOne);
     }
 
-    /// r = a to the power of the modulus less 2, which is the inverse modulo a prime, and 0 for 0. The windows are those
-    /// of a constant.
+    /// r = a to the power of the modulus less 2, which is the inverse modulo a prime, and 0 for 0. The steps are those of a
+    /// constant: most primes here begin with many ones, whose power takes few products, and what follows is taken in
+    /// sliding windows.
     static void invert(Element& r, Element const& a) {
-        constexpr unsigned width = 4;
+        constexpr unsigned rest = exponentBits - leadingOnes;
+        constexpr unsigned width = rest < 8 ? 1 : 5;
         struct Powers {
-            Element of[1U << width];
-            Element result;
+            Element odd[1U << (width - 1)]; ///< a, a^3, a^5 and so on.
+            Element result, factor;
             ~Powers() { secureMemset(this, 0, sizeof *this); }
         } powers;
-        powers.of[0] = one;
-        for (unsigned i = 1; i < (1U << width); ++i)
-            mul(powers.of[i], powers.of[i - 1], a);
-        bool begun = false;
-        for (unsigned bit = limbs * limbBits<NativeLimb>; bit > 0;) {
-            bit -= width;
-            unsigned const window =
-                less2[bit / limbBits<NativeLimb>] >> (bit % limbBits<NativeLimb>)&((1U << width) - 1);
-            if (begun) {
-                for (unsigned i = 0; i < width; ++i)
-                    sqr(powers.result, powers.result);
-                if (window != 0)
-                    mul(powers.result, powers.result, powers.of[window]);
-            } else if (window != 0) {
-                powers.result = powers.of[window];
-                begun = true;
+        auto const squareTimes = [&](unsigned times) {
+            while (times-- > 0)
+                sqr(powers.result, powers.result);
+        };
+
+        powers.odd[0] = a;
+        sqr(powers.factor, a);
+        for (unsigned i = 1; i < std::size(powers.odd); ++i)
+            mul(powers.odd[i], powers.odd[i - 1], powers.factor);
+
+        // a^(2^ones - 1), by the bits of how many ones there are.
+        powers.result = a;
+        for (unsigned bit = static_cast<unsigned>(std::bit_width(leadingOnes)) - 1; bit-- > 0;) {
+            powers.factor = powers.result;
+            squareTimes(leadingOnes >> (bit + 1));
+            mul(powers.result, powers.result, powers.factor);
+            if ((leadingOnes >> bit & 1) != 0) {
+                sqr(powers.result, powers.result);
+                mul(powers.result, powers.result, a);
             }
+        }
+
+        for (unsigned left = rest; left > 0;) {
+            unsigned taken = std::min(width, left);
+            unsigned window = bitsOfExponent(left - taken, taken);
+            if (window >> (taken - 1) == 0) {
+                squareTimes(1);
+                --left;
+                continue;
+            }
+            for (; (window & 1) == 0; window >>= 1)
+                --taken;
+            squareTimes(taken);
+            mul(powers.result, powers.result, powers.odd[window / 2]);
+            left -= taken;
         }
         r = powers.result;
     }
@@ -331,6 +352,26 @@ private:
             borrow = before < borrow;
         }
         return x;
+    }();
+
+    /// `count` bits of that from bit `from` on.
+    static constexpr unsigned bitsOfExponent(unsigned from, unsigned count) {
+        unsigned bits = 0;
+        for (unsigned at = from + count; at-- > from;)
+            bits = bits << 1 | (less2[at / limbBits<NativeLimb>] >> (at % limbBits<NativeLimb>)&1);
+        return bits;
+    }
+    static constexpr unsigned exponentBits = [] {
+        unsigned bits = limbs * limbBits<NativeLimb>;
+        while (bitsOfExponent(bits - 1, 1) == 0)
+            --bits;
+        return bits;
+    }();
+    static constexpr unsigned leadingOnes = [] {
+        unsigned ones = 0;
+        while (ones < exponentBits && bitsOfExponent(exponentBits - 1 - ones, 1) == 1)
+            ++ones;
+        return ones;
     }();
 };
 

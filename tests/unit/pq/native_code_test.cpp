@@ -18,11 +18,12 @@ using Bytes = std::vector<unsigned char>;
 
 /// The results of the C sources for one key and one message.
 struct Portable {
-    Bytes publicKey = Bytes(1184), secretKey = Bytes(2400), ciphertext = Bytes(1088), sharedSecret = Bytes(32);
+    Bytes publicKey = Bytes(1184), secretKey = Bytes(2400), ciphertext = Bytes(1088),
+          sharedSecret = Bytes(32);
 
     Portable(Bytes const& seed, Bytes const& message) {
-        EXPECT_EQ(
-            PQCP_MLKEM_NATIVE_MLKEM768_keypair_derand(publicKey.data(), secretKey.data(), seed.data()), 0);
+        EXPECT_EQ(PQCP_MLKEM_NATIVE_MLKEM768_keypair_derand(publicKey.data(), secretKey.data(), seed.data()),
+                  0);
         EXPECT_EQ(PQCP_MLKEM_NATIVE_MLKEM768_enc_derand(ciphertext.data(), sharedSecret.data(),
                                                         publicKey.data(), message.data()),
                   0);
@@ -43,10 +44,10 @@ TEST(MlkemNative, ComputesWhatItsPortableSourcesCompute) {
 
         auto const owner = std::make_unique<MLKEMDecap>();
         ASSERT_TRUE(owner->load(seed));
-        EXPECT_TRUE(std::equal(std::begin(owner->publicKey), std::end(owner->publicKey),
-                               expected.publicKey.begin()));
-        EXPECT_TRUE(std::equal(std::begin(owner->secretKey), std::end(owner->secretKey),
-                               expected.secretKey.begin()));
+        EXPECT_TRUE(
+            std::equal(std::begin(owner->publicKey), std::end(owner->publicKey), expected.publicKey.begin()));
+        EXPECT_TRUE(
+            std::equal(std::begin(owner->secretKey), std::end(owner->secretKey), expected.secretKey.begin()));
 
         test::KernelBytes const kernel(message);
         MLKEMEncap sender;
