@@ -26,6 +26,7 @@ void pkcs12(asn1::blob input);
 void req(asn1::blob input);
 void rules(asn1::blob input);
 void siv(asn1::blob input);
+void smime(asn1::blob input);
 
 struct Target {
     char const* name;
@@ -51,6 +52,7 @@ inline constexpr Target targets[] = {
     {"req", req},
     {"rules", rules},
     {"siv", siv},
+    {"smime", smime},
 };
 
 } // namespace fuzz

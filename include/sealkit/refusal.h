@@ -125,6 +125,13 @@ enum class RefusalId : unsigned {
     missingContent,
     undecryptable,
 
+    // Mail.
+    otherMail,
+    malformedMail,
+    unsupportedTransferEncoding,
+    malformedHeader,
+    notSevenBit,
+
     // PKCS#12.
     pkcs12Version,
     emptyMac,

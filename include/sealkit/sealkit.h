@@ -51,6 +51,7 @@
 #include "sealkit/search.h"
 #include "sealkit/signature.h"
 #include "sealkit/siv.h"
+#include "sealkit/smime.h"
 #include "sealkit/store.h"
 #include "sealkit/text.h"
 #include "sealkit/timepoint.h"

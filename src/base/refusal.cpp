@@ -130,6 +130,16 @@ constexpr std::array rows = {
     Row{RefusalId::undecryptable, "undecryptable",
         "The message does not decrypt with this key: it is encrypted to another key, or was changed."},
 
+    Row{RefusalId::otherMail, "other-mail",
+        "The mail, or a part of it, is of another type than is required."},
+    Row{RefusalId::malformedMail, "malformed-mail", "The mail is malformed."},
+    Row{RefusalId::unsupportedTransferEncoding, "unsupported-transfer-encoding",
+        "The transfer encoding of a part of the mail is not supported."},
+    Row{RefusalId::malformedHeader, "malformed-header",
+        "The name or value of a header field is malformed, or not in ASCII."},
+    Row{RefusalId::notSevenBit, "not-seven-bit",
+        "The content is not in 7-bit form, so that a mail gateway could change what is signed."},
+
     Row{RefusalId::pkcs12Version, "pkcs12-version", "The PKCS#12 file is not of version 3."},
     Row{RefusalId::emptyMac, "empty-mac", "The MAC of the file has no bytes."},
     Row{RefusalId::unsupportedMac, "unsupported-mac", "The MAC algorithm of the file is not supported."},
