@@ -155,7 +155,7 @@ function(sealkit_mlkem_native_library name)
         target_include_directories(${name} PRIVATE ${SEALKIT_MLKEM_NATIVE_PACKAGED}/include)
         target_compile_definitions(${name} PRIVATE OPENSSL_NO_ASM SEALKIT_MLKEM_NATIVE_GLUE)
     endif()
-    # Its warnings are not ours, and neither is its way to be built: as it ships, whatever the build type.
+    # Its warnings are not ours, and neither is its way to be built: as it ships, in every build type.
     target_compile_options(${name} PRIVATE -O2 -w)
     sealkit_harden(${name})
     target_compile_definitions(${name} PRIVATE MLK_CONFIG_FILE="${ours}/config.h" NDEBUG)

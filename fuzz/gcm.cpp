@@ -37,7 +37,7 @@ Bytes sum(Bytes const& a, Bytes const& b) {
     return out;
 }
 
-/// Decryption in place gives the plaintext back, and whatever bit of whatever part is another it fails
+/// Decryption in place gives the plaintext back, and with any bit of any part changed it fails
 /// and leaves what counter mode gives.
 void checkReversal(Cipher& gcm, Bytes const& iv, Bytes const& plaintext, Bytes const& aad, unsigned bit) {
     Bytes text = encrypted(gcm, iv, plaintext, aad);

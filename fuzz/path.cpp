@@ -43,7 +43,7 @@ bool areSame(PathVerdict const& a, PathVerdict const& b) {
            a.warnings.size() == b.warnings.size() && a.crls.size() == b.crls.size();
 }
 
-/// A pool answers within its limits, and whatever was searched before as one that is new.
+/// A pool answers within its limits, and after any searches as a new one does.
 void search(CertificateChain const& given, CertificateMemoryStore const& store, PathOptions const& options,
             PathSearchOptions const& limits) {
     auto const fill = [&](PathSearch& pool) {

@@ -240,7 +240,7 @@ void vary(Choices& choices, Certificate* certificate) {
         certificate->hasUnknownCritical = choices.seldom(4) == 1;
 }
 
-/// The certificate at `depth`, issued by the one above it; a root if there is none.
+/// The certificate at `depth`, issued by the one above it; a root if that is null.
 Certificate makeCertificate(Choices& choices, unsigned depth, Certificate const* issuer) {
     Certificate made;
     made.key = depth;

@@ -10,7 +10,7 @@
 /// Lengths are definite and as short as they can be. Those of constructed elements are written when the
 /// elements are closed. Contents are written as given: sets are not sorted, defaults are not omitted and
 /// values are not checked. Identifiers have one octet (tag numbers up to 30) and contents less than 4 GiB.
-/// The buffer may hold private keys, so whatever memory it leaves behind is wiped.
+/// The buffer may hold private keys, so all memory that it leaves behind is wiped.
 #pragma once
 
 #include "sealkit/blob.h"

@@ -46,7 +46,7 @@ public:
     /// Classes that do not pad give 8.
     virtual unsigned lengthFieldLength() = 0;
     virtual ~Hash() = default;
-    /// Absorbs the `len` bytes at `data`, which may have any alignment and may be null when there are none.
+    /// Absorbs the `len` bytes at `data`, which may have any alignment and may be null if `len` is 0.
     virtual void update(void const* data, unsigned len) = 0;
     /// The size of an input block in bytes, a power of two.
     virtual unsigned blockLength() = 0;

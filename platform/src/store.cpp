@@ -189,7 +189,7 @@ bool writeRecord(std::string const& folder, ChooseName chooseName, message const
     return !name.empty() && replaceFile(folder, name, *bytes);
 }
 
-/// The record in that file; nothing when there is none, or no folder.
+/// The record in that file; nothing if it or the folder is missing.
 std::optional<message> readRecord(std::string const& folder, std::string const& name) {
     if (folder.empty())
         return std::nullopt;
@@ -209,7 +209,7 @@ int32_t lowestFreeId(std::vector<int32_t> const& ids) {
 }
 
 bool isFolder(std::string const& path) {
-    // A symbolic link is none: links in a circle would never end.
+    // A symbolic link does not count: links in a circle would never end.
     struct stat status;
     return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }

@@ -1,6 +1,6 @@
 /// Strict reading of DER: each step takes one element with a given tag, or refuses the input.
 ///
-/// The parser itself accepts whatever stays within bounds, and at the end of a level gives the last
+/// The parser itself accepts all that stays within bounds, and at the end of a level gives the last
 /// element once more. These functions look at the tag first. A function that returns false has refused the
 /// input, with the place and what stands there, and has left the level where no later step succeeds, or where
 /// `atEnd` is false.

@@ -162,7 +162,7 @@ inline constexpr unsigned char signedCertificateTimestamps[] = {0x2b, 0x06, 0x01
 inline constexpr unsigned char netscapeCertificateExtensions[] = {0x60, 0x86, 0x48, 0x01,
                                                                   0x86, 0xf8, 0x42, 0x01};
 
-// Extensions of revocation lists and of their entries.
+// Extensions of CRLs and of their entries.
 
 // 2.5.29.20 (id-ce-cRLNumber, RFC 5280)
 inline constexpr unsigned char crlNumber[] = {0x55, 0x1d, 0x14};

@@ -27,8 +27,8 @@ bool fillNonZero(std::span<unsigned char> bytes, Rng const& rng) {
     return true;
 }
 
-/// Where the message of a block begins; 0 when the block is none for encryption. It takes the same steps
-/// whatever is wrong.
+/// Where the message of a block begins; 0 if the block is not one for encryption. It takes the same steps
+/// for every fault.
 size_t findMessage(asn1::blob block) {
     unsigned bad = block[0] | (block[1] ^ 2u);
     size_t separator = 0;

@@ -12,7 +12,7 @@ constexpr unsigned minModulusBits = 2048;
 constexpr unsigned maxModulusBits = 8192;
 
 /// Of so many odd numbers of half the modulus' length, each with both top bits set, about 115 are primes.
-/// A generator that gives none is not random, and must not keep its caller for ever.
+/// A generator that gives none is not random, and must not keep its caller without end.
 constexpr unsigned candidatesPerModulusBit = 20;
 
 /// Rounds of Miller-Rabin for a candidate that was drawn at random (FIPS 186-5, table B.1).

@@ -7,7 +7,7 @@
 
 namespace detail {
 
-// Time and memory of an operation stay bounded whatever key arrives.
+// Time and memory of an operation stay bounded for every key that arrives.
 constexpr unsigned maxModulusBits = 16384;
 constexpr unsigned maxExponentBits = 64;
 

@@ -35,7 +35,7 @@ constexpr uint32_t defaultTrust = 0x00362b90;
 /// Every use in u32 7, which stands for the default ones, and an older default of u32 5.
 constexpr uint32_t everyUse = 0x7fffffff;
 constexpr uint32_t olderDefaultTrust = 0x00022b90;
-/// The use for which the built-in roots are trusted whatever the settings say.
+/// The use for which the built-in roots are trusted under any settings.
 constexpr uint32_t alwaysTrusted = 0x00800000;
 
 constexpr uint32_t settingsId = 0;

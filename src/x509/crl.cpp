@@ -161,8 +161,8 @@ std::vector<Entry> sortedEntries(asn1::blob tbs) {
     return entries;
 }
 
-/// The entry with that serial number: of several the first, then the second, and so on. An empty one when there
-/// is none.
+/// The entry with that serial number: of several the first, then the second, and so on. An empty one if it is
+/// missing.
 Entry takeEntry(std::vector<Entry>& sorted, asn1::blob serialNumber) {
     Entry wanted;
     wanted.serialNumber = serialNumber;

@@ -18,7 +18,7 @@ public:
         return first == revoked.data() && positions.size() == revoked.size();
     }
 
-    /// The first entry of the list with that serial number; null if there is none. `revoked` are the entries that were
+    /// The first entry of the list with that serial number; null if it is missing. `revoked` are the entries that were
     /// indexed.
     RevokedCertificate const* findFirst(std::vector<RevokedCertificate> const& revoked,
                                         asn1::blob serialNumber) const;

@@ -17,13 +17,13 @@
 namespace detail {
 
 /// The algorithm of signatures that `key` makes over `hash`: NULL parameters for RSA (RFC 4055, section 5), none for
-/// the others (RFC 5758, section 3.2; RFC 8410, section 3). Without an OID when there is none.
+/// the others (RFC 5758, section 3.2; RFC 8410, section 3). Without an OID if no such algorithm exists.
 AlgorithmIdentifier signatureAlgorithmOf(PrivateKey const& key, HashID hash);
 
 /// The whole encoding of a name.
 std::vector<unsigned char> encodeName(DistinguishedName const& name, asn1::blob kept);
 
-/// Reads `element`, a whole name, into both; they stay as they were, and the result is false, when it is none.
+/// Reads `element`, a whole name, into both; returns false and leaves them unchanged if it is malformed.
 bool takeName(asn1::blob element, DistinguishedName* name, std::vector<unsigned char>* bytes);
 
 /// The content octets of a non-negative INTEGER, as short as they can be; `kept` as it is.

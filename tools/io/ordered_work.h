@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-/// Runs jobs beside each other. At most `jobsInFlight` of them, each with its result, are held at a time, whatever their
-/// number. A result is delivered as soon as those of all earlier jobs are, by one thread at a time.
+/// Runs jobs beside each other. At most `jobsInFlight` of them, each with its result, are held at a time, however
+/// many there are. A result is delivered as soon as those of all earlier jobs are, by one thread at a time.
 template <typename Job, typename Result>
 class OrderedWork {
 public:

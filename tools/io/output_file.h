@@ -9,7 +9,7 @@
 /// A file that appears whole or not at all, or standard output.
 ///
 /// What is written goes to a new file without a telling name beside the one that is wanted, for the owner's
-/// eyes only, and takes its place in `commit`. Whatever happens before, a failure, a full disk, SIGINT,
+/// eyes only, and takes its place in `commit`. If anything happens before, a failure, a full disk, SIGINT,
 /// SIGTERM, SIGHUP or SIGQUIT, nothing is left behind, and a file that was there stays as it was. A process
 /// has at most one such file at a time.
 class OutputFile {

@@ -336,7 +336,7 @@ private:
     nlohmann::ordered_json verdicts = nlohmann::ordered_json::array();
 };
 
-/// A file that differs is the answer, whatever else could not be read.
+/// A file that differs is the answer, even if others could not be read.
 int worse(int a, int b) {
     if (a == exitNo || b == exitNo)
         return exitNo;

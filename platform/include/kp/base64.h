@@ -18,7 +18,7 @@ inline constexpr size_t base64Failure = SIZE_MAX;
 KP_API std::string base64Encode(std::span<unsigned char const> bytes);
 
 /// Decodes `text` into the front of `out` and returns the number of bytes written. `out` needs room
-/// for text.size() / 4 * 3 bytes, whatever the padding.
+/// for text.size() / 4 * 3 bytes, padding included.
 ///
 /// Returns `base64Failure`, and leaves `out` in any state, when the room does not suffice or the text
 /// is not exactly what an encoder writes: groups of four characters of the alphabet, the last group

@@ -10,13 +10,13 @@
 #include <string_view>
 
 /// Sixteen bytes in network order. An IPv4 address is held in its IPv4-mapped form, ::ffff:a.b.c.d
-/// (RFC 4291 section 2.5.5.2). A default address is all zero and means that there is none.
+/// (RFC 4291 section 2.5.5.2). A default address is all zero and means no address.
 class KP_API IPAddr6 {
 public:
     IPAddr6() = default;
     explicit IPAddr6(std::span<unsigned char const, 16> address) { setBytes(address); }
 
-    /// True for an IPv4-mapped address. The all-zero address is none.
+    /// True for an IPv4-mapped address. False for the all-zero address.
     bool isIPv4() const;
 
     /// True for the all-zero address.

@@ -9,8 +9,8 @@
 /// | string array | `std::vector<std::string>` | `getStrings`, `setStrings` |
 ///
 /// Every field is absent or present. Type and id together name a field: bool 12 and u32 12 are two
-/// fields that know nothing of each other. A getter of an absent field gives its default, whatever
-/// other types stand under the same id. Strings and raw fields may hold any bytes, zero included.
+/// fields that know nothing of each other. A getter of an absent field gives its default, also where
+/// other types have the same id. Strings and raw fields may hold any bytes, zero included.
 ///
 /// A message does not know what its fields mean, and converts nothing from one type to another.
 #pragma once

@@ -47,10 +47,10 @@ public:
     /// False when the name can name no store, or when there is no platform root.
     bool valid() const { return !folder.empty(); }
 
-    /// The record of that id; an empty message when there is none.
+    /// The record of that id; an empty message if it is missing.
     message get(int32_t id) const { return find(id).value_or(message{}); }
 
-    /// The record of that id; nothing when there is none. Tells an absent record from an empty one.
+    /// The record of that id; nothing if it is missing. Tells an absent record from an empty one.
     std::optional<message> find(int32_t id) const;
 
     /// Writes the record of that id in place of what was there. False when it could not be made
@@ -80,7 +80,7 @@ public:
     /// with `errno` ENOENT, if there is no such record or it is not wanted; otherwise as `remove`.
     bool removeIf(int32_t id, Predicate const& isWanted);
 
-    /// Removes the record of that id. True when it is lastingly gone, false when there was none
+    /// Removes the record of that id. True when it is lastingly gone, false when it was missing
     /// (`errno` is ENOENT) or when it could not be removed. A file that holds no readable record is
     /// removed too.
     bool remove(int32_t id);

@@ -73,7 +73,7 @@ std::optional<RsaNumbers> readRsaNumbers(KeyParts const& info) {
     return numbers;
 }
 
-/// The width of the field of an EC key by that of its point (SEC 1, section 2.3.3), whatever the curve. 0 if the key is of
+/// The width of the field of an EC key by that of its point (SEC 1, section 2.3.3), on any curve. 0 if the key is of
 /// another kind or malformed.
 size_t fieldBitsOf(KeyParts const& info) {
     if (info.algorithm != oid::ecPublicKey || info.key.empty())
