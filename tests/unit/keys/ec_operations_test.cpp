@@ -3,6 +3,7 @@
 #include "sealkit/der.h"
 #include "sealkit/keys.h"
 
+#include "support/kernel_bytes.h"
 #include "support/rngs.h"
 #include "unit/keys/support.h"
 
@@ -231,6 +232,27 @@ TEST(EcPrivateKey, AGeneratorThatFailsMakesNoKey) {
 }
 
 // --- Agreement ---
+
+/// What coordinates are multiplied by is never zero, and no source of zeros keeps its caller for ever.
+TEST(EcPrivateKey, AgreementDrawsANumberThatIsNotZeroSomeTimesAtMost) {
+    for (Curve const curve : curves) {
+        EcPrivateKey const key = newKey(curve, 1);
+        Bytes const peer = newKey(curve, 2).EcPublicKey::encodeToDerEncoded();
+        Bytes const agreed = key.exchangeKeys(peer);
+        size_t size = 0;
+        {
+            test::KernelBytes const zeros({0});
+            EXPECT_TRUE(key.exchangeKeys(peer).empty());
+            ASSERT_EQ(zeros.asked().size(), 128U);
+            size = zeros.asked()[0];
+        }
+        Bytes zerosFirst(2 * size, 0);
+        zerosFirst[size] = 1;
+        test::KernelBytes const kernel(zerosFirst);
+        EXPECT_EQ(key.exchangeKeys(peer), agreed);
+        EXPECT_EQ(kernel.asked().size(), 2U);
+    }
+}
 
 TEST(EcPrivateKey, BothSidesAgree) {
     for (Curve const curve : curves) {

@@ -1,7 +1,7 @@
 #include "sealkit/mlkem.h"
 #include "sealkit/rng.h"
 
-#include "unit/pq/kernel_bytes.h"
+#include "support/kernel_bytes.h"
 
 #include <gtest/gtest.h>
 

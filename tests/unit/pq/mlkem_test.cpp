@@ -1,8 +1,8 @@
 #include "sealkit/mlkem.h"
 
 #include "support/captured_output.h"
+#include "support/kernel_bytes.h"
 #include "support/random.h"
-#include "unit/pq/kernel_bytes.h"
 
 #include <gtest/gtest.h>
 

@@ -3,8 +3,8 @@
 #include "sealkit/mlkem.h"
 
 #include "pq/mlkem_native.h"
+#include "support/kernel_bytes.h"
 #include "support/random.h"
-#include "unit/pq/kernel_bytes.h"
 
 #include <gtest/gtest.h>
 

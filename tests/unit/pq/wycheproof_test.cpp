@@ -2,8 +2,8 @@
 // what the kernel's generator gives.
 #include "sealkit/mlkem.h"
 
+#include "support/kernel_bytes.h"
 #include "support/vectors.h"
-#include "unit/pq/kernel_bytes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "unit/pq/kernel_bytes.h"
+#include "support/kernel_bytes.h"
 
 #include <gtest/gtest.h>
 
