@@ -1,0 +1,58 @@
+"""The commands of the manual, each page pasted from its top to its end, with the output that it shows."""
+import pathlib
+import re
+import unittest
+
+from support import ProgramTest
+
+MANUAL = pathlib.Path(__file__).resolve().parents[2] / "docs/manual"
+BLOCK = re.compile(r"^```(sh|text)\n(.*?)^```", re.DOTALL | re.MULTILINE)
+
+
+class ManualTest(ProgramTest):
+    def paste_page(self, name):
+        folder = self.dir / name
+        folder.mkdir()
+        self.environment = {**self.environment, "KP_ROOT": str(folder / "platform")}
+        shown = ""
+        for kind, text in BLOCK.findall((MANUAL / f"{name}.md").read_text()):
+            if kind == "sh":
+                shown = self.paste(text.splitlines(), folder).stdout.decode()
+            else:
+                self.assertEqual(shown, text, name)
+        return folder
+
+    def test_every_page_has_a_test_and_a_row(self):
+        pages = {page.stem for page in MANUAL.glob("*.md")} - {"README"}
+        tested = {name.removeprefix("test_page_").replace("_", "-") for name in dir(self) if name.startswith("test_page_")}
+        self.assertEqual(pages, tested)
+        rows = set(re.findall(r"\((\S+)\.md\)", (MANUAL / "README.md").read_text()))
+        self.assertEqual(pages, rows)
+
+    def test_page_read_a_certificate(self):
+        self.paste_page("read-a-certificate")
+
+    def test_page_why_a_chain_fails(self):
+        self.paste_page("why-a-chain-fails")
+
+    def test_page_keep_a_trust_store(self):
+        self.paste_page("keep-a-trust-store")
+
+    def test_page_at_scale(self):
+        self.paste_page("at-scale")
+
+    def test_page_exchange_keys(self):
+        self.paste_page("exchange-keys")
+
+    def test_page_after_quantum_computers(self):
+        self.paste_page("after-quantum-computers")
+
+    def test_page_embed_the_library(self):
+        text = (MANUAL / "embed-the-library.md").read_text()
+        self.assertFalse(BLOCK.findall(text))
+        examples = {source.name for source in (MANUAL.parents[1] / "examples").glob("*.cpp")}
+        self.assertEqual(set(re.findall(r"`examples/(\w+\.cpp)`", text)), examples)
+
+
+if __name__ == "__main__":
+    unittest.main()
