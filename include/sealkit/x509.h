@@ -205,6 +205,13 @@ public:
     bool setIssuer(asn1::blob name);
     bool setSubject(asn1::blob name);
 
+    /// Sets an extension, given by the content octets of its identifier and the DER of its own type, as `sign` writes it.
+    /// It replaces one that was parsed or set before; an empty `value` leaves it out. Of extended key usages and name
+    /// constraints, whose members cannot say everything, the members are read from `value`, and count again once they
+    /// are changed. Returns false and changes nothing if `value` is malformed for one of these two, or if the extension
+    /// is another one that has a member: set that. The usual extensions have functions in extend.h.
+    bool setExtension(asn1::blob oid, bool critical, asn1::blob value);
+
     /// The extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section 4.1), empty
     /// without extensions. The order is basic constraints, key usage, extended key usage, subject and
     /// authority key identifier, subject alternative name, name constraints, CRL distribution points (one for
@@ -241,8 +248,19 @@ private:
     /// Empties the object and keeps its storage.
     void clear();
 
+    /// An extension as `setExtension` took it.
+    struct OwnExtension {
+        std::vector<unsigned char> oid;
+        bool critical;
+        std::vector<unsigned char> value; ///< Empty for one that is left out.
+    };
+
+    /// Those of `tbs`, and those that were set.
+    std::vector<X509Extension> keptExtensions() const;
+
     std::vector<unsigned char> issuerElement;  ///< As `setIssuer` took it.
     std::vector<unsigned char> subjectElement; ///< As `setSubject` took it.
+    std::vector<OwnExtension> ownExtensions;
     std::optional<unsigned> maxPathLength;
     std::shared_ptr<Refusal const> unsupported;
 

@@ -9,7 +9,11 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
+#include <functional>
+#include <optional>
 #include <span>
+#include <utility>
 
 namespace tag = detail::tag;
 
@@ -103,8 +107,22 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
+AttributeType const* findAttributeType(std::string_view name) {
+    return std::ranges::find(attributeTypes, lower(name), &AttributeType::name);
+}
+
+/// Empty for an unknown attribute.
+std::vector<unsigned char> attributeOid(std::string_view name) {
+    auto const* const type = findAttributeType(name);
+    return parseOid(type != std::end(attributeTypes) ? type->oid : name);
+}
+
+/// Of the text of a name: puts something in the place of what stands in braces. False where there is nothing to put there;
+/// `*value` is then what is missing.
+using FillIn = std::function<bool(std::string* value)>;
+
 /// Writes one attribute as a set of its own.
-bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view part) {
+bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view part, FillIn const& fillIn) {
     auto const refuse = [&](std::string_view attribute, char const* problem) {
         return reading.refuse(RefusalId::malformedName, asn1::blob(part),
                               {{"attribute", std::string(attribute)}, {"problem", problem}});
@@ -113,13 +131,15 @@ bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view par
     if (equals == std::string_view::npos)
         return refuse(part, "no ATTRIBUTE=VALUE");
     std::string const name(trimmed(part.substr(0, equals)));
-    std::string const value = withoutBackslashes(trimmed(part.substr(equals + 1)));
-    auto const type = std::ranges::find(attributeTypes, lower(name), &AttributeType::name);
+    std::string value = withoutBackslashes(trimmed(part.substr(equals + 1)));
+    auto const* const type = findAttributeType(name);
     bool const isKnown = type != std::end(attributeTypes);
-    std::vector<unsigned char> const oid = parseOid(isKnown ? type->oid : name);
+    std::vector<unsigned char> const oid = attributeOid(name);
     unsigned const stringTag = isKnown ? type->stringTag : tag::utf8String;
     if (oid.empty())
         return refuse(name, "unknown");
+    if (fillIn && !fillIn(&value))
+        return refuse(value, "missing in the name that the template is filled in from");
     if (value.empty())
         return refuse(name, "no value");
     if (!isPlain(value))
@@ -167,6 +187,16 @@ bool forEachAttribute(asn1::blob name, Use use) {
             return false;
     }
     return detail::atEnd(sets);
+}
+
+/// The first value of an attribute of a Name, as text.
+std::optional<std::string> findAttribute(asn1::blob name, asn1::blob oid) {
+    std::optional<std::string> found;
+    forEachAttribute(name, [&](asn1::blob type, unsigned form, asn1::blob value, bool) {
+        if (!found && type == oid)
+            found = attributeText(form, value);
+    });
+    return found;
 }
 
 /// A host name, perhaps with a wildcard.
@@ -228,7 +258,9 @@ std::string otherNameText(asn1::blob content) {
 
 } // namespace
 
-std::vector<unsigned char> parseNameText(std::string_view text, Refusal* refusal) {
+namespace {
+
+std::vector<unsigned char> parseName(std::string_view text, FillIn const& fillIn, Refusal* refusal) {
     detail::Reading reading(text, refusal);
     char const separator = text.starts_with('/') ? '/' : ',';
     if (separator == '/')
@@ -236,9 +268,37 @@ std::vector<unsigned char> parseNameText(std::string_view text, Refusal* refusal
     DerEncoder to;
     to.begin(tag::sequence);
     while (!trimmed(text).empty())
-        if (!addAttribute(reading, to, trimmed(takePart(text, separator))))
+        if (!addAttribute(reading, to, trimmed(takePart(text, separator)), fillIn))
             return {};
     return to.end().take();
+}
+
+} // namespace
+
+std::vector<unsigned char> parseNameText(std::string_view text, Refusal* refusal) {
+    return parseName(text, nullptr, refusal);
+}
+
+std::vector<unsigned char> parseNameTemplate(std::string_view text, asn1::blob from, Refusal* refusal) {
+    auto const fillIn = [from](std::string* value) {
+        std::string filled;
+        std::string_view rest = *value;
+        for (size_t open = 0; (open = rest.find('{')) != std::string_view::npos;) {
+            size_t const close = rest.find('}', open);
+            std::string const attribute(rest.substr(open + 1, close - open - 1));
+            auto const found =
+                close == std::string_view::npos ? std::nullopt : findAttribute(from, attributeOid(attribute));
+            if (!found) {
+                *value = attribute;
+                return false;
+            }
+            filled.append(rest.substr(0, open)).append(*found);
+            rest.remove_prefix(close + 1);
+        }
+        *value = filled.append(rest);
+        return true;
+    };
+    return parseName(text, fillIn, refusal);
 }
 
 std::string nameText(asn1::blob name) {
@@ -278,42 +338,179 @@ bool isPlainName(GeneralName const& name) {
     }
 }
 
-bool parseGeneralNameText(std::string_view text, GeneralName* to, Refusal* refusal) {
-    static constexpr struct Kind {
-        std::string_view kind;
-        unsigned char type;
-    } kinds[] = {
-        {"dns", GeneralName::dnsName},
-        {"ip", GeneralName::ipAddress},
-        {"email", GeneralName::rfc822Name},
-        {"uri", GeneralName::uri},
-    };
-    size_t const colon = std::min(text.find(':'), text.size());
-    auto const kind = std::ranges::find(kinds, lower(text.substr(0, colon)), &Kind::kind);
+namespace {
+
+constexpr unsigned char constructed = 0x20; ///< The bit of `GeneralName::type`.
+
+/// A kind of general name in text, and how its value is read.
+struct NameKind {
+    std::string_view kind; ///< In lowercase.
+    unsigned char type;
+    bool (*read)(std::string_view value, std::string* data);
+};
+
+bool takeAsItIs(std::string_view value, std::string* data) {
+    *data = value;
+    return true;
+}
+
+bool readAddress(std::string_view value, std::string* data) {
+    IPAddr6 address;
     GeneralName name;
-    if (kind != std::end(kinds) && colon < text.size()) {
-        std::string_view const value = text.substr(colon + 1);
-        IPAddr6 address;
-        name.data = value;
-        if (kind->type != GeneralName::ipAddress) {
-            name.type = kind->type;
-        } else if (address.parse(value)) {
-            name.type = kind->type;
-            name.setIp(address);
-        }
+    if (!address.parse(value))
+        return false;
+    name.setIp(address);
+    *data = name.data;
+    return true;
+}
+
+bool readDirectoryName(std::string_view value, std::string* data) {
+    constexpr size_t emptyName = 2;
+    std::vector<unsigned char> const name = parseNameText(value);
+    *data = toString(name);
+    return name.size() > emptyName;
+}
+
+bool readRegisteredId(std::string_view value, std::string* data) {
+    *data = toString(parseOid(value));
+    return !data->empty();
+}
+
+/// "1.2.3;UTF8:text", as OtherName ::= SEQUENCE { type-id OBJECT IDENTIFIER, value [0] EXPLICIT ANY }, its content.
+bool readOtherName(std::string_view value, std::string* data) {
+    size_t const semicolon = std::min(value.find(';'), value.size());
+    std::string_view form = value.substr(std::min(semicolon + 1, value.size()));
+    std::vector<unsigned char> const oid = parseOid(value.substr(0, semicolon));
+    size_t const colon = std::min(form.find(':'), form.size());
+    std::string const name = lower(form.substr(0, colon));
+    form.remove_prefix(std::min(colon + 1, form.size()));
+    bool const isUtf8 = name == "utf8";
+    if (oid.empty() || form.empty() || !isPlain(form) || (!isUtf8 && (name != "ia5" || !isAscii(form))))
+        return false;
+    DerEncoder to;
+    to.addOid(oid).begin(tag::constructed(0)).add(isUtf8 ? tag::utf8String : tag::ia5String, form).end();
+    *data = toString(to.take());
+    return true;
+}
+
+constexpr NameKind nameKinds[] = {
+    {"dns", GeneralName::dnsName, takeAsItIs},
+    {"ip", GeneralName::ipAddress, readAddress},
+    {"email", GeneralName::rfc822Name, takeAsItIs},
+    {"uri", GeneralName::uri, takeAsItIs},
+    {"dirname", GeneralName::directoryName | constructed, readDirectoryName},
+    {"rid", GeneralName::registeredId, readRegisteredId},
+    {"othername", GeneralName::otherName | constructed, readOtherName},
+};
+
+/// A mask, "8" or "255.0.0.0", of an address of as many octets.
+bool readMask(std::string_view text, std::string& mask) {
+    size_t const bits = mask.size() * 8;
+    size_t prefix = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), prefix);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        std::string written;
+        if (!readAddress(text, &written) || written.size() != mask.size())
+            return false;
+        mask = written;
+        return true;
     }
-    if (isPlainName(name)) {
+    if (prefix > bits)
+        return false;
+    for (size_t i = 0; i < bits; i++)
+        if (i < prefix)
+            mask[i / 8] = static_cast<char>(mask[i / 8] | 0x80 >> i % 8);
+    return true;
+}
+
+/// "10.0.0.0/8": the address and its mask. Bits that the mask drops would be a mistake.
+bool readAddressRange(std::string_view value, std::string* data) {
+    size_t const slash = std::min(value.find('/'), value.size());
+    std::string address;
+    if (!readAddress(value.substr(0, slash), &address))
+        return false;
+    std::string mask(address.size(), '\0');
+    std::string_view const bits = value.substr(std::min(slash + 1, value.size()));
+    if (slash == value.size())
+        mask.assign(address.size(), '\xFF');
+    else if (!readMask(bits, mask))
+        return false;
+    for (size_t i = 0; i < address.size(); i++)
+        if ((address[i] & ~mask[i]) != 0)
+            return false;
+    *data = address + mask;
+    return true;
+}
+
+bool isPlainHost(std::string_view text) { return isHostName(text) && text.find('*') == text.npos; }
+
+bool readDomain(std::string_view value, std::string* data) {
+    if (value.starts_with('.'))
+        value.remove_prefix(1);
+    *data = value;
+    return isPlainHost(value);
+}
+
+/// "a.example" or ".a.example".
+bool readHosts(std::string_view value, std::string* data) {
+    *data = value;
+    return isPlainHost(value.starts_with('.') ? value.substr(1) : value);
+}
+
+bool readMailboxes(std::string_view value, std::string* data) {
+    size_t const at = value.rfind('@');
+    if (at == std::string_view::npos)
+        return readHosts(value, data);
+    *data = value;
+    return at > 0 && isAscii(value) && isPlainHost(value.substr(at + 1));
+}
+
+constexpr NameKind subtreeKinds[] = {
+    {"dns", GeneralName::dnsName, readDomain},
+    {"ip", GeneralName::ipAddress, readAddressRange},
+    {"email", GeneralName::rfc822Name, readMailboxes},
+    {"uri", GeneralName::uri, readHosts},
+    {"dirname", GeneralName::directoryName | constructed, readDirectoryName},
+};
+
+/// Reads "KIND:value" of one of the kinds into `*to`.
+bool readKind(std::span<NameKind const> kinds, std::string_view text, GeneralName* to) {
+    size_t const colon = text.find(':');
+    auto const kind = std::ranges::find(kinds, lower(text.substr(0, colon)), &NameKind::kind);
+    if (colon == std::string_view::npos || kind == kinds.end())
+        return false;
+    to->type = kind->type;
+    return kind->read(text.substr(colon + 1), &to->data);
+}
+
+} // namespace
+
+bool parseGeneralNameText(std::string_view text, GeneralName* to, Refusal* refusal) {
+    GeneralName name;
+    if (readKind(nameKinds, text, &name) && (name.type > GeneralName::ipAddress || isPlainName(name))) {
         *to = std::move(name);
         return true;
     }
     detail::Reading reading(text, refusal);
-    return reading.refuse(
-        RefusalId::malformedGeneralName, asn1::blob(text),
-        {{"expected", "DNS:host, IP:address, email:mailbox or URI:address"}, {"found", std::string(text)}});
+    return reading.refuse(RefusalId::malformedGeneralName, asn1::blob(text),
+                          {{"expected", "DNS:host, IP:address, email:mailbox, URI:address, dirName:NAME, "
+                                        "RID:OID or otherName:OID;UTF8:text"},
+                           {"found", std::string(text)}});
+}
+
+bool parseSubtreeText(std::string_view text, GeneralName* to, Refusal* refusal) {
+    GeneralName name;
+    if (readKind(subtreeKinds, text, &name)) {
+        *to = std::move(name);
+        return true;
+    }
+    detail::Reading reading(text, refusal);
+    return reading.refuse(RefusalId::malformedGeneralName, asn1::blob(text),
+                          {{"expected", "DNS:domain, IP:address/bits, email:host, URI:host or dirName:NAME"},
+                           {"found", std::string(text)}});
 }
 
 std::string generalNameText(GeneralName const& name) {
-    constexpr unsigned char constructed = 0x20;
     unsigned char const kind = name.type & ~constructed;
     GeneralName plain;
     plain.type = name.type == GeneralName::none ? name.type : kind;

@@ -149,6 +149,12 @@ inline constexpr unsigned char extKeyUsage[] = {0x55, 0x1d, 0x25};
 inline constexpr unsigned char freshestCrl[] = {0x55, 0x1d, 0x2e};
 // 2.5.29.54 (id-ce-inhibitAnyPolicy, RFC 5280)
 inline constexpr unsigned char inhibitAnyPolicy[] = {0x55, 0x1d, 0x36};
+// 1.3.6.1.5.5.7.2.1 (id-qt-cps, RFC 5280)
+inline constexpr unsigned char cpsQualifier[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x02, 0x01};
+// 1.3.6.1.5.5.7.48.1 (id-ad-ocsp, RFC 5280)
+inline constexpr unsigned char ocsp[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x30, 0x01};
+// 1.3.6.1.5.5.7.48.1.5 (id-pkix-ocsp-nocheck, RFC 6960)
+inline constexpr unsigned char ocspNoCheck[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x30, 0x01, 0x05};
 // 1.3.6.1.5.5.7.48.2 (id-ad-caIssuers, RFC 5280)
 inline constexpr unsigned char caIssuers[] = {0x2b, 0x06, 0x01, 0x05, 0x05, 0x07, 0x30, 0x02};
 // 1.3.6.1.5.5.7.1.1 (id-pe-authorityInfoAccess, RFC 5280)

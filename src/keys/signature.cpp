@@ -4,6 +4,17 @@
 
 #include "keys/verify.h"
 
+HashID getMatchingHash(PublicKey const& key) {
+    if (key.keyType() == KeyType::Ed25519 || key.keyType() == KeyType::X25519)
+        return HashID::none;
+    auto const* const ec = dynamic_cast<EcPublicKey const*>(&key);
+    if (ec == nullptr)
+        return HashID::SHA256;
+    return ec->curve == Curve::p384   ? HashID::SHA384
+           : ec->curve == Curve::p521 ? HashID::SHA512
+                                      : HashID::SHA256;
+}
+
 std::vector<unsigned char> signHashed(PrivateKey const& key, HashID hash, asn1::blob digest) {
     if (auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key))
         return rsa->signHashed(hash, digest);

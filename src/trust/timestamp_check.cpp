@@ -2,6 +2,7 @@
 #include "sealkit/message_check.h"
 #include "sealkit/oid.h"
 #include "sealkit/oid_names.h"
+#include "sealkit/timestamp_reply.h"
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
@@ -52,19 +53,6 @@ EssId checkEssId(PKCS7SignerInfo const& signer, X509Certificate const& certifica
         result = EssId::matches;
     }
     return result;
-}
-
-/// Whether the certificate is one of an authority for time-stamps: its one purpose, and critical (RFC 3161,
-/// section 2.3).
-bool isForTimeStamps(X509Certificate const& certificate) {
-    for (X509Extension const& extension : certificate.extensions()) {
-        if (extension.oid != asn1::blob(oid::extKeyUsage))
-            continue;
-        asn1::parser purposes(extension.value);
-        return extension.critical && purposes.enter(tag::sequence) && purposes.tag == tag::oid &&
-               purposes.take() == asn1::blob(oid::timeStamping) && detail::atEnd(purposes);
-    }
-    return false;
 }
 
 class Check {

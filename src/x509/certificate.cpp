@@ -5,6 +5,7 @@
 #include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
+#include "x509/extend.h"
 #include "x509/extension_values.h"
 #include "x509/extensions.h"
 #include "x509/general_names.h"
@@ -299,18 +300,13 @@ std::vector<unsigned char> encodeBasicConstraints(unsigned char basicConstraints
     return encoder.end().take();
 }
 
-std::vector<unsigned char> encodeNameConstraints(GeneralName const& permitted, GeneralName const& excluded) {
-    if (permitted.type == GeneralName::none && excluded.type == GeneralName::none)
-        return {};
-    DerEncoder encoder;
-    encoder.begin(tag::sequence);
-    auto const add = [&encoder](unsigned field, GeneralName const& name) {
-        if (name.type != GeneralName::none)
-            encoder.begin(field).begin(tag::sequence).addEncoded(name.serialize()).end().end();
-    };
-    add(tag::constructed(0), permitted);
-    add(tag::constructed(1), excluded);
-    return encoder.end().take();
+std::vector<unsigned char> encodeConstraints(GeneralName const& permitted, GeneralName const& excluded) {
+    NameSubtrees subtrees;
+    if (permitted.type != GeneralName::none)
+        subtrees.permitted = {permitted};
+    if (excluded.type != GeneralName::none)
+        subtrees.excluded = {excluded};
+    return detail::encodeNameConstraints(subtrees);
 }
 
 /// A point for each name: several names in one point would be several ways to the same list.
@@ -372,6 +368,7 @@ void X509Certificate::clear() {
     crlDistributionPoints.clear();
     nameConstraintPermitted = GeneralName();
     nameConstraintExcluded = GeneralName();
+    ownExtensions.clear();
     maxPathLength.reset();
     unsupported.reset();
 }
@@ -441,8 +438,43 @@ bool X509Certificate::setSubject(asn1::blob name) {
     return detail::takeName(name, &subject, &subjectElement);
 }
 
+bool X509Certificate::setExtension(asn1::blob oid, bool critical, asn1::blob value) {
+    bool const isExtKeyUsage = oid == asn1::blob(oid::extKeyUsage);
+    bool const isNameConstraints = oid == asn1::blob(oid::nameConstraints);
+    X509Certificate said;
+    Reading silent;
+    if ((isExtKeyUsage || isNameConstraints) && !value.empty() &&
+        !readExtension(silent, said, {oid, critical, value}))
+        return false;
+    static constexpr std::span<unsigned char const> ofMembers[] = {
+        oid::basicConstraints,       oid::keyUsage,       oid::subjectKeyIdentifier,
+        oid::authorityKeyIdentifier, oid::subjectAltName, oid::crlDistributionPoints};
+    if (std::ranges::any_of(ofMembers, [&](asn1::blob other) { return other == oid; }))
+        return false;
+    if (isExtKeyUsage)
+        extKeyUsage = said.extKeyUsage;
+    if (isNameConstraints) {
+        nameConstraintPermitted = said.nameConstraintPermitted;
+        nameConstraintExcluded = said.nameConstraintExcluded;
+    }
+    std::erase_if(ownExtensions, [&](OwnExtension const& own) { return asn1::blob(own.oid) == oid; });
+    ownExtensions.push_back({detail::copyOf(oid), critical, detail::copyOf(value)});
+    return true;
+}
+
+std::vector<X509Extension> X509Certificate::keptExtensions() const {
+    std::vector<X509Extension> kept = extensions();
+    for (OwnExtension const& own : ownExtensions) {
+        std::erase_if(kept,
+                      [&](X509Extension const& extension) { return extension.oid == asn1::blob(own.oid); });
+        if (!own.value.empty())
+            kept.push_back({own.oid, own.critical, own.value});
+    }
+    return kept;
+}
+
 std::vector<unsigned char> X509Certificate::serializeExtensions() const {
-    std::vector<X509Extension> const before = extensions();
+    std::vector<X509Extension> const before = keptExtensions();
     Reading silent;
     X509Certificate was;
     for (X509Extension const& extension : before)
@@ -463,7 +495,7 @@ std::vector<unsigned char> X509Certificate::serializeExtensions() const {
     list.add(oid::nameConstraints,
              detail::isSame(nameConstraintPermitted, was.nameConstraintPermitted) &&
                  detail::isSame(nameConstraintExcluded, was.nameConstraintExcluded),
-             true, encodeNameConstraints(nameConstraintPermitted, nameConstraintExcluded));
+             true, encodeConstraints(nameConstraintPermitted, nameConstraintExcluded));
     list.add(oid::crlDistributionPoints, detail::isSame(crlDistributionPoints, was.crlDistributionPoints),
              false, encodeCrlDistributionPoints(crlDistributionPoints));
     return list.finish();

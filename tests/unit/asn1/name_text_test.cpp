@@ -110,4 +110,91 @@ TEST(IsPlainName, RejectsWhatDeceives) {
     EXPECT_FALSE(isPlainName(hex("3100")));
 }
 
+TEST(GeneralNameText, ReadsOtherKinds) {
+    struct {
+        char const* text;
+        char const* shown;
+    } const rows[] = {
+        {"dirName:/C=UY/CN=a", "Name: C=UY, CN=a"},
+        {"RID:1.2.3", "REG ID: 1.2.3"},
+        {"otherName:1.2.3;UTF8:a", "other: 1.2.3 a0:03:0c:01:61"},
+        {"OTHERNAME:1.2.3;ia5:a", "other: 1.2.3 a0:03:16:01:61"},
+    };
+    for (auto const& row : rows) {
+        GeneralName name;
+        EXPECT_TRUE(parseGeneralNameText(row.text, &name)) << row.text;
+        EXPECT_EQ(generalNameText(name), row.shown);
+        EXPECT_FALSE(isPlainName(name));
+    }
+    for (char const* text : {"dirName:", "dirName:/", "dirName:CN", "RID:", "RID:1", "otherName:1.2.3",
+                             "otherName:1.2.3;UTF8:", "otherName:1.2.3;UTF8:\x1b",
+                             "otherName:1.2.3;IA5:\xC3\xA9", "otherName:1.2.3;BMP:a", "otherName:x;UTF8:a"}) {
+        GeneralName name;
+        Refusal refusal;
+        EXPECT_FALSE(parseGeneralNameText(text, &name, &refusal)) << text;
+        EXPECT_EQ(refusal.id, RefusalId::malformedGeneralName);
+    }
+}
+
+TEST(SubtreeText, ReadsEveryKind) {
+    struct {
+        char const* text;
+        char const* shown;
+    } const rows[] = {
+        {"DNS:a.example", "DNS: a.example"},
+        {"dns:.a.example", "DNS: a.example"},
+        {"IP:10.0.0.0/8", "IP: 10.0.0.0/8"},
+        {"IP:10.1.0.0/255.255.0.0", "IP: 10.1.0.0/16"},
+        {"IP:10.1.2.3", "IP: 10.1.2.3/32"},
+        {"IP:0.0.0.0/0", "IP: 0.0.0.0/0"},
+        {"IP:2001:db8::/33", "IP: 2001:db8::/33"},
+        {"IP:::/0", "IP: ::/0"},
+        {"email:a.example", "rfc822: a.example"},
+        {"email:.a.example", "rfc822: .a.example"},
+        {"email:x@a.example", "rfc822: x@a.example"},
+        {"URI:.a.example", "URI: .a.example"},
+        {"dirName:/C=UY/O=Acme", "Name: C=UY, O=Acme"},
+    };
+    for (auto const& row : rows) {
+        GeneralName name;
+        EXPECT_TRUE(parseSubtreeText(row.text, &name)) << row.text;
+        EXPECT_EQ(generalNameText(name), row.shown);
+    }
+    for (char const* text : {"a.example",      "DNS:",
+                             "DNS:.",          "DNS:*.a",
+                             "DNS:a b",        "IP:10.0.0.0/33",
+                             "IP:10.0.0.1/8",  "IP:10.0.0.0/",
+                             "IP:10.0.0.0/-1", "IP:10.0.0.0/ffff::",
+                             "IP:x/8",         "IP:2001:db8::/129",
+                             "email:",         "email:@a.example",
+                             "email:x@",       "URI:http://a.example",
+                             "URI:",           "dirName:",
+                             "RID:1.2.3",      "otherName:1.2.3;UTF8:a"}) {
+        GeneralName name;
+        Refusal refusal;
+        EXPECT_FALSE(parseSubtreeText(text, &name, &refusal)) << text;
+        EXPECT_EQ(refusal.id, RefusalId::malformedGeneralName);
+    }
+}
+
+TEST(NameTemplate, FillsInValues) {
+    std::vector<unsigned char> const from = parseNameText("/O=Evil\\/CN=x,O=y/OU=a/OU=b/CN=c");
+    EXPECT_EQ(nameText(parseNameTemplate("/O=Acme/CN={cn}", from)), "O=Acme, CN=c");
+    EXPECT_EQ(nameText(parseNameTemplate("C=UY, OU={OU} of {2.5.4.3}", from)), "C=UY, OU=a of c");
+    // A separator in a value stays one character of it.
+    EXPECT_EQ(nameText(parseNameTemplate("O=Acme,OU={o}", from)), "O=Acme, OU=Evil/CN=x,O=y");
+    EXPECT_EQ(nameText(parseNameTemplate("O=Acme", from)), "O=Acme");
+    // A name that is no template keeps its braces.
+    EXPECT_EQ(nameText(parseNameText("CN={cn}")), "CN={cn}");
+    for (char const* text : {"CN={L}", "CN={}", "CN={nothing}", "CN={cn", "C={cn}"}) {
+        Refusal refusal;
+        EXPECT_TRUE(parseNameTemplate(text, from, &refusal).empty()) << text;
+        EXPECT_EQ(refusal.id, RefusalId::malformedName);
+    }
+    // Neither does what is filled in bypass the checks of a value.
+    std::vector<unsigned char> const hostile = hex("300e 310c 300a 0603550403 0c03 410a42");
+    EXPECT_TRUE(parseNameTemplate("CN={CN}", hostile).empty());
+    EXPECT_TRUE(parseNameTemplate("CN={CN}", {}).empty());
+}
+
 } // namespace TEST_FILE
