@@ -254,5 +254,69 @@ class CerttoolTest(AuthoritiesTest):
         self.for_each_chain(check)
 
 
+class ContentsTest(ProgramTest):
+    """Constraints, policies and several purposes, each way."""
+
+    CONSTRAINTS = ("--permit", "DNS:a.example", "--permit", "IP:10.0.0.0/8", "--permit", "IP:2001:db8::/32", "--permit", "email:a.example",
+                   "--permit", "dirName:/O=Acme", "--exclude", "DNS:secret.a.example", "--exclude", "IP:10.9.0.0/16")
+    EXTENSIONS = ("basicConstraints=critical,CA:TRUE,pathlen:0\nkeyUsage=critical,keyCertSign,cRLSign\nextendedKeyUsage=serverAuth,clientAuth,emailProtection\n"
+                  "nameConstraints=critical,permitted;DNS:a.example,permitted;IP:10.0.0.0/255.0.0.0,permitted;email:a.example,permitted;dirName:d,"
+                  "excluded;DNS:secret.a.example\nsubjectKeyIdentifier=hash\n[d]\nO=Acme\n")
+    LEAF = ("--profile", "tls", "--profile", "email", "--subject", "/O=Acme/CN=leaf", "--san", "DNS:www.a.example", "--san", "IP:10.1.2.3", "--san", "email:who@a.example",
+            "--policy", "1.2.3.4,http://a.example/cps", "--ocsp-url", "http://ocsp.example/", "--issuer-url", "http://a.example/ca.cer", "--crl-url", "http://a.example/a.crl")
+
+    def run_ours(self, *arguments, status=0):
+        return self.expect(status, *arguments, "--force")
+
+    def at(self, name):
+        return self.dir / name
+
+    def test_the_peers_take_ours(self):
+        for name, kind in (("root", "p384"), ("intermediate", "p521"), ("leaf", "p256")):
+            self.run_ours("key", "new", kind, "-o", f"{name}.key")
+            self.run_ours("key", "public", f"{name}.key", "-o", f"{name}.pub")
+        self.run_ours("cert", "self-sign", "-k", "root.key", "--subject", "/O=Acme/CN=root", "--path-length", "1", "-o", "root.pem")
+        self.run_ours("cert", "issue", "--ca", "root.pem", "-k", "root.key", "--profile", "ca", "--profile", "tls", "--profile", "email", "--path-length", "0", "--policy", "1.2.3.4",
+                      *self.CONSTRAINTS, "--public-key", "intermediate.pub", "--subject", "/O=Acme/CN=intermediate", "-o", "intermediate.pem")
+        issue = ["cert", "issue", "--ca", "intermediate.pem", "-k", "intermediate.key", "--chain", "root.pem", "--public-key", "leaf.pub"]
+        self.run_ours(*issue, *self.LEAF, "-o", "first.pem")
+        self.run_ours("cert", "renew", "--ca", "intermediate.pem", "-k", "intermediate.key", "first.pem", "-o", "leaf.pem")
+        verify = ["verify", "-x509_strict", "-policy", "1.2.3.4", "-explicit_policy", "-CAfile", self.at("root.pem"), "-untrusted", self.at("intermediate.pem")]
+        for purpose in ("sslserver", "sslclient", "smimesign"):
+            openssl(*verify, "-purpose", purpose, "-verify_hostname", "www.a.example", self.at("leaf.pem"))
+        chain = self.concatenate("chain.pem", "leaf", "intermediate")
+        for purpose in ("1.3.6.1.5.5.7.3.1", "1.3.6.1.5.5.7.3.2", "1.3.6.1.5.5.7.3.4"):
+            shown = peer("certtool", "--verify", "--verify-hostname", "www.a.example", "--verify-purpose", purpose, "--load-ca-certificate", self.at("root.pem"), "--infile", chain)
+            self.assertIn(b"output: Verified.", shown)
+        self.expect(0, "verify", "--rules", "strict", "--ca", "root.pem", "--host", "www.a.example", "--policy", "1.2.3.4", "--require-policy", "chain.pem")
+
+    def test_ours_keeps_within_theirs(self):
+        self.new_key("theirs")
+        self.write("ca.cnf", f"[req]\ndistinguished_name=n\n[n]\n[x]\n{self.EXTENSIONS}")
+        openssl("req", "-x509", "-new", "-config", self.at("ca.cnf"), "-extensions", "x", "-key", self.at("theirs.key"), "-subj", "/O=Acme/CN=theirs", "-days", "90", "-out", self.at("theirs.pem"))
+        self.new_key("leaf")
+        openssl("req", "-new", "-key", self.at("leaf.key"), "-subj", "/O=Acme/CN=leaf", "-addext", "subjectAltName=DNS:www.a.example,IP:10.1.2.3", "-out", self.at("leaf.csr"))
+        issue = ["cert", "issue", "--ca", "theirs.pem", "-k", "theirs.key", "-o", "made.pem"]
+        self.run_ours(*issue, "--profile", "tls", "--accept-names", "leaf.csr")
+        openssl("verify", "-x509_strict", "-CAfile", self.at("theirs.pem"), "-purpose", "sslserver", self.at("made.pem"))
+        for options, message in ((["--profile", "ca"], "path-too-long"), (["--profile", "code-signing"], "purpose-mismatch"), (["--profile", "tls", "--days", "100"], "expired"),
+                                 (["--profile", "tls", "--san", "DNS:www.b.example"], "name-constraint-violated"), (["--profile", "tls", "--san", "IP:11.0.0.1"], "name-constraint-violated"),
+                                 (["--profile", "tls", "--san", "DNS:secret.a.example"], "name-constraint-violated"), (["--profile", "tls", "--subject", "/O=Other/CN=a"], "name-constraint-violated"),
+                                 (["--profile", "email", "--san", "email:who@b.example"], "name-constraint-violated")):
+            self.assertIn(message, self.run_ours(*issue, *options, "leaf.csr", status=2).err)
+
+    def test_the_peers_take_time_stamps_and_responders(self):
+        for name in ("root", "leaf"):
+            self.run_ours("key", "new", "rsa-2048" if name == "leaf" else "p256", "-o", f"{name}.key")
+            self.run_ours("key", "public", f"{name}.key", "-o", f"{name}.pub")
+        self.run_ours("cert", "self-sign", "-k", "root.key", "--subject", "/O=Acme/CN=root", "-o", "root.pem")
+        issue = ["cert", "issue", "--ca", "root.pem", "-k", "root.key", "--public-key", "leaf.pub", "--subject", "/O=Acme/CN=leaf"]
+        for profile, purpose, oid in (("time-stamping", "timestampsign", "1.3.6.1.5.5.7.3.8"), ("ocsp", "ocsphelper", "1.3.6.1.5.5.7.3.9"), ("code-signing", "any", "1.3.6.1.5.5.7.3.3")):
+            self.run_ours(*issue, "--profile", profile, "-o", f"{profile}.pem")
+            openssl("verify", "-x509_strict", "-purpose", purpose, "-CAfile", self.at("root.pem"), self.at(f"{profile}.pem"))
+            self.assertIn(b"output: Verified.", peer("certtool", "--verify", "--verify-purpose", oid, "--load-ca-certificate", self.at("root.pem"), "--infile", self.at(f"{profile}.pem")))
+            self.assertIn(b"passes validation checks", peer("botan", "cert_verify", self.at(f"{profile}.pem"), self.at("root.pem")))
+
+
 if __name__ == "__main__":
     unittest.main()

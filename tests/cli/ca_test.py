@@ -99,6 +99,11 @@ class AuthorityTest(ProgramTest):
     def shown(self, path, *fields):
         return openssl("x509", "-in", path, "-noout", "-nameopt", "RFC2253", *fields).decode().strip()
 
+    def public(self, key):
+        """A file with the public half of a key."""
+        openssl("pkey", "-in", self.dir / f"{key}.key", "-pubout", "-out", self.dir / f"{key}.pub")
+        return f"{key}.pub"
+
     def serial(self, path):
         return self.shown(path, "-serial").partition("=")[2]
 
@@ -224,7 +229,7 @@ class SelfSignTest(AuthorityTest):
         make = ["cert", "self-sign", "-k", "ca.key"]
         self.refused(3, "would name nobody", *make)
         self.refused(3, "an issuer has a name", *make, "--san", "DNS:a.example")
-        self.refused(3, "is no profile; there are server, client, email, code and ca", *make, "--subject", "/CN=a", "--profile", "root")
+        self.refused(3, "is no profile; there are server, client, tls, email, code-signing, time-stamping, ocsp and ca", *make, "--subject", "/CN=a", "--profile", "root")
         self.refused(2, "signs nothing", "cert", "self-sign", "-k", "x.key", "--subject", "/CN=a")
         self.refused(3, "ATTRIBUTE=VALUE", *make, "--subject", "a")
 
@@ -277,15 +282,16 @@ class IssueTest(AuthorityTest):
                     "client": ("Digital Signature", "TLS Web Client Authentication", "CA:FALSE", 365),
                     "email": ("Digital Signature", "E-mail Protection", "CA:FALSE", 365), "code": ("Digital Signature", "Code Signing", "CA:FALSE", 365),
                     "CA": ("Certificate Sign, CRL Sign", None, "CA:TRUE", 3650)}
+        tomorrow = datetime.datetime.utcnow() + datetime.timedelta(days=1)
         for profile, (usage, extended, constraints, days) in expected.items():
-            path = self.issued("host.csr", "--from", "2026-11-21", profile=profile)
+            path = self.issued("host.csr", "--from", f"{tomorrow:%Y-%m-%d}", profile=profile)
             self.assertEqual(self.extension(path, "Key Usage"), ("critical", usage))
             self.assertEqual(self.extension(path, "Extended Key Usage"), extended and ("", extended))
             self.assertEqual(self.extension(path, "Basic Constraints"), ("critical", constraints))
             self.assertLessEqual(self.dates(path)[1], days * 86400 - 1)
             if profile != "CA":
                 self.assertEqual(self.dates(path)[1], days * 86400 - 1)
-            openssl("verify", "-x509_strict", "-CAfile", self.dir / "ca.pem", "-attime", "1800000000", path)
+            openssl("verify", "-x509_strict", "-CAfile", self.dir / "ca.pem", "-attime", f"{tomorrow.timestamp():.0f}", path)
         self.refused(3, "is no profile", *self.issuing, "--profile", "sever", "host.csr")
 
     def test_names_come_when_asked_for(self):
@@ -464,11 +470,11 @@ class IssueTest(AuthorityTest):
         path = self.issue_with("short")
         self.assertEqual(self.shown(path, "-enddate"), end)
         self.assertIn("and so does this one\n", self.notes)
-        path = self.issue_with("short", "--days", "20")
-        self.assertNotEqual(self.shown(path, "-enddate"), end)
-        self.assertIn(", before this one\n", self.notes)
-        make = ["--ca", "short.pem", "-k", "short.key"]
-        self.refused(2, "short.pem: ended at ", "cert", "issue", *make, "--profile", "client", "--from", "2040-01-01", "host.csr")
+        make = ["cert", "issue", "--ca", "short.pem", "-k", "short.key", "--profile", "client", "host.csr"]
+        message = "short.pem: the standard rules refuse the certificate: the CA <CN=short>: expired: A certificate has expired. (certificate ends: "
+        self.refused(2, message, *make, "--days", "20")
+        self.refused(2, message.replace("ends", "begins"), *make, "--from", "2040-01-01")
+        self.refused(2, "the CA <CN=short>: not-yet-valid: ", *make, "--from", "2020-01-01", "--days", "3000")
 
     def test_the_last_authority(self):
         for length, status in ((0, 2), (1, 0), (256, 0)):
@@ -476,7 +482,7 @@ class IssueTest(AuthorityTest):
             make = ["cert", "issue", "--ca", f"length-{length}.pem", "-k", f"length-{length}.key", "host.csr", "--profile"]
             self.made(*make, "client")
             if status:
-                self.refused(status, "allows no authority below it", *make, "ca")
+                self.refused(status, "the CA <CN=length-0>: path-too-long: ", *make, "ca")
             else:
                 self.made(*make, "ca")
 
@@ -491,6 +497,150 @@ class IssueTest(AuthorityTest):
             self.assertNotIn("Key Encipherment", self.text(leaf))
         path = self.issued("--public-key", "rsa.pem", "--subject", "/CN=a", profile="email")
         self.assertEqual(self.extension(path, "Key Usage"), ("critical", "Digital Signature, Key Encipherment"))
+
+
+class ContentsTest(AuthorityTest):
+    """What else a certificate can say, and what the standard rules keep a CA from saying."""
+
+    def test_several_purposes(self):
+        for profiles, extended in ((["tls"], "TLS Web Server Authentication, TLS Web Client Authentication"),
+                                   (["client", "email", "code-signing"], "TLS Web Client Authentication, Code Signing, E-mail Protection")):
+            path = self.made(*self.issuing, *(part for each in profiles for part in ("--profile", each)), "--san", "DNS:a.example", "host.csr")
+            self.assertEqual(self.extension(path, "Extended Key Usage"), ("", extended))
+            self.assertEqual(self.extension(path, "Key Usage"), ("critical", "Digital Signature"))
+        path = self.issued("host.csr", profile="time-stamping")
+        self.assertEqual(self.extension(path, "Extended Key Usage"), ("critical", "Time Stamping"))
+        openssl("verify", "-CAfile", self.dir / "ca.pem", "-purpose", "timestampsign", path)
+        path = self.issued("host.csr", profile="ocsp")
+        self.assertEqual(self.extension(path, "Extended Key Usage"), ("", "OCSP Signing"))
+        self.assertIn("OCSP No Check", self.text(path))
+        self.refused(3, "for nothing else", *self.issuing, "--profile", "time-stamping", "--profile", "server", "host.csr")
+        self.refused(2, "purpose-mismatch", *self.issuing, "--profile", "time-stamping", "--eku", "1.2.3.4", "host.csr")
+
+    def test_what_only_authorities_have(self):
+        constraints = ["--permit", "DNS:a.example", "--permit", "IP:10.0.0.0/8", "--permit", "email:a.example", "--permit", "dirName:/O=Acme",
+                       "--permit-dns", "b.example", "--exclude", "URI:.c.example", "--exclude", "IP:10.1.0.0/255.255.0.0", "--exclude-dns", "d.a.example"]
+        path = self.made(*self.issuing, "--profile", "ca", "--profile", "tls", "--path-length", "2", *constraints, "host.csr")
+        self.assertIn("the platform's rules refuse this certificate", self.notes)
+        self.assertEqual(self.extension(path, "Basic Constraints"), ("critical", "CA:TRUE, pathlen:2"))
+        self.assertEqual(self.extension(path, "Key Usage"), ("critical", "Certificate Sign, CRL Sign"))
+        self.assertEqual(self.extension(path, "Extended Key Usage"), ("", "TLS Web Server Authentication, TLS Web Client Authentication"))
+        shown = re.search(r"Name Constraints: critical\n(.*?)\n {12}X509v3", self.text(path) + "\n            X509v3", re.DOTALL)[1]
+        for part in ("DNS:a.example", "IP:10.0.0.0/255.0.0.0", "email:a.example", "DirName:O = Acme", "DNS:b.example", "URI:.c.example",
+                     "IP:10.1.0.0/255.255.0.0", "DNS:d.a.example"):
+            self.assertIn(part, shown)
+        for options, problem in (([*constraints[:2]], "are for authorities"), (["--path-length", "0"], "is for CAs")):
+            self.refused(3, problem, *self.issuing, "--profile", "client", *options, "host.csr")
+        for text in some(("a.example", "DNS:*.a", "IP:10.0.0.1/8", "other:x")):
+            self.refused(3, "is no set of names", *self.issuing, "--profile", "ca", "--permit", text, "host.csr")
+
+    def test_policies_and_addresses(self):
+        path = self.issued("host.csr", "--policy", "2.23.140.1.2.1", "--policy", "1.2.3.4,http://a.example/cps", "--ocsp-url", "http://ocsp.example/",
+                           "--issuer-url", "http://a.example/ca.cer", "--crl-url", "http://a.example/a.crl", "--eku", "1.3.6.1.4.1.311.20.2.2",
+                           "--san", "DNS:a.example", "--san", "dirName:/O=Acme/CN=a", "--san", "RID:1.2.3", "--san", "otherName:1.3.6.1.4.1.311.20.2.3;UTF8:ada@a.example")
+        shown = self.text(path)
+        for part in ("Policy: 2.23.140.1.2.1", "Policy: 1.2.3.4", "CPS: http://a.example/cps", "OCSP - URI:http://ocsp.example/", "CA Issuers - URI:http://a.example/ca.cer",
+                     "URI:http://a.example/a.crl", "Microsoft Smartcard Login", "DNS:a.example, DirName:O = Acme, CN = a, Registered ID:1.2.3, othername: UPN::ada@a.example"):
+            self.assertIn(part, shown.replace("DirName:/O=Acme/CN=a", "DirName:O = Acme, CN = a"))
+        for options, problem in some(((["--policy", "x"], "object identifier"), (["--policy", "1.2.3,nowhere"], "practice statement"),
+                                      (["--policy", "1.2.3", "--policy", "1.2.3"], "given twice"), (["--ocsp-url", "a"], "OCSP responder"),
+                                      (["--issuer-url", "a"], "is no address of a certificate"), (["--eku", "nothing"], "object identifier"))):
+            self.refused(3, problem, *self.issuing, "--profile", "client", *options, "host.csr")
+
+    def test_subjects_by_template(self):
+        self.make("req", "new", "-k", "host.key", "--subject", "/O=Evil, CN=root/OU=a/CN=b", "--force", "-o", "template.csr")
+        for template, expected in (("/O=Acme/CN={CN} of {ou}", "CN=b of a,O=Acme"), ("CN={2.5.4.3}", "CN=b"), ("O=Acme,OU={O}", "OU=Evil\\, CN=root,O=Acme")):
+            path = self.issued("--subject-template", template, "template.csr", profile="client")
+            self.assertEqual(self.shown(path, "-subject"), f"subject={expected}")
+        make = [*self.issuing, "--profile", "client"]
+        self.refused(3, "L: missing in the name", *make, "--subject-template", "CN={L}", "template.csr")
+        self.refused(3, "excludes", *make, "--subject-template", "CN={CN}", "--subject", "/CN=a", "template.csr")
+        self.refused(3, "--subject-template is for requests", *make, "--subject-template", "CN={CN}", "--public-key", "ca.pem")
+
+    def test_a_certificate_begins_before_now_and_not_before_its_authority(self):
+        now = datetime.datetime.utcnow()
+        start = self.dates(self.made("cert", "self-sign", "-k", "ca.key", "--subject", "/CN=a", "--backdate", "60"))[0]
+        self.assertLess(abs((now - start).total_seconds() - 3600), 120)
+        self.assertEqual(self.dates(self.issued("host.csr", "--backdate", "500000", profile="client"))[0], self.dates(self.dir / "ca.pem")[0])
+        self.assertLessEqual(self.dates(self.issued("host.csr", "--backdate", "0", profile="client"))[0], datetime.datetime.utcnow())
+
+    def test_the_standard_rules_count(self):
+        self.make(*self.issuing, "--profile", "ca", "--profile", "server", "--path-length", "0", "--permit-dns", "a.example", "--subject", "/CN=limited",
+                  "--public-key", self.public("other"), "--force", "-o", "sub.pem")
+        make = ["cert", "issue", "--ca", "sub.pem", "-k", "other.key", "--public-key", self.public("ec"), "--subject", "/CN=x", "--profile"]
+        self.made(*make, "server", "--san", "DNS:www.a.example")
+        self.refused(2, "name-constraint-violated: ", *make, "server", "--san", "DNS:www.b.example")
+        self.refused(2, "name: DNS: www.b.example", *make, "server", "--san", "DNS:www.b.example")
+        self.refused(2, "purpose given: tls-client", *make, "tls", "--san", "DNS:www.a.example")
+        self.refused(2, "path-too-long", *make, "ca")
+        # What stands above the authority counts where it is known.
+        self.make("cert", "self-sign", "-k", "ca.key", "--subject", "/C=UY/O=Acme/CN=Acme root", "--exclude-dns", "secret.a.example", "--force", "-o", "strict-root.pem")
+        self.made(*make, "server", "--san", "DNS:secret.a.example")
+        self.refused(2, "name-constraint-violated: ", *make, "server", "--san", "DNS:secret.a.example", "--chain", "strict-root.pem")
+
+    def test_the_hash_of_the_keys_strength(self):
+        for kind, shown in some((("p384", "SHA384"), ("p521", "SHA512"))):
+            self.make("key", "new", kind, "-o", f"{kind}.key")
+            make = ["-k", f"{kind}.key", "--subject", "/CN=a"]
+            for path, command in ((self.made("cert", "self-sign", *make), "x509"), (self.made("req", "new", *make), "req")):
+                self.assertIn(f"ecdsa-with-{shown}", openssl(command, "-in", path, "-noout", "-text").decode())
+            self.assertIn("ecdsa-with-SHA256", openssl("req", "-in", self.made("req", "new", *make, "-a", "sha256"), "-noout", "-text").decode())
+            signature = self.made("sign", "-k", f"{kind}.key", "host.csr")
+            openssl("pkey", "-in", self.dir / f"{kind}.key", "-pubout", "-out", self.dir / "public")
+            openssl("dgst", f"-{shown.lower()}", "-verify", self.dir / "public", "-signature", signature, self.dir / "host.csr")
+
+    def test_requests_ask_for_usages(self):
+        path = self.made("req", "new", "-k", "rsa.key", "--subject", "/CN=a", "--profile", "tls", "--profile", "email")
+        shown = openssl("req", "-in", path, "-verify", "-noout", "-text").decode()
+        self.assertIn("Digital Signature, Key Encipherment", shown)
+        self.assertIn("TLS Web Server Authentication, TLS Web Client Authentication, E-mail Protection", shown)
+
+
+class RenewTest(AuthorityTest):
+    def test_the_example_of_the_help_works(self):
+        self.run_examples("cert", "renew")
+
+    def test_names_and_extensions_stay(self):
+        old = self.issued("host.csr", "--accept-names", "--policy", "1.2.3.4", "--ocsp-url", "http://a.example/", "--days", "30")
+        new = self.made("cert", "renew", "--ca", "ca.pem", "-k", "ca.key", old)
+        parts = ("-subject", "-issuer", "-pubkey", "-ext", "subjectAltName,keyUsage,extendedKeyUsage,basicConstraints,certificatePolicies,authorityInfoAccess,"
+                 "subjectKeyIdentifier,authorityKeyIdentifier")
+        self.assertEqual(self.shown(old, *parts), self.shown(new, *parts))
+        self.assertNotEqual(self.serial(old), self.serial(new))
+        self.assertEqual(self.dates(new)[1], 30 * 86400 - 1)
+        self.assertEqual(self.dates(self.made("cert", "renew", "--ca", "ca.pem", "-k", "ca.key", "--days", "60", old))[1], 60 * 86400 - 1)
+        openssl("verify", "-x509_strict", "-CAfile", self.dir / "ca.pem", new)
+
+    def test_a_new_key(self):
+        old = self.issued("host.csr", profile="client")
+        self.make("req", "new", "-k", "ec.key", "--subject", "/CN=other", "--force", "-o", "rekey.csr")
+        for options in (["--request", "rekey.csr"], ["--public-key", self.public("ec")]):
+            new = self.made("cert", "renew", "--ca", "ca.pem", "-k", "ca.key", *options, old)
+            self.assertEqual(openssl("x509", "-in", new, "-pubkey", "-noout"), openssl("pkey", "-in", self.dir / "ec.key", "-pubout"))
+            self.assertEqual(self.shown(new, "-subject"), self.shown(old, "-subject"))
+            self.assertNotEqual(self.extension(new, "Subject Key Identifier"), self.extension(old, "Subject Key Identifier"))
+            openssl("verify", "-x509_strict", "-CAfile", self.dir / "ca.pem", new)
+
+    def test_an_authority_renews_itself(self):
+        same = self.made("cert", "renew", "-k", "ca.key", "ca.pem")
+        self.assertEqual(self.shown(same, "-subject", "-pubkey"), self.shown(self.dir / "ca.pem", "-subject", "-pubkey"))
+        other = self.made("cert", "renew", "-k", "other.key", "ca.pem")
+        for path in (same, other):
+            openssl("verify", "-x509_strict", "-check_ss_sig", "-CAfile", path, path)
+        # Certificates of before are renewed under the new key.
+        old = self.issued("host.csr", profile="client")
+        make = ["cert", "renew", "--ca", other, "-k", "other.key", old]
+        self.refused(1, "was not issued by this CA", *make)
+        openssl("verify", "-CAfile", other, self.made(*make, "--old-ca", "ca.pem"))
+
+    def test_refusals(self):
+        old = self.issued("host.csr", profile="client")
+        self.refused(1, "did not sign itself", "cert", "renew", "-k", "host.key", old)
+        forged = bytearray(openssl("x509", "-in", old, "-outform", "DER"))
+        forged[-5] ^= 1
+        self.refused(1, "was not issued by this CA", "cert", "renew", "--ca", "ca.pem", "-k", "ca.key", self.write("forged.der", bytes(forged)))
+        self.refused(2, "expired: ", "cert", "renew", "--ca", "ca.pem", "-k", "ca.key", "--days", "5000", old)
+        self.refused(3, "requires", "cert", "renew", "-k", "ca.key", "--public-key", "ec.key", "ca.pem")
 
 
 class ListTest(AuthorityTest):

@@ -242,5 +242,84 @@ class TimeStampTest(ProgramTest):
         self.assertIn(b"time-stamp request\n", self.run_examples("ts", "request").stdout)
 
 
+class ReplyTest(ProgramTest):
+    """ts reply, whose time-stamps OpenSSL and ts check take."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.issue("root", extensions=CA, kind="RSA")
+        cls.issue("tsa", "root", STAMPING.format("critical,", ""), kind="RSA")
+        cls.issue("other", "root", STAMPING.format("", ""), kind="RSA")
+        cls.write("letter", b"Dear Ada,\n")
+        cls.replying = ["ts", "reply", "--certificate", "tsa.pem", "-k", "tsa.key", "--policy", "1.2.3.4", "--force"]
+
+    def ask(self, *options):
+        self.expect(0, "ts", "request", "--force", "-o", "asked.tsq", *options, "letter")
+
+    def reply(self, *options, status=0):
+        return self.expect(status, *self.replying, "-o", "made.tsr", "asked.tsq", *options)
+
+    def shown(self):
+        return openssl("ts", "-reply", "-in", self.dir / "made.tsr", "-text").decode()
+
+    def taken(self, *options):
+        openssl("ts", "-verify", "-queryfile", self.dir / "asked.tsq", "-in", self.dir / "made.tsr", "-CAfile", self.dir / "root.pem", *options)
+        result = self.expect(0, "ts", "check", "--request", "asked.tsq", "--ca", "root.pem", *(["--certificates", "tsa.pem"] if options else []), "made.tsr")
+        self.assertEqual(result.err, "")
+        return result.out
+
+    def test_the_example_of_the_help_works(self):
+        self.assertIn("OK\n", self.run_examples("ts", "reply").stdout.decode())
+
+    def test_openssl_takes_it(self):
+        self.ask("--cert", "--nonce", "f1", "-a", "sha512")
+        self.reply("--accuracy", "1.5", "--serial", "F0", "--ordering")
+        self.assertIn("give or take 1 s 500 ms, policy 1.2.3.4, serial number 00:f0, SHA512", self.taken())
+        shown = self.shown()
+        for part in ("Status: Granted.", "Policy OID: 1.2.3.4", "Hash Algorithm: sha512", "Serial number: 0xF0", "Accuracy: 0x01 seconds, 0x01F4 millis", "Ordering: yes", "Nonce: 0xF1"):
+            self.assertIn(part, shown)
+        self.assertIn("granted", self.expect(0, "show", "made.tsr").out)
+
+    def test_without_its_certificate(self):
+        self.ask("--no-nonce", "--policy", "1.2.3.5")
+        self.reply("--other-policy", "1.2.3.5", "-a", "sha384")
+        self.taken("-untrusted", self.dir / "tsa.pem")
+        self.assertIn("Policy OID: 1.2.3.5", self.shown())
+        self.ask("--cert")
+        self.reply("--chain", "root.pem")
+        self.taken()
+
+    def test_openssl_asks(self):
+        openssl("ts", "-query", "-data", self.dir / "letter", "-sha256", "-cert", "-out", self.dir / "asked.tsq")
+        self.expect(0, *self.replying, "-o", "made.tsr", "-", stdin=(self.dir / "asked.tsq").read_bytes())
+        self.taken()
+
+    def test_rejections(self):
+        for options, failure, message in ((["--policy", "1.2.3.6"], "the requested TSA policy is not supported by the TSA", "The policy is not supported."), (["-a", "sha1"], "unrecognized or unsupported algorithm identifier", "The digest algorithm is not supported.")):
+            self.ask(*options)
+            self.assertIn(message, self.reply(status=1).err)
+            shown = self.shown()
+            self.assertIn("Status: Rejected.", shown)
+            self.assertIn(message, shown)
+            self.assertIn(f"Failure info: {failure}", shown)
+            self.assertIn(message.split(".")[0].split()[1], self.expect(1, "ts", "check", "--request", "asked.tsq", "--ca", "root.pem", "made.tsr").out)
+        self.reply("--accept-sha1")
+        self.write("asked.tsq", b"\x30\x03\x02\x01\x01")
+        self.assertIn("malformed", self.reply(status=1).err)
+
+    def test_refusals(self):
+        self.ask("--cert")
+        for status, message, options in ((2, "not for time-stamps alone", ["--certificate", "other.pem", "-k", "other.key"]), (2, "The key is not that", ["-k", "other.key"]),
+                                         (3, "object identifier", ["--policy", "x"]), (3, "object identifier", ["--other-policy", "x"]), (3, "number of seconds", ["--accuracy", "1s"]),
+                                         (3, "number of seconds", ["--accuracy", "0.1234567"]), (3, "a serial number is", ["--serial", "0"]), (2, "No such file", ["--chain", "none"])):
+            given = dict(zip(self.replying[2:-1:2], self.replying[3:-1:2]))
+            given.update(zip(options[::2], options[1::2]))
+            result = self.expect(status, "ts", "reply", *(part for pair in given.items() for part in pair), "-o", "none.tsr", "asked.tsq")
+            self.assertIn(message, result.err)
+            self.assertFalse((self.dir / "none.tsr").exists())
+        self.assertIn(b"garble", self.on_terminal(*self.replying, "asked.tsq", status=3))
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -18,12 +18,14 @@ namespace {
 
 int const endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-/// The file that a signal removes, none when empty. Changed only while the signals are blocked.
-char removedBySignal[PATH_MAX];
+/// The files that a signal removes, none where empty. Changed only while the signals are blocked.
+using Path = char[PATH_MAX];
+Path removedBySignal[OutputFile::maxOpen];
 
 extern "C" void removeAndEnd(int number) {
-    if (removedBySignal[0] != '\0')
-        unlink(removedBySignal);
+    for (Path const& path : removedBySignal)
+        if (path[0] != '\0')
+            unlink(path);
     std::signal(number, SIG_DFL);
     std::raise(number); // Delivered when this handler returns.
 }
@@ -58,11 +60,27 @@ void handleSignals() {
     }
 }
 
+/// Adds a file to those that a signal removes. False if there is no room.
+bool removeBySignal(std::string const& path) {
+    for (Path& free : removedBySignal)
+        if (free[0] == '\0' && path.size() < sizeof free) {
+            std::strcpy(free, path.c_str());
+            return true;
+        }
+    return false;
+}
+
+void keepInSignal(std::string const& path) {
+    for (Path& kept : removedBySignal)
+        if (path == kept)
+            kept[0] = '\0';
+}
+
 /// A name that nobody can foresee, in the folder of `path`.
 std::string temporaryBeside(std::string const& path) {
     unsigned char random[8];
     getDefaultRng().fill(random, sizeof random);
-    std::string name = path.substr(0, path.rfind('/') + 1) + ".sealkit-";
+    std::string name = path.substr(0, path.rfind('/') + 1) + OutputFile::temporaryPrefix;
     for (unsigned char byte : random) {
         char digits[3];
         std::snprintf(digits, sizeof digits, "%02x", byte);
@@ -111,7 +129,7 @@ OutputFile::~OutputFile() {
     BlockSignals const blocked;
     if (!temporary.empty())
         unlink(temporary.c_str());
-    removedBySignal[0] = '\0';
+    keepInSignal(temporary);
 }
 
 bool OutputFile::complain(int error) const {
@@ -152,7 +170,7 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
         return complain(EEXIST);
 
     std::string const candidate = temporaryBeside(target);
-    if (candidate.size() >= sizeof removedBySignal)
+    if (candidate.size() >= sizeof(Path))
         return complain(ENAMETOOLONG);
     BlockSignals const blocked;
     handleSignals();
@@ -160,7 +178,8 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
     if (descriptor < 0)
         return complain(errno);
     temporary = candidate;
-    std::strcpy(removedBySignal, candidate.c_str());
+    if (!removeBySignal(candidate))
+        return complain(EMFILE);
     fileMode = mode & ~currentUmask();
     bool const isSecret = (mode & 077) == 0;
     if (exists && !isSecret) {
@@ -194,8 +213,8 @@ bool OutputFile::commit() {
     BlockSignals const blocked;
     if (int const failure = moveInto(temporary, target, existing))
         return complain(failure);
+    keepInSignal(temporary);
     temporary.clear();
-    removedBySignal[0] = '\0';
     syncFolderOf(target);
     return true;
 }

@@ -10,10 +10,14 @@
 ///
 /// What is written goes to a new file without a telling name beside the one that is wanted, for the owner's
 /// eyes only, and takes its place in `commit`. If anything happens before, a failure, a full disk, SIGINT,
-/// SIGTERM, SIGHUP or SIGQUIT, nothing is left behind, and a file that was there stays as it was. A process
-/// has at most one such file at a time.
+/// SIGTERM, SIGHUP or SIGQUIT, nothing is left behind, and a file that was there stays as it was.
 class OutputFile {
 public:
+    /// How many a process may have at a time.
+    static constexpr size_t maxOpen = 2;
+    /// What the names of files begin with that are not in their place yet.
+    static constexpr char temporaryPrefix[] = ".sealkit-";
+
     /// What may be done where the file exists.
     enum class Existing { keep, replace };
 

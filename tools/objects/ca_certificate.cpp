@@ -5,7 +5,7 @@
 #include "objects/input_objects.h"
 
 std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer, unsigned usage) {
-    auto certificate = readCertificate(path);
+    auto certificate = readCertificate(path, FormRules::standard);
     if (!certificate)
         return std::nullopt;
     if (!isOwnKey(path, *certificate, *signer.key))

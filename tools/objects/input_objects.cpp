@@ -7,6 +7,7 @@
 #include "objects/key_file.h"
 
 #include "sealkit/pem.h"
+#include "sealkit/pkcs8.h"
 
 namespace {
 
@@ -14,12 +15,12 @@ constexpr ReqFileOptions requestOptions{.amongOthers = true};
 
 } // namespace
 
-std::optional<X509Certificate> readCertificate(std::string const& path) {
+std::optional<X509Certificate> readCertificate(std::string const& path, FormRules forms) {
     auto const text = readInput(path);
     if (!text)
         return std::nullopt;
     std::vector<Refusal> refusals;
-    auto const certificates = readCertificates(*text, &refusals);
+    auto const certificates = readCertificates(*text, &refusals, forms);
     if (certificates.empty()) {
         badInput(path + ": " + complaintOf(certificates, refusals));
         return std::nullopt;
@@ -47,6 +48,22 @@ std::optional<X509Req> readRequest(std::string const& path) {
     if (auto const request = readReq(*text, &refusal, requestOptions))
         return *request;
     badInput(path + ": no certificate request: " + refusal);
+    return std::nullopt;
+}
+
+std::optional<X509Req> readVerifiedRequest(std::string const& path, int* status) {
+    *status = exitBadInput;
+    auto request = readRequest(path);
+    if (!request)
+        return std::nullopt;
+    Refusal refusal;
+    if (!parsePkcs8PublicKey(request->subjectPublicKeyInfo, &refusal)) {
+        badInput(path + ": the public key cannot be read: " + refusal);
+        return std::nullopt;
+    }
+    if (request->verifyOwnSignature())
+        return request;
+    *status = answerNo(path + ": its own signature does not verify: whoever made it does not hold the key");
     return std::nullopt;
 }
 

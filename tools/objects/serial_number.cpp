@@ -31,3 +31,21 @@ std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& t
         return std::nullopt;
     return number;
 }
+
+std::optional<std::vector<unsigned char>> crlNumberOf(BigNum const& number) {
+    constexpr unsigned maxBits = 159; // And a sign.
+    return number.bits() > maxBits ? std::nullopt : std::optional(number.bin(number.bits() / 8 + 1));
+}
+
+std::optional<std::vector<unsigned char>> parseCrlNumber(std::string const& text) {
+    if (text.starts_with("0x") || text.starts_with("0X")) {
+        auto const octets = parseSerialNumber(text);
+        return octets ? crlNumberOf(BigNum(asn1::blob(*octets))) : std::nullopt;
+    }
+    if (text.empty() || text.size() > 48 || text.find_first_not_of("0123456789") != std::string::npos)
+        return std::nullopt;
+    BigNum number;
+    for (char const digit : text)
+        number = number * bn64(10) + bn64(static_cast<std::uint64_t>(digit - '0'));
+    return crlNumberOf(number);
+}

@@ -3,8 +3,11 @@
 #include "io/input.h"
 #include "io/terminal.h"
 #include "objects/ca_certificate.h"
+#include "objects/certificates.h"
 #include "objects/input_objects.h"
 #include "objects/object_output.h"
+#include "objects/register.h"
+#include "objects/revocation.h"
 #include "objects/serial_number.h"
 #include "objects/signer.h"
 #include "verbs/verb.h"
@@ -14,7 +17,6 @@
 #include "sealkit/pem.h"
 
 #include <algorithm>
-#include <unistd.h>
 
 namespace {
 
@@ -26,6 +28,7 @@ struct Options {
     ObjectOutput output;
     std::string authority;
     std::string previous;
+    std::string registerFolder;
     std::vector<std::string> revoked;
     std::vector<std::string> released;
     std::string number;
@@ -33,42 +36,12 @@ struct Options {
     std::optional<std::uint32_t> days;
 };
 
-constexpr unsigned char certificateHold = 6;
-constexpr unsigned char removeFromCrl = 8; ///< For delta CRLs, which are not made here.
-constexpr unsigned char noReason = 255;
-
 /// Takes what stands before the first comma.
 std::string takeField(std::string& text) {
     size_t const comma = std::min(text.find(','), text.size());
     std::string const field = text.substr(0, comma);
     text.erase(0, comma + 1);
     return field;
-}
-
-/// The serial number of WHAT: hexadecimal, or a file with a certificate of the authority.
-std::optional<std::vector<unsigned char>> findSerialNumber(std::string const& what,
-                                                           X509Certificate const& authority, int* status) {
-    *status = exitWrongUsage;
-    bool const isFile = access(what.c_str(), R_OK) == 0;
-    if (auto const number = parseSerialNumber(what)) {
-        if (!isFile)
-            return number;
-        wrongUsage("\"" + what + "\" is a serial number and a file: write 0x" + what + " or ./" + what);
-        return std::nullopt;
-    }
-    if (!isFile) {
-        wrongUsage("\"" + what + "\" is neither a serial number in hexadecimal nor a certificate's file");
-        return std::nullopt;
-    }
-    *status = exitBadInput;
-    auto const certificate = readCertificate(what);
-    if (!certificate)
-        return std::nullopt;
-    if (certificate->issuerBytes() != authority.subjectBytes()) {
-        badInput(what + ": was issued by another authority");
-        return std::nullopt;
-    }
-    return certificate->serialNumber;
 }
 
 /// Entries that say the same number in other octets are the same entry.
@@ -83,17 +56,14 @@ auto findEntry(X509Crl& crl, std::vector<unsigned char> const& serialNumber) {
 int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
     std::string const what = takeField(text), reason = takeField(text), time = text;
     int status = exitDone;
-    auto const serialNumber = findSerialNumber(what, authority, &status);
+    auto const serialNumber = readRevoked(what, authority.subjectBytes(), &status);
     if (!serialNumber)
         return status;
     RevokedCertificate entry{*serialNumber, crl.thisUpdate, noReason};
     if (!reason.empty()) {
-        auto const code = parseCrlReason(reason);
-        if (!code || code == removeFromCrl)
-            return wrongUsage("\"" + reason +
-                              "\" is no reason; there are keyCompromise, caCompromise, affiliationChanged, "
-                              "superseded, cessationOfOperation, certificateHold, privilegeWithdrawn, "
-                              "aaCompromise, unspecified");
+        auto const code = readReason(reason);
+        if (!code)
+            return exitWrongUsage;
         entry.reasonCode = *code;
     }
     if (!time.empty()) {
@@ -118,7 +88,7 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
 /// Removes an entry that is on hold; returns the exit status.
 int release(X509Crl& crl, std::string const& what, X509Certificate const& authority) {
     int status = exitDone;
-    auto const serialNumber = findSerialNumber(what, authority, &status);
+    auto const serialNumber = readRevoked(what, authority.subjectBytes(), &status);
     if (!serialNumber)
         return status;
     auto const entry = findEntry(crl, *serialNumber);
@@ -144,26 +114,26 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
     return exitDone;
 }
 
-/// The number of a list has 20 octets at most (RFC 5280, section 5.2.3), and a sign.
-constexpr unsigned maxNumberBits = 159;
-
-/// The number of a list in decimal or behind 0x hexadecimal.
-std::optional<std::vector<unsigned char>> parseCrlNumber(std::string const& text) {
-    BigNum number;
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        auto const octets = parseSerialNumber(text);
-        if (!octets)
-            return std::nullopt;
-        number = BigNum(asn1::blob(*octets));
-    } else {
-        if (text.empty() || text.size() > 48 || text.find_first_not_of("0123456789") != std::string::npos)
-            return std::nullopt;
-        for (char const digit : text)
-            number = number * bn64(10) + bn64(static_cast<std::uint64_t>(digit - '0'));
+/// Takes the entries and the next number of a register. Complains; returns the exit status.
+int readRegister(X509Crl& crl, std::string const& folder, X509Certificate const& authority) {
+    auto issued = Register::open(folder, Register::Missing::refuse);
+    if (!issued)
+        return exitBadInput;
+    auto const all = issued->readAll();
+    if (!all)
+        return exitBadInput;
+    for (RegisteredCertificate const& entry : *all) {
+        if (entry.certificate->issuerBytes() != authority.subjectBytes())
+            return badInput(folder +
+                            ": holds a certificate of another authority: " + nameFor(*entry.certificate));
+        if (entry.revocation)
+            crl.revoked.push_back(*entry.revocation);
     }
-    if (number.bits() > maxNumberBits)
-        return std::nullopt;
-    return number.bin(number.bits() / 8 + 1);
+    auto const number = issued->takeCrlNumber();
+    if (!number)
+        return exitBadInput;
+    crl.crlNumber = *number;
+    return exitDone;
 }
 
 int makeCrl(Options const& options) {
@@ -185,9 +155,10 @@ int makeCrl(Options const& options) {
             return status;
     }
     BigNum const next = BigNum(asn1::blob(crl.crlNumber)) + bn64(1);
-    crl.crlNumber = next.bin(next.bits() / 8 + 1);
-    if (next.bits() > maxNumberBits)
+    auto const nextNumber = crlNumberOf(next);
+    if (!nextNumber)
         return badInput(options.previous + ": no number comes after its own");
+    crl.crlNumber = *nextNumber;
     if (!options.number.empty()) {
         auto const number = parseCrlNumber(options.number);
         if (!number)
@@ -223,6 +194,9 @@ int makeCrl(Options const& options) {
     OutputFile output;
     if (status = options.output.open(output); status != exitDone)
         return status;
+    if (!options.registerFolder.empty())
+        if (status = readRegister(crl, options.registerFolder, *authority); status != exitDone)
+            return status;
     crl.setIssuer(authority->subjectBytes());
     crl.authorityKeyId = authority->subjectKeyId;
     if (!crl.sign(*signer->key, signer->hash))
@@ -237,17 +211,28 @@ Work newVerb(CommandLine commandLine) {
         .valueName("FILE")
         .required();
     addSignerOptions(commandLine, options->signer, "-k,--key|--ca-key", "the private key of the authority");
-    commandLine.text("--previous", options->previous, "the list that this one continues").valueName("CRL");
+    Parameter const previous =
+        commandLine.text("--previous", options->previous, "the list that this one continues")
+            .valueName("CRL");
+    Parameter const folder =
+        commandLine
+            .text("--register", options->registerFolder,
+                  "the register of what was issued: what is revoked there, and\nthe next number")
+            .valueName("DIR")
+            .excludes(previous);
     commandLine
         .texts("--revoke", options->revoked,
                "revoke a certificate, a file or its serial number in\n"
                "hexadecimal; may be given more than once")
-        .valueName("WHAT[,REASON[,TIME]]");
+        .valueName("WHAT[,REASON[,TIME]]")
+        .excludes(folder);
     commandLine.texts("--release", options->released, "revoke it no longer, where it was on hold alone")
-        .valueName("WHAT");
+        .valueName("WHAT")
+        .excludes(folder);
     commandLine
         .text("--number", options->number, "the number of the list; without it the next one, from 1 on")
-        .valueName("NUMBER");
+        .valueName("NUMBER")
+        .excludes(folder);
     Parameter const days =
         commandLine.number("--days", options->days, "when the next list comes; without it 30");
     commandLine.text("--from", options->from, "when this list is made: ISO 8601 (UTC); without it now")
@@ -257,8 +242,8 @@ Work newVerb(CommandLine commandLine) {
         .excludes(days);
     options->output.declare(commandLine);
     commandLine.footer(
-        "Reasons: keyCompromise, caCompromise, affiliationChanged, superseded, cessationOfOperation,\n"
-        "certificateHold, privilegeWithdrawn, aaCompromise, unspecified.\n\n"
+        std::string(reasonsHelp) +
+        "\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o ca.key\n"
         "  sealkit cert self-sign -k ca.key --subject \"/O=Acme/CN=Acme root\" -o ca.pem\n"

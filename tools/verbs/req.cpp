@@ -1,6 +1,7 @@
 #include "io/exit_status.h"
 #include "objects/names.h"
 #include "objects/object_output.h"
+#include "objects/profile.h"
 #include "objects/signer.h"
 #include "verbs/verb.h"
 
@@ -13,6 +14,7 @@ struct Options {
     ObjectOutput output;
     std::string subject;
     std::vector<std::string> alternativeNames;
+    std::vector<std::string> profiles;
     std::string challengePassword;
 };
 
@@ -33,6 +35,9 @@ int makeRequest(Options const& options) {
     if (request.subject.empty() && request.subject.other.empty() && request.subjectAltNames.empty())
         return wrongUsage("the request would name nobody: give --subject or --san");
     request.challengePassword = options.challengePassword;
+    auto const usages = readProfiles(options.profiles);
+    if (!usages)
+        return exitWrongUsage;
 
     int status = exitDone;
     auto const signer = readSigner(options.signer, &status);
@@ -42,6 +47,8 @@ int makeRequest(Options const& options) {
     if (status = options.output.open(output); status != exitDone)
         return status;
     request.setPublicKey(*signer->key);
+    request.keyUsage = usages->keyUsage | (signer->key->keyType() == KeyType::RSA ? usages->rsaKeyUsage : 0);
+    request.extKeyUsage = usages->extKeyUsage;
     if (!request.sign(*signer->key, signer->hash))
         return badInput("the request cannot be signed: the key is too short for the hash, or its numbers are "
                         "inconsistent");
@@ -55,9 +62,14 @@ Work newVerb(CommandLine commandLine) {
         .valueName("NAME");
     commandLine
         .texts("--san", options->alternativeNames,
-               "an alternative name to ask for, DNS:host, IP:address,\n"
-               "email:mailbox or URI:address; may be given more than once")
+               "an alternative name to ask for: DNS:host, IP:address,\n"
+               "email:mailbox, URI:address, dirName:NAME, RID:OID or\n"
+               "otherName:OID;UTF8:text; may be given more than once")
         .valueName("NAME");
+    commandLine
+        .texts("--profile", options->profiles,
+               std::string("ask for the usages of this profile: ") + profileHelp)
+        .valueName("PROFILE");
     commandLine
         .text("--challenge-password", options->challengePassword,
               "a password for revoking, as some authorities want it; it\nstands in the request for everyone "

@@ -61,17 +61,17 @@ std::optional<Signed> readSigned(Options const& options, PublicKey const& key, i
         auto message = readMessage(options.file);
         return message ? std::optional(Signed{HashID::none, std::move(*message)}) : std::nullopt;
     }
-    HashName const& name = *findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
-    if (key.keyType() == KeyType::RSA && name.id == HashID::MD4) {
+    HashID const hash = options.algorithm.empty() ? getMatchingHash(key) : findHash(options.algorithm)->id;
+    if (key.keyType() == KeyType::RSA && hash == HashID::MD4) {
         *status = wrongUsage("an RSA key makes no signatures of md4");
         return std::nullopt;
     }
-    FileDigest const result = digestFile(options.file, *createHash(name.id));
+    FileDigest const result = digestFile(options.file, *createHash(hash));
     if (result.error != 0) {
         badInput(options.file + ": " + std::strerror(result.error));
         return std::nullopt;
     }
-    return Signed{name.id, SecretBytes(result.digest.begin(), result.digest.end())};
+    return Signed{hash, SecretBytes(result.digest.begin(), result.digest.end())};
 }
 
 /// Complaints that need no file.
@@ -168,7 +168,8 @@ int check(CheckOptions const& options) {
 
 void addOptions(CommandLine& commandLine, Options& options, char const* keyHelp) {
     commandLine.text("-k,--key", options.key, keyHelp).valueName("KEY").required();
-    commandLine.text("-a,--algorithm", options.algorithm, listHashes() + ";\nwithout it sha256")
+    commandLine
+        .text("-a,--algorithm", options.algorithm, listHashes() + ";\nwithout it that of the key's strength")
         .valueName("HASH");
     addPasswordOptions(commandLine, options.password, "of an encrypted key");
     commandLine.text("FILE", options.file, "what is signed; - is standard input").required();

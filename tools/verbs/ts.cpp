@@ -1,3 +1,4 @@
+#include "verbs/ts.h"
 #include "io/clock.h"
 #include "io/exit_status.h"
 #include "io/file_digest.h"
@@ -304,6 +305,7 @@ Work setUpTs(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"request", "ask for a time-stamp of a file", setUpTsRequest},
         {"check", "check the reply", setUpTsCheck},
+        {"reply", "make the reply to a request, as a TSA", setUpTsReply},
     };
     return commandLine.verbs(verbs);
 }

@@ -5,6 +5,7 @@
 #include "io/exit_status.h"
 
 Work setUpAsn1(CommandLine commandLine);
+Work setUpCa(CommandLine commandLine);
 Work setUpCert(CommandLine commandLine);
 Work setUpCheck(CommandLine commandLine);
 Work setUpCipher(CommandLine commandLine);

@@ -1,0 +1,90 @@
+#include "objects/profile.h"
+
+#include "io/exit_status.h"
+
+#include "sealkit/extend.h"
+
+#include <kp/text.h>
+
+#include <algorithm>
+
+namespace {
+
+/// Usages are those of RFC 5280, section 4.2.1.12.
+struct Profile {
+    std::string_view name;
+    unsigned keyUsage;
+    unsigned rsaKeyUsage;
+    unsigned extKeyUsage;
+};
+
+constexpr unsigned signing = KeyUsage::digitalSignature;
+constexpr unsigned encrypting = KeyUsage::keyEncipherment;
+
+constexpr Profile profiles[] = {
+    {"server", signing, encrypting, ExtKeyUsage::tlsServer},
+    {"client", signing, 0, ExtKeyUsage::tlsClient},
+    {"tls", signing, encrypting, ExtKeyUsage::tlsServer | ExtKeyUsage::tlsClient},
+    {"email", signing, encrypting, ExtKeyUsage::emailProtection},
+    {"code-signing", signing, 0, ExtKeyUsage::codeSigning},
+    {"code", signing, 0, ExtKeyUsage::codeSigning},
+    {"time-stamping", signing, 0, ExtKeyUsage::timeStamping},
+    {"ocsp", signing, 0, ExtKeyUsage::ocspSigning},
+    {"ca", KeyUsage::keyCertSign | KeyUsage::crlSign, 0, 0},
+};
+
+constexpr unsigned defaultDays = 365;
+constexpr unsigned defaultCaDays = 3650;
+
+} // namespace
+
+std::optional<Usages> readProfiles(std::vector<std::string> const& names) {
+    Usages usages;
+    for (std::string const& name : names) {
+        auto const profile = std::ranges::find(profiles, str2lower(name), &Profile::name);
+        if (profile == std::end(profiles)) {
+            wrongUsage("\"" + name +
+                       "\" is no profile; there are server, client, tls, email, code-signing, time-stamping, "
+                       "ocsp and ca");
+            return std::nullopt;
+        }
+        usages.keyUsage |= profile->keyUsage;
+        usages.rsaKeyUsage |= profile->rsaKeyUsage;
+        usages.extKeyUsage |= profile->extKeyUsage;
+    }
+    constexpr unsigned issuing = KeyUsage::keyCertSign | KeyUsage::crlSign;
+    usages.isCa = (usages.keyUsage & KeyUsage::keyCertSign) != 0;
+    usages.days = usages.isCa ? defaultCaDays : defaultDays;
+    if (usages.isCa) { // Its key signs certificates and CRLs of every purpose.
+        usages.keyUsage = issuing;
+        usages.rsaKeyUsage = 0;
+        return usages;
+    }
+    usages.isForTimeStamps = (usages.extKeyUsage & ExtKeyUsage::timeStamping) != 0;
+    usages.isForOcsp = (usages.extKeyUsage & ExtKeyUsage::ocspSigning) != 0;
+    if (usages.isForTimeStamps && usages.extKeyUsage != ExtKeyUsage::timeStamping) {
+        wrongUsage("a certificate for time-stamps is for nothing else (RFC 3161, section 2.3)");
+        return std::nullopt;
+    }
+    return usages;
+}
+
+bool setUsages(X509Certificate& certificate, Usages const& usages,
+               std::vector<std::vector<unsigned char>> const& others) {
+    auto const key = certificate.parsePublicKey();
+    if (!key) {
+        badInput("the public key is of no kind that is known");
+        return false;
+    }
+    if (usages.isCa && key->keyType() == KeyType::X25519) {
+        badInput("an X25519 key signs nothing: it cannot be the key of a CA");
+        return false;
+    }
+    certificate.keyUsage = key->keyType() == KeyType::X25519 ? KeyUsage::keyAgreement : usages.keyUsage;
+    if (key->keyType() == KeyType::RSA)
+        certificate.keyUsage |= usages.rsaKeyUsage;
+    setExtendedKeyUsage(certificate, usages.extKeyUsage, others, usages.isForTimeStamps);
+    setOcspNoCheck(certificate, usages.isForOcsp);
+    certificate.basicConstraints = usages.isCa ? 1 : 2;
+    return true;
+}

@@ -1,0 +1,45 @@
+#include "objects/revocation.h"
+
+#include "io/exit_status.h"
+#include "objects/input_objects.h"
+#include "objects/serial_number.h"
+
+#include "sealkit/crl.h"
+
+#include <unistd.h>
+
+std::optional<std::vector<unsigned char>> readRevoked(std::string const& what, asn1::blob issuer,
+                                                      int* status) {
+    *status = exitWrongUsage;
+    bool const isFile = access(what.c_str(), R_OK) == 0;
+    if (auto const number = parseSerialNumber(what)) {
+        if (!isFile)
+            return number;
+        wrongUsage("\"" + what + "\" is a serial number and a file: write 0x" + what + " or ./" + what);
+        return std::nullopt;
+    }
+    if (!isFile) {
+        wrongUsage("\"" + what + "\" is neither a serial number in hexadecimal nor a certificate's file");
+        return std::nullopt;
+    }
+    *status = exitBadInput;
+    auto const certificate = readCertificate(what, FormRules::standard);
+    if (!certificate)
+        return std::nullopt;
+    if (!issuer.empty() && certificate->issuerBytes() != issuer) {
+        badInput(what + ": was issued by another authority");
+        return std::nullopt;
+    }
+    return certificate->serialNumber;
+}
+
+std::optional<unsigned char> readReason(std::string const& name) {
+    constexpr unsigned char removeFromCrl = 8; // For delta CRLs, which are not made here.
+    auto const code = parseCrlReason(name);
+    if (code && code != removeFromCrl)
+        return code;
+    wrongUsage("\"" + name +
+               "\" is no reason; there are keyCompromise, caCompromise, affiliationChanged, superseded, "
+               "cessationOfOperation, certificateHold, privilegeWithdrawn, aaCompromise, unspecified");
+    return std::nullopt;
+}

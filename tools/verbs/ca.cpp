@@ -1,0 +1,291 @@
+#include "io/clock.h"
+#include "io/exit_status.h"
+#include "io/report.h"
+#include "io/terminal.h"
+#include "objects/ca_certificate.h"
+#include "objects/certificates.h"
+#include "objects/description.h"
+#include "objects/input_objects.h"
+#include "objects/register.h"
+#include "objects/revocation.h"
+#include "verbs/verb.h"
+
+#include "sealkit/name_text.h"
+#include "sealkit/pem.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using terminal::printable;
+
+struct ListOptions {
+    std::string folder;
+    std::string expiring;
+    std::string at;
+    bool valid = false;
+    bool revoked = false;
+};
+
+struct RevokeOptions {
+    std::string folder;
+    std::string what;
+    std::string reason;
+    std::string at;
+};
+
+struct AddOptions {
+    std::string folder;
+    std::string authority;
+    std::vector<std::string> files;
+};
+
+char const* stateOf(RegisteredCertificate const& entry, TimePoint now) {
+    if (entry.revocation)
+        return entry.revocation->reasonCode == certificateHold ? "on hold" : "revoked";
+    return entry.certificate->notAfter < now    ? "expired"
+           : entry.certificate->notBefore > now ? "not yet valid"
+                                                : "valid";
+}
+
+/// Which certificates a list has.
+struct Wanted {
+    TimePoint now;
+    std::optional<TimePoint> expiringUntil;
+    bool validOnly = false;
+    bool revokedOnly = false;
+
+    bool has(RegisteredCertificate const& entry) const {
+        X509Certificate const& certificate = *entry.certificate;
+        bool const isOver = entry.revocation || certificate.notAfter < now;
+        return (!revokedOnly || entry.revocation) &&
+               (!validOnly || !(isOver || certificate.notBefore > now)) &&
+               (!expiringUntil || (!isOver && certificate.notAfter <= *expiringUntil));
+    }
+};
+
+nlohmann::ordered_json toJson(RegisteredCertificate const& entry, TimePoint now) {
+    X509Certificate const& certificate = *entry.certificate;
+    nlohmann::ordered_json row = {{"serialNumber", hexOf(certificate.serialNumber)},
+                                  {"state", stateOf(entry, now)},
+                                  {"notBefore", isoTime(certificate.notBefore)},
+                                  {"notAfter", isoTime(certificate.notAfter)},
+                                  {"subject", printable(nameText(certificate.subjectBytes()))}};
+    auto names = nlohmann::ordered_json::array();
+    for (GeneralName const& name : certificate.subjectAltNames)
+        names.push_back(printable(generalNameText(name)));
+    row["names"] = names;
+    if (entry.revocation) {
+        row["revocationDate"] = isoTime(entry.revocation->revocationDate);
+        if (entry.revocation->reasonCode != noReason)
+            row["reason"] = crlReasonName(entry.revocation->reasonCode);
+    }
+    return row;
+}
+
+std::string lineOf(RegisteredCertificate const& entry, TimePoint now) {
+    X509Certificate const& certificate = *entry.certificate;
+    std::string line = hexOf(certificate.serialNumber) + "  " + formatTime(certificate.notAfter) + "  " +
+                       stateOf(entry, now);
+    if (entry.revocation) {
+        line += " " + formatTime(entry.revocation->revocationDate);
+        if (entry.revocation->reasonCode != noReason)
+            line.append(" ").append(crlReasonName(entry.revocation->reasonCode));
+    }
+    return line + "  <" + nameFor(certificate) + ">";
+}
+
+int list(ListOptions const& options) {
+    Wanted wanted;
+    auto const now = options.at.empty() ? currentTime() : parseTime(options.at);
+    if (!now)
+        return wrongUsage("\"" + options.at + "\" is no time");
+    wanted.now = *now;
+    wanted.validOnly = options.valid;
+    wanted.revokedOnly = options.revoked;
+    if (!options.expiring.empty()) {
+        auto const seconds = parseDays(options.expiring);
+        if (!seconds)
+            return wrongUsage("\"" + options.expiring + "\" is no number of days; write 30d");
+        wanted.expiringUntil = TimePoint::fromSeconds(now->seconds + *seconds);
+    }
+    auto const issued = Register::open(options.folder, Register::Missing::refuse);
+    if (!issued)
+        return exitBadInput;
+    auto const all = issued->readAll();
+    if (!all)
+        return exitBadInput;
+    auto rows = nlohmann::ordered_json::array();
+    for (RegisteredCertificate const& entry : *all) {
+        if (!wanted.has(entry))
+            continue;
+        if (report::isJson())
+            rows.push_back(toJson(entry, *now));
+        else
+            terminal::out() << lineOf(entry, *now) << '\n';
+    }
+    if (report::isJson())
+        report::set({{"certificates", std::move(rows)}});
+    return exitDone;
+}
+
+/// The entry of WHAT, a serial number or a file, of which `*status` says why it is missing.
+std::optional<RegisteredCertificate> find(Register const& issued, std::string const& what, int* status) {
+    auto const serialNumber = readRevoked(what, {}, status);
+    if (!serialNumber)
+        return std::nullopt;
+    *status = exitBadInput;
+    return issued.read(*serialNumber);
+}
+
+int revoke(RevokeOptions const& options) {
+    RevokedCertificate revocation{{}, currentTime(), noReason};
+    if (!options.reason.empty()) {
+        auto const reason = readReason(options.reason);
+        if (!reason)
+            return exitWrongUsage;
+        revocation.reasonCode = *reason;
+    }
+    if (!options.at.empty()) {
+        auto const time = parseTime(options.at);
+        if (!time)
+            return wrongUsage("\"" + options.at + "\" is no time");
+        if (!isWritableTime(*time))
+            return exitWrongUsage;
+        revocation.revocationDate = *time;
+    }
+    auto issued = Register::open(options.folder, Register::Missing::refuse);
+    if (!issued)
+        return exitBadInput;
+    int status = exitDone;
+    auto entry = find(*issued, options.what, &status);
+    if (!entry)
+        return status;
+    if (entry->revocation && entry->revocation->reasonCode != certificateHold)
+        return wrongUsage("\"" + options.what + "\" is revoked already");
+    revocation.serialNumber = entry->certificate->serialNumber;
+    entry->revocation = revocation;
+    return issued->update(*entry);
+}
+
+int release(RevokeOptions const& options) {
+    auto issued = Register::open(options.folder, Register::Missing::refuse);
+    if (!issued)
+        return exitBadInput;
+    int status = exitDone;
+    auto entry = find(*issued, options.what, &status);
+    if (!entry)
+        return status;
+    if (!entry->revocation || entry->revocation->reasonCode != certificateHold)
+        return wrongUsage("\"" + options.what + "\" is not on hold: what was revoked otherwise stays so");
+    entry->revocation.reset();
+    return issued->update(*entry);
+}
+
+int add(AddOptions const& options) {
+    auto const authority = readCertificate(options.authority, FormRules::standard);
+    if (!authority)
+        return exitBadInput;
+    auto const key = authority->parsePublicKey();
+    if (!key)
+        return badInput(options.authority + ": its key is of no kind that is known");
+    CertificateChain certificates;
+    for (std::string const& file : options.files) {
+        auto const some = readAllCertificates(file, FormRules::standard);
+        if (!some)
+            return exitBadInput;
+        for (auto const& certificate : *some)
+            if (certificate->issuerBytes() != authority->subjectBytes() || !certificate->verify(*key))
+                return answerNo(file + ": <" + nameFor(*certificate) + "> was not issued by this CA");
+        certificates.insert(certificates.end(), some->begin(), some->end());
+    }
+    auto issued = Register::open(options.folder, Register::Missing::create);
+    if (!issued)
+        return exitBadInput;
+    for (auto const& certificate : certificates)
+        if (int const status = issued->add(*certificate); status != exitDone)
+            return status;
+    return exitDone;
+}
+
+void addFolder(CommandLine& commandLine, std::string& folder) {
+    commandLine.text("--register", folder, "the folder of what was issued").valueName("DIR").required();
+}
+
+/// What the examples begin with: a CA, and a certificate with the serial number 1F in its register.
+constexpr char beginning[] =
+    "Examples:\n"
+    "  sealkit key new p256 -o ca.key\n"
+    "  sealkit cert self-sign -k ca.key --subject \"/O=Acme/CN=Acme root\" -o ca.pem\n"
+    "  sealkit cert issue --ca ca.pem -k ca.key --register issued --profile client --public-key ca.pem \\\n"
+    "    --subject /CN=ada --serial 1F -o ada.pem\n";
+
+std::string exampleOf(std::string const& lines) { return beginning + lines; }
+
+Work listVerb(CommandLine commandLine) {
+    auto options = std::make_shared<ListOptions>();
+    addFolder(commandLine, options->folder);
+    commandLine
+        .text("--expiring", options->expiring,
+              "those alone that are neither revoked nor expired, and end\nwithin so many days: 30d")
+        .valueName("DAYS");
+    Parameter const valid = commandLine.flag("--valid", options->valid, "those alone that are valid");
+    commandLine.flag("--revoked", options->revoked, "those alone that are revoked or on hold")
+        .excludes(valid);
+    commandLine.text("--at", options->at, "as of this time: ISO 8601 (UTC); without it now")
+        .valueName("TIME");
+    commandLine.json();
+    commandLine.footer(
+        "A line has the serial number, when the certificate ends, its state and whom it names. The "
+        "first to end stands first.\n\n" +
+        exampleOf("  sealkit ca list --register issued --expiring 400d"));
+    return [options] { return list(*options); };
+}
+
+Work revokeVerb(CommandLine commandLine) {
+    auto options = std::make_shared<RevokeOptions>();
+    addFolder(commandLine, options->folder);
+    commandLine.text("WHAT", options->what, "the certificate: its serial number in hexadecimal, or its file")
+        .required();
+    commandLine.text("--reason", options->reason, "why it is revoked").valueName("REASON");
+    commandLine.text("--at", options->at, "since when: ISO 8601 (UTC); without it now").valueName("TIME");
+    commandLine.footer("The next \"crl new --register\" has it.\n\n" + std::string(reasonsHelp) + "\n\n" +
+                       exampleOf("  sealkit ca revoke --register issued --reason keyCompromise 1F\n"
+                                 "  sealkit crl new --ca ca.pem -k ca.key --register issued -o first.crl"));
+    return [options] { return revoke(*options); };
+}
+
+Work releaseVerb(CommandLine commandLine) {
+    auto options = std::make_shared<RevokeOptions>();
+    addFolder(commandLine, options->folder);
+    commandLine.text("WHAT", options->what, "the certificate: its serial number in hexadecimal, or its file")
+        .required();
+    commandLine.footer("The next \"crl new --register\" leaves it out.\n\n" +
+                       exampleOf("  sealkit ca revoke --register issued --reason certificateHold 1F\n"
+                                 "  sealkit ca release --register issued 1F"));
+    return [options] { return release(*options); };
+}
+
+Work addVerb(CommandLine commandLine) {
+    auto options = std::make_shared<AddOptions>();
+    addFolder(commandLine, options->folder);
+    commandLine.text("--ca", options->authority, "the certificate of the CA, which issued them")
+        .valueName("FILE")
+        .required();
+    commandLine.texts("FILE", options->files, "certificates that were issued without a register").required();
+    commandLine.footer("That the CA issued each of them is verified.\n\n" +
+                       exampleOf("  sealkit ca add --register issued --ca ca.pem ca.pem"));
+    return [options] { return add(*options); };
+}
+
+} // namespace
+
+Work setUpCa(CommandLine commandLine) {
+    static constexpr Verb verbs[] = {
+        {"list", "list what was issued", listVerb},
+        {"revoke", "revoke a certificate of the register", revokeVerb},
+        {"release", "revoke it no longer, where it was on hold alone", releaseVerb},
+        {"add", "take certificates into the register", addVerb},
+    };
+    return commandLine.verbs(verbs);
+}
