@@ -107,6 +107,7 @@ enum class RefusalId : unsigned {
     severalSubtrees,
     unsupportedCriticalConstraint,
     uniqueIdentifiers,
+    limitedTrust,
 
     // Messages.
     messageVersion,

@@ -20,6 +20,7 @@
 #include "sealkit/crl.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/name.h"
+#include "sealkit/plain_form.h"
 #include "sealkit/refusal.h"
 #include "sealkit/x509.h"
 
@@ -63,19 +64,20 @@ struct LoadRefusal {
     Refusal refusal;  ///< Its `block` is the number of the PEM block that is refused.
 };
 
-/// Every certificate of a PEM text, or one in DER, in the text's order. Appends to `*refusals`, unless that is null, why
-/// a block is left out, or why the text gives nothing: it is empty, of an unknown form or holds other objects. Blocks
-/// with other labels are ignored. Writes nothing to any stream. Here and below, `forms` tells for which rules of
-/// validation objects are read.
+/// Every certificate of a text, in the text's order, in any form that objects.h takes. Appends to `*refusals`, unless that
+/// is null, why a block is left out, or why the text gives nothing: it is empty, of an unknown form or holds other objects.
+/// Other objects are ignored. Writes nothing to any stream. Here and below, `forms` tells for which rules of validation
+/// objects are read.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
 readCertificates(std::string_view text, std::vector<Refusal>* refusals,
                  FormRules forms = FormRules::platform);
-/// The same, or the certificates that a signed message carries (PKCS#7, CMS), in PEM or DER, whether anybody signed it or
-/// not. Of a PEM text with certificates the messages are ignored, and of several messages the first is read.
+/// The same, or the certificates that signed messages carry (PKCS#7, CMS), whether anybody signed them or not. Of a text
+/// with certificates the messages are ignored. Trust settings (objects.h) do not count: a note tells of them. Appends to
+/// `*notes`, unless that is null.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
 readCertificateBundle(std::string_view text, std::vector<Refusal>* refusals,
-                      FormRules forms = FormRules::platform);
-/// `readCertificates` for CRLs.
+                      FormRules forms = FormRules::platform, std::vector<InputNote>* notes = nullptr);
+/// `readCertificateBundle` for CRLs.
 SEALKIT_API std::vector<std::shared_ptr<X509Crl>>
 readCrls(std::string_view text, std::vector<Refusal>* refusals, FormRules forms = FormRules::platform);
 
@@ -120,7 +122,8 @@ public:
     bool loadFromDir(std::string_view dir, bool withCrls, std::vector<LoadedFile>* files);
 
     /// Appends what `readCertificateBundle` and `readCrls` give, but for copies of what the store holds. The number of objects
-    /// that were read, copies included.
+    /// that were read, copies included. A certificate whose trust settings limit it (objects.h) is refused, as the store
+    /// would trust it for everything.
     size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                             FormRules forms = FormRules::platform);
     size_t loadCrls(std::string_view text, std::vector<Refusal>* refusals,

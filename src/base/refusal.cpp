@@ -102,6 +102,8 @@ constexpr std::array rows = {
         "A critical constraint is of a kind that is not supported."},
     Row{RefusalId::uniqueIdentifiers, "unique-identifiers",
         "The certificate has unique identifiers, which are not supported."},
+    Row{RefusalId::limitedTrust, "limited-trust",
+        "OpenSSL's trust settings limit the certificate, and here it would be trusted for everything."},
 
     Row{RefusalId::messageVersion, "message-version",
         "The message, or a part of it, is of an unsupported version."},

@@ -13,7 +13,15 @@ namespace {
 
 namespace tag = detail::tag;
 
-bool isUtf16(std::string_view text) {
+bool isText(std::string_view text) {
+    return std::ranges::all_of(text, [](unsigned char c) {
+        return c >= ' ' ? c != 0x7F : c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
+    });
+}
+
+} // namespace
+
+bool detail::isUtf16(std::string_view text) {
     if (text.size() < 4)
         return false;
     if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
@@ -24,19 +32,11 @@ bool isUtf16(std::string_view text) {
            (isPlain(text[0]) && text[1] == '\0' && isPlain(text[2]) && text[3] == '\0');
 }
 
-bool isText(std::string_view text) {
-    return std::ranges::all_of(text, [](unsigned char c) {
-        return c >= ' ' ? c != 0x7F : c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v';
-    });
-}
-
-} // namespace
-
 InputKind findInputKind(asn1::blob bytes) {
     std::string_view const text = detail::viewOf(bytes);
     if (text.empty())
         return InputKind::empty;
-    if (isUtf16(text))
+    if (detail::isUtf16(text))
         return InputKind::utf16;
     // First, as text within an object may look like PEM.
     if (InputKind const kind = detail::findDerKind(bytes); kind != InputKind::otherDer)

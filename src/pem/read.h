@@ -18,6 +18,9 @@ inline std::string_view withoutByteOrderMark(std::string_view text) {
     return text;
 }
 
+/// Whether it looks like text in UTF-16.
+bool isUtf16(std::string_view text);
+
 /// Takes the first line off, without its end.
 inline std::string_view takeLine(std::string_view& text) {
     size_t const end = std::min(text.find('\n'), text.size());

@@ -1,16 +1,16 @@
 // Certificates and CRLs of texts, files and folders, of which one that is malformed never loses the rest.
-#include "sealkit/message.h"
 #include "sealkit/pem.h"
-#include "sealkit/pkcs7.h"
 #include "sealkit/store.h"
 
 #include "base/file.h"
 #include "base/reading.h"
-#include "pem/read.h"
+#include "base/view.h"
+#include "pkcs/objects.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -19,15 +19,24 @@ namespace {
 template <typename T>
 using Objects = std::vector<std::shared_ptr<T>>;
 
-constexpr std::string_view labelOf(X509Certificate const*) { return "CERTIFICATE"; }
-constexpr std::string_view labelOf(X509Crl const*) { return "X509 CRL"; }
+constexpr InputKind kindFor(X509Certificate const*) { return InputKind::certificate; }
+constexpr InputKind kindFor(X509Crl const*) { return InputKind::crl; }
 
-std::unique_ptr<X509Certificate> readFirst(std::string_view text, Refusal* refusal, FormRules forms,
-                                           X509Certificate const*) {
-    return readCertFromStr(text, refusal, forms);
+std::shared_ptr<X509Certificate> const& partOf(InputObject const& object, X509Certificate const*) {
+    return object.certificate;
 }
-std::unique_ptr<X509Crl> readFirst(std::string_view text, Refusal* refusal, FormRules forms, X509Crl const*) {
-    return readCrl(text, refusal, forms);
+std::shared_ptr<X509Crl> const& partOf(InputObject const& object, X509Crl const*) { return object.crl; }
+
+Objects<X509Certificate> const& carriedBy(PKCS7SignedData const& message, X509Certificate const*) {
+    return message.certificates;
+}
+Objects<X509Crl> const& carriedBy(PKCS7SignedData const& message, X509Crl const*) { return message.crls; }
+
+bool refuseFirst(std::string_view text, Refusal* refusal, FormRules forms, X509Certificate const*) {
+    return readCertFromStr(text, refusal, forms) == nullptr;
+}
+bool refuseFirst(std::string_view text, Refusal* refusal, FormRules forms, X509Crl const*) {
+    return readCrl(text, refusal, forms) == nullptr;
 }
 
 void add(std::vector<Refusal>* refusals, Refusal refusal) {
@@ -35,45 +44,109 @@ void add(std::vector<Refusal>* refusals, Refusal refusal) {
         refusals->push_back(std::move(refusal));
 }
 
-/// Every block of a PEM text with the label of `T`, or one object in DER.
+/// What a reader of all objects of a kind takes beside them.
+struct BundleOptions {
+    FormRules forms;
+    bool fromMessages = false; ///< Those of signed messages, if there are no others.
+    bool asAnchors = false;    ///< Refuses certificates whose trust settings limit them.
+};
+
+/// Collects the objects of one kind.
 template <typename T>
-Objects<T> readAll(std::string_view text, FormRules forms, std::vector<Refusal>* refusals) {
-    text = detail::withoutByteOrderMark(text);
-    constexpr T const* kind = nullptr;
-    Objects<T> objects;
-    PemReader reader(text);
-    PemBlock block;
-    bool isFound = false;
-    while (reader.next(&block)) {
-        if (block.label != labelOf(kind))
-            continue;
-        isFound = true;
-        Refusal refusal;
-        if (auto object = readFirst(block.whole, &refusal, forms, kind)) {
-            objects.push_back(std::move(object));
-            continue;
+class Bundle {
+public:
+    Bundle(BundleOptions const& how, std::vector<Refusal>* refused) : options(how), refusals(refused) {}
+
+    Objects<T> read(std::string_view text, std::vector<InputNote>* notes) {
+        std::vector<InputNote> unheard;
+        std::vector<InputNote>& found = notes != nullptr ? *notes : unheard;
+        detail::PlainFile const plain(text, &found);
+        detail::walkObjects(plain, {.forms = options.forms}, found, [this](InputObject&& object) {
+            take(std::move(object));
+            return true;
+        });
+        if (!isFound && hasMessage) {
+            objects = std::move(carried);
+            if (refusals != nullptr)
+                std::ranges::move(carriedRefusals, std::back_inserter(*refusals));
+        } else if (!isFound) {
+            refuseAll(text, asn1::blob(plain));
         }
-        // It counts blocks and lines in what it was given.
-        refusal.block = block.number;
-        if (refusal.line != 0)
-            refusal.line += block.line - 1;
-        add(refusals, std::move(refusal));
+        return std::move(objects);
     }
-    Refusal refusal;
-    if (isFound) {
-        if (!reader.finish(&refusal))
+
+private:
+    static constexpr T const* type = nullptr;
+    static constexpr InputKind wanted = kindFor(type);
+
+    void take(InputObject&& object) {
+        bool const isPromised = detail::kindOfLabel(object.label) == wanted;
+        if (auto const& part = partOf(object, type); part != nullptr) {
+            isFound = true;
+            if (options.asAnchors && object.trust && object.trust->isLimited())
+                refuseLimited(object);
+            else
+                objects.push_back(part);
+        } else if (object.message != nullptr || object.kind == InputKind::message) {
+            takeMessage(std::move(object));
+        } else if (object.refusal && (object.kind == wanted || (object.kind == InputKind::pem && isFound))) {
+            isFound = true;
+            add(refusals, std::move(object.refusal));
+        } else if (isPromised) {
+            isFound = true;
+            refuseKind(object);
+        }
+    }
+
+    void takeMessage(InputObject&& object) {
+        if (!options.fromMessages)
+            return;
+        hasMessage = hasMessage || object.message != nullptr || object.refusal;
+        if (object.message != nullptr)
+            std::ranges::copy(carriedBy(*object.message, type), std::back_inserter(carried));
+        else if (object.refusal)
+            carriedRefusals.push_back(std::move(object.refusal));
+    }
+
+    static Refusal refusalOf(InputObject const& object, RefusalId id, std::vector<Fact> facts) {
+        Refusal refusal;
+        refusal.id = id;
+        refusal.block = object.block;
+        refusal.facts = std::move(facts);
+        return refusal;
+    }
+
+    void refuseLimited(InputObject const& object) {
+        add(refusals, refusalOf(object, RefusalId::limitedTrust, {{"settings", object.trust->str()}}));
+    }
+
+    /// A block that does not hold what its label promises.
+    void refuseKind(InputObject const& object) {
+        add(refusals,
+            refusalOf(object, RefusalId::otherKind,
+                      {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(object.kind)}}));
+    }
+
+    /// Says of a text without a wanted object why, as the loader of one does.
+    void refuseAll(std::string_view text, asn1::blob plain) {
+        Refusal refusal;
+        bool const isText = findInputKind(plain) == InputKind::text;
+        if (refuseFirst(isText ? text : detail::viewOf(plain), &refusal, options.forms, type))
             add(refusals, std::move(refusal));
-    } else if (auto object = readFirst(text, &refusal, forms, kind)) {
-        objects.push_back(std::move(object));
-    } else {
-        add(refusals, std::move(refusal));
     }
-    return objects;
-}
+
+    BundleOptions options;
+    std::vector<Refusal>* refusals;
+    Objects<T> objects;
+    Objects<T> carried; ///< By messages.
+    std::vector<Refusal> carriedRefusals;
+    bool isFound = false; ///< An object of the kind, refused or not, outside messages.
+    bool hasMessage = false;
+};
 
 Objects<X509Certificate> readEvery(std::string_view text, FormRules forms, std::vector<Refusal>* refusals,
                                    X509Certificate const*) {
-    return readCertificateBundle(text, refusals, forms);
+    return Bundle<X509Certificate>({forms, true, true}, refusals).read(text, nullptr);
 }
 Objects<X509Crl> readEvery(std::string_view text, FormRules forms, std::vector<Refusal>* refusals,
                            X509Crl const*) {
@@ -171,38 +244,25 @@ size_t loadFrom(std::string const& path, FormRules forms, Objects<T>& objects,
 
 std::vector<std::shared_ptr<X509Certificate>>
 readCertificates(std::string_view text, std::vector<Refusal>* refusals, FormRules forms) {
-    return readAll<X509Certificate>(text, forms, refusals);
+    return Bundle<X509Certificate>({.forms = forms}, refusals).read(text, nullptr);
 }
 
-std::vector<std::shared_ptr<X509Certificate>>
-readCertificateBundle(std::string_view text, std::vector<Refusal>* refusals, FormRules forms) {
-    asn1::blob der(text);
-    std::vector<unsigned char> decoded;
-    PemReader reader(text);
-    for (PemBlock block; decoded.empty() && reader.next(&block);) {
-        if (block.label == labelOf(static_cast<X509Certificate const*>(nullptr)))
-            break;
-        if (isMessageLabel(block.label) && pemDecode(block.body, &decoded, nullptr))
-            der = decoded;
-    }
-    if (getMessageKind(der) != MessageKind::signedData)
-        return readCertificates(text, refusals, forms);
-    PKCS7SignedData message;
-    Refusal refusal;
-    if (message.parse(der, &refusal, forms))
-        return message.certificates;
-    add(refusals, std::move(refusal));
-    return {};
+std::vector<std::shared_ptr<X509Certificate>> readCertificateBundle(std::string_view text,
+                                                                    std::vector<Refusal>* refusals,
+                                                                    FormRules forms,
+                                                                    std::vector<InputNote>* notes) {
+    return Bundle<X509Certificate>({.forms = forms, .fromMessages = true}, refusals).read(text, notes);
 }
 
 std::vector<std::shared_ptr<X509Crl>> readCrls(std::string_view text, std::vector<Refusal>* refusals,
                                                FormRules forms) {
-    return readAll<X509Crl>(text, forms, refusals);
+    return Bundle<X509Crl>({.forms = forms, .fromMessages = true}, refusals).read(text, nullptr);
 }
 
 size_t CertificateMemoryStore::loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                                                 FormRules forms) {
-    return Distinct(certs).add(readCertificateBundle(text, refusals, forms));
+    return Distinct(certs).add(
+        readEvery(text, forms, refusals, static_cast<X509Certificate const*>(nullptr)));
 }
 
 size_t CertificateMemoryStore::loadCrls(std::string_view text, std::vector<Refusal>* refusals,

@@ -1,0 +1,277 @@
+#include "sealkit/plain_form.h"
+
+#include "asn1/header.h"
+#include "asn1/input_kind.h"
+#include "asn1/tags.h"
+#include "base/view.h"
+#include "kp/base64.h"
+#include "pem/read.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+namespace tag = detail::tag;
+
+using Notes = std::vector<InputNote>;
+using Row = ReasonText<InputNoteId>;
+
+constexpr std::array rows = {
+    Row{InputNoteId::utf16, "utf16", "The text is in UTF-16."},
+    Row{InputNoteId::byteOrderMark, "byte-order-mark", "A byte-order mark stands within the text."},
+    Row{InputNoteId::carriageReturns, "carriage-returns", "Lines end with a carriage return alone."},
+    Row{InputNoteId::indented, "indented", "PEM stands behind blanks."},
+    Row{InputNoteId::blockHeaders, "block-headers", "Header lines in a block are ignored."},
+    Row{InputNoteId::bareBase64, "bare-base64", "The text is base64 without the frame of PEM."},
+    Row{InputNoteId::ber, "ber", "The object is in BER and not in DER."},
+    Row{InputNoteId::otherLabel, "other-label", "The label names another kind of object."},
+    Row{InputNoteId::trustSettings, "trust-settings",
+        "OpenSSL's trust settings beside the certificate are ignored."},
+};
+static_assert(rows.size() == static_cast<size_t>(InputNoteId::trustSettings) + 1);
+
+constexpr std::string_view beginMark = "-----BEGIN ", endMark = "-----END ", byteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view blanks = " \t\v\f";
+
+/// Notes each id once for the whole file.
+void noteOnce(Notes& notes, InputNoteId id) {
+    if (std::ranges::find(notes, id, &InputNote::id) == notes.end())
+        notes.push_back({id, 0});
+}
+
+asn1::blob blobOf(WipedBytes const& bytes) { return {bytes.data(), bytes.size()}; }
+
+void append(WipedBytes& to, std::string_view text) { to.insert(to.end(), text.begin(), text.end()); }
+
+/// Appends a code point in UTF-8 (RFC 3629, section 3).
+void appendUtf8(WipedBytes& to, unsigned point) {
+    auto const tail = [&](unsigned shift) {
+        to.push_back(static_cast<unsigned char>(0x80 | (point >> shift & 0x3F)));
+    };
+    if (point < 0x80) {
+        to.push_back(static_cast<unsigned char>(point));
+    } else if (point < 0x800) {
+        to.push_back(static_cast<unsigned char>(0xC0 | point >> 6));
+        tail(0);
+    } else if (point < 0x10000) {
+        to.push_back(static_cast<unsigned char>(0xE0 | point >> 12));
+        tail(6);
+        tail(0);
+    } else {
+        to.push_back(static_cast<unsigned char>(0xF0 | point >> 18));
+        tail(12);
+        tail(6);
+        tail(0);
+    }
+}
+
+/// UTF-16 as UTF-8 (RFC 2781, section 2.2). An unpaired surrogate becomes U+FFFD, and the half of a unit at the end is
+/// ignored: text around PEM decides nothing.
+WipedBytes fromUtf16(asn1::blob bytes) {
+    constexpr unsigned mark = 0xFEFF, replacement = 0xFFFD;
+    bool const isLittle = bytes[0] == 0xFF || (bytes[0] != 0xFE && bytes[1] == 0);
+    auto const unitAt = [&](size_t at) -> unsigned {
+        unsigned const first = bytes[at], second = bytes[at + 1];
+        return isLittle ? second << 8 | first : first << 8 | second;
+    };
+    WipedBytes text;
+    text.reserve(bytes.size() / 2 * 3);
+    for (size_t at = unitAt(0) == mark ? 2 : 0; at + 1 < bytes.size(); at += 2) {
+        unsigned point = unitAt(at);
+        unsigned const next = at + 3 < bytes.size() ? unitAt(at + 2) : 0;
+        if (point >= 0xD800 && point < 0xDC00 && next >= 0xDC00 && next < 0xE000) {
+            point = 0x10000 + ((point - 0xD800) << 10) + (next - 0xDC00);
+            at += 2;
+        } else if (point >= 0xD800 && point < 0xE000) {
+            point = replacement;
+        }
+        appendUtf8(text, point);
+    }
+    return text;
+}
+
+/// Takes the first line off, which ends with LF, CR LF or CR. `*end` is its end: CR where that stands alone.
+std::string_view takeAnyLine(std::string_view& text, std::string_view* end) {
+    size_t const size = std::min(text.find_first_of("\r\n"), text.size());
+    std::string_view const line = text.substr(0, size);
+    *end = text.substr(size, text.substr(size, 2) == "\r\n" ? 2 : 1);
+    text.remove_prefix(size + end->size());
+    return line;
+}
+
+std::string_view withoutIndent(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+    return line;
+}
+
+/// Writes a text with PEM line by line.
+class PemRewriter {
+public:
+    PemRewriter(std::string_view all, Notes& found) : text(all), notes(found) { plain.reserve(all.size()); }
+
+    WipedBytes run() {
+        while (!text.empty()) {
+            std::string_view end;
+            std::string_view const line = takeAnyLine(text, &end);
+            write(line);
+            if (end == "\r") {
+                noteOnce(notes, InputNoteId::carriageReturns);
+                end = "\n";
+            }
+            append(plain, end);
+        }
+        return std::move(plain);
+    }
+
+private:
+    enum class State { outside, inHeaders, inBody };
+
+    void write(std::string_view line) {
+        std::string_view inner = withoutIndent(line);
+        bool const hasMark = inner.starts_with(byteOrderMark);
+        if (hasMark)
+            inner = withoutIndent(inner.substr(byteOrderMark.size()));
+        bool const isFrame = inner.starts_with(beginMark) || inner.starts_with(endMark);
+        if (state == State::outside && !inner.starts_with(beginMark)) {
+            append(plain, line);
+            return;
+        }
+        if (hasMark)
+            noteOnce(notes, InputNoteId::byteOrderMark);
+        size_t const indent = line.size() - inner.size();
+        if (isFrame) {
+            if (indent > 0 && !hasMark)
+                noteOnce(notes, InputNoteId::indented);
+            state = inner.starts_with(beginMark) ? State::inHeaders : State::outside;
+            blockIndent = indent;
+            isEncrypted = wasHeader = false;
+        } else if (state == State::inHeaders && isHeader(inner, indent)) {
+            if (!isEncrypted) {
+                noteOnce(notes, InputNoteId::blockHeaders);
+                return;
+            }
+            if (indent > blockIndent) // It continues the line before.
+                plain.push_back(' ');
+        }
+        append(plain, inner);
+    }
+
+    /// Whether a line has a colon or continues one behind a blank (RFC 1421, section 4.6; RFC 822, section 3.1.1). Ends the
+    /// headers if not.
+    bool isHeader(std::string_view inner, size_t indent) {
+        bool const continues = wasHeader && indent > blockIndent && !inner.empty();
+        bool const isFirst = !wasHeader;
+        wasHeader = continues || inner.find(':') != std::string_view::npos;
+        if (wasHeader && isFirst)
+            isEncrypted =
+                inner.starts_with("Proc-Type:") && inner.find("ENCRYPTED") != std::string_view::npos;
+        if (!wasHeader && !inner.empty())
+            state = State::inBody;
+        return wasHeader;
+    }
+
+    std::string_view text;
+    Notes& notes;
+    WipedBytes plain;
+    State state = State::outside;
+    size_t blockIndent = 0;
+    bool isEncrypted = false;
+    bool wasHeader = false;
+};
+
+/// Whether a text with PEM has the form of the loaders already, as far as that shows in its frames: nearly every file does.
+bool isPlainPem(std::string_view text) {
+    for (size_t at = text.find('\r'); at != std::string_view::npos; at = text.find('\r', at + 2))
+        if (text.substr(at, 2) != "\r\n")
+            return false;
+    for (size_t at = text.find(beginMark); at != std::string_view::npos; at = text.find(beginMark, at + 1)) {
+        if (at != 0 && text[at - 1] != '\n')
+            return false;
+        size_t const body = std::min(text.find('\n', at), text.size() - 1) + 1;
+        std::string_view const first = text.substr(body, text.find('\n', body) - body);
+        if (first.empty() || first == "\r" || first.find(':') != std::string_view::npos)
+            return false;
+    }
+    return true;
+}
+
+/// Whether the bytes are one element that a SEQUENCE tag begins, in DER or BER, and nothing else.
+bool isOneElement(asn1::blob bytes) {
+    constexpr unsigned char indefinite = 0x80;
+    if (bytes.size() < 2 || bytes[0] != tag::sequence)
+        return false;
+    asn1::blob rest = bytes;
+    unsigned elementTag = 0;
+    size_t length = 0;
+    return bytes[1] == indefinite ||
+           (detail::takeHeader(rest, &elementTag, &length) == detail::HeaderError::none &&
+            length == rest.size());
+}
+
+/// The element that a text is the base64 of; empty for any other text.
+WipedBytes decodeBare(std::string_view text) {
+    constexpr std::string_view spaces = " \t\r\n\v\f";
+    constexpr char ofSequence = 'M'; // The first six bits of its tag.
+    size_t const start = text.find_first_not_of(spaces);
+    if (start == std::string_view::npos || text[start] != ofSequence)
+        return {};
+    std::vector<char, detail::WipingAllocator<char>> joined;
+    joined.reserve(text.size() - start + 3);
+    for (char const c : text.substr(start))
+        if (spaces.find(c) == std::string_view::npos)
+            joined.push_back(c);
+    while (joined.size() % 4 != 0) // Some tools leave the padding out.
+        joined.push_back('=');
+    WipedBytes bytes(joined.size() / 4 * 3);
+    size_t const size = kp::base64Decode({joined.data(), joined.size()}, bytes);
+    if (size == kp::base64Failure)
+        return {};
+    bytes.resize(size);
+    if (!isOneElement(blobOf(bytes)))
+        bytes.clear();
+    return bytes;
+}
+
+} // namespace
+
+std::string InputNote::str() const {
+    return (block == 0 ? "" : "block " + std::to_string(block) + ": ") + getReasonText(id).sentence;
+}
+
+std::span<Row const> inputNotes() { return rows; }
+
+Row const& getReasonText(InputNoteId id) { return rows[static_cast<size_t>(id)]; }
+
+bool makePlain(asn1::blob file, WipedBytes* plain, std::vector<InputNote>* notes) {
+    Notes unheard;
+    Notes& found = notes != nullptr ? *notes : unheard;
+    if (file.empty() || isOneElement(file) || detail::findDerKind(file) != InputKind::otherDer)
+        return false;
+    WipedBytes converted;
+    std::string_view text = detail::viewOf(file);
+    bool const isUtf16 = detail::isUtf16(text);
+    if (isUtf16) {
+        noteOnce(found, InputNoteId::utf16);
+        converted = fromUtf16(file);
+        text = detail::viewOf(blobOf(converted));
+    }
+    text = detail::withoutByteOrderMark(text);
+    if (text.find(beginMark) != std::string_view::npos) {
+        if (!isUtf16 && isPlainPem(text) && text.size() == file.size())
+            return false;
+        WipedBytes rewritten = PemRewriter(text, found).run();
+        if (detail::viewOf(blobOf(rewritten)) == detail::viewOf(file))
+            return false;
+        *plain = std::move(rewritten);
+        return true;
+    }
+    if (WipedBytes decoded = decodeBare(text); !decoded.empty()) {
+        noteOnce(found, InputNoteId::bareBase64);
+        *plain = std::move(decoded);
+        return true;
+    }
+    if (isUtf16)
+        *plain = std::move(converted);
+    return isUtf16;
+}
