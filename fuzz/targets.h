@@ -20,6 +20,7 @@ void message(asn1::blob input);
 #ifndef SEALKIT_WITHOUT_MLKEM
 void mlkem_key(asn1::blob input);
 #endif
+void objects(asn1::blob input);
 void password(asn1::blob input);
 void path(asn1::blob input);
 void pkcs12(asn1::blob input);
@@ -46,6 +47,7 @@ inline constexpr Target targets[] = {
 #ifndef SEALKIT_WITHOUT_MLKEM
     {"mlkem_key", mlkem_key},
 #endif
+    {"objects", objects},
     {"password", password},
     {"path", path},
     {"pkcs12", pkcs12},

@@ -30,6 +30,7 @@ Verb const verbs[] = {
     {"crl", "make certificate revocation lists", setUpCrl},
     {"cms", "sign, check, encrypt and decrypt messages (PKCS#7, CMS)", setUpCms},
     {"ts", "ask for time-stamps, make and check them", setUpTs},
+    {"convert", "bring objects into another form: PEM, DER, PKCS#7, PKCS#12 ...", setUpConvert},
     {"p12", "put keys and certificates into PKCS#12 files, and take them out", setUpP12},
     {"completion", "make a shell complete verbs and options", setUpCompletion},
     {"random", "write random bytes", setUpRandom},

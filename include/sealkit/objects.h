@@ -39,7 +39,7 @@ struct SEALKIT_API TrustSettings {
 
     /// Whether they trust the certificate for less than every purpose.
     bool isLimited() const;
-    /// "trusted for serverAuth, clientAuth; rejected for emailProtection". Empty if there is neither.
+    /// "trusted for tls-server, tls-client; rejected for email-protection". Empty if there is neither.
     std::string str() const;
 };
 

@@ -66,6 +66,8 @@ public:
             return true;
         });
         if (!isFound && hasMessage) {
+            if (carried.empty() && carriedRefusals.empty())
+                refuseKind(0, InputKind::message);
             objects = std::move(carried);
             if (refusals != nullptr)
                 std::ranges::move(carriedRefusals, std::back_inserter(*refusals));
@@ -84,7 +86,7 @@ private:
         if (auto const& part = partOf(object, type); part != nullptr) {
             isFound = true;
             if (options.asAnchors && object.trust && object.trust->isLimited())
-                refuseLimited(object);
+                refuseAs(RefusalId::limitedTrust, object.block, {{"settings", object.trust->str()}});
             else
                 objects.push_back(part);
         } else if (object.message != nullptr || object.kind == InputKind::message) {
@@ -94,7 +96,7 @@ private:
             add(refusals, std::move(object.refusal));
         } else if (isPromised) {
             isFound = true;
-            refuseKind(object);
+            refuseKind(object.block, object.kind);
         }
     }
 
@@ -108,23 +110,18 @@ private:
             carriedRefusals.push_back(std::move(object.refusal));
     }
 
-    static Refusal refusalOf(InputObject const& object, RefusalId id, std::vector<Fact> facts) {
+    void refuseAs(RefusalId id, size_t block, std::vector<Fact> facts) {
         Refusal refusal;
         refusal.id = id;
-        refusal.block = object.block;
+        refusal.block = block;
         refusal.facts = std::move(facts);
-        return refusal;
+        add(refusals, std::move(refusal));
     }
 
-    void refuseLimited(InputObject const& object) {
-        add(refusals, refusalOf(object, RefusalId::limitedTrust, {{"settings", object.trust->str()}}));
-    }
-
-    /// A block that does not hold what its label promises.
-    void refuseKind(InputObject const& object) {
-        add(refusals,
-            refusalOf(object, RefusalId::otherKind,
-                      {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(object.kind)}}));
+    /// What holds something else than its label promises or than is wanted.
+    void refuseKind(size_t block, InputKind found) {
+        refuseAs(RefusalId::otherKind, block,
+                 {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(found)}});
     }
 
     /// Says of a text without a wanted object why, as the loader of one does.

@@ -65,7 +65,8 @@ class RefusalTest(ProgramTest):
         self.show(b"", "empty")
 
     def test_utf16(self):
-        self.show(self.pem.decode().encode("utf-16"), "UTF-16", "UTF-8")
+        self.assertEqual(self.expect(0, "show", "-", stdin=self.pem.decode().encode("utf-16")).out, self.expect(0, "show", "rsa.pem").out)
+        self.show("hello".encode("utf-16"), "text without a PEM block")
 
     def test_pem_without_its_end(self):
         self.show(self.pem.partition(b"-----END")[0], "line 1", "no END line")

@@ -3,6 +3,8 @@
 #include "io/exit_status.h"
 #include "io/input_stream.h"
 
+#include "sealkit/plain_form.h"
+
 #include <cstring>
 
 namespace {
@@ -42,9 +44,14 @@ std::optional<Contents> readWhole(std::string const& path) {
 }
 
 template <typename Contents>
-std::optional<Contents> withoutByteOrderMark(std::optional<Contents> contents) {
+std::optional<Contents> inPlainForm(std::optional<Contents> contents) {
     static constexpr unsigned char mark[] = {0xEF, 0xBB, 0xBF};
-    if (contents && contents->size() >= sizeof mark && std::memcmp(contents->data(), mark, sizeof mark) == 0)
+    if (!contents)
+        return contents;
+    auto const bytes = reinterpret_cast<unsigned char const*>(contents->data());
+    if (WipedBytes plain; makePlain({bytes, contents->size()}, &plain, nullptr))
+        contents->assign(plain.begin(), plain.end());
+    else if (contents->size() >= sizeof mark && std::memcmp(bytes, mark, sizeof mark) == 0)
         contents->erase(contents->begin(), contents->begin() + sizeof mark);
     return contents;
 }
@@ -52,15 +59,15 @@ std::optional<Contents> withoutByteOrderMark(std::optional<Contents> contents) {
 } // namespace
 
 std::optional<std::string> readInput(std::string const& path) {
-    return withoutByteOrderMark(readWhole<std::string>(path));
+    return inPlainForm(readWhole<std::string>(path));
 }
 
 std::optional<std::string> readInput(std::string const& path, Complaint* complaint) {
-    return withoutByteOrderMark(readWhole<std::string>(path, complaint));
+    return inPlainForm(readWhole<std::string>(path, complaint));
 }
 
 std::optional<SecretBytes> readSecretInput(std::string const& path) {
-    return withoutByteOrderMark(readWhole<SecretBytes>(path));
+    return inPlainForm(readWhole<SecretBytes>(path));
 }
 
 std::optional<SecretBytes> readMessage(std::string const& path) { return readWhole<SecretBytes>(path); }

@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-/// The contents of a file with an object, pipe or, for "-", standard input. A UTF-8 byte-order mark at its
-/// start is left out: some editors write one ahead of PEM. Complains and gives nothing when it cannot be
+/// The contents of a file with an object, pipe or, for "-", standard input, in the form that the loaders take
+/// (`makePlain`), without a UTF-8 byte-order mark at its start. Complains and gives nothing when it cannot be
 /// read or is larger than `inputLimit`.
 std::optional<std::string> readInput(std::string const& path);
 /// The same, but the complaint goes to `*complaint`.

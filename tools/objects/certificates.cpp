@@ -9,6 +9,15 @@
 #include <filesystem>
 #include <map>
 
+namespace {
+
+/// What can be done about a refusal; empty where nothing is known.
+char const* adviceOn(Refusal const& refusal) {
+    return refusal.id == RefusalId::limitedTrust ? " \"sealkit convert\" writes the certificate without them." : "";
+}
+
+} // namespace
+
 bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store,
                  Complaint* complaint) {
     size_t found = 0;
@@ -30,7 +39,8 @@ bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStor
     else if (refused.empty())
         *complaint = path + ": no certificate in it";
     else
-        *complaint = refused.front().path + ": no certificate in it: " + refused.front().refusal;
+        *complaint = refused.front().path + ": no certificate in it: " + refused.front().refusal +
+                     adviceOn(refused.front().refusal);
     return found > 0;
 }
 
@@ -51,7 +61,8 @@ void noteLeftOut(std::vector<LoadRefusal> const& refused) {
             note(text + " \"sealkit show\" tells which.");
         } else {
             for (; i < end; ++i)
-                note(source + ": " + refused[i].refusal.str() + " It is left out.");
+                note(source + ": " + refused[i].refusal.str() + adviceOn(refused[i].refusal) +
+                     " It is left out.");
         }
         i = end;
     }
@@ -59,8 +70,19 @@ void noteLeftOut(std::vector<LoadRefusal> const& refused) {
 
 Complaint complaintOf(std::vector<std::shared_ptr<X509Certificate>> const& certificates,
                       std::vector<Refusal> const& refusals) {
-    Complaint const reason = refusals.empty() ? Complaint() : Complaint(refusals.front());
+    Complaint const reason =
+        refusals.empty() ? Complaint() : Complaint(refusals.front()) + adviceOn(refusals.front());
     return certificates.empty() ? "no certificate in it: " + reason : reason;
+}
+
+CertificateChain readCertificateText(std::string const& path, std::string_view text, FormRules forms,
+                                     std::vector<Refusal>* refusals) {
+    std::vector<InputNote> notes;
+    CertificateChain certificates = readCertificateBundle(text, refusals, forms, &notes);
+    for (InputNote const& found : notes)
+        if (found.id == InputNoteId::trustSettings)
+            note(path + ": " + found.str());
+    return certificates;
 }
 
 std::string nameFor(X509Certificate const& certificate) {

@@ -4,6 +4,7 @@
 
 #include "io/complaint.h"
 
+#include "sealkit/path.h"
 #include "sealkit/store.h"
 
 #include <memory>
@@ -17,6 +18,10 @@ bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStor
 
 /// Notes which certificates were left out: each of a few; of many how many for which reason, file by file.
 void noteLeftOut(std::vector<LoadRefusal> const& refused);
+
+/// The certificates of the contents of a file, or of the messages in it. Notes trust settings, which are ignored.
+CertificateChain readCertificateText(std::string const& path, std::string_view text, FormRules forms,
+                                     std::vector<Refusal>* refusals);
 
 /// What is wrong with a file of which `certificates` could be read, and others not.
 Complaint complaintOf(std::vector<std::shared_ptr<X509Certificate>> const& certificates,

@@ -20,7 +20,7 @@ std::optional<X509Certificate> readCertificate(std::string const& path, FormRule
     if (!text)
         return std::nullopt;
     std::vector<Refusal> refusals;
-    auto const certificates = readCertificates(*text, &refusals, forms);
+    auto const certificates = readCertificateText(path, *text, forms, &refusals);
     if (certificates.empty()) {
         badInput(path + ": " + complaintOf(certificates, refusals));
         return std::nullopt;
@@ -33,7 +33,7 @@ std::optional<CertificateChain> readAllCertificates(std::string const& path, For
     if (!text)
         return std::nullopt;
     std::vector<Refusal> refusals;
-    CertificateChain certificates = readCertificateBundle(*text, &refusals, forms);
+    CertificateChain certificates = readCertificateText(path, *text, forms, &refusals);
     if (refusals.empty())
         return certificates;
     badInput(path + ": " + complaintOf(certificates, refusals));

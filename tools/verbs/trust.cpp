@@ -51,10 +51,11 @@ int add(kp::Store& store, Options const& options) {
         if (!text)
             return exitBadInput;
         std::vector<Refusal> refusals;
-        auto const read = readCertificates(*text, &refusals);
+        CertificateMemoryStore read; // It takes no certificate that must not be trusted for everything.
+        read.loadCertificates(*text, &refusals);
         if (!refusals.empty())
-            return badInput(file + ": " + complaintOf(read, refusals) + " Nothing was added.");
-        certificates.insert(certificates.end(), read.begin(), read.end());
+            return badInput(file + ": " + complaintOf(read.certs, refusals) + " Nothing was added.");
+        certificates.insert(certificates.end(), read.certs.begin(), read.certs.end());
     }
     uint32_t const usage = options.usage.value_or(CermEntry::everyUse);
     for (auto const& certificate : certificates)

@@ -11,6 +11,7 @@ Work setUpCheck(CommandLine commandLine);
 Work setUpCipher(CommandLine commandLine);
 Work setUpCms(CommandLine commandLine);
 Work setUpCompletion(CommandLine commandLine);
+Work setUpConvert(CommandLine commandLine);
 Work setUpCrl(CommandLine commandLine);
 Work setUpHash(CommandLine commandLine);
 Work setUpKem(CommandLine commandLine);

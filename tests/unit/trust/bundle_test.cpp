@@ -171,4 +171,32 @@ TEST(ReadCertificateBundle, ReadsWhatAMessageCarries) {
     EXPECT_EQ(output.text(), "");
 }
 
+TEST(LoadCertificates, TrustSettingsThatLimitACertificateKeepItOut) {
+    std::string_view rest = certificates, label, body;
+    std::vector<unsigned char> der;
+    ASSERT_TRUE(parsePem(rest, &label, &body) && pemDecode(body, &der));
+    std::vector<unsigned char> const alias = test::bytes(std::string_view("\x30\x03\x0c\x01x", 5));
+    std::vector<unsigned char> const rejected =
+        test::bytes(std::string_view("\x30\x06\xa0\x04\x06\x02\x2a\x03", 8));
+    std::vector<unsigned char> named = der, limited = der;
+    named.insert(named.end(), alias.begin(), alias.end());
+    limited.insert(limited.end(), rejected.begin(), rejected.end());
+
+    CertificateMemoryStore store;
+    std::vector<Refusal> refusals;
+    EXPECT_EQ(store.loadCertificates(inPem("TRUSTED CERTIFICATE", limited), &refusals), 0U);
+    ASSERT_EQ(refusals.size(), 1U);
+    EXPECT_EQ(refusals[0].id, RefusalId::limitedTrust);
+    EXPECT_EQ(refusals[0].block, 1U);
+    EXPECT_EQ(store.loadCertificates(inPem("TRUSTED CERTIFICATE", named), nullptr), 1U);
+    EXPECT_EQ(store.certs.size(), 1U);
+    std::vector<InputNote> notes;
+    EXPECT_EQ(
+        readCertificateBundle(inPem("TRUSTED CERTIFICATE", limited), nullptr, FormRules::platform, &notes)
+            .size(),
+        1U);
+    ASSERT_EQ(notes.size(), 1U);
+    EXPECT_EQ(notes[0].id, InputNoteId::trustSettings);
+}
+
 } // namespace TEST_FILE

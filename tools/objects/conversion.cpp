@@ -1,0 +1,487 @@
+#include "objects/conversion.h"
+
+#include "io/exit_status.h"
+#include "io/input.h"
+#include "io/terminal.h"
+#include "objects/certificates.h"
+#include "objects/key_encryption.h"
+#include "objects/message.h"
+#include "objects/pkcs12_file.h"
+
+#include "sealkit/message.h"
+#include "sealkit/name_text.h"
+#include "sealkit/pem.h"
+#include "sealkit/pkcs12.h"
+#include "sealkit/pkcs8.h"
+
+#include <algorithm>
+#include <set>
+
+namespace {
+
+asn1::blob blobOf(SecretBytes const& bytes) { return {bytes.data(), bytes.size()}; }
+
+bool isPrivateKey(InputKind kind) {
+    return kind == InputKind::privateKey || kind == InputKind::encryptedPrivateKey ||
+           kind == InputKind::rsaPrivateKey || kind == InputKind::ecPrivateKey ||
+           kind == InputKind::opensshPrivateKey;
+}
+
+/// Whether it is a message that carries nothing but certificates and CRLs.
+bool isBundle(InputObject const& object) {
+    return object.message && object.message->signerInfos.empty() && object.message->content.empty();
+}
+
+/// The label that the program writes an object under; null for what has none.
+char const* labelOf(InputObject const& object) {
+    switch (object.kind) {
+    case InputKind::certificate:
+        return "CERTIFICATE";
+    case InputKind::crl:
+        return "X509 CRL";
+    case InputKind::request:
+        return "CERTIFICATE REQUEST";
+    case InputKind::publicKey:
+        return "PUBLIC KEY";
+    case InputKind::rsaPublicKey:
+        return "RSA PUBLIC KEY";
+    case InputKind::privateKey:
+        return "PRIVATE KEY";
+    case InputKind::encryptedPrivateKey:
+        return "ENCRYPTED PRIVATE KEY";
+    case InputKind::rsaPrivateKey:
+        return "RSA PRIVATE KEY";
+    case InputKind::ecPrivateKey:
+        return "EC PRIVATE KEY";
+    case InputKind::message:
+        return messageLabel;
+    case InputKind::pkcs12:
+        return pkcs12Label;
+    default:
+        return nullptr;
+    }
+}
+
+/// Whether an object is refused here and can be brought into another frame all the same: its shape is that of its kind.
+bool isWholeShape(InputObject const& object) {
+    return !object.bytes.empty() && findInputKind(blobOf(object.bytes)) == object.kind;
+}
+
+/// Appends what may be secret, and wipes it.
+void append(SecretBytes& to, std::vector<unsigned char> bytes) {
+    to.insert(to.end(), bytes.begin(), bytes.end());
+    secureMemset(bytes.data(), 0, bytes.size());
+}
+
+void append(SecretBytes& to, std::string_view text) { to.insert(to.end(), text.begin(), text.end()); }
+
+void appendPem(SecretBytes& to, std::string const& label, std::vector<unsigned char> der) {
+    append(to, encodePemType(label, der));
+    secureMemset(der.data(), 0, der.size());
+}
+
+void appendPem(SecretBytes& to, std::string const& label, SecretBytes const& der) {
+    appendPem(to, label, std::vector<unsigned char>(der.begin(), der.end()));
+}
+
+/// What OpenSSL and others write in front of a block; every reader ignores it.
+void appendComments(SecretBytes& to, InputObject const& object) {
+    auto const write = [&to](char const* field, asn1::blob name) {
+        append(to, field + terminal::printable(nameText(name)) + "\n");
+    };
+    if (object.certificate) {
+        write("subject=", object.certificate->subjectBytes());
+        write("issuer=", object.certificate->issuerBytes());
+    } else if (object.crl) {
+        write("issuer=", object.crl->issuerBytes());
+    } else if (object.request) {
+        write("subject=", object.request->subjectBytes());
+    }
+}
+
+InputObject objectOf(std::shared_ptr<X509Certificate> const& certificate) {
+    InputObject object;
+    object.kind = InputKind::certificate;
+    auto const der = certificate->serialize();
+    object.bytes.assign(der.begin(), der.end());
+    object.certificate = certificate;
+    return object;
+}
+
+InputObject objectOf(std::shared_ptr<X509Crl> const& crl) {
+    InputObject object;
+    object.kind = InputKind::crl;
+    auto const der = crl->serialize();
+    object.bytes.assign(der.begin(), der.end());
+    object.crl = crl;
+    return object;
+}
+
+} // namespace
+
+void Conversion::leaveOut(std::string const& source, std::string const& why) {
+    state = badInput(source + ": " + why + " It is left out.");
+}
+
+int Conversion::add(std::string const& file, SecretBytes const& bytes) {
+    InputObjects found = readObjects(blobOf(bytes));
+    for (InputNote const& one : found.notes) {
+        isPlain = false;
+        if (one.id != InputNoteId::trustSettings)
+            note(file + ": " + one.str());
+    }
+    for (InputObject& object : found.objects) {
+        std::string const source =
+            file + (object.block != 0 ? ": block " + std::to_string(object.block) : std::string());
+        if (object.label == "EC PARAMETERS") // The key behind them names its curve again.
+            continue;
+        if (object.trust && (object.trust->isLimited() || !object.trust->alias.empty()))
+            state =
+                badInput(source + ": OpenSSL's trust settings are left out: " +
+                         (object.trust->isLimited() ? object.trust->str() : "alias " + object.trust->alias));
+        bool const isConvertible =
+            labelOf(object) != nullptr || object.kind == InputKind::opensshPrivateKey ||
+            object.kind == InputKind::timeStampRequest || object.kind == InputKind::timeStampResponse;
+        if (object.refusal && !(isConvertible && isWholeShape(object))) {
+            // The refusal names the block.
+            leaveOut(file, object.refusal.str());
+        } else if (!isConvertible) {
+            leaveOut(source, object.label.empty()
+                                 ? std::string(getInputKindName(object.kind)) + " is not converted."
+                                 : "\"" + object.label + "\" is of a kind that is not converted.");
+        } else {
+            if (object.refusal)
+                note(file +
+                     ": is converted as it stands, and is not supported here: " + object.refusal.str());
+            char const* const label = labelOf(object);
+            isPlain = isPlain && label != nullptr && object.label == label &&
+                      object.kind != InputKind::pkcs12 && !isBundle(object);
+            pieces.push_back({source, std::move(object)});
+        }
+    }
+    return exitDone;
+}
+
+std::optional<Target> Conversion::otherForm() const {
+    if (!isPlain || pieces.empty())
+        return Target::pem;
+    auto const isTraditional = [](Piece const& piece) {
+        return piece.object.kind == InputKind::rsaPrivateKey ||
+               piece.object.kind == InputKind::ecPrivateKey ||
+               (piece.object.kind == InputKind::encryptedPrivateKey &&
+                piece.object.label != labelOf(piece.object));
+    };
+    if (std::ranges::any_of(pieces, isTraditional))
+        return Target::pkcs8;
+    if (pieces.size() == 1)
+        return Target::der;
+    auto const fitsPkcs7 = [](Piece const& piece) {
+        return piece.object.kind == InputKind::certificate || piece.object.kind == InputKind::crl;
+    };
+    return std::ranges::all_of(pieces, fitsPkcs7) ? std::optional(Target::p7b) : std::nullopt;
+}
+
+/// Reads the password of the inputs once. Complains.
+bool Conversion::readOwnPassword(std::string const& whose, int* status) {
+    if (!ownPassword)
+        ownPassword = readPassword(options.password, AskFor::existing, whose, status);
+    return ownPassword != nullptr;
+}
+
+/// Reads the password of the output, which is that of the inputs unless another is asked for. Complains.
+bool Conversion::readOutPassword(int* status) {
+    if (newPassword)
+        return true;
+    bool const asksForAnother = options.encrypt || options.outPassword.isGiven();
+    if (!asksForAnother && ownPassword && !ownPassword->text.empty()) {
+        newPassword = std::make_unique<Password>();
+        newPassword->text = ownPassword->text;
+    } else {
+        newPassword = readPassword(options.outPassword, AskFor::fresh, "what is written", status);
+    }
+    return newPassword != nullptr;
+}
+
+/// Opens a private key, with its password if it has one. Complains; the exit status.
+int Conversion::open(Piece& piece) {
+    if (piece.key)
+        return exitDone;
+    PemBlock block;
+    block.whole = textOf(piece.object.bytes);
+    std::string const none;
+    OpenedKey opened = openPrivateKey(block, ownPassword ? &ownPassword->text : &none);
+    if (opened.status == exitNo) {
+        int status = exitDone;
+        if (!ownPassword && !readOwnPassword(piece.source, &status))
+            return status;
+        opened = openPrivateKey(block, &ownPassword->text);
+    }
+    if (!opened.key) {
+        std::string const complaint = piece.source + ": " + opened.complaint;
+        return opened.status == exitNo ? answerNo(complaint) : badInput(complaint);
+    }
+    piece.wasEncrypted = piece.wasEncrypted || findEncryption(block.whole).has_value();
+    piece.key = std::move(opened.key);
+    return exitDone;
+}
+
+/// Takes the contents out of a PKCS#12 file. Complains; the exit status.
+int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
+    Pkcs12File const file = readPkcs12(blobOf(piece.object.bytes));
+    if (!file.pfx)
+        return badInput(piece.source + ": " + file.complaint);
+    PKCS12PFX& pfx = *file.pfx;
+    PKCS12Options const reading = pkcs12Options();
+    if (Refusal refusal; !pfx.canDecrypt(reading, &refusal))
+        return badInput(piece.source + ": " + refusal.str());
+    bool const isEncrypted = pfx.needsPassword();
+    if (isEncrypted) {
+        Decrypting result{exitNo, {}};
+        if (!options.password.isGiven() && !ownPassword) // Nobody is asked for what an empty one opens.
+            result = decryptPkcs12(pfx, "", reading);
+        if (result.status == exitNo) {
+            int status = exitDone;
+            if (!readOwnPassword(piece.source, &status))
+                return status;
+            result = decryptPkcs12(pfx, ownPassword->text, reading);
+        }
+        if (result.status != exitDone)
+            return result.status == exitNo ? answerNo(piece.source + ": " + result.complaint)
+                                           : badInput(piece.source + ": " + result.complaint);
+    }
+    if (pfx.needsRecipient())
+        leaveOut(piece.source, "What is encrypted to a certificate is for \"sealkit p12 import\".");
+    if (std::string const ignored = listIgnored(pfx); !ignored.empty())
+        leaveOut(piece.source, "It holds more: " + ignored + ".");
+    for (std::string const& problem : listUnreadable(pfx))
+        leaveOut(piece.source, problem);
+    auto const nameAt = [](std::vector<PKCS12Attributes> const& attributes, size_t at) {
+        return at < attributes.size() ? attributes[at].friendlyName : std::string();
+    };
+    for (size_t i = 0; i < pfx.keys.size(); i++) {
+        Piece& part = to.emplace_back(Piece{piece.source + ": key " + std::to_string(i + 1), {}});
+        part.object.kind = InputKind::privateKey;
+        part.key = pfx.keys[i];
+        part.wasEncrypted = isEncrypted;
+        part.name = nameAt(pfx.keyAttributes, i);
+    }
+    for (size_t i = 0; i < pfx.certificates.size(); i++) {
+        Piece& part = to.emplace_back(
+            Piece{piece.source + ": certificate " + std::to_string(i + 1), objectOf(pfx.certificates[i])});
+        part.name = nameAt(pfx.certificateAttributes, i);
+    }
+    return exitDone;
+}
+
+/// Replaces containers by what they hold. Complains; the exit status.
+int Conversion::expand(Target target) {
+    std::vector<Piece> expanded;
+    for (Piece& piece : pieces) {
+        if (target != Target::der && isBundle(piece.object)) {
+            for (auto const& certificate : piece.object.message->certificates)
+                expanded.push_back({piece.source, objectOf(certificate)});
+            for (auto const& crl : piece.object.message->crls)
+                expanded.push_back({piece.source, objectOf(crl)});
+        } else if (target != Target::der && piece.object.kind == InputKind::pkcs12) {
+            if (int const result = expandPkcs12(piece, expanded); result != exitDone)
+                return result;
+        } else {
+            expanded.push_back(std::move(piece));
+        }
+    }
+    pieces = std::move(expanded);
+    return exitDone;
+}
+
+/// Names that PKCS#12 files give have no place in the form.
+void Conversion::leaveNamesOut(char const* form) {
+    for (Piece const& piece : pieces)
+        if (!piece.name.empty())
+            state = badInput(piece.source + ": " + form + " has no names: \"" +
+                             terminal::printable(piece.name) + "\" is left out");
+}
+
+/// Appends a private key to PEM. Complains; the exit status.
+int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) {
+    InputObject const& object = piece.object;
+    bool const isEncrypted = object.kind == InputKind::encryptedPrivateKey;
+    bool const asksForPassword = options.encrypt || options.outPassword.isGiven();
+    bool const isTraditional =
+        object.kind == InputKind::rsaPrivateKey || object.kind == InputKind::ecPrivateKey;
+    bool const isBlock = !object.bytes.empty() && object.bytes.front() == '-'; // Encrypted, or OpenSSH's own.
+    bool const staysAsItIs =
+        piece.key == nullptr && !asksForPassword && !(isEncrypted && options.unencrypted) &&
+        object.kind != InputKind::opensshPrivateKey &&
+        (target == Target::pem || (target == Target::pkcs8 && !isTraditional && !isBlock));
+    hasPrivateKey = true;
+    if (staysAsItIs) {
+        if (isBlock)
+            append(output, textOf(object.bytes));
+        else
+            appendPem(output, labelOf(object), object.bytes);
+        return exitDone;
+    }
+    if (int const result = open(piece); result != exitDone)
+        return result;
+    bool const encrypts = asksForPassword || (piece.wasEncrypted && !options.unencrypted);
+    if (target == Target::traditional || target == Target::openssh) {
+        if (encrypts)
+            return badInput(piece.source +
+                            ": this form is written without encryption: give --unencrypted, or --to "
+                            "pkcs8 to keep the key encrypted");
+        std::vector<unsigned char> pem = encodePemTraditionalPrivateKey(*piece.key);
+        if (pem.empty())
+            leaveOut(piece.source, "The key has no traditional form; --to pkcs8 writes it.");
+        append(output, std::move(pem));
+        return exitDone;
+    }
+    if (!encrypts) {
+        appendPem(output, "PRIVATE KEY", encodePkcs8PrivateKey(*piece.key));
+        return exitDone;
+    }
+    int status = exitDone;
+    if (!readOutPassword(&status))
+        return status;
+    appendPem(output, "ENCRYPTED PRIVATE KEY",
+              encodePkcs8EncryptedPrivateKey(*piece.key, newPassword->text,
+                                             options.iterations.value_or(defaultKeyIterations)));
+    return exitDone;
+}
+
+int Conversion::makeText(Target target, SecretBytes& output) {
+    for (Piece& piece : pieces) {
+        InputObject const& object = piece.object;
+        if (isPrivateKey(object.kind)) {
+            if (!piece.name.empty())
+                append(output, "friendlyName: " + terminal::printable(piece.name) + "\n");
+            if (int const result = addPrivateKey(piece, target, output); result != exitDone)
+                return result;
+            continue;
+        }
+        if (target == Target::openssh || labelOf(object) == nullptr) {
+            leaveOut(piece.source, std::string(getInputKindName(object.kind)) + " has no such form.");
+            continue;
+        }
+        if (!piece.name.empty())
+            append(output, "friendlyName: " + terminal::printable(piece.name) + "\n");
+        if (options.comments)
+            appendComments(output, object);
+        appendPem(output, labelOf(object), object.bytes);
+    }
+    return exitDone;
+}
+
+int Conversion::makeDer(SecretBytes& output) {
+    if (pieces.size() > 1)
+        return badInput(
+            "DER holds one object, and there are " + std::to_string(pieces.size()) +
+            ": --to p7b holds certificates and CRLs, --to p12 keys and certificates, --to pem everything");
+    Piece& piece = pieces.front();
+    if (!isPrivateKey(piece.object.kind)) {
+        output = piece.object.bytes;
+        return exitDone;
+    }
+    // The DER of a key is that of its block.
+    SecretBytes pem;
+    bool const isBlock = piece.object.bytes.front() == '-';
+    if (int const result = addPrivateKey(piece, isBlock ? Target::pkcs8 : Target::pem, pem);
+        result != exitDone)
+        return result;
+    PemReader reader(textOf(pem));
+    PemBlock block;
+    std::vector<unsigned char> der;
+    if (!reader.next(&block) || !pemDecode(block.body, &der))
+        return badInput(piece.source + ": the key cannot be written");
+    append(output, std::move(der));
+    return exitDone;
+}
+
+int Conversion::makePkcs7(SecretBytes& output) {
+    PKCS7SignedData bundle;
+    std::set<SecretBytes> known;
+    leaveNamesOut("PKCS#7");
+    for (Piece const& piece : pieces) {
+        InputObject const& object = piece.object;
+        if (!object.certificate && !object.crl)
+            leaveOut(piece.source,
+                     std::string(getInputKindName(object.kind)) +
+                         " is not held by PKCS#7 bundles, which are for certificates and CRLs.");
+        else if (!known.insert(object.bytes).second)
+            note(piece.source + ": is there already and is not written again");
+        else if (object.certificate)
+            bundle.certificates.push_back(object.certificate);
+        else
+            bundle.crls.push_back(object.crl);
+    }
+    if (bundle.certificates.empty() && bundle.crls.empty())
+        return badInput("there is neither a certificate nor a CRL to write");
+    bundle.contentType = {getDataOid().begin(), getDataOid().end()};
+    DerEncoder encoder;
+    bundle.save(encoder);
+    appendPem(output, messageLabel, encoder.take());
+    return exitDone;
+}
+
+int Conversion::makePkcs12(SecretBytes& output) {
+    struct Entry {
+        std::shared_ptr<X509Certificate> certificate;
+        PKCS12Attributes attributes;
+    };
+    PKCS12PFX pfx;
+    std::vector<Entry> entries;
+    std::set<SecretBytes> known;
+    for (Piece& piece : pieces) {
+        if (isPrivateKey(piece.object.kind)) {
+            if (int const result = open(piece); result != exitDone)
+                return result;
+            pfx.keys.push_back(piece.key);
+            pfx.keyAttributes.push_back({piece.name, {}, {}});
+        } else if (!piece.object.certificate) {
+            leaveOut(piece.source, std::string(getInputKindName(piece.object.kind)) +
+                                       " is not written to PKCS#12, which is for keys and certificates.");
+        } else if (known.insert(piece.object.bytes).second) {
+            entries.push_back({piece.object.certificate, {piece.name, {}, {}}});
+        }
+    }
+    if (pfx.keys.empty() && entries.empty())
+        return badInput("there is neither a key nor a certificate to write");
+    // The certificate of each key bears the same identifier and stands in front.
+    for (size_t i = pfx.keys.size(); i-- > 0;) {
+        auto const own = std::ranges::find_if(entries, [&](Entry const& entry) {
+            auto const key = entry.certificate->parsePublicKey();
+            return key && key->equals(*pfx.keys[i]);
+        });
+        if (own == entries.end())
+            continue;
+        auto const id = calcDigest(HashID::SHA1, own->certificate->serialize());
+        own->attributes.localKeyId = pfx.keyAttributes[i].localKeyId = id;
+        std::rotate(entries.begin(), own, own + 1);
+    }
+    for (Entry& entry : entries) {
+        pfx.certificates.push_back(std::move(entry.certificate));
+        pfx.certificateAttributes.push_back(std::move(entry.attributes));
+    }
+    hasPrivateKey = true; // Also of certificates alone, as the password is tried on it.
+    pfx.iterations = options.iterations.value_or(defaultKeyIterations);
+    int status = exitDone;
+    if (!readOutPassword(&status))
+        return status;
+    if (!pfx.setPbes2Params(newPassword->text, {}, CipherID::AesCbc))
+        return badInput("the numbers of a key contradict each other");
+    append(output, pfx.save());
+    return exitDone;
+}
+
+int Conversion::make(Target target, SecretBytes& output) {
+    if (int const result = expand(target); result != exitDone)
+        return result;
+    if (pieces.empty())
+        return badInput("there is nothing to convert");
+    int const result = target == Target::der   ? makeDer(output)
+                       : target == Target::p7b ? makePkcs7(output)
+                       : target == Target::p12 ? makePkcs12(output)
+                                               : makeText(target, output);
+    if (result == exitDone && output.empty())
+        return badInput("nothing of this can be written in that form");
+    return result;
+}

@@ -1,0 +1,120 @@
+#include "io/input.h"
+#include "io/output_file.h"
+#include "io/terminal.h"
+#include "objects/conversion.h"
+#include "objects/key_encryption.h"
+#include "verbs/verb.h"
+
+#include <algorithm>
+
+namespace {
+
+struct Options : ConversionOptions {
+    std::vector<std::string> files;
+    std::string target;
+    std::string output;
+    bool force = false;
+};
+
+struct TargetName {
+    std::string_view name;
+    Target target;
+};
+
+constexpr TargetName targets[] = {
+    {"pem", Target::pem},         {"der", Target::der},     {"p7b", Target::p7b},
+    {"p12", Target::p12},         {"pkcs8", Target::pkcs8}, {"traditional", Target::traditional},
+    {"openssh", Target::openssh},
+};
+
+/// Reads every file. Complains; the exit status, which is not that of success if something is left out.
+int readFiles(Options const& options, Conversion& conversion) {
+    for (std::string const& file : options.files) {
+        auto const bytes = readMessage(file);
+        if (!bytes)
+            return exitBadInput;
+        if (int const status = conversion.add(file, *bytes); status != exitDone)
+            return status;
+    }
+    return exitDone;
+}
+
+int convert(Options const& options) {
+    std::vector<std::string_view> inputs(options.files.begin(), options.files.end());
+    inputs.insert(inputs.end(), {options.password.file, options.outPassword.file});
+    if (standardInputTwice(inputs) || areIterationsBad(options.iterations))
+        return exitWrongUsage;
+    std::optional<Target> target;
+    if (!options.target.empty()) {
+        auto const row = std::ranges::find(targets, options.target, &TargetName::name);
+        if (row == std::end(targets))
+            return wrongUsage("--to: \"" + options.target +
+                              "\" is no form; there are pem, der, p7b, p12, openssh, traditional and pkcs8");
+        target = row->target;
+    }
+    bool const encrypts = options.encrypt || options.outPassword.isGiven();
+    if (encrypts && options.unencrypted)
+        return wrongUsage("--unencrypted is given together with a password for what is written");
+
+    Conversion conversion(options);
+    if (int const status = readFiles(options, conversion); status != exitDone)
+        return status;
+    if (!target)
+        target = conversion.otherForm();
+    if (!target)
+        return badInput("there is no one other form for all of this: give --to pem, der, p7b or p12");
+    if ((*target == Target::der || *target == Target::p12) && wouldFloodTerminal(options.output))
+        return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
+    SecretBytes made;
+    if (int const status = conversion.make(*target, made); status != exitDone)
+        return status;
+    OutputFile output;
+    bool const isWritten =
+        output.open(options.output, conversion.holdsPrivateKey() ? 0600 : 0666,
+                    options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep) &&
+        output.write(made) && output.commit();
+    return isWritten ? conversion.status() : exitBadInput;
+}
+
+} // namespace
+
+Work setUpConvert(CommandLine commandLine) {
+    auto options = std::make_shared<Options>();
+    commandLine
+        .text("--to", options->target,
+              "pem, der, p7b (PKCS#7, certificates and CRLs alone), p12 (PKCS#12), and for keys\n"
+              "pkcs8, traditional (of OpenSSL) or openssh; without it the usual other form")
+        .valueName("FORM");
+    commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
+    commandLine.flag("--force", options->force, forceHelp);
+    commandLine.flag("--comments", options->comments,
+                     "write lines with subject and issuer in front of PEM blocks");
+    addPasswordOptions(commandLine, options->password, "of encrypted keys and PKCS#12 files");
+    addPasswordOptions(commandLine, options->outPassword, "that keys and PKCS#12 are encrypted under",
+                       "out-");
+    commandLine.flag("--encrypt", options->encrypt, "encrypt keys; asks for that password twice");
+    commandLine.flag("--unencrypted", options->unencrypted,
+                     "write keys without encryption that were encrypted");
+    addIterations(commandLine, options->iterations);
+    commandLine
+        .texts(
+            "FILE", options->files,
+            "certificates, chains, CRLs, requests, keys, messages, PKCS#7 bundles and PKCS#12 files in any\n"
+            "form; - is standard input")
+        .required();
+    commandLine.footer(
+        "What a file holds is found by itself. Without --to the output is PEM, or, where all is PEM "
+        "already,\n"
+        "DER of one object and PKCS#7 of several certificates. What the form cannot express is named, left\n"
+        "out, and the exit status is 2. A key that is encrypted stays so, under its own password unless\n"
+        "there is another, and a file with private keys can be read by its owner alone.\n\n"
+        "Examples:\n"
+        "  sealkit key new p256 -o my.key\n"
+        "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"
+        "  sealkit convert my.pem -o my.der\n"
+        "  sealkit convert --to p7b my.pem -o my.p7b\n"
+        "  sealkit random 20 --hex -o my.password\n"
+        "  sealkit convert --to p12 my.key my.pem --out-password-file my.password -o my.p12\n"
+        "  sealkit convert my.p12 --password-file my.password --comments");
+    return [options] { return convert(*options); };
+}
