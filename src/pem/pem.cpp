@@ -11,8 +11,8 @@
 
 namespace {
 
-constexpr std::string_view beginMark = "-----BEGIN ";
-constexpr std::string_view endMark = "-----END ";
+using detail::beginMark, detail::endMark;
+
 constexpr std::string_view dashes = "-----";
 constexpr size_t lineLength = 64;
 constexpr unsigned pemIterations = 2048; ///< Of PBKDF2, for the keys that are written.

@@ -31,8 +31,8 @@ constexpr std::array rows = {
 };
 static_assert(rows.size() == static_cast<size_t>(InputNoteId::trustSettings) + 1);
 
-constexpr std::string_view beginMark = "-----BEGIN ", endMark = "-----END ", byteOrderMark = "\xEF\xBB\xBF";
-constexpr std::string_view blanks = " \t\v\f";
+using detail::beginMark, detail::endMark;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF", indents = " \t\v\f";
 
 /// Notes each id once for the whole file.
 void noteOnce(Notes& notes, InputNoteId id) {
@@ -101,7 +101,7 @@ std::string_view takeAnyLine(std::string_view& text, std::string_view* end) {
 }
 
 std::string_view withoutIndent(std::string_view line) {
-    line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+    line.remove_prefix(std::min(line.find_first_not_of(indents), line.size()));
     return line;
 }
 

@@ -10,6 +10,8 @@
 
 namespace detail {
 
+inline constexpr std::string_view beginMark = "-----BEGIN ", endMark = "-----END ";
+
 /// Some editors write a byte-order mark in front of text. The stated loaders find no block behind it.
 inline std::string_view withoutByteOrderMark(std::string_view text) {
     constexpr std::string_view mark = "\xEF\xBB\xBF";
