@@ -12,7 +12,7 @@ class ReadmeTest(ProgramTest):
     def test_the_commands_work_from_the_first_to_the_last(self):
         blocks = [block for block in re.findall(r"^```sh\n(.*?)^```", README.read_text(), re.DOTALL | re.MULTILINE)
                   if block.startswith("sealkit ") and "s_client" not in block]
-        self.assertEqual([block.split()[1] for block in blocks], ["hash", "kem", "key", "key", "key", "p12"])
+        self.assertEqual([block.split()[1] for block in blocks], ["hash", "kem", "key", "key", "key", "p12", "convert"])
         folder = self.dir / "newcomer"
         folder.mkdir()
         letter = b"Dear Ada,\n"
@@ -24,7 +24,7 @@ class ReadmeTest(ProgramTest):
 
         self.assertTrue(output.startswith("letter.txt: OK\n"), output)
         self.assertIn("letter.txt: OK\nencrypted private key\n", output)
-        self.assertEqual(output.count("\nOK\n"), 2, output)  # the authority's chain, the signed letter
+        self.assertEqual(output.count("\nOK\n"), 3, output)  # the authority's chain, the signed letter, the bundle
         self.assertEqual(read("copy.txt"), letter)
         self.assertNotIn(b"Ada", read("letter.enc"))
         self.assertEqual(read("letter.key"), read("same.key"))

@@ -13,7 +13,8 @@ namespace {
 
 /// What can be done about a refusal; empty where nothing is known.
 char const* adviceOn(Refusal const& refusal) {
-    return refusal.id == RefusalId::limitedTrust ? " \"sealkit convert\" writes the certificate without them." : "";
+    return refusal.id == RefusalId::limitedTrust ? " \"sealkit convert\" writes the certificate without them."
+                                                 : "";
 }
 
 } // namespace

@@ -163,16 +163,13 @@ int Conversion::add(std::string const& file, SecretBytes const& bytes) {
 }
 
 std::optional<Target> Conversion::otherForm() const {
-    if (!isPlain || pieces.empty())
-        return Target::pem;
     auto const isTraditional = [](Piece const& piece) {
-        return piece.object.kind == InputKind::rsaPrivateKey ||
-               piece.object.kind == InputKind::ecPrivateKey ||
-               (piece.object.kind == InputKind::encryptedPrivateKey &&
-                piece.object.label != labelOf(piece.object));
+        return piece.object.label == "RSA PRIVATE KEY" || piece.object.label == "EC PRIVATE KEY";
     };
     if (std::ranges::any_of(pieces, isTraditional))
         return Target::pkcs8;
+    if (!isPlain || pieces.empty())
+        return Target::pem;
     if (pieces.size() == 1)
         return Target::der;
     auto const fitsPkcs7 = [](Piece const& piece) {
@@ -411,10 +408,10 @@ int Conversion::makePkcs7(SecretBytes& output) {
         else if (object.certificate)
             bundle.certificates.push_back(object.certificate);
         else
-            bundle.crls.push_back(object.crl);
+            leaveOut(piece.source, "CRLs are not written to PKCS#7.");
     }
-    if (bundle.certificates.empty() && bundle.crls.empty())
-        return badInput("there is neither a certificate nor a CRL to write");
+    if (bundle.certificates.empty())
+        return badInput("there is no certificate to write");
     bundle.contentType = {getDataOid().begin(), getDataOid().end()};
     DerEncoder encoder;
     bundle.save(encoder);
