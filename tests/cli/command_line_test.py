@@ -1,9 +1,12 @@
 """The habits of the command line, the same for all verbs: help, version, suggestions, JSON, and who says what on standard
 error."""
 import re
+import subprocess
+import time
 import unittest
+import urllib.parse
 
-from support import ProgramTest, openssl, peer, schema_of, some
+from support import SCHEMA, ProgramTest, TerminalSession, openssl, peer, schema_of, some
 
 
 class CommandLineTest(ProgramTest):
@@ -79,6 +82,17 @@ class CommandLineTest(ProgramTest):
         self.assertRegex(shown, r"^--content\t.*\nverify\tbuild and validate a certificate chain\n$")
         self.assertIn("there are bash, zsh and fish", self.expect(3, "completion", "ksh").err)
 
+    def test_chains_are_counted_on_a_terminal(self):
+        with TerminalSession(self, ["verify", "--each", "--ca", "root.pem"], stdin=subprocess.PIPE) as session:
+            for line in (b"{}\n", b"{}\n"):
+                session.process.stdin.write(line)
+                session.process.stdin.flush()
+                time.sleep(0.7)
+            session.wait_for(b"2 chains")
+            session.process.stdin.close()
+            status, out = session.end()
+        self.assertEqual((status, len(out.splitlines())), (2, 2))
+
     def test_status_2_in_json(self):
         self.write("torn.pem", (self.dir / "leaf.pem").read_bytes()[:300] + b"!!!\n-----END CERTIFICATE-----\n")
         document = self.expect(2, "show", "--json", "torn.pem").json
@@ -92,6 +106,15 @@ class CommandLineTest(ProgramTest):
             document = self.expect(2, *arguments).json
             self.assertEqual(document["verdict"], "UNREADABLE")
             self.assertEqual(document["command"], " ".join(arguments[:arguments.index("--json")]))
+
+    def test_the_schema_lists_every_command(self):
+        named = [urllib.parse.unquote(part["$ref"].removeprefix("#/$defs/")) for part in SCHEMA["anyOf"]]
+        self.assertEqual(len(set(named)), len(named))
+        commands = [name for name, part in SCHEMA["$defs"].items()
+                    if any("command" in one.get("properties", {}) for one in part.get("oneOf", [part]))]
+        self.assertEqual(set(named), set(commands))
+        taking = {" ".join(path) for path in self.verbs() if "--json" in self.expect(0, *path, "--help").out}
+        self.assertEqual(taking | {"verify --each", "unanswered"}, set(commands))
 
     def test_the_schema_takes_nothing_else(self):
         document = self.expect(0, "verify", "--json", "--ca", "root.pem", "leaf.pem").json

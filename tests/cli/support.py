@@ -18,6 +18,7 @@ import tempfile
 import termios
 import time
 import unittest
+import urllib.parse
 
 import jsonschema
 
@@ -64,7 +65,7 @@ def schema_of(command):
         definitions = SCHEMA["$defs"]
         if command not in definitions:
             raise AssertionError(f'share/sealkit.schema.json knows no documents of "{command}"')
-        CHECKERS[command] = jsonschema.Draft202012Validator({**SCHEMA, "allOf": [{"$ref": f"#/$defs/{command}"}]})
+        CHECKERS[command] = jsonschema.Draft202012Validator({**SCHEMA, "anyOf": [{"$ref": "#/$defs/" + urllib.parse.quote(command)}]})
     return CHECKERS[command]
 
 
@@ -142,11 +143,11 @@ def heed_signals():
 class TerminalSession:
     """The program with a terminal of its own, which its questions and progress go to: /dev/tty and standard error."""
 
-    def __init__(self, test, arguments):
+    def __init__(self, test, arguments, stdin=subprocess.DEVNULL):
         self.test = test
         self.screen, self.terminal = pty.openpty()
         self.process = subprocess.Popen(
-            [*PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self.terminal,
+            [*PROGRAM, *map(str, arguments)], stdin=stdin, stdout=subprocess.PIPE, stderr=self.terminal,
             cwd=test.dir, env=test.environment, start_new_session=True,
             preexec_fn=self.take_terminal)
         self.shown = b""

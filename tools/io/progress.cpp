@@ -35,8 +35,13 @@ void writeLine(std::string_view line) {
 Progress::Progress(std::optional<uint64_t> size)
     : total(size), wanted(isatty(STDERR_FILENO)), due(std::chrono::steady_clock::now() + 2 * period) {}
 
-void Progress::advance(uint64_t bytes) {
-    done += bytes;
+Progress::Progress(char const* counted)
+    : things(counted),
+      wanted(isatty(STDERR_FILENO) && !isatty(STDOUT_FILENO)),
+      due(std::chrono::steady_clock::now() + 2 * period) {}
+
+void Progress::advance(uint64_t amount) {
+    done += amount;
     if (wanted && std::chrono::steady_clock::now() >= due)
         show();
 }
@@ -57,7 +62,7 @@ void clearLine() {
 } // namespace
 
 void Progress::show() {
-    std::string line = formatSize(done);
+    std::string line = things == nullptr ? formatSize(done) : std::to_string(done) + " " + things;
     if (total && *total > 0 && done <= *total) {
         auto const percent =
             static_cast<unsigned>(100 * static_cast<double>(done) / static_cast<double>(*total));

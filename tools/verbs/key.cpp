@@ -1,7 +1,10 @@
 #include "io/number.h"
 #include "io/output_file.h"
 #include "io/progress.h"
+#include "io/report.h"
 #include "io/secret.h"
+#include "io/terminal.h"
+#include "objects/description.h"
 #include "objects/key_encryption.h"
 #include "objects/key_file.h"
 #include "verbs/verb.h"
@@ -11,6 +14,8 @@
 #include "sealkit/rng.h"
 
 #include <kp/text.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -117,6 +122,8 @@ std::unique_ptr<PrivateKey> generate(KeyWish const& wish, unsigned bits) {
 }
 
 bool openOutput(OutputFile& output, Options const& options, mode_t mode) {
+    if (options.output.empty() || options.output == "-")
+        report::goBesideOutput();
     return output.open(options.output, mode,
                        options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
 }
@@ -138,6 +145,17 @@ int writePrivateKey(OutputFile& output, PrivateKey const& key, Password const* p
         return writePem(output, "PRIVATE KEY", encodePkcs8PrivateKey(key));
     return writePem(output, "ENCRYPTED PRIVATE KEY",
                     encodePkcs8EncryptedPrivateKey(key, password->text, iterations));
+}
+
+/// Describes what was written, for JSON; returns the status.
+int describeWritten(int status, Options const& options, char const* object, PublicKey const& key) {
+    if (status != exitDone || !report::isJson())
+        return status;
+    Description described{{"object", object}};
+    described.update(describe(key));
+    report::set({{"output", options.output.empty() ? "-" : terminal::printable(options.output)},
+                 {"object", std::move(described)}});
+    return status;
 }
 
 /// How messages call what is written.
@@ -176,7 +194,9 @@ int makeKey(NewOptions const& options) {
     auto const key = generate(*wish, bits);
     if (!key)
         return badInput("the random source failed");
-    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
+    status = writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
+    return describeWritten(status, options, encrypts ? "encrypted private key" : "private key",
+                           *key->publicKey());
 }
 
 int writePublic(Options const& options) {
@@ -189,7 +209,8 @@ int writePublic(Options const& options) {
     OutputFile output;
     if (!openOutput(output, options, 0666))
         return exitBadInput;
-    return writePem(output, "PUBLIC KEY", encodePkcs8PublicKey(*key));
+    return describeWritten(writePem(output, "PUBLIC KEY", encodePkcs8PublicKey(*key)), options, "public key",
+                           *key);
 }
 
 int encrypt(EncryptOptions const& options) {
@@ -206,7 +227,8 @@ int encrypt(EncryptOptions const& options) {
     auto const password = readPassword(options.password, AskFor::fresh, nameOfOutput(options), &status);
     if (!password)
         return status;
-    return writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
+    status = writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
+    return describeWritten(status, options, "encrypted private key", *key->publicKey());
 }
 
 int decrypt(Options const& options) {
@@ -219,12 +241,14 @@ int decrypt(Options const& options) {
     OutputFile output;
     if (!openOutput(output, options, 0600))
         return exitBadInput;
-    return writePrivateKey(output, *key, nullptr, 0);
+    return describeWritten(writePrivateKey(output, *key, nullptr, 0), options, "private key",
+                           *key->publicKey());
 }
 
 void addOutputOptions(CommandLine& commandLine, Options& options) {
     commandLine.text("-o,--output", options.output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options.force, forceHelp);
+    commandLine.json();
 }
 
 void addInput(CommandLine& commandLine, Options& options, char const* what) {

@@ -4,6 +4,7 @@
 #include "io/exit_status.h"
 #include "io/line_reader.h"
 #include "io/ordered_work.h"
+#include "io/progress.h"
 #include "io/report.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
@@ -52,10 +53,12 @@ struct Answer {
 /// One thread at a time writes, in the order of results.
 struct Output {
     int status = exitDone;
+    Progress progress{"chains"};
     std::atomic<bool> isBroken = false; ///< Nobody reads it any more.
 
     void write(Answer const& answer) {
         terminal::out() << answer.line << std::endl;
+        progress.advance(1);
         status = std::max(status, answer.status);
         if (!terminal::out())
             isBroken = true;
