@@ -27,18 +27,19 @@ Wide timesX(Wide v) {
 GHash::GHash(unsigned char const* h) {
     Wide v = {loadBigEndian<std::uint64_t>(h), loadBigEndian<std::uint64_t>(h + 8)};
     for (auto& multiples : table) {
-        for (unsigned bit = 8; bit != 0; bit >>= 1) {
+        Element multiplesOfBits[4]; // in registers
+        unrolled<4>([&](auto i) __attribute__((always_inline)) {
             std::uint64_t const bytes[2] = {inOrder<std::endian::big>(v.high),
                                             inOrder<std::endian::big>(v.low)};
-            std::memcpy(&multiples[bit], bytes, sizeof bytes);
+            std::memcpy(&multiplesOfBits[3 - i], bytes, sizeof bytes);
             v = timesX(v);
-        }
+        });
         // In the order of a Gray code, each sum differs from the one before by one multiple.
         Element sum{};
         multiples[0] = sum;
         unrolled<15>([&](auto i) __attribute__((always_inline)) {
-            constexpr unsigned step = i + 1, changed = step & -step;
-            sum ^= multiples[changed];
+            constexpr unsigned step = i + 1;
+            sum ^= multiplesOfBits[std::countr_zero(step)];
             multiples[step ^ step >> 1] = sum;
         });
     }
