@@ -225,11 +225,12 @@ class ShowTest(ProgramTest):
         tbs = element(0x30, element(0x02, b"\1"), algorithm, name, time, time, element(0x30, *entries))
         der = element(0x30, tbs, algorithm, element(0x03, bytes(65)))
         date = "2020-01-01 00:00:00 UTC"
+        iso = "2020-01-01T00:00:00Z"
         self.assertEqual(self.expect(0, "show", "--json", "-", stdin=der).objects[0]["revoked"], [
-            {"serialNumber": "01", "revocationDate": date, "reasonCode": 1, "reason": "keyCompromise"},
-            {"serialNumber": "02", "revocationDate": date, "reasonCode": 7, "reason": "unassigned"},
-            {"serialNumber": "03", "revocationDate": date, "reasonCode": 8, "reason": "removeFromCRL"},
-            {"serialNumber": "04", "revocationDate": date}])
+            {"serialNumber": "01", "revocationDate": iso, "reasonCode": 1, "reason": "keyCompromise"},
+            {"serialNumber": "02", "revocationDate": iso, "reasonCode": 7, "reason": "unassigned"},
+            {"serialNumber": "03", "revocationDate": iso, "reasonCode": 8, "reason": "removeFromCRL"},
+            {"serialNumber": "04", "revocationDate": iso}])
         text = self.expect(0, "show", "-", stdin=der).out
         self.assertIn(f"  03 since {date}, reason 8 remove from crl\n", text)
         self.assertIn(f"  01 since {date}, reason 1 key compromise\n", text)

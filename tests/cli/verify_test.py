@@ -213,7 +213,7 @@ class VerifyTest(ProgramTest):
                            (["--ca", "clean.crl"], "clean.crl: no certificate in it")):
             result = self.expect(2, "verify", "--json", *trust, "chain.pem")
             document = result.json
-            self.assertEqual(set(document), {"verdict", "reason"})
+            self.assertEqual(set(document), {"version", "command", "verdict", "reason", "problems"})
             self.assertEqual(document["verdict"], "UNREADABLE")
             self.assertIn(why, document["reason"])
             self.assertIn(why, result.err)

@@ -2,6 +2,7 @@
 
 #include "io/clock.h"
 #include "io/exit_status.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/description.h"
@@ -23,7 +24,7 @@ struct Warning {
     size_t signer; ///< From 1; 0 for the message as a whole.
     char const* rule;
     std::string sentence;
-    std::string facts; ///< Often empty.
+    std::vector<Fact> facts;
 };
 
 std::vector<Warning> warningsOf(MessageVerdict const& verdict) {
@@ -31,7 +32,7 @@ std::vector<Warning> warningsOf(MessageVerdict const& verdict) {
     for (MessageFinding const& finding : verdict.findings)
         if (getWeight(finding.id) == FindingWeight::warning) {
             auto const& text = getReasonText(finding.id);
-            warnings.push_back({finding.signer, text.name, text.sentence, factsOf(finding.facts)});
+            warnings.push_back({finding.signer, text.name, text.sentence, finding.facts});
         }
     for (size_t i = 0; i < verdict.signers.size(); ++i)
         if (auto const& path = verdict.signers[i].path)
@@ -40,7 +41,7 @@ std::vector<Warning> warningsOf(MessageVerdict const& verdict) {
                 warnings.push_back({i + 1, text.name,
                                     "certificate " + std::to_string(warning.depth) + " <" +
                                         printable(warning.subject) + ">: " + text.sentence,
-                                    factsOf(warning.facts)});
+                                    warning.facts});
             }
     return warnings;
 }
@@ -131,7 +132,7 @@ void printReport(MessageReport const& report, std::vector<std::string> const& fu
         terminal::err() << "warning: " << signerName(warning.signer) << warning.rule << ": "
                         << warning.sentence << std::endl;
         if (!warning.facts.empty())
-            terminal::err() << "  " << warning.facts << std::endl;
+            terminal::err() << "  " << factsOf(warning.facts) << std::endl;
     }
 }
 
@@ -147,7 +148,7 @@ void addReport(MessageReport const& report, nlohmann::ordered_json& to) {
         if (signer.certificate)
             entry["subject"] = nameFor(*signer.certificate);
         if (info.hasSigningTime != 0)
-            entry["signingTime"] = formatTime(info.signingTime);
+            entry["signingTime"] = isoTime(info.signingTime);
         to["signers"].push_back(std::move(entry));
     }
     to["failures"] = nlohmann::json::array();
@@ -156,12 +157,12 @@ void addReport(MessageReport const& report, nlohmann::ordered_json& to) {
             to["failures"].push_back({{"signer", finding.signer},
                                       {"rule", getReasonText(finding.id).name},
                                       {"sentence", getReasonText(finding.id).sentence},
-                                      {"facts", factsOf(finding.facts)}});
+                                      {"facts", report::describe(finding.facts)}});
     to["warnings"] = nlohmann::json::array();
     for (Warning const& warning : warningsOf(report.verdict))
         to["warnings"].push_back({{"signer", warning.signer},
                                   {"rule", warning.rule},
                                   {"sentence", warning.sentence},
-                                  {"facts", warning.facts}});
+                                  {"facts", report::describe(warning.facts)}});
     to["notes"] = report.notes;
 }
