@@ -41,6 +41,13 @@ class ManualTest(ProgramTest):
     def test_page_at_scale(self):
         self.paste_page("at-scale")
 
+    def test_page_run_a_small_ca(self):
+        folder = self.paste_page("run-a-small-ca")
+        self.assertIn("FAILED 10", (folder / "verdict.txt").read_text())
+
+    def test_page_time_stamps(self):
+        self.paste_page("time-stamps")
+
     def test_page_exchange_keys(self):
         self.paste_page("exchange-keys")
 
