@@ -53,7 +53,8 @@ std::string nameOf(ParameterOutline const& parameter) {
         text += (text.empty() ? "" : ", ") + name;
     if (parameter.isOption() && !parameter.valueName.empty())
         text += (parameter.valueName.starts_with('[') ? "" : " ") + parameter.valueName;
-    return text + (parameter.isRepeated ? "..." : "");
+    // That an option may be repeated is for its help to say: "FILE..." reads as if several could follow it.
+    return text + (parameter.isRepeated && !parameter.isOption() ? "..." : "");
 }
 
 std::string formatUsage(VerbOutline const& verb, std::string const& path) {

@@ -1,6 +1,7 @@
 #include "objects/key_file.h"
 
 #include "io/input.h"
+#include "io/progress.h"
 
 #include "sealkit/input_kind.h"
 #include "sealkit/pem.h"
@@ -121,7 +122,7 @@ int openAsking(std::string const& path, PasswordSource const& source,
             readPassword(source, AskFor::existing, path == "-" ? "the key on standard input" : path, &status);
         if (!password)
             return status;
-        opened = open(&password->text);
+        workWithClock("deriving a key of the password", [&] { opened = open(&password->text); });
     }
     if (opened.status == exitDone)
         return exitDone;

@@ -89,10 +89,11 @@ void TrustOptions::declare(CommandLine& commandLine) {
         .valueName("TIME");
     commandLine.texts("--crl", crlFiles, "a file of CRLs; may be given more than once; implies --check-crls")
         .valueName("FILE");
-    commandLine.flagWithValue(
-        "--check-crls", checkCrls, "all",
-        "ask the CRLs about every certificate below the trusted one, or with =leaf, as other "
-        "validators do, about the leaf alone");
+    commandLine
+        .flagWithValue("--check-crls", checkCrls, "all",
+                       "ask the CRLs about every certificate below the trusted one, or with =leaf, as other "
+                       "validators do, about the leaf alone")
+        .valueName("[=leaf]");
     Parameter const chosen = commandLine
                                  .text("--rules", rules,
                                        "who must accept the chain: platform (this system), rfc5280 (other "

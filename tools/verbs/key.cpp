@@ -143,8 +143,10 @@ int writePrivateKey(OutputFile& output, PrivateKey const& key, Password const* p
                     unsigned iterations) {
     if (!password)
         return writePem(output, "PRIVATE KEY", encodePkcs8PrivateKey(key));
-    return writePem(output, "ENCRYPTED PRIVATE KEY",
-                    encodePkcs8EncryptedPrivateKey(key, password->text, iterations));
+    std::vector<unsigned char> der;
+    workWithClock("encrypting the key",
+                  [&] { der = encodePkcs8EncryptedPrivateKey(key, password->text, iterations); });
+    return writePem(output, "ENCRYPTED PRIVATE KEY", std::move(der));
 }
 
 /// Describes what was written, for JSON; returns the status.
