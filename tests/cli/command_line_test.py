@@ -66,6 +66,10 @@ class CommandLineTest(ProgramTest):
         for verb, old in ((("verify",), "--chain"),):
             self.assertNotIn(old + " ", self.expect(0, *verb, "--help").out)
             self.expect(0, *verb, "--ca", "root.pem", old, "root.pem", "leaf.pem")
+        for verb, old in ((("cms", "check"), "--chain"), (("cms", "check"), "--data"), (("ts", "check"), "--content"),
+                          (("ts", "request"), "--cert"), (("cert", "issue"), "--ca-key"), (("crl", "new"), "--ca-key")):
+            self.assertIsNone(re.search(old + r"\b(?!-)", self.expect(0, *verb, "--help").out), verb)
+            self.assertNotIn("is no option", self.expect(3, *verb, old).err)
 
     def test_completion(self):
         bash = self.write("complete.bash", self.expect(0, "completion", "bash").out)

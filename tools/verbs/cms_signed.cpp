@@ -43,6 +43,9 @@ constexpr Purpose purposes[] = {
     {"email", PathPurpose::emailProtection},
     {"code", PathPurpose::codeSigning},
     {"any", PathPurpose::any},
+    // As "verify" calls them.
+    {"email-protection", PathPurpose::emailProtection},
+    {"code-signing", PathPurpose::codeSigning},
 };
 
 int sign(SignOptions const& options) {
@@ -229,10 +232,10 @@ Work setUpCmsSign(CommandLine commandLine) {
 Work setUpCmsCheck(CommandLine commandLine) {
     auto options = std::make_shared<CheckOptions>();
     options->purpose = "email";
-    commandLine.text("--content", options->content, "what is signed, of a detached signature")
+    commandLine.text("--content|--data", options->content, "what is signed, of a detached signature")
         .valueName("FILE");
     commandLine
-        .text("--certificates", options->certificates,
+        .text("--certificates|--chain", options->certificates,
               "certificates of signers and issuers that are not in the\nmessage. This does not make them "
               "trusted")
         .valueName("FILE");
