@@ -55,7 +55,7 @@ struct BundleOptions {
 template <typename T>
 class Bundle {
 public:
-    Bundle(BundleOptions const& how, std::vector<Refusal>* refused) : options(how), refusals(refused) {}
+    Bundle(BundleOptions const& how, std::vector<Refusal>* to) : options(how), refusals(to) {}
 
     Objects<T> read(std::string_view text, std::vector<InputNote>* notes) {
         std::vector<InputNote> unheard;
@@ -63,7 +63,11 @@ public:
         detail::PlainFile const plain(text, &found);
         detail::walkObjects(plain, {.forms = options.forms}, found, [this](InputObject&& object) {
             take(std::move(object));
-            return true;
+            if (refused <= maxRefused)
+                return true;
+            refuseAs(RefusalId::inputTooLarge, 0,
+                     {{"maximum", std::to_string(maxRefused) + " malformed objects"}});
+            return false;
         });
         if (!isFound && hasMessage) {
             if (carried.empty() && carriedRefusals.empty())
@@ -78,6 +82,8 @@ public:
     }
 
 private:
+    /// More of them end the reading of a text: their refusals take more memory than the text.
+    static constexpr size_t maxRefused = 10'000;
     static constexpr T const* type = nullptr;
     static constexpr InputKind wanted = kindFor(type);
 
@@ -93,6 +99,7 @@ private:
             takeMessage(std::move(object));
         } else if (object.refusal && (object.kind == wanted || (object.kind == InputKind::pem && isFound))) {
             isFound = true;
+            refused++;
             add(refusals, std::move(object.refusal));
         } else if (isPromised) {
             isFound = true;
@@ -111,6 +118,7 @@ private:
     }
 
     void refuseAs(RefusalId id, size_t block, std::vector<Fact> facts) {
+        refused++;
         Refusal refusal;
         refusal.id = id;
         refusal.block = block;
@@ -137,6 +145,7 @@ private:
     Objects<T> objects;
     Objects<T> carried; ///< By messages.
     std::vector<Refusal> carriedRefusals;
+    size_t refused = 0;   ///< Objects that are not what they should be.
     bool isFound = false; ///< An object of the kind, refused or not, outside messages.
     bool hasMessage = false;
 };

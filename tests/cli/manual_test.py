@@ -47,6 +47,8 @@ class ManualTest(ProgramTest):
 
     def test_page_time_stamps(self):
         self.paste_page("time-stamps")
+    def test_page_change_the_form_of_a_file(self):
+        self.paste_page("change-the-form-of-a-file")
 
     def test_page_exchange_keys(self):
         self.paste_page("exchange-keys")

@@ -171,6 +171,16 @@ TEST(ReadCertificateBundle, ReadsWhatAMessageCarries) {
     EXPECT_EQ(output.text(), "");
 }
 
+TEST(ReadCertificates, ManyMalformedOnesEndTheText) {
+    std::string text;
+    for (int i = 0; i < 10'100; i++)
+        text += brokenBase64;
+    std::vector<Refusal> refusals;
+    EXPECT_TRUE(readCertificates(text + certificates, &refusals).empty());
+    ASSERT_EQ(refusals.size(), 10'002U);
+    EXPECT_EQ(refusals.back().id, RefusalId::inputTooLarge);
+}
+
 TEST(LoadCertificates, TrustSettingsThatLimitACertificateKeepItOut) {
     std::string_view rest = certificates, label, body;
     std::vector<unsigned char> der;
