@@ -261,6 +261,25 @@ TEST(MakePlain, LeavesWhatTheLoadersTakeAsItIs) {
     EXPECT_TRUE(notes.empty());
 }
 
+// What takes quadratic time does not end.
+TEST(ReadObjects, LargeHostileTextsTakeLinearTime) {
+    constexpr size_t size = size_t(1) << 17;
+    for (std::string const unit :
+         {"-----BEGIN ", "-----BEGIN X-----\n", " -----BEGIN X-----\r", "-----BEGIN X-----\na:b\n",
+          "-----END ", "\r", " ", "M", "\xEF\xBB\xBF", "-----BEGIN X-----\n-----END "}) {
+        std::string text;
+        while (text.size() < size)
+            text += unit;
+        for (std::string const& form : {text, " " + text, inUtf16(text, true)})
+            EXPECT_FALSE(readObjects(form, {.maxObjects = 10}).objects.empty()) << unit;
+    }
+    std::string const small = element(0x30, element(0x02, "1"));
+    std::string many;
+    while (many.size() < size)
+        many += small;
+    EXPECT_EQ(readObjects(many).objects.size(), 1U);
+}
+
 TEST(MakePlain, KeepsTheNumbersOfLines) {
     std::string const text = "a\rb\r\n  " + replaced(first, "\n", "\r  ");
     WipedBytes plain;
