@@ -119,12 +119,14 @@ enum class RefusalId : unsigned {
     noSignedAttributes,
     unsupportedRecipient,
     notARecipient,
+    noPassword,
     unsupportedCertificateKind,
     unsupportedRequestExtensions,
     unsupportedKeyEncryption,
     noRsaKey,
     missingContent,
     undecryptable,
+    changedContent,
 
     // Mail.
     otherMail,

@@ -19,6 +19,7 @@
 #include "sealkit/der.h"
 #include "sealkit/ec.h"
 #include "sealkit/ecsrp.h"
+#include "sealkit/enveloped.h"
 #include "sealkit/extend.h"
 #include "sealkit/extensions.h"
 #include "sealkit/gcm.h"
@@ -26,6 +27,7 @@
 #include "sealkit/hmac.h"
 #include "sealkit/input_kind.h"
 #include "sealkit/issue.h"
+#include "sealkit/key_wrap.h"
 #include "sealkit/keys.h"
 #ifndef SEALKIT_WITHOUT_MLKEM
 #include "sealkit/mlkem.h"
@@ -36,6 +38,7 @@
 #include "sealkit/mschapv2.h"
 #include "sealkit/name.h"
 #include "sealkit/name_text.h"
+#include "sealkit/oaep.h"
 #include "sealkit/objects.h"
 #include "sealkit/oid.h"
 #include "sealkit/oid_names.h"
@@ -64,3 +67,4 @@
 #include "sealkit/version.h"
 #include "sealkit/wipe.h"
 #include "sealkit/x509.h"
+#include "sealkit/x963_kdf.h"

@@ -44,6 +44,46 @@ inline constexpr unsigned char ecdsaWithSha512[] = {0x2a, 0x86, 0x48, 0xce, 0x3d
 // 1.3.101.113 (id-Ed448, RFC 8410)
 inline constexpr unsigned char ed448[] = {0x2b, 0x65, 0x71};
 
+// Encryption of content keys.
+
+// 1.2.840.113549.1.1.7 (id-RSAES-OAEP, RFC 8017)
+inline constexpr unsigned char rsaesOaep[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x07};
+// 1.2.840.113549.1.1.9 (id-pSpecified, RFC 8017)
+inline constexpr unsigned char pSpecified[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x01, 0x09};
+// 1.2.840.113549.1.9.16.3.9 (id-alg-PWRI-KEK, RFC 3211)
+inline constexpr unsigned char pwriKek[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x10, 0x03, 0x09};
+// 2.16.840.1.101.3.4.1.5 (id-aes128-wrap, RFC 3565)
+inline constexpr unsigned char aes128Wrap[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x05};
+// 2.16.840.1.101.3.4.1.25 (id-aes192-wrap, RFC 3565)
+inline constexpr unsigned char aes192Wrap[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x19};
+// 2.16.840.1.101.3.4.1.45 (id-aes256-wrap, RFC 3565)
+inline constexpr unsigned char aes256Wrap[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x2d};
+// 1.3.133.16.840.63.0.2 (dhSinglePass-stdDH-sha1kdf-scheme, RFC 5753)
+inline constexpr unsigned char stdDhSha1Kdf[] = {0x2b, 0x81, 0x05, 0x10, 0x86, 0x48, 0x3f, 0x00, 0x02};
+// 1.3.132.1.11.1 (dhSinglePass-stdDH-sha256kdf-scheme, RFC 5753)
+inline constexpr unsigned char stdDhSha256Kdf[] = {0x2b, 0x81, 0x04, 0x01, 0x0b, 0x01};
+// 1.3.132.1.11.2 (dhSinglePass-stdDH-sha384kdf-scheme, RFC 5753)
+inline constexpr unsigned char stdDhSha384Kdf[] = {0x2b, 0x81, 0x04, 0x01, 0x0b, 0x02};
+// 1.3.132.1.11.3 (dhSinglePass-stdDH-sha512kdf-scheme, RFC 5753)
+inline constexpr unsigned char stdDhSha512Kdf[] = {0x2b, 0x81, 0x04, 0x01, 0x0b, 0x03};
+// 1.3.133.16.840.63.0.3 (dhSinglePass-cofactorDH-sha1kdf-scheme, RFC 5753)
+inline constexpr unsigned char cofactorDhSha1Kdf[] = {0x2b, 0x81, 0x05, 0x10, 0x86, 0x48, 0x3f, 0x00, 0x03};
+// 1.3.132.1.14.1 (dhSinglePass-cofactorDH-sha256kdf-scheme, RFC 5753)
+inline constexpr unsigned char cofactorDhSha256Kdf[] = {0x2b, 0x81, 0x04, 0x01, 0x0e, 0x01};
+// 1.3.132.1.14.2 (dhSinglePass-cofactorDH-sha384kdf-scheme, RFC 5753)
+inline constexpr unsigned char cofactorDhSha384Kdf[] = {0x2b, 0x81, 0x04, 0x01, 0x0e, 0x02};
+// 1.3.132.1.14.3 (dhSinglePass-cofactorDH-sha512kdf-scheme, RFC 5753)
+inline constexpr unsigned char cofactorDhSha512Kdf[] = {0x2b, 0x81, 0x04, 0x01, 0x0e, 0x03};
+// 1.2.840.113549.1.9.16.3.19 (dhSinglePass-stdDH-hkdf-sha256-scheme, RFC 8418)
+inline constexpr unsigned char stdDhHkdfSha256[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                    0x01, 0x09, 0x10, 0x03, 0x13};
+// 1.2.840.113549.1.9.16.3.20 (dhSinglePass-stdDH-hkdf-sha384-scheme, RFC 8418)
+inline constexpr unsigned char stdDhHkdfSha384[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                    0x01, 0x09, 0x10, 0x03, 0x14};
+// 1.2.840.113549.1.9.16.3.21 (dhSinglePass-stdDH-hkdf-sha512-scheme, RFC 8418)
+inline constexpr unsigned char stdDhHkdfSha512[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                    0x01, 0x09, 0x10, 0x03, 0x15};
+
 // Hashes and the HMACs over them.
 
 // 1.2.840.113549.2.5 (id-md5, RFC 8017)
@@ -77,6 +117,15 @@ inline constexpr unsigned char aes128Cbc[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03
 inline constexpr unsigned char aes192Cbc[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x16};
 // 2.16.840.1.101.3.4.1.42 (aes256-CBC-PAD, RFC 8018)
 inline constexpr unsigned char aes256Cbc[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x2a};
+
+// Encryption of contents with authentication.
+
+// 2.16.840.1.101.3.4.1.6 (id-aes128-GCM, RFC 5084)
+inline constexpr unsigned char aes128Gcm[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x06};
+// 2.16.840.1.101.3.4.1.26 (id-aes192-GCM, RFC 5084)
+inline constexpr unsigned char aes192Gcm[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x1a};
+// 2.16.840.1.101.3.4.1.46 (id-aes256-GCM, RFC 5084)
+inline constexpr unsigned char aes256Gcm[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0x04, 0x01, 0x2e};
 
 // Curves.
 
@@ -217,6 +266,9 @@ inline constexpr unsigned char signedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0
 inline constexpr unsigned char envelopedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x03};
 // 1.2.840.113549.1.7.6 (id-encryptedData, RFC 5652)
 inline constexpr unsigned char encryptedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x07, 0x06};
+// 1.2.840.113549.1.9.16.1.23 (id-ct-authEnvelopedData, RFC 5083)
+inline constexpr unsigned char authEnvelopedData[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                      0x01, 0x09, 0x10, 0x01, 0x17};
 // 1.2.840.113549.1.9.3 (id-contentType, RFC 5652)
 inline constexpr unsigned char contentType[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x03};
 // 1.2.840.113549.1.9.4 (id-messageDigest, RFC 5652)

@@ -5,6 +5,7 @@
 #include "sealkit/wipe.h"
 
 #include "aes.h"
+#include "gcm_in_place.h"
 
 #include <memory>
 #include <utility>
@@ -24,14 +25,22 @@ bool succeedOrWipe(bool succeeded, std::span<unsigned char> out) {
     return succeeded;
 }
 
+/// GCM with tags of another size.
+class TaggedGcm : public GCMCipher {
+public:
+    TaggedGcm(std::unique_ptr<BlockCipher> cipher, size_t tagSize) : GCMCipher(std::move(cipher)) {
+        tagLength = static_cast<unsigned char>(tagSize);
+    }
+};
+
 /// GCM at the start of a message. Null for parameters that it does not take.
-std::unique_ptr<GCMCipher> beginGcm(AeadParameters const& parameters) {
+std::unique_ptr<GCMCipher> beginGcm(AeadParameters const& parameters, size_t tagSize = aeadTagSize) {
     if (parameters.nonce.size() != gcmNonceSize || parameters.associatedData.size() >= gcmSizeLimit)
         return nullptr;
     std::unique_ptr<BlockCipher> aes = detail::makeAes(parameters.key);
     if (aes == nullptr)
         return nullptr;
-    auto gcm = std::make_unique<GCMCipher>(std::move(aes));
+    auto gcm = std::make_unique<TaggedGcm>(std::move(aes), tagSize);
     gcm->setIV(parameters.nonce.data(), gcmNonceSize);
     return gcm;
 }
@@ -65,6 +74,35 @@ bool open(AeadParameters const& parameters, Bytes sealed, std::span<unsigned cha
 }
 
 } // namespace
+
+bool detail::isGcmSize(size_t size) { return size < gcmSizeLimit; }
+
+bool detail::sealGcmInPlace(AeadParameters const& parameters, std::vector<unsigned char>& buffer) {
+    size_t const size = buffer.size();
+    std::unique_ptr<GCMCipher> const gcm = isGcmSize(size) ? beginGcm(parameters) : nullptr;
+    if (gcm == nullptr)
+        return false;
+    buffer.resize(size + aeadTagSize);
+    gcm->encrypt(buffer.data(), static_cast<unsigned>(size), parameters.associatedData.data(),
+                 static_cast<unsigned>(parameters.associatedData.size()), buffer.data());
+    return true;
+}
+
+bool detail::openGcmInPlace(AeadParameters const& parameters, size_t tagSize,
+                            std::vector<unsigned char>& buffer) {
+    bool const fits = tagSize >= minGcmTagSize && tagSize <= aeadTagSize && buffer.size() >= tagSize &&
+                      isGcmSize(buffer.size() - tagSize);
+    std::unique_ptr<GCMCipher> const gcm = fits ? beginGcm(parameters, tagSize) : nullptr;
+    size_t const size = fits ? buffer.size() - tagSize : 0;
+    bool const isAuthentic =
+        gcm != nullptr &&
+        gcm->decrypt(buffer.data(), static_cast<unsigned>(buffer.size()), parameters.associatedData.data(),
+                     static_cast<unsigned>(parameters.associatedData.size()), buffer.data()) == size;
+    if (!isAuthentic)
+        succeedOrWipe(false, buffer);
+    buffer.resize(isAuthentic ? size : 0);
+    return isAuthentic;
+}
 
 bool sealAesGcm(AeadParameters const& parameters, Bytes plaintext, std::span<unsigned char> out) {
     return succeedOrWipe(seal(parameters, plaintext, out), out);

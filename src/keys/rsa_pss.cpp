@@ -3,6 +3,7 @@
 
 #include "asn1/oids.h"
 #include "asn1/read.h"
+#include "keys/mgf1.h"
 #include "keys/rsa_operation.h"
 #include "keys/verify.h"
 
@@ -16,37 +17,6 @@ constexpr unsigned char trailer = 0xBC;
 
 bool isSupported(HashID hash) {
     return hash == HashID::SHA256 || hash == HashID::SHA384 || hash == HashID::SHA512;
-}
-
-/// The AlgorithmIdentifier in the current element, [number] EXPLICIT. It stands there: its default is of SHA-1.
-bool takeWrapped(Level& level, unsigned number, char const* field, asn1::blob* oid, asn1::blob* parameters) {
-    asn1::blob wrapped;
-    if (!take(level, tag::constructed(number), &wrapped, field))
-        return false;
-    Level inner(level.reading, wrapped);
-    return takeAlgorithm(inner, oid, parameters, field) && finish(inner);
-}
-
-/// Parameters of a hash: NULL or absent (RFC 4055, section 2.1).
-bool isHashAlgorithm(asn1::blob oid, asn1::blob parameters, HashID hash) {
-    static constexpr unsigned char null[] = {tag::null, 0};
-    return oid == getHashOid(hash) && (parameters.empty() || parameters == asn1::blob(null));
-}
-
-/// MGF1 (RFC 8017, appendix B.2.1), added to `to`.
-void unmask(HashID hash, asn1::blob seed, std::span<unsigned char> to) {
-    std::vector<unsigned char> input = copyOf(seed);
-    size_t const counterAt = input.size();
-    input.resize(counterAt + 4);
-    for (unsigned counter = 0; !to.empty(); ++counter) {
-        for (size_t i = 0; i < 4; ++i)
-            input[counterAt + i] = static_cast<unsigned char>(counter >> 8 * (3 - i));
-        std::vector<unsigned char> const mask = calcDigest(hash, input);
-        size_t const size = std::min(mask.size(), to.size());
-        for (size_t i = 0; i < size; ++i)
-            to[i] ^= mask[i];
-        to = to.subspan(size);
-    }
 }
 
 } // namespace
@@ -63,16 +33,13 @@ bool readPssParameters(Reading& reading, asn1::blob parameters, PssParameters* t
     };
     if (!takeWrapped(fields, 0, "hashAlgorithm", &oid, &inner))
         return false;
-    HashID const hash = getHashID(oid);
-    if (!isSupported(hash) || !isHashAlgorithm(oid, inner, hash))
+    // The default, which is left out, is SHA-1.
+    HashID const hash = schemeHash(oid, inner);
+    if (!isSupported(hash))
         return refuse("hashAlgorithm");
     if (!takeWrapped(fields, 1, "maskGenAlgorithm", &oid, &inner))
         return false;
-    Level mask(reading, inner);
-    asn1::blob maskHash, maskParameters;
-    if (!(oid == asn1::blob(oid::mgf1)) ||
-        !takeAlgorithm(mask, &maskHash, &maskParameters, "maskGenAlgorithm") || !atEnd(mask) ||
-        !isHashAlgorithm(maskHash, maskParameters, hash))
+    if (maskHash(reading, oid, inner) != hash)
         return refuse("maskGenAlgorithm");
 
     auto const takeOptional = [&](unsigned number, char const* field, unsigned* value) {
@@ -118,7 +85,7 @@ bool verifyPss(Reading& reading, RsaPublicKey const& key, PssParameters const& p
         return refuse();
     std::span<unsigned char> const masked(block.data(), block.size() - hashLength - 1);
     asn1::blob const hash(block.data() + masked.size(), hashLength);
-    unmask(parameters.hash, hash, masked);
+    addMask(parameters.hash, hash, masked);
     masked[0] &= static_cast<unsigned char>(0xFF >> (8 * block.size() - bits));
 
     size_t const paddingLength = masked.size() - parameters.saltLength - 1;

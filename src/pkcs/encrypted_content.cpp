@@ -12,26 +12,11 @@ using detail::Reading;
 
 namespace {
 
-/// IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
-bool readIssuerAndSerial(Reading& reading, asn1::blob content, PKCS7KeyTransRecipientInfo& to) {
-    Level fields(reading, content);
-    asn1::blob issuer, serialNumber;
-    if (!detail::takeWhole(fields, tag::sequence, &issuer, "issuer") ||
-        !detail::takeInteger(fields, &serialNumber, "serial number") || !detail::finish(fields))
-        return false;
-    Reading::Step const step(reading, "issuer");
-    if (!detail::readName(reading, issuer, to.issuer))
-        return false;
-    to.issuerElement = detail::copyOf(issuer);
-    to.serialNumber = detail::copyOf(serialNumber);
-    return true;
-}
-
 bool readRecipientIdentifier(Level& fields, PKCS7KeyTransRecipientInfo& to) {
     asn1::blob content;
     if (to.version == 0)
         return detail::take(fields, tag::sequence, &content, "issuer and serial number") &&
-               readIssuerAndSerial(fields.reading, content, to);
+               detail::readIssuerAndSerial(fields.reading, content, to);
     if (!detail::take(fields, tag::primitive(0), &content, "subject key identifier"))
         return false;
     to.subjectKeyId = detail::copyOf(content);
@@ -54,6 +39,27 @@ bool detail::readPlainAlgorithm(Reading& reading, asn1::blob content, AlgorithmI
     if (elements.next() && atEnd(elements))
         to.params.clear();
     return true;
+}
+
+bool detail::readIssuerAndSerial(Reading& reading, asn1::blob content, PKCS7KeyTransRecipientInfo& to) {
+    Level fields(reading, content);
+    asn1::blob issuer, serialNumber;
+    if (!takeWhole(fields, tag::sequence, &issuer, "issuer") ||
+        !takeInteger(fields, &serialNumber, "serial number") || !finish(fields))
+        return false;
+    Reading::Step const step(reading, "issuer");
+    if (!readName(reading, issuer, to.issuer))
+        return false;
+    to.issuerElement = copyOf(issuer);
+    to.serialNumber = copyOf(serialNumber);
+    return true;
+}
+
+void detail::saveIssuerAndSerial(PKCS7KeyTransRecipientInfo const& from, DerEncoder& to) {
+    to.begin(tag::sequence)
+        .addEncoded(encodeName(from.issuer, from.issuerElement))
+        .add(tag::integer, from.serialNumber)
+        .end();
 }
 
 bool detail::refuseString(Level const& level, unsigned expected, char const* field) {
@@ -98,10 +104,7 @@ bool parse(PKCS7KeyTransRecipientInfo& to, asn1::blob element, Refusal* refusal)
 void save(PKCS7KeyTransRecipientInfo const& from, DerEncoder& to) {
     to.begin(tag::sequence).addInteger(bn64(from.version));
     if (from.version == 0)
-        to.begin(tag::sequence)
-            .addEncoded(detail::encodeName(from.issuer, from.issuerElement))
-            .add(tag::integer, from.serialNumber)
-            .end();
+        detail::saveIssuerAndSerial(from, to);
     else
         to.add(tag::primitive(0), from.subjectKeyId);
     save(from.keyEncryptionAlgorithm, to);

@@ -21,11 +21,14 @@ bool readSignedData(Reading& reading, asn1::blob signedData, PKCS7SignedData& to
 /// A SignerInfo. The object must be new.
 bool read(Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to, unsigned depth = 0);
 
-/// A ContentInfo of EnvelopedData.
+/// A ContentInfo of EnvelopedData in its stated form.
 bool read(Reading& reading, asn1::blob message, PKCS7EnvelopedData& to);
-/// A bare EnvelopedData.
+/// A bare EnvelopedData in its stated form.
 bool readEnvelopedData(Reading& reading, asn1::blob envelopedData, PKCS7EnvelopedData& to);
 bool read(Reading& reading, asn1::blob element, PKCS7KeyTransRecipientInfo& to);
+/// The content of IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }.
+bool readIssuerAndSerial(Reading& reading, asn1::blob content, PKCS7KeyTransRecipientInfo& to);
+void saveIssuerAndSerial(PKCS7KeyTransRecipientInfo const& from, DerEncoder& to);
 bool read(Reading& reading, asn1::blob element, PKCS7EncryptedContentInfo& to);
 bool read(Reading& reading, asn1::blob element, PKCS7EncryptedData& to);
 

@@ -1,0 +1,155 @@
+/// Encrypted messages of CMS in all their forms: EnvelopedData (RFC 5652) and AuthEnvelopedData (RFC 5083).
+///
+/// | member              | what it is                                                                |
+/// | ------------------- | ------------------------------------------------------------------------- |
+/// | `EnvelopedMessage`  | a message: reading it, finding a recipient, decrypting its content        |
+/// | `EnvelopedRecipient`| who may open it, and the content key that is encrypted to them            |
+/// | `encryptMessage`    | makes a message to the holders of certificates and of passwords           |
+/// | `EnvelopedOptions`  | how it encrypts                                                           |
+///
+/// | recipient            | content key                                                         | standard             |
+/// | -------------------- | ------------------------------------------------------------------- | -------------------- |
+/// | an RSA key           | PKCS#1 v1.5, or OAEP over SHA-1 or SHA-2 with an empty label         | RFC 3370, RFC 3560   |
+/// | an EC key            | ECDH from a key of the message, X9.63 over SHA-1 or SHA-2, AES key wrap | RFC 5753          |
+/// | an X25519 key        | the same, or HKDF over SHA-2                                         | RFC 8418             |
+/// | a password           | PBKDF2 with HMAC over SHA-1 or SHA-2, PWRI-KEK with triple DES or AES | RFC 3211            |
+/// | a shared key         | AES key wrap; read alone                                             | RFC 3565             |
+///
+/// Contents are encrypted in CBC mode under triple DES or AES, or under AES-GCM with tags of 12 to 16 bytes. Only GCM
+/// authenticates: what opens under it was made by somebody who knows the password or, for the holders of certificates, by
+/// anybody, but it was not changed. Nothing is given out before the tag is verified.
+///
+/// Messages may be BER. `PKCS7EnvelopedData` (pkcs7.h) is the same reader in a narrower form. S/MIME text around a message
+/// is not read here.
+#pragma once
+
+#include "sealkit/blob.h"
+#include "sealkit/cipher.h"
+#include "sealkit/detail/export.h"
+#include "sealkit/keys.h"
+#include "sealkit/oaep.h"
+#include "sealkit/pkcs7.h"
+#include "sealkit/refusal.h"
+#include "sealkit/rng.h"
+#include "sealkit/x509.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+/// How a recipient gets the content key.
+enum class RecipientKind : unsigned {
+    keyTransport, ///< Encrypted to an RSA key.
+    keyAgreement, ///< Under a key that is agreed with an EC or X25519 key.
+    sharedKey,    ///< Under a key that both sides have.
+    password,     ///< Under a key that is derived from a password.
+};
+
+/// What the recipients of one KeyAgreeRecipientInfo have in common (RFC 5652, section 6.2.2).
+struct KeyAgreement {
+    AlgorithmIdentifier originatorAlgorithm;  ///< Empty where the originator is named by a certificate.
+    std::vector<unsigned char> originatorKey; ///< The public key, as its own DER. Empty in the same case.
+    std::optional<std::vector<unsigned char>>
+        keyingMaterial; ///< The ukm, which both sides add to the secret.
+    AlgorithmIdentifier
+        keyEncryptionAlgorithm; ///< The parameters are the AlgorithmIdentifier of the key wrap.
+};
+
+/// A recipient of any kind. The members that it inherits name the key and hold the encrypted key; those that a kind has
+/// no use for are empty. A shared key has its identifier in `subjectKeyId`.
+struct EnvelopedRecipient : PKCS7KeyTransRecipientInfo {
+    RecipientKind kind = RecipientKind::keyTransport;
+    std::shared_ptr<KeyAgreement const> agreement; ///< `keyAgreement` alone, where it is never null.
+    AlgorithmIdentifier keyDerivation;             ///< `password` alone.
+
+    /// The algorithm that encrypts the content key, whatever kind the recipient is of.
+    AlgorithmIdentifier const& algorithm() const {
+        return agreement == nullptr ? keyEncryptionAlgorithm : agreement->keyEncryptionAlgorithm;
+    }
+};
+
+/// The bytes of the longest content that is encrypted, and under GCM decrypted: 512 MiB less one.
+inline constexpr size_t maxEnvelopedContent = (size_t{1} << 29) - 1;
+/// How many recipients a message may have.
+inline constexpr size_t maxRecipients = 150'000;
+/// How many recipients a key is tried on at most where none is named.
+inline constexpr size_t maxRecipientsTried = 16;
+
+/// EnvelopedData or AuthEnvelopedData. Its members are not secret: no key is kept.
+class SEALKIT_API EnvelopedMessage {
+public:
+    bool isAuthenticated = false; ///< AuthEnvelopedData.
+    unsigned version = 0;
+    std::vector<unsigned char> originatorInfo; ///< The whole element [0]; empty when absent.
+    std::vector<EnvelopedRecipient> recipients;
+    size_t otherRecipients =
+        0; ///< How many are of unknown kinds or malformed. They are not among `recipients`.
+    PKCS7EncryptedContentInfo encryptedContentInfo;
+    std::vector<unsigned char> authAttrs; ///< The whole element [1] of AuthEnvelopedData; empty when absent.
+    std::vector<unsigned char> mac;       ///< Of AuthEnvelopedData: the tag.
+    std::vector<unsigned char> unprotectedAttrs; ///< The whole element, [1] or [2]; empty when absent.
+
+    EnvelopedMessage();
+    EnvelopedMessage(EnvelopedMessage&&) noexcept;
+    EnvelopedMessage& operator=(EnvelopedMessage&&) noexcept;
+    ~EnvelopedMessage();
+
+    /// Reads a ContentInfo of either type, DER or BER. Returns false if it is malformed, has trailing bytes or an unknown
+    /// version, or if it has more than `maxRecipients`. Recipients of unknown kinds and malformed ones are counted.
+    bool parse(asn1::blob message, Refusal* refusal);
+
+    /// The recipients that name `certificate`: by its subject key identifier, or by issuer and serial number.
+    std::vector<EnvelopedRecipient const*> findRecipients(X509Certificate const& certificate) const;
+    /// The recipients that `key` may be of, as far as its kind, its size and its curve tell.
+    std::vector<EnvelopedRecipient const*> findRecipients(PrivateKey const& key) const;
+
+    /// Decrypts the content with the key of one of the recipients of this message.
+    ///
+    /// Returns false and leaves `out` empty on failure. An encrypted key and a content that do not decrypt, whatever is
+    /// wrong with them, are one refusal, `RefusalId::undecryptable`, and take the same time; all other refusals follow from the
+    /// message and the kind of the key alone. Under CBC an attacker who learns, for many messages of their own making,
+    /// whether decryption succeeded can decrypt any message of theirs: show that to no stranger.
+    ///
+    /// The previous content of `out` is wiped. The caller wipes the result.
+    bool decrypt(EnvelopedRecipient const& recipient, PrivateKey const& key, std::vector<unsigned char>& out,
+                 Refusal* refusal) const;
+
+    /// The same with the recipients that name `certificate`, which is that of `key`, or without one (null) those that the
+    /// key may be of; `maxRecipientsTried` of them at most. `RefusalId::notARecipient` if there are none.
+    bool decrypt(X509Certificate const* certificate, PrivateKey const& key, std::vector<unsigned char>& out,
+                 Refusal* refusal) const;
+
+    /// The same with a password, which every recipient of that kind is tried with. `RefusalId::wrongPassword` if it opens none
+    /// of their keys, `RefusalId::changedContent` if one is opened and the content does not decrypt with it, and
+    /// `RefusalId::noPassword` if there are none. Together they may ask for `pbes2MaxIterations` (pbes2.h) rounds.
+    bool decrypt(std::string_view password, std::vector<unsigned char>& out, Refusal* refusal) const;
+
+    /// The same with a shared key of 16, 24 or 32 bytes, which every recipient of that kind is tried with.
+    bool decryptShared(asn1::blob keyEncryptionKey, std::vector<unsigned char>& out, Refusal* refusal) const;
+};
+
+/// How `encryptMessage` encrypts.
+struct EnvelopedOptions {
+    /// `AesGcm` makes an AuthEnvelopedData; `AesCbc` and `TripleDesCbc` an EnvelopedData.
+    CipherID cipher = CipherID::AesGcm;
+    unsigned keySize = 0; ///< In bytes; 0 for the longest, so that AES is AES-256.
+    bool byKeyId = false; ///< Names recipients by subject key identifier, not by issuer and serial number.
+    std::optional<OaepParameters> oaep; ///< For RSA keys; PKCS#1 v1.5 without it.
+    unsigned iterations = 600'000;      ///< Of PBKDF2, 1 to `pbes2MaxIterations`.
+};
+
+/// Encrypts `content`, of type `contentType` (content octets of an object identifier), under a new key to each of the
+/// recipients, of which there must be at least one. How a certificate gets the content key follows from its key: RSA, EC
+/// or X25519. A password is derived with PBKDF2 over HMAC-SHA256 and wraps the key under AES-256. Trust in the
+/// certificates and their key usage are not checked.
+///
+/// Returns the DER of a ContentInfo. Empty, with the reason, if a certificate has a key of another kind, a key that is too
+/// short, or, if it is asked for, no subject key identifier; if the cipher is unsupported, for a longer content than
+/// `maxEnvelopedContent`, and if `rng` fails.
+SEALKIT_API std::vector<unsigned char> encryptMessage(std::span<X509Certificate const* const> certificates,
+                                                      std::span<std::string_view const> passwords,
+                                                      asn1::blob contentType, asn1::blob content,
+                                                      EnvelopedOptions const& options, Rng& rng,
+                                                      Refusal* refusal);

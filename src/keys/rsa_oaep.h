@@ -1,0 +1,18 @@
+/// The parameters of RSAES-OAEP (RFC 4055, section 4.1), as messages name them.
+#pragma once
+
+#include "sealkit/oaep.h"
+
+#include "base/reading.h"
+
+#include <vector>
+
+namespace detail {
+
+/// Reads the whole encoding of RSAES-OAEP-params. Refuses other hashes, masks and a label.
+bool readOaepParameters(Reading& reading, asn1::blob parameters, OaepParameters* to);
+
+/// The whole encoding, without the fields that have their default values.
+std::vector<unsigned char> encodeOaepParameters(OaepParameters const& parameters);
+
+} // namespace detail
