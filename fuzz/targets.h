@@ -14,6 +14,7 @@ void crl(asn1::blob input);
 void der(asn1::blob input);
 void ecsrp(asn1::blob input);
 void enveloped(asn1::blob input);
+void envelopedMessage(asn1::blob input);
 void gcm(asn1::blob input);
 void key(asn1::blob input);
 void message(asn1::blob input);
@@ -41,6 +42,7 @@ inline constexpr Target targets[] = {
     {"der", der},
     {"ecsrp", ecsrp},
     {"enveloped", enveloped},
+    {"enveloped_message", envelopedMessage},
     {"gcm", gcm},
     {"key", key},
     {"message", message},

@@ -20,7 +20,7 @@
 enum class MessageKind : unsigned {
     none,              ///< Not a message of a known kind.
     signedData,        ///< `PKCS7SignedData` reads it.
-    envelopedData,     ///< `PKCS7EnvelopedData` reads it.
+    envelopedData,     ///< `EnvelopedMessage` reads it.
     otherContent,      ///< A ContentInfo of a type that has a name and no reader.
     timeStampRequest,  ///< `TimeStampRequest` reads it.
     timeStampResponse, ///< `TimeStampResponse` reads it.

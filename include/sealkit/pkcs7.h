@@ -16,7 +16,7 @@
 ///
 /// Contents are encrypted in CBC mode, under des-EDE3 (key 24, IV 8 bytes) or AES (key 16, 24 or 32, IV 16),
 /// and content keys by PKCS#1 v1.5 (RFC 3370, section 4.2.1). Recipients by key agreement, key-encryption key
-/// or password are refused, and so is RSAES-OAEP.
+/// or password are refused, and so is RSAES-OAEP: `EnvelopedMessage` (enveloped.h) reads those, and AES-GCM.
 ///
 /// Parsing checks form, not trust: no signature is verified. `PKCS7SignedData::verify` does that, and
 /// validates the signers' certificates under a store. Encryption does not authenticate: an enveloped message

@@ -14,7 +14,7 @@ using Bytes = std::span<unsigned char const>;
 
 constexpr size_t half = 8; ///< The algorithm works on halves of a block.
 constexpr unsigned char initialValue[half] = {0xA6, 0xA6, 0xA6, 0xA6, 0xA6, 0xA6, 0xA6, 0xA6};
-constexpr unsigned rounds = 6;
+constexpr unsigned wrapRounds = 6;
 constexpr size_t minKeySize = 16;
 
 bool isKeySize(size_t size) { return size >= minKeySize && size % half == 0; }
@@ -23,7 +23,7 @@ void addCounter(unsigned char* integrity, std::uint64_t counter) {
     detail::storeBigEndian(integrity, detail::loadBigEndian<std::uint64_t>(integrity) ^ counter);
 }
 
-bool succeedOrWipe(bool succeeded, std::span<unsigned char> out) {
+bool keepIf(bool succeeded, std::span<unsigned char> out) {
     if (!succeeded && !out.empty())
         secureMemset(out.data(), 0, out.size());
     return succeeded;
@@ -37,7 +37,7 @@ bool wrap(Bytes keyEncryptionKey, Bytes key, std::span<unsigned char> out) {
     std::memcpy(block, initialValue, half);
     std::memcpy(out.data() + half, key.data(), key.size());
     std::uint64_t counter = 0;
-    for (unsigned round = 0; round < rounds; round++)
+    for (unsigned round = 0; round < wrapRounds; round++)
         for (size_t at = half; at < out.size(); at += half) {
             std::memcpy(block + half, out.data() + at, half);
             aes->encrypt(block, block);
@@ -56,8 +56,8 @@ bool unwrap(Bytes keyEncryptionKey, Bytes wrapped, std::span<unsigned char> out)
     unsigned char block[2 * half];
     std::memcpy(block, wrapped.data(), half);
     std::memcpy(out.data(), wrapped.data() + half, out.size());
-    std::uint64_t counter = rounds * (out.size() / half);
-    for (unsigned round = 0; round < rounds; round++)
+    std::uint64_t counter = wrapRounds * (out.size() / half);
+    for (unsigned round = 0; round < wrapRounds; round++)
         for (size_t end = out.size(); end != 0; end -= half) {
             std::memcpy(block + half, out.data() + end - half, half);
             addCounter(block, counter--);
@@ -72,9 +72,9 @@ bool unwrap(Bytes keyEncryptionKey, Bytes wrapped, std::span<unsigned char> out)
 } // namespace
 
 bool wrapKey(Bytes keyEncryptionKey, Bytes key, std::span<unsigned char> out) {
-    return succeedOrWipe(wrap(keyEncryptionKey, key, out), out);
+    return keepIf(wrap(keyEncryptionKey, key, out), out);
 }
 
 bool unwrapKey(Bytes keyEncryptionKey, Bytes wrapped, std::span<unsigned char> out) {
-    return succeedOrWipe(unwrap(keyEncryptionKey, wrapped, out), out);
+    return keepIf(unwrap(keyEncryptionKey, wrapped, out), out);
 }

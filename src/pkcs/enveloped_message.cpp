@@ -162,9 +162,8 @@ bool readMessage(Reading& reading, asn1::blob message, EnvelopedMessage& to) {
     to = EnvelopedMessage();
     to.isAuthenticated = getContentType(message) == asn1::blob(oid::authEnvelopedData);
     asn1::blob content, type, data;
-    if (!to.isAuthenticated && !detail::checkKind(reading, message, MessageKind::envelopedData))
-        return false;
-    if (!detail::readOnly(reading, message, tag::sequence, &content))
+    if (!detail::checkKind(reading, message, MessageKind::envelopedData) ||
+        !detail::readOnly(reading, message, tag::sequence, &content))
         return false;
     Level fields(reading, content);
     if (!detail::take(fields, tag::oid, &type, "content type"))

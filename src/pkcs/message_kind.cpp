@@ -49,6 +49,10 @@ bool takeIf(asn1::parser& fields, unsigned expected) {
     return fields.tag == expected && (fields.next(), true);
 }
 
+bool isEnveloped(asn1::blob type) {
+    return type == asn1::blob(oid::envelopedData) || type == asn1::blob(oid::authEnvelopedData);
+}
+
 unsigned firstTagIn(asn1::blob content) { return asn1::parser(content).tag; }
 
 /// PKIStatusInfo begins with an INTEGER, and nothing but a token follows it (RFC 3161, section 2.4.2).
@@ -68,10 +72,10 @@ asn1::blob getContentType(asn1::blob der) {
 
 MessageKind getMessageKind(asn1::blob der) {
     if (asn1::blob const type = getContentType(der); !type.empty())
-        return type == asn1::blob(oid::signedData)      ? MessageKind::signedData
-               : type == asn1::blob(oid::envelopedData) ? MessageKind::envelopedData
-               : findTypeName(type) == nullptr          ? MessageKind::none
-                                                        : MessageKind::otherContent;
+        return type == asn1::blob(oid::signedData) ? MessageKind::signedData
+               : isEnveloped(type)                 ? MessageKind::envelopedData
+               : findTypeName(type) == nullptr     ? MessageKind::none
+                                                   : MessageKind::otherContent;
     asn1::parser fields(der);
     if (!fields.enter(tag::sequence))
         return MessageKind::none;

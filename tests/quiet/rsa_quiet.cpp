@@ -1,4 +1,5 @@
 #include "sealkit/keys.h"
+#include "sealkit/oaep.h"
 
 #include "keys/rsa_encryption.h"
 #include "quiet/quiet.h"
@@ -65,6 +66,16 @@ QUIET(RsaDecryption, "RSA decryption") {
     hideAll(key);
     std::vector<unsigned char> message;
     EXPECT_TRUE(detail::decryptPkcs1(key, encrypted, message));
+    test::show(message);
+    EXPECT_EQ(message, digest);
+}
+
+QUIET(RsaOaepDecryption, "RSA decryption with OAEP") {
+    RsaPrivateKey const key = makeKey();
+    std::vector<unsigned char> const encrypted = encryptOaep(key, {}, digest, getDefaultRng());
+    hideAll(key);
+    std::vector<unsigned char> message;
+    EXPECT_TRUE(decryptOaep(key, {}, encrypted, message));
     test::show(message);
     EXPECT_EQ(message, digest);
 }

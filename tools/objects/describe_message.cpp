@@ -84,30 +84,80 @@ Description describe(PKCS7SignedData const& message) {
     return result;
 }
 
-Description describe(PKCS7EnvelopedData const& message) {
-    PKCS7EncryptedContentInfo const& content = message.encryptedContentInfo;
-    auto recipients = Description::array();
-    for (PKCS7KeyTransRecipientInfo const& recipient : message.recipientInfos) {
-        Description entry;
-        if (recipient.version == 0) {
-            entry["issuer"] = terminal::printable(nameText(recipient.issuerElement));
-            entry["serialNumber"] = shortHexOf(recipient.serialNumber);
-        } else {
-            entry["subjectKeyIdentifier"] = shortHexOf(recipient.subjectKeyId);
-        }
-        entry["keyEncryption"] = oidName(recipient.keyEncryptionAlgorithm.oid);
-        recipients.push_back(std::move(entry));
+namespace {
+
+/// The key of a recipient, as the message names it.
+Description describeName(PKCS7KeyTransRecipientInfo const& recipient) {
+    Description entry;
+    if (recipient.version == 0) {
+        entry["issuer"] = terminal::printable(nameText(recipient.issuerElement));
+        entry["serialNumber"] = shortHexOf(recipient.serialNumber);
+    } else {
+        entry["subjectKeyIdentifier"] = shortHexOf(recipient.subjectKeyId);
     }
+    return entry;
+}
+
+Description describeRecipient(PKCS7KeyTransRecipientInfo const& recipient) {
+    Description entry = describeName(recipient);
+    entry["keyEncryption"] = oidName(recipient.keyEncryptionAlgorithm.oid);
+    return entry;
+}
+
+Description describeRecipient(EnvelopedRecipient const& recipient) {
+    Description entry;
+    switch (recipient.kind) {
+    case RecipientKind::keyTransport:
+    case RecipientKind::keyAgreement:
+        entry = describeName(recipient);
+        break;
+    case RecipientKind::sharedKey:
+        entry["keyIdentifier"] = shortHexOf(recipient.subjectKeyId);
+        break;
+    case RecipientKind::password:
+        entry["keyDerivation"] =
+            recipient.keyDerivation.oid.empty() ? "(not named)" : oidName(recipient.keyDerivation.oid);
+        break;
+    }
+    entry["keyEncryption"] = oidName(recipient.algorithm().oid);
+    return entry;
+}
+
+/// What the two forms of enveloped messages have in common.
+template <typename Message, typename Recipients>
+Description describeEnvelope(Message const& message, Recipients const& recipients) {
+    PKCS7EncryptedContentInfo const& content = message.encryptedContentInfo;
+    auto list = Description::array();
+    for (auto const& recipient : recipients)
+        list.push_back(describeRecipient(recipient));
     Description result{{"object", "enveloped message"},
                        {"version", message.version},
                        {"contentType", getContentTypeName(content.contentType)},
                        {"cipher", oidName(content.contentEncryptionAlgorithm.oid)},
                        {"encryptedContent", sizeText(content.encryptedContent.size())},
-                       {"recipients", recipients}};
+                       {"recipients", list}};
     if (!message.originatorInfo.empty())
         result["originatorInformation"] = sizeText(message.originatorInfo.size());
     if (!message.unprotectedAttrs.empty())
         result["unprotectedAttributes"] = sizeText(message.unprotectedAttrs.size());
+    return result;
+}
+
+} // namespace
+
+Description describe(PKCS7EnvelopedData const& message) {
+    return describeEnvelope(message, message.recipientInfos);
+}
+
+Description describe(EnvelopedMessage const& message) {
+    Description result = describeEnvelope(message, message.recipients);
+    if (message.otherRecipients != 0)
+        result["otherRecipients"] = message.otherRecipients;
+    if (message.isAuthenticated)
+        result["authenticated"] =
+            message.authAttrs.empty()
+                ? "the content"
+                : "the content, and " + sizeText(message.authAttrs.size()) + " of attributes";
     return result;
 }
 

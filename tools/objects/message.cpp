@@ -28,8 +28,6 @@ char const* adviceOn(RefusalId id) {
         return "\"openssl smime\" names signers by issuer and serial number.";
     case RefusalId::noSignedAttributes:
         return "\"openssl smime\" writes them without -noattr.";
-    case RefusalId::unsupportedRecipient:
-        return "Messages are read only when all recipients have RSA keys.";
     default:
         return "";
     }

@@ -3,6 +3,7 @@
 
 #include "io/complaint.h"
 
+#include "sealkit/enveloped.h"
 #include "sealkit/message.h"
 #include "sealkit/pkcs7.h"
 #include "sealkit/refusal.h"

@@ -8,7 +8,10 @@
 #include "objects/signer.h"
 #include "verbs/cms.h"
 
+#include "sealkit/enveloped.h"
 #include "sealkit/rng.h"
+
+#include <kp/text.h>
 
 #include <algorithm>
 
@@ -17,8 +20,10 @@ namespace {
 struct EncryptOptions {
     ObjectOutput output;
     std::vector<std::string> recipients;
-    std::string cipher = "aes-256-cbc";
+    PasswordSource password;
+    std::string cipher;
     bool byKeyId = false;
+    bool oaep = false;
     std::string file;
 };
 
@@ -31,53 +36,91 @@ struct DecryptOptions {
     std::string file;
 };
 
+struct MessageCipher {
+    std::string_view name;
+    CipherID id;
+    unsigned keySize;
+};
+
+constexpr MessageCipher gcmCiphers[] = {
+    {"aes-256-gcm", CipherID::AesGcm, 32},
+    {"aes-192-gcm", CipherID::AesGcm, 24},
+    {"aes-128-gcm", CipherID::AesGcm, 16},
+    {"aes-gcm", CipherID::AesGcm, 32},
+};
+
+/// What everybody opens: GCM came to other programs late, and few old ones know it. Who opens a password at all knows both.
+constexpr char certificateCipher[] = "aes-256-cbc";
+constexpr char passwordCipher[] = "aes-256-gcm";
+
 /// How to encrypt. Nothing when the name is that of no cipher messages are encrypted with.
-std::optional<PKCS7Encryption> readCipher(EncryptOptions const& options) {
-    auto cipher = findCipher(options.cipher);
+std::optional<EnvelopedOptions> readCipher(EncryptOptions const& options) {
+    std::string const name = !options.cipher.empty()      ? str2lower(options.cipher)
+                             : options.password.isGiven() ? passwordCipher
+                                                          : certificateCipher;
+    EnvelopedOptions how;
+    how.byKeyId = options.byKeyId;
+    if (options.oaep)
+        how.oaep = OaepParameters();
+    if (auto const* const gcm = std::ranges::find(gcmCiphers, name, &MessageCipher::name);
+        gcm != std::end(gcmCiphers)) {
+        how.cipher = gcm->id;
+        how.keySize = gcm->keySize;
+        return how;
+    }
+    auto cipher = findCipher(name);
     if (!cipher)
-        cipher = findCipher(options.cipher + "-cbc"); // "aes-256", "des-ede3"
+        cipher = findCipher(name + "-cbc"); // "aes-256", "des-ede3"
     if (!cipher || (cipher->id != CipherID::AesCbc && cipher->id != CipherID::TripleDesCbc))
         return std::nullopt;
-    PKCS7Encryption how;
     how.cipher = cipher->id;
     how.keySize = static_cast<unsigned>(cipher->keyLengths.back());
-    how.byKeyId = options.byKeyId;
     return how;
 }
 
 /// The certificate of a recipient. Complains.
-std::optional<X509Certificate> readRecipient(std::string const& path, bool byKeyId) {
+std::optional<X509Certificate> readRecipient(std::string const& path, EncryptOptions const& options) {
     auto certificate = readCertificate(path);
     if (!certificate)
         return std::nullopt;
     auto const key = certificate->parsePublicKey();
-    if (!key || key->keyType() != KeyType::RSA) {
-        badInput(path + ": has no RSA key, and messages are encrypted to those alone");
+    if (!key || key->keyType() == KeyType::Ed25519) {
+        badInput(path + ": has no RSA key, EC key or X25519 key, and messages are encrypted to those alone");
         return std::nullopt;
     }
-    if (byKeyId && certificate->subjectKeyId.empty()) {
+    if (options.oaep && key->keyType() != KeyType::RSA) {
+        badInput(path + ": has no RSA key: leave --oaep out");
+        return std::nullopt;
+    }
+    if (options.byKeyId && certificate->subjectKeyId.empty()) {
         badInput(path + ": has no subject key identifier: leave --key-id out");
         return std::nullopt;
     }
-    if (!isFitNow(path, *certificate, KeyUsage::keyEncipherment, "encrypting keys to it"))
+    unsigned const usage =
+        key->keyType() == KeyType::RSA ? KeyUsage::keyEncipherment : KeyUsage::keyAgreement;
+    if (!isFitNow(path, *certificate, usage, "encrypting keys to it"))
         return std::nullopt;
     return certificate;
 }
 
 int encrypt(EncryptOptions const& options) {
     std::vector<std::string_view> inputs(options.recipients.begin(), options.recipients.end());
+    inputs.push_back(options.password.file);
     inputs.push_back(options.file);
     if (standardInputTwice(inputs))
         return exitWrongUsage;
+    if (options.recipients.empty() && !options.password.isGiven())
+        return wrongUsage("say who can open the message: --certificate FILE (or --to FILE), or "
+                          "--password-file FILE");
     auto const how = readCipher(options);
     if (!how)
         return wrongUsage("\"" + options.cipher +
-                          "\" is no cipher of messages; there are aes-128-cbc, aes-192-cbc, aes-256-cbc and "
-                          "des-ede3-cbc");
+                          "\" is no cipher of messages; there are aes-128-gcm, aes-192-gcm, aes-256-gcm, "
+                          "aes-128-cbc, aes-192-cbc, aes-256-cbc and des-ede3-cbc");
     std::vector<X509Certificate> certificates;
     certificates.reserve(options.recipients.size());
     for (std::string const& path : options.recipients) {
-        auto certificate = readRecipient(path, options.byKeyId);
+        auto certificate = readRecipient(path, options);
         if (!certificate)
             return exitBadInput;
         certificates.push_back(std::move(*certificate));
@@ -88,84 +131,114 @@ int encrypt(EncryptOptions const& options) {
     auto const content = readMessage(options.file);
     if (!content)
         return exitBadInput;
-    OutputFile output;
-    if (int const status = options.output.open(output); status != exitDone)
-        return status;
-    PKCS7EnvelopedData message;
-    if (!message.encrypt(recipients, getDataOid(), asn1::blob(content->data(), content->size()), *how,
-                         getDefaultRng()))
-        return badInput("cannot be encrypted: one of the keys is too short");
-    return writeMessage(options.output, output, message.encode());
-}
-
-/// The recipients that may be the key: that of the certificate, or without one all that its size fits.
-std::vector<PKCS7KeyTransRecipientInfo const*> findRecipients(PKCS7EnvelopedData const& message,
-                                                              X509Certificate const* certificate,
-                                                              RsaPrivateKey const& key) {
-    if (certificate != nullptr) {
-        auto const* const named = message.findRecipient(*certificate);
-        return named == nullptr ? std::vector<PKCS7KeyTransRecipientInfo const*>() : std::vector{named};
+    int status = exitDone;
+    std::unique_ptr<Password> password;
+    std::vector<std::string_view> passwords;
+    if (options.password.isGiven()) {
+        password = readPassword(options.password, AskFor::fresh, "the message", &status);
+        if (!password)
+            return status;
+        passwords.push_back(password->text);
     }
-    std::vector<PKCS7KeyTransRecipientInfo const*> found;
-    for (PKCS7KeyTransRecipientInfo const& recipient : message.recipientInfos)
-        if (recipient.encryptedKey.size() == (key.n.bits() + 7) / 8)
-            found.push_back(&recipient);
-    return found;
+    OutputFile output;
+    if (status = options.output.open(output); status != exitDone)
+        return status;
+    Refusal refusal;
+    std::vector<unsigned char> message =
+        encryptMessage(recipients, passwords, getDataOid(), asn1::blob(content->data(), content->size()),
+                       *how, getDefaultRng(), &refusal);
+    if (message.empty())
+        return badInput("cannot be encrypted: " + complaintOf(refusal));
+    return writeMessage(options.output, output, std::move(message));
 }
 
-/// Trying a key on each of many recipients takes long.
-constexpr size_t maxTried = 16;
+/// What decryption came to, with what the message alone tells where it failed.
+int refuseDecryption(std::string const& file, Refusal const& refusal) {
+    switch (refusal.id) {
+    case RefusalId::undecryptable:
+        return answerNo(file +
+                        ": does not decrypt with this key: it is another one's, or the message was changed");
+    case RefusalId::wrongPassword:
+        return answerNo(file + ": the password is wrong");
+    case RefusalId::changedContent:
+        return answerNo(file + ": the password is right, and the message was changed");
+    default:
+        return badInput(file + ": " + complaintOf(refusal));
+    }
+}
+
+/// What a message is opened with. Complains where there is nothing that opens it.
+struct Opener {
+    std::unique_ptr<PrivateKey> key;
+    std::optional<X509Certificate> certificate;
+    std::unique_ptr<Password> password; ///< Of the message, where there is no key.
+
+    /// The key, and the certificate that it is used with.
+    int readKey(DecryptOptions const& options) {
+        int status = exitDone;
+        key = readPrivateKeyOf(options.key, options.password, &status);
+        if (!key)
+            return status;
+        if (key->keyType() == KeyType::Ed25519)
+            return badInput(options.key + ": signs alone: messages are encrypted to RSA, EC and X25519 keys");
+        if (options.certificate.empty())
+            return exitDone;
+        certificate = readCertificate(options.certificate);
+        return certificate && isOwnKey(options.certificate, *certificate, *key) ? exitDone : exitBadInput;
+    }
+
+    /// Whether the message has a recipient that this may be.
+    int find(DecryptOptions const& options, EnvelopedMessage const& message) {
+        if (message.recipients.empty())
+            return badInput(options.file + ": it has no recipients that can be read");
+        if (!key) {
+            auto const isPassword = [](auto const& each) { return each.kind == RecipientKind::password; };
+            if (std::ranges::none_of(message.recipients, isPassword))
+                return answerNo(options.file +
+                                ": is not encrypted under a password: give the key, --key FILE");
+            int status = exitDone;
+            password = readPassword(options.password, AskFor::existing, options.file, &status);
+            return status = password ? exitDone : status;
+        }
+        auto const found = certificate ? message.findRecipients(*certificate) : message.findRecipients(*key);
+        if (found.empty())
+            return answerNo(options.file + ": is encrypted to others, not to this " +
+                            (certificate ? "certificate" : "key"));
+        // Trying a key on each of many recipients takes long.
+        if (found.size() > maxRecipientsTried && !certificate)
+            return wrongUsage(options.file + ": has many recipients: say which with --certificate");
+        return exitDone;
+    }
+
+    bool open(EnvelopedMessage const& message, std::vector<unsigned char>& content, Refusal* refusal) const {
+        return key ? message.decrypt(certificate ? &*certificate : nullptr, *key, content, refusal)
+                   : message.decrypt(std::string_view(password->text), content, refusal);
+    }
+};
 
 int decrypt(DecryptOptions const& options) {
     if (standardInputTwice({options.key, options.password.file, options.certificate, options.file}))
         return exitWrongUsage;
-    int status = exitDone;
-    auto const key = readPrivateKeyOf(options.key, options.password, &status);
-    if (!key)
-        return status;
-    auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(key.get());
-    if (rsa == nullptr)
-        return badInput(options.key + ": no RSA key, and messages are decrypted with those alone");
-    std::optional<X509Certificate> certificate;
-    if (!options.certificate.empty()) {
-        certificate = readCertificate(options.certificate);
-        if (!certificate || !isOwnKey(options.certificate, *certificate, *key))
-            return exitBadInput;
-    }
+    Opener opener;
+    if (!options.key.empty())
+        if (int const status = opener.readKey(options); status != exitDone)
+            return status;
     auto const file = MessageFile::read(options.file);
     if (!file)
         return exitBadInput;
-    PKCS7EnvelopedData message;
+    EnvelopedMessage message;
     if (Complaint const why = parseMessage(message, file->der()); !why.empty())
         return badInput(options.file + ": " + why);
-    if (message.recipientInfos.empty())
-        return badInput(options.file + ": it has no recipients that can be read");
-    auto const recipients = findRecipients(message, certificate ? &*certificate : nullptr, *rsa);
-    if (recipients.empty())
-        return answerNo(options.file + ": is encrypted to others, not to this " +
-                        (certificate ? "certificate" : "key"));
-    if (recipients.size() > maxTried)
-        return wrongUsage(options.file + ": has many recipients: say which with --certificate");
+    if (int const status = opener.find(options, message); status != exitDone)
+        return status;
     OutputFile output;
     if (!output.open(options.output, 0666,
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
         return exitBadInput;
     std::vector<unsigned char> content;
     Refusal refusal;
-    bool const isDecrypted =
-        std::ranges::any_of(recipients, [&](PKCS7KeyTransRecipientInfo const* recipient) {
-            Refusal why;
-            bool const isGood = message.decrypt(*recipient, *key, content, &why);
-            // What the message alone refuses is told where no key was tried.
-            if (!isGood && refusal.id != RefusalId::undecryptable)
-                refusal = std::move(why);
-            return isGood;
-        });
-    if (!isDecrypted)
-        return refusal.id == RefusalId::undecryptable
-                   ? answerNo(options.file + ": does not decrypt with this key: it is another one's, or the "
-                                             "message was changed")
-                   : badInput(options.file + ": " + complaintOf(refusal));
+    if (!opener.open(message, content, &refusal))
+        return refuseDecryption(options.file, refusal);
     if (!isData(message.encryptedContentInfo.contentType))
         note("the content is no plain data, but of the type " +
              getContentTypeName(message.encryptedContentInfo.contentType));
@@ -175,34 +248,48 @@ int decrypt(DecryptOptions const& options) {
 }
 
 constexpr char encryptFooter[] =
-    "Encrypts to the RSA keys of certificates; each of them alone opens the message. Whether a certificate "
-    "may be\n"
-    "trusted is not asked (\"sealkit verify\" does), but one that is not valid now, or whose key usage does "
-    "not\n"
-    "allow encrypting keys, is refused. Encryption does not authenticate: who a message is from, and whether "
-    "it\n"
-    "was changed, nobody knows. Sign first, and encrypt the signed message. \"openssl smime -decrypt\" opens "
-    "it.\n\n"
+    "Encrypts to the holders of certificates, under a password, or both; each of them alone opens the "
+    "message. "
+    "How a certificate gets the key of the message follows from its own: RSA with PKCS#1 v1.5, or with OAEP "
+    "over SHA-256 (--oaep); EC and X25519 by key agreement. A password is derived with 600,000 rounds of "
+    "PBKDF2.\n\n"
+    "Without --cipher a message to certificates alone is encrypted with AES-256-CBC, which every program of "
+    "the "
+    "last twenty years opens, \"openssl smime -decrypt\" among them. A message under a password is encrypted "
+    "with AES-256-GCM, which authenticates: nothing of a message that was changed is given out. \"openssl "
+    "cms "
+    "-decrypt\" opens both, with -pwri_password under a password.\n\n"
+    "Whether a certificate may be trusted is not asked (\"sealkit verify\" does), but one that is not valid "
+    "now, or whose key usage does not allow encrypting keys, is refused. Encryption to certificates does not "
+    "tell who a message is from. Sign first, and encrypt the signed message.\n\n"
     "Examples:\n"
     "  sealkit key new rsa-2048 -o your.key\n"
     "  sealkit cert self-sign -k your.key --profile server --subject \"/CN=you\" --san DNS:you.example -o "
     "your.pem\n"
     "  echo hello > letter.txt\n"
-    "  sealkit cms encrypt --to your.pem letter.txt -o letter.p7m\n"
-    "  sealkit cms decrypt -k your.key --certificate your.pem letter.p7m -o copy.txt";
+    "  sealkit cms encrypt --certificate your.pem letter.txt -o letter.p7m\n"
+    "  sealkit cms decrypt -k your.key --certificate your.pem letter.p7m -o copy.txt\n"
+    "  sealkit random 16 --hex > password.txt\n"
+    "  sealkit cms encrypt --password-file password.txt letter.txt -o locked.p7m\n"
+    "  sealkit cms decrypt --password-file password.txt locked.p7m -o unlocked.txt";
 
 } // namespace
 
 Work setUpCmsEncrypt(CommandLine commandLine) {
     auto options = std::make_shared<EncryptOptions>();
     commandLine
-        .texts("--to", options->recipients, "the certificate of a recipient; given once for each of them")
-        .valueName("FILE")
-        .required();
+        .texts("--certificate|--to", options->recipients,
+               "the certificate of a recipient; given once for each of them")
+        .valueName("FILE");
+    addPasswordOptions(commandLine, options->password, "that opens the message");
     commandLine
-        .text("--cipher", options->cipher,
-              "aes-256-cbc (without it), aes-192-cbc, aes-128-cbc or\ndes-ede3-cbc")
+        .text(
+            "--cipher", options->cipher,
+            "aes-256-gcm (without it, under a password), aes-192-gcm,\naes-128-gcm, aes-256-cbc (without it, "
+            "otherwise),\naes-192-cbc, aes-128-cbc or des-ede3-cbc")
         .valueName("CIPHER");
+    commandLine.flag("--oaep", options->oaep,
+                     "encrypt to RSA keys with OAEP over SHA-256, not with PKCS#1 v1.5");
     commandLine.flag("--key-id", options->byKeyId,
                      "name recipients by their subject key identifiers, not by issuer\nand serial number");
     options->output.declare(commandLine);
@@ -213,22 +300,27 @@ Work setUpCmsEncrypt(CommandLine commandLine) {
 
 Work setUpCmsDecrypt(CommandLine commandLine) {
     auto options = std::make_shared<DecryptOptions>();
-    commandLine.text("-k,--key", options->key, "the private RSA key, PEM or DER").valueName("KEY").required();
-    addPasswordOptions(commandLine, options->password, "of an encrypted key");
+    Parameter const key =
+        commandLine.text("-k,--key", options->key, "the private key, PEM or DER").valueName("KEY");
+    addPasswordOptions(commandLine, options->password, "of an encrypted KEY; without a KEY, of the message");
     commandLine
         .text("--certificate", options->certificate,
               "the recipient's certificate, which tells the recipient. Without\nit the key is tried on every "
               "one")
-        .valueName("FILE");
+        .valueName("FILE")
+        .needs(key);
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.text("FILE", options->file, "the message, PEM or DER; - is standard input").required();
     commandLine.footer(
-        std::string(
-            "Opens messages of DES-EDE3-CBC and AES-CBC in DER whose recipients have RSA keys under PKCS#1 "
-            "v1.5, as\n\"openssl smime -encrypt\" makes them. Whatever is wrong with a key or an encrypted "
-            "text, the message is the\nsame (status 1). Do not let strangers see it for messages of their "
-            "own making: it helps them to read others.\n\n") +
+        std::string("Opens messages with the key of one of its recipients, or with a password: EnvelopedData "
+                    "under triple "
+                    "DES or AES in CBC mode and AuthEnvelopedData under AES-GCM, in DER or BER, to RSA keys "
+                    "under PKCS#1 "
+                    "v1.5 or OAEP, to EC and X25519 keys by key agreement, and under passwords by PBKDF2.\n\n"
+                    "Whatever is wrong with a key or an encrypted text, the message is the same (status 1). "
+                    "Do not let "
+                    "strangers see it for messages of their own making: it helps them to read others.\n\n") +
         std::string(encryptFooter).substr(std::string(encryptFooter).find("Examples:")));
     return [options] { return decrypt(*options); };
 }

@@ -49,7 +49,7 @@ struct ResponseFound {
 };
 
 using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
-                            KemKey, PrivateKeyFound, EcParameters, PKCS7SignedData, PKCS7EnvelopedData,
+                            KemKey, PrivateKeyFound, EcParameters, PKCS7SignedData, EnvelopedMessage,
                             TimeStampRequest, ResponseFound, Pkcs12File>;
 
 /// An object, or why there is none.
@@ -153,7 +153,7 @@ Found readMessage(MessageKind kind, asn1::blob der) {
     case MessageKind::signedData:
         return readAs<PKCS7SignedData>(der);
     case MessageKind::envelopedData:
-        return readAs<PKCS7EnvelopedData>(der);
+        return readAs<EnvelopedMessage>(der);
     case MessageKind::timeStampRequest:
         return readAs<TimeStampRequest>(der);
     case MessageKind::timeStampResponse: {
@@ -370,7 +370,7 @@ void dump(Object object) {
             } else if constexpr (std::is_same_v<T, ResponseFound>) {
                 makePrintable(value.response);
                 value.response.dump(terminal::out());
-            } else if constexpr (std::is_same_v<T, PKCS7EnvelopedData> || std::is_same_v<T, KemKey>) {
+            } else if constexpr (std::is_same_v<T, EnvelopedMessage> || std::is_same_v<T, KemKey>) {
                 // The library has no dump of them.
             } else if constexpr (std::is_same_v<T, Pkcs12File>) {
                 if (value.pfx->signedData)
@@ -531,7 +531,7 @@ void print(Description const& description) {
 
 /// Why the library's dump of an object is not written; empty when it is.
 std::string whyNoDump(Object const& object, bool withSecrets) {
-    if (std::holds_alternative<PKCS7EnvelopedData>(object))
+    if (std::holds_alternative<EnvelopedMessage>(object))
         return "the library has no dump of enveloped messages: leave --dump out";
     auto const* const found = std::get_if<PrivateKeyFound>(&object);
     if (std::holds_alternative<KemKey>(object) || (found && found->kemKey))

@@ -96,10 +96,11 @@ std::string opened(EnvelopedMessage const& message, Secret const&... secret) {
     return refusal.name();
 }
 
+X509Certificate const* const unnamed = nullptr;
+
 std::string openedBy(EnvelopedMessage const& message, Holder const& holder) {
     std::string const named = opened(message, &holder.certificate, *holder.key);
-    X509Certificate const* const none = nullptr;
-    EXPECT_EQ(opened(message, none, *holder.key), named);
+    EXPECT_EQ(opened(message, unnamed, *holder.key), named);
     return named;
 }
 
@@ -142,7 +143,7 @@ TEST(EnvelopedMessage, SeveralRecipientsOfDifferentKinds) {
         for (std::string_view const password : {"one", "two"})
             EXPECT_EQ(opened(message, password), content);
         EXPECT_EQ(opened(message, std::string_view("three")), "wrong-password");
-        EXPECT_EQ(openedBy(message, ecHolder(Curve::p384)), "not-a-recipient");
+        EXPECT_EQ(opened(message, unnamed, *ecHolder(Curve::p384).key), "not-a-recipient");
     }
     EXPECT_EQ(parsed(encrypted({&ec}, {}, quick(CipherID::AesCbc))).version, 2u);
     EXPECT_EQ(parsed(encrypted({&rsa}, {}, quick(CipherID::AesCbc))).version, 0u);
@@ -169,10 +170,7 @@ TEST(EnvelopedMessage, OaepWithEachHash) {
 
 TEST(EnvelopedMessage, MessagesOfOpenSslOpen) {
     for (std::string const name : {"cms-oaep", "smime-aes128", "cms-keyid-des3", "cms-two-recipients"})
-        EXPECT_EQ(opened(parsed(readMessage(name + ".der")), static_cast<X509Certificate const*>(nullptr),
-                         *rsaHolder().key),
-                  content)
-            << name;
+        EXPECT_EQ(opened(parsed(readMessage(name + ".der")), unnamed, *rsaHolder().key), content) << name;
     EnvelopedMessage const password = parsed(readMessage("cms-password.der"));
     EXPECT_EQ(opened(password, std::string_view("secret")), content);
     EXPECT_EQ(opened(password, std::string_view("Secret")), "wrong-password");
@@ -195,8 +193,8 @@ TEST(EnvelopedMessage, MessagesOfOpenSslOpen) {
 
     EnvelopedMessage const agreed = parsed(readMessage("cms-key-agreement.der"));
     EXPECT_EQ(agreed.recipients[0].kind, RecipientKind::keyAgreement);
-    EXPECT_EQ(openedBy(agreed, ecHolder(Curve::p256)), "not-a-recipient");
-    X509Certificate const* const unnamed = nullptr;
+    Holder const stranger = ecHolder(Curve::p256);
+    EXPECT_EQ(opened(agreed, &stranger.certificate, *stranger.key), "not-a-recipient");
     EXPECT_EQ(opened(agreed, unnamed, *ecHolder(Curve::p256).key), "undecryptable");
 }
 
@@ -244,13 +242,13 @@ TEST(EnvelopedMessage, TheKeyOfTheStandardsExampleOpens) {
     named.prf = algorithm("1.2.840.113549.2.7", null());
     EXPECT_EQ(opened(parsed(envelope(named.der(), standardContent())), std::string_view(standardPassword)),
               content);
-    // Every change is noticed: in the key's own check, or where the content decrypts to something else.
+    // Every change is noticed by the check of the key, or makes another key of it.
     for (size_t i = 0; i < PasswordParts().key.size(); i++) {
         PasswordParts changed;
         changed.key[i] ^= 4;
-        std::string const result =
-            opened(parsed(envelope(changed.der(), standardContent())), std::string_view(standardPassword));
-        EXPECT_TRUE(result == "wrong-password" || result == "changed-content" || i >= 32) << result;
+        EXPECT_NE(
+            opened(parsed(envelope(changed.der(), standardContent())), std::string_view(standardPassword)),
+            content);
     }
 }
 
@@ -474,7 +472,6 @@ TEST(EnvelopedMessage, ChangesOfAMessageNeverOpenUnderGcm) {
         EnvelopedMessage message;
         if (!message.parse(changed, nullptr))
             continue;
-        X509Certificate const* const unnamed = nullptr;
         Bytes out;
         for (Holder const* const holder : {&rsa, &ec, &x})
             EXPECT_TRUE(!message.decrypt(unnamed, *holder->key, out, nullptr) || out == text) << i;
