@@ -1,6 +1,7 @@
 """Encrypted messages of all forms: `cms encrypt` and `cms decrypt` beside OpenSSL, and beside messages that are composed
 from the standards (cms_composer.py) where OpenSSL reads or writes none."""
 import datetime
+import pathlib
 import unittest
 
 from cryptography import x509
@@ -8,13 +9,14 @@ from cryptography.hazmat.primitives import hashes, serialization
 from cryptography.hazmat.primitives.asymmetric import ec, ed25519, rsa, x25519
 
 import cms_composer as composer
-from support import ProgramTest, element, identifier, openssl, some
+from support import ProgramTest, element, identifier, openssl, peer, some
 
 CONTENT = bytes(range(256)) * 9 + b"end"
 KEYS = {"rsa": lambda: rsa.generate_private_key(65537, 2048), "p192": lambda: ec.generate_private_key(ec.SECP192R1()),
         "p224": lambda: ec.generate_private_key(ec.SECP224R1()), "p256": lambda: ec.generate_private_key(ec.SECP256R1()),
         "p384": lambda: ec.generate_private_key(ec.SECP384R1()), "p521": lambda: ec.generate_private_key(ec.SECP521R1()),
         "x25519": x25519.X25519PrivateKey.generate, "ed25519": ed25519.Ed25519PrivateKey.generate}
+JARS = ":".join(f"/usr/share/java/{name}.jar" for name in ("bcprov", "bcpkix", "bcutil"))
 ECS = ("p192", "p224", "p256", "p384", "p521")
 
 
@@ -115,10 +117,12 @@ class ComposedTest(EnvelopedTest):
                         message = self.encrypted("--certificate", "rsa.pem", *extra, "--cipher", cipher)
                         self.assertEqual(composer.open_message(message, self.keys["rsa"]), CONTENT)
                         continue
-                    message = self.encrypted(*recipients, "--password", "x", "--cipher", cipher)
+                    under_password = ["--password", "x"] if cipher == "aes-256-cbc" else []
+                    message = self.encrypted(*recipients, *under_password, "--cipher", cipher)
                     for index, name in enumerate(names):
                         self.assertEqual(composer.open_message(message, self.keys[name], index), CONTENT)
-                    self.assertEqual(composer.open_message(message, b"x", len(names)), CONTENT)
+                    if under_password:
+                        self.assertEqual(composer.open_message(message, b"x", len(names)), CONTENT)
 
     def test_a_file_under_a_password(self):
         message = self.encrypted("--password-file", "password")
@@ -168,6 +172,34 @@ class PeerTest(EnvelopedTest):
         self.opens(openssl(*encrypt, "-aes256", "-pwri_password", "a pass phrase"), "--password-file", "password")
         self.opens(openssl(*encrypt, "-des3", "-pwri_password", "a pass phrase", "-keyid", "-recip", self.at("rsa.pem")), "--password-file", "password")
 
+    def test_bouncy_castle_both_ways(self):
+        for name in ("rsa", "p256"):
+            self.write(f"{name}.crt", self.certificates[name].public_bytes(serialization.Encoding.DER))
+            self.write(f"{name}.pk8", self.keys[name].private_bytes(serialization.Encoding.DER, serialization.PrivateFormat.PKCS8, serialization.NoEncryption()))
+        recipients = ["--certificate", "rsa.pem", "--oaep", "--password-file", "password"]
+        self.write("ours-gcm", self.encrypted(*recipients))
+        self.write("ours-cbc", self.encrypted("--certificate", "rsa.pem", "--certificate", "p256.pem", "--password-file", "password", "--cipher", "aes-256-cbc"))
+        java = ["java", "-cp", JARS, pathlib.Path(__file__).with_name("EnvelopedPeer.java")]
+        peer(*java, "write", self.dir)
+        peer(*java, "read", self.dir)
+        for name in ("cbc-0", "cbc-1", "cbc-2", "gcm-0"):
+            self.assertEqual(self.at(f"{name}.read").read_bytes(), CONTENT)
+        for name in ("bc-cbc", "bc-gcm"):
+            message = self.at(name).read_bytes()
+            for key in ("rsa", "p256"):
+                self.opened_by(message, key)
+            self.opens(message, "--password-file", "password")
+
+    def test_nss_both_ways(self):
+        database = ["-d", f"sql:{self.dir}"]
+        peer("certutil", "-N", *database, "--empty-password")
+        for name in ("rsa", "p256"):
+            openssl("pkcs12", "-export", "-in", self.at(f"{name}.pem"), "-inkey", self.at(f"{name}.key"), "-name", name, "-passout", "pass:x", "-out", self.at(f"{name}.p12"))
+            peer("pk12util", "-i", self.at(f"{name}.p12"), *database, "-W", "x")
+        for recipients in (["rsa.pem"], ["p256.pem"]):
+            self.encrypted("--certificate", *recipients)
+            self.assertEqual(peer("cmsutil", "-D", *database, "-i", self.at("ours")), CONTENT)
+
 
 class UsageTest(EnvelopedTest):
     def test_who_can_open_is_said(self):
@@ -186,7 +218,7 @@ class UsageTest(EnvelopedTest):
         self.refused(3, "give --password-file", "cms", "decrypt", "-o", "none", "locked")
 
     def test_damaged_messages_end_in_a_sentence(self):
-        message = self.encrypted("--certificate", "p256.pem", "--password", "x", "--cipher", "aes-256-gcm")
+        message = self.encrypted("--certificate", "p256.pem", "--cipher", "aes-256-gcm")
         for place in some(range(0, len(message) - len(CONTENT) - 30, 61)):
             changed = message[:place] + bytes([message[place] ^ 0x41]) + message[place + 1:]
             result = self.run_program("cms", "decrypt", "-k", "p256.key", "--force", "-o", "opened", "-", stdin=changed)
