@@ -5,6 +5,7 @@
 #include "sealkit/pkcs7.h"
 #include "sealkit/rng.h"
 
+#include "asn1/oids.h"
 #include "base/secret_bytes.h"
 #include "pkcs/mime.h"
 
@@ -173,9 +174,10 @@ MailType const* typeOf(asn1::blob message) {
         return read.parse(message, nullptr) && read.signerInfos.empty() ? &certsOnly : &signedData;
     }
     case MessageKind::envelopedData:
-        return &envelopedData;
+        return getContentType(message) == asn1::blob(detail::oid::authEnvelopedData) ? &authEnvelopedData
+                                                                                     : &envelopedData;
     default:
-        return oidStr(getContentType(message)) == "1.2.840.113549.1.9.16.1.23" ? &authEnvelopedData : nullptr;
+        return nullptr;
     }
 }
 
