@@ -154,7 +154,7 @@ Work setUpTsReply(CommandLine commandLine) {
         "  sealkit key new rsa -o tsa.key\n"
         "  sealkit cert self-sign -k tsa.key --profile time-stamping --subject /CN=TSA -o tsa.pem\n"
         "  echo hello > letter.txt\n"
-        "  sealkit ts request --cert letter.txt -o letter.tsq\n"
+        "  sealkit ts request --want-certificate letter.txt -o letter.tsq\n"
         "  sealkit ts reply --certificate tsa.pem -k tsa.key --policy 1.2.3.4 letter.tsq -o letter.tsr\n"
         "  sealkit ts check --request letter.tsq --ca tsa.pem letter.tsr");
     return [options] { return reply(*options); };
