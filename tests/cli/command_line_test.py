@@ -97,6 +97,34 @@ class CommandLineTest(ProgramTest):
             status, out = session.end()
         self.assertEqual((status, len(out.splitlines())), (2, 2))
 
+    def test_reports_in_json(self):
+        # Each document is checked against the schema where the program is run.
+        self.write("letter", "hello\n")
+        self.write("sums", self.expect(0, "hash", "letter").out)
+        digest, = self.expect(0, "hash", "--json", "letter").json["files"]
+        self.assertEqual((digest["algorithm"], digest["digest"][:8]), ("SHA256", "5891b5b5"))
+        self.assertEqual(self.expect(0, "hash", "--check", "--json", "sums").json["files"], [{"file": "letter", "verdict": "OK"}])
+        self.write("letter", "changed\n")
+        self.assertEqual(self.expect(1, "hash", "--check", "--json", "sums").json["verdict"], "FAILED")
+        self.assertEqual(self.expect(0, "mac", "--json", "-a", "hmac-sha256", "--key", "00", "letter").json["command"], "mac")
+        self.expect(0, "sign", "-k", "leaf.key", "-o", "letter.sig", "letter")
+        self.assertEqual(self.expect(0, "check", "--json", "-k", "leaf.pem", "-s", "letter.sig", "letter").json["verdict"], "OK")
+        wrong = self.expect(1, "check", "--json", "-k", "root.pem", "-s", "letter.sig", "letter").json
+        self.assertEqual((wrong["verdict"], wrong["problems"][0]["refusal"]["id"]), ("FAILED", "signature-mismatch"))
+        self.expect(0, "trust", "add", "root.pem")
+        self.assertEqual(self.expect(0, "trust", "list", "--json").json["entries"][0]["subject"], "O=Test, CN=root")
+        self.assertEqual(self.expect(0, "store", "list", "--json").json["stores"], ["cerm"])
+        ids = self.expect(0, "store", "list", "--json", "cerm").json["ids"]
+        self.assertEqual(len(self.expect(0, "store", "show", "--json", "cerm").json["records"]), len(ids))
+        made = self.expect(0, "key", "new", "--json", "p256", "-o", "made.key").json
+        self.assertEqual((made["output"], made["object"]["object"], made["object"]["curve"]), ("made.key", "private key", "p256"))
+        public = self.expect(0, "key", "public", "--json", "made.key")
+        self.assertTrue(public.out.startswith("-----BEGIN PUBLIC KEY-----"))
+        self.assertIn('"command": "key public"', public.err)
+        made = self.expect(0, "cert", "self-sign", "--json", "-k", "made.key", "--subject", "/CN=me", "-o", "made.pem").json
+        self.assertEqual(made["object"]["subject"], "CN=me")
+        self.assertEqual(self.expect(0, "show", "--json", "made.pem").objects[0]["sha256Fingerprint"], made["object"]["sha256Fingerprint"])
+
     def test_status_2_in_json(self):
         self.write("torn.pem", (self.dir / "leaf.pem").read_bytes()[:300] + b"!!!\n-----END CERTIFICATE-----\n")
         document = self.expect(2, "show", "--json", "torn.pem").json

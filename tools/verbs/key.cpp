@@ -160,6 +160,12 @@ int describeWritten(int status, Options const& options, char const* object, Publ
     return status;
 }
 
+int describeWritten(int status, Options const& options, char const* object, PrivateKey const& key) {
+    if (status != exitDone || !report::isJson())
+        return status;
+    return describeWritten(status, options, object, *key.publicKey());
+}
+
 /// How messages call what is written.
 std::string nameOfOutput(Options const& options) {
     return options.output.empty() || options.output == "-" ? "the key" : options.output;
@@ -197,8 +203,7 @@ int makeKey(NewOptions const& options) {
     if (!key)
         return badInput("the random source failed");
     status = writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
-    return describeWritten(status, options, encrypts ? "encrypted private key" : "private key",
-                           *key->publicKey());
+    return describeWritten(status, options, encrypts ? "encrypted private key" : "private key", *key);
 }
 
 int writePublic(Options const& options) {
@@ -230,7 +235,7 @@ int encrypt(EncryptOptions const& options) {
     if (!password)
         return status;
     status = writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
-    return describeWritten(status, options, "encrypted private key", *key->publicKey());
+    return describeWritten(status, options, "encrypted private key", *key);
 }
 
 int decrypt(Options const& options) {
@@ -243,8 +248,7 @@ int decrypt(Options const& options) {
     OutputFile output;
     if (!openOutput(output, options, 0600))
         return exitBadInput;
-    return describeWritten(writePrivateKey(output, *key, nullptr, 0), options, "private key",
-                           *key->publicKey());
+    return describeWritten(writePrivateKey(output, *key, nullptr, 0), options, "private key", *key);
 }
 
 void addOutputOptions(CommandLine& commandLine, Options& options) {
