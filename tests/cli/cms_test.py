@@ -40,7 +40,7 @@ class MessageTest(ProgramTest):
 
     def issue_ended(self):
         """A certificate of Ada's, ended.pem, that is past its end."""
-        self.expect(0, "cert", "issue", "--ca", "root.pem", "-k", "root.key", "--profile", "email", "--public-key", "ada.pem", "--subject", "/CN=ada", "--san",
+        self.expect(0, "cert", "self-sign", "-k", "ada.key", "--profile", "email", "--subject", "/CN=ada", "--san",
                     "email:ada@test.example", "--from", "2020-01-01", "--to", "2020-02-01", "-o", "ended.pem")
 
     def sign_with_openssl(self, *options, program="smime", name="ada"):
