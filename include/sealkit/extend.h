@@ -40,8 +40,8 @@ struct AuthorityInfoAccess {
 SEALKIT_API void setNameConstraints(X509Certificate& to, NameSubtrees const& subtrees);
 
 /// Sets the usages that `usages`, bits of `ExtKeyUsage`, name, and then `others`, the content octets of object
-/// identifiers, each once. Time-stamping needs it critical and alone (RFC 3161, section 2.3). Returns false and changes nothing if
-/// a bit has no name.
+/// identifiers, each once. Time-stamping needs it critical and alone (RFC 3161, section 2.3). Returns false and changes
+/// nothing if a bit has no name.
 SEALKIT_API bool setExtendedKeyUsage(X509Certificate& to, unsigned usages,
                                      std::span<std::vector<unsigned char> const> others, bool critical);
 

@@ -2,7 +2,7 @@
 ///
 /// | member                   | what it is                                                         | RFC 3161 |
 /// |--------------------------|--------------------------------------------------------------------|----------|
-/// | `replyToTimeStamp`       | makes the response to a request: a token, or why there is none     | 2.4.2    |
+/// | `replyToTimeStamp`       | makes the response to a request: a token, or a rejection           | 2.4.2    |
 /// | `TimeStampReplyOptions`  | what the TSA states: time, policy, serial number, accuracy         | 2.4.2    |
 /// | `TimeStampReply`         | the response and its status                                        | 2.4.2    |
 /// | `TimeStampReplyProblem`  | why no response can be made at all: it is the TSA's own fault      |          |
@@ -14,7 +14,8 @@
 /// right size, and if the policy that it asks for is one of the TSA's. Its nonce is repeated. The token names the
 /// certificate of its signer in a signing-certificate attribute (RFC 5816), and holds it if the request asks for that.
 ///
-/// Not here: keys other than RSA, extensions, which no request may have, and the order of tokens, which the caller's clock makes.
+/// Not here: keys other than RSA; extensions, which no request may have; and the order of tokens, which the caller's clock
+/// makes.
 #pragma once
 
 #include "sealkit/blob.h"
