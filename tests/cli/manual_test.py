@@ -47,6 +47,7 @@ class ManualTest(ProgramTest):
 
     def test_page_time_stamps(self):
         self.paste_page("time-stamps")
+
     def test_page_change_the_form_of_a_file(self):
         self.paste_page("change-the-form-of-a-file")
 
