@@ -55,6 +55,7 @@
 #include "sealkit/refusal.h"
 #include "sealkit/req.h"
 #include "sealkit/rng.h"
+#include "sealkit/scrypt.h"
 #include "sealkit/search.h"
 #include "sealkit/signature.h"
 #include "sealkit/siv.h"
