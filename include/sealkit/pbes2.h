@@ -17,7 +17,8 @@
 /// | | aes128-CBC, aes192-CBC, aes256-CBC | key 16, 24, 32, IV 16 |
 ///
 /// The scheme does not authenticate: a wrong password or a changed ciphertext shows in the padding or in the
-/// plaintext, or not at all. Encrypted keys are in pkcs8.h and pem.h. Not here: PBES1, scrypt.
+/// plaintext, or not at all. Encrypted keys are in pkcs8.h and pem.h. What more their readers decrypt on request is in
+/// password_schemes.h.
 #pragma once
 
 #include "sealkit/der.h"
@@ -88,6 +89,7 @@ struct KeyEncryption {
     std::string scheme;        ///< "PBES2", "traditional PEM", or another's name. Empty if malformed.
     std::string cipher;        ///< "AES-256-CBC". Empty if the scheme or its parameters are unsupported.
     std::string keyDerivation; ///< "PBKDF2 with HMAC-SHA256". Empty in the same cases.
-    unsigned iterations = 0;   ///< 0 in the same cases.
+    unsigned iterations = 0;   ///< 0 in the same cases, and with scrypt.
+    bool isWeak = false;       ///< All keys of the cipher can be tried at a moderate price: 64 bits or fewer.
     Refusal problem;           ///< Why no password decrypts it; usually nothing.
 };

@@ -26,6 +26,7 @@
 #include "sealkit/crl.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/keys.h"
+#include "sealkit/password_schemes.h"
 #include "sealkit/pbes2.h"
 #include "sealkit/refusal.h"
 #include "sealkit/req.h"
@@ -165,6 +166,8 @@ SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Re
 struct KeyFileOptions {
     bool traditionalDer = false;   ///< DER without PEM of RSAPublicKey, RSAPrivateKey and ECPrivateKey.
     bool fromCertificates = false; ///< The public key of a certificate or certificate request.
+    bool openssh = false;          ///< OpenSSH's own forms (openssh.h).
+    PasswordSchemes schemes;       ///< How an encrypted key may be encrypted.
 };
 
 /// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC KEY").
@@ -203,8 +206,9 @@ SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const
                                                                KeyFileOptions options);
 
 /// Describes how the private key of the first block, or of the DER, is encrypted. Returns false if it is not
-/// encrypted.
-SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to);
+/// encrypted. `schemes` tells which encryption the reader of the key takes.
+SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to,
+                                   PasswordSchemes const& schemes = {});
 
 /// Whether it is the label of a private key that `readPrivateKey` reads.
 SEALKIT_API bool isPrivateKeyLabel(std::string_view label);

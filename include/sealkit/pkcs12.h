@@ -5,10 +5,6 @@
 /// | --- | --- | --- |
 /// | `PKCS12PFX` | a whole file: reading, decrypting, protecting, signing, writing | 4 |
 /// | `PKCS12Attributes` | the attributes of one certificate or key | 4.2 |
-/// | `PBEParams` | the parameters of the schemes below; `parse`, `save` and `encode` are their DER | C |
-/// | `pbe1_crypt` | encrypts or decrypts with pbeWithSHAAnd3-KeyTripleDES-CBC | C |
-/// | `pkcs12_kdf`, `PKCS12Purpose` | derives a key, an IV or a MAC key from a password | B.2, B.3 |
-/// | `pkcs12_password` | a password in the form that the derivation takes | B.1 |
 /// | `PKCS12Options` | how a file is read: BER, damaged and unsupported parts, MACs without a count | |
 /// | `PKCS12IgnoredBag` | a bag or certificate of a type that is not read | |
 /// | `describeEncryption` | names what contents or keys are encrypted with, supported or not | |
@@ -44,6 +40,8 @@
 #include "sealkit/hash.h"
 #include "sealkit/keys.h"
 #include "sealkit/oid.h"
+#include "sealkit/password_schemes.h"
+#include "sealkit/pbe1.h"
 #include "sealkit/pbes2.h"
 #include "sealkit/pkcs7.h"
 #include "sealkit/refusal.h"
@@ -51,6 +49,7 @@
 
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -59,10 +58,8 @@
 namespace detail {
 struct PKCS12Content;
 class PKCS12Reading;
+struct Pbmac1;
 } // namespace detail
-
-/// The maximum number of iterations of one derivation, in files too.
-inline constexpr unsigned pkcs12MaxIterations = 10'000'000;
 
 /// The maximum number of iterations of one `PKCS12PFX::decrypt` for everything in a file: a MAC, a content
 /// and a key at the limit above. A file that needs more is refused before it takes minutes. An empty
@@ -73,61 +70,10 @@ inline constexpr unsigned pkcs12MaxIterationsPerFile = 3 * pkcs12MaxIterations;
 /// The iterations of a MAC whose file gives no count.
 inline constexpr unsigned pkcs12MacIterations = 2048;
 
-/// A password as `pkcs12_kdf` takes it: UTF-8 becomes UTF-16, big-endian, followed by two zero bytes (RFC
-/// 7292, appendix B.1). Characters beyond the basic plane become surrogate pairs. If the bytes are not UTF-8,
-/// each of them is one character, as in Latin-1. The caller wipes the result.
-SEALKIT_API std::vector<unsigned char> pkcs12_password(std::string_view password);
-
-/// What is derived: the octet that RFC 7292, appendix B.3, calls ID.
-enum class PKCS12Purpose : unsigned char { key = 1, iv = 2, mac = 3 };
-
-/// Fills `out` by the key derivation of RFC 7292, appendix B.2. `password` is as `pkcs12_password` gives it,
-/// or has no bytes at all; `hash` is MD5 or one of SHA-1 to SHA-512. It takes `iterations` digests for each
-/// digest that `out` needs, in whole or in part. Returns false and leaves `out` unchanged for another hash
-/// and for a count of 0.
-SEALKIT_API bool pkcs12_kdf(HashID hash, asn1::blob password, asn1::blob salt, unsigned iterations,
-                            PKCS12Purpose purpose, std::span<unsigned char> out);
-inline bool pkcs12_kdf(unsigned hash, asn1::blob password, asn1::blob salt, unsigned iterations,
-                       PKCS12Purpose purpose, std::span<unsigned char> out) {
-    return pkcs12_kdf(static_cast<HashID>(hash), password, salt, iterations, purpose, out);
-}
-
-/// pkcs-12PbeParams (RFC 7292, appendix C). None of it is secret.
-struct PBEParams {
-    std::vector<unsigned char> salt; ///< Of any length.
-    unsigned iterations = 0;         ///< 1 to `pkcs12MaxIterations`.
-};
-
-/// Reads the whole encoding of the parameters, which is the `params` of an `AlgorithmIdentifier`: SEQUENCE {
-/// salt OCTET STRING, iterations INTEGER }. Returns false if the encoding is malformed or has trailing bytes,
-/// or if the count is 0, has more than four bytes or is above `pkcs12MaxIterations`.
-SEALKIT_API bool parse(PBEParams& to, asn1::blob params);
-SEALKIT_API bool parse(PBEParams& to, asn1::blob params, Refusal* refusal);
-/// Writes the SEQUENCE.
-SEALKIT_API void save(PBEParams const& from, DerEncoder& to);
-/// The SEQUENCE's encoding.
-SEALKIT_API std::vector<unsigned char> encode(PBEParams const& from);
-
-/// Encrypts or decrypts `data` with triple DES in CBC mode; key and IV come from the password and
-/// `params.params`, a `PBEParams`, over SHA-1. `params.oid` is ignored: the caller has checked that it is
-/// pbeWithSHAAnd3-KeyTripleDES-CBC. An empty password is the terminator alone.
-///
-/// Encryption pads, so that the result is 1 to 8 bytes longer. Decryption needs one or more whole blocks.
-/// Only the last byte of the padding is checked: it may be 0 to 8, and that many bytes are removed. A wrong
-/// password therefore shows in the padding or in the plaintext, or not at all.
-///
-/// Returns false if `params` are malformed, if `data` cannot be decrypted, or if it has 4 GiB or more. The
-/// previous content of `out` is always wiped, and `out` is empty if the result is false. `data` may be a view
-/// of it.
-SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
-                            std::vector<unsigned char>& out, bool encrypt);
-/// Offsets count in `params.params`. A padding that cannot be right is `RefusalId::wrongPassword`.
-SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
-                            std::vector<unsigned char>& out, bool encrypt, Refusal* refusal);
-
 /// How contents or keys of a file are encrypted under its password. `problem` concerns the parameters alone,
-/// and its offset counts in `algorithm.params`.
-SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm);
+/// and its offset counts in `algorithm.params`. `schemes` tells which encryption is read.
+SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm,
+                                             PasswordSchemes const& schemes = {});
 
 /// Whether `bytes` begin as a PKCS#12 file does, in DER or BER: a version, and a content with its type. The rest may be
 /// malformed or missing.
@@ -149,6 +95,10 @@ struct PKCS12Options {
     /// means 1, which `openssl pkcs12 -nomaciter` and old versions of Python's cryptography rely on. Counts that are 0 or
     /// above `pkcs12MaxIterations` are ignored.
     std::vector<unsigned> macIterations = {pkcs12MacIterations};
+
+    /// For `decrypt` and `canDecrypt`: how contents and keys may be encrypted. With `PasswordSchemes::all`, PBMAC1 (RFC
+    /// 9579) is verified, too.
+    PasswordSchemes schemes = {};
 };
 
 /// The maximum number of parts that may be set aside in one content of a file that is read partially.
@@ -379,6 +329,7 @@ private:
                  std::vector<unsigned> const& macCounts);
     bool decryptEnveloped(detail::PKCS12Reading& file, X509Certificate const& certificate,
                           PrivateKey const& key);
+    bool readMacScheme(detail::PKCS12Reading& file, std::optional<detail::Pbmac1>& pbmac1) const;
     void addToLists(detail::PKCS12Content const& content);
     void replaceContents(std::vector<detail::PKCS12Content>&& decrypted);
     bool wouldLoseParts() const;

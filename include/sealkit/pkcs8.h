@@ -8,6 +8,7 @@
 #pragma once
 
 #include "sealkit/keys.h"
+#include "sealkit/password_schemes.h"
 
 #include <memory>
 #include <string_view>
@@ -45,9 +46,11 @@ SEALKIT_API std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob
                                                                       std::string_view password);
 /// Gives `RefusalId::wrongPassword` if the decrypted bytes do not have the shape of a OneAsymmetricKey. A key
 /// of that shape that is rejected gives its own reason, after the path "byte N of the decrypted key": the
-/// password is right.
-SEALKIT_API std::unique_ptr<PrivateKey>
-parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password, Refusal* refusal);
+/// password is right. `schemes` tells which encryption is read.
+SEALKIT_API std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der,
+                                                                      std::string_view password,
+                                                                      Refusal* refusal,
+                                                                      PasswordSchemes const& schemes = {});
 
 /// The EncryptedPrivateKeyInfo of `key`: PBES2 with PBKDF2, hmacWithSHA256 and aes256-CBC, 16 bytes of salt
 /// and the IV from `getDefaultRng`. Empty if the members form no valid key, or if `iterations` is 0 or above

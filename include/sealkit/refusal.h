@@ -85,6 +85,9 @@ enum class RefusalId : unsigned {
     keyCannotVerify,
     keyCannotAgree,
     keysDiffer,
+    malformedOpensshKey,
+    encryptedOpensshKey,
+    severalKeys,
 
     // Encryption of keys and contents.
     wrongPassword,
@@ -94,6 +97,7 @@ enum class RefusalId : unsigned {
     unsupportedPrf,
     unsupportedCipher,
     iterationCount,
+    scryptCost,
     malformedEncryptionParameters,
     malformedCiphertext,
 

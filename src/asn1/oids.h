@@ -100,6 +100,10 @@ inline constexpr unsigned char sha512[] = {0x60, 0x86, 0x48, 0x01, 0x65, 0x03, 0
 inline constexpr unsigned char hmacWithSha1[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x07};
 // 1.2.840.113549.2.9 (id-hmacWithSHA256, RFC 8018)
 inline constexpr unsigned char hmacWithSha256[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x09};
+// 1.2.840.113549.2.8 (id-hmacWithSHA224, RFC 8018)
+inline constexpr unsigned char hmacWithSha224[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x08};
+// 1.2.840.113549.2.10 (id-hmacWithSHA384, RFC 8018)
+inline constexpr unsigned char hmacWithSha384[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x0a};
 // 1.2.840.113549.2.11 (id-hmacWithSHA512, RFC 8018)
 inline constexpr unsigned char hmacWithSha512[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x02, 0x0b};
 
@@ -109,6 +113,22 @@ inline constexpr unsigned char hmacWithSha512[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
 inline constexpr unsigned char pbkdf2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x05, 0x0c};
 // 1.2.840.113549.1.5.13 (id-PBES2, RFC 8018)
 inline constexpr unsigned char pbes2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x05, 0x0d};
+// 1.2.840.113549.1.5.3 (pbeWithMD5AndDES-CBC, RFC 8018)
+inline constexpr unsigned char pbeWithMd5AndDes[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x05, 0x03};
+// 1.2.840.113549.1.5.6 (pbeWithMD5AndRC2-CBC, RFC 8018)
+inline constexpr unsigned char pbeWithMd5AndRc2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x05, 0x06};
+// 1.2.840.113549.1.5.10 (pbeWithSHA1AndDES-CBC, RFC 8018)
+inline constexpr unsigned char pbeWithSha1AndDes[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x05, 0x0a};
+// 1.2.840.113549.1.5.11 (pbeWithSHA1AndRC2-CBC, RFC 8018)
+inline constexpr unsigned char pbeWithSha1AndRc2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x05, 0x0b};
+// 1.2.840.113549.1.5.14 (id-PBMAC1, RFC 8018)
+inline constexpr unsigned char pbmac1[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x05, 0x0e};
+// 1.3.6.1.4.1.11591.4.11 (id-scrypt, RFC 7914)
+inline constexpr unsigned char scrypt[] = {0x2b, 0x06, 0x01, 0x04, 0x01, 0xda, 0x47, 0x04, 0x0b};
+// 1.3.14.3.2.7 (desCBC, RFC 8018)
+inline constexpr unsigned char desCbc[] = {0x2b, 0x0e, 0x03, 0x02, 0x07};
+// 1.2.840.113549.3.2 (rc2CBC, RFC 8018)
+inline constexpr unsigned char rc2Cbc[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x03, 0x02};
 // 1.2.840.113549.3.7 (des-EDE3-CBC, RFC 8018)
 inline constexpr unsigned char desEde3Cbc[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x03, 0x07};
 // 2.16.840.1.101.3.4.1.2 (aes128-CBC-PAD, RFC 8018)
@@ -301,9 +321,24 @@ inline constexpr unsigned char localKeyId[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0
 // 1.2.840.113549.1.9.22.1 (x509Certificate, RFC 7292)
 inline constexpr unsigned char x509CertificateBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
                                                        0x0d, 0x01, 0x09, 0x16, 0x01};
+// 1.2.840.113549.1.12.1.1 (pbeWithSHAAnd128BitRC4, RFC 7292)
+inline constexpr unsigned char pbeWithSha1And128BitRc4[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                            0x0d, 0x01, 0x0c, 0x01, 0x01};
+// 1.2.840.113549.1.12.1.2 (pbeWithSHAAnd40BitRC4, RFC 7292)
+inline constexpr unsigned char pbeWithSha1And40BitRc4[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                           0x0d, 0x01, 0x0c, 0x01, 0x02};
 // 1.2.840.113549.1.12.1.3 (pbeWithSHAAnd3-KeyTripleDES-CBC, RFC 7292)
 inline constexpr unsigned char pbeWithSha1And3KeyTripleDes[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
                                                                 0x0d, 0x01, 0x0c, 0x01, 0x03};
+// 1.2.840.113549.1.12.1.4 (pbeWithSHAAnd2-KeyTripleDES-CBC, RFC 7292)
+inline constexpr unsigned char pbeWithSha1And2KeyTripleDes[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                                0x0d, 0x01, 0x0c, 0x01, 0x04};
+// 1.2.840.113549.1.12.1.5 (pbeWithSHAAnd128BitRC2-CBC, RFC 7292)
+inline constexpr unsigned char pbeWithSha1And128BitRc2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                            0x0d, 0x01, 0x0c, 0x01, 0x05};
+// 1.2.840.113549.1.12.1.6 (pbewithSHAAnd40BitRC2-CBC, RFC 7292)
+inline constexpr unsigned char pbeWithSha1And40BitRc2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7,
+                                                           0x0d, 0x01, 0x0c, 0x01, 0x06};
 // 1.2.840.113549.1.12.10.1.1 (keyBag, RFC 7292)
 inline constexpr unsigned char keyBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x0c, 0x0a, 0x01, 0x01};
 // 1.2.840.113549.1.12.10.1.2 (pkcs8ShroudedKeyBag, RFC 7292)

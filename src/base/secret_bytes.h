@@ -18,6 +18,20 @@ void wipe(Bytes& bytes) {
         secureMemset(bytes.data(), 0, bytes.size());
 }
 
+/// Puts what `work` makes, where it succeeds, into `out` in place of what it held. That may be what `work` reads.
+template <typename Work>
+bool replaceSecret(std::vector<unsigned char>& out, Work work) {
+    std::vector<unsigned char> result;
+    bool const done = work(result);
+    if (!done) {
+        wipe(result);
+        result.clear();
+    }
+    wipe(out);
+    out = std::move(result);
+    return done;
+}
+
 /// Bytes that are wiped where their scope ends. Whoever lets `value` grow moves what it holds to other
 /// memory and leaves the old as it is: it is filled once.
 struct SecretBytes {

@@ -3,10 +3,12 @@
 #include "sealkit/wipe.h"
 
 #include "base/bytes.h"
+#include "hash/pbkdf2_sha224.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 namespace {
@@ -106,6 +108,31 @@ private:
     State sum;
 };
 
+/// SHA-224 (FIPS 180-4 sections 5.3.2 and 6.3), which nothing but PBKDF2 uses.
+class Sha224 : public SHA256 {
+public:
+    unsigned digestLength() override { return digestSize; }
+    using SHA256::digest;
+    void digest(unsigned char* out) override {
+        unsigned char longer[32];
+        SHA256::digest(longer);
+        std::memcpy(out, longer, digestSize);
+        secureMemset(longer, 0, sizeof longer);
+    }
+
+protected:
+    void init() override {
+        // The second 32 bits of the fractional parts of the square roots of the ninth through sixteenth primes.
+        static constexpr std::uint32_t initialState[8] = {
+            0xc1059ed8, 0x367cd507, 0x3070dd17, 0xf70e5939, 0xffc00b31, 0x68581511, 0x64f98fa7, 0xbefa4fa4,
+        };
+        std::copy(std::begin(initialState), std::end(initialState), state);
+    }
+
+private:
+    static constexpr unsigned digestSize = 28;
+};
+
 template <typename H, unsigned blockSize, unsigned digestSize>
 bool fill(std::span<unsigned char> key, asn1::blob password, asn1::blob salt, unsigned iterations) {
     if (key.size() / digestSize >= std::numeric_limits<std::uint32_t>::max())
@@ -137,4 +164,9 @@ bool pbkdf2(HashID prf, asn1::blob password, asn1::blob salt, unsigned iteration
     default:
         return false;
     }
+}
+
+bool detail::pbkdf2Sha224(asn1::blob password, asn1::blob salt, unsigned iterations,
+                          std::span<unsigned char> key) {
+    return iterations != 0 && fill<Sha224, 64, 28>(key, password, salt, iterations);
 }

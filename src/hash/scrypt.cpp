@@ -21,9 +21,10 @@ constexpr size_t wordSize = sizeof(std::uint32_t);
 class Words {
 public:
     explicit Words(std::uint64_t wanted)
-        : count(wanted), words(wanted <= std::numeric_limits<size_t>::max() / wordSize
-                                   ? new (std::nothrow) std::uint32_t[static_cast<size_t>(wanted)]
-                                   : nullptr) {}
+        : count(wanted),
+          words(wanted <= std::numeric_limits<size_t>::max() / wordSize
+                    ? new (std::nothrow) std::uint32_t[static_cast<size_t>(wanted)]
+                    : nullptr) {}
     ~Words() {
         if (words != nullptr)
             secureMemset(words.get(), 0, static_cast<size_t>(count) * wordSize);
@@ -108,7 +109,8 @@ bool isScryptWithinLimits(ScryptParams const& params) {
     if (params.cost > scryptMaxWork || params.blockSize > scryptMaxWork ||
         params.parallelization > scryptMaxWork)
         return false;
-    std::uint64_t const blocks = params.cost * params.blockSize; // Below 2^46, as all that is multiplied here.
+    std::uint64_t const blocks =
+        params.cost * params.blockSize; // Below 2^46, as all that is multiplied here.
     return blocks <= scryptMaxWork && blocks * params.parallelization <= scryptMaxWork &&
            128 * (params.cost + params.parallelization) * params.blockSize <= scryptMaxMemory;
 }

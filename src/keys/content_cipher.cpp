@@ -71,12 +71,16 @@ bool decryptPadded(ContentCipher const& cipher, Cipher& keyed, asn1::blob data,
                    std::vector<unsigned char>& out) {
     out.resize(data.size());
     keyed.decrypt(data.data(), static_cast<unsigned>(data.size()), nullptr, 0, out.data());
-    unsigned const padding = out.back();
-    if (padding > cipher.blockSize)
+    return removePadding(cipher.blockSize, out);
+}
+
+bool removePadding(unsigned blockSize, std::vector<unsigned char>& plain) {
+    unsigned const padding = plain.back();
+    if (padding > blockSize)
         return false;
     // Nobody checked that it is padding: it may be the end of a secret.
-    secureMemset(out.data() + out.size() - padding, 0, padding);
-    out.resize(out.size() - padding);
+    secureMemset(plain.data() + plain.size() - padding, 0, padding);
+    plain.resize(plain.size() - padding);
     return true;
 }
 

@@ -1,4 +1,4 @@
-#include "sealkit/oid_names.h"
+#include "sealkit/pbe1.h"
 #include "sealkit/pbes2.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/rng.h"
@@ -7,6 +7,7 @@
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "base/secret_bytes.h"
+#include "keys/password_scheme.h"
 #include "keys/read.h"
 
 namespace {
@@ -46,21 +47,23 @@ bool detail::takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFiel
 }
 
 bool detail::readEncryptedKey(Reading& reading, asn1::blob der, std::optional<std::string_view> password,
-                              std::function<bool(asn1::blob)> const& readKey) {
+                              std::function<bool(asn1::blob)> const& readKey,
+                              PasswordSchemes const& schemes) {
     EncryptedKeyFields fields;
     if (!takeEncryptedKey(reading, der, &fields))
         return false;
-    if (!(fields.scheme == oid::pbes2)) {
-        if (reading.wantsReason())
-            reading.refuse(RefusalId::unknownEncryption, fields.scheme, {{"scheme", oidName(fields.scheme)}});
+    if (schemes.all ? !isSchemeRead(fields.scheme, schemes) : !(fields.scheme == oid::pbes2)) {
+        refuseScheme(reading, fields.scheme);
         reading.note("PKCS8: unsupported PBE: <" + oid2name(fields.scheme) + ">");
         return false;
     }
+    SchemeIdentifier const scheme{fields.scheme, fields.params};
     if (!password)
-        return checkPbes2(reading, fields.params, fields.data) &&
+        return checkScheme(reading, scheme, fields.data, schemes) &&
                reading.refuse(RefusalId::passwordRequired, nullptr);
+    SecretBytes const bmp(pkcs12_password(*password));
     SecretBytes plain;
-    if (!decryptPbes2(reading, fields.params, *password, fields.data, plain.value))
+    if (!decryptUnderPassword(reading, scheme, {*password, bmp}, fields.data, schemes, plain.value))
         return false;
     Reading::Derived const derived(reading, plain, fields.data.start, "decrypted key");
     if (readKey(plain))
@@ -73,12 +76,14 @@ bool detail::readEncryptedKey(Reading& reading, asn1::blob der, std::optional<st
 }
 
 std::unique_ptr<PrivateKey> detail::readEncryptedPrivateKey(Reading& reading, asn1::blob der,
-                                                            std::optional<std::string_view> password) {
+                                                            std::optional<std::string_view> password,
+                                                            PasswordSchemes const& schemes) {
     std::unique_ptr<PrivateKey> key;
-    readEncryptedKey(reading, der, password, [&](asn1::blob plain) {
+    auto const readKey = [&](asn1::blob plain) {
         key = readOneAsymmetricKey(reading, plain);
         return key != nullptr;
-    });
+    };
+    readEncryptedKey(reading, der, password, readKey, schemes);
     return key;
 }
 
@@ -88,9 +93,9 @@ std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::s
 }
 
 std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der, std::string_view password,
-                                                          Refusal* refusal) {
+                                                          Refusal* refusal, PasswordSchemes const& schemes) {
     Reading reading(der, refusal);
-    std::unique_ptr<PrivateKey> key = detail::readEncryptedPrivateKey(reading, der, password);
+    std::unique_ptr<PrivateKey> key = detail::readEncryptedPrivateKey(reading, der, password, schemes);
     if (key == nullptr)
         detail::refuseOtherKind(reading, InputKind::encryptedPrivateKey, detail::findDerKind(der));
     return key;

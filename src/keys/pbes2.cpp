@@ -3,15 +3,17 @@
 
 #include "sealkit/bignum.h"
 #include "sealkit/cipher.h"
-#include "sealkit/pbkdf2.h"
 #include "sealkit/wipe.h"
 
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "base/secret_bytes.h"
 #include "keys/content_cipher.h"
+#include "keys/key_derivation.h"
+#include "keys/legacy_cipher.h"
 #include "keys/read.h"
 
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -25,242 +27,226 @@ using detail::Reading;
 
 /// The fields of PBES2Params as views, so that a refusal tells their place. Identifiers without their header.
 struct Fields {
-    asn1::blob kdf, prf, salt, cipher, iv;
-    unsigned iterations = 0;
+    detail::KeyDerivation key;
+    asn1::blob cipher, iv;
+    unsigned rc2EffectiveBits = 0; ///< 0 where they are absent.
 };
 
-Fields fieldsOf(PBES2Params const& p) { return {p.kdf, p.prf, p.salt, p.cipher, p.iv, p.iterations}; }
+Fields fieldsOf(PBES2Params const& p) {
+    Fields fields;
+    fields.key.kdf = p.kdf;
+    fields.key.prf = p.prf;
+    fields.key.salt = p.salt;
+    fields.key.iterations = p.iterations;
+    fields.cipher = p.cipher;
+    fields.iv = p.iv;
+    return fields;
+}
 
-/// The hash of the pseudorandom function, which may be left out; `HashID::none` when it is refused.
-HashID findPrf(Reading& reading, asn1::blob prf) {
-    if (prf.empty() || prf == oid::hmacWithSha1)
-        return HashID::SHA1;
-    if (prf == oid::hmacWithSha256)
-        return HashID::SHA256;
+bool refuseCipher(Reading& reading, asn1::blob oid) {
     if (reading.wantsReason())
-        reading.refuse(RefusalId::unsupportedPrf, prf, {{"function", oidName(prf)}});
-    reading.note("unsupported PBES2 KDF: <" + oid2name(prf) + ">");
-    return HashID::none;
+        reading.refuse(RefusalId::unsupportedCipher, oid, {{"cipher", oidName(oid)}});
+    reading.note("PBES2: unimplemented cipher: <" + oid2name(oid) + ">");
+    return false;
 }
 
-detail::ContentCipher const* findCipher(Reading& reading, asn1::blob oid) {
-    detail::ContentCipher const* const cipher = detail::findContentCipher(oid);
-    if (cipher == nullptr) {
-        if (reading.wantsReason())
-            reading.refuse(RefusalId::unsupportedCipher, oid, {{"cipher", oidName(oid)}});
-        reading.note("PBES2: unimplemented cipher: <" + oid2name(oid) + ">");
-    }
-    return cipher;
-}
-
-bool isCountInBounds(unsigned iterations) { return iterations != 0 && iterations <= pbes2MaxIterations; }
-
-/// The cipher under the key that the password gives. Takes the time that deriving it takes.
-std::unique_ptr<Cipher> makeCipher(detail::ContentCipher const& cipher, HashID prf, Fields const& fields,
-                                   std::string_view password) {
-    unsigned char bytes[detail::ContentCipher::maxKeySize];
-    std::span<unsigned char> const key(bytes, cipher.keySize);
-    pbkdf2(prf, password, fields.salt, fields.iterations, key);
-    std::unique_ptr<Cipher> keyed =
-        detail::makeContentCipher(cipher, std::span<unsigned char const>(key), fields.iv);
-    secureMemset(bytes, 0, sizeof bytes);
-    return keyed;
-}
-
-bool refuseKdf(Reading& reading, asn1::blob kdf) {
-    if (!reading.wantsReason())
-        return false;
-    return reading.refuse(RefusalId::unsupportedKdf, kdf, {{"function", oidName(kdf)}});
-}
-
-bool refuseCount(Reading& reading, unsigned char const* at, std::string found) {
-    return reading.refuse(RefusalId::iterationCount, at,
-                          {{"maximum", std::to_string(pbes2MaxIterations)}, {"found", std::move(found)}});
-}
-
-/// What parameters ask for, where it is supported.
+/// What parameters ask for, where it is supported. One of the ciphers is there.
 struct Choice {
-    HashID prf = HashID::none;
     detail::ContentCipher const* cipher = nullptr;
+    std::optional<detail::LegacyCipher> legacy;
+
+    unsigned keySize() const { return cipher != nullptr ? cipher->keySize : legacy->keySize; }
+    unsigned blockSize() const {
+        return cipher != nullptr ? cipher->blockSize : detail::LegacyCipher::blockSize;
+    }
 };
 
-bool choose(Reading& reading, Fields const& fields, Choice* choice) {
-    if (!(asn1::blob(fields.kdf) == oid::pbkdf2))
-        return refuseKdf(reading, fields.kdf);
-    if (!isCountInBounds(fields.iterations))
-        return refuseCount(reading, nullptr, std::to_string(fields.iterations));
-    choice->prf = findPrf(reading, fields.prf);
-    if (choice->prf == HashID::none)
+constexpr unsigned maxRc2KeySize = 16, defaultRc2Bits = 32; // RFC 8018, appendix B.2.3.
+
+bool chooseCipher(Reading& reading, Fields const& fields, PasswordSchemes const& schemes, Choice* choice) {
+    using detail::LegacyCipher;
+    choice->cipher = detail::findContentCipher(fields.cipher);
+    if (choice->cipher != nullptr)
+        return true;
+    if (schemes.all && fields.cipher == oid::desCbc) {
+        choice->legacy = LegacyCipher{LegacyCipher::Kind::des, 8, 56};
+        return true;
+    }
+    if (!schemes.all || schemes.rc2 == nullptr || !(fields.cipher == oid::rc2Cbc))
+        return refuseCipher(reading, fields.cipher);
+    unsigned const bits = fields.rc2EffectiveBits != 0 ? fields.rc2EffectiveBits : defaultRc2Bits;
+    unsigned const size = fields.key.keyLength != 0 ? fields.key.keyLength : bits / 8;
+    if (size == 0 || size > maxRc2KeySize || bits > 8 * maxRc2KeySize)
+        return reading.refuse(RefusalId::malformedEncryptionParameters, fields.cipher,
+                              {{"expected", "an RC2 key of 1 to " + std::to_string(maxRc2KeySize) + " bytes"},
+                               {"found", std::to_string(size) + " bytes"}});
+    choice->legacy = LegacyCipher{LegacyCipher::Kind::rc2, size, bits};
+    return true;
+}
+
+bool choose(Reading& reading, Fields const& fields, PasswordSchemes const& schemes, Choice* choice) {
+    if (!detail::checkDerivation(reading, fields.key, schemes) ||
+        !chooseCipher(reading, fields, schemes, choice))
         return false;
-    choice->cipher = findCipher(reading, fields.cipher);
-    if (choice->cipher == nullptr)
-        return false;
-    unsigned const ivSize = choice->cipher->blockSize;
+    unsigned const ivSize = choice->blockSize();
     return fields.iv.size() == ivSize ||
            reading.refuse(RefusalId::malformedEncryptionParameters, fields.iv,
                           {{"expected", "an IV of " + std::to_string(ivSize) + " bytes"},
                            {"found", std::to_string(fields.iv.size()) + " bytes"}});
 }
 
+bool canBeDecrypted(Choice const& choice, asn1::blob data) {
+    return choice.cipher != nullptr ? detail::canBeDecrypted(*choice.cipher, data)
+                                    : detail::canBeDecrypted(*choice.legacy, data);
+}
+
 bool checkCiphertext(Reading& reading, Choice const& choice, asn1::blob data) {
-    return detail::canBeDecrypted(*choice.cipher, data) ||
+    return canBeDecrypted(choice, data) ||
            reading.refuse(RefusalId::malformedCiphertext, data,
-                          {{"block", std::to_string(choice.cipher->blockSize) + " bytes"},
+                          {{"block", std::to_string(choice.blockSize()) + " bytes"},
                            {"found", std::to_string(data.size()) + " bytes"}});
 }
+
+/// A key that is wiped where its scope ends.
+struct Key {
+    unsigned char bytes[detail::ContentCipher::maxKeySize] = {};
+    std::span<unsigned char> used;
+
+    explicit Key(unsigned size) : used(bytes, size) {}
+    Key(Key const&) = delete;
+    Key& operator=(Key const&) = delete;
+    ~Key() { secureMemset(bytes, 0, sizeof bytes); }
+};
 
 bool encrypt(Reading& reading, Fields const& fields, std::string_view password, asn1::blob data,
              std::vector<unsigned char>& out) {
     Choice choice;
-    if (!choose(reading, fields, &choice))
+    if (!choose(reading, fields, {}, &choice))
         return false;
     if (!detail::canBePadded(*choice.cipher, data))
         return reading.refuse(RefusalId::inputTooLarge, nullptr);
-    out = detail::encryptPadded(*choice.cipher, *makeCipher(*choice.cipher, choice.prf, fields, password),
-                                data);
+    Key key(choice.keySize());
+    detail::deriveKey(reading, fields.key, password, key.used);
+    out = detail::encryptPadded(
+        *choice.cipher,
+        *detail::makeContentCipher(*choice.cipher, std::span<unsigned char const>(key.used), fields.iv),
+        data);
     return true;
 }
 
 bool decrypt(Reading& reading, Fields const& fields, std::string_view password, asn1::blob data,
-             std::vector<unsigned char>& out) {
+             PasswordSchemes const& schemes, std::vector<unsigned char>& out) {
     Choice choice;
-    if (!choose(reading, fields, &choice) || !checkCiphertext(reading, choice, data))
+    if (!choose(reading, fields, schemes, &choice) || !checkCiphertext(reading, choice, data))
         return false;
-    std::unique_ptr<Cipher> const keyed = makeCipher(*choice.cipher, choice.prf, fields, password);
-    return detail::decryptPadded(*choice.cipher, *keyed, data, out) ||
-           reading.refuse(RefusalId::wrongPassword, data);
+    Key key(choice.keySize());
+    if (!detail::deriveKey(reading, fields.key, password, key.used))
+        return false;
+    std::span<unsigned char const> const bytes = key.used;
+    bool const isPadded =
+        choice.cipher != nullptr
+            ? detail::decryptPadded(*choice.cipher,
+                                    *detail::makeContentCipher(*choice.cipher, bytes, fields.iv), data, out)
+            : detail::decrypt(*choice.legacy, bytes, fields.iv, data, schemes.rc2, out);
+    return isPadded || reading.refuse(RefusalId::wrongPassword, data);
 }
 
-/// Puts what `work` makes, where it succeeds, into `out` in place of what it held. That may be what `work` reads.
-template <typename Work>
-bool replace(std::vector<unsigned char>& out, Work work) {
-    std::vector<unsigned char> result;
-    bool const done = work(result);
-    if (!done) {
-        detail::wipe(result);
-        result.clear();
-    }
-    detail::wipe(out);
-    out = std::move(result);
-    return done;
-}
-
-/// Reads the content of keyDerivationFunc.
-bool readKeyDerivation(Reading& reading, Fields& to, asn1::blob content) {
-    Reading::Step const step(reading, "keyDerivationFunc");
-    Level function(reading, content);
-    asn1::blob kdf, params, salt;
-    if (!detail::take(function, tag::oid, &kdf))
-        return false;
-    if (!(kdf == oid::pbkdf2))
-        return refuseKdf(reading, kdf);
-    if (!detail::take(function, tag::sequence, &params, "parameters") || !detail::finish(function))
-        return false;
-
-    Level fields(reading, params);
-    if (!detail::take(fields, tag::octetString, &salt, "salt"))
-        return false;
-    asn1::blob const count = fields.value();
-    unsigned iterations = 0;
-    if (!detail::takeUInt(fields, &iterations, "iterationCount"))
-        return false;
-    detail::skipOptional(fields, tag::integer); // keyLength
-    asn1::blob prf, prfParams;
-    if (fields.tag == tag::sequence) {
-        if (!detail::takeAlgorithm(fields, &prf, &prfParams, "prf"))
+/// RC2-CBC-Parameter ::= SEQUENCE { rc2ParameterVersion INTEGER OPTIONAL, iv OCTET STRING } (RFC 8018, appendix B.2.3).
+bool readRc2Params(Reading& reading, Fields& to, asn1::blob content) {
+    Level fields(reading, content);
+    unsigned version = 0;
+    if (fields.tag == tag::integer) {
+        if (!detail::takeUInt(fields, &version, "rc2ParameterVersion"))
             return false;
-        if (prf.empty())
-            return reading.refuse(RefusalId::malformedOid, prf);
+        to.rc2EffectiveBits = version == 160 ? 40 : version == 120 ? 64 : version == 58 ? 128 : version;
+        if (version < 256 && to.rc2EffectiveBits == version)
+            return reading.refuse(RefusalId::malformedEncryptionParameters, content,
+                                  {{"RC2 version", std::to_string(version)}});
     }
-    if (!detail::finish(fields))
-        return false;
-    if (!isCountInBounds(iterations))
-        return refuseCount(reading, count.start,
-                           count.size() > sizeof iterations ? std::to_string(count.size()) + " bytes"
-                                                            : std::to_string(iterations));
-    to.kdf = kdf;
-    to.prf = prf;
-    to.salt = salt;
-    to.iterations = iterations;
-    return true;
+    return detail::take(fields, tag::octetString, &to.iv, "IV") && detail::finish(fields);
 }
 
 /// Reads the content of encryptionScheme.
-bool readEncryptionScheme(Reading& reading, Fields& to, asn1::blob content) {
+bool readEncryptionScheme(Reading& reading, Fields& to, asn1::blob content, PasswordSchemes const& schemes) {
     Reading::Step const step(reading, "encryptionScheme");
     Level scheme(reading, content);
-    asn1::blob cipher, iv;
-    if (!detail::take(scheme, tag::oid, &cipher))
+    if (!detail::take(scheme, tag::oid, &to.cipher))
         return false;
+    asn1::blob params;
+    if (schemes.all && to.cipher == oid::rc2Cbc && scheme.tag == tag::sequence)
+        return detail::take(scheme, tag::sequence, &params) && detail::finish(scheme) &&
+               readRc2Params(reading, to, params);
     // Parameters of another shape belong to a cipher that is not supported, which says more.
-    if (scheme.tag != tag::octetString && detail::findContentCipher(cipher) == nullptr &&
+    if (scheme.tag != tag::octetString && detail::findContentCipher(to.cipher) == nullptr &&
         reading.wantsReason())
-        return reading.refuse(RefusalId::unsupportedCipher, cipher, {{"cipher", oidName(cipher)}});
-    if (!detail::take(scheme, tag::octetString, &iv, "IV") || !detail::finish(scheme))
-        return false;
-    to.cipher = cipher;
-    to.iv = iv;
-    return true;
+        return reading.refuse(RefusalId::unsupportedCipher, to.cipher, {{"cipher", oidName(to.cipher)}});
+    return detail::take(scheme, tag::octetString, &to.iv, "IV") && detail::finish(scheme);
 }
 
-bool readFields(Reading& reading, asn1::blob params, Fields& to) {
+bool readFields(Reading& reading, asn1::blob params, PasswordSchemes const& schemes, Fields& to) {
     asn1::blob content, function, scheme;
     if (!detail::readOnly(reading, params, tag::sequence, &content))
         return false;
     Level fields(reading, content);
     return detail::take(fields, tag::sequence, &function, "keyDerivationFunc") &&
            detail::take(fields, tag::sequence, &scheme, "encryptionScheme") && detail::finish(fields) &&
-           readKeyDerivation(reading, to, function) && readEncryptionScheme(reading, to, scheme);
+           detail::readKeyDerivation(reading, function, schemes, to.key) &&
+           readEncryptionScheme(reading, to, scheme, schemes);
 }
 
 bool readParams(Reading& reading, asn1::blob params, PBES2Params& to) {
     Fields fields;
-    if (!readFields(reading, params, fields))
+    if (!readFields(reading, params, {}, fields))
         return false;
-    to.kdf = detail::copyOf(fields.kdf);
-    to.prf = detail::copyOf(fields.prf);
-    to.salt = detail::copyOf(fields.salt);
-    to.iterations = fields.iterations;
+    to.kdf = detail::copyOf(fields.key.kdf);
+    to.prf = detail::copyOf(fields.key.prf);
+    to.salt = detail::copyOf(fields.key.salt);
+    to.iterations = fields.key.iterations;
     to.cipher = detail::copyOf(fields.cipher);
     to.iv = detail::copyOf(fields.iv);
     return true;
 }
 
 bool crypt(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,
-           std::vector<unsigned char>& out, bool encrypts) {
-    return replace(out, [&](std::vector<unsigned char>& result) {
+           std::vector<unsigned char>& out, bool encrypts, PasswordSchemes const& schemes = {}) {
+    return detail::replaceSecret(out, [&](std::vector<unsigned char>& result) {
         Fields fields;
-        return readFields(reading, params, fields) &&
+        return readFields(reading, params, schemes, fields) &&
                (encrypts ? encrypt(reading, fields, password, data, result)
-                         : decrypt(reading, fields, password, data, result));
+                         : decrypt(reading, fields, password, data, schemes, result));
     });
 }
 
 } // namespace
 
-bool detail::checkPbes2(Reading& reading, asn1::blob params, asn1::blob data) {
+bool detail::checkPbes2(Reading& reading, asn1::blob params, asn1::blob data,
+                        PasswordSchemes const& schemes) {
     Fields fields;
     Choice choice;
-    return readFields(reading, params, fields) && choose(reading, fields, &choice) &&
+    return readFields(reading, params, schemes, fields) && choose(reading, fields, schemes, &choice) &&
            checkCiphertext(reading, choice, data);
 }
 
-void detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data, KeyEncryption* to) {
+std::uint64_t detail::describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data,
+                                    PasswordSchemes const& schemes, KeyEncryption* to) {
     Fields fields;
-    if (!readFields(reading, params, fields))
-        return;
+    if (!readFields(reading, params, schemes, fields))
+        return 0;
     to->cipher = oidName(fields.cipher);
-    to->keyDerivation =
-        "PBKDF2 with " + oidName(fields.prf.empty() ? asn1::blob(oid::hmacWithSha1) : fields.prf);
-    to->iterations = fields.iterations;
+    to->keyDerivation = describeDerivation(fields.key);
+    to->iterations = fields.key.iterations;
     Choice choice;
-    if (choose(reading, fields, &choice) && data != nullptr)
+    if (!choose(reading, fields, schemes, &choice))
+        return 0;
+    to->isWeak = choice.legacy && choice.legacy->isWeak();
+    if (data != nullptr)
         checkCiphertext(reading, choice, *data);
+    return workOf(fields.key);
 }
 
 bool detail::decryptPbes2(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,
-                          std::vector<unsigned char>& out) {
-    return crypt(reading, params, password, data, out, false);
+                          PasswordSchemes const& schemes, std::vector<unsigned char>& out) {
+    return crypt(reading, params, password, data, out, false, schemes);
 }
 
 bool parse(PBES2Params& to, asn1::blob params) {

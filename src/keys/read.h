@@ -3,10 +3,12 @@
 #pragma once
 
 #include "sealkit/keys.h"
+#include "sealkit/password_schemes.h"
 #include "sealkit/pbes2.h"
 
 #include "base/reading.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -43,23 +45,26 @@ bool takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFields* fiel
 /// refused, as `RefusalId::passwordRequired` unless no password decrypts it. What `readKey` refuses and has not the shape of
 /// a key is `RefusalId::wrongPassword`.
 bool readEncryptedKey(Reading& reading, asn1::blob der, std::optional<std::string_view> password,
-                      std::function<bool(asn1::blob)> const& readKey);
+                      std::function<bool(asn1::blob)> const& readKey, PasswordSchemes const& schemes = {});
 
 /// The EncryptedPrivateKeyInfo of a OneAsymmetricKey: `encodePkcs8EncryptedPrivateKey`.
 std::vector<unsigned char> encryptKey(asn1::blob key, std::string_view password, unsigned iterations);
 
 /// The key of an EncryptedPrivateKeyInfo, on the terms of `readEncryptedKey`; null when it is refused.
 std::unique_ptr<PrivateKey> readEncryptedPrivateKey(Reading& reading, asn1::blob der,
-                                                    std::optional<std::string_view> password);
+                                                    std::optional<std::string_view> password,
+                                                    PasswordSchemes const& schemes = {});
 
 /// Whether `data` can be decrypted as PBES2-params say, apart from the password.
-bool checkPbes2(Reading& reading, asn1::blob params, asn1::blob data);
+bool checkPbes2(Reading& reading, asn1::blob params, asn1::blob data, PasswordSchemes const& schemes);
 
-/// How PBES2-params encrypt, and whether `data` can be decrypted apart from the password. Null for no data.
-void describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data, KeyEncryption* to);
+/// How PBES2-params encrypt, and whether `data` can be decrypted apart from the password. Null for no data. Returns what
+/// deriving the key costs, in iterations.
+std::uint64_t describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data,
+                            PasswordSchemes const& schemes, KeyEncryption* to);
 
 /// Decrypts `data` as PBES2-params say. `out` holds nothing that was decrypted when that fails.
 bool decryptPbes2(Reading& reading, asn1::blob params, std::string_view password, asn1::blob data,
-                  std::vector<unsigned char>& out);
+                  PasswordSchemes const& schemes, std::vector<unsigned char>& out);
 
 } // namespace detail

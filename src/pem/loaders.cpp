@@ -7,7 +7,9 @@
 #include "asn1/oids.h"
 #include "base/file.h"
 #include "base/secret_bytes.h"
+#include "keys/password_scheme.h"
 #include "keys/read.h"
+#include "pem/openssh.h"
 #include "pem/read.h"
 #include "x509/read.h"
 
@@ -175,6 +177,8 @@ std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, K
     PemReader reader(text);
     PemBlock block;
     if (!reader.next(&block)) {
+        if (options.openssh && findInputKind(text) == InputKind::opensshPublicKey)
+            return detail::readOpensshLine(reading, text);
         std::unique_ptr<PublicKey> key = readPublicDer(reading, text, options);
         InputKind const kind = findInputKind(text);
         bool const isWider =
@@ -195,6 +199,8 @@ std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, K
         return readBody(reading, block, InputKind::certificate, readKeyOf<X509Certificate>);
     if (options.fromCertificates && isRequestLabel(block.label))
         return readBody(reading, block, InputKind::request, readKeyOf<X509Req>);
+    if (options.openssh && block.label == detail::opensshLabel)
+        return detail::readOpensshPublicBlock(reading, block);
     refuseLabel(reading, block, "PUBLIC KEY");
     return nullptr;
 }
@@ -244,7 +250,8 @@ std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, std::string_view de
     InputKind const kind = findInputKind(der);
     if (kind == InputKind::encryptedPrivateKey)
         reading.retract();
-    if (std::unique_ptr<PrivateKey> key = detail::readEncryptedPrivateKey(reading, der, password))
+    if (std::unique_ptr<PrivateKey> key =
+            detail::readEncryptedPrivateKey(reading, der, password, options.schemes))
         return key;
     if (!options.traditionalDer || (kind != InputKind::rsaPrivateKey && kind != InputKind::ecPrivateKey))
         return nullptr;
@@ -269,12 +276,14 @@ std::unique_ptr<PrivateKey> readPrivate(Reading& reading, std::string_view text,
         if (block.label == "ENCRYPTED PRIVATE KEY")
             return readBody(reading, block, InputKind::encryptedPrivateKey,
                             [&](Reading& inner, asn1::blob der) {
-                                return detail::readEncryptedPrivateKey(inner, der, password);
+                                return detail::readEncryptedPrivateKey(inner, der, password, options.schemes);
                             });
         if (block.label == "RSA PRIVATE KEY")
             return readTraditional<RsaPrivateKey>(reading, block, password, InputKind::rsaPrivateKey);
         if (block.label == "EC PRIVATE KEY")
             return readTraditional<EcPrivateKey>(reading, block, password, InputKind::ecPrivateKey);
+        if (options.openssh && block.label == detail::opensshLabel)
+            return detail::readOpensshBlock(reading, block);
     }
     std::unique_ptr<PrivateKey> key;
     if (!reader.rest().empty())
@@ -447,7 +456,7 @@ bool isPrivateKeyLabel(std::string_view label) {
            label == "EC PRIVATE KEY";
 }
 
-bool findKeyEncryption(std::string_view text, KeyEncryption* to) {
+bool findKeyEncryption(std::string_view text, KeyEncryption* to, PasswordSchemes const& schemes) {
     text = detail::withoutByteOrderMark(text);
     KeyEncryption found;
     Reading reading(text, &found.problem);
@@ -477,11 +486,12 @@ bool findKeyEncryption(std::string_view text, KeyEncryption* to) {
     Reading::Block const within(reading, block.number, der);
     detail::EncryptedKeyFields fields;
     if (detail::takeEncryptedKey(reading, der, &fields)) {
-        found.scheme = oidName(fields.scheme);
-        if (fields.scheme == detail::oid::pbes2)
-            detail::describePbes2(reading, fields.params, &fields.data, &found);
-        else
-            reading.refuse(RefusalId::unknownEncryption, fields.scheme, {{"scheme", found.scheme}});
+        if (schemes.all || fields.scheme == detail::oid::pbes2) {
+            detail::describeScheme(reading, {fields.scheme, fields.params}, &fields.data, schemes, &found);
+        } else {
+            found.scheme = oidName(fields.scheme);
+            detail::refuseScheme(reading, fields.scheme);
+        }
     }
     *to = std::move(found);
     return true;

@@ -2,9 +2,9 @@
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "keys/bmp_string.h"
 #include "keys/read.h"
 #include "pkcs/ber.h"
-#include "pkcs/bmp_string.h"
 #include "pkcs/read.h"
 #include "x509/read.h"
 

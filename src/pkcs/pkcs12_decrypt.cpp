@@ -5,11 +5,11 @@
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
+#include "keys/password_scheme.h"
+#include "keys/pbmac1.h"
 #include "keys/read.h"
 #include "pkcs/ber.h"
-#include "pkcs/pbe1.h"
 #include "pkcs/pkcs12_bags.h"
-#include "pkcs/pkcs12_encryption.h"
 #include "pkcs/pkcs12_mac.h"
 #include "pkcs/read.h"
 
@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <iterator>
 #include <numeric>
+#include <optional>
 
 namespace oid = detail::oid;
 namespace tag = detail::tag;
@@ -29,11 +30,17 @@ using detail::PKCS12Reading;
 using detail::Reading;
 using detail::SecretBytes;
 
-std::uint64_t iterationsOf(std::vector<PKCS12Bag> const& bags) {
+std::uint64_t iterationsOf(AlgorithmIdentifier const& algorithm, PasswordSchemes const& schemes) {
+    Reading silent;
+    KeyEncryption found;
+    return detail::describeScheme(silent, {algorithm.oid, algorithm.params}, nullptr, schemes, &found);
+}
+
+std::uint64_t iterationsOf(std::vector<PKCS12Bag> const& bags, PasswordSchemes const& schemes) {
     std::uint64_t sum = 0;
     for (PKCS12Bag const& bag : bags)
         if (bag.isEncrypted())
-            sum += detail::iterationsOf(bag.algorithm);
+            sum += iterationsOf(bag.algorithm, schemes);
     return sum;
 }
 
@@ -49,13 +56,14 @@ bool isUnderPassword(PKCS12Content const& content) {
 
 /// All that can be known before anything is decrypted.
 std::uint64_t iterationsOf(std::vector<PKCS12Content> const& contents,
-                           std::vector<PKCS7EncryptedData> const& encryptedData) {
+                           std::vector<PKCS7EncryptedData> const& encryptedData,
+                           PasswordSchemes const& schemes) {
     std::uint64_t sum = 0;
     for (PKCS12Content const& content : contents) {
-        sum += iterationsOf(content.bags);
+        sum += iterationsOf(content.bags, schemes);
         PKCS7EncryptedData const* const data = dataOf(content, encryptedData);
         if (isUnderPassword(content) && data != nullptr)
-            sum += detail::iterationsOf(data->encryptedContentInfo.contentEncryptionAlgorithm);
+            sum += iterationsOf(data->encryptedContentInfo.contentEncryptionAlgorithm, schemes);
     }
     return sum;
 }
@@ -150,7 +158,7 @@ private:
         content.isDecrypted = checkShape(plain);
         decryptedAny = decryptedAny || content.isDecrypted;
         unreadable = !content.isDecrypted || !detail::readSafeContents(file, plain, content);
-        iterations += iterationsOf(content.bags);
+        iterations += iterationsOf(content.bags, file.schemes);
         return !unreadable && (!isTooMuch() || fail());
     }
 
@@ -178,19 +186,18 @@ private:
 
     bool decrypt(AlgorithmIdentifier const& algorithm, asn1::blob data, std::vector<unsigned char>& out) {
         Reading& reading = file.reading;
-        asn1::blob const scheme = algorithm.oid;
-        if (scheme == oid::pbes2)
-            return detail::decryptPbes2(reading, algorithm.params, password, data, out) || fail();
-        if (!(scheme == oid::pbeWithSha1And3KeyTripleDes)) {
-            reading.note("PFX: unsupported PBE: <" + oid2name(scheme) + ">");
-            detail::refuseScheme(reading, scheme);
+        detail::SchemeIdentifier const scheme{algorithm.oid, algorithm.params};
+        if (!detail::isSchemeRead(scheme.oid, file.schemes)) {
+            reading.note("PFX: unsupported PBE: <" + oid2name(scheme.oid) + ">");
+            detail::refuseScheme(reading, scheme.oid);
             return fail();
         }
-        PBEParams params;
-        if (!detail::read(reading, algorithm.params, params))
+        if (!detail::checkScheme(reading, scheme, data, file.schemes))
             return fail();
-        usedForm = true;
-        return detail::pbe1Crypt(reading, params, bmpPassword, data, out, false);
+        usedForm = usedForm || detail::takesBmpPassword(scheme.oid);
+        return detail::decryptUnderPassword(reading, scheme, {password, bmpPassword}, data, file.schemes,
+                                            out) ||
+               (!detail::takesBmpPassword(scheme.oid) && fail());
     }
 
     /// Refuses what was decrypted under a wrong password and had the right padding by chance. The stated entry points
@@ -262,8 +269,7 @@ bool PKCS12PFX::decrypt(std::string_view password) {
 }
 
 bool PKCS12PFX::decrypt(std::string_view password, PKCS12Options const& options, Refusal* refusal) {
-    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer,
-                       options.partial);
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer, options);
     return file.report(decrypt(file, password, options.macIterations), refusal);
 }
 
@@ -276,16 +282,18 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
         forms.emplace_back();
 
     bool const hasMac = !mac.empty();
+    std::optional<detail::Pbmac1> pbmac1;
+    if (!readMacScheme(file, pbmac1))
+        return false;
     std::vector<unsigned> const macCounts =
-        hasMac ? countsOf(macIterations, counts) : std::vector<unsigned>();
-    std::uint64_t const known =
-        std::accumulate(macCounts.begin(), macCounts.end(), iterationsOf(contents, encryptedData));
+        hasMac && !pbmac1 ? countsOf(macIterations, counts) : std::vector<unsigned>();
+    std::uint64_t const known = std::accumulate(macCounts.begin(), macCounts.end(),
+                                                iterationsOf(contents, encryptedData, file.schemes) +
+                                                    (pbmac1 ? detail::workOf(pbmac1->key) : 0));
     if (known > pkcs12MaxIterationsPerFile)
         return refuseTotal(reading, known);
     if (hasMac) {
         HashID const hash = getHashID(macAlgorithm.oid);
-        if (hash == HashID::none)
-            return reading.refuse(RefusalId::unsupportedMac, nullptr, {{"MAC", macName()}});
         SecretBytes const safe(saveAuthenticatedSafe());
         auto const isRight = [&](asn1::blob form) {
             return std::ranges::any_of(macCounts, [&](unsigned count) {
@@ -293,11 +301,14 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
             });
         };
         auto const right = std::ranges::find_if(forms, isRight);
-        if (right == forms.end()) {
+        bool const isPbmac1Right =
+            pbmac1 && equalInConstantTime(detail::computePbmac1(reading, *pbmac1, password, safe), mac);
+        if (pbmac1 ? !isPbmac1Right : right == forms.end()) {
             reading.note("PFX: MAC verification failed");
             return reading.refuse(RefusalId::macMismatch, nullptr);
         }
-        forms = {*right};
+        if (!pbmac1)
+            forms = {*right};
     }
 
     for (size_t form = 0; form < forms.size(); form++) {
@@ -321,6 +332,15 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
     return false;
 }
 
+/// Reads the parameters of PBMAC1 where that is supported, and refuses other MACs that are not one over a hash.
+bool PKCS12PFX::readMacScheme(PKCS12Reading& file, std::optional<detail::Pbmac1>& pbmac1) const {
+    if (mac.empty() || getHashID(macAlgorithm.oid) != HashID::none)
+        return true;
+    if (file.schemes.all && asn1::blob(macAlgorithm.oid) == oid::pbmac1)
+        return detail::read(file.reading, macAlgorithm.params, pbmac1.emplace());
+    return file.reading.refuse(RefusalId::unsupportedMac, nullptr, {{"MAC", macName()}});
+}
+
 bool PKCS12PFX::needsPassword() const {
     return !mac.empty() || std::ranges::any_of(contents, isUnderPassword) || encryptedKeys() > 0;
 }
@@ -332,18 +352,17 @@ bool PKCS12PFX::needsRecipient() const {
 }
 
 bool PKCS12PFX::canDecrypt(PKCS12Options const& options, Refusal* refusal) const {
-    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer,
-                       options.partial);
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer, options);
     Reading& reading = file.reading;
-    if (!mac.empty() && getHashID(macAlgorithm.oid) == HashID::none)
-        return file.report(reading.refuse(RefusalId::unsupportedMac, nullptr, {{"MAC", macName()}}), refusal);
+    if (std::optional<detail::Pbmac1> pbmac1; !readMacScheme(file, pbmac1))
+        return file.report(false, refusal);
     // Of a file that is read partially, something is enough.
     bool isAny = !certificates.empty() || !keys.empty() || needsRecipient();
     std::vector<Refusal> unsupported;
     auto const check = [&](detail::PKCS12Place const& place, AlgorithmIdentifier const& algorithm,
                            asn1::blob data) {
         Reading::Step const step(reading, place.path.c_str());
-        if (detail::checkEncryption(reading, algorithm, data))
+        if (detail::checkScheme(reading, {algorithm.oid, algorithm.params}, data, file.schemes))
             return isAny = true;
         locate(file.refusal(), place);
         return file.setAside(unsupported);
@@ -372,8 +391,7 @@ bool PKCS12PFX::decryptEnveloped(X509Certificate const& certificate, PrivateKey 
 
 bool PKCS12PFX::decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key,
                                  PKCS12Options const& options, Refusal* refusal) {
-    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer,
-                       options.partial);
+    PKCS12Reading file(asn1::blob(authenticatedSafe.data(), authenticatedSafe.size()), mayBeBer, options);
     return file.report(decryptEnveloped(file, certificate, key), refusal);
 }
 

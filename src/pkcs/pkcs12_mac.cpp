@@ -5,7 +5,7 @@
 
 #include "asn1/element.h"
 #include "base/secret_bytes.h"
-#include "pkcs/pbe1.h"
+#include "keys/pbe1.h"
 #include "pkcs/pkcs12_reading.h"
 #include "pkcs/read.h"
 

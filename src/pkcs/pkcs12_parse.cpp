@@ -93,7 +93,7 @@ bool PKCS12PFX::parseBer(asn1::blob pfx) {
 }
 
 bool PKCS12PFX::parse(asn1::blob pfx, PKCS12Options const& options, Refusal* refusal) {
-    PKCS12Reading file(pfx, options.ber, options.partial);
+    PKCS12Reading file(pfx, options.ber, options);
     return file.report(readFile(file, pfx), refusal);
 }
 

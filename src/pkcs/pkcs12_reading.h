@@ -21,8 +21,8 @@ public:
     /// As the stated entry points read `bytes`.
     PKCS12Reading(asn1::blob bytes, bool ber) : reading(bytes), mayBeBer(ber) {}
     /// As the overloads with a refusal do.
-    PKCS12Reading(asn1::blob bytes, bool ber, bool partial)
-        : reading(bytes, &found), mayBeBer(ber), isPartial(partial) {}
+    PKCS12Reading(asn1::blob bytes, bool ber, PKCS12Options const& options)
+        : reading(bytes, &found), mayBeBer(ber), isPartial(options.partial), schemes(options.schemes) {}
 
     /// Sets the refusal of a part aside, if the file is read partially, so that the rest can be read. False if the
     /// whole is to be refused.
@@ -51,6 +51,7 @@ public:
     Reading reading;
     bool mayBeBer;
     bool isPartial = false;
+    PasswordSchemes schemes;
 };
 
 } // namespace detail

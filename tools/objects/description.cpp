@@ -208,6 +208,8 @@ Description describe(KeyEncryption const& encryption) {
         result["keyDerivation"] = encryption.keyDerivation;
     if (encryption.iterations != 0)
         result["iterations"] = encryption.iterations;
+    if (encryption.isWeak)
+        result["weak"] = "its keys are few enough to be tried without the password";
     if (encryption.problem)
         result["problem"] = printable(encryption.problem.str());
     return result;

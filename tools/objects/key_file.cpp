@@ -2,6 +2,7 @@
 
 #include "io/input.h"
 #include "io/progress.h"
+#include "objects/weak_encryption.h"
 
 #include "sealkit/input_kind.h"
 #include "sealkit/pem.h"
@@ -11,7 +12,9 @@
 
 namespace {
 
-constexpr KeyFileOptions everyForm{.traditionalDer = true, .fromCertificates = true};
+KeyFileOptions everyForm() {
+    return {.traditionalDer = true, .fromCertificates = true, .schemes = readableSchemes()};
+}
 
 /// What can be done about a refusal; empty where that is not known.
 std::string adviceFor(Refusal const& refusal, std::string_view text) {
@@ -83,6 +86,9 @@ std::unique_ptr<PrivateKey> openKeyAsking(PemBlock const& block, std::string con
     *status = openAsking(path, source, [&](std::string const* password) {
         OpenedKey opened = openPrivateKey(block, password);
         key = std::move(opened.key);
+        if (auto const encryption = key ? findEncryption(block.whole) : std::nullopt)
+            if (std::string const weakness = weaknessOf(*encryption); !weakness.empty())
+                note(path + ": " + weakness);
         return Opening{opened.status, std::move(opened.complaint)};
     });
     return key;
@@ -108,7 +114,8 @@ std::optional<PemBlock> takeBlock(std::string_view& text) {
 
 std::optional<KeyEncryption> findEncryption(std::string_view text) {
     KeyEncryption found;
-    return findKeyEncryption(text, &found) ? std::optional(std::move(found)) : std::nullopt;
+    return findKeyEncryption(text, &found, readableSchemes()) ? std::optional(std::move(found))
+                                                              : std::nullopt;
 }
 
 int openAsking(std::string const& path, PasswordSource const& source,
@@ -133,8 +140,8 @@ int openAsking(std::string const& path, PasswordSource const& source,
 OpenedKey openPrivateKey(PemBlock const& block, std::string const* password) {
     std::string_view const text = block.whole;
     Refusal refusal;
-    auto key = password ? readPrivateKey(text, *password, &refusal, everyForm)
-                        : readPrivateKey(text, &refusal, everyForm);
+    auto key = password ? readPrivateKey(text, *password, &refusal, everyForm())
+                        : readPrivateKey(text, &refusal, everyForm());
     if (key)
         return {std::move(key), exitDone, ""};
     placeWithin(block, refusal);
@@ -149,7 +156,7 @@ OpenedKey openPrivateKey(PemBlock const& block, std::string const* password) {
 
 OpenedPublicKey openPublicKey(PemBlock const& block) {
     Refusal refusal;
-    if (auto key = readPublicKey(block.whole, &refusal, everyForm))
+    if (auto key = readPublicKey(block.whole, &refusal, everyForm()))
         return {std::move(key), ""};
     placeWithin(block, refusal);
     return {nullptr, complaintOf(refusal, block.whole), refusal.id};

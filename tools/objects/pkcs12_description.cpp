@@ -1,6 +1,7 @@
 #include "io/terminal.h"
 #include "objects/describe_message.h"
 #include "objects/pkcs12_file.h"
+#include "objects/weak_encryption.h"
 
 #include <nlohmann/json.hpp>
 
@@ -39,14 +40,14 @@ Description describe(Pkcs12File const& file, bool withSecrets) {
         result["vouchedFor"] = "by nothing, neither a MAC nor a signature";
     for (PKCS7EncryptedData const& content : pfx.encryptedData) {
         PKCS7EncryptedContentInfo const& info = content.encryptedContentInfo;
-        Description one = describe(describeEncryption(info.contentEncryptionAlgorithm));
+        Description one = describe(describeEncryption(info.contentEncryptionAlgorithm, readableSchemes()));
         one["bytes"] = info.encryptedContent.size();
         result["encryptedContents"].push_back(one);
     }
     for (PKCS7EnvelopedData const& content : pfx.envelopedData)
         result["envelopedContents"].push_back(describe(content));
     for (AlgorithmIdentifier const& algorithm : pfx.keyEncryptions())
-        result["encryptedKeys"].push_back(describe(describeEncryption(algorithm)));
+        result["encryptedKeys"].push_back(describe(describeEncryption(algorithm, readableSchemes())));
     if (size_t const contents = pfx.encryptedContents(), keys = pfx.encryptedKeys(); contents + keys > 0)
         result["notDecrypted"] =
             std::to_string(contents) + " contents, " + std::to_string(keys) + " keys" +

@@ -1,5 +1,7 @@
 #include "objects/pkcs12_file.h"
 
+#include "objects/weak_encryption.h"
+
 #include "sealkit/pem.h"
 
 #include <algorithm>
@@ -8,6 +10,7 @@
 PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations) {
     PKCS12Options options;
     options.ber = options.partial = true;
+    options.schemes = readableSchemes();
     if (macIterations)
         options.macIterations = {*macIterations};
     else
@@ -56,6 +59,20 @@ Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Opti
     bool const isWrongPassword =
         refusal.id == RefusalId::macMismatch || refusal.id == RefusalId::wrongPassword;
     return {isWrongPassword ? exitNo : exitBadInput, complaint};
+}
+
+std::string findWeakness(PKCS12PFX const& pfx) {
+    auto const weaknessUnder = [](AlgorithmIdentifier const& algorithm) {
+        return weaknessOf(describeEncryption(algorithm, readableSchemes()));
+    };
+    std::string weakness;
+    for (PKCS7EncryptedData const& content : pfx.encryptedData)
+        if (weakness.empty())
+            weakness = weaknessUnder(content.encryptedContentInfo.contentEncryptionAlgorithm);
+    for (AlgorithmIdentifier const& algorithm : pfx.keyEncryptions())
+        if (weakness.empty())
+            weakness = weaknessUnder(algorithm);
+    return weakness;
 }
 
 std::string listIgnored(PKCS12PFX const& pfx) {

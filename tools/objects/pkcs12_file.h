@@ -45,5 +45,8 @@ Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Opti
 /// The kinds of what the file holds and is ignored: "CRL, 1.2.3"; empty if there is nothing.
 std::string listIgnored(PKCS12PFX const& pfx);
 
+/// That a part of the file is encrypted so that anyone can break it, as `weaknessOf` says it; empty if none is.
+std::string findWeakness(PKCS12PFX const& pfx);
+
 /// What could not be read of the file, a sentence each.
 std::vector<std::string> listUnreadable(PKCS12PFX const& pfx);

@@ -337,6 +337,8 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
         if (*status != exitDone || (pfx.encryptedKeys() > 0 && !decrypt()))
             return nullptr;
     }
+    if (std::string const weakness = findWeakness(pfx); !weakness.empty())
+        note(options.file + ": " + weakness);
     if (std::string const ignored = listIgnored(pfx); !ignored.empty())
         warn(options.file + ": it holds more, which is ignored: " + ignored);
     for (std::string const& problem : listUnreadable(pfx)) {

@@ -1,8 +1,8 @@
-#include "sealkit/pkcs12.h"
+#include "sealkit/pbe1.h"
 
 #include "base/secret_bytes.h"
 #include "base/utf.h"
-#include "pkcs/bmp_string.h"
+#include "keys/bmp_string.h"
 
 #include <algorithm>
 #include <cstring>

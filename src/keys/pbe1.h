@@ -1,0 +1,37 @@
+/// The schemes of PKCS#12 (RFC 7292, appendix C) and PBES1 (RFC 8018, section 6.1).
+#pragma once
+
+#include "sealkit/pbe1.h"
+
+#include "base/reading.h"
+#include "keys/legacy_cipher.h"
+#include "keys/password_scheme.h"
+
+namespace detail {
+
+struct Pbe1Scheme {
+    asn1::blob oid;
+    HashID hash;
+    enum class Derivation { pkcs12, pbkdf1 } derivation;
+    LegacyCipher cipher;
+};
+
+/// Null for every other scheme.
+Pbe1Scheme const* findPbe1Scheme(asn1::blob oid);
+
+/// Whether a count of iterations is one that is done: 1 to `pkcs12MaxIterations`. `content` is that of the INTEGER which
+/// it was read from, empty for none.
+bool checkCount(Reading& reading, unsigned iterations, asn1::blob content = {});
+
+/// pkcs-12PbeParams, and PBEParameter of PBES1.
+bool read(Reading& reading, asn1::blob params, PBEParams& to);
+
+/// Whether `data` can be decrypted as `params` say, apart from the password.
+bool checkPbe1(Reading& reading, Pbe1Scheme const& scheme, PBEParams const& params, asn1::blob data);
+
+/// Decrypts. `rc2` is not null where the scheme needs it. `out` holds nothing that was decrypted when that fails.
+bool decryptPbe1(Reading& reading, Pbe1Scheme const& scheme, PBEParams const& params,
+                 SchemePassword const& password, asn1::blob data, Rc2Decryptor rc2,
+                 std::vector<unsigned char>& out);
+
+} // namespace detail

@@ -1,0 +1,81 @@
+#include "keys/pbmac1.h"
+
+#include "sealkit/hmac.h"
+#include "sealkit/oid_names.h"
+
+#include "asn1/oids.h"
+#include "asn1/read.h"
+#include "base/secret_bytes.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace {
+
+namespace oid = detail::oid;
+namespace tag = detail::tag;
+
+using detail::Level;
+using detail::Reading;
+
+/// Keys are as long as digests; a longer one than a block gains nothing.
+constexpr unsigned minKeyLength = 16, maxKeyLength = 128;
+
+HashID hashOfHmac(asn1::blob oid) {
+    static constexpr struct {
+        asn1::blob oid;
+        HashID hash;
+    } rows[] = {
+        {oid::hmacWithSha1, HashID::SHA1},
+        {oid::hmacWithSha256, HashID::SHA256},
+        {oid::hmacWithSha384, HashID::SHA384},
+        {oid::hmacWithSha512, HashID::SHA512},
+    };
+    for (auto const& row : rows)
+        if (row.oid == oid)
+            return row.hash;
+    return HashID::none;
+}
+
+} // namespace
+
+/// PBMAC1-params ::= SEQUENCE { keyDerivationFunc AlgorithmIdentifier, messageAuthScheme AlgorithmIdentifier }
+bool detail::read(Reading& reading, asn1::blob params, Pbmac1& to) {
+    Reading::Step const step(reading, "PBMAC1");
+    constexpr PasswordSchemes everyFunction{.all = true, .rc2 = nullptr};
+    asn1::blob content, function, scheme, schemeParams;
+    if (!readOnly(reading, params, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    if (!take(fields, tag::sequence, &function, "keyDerivationFunc") ||
+        !takeAlgorithm(fields, &scheme, &schemeParams, "messageAuthScheme") || !finish(fields) ||
+        !readKeyDerivation(reading, function, everyFunction, to.key) ||
+        !checkDerivation(reading, to.key, everyFunction))
+        return false;
+    to.hash = hashOfHmac(scheme);
+    if (to.hash == HashID::none)
+        return reading.refuse(RefusalId::unsupportedMac, scheme, {{"MAC", oidName(scheme)}});
+    if (to.key.keyLength >= minKeyLength && to.key.keyLength <= maxKeyLength)
+        return true;
+    return reading.refuse(
+        RefusalId::malformedEncryptionParameters, function,
+        {{"expected",
+          "a key of " + std::to_string(minKeyLength) + " to " + std::to_string(maxKeyLength) + " bytes"},
+         {"found", to.key.keyLength == 0 ? "no length" : std::to_string(to.key.keyLength)}});
+}
+
+std::vector<unsigned char> detail::computePbmac1(Reading& reading, Pbmac1 const& mac,
+                                                 std::string_view password, asn1::blob data) {
+    SecretBytes key(std::vector<unsigned char>(mac.key.keyLength));
+    if (!deriveKey(reading, mac.key, password, key.value))
+        return {};
+    std::unique_ptr<HMAC> const hmac = createHMAC(mac.hash, key.value);
+    do {
+        size_t const size = std::min<size_t>(data.size(), std::numeric_limits<unsigned>::max());
+        hmac->update(data.data(), static_cast<unsigned>(size));
+        data.pop_front(size);
+    } while (!data.empty());
+    std::vector<unsigned char> value(hmac->digestLength());
+    hmac->digest(value.data());
+    return value;
+}

@@ -1,0 +1,3 @@
+#include "objects/rc2.h"
+
+Rc2Decryptor rc2Decryptor() { return nullptr; }
