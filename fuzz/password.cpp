@@ -6,6 +6,7 @@
 #include "encrypted_key.h"
 #include "targets.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,16 @@ void fuzz::password(asn1::blob input) {
             SEALKIT_ASSERT(again != nullptr && again->equals(*key));
         }
     }
+
+    // The wider schemes, as far as they cost little.
+    KeyEncryption encryption;
+    auto const rc2 = [](asn1::blob, unsigned, asn1::blob, asn1::blob data, unsigned char* plain) {
+        std::copy(data.begin(), data.end(), plain);
+    };
+    PasswordSchemes const schemes{true, rc2};
+    if (findKeyEncryption(text, &encryption, schemes) && encryption.iterations <= maxIterations &&
+        encryption.keyDerivation.find("scrypt") == std::string::npos)
+        parsePkcs8EncryptedPrivateKey(input, secret, nullptr, schemes);
 
     PBES2Params const own{detail::copyOf(oid::pbkdf2), {}, {}, 1, detail::copyOf(oid::aes128Cbc), Bytes(16)};
     checkScheme({detail::copyOf(oid::pbes2), encode(own)}, own, input);

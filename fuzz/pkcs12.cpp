@@ -4,6 +4,7 @@
 #include "targets.h"
 #include "tiny_key.h"
 
+#include <algorithm>
 #include <ostream>
 #include <sstream>
 #include <vector>
@@ -149,6 +150,32 @@ void checkReasons(asn1::blob input, bool ber) {
         checkPartial(partial, input, options);
 }
 
+/// The reader with every option.
+void checkWide(asn1::blob input) {
+    PKCS12Options options;
+    options.ber = options.partial = options.trailingBytes = true;
+    options.schemes = {true, [](asn1::blob, unsigned, asn1::blob, asn1::blob data, unsigned char* plain) {
+                           std::copy(data.begin(), data.end(), plain);
+                       }};
+    PKCS12PFX pfx;
+    if (!pfx.parse(input, options, nullptr))
+        return;
+    auto const isScrypt = [&](AlgorithmIdentifier const& algorithm) {
+        return describeEncryption(algorithm, options.schemes).keyDerivation.starts_with("scrypt");
+    };
+    for (PKCS7EncryptedData const& data : pfx.encryptedData)
+        if (isScrypt(data.encryptedContentInfo.contentEncryptionAlgorithm))
+            return;
+    std::vector<AlgorithmIdentifier> const keys = pfx.keyEncryptions();
+    if (!isQuick(pfx) || pfx.macName() == "PBMAC1" || std::any_of(keys.begin(), keys.end(), isScrypt))
+        return;
+    pfx.decrypt("secret1", options, nullptr);
+    checkUnreadable(pfx, input);
+    for (PKCS12Attributes const& attributes : pfx.certificateAttributes)
+        SEALKIT_ASSERT(!attributes.isTrustedByJava() || !attributes.otherNames().empty());
+    SEALKIT_ASSERT(pfx.linkKeys() <= pfx.keys.size());
+}
+
 } // namespace
 
 /// The input is a file, in DER and in BER. What parses is written, and what is written parses to the same again.
@@ -156,6 +183,7 @@ void fuzz::pkcs12(asn1::blob input) {
     checkParams(input);
     checkReasons(input, false);
     checkReasons(input, true);
+    checkWide(input);
     PKCS12PFX pfx, again;
     if (pfx.parse(input)) {
         Bytes const written = pfx.save();

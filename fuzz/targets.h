@@ -22,6 +22,7 @@ void message(asn1::blob input);
 void mlkem_key(asn1::blob input);
 #endif
 void objects(asn1::blob input);
+void openssh(asn1::blob input);
 void password(asn1::blob input);
 void path(asn1::blob input);
 void pkcs12(asn1::blob input);
@@ -50,6 +51,7 @@ inline constexpr Target targets[] = {
     {"mlkem_key", mlkem_key},
 #endif
     {"objects", objects},
+    {"openssh", openssh},
     {"password", password},
     {"path", path},
     {"pkcs12", pkcs12},

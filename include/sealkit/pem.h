@@ -167,7 +167,7 @@ struct KeyFileOptions {
     bool traditionalDer = false;   ///< DER without PEM of RSAPublicKey, RSAPrivateKey and ECPrivateKey.
     bool fromCertificates = false; ///< The public key of a certificate or certificate request.
     bool openssh = false;          ///< OpenSSH's own forms (openssh.h).
-    PasswordSchemes schemes;       ///< How an encrypted key may be encrypted.
+    PasswordSchemes schemes = {};  ///< How an encrypted key may be encrypted.
 };
 
 /// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC KEY").
@@ -210,7 +210,7 @@ SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const
 SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to,
                                    PasswordSchemes const& schemes = {});
 
-/// Whether it is the label of a private key that `readPrivateKey` reads.
+/// Whether it is the label of a private key that `readPrivateKey` reads, in one of the forms of `KeyFileOptions` at least.
 SEALKIT_API bool isPrivateKeyLabel(std::string_view label);
 /// Whether it is a label of certificate requests, of which there are two (RFC 7468, section 7).
 SEALKIT_API bool isRequestLabel(std::string_view label);

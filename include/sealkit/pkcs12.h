@@ -91,13 +91,18 @@ struct PKCS12Options {
     /// `pkcs12MaxUnreadable` parts are refused.
     bool partial = false;
 
+    /// For `parse`: ignores bytes behind the file, which some programs leave there (`PKCS12PFX::ignoredTrailingBytes`).
+    /// Behind BER they are refused.
+    bool trailingBytes = false;
+
     /// For `decrypt`: the counts that are tried, in this order, for a MAC whose file does not give its iterations. RFC 7292
     /// means 1, which `openssl pkcs12 -nomaciter` and old versions of Python's cryptography rely on. Counts that are 0 or
     /// above `pkcs12MaxIterations` are ignored.
     std::vector<unsigned> macIterations = {pkcs12MacIterations};
 
     /// For `decrypt` and `canDecrypt`: how contents and keys may be encrypted. With `PasswordSchemes::all`, PBMAC1 (RFC
-    /// 9579) is verified, too.
+    /// 9579) is verified, too, and a password that is not ASCII is tried with each byte as a character, as OpenSSL took it
+    /// before version 1.1.
     PasswordSchemes schemes = {};
 };
 
@@ -114,10 +119,17 @@ struct SEALKIT_API PKCS12IgnoredBag {
 };
 
 /// The attributes of one certificate or key (RFC 7292, section 4.2).
-struct PKCS12Attributes {
+struct SEALKIT_API PKCS12Attributes {
     std::string friendlyName;              ///< A name for people, in UTF-8; empty when absent.
     std::vector<unsigned char> localKeyId; ///< Equal for a key and its certificate; empty when absent.
     std::vector<unsigned char> others;     ///< All other attributes, encoded, as they were read.
+
+    /// Whether a certificate has the attribute by which Java knows those that it trusts, Oracle's trustedKeyUsage.
+    bool isTrustedByJava() const;
+    /// Adds that attribute, for any purpose, unless it is there.
+    void setTrustedByJava();
+    /// The names of `others`, the dotted form of unknown ones, as far as they are well-formed.
+    std::vector<std::string> otherNames() const;
 };
 
 /// A PKCS#12 file.
@@ -252,6 +264,8 @@ public:
     std::vector<PKCS12IgnoredBag> ignoredBags() const;
     /// Whether the file is BER and not DER, as far as that shows without the password.
     bool isBer() const { return wasBer; }
+    /// How many bytes behind the file were ignored.
+    size_t ignoredTrailingBytes() const { return trailing; }
     /// Chooses the hash of the MAC that `encrypt` and `computeMAC` make. Returns false for a hash that
     /// `pkcs12_kdf` does not support.
     bool setMacHash(HashID hash);
@@ -264,6 +278,10 @@ public:
     /// writes "[ERR] certificate publicKey invalid" to standard error, or if it is another key, which writes
     /// "PFX: first key does not match first certificate, localKeyId not set" to standard output.
     bool computeLocalKeyId();
+
+    /// Gives every key and the first certificate with its public key the same localKeyId, the SHA-1 digest of the
+    /// certificate, and clears that of all others. Returns how many keys have a certificate.
+    size_t linkKeys();
 
     /// Protects certificates and keys with the password: certificates in one encrypted content, each key in a
     /// bag of its own encryption, and a MAC over everything. Salts and IVs come from `getDefaultRng`. Earlier
@@ -343,4 +361,5 @@ private:
     std::vector<unsigned char> macData; ///< The whole element as it was parsed.
     bool mayBeBer = false;              ///< Whether what is decrypted is read as BER.
     bool wasBer = false;
+    size_t trailing = 0;
 };

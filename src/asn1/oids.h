@@ -350,6 +350,10 @@ inline constexpr unsigned char certBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 
 inline constexpr unsigned char safeContentsBag[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
                                                     0x01, 0x0c, 0x0a, 0x01, 0x06};
 
+// 2.16.840.1.113894.746875.1.1 (trustedKeyUsage, Oracle's PKCS#12 KeyStore)
+inline constexpr unsigned char trustedKeyUsage[] = {0x60, 0x86, 0x48, 0x01, 0x86, 0xf9,
+                                                    0x66, 0xad, 0xca, 0x7b, 0x01, 0x01};
+
 // Key encapsulation.
 
 // 2.16.840.1.101.3.4.4.2 (id-alg-ml-kem-768, RFC 9935)

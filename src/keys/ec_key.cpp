@@ -13,6 +13,7 @@
 #include "keys/read.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 namespace {
 
@@ -52,12 +53,50 @@ asn1::blob paramsOf(Curve curve) {
     return {};
 }
 
+/// Of explicit parameters (SEC 1, appendix C.2: SpecifiedECDomain), what people call the curve, as far as it is a named
+/// one that is supported.
+std::string nameOfExplicit(asn1::blob algoParams) {
+    Reading silent;
+    asn1::blob content, version, kind, p, a, b, base, order;
+    Level params(silent,
+                 detail::readOnly(silent, algoParams, tag::sequence, &content) ? content : asn1::blob());
+    if (!detail::takeInteger(params, &version) || !detail::take(params, tag::sequence, &kind))
+        return "unknown";
+    Level field(silent, kind);
+    asn1::blob type;
+    if (!detail::take(field, tag::oid, &type) || !detail::takeInteger(field, &p))
+        return "not over a prime field";
+    if (!detail::take(params, tag::sequence, &content) || !detail::take(params, tag::octetString, &base) ||
+        !detail::takeInteger(params, &order))
+        return "unknown";
+    Level curve(silent, content);
+    if (!detail::take(curve, tag::octetString, &a) || !detail::take(curve, tag::octetString, &b))
+        return "unknown";
+    for (Curve const known : {Curve::p192, Curve::p224, Curve::p256, Curve::p384, Curve::p521}) {
+        constexpr size_t maxSize = 67; // Of the longest number, with a zero byte.
+        if (std::ranges::any_of(std::initializer_list<asn1::blob>{p, a, b, order},
+                                [](asn1::blob number) { return number.size() > maxSize; }))
+            break;
+        BigNum prime, n;
+        ECPoint generator;
+        getECParams(known, prime, n, generator);
+        unsigned const width = getModLen(known);
+        bool const isBase = base == asn1::blob(generator.toBin(width, false)) ||
+                            base == asn1::blob(generator.toBin(width, true));
+        if (isBase && BigNum(p) == prime && BigNum(order) == n && BigNum(a) == getAForECCurve(known) &&
+            BigNum(b) == getBForECCurve(known))
+            return "the same as " + oidName(getCurveOid(known));
+    }
+    return "another than those supported";
+}
+
 /// The curve that `algoParams` name (RFC 5480, section 2.1.1). None, with a line on standard output, when they name
 /// another or describe one.
 Curve readCurve(Reading& reading, asn1::blob algoParams) {
     Reading::Step const step(reading, "parameters");
     if (asn1::parser(algoParams).tag == tag::sequence) {
-        reading.refuse(RefusalId::explicitCurve, algoParams);
+        if (reading.wantsReason())
+            reading.refuse(RefusalId::explicitCurve, algoParams, {{"curve", nameOfExplicit(algoParams)}});
         reading.note("[ERR] explicit curve params not yet supported");
         return Curve{};
     }

@@ -68,6 +68,13 @@ void detail::appendBmp(std::vector<unsigned char>& to, std::string_view text) {
     }
 }
 
+std::vector<unsigned char> detail::bmpOfBytes(std::string_view password) {
+    std::vector<unsigned char> bmp(2 * password.size() + 2);
+    for (size_t i = 0; i < password.size(); i++)
+        bmp[2 * i + 1] = static_cast<unsigned char>(password[i]);
+    return bmp;
+}
+
 std::string detail::textOfBmp(asn1::blob bmp) {
     auto const takeUnit = [&] {
         char32_t const high = bmp.pop_front();

@@ -453,7 +453,7 @@ bool isMessageLabel(std::string_view label) {
 
 bool isPrivateKeyLabel(std::string_view label) {
     return label == "PRIVATE KEY" || label == "ENCRYPTED PRIVATE KEY" || label == "RSA PRIVATE KEY" ||
-           label == "EC PRIVATE KEY";
+           label == "EC PRIVATE KEY" || label == detail::opensshLabel;
 }
 
 bool findKeyEncryption(std::string_view text, KeyEncryption* to, PasswordSchemes const& schemes) {

@@ -29,7 +29,7 @@ using detail::SecretBytes;
 using detail::viewOf;
 
 constexpr std::string_view magic{"openssh-key-v1\0", 15};
-constexpr std::string_view none = "none", blanks = " \t";
+constexpr std::string_view none = "none", lineBlanks = " \t";
 constexpr size_t paddingBlock = 8;              ///< Of a private part that is not encrypted.
 constexpr size_t maxNumberSize = 16384 / 8 + 1; ///< Of the largest RSA key, and a zero byte.
 
@@ -391,16 +391,16 @@ std::unique_ptr<PublicKey> detail::readOpensshLine(Reading& reading, std::string
         number++;
         if (!line.empty() && line.back() == '\r')
             line.remove_suffix(1);
-        line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+        line.remove_prefix(std::min(line.find_first_not_of(lineBlanks), line.size()));
         if (!line.empty() && line.front() != '#')
             break;
         line = {};
     }
     auto const takeWord = [&line] {
-        size_t const end = std::min(line.find_first_of(blanks), line.size());
+        size_t const end = std::min(line.find_first_of(lineBlanks), line.size());
         std::string_view const word = line.substr(0, end);
         line.remove_prefix(end);
-        line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+        line.remove_prefix(std::min(line.find_first_not_of(lineBlanks), line.size()));
         return word;
     };
     auto const refuse = [&](char const* field) {

@@ -1,5 +1,7 @@
 #include "pkcs/pkcs12_bags.h"
 
+#include "sealkit/oid_names.h"
+
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "keys/bmp_string.h"
@@ -139,6 +141,29 @@ bool readBags(PKCS12Reading& file, asn1::blob safeContents, unsigned depth, PKCS
 }
 
 } // namespace
+
+bool PKCS12Attributes::isTrustedByJava() const {
+    bool isTrusted = false;
+    for (asn1::parser attributes{asn1::blob(others)}; attributes.tag == tag::sequence; attributes.next())
+        isTrusted = isTrusted || asn1::parser(attributes.value()).value() == oid::trustedKeyUsage;
+    return isTrusted;
+}
+
+void PKCS12Attributes::setTrustedByJava() {
+    if (isTrustedByJava())
+        return;
+    DerEncoder encoder;
+    encoder.begin(tag::sequence).addOid(oid::trustedKeyUsage);
+    encoder.begin(tag::set).addOid(oid::anyExtendedKeyUsage).end().end();
+    others.insert(others.end(), encoder.buf.begin(), encoder.buf.end());
+}
+
+std::vector<std::string> PKCS12Attributes::otherNames() const {
+    std::vector<std::string> names;
+    for (asn1::parser attributes{asn1::blob(others)}; attributes.tag == tag::sequence; attributes.next())
+        names.push_back(oidName(asn1::parser(attributes.value()).value()));
+    return names;
+}
 
 std::string PKCS12IgnoredBag::name() const {
     // RFC 7292, sections 4.2.3 to 4.2.5.

@@ -5,6 +5,7 @@
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
+#include "keys/bmp_string.h"
 #include "keys/password_scheme.h"
 #include "keys/pbmac1.h"
 #include "keys/read.h"
@@ -278,8 +279,12 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
     // Programs that are given an empty password make of it either the terminator alone or nothing at all.
     SecretBytes const bmp(pkcs12_password(password));
     std::vector<asn1::blob> forms = {bmp};
+    SecretBytes const bytewise(file.schemes.all ? detail::bmpOfBytes(password)
+                                                : std::vector<unsigned char>());
     if (password.empty())
         forms.emplace_back();
+    else if (!bytewise.value.empty() && !(asn1::blob(bytewise) == forms.front()))
+        forms.emplace_back(bytewise);
 
     bool const hasMac = !mac.empty();
     std::optional<detail::Pbmac1> pbmac1;

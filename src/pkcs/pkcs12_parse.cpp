@@ -3,6 +3,7 @@
 #include "sealkit/pkcs12.h"
 
 #include "asn1/element.h"
+#include "asn1/header.h"
 #include "asn1/oids.h"
 #include "pkcs/ber.h"
 #include "pkcs/pkcs12_bags.h"
@@ -60,6 +61,16 @@ bool refuseType(Reading& reading, asn1::blob type) {
     return reading.refuse(RefusalId::unsupportedContentType, type, {{"found", getContentTypeName(type)}});
 }
 
+/// How long the element is that the bytes begin with; all of them where that is not known.
+size_t sizeOfFirst(asn1::blob bytes) {
+    asn1::blob content = bytes;
+    unsigned elementTag = 0;
+    size_t length = 0;
+    if (bytes.empty() || detail::takeHeader(content, &elementTag, &length) != detail::HeaderError::none)
+        return bytes.size();
+    return static_cast<size_t>(content.data() - bytes.data()) + length;
+}
+
 bool refuseKind(Reading& reading, asn1::blob pfx) {
     InputKind const kind = findInputKind(pfx);
     std::vector<Fact> facts = {{"expected", getInputKindName(InputKind::pkcs12)}};
@@ -94,7 +105,11 @@ bool PKCS12PFX::parseBer(asn1::blob pfx) {
 
 bool PKCS12PFX::parse(asn1::blob pfx, PKCS12Options const& options, Refusal* refusal) {
     PKCS12Reading file(pfx, options.ber, options);
-    return file.report(readFile(file, pfx), refusal);
+    size_t const size = options.trailingBytes ? sizeOfFirst(pfx) : pfx.size();
+    bool const isGood = readFile(file, asn1::blob(pfx.data(), size));
+    if (isGood)
+        trailing = pfx.size() - size;
+    return file.report(isGood, refusal);
 }
 
 bool PKCS12PFX::parseContentInfo(asn1::blob contentInfo) {

@@ -130,6 +130,31 @@ bool PKCS12PFX::computeLocalKeyId() {
     return true;
 }
 
+size_t PKCS12PFX::linkKeys() {
+    certificateAttributes.resize(certificates.size());
+    keyAttributes.resize(keys.size());
+    std::vector<std::unique_ptr<PublicKey>> certified(certificates.size());
+    for (size_t i = 0; i < certificates.size(); i++) {
+        certificateAttributes[i].localKeyId.clear();
+        if (certificates[i] != nullptr)
+            certified[i] = parsePkcs8PublicKey(certificates[i]->subjectPublicKeyInfo, nullptr);
+    }
+    size_t linked = 0;
+    for (size_t i = 0; i < keys.size(); i++) {
+        keyAttributes[i].localKeyId.clear();
+        auto const own = std::ranges::find_if(certified, [&](auto const& key) {
+            return key != nullptr && keys[i] != nullptr && keys[i]->equals(*key);
+        });
+        if (own == certified.end())
+            continue;
+        auto const index = static_cast<size_t>(own - certified.begin());
+        keyAttributes[i].localKeyId = calcDigest(HashID::SHA1, certificates[index]->serialize());
+        certificateAttributes[index].localKeyId = keyAttributes[i].localKeyId;
+        linked++;
+    }
+    return linked;
+}
+
 std::vector<unsigned char> PKCS12PFX::saveSafeContents(bool withKeys) const {
     if (hasNull(certificates) || hasNull(keys))
         return {};

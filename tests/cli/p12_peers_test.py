@@ -1,8 +1,9 @@
 """PKCS#12 files of OpenSSL, GnuTLS, NSS and Java read here, and ours read there."""
+import json
 import unittest
 
 from p12_test import FAST, PASSWORD, P12Test, blocks
-from support import EMULATED, SANITIZED, openssl, peer, some
+from support import EMULATED, HAS_RC2, SANITIZED, openssl, peer, some
 
 
 def few(cases):
@@ -48,11 +49,28 @@ class OpensslTest(PeerTest):
         self.assertIn("subject: O=Test, CN=leaf\n", self.shown("made.p12"))
         self.assertIn("The MAC does not verify", self.expect(1, "p12", "import", "--password-file", "wrong", "made.p12").err)
 
-    def test_the_default_of_old_versions_is_refused_by_name(self):
-        self.make("-legacy")
-        result = self.expect(2, "p12", "import", "--password-file", "password", "made.p12")
-        self.assertRegex(result.err, r"content 1, byte \d+: The encryption scheme is not supported\. \(scheme: PBE-SHA1-RC2-40\)\n")
-        self.assertEqual(blocks(result.out), [("PRIVATE KEY", self.keys["leaf"])])
+    def test_the_schemes_of_old_versions(self):
+        old = lambda scheme: ["-legacy", "-keypbe", scheme, "-certpbe", scheme]
+        for options, weak in few((([], False), (["-legacy"], True), (["-legacy", "-descert"], False), (old("PBE-SHA1-RC2-128"), False),
+                                  (old("PBE-SHA1-RC4-128"), False), (old("PBE-SHA1-RC4-40"), True), (old("PBE-SHA1-2DES"), False),
+                                  (old("PBE-MD5-DES"), True), (old("PBE-SHA1-DES"), True), (old("PBE-MD5-RC2-64"), True))):
+            with self.subTest(options):
+                self.make(*options, chain=["middle"])
+                if not HAS_RC2 and ("RC2" in str(options) or options == ["-legacy"]):
+                    result = self.expect(2, "p12", "import", "--password-file", "password", "made.p12")
+                    self.assertRegex(result.err, r"byte \d+: The encryption scheme is not supported\. \(scheme: PBE-\w+-RC2")
+                    continue
+                self.assertHolds("made.p12", "leaf", "middle")
+                self.assertEqual("note: made.p12: is weakly encrypted (" in
+                                 self.expect(0, "p12", "import", "--password-file", "password", "made.p12").err, weak)
+                self.assertEqual(json.loads(self.expect(0, "show", "--json", "made.p12").out)[0]["encryptedKeys"][0]["scheme"].startswith("PBE"), bool(options))
+
+    def test_bytes_behind_a_file(self):
+        self.make()
+        self.write("longer.p12", self.at("made.p12").read_bytes() + b"\0\0\n")
+        self.assertHolds("longer.p12", "leaf")
+        self.assertIn("note: longer.p12: 3 bytes behind it are ignored\n",
+                      self.expect(0, "p12", "import", "--password-file", "password", "longer.p12").err)
 
     def test_chains_names_and_kinds_of_keys(self):
         self.make("-name", "größe", "-caname", "the middle", chain=["middle"])
@@ -85,8 +103,8 @@ class CerttoolTest(PeerTest):
              *options, "--outfile", self.at("made.p12"))
 
     def test_each_cipher(self):
-        for cipher, reason in few(((None, None), ("aes-256", None), ("aes-192", None), ("arcfour", "PBE-SHA1-RC4"), ("3des", None),
-                                   ("3des-pkcs12", None), ("rc2-40", "PBE-SHA1-RC2-40"))):
+        for cipher, reason in few(((None, None), ("aes-256", None), ("aes-192", None), ("arcfour", None), ("3des", None),
+                                   ("3des-pkcs12", None), ("rc2-40", None if HAS_RC2 else "PBE-SHA1-RC2-40"))):
             with self.subTest(cipher):
                 self.make("--password", PASSWORD, *(["--pkcs-cipher", cipher] if cipher else []))
                 self.assertTrue(self.at("made.p12").read_text().startswith("-----BEGIN PKCS12-----\n"))
@@ -160,6 +178,47 @@ class KeytoolTest(PeerTest):
                      "-destkeystore", self.at("java.p12"), "-deststoretype", "PKCS12", "-deststorepass", PASSWORD)
         self.assertHolds("java.p12", "leaf", "middle", "root")
         self.assertIn("friendly name: ada\n", self.shown("java.p12"))
+
+    def test_several_keys(self):
+        self.expect(0, "p12", "export", "-k", "leaf.key", "-k", "rsa.key", "--certificate", "leaf.pem", "--certificate", "rsa.pem", "--chain", "middle.pem",
+                    "--name", "first", "--name", "second", "--password-file", "password", *FAST, "-o", "two.p12")
+        text = self.keytool("-list", "-v", "-keystore", self.at("two.p12"), "-storepass", PASSWORD).decode()
+        self.assertEqual(text.count("Entry type: PrivateKeyEntry\n"), 2)
+        for part in ("Alias name: first\n", "Alias name: second\n", "Certificate chain length: 2\n"):
+            self.assertIn(part, text)
+        self.assertEqual(blocks(self.expect(0, "p12", "import", "two.p12", "--password-file", "password").out)[:2],
+                         [("PRIVATE KEY", self.keys["leaf"]), ("PRIVATE KEY", self.keys["rsa"])])
+        self.assertIn("no certificate that is given is of this key",
+                      self.expect(2, "p12", "export", "-k", "leaf.key", "-k", "rsa.key", "--certificate", "leaf.pem", "--password-file", "password", "-o", "no.p12").err)
+
+    def test_trust_stores(self):
+        self.expect(0, "p12", "export", "--trust-store", "--certificate", "root.pem", "--certificate", "middle.pem", "--name", "the root",
+                    "--password-file", "password", *FAST, "-o", "trust.p12")
+        text = self.keytool("-list", "-v", "-keystore", self.at("trust.p12"), "-storepass", PASSWORD).decode()
+        self.assertEqual(text.count("Entry type: trustedCertEntry\n"), 2)
+        for part in ("Alias name: the root\n", "Alias name: middle\n"):
+            self.assertIn(part, text)
+        # And Java's own, whose attributes are shown.
+        self.keytool("-importcert", "-noprompt", "-alias", "theirs", "-file", self.at("root.pem"), "-keystore", self.at("java.p12"),
+                     "-storetype", "PKCS12", "-storepass", PASSWORD)
+        for store, names in (("trust.p12", ["the root", "middle"]), ("java.p12", ["theirs"])):
+            (document,) = json.loads(self.expect(0, "p12", "show", "--json", "--password-file", "password", store).out)
+            self.assertEqual([(one["friendlyName"], one["trusted"]) for one in document["certificates"]],
+                             [(name, "by Java, for any purpose") for name in names])
+        self.assertEqual(blocks(self.expect(0, "p12", "import", "java.p12", "--password-file", "password").out), [("CERTIFICATE", self.ders["root"])])
+
+    def test_stores_of_all_versions(self):
+        pbe = lambda key, certificate, mac: [f"-J-Dkeystore.pkcs12.keyProtectionAlgorithm={key}", f"-J-Dkeystore.pkcs12.certProtectionAlgorithm={certificate}",
+                                             f"-J-Dkeystore.pkcs12.macAlgorithm={mac}"]
+        stores = [["-J-Dkeystore.pkcs12.legacy"], [], pbe("PBEWithHmacSHA512AndAES_256", "PBEWithHmacSHA384AndAES_128", "HmacPBESHA512")]
+        for number, options in enumerate(few(stores)):
+            store = self.at(f"java{number}.p12")
+            self.keytool(*options, "-genkeypair", "-alias", "ada", "-keyalg", "EC", "-dname", "CN=ada", "-keystore", store, "-storetype", "PKCS12", "-storepass", PASSWORD)
+            if "-J-Dkeystore.pkcs12.legacy" in options and not HAS_RC2:
+                self.assertIn("PBE-SHA1-RC2-40", self.expect(2, "p12", "import", store, "--password-file", "password").err)
+            else:
+                found = blocks(self.expect(0, "p12", "import", store, "--password-file", "password").out)
+                self.assertEqual([label for label, _ in found], ["PRIVATE KEY", "CERTIFICATE"])
 
     def test_reads_the_old_scheme(self):
         self.export("ours.p12", "--legacy", "--name", "ada", key="rsa")

@@ -161,7 +161,7 @@ class RefusalTest(ProgramTest):
     def test_keys_under_a_password(self):
         self.decrypt("wrong.pem", self.encrypt(), ["password is wrong"], status=1, password="wrong")
         self.decrypt("camellia.pem", self.encrypt("-v2", "camellia256"), ["Camellia-256-CBC", "openssl pkcs8"])
-        self.decrypt("scrypt.pem", self.encrypt("-scrypt"), ["scrypt", "not supported"])
+        self.decrypt("aria.pem", self.encrypt("-v2", "aria256"), ["ARIA-256-CBC", "not supported"])
 
     def test_keys_in_the_traditional_form(self):
         for cipher, status, password, word in (("-aes128", 1, "wrong", "password is wrong"),
@@ -178,9 +178,11 @@ class RefusalTest(ProgramTest):
         self.refused(["curve by parameters", "named curves"], "key", "public", explicit)
 
     def test_keys_in_the_form_of_ssh(self):
-        peer("ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", self.dir / "ssh.key")
-        self.refused(["OpenSSH", "ssh-keygen"], "show", "ssh.key")
-        self.refused(["OpenSSH", "ssh-keygen"], "show", "ssh.key.pub")
+        peer("ssh-keygen", "-q", "-t", "ed25519", "-N", "right", "-f", self.dir / "ssh.key")
+        self.refused(["OpenSSH", "ssh-keygen -p", "aes256-ctr"], "show", "ssh.key")
+        peer("ssh-keygen", "-q", "-t", "dsa", "-N", "", "-f", self.dir / "dsa.key")
+        self.refused(["ssh-dss", "not supported"], "show", "dsa.key")
+        self.refused(["ssh-dss", "not supported"], "show", "dsa.key.pub")
 
     def test_a_certificate_where_a_key_should_be(self):
         self.refused(["no private key", "CERTIFICATE"], "sign", "-k", "rsa.pem", "text")
@@ -196,7 +198,7 @@ class RefusalTest(ProgramTest):
         importing = ["p12", "import", "--certificates-only"]
         self.refused(["password is wrong", "damaged"], *importing, export(), "--password-file", "wrong", status=1)
         self.refused(["SHA3-256", "MAC"], *importing, export("-macalg", "sha3-256"), "--password-file", "right")
-        self.refused(["RC2-40"], *importing, export("-legacy"), "--password-file", "right")
+        self.refused(["Camellia-256-CBC"], *importing, export("-certpbe", "camellia-256-cbc"), "--password-file", "right")
         part = self.write("part.p12", export().read_bytes()[:-60])
         self.refused(["longer than the bytes that are left"], *importing, part, "--password-file", "right")
         self.expect(0, *importing, export("-nomaciter"), "--password-file", "right")

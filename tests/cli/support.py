@@ -24,6 +24,7 @@ import jsonschema
 
 PROGRAM = os.environ["SEALKIT"].split()
 EMULATED = PROGRAM[0].startswith("qemu")
+HAS_RC2 = b"arctwo" in pathlib.Path(PROGRAM[-1]).read_bytes()  # Built with Nettle.
 SANITIZED = b"__asan_init" in pathlib.Path(PROGRAM[-1]).read_bytes()
 
 SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[2] / "share/sealkit.schema.json").read_text())

@@ -1,4 +1,5 @@
 // Keys on their way between text, DER, files and objects.
+#include "sealkit/openssh.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
@@ -121,6 +122,46 @@ TEST(Wiping, TraditionalEncryptedKeysLeaveNothing) {
         test::runSearched(watch, [&] {
             EXPECT_NE(readPrivateKeyFromFile(path, password), nullptr);
             EXPECT_EQ(readPrivateKeyFromFile(path, "wrong"), nullptr);
+        });
+        test::expectNothingFound(watch);
+    }
+}
+
+TEST(Wiping, OpensshKeysLeaveNothing) {
+    for (char const* type : {"rsa", "ecdsa-521", "ed25519"}) {
+        std::string const text = textOf(std::string("openssh/") + type);
+        std::ifstream file(SEALKIT_TEST_DATA "/vectors/keys/openssh/" + std::string(type) + ".key");
+        std::string const ssh{std::istreambuf_iterator<char>(file), {}};
+        std::string broken = ssh;
+        broken[broken.size() - 60] = broken[broken.size() - 60] == 'A' ? 'B' : 'A';
+        std::unique_ptr<PrivateKey> const key = readPrivateKey(text, "");
+        Watch watch;
+        addKeyOf(watch, text);
+        test::runSearched(watch, [&] {
+            EXPECT_NE(readOpensshPrivateKey(ssh, nullptr), nullptr);
+            EXPECT_NE(readOpensshPublicKey(ssh, nullptr), nullptr);
+            readOpensshPrivateKey(broken, nullptr);
+            Bytes written = encodeOpensshPrivateKey(*key, "comment");
+            EXPECT_FALSE(written.empty());
+            secureMemset(written.data(), 0, written.size());
+        });
+        test::expectNothingFound(watch);
+    }
+}
+
+TEST(Wiping, KeysUnderOldSchemesLeaveNothing) {
+    std::string const plain = textOf("private/openssl-pkcs8-prime256v1");
+    for (char const* scheme :
+         {"PBE-MD5-DES", "PBE-SHA1-RC4-128", "PBE-SHA1-2DES", "scrypt-p3", "PBES2-hmacWithSHA224"}) {
+        std::string const text = textOf(std::string("legacy/") + scheme);
+        KeyFileOptions options;
+        options.schemes.all = true;
+        Watch watch;
+        addKeyOf(watch, plain);
+        watch.addSecret("password", test::bytesOf(password));
+        test::runSearched(watch, [&] {
+            EXPECT_NE(readPrivateKey(text, password, nullptr, options), nullptr);
+            EXPECT_EQ(readPrivateKey(text, "wrong", nullptr, options), nullptr);
         });
         test::expectNothingFound(watch);
     }

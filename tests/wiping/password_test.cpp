@@ -2,6 +2,7 @@
 #include "sealkit/pbes2.h"
 #include "sealkit/pbkdf2.h"
 #include "sealkit/pem.h"
+#include "sealkit/scrypt.h"
 
 #include "asn1/element.h"
 #include "asn1/oids.h"
@@ -78,6 +79,26 @@ TEST(Wiping, DerivingAKeyLeavesNeitherPasswordNorKey) {
     expectDerivationWiped<SHA256>(HashID::SHA256);
     expectDerivationWiped<SHA384>(HashID::SHA384);
     expectDerivationWiped<SHA512>(HashID::SHA512);
+}
+
+TEST(Wiping, ScryptLeavesNeitherPasswordNorKey) {
+    for (Bytes const& password : passwords) {
+        ScryptParams const params{16, 2, 2};
+        Bytes key(100);
+        ASSERT_TRUE(scrypt(password, salt, params, key));
+        Bytes blocks(2 * 256);
+        ASSERT_TRUE(pbkdf2(HashID::SHA256, password, salt, 1, blocks));
+        Watch watch;
+        addHmacKey<SHA256>(watch, password);
+        watch.addSecret("key", key);
+        watch.addSecret("first blocks", blocks);
+        test::runSearched(watch, [&] {
+            unsigned char derived[100];
+            EXPECT_TRUE(scrypt(password, salt, params, derived));
+            secureMemset(derived, 0, sizeof derived);
+        });
+        test::expectNothingFound(watch);
+    }
 }
 
 /// A cipher under a password, as PBES2 and as PEM name it.

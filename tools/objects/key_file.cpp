@@ -13,26 +13,21 @@
 namespace {
 
 KeyFileOptions everyForm() {
-    return {.traditionalDer = true, .fromCertificates = true, .schemes = readableSchemes()};
+    return {.traditionalDer = true, .fromCertificates = true, .openssh = true, .schemes = readableSchemes()};
 }
 
 /// What can be done about a refusal; empty where that is not known.
 std::string adviceFor(Refusal const& refusal, std::string_view text) {
-    switch (findInputKind(text)) {
-    case InputKind::opensshPrivateKey:
-    case InputKind::opensshPublicKey:
-        return sshForm(text);
-    case InputKind::utf16:
+    if (findInputKind(text) == InputKind::utf16)
         return "save it as UTF-8 or ASCII";
-    default:
-        break;
-    }
     switch (refusal.id) {
     case RefusalId::unknownKeyAlgorithm:
         return "RSA, EC, Ed25519 and X25519 keys can be used; those of ML-KEM-768 are for the verb kem";
     case RefusalId::unknownCurve:
     case RefusalId::explicitCurve:
         return "the named curves P-192, P-224, P-256, P-384 and P-521 can be used";
+    case RefusalId::encryptedOpensshKey:
+        return "\"ssh-keygen -p -f COPY\" takes the password off a copy of it";
     case RefusalId::unknownEncryption:
     case RefusalId::unsupportedKdf:
     case RefusalId::unsupportedPrf:
@@ -67,8 +62,6 @@ std::optional<PemBlock> findBlock(std::string_view text, Wanted wanted) {
 }
 
 std::string whyNothingFound(std::string const& path, std::string_view text, char const* wanted) {
-    if (std::string const form = sshForm(text); !form.empty())
-        return path + ": " + form;
     return path + ": holds no " + wanted + " that can be read, only " + listPemLabels(text);
 }
 
@@ -162,18 +155,6 @@ OpenedPublicKey openPublicKey(PemBlock const& block) {
     return {nullptr, complaintOf(refusal, block.whole), refusal.id};
 }
 
-std::string sshForm(std::string_view text) {
-    std::string_view rest = text;
-    while (auto const block = takeBlock(rest))
-        if (findInputKind(block->whole) == InputKind::opensshPrivateKey)
-            return "a key in OpenSSH's own form; \"ssh-keygen -p -m PKCS8 -f COPY\" turns a copy of it into "
-                   "one for others (of Ed25519 keys since OpenSSH 9.6)";
-    if (findInputKind(text) == InputKind::opensshPublicKey)
-        return "a public key in OpenSSH's own form; \"ssh-keygen -e -m PKCS8 -f FILE\" writes it in one "
-               "for others (no Ed25519 keys)";
-    return "";
-}
-
 std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSource const& password,
                                              int* status) {
     *status = exitBadInput;
@@ -181,7 +162,7 @@ std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSo
     if (!text)
         return nullptr;
     auto const block = findBlock(textOf(*text), isPrivateKeyLabel);
-    if (block && (!block->label.empty() || sshForm(textOf(*text)).empty()))
+    if (block)
         return openKeyAsking(*block, path, password, status);
     *status = badInput(whyNothingFound(path, textOf(*text), "private key"));
     return nullptr;
@@ -198,11 +179,13 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
                isRequestLabel(label);
     };
     auto const block = findBlock(textOf(*text), holdsKey);
-    if (!block || (block->label.empty() && !sshForm(textOf(*text)).empty())) {
+    if (!block) {
         *status = badInput(whyNothingFound(path, textOf(*text), "key"));
         return nullptr;
     }
-    if (!isPrivateKeyLabel(block->label) && !isPrivateKeyKind(findInputKind(block->whole))) {
+    // The public half of a key in OpenSSH's own form is not encrypted.
+    bool const isOpenssh = findInputKind(block->whole) == InputKind::opensshPrivateKey;
+    if (isOpenssh || (!isPrivateKeyLabel(block->label) && !isPrivateKeyKind(findInputKind(block->whole)))) {
         OpenedPublicKey opened = openPublicKey(*block);
         if (!opened.key) {
             std::string const where = block->label.empty() ? "" : "\"" + std::string(block->label) + "\": ";

@@ -59,9 +59,6 @@ struct OpenedPublicKey {
 /// Reads the public key of a PEM block or DER on the same terms: of a certificate, a request or itself.
 OpenedPublicKey openPublicKey(PemBlock const& block);
 
-/// Of a key in a form that only OpenSSH reads, that it is one and how to convert it; empty for other text.
-std::string sshForm(std::string_view text);
-
 /// The private key of a file, the first of them. Its password, when it has one, is asked for where none is
 /// given. Complains and gives null when there is none; `*status` is then the exit status.
 std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSource const& password,

@@ -16,6 +16,15 @@ Description withAttributes(std::vector<PKCS12Attributes> const& attributes, size
         result["friendlyName"] = printable(attributes[i].friendlyName);
     if (i < attributes.size() && !attributes[i].localKeyId.empty())
         result["localKeyId"] = shortHexOf(attributes[i].localKeyId);
+    if (i < attributes.size()) {
+        if (attributes[i].isTrustedByJava())
+            result["trusted"] = "by Java, for any purpose";
+        std::string others;
+        for (std::string const& name : attributes[i].otherNames())
+            others += (others.empty() ? "" : ", ") + name;
+        if (!others.empty())
+            result["otherAttributes"] = printable(others);
+    }
     result.update(object);
     return result;
 }

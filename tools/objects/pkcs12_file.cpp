@@ -9,7 +9,7 @@
 
 PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations) {
     PKCS12Options options;
-    options.ber = options.partial = true;
+    options.ber = options.partial = options.trailingBytes = true;
     options.schemes = readableSchemes();
     if (macIterations)
         options.macIterations = {*macIterations};

@@ -9,6 +9,7 @@
 #include "objects/key_file.h"
 #include "verbs/verb.h"
 
+#include "sealkit/openssh.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 #include "sealkit/rng.h"
@@ -23,10 +24,14 @@ namespace {
 
 constexpr unsigned defaultRsaBits = 3072, minRsaBits = 2048, maxRsaBits = 8192;
 
+/// The forms of a key that --to names.
+enum class Form { pkcs8, der, traditional, openssh };
+
 struct Options {
     std::string input = "-";
     std::string output;
     bool force = false;
+    std::string to, comment;
     PasswordSource password;
 };
 
@@ -166,6 +171,72 @@ int describeWritten(int status, Options const& options, char const* object, Priv
     return describeWritten(status, options, object, *key.publicKey());
 }
 
+/// What --to says. Complains.
+std::optional<Form> formOf(Options const& options) {
+    constexpr struct {
+        std::string_view name;
+        Form form;
+    } forms[] = {{"pem", Form::pkcs8},
+                 {"der", Form::der},
+                 {"traditional", Form::traditional},
+                 {"openssh", Form::openssh}};
+    auto const* const row = std::ranges::find_if(forms, [name = options.to.empty() ? "pem" : options.to](
+                                                            auto const& one) { return one.name == name; });
+    if (row == std::end(forms)) {
+        wrongUsage("\"" + options.to + "\" is no form of a key; there are pem, der, traditional, openssh");
+        return std::nullopt;
+    }
+    if (!options.comment.empty() && row->form != Form::openssh) {
+        wrongUsage("--comment is for --to openssh");
+        return std::nullopt;
+    }
+    if (row->form == Form::der && wouldFloodTerminal(options.output)) {
+        wrongUsage("DER would garble the terminal: give -o FILE or -o -");
+        return std::nullopt;
+    }
+    return row->form;
+}
+
+/// Writes a key in a form that its kind may not have, and ends the output. The bytes are wiped.
+int writeForm(OutputFile& output, std::vector<unsigned char> bytes, std::string const& form) {
+    if (bytes.empty())
+        return badInput("keys of this kind have no form \"" + form + "\"");
+    bool const written = output.write(bytes) && output.commit();
+    secureMemset(bytes.data(), 0, bytes.size());
+    return written ? exitDone : exitBadInput;
+}
+
+int writePublicForm(OutputFile& output, PublicKey const& key, Form form, Options const& options) {
+    switch (form) {
+    case Form::pkcs8:
+        break;
+    case Form::der:
+        return writeForm(output, encodePkcs8PublicKey(key), options.to);
+    case Form::traditional: {
+        auto const* const rsa = dynamic_cast<RsaPublicKey const*>(&key);
+        return writeForm(output, rsa ? encodePemRsaPublicKey(*rsa) : std::vector<unsigned char>(),
+                         options.to);
+    }
+    case Form::openssh:
+        return writeForm(output, encodeOpensshPublicKey(key, options.comment), options.to);
+    }
+    return writePem(output, "PUBLIC KEY", encodePkcs8PublicKey(key));
+}
+
+int writePrivateForm(OutputFile& output, PrivateKey const& key, Form form, Options const& options) {
+    switch (form) {
+    case Form::pkcs8:
+        break;
+    case Form::der:
+        return writeForm(output, encodePkcs8PrivateKey(key), options.to);
+    case Form::traditional:
+        return writeForm(output, encodePemTraditionalPrivateKey(key), options.to);
+    case Form::openssh:
+        return writeForm(output, encodeOpensshPrivateKey(key, options.comment), options.to);
+    }
+    return writePrivateKey(output, key, nullptr, 0);
+}
+
 /// How messages call what is written.
 std::string nameOfOutput(Options const& options) {
     return options.output.empty() || options.output == "-" ? "the key" : options.output;
@@ -207,7 +278,8 @@ int makeKey(NewOptions const& options) {
 }
 
 int writePublic(Options const& options) {
-    if (standardInputTwice({options.input, options.password.file}))
+    auto const form = formOf(options);
+    if (!form || standardInputTwice({options.input, options.password.file}))
         return exitWrongUsage;
     int status = exitDone;
     auto const key = readPublicKeyOf(options.input, options.password, &status);
@@ -216,8 +288,7 @@ int writePublic(Options const& options) {
     OutputFile output;
     if (!openOutput(output, options, 0666))
         return exitBadInput;
-    return describeWritten(writePem(output, "PUBLIC KEY", encodePkcs8PublicKey(*key)), options, "public key",
-                           *key);
+    return describeWritten(writePublicForm(output, *key, *form, options), options, "public key", *key);
 }
 
 int encrypt(EncryptOptions const& options) {
@@ -239,7 +310,8 @@ int encrypt(EncryptOptions const& options) {
 }
 
 int decrypt(Options const& options) {
-    if (standardInputTwice({options.input, options.password.file}))
+    auto const form = formOf(options);
+    if (!form || standardInputTwice({options.input, options.password.file}))
         return exitWrongUsage;
     int status = exitDone;
     auto const key = readPrivateKeyOf(options.input, options.password, &status);
@@ -248,7 +320,14 @@ int decrypt(Options const& options) {
     OutputFile output;
     if (!openOutput(output, options, 0600))
         return exitBadInput;
-    return describeWritten(writePrivateKey(output, *key, nullptr, 0), options, "private key", *key);
+    return describeWritten(writePrivateForm(output, *key, *form, options), options, "private key", *key);
+}
+
+void addForm(CommandLine& commandLine, Options& options) {
+    commandLine.text("--to", options.to, "the form: pem (without it), der, traditional or openssh")
+        .valueName("FORM");
+    commandLine.text("--comment", options.comment, "the text that a key in OpenSSH's form has for people")
+        .valueName("TEXT");
 }
 
 void addOutputOptions(CommandLine& commandLine, Options& options) {
@@ -261,7 +340,8 @@ void addInput(CommandLine& commandLine, Options& options, char const* what) {
     commandLine.text("FILE", options.input, std::string(what) + "; - or nothing is standard input");
 }
 
-constexpr char keyInputHelp[] = "the private key: PKCS#8 or traditional, encrypted or\nnot, PEM or DER";
+constexpr char keyInputHelp[] =
+    "the private key: PKCS#8 or traditional, encrypted or\nnot, PEM or DER, or OpenSSH's, not encrypted";
 
 Work newVerb(CommandLine commandLine) {
     auto options = std::make_shared<NewOptions>();
@@ -287,13 +367,15 @@ Work publicVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     addInput(commandLine, *options, "a private or public key, certificate or request, PEM or\nDER");
     addOutputOptions(commandLine, *options);
+    addForm(commandLine, *options);
     addPasswordOptions(commandLine, options->password, "of an encrypted private key");
-    commandLine.footer(
-        "Writes the SubjectPublicKeyInfo in PEM. Of several keys or certificates the first counts.\n\n"
-        "Examples:\n"
-        "  sealkit key new p256 -o my.key\n"
-        "  sealkit key public my.key -o my.pub\n"
-        "  sealkit key public /etc/ssl/certs/ca-certificates.crt");
+    commandLine.footer("Writes the SubjectPublicKeyInfo in PEM, or the key in another form. Of several keys "
+                       "or certificates the first counts.\n\n"
+                       "Examples:\n"
+                       "  sealkit key new p256 -o my.key\n"
+                       "  sealkit key public my.key -o my.pub\n"
+                       "  sealkit key public my.key --to openssh --comment me\n"
+                       "  sealkit key public /etc/ssl/certs/ca-certificates.crt");
     return [options] { return writePublic(*options); };
 }
 
@@ -318,6 +400,7 @@ Work decryptVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     addInput(commandLine, *options, keyInputHelp);
     addOutputOptions(commandLine, *options);
+    addForm(commandLine, *options);
     addPasswordOptions(commandLine, options->password, "of the key");
     commandLine.footer(
         "Writes PKCS#8 in PEM without a password, into a file that its owner alone can read. A key that is\n"

@@ -29,11 +29,12 @@ constexpr unsigned defaultIterations = 100000;
 constexpr unsigned minIterations = 1000;
 
 struct ExportOptions {
-    std::string key;
+    std::vector<std::string> keys;
     PasswordSource keyPassword;
-    std::string certificate;
+    std::vector<std::string> certificates;
     std::vector<std::string> chain;
-    std::string name;
+    std::vector<std::string> names;
+    bool isTrustStore = false;
     std::string cipher;
     bool legacy = false;
     std::string mac;
@@ -105,7 +106,7 @@ private:
 };
 
 bool isOfKey(X509Certificate const& certificate, PrivateKey const& key) {
-    auto const own = certificate.parsePublicKey();
+    auto const own = parsePkcs8PublicKey(certificate.subjectPublicKeyInfo, nullptr);
     return own && own->equals(key);
 }
 
@@ -123,7 +124,7 @@ CertificateChain findChain(std::shared_ptr<X509Certificate> const& leaf, Certifi
 CertificateChain inOrder(PKCS12PFX const& pfx) {
     std::map<std::vector<unsigned char>, std::shared_ptr<X509Certificate>> byKey;
     for (auto const& certificate : pfx.certificates)
-        if (auto const key = certificate->parsePublicKey())
+        if (auto const key = parsePkcs8PublicKey(certificate->subjectPublicKeyInfo, nullptr))
             byKey.try_emplace(encodePkcs8PublicKey(*key), certificate);
     DistinctCertificates ordered;
     size_t strays = 0;
@@ -172,51 +173,118 @@ bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
     return true;
 }
 
-/// Reads the key and the certificates, that of the key first. Complains.
-bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
-    *status = exitBadInput;
-    std::shared_ptr<PrivateKey> key;
-    if (!options.key.empty()) {
-        key = readPrivateKeyOf(options.key, options.keyPassword, status);
+/// Reads the keys. Complains.
+bool readKeys(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
+    for (std::string const& path : options.keys) {
+        std::shared_ptr<PrivateKey> key = readPrivateKeyOf(path, options.keyPassword, status);
         if (!key)
             return false;
-        pfx.keys.push_back(key);
+        pfx.keys.push_back(std::move(key));
     }
+    return true;
+}
+
+/// Whether each key has a certificate among those that are given for the keys. Complains.
+bool haveCertificates(ExportOptions const& options, PKCS12PFX const& pfx, CertificateChain const& own) {
+    for (size_t i = 0; i < pfx.keys.size(); ++i) {
+        auto const isItsCertificate = [&](auto const& certificate) {
+            return isOfKey(*certificate, *pfx.keys[i]);
+        };
+        if (std::ranges::any_of(own, isItsCertificate))
+            continue;
+        bool const isOne = pfx.keys.size() == 1 && options.certificates.size() == 1;
+        badInput(isOne ? options.certificates.front() + ": " +
+                             (own.size() == 1 ? "is no certificate of this key"
+                                              : "holds no certificate of this key") +
+                             " (its public key is another)"
+                       : options.keys[i] + ": no certificate that is given is of this key");
+        return false;
+    }
+    return true;
+}
+
+/// Reads the keys and the certificates, that of the first key first. Complains.
+bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
+    *status = exitBadInput;
+    if (!readKeys(options, pfx, status))
+        return false;
     *status = exitBadInput;
     DistinctCertificates certificates;
-    if (!options.certificate.empty()) {
-        auto const own = readAllCertificates(options.certificate);
-        if (!own)
-            return false;
-        auto const isItsCertificate = [&key](auto const& certificate) { return isOfKey(*certificate, *key); };
-        if (key && std::ranges::none_of(*own, isItsCertificate)) {
-            badInput(
-                options.certificate + ": " +
-                (own->size() == 1 ? "is no certificate of this key" : "holds no certificate of this key") +
-                " (its public key is another)");
-            return false;
-        }
-        certificates.add(*own);
-    }
-    for (std::string const& path : options.chain) {
-        auto const more = readAllCertificates(path);
-        if (!more)
-            return false;
-        certificates.add(*more);
-    }
+    auto const addAll = [&certificates](std::vector<std::string> const& paths) {
+        return std::ranges::all_of(paths, [&certificates](std::string const& path) {
+            auto const some = readAllCertificates(path);
+            if (some)
+                certificates.add(*some);
+            return some.has_value();
+        });
+    };
+    if (!addAll(options.certificates))
+        return false;
+    if (!options.certificates.empty() && !haveCertificates(options, pfx, certificates.inOrder))
+        return false;
+    if (!addAll(options.chain))
+        return false;
     pfx.certificates = std::move(certificates.inOrder);
-    pfx.certificates = inOrder(pfx);
+    if (!options.isTrustStore)
+        pfx.certificates = inOrder(pfx);
+    return true;
+}
+
+/// The name that a trust store shows a certificate under, if none is given: Java takes no entry without one.
+std::string defaultName(X509Certificate const& certificate, size_t index) {
+    return certificate.subject.commonName.empty() ? "certificate " + std::to_string(index + 1)
+                                                  : certificate.subject.commonName;
+}
+
+/// Gives names to the certificates of a trust store, which Java takes for trusted. Complains.
+bool nameTrusted(ExportOptions const& options, PKCS12PFX& pfx) {
+    pfx.certificateAttributes.resize(pfx.certificates.size());
+    if (options.names.size() > pfx.certificates.size()) {
+        wrongUsage("there are more names than certificates");
+        return false;
+    }
+    std::set<std::string> names;
+    for (size_t i = 0; i < pfx.certificates.size(); ++i) {
+        PKCS12Attributes& attributes = pfx.certificateAttributes[i];
+        std::string const name =
+            i < options.names.size() ? options.names[i] : defaultName(*pfx.certificates[i], i);
+        // Java keeps one entry of each name, whatever its case.
+        attributes.friendlyName = name;
+        for (unsigned copy = 2; !names.insert(str2lower(attributes.friendlyName)).second; ++copy)
+            attributes.friendlyName = name + " " + std::to_string(copy);
+        attributes.setTrustedByJava();
+    }
+    return true;
+}
+
+/// Gives names to the keys and to their certificates, and links both. Complains.
+bool nameKeys(ExportOptions const& options, PKCS12PFX& pfx) {
+    if (options.names.size() > std::max<size_t>(pfx.keys.size(), 1)) {
+        wrongUsage("there are more names than keys");
+        return false;
+    }
+    pfx.linkKeys();
+    if (pfx.keys.empty() && !options.names.empty())
+        pfx.certificateAttributes.front().friendlyName = options.names.front();
+    for (size_t i = 0; i < std::min(options.names.size(), pfx.keys.size()); ++i) {
+        PKCS12Attributes& own = pfx.keyAttributes[i];
+        own.friendlyName = options.names[i];
+        for (PKCS12Attributes& attributes : pfx.certificateAttributes)
+            if (!own.localKeyId.empty() && attributes.localKeyId == own.localKeyId)
+                attributes.friendlyName = own.friendlyName;
+    }
     return true;
 }
 
 int exportFile(ExportOptions const& options) {
     std::vector<std::string_view> inputs(options.chain.begin(), options.chain.end());
-    inputs.insert(inputs.end(),
-                  {options.key, options.keyPassword.file, options.certificate, options.password.file});
+    inputs.insert(inputs.end(), options.keys.begin(), options.keys.end());
+    inputs.insert(inputs.end(), options.certificates.begin(), options.certificates.end());
+    inputs.insert(inputs.end(), {options.keyPassword.file, options.password.file});
     PKCS12PFX pfx;
     if (standardInputTwice(inputs) || !readProtection(options, pfx))
         return exitWrongUsage;
-    if (options.key.empty() && options.certificate.empty())
+    if (options.keys.empty() && options.certificates.empty())
         return wrongUsage("there is nothing to export: give -k KEY, --certificate FILE, or both");
     if (passwordTwice(options.emptyPassword, options.password))
         return exitWrongUsage;
@@ -226,6 +294,8 @@ int exportFile(ExportOptions const& options) {
     int status = exitDone;
     if (!readContents(options, pfx, &status))
         return status;
+    if (options.isTrustStore ? !nameTrusted(options, pfx) : !nameKeys(options, pfx))
+        return exitWrongUsage;
     OutputFile output;
     if (!openOutput(output, options.output, 0600, options.force))
         return exitBadInput;
@@ -233,16 +303,6 @@ int exportFile(ExportOptions const& options) {
                                          nameOf(options.output, "the file"), &status);
     if (!password)
         return status;
-
-    pfx.certificateAttributes.resize(pfx.certificates.size());
-    pfx.keyAttributes.resize(pfx.keys.size());
-    if (!options.name.empty()) {
-        for (auto* attributes : {&pfx.keyAttributes, &pfx.certificateAttributes})
-            if (!attributes->empty())
-                attributes->front().friendlyName = options.name;
-    }
-    if (!pfx.keys.empty() && !pfx.certificates.empty())
-        pfx.computeLocalKeyId();
     if (options.legacy ? !pfx.encrypt(password->text)
                        : !pfx.setPbes2Params(password->text, {}, pfx.pbes2Cipher))
         return badInput("the numbers of the key contradict each other");
@@ -311,6 +371,8 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
         return refuse(refusal);
     if (pfx.isBer())
         note(options.file + ": is BER and not DER, as some programs write it");
+    if (size_t const bytes = pfx.ignoredTrailingBytes(); bytes > 0)
+        note(options.file + ": " + std::to_string(bytes) + " bytes behind it are ignored");
     *status = judgeOrigin(pfx, options);
     if (*status != exitDone)
         return nullptr;
@@ -413,20 +475,29 @@ int importFile(ImportOptions const& options) {
 
 Work exportVerb(CommandLine commandLine) {
     auto options = std::make_shared<ExportOptions>();
-    commandLine.text("-k,--key", options->key, "the private key, PEM or DER").valueName("KEY");
-    Parameter const certificate =
-        commandLine
-            .text(
-                "--certificate", options->certificate,
-                "the key's certificate, with others behind or before it\nwhere the file has more; PEM or DER")
-            .valueName("FILE");
+    Parameter const key =
+        commandLine.texts("-k,--key", options->keys, "a private key, PEM or DER; may be given more than once")
+            .valueName("KEY");
+    Parameter const certificate = commandLine
+                                      .texts("--certificate", options->certificates,
+                                             "the key's certificate, with others behind or before it\nwhere "
+                                             "the file has more; PEM or DER; "
+                                             "once for each key")
+                                      .valueName("FILE");
     commandLine
         .texts("--chain", options->chain,
                "more certificates, those of the issuers; may be given\nmore than once")
         .valueName("FILE")
         .needs(certificate);
-    commandLine.text("--name", options->name, "how programs show the key and its certificate")
+    commandLine
+        .texts("--name", options->names,
+               "how programs show the key and its certificate; once for\neach key or, in a trust store, "
+               "certificate")
         .valueName("TEXT");
+    commandLine
+        .flag("--trust-store", options->isTrustStore,
+              "a file of certificates that Java trusts: keytool lists\nthem as trustedCertEntry")
+        .excludes(key);
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     addPasswordOptions(commandLine, options->password, "that the file is encrypted under");
@@ -450,12 +521,13 @@ Work exportVerb(CommandLine commandLine) {
         "Writes PKCS#12, the form in which programs take a key together with its certificates, to a\n"
         "file that its owner alone can read. The key must be that of the certificate, which comes\n"
         "first, before those that lead up from it. The password is asked for twice where none is\n"
-        "given. Without a key it is a file of certificates.\n\n"
+        "given. Without a key it is a file of certificates. Of several keys each gets its certificate.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o my.key\n"
         "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"
         "  sealkit random 20 --hex -o my.password\n"
-        "  sealkit p12 export -k my.key --certificate my.pem --password-file my.password -o my.p12");
+        "  sealkit p12 export -k my.key --certificate my.pem --password-file my.password -o my.p12\n"
+        "  sealkit p12 export --trust-store --certificate my.pem --password-file my.password -o trust.p12");
     return [options] { return exportFile(*options); };
 }
 
@@ -512,6 +584,7 @@ Work setUpP12(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"export", "put a key and certificates into a PKCS#12 file", exportVerb},
         {"import", "take keys and certificates out of a PKCS#12 file", importVerb},
+        {"show", "say what a PKCS#12 file is made of", setUpShow},
     };
     commandLine.footer(
         "\"sealkit show FILE.p12\" says what a file is made of, and with its password what it holds.");

@@ -207,11 +207,6 @@ Found refuseLabel(InputKind kind) {
 
 /// The object of one PEM block.
 Found readBlock(PemBlock const& block, Password const* password) {
-    if (std::string const form = sshForm(block.whole); !form.empty()) {
-        Found nothing;
-        nothing.complaint = form;
-        return nothing;
-    }
     if (isPrivateKeyLabel(block.label))
         return readPrivateKeyAs(block.whole, password);
     if (block.label.ends_with("PUBLIC KEY"))
@@ -280,6 +275,7 @@ Found readDer(std::string_view der, Password const* password) {
         return readRequestAs(der);
     case InputKind::publicKey:
     case InputKind::rsaPublicKey:
+    case InputKind::opensshPublicKey:
         return readPublicKeyAs(der);
     case InputKind::privateKey:
     case InputKind::encryptedPrivateKey:
@@ -290,7 +286,7 @@ Found readDer(std::string_view der, Password const* password) {
         break;
     }
     Found nothing;
-    nothing.complaint = sshForm(der) + mailForm(der) + berComplaint(der);
+    nothing.complaint = mailForm(der) + berComplaint(der);
     if (nothing.complaint.empty())
         nothing.complaint = whyNothing(kind, der);
     return nothing;
