@@ -10,6 +10,7 @@
 
 #include "sealkit/message.h"
 #include "sealkit/name_text.h"
+#include "sealkit/openssh.h"
 #include "sealkit/pem.h"
 #include "sealkit/pkcs12.h"
 #include "sealkit/pkcs8.h"
@@ -326,7 +327,9 @@ int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) 
             return badInput(piece.source +
                             ": this form is written without encryption: give --unencrypted, or --to "
                             "pkcs8 to keep the key encrypted");
-        std::vector<unsigned char> pem = encodePemTraditionalPrivateKey(*piece.key);
+        std::vector<unsigned char> pem = target == Target::openssh
+                                             ? encodeOpensshPrivateKey(*piece.key, piece.name)
+                                             : encodePemTraditionalPrivateKey(*piece.key);
         if (pem.empty())
             leaveOut(piece.source, "The key has no traditional form; --to pkcs8 writes it.");
         append(output, std::move(pem));
@@ -354,6 +357,15 @@ int Conversion::makeText(Target target, SecretBytes& output) {
             if (int const result = addPrivateKey(piece, target, output); result != exitDone)
                 return result;
             continue;
+        }
+        if (target == Target::openssh) {
+            KeyFileOptions const everyForm{
+                .traditionalDer = true, .fromCertificates = false, .openssh = true};
+            if (auto const key = readPublicKey(textOf(object.bytes), nullptr, everyForm))
+                if (auto line = encodeOpensshPublicKey(*key, piece.name); !line.empty()) {
+                    append(output, std::move(line));
+                    continue;
+                }
         }
         if (target == Target::openssh || labelOf(object) == nullptr) {
             leaveOut(piece.source, std::string(getInputKindName(object.kind)) + " has no such form.");

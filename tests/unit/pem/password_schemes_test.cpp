@@ -28,7 +28,17 @@ std::string textOf(std::string const& name) {
 
 Bytes const plain = encodePkcs8PrivateKey(*readPrivateKey(textOf("private/openssl-pkcs8-prime256v1"), ""));
 
-/// What stands in for RC2: it keeps what it is asked, and answers with the key and its padding.
+/// The key as OpenSSL encrypted it: without what is said twice.
+Bytes const padded = [] {
+    std::string const text = textOf("private/openssl-pkcs8-prime256v1");
+    std::string_view rest = text, label, body;
+    Bytes der;
+    EXPECT_TRUE(parsePem(rest, &label, &body) && pemDecode(body, &der));
+    der.insert(der.end(), 8 - der.size() % 8, static_cast<unsigned char>(8 - der.size() % 8));
+    return der;
+}();
+
+/// What stands in for RC2: it keeps what it is asked, and answers with the padded key.
 struct AskedRc2 {
     Bytes key, iv;
     unsigned bits = 0;
@@ -36,9 +46,8 @@ struct AskedRc2 {
 
 void answerRc2(asn1::blob key, unsigned effectiveBits, asn1::blob iv, asn1::blob data, unsigned char* out) {
     asked = {Bytes(key.begin(), key.end()), Bytes(iv.begin(), iv.end()), effectiveBits};
-    ASSERT_EQ(data.size() / 8, plain.size() / 8 + 1);
-    std::fill_n(out, data.size(), static_cast<unsigned char>(data.size() - plain.size()));
-    std::copy(plain.begin(), plain.end(), out);
+    ASSERT_EQ(data.size(), padded.size());
+    std::copy(padded.begin(), padded.end(), out);
 }
 
 KeyFileOptions wide(Rc2Decryptor rc2 = nullptr) {
