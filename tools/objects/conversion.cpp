@@ -142,7 +142,8 @@ int Conversion::add(std::string const& file, SecretBytes const& bytes) {
                          (object.trust->isLimited() ? object.trust->str() : "alias " + object.trust->alias));
         bool const isConvertible =
             labelOf(object) != nullptr || object.kind == InputKind::opensshPrivateKey ||
-            object.kind == InputKind::timeStampRequest || object.kind == InputKind::timeStampResponse;
+            object.kind == InputKind::opensshPublicKey || object.kind == InputKind::timeStampRequest ||
+            object.kind == InputKind::timeStampResponse;
         if (object.refusal && !(isConvertible && isWholeShape(object))) {
             // The refusal names the block.
             leaveOut(file, object.refusal.str());
@@ -271,11 +272,44 @@ int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
     return exitDone;
 }
 
+/// Brings OpenSSH's line of a public key into the usual form. Complains; the exit status.
+int Conversion::readOpenssh(Piece& piece) {
+    std::string_view const text = textOf(piece.object.bytes);
+    Refusal refusal;
+    auto const key = readOpensshPublicKey(text, &refusal, &piece.name);
+    if (!key)
+        return badInput(piece.source + ": " + refusal.str());
+    if (std::ranges::count(text.substr(0, text.find_last_not_of(" \t\r\n") + 1), '\n') > 0)
+        leaveOut(piece.source, "More lines follow the key.");
+    auto const der = encodePkcs8PublicKey(*key);
+    piece.object.kind = InputKind::publicKey;
+    piece.object.bytes.assign(der.begin(), der.end());
+    return exitDone;
+}
+
+/// Appends a public key in OpenSSH's form. Complains; the exit status.
+int Conversion::addOpensshPublicKey(Piece const& piece, SecretBytes& output) {
+    PemBlock block;
+    block.whole = textOf(piece.object.bytes);
+    OpenedPublicKey const opened = openPublicKey(block);
+    if (!opened.key)
+        return badInput(piece.source + ": " + opened.complaint);
+    std::vector<unsigned char> line = encodeOpensshPublicKey(*opened.key, piece.name);
+    if (line.empty())
+        leaveOut(piece.source, "OpenSSH has no form for this key.");
+    append(output, std::move(line));
+    return exitDone;
+}
+
 /// Replaces containers by what they hold. Complains; the exit status.
 int Conversion::expand(Target target) {
     std::vector<Piece> expanded;
     for (Piece& piece : pieces) {
-        if (target != Target::der && isBundle(piece.object)) {
+        if (piece.object.kind == InputKind::opensshPublicKey) {
+            if (int const result = readOpenssh(piece); result != exitDone)
+                return result;
+            expanded.push_back(std::move(piece));
+        } else if (target != Target::der && isBundle(piece.object)) {
             for (auto const& certificate : piece.object.message->certificates)
                 expanded.push_back({piece.source, objectOf(certificate)});
             for (auto const& crl : piece.object.message->crls)
@@ -327,11 +361,12 @@ int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) 
             return badInput(piece.source +
                             ": this form is written without encryption: give --unencrypted, or --to "
                             "pkcs8 to keep the key encrypted");
-        std::vector<unsigned char> pem = target == Target::openssh
-                                             ? encodeOpensshPrivateKey(*piece.key, piece.name)
-                                             : encodePemTraditionalPrivateKey(*piece.key);
+        bool const isOpenssh = target == Target::openssh;
+        std::vector<unsigned char> pem = isOpenssh ? encodeOpensshPrivateKey(*piece.key, piece.name)
+                                                   : encodePemTraditionalPrivateKey(*piece.key);
         if (pem.empty())
-            leaveOut(piece.source, "The key has no traditional form; --to pkcs8 writes it.");
+            leaveOut(piece.source, isOpenssh ? "OpenSSH has no form for this key; --to pkcs8 writes it."
+                                             : "The key has no traditional form; --to pkcs8 writes it.");
         append(output, std::move(pem));
         return exitDone;
     }
@@ -351,21 +386,20 @@ int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) 
 int Conversion::makeText(Target target, SecretBytes& output) {
     for (Piece& piece : pieces) {
         InputObject const& object = piece.object;
+        if (object.kind == InputKind::opensshPrivateKey)
+            readOpensshPrivateKey(textOf(object.bytes), nullptr, &piece.name);
         if (isPrivateKey(object.kind)) {
-            if (!piece.name.empty())
+            if (!piece.name.empty() && target != Target::openssh)
                 append(output, "friendlyName: " + terminal::printable(piece.name) + "\n");
             if (int const result = addPrivateKey(piece, target, output); result != exitDone)
                 return result;
             continue;
         }
-        if (target == Target::openssh) {
-            KeyFileOptions const everyForm{
-                .traditionalDer = true, .fromCertificates = false, .openssh = true};
-            if (auto const key = readPublicKey(textOf(object.bytes), nullptr, everyForm))
-                if (auto line = encodeOpensshPublicKey(*key, piece.name); !line.empty()) {
-                    append(output, std::move(line));
-                    continue;
-                }
+        if (target == Target::openssh &&
+            (object.kind == InputKind::publicKey || object.kind == InputKind::rsaPublicKey)) {
+            if (int const result = addOpensshPublicKey(piece, output); result != exitDone)
+                return result;
+            continue;
         }
         if (target == Target::openssh || labelOf(object) == nullptr) {
             leaveOut(piece.source, std::string(getInputKindName(object.kind)) + " has no such form.");

@@ -52,7 +52,7 @@ private:
         InputObject object;
         std::shared_ptr<PrivateKey> key{}; ///< Of a private key that was opened.
         bool wasEncrypted = false;
-        std::string name{}; ///< That a PKCS#12 file gives it.
+        std::string name{}; ///< That a PKCS#12 file gives it, or the comment of OpenSSH.
     };
 
     void leaveOut(std::string const& source, std::string const& why);
@@ -60,9 +60,11 @@ private:
     bool readOwnPassword(std::string const& whose, int* status);
     bool readOutPassword(int* status);
     int open(Piece& piece);
+    int readOpenssh(Piece& piece);
     int expand(Target target);
     int expandPkcs12(Piece const& piece, std::vector<Piece>& to);
     int addPrivateKey(Piece& piece, Target target, SecretBytes& output);
+    int addOpensshPublicKey(Piece const& piece, SecretBytes& output);
     int makeText(Target target, SecretBytes& output);
     int makeDer(SecretBytes& output);
     int makePkcs7(SecretBytes& output);

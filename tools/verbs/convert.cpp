@@ -22,8 +22,9 @@ struct TargetName {
 };
 
 constexpr TargetName targets[] = {
-    {"pem", Target::pem}, {"der", Target::der},     {"p7b", Target::p7b},
-    {"p12", Target::p12}, {"pkcs8", Target::pkcs8}, {"traditional", Target::traditional},
+    {"pem", Target::pem},         {"der", Target::der},     {"p7b", Target::p7b},
+    {"p12", Target::p12},         {"pkcs8", Target::pkcs8}, {"traditional", Target::traditional},
+    {"openssh", Target::openssh},
 };
 
 /// Reads every file. Complains; the exit status, which is not that of success if something is left out.
