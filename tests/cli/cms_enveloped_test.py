@@ -190,16 +190,6 @@ class PeerTest(EnvelopedTest):
                 self.opened_by(message, key)
             self.opens(message, "--password-file", "password")
 
-    def test_nss_both_ways(self):
-        database = ["-d", f"sql:{self.dir}"]
-        peer("certutil", "-N", *database, "--empty-password")
-        for name in ("rsa", "p256"):
-            openssl("pkcs12", "-export", "-in", self.at(f"{name}.pem"), "-inkey", self.at(f"{name}.key"), "-name", name, "-passout", "pass:x", "-out", self.at(f"{name}.p12"))
-            peer("pk12util", "-i", self.at(f"{name}.p12"), *database, "-W", "x")
-        for recipients in (["rsa.pem"], ["p256.pem"]):
-            self.encrypted("--certificate", *recipients)
-            self.assertEqual(peer("cmsutil", "-D", *database, "-i", self.at("ours")), CONTENT)
-
 
 class UsageTest(EnvelopedTest):
     def test_who_can_open_is_said(self):
@@ -211,6 +201,11 @@ class UsageTest(EnvelopedTest):
         self.refused(3, "only one thing", *encrypt, "--password-file", "-", "-")
         self.refused(2, "signs alone", "cms", "decrypt", "-k", "ed25519.key", "-o", "none", "content")
         self.refused(3, "--key", "cms", "decrypt", "--certificate", "rsa.pem", "-o", "none", "content")
+
+    def test_certificates_of_our_own_profile_for_mail(self):
+        self.expect(0, "cert", "self-sign", "-k", "p384.key", "--profile", "email", "--subject", "/CN=ada", "--san", "email:ada@test.example", "-o", "mail.pem")
+        message = self.encrypted("--certificate", "mail.pem")
+        self.opens(message, "-k", "p384.key", "--certificate", "mail.pem")
 
     def test_passwords_at_the_terminal(self):
         message = self.encrypted("--password-file", "password")

@@ -83,6 +83,10 @@ bool setUsages(X509Certificate& certificate, Usages const& usages,
     certificate.keyUsage = key->keyType() == KeyType::X25519 ? KeyUsage::keyAgreement : usages.keyUsage;
     if (key->keyType() == KeyType::RSA)
         certificate.keyUsage |= usages.rsaKeyUsage;
+    // Mail is encrypted to EC keys by key agreement (RFC 5753, section 3).
+    bool const isForMail = (usages.extKeyUsage & ExtKeyUsage::emailProtection) != 0;
+    if (key->keyType() == KeyType::EC && isForMail)
+        certificate.keyUsage |= KeyUsage::keyAgreement;
     setExtendedKeyUsage(certificate, usages.extKeyUsage, others, usages.isForTimeStamps);
     setOcspNoCheck(certificate, usages.isForOcsp);
     certificate.basicConstraints = usages.isCa ? 1 : 2;

@@ -20,7 +20,7 @@ Work setUpCms(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"sign", "sign a file", setUpCmsSign},
         {"check", "check who signed a message", setUpCmsCheck},
-        {"encrypt", "encrypt a file to the holders of certificates", setUpCmsEncrypt},
+        {"encrypt", "encrypt a file to certificates or under a password", setUpCmsEncrypt},
         {"decrypt", "decrypt a message", setUpCmsDecrypt},
     };
     return commandLine.verbs(verbs);
