@@ -23,6 +23,7 @@ void mlkem_key(asn1::blob input);
 #endif
 void objects(asn1::blob input);
 void openssh(asn1::blob input);
+void outline(asn1::blob input);
 void password(asn1::blob input);
 void path(asn1::blob input);
 void pkcs12(asn1::blob input);
@@ -30,6 +31,7 @@ void req(asn1::blob input);
 void rules(asn1::blob input);
 void siv(asn1::blob input);
 void smime(asn1::blob input);
+void tree(asn1::blob input);
 
 struct Target {
     char const* name;
@@ -52,6 +54,7 @@ inline constexpr Target targets[] = {
 #endif
     {"objects", objects},
     {"openssh", openssh},
+    {"outline", outline},
     {"password", password},
     {"path", path},
     {"pkcs12", pkcs12},
@@ -59,6 +62,7 @@ inline constexpr Target targets[] = {
     {"rules", rules},
     {"siv", siv},
     {"smime", smime},
+    {"tree", tree},
 };
 
 } // namespace fuzz

@@ -1,32 +1,45 @@
 /// The values of extensions as structures (RFC 5280, section 4.2).
 ///
-/// | function                    | extension                                        | RFC 5280      |
-/// | --------------------------- | ------------------------------------------------ | ------------- |
-/// | `parseBasicConstraints`     | basicConstraints                                 | 4.2.1.9       |
-/// | `parseNameConstraints`      | nameConstraints, every subtree                   | 4.2.1.10      |
-/// | `parseGeneralNames`         | subjectAltName, issuerAltName, certificateIssuer | 4.2.1.6       |
-/// | `parseKeyUsage`             | keyUsage                                         | 4.2.1.3       |
-/// | `parseExtendedKeyUsage`     | extKeyUsage, unknown usages too                  | 4.2.1.12      |
-/// | `parseCertificatePolicies`  | certificatePolicies, without qualifiers          | 4.2.1.4       |
-/// | `parseAccessDescriptions`   | authorityInfoAccess, subjectInfoAccess           | 4.2.2         |
-/// | `parseDistributionPoints`   | cRLDistributionPoints, freshestCRL: full names   | 4.2.1.13      |
-/// | `parseKeyIdentifier`        | subjectKeyIdentifier                             | 4.2.1.2       |
-/// | `parseAuthorityKeyId`       | authorityKeyIdentifier                           | 4.2.1.1       |
-/// | `parseCrlNumber`            | cRLNumber                                        | 5.2.3         |
+/// | function                            | extension                                          | standard           |
+/// | ----------------------------------- | -------------------------------------------------- | ------------------ |
+/// | `parseBasicConstraints`             | basicConstraints                                   | RFC 5280, 4.2.1.9  |
+/// | `parseNameConstraints`              | nameConstraints, every subtree                     | RFC 5280, 4.2.1.10 |
+/// | `parseGeneralNames`                 | subjectAltName, issuerAltName, certificateIssuer   | RFC 5280, 4.2.1.6  |
+/// | `parseKeyUsage`                     | keyUsage                                           | RFC 5280, 4.2.1.3  |
+/// | `parseExtendedKeyUsage`             | extKeyUsage, unknown usages too                    | RFC 5280, 4.2.1.12 |
+/// | `parseCertificatePolicies`          | certificatePolicies, with or without qualifiers    | RFC 5280, 4.2.1.4  |
+/// | `parsePolicyMappings`               | policyMappings                                     | RFC 5280, 4.2.1.5  |
+/// | `parsePolicyConstraints`            | policyConstraints                                  | RFC 5280, 4.2.1.11 |
+/// | `parseIntegerValue`                 | inhibitAnyPolicy, deltaCRLIndicator                | RFC 5280, 4.2.1.14 |
+/// | `parseAccessDescriptions`           | authorityInfoAccess, subjectInfoAccess             | RFC 5280, 4.2.2    |
+/// | `parseDistributionPoints`           | cRLDistributionPoints, freshestCRL                 | RFC 5280, 4.2.1.13 |
+/// | `parseIssuingDistributionPoint`     | issuingDistributionPoint                           | RFC 5280, 5.2.5    |
+/// | `parseKeyIdentifier`                | subjectKeyIdentifier                               | RFC 5280, 4.2.1.2  |
+/// | `parseAuthorityKeyId`               | authorityKeyIdentifier                             | RFC 5280, 4.2.1.1  |
+/// | `parseCrlNumber`                    | cRLNumber                                          | RFC 5280, 5.2.3    |
+/// | `parseReasonCode`                   | reasonCode                                         | RFC 5280, 5.3.1    |
+/// | `parseInvalidityDate`               | invalidityDate                                     | RFC 5280, 5.3.2    |
+/// | `parsePrivateKeyUsagePeriod`        | privateKeyUsagePeriod                              | RFC 3280, 4.2.1.4  |
+/// | `parseStatements`                   | qcStatements, subjectDirectoryAttributes           | RFC 3739, 3.2.6    |
+/// | `parseTlsFeatures`                  | tlsFeature                                         | RFC 7633           |
+/// | `parseSignedCertificateTimestamps`  | the timestamps of Certificate Transparency         | RFC 6962, 3.3      |
+/// | `parseNetscapeType`                 | the certificate type of Netscape                   |                    |
+/// | `parseStringValue`                  | extensions that are one string                     |                    |
 ///
 /// `value` is `X509Extension::value`. Each function returns false if it is malformed, with a reason where `refusal` is
 /// not null; what `to` points to is then partly filled. All of them are silent. Parsing a certificate reads the values
-/// with the same readers.
+/// with the same readers. Blobs in the results are views of the value.
 ///
-/// Not here: policy qualifiers, policy mappings and policy constraints, issuing distribution points, minimum and
-/// maximum of subtrees.
+/// Not here: minimum and maximum of subtrees.
 #pragma once
 
 #include "sealkit/blob.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/name.h"
 #include "sealkit/refusal.h"
+#include "sealkit/timepoint.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -56,6 +69,79 @@ struct ObjectIdentifiers {
     std::vector<asn1::blob> oids; ///< Content octets.
 };
 
+/// What qualifies a policy: the address of a practice statement, or a notice to users.
+struct PolicyQualifier {
+    asn1::blob id; ///< Content octets of the object identifier.
+    /// The address; the organization, numbers and text of a notice in a row; another qualifier by `asn1::derText`.
+    std::string text;
+};
+
+/// A policy with its qualifiers.
+struct QualifiedPolicy {
+    asn1::blob id; ///< Content octets of the object identifier.
+    std::vector<PolicyQualifier> qualifiers;
+};
+
+/// Two policies, by the content octets of their object identifiers, that are equivalent.
+struct EquivalentPolicies {
+    asn1::blob issuerDomain;
+    asn1::blob subjectDomain;
+};
+
+/// Content octets of the numbers of certificates; nothing for one that is absent.
+struct PolicyConstraintNumbers {
+    std::optional<asn1::blob> requireExplicitPolicy;
+    std::optional<asn1::blob> inhibitPolicyMapping;
+};
+
+/// Where a CRL is and what it covers.
+struct CrlDistributionPoint {
+    std::vector<GeneralName> fullName;
+    /// The name relative to the CRL's issuer, as the encoding of a Name of its own; empty if absent.
+    std::vector<unsigned char> relativeName;
+    std::optional<unsigned> reasons; ///< Bits of ReasonFlags; nothing if absent.
+    std::vector<GeneralName> crlIssuer;
+};
+
+/// What a CRL covers: `point.crlIssuer` is always empty.
+struct IssuingDistributionPoint {
+    CrlDistributionPoint point; ///< `reasons` are onlySomeReasons.
+    bool onlyUserCertificates = false;
+    bool onlyCaCertificates = false;
+    bool onlyAttributeCertificates = false;
+    bool isIndirect = false;
+};
+
+/// Which key the issuer signed with.
+struct AuthorityKeyIdentifier {
+    std::optional<asn1::blob> keyId;
+    std::vector<GeneralName> issuer;
+    std::optional<asn1::blob> serialNumber; ///< Content octets.
+};
+
+/// When the private key may be used.
+struct PrivateKeyUsagePeriod {
+    std::optional<TimePoint> notBefore;
+    std::optional<TimePoint> notAfter;
+};
+
+/// A statement or attribute of some type.
+struct TypedValue {
+    asn1::blob id;    ///< Content octets of the object identifier.
+    asn1::blob value; ///< Whole encoding, of an attribute with its SET; empty if absent.
+};
+
+/// What a log promised when it took the certificate (RFC 6962, section 3.2).
+struct SignedCertificateTimestamp {
+    unsigned version = 0; ///< 0 is version 1; of another version nothing else is set.
+    asn1::blob logId;
+    std::uint64_t milliseconds = 0; ///< Since 1970.
+    asn1::blob extensions;
+    unsigned hashAlgorithm = 0;      ///< As TLS 1.2 numbers them (RFC 5246, section 7.4.1.4.1).
+    unsigned signatureAlgorithm = 0; ///< Likewise.
+    asn1::blob signature;
+};
+
 /// basicConstraints.
 SEALKIT_API bool parseBasicConstraints(asn1::blob value, BasicConstraints* to, Refusal* refusal = nullptr);
 /// nameConstraints, every subtree.
@@ -70,20 +156,69 @@ SEALKIT_API bool parseExtendedKeyUsage(asn1::blob value, ObjectIdentifiers* to, 
 /// certificatePolicies: the policies alone.
 SEALKIT_API bool parseCertificatePolicies(asn1::blob value, ObjectIdentifiers* to,
                                           Refusal* refusal = nullptr);
+/// certificatePolicies with their qualifiers.
+SEALKIT_API bool parseCertificatePolicies(asn1::blob value, std::vector<QualifiedPolicy>* to,
+                                          Refusal* refusal = nullptr);
+/// policyMappings.
+SEALKIT_API bool parsePolicyMappings(asn1::blob value, std::vector<EquivalentPolicies>* to,
+                                     Refusal* refusal = nullptr);
+/// policyConstraints.
+SEALKIT_API bool parsePolicyConstraints(asn1::blob value, PolicyConstraintNumbers* to,
+                                        Refusal* refusal = nullptr);
+/// The content octets of an INTEGER.
+SEALKIT_API bool parseIntegerValue(asn1::blob value, asn1::blob* to, Refusal* refusal = nullptr);
 /// authorityInfoAccess or subjectInfoAccess.
 SEALKIT_API bool parseAccessDescriptions(asn1::blob value, std::vector<AccessDescription>* to,
                                          Refusal* refusal = nullptr);
 /// cRLDistributionPoints or freshestCRL: the full names of all points in a row.
 SEALKIT_API bool parseDistributionPoints(asn1::blob value, std::vector<GeneralName>* to,
                                          Refusal* refusal = nullptr);
+/// The same with all that stands in each point.
+SEALKIT_API bool parseDistributionPoints(asn1::blob value, std::vector<CrlDistributionPoint>* to,
+                                         Refusal* refusal = nullptr);
+/// issuingDistributionPoint.
+SEALKIT_API bool parseIssuingDistributionPoint(asn1::blob value, IssuingDistributionPoint* to,
+                                               Refusal* refusal = nullptr);
 /// subjectKeyIdentifier.
 SEALKIT_API bool parseKeyIdentifier(asn1::blob value, std::vector<unsigned char>* to,
                                     Refusal* refusal = nullptr);
 /// The keyIdentifier, empty if absent. The issuer and serial number beside it are ignored.
 SEALKIT_API bool parseAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* to,
                                      Refusal* refusal = nullptr);
+/// All of it.
+SEALKIT_API bool parseAuthorityKeyId(asn1::blob value, AuthorityKeyIdentifier* to,
+                                     Refusal* refusal = nullptr);
 /// Content octets of the INTEGER.
 SEALKIT_API bool parseCrlNumber(asn1::blob value, std::vector<unsigned char>* to, Refusal* refusal = nullptr);
+
+/// reasonCode: the code, which `crlReasonName` (crl.h) names.
+SEALKIT_API bool parseReasonCode(asn1::blob value, unsigned char* to, Refusal* refusal = nullptr);
+/// invalidityDate.
+SEALKIT_API bool parseInvalidityDate(asn1::blob value, TimePoint* to, Refusal* refusal = nullptr);
+/// privateKeyUsagePeriod.
+SEALKIT_API bool parsePrivateKeyUsagePeriod(asn1::blob value, PrivateKeyUsagePeriod* to,
+                                            Refusal* refusal = nullptr);
+/// qcStatements or subjectDirectoryAttributes.
+SEALKIT_API bool parseStatements(asn1::blob value, std::vector<TypedValue>* to, Refusal* refusal = nullptr);
+/// The numbers of TLS extensions.
+SEALKIT_API bool parseTlsFeatures(asn1::blob value, std::vector<unsigned>* to, Refusal* refusal = nullptr);
+/// The list in the extension of a certificate or OCSP response.
+SEALKIT_API bool parseSignedCertificateTimestamps(asn1::blob value,
+                                                  std::vector<SignedCertificateTimestamp>* to,
+                                                  Refusal* refusal = nullptr);
+/// The bits of the type, bit i being the named bit i.
+SEALKIT_API bool parseNetscapeType(asn1::blob value, unsigned* to, Refusal* refusal = nullptr);
+/// A string of any type, in UTF-8.
+SEALKIT_API bool parseStringValue(asn1::blob value, std::string* to, Refusal* refusal = nullptr);
+
+/// The names of the reasons that are set in `CrlDistributionPoint::reasons`, as `crlReasonName` (crl.h) has them.
+SEALKIT_API std::vector<std::string> reasonFlagNames(unsigned bits);
+/// The names of the bits that are set in a type of Netscape: "ssl-client", "object-signing-ca".
+SEALKIT_API std::vector<std::string> netscapeTypeNames(unsigned bits);
+/// "status-request"; the number of a feature that has no name here.
+SEALKIT_API std::string tlsFeatureName(unsigned feature);
+/// The signature of a timestamp: "SHA256+ECDSA"; the numbers where they have no names here.
+SEALKIT_API std::string timestampAlgorithmName(SignedCertificateTimestamp const& timestamp);
 
 /// The names of the bits of `KeyUsage` that are set, as `X509Certificate::dumpKeyUsage` has them.
 SEALKIT_API std::vector<std::string> keyUsageNames(unsigned bits);

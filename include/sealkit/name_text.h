@@ -68,8 +68,9 @@ SEALKIT_API bool parseSubtreeText(std::string_view text, GeneralName* to, Refusa
 
 /// A name with its kind: "DNS: a.test", "IP: 2001:db8::1", "Name: C=UY, CN=ca" of a directoryName, "REG ID: 1.2.3".
 /// An address with a mask, as name constraints have them, shows as "IP: 10.0.0.0/8", or with the whole mask behind
-/// the "/" where it is not a prefix. An otherName shows its type and its value in hexadecimal, other kinds their
-/// data in hexadecimal; long data are cut, and their length follows.
+/// the "/" where it is not a prefix. An otherName shows its type and its value: a string of a type that
+/// has a name as it is, and other values in hexadecimal. Other kinds show their data in hexadecimal; long data are cut,
+/// and their length follows.
 SEALKIT_API std::string generalNameText(GeneralName const& name);
 
 /// Whether every value of a Name, given by its whole encoding, is a string that shows itself as it is: UTF-8 without

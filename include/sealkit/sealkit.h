@@ -11,6 +11,7 @@
 #include "sealkit/block.h"
 #include "sealkit/cbc.h"
 #include "sealkit/cerm.h"
+#include "sealkit/certificate_outline.h"
 #include "sealkit/cipher.h"
 #include "sealkit/cmac.h"
 #include "sealkit/compare.h"
@@ -27,6 +28,7 @@
 #include "sealkit/hmac.h"
 #include "sealkit/input_kind.h"
 #include "sealkit/issue.h"
+#include "sealkit/key_outline.h"
 #include "sealkit/key_wrap.h"
 #include "sealkit/keys.h"
 #ifndef SEALKIT_WITHOUT_MLKEM

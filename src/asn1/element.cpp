@@ -33,6 +33,32 @@ bool refuseHeader(Reading& reading, asn1::blob bytes) {
 
 } // namespace
 
+namespace {
+
+/// Finds what there is of a truncated element with that tag, on which the level of a tolerant reading stands.
+bool findTruncated(Level const& level, unsigned expected, asn1::blob* whole, asn1::blob* content) {
+    if (!level.reading.isTolerant() || level.tag != asn1::parser::errorTag || level.start == level.finish)
+        return false;
+    asn1::blob rest(level.start, level.finish);
+    unsigned tag = 0;
+    size_t length = 0;
+    if (takeHeader(rest, &tag, &length) != HeaderError::truncated || tag != expected || length <= rest.size())
+        return false;
+    *whole = asn1::blob(level.start, level.finish);
+    *content = rest;
+    return true;
+}
+
+/// The same, and leaves nothing to be taken.
+bool takeTruncated(Level& level, unsigned expected, asn1::blob* whole, asn1::blob* content) {
+    if (!findTruncated(level, expected, whole, content))
+        return false;
+    level.start = level.finish;
+    return true;
+}
+
+} // namespace
+
 std::string tagText(unsigned tag) {
     switch (tag) {
     case asn1::parser::endTag:
@@ -110,20 +136,27 @@ bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned cha
     return reading.refuse(id, at, std::move(facts));
 }
 
+bool isAt(Level const& level, unsigned expected) {
+    asn1::blob whole, content;
+    return level.tag == expected || findTruncated(level, expected, &whole, &content);
+}
+
 bool take(Level& level, unsigned expected, asn1::blob* content, char const* field) {
+    asn1::blob whole;
     if (level.tag != expected)
-        return refuseElement(level, expected, field);
+        return takeTruncated(level, expected, &whole, content) || refuseElement(level, expected, field);
     asn1::blob const taken = level.value();
-    bool const isGood = advance(level);
+    bool const isGood = advance(level) || level.reading.isTolerant();
     *content = isGood ? taken : asn1::blob();
     return isGood || refuseElement(level, asn1::parser::endTag);
 }
 
 bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field) {
+    asn1::blob content;
     if (level.tag != expected)
-        return refuseElement(level, expected, field);
+        return takeTruncated(level, expected, element, &content) || refuseElement(level, expected, field);
     asn1::blob const taken(level.tlvStart, level.valueEnd);
-    bool const isGood = advance(level);
+    bool const isGood = advance(level) || level.reading.isTolerant();
     *element = isGood ? taken : asn1::blob();
     return isGood || refuseElement(level, asn1::parser::endTag);
 }
@@ -138,7 +171,8 @@ bool takeInteger(Level& level, asn1::blob* content, char const* field) {
     unsigned char const* const place = level.tlvStart;
     if (!take(level, tag::integer, content, field))
         return false;
-    return !content->empty() || refuseField(level.reading, field, RefusalId::emptyInteger, place);
+    return !content->empty() || level.reading.isTolerant() ||
+           refuseField(level.reading, field, RefusalId::emptyInteger, place);
 }
 
 bool takeUInt(Level& level, unsigned* number, char const* field) {
@@ -155,7 +189,9 @@ bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* c
         *content = asn1::blob(der.start + 2, der.finish);
         return true;
     }
-    Level const level(reading, der);
+    Level level(reading, der);
+    if (reading.isTolerant())
+        return take(level, expected, content, field);
     // What begins with another tag is something else, not a damaged element.
     if (level.tag == asn1::parser::errorTag && !der.empty() && der[0] != expected)
         return reading.refuse(RefusalId::unexpectedElement, der,

@@ -33,11 +33,15 @@ bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned cha
 /// The name of a type or tag in refusals: "SEQUENCE", "[0]".
 std::string tagText(unsigned tag);
 
-/// Takes the content of the current element, which must have the tag `expected`.
+/// Takes the content of the current element, which must have the tag `expected`. A tolerant reading takes what is there
+/// of a truncated one, and an element before a malformed one.
 bool take(Level& level, unsigned expected, asn1::blob* content, char const* field = nullptr);
 
 /// The same with identifier and length octets.
 bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field = nullptr);
+
+/// Whether the current element has that tag; where the reading is tolerant, also if it is truncated.
+bool isAt(Level const& level, unsigned expected);
 
 /// Takes the content of an INTEGER, which has at least one octet (X.690, section 8.3.1).
 bool takeInteger(Level& level, asn1::blob* content, char const* field = nullptr);
@@ -54,7 +58,7 @@ inline bool atEnd(asn1::parser const& level) { return level.tag == asn1::parser:
 /// The same as the last step of a reader: refuses what is left.
 inline bool finish(Level const& level) { return atEnd(level) || refuseElement(level, asn1::parser::endTag); }
 
-/// The content of the one element that `der` consists of.
+/// The content of the one element that `der` consists of; where the reading is tolerant, of the one it begins with.
 bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content,
               char const* field = nullptr);
 

@@ -253,7 +253,12 @@ std::string otherNameText(asn1::blob content) {
     if (fields.tag != tag::oid)
         return hexText(content);
     asn1::blob const type = fields.take();
-    return oidName(type) + " " + hexText(fields.takeWhole());
+    asn1::blob const value = fields.takeWhole();
+    asn1::parser wrapped(value);
+    if (wrapped.enter(tag::constructed(0)) && detail::isStringTag(wrapped.tag) &&
+        oidName(type) != oidStr(type))
+        return oidName(type) + " " + detail::stringText(wrapped.tag, wrapped.value());
+    return oidName(type) + " " + hexText(value);
 }
 
 } // namespace

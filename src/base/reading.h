@@ -25,6 +25,9 @@ public:
     /// As the overloads with a refusal read `bytes`: silent. `asked` may be null.
     Reading(asn1::blob bytes, Refusal* asked, FormRules rules = FormRules::platform)
         : forms(rules), input(bytes), refusal(asked) {}
+    /// Silent, for the outline of an object: its readers go on where they would refuse it, as far as they can.
+    struct Tolerant {};
+    explicit Reading(Tolerant) : tolerant(true) {}
     Reading(Reading const&) = delete;
     Reading& operator=(Reading const&) = delete;
 
@@ -41,6 +44,12 @@ public:
         isMarked = forms == FormRules::standard;
         return isMarked || refuse(id, at, std::move(facts));
     }
+    /// Refuses what an outline shows all the same.
+    bool refuseUnlessTolerant(RefusalId id, unsigned char const* at, std::vector<Fact> facts = {}) {
+        return tolerant || refuse(id, at, std::move(facts));
+    }
+    bool isTolerant() const { return tolerant; }
+
     /// Whether the object that was read is marked; the next one is not.
     bool takeMark() { return std::exchange(isMarked, false); }
 
@@ -140,6 +149,7 @@ private:
     Diagnostics diagnostics = Diagnostics::silent;
     FormRules forms = FormRules::standard;
     bool isMarked = false; ///< By `refuseUnsupported`.
+    bool tolerant = false;
     asn1::blob input;
     size_t block = 0; ///< Of PEM text that the input is the DER of; 0 for none.
     Refusal* refusal = nullptr;

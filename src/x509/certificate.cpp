@@ -42,7 +42,9 @@ struct Outline {
     asn1::blob notAfter;
     asn1::blob subject;
     asn1::blob subjectPublicKeyInfo;
-    asn1::blob extensions; ///< Content of the list.
+    asn1::blob extensions;   ///< Content of the list.
+    asn1::blob uniqueIds[2]; ///< Contents, of issuer and subject.
+    unsigned version = version1;
 
     bool read(detail::Reading& reading, asn1::blob tbs) {
         asn1::blob content, validity, wrapped;
@@ -52,13 +54,14 @@ struct Outline {
         if (!takeVersion(fields) || !detail::takeInteger(fields, &serialNumber, "serialNumber") ||
             !detail::takeWhole(fields, tag::sequence, &algorithm, "signature") ||
             !detail::takeWhole(fields, tag::sequence, &issuer, "issuer") ||
-            !detail::take(fields, tag::sequence, &validity, "validity") || !readValidity(reading, validity) ||
+            !detail::take(fields, tag::sequence, &validity, "validity") ||
+            !(readValidity(reading, validity) || reading.isTolerant()) ||
             !detail::takeWhole(fields, tag::sequence, &subject, "subject") ||
             !detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo, "subjectPublicKeyInfo"))
             return false;
-        if (!skipUniqueIdentifiers(fields))
+        if (!takeUniqueIdentifiers(fields))
             return false;
-        if (fields.tag == tag::constructed(3) &&
+        if (detail::isAt(fields, tag::constructed(3)) &&
             (!expectVersion(fields, version3) ||
              !detail::take(fields, tag::constructed(3), &wrapped, "extensions") ||
              !detail::readOnly(reading, wrapped, tag::sequence, &extensions, "extensions")))
@@ -67,8 +70,6 @@ struct Outline {
     }
 
 private:
-    unsigned version = version1;
-
     /// Validity ::= SEQUENCE { notBefore Time, notAfter Time }
     bool readValidity(detail::Reading& reading, asn1::blob content) {
         detail::Reading::Step const step(reading, "validity");
@@ -96,7 +97,8 @@ private:
                 return false;
         }
         if (version > version3)
-            return reading.refuse(RefusalId::certificateVersion, place, versionFacts(version3));
+            return reading.refuseUnlessTolerant(RefusalId::certificateVersion, place.start,
+                                                versionFacts(version3));
         return version == version3 ||
                reading.refuseUnsupported(RefusalId::certificateVersion, place, versionFacts(version3));
     }
@@ -108,19 +110,19 @@ private:
 
     /// Refuses a field that came with a later version.
     bool expectVersion(detail::Level const& fields, unsigned first) const {
-        return version >= first ||
-               fields.reading.refuse(RefusalId::certificateVersion, fields.tlvStart, versionFacts(first));
+        return version >= first || fields.reading.refuseUnlessTolerant(RefusalId::certificateVersion,
+                                                                       fields.tlvStart, versionFacts(first));
     }
 
     /// issuerUniqueID [1] and subjectUniqueID [2], IMPLICIT BIT STRING.
-    bool skipUniqueIdentifiers(detail::Level& fields) const {
-        asn1::blob bits;
-        for (unsigned const identifier : {tag::primitive(1), tag::primitive(2)})
-            if (fields.tag == identifier &&
+    bool takeUniqueIdentifiers(detail::Level& fields) {
+        for (unsigned const number : {1u, 2u})
+            if (unsigned const identifier = tag::primitive(number);
+                fields.tag == identifier &&
                 (!expectVersion(fields, version2) ||
                  !fields.reading.refuseUnsupported(RefusalId::uniqueIdentifiers,
                                                    asn1::blob(fields.tlvStart, fields.finish)) ||
-                 !detail::take(fields, identifier, &bits)))
+                 !detail::take(fields, identifier, &uniqueIds[number - 1])))
                 return false;
         return true;
     }
@@ -424,6 +426,28 @@ bool detail::read(Reading& reading, asn1::blob der, X509Certificate& to) {
         to.unsupported = std::move(refusal);
     }
     return true;
+}
+
+bool parseCertificateOutline(asn1::blob der, CertificateOutline* to) {
+    *to = {};
+    Reading reading{Reading::Tolerant()};
+    detail::SignedParts parts;
+    asn1::blob content;
+    Outline outline;
+    if (!detail::readParts(reading, der, &parts, &content))
+        return false;
+    outline.read(reading, parts.tbs);
+    detail::setOutline(parts, outline.algorithm, outline.extensions, to);
+    to->version = outline.version + 1;
+    to->serialNumber = outline.serialNumber;
+    to->issuer = outline.issuer;
+    to->notBefore = outline.notBefore;
+    to->notAfter = outline.notAfter;
+    to->subject = outline.subject;
+    to->subjectPublicKeyInfo = outline.subjectPublicKeyInfo;
+    to->issuerUniqueId = bitStringContent(outline.uniqueIds[0]);
+    to->subjectUniqueId = bitStringContent(outline.uniqueIds[1]);
+    return !to->issuer.empty();
 }
 
 std::unique_ptr<PublicKey> X509Certificate::parsePublicKey() const {

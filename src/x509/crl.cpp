@@ -1,4 +1,5 @@
 #include "sealkit/crl.h"
+#include "sealkit/certificate_outline.h"
 
 #include "sealkit/der.h"
 
@@ -39,9 +40,10 @@ struct Outline {
     asn1::blob nextUpdate; ///< Empty when absent.
     asn1::blob revoked;    ///< Content of the list.
     asn1::blob extensions; ///< Content of the list.
+    asn1::blob version;    ///< Content; empty when absent.
 
     bool read(Reading& reading, asn1::blob tbs) {
-        asn1::blob content, version, wrapped;
+        asn1::blob content, wrapped;
         if (!detail::readOnly(reading, tbs, tag::sequence, &content))
             return false;
         detail::Level fields(reading, content);
@@ -53,10 +55,10 @@ struct Outline {
             return false;
         if (isTime(fields.tag) && !takeTime(fields, &nextUpdate, "nextUpdate"))
             return false;
-        if (fields.tag == tag::sequence &&
+        if (detail::isAt(fields, tag::sequence) &&
             !detail::take(fields, tag::sequence, &revoked, "revokedCertificates"))
             return false;
-        if (fields.tag == tag::constructed(0) &&
+        if (detail::isAt(fields, tag::constructed(0)) &&
             (!detail::take(fields, tag::constructed(0), &wrapped, "crlExtensions") ||
              !detail::readOnly(reading, wrapped, tag::sequence, &extensions, "crlExtensions")))
             return false;
@@ -246,6 +248,41 @@ bool isKnown(X509Extension const& extension) {
 }
 
 } // namespace
+
+bool parseCrlOutline(asn1::blob der, CrlOutline* to) {
+    *to = {};
+    Reading reading{Reading::Tolerant()};
+    detail::SignedParts parts;
+    asn1::blob content;
+    Outline outline;
+    if (!detail::readParts(reading, der, &parts, &content))
+        return false;
+    outline.read(reading, parts.tbs);
+    detail::setOutline(parts, outline.algorithm, outline.extensions, to);
+    to->version = outline.version.empty() ? 1 : outline.version.finish[-1] + 1u;
+    to->issuer = outline.issuer;
+    to->thisUpdate = outline.thisUpdate;
+    to->nextUpdate = outline.nextUpdate;
+    to->revoked = outline.revoked;
+    return !to->issuer.empty() && !to->thisUpdate.empty();
+}
+
+bool nextCrlEntry(asn1::blob* rest, CrlEntryOutline* to) {
+    Reading reading{Reading::Tolerant()};
+    detail::Level entries(reading, *rest);
+    asn1::blob content;
+    Entry entry;
+    if (entries.tag != tag::sequence)
+        return false;
+    *rest = asn1::blob(entries.valueEnd, rest->finish);
+    entry.read(reading, entries.value());
+    to->serialNumber = entry.serialNumber;
+    to->revocationDate = entry.revocationDate;
+    detail::ExtensionList list;
+    detail::readExtensions(reading, entry.extensions, &list);
+    to->extensions.assign(list.begin(), list.end());
+    return true;
+}
 
 X509Crl::~X509Crl() = default;
 

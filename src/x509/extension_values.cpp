@@ -21,14 +21,6 @@ bool readSequences(Reading& reading, asn1::blob value, Read read) {
     return true;
 }
 
-/// A public function that reads in silence.
-template <typename To>
-bool parse(bool (*read)(Reading&, asn1::blob, To*), asn1::blob value, To* to, Refusal* refusal) {
-    *to = To();
-    Reading reading(value, refusal);
-    return read(reading, value, to);
-}
-
 /// The identifiers of CertificatePolicies.
 bool readPolicyIdentifiers(Reading& reading, asn1::blob value, ObjectIdentifiers* to) {
     return readPolicies(reading, value, [&](asn1::blob oid, asn1::blob) {
@@ -260,7 +252,7 @@ bool parseKeyIdentifier(asn1::blob value, std::vector<unsigned char>* to, Refusa
 }
 
 bool parseAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* to, Refusal* refusal) {
-    return detail::parse(detail::readAuthorityKeyId, value, to, refusal);
+    return detail::parse<std::vector<unsigned char>>(detail::readAuthorityKeyId, value, to, refusal);
 }
 
 bool parseCrlNumber(asn1::blob value, std::vector<unsigned char>* to, Refusal* refusal) {

@@ -66,4 +66,12 @@ bool readAuthorityKeyId(Reading& reading, asn1::blob value, std::vector<unsigned
 /// CRLNumber ::= INTEGER, its content octets.
 bool readCrlNumber(Reading& reading, asn1::blob value, std::vector<unsigned char>* to);
 
+/// A public function that reads in silence.
+template <typename To>
+bool parse(bool (*read)(Reading&, asn1::blob, To*), asn1::blob value, To* to, Refusal* refusal) {
+    *to = To();
+    Reading reading(value, refusal);
+    return read(reading, value, to);
+}
+
 } // namespace detail

@@ -105,6 +105,7 @@ bool readExtensions(Reading& reading, asn1::blob list, ExtensionList* extensions
     extensions->clear();
     Level elements(reading, list);
     asn1::blob content;
+    bool isGood = true;
     while (elements.tag == tag::sequence) {
         // What follows is malformed where it cannot be taken, and is refused as a place of its own.
         if (!take(elements, tag::sequence, &content))
@@ -113,13 +114,18 @@ bool readExtensions(Reading& reading, asn1::blob list, ExtensionList* extensions
         asn1::blob const id = fields.tag == tag::oid ? fields.value() : asn1::blob();
         Reading::Step const step = extensionStep(reading, extensions->size() + 1, id);
         X509Extension extension;
-        if (!readExtension(fields, &extension))
-            return false;
-        extensions->append(extension);
+        if (!readExtension(fields, &extension)) {
+            if (!reading.isTolerant())
+                return false;
+            isGood = false;
+        }
+        if (!extension.oid.empty())
+            extensions->append(extension);
     }
     if (!atEnd(elements))
         return refuseElement(elements, tag::sequence);
-    return !hasRepeatedOid(*extensions) || refuseRepeated(reading, *extensions);
+    return isGood &&
+           (reading.isTolerant() || !hasRepeatedOid(*extensions) || refuseRepeated(reading, *extensions));
 }
 
 } // namespace detail

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "asn1/element.h"
+#include "sealkit/certificate_outline.h"
 #include "sealkit/crl.h"
 #include "sealkit/req.h"
 #include "sealkit/x509.h"
@@ -23,7 +24,15 @@ bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Req& to, asn1::blob* 
 struct SignedParts {
     asn1::blob tbs;
     asn1::blob algorithm;
+    asn1::blob signature;
 };
+
+/// Takes an object apart; `*content` is that of its SEQUENCE. A tolerant reading needs the signed part alone.
+bool readParts(Reading& reading, asn1::blob object, SignedParts* parts, asn1::blob* content);
+
+/// What all outlines have. `extensions` is the content of the list.
+void setOutline(SignedParts const& parts, asn1::blob innerAlgorithm, asn1::blob extensions,
+                SignedOutline* to);
 
 /// `X509Base::unpackObj`.
 bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts);

@@ -41,7 +41,9 @@ struct Outline {
         return detail::takeInteger(fields, &version, "version") &&
                detail::takeWhole(fields, tag::sequence, &subject, "subject") &&
                detail::takeWhole(fields, tag::sequence, &subjectPublicKeyInfo, "subjectPKInfo") &&
-               detail::take(fields, tag::constructed(0), &attributes, "attributes") && detail::finish(fields);
+               (detail::take(fields, tag::constructed(0), &attributes, "attributes") ||
+                reading.isTolerant()) &&
+               detail::finish(fields);
     }
 };
 
@@ -172,6 +174,31 @@ private:
 };
 
 } // namespace
+
+bool parseRequestOutline(asn1::blob der, RequestOutline* to) {
+    *to = {};
+    Reading reading{Reading::Tolerant()};
+    detail::SignedParts parts;
+    asn1::blob content, list;
+    Outline outline;
+    if (!detail::readParts(reading, der, &parts, &content))
+        return false;
+    outline.read(reading, parts.tbs);
+    to->subject = outline.subject;
+    to->subjectPublicKeyInfo = outline.subjectPublicKeyInfo;
+    detail::Level elements(reading, outline.attributes);
+    while (elements.tag == tag::sequence) {
+        Attribute attribute;
+        detail::take(elements, tag::sequence, &content);
+        attribute.read(reading, content);
+        if (attribute.type == asn1::blob(oid::extensionRequest) && list.empty())
+            detail::readOnly(reading, attribute.values, tag::sequence, &list);
+        if (!attribute.type.empty())
+            to->attributes.push_back({attribute.type, attribute.values});
+    }
+    detail::setOutline(parts, {}, list, to);
+    return !to->subject.empty();
+}
 
 X509Req::~X509Req() = default;
 

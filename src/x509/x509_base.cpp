@@ -5,6 +5,7 @@
 
 #include "asn1/read.h"
 #include "sealkit/oid_names.h"
+#include "x509/extensions.h"
 #include "x509/read.h"
 #include "x509/writer.h"
 
@@ -101,27 +102,45 @@ bool X509Base::unpackObj(asn1::blob object, Refusal* refusal) {
 
 namespace detail {
 
-bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts) {
-    asn1::blob content, algorithmContent, signatureElement, signatureContent;
-    if (!readOnly(reading, object, tag::sequence, &content))
+bool readParts(Reading& reading, asn1::blob object, SignedParts* parts, asn1::blob* content) {
+    if (!readOnly(reading, object, tag::sequence, content))
         return false;
-    Level fields(reading, content);
-    asn1::blob oid, params;
-    if (!takeWhole(fields, tag::sequence, &parts->tbs, "signed part") ||
-        !takeWhole(fields, tag::sequence, &parts->algorithm, "signatureAlgorithm") ||
-        !takeWhole(fields, tag::bitString, &signatureElement, "signature") || !finish(fields) ||
+    Level fields(reading, *content);
+    if (!takeWhole(fields, tag::sequence, &parts->tbs, "signed part"))
+        return false;
+    bool const isWhole = takeWhole(fields, tag::sequence, &parts->algorithm, "signatureAlgorithm") &&
+                         takeWhole(fields, tag::bitString, &parts->signature, "signature") && finish(fields);
+    return isWhole || reading.isTolerant();
+}
+
+void setOutline(SignedParts const& parts, asn1::blob innerAlgorithm, asn1::blob extensions,
+                SignedOutline* to) {
+    Reading reading{Reading::Tolerant()};
+    to->signatureAlgorithm = parts.algorithm;
+    to->innerSignatureAlgorithm = innerAlgorithm;
+    asn1::blob bits;
+    if (readOnly(reading, parts.signature, tag::bitString, &bits))
+        to->signature = bitStringContent(bits);
+    ExtensionList list;
+    to->isExtensionListBroken = !readExtensions(reading, extensions, &list);
+    to->extensions.assign(list.begin(), list.end());
+}
+
+bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts) {
+    asn1::blob content, algorithmContent, signatureContent, oid, params;
+    if (!readParts(reading, object, parts, &content) ||
         !readOnly(reading, parts->algorithm, tag::sequence, &algorithmContent) ||
         !readAlgorithm(reading, algorithmContent, &oid, &params) ||
-        !readOnly(reading, signatureElement, tag::bitString, &signatureContent))
+        !readOnly(reading, parts->signature, tag::bitString, &signatureContent))
         return false;
     assign(to.tbs, parts->tbs);
     assign(to.signatureAlgorithm.oid, oid);
     assign(to.signatureAlgorithm.params, paramsOrOid(algorithmContent, params));
     assign(to.signature, bitStringContent(signatureContent));
     asn1::blob const header(object.start, content.start);
-    asn1::blob const rest(parts->algorithm.start, isAsWritten(signatureElement, signatureContent)
-                                                      ? signatureElement.start
-                                                      : signatureElement.finish);
+    asn1::blob const rest(parts->algorithm.start, isAsWritten(parts->signature, signatureContent)
+                                                      ? parts->signature.start
+                                                      : parts->signature.finish);
     to.unpackedFrame.reserve(header.size() + rest.size());
     assign(to.unpackedFrame, header);
     to.unpackedFrame.insert(to.unpackedFrame.end(), rest.begin(), rest.end());

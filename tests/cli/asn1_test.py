@@ -109,7 +109,7 @@ class Asn1Test(ProgramTest):
 
     def test_hostile_input(self):
         deep = b"\x30\x80" * 500000
-        self.assertIn("byte 512: objects nested more deeply than the limit", self.expect(2, "asn1", "-", stdin=deep).err)
+        self.assertIn("byte 512: Objects are nested more deeply than the limit", self.expect(2, "asn1", "-", stdin=deep).err)
         wide = element(0x30, *[b"\5\0"] * 300000)
         self.assertEqual(self.expect(0, "asn1", "-", stdin=wide).out.count("\n"), 300002)
         text = self.expect(0, "asn1", "-", stdin=element(0x0C, "\x1b[31m\u202eevil\n".encode())).out

@@ -220,11 +220,12 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(result.status, status, f"{arguments}\n{result}")
         return result
 
-    def on_terminal(self, *arguments, status=0, feed=None):
-        """What is on the screen when the program runs with a terminal as its output. FEED writes its input."""
+    def on_terminal(self, *arguments, status=0, feed=None, variables=None):
+        """What is on the screen when the program runs with a terminal as its output. FEED writes its input; VARIABLES are added to its
+        environment."""
         screen, terminal = pty.openpty()
         process = subprocess.Popen([*PROGRAM, *arguments], stdin=subprocess.PIPE, stdout=terminal, stderr=terminal,
-                                   cwd=self.dir, env=self.environment)
+                                   cwd=self.dir, env=self.environment | (variables or {}))
         os.close(terminal)
         if feed:
             feed(process)

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <memory>
 
 namespace terminal {
@@ -35,6 +36,12 @@ std::streamsize PrintableBuffer::xsputn(char const* text, std::streamsize size) 
         if (!put(text[i]))
             return i;
     return size;
+}
+
+void PrintableBuffer::putStyle(std::string_view sequence) {
+    std::string const safe = printableLine(line) + std::string(sequence);
+    line.clear();
+    target->sputn(safe.data(), static_cast<std::streamsize>(safe.size()));
 }
 
 int PrintableBuffer::sync() { return target->pubsync(); }
@@ -79,7 +86,15 @@ private:
     char buffer[1 << 16];
 };
 
+bool hasColours() {
+    char const* const refused = std::getenv("NO_COLOR");
+    char const* const kind = std::getenv("TERM");
+    return isatty(STDOUT_FILENO) != 0 && (refused == nullptr || *refused == 0) && kind != nullptr &&
+           *kind != 0 && std::string_view(kind) != "dumb";
+}
+
 struct Streams {
+    bool const isColoured = hasColours();
     DescriptorBuffer standardOutput{STDOUT_FILENO};
     DescriptorBuffer standardError{STDERR_FILENO};
     PrintableBuffer outBuffer{&standardOutput};
@@ -99,6 +114,14 @@ std::ostream& out() { return streams->out; }
 std::ostream& exactOut() { return streams->exactOut; }
 std::ostream& besideOutput() { return streams->besideOutput; }
 std::ostream& err() { return streams->err; }
+
+std::ostream& operator<<(std::ostream& stream, Style style) {
+    // Select Graphic Rendition (ECMA-48, section 8.3.117): plain, bold, cyan, red.
+    static constexpr std::string_view sequences[] = {"\x1b[0m", "\x1b[1m", "\x1b[36m", "\x1b[31m"};
+    if (&stream == &streams->out && streams->isColoured)
+        streams->outBuffer.putStyle(sequences[static_cast<size_t>(style)]);
+    return stream;
+}
 
 Session::Session() { streams = std::make_unique<Streams>(); }
 Session::~Session() { streams.reset(); }

@@ -24,6 +24,9 @@ public:
     PrintableBuffer(PrintableBuffer const&) = delete;
     PrintableBuffer& operator=(PrintableBuffer const&) = delete;
 
+    /// Passes on what there is of the line, and behind it the text as it is: never one that came from a file.
+    void putStyle(std::string_view sequence);
+
 protected:
     int_type overflow(int_type character) override;
     std::streamsize xsputn(char const* text, std::streamsize size) override;
@@ -49,6 +52,11 @@ std::ostream& besideOutput();
 
 /// Complaints, notes and warnings: each line begins with "sealkit: ".
 std::ostream& err();
+
+/// How text looks from here on. Written to `out`, it has an effect where standard output is a terminal that knows colours
+/// (`TERM` is not "dumb") and the environment variable `NO_COLOR` is not set or empty.
+enum class Style { plain, heading, title, bad };
+std::ostream& operator<<(std::ostream& stream, Style style);
 
 /// Set up once at the start of `main`, torn down at its end.
 class Session {

@@ -4,6 +4,7 @@
 #include "io/terminal.h"
 #include "objects/certificates.h"
 
+#include "sealkit/asn1_tree.h"
 #include "sealkit/name_text.h"
 #include "sealkit/oid.h"
 #include "sealkit/oid_names.h"
@@ -34,6 +35,15 @@ Description describeStamp(TimeStampInfo const& info) {
     return result;
 }
 
+/// Each attribute of a set, given by its content.
+Description attributeTexts(asn1::blob attributes) {
+    auto list = Description::array();
+    for (asn1::TreeWalker walker(attributes); walker.next();)
+        if (walker.element().depth == 0)
+            list.push_back(printable(asn1::derText(asn1::findElement(attributes, walker.element().offset))));
+    return list;
+}
+
 /// `message` is the one that the signer is of; null for a counter-signature, which brings no certificate.
 Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const* message) {
     Description result{{"issuer", terminal::printable(nameText(signer.issuer))},
@@ -50,6 +60,9 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
     if (signer.hasSigningTime != 0)
         result["signingTime"] = isoTime(signer.signingTime);
     result["digest"] = shortHexOf(signer.contentDigest);
+    if (!signer.authAttributes.empty())
+        result["signedAttributes"] = attributeTexts(signer.authAttributes);
+    result["signature"] = shortHexOf(signer.encryptedDigest);
     if (signer.counterSignature)
         result["counterSignature"] = describeSigner(*signer.counterSignature, nullptr);
     if (signer.msCounterSignature)

@@ -2,17 +2,21 @@
 
 #include "io/clock.h"
 #include "io/terminal.h"
+#include "objects/extension_description.h"
 #include "objects/kem_object.h"
 
+#include "sealkit/asn1_tree.h"
 #include "sealkit/bignum.h"
+#include "sealkit/certificate_outline.h"
 #include "sealkit/extensions.h"
+#include "sealkit/key_outline.h"
 #include "sealkit/name_text.h"
 #include "sealkit/oid_names.h"
 #include "sealkit/pkcs8.h"
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
+#include <type_traits>
 
 namespace {
 
@@ -39,144 +43,116 @@ std::string numberText(asn1::blob bytes) {
 
 namespace {
 
-Description generalNames(std::vector<GeneralName> const& names) {
-    auto list = Description::array();
-    for (GeneralName const& name : names)
-        list.push_back(printable(generalNameText(name)));
-    return list;
+std::string fingerprint(HashID hash, asn1::blob der) { return str(calcDigest(hash, der)); }
+
+void addFingerprints(Description& to, asn1::blob der) {
+    to["sha256Fingerprint"] = fingerprint(HashID::SHA256, der);
+    to["sha1Fingerprint"] = fingerprint(HashID::SHA1, der);
 }
 
-Description identifiers(ObjectIdentifiers const& found) {
-    auto list = Description::array();
-    for (asn1::blob const oid : found.oids)
-        list.push_back(oidName(oid));
-    return list;
-}
-
-Description accessDescriptions(std::vector<AccessDescription> const& found) {
-    auto list = Description::array();
-    for (AccessDescription const& description : found)
-        list.push_back(oidName(description.method) + " " + printable(generalNameText(description.location)));
-    return list;
-}
-
-/// A number; text where it is larger than any path.
-Description pathLength(asn1::blob number) {
-    constexpr size_t maxNumberBytes = 4;
-    if (number.size() > maxNumberBytes)
-        return numberText(number);
-    unsigned length = 0;
-    for (unsigned char const octet : number)
-        length = length << 8 | octet;
-    return length;
-}
-
-Description basicConstraints(BasicConstraints const& constraints) {
-    Description result{{"ca", constraints.isCa}};
-    if (constraints.pathLength)
-        result["pathLength"] = pathLength(*constraints.pathLength);
-    return result;
-}
-
-Description nameConstraints(NameSubtrees const& subtrees) {
-    Description result;
-    if (!subtrees.permitted.empty())
-        result["permitted"] = generalNames(subtrees.permitted);
-    if (!subtrees.excluded.empty())
-        result["excluded"] = generalNames(subtrees.excluded);
-    return result;
-}
-
-Description bytes(std::vector<unsigned char> const& value) { return hexOf(value); }
-
-Description number(std::vector<unsigned char> const& value) { return numberText(value); }
-
-Description usages(unsigned const& bits) { return keyUsageNames(bits); }
-
-/// What the value of an extension says, or its bytes and why it is malformed.
-template <typename Value, bool (*parse)(asn1::blob, Value*, Refusal*),
-          Description (*describeValue)(Value const&)>
-Description describeAs(asn1::blob value) {
-    Value parsed{};
+/// A Time as it stands, where it is malformed with the reason.
+std::string timeText(asn1::blob element) {
+    TimePoint time;
     Refusal refusal;
-    if (parse(value, &parsed, &refusal))
-        return describeValue(parsed);
-    return shortHexOf(value) + " (malformed: " + printable(refusal.str()) + ")";
+    if (element.empty())
+        return "(missing)";
+    if (time.parse(element, &refusal))
+        return isoTime(time);
+    return printable(asn1::derText(element)) + " (malformed)";
 }
 
-using Bytes = std::vector<unsigned char>;
-
-/// The keyIdentifier; all of the value if that is absent.
-Description describeAuthorityKeyId(asn1::blob value) {
-    Bytes keyId;
-    bool const hasKeyId = parseAuthorityKeyId(value, &keyId) && !keyId.empty();
-    return hasKeyId ? hexOf(keyId) : shortHexOf(value);
+/// Whole days until then, rounded down.
+void addDaysLeft(Description& to, asn1::blob element) {
+    TimePoint time;
+    constexpr std::int64_t secondsPerDay = 86'400;
+    if (!time.parse(element, nullptr) || time.seconds == TimePoint::noExpiration)
+        return;
+    std::int64_t const left = time.seconds - currentTime().seconds;
+    to["daysLeft"] = left / secondsPerDay - (left % secondsPerDay < 0 ? 1 : 0);
 }
 
-using GeneralNames = std::vector<GeneralName>;
-using AccessDescriptions = std::vector<AccessDescription>;
+/// Whether the octets of an INTEGER are those of a negative number.
+bool isNegative(asn1::blob content) { return !content.empty() && content[0] >= 0x80; }
 
-constexpr struct ExtensionValue {
-    std::string_view name; ///< As `oidName` has it.
-    Description (*describe)(asn1::blob value);
-} extensionValues[] = {
-    {"subjectKeyIdentifier", describeAs<Bytes, parseKeyIdentifier, bytes>},
-    {"keyUsage", describeAs<unsigned, parseKeyUsage, usages>},
-    {"subjectAlternativeName", describeAs<GeneralNames, parseGeneralNames, generalNames>},
-    {"issuerAlternativeName", describeAs<GeneralNames, parseGeneralNames, generalNames>},
-    {"basicConstraints", describeAs<BasicConstraints, parseBasicConstraints, basicConstraints>},
-    {"crlNumber", describeAs<Bytes, parseCrlNumber, number>},
-    {"nameConstraints", describeAs<NameSubtrees, parseNameConstraints, nameConstraints>},
-    {"crlDistributionPoints", describeAs<GeneralNames, parseDistributionPoints, generalNames>},
-    {"freshestCrl", describeAs<GeneralNames, parseDistributionPoints, generalNames>},
-    {"certificatePolicies", describeAs<ObjectIdentifiers, parseCertificatePolicies, identifiers>},
-    {"authorityKeyIdentifier", describeAuthorityKeyId},
-    {"extendedKeyUsage", describeAs<ObjectIdentifiers, parseExtendedKeyUsage, identifiers>},
-    {"authorityInformationAccess",
-     describeAs<AccessDescriptions, parseAccessDescriptions, accessDescriptions>},
-    {"subjectInformationAccess", describeAs<AccessDescriptions, parseAccessDescriptions, accessDescriptions>},
-};
-
-Description extensionValue(std::string const& name, asn1::blob value) {
-    auto const row = std::ranges::find(extensionValues, name, &ExtensionValue::name);
-    return row != std::end(extensionValues) ? row->describe(value) : Description(shortHexOf(value));
+/// A key that the library does not use, as far as it can be read.
+Description describeUnusedKey(asn1::blob info, std::string problem) {
+    KeyOutline key;
+    Refusal refusal;
+    Description result{{"type", "not readable here"}};
+    bool const isWhole = parseKeyOutline(info, &key, &refusal);
+    result["algorithm"] = key.algorithm.empty() ? "(malformed)" : oidName(key.algorithm);
+    if (key.bits != 0)
+        result["bits"] = key.bits;
+    if (!key.curve.empty())
+        result["curve"] = key.curve;
+    if (!key.modulus.empty())
+        result["modulus"] = hexOf(key.modulus);
+    if (!key.exponent.empty())
+        result["exponent"] = numberText(key.exponent);
+    if (key.modulus.empty() && !key.key.empty())
+        result["key"] = shortHexOf(key.key);
+    if (oidName(key.algorithm) == "RSASSA-PSS" && !key.parameters.empty())
+        result["parameters"] = printable(asn1::derText(key.parameters));
+    if (problem.empty() && !isWhole)
+        problem = refusal.str();
+    if (!problem.empty())
+        result["problem"] = printable(problem);
+    return result;
 }
 
-Description describeExtensions(std::vector<X509Extension> const& extensions) {
-    // No identifier comes twice, and looking for each among those before it would take quadratic time.
-    Description::object_t members;
-    members.reserve(extensions.size());
-    for (X509Extension const& extension : extensions) {
-        std::string const name = oidName(extension.oid);
-        Description const value = {{"critical", extension.critical},
-                                   {"value", extensionValue(name, extension.value)}};
-        members.push_back({name, value});
-    }
-    return members;
-}
-
-std::string fingerprint(X509Base const& object) {
-    return str(calcDigest(HashID::SHA256, object.serialize()));
-}
-
-Description describeKeyOf(std::unique_ptr<PublicKey> const& key, asn1::blob info) {
-    if (key)
+Description describeKeyOf(asn1::blob info) {
+    Refusal refusal;
+    if (std::unique_ptr<PublicKey> const key = parsePkcs8PublicKey(info, &refusal))
         return describe(*key);
     OpenedKemKey const kem = openKemPublicKeyInfo(info);
     if (kem.key)
         return describe(*kem.key, false);
-    asn1::blob const algorithm = getKeyAlgorithm(info);
-    Description result{{"type", "not readable here"},
-                       {"algorithm", algorithm.empty() ? "(malformed)" : oidName(algorithm)}};
-    std::string problem = kem.complaint;
-    if (problem.empty()) {
-        Refusal refusal;
-        parsePkcs8PublicKey(info, &refusal);
-        problem = refusal.str();
+    return describeUnusedKey(info, kem.complaint.empty() ? refusal.str() : kem.complaint.text);
+}
+
+/// In front of an object: why the library refuses it, or only the platform's rules do.
+template <typename Object>
+void addRefusal(Description& to, asn1::blob der) {
+    Refusal platform, standard;
+    if (Object().parse(der, &platform))
+        return;
+    bool isRead = false;
+    if constexpr (!std::is_same_v<Object, X509Req>)
+        isRead = Object().parse(der, &standard, FormRules::standard);
+    to[isRead ? "refusedByPlatform" : "refused"] = printable(platform.str());
+}
+
+void addAlgorithms(Description& to, SignedOutline const& outline) {
+    to["signedWith"] = printable(algorithmText(outline.signatureAlgorithm));
+    if (!outline.innerSignatureAlgorithm.empty() &&
+        outline.innerSignatureAlgorithm != outline.signatureAlgorithm)
+        to["signedWithInside"] = printable(algorithmText(outline.innerSignatureAlgorithm));
+}
+
+void addExtensions(Description& to, SignedOutline const& outline) {
+    to["extensions"] = describeExtensions(outline.extensions);
+    if (outline.isExtensionListBroken)
+        to["extensionsLeftOut"] = "what follows is malformed";
+}
+
+/// One entry of a CRL.
+Description describeEntry(CrlEntryOutline const& entry) {
+    Description row{{"serialNumber", hexOf(entry.serialNumber)},
+                    {"revocationDate", timeText(entry.revocationDate)}};
+    std::vector<X509Extension> others;
+    for (X509Extension const& extension : entry.extensions) {
+        unsigned char code = 0;
+        if (oidName(extension.oid) == "reasonCode" && parseReasonCode(extension.value, &code)) {
+            std::string_view const name = crlReasonName(code);
+            row["reasonCode"] = code;
+            row["reason"] = name.empty() ? "unassigned" : std::string(name);
+        } else {
+            others.push_back(extension);
+        }
     }
-    if (!problem.empty())
-        result["problem"] = printable(problem);
-    return result;
+    if (!others.empty())
+        row["extensions"] = describeExtensions(others);
+    return row;
 }
 
 } // namespace
@@ -235,59 +211,99 @@ Description describe(PrivateKey const& key, bool withSecrets) {
 }
 
 Description describe(X509Certificate const& certificate) {
-    return {{"object", "certificate"},
-            {"subject", printable(nameText(certificate.subjectBytes()))},
-            {"issuer", printable(nameText(certificate.issuerBytes()))},
-            {"serialNumber", hexOf(certificate.serialNumber)},
-            {"notBefore", isoTime(certificate.notBefore)},
-            {"notAfter", isoTime(certificate.notAfter)},
-            {"selfSigned", certificate.selfSigned},
-            {"signedWith", oid2name(certificate.signatureAlgorithm.oid)},
-            {"publicKey", describeKeyOf(certificate.parsePublicKey(), certificate.subjectPublicKeyInfo)},
-            {"extensions", describeExtensions(certificate.extensions())},
-            {"sha256Fingerprint", fingerprint(certificate)}};
+    return describeCertificate(certificate.serialize());
 }
 
-Description describe(X509Crl const& crl) {
-    auto revoked = Description::array();
-    for (RevokedCertificate const& entry : crl.revoked) {
-        Description row{{"serialNumber", hexOf(entry.serialNumber)},
-                        {"revocationDate", isoTime(entry.revocationDate)}};
-        if (entry.reasonCode != 255) {
-            std::string_view const name = crlReasonName(entry.reasonCode);
-            row["reasonCode"] = entry.reasonCode;
-            row["reason"] = name.empty() ? "unassigned" : std::string(name);
-        }
-        revoked.push_back(std::move(row));
+Description describeCertificate(asn1::blob der) {
+    CertificateOutline outline;
+    if (!parseCertificateOutline(der, &outline))
+        return {};
+    Description result{{"object", "certificate"}};
+    addRefusal<X509Certificate>(result, der);
+    X509Certificate certificate;
+    bool const isRead = certificate.parse(der, nullptr, FormRules::standard);
+    result["version"] = outline.version;
+    result["subject"] = printable(nameText(outline.subject));
+    result["issuer"] = printable(nameText(outline.issuer));
+    result["serialNumber"] = hexOf(outline.serialNumber);
+    if (isNegative(outline.serialNumber))
+        result["serialNumberSign"] = "negative";
+    result["notBefore"] = timeText(outline.notBefore);
+    result["notAfter"] = timeText(outline.notAfter);
+    addDaysLeft(result, outline.notAfter);
+    result["selfSigned"] = isRead ? certificate.selfSigned : outline.issuer == outline.subject;
+    addAlgorithms(result, outline);
+    result["publicKey"] = describeKeyOf(outline.subjectPublicKeyInfo);
+    if (!outline.issuerUniqueId.empty())
+        result["issuerUniqueId"] = shortHexOf(outline.issuerUniqueId);
+    if (!outline.subjectUniqueId.empty())
+        result["subjectUniqueId"] = shortHexOf(outline.subjectUniqueId);
+    addExtensions(result, outline);
+    result["signature"] = shortHexOf(outline.signature);
+    addFingerprints(result, der);
+    return result;
+}
+
+Description describe(X509Crl const& crl) { return describeCrl(crl.serialize()); }
+
+Description describeCrl(asn1::blob der) {
+    CrlOutline outline;
+    if (!parseCrlOutline(der, &outline))
+        return {};
+    Description result{{"object", "certificate revocation list"}};
+    addRefusal<X509Crl>(result, der);
+    result["version"] = outline.version;
+    result["issuer"] = printable(nameText(outline.issuer));
+    result["thisUpdate"] = timeText(outline.thisUpdate);
+    result["nextUpdate"] = nullptr;
+    if (!outline.nextUpdate.empty()) {
+        result["nextUpdate"] = timeText(outline.nextUpdate);
+        addDaysLeft(result, outline.nextUpdate);
     }
-    Description description{{"object", "certificate revocation list"},
-                            {"issuer", printable(nameText(crl.issuerBytes()))},
-                            {"thisUpdate", isoTime(crl.thisUpdate)},
-                            {"nextUpdate", nullptr}};
-    if (crl.nextUpdate.seconds != 0)
-        description["nextUpdate"] = isoTime(crl.nextUpdate);
-    description.update({{"signedWith", oid2name(crl.signatureAlgorithm.oid)},
-                        {"extensions", describeExtensions(crl.extensions())},
-                        {"revoked", revoked},
-                        {"sha256Fingerprint", fingerprint(crl)}});
-    return description;
+    addAlgorithms(result, outline);
+    addExtensions(result, outline);
+    Description::array_t revoked;
+    asn1::blob rest = outline.revoked;
+    for (CrlEntryOutline entry; nextCrlEntry(&rest, &entry);)
+        revoked.push_back(describeEntry(entry));
+    result["revoked"] = std::move(revoked);
+    if (!rest.empty())
+        result["revokedLeftOut"] = "what follows is malformed";
+    result["signature"] = shortHexOf(outline.signature);
+    addFingerprints(result, der);
+    return result;
 }
 
-Description describe(X509Req const& request) {
-    Description description{
-        {"object", "certificate request"},
-        {"subject", printable(nameText(request.subjectBytes()))},
-        {"signedWith", oid2name(request.signatureAlgorithm.oid)},
-        {"signatureVerifies", request.verifyOwnSignature()},
-        {"publicKey", describeKeyOf(request.parsePublicKey(), request.subjectPublicKeyInfo)}};
+Description describe(X509Req const& request) { return describeRequest(request.serialize()); }
+
+Description describeRequest(asn1::blob der) {
+    RequestOutline outline;
+    if (!parseRequestOutline(der, &outline))
+        return {};
+    Description result{{"object", "certificate request"}};
+    addRefusal<X509Req>(result, der);
+    X509Req request;
+    bool const isRead = request.parse(der, nullptr);
+    result["subject"] = printable(nameText(outline.subject));
+    addAlgorithms(result, outline);
+    if (isRead)
+        result["signatureVerifies"] = request.verifyOwnSignature();
+    result["publicKey"] = describeKeyOf(outline.subjectPublicKeyInfo);
     if (!request.challengePassword.empty())
-        description["challengePassword"] = printable(request.challengePassword);
+        result["challengePassword"] = printable(request.challengePassword);
     if (!request.subjectAltNames.empty())
-        description["subjectAlternativeName"] = generalNames(request.subjectAltNames);
+        result["subjectAlternativeName"] = describeNames(request.subjectAltNames);
     if (request.keyUsage)
-        description["keyUsage"] = keyUsageNames(request.keyUsage);
+        result["keyUsage"] = keyUsageNames(request.keyUsage);
     if (request.extKeyUsage)
-        description["extendedKeyUsage"] = extKeyUsageNames(request.extKeyUsage);
-    description["extensions"] = describeExtensions(request.extensions());
-    return description;
+        result["extendedKeyUsage"] = extKeyUsageNames(request.extKeyUsage);
+    for (RequestAttribute const& attribute : outline.attributes) {
+        std::string const name = oidName(attribute.type);
+        bool const isShownAbove = name == "extensionRequest" || (isRead && name == "challengePassword");
+        if (!isShownAbove)
+            result["attributes"].push_back(name + " " + printable(asn1::derText(attribute.values)));
+    }
+    addExtensions(result, outline);
+    result["signature"] = shortHexOf(outline.signature);
+    return result;
 }

@@ -49,13 +49,6 @@ bool complain(Options const& options, Complaint const& what) {
     return false;
 }
 
-/// Whether a text is base64 and nothing else, which DER never is.
-bool isBase64(std::string_view text) {
-    return text.size() >= 4 &&
-           text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
-                                  "+/= \t\r\n") == std::string_view::npos;
-}
-
 /// Hands each encoding of the input, one after the other, to `use`, which returns whether to go on. Complains.
 template <typename Use>
 bool forEachEncoding(Options const& options, std::string_view text, Use use) {
@@ -80,10 +73,7 @@ bool forEachEncoding(Options const& options, std::string_view text, Use use) {
         return complain(options, "the file has " + std::to_string(number) + " PEM blocks");
     if (number > 0)
         return isGood;
-    if (isBase64(text) && pemDecode(text, &decoded, nullptr))
-        use(Encoding{"", secretCopy(decoded)});
-    else
-        use(Encoding{"", SecretBytes(text.begin(), text.end())});
+    use(Encoding{"", SecretBytes(text.begin(), text.end())});
     return true;
 }
 

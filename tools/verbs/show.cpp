@@ -1,4 +1,3 @@
-#include "io/clock.h"
 #include "io/input.h"
 #include "io/report.h"
 #include "io/terminal.h"
@@ -7,15 +6,15 @@
 #include "objects/key_file.h"
 #include "objects/message.h"
 #include "objects/pkcs12_file.h"
+#include "objects/printed_description.h"
 #include "verbs/verb.h"
 
+#include "sealkit/asn1_tree.h"
 #include "sealkit/input_kind.h"
 #include "sealkit/pem.h"
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <cctype>
 #include <functional>
 #include <memory>
 #include <variant>
@@ -29,7 +28,7 @@ struct Options {
     bool secrets = false;
     bool partial = false;
     PasswordSource password;
-    std::string file;
+    std::vector<std::string> files;
 };
 
 /// A private key, in one of two ways, or of one that stays closed its encryption alone.
@@ -43,6 +42,11 @@ struct EcParameters {
     std::string curve;
 };
 
+/// What the library refuses, or has no object for: what can be read of it.
+struct Described {
+    Description description;
+};
+
 struct ResponseFound {
     TimeStampResponse response;
     TimeStampStatus status;
@@ -50,13 +54,13 @@ struct ResponseFound {
 
 using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, std::unique_ptr<PublicKey>,
                             KemKey, PrivateKeyFound, EcParameters, PKCS7SignedData, EnvelopedMessage,
-                            TimeStampRequest, ResponseFound, Pkcs12File>;
+                            TimeStampRequest, ResponseFound, Pkcs12File, Described>;
 
 /// An object, or why there is none.
 struct Found {
     Object object;
     int status = exitBadInput;
-    Complaint complaint;
+    Complaint complaint;                   ///< Beside an object, what is wrong with it all the same.
     std::vector<std::string> unreadable{}; ///< What could not be read of an object that is there.
 
     Found(Object found = {}) : object(std::move(found)) {}
@@ -66,25 +70,47 @@ struct Found {
 /// Whether it is a kind of object, which may be damaged.
 bool isKnown(InputKind kind) { return kind > InputKind::pem && kind <= InputKind::timeStampResponse; }
 
-/// A certificate, CRL or request, or which field or extension the library refuses, and why.
+/// A certificate, CRL or request. Where the library refuses it, what can be read of it, and the reason; where only the
+/// platform's rules do, without a complaint.
 template <typename T>
-Found parseAs(asn1::blob der, InputKind kind) {
+Found parseAs(asn1::blob der, InputKind kind, Description (*describeOutline)(asn1::blob)) {
     T object;
     Refusal refusal;
     if (object.parse(der, &refusal))
         return Object(std::move(object));
     InputKind const found = findInputKind(der);
-    Found nothing;
-    nothing.complaint =
-        found == kind || !isKnown(found)
-            ? std::string("a ") + getInputKindName(kind) + " that is refused: " + refusal
-            : Complaint(std::string("no ") + getInputKindName(kind) + ": " + getInputKindName(found));
-    return nothing;
+    Found result;
+    if (found != kind && isKnown(found)) {
+        result.complaint = std::string("no ") + getInputKindName(kind) + ": " + getInputKindName(found);
+        return result;
+    }
+    Description description = describeOutline(der);
+    if (!description.contains("refusedByPlatform"))
+        result.complaint = std::string("a ") + getInputKindName(kind) + " that is refused: " + refusal;
+    if (!description.is_null())
+        result.object = Described{std::move(description)};
+    return result;
 }
 
-Found readCertificateAs(asn1::blob der) { return parseAs<X509Certificate>(der, InputKind::certificate); }
-Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, InputKind::crl); }
-Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, InputKind::request); }
+Found readCertificateAs(asn1::blob der) {
+    return parseAs<X509Certificate>(der, InputKind::certificate, describeCertificate);
+}
+Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, InputKind::crl, describeCrl); }
+Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, InputKind::request, describeRequest); }
+
+/// A certificate with what OpenSSL adds to one that it trusts: purposes and names, behind it.
+Found readTrustedCertificate(asn1::blob der) {
+    asn1::blob const certificate = asn1::findElement(der, 0);
+    asn1::blob const trust(certificate.finish, der.finish);
+    Found found = readCertificateAs(certificate.empty() ? der : certificate);
+    if (auto const* const read = std::get_if<X509Certificate>(&found.object)) {
+        Description description = describe(*read);
+        found.object = Described{std::move(description)};
+    }
+    if (auto* const shown = std::get_if<Described>(&found.object); shown && !certificate.empty())
+        shown->description["trust"] = trust.empty() ? "(none)" : printable(asn1::derText(trust));
+    return found;
+}
 
 Found readPublicKeyAs(std::string_view text) {
     OpenedPublicKey opened = openPublicKey({.label = {}, .body = {}, .whole = text});
@@ -229,8 +255,10 @@ Found readBlock(PemBlock const& block, Password const* password) {
     }
     if (block.label == "EC PARAMETERS")
         return readEcParameters(der);
-    if (block.label == "CERTIFICATE")
+    if (block.label == "CERTIFICATE" || block.label == "X509 CERTIFICATE")
         return readCertificateAs(der);
+    if (block.label == "TRUSTED CERTIFICATE")
+        return readTrustedCertificate(der);
     if (block.label == "X509 CRL")
         return readCrlAs(der);
     if (isRequestLabel(block.label))
@@ -366,7 +394,8 @@ void dump(Object object) {
             } else if constexpr (std::is_same_v<T, ResponseFound>) {
                 makePrintable(value.response);
                 value.response.dump(terminal::out());
-            } else if constexpr (std::is_same_v<T, EnvelopedMessage> || std::is_same_v<T, KemKey>) {
+            } else if constexpr (std::is_same_v<T, EnvelopedMessage> || std::is_same_v<T, KemKey> ||
+                                 std::is_same_v<T, Described>) {
                 // The library has no dump of them.
             } else if constexpr (std::is_same_v<T, Pkcs12File>) {
                 if (value.pfx->signedData)
@@ -415,6 +444,8 @@ Description describeObject(Object const& object, bool withSecrets) {
                 return describe(value.response, value.status);
             } else if constexpr (std::is_same_v<T, Pkcs12File>) {
                 return describe(value, withSecrets);
+            } else if constexpr (std::is_same_v<T, Described>) {
+                return value.description;
             } else {
                 return describe(value);
             }
@@ -422,113 +453,12 @@ Description describeObject(Object const& object, bool withSecrets) {
         object);
 }
 
-/// "notBefore" as "not before", "removeFromCRL" as "remove from crl".
-std::string inWords(std::string const& key) {
-    if (key.find('.') != std::string::npos)
-        return key;
-    std::string words;
-    bool wasUpper = false;
-    for (char c : key) {
-        bool const isUpper = std::isupper(static_cast<unsigned char>(c)) != 0;
-        if (isUpper && !wasUpper)
-            words += ' ';
-        words += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        wasUpper = isUpper;
-    }
-    return words;
-}
-
-std::string scalarText(Description const& value) {
-    if (value.is_boolean())
-        return value.get<bool>() ? "yes" : "no";
-    if (value.is_null())
-        return "(none)";
-    return value.is_string() ? value.get<std::string>() : value.dump();
-}
-
-/// An entry of a CRL on a line of its own: there may be hundreds of thousands.
-std::string revocationText(Description const& entry) {
-    std::string line =
-        scalarText(entry["serialNumber"]) + " since " + showTime(scalarText(entry["revocationDate"]));
-    if (entry.contains("reason"))
-        line += ", reason " + scalarText(entry["reasonCode"]) + " " + inWords(scalarText(entry["reason"]));
-    return line;
-}
-
-/// In characters: what is longer goes on lines of its own.
-constexpr size_t maxListLength = 100;
-
-void printMembers(Description const& object, std::string const& indent);
-
-void printValue(Description const& value, std::string const& indent) {
-    std::ostream& out = terminal::out();
-    if (value.is_object()) {
-        out << '\n';
-        printMembers(value, indent + "  ");
-    } else if (value.is_array() && value.empty()) {
-        out << " (none)\n";
-    } else if (value.is_array() && value.front().contains("revocationDate")) {
-        out << '\n';
-        for (Description const& entry : value)
-            out << indent << "  " << revocationText(entry) << '\n';
-    } else if (value.is_array() && value.front().is_object()) {
-        out << '\n';
-        for (size_t i = 0; i < value.size(); ++i) {
-            out << indent << "  " << i + 1 << ":\n";
-            printMembers(value[i], indent + "    ");
-        }
-    } else if (value.is_array()) {
-        size_t length = 0;
-        for (auto const& item : value)
-            length += scalarText(item).size();
-        bool const oneLine = value.size() == 1 || length <= maxListLength;
-        std::string const separator = oneLine ? ", " : "\n" + indent + "  ";
-        out << (oneLine ? " " : separator.c_str());
-        for (size_t i = 0; i < value.size(); ++i)
-            out << (i > 0 ? separator.c_str() : "") << scalarText(value[i]);
-        out << '\n';
-    } else {
-        out << ' ' << scalarText(value) << '\n';
-    }
-}
-
-/// Whether the member is a time, as `isoTime` writes it.
-bool isTime(std::string_view key) {
-    static constexpr std::string_view times[] = {"notBefore",  "notAfter", "thisUpdate",
-                                                 "nextUpdate", "time",     "signingTime"};
-    return std::ranges::find(times, key) != std::end(times);
-}
-
-void printMembers(Description const& object, std::string const& indent) {
-    for (auto const& [key, value] : object.items()) {
-        terminal::out() << indent << inWords(key);
-        // An extension: its criticality stands with its name.
-        if (value.is_object() && value.size() == 2 && value.contains("critical") && value.contains("value")) {
-            terminal::out() << (value["critical"].get<bool>() ? " (critical):" : ":");
-            printValue(value["value"], indent);
-        } else {
-            terminal::out() << ':';
-            printValue(isTime(key) && value.is_string() ? Description(showTime(value)) : value, indent);
-        }
-    }
-}
-
-void print(Description const& description) {
-    bool first = true;
-    for (auto const& [key, value] : description.items()) {
-        if (first) {
-            terminal::out() << scalarText(value) << '\n';
-            first = false;
-            continue;
-        }
-        printMembers({{key, value}}, "  ");
-    }
-}
-
 /// Why the library's dump of an object is not written; empty when it is.
 std::string whyNoDump(Object const& object, bool withSecrets) {
     if (std::holds_alternative<EnvelopedMessage>(object))
         return "the library has no dump of enveloped messages: leave --dump out";
+    if (std::holds_alternative<Described>(object))
+        return "the library has no object to dump: leave --dump out";
     auto const* const found = std::get_if<PrivateKeyFound>(&object);
     if (std::holds_alternative<KemKey>(object) || (found && found->kemKey))
         return "the library has no dump of ML-KEM keys: leave --dump out";
@@ -546,67 +476,98 @@ bool isKeyLabel(std::string_view label) {
     return label.ends_with("PRIVATE KEY") || label.ends_with("PUBLIC KEY");
 }
 
-int show(Options const& options) {
-    if (standardInputTwice({options.file, options.password.file}))
-        return exitWrongUsage;
-    int status = exitDone;
-    std::unique_ptr<Password> password;
-    if (options.password.isGiven()) {
-        password = readPassword(options.password, AskFor::existing, options.file, &status);
-        if (!password)
-            return status;
-        status = exitDone;
-    }
-    auto const text = readSecretInput(options.file);
-    if (!text)
-        return exitBadInput;
-    auto complain = [&](Complaint const& what, int why) {
-        badInput(options.file + ": " + what);
-        status = why;
-    };
+/// Shows the files, and keeps what the JSON is made of.
+class Display {
+public:
+    /// `password` is null when none was given.
+    Display(Options const& wanted, Password const* given) : options(wanted), password(given) {}
 
-    auto described = Description::array();
-    auto present = [&](Found found) {
+    int status = exitDone;
+
+    void showFile(std::string const& path) {
+        file = path;
+        auto const text = readSecretInput(file);
+        if (!text) {
+            status = exitBadInput;
+            return;
+        }
+        if (options.files.size() > 1 && !report::isJson())
+            terminal::out() << terminal::Style::heading << printable(file) << ":\n" << terminal::Style::plain;
+        showText(textOf(*text));
+    }
+
+    void finish() const {
+        if (report::isJson() && !described.empty())
+            report::set({{"objects", described}});
+    }
+
+private:
+    void showText(std::string_view text) {
+        std::string_view rest = text;
+        size_t blocks = 0;
+        while (auto const block = takeBlock(rest)) {
+            ++blocks;
+            std::string const name = "block " + std::to_string(blocks) + ", \"" + firstLine(block->label) +
+                                     "\", " +
+                                     (isKeyLabel(block->label) ? "is a key that cannot be shown: " : "");
+            present(readBlock(*block, password), name);
+        }
+        if (blocks == 0)
+            present(readDer(text, password), "");
+    }
+
+    void complain(Complaint const& what, int why) {
+        badInput(file + ": " + what);
+        status = why;
+    }
+
+    /// `name` is that of the block, for complaints.
+    void present(Found found, std::string const& name) {
+        if (!found || !found.complaint.empty())
+            complain(name + found.complaint, found.status);
+        if (!found)
+            return;
         for (std::string const& problem : found.unreadable)
             complain(problem, options.partial ? status : exitBadInput);
         Object object = std::move(found.object);
         if (!options.dump) {
-            Description const description = describeObject(object, options.secrets);
-            if (report::isJson())
-                described.push_back(description);
-            else
-                print(description);
+            Description description = describeObject(object, options.secrets);
+            if (!report::isJson())
+                return print(description);
+            if (options.files.size() > 1)
+                description["file"] = printable(file);
+            described.push_back(std::move(description));
         } else if (std::string const why = whyNoDump(object, options.secrets); !why.empty()) {
-            complain(why, exitWrongUsage);
+            bool const isRefused = std::holds_alternative<Described>(object);
+            complain(name + why, isRefused ? exitBadInput : exitWrongUsage);
         } else {
             dump(std::move(object));
         }
-    };
+    }
 
-    std::string_view rest = textOf(*text);
-    size_t blocks = 0;
-    while (auto const block = takeBlock(rest)) {
-        ++blocks;
-        Found found = readBlock(*block, password.get());
-        if (found)
-            present(std::move(found));
-        else
-            complain("block " + std::to_string(blocks) + ", \"" + firstLine(block->label) + "\", " +
-                         (isKeyLabel(block->label) ? "is a key that cannot be shown: " : "") +
-                         found.complaint,
-                     found.status);
-    }
-    if (blocks == 0) {
-        Found found = readDer(textOf(*text), password.get());
-        if (!found) {
-            complain(found.complaint, found.status);
+    Options const& options;
+    Password const* password;
+    std::string file;
+    Description described = Description::array();
+};
+
+int show(Options const& options) {
+    std::vector<std::string_view> inputs(options.files.begin(), options.files.end());
+    inputs.push_back(options.password.file);
+    if (standardInputTwice(inputs))
+        return exitWrongUsage;
+    std::unique_ptr<Password> password;
+    if (options.password.isGiven()) {
+        int status = exitDone;
+        password = readPassword(options.password, AskFor::existing, options.files.front(), &status);
+        if (!password)
             return status;
-        }
-        present(std::move(found));
     }
-    if (report::isJson() && !described.empty())
-        report::set({{"objects", std::move(described)}});
-    return status;
+    Display display(options, password.get());
+    for (std::string const& file : options.files)
+        display.showFile(file);
+    display.finish();
+    return display.status;
 }
 
 } // namespace
@@ -619,13 +580,15 @@ Work setUpShow(CommandLine commandLine) {
     commandLine.flag("--partial", options->partial,
                      "end with 0 also when a part of a PKCS#12 file cannot be\nread");
     addPasswordOptions(commandLine, options->password, "of encrypted private keys and PKCS#12 files");
-    commandLine.text("FILE", options->file, "PEM (any number of blocks) or DER; - is standard input")
+    commandLine.texts("FILE", options->files, "PEM (any number of blocks) or DER; - is standard input")
         .required();
     commandLine.footer(
         "Knows certificates, chains, revocation lists, certificate requests, public and private\n"
         "keys, encrypted ones and those of ML-KEM-768 too, PKCS#12 files, signed and enveloped messages\n"
         "(PKCS#7, CMS), and requests and responses of time-stamps. The dump of a private key needs\n"
-        "--secrets; enveloped messages and ML-KEM keys have none.\n\n"
+        "--secrets; enveloped messages and ML-KEM keys have none.\n"
+        "A certificate, revocation list or request that the library refuses is shown with the reason in\n"
+        "front, and the end is 2; \"sealkit asn1\" shows every element of what cannot be shown.\n\n"
         "Examples:\n"
         "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
         "  sealkit key new rsa-2048 | sealkit show -");

@@ -7,7 +7,7 @@
 
 #include <sstream>
 
-namespace {
+namespace TEST_FILE {
 
 using asn1::TreeElement;
 using asn1::TreeWalker;
@@ -201,4 +201,4 @@ TEST(Tree, WritesAnElementAsAText) {
     EXPECT_LT(asn1::derText(many).size(), 300u);
 }
 
-} // namespace
+} // namespace TEST_FILE

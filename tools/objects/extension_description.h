@@ -1,0 +1,15 @@
+/// Extensions described for people, as description.h has it.
+#pragma once
+
+#include "objects/description.h"
+
+#include "sealkit/x509.h"
+
+#include <vector>
+
+/// Every extension under its name, or its dotted form: whether it is critical, and its value. One that occurs again has
+/// its number behind the name.
+Description describeExtensions(std::vector<X509Extension> const& extensions);
+
+/// Names with their kinds.
+Description describeNames(std::vector<GeneralName> const& names);
