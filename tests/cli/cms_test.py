@@ -251,6 +251,236 @@ class CheckTest(MessageTest):
                 result = self.refused(2, reason, "cms", "check", "--ca", "root.pem", "--content", "letter", "-o", "none", "-", stdin=message)
                 self.assertEqual((result.out, len(result.err.splitlines())), ("", 1))
 
+    def test_the_advice_for_streamed_messages_works(self):
+        self.write("streamed", self.sign_with_openssl("-nodetach", "-stream"))
+        self.accepted(openssl("cms", "-cmsout", "-inform", "DER", "-in", self.at("streamed"), "-outform", "DER"))
+
+    def altered(self, edit):
+        """A signed message whose parts EDIT changes."""
+        parts = {"version": 1, "algorithm": element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL), "signer": 1, "name": element(0x30, element(0x30), element(2, b"\1")),
+                 "attributes": element(0xA0), "signature": element(0x30, identifier("1.2.840.113549.1.1.1"), NULL), "certificates": b"", "rest": b""}
+        parts.update(edit)
+        signer = element(0x30, element(2, bytes([parts["signer"]])), parts["name"], parts["algorithm"], parts["attributes"], parts["signature"], element(4, b"x"), parts["rest"])
+        content = element(0x30, identifier(DATA), element(0xA0, element(4, b"x")))
+        body = element(0x30, element(2, bytes([parts["version"]])), element(0x31), content, parts["certificates"], element(0x31, signer))
+        return element(0x30, identifier(SIGNED), element(0xA0, body))
+
+    def test_forms_that_no_tool_makes(self):
+        self.refused(1, "FAILED", "cms", "check", "--ca", "root.pem", "-", stdin=self.altered({}))
+        nested = element(0x30, identifier("1.2.840.113549.1.9.6"), element(0x31, element(0x30)))
+        for edit, reason in (({"version": 4}, "expected: 1 or 3; found: 4"),
+                             ({"signer": 3}, "found: subject key identifier (version 3)"), ({"signer": 5}, "expected: 1; found: 5"),
+                             ({"name": element(0x80, b"id")}, "found: subject key identifier (version 1)"),
+                             ({"signature": element(0x30, identifier("1.2.840.113549.1.1.10"), NULL)}, "found: RSASSA-PSS"),
+                             ({"signature": element(0x30, identifier("1.2.840.113549.1.1.11"), NULL)}, "expected: RSA (rsaEncryption); found: SHA256+RSA"),
+                             ({"algorithm": element(0x30, identifier("1.2.3.4"))}, "(algorithm: 1.2.3.4)"),
+                             ({"certificates": element(0xA0, element(0xA1))}, "A certificate or CRL is of another kind than X.509"),
+                             ({"certificates": element(0xA0, element(0x30))}, "certificate 1, "),
+                             ({"rest": element(0xA1, nested)}, "counter-signature, ")):
+            with self.subTest(reason=reason):
+                self.refused(2, reason, "cms", "check", "--ca", "root.pem", "-", stdin=self.altered(edit))
+                self.refused(2, reason, "show", "-", stdin=self.altered(edit))
+
+    def handmade(self, *attributes, type=DATA, content=element(0xA0, element(4, b"x")), **parts):
+        return self.sign_by_hand("ada", type, content, *attributes, **parts)
+
+    def test_each_attribute_counts_once(self):
+        good, other = (element(4, hashlib.sha256(text).digest()) for text in (b"x", b"y"))
+        kind, digest = (CONTENT_TYPE, identifier(DATA)), (MESSAGE_DIGEST, good)
+        self.accepted(self.handmade(kind, digest))
+        for reason, *attributes in (("it signed another content", kind, (MESSAGE_DIGEST, other)), ("one digest", kind, digest, (MESSAGE_DIGEST, other)), ("one digest", kind, (MESSAGE_DIGEST, other), digest),
+                                    ("one type", digest), ("of another type", (CONTENT_TYPE, identifier(SIGNED)), digest), ("one digest", kind)):
+            with self.subTest(reason=reason):
+                self.refused(1, reason, "cms", "check", "--ca", "root.pem", "-o", "none", "-", stdin=self.handmade(*attributes))
+        self.refused(2, "An attribute with a single value has several", "cms", "check", "--ca", "root.pem", "-", stdin=self.handmade(kind, (MESSAGE_DIGEST, good, other)))
+
+    def test_what_is_not_checked_and_what_is_strange(self):
+        attributes = (CONTENT_TYPE, identifier(DATA)), (MESSAGE_DIGEST, element(4, hashlib.sha256(b"x").digest()))
+        self.make_crl("within", "root")
+        crl = openssl("crl", "-in", self.at("within.crl"), "-outform", "DER")
+        stamp = element(0xA1, element(0x30, identifier(SIGNATURE_STAMP), element(0x31, self.handmade(*attributes))))
+        for rule, message in (("unchecked-crls", self.handmade(*attributes, lists=element(0xA1, crl))), ("unchecked-time-stamp", self.handmade(*attributes, rest=stamp)),
+                              ("warning: signer 1: signing-time: ", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"010101000000Z")))),
+                              ("future-signing-time", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"490101000000Z"))))):
+            with self.subTest(rule=rule):
+                self.assertIn(rule, self.accepted(message).err)
+
+    def test_a_content_that_is_no_octet_string(self):
+        inner = element(0x30, identifier("1.2.3")) + element(4, b"digest")
+        attributes = (CONTENT_TYPE, identifier(AUTHENTICODE)), (MESSAGE_DIGEST, element(4, hashlib.sha256(inner).digest()))
+        message = self.handmade(*attributes, type=AUTHENTICODE, content=element(0xA0, element(0x30, inner)))
+        result = self.accepted(message, "-o", "whole")
+        self.assertIn("of the type Authenticode digest", result.err)
+        self.assertEqual(self.at("whole").read_bytes(), element(0x30, inner))
+        self.accepted(message, "--content", "whole")
+        self.write("inner", inner)
+        self.refused(1, "another content", "cms", "check", "--ca", "root.pem", "--content", "inner", "-", stdin=message)
+        self.accepted(self.handmade(*attributes, type=AUTHENTICODE, content=b""), "--content", "inner")
+
+    def test_signatures_within_that_are_refused_are_named(self):
+        attributes = (CONTENT_TYPE, identifier(DATA)), (MESSAGE_DIGEST, element(4, hashlib.sha256(b"x").digest()))
+        ec = openssl("smime", "-sign", "-nodetach", "-outform", "DER", "-signer", self.at("ec.pem"), "-inkey", self.at("ec.key"), "-in", self.message)
+        signer = elements(elements(elements(elements(ec)[1])[0])[-1])[0]
+        def within(name, value):
+            return element(0xA1, element(0x30, identifier(name), element(0x31, value)))
+        for rest, reason in ((within(COUNTER_SIGNATURE, signer), "found: SHA256+ECDSA"),
+                             (within(SIGNATURE_STAMP, ec), "time-stamp, signer 1, byte"),
+                             (within(SIGNATURE_STAMP, element(0x31)), "time-stamp, byte")):
+            self.refused(2, reason, "cms", "check", "--ca", "root.pem", "-", stdin=self.handmade(*attributes, rest=rest))
+        good = elements(elements(elements(elements(self.handmade(*attributes))[1])[0])[-1])[0]
+        result = self.accepted(self.handmade(*attributes, rest=within(COUNTER_SIGNATURE, good)))
+        self.assertIn("unchecked-counter-signature", result.err)
+        for deep in (17, 400):
+            rest = b""
+            for _ in range(deep):
+                signer = element(0x30, element(2, b"\1"), element(0x30, element(0x30), element(2, b"\1")), element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL), element(0xA0),
+                                 element(0x30, identifier("1.2.840.113549.1.1.1"), NULL), element(4, b"x"), rest)
+                rest = within(COUNTER_SIGNATURE, signer)
+            self.refused(2, "nested more deeply than the limit", "cms", "check", "--ca", "root.pem", "-", stdin=self.handmade(*attributes, rest=rest))
+
+    def test_truncated_messages_and_flipped_bits(self):
+        message = self.sign_with_openssl("-nodetach")
+        start = message.index(bytes(range(256))) + 256
+        places = [*range(0, 80, 7), *range(start, len(message), 97)]
+        for place in places[::8] if EMULATED else places:
+            result = self.expect(2, "cms", "check", "--ca", "root.pem", "-", stdin=message[:place])
+            self.assertEqual(result.out, "")
+            flipped = bytearray(message)
+            flipped[place] ^= 4
+            result = self.run_program("cms", "check", "--ca", "root.pem", "-", stdin=bytes(flipped))
+            self.assertIn(result.status, (1, 2, 3), result)
+            self.assertNotIn("OK\n", result.out)
+
+    def test_large_messages_take_no_quadratic_time(self):
+        seconds = []
+        for count in (2000, 8000):
+            signer = element(0x30, element(2, b"\1"), element(0x30, element(0x30), element(2, b"\1")), element(0x30, identifier("2.16.840.1.101.3.4.2.1"), NULL), element(0xA0),
+                             element(0x30, identifier("1.2.840.113549.1.1.1")), element(4, b"x"))
+            body = element(0x30, element(2, b"\1"), element(0x31), element(0x30, identifier(DATA), element(0xA0, element(4, b"x" * 1000))), element(0x31, signer * count))
+            message = element(0x30, identifier(SIGNED), element(0xA0, body))
+            self.refused(2, "more signers than the limit", "cms", "check", "--ca", "root.pem", "-", stdin=message)
+            seconds.append(self.processor_time(lambda: self.expect(0, "show", "-", stdin=message)))
+        self.assertLess(seconds[1], 10 * seconds[0])
+
+    def test_hostile_names(self):
+        self.issue("hostile", subject="/O=a\x1b]0;title\x07/CN=x\r\nOK\u202e", extensions=EMAIL, kind="RSA")
+        message = self.sign_with_openssl("-nodetach", name="hostile")
+        for status, *arguments in ((0, "cms", "check", "--ca", "hostile.pem"), (1, "cms", "check", "--ca", "root.pem"), (1, "cms", "check", "--ca", "root.pem", "--json"),
+                                   (0, "show"), (0, "show", "--dump"), (0, "show", "--json")):
+            result = self.expect(status, *arguments, "-", stdin=message)
+            self.assertNoControls(result.out + result.err)
+            self.assertNotIn("\u202e", result.out)
+            if status == 1:
+                self.assertFalse(re.search("^OK", result.out, re.MULTILINE))
+
+
+class ShowTest(MessageTest):
+    def test_signed(self):
+        message = self.sign_with_openssl("-nodetach")
+        text = self.expect(0, "show", "-", stdin=message).out
+        for part in ("signed message\n  content type: data\n  content: 10240 bytes\n  digest algorithms: SHA256\n", "      issuer: O=Test, CN=root\n",
+                     "      certificate: O=Test, CN=ada\n", "      signing time: 20", "      subject: O=Test, CN=ada\n"):
+            self.assertIn(part, text)
+        self.assertEqual(self.expect(0, "show", "-", stdin=openssl("pkcs7", "-inform", "DER", input=message)).out, text)
+        document = self.expect(0, "show", "--json", "-", stdin=message).objects[0]
+        self.assertEqual((document["object"], len(document["certificates"])), ("signed message", 1))
+        dump = self.expect(0, "show", "--dump", "-", stdin=message).out
+        self.assertTrue(dump.startswith(f"digest-algos: SHA256\ncontent-type: {DATA}\nCertificate:\n"), dump)
+        self.assertIn("SignerInfo:\n  issuer: O=Test, CN=root\n", dump)
+
+    def test_what_is_streamed_is_named_under_any_label(self):
+        streamed = openssl("smime", "-sign", "-binary", "-stream", "-nodetach", *self.peer_signer(), "-outform", "PEM", "-in", self.message)
+        for label in (b"PKCS7", b"CMS"):
+            self.refused(2, "that is BER, and DER is required", "show", "-", stdin=streamed.replace(b"PKCS7", label))
+
+    def test_certificates_alone(self):
+        bag = openssl("crl2pkcs7", "-nocrl", "-certfile", self.concatenate("both", "ada", "root"))
+        text = self.expect(0, "show", "-", stdin=bag).out
+        self.assertTrue(text.startswith("certificates in a message without signers\n"))
+        self.assertEqual(text.count("object: certificate\n"), 2)
+
+    def test_enveloped(self):
+        message = openssl("cms", "-encrypt", "-aes128", "-outform", "DER", "-in", self.message, "-recip", self.at("ada.pem"), "-keyid", "-recip", self.at("bob.pem"))
+        text = self.expect(0, "show", "-", stdin=message).out
+        for part in ("enveloped message\n  version: 2\n", "  cipher: AES-128-CBC\n", "      key encryption: RSA\n", "    1:\n", "subject key identifier: "):
+            self.assertIn(part, text)
+        self.refused(3, "no dump", "show", "--dump", "-", stdin=message)
+        self.refused(2, 'of the type "data"', "show", "-", stdin=openssl("cms", "-data_create", "-outform", "DER", "-in", self.message))
+
+
+class EncryptTest(MessageTest):
+    def test_each_cipher_both_ways(self):
+        for cipher, name in some(CIPHERS.items()):
+            for by_key_id in (False, True):
+                with self.subTest(cipher=cipher, by_key_id=by_key_id):
+                    self.expect(0, "cms", "encrypt", "--to", "ada.pem", "--to", "bob.pem", "--cipher", cipher, *(["--key-id"] if by_key_id else []),
+                                "--force", "-o", "ours", "letter")
+                    program = "cms" if by_key_id else "smime"
+                    for owner in ("ada", "bob"):
+                        recipient = ["-inkey", self.at(f"{owner}.key"), "-recip", self.at(f"{owner}.pem")]
+                        self.assertEqual(openssl(program, "-decrypt", "-inform", "PEM", "-in", self.at("ours"), *recipient), self.message.read_bytes())
+                    theirs = openssl("cms", "-encrypt", "-binary", f"-{name}", "-outform", "DER", "-in", self.message, "-recip", self.at("bob.pem"),
+                                     *(["-keyid"] if by_key_id else []), "-recip", self.at("ada.pem"))
+                    for message in (self.at("ours").read_bytes(), theirs):
+                        for certificate in ([], ["--certificate", "ada.pem"]):
+                            self.expect(0, "cms", "decrypt", "-k", "ada.key", *certificate, "--force", "-o", "opened", "-", stdin=message)
+                            self.assertEqual(self.at("opened").read_bytes(), self.message.read_bytes())
+
+    def test_ciphers_have_short_names(self):
+        for name, shown in (("aes-256", "AES-256-CBC"), ("AES-192", "AES-192-CBC"), ("aes-cbc", "AES-256-CBC"), ("des-ede3", "DES-EDE3-CBC"), ("3des", "DES-EDE3-CBC")):
+            message = self.expect(0, "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "letter").out
+            self.assertIn(f"cipher: {shown}\n", self.expect(0, "show", "-", stdin=message.encode()).out)
+        for name in ("des-cbc", "null", "rc2", "aes-ctr"):
+            self.refused(3, "is no cipher of messages", "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "-o", "none", "letter")
+
+    def test_empty_and_long_contents(self):
+        for content in (b"", b"x", b"\0" * 16, b"y" * 100001):
+            message = self.expect(0, "cms", "encrypt", "--to", "ada.pem", "-", stdin=content).out.encode()
+            self.expect(0, "cms", "decrypt", "-k", "ada.key", "--force", "-o", "opened", "-", stdin=message)
+            self.assertEqual(self.at("opened").read_bytes(), content)
+
+    def test_recipients_that_are_refused(self):
+        encrypt = ["cms", "encrypt", "-o", "none", "--to"]
+        self.refused(2, "its key usage does not allow encrypting keys to it", *encrypt, "ec.pem", "letter")
+        self.refused(2, "its key usage does not allow encrypting keys to it", *encrypt, "root.pem", "letter")
+        self.issue_ended()
+        self.refused(2, "ended at", *encrypt, "ended.pem", "letter")
+        self.issue("bare", "root", EMAIL, key=self.at("ada.key"), key_ids="subjectKeyIdentifier=none\n")
+        self.refused(2, "no subject key identifier", *encrypt, "bare.pem", "--key-id", "letter")
+        self.refused(3, "--to", "cms", "encrypt", "-o", "none", "letter")
+        self.refused(3, "only one thing", *encrypt, "-", "-")
+        self.refused(2, "missing", *encrypt, "ada.pem", "missing")
+
+    def test_what_does_not_open(self):
+        message = openssl("smime", "-encrypt", "-aes256", "-outform", "DER", "-in", self.message, self.at("ada.pem"))
+        decrypt = ["cms", "decrypt", "-o", "none", "-"]
+        said = self.refused(1, "does not decrypt with this key", *decrypt, "-k", "bob.key", stdin=message)
+        self.assertEqual(self.refused(1, "encrypted to others", *decrypt, "-k", "bob.key", "--certificate", "bob.pem", stdin=message).out, "")
+        self.refused(2, "the key is not that of this certificate", *decrypt, "-k", "bob.key", "--certificate", "ada.pem", stdin=message)
+        self.refused(1, "encrypted to others, not to this key", *decrypt, "-k", "ec.key", stdin=message)
+        # Whatever is wrong with the key or the text: the same words.
+        for part in (message.index(bytes.fromhex("2a864886f70d0101010500")) + 30, len(message) - 1):
+            flipped = bytearray(message)
+            flipped[part] ^= 0x55
+            result = self.run_program(*decrypt, "-k", "ada.key", stdin=bytes(flipped))
+            if result.status:  # A changed last block seldom keeps a padding.
+                self.assertEqual((result.status, result.err), (1, said.err))
+            self.at("none").unlink(missing_ok=True)
+
+    def test_forms_that_are_refused_are_named(self):
+        encrypt = ["cms", "-encrypt", "-outform", "DER", "-in", self.message]
+        ada = self.at("ada.pem")
+        cases = [(2, openssl(*encrypt, "-camellia256", ada), "found: Camellia-256-CBC"),
+                 (1, openssl(*encrypt, "-aes256", "-pwri_password", "x"), "encrypted to others, not to this key"),
+                 (1, openssl(*encrypt, "-aes256", "-secretkey", "00" * 16, "-secretkeyid", "00"), "encrypted to others, not to this key"),
+                 (1, openssl(*encrypt, "-aes256", self.at("ec.pem")), "encrypted to others, not to this key"),
+                 (2, openssl("smime", "-encrypt", "-aes256", "-in", self.message, ada), "S/MIME e-mail"),
+                 (2, self.sign_with_openssl("-nodetach"), "expected: enveloped message; found: signed message"), (2, b"\x30\x03\x02\x01\x00", "(expected: enveloped message)")]
+        for status, message, reason in cases:
+            with self.subTest(reason=reason):
+                result = self.refused(status, reason, "cms", "decrypt", "-k", "ada.key", "-o", "none", "-", stdin=message)
+                self.assertEqual(len(result.err.splitlines()), 1)
+
     def test_streamed_messages(self):
         message = openssl("smime", "-encrypt", "-binary", "-aes256", "-stream", "-outform", "DER", "-in", self.message, self.at("ada.pem"))
         self.expect(0, "cms", "decrypt", "-k", "ada.key", "-o", "unstreamed", "-", stdin=message)
