@@ -8,6 +8,7 @@
 
 namespace fuzz {
 
+void ber(asn1::blob input);
 void certificate(asn1::blob input);
 void cipher(asn1::blob input);
 void crl(asn1::blob input);
@@ -39,6 +40,7 @@ struct Target {
 };
 
 inline constexpr Target targets[] = {
+    {"ber", ber},
     {"certificate", certificate},
     {"cipher", cipher},
     {"crl", crl},

@@ -148,11 +148,14 @@ enum class RefusalId : unsigned {
     totalIterations,
 };
 
-/// For which rules of validation (path.h) a certificate or CRL is read. An object that only the standard rules support
-/// tells what the platform's rules have against it: its `platformRefusal`.
+/// For which rules an object is read: a certificate or CRL for rules of validation (path.h), a message for itself. A
+/// certificate or CRL that only the standard rules support tells what the platform's rules have against it: its
+/// `platformRefusal`.
 enum class FormRules : bool {
     platform, ///< What the platform's rules do not support is refused.
-    standard, ///< What RFC 5280 knows and the platform's rules do not support is read as well.
+    /// What RFC 5280 and RFC 5652 know and the platform's rules do not support is read as well. The input may be BER, which
+    /// is converted (ber.h): that says nothing against an object.
+    standard,
 };
 
 /// A labelled value: "found" and "INTEGER", "now" and a date.

@@ -6,6 +6,7 @@
 #include "sealkit/agreement.h"
 #include "sealkit/asn1.h"
 #include "sealkit/asn1_tree.h"
+#include "sealkit/ber.h"
 #include "sealkit/bignum.h"
 #include "sealkit/blob.h"
 #include "sealkit/block.h"

@@ -19,7 +19,8 @@ RefusalId refusalOf(HeaderError error) {
     }
 }
 
-/// Refuses the element that begins at `bytes`, whose header is malformed.
+} // namespace
+
 bool refuseHeader(Reading& reading, asn1::blob bytes) {
     asn1::blob rest = bytes;
     unsigned tag = 0;
@@ -30,8 +31,6 @@ bool refuseHeader(Reading& reading, asn1::blob bytes) {
         facts = {{"length", std::to_string(length)}, {"bytes left", std::to_string(rest.size())}};
     return reading.refuse(refusalOf(error), bytes, std::move(facts));
 }
-
-} // namespace
 
 namespace {
 

@@ -26,6 +26,9 @@ public:
 /// none), a malformed header, or the end. `field` names the element that was to be read; null for none. Always false.
 bool refuseElement(Level const& level, unsigned expected, char const* field = nullptr);
 
+/// Refuses the element that `bytes`, which are not empty, begin with: its header is malformed. Always false.
+bool refuseHeader(Reading& reading, asn1::blob bytes);
+
 /// Refuses what stands at `at` as the value of `field`; null for none. Always false.
 bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned char const* at,
                  std::vector<Fact> facts = {});

@@ -68,6 +68,8 @@ public:
     /// Whether a refusal is asked for and not filled in yet. For facts that are dear to gather.
     bool wantsReason() const { return refusal != nullptr && !refused; }
     bool isStated() const { return diagnostics == Diagnostics::stated; }
+    /// Whether the forms of the standards are read that the stated entry points refuse.
+    bool isStandard() const { return forms == FormRules::standard; }
 
     /// A step of the way to where the reader stands, for as long as it lives: "extension 4 (nameConstraints)".
     class Step {

@@ -2,6 +2,7 @@
 #include "sealkit/pem.h"
 #include "sealkit/pkcs8.h"
 
+#include "asn1/ber.h"
 #include "asn1/element.h"
 #include "asn1/input_kind.h"
 #include "asn1/oids.h"
@@ -31,7 +32,8 @@ bool isReadable(Reading& reading, asn1::blob der) {
 template <typename T>
 std::unique_ptr<T> readDer(Reading& reading, asn1::blob der) {
     auto object = std::make_unique<T>();
-    if (!isReadable(reading, der) || !detail::read(reading, der, *object))
+    auto const readInto = [&](asn1::blob bytes) { return detail::read(reading, bytes, *object); };
+    if (!isReadable(reading, der) || !detail::readDerOrBer(reading, der, readInto))
         return nullptr;
     return object;
 }

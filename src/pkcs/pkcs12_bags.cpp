@@ -6,7 +6,7 @@
 #include "asn1/oids.h"
 #include "keys/bmp_string.h"
 #include "keys/read.h"
-#include "pkcs/ber.h"
+#include "asn1/ber.h"
 #include "pkcs/read.h"
 #include "x509/read.h"
 

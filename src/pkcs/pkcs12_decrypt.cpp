@@ -9,7 +9,7 @@
 #include "keys/password_scheme.h"
 #include "keys/pbmac1.h"
 #include "keys/read.h"
-#include "pkcs/ber.h"
+#include "asn1/ber.h"
 #include "pkcs/pkcs12_bags.h"
 #include "pkcs/pkcs12_mac.h"
 #include "pkcs/read.h"

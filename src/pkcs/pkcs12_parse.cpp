@@ -5,7 +5,7 @@
 #include "asn1/element.h"
 #include "asn1/header.h"
 #include "asn1/oids.h"
-#include "pkcs/ber.h"
+#include "asn1/ber.h"
 #include "pkcs/pkcs12_bags.h"
 #include "pkcs/read.h"
 #include "pkcs/version.h"

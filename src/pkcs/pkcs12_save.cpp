@@ -5,7 +5,7 @@
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
 #include "keys/content_cipher.h"
-#include "pkcs/ber.h"
+#include "asn1/ber.h"
 #include "pkcs/pkcs12_bags.h"
 
 #include <algorithm>

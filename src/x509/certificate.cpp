@@ -2,6 +2,7 @@
 #include "sealkit/pkcs8.h"
 #include "sealkit/x509.h"
 
+#include "asn1/ber.h"
 #include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
@@ -387,7 +388,8 @@ bool X509Certificate::parse(asn1::blob der, Refusal* refusal) {
 
 bool X509Certificate::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
     Reading reading(der, refusal, forms);
-    return detail::read(reading, der, *this) ||
+    auto const readInto = [&](asn1::blob bytes) { return detail::read(reading, bytes, *this); };
+    return detail::readDerOrBer(reading, der, readInto) ||
            detail::refuseOtherKind(reading, InputKind::certificate, detail::findDerKind(der));
 }
 

@@ -3,6 +3,7 @@
 
 #include "sealkit/der.h"
 
+#include "asn1/ber.h"
 #include "asn1/input_kind.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
@@ -296,7 +297,8 @@ bool X509Crl::parse(asn1::blob der, Refusal* refusal) { return parse(der, refusa
 
 bool X509Crl::parse(asn1::blob der, Refusal* refusal, FormRules forms) {
     Reading reading(der, refusal, forms);
-    return detail::read(reading, der, *this) ||
+    auto const readInto = [&](asn1::blob bytes) { return detail::read(reading, bytes, *this); };
+    return detail::readDerOrBer(reading, der, readInto) ||
            detail::refuseOtherKind(reading, InputKind::crl, detail::findDerKind(der));
 }
 

@@ -155,4 +155,30 @@ TEST(FormRules, KeepExtensionsThatWereNotChanged) {
     EXPECT_EQ(certificate.serializeExtensions(), sequence(constraints, unknown));
 }
 
+/// The object with an indefinite length around it.
+Bytes inBer(Bytes const& der) {
+    asn1::parser whole{asn1::blob(der)};
+    asn1::blob const content = whole.take();
+    return join({Bytes{0x30, 0x80}, Bytes(content.begin(), content.end()), Bytes{0, 0}});
+}
+
+template <typename Object>
+void expectReadFromBer(Bytes const& der) {
+    Bytes const ber = inBer(der);
+    Object object;
+    Refusal refusal;
+    EXPECT_FALSE(object.parse(asn1::blob(ber), &refusal));
+    EXPECT_EQ(refusal.id, RefusalId::indefiniteLength);
+    EXPECT_TRUE(object.parse(asn1::blob(ber), nullptr, FormRules::standard));
+    EXPECT_EQ(object.serialize(), der);
+    EXPECT_EQ(object.platformRefusal(), nullptr);
+    EXPECT_FALSE(object.parse(asn1::blob(ber.data(), ber.size() - 1), &refusal, FormRules::standard));
+    EXPECT_EQ(refusal.id, RefusalId::truncatedElement);
+}
+
+TEST(FormRules, ObjectsInBerAreConverted) {
+    expectReadFromBer<X509Certificate>(CertificateParts().der());
+    expectReadFromBer<X509Crl>(CrlParts().der());
+}
+
 } // namespace TEST_FILE
