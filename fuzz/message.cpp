@@ -116,6 +116,37 @@ void signedData(asn1::blob input) {
     SEALKIT_ASSERT(save(again) == anew);
 }
 
+/// What is read for the standard rules holds all that the narrow form has, ends in a verdict, and is written anew with the
+/// same meaning.
+void anySignedData(asn1::blob input) {
+    PKCS7SignedData message, narrow;
+    bool const isGood = message.parse(input, nullptr, FormRules::standard);
+    fuzz::checkRefusal(input, isGood, [&](Refusal* refusal) {
+        return PKCS7SignedData().parse(input, refusal, FormRules::standard);
+    });
+    SEALKIT_ASSERT(isGood || !narrow.parse(input, nullptr));
+    if (!isGood)
+        return;
+    fuzz::dumpOf(message);
+    SEALKIT_ASSERT(message.ignored().size() <= PKCS7SignedData::maxIgnored);
+    CertificateMemoryStore store;
+    store.certs = message.certificates;
+    checkUnderOptions(message, store);
+    if (narrow.parse(input, nullptr)) {
+        std::string reason;
+        SEALKIT_ASSERT(narrow.certificates.size() == message.certificates.size() &&
+                       narrow.signerInfos.size() == message.signerInfos.size());
+        SEALKIT_ASSERT(narrow.verify(store, {}, whenValid, &reason) ==
+                       message.verify(store, {}, whenValid, &reason));
+    }
+    for (auto const& signer : message.signerInfos)
+        SEALKIT_ASSERT(signer->form() != nullptr);
+    std::vector<unsigned char> const encoded = message.encode();
+    PKCS7SignedData again;
+    if (again.parse(encoded, nullptr, FormRules::standard))
+        SEALKIT_ASSERT(again.encode() == encoded && again.signerInfos.size() == message.signerInfos.size());
+}
+
 void timeStampRequest(asn1::blob input) {
     TimeStampRequest request;
     bool const isGood = request.parse(input);
@@ -135,6 +166,7 @@ void timeStampRequest(asn1::blob input) {
 void fuzz::message(asn1::blob input) {
     std::streambuf* const errors = std::cerr.rdbuf(nullptr);
     signedData(input);
+    anySignedData(input);
     timeStampRequest(input);
     TimeStampResponse response;
     bool const isResponse = response.parse(input);

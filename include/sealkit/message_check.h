@@ -11,8 +11,10 @@
 /// `PKCS7SignedData::verify` gives the first failure of the same checks as text; it asks for no purpose and no CRLs.
 /// Chains are searched as `PathSearch` (search.h) does.
 ///
-/// Not checked: counter-signatures, time-stamps of signatures, and CRLs within the message; a warning names each. Nor is
-/// the list of digest algorithms, which is not signed.
+/// A false counter-signature does not make a message fail, as it says nothing about the content: a warning names it.
+///
+/// Not checked: time-stamps of signatures, and CRLs within the message; a warning names each. Nor is the list of digest
+/// algorithms, which is not signed.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -47,9 +49,14 @@ enum class MessageFindingId : unsigned {
     otherContentType,
     noDigest,
     otherDigest,
+    contentIsAttributes,
     noCertificate,
+    unsupportedDigest,
+    unsupportedAlgorithm,
     noRsaKey,
+    otherKey,
     badSignature,
+    notTried,
     untrusted,
 
     // Failures: of a time-stamp.
@@ -70,8 +77,11 @@ enum class MessageFindingId : unsigned {
     // Warnings.
     weakDigest,
     uncheckedCounterSignature,
+    falseCounterSignature,
+    untrustedCounterSignature,
     uncheckedTimeStamp,
     uncheckedCrls,
+    ignoredObjects,
     futureSigningTime,
     signingTimeOutsideValidity,
     rewrittenIssuer,
@@ -81,6 +91,7 @@ enum class MessageFindingId : unsigned {
     otherAuthorityName,
 
     // Notes.
+    counterSigned,
     issuerDoesNotRoundTrip,
     chainNotSearched,
 };
@@ -116,6 +127,9 @@ struct SignerVerdict {
     std::shared_ptr<X509Certificate> certificate; ///< Null if it is not available.
     std::shared_ptr<PathVerdict const>
         path; ///< Shared by the signers of a certificate; null if not searched.
+    /// The holders of these keys signed the signer's signature, or one of them that. Those whose signatures are false or
+    /// that are not trusted are among the findings alone.
+    std::vector<SignerVerdict> counterSigners;
 };
 
 /// The result of a check.
@@ -144,6 +158,15 @@ struct MessageCheckOptions {
 /// The number of certificates and signers above which a message is not checked.
 inline constexpr size_t maxMessageCertificates = 1000;
 inline constexpr size_t maxMessageSigners = 100;
+/// The number of certificates of one issuer and serial number, or one key identifier, that are tried for a signer, and that
+/// of all signatures that are verified in vain.
+inline constexpr size_t maxSignerCandidates = 8;
+inline constexpr size_t maxVainSignatures = 64;
+/// The number of counter-signatures that are checked, in one another and of all signers.
+inline constexpr size_t maxCounterSignatures = 100;
+/// The number of signatures that are checked of keys which sign the content without a digest before it (Ed25519 without
+/// attributes): each reads all of the content.
+inline constexpr size_t maxContentSignatures = 4;
 /// The number of certificates of signers whose chains may fail before no more are searched.
 inline constexpr size_t maxUntrustedSigners = 4;
 /// By how many seconds a time may be ahead, as clocks differ.
@@ -153,7 +176,8 @@ inline constexpr std::int64_t maxClockSkew = 300;
 /// without signers fails. The verdict views `message`.
 ///
 /// What a signer signed are its attributes: they must hold one content type, the message's, and one digest, that of the
-/// content (RFC 5652, section 5.6).
+/// content (RFC 5652, section 5.6). A signer without attributes, of a message that was read for the standard rules, signed
+/// the content. Of several certificates that a signer may mean, its own is the one under whose key the signature verifies.
 SEALKIT_API MessageVerdict checkMessage(PKCS7SignedData const& message, CertificateStore const& store,
                                         MessageCheckOptions const& options);
 

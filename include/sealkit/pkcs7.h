@@ -9,10 +9,11 @@
 /// | `PKCS7EncryptedContentInfo` | the encrypted content and its algorithm                           | 6.1      |
 /// | `PKCS7EncryptedData`        | a content encrypted under a key that is agreed elsewhere          | 8        |
 ///
-/// Signers have an RSA key, are named by issuer and serial number, and sign attributes: the type of the
-/// content and its digest. Signatures over the content alone, signers that are named by a key identifier, and
+/// `parse` takes signers that have an RSA key, are named by issuer and serial number, and sign attributes: the type of
+/// the content and its digest. Signatures over the content alone, signers that are named by a key identifier, and
 /// other kinds of keys are refused. A digest algorithm needs its NULL parameters. Everything is DER;
-/// indefinite lengths are refused.
+/// indefinite lengths are refused. For the standard rules (`FormRules`) it takes signers of every kind, and BER;
+/// `addSigner` and `encode` make such messages.
 ///
 /// Contents are encrypted in CBC mode, under des-EDE3 (key 24, IV 8 bytes) or AES (key 16, 24 or 32, IV 16),
 /// and content keys by PKCS#1 v1.5 (RFC 3370, section 4.2.1). Recipients by key agreement, key-encryption key
@@ -47,7 +48,27 @@
 
 class CertificateStore;
 struct PathOptions;
+struct PKCS7SignerForm;
 class PKCS7SignedData;
+class PKCS7SignerInfo;
+
+namespace detail {
+class Reading;
+bool read(Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to, unsigned depth);
+bool readSignedData(Reading& reading, asn1::blob signedData, PKCS7SignedData& to, unsigned depth);
+} // namespace detail
+
+/// How a signer of a message signs.
+struct PKCS7SignerOptions {
+    /// Of the content and, but for Ed25519, of the signature. Ed25519 signs with SHA-512 alone (RFC 8419).
+    HashID hash = HashID::SHA256;
+    /// Names the certificate by its subject key identifier, and not by issuer and serial number.
+    bool byKeyId = false;
+    /// Signs attributes (content type, digest and time), and not the content alone. A content of another type than data
+    /// needs them (RFC 5652, section 5.3).
+    bool hasAttributes = true;
+    std::optional<TimePoint> signingTime; ///< Among the attributes. The years 1950 to 2049.
+};
 
 /// SignerInfo (RFC 5652, section 5.3). Object identifiers are content octets throughout.
 class SEALKIT_API PKCS7SignerInfo {
@@ -78,7 +99,7 @@ public:
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob signerInfo, Refusal* refusal);
 
-    /// Writes the SignerInfo, of version 1. The attributes are `authAttributes`. If those are empty, they are
+    /// Writes the SignerInfo, of version 1 unless it has a `form`. The attributes are `authAttributes`. If those are empty, they are
     /// first made from `contentType` and `contentDigest`, unless there is no content type, no content digest
     /// and no signing time. A signing time that is not among them is not written.
     void save(DerEncoder& to);
@@ -92,6 +113,17 @@ public:
               asn1::blob content, HashID hash);
     bool sign(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
               asn1::blob content, unsigned hash);
+
+    /// Fills in the object and signs `content`, of type `contentTypeOid`, with the key of `certificate`, RSA by PKCS#1 v1.5,
+    /// EC on a named curve or Ed25519. The issuer has the certificate's bytes. Returns false and leaves the object unchanged
+    /// if the key cannot sign, if a certificate that is to be named by its key identifier has none, if attributes are
+    /// missing that the content needs, or if the time cannot be written.
+    bool sign(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
+              asn1::blob content, PKCS7SignerOptions const& options);
+
+    /// What other signers have than those of the narrow form; null for one of those. As of `parse` for the standard rules,
+    /// or of `sign` with options.
+    PKCS7SignerForm const* form() const { return otherForm.get(); }
 
     /// The digest that is signed: that of `authAttributes` as a SET (RFC 5652, section 5.4). Empty if `hash`
     /// is unknown.
@@ -118,6 +150,26 @@ public:
 
     /// Writes the fields as text, line by line. Names are not escaped and may contain any byte.
     void dump(std::ostream& out) const;
+
+private:
+    friend bool detail::read(detail::Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to,
+                             unsigned depth);
+
+    std::unique_ptr<PKCS7SignerForm> otherForm;
+};
+
+/// The form of a signer that is read for the standard rules, or made with options (RFC 5652, section 5.3).
+struct SEALKIT_API PKCS7SignerForm {
+    /// Names the certificate; empty for one that is named by issuer and serial number, which are empty otherwise.
+    std::vector<unsigned char> subjectKeyId;
+    bool hasAttributes = true; ///< Whether attributes are signed, and not the content alone.
+    /// Content octets of the object identifier of the digest algorithm, known or not.
+    std::vector<unsigned char> digestAlgorithm;
+    AlgorithmIdentifier signatureAlgorithm; ///< The parameters are empty when absent.
+    /// Those behind the first, which is the signer's `counterSignature`.
+    std::vector<std::unique_ptr<PKCS7SignerInfo>> furtherCounterSignatures;
+    /// Whether there is a time-stamp of the signature (RFC 3161, appendix A) that is no `msCounterSignature`.
+    bool hasTimeStamp = false;
 };
 
 /// SignedData (RFC 5652, section 5.1). Its content may be secret, as that of a signed PKCS#12 file is: `raw`
@@ -145,8 +197,21 @@ public:
     bool parse(asn1::blob message);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob message, Refusal* refusal);
-    /// The same, with the certificates and CRLs that `forms` takes.
+    /// The same, with the certificates and CRLs that `forms` takes. For `FormRules::standard` this also takes
+    ///
+    /// - BER, of which `raw` holds the DER;
+    /// - signers that are named by key identifier, sign no attributes, or have other keys, digest and signature algorithms,
+    ///   with parameters that are NULL or absent: their `form` tells;
+    /// - several counter-signatures;
+    /// - messages of version 4 and 5. Certificates and CRLs of other kinds than X.509, and those that do not parse, are left
+    ///   out: `ignored` tells.
+    ///
+    /// Whether a signer's algorithms are supported is up to whoever checks the message.
     bool parse(asn1::blob message, Refusal* refusal, FormRules forms);
+
+    /// Why certificates and CRLs of the message are left out, at most `maxIgnored` of them. As of `parse`.
+    std::vector<Refusal> const& ignored() const { return ignoredObjects; }
+    static constexpr size_t maxIgnored = 100; ///< The number of reasons that are kept.
 
     /// Reads a DER SignedData of version 1 or 3. Returns false if it is malformed, has trailing bytes,
     /// another version or an unknown digest algorithm, if a certificate, CRL or signer does not parse, or if
@@ -168,13 +233,27 @@ public:
     bool create(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
                 asn1::blob content, unsigned hash);
 
+    /// Sets type and content of a message that is made, the content as an OCTET STRING. Signers sign it then.
+    void setContent(asn1::blob contentTypeOid, asn1::blob contentOctets);
+
+    /// Appends a signer of the content, its digest algorithm and its certificate, where those are not there yet. Returns
+    /// false and leaves the message unchanged if `PKCS7SignerInfo::sign` fails. To leave the content out, clear `content`
+    /// afterwards; `raw` is cleared here.
+    bool addSigner(X509Certificate const& certificate, PrivateKey const& key,
+                   PKCS7SignerOptions const& options);
+
+    /// The DER of the ContentInfo, with the version that RFC 5652 asks for (section 5.1) and all SETs in DER's order: the
+    /// content, certificates and CRLs as they stand, and signers that `addSigner` or `parse` for the standard rules made.
+    /// Without signers and content it is a bundle of certificates and CRLs ("certs-only", RFC 8551, section 3.8).
+    std::vector<unsigned char> encode() const;
+
     /// The content as a file has it: the content octets of an OCTET STRING, the whole element of another
     /// type. Empty for a detached signature. A view of `content`.
     asn1::blob contentOctets() const;
 
     /// The certificate of the message that `verify` takes for the signer's: the first one that has its issuer
     /// and serial number, octet by octet, else the first whose issuer matches once `DistinguishedName` has
-    /// re-encoded it. Null if it is missing.
+    /// re-encoded it, or for a signer that is named by key identifier the first that has it. Null if it is missing.
     std::shared_ptr<X509Certificate> findCertificate(PKCS7SignerInfo const& signer) const;
 
     /// Whether every signer signed the content, and `store` vouches for its certificate at the time `now`.
@@ -209,7 +288,12 @@ public:
     void dump(std::ostream& out) const;
 
 private:
+    friend bool detail::readSignedData(detail::Reading& reading, asn1::blob signedData, PKCS7SignedData& to,
+                                       unsigned depth);
+
     void wipe();
+
+    std::vector<Refusal> ignoredObjects;
 };
 
 /// KeyTransRecipientInfo (RFC 5652, section 6.2.1).

@@ -308,6 +308,9 @@ inline constexpr unsigned char timeStampInfo[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 
 // 1.2.840.113549.1.9.16.2.12 (id-aa-signingCertificate, RFC 5035)
 inline constexpr unsigned char signingCertificate[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
                                                        0x01, 0x09, 0x10, 0x02, 0x0c};
+// 1.2.840.113549.1.9.16.2.14 (id-aa-timeStampToken, RFC 3161)
+inline constexpr unsigned char signatureTimeStamp[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
+                                                       0x01, 0x09, 0x10, 0x02, 0x0e};
 // 1.2.840.113549.1.9.16.2.47 (id-aa-signingCertificateV2, RFC 5035)
 inline constexpr unsigned char signingCertificateV2[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d,
                                                          0x01, 0x09, 0x10, 0x02, 0x2f};

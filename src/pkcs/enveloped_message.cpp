@@ -4,9 +4,9 @@
 #include "sealkit/oid_names.h"
 #include "sealkit/pbes2.h"
 
+#include "asn1/ber.h"
 #include "asn1/oids.h"
 #include "asn1/read.h"
-#include "pkcs/ber.h"
 #include "pkcs/enveloped_content.h"
 #include "pkcs/read.h"
 #include "pkcs/recipient_keys.h"

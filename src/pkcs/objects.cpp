@@ -4,11 +4,11 @@
 #include "sealkit/pem.h"
 #include "sealkit/pkcs12.h"
 
+#include "asn1/ber.h"
 #include "asn1/input_kind.h"
 #include "base/secret_bytes.h"
 #include "base/view.h"
 #include "pem/read.h"
-#include "pkcs/ber.h"
 #include "pkcs/read.h"
 #include "pkcs/trust_settings.h"
 #include "x509/read.h"

@@ -2,11 +2,11 @@
 
 #include "sealkit/oid_names.h"
 
+#include "asn1/ber.h"
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "keys/bmp_string.h"
 #include "keys/read.h"
-#include "asn1/ber.h"
 #include "pkcs/read.h"
 #include "x509/read.h"
 

@@ -2,6 +2,7 @@
 #include "sealkit/oid_names.h"
 #include "sealkit/pbes2.h"
 
+#include "asn1/ber.h"
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
@@ -9,7 +10,6 @@
 #include "keys/password_scheme.h"
 #include "keys/pbmac1.h"
 #include "keys/read.h"
-#include "asn1/ber.h"
 #include "pkcs/pkcs12_bags.h"
 #include "pkcs/pkcs12_mac.h"
 #include "pkcs/read.h"

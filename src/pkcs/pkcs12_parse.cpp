@@ -2,10 +2,10 @@
 #include "sealkit/message.h"
 #include "sealkit/pkcs12.h"
 
+#include "asn1/ber.h"
 #include "asn1/element.h"
 #include "asn1/header.h"
 #include "asn1/oids.h"
-#include "asn1/ber.h"
 #include "pkcs/pkcs12_bags.h"
 #include "pkcs/read.h"
 #include "pkcs/version.h"

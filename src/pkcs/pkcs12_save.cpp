@@ -1,11 +1,11 @@
 #include "sealkit/pbes2.h"
 #include "sealkit/pkcs8.h"
 
+#include "asn1/ber.h"
 #include "asn1/element.h"
 #include "asn1/oids.h"
 #include "base/secret_bytes.h"
 #include "keys/content_cipher.h"
-#include "asn1/ber.h"
 #include "pkcs/pkcs12_bags.h"
 
 #include <algorithm>

@@ -39,6 +39,9 @@ bool read(Reading& reading, asn1::blob tstInfo, TimeStampInfo& to);
 /// The hash of an AlgorithmIdentifier, a whole element with NULL parameters.
 bool readDigestAlgorithm(Reading& reading, asn1::blob element, HashID* hash);
 
+/// Writes the digest algorithm of a signer.
+void saveDigestAlgorithm(PKCS7SignerInfo const& signer, DerEncoder& to);
+
 /// Reads the content of an AlgorithmIdentifier as `parse` does, but for parameters that are absent: those stay so,
 /// and are not written.
 bool readPlainAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to);

@@ -2,13 +2,17 @@
 
 #include "sealkit/oid.h"
 
+#include "asn1/ber.h"
 #include "asn1/element.h"
 #include "asn1/oids.h"
+#include "asn1/read.h"
 #include "base/secret_bytes.h"
 #include "pkcs/read.h"
+#include "pkcs/sorted_set.h"
 #include "x509/read.h"
 
 #include <algorithm>
+#include <map>
 #include <ostream>
 #include <string>
 
@@ -25,6 +29,15 @@ bool readDigestAlgorithms(Reading& reading, asn1::blob set, std::vector<HashID>*
         Reading::Step const step(reading, "digest algorithm", number);
         asn1::blob algorithm;
         HashID hash;
+        if (reading.isStandard()) {
+            // The signers name theirs themselves.
+            asn1::blob type, parameters;
+            if (!detail::takeAlgorithm(elements, &type, &parameters, "algorithm"))
+                return false;
+            if (hash = getHashID(type); hash != HashID::none)
+                algorithms->push_back(hash);
+            continue;
+        }
         if (!detail::takeWhole(elements, tag::sequence, &algorithm) ||
             !detail::readDigestAlgorithm(reading, algorithm, &hash))
             return false;
@@ -75,6 +88,35 @@ bool readObjects(Reading& reading, asn1::blob set, char const* what,
     return true;
 }
 
+/// The same for the standard rules: what is of another kind or does not parse is left out, with the reason in `ignored`.
+template <typename Object>
+bool readSomeObjects(Reading& reading, asn1::blob set, char const* what,
+                     std::vector<std::shared_ptr<Object>>* objects, std::vector<Refusal>* ignored) {
+    Level elements(reading, set);
+    for (size_t number = 1; !detail::atEnd(elements); number++) {
+        Reading::Step const step(reading, what, number);
+        if (elements.tag == asn1::parser::errorTag)
+            return detail::refuseElement(elements, tag::sequence);
+        asn1::blob const element(elements.tlvStart, elements.valueEnd);
+        Refusal refusal;
+        Reading own(element, &refusal, FormRules::standard);
+        auto object = std::make_shared<Object>();
+        if (elements.tag != tag::sequence)
+            own.refuse(RefusalId::unsupportedCertificateKind, element,
+                       {{"found", detail::tagText(elements.tag)}});
+        else if (detail::read(own, element, *object))
+            objects->push_back(std::move(object));
+        if (refusal && ignored->size() < PKCS7SignedData::maxIgnored) {
+            refusal.path = reading.path() + (refusal.path.empty() ? "" : ", ") + refusal.path;
+            if (refusal.offset != Refusal::nowhere)
+                refusal.offset = reading.offsetOf(element.start + refusal.offset);
+            ignored->push_back(std::move(refusal));
+        }
+        elements.next();
+    }
+    return true;
+}
+
 bool readSigners(Reading& reading, asn1::blob set, unsigned depth,
                  std::vector<std::unique_ptr<PKCS7SignerInfo>>* signers) {
     Level elements(reading, set);
@@ -101,21 +143,25 @@ bool detail::readSignedData(Reading& reading, asn1::blob signedData, PKCS7Signed
     unsigned version;
     if (!takeUInt(fields, &version, "version"))
         return false;
-    if (version != 1 && version != 3) {
+    bool const isLater = reading.isStandard() && (version == 4 || version == 5);
+    if (version != 1 && version != 3 && !isLater) {
         std::string const number = std::to_string(version);
         reading.noteError("bad version " + number);
         return reading.refuse(RefusalId::messageVersion, place, {{"expected", "1 or 3"}, {"found", number}});
     }
+    auto const readList = [&](asn1::blob set, char const* what, auto* list) {
+        return reading.isStandard() ? readSomeObjects(reading, set, what, list, &to.ignoredObjects)
+                                    : readObjects(reading, set, what, list);
+    };
     if (!take(fields, tag::set, &algorithms, "digest algorithms") ||
         !readDigestAlgorithms(reading, algorithms, &to.digestAlgorithms) ||
         !take(fields, tag::sequence, &encapsulated, "content") || !readContent(reading, encapsulated, to))
         return false;
     if (fields.tag == tag::constructed(0) &&
-        (!take(fields, tag::constructed(0), &objects) ||
-         !readObjects(reading, objects, "certificate", &to.certificates)))
+        (!take(fields, tag::constructed(0), &objects) || !readList(objects, "certificate", &to.certificates)))
         return false;
     if (fields.tag == tag::constructed(1) &&
-        (!take(fields, tag::constructed(1), &objects) || !readObjects(reading, objects, "CRL", &to.crls)))
+        (!take(fields, tag::constructed(1), &objects) || !readList(objects, "CRL", &to.crls)))
         return false;
     return take(fields, tag::set, &signers, "signers") &&
            readSigners(reading, signers, depth, &to.signerInfos) && finish(fields);
@@ -156,6 +202,7 @@ PKCS7SignedData& PKCS7SignedData::operator=(PKCS7SignedData&& other) noexcept {
     certificates = std::move(other.certificates);
     crls = std::move(other.crls);
     signerInfos = std::move(other.signerInfos);
+    ignoredObjects = std::move(other.ignoredObjects);
     return *this;
 }
 
@@ -190,7 +237,9 @@ bool PKCS7SignedData::parse(asn1::blob message, Refusal* refusal) {
 
 bool PKCS7SignedData::parse(asn1::blob message, Refusal* refusal, FormRules forms) {
     Reading reading(message, refusal, forms);
-    return readAnew(*this, [&](PKCS7SignedData& to) { return detail::read(reading, message, to); });
+    return detail::readAsDer(reading, reading.isStandard(), message, [&](asn1::blob der) {
+        return readAnew(*this, [&](PKCS7SignedData& to) { return detail::read(reading, der, to); });
+    });
 }
 
 bool PKCS7SignedData::parseContentInfo(asn1::blob signedData) {
@@ -249,18 +298,103 @@ bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey cons
     return create(certificate, key, contentTypeOid, contentOctets, static_cast<HashID>(hash));
 }
 
+void PKCS7SignedData::setContent(asn1::blob contentTypeOid, asn1::blob octets) {
+    std::vector<unsigned char> type = detail::copyOf(contentTypeOid); // Before the views of this object end.
+    std::vector<unsigned char> element = DerEncoder().addOctetString(octets).take();
+    wipe();
+    raw.clear();
+    contentType = std::move(type);
+    content = std::move(element);
+}
+
+bool PKCS7SignedData::addSigner(X509Certificate const& certificate, PrivateKey const& key,
+                                PKCS7SignerOptions const& options) {
+    auto signer = std::make_unique<PKCS7SignerInfo>();
+    if (!signer->sign(certificate, key, contentType, contentOctets(), options))
+        return false;
+    auto const isSame = [&](auto const& other) {
+        return other->tbs == certificate.tbs && other->signature == certificate.signature;
+    };
+    if (std::ranges::none_of(certificates, isSame))
+        certificates.push_back(std::make_shared<X509Certificate>(certificate));
+    if (std::ranges::find(digestAlgorithms, signer->digestAlgorithm) == digestAlgorithms.end())
+        digestAlgorithms.push_back(signer->digestAlgorithm);
+    signerInfos.push_back(std::move(signer));
+    detail::wipe(raw);
+    raw.clear();
+    return true;
+}
+
+namespace {
+
+/// Of the message: 3 for a content of another type than data and for signers by key identifier, else 1.
+unsigned versionOf(PKCS7SignedData const& message) {
+    bool const hasKeyId = std::ranges::any_of(message.signerInfos, [](auto const& signer) {
+        return signer->form() != nullptr && !signer->form()->subjectKeyId.empty();
+    });
+    return hasKeyId || asn1::blob(message.contentType) != getDataOid() ? 3 : 1;
+}
+
+/// The known digest algorithms of the signers, each with the parameters of one of them, NULL before none.
+std::vector<unsigned char> encodeDigestAlgorithms(PKCS7SignedData const& message) {
+    std::map<HashID, std::vector<unsigned char>> byHash;
+    for (auto const& signer : message.signerInfos) {
+        DerEncoder algorithm;
+        detail::saveDigestAlgorithm(*signer, algorithm);
+        std::vector<unsigned char>& written = byHash[signer->digestAlgorithm];
+        if (algorithm.buf.size() > written.size())
+            written = algorithm.take();
+    }
+    byHash.erase(HashID::none);
+    DerEncoder algorithms;
+    for (auto const& [hash, algorithm] : byHash)
+        algorithms.addEncoded(algorithm);
+    return detail::sortedSet(algorithms.take());
+}
+
+} // namespace
+
+std::vector<unsigned char> PKCS7SignedData::encode() const {
+    asn1::blob const type = contentType.empty() ? getDataOid() : asn1::blob(contentType);
+    DerEncoder to, list;
+    to.begin(tag::sequence).addOid(oid::signedData).begin(tag::constructed(0)).begin(tag::sequence);
+    to.addInteger(contentType.empty() ? 1 : versionOf(*this));
+    to.add(tag::set, encodeDigestAlgorithms(*this)).begin(tag::sequence).addOid(type);
+    if (!content.empty())
+        to.begin(tag::constructed(0)).addEncoded(content).end();
+    to.end();
+    for (auto const& certificate : certificates)
+        list.addEncoded(certificate->serialize());
+    if (!certificates.empty())
+        to.add(tag::constructed(0), detail::sortedSet(list.take()));
+    for (auto const& crl : crls)
+        list.addEncoded(crl->serialize());
+    if (!crls.empty())
+        to.add(tag::constructed(1), detail::sortedSet(list.take()));
+    for (auto const& signer : signerInfos)
+        signer->save(list);
+    to.add(tag::set, detail::sortedSet(list.take()));
+    to.end().end().end();
+    return to.take();
+}
+
 asn1::blob PKCS7SignedData::contentOctets() const {
     asn1::parser const element{asn1::blob(content)};
     return element.tag == tag::octetString ? element.value() : asn1::blob(content);
 }
 
 std::shared_ptr<X509Certificate> PKCS7SignedData::findCertificate(PKCS7SignerInfo const& signer) const {
+    auto const keyIdOf = [](auto const& certificate) -> auto const& { return certificate->subjectKeyId; };
     auto const findBy = [&](auto hasIssuer) -> std::shared_ptr<X509Certificate> {
         auto const found = std::ranges::find_if(certificates, [&](auto const& certificate) {
             return certificate->serialNumber == signer.serialNumber && hasIssuer(*certificate);
         });
         return found == certificates.end() ? nullptr : *found;
     };
+    if (signer.form() != nullptr && !signer.form()->subjectKeyId.empty()) {
+        auto const named = std::ranges::find(certificates, signer.form()->subjectKeyId, keyIdOf);
+        return named == certificates.end() ? nullptr : *named;
+    }
     asn1::blob const issuer = signer.issuer;
     if (auto exact = findBy([&](X509Certificate const& other) { return other.issuerBytes() == issuer; }))
         return exact;

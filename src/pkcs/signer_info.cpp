@@ -8,6 +8,8 @@
 #include "asn1/read.h"
 #include "pkcs/attributes.h"
 #include "pkcs/read.h"
+#include "pkcs/sorted_set.h"
+#include "x509/writer.h"
 
 #include <ostream>
 #include <string>
@@ -53,10 +55,32 @@ bool readFirstValue(Reading& reading, asn1::blob values, asn1::blob* element) {
     return detail::takeWhole(elements, tag::sequence, element);
 }
 
-bool readUnsignedAttribute(Reading& reading, detail::Attribute const& attribute, PKCS7SignerInfo& to,
+/// All values of one attribute (RFC 5652, section 11.4).
+bool readCounterSignatures(Reading& reading, asn1::blob values, PKCS7SignerInfo& to, PKCS7SignerForm& form,
                            unsigned depth) {
+    Level elements(reading, values);
+    for (size_t number = 1; !detail::atEnd(elements); number++) {
+        Reading::Step const step(reading, "counter-signature", number);
+        asn1::blob element;
+        auto signer = std::make_unique<PKCS7SignerInfo>();
+        if (!detail::takeWhole(elements, tag::sequence, &element) ||
+            !detail::read(reading, element, *signer, depth + 1))
+            return false;
+        if (to.counterSignature)
+            form.furtherCounterSignatures.push_back(std::move(signer));
+        else
+            to.counterSignature = std::move(signer);
+    }
+    return true;
+}
+
+/// `form` is null for the narrow form.
+bool readUnsignedAttribute(Reading& reading, detail::Attribute const& attribute, PKCS7SignerInfo& to,
+                           PKCS7SignerForm* form, unsigned depth) {
     asn1::blob value;
     if (attribute.type == asn1::blob(oid::counterSignature)) {
+        if (form != nullptr)
+            return readCounterSignatures(reading, attribute.values, to, *form, depth);
         if (to.counterSignature)
             return true;
         Reading::Step const step(reading, "counter-signature");
@@ -72,6 +96,8 @@ bool readUnsignedAttribute(Reading& reading, detail::Attribute const& attribute,
         return readFirstValue(reading, attribute.values, &value) &&
                detail::read(reading, value, *to.msCounterSignature, depth + 1);
     }
+    if (form != nullptr && attribute.type == asn1::blob(oid::signatureTimeStamp))
+        form->hasTimeStamp = true;
     if (reading.isStated())
         reading.note("unknown unauth attribute " + oidStr(attribute.type));
     return true;
@@ -85,6 +111,10 @@ bool readVersion(Level& fields) {
     if (!detail::takeUInt(fields, &version, "version"))
         return false;
     std::string const number = std::to_string(version);
+    // What names the certificate decides, as in `readIdentity`: other programs mix the versions up.
+    if (reading.isStandard())
+        return version == version1 || version == version3 ||
+               reading.refuse(RefusalId::messageVersion, place, {{"expected", "1 or 3"}, {"found", number}});
     if (version != version1)
         reading.noteError("bad version");
     if (version == version3 || fields.tag == tag::primitive(0))
@@ -95,9 +125,16 @@ bool readVersion(Level& fields) {
            reading.refuse(RefusalId::messageVersion, place, {{"expected", "1"}, {"found", number}});
 }
 
-/// IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
-bool readIdentity(Level& fields, PKCS7SignerInfo& to) {
+/// SignerIdentifier ::= CHOICE { IssuerAndSerialNumber, subjectKeyIdentifier [0] }, of which the narrow form has the
+/// first: IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
+bool readIdentity(Level& fields, PKCS7SignerInfo& to, PKCS7SignerForm* form) {
     asn1::blob content, name, serial;
+    if (form != nullptr && fields.tag == tag::primitive(0)) {
+        if (!detail::take(fields, tag::primitive(0), &content))
+            return false;
+        form->subjectKeyId = detail::copyOf(content);
+        return !content.empty() || fields.reading.refuse(RefusalId::missingElement, content);
+    }
     if (!detail::take(fields, tag::sequence, &content, "issuer and serial number"))
         return false;
     Level identity(fields.reading, content);
@@ -109,6 +146,7 @@ bool readIdentity(Level& fields, PKCS7SignerInfo& to) {
     return true;
 }
 
+/// The algorithm under which the narrow form signs.
 bool readSignatureAlgorithm(Reading& reading, asn1::blob content) {
     AlgorithmIdentifier algorithm;
     if (!detail::readAlgorithm(reading, content, algorithm))
@@ -116,6 +154,42 @@ bool readSignatureAlgorithm(Reading& reading, asn1::blob content) {
     return asn1::blob(algorithm.oid) == asn1::blob(oid::rsaEncryption) ||
            reading.refuse(RefusalId::unsupportedSignatureAlgorithm, content,
                           {{"expected", "RSA (rsaEncryption)"}, {"found", oidName(algorithm.oid)}});
+}
+
+/// Any digest algorithm, known or not.
+bool readAnyDigestAlgorithm(Reading& reading, asn1::blob element, PKCS7SignerInfo& to,
+                            PKCS7SignerForm& form) {
+    asn1::blob content, type, parameters;
+    if (!detail::readOnly(reading, element, tag::sequence, &content) ||
+        !detail::readAlgorithm(reading, content, &type, &parameters))
+        return false;
+    form.digestAlgorithm = detail::copyOf(type);
+    to.digestAlgorithm = getHashID(type);
+    return true;
+}
+
+/// The fields from the signed attributes to the signature.
+bool readSignature(Level& fields, PKCS7SignerInfo& to, PKCS7SignerForm* form) {
+    Reading& reading = fields.reading;
+    asn1::blob attributes, algorithm, signature;
+    if (fields.tag == tag::sequence && form == nullptr)
+        return reading.refuse(RefusalId::noSignedAttributes, fields.tlvStart);
+    if (fields.tag == tag::sequence)
+        form->hasAttributes = false;
+    else if (!detail::take(fields, tag::constructed(0), &attributes, "signed attributes"))
+        return false;
+    to.authAttributes = detail::copyOf(attributes);
+    if (!detail::readAttributes(reading, attributes, "signed attribute",
+                                [&](detail::Attribute const& attribute) {
+                                    return readSignedAttribute(reading, attribute, to);
+                                }) ||
+        !detail::take(fields, tag::sequence, &algorithm, "signature algorithm") ||
+        !(form != nullptr ? detail::readPlainAlgorithm(reading, algorithm, form->signatureAlgorithm)
+                          : readSignatureAlgorithm(reading, algorithm)) ||
+        !detail::take(fields, tag::octetString, &signature, "signature"))
+        return false;
+    to.encryptedDigest = detail::copyOf(signature);
+    return true;
 }
 
 void addAttribute(DerEncoder& to, asn1::blob type, unsigned valueTag, asn1::blob value) {
@@ -129,41 +203,65 @@ std::vector<unsigned char> encodeAttributes(PKCS7SignerInfo const& signer) {
     return attributes.take();
 }
 
+/// With the signing time, in DER's order. Empty when that cannot be written.
+std::vector<unsigned char> encodeSortedAttributes(PKCS7SignerInfo const& signer) {
+    DerEncoder attributes;
+    attributes.addEncoded(encodeAttributes(signer));
+    if (signer.hasSigningTime != 0) {
+        attributes.begin(tag::sequence).addOid(oid::signingTime).begin(tag::set);
+        if (!detail::addTime(attributes, signer.signingTime, {}))
+            return {};
+        attributes.end().end();
+    }
+    return detail::sortedSet(attributes.take());
+}
+
+/// The algorithm of a signature by a key over a hash; without an identifier if there is none.
+AlgorithmIdentifier algorithmOf(PrivateKey const& key, HashID hash) {
+    bool const isEd25519 = key.keyType() == KeyType::Ed25519;
+    AlgorithmIdentifier algorithm = detail::signatureAlgorithmOf(key, isEd25519 ? HashID::none : hash);
+    // Old programs know no other name here (RFC 3370, section 3.2).
+    if (key.keyType() == KeyType::RSA && !algorithm.oid.empty())
+        algorithm.oid = detail::copyOf(oid::rsaEncryption);
+    return algorithm;
+}
+
 } // namespace
 
 bool detail::read(Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to, unsigned depth) {
-    asn1::blob body, algorithm, attributes, signature;
+    asn1::blob body, algorithm, attributes;
     if (depth > maxNesting)
         return reading.refuse(RefusalId::nestedTooDeep, signerInfo, {{"limit", std::to_string(maxNesting)}});
     if (!readOnly(reading, signerInfo, tag::sequence, &body))
         return false;
+    if (reading.isStandard())
+        to.otherForm = std::make_unique<PKCS7SignerForm>();
+    PKCS7SignerForm* const form = to.otherForm.get();
     Level fields(reading, body);
-    if (!readVersion(fields) || !readIdentity(fields, to) ||
+    if (!readVersion(fields) || !readIdentity(fields, to, form) ||
         !takeWhole(fields, tag::sequence, &algorithm, "digest algorithm") ||
-        !readDigestAlgorithm(reading, algorithm, &to.digestAlgorithm))
+        !(form != nullptr ? readAnyDigestAlgorithm(reading, algorithm, to, *form)
+                          : readDigestAlgorithm(reading, algorithm, &to.digestAlgorithm)) ||
+        !readSignature(fields, to, form))
         return false;
-    if (fields.tag == tag::sequence)
-        return reading.refuse(RefusalId::noSignedAttributes, fields.tlvStart);
-    if (!take(fields, tag::constructed(0), &attributes, "signed attributes"))
-        return false;
-    to.authAttributes = copyOf(attributes);
-    if (!readAttributes(reading, attributes, "signed attribute", [&](Attribute const& attribute) {
-            return readSignedAttribute(reading, attribute, to);
-        }))
-        return false;
-
-    if (!take(fields, tag::sequence, &algorithm, "signature algorithm") ||
-        !readSignatureAlgorithm(reading, algorithm) ||
-        !take(fields, tag::octetString, &signature, "signature"))
-        return false;
-    to.encryptedDigest = copyOf(signature);
     if (fields.tag == tag::constructed(1) &&
         (!take(fields, tag::constructed(1), &attributes) ||
          !readAttributes(reading, attributes, "unsigned attribute", [&](Attribute const& attribute) {
-             return readUnsignedAttribute(reading, attribute, to, depth);
+             return readUnsignedAttribute(reading, attribute, to, form, depth);
          })))
         return false;
     return finish(fields);
+}
+
+/// Parameters are absent (RFC 5754, section 2) but for RSA: the stated entry points need NULL.
+void detail::saveDigestAlgorithm(PKCS7SignerInfo const& signer, DerEncoder& to) {
+    PKCS7SignerForm const* const form = signer.form();
+    if (form == nullptr)
+        return saveHash(to, signer.digestAlgorithm);
+    to.begin(tag::sequence).addOid(form->digestAlgorithm);
+    if (asn1::blob(form->signatureAlgorithm.oid) == asn1::blob(oid::rsaEncryption))
+        to.addNull();
+    to.end();
 }
 
 PKCS7SignerInfo::PKCS7SignerInfo() = default;
@@ -193,21 +291,52 @@ bool PKCS7SignerInfo::parse(asn1::blob signerInfo, Refusal* refusal) {
     return readAnew(reading, signerInfo, *this);
 }
 
-void PKCS7SignerInfo::save(DerEncoder& to) {
-    to.begin(tag::sequence).addInteger(version1);
-    to.begin(tag::sequence).addEncoded(issuer).add(tag::integer, serialNumber).end();
-    saveHash(to, digestAlgorithm);
-    if (!contentType.empty() || !contentDigest.empty() || hasSigningTime != 0) {
-        if (authAttributes.empty())
-            authAttributes = encodeAttributes(*this);
-        to.add(tag::constructed(0), authAttributes);
+namespace {
+
+/// The fields up to the signature, as `PKCS7SignerInfo::sign` with options fills them in.
+void saveForm(DerEncoder& to, PKCS7SignerInfo const& signer, PKCS7SignerForm const& form) {
+    if (form.subjectKeyId.empty()) {
+        to.addInteger(version1);
+        to.begin(tag::sequence).addEncoded(signer.issuer).add(tag::integer, signer.serialNumber).end();
+    } else {
+        to.addInteger(version3).add(tag::primitive(0), form.subjectKeyId);
     }
-    to.begin(tag::sequence).addOid(oid::rsaEncryption).end().addOctetString(encryptedDigest);
+    detail::saveDigestAlgorithm(signer, to);
+    if (form.hasAttributes)
+        to.add(tag::constructed(0), signer.authAttributes);
+    save(form.signatureAlgorithm, to);
+    to.addOctetString(signer.encryptedDigest);
+}
+
+/// The fields up to the signature, of the narrow form.
+void saveNarrow(DerEncoder& to, PKCS7SignerInfo& signer) {
+    to.addInteger(version1);
+    to.begin(tag::sequence).addEncoded(signer.issuer).add(tag::integer, signer.serialNumber).end();
+    detail::saveDigestAlgorithm(signer, to);
+    if (!signer.contentType.empty() || !signer.contentDigest.empty() || signer.hasSigningTime != 0) {
+        if (signer.authAttributes.empty())
+            signer.authAttributes = encodeAttributes(signer);
+        to.add(tag::constructed(0), signer.authAttributes);
+    }
+    to.begin(tag::sequence).addOid(oid::rsaEncryption).end().addOctetString(signer.encryptedDigest);
+}
+
+} // namespace
+
+void PKCS7SignerInfo::save(DerEncoder& to) {
+    to.begin(tag::sequence);
+    if (otherForm)
+        saveForm(to, *this, *otherForm);
+    else
+        saveNarrow(to, *this);
     if (counterSignature || msCounterSignature) {
         to.begin(tag::constructed(1));
         if (counterSignature) {
             to.begin(tag::sequence).addOid(oid::counterSignature).begin(tag::set);
             counterSignature->save(to);
+            if (otherForm)
+                for (auto const& further : otherForm->furtherCounterSignatures)
+                    further->save(to);
             to.end().end();
         }
         if (msCounterSignature) {
@@ -238,6 +367,43 @@ bool PKCS7SignerInfo::sign(X509Certificate const& certificate, PrivateKey const&
 bool PKCS7SignerInfo::sign(X509Certificate const& certificate, PrivateKey const& key,
                            asn1::blob contentTypeOid, asn1::blob content, unsigned hash) {
     return sign(certificate, key, contentTypeOid, content, static_cast<HashID>(hash));
+}
+
+bool PKCS7SignerInfo::sign(X509Certificate const& certificate, PrivateKey const& key,
+                           asn1::blob contentTypeOid, asn1::blob content, PKCS7SignerOptions const& options) {
+    HashID const hash = key.keyType() == KeyType::Ed25519 ? HashID::SHA512 : options.hash;
+    PKCS7SignerInfo made;
+    made.otherForm = std::make_unique<PKCS7SignerForm>();
+    PKCS7SignerForm& form = *made.otherForm;
+    form.signatureAlgorithm = algorithmOf(key, hash);
+    form.digestAlgorithm = detail::copyOf(getHashOid(hash));
+    form.hasAttributes = options.hasAttributes;
+    made.digestAlgorithm = hash;
+    if (form.signatureAlgorithm.oid.empty() || form.digestAlgorithm.empty() ||
+        (options.byKeyId && certificate.subjectKeyId.empty()) ||
+        (!options.hasAttributes && (options.signingTime || contentTypeOid != asn1::blob(oid::data))))
+        return false;
+    if (options.byKeyId) {
+        form.subjectKeyId = certificate.subjectKeyId;
+    } else {
+        made.issuer = detail::copyOf(certificate.issuerBytes());
+        made.serialNumber = certificate.serialNumber;
+    }
+    if (options.hasAttributes) {
+        made.addContentDigest(contentTypeOid, content, hash);
+        made.hasSigningTime = options.signingTime ? 1 : 0;
+        made.signingTime = options.signingTime.value_or(TimePoint());
+        made.authAttributes = encodeSortedAttributes(made);
+        if (made.authAttributes.empty())
+            return false;
+        made.encryptedDigest = signMessage(key, hash, DerEncoder().add(tag::set, made.authAttributes).take());
+    } else {
+        made.encryptedDigest = signMessage(key, hash, content);
+    }
+    if (made.encryptedDigest.empty())
+        return false;
+    *this = std::move(made); // Only now: the arguments may be views of it.
+    return true;
 }
 
 std::vector<unsigned char> PKCS7SignerInfo::messageDigest(HashID hash) const {

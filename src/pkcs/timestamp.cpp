@@ -3,6 +3,7 @@
 #include "sealkit/bignum.h"
 #include "sealkit/oid.h"
 
+#include "asn1/ber.h"
 #include "pkcs/read.h"
 
 #include <array>
@@ -175,7 +176,8 @@ bool TimeStampResponse::parse(asn1::blob response, Refusal* refusal) {
 
 bool TimeStampResponse::parse(asn1::blob response, Refusal* refusal, FormRules forms) {
     Reading reading(response, refusal, forms);
-    return detail::read(reading, response, *this);
+    return detail::readAsDer(reading, reading.isStandard(), response,
+                             [&](asn1::blob der) { return detail::read(reading, der, *this); });
 }
 
 void TimeStampResponse::dump() const { dump(std::cout); }

@@ -32,6 +32,10 @@ Objects<X509Certificate> const& carriedBy(PKCS7SignedData const& message, X509Ce
 }
 Objects<X509Crl> const& carriedBy(PKCS7SignedData const& message, X509Crl const*) { return message.crls; }
 
+/// What the paths of refusals call one in a message.
+constexpr std::string_view stepOf(X509Certificate const*) { return "certificate "; }
+constexpr std::string_view stepOf(X509Crl const*) { return "CRL "; }
+
 bool refuseFirst(std::string_view text, Refusal* refusal, FormRules forms, X509Certificate const*) {
     return readCertFromStr(text, refusal, forms) == nullptr;
 }
@@ -111,9 +115,13 @@ private:
         if (!options.fromMessages)
             return;
         hasMessage = hasMessage || object.message != nullptr || object.refusal;
-        if (object.message != nullptr)
+        if (object.message != nullptr) {
             std::ranges::copy(carriedBy(*object.message, type), std::back_inserter(carried));
-        else if (object.refusal)
+            for (Refusal const& ignored : object.message->ignored())
+                if (ignored.id != RefusalId::unsupportedCertificateKind &&
+                    ignored.path.starts_with(stepOf(type)))
+                    carriedRefusals.push_back(ignored);
+        } else if (object.refusal)
             carriedRefusals.push_back(std::move(object.refusal));
     }
 

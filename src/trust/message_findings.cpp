@@ -20,9 +20,18 @@ constexpr std::array rows = {
     Row{Id::otherContentType, "other-content-type", "It signed a content of another type."},
     Row{Id::noDigest, "no-digest", "It does not hold one digest of the content."},
     Row{Id::otherDigest, "other-digest", "It signed another content."},
+    Row{Id::contentIsAttributes, "content-is-attributes",
+        "It signs no attributes, and the content has the form of some: the signature may be one of another "
+        "message."},
     Row{Id::noCertificate, "no-certificate", "Its certificate is not available."},
+    Row{Id::unsupportedDigest, "unsupported-digest", "Its digest algorithm is not supported."},
+    Row{Id::unsupportedAlgorithm, "unsupported-algorithm", "Its signature algorithm is not supported."},
     Row{Id::noRsaKey, "no-rsa-key", "Its certificate has no RSA key."},
+    Row{Id::otherKey, "other-key",
+        "Its certificate has a key of another kind than its signature, or an unsupported one."},
     Row{Id::badSignature, "bad-signature", "Its signature does not verify."},
+    Row{Id::notTried, "not-tried",
+        "Its signature was not verified, as too many others that read all of the content were."},
     Row{Id::untrusted, "untrusted", "Its certificate is not trusted."},
 
     Row{Id::noTimeStamp, "no-time-stamp", "What was signed is no time-stamp (RFC 3161)."},
@@ -49,8 +58,14 @@ constexpr std::array rows = {
     Row{Id::weakDigest, "weak-digest", "Forgers can make another content with the same digest."},
     Row{Id::uncheckedCounterSignature, "unchecked-counter-signature",
         "Its counter-signature is not checked."},
+    Row{Id::falseCounterSignature, "false-counter-signature",
+        "Its counter-signature is false: nobody is known to have signed its signature."},
+    Row{Id::untrustedCounterSignature, "untrusted-counter-signature",
+        "The certificate of its counter-signature is not trusted."},
     Row{Id::uncheckedTimeStamp, "unchecked-time-stamp", "Its time-stamp is not checked."},
     Row{Id::uncheckedCrls, "unchecked-crls", "The CRLs in the message are not used."},
+    Row{Id::ignoredObjects, "ignored-objects",
+        "Certificates or CRLs in the message are ignored: they are malformed or of an unsupported kind."},
     Row{Id::futureSigningTime, "future-signing-time", "It says that it will sign in the future."},
     Row{Id::signingTimeOutsideValidity, "signing-time",
         "It says that it signed when its certificate was not valid."},
@@ -62,6 +77,7 @@ constexpr std::array rows = {
         "It does not say with which certificate it was signed, as time-stamps should."},
     Row{Id::otherAuthorityName, "authority-name", "It names another authority than its certificate does."},
 
+    Row{Id::counterSigned, "counter-signed", "Its signature is counter-signed."},
     Row{Id::issuerDoesNotRoundTrip, "issuer-does-not-round-trip",
         "The name of its issuer is one that the library would write in other bytes."},
     Row{Id::chainNotSearched, "chain-not-searched",
@@ -91,9 +107,9 @@ std::span<Row const> messageFindings() { return rows; }
 Row const& getReasonText(MessageFindingId id) { return rows[static_cast<size_t>(id)]; }
 
 FindingWeight getWeight(MessageFindingId id) {
-    return id < Id::weakDigest               ? FindingWeight::failure
-           : id < Id::issuerDoesNotRoundTrip ? FindingWeight::warning
-                                             : FindingWeight::note;
+    return id < Id::weakDigest      ? FindingWeight::failure
+           : id < Id::counterSigned ? FindingWeight::warning
+                                    : FindingWeight::note;
 }
 
 std::string MessageFinding::str() const {

@@ -48,8 +48,8 @@ bool PKCS7SignedData::verify(CertificateStore const& store, asn1::blob detachedC
     size_t number = 0;
     for (auto const& signer : signerInfos) {
         ++number;
-        auto const certificate = checks.findCertificate(*signer);
-        if (auto const wrong = checks.checkSignature(*signer, certificate))
+        auto const [certificate, wrong] = checks.check(*signer);
+        if (wrong)
             return fail(reason, *wrong, nameOf(number, *signer));
         auto const path = checks.findPath(certificate);
         if (!path->isValid())

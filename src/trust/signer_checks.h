@@ -13,6 +13,13 @@
 
 namespace detail {
 
+/// The certificate under whose key a signature verifies, or why it verifies under none.
+struct SignatureCheck {
+    std::shared_ptr<X509Certificate>
+        certificate; ///< Otherwise the first that the signer may mean; may be null.
+    std::optional<MessageFindingId> wrong;
+};
+
 /// What several signers need is worked out once, so that the time does not grow with the product of signers and
 /// certificates, nor with that of signers and content.
 class SignerChecks {
@@ -25,13 +32,11 @@ public:
     /// Takes the content of the message, or `detachedContent` where the message has none.
     std::optional<MessageFindingId> setContent(asn1::blob detachedContent);
 
-    /// As `PKCS7SignedData::findCertificate`, among all candidates, or a self-signed one of the store. May be null.
-    std::shared_ptr<X509Certificate> findCertificate(PKCS7SignerInfo const& signer) const;
-
-    /// Nothing when the signer signed the content with the key of the certificate, which may be null. Type and digest
-    /// are those of the attributes that are signed, not those that the members of the signer hold by now.
-    std::optional<MessageFindingId> checkSignature(PKCS7SignerInfo const& signer,
-                                                   std::shared_ptr<X509Certificate> const& certificate);
+    /// Whether the signer signed the content. Type and digest are those of the attributes that are signed, not those that
+    /// the members of the signer hold by now. The certificate is among all candidates, or a self-signed one of the store.
+    SignatureCheck check(PKCS7SignerInfo const& signer);
+    /// Whether the counter-signer signed the signature (RFC 5652, section 11.4).
+    SignatureCheck checkCounterSigner(PKCS7SignerInfo const& counterSigner, asn1::blob signature);
 
     /// The chain of a certificate, if it was searched.
     std::shared_ptr<PathVerdict const>
@@ -40,19 +45,40 @@ public:
     std::shared_ptr<PathVerdict const> findPath(std::shared_ptr<X509Certificate> const& certificate);
 
 private:
-    std::vector<unsigned char> const& digestOf(HashID hash);
+    /// What is signed.
+    struct Subject {
+        asn1::blob bytes;
+        asn1::blob type;          ///< That attributes must name; empty for any.
+        size_t contentChecks = 0; ///< How many signatures read all of the bytes.
+        std::map<HashID, std::vector<unsigned char>> digests;
+    };
+
+    void addCandidate(asn1::blob issuer, asn1::blob name,
+                      std::shared_ptr<X509Certificate> const& certificate);
+    CertificateChain findCandidates(PKCS7SignerInfo const& signer) const;
+    SignatureCheck check(PKCS7SignerInfo const& signer, Subject& subject);
+    std::optional<MessageFindingId> checkAttributes(PKCS7SignerInfo const& signer, Subject& subject) const;
+    std::optional<MessageFindingId> verify(PKCS7SignerInfo const& signer, X509Certificate const& certificate,
+                                           Subject& subject);
+    PublicKey const* keyOf(X509Certificate const& certificate);
+    static std::vector<unsigned char> const& digestOf(Subject& subject, HashID hash);
 
     PKCS7SignedData const& message;
     CertificateStore const& store;
     PathOptions options;
     PathSearch search;
-    asn1::blob content;
+    Subject content;
+    size_t vainSignatures = 0;
     std::deque<std::vector<unsigned char>> rewrittenIssuers; ///< What keys of the index are views of.
-    std::map<std::pair<std::string_view, std::string_view>, std::shared_ptr<X509Certificate>>
-        byIssuerAndSerial;
-    std::map<HashID, std::vector<unsigned char>> digests;
+    /// By issuer and serial number, and by key identifier without an issuer.
+    std::map<std::pair<std::string_view, std::string_view>, CertificateChain> candidates;
     std::map<X509Certificate const*, std::unique_ptr<PublicKey>> keys;
     std::map<X509Certificate const*, std::shared_ptr<PathVerdict const>> paths;
 };
+
+/// Whether the signer signs attributes, and not the content alone.
+inline bool hasAttributes(PKCS7SignerInfo const& signer) {
+    return signer.form() == nullptr || signer.form()->hasAttributes;
+}
 
 } // namespace detail

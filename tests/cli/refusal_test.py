@@ -215,9 +215,8 @@ class RefusalTest(ProgramTest):
     def test_messages(self):
         good = self.sign("smime")
         self.expect(0, "cms", "check", "--purpose", "any", "--ca", "rsa.pem", "-", stdin=good)
-        self.check(self.sign("cms"), "digest algorithm", "SHA256", "NULL", "openssl smime")
-        self.check(self.sign("cms", "-stream"), "indefinite length", "openssl cms -cmsout")
-        self.check(self.sign("smime", name="ec"), "signer 1", "ECDSA")
+        self.check(self.sign("cms", "-md", "sha224"), "signer 1", "digest algorithm is not supported", status=1)
+        self.check(self.sign("cms", "-stream")[:-3], "longer than the bytes that are left")
         self.check(good[:-30], "longer than the bytes that are left")
         self.check(good[:-5] + b"\1\2\3\4\5", "signer 1", "does not verify", status=1)
 

@@ -46,9 +46,17 @@ Description attributeTexts(asn1::blob attributes) {
 
 /// `message` is the one that the signer is of; null for a counter-signature, which brings no certificate.
 Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const* message) {
-    Description result{{"issuer", terminal::printable(nameText(signer.issuer))},
-                       {"serialNumber", shortHexOf(signer.serialNumber)},
-                       {"digestAlgorithm", getHashName(signer.digestAlgorithm)}};
+    Description result;
+    PKCS7SignerForm const* const form = signer.form();
+    if (form != nullptr && !form->subjectKeyId.empty()) {
+        result["subjectKeyIdentifier"] = shortHexOf(form->subjectKeyId);
+    } else {
+        result["issuer"] = terminal::printable(nameText(signer.issuer));
+        result["serialNumber"] = shortHexOf(signer.serialNumber);
+    }
+    result["digestAlgorithm"] = digestName(signer);
+    if (form != nullptr)
+        result["signatureAlgorithm"] = oidName(form->signatureAlgorithm.oid);
     if (message != nullptr) {
         // Many signers, each looked up among many certificates, take too long.
         constexpr size_t maxComparisons = 100'000;
@@ -59,12 +67,19 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
     }
     if (signer.hasSigningTime != 0)
         result["signingTime"] = isoTime(signer.signingTime);
-    result["digest"] = shortHexOf(signer.contentDigest);
+    if (form == nullptr || form->hasAttributes)
+        result["digest"] = shortHexOf(signer.contentDigest);
     if (!signer.authAttributes.empty())
         result["signedAttributes"] = attributeTexts(signer.authAttributes);
     result["signature"] = shortHexOf(signer.encryptedDigest);
     if (signer.counterSignature)
         result["counterSignature"] = describeSigner(*signer.counterSignature, nullptr);
+    if (form != nullptr && !form->furtherCounterSignatures.empty()) {
+        auto further = Description::array();
+        for (auto const& other : form->furtherCounterSignatures)
+            further.push_back(describeSigner(*other, nullptr));
+        result["furtherCounterSignatures"] = further;
+    }
     if (signer.msCounterSignature)
         result["timeStamp"] = describe(*signer.msCounterSignature);
     return result;
@@ -94,6 +109,11 @@ Description describe(PKCS7SignedData const& message) {
     result["signers"] = signers;
     result["certificates"] = certificates;
     result["revocationLists"] = lists;
+    auto ignored = Description::array();
+    for (Refusal const& refusal : message.ignored())
+        ignored.push_back(printable(refusal.str()));
+    if (!ignored.empty())
+        result["ignored"] = ignored;
     return result;
 }
 

@@ -6,6 +6,9 @@
 #include "io/terminal.h"
 #include "objects/key_file.h"
 
+#include "sealkit/ber.h"
+#include "sealkit/input_kind.h"
+#include "sealkit/oid_names.h"
 #include "sealkit/pem.h"
 
 #include <kp/text.h>
@@ -24,13 +27,15 @@ char const* adviceOn(RefusalId id) {
                "(-inform PEM for PEM) writes it in DER.";
     case RefusalId::digestParameters:
         return "\"openssl smime\" writes them, \"openssl cms\" does not.";
-    case RefusalId::unsupportedSigner:
-        return "\"openssl smime\" names signers by issuer and serial number.";
-    case RefusalId::noSignedAttributes:
-        return "\"openssl smime\" writes them without -noattr.";
     default:
         return "";
     }
+}
+
+/// Makes DER of what is BER. Other bytes are left to the readers, which say what is wrong with them.
+void convertBer(asn1::blob bytes, std::vector<unsigned char>* to) {
+    if (findInputKind(bytes) == InputKind::ber)
+        asn1::berToDer(bytes, to, nullptr);
 }
 
 } // namespace
@@ -79,6 +84,8 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
         if (isMessageLabel(block->label) && !isDecoded)
             return complain("block \"" + std::string(block->label) + "\" is malformed");
         // Of time-stamps there is no usual label.
+        if (isDecoded)
+            convertBer(file.decoded, &file.decoded);
         if (isMessageLabel(block->label) ||
             (isDecoded && getMessageKind(file.decoded) != MessageKind::none)) {
             file.text.clear();
@@ -92,7 +99,13 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
         return complain(mail);
     if (file.text.empty())
         return complain("is empty");
+    convertBer(file.text, &file.decoded);
     return file;
+}
+
+std::string digestName(PKCS7SignerInfo const& signer) {
+    bool const isUnknown = signer.digestAlgorithm == HashID::none && signer.form() != nullptr;
+    return isUnknown ? oidName(signer.form()->digestAlgorithm) : getHashName(signer.digestAlgorithm);
 }
 
 std::string isoTime(TimeStampInfo const& info) {

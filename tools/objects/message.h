@@ -21,12 +21,12 @@ public:
     /// anything else; of an e-mail it says how to take the message out.
     static std::optional<MessageFile> read(std::string const& path);
 
-    /// Only a view of this object.
+    /// BER is converted. Only a view of this object.
     asn1::blob der() const { return decoded.empty() ? asn1::blob(text) : asn1::blob(decoded); }
 
 private:
     std::string text;
-    std::vector<unsigned char> decoded; ///< Of PEM.
+    std::vector<unsigned char> decoded; ///< Of PEM, or from BER.
 };
 
 /// The label under which messages are written: both of OpenSSL's programs, GnuTLS and others read it.
@@ -41,12 +41,20 @@ Complaint complaintOf(Refusal const& refusal);
 /// Why bytes are refused that may be a message in BER; empty for any other.
 std::string berComplaint(asn1::blob bytes);
 
-/// Parses a message. Empty when it is good, otherwise the complaint.
+/// Parses a message in all the forms that the library reads. Empty when it is good, otherwise the complaint.
 template <typename Message>
 Complaint parseMessage(Message& to, asn1::blob der) {
     Refusal refusal;
-    return to.parse(der, &refusal) ? Complaint() : complaintOf(refusal);
+    bool isGood;
+    if constexpr (requires { to.parse(der, &refusal, FormRules::standard); })
+        isGood = to.parse(der, &refusal, FormRules::standard);
+    else
+        isGood = to.parse(der, &refusal);
+    return isGood ? Complaint() : complaintOf(refusal);
 }
+
+/// The name of a signer's digest algorithm, known or not.
+std::string digestName(PKCS7SignerInfo const& signer);
 
 /// "2026-11-21 08:30:00.125 UTC", the time that a token states.
 std::string timeText(TimeStampInfo const& info);

@@ -10,6 +10,7 @@
 #include "objects/trust.h"
 
 #include "sealkit/name_text.h"
+#include "sealkit/oid_names.h"
 
 #include <nlohmann/json.hpp>
 
@@ -75,16 +76,45 @@ std::vector<std::string> notesOf(MessageVerdict const& verdict) {
     return notes;
 }
 
+/// The key identifier that names the certificate; empty for one that is named by issuer and serial number.
+asn1::blob keyIdOf(PKCS7SignerInfo const& signer) {
+    return signer.form() == nullptr ? asn1::blob() : asn1::blob(signer.form()->subjectKeyId);
+}
+
+/// What JSON tells of a signer or counter-signer.
+nlohmann::ordered_json describeSigner(SignerVerdict const& signer) {
+    PKCS7SignerInfo const& info = *signer.info;
+    nlohmann::ordered_json entry;
+    if (keyIdOf(info).empty()) {
+        entry["issuer"] = printable(nameText(info.issuer));
+        entry["serialNumber"] = shortHexOf(info.serialNumber);
+    } else {
+        entry["subjectKeyIdentifier"] = shortHexOf(keyIdOf(info));
+    }
+    entry["digestAlgorithm"] = digestName(info);
+    if (info.form() != nullptr)
+        entry["signatureAlgorithm"] = oidName(info.form()->signatureAlgorithm.oid);
+    if (signer.certificate)
+        entry["subject"] = nameFor(*signer.certificate);
+    if (info.hasSigningTime != 0)
+        entry["signingTime"] = isoTime(info.signingTime);
+    for (SignerVerdict const& counterSigner : signer.counterSigners)
+        entry["counterSigners"].push_back(describeSigner(counterSigner));
+    return entry;
+}
+
 std::string signerLine(size_t number, SignerVerdict const& signer) {
     PKCS7SignerInfo const& info = *signer.info;
     std::string line = std::to_string(number) + ": ";
     if (signer.certificate)
         line += "<" + nameFor(*signer.certificate) + ">, issued by <" +
                 printable(signer.certificate->issuer.str()) + ">";
-    else
+    else if (keyIdOf(info).empty())
         line += "serial number " + shortHexOf(info.serialNumber) + " of <" +
                 terminal::printable(nameText(info.issuer)) + ">, its certificate is not available";
-    line += ", " + getHashName(info.digestAlgorithm);
+    else
+        line += "key identifier " + shortHexOf(keyIdOf(info)) + ", its certificate is not available";
+    line += ", " + digestName(info);
     if (info.hasSigningTime != 0)
         line += ", signed at " + formatTime(info.signingTime) + " by its own account";
     return line;
@@ -140,17 +170,8 @@ void addReport(MessageReport const& report, nlohmann::ordered_json& to) {
     to["verdict"] = report.failure.empty() ? "OK" : "FAILED";
     to["reason"] = report.failure;
     to["signers"] = nlohmann::json::array();
-    for (SignerVerdict const& signer : report.verdict.signers) {
-        PKCS7SignerInfo const& info = *signer.info;
-        nlohmann::ordered_json entry{{"issuer", terminal::printable(nameText(info.issuer))},
-                                     {"serialNumber", shortHexOf(info.serialNumber)},
-                                     {"digestAlgorithm", getHashName(info.digestAlgorithm)}};
-        if (signer.certificate)
-            entry["subject"] = nameFor(*signer.certificate);
-        if (info.hasSigningTime != 0)
-            entry["signingTime"] = isoTime(info.signingTime);
-        to["signers"].push_back(std::move(entry));
-    }
+    for (SignerVerdict const& signer : report.verdict.signers)
+        to["signers"].push_back(describeSigner(signer));
     to["failures"] = nlohmann::json::array();
     for (MessageFinding const& finding : report.verdict.findings)
         if (getWeight(finding.id) == FindingWeight::failure)

@@ -15,10 +15,10 @@ namespace {
 
 Description describeObject(X509Base const& object) {
     if (auto const* const certificate = dynamic_cast<X509Certificate const*>(&object))
-        return describe(*certificate);
+        return ::describe(*certificate);
     if (auto const* const crl = dynamic_cast<X509Crl const*>(&object))
-        return describe(*crl);
-    return describe(dynamic_cast<X509Req const&>(object));
+        return ::describe(*crl);
+    return ::describe(dynamic_cast<X509Req const&>(object));
 }
 
 } // namespace
@@ -51,9 +51,13 @@ int ObjectOutput::write(OutputFile& output, std::string const& label, X509Base c
 
 int ObjectOutput::write(OutputFile& output, std::string const& label,
                         std::vector<unsigned char> encoded) const {
-    if (report::isJson())
-        report::set({{"output", nameOfOutput()}, {"bytes", encoded.size()}});
+    describe(encoded.size());
     if (!der)
         encoded = encodePemType(label, encoded);
     return output.write(encoded) && output.commit() ? exitDone : exitBadInput;
+}
+
+void ObjectOutput::describe(size_t bytes) const {
+    if (report::isJson())
+        report::set({{"output", nameOfOutput()}, {"bytes", bytes}});
 }

@@ -22,6 +22,8 @@ struct ObjectOutput {
     int write(OutputFile& output, std::string const& label, X509Base const& object) const;
     /// The same of an object that is already encoded.
     int write(OutputFile& output, std::string const& label, std::vector<unsigned char> encoded) const;
+    /// Describes an output of the verb's own in JSON, where that is asked for.
+    void describe(size_t bytes) const;
 
 private:
     std::string nameOfOutput() const;

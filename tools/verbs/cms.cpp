@@ -20,6 +20,8 @@ Work setUpCms(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"sign", "sign a file", setUpCmsSign},
         {"check", "check who signed a message", setUpCmsCheck},
+        {"certificates", "take the certificates out of messages, or make a bundle of some",
+         setUpCmsCertificates},
         {"encrypt", "encrypt a file to certificates or under a password", setUpCmsEncrypt},
         {"decrypt", "decrypt a message", setUpCmsDecrypt},
     };

@@ -10,6 +10,7 @@
 
 Work setUpCmsSign(CommandLine commandLine);
 Work setUpCmsCheck(CommandLine commandLine);
+Work setUpCmsCertificates(CommandLine commandLine);
 Work setUpCmsEncrypt(CommandLine commandLine);
 Work setUpCmsDecrypt(CommandLine commandLine);
 

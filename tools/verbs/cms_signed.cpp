@@ -1,13 +1,17 @@
+#include "io/clock.h"
 #include "io/input.h"
 #include "io/report.h"
 #include "io/terminal.h"
 #include "objects/ca_certificate.h"
-#include "objects/certificates.h"
 #include "objects/input_objects.h"
 #include "objects/message_check.h"
 #include "objects/signer.h"
 #include "objects/trust.h"
 #include "verbs/cms.h"
+
+#include "sealkit/oid_names.h"
+#include "sealkit/pem.h"
+#include "sealkit/store.h"
 
 #include <nlohmann/json.hpp>
 
@@ -16,12 +20,23 @@
 namespace {
 
 struct SignOptions {
-    SignerOptions signer;
+    std::vector<std::string> keys, certificates; ///< Of the signers, one after the other.
+    SignerOptions signer;                        ///< Its key is that of each signer in turn.
     ObjectOutput output;
-    std::string certificate;
-    std::string chain;
+    std::vector<std::string> chains;
+    bool byKeyId = false;
+    bool withoutAttributes = false;
+    bool signingTime = false;
+    std::string contentType;
     bool detached = false;
     std::string file;
+};
+
+struct CertificatesOptions {
+    ObjectOutput output;
+    bool bundle = false;
+    std::vector<std::string> crls;
+    std::vector<std::string> files;
 };
 
 struct CheckOptions {
@@ -48,49 +63,146 @@ constexpr Purpose purposes[] = {
     {"code-signing", PathPurpose::codeSigning},
 };
 
-int sign(SignOptions const& options) {
-    if (standardInputTwice({options.signer.key, options.signer.password.file, options.certificate,
-                            options.chain, options.file}))
-        return exitWrongUsage;
+/// The hash to sign with: a curve has one of its own strength (RFC 5480, section 4).
+HashID hashFor(Signer const& signer, std::string const& algorithm) {
+    auto const* const ec = dynamic_cast<EcPublicKey const*>(signer.key.get());
+    if (!algorithm.empty() || ec == nullptr)
+        return signer.hash;
+    return ec->curve == Curve::p521   ? HashID::SHA512
+           : ec->curve == Curve::p384 ? HashID::SHA384
+                                      : signer.hash;
+}
+
+/// Adds the signer with this number. Returns the exit status.
+int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message) {
+    std::string const& keyFile = options.keys[number];
+    std::string const& certificateFile = options.certificates[number];
     int status = exitDone;
+    options.signer.key = keyFile;
     auto const signer = readSigner(options.signer, &status);
     if (!signer)
         return status;
-    if (signer->key->keyType() != KeyType::RSA)
-        return badInput(options.signer.key + ": no RSA key, and messages are signed with those alone");
-    auto const certificate = readCertificate(options.certificate);
-    if (!certificate || !isOwnKey(options.certificate, *certificate, *signer->key) ||
-        !isFitNow(options.certificate, *certificate, KeyUsage::digitalSignature | KeyUsage::contentCommitment,
+    auto const certificate = readCertificate(certificateFile);
+    if (!certificate || !isOwnKey(certificateFile, *certificate, *signer->key) ||
+        !isFitNow(certificateFile, *certificate, KeyUsage::digitalSignature | KeyUsage::contentCommitment,
                   "signing messages"))
         return exitBadInput;
+    if (options.byKeyId && certificate->subjectKeyId.empty())
+        return badInput(certificateFile + ": has no subject key identifier: leave --key-id out");
+    PKCS7SignerOptions how;
+    how.hash = hashFor(*signer, options.signer.algorithm);
+    how.byKeyId = options.byKeyId;
+    how.hasAttributes = !options.withoutAttributes;
+    if (options.signingTime)
+        how.signingTime = currentTime();
+    if (!message.addSigner(*certificate, *signer->key, how))
+        return badInput(keyFile +
+                        ": the key makes no signature: its numbers are inconsistent, or it is too short "
+                        "for this hash");
+    if (!options.byKeyId && !DistinguishedName::roundTrips(certificate->issuerBytes()))
+        note(certificateFile + ": the issuer's name is one that the library would write in other bytes; it "
+                               "stands in the message as it does in the certificate");
+    return exitDone;
+}
+
+int sign(SignOptions& options) {
+    std::vector<std::string_view> inputs(options.keys.begin(), options.keys.end());
+    for (auto const* const more : {&options.certificates, &options.chains})
+        inputs.insert(inputs.end(), more->begin(), more->end());
+    inputs.insert(inputs.end(), {options.signer.password.file, options.file});
+    if (standardInputTwice(inputs))
+        return exitWrongUsage;
+    if (options.keys.size() != options.certificates.size())
+        return wrongUsage("give each --key its --certificate, in the same order");
+    std::vector<unsigned char> type(getDataOid().begin(), getDataOid().end());
+    if (!options.contentType.empty() && (type = parseOid(options.contentType)).empty())
+        return wrongUsage("\"" + options.contentType + "\" is no object identifier");
+    if (options.withoutAttributes && (options.signingTime || !isData(type)))
+        return wrongUsage(
+            "the time of signing and a content of another type than data are told by attributes: leave "
+            "--no-attributes out");
     auto const content = readMessage(options.file);
     if (!content)
         return exitBadInput;
     OutputFile output;
-    if (status = options.output.open(output); status != exitDone)
+    if (int const status = options.output.open(output); status != exitDone)
         return status;
 
     PKCS7SignedData message;
-    if (!message.create(*certificate, *signer->key, getDataOid(),
-                        asn1::blob(content->data(), content->size()), signer->hash))
-        return badInput(options.signer.key + ": the key makes no signature: its numbers are inconsistent, or "
-                                             "it is too short for this hash");
-    // The library writes the issuer anew. Others find the certificate by its bytes, which are not signed.
-    asn1::blob const issuer = certificate->issuerBytes();
-    if (!DistinguishedName::roundTrips(issuer))
-        note(options.certificate +
-             ": the issuer's name is one that the library would write in other bytes; it "
-             "stands in the message as it does in the certificate");
-    message.signerInfos.front()->issuer.assign(issuer.begin(), issuer.end());
-    auto const chain = readFurtherCertificates(options.chain);
-    if (!chain)
-        return exitBadInput;
-    addCertificates(message, *chain);
+    message.setContent(type, asn1::blob(content->data(), content->size()));
+    for (size_t number = 0; number < options.keys.size(); ++number)
+        if (int const status = addSigner(options, number, message); status != exitDone)
+            return status;
+    for (std::string const& path : options.chains) {
+        auto const chain = readFurtherCertificates(path);
+        if (!chain)
+            return exitBadInput;
+        addCertificates(message, *chain);
+    }
     if (options.detached)
         message.content.clear();
-    DerEncoder encoder;
-    message.save(encoder);
-    return writeMessage(options.output, output, encoder.take());
+    return writeMessage(options.output, output, message.encode());
+}
+
+/// Writes a bundle of all certificates and CRLs of the files.
+int writeBundle(CertificatesOptions const& options, OutputFile& output) {
+    PKCS7SignedData bundle;
+    for (std::string const& path : options.files) {
+        auto const certificates = readAllCertificates(path, FormRules::standard);
+        if (!certificates)
+            return exitBadInput;
+        addCertificates(bundle, *certificates);
+    }
+    for (std::string const& path : options.crls) {
+        auto const text = readInput(path);
+        if (!text)
+            return exitBadInput;
+        std::vector<Refusal> refusals;
+        auto crls = readCrls(*text, &refusals, FormRules::standard);
+        if (!refusals.empty())
+            return badInput(path + ": " + printable(refusals.front().str()));
+        bundle.crls.insert(bundle.crls.end(), crls.begin(), crls.end());
+    }
+    return writeMessage(options.output, output, bundle.encode());
+}
+
+/// Writes the certificates and CRLs of messages one after the other.
+int unpackMessages(CertificatesOptions const& options, OutputFile& output) {
+    std::vector<unsigned char> text;
+    auto const add = [&text](std::vector<unsigned char> const& block) {
+        text.insert(text.end(), block.begin(), block.end());
+    };
+    for (std::string const& path : options.files) {
+        auto const file = MessageFile::read(path);
+        if (!file)
+            return exitBadInput;
+        PKCS7SignedData message;
+        if (std::string const why = parseMessage(message, file->der()); !why.empty())
+            return badInput(path + ": " + why);
+        for (Refusal const& refusal : message.ignored())
+            note(path + ": left out: " + printable(refusal.str()));
+        for (auto const& certificate : message.certificates)
+            add(encodePemCertificate(*certificate));
+        for (auto const& crl : message.crls)
+            add(encodePemCrl(*crl));
+        if (message.certificates.empty() && message.crls.empty())
+            return badInput(path + ": has no certificates in it");
+    }
+    options.output.describe(text.size());
+    return output.write(text) && output.commit() ? exitDone : exitBadInput;
+}
+
+int certificates(CertificatesOptions const& options) {
+    std::vector<std::string_view> inputs(options.files.begin(), options.files.end());
+    inputs.insert(inputs.end(), options.crls.begin(), options.crls.end());
+    if (standardInputTwice(inputs))
+        return exitWrongUsage;
+    if (!options.bundle && (options.output.der || !options.crls.empty()))
+        return wrongUsage("--der and --crl are for a bundle: give --bundle");
+    OutputFile output;
+    if (int const status = options.output.open(output); status != exitDone)
+        return status;
+    return options.bundle ? writeBundle(options, output) : unpackMessages(options, output);
 }
 
 /// The text with CR LF at the ends of its lines, as e-mails have it.
@@ -146,7 +258,8 @@ int check(CheckOptions const& options) {
     if (Complaint const why = parseMessage(message, file->der()); !why.empty())
         return badInput(options.file + ": " + why);
     if (message.content.empty() && message.signerInfos.empty())
-        return badInput(options.file + ": has no signers: it only carries certificates");
+        return badInput(options.file + ": has no signers: it only carries certificates, which \"cms "
+                                       "certificates\" takes out");
     if (message.content.empty() && options.content.empty())
         return wrongUsage(options.file + ": the content is not in it: give it with --content");
     auto further = readFurtherCertificates(options.certificates, formsFor(how.path));
@@ -195,13 +308,16 @@ int check(CheckOptions const& options) {
 }
 
 constexpr char signFooter[] =
-    "The message is PKCS#7 as \"openssl smime\" and \"openssl cms\" read it, with the signer's certificate "
-    "in it and\n"
-    "without a time of signing. The key is RSA: messages of other keys are not made. A certificate that is "
-    "not\n"
-    "valid now or whose key usage does not allow signatures is refused. The file is kept in memory, 256 MiB "
-    "at\n"
-    "most with all that comes around it.\n\n"
+    "The message is CMS as \"openssl cms\" and e-mail programs read it, with the signers' certificates in "
+    "it. Keys "
+    "are RSA\n"
+    "(PKCS#1 v1.5), EC on a named curve, or Ed25519; several signers are given as --key and --certificate "
+    "for each. "
+    "A\n"
+    "certificate that is not valid now or whose key usage does not allow signatures is refused. The file is "
+    "kept in "
+    "memory,\n"
+    "256 MiB at most with all that comes around it.\n\n"
     "Examples:\n"
     "  sealkit key new rsa-2048 -o my.key\n"
     "  sealkit cert self-sign -k my.key --profile email --subject \"/CN=me\" --san email:me@acme.example -o "
@@ -216,12 +332,31 @@ constexpr char signFooter[] =
 
 Work setUpCmsSign(CommandLine commandLine) {
     auto options = std::make_shared<SignOptions>();
-    addSignerOptions(commandLine, options->signer, "-k,--key", "the private RSA key, PEM or DER");
-    commandLine.text("--certificate", options->certificate, "the signer's certificate, PEM or DER")
+    commandLine.texts("-k,--key", options->keys, "the private key of a signer; given once for each of them")
+        .valueName("KEY")
+        .required();
+    commandLine
+        .texts("--certificate", options->certificates,
+               "the certificate of a signer, in the order of the keys")
         .valueName("FILE")
         .required();
-    commandLine.text("--chain", options->chain, "more certificates for the message: the signer's issuers")
+    commandLine
+        .text("-a,--algorithm", options->signer.algorithm,
+              "the hash to sign with: sha256, sha384, sha512 or sha1. Without\nit sha256, or what fits the "
+              "curve")
+        .valueName("HASH");
+    addPasswordOptions(commandLine, options->signer.password, "of encrypted keys");
+    commandLine.texts("--chain", options->chains, "more certificates for the message: the signers' issuers")
         .valueName("FILE");
+    commandLine.flag("--key-id", options->byKeyId,
+                     "name signers by their subject key identifiers, not by issuer and\nserial number");
+    commandLine.flag("--no-attributes", options->withoutAttributes,
+                     "sign the content alone, and not attributes with its digest");
+    commandLine.flag("--signing-time", options->signingTime, "sign the time of this clock as well");
+    commandLine
+        .text("--content-type", options->contentType,
+              "the type of the content, an object identifier. Without it data")
+        .valueName("OID");
     commandLine.flag("--detached", options->detached, "leave the content out of the message");
     options->output.declare(commandLine);
     commandLine.text("FILE", options->file, "what is signed; - is standard input").required();
@@ -258,9 +393,31 @@ Work setUpCmsCheck(CommandLine commandLine) {
         "\"FAILED: reason\". What is not checked and what is strange is said on standard error. A time of "
         "signing is\n"
         "what the signer says.\n\n"
-        "Read are messages in DER whose signers have RSA keys, are named by issuer and serial number, and "
-        "sign\n"
-        "attributes, as \"openssl smime -sign\" makes them. Of others the reason is told (status 2).\n\n" +
+        "Read are messages in DER and BER, with signers by RSA (PKCS#1 v1.5 and PSS), ECDSA and Ed25519. "
+        "Counter-"
+        "signatures are\n"
+        "checked: a false one is a warning, as it says nothing about the content.\n\n" +
         std::string(signFooter).substr(std::string(signFooter).find("Examples:")));
     return [options] { return check(*options); };
+}
+
+Work setUpCmsCertificates(CommandLine commandLine) {
+    auto options = std::make_shared<CertificatesOptions>();
+    commandLine.flag("--bundle", options->bundle,
+                     "make a bundle (PKCS#7, \"p7b\") of the certificates in the files");
+    commandLine.texts("--crl", options->crls, "CRLs for the bundle").valueName("FILE");
+    options->output.declare(commandLine);
+    commandLine.texts("FILE", options->files, "messages or bundles; with --bundle certificates in any form")
+        .required();
+    commandLine.footer(
+        "Takes the certificates and CRLs out of messages and bundles, as PEM. Nothing is checked: whoever "
+        "wrote a\n"
+        "message put there what they liked.\n\n"
+        "Examples:\n"
+        "  sealkit key new rsa-2048 -o my.key\n"
+        "  sealkit cert self-sign -k my.key --profile email --subject \"/CN=me\" --san "
+        "email:me@acme.example -o my.pem\n"
+        "  sealkit cms certificates --bundle my.pem -o my.p7b\n"
+        "  sealkit cms certificates my.p7b -o copy.pem");
+    return [options] { return certificates(*options); };
 }

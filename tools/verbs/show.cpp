@@ -10,6 +10,7 @@
 #include "verbs/verb.h"
 
 #include "sealkit/asn1_tree.h"
+#include "sealkit/ber.h"
 #include "sealkit/input_kind.h"
 #include "sealkit/pem.h"
 
@@ -195,6 +196,9 @@ Found readMessage(MessageKind kind, asn1::blob der) {
             "a message of the type \"" + getContentTypeName(getContentType(der)) + "\", which is not shown";
         return found;
     case MessageKind::none:
+        if (std::vector<unsigned char> converted;
+            findInputKind(der) == InputKind::ber && asn1::berToDer(der, &converted, nullptr))
+            return readMessage(getMessageKind(converted), converted);
         found.complaint = berComplaint(der);
         if (found.complaint.empty())
             found.complaint = "no message that is known";

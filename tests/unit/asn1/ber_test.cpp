@@ -11,7 +11,7 @@
 #include <chrono>
 #include <memory>
 
-namespace {
+namespace TEST_FILE {
 
 using namespace test::der;
 
@@ -184,4 +184,4 @@ TEST(Ber, WhatComesOutStaysAsItIs) {
     EXPECT_GT(converted, 100u);
 }
 
-} // namespace
+} // namespace TEST_FILE

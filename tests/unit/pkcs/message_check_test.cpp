@@ -191,7 +191,7 @@ TEST(CheckMessage, WarnsOfWhatIsStrange) {
     auto ids = idsOf(checked(message, storeOf("ca.pem")));
     for (MessageFindingId const id :
          {MessageFindingId::futureSigningTime, MessageFindingId::uncheckedTimeStamp,
-          MessageFindingId::uncheckedCounterSignature})
+          MessageFindingId::falseCounterSignature})
         EXPECT_EQ(std::ranges::count(ids, id), 1) << getReasonText(id).name;
     signer.signingTime = TimePoint::fromSeconds(0);
     ids = idsOf(checked(message, storeOf("ca.pem")));
