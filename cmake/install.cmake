@@ -8,8 +8,15 @@ install(DIRECTORY include/sealkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_
 install(DIRECTORY platform/include/kp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 if(TARGET sealkit_program)
     install(TARGETS sealkit_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(DIRECTORY man/man1 DESTINATION ${CMAKE_INSTALL_MANDIR})
+    install(FILES share/completions/sealkit.bash RENAME sealkit
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+    install(FILES share/completions/_sealkit DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+    install(FILES share/completions/sealkit.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
     install(FILES share/sealkit.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/sealkit)
 endif()
+
+install(DIRECTORY man/man3 DESTINATION ${CMAKE_INSTALL_MANDIR})
 
 install(EXPORT sealkitTargets NAMESPACE sealkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/sealkit)
 configure_package_config_file(cmake/sealkitConfig.cmake.in ${CMAKE_BINARY_DIR}/sealkitConfig.cmake

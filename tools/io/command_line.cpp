@@ -1,9 +1,12 @@
 #include "io/command_line.h"
 
 #include "io/exit_status.h"
+#include "io/manual_page.h"
 #include "io/number.h"
 #include "io/report.h"
 #include "io/terminal.h"
+
+#include "sealkit/version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,13 +29,17 @@ std::string unmark(std::string argument) {
     return argument;
 }
 
-/// The arguments, last one first. "help VERB" is another way to write "VERB --help".
-std::vector<std::string> readArguments(int argc, char** argv) {
+/// The arguments, last one first. "help VERB" is another way to write "VERB --help"; "help --man VERB" asks for the
+/// manual page of the verb.
+std::vector<std::string> readArguments(int argc, char** argv, bool* asManualPage) {
     std::vector<std::string> arguments;
     for (int i = 1; i < argc; ++i)
         arguments.push_back(mark(argv[i]));
     if (!arguments.empty() && arguments.front() == "help") {
         while (!arguments.empty() && arguments.front() == "help")
+            arguments.erase(arguments.begin());
+        *asManualPage = !arguments.empty() && arguments.front() == "--man";
+        if (*asManualPage)
             arguments.erase(arguments.begin());
         arguments.emplace_back("--help");
     }
@@ -130,7 +137,8 @@ void addHelpOption(VerbOutline& outline) {
 }
 
 void addProgramOptions(VerbOutline& outline) {
-    outline.verbs.push_back({"help", "print the help of a verb: help VERB", {}, {}, {}});
+    outline.verbs.push_back(
+        {"help", "print the help of a verb: help VERB; as a manual page: help --man VERB", {}, {}, {}});
     addHelpOption(outline);
     outline.parameters.push_back(
         {{"--version"}, {}, "Options", {}, "print the version and end", false, false});
@@ -290,8 +298,9 @@ int runCommandLine(int argc, char** argv, ProgramText const& text, std::span<Ver
     Work const work = CommandLine(app, outline).verbs(verbs);
     addProgramOptions(outline);
     app.set_version_flag("--version", text.version);
+    bool asManualPage = false;
     try {
-        app.parse(readArguments(argc, argv));
+        app.parse(readArguments(argc, argv, &asManualPage));
     } catch (CLI::CallForVersion const& asked) {
         terminal::out() << asked.what() << std::endl;
         return exitDone;
@@ -300,7 +309,8 @@ int runCommandLine(int argc, char** argv, ProgramText const& text, std::span<Ver
         if (std::optional<std::string> const unknown = findUnknown(app, outline))
             return complainAboutUsage(*unknown, asked);
         if (dynamic_cast<CLI::CallForHelp const*>(&error) != nullptr) {
-            terminal::out() << formatHelp(*asked.outline, asked.path);
+            terminal::out() << (asManualPage ? formatManualPage(*asked.outline, asked.path, SEALKIT_VERSION)
+                                             : formatHelp(*asked.outline, asked.path));
             return exitDone;
         }
         if (!asked.outline->verbs.empty())

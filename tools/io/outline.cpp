@@ -32,12 +32,6 @@ std::string wrap(std::string_view text, size_t column) {
     return result;
 }
 
-/// Ends of lines in a text that is written as one.
-std::string joinLines(std::string text) {
-    std::ranges::replace(text, '\n', ' ');
-    return text;
-}
-
 std::string formatRow(std::string const& name, std::string const& text) {
     std::string row = "  " + name;
     if (row.size() + 2 > textColumn)
@@ -136,6 +130,11 @@ size_t countChanges(std::string_view a, std::string_view b) {
 }
 
 } // namespace
+
+std::string joinLines(std::string text) {
+    std::ranges::replace(text, '\n', ' ');
+    return text;
+}
 
 std::string formatHelp(VerbOutline const& verb, std::string const& path) {
     std::string help = wrap(path + ": " + verb.summary, 0) + '\n' + formatUsage(verb, path);

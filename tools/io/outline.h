@@ -32,6 +32,9 @@ struct VerbOutline {
     std::list<VerbOutline> verbs;
 };
 
+/// A text with blanks in place of the ends of its lines.
+std::string joinLines(std::string text);
+
 /// The help of a verb, for a screen of 80 columns. `path` is the command up to and with its name: "sealkit cms check".
 std::string formatHelp(VerbOutline const& verb, std::string const& path);
 
