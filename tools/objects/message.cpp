@@ -10,8 +10,7 @@
 #include "sealkit/input_kind.h"
 #include "sealkit/oid_names.h"
 #include "sealkit/pem.h"
-
-#include <kp/text.h>
+#include "sealkit/smime.h"
 
 #include <algorithm>
 
@@ -41,16 +40,10 @@ void convertBer(asn1::blob bytes, std::vector<unsigned char>* to) {
 } // namespace
 
 std::string mailForm(std::string_view text) {
-    std::string const start = str2lower(std::string(text.substr(0, 4096)));
-    if (start.find("multipart/signed") != std::string::npos)
-        return "a signed S/MIME e-mail: \"openssl smime -pk7out -in FILE -out SIGNATURE\" takes the "
-               "signature out; "
-               "what it signed is the first part of the mail, headers included, with CR LF at its line ends";
-    if (start.find("application/pkcs7-mime") != std::string::npos ||
-        start.find("application/x-pkcs7-mime") != std::string::npos)
-        return "an S/MIME e-mail: \"openssl smime -pk7out -in FILE -out MESSAGE\" takes the message out of "
-               "it";
-    return "";
+    SmimeMail mail;
+    return looksLikeMail(text) && mail.parse(text, nullptr)
+               ? "an S/MIME mail: \"sealkit cms check\" and \"sealkit cms decrypt\" open it"
+               : "";
 }
 
 Complaint complaintOf(Refusal const& refusal) {
@@ -95,12 +88,27 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
     }
     if (!other.empty())
         return complain("holds no message, but \"" + other + "\"");
-    if (std::string const mail = mailForm(file.text); !mail.empty())
-        return complain(mail);
     if (file.text.empty())
         return complain("is empty");
+    if (looksLikeMail(file.text))
+        return file.takeMail(path) ? std::optional(std::move(file)) : std::nullopt;
     convertBer(file.text, &file.decoded);
     return file;
+}
+
+bool MessageFile::takeMail(std::string const& path) {
+    SmimeMail mail;
+    Refusal refusal;
+    if (!mail.parse(text, &refusal)) {
+        badInput(path + ": " + complaintOf(refusal));
+        return false;
+    }
+    isClearSigned = mail.isClearSigned;
+    signedPart = std::move(mail.content);
+    decoded = std::move(mail.message);
+    convertBer(decoded, &decoded);
+    text.clear();
+    return true;
 }
 
 std::string digestName(PKCS7SignerInfo const& signer) {

@@ -17,22 +17,29 @@
 /// The DER of one message.
 class MessageFile {
 public:
-    /// Reads PEM (the first block that is labelled as a message or holds one), or DER. Complains and gives nothing for
-    /// anything else; of an e-mail it says how to take the message out.
+    /// Reads PEM (the first block that is labelled as a message or holds one), DER, or S/MIME mail. Complains and gives
+    /// nothing for anything else.
     static std::optional<MessageFile> read(std::string const& path);
 
     /// BER is converted. Only a view of this object.
     asn1::blob der() const { return decoded.empty() ? asn1::blob(text) : asn1::blob(decoded); }
 
+    /// What stands beside the signature of clear-signed mail, as it was signed. Null for all other messages.
+    std::vector<unsigned char> const* content() const { return isClearSigned ? &signedPart : nullptr; }
+
 private:
+    bool takeMail(std::string const& path);
+
     std::string text;
-    std::vector<unsigned char> decoded; ///< Of PEM, or from BER.
+    std::vector<unsigned char> decoded; ///< Of PEM, of mail, or from BER.
+    std::vector<unsigned char> signedPart;
+    bool isClearSigned = false;
 };
 
 /// The label under which messages are written: both of OpenSSL's programs, GnuTLS and others read it.
 inline constexpr char messageLabel[] = "PKCS7";
 
-/// How e-mails are dealt with, of a text that begins like one; empty for any other.
+/// What reads an S/MIME mail, of a text that is one; empty for any other.
 std::string mailForm(std::string_view text);
 
 /// The refusal of a message in a line, with what can be done about it.

@@ -4,6 +4,7 @@
 #include "io/terminal.h"
 #include "objects/ca_certificate.h"
 #include "objects/input_objects.h"
+#include "objects/mail.h"
 #include "objects/message_check.h"
 #include "objects/signer.h"
 #include "objects/trust.h"
@@ -29,6 +30,7 @@ struct SignOptions {
     bool signingTime = false;
     std::string contentType;
     bool detached = false;
+    MailOptions mail;
     std::string file;
 };
 
@@ -46,6 +48,7 @@ struct CheckOptions {
     std::string purpose;
     std::string output;
     bool force = false;
+    bool text = false;
     std::string file;
 };
 
@@ -73,8 +76,8 @@ HashID hashFor(Signer const& signer, std::string const& algorithm) {
                                       : signer.hash;
 }
 
-/// Adds the signer with this number. Returns the exit status.
-int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message) {
+/// Adds the signer with this number, and its hash to those of the mail. Returns the exit status.
+int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std::vector<HashID>& hashes) {
     std::string const& keyFile = options.keys[number];
     std::string const& certificateFile = options.certificates[number];
     int status = exitDone;
@@ -91,6 +94,7 @@ int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message) {
         return badInput(certificateFile + ": has no subject key identifier: leave --key-id out");
     PKCS7SignerOptions how;
     how.hash = hashFor(*signer, options.signer.algorithm);
+    hashes.push_back(signer->key->keyType() == KeyType::Ed25519 ? HashID::SHA512 : how.hash);
     how.byKeyId = options.byKeyId;
     how.hasAttributes = !options.withoutAttributes;
     if (options.signingTime)
@@ -121,7 +125,13 @@ int sign(SignOptions& options) {
         return wrongUsage(
             "the time of signing and a content of another type than data are told by attributes: leave "
             "--no-attributes out");
-    auto const content = readMessage(options.file);
+    if (!options.mail.isUsable(options.output))
+        return exitWrongUsage;
+    auto const file = readMessage(options.file);
+    if (!file)
+        return exitBadInput;
+    auto const content =
+        options.mail.prepare(asn1::blob(file->data(), file->size()), options.mail.smime && options.detached);
     if (!content)
         return exitBadInput;
     OutputFile output;
@@ -129,9 +139,10 @@ int sign(SignOptions& options) {
         return status;
 
     PKCS7SignedData message;
+    std::vector<HashID> hashes;
     message.setContent(type, asn1::blob(content->data(), content->size()));
     for (size_t number = 0; number < options.keys.size(); ++number)
-        if (int const status = addSigner(options, number, message); status != exitDone)
+        if (int const status = addSigner(options, number, message, hashes); status != exitDone)
             return status;
     for (std::string const& path : options.chains) {
         auto const chain = readFurtherCertificates(path);
@@ -141,7 +152,12 @@ int sign(SignOptions& options) {
     }
     if (options.detached)
         message.content.clear();
-    return writeMessage(options.output, output, message.encode());
+    if (!options.mail.smime)
+        return writeMessage(options.output, output, message.encode());
+    if (!options.detached)
+        return options.mail.writeMail(output, message.encode());
+    return options.mail.writeMail(output, asn1::blob(content->data(), content->size()), message.encode(),
+                                  hashes);
 }
 
 /// Writes a bundle of all certificates and CRLs of the files.
@@ -205,27 +221,14 @@ int certificates(CertificatesOptions const& options) {
     return options.bundle ? writeBundle(options, output) : unpackMessages(options, output);
 }
 
-/// The text with CR LF at the ends of its lines, as e-mails have it.
-std::vector<unsigned char> withMailLineEnds(asn1::blob text) {
-    std::vector<unsigned char> mail;
-    mail.reserve(text.size() + text.size() / 16);
-    unsigned char before = 0;
-    for (unsigned char character : text) {
-        if (character == '\n' && before != '\r')
-            mail.push_back('\r');
-        mail.push_back(character);
-        before = character;
-    }
-    return mail;
-}
-
 /// Whether a signature over another content is one over the text in its mail form.
 bool isOverMailForm(PKCS7SignedData const& message, asn1::blob content) {
     if (message.signerInfos.empty())
         return false;
     PKCS7SignerInfo const& signer = *message.signerInfos.front();
     return !signer.verifyContentDigest(message.contentType, content, signer.digestAlgorithm) &&
-           signer.verifyContentDigest(message.contentType, withMailLineEnds(content), signer.digestAlgorithm);
+           signer.verifyContentDigest(message.contentType, canonicalLineEnds(content),
+                                      signer.digestAlgorithm);
 }
 
 void reportJson(MessageReport const& report, PKCS7SignedData const& message, size_t size) {
@@ -260,7 +263,9 @@ int check(CheckOptions const& options) {
     if (message.content.empty() && message.signerInfos.empty())
         return badInput(options.file + ": has no signers: it only carries certificates, which \"cms "
                                        "certificates\" takes out");
-    if (message.content.empty() && options.content.empty())
+    if (file->content() != nullptr && !options.content.empty())
+        return wrongUsage(options.file + ": the mail holds the content: leave --content out");
+    if (message.content.empty() && options.content.empty() && file->content() == nullptr)
         return wrongUsage(options.file + ": the content is not in it: give it with --content");
     auto further = readFurtherCertificates(options.certificates, formsFor(how.path));
     if (!further)
@@ -269,6 +274,8 @@ int check(CheckOptions const& options) {
     std::optional<SecretBytes> given;
     if (!options.content.empty() && !(given = readMessage(options.content)))
         return exitBadInput;
+    if (file->content() != nullptr)
+        given.emplace(file->content()->begin(), file->content()->end());
     asn1::blob const detached = given ? asn1::blob(given->data(), given->size()) : asn1::blob();
     asn1::blob const content = message.content.empty() ? detached : message.contentOctets();
     if (message.content.empty())
@@ -304,7 +311,11 @@ int check(CheckOptions const& options) {
         return exitNo;
     if (options.output.empty())
         return exitDone;
-    return output.write({content.data(), content.size()}) && output.commit() ? exitDone : exitBadInput;
+    std::vector<unsigned char> written(content.begin(), content.end());
+    if (options.text)
+        if (int const status = takeText(options.file, written); status != exitDone)
+            return status;
+    return output.write(written) && output.commit() ? exitDone : exitBadInput;
 }
 
 constexpr char signFooter[] =
@@ -326,7 +337,9 @@ constexpr char signFooter[] =
     "  sealkit cms sign -k my.key --certificate my.pem letter.txt -o letter.p7m\n"
     "  sealkit cms check --ca my.pem letter.p7m -o copy.txt\n"
     "  sealkit cms sign -k my.key --certificate my.pem --detached letter.txt -o letter.p7s\n"
-    "  sealkit cms check --ca my.pem --content letter.txt letter.p7s";
+    "  sealkit cms check --ca my.pem --content letter.txt letter.p7s\n"
+    "  sealkit cms sign -k my.key --certificate my.pem --smime --text --detached letter.txt -o letter.eml\n"
+    "  sealkit cms check --ca my.pem --text letter.eml -o read.txt";
 
 } // namespace
 
@@ -357,7 +370,10 @@ Work setUpCmsSign(CommandLine commandLine) {
         .text("--content-type", options->contentType,
               "the type of the content, an object identifier. Without it data")
         .valueName("OID");
-    commandLine.flag("--detached", options->detached, "leave the content out of the message");
+    commandLine.flag("--detached", options->detached,
+                     "leave the content out of the message; in a mail it stands beside\nthe signature, for "
+                     "everyone to read");
+    options->mail.declare(commandLine);
     options->output.declare(commandLine);
     commandLine.text("FILE", options->file, "what is signed; - is standard input").required();
     commandLine.footer(signFooter);
@@ -387,7 +403,9 @@ Work setUpCmsCheck(CommandLine commandLine) {
             "standard error then")
         .valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
-    commandLine.text("FILE", options->file, "the message, PEM or DER; - is standard input").required();
+    commandLine.flag("--text", options->text, takeTextHelp);
+    commandLine.text("FILE", options->file, "the message, PEM, DER or S/MIME mail; - is standard input")
+        .required();
     commandLine.footer(
         "Every signer must have signed the content and be trusted. Prints a line for each, then \"OK\" or\n"
         "\"FAILED: reason\". What is not checked and what is strange is said on standard error. A time of "
