@@ -4,6 +4,7 @@
 #include "objects/certificates.h"
 #include "objects/cipher_names.h"
 #include "objects/input_objects.h"
+#include "objects/mail.h"
 #include "objects/message.h"
 #include "objects/signer.h"
 #include "verbs/cms.h"
@@ -24,6 +25,7 @@ struct EncryptOptions {
     std::string cipher;
     bool byKeyId = false;
     bool oaep = false;
+    MailOptions mail;
     std::string file;
 };
 
@@ -33,6 +35,7 @@ struct DecryptOptions {
     std::string certificate;
     std::string output;
     bool force = false;
+    bool text = false;
     std::string file;
 };
 
@@ -128,7 +131,12 @@ int encrypt(EncryptOptions const& options) {
     std::vector<X509Certificate const*> recipients;
     for (X509Certificate const& certificate : certificates)
         recipients.push_back(&certificate);
-    auto const content = readMessage(options.file);
+    if (!options.mail.isUsable(options.output))
+        return exitWrongUsage;
+    auto const file = readMessage(options.file);
+    if (!file)
+        return exitBadInput;
+    auto const content = options.mail.prepare(asn1::blob(file->data(), file->size()), false);
     if (!content)
         return exitBadInput;
     int status = exitDone;
@@ -149,7 +157,8 @@ int encrypt(EncryptOptions const& options) {
                        *how, getDefaultRng(), &refusal);
     if (message.empty())
         return badInput("cannot be encrypted: " + complaintOf(refusal));
-    return writeMessage(options.output, output, std::move(message));
+    return options.mail.smime ? options.mail.writeMail(output, message)
+                              : writeMessage(options.output, output, std::move(message));
 }
 
 /// What decryption came to, with what the message alone tells where it failed.
@@ -242,7 +251,8 @@ int decrypt(DecryptOptions const& options) {
     if (!isData(message.encryptedContentInfo.contentType))
         note("the content is no plain data, but of the type " +
              getContentTypeName(message.encryptedContentInfo.contentType));
-    bool const isWritten = output.write(content) && output.commit();
+    int const status = options.text ? takeText(options.file, content) : exitDone;
+    bool const isWritten = status == exitDone && output.write(content) && output.commit();
     secureMemset(content.data(), 0, content.size());
     return isWritten ? exitDone : exitBadInput;
 }
@@ -292,6 +302,7 @@ Work setUpCmsEncrypt(CommandLine commandLine) {
                      "encrypt to RSA keys with OAEP over SHA-256, not with PKCS#1 v1.5");
     commandLine.flag("--key-id", options->byKeyId,
                      "name recipients by their subject key identifiers, not by issuer\nand serial number");
+    options->mail.declare(commandLine);
     options->output.declare(commandLine);
     commandLine.text("FILE", options->file, "what is encrypted; - is standard input").required();
     commandLine.footer(encryptFooter);
@@ -311,7 +322,8 @@ Work setUpCmsDecrypt(CommandLine commandLine) {
         .needs(key);
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
-    commandLine.text("FILE", options->file, "the message, PEM or DER; - is standard input").required();
+    commandLine.flag("--text", options->text, takeTextHelp);
+    commandLine.text("FILE", options->file, "the message, PEM, DER or S/MIME mail; - is standard input").required();
     commandLine.footer(
         std::string("Opens messages with the key of one of its recipients, or with a password: EnvelopedData "
                     "under triple "
