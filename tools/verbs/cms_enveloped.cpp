@@ -323,7 +323,8 @@ Work setUpCmsDecrypt(CommandLine commandLine) {
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.flag("--text", options->text, takeTextHelp);
-    commandLine.text("FILE", options->file, "the message, PEM, DER or S/MIME mail; - is standard input").required();
+    commandLine.text("FILE", options->file, "the message, PEM, DER or S/MIME mail; - is standard input")
+        .required();
     commandLine.footer(
         std::string("Opens messages with the key of one of its recipients, or with a password: EnvelopedData "
                     "under triple "

@@ -158,8 +158,8 @@ TEST(Openssh, LinesMayHaveBlanksCommentsAndNoText) {
     EXPECT_NE(readOpensshPublicKey("# of Ada\n\n  " + bare + "\t\r\n", &refusal, &comment), nullptr);
     EXPECT_EQ(comment, "");
     for (std::string const& bad : {std::string(), std::string("ssh-ed25519"), std::string("ssh-ed25519 !"),
-                                  "ssh-rsa" + bare.substr(11), "no-pty " + bare,
-                                  bare.substr(0, bare.size() - 4), bare.substr(0, 40)}) {
+                                   "ssh-rsa" + bare.substr(11), "no-pty " + bare,
+                                   bare.substr(0, bare.size() - 4), bare.substr(0, 40)}) {
         EXPECT_EQ(readOpensshPublicKey(bad, &refusal), nullptr) << bad;
         EXPECT_TRUE(refusal);
     }
