@@ -33,7 +33,7 @@ struct SignedOutline {
 
 /// A certificate. Names, times and the key are whole encodings.
 struct CertificateOutline : SignedOutline {
-    unsigned version = 0;    ///< 1, 2 or 3, and whatever else stands there.
+    unsigned version = 0;    ///< 1, 2 or 3, or another number that stands there.
     asn1::blob serialNumber; ///< Content octets.
     asn1::blob issuer;
     asn1::blob notBefore;

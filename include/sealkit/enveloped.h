@@ -64,7 +64,7 @@ struct EnvelopedRecipient : PKCS7KeyTransRecipientInfo {
     std::shared_ptr<KeyAgreement const> agreement; ///< `keyAgreement` alone, where it is never null.
     AlgorithmIdentifier keyDerivation;             ///< `password` alone.
 
-    /// The algorithm that encrypts the content key, whatever kind the recipient is of.
+    /// The algorithm that encrypts the content key, for every kind of recipient.
     AlgorithmIdentifier const& algorithm() const {
         return agreement == nullptr ? keyEncryptionAlgorithm : agreement->keyEncryptionAlgorithm;
     }
@@ -107,8 +107,8 @@ public:
 
     /// Decrypts the content with the key of one of the recipients of this message.
     ///
-    /// Returns false and leaves `out` empty on failure. An encrypted key and a content that do not decrypt, whatever is
-    /// wrong with them, are one refusal, `RefusalId::undecryptable`, and take the same time; all other refusals follow from the
+    /// Returns false and leaves `out` empty on failure. An encrypted key and a content that do not decrypt, for any
+    /// reason, are one refusal, `RefusalId::undecryptable`, and take the same time; all other refusals follow from the
     /// message and the kind of the key alone. Under CBC an attacker who learns, for many messages of their own making,
     /// whether decryption succeeded can decrypt any message of theirs: show that to no stranger.
     ///
@@ -117,13 +117,13 @@ public:
                  Refusal* refusal) const;
 
     /// The same with the recipients that name `certificate`, which is that of `key`, or without one (null) those that the
-    /// key may be of; `maxRecipientsTried` of them at most. `RefusalId::notARecipient` if there are none.
+    /// key may be of; `maxRecipientsTried` of them at most. `RefusalId::notARecipient` if no recipient matches.
     bool decrypt(X509Certificate const* certificate, PrivateKey const& key, std::vector<unsigned char>& out,
                  Refusal* refusal) const;
 
     /// The same with a password, which every recipient of that kind is tried with. `RefusalId::wrongPassword` if it opens none
     /// of their keys, `RefusalId::changedContent` if one is opened and the content does not decrypt with it, and
-    /// `RefusalId::noPassword` if there are none. Together they may ask for `pbes2MaxIterations` (pbes2.h) rounds.
+    /// `RefusalId::noPassword` if it has no such recipients. Together they may ask for `pbes2MaxIterations` (pbes2.h) rounds.
     bool decrypt(std::string_view password, std::vector<unsigned char>& out, Refusal* refusal) const;
 
     /// The same with a shared key of 16, 24 or 32 bytes, which every recipient of that kind is tried with.

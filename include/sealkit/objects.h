@@ -1,4 +1,4 @@
-/// The objects of a file, whatever kind and form the file has.
+/// The objects of a file of any kind and form.
 ///
 /// | member          | what it is                                                                  |
 /// | --------------- | --------------------------------------------------------------------------- |

@@ -27,7 +27,7 @@
 #include <string_view>
 #include <vector>
 
-/// The private key of the first block "OPENSSH PRIVATE KEY" in `text`. Null if there is none, if it is malformed or
+/// The private key of the first block "OPENSSH PRIVATE KEY" in `text`. Null if it is missing, malformed or
 /// encrypted, if the public key before it is another, or if its type or its numbers are refused. `comment`, if it is not
 /// null, becomes the text that the file has for people, which may hold any byte.
 SEALKIT_API std::unique_ptr<PrivateKey> readOpensshPrivateKey(std::string_view text, Refusal* refusal,

@@ -57,6 +57,6 @@ using WipedBytes = std::vector<unsigned char, detail::WipingAllocator<unsigned c
 ///   of the original.
 /// - Text that is nothing but the base64 of one DER or BER element becomes that element.
 ///
-/// An object in DER or BER is left as it is whatever text it holds. Takes time and memory in proportion to the input: at
+/// An object in DER or BER is left as it is, also where it holds such text. Takes time and memory in proportion to the input: at
 /// most three times its bytes.
 SEALKIT_API bool makePlain(asn1::blob file, WipedBytes* plain, std::vector<InputNote>* notes);

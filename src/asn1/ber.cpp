@@ -142,7 +142,7 @@ private:
         visitor.end(closed, at);
     }
 
-    /// The string that an element is, or is a piece of; 0 for none. Nothing when it stands among pieces and is none.
+    /// The string that an element is, or is a piece of; 0 for none. Nothing if it stands among pieces and is not one.
     std::optional<unsigned> stringFor(Open const& next, unsigned elementTag) {
         bool const isWhole = !isConstructed(next.start);
         if (levels.empty() || levels.back().stringTag == 0) {

@@ -216,7 +216,7 @@ std::vector<unsigned char> encodeSortedAttributes(PKCS7SignerInfo const& signer)
     return detail::sortedSet(attributes.take());
 }
 
-/// The algorithm of a signature by a key over a hash; without an identifier if there is none.
+/// The algorithm of a signature by a key over a hash; without an identifier if no such algorithm exists.
 AlgorithmIdentifier algorithmOf(PrivateKey const& key, HashID hash) {
     bool const isEd25519 = key.keyType() == KeyType::Ed25519;
     AlgorithmIdentifier algorithm = detail::signatureAlgorithmOf(key, isEd25519 ? HashID::none : hash);

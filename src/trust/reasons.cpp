@@ -23,7 +23,7 @@ constexpr std::array codes = {
     ReasonText<PathCode>{PathCode::badSignature, "bad-signature", "A signature does not verify."},
     ReasonText<PathCode>{PathCode::revoked, "revoked", "A certificate is revoked."},
     ReasonText<PathCode>{PathCode::crlMissing, "crl-missing",
-                         "A CRL must tell about a certificate, and there is none of its issuer."},
+                         "A CRL must tell about a certificate, and the CRL of its issuer is missing."},
     ReasonText<PathCode>{PathCode::nameConstraintViolated, "name-constraint-violated",
                          "A certificate bears a name that a certificate above it does not allow."},
     ReasonText<PathCode>{PathCode::unsupportedCertificate, "unsupported-certificate",

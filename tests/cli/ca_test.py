@@ -243,7 +243,7 @@ class SelfSignTest(AuthorityTest):
         self.refused(3, "is no domain", *make, "--permit-dns", "a b")
         self.refused(3, "is no domain", *make, "--exclude-dns", ".")
         self.refused(3, "are for authorities", *make, "--exclude-dns", "a.example", "--profile", "client")
-        self.refused(3, "is no address of a revocation list", *make, "--crl-url", "a.example")
+        self.refused(3, "is no address of a CRL", *make, "--crl-url", "a.example")
 
     def test_dates(self):
         make = ["cert", "self-sign", "-k", "ca.key", "--subject", "/CN=a"]
@@ -429,7 +429,7 @@ class IssueTest(AuthorityTest):
         self.refused(2, "the key is not that of this certificate", "cert", "issue", "--ca", "ca.pem", "-k", "other.key", *make)
         self.refused(2, "its basic constraints do not say so", "cert", "issue", "--ca", leaf, "-k", "host.key", *make)
         self.refused(2, "no certificate", "cert", "issue", "--ca", "host.csr", "-k", "ca.key", *make)
-        for usage, verb, message in (("cRLSign", "cert", "does not allow signing certificates"), ("keyCertSign", "crl", "signing revocation lists")):
+        for usage, verb, message in (("cRLSign", "cert", "does not allow signing certificates"), ("keyCertSign", "crl", "signing CRLs")):
             self.issue_root("limited", CA_EXTENSIONS + f"keyUsage={usage}\n")
             arguments = ["issue", *make] if verb == "cert" else ["new"]
             self.refused(2, message, verb, *arguments, "--ca", "limited.pem", "-k", "limited.key")

@@ -36,7 +36,7 @@ enum class AskFor { existing, fresh };
 
 /// The password from its source. Where none is given the user is asked at the terminal, without echo; for a
 /// fresh one twice. A fresh password must not be empty. `whose` is for messages: "key.pem". Complains and
-/// gives null when there is none; `*status` is then the exit status, that of wrong usage where nobody can
+/// gives null if it is missing; `*status` is then the exit status, that of wrong usage where nobody can
 /// be asked.
 std::unique_ptr<Password> readPassword(PasswordSource const& source, AskFor kind, std::string const& whose,
                                        int* status);

@@ -24,7 +24,7 @@ struct KeySource {
 /// Declares --key-file and --key, which exclude each other.
 void addKeyOptions(CommandLine& commandLine, KeySource& source);
 
-/// Reads the key. Complains and gives nothing when there is none, it cannot be read, its file is empty
+/// Reads the key. Complains and gives nothing if it is missing or unreadable, or its file is empty
 /// or larger than 1 MiB; `*status` is then the exit status.
 std::optional<SecretBytes> readKey(KeySource const& source, int* status);
 

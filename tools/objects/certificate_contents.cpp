@@ -181,8 +181,8 @@ bool ContentOptions::applyPolicies(X509Certificate& certificate) const {
 }
 
 bool ContentOptions::applyAddresses(X509Certificate& certificate) const {
-    if (!areAddresses(crlAddresses, "a revocation list") ||
-        !areAddresses(ocspAddresses, "an OCSP responder") || !areAddresses(issuerAddresses, "a certificate"))
+    if (!areAddresses(crlAddresses, "a CRL") || !areAddresses(ocspAddresses, "an OCSP responder") ||
+        !areAddresses(issuerAddresses, "a certificate"))
         return false;
     for (std::string const& address : crlAddresses)
         parseGeneralNameText("URI:" + address, &certificate.crlDistributionPoints.emplace_back());

@@ -28,7 +28,7 @@ struct CipherName {
 };
 
 /// The cipher of that name, in letters of either case. "aes-256-cbc" is "aes-cbc" with keys of that size
-/// alone (and "aes-256-siv" needs two of them). Nothing when there is none.
+/// alone (and "aes-256-siv" needs two of them). Nothing for an unknown name.
 std::optional<CipherName> findCipher(std::string_view name);
 
 /// "null, des-cbc, ...".

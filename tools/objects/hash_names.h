@@ -22,7 +22,7 @@ inline constexpr HashName hashNames[] = {
     {"md5-sha1", "MD5-SHA1", HashID::MD5SHA1},
 };
 
-/// The hash of that name, in letters of either case; null when there is none.
+/// The hash of that name, in letters of either case; null for an unknown name.
 HashName const* findHash(std::string_view name);
 
 /// "md4, md5, ...".

@@ -14,7 +14,7 @@
 std::optional<X509Certificate> readCertificate(std::string const& path,
                                                FormRules forms = FormRules::platform);
 
-/// All certificates of a file, or of the message in it. Complains and gives nothing if one of them cannot be read, or there are none.
+/// All certificates of a file, or of the message in it. Complains and gives nothing if one of them cannot be read, or the file holds no certificate.
 std::optional<CertificateChain> readAllCertificates(std::string const& path,
                                                     FormRules forms = FormRules::platform);
 

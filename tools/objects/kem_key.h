@@ -12,7 +12,7 @@
 
 /// Reads a secret key: the seed, the expanded key or both of them in PKCS#8, encrypted or not, PEM or DER; or the 64
 /// bytes of the one or the 2400 of the other as they are. The key is checked. A password that it needs is asked for where
-/// none is given. Complains if there is none. The exit status.
+/// none is given. Complains if it is missing. The exit status.
 int readKemKey(std::string const& path, PasswordSource const& password, MLKEMDecap& key);
 
 /// Reads a public key: SubjectPublicKeyInfo, PEM or DER, or its 1184 bytes as they are; or takes that of a

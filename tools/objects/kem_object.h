@@ -27,7 +27,7 @@ struct OpenedKemKey {
     Complaint complaint;
 };
 
-/// Reads the private key of a PEM block or DER. The password is null where there is none.
+/// Reads the private key of a PEM block or DER. The password is null where none was given.
 OpenedKemKey openKemPrivateKey(std::string_view text, std::string const* password);
 
 /// Reads the public key of a PEM block or DER.

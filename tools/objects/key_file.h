@@ -46,10 +46,10 @@ int openAsking(std::string const& path, PasswordSource const& source,
 Complaint complaintOf(Refusal const& refusal, std::string_view text);
 
 /// Reads the private key of a PEM block, or of the DER that stands in its place, also that of the traditional forms.
-/// A complaint has the number of the block, where it has one. The password is null where there is none.
+/// A complaint has the number of the block, where it has one. The password is null where none was given.
 OpenedKey openPrivateKey(PemBlock const& block, std::string const* password);
 
-/// A public key, or why there is none.
+/// A public key, or why it is missing.
 struct OpenedPublicKey {
     std::unique_ptr<PublicKey> key;
     Complaint complaint;
@@ -60,7 +60,7 @@ struct OpenedPublicKey {
 OpenedPublicKey openPublicKey(PemBlock const& block);
 
 /// The private key of a file, the first of them. Its password, when it has one, is asked for where none is
-/// given. Complains and gives null when there is none; `*status` is then the exit status.
+/// given. Complains and gives null if it is missing; `*status` is then the exit status.
 std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSource const& password,
                                              int* status);
 

@@ -26,8 +26,8 @@ struct MailOptions {
     bool isUsable(ObjectOutput const& output) const;
 
     /// What is signed or encrypted of a file: with --text a MIME entity of the text, otherwise the file as it is. In mail
-    /// that is clear-signed it gets CR LF line ends. Complains and gives nothing where a mail must be an entity and the
-    /// file is none.
+    /// that is clear-signed it gets CR LF line ends. Complains and gives nothing where a mail must hold an entity and the
+    /// file is not one.
     std::optional<SecretBytes> prepare(asn1::blob contents, bool isClearSigned) const;
 
     /// Writes the message as a mail. Complains; returns the exit status.

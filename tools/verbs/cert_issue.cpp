@@ -85,7 +85,7 @@ int selfSign(Options const& options) {
     return issueCertificate(certificate, *issuer, options.issuer);
 }
 
-/// A line for a person, of whatever length the text is.
+/// A line for a person of a text of any length.
 std::string shortened(std::string const& text) {
     constexpr size_t maxSize = 100;
     std::string const shown = terminal::printable(text.substr(0, maxSize));

@@ -331,7 +331,7 @@ Work setUpCmsDecrypt(CommandLine commandLine) {
                     "DES or AES in CBC mode and AuthEnvelopedData under AES-GCM, in DER or BER, to RSA keys "
                     "under PKCS#1 "
                     "v1.5 or OAEP, to EC and X25519 keys by key agreement, and under passwords by PBKDF2.\n\n"
-                    "Whatever is wrong with a key or an encrypted text, the message is the same (status 1). "
+                    "Every fault of a key or an encrypted text gives the same message (status 1). "
                     "Do not let "
                     "strangers see it for messages of their own making: it helps them to read others.\n\n") +
         std::string(encryptFooter).substr(std::string(encryptFooter).find("Examples:")));

@@ -248,7 +248,7 @@ bool nameTrusted(ExportOptions const& options, PKCS12PFX& pfx) {
         PKCS12Attributes& attributes = pfx.certificateAttributes[i];
         std::string const name =
             i < options.names.size() ? options.names[i] : defaultName(*pfx.certificates[i], i);
-        // Java keeps one entry of each name, whatever its case.
+        // Java keeps one entry of each name, in either case.
         attributes.friendlyName = name;
         for (unsigned copy = 2; !names.insert(str2lower(attributes.friendlyName)).second; ++copy)
             attributes.friendlyName = name + " " + std::to_string(copy);
@@ -537,7 +537,7 @@ Work importVerb(CommandLine commandLine) {
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     addPasswordOptions(commandLine, options->password, "of the file");
-    commandLine.flag("--empty-password", options->emptyPassword, "the password is empty, or there is none");
+    commandLine.flag("--empty-password", options->emptyPassword, "the password is empty or missing");
     Parameter const keysOnly = commandLine.flag("--keys-only", options->keysOnly, "write no certificates");
     commandLine.flag("--certificates-only", options->certificatesOnly, "write no keys").excludes(keysOnly);
     addPasswordOptions(commandLine, options->newPassword, "that keys are encrypted under", "key-out-");

@@ -57,7 +57,7 @@ using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, s
                             KemKey, PrivateKeyFound, EcParameters, PKCS7SignedData, EnvelopedMessage,
                             TimeStampRequest, ResponseFound, Pkcs12File, Described>;
 
-/// An object, or why there is none.
+/// An object, or why it is missing.
 struct Found {
     Object object;
     int status = exitBadInput;
@@ -288,7 +288,7 @@ Complaint whyNothing(InputKind kind, std::string_view text) {
     case InputKind::text:
         return "text without a PEM block";
     default:
-        return "neither PEM nor the DER of a certificate, revocation list, request, key, message or PKCS#12";
+        return "neither PEM nor the DER of a certificate, CRL, request, key, message or PKCS#12";
     }
 }
 
@@ -587,11 +587,11 @@ Work setUpShow(CommandLine commandLine) {
     commandLine.texts("FILE", options->files, "PEM (any number of blocks) or DER; - is standard input")
         .required();
     commandLine.footer(
-        "Knows certificates, chains, revocation lists, certificate requests, public and private\n"
+        "Knows certificates, chains, CRLs, certificate requests, public and private\n"
         "keys, encrypted ones and those of ML-KEM-768 too, PKCS#12 files, signed and enveloped messages\n"
         "(PKCS#7, CMS), and requests and responses of time-stamps. The dump of a private key needs\n"
         "--secrets; enveloped messages and ML-KEM keys have none.\n"
-        "A certificate, revocation list or request that the library refuses is shown with the reason in\n"
+        "A certificate, CRL or request that the library refuses is shown with the reason in\n"
         "front, and the end is 2; \"sealkit asn1\" shows every element of what cannot be shown.\n\n"
         "Examples:\n"
         "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"

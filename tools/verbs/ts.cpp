@@ -58,7 +58,7 @@ std::vector<unsigned char> makeNonce() {
     return nonce;
 }
 
-/// The nonce of the options, of whatever size. Nothing for what is no number.
+/// The nonce of the options, of any size. Nothing for what is not a number.
 std::optional<std::vector<unsigned char>> readNonce(RequestOptions const& options) {
     if (options.noNonce)
         return std::vector<unsigned char>();
@@ -118,7 +118,7 @@ struct Reply {
     std::unique_ptr<PKCS7SignedData> token;
 };
 
-/// Complains and gives nothing when there is none.
+/// Complains and gives nothing if it is missing.
 std::optional<Reply> readReply(std::string const& path) {
     auto const file = MessageFile::read(path);
     if (!file)
@@ -280,7 +280,9 @@ Work setUpTsCheck(CommandLine commandLine) {
               "them "
               "trusted")
         .valueName("FILE");
-    commandLine.text("--policy", options->policy, "the policy that it must be of, whatever the request says")
+    commandLine
+        .text("--policy", options->policy,
+              "the policy that it must be of, also where the request asks for another")
         .valueName("OID");
     options->trust.declare(commandLine);
     commandLine.json();
