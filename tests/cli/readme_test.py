@@ -33,6 +33,8 @@ class ReadmeTest(ProgramTest):
                 "-verify_hostname", "www.acme.example", folder / "www.pem")
         self.assertEqual(read("signed.txt"), letter)
         self.assertEqual(read("opened.p7m"), read("letter.p7m"))
+        self.assertNotIn(b"Ada", read("locked.p7m"))
+        self.assertEqual(read("unlocked.txt"), letter)
         self.assertEqual(re.findall("-----BEGIN (.*)-----", read("www-all.pem").decode()), ["PRIVATE KEY", "CERTIFICATE", "CERTIFICATE"])
 
         self.paste(["sealkit crl new --ca root.pem -k root.key --previous acme.crl --revoke www.pem,keyCompromise -o next.crl"], folder)
