@@ -109,7 +109,9 @@ class ConvertTest(ProgramTest):
         self.assertFalse((self.dir / "two.der").exists())
 
     def test_bundles_that_peers_read(self):
-        pem = self.made("--to", "p7b", "both.pem", "leaf.der")
+        crl = self.dir / "root.crl"
+        self.expect(0, "crl", "new", "-k", "root.key", "--ca", "root.pem", "-o", crl)
+        pem = self.made("--to", "p7b", "both.pem", "root.crl", "leaf.der")
         self.assertIn("is there already", self.said)
         self.assertEqual(self.mode() & 0o400, 0o400)
         shown = openssl("pkcs7", "-print_certs", "-noout", input=pem)
@@ -117,6 +119,7 @@ class ConvertTest(ProgramTest):
         self.write("made.p7b", pem)
         self.assertEqual(peer("certtool", "--p7-info", "--infile", self.dir / "made.p7b").count(b"BEGIN CERTIFICATE"), 2)
         self.assertEqual(self.convert("--to", "pem", "made.p7b").out.count("BEGIN CERTIFICATE"), 2)
+        self.assertEqual(self.convert("--to", "pem", "made.p7b").out.count("BEGIN X509 CRL"), 1)
         self.assertEqual(peer("keytool", "-printcert", "-file", self.dir / "made.p7b").count(b"Owner: "), 2)
 
     def test_what_a_form_cannot_hold_is_named(self):

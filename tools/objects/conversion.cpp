@@ -310,6 +310,8 @@ int Conversion::expand(Target target) {
                 return result;
             expanded.push_back(std::move(piece));
         } else if (target != Target::der && isBundle(piece.object)) {
+            for (Refusal const& one : piece.object.message->ignored())
+                leaveOut(piece.source, one.str());
             for (auto const& certificate : piece.object.message->certificates)
                 expanded.push_back({piece.source, objectOf(certificate)});
             for (auto const& crl : piece.object.message->crls)
@@ -454,14 +456,13 @@ int Conversion::makePkcs7(SecretBytes& output) {
         else if (object.certificate)
             bundle.certificates.push_back(object.certificate);
         else
-            leaveOut(piece.source, "CRLs are not written to PKCS#7.");
+            bundle.crls.push_back(object.crl);
     }
-    if (bundle.certificates.empty())
-        return badInput("there is no certificate to write");
-    bundle.contentType = {getDataOid().begin(), getDataOid().end()};
-    DerEncoder encoder;
-    bundle.save(encoder);
-    appendPem(output, messageLabel, encoder.take());
+    if (bundle.certificates.empty() && bundle.crls.empty())
+        return badInput("there is neither a certificate nor a CRL to write");
+    bundle.setContent(getDataOid(), {});
+    bundle.content.clear();
+    appendPem(output, messageLabel, bundle.encode());
     return exitDone;
 }
 
