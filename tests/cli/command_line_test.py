@@ -73,7 +73,7 @@ class CommandLineTest(ProgramTest):
 
     def test_completion(self):
         bash = self.write("complete.bash", self.expect(0, "completion", "bash").out)
-        for words, expected in ((["ver"], ["verify"]), (["cms", "c"], ["check"]), (["cms", "check", "--cont"], ["--content"]),
+        for words, expected in ((["ver"], ["verify"]), (["cms", "c"], ["check", "certificates"]), (["cms", "check", "--cont"], ["--content"]),
                                 (["verify", "--certificates", "x", "--exp"], ["--explain"]), (["verify", ""], []), (["help"], ["help"])):
             script = (f"source {bash}; COMP_WORDS=(sealkit {' '.join(word or chr(39) * 2 for word in words)}); COMP_CWORD={len(words)}; _sealkit; "
                       'printf "%s\\n" "${COMPREPLY[@]}"')

@@ -113,13 +113,19 @@ Found readTrustedCertificate(asn1::blob der) {
     return found;
 }
 
+/// Whether a key of an unknown algorithm may be one of ML-KEM, for which OpenSSH has no form.
+bool mayBeKemKey(std::string_view text) {
+    InputKind const kind = findInputKind(text);
+    return kind != InputKind::opensshPrivateKey && kind != InputKind::opensshPublicKey;
+}
+
 Found readPublicKeyAs(std::string_view text) {
     OpenedPublicKey opened = openPublicKey({.label = {}, .body = {}, .whole = text});
     if (opened.key)
         return Object(std::move(opened.key));
     Found nothing;
     nothing.complaint = opened.complaint;
-    if (opened.reason == RefusalId::unknownKeyAlgorithm) {
+    if (opened.reason == RefusalId::unknownKeyAlgorithm && mayBeKemKey(text)) {
         OpenedKemKey kem = openKemPublicKey(text);
         if (kem.key)
             return Object(std::move(*kem.key));
@@ -141,7 +147,7 @@ Found readPrivateKeyAs(std::string_view text, Password const* password) {
     Found nothing;
     nothing.status = opened.status;
     nothing.complaint = opened.complaint;
-    if (opened.reason == RefusalId::unknownKeyAlgorithm) {
+    if (opened.reason == RefusalId::unknownKeyAlgorithm && mayBeKemKey(text)) {
         OpenedKemKey kem = openKemPrivateKey(text, password ? &password->text : nullptr);
         if (kem.key)
             return Object(PrivateKeyFound{nullptr, std::move(kem.key), std::move(encryption)});
