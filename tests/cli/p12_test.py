@@ -194,7 +194,7 @@ class ExportTest(P12Test):
     def test_what_cannot_be_exported(self):
         self.write("bad.pem", (self.dir / "leaf.pem").read_bytes() + b"-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n")
         for arguments, words in ((["-k", "leaf.pem"], "no private key"), (["--certificate", "leaf.key"], "no certificate"),
-                                 (["--certificate", "bad.pem"], "bad.pem: block 2: "), (["-k", "missing"], "No such file"),
+                                 (["--certificate", "bad.pem"], "bad.pem: block 2, byte 0: "), (["-k", "missing"], "No such file"),
                                  (["--certificate", "leaf.pem", "--chain", "bad.pem"], "block 2")):
             result = self.expect(2, "p12", "export", *arguments, "--password-file", "password", "-o", "none.p12")
             self.assertIn(words, result.err)
@@ -313,7 +313,7 @@ class ImportTest(P12Test):
         safe = element(0x30, plain(certificate_bag(self.ders["leaf"]), secret, crls, sdsi, *[bag("1.2.3", element(0x30))] * 3))
         result = self.read("-", stdin=pfx(safe, mac_data(safe)))
         self.assertEqual((blocks(result.out), result.err),
-                         ([("CERTIFICATE", self.ders["leaf"])], f"warning: -: it holds more, which is ignored: {kinds}\n"))
+                         ([("CERTIFICATE", self.ders["leaf"])], f"sealkit: warning: -: it holds more, which is ignored: {kinds}\n"))
         self.assertIn(f"  ignored: {kinds}\n", self.expect(0, "show", "-", stdin=pfx(safe)).out)
         safe = element(0x30, plain(*[bag(f"1.2.3.{i}", element(0x30)) for i in range(10000)]))
         result = self.read("-", stdin=pfx(safe, mac_data(safe)), status=2)
@@ -384,7 +384,7 @@ class ImportTest(P12Test):
                                         "-passout", f"pass:{PASSWORD}"))
         self.assertEqual(self.read("naked.p12").err, f"sealkit: warning: naked.p12{warning}")
         result = self.expect(1, "p12", "import", "--password-file", "wrong", "naked.p12", "-o", "none.pem")
-        self.assertRegex(result.err, f"^warning: naked.p12{warning}sealkit: naked.p12: content 2, bag 1, encrypted key, byte \\d+: "
+        self.assertRegex(result.err, f"^sealkit: warning: naked.p12{warning}sealkit: naked.p12: content 2, bag 1, encrypted key, byte \\d+: "
                          "The password is wrong, or the encrypted data is damaged\\.\n$")
         self.assertFalse((self.dir / "none.pem").exists())
         # Nothing is encrypted, and no password asked for.
@@ -525,7 +525,7 @@ class HostileTest(P12Test):
         for content, words in ((b"", "The input is empty."), (b"hello", other), (b"\x30\x80", other), (self.ders["leaf"], other),
                                (self.keys["leaf"], other), ((self.dir / "leaf.pem").read_bytes(), 'only CERTIFICATE'),
                                (pfx(element(0x30), version=2), "The PKCS#12 file is not of version 3. (expected: 3; found: 2)"),
-                               (der + b"\0", f"byte {len(der)}: Bytes follow the end of the object."),
+                               (b"\x30\x80" + der[4:] + bytes(3), "Bytes follow the end of the object."),
                                (der[:-1], "byte 0: An element is longer than the bytes that are left for it."),
                                (pfx(b"\x04\0"), "An element of another type is required here. (expected: SEQUENCE; found: OCTET STRING)"),
                                (b"-----BEGIN PKCS12-----\n!!!!\n-----END PKCS12-----\n", "not base64"),
@@ -534,6 +534,9 @@ class HostileTest(P12Test):
             self.assertIn(words, result.err)
             self.assertEqual(result.out, "")
             self.assertFalse((self.dir / "none.pem").exists())
+        # Some programs leave bytes behind a file in DER.
+        followed, alone = self.read("-", stdin=der + b"\0"), self.read("-", stdin=der)
+        self.assertEqual((blocks(followed.out), followed.err), (blocks(alone.out), "sealkit: note: -: 1 bytes behind it are ignored\n"))
         self.assertIn("No such file", self.read("missing", status=2).err)
         self.assertIn("holds no key and no certificate", self.read("-", stdin=pfx(element(0x30)), status=2).err)
 
@@ -589,7 +592,7 @@ class HostileTest(P12Test):
             arguments = ["--password-file", "password", "foreign.p12"]
             for status, extra in ((2, []), (0, ["--partial"])):
                 imported = self.expect(status, "p12", "import", *extra, *arguments, "-o", "foreign.pem", "--force")
-                self.assertRegex(imported.err, r"^warning: foreign\.p12: content 2, bag 1, encrypted key, .*")
+                self.assertRegex(imported.err, r"^sealkit: warning: foreign\.p12: content 2, bag 1, encrypted key, .*")
                 self.assertIn(reason, imported.err)
                 self.assertEqual([label for label, _ in blocks((self.dir / "foreign.pem").read_text())], ["CERTIFICATE"])
                 shown = self.expect(status, "show", *extra, *arguments)
