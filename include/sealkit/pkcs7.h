@@ -68,6 +68,8 @@ struct PKCS7SignerOptions {
     /// needs them (RFC 5652, section 5.3).
     bool hasAttributes = true;
     std::optional<TimePoint> signingTime; ///< Among the attributes. The years 1950 to 2049.
+    /// Further ones, each the whole encoding of an Attribute.
+    std::vector<std::vector<unsigned char>> attributes{};
 };
 
 /// SignerInfo (RFC 5652, section 5.3). Object identifiers are content octets throughout.

@@ -14,8 +14,7 @@
 /// right size, and if the policy that it asks for is one of the TSA's. Its nonce is repeated. The token names the
 /// certificate of its signer in a signing-certificate attribute (RFC 5816), and holds it if the request asks for that.
 ///
-/// Not here: keys other than RSA; extensions, which no request may have; and the order of tokens, which the caller's clock
-/// makes.
+/// Not here: extensions, which no request may have; and the order of tokens, which the caller's clock makes.
 #pragma once
 
 #include "sealkit/blob.h"

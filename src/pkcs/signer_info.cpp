@@ -203,10 +203,13 @@ std::vector<unsigned char> encodeAttributes(PKCS7SignerInfo const& signer) {
     return attributes.take();
 }
 
-/// With the signing time, in DER's order. Empty when that cannot be written.
-std::vector<unsigned char> encodeSortedAttributes(PKCS7SignerInfo const& signer) {
+/// With the signing time and further attributes, in DER's order. Empty when the time cannot be written.
+std::vector<unsigned char> encodeSortedAttributes(PKCS7SignerInfo const& signer,
+                                                  std::vector<std::vector<unsigned char>> const& further) {
     DerEncoder attributes;
     attributes.addEncoded(encodeAttributes(signer));
+    for (std::vector<unsigned char> const& attribute : further)
+        attributes.addEncoded(attribute);
     if (signer.hasSigningTime != 0) {
         attributes.begin(tag::sequence).addOid(oid::signingTime).begin(tag::set);
         if (!detail::addTime(attributes, signer.signingTime, {}))
@@ -381,7 +384,8 @@ bool PKCS7SignerInfo::sign(X509Certificate const& certificate, PrivateKey const&
     made.digestAlgorithm = hash;
     if (form.signatureAlgorithm.oid.empty() || form.digestAlgorithm.empty() ||
         (options.byKeyId && certificate.subjectKeyId.empty()) ||
-        (!options.hasAttributes && (options.signingTime || contentTypeOid != asn1::blob(oid::data))))
+        (!options.hasAttributes &&
+         (options.signingTime || !options.attributes.empty() || contentTypeOid != asn1::blob(oid::data))))
         return false;
     if (options.byKeyId) {
         form.subjectKeyId = certificate.subjectKeyId;
@@ -393,7 +397,7 @@ bool PKCS7SignerInfo::sign(X509Certificate const& certificate, PrivateKey const&
         made.addContentDigest(contentTypeOid, content, hash);
         made.hasSigningTime = options.signingTime ? 1 : 0;
         made.signingTime = options.signingTime.value_or(TimePoint());
-        made.authAttributes = encodeSortedAttributes(made);
+        made.authAttributes = encodeSortedAttributes(made, options.attributes);
         if (made.authAttributes.empty())
             return false;
         made.encryptedDigest = signMessage(key, hash, DerEncoder().add(tag::set, made.authAttributes).take());

@@ -30,8 +30,7 @@ constexpr std::array problems = {
     Row{Problem::expired, "expired", "The TSA's certificate has expired."},
     Row{Problem::unusableOptions, "unusable-options",
         "The policy, the serial number, the time or the accuracy cannot be written."},
-    Row{Problem::keyCannotSign, "key-cannot-sign",
-        "The key makes no signature with this hash, or is no RSA key."},
+    Row{Problem::keyCannotSign, "key-cannot-sign", "The key makes no signature with this hash."},
 };
 
 /// The failure that a response gives for a request that cannot be read.
@@ -168,49 +167,22 @@ std::vector<unsigned char> encodeSigningCertificate(X509Certificate const& certi
     return to.end().end().end().take();
 }
 
-/// The content of the SET of signed attributes, which DER sorts.
-std::vector<unsigned char> encodeAttributes(asn1::blob content, X509Certificate const& certificate,
-                                            HashID hash) {
-    std::vector<std::vector<unsigned char>> attributes = {
-        encodeAttribute(oid::contentType, DerEncoder().addOid(oid::timeStampInfo).take()),
-        encodeAttribute(oid::messageDigest, DerEncoder().addOctetString(calcDigest(hash, content)).take()),
-        encodeAttribute(oid::signingCertificateV2, encodeSigningCertificate(certificate)),
-    };
-    std::ranges::sort(attributes);
-    std::vector<unsigned char> all;
-    for (auto const& attribute : attributes)
-        all.insert(all.end(), attribute.begin(), attribute.end());
-    return all;
-}
-
 /// The token with one signer; empty if the key cannot sign.
 std::vector<unsigned char> encodeToken(std::vector<unsigned char> const& info, bool withCertificates,
                                        X509Certificate const& certificate, PrivateKey const& key,
                                        TimeStampReplyOptions const& options) {
-    if (key.keyType() != KeyType::RSA)
-        return {};
-    HashID const hash = options.hash == HashID::none ? getMatchingHash(key) : options.hash;
-    auto signer = std::make_unique<PKCS7SignerInfo>();
-    signer->issuer = detail::copyOf(certificate.issuerBytes());
-    signer->serialNumber = certificate.serialNumber;
-    signer->digestAlgorithm = hash;
-    signer->authAttributes = encodeAttributes(info, certificate, hash);
-    signer->contentType = detail::copyOf(oid::timeStampInfo);
-    signer->encryptedDigest = signHashed(key, hash, signer->messageDigest(hash));
-    if (signer->encryptedDigest.empty())
-        return {};
+    PKCS7SignerOptions how;
+    how.hash = options.hash == HashID::none ? getMatchingHash(key) : options.hash;
+    how.attributes = {encodeAttribute(oid::signingCertificateV2, encodeSigningCertificate(certificate))};
     PKCS7SignedData token;
-    token.digestAlgorithms = {hash};
-    token.contentType = detail::copyOf(oid::timeStampInfo);
-    token.content = DerEncoder().addOctetString(info).take();
-    if (withCertificates) {
-        token.certificates = {std::make_shared<X509Certificate>(certificate)};
+    token.setContent(oid::timeStampInfo, info);
+    if (!token.addSigner(certificate, key, how))
+        return {};
+    if (withCertificates)
         token.certificates.insert(token.certificates.end(), options.chain.begin(), options.chain.end());
-    }
-    token.signerInfos.push_back(std::move(signer));
-    DerEncoder to;
-    token.save(to);
-    return to.take();
+    else
+        token.certificates.clear();
+    return token.encode();
 }
 
 } // namespace

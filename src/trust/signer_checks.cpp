@@ -206,7 +206,7 @@ std::optional<Id> detail::SignerChecks::checkAttributes(PKCS7SignerInfo const& s
     asn1::blob const digest = onlyValue(signer.authAttributes, oid::messageDigest, tag::octetString);
     if (digest.empty())
         return Id::noDigest;
-    if (signer.digestAlgorithm == HashID::none)
+    if (signer.digestAlgorithm == HashID::none && signer.form() != nullptr)
         return Id::unsupportedDigest;
     if (digest != asn1::blob(digestOf(subject, signer.digestAlgorithm)))
         return Id::otherDigest;

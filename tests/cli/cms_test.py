@@ -237,7 +237,7 @@ class CheckTest(MessageTest):
 
     def test_forms_that_are_refused_are_named(self):
         cases = [(self.sign_with_openssl("-nodetach", "-stream")[:-3], "longer than the bytes that are left"),
-                 (openssl("smime", "-sign", *self.peer_signer(), "-in", self.message), "S/MIME e-mail"),
+                 (b"Content-Type: text/plain\n\nhello\n", "expected: application/pkcs7-mime or multipart/signed; found: text/plain"),
                  (openssl("crl2pkcs7", "-nocrl", "-certfile", self.at("ada.pem")), "it only carries certificates"),
                  (openssl("smime", "-encrypt", "-outform", "DER", "-in", self.message, self.at("ada.pem")), "expected: signed message; found: enveloped message"),
                  (openssl("cms", "-data_create", "-outform", "DER", "-in", self.message), "expected: signed message; found: data"),
@@ -248,6 +248,8 @@ class CheckTest(MessageTest):
             with self.subTest(reason=reason):
                 result = self.refused(2, reason, "cms", "check", "--ca", "root.pem", "--content", "letter", "-o", "none", "-", stdin=message)
                 self.assertEqual((result.out, len(result.err.splitlines())), ("", 1))
+        mail = openssl("smime", "-sign", *self.peer_signer(), "-in", self.message)
+        self.refused(3, "the mail holds the content", "cms", "check", "--ca", "root.pem", "--content", "letter", "-o", "none", "-", stdin=mail)
 
     def test_a_digest_that_is_not_supported(self):
         self.refused(1, "its digest algorithm is not supported", "cms", "check", "--ca", "root.pem", "-o", "none", "-", stdin=self.sign_with_openssl("-nodetach", "-md", "sha224"))
@@ -323,8 +325,16 @@ class CheckTest(MessageTest):
         # It is one of something else.
         self.assertIn("false-counter-signature", self.accepted(self.handmade(*attributes, rest=within(COUNTER_SIGNATURE, signer))).err)
         good = elements(elements(elements(elements(self.handmade(*attributes))[1])[0])[-1])[0]
-        result = self.accepted(self.handmade(*attributes, rest=within(COUNTER_SIGNATURE, good)))
-        self.assertIn("unchecked-counter-signature", result.err)
+        self.assertIn("false-counter-signature", self.accepted(self.handmade(*attributes, rest=within(COUNTER_SIGNATURE, good))).err)
+        # Bob signs the signature, and the message does not hold his certificate.
+        signature = elements(good)[-1][-256:]
+        digest = (MESSAGE_DIGEST, element(4, hashlib.sha256(signature).digest()))
+        counter = elements(elements(elements(elements(self.sign_by_hand("bob", DATA, b"", digest))[1])[0])[-1])[0]
+        message = self.handmade(*attributes, rest=within(COUNTER_SIGNATURE, counter))
+        self.assertIn("unchecked-counter-signature", self.accepted(message).err)
+        result = self.accepted(message, "--certificates", "bob.pem")
+        self.assertIn("counter-signed", result.err)
+        self.assertNotIn("unchecked", result.err)
         for deep in (17, 400):
             rest = b""
             for _ in range(deep):
@@ -479,7 +489,7 @@ class EncryptTest(MessageTest):
                  (1, openssl(*encrypt, "-aes256", "-pwri_password", "x"), "encrypted to others, not to this key"),
                  (1, openssl(*encrypt, "-aes256", "-secretkey", "00" * 16, "-secretkeyid", "00"), "encrypted to others, not to this key"),
                  (1, openssl(*encrypt, "-aes256", self.at("ec.pem")), "encrypted to others, not to this key"),
-                 (2, openssl("smime", "-encrypt", "-aes256", "-in", self.message, ada), "S/MIME e-mail"),
+                 (2, openssl("smime", "-sign", *self.peer_signer(), "-in", self.message), "expected: enveloped message; found: signed message"),
                  (2, self.sign_with_openssl("-nodetach"), "expected: enveloped message; found: signed message"), (2, b"\x30\x03\x02\x01\x00", "(expected: enveloped message)")]
         for status, message, reason in cases:
             with self.subTest(reason=reason):

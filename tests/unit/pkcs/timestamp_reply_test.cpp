@@ -57,7 +57,7 @@ struct Answer {
            TimeStampReplyOptions const& how = options()) {
         EXPECT_EQ(replyToTimeStamp(asked, certificate, key, how, &reply), TimeStampReplyProblem::none);
         Refusal refusal;
-        EXPECT_TRUE(response.parse(reply.encoding, &refusal)) << refusal.str();
+        EXPECT_TRUE(response.parse(reply.encoding, &refusal, FormRules::standard)) << refusal.str();
         EXPECT_TRUE(status.parse(reply.encoding, &refusal));
         EXPECT_EQ(status.status, reply.status.status);
         EXPECT_EQ(status.failures, reply.status.failures);
@@ -103,6 +103,33 @@ TEST(TimeStampReply, GrantsWhatItsOwnCheckAccepts) {
     MessageVerdict const verdict = check(answer, asked, certificate);
     EXPECT_TRUE(verdict.isValid()) << verdict.reason();
     EXPECT_TRUE(verdict.findings.empty()) << verdict.findings.front().str();
+}
+
+TEST(TimeStampReply, SignsWithKeysOfEveryKind) {
+    EcPrivateKey ec;
+    Ed25519PrivateKey ed25519;
+    ASSERT_TRUE(ed25519.initPrivate(Bytes(32, 7)));
+    auto const expectValid = [](PrivateKey const& key) {
+        X509Certificate const certificate = authority(key);
+        TimeStampRequest asked = request();
+        Answer const answer(saved(asked), certificate, key);
+        ASSERT_TRUE(answer.response.token);
+        MessageVerdict const verdict = check(answer, asked, certificate);
+        EXPECT_TRUE(verdict.isValid()) << verdict.reason();
+    };
+    expectValid(ed25519);
+    for (Curve const curve : {Curve::p256, Curve::p384, Curve::p521}) {
+        ec.curve = curve;
+        ASSERT_TRUE(ec.generatePrivKey(getDefaultRng()));
+        expectValid(ec);
+    }
+}
+
+TEST(TimeStampReply, IsOfTheNarrowFormForRsaKeys) {
+    auto const key = aliceKey();
+    TimeStampRequest asked = request();
+    Answer const answer(saved(asked), authority(*key), *key);
+    EXPECT_TRUE(TimeStampResponse().parse(answer.reply.encoding, nullptr));
 }
 
 TEST(TimeStampReply, DoesAsTheRequestSays) {
