@@ -5,7 +5,7 @@
 /// | --- | --- | --- |
 /// | `PKCS12PFX` | a whole file: reading, decrypting, protecting, signing, writing | 4 |
 /// | `PKCS12Attributes` | the attributes of one certificate or key | 4.2 |
-/// | `PKCS12Options` | how a file is read: BER, damaged and unsupported parts, MACs without a count | |
+/// | `PKCS12Options` | how a file is read: BER, damaged and unsupported parts, MACs without a count, older schemes and versions | |
 /// | `PKCS12IgnoredBag` | a bag or certificate of a type that is not read | |
 /// | `describeEncryption` | names what contents or keys are encrypted with, supported or not | |
 /// | `looksLikePkcs12` | whether bytes have the shape of a file | |
@@ -23,9 +23,9 @@
 /// | privacy | PBES2 (pbes2.h), `pbe1_crypt`, to an RSA recipient (PKCS#7 EnvelopedData), none | all |
 /// | bags | keys, keys under a password, X.509 certificates, bags in bags | keys, keys under a password, X.509 certificates |
 ///
-/// RC2 and RC4 are refused by name: they never look like a wrong password. Bags of CRLs and of other secrets
-/// are ignored: `ignoredBags` lists them. Not here: PBMAC1 (RFC 9579), and decisions on trust:
-/// `signedData->verify` verifies the signature, and certificates are not verified.
+/// RC2, RC4 and PBMAC1 (RFC 9579) are read where `PKCS12Options::schemes` has them, and refused by name otherwise: they
+/// never look like a wrong password. Bags of CRLs and of other secrets are ignored: `ignoredBags` lists them. Not here:
+/// decisions on trust: `signedData->verify` verifies the signature, and certificates are not verified.
 ///
 /// A password is UTF-8. The MAC and `pbe1_crypt` take it as `pkcs12_password` gives it, PBES2 as its own
 /// bytes. An empty password is tried as the terminator alone and as no bytes at all, since files are made
