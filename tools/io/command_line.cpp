@@ -23,10 +23,8 @@ std::string mark(std::string_view argument) {
     return (marked ? std::string(1, literalMark) : "") + std::string(argument);
 }
 
-std::string unmark(std::string argument) {
-    if (argument.starts_with(literalMark))
-        argument.erase(0, 1);
-    return argument;
+std::string unmark(std::string_view argument) {
+    return std::string(argument.substr(argument.starts_with(literalMark) ? 1 : 0));
 }
 
 /// The arguments, last one first. "help VERB" is another way to write "VERB --help"; "help --man VERB" asks for the
@@ -50,7 +48,7 @@ std::vector<std::string> readArguments(int argc, char** argv, bool* asManualPage
 /// Takes the mark off, and refuses an empty text.
 CLI::Validator takeText() {
     auto const check = [](std::string& value) {
-        value = unmark(std::move(value));
+        value = unmark(value);
         return value.empty() ? "must not be empty" : "";
     };
     return {check, ""};
