@@ -7,6 +7,7 @@ import unittest
 from support import HAS_RC2, ProgramTest, openssl, peer, some
 
 PASSWORD = "correct horse"
+LEGACY = ("-provider", "default", "-provider", "legacy")
 
 
 class PeerTest(ProgramTest):
@@ -22,7 +23,7 @@ class PeerTest(ProgramTest):
 
     def assertReads(self, path, encrypted=False):
         """Ours finds the public key in PATH that OpenSSL finds."""
-        options = ["-passin", f"pass:{PASSWORD}"] if encrypted else []
+        options = [*LEGACY, "-passin", f"pass:{PASSWORD}"] if encrypted else []
         wanted = openssl("pkey", "-in", self.at(path), "-pubout", *options).decode()
         self.assertEqual(self.expect(0, "key", "public", path, "--password-file", "password").out, wanted)
         if encrypted:
@@ -60,10 +61,9 @@ class OpensslTest(PeerTest):
             with self.subTest(options):
                 openssl("pkcs8", "-topk8", "-in", self.at("p256.key"), *options, "-passout", f"pass:{PASSWORD}", "-out", self.at("enc"))
                 self.assertReads("enc", encrypted=True)
-        legacy = ["-provider", "default", "-provider", "legacy"]
         for options in some((["-v2prf", "hmacWithSHA224"], ["-v2prf", "hmacWithSHA384"], ["-v2prf", "hmacWithSHA512"], ["-scrypt"],
-                             ["-v1", "PBE-SHA1-3DES"], ["-v1", "PBE-MD5-DES", *legacy], ["-v1", "PBE-SHA1-RC4-40", *legacy],
-                             *([["-v1", "PBE-SHA1-RC2-40", *legacy], ["-v1", "PBE-SHA1-RC2-64", *legacy], ["-v2", "rc2-cbc", *legacy]] if HAS_RC2 else []))):
+                             ["-v1", "PBE-SHA1-3DES"], ["-v1", "PBE-MD5-DES", *LEGACY], ["-v1", "PBE-SHA1-RC4-40", *LEGACY],
+                             *([["-v1", "PBE-SHA1-RC2-40", *LEGACY], ["-v1", "PBE-SHA1-RC2-64", *LEGACY], ["-v2", "rc2-cbc", *LEGACY]] if HAS_RC2 else []))):
             with self.subTest(options):
                 openssl("pkcs8", "-topk8", "-in", self.at("p256.key"), *options, "-passout", f"pass:{PASSWORD}", "-out", self.at("enc"))
                 self.assertReads("enc", encrypted=True)
