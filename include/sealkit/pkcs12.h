@@ -104,6 +104,10 @@ struct PKCS12Options {
     /// 9579) is verified, too, and a password that is not ASCII is tried with each byte as a character, as OpenSSL took it
     /// before version 1.1.
     PasswordSchemes schemes = {};
+
+    /// For `parse`, `decrypt` and `decryptEnveloped`: for which rules of validation certificates and the signature are read.
+    /// With `FormRules::standard`, certificates of version 1 are read, too.
+    FormRules forms = FormRules::platform;
 };
 
 /// The maximum number of parts that may be set aside in one content of a file that is read partially.

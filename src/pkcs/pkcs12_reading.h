@@ -22,7 +22,10 @@ public:
     PKCS12Reading(asn1::blob bytes, bool ber) : reading(bytes), mayBeBer(ber) {}
     /// As the overloads with a refusal do.
     PKCS12Reading(asn1::blob bytes, bool ber, PKCS12Options const& options)
-        : reading(bytes, &found), mayBeBer(ber), isPartial(options.partial), schemes(options.schemes) {}
+        : reading(bytes, &found, options.forms),
+          mayBeBer(ber),
+          isPartial(options.partial),
+          schemes(options.schemes) {}
 
     /// Sets the refusal of a part aside, if the file is read partially, so that the rest can be read. False if the
     /// whole is to be refused.

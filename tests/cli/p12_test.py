@@ -320,6 +320,19 @@ class ImportTest(P12Test):
         self.assertEqual(result.err, "sealkit: warning: -: it holds more, which is ignored: 1.2.3.0, 1.2.3.1, 1.2.3.10, 1.2.3.100, 1.2.3.1000, ...\n"
                          "sealkit: -: holds no key and no certificate\n")
 
+    def test_a_certificate_of_version_1(self):
+        # OpenSSL's x509 makes version 1 of a request without extensions.
+        request = openssl("req", "-new", "-key", self.dir / "leaf.key", "-subj", "/CN=old")
+        self.write("old.pem", openssl("x509", "-req", "-signkey", self.dir / "leaf.key", input=request))
+        self.assertIn("Version: 1 ", openssl("x509", "-in", self.dir / "old.pem", "-noout", "-text").decode())
+        openssl("pkcs12", "-export", "-inkey", self.dir / "leaf.key", "-in", self.dir / "old.pem", "-passout", f"pass:{PASSWORD}",
+                "-out", self.dir / "old.p12")
+        found = dict(blocks(self.read("old.p12").out))
+        self.assertEqual(found, {"PRIVATE KEY": self.keys["leaf"], **dict(blocks((self.dir / "old.pem").read_text()))})
+        shown = self.expect(0, "show", "--password-file", "password", "old.p12").out
+        self.assertIn("subject: CN=old\n", shown)
+        self.assertIn("version: 1", shown)
+
     def test_halves(self):
         mask = os.umask(0o022)
         self.addCleanup(os.umask, mask)

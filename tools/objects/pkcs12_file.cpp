@@ -11,6 +11,7 @@ PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations) {
     PKCS12Options options;
     options.ber = options.partial = options.trailingBytes = true;
     options.schemes = readableSchemes();
+    options.forms = FormRules::standard;
     if (macIterations)
         options.macIterations = {*macIterations};
     else

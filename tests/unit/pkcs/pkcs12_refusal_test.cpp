@@ -78,7 +78,7 @@ Bytes macOver(Bytes const& safe, unsigned iterations = 2048) {
     return macData(made.computeMAC(word, {}, safe));
 }
 
-/// A certificate of version 1, as a bag.
+/// A certificate without fields, as a bag.
 Bytes unreadableCertificate() {
     return bag(certBagOid,
                sequence(oid("1.2.840.113549.1.9.22.1"), context(0, octetString(sequence(null())))));
@@ -149,6 +149,38 @@ TEST(Pkcs12Refusal, LeadsToTheBagAndIntoIt) {
         << parseRefusal(parts.der()).path;
     parts.contents = {sequence(oid("1.2.3"), context(0, null()))};
     EXPECT_EQ(parseRefusal(parts.der()).id, RefusalId::unsupportedContentType);
+}
+
+TEST(Pkcs12Refusal, OfACertificateOfVersion1IsForThePlatformAlone) {
+    Bytes const signedWith = algorithm("1.2.840.113549.1.1.11", null());
+    Bytes const holder = name({{"2.5.4.3", "old"}});
+    Bytes const tbs =
+        sequence(integer(1), signedWith, holder, sequence(utcTime("240101000000Z"), utcTime("250101000000Z")),
+                 holder, p12Certificate()->subjectPublicKeyInfo);
+    Bytes const old = sequence(tbs, signedWith, bitString({0xDE, 0xAD}));
+    Bytes const oldBag =
+        bag(certBagOid, sequence(oid("1.2.840.113549.1.9.22.1"), context(0, octetString(old))));
+    PKCS12Options standard;
+    standard.forms = FormRules::standard;
+
+    P12Parts parts;
+    parts.bags = {oldBag};
+    EXPECT_EQ(parseRefusal(parts.der()).id, RefusalId::certificateVersion);
+    PKCS12PFX pfx;
+    Refusal refusal;
+    ASSERT_TRUE(pfx.parse(parts.der(), standard, &refusal)) << refusal.str();
+    ASSERT_EQ(pfx.certificates.size(), 1u);
+    EXPECT_EQ(pfx.certificates[0]->serialize(), old);
+    ASSERT_NE(pfx.certificates[0]->platformRefusal(), nullptr);
+    EXPECT_EQ(pfx.certificates[0]->platformRefusal()->id, RefusalId::certificateVersion);
+
+    parts.bags = {certBag()};
+    parts.contents = {contentUnder(word, sequence(oldBag))};
+    pfx = parsedP12(parts.der());
+    EXPECT_EQ(decryptRefusal(pfx, word).id, RefusalId::certificateVersion);
+    ASSERT_TRUE(pfx.decrypt(word, standard, &refusal)) << refusal.str();
+    ASSERT_EQ(pfx.certificates.size(), 2u);
+    EXPECT_EQ(pfx.certificates[1]->serialize(), old);
 }
 
 TEST(Pkcs12Refusal, TellsAWrongPasswordFromAnotherOneAndFromMalformedContents) {
