@@ -103,8 +103,9 @@ TEST(Wiping, EnvelopedMessagesOfAllKindsLeaveNoContentKey) {
     changed.back() ^= 1; // The tag: the content is decrypted, and refused.
     ASSERT_TRUE(broken.parse(changed, nullptr));
 
+    Bytes const contentKey = contentKeyOf(seed); // Outlives the watch.
     Watch watch;
-    watch.addSecret("content key", contentKeyOf(seed));
+    watch.addSecret("content key", contentKey);
     watch.addSecret("agreed secret", agreed);
     watch.addSecret("key of the password", passwordKey);
     watch.addSecret("content", content);
