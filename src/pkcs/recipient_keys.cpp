@@ -5,13 +5,13 @@
 #include "sealkit/key_wrap.h"
 #include "sealkit/oid_names.h"
 #include "sealkit/pbes2.h"
-#include "sealkit/pbkdf2.h"
 #include "sealkit/x963_kdf.h"
 
 #include "asn1/oids.h"
 #include "asn1/read.h"
 #include "base/bytes.h"
 #include "keys/content_cipher.h"
+#include "keys/key_derivation.h"
 #include "keys/pwri_wrap.h"
 #include "keys/read.h"
 #include "keys/rsa_encryption.h"
@@ -272,23 +272,24 @@ bool agree(Reading& reading, PublicKey const& key, asn1::blob contentKey, Rng& r
 /// How a password wraps a content key: key derivation and cipher are named as PBES2 names them (RFC 3211, section 2.2).
 struct PasswordWrap {
     PBES2Params params;
-    HashID prf = HashID::none;
     detail::ContentCipher const* cipher = nullptr;
 
+    detail::KeyDerivation derivation() const {
+        detail::KeyDerivation made;
+        made.kdf = params.kdf;
+        made.prf = params.prf;
+        made.salt = params.salt;
+        made.iterations = params.iterations;
+        return made;
+    }
+
     SecretBytes deriveKey(std::string_view password) const {
+        Reading silent;
         std::vector<unsigned char> key(cipher->keySize);
-        pbkdf2(prf, password, params.salt, params.iterations, key);
+        detail::deriveKey(silent, derivation(), password, key);
         return SecretBytes(std::move(key));
     }
 };
-
-bool choosePrf(Reading& reading, PasswordWrap& to) {
-    asn1::blob const prf = to.params.prf;
-    to.prf = prf.empty() ? HashID::SHA1 : getHashID(prf);
-    bool const isHmac = prf.empty() || !(prf == getHashOid(to.prf));
-    return (to.prf != HashID::none && isHmac) ||
-           reading.refuse(RefusalId::unsupportedPrf, nullptr, {{"function", oidName(prf)}});
-}
 
 bool readPasswordWrap(Reading& reading, EnvelopedRecipient const& recipient, PasswordWrap& to) {
     AlgorithmIdentifier const& algorithm = recipient.keyEncryptionAlgorithm;
@@ -310,13 +311,14 @@ bool readPasswordWrap(Reading& reading, EnvelopedRecipient const& recipient, Pas
         return reading.refuse(RefusalId::malformedEncryptionParameters, nullptr,
                               {{"expected IV", std::to_string(to.cipher->blockSize) + " bytes"},
                                {"found", std::to_string(to.params.iv.size())}});
-    return choosePrf(reading, to);
+    PasswordSchemes every;
+    every.all = true;
+    return detail::checkDerivation(reading, to.derivation(), every);
 }
 
 /// PBKDF2 over HMAC-SHA256, and AES-256 in CBC mode.
 bool makePasswordWrap(unsigned iterations, Rng const& rng, PasswordWrap& to) {
     constexpr unsigned saltSize = 16;
-    to.prf = HashID::SHA256;
     to.cipher = detail::findContentCipher(CipherID::AesCbc, 32);
     to.params = {
         copyOf(oid::pbkdf2), copyOf(oid::hmacWithSha256), std::vector<unsigned char>(saltSize),

@@ -85,7 +85,7 @@ class ComposedTest(EnvelopedTest):
                 self.opened_by(message, name)
 
     def test_passwords(self):
-        for prf, size in (("sha1", 16), ("sha256", 24), ("sha512", 32)):
+        for prf, size in (("sha1", 16), ("sha224", 32), ("sha256", 24), ("sha384", 16), ("sha512", 32)):
             with self.subTest(prf=prf):
                 self.opens(composer.compose(CONTENT, [composer.password(b"a pass phrase", prf, 1000, size)], gcm=prf != "sha1", version=3), "--password-file", "password")
 
