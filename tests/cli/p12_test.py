@@ -468,7 +468,7 @@ class SignedTest(P12Test):
         wanted = [("PRIVATE KEY", self.keys["leaf"]), ("CERTIFICATE", self.ders["leaf"])]
         result = self.expect(0, "p12", "import", "signed.p12")
         self.assertEqual((blocks(result.out), result.err),
-                         (wanted, "warning: signed.p12: is signed, and the signature is not checked (--ca FILE checks it)\n"))
+                         (wanted, "sealkit: warning: signed.p12: is signed, and the signature is not checked (--ca FILE checks it)\n"))
         result = self.expect(0, "p12", "import", "signed.p12", "--ca", "root.pem")
         self.assertEqual((blocks(result.out), result.err), (wanted, ""))
 
