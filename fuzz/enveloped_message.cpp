@@ -76,7 +76,6 @@ void fuzz::envelopedMessage(asn1::blob input) {
     certificate.serialNumber = recipient.serialNumber;
     certificate.subjectKeyId = recipient.subjectKeyId;
     for (PrivateKey const* const key : keys)
-        check([&](Bytes& out, Refusal* refusal) {
-            return message.decrypt(&certificate, *key, out, refusal);
-        });
+        check(
+            [&](Bytes& out, Refusal* refusal) { return message.decrypt(&certificate, *key, out, refusal); });
 }

@@ -1,3 +1,4 @@
+/* clang-format off */
 /* What the packaged assembly of mlkem-native includes, under the name that it includes: how it declares its functions.
  * They get the names by which the C sources call them, and stay in the library. */
 #define S2N_BN_SYMBOL(name) name
