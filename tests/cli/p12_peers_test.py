@@ -198,13 +198,13 @@ class KeytoolTest(PeerTest):
         for part in ("Alias name: the root\n", "Alias name: middle\n"):
             self.assertIn(part, text)
         # And Java's own, whose attributes are shown.
-        self.keytool("-importcert", "-noprompt", "-alias", "theirs", "-file", self.at("root.pem"), "-keystore", self.at("java.p12"),
+        self.keytool("-importcert", "-noprompt", "-alias", "theirs", "-file", self.at("root.pem"), "-keystore", self.at("java-trust.p12"),
                      "-storetype", "PKCS12", "-storepass", PASSWORD)
-        for store, names in (("trust.p12", ["the root", "middle"]), ("java.p12", ["theirs"])):
+        for store, names in (("trust.p12", ["the root", "middle"]), ("java-trust.p12", ["theirs"])):
             document, = self.expect(0, "p12", "show", "--json", "--password-file", "password", store).objects
             self.assertEqual([(one["friendlyName"], one["trusted"]) for one in document["certificates"]],
                              [(name, "by Java, for any purpose") for name in names])
-        self.assertEqual(blocks(self.expect(0, "p12", "import", "java.p12", "--password-file", "password").out), [("CERTIFICATE", self.ders["root"])])
+        self.assertEqual(blocks(self.expect(0, "p12", "import", "java-trust.p12", "--password-file", "password").out), [("CERTIFICATE", self.ders["root"])])
 
     def test_stores_of_all_versions(self):
         pbe = lambda key, certificate, mac: [f"-J-Dkeystore.pkcs12.keyProtectionAlgorithm={key}", f"-J-Dkeystore.pkcs12.certProtectionAlgorithm={certificate}",
