@@ -254,9 +254,9 @@ class PasswordTest(P12Test):
         self.assertFalse((self.dir / "none.pem").exists())
 
     def test_does_not_ask_in_vain(self):
-        self.write("rc2.p12", openssl("pkcs12", "-export", "-legacy", "-in", self.dir / "leaf.pem", "-nokeys", "-passout", "pass:x"))
+        self.write("camellia.p12", openssl("pkcs12", "-export", "-certpbe", "camellia-256-cbc", "-in", self.dir / "leaf.pem", "-nokeys", "-passout", "pass:x"))
         self.write("open.p12", pfx(element(0x30, plain(certificate_bag(self.ders["leaf"])))))
-        for arguments in (["rc2.p12"], ["open.p12"], ["leaf.pem"], ["leaf.p12", "-o", "leaf.pem"]):
+        for arguments in (["camellia.p12"], ["open.p12"], ["leaf.pem"], ["leaf.p12", "-o", "leaf.pem"]):
             with TerminalSession(self, ["p12", "import", *arguments]) as session:
                 session.end()
                 self.assertNotIn(b"assword of", session.shown)

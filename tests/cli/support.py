@@ -186,8 +186,8 @@ class TerminalSession:
 
     def end(self):
         """Its status and standard output. What else it showed is in `shown`."""
-        out = self.process.stdout.read()
-        status = self.process.wait(60)
+        out, _ = self.process.communicate(timeout=60)
+        status = self.process.returncode
         while select.select([self.screen], [], [], 0)[0]:
             self.shown += os.read(self.screen, 65536)
         return status, out
