@@ -47,7 +47,7 @@ void check(Decrypt decrypt) {
 } // namespace
 
 /// The input is a message with recipients of any kind, which keys of each kind are tried on.
-void fuzz::envelopedMessage(asn1::blob input) {
+void fuzz::enveloped_message(asn1::blob input) {
     EnvelopedMessage message;
     bool const isGood = message.parse(input, nullptr);
     checkRefusal<EnvelopedMessage>(input, isGood);

@@ -15,7 +15,7 @@ void crl(asn1::blob input);
 void der(asn1::blob input);
 void ecsrp(asn1::blob input);
 void enveloped(asn1::blob input);
-void envelopedMessage(asn1::blob input);
+void enveloped_message(asn1::blob input);
 void gcm(asn1::blob input);
 void key(asn1::blob input);
 void message(asn1::blob input);
@@ -47,7 +47,7 @@ inline constexpr Target targets[] = {
     {"der", der},
     {"ecsrp", ecsrp},
     {"enveloped", enveloped},
-    {"enveloped_message", envelopedMessage},
+    {"enveloped_message", enveloped_message},
     {"gcm", gcm},
     {"key", key},
     {"message", message},

@@ -271,7 +271,6 @@ bool parseCrlOutline(asn1::blob der, CrlOutline* to) {
 bool nextCrlEntry(asn1::blob* rest, CrlEntryOutline* to) {
     Reading reading{Reading::Tolerant()};
     detail::Level entries(reading, *rest);
-    asn1::blob content;
     Entry entry;
     if (entries.tag != tag::sequence)
         return false;
