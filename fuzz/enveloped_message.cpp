@@ -1,6 +1,6 @@
 #include "sealkit/enveloped.h"
 
-#include "fuzz/refusal.h"
+#include "refusal.h"
 #include "targets.h"
 #include "tiny_key.h"
 

@@ -2,7 +2,7 @@
 
 #include "sealkit/message.h"
 
-#include "fuzz/refusal.h"
+#include "refusal.h"
 #include "targets.h"
 
 #include <string>

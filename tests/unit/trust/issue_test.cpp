@@ -20,10 +20,13 @@ void expectRefused(std::vector<MadeCertificate> const& made, PathCode code, unsi
     PathExplanation const found = explain(made);
     EXPECT_EQ(found.code, static_cast<int>(code)) << found.reason();
     EXPECT_EQ(found.depth, depth);
-    for (auto const& [label, value] : facts)
-        EXPECT_TRUE(std::ranges::any_of(
-            found.facts, [&](Fact const& fact) { return fact.label == label && fact.value == value; }))
-            << label << ": " << value;
+    for (auto const& expected : facts)
+        EXPECT_TRUE(std::ranges::any_of(found.facts,
+                                        [&expected](Fact const& fact) {
+                                            return fact.label == expected.first &&
+                                                   fact.value == expected.second;
+                                        }))
+            << expected.first << ": " << expected.second;
 }
 
 void expectAccepted(std::vector<MadeCertificate> const& made) {
