@@ -21,6 +21,8 @@
 
 #include <vector>
 
+#include "sealkit/detail/class_names_begin.h"
+
 /// Two hashes out of SHA-1, SHA-256, SHA-384 and SHA-512. The standard's defaults are SHA-1 twice.
 struct OaepParameters {
     HashID hash = HashID::SHA256;
@@ -43,3 +45,5 @@ SEALKIT_API std::vector<unsigned char> encryptOaep(RsaPublicKey const& key, Oaep
 /// inconsistent.
 SEALKIT_API bool decryptOaep(RsaPrivateKey const& key, OaepParameters const& parameters, asn1::blob encrypted,
                              std::vector<unsigned char>& message);
+
+#include "sealkit/detail/class_names_end.h"

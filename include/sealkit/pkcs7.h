@@ -46,6 +46,8 @@
 #include <string>
 #include <vector>
 
+#include "sealkit/detail/class_names_begin.h"
+
 class CertificateStore;
 struct PathOptions;
 struct PKCS7SignerForm;
@@ -448,3 +450,5 @@ public:
         return encrypt(recipient, contentType, content, static_cast<CipherID>(cipher), rng);
     }
 };
+
+#include "sealkit/detail/class_names_end.h"
