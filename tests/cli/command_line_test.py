@@ -93,7 +93,6 @@ class CommandLineTest(ProgramTest):
                 session.process.stdin.flush()
                 time.sleep(0.7)
             session.wait_for(b"2 chains")
-            session.process.stdin.close()
             status, out = session.end()
         self.assertEqual((status, len(out.splitlines())), (2, 2))
 

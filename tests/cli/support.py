@@ -185,7 +185,7 @@ class TerminalSession:
         return bool(termios.tcgetattr(self.terminal)[3] & termios.ECHO)
 
     def end(self):
-        """Its status and standard output. What else it showed is in `shown`."""
+        """Its status and standard output, after the end of its input. What else it showed is in `shown`."""
         out, _ = self.process.communicate(timeout=60)
         status = self.process.returncode
         while select.select([self.screen], [], [], 0)[0]:
