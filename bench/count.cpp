@@ -1,5 +1,6 @@
-// Runs operations once each between two marks, for the counting plugin of the emulator (counter.c), and prints their
-// names and units in the same order, but for operations that fail. Random bytes come from a fixed source, so that every run counts the same.
+// Runs operations once each between two marks, for the counting plugin of the emulator (counter.c), and
+// prints their names and units in the same order, but for operations that fail. Random bytes come from a
+// fixed source, so that every run counts the same.
 //
 // Usage: bench_count NAME... or bench_count --list
 #include "libraries.h"

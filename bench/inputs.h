@@ -1,8 +1,9 @@
-/// What the operations work on: the same bytes for every library, and the same in every run. Keys are those of
-/// tests/vectors and of this folder, or derived from a seed; certificates and messages are made by sealkit.
+/// What the operations work on: the same bytes for every library, and the same in every run. Keys are those
+/// of tests/vectors and of this folder, or derived from a seed; certificates and messages are made by
+/// sealkit.
 ///
-/// Each input is made when it is asked for first, and kept. No header of a library is included here: names of sealkit
-/// and of its peers would collide.
+/// Each input is made when it is asked for first, and kept. No header of a library is included here: names of
+/// sealkit and of its peers would collide.
 #pragma once
 
 #include "row.h"
@@ -32,8 +33,8 @@ KeyPair const& rsaKey(unsigned bits);
 /// 256, 384 or 521 bits.
 KeyPair const& ecKey(unsigned bits);
 
-/// Three certificates in DER, valid until 2049. The leaf has a subject of six attributes, three DNS names and six
-/// extensions.
+/// Three certificates in DER, valid until 2049. The leaf has a subject of six attributes, three DNS names and
+/// six extensions.
 struct Chain {
     Bytes leaf;
     Bytes intermediate;
@@ -42,14 +43,15 @@ struct Chain {
 Chain const& rsaChain();
 Chain const& p256Chain();
 
-/// The self-signed RSA certificate number `number`: a copy of the first with its serial number, name and key identifier
-/// changed, and therefore with a wrong signature, which no reader checks.
+/// The self-signed RSA certificate number `number`: a copy of the first with its serial number, name and key
+/// identifier changed, and therefore with a wrong signature, which no reader checks.
 Bytes numberedCertificate(size_t number);
 /// A bundle of PEM with this many of them.
 std::string bundle(size_t count);
 inline constexpr size_t bundleSize = 150;
 
-/// The leaf of `rsaChain` with its key and the intermediate, under `password`: PBES2 with AES-256 and HMAC-SHA-256.
+/// The leaf of `rsaChain` with its key and the intermediate, under `password`: PBES2 with AES-256 and
+/// HMAC-SHA-256.
 Bytes const& pkcs12();
 /// A message of 4 KiB that the same leaf signed, with the leaf and the intermediate.
 Bytes const& signedMessage();

@@ -1,4 +1,5 @@
-/// The libraries that have rows. Each function appends those of one; the peers' are there where they were built.
+/// The libraries that have rows. Each function appends those of one; the peers' are there where they were
+/// built.
 #pragma once
 
 #include "row.h"

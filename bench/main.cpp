@@ -2,7 +2,8 @@
 //
 //     --rotate=N    each operation's libraries in another order, so that none is always the first
 //
-// A row is named OPERATION/SIZE/LIBRARY; `--benchmark_filter='^sha256/16384/'` runs one operation by every library.
+// A row is named OPERATION/SIZE/LIBRARY; `--benchmark_filter='^sha256/16384/'` runs one operation by every
+// library.
 #include "libraries.h"
 
 #include <benchmark/benchmark.h>

@@ -1,5 +1,5 @@
-/// A password-authenticated key exchange between `ECSRP`, the side that has the password, and a server that keeps
-/// only a verifier of it. The library has no class for the server: its whole arithmetic is here.
+/// A password-authenticated key exchange between `ECSRP`, the side that has the password, and a server that
+/// keeps only a verifier of it. The library has no class for the server: its whole arithmetic is here.
 #include <sealkit/sealkit.h>
 
 #include <algorithm>
@@ -19,8 +19,8 @@ class Server {
 public:
     Server(Bytes const& itsSalt, Bytes const& itsVerifier) : salt(itsSalt), verifier(itsVerifier) {}
 
-    /// Takes the challenge, B and a user name, and answers A = a·G + W and the salt. W = redp1(V) depends on the
-    /// verifier: A says nothing to who does not know it, and who does not know it cannot make an A.
+    /// Takes the challenge, B and a user name, and answers A = a·G + W and the salt. W = redp1(V) depends on
+    /// the verifier: A says nothing to who does not know it, and who does not know it cannot make an A.
     Bytes answer(Bytes const& challenge) {
         randomBigNum(&a, Curve25519::getOrder(), getDefaultRng());
         B.assign(challenge.begin(), challenge.begin() + 33);
@@ -33,7 +33,8 @@ public:
 
     /// Takes the other side's proof and gives its own, or nothing when the password was another.
     ///
-    /// Z = a·(B + e·V) is what the other side has as (b + e·v)·(A − W), since B = b·G, V = v·G and A − W = a·G.
+    /// Z = a·(B + e·V) is what the other side has as (b + e·v)·(A − W), since B = b·G, V = v·G and A − W =
+    /// a·G.
     Bytes prove(Bytes const& response) {
         Bytes const e = calcDigest(HashID::SHA256, Curve25519::getX(B) + Curve25519::getX(A));
         RedNum scratch[WCurve::addScratch];

@@ -1,4 +1,5 @@
-/// Issues a certificate for a request, for 90 days, as a CA that knows that the names belong to the requester.
+/// Issues a certificate for a request, for 90 days, as a CA that knows that the names belong to the
+/// requester.
 #include <sealkit/sealkit.h>
 
 #include <iostream>

@@ -31,7 +31,8 @@ int main() {
     if (!ada.generatePrivKey(getDefaultRng()) || !bob.generatePrivKey(getDefaultRng()))
         return 2;
 
-    // Each side sends its public key. Who sent it is shown by other means: a signature over both, for example.
+    // Each side sends its public key. Who sent it is shown by other means: a signature over both, for
+    // example.
     Bytes transcript = ada.pub;
     transcript.insert(transcript.end(), bob.pub.begin(), bob.pub.end());
     Bytes const ofAda = deriveKey(ada, *bob.publicKey(), transcript);

@@ -20,7 +20,8 @@ void show(char const* label, Text const& bytes) {
 } // namespace
 
 int main() {
-    // The authenticator sends the first of these, the peer the second; a program takes both from getDefaultRng().
+    // The authenticator sends the first of these, the peer the second; a program takes both from
+    // getDefaultRng().
     Bytes const authChallenge = {0x5B, 0x5D, 0x7C, 0x7D, 0x7B, 0x3F, 0x2F, 0x3E,
                                  0x3C, 0x2C, 0x60, 0x21, 0x32, 0x26, 0x26, 0x28};
     Bytes const peerChallenge = {0x21, 0x40, 0x23, 0x24, 0x25, 0x5E, 0x26, 0x2A,

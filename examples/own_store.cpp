@@ -1,4 +1,5 @@
-/// Path building over a store of one's own: here one that answers from a table in memory, as one over a database would.
+/// Path building over a store of one's own: here one that answers from a table in memory, as one over a
+/// database would.
 #include <sealkit/sealkit.h>
 
 #include <iostream>

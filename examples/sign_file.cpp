@@ -1,4 +1,5 @@
-/// Signs a file with a private key of any kind: the signature that `openssl dgst -sha256 -sign` makes with RSA and EC keys.
+/// Signs a file with a private key of any kind: the signature that `openssl dgst -sha256 -sign` makes with
+/// RSA and EC keys.
 #include <sealkit/sealkit.h>
 
 #include <fstream>

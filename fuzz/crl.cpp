@@ -20,7 +20,8 @@ void searchEntries(X509Crl const& crl) {
     SEALKIT_ASSERT(crl.findRevoked({}) == nullptr);
 }
 
-/// What the platform's rules support reads alike for the standard rules, and what only these support tells why.
+/// What the platform's rules support reads alike for the standard rules, and what only these support tells
+/// why.
 void readForStandard(asn1::blob input, X509Crl const& stated, bool isAccepted) {
     X509Crl crl;
     bool const isRead = crl.parse(input, nullptr, FormRules::standard);

@@ -52,7 +52,8 @@ void checkUnderOptions(PKCS7SignedData const& message, CertificateStore const& s
     }
 }
 
-/// A time-stamp that states what is expected fails for something else, if at all, and one that does not fails.
+/// A time-stamp that states what is expected fails for something else, if at all, and one that does not
+/// fails.
 void checkToken(PKCS7SignedData const& token, CertificateStore const& store) {
     MessageCheckOptions options;
     options.path.now = whenValid;
@@ -79,8 +80,8 @@ void checkToken(PKCS7SignedData const& token, CertificateStore const& store) {
         hasFound(info.nonce.empty() ? MessageFindingId::missingNonce : MessageFindingId::otherNonce));
 }
 
-/// What parses as a message is written byte for byte, or anew with the same meaning; what was written anew once is
-/// written the same again.
+/// What parses as a message is written byte for byte, or anew with the same meaning; what was written anew
+/// once is written the same again.
 void signedData(asn1::blob input) {
     PKCS7SignedData message;
     bool const isGood = message.parse(input);
@@ -98,7 +99,8 @@ void signedData(asn1::blob input) {
     store.certs = message.certificates;
     bool const isVerified = message.verify(store, {}, whenValid, &reason);
     MessageVerdict const verdict = checkMessage(message, store, options);
-    // What verifies within narrower limits verifies within wider ones, unless there are too many to be checked.
+    // What verifies within narrower limits verifies within wider ones, unless there are too many to be
+    // checked.
     SEALKIT_ASSERT(!isVerified || verdict.isValid() || verdict.signers.empty());
     checkUnderOptions(message, store);
     checkToken(message, store);
@@ -107,7 +109,8 @@ void signedData(asn1::blob input) {
     message.raw.clear();
     std::vector<unsigned char> const anew = save(message);
     PKCS7SignedData again;
-    // Without content type, digest and time a signer's attributes are not written, and without them it is refused.
+    // Without content type, digest and time a signer's attributes are not written, and without them it is
+    // refused.
     if (!again.parse(anew))
         return;
     SEALKIT_ASSERT(again.raw == anew && again.crls.empty());
@@ -116,8 +119,8 @@ void signedData(asn1::blob input) {
     SEALKIT_ASSERT(save(again) == anew);
 }
 
-/// What is read for the standard rules holds all that the narrow form has, ends in a verdict, and is written anew with the
-/// same meaning.
+/// What is read for the standard rules holds all that the narrow form has, ends in a verdict, and is written
+/// anew with the same meaning.
 void anySignedData(asn1::blob input) {
     PKCS7SignedData message, narrow;
     bool const isGood = message.parse(input, nullptr, FormRules::standard);

@@ -11,8 +11,8 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-/// The public half of a private key is written and read again. What is sealed for it opens: to the same secret, unless
-/// the private half of an expanded key is damaged, which shows in nothing else.
+/// The public half of a private key is written and read again. What is sealed for it opens: to the same
+/// secret, unless the private half of an expanded key is damaged, which shows in nothing else.
 bool check(MLKEMDecap& key) {
     Bytes pub;
     SEALKIT_ASSERT(parseMlkemPublicKey(encodeMlkemPublicKey(key), pub, nullptr));

@@ -90,8 +90,8 @@ bool decryptEnveloped(PKCS12PFX& pfx, PKCS12Options const& options, Refusal* ref
     return pfx.decryptEnveloped(certificate, fuzz::tinyKey(), options, refusal);
 }
 
-/// The reader that goes on after what is unreadable, on a file that has such parts or only shows them once it is
-/// decrypted. What it gave before stays.
+/// The reader that goes on after what is unreadable, on a file that has such parts or only shows them once it
+/// is decrypted. What it gave before stays.
 void checkPartial(PKCS12PFX& pfx, asn1::blob input, PKCS12Options const& options) {
     checkUnreadable(pfx, input);
     Bytes const written = pfx.save();
@@ -178,7 +178,8 @@ void checkWide(asn1::blob input) {
 
 } // namespace
 
-/// The input is a file, in DER and in BER. What parses is written, and what is written parses to the same again.
+/// The input is a file, in DER and in BER. What parses is written, and what is written parses to the same
+/// again.
 void fuzz::pkcs12(asn1::blob input) {
     checkParams(input);
     checkReasons(input, false);

@@ -7,8 +7,8 @@
 
 namespace fuzz {
 
-/// `read(Refusal*)` reads an input that the stated reader accepted or not: both agree, and the refusal is filled in
-/// exactly when they fail, with a place within the input, and is unchanged when they succeed.
+/// `read(Refusal*)` reads an input that the stated reader accepted or not: both agree, and the refusal is
+/// filled in exactly when they fail, with a place within the input, and is unchanged when they succeed.
 template <typename Read>
 void checkRefusal(asn1::blob input, bool isAccepted, Read read) {
     Refusal refusal;

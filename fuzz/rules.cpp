@@ -63,8 +63,9 @@ void compare(char const* rules, PathExplanation const& found, PathCode code,
 
 } // namespace
 
-/// A chain with CRLs that the bytes choose: the library accepts it under the rules of RFC 5280 where a plain reference of
-/// them does, and what it refuses it for is one of the rules that the reference finds broken. So do the strict rules.
+/// A chain with CRLs that the bytes choose: the library accepts it under the rules of RFC 5280 where a plain
+/// reference of them does, and what it refuses it for is one of the rules that the reference finds broken. So
+/// do the strict rules.
 void fuzz::rules(asn1::blob input) {
     model::Case const asked = model::generate(input);
     CertificateChain chain;

@@ -33,8 +33,8 @@ std::vector<std::vector<unsigned char>> extensionsOf(Object const& object) {
     return list;
 }
 
-/// Writes the signed part of what was parsed anew, as `sign` does, without the cost of a signature. What comes of it
-/// says the same, and writing it again changes nothing.
+/// Writes the signed part of what was parsed anew, as `sign` does, without the cost of a signature. What
+/// comes of it says the same, and writing it again changes nothing.
 template <typename Object>
 void rewrite(Object const& parsed) {
     static Ed25519PrivateKey const key;

@@ -49,7 +49,8 @@ void addHash(Rows& rows, std::string const& name, wc_HashType type, size_t diges
     });
 }
 
-/// One direction of a mode. `run` takes a cipher's context without a key, the input and the output, and returns 0.
+/// One direction of a mode. `run` takes a cipher's context without a key, the input and the output, and
+/// returns 0.
 template <typename Run>
 void addMode(Rows& rows, std::string const& name, size_t size, Run run) {
     rows.addSize(name, size, [=](size_t) {

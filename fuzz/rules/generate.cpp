@@ -9,7 +9,8 @@ namespace fuzz::model {
 
 namespace {
 
-/// What a case varies. The first bytes of an input choose few of them, so that chains stay valid but for one thing or two.
+/// What a case varies. The first bytes of an input choose few of them, so that chains stay valid but for one
+/// thing or two.
 enum Topic : unsigned {
     links = 1u << 0,
     dates = 1u << 1,

@@ -1,5 +1,6 @@
-/// A question about a chain as plain data: what a generator makes of bytes, what the reference judges, and what is encoded
-/// for the library. Every value comes from a small alphabet, so that names, keys and numbers coincide often.
+/// A question about a chain as plain data: what a generator makes of bytes, what the reference judges, and
+/// what is encoded for the library. Every value comes from a small alphabet, so that names, keys and numbers
+/// coincide often.
 #pragma once
 
 #include "sealkit/path.h"

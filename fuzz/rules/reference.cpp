@@ -466,8 +466,8 @@ bool isSelfSigned(Certificate const& certificate) {
            (!certificate.authorityKeyId || certificate.authorityKeyId == certificate.subjectKeyId);
 }
 
-/// Where the chain meets its anchor: the first certificate with the anchor's name and key. A leaf may be the anchor only if
-/// it is self-signed.
+/// Where the chain meets its anchor: the first certificate with the anchor's name and key. A leaf may be the
+/// anchor only if it is self-signed.
 size_t findAnchor(std::vector<Certificate> const& chain) {
     Certificate const& root = chain.back();
     for (size_t i = 0; i + 1 < chain.size(); i++) {

@@ -1,5 +1,6 @@
-/// The rules of RFC 5280 and RFC 9525, and the strict ones, written plainly: with the policy tree of RFC 5280, with a scan in place of every
-/// index, over a case as it was made and not as it was read from DER. It shares nothing with the library.
+/// The rules of RFC 5280 and RFC 9525, and the strict ones, written plainly: with the policy tree of RFC
+/// 5280, with a scan in place of every index, over a case as it was made and not as it was read from DER. It
+/// shares nothing with the library.
 #pragma once
 
 #include "model.h"
@@ -9,8 +10,8 @@
 namespace fuzz::model {
 
 struct Judgement {
-    /// Every rule that is broken; none if the chain is valid. `revoked`, `crlMissing` and `revocationUndetermined` are
-    /// one: all three stand as `revoked`.
+    /// Every rule that is broken; none if the chain is valid. `revoked`, `crlMissing` and
+    /// `revocationUndetermined` are one: all three stand as `revoked`.
     std::set<PathCode> broken;
     /// Whether the case asks what the rules leave open, so that both answers are right.
     bool isOpen = false;

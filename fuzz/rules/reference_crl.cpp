@@ -40,7 +40,8 @@ bool isInScope(Crl const& crl, Certificate const& certificate, DistributionPoint
     return !(crl.onlyUser && isCa) && !(crl.onlyCa && !isCa) && !crl.onlyAttribute;
 }
 
-/// Section 6.3.3 (f) and (g): a certificate of the chain with the CRL's issuer's name verifies it and may do so.
+/// Section 6.3.3 (f) and (g): a certificate of the chain with the CRL's issuer's name verifies it and may do
+/// so.
 bool isSignedByIssuer(Crl const& crl, std::vector<Certificate> const& chain, size_t depth, bool leafOnly,
                       bool* isOpen) {
     bool isSigned = false;
@@ -61,7 +62,8 @@ bool isSignedByIssuer(Crl const& crl, std::vector<Certificate> const& chain, siz
 
 enum class Entry { absent, revoked, removed };
 
-/// The entry for a certificate, section 6.3.3 (i) and (j). An entry without an issuer has that of the one before.
+/// The entry for a certificate, section 6.3.3 (i) and (j). An entry without an issuer has that of the one
+/// before.
 Entry findEntry(Crl const& crl, Certificate const& certificate) {
     Name issuer = crl.issuer;
     Entry found = Entry::absent;
@@ -75,7 +77,8 @@ Entry findEntry(Crl const& crl, Certificate const& certificate) {
     return found;
 }
 
-/// A CRL that does not say when the next one is due is against section 5.1.2.5, and nobody can tell that it is fresh.
+/// A CRL that does not say when the next one is due is against section 5.1.2.5, and nobody can tell that it
+/// is fresh.
 bool isFresh(Crl const& crl) { return crl.thisUpdate <= 0 && crl.nextUpdate && *crl.nextUpdate >= 0; }
 
 /// Section 6.3.3 (c): the delta CRL is about what the complete one is about.
@@ -121,7 +124,8 @@ Combined combine(Crl const& complete, std::vector<Crl> const& deltas, Certificat
     return result;
 }
 
-/// Whether a delta CRL revokes the certificate, and no complete CRL is there that it changes or that says as much.
+/// Whether a delta CRL revokes the certificate, and no complete CRL is there that it changes or that says as
+/// much.
 bool isRevokedByDeltaAlone(std::vector<Crl> const& deltas, std::vector<Crl> const& completes,
                            Certificate const& certificate) {
     for (Crl const& delta : deltas) {

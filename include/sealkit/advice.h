@@ -6,8 +6,8 @@
 /// | `PathAdvice`       | its id, and the facts that it rests on                            |
 /// | `pathAdvices`      | the table of ids, names and sentences                             |
 ///
-/// Advice changes no verdict and is not part of one: it is a guess at what went wrong, from what certificates say of
-/// themselves. Whoever follows it still decides what to trust.
+/// Advice changes no verdict and is not part of one: it is a guess at what went wrong, from what certificates
+/// say of themselves. Whoever follows it still decides what to trust.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -47,9 +47,9 @@ struct SEALKIT_API PathAdvice {
     std::string str() const;
 };
 
-/// What may help against the failure of `verdict`, which a search under `store` gave; nothing for a valid chain, and where
-/// nothing is known to help. `other` is another store that the caller could trust instead, such as that of the certificate
-/// manager, or null: advice may name it.
+/// What may help against the failure of `verdict`, which a search under `store` gave; nothing for a valid
+/// chain, and where nothing is known to help. `other` is another store that the caller could trust instead,
+/// such as that of the certificate manager, or null: advice may name it.
 SEALKIT_API std::optional<PathAdvice> x509AdvisePath(PathVerdict const& verdict, PathOptions const& options,
                                                      CertificateStore const& store,
                                                      CertificateStore const* other = nullptr);

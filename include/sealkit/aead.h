@@ -5,12 +5,13 @@
 /// | `sealAesGcm`, `openAesGcm` | 16, 24 or 32 bytes | 12 bytes, never used twice | ciphertext, then the tag |
 /// | `sealAesSiv`, `openAesSiv` | 32, 48 or 64 bytes | any length, 0 included    | the tag, then ciphertext |
 ///
-/// The tag has `aeadTagSize` bytes and is compared in constant time. Every function returns whether it succeeded, and
-/// leaves zeros in all of `out` if not: a forged message yields no plaintext. Nothing is kept between calls.
+/// The tag has `aeadTagSize` bytes and is compared in constant time. Every function returns whether it
+/// succeeded, and leaves zeros in all of `out` if not: a forged message yields no plaintext. Nothing is kept
+/// between calls.
 ///
-/// GCM loses its secrecy and its authenticity if two messages are sealed under one key and one nonce; SIV then only shows
-/// which messages are equal. Not here: messages in pieces (`gcm.h`), several strings of associated data (`siv.h`), and
-/// encryption whose time does not depend on key and data (`docs/timing.md`).
+/// GCM loses its secrecy and its authenticity if two messages are sealed under one key and one nonce; SIV
+/// then only shows which messages are equal. Not here: messages in pieces (`gcm.h`), several strings of
+/// associated data (`siv.h`), and encryption whose time does not depend on key and data (`docs/timing.md`).
 #pragma once
 
 #include "sealkit/detail/export.h"

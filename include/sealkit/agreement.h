@@ -5,8 +5,8 @@
 /// | EC         | the x-coordinate of the shared point (SEC 1, section 3.3.1)   | as wide as the field    |
 /// | X25519     | the shared u-coordinate (RFC 7748, section 6.1)               | 32                      |
 ///
-/// The secret is a number, not a key: derive keys from it (HMAC over it and what both sides know), and wipe it. Nothing
-/// in it says who the other side is.
+/// The secret is a number, not a key: derive keys from it (HMAC over it and what both sides know), and wipe
+/// it. Nothing in it says who the other side is.
 #pragma once
 
 #include "sealkit/detail/export.h"

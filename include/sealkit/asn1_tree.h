@@ -1,4 +1,5 @@
-/// The tree of BER and DER (ITU-T X.690), element by element: for displays and for finding where an encoding breaks.
+/// The tree of BER and DER (ITU-T X.690), element by element: for displays and for finding where an encoding
+/// breaks.
 ///
 /// | name           | what it is                                                                   |
 /// | -------------- | ---------------------------------------------------------------------------- |
@@ -9,10 +10,10 @@
 /// | `valueText`    | what a primitive element says: "-1", "1.2.840.10045.2.1 EC", a time, a string |
 /// | `derText`      | a short text of a whole element: "{1.2.3, 5, [0] {\"a\"}}"                    |
 ///
-/// The walker follows OCTET STRINGs and BIT STRINGs whose content is the strict DER of one element of a universal
-/// type. It takes memory for the levels that are open alone, at most `TreeWalker::maxDepth`, does not recurse, and
-/// reads each byte at most `TreeWalker::maxStringDepth` + 1 times. It decides nothing: readers of the library use
-/// `asn1::parser` (asn1.h).
+/// The walker follows OCTET STRINGs and BIT STRINGs whose content is the strict DER of one element of a
+/// universal type. It takes memory for the levels that are open alone, at most `TreeWalker::maxDepth`, does
+/// not recurse, and reads each byte at most `TreeWalker::maxStringDepth` + 1 times. It decides nothing:
+/// readers of the library use `asn1::parser` (asn1.h).
 ///
 /// The texts may hold any byte of the input: pass them through `printable` (text.h).
 #pragma once
@@ -62,18 +63,18 @@ public:
     static constexpr unsigned maxDepth = 256;      ///< Elements within elements.
     static constexpr unsigned maxStringDepth = 16; ///< Strings that hold elements, within each other.
 
-    /// The input must outlive the walker. Offsets count from its start; the walk begins at `offset`, and with an offset
-    /// ends behind the one element that stands there.
+    /// The input must outlive the walker. Offsets count from its start; the walk begins at `offset`, and with
+    /// an offset ends behind the one element that stands there.
     explicit TreeWalker(blob input, std::optional<size_t> offset = std::nullopt);
 
-    /// Goes on to the next element. Returns false behind the last one, and where the encoding is malformed: `refusal`
-    /// tells why, and `isComplete` is false.
+    /// Goes on to the next element. Returns false behind the last one, and where the encoding is malformed:
+    /// `refusal` tells why, and `isComplete` is false.
     bool next();
 
     /// The element that the last `next` went to.
     TreeElement const& element() const { return current; }
-    /// Where and why the walk ended early; nothing of it is set otherwise. A truncated element is walked as far as it is
-    /// there, and the walk ends behind it.
+    /// Where and why the walk ended early; nothing of it is set otherwise. A truncated element is walked as
+    /// far as it is there, and the walk ends behind it.
     Refusal const& refusal() const { return problem; }
     /// Whether all was well-formed so far.
     bool isComplete() const { return !problem; }
@@ -116,15 +117,16 @@ SEALKIT_API blob findElement(blob input, size_t offset, Refusal* refusal = nullp
 /// The name of the universal type, or class and number.
 SEALKIT_API std::string tagName(TreeElement const& element);
 
-/// The value of a primitive element: integers in decimal up to 32 octets and in hexadecimal beyond; object identifiers
-/// in dotted form with their names; times in ISO 8601; strings in UTF-8; other content in hexadecimal, or as a text in
-/// quotes where a context-specific one is plain ASCII. Of long values the first `maxBytes` bytes count, and the length
-/// follows. Empty for a constructed element, and for a string that holds an element.
+/// The value of a primitive element: integers in decimal up to 32 octets and in hexadecimal beyond; object
+/// identifiers in dotted form with their names; times in ISO 8601; strings in UTF-8; other content in
+/// hexadecimal, or as a text in quotes where a context-specific one is plain ASCII. Of long values the first
+/// `maxBytes` bytes count, and the length follows. Empty for a constructed element, and for a string that
+/// holds an element.
 SEALKIT_API std::string valueText(TreeElement const& element, size_t maxBytes = 64);
 
-/// A whole element as a text of about `maxLength` characters at most, cut with "..." where it is longer. SEQUENCE and SET
-/// are braces, values are as in `valueText`, and tags of other classes stand in front of them. Hexadecimal where it is
-/// malformed.
+/// A whole element as a text of about `maxLength` characters at most, cut with "..." where it is longer.
+/// SEQUENCE and SET are braces, values are as in `valueText`, and tags of other classes stand in front of
+/// them. Hexadecimal where it is malformed.
 SEALKIT_API std::string derText(blob der, size_t maxLength = 256);
 
 } // namespace asn1

@@ -33,8 +33,9 @@ struct CermEntry {
     bool fetchesCrl = false; ///< Its CRL is fetched and kept; not written by `makeCermRecord`.
 };
 
-/// The entry of a record. An entry may have an issued certificate, which replaces the one beside it: if the issued one is
-/// marked as unusable, the entry has no certificate to use. Record 0 of the store holds settings and is never trusted.
+/// The entry of a record. An entry may have an issued certificate, which replaces the one beside it: if the
+/// issued one is marked as unusable, the entry has no certificate to use. Record 0 of the store holds
+/// settings and is never trusted.
 SEALKIT_API CermEntry readCermEntry(int32_t id, kp::message const& record);
 
 /// A new record for an entry. Empty names are left out.

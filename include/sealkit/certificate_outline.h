@@ -1,4 +1,5 @@
-/// What stands in a certificate, CRL or request, field by field, for displays: also where the classes refuse it.
+/// What stands in a certificate, CRL or request, field by field, for displays: also where the classes refuse
+/// it.
 ///
 /// | name                    | what it is                                                         | RFC       |
 /// | ----------------------- | ------------------------------------------------------------------ | --------- |
@@ -6,10 +7,11 @@
 /// | `CrlOutline`            | the fields of a CRL; `nextCrlEntry` walks its entries              | 5280, 5.1 |
 /// | `RequestOutline`        | the fields of a request with all attributes                        | 2986, 4.1 |
 ///
-/// `parseCertificateOutline` and its like are the readers of `X509Certificate`, `X509Crl` and `X509Req`, told to go on
-/// where those refuse: versions, numbers, times, names, extensions and their values are not checked, extensions may occur
-/// twice, and what is truncated is read as far as it is there. A field that cannot be found is empty, and so are those
-/// behind it. Nothing may be concluded from an outline: it serves the eye alone.
+/// `parseCertificateOutline` and its like are the readers of `X509Certificate`, `X509Crl` and `X509Req`, told
+/// to go on where those refuse: versions, numbers, times, names, extensions and their values are not checked,
+/// extensions may occur twice, and what is truncated is read as far as it is there. A field that cannot be
+/// found is empty, and so are those behind it. Nothing may be concluded from an outline: it serves the eye
+/// alone.
 ///
 /// All blobs are views of the input.
 #pragma once
@@ -44,7 +46,8 @@ struct CertificateOutline : SignedOutline {
     asn1::blob subjectUniqueId; ///< Likewise.
 };
 
-/// Returns false if `der` does not begin as a certificate does: with a SEQUENCE in a SEQUENCE that has an issuer.
+/// Returns false if `der` does not begin as a certificate does: with a SEQUENCE in a SEQUENCE that has an
+/// issuer.
 SEALKIT_API bool parseCertificateOutline(asn1::blob der, CertificateOutline* to);
 
 /// A CRL. Issuer and times are whole encodings.
@@ -66,8 +69,8 @@ struct CrlEntryOutline {
     std::vector<X509Extension> extensions;
 };
 
-/// Takes the first entry off `*rest`, which starts as `CrlOutline::revoked`. Returns false at the end, and where the list
-/// is malformed: `*rest` is not empty then.
+/// Takes the first entry off `*rest`, which starts as `CrlOutline::revoked`. Returns false at the end, and
+/// where the list is malformed: `*rest` is not empty then.
 SEALKIT_API bool nextCrlEntry(asn1::blob* rest, CrlEntryOutline* to);
 
 /// An attribute of a request.

@@ -45,8 +45,8 @@ public:
     virtual unsigned blockLength() = 0;
     /// Takes the IV, which the object copies, and begins a message.
     virtual void setIV(unsigned char const* iv, unsigned size) = 0;
-    /// Encrypts `len` bytes to `out`, which has room for `ciphertextLength(len)`. Authenticates the additional
-    /// data at `aad` too in modes that do so; the others ignore it.
+    /// Encrypts `len` bytes to `out`, which has room for `ciphertextLength(len)`. Authenticates the
+    /// additional data at `aad` too in modes that do so; the others ignore it.
     virtual void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                          unsigned char* out) = 0;
     /// Decrypts `len` bytes to `out` and returns how many bytes were written, or all ones (0xFFFFFFFF) if

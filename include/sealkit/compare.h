@@ -11,6 +11,6 @@
 #include "sealkit/blob.h"
 #include "sealkit/detail/export.h"
 
-/// Whether `a` and `b` have equal sizes and equal bytes. The time depends on the sizes alone: false at once if they
-/// differ, and otherwise every byte is read. Two empty blobs are equal.
+/// Whether `a` and `b` have equal sizes and equal bytes. The time depends on the sizes alone: false at once
+/// if they differ, and otherwise every byte is read. Two empty blobs are equal.
 SEALKIT_API bool equalInConstantTime(asn1::blob a, asn1::blob b);

@@ -8,9 +8,10 @@
 /// | `parseCrlReason`     | the reason code that has a name                | 5.3.1        |
 /// | `getCrlReasonText`   | the text of a reason code in a dump            |              |
 ///
-/// Parsing verifies no signature and checks no date. Delta CRLs, whose indicator is critical, and indirect CRLs,
-/// whose entries name the issuers of certificates, are rejected unless they are read for the standard rules
-/// (`FormRules`). The scope of a CRL (issuingDistributionPoint) is not checked: path.h does so under the standard rules.
+/// Parsing verifies no signature and checks no date. Delta CRLs, whose indicator is critical, and indirect
+/// CRLs, whose entries name the issuers of certificates, are rejected unless they are read for the standard
+/// rules (`FormRules`). The scope of a CRL (issuingDistributionPoint) is not checked: path.h does so under
+/// the standard rules.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -65,34 +66,36 @@ public:
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
-    /// The same. For `FormRules::standard` this also takes critical extensions that are unknown or that the platform's
-    /// rules do not support: those of delta CRLs and of the entries of indirect CRLs.
+    /// The same. For `FormRules::standard` this also takes critical extensions that are unknown or that the
+    /// platform's rules do not support: those of delta CRLs and of the entries of indirect CRLs.
     bool parse(asn1::blob der, Refusal* refusal, FormRules forms);
 
-    /// Why `parse` refuses the CRL for the platform's rules: not null where it was read for the standard rules and
-    /// needs them. As of the last `parse`; copies share it.
+    /// Why `parse` refuses the CRL for the platform's rules: not null where it was read for the standard
+    /// rules and needs them. As of the last `parse`; copies share it.
     Refusal const* platformRefusal() const { return unsupported.get(); }
 
-    /// Whether a critical extension of the CRL or of an entry is unknown to the standard rules as well: the CRL may
-    /// revoke a certificate then and never clears one (RFC 5280, sections 5.2 and 5.3). As of the last `parse`.
+    /// Whether a critical extension of the CRL or of an entry is unknown to the standard rules as well: the
+    /// CRL may revoke a certificate then and never clears one (RFC 5280, sections 5.2 and 5.3). As of the
+    /// last `parse`.
     bool hasUnknownCriticalExtension() const { return isUnknownCritical; }
 
-    /// The first entry with that serial number (content octets); null if no entry has it. Searches the index that
-    /// `parse`, `sign` and `indexRevoked` make, and reads through the list where the index is not that of `revoked`:
-    /// its size or its place in memory is another one since, as in a copy of the CRL. Safe for any number of threads.
+    /// The first entry with that serial number (content octets); null if no entry has it. Searches the index
+    /// that `parse`, `sign` and `indexRevoked` make, and reads through the list where the index is not that
+    /// of `revoked`: its size or its place in memory is another one since, as in a copy of the CRL. Safe for
+    /// any number of threads.
     RevokedCertificate const* findRevoked(asn1::blob serialNumber) const;
 
-    /// The positions in `revoked` of all entries with that serial number, ascending: an indirect CRL may have one for
-    /// each issuer.
+    /// The positions in `revoked` of all entries with that serial number, ascending: an indirect CRL may have
+    /// one for each issuer.
     std::vector<size_t> findAllRevoked(asn1::blob serialNumber) const;
 
-    /// Makes the index anew. A program that changes `revoked` calls this before the CRL is searched: an entry that was
-    /// replaced in place may not be found otherwise.
+    /// Makes the index anew. A program that changes `revoked` calls this before the CRL is searched: an entry
+    /// that was replaced in place may not be found otherwise.
     void indexRevoked();
 
-    /// The value of the certificateIssuer extension that holds for the entry at that position: its own, or that of the
-    /// nearest entry above (RFC 5280, section 5.3.3). Empty where the CRL's issuer issued the certificate. As parsed;
-    /// the view is valid until the next `parse`.
+    /// The value of the certificateIssuer extension that holds for the entry at that position: its own, or
+    /// that of the nearest entry above (RFC 5280, section 5.3.3). Empty where the CRL's issuer issued the
+    /// certificate. As parsed; the view is valid until the next `parse`.
     asn1::blob certificateIssuer(size_t position) const;
 
     /// Whether any entry has a certificateIssuer extension.
@@ -132,12 +135,12 @@ private:
     friend bool detail::read(detail::Reading& reading, asn1::blob der, X509Crl& to);
 };
 
-/// The name that RFC 5280, section 5.3.1, gives a reason code: "keyCompromise" for 1, "removeFromCRL" for 8. Empty for 7
-/// and for all codes above 10, which are not assigned.
+/// The name that RFC 5280, section 5.3.1, gives a reason code: "keyCompromise" for 1, "removeFromCRL" for 8.
+/// Empty for 7 and for all codes above 10, which are not assigned.
 SEALKIT_API std::string_view crlReasonName(unsigned char reasonCode);
 /// The code of such a name, in any case; nothing for any other text.
 SEALKIT_API std::optional<unsigned char> parseCrlReason(std::string_view name);
 
-/// The text of a reason code in a dump. Code 7 is "remove from crl", which RFC 5280 numbers 8; 8 and all codes
-/// above 10 have an empty text.
+/// The text of a reason code in a dump. Code 7 is "remove from crl", which RFC 5280 numbers 8; 8 and all
+/// codes above 10 have an empty text.
 SEALKIT_API char const* getCrlReasonText(unsigned char reasonCode);

@@ -11,10 +11,10 @@
 /// Both curves are computed as one: the short Weierstrass curve that x = u + A/3 makes of
 /// v² = u³ + A·u² + u, so that `WCurve` does the arithmetic.
 ///
-/// Signing and making a public key are quiet: neither the sequence of operations nor that of addresses depends
-/// on the secret. No other operation is, and there is no Montgomery ladder. A u-coordinate on the quadratic twist
-/// or of small order gives no shared secret. Verification does not multiply by the cofactor. Not here:
-/// Ed25519ph, Ed25519ctx and batch verification.
+/// Signing and making a public key are quiet: neither the sequence of operations nor that of addresses
+/// depends on the secret. No other operation is, and there is no Montgomery ladder. A u-coordinate on the
+/// quadratic twist or of small order gives no shared secret. Verification does not multiply by the cofactor.
+/// Not here: Ed25519ph, Ed25519ctx and batch verification.
 #pragma once
 
 #include "sealkit/ec.h"

@@ -16,9 +16,9 @@
 /// | `p384`  | 4     | "p384"    | 48           | secp384r1                  |
 /// | `p521`  | 5     | "p521"    | 66           | secp521r1                  |
 ///
-/// No operation of this header is constant-time, neither in its instructions nor in its memory accesses. Decoding a point
-/// does not check that it lies on a curve: `WCurve::isOnCurve` does. Compressed points of P-224 cannot be
-/// decoded. Errors are reported by the stated values alone.
+/// No operation of this header is constant-time, neither in its instructions nor in its memory accesses.
+/// Decoding a point does not check that it lies on a curve: `WCurve::isOnCurve` does. Compressed points of
+/// P-224 cannot be decoded. Errors are reported by the stated values alone.
 #pragma once
 
 #include "sealkit/bignum.h"

@@ -15,9 +15,9 @@
 /// | SRP     | B = b·G, user name, one zero | A = a·G + W, salt of 16 | M1 (32 bytes)     | a SHA-256                |
 /// | MS-CHAP | B = b·G, user name, one zero | A = a·G                 | NT-Response (24)  | authenticator's response |
 ///
-/// SRP mode: v is `pwdHash`, V = v·G the verifier, W = `redp1` of the u of V, e = SHA-256(u of B ‖ u of A), and both
-/// sides come to one point: here (b + e·v)·(A − W), at the peer a·(B + e·V). MS-CHAP mode: the point b·A = a·B gives
-/// the two challenges of MS-CHAPv2 (`mschapv2.h`), which are never sent.
+/// SRP mode: v is `pwdHash`, V = v·G the verifier, W = `redp1` of the u of V, e = SHA-256(u of B ‖ u of A),
+/// and both sides come to one point: here (b + e·v)·(A − W), at the peer a·(B + e·V). MS-CHAP mode: the point
+/// b·A = a·B gives the two challenges of MS-CHAPv2 (`mschapv2.h`), which are never sent.
 ///
 /// Not here: the side that stores verifiers, which needs arithmetic on `Curve25519` alone
 /// (`examples/ecsrp_exchange.cpp` shows it); secret scalars and salts, which come from `rng.h`; constant time
@@ -32,8 +32,9 @@
 #include <string>
 #include <vector>
 
-/// One exchange on the side that has the password. Failures are silent: an empty answer, or false. The password, the
-/// scalar, the reply and the session key are overwritten when the object is destroyed or assigned to.
+/// One exchange on the side that has the password. Failures are silent: an empty answer, or false. The
+/// password, the scalar, the reply and the session key are overwritten when the object is destroyed or
+/// assigned to.
 class SEALKIT_API ECSRP {
 public:
     /// `secret` is the scalar, big-endian and of any length: 32 random bytes, new for every exchange. If it

@@ -15,12 +15,13 @@
 /// | a password           | PBKDF2 with HMAC over SHA-1 or SHA-2, PWRI-KEK with triple DES or AES | RFC 3211            |
 /// | a shared key         | AES key wrap; read alone                                             | RFC 3565             |
 ///
-/// Contents are encrypted in CBC mode under triple DES or AES, or under AES-GCM with tags of 12 to 16 bytes. Only GCM
-/// authenticates: what opens under it was made by somebody who knows the password or, for the holders of certificates, by
-/// anybody, but it was not changed. Nothing is given out before the tag is verified.
+/// Contents are encrypted in CBC mode under triple DES or AES, or under AES-GCM with tags of 12 to 16 bytes.
+/// Only GCM authenticates: what opens under it was made by somebody who knows the password or, for the
+/// holders of certificates, by anybody, but it was not changed. Nothing is given out before the tag is
+/// verified.
 ///
-/// Messages may be BER. `PKCS7EnvelopedData` (pkcs7.h) is the same reader in a narrower form. S/MIME text around a message
-/// is not read here.
+/// Messages may be BER. `PKCS7EnvelopedData` (pkcs7.h) is the same reader in a narrower form. S/MIME text
+/// around a message is not read here.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -57,8 +58,8 @@ struct KeyAgreement {
         keyEncryptionAlgorithm; ///< The parameters are the AlgorithmIdentifier of the key wrap.
 };
 
-/// A recipient of any kind. The members that it inherits name the key and hold the encrypted key; those that a kind has
-/// no use for are empty. A shared key has its identifier in `subjectKeyId`.
+/// A recipient of any kind. The members that it inherits name the key and hold the encrypted key; those that
+/// a kind has no use for are empty. A shared key has its identifier in `subjectKeyId`.
 struct EnvelopedRecipient : PKCS7KeyTransRecipientInfo {
     RecipientKind kind = RecipientKind::keyTransport;
     std::shared_ptr<KeyAgreement const> agreement; ///< `keyAgreement` alone, where it is never null.
@@ -96,8 +97,9 @@ public:
     EnvelopedMessage& operator=(EnvelopedMessage&&) noexcept;
     ~EnvelopedMessage();
 
-    /// Reads a ContentInfo of either type, DER or BER. Returns false if it is malformed, has trailing bytes or an unknown
-    /// version, or if it has more than `maxRecipients`. Recipients of unknown kinds and malformed ones are counted.
+    /// Reads a ContentInfo of either type, DER or BER. Returns false if it is malformed, has trailing bytes
+    /// or an unknown version, or if it has more than `maxRecipients`. Recipients of unknown kinds and
+    /// malformed ones are counted.
     bool parse(asn1::blob message, Refusal* refusal);
 
     /// The recipients that name `certificate`: by its subject key identifier, or by issuer and serial number.
@@ -107,23 +109,26 @@ public:
 
     /// Decrypts the content with the key of one of the recipients of this message.
     ///
-    /// Returns false and leaves `out` empty on failure. An encrypted key and a content that do not decrypt, for any
-    /// reason, are one refusal, `RefusalId::undecryptable`, and take the same time; all other refusals follow from the
-    /// message and the kind of the key alone. Under CBC an attacker who learns, for many messages of their own making,
-    /// whether decryption succeeded can decrypt any message of theirs: show that to no stranger.
+    /// Returns false and leaves `out` empty on failure. An encrypted key and a content that do not decrypt,
+    /// for any reason, are one refusal, `RefusalId::undecryptable`, and take the same time; all other
+    /// refusals follow from the message and the kind of the key alone. Under CBC an attacker who learns, for
+    /// many messages of their own making, whether decryption succeeded can decrypt any message of theirs:
+    /// show that to no stranger.
     ///
     /// The previous content of `out` is wiped. The caller wipes the result.
     bool decrypt(EnvelopedRecipient const& recipient, PrivateKey const& key, std::vector<unsigned char>& out,
                  Refusal* refusal) const;
 
-    /// The same with the recipients that name `certificate`, which is that of `key`, or without one (null) those that the
-    /// key may be of; `maxRecipientsTried` of them at most. `RefusalId::notARecipient` if no recipient matches.
+    /// The same with the recipients that name `certificate`, which is that of `key`, or without one (null)
+    /// those that the key may be of; `maxRecipientsTried` of them at most. `RefusalId::notARecipient` if no
+    /// recipient matches.
     bool decrypt(X509Certificate const* certificate, PrivateKey const& key, std::vector<unsigned char>& out,
                  Refusal* refusal) const;
 
-    /// The same with a password, which every recipient of that kind is tried with. `RefusalId::wrongPassword` if it opens none
-    /// of their keys, `RefusalId::changedContent` if one is opened and the content does not decrypt with it, and
-    /// `RefusalId::noPassword` if it has no such recipients. Together they may ask for `pbes2MaxIterations` (pbes2.h) rounds.
+    /// The same with a password, which every recipient of that kind is tried with. `RefusalId::wrongPassword`
+    /// if it opens none of their keys, `RefusalId::changedContent` if one is opened and the content does not
+    /// decrypt with it, and `RefusalId::noPassword` if it has no such recipients. Together they may ask for
+    /// `pbes2MaxIterations` (pbes2.h) rounds.
     bool decrypt(std::string_view password, std::vector<unsigned char>& out, Refusal* refusal) const;
 
     /// The same with a shared key of 16, 24 or 32 bytes, which every recipient of that kind is tried with.
@@ -140,14 +145,14 @@ struct EnvelopedOptions {
     unsigned iterations = 600'000;      ///< Of PBKDF2, 1 to `pbes2MaxIterations`.
 };
 
-/// Encrypts `content`, of type `contentType` (content octets of an object identifier), under a new key to each of the
-/// recipients, of which there must be at least one. How a certificate gets the content key follows from its key: RSA, EC
-/// or X25519. A password is derived with PBKDF2 over HMAC-SHA256 and wraps the key under AES-256. Trust in the
-/// certificates and their key usage are not checked.
+/// Encrypts `content`, of type `contentType` (content octets of an object identifier), under a new key to
+/// each of the recipients, of which there must be at least one. How a certificate gets the content key
+/// follows from its key: RSA, EC or X25519. A password is derived with PBKDF2 over HMAC-SHA256 and wraps the
+/// key under AES-256. Trust in the certificates and their key usage are not checked.
 ///
-/// Returns the DER of a ContentInfo. Empty, with the reason, if a certificate has a key of another kind, a key that is too
-/// short, or, if it is asked for, no subject key identifier; if the cipher is unsupported, for a longer content than
-/// `maxEnvelopedContent`, and if `rng` fails.
+/// Returns the DER of a ContentInfo. Empty, with the reason, if a certificate has a key of another kind, a
+/// key that is too short, or, if it is asked for, no subject key identifier; if the cipher is unsupported,
+/// for a longer content than `maxEnvelopedContent`, and if `rng` fails.
 SEALKIT_API std::vector<unsigned char> encryptMessage(std::span<X509Certificate const* const> certificates,
                                                       std::span<std::string_view const> passwords,
                                                       asn1::blob contentType, asn1::blob content,

@@ -1,5 +1,5 @@
-/// Extensions of a certificate that is to be signed (RFC 5280, section 4.2), beyond what the members of `X509Certificate`
-/// say.
+/// Extensions of a certificate that is to be signed (RFC 5280, section 4.2), beyond what the members of
+/// `X509Certificate` say.
 ///
 /// | function                 | extension                                          | critical | standard            |
 /// | ------------------------ | -------------------------------------------------- | -------- | ------------------- |
@@ -10,9 +10,11 @@
 /// | `setOcspNoCheck`         | id-pkix-ocsp-nocheck                               | no       | RFC 6960, 4.2.2.2.1 |
 /// | `dropTimestamps`         | signed certificate timestamps: leaves them out     |          | RFC 6962, 3.3       |
 ///
-/// Each replaces the extension that was parsed or set before, and leaves it out for an empty list. `sign` then writes it.
+/// Each replaces the extension that was parsed or set before, and leaves it out for an empty list. `sign`
+/// then writes it.
 ///
-/// Not here: user notices, policy mappings and policy constraints. `X509Certificate::setExtension` takes any DER.
+/// Not here: user notices, policy mappings and policy constraints. `X509Certificate::setExtension` takes any
+/// DER.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -35,13 +37,13 @@ struct AuthorityInfoAccess {
     std::vector<std::string> caIssuers; ///< Addresses of the issuer's certificate; ASCII.
 };
 
-/// Sets every subtree; an address has its mask behind it (`parseSubtreeText`). The platform's rules refuse several
-/// subtrees of a kind and subtrees of other kinds than dNSName.
+/// Sets every subtree; an address has its mask behind it (`parseSubtreeText`). The platform's rules refuse
+/// several subtrees of a kind and subtrees of other kinds than dNSName.
 SEALKIT_API void setNameConstraints(X509Certificate& to, NameSubtrees const& subtrees);
 
-/// Sets the usages that `usages`, bits of `ExtKeyUsage`, name, and then `others`, the content octets of object
-/// identifiers, each once. Time-stamping needs it critical and alone (RFC 3161, section 2.3). Returns false and changes
-/// nothing if a bit has no name.
+/// Sets the usages that `usages`, bits of `ExtKeyUsage`, name, and then `others`, the content octets of
+/// object identifiers, each once. Time-stamping needs it critical and alone (RFC 3161, section 2.3). Returns
+/// false and changes nothing if a bit has no name.
 SEALKIT_API bool setExtendedKeyUsage(X509Certificate& to, unsigned usages,
                                      std::span<std::vector<unsigned char> const> others, bool critical);
 
@@ -51,8 +53,8 @@ SEALKIT_API void setCertificatePolicies(X509Certificate& to, std::span<Certifica
 /// Sets the addresses, those of OCSP responders first.
 SEALKIT_API void setAuthorityInfoAccess(X509Certificate& to, AuthorityInfoAccess const& access);
 
-/// Leaves out the signed certificate timestamps of a certificate that was parsed: they hold for that one, and not for one
-/// that is signed again.
+/// Leaves out the signed certificate timestamps of a certificate that was parsed: they hold for that one, and
+/// not for one that is signed again.
 SEALKIT_API void dropTimestamps(X509Certificate& of);
 
 /// Says of an OCSP responder that its own certificate is not looked up.

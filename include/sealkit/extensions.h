@@ -26,9 +26,9 @@
 /// | `parseNetscapeType`                 | the certificate type of Netscape                   |                    |
 /// | `parseStringValue`                  | extensions that are one string                     |                    |
 ///
-/// `value` is `X509Extension::value`. Each function returns false if it is malformed, with a reason where `refusal` is
-/// not null; what `to` points to is then partly filled. All of them are silent. Parsing a certificate reads the values
-/// with the same readers. Blobs in the results are views of the value.
+/// `value` is `X509Extension::value`. Each function returns false if it is malformed, with a reason where
+/// `refusal` is not null; what `to` points to is then partly filled. All of them are silent. Parsing a
+/// certificate reads the values with the same readers. Blobs in the results are views of the value.
 ///
 /// Not here: minimum and maximum of subtrees.
 #pragma once
@@ -51,8 +51,8 @@ struct BasicConstraints {
     std::optional<std::vector<unsigned char>> pathLength;
 };
 
-/// The subtrees of names that a CA may issue for, and those that it may not. An address has its mask behind it
-/// (`GeneralName::str`).
+/// The subtrees of names that a CA may issue for, and those that it may not. An address has its mask behind
+/// it (`GeneralName::str`).
 struct NameSubtrees {
     std::vector<GeneralName> permitted;
     std::vector<GeneralName> excluded;
@@ -72,7 +72,8 @@ struct ObjectIdentifiers {
 /// What qualifies a policy: the address of a practice statement, or a notice to users.
 struct PolicyQualifier {
     asn1::blob id; ///< Content octets of the object identifier.
-    /// The address; the organization, numbers and text of a notice in a row; another qualifier by `asn1::derText`.
+    /// The address; the organization, numbers and text of a notice in a row; another qualifier by
+    /// `asn1::derText`.
     std::string text;
 };
 
@@ -211,7 +212,8 @@ SEALKIT_API bool parseNetscapeType(asn1::blob value, unsigned* to, Refusal* refu
 /// A string of any type, in UTF-8.
 SEALKIT_API bool parseStringValue(asn1::blob value, std::string* to, Refusal* refusal = nullptr);
 
-/// The names of the reasons that are set in `CrlDistributionPoint::reasons`, as `crlReasonName` (crl.h) has them.
+/// The names of the reasons that are set in `CrlDistributionPoint::reasons`, as `crlReasonName` (crl.h) has
+/// them.
 SEALKIT_API std::vector<std::string> reasonFlagNames(unsigned bits);
 /// The names of the bits that are set in a type of Netscape: "ssl-client", "object-signing-ca".
 SEALKIT_API std::vector<std::string> netscapeTypeNames(unsigned bits);

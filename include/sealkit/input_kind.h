@@ -1,8 +1,8 @@
 /// What a file is, by its shape: to choose a reader, and to say what was found where another kind was wanted.
 ///
-/// The shape is that of the outermost fields, and of certificates, CRLs and requests that of the first fields, so that
-/// those that are truncated or followed by other bytes have a kind, too. An object of a kind may still be refused by its
-/// reader, which knows why.
+/// The shape is that of the outermost fields, and of certificates, CRLs and requests that of the first
+/// fields, so that those that are truncated or followed by other bytes have a kind, too. An object of a kind
+/// may still be refused by its reader, which knows why.
 #pragma once
 
 #include "sealkit/blob.h"

@@ -1,4 +1,5 @@
-/// What a public key or a signature algorithm says of itself, for displays: also of those that the library does not use.
+/// What a public key or a signature algorithm says of itself, for displays: also of those that the library
+/// does not use.
 ///
 /// | name               | what it is                                                                         |
 /// | ------------------ | ---------------------------------------------------------------------------------- |
@@ -6,8 +7,8 @@
 /// | `PssOutline`       | the parameters of RSASSA-PSS (RFC 8017, appendix A.2.3) with their defaults        |
 /// | `algorithmText`    | "SHA256+RSA", "RSASSA-PSS (SHA256, MGF1 with SHA256, salt of 32 bytes)"             |
 ///
-/// No number is checked and no point is computed: `parsePkcs8PublicKey` (pkcs8.h) reads keys that are to be used. Blobs
-/// are views of the input.
+/// No number is checked and no point is computed: `parsePkcs8PublicKey` (pkcs8.h) reads keys that are to be
+/// used. Blobs are views of the input.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -29,8 +30,9 @@ struct KeyOutline {
     asn1::blob exponent; ///< Likewise.
 };
 
-/// Takes a SubjectPublicKeyInfo apart. Returns false, with a reason, if it is not a SEQUENCE of an AlgorithmIdentifier and
-/// a BIT STRING; what stands before is set. A key that is malformed within has no size.
+/// Takes a SubjectPublicKeyInfo apart. Returns false, with a reason, if it is not a SEQUENCE of an
+/// AlgorithmIdentifier and a BIT STRING; what stands before is set. A key that is malformed within has no
+/// size.
 SEALKIT_API bool parseKeyOutline(asn1::blob subjectPublicKeyInfo, KeyOutline* to, Refusal* refusal = nullptr);
 
 /// The hashes by the content octets of their object identifiers.
@@ -45,6 +47,6 @@ struct PssOutline {
 /// Reads RSASSA-PSS-params, a whole SEQUENCE.
 SEALKIT_API bool parsePssOutline(asn1::blob parameters, PssOutline* to, Refusal* refusal = nullptr);
 
-/// The name of an AlgorithmIdentifier, given by its whole encoding, with the parameters of RSASSA-PSS. "(malformed)" if it
-/// is malformed.
+/// The name of an AlgorithmIdentifier, given by its whole encoding, with the parameters of RSASSA-PSS.
+/// "(malformed)" if it is malformed.
 SEALKIT_API std::string algorithmText(asn1::blob algorithm);

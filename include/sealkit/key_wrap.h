@@ -4,11 +4,12 @@
 /// | ---------------------- | ------------------ | --------------------------------- | -------------- |
 /// | `wrapKey`, `unwrapKey` | 16, 24 or 32 bytes | 16 bytes or more, multiple of 8   | 8 bytes longer |
 ///
-/// A wrapped key is authentic: `unwrapKey` refuses what was changed or wrapped under another key. There is no nonce, so
-/// that equal keys give equal wrapped keys. Both functions return whether they succeeded, and leave zeros in all of `out`
-/// if not.
+/// A wrapped key is authentic: `unwrapKey` refuses what was changed or wrapped under another key. There is no
+/// nonce, so that equal keys give equal wrapped keys. Both functions return whether they succeeded, and leave
+/// zeros in all of `out` if not.
 ///
-/// Not here: keys of other lengths (RFC 5649), and encryption whose time does not depend on keys (`docs/timing.md`).
+/// Not here: keys of other lengths (RFC 5649), and encryption whose time does not depend on keys
+/// (`docs/timing.md`).
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -19,12 +20,12 @@
 /// How much longer a wrapped key is than the key.
 inline constexpr size_t keyWrapOverhead = 8;
 
-/// Wraps `key` under `keyEncryptionKey` to `out`, which has exactly `keyWrapOverhead` bytes more and overlaps no input.
-/// Returns false if a size is another than stated above.
+/// Wraps `key` under `keyEncryptionKey` to `out`, which has exactly `keyWrapOverhead` bytes more and overlaps
+/// no input. Returns false if a size is another than stated above.
 SEALKIT_API bool wrapKey(std::span<unsigned char const> keyEncryptionKey, std::span<unsigned char const> key,
                          std::span<unsigned char> out);
 
-/// Unwraps to `out`, which has exactly `keyWrapOverhead` bytes fewer and overlaps no input. Returns false under the same
-/// conditions, or if the integrity check value is wrong, which is compared in constant time.
+/// Unwraps to `out`, which has exactly `keyWrapOverhead` bytes fewer and overlaps no input. Returns false
+/// under the same conditions, or if the integrity check value is wrong, which is compared in constant time.
 SEALKIT_API bool unwrapKey(std::span<unsigned char const> keyEncryptionKey,
                            std::span<unsigned char const> wrapped, std::span<unsigned char> out);

@@ -12,8 +12,8 @@
 ///
 /// The members are public and may be filled by hand. The parsers reject numbers that the operations cannot
 /// work with. Operations on unsuitable members fail; they do not crash. Objects that hold secrets wipe them
-/// when they are destroyed. The time of many operations depends on the secret numbers: `docs/timing.md` says which may be
-/// used where an attacker can measure it closely.
+/// when they are destroyed. The time of many operations depends on the secret numbers: `docs/timing.md` says
+/// which may be used where an attacker can measure it closely.
 ///
 /// RSA-PSS and other curves are not supported. Programs cannot add kinds of keys: the library expects every
 /// `PublicKey` to be, or to derive from, one of the classes of this header.
@@ -212,8 +212,8 @@ public:
     /// The ECDSA signature of `digest`, which was made with `hashId`: the DER of SEQUENCE { r INTEGER, s
     /// INTEGER }. Its nonce is derived from the key and the digest (RFC 6979), so that the same digest always
     /// gets the same signature. Empty if the hash is unknown, if the digest does not have its size, or if
-    /// `secret` is out of range. `point` is ignored, and the signature is not verified: a fault of the machine may
-    /// give the secret away.
+    /// `secret` is out of range. `point` is ignored, and the signature is not verified: a fault of the
+    /// machine may give the secret away.
     std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
     std::vector<unsigned char> signHashed(unsigned hashId, asn1::blob digest) const {
         return signHashed(static_cast<HashID>(hashId), digest);

@@ -12,8 +12,8 @@
 /// | ciphertext    | 1088  |
 /// | shared secret | 32    |
 ///
-/// One side calls `generate` and sends `publicKey`. The other calls `encap` with it and sends the ciphertext, and
-/// the first calls `decap` with that. Both then hold the same `sharedSecret`.
+/// One side calls `generate` and sends `publicKey`. The other calls `encap` with it and sends the ciphertext,
+/// and the first calls `decap` with that. Both then hold the same `sharedSecret`.
 ///
 /// Nothing here authenticates the other side: a public key or ciphertext that was replaced in transit gives a
 /// secret, too. To authenticate, sign what is sent, or confirm the secret with a MAC under it.

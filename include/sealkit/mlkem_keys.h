@@ -6,11 +6,13 @@
 /// | encrypted private key | `parseMlkemEncryptedPrivateKey` | `readMlkemPrivateKey`       | `encodeMlkemEncryptedPrivateKey`  |
 /// | public key            | `parseMlkemPublicKey`           | `readMlkemPublicKey`        | `encodeMlkemPublicKey`            |
 ///
-/// A private key is a OneAsymmetricKey (RFC 5958) with the seed of 64 bytes, the expanded key of 2400 bytes, or both;
-/// a public key is a SubjectPublicKeyInfo. All of them are read and checked (FIPS 203, section 7.3); the seed alone is
-/// written, which most others read. In a file the raw bytes of each may stand, too: 64, 2400, or 1184 of a public key.
+/// A private key is a OneAsymmetricKey (RFC 5958) with the seed of 64 bytes, the expanded key of 2400 bytes,
+/// or both; a public key is a SubjectPublicKeyInfo. All of them are read and checked (FIPS 203, section 7.3);
+/// the seed alone is written, which most others read. In a file the raw bytes of each may stand, too: 64,
+/// 2400, or 1184 of a public key.
 ///
-/// An encrypted private key is an EncryptedPrivateKeyInfo with PBES2 (pbes2.h), as those of other keys (pkcs8.h).
+/// An encrypted private key is an EncryptedPrivateKeyInfo with PBES2 (pbes2.h), as those of other keys
+/// (pkcs8.h).
 ///
 /// The functions fill in `*refusal`, which may be null, and write nothing.
 #pragma once
@@ -40,12 +42,13 @@ struct SEALKIT_API MlkemKeyForm {
     ~MlkemKeyForm();
 };
 
-/// Reads a OneAsymmetricKey. Returns false on failure; `to` and `*form` must then not be used. `form` may be null.
+/// Reads a OneAsymmetricKey. Returns false on failure; `to` and `*form` must then not be used. `form` may be
+/// null.
 SEALKIT_API bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal,
                                       MlkemKeyForm* form = nullptr);
 
-/// Reads an EncryptedPrivateKeyInfo on the same terms. `RefusalId::wrongPassword` when what is decrypted has not the shape
-/// of a OneAsymmetricKey.
+/// Reads an EncryptedPrivateKeyInfo on the same terms. `RefusalId::wrongPassword` when what is decrypted has
+/// not the shape of a OneAsymmetricKey.
 SEALKIT_API bool parseMlkemEncryptedPrivateKey(asn1::blob der, std::string_view password, MLKEMDecap& to,
                                                Refusal* refusal, MlkemKeyForm* form = nullptr);
 
@@ -57,8 +60,8 @@ SEALKIT_API bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>&
 SEALKIT_API std::vector<unsigned char>
 encodeMlkemPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed);
 
-/// The EncryptedPrivateKeyInfo of that, as `encodePkcs8EncryptedPrivateKey` makes it. Empty when `iterations` is 0 or
-/// above `pbes2MaxIterations`, and when the random source fails.
+/// The EncryptedPrivateKeyInfo of that, as `encodePkcs8EncryptedPrivateKey` makes it. Empty when `iterations`
+/// is 0 or above `pbes2MaxIterations`, and when the random source fails.
 SEALKIT_API std::vector<unsigned char>
 encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed, std::string_view password,
                                unsigned iterations);
@@ -66,15 +69,15 @@ encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize> see
 /// The SubjectPublicKeyInfo of the key's public half.
 SEALKIT_API std::vector<unsigned char> encodeMlkemPublicKey(MLKEMDecap const& key);
 
-/// Reads the first block "PRIVATE KEY" or "ENCRYPTED PRIVATE KEY" of a text, or DER, or raw bytes. An encrypted key without
-/// a password is `RefusalId::passwordRequired`, unless no password decrypts it.
+/// Reads the first block "PRIVATE KEY" or "ENCRYPTED PRIVATE KEY" of a text, or DER, or raw bytes. An
+/// encrypted key without a password is `RefusalId::passwordRequired`, unless no password decrypts it.
 SEALKIT_API bool readMlkemPrivateKey(std::string_view text, MLKEMDecap& to, Refusal* refusal,
                                      MlkemKeyForm* form = nullptr);
 SEALKIT_API bool readMlkemPrivateKey(std::string_view text, std::string_view password, MLKEMDecap& to,
                                      Refusal* refusal, MlkemKeyForm* form = nullptr);
 
-/// Reads the public key of the first block "PUBLIC KEY", "CERTIFICATE", "PRIVATE KEY" or "ENCRYPTED PRIVATE KEY" of a text,
-/// or of the same in DER, or raw bytes.
+/// Reads the public key of the first block "PUBLIC KEY", "CERTIFICATE", "PRIVATE KEY" or "ENCRYPTED PRIVATE
+/// KEY" of a text, or of the same in DER, or raw bytes.
 SEALKIT_API bool readMlkemPublicKey(std::string_view text, std::vector<unsigned char>& to, Refusal* refusal);
 SEALKIT_API bool readMlkemPublicKey(std::string_view text, std::string_view password,
                                     std::vector<unsigned char>& to, Refusal* refusal);

@@ -22,27 +22,27 @@
 #include <string_view>
 #include <vector>
 
-/// The whole encoding of a Name with the attributes of `text` in the order written, each in a SET of its own. A leading
-/// "/" makes "/" the separator, otherwise it is ",". A backslash takes the next character as it is. Attributes are
-/// known by their usual short names in any case, or by `parseOid` (oid_names.h). Values are UTF-8 without control
-/// and invisible characters; a country has two letters. Empty, with a reason, if `text` is malformed; the offset is
-/// that of the attribute in `text`.
+/// The whole encoding of a Name with the attributes of `text` in the order written, each in a SET of its own.
+/// A leading "/" makes "/" the separator, otherwise it is ",". A backslash takes the next character as it is.
+/// Attributes are known by their usual short names in any case, or by `parseOid` (oid_names.h). Values are
+/// UTF-8 without control and invisible characters; a country has two letters. Empty, with a reason, if `text`
+/// is malformed; the offset is that of the attribute in `text`.
 SEALKIT_API std::vector<unsigned char> parseNameText(std::string_view text, Refusal* refusal = nullptr);
 
-/// As `parseNameText`, with each "{ATTRIBUTE}" in a value replaced by the value of that attribute in `from`, the whole
-/// encoding of a Name: the first one, if there are several. What comes from there is a value and never more: a separator
-/// in it adds no attribute. Fails if `from` lacks the attribute.
+/// As `parseNameText`, with each "{ATTRIBUTE}" in a value replaced by the value of that attribute in `from`,
+/// the whole encoding of a Name: the first one, if there are several. What comes from there is a value and
+/// never more: a separator in it adds no attribute. Fails if `from` lacks the attribute.
 SEALKIT_API std::vector<unsigned char> parseNameTemplate(std::string_view text, asn1::blob from,
                                                          Refusal* refusal = nullptr);
 
-/// All attributes of a Name, given by its whole encoding, in their own order: "C=UY, O=Acme+OU=east, CN=ca". Attributes
-/// without a name show their dotted form. BMPStrings and UniversalStrings are converted to UTF-8, TeletexStrings are
-/// taken for ISO 8859-1 where they are not UTF-8, and other strings stay as they are; what is no string shows as "#" and
-/// its encoding in hexadecimal. "(malformed)" where `name` is not a SEQUENCE.
+/// All attributes of a Name, given by its whole encoding, in their own order: "C=UY, O=Acme+OU=east, CN=ca".
+/// Attributes without a name show their dotted form. BMPStrings and UniversalStrings are converted to UTF-8,
+/// TeletexStrings are taken for ISO 8859-1 where they are not UTF-8, and other strings stay as they are; what
+/// is no string shows as "#" and its encoding in hexadecimal. "(malformed)" where `name` is not a SEQUENCE.
 SEALKIT_API std::string nameText(asn1::blob name);
 
-/// Reads an alternative name, the kind in any case. Returns false, with a reason, and leaves `*to` unchanged if `text` is
-/// malformed.
+/// Reads an alternative name, the kind in any case. Returns false, with a reason, and leaves `*to` unchanged
+/// if `text` is malformed.
 ///
 /// | text                      | name                                                                         |
 /// | ------------------------- | ---------------------------------------------------------------------------- |
@@ -66,15 +66,15 @@ SEALKIT_API bool parseGeneralNameText(std::string_view text, GeneralName* to, Re
 /// | "dirName:/O=Acme"      | names that begin with these attributes                                                |
 SEALKIT_API bool parseSubtreeText(std::string_view text, GeneralName* to, Refusal* refusal = nullptr);
 
-/// A name with its kind: "DNS: a.test", "IP: 2001:db8::1", "Name: C=UY, CN=ca" of a directoryName, "REG ID: 1.2.3".
-/// An address with a mask, as name constraints have them, shows as "IP: 10.0.0.0/8", or with the whole mask behind
-/// the "/" where it is not a prefix. An otherName shows its type and its value: a string of a type that
-/// has a name as it is, and other values in hexadecimal. Other kinds show their data in hexadecimal; long data are cut,
-/// and their length follows.
+/// A name with its kind: "DNS: a.test", "IP: 2001:db8::1", "Name: C=UY, CN=ca" of a directoryName, "REG ID:
+/// 1.2.3". An address with a mask, as name constraints have them, shows as "IP: 10.0.0.0/8", or with the
+/// whole mask behind the "/" where it is not a prefix. An otherName shows its type and its value: a string of
+/// a type that has a name as it is, and other values in hexadecimal. Other kinds show their data in
+/// hexadecimal; long data are cut, and their length follows.
 SEALKIT_API std::string generalNameText(GeneralName const& name);
 
-/// Whether every value of a Name, given by its whole encoding, is a string that shows itself as it is: UTF-8 without
-/// what `printable` (text.h) escapes, the backslash aside.
+/// Whether every value of a Name, given by its whole encoding, is a string that shows itself as it is: UTF-8
+/// without what `printable` (text.h) escapes, the backslash aside.
 SEALKIT_API bool isPlainName(asn1::blob name);
 /// Whether it is a host, address, mailbox or URI as `parseGeneralNameText` reads them.
 SEALKIT_API bool isPlainName(GeneralName const& name);

@@ -7,10 +7,10 @@
 /// | `encryptOaep`    | encrypts a short message, as a key is                 |
 /// | `decryptOaep`    | decrypts one                                          |
 ///
-/// The label is empty. Messages encrypt their content keys so (`EnvelopedMessage`, enveloped.h); the scheme of PKCS#1 v1.5 is
-/// there alone. Every failure of decryption is the same, and takes the same time: who learns more can decrypt any
-/// ciphertext (J. Manger, "A Chosen Ciphertext Attack on RSA Optimal Asymmetric Encryption Padding (OAEP) as
-/// Standardized in PKCS #1 v2.0", CRYPTO 2001).
+/// The label is empty. Messages encrypt their content keys so (`EnvelopedMessage`, enveloped.h); the scheme
+/// of PKCS#1 v1.5 is there alone. Every failure of decryption is the same, and takes the same time: who
+/// learns more can decrypt any ciphertext (J. Manger, "A Chosen Ciphertext Attack on RSA Optimal Asymmetric
+/// Encryption Padding (OAEP) as Standardized in PKCS #1 v2.0", CRYPTO 2001).
 #pragma once
 
 #include "sealkit/blob.h"
@@ -31,18 +31,18 @@ struct OaepParameters {
     bool operator==(OaepParameters const&) const = default;
 };
 
-/// The bytes of the longest message: those of the modulus less two digests and two. 0 for unknown hashes and keys that are
-/// too short.
+/// The bytes of the longest message: those of the modulus less two digests and two. 0 for unknown hashes and
+/// keys that are too short.
 SEALKIT_API size_t maxOaepMessage(RsaPublicKey const& key, OaepParameters const& parameters);
 
-/// As many bytes as the modulus has. Empty for a longer message than `maxOaepMessage`, for unknown hashes, for a key that
-/// is not usable, and if `rng` fails.
+/// As many bytes as the modulus has. Empty for a longer message than `maxOaepMessage`, for unknown hashes,
+/// for a key that is not usable, and if `rng` fails.
 SEALKIT_API std::vector<unsigned char> encryptOaep(RsaPublicKey const& key, OaepParameters const& parameters,
                                                    asn1::blob message, Rng const& rng);
 
-/// Sets `message`, which the caller wipes. Returns false and leaves it unchanged if `encrypted` is not as long as the
-/// modulus or not below it, if the block within is malformed, for unknown hashes, and if the key is unusable or
-/// inconsistent.
+/// Sets `message`, which the caller wipes. Returns false and leaves it unchanged if `encrypted` is not as
+/// long as the modulus or not below it, if the block within is malformed, for unknown hashes, and if the key
+/// is unusable or inconsistent.
 SEALKIT_API bool decryptOaep(RsaPrivateKey const& key, OaepParameters const& parameters, asn1::blob encrypted,
                              std::vector<unsigned char>& message);
 

@@ -8,11 +8,12 @@
 /// | `ObjectOptions` | for which rules objects are read, and how many                              |
 /// | `TrustSettings` | what OpenSSL stores beside a certificate that it trusts or distrusts        |
 ///
-/// The loaders of pem.h take one kind of object in one form. This reader takes the forms of plain_form.h as well: PEM with
-/// any labels, one or more objects in DER, messages in BER, base64 without a frame, UTF-16. What an object is shows in its
-/// bytes, and the label decides where those leave it open.
+/// The loaders of pem.h take one kind of object in one form. This reader takes the forms of plain_form.h as
+/// well: PEM with any labels, one or more objects in DER, messages in BER, base64 without a frame, UTF-16.
+/// What an object is shows in its bytes, and the label decides where those leave it open.
 ///
-/// Nothing is decrypted, and keys are not parsed: their bytes are what `readPrivateKey` and `readPublicKey` take.
+/// Nothing is decrypted, and keys are not parsed: their bytes are what `readPrivateKey` and `readPublicKey`
+/// take.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -30,8 +31,8 @@
 #include <string>
 #include <vector>
 
-/// X509_CERT_AUX, which OpenSSL appends to a certificate under the label "TRUSTED CERTIFICATE". The purposes are object
-/// identifiers of extended key usages, as content octets.
+/// X509_CERT_AUX, which OpenSSL appends to a certificate under the label "TRUSTED CERTIFICATE". The purposes
+/// are object identifiers of extended key usages, as content octets.
 struct SEALKIT_API TrustSettings {
     std::vector<std::vector<unsigned char>> trusted;  ///< The only purposes to trust it for; empty for all.
     std::vector<std::vector<unsigned char>> rejected; ///< The purposes not to trust it for.
@@ -50,8 +51,9 @@ struct InputObject {
     size_t line = 0;                     ///< The line of its BEGIN line, from 1; 0 outside PEM.
     std::string label;                   ///< Of the PEM block; empty outside PEM.
 
-    /// The object as the loaders of pem.h take it: its DER, that of the certificate alone where trust settings follow it.
-    /// The text of the block where that cannot be decoded without a password, and of keys in OpenSSH's own form.
+    /// The object as the loaders of pem.h take it: its DER, that of the certificate alone where trust
+    /// settings follow it. The text of the block where that cannot be decoded without a password, and of keys
+    /// in OpenSSH's own form.
     WipedBytes bytes;
 
     std::shared_ptr<X509Certificate>
@@ -76,6 +78,7 @@ struct InputObjects {
     std::vector<InputNote> notes;     ///< What was unusual and has been accepted.
 };
 
-/// Reads every object of a file. One that is malformed is an object with a refusal and never loses the others; so is a file
-/// in which there is nothing, or that ends within a block. Takes time and memory in proportion to the file.
+/// Reads every object of a file. One that is malformed is an object with a refusal and never loses the
+/// others; so is a file in which there is nothing, or that ends within a block. Takes time and memory in
+/// proportion to the file.
 SEALKIT_API InputObjects readObjects(asn1::blob file, ObjectOptions const& options = {});

@@ -6,7 +6,8 @@
 /// | `parseOid` | the dotted form or the name       | the content octets                   |
 /// | `oidNames` |                                   | every name with its dotted form      |
 ///
-/// Names serve displays and messages alone: no decision depends on them. `oidStr` (oid.h) gives the dotted form.
+/// Names serve displays and messages alone: no decision depends on them. `oidStr` (oid.h) gives the dotted
+/// form.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -27,13 +28,13 @@ struct OidName {
 /// All names. No identifier and no name occurs twice.
 SEALKIT_API std::span<OidName const> oidNames();
 
-/// The name of an object identifier, given by its content octets: "keyUsage", "SHA3-256", "CN"; the dotted form
-/// (`oidStr`) of one that has no name.
+/// The name of an object identifier, given by its content octets: "keyUsage", "SHA3-256", "CN"; the dotted
+/// form (`oidStr`) of one that has no name.
 SEALKIT_API std::string oidName(asn1::blob oid);
 
 /// The content octets of an object identifier in dotted form, or of a name of the table in any case. Empty if
-/// `text` is neither. The first arc is 0 to 2, the second 0 to 39 (0 to 47 under 2, X.690, section 8.19.4), and
-/// every further one fits into 32 bits.
+/// `text` is neither. The first arc is 0 to 2, the second 0 to 39 (0 to 47 under 2, X.690, section 8.19.4),
+/// and every further one fits into 32 bits.
 SEALKIT_API std::vector<unsigned char> parseOid(std::string_view text);
 /// The same, with a reason.
 SEALKIT_API std::vector<unsigned char> parseOid(std::string_view text, Refusal* refusal);

@@ -1,5 +1,5 @@
-/// Keys in OpenSSH's own forms: the private key file "openssh-key-v1", not encrypted, and the public key in one line (RFC
-/// 4253, section 6.6; RFC 5656, section 3.1; RFC 8709, section 4).
+/// Keys in OpenSSH's own forms: the private key file "openssh-key-v1", not encrypted, and the public key in
+/// one line (RFC 4253, section 6.6; RFC 5656, section 3.1; RFC 8709, section 4).
 ///
 /// | member | what it is |
 /// | --- | --- |
@@ -12,9 +12,9 @@
 /// | EC on P-256, P-384 and P-521 | "ecdsa-sha2-nistp256", "ecdsa-sha2-nistp384", "ecdsa-sha2-nistp521" |
 /// | Ed25519 | "ssh-ed25519" |
 ///
-/// Other types, DSA and keys in hardware among them, are refused by name. So are private keys under a password, whose
-/// derivation (bcrypt) and form nothing else uses: `ssh-keygen -p` takes the password off a copy. Not here: certificates
-/// of OpenSSH, and lists of several keys.
+/// Other types, DSA and keys in hardware among them, are refused by name. So are private keys under a
+/// password, whose derivation (bcrypt) and form nothing else uses: `ssh-keygen -p` takes the password off a
+/// copy. Not here: certificates of OpenSSH, and lists of several keys.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -28,22 +28,22 @@
 #include <vector>
 
 /// The private key of the first block "OPENSSH PRIVATE KEY" in `text`. Null if it is missing, malformed or
-/// encrypted, if the public key before it is another, or if its type or its numbers are refused. `comment`, if it is not
-/// null, becomes the text that the file has for people, which may hold any byte.
+/// encrypted, if the public key before it is another, or if its type or its numbers are refused. `comment`,
+/// if it is not null, becomes the text that the file has for people, which may hold any byte.
 SEALKIT_API std::unique_ptr<PrivateKey> readOpensshPrivateKey(std::string_view text, Refusal* refusal,
                                                               std::string* comment = nullptr);
 
-/// The public key of the first line of `text` that is neither blank nor begins with "#", or of a block "OPENSSH PRIVATE
-/// KEY", where it is not encrypted even under a password. Null on the same terms. Options in front of the type, as in
-/// files of authorized keys, are refused.
+/// The public key of the first line of `text` that is neither blank nor begins with "#", or of a block
+/// "OPENSSH PRIVATE KEY", where it is not encrypted even under a password. Null on the same terms. Options in
+/// front of the type, as in files of authorized keys, are refused.
 SEALKIT_API std::unique_ptr<PublicKey> readOpensshPublicKey(std::string_view text, Refusal* refusal,
                                                             std::string* comment = nullptr);
 
-/// The block, not encrypted. Empty for keys of other types, if the members form no valid key, if an RSA key has no primes,
-/// or if `getDefaultRng` fails. The result is as secret as the key: the caller wipes it.
+/// The block, not encrypted. Empty for keys of other types, if the members form no valid key, if an RSA key
+/// has no primes, or if `getDefaultRng` fails. The result is as secret as the key: the caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodeOpensshPrivateKey(PrivateKey const& key,
                                                                std::string_view comment);
 
-/// The line with its end, of the public half of any key. Empty for keys of other types, if the members form no valid key,
-/// and if the comment has an end of line.
+/// The line with its end, of the public half of any key. Empty for keys of other types, if the members form
+/// no valid key, and if the comment has an end of line.
 SEALKIT_API std::vector<unsigned char> encodeOpensshPublicKey(PublicKey const& key, std::string_view comment);

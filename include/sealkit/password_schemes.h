@@ -22,8 +22,8 @@
 
 #include "sealkit/blob.h"
 
-/// Decrypts `data`, whole blocks, with RC2 in CBC mode (RFC 2268) to `out`, which has room for as many bytes. The key has 1
-/// to 16 bytes, the IV 8.
+/// Decrypts `data`, whole blocks, with RC2 in CBC mode (RFC 2268) to `out`, which has room for as many bytes.
+/// The key has 1 to 16 bytes, the IV 8.
 using Rc2Decryptor = void (*)(asn1::blob key, unsigned effectiveBits, asn1::blob iv, asn1::blob data,
                               unsigned char* out);
 

@@ -13,10 +13,10 @@
 ///
 /// A chain is a vector of certificates: the leaf first, each followed by its issuer.
 ///
-/// What the platform's rules do not check: path length, key usage and extended key usage, that issuer and subject
-/// names link, certificate policies, and the signature, dates and scope of a CRL. `x509PathWarnings` reports
-/// those, and the standard rules (`PathRules`) check them. Nothing is fetched: the caller provides chains,
-/// stores and CRLs. `PathSearch` (search.h) finds the chain that validates among many certificates.
+/// What the platform's rules do not check: path length, key usage and extended key usage, that issuer and
+/// subject names link, certificate policies, and the signature, dates and scope of a CRL. `x509PathWarnings`
+/// reports those, and the standard rules (`PathRules`) check them. Nothing is fetched: the caller provides
+/// chains, stores and CRLs. `PathSearch` (search.h) finds the chain that validates among many certificates.
 ///
 /// All functions are stateless and only read the store.
 #pragma once
@@ -116,8 +116,8 @@ SEALKIT_API ReasonText<PathWarningId> const& getReasonText(PathWarningId id);
 
 /// What the leaf is to be used for (RFC 5280, section 4.2.1.12).
 enum class PathPurpose : unsigned {
-    /// `tlsServer` when a host name or an address is asked for, otherwise `any`. Under the standard rules an e-mail address
-    /// alone asks for `emailProtection`.
+    /// `tlsServer` when a host name or an address is asked for, otherwise `any`. Under the standard rules an
+    /// e-mail address alone asks for `emailProtection`.
     byIdentity,
     any,
     tlsServer,
@@ -143,13 +143,13 @@ struct PathRules {
 /// A certificate policy that a chain is valid for (RFC 5280, section 6.1.6).
 struct PathPolicy {
     std::vector<unsigned char> oid; ///< Content octets, in the terms of the anchor's domain.
-    /// policyQualifiers, the whole encoding: those of every certificate that the policy passes through, each once. Empty
-    /// if absent, and for further policies after 1 MiB.
+    /// policyQualifiers, the whole encoding: those of every certificate that the policy passes through, each
+    /// once. Empty if absent, and for further policies after 1 MiB.
     std::vector<unsigned char> qualifiers;
 };
 
-/// The name of a purpose: "any", "tls-server", "tls-client", "code-signing", "email-protection", "time-stamping",
-/// "ocsp-signing". Empty for `byIdentity`.
+/// The name of a purpose: "any", "tls-server", "tls-client", "code-signing", "email-protection",
+/// "time-stamping", "ocsp-signing". Empty for `byIdentity`.
 SEALKIT_API std::string_view getPathPurposeName(PathPurpose purpose);
 /// The purpose of such a name.
 SEALKIT_API std::optional<PathPurpose> parsePathPurpose(std::string_view name);
@@ -158,8 +158,8 @@ SEALKIT_API std::string_view getPathRulesName(unsigned rules);
 
 /// What a chain is validated for. The views must live as long as the options.
 ///
-/// The standard rules alone know the policies, `checkLeafCrlOnly` and `otherCertificates`. They heed `purpose`, which
-/// under the platform's rules `x509PathWarnings` does.
+/// The standard rules alone know the policies, `checkLeafCrlOnly` and `otherCertificates`. They heed
+/// `purpose`, which under the platform's rules `x509PathWarnings` does.
 struct PathOptions {
     TimePoint now;
     std::string_view hostName;                     ///< Empty: not checked.
@@ -190,8 +190,8 @@ struct PathExplanation {
     std::vector<Fact> facts; ///< What disagrees: expected first, found next.
     /// The one set of rules that this is the result of: the first, if all accept.
     unsigned rules = PathRules::platform;
-    /// What the chain is valid for under the standard rules; anyPolicy where the chain and the caller set no bounds.
-    /// Empty if it is valid for no policy and none is required.
+    /// What the chain is valid for under the standard rules; anyPolicy where the chain and the caller set no
+    /// bounds. Empty if it is valid for no policy and none is required.
     std::vector<PathPolicy> policies;
 
     /// `error`, or the sentence of the code where that is empty. Empty for a valid chain.
@@ -229,9 +229,9 @@ SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore
                                  std::string_view hostName, IPAddr6 const& address, std::string_view email,
                                  bool checkCrls, std::string* error);
 
-/// The decision under each set of `options.rules`, explained: the first refusal, the platform's rules asked first and the
-/// strict ones last, or that the chain is valid. Under the platform's rules it is that of `x509ValidatePath`. Writes
-/// nothing to standard output.
+/// The decision under each set of `options.rules`, explained: the first refusal, the platform's rules asked
+/// first and the strict ones last, or that the chain is valid. Under the platform's rules it is that of
+/// `x509ValidatePath`. Writes nothing to standard output.
 SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
                                             PathOptions const& options);
 

@@ -17,8 +17,8 @@
 /// | | aes128-CBC, aes192-CBC, aes256-CBC | key 16, 24, 32, IV 16 |
 ///
 /// The scheme does not authenticate: a wrong password or a changed ciphertext shows in the padding or in the
-/// plaintext, or not at all. Encrypted keys are in pkcs8.h and pem.h. What more their readers decrypt on request is in
-/// password_schemes.h.
+/// plaintext, or not at all. Encrypted keys are in pkcs8.h and pem.h. What more their readers decrypt on
+/// request is in password_schemes.h.
 #pragma once
 
 #include "sealkit/der.h"

@@ -15,8 +15,9 @@
 /// ignored, only the first block is read. A loader that fails returns null, or an empty chain. An unreadable
 /// file counts as empty.
 ///
-/// Each loader has an overload with a `Refusal`. It tells apart a missing, an unreadable and an empty file, an object of
-/// another kind (input_kind.h), and PEM whose framing is wrong, which has the number of the line.
+/// Each loader has an overload with a `Refusal`. It tells apart a missing, an unreadable and an empty file,
+/// an object of another kind (input_kind.h), and PEM whose framing is wrong, which has the number of the
+/// line.
 ///
 /// `PemReader` walks the blocks of a text. `pemDecode` does not accept bodies with headers; `pemDecrypt`
 /// accepts those of encrypted keys.
@@ -52,7 +53,8 @@ struct PemBlock {
     size_t line = 0;        ///< The line of the text that is the BEGIN line, from 1.
 };
 
-/// Walks the blocks of a text, which it finds as `parsePem` does, and counts blocks and lines. The text must outlive it.
+/// Walks the blocks of a text, which it finds as `parsePem` does, and counts blocks and lines. The text must
+/// outlive it.
 class SEALKIT_API PemReader {
 public:
     explicit PemReader(std::string_view text);
@@ -125,7 +127,8 @@ SEALKIT_API std::vector<unsigned char> encodePemPkcs8EncryptedPrivateKey(Private
 /// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`. Empty if the members form no valid key.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
 
-/// A certificate. Null if the first block has another label. `forms` tells for which rules of validation it is read.
+/// A certificate. Null if the first block has another label. `forms` tells for which rules of validation it
+/// is read.
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal,
                                                              FormRules forms = FormRules::platform);
@@ -210,9 +213,11 @@ SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const
 SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to,
                                    PasswordSchemes const& schemes = {});
 
-/// Whether it is the label of a private key that `readPrivateKey` reads, in one of the forms of `KeyFileOptions` at least.
+/// Whether it is the label of a private key that `readPrivateKey` reads, in one of the forms of
+/// `KeyFileOptions` at least.
 SEALKIT_API bool isPrivateKeyLabel(std::string_view label);
 /// Whether it is a label of certificate requests, of which there are two (RFC 7468, section 7).
 SEALKIT_API bool isRequestLabel(std::string_view label);
-/// Whether it is a label of messages of PKCS#7 and CMS, of which there are three (RFC 7468, sections 8 and 9).
+/// Whether it is a label of messages of PKCS#7 and CMS, of which there are three (RFC 7468, sections 8 and
+/// 9).
 SEALKIT_API bool isMessageLabel(std::string_view label);

@@ -10,9 +10,9 @@
 /// | `describeEncryption` | names what contents or keys are encrypted with, supported or not | |
 /// | `looksLikePkcs12` | whether bytes have the shape of a file | |
 ///
-/// Reading a file: `parse`, then `decrypt` with the password, then `certificates` and `keys`. The overloads with
-/// `PKCS12Options` or a `Refusal` write nothing to any stream.
-/// Making one: fill `certificates` and `keys`, `computeLocalKeyId`, `encrypt` with the password, `save`.
+/// Reading a file: `parse`, then `decrypt` with the password, then `certificates` and `keys`. The overloads
+/// with `PKCS12Options` or a `Refusal` write nothing to any stream. Making one: fill `certificates` and
+/// `keys`, `computeLocalKeyId`, `encrypt` with the password, `save`.
 ///
 /// Supported:
 ///
@@ -23,9 +23,10 @@
 /// | privacy | PBES2 (pbes2.h), `pbe1_crypt`, to an RSA recipient (PKCS#7 EnvelopedData), none | all |
 /// | bags | keys, keys under a password, X.509 certificates, bags in bags | keys, keys under a password, X.509 certificates |
 ///
-/// RC2, RC4 and PBMAC1 (RFC 9579) are read where `PKCS12Options::schemes` has them, and refused by name otherwise: they
-/// never look like a wrong password. Bags of CRLs and of other secrets are ignored: `ignoredBags` lists them. Not here:
-/// decisions on trust: `signedData->verify` verifies the signature, and certificates are not verified.
+/// RC2, RC4 and PBMAC1 (RFC 9579) are read where `PKCS12Options::schemes` has them, and refused by name
+/// otherwise: they never look like a wrong password. Bags of CRLs and of other secrets are ignored:
+/// `ignoredBags` lists them. Not here: decisions on trust: `signedData->verify` verifies the signature, and
+/// certificates are not verified.
 ///
 /// A password is UTF-8. The MAC and `pbe1_crypt` take it as `pkcs12_password` gives it, PBES2 as its own
 /// bytes. An empty password is tried as the terminator alone and as no bytes at all, since files are made
@@ -75,8 +76,8 @@ inline constexpr unsigned pkcs12MacIterations = 2048;
 SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm,
                                              PasswordSchemes const& schemes = {});
 
-/// Whether `bytes` begin as a PKCS#12 file does, in DER or BER: a version, and a content with its type. The rest may be
-/// malformed or missing.
+/// Whether `bytes` begin as a PKCS#12 file does, in DER or BER: a version, and a content with its type. The
+/// rest may be malformed or missing.
 SEALKIT_API bool looksLikePkcs12(asn1::blob bytes);
 
 /// How a file is read. The defaults are those of the functions without options.
@@ -91,22 +92,22 @@ struct PKCS12Options {
     /// `pkcs12MaxUnreadable` parts are refused.
     bool partial = false;
 
-    /// For `parse`: ignores bytes behind the file, which some programs leave there (`PKCS12PFX::ignoredTrailingBytes`).
-    /// Behind BER they are refused.
+    /// For `parse`: ignores bytes behind the file, which some programs leave there
+    /// (`PKCS12PFX::ignoredTrailingBytes`). Behind BER they are refused.
     bool trailingBytes = false;
 
-    /// For `decrypt`: the counts that are tried, in this order, for a MAC whose file does not give its iterations. RFC 7292
-    /// means 1, which `openssl pkcs12 -nomaciter` and old versions of Python's cryptography rely on. Counts that are 0 or
-    /// above `pkcs12MaxIterations` are ignored.
+    /// For `decrypt`: the counts that are tried, in this order, for a MAC whose file does not give its
+    /// iterations. RFC 7292 means 1, which `openssl pkcs12 -nomaciter` and old versions of Python's
+    /// cryptography rely on. Counts that are 0 or above `pkcs12MaxIterations` are ignored.
     std::vector<unsigned> macIterations = {pkcs12MacIterations};
 
-    /// For `decrypt` and `canDecrypt`: how contents and keys may be encrypted. With `PasswordSchemes::all`, PBMAC1 (RFC
-    /// 9579) is verified, too, and a password that is not ASCII is tried with each byte as a character, as OpenSSL took it
-    /// before version 1.1.
+    /// For `decrypt` and `canDecrypt`: how contents and keys may be encrypted. With `PasswordSchemes::all`,
+    /// PBMAC1 (RFC 9579) is verified, too, and a password that is not ASCII is tried with each byte as a
+    /// character, as OpenSSL took it before version 1.1.
     PasswordSchemes schemes = {};
 
-    /// For `parse`, `decrypt` and `decryptEnveloped`: for which rules of validation certificates and the signature are read.
-    /// With `FormRules::standard`, certificates of version 1 are read, too.
+    /// For `parse`, `decrypt` and `decryptEnveloped`: for which rules of validation certificates and the
+    /// signature are read. With `FormRules::standard`, certificates of version 1 are read, too.
     FormRules forms = FormRules::platform;
 };
 
@@ -128,7 +129,8 @@ struct SEALKIT_API PKCS12Attributes {
     std::vector<unsigned char> localKeyId; ///< Equal for a key and its certificate; empty when absent.
     std::vector<unsigned char> others;     ///< All other attributes, encoded, as they were read.
 
-    /// Whether a certificate has the attribute by which Java knows those that it trusts, Oracle's trustedKeyUsage.
+    /// Whether a certificate has the attribute by which Java knows those that it trusts, Oracle's
+    /// trustedKeyUsage.
     bool isTrustedByJava() const;
     /// Adds that attribute, for any purpose, unless it is there.
     void setTrustedByJava();
@@ -158,12 +160,13 @@ public:
     std::vector<PKCS12Attributes> certificateAttributes;
     std::vector<PKCS12Attributes> keyAttributes;
 
-    /// What `encrypt` encrypts with: the scheme, content octets of pbeWithSHAAnd3-KeyTripleDES-CBC or PBES2. Empty
-    /// for the former. `setPbes2Params` sets it to PBES2.
+    /// What `encrypt` encrypts with: the scheme, content octets of pbeWithSHAAnd3-KeyTripleDES-CBC or PBES2.
+    /// Empty for the former. `setPbes2Params` sets it to PBES2.
     std::vector<unsigned char> scheme;
     /// The cipher of PBES2: `AesCbc`, which is AES-256, or `TripleDesCbc`.
     CipherID pbes2Cipher = CipherID::AesCbc;
-    /// Iterations of each derivation in what is encrypted, and of its MAC unless `macIterations` says otherwise.
+    /// Iterations of each derivation in what is encrypted, and of its MAC unless `macIterations` says
+    /// otherwise.
     unsigned iterations = 10'000;
 
     PKCS12PFX();
@@ -213,8 +216,8 @@ public:
     /// them and elsewhere. `certificates` and `keys` then hold what the file does, in its order. Calling it
     /// again is harmless, and decrypts keys that `decryptEnveloped` has revealed since.
     ///
-    /// Returns false and leaves the object unchanged if the password is wrong or something cannot be decrypted. Then
-    /// standard output says:
+    /// Returns false and leaves the object unchanged if the password is wrong or something cannot be
+    /// decrypted. Then standard output says:
     ///
     /// - "PFX: MAC verification failed" if the MAC differs: the password is wrong, or the file was changed. A
     ///   file that gives no iterations for its MAC (`macIterations` is 0) and was written by the rules of RFC
@@ -231,9 +234,9 @@ public:
     /// right.
     bool decrypt(std::string_view password);
     bool decrypt(std::string_view password, Refusal* refusal) { return decrypt(password, {}, refusal); }
-    /// `RefusalId::macMismatch` is a wrong password or a damaged file. Without a MAC that is `wrongPassword`; with one,
-    /// `contentPassword` means that the password is right for the MAC and not for an encrypted part. Offsets count in the
-    /// file: those of the encrypted part.
+    /// `RefusalId::macMismatch` is a wrong password or a damaged file. Without a MAC that is `wrongPassword`;
+    /// with one, `contentPassword` means that the password is right for the MAC and not for an encrypted
+    /// part. Offsets count in the file: those of the encrypted part.
     bool decrypt(std::string_view password, PKCS12Options const& options, Refusal* refusal);
 
     /// Whether there is a MAC to check or something encrypted under the password.
@@ -264,7 +267,8 @@ public:
 
     /// The parts that could not be read, in the file's order. Empty unless `PKCS12Options::partial` was set.
     std::vector<Refusal> unreadable() const;
-    /// The bags and certificates of types that are not read, of contents that are decrypted, in the file's order.
+    /// The bags and certificates of types that are not read, of contents that are decrypted, in the file's
+    /// order.
     std::vector<PKCS12IgnoredBag> ignoredBags() const;
     /// Whether the file is BER and not DER, as far as that shows without the password.
     bool isBer() const { return wasBer; }
@@ -283,8 +287,8 @@ public:
     /// "PFX: first key does not match first certificate, localKeyId not set" to standard output.
     bool computeLocalKeyId();
 
-    /// Gives every key and the first certificate with its public key the same localKeyId, the SHA-1 digest of the
-    /// certificate, and clears that of all others. Returns how many keys have a certificate.
+    /// Gives every key and the first certificate with its public key the same localKeyId, the SHA-1 digest of
+    /// the certificate, and clears that of all others. Returns how many keys have a certificate.
     size_t linkKeys();
 
     /// Protects certificates and keys with the password: certificates in one encrypted content, each key in a
@@ -317,8 +321,8 @@ public:
         return encryptEnveloped(recipient, content, static_cast<CipherID>(cipher));
     }
 
-    /// Wraps the AuthenticatedSafe in a SignedData, as `PKCS7SignedData::create` makes it, in place of the MAC.
-    /// Returns false and leaves the object unchanged if `create` fails.
+    /// Wraps the AuthenticatedSafe in a SignedData, as `PKCS7SignedData::create` makes it, in place of the
+    /// MAC. Returns false and leaves the object unchanged if `create` fails.
     bool sign(X509Certificate const& certificate, PrivateKey const& key, HashID hash);
     bool sign(X509Certificate const& certificate, PrivateKey const& key, unsigned hash);
 

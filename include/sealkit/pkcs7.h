@@ -9,11 +9,11 @@
 /// | `PKCS7EncryptedContentInfo` | the encrypted content and its algorithm                           | 6.1      |
 /// | `PKCS7EncryptedData`        | a content encrypted under a key that is agreed elsewhere          | 8        |
 ///
-/// `parse` takes signers that have an RSA key, are named by issuer and serial number, and sign attributes: the type of
-/// the content and its digest. Signatures over the content alone, signers that are named by a key identifier, and
-/// other kinds of keys are refused. A digest algorithm needs its NULL parameters. Everything is DER;
-/// indefinite lengths are refused. For the standard rules (`FormRules`) it takes signers of every kind, and BER;
-/// `addSigner` and `encode` make such messages.
+/// `parse` takes signers that have an RSA key, are named by issuer and serial number, and sign attributes:
+/// the type of the content and its digest. Signatures over the content alone, signers that are named by a key
+/// identifier, and other kinds of keys are refused. A digest algorithm needs its NULL parameters. Everything
+/// is DER; indefinite lengths are refused. For the standard rules (`FormRules`) it takes signers of every
+/// kind, and BER; `addSigner` and `encode` make such messages.
 ///
 /// Contents are encrypted in CBC mode, under des-EDE3 (key 24, IV 8 bytes) or AES (key 16, 24 or 32, IV 16),
 /// and content keys by PKCS#1 v1.5 (RFC 3370, section 4.2.1). Recipients by key agreement, key-encryption key
@@ -66,8 +66,8 @@ struct PKCS7SignerOptions {
     HashID hash = HashID::SHA256;
     /// Names the certificate by its subject key identifier, and not by issuer and serial number.
     bool byKeyId = false;
-    /// Signs attributes (content type, digest and time), and not the content alone. A content of another type than data
-    /// needs them (RFC 5652, section 5.3).
+    /// Signs attributes (content type, digest and time), and not the content alone. A content of another type
+    /// than data needs them (RFC 5652, section 5.3).
     bool hasAttributes = true;
     std::optional<TimePoint> signingTime; ///< Among the attributes. The years 1950 to 2049.
     /// Further ones, each the whole encoding of an Attribute.
@@ -103,9 +103,10 @@ public:
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob signerInfo, Refusal* refusal);
 
-    /// Writes the SignerInfo, of version 1 unless it has a `form`. The attributes are `authAttributes`. If those are empty, they are
-    /// first made from `contentType` and `contentDigest`, unless there is no content type, no content digest
-    /// and no signing time. A signing time that is not among them is not written.
+    /// Writes the SignerInfo, of version 1 unless it has a `form`. The attributes are `authAttributes`. If
+    /// those are empty, they are first made from `contentType` and `contentDigest`, unless there is no
+    /// content type, no content digest and no signing time. A signing time that is not among them is not
+    /// written.
     void save(DerEncoder& to);
 
     /// Fills in the object and signs `content`, of type `contentTypeOid`, with the RSA key of `certificate`.
@@ -118,15 +119,16 @@ public:
     bool sign(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
               asn1::blob content, unsigned hash);
 
-    /// Fills in the object and signs `content`, of type `contentTypeOid`, with the key of `certificate`, RSA by PKCS#1 v1.5,
-    /// EC on a named curve or Ed25519. The issuer has the certificate's bytes. Returns false and leaves the object unchanged
-    /// if the key cannot sign, if a certificate that is to be named by its key identifier has none, if attributes are
-    /// missing that the content needs, or if the time cannot be written.
+    /// Fills in the object and signs `content`, of type `contentTypeOid`, with the key of `certificate`, RSA
+    /// by PKCS#1 v1.5, EC on a named curve or Ed25519. The issuer has the certificate's bytes. Returns false
+    /// and leaves the object unchanged if the key cannot sign, if a certificate that is to be named by its
+    /// key identifier has none, if attributes are missing that the content needs, or if the time cannot be
+    /// written.
     bool sign(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
               asn1::blob content, PKCS7SignerOptions const& options);
 
-    /// What other signers have than those of the narrow form; null for one of those. As of `parse` for the standard rules,
-    /// or of `sign` with options.
+    /// What other signers have than those of the narrow form; null for one of those. As of `parse` for the
+    /// standard rules, or of `sign` with options.
     PKCS7SignerForm const* form() const { return otherForm.get(); }
 
     /// The digest that is signed: that of `authAttributes` as a SET (RFC 5652, section 5.4). Empty if `hash`
@@ -164,7 +166,8 @@ private:
 
 /// The form of a signer that is read for the standard rules, or made with options (RFC 5652, section 5.3).
 struct SEALKIT_API PKCS7SignerForm {
-    /// Names the certificate; empty for one that is named by issuer and serial number, which are empty otherwise.
+    /// Names the certificate; empty for one that is named by issuer and serial number, which are empty
+    /// otherwise.
     std::vector<unsigned char> subjectKeyId;
     bool hasAttributes = true; ///< Whether attributes are signed, and not the content alone.
     /// Content octets of the object identifier of the digest algorithm, known or not.
@@ -204,11 +207,11 @@ public:
     /// The same, with the certificates and CRLs that `forms` takes. For `FormRules::standard` this also takes
     ///
     /// - BER, of which `raw` holds the DER;
-    /// - signers that are named by key identifier, sign no attributes, or have other keys, digest and signature algorithms,
-    ///   with parameters that are NULL or absent: their `form` tells;
+    /// - signers that are named by key identifier, sign no attributes, or have other keys, digest and
+    ///   signature algorithms, with parameters that are NULL or absent: their `form` tells;
     /// - several counter-signatures;
-    /// - messages of version 4 and 5. Certificates and CRLs of other kinds than X.509, and those that do not parse, are left
-    ///   out: `ignored` tells.
+    /// - messages of version 4 and 5. Certificates and CRLs of other kinds than X.509, and those that do not
+    ///   parse, are left out: `ignored` tells.
     ///
     /// Whether a signer's algorithms are supported is up to whoever checks the message.
     bool parse(asn1::blob message, Refusal* refusal, FormRules forms);
@@ -240,15 +243,16 @@ public:
     /// Sets type and content of a message that is made, the content as an OCTET STRING. Signers sign it then.
     void setContent(asn1::blob contentTypeOid, asn1::blob contentOctets);
 
-    /// Appends a signer of the content, its digest algorithm and its certificate, where those are not there yet. Returns
-    /// false and leaves the message unchanged if `PKCS7SignerInfo::sign` fails. To leave the content out, clear `content`
-    /// afterwards; `raw` is cleared here.
+    /// Appends a signer of the content, its digest algorithm and its certificate, where those are not there
+    /// yet. Returns false and leaves the message unchanged if `PKCS7SignerInfo::sign` fails. To leave the
+    /// content out, clear `content` afterwards; `raw` is cleared here.
     bool addSigner(X509Certificate const& certificate, PrivateKey const& key,
                    PKCS7SignerOptions const& options);
 
-    /// The DER of the ContentInfo, with the version that RFC 5652 asks for (section 5.1) and all SETs in DER's order: the
-    /// content, certificates and CRLs as they stand, and signers that `addSigner` or `parse` for the standard rules made.
-    /// Without signers and content it is a bundle of certificates and CRLs ("certs-only", RFC 8551, section 3.8).
+    /// The DER of the ContentInfo, with the version that RFC 5652 asks for (section 5.1) and all SETs in
+    /// DER's order: the content, certificates and CRLs as they stand, and signers that `addSigner` or `parse`
+    /// for the standard rules made. Without signers and content it is a bundle of certificates and CRLs
+    /// ("certs-only", RFC 8551, section 3.8).
     std::vector<unsigned char> encode() const;
 
     /// The content as a file has it: the content octets of an OCTET STRING, the whole element of another
@@ -257,7 +261,8 @@ public:
 
     /// The certificate of the message that `verify` takes for the signer's: the first one that has its issuer
     /// and serial number, octet by octet, else the first whose issuer matches once `DistinguishedName` has
-    /// re-encoded it, or for a signer that is named by key identifier the first that has it. Null if it is missing.
+    /// re-encoded it, or for a signer that is named by key identifier the first that has it. Null if it is
+    /// missing.
     std::shared_ptr<X509Certificate> findCertificate(PKCS7SignerInfo const& signer) const;
 
     /// Whether every signer signed the content, and `store` vouches for its certificate at the time `now`.
@@ -282,8 +287,8 @@ public:
     /// content is an OCTET STRING or a SEQUENCE: neither is signed.
     bool verify(CertificateStore const& store, asn1::blob detachedContent, TimePoint now,
                 std::string* reason) const;
-    /// The same, with what `options` (path.h) ask of the chains of the signers' certificates: time, names, CRLs, purpose
-    /// and rules.
+    /// The same, with what `options` (path.h) ask of the chains of the signers' certificates: time, names,
+    /// CRLs, purpose and rules.
     bool verify(CertificateStore const& store, asn1::blob detachedContent, PathOptions const& options,
                 std::string* reason) const;
 
@@ -401,8 +406,8 @@ public:
     /// The DER of the ContentInfo, with `version` as it stands.
     std::vector<unsigned char> encode() const;
 
-    /// Decrypts the content with the key of the first recipient that names `cert`: by its subject key identifier
-    /// or by issuer and serial number. `key` is the RSA key of `cert`.
+    /// Decrypts the content with the key of the first recipient that names `cert`: by its subject key
+    /// identifier or by issuer and serial number. `key` is the RSA key of `cert`.
     ///
     /// Returns false and leaves `out` empty on failure. Standard output then says:
     ///
@@ -419,16 +424,17 @@ public:
     ///
     /// The previous content of `out` is wiped. The caller wipes the result.
     bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out) const;
-    /// The same, silently and with a reason (refusal.h). A bad key block and a content that does not decrypt are one
-    /// refusal, `RefusalId::undecryptable`; all others follow from the message and the kind of the key alone.
+    /// The same, silently and with a reason (refusal.h). A bad key block and a content that does not decrypt
+    /// are one refusal, `RefusalId::undecryptable`; all others follow from the message and the kind of the
+    /// key alone.
     bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out,
                  Refusal* refusal) const;
     /// The same, with the key of a given recipient of this message, for callers without a certificate.
     bool decrypt(PKCS7KeyTransRecipientInfo const& recipient, PrivateKey const& key,
                  std::vector<unsigned char>& out, Refusal* refusal) const;
 
-    /// The first recipient that names `cert`, which `decrypt` uses: by its subject key identifier or by issuer and
-    /// serial number. Null if no recipient does.
+    /// The first recipient that names `cert`, which `decrypt` uses: by its subject key identifier or by
+    /// issuer and serial number. Null if no recipient does.
     PKCS7KeyTransRecipientInfo const* findRecipient(X509Certificate const& cert) const;
 
     /// Replaces the object by a new message: `content`, of type `contentType` (content octets of an object

@@ -1,4 +1,5 @@
-/// Files as editors, mail programs and other tools leave them, rewritten into the form that the loaders of pem.h take.
+/// Files as editors, mail programs and other tools leave them, rewritten into the form that the loaders of
+/// pem.h take.
 ///
 /// | member                    | what it is                                                      |
 /// | ------------------------- | --------------------------------------------------------------- |
@@ -6,7 +7,8 @@
 /// | `InputNote`               | something unusual in a file that was accepted                   |
 /// | `InputNoteId`, `inputNotes` | what it was: an id with a name in kebab case and a sentence   |
 ///
-/// Nothing is parsed here: what is rewritten is read by the same loaders as everything else, which may refuse it.
+/// Nothing is parsed here: what is rewritten is read by the same loaders as everything else, which may refuse
+/// it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -47,16 +49,16 @@ SEALKIT_API ReasonText<InputNoteId> const& getReasonText(InputNoteId id);
 /// Bytes that may be secret, wiped before their memory is freed.
 using WipedBytes = std::vector<unsigned char, detail::WipingAllocator<unsigned char>>;
 
-/// Rewrites a file into the form that the loaders of pem.h take, and returns true; returns false and leaves `*plain`
-/// unchanged if it has that form already, or none that is known here. Appends what was unusual to `*notes`, unless that is
-/// null.
+/// Rewrites a file into the form that the loaders of pem.h take, and returns true; returns false and leaves
+/// `*plain` unchanged if it has that form already, or none that is known here. Appends what was unusual to
+/// `*notes`, unless that is null.
 ///
 /// - Text in UTF-16, with a byte-order mark or recognised by its zeros, becomes UTF-8.
-/// - In a text with PEM, a carriage return alone becomes a line feed; lines of blocks lose the blanks and the byte-order mark in front of
-///   them; header lines become blank lines, except in blocks that are encrypted under them. The number of a line is that
-///   of the original.
+/// - In a text with PEM, a carriage return alone becomes a line feed; lines of blocks lose the blanks and the
+///   byte-order mark in front of them; header lines become blank lines, except in blocks that are encrypted
+///   under them. The number of a line is that of the original.
 /// - Text that is nothing but the base64 of one DER or BER element becomes that element.
 ///
-/// An object in DER or BER is left as it is, also where it holds such text. Takes time and memory in proportion to the input: at
-/// most three times its bytes.
+/// An object in DER or BER is left as it is, also where it holds such text. Takes time and memory in
+/// proportion to the input: at most three times its bytes.
 SEALKIT_API bool makePlain(asn1::blob file, WipedBytes* plain, std::vector<InputNote>* notes);

@@ -9,12 +9,13 @@
 /// | `FormRules`     | for which rules of validation certificates and CRLs are read                     |
 /// | `ReasonText`    | a row of a table of reasons, here and in path.h                                  |
 ///
-/// Every reader of the library has an overload that takes a `Refusal*` last. That overload writes nothing to any
-/// stream. On failure it assigns to `*refusal`, on success it leaves `*refusal` unchanged; a null pointer asks for
-/// silence alone. The overloads without it are the same readers, which write their diagnostics to the streams that
-/// their comments name.
+/// Every reader of the library has an overload that takes a `Refusal*` last. That overload writes nothing to
+/// any stream. On failure it assigns to `*refusal`, on success it leaves `*refusal` unchanged; a null pointer
+/// asks for silence alone. The overloads without it are the same readers, which write their diagnostics to
+/// the streams that their comments name.
 ///
-/// Texts and facts may hold any byte of the input: pass them through `printable` (text.h) before they reach a terminal.
+/// Texts and facts may hold any byte of the input: pass them through `printable` (text.h) before they reach a
+/// terminal.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -148,13 +149,13 @@ enum class RefusalId : unsigned {
     totalIterations,
 };
 
-/// For which rules an object is read: a certificate or CRL for rules of validation (path.h), a message for itself. A
-/// certificate or CRL that only the standard rules support tells what the platform's rules have against it: its
-/// `platformRefusal`.
+/// For which rules an object is read: a certificate or CRL for rules of validation (path.h), a message for
+/// itself. A certificate or CRL that only the standard rules support tells what the platform's rules have
+/// against it: its `platformRefusal`.
 enum class FormRules : bool {
     platform, ///< What the platform's rules do not support is refused.
-    /// What RFC 5280 and RFC 5652 know and the platform's rules do not support is read as well. The input may be BER, which
-    /// is converted (ber.h): that says nothing against an object.
+    /// What RFC 5280 and RFC 5652 know and the platform's rules do not support is read as well. The input may
+    /// be BER, which is converted (ber.h): that says nothing against an object.
     standard,
 };
 
@@ -177,8 +178,8 @@ struct SEALKIT_API Refusal {
     static constexpr size_t nowhere = static_cast<size_t>(-1); ///< The offset of what has no place.
 
     RefusalId id = RefusalId::none;
-    /// In bytes from the start of the input that the caller gave; in PEM, from the start of the block's DER. In bytes
-    /// that were decrypted or converted, the place of the element that they came from.
+    /// In bytes from the start of the input that the caller gave; in PEM, from the start of the block's DER.
+    /// In bytes that were decrypted or converted, the place of the element that they came from.
     size_t offset = nowhere;
     size_t block = 0;        ///< The number of the PEM block, from 1; 0 outside PEM.
     size_t line = 0;         ///< The line, from 1, where the framing of PEM is wrong; 0 elsewhere.

@@ -44,8 +44,8 @@ SEALKIT_API bool kernelRand(unsigned char* buf, unsigned len, bool insecure);
 /// and returns 0, or 1 on failure. The library itself never calls it by this name, which a program or another
 /// library may define as well.
 ///
-/// libsodium declares a `randombytes` of another type: this one is not declared if `sodium.h` was included before, or if
-/// the program defines `SEALKIT_WITHOUT_RANDOMBYTES`.
+/// libsodium declares a `randombytes` of another type: this one is not declared if `sodium.h` was included
+/// before, or if the program defines `SEALKIT_WITHOUT_RANDOMBYTES`.
 #if !defined(randombytes_H) && !defined(SEALKIT_WITHOUT_RANDOMBYTES)
 extern "C" SEALKIT_API int randombytes(uint8_t* out, size_t len);
 #endif

@@ -6,8 +6,8 @@
 /// | `ScryptParams` | what a derivation costs |
 /// | `scryptMaxMemory`, `scryptMaxWork` | the limits of that, in files too |
 ///
-/// Not here: making a salt, and any judgement of strength. The order of memory accesses depends on the password, as the
-/// algorithm has it.
+/// Not here: making a salt, and any judgement of strength. The order of memory accesses depends on the
+/// password, as the algorithm has it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -29,15 +29,15 @@ struct ScryptParams {
     std::uint32_t parallelization = 0; ///< p.
 };
 
-/// Whether the parameters are those of the standard: none is 0, N is a power of two from 2 to 2^(128 · r / 8) less 1, and p
-/// is at most (2^32 - 1) · 32 / (128 · r). They may still be above the limits.
+/// Whether the parameters are those of the standard: none is 0, N is a power of two from 2 to 2^(128 · r / 8)
+/// less 1, and p is at most (2^32 - 1) · 32 / (128 · r). They may still be above the limits.
 SEALKIT_API bool isScryptCost(ScryptParams const& params);
 
 /// Whether the parameters are within `scryptMaxMemory` and `scryptMaxWork`.
 SEALKIT_API bool isScryptWithinLimits(ScryptParams const& params);
 
-/// Fills `key` from the password and the salt, whose bytes are taken as they are. Returns false and leaves `key` unchanged
-/// if one of the two functions before rejects the parameters, if the memory is not available, and for a key of more than
-/// 2^32 - 1 digests of 32 bytes.
+/// Fills `key` from the password and the salt, whose bytes are taken as they are. Returns false and leaves
+/// `key` unchanged if one of the two functions before rejects the parameters, if the memory is not available,
+/// and for a key of more than 2^32 - 1 digests of 32 bytes.
 SEALKIT_API bool scrypt(asn1::blob password, asn1::blob salt, ScryptParams const& params,
                         std::span<unsigned char> key);

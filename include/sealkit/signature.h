@@ -17,8 +17,8 @@
 
 #include <vector>
 
-/// The hash that matches the strength of a key: SHA-384 for P-384, SHA-512 for P-521, `HashID::none` for Ed25519, which
-/// has its own, and X25519, and SHA-256 for all others.
+/// The hash that matches the strength of a key: SHA-384 for P-384, SHA-512 for P-521, `HashID::none` for
+/// Ed25519, which has its own, and X25519, and SHA-256 for all others.
 SEALKIT_API HashID getMatchingHash(PublicKey const& key);
 
 /// The signature of `digest`, which was made with `hash`, by an RSA or EC key. Empty for other keys, and if

@@ -11,11 +11,12 @@
 /// | `readTextEntity`    | the text of such an entity                                               | RFC 2046, 4.1    |
 /// | `canonicalLineEnds` | text with the line ends that are signed, CR LF                           | RFC 8551, 3.1.1  |
 ///
-/// Only framing is read and written here: the messages themselves are those of pkcs7.h, and nothing is verified or
-/// decrypted. Headers are not protected by a signature: who sent a mail is what the signer's certificate says.
+/// Only framing is read and written here: the messages themselves are those of pkcs7.h, and nothing is
+/// verified or decrypted. Headers are not protected by a signature: who sent a mail is what the signer's
+/// certificate says.
 ///
-/// Not here: compressed messages, parts within parts, header fields continued as in RFC 2231, and mail in other
-/// character sets than it came in.
+/// Not here: compressed messages, parts within parts, header fields continued as in RFC 2231, and mail in
+/// other character sets than it came in.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -36,43 +37,44 @@ struct SEALKIT_API SmimeMail {
     std::string type; ///< The parameter smime-type in lower case: "signed-data". Empty if it is missing.
 
     /// Takes a mail apart, with LF or CR LF line ends, whose content is application/pkcs7-mime,
-    /// application/pkcs7-signature or multipart/signed, or one of the first two with "x-" before the name. A line
-    /// "From " before the headers is ignored, as mailboxes have it. Returns false if the mail is of another type, has
-    /// a signature of another protocol, or is malformed.
+    /// application/pkcs7-signature or multipart/signed, or one of the first two with "x-" before the name. A
+    /// line "From " before the headers is ignored, as mailboxes have it. Returns false if the mail is of
+    /// another type, has a signature of another protocol, or is malformed.
     bool parse(asn1::blob mail, Refusal* refusal);
 };
 
 /// Whether `input` begins with a header field and its headers have a Content-Type.
 SEALKIT_API bool looksLikeMail(asn1::blob input);
 
-/// A header field for a mail that is made: "Subject" and its text. A subject may be any UTF-8 (RFC 2047), all other values
-/// are printable ASCII.
+/// A header field for a mail that is made: "Subject" and its text. A subject may be any UTF-8 (RFC 2047), all
+/// other values are printable ASCII.
 struct MailHeader {
     std::string name;
     std::string value;
 };
 
-/// The mail that is `message`, the DER of a ContentInfo: application/pkcs7-mime in base64. Its smime-type follows from
-/// the message; one without signers is certs-only. Line ends are CR LF. Empty, with the reason in `*refusal` unless that
-/// is null, if `message` is no ContentInfo of SignedData, EnvelopedData or AuthEnvelopedData, or if a header is malformed.
+/// The mail that is `message`, the DER of a ContentInfo: application/pkcs7-mime in base64. Its smime-type
+/// follows from the message; one without signers is certs-only. Line ends are CR LF. Empty, with the reason
+/// in `*refusal` unless that is null, if `message` is no ContentInfo of SignedData, EnvelopedData or
+/// AuthEnvelopedData, or if a header is malformed.
 SEALKIT_API std::string makeSmimeMail(asn1::blob message, std::span<MailHeader const> headers,
                                       Refusal* refusal = nullptr);
 
-/// The mail with `content`, a MIME entity, and `signature`, the DER of its detached signature. `hashes` are those of the
-/// signers. The signature must be over `canonicalLineEnds(content)`. Empty, with a reason, if a header is malformed or
-/// the content is not in the 7-bit form that gateways leave unchanged (RFC 8551, section 3.1.3): it has bytes above 127,
-/// zeros, a CR without LF, or lines of more than 998 characters.
+/// The mail with `content`, a MIME entity, and `signature`, the DER of its detached signature. `hashes` are
+/// those of the signers. The signature must be over `canonicalLineEnds(content)`. Empty, with a reason, if a
+/// header is malformed or the content is not in the 7-bit form that gateways leave unchanged (RFC 8551,
+/// section 3.1.3): it has bytes above 127, zeros, a CR without LF, or lines of more than 998 characters.
 SEALKIT_API std::string makeClearSigned(asn1::blob content, asn1::blob signature,
                                         std::span<HashID const> hashes, std::span<MailHeader const> headers,
                                         Refusal* refusal = nullptr);
 
-/// A text/plain entity with CR LF line ends: as it is if it is ASCII with short lines, in base64 otherwise, where it
-/// must be UTF-8 to be shown as meant. The caller wipes it if the text is secret.
+/// A text/plain entity with CR LF line ends: as it is if it is ASCII with short lines, in base64 otherwise,
+/// where it must be UTF-8 to be shown as meant. The caller wipes it if the text is secret.
 SEALKIT_API std::string makeTextEntity(asn1::blob text);
 
-/// Assigns to `*text` the text of a text/plain entity, with LF line ends, decoded from base64 or quoted-printable.
-/// Returns false if the entity is of another type, without headers, or malformed. The previous content of `*text` is
-/// always wiped, and it is empty if the result is false.
+/// Assigns to `*text` the text of a text/plain entity, with LF line ends, decoded from base64 or
+/// quoted-printable. Returns false if the entity is of another type, without headers, or malformed. The
+/// previous content of `*text` is always wiped, and it is empty if the result is false.
 SEALKIT_API bool readTextEntity(asn1::blob entity, std::string* text, Refusal* refusal);
 
 /// `text` with CR LF in place of each LF that has no CR before it.

@@ -8,8 +8,8 @@
 /// | `readCertificates`, `readCertificateBundle`, `readCrls` | every certificate or CRL of a text, and why others are refused |
 /// | `LoadRefusal` | what a store did not take of a file, and why |
 ///
-/// A store is filled once and then only read. Filling takes no locks; a filled store may serve any
-/// number of threads at once. Look-ups in a store of many objects go through an index, which the first of them makes,
+/// A store is filled once and then only read. Filling takes no locks; a filled store may serve any number of
+/// threads at once. Look-ups in a store of many objects go through an index, which the first of them makes,
 /// and which grows with the store.
 ///
 /// A store decides nothing: it does not check dates, signatures or flags, and validation trusts all that it
@@ -64,16 +64,16 @@ struct LoadRefusal {
     Refusal refusal;  ///< Its `block` is the number of the PEM block that is refused.
 };
 
-/// Every certificate of a text, in the text's order, in any form that objects.h takes. Appends to `*refusals`, unless that
-/// is null, why a block is left out, or why the text gives nothing: it is empty, of an unknown form or holds other objects.
-/// Other objects are ignored. Writes nothing to any stream. Here and below, `forms` tells for which rules of validation
-/// objects are read.
+/// Every certificate of a text, in the text's order, in any form that objects.h takes. Appends to
+/// `*refusals`, unless that is null, why a block is left out, or why the text gives nothing: it is empty, of
+/// an unknown form or holds other objects. Other objects are ignored. Writes nothing to any stream. Here and
+/// below, `forms` tells for which rules of validation objects are read.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
 readCertificates(std::string_view text, std::vector<Refusal>* refusals,
                  FormRules forms = FormRules::platform);
-/// The same, or the certificates that signed messages carry (PKCS#7, CMS), whether anybody signed them or not. Of a text
-/// with certificates the messages are ignored. Trust settings (objects.h) do not count: a note tells of them. Appends to
-/// `*notes`, unless that is null.
+/// The same, or the certificates that signed messages carry (PKCS#7, CMS), whether anybody signed them or
+/// not. Of a text with certificates the messages are ignored. Trust settings (objects.h) do not count: a note
+/// tells of them. Appends to `*notes`, unless that is null.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
 readCertificateBundle(std::string_view text, std::vector<Refusal>* refusals,
                       FormRules forms = FormRules::platform, std::vector<InputNote>* notes = nullptr);
@@ -95,14 +95,15 @@ public:
     CertificateMemoryStore& operator=(CertificateMemoryStore&& other) noexcept;
     ~CertificateMemoryStore() override;
 
-    /// Lets the next look-up index the store anew. To be called after elements of `certs` or `crls` were replaced,
-    /// removed or moved, or their names or key identifiers changed: look-ups among more than 64 may miss such an element
-    /// otherwise, or give one that stands behind it. What they give does match, always. Appending needs no call.
+    /// Lets the next look-up index the store anew. To be called after elements of `certs` or `crls` were
+    /// replaced, removed or moved, or their names or key identifiers changed: look-ups among more than 64 may
+    /// miss such an element otherwise, or give one that stands behind it. What they give does match, always.
+    /// Appending needs no call.
     void reindex();
 
-    /// The first certificate whose subject equals `subject` and whose subject key identifier equals
-    /// `keyId`; an empty `keyId` lets the name alone decide. Certificates and CRLs that only the standard rules support
-    /// (`platformRefusal`) are not found.
+    /// The first certificate whose subject equals `subject` and whose subject key identifier equals `keyId`;
+    /// an empty `keyId` lets the name alone decide. Certificates and CRLs that only the standard rules
+    /// support (`platformRefusal`) are not found.
     std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                      asn1::blob keyId) const override;
 
@@ -121,17 +122,17 @@ public:
     /// The same, and appends to `*files` what became of each entry other than "." and "..".
     bool loadFromDir(std::string_view dir, bool withCrls, std::vector<LoadedFile>* files);
 
-    /// Appends what `readCertificateBundle` and `readCrls` give, but for copies of what the store holds. The number of objects
-    /// that were read, copies included. A certificate whose trust settings limit it (objects.h) is refused, as the store
-    /// would trust it for everything.
+    /// Appends what `readCertificateBundle` and `readCrls` give, but for copies of what the store holds. The
+    /// number of objects that were read, copies included. A certificate whose trust settings limit it
+    /// (objects.h) is refused, as the store would trust it for everything.
     size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                             FormRules forms = FormRules::platform);
     size_t loadCrls(std::string_view text, std::vector<Refusal>* refusals,
                     FormRules forms = FormRules::platform);
 
-    /// The same from a file, or from every file of a folder in the order of their names; folders in it are not entered.
-    /// Appends to `*refusals`, unless that is null, each file or block that is left out. An empty folder gives 0 and no
-    /// refusal.
+    /// The same from a file, or from every file of a folder in the order of their names; folders in it are
+    /// not entered. Appends to `*refusals`, unless that is null, each file or block that is left out. An
+    /// empty folder gives 0 and no refusal.
     size_t loadCertificatesFrom(std::string const& path, std::vector<LoadRefusal>* refusals,
                                 FormRules forms = FormRules::platform);
     size_t loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals,

@@ -5,9 +5,9 @@
 /// | `printable`     | one text, escaped so that it neither steers a terminal nor deceives      |
 /// | `printableLine` | the same for a line that already contains escaped texts                  |
 ///
-/// Names, addresses, file names and messages out of certificates and files may hold any byte. Shown as they are, they
-/// can move the cursor of a terminal, reverse the order in which a line reads, or hide a part of it. Escaped are, byte
-/// by byte in the form `\xNN`:
+/// Names, addresses, file names and messages out of certificates and files may hold any byte. Shown as they
+/// are, they can move the cursor of a terminal, reverse the order in which a line reads, or hide a part of
+/// it. Escaped are, byte by byte in the form `\xNN`:
 ///
 /// - bytes that are not UTF-8 (RFC 3629);
 /// - controls (the Unicode category Cc), line feed and tab included;
@@ -24,10 +24,12 @@
 #include <string>
 #include <string_view>
 
-/// `text` with what is named above written as `\xNN`, and the backslash as two: different texts always give different
-/// results, and the result contains no line feed. Text without a backslash that needs no escape is unchanged.
+/// `text` with what is named above written as `\xNN`, and the backslash as two: different texts always give
+/// different results, and the result contains no line feed. Text without a backslash that needs no escape is
+/// unchanged.
 SEALKIT_API std::string printable(std::string_view text);
 
-/// `line` escaped as by `printable`, but with the backslash as it is: a second net for lines composed of texts that
-/// `printable` has escaped. Applying it again changes nothing. Different lines may give the same result.
+/// `line` escaped as by `printable`, but with the backslash as it is: a second net for lines composed of
+/// texts that `printable` has escaped. Applying it again changes nothing. Different lines may give the same
+/// result.
 SEALKIT_API std::string printableLine(std::string_view line);

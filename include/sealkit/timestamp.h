@@ -7,8 +7,8 @@
 /// | `TimeStampStatus`   | why a request was refused, or granted with changes | 2.4.2    |
 /// | `TimeStampInfo`     | what a token states: what was stamped, and when    | 2.4.2    |
 ///
-/// The token is a `PKCS7SignedData`, whose content is the `TimeStampInfo`. Nothing here compares a response with its
-/// request or verifies it: `checkTimeStamp` (message_check.h) does both.
+/// The token is a `PKCS7SignedData`, whose content is the `TimeStampInfo`. Nothing here compares a response
+/// with its request or verifies it: `checkTimeStamp` (message_check.h) does both.
 #pragma once
 
 #include "sealkit/blob.h"

@@ -8,11 +8,13 @@
 /// | `TimeStampReplyProblem`  | why no response can be made at all: it is the TSA's own fault      |          |
 /// | `isForTimeStamps`        | whether a certificate is one of a TSA                              | 2.3      |
 ///
-/// What is wrong with a request is said in a response with the status "rejection", which is an answer like another.
+/// What is wrong with a request is said in a response with the status "rejection", which is an answer like
+/// another.
 ///
-/// A request is granted if its digest is one of SHA-256, SHA-384 or SHA-512, of SHA-1 where that is accepted, and of the
-/// right size, and if the policy that it asks for is one of the TSA's. Its nonce is repeated. The token names the
-/// certificate of its signer in a signing-certificate attribute (RFC 5816), and holds it if the request asks for that.
+/// A request is granted if its digest is one of SHA-256, SHA-384 or SHA-512, of SHA-1 where that is accepted,
+/// and of the right size, and if the policy that it asks for is one of the TSA's. Its nonce is repeated. The
+/// token names the certificate of its signer in a signing-certificate attribute (RFC 5816), and holds it if
+/// the request asks for that.
 ///
 /// Not here: extensions, which no request may have; and the order of tokens, which the caller's clock makes.
 #pragma once
@@ -69,8 +71,8 @@ struct TimeStampReply {
     bool isGranted() const { return status.status == 0; }
 };
 
-/// Answers `request`, the DER of a TimeStampReq, as the TSA with this certificate and key. `*reply` is unchanged where a
-/// problem is returned.
+/// Answers `request`, the DER of a TimeStampReq, as the TSA with this certificate and key. `*reply` is
+/// unchanged where a problem is returned.
 SEALKIT_API TimeStampReplyProblem replyToTimeStamp(asn1::blob request, X509Certificate const& certificate,
                                                    PrivateKey const& key,
                                                    TimeStampReplyOptions const& options,

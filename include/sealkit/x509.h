@@ -128,8 +128,9 @@ protected:
     X509Base& operator=(X509Base const&) = default;
     X509Base& operator=(X509Base&&) noexcept = default;
 
-    /// The identifier and length octets of the object as it was unpacked, its algorithm, and its signature where DER
-    /// would encode that differently, one after the other. `serialize` uses them as long as they match the members.
+    /// The identifier and length octets of the object as it was unpacked, its algorithm, and its signature
+    /// where DER would encode that differently, one after the other. `serialize` uses them as long as they
+    /// match the members.
     std::vector<unsigned char> unpackedFrame;
 
 private:
@@ -177,13 +178,13 @@ public:
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
-    /// The same. For `FormRules::standard` this also takes certificates of version 1 and 2, unique identifiers, several
-    /// subtrees and constraints of any kind in critical name constraints, critical constraints of policies, and critical
-    /// extensions that are unknown.
+    /// The same. For `FormRules::standard` this also takes certificates of version 1 and 2, unique
+    /// identifiers, several subtrees and constraints of any kind in critical name constraints, critical
+    /// constraints of policies, and critical extensions that are unknown.
     bool parse(asn1::blob der, Refusal* refusal, FormRules forms);
 
-    /// Why `parse` refuses the certificate for the platform's rules: not null where it was read for the standard rules
-    /// and needs them. As of the last `parse`; copies share it.
+    /// Why `parse` refuses the certificate for the platform's rules: not null where it was read for the
+    /// standard rules and needs them. As of the last `parse`; copies share it.
     Refusal const* platformRefusal() const { return unsupported.get(); }
 
     /// The public key. Null if `subjectPublicKeyInfo` is malformed or its key is unsupported.
@@ -205,11 +206,12 @@ public:
     bool setIssuer(asn1::blob name);
     bool setSubject(asn1::blob name);
 
-    /// Sets an extension, given by the content octets of its identifier and the DER of its own type, as `sign` writes it.
-    /// It replaces one that was parsed or set before; an empty `value` leaves it out. Of extended key usages and name
-    /// constraints, whose members cannot say everything, the members are read from `value`, and count again once they
-    /// are changed. Returns false and changes nothing if `value` is malformed for one of these two, or if the extension
-    /// is another one that has a member: set that. The usual extensions have functions in extend.h.
+    /// Sets an extension, given by the content octets of its identifier and the DER of its own type, as
+    /// `sign` writes it. It replaces one that was parsed or set before; an empty `value` leaves it out. Of
+    /// extended key usages and name constraints, whose members cannot say everything, the members are read
+    /// from `value`, and count again once they are changed. Returns false and changes nothing if `value` is
+    /// malformed for one of these two, or if the extension is another one that has a member: set that. The
+    /// usual extensions have functions in extend.h.
     bool setExtension(asn1::blob oid, bool critical, asn1::blob value);
 
     /// The extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section 4.1), empty
@@ -271,6 +273,6 @@ private:
 /// own DER, 20 bytes. Empty if `subjectPublicKeyInfo` is malformed.
 SEALKIT_API std::vector<unsigned char> calcKeyId(asn1::blob subjectPublicKeyInfo);
 
-/// The content octets of the object identifier of the key's algorithm, a view; empty if `subjectPublicKeyInfo` is
-/// malformed. For keys that `parsePublicKey` does not know.
+/// The content octets of the object identifier of the key's algorithm, a view; empty if
+/// `subjectPublicKeyInfo` is malformed. For keys that `parsePublicKey` does not know.
 SEALKIT_API asn1::blob getKeyAlgorithm(asn1::blob subjectPublicKeyInfo);

@@ -4,8 +4,8 @@
 /// | ---------- | -------------------------------------------------------- |
 /// | `x963Kdf`  | derives a key of any length from a secret, with any hash |
 ///
-/// The secret is what `agreeKeys` (agreement.h) gives. Messages derive keys with it (RFC 5753, section 7.2); HKDF is in
-/// hmac.h.
+/// The secret is what `agreeKeys` (agreement.h) gives. Messages derive keys with it (RFC 5753, section 7.2);
+/// HKDF is in hmac.h.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -14,7 +14,7 @@
 
 #include <span>
 
-/// Fills `key` from the secret and what both sides know beside it, which may be empty: digests of the secret, a counter of
-/// four bytes that begins at 1, and `sharedInfo`. Returns false and leaves `key` unchanged for an unknown hash, and for
-/// a key of more than 2^32 - 1 digests.
+/// Fills `key` from the secret and what both sides know beside it, which may be empty: digests of the secret,
+/// a counter of four bytes that begins at 1, and `sharedInfo`. Returns false and leaves `key` unchanged for
+/// an unknown hash, and for a key of more than 2^32 - 1 digests.
 SEALKIT_API bool x963Kdf(HashID hash, asn1::blob secret, asn1::blob sharedInfo, std::span<unsigned char> key);

@@ -44,8 +44,8 @@ unsigned stringOf(unsigned elementTag) {
 }
 
 /// EncryptedContentInfo ::= SEQUENCE { contentType OBJECT IDENTIFIER, contentEncryptionAlgorithm SEQUENCE,
-/// encryptedContent [0] IMPLICIT OCTET STRING }: the one place where [0] as the third element in such company may
-/// be constructed in BER, and must not in DER.
+/// encryptedContent [0] IMPLICIT OCTET STRING }: the one place where [0] as the third element in such company
+/// may be constructed in BER, and must not in DER.
 bool isEncryptedContent(Open const& parent, unsigned childTag) {
     return *parent.start == tag::sequence && parent.children == 2 && parent.before[0] == tag::oid &&
            parent.before[1] == tag::sequence && childTag == tag::constructed(0);
@@ -53,8 +53,8 @@ bool isEncryptedContent(Open const& parent, unsigned childTag) {
 
 bool isConstructed(unsigned char const* start) { return (*start & constructedBit) != 0; }
 
-/// Walks the one element that `input` consists of. `Visitor` hears of each element: `begin` and `end` of constructed
-/// ones, `leaf` of others, with the string that it is a piece of.
+/// Walks the one element that `input` consists of. `Visitor` hears of each element: `begin` and `end` of
+/// constructed ones, `leaf` of others, with the string that it is a piece of.
 template <typename Visitor>
 class Walk {
 public:
@@ -142,7 +142,8 @@ private:
         visitor.end(closed, at);
     }
 
-    /// The string that an element is, or is a piece of; 0 for none. Nothing if it stands among pieces and is not one.
+    /// The string that an element is, or is a piece of; 0 for none. Nothing if it stands among pieces and is
+    /// not one.
     std::optional<unsigned> stringFor(Open const& next, unsigned elementTag) {
         bool const isWhole = !isConstructed(next.start);
         if (levels.empty() || levels.back().stringTag == 0) {
@@ -152,7 +153,8 @@ private:
         }
         unsigned const string = levels.back().stringTag;
         unsigned const piece = isWhole ? elementTag : stringOf(elementTag);
-        // Pieces of character strings are OCTET STRINGs (X.690, section 8.23); some programs give them the type of all.
+        // Pieces of character strings are OCTET STRINGs (X.690, section 8.23); some programs give them the
+        // type of all.
         if (piece != 0 && (piece == string || (piece == tag::octetString && string != tag::bitString)))
             return string;
         reading.refuse(

@@ -10,8 +10,8 @@
 
 namespace detail {
 
-/// The rewriting of one element with all within it, as `asn1::berToDer` says, in two passes over the bytes: the first
-/// finds the lengths, the second writes.
+/// The rewriting of one element with all within it, as `asn1::berToDer` says, in two passes over the bytes:
+/// the first finds the lengths, the second writes.
 class BerConversion {
 public:
     /// `bytes` must outlive the object.
@@ -31,7 +31,8 @@ private:
     bool isFound = false;
 };
 
-/// What `read` says of the DER made of `bytes`, or the refusal of malformed BER. Nothing for other bytes than BER.
+/// What `read` says of the DER made of `bytes`, or the refusal of malformed BER. Nothing for other bytes than
+/// BER.
 template <typename Read>
 std::optional<bool> readBer(Reading& reading, asn1::blob bytes, Read read) {
     BerConversion conversion(bytes);
@@ -54,8 +55,8 @@ bool readAsDer(Reading& reading, bool mayBeBer, asn1::blob bytes, Read read) {
     return isGood ? *isGood : read(bytes);
 }
 
-/// What `read` says of `bytes`, and of the DER made of them where it refuses them and forms of the standards are read. For
-/// small objects, which are seldom BER; `read` begins anew each time.
+/// What `read` says of `bytes`, and of the DER made of them where it refuses them and forms of the standards
+/// are read. For small objects, which are seldom BER; `read` begins anew each time.
 template <typename Read>
 bool readDerOrBer(Reading& reading, asn1::blob bytes, Read read) {
     return read(bytes) || (reading.isStandard() && readBer(reading, bytes, read).value_or(false));

@@ -22,8 +22,9 @@ public:
     Reading& reading;
 };
 
-/// Refuses what the level stands on: another element than the one with the tag `expected` (`asn1::parser::endTag` for
-/// none), a malformed header, or the end. `field` names the element that was to be read; null for none. Always false.
+/// Refuses what the level stands on: another element than the one with the tag `expected`
+/// (`asn1::parser::endTag` for none), a malformed header, or the end. `field` names the element that was to
+/// be read; null for none. Always false.
 bool refuseElement(Level const& level, unsigned expected, char const* field = nullptr);
 
 /// Refuses the element that `bytes`, which are not empty, begin with: its header is malformed. Always false.
@@ -36,8 +37,8 @@ bool refuseField(Reading& reading, char const* field, RefusalId id, unsigned cha
 /// The name of a type or tag in refusals: "SEQUENCE", "[0]".
 std::string tagText(unsigned tag);
 
-/// Takes the content of the current element, which must have the tag `expected`. A tolerant reading takes what is there
-/// of a truncated one, and an element before a malformed one.
+/// Takes the content of the current element, which must have the tag `expected`. A tolerant reading takes
+/// what is there of a truncated one, and an element before a malformed one.
 bool take(Level& level, unsigned expected, asn1::blob* content, char const* field = nullptr);
 
 /// The same with identifier and length octets.
@@ -61,7 +62,8 @@ inline bool atEnd(asn1::parser const& level) { return level.tag == asn1::parser:
 /// The same as the last step of a reader: refuses what is left.
 inline bool finish(Level const& level) { return atEnd(level) || refuseElement(level, asn1::parser::endTag); }
 
-/// The content of the one element that `der` consists of; where the reading is tolerant, of the one it begins with.
+/// The content of the one element that `der` consists of; where the reading is tolerant, of the one it begins
+/// with.
 bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content,
               char const* field = nullptr);
 

@@ -6,11 +6,12 @@
 
 namespace detail {
 
-/// One of the kinds that have a form of their own in DER; `InputKind::otherDer` for all else, also where it is not DER.
+/// One of the kinds that have a form of their own in DER; `InputKind::otherDer` for all else, also where it
+/// is not DER.
 InputKind findDerKind(asn1::blob der);
 
-/// Refuses input that was refused as a `wanted` once more where `found` is another kind, which says more than the first
-/// wrong field. Always false.
+/// Refuses input that was refused as a `wanted` once more where `found` is another kind, which says more than
+/// the first wrong field. Always false.
 bool refuseOtherKind(Reading& reading, InputKind wanted, InputKind found);
 
 } // namespace detail

@@ -117,8 +117,8 @@ std::vector<unsigned char> attributeOid(std::string_view name) {
     return parseOid(type != std::end(attributeTypes) ? type->oid : name);
 }
 
-/// Of the text of a name: puts something in the place of what stands in braces. False where there is nothing to put there;
-/// `*value` is then what is missing.
+/// Of the text of a name: puts something in the place of what stands in braces. False where there is nothing
+/// to put there; `*value` is then what is missing.
 using FillIn = std::function<bool(std::string* value)>;
 
 /// Writes one attribute as a set of its own.
@@ -153,7 +153,8 @@ bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view par
     return true;
 }
 
-/// The value of an attribute; the bytes of one that is no string, as "#" and hexadecimal digits (RFC 4514, section 2.4).
+/// The value of an attribute; the bytes of one that is no string, as "#" and hexadecimal digits (RFC 4514,
+/// section 2.4).
 std::string attributeText(unsigned form, asn1::blob value) {
     if (detail::isStringTag(form))
         return detail::stringText(form, value);
@@ -221,7 +222,8 @@ std::string addressText(asn1::blob octets) {
     return address.dataStr();
 }
 
-/// The number of ones that `mask` begins with; nothing follows them, or the result is above the bits of the mask.
+/// The number of ones that `mask` begins with; nothing follows them, or the result is above the bits of the
+/// mask.
 size_t prefixLength(asn1::blob mask) {
     size_t length = 0;
     bool hasEnded = false;
@@ -381,7 +383,8 @@ bool readRegisteredId(std::string_view value, std::string* data) {
     return !data->empty();
 }
 
-/// "1.2.3;UTF8:text", as OtherName ::= SEQUENCE { type-id OBJECT IDENTIFIER, value [0] EXPLICIT ANY }, its content.
+/// "1.2.3;UTF8:text", as OtherName ::= SEQUENCE { type-id OBJECT IDENTIFIER, value [0] EXPLICIT ANY }, its
+/// content.
 bool readOtherName(std::string_view value, std::string* data) {
     size_t const semicolon = std::min(value.find(';'), value.size());
     std::string_view form = value.substr(std::min(semicolon + 1, value.size()));

@@ -52,8 +52,8 @@ Md4 ntPasswordHash(std::string const& password) {
     return Md4({asn1::blob(unicode)});
 }
 
-/// DesEncrypt (RFC 2759 section 8.6): the block under the key whose bytes hold seven of the 56 bits each. What
-/// would be their parity stays 0.
+/// DesEncrypt (RFC 2759 section 8.6): the block under the key whose bytes hold seven of the 56 bits each.
+/// What would be their parity stays 0.
 void desEncrypt(unsigned char const* keyBits, unsigned char const* block, unsigned char* out) {
     std::uint64_t bits = 0;
     for (int i = 0; i < 7; ++i)

@@ -1,8 +1,8 @@
 /// Where a secret operation tells something on purpose.
 ///
-/// Operations that `docs/timing.md` calls quiet take no branch and no address from a secret. What they do tell goes
-/// through here, and nowhere else: `tests/quiet` runs them under memcheck with the secrets marked as undefined, and
-/// fails where one is acted on that was not declassified.
+/// Operations that `docs/timing.md` calls quiet take no branch and no address from a secret. What they do
+/// tell goes through here, and nowhere else: `tests/quiet` runs them under memcheck with the secrets marked
+/// as undefined, and fails where one is acted on that was not declassified.
 #pragma once
 
 #include <cstddef>

@@ -30,8 +30,8 @@ private:
 /// Whether there is a folder at `path`; a link to one counts.
 bool isFolder(std::string const& path);
 
-/// Appends the names of a folder's entries in the folder's own order, "." and ".." included. Returns 0, or the error
-/// number if the folder cannot be opened.
+/// Appends the names of a folder's entries in the folder's own order, "." and ".." included. Returns 0, or
+/// the error number if the folder cannot be opened.
 int listFolder(std::string const& path, std::vector<std::string>* names);
 
 } // namespace detail

@@ -25,21 +25,22 @@ public:
     /// As the overloads with a refusal read `bytes`: silent. `asked` may be null.
     Reading(asn1::blob bytes, Refusal* asked, FormRules rules = FormRules::platform)
         : forms(rules), input(bytes), refusal(asked) {}
-    /// Silent, for the outline of an object: its readers go on where they would refuse it, as far as they can.
+    /// Silent, for the outline of an object: its readers go on where they would refuse it, as far as they
+    /// can.
     struct Tolerant {};
     explicit Reading(Tolerant) : tolerant(true) {}
     Reading(Reading const&) = delete;
     Reading& operator=(Reading const&) = delete;
 
-    /// Refuses the input: fills the refusal in, unless it is filled in already or nobody asks. Always false. `at` is
-    /// the place, null for none.
+    /// Refuses the input: fills the refusal in, unless it is filled in already or nobody asks. Always false.
+    /// `at` is the place, null for none.
     bool refuse(RefusalId id, unsigned char const* at, std::vector<Fact> facts = {});
     bool refuse(RefusalId id, asn1::blob at, std::vector<Fact> facts = {}) {
         return refuse(id, at.start, std::move(facts));
     }
 
-    /// Refuses what is well-formed and not supported by the platform's rules. Under the standard rules this marks the
-    /// object that is read instead, and is true.
+    /// Refuses what is well-formed and not supported by the platform's rules. Under the standard rules this
+    /// marks the object that is read instead, and is true.
     bool refuseUnsupported(RefusalId id, asn1::blob at, std::vector<Fact> facts = {}) {
         isMarked = forms == FormRules::standard;
         return isMarked || refuse(id, at, std::move(facts));
@@ -71,11 +72,12 @@ public:
     /// Whether the forms of the standards are read that the stated entry points refuse.
     bool isStandard() const { return forms == FormRules::standard; }
 
-    /// A step of the way to where the reader stands, for as long as it lives: "extension 4 (nameConstraints)".
+    /// A step of the way to where the reader stands, for as long as it lives: "extension 4
+    /// (nameConstraints)".
     class Step {
     public:
-        /// `number` counts from 1; 0 shows no number. `name` is shown in parentheses; `toText` makes text of it when the way
-        /// is asked for.
+        /// `number` counts from 1; 0 shows no number. `name` is shown in parentheses; `toText` makes text of
+        /// it when the way is asked for.
         Step(Reading& reader, char const* what, size_t number = 0, asn1::blob name = {},
              std::string (*toText)(asn1::blob) = nullptr)
             : reading(reader), before(reader.top), text(what), index(number), label(name), describe(toText) {
@@ -96,9 +98,9 @@ public:
         std::string (*describe)(asn1::blob);
     };
 
-    /// Other bytes than the input's, decrypted or converted from the element at `origin`, while they are read. The
-    /// refusal's offset is that of `origin` then, and its path ends with the byte in `bytes`, which `what` names:
-    /// "decrypted content".
+    /// Other bytes than the input's, decrypted or converted from the element at `origin`, while they are
+    /// read. The refusal's offset is that of `origin` then, and its path ends with the byte in `bytes`, which
+    /// `what` names: "decrypted content".
     class Derived {
     public:
         Derived(Reading& reader, asn1::blob bytes, unsigned char const* origin, char const* what)
@@ -119,8 +121,8 @@ public:
         char const* text;
     };
 
-    /// A block of PEM text while its DER is read: the refusal names the block, and its offset counts from the start
-    /// of `der`. `number` counts from 1.
+    /// A block of PEM text while its DER is read: the refusal names the block, and its offset counts from the
+    /// start of `der`. `number` counts from 1.
     class Block {
     public:
         Block(Reading& reader, size_t number, asn1::blob der)
@@ -141,7 +143,8 @@ public:
         size_t numberBefore;
     };
 
-    /// Refuses the framing of PEM text at a line, which counts from 1. `number` is that of the block, 0 for none.
+    /// Refuses the framing of PEM text at a line, which counts from 1. `number` is that of the block, 0 for
+    /// none.
     bool refuseLine(RefusalId id, size_t number, size_t line, std::vector<Fact> facts = {});
 
 private:

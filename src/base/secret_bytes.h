@@ -18,7 +18,8 @@ void wipe(Bytes& bytes) {
         secureMemset(bytes.data(), 0, bytes.size());
 }
 
-/// Puts what `work` makes, where it succeeds, into `out` in place of what it held. That may be what `work` reads.
+/// Puts what `work` makes, where it succeeds, into `out` in place of what it held. That may be what `work`
+/// reads.
 template <typename Work>
 bool replaceSecret(std::vector<unsigned char>& out, Work work) {
     std::vector<unsigned char> result;

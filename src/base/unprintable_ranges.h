@@ -1,5 +1,6 @@
-/// The code points that `printable` escapes: the categories Cc, Cf, Zs, Zl and Zp but for the space, the property
-/// Default_Ignorable_Code_Point, and blank glyphs. Unicode 15.0.0; written by scripts/make-unicode-table.
+/// The code points that `printable` escapes: the categories Cc, Cf, Zs, Zl and Zp but for the space, the
+/// property Default_Ignorable_Code_Point, and blank glyphs. Unicode 15.0.0; written by
+/// scripts/make-unicode-table.
 #pragma once
 
 namespace detail {

@@ -14,8 +14,8 @@ struct Wiped : Value {
     ~Wiped() { secureMemset(static_cast<Value*>(this), 0, sizeof(Value)); }
 };
 
-/// Wipes the room that functions called before by the same function used on the stack: for those whose own locals
-/// are too many or too hot to be wiped each time.
+/// Wipes the room that functions called before by the same function used on the stack: for those whose own
+/// locals are too many or too hot to be wiped each time.
 void wipeStackBelow();
 
 } // namespace detail

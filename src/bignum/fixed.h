@@ -209,8 +209,9 @@ struct MontgomeryModulus {
     }
 };
 
-/// Arithmetic on residues modulo `Modulus`, all below it. They are in Montgomery's form with R = 2^radixBits. A modulus
-/// tells how a product is reduced, or how two residues are multiplied, and may know shorter sums and differences.
+/// Arithmetic on residues modulo `Modulus`, all below it. They are in Montgomery's form with R = 2^radixBits.
+/// A modulus tells how a product is reduced, or how two residues are multiplied, and may know shorter sums
+/// and differences.
 template <typename Modulus>
 struct Residues {
     static constexpr size_t limbs = Modulus::limbs;
@@ -291,9 +292,9 @@ struct Residues {
         mul(r, x, plainOne);
     }
 
-    /// r = a to the power of the modulus less 2, which is the inverse modulo a prime, and 0 for 0. The steps are those of a
-    /// constant: most primes here begin with many ones, whose power takes few products, and what follows is taken in
-    /// sliding windows.
+    /// r = a to the power of the modulus less 2, which is the inverse modulo a prime, and 0 for 0. The steps
+    /// are those of a constant: most primes here begin with many ones, whose power takes few products, and
+    /// what follows is taken in sliding windows.
     static void invert(Element& r, Element const& a) {
         constexpr unsigned rest = exponentBits - leadingOnes;
         constexpr unsigned width = rest < 8 ? 1 : 5;

@@ -447,8 +447,8 @@ SEALKIT_INLINED inline void reduceRows(Digit* t, Digit const* m, size_t digits, 
     });
 }
 
-/// -1/m modulo the word's base for an odd m with the lowest word m0: Newton's iteration doubles the number of bits that
-/// are right, 4, 8, 16, 32, 64. The last step also turns the sign.
+/// -1/m modulo the word's base for an odd m with the lowest word m0: Newton's iteration doubles the number of
+/// bits that are right, 4, 8, 16, 32, 64. The last step also turns the sign.
 template <typename Word>
 constexpr Word negativeInverse(Word m0) {
     Word x = m0 + ((m0 + 2) * 2 & 8);

@@ -11,11 +11,11 @@ namespace detail {
 /// Digits of secrets, wiped before they return to the heap.
 using SecretDigits = std::vector<Digit, WipingAllocator<Digit>>;
 
-/// Residues in Montgomery form (HAC 14.32): x stands for x * R mod m, with R = 2^(32 * width()). Each has `width()` digits,
-/// those of small residues included.
+/// Residues in Montgomery form (HAC 14.32): x stands for x * R mod m, with R = 2^(32 * width()). Each has
+/// `width()` digits, those of small residues included.
 ///
-/// What it does depends on widths and on the length of the modulus alone, which are told (`Told::keyLength`), and on
-/// public exponents. Results may be written over operands. An object is for one thread.
+/// What it does depends on widths and on the length of the modulus alone, which are told (`Told::keyLength`),
+/// and on public exponents. Results may be written over operands. An object is for one thread.
 class QuietModulus {
 public:
     enum class Kind : bool { secret, open };
@@ -38,16 +38,16 @@ public:
     void enter(Digit* r, Digit const* x, size_t count);
     /// r = a / R mod m.
     void leave(Digit* r, Digit const* a);
-    /// r = x^e mod m for a secret e of `count` digits, below R and not always below m. Both residues are in Montgomery
-    /// form; r is not x.
+    /// r = x^e mod m for a secret e of `count` digits, below R and not always below m. Both residues are in
+    /// Montgomery form; r is not x.
     void power(Digit* r, Digit const* x, Digit const* e, size_t count);
-    /// r = x^e mod m for an odd, public e above 1. `entered` is x in Montgomery form, and so is the result if `x` is that
-    /// as well; if it is plain, the result is plain. r is neither of them. The result is below m.
+    /// r = x^e mod m for an odd, public e above 1. `entered` is x in Montgomery form, and so is the result if
+    /// `x` is that as well; if it is plain, the result is plain. r is neither of them. The result is below m.
     void raise(Digit* r, Digit const* x, Digit const* entered, BigNum const& e);
 
 private:
-    /// r = a * b / R and r = a * a / R mod m, of numbers below R. So is r, of which m is taken off where it reaches R
-    /// and not where it reaches m: between products that costs less.
+    /// r = a * b / R and r = a * a / R mod m, of numbers below R. So is r, of which m is taken off where it
+    /// reaches R and not where it reaches m: between products that costs less.
     void multiplyBelowR(Digit* r, Digit const* a, Digit const* b);
     void squareBelowR(Digit* r, Digit const* a);
     void reduceBelowR(Digit* r);
@@ -55,8 +55,8 @@ private:
     void reduce(Digit* r);
     /// r = 2a mod m.
     void twice(Digit* r, Digit const* a) { add(r, a, a); }
-    /// r = the k digits at a, or those less m if that is not negative. `carry` belongs to digit k of a. Writes to the low
-    /// half of `wide()`.
+    /// r = the k digits at a, or those less m if that is not negative. `carry` belongs to digit k of a.
+    /// Writes to the low half of `wide()`.
     void subtractOnce(Digit* r, Digit const* a, Digit carry);
     /// Computes R mod m and R^2 mod m, where they are needed.
     void prepare();

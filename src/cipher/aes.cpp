@@ -91,8 +91,8 @@ constexpr std::array<Word, 256> unmix = [] {
     return table;
 }();
 
-/// The column of the first byte of `a`, the second of `b`, the third of `c` and the fourth of `d`, each looked up:
-/// with the right choice of columns this is ShiftRows (section 5.1.2) or its inverse too.
+/// The column of the first byte of `a`, the second of `b`, the third of `c` and the fourth of `d`, each
+/// looked up: with the right choice of columns this is ShiftRows (section 5.1.2) or its inverse too.
 [[gnu::always_inline]] inline Word lookUp(ByteTable const& table, Word a, Word b, Word c, Word d) {
     return column(table[a >> 24], table[b >> 16 & 0xff], table[c >> 8 & 0xff], table[d & 0xff]);
 }
@@ -106,8 +106,8 @@ inline Word unmixed(Word w) {
            std::rotr(unmix[w & 0xff], 24);
 }
 
-/// The columns of a block or of a round key. For decryption the second and the fourth are exchanged: ShiftRows is then
-/// InvShiftRows (section 5.3.1).
+/// The columns of a block or of a round key. For decryption the second and the fourth are exchanged:
+/// ShiftRows is then InvShiftRows (section 5.3.1).
 struct Columns {
     Word a, b, c, d;
 };
@@ -130,7 +130,8 @@ struct Decryption {
             lookUp(table, s.c, s.d, s.a, s.b) ^ key.c, lookUp(table, s.d, s.a, s.b, s.c) ^ key.d};
 }
 
-/// Cipher, section 5.1, or the equivalent inverse cipher, section 5.3.5. `keyAt` gives the round key by its number.
+/// Cipher, section 5.1, or the equivalent inverse cipher, section 5.3.5. `keyAt` gives the round key by its
+/// number.
 template <typename Direction>
 [[gnu::always_inline]] inline void crypt(unsigned rounds, auto const& keyAt, unsigned char const* in,
                                          unsigned char* out) {

@@ -78,8 +78,8 @@ constexpr int turn = 3;
 /// What goes to S1, S3, S5 and S7, in the six low bits of a byte each, and below it what goes to the others.
 using Inputs = std::uint64_t;
 
-/// The expansion E of R: six of its bits begin at every fourth, so those of S1, S3, S5 and S7 stand in bytes of their
-/// own; those of the others do so four bits on.
+/// The expansion E of R: six of its bits begin at every fourth, so those of S1, S3, S5 and S7 stand in bytes
+/// of their own; those of the others do so four bits on.
 constexpr Inputs expanded(Word r) {
     constexpr Word sixOfEach = 0x3f3f3f3f;
     return Inputs{r & sixOfEach} << 32 | (std::rotl(r, 4) & sixOfEach);
@@ -92,7 +92,8 @@ constexpr Word contracted(Inputs inputs) {
            std::rotr(static_cast<Word>(inputs) & fourOfEach, 4);
 }
 
-/// L and R stay expanded through all rounds where a register holds them so, as sums of expanded words are expanded sums.
+/// L and R stay expanded through all rounds where a register holds them so, as sums of expanded words are
+/// expanded sums.
 constexpr bool staysExpanded = sizeof(std::uintptr_t) >= sizeof(Inputs);
 using Half = std::conditional_t<staysExpanded, Inputs, Word>;
 
@@ -181,9 +182,9 @@ struct Halves {
     detail::storeBigEndian(out + 4, r);
 }
 
-/// DES once or three times. `keyAt` gives the subkeys by their number, which are taken from the first to the last or from
-/// the last to the first. Between two ciphers the inverse of IP and IP undo each other; what stays is the exchange of the
-/// halves at the end of each.
+/// DES once or three times. `keyAt` gives the subkeys by their number, which are taken from the first to the
+/// last or from the last to the first. Between two ciphers the inverse of IP and IP undo each other; what
+/// stays is the exchange of the halves at the end of each.
 template <bool forward, unsigned subkeys>
 [[gnu::always_inline]] inline void crypt(auto const& keyAt, unsigned char const* in, unsigned char* out) {
     auto const& sp = detail::tableBases(substituteAndPermute);

@@ -8,8 +8,8 @@
 
 namespace detail {
 
-/// DES under a key of 8 bytes or triple DES under one of 24, with subkeys that are laid out once and not for each
-/// block. Null for any other length.
+/// DES under a key of 8 bytes or triple DES under one of 24, with subkeys that are laid out once and not for
+/// each block. Null for any other length.
 std::unique_ptr<BlockCipher> makeDes(std::span<unsigned char const> key);
 
 } // namespace detail

@@ -29,8 +29,9 @@ private:
     /// 16 bytes of a field element in the order of memory: sums need no other. The widest words there are.
     using Element = std::uintptr_t __attribute__((vector_size(16)));
 
-    /// table[p][n] is the product of the hash subkey and the element that is n in its p-th group of four bits, and
-    /// zero elsewhere. A product with any element is the sum of 32 entries, with nothing left to reduce.
+    /// table[p][n] is the product of the hash subkey and the element that is n in its p-th group of four
+    /// bits, and zero elsewhere. A product with any element is the sum of 32 entries, with nothing left to
+    /// reduce.
     Element table[32][16];
     Element y{}; ///< The accumulator.
 };

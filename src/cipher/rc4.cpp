@@ -7,7 +7,8 @@
 
 namespace {
 
-/// One step of the generator. It begins with i at 1 and counts after use, which is the same as from 0 and before.
+/// One step of the generator. It begins with i at 1 and counts after use, which is the same as from 0 and
+/// before.
 inline unsigned char next(unsigned char* S, std::uint32_t& i, std::uint32_t& j) {
     unsigned char const a = S[i];
     j = (j + a) % 256;

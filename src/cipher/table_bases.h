@@ -6,9 +6,10 @@
 
 namespace detail {
 
-/// What looks `tables` up soonest. Where a load adds two registers and a constant, that is the tables themselves, with one
-/// register for all. Where it adds two registers or a register and a constant, but not all three, it is their addresses,
-/// each in a register of its own: the compiler would take one register for all, and add once more at each look-up.
+/// What looks `tables` up soonest. Where a load adds two registers and a constant, that is the tables
+/// themselves, with one register for all. Where it adds two registers or a register and a constant, but not
+/// all three, it is their addresses, each in a register of its own: the compiler would take one register for
+/// all, and add once more at each look-up.
 template <typename Entry, size_t entries, size_t count>
 [[gnu::always_inline]] inline decltype(auto)
 tableBases(std::array<std::array<Entry, entries>, count> const& tables) {

@@ -1,4 +1,5 @@
-/// Multiples of the base points of the named curves; written by scripts/make-curve-tables, which says what they are.
+/// Multiples of the base points of the named curves; written by scripts/make-curve-tables, which says what
+/// they are.
 #pragma once
 
 #include "ec/comb.h"

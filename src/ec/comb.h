@@ -1,9 +1,10 @@
 /// Multiples of the base point, quietly: no branch and no address depends on the scalar.
 ///
-/// The bits of an odd scalar are read as signs, so that no digit is zero; they lie in `teeth` rows of
-/// `combs * columns`. For each comb there is a table of the sums of its teeth, with the top one positive
-/// (scripts/make-curve-tables), of which every look-up reads all. The sums use formulas without exceptions: J. Renes,
-/// C. Costello, L. Batina, "Complete addition formulas for prime order elliptic curves" (2016), algorithms 5 and 6.
+/// The bits of an odd scalar are read as signs, so that no digit is zero; they lie in `teeth` rows of `combs
+/// * columns`. For each comb there is a table of the sums of its teeth, with the top one positive
+/// (scripts/make-curve-tables), of which every look-up reads all. The sums use formulas without exceptions:
+/// J. Renes, C. Costello, L. Batina, "Complete addition formulas for prime order elliptic curves" (2016),
+/// algorithms 5 and 6.
 #pragma once
 
 #include "bignum/fixed.h"
@@ -135,7 +136,8 @@ void multipleOfBase(typename Field::Element const& k, typename Field::Element co
         ~Secrets() { secureMemset(this, 0, sizeof *this); }
     } secret{};
 
-    // k or, where that is even, its negative. Bit i of half of it is the sign of 2^i; the top sign is positive.
+    // k or, where that is even, its negative. Bit i of half of it is the sign of 2^i; the top sign is
+    // positive.
     NativeLimb const isEven = maskOf<NativeLimb>((k[0] & 1) ^ 1);
     subtract(secret.even, order, k);
     secret.odd = k;

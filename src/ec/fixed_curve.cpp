@@ -17,7 +17,8 @@ namespace detail {
 
 namespace {
 
-/// Draws of the number that an agreement's coordinates are multiplied by: none but a broken generator gives zero twice.
+/// Draws of the number that an agreement's coordinates are multiplied by: none but a broken generator gives
+/// zero twice.
 constexpr unsigned maxDraws = 128;
 
 template <typename F, size_t index, CombShape shape, Digit const* table>
@@ -192,8 +193,8 @@ public:
     }
 
 private:
-    /// Gives a point in affine coordinates random ones: (x z^2, y z^3, z) is the same point for any z but 0. Returns
-    /// false if `rng` fails or gives only zeros.
+    /// Gives a point in affine coordinates random ones: (x z^2, y z^3, z) is the same point for any z but 0.
+    /// Returns false if `rng` fails or gives only zeros.
     static bool randomise(Point& P, Rng const& rng) {
         struct Values {
             unsigned char bytes[Field::digits * sizeof(Digit)];

@@ -9,8 +9,8 @@ class Rng;
 
 namespace detail {
 
-/// Made once for each named curve. What says that it is quiet takes no branch and no address from what it is given; the
-/// others are for public numbers.
+/// Made once for each named curve. What says that it is quiet takes no branch and no address from what it is
+/// given; the others are for public numbers.
 class FixedCurve {
 public:
     /// Null for a value that is no curve.
@@ -22,8 +22,8 @@ public:
 
     unsigned orderWidth() const { return (orderBits + 7) / 8; }
 
-    /// `WCurve::mul` and `WCurve::mul2add`, for points of `curve`. Returns false, without a result, for points that are
-    /// not in its reducer's form or at infinity.
+    /// `WCurve::mul` and `WCurve::mul2add`, for points of `curve`. Returns false, without a result, for
+    /// points that are not in its reducer's form or at infinity.
     virtual bool mul(WCurve const& curve, BigNum const& k, WCurve::Point const& P,
                      WCurve::Point* result) const = 0;
     virtual bool mul2add(WCurve const& curve, BigNum const& k, WCurve::Point const& P, BigNum const& l,
@@ -39,12 +39,12 @@ public:
     /// number = number mod n, for a number of at most `orderBits` bits. Quiet.
     virtual void reduce(SecretNumber& number) const = 0;
     /// The x-coordinate of secret * point, for a scalar and a point on the curve. The windows are those of
-    /// `WCurve::mul`; the coordinates are multiplied by a random number first. Returns false if `rng` fails or
-    /// gives only zeros.
+    /// `WCurve::mul`; the coordinates are multiplied by a random number first. Returns false if `rng` fails
+    /// or gives only zeros.
     virtual bool agree(SecretNumber& x, BigNum const& secret, ECPoint const& point, Rng const& rng) const = 0;
 
-    /// The ECDSA signature (SEC 1, section 4.1.3) of the number e, below n, under the scalars `secret` and `nonce`.
-    /// Quiet. Returns false if r or s is 0.
+    /// The ECDSA signature (SEC 1, section 4.1.3) of the number e, below n, under the scalars `secret` and
+    /// `nonce`. Quiet. Returns false if r or s is 0.
     virtual bool sign(SecretNumber const& secret, SecretNumber const& nonce, SecretNumber const& e, BigNum* r,
                       BigNum* s) const = 0;
     /// Whether (r, s), scalars, is the signature of e under a point on the curve (SEC 1, section 4.1.4).

@@ -1,8 +1,8 @@
-/// The steps of `WCurve` on elements of fixed width: they give the coordinates that the general ones give, digit by
-/// digit. For curves with a = -3.
+/// The steps of `WCurve` on elements of fixed width: they give the coordinates that the general ones give,
+/// digit by digit. For curves with a = -3.
 ///
-/// In products (M) and squares (S) of the field, a doubling takes 4M + 4S, as 3X^2 - 3Z^4 is 3(X - Z^2)(X + Z^2), and an
-/// addition 10M + 3S, as the square and the cube of Z of a table's entry are kept: 1M + 1S once.
+/// In products (M) and squares (S) of the field, a doubling takes 4M + 4S, as 3X^2 - 3Z^4 is 3(X - Z^2)(X +
+/// Z^2), and an addition 10M + 3S, as the square and the cube of Z of a table's entry are kept: 1M + 1S once.
 #pragma once
 
 #include "sealkit/bignum.h"

@@ -1,7 +1,8 @@
-/// The fields of the named curves: residues modulo their primes, in the form that a `MontgomeryReducer` gives them.
+/// The fields of the named curves: residues modulo their primes, in the form that a `MontgomeryReducer` gives
+/// them.
 ///
-/// The primes are sums of few powers of two, so that Montgomery's reduction of them adds and subtracts and hardly
-/// multiplies.
+/// The primes are sums of few powers of two, so that Montgomery's reduction of them adds and subtracts and
+/// hardly multiplies.
 #pragma once
 
 #include "bignum/fixed.h"
@@ -25,8 +26,8 @@ struct ReductionTerm {
     int sign;
 };
 
-/// A prime p of `digits` digits for which the term at offset 0 is -1 and the others are `terms`: the sum of all is p or
-/// -p. The columns are those of 32-bit digits, as the powers of two are at their borders.
+/// A prime p of `digits` digits for which the term at offset 0 is -1 and the others are `terms`: the sum of
+/// all is p or -p. The columns are those of 32-bit digits, as the powers of two are at their borders.
 template <size_t count, typename Prime, ReductionTerm... terms>
 struct SparsePrime {
     static constexpr size_t limbs = limbCount<NativeLimb>(count);
@@ -80,8 +81,8 @@ using FieldP192 = Residues<SparsePrime<6, PrimeOf<0>, ReductionTerm{2, -1}, Redu
 using FieldP224 = Residues<SparsePrime<7, PrimeOf<1>, ReductionTerm{3, 1}, ReductionTerm{7, -1}>>;
 
 #ifdef __SIZEOF_INT128__
-/// 2^256 - 2^224 + 2^192 + 2^96 - 1 in limbs of 64 bits: the lowest is -1, so that a limb is its own factor, and of the
-/// products with the others one alone is more than a shift.
+/// 2^256 - 2^224 + 2^192 + 2^96 - 1 in limbs of 64 bits: the lowest is -1, so that a limb is its own factor,
+/// and of the products with the others one alone is more than a shift.
 struct WidePrimeP256 {
     static constexpr size_t limbs = 4;
     static constexpr unsigned radixBits = 256;
@@ -148,7 +149,8 @@ private:
 
 /// 2^521 - 1. Dividing by R = 2^544 is a rotation by 23 bits, as 2^521 is 1.
 #ifdef __SIZEOF_INT128__
-/// Products are formed in nine limbs of 58 bits, whose columns need no carries until all are summed; 2^522 is 2.
+/// Products are formed in nine limbs of 58 bits, whose columns need no carries until all are summed; 2^522 is
+/// 2.
 struct MersennePrime521 : Mersenne521Sums {
     static void mul(Fixed<9>& r, Fixed<9> const& a, Fixed<9> const& b) {
         Fixed<9> x, y;
@@ -263,8 +265,8 @@ struct MersennePrime521 : Mersenne521Sums {
                 low &= topMask;
             r[i] = addCarry(high, low, carry);
         });
-        // What is above 521 bits counts as much at the bottom. The sum is the prime itself for no product but one of 0,
-        // and that is 0.
+        // What is above 521 bits counts as much at the bottom. The sum is the prime itself for no product but
+        // one of 0, and that is 0.
         carry = r[top] >> topBits;
         r[top] &= topMask;
         unrolled<limbs>([&](auto i) SEALKIT_INLINED { r[i] = addCarry<NativeLimb>(r[i], 0, carry); });

@@ -9,7 +9,8 @@
 
 namespace detail {
 
-/// A number of the widest named curve. Its digits lie on the stack, zeros above the number, and are wiped with it.
+/// A number of the widest named curve. Its digits lie on the stack, zeros above the number, and are wiped
+/// with it.
 struct SecretNumber {
     std::array<unsigned, 17> digits{};
 

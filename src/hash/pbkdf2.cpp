@@ -122,7 +122,8 @@ public:
 
 protected:
     void init() override {
-        // The second 32 bits of the fractional parts of the square roots of the ninth through sixteenth primes.
+        // The second 32 bits of the fractional parts of the square roots of the ninth through sixteenth
+        // primes.
         static constexpr std::uint32_t initialState[8] = {
             0xc1059ed8, 0x367cd507, 0x3070dd17, 0xf70e5939, 0xffc00b31, 0x68581511, 0x64f98fa7, 0xbefa4fa4,
         };

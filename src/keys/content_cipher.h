@@ -20,7 +20,8 @@ struct ContentCipher {
 
 /// Null for every other algorithm.
 ContentCipher const* findContentCipher(asn1::blob oid);
-/// The one with keys of `keySize` bytes; for a size of 0, that with the longest keys. Null if none has that size.
+/// The one with keys of `keySize` bytes; for a size of 0, that with the longest keys. Null if none has that
+/// size.
 ContentCipher const* findContentCipher(CipherID id, unsigned keySize);
 
 /// The key has `keySize` bytes and the IV `blockSize`.

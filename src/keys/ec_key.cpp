@@ -53,8 +53,8 @@ asn1::blob paramsOf(Curve curve) {
     return {};
 }
 
-/// Of explicit parameters (SEC 1, appendix C.2: SpecifiedECDomain), what people call the curve, as far as it is a named
-/// one that is supported.
+/// Of explicit parameters (SEC 1, appendix C.2: SpecifiedECDomain), what people call the curve, as far as it
+/// is a named one that is supported.
 std::string nameOfExplicit(asn1::blob algoParams) {
     Reading silent;
     asn1::blob content, version, kind, p, a, b, base, order;
@@ -90,8 +90,8 @@ std::string nameOfExplicit(asn1::blob algoParams) {
     return "another than those supported";
 }
 
-/// The curve that `algoParams` name (RFC 5480, section 2.1.1). None, with a line on standard output, when they name
-/// another or describe one.
+/// The curve that `algoParams` name (RFC 5480, section 2.1.1). None, with a line on standard output, when
+/// they name another or describe one.
 Curve readCurve(Reading& reading, asn1::blob algoParams) {
     Reading::Step const step(reading, "parameters");
     if (asn1::parser(algoParams).tag == tag::sequence) {
@@ -113,8 +113,8 @@ Curve readCurve(Reading& reading, asn1::blob algoParams) {
     return Curve{};
 }
 
-/// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as some writers
-/// have it.
+/// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as some
+/// writers have it.
 bool readScalar(Reading& reading, asn1::blob octets, NamedCurve const& curve, SecretNumber* scalar) {
     asn1::blob digits = octets;
     while (!digits.empty() && digits[0] == 0)

@@ -91,8 +91,9 @@ bool readPbkdf2(Reading& reading, KeyDerivation& to, asn1::blob params) {
     return true;
 }
 
-/// scrypt-params ::= SEQUENCE { salt OCTET STRING, costParameter INTEGER, blockSize INTEGER, parallelizationParameter
-/// INTEGER, keyLength INTEGER OPTIONAL } (RFC 7914, section 7.1). A number that does not fit is above every limit.
+/// scrypt-params ::= SEQUENCE { salt OCTET STRING, costParameter INTEGER, blockSize INTEGER,
+/// parallelizationParameter INTEGER, keyLength INTEGER OPTIONAL } (RFC 7914, section 7.1). A number that does
+/// not fit is above every limit.
 bool readScrypt(Reading& reading, KeyDerivation& to, asn1::blob params) {
     Level fields(reading, params);
     unsigned cost = 0;

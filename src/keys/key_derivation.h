@@ -1,4 +1,5 @@
-/// Key derivation functions of PBES2 and PBMAC1 in an AlgorithmIdentifier: PBKDF2 (RFC 8018) and scrypt (RFC 7914).
+/// Key derivation functions of PBES2 and PBMAC1 in an AlgorithmIdentifier: PBKDF2 (RFC 8018) and scrypt (RFC
+/// 7914).
 #pragma once
 
 #include "sealkit/password_schemes.h"
@@ -28,8 +29,8 @@ bool readKeyDerivation(Reading& reading, asn1::blob content, PasswordSchemes con
 /// Whether the function, its pseudorandom function and its cost are supported.
 bool checkDerivation(Reading& reading, KeyDerivation const& derivation, PasswordSchemes const& schemes);
 
-/// Fills `key`, in the time that the parameters ask for, when `checkDerivation` is true. Returns false without the
-/// memory that scrypt asks for.
+/// Fills `key`, in the time that the parameters ask for, when `checkDerivation` is true. Returns false
+/// without the memory that scrypt asks for.
 bool deriveKey(Reading& reading, KeyDerivation const& derivation, std::string_view password,
                std::span<unsigned char> key);
 

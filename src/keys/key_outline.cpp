@@ -57,8 +57,8 @@ size_t bitsInName(std::string const& name) {
     return bits;
 }
 
-/// ECParameters ::= CHOICE { namedCurve OBJECT IDENTIFIER, implicitCurve NULL, specifiedCurve SEQUENCE { version,
-/// fieldID SEQUENCE { fieldType, prime INTEGER }, ... } } (SEC 1, appendix C.2)
+/// ECParameters ::= CHOICE { namedCurve OBJECT IDENTIFIER, implicitCurve NULL, specifiedCurve SEQUENCE {
+/// version, fieldID SEQUENCE { fieldType, prime INTEGER }, ... } } (SEC 1, appendix C.2)
 void readCurve(KeyOutline* to) {
     Reading silent;
     Level choice(silent, to->parameters);
@@ -98,7 +98,8 @@ void readByAlgorithm(KeyOutline* to) {
         to->bits = 448;
 }
 
-/// HashAlgorithm or MaskGenAlgorithm, [number] EXPLICIT AlgorithmIdentifier. False only where it is malformed.
+/// HashAlgorithm or MaskGenAlgorithm, [number] EXPLICIT AlgorithmIdentifier. False only where it is
+/// malformed.
 bool takeAlgorithm(Level& fields, unsigned number, asn1::blob* id, asn1::blob* parameters) {
     if (fields.tag != tag::constructed(number))
         return true;

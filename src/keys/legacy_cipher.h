@@ -1,4 +1,5 @@
-/// Ciphers that old files are encrypted with under a password. They only decrypt: nothing is written with them.
+/// Ciphers that old files are encrypted with under a password. They only decrypt: nothing is written with
+/// them.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -29,8 +30,9 @@ struct LegacyCipher {
 /// Whether `data` may be what the cipher gave: whole blocks, and one at least.
 bool canBeDecrypted(LegacyCipher const& cipher, asn1::blob data);
 
-/// Decrypts what `canBeDecrypted`, and takes off as many bytes as the last one says, as `decryptPadded` does for other
-/// ciphers; false if it says more than a block has. `rc2` decrypts RC2 and is not null where that is needed.
+/// Decrypts what `canBeDecrypted`, and takes off as many bytes as the last one says, as `decryptPadded` does
+/// for other ciphers; false if it says more than a block has. `rc2` decrypts RC2 and is not null where that
+/// is needed.
 bool decrypt(LegacyCipher const& cipher, std::span<unsigned char const> key, asn1::blob iv, asn1::blob data,
              Rc2Decryptor rc2, std::vector<unsigned char>& out);
 

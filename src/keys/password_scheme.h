@@ -23,8 +23,8 @@ struct SchemePassword {
     asn1::blob bmp; ///< As `pkcs12_kdf` takes it.
 };
 
-/// Whether a scheme is read. Those of PBES2 and pbeWithSHAAnd3-KeyTripleDES-CBC always are; the latter is no scheme of
-/// keys outside PKCS#12 for the stated readers.
+/// Whether a scheme is read. Those of PBES2 and pbeWithSHAAnd3-KeyTripleDES-CBC always are; the latter is no
+/// scheme of keys outside PKCS#12 for the stated readers.
 bool isSchemeRead(asn1::blob oid, PasswordSchemes const& schemes);
 
 /// Refuses a scheme by its name. Always false.
@@ -37,8 +37,8 @@ bool takesBmpPassword(asn1::blob oid);
 bool checkScheme(Reading& reading, SchemeIdentifier const& scheme, asn1::blob data,
                  PasswordSchemes const& schemes);
 
-/// How the scheme encrypts, and whether `data` can be decrypted apart from the password. Null for no data. Returns what
-/// deriving the key costs, in iterations; 0 where the scheme is not read.
+/// How the scheme encrypts, and whether `data` can be decrypted apart from the password. Null for no data.
+/// Returns what deriving the key costs, in iterations; 0 where the scheme is not read.
 std::uint64_t describeScheme(Reading& reading, SchemeIdentifier const& scheme, asn1::blob const* data,
                              PasswordSchemes const& schemes, KeyEncryption* to);
 

@@ -19,8 +19,8 @@ struct Pbe1Scheme {
 /// Null for every other scheme.
 Pbe1Scheme const* findPbe1Scheme(asn1::blob oid);
 
-/// Whether a count of iterations is one that is done: 1 to `pkcs12MaxIterations`. `content` is that of the INTEGER which
-/// it was read from, empty for none.
+/// Whether a count of iterations is one that is done: 1 to `pkcs12MaxIterations`. `content` is that of the
+/// INTEGER which it was read from, empty for none.
 bool checkCount(Reading& reading, unsigned iterations, asn1::blob content = {});
 
 /// pkcs-12PbeParams, and PBEParameter of PBES1.
@@ -29,7 +29,8 @@ bool read(Reading& reading, asn1::blob params, PBEParams& to);
 /// Whether `data` can be decrypted as `params` say, apart from the password.
 bool checkPbe1(Reading& reading, Pbe1Scheme const& scheme, PBEParams const& params, asn1::blob data);
 
-/// Decrypts. `rc2` is not null where the scheme needs it. `out` holds nothing that was decrypted when that fails.
+/// Decrypts. `rc2` is not null where the scheme needs it. `out` holds nothing that was decrypted when that
+/// fails.
 bool decryptPbe1(Reading& reading, Pbe1Scheme const& scheme, PBEParams const& params,
                  SchemePassword const& password, asn1::blob data, Rc2Decryptor rc2,
                  std::vector<unsigned char>& out);

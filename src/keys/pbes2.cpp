@@ -151,7 +151,8 @@ bool decrypt(Reading& reading, Fields const& fields, std::string_view password, 
     return isPadded || reading.refuse(RefusalId::wrongPassword, data);
 }
 
-/// RC2-CBC-Parameter ::= SEQUENCE { rc2ParameterVersion INTEGER OPTIONAL, iv OCTET STRING } (RFC 8018, appendix B.2.3).
+/// RC2-CBC-Parameter ::= SEQUENCE { rc2ParameterVersion INTEGER OPTIONAL, iv OCTET STRING } (RFC 8018,
+/// appendix B.2.3).
 bool readRc2Params(Reading& reading, Fields& to, asn1::blob content) {
     Level fields(reading, content);
     unsigned version = 0;

@@ -39,7 +39,8 @@ HashID hashOfHmac(asn1::blob oid) {
 
 } // namespace
 
-/// PBMAC1-params ::= SEQUENCE { keyDerivationFunc AlgorithmIdentifier, messageAuthScheme AlgorithmIdentifier }
+/// PBMAC1-params ::= SEQUENCE { keyDerivationFunc AlgorithmIdentifier, messageAuthScheme AlgorithmIdentifier
+/// }
 bool detail::read(Reading& reading, asn1::blob params, Pbmac1& to) {
     Reading::Step const step(reading, "PBMAC1");
     constexpr PasswordSchemes everyFunction{.all = true, .rc2 = nullptr};

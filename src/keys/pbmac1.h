@@ -14,8 +14,8 @@ struct Pbmac1 {
     HashID hash = HashID::none; ///< Under HMAC.
 };
 
-/// Reads PBMAC1-params, the whole encoding, and refuses what is not supported. The length of the key must be there (RFC
-/// 9579, section 4).
+/// Reads PBMAC1-params, the whole encoding, and refuses what is not supported. The length of the key must be
+/// there (RFC 9579, section 4).
 bool read(Reading& reading, asn1::blob params, Pbmac1& to);
 
 /// The MAC of `data`; empty where the key cannot be derived.

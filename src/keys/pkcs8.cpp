@@ -45,7 +45,8 @@ std::unique_ptr<Key> readKey(Reading& reading, asn1::blob oid, asn1::blob params
     return nullptr;
 }
 
-/// Reads the public key within the content of a BIT STRING. A key is whole octets: no bit of the last one is unused.
+/// Reads the public key within the content of a BIT STRING. A key is whole octets: no bit of the last one is
+/// unused.
 std::unique_ptr<PublicKey> readPublicBits(Reading& reading, asn1::blob oid, asn1::blob params,
                                           asn1::blob bits) {
     // An unknown algorithm says more than the form of its key.

@@ -1,5 +1,5 @@
-/// The readers of keys and of encrypted keys, which say why they refuse something. Each leaves its result unchanged
-/// where it does, unless it says otherwise.
+/// The readers of keys and of encrypted keys, which say why they refuse something. Each leaves its result
+/// unchanged where it does, unless it says otherwise.
 #pragma once
 
 #include "sealkit/keys.h"
@@ -41,9 +41,9 @@ struct EncryptedKeyFields {
 };
 bool takeEncryptedKey(Reading& reading, asn1::blob der, EncryptedKeyFields* fields);
 
-/// Decrypts an EncryptedPrivateKeyInfo, and has `readKey` read the OneAsymmetricKey within. Without a password it is
-/// refused, as `RefusalId::passwordRequired` unless no password decrypts it. What `readKey` refuses and has not the shape of
-/// a key is `RefusalId::wrongPassword`.
+/// Decrypts an EncryptedPrivateKeyInfo, and has `readKey` read the OneAsymmetricKey within. Without a
+/// password it is refused, as `RefusalId::passwordRequired` unless no password decrypts it. What `readKey`
+/// refuses and has not the shape of a key is `RefusalId::wrongPassword`.
 bool readEncryptedKey(Reading& reading, asn1::blob der, std::optional<std::string_view> password,
                       std::function<bool(asn1::blob)> const& readKey, PasswordSchemes const& schemes = {});
 
@@ -58,8 +58,8 @@ std::unique_ptr<PrivateKey> readEncryptedPrivateKey(Reading& reading, asn1::blob
 /// Whether `data` can be decrypted as PBES2-params say, apart from the password.
 bool checkPbes2(Reading& reading, asn1::blob params, asn1::blob data, PasswordSchemes const& schemes);
 
-/// How PBES2-params encrypt, and whether `data` can be decrypted apart from the password. Null for no data. Returns what
-/// deriving the key costs, in iterations.
+/// How PBES2-params encrypt, and whether `data` can be decrypted apart from the password. Null for no data.
+/// Returns what deriving the key costs, in iterations.
 std::uint64_t describePbes2(Reading& reading, asn1::blob params, asn1::blob const* data,
                             PasswordSchemes const& schemes, KeyEncryption* to);
 

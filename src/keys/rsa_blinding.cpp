@@ -12,7 +12,8 @@ using std::uint64_t;
 
 constexpr unsigned wordBits = 64;
 
-/// All of ten numbers in a row share a factor with n once in many lives, unless n is tiny or the source is stuck.
+/// All of ten numbers in a row share a factor with n once in many lives, unless n is tiny or the source is
+/// stuck.
 constexpr unsigned maxPairs = 128;
 
 /// 1 where a is below b, without a branch.
@@ -45,8 +46,8 @@ uint64_t remainder(Digit const* x, size_t count, uint64_t m) {
     return rest;
 }
 
-/// The inverse of a modulo an odd m, if their gcd is 1, by the binary algorithm in a fixed number of steps: each takes a
-/// bit off u or v.
+/// The inverse of a modulo an odd m, if their gcd is 1, by the binary algorithm in a fixed number of steps:
+/// each takes a bit off u or v.
 uint64_t invert(uint64_t a, uint64_t m, uint64_t* gcd) {
     uint64_t u = a, v = m, x = 1, y = 0; // x * a = u and y * a = v mod m
     auto const swapIf = [](uint64_t mask, uint64_t& left, uint64_t& right) {

@@ -1,5 +1,6 @@
-/// Blinding of RSA's private operations (P. Kocher, "Timing attacks on implementations of Diffie-Hellman, RSA, DSS, and
-/// other systems", CRYPTO 1996): x * r^e is raised in place of x, and what comes out is x^d * r.
+/// Blinding of RSA's private operations (P. Kocher, "Timing attacks on implementations of Diffie-Hellman,
+/// RSA, DSS, and other systems", CRYPTO 1996): x * r^e is raised in place of x, and what comes out is x^d *
+/// r.
 #pragma once
 
 #include "bignum/quiet_modulus.h"
@@ -11,8 +12,8 @@ namespace detail {
 
 /// A random number of 64 bits and how to divide by it modulo n. It is drawn for one operation.
 ///
-/// A number of two digits blinds as well as one of the modulus' length, since nobody can try 2^63 of them, and its
-/// inverse takes words alone.
+/// A number of two digits blinds as well as one of the modulus' length, since nobody can try 2^63 of them,
+/// and its inverse takes words alone.
 class RsaBlinding {
 public:
     /// Draws a number that is coprime to n. Returns false if `rng` fails or gives no such number.

@@ -14,11 +14,11 @@ constexpr unsigned encryptionOverhead = 11;
 /// when the key is not usable, and when `rng` fails or what it gives is not random.
 std::vector<unsigned char> encryptPkcs1(RsaPublicKey const& key, asn1::blob message, Rng const& rng);
 
-/// False when `encrypted` is not exactly as long as the modulus, or shorter than `encryptionOverhead`, when it
-/// is not below the modulus, when the members of the key are inconsistent, and when the block is malformed;
-/// `message` is unchanged then. Who learns that a block was refused can have others decrypted
-/// (D. Bleichenbacher, "Chosen ciphertext attacks against protocols based on the RSA encryption standard
-/// PKCS #1", CRYPTO 1998): the answer must not reach a stranger, over and over.
+/// False when `encrypted` is not exactly as long as the modulus, or shorter than `encryptionOverhead`, when
+/// it is not below the modulus, when the members of the key are inconsistent, and when the block is
+/// malformed; `message` is unchanged then. Who learns that a block was refused can have others decrypted (D.
+/// Bleichenbacher, "Chosen ciphertext attacks against protocols based on the RSA encryption standard PKCS
+/// #1", CRYPTO 1998): the answer must not reach a stranger, over and over.
 bool decryptPkcs1(RsaPrivateKey const& key, asn1::blob encrypted, std::vector<unsigned char>& message);
 
 } // namespace detail

@@ -22,8 +22,8 @@ using detail::maxModulusBits;
 using detail::Level;
 using detail::Reading;
 
-/// Reads an INTEGER that is not negative and has at most `maxBits` bits, so that a number of a megabyte is refused
-/// before it is one.
+/// Reads an INTEGER that is not negative and has at most `maxBits` bits, so that a number of a megabyte is
+/// refused before it is one.
 bool readNumber(Level& level, unsigned maxBits, BigNum* number, char const* name) {
     asn1::blob content;
     if (!detail::takeInteger(level, &content, name))

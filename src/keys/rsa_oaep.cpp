@@ -47,7 +47,8 @@ unsigned isZero(unsigned differing) {
     return ((differing | (0U - differing)) >> (8 * sizeof differing - 1)) ^ 1;
 }
 
-/// Where the message begins in the unmasked data; 0 when the block is malformed. It takes the same steps in any case.
+/// Where the message begins in the unmasked data; 0 when the block is malformed. It takes the same steps in
+/// any case.
 size_t findMessage(unsigned first, asn1::blob data, asn1::blob emptyDigest) {
     unsigned bad = first;
     for (size_t i = 0; i < emptyDigest.size(); i++)

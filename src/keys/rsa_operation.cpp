@@ -84,8 +84,8 @@ struct Blinded {
         return true;
     }
 
-    /// r = x^d mod n by the Chinese remainder theorem (RFC 8017, section 5.1.2, step 2.b). The result is wrong where
-    /// the members are inconsistent; false where they cannot be computed with.
+    /// r = x^d mod n by the Chinese remainder theorem (RFC 8017, section 5.1.2, step 2.b). The result is
+    /// wrong where the members are inconsistent; false where they cannot be computed with.
     bool raiseByPrimes(QuietModulus const& n, Digit* r, Digit const* x) const {
         if (!isConsistent(isOddAboveOneQuietly(key.p) & isOddAboveOneQuietly(key.q)))
             return false;
@@ -116,8 +116,9 @@ struct Blinded {
     }
 };
 
-/// Whether `power` has `x` for its `publicPower`. One that is wrong modulo one prime alone gives the primes away
-/// (D. Boneh, R. DeMillo, R. Lipton, "On the importance of checking cryptographic protocols for faults", EUROCRYPT 1997).
+/// Whether `power` has `x` for its `publicPower`. One that is wrong modulo one prime alone gives the primes
+/// away (D. Boneh, R. DeMillo, R. Lipton, "On the importance of checking cryptographic protocols for faults",
+/// EUROCRYPT 1997).
 bool isConfirmed(RsaPublicKey const& key, QuietModulus& n, Digit const* power, Digit const* x) {
     SecretDigits entered(n.width()), raised(n.width());
     n.enter(entered.data(), power, n.width());
@@ -150,7 +151,8 @@ std::vector<unsigned char> publicPower(RsaPublicKey const& key, asn1::blob x) {
     Digit* const entered = plain + k;
     Digit* const power = entered + k;
     std::copy(number.digits.begin(), number.digits.end(), plain);
-    // A division is the fast way into Montgomery form. It tells something of x, which is secret in encryption alone.
+    // A division is the fast way into Montgomery form. It tells something of x, which is secret in encryption
+    // alone.
     number.digits.reserve(2 * k + 4);
     number.shiftLeftByDigits(k);
     div(number, key.n, nullptr, &number);

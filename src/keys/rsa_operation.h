@@ -21,14 +21,15 @@ bool isUsable(RsaPublicKey const& key);
 /// In bytes.
 inline unsigned modulusLength(RsaPublicKey const& key) { return (key.n.bits() + 7) / 8; }
 
-/// x^e mod n as big-endian bytes, as many as the modulus has. `x` is a big-endian number of any length. Empty if the key
-/// is not usable or `x` is not below the modulus.
+/// x^e mod n as big-endian bytes, as many as the modulus has. `x` is a big-endian number of any length. Empty
+/// if the key is not usable or `x` is not below the modulus.
 std::vector<unsigned char> publicPower(RsaPublicKey const& key, asn1::blob x);
 
-/// x^d mod n: the block whose `publicPower` is `x`. It is computed with the primes where they are there and give it, with
-/// d otherwise; quiet, and blinded with numbers of `rng`. Empty if the key is not usable, if `x` is not below the
-/// modulus, if the members are inconsistent, whichever of them is wrong, and if `rng` fails: a result that the public
-/// numbers do not confirm never leaves. The caller wipes a result that is secret.
+/// x^d mod n: the block whose `publicPower` is `x`. It is computed with the primes where they are there and
+/// give it, with d otherwise; quiet, and blinded with numbers of `rng`. Empty if the key is not usable, if
+/// `x` is not below the modulus, if the members are inconsistent, whichever of them is wrong, and if `rng`
+/// fails: a result that the public numbers do not confirm never leaves. The caller wipes a result that is
+/// secret.
 std::vector<unsigned char> privatePower(RsaPrivateKey const& key, asn1::blob x,
                                         Rng const& rng = getDefaultRng());
 

@@ -17,7 +17,8 @@ namespace tag = detail::tag;
 /// A signature block begins with 00 01 and at least eight FF (RFC 8017, section 9.2, step 3).
 constexpr size_t minPaddingBytes = 8;
 
-/// The bits of F4, 65537, the least public exponent under which a signature cannot be made of bytes that nobody looks at.
+/// The bits of F4, 65537, the least public exponent under which a signature cannot be made of bytes that
+/// nobody looks at.
 constexpr unsigned leastForgivingBits = 17;
 
 /// What stands behind the padding of a decrypted signature block, which must be 00, 01, at least

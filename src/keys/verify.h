@@ -18,17 +18,19 @@ bool verifyHashed(Reading& reading, PublicKey const& key, HashID hash, asn1::blo
 bool verifyMessage(Reading& reading, PublicKey const& key, HashID hash, asn1::blob message,
                    asn1::blob signature);
 
-/// The parameters of an RSASSA-PSS signature with which it is verified: MGF1 over the same hash, and a trailer of 1.
+/// The parameters of an RSASSA-PSS signature with which it is verified: MGF1 over the same hash, and a
+/// trailer of 1.
 struct PssParameters {
     HashID hash = HashID::none; ///< SHA-256, SHA-384 or SHA-512.
     size_t saltLength = 0;
 };
 
-/// Reads RSASSA-PSS-params (RFC 8017, appendix A.2.3), a whole SEQUENCE. Refuses other hashes, masks and trailers.
+/// Reads RSASSA-PSS-params (RFC 8017, appendix A.2.3), a whole SEQUENCE. Refuses other hashes, masks and
+/// trailers.
 bool readPssParameters(Reading& reading, asn1::blob parameters, PssParameters* to);
 
-/// Whether `signature` is the RSASSA-PSS signature of `digest`, which was made with the hash of `parameters` (RFC 8017,
-/// section 8.1.2).
+/// Whether `signature` is the RSASSA-PSS signature of `digest`, which was made with the hash of `parameters`
+/// (RFC 8017, section 8.1.2).
 bool verifyPss(Reading& reading, RsaPublicKey const& key, PssParameters const& parameters, asn1::blob digest,
                asn1::blob signature);
 

@@ -314,7 +314,8 @@ bool addPublic(Writer& to, PublicKey const& key) {
     return true;
 }
 
-/// The public key as it is after a reader has checked it, with the point of an EC key; null if it is malformed.
+/// The public key as it is after a reader has checked it, with the point of an EC key; null if it is
+/// malformed.
 std::unique_ptr<PublicKey> checkedPublic(PublicKey const& key) {
     return parsePkcs8PublicKey(encodePkcs8PublicKey(key), nullptr);
 }

@@ -66,8 +66,8 @@ void appendUtf8(WipedBytes& to, unsigned point) {
     }
 }
 
-/// UTF-16 as UTF-8 (RFC 2781, section 2.2). An unpaired surrogate becomes U+FFFD, and the half of a unit at the end is
-/// ignored: text around PEM decides nothing.
+/// UTF-16 as UTF-8 (RFC 2781, section 2.2). An unpaired surrogate becomes U+FFFD, and the half of a unit at
+/// the end is ignored: text around PEM decides nothing.
 WipedBytes fromUtf16(asn1::blob bytes) {
     constexpr unsigned mark = 0xFEFF, replacement = 0xFFFD;
     bool const isLittle = bytes[0] == 0xFF || (bytes[0] != 0xFE && bytes[1] == 0);
@@ -157,8 +157,8 @@ private:
         append(plain, inner);
     }
 
-    /// Whether a line has a colon or continues one behind a blank (RFC 1421, section 4.6; RFC 822, section 3.1.1). Ends the
-    /// headers if not.
+    /// Whether a line has a colon or continues one behind a blank (RFC 1421, section 4.6; RFC 822, section
+    /// 3.1.1). Ends the headers if not.
     bool isHeader(std::string_view inner, size_t indent) {
         bool const continues = wasHeader && indent > blockIndent && !inner.empty();
         bool const isFirst = !wasHeader;
@@ -180,7 +180,8 @@ private:
     bool wasHeader = false;
 };
 
-/// Whether a text with PEM has the form of the loaders already, as far as that shows in its frames: nearly every file does.
+/// Whether a text with PEM has the form of the loaders already, as far as that shows in its frames: nearly
+/// every file does.
 bool isPlainPem(std::string_view text) {
     for (size_t at = text.find('\r'); at != std::string_view::npos; at = text.find('\r', at + 2))
         if (text.substr(at, 2) != "\r\n")

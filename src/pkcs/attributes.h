@@ -18,7 +18,8 @@ inline bool readAttribute(Reading& reading, asn1::blob content, Attribute* to) {
            finish(fields);
 }
 
-/// Calls `readValues` for each attribute of a SET's content until one is refused. `what` names one in refusals.
+/// Calls `readValues` for each attribute of a SET's content until one is refused. `what` names one in
+/// refusals.
 template <typename Read>
 bool readAttributes(Reading& reading, asn1::blob set, char const* what, Read readValues) {
     Level elements(reading, set);

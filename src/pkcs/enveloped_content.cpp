@@ -32,8 +32,8 @@ bool refuseIv(Reading& reading, asn1::blob iv, size_t expected) {
         {{"expected IV", std::to_string(expected) + " bytes"}, {"found", std::to_string(iv.size())}});
 }
 
-/// Whether the content can be decrypted with the right key, of which nothing is known here: neither the answer nor
-/// the time depends on one.
+/// Whether the content can be decrypted with the right key, of which nothing is known here: neither the
+/// answer nor the time depends on one.
 bool checkCbc(Reading& reading, PKCS7EncryptedContentInfo const& info, ContentCipher const& cipher,
               asn1::blob* iv) {
     if (!detail::readOnly(reading, info.contentEncryptionAlgorithm.params, tag::octetString, iv, "IV"))
@@ -80,7 +80,8 @@ constexpr GcmCipher gcmCiphers[] = {
 constexpr size_t gcmNonceSize = 12;
 constexpr unsigned defaultGcmTagSize = 12;
 
-/// GCMParameters ::= SEQUENCE { aes-nonce OCTET STRING, aes-ICVlen INTEGER (12..16) DEFAULT 12 } (RFC 5084, section 3.2)
+/// GCMParameters ::= SEQUENCE { aes-nonce OCTET STRING, aes-ICVlen INTEGER (12..16) DEFAULT 12 } (RFC 5084,
+/// section 3.2)
 bool checkGcm(Reading& reading, EnvelopedMessage const& message, asn1::blob* nonce) {
     asn1::blob content;
     unsigned tagSize = defaultGcmTagSize;

@@ -19,8 +19,9 @@ struct EncryptedContent {
     EnvelopedMessage const* message = nullptr;
 };
 
-/// Decrypts a content. An empty key, and one of another size, decrypt nothing, but take as long. What is refused beside
-/// `RefusalId::undecryptable` follows from the message alone. What `out` held must be wiped already.
+/// Decrypts a content. An empty key, and one of another size, decrypt nothing, but take as long. What is
+/// refused beside `RefusalId::undecryptable` follows from the message alone. What `out` held must be wiped
+/// already.
 bool decryptContent(Reading& reading, EncryptedContent const& content, asn1::blob key,
                     std::vector<unsigned char>& out);
 
@@ -28,8 +29,9 @@ bool decryptContent(Reading& reading, EncryptedContent const& content, asn1::blo
 bool encryptCbc(PKCS7EncryptedContentInfo& to, CipherID cipher, unsigned keySize, asn1::blob content,
                 Rng const& rng, SecretBytes& key);
 
-/// Makes a key for AES-GCM, and encrypts a content under it: sets `encryptedContentInfo` and `mac`. False for keys of another
-/// size, and for contents that are too large. The attributes are authenticated as they stand in the message.
+/// Makes a key for AES-GCM, and encrypts a content under it: sets `encryptedContentInfo` and `mac`. False for
+/// keys of another size, and for contents that are too large. The attributes are authenticated as they stand
+/// in the message.
 bool encryptGcm(EnvelopedMessage& to, unsigned keySize, asn1::blob content, Rng const& rng, SecretBytes& key);
 
 } // namespace detail

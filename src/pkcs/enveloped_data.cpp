@@ -155,8 +155,8 @@ bool decryptFor(Reading& reading, PKCS7KeyTransRecipientInfo const& recipient, P
         reading.note("ktri: key decrypt failed");
     else if (detail::findContentCipher(cipher) == nullptr)
         reading.note("EncryptedContentInfo: unimplemented algorithm: <" + oid2name(cipher) + ">");
-    // Without a key, too: neither the answer nor how long it takes tells whether the block was good (RFC 3218,
-    // section 2.3.2).
+    // Without a key, too: neither the answer nor how long it takes tells whether the block was good (RFC
+    // 3218, section 2.3.2).
     return detail::decryptContent(reading, {info}, contentKey, out);
 }
 

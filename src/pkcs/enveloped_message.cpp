@@ -32,8 +32,8 @@ bool isVersion(unsigned version, EnvelopeForms forms, bool isAuthenticated) {
     return version == 0 || version == 2 || (forms == EnvelopeForms::all && (version == 3 || version == 4));
 }
 
-/// Other versions come from recipients of other kinds (RFC 5652, section 6.1): refuses such a recipient, where a reason is
-/// asked for.
+/// Other versions come from recipients of other kinds (RFC 5652, section 6.1): refuses such a recipient,
+/// where a reason is asked for.
 void refuseRecipients(Level& fields) {
     if (!fields.reading.wantsReason())
         return;
@@ -64,8 +64,8 @@ bool takeVersion(Level& fields, EnvelopeForms forms, EnvelopedMessage& to) {
                           {{"expected", expected}, {"found", detail::numberText(number)}});
 }
 
-/// Takes the whole of a field that may be absent, where it stands and the version has it. `next` is what is required in its
-/// place otherwise.
+/// Takes the whole of a field that may be absent, where it stands and the version has it. `next` is what is
+/// required in its place otherwise.
 bool takeOptional(Level& fields, unsigned optional, bool isAllowed, unsigned next,
                   std::vector<unsigned char>* to) {
     asn1::blob element;

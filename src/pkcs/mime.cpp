@@ -49,8 +49,8 @@ public:
         return !to->empty();
     }
 
-    /// A token, or a string in quotes. Characters that no token may hold are taken as well, up to a semicolon or blank:
-    /// boundaries with "=" are often written without quotes.
+    /// A token, or a string in quotes. Characters that no token may hold are taken as well, up to a semicolon
+    /// or blank: boundaries with "=" are often written without quotes.
     bool takeValue(std::string* to) {
         skipSpace();
         to->clear();

@@ -27,8 +27,8 @@ struct Entity {
     std::string_view body;
 };
 
-/// Takes the headers off; a blank line, or the end of the text, ends them. Refuses a line that is no header field and a
-/// malformed Content-Type.
+/// Takes the headers off; a blank line, or the end of the text, ends them. Refuses a line that is no header
+/// field and a malformed Content-Type.
 bool read(Reading& reading, std::string_view text, Entity* to);
 
 /// The body without its transfer encoding. Refuses an unknown one, and malformed base64.

@@ -66,7 +66,8 @@ bool readAttributes(Reading& reading, asn1::blob set, PKCS12Attributes& to) {
     return true;
 }
 
-/// EncryptedPrivateKeyInfo ::= SEQUENCE { encryptionAlgorithm AlgorithmIdentifier, encryptedData OCTET STRING }
+/// EncryptedPrivateKeyInfo ::= SEQUENCE { encryptionAlgorithm AlgorithmIdentifier, encryptedData OCTET STRING
+/// }
 bool readEncryptedKey(Reading& reading, asn1::blob value, PKCS12Bag& to) {
     Reading::Step const step(reading, "encrypted key");
     asn1::blob content, algorithm, encrypted;

@@ -32,8 +32,8 @@ struct PKCS12Content {
     PKCS12Place place;
 };
 
-/// Reads a SafeContents, the whole element, and appends its bags, those of bags in bags included. When it is refused,
-/// bags may have been appended.
+/// Reads a SafeContents, the whole element, and appends its bags, those of bags in bags included. When it is
+/// refused, bags may have been appended.
 bool readSafeContents(PKCS12Reading& file, asn1::blob safeContents, PKCS12Content& to);
 
 /// Reads a CertBag, the whole element. A certificate that is not X.509 is ignored, and `*certificate` null.

@@ -92,15 +92,16 @@ void locate(Refusal& refusal, detail::PKCS12Place const& place) {
         refusal.offset = place.offset;
 }
 
-/// An attempt to decrypt a file with a password in one form. `iterations` are those that are known to be needed.
+/// An attempt to decrypt a file with a password in one form. `iterations` are those that are known to be
+/// needed.
 class Decryption {
 public:
     Decryption(PKCS12Reading& reader, std::string_view utf8, asn1::blob bmp, bool macIsRight,
                std::uint64_t known)
         : file(reader), password(utf8), bmpPassword(bmp), hasMac(macIsRight), iterations(known) {}
 
-    /// Decrypts all that is under the password. Of a file that is read partially, all that can be: false then if the
-    /// attempt failed as a whole.
+    /// Decrypts all that is under the password. Of a file that is read partially, all that can be: false then
+    /// if the attempt failed as a whole.
     bool decryptAll(std::vector<PKCS12Content>& contents,
                     std::vector<PKCS7EncryptedData> const& encryptedData) {
         bool wasDecrypted = false; // Any part, before.
@@ -201,8 +202,8 @@ private:
                (!detail::takesBmpPassword(scheme.oid) && fail());
     }
 
-    /// Refuses what was decrypted under a wrong password and had the right padding by chance. The stated entry points
-    /// do not tell it from malformed contents, and let their reader refuse it.
+    /// Refuses what was decrypted under a wrong password and had the right padding by chance. The stated
+    /// entry points do not tell it from malformed contents, and let their reader refuse it.
     bool checkShape(asn1::blob plain) {
         Reading& reading = file.reading;
         if (!reading.wantsReason())
@@ -337,7 +338,8 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
     return false;
 }
 
-/// Reads the parameters of PBMAC1 where that is supported, and refuses other MACs that are not one over a hash.
+/// Reads the parameters of PBMAC1 where that is supported, and refuses other MACs that are not one over a
+/// hash.
 bool PKCS12PFX::readMacScheme(PKCS12Reading& file, std::optional<detail::Pbmac1>& pbmac1) const {
     if (mac.empty() || getHashID(macAlgorithm.oid) != HashID::none)
         return true;

@@ -17,8 +17,8 @@ struct PKCS12Mac {
 /// Reads a MacData, the whole element.
 bool read(Reading& reading, asn1::blob macData, PKCS12Mac& to);
 
-/// HMAC over `data` under a key from the password, which is in the form that `pkcs12_kdf` takes. Empty when `hash` is
-/// none that it takes.
+/// HMAC over `data` under a key from the password, which is in the form that `pkcs12_kdf` takes. Empty for a
+/// `hash` that it does not take.
 std::vector<unsigned char> pkcs12Mac(HashID hash, asn1::blob password, asn1::blob salt, unsigned iterations,
                                      asn1::blob data);
 

@@ -24,8 +24,8 @@ using detail::Reading;
 
 namespace {
 
-/// Takes the identifier and length octets of an element, and `sizeLimit` octets of content at most. The content may
-/// be cut short.
+/// Takes the identifier and length octets of an element, and `sizeLimit` octets of content at most. The
+/// content may be cut short.
 bool takeStart(asn1::blob& rest, unsigned expected, size_t sizeLimit) {
     if (rest.size() < 2 || rest.pop_front() != expected)
         return false;
@@ -243,7 +243,8 @@ bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo) {
     return true;
 }
 
-/// Reads a content of the AuthenticatedSafe. What is refused is not among `encryptedData` and `envelopedData`.
+/// Reads a content of the AuthenticatedSafe. What is refused is not among `encryptedData` and
+/// `envelopedData`.
 bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo, PKCS12Content& content) {
     Reading& reading = file.reading;
     asn1::blob type, value, octets;

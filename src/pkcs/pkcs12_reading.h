@@ -27,8 +27,8 @@ public:
           isPartial(options.partial),
           schemes(options.schemes) {}
 
-    /// Sets the refusal of a part aside, if the file is read partially, so that the rest can be read. False if the
-    /// whole is to be refused.
+    /// Sets the refusal of a part aside, if the file is read partially, so that the rest can be read. False
+    /// if the whole is to be refused.
     bool setAside(std::vector<Refusal>& refusals) {
         if (!isPartial || refusals.size() >= pkcs12MaxUnreadable)
             return false;

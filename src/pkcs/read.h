@@ -1,4 +1,5 @@
-/// The readers of messages, which tell why they refuse. The public functions of the same forms are these readers.
+/// The readers of messages, which tell why they refuse. The public functions of the same forms are these
+/// readers.
 ///
 /// Signers hold counter-signatures, and those may be whole messages with signers: both are read with a depth.
 #pragma once
@@ -10,8 +11,8 @@
 
 namespace detail {
 
-/// How deep counter-signatures, and bags in bags, are followed. Each level costs a few frames of the stack and a copy
-/// of its bytes.
+/// How deep counter-signatures, and bags in bags, are followed. Each level costs a few frames of the stack
+/// and a copy of its bytes.
 inline constexpr unsigned maxNesting = 16;
 
 /// A ContentInfo of SignedData, or a bare SignedData, nested `depth` deep. The object must be new.
@@ -42,12 +43,12 @@ bool readDigestAlgorithm(Reading& reading, asn1::blob element, HashID* hash);
 /// Writes the digest algorithm of a signer.
 void saveDigestAlgorithm(PKCS7SignerInfo const& signer, DerEncoder& to);
 
-/// Reads the content of an AlgorithmIdentifier as `parse` does, but for parameters that are absent: those stay so,
-/// and are not written.
+/// Reads the content of an AlgorithmIdentifier as `parse` does, but for parameters that are absent: those
+/// stay so, and are not written.
 bool readPlainAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to);
 
-/// Whether `der` may be a message of this kind. Refuses an object of another kind, which it names, where a reason is
-/// asked for; other faults are left to the reader of the kind.
+/// Whether `der` may be a message of this kind. Refuses an object of another kind, which it names, where a
+/// reason is asked for; other faults are left to the reader of the kind.
 bool checkKind(Reading& reading, asn1::blob der, MessageKind expected);
 
 /// Refuses the element that the level stands on, in place of which an OCTET STRING is required. Always false.

@@ -43,8 +43,8 @@ constexpr KeyWrap keyWraps[] = {
 };
 constexpr KeyWrap const& writtenWrap = keyWraps[2];
 
-/// How a key-encryption key comes from an agreed secret (RFC 5753, section 7.1.4; RFC 8418, section 2). On the named
-/// curves, whose cofactor is 1, both kinds of Diffie-Hellman are the same.
+/// How a key-encryption key comes from an agreed secret (RFC 5753, section 7.1.4; RFC 8418, section 2). On
+/// the named curves, whose cofactor is 1, both kinds of Diffie-Hellman are the same.
 struct AgreementScheme {
     asn1::blob oid;
     HashID hash;
@@ -75,8 +75,8 @@ bool isNullOrAbsent(asn1::blob params) {
     return params.empty() || params == asn1::blob(null);
 }
 
-/// The key wrap that an AlgorithmIdentifier's parameters name, which are an AlgorithmIdentifier again. Null where it is
-/// refused.
+/// The key wrap that an AlgorithmIdentifier's parameters name, which are an AlgorithmIdentifier again. Null
+/// where it is refused.
 KeyWrap const* readKeyWrap(Reading& reading, asn1::blob algorithm, asn1::blob params) {
     KeyWrap const* const wrap = findRow(keyWraps, algorithm);
     if (wrap == nullptr)
@@ -98,8 +98,9 @@ void unwrap(asn1::blob keyEncryptionKey, asn1::blob wrapped, SecretBytes& conten
         contentKey.value.clear();
 }
 
-/// ECC-CMS-SharedInfo ::= SEQUENCE { keyInfo AlgorithmIdentifier, entityUInfo [0] EXPLICIT OCTET STRING OPTIONAL,
-/// suppPubInfo [2] EXPLICIT OCTET STRING } (RFC 5753, section 7.2). `keyInfo` is the whole AlgorithmIdentifier.
+/// ECC-CMS-SharedInfo ::= SEQUENCE { keyInfo AlgorithmIdentifier, entityUInfo [0] EXPLICIT OCTET STRING
+/// OPTIONAL, suppPubInfo [2] EXPLICIT OCTET STRING } (RFC 5753, section 7.2). `keyInfo` is the whole
+/// AlgorithmIdentifier.
 std::vector<unsigned char> encodeSharedInfo(KeyAgreement const& agreement, unsigned keySize) {
     unsigned char bits[4];
     detail::storeBigEndian<std::uint32_t>(bits, 8 * keySize);
@@ -269,7 +270,8 @@ bool agree(Reading& reading, PublicKey const& key, asn1::blob contentKey, Rng& r
     return wrapKey(wrappingKey.value, std::span(contentKey.data(), contentKey.size()), to.encryptedKey);
 }
 
-/// How a password wraps a content key: key derivation and cipher are named as PBES2 names them (RFC 3211, section 2.2).
+/// How a password wraps a content key: key derivation and cipher are named as PBES2 names them (RFC 3211,
+/// section 2.2).
 struct PasswordWrap {
     PBES2Params params;
     detail::ContentCipher const* cipher = nullptr;

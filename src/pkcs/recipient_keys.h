@@ -1,8 +1,9 @@
 /// Content keys of encrypted messages: encrypting them to recipients, and decrypting them.
 ///
-/// The functions that decrypt return false where the message, or the kind of the key, is refused, which depends on no secret.
-/// `contentKey` is left empty where the encrypted key does not decrypt: the content is then decrypted with another key, so
-/// that neither the answer nor how long it takes tells (RFC 3218, section 2.3.2).
+/// The functions that decrypt return false where the message, or the kind of the key, is refused, which
+/// depends on no secret. `contentKey` is left empty where the encrypted key does not decrypt: the content is
+/// then decrypted with another key, so that neither the answer nor how long it takes tells (RFC 3218, section
+/// 2.3.2).
 #pragma once
 
 #include "sealkit/enveloped.h"

@@ -116,8 +116,8 @@ bool takeEncryptedKey(Level& fields, EnvelopedRecipient& to) {
     return detail::finish(fields);
 }
 
-/// OriginatorIdentifierOrKey ::= CHOICE { IssuerAndSerialNumber, [0] SubjectKeyIdentifier, [1] OriginatorPublicKey }.
-/// The first two name a certificate, which nobody sends nowadays.
+/// OriginatorIdentifierOrKey ::= CHOICE { IssuerAndSerialNumber, [0] SubjectKeyIdentifier, [1]
+/// OriginatorPublicKey }. The first two name a certificate, which nobody sends nowadays.
 bool readOriginator(Reading& reading, asn1::blob content, KeyAgreement& to) {
     Level choice(reading, content);
     asn1::blob originator, bits;
@@ -154,8 +154,8 @@ bool takeAgreementName(Level& fields, EnvelopedRecipient& to) {
     return true;
 }
 
-/// KeyAgreeRecipientInfo ::= SEQUENCE { version 3, originator [0] EXPLICIT, ukm [1] EXPLICIT OCTET STRING OPTIONAL,
-/// keyEncryptionAlgorithm, recipientEncryptedKeys SEQUENCE OF SEQUENCE { rid, encryptedKey } }
+/// KeyAgreeRecipientInfo ::= SEQUENCE { version 3, originator [0] EXPLICIT, ukm [1] EXPLICIT OCTET STRING
+/// OPTIONAL, keyEncryptionAlgorithm, recipientEncryptedKeys SEQUENCE OF SEQUENCE { rid, encryptedKey } }
 bool readKeyAgreement(Reading& reading, asn1::blob content, Recipients& to) {
     Level fields(reading, content);
     asn1::blob originator, keys;
@@ -206,8 +206,8 @@ bool readSharedKey(Reading& reading, asn1::blob content, EnvelopedRecipient& to)
            takeEncryptedKey(fields, to);
 }
 
-/// PasswordRecipientInfo ::= SEQUENCE { version 0, keyDerivationAlgorithm [0] OPTIONAL, keyEncryptionAlgorithm,
-/// encryptedKey }
+/// PasswordRecipientInfo ::= SEQUENCE { version 0, keyDerivationAlgorithm [0] OPTIONAL,
+/// keyEncryptionAlgorithm, encryptedKey }
 bool readPassword(Reading& reading, asn1::blob content, EnvelopedRecipient& to) {
     Level fields(reading, content);
     if (!takeVersion(fields, 0))

@@ -1,4 +1,5 @@
-/// The readers of encrypted messages and of their recipients (RFC 5652, section 6), and the writer of the latter.
+/// The readers of encrypted messages and of their recipients (RFC 5652, section 6), and the writer of the
+/// latter.
 #pragma once
 
 #include "sealkit/enveloped.h"
@@ -12,8 +13,8 @@ namespace detail {
 /// Which messages are read: those of the stated entry points, whose recipients have RSA keys, or all.
 enum class EnvelopeForms : bool { stated, all };
 
-/// Reads the content of the SET of RecipientInfo in place of what `to` holds. Of the stated form, a recipient of another
-/// kind refuses the message, and a malformed one is left out. Of the other, `others` counts both.
+/// Reads the content of the SET of RecipientInfo in place of what `to` holds. Of the stated form, a recipient
+/// of another kind refuses the message, and a malformed one is left out. Of the other, `others` counts both.
 bool readRecipients(Reading& reading, asn1::blob set, EnvelopeForms forms,
                     std::vector<EnvelopedRecipient>& to, size_t& others);
 

@@ -46,8 +46,8 @@ bool readDigestAlgorithms(Reading& reading, asn1::blob set, std::vector<HashID>*
     return true;
 }
 
-/// EncapsulatedContentInfo ::= SEQUENCE { eContentType, eContent [0] EXPLICIT OPTIONAL }. RFC 2315 has any type
-/// there, RFC 5652 an OCTET STRING.
+/// EncapsulatedContentInfo ::= SEQUENCE { eContentType, eContent [0] EXPLICIT OPTIONAL }. RFC 2315 has any
+/// type there, RFC 5652 an OCTET STRING.
 bool readContent(Reading& reading, asn1::blob encapsulated, PKCS7SignedData& to) {
     Reading::Step const step(reading, "content");
     Level fields(reading, encapsulated);
@@ -68,8 +68,8 @@ bool readContent(Reading& reading, asn1::blob encapsulated, PKCS7SignedData& to)
     return true;
 }
 
-/// Certificates or CRLs; `what` names one in refusals. Those of other kinds than X.509 have other tags (RFC 5652,
-/// section 10.2).
+/// Certificates or CRLs; `what` names one in refusals. Those of other kinds than X.509 have other tags (RFC
+/// 5652, section 10.2).
 template <typename Object>
 bool readObjects(Reading& reading, asn1::blob set, char const* what,
                  std::vector<std::shared_ptr<Object>>* objects) {
@@ -88,7 +88,8 @@ bool readObjects(Reading& reading, asn1::blob set, char const* what,
     return true;
 }
 
-/// The same for the standard rules: what is of another kind or does not parse is left out, with the reason in `ignored`.
+/// The same for the standard rules: what is of another kind or does not parse is left out, with the reason in
+/// `ignored`.
 template <typename Object>
 bool readSomeObjects(Reading& reading, asn1::blob set, char const* what,
                      std::vector<std::shared_ptr<Object>>* objects, std::vector<Refusal>* ignored) {

@@ -125,8 +125,8 @@ bool readVersion(Level& fields) {
            reading.refuse(RefusalId::messageVersion, place, {{"expected", "1"}, {"found", number}});
 }
 
-/// SignerIdentifier ::= CHOICE { IssuerAndSerialNumber, subjectKeyIdentifier [0] }, of which the narrow form has the
-/// first: IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
+/// SignerIdentifier ::= CHOICE { IssuerAndSerialNumber, subjectKeyIdentifier [0] }, of which the narrow form
+/// has the first: IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
 bool readIdentity(Level& fields, PKCS7SignerInfo& to, PKCS7SignerForm* form) {
     asn1::blob content, name, serial;
     if (form != nullptr && fields.tag == tag::primitive(0)) {

@@ -51,7 +51,8 @@ Delimiter delimiterOf(std::string_view line, std::string_view boundary) {
     return line.find_first_not_of(" \t") == std::string_view::npos ? kind : Delimiter::none;
 }
 
-/// The parts of a multipart body, up to the delimiter that ends it. A part that is not ended is not among them.
+/// The parts of a multipart body, up to the delimiter that ends it. A part that is not ended is not among
+/// them.
 std::vector<std::string_view> splitParts(std::string_view body, std::string_view boundary, size_t maxParts) {
     std::vector<std::string_view> parts;
     char const* begin = nullptr;

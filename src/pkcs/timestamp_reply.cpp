@@ -112,7 +112,8 @@ std::string generalizedTime(TimePoint time) {
     return text;
 }
 
-/// Accuracy ::= SEQUENCE { seconds INTEGER, millis [0] INTEGER (1..999), micros [1] INTEGER (1..999) }, each OPTIONAL.
+/// Accuracy ::= SEQUENCE { seconds INTEGER, millis [0] INTEGER (1..999), micros [1] INTEGER (1..999) }, each
+/// OPTIONAL.
 void addAccuracy(DerEncoder& to, TimeStampAccuracy const& accuracy) {
     to.begin(tag::sequence);
     if (accuracy.seconds)
@@ -156,7 +157,8 @@ std::vector<unsigned char> encodeAttribute(asn1::blob type, asn1::blob value) {
     return to.begin(tag::sequence).addOid(type).begin(tag::set).addEncoded(value).end().end().take();
 }
 
-/// SigningCertificateV2 ::= SEQUENCE { certs SEQUENCE OF SEQUENCE { hashAlgorithm DEFAULT sha256, certHash OCTET STRING,
+/// SigningCertificateV2 ::= SEQUENCE { certs SEQUENCE OF SEQUENCE { hashAlgorithm DEFAULT sha256, certHash
+/// OCTET STRING,
 ///     issuerSerial SEQUENCE { issuer GeneralNames, serialNumber INTEGER } } } (RFC 5035, section 4)
 std::vector<unsigned char> encodeSigningCertificate(X509Certificate const& certificate) {
     DerEncoder to;

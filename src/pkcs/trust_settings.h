@@ -8,12 +8,12 @@
 
 namespace detail {
 
-/// Takes the block "TRUSTED CERTIFICATE" apart: the certificate, a view of `block`, and the settings behind it, which may be
-/// absent:
+/// Takes the block "TRUSTED CERTIFICATE" apart: the certificate, a view of `block`, and the settings behind
+/// it, which may be absent:
 ///
-/// X509_CERT_AUX ::= SEQUENCE { trust SEQUENCE OF OBJECT IDENTIFIER OPTIONAL, reject [0] IMPLICIT SEQUENCE OF OBJECT
-/// IDENTIFIER OPTIONAL, alias UTF8String OPTIONAL, keyid OCTET STRING OPTIONAL, other [1] IMPLICIT SEQUENCE OF
-/// AlgorithmIdentifier OPTIONAL }
+/// X509_CERT_AUX ::= SEQUENCE { trust SEQUENCE OF OBJECT IDENTIFIER OPTIONAL, reject [0] IMPLICIT SEQUENCE OF
+/// OBJECT IDENTIFIER OPTIONAL, alias UTF8String OPTIONAL, keyid OCTET STRING OPTIONAL, other [1] IMPLICIT
+/// SEQUENCE OF AlgorithmIdentifier OPTIONAL }
 bool splitTrusted(Reading& reading, asn1::blob block, asn1::blob* certificate,
                   std::optional<TrustSettings>* settings);
 

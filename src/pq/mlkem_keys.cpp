@@ -67,8 +67,8 @@ bool load(Reading& reading, asn1::blob value, Loaded to) {
     return true;
 }
 
-/// ML-KEM-768-PrivateKey ::= CHOICE { seed [0] OCTET STRING (64), expandedKey OCTET STRING (2400), both SEQUENCE { seed
-/// OCTET STRING, expandedKey OCTET STRING } } (RFC 9935, section 6)
+/// ML-KEM-768-PrivateKey ::= CHOICE { seed [0] OCTET STRING (64), expandedKey OCTET STRING (2400), both
+/// SEQUENCE { seed OCTET STRING, expandedKey OCTET STRING } } (RFC 9935, section 6)
 bool readChoice(Reading& reading, asn1::blob der, Loaded to) {
     Reading::Step const step(reading, "privateKey");
     unsigned const form = asn1::parser(der).tag;
@@ -178,7 +178,8 @@ bool readPublicDer(Reading& reading, asn1::blob der, Password password, std::vec
     }
 }
 
-/// Finds the first block that `wanted` says yes to, and reads its DER. Refuses text that has blocks, but none of those.
+/// Finds the first block that `wanted` says yes to, and reads its DER. Refuses text that has blocks, but none
+/// of those.
 template <typename Wanted, typename Read>
 bool readBlock(Reading& reading, PemReader& reader, char const* label, Wanted wanted, Read read) {
     PemBlock block;
@@ -203,7 +204,8 @@ bool isPublicLabel(std::string_view label) {
     return isPrivateLabel(label) || label == "PUBLIC KEY" || label == "CERTIFICATE";
 }
 
-/// Whether a text of `kind` is the raw bytes of a key by its length: PEM and containers may have the same one.
+/// Whether a text of `kind` is the raw bytes of a key by its length: PEM and containers may have the same
+/// one.
 bool isRaw(std::string_view text, InputKind kind, size_t size) {
     return text.size() == size && kind != InputKind::pem && kind != InputKind::privateKey &&
            kind != InputKind::encryptedPrivateKey && kind != InputKind::publicKey;

@@ -1,6 +1,7 @@
-// The entry points of mlkem-native. Declared here because its own header wants its configuration, which depends on
-// where it came from. Those that draw random bytes themselves are not used: they would call `randombytes` by its name,
-// which a program or another library may define. All give 0 for success; the lengths are those of `sealkit/mlkem.h`.
+// The entry points of mlkem-native. Declared here because its own header wants its configuration, which
+// depends on where it came from. Those that draw random bytes themselves are not used: they would call
+// `randombytes` by its name, which a program or another library may define. All give 0 for success; the
+// lengths are those of `sealkit/mlkem.h`.
 #pragma once
 
 #include <cstdint>

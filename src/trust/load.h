@@ -9,8 +9,9 @@
 
 namespace detail {
 
-/// `CertificateMemoryStore::loadFromDir`. `files` and `refusals` may be null; the refusals are those of files that hold
-/// neither a certificate nor a CRL that is wanted, and are filled in where diagnostics are silent; `forms` counts there.
+/// `CertificateMemoryStore::loadFromDir`. `files` and `refusals` may be null; the refusals are those of files
+/// that hold neither a certificate nor a CRL that is wanted, and are filled in where diagnostics are silent;
+/// `forms` counts there.
 bool loadFolder(CertificateMemoryStore& to, std::string_view dir, bool withCrls,
                 std::vector<LoadedFile>* files, Diagnostics diagnostics, std::vector<LoadRefusal>* refusals,
                 FormRules forms = FormRules::platform);

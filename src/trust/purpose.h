@@ -7,10 +7,10 @@ namespace detail {
 
 struct Purpose {
     PathPurpose id;
-    asn1::blob oid;   ///< Of the extended key usage, content octets.
-    char const* name; ///< As a dump names it.
-    unsigned
-        keyUsage; ///< Bits of `KeyUsage`; the leaf must have one of them, if it says (RFC 5280, section 4.2.1.12).
+    asn1::blob oid;    ///< Of the extended key usage, content octets.
+    char const* name;  ///< As a dump names it.
+    unsigned keyUsage; ///< Bits of `KeyUsage`; the leaf must have one of them, if it says (RFC 5280,
+                       ///< section 4.2.1.12).
 };
 
 /// Null for `any` and `byIdentity`.

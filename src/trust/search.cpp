@@ -100,7 +100,8 @@ public:
         return add(certificate, isTrusted, nextNumber);
     }
 
-    /// Takes the certificates of the store that bear the name into the pool: of many that it lists, a search needs few.
+    /// Takes the certificates of the store that bear the name into the pool: of many that it lists, a search
+    /// needs few.
     void takeListed(DistinguishedName const& subject) {
         if (listed != nullptr)
             for (size_t const position : detail::positionsNamed(*listed, subject))
@@ -129,8 +130,8 @@ public:
     PathVerdict find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& asked);
 
 private:
-    /// What a chain is decided under: what the pool trusts, the end of the chain before others of its name and key
-    /// identifier, and the CRLs that count for the chain.
+    /// What a chain is decided under: what the pool trusts, the end of the chain before others of its name
+    /// and key identifier, and the CRLs that count for the chain.
     class ChainStore : public CertificateStore {
     public:
         ChainStore(Pool& all, CertificateChain& decided) : pool(all), chain(decided) {
@@ -164,8 +165,9 @@ private:
             return nullptr;
         }
 
-        /// Whether a trusted certificate, or an issuer of the chain whose own signature is verified, has signed the
-        /// CRL. Other certificates may bear the name of a real issuer. Nothing if the work that is left does not suffice.
+        /// Whether a trusted certificate, or an issuer of the chain whose own signature is verified, has
+        /// signed the CRL. Other certificates may bear the name of a real issuer. Nothing if the work that is
+        /// left does not suffice.
         std::optional<bool> isVerified(Revocation const& revocation) const {
             bool isUndecided = false;
             auto const isSigner = [&](X509Certificate const* issuer) {
@@ -246,8 +248,8 @@ private:
         return checks.signatures.check(*subject.certificate, issuer.certificate->subjectPublicKeyInfo,
                                        forms) == PathCode::valid;
     }
-    /// Whether no issuer stands above. The flag says so of self-issued certificates without an authority key identifier as
-    /// well, and the standard rules follow a CA that changed its key by them.
+    /// Whether no issuer stands above. The flag says so of self-issued certificates without an authority key
+    /// identifier as well, and the standard rules follow a CA that changed its key by them.
     bool isEnd(Member const& member) {
         return member.certificate->selfSigned && (isByPlatform() || isSigned(member, member));
     }
@@ -295,8 +297,8 @@ private:
     CertificateChain crlSigners; ///< Candidates for the signers of CRLs, and for those above them.
 };
 
-/// Copies are told by looking their contents up: comparing each with each would take too long where many are almost the
-/// same.
+/// Copies are told by looking their contents up: comparing each with each would take too long where many are
+/// almost the same.
 Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certificate, size_t number) {
     Member** copy = nullptr;
     if (!certificate->tbs.empty()) {
@@ -315,8 +317,8 @@ Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certif
     return member;
 }
 
-/// Takes a leaf that was no candidate out of the pool, with what was worked out about it: the pool neither grows with
-/// each search nor answers by what was searched before.
+/// Takes a leaf that was no candidate out of the pool, with what was worked out about it: the pool neither
+/// grows with each search nor answers by what was searched before.
 void PathSearch::Pool::forget(std::shared_ptr<X509Certificate> const& leaf) {
     auto const place = known.find(leaf);
     Member* const member = place->second;
@@ -367,8 +369,8 @@ std::shared_ptr<X509Certificate> PathSearch::Pool::findTrusted(DistinguishedName
     return own->platformRefusal() == nullptr ? own : nullptr;
 }
 
-/// A store that does not list what it holds is asked by key identifier and by name alone: for the issuers, and for its
-/// own certificates where candidates stand.
+/// A store that does not list what it holds is asked by key identifier and by name alone: for the issuers,
+/// and for its own certificates where candidates stand.
 void PathSearch::Pool::askForIssuers(Member& subject) {
     if (listed != nullptr || std::exchange(subject.wasStoreAsked, true))
         return;
@@ -417,7 +419,8 @@ CrlStatus PathSearch::Pool::statusOf(Revocation const& revocation, ChainStore co
     return isAnyFit ? CrlStatus::badSignature : CrlStatus::unknownIssuer;
 }
 
-/// Whether the CRL revokes a certificate of the best chain, for which the platform's rules ask a newer one that does not.
+/// Whether the CRL revokes a certificate of the best chain, for which the platform's rules ask a newer one
+/// that does not.
 bool PathSearch::Pool::isSuperseded(X509Crl const& crl, ChainStore const& accepted) const {
     return crl.platformRefusal() == nullptr && std::ranges::any_of(best, [&](auto const& certificate) {
                if (!(crl.issuer == certificate->issuer) ||
@@ -515,7 +518,8 @@ bool PathSearch::Pool::extend(Way& way, Links links) {
     return false;
 }
 
-/// Validates the chain, and makes it the verdict if it is better than that so far. True when the search is over.
+/// Validates the chain, and makes it the verdict if it is better than that so far. True when the search is
+/// over.
 bool PathSearch::Pool::decide(Way const& way) {
     if (chainsLeft == 0) {
         limit = SearchLimit::chains;
@@ -648,8 +652,8 @@ void PathSearch::Pool::gatherCrls(CertificateChain const& chain) {
         crlSigners.push_back(member->certificate);
 }
 
-/// Validates a chain under the standard rules. What is trusted is the pool's certificate at its end. Nothing if the work
-/// that is left does not suffice.
+/// Validates a chain under the standard rules. What is trusted is the pool's certificate at its end. Nothing
+/// if the work that is left does not suffice.
 std::optional<detail::PathFinding> PathSearch::Pool::judge(CertificateChain const& chain,
                                                            detail::Texts texts) {
     CertificateMemoryStore anchors;
@@ -760,7 +764,8 @@ PathExplanation PathSearch::Pool::conclude(PathOptions const& asked, PathVerdict
     return std::move(finding.explanation);
 }
 
-/// Of a CRL that names an issuer of the chain the standard rules say more than the platform's: what they say stands.
+/// Of a CRL that names an issuer of the chain the standard rules say more than the platform's: what they say
+/// stands.
 void PathSearch::Pool::tellCrls(std::vector<CrlVerdict> const& found, PathVerdict& verdict) {
     std::map<std::shared_ptr<X509Crl>, CrlStatus> statuses, before;
     for (CrlVerdict const& one : verdict.crls)

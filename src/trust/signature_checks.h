@@ -14,7 +14,8 @@
 
 namespace detail {
 
-/// Which signatures are verified: those of `verifySignature`, or RSASSA-PSS as well, which the standard rules accept.
+/// Which signatures are verified: those of `verifySignature`, or RSASSA-PSS as well, which the standard rules
+/// accept.
 enum class SignatureForms : bool { stated, standard };
 
 /// Signatures that were verified, by object and key. Objects must outlive it and not change.
@@ -25,8 +26,9 @@ public:
     explicit SignatureChecks(Diagnostics lines, unsigned maxWork = unlimited)
         : isSilent(lines == Diagnostics::silent), workLeft(maxWork) {}
 
-    /// Verifies the signature of `object` under a DER SubjectPublicKeyInfo: `PathCode::valid`, `issuerKeyUnreadable`,
-    /// `algorithmMismatch` or `badSignature`. Nothing if the work that is left does not suffice.
+    /// Verifies the signature of `object` under a DER SubjectPublicKeyInfo: `PathCode::valid`,
+    /// `issuerKeyUnreadable`, `algorithmMismatch` or `badSignature`. Nothing if the work that is left does
+    /// not suffice.
     std::optional<PathCode> check(X509Base const& object, asn1::blob issuerKeyInfo,
                                   SignatureForms forms = SignatureForms::stated);
 

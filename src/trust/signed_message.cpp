@@ -1,5 +1,5 @@
-/// `PKCS7SignedData::verify`. It stands here and not beside the rest of its class, because it decides with stores and
-/// chains, on which messages do not depend.
+/// `PKCS7SignedData::verify`. It stands here and not beside the rest of its class, because it decides with
+/// stores and chains, on which messages do not depend.
 #include "sealkit/oid.h"
 
 #include "trust/signer_checks.h"

@@ -20,8 +20,8 @@ namespace {
 using detail::viewOf;
 using Id = MessageFindingId;
 
-/// The value of a signed attribute that must stand there once, with one value (RFC 5652, sections 5.3, 11.1 and 11.2).
-/// Empty when it does not.
+/// The value of a signed attribute that must stand there once, with one value (RFC 5652, sections 5.3, 11.1
+/// and 11.2). Empty when it does not.
 asn1::blob onlyValue(asn1::blob attributes, asn1::blob type, unsigned valueTag) {
     detail::Reading silent;
     asn1::blob value;
@@ -43,8 +43,8 @@ struct Algorithm {
     detail::PssParameters pss{};
 };
 
-/// Some signers name the kind of their key and leave the hash to the digest algorithm (RFC 3370, section 3.2), others name
-/// both.
+/// Some signers name the kind of their key and leave the hash to the digest algorithm (RFC 3370, section
+/// 3.2), others name both.
 Algorithm algorithmOf(PKCS7SignerInfo const& signer) {
     if (signer.form() == nullptr)
         return {Scheme::rsa, signer.digestAlgorithm};
@@ -91,8 +91,8 @@ bool verifyBytes(Algorithm const& algorithm, PublicKey const& key, asn1::blob by
                : verifyDigest(algorithm, key, calcDigest(algorithm.hash, bytes), signature);
 }
 
-/// Whether the bytes are the attributes that a signer of another message signed: with them as the content, its signature
-/// would be one of this message (RFC 5652, section 5.4).
+/// Whether the bytes are the attributes that a signer of another message signed: with them as the content,
+/// its signature would be one of this message (RFC 5652, section 5.4).
 bool areAttributes(asn1::blob bytes) {
     detail::Reading silent;
     asn1::blob attributes;

@@ -20,8 +20,8 @@ struct SignatureCheck {
     std::optional<MessageFindingId> wrong;
 };
 
-/// What several signers need is worked out once, so that the time does not grow with the product of signers and
-/// certificates, nor with that of signers and content.
+/// What several signers need is worked out once, so that the time does not grow with the product of signers
+/// and certificates, nor with that of signers and content.
 class SignerChecks {
 public:
     /// Everything that is passed must outlive the object.
@@ -32,8 +32,9 @@ public:
     /// Takes the content of the message, or `detachedContent` where the message has none.
     std::optional<MessageFindingId> setContent(asn1::blob detachedContent);
 
-    /// Whether the signer signed the content. Type and digest are those of the attributes that are signed, not those that
-    /// the members of the signer hold by now. The certificate is among all candidates, or a self-signed one of the store.
+    /// Whether the signer signed the content. Type and digest are those of the attributes that are signed,
+    /// not those that the members of the signer hold by now. The certificate is among all candidates, or a
+    /// self-signed one of the store.
     SignatureCheck check(PKCS7SignerInfo const& signer);
     /// Whether the counter-signer signed the signature (RFC 5652, section 11.4).
     SignatureCheck checkCounterSigner(PKCS7SignerInfo const& counterSigner, asn1::blob signature);

@@ -95,8 +95,8 @@ struct StoreIndex {
     }
 };
 
-/// The indexes of all stores by the stores' addresses. Nodes are never removed, so that reading takes no lock: one that
-/// lost its store serves another. Of a store that goes nobody reads.
+/// The indexes of all stores by the stores' addresses. Nodes are never removed, so that reading takes no
+/// lock: one that lost its store serves another. Of a store that goes nobody reads.
 class Registry {
 public:
     StoreIndex& findOrAdd(CertificateMemoryStore const& store) {

@@ -1,4 +1,5 @@
-// Look-ups in a `CertificateMemoryStore` of many objects. The store has no member for the index: its layout is settled.
+// Look-ups in a `CertificateMemoryStore` of many objects. The store has no member for the index: its layout
+// is settled.
 #pragma once
 
 #include "sealkit/store.h"
@@ -40,7 +41,8 @@ private:
 /// The number of objects up to which a store is read through.
 inline constexpr size_t maxUnindexed = 64;
 
-/// What `CertificateMemoryStore` looks for. Objects that only the standard rules support are not there for the platform's.
+/// What `CertificateMemoryStore` looks for. Objects that only the standard rules support are not there for
+/// the platform's.
 inline bool isMatch(X509Certificate const& certificate, DistinguishedName const& subject, asn1::blob keyId) {
     return (keyId.empty() || asn1::blob(certificate.subjectKeyId) == keyId) &&
            certificate.subject == subject && certificate.platformRefusal() == nullptr;
@@ -49,8 +51,9 @@ inline bool isMatch(X509Crl const& crl, DistinguishedName const& issuer) {
     return crl.issuer == issuer && crl.platformRefusal() == nullptr;
 }
 
-/// The first certificate of `store.certs`, or CRL of `store.crls`, that matches as `CertificateMemoryStore` says. For
-/// stores of more than `maxUnindexed`. Any number of threads may ask at once: a lock is taken where objects were appended.
+/// The first certificate of `store.certs`, or CRL of `store.crls`, that matches as `CertificateMemoryStore`
+/// says. For stores of more than `maxUnindexed`. Any number of threads may ask at once: a lock is taken where
+/// objects were appended.
 std::shared_ptr<X509Certificate> findByIndex(CertificateMemoryStore const& store,
                                              DistinguishedName const& subject, asn1::blob keyId);
 std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, DistinguishedName const& issuer);
@@ -58,8 +61,8 @@ std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, Distin
 /// The positions of every certificate of the store with this subject, in ascending order.
 std::vector<size_t> positionsNamed(CertificateMemoryStore const& store, DistinguishedName const& subject);
 
-/// Every certificate of the store with this subject, those that only the standard rules support included. A store that
-/// does not list what it holds names one with the key identifier, and one by the name alone.
+/// Every certificate of the store with this subject, those that only the standard rules support included. A
+/// store that does not list what it holds names one with the key identifier, and one by the name alone.
 std::vector<std::shared_ptr<X509Certificate>> findNamed(CertificateStore const& store,
                                                         DistinguishedName const& subject, asn1::blob keyId);
 

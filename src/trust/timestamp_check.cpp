@@ -18,8 +18,8 @@ namespace {
 
 using Id = MessageFindingId;
 
-/// Whether an ESSCertID or ESSCertIDv2 (RFC 5035, sections 3 and 4), by its content, is that of the certificate.
-/// `hash` is the one that is used where none is named.
+/// Whether an ESSCertID or ESSCertIDv2 (RFC 5035, sections 3 and 4), by its content, is that of the
+/// certificate. `hash` is the one that is used where none is named.
 bool isIdOf(asn1::blob content, HashID hash, X509Certificate const& certificate) {
     asn1::parser fields(content);
     if (fields.tag == tag::sequence) { // Of version 2 alone.
@@ -45,7 +45,8 @@ EssId checkEssId(PKCS7SignerInfo const& signer, X509Certificate const& certifica
         auto const values = signer.findSignedAttribute(form.type);
         if (!values)
             continue;
-        // SigningCertificate ::= SEQUENCE { certs SEQUENCE OF ESSCertID, ... }, of which the first is the signer's.
+        // SigningCertificate ::= SEQUENCE { certs SEQUENCE OF ESSCertID, ... }, of which the first is the
+        // signer's.
         asn1::parser ids(*values);
         bool const isFound = ids.enter(tag::sequence) && ids.enter(tag::sequence) && ids.tag == tag::sequence;
         if (!isFound || !isIdOf(ids.value(), form.hash, certificate))
@@ -94,8 +95,8 @@ public:
         addName(info, *certificate);
     }
 
-    /// Extensions are those of certificates (RFC 3161, section 2.4.2), and so is what critical means (RFC 5280, section
-    /// 4.2). None are supported.
+    /// Extensions are those of certificates (RFC 3161, section 2.4.2), and so is what critical means (RFC
+    /// 5280, section 4.2). None are supported.
     void addExtensions(TimeStampInfo const& info) {
         Refusal refusal;
         detail::Reading reading(info.extensions, &refusal);

@@ -15,16 +15,16 @@ struct PathChecks {
 
     SignatureChecks signatures;
     CrlMemory crls;
-    /// Set by a store that verifies CRLs when it was asked for one last: whether the work that is left did not suffice for
-    /// one that may count.
+    /// Set by a store that verifies CRLs when it was asked for one last: whether the work that is left did
+    /// not suffice for one that may count.
     bool isCrlUndecided = false;
 };
 
 /// Whether an explanation is made in full, or its code and depth alone.
 enum class Texts : bool { omitted, wanted };
 
-/// A result for the certificate at `depth`. `explain` fills in text and facts where they are wanted: a chain of many names has
-/// long ones.
+/// A result for the certificate at `depth`. `explain` fills in text and facts where they are wanted: a chain
+/// of many names has long ones.
 template <typename Explain>
 PathExplanation makeExplanation(PathCode code, X509Certificate const& certificate, size_t depth,
                                 unsigned rules, Texts texts, Explain const& explain) {
@@ -42,8 +42,8 @@ PathExplanation makeExplanation(PathCode code, X509Certificate const& certificat
 /// The result of a validation.
 struct PathFinding {
     PathExplanation explanation;
-    /// Whether the work that is left did not suffice for a signature. The code is that of a chain without an anchor
-    /// then: nothing vouches for it.
+    /// Whether the work that is left did not suffice for a signature. The code is that of a chain without an
+    /// anchor then: nothing vouches for it.
     bool isUndecided = false;
     std::vector<CrlVerdict> crls = {}; ///< Under the standard rules: each CRL that was looked at.
 };

@@ -33,8 +33,8 @@ constexpr unsigned version2 = 1;
 constexpr unsigned version3 = 2;
 
 /// TBSCertificate ::= SEQUENCE { version [0] EXPLICIT, serialNumber, signature, issuer, validity, subject,
-/// subjectPublicKeyInfo, issuerUniqueID [1] OPTIONAL, subjectUniqueID [2] OPTIONAL, extensions [3] EXPLICIT OPTIONAL }
-/// (RFC 5280, section 4.1) taken apart.
+/// subjectPublicKeyInfo, issuerUniqueID [1] OPTIONAL, subjectUniqueID [2] OPTIONAL, extensions [3] EXPLICIT
+/// OPTIONAL } (RFC 5280, section 4.1) taken apart.
 struct Outline {
     asn1::blob serialNumber; ///< Content.
     asn1::blob algorithm;

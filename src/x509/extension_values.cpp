@@ -42,7 +42,8 @@ bool readAnyNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to
     return readNameConstraints(reading, value, to, SubtreeBounds::ignored);
 }
 
-/// AuthorityInfoAccessSyntax ::= SEQUENCE OF SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation GeneralName }
+/// AuthorityInfoAccessSyntax ::= SEQUENCE OF SEQUENCE { accessMethod OBJECT IDENTIFIER, accessLocation
+/// GeneralName }
 bool readAccess(Reading& reading, asn1::blob value, std::vector<AccessDescription>* to) {
     return readSequences(reading, value, [&](asn1::blob content, size_t number) {
         Reading::Step const step(reading, "access description", number);
@@ -83,7 +84,8 @@ bool readExtendedKeyUsage(Reading& reading, asn1::blob value, ObjectIdentifiers*
     return true;
 }
 
-/// CertificatePolicies ::= SEQUENCE OF SEQUENCE { policyIdentifier OBJECT IDENTIFIER, policyQualifiers OPTIONAL }
+/// CertificatePolicies ::= SEQUENCE OF SEQUENCE { policyIdentifier OBJECT IDENTIFIER, policyQualifiers
+/// OPTIONAL }
 bool readPolicies(Reading& reading, asn1::blob value,
                   std::function<bool(asn1::blob oid, asn1::blob qualifiers)> const& use) {
     return readSequences(reading, value, [&](asn1::blob content, size_t number) {

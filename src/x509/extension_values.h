@@ -18,8 +18,8 @@ bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraintsFi
 /// Whether subtrees may have a minimum other than 0 or a maximum, which RFC 5280, section 4.2.1.10, forbids.
 enum class SubtreeBounds : bool { ignored, refused };
 
-/// GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree, tagged as `field`, where it is the current element of
-/// `fields`. `name` is what refusals call a subtree.
+/// GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree, tagged as `field`, where it is the current
+/// element of `fields`. `name` is what refusals call a subtree.
 bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<GeneralName>* to,
                   SubtreeBounds bounds = SubtreeBounds::ignored);
 
@@ -32,8 +32,8 @@ bool readExtendedKeyUsage(Reading& reading, asn1::blob value, ObjectIdentifiers*
 /// NameConstraints ::= SEQUENCE { permittedSubtrees [0] OPTIONAL, excludedSubtrees [1] OPTIONAL }
 bool readNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to, SubtreeBounds bounds);
 
-/// CertificatePolicies (RFC 5280, section 4.2.1.4): calls `use` with the content octets of each identifier and the whole
-/// encoding of its qualifiers, which is empty if they are absent, until it returns false.
+/// CertificatePolicies (RFC 5280, section 4.2.1.4): calls `use` with the content octets of each identifier
+/// and the whole encoding of its qualifiers, which is empty if they are absent, until it returns false.
 bool readPolicies(Reading& reading, asn1::blob value,
                   std::function<bool(asn1::blob oid, asn1::blob qualifiers)> const& use);
 
@@ -48,8 +48,9 @@ struct DistributionPointFields {
 bool readDistributionPoints(Reading& reading, asn1::blob value,
                             std::function<bool(DistributionPointFields const&)> const& use);
 
-/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] }: appends the full names to
-/// `*names`. The content of a relative name goes to `*relative`; where that is null, such a name is noted.
+/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] }: appends the
+/// full names to `*names`. The content of a relative name goes to `*relative`; where that is null, such a
+/// name is noted.
 bool readDistributionPointName(Reading& reading, asn1::blob name, std::vector<GeneralName>* names,
                                asn1::blob* relative);
 
@@ -60,7 +61,8 @@ bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<Gene
 /// SubjectKeyIdentifier ::= OCTET STRING
 bool readKeyIdentifier(Reading& reading, asn1::blob value, std::vector<unsigned char>* to);
 
-/// The keyIdentifier of an AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1); without one `*to` stays as it was.
+/// The keyIdentifier of an AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1); without one `*to` stays as it
+/// was.
 bool readAuthorityKeyId(Reading& reading, asn1::blob value, std::vector<unsigned char>* to);
 
 /// CRLNumber ::= INTEGER, its content octets.

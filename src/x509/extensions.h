@@ -38,9 +38,9 @@ private:
 /// The step to the extension with that number, from 1. It is named where `id` is not empty.
 Reading::Step extensionStep(Reading& reading, size_t number, asn1::blob id);
 
-/// Reads the content of Extensions ::= SEQUENCE OF Extension into `*extensions`, replacing what it holds. Refuses
-/// an extension that occurs twice (RFC 5280, section 4.2). A tolerant reading leaves out what is malformed, and returns
-/// false as well.
+/// Reads the content of Extensions ::= SEQUENCE OF Extension into `*extensions`, replacing what it holds.
+/// Refuses an extension that occurs twice (RFC 5280, section 4.2). A tolerant reading leaves out what is
+/// malformed, and returns false as well.
 bool readExtensions(Reading& reading, asn1::blob list, ExtensionList* extensions);
 
 /// Calls `read(reading, to, extension)` for each extension, and stops where that refuses.

@@ -9,8 +9,8 @@
 
 namespace detail {
 
-/// Takes the current element as a name, which has one of the context tags 0 to 8. The length of an address is not
-/// checked.
+/// Takes the current element as a name, which has one of the context tags 0 to 8. The length of an address is
+/// not checked.
 bool takeGeneralName(Level& level, GeneralName* name, char const* field = nullptr);
 
 /// Appends the names in the content of GeneralNames ::= SEQUENCE OF GeneralName. An address must have 4 or 16

@@ -16,7 +16,8 @@ bool read(Reading& reading, asn1::blob der, X509Certificate& to);
 bool read(Reading& reading, asn1::blob der, X509Crl& to);
 bool read(Reading& reading, asn1::blob der, X509Req& to);
 
-/// The same into a new object, for who wants the key alone: `keyInfo` is the subjectPublicKeyInfo as a view of `der`.
+/// The same into a new object, for who wants the key alone: `keyInfo` is the subjectPublicKeyInfo as a view
+/// of `der`.
 bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& to, asn1::blob* keyInfo);
 bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Req& to, asn1::blob* keyInfo);
 
@@ -37,8 +38,8 @@ void setOutline(SignedParts const& parts, asn1::blob innerAlgorithm, asn1::blob 
 /// `X509Base::unpackObj`.
 bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts);
 
-/// Refuses a signed part that names another signature algorithm than the object around it: the outer one is not
-/// signed and could be exchanged (RFC 5280, sections 4.1.1.2 and 5.1.1.2).
+/// Refuses a signed part that names another signature algorithm than the object around it: the outer one is
+/// not signed and could be exchanged (RFC 5280, sections 4.1.1.2 and 5.1.1.2).
 bool isSameAlgorithm(Reading& reading, asn1::blob outer, asn1::blob inner);
 
 /// Reads a field of the signed part under its name.

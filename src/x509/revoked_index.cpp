@@ -9,8 +9,8 @@ namespace detail {
 
 namespace {
 
-/// What serial numbers are sorted by first, so that most comparisons read one word: their first and last octets. CAs
-/// count, or begin all of their serial numbers alike.
+/// What serial numbers are sorted by first, so that most comparisons read one word: their first and last
+/// octets. CAs count, or begin all of their serial numbers alike.
 std::uint64_t keyOf(asn1::blob serialNumber) {
     constexpr std::uint64_t oddFactor = 0x9E3779B97F4A7C15;
     constexpr size_t octets = sizeof(std::uint64_t);

@@ -8,7 +8,8 @@
 
 namespace detail {
 
-/// The positions of entries, sorted by serial number. 4 octets an entry; never changes, so that threads share it.
+/// The positions of entries, sorted by serial number. 4 octets an entry; never changes, so that threads share
+/// it.
 class RevokedIndex {
 public:
     explicit RevokedIndex(std::vector<RevokedCertificate> const& revoked);
@@ -18,8 +19,8 @@ public:
         return first == revoked.data() && positions.size() == revoked.size();
     }
 
-    /// The first entry of the list with that serial number; null if it is missing. `revoked` are the entries that were
-    /// indexed.
+    /// The first entry of the list with that serial number; null if it is missing. `revoked` are the entries
+    /// that were indexed.
     RevokedCertificate const* findFirst(std::vector<RevokedCertificate> const& revoked,
                                         asn1::blob serialNumber) const;
 

@@ -49,8 +49,8 @@ bool takeText(Level& level, std::string* text) {
     return true;
 }
 
-/// UserNotice ::= SEQUENCE { noticeRef SEQUENCE { organization DisplayText, noticeNumbers SEQUENCE OF INTEGER } OPTIONAL,
-/// explicitText DisplayText OPTIONAL }
+/// UserNotice ::= SEQUENCE { noticeRef SEQUENCE { organization DisplayText, noticeNumbers SEQUENCE OF INTEGER
+/// } OPTIONAL, explicitText DisplayText OPTIONAL }
 bool readNotice(Reading& reading, asn1::blob notice, std::string* text) {
     asn1::blob content, reference, numbers, number;
     if (!detail::readOnly(reading, notice, tag::sequence, &content))
@@ -279,8 +279,8 @@ bool takeOpaque(asn1::blob& rest, asn1::blob* content) {
     return true;
 }
 
-/// struct { Version sct_version; LogID id; uint64 timestamp; CtExtensions extensions; digitally-signed } (RFC 6962,
-/// section 3.2).
+/// struct { Version sct_version; LogID id; uint64 timestamp; CtExtensions extensions; digitally-signed } (RFC
+/// 6962, section 3.2).
 bool readTimestamp(asn1::blob rest, SignedCertificateTimestamp* to) {
     constexpr size_t logIdSize = 32;
     std::uint64_t number = 0;

@@ -16,8 +16,9 @@
 
 namespace detail {
 
-/// The algorithm of signatures that `key` makes over `hash`: NULL parameters for RSA (RFC 4055, section 5), none for
-/// the others (RFC 5758, section 3.2; RFC 8410, section 3). Without an OID if no such algorithm exists.
+/// The algorithm of signatures that `key` makes over `hash`: NULL parameters for RSA (RFC 4055, section 5),
+/// none for the others (RFC 5758, section 3.2; RFC 8410, section 3). Without an OID if no such algorithm
+/// exists.
 AlgorithmIdentifier signatureAlgorithmOf(PrivateKey const& key, HashID hash);
 
 /// The whole encoding of a name.

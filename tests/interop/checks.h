@@ -31,13 +31,15 @@ void checkRecord(test::Case const& c);
 /// key, skip, message, ciphertext
 void checkRc4(test::Case const& c);
 
-// Of messages: what the library says on standard output while it reads them is `output`, each line with '|' at
-// its end; `key` and the like name files in `tests/vectors/pkcs/keys`; the content has `content-size` bytes
-// (`contentOf` in `messages.h`).
+// Of messages: what the library says on standard output while it reads them is `output`, each line with '|'
+// at its end; `key` and the like name files in `tests/vectors/pkcs/keys`; the content has `content-size`
+// bytes (`contentOf` in `messages.h`).
 
-/// message, errors, output, and parsed = no; or root, now, detached, what the fields hold, and what verifying says
+/// message, errors, output, and parsed = no; or root, now, detached, what the fields hold, and what verifying
+/// says
 void checkSigned(test::Case const& c);
-/// certificate1, key1, hash1 …, counter-hash, digest. The message has that SHA-256 digest, and the peer took it.
+/// certificate1, key1, hash1 …, counter-hash, digest. The message has that SHA-256 digest, and the peer took
+/// it.
 void checkSigning(test::Case const& c);
 
 /// request, the fields, or parsed = no. Written again, the request is `written`.

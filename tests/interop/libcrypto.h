@@ -1,6 +1,6 @@
 /// OpenSSL's libcrypto as what the library is compared with: bytes in, bytes out. Everything throws
-/// `std::runtime_error` with OpenSSL's reason when it cannot be done. The algorithms of the legacy provider are
-/// among them.
+/// `std::runtime_error` with OpenSSL's reason when it cannot be done. The algorithms of the legacy provider
+/// are among them.
 #pragma once
 
 #include <optional>
@@ -30,8 +30,8 @@ Bytes cmac(Bytes const& key, Bytes const& message);
 Bytes encrypt(std::string const& cipher, Bytes const& key, Bytes const& iv, Bytes const& message);
 Bytes decrypt(std::string const& cipher, Bytes const& key, Bytes const& iv, Bytes const& ciphertext);
 
-/// AES-GCM and AES-SIV of the key's size. `gcmEncrypt` gives the ciphertext and the tag, `sivEncrypt` the synthetic
-/// IV and the ciphertext. What fails authentication gives nothing.
+/// AES-GCM and AES-SIV of the key's size. `gcmEncrypt` gives the ciphertext and the tag, `sivEncrypt` the
+/// synthetic IV and the ciphertext. What fails authentication gives nothing.
 Bytes gcmEncrypt(Bytes const& key, Bytes const& iv, Bytes const& aad, Bytes const& message);
 std::optional<Bytes> gcmDecrypt(Bytes const& key, Bytes const& iv, Bytes const& aad, Bytes const& ciphertext);
 Bytes sivEncrypt(Bytes const& key, std::vector<Bytes> const& strings, Bytes const& message);

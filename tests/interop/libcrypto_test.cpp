@@ -1,6 +1,6 @@
-// Compares the library with OpenSSL's libcrypto over random cases, and writes the cases with libcrypto's answers
-// to files for `replay_test.cpp`. The environment may set SEALKIT_INTEROP_SEED and SEALKIT_INTEROP_CASES, the
-// number of cases a subject.
+// Compares the library with OpenSSL's libcrypto over random cases, and writes the cases with libcrypto's
+// answers to files for `replay_test.cpp`. The environment may set SEALKIT_INTEROP_SEED and
+// SEALKIT_INTEROP_CASES, the number of cases a subject.
 #include "interop/libcrypto.h"
 #include "interop/makers.h"
 #include "interop/subjects.h"

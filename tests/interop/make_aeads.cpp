@@ -57,8 +57,9 @@ void interop::makeCmac(test::Random& random, Cases& out) {
 
 void interop::makeGcm(test::Random& random, Cases& out) {
     Bytes const key = random.bytes(random.oneOf(gcmKeySizes));
-    // Half of the IVs have the usual 12 bytes, a quarter fewer, a quarter more. A shorter one is here the same as with
-    // zeros up to 12 bytes behind it. libcrypto, which hashes it as SP 800-38D has it, gets those.
+    // Half of the IVs have the usual 12 bytes, a quarter fewer, a quarter more. A shorter one is here the
+    // same as with zeros up to 12 bytes behind it. libcrypto, which hashes it as SP 800-38D has it, gets
+    // those.
     Bytes const iv = random.bytes(random.oneIn(2)   ? 12
                                   : random.oneIn(2) ? random.below(12)
                                                     : random.between(13, 128));

@@ -42,8 +42,8 @@ std::uint32_t counterOf(Bytes const& iv) {
     return std::uint32_t(iv[12]) << 24 | std::uint32_t(iv[13]) << 16 | std::uint32_t(iv[14]) << 8 | iv[15];
 }
 
-/// Counter mode in which the last 32 bits of the counter block wrap to zero by themselves. libcrypto carries into
-/// the bits above: it gets what comes before the wrap and what comes after it as two messages.
+/// Counter mode in which the last 32 bits of the counter block wrap to zero by themselves. libcrypto carries
+/// into the bits above: it gets what comes before the wrap and what comes after it as two messages.
 Bytes ctrWithoutCarry(std::string const& cipher, Bytes const& key, Bytes iv, Bytes const& message) {
     std::uint64_t const beforeWrap = (0x100000000 - counterOf(iv)) * aesBlock;
     if (message.size() <= beforeWrap)

@@ -221,8 +221,8 @@ void makeStreamed(test::Random& random, Cases& out) {
     out.add("message", written(to.get())).add("parsed", "no").add("why", "BER").add("output", "");
 }
 
-/// Whether a key that no content key was encrypted to makes of one what begins as a block of it does, by chance. What is
-/// said of such a block depends on the rest of it.
+/// Whether a key that no content key was encrypted to makes of one what begins as a block of it does, by
+/// chance. What is said of such a block depends on the rest of it.
 bool isTakenForOwn(Bytes const& message, EVP_PKEY* key) {
     test::CapturedOutput const quiet;
     PKCS7EnvelopedData read;

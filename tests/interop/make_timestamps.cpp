@@ -219,7 +219,8 @@ int stampAttribute() {
     return id;
 }
 
-/// A signed message, the token for its signature, and both in one: made by libcrypto and by the library in turn.
+/// A signed message, the token for its signature, and both in one: made by libcrypto and by the library in
+/// turn.
 void makeStamped(test::Random& random, Cases& out) {
     Authority authority(random);
     Identity const root = interop::selfSigned(random, "other-rsa2048", interop::Names::plain);

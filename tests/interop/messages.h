@@ -1,5 +1,5 @@
-/// What makers and checks of messages share: contents, and messages that the library makes alike for the peer to
-/// judge and wherever the case is replayed.
+/// What makers and checks of messages share: contents, and messages that the library makes alike for the peer
+/// to judge and wherever the case is replayed.
 #pragma once
 
 #include "sealkit/pkcs7.h"
@@ -30,8 +30,8 @@ struct SignerRecipe {
     HashID hash = HashID::none;
 };
 
-/// By `PKCS7SignedData::create`, with what it does not make put in by hand: more signers, their certificates, and
-/// a counter-signature of the first signer.
+/// By `PKCS7SignedData::create`, with what it does not make put in by hand: more signers, their certificates,
+/// and a counter-signature of the first signer.
 struct SignedRecipe {
     std::vector<SignerRecipe> signers;
     std::vector<std::shared_ptr<X509Certificate>> more; ///< Certificates beside those of signers.
@@ -43,8 +43,8 @@ struct SignedRecipe {
     Bytes makeDer() const;
 };
 
-/// By `PKCS7EnvelopedData::encrypt` with random bytes from a seed; with `isVersion2` an originator and unprotected
-/// attributes are put in by hand.
+/// By `PKCS7EnvelopedData::encrypt` with random bytes from a seed; with `isVersion2` an originator and
+/// unprotected attributes are put in by hand.
 struct EnvelopedRecipe {
     std::vector<std::shared_ptr<X509Certificate>> recipients;
     PKCS7Encryption how;

@@ -1,4 +1,5 @@
-// OpenSSL's functions MD5, SHA1 and HMAC beside the classes of these names: with `class` before it, a name means the class.
+// OpenSSL's functions MD5, SHA1 and HMAC beside the classes of these names: with `class` before it, a name
+// means the class.
 #include <openssl/hmac.h>
 #include <openssl/md5.h>
 #include <openssl/sha.h>

@@ -1,7 +1,7 @@
 /// Quiet operations under memcheck: secrets are undefined memory, and acting on one is an error.
 ///
-/// A branch or an address that depends on a secret shows as the use of an undefined value. A case marks its secrets,
-/// runs the operation and ends; `QUIET` compares the number of errors before and after.
+/// A branch or an address that depends on a secret shows as the use of an undefined value. A case marks its
+/// secrets, runs the operation and ends; `QUIET` compares the number of errors before and after.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -23,8 +23,8 @@ std::vector<std::string>& quietOperations() {
 
 namespace {
 
-/// Whether memcheck finds an error in what `body` does. It does it in a process of its own, so that the error is not
-/// this one's.
+/// Whether memcheck finds an error in what `body` does. It does it in a process of its own, so that the error
+/// is not this one's.
 bool isFound(void (*body)()) {
     pid_t const child = fork();
     if (child == 0) {

@@ -145,9 +145,9 @@ private:
 
 } // namespace detail
 
-/// Expects the ciphertext of the plaintext and the plaintext of the ciphertext: at once, from objects that were
-/// used before, misaligned, and, as far as `uses` permits, in place and cut at random into calls. Nothing
-/// else may be written. `make` gives a new object under the key.
+/// Expects the ciphertext of the plaintext and the plaintext of the ciphertext: at once, from objects that
+/// were used before, misaligned, and, as far as `uses` permits, in place and cut at random into calls.
+/// Nothing else may be written. `make` gives a new object under the key.
 inline void expectCipher(std::function<std::unique_ptr<Cipher>()> const& make, CipherVector const& vector,
                          CipherUses const& uses) {
     detail::CipherExercise(make, vector, uses).run();

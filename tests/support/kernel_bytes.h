@@ -6,8 +6,8 @@
 
 namespace test {
 
-/// While one lives, the kernel's generator gives the bytes of `stream` in order, and begins again at its end. One
-/// lives at a time.
+/// While one lives, the kernel's generator gives the bytes of `stream` in order, and begins again at its end.
+/// One lives at a time.
 class KernelBytes {
 public:
     explicit KernelBytes(std::vector<unsigned char> stream);

@@ -96,7 +96,8 @@ Bytes joined(Bytes left, Bytes const& right) {
     return left;
 }
 
-/// The IV, the counter blocks after it and the ciphertext are no secrets: any may stay behind as chaining value.
+/// The IV, the counter blocks after it and the ciphertext are no secrets: any may stay behind as chaining
+/// value.
 void addPublic(Watch& watch, Cipher& cipher) {
     Bytes counter = iv;
     for (size_t i = 0; i <= message.size() / 16 + 1; i++) {

@@ -187,7 +187,8 @@ TEST(Wiping, MultiplesOnNamedCurvesLeaveNoCoordinates) {
     }
 }
 
-/// A scalar in the forms in which it multiplies the base point: its residue, and the signs of its powers of two.
+/// A scalar in the forms in which it multiplies the base point: its residue, and the signs of its powers of
+/// two.
 void addBaseScalar(Watch& watch, std::string_view name, BigNum const& scalar) {
     addNumber(watch, name, scalar);
     Watch::Pause const pause;

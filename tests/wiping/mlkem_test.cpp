@@ -39,7 +39,8 @@ TEST(Wiping, MlkemLeavesNoSecretKeysOrSharedSecrets) {
         }
 }
 
-/// Makes an object, uses it and destroys it on a stack of its own, where nothing of what `secretOf` gives may stay.
+/// Makes an object, uses it and destroys it on a stack of its own, where nothing of what `secretOf` gives may
+/// stay.
 template <typename T>
 void expectStackWiped(std::function<void(T&)> const& use,
                       std::function<void(Watch&, T const&)> const& addSecrets) {

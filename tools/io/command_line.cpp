@@ -27,8 +27,8 @@ std::string unmark(std::string_view argument) {
     return std::string(argument.substr(argument.starts_with(literalMark) ? 1 : 0));
 }
 
-/// The arguments, last one first. "help VERB" is another way to write "VERB --help"; "help --man VERB" asks for the
-/// manual page of the verb.
+/// The arguments, last one first. "help VERB" is another way to write "VERB --help"; "help --man VERB" asks
+/// for the manual page of the verb.
 std::vector<std::string> readArguments(int argc, char** argv, bool* asManualPage) {
     std::vector<std::string> arguments;
     for (int i = 1; i < argc; ++i)

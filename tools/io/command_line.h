@@ -42,8 +42,8 @@ private:
 };
 
 /// What a verb's command line may hold. A name that begins with a hyphen ("-a,--algorithm") is that of an
-/// option, any other that of an argument by position. Names behind a bar ("--certificates|--cert") are old spellings,
-/// which are taken and not shown. The targets must live as long as the verb's work.
+/// option, any other that of an argument by position. Names behind a bar ("--certificates|--cert") are old
+/// spellings, which are taken and not shown. The targets must live as long as the verb's work.
 class CommandLine {
 public:
     /// Setting up each verb takes longer than many a job: it is done for the one that is reached, or for all.
@@ -68,7 +68,8 @@ public:
     Parameter json();
     /// The heading of the options that are declared next; "Options" at first.
     void group(std::string const& heading);
-    /// What the help ends with: paragraphs, which are filled, and lines that begin with a blank, which stay as they are.
+    /// What the help ends with: paragraphs, which are filled, and lines that begin with a blank, which stay
+    /// as they are.
     void footer(std::string const& text);
 
     /// Makes each verb one of this command, which needs one of them, and returns the work of the one that

@@ -25,8 +25,8 @@ public:
     /// failure, when `error` is not zero.
     size_t read(std::span<unsigned char> buffer);
 
-    /// Reads what is there, at least one byte and at most the size of `buffer`; 0 as `read` returns less than all. For
-    /// input that somebody writes while its answers are read.
+    /// Reads what is there, at least one byte and at most the size of `buffer`; 0 as `read` returns less than
+    /// all. For input that somebody writes while its answers are read.
     size_t readSome(std::span<unsigned char> buffer);
 
     /// The `errno` of what failed; 0 when nothing has.

@@ -5,8 +5,8 @@
 
 #include <string>
 
-/// Reads an input line by line, and each line as soon as it is there. A line that is longer than the limit is skipped and
-/// told as such, so that no input takes memory out of proportion.
+/// Reads an input line by line, and each line as soon as it is there. A line that is longer than the limit is
+/// skipped and told as such, so that no input takes memory out of proportion.
 class LineReader {
 public:
     LineReader(InputStream& stream, size_t limit) : input(stream), maxLength(limit) {}

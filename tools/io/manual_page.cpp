@@ -85,7 +85,8 @@ std::string formatParameters(VerbOutline const& verb) {
     return text;
 }
 
-/// Paragraphs are filled, and lines that begin with a blank stay as they are. A line "Examples:" begins a section.
+/// Paragraphs are filled, and lines that begin with a blank stay as they are. A line "Examples:" begins a
+/// section.
 std::string formatParagraphs(std::string_view text) {
     std::string result;
     bool isVerbatim = false;

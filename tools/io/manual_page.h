@@ -5,6 +5,6 @@
 
 #include <string>
 
-/// The page of a verb. `path` is the command up to and with its name, "sealkit cms check", and `version` that of the
-/// program.
+/// The page of a verb. `path` is the command up to and with its name, "sealkit cms check", and `version` that
+/// of the program.
 std::string formatManualPage(VerbOutline const& verb, std::string const& path, std::string const& version);

@@ -12,8 +12,9 @@
 #include <thread>
 #include <vector>
 
-/// Runs jobs beside each other. At most `jobsInFlight` of them, each with its result, are held at a time, however
-/// many there are. A result is delivered as soon as those of all earlier jobs are, by one thread at a time.
+/// Runs jobs beside each other. At most `jobsInFlight` of them, each with its result, are held at a time,
+/// however many there are. A result is delivered as soon as those of all earlier jobs are, by one thread at a
+/// time.
 template <typename Job, typename Result>
 class OrderedWork {
 public:
@@ -66,7 +67,8 @@ private:
             hasJobs.wait(lock, [&] { return taken < slots.size() || isClosed; });
             if (taken == slots.size())
                 return;
-            // Only the front leaves the queue, and only when it is done: references to other elements stay valid.
+            // Only the front leaves the queue, and only when it is done: references to other elements stay
+            // valid.
             Slot& slot = slots[taken++];
             lock.unlock();
             Result result = work(slot.job);

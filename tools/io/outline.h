@@ -1,5 +1,5 @@
-/// The command line of the program as data: the tables of verbs, options and arguments, from which help and completion
-/// are written.
+/// The command line of the program as data: the tables of verbs, options and arguments, from which help and
+/// completion are written.
 #pragma once
 
 #include <list>
@@ -26,7 +26,8 @@ struct ParameterOutline {
 struct VerbOutline {
     std::string name;
     std::string summary;
-    /// What help says behind the options: paragraphs, which are filled, and lines that begin with a blank, which stay.
+    /// What help says behind the options: paragraphs, which are filled, and lines that begin with a blank,
+    /// which stay.
     std::string text;
     std::list<ParameterOutline> parameters;
     std::list<VerbOutline> verbs;
@@ -35,7 +36,8 @@ struct VerbOutline {
 /// A text with blanks in place of the ends of its lines.
 std::string joinLines(std::string text);
 
-/// The help of a verb, for a screen of 80 columns. `path` is the command up to and with its name: "sealkit cms check".
+/// The help of a verb, for a screen of 80 columns. `path` is the command up to and with its name: "sealkit
+/// cms check".
 std::string formatHelp(VerbOutline const& verb, std::string const& path);
 
 /// The name among `known` that was probably meant; empty if none is near.

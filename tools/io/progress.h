@@ -7,13 +7,14 @@
 #include <optional>
 #include <string>
 
-/// Bytes or other things done, on standard error: shown once work takes its time, and only when that is a terminal. The
-/// line is gone when the object is, or after `hide`: hide it before anything else is written.
+/// Bytes or other things done, on standard error: shown once work takes its time, and only when that is a
+/// terminal. The line is gone when the object is, or after `hide`: hide it before anything else is written.
 class Progress {
 public:
     /// `total` is the number of bytes to come, when it is known.
     explicit Progress(std::optional<uint64_t> total);
-    /// Counts what `things` names, "chains". Shows nothing where standard output is a terminal: a line for each is there.
+    /// Counts what `things` names, "chains". Shows nothing where standard output is a terminal: a line for
+    /// each is there.
     explicit Progress(char const* things);
     ~Progress() { hide(); }
     Progress(Progress const&) = delete;

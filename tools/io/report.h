@@ -1,6 +1,6 @@
-/// What a verb reports as JSON: one document, with its version, the command, and what was complained of. It is written as
-/// the program ends, so that nothing that goes wrong late is missing in it. share/sealkit.schema.json says what the
-/// documents of each command hold.
+/// What a verb reports as JSON: one document, with its version, the command, and what was complained of. It
+/// is written as the program ends, so that nothing that goes wrong late is missing in it.
+/// share/sealkit.schema.json says what the documents of each command hold.
 #pragma once
 
 #include "io/complaint.h"
@@ -23,8 +23,8 @@ void goBesideOutput();
 /// The members of the document.
 void set(nlohmann::ordered_json members);
 
-/// Starts a document of any size at once, with one member: a list, whose elements the verb writes to standard output itself,
-/// each on a line of its own.
+/// Starts a document of any size at once, with one member: a list, whose elements the verb writes to standard
+/// output itself, each on a line of its own.
 void startList(std::string const& name);
 
 /// One line of the many that `verify --each` writes: its members behind the version and the command.

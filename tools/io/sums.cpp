@@ -23,8 +23,8 @@ namespace {
 
 using Digest = std::vector<unsigned char>;
 
-// A line is about a file. Where the file's name would break the line, the line begins with a backslash and the
-// name is written with \\, \n and \r.
+// A line is about a file. Where the file's name would break the line, the line begins with a backslash and
+// the name is written with \\, \n and \r.
 
 bool needsEscape(std::string_view name) { return name.find_first_of("\\\n\r") != std::string_view::npos; }
 

@@ -13,9 +13,9 @@ namespace terminal {
 
 using ::printable;
 
-/// A stream buffer that passes whole lines on to another one, each through `printableLine`: what reaches it has been
-/// escaped already where it came from a file. The last line leaves when its end of line comes or the buffer is destroyed.
-/// Each begins with the prefix.
+/// A stream buffer that passes whole lines on to another one, each through `printableLine`: what reaches it
+/// has been escaped already where it came from a file. The last line leaves when its end of line comes or the
+/// buffer is destroyed. Each begins with the prefix.
 class PrintableBuffer : public std::streambuf {
 public:
     explicit PrintableBuffer(std::streambuf* target, std::string prefix = "")
@@ -53,8 +53,8 @@ std::ostream& besideOutput();
 /// Complaints, notes and warnings: each line begins with "sealkit: ".
 std::ostream& err();
 
-/// How text looks from here on. Written to `out`, it has an effect where standard output is a terminal that knows colours
-/// (`TERM` is not "dumb") and the environment variable `NO_COLOR` is not set or empty.
+/// How text looks from here on. Written to `out`, it has an effect where standard output is a terminal that
+/// knows colours (`TERM` is not "dumb") and the environment variable `NO_COLOR` is not set or empty.
 enum class Style { plain, heading, title, bad };
 std::ostream& operator<<(std::ostream& stream, Style style);
 

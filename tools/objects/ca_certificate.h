@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
-/// The certificate of a CA, which the signer's key must belong to. Where it names key usages, `usage`, a bit of
-/// `KeyUsage`, must be among them. Complains.
+/// The certificate of a CA, which the signer's key must belong to. Where it names key usages, `usage`, a bit
+/// of `KeyUsage`, must be among them. Complains.
 std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer, unsigned usage);
 
 /// Whether the key is that of the certificate. Complains, with `path`.

@@ -16,8 +16,8 @@ struct Validity {
     bool isEndAsked = false;   ///< Whether the options say when it ends.
     bool isStartAsked = false; ///< Whether they say when it begins.
 
-    /// Sets both dates of the certificate. Where nobody asked for another one, it begins and ends with that of its CA,
-    /// which may be null, with a note where it ends earlier for that.
+    /// Sets both dates of the certificate. Where nobody asked for another one, it begins and ends with that
+    /// of its CA, which may be null, with a note where it ends earlier for that.
     void apply(X509Certificate& certificate, X509Certificate const* authority) const;
 };
 
@@ -28,7 +28,8 @@ struct ValidityOptions {
 
     /// `daysHelp` says how long without --days.
     void declare(CommandLine& commandLine, std::string const& daysHelp);
-    /// Complains and gives nothing if the options make no sense. It lasts `seconds` if they do not say how long.
+    /// Complains and gives nothing if the options make no sense. It lasts `seconds` if they do not say how
+    /// long.
     std::optional<Validity> read(std::int64_t seconds) const;
 };
 
@@ -44,7 +45,8 @@ struct ContentOptions {
     std::optional<std::uint32_t> pathLength;
 
     void declare(CommandLine& commandLine);
-    /// Adds names and extensions. Complains and returns false if one of them is malformed, or is for CAs alone.
+    /// Adds names and extensions. Complains and returns false if one of them is malformed, or is for CAs
+    /// alone.
     bool apply(X509Certificate& certificate, bool isCa) const;
     /// The further extended key usages, as content octets. Complains and gives nothing if one is malformed.
     std::optional<std::vector<std::vector<unsigned char>>> readExtendedUsages() const;

@@ -1,5 +1,5 @@
-/// Reading certificates for the program: one bad certificate of a trusted file never loses the rest, and every one that
-/// is left out is named.
+/// Reading certificates for the program: one bad certificate of a trusted file never loses the rest, and
+/// every one that is left out is named.
 #pragma once
 
 #include "io/complaint.h"
@@ -11,15 +11,16 @@
 #include <string>
 #include <vector>
 
-/// Appends the certificates of `path` to the store: of a file, or of every file of a folder. Notes which are left out.
-/// False, and why in `*complaint`, if nothing was read.
+/// Appends the certificates of `path` to the store: of a file, or of every file of a folder. Notes which are
+/// left out. False, and why in `*complaint`, if nothing was read.
 bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store,
                  Complaint* complaint);
 
 /// Notes which certificates were left out: each of a few; of many how many for which reason, file by file.
 void noteLeftOut(std::vector<LoadRefusal> const& refused);
 
-/// The certificates of the contents of a file, or of the messages in it. Notes trust settings, which are ignored.
+/// The certificates of the contents of a file, or of the messages in it. Notes trust settings, which are
+/// ignored.
 CertificateChain readCertificateText(std::string const& path, std::string_view text, FormRules forms,
                                      std::vector<Refusal>* refusals);
 

@@ -63,7 +63,8 @@ char const* labelOf(InputObject const& object) {
     }
 }
 
-/// Whether an object is refused here and can be brought into another frame all the same: its shape is that of its kind.
+/// Whether an object is refused here and can be brought into another frame all the same: its shape is that of
+/// its kind.
 bool isWholeShape(InputObject const& object) {
     return !object.bytes.empty() && findInputKind(blobOf(object.bytes)) == object.kind;
 }

@@ -27,8 +27,8 @@ struct ConversionOptions {
     std::optional<std::uint32_t> iterations;
 };
 
-/// What was read so far, and what becomes of it. Everything that is left out is named, and makes the status that of an
-/// input that cannot be used.
+/// What was read so far, and what becomes of it. Everything that is left out is named, and makes the status
+/// that of an input that cannot be used.
 class Conversion {
 public:
     explicit Conversion(ConversionOptions const& how) : options(how) {}

@@ -22,8 +22,8 @@ Description describe(X509Crl const& crl);
 Description describe(X509Req const& request);
 Description describe(PublicKey const& key);
 
-/// The same of DER that the classes may refuse: the reason comes first, then all that can be read. Null if it does not
-/// even begin like such an object.
+/// The same of DER that the classes may refuse: the reason comes first, then all that can be read. Null if it
+/// does not even begin like such an object.
 Description describeCertificate(asn1::blob der);
 Description describeCrl(asn1::blob der);
 Description describeRequest(asn1::blob der);

@@ -32,10 +32,10 @@ struct Issuer {
     CertificateChain others; ///< Among which are those above the CA.
 };
 
-/// Reads key and certificates; the authority is left out where the options name none. Complains and gives nothing if the
-/// CA cannot issue; `*status` is then the exit status.
+/// Reads key and certificates; the authority is left out where the options name none. Complains and gives
+/// nothing if the CA cannot issue; `*status` is then the exit status.
 std::optional<Issuer> readIssuer(IssuerOptions const& options, int* status);
 
-/// Signs the certificate, and writes it once the standard rules accept it under its CA and it is in the register, where
-/// there is one. Complains; returns the exit status.
+/// Signs the certificate, and writes it once the standard rules accept it under its CA and it is in the
+/// register, where there is one. Complains; returns the exit status.
 int issueCertificate(X509Certificate& certificate, Issuer const& issuer, IssuerOptions const& options);

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-/// Reads a secret key: the seed, the expanded key or both of them in PKCS#8, encrypted or not, PEM or DER; or the 64
-/// bytes of the one or the 2400 of the other as they are. The key is checked. A password that it needs is asked for where
-/// none is given. Complains if it is missing. The exit status.
+/// Reads a secret key: the seed, the expanded key or both of them in PKCS#8, encrypted or not, PEM or DER; or
+/// the 64 bytes of the one or the 2400 of the other as they are. The key is checked. A password that it needs
+/// is asked for where none is given. Complains if it is missing. The exit status.
 int readKemKey(std::string const& path, PasswordSource const& password, MLKEMDecap& key);
 
 /// Reads a public key: SubjectPublicKeyInfo, PEM or DER, or its 1184 bytes as they are; or takes that of a
@@ -20,8 +20,8 @@ int readKemKey(std::string const& path, PasswordSource const& password, MLKEMDec
 int readKemPublicKey(std::string const& path, PasswordSource const& password,
                      std::vector<unsigned char>& key);
 
-/// The PEM of the secret key that is computed from `seed`: PKCS#8 with the seed, the form that most others read. Encrypted
-/// where `password` is not null. Empty when the random source fails.
+/// The PEM of the secret key that is computed from `seed`: PKCS#8 with the seed, the form that most others
+/// read. Encrypted where `password` is not null. Empty when the random source fails.
 SecretBytes encodeKemKey(std::span<unsigned char const, mlkemSeedSize> seed, std::string const* password,
                          unsigned iterations);
 

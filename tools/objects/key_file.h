@@ -37,16 +37,17 @@ struct Opening {
     Complaint complaint;
 };
 
-/// Opens what stands in the file `path`. `open` is called with the password, null for none; that is read or asked for
-/// if nothing else opens it. Complains. The exit status.
+/// Opens what stands in the file `path`. `open` is called with the password, null for none; that is read or
+/// asked for if nothing else opens it. Complains. The exit status.
 int openAsking(std::string const& path, PasswordSource const& source,
                std::function<Opening(std::string const* password)> const& open);
 
 /// What a person reads of a refusal of the key in `text`: the reason, and what to do about it.
 Complaint complaintOf(Refusal const& refusal, std::string_view text);
 
-/// Reads the private key of a PEM block, or of the DER that stands in its place, also that of the traditional forms.
-/// A complaint has the number of the block, where it has one. The password is null where none was given.
+/// Reads the private key of a PEM block, or of the DER that stands in its place, also that of the traditional
+/// forms. A complaint has the number of the block, where it has one. The password is null where none was
+/// given.
 OpenedKey openPrivateKey(PemBlock const& block, std::string const* password);
 
 /// A public key, or why it is missing.

@@ -1,4 +1,5 @@
-/// Messages as S/MIME mail: options for writing it, and what stands between a file and what is signed or encrypted.
+/// Messages as S/MIME mail: options for writing it, and what stands between a file and what is signed or
+/// encrypted.
 #pragma once
 
 #include "io/command_line.h"
@@ -25,9 +26,9 @@ struct MailOptions {
     /// Whether the options suit each other. Complains.
     bool isUsable(ObjectOutput const& output) const;
 
-    /// What is signed or encrypted of a file: with --text a MIME entity of the text, otherwise the file as it is. In mail
-    /// that is clear-signed it gets CR LF line ends. Complains and gives nothing where a mail must hold an entity and the
-    /// file is not one.
+    /// What is signed or encrypted of a file: with --text a MIME entity of the text, otherwise the file as it
+    /// is. In mail that is clear-signed it gets CR LF line ends. Complains and gives nothing where a mail
+    /// must hold an entity and the file is not one.
     std::optional<SecretBytes> prepare(asn1::blob contents, bool isClearSigned) const;
 
     /// Writes the message as a mail. Complains; returns the exit status.

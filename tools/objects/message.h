@@ -17,8 +17,8 @@
 /// The DER of one message.
 class MessageFile {
 public:
-    /// Reads PEM (the first block that is labelled as a message or holds one), DER, or S/MIME mail. Complains and gives
-    /// nothing for anything else.
+    /// Reads PEM (the first block that is labelled as a message or holds one), DER, or S/MIME mail. Complains
+    /// and gives nothing for anything else.
     static std::optional<MessageFile> read(std::string const& path);
 
     /// BER is converted. Only a view of this object.

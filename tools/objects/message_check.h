@@ -25,16 +25,16 @@ struct MessageReport {
     bool isTooLarge() const;
 };
 
-/// Reads further certificates, from which signers and their issuers may be taken. Complains and gives nothing when one of
-/// them cannot be read. An empty path stands for none.
+/// Reads further certificates, from which signers and their issuers may be taken. Complains and gives nothing
+/// when one of them cannot be read. An empty path stands for none.
 std::optional<CertificateChain> readFurtherCertificates(std::string const& path,
                                                         FormRules forms = FormRules::platform);
 
 /// Appends the certificates that the message does not have.
 void addCertificates(PKCS7SignedData& message, CertificateChain const& certificates);
 
-/// Writes a line for each signer to `out`, `further` lines, then "OK" or "FAILED: reason". Warnings and notes go to
-/// standard error.
+/// Writes a line for each signer to `out`, `further` lines, then "OK" or "FAILED: reason". Warnings and notes
+/// go to standard error.
 void printReport(MessageReport const& report, std::vector<std::string> const& further, std::ostream& out);
 
 /// The same as members of `to`.

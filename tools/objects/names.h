@@ -1,4 +1,5 @@
-/// Names in the options of the program. Both functions complain and return nothing where the library rejects the text.
+/// Names in the options of the program. Both functions complain and return nothing where the library rejects
+/// the text.
 #pragma once
 
 #include "sealkit/name.h"

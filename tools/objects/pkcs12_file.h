@@ -16,8 +16,8 @@
 /// The label of PKCS#12 in PEM, as GnuTLS writes it.
 inline constexpr char pkcs12Label[] = "PKCS12";
 
-/// How files are read here: DER and BER, without what cannot be read. A MAC whose file does not give its iterations has
-/// `macIterations`, or what the library and RFC 7292 take.
+/// How files are read here: DER and BER, without what cannot be read. A MAC whose file does not give its
+/// iterations has `macIterations`, or what the library and RFC 7292 take.
 PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations = {});
 
 /// A file, or why it was not read.
@@ -45,7 +45,8 @@ Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Opti
 /// The kinds of what the file holds and is ignored: "CRL, 1.2.3"; empty if there is nothing.
 std::string listIgnored(PKCS12PFX const& pfx);
 
-/// That a part of the file is encrypted so that anyone can break it, as `weaknessOf` says it; empty if none is.
+/// That a part of the file is encrypted so that anyone can break it, as `weaknessOf` says it; empty if none
+/// is.
 std::string findWeakness(PKCS12PFX const& pfx);
 
 /// What could not be read of the file, a sentence each.

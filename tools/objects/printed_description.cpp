@@ -56,14 +56,15 @@ size_t columnsOf(std::string_view text) {
         std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-/// Octets as "00:ff:..." of which there are more than a digest or an identifier has: people look for those as a whole.
+/// Octets as "00:ff:..." of which there are more than a digest or an identifier has: people look for those as
+/// a whole.
 bool isLongHex(std::string_view text) {
     constexpr size_t longestDigest = 3 * 32;
     return text.size() > longestDigest && text[2] == ':' && text[5] == ':';
 }
 
-/// Writes octets from `column` on, as many to a line as fit, and returns the column where they end. On the last line
-/// there is room for what comes behind.
+/// Writes octets from `column` on, as many to a line as fit, and returns the column where they end. On the
+/// last line there is room for what comes behind.
 size_t printHex(std::string_view hex, std::string const& indent, size_t column, size_t behind) {
     constexpr size_t piece = 3, carriedOver = 4 * piece;
     while (!hex.empty()) {

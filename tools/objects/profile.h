@@ -19,12 +19,13 @@ struct Usages {
     unsigned days = 0;            ///< How long it is valid if nobody says.
 };
 
-/// The usages of the profiles of these names. Complains and gives nothing if one is unknown, or if they exclude each
-/// other.
+/// The usages of the profiles of these names. Complains and gives nothing if one is unknown, or if they
+/// exclude each other.
 std::optional<Usages> readProfiles(std::vector<std::string> const& names);
 
-/// Sets key usage, extended key usage and basic constraints. `others` are further extended key usages, content octets of
-/// object identifiers. False, with a complaint, if the public key is unknown or no key of a CA.
+/// Sets key usage, extended key usage and basic constraints. `others` are further extended key usages,
+/// content octets of object identifiers. False, with a complaint, if the public key is unknown or no key of a
+/// CA.
 bool setUsages(X509Certificate& certificate, Usages const& usages,
                std::vector<std::vector<unsigned char>> const& others);
 

@@ -6,9 +6,9 @@
 /// | `crl-number`         | the number of the last CRL that was made from the register                      |
 /// | `lock`               | empty; whoever changes the register holds a lock on it                          |
 ///
-/// SERIAL is the serial number in lowercase hexadecimal. Of the lines one counts, beside the certificate itself:
-/// "revoked: TIME [REASON]". Files are written elsewhere, brought to the disk, and given their names as a whole, so that a
-/// program that is killed leaves a register as it was before or after.
+/// SERIAL is the serial number in lowercase hexadecimal. Of the lines one counts, beside the certificate
+/// itself: "revoked: TIME [REASON]". Files are written elsewhere, brought to the disk, and given their names
+/// as a whole, so that a program that is killed leaves a register as it was before or after.
 #pragma once
 
 #include "sealkit/crl.h"
@@ -26,8 +26,8 @@ struct RegisteredCertificate {
     std::optional<RevokedCertificate> revocation;
 };
 
-/// A folder whose lock is held for as long as the object lives. All functions complain, and then return false, nothing or
-/// the exit status.
+/// A folder whose lock is held for as long as the object lives. All functions complain, and then return
+/// false, nothing or the exit status.
 class Register {
 public:
     /// What is done with a folder that does not exist.
@@ -54,7 +54,8 @@ public:
     /// Writes the state of a certificate that is there anew.
     int update(RegisteredCertificate const& changed);
 
-    /// Takes the next number for a CRL (content octets of an INTEGER), which is on the disk then: no other CRL gets it.
+    /// Takes the next number for a CRL (content octets of an INTEGER), which is on the disk then: no other
+    /// CRL gets it.
     std::optional<std::vector<unsigned char>> takeCrlNumber();
 
 private:

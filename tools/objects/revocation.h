@@ -1,4 +1,5 @@
-/// What is revoked, and why, as people write it. Both functions complain and return nothing if they cannot understand it.
+/// What is revoked, and why, as people write it. Both functions complain and return nothing if they cannot
+/// understand it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -7,8 +8,8 @@
 #include <string>
 #include <vector>
 
-/// The serial number of a certificate that is given as such, in hexadecimal, or by its file. Where `issuer` is not empty,
-/// the certificate must be that issuer's.
+/// The serial number of a certificate that is given as such, in hexadecimal, or by its file. Where `issuer`
+/// is not empty, the certificate must be that issuer's.
 std::optional<std::vector<unsigned char>> readRevoked(std::string const& what, asn1::blob issuer,
                                                       int* status);
 

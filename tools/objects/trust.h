@@ -28,7 +28,8 @@ struct TrustOptions {
     /// The files that it names, behind `others`.
     std::vector<std::string_view> inputsWith(std::vector<std::string_view> others) const;
 
-    /// Sets time, CRLs and rules in `*to`. False, and what is wrong in `*complaint`, if one of them cannot be understood.
+    /// Sets time, CRLs and rules in `*to`. False, and what is wrong in `*complaint`, if one of them cannot be
+    /// understood.
     bool read(PathOptions* to, Complaint* complaint) const;
 };
 
@@ -51,12 +52,13 @@ struct CrlNotes {
 };
 CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls);
 
-/// The same, as notes of the verdict. False, and which in `*complaint`, if the signature of one of the user's own does not
-/// verify.
+/// The same, as notes of the verdict. False, and which in `*complaint`, if the signature of one of the user's
+/// own does not verify.
 bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes,
                 Complaint* complaint);
 
-/// Where the sets of rules disagree: "this system accepts it" or "other validators accept it". Empty where they agree.
+/// Where the sets of rules disagree: "this system accepts it" or "other validators accept it". Empty where
+/// they agree.
 std::string disagreementOf(PathVerdict const& verdict);
 
 /// "label: value, label: value", printable.

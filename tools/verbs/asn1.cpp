@@ -49,7 +49,8 @@ bool complain(Options const& options, Complaint const& what) {
     return false;
 }
 
-/// Hands each encoding of the input, one after the other, to `use`, which returns whether to go on. Complains.
+/// Hands each encoding of the input, one after the other, to `use`, which returns whether to go on.
+/// Complains.
 template <typename Use>
 bool forEachEncoding(Options const& options, std::string_view text, Use use) {
     std::string_view rest = text;

@@ -101,7 +101,8 @@ std::string listNames(std::vector<GeneralName> const& names) {
                                     : list + " and " + std::to_string(names.size() - maxNames) + " more";
 }
 
-/// Takes the subject of the request, or fills the template in from it. What it says must be what a person reads.
+/// Takes the subject of the request, or fills the template in from it. What it says must be what a person
+/// reads.
 bool takeSubject(X509Certificate& certificate, X509Req const& request, IssueOptions const& options,
                  int* status) {
     constexpr size_t maxSubject = 4096;

@@ -26,7 +26,8 @@ struct Options {
     std::string serialNumber;
 };
 
-/// Whether the certificate to be renewed is what the CA issued: a forged one would become a real one. Complains.
+/// Whether the certificate to be renewed is what the CA issued: a forged one would become a real one.
+/// Complains.
 int checkOld(X509Certificate const& old, Issuer const& issuer, Options const& options) {
     X509Certificate const* signedBy = issuer.authority ? issuer.authority.get() : &old;
     std::optional<X509Certificate> named;

@@ -90,8 +90,8 @@ private:
     bool warned = false;
 };
 
-/// How much of a decrypted last piece is the text: what PKCS #7 (RFC 5652, section 6.3) padded it with is left
-/// out. Nothing when that is not what stands there.
+/// How much of a decrypted last piece is the text: what PKCS #7 (RFC 5652, section 6.3) padded it with is
+/// left out. Nothing when that is not what stands there.
 std::optional<size_t> lengthWithoutPadding(std::span<unsigned char const> text, size_t blockLength) {
     unsigned char const count = text.back();
     if (count == 0 || count > blockLength)

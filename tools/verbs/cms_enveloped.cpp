@@ -52,7 +52,8 @@ constexpr MessageCipher gcmCiphers[] = {
     {"aes-gcm", CipherID::AesGcm, 32},
 };
 
-/// What everybody opens: GCM came to other programs late, and few old ones know it. Who opens a password at all knows both.
+/// What everybody opens: GCM came to other programs late, and few old ones know it. Who opens a password at
+/// all knows both.
 constexpr char certificateCipher[] = "aes-256-cbc";
 constexpr char passwordCipher[] = "aes-256-gcm";
 

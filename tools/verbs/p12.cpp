@@ -120,7 +120,8 @@ CertificateChain findChain(std::shared_ptr<X509Certificate> const& leaf, Certifi
     return search.find(leaf, options).chain;
 }
 
-/// The certificate of the first key, those that lead up from it, those of the other keys, the rest as they came.
+/// The certificate of the first key, those that lead up from it, those of the other keys, the rest as they
+/// came.
 CertificateChain inOrder(PKCS12PFX const& pfx) {
     std::map<std::vector<unsigned char>, std::shared_ptr<X509Certificate>> byKey;
     for (auto const& certificate : pfx.certificates)

@@ -71,8 +71,8 @@ struct Found {
 /// Whether it is a kind of object, which may be damaged.
 bool isKnown(InputKind kind) { return kind > InputKind::pem && kind <= InputKind::timeStampResponse; }
 
-/// A certificate, CRL or request. Where the library refuses it, what can be read of it, and the reason; where only the
-/// platform's rules do, without a complaint.
+/// A certificate, CRL or request. Where the library refuses it, what can be read of it, and the reason; where
+/// only the platform's rules do, without a complaint.
 template <typename T>
 Found parseAs(asn1::blob der, InputKind kind, Description (*describeOutline)(asn1::blob)) {
     T object;

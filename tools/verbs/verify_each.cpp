@@ -214,7 +214,8 @@ bool addFolder(std::string const& path, Work& work, Output const& output) {
     return !error;
 }
 
-/// Adds what each input holds to the jobs. False, after a complaint, if one of them cannot be read to its end.
+/// Adds what each input holds to the jobs. False, after a complaint, if one of them cannot be read to its
+/// end.
 template <typename Work>
 bool addJobs(std::vector<std::string> const& inputs, Work& work, Output const& output) {
     bool areRead = true;

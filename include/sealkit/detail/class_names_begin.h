@@ -1,5 +1,6 @@
-/// Suspends the macros by which wolfSSL renames what has the name of a class or id here (`#define MD5 WC_MD5`), so that
-/// these keep their names. `class_names_end.h` brings the macros back. Both are included several times on purpose.
+/// Suspends the macros by which wolfSSL renames what has the name of a class or id here (`#define MD5
+/// WC_MD5`), so that these keep their names. `class_names_end.h` brings the macros back. Both are included
+/// several times on purpose.
 #pragma push_macro("DES")
 #pragma push_macro("HMAC")
 #pragma push_macro("MD4")

@@ -10,11 +10,11 @@
 /// | `Allocator` | walks the ids of a store in ascending order |
 /// | `storeNames` | what stores there are |
 ///
-/// What `put` returned true for is still there after the process is killed at any moment, and after
-/// the machine loses power as far as its disk keeps what it confirmed. A record is there whole or
-/// not at all: one that was cut short, altered or that never was a record counts as absent. Any
-/// number of processes may read and write a store at once: writers wait for each other, readers wait
-/// for nobody. Each call stands alone: `findOrAdd` and `removeIf` are the ones that look and write in one step.
+/// What `put` returned true for is still there after the process is killed at any moment, and after the
+/// machine loses power as far as its disk keeps what it confirmed. A record is there whole or not at all: one
+/// that was cut short, altered or that never was a record counts as absent. Any number of processes may read
+/// and write a store at once: writers wait for each other, readers wait for nobody. Each call stands alone:
+/// `findOrAdd` and `removeIf` are the ones that look and write in one step.
 ///
 /// A name is made of one or more parts joined by "/"; a part is made of ASCII letters, digits, "-"
 /// and "_"; a whole name has at most 255 characters. Every other name ("..", "", "/etc", one with a
@@ -63,7 +63,8 @@ public:
     /// there is no free id or when it could not be put. Two processes never get the same id.
     std::optional<int32_t> add(message const& record);
 
-    /// A question about a record of the store. It must not write to the store: the store is locked while it is asked.
+    /// A question about a record of the store. It must not write to the store: the store is locked while it
+    /// is asked.
     using Predicate = std::function<bool(int32_t id, message const& record)>;
 
     /// What `findOrAdd` found or added.
@@ -72,12 +73,12 @@ public:
         bool added;
     };
 
-    /// The record with the lowest id that `isWanted`; if no record is, adds `record` as `add` does. No other process
-    /// writes between the search and the addition. Returns nothing if the record could not be added.
+    /// The record with the lowest id that `isWanted`; if no record is, adds `record` as `add` does. No other
+    /// process writes between the search and the addition. Returns nothing if the record could not be added.
     std::optional<Place> findOrAdd(message const& record, Predicate const& isWanted);
 
-    /// Removes the record of that id if it `isWanted`, with no write of another process in between. Returns false,
-    /// with `errno` ENOENT, if there is no such record or it is not wanted; otherwise as `remove`.
+    /// Removes the record of that id if it `isWanted`, with no write of another process in between. Returns
+    /// false, with `errno` ENOENT, if there is no such record or it is not wanted; otherwise as `remove`.
     bool removeIf(int32_t id, Predicate const& isWanted);
 
     /// Removes the record of that id. True when it is lastingly gone, false when it was missing

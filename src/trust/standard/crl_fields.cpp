@@ -39,8 +39,8 @@ bool takeFlag(Level& fields, unsigned number, bool* flag) {
     return content.size() == 1;
 }
 
-/// IssuingDistributionPoint ::= SEQUENCE { distributionPoint [0] OPTIONAL, onlyContainsUserCerts [1] DEFAULT FALSE,
-/// onlyContainsCACerts [2] DEFAULT FALSE, onlySomeReasons [3] OPTIONAL, indirectCRL [4] DEFAULT FALSE,
+/// IssuingDistributionPoint ::= SEQUENCE { distributionPoint [0] OPTIONAL, onlyContainsUserCerts [1] DEFAULT
+/// FALSE, onlyContainsCACerts [2] DEFAULT FALSE, onlySomeReasons [3] OPTIONAL, indirectCRL [4] DEFAULT FALSE,
 /// onlyContainsAttributeCerts [5] DEFAULT FALSE }
 bool readScope(Reading& reading, asn1::blob value, CrlFields& to) {
     asn1::blob content, name, reasons;

@@ -13,15 +13,16 @@
 
 namespace detail {
 
-/// Reasons as the bits of `DistributionPoint::reasons`: each but bit 0, which is unused (RFC 5280, section 4.2.1.13).
+/// Reasons as the bits of `DistributionPoint::reasons`: each but bit 0, which is unused (RFC 5280, section
+/// 4.2.1.13).
 inline constexpr unsigned allReasons = 0x1FE;
 
-/// A name in the form in which equal names have equal bytes: as `canonicalName` for a directoryName, without regard to
-/// case in hosts.
+/// A name in the form in which equal names have equal bytes: as `canonicalName` for a directoryName, without
+/// regard to case in hosts.
 std::string canonicalGeneralName(GeneralName const& name);
 
-/// The same for a directoryName: the name with that form, behind which comes a relative name (content of its SET) unless
-/// that is empty.
+/// The same for a directoryName: the name with that form, behind which comes a relative name (content of its
+/// SET) unless that is empty.
 std::string canonicalDirectoryName(std::string_view name, asn1::blob relative);
 
 /// Views are into the `tbs` of the CRL, which must outlive this and not change.
@@ -61,7 +62,8 @@ private:
     std::map<std::shared_ptr<X509Certificate>, std::string> subjects;
 };
 
-/// Compares numbers of CRLs, content octets of an INTEGER that is not negative: less than 0, 0 or more than 0.
+/// Compares numbers of CRLs, content octets of an INTEGER that is not negative: less than 0, 0 or more than
+/// 0.
 int compareCrlNumbers(asn1::blob a, asn1::blob b);
 
 } // namespace detail

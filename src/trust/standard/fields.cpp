@@ -32,7 +32,8 @@ unsigned readVersion(asn1::blob tbs) {
     return takeUInt(wrapped, &number) && number <= 2 ? number + 1 : 1;
 }
 
-/// The content of an INTEGER that counts certificates: a negative number is malformed, a larger one than fits is the largest.
+/// The content of an INTEGER that counts certificates: a negative number is malformed, a larger one than fits
+/// is the largest.
 bool readCount(Reading& reading, asn1::blob content, std::optional<unsigned>* to) {
     if (content.empty())
         return reading.refuse(RefusalId::emptyInteger, content);
@@ -122,7 +123,8 @@ bool readMappings(Reading& reading, CertificateFields& to, asn1::blob value) {
     return true;
 }
 
-/// PolicyConstraints ::= SEQUENCE { requireExplicitPolicy [0] OPTIONAL, inhibitPolicyMapping [1] OPTIONAL }, not empty.
+/// PolicyConstraints ::= SEQUENCE { requireExplicitPolicy [0] OPTIONAL, inhibitPolicyMapping [1] OPTIONAL },
+/// not empty.
 bool readPolicyConstraints(Reading& reading, CertificateFields& to, asn1::blob value) {
     asn1::blob content, number;
     if (!readOnly(reading, value, tag::sequence, &content))

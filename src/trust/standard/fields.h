@@ -28,8 +28,8 @@ struct PolicyConstraints {
     std::optional<unsigned> inhibitMapping;
 };
 
-/// One DistributionPoint of cRLDistributionPoints or freshestCRL, or that of an issuingDistributionPoint (RFC 5280,
-/// sections 4.2.1.13 and 5.2.5).
+/// One DistributionPoint of cRLDistributionPoints or freshestCRL, or that of an issuingDistributionPoint (RFC
+/// 5280, sections 4.2.1.13 and 5.2.5).
 struct DistributionPoint {
     std::vector<GeneralName> fullNames;
     asn1::blob relativeName; ///< Content of nameRelativeToCRLIssuer, a SET of attributes; empty if absent.
@@ -39,7 +39,8 @@ struct DistributionPoint {
 
 /// DistributionPointName, its whole encoding, as `fullNames` or `relativeName`.
 bool readDistributionPointName(Reading& reading, asn1::blob name, DistributionPoint* to);
-/// Content of a BIT STRING of ReasonFlags (RFC 5280, section 4.2.1.13) as `DistributionPoint::reasons` has them.
+/// Content of a BIT STRING of ReasonFlags (RFC 5280, section 4.2.1.13) as `DistributionPoint::reasons` has
+/// them.
 unsigned readReasons(asn1::blob content);
 
 /// Views are into the `tbs` of the certificate, which must outlive this and not change.

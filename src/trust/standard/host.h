@@ -8,8 +8,8 @@
 
 namespace detail {
 
-/// Whether the text is a host name: labels of 1 to 63 ASCII letters, digits, hyphens and underscores, of at most 253
-/// characters together. No full stop stands at the end.
+/// Whether the text is a host name: labels of 1 to 63 ASCII letters, digits, hyphens and underscores, of at
+/// most 253 characters together. No full stop stands at the end.
 bool isHostName(std::string_view text);
 
 /// The same behind "*.", where there is that.
@@ -27,7 +27,8 @@ struct Mailbox {
 /// The parts around the last "@". Nothing if one is missing, or if the text has control characters.
 std::optional<Mailbox> splitMailbox(std::string_view text);
 
-/// The text of an otherName that is a SmtpUTF8Mailbox (RFC 9598). Nothing for other names; no text if it is malformed.
+/// The text of an otherName that is a SmtpUTF8Mailbox (RFC 9598). Nothing for other names; no text if it is
+/// malformed.
 std::optional<std::string_view> readSmtpUtf8Mailbox(GeneralName const& name);
 
 /// Whether all of it is ASCII.

@@ -42,7 +42,8 @@ public:
     }
 
 private:
-    /// RFC 9525, section 6.3. A wildcard stands for one label, and no public CA gives it all names of a top-level domain.
+    /// RFC 9525, section 6.3. A wildcard stands for one label, and no public CA gives it all names of a
+    /// top-level domain.
     bool isHost(std::string_view pattern) const {
         if (!isHostPattern(pattern))
             return false;

@@ -27,7 +27,8 @@ void append(std::string& to, std::string_view part) {
     to += part;
 }
 
-/// Letters that stand at a distance from their lower case. With a step of 2 every other letter is an upper one.
+/// Letters that stand at a distance from their lower case. With a step of 2 every other letter is an upper
+/// one.
 struct LetterRange {
     char32_t first, last;
     int distance;

@@ -212,8 +212,8 @@ private:
         return std::nullopt;
     }
 
-    /// Steps (d) to (f) and their counterparts below. The policies of the anchor bind nobody, but those of a leaf that is
-    /// its own anchor are asked for.
+    /// Steps (d) to (f) and their counterparts below. The policies of the anchor bind nobody, but those of a
+    /// leaf that is its own anchor are asked for.
     Failure checkPolicies() {
         PolicyResult result = processPolicies(std::span(views).first(std::max<size_t>(anchor, 1)), options);
         policies = std::move(result.policies);
@@ -392,9 +392,9 @@ private:
     std::vector<X509Certificate const*> path;
 };
 
-/// The store's certificate that the one at `index` is, or leads to: of several with the name a copy, else the first with
-/// the same key, else the first with the key identifier. A certificate without one may carry a key that the anchor changed
-/// to, and leads on: only at the end of a chain the name alone decides.
+/// The store's certificate that the one at `index` is, or leads to: of several with the name a copy, else the
+/// first with the same key, else the first with the key identifier. A certificate without one may carry a key
+/// that the anchor changed to, and leads on: only at the end of a chain the name alone decides.
 std::shared_ptr<X509Certificate> findStandardAnchor(CertificateChain const& chain,
                                                     CertificateStore const& store, size_t index) {
     X509Certificate const& certificate = *chain[index];

@@ -48,8 +48,8 @@ struct PolicyLevel {
 
 using Expectations = std::map<std::string_view, std::vector<size_t>>;
 
-/// The valid_policy_graph. Each depth has at most one node for a policy, and an edge for each mapping, so that it grows
-/// with the certificates and not with the product of what they say.
+/// The valid_policy_graph. Each depth has at most one node for a policy, and an edge for each mapping, so
+/// that it grows with the certificates and not with the product of what they say.
 class Graph {
 public:
     Graph() { levels.emplace_back().add(anyPolicy, {}, {}); }
@@ -116,8 +116,8 @@ public:
             clear();
     }
 
-    /// authority-constrained-policy-set (RFC 9618, section 5.6): the policies in the terms of the anchor, with their
-    /// qualifiers.
+    /// authority-constrained-policy-set (RFC 9618, section 5.6): the policies in the terms of the anchor,
+    /// with their qualifiers.
     std::vector<PathPolicy> policies();
 
 private:
@@ -176,7 +176,8 @@ private:
     std::vector<std::vector<std::vector<size_t>>> below;
     size_t effortLeft = maxQualifierEffort;
 
-    /// Bounds the qualifiers that are collected, in octets and in nodes: policies may share what is mapped to one.
+    /// Bounds the qualifiers that are collected, in octets and in nodes: policies may share what is mapped to
+    /// one.
     static constexpr size_t maxQualifierEffort = size_t{1} << 20;
     static constexpr size_t nodeEffort = 64;
 };

@@ -27,7 +27,8 @@ bool isSame(X509Certificate const& a, X509Certificate const& b) {
     return &a == &b || (!a.tbs.empty() && a.tbs == b.tbs && a.signature == b.signature);
 }
 
-/// Whether a certificate of the CRL's issuer may have signed it, its signature aside (RFC 5280, section 6.3.3, item f).
+/// Whether a certificate of the CRL's issuer may have signed it, its signature aside (RFC 5280, section
+/// 6.3.3, item f).
 bool maySign(X509Certificate const& signer) {
     if ((signer.keyUsage & KeyUsage::crlSign) != 0)
         return true;
@@ -50,7 +51,8 @@ std::string showReasons(unsigned reasons) {
     return names;
 }
 
-/// The distribution points of a certificate, arranged for looking up CRLs (RFC 5280, section 6.3.3, items b and d).
+/// The distribution points of a certificate, arranged for looking up CRLs (RFC 5280, section 6.3.3, items b
+/// and d).
 class Points {
 public:
     explicit Points(CertificateFields const& subject) : direct(subject.issuer) {
@@ -65,7 +67,8 @@ public:
     /// Whether a point names the CRL's issuer, and the CRL is for others as well.
     bool designate(CrlFields const& crl) const { return crl.isIndirect && issuers.contains(crl.issuer); }
 
-    /// The reasons that a CRL covers for the certificate: of all points that it answers. 0 if it answers none.
+    /// The reasons that a CRL covers for the certificate: of all points that it answers. 0 if it answers
+    /// none.
     unsigned reasonsOf(CrlFields const& crl) const {
         unsigned reasons = crl.issuer == direct ? lookUp(certificateIssuer, crl) : 0;
         if (crl.isIndirect)
@@ -75,7 +78,8 @@ public:
     }
 
 private:
-    /// Numbers of those that points name as issuers of CRLs. Where a point names nobody it is the certificate's issuer.
+    /// Numbers of those that points name as issuers of CRLs. Where a point names nobody it is the
+    /// certificate's issuer.
     using Issuer = size_t;
     static constexpr Issuer certificateIssuer = 0;
 
@@ -101,7 +105,8 @@ private:
                 byName[{issuer, canonicalGeneralName(name)}] |= reasons;
     }
 
-    /// The point that every certificate has: CRLs of its issuer (RFC 5280, section 6.3.3, the last paragraph).
+    /// The point that every certificate has: CRLs of its issuer (RFC 5280, section 6.3.3, the last
+    /// paragraph).
     void addImplicit(CertificateFields const& subject) {
         byIssuer[certificateIssuer] |= allReasons;
         byName[{certificateIssuer, canonicalDirectoryName(direct, {})}] |= allReasons;
@@ -229,8 +234,8 @@ private:
             findEntry(candidate);
     }
 
-    /// Whether a certificate that leads to the anchor signed the CRL (RFC 5280, section 6.3.3, items f and g). Several may
-    /// bear the name.
+    /// Whether a certificate that leads to the anchor signed the CRL (RFC 5280, section 6.3.3, items f and
+    /// g). Several may bear the name.
     CrlStatus statusBySigner(Candidate const& candidate) {
         std::string const& name = candidate.fields->issuer;
         CrlStatus status = CrlStatus::unknownIssuer;
@@ -244,8 +249,8 @@ private:
         return status;
     }
 
-    /// Whether the certificate, which bears the name of the CRL's issuer, signed it and may do so. `status` tells otherwise
-    /// how far it came, if that is further than others did.
+    /// Whether the certificate, which bears the name of the CRL's issuer, signed it and may do so. `status`
+    /// tells otherwise how far it came, if that is further than others did.
     bool signs(X509Certificate const& signer, Candidate const& candidate, CrlStatus& status) {
         auto const came = [&](CrlStatus further) {
             constexpr CrlStatus order[] = {CrlStatus::unknownIssuer, CrlStatus::badSignature,
@@ -264,8 +269,8 @@ private:
                came(checks.signatures.wasRefused() ? CrlStatus::unchecked : CrlStatus::otherIssuer);
     }
 
-    /// Whether the signer leads to the anchor: certificates of the chain do. A certificate tells its own status where its
-    /// CA says so, by naming it as the issuer of the CRL.
+    /// Whether the signer leads to the anchor: certificates of the chain do. A certificate tells its own
+    /// status where its CA says so, by naming it as the issuer of the CRL.
     bool isValid(X509Certificate const& signer, Candidate const& candidate) {
         if (isSame(signer, *issuer.certificate) || isSame(signer, anchor))
             return true;
@@ -332,7 +337,8 @@ private:
             auto const ofScope = deltas.find(candidate.scope());
             note(ofScope == deltas.end() ? judge(candidate, {}) : judge(candidate, ofScope->second));
         }
-        // What a delta CRL without its complete CRL revokes is revoked as well, unless that is known to be outdated.
+        // What a delta CRL without its complete CRL revokes is revoked as well, unless that is known to be
+        // outdated.
         for (Candidate const& candidate : candidates)
             if (candidate.isVerified() && candidate.fields->isDelta() && !candidate.isUsed &&
                 !candidate.isOld && candidate.revokes())
@@ -340,8 +346,8 @@ private:
         return revoking;
     }
 
-    /// A complete CRL with the delta CRLs of its scope, latest first (RFC 5280, section 6.3.3, items h to l). The one of
-    /// them that revokes the certificate; null if none does.
+    /// A complete CRL with the delta CRLs of its scope, latest first (RFC 5280, section 6.3.3, items h to l).
+    /// The one of them that revokes the certificate; null if none does.
     Candidate const* judge(Candidate& complete, std::vector<Candidate*> const& deltas) {
         bool isCurrent = complete.isCurrent, isSupported = complete.fields->isSupported;
         Candidate const* decisive = &complete;

@@ -22,9 +22,11 @@ struct RevocationSources {
     std::vector<std::shared_ptr<X509Certificate>> signers;
     /// Those that bear the name, in the form of `canonicalName`.
     std::span<X509Certificate const* const> signersNamed(std::string_view name, CrlMemory& memory);
-    /// Whether a certificate that signed a CRL leads to `anchor` by a valid chain, which is checked for revocation as well.
+    /// Whether a certificate that signed a CRL leads to `anchor` by a valid chain, which is checked for
+    /// revocation as well.
     std::function<bool(X509Certificate const& signer, X509Certificate const& anchor)> isSignerValid;
-    /// Whether a CRL that is signed over a weak hash may only revoke: as one with an unknown critical extension.
+    /// Whether a CRL that is signed over a weak hash may only revoke: as one with an unknown critical
+    /// extension.
     bool isStrict = false;
 
 private:
@@ -40,9 +42,10 @@ struct RevocationResult {
     std::vector<CrlVerdict> crls; ///< Each CRL of the sources whose issuer may tell about the certificate.
 };
 
-/// The status of `subject`, issued by `issuer`, in a chain that ends with `anchor`. Every CRL that applies is asked: one that
-/// revokes decides, and all reasons must be covered otherwise. A CRL without nextUpdate counts as outdated. One with an
-/// unknown critical extension, or a delta CRL without its complete CRL, revokes and clears nothing.
+/// The status of `subject`, issued by `issuer`, in a chain that ends with `anchor`. Every CRL that applies is
+/// asked: one that revokes decides, and all reasons must be covered otherwise. A CRL without nextUpdate
+/// counts as outdated. One with an unknown critical extension, or a delta CRL without its complete CRL,
+/// revokes and clears nothing.
 RevocationResult findRevocation(CertificateFields const& subject, CertificateFields const& issuer,
                                 X509Certificate const& anchor, RevocationSources& sources,
                                 PathOptions const& options, PathChecks& checks);

@@ -52,8 +52,8 @@ KeyParts readKeyInfo(asn1::blob keyInfo) {
     return parts;
 }
 
-/// RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). The numbers of a key that the library
-/// does not compute with count as well.
+/// RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). The numbers of a key
+/// that the library does not compute with count as well.
 struct RsaNumbers {
     asn1::blob modulus;
     asn1::blob exponent;
@@ -73,8 +73,8 @@ std::optional<RsaNumbers> readRsaNumbers(KeyParts const& info) {
     return numbers;
 }
 
-/// The width of the field of an EC key by that of its point (SEC 1, section 2.3.3), on any curve. 0 if the key is of
-/// another kind or malformed.
+/// The width of the field of an EC key by that of its point (SEC 1, section 2.3.3), on any curve. 0 if the
+/// key is of another kind or malformed.
 size_t fieldBitsOf(KeyParts const& info) {
     if (info.algorithm != oid::ecPublicKey || info.key.empty())
         return 0;
@@ -184,7 +184,8 @@ private:
         return breaks(PathCode::invalidSerialNumber, {{"serial number", str(number)}});
     }
 
-    /// RFC 5280, sections 4.2.1.1 and 4.2.1.2. Self-signed is what its own key verifies, and the issuer's does.
+    /// RFC 5280, sections 4.2.1.1 and 4.2.1.2. Self-signed is what its own key verifies, and the issuer's
+    /// does.
     Result checkKeyIdentifiers(asn1::blob issuerKeyInfo) const {
         bool const isSelfSigned =
             fields.isSelfIssued && issuerKeyInfo == asn1::blob(certificate.subjectPublicKeyInfo);

@@ -19,8 +19,9 @@ struct StrictViolation {
 /// Whether a certificate or CRL is signed over MD5 or SHA-1.
 bool isSignedOverWeakHash(X509Base const& object);
 
-/// The first rule that the chain breaks, from the leaf upward. `path` ends with the anchor, which is trusted as it is: of
-/// it, the size of the key and the subject are judged. A self-signed leaf that is its own anchor is judged as leaf and as anchor.
+/// The first rule that the chain breaks, from the leaf upward. `path` ends with the anchor, which is trusted
+/// as it is: of it, the size of the key and the subject are judged. A self-signed leaf that is its own anchor
+/// is judged as leaf and as anchor.
 ///
 /// | rule                                                                 | of                      |
 /// | -------------------------------------------------------------------- | ----------------------- |
@@ -37,8 +38,8 @@ bool isSignedOverWeakHash(X509Base const& object);
 /// | a subject alternative name                                           | the leaf, see below     |
 /// | no wildcard for all names of a top-level domain                      | the leaf                |
 ///
-/// Servers and mailboxes have names: the leaf must have one if it is asked for as either, and where no purpose is asked
-/// for, if its extended key usage names either.
+/// Servers and mailboxes have names: the leaf must have one if it is asked for as either, and where no
+/// purpose is asked for, if its extended key usage names either.
 std::optional<StrictViolation> findStrictViolation(std::span<CertificateFields const* const> path,
                                                    PathOptions const& options);
 

@@ -28,8 +28,8 @@ constexpr size_t kindCount = 9;
 /// The choice of a name, however it is encoded.
 size_t kindOf(GeneralName const& name) { return name.type & ~size_t(constructed); }
 
-// A name has a key, and a subtree is a range of keys: then sets of subtrees are united and intersected, and names
-// found in them, in an order of strings.
+// A name has a key, and a subtree is a range of keys: then sets of subtrees are united and intersected, and
+// names found in them, in an order of strings.
 //
 // | name          | its key                                      | the keys in a subtree             |
 // | ------------- | -------------------------------------------- | --------------------------------- |
@@ -82,8 +82,8 @@ public:
         return next != ranges.begin() && key < std::prev(next)->second;
     }
 
-    /// Leaves what is in `others` as well. What it takes out was put in before, so that many sets in a row take no longer
-    /// than all that they hold.
+    /// Leaves what is in `others` as well. What it takes out was put in before, so that many sets in a row
+    /// take no longer than all that they hold.
     void intersect(RangeSet const& others) {
         std::string gap;
         for (auto const& [first, last] : others.ranges) {
@@ -184,8 +184,8 @@ std::optional<std::string> keyOf(GeneralName const& name) {
 
 // Ranges of subtrees: nothing if the subtree is malformed or of an unsupported kind.
 
-/// With a full stop in front, the hosts below a domain, as other validators have it for dNSName as well. Otherwise the
-/// host, with `end` behind it: "." lets the hosts below in, "@" does not.
+/// With a full stop in front, the hosts below a domain, as other validators have it for dNSName as well.
+/// Otherwise the host, with `end` behind it: "." lets the hosts below in, "@" does not.
 std::optional<Range> hostRange(std::string_view subtree, char end) {
     if (subtree.empty())
         return beginningWith(".");

@@ -17,13 +17,13 @@ struct SubtreeViolation {
     std::vector<std::string> subtrees;
     size_t depth = 0; ///< Of the certificate that makes the constraint.
     bool isExcluded = false;
-    /// The constraint or the name is malformed, or of a kind that cannot be compared: otherName, x400Address, ediPartyName
-    /// and registeredID.
+    /// The constraint or the name is malformed, or of a kind that cannot be compared: otherName, x400Address,
+    /// ediPartyName and registeredID.
     bool isUnsupported = false;
 };
 
-/// The constraints collected so far. A search in them and the whole of all `add` take time that grows with the names
-/// and the logarithm of the number of constraints.
+/// The constraints collected so far. A search in them and the whole of all `add` take time that grows with
+/// the names and the logarithm of the number of constraints.
 ///
 /// | name            | a subtree of it                                                                   |
 /// | --------------- | --------------------------------------------------------------------------------- |
@@ -41,13 +41,13 @@ public:
     Subtrees(Subtrees const&) = delete;
     Subtrees& operator=(Subtrees const&) = delete;
 
-    /// The first name of the certificate that they do not allow: subject (unless empty), subject alternative names, and
-    /// where there is no rfc822Name among those, the subject's emailAddress attributes. A self-issued certificate above
-    /// the leaf is exempt, for which the caller sees.
+    /// The first name of the certificate that they do not allow: subject (unless empty), subject alternative
+    /// names, and where there is no rfc822Name among those, the subject's emailAddress attributes. A
+    /// self-issued certificate above the leaf is exempt, for which the caller sees.
     std::optional<SubtreeViolation> findViolation(CertificateFields const& fields) const;
 
-    /// Adds the certificate's own: a name must lie in a permitted subtree of every certificate that has one of its type.
-    /// `fields` must outlive this object.
+    /// Adds the certificate's own: a name must lie in a permitted subtree of every certificate that has one
+    /// of its type. `fields` must outlive this object.
     void add(CertificateFields const& fields, size_t depth);
 
 private:

@@ -73,7 +73,8 @@ TEST(Tree, FollowsStringsThatHoldDer) {
     EXPECT_EQ(walk(hex("04053003020107")), "0 d0 2+5 OCTET STRING; 2 d1 2+3 SEQUENCE; 4 d2 2+1 INTEGER 7");
     EXPECT_EQ(walk(hex("0306003003020107")), "0 d0 2+6 BIT STRING; 3 d1 2+3 SEQUENCE; 5 d2 2+1 INTEGER 7");
     EXPECT_EQ(walk(hex("040404023000")), "0 d0 2+4 OCTET STRING; 2 d1 2+2 OCTET STRING; 4 d2 2+0 SEQUENCE");
-    // Unused bits, trailing bytes, longer lengths than needed, a value that its type does not have, and another class.
+    // Unused bits, trailing bytes, longer lengths than needed, a value that its type does not have, and
+    // another class.
     for (char const* digits : {"0306013003020107", "0406300302010700", "040630810302010700", "04030c01ff",
                                "040301021234", "0402a000", "04023080", "04020000"}) {
 

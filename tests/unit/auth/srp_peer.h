@@ -35,7 +35,8 @@ inline WCurve::Point sum(Curve25519 const& curve, WCurve::Point P, WCurve::Point
     return P;
 }
 
-/// W: the first u out of SHA-256(n), SHA-256(n + 1) … that has a point which eight times itself does not lose.
+/// W: the first u out of SHA-256(n), SHA-256(n + 1) … that has a point which eight times itself does not
+/// lose.
 inline WCurve::Point mask(Curve25519 const& curve, Bytes const& uOfVerifier) {
     for (BigNum n(sha256({uOfVerifier}));; n += 1) {
         Bytes const u = sha256({n.bin(0)}) + Bytes{0};

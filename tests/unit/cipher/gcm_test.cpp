@@ -278,8 +278,8 @@ TEST(GCM, InputWithoutRoomForATagFails) {
 }
 
 TEST(GCM, LengthsInBitsAreCountedModulo2ToThe32) {
-    // 512 MiB of zeros leave GHASH at zero, and their length in bits does too. The pages of the mapping are all
-    // the one page of zeros.
+    // 512 MiB of zeros leave GHASH at zero, and their length in bits does too. The pages of the mapping are
+    // all the one page of zeros.
     constexpr unsigned length = 1U << 29;
     void* const zeros = mmap(nullptr, length, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     ASSERT_NE(zeros, MAP_FAILED);

@@ -52,8 +52,8 @@ struct Curves {
     }
 };
 
-/// Points of every kind, as (X, Y, Z) with plain numbers: of prime order, of small order, sums of both, at infinity, and
-/// with coordinates that were not reduced or belong to no point.
+/// Points of every kind, as (X, Y, Z) with plain numbers: of prime order, of small order, sums of both, at
+/// infinity, and with coordinates that were not reduced or belong to no point.
 std::vector<WCurve::Point> somePoints(Random& random) {
     Edwards25519 const curve;
     RedNum scratch[WCurve::addScratch];
@@ -142,7 +142,8 @@ TEST(Multiple25519, HasTheDigitsOfTheGeneralArithmeticOnOtherCurves) {
 }
 
 TEST(Multiple25519, FindsCoordinatesWithSeveralRepresentations) {
-    // The sum of two points with x = 0 in the affine form: what the general arithmetic gives for a coordinate near 0.
+    // The sum of two points with x = 0 in the affine form: what the general arithmetic gives for a coordinate
+    // near 0.
     Curves const curves(weierstrassA());
     for (unsigned x = 0; x < 200; ++x) {
         WCurve::Point P = Curve25519().getG();

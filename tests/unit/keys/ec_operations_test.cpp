@@ -186,7 +186,8 @@ TEST(EcPrivateKey, MakesEveryScalarAndNoOther) {
     }
 }
 
-/// The public point of every kind of scalar, which comes out of a table, is what the general multiplication gives.
+/// The public point of every kind of scalar, which comes out of a table, is what the general multiplication
+/// gives.
 TEST(EcPrivateKey, PointsAreTheMultiplesOfTheBasePoint) {
     for (Curve const curve : curves) {
         BigNum p, order;

@@ -1,5 +1,5 @@
-/// Messages for tests: those of `tests/vectors/pkcs`, which OpenSSL made (`scripts/make-message-vectors`), and
-/// made-up ones, part by part.
+/// Messages for tests: those of `tests/vectors/pkcs`, which OpenSSL made (`scripts/make-message-vectors`),
+/// and made-up ones, part by part.
 #pragma once
 
 #include "sealkit/pem.h"

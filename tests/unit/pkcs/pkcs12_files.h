@@ -42,8 +42,8 @@ inline AlgorithmIdentifier hashAlgorithm(HashID id) {
     return {Bytes(oid.begin(), oid.end()), der::null()};
 }
 
-/// What `call` gives, which must say this on standard output. The name in the RSA certificate has an attribute that is
-/// reported wherever it is read; that does not count.
+/// What `call` gives, which must say this on standard output. The name in the RSA certificate has an
+/// attribute that is reported wherever it is read; that does not count.
 template <typename Call>
 auto saying(std::string const& expected, Call const& call) {
     CapturedOutput output;

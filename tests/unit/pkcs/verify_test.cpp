@@ -194,8 +194,9 @@ TEST(SignedDataVerify, RefusesASignatureMadeWithoutTheKeyUnderASmallExponent) {
     message.certificates[0] = certificate;
     PKCS7SignerInfo& signer = *message.signerInfos[0];
 
-    // 00 01 FF.. 00 DigestInfo, with parameters that make the block a cube: its root is put together of the bits that
-    // the front of the block asks for and those that its end does (D. Bleichenbacher, CRYPTO 2006, rump session).
+    // 00 01 FF.. 00 DigestInfo, with parameters that make the block a cube: its root is put together of the
+    // bits that the front of the block asks for and those that its end does (D. Bleichenbacher, CRYPTO 2006,
+    // rump session).
     unsigned char variant = 0;
     while (!(signer.messageDigest(HashID::SHA256).back() & 1))
         signer.authAttributes =

@@ -14,7 +14,8 @@ unsigned calls = 0;
 
 } // namespace
 
-/// As another library may define it. The program's own takes the place of the library's in all its calls by name.
+/// As another library may define it. The program's own takes the place of the library's in all its calls by
+/// name.
 extern "C" int randombytes(uint8_t* out, size_t length) {
     ++calls;
     std::fill_n(out, length, 0);

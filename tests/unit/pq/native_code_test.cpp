@@ -1,5 +1,5 @@
-// What mlkem-native computes by the code of the processor that runs it, against what it computes in C, which is linked
-// here under the names of `pq/mlkem_native.h`. The library does not export its own.
+// What mlkem-native computes by the code of the processor that runs it, against what it computes in C, which
+// is linked here under the names of `pq/mlkem_native.h`. The library does not export its own.
 #include "sealkit/mlkem.h"
 
 #include "pq/mlkem_native.h"

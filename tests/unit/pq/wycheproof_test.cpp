@@ -1,5 +1,5 @@
-// Project Wycheproof's cases. What they compute from given bytes in place of random ones, the library computes from
-// what the kernel's generator gives.
+// Project Wycheproof's cases. What they compute from given bytes in place of random ones, the library
+// computes from what the kernel's generator gives.
 #include "sealkit/mlkem.h"
 
 #include "support/kernel_bytes.h"

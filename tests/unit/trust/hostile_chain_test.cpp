@@ -1,4 +1,5 @@
-// Chains that hold as much as they can of what the rules compare: the time must grow with their size, not with products.
+// Chains that hold as much as they can of what the rules compare: the time must grow with their size, not
+// with products.
 #include "made_chain.h"
 #include "support/slow.h"
 #include "support/timing.h"
@@ -82,7 +83,8 @@ MadeChain hostile(Parts const& parts) {
     return MadeChain(made);
 }
 
-/// The time that all rules take. The standard ones accept the chain; the platform's know one subtree of a list.
+/// The time that all rules take. The standard ones accept the chain; the platform's know one subtree of a
+/// list.
 double secondsFor(MadeChain const& chain, bool checkCrls) {
     PathOptions options;
     options.hostName = "www.0.test";

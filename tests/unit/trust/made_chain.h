@@ -1,4 +1,5 @@
-// Chains for the standard rules, made of DER element by element, so that every extension can be given as it is wanted.
+// Chains for the standard rules, made of DER element by element, so that every extension can be given as it
+// is wanted.
 #pragma once
 
 #include "sealkit/oid.h"

@@ -37,7 +37,8 @@ struct Signed {
         options.path.rules = PathRules::rfc5280;
     }
 
-    /// The chain's code, if `check` finds that the signer is untrusted for that reason alone; 0 if it is trusted.
+    /// The chain's code, if `check` finds that the signer is untrusted for that reason alone; 0 if it is
+    /// trusted.
     template <typename Check>
     PathCode judge(Check const& check) {
         MadeChain made({leaf, ca});

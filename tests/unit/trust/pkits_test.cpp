@@ -1,5 +1,5 @@
-// The Public Key Interoperability Test Suite: each case of tests/vectors/x509/pkits.txt is a test of its own. Certificates
-// and CRLs are those of an installed package.
+// The Public Key Interoperability Test Suite: each case of tests/vectors/x509/pkits.txt is a test of its own.
+// Certificates and CRLs are those of an installed package.
 #include "sealkit/oid_names.h"
 #include "sealkit/search.h"
 #include "support/vectors.h"

@@ -1,4 +1,5 @@
-// CRLs under the standard rules (RFC 5280, section 6.3): which of them count for a certificate, and what they say.
+// CRLs under the standard rules (RFC 5280, section 6.3): which of them count for a certificate, and what they
+// say.
 #include "chains.h"
 
 #include "sealkit/pkcs8.h"
@@ -366,8 +367,8 @@ TEST(StandardRevocation, AllReasonsMustBeCovered) {
               PathCode::valid);
 }
 
-/// A leaf, a CA, whose CRL comes from another certificate under the root. That one is no CA, so that the root's own CRL
-/// is about it and not about the leaf.
+/// A leaf, a CA, whose CRL comes from another certificate under the root. That one is no CA, so that the
+/// root's own CRL is about it and not about the leaf.
 struct IndirectWorld : World {
     IndirectWorld(std::vector<Bytes> const& leafExtensions, CrlForm const& form) {
         std::vector<Bytes> extensions = leafExtensions;

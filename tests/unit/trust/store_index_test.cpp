@@ -1,4 +1,5 @@
-// Look-ups in stores of many objects, which go through an index: they give what reading from front to back gives.
+// Look-ups in stores of many objects, which go through an index: they give what reading from front to back
+// gives.
 #include "chains.h"
 #include "support/slow.h"
 

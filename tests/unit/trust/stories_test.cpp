@@ -1,4 +1,5 @@
-// Plays the stories of tests/pki, whose README explains the fields. Each is a test of its own, Stories.<folder>.
+// Plays the stories of tests/pki, whose README explains the fields. Each is a test of its own,
+// Stories.<folder>.
 #include "chains.h"
 #include "support/vectors.h"
 
