@@ -1,18 +1,18 @@
 /// Reading DER (ITU-T X.690): a cursor that walks one level of tag-length-value elements.
 ///
-/// | to                                  | call                             |
-/// | ----------------------------------- | -------------------------------- |
-/// | see the current element             | read `tag`, `value`              |
-/// | take an element's content           | `take`                           |
-/// | take an element with its header     | `takeWhole`                      |
-/// | take a small number                 | `readUInt`                       |
-/// | go down into a constructed element  | `enter`                          |
-/// | walk its children and then go on    | a second parser on `take`'s blob |
+/// | to                                    | call                             |
+/// | ------------------------------------- | -------------------------------- |
+/// | see the current element               | read `tag`, `value`              |
+/// | read an element's content and move on | `take`                           |
+/// | the same with its header              | `takeWhole`                      |
+/// | read a small number and move on       | `readUInt`                       |
+/// | descend into a constructed element    | `enter`                          |
+/// | walk its children and then move on    | a second parser on `take`'s blob |
 ///
-/// It checks bounds alone: values are not decoded, and neither the shortest form of lengths nor the order of
-/// sets is checked. Indefinite lengths, lengths of more than four octets and tags that do not fit into 32
-/// bits are errors. Nothing is copied and nothing recurses: every result is a view of the input, which must
-/// outlive it.
+/// It checks bounds only: values are not decoded, lengths may be longer than necessary, and sets may be
+/// unsorted. Indefinite lengths, lengths of more than four octets and tags that do not fit into 32 bits are
+/// errors. Nothing is copied and nothing recurses: every result is a view of the input, which must outlive
+/// it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -20,11 +20,11 @@
 
 namespace asn1 {
 
-/// A cursor that always stands on an element, on the end of its level, or on an error.
+/// A cursor, which is always at an element, at the end of its level, or in the error state.
 class SEALKIT_API parser {
 public:
-    static constexpr unsigned endTag = 256;   ///< No element is left. Not an error.
-    static constexpr unsigned errorTag = 257; ///< Malformed input, or a tag was asked for that was not there.
+    static constexpr unsigned endTag = 256;   ///< The end of the level. Not an error.
+    static constexpr unsigned errorTag = 257; ///< The input is malformed, or `enter` expected another tag.
 
     unsigned char const* start = nullptr;  ///< Where the element after the current one begins.
     unsigned char const* finish = nullptr; ///< The end of the level.
@@ -39,27 +39,27 @@ public:
     /// Reads the first element of `level`.
     explicit parser(blob level);
 
-    /// The content of the current element, without going on.
+    /// The content of the current element. The cursor does not move.
     blob value() const { return blob(valueStart, valueEnd); }
 
-    /// Goes on to the next element. Returns true if an element was read or the end was reached, and false,
-    /// now and at every later call, if what follows is malformed.
+    /// Moves to the next element. Returns true if it read an element or reached the end. Returns false, from
+    /// this call on, if what follows is malformed.
     bool next();
 
-    /// Goes down into the current element, which must have the given tag, and returns what reading its first
-    /// child gives. With another tag the parser enters the error state and stays there.
+    /// Descends into the current element, which must have the given tag, and returns the result of reading
+    /// its first child. With another tag the parser enters the error state and stays in it.
     bool enter(unsigned expectedTag);
 
-    /// Returns the content of the current element and goes on. Empty if what follows is malformed. At the end
-    /// of the level it returns the last element again: test `tag` before an optional field.
+    /// Returns the content of the current element and moves to the next. Empty if what follows is malformed.
+    /// At the end of the level it returns the last element again: test `tag` before an optional field.
     blob take();
 
-    /// Returns the whole encoding of the current element, with identifier and length octets, and goes on as
+    /// Returns the whole encoding of the current element, with identifier and length octets, and moves on as
     /// `take` does.
     blob takeWhole();
 
-    /// Takes the content as an unsigned big-endian number; a sign is ignored. Returns 0 if it is empty or
-    /// longer than four octets.
+    /// Returns the content as an unsigned big-endian number, ignoring a sign, and moves on. Returns 0 if the
+    /// content is empty or longer than four octets.
     unsigned readUInt();
 
 private:

@@ -1,31 +1,30 @@
 /// Unsigned integers of any size, and arithmetic modulo one of them.
 ///
-/// | name                        | what it is                                                             |
-/// | --------------------------- | ---------------------------------------------------------------------- |
-/// | `BigNum`                    | an unsigned integer: bytes and text, compare, add, subtract, shift     |
-/// | `SignedBigNum`              | a magnitude and a sign, for the coefficients of the extended gcd       |
-/// | `mul`, `sqr`                | products, schoolbook at every size                                     |
-/// | `mul256`, `sqr256`          | the same for at most 256 bits                                          |
-/// | `div`                       | quotient and remainder (Knuth, TAOCP volume 2, 4.3.1, algorithm D)     |
-/// | `gcd`, `lcm`, `begcd`       | binary algorithms (HAC 14.54, 14.61)                                   |
-/// | `invByMod`                  | inverse modulo a number                                                |
-/// | `Reducer`                   | a representation of residues; the base reduces nothing                 |
-/// | `MontgomeryReducer`         | Montgomery form for an odd modulus (HAC 14.32)                         |
-/// | `Mod25519Reducer`           | partly reduced residues modulo 2^255 - 19                              |
-/// | `RedNum`                    | a number in the representation of its reducer                          |
-/// | `expByMod`, `inv`           | sliding-window power (HAC 14.85), inverse of a residue                 |
-/// | `randomBigNum`              | a random number below a bound                                          |
+/// | name                  | what it is                                                         |
+/// | --------------------- | ------------------------------------------------------------------ |
+/// | `BigNum`              | an unsigned integer: bytes and text, compare, add, subtract, shift |
+/// | `SignedBigNum`        | a magnitude and a sign, for the coefficients of the extended gcd   |
+/// | `mul`, `sqr`          | products, schoolbook at every size                                 |
+/// | `mul256`, `sqr256`    | the same for at most 256 bits                                      |
+/// | `div`                 | quotient and remainder (Knuth, TAOCP volume 2, 4.3.1, algorithm D) |
+/// | `gcd`, `lcm`, `begcd` | binary algorithms (HAC 14.54, 14.61)                               |
+/// | `invByMod`            | inverse modulo a number                                            |
+/// | `Reducer`             | a representation of residues; the base reduces nothing             |
+/// | `MontgomeryReducer`   | Montgomery form for an odd modulus (HAC 14.32)                     |
+/// | `Mod25519Reducer`     | partly reduced residues modulo 2^255 - 19                          |
+/// | `RedNum`              | a number in the representation of its reducer                      |
+/// | `expByMod`, `inv`     | sliding-window power (HAC 14.85), inverse of a residue             |
+/// | `randomBigNum`        | a random number below a bound                                      |
 ///
-/// No operation takes constant time: time and memory accesses depend on the values. No operation reports an
-/// error either. Each states what it expects of its operands; a caller that reads numbers from outside
-/// rejects those that do not meet it (even or zero moduli, zero divisors) before it computes. Unless a
-/// modulus or divisor is zero, every operation ends and stays within its storage.
+/// No operation takes constant time: time and memory accesses depend on the values. Operations do not report
+/// errors. Each states what it requires of its operands; a caller that reads numbers from outside must reject
+/// unsuitable ones (even or zero moduli, zero divisors) before it computes. Unless a modulus or divisor is
+/// zero, every operation terminates and stays within its storage.
 ///
-/// Results may be written over operands everywhere (`mul(a, a, b)`). A result keeps the storage it
-/// has, so a loop over the same variables stops allocating once they have grown. Storage is wiped
-/// before it returns to the heap.
+/// A result may always overwrite an operand (`mul(a, a, b)`). A result keeps its storage, so a loop over the
+/// same variables stops allocating once they have grown. Storage is wiped before it returns to the heap.
 ///
-/// A number that was moved from may only be assigned to or destroyed.
+/// After a move, the source may only be assigned to or destroyed.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -40,7 +39,7 @@
 
 class Rng;
 
-/// Selects the overload whose bytes come least significant first.
+/// Selects the overload that takes little-endian bytes.
 struct little_endian {};
 
 /// An unsigned integer of any size.
@@ -57,7 +56,7 @@ public:
     BigNum(asn1::blob bytes);
     /// The bytes as a little-endian integer. Empty gives 0; trailing zero bytes are ignored.
     BigNum(asn1::blob bytes, little_endian);
-    /// Small values are made by `bn2`, `bn3` and `bn64`, which say how wide they are.
+    /// `bn2`, `bn3` and `bn64` make small values of a stated width.
     template <std::integral Integer>
     BigNum(Integer) = delete;
 
@@ -89,7 +88,7 @@ public:
     /// The value modulo 2^n.
     void modBy2Pow(unsigned n);
     /// Folds the value modulo `mod`, a number of k digits for which 2^(32k) is congruent to `c`: the digits
-    /// above the k lowest are multiplied by `c` and added to those until none are left; then `mod` is
+    /// above the k lowest are multiplied by `c` and added to those, until there are only k; then `mod` is
     /// subtracted once if it is less than the value (HAC 14.47). The result is below 2^(32k), but may be
     /// above `mod`, and a value equal to `mod` stays.
     void reduce(BigNum const& mod, unsigned c);
@@ -151,7 +150,7 @@ struct SEALKIT_API SignedBigNum {
     BigNum magnitude;
     bool negative = false; ///< The value is minus the magnitude.
 
-    /// Adds `x`, or minus `x` when `minus` is set. Where magnitudes cancel exactly the sign stays.
+    /// Adds `x`, or subtracts it if `minus` is set. If the magnitudes cancel exactly, the sign is unchanged.
     void add(BigNum const& x, bool minus);
 };
 

@@ -1,7 +1,7 @@
 /// A view of bytes: the input type of the whole library.
 ///
-/// A blob is two pointers and is passed by value. It owns nothing: whoever made the bytes (a
-/// vector, a string, a static table) keeps them alive for as long as the blob is used.
+/// A blob is two pointers and is passed by value. It does not own the bytes: their owner (a vector, a string,
+/// a static table) must outlive the blob.
 #pragma once
 
 #include "sealkit/detail/assert.h"
@@ -30,7 +30,7 @@ struct blob {
     template <std::same_as<char> Char, std::integral Size>
     blob(Char const* data, Size size) : blob(reinterpret_cast<unsigned char const*>(data), size) {}
 
-    /// The bytes of an array, a static table most of the time.
+    /// The bytes of an array, usually a static table.
     template <size_t count>
     constexpr blob(unsigned char const (&bytes)[count]) : blob(bytes, count) {}
 
@@ -48,13 +48,13 @@ struct blob {
     constexpr unsigned char const* end() const { return finish; }
     constexpr unsigned char operator[](size_t index) const { return start[index]; }
 
-    /// Takes the first byte off. The blob must not be empty.
+    /// Removes the first byte and returns it. The blob must not be empty.
     unsigned char pop_front() {
         SEALKIT_ASSERT_AS(start < finish, "start < finish", "../include/sealkit/blob.h");
         return *start++;
     }
 
-    /// Takes the first `sz` bytes off and returns them. The blob must have at least that many.
+    /// Removes the first `sz` bytes and returns them. The blob must have at least that many.
     blob pop_front(size_t sz) {
         SEALKIT_ASSERT_AS(sz <= size(), "start + sz <= finish", "../include/sealkit/blob.h");
         blob front(start, sz);

@@ -1,19 +1,19 @@
 /// Block ciphers, one block at a time, and the counter mode over them.
 ///
-/// | class    | key | block | round keys | standard         |
-/// | -------- | --- | ----- | ---------- | ---------------- |
-/// | `AES128` | 16  | 16    | 11         | FIPS 197         |
-/// | `AES192` | 24  | 16    | 13         | FIPS 197         |
-/// | `AES256` | 32  | 16    | 15         | FIPS 197         |
-/// | `DES`    | 8   | 8     | 16         | FIPS 46-3        |
+/// | class    | key | block | round keys | standard  |
+/// | -------- | --- | ----- | ---------- | --------- |
+/// | `AES128` | 16  | 16    | 11         | FIPS 197  |
+/// | `AES192` | 24  | 16    | 13         | FIPS 197  |
+/// | `AES256` | 32  | 16    | 15         | FIPS 197  |
+/// | `DES`    | 8   | 8     | 16         | FIPS 46-3 |
 ///
 /// Sizes are in bytes. A key is read when the object is made and expanded once, for both directions; the
 /// expanded key is overwritten when the object is destroyed. Nothing fails, and an object is for one
 /// thread at a time.
 ///
 /// Not here: messages longer than a block (`cbc.h`, `gcm.h` and, as objects, `cipher.h`), triple DES, which
-/// `createCipher` makes, and constant time: tables are indexed with secrets (`docs/timing.md`). DES no longer
-/// protects; it serves formats that prescribe it.
+/// `createCipher` makes, and constant time: tables are indexed with secrets (`docs/timing.md`). DES is broken
+/// and only here for formats that prescribe it.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -28,7 +28,7 @@ public:
     virtual ~BlockCipher() = default;
     /// The size of a block in bytes.
     virtual unsigned blockLength() = 0;
-    /// Encrypts the block at `in` to `out`, which may be the same memory. Any alignment will do.
+    /// Encrypts the block at `in` to `out`, which may be the same memory. Any alignment is allowed.
     virtual void encrypt(unsigned char const* in, unsigned char* out) = 0;
     /// Undoes `encrypt`, under the same conditions.
     virtual void decrypt(unsigned char const* in, unsigned char* out) = 0;
@@ -91,10 +91,10 @@ protected:
     std::uint32_t subkeys[16][2];
 };
 
-/// Counter mode (SP 800-38A section 6.5) from the counter block `iv`, 16 bytes, which is left at the next
+/// Counter mode (SP 800-38A section 6.5) from the counter block `iv`, 16 bytes, which is advanced to the next
 /// block: XORs `len` bytes at `in` with the encrypted counters and writes them to `out`, which may be the
-/// same memory. Only the last 32 bits of the counter block count, big-endian and modulo 2^32. A partial last
-/// block takes a whole counter. The block length must be 16, or the process is aborted.
+/// same memory. Only the last 32 bits of the counter block are incremented, big-endian and modulo 2^32. A
+/// partial last block uses up a whole counter block. The block length must be 16, or the process is aborted.
 SEALKIT_API void CTR128_encrypt(BlockCipher& cipher, unsigned char* iv, unsigned char const* in, unsigned len,
                                 unsigned char* out);
 /// The same operation.

@@ -1,10 +1,10 @@
-/// Entries of the system's certificate manager, which are the records of the platform's store "cerm".
+/// Entries of the system's certificate manager: the records of the platform's store "cerm".
 ///
-/// | member | what it is |
-/// | --- | --- |
-/// | `CermEntry` | the fields of a record, with the certificate that applies |
-/// | `readCermEntry`, `makeCermRecord` | reads an entry from a record; makes a new record |
-/// | `cermStoreName` | the name of the store |
+/// | member                            | what it is                                            |
+/// | --------------------------------- | ----------------------------------------------------- |
+/// | `CermEntry`                       | the fields of a record, with the certificate in force |
+/// | `readCermEntry`, `makeCermRecord` | reads an entry from a record; makes a new record      |
+/// | `cermStoreName`                   | the name of the store                                 |
 ///
 /// `CertificateMemoryStore::loadFromCerm` (store.h) loads what the entries trust.
 #pragma once
