@@ -1,20 +1,20 @@
 /// Ciphers as objects: one interface, one factory, seven algorithms; and a record cipher over two of them.
 ///
-/// | `CipherID`     | id | key        | object                                      | ciphertext of n bytes |
-/// | -------------- | -- | ---------- | ------------------------------------------- | --------------------- |
-/// | `Null`         | 1  | any        | `CBCCipher` over the identity, block 1      | n                     |
-/// | `DesCbc`       | 2  | 8          | `CBCCipher` over `DES`                      | n, whole blocks       |
-/// | `TripleDesCbc` | 3  | 24         | `CBCCipher` over triple DES (EDE3)          | n, whole blocks       |
-/// | `AesCbc`       | 4  | 16, 24, 32 | `CBCCipher` over AES                        | n, whole blocks       |
-/// | `AesCtr`       | 5  | 16, 24, 32 | `CTR128Cipher` over AES                     | n                     |
-/// | `AesCfb`       | 6  | 16         | `CFB128Cipher` over AES                     | n                     |
-/// | `AesGcm`       | 7  | 16, 32     | `GCMCipher` over AES (`gcm.h`)              | n + 16                |
+/// | `CipherID`     | id  | key        | object                                 | ciphertext of n bytes |
+/// | -------------- | --- | ---------- | -------------------------------------- | --------------------- |
+/// | `Null`         | 1   | any        | `CBCCipher` over the identity, block 1 | n                     |
+/// | `DesCbc`       | 2   | 8          | `CBCCipher` over `DES`                 | n, whole blocks       |
+/// | `TripleDesCbc` | 3   | 24         | `CBCCipher` over triple DES (EDE3)     | n, whole blocks       |
+/// | `AesCbc`       | 4   | 16, 24, 32 | `CBCCipher` over AES                   | n, whole blocks       |
+/// | `AesCtr`       | 5   | 16, 24, 32 | `CTR128Cipher` over AES                | n                     |
+/// | `AesCfb`       | 6   | 16         | `CFB128Cipher` over AES                | n                     |
+/// | `AesGcm`       | 7   | 16, 32     | `GCMCipher` over AES (`gcm.h`)         | n + 16                |
 ///
-/// Sizes are in bytes. Make an object, give it an IV with `setIV`, then encrypt or decrypt with it; an object
-/// needs an IV before anything else. The plain modes go on with the stream from call to call and ignore
-/// additional data. `CBC_MAC_MP_Cipher`, which `createAead` makes, takes a whole record a call.
+/// Sizes are in bytes. Make an object, give it an IV with `setIV`, then encrypt or decrypt with it; the IV
+/// must come first. The plain modes continue the stream from call to call and ignore additional data.
+/// `CBC_MAC_MP_Cipher`, which `createAead` makes, takes one whole record in each call.
 ///
-/// Not here: padding of plain CBC and choosing of IVs.
+/// Not here: the padding of plain CBC, and the choice of IVs.
 #pragma once
 
 #include "sealkit/block.h"
@@ -26,7 +26,7 @@
 
 /// The algorithms of `createCipher`. Each function that takes one takes the plain number as well.
 enum class CipherID : unsigned {
-    Null = 1, ///< No protection; not the identity either, see `createCipher`.
+    Null = 1, ///< Gives no protection, but is not the identity: see `createCipher`.
     DesCbc = 2,
     TripleDesCbc = 3,
     AesCbc = 4,
@@ -55,7 +55,7 @@ public:
                              unsigned aadLength, unsigned char* out) = 0;
 };
 
-/// CBC over any block cipher of up to 16 bytes a block (`CBC_encrypt`). It encrypts in place, but does not
+/// CBC over any block cipher with blocks of up to 16 bytes (`CBC_encrypt`). It can encrypt in place, but not
 /// decrypt in place. `decrypt` returns the length of the whole blocks.
 class SEALKIT_API CBCCipher : public Cipher {
 public:
@@ -64,7 +64,7 @@ public:
     /// `len` without a partial block at the end.
     unsigned ciphertextLength(unsigned len) const override;
     unsigned blockLength() override;
-    /// Takes the first `size` bytes, 16 at most; the rest of the IV stays as it was.
+    /// Takes the first `size` bytes, 16 at most; the rest of the IV is unchanged.
     void setIV(unsigned char const* iv, unsigned size) override;
     void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                  unsigned char* out) override;
@@ -119,9 +119,9 @@ protected:
 /// 6.2.3.2): p bytes of value p - 1. Unlike in TLS, the MAC covers the plaintext alone, without sequence
 /// number, header or additional data.
 ///
-/// Every record begins from the IV that `setIV` took: equal plaintexts give equal ciphertexts until the next
-/// `setIV`. Failures take different times to find, which tells an attacker which check failed: do not use it
-/// to answer messages from a network.
+/// Every record begins with the IV that `setIV` took: equal plaintexts give equal ciphertexts until the next
+/// `setIV`. The time of a failure tells an attacker which check failed: do not use this class where attackers
+/// can send messages and time the answers.
 class SEALKIT_API CBC_MAC_MP_Cipher : public Cipher {
 public:
     /// A plain cipher in CBC mode with blocks of at most 16 bytes, and a MAC of at most 64.
@@ -135,23 +135,23 @@ public:
     /// Encrypts a record to `out`, which may be the same memory.
     void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                  unsigned char* out) override;
-    /// Decrypts a record to `out`, which must not overlap and needs room for all `len` bytes: MAC and padding
-    /// are left behind the plaintext. Returns the length of the plaintext, or all ones (0xFFFFFFFF) if
-    /// length, MAC or padding is wrong. Up to 256 bytes of padding are accepted.
+    /// Decrypts a record to `out`, which must not overlap and needs room for all `len` bytes: `out` then also
+    /// holds the MAC and the padding, after the plaintext. Returns the length of the plaintext, or all ones
+    /// (0xFFFFFFFF) if length, MAC or padding is wrong. Up to 256 bytes of padding are accepted.
     unsigned decrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                      unsigned char* out) override;
 
 protected:
     std::unique_ptr<Cipher> cipher;
     std::unique_ptr<Hash> mac;
-    unsigned char iv[16] = {}; ///< As `setIV` took it.
+    unsigned char iv[16] = {}; ///< The bytes that `setIV` took.
 };
 
 /// A new cipher under `key`, which is copied. Null if `id` is unknown or its algorithm does not take a key of
 /// this length. The third argument has no effect.
 ///
 /// Id 1 is CBC over an identity cipher with blocks of one byte: each byte of ciphertext is the byte of
-/// plaintext XOR the byte of ciphertext before it, the first XOR the first byte of the IV.
+/// plaintext XOR the byte of ciphertext before it; for the first byte, XOR the first byte of the IV.
 SEALKIT_API std::unique_ptr<Cipher> createCipher(unsigned id, std::span<unsigned char const> key, unsigned);
 SEALKIT_API std::unique_ptr<Cipher> createCipher(CipherID id, std::span<unsigned char const> key, unsigned);
 
@@ -173,8 +173,8 @@ SEALKIT_API std::unique_ptr<Cipher> createAead(unsigned id, HashID hashId,
 
 namespace kp {
 
-/// Whether the platform would like ciphers of the kernel to be used. Initially false. Nothing in
-/// this library reads them: `createCipher` makes software implementations.
+/// Whether the platform prefers the kernel's ciphers. Initially false. The library does not read these flags:
+/// `createCipher` always makes software implementations.
 SEALKIT_API extern bool kernelCrypto;
 SEALKIT_API extern bool experimentalKernelCrypto;
 

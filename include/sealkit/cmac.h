@@ -21,11 +21,11 @@
 #include <memory>
 #include <span>
 
-/// CMAC in progress. It is a `Hash` and is used like one: `update` any number of times, none included, then
-/// `digest`, which leaves it ready for another message under the same key. It allocates nothing for that.
+/// CMAC in progress. It is a `Hash` and is used like one: `update` zero or more times, then `digest`, which
+/// leaves it ready for another message under the same key. Neither allocates memory.
 class SEALKIT_API AesCmac : public Hash {
 public:
-    /// Takes AES, or any cipher with blocks of 16 bytes; that is not checked.
+    /// Takes AES, or any cipher with blocks of 16 bytes. The block size is not checked.
     explicit AesCmac(std::unique_ptr<BlockCipher> cipher);
     AesCmac(AesCmac const&) = delete;
     AesCmac& operator=(AesCmac const&) = delete;
@@ -41,10 +41,10 @@ public:
 
 protected:
     std::unique_ptr<BlockCipher> aes;
-    unsigned char k1[16];         ///< Masks a last block that is whole.
-    unsigned char k2[16];         ///< Masks one that was padded.
-    unsigned char state[16] = {}; ///< The chaining value XOR the bytes of the block that waits.
-    unsigned waiting = 0; ///< How many these are; a whole block waits until it is known whether more follow.
+    unsigned char k1[16];         ///< Masks a whole last block.
+    unsigned char k2[16];         ///< Masks a padded last block.
+    unsigned char state[16] = {}; ///< The chaining value XOR the bytes that wait.
+    unsigned waiting = 0;         ///< How many bytes wait: a whole block waits until more bytes follow.
 };
 
 /// A new CMAC under `key`, which is copied. Null if the key does not have 16, 24 or 32 bytes.

@@ -1,12 +1,12 @@
 /// X.509 v2 certificate revocation lists (RFC 5280, section 5).
 ///
-/// | member               | what it is                                     | RFC 5280     |
-/// |----------------------|------------------------------------------------|--------------|
-/// | `X509Crl`            | a CRL: its fields, its entries, its text form  | 5.1, 5.2     |
-/// | `RevokedCertificate` | one entry                                      | 5.1.2.6, 5.3 |
-/// | `crlReasonName`      | the name of a reason code                      | 5.3.1        |
-/// | `parseCrlReason`     | the reason code that has a name                | 5.3.1        |
-/// | `getCrlReasonText`   | the text of a reason code in a dump            |              |
+/// | member               | what it is                                    | RFC 5280     |
+/// | -------------------- | --------------------------------------------- | ------------ |
+/// | `X509Crl`            | a CRL: its fields, its entries, its text form | 5.1, 5.2     |
+/// | `RevokedCertificate` | one entry                                     | 5.1.2.6, 5.3 |
+/// | `crlReasonName`      | the name of a reason code                     | 5.3.1        |
+/// | `parseCrlReason`     | the reason code with a given name             | 5.3.1        |
+/// | `getCrlReasonText`   | the text of a reason code in a dump           |              |
 ///
 /// Parsing verifies no signature and checks no date. Delta CRLs, whose indicator is critical, and indirect
 /// CRLs, whose entries name the issuers of certificates, are rejected unless they are read for the standard
@@ -66,36 +66,36 @@ public:
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
-    /// The same. For `FormRules::standard` this also takes critical extensions that are unknown or that the
+    /// The same. For `FormRules::standard` this also accepts critical extensions that are unknown or that the
     /// platform's rules do not support: those of delta CRLs and of the entries of indirect CRLs.
     bool parse(asn1::blob der, Refusal* refusal, FormRules forms);
 
-    /// Why `parse` refuses the CRL for the platform's rules: not null where it was read for the standard
-    /// rules and needs them. As of the last `parse`; copies share it.
+    /// Why the platform's rules refuse this CRL, which was read for the standard rules; null if they accept
+    /// it. Set by the last `parse`; copies share it.
     Refusal const* platformRefusal() const { return unsupported.get(); }
 
-    /// Whether a critical extension of the CRL or of an entry is unknown to the standard rules as well: the
-    /// CRL may revoke a certificate then and never clears one (RFC 5280, sections 5.2 and 5.3). As of the
-    /// last `parse`.
+    /// Whether a critical extension of the CRL or of an entry is unknown under the standard rules too. Such a
+    /// CRL may revoke a certificate, but never shows that one is not revoked (RFC 5280, sections 5.2 and
+    /// 5.3). Set by the last `parse`.
     bool hasUnknownCriticalExtension() const { return isUnknownCritical; }
 
-    /// The first entry with that serial number (content octets); null if no entry has it. Searches the index
-    /// that `parse`, `sign` and `indexRevoked` make, and reads through the list where the index is not that
-    /// of `revoked`: its size or its place in memory is another one since, as in a copy of the CRL. Safe for
-    /// any number of threads.
+    /// The first entry with that serial number (content octets); null if no entry has it. Uses the index that
+    /// `parse`, `sign` and `indexRevoked` make. If the index does not match `revoked`, because the list has
+    /// another size or place in memory since (as in a copy of the CRL), the list is searched instead. Safe
+    /// for any number of threads.
     RevokedCertificate const* findRevoked(asn1::blob serialNumber) const;
 
     /// The positions in `revoked` of all entries with that serial number, ascending: an indirect CRL may have
     /// one for each issuer.
     std::vector<size_t> findAllRevoked(asn1::blob serialNumber) const;
 
-    /// Makes the index anew. A program that changes `revoked` calls this before the CRL is searched: an entry
-    /// that was replaced in place may not be found otherwise.
+    /// Rebuilds the index. Call this after changing `revoked` and before searching: otherwise an entry that
+    /// was replaced in place may not be found.
     void indexRevoked();
 
-    /// The value of the certificateIssuer extension that holds for the entry at that position: its own, or
-    /// that of the nearest entry above (RFC 5280, section 5.3.3). Empty where the CRL's issuer issued the
-    /// certificate. As parsed; the view is valid until the next `parse`.
+    /// The value of the certificateIssuer extension that applies to the entry at that position: its own, or
+    /// that of the nearest earlier entry with one (RFC 5280, section 5.3.3). Empty if the CRL's issuer issued
+    /// the certificate. Set by `parse`; the view is valid until the next one.
     asn1::blob certificateIssuer(size_t position) const;
 
     /// Whether any entry has a certificateIssuer extension.
@@ -104,8 +104,8 @@ public:
     /// Sets the issuer to `name`, the whole encoding of a Name, as `X509Certificate::setIssuer` does.
     bool setIssuer(asn1::blob name);
 
-    /// The whole encoding of revokedCertificates as `sign` writes it; empty if `revoked` is. An entry that
-    /// was parsed and not changed keeps its bytes, extensions without a member included.
+    /// The whole encoding of revokedCertificates as `sign` writes it; empty if `revoked` is empty. An entry
+    /// that was parsed and not changed keeps its bytes, including extensions that have no member.
     std::vector<unsigned char> serializeRevokedCerts();
 
     /// Rebuilds the TBSCertList, of version 2, and updates `crlNumber` and the serial numbers to match it.
@@ -126,10 +126,10 @@ public:
     std::vector<X509Extension> extensions() const;
 
 private:
-    std::vector<unsigned char> issuerElement; ///< As `setIssuer` took it.
+    std::vector<unsigned char> issuerElement; ///< The name that `setIssuer` took.
     std::shared_ptr<Refusal const> unsupported;
     std::shared_ptr<detail::RevokedIndex const> index;   ///< Null for an empty list.
-    std::shared_ptr<detail::EntryIssuers const> issuers; ///< Null if no entry names one.
+    std::shared_ptr<detail::EntryIssuers const> issuers; ///< Null if no entry has a certificateIssuer.
     bool isUnknownCritical = false;
 
     friend bool detail::read(detail::Reading& reading, asn1::blob der, X509Crl& to);
@@ -138,7 +138,7 @@ private:
 /// The name that RFC 5280, section 5.3.1, gives a reason code: "keyCompromise" for 1, "removeFromCRL" for 8.
 /// Empty for 7 and for all codes above 10, which are not assigned.
 SEALKIT_API std::string_view crlReasonName(unsigned char reasonCode);
-/// The code of such a name, in any case; nothing for any other text.
+/// The code of such a name, in upper or lower case; nothing for any other text.
 SEALKIT_API std::optional<unsigned char> parseCrlReason(std::string_view name);
 
 /// The text of a reason code in a dump. Code 7 is "remove from crl", which RFC 5280 numbers 8; 8 and all

@@ -8,13 +8,13 @@
 /// | `Curve25519`   | points by their Montgomery u-coordinate | 33: u big-endian, the sign of y  |
 /// | `Edwards25519` | points by their Edwards y-coordinate    | 32: RFC 8032, section 5.1.2      |
 ///
-/// Both curves are computed as one: the short Weierstrass curve that x = u + A/3 makes of
-/// v² = u³ + A·u² + u, so that `WCurve` does the arithmetic.
+/// Both curves share one implementation: the substitution x = u + A/3 turns v² = u³ + A·u² + u into a short
+/// Weierstrass curve, on which `WCurve` does the arithmetic.
 ///
 /// Signing and making a public key are quiet: neither the sequence of operations nor that of addresses
-/// depends on the secret. No other operation is, and there is no Montgomery ladder. A u-coordinate on the
-/// quadratic twist or of small order gives no shared secret. Verification does not multiply by the cofactor.
-/// Not here: Ed25519ph, Ed25519ctx and batch verification.
+/// depends on the secret. Other operations are not quiet, and there is no Montgomery ladder. A u-coordinate
+/// on the quadratic twist or of small order gives no shared secret. Verification does not multiply by the
+/// cofactor. Not here: Ed25519ph, Ed25519ctx and batch verification.
 #pragma once
 
 #include "sealkit/ec.h"
@@ -60,7 +60,7 @@ public:
     /// Whether `P` is not of small order: neither it nor 8·P is at infinity.
     bool isValid(Point const& P) const;
 
-    /// The bytes of u in what `toBin` made: all but the sign. Of fewer than 32 bytes, all of them.
+    /// The first 32 bytes of what `toBin` made, which are u without the sign; all bytes if there are fewer.
     static std::vector<unsigned char> getX(std::vector<unsigned char> const& encoded);
 };
 

@@ -1,16 +1,16 @@
 /// Writing DER (ITU-T X.690): a growing buffer of elements.
 ///
-/// | to write                           | call                                         |
-/// | ---------------------------------- | -------------------------------------------- |
-/// | a primitive element                | `add` and its typed forms                    |
-/// | a constructed element              | `begin`, its children, `end`                 |
-/// | elements that are encoded already  | `addEncoded`                                 |
-/// | no further element                 | `take`                                       |
+/// | to write                          | call                         |
+/// | --------------------------------- | ---------------------------- |
+/// | a primitive element               | `add` and its typed forms    |
+/// | a constructed element             | `begin`, its children, `end` |
+/// | elements that are already encoded | `addEncoded`                 |
+/// | and to get the result             | `take`                       |
 ///
-/// Lengths are definite and as short as they can be. Those of constructed elements are written when the
-/// elements are closed. Contents are written as given: sets are not sorted, defaults are not omitted and
-/// values are not checked. Identifiers have one octet (tag numbers up to 30) and contents less than 4 GiB.
-/// The buffer may hold private keys, so all memory that it leaves behind is wiped.
+/// Lengths are definite and minimal. Those of constructed elements are written when the elements are closed.
+/// Contents are written as given: sets are not sorted, default values are not omitted, and values are not
+/// checked. Identifiers have one octet (tag numbers up to 30) and contents less than 4 GiB. The buffer may
+/// hold private keys, so memory is wiped before it is freed.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -22,7 +22,7 @@
 class BigNum;
 class DerEncoder;
 
-/// A constructed element that is still open. Its length is written when the scope is destroyed.
+/// An open constructed element. Its length is written when the scope is destroyed.
 class SEALKIT_API DerScope {
 public:
     static constexpr std::uint32_t movedFrom = 0xFFFFFFFF; ///< The position of a scope that closes nothing.
@@ -36,7 +36,7 @@ public:
     ~DerScope();
 };
 
-/// The writer. All operations return the encoder itself, so that calls can be chained. Arguments are copied
+/// The writer. Every operation returns the encoder itself, so that calls can be chained. Arguments are copied
 /// and must not be views of `buf`.
 class SEALKIT_API DerEncoder {
 public:
@@ -54,8 +54,8 @@ public:
     /// Writes an element with this content.
     DerEncoder& add(unsigned tag, asn1::blob value);
 
-    /// Writes an element whose content is the *length form* of `value` (`asn1::toDerInt`). Up to 127 this is
-    /// the INTEGER; above, it is not: 200 becomes 81 c8. Use the form below for numbers that others read.
+    /// Writes an element whose content is the *length form* of `value` (`asn1::toDerInt`). That is a correct
+    /// INTEGER only up to 127: 200 becomes 81 c8. Use the overload for `BigNum` for numbers that others read.
     DerEncoder& addInt(unsigned tag, unsigned value);
     /// Writes an element whose content is that of a non-negative INTEGER (X.690 section 8.3).
     DerEncoder& addInt(unsigned tag, BigNum const& value);
@@ -71,7 +71,7 @@ public:
     DerEncoder& addNull();
     /// Writes a BIT STRING of whole octets.
     DerEncoder& addBitString(asn1::blob value);
-    /// Writes elements that are encoded already, as they are.
+    /// Writes elements that are already encoded, unchanged.
     DerEncoder& addEncoded(asn1::blob elements);
 
     /// Opens a constructed element. What is written until the matching `end` is its content.
@@ -79,8 +79,8 @@ public:
     /// Closes the element that was opened last. Does nothing if none is open.
     DerEncoder& end();
 
-    /// Corrects the length of the element at `pos` of `buf`, which has one identifier octet and one length
-    /// octet and reaches to the end of `buf`. Does nothing if there is no such element.
+    /// Corrects the length of the element at `pos` in `buf`, which has one identifier octet and one length
+    /// octet and extends to the end of `buf`. Does nothing if there is no such element.
     void updateLen(unsigned pos);
 
     /// Moves the buffer out and leaves the encoder empty. Elements that are still open keep a length of 0.

@@ -1,12 +1,12 @@
 /// Elliptic curves in short Weierstrass form, y² = x³ + a·x + b over a prime field, and the five
 /// prime curves that NIST names.
 ///
-/// | name            | what it is                                                                     |
-/// | --------------- | ------------------------------------------------------------------------------ |
-/// | `Curve`         | the named curves, below                                                        |
-/// | `getECParams` … | their domain parameters p, a, b, n and G as plain integers                     |
-/// | `ECPoint`       | an affine point and its octet strings (SEC 1, sections 2.3.3 and 2.3.4)        |
-/// | `WCurve`        | the group law on Jacobian coordinates, scalar multiplication, square roots     |
+/// | name            | what it is                                                                 |
+/// | --------------- | -------------------------------------------------------------------------- |
+/// | `Curve`         | the named curves, below                                                    |
+/// | `getECParams` … | their domain parameters p, a, b, n and G as plain integers                 |
+/// | `ECPoint`       | an affine point and its octet strings (SEC 1, sections 2.3.3 and 2.3.4)    |
+/// | `WCurve`        | the group law on Jacobian coordinates, scalar multiplication, square roots |
 ///
 /// | `Curve` | value | text name | field, bytes | also called (SEC 2, X9.62) |
 /// | ------- | ----- | --------- | ------------ | -------------------------- |
@@ -16,9 +16,9 @@
 /// | `p384`  | 4     | "p384"    | 48           | secp384r1                  |
 /// | `p521`  | 5     | "p521"    | 66           | secp521r1                  |
 ///
-/// No operation of this header is constant-time, neither in its instructions nor in its memory accesses.
+/// No operation of this header takes constant time: instructions and memory accesses depend on the values.
 /// Decoding a point does not check that it lies on a curve: `WCurve::isOnCurve` does. Compressed points of
-/// P-224 cannot be decoded. Errors are reported by the stated values alone.
+/// P-224 cannot be decoded. Errors are reported only by the stated values.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -100,16 +100,14 @@ SEALKIT_API void getECParamsForP384(BigNum& p, BigNum& n, ECPoint& G);
 /// `getECParams` of P-521.
 SEALKIT_API void getECParamsForP521(BigNum& p, BigNum& n, ECPoint& G);
 
-/// A curve y² = x³ + a·x + b over the integers modulo an odd prime p. Adding needs no b, so that only the
-/// functions that use the equation take it.
+/// A curve y² = x³ + a·x + b over the integers modulo an odd prime p. Addition does not use b, so only the
+/// functions that need the equation take it.
 ///
-/// Coordinates stay in the representation of the curve's reducer from `fromEC` to `toEC`; points are
-/// valid only as long as the curve they came from. A curve is immutable: any number of threads may
-/// use it at once.
+/// Between `fromEC` and `toEC`, coordinates are in the representation of the curve's reducer; points are
+/// valid only as long as their curve exists. A curve is immutable: any number of threads may use it at once.
 class SEALKIT_API WCurve {
 public:
-    /// A point in Jacobian coordinates: (X/Z², Y/Z³). Z = 0 is the point at infinity, which a
-    /// default point is too.
+    /// A point in Jacobian coordinates: (X/Z², Y/Z³). Z = 0 is the point at infinity, as is a default point.
     struct Point {
         RedNum X, Y, Z;
     };

@@ -1,12 +1,12 @@
 /// Password-authenticated key agreement over Curve25519: each side proves that it knows the password or its
 /// verifier, and an eavesdropper cannot test passwords against what they send.
 ///
-/// | name          | what it is                                                          | bytes |
-/// | ------------- | ------------------------------------------------------------------- | ----- |
-/// | `ECSRP`       | the side that has the password and a secret scalar                  |       |
-/// | `pwdHash`     | the password's number                                               | 32    |
-/// | `pwdVerifier` | what the peer stores of a password: G multiplied by that number     | 33    |
-/// | `redp1`       | bytes hashed to a point whose discrete logarithm nobody knows       |       |
+/// | name          | what it is                                                      | bytes |
+/// | ------------- | --------------------------------------------------------------- | ----- |
+/// | `ECSRP`       | the side that has the password and a secret scalar              |       |
+/// | `pwdHash`     | the password's number                                           | 32    |
+/// | `pwdVerifier` | what the peer stores of a password: G multiplied by that number | 33    |
+/// | `redp1`       | bytes hashed to a point whose discrete logarithm nobody knows   |       |
 ///
 /// Points travel in the 33 bytes of `Curve25519::toBin`. With the secret scalars b here and a at the peer:
 ///
@@ -21,8 +21,8 @@
 ///
 /// Not here: the side that stores verifiers, which needs arithmetic on `Curve25519` alone
 /// (`examples/ecsrp_exchange.cpp` shows it); secret scalars and salts, which come from `rng.h`; constant time
-/// (`docs/timing.md`). MS-CHAP mode protects against eavesdroppers, but not against a peer that chose A: that
-/// peer obtains an NT-Response to challenges that it knows.
+/// (`docs/timing.md`). MS-CHAP mode protects against eavesdroppers, but not against the peer that chose A: it
+/// obtains an NT-Response to challenges that it knows.
 #pragma once
 
 #include "sealkit/bignum.h"

@@ -1,11 +1,11 @@
 /// Encrypted messages of CMS in all their forms: EnvelopedData (RFC 5652) and AuthEnvelopedData (RFC 5083).
 ///
-/// | member              | what it is                                                                |
-/// | ------------------- | ------------------------------------------------------------------------- |
-/// | `EnvelopedMessage`  | a message: reading it, finding a recipient, decrypting its content        |
-/// | `EnvelopedRecipient`| who may open it, and the content key that is encrypted to them            |
-/// | `encryptMessage`    | makes a message to the holders of certificates and of passwords           |
-/// | `EnvelopedOptions`  | how it encrypts                                                           |
+/// | member               | what it is                                                         |
+/// | -------------------- | ------------------------------------------------------------------ |
+/// | `EnvelopedMessage`   | a message: reading it, finding a recipient, decrypting its content |
+/// | `EnvelopedRecipient` | who may decrypt it, and the content key that is encrypted to them  |
+/// | `encryptMessage`     | makes a message to the holders of certificates and of passwords    |
+/// | `EnvelopedOptions`   | how it encrypts                                                    |
 ///
 /// | recipient            | content key                                                         | standard             |
 /// | -------------------- | ------------------------------------------------------------------- | -------------------- |
@@ -13,15 +13,15 @@
 /// | an EC key            | ECDH from a key of the message, X9.63 over SHA-1 or SHA-2, AES key wrap | RFC 5753          |
 /// | an X25519 key        | the same, or HKDF over SHA-2                                         | RFC 8418             |
 /// | a password           | PBKDF2 with HMAC over SHA-1 or SHA-2, PWRI-KEK with triple DES or AES | RFC 3211            |
-/// | a shared key         | AES key wrap; read alone                                             | RFC 3565             |
+/// | a shared key         | AES key wrap; only for reading                                       | RFC 3565             |
 ///
 /// Contents are encrypted in CBC mode under triple DES or AES, or under AES-GCM with tags of 12 to 16 bytes.
-/// Only GCM authenticates: what opens under it was made by somebody who knows the password or, for the
-/// holders of certificates, by anybody, but it was not changed. Nothing is given out before the tag is
+/// Only GCM authenticates: a message that decrypts was not changed since it was made, either by somebody who
+/// knows the password or, with certificates, by anybody at all. No plaintext is returned before the tag is
 /// verified.
 ///
-/// Messages may be BER. `PKCS7EnvelopedData` (pkcs7.h) is the same reader in a narrower form. S/MIME text
-/// around a message is not read here.
+/// Messages may be BER. `PKCS7EnvelopedData` (pkcs7.h) is the same reader with fewer forms. S/MIME text
+/// around a message is not read here: smime.h reads it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -43,14 +43,14 @@
 /// How a recipient gets the content key.
 enum class RecipientKind : unsigned {
     keyTransport, ///< Encrypted to an RSA key.
-    keyAgreement, ///< Under a key that is agreed with an EC or X25519 key.
+    keyAgreement, ///< Under a key that follows from an agreement with an EC or X25519 key.
     sharedKey,    ///< Under a key that both sides have.
     password,     ///< Under a key that is derived from a password.
 };
 
 /// What the recipients of one KeyAgreeRecipientInfo have in common (RFC 5652, section 6.2.2).
 struct KeyAgreement {
-    AlgorithmIdentifier originatorAlgorithm;  ///< Empty where the originator is named by a certificate.
+    AlgorithmIdentifier originatorAlgorithm;  ///< Empty if a certificate names the originator.
     std::vector<unsigned char> originatorKey; ///< The public key, as its own DER. Empty in the same case.
     std::optional<std::vector<unsigned char>>
         keyingMaterial; ///< The ukm, which both sides add to the secret.
@@ -58,12 +58,12 @@ struct KeyAgreement {
         keyEncryptionAlgorithm; ///< The parameters are the AlgorithmIdentifier of the key wrap.
 };
 
-/// A recipient of any kind. The members that it inherits name the key and hold the encrypted key; those that
-/// a kind has no use for are empty. A shared key has its identifier in `subjectKeyId`.
+/// A recipient of any kind. The inherited members name the key and hold the encrypted key; those that a kind
+/// does not use are empty. A shared key has its identifier in `subjectKeyId`.
 struct EnvelopedRecipient : PKCS7KeyTransRecipientInfo {
     RecipientKind kind = RecipientKind::keyTransport;
-    std::shared_ptr<KeyAgreement const> agreement; ///< `keyAgreement` alone, where it is never null.
-    AlgorithmIdentifier keyDerivation;             ///< `password` alone.
+    std::shared_ptr<KeyAgreement const> agreement; ///< Never null for `keyAgreement`, null for other kinds.
+    AlgorithmIdentifier keyDerivation;             ///< For `password` only.
 
     /// The algorithm that encrypts the content key, for every kind of recipient.
     AlgorithmIdentifier const& algorithm() const {
@@ -71,11 +71,11 @@ struct EnvelopedRecipient : PKCS7KeyTransRecipientInfo {
     }
 };
 
-/// The bytes of the longest content that is encrypted, and under GCM decrypted: 512 MiB less one.
+/// The size of the largest content that is encrypted, and that is decrypted under GCM: 512 MiB less one byte.
 inline constexpr size_t maxEnvelopedContent = (size_t{1} << 29) - 1;
-/// How many recipients a message may have.
+/// The largest number of recipients of a message.
 inline constexpr size_t maxRecipients = 150'000;
-/// How many recipients a key is tried on at most where none is named.
+/// The largest number of recipients that a key is tried on if no certificate names one.
 inline constexpr size_t maxRecipientsTried = 16;
 
 /// EnvelopedData or AuthEnvelopedData. Its members are not secret: no key is kept.
@@ -104,7 +104,7 @@ public:
 
     /// The recipients that name `certificate`: by its subject key identifier, or by issuer and serial number.
     std::vector<EnvelopedRecipient const*> findRecipients(X509Certificate const& certificate) const;
-    /// The recipients that `key` may be of, as far as its kind, its size and its curve tell.
+    /// The recipients that may hold `key`, judged by its kind, size and curve.
     std::vector<EnvelopedRecipient const*> findRecipients(PrivateKey const& key) const;
 
     /// Decrypts the content with the key of one of the recipients of this message.
@@ -112,26 +112,26 @@ public:
     /// Returns false and leaves `out` empty on failure. An encrypted key and a content that do not decrypt,
     /// for any reason, are one refusal, `RefusalId::undecryptable`, and take the same time; all other
     /// refusals follow from the message and the kind of the key alone. Under CBC an attacker who learns, for
-    /// many messages of their own making, whether decryption succeeded can decrypt any message of theirs:
-    /// show that to no stranger.
+    /// many messages of their own making, whether decryption succeeded can decrypt other messages: do not
+    /// show strangers whether it did.
     ///
     /// The previous content of `out` is wiped. The caller wipes the result.
     bool decrypt(EnvelopedRecipient const& recipient, PrivateKey const& key, std::vector<unsigned char>& out,
                  Refusal* refusal) const;
 
-    /// The same with the recipients that name `certificate`, which is that of `key`, or without one (null)
-    /// those that the key may be of; `maxRecipientsTried` of them at most. `RefusalId::notARecipient` if no
+    /// The same with the recipients that name `certificate`, which is that of `key`, or if it is null with
+    /// those that may hold `key`; at most `maxRecipientsTried` of them. `RefusalId::notARecipient` if no
     /// recipient matches.
     bool decrypt(X509Certificate const* certificate, PrivateKey const& key, std::vector<unsigned char>& out,
                  Refusal* refusal) const;
 
-    /// The same with a password, which every recipient of that kind is tried with. `RefusalId::wrongPassword`
-    /// if it opens none of their keys, `RefusalId::changedContent` if one is opened and the content does not
-    /// decrypt with it, and `RefusalId::noPassword` if it has no such recipients. Together they may ask for
-    /// `pbes2MaxIterations` (pbes2.h) rounds.
+    /// The same with a password, which is tried for every recipient of that kind. `RefusalId::wrongPassword`
+    /// if it decrypts none of their keys, `RefusalId::changedContent` if it decrypts a key but that does not
+    /// decrypt the content, and `RefusalId::noPassword` if the message has no such recipient. All recipients
+    /// together may require at most `pbes2MaxIterations` (pbes2.h) iterations.
     bool decrypt(std::string_view password, std::vector<unsigned char>& out, Refusal* refusal) const;
 
-    /// The same with a shared key of 16, 24 or 32 bytes, which every recipient of that kind is tried with.
+    /// The same with a shared key of 16, 24 or 32 bytes, which is tried for every recipient of that kind.
     bool decryptShared(asn1::blob keyEncryptionKey, std::vector<unsigned char>& out, Refusal* refusal) const;
 };
 
@@ -140,7 +140,7 @@ struct EnvelopedOptions {
     /// `AesGcm` makes an AuthEnvelopedData; `AesCbc` and `TripleDesCbc` an EnvelopedData.
     CipherID cipher = CipherID::AesGcm;
     unsigned keySize = 0; ///< In bytes; 0 for the longest, so that AES is AES-256.
-    bool byKeyId = false; ///< Names recipients by subject key identifier, not by issuer and serial number.
+    bool byKeyId = false; ///< Names recipients by subject key identifier instead of issuer and serial number.
     std::optional<OaepParameters> oaep; ///< For RSA keys; PKCS#1 v1.5 without it.
     unsigned iterations = 600'000;      ///< Of PBKDF2, 1 to `pbes2MaxIterations`.
 };
@@ -151,8 +151,8 @@ struct EnvelopedOptions {
 /// key under AES-256. Trust in the certificates and their key usage are not checked.
 ///
 /// Returns the DER of a ContentInfo. Empty, with the reason, if a certificate has a key of another kind, a
-/// key that is too short, or, if it is asked for, no subject key identifier; if the cipher is unsupported,
-/// for a longer content than `maxEnvelopedContent`, and if `rng` fails.
+/// key that is too short, or lacks a subject key identifier that `byKeyId` needs; if the cipher is
+/// unsupported, if the content is longer than `maxEnvelopedContent`, and if `rng` fails.
 SEALKIT_API std::vector<unsigned char> encryptMessage(std::span<X509Certificate const* const> certificates,
                                                       std::span<std::string_view const> passwords,
                                                       asn1::blob contentType, asn1::blob content,

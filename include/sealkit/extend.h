@@ -1,20 +1,20 @@
-/// Extensions of a certificate that is to be signed (RFC 5280, section 4.2), beyond what the members of
-/// `X509Certificate` say.
+/// Extensions of a certificate that is to be signed (RFC 5280, section 4.2), beyond the members of
+/// `X509Certificate`.
 ///
-/// | function                 | extension                                          | critical | standard            |
-/// | ------------------------ | -------------------------------------------------- | -------- | ------------------- |
-/// | `setNameConstraints`     | nameConstraints, any number of subtrees            | yes      | RFC 5280, 4.2.1.10  |
-/// | `setExtendedKeyUsage`    | extKeyUsage, any object identifiers                | if asked | RFC 5280, 4.2.1.12  |
-/// | `setCertificatePolicies` | certificatePolicies, with CPS addresses            | no       | RFC 5280, 4.2.1.4   |
-/// | `setAuthorityInfoAccess` | authorityInfoAccess                                | no       | RFC 5280, 4.2.2.1   |
-/// | `setOcspNoCheck`         | id-pkix-ocsp-nocheck                               | no       | RFC 6960, 4.2.2.2.1 |
-/// | `dropTimestamps`         | signed certificate timestamps: leaves them out     |          | RFC 6962, 3.3       |
+/// | function                 | extension                                   | critical | standard            |
+/// | ------------------------ | ------------------------------------------- | -------- | ------------------- |
+/// | `setNameConstraints`     | nameConstraints, any number of subtrees     | yes      | RFC 5280, 4.2.1.10  |
+/// | `setExtendedKeyUsage`    | extKeyUsage, any object identifiers         | if asked | RFC 5280, 4.2.1.12  |
+/// | `setCertificatePolicies` | certificatePolicies, with CPS addresses     | no       | RFC 5280, 4.2.1.4   |
+/// | `setAuthorityInfoAccess` | authorityInfoAccess                         | no       | RFC 5280, 4.2.2.1   |
+/// | `setOcspNoCheck`         | id-pkix-ocsp-nocheck                        | no       | RFC 6960, 4.2.2.2.1 |
+/// | `dropTimestamps`         | signed certificate timestamps: removes them |          | RFC 6962, 3.3       |
 ///
-/// Each replaces the extension that was parsed or set before, and leaves it out for an empty list. `sign`
-/// then writes it.
+/// Each function replaces the extension that was parsed or set before, or removes it if the new list is
+/// empty. `sign` writes the result.
 ///
-/// Not here: user notices, policy mappings and policy constraints. `X509Certificate::setExtension` takes any
-/// DER.
+/// Not here: user notices, policy mappings and policy constraints. `X509Certificate::setExtension` sets any
+/// extension from its DER.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -37,13 +37,13 @@ struct AuthorityInfoAccess {
     std::vector<std::string> caIssuers; ///< Addresses of the issuer's certificate; ASCII.
 };
 
-/// Sets every subtree; an address has its mask behind it (`parseSubtreeText`). The platform's rules refuse
-/// several subtrees of a kind and subtrees of other kinds than dNSName.
+/// Sets all subtrees. An IP address is followed by its mask (`parseSubtreeText`). The platform's rules refuse
+/// several subtrees of a kind, and subtrees of kinds other than dNSName.
 SEALKIT_API void setNameConstraints(X509Certificate& to, NameSubtrees const& subtrees);
 
-/// Sets the usages that `usages`, bits of `ExtKeyUsage`, name, and then `others`, the content octets of
-/// object identifiers, each once. Time-stamping needs it critical and alone (RFC 3161, section 2.3). Returns
-/// false and changes nothing if a bit has no name.
+/// Sets the usages of the bits in `usages` (`ExtKeyUsage`), and then `others`, the content octets of object
+/// identifiers; each usage is written once. Time-stamping must be the only usage, and the extension critical
+/// (RFC 3161, section 2.3). Returns false and changes nothing if a bit is unassigned.
 SEALKIT_API bool setExtendedKeyUsage(X509Certificate& to, unsigned usages,
                                      std::span<std::vector<unsigned char> const> others, bool critical);
 
@@ -53,9 +53,10 @@ SEALKIT_API void setCertificatePolicies(X509Certificate& to, std::span<Certifica
 /// Sets the addresses, those of OCSP responders first.
 SEALKIT_API void setAuthorityInfoAccess(X509Certificate& to, AuthorityInfoAccess const& access);
 
-/// Leaves out the signed certificate timestamps of a certificate that was parsed: they hold for that one, and
-/// not for one that is signed again.
+/// Removes the signed certificate timestamps of a parsed certificate: they are not valid for a certificate
+/// that is signed again.
 SEALKIT_API void dropTimestamps(X509Certificate& of);
 
-/// Says of an OCSP responder that its own certificate is not looked up.
+/// Sets or removes the extension that tells clients not to check the revocation of an OCSP responder's own
+/// certificate.
 SEALKIT_API void setOcspNoCheck(X509Certificate& to, bool isSet = true);

@@ -3,10 +3,10 @@
 /// | function                            | extension                                          | standard           |
 /// | ----------------------------------- | -------------------------------------------------- | ------------------ |
 /// | `parseBasicConstraints`             | basicConstraints                                   | RFC 5280, 4.2.1.9  |
-/// | `parseNameConstraints`              | nameConstraints, every subtree                     | RFC 5280, 4.2.1.10 |
+/// | `parseNameConstraints`              | nameConstraints, all subtrees                      | RFC 5280, 4.2.1.10 |
 /// | `parseGeneralNames`                 | subjectAltName, issuerAltName, certificateIssuer   | RFC 5280, 4.2.1.6  |
 /// | `parseKeyUsage`                     | keyUsage                                           | RFC 5280, 4.2.1.3  |
-/// | `parseExtendedKeyUsage`             | extKeyUsage, unknown usages too                    | RFC 5280, 4.2.1.12 |
+/// | `parseExtendedKeyUsage`             | extKeyUsage, including unknown usages              | RFC 5280, 4.2.1.12 |
 /// | `parseCertificatePolicies`          | certificatePolicies, with or without qualifiers    | RFC 5280, 4.2.1.4  |
 /// | `parsePolicyMappings`               | policyMappings                                     | RFC 5280, 4.2.1.5  |
 /// | `parsePolicyConstraints`            | policyConstraints                                  | RFC 5280, 4.2.1.11 |
@@ -23,14 +23,14 @@
 /// | `parseStatements`                   | qcStatements, subjectDirectoryAttributes           | RFC 3739, 3.2.6    |
 /// | `parseTlsFeatures`                  | tlsFeature                                         | RFC 7633           |
 /// | `parseSignedCertificateTimestamps`  | the timestamps of Certificate Transparency         | RFC 6962, 3.3      |
-/// | `parseNetscapeType`                 | the certificate type of Netscape                   |                    |
-/// | `parseStringValue`                  | extensions that are one string                     |                    |
+/// | `parseNetscapeType`                 | Netscape's certificate type                        |                    |
+/// | `parseStringValue`                  | extensions that consist of one string              |                    |
 ///
-/// `value` is `X509Extension::value`. Each function returns false if it is malformed, with a reason where
-/// `refusal` is not null; what `to` points to is then partly filled. All of them are silent. Parsing a
-/// certificate reads the values with the same readers. Blobs in the results are views of the value.
+/// `value` is `X509Extension::value`. Each function returns false if it is malformed, with the reason in
+/// `*refusal` unless that is null; `*to` is then partly filled. No function writes to a stream. The parsers
+/// of certificates, CRLs and requests use the same readers. Blobs in the results are views of the value.
 ///
-/// Not here: minimum and maximum of subtrees.
+/// Not here: the minimum and maximum of subtrees.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -51,29 +51,29 @@ struct BasicConstraints {
     std::optional<std::vector<unsigned char>> pathLength;
 };
 
-/// The subtrees of names that a CA may issue for, and those that it may not. An address has its mask behind
-/// it (`GeneralName::str`).
+/// The subtrees of names that a CA may issue for, and those that it may not. An IP address is followed by its
+/// mask.
 struct NameSubtrees {
     std::vector<GeneralName> permitted;
     std::vector<GeneralName> excluded;
 };
 
-/// A service and where it is.
+/// A service and its location.
 struct AccessDescription {
     std::vector<unsigned char> method; ///< Content octets of the object identifier.
     GeneralName location;
 };
 
-/// Views of the value that was parsed.
+/// A list of object identifiers, as views of the parsed value.
 struct ObjectIdentifiers {
     std::vector<asn1::blob> oids; ///< Content octets.
 };
 
-/// What qualifies a policy: the address of a practice statement, or a notice to users.
+/// A qualifier of a policy: the address of a practice statement, or a notice to users.
 struct PolicyQualifier {
     asn1::blob id; ///< Content octets of the object identifier.
-    /// The address; the organization, numbers and text of a notice in a row; another qualifier by
-    /// `asn1::derText`.
+    /// The address; or the organization, numbers and text of a notice, joined; or another qualifier as
+    /// `asn1::derText` writes it.
     std::string text;
 };
 
@@ -89,13 +89,13 @@ struct EquivalentPolicies {
     asn1::blob subjectDomain;
 };
 
-/// Content octets of the numbers of certificates; nothing for one that is absent.
+/// The numbers of certificates, as content octets; nothing for an absent one.
 struct PolicyConstraintNumbers {
     std::optional<asn1::blob> requireExplicitPolicy;
     std::optional<asn1::blob> inhibitPolicyMapping;
 };
 
-/// Where a CRL is and what it covers.
+/// Where a CRL is found and what it covers.
 struct CrlDistributionPoint {
     std::vector<GeneralName> fullName;
     /// The name relative to the CRL's issuer, as the encoding of a Name of its own; empty if absent.
@@ -104,7 +104,7 @@ struct CrlDistributionPoint {
     std::vector<GeneralName> crlIssuer;
 };
 
-/// What a CRL covers: `point.crlIssuer` is always empty.
+/// The scope of a CRL. `point.crlIssuer` is always empty.
 struct IssuingDistributionPoint {
     CrlDistributionPoint point; ///< `reasons` are onlySomeReasons.
     bool onlyUserCertificates = false;
@@ -129,12 +129,12 @@ struct PrivateKeyUsagePeriod {
 /// A statement or attribute of some type.
 struct TypedValue {
     asn1::blob id;    ///< Content octets of the object identifier.
-    asn1::blob value; ///< Whole encoding, of an attribute with its SET; empty if absent.
+    asn1::blob value; ///< Whole encoding (for an attribute, of its SET); empty if absent.
 };
 
-/// What a log promised when it took the certificate (RFC 6962, section 3.2).
+/// The promise of a log to publish the certificate (RFC 6962, section 3.2).
 struct SignedCertificateTimestamp {
-    unsigned version = 0; ///< 0 is version 1; of another version nothing else is set.
+    unsigned version = 0; ///< 0 is version 1; for other versions no other member is set.
     asn1::blob logId;
     std::uint64_t milliseconds = 0; ///< Since 1970.
     asn1::blob extensions;
@@ -145,16 +145,16 @@ struct SignedCertificateTimestamp {
 
 /// basicConstraints.
 SEALKIT_API bool parseBasicConstraints(asn1::blob value, BasicConstraints* to, Refusal* refusal = nullptr);
-/// nameConstraints, every subtree.
+/// nameConstraints, all subtrees.
 SEALKIT_API bool parseNameConstraints(asn1::blob value, NameSubtrees* to, Refusal* refusal = nullptr);
 /// subjectAltName, issuerAltName or certificateIssuer.
 SEALKIT_API bool parseGeneralNames(asn1::blob value, std::vector<GeneralName>* to,
                                    Refusal* refusal = nullptr);
 /// Bits of `KeyUsage` (x509.h).
 SEALKIT_API bool parseKeyUsage(asn1::blob value, unsigned* to, Refusal* refusal = nullptr);
-/// extKeyUsage, unknown usages too.
+/// extKeyUsage, including unknown usages.
 SEALKIT_API bool parseExtendedKeyUsage(asn1::blob value, ObjectIdentifiers* to, Refusal* refusal = nullptr);
-/// certificatePolicies: the policies alone.
+/// certificatePolicies, without qualifiers.
 SEALKIT_API bool parseCertificatePolicies(asn1::blob value, ObjectIdentifiers* to,
                                           Refusal* refusal = nullptr);
 /// certificatePolicies with their qualifiers.
@@ -171,10 +171,10 @@ SEALKIT_API bool parseIntegerValue(asn1::blob value, asn1::blob* to, Refusal* re
 /// authorityInfoAccess or subjectInfoAccess.
 SEALKIT_API bool parseAccessDescriptions(asn1::blob value, std::vector<AccessDescription>* to,
                                          Refusal* refusal = nullptr);
-/// cRLDistributionPoints or freshestCRL: the full names of all points in a row.
+/// cRLDistributionPoints or freshestCRL: the full names of all points, in one list.
 SEALKIT_API bool parseDistributionPoints(asn1::blob value, std::vector<GeneralName>* to,
                                          Refusal* refusal = nullptr);
-/// The same with all that stands in each point.
+/// The same with every field of each point.
 SEALKIT_API bool parseDistributionPoints(asn1::blob value, std::vector<CrlDistributionPoint>* to,
                                          Refusal* refusal = nullptr);
 /// issuingDistributionPoint.
@@ -186,7 +186,7 @@ SEALKIT_API bool parseKeyIdentifier(asn1::blob value, std::vector<unsigned char>
 /// The keyIdentifier, empty if absent. The issuer and serial number beside it are ignored.
 SEALKIT_API bool parseAuthorityKeyId(asn1::blob value, std::vector<unsigned char>* to,
                                      Refusal* refusal = nullptr);
-/// All of it.
+/// The whole extension.
 SEALKIT_API bool parseAuthorityKeyId(asn1::blob value, AuthorityKeyIdentifier* to,
                                      Refusal* refusal = nullptr);
 /// Content octets of the INTEGER.
@@ -215,11 +215,11 @@ SEALKIT_API bool parseStringValue(asn1::blob value, std::string* to, Refusal* re
 /// The names of the reasons that are set in `CrlDistributionPoint::reasons`, as `crlReasonName` (crl.h) has
 /// them.
 SEALKIT_API std::vector<std::string> reasonFlagNames(unsigned bits);
-/// The names of the bits that are set in a type of Netscape: "ssl-client", "object-signing-ca".
+/// The names of the bits that are set in Netscape's certificate type: "ssl-client", "object-signing-ca".
 SEALKIT_API std::vector<std::string> netscapeTypeNames(unsigned bits);
-/// "status-request"; the number of a feature that has no name here.
+/// The name of a TLS feature, "status-request"; its number if it has no name here.
 SEALKIT_API std::string tlsFeatureName(unsigned feature);
-/// The signature of a timestamp: "SHA256+ECDSA"; the numbers where they have no names here.
+/// The signature algorithm of a timestamp, "SHA256+ECDSA"; its numbers if they have no names here.
 SEALKIT_API std::string timestampAlgorithmName(SignedCertificateTimestamp const& timestamp);
 
 /// The names of the bits of `KeyUsage` that are set, as `X509Certificate::dumpKeyUsage` has them.

@@ -1,13 +1,13 @@
 /// AES in Galois/Counter Mode (SP 800-38D): encryption that authenticates its ciphertext and additional data.
 ///
-/// | name        | what it is                                                      |
-/// | ----------- | --------------------------------------------------------------- |
-/// | `GCMCipher` | the mode over a block cipher of the caller's, with 16-byte tags |
+/// | name        | what it is                                                |
+/// | ----------- | --------------------------------------------------------- |
+/// | `GCMCipher` | the mode over a given block cipher, with tags of 16 bytes |
 ///
-/// `createCipher` makes one from a key. Each message takes an IV that was never used under the same key: a
-/// second message under the same IV reveals the XOR of both plaintexts and allows forgeries. Use IVs of 12
-/// bytes. Longer ones are hashed as SP 800-38D says; shorter ones follow a rule of this library that other
-/// implementations do not share.
+/// `createCipher` makes one from a key. Each message needs an IV that was never used under the same key: two
+/// messages under one IV reveal the XOR of their plaintexts and allow forgeries. Use IVs of 12 bytes. Longer
+/// ones are hashed as SP 800-38D says; shorter ones follow a rule of this library that other implementations
+/// do not share.
 ///
 /// Not here: shorter tags, messages in several calls, and constant time: tables are indexed with secrets
 /// (`docs/timing.md`).
@@ -36,14 +36,14 @@ public:
     unsigned ciphertextLength(unsigned len) const override { return len + tagLength; }
     unsigned blockLength() override { return 16; }
     /// Begins a message and derives J0 from the IV (SP 800-38D section 7.1, steps 1 and 2). An IV of fewer
-    /// than 12 bytes, 0 included, is not hashed: J0 is the IV, then zeros, then a last byte of 1, so that
+    /// than 12 bytes, even an empty one, is not hashed: J0 is the IV, then zeros, then a last byte of 1, so
     /// zero bytes at its end make no difference.
     void setIV(unsigned char const* iv, unsigned size) override;
     /// Encrypts `len` bytes and writes the ciphertext, then the tag, to `out`, which may begin where `in`
-    /// does. SP 800-38D section 7.1, but for lengths: they are authenticated in bits modulo 2^32, so a
-    /// message or additional data of 512 MiB count as empty. Stay below that. Without a new `setIV` a second
-    /// message takes as its J0 the last counter block of the first: its tag is then masked with that block's
-    /// keystream. Never do that.
+    /// does. This is SP 800-38D section 7.1, except that lengths are authenticated in bits modulo 2^32: a
+    /// message or additional data of 512 MiB counts as empty, so both must be shorter. Call `setIV` before
+    /// every message: otherwise the J0 of a second message is the last counter block of the first, and its
+    /// tag is masked with that block's keystream.
     void encrypt(unsigned char const* in, unsigned len, unsigned char const* aad, unsigned aadLength,
                  unsigned char* out) override;
     /// Decrypts ciphertext and tag, `len` bytes together, to `out`, which may begin where `in` does. Returns

@@ -1,21 +1,21 @@
 /// Message digests: one interface, one factory, seven algorithms.
 ///
-/// | `HashID`  | id | class         | digest | block | length field | standard               | name      |
-/// | --------- | -- | ------------- | ------ | ----- | ------------ | ---------------------- | --------- |
-/// | `MD5SHA1` | 1  | `MD5SHA1Hash` | 36     | 64    | 8            | MD5, then SHA-1        | "unknown" |
-/// | `MD4`     | 2  | `MD4`         | 16     | 64    | 8            | RFC 1320               | "unknown" |
-/// | `MD5`     | 3  | `MD5`         | 16     | 64    | 8            | RFC 1321               | "MD5"     |
-/// | `SHA1`    | 4  | `SHA1`        | 20     | 64    | 8            | FIPS 180-4 section 6.1 | "SHA1"    |
-/// | `SHA256`  | 5  | `SHA256`      | 32     | 64    | 8            | FIPS 180-4 section 6.2 | "SHA256"  |
-/// | `SHA384`  | 6  | `SHA384`      | 48     | 128   | 16           | FIPS 180-4 section 6.5 | "SHA384"  |
-/// | `SHA512`  | 7  | `SHA512`      | 64     | 128   | 16           | FIPS 180-4 section 6.4 | "SHA512"  |
+/// | `HashID`  | id  | class         | digest | block | length field | standard               | name      |
+/// | --------- | --- | ------------- | ------ | ----- | ------------ | ---------------------- | --------- |
+/// | `MD5SHA1` | 1   | `MD5SHA1Hash` | 36     | 64    | 8            | MD5, then SHA-1        | "unknown" |
+/// | `MD4`     | 2   | `MD4`         | 16     | 64    | 8            | RFC 1320               | "unknown" |
+/// | `MD5`     | 3   | `MD5`         | 16     | 64    | 8            | RFC 1321               | "MD5"     |
+/// | `SHA1`    | 4   | `SHA1`        | 20     | 64    | 8            | FIPS 180-4 section 6.1 | "SHA1"    |
+/// | `SHA256`  | 5   | `SHA256`      | 32     | 64    | 8            | FIPS 180-4 section 6.2 | "SHA256"  |
+/// | `SHA384`  | 6   | `SHA384`      | 48     | 128   | 16           | FIPS 180-4 section 6.5 | "SHA384"  |
+/// | `SHA512`  | 7   | `SHA512`      | 64     | 128   | 16           | FIPS 180-4 section 6.4 | "SHA512"  |
 ///
-/// Sizes are in bytes. A message is any number of `update` calls, none included, and one `digest`;
-/// the object is then ready for the next message. Nothing fails, and an object is for one thread at
-/// a time. Each object overwrites its block and its chaining state when it is destroyed.
+/// Sizes are in bytes. A message is zero or more calls of `update` and one `digest`; the object is then ready
+/// for the next message. No function fails, and an object is for one thread at a time. Each object overwrites
+/// its block and its chaining state when it is destroyed.
 ///
-/// Not here: keyed digests, bit-granular messages, and any judgement of strength. MD4, MD5 and
-/// SHA-1 no longer resist collisions; they serve formats and protocols that prescribe them.
+/// Not here: keyed digests, and messages that are not whole bytes. MD4, MD5 and SHA-1 no longer resist
+/// collisions; they are here for formats and protocols that prescribe them.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -60,12 +60,12 @@ public:
     std::string digest();
 };
 
-/// The buffering and padding that the Merkle–Damgård hashes share (FIPS 180-4 section 5.1,
-/// RFC 1321 sections 3.1 and 3.2). A derived class adds its chaining state, directly behind the
-/// block, and what works on it.
+/// The buffering and padding that the Merkle–Damgård hashes share (FIPS 180-4 section 5.1, RFC 1321 sections
+/// 3.1 and 3.2). A derived class adds its chaining state, directly after the block, and the functions that
+/// work on it.
 ///
-/// Nothing is set up when an object is made: a message begins, with `init`, at the first `update` or
-/// `digest` that finds the counter at zero.
+/// Construction does not begin a message: the first `update` or `digest` that finds the counter at zero does,
+/// by calling `init`.
 class SEALKIT_API HashImpl : public Hash {
 public:
     ~HashImpl() override { secureMemset(block, 0, sizeof block); }
@@ -73,7 +73,7 @@ public:
     void update(void const* data, unsigned len) override { absorb(data, len); }
     using Hash::digest;
 
-    /// Loads the initial chaining value. Called by `update` and `finish`; callers need not.
+    /// Loads the initial chaining value. Called by `update` and `finish`; callers need not call it.
     virtual void init() = 0;
     /// Compresses the full block, `blockLength()` bytes, into the chaining state.
     virtual void transform() = 0;

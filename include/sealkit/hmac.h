@@ -1,11 +1,11 @@
 /// HMAC (RFC 2104, FIPS 198-1) over any hash, and key derivation with it.
 ///
-/// | member | what it is | standard |
-/// | --- | --- | --- |
-/// | `HMAC` | a keyed digest over a hash of the caller's | RFC 2104 |
-/// | `OwningHMAC` | the same with a hash of its own | RFC 2104 |
-/// | `createHMAC` | makes one from a `HashID` and a key | |
-/// | `HKPDF_Expand`, `HKPDF` | extract-and-expand key derivation, with arguments in an order of their own | RFC 5869 |
+/// | member                  | what it is                                                         | standard |
+/// | ----------------------- | ------------------------------------------------------------------ | -------- |
+/// | `HMAC`                  | a keyed digest over a hash that the caller owns                    | RFC 2104 |
+/// | `OwningHMAC`            | the same over a hash that it owns                                  | RFC 2104 |
+/// | `createHMAC`            | makes one from a `HashID` and a key                                |          |
+/// | `HKPDF_Expand`, `HKPDF` | extract-and-expand key derivation; mind the order of the arguments | RFC 5869 |
 ///
 /// An HMAC is itself a `Hash` and is used like one: `update` any number of times, then `digest`, which
 /// leaves it ready for another message under the same key. Unlike a hash it must be given an `update`
@@ -24,12 +24,12 @@
 
 #include "sealkit/detail/class_names_begin.h"
 
-/// A keyed digest over a hash that the caller owns and keeps alive. The hash must be fresh when it is
-/// handed over, and is used by nobody else in the meantime.
+/// A keyed digest over a hash that the caller owns and that must outlive it. The hash must be fresh when it
+/// is passed, and must not be used otherwise while this object exists.
 class SEALKIT_API HMAC : public Hash {
 public:
     /// Keys `inner` with `keyLength` bytes; every length is allowed. A key longer than a block of the hash is
-    /// replaced by its digest; one of exactly a block is taken as it is.
+    /// replaced by its digest; a key of exactly one block is used unchanged.
     HMAC(Hash* inner, void const* key, unsigned keyLength);
     HMAC(HMAC const&) = delete;
     HMAC& operator=(HMAC const&) = delete;
@@ -57,7 +57,7 @@ private:
     unsigned keyLength;
 };
 
-/// An HMAC with a hash of its own.
+/// An HMAC that owns its hash.
 class SEALKIT_API OwningHMAC : public HMAC {
 public:
     /// Takes the hash, which must not be null.
