@@ -1,8 +1,9 @@
-/// What a file is, by its shape: to choose a reader, and to say what was found where another kind was wanted.
+/// The kind of a file, judged by its shape: to choose a reader, and to name what was found where another kind
+/// was expected.
 ///
-/// The shape is that of the outermost fields, and of certificates, CRLs and requests that of the first
-/// fields, so that those that are truncated or followed by other bytes have a kind, too. An object of a kind
-/// may still be refused by its reader, which knows why.
+/// The outermost fields decide; for certificates, CRLs and requests the first fields suffice, so that
+/// truncated ones and ones with trailing bytes have a kind, too. The reader of a kind may still refuse the
+/// object, and gives the reason.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -12,7 +13,7 @@
 enum class InputKind : unsigned {
     empty,       ///< No bytes.
     pem,         ///< Text with a PEM block, or the beginning of one.
-    certificate, ///< DER, as all until `timeStampResponse`.
+    certificate, ///< DER, like all kinds up to `timeStampResponse`.
     crl,
     request,
     publicKey,           ///< SubjectPublicKeyInfo.
@@ -34,7 +35,7 @@ enum class InputKind : unsigned {
     unknown,  ///< Other bytes.
 };
 
-/// The kind of the whole contents of a file. Of several PEM blocks the first counts.
+/// The kind of the whole contents of a file. If it has several PEM blocks, the first counts.
 SEALKIT_API InputKind findInputKind(asn1::blob input);
 
 /// "certificate", "UTF-16 text". Empty for an unknown value.

@@ -1,14 +1,14 @@
-/// What a public key or a signature algorithm says of itself, for displays: also of those that the library
-/// does not use.
+/// Descriptions of public keys and signature algorithms for displays, including those that the library does
+/// not support.
 ///
-/// | name               | what it is                                                                         |
-/// | ------------------ | ---------------------------------------------------------------------------------- |
-/// | `KeyOutline`       | algorithm, size and curve of a SubjectPublicKeyInfo, and the numbers of an RSA key |
-/// | `PssOutline`       | the parameters of RSASSA-PSS (RFC 8017, appendix A.2.3) with their defaults        |
-/// | `algorithmText`    | "SHA256+RSA", "RSASSA-PSS (SHA256, MGF1 with SHA256, salt of 32 bytes)"             |
+/// | name            | what it is                                                                         |
+/// | --------------- | ---------------------------------------------------------------------------------- |
+/// | `KeyOutline`    | algorithm, size and curve of a SubjectPublicKeyInfo, and the numbers of an RSA key |
+/// | `PssOutline`    | the parameters of RSASSA-PSS (RFC 8017, appendix A.2.3) with their defaults        |
+/// | `algorithmText` | "SHA256+RSA", "RSASSA-PSS (SHA256, MGF1 with SHA256, salt of 32 bytes)"            |
 ///
-/// No number is checked and no point is computed: `parsePkcs8PublicKey` (pkcs8.h) reads keys that are to be
-/// used. Blobs are views of the input.
+/// Numbers are not checked and points are not computed: to use a key, read it with `parsePkcs8PublicKey`
+/// (pkcs8.h). Blobs are views of the input.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -22,7 +22,7 @@ struct KeyOutline {
     asn1::blob algorithm;  ///< Content octets of the object identifier.
     asn1::blob parameters; ///< Whole encoding; empty if absent.
     asn1::blob key;        ///< The octets of the BIT STRING.
-    /// Of the modulus, the prime or the curve's field; 0 if unknown.
+    /// The size of the modulus, the prime or the curve's field; 0 if unknown.
     size_t bits = 0;
     /// The name of an EC key's curve, its dotted form, or "explicit parameters"; empty for other keys.
     std::string curve;
@@ -30,12 +30,12 @@ struct KeyOutline {
     asn1::blob exponent; ///< Likewise.
 };
 
-/// Takes a SubjectPublicKeyInfo apart. Returns false, with a reason, if it is not a SEQUENCE of an
-/// AlgorithmIdentifier and a BIT STRING; what stands before is set. A key that is malformed within has no
-/// size.
+/// Reads a SubjectPublicKeyInfo. Returns false, with a reason, if it is not a SEQUENCE of an
+/// AlgorithmIdentifier and a BIT STRING; the fields before the error are set. If the key in the BIT STRING is
+/// malformed, `bits` is 0.
 SEALKIT_API bool parseKeyOutline(asn1::blob subjectPublicKeyInfo, KeyOutline* to, Refusal* refusal = nullptr);
 
-/// The hashes by the content octets of their object identifiers.
+/// The parameters of RSASSA-PSS. The hashes are content octets of object identifiers.
 struct PssOutline {
     asn1::blob hash;
     asn1::blob maskGeneration;
@@ -47,6 +47,6 @@ struct PssOutline {
 /// Reads RSASSA-PSS-params, a whole SEQUENCE.
 SEALKIT_API bool parsePssOutline(asn1::blob parameters, PssOutline* to, Refusal* refusal = nullptr);
 
-/// The name of an AlgorithmIdentifier, given by its whole encoding, with the parameters of RSASSA-PSS.
-/// "(malformed)" if it is malformed.
+/// The name of an AlgorithmIdentifier, given by its whole encoding; that of RSASSA-PSS includes the
+/// parameters. "(malformed)" if it is malformed.
 SEALKIT_API std::string algorithmText(asn1::blob algorithm);

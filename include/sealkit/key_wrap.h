@@ -1,12 +1,12 @@
-/// Keys encrypted under keys: AES Key Wrap (RFC 3394).
+/// Encryption of keys under other keys: AES Key Wrap (RFC 3394).
 ///
-/// | functions              | key-encryption key | key                               | wrapped key    |
-/// | ---------------------- | ------------------ | --------------------------------- | -------------- |
-/// | `wrapKey`, `unwrapKey` | 16, 24 or 32 bytes | 16 bytes or more, multiple of 8   | 8 bytes longer |
+/// | functions              | key-encryption key | key                             | wrapped key    |
+/// | ---------------------- | ------------------ | ------------------------------- | -------------- |
+/// | `wrapKey`, `unwrapKey` | 16, 24 or 32 bytes | 16 bytes or more, multiple of 8 | 8 bytes longer |
 ///
-/// A wrapped key is authentic: `unwrapKey` refuses what was changed or wrapped under another key. There is no
-/// nonce, so that equal keys give equal wrapped keys. Both functions return whether they succeeded, and leave
-/// zeros in all of `out` if not.
+/// Wrapped keys are authenticated: `unwrapKey` rejects bytes that were changed, or wrapped under another key.
+/// There is no nonce, so equal keys give equal wrapped keys. Both functions return whether they succeeded,
+/// and fill `out` with zeros if not.
 ///
 /// Not here: keys of other lengths (RFC 5649), and encryption whose time does not depend on keys
 /// (`docs/timing.md`).
@@ -21,11 +21,11 @@
 inline constexpr size_t keyWrapOverhead = 8;
 
 /// Wraps `key` under `keyEncryptionKey` to `out`, which has exactly `keyWrapOverhead` bytes more and overlaps
-/// no input. Returns false if a size is another than stated above.
+/// no input. Returns false if a size differs from those of the table.
 SEALKIT_API bool wrapKey(std::span<unsigned char const> keyEncryptionKey, std::span<unsigned char const> key,
                          std::span<unsigned char> out);
 
 /// Unwraps to `out`, which has exactly `keyWrapOverhead` bytes fewer and overlaps no input. Returns false
-/// under the same conditions, or if the integrity check value is wrong, which is compared in constant time.
+/// under the same conditions, or if the integrity check value, which is compared in constant time, is wrong.
 SEALKIT_API bool unwrapKey(std::span<unsigned char const> keyEncryptionKey,
                            std::span<unsigned char const> wrapped, std::span<unsigned char> out);

@@ -1,19 +1,19 @@
 /// Keys: RSA, EC over the named NIST curves, Ed25519 and X25519.
 ///
-/// | algorithm | public           | private           | does                           | standard           |
-/// |-----------|------------------|-------------------|--------------------------------|--------------------|
-/// | RSA       | RsaPublicKey     | RsaPrivateKey     | PKCS#1 v1.5 signatures         | RFC 8017           |
-/// | EC        | EcPublicKey      | EcPrivateKey      | ECDSA, Diffie-Hellman          | FIPS 186-5, SEC 1  |
-/// | Ed25519   | Ed25519PublicKey | Ed25519PrivateKey | signatures over whole messages | RFC 8032           |
-/// | X25519    | X25519PublicKey  | X25519PrivateKey  | key agreement                  | RFC 7748           |
+/// | algorithm | public           | private           | does                           | standard          |
+/// | --------- | ---------------- | ----------------- | ------------------------------ | ----------------- |
+/// | RSA       | RsaPublicKey     | RsaPrivateKey     | PKCS#1 v1.5 signatures         | RFC 8017          |
+/// | EC        | EcPublicKey      | EcPrivateKey      | ECDSA, Diffie-Hellman          | FIPS 186-5, SEC 1 |
+/// | Ed25519   | Ed25519PublicKey | Ed25519PrivateKey | signatures over whole messages | RFC 8032          |
+/// | X25519    | X25519PublicKey  | X25519PrivateKey  | key agreement                  | RFC 7748          |
 ///
 /// Certificates, files and messages hold keys through the abstract `PublicKey` and `PrivateKey`. A
 /// private key is also its own public key: `RsaPrivateKey` derives from `RsaPublicKey`, and so on.
 ///
 /// The members are public and may be filled by hand. The parsers reject numbers that the operations cannot
 /// work with. Operations on unsuitable members fail; they do not crash. Objects that hold secrets wipe them
-/// when they are destroyed. The time of many operations depends on the secret numbers: `docs/timing.md` says
-/// which may be used where an attacker can measure it closely.
+/// when they are destroyed. The time of many operations depends on the secret numbers: `docs/timing.md` tells
+/// which operations are safe if an attacker can measure time precisely.
 ///
 /// RSA-PSS and other curves are not supported. Programs cannot add kinds of keys: the library expects every
 /// `PublicKey` to be, or to derive from, one of the classes of this header.
@@ -64,13 +64,13 @@ public:
     virtual void dump(std::ostream& out) const = 0;
 };
 
-/// The private half of any key, which is its public half as well: its parameters and equality are those
-/// of the public key. Its DER is its own.
+/// The private half of any key, which is also its public half: parameters and equality are those of the
+/// public key, while the DER is that of the private key.
 class SEALKIT_API PrivateKey : public virtual PublicKey {
 public:
     ~PrivateKey() override = default;
 
-    /// A new key with a copy of the public members alone.
+    /// A new key with a copy of only the public members.
     virtual std::unique_ptr<PublicKey> publicKey() const = 0;
 };
 
@@ -85,9 +85,9 @@ public:
     RsaPublicKey& operator=(RsaPublicKey const&);
     ~RsaPublicKey() override;
 
-    /// Reads RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). The
-    /// parameters are NULL or absent. The modulus must be odd, above 1 and of at most 16,384 bits,
-    /// the exponent odd, above 1 and of at most 64 bits.
+    /// Reads RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). The parameters
+    /// are NULL or absent. The modulus must be odd, greater than 1 and at most 16,384 bits long, the exponent
+    /// odd, greater than 1 and at most 64 bits long.
     bool parseFromDerEncoded(asn1::blob algoParams, asn1::blob keyData) override;
     std::vector<unsigned char> encodeToDerEncoded() const override;
     asn1::blob algorithmParams() const override;
@@ -108,7 +108,7 @@ public:
 
     /// The digest within `block`, the DigestInfo of a signature: a view into `block`. It must be one SEQUENCE
     /// for hash `expected` with a digest of that hash's size, without trailing bytes; otherwise the result is
-    /// empty, and a line on standard output says what is wrong. The parameters of the algorithm are ignored.
+    /// empty, and a line on standard output gives the reason. The parameters of the algorithm are ignored.
     static asn1::blob parseHashFromDerEncoded(HashID expected, asn1::blob block);
     static asn1::blob parseHashFromDerEncoded(unsigned expected, asn1::blob block) {
         return parseHashFromDerEncoded(static_cast<HashID>(expected), block);
@@ -141,8 +141,9 @@ public:
 
     /// Makes a new key whose modulus has exactly `bits` bits, under the public exponent `e` (FIPS 186-5,
     /// appendix A.1.3): two random primes of the same size, p the greater. `bits` is even and from 2048 to
-    /// 8192, `e` is odd and at least 3. Returns false and leaves the key unchanged if they are not, or if the
-    /// generator fails or its output is not random. Takes seconds, and minutes for the longest keys.
+    /// 8192, `e` is odd and at least 3. Returns false and leaves the key unchanged if they are out of range,
+    /// or if the generator fails or its output is not random. Takes seconds, and minutes for the longest
+    /// keys.
     bool generatePrivKey(Rng& rng, unsigned bits, unsigned e = 65537);
 
     /// The PKCS#1 v1.5 signature (RFC 8017, section 8.2.1) of `digest`, which was made with `hashId`: as many
@@ -212,8 +213,8 @@ public:
     /// The ECDSA signature of `digest`, which was made with `hashId`: the DER of SEQUENCE { r INTEGER, s
     /// INTEGER }. Its nonce is derived from the key and the digest (RFC 6979), so that the same digest always
     /// gets the same signature. Empty if the hash is unknown, if the digest does not have its size, or if
-    /// `secret` is out of range. `point` is ignored, and the signature is not verified: a fault of the
-    /// machine may give the secret away.
+    /// `secret` is out of range. `point` is ignored, and the signature is not verified: a hardware fault may
+    /// reveal the secret.
     std::vector<unsigned char> signHashed(HashID hashId, asn1::blob digest) const;
     std::vector<unsigned char> signHashed(unsigned hashId, asn1::blob digest) const {
         return signHashed(static_cast<HashID>(hashId), digest);
@@ -276,11 +277,11 @@ public:
     /// used.
     bool generatePrivKey(Rng& rng);
     /// Sets the secret to `privateBytes` and derives the public value from it. Returns false and leaves the
-    /// key unchanged unless there are 32 bytes.
+    /// key unchanged if there are not exactly 32 bytes.
     bool initPrivate(std::vector<unsigned char> privateBytes);
     /// The 64-byte signature of `message` (`eddsa::sign`).
     std::vector<unsigned char> sign(asn1::blob message) const;
-    /// The key for key agreement that has the same scalar and the same point.
+    /// The key-agreement key with the same scalar and the same point.
     X25519PrivateKey toX25519PrivateKey() const;
 };
 
@@ -324,18 +325,18 @@ public:
     /// used.
     bool generatePrivKey(Rng& rng);
     /// Sets the secret to `privateBytes` and derives the public value from it. Returns false and leaves the
-    /// key unchanged unless there are 32 bytes.
+    /// key unchanged if there are not exactly 32 bytes.
     bool initPrivate(std::vector<unsigned char> privateBytes);
     /// The 32-byte secret shared with the holder of the public value `peer` (`x25519::kex`). Empty if `peer`
     /// is of small order or on the quadratic twist.
     std::vector<unsigned char> exchangeKeys(asn1::blob peer) const;
 };
 
-/// `key.parseFromDerEncoded`, which says why the key is refused. Offsets count in `keyData`. Returns false,
-/// without a reason, for a class that is not from this header.
+/// Calls `key.parseFromDerEncoded`, and gives the reason if it fails. Offsets count in `keyData`. Returns
+/// false, without a reason, for a class that is not from this header.
 SEALKIT_API bool parseFromDerEncoded(PublicKey& key, asn1::blob algoParams, asn1::blob keyData,
                                      Refusal* refusal);
 
-/// The curve that the parameters of an EC key name, as a block "EC PARAMETERS" holds them. Returns a `Curve`
-/// of value 0 if they name an unknown curve or describe one explicitly.
+/// The curve that the parameters of an EC key name, as in a block "EC PARAMETERS". Returns a `Curve` of value
+/// 0 if they name an unknown curve or describe one explicitly.
 SEALKIT_API Curve parseEcParameters(asn1::blob algoParams, Refusal* refusal);

@@ -1,14 +1,14 @@
-/// Kinds of messages: what a DER encoding holds, told by its first few elements.
+/// Kinds of messages, recognised by the first few elements of the DER.
 ///
-/// | member                | what it is                                                     |
-/// | --------------------- | -------------------------------------------------------------- |
-/// | `MessageKind`         | signed, enveloped, of another content, or of time-stamping      |
-/// | `getMessageKind`      | the kind of a message                                           |
-/// | `getContentType`      | the content type of a ContentInfo (RFC 5652, section 3)         |
-/// | `getContentTypeName`  | what people call a content type                                 |
-/// | `getDataOid`, `getTimeStampInfoOid` | the object identifiers of two content types      |
+/// | member                              | what it is                                                  |
+/// | ----------------------------------- | ----------------------------------------------------------- |
+/// | `MessageKind`                       | signed, enveloped, another content, or a time-stamp message |
+/// | `getMessageKind`                    | the kind of a message                                       |
+/// | `getContentType`                    | the content type of a ContentInfo (RFC 5652, section 3)     |
+/// | `getContentTypeName`                | the usual name of a content type                            |
+/// | `getDataOid`, `getTimeStampInfoOid` | the object identifiers of two content types                 |
 ///
-/// Telling the kind does not check the message: the readers of pkcs7.h and timestamp.h do.
+/// Recognising a kind does not check the message: the readers of pkcs7.h, enveloped.h and timestamp.h do.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -21,7 +21,7 @@ enum class MessageKind : unsigned {
     none,              ///< Not a message of a known kind.
     signedData,        ///< `PKCS7SignedData` reads it.
     envelopedData,     ///< `EnvelopedMessage` reads it.
-    otherContent,      ///< A ContentInfo of a type that has a name and no reader.
+    otherContent,      ///< A ContentInfo of a named type that the library does not read.
     timeStampRequest,  ///< `TimeStampRequest` reads it.
     timeStampResponse, ///< `TimeStampResponse` reads it.
 };
@@ -35,7 +35,7 @@ SEALKIT_API char const* getMessageKindName(MessageKind kind);
 /// The content type of a ContentInfo, a view of its content octets; empty if `der` does not begin like one.
 SEALKIT_API asn1::blob getContentType(asn1::blob der);
 
-/// "signed message", "data", "time-stamp", or `oidStr` of a content type without a name here.
+/// "signed message", "data", "time-stamp"; `oidStr` of a content type that has no name here.
 SEALKIT_API std::string getContentTypeName(asn1::blob oid);
 
 /// The content octets of id-data (RFC 5652, section 4), the type of plain data.

@@ -1,21 +1,22 @@
-/// Checking signed messages and time-stamps: who signed, whether that holds, and what was left unchecked.
+/// Checking signed messages and time-stamps: who signed, whether the signatures are valid, and what was left
+/// unchecked.
 ///
-/// | member             | what it is                                                                   |
-/// | ------------------ | ---------------------------------------------------------------------------- |
-/// | `checkMessage`     | checks every signer of a `PKCS7SignedData`, and the chain of its certificate  |
-/// | `checkTimeStamp`   | the same for a time-stamp token, and what it states (RFC 3161)                |
-/// | `MessageVerdict`   | the findings, and for each signer its certificate and chain                   |
-/// | `MessageFinding`   | a failure, a warning or a note, with the facts that it rests on               |
-/// | `messageFindings`  | the table of ids, names and sentences                                         |
+/// | member            | what it is                                                                   |
+/// | ----------------- | ---------------------------------------------------------------------------- |
+/// | `checkMessage`    | checks every signer of a `PKCS7SignedData`, and the chain of its certificate |
+/// | `checkTimeStamp`  | the same for a time-stamp token, and what it states (RFC 3161)               |
+/// | `MessageVerdict`  | the findings, and for each signer its certificate and chain                  |
+/// | `MessageFinding`  | a failure, a warning or a note, with the facts behind it                     |
+/// | `messageFindings` | the table of ids, names and sentences                                        |
 ///
 /// `PKCS7SignedData::verify` gives the first failure of the same checks as text; it asks for no purpose and
 /// no CRLs. Chains are searched as `PathSearch` (search.h) does.
 ///
-/// A false counter-signature does not make a message fail, as it says nothing about the content: a warning
-/// names it.
+/// An invalid counter-signature does not make a message fail, because it does not concern the content: a
+/// warning reports it.
 ///
-/// Not checked: time-stamps of signatures, and CRLs within the message; a warning names each. Nor is the list
-/// of digest algorithms, which is not signed.
+/// Not checked: time-stamps of signatures and CRLs within the message, which warnings report; and the list of
+/// digest algorithms, which is not signed.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -36,7 +37,7 @@
 #include <string>
 #include <vector>
 
-/// What a check can find. "It" in the sentences is the signer, or the token.
+/// What a check can find. In the sentences, "it" is the signer or the token.
 enum class MessageFindingId : unsigned {
     // Failures: of the message.
     malformedContent,
@@ -104,8 +105,8 @@ SEALKIT_API ReasonText<MessageFindingId> const& getReasonText(MessageFindingId i
 
 /// What a finding means for the verdict.
 enum class FindingWeight : unsigned {
-    note,    ///< Something to know.
-    warning, ///< Left unchecked, or strange.
+    note,    ///< Information.
+    warning, ///< Something unchecked or unusual.
     failure, ///< The message does not verify.
 };
 
@@ -115,21 +116,21 @@ SEALKIT_API FindingWeight getWeight(MessageFindingId id);
 /// Something that a check found.
 struct SEALKIT_API MessageFinding {
     MessageFindingId id{};
-    size_t signer = 0;       ///< From 1; 0 for the message as a whole.
+    size_t signer = 0;       ///< Numbered from 1; 0 for the message as a whole.
     std::vector<Fact> facts; ///< May hold any byte. For `untrusted`, see the signer's chain.
 
-    /// The finding as a line for people, without the end of the line.
+    /// The finding as a line for people, without a line end.
     std::string str() const;
 };
 
-/// What was found of a signer beside the findings.
+/// The result for one signer, besides the findings.
 struct SignerVerdict {
     PKCS7SignerInfo const* info = nullptr;        ///< Of the message.
     std::shared_ptr<X509Certificate> certificate; ///< Null if it is not available.
     std::shared_ptr<PathVerdict const>
         path; ///< Shared by the signers of a certificate; null if not searched.
-    /// The holders of these keys signed the signer's signature, or one of them that. Those whose signatures
-    /// are false or that are not trusted are among the findings alone.
+    /// The signers that signed this signer's signature or, in turn, one of those signatures. Those whose
+    /// signatures are invalid or that are not trusted appear only in the findings.
     std::vector<SignerVerdict> counterSigners;
 };
 
@@ -137,55 +138,54 @@ struct SignerVerdict {
 struct SEALKIT_API MessageVerdict {
     std::vector<MessageFinding> findings; ///< Signer by signer.
     std::vector<SignerVerdict> signers;   ///< In the message's order; empty if limits were exceeded.
-    /// If CRLs are asked for, the best that the signers' chains make of each, but `CrlStatus::superseded`
-    /// before all.
+    /// If CRLs are checked, the best status of each CRL among the signers' chains; `CrlStatus::superseded`
+    /// takes precedence.
     std::vector<CrlVerdict> crls;
 
     /// The first failure; null for a message that verifies.
     MessageFinding const* failure() const;
     bool isValid() const { return failure() == nullptr; }
 
-    /// Why the message fails: the first failure as text, with what its chain lacks. Empty for a message that
-    /// verifies.
+    /// Why the message fails: the first failure as text, with the failure of its chain. Empty for a message
+    /// that verifies.
     std::string reason() const;
 };
 
 /// How a message is checked.
 struct MessageCheckOptions {
-    PathOptions path;           ///< Time, purpose and CRLs of the signers' chains.
-    asn1::blob detachedContent; ///< The content octets, of a message without its content.
-    CertificateChain
-        certificates; ///< Further candidates for signers and issuers; they are not trusted for it.
+    PathOptions path;              ///< Time, purpose and CRLs of the signers' chains.
+    asn1::blob detachedContent;    ///< The content octets of a message that does not contain them.
+    CertificateChain certificates; ///< Further candidates for signers and issuers, which are not trusted.
 };
 
-/// The number of certificates and signers above which a message is not checked.
+/// The largest numbers of certificates and of signers of a message that is checked.
 inline constexpr size_t maxMessageCertificates = 1000;
 inline constexpr size_t maxMessageSigners = 100;
-/// The number of certificates of one issuer and serial number, or one key identifier, that are tried for a
-/// signer, and that of all signatures that are verified in vain.
+/// The largest number of certificates with the same issuer and serial number, or the same key identifier,
+/// that are tried for one signer, and the largest number of failed signature verifications in a message.
 inline constexpr size_t maxSignerCandidates = 8;
 inline constexpr size_t maxVainSignatures = 64;
-/// The number of counter-signatures that are checked, in one another and of all signers.
+/// The largest number of counter-signatures that are checked, nested ones and those of all signers included.
 inline constexpr size_t maxCounterSignatures = 100;
-/// The number of signatures that are checked of keys which sign the content without a digest before it
-/// (Ed25519 without attributes): each reads all of the content.
+/// The largest number of signatures that are checked for keys that sign the content itself and not its digest
+/// (Ed25519 without attributes): each check reads the whole content.
 inline constexpr size_t maxContentSignatures = 4;
-/// The number of certificates of signers whose chains may fail before no more are searched.
+/// After the chains of this many signers' certificates have failed, no more chains are searched.
 inline constexpr size_t maxUntrustedSigners = 4;
-/// By how many seconds a time may be ahead, as clocks differ.
+/// By how many seconds a stated time may be ahead of the clock.
 inline constexpr std::int64_t maxClockSkew = 300;
 
 /// Checks that every signer signed the content, and that the chain of its certificate is valid under `store`.
-/// A message without signers fails. The verdict views `message`.
+/// A message without signers fails. The verdict refers to `message`, which must outlive it.
 ///
-/// What a signer signed are its attributes: they must hold one content type, the message's, and one digest,
-/// that of the content (RFC 5652, section 5.6). A signer without attributes, of a message that was read for
-/// the standard rules, signed the content. Of several certificates that a signer may mean, its own is the one
-/// under whose key the signature verifies.
+/// A signer signs its attributes: they must contain one content type, that of the message, and one digest,
+/// that of the content (RFC 5652, section 5.6). A signer without attributes, in a message that was read for
+/// the standard rules, signs the content. If several certificates match a signer, its own is the one under
+/// whose key the signature verifies.
 SEALKIT_API MessageVerdict checkMessage(PKCS7SignedData const& message, CertificateStore const& store,
                                         MessageCheckOptions const& options);
 
-/// What a time-stamp is expected to state.
+/// The expected contents of a time-stamp.
 struct SEALKIT_API TimeStampExpectation {
     HashID hash = HashID::none;
     std::vector<unsigned char> digest;
@@ -200,10 +200,10 @@ struct SEALKIT_API TimeStampExpectation {
 /// Checks a token as `checkMessage` does, for the purpose of time-stamping, and that it
 ///
 /// - states the expected digest, nonce and policy, and a time that is not ahead of `options.path.now`;
-/// - has one signer, whose certificate is for time-stamps alone, critically (RFC 3161, section 2.3), was
-///   valid at the stated time, and is the one that the signing certificate attributes name (RFC 5035, RFC
-///   5816);
-/// - has no critical extensions (RFC 3161, section 2.4.2; RFC 5280, section 4.2), as none are supported, and
-///   no malformed ones, among which a critical one could hide.
+/// - has one signer, whose certificate has time-stamping as its only extended key usage, critical (RFC 3161,
+///   section 2.3), was valid at the stated time, and is the one that the signing certificate attributes name
+///   (RFC 5035, RFC 5816);
+/// - has no critical extensions (RFC 3161, section 2.4.2; RFC 5280, section 4.2), because none is supported,
+///   and no malformed ones, because one of those could be critical.
 SEALKIT_API MessageVerdict checkTimeStamp(PKCS7SignedData const& token, TimeStampExpectation const& expected,
                                           CertificateStore const& store, MessageCheckOptions const& options);

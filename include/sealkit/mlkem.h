@@ -1,12 +1,12 @@
 /// ML-KEM-768 (FIPS 203): two parties agree on a shared secret, safe from quantum computers.
 ///
-/// | name         | what it is                                                                   |
-/// |--------------|------------------------------------------------------------------------------|
-/// | `MLKEMDecap` | the side with the key pair: makes it, sends the public key, decapsulates     |
-/// | `MLKEMEncap` | the other side: makes a secret and a ciphertext for a public key             |
+/// | name         | what it is                                                               |
+/// | ------------ | ------------------------------------------------------------------------ |
+/// | `MLKEMDecap` | the side with the key pair: makes it, sends the public key, decapsulates |
+/// | `MLKEMEncap` | the other side: makes a secret and a ciphertext for a public key         |
 ///
 /// | what          | bytes |
-/// |---------------|-------|
+/// | ------------- | ----- |
 /// | public key    | 1184  |
 /// | secret key    | 2400  |
 /// | ciphertext    | 1088  |
@@ -15,12 +15,12 @@
 /// One side calls `generate` and sends `publicKey`. The other calls `encap` with it and sends the ciphertext,
 /// and the first calls `decap` with that. Both then hold the same `sharedSecret`.
 ///
-/// Nothing here authenticates the other side: a public key or ciphertext that was replaced in transit gives a
-/// secret, too. To authenticate, sign what is sent, or confirm the secret with a MAC under it.
+/// Nothing here authenticates the other side: a public key or ciphertext that was replaced in transit also
+/// gives a secret. To authenticate, sign what is sent, or confirm the secret with a MAC under it.
 ///
 /// The objects contain all their data and allocate no memory. Copies are independent; each object overwrites
-/// its secrets when it is destroyed. The arithmetic is that of the library mlkem-native, which takes the same
-/// time for all secrets. Not here: other parameter sets.
+/// its secrets when it is destroyed. The arithmetic is that of the library mlkem-native, whose time does not
+/// depend on secrets. Not here: other parameter sets.
 #pragma once
 
 #ifdef SEALKIT_WITHOUT_MLKEM
@@ -37,7 +37,7 @@ class SEALKIT_API MLKEMDecap {
 public:
     unsigned char sharedSecret[32] = {}; ///< The result of `decap`.
     unsigned char publicKey[1184] = {};  ///< The encapsulation key, in the encoding of FIPS 203, section 7.1.
-    unsigned char secretKey[2400] = {};  ///< The decapsulation key: the public key is within.
+    unsigned char secretKey[2400] = {};  ///< The decapsulation key, which contains the public key.
 
     MLKEMDecap() = default;
     MLKEMDecap(MLKEMDecap const&) = default;
@@ -55,8 +55,8 @@ public:
 
     /// Sets `sharedSecret` to the secret in the ciphertext (ML-KEM.Decaps, FIPS 203, section 7.3). Returns
     /// false if the ciphertext does not have 1088 bytes, which leaves `sharedSecret` unchanged, or if
-    /// `secretKey` holds no key. A ciphertext that was changed, or made for another key, is not detected: it
-    /// gives true and a secret that nobody else has.
+    /// `secretKey` holds no key. A ciphertext that was changed, or made for another key, is not detected: the
+    /// result is true, and the secret is one that nobody else has.
     bool decap(asn1::blob ciphertext);
 };
 

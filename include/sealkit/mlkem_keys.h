@@ -7,14 +7,13 @@
 /// | public key            | `parseMlkemPublicKey`           | `readMlkemPublicKey`        | `encodeMlkemPublicKey`            |
 ///
 /// A private key is a OneAsymmetricKey (RFC 5958) with the seed of 64 bytes, the expanded key of 2400 bytes,
-/// or both; a public key is a SubjectPublicKeyInfo. All of them are read and checked (FIPS 203, section 7.3);
-/// the seed alone is written, which most others read. In a file the raw bytes of each may stand, too: 64,
-/// 2400, or 1184 of a public key.
+/// or both; a public key is a SubjectPublicKeyInfo. All of these are read and checked (FIPS 203, section
+/// 7.3). Only the seed is written, which most other programs read. A file may also hold raw bytes: 64 or 2400
+/// of a private key, 1184 of a public key.
 ///
-/// An encrypted private key is an EncryptedPrivateKeyInfo with PBES2 (pbes2.h), as those of other keys
-/// (pkcs8.h).
+/// An encrypted private key is an EncryptedPrivateKeyInfo with PBES2 (pbes2.h), as for other keys (pkcs8.h).
 ///
-/// The functions fill in `*refusal`, which may be null, and write nothing.
+/// The functions fill in `*refusal`, unless that is null, and write nothing to any stream.
 #pragma once
 
 #ifdef SEALKIT_WITHOUT_MLKEM
@@ -33,11 +32,11 @@
 /// The bytes that a key pair is computed from, d ‖ z (FIPS 203, section 7.1).
 inline constexpr size_t mlkemSeedSize = 64;
 
-/// What the container of a private key holds (RFC 9935, section 6). It wipes itself at its end.
+/// What the container of a private key holds (RFC 9935, section 6). Wiped when it is destroyed.
 struct SEALKIT_API MlkemKeyForm {
     bool hasSeed = false;
     bool hasExpandedKey = false;
-    unsigned char seed[mlkemSeedSize] = {}; ///< Of no use without `hasSeed`.
+    unsigned char seed[mlkemSeedSize] = {}; ///< Meaningless without `hasSeed`.
 
     ~MlkemKeyForm();
 };
@@ -47,8 +46,8 @@ struct SEALKIT_API MlkemKeyForm {
 SEALKIT_API bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal,
                                       MlkemKeyForm* form = nullptr);
 
-/// Reads an EncryptedPrivateKeyInfo on the same terms. `RefusalId::wrongPassword` when what is decrypted has
-/// not the shape of a OneAsymmetricKey.
+/// Reads an EncryptedPrivateKeyInfo on the same terms. `RefusalId::wrongPassword` if the decrypted bytes do
+/// not have the shape of a OneAsymmetricKey.
 SEALKIT_API bool parseMlkemEncryptedPrivateKey(asn1::blob der, std::string_view password, MLKEMDecap& to,
                                                Refusal* refusal, MlkemKeyForm* form = nullptr);
 
@@ -60,8 +59,8 @@ SEALKIT_API bool parseMlkemPublicKey(asn1::blob der, std::vector<unsigned char>&
 SEALKIT_API std::vector<unsigned char>
 encodeMlkemPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed);
 
-/// The EncryptedPrivateKeyInfo of that, as `encodePkcs8EncryptedPrivateKey` makes it. Empty when `iterations`
-/// is 0 or above `pbes2MaxIterations`, and when the random source fails.
+/// The EncryptedPrivateKeyInfo of the same, with the scheme of `encodePkcs8EncryptedPrivateKey`. Empty if
+/// `iterations` is 0 or above `pbes2MaxIterations`, and if the random source fails.
 SEALKIT_API std::vector<unsigned char>
 encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize> seed, std::string_view password,
                                unsigned iterations);
@@ -70,7 +69,8 @@ encodeMlkemEncryptedPrivateKey(std::span<unsigned char const, mlkemSeedSize> see
 SEALKIT_API std::vector<unsigned char> encodeMlkemPublicKey(MLKEMDecap const& key);
 
 /// Reads the first block "PRIVATE KEY" or "ENCRYPTED PRIVATE KEY" of a text, or DER, or raw bytes. An
-/// encrypted key without a password is `RefusalId::passwordRequired`, unless no password decrypts it.
+/// encrypted key without a password is refused as `RefusalId::passwordRequired` or, if no password can
+/// decrypt it, for that reason.
 SEALKIT_API bool readMlkemPrivateKey(std::string_view text, MLKEMDecap& to, Refusal* refusal,
                                      MlkemKeyForm* form = nullptr);
 SEALKIT_API bool readMlkemPrivateKey(std::string_view text, std::string_view password, MLKEMDecap& to,

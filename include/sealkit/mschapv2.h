@@ -1,18 +1,18 @@
-/// MS-CHAPv2: a password proved by a response to two challenges (RFC 2759), and the keys that MPPE derives
+/// MS-CHAPv2: proof of a password by a response to two challenges (RFC 2759), and the keys that MPPE derives
 /// from it (RFC 3079).
 ///
 /// | name             | what it is                                            | bytes | standard                          |
 /// | ---------------- | ----------------------------------------------------- | ----- | --------------------------------- |
 /// | `MSCHAPv2`       | challenge hash, NT-Response, authenticator response   |       | RFC 2759 section 8                |
 /// | `makeSessionKey` | a start key of 128 bits, for one of two directions    | 16    | RFC 3079, GetAsymmetricStartKey   |
-/// | `makeChallenge`  | a challenge out of a secret that both sides share     | 16    | of this library; serves `ecsrp.h` |
+/// | `makeChallenge`  | a challenge derived from a shared secret              | 16    | of this library, for `ecsrp.h`    |
 ///
-/// No function fails: every input is accepted.
+/// No function fails: any input is accepted.
 ///
-/// Not here: the packets that carry all this, changing passwords, start keys of 40 and 56 bits and the later
-/// keys of MPPE. The protocol is broken: an NT-Response is DES under pieces of the MD4 digest of the
-/// password. Whoever has one with its two challenges finds that digest in a search of 2^56 steps, and can
-/// then use it in place of the password.
+/// Not here: the packets of the protocol, changing passwords, start keys of 40 and 56 bits and the later keys
+/// of MPPE. The protocol is broken: an NT-Response is DES under pieces of the MD4 digest of the password. An
+/// attacker who has one with its two challenges finds that digest in 2^56 steps, and can then use it in place
+/// of the password.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -38,21 +38,21 @@ public:
     MSCHAPv2(MSCHAPv2 const&) = default;
     MSCHAPv2& operator=(MSCHAPv2 const&) = default; // All have the same sizes: no memory is left behind.
 
-    /// What the authenticator answers to show that it has the password too: "S=" and 40 uppercase hexadecimal
-    /// digits (GenerateAuthenticatorResponse, RFC 2759 section 8.7).
+    /// The authenticator's answer, which proves that it has the password too: "S=" and 40 uppercase
+    /// hexadecimal digits (GenerateAuthenticatorResponse, RFC 2759 section 8.7).
     std::string getReply() const;
 
     /// The master key, 16 bytes (GetMasterKey, RFC 3079 section 3.4). The caller wipes it.
     std::string getMasterKey() const;
 };
 
-/// The start key, 16 bytes, of the direction in which the side that asks sends (or, without `isSend`,
-/// receives), which is the server or the client: the sending key of one is the receiving key of the other
-/// (GetAsymmetricStartKey for 128 bits, RFC 3079 section 3.4). The caller wipes it.
+/// The start key, 16 bytes, for sending (with `isSend`) or receiving, at the server (with `isServer`) or the
+/// client: the sending key of one side is the receiving key of the other (GetAsymmetricStartKey for 128 bits,
+/// RFC 3079 section 3.4). The caller wipes it.
 SEALKIT_API std::string makeSessionKey(std::string const& masterKey, bool isSend, bool isServer);
 
 /// A challenge, 16 bytes, that only a party that knows `secret` can compute: the peer's if `peer` is set,
-/// otherwise the authenticator's. It must stay secret once an NT-Response made with it is public; the caller
+/// otherwise the authenticator's. Once an NT-Response made with it is public, it must stay secret. The caller
 /// wipes it.
 SEALKIT_API std::vector<unsigned char> makeChallenge(std::string const& secret,
                                                      std::vector<unsigned char> const& data, bool peer);

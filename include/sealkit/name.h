@@ -1,9 +1,9 @@
 /// Names: the subjects and issuers of certificates.
 ///
-/// | class               | names                                              | standard                  |
-/// | ------------------- | -------------------------------------------------- | ------------------------- |
-/// | `DistinguishedName` | an entry by its attributes ("C=UY, O=Acme, CN=ca") | RFC 5280 section 4.1.2.4  |
-/// | `GeneralName`       | a host, a mailbox, an address, a URI ...           | RFC 5280 section 4.2.1.6  |
+/// | class               | names                                               | standard                 |
+/// | ------------------- | --------------------------------------------------- | ------------------------ |
+/// | `DistinguishedName` | an entity by its attributes ("C=UY, O=Acme, CN=ca") | RFC 5280 section 4.1.2.4 |
+/// | `GeneralName`       | a host, a mailbox, an address, a URI ...            | RFC 5280 section 4.2.1.6 |
 ///
 /// Seven attributes are known. Strings are the octets of the encoding: character sets are not converted, and
 /// texts are neither normalised nor escaped.
@@ -18,11 +18,11 @@
 #include <string>
 #include <vector>
 
-/// A distinguished name as a set of attributes: each known one once, with its last value if it is repeated.
+/// A distinguished name as a set of attributes. Each known attribute has one value: the last, if it is
+/// repeated.
 class SEALKIT_API DistinguishedName {
 public:
-    /// The contents of the SETs whose attribute is unknown, each an encoded attribute, so that they can be
-    /// written again.
+    /// The contents of the SETs whose attribute is unknown, each an encoded attribute, kept for writing.
     std::vector<std::vector<unsigned char>> other;
     std::string country;
     std::string state;
@@ -65,18 +65,18 @@ public:
 
 /// One choice of GeneralName.
 ///
-/// | `type` | content of `data`                    | `typeStr`      |
-/// | ------ | ------------------------------------ | -------------- |
-/// | 0      | otherName, encoded                   | "other"        |
-/// | 1      | rfc822Name                           | "rfc822"       |
-/// | 2      | dNSName                              | "DNS"          |
-/// | 3      | x400Address, encoded                 | "X400 address" |
-/// | 4      | directoryName, encoded               | "Name"         |
-/// | 5      | ediPartyName, encoded                | "EDI party"    |
-/// | 6      | uniformResourceIdentifier            | "URI"          |
-/// | 7      | iPAddress, 4 or 16 octets            | "IP"           |
-/// | 8      | registeredID, content octets         | "REG ID"       |
-/// | 255    | empty: no name                       | "[empty]"      |
+/// | `type` | content of `data`            | `typeStr`      |
+/// | ------ | ---------------------------- | -------------- |
+/// | 0      | otherName, encoded           | "other"        |
+/// | 1      | rfc822Name                   | "rfc822"       |
+/// | 2      | dNSName                      | "DNS"          |
+/// | 3      | x400Address, encoded         | "X400 address" |
+/// | 4      | directoryName, encoded       | "Name"         |
+/// | 5      | ediPartyName, encoded        | "EDI party"    |
+/// | 6      | uniformResourceIdentifier    | "URI"          |
+/// | 7      | iPAddress, 4 or 16 octets    | "IP"           |
+/// | 8      | registeredID, content octets | "REG ID"       |
+/// | 255    | empty: no name               | "[empty]"      |
 ///
 /// The type of a constructed choice that was read keeps its constructed bit: a directoryName has type 0x24.
 class SEALKIT_API GeneralName {

@@ -1,16 +1,17 @@
 /// Encryption with RSA keys: RSAES-OAEP (RFC 8017, section 7.1).
 ///
-/// | member           | what it is                                            |
-/// | ---------------- | ----------------------------------------------------- |
-/// | `OaepParameters` | the hash of the scheme and the hash of its mask        |
-/// | `maxOaepMessage` | how long a message may be                             |
-/// | `encryptOaep`    | encrypts a short message, as a key is                 |
-/// | `decryptOaep`    | decrypts one                                          |
+/// | member           | what it is                                      |
+/// | ---------------- | ----------------------------------------------- |
+/// | `OaepParameters` | the hash of the scheme and the hash of its mask |
+/// | `maxOaepMessage` | how long a message may be                       |
+/// | `encryptOaep`    | encrypts a short message, as a key is           |
+/// | `decryptOaep`    | decrypts one                                    |
 ///
-/// The label is empty. Messages encrypt their content keys so (`EnvelopedMessage`, enveloped.h); the scheme
-/// of PKCS#1 v1.5 is there alone. Every failure of decryption is the same, and takes the same time: who
-/// learns more can decrypt any ciphertext (J. Manger, "A Chosen Ciphertext Attack on RSA Optimal Asymmetric
-/// Encryption Padding (OAEP) as Standardized in PKCS #1 v2.0", CRYPTO 2001).
+/// The label is empty. Messages encrypt their content keys with this scheme (`EnvelopedMessage`,
+/// enveloped.h); encryption by PKCS#1 v1.5 is available only there. All failures of decryption are alike and
+/// take the same time: an attacker who can tell them apart can decrypt any ciphertext (J. Manger, "A Chosen
+/// Ciphertext Attack on RSA Optimal Asymmetric Encryption Padding (OAEP) as Standardized in PKCS #1 v2.0",
+/// CRYPTO 2001).
 #pragma once
 
 #include "sealkit/blob.h"
@@ -31,18 +32,18 @@ struct OaepParameters {
     bool operator==(OaepParameters const&) const = default;
 };
 
-/// The bytes of the longest message: those of the modulus less two digests and two. 0 for unknown hashes and
-/// keys that are too short.
+/// The size of the longest message in bytes: that of the modulus less two digests and two bytes. 0 for
+/// unknown hashes and keys that are too short.
 SEALKIT_API size_t maxOaepMessage(RsaPublicKey const& key, OaepParameters const& parameters);
 
-/// As many bytes as the modulus has. Empty for a longer message than `maxOaepMessage`, for unknown hashes,
-/// for a key that is not usable, and if `rng` fails.
+/// The ciphertext, as many bytes as the modulus has. Empty for a longer message than `maxOaepMessage`, for
+/// unknown hashes, for an unusable key, and if `rng` fails.
 SEALKIT_API std::vector<unsigned char> encryptOaep(RsaPublicKey const& key, OaepParameters const& parameters,
                                                    asn1::blob message, Rng const& rng);
 
-/// Sets `message`, which the caller wipes. Returns false and leaves it unchanged if `encrypted` is not as
-/// long as the modulus or not below it, if the block within is malformed, for unknown hashes, and if the key
-/// is unusable or inconsistent.
+/// Assigns the plaintext to `message`, which the caller wipes. Returns false and leaves it unchanged if
+/// `encrypted` is not as long as the modulus or not below it, if the decrypted block is malformed, for
+/// unknown hashes, and if the key is unusable or inconsistent.
 SEALKIT_API bool decryptOaep(RsaPrivateKey const& key, OaepParameters const& parameters, asn1::blob encrypted,
                              std::vector<unsigned char>& message);
 
