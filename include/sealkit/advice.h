@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+/// What a person can do.
 enum class PathAdviceId : unsigned {
     nameIsUrl,
     nameHasPort,
@@ -40,7 +41,7 @@ SEALKIT_API ReasonText<PathAdviceId> const& getReasonText(PathAdviceId id);
 
 /// A piece of advice.
 struct SEALKIT_API PathAdvice {
-    PathAdviceId id{};
+    PathAdviceId id{};       ///< The row of `pathAdvices`.
     std::vector<Fact> facts; ///< May hold any byte.
 
     /// The sentence and the facts on one line, without a line end.

@@ -19,12 +19,12 @@
 #include <cstddef>
 #include <span>
 
-inline constexpr size_t aeadTagSize = 16;
+inline constexpr size_t aeadTagSize = 16; ///< The bytes of a tag.
 
 /// What both sides agree on besides the message. Every member must be the same when the message is opened.
 struct AeadParameters {
-    std::span<unsigned char const> key;
-    std::span<unsigned char const> nonce;
+    std::span<unsigned char const> key;            ///< Its sizes are in the table.
+    std::span<unsigned char const> nonce;          ///< Its sizes are in the table.
     std::span<unsigned char const> associatedData; ///< Authenticated, not encrypted; may be empty.
 };
 

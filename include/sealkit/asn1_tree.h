@@ -42,14 +42,14 @@ enum class TreeParent : unsigned char {
 
 /// One element.
 struct TreeElement {
-    size_t offset = 0; ///< Of its first identifier octet, from the start of the input.
-    unsigned depth = 0;
+    size_t offset = 0;            ///< Of its first identifier octet, from the start of the input.
+    unsigned depth = 0;           ///< How many elements and strings are around it.
     size_t headerLength = 0;      ///< Of identifier and length octets.
     std::optional<size_t> length; ///< Of the content, as the header says; nothing if it is indefinite.
-    TagClass tagClass = TagClass::universal;
-    bool isConstructed = false;
-    std::uint64_t number = 0; ///< The tag number.
-    TreeParent parent = TreeParent::element;
+    TagClass tagClass = TagClass::universal; ///< Bits 8 and 7 of the identifier.
+    bool isConstructed = false;              ///< Whether the content is elements.
+    std::uint64_t number = 0;                ///< The tag number.
+    TreeParent parent = TreeParent::element; ///< What it is a part of.
     bool isEndOfContents = false; ///< The two zero octets that end an element of indefinite length.
     bool isTruncated = false;     ///< The content is longer than the rest of the input.
     bool holdsElement = false;    ///< It is a primitive string, and the next element is its content.

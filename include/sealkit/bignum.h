@@ -97,19 +97,26 @@ public:
     void shiftLeftByDigits(size_t k);
     /// Divides by 2^(32k), rounding down.
     void shiftRightByDigits(size_t k);
+    /// Multiplies by 2^n.
     BigNum& operator<<=(unsigned n);
+    /// Divides by 2^n, rounding down.
     BigNum& operator>>=(unsigned n);
 
+    /// Adds.
     BigNum& operator+=(BigNum const& x);
     /// Subtracts. Aborts if `x` has more digits than this. If it has as many or fewer and is still greater,
     /// the result is the difference modulo 2^(32 * digits): callers compare first.
     BigNum& operator-=(BigNum const& x);
+    /// Multiplies.
     BigNum& operator*=(BigNum const& x);
+    /// Adds.
     BigNum& operator+=(unsigned x);
+    /// Multiplies.
     BigNum& operator*=(unsigned x);
     /// Adds v * 2^(32i).
     void addToDigit(size_t i, unsigned v);
 
+    /// Compares the values of two numbers without zero digits at the top.
     bool operator==(BigNum const& x) const;
     bool operator!=(BigNum const& x) const { return !(*this == x); }
     bool operator<(BigNum const& x) const;
@@ -122,6 +129,7 @@ public:
 SEALKIT_API BigNum bn2(unsigned lo, unsigned hi);
 /// d0 + d1 * 2^32 + d2 * 2^64.
 SEALKIT_API BigNum bn3(unsigned d0, unsigned d1, unsigned d2);
+/// The number of 64 bits.
 SEALKIT_API BigNum bn64(unsigned long long value);
 
 /// The index of the lowest set bit; 0 for zero.
@@ -137,17 +145,20 @@ SEALKIT_API BigNum operator+(BigNum&& a, unsigned b);
 /// Differences follow `operator-=`: `b` is at most `a`.
 SEALKIT_API BigNum operator-(BigNum const& a, BigNum const& b);
 SEALKIT_API BigNum operator-(BigNum&& a, BigNum const& b);
+/// Products.
 SEALKIT_API BigNum operator*(BigNum const& a, BigNum const& b);
 SEALKIT_API BigNum operator*(BigNum const& a, unsigned b);
 SEALKIT_API BigNum operator*(BigNum&& a, unsigned b);
+/// Multiplies by 2^n.
 SEALKIT_API BigNum operator<<(BigNum const& a, unsigned n);
 SEALKIT_API BigNum operator<<(BigNum&& a, unsigned n);
+/// Divides by 2^n, rounding down.
 SEALKIT_API BigNum operator>>(BigNum const& a, unsigned n);
 SEALKIT_API BigNum operator>>(BigNum&& a, unsigned n);
 
 /// A magnitude and a sign. Zero may carry either sign.
 struct SEALKIT_API SignedBigNum {
-    BigNum magnitude;
+    BigNum magnitude;      ///< The value without its sign.
     bool negative = false; ///< The value is minus the magnitude.
 
     /// Adds `x`, or subtracts it if `minus` is set. If the magnitudes cancel exactly, the sign is unchanged.
@@ -246,7 +257,7 @@ struct SEALKIT_API RedNum {
     static BigNum const mod1;          ///< 1.
     static Reducer const emptyReducer; ///< The base reducer modulo `mod1`, of numbers that are not bound yet.
 
-    BigNum value;
+    BigNum value;                           ///< As `reducer` represents it.
     Reducer const* reducer = &emptyReducer; ///< Not owned; outlives the number.
 
     /// Adds, and subtracts the modulus once if the sum is above it. A sum equal to it stays.

@@ -18,10 +18,11 @@ namespace asn1 {
 
 /// The bytes [start, finish). A default blob is empty, with both pointers null.
 struct blob {
-    unsigned char const* start = nullptr;
+    unsigned char const* start = nullptr;  ///< The first byte.
     unsigned char const* finish = nullptr; ///< One past the last byte; never below `start`.
 
     constexpr blob() = default;
+    /// The bytes from `first` up to `last`, which is one past the end.
     constexpr blob(unsigned char const* first, unsigned char const* last) : start(first), finish(last) {}
     /// The `size` bytes from `data` on. A template, so that a literal 0 is a size and not a pointer.
     template <std::integral Size>
@@ -34,6 +35,7 @@ struct blob {
     template <size_t count>
     constexpr blob(unsigned char const (&bytes)[count]) : blob(bytes, count) {}
 
+    /// The bytes of another container, which must outlive the blob.
     blob(std::vector<unsigned char> const& bytes) : blob(bytes.data(), bytes.size()) {}
     blob(std::span<unsigned char const> bytes) : blob(bytes.data(), bytes.size()) {}
     blob(std::string_view text) : blob(text.data(), text.size()) {}
@@ -41,11 +43,13 @@ struct blob {
     /// The characters of a C string without its terminator.
     blob(char const* text) : blob(std::string_view(text)) {}
 
-    constexpr size_t size() const { return static_cast<size_t>(finish - start); }
-    constexpr bool empty() const { return start == finish; }
+    constexpr size_t size() const { return static_cast<size_t>(finish - start); } ///< The number of bytes.
+    constexpr bool empty() const { return start == finish; } ///< Whether there is no byte.
+    /// The first byte; null for a default blob.
     constexpr unsigned char const* data() const { return start; }
-    constexpr unsigned char const* begin() const { return start; }
-    constexpr unsigned char const* end() const { return finish; }
+    constexpr unsigned char const* begin() const { return start; } ///< The first byte.
+    constexpr unsigned char const* end() const { return finish; }  ///< One past the last byte.
+    /// The byte at `index`, which must be below `size`.
     constexpr unsigned char operator[](size_t index) const { return start[index]; }
 
     /// Removes the first byte and returns it. The blob must not be empty.

@@ -19,18 +19,18 @@ namespace kp {
 class message;
 }
 
-inline constexpr char cermStoreName[] = "cerm";
+inline constexpr char cermStoreName[] = "cerm"; ///< The name of the certificate manager's store.
 
 /// One entry of the certificate manager.
 struct CermEntry {
-    static constexpr uint32_t everyUse = 0xffffffff;
+    static constexpr uint32_t everyUse = 0xffffffff; ///< The mask of all uses.
 
-    bool isTrusted = false;
+    bool isTrusted = false;                 ///< Whether the system trusts it.
     uint32_t uses = everyUse;               ///< The uses that it is trusted for, a mask.
     std::vector<unsigned char> certificate; ///< The DER that applies; empty if the entry has none to use.
-    std::string name;
-    std::string dnsName;
-    bool fetchesCrl = false; ///< Its CRL is fetched and kept; not written by `makeCermRecord`.
+    std::string name;                       ///< The name that people gave it; may be empty.
+    std::string dnsName;                    ///< The host that it is for; may be empty.
+    bool fetchesCrl = false;                ///< Its CRL is fetched and kept; not written by `makeCermRecord`.
 };
 
 /// The entry of a record. An entry may have an issued certificate, which replaces the one beside it: if the

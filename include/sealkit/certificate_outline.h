@@ -24,25 +24,25 @@
 
 /// The fields that all of them have.
 struct SignedOutline {
-    asn1::blob signatureAlgorithm;      ///< Whole encoding, from outside the signed part.
-    asn1::blob innerSignatureAlgorithm; ///< The same from inside; empty for a request.
-    asn1::blob signature;               ///< The octets of the BIT STRING.
-    std::vector<X509Extension> extensions;
+    asn1::blob signatureAlgorithm;         ///< Whole encoding, from outside the signed part.
+    asn1::blob innerSignatureAlgorithm;    ///< The same from inside; empty for a request.
+    asn1::blob signature;                  ///< The octets of the BIT STRING.
+    std::vector<X509Extension> extensions; ///< In their order.
     /// Extensions are missing: the list is malformed after those in `extensions`.
     bool isExtensionListBroken = false;
 };
 
 /// A certificate. Names, times and the key are whole encodings.
 struct CertificateOutline : SignedOutline {
-    unsigned version = 0;    ///< 1, 2 or 3, or another number that the certificate has.
-    asn1::blob serialNumber; ///< Content octets.
-    asn1::blob issuer;
-    asn1::blob notBefore;
-    asn1::blob notAfter;
-    asn1::blob subject;
-    asn1::blob subjectPublicKeyInfo;
-    asn1::blob issuerUniqueId;  ///< The octets of the BIT STRING.
-    asn1::blob subjectUniqueId; ///< Likewise.
+    unsigned version = 0;            ///< 1, 2 or 3, or another number that the certificate has.
+    asn1::blob serialNumber;         ///< Content octets.
+    asn1::blob issuer;               ///< A Name.
+    asn1::blob notBefore;            ///< A Time.
+    asn1::blob notAfter;             ///< A Time.
+    asn1::blob subject;              ///< A Name.
+    asn1::blob subjectPublicKeyInfo; ///< The key with its algorithm.
+    asn1::blob issuerUniqueId;       ///< The octets of the BIT STRING.
+    asn1::blob subjectUniqueId;      ///< Likewise.
 };
 
 /// Returns false if `der` does not begin like a certificate: with a SEQUENCE in a SEQUENCE that has an
@@ -51,9 +51,9 @@ SEALKIT_API bool parseCertificateOutline(asn1::blob der, CertificateOutline* to)
 
 /// A CRL. Issuer and times are whole encodings.
 struct CrlOutline : SignedOutline {
-    unsigned version = 0;
-    asn1::blob issuer;
-    asn1::blob thisUpdate;
+    unsigned version = 0;  ///< 1 or 2, or another number that stands there.
+    asn1::blob issuer;     ///< A Name.
+    asn1::blob thisUpdate; ///< A Time.
     asn1::blob nextUpdate; ///< Empty if absent.
     asn1::blob revoked;    ///< The entries, for `nextCrlEntry`.
 };
@@ -63,9 +63,9 @@ SEALKIT_API bool parseCrlOutline(asn1::blob der, CrlOutline* to);
 
 /// The entry of one certificate.
 struct CrlEntryOutline {
-    asn1::blob serialNumber;   ///< Content octets.
-    asn1::blob revocationDate; ///< Whole encoding.
-    std::vector<X509Extension> extensions;
+    asn1::blob serialNumber;               ///< Content octets.
+    asn1::blob revocationDate;             ///< Whole encoding.
+    std::vector<X509Extension> extensions; ///< Of this entry, in their order.
 };
 
 /// Removes the first entry from `*rest`, which starts as `CrlOutline::revoked`. Returns false at the end and
@@ -80,9 +80,9 @@ struct RequestAttribute {
 
 /// A request; `extensions` are the requested ones.
 struct RequestOutline : SignedOutline {
-    asn1::blob subject;
-    asn1::blob subjectPublicKeyInfo;
-    std::vector<RequestAttribute> attributes;
+    asn1::blob subject;                       ///< A Name, a whole encoding.
+    asn1::blob subjectPublicKeyInfo;          ///< The whole encoding of the key with its algorithm.
+    std::vector<RequestAttribute> attributes; ///< In their order.
 };
 
 /// Returns false if `der` does not begin like a request: with a version and a subject.

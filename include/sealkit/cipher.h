@@ -59,6 +59,7 @@ public:
 /// decrypt in place. `decrypt` returns the length of the whole blocks.
 class SEALKIT_API CBCCipher : public Cipher {
 public:
+    /// Uses `cipher` under the key that it has. Set the IV before the first use.
     explicit CBCCipher(std::unique_ptr<BlockCipher> cipher);
     ~CBCCipher() override;
     /// `len` without a partial block at the end.
@@ -72,14 +73,15 @@ public:
                      unsigned char* out) override;
 
 protected:
-    std::unique_ptr<BlockCipher> cipher;
-    unsigned char iv[16]; ///< The chaining value.
+    std::unique_ptr<BlockCipher> cipher; ///< Encrypts one block.
+    unsigned char iv[16];                ///< The chaining value.
 };
 
 /// CFB with segments of 128 bits (`CFB128_encrypt`). Only the last call of a stream may have a length that is
 /// not a multiple of 16.
 class SEALKIT_API CFB128Cipher : public Cipher {
 public:
+    /// Uses `cipher`, of blocks of 16 bytes, under the key that it has. Set the IV before the first use.
     explicit CFB128Cipher(std::unique_ptr<BlockCipher> cipher);
     ~CFB128Cipher() override;
     unsigned ciphertextLength(unsigned len) const override { return len; }
@@ -92,13 +94,14 @@ public:
                      unsigned char* out) override;
 
 protected:
-    std::unique_ptr<BlockCipher> cipher;
-    unsigned char iv[16]; ///< The feedback.
+    std::unique_ptr<BlockCipher> cipher; ///< Encrypts one block.
+    unsigned char iv[16];                ///< The feedback.
 };
 
 /// Counter mode (`CTR128_encrypt`).
 class SEALKIT_API CTR128Cipher : public Cipher {
 public:
+    /// Uses `cipher`, of blocks of 16 bytes, under the key that it has. Set the IV before the first use.
     explicit CTR128Cipher(std::unique_ptr<BlockCipher> cipher);
     ~CTR128Cipher() override;
     unsigned ciphertextLength(unsigned len) const override { return len; }
@@ -111,8 +114,8 @@ public:
                      unsigned char* out) override;
 
 protected:
-    std::unique_ptr<BlockCipher> cipher;
-    unsigned char iv[16]; ///< The next counter block.
+    std::unique_ptr<BlockCipher> cipher; ///< Encrypts one block.
+    unsigned char iv[16];                ///< The next counter block.
 };
 
 /// MAC, then pad, then encrypt, with the padding of TLS 1.0 to 1.2 for block ciphers (RFC 5246 section
@@ -142,9 +145,9 @@ public:
                      unsigned char* out) override;
 
 protected:
-    std::unique_ptr<Cipher> cipher;
-    std::unique_ptr<Hash> mac;
-    unsigned char iv[16] = {}; ///< The bytes that `setIV` took.
+    std::unique_ptr<Cipher> cipher; ///< Encrypts the padded record.
+    std::unique_ptr<Hash> mac;      ///< Computes the MAC of the plaintext.
+    unsigned char iv[16] = {};      ///< The bytes that `setIV` took.
 };
 
 /// A new cipher under `key`, which is copied. Null if `id` is unknown or its algorithm does not take a key of
@@ -176,6 +179,7 @@ namespace kp {
 /// Whether the platform prefers the kernel's ciphers. Initially false. The library does not read these flags:
 /// `createCipher` always makes software implementations.
 SEALKIT_API extern bool kernelCrypto;
+/// The same of ciphers that the kernel calls experimental.
 SEALKIT_API extern bool experimentalKernelCrypto;
 
 } // namespace kp

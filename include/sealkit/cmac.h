@@ -40,11 +40,11 @@ public:
     using Hash::digest;
 
 protected:
-    std::unique_ptr<BlockCipher> aes;
-    unsigned char k1[16];         ///< Masks a whole last block.
-    unsigned char k2[16];         ///< Masks a padded last block.
-    unsigned char state[16] = {}; ///< The chaining value XOR the bytes that wait.
-    unsigned waiting = 0;         ///< How many bytes wait: a whole block waits until more bytes follow.
+    std::unique_ptr<BlockCipher> aes; ///< The cipher under the key.
+    unsigned char k1[16];             ///< Masks a whole last block.
+    unsigned char k2[16];             ///< Masks a padded last block.
+    unsigned char state[16] = {};     ///< The chaining value XOR the bytes that wait.
+    unsigned waiting = 0;             ///< How many bytes wait: a whole block waits until more bytes follow.
 };
 
 /// A new CMAC under `key`, which is copied. Null if the key does not have 16, 24 or 32 bytes.

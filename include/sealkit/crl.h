@@ -37,15 +37,15 @@ bool read(Reading& reading, asn1::blob der, X509Crl& to);
 /// The entry of one revoked certificate.
 struct RevokedCertificate {
     std::vector<unsigned char> serialNumber; ///< Content octets of the INTEGER.
-    TimePoint revocationDate;
-    unsigned char reasonCode = 255; ///< 255 when absent.
+    TimePoint revocationDate;                ///< When it was revoked.
+    unsigned char reasonCode = 255;          ///< 255 when absent.
 };
 
 /// A certificate revocation list.
 class SEALKIT_API X509Crl : public X509Base {
 public:
-    DistinguishedName issuer;
-    TimePoint thisUpdate;
+    DistinguishedName issuer;                ///< The CA that signed it.
+    TimePoint thisUpdate;                    ///< When it was issued.
     TimePoint nextUpdate;                    ///< 0 when absent.
     std::vector<RevokedCertificate> revoked; ///< In the order of the CRL. Call `indexRevoked` after a change.
     std::vector<unsigned char> authorityKeyId; ///< Empty when absent.

@@ -91,10 +91,12 @@ public:
 protected:
     /// The intermediate results of recovering x from y, with U = y² − 1 and V = d·y² + 1.
     struct Recovered {
-        RedNum U, V;
+        RedNum U;    ///< y² − 1
+        RedNum V;    ///< d·y² + 1
         RedNum root; ///< 1/√(U·V), which makes x = U·root.
-        BigNum x;
+        BigNum x;    ///< The coordinate x.
     };
+    /// Sets `r` for the y of a point whose x has the low bit `sign`. Returns false if there is no such point.
     bool recover(RedNum const& y, unsigned sign, Recovered& r) const;
 };
 

@@ -30,6 +30,7 @@ public:
     DerEncoder* encoder;    ///< The encoder that the element is in.
     std::uint32_t position; ///< Of its identifier octet in the encoder's buffer, or `movedFrom`.
 
+    /// Closes the element at `pos` of `owner` when it is destroyed.
     DerScope(DerEncoder& owner, std::uint32_t pos) : encoder(&owner), position(pos) {}
     DerScope(DerScope&& other) noexcept;
     DerScope& operator=(DerScope&& other) = delete;
@@ -65,9 +66,11 @@ public:
 
     /// Writes ff for true and 00 for false (X.690 section 11.1).
     DerEncoder& addBool(unsigned tag, bool b);
+    /// Writes an OCTET STRING.
     DerEncoder& addOctetString(asn1::blob value);
     /// `oid` is the content octets of an OBJECT IDENTIFIER.
     DerEncoder& addOid(asn1::blob oid);
+    /// Writes NULL.
     DerEncoder& addNull();
     /// Writes a BIT STRING of whole octets.
     DerEncoder& addBitString(asn1::blob value);

@@ -34,8 +34,8 @@ enum class Curve : unsigned { p192 = 1, p224 = 2, p256 = 3, p384 = 4, p521 = 5 }
 /// An affine point. The point (0, 0) stands for the point at infinity and for one that could not be decoded.
 /// It lies on none of the named curves.
 struct SEALKIT_API ECPoint {
-    BigNum x;
-    BigNum y;
+    BigNum x; ///< The first coordinate, below the modulus of the curve.
+    BigNum y; ///< The second one, likewise.
 
     /// Whether this is (0, 0).
     bool empty() const;
@@ -56,6 +56,7 @@ struct SEALKIT_API ECPoint {
     /// curve's `getModLen`; aborts if a coordinate needs more than `len` bytes.
     std::vector<unsigned char> toBin(unsigned len, bool compressed) const;
 
+    /// Whether both coordinates are equal.
     friend bool operator==(ECPoint const& left, ECPoint const& right) {
         return left.x == right.x && left.y == right.y;
     }
@@ -109,7 +110,9 @@ class SEALKIT_API WCurve {
 public:
     /// A point in Jacobian coordinates: (X/Z², Y/Z³). Z = 0 is the point at infinity, as is a default point.
     struct Point {
-        RedNum X, Y, Z;
+        RedNum X; ///< In the representation of the curve's reducer.
+        RedNum Y; ///< Likewise.
+        RedNum Z; ///< Likewise; 0 for the point at infinity.
     };
 
     static constexpr unsigned dblScratch = 5; ///< How many temporaries `dbl` uses.

@@ -71,13 +71,13 @@ public:
     std::string getSessionKey() const { return sessionKey; }
 
 protected:
-    std::string user;
-    std::string password;
+    std::string user;                       ///< The name that the password is for.
+    std::string password;                   ///< Wiped at the end.
     BigNum secret;                          ///< b
     std::vector<unsigned char> publicValue; ///< B; empty when it is at infinity.
     bool replyExpected = false;             ///< Whether SRP mode has given a response.
     std::string expectedReply;              ///< Of the last response, in either mode.
-    std::string sessionKey;
+    std::string sessionKey;                 ///< Of the last response; empty before.
 };
 
 /// SHA-256(`salt` ‖ SHA-256(`user` ‖ ":" ‖ `password`)). It is as secret as the password: the caller wipes

@@ -61,7 +61,7 @@ struct KeyAgreement {
 /// A recipient of any kind. The inherited members name the key and hold the encrypted key; those that a kind
 /// does not use are empty. A shared key has its identifier in `subjectKeyId`.
 struct EnvelopedRecipient : PKCS7KeyTransRecipientInfo {
-    RecipientKind kind = RecipientKind::keyTransport;
+    RecipientKind kind = RecipientKind::keyTransport; ///< How the content key reaches the recipient.
     std::shared_ptr<KeyAgreement const> agreement; ///< Never null for `keyAgreement`, null for other kinds.
     AlgorithmIdentifier keyDerivation;             ///< For `password` only.
 
@@ -81,13 +81,13 @@ inline constexpr size_t maxRecipientsTried = 16;
 /// EnvelopedData or AuthEnvelopedData. Its members are not secret: no key is kept.
 class SEALKIT_API EnvelopedMessage {
 public:
-    bool isAuthenticated = false; ///< AuthEnvelopedData.
-    unsigned version = 0;
-    std::vector<unsigned char> originatorInfo; ///< The whole element [0]; empty when absent.
-    std::vector<EnvelopedRecipient> recipients;
+    bool isAuthenticated = false;               ///< AuthEnvelopedData.
+    unsigned version = 0;                       ///< As it stands in the message.
+    std::vector<unsigned char> originatorInfo;  ///< The whole element [0]; empty when absent.
+    std::vector<EnvelopedRecipient> recipients; ///< In the order of the message.
     size_t otherRecipients =
         0; ///< How many are of unknown kinds or malformed. They are not among `recipients`.
-    PKCS7EncryptedContentInfo encryptedContentInfo;
+    PKCS7EncryptedContentInfo encryptedContentInfo; ///< The content, encrypted.
     std::vector<unsigned char> authAttrs; ///< The whole element [1] of AuthEnvelopedData; empty when absent.
     std::vector<unsigned char> mac;       ///< Of AuthEnvelopedData: the tag.
     std::vector<unsigned char> unprotectedAttrs; ///< The whole element, [1] or [2]; empty when absent.

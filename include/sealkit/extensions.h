@@ -46,7 +46,7 @@
 
 /// Whether the subject is a CA, and how many CAs may follow below it.
 struct BasicConstraints {
-    bool isCa = false;
+    bool isCa = false; ///< cA.
     /// Content octets of the INTEGER; nothing if absent.
     std::optional<std::vector<unsigned char>> pathLength;
 };
@@ -54,14 +54,14 @@ struct BasicConstraints {
 /// The subtrees of names that a CA may issue for, and those that it may not. An IP address is followed by its
 /// mask.
 struct NameSubtrees {
-    std::vector<GeneralName> permitted;
-    std::vector<GeneralName> excluded;
+    std::vector<GeneralName> permitted; ///< permittedSubtrees.
+    std::vector<GeneralName> excluded;  ///< excludedSubtrees.
 };
 
 /// A service and its location.
 struct AccessDescription {
     std::vector<unsigned char> method; ///< Content octets of the object identifier.
-    GeneralName location;
+    GeneralName location;              ///< Where it is; most often a URI.
 };
 
 /// A list of object identifiers, as views of the parsed value.
@@ -79,51 +79,51 @@ struct PolicyQualifier {
 
 /// A policy with its qualifiers.
 struct QualifiedPolicy {
-    asn1::blob id; ///< Content octets of the object identifier.
-    std::vector<PolicyQualifier> qualifiers;
+    asn1::blob id;                           ///< Content octets of the object identifier.
+    std::vector<PolicyQualifier> qualifiers; ///< In their order.
 };
 
 /// Two policies, by the content octets of their object identifiers, that are equivalent.
 struct EquivalentPolicies {
-    asn1::blob issuerDomain;
-    asn1::blob subjectDomain;
+    asn1::blob issuerDomain;  ///< issuerDomainPolicy.
+    asn1::blob subjectDomain; ///< subjectDomainPolicy.
 };
 
 /// The numbers of certificates, as content octets; nothing for an absent one.
 struct PolicyConstraintNumbers {
-    std::optional<asn1::blob> requireExplicitPolicy;
-    std::optional<asn1::blob> inhibitPolicyMapping;
+    std::optional<asn1::blob> requireExplicitPolicy; ///< How many certificates below may lack a policy.
+    std::optional<asn1::blob> inhibitPolicyMapping;  ///< How many below may map policies.
 };
 
 /// Where a CRL is found and what it covers.
 struct CrlDistributionPoint {
-    std::vector<GeneralName> fullName;
+    std::vector<GeneralName> fullName; ///< Where the CRL is, by any of these; empty if absent.
     /// The name relative to the CRL's issuer, as the encoding of a Name of its own; empty if absent.
     std::vector<unsigned char> relativeName;
-    std::optional<unsigned> reasons; ///< Bits of ReasonFlags; nothing if absent.
-    std::vector<GeneralName> crlIssuer;
+    std::optional<unsigned> reasons;    ///< Bits of ReasonFlags; nothing if absent.
+    std::vector<GeneralName> crlIssuer; ///< Who signs the CRL, if not the issuer of the certificate.
 };
 
 /// The scope of a CRL. `point.crlIssuer` is always empty.
 struct IssuingDistributionPoint {
-    CrlDistributionPoint point; ///< `reasons` are onlySomeReasons.
-    bool onlyUserCertificates = false;
-    bool onlyCaCertificates = false;
-    bool onlyAttributeCertificates = false;
-    bool isIndirect = false;
+    CrlDistributionPoint point;             ///< `reasons` are onlySomeReasons.
+    bool onlyUserCertificates = false;      ///< onlyContainsUserCerts.
+    bool onlyCaCertificates = false;        ///< onlyContainsCACerts.
+    bool onlyAttributeCertificates = false; ///< onlyContainsAttributeCerts.
+    bool isIndirect = false;                ///< indirectCRL: it has entries of other issuers' certificates.
 };
 
 /// Which key the issuer signed with.
 struct AuthorityKeyIdentifier {
-    std::optional<asn1::blob> keyId;
-    std::vector<GeneralName> issuer;
+    std::optional<asn1::blob> keyId;        ///< The subject key identifier of the issuer.
+    std::vector<GeneralName> issuer;        ///< The issuer of the issuer's certificate.
     std::optional<asn1::blob> serialNumber; ///< Content octets.
 };
 
 /// When the private key may be used.
 struct PrivateKeyUsagePeriod {
-    std::optional<TimePoint> notBefore;
-    std::optional<TimePoint> notAfter;
+    std::optional<TimePoint> notBefore; ///< Not before this time.
+    std::optional<TimePoint> notAfter;  ///< Not after this time.
 };
 
 /// A statement or attribute of some type.
@@ -134,13 +134,13 @@ struct TypedValue {
 
 /// The promise of a log to publish the certificate (RFC 6962, section 3.2).
 struct SignedCertificateTimestamp {
-    unsigned version = 0; ///< 0 is version 1; for other versions no other member is set.
-    asn1::blob logId;
-    std::uint64_t milliseconds = 0; ///< Since 1970.
-    asn1::blob extensions;
+    unsigned version = 0;            ///< 0 is version 1; for other versions no other member is set.
+    asn1::blob logId;                ///< The SHA-256 digest of the log's key, 32 bytes.
+    std::uint64_t milliseconds = 0;  ///< Since 1970.
+    asn1::blob extensions;           ///< CtExtensions, without their length.
     unsigned hashAlgorithm = 0;      ///< As TLS 1.2 numbers them (RFC 5246, section 7.4.1.4.1).
     unsigned signatureAlgorithm = 0; ///< Likewise.
-    asn1::blob signature;
+    asn1::blob signature;            ///< Over the certificate and the fields above.
 };
 
 /// basicConstraints.

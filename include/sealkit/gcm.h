@@ -53,8 +53,8 @@ public:
                      unsigned char* out) override;
 
 protected:
-    std::unique_ptr<BlockCipher> aes;
-    std::unique_ptr<Hash> ghash; ///< Null until `setIV`.
-    unsigned char counter[16];   ///< J0 after `setIV`, then the last counter block used.
-    unsigned char tagLength = 16;
+    std::unique_ptr<BlockCipher> aes; ///< The block cipher under the key.
+    std::unique_ptr<Hash> ghash;      ///< Null until `setIV`.
+    unsigned char counter[16];        ///< J0 after `setIV`, then the last counter block used.
+    unsigned char tagLength = 16;     ///< The bytes of the tag.
 };

@@ -192,7 +192,9 @@ public:
 
 protected:
     // "class", as functions of OpenSSL have the same names.
+    /// The first 16 bytes of the digest.
     class MD5 md5;
+    /// The other 20 bytes.
     class SHA1 sha1;
 };
 

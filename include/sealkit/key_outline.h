@@ -37,11 +37,11 @@ SEALKIT_API bool parseKeyOutline(asn1::blob subjectPublicKeyInfo, KeyOutline* to
 
 /// The parameters of RSASSA-PSS. The hashes are content octets of object identifiers.
 struct PssOutline {
-    asn1::blob hash;
-    asn1::blob maskGeneration;
-    asn1::blob maskHash;
-    unsigned saltLength = 20;
-    unsigned trailerField = 1;
+    asn1::blob hash;           ///< hashAlgorithm.
+    asn1::blob maskGeneration; ///< maskGenAlgorithm.
+    asn1::blob maskHash;       ///< The hash of the mask generation function.
+    unsigned saltLength = 20;  ///< In bytes.
+    unsigned trailerField = 1; ///< 1, which stands for the byte bc, or another number that stands there.
 };
 
 /// Reads RSASSA-PSS-params, a whole SEQUENCE.

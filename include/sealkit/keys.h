@@ -159,8 +159,8 @@ public:
 /// Public key on a named NIST curve.
 class SEALKIT_API EcPublicKey : public virtual PublicKey {
 public:
-    Curve curve = Curve{};
-    ECPoint point;
+    Curve curve = Curve{}; ///< The named curve.
+    ECPoint point;         ///< The public point on it.
 
     EcPublicKey();
     EcPublicKey(EcPublicKey const&);

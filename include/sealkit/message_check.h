@@ -115,7 +115,7 @@ SEALKIT_API FindingWeight getWeight(MessageFindingId id);
 
 /// Something that a check found.
 struct SEALKIT_API MessageFinding {
-    MessageFindingId id{};
+    MessageFindingId id{};   ///< The row of `messageFindings`.
     size_t signer = 0;       ///< Numbered from 1; 0 for the message as a whole.
     std::vector<Fact> facts; ///< May hold any byte. For `untrusted`, see the signer's chain.
 
@@ -144,6 +144,7 @@ struct SEALKIT_API MessageVerdict {
 
     /// The first failure; null for a message that verifies.
     MessageFinding const* failure() const;
+    /// Whether the message verifies.
     bool isValid() const { return failure() == nullptr; }
 
     /// Why the message fails: the first failure as text, with the failure of its chain. Empty for a message
@@ -160,10 +161,12 @@ struct MessageCheckOptions {
 
 /// The largest numbers of certificates and of signers of a message that is checked.
 inline constexpr size_t maxMessageCertificates = 1000;
+/// The number of signers above which a message is not checked.
 inline constexpr size_t maxMessageSigners = 100;
 /// The largest number of certificates with the same issuer and serial number, or the same key identifier,
 /// that are tried for one signer, and the largest number of failed signature verifications in a message.
 inline constexpr size_t maxSignerCandidates = 8;
+/// The number of signatures of a message that are verified in vain.
 inline constexpr size_t maxVainSignatures = 64;
 /// The largest number of counter-signatures that are checked, nested ones and those of all signers included.
 inline constexpr size_t maxCounterSignatures = 100;
@@ -187,8 +190,8 @@ SEALKIT_API MessageVerdict checkMessage(PKCS7SignedData const& message, Certific
 
 /// The expected contents of a time-stamp.
 struct SEALKIT_API TimeStampExpectation {
-    HashID hash = HashID::none;
-    std::vector<unsigned char> digest;
+    HashID hash = HashID::none;        ///< The hash of `digest`.
+    std::vector<unsigned char> digest; ///< The digest that must be stamped.
     std::vector<unsigned char> policy; ///< Content octets of the object identifier; empty for any.
     std::vector<unsigned char> nonce;  ///< Content octets of the INTEGER; empty for any.
     bool needsCertificate = false;     ///< Whether the token must contain its signer's certificate.

@@ -34,8 +34,8 @@ inline constexpr size_t mlkemSeedSize = 64;
 
 /// What the container of a private key holds (RFC 9935, section 6). Wiped when it is destroyed.
 struct SEALKIT_API MlkemKeyForm {
-    bool hasSeed = false;
-    bool hasExpandedKey = false;
+    bool hasSeed = false;                   ///< Whether `seed` is set.
+    bool hasExpandedKey = false;            ///< Whether it holds the decapsulation key itself, of 2400 bytes.
     unsigned char seed[mlkemSeedSize] = {}; ///< Meaningless without `hasSeed`.
 
     ~MlkemKeyForm();

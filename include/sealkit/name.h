@@ -24,13 +24,13 @@ class SEALKIT_API DistinguishedName {
 public:
     /// The contents of the SETs whose attribute is unknown, each an encoded attribute, kept for writing.
     std::vector<std::vector<unsigned char>> other;
-    std::string country;
-    std::string state;
-    std::string locality;
-    std::string organization;
-    std::string organizationalUnit;
-    std::string commonName;
-    std::string serialNumber;
+    std::string country;            ///< C, countryName.
+    std::string state;              ///< ST, stateOrProvinceName.
+    std::string locality;           ///< L, localityName.
+    std::string organization;       ///< O, organizationName.
+    std::string organizationalUnit; ///< OU, organizationalUnitName.
+    std::string commonName;         ///< CN, commonName.
+    std::string serialNumber;       ///< The device's number (X.520), not that of the certificate.
 
     /// Reads a Name, a whole SEQUENCE of SETs of attributes. Returns false if it is malformed; attributes
     /// before the error are kept. Attributes are stored in the members above, which keep their values if the
@@ -81,16 +81,16 @@ public:
 /// The type of a constructed choice that was read keeps its constructed bit: a directoryName has type 0x24.
 class SEALKIT_API GeneralName {
 public:
-    static constexpr unsigned char otherName = 0;
-    static constexpr unsigned char rfc822Name = 1;
-    static constexpr unsigned char dnsName = 2;
-    static constexpr unsigned char x400Address = 3;
-    static constexpr unsigned char directoryName = 4;
-    static constexpr unsigned char ediPartyName = 5;
-    static constexpr unsigned char uri = 6;
-    static constexpr unsigned char ipAddress = 7;
-    static constexpr unsigned char registeredId = 8;
-    static constexpr unsigned char none = 255; ///< The type of an empty name.
+    static constexpr unsigned char otherName = 0;     ///< Of a type that its object identifier names.
+    static constexpr unsigned char rfc822Name = 1;    ///< A mailbox.
+    static constexpr unsigned char dnsName = 2;       ///< A host name, in ASCII.
+    static constexpr unsigned char x400Address = 3;   ///< An X.400 address.
+    static constexpr unsigned char directoryName = 4; ///< A distinguished name.
+    static constexpr unsigned char ediPartyName = 5;  ///< An EDI party.
+    static constexpr unsigned char uri = 6;           ///< A URI.
+    static constexpr unsigned char ipAddress = 7;     ///< An address of IPv4 or IPv6.
+    static constexpr unsigned char registeredId = 8;  ///< An object identifier.
+    static constexpr unsigned char none = 255;        ///< The type of an empty name.
 
     std::string data;          ///< The content octets.
     unsigned char type = none; ///< The identifier octet without bit 7.

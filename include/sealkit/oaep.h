@@ -26,7 +26,7 @@
 
 /// Two hashes out of SHA-1, SHA-256, SHA-384 and SHA-512. The standard's defaults are SHA-1 twice.
 struct OaepParameters {
-    HashID hash = HashID::SHA256;
+    HashID hash = HashID::SHA256;     ///< Of the label.
     HashID maskHash = HashID::SHA256; ///< Of MGF1.
 
     bool operator==(OaepParameters const&) const = default;

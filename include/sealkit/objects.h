@@ -57,9 +57,9 @@ struct InputObject {
     WipedBytes bytes;
 
     std::shared_ptr<X509Certificate>
-        certificate; ///< Null unless it is one and is not refused. So are the next.
-    std::shared_ptr<X509Crl> crl;
-    std::shared_ptr<X509Req> request;
+        certificate;                          ///< Null unless it is one and is not refused. So are the next.
+    std::shared_ptr<X509Crl> crl;             ///< A CRL.
+    std::shared_ptr<X509Req> request;         ///< A certificate request.
     std::shared_ptr<PKCS7SignedData> message; ///< A signed message; others are only in `bytes`.
     std::optional<TrustSettings> trust;       ///< Of a certificate that has them.
 

@@ -21,8 +21,8 @@
 
 /// An object identifier and the name that the library shows for it.
 struct OidName {
-    char const* dotted;
-    char const* name;
+    char const* dotted; ///< Numbers and dots: "2.5.29.15".
+    char const* name;   ///< The name: "keyUsage".
 };
 
 /// All names. No identifier and no name occurs twice.

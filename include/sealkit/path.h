@@ -161,7 +161,7 @@ SEALKIT_API std::string_view getPathRulesName(unsigned rules);
 /// The standard rules alone know the policies, `checkLeafCrlOnly` and `otherCertificates`. They heed
 /// `purpose`, which under the platform's rules `x509PathWarnings` does.
 struct PathOptions {
-    TimePoint now;
+    TimePoint now;                                 ///< The time to validate at.
     std::string_view hostName;                     ///< Empty: not checked.
     IPAddr6 address;                               ///< All zero: not checked.
     std::string_view email;                        ///< Empty: not checked.
@@ -200,11 +200,11 @@ struct PathExplanation {
 
 /// Something that validation left unchecked.
 struct PathWarning {
-    PathWarningId id{};
+    PathWarningId id{}; ///< The row of `pathWarnings`.
     unsigned depth =
         0; ///< The certificate's index in the chain; for a CRL, that of the certificate it was looked up for.
-    std::string subject; ///< That certificate's display name.
-    std::vector<Fact> facts;
+    std::string subject;     ///< That certificate's display name.
+    std::vector<Fact> facts; ///< What it is about. May hold any byte.
 };
 
 /// A certificate's subject as text; its subject alternative names joined with ", " if the subject is empty;

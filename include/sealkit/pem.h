@@ -46,7 +46,7 @@ SEALKIT_API bool parsePem(std::string_view& input, std::string_view* label, std:
 
 /// A block of PEM text. Views of the text.
 struct PemBlock {
-    std::string_view label;
+    std::string_view label; ///< The text after "BEGIN ".
     std::string_view body;  ///< The lines between the first and the last.
     std::string_view whole; ///< From the BEGIN line to the END line.
     size_t number = 0;      ///< From 1.
@@ -57,6 +57,7 @@ struct PemBlock {
 /// outlive it.
 class SEALKIT_API PemReader {
 public:
+    /// Starts before the first block of `text`.
     explicit PemReader(std::string_view text);
 
     /// Takes the next whole block. Returns false if none is left; `*block` must then not be used.
@@ -107,8 +108,9 @@ SEALKIT_API bool pemDecrypt(std::string_view body, std::vector<unsigned char>* o
 SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,
                                                      std::vector<unsigned char> const& der);
 
-/// The blocks "CERTIFICATE" and "X509 CRL" with the object's own DER (`X509Base::serialize`).
+/// The block "CERTIFICATE" with the object's own DER (`X509Base::serialize`).
 SEALKIT_API std::vector<unsigned char> encodePemCertificate(X509Certificate const& certificate);
+/// The block "X509 CRL" with the object's own DER.
 SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
 /// The block "CERTIFICATE REQUEST", likewise.
 SEALKIT_API std::vector<unsigned char> encodePemReq(X509Req const& request);
@@ -132,6 +134,7 @@ SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& 
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal,
                                                              FormRules forms = FormRules::platform);
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path, Refusal* refusal);
 
@@ -140,6 +143,7 @@ SEALKIT_API std::unique_ptr<X509Certificate> readCertFromFile(std::string const&
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text);
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text,
                                                                         Refusal* refusal);
+/// The same, from the file at `path`.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path);
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path,
                                                                                 Refusal* refusal);
@@ -149,6 +153,7 @@ SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text);
 /// `forms` tells for which rules of validation it is read.
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal,
                                              FormRules forms = FormRules::platform);
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal);
 
@@ -162,6 +167,7 @@ struct ReqFileOptions {
 SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text);
 SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal,
                                              ReqFileOptions options = {});
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Refusal* refusal);
 
@@ -176,9 +182,12 @@ struct KeyFileOptions {
 /// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC KEY").
 /// Null for any other label, such as "EC PUBLIC KEY": that is a point without its curve.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text);
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path);
+/// The same, silently and with a reason.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text, Refusal* refusal,
                                                      KeyFileOptions options = {});
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path, Refusal* refusal,
                                                              KeyFileOptions options = {});
 
@@ -193,10 +202,13 @@ SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view te
 /// used for encrypted keys alone. Blocks with other labels are ignored, so that the key may follow
 /// certificates; the first block with a key decides.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password);
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
                                                                std::string const& password);
+/// The same, silently and with a reason.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password,
                                                        Refusal* refusal, KeyFileOptions options = {});
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path,
                                                                std::string const& password, Refusal* refusal,
                                                                KeyFileOptions options = {});
@@ -205,6 +217,7 @@ SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const
 /// password can decrypt it, for that reason.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, Refusal* refusal,
                                                        KeyFileOptions options);
+/// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, Refusal* refusal,
                                                                KeyFileOptions options);
 

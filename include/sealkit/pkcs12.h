@@ -150,14 +150,15 @@ public:
     std::vector<PKCS7EnvelopedData> envelopedData; ///< The contents to recipients, decrypted or not.
     std::vector<std::shared_ptr<X509Certificate>> certificates; ///< In the file's order.
     std::vector<std::shared_ptr<PrivateKey>> keys;              ///< In the file's order.
-    AlgorithmIdentifier macAlgorithm; ///< The MAC's hash. Without an `oid` a MAC is made with SHA-256.
-    std::vector<unsigned char> mac;   ///< Empty when the file has none.
-    std::vector<unsigned char> macSalt;
-    unsigned macIterations = 0; ///< 0 when the file gives none, which means `pkcs12MacIterations`.
+    AlgorithmIdentifier macAlgorithm;   ///< The MAC's hash. Without an `oid` a MAC is made with SHA-256.
+    std::vector<unsigned char> mac;     ///< Empty when the file has none.
+    std::vector<unsigned char> macSalt; ///< The salt of the MAC's key.
+    unsigned macIterations = 0;         ///< 0 when the file gives none, which means `pkcs12MacIterations`.
 
     /// The attributes of `certificates` and of `keys`, by position. A shorter vector means that the rest have
     /// none.
     std::vector<PKCS12Attributes> certificateAttributes;
+    /// Those of `keys`, likewise.
     std::vector<PKCS12Attributes> keyAttributes;
 
     /// What `encrypt` encrypts with: the scheme, content octets of pbeWithSHAAnd3-KeyTripleDES-CBC or PBES2.
@@ -233,6 +234,7 @@ public:
     /// Without a MAC the file is not authenticated, and if nothing is encrypted either, any password is
     /// right.
     bool decrypt(std::string_view password);
+    /// The same with the default options.
     bool decrypt(std::string_view password, Refusal* refusal) { return decrypt(password, {}, refusal); }
     /// `RefusalId::macMismatch` is a wrong password or a damaged file. Without a MAC that is `wrongPassword`;
     /// with one, `contentPassword` means that the password is right for the MAC and not for an encrypted

@@ -77,15 +77,15 @@ struct PKCS7SignerOptions {
 /// SignerInfo (RFC 5652, section 5.3). Object identifiers are content octets throughout.
 class SEALKIT_API PKCS7SignerInfo {
 public:
-    std::vector<unsigned char> authAttributes; ///< What is signed: the content octets of [0].
-    std::vector<unsigned char> issuer;         ///< The whole encoding of the certificate's issuer name.
-    std::vector<unsigned char> serialNumber;   ///< Content octets of the certificate's serial number.
-    HashID digestAlgorithm = HashID::none;
-    std::vector<unsigned char> contentType;   ///< The attribute's value; empty when absent.
-    std::vector<unsigned char> contentDigest; ///< The messageDigest attribute's value; empty when absent.
-    unsigned char hasSigningTime = 0;
-    TimePoint signingTime;
-    std::vector<unsigned char> encryptedDigest;        ///< The signature.
+    std::vector<unsigned char> authAttributes;  ///< What is signed: the content octets of [0].
+    std::vector<unsigned char> issuer;          ///< The whole encoding of the certificate's issuer name.
+    std::vector<unsigned char> serialNumber;    ///< Content octets of the certificate's serial number.
+    HashID digestAlgorithm = HashID::none;      ///< The hash of the content, and of what is signed.
+    std::vector<unsigned char> contentType;     ///< The attribute's value; empty when absent.
+    std::vector<unsigned char> contentDigest;   ///< The messageDigest attribute's value; empty when absent.
+    unsigned char hasSigningTime = 0;           ///< Whether `signingTime` is set.
+    TimePoint signingTime;                      ///< The attribute's value, as the signer states it.
+    std::vector<unsigned char> encryptedDigest; ///< The signature.
     std::unique_ptr<PKCS7SignerInfo> counterSignature; ///< Of this signature; null when absent.
     std::unique_ptr<PKCS7SignedData>
         msCounterSignature; ///< A time-stamp of this signature; null when absent.
@@ -184,14 +184,14 @@ struct SEALKIT_API PKCS7SignerForm {
 class SEALKIT_API PKCS7SignedData {
 public:
     std::vector<unsigned char> raw; ///< The whole message as it was parsed; what `save` writes unless empty.
-    std::vector<HashID> digestAlgorithms;
+    std::vector<HashID> digestAlgorithms;   ///< As the message lists them.
     std::vector<unsigned char> contentType; ///< Content octets of the object identifier.
     /// The whole element, an OCTET STRING or a SEQUENCE. Empty for a detached signature; to make one, clear
     /// it after `create`.
     std::vector<unsigned char> content;
-    std::vector<std::shared_ptr<X509Certificate>> certificates;
-    std::vector<std::shared_ptr<X509Crl>> crls;
-    std::vector<std::unique_ptr<PKCS7SignerInfo>> signerInfos;
+    std::vector<std::shared_ptr<X509Certificate>> certificates; ///< In the message's order.
+    std::vector<std::shared_ptr<X509Crl>> crls;                 ///< In the message's order.
+    std::vector<std::unique_ptr<PKCS7SignerInfo>> signerInfos;  ///< In the message's order.
 
     PKCS7SignedData();
     PKCS7SignedData(PKCS7SignedData&&) noexcept;
@@ -311,10 +311,10 @@ struct PKCS7KeyTransRecipientInfo {
     DistinguishedName issuer; ///< Version 0.
     /// The whole encoding that `issuer` was read from. It is written as long as it matches `issuer`.
     std::vector<unsigned char> issuerElement;
-    std::vector<unsigned char> serialNumber; ///< Version 0: content octets of the INTEGER.
-    std::vector<unsigned char> subjectKeyId; ///< Version 2.
-    AlgorithmIdentifier keyEncryptionAlgorithm;
-    std::vector<unsigned char> encryptedKey; ///< The content key under the recipient's key.
+    std::vector<unsigned char> serialNumber;    ///< Version 0: content octets of the INTEGER.
+    std::vector<unsigned char> subjectKeyId;    ///< Version 2.
+    AlgorithmIdentifier keyEncryptionAlgorithm; ///< How the content key is encrypted.
+    std::vector<unsigned char> encryptedKey;    ///< The content key under the recipient's key.
 };
 
 /// Reads the whole element. Returns false if it is malformed or of another version.
@@ -345,8 +345,8 @@ SEALKIT_API std::vector<unsigned char> encode(PKCS7EncryptedContentInfo const& f
 
 /// EncryptedData of version 0, which has no attributes (RFC 5652, section 8).
 struct PKCS7EncryptedData {
-    unsigned version = 0;
-    PKCS7EncryptedContentInfo encryptedContentInfo;
+    unsigned version = 0;                           ///< 0.
+    PKCS7EncryptedContentInfo encryptedContentInfo; ///< The content, encrypted.
 };
 
 /// Reads the whole element. Returns false if it is malformed or of another version, which writes
@@ -370,11 +370,11 @@ struct PKCS7Encryption {
 /// EnvelopedData (RFC 5652, section 6.1). Its members are not secret: the content key is never kept.
 class SEALKIT_API PKCS7EnvelopedData {
 public:
-    unsigned version = 0;                      ///< 0, or 2 for fields that version 0 lacks.
-    std::vector<unsigned char> originatorInfo; ///< The whole element [0]; empty when absent.
-    std::vector<PKCS7KeyTransRecipientInfo> recipientInfos;
-    PKCS7EncryptedContentInfo encryptedContentInfo;
-    std::vector<unsigned char> unprotectedAttrs; ///< The whole element [1]; empty when absent.
+    unsigned version = 0;                                   ///< 0, or 2 for fields that version 0 lacks.
+    std::vector<unsigned char> originatorInfo;              ///< The whole element [0]; empty when absent.
+    std::vector<PKCS7KeyTransRecipientInfo> recipientInfos; ///< In the message's order.
+    PKCS7EncryptedContentInfo encryptedContentInfo;         ///< The content, encrypted.
+    std::vector<unsigned char> unprotectedAttrs;            ///< The whole element [1]; empty when absent.
 
     /// Reads a DER ContentInfo of EnvelopedData. Returns false if it is malformed, has trailing bytes, or a
     /// function below rejects it. A content of another type writes "blob is not enveloped data" to standard
@@ -396,11 +396,13 @@ public:
     /// The same, silently and with a reason (refusal.h).
     bool parseRecipientInfo(asn1::blob set, Refusal* refusal);
 
-    /// Keep the whole element as it is. Return false unless it is one element with the field's tag.
+    /// Keeps the whole element as it is. Returns false unless it is one element with the field's tag.
     bool parseOriginatorInfo(asn1::blob element);
-    bool parseUnprotectedAttrs(asn1::blob element);
     /// The same, with a reason (refusal.h).
     bool parseOriginatorInfo(asn1::blob element, Refusal* refusal);
+    /// Keeps the whole element as it is. Returns false unless it is one element with the field's tag.
+    bool parseUnprotectedAttrs(asn1::blob element);
+    /// The same, with a reason (refusal.h).
     bool parseUnprotectedAttrs(asn1::blob element, Refusal* refusal);
 
     /// The DER of the ContentInfo, with `version` as it stands.

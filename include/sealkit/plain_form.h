@@ -34,8 +34,8 @@ enum class InputNoteId : unsigned {
 
 /// Something unusual that was accepted.
 struct InputNote {
-    InputNoteId id = {};
-    size_t block = 0; ///< The number of the PEM block, from 1; 0 for the whole file.
+    InputNoteId id = {}; ///< The row of `inputNotes`.
+    size_t block = 0;    ///< The number of the PEM block, from 1; 0 for the whole file.
 
     /// The block, if it has one, and the sentence.
     SEALKIT_API std::string str() const;

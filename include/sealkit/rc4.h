@@ -37,7 +37,7 @@ public:
 protected:
     unsigned char S[256]; ///< The permutation.
     std::uint32_t i;      ///< One ahead of the i of the common description, which counts before its use.
-    std::uint32_t j;
+    std::uint32_t j;      ///< The j of that description.
 };
 
 #include "sealkit/detail/class_names_end.h"

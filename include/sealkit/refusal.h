@@ -161,14 +161,14 @@ enum class FormRules : bool {
 
 /// A labelled value: "found" and "INTEGER", "now" and a date.
 struct Fact {
-    std::string label;
+    std::string label; ///< What the value is.
     std::string value; ///< As it stands in the input: may hold any byte.
 };
 
 /// One row of a table of reasons.
 template <typename Id>
 struct ReasonText {
-    Id id;
+    Id id;                ///< The number.
     char const* name;     ///< A short name in kebab case, stable.
     char const* sentence; ///< What it means, as a sentence for people.
 };
@@ -177,7 +177,7 @@ struct ReasonText {
 struct SEALKIT_API Refusal {
     static constexpr size_t nowhere = static_cast<size_t>(-1); ///< The offset of what has no place.
 
-    RefusalId id = RefusalId::none;
+    RefusalId id = RefusalId::none; ///< The row of `refusals`; `RefusalId::none` if nothing was refused.
     /// In bytes from the start of the input that the caller gave; in PEM, from the start of the block's DER.
     /// In bytes that were decrypted or converted, the place of the element that they came from.
     size_t offset = nowhere;

@@ -22,7 +22,7 @@
 /// A certificate request.
 class SEALKIT_API X509Req : public X509Base {
 public:
-    DistinguishedName subject;
+    DistinguishedName subject;                       ///< Whom the certificate is requested for.
     std::vector<unsigned char> subjectPublicKeyInfo; ///< The whole element.
     std::string challengePassword;                   ///< Octets as they stand; empty when absent.
     std::vector<GeneralName> subjectAltNames;        ///< Requested.

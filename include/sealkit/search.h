@@ -98,8 +98,8 @@ SEALKIT_API ReasonText<CrlStatus> const& getReasonText(CrlStatus status);
 
 /// A CRL of the pool and what became of it.
 struct CrlVerdict {
-    std::shared_ptr<X509Crl> crl;
-    CrlStatus status{};
+    std::shared_ptr<X509Crl> crl; ///< The CRL.
+    CrlStatus status{};           ///< The row of `crlStatuses`.
 };
 
 /// What a search took.
@@ -113,30 +113,33 @@ struct PathSearchEffort {
 
 /// What happened in a search, for those who ask how it came to its verdict.
 struct PathSearchEvent {
+    /// The kinds of events.
     enum class Kind : unsigned {
         lookedUp,  ///< The issuers of `certificate` were looked for: `number` of them bear the name.
         candidate, ///< `certificate` bears the name of an issuer; `isSigned` tells whether its key verifies
                    ///< the signature.
         judged,    ///< The chain that ends with `certificate` was judged: `code`.
     };
+    /// An event of this kind; the caller sets the further members.
     explicit PathSearchEvent(Kind what) : kind(what) {}
 
-    Kind kind;
+    Kind kind;                            ///< What happened.
     unsigned rules = PathRules::platform; ///< The set of rules by which the search went.
     size_t depth = 0;                     ///< How far `certificate` stands above the leaf, which has 0.
-    std::shared_ptr<X509Certificate> certificate;
-    bool isTrusted = false; ///< Whether `certificate` is.
-    size_t number = 0;
-    bool isSigned = false;
-    PathCode code = PathCode::valid;
+    std::shared_ptr<X509Certificate> certificate; ///< The one that the event is about.
+    bool isTrusted = false;                       ///< Whether `certificate` is.
+    size_t number = 0;                            ///< Of `lookedUp` alone.
+    bool isSigned = false;                        ///< Of `candidate` alone.
+    PathCode code = PathCode::valid;              ///< Of `judged` alone.
 };
 
 /// What one set of rules says.
 struct RulesVerdict {
     unsigned rules = PathRules::platform; ///< One bit of `PathRules`.
-    CertificateChain chain;
-    PathExplanation explanation;
+    CertificateChain chain;               ///< From the leaf up, as far as it leads.
+    PathExplanation explanation;          ///< The result for this chain.
 
+    /// Whether these rules accept the chain.
     bool isValid() const { return explanation.code == static_cast<int>(PathCode::valid); }
 };
 
@@ -149,12 +152,13 @@ struct PathVerdict {
     /// Every CRL of the pool, newest first, if CRLs are asked for: what the last set of rules that looked at
     /// it says.
     std::vector<CrlVerdict> crls;
-    SearchLimit limit = SearchLimit::none;
-    PathSearchEffort effort;
-    std::vector<PathSearchEvent> events; ///< In their order, the first `PathSearchOptions::maxEvents`.
+    SearchLimit limit = SearchLimit::none; ///< The limit that ended the search; `none` if it came to its end.
+    PathSearchEffort effort;               ///< What the search took.
+    std::vector<PathSearchEvent> events;   ///< In their order, the first `PathSearchOptions::maxEvents`.
     std::vector<RulesVerdict>
         byRules; ///< One for each set that `PathOptions::rules` asks for: platform first.
 
+    /// Whether all rules that were asked for accept the chain.
     bool isValid() const { return explanation.code == static_cast<int>(PathCode::valid); }
 
     /// Why the chain is not valid, as a sentence or the text that `x509ValidatePath` gives, and that a limit

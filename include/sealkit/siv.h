@@ -39,5 +39,6 @@ public:
                  std::vector<std::span<unsigned char const>> const& ad, unsigned char* out) const;
 
 protected:
+    /// The key, a view of the caller's bytes.
     std::span<unsigned char const> key;
 };

@@ -49,8 +49,8 @@ SEALKIT_API bool looksLikeMail(asn1::blob input);
 /// A header field for a mail that is made: "Subject" and its text. A subject may be any UTF-8 (RFC 2047), all
 /// other values are printable ASCII.
 struct MailHeader {
-    std::string name;
-    std::string value;
+    std::string name;  ///< Without the colon.
+    std::string value; ///< Without line breaks.
 };
 
 /// The mail that is `message`, the DER of a ContentInfo: application/pkcs7-mime in base64. Its smime-type

@@ -54,8 +54,8 @@ enum class LoadedAs : unsigned {
 
 /// One entry of a folder, in the folder's order.
 struct LoadedFile {
-    std::string name; ///< The entry's name, without the folder.
-    LoadedAs as = LoadedAs::nothing;
+    std::string name;                ///< The entry's name, without the folder.
+    LoadedAs as = LoadedAs::nothing; ///< What was loaded from it.
 };
 
 /// What a loader left out of a file or folder, and why.
@@ -127,6 +127,7 @@ public:
     /// (objects.h) is refused, as the store would trust it for everything.
     size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                             FormRules forms = FormRules::platform);
+    /// The same of CRLs.
     size_t loadCrls(std::string_view text, std::vector<Refusal>* refusals,
                     FormRules forms = FormRules::platform);
 
@@ -135,6 +136,7 @@ public:
     /// empty folder gives 0 and no refusal.
     size_t loadCertificatesFrom(std::string const& path, std::vector<LoadRefusal>* refusals,
                                 FormRules forms = FormRules::platform);
+    /// The same of CRLs.
     size_t loadCrlsFrom(std::string const& path, std::vector<LoadRefusal>* refusals,
                         FormRules forms = FormRules::platform);
 

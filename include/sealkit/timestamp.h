@@ -30,8 +30,8 @@
 /// TimeStampReq, without extensions.
 class SEALKIT_API TimeStampRequest {
 public:
-    std::uint32_t version = 1;
-    HashID hashAlgorithm = HashID::none;
+    std::uint32_t version = 1;                ///< As it stands in the request; 1 in RFC 3161.
+    HashID hashAlgorithm = HashID::none;      ///< The hash of `hashedMessage`.
     std::vector<unsigned char> hashedMessage; ///< The digest to be stamped.
     std::vector<unsigned char> policy;        ///< Content octets of the object identifier; empty when absent.
     std::vector<unsigned char> nonce;         ///< Content octets of the INTEGER; empty when absent.
@@ -101,9 +101,9 @@ SEALKIT_API std::span<ReasonText<TimeStampFailure> const> timeStampFailures();
 
 /// PKIStatusInfo: what a response holds beside its token.
 struct SEALKIT_API TimeStampStatus {
-    std::uint32_t status = 0;
-    std::vector<std::string> texts; ///< Of the TSA, meant as UTF-8: they may hold any byte.
-    std::vector<TimeStampFailure> failures;
+    std::uint32_t status = 0;               ///< PKIStatus, by the numbers of `TimeStampStatusId`.
+    std::vector<std::string> texts;         ///< Of the TSA, meant as UTF-8: they may hold any byte.
+    std::vector<TimeStampFailure> failures; ///< Why it was rejected; empty otherwise.
 
     /// Reads the status of a DER response, and fails if `TimeStampResponse::parse` fails for the status.
     /// Texts and failures that are malformed are ignored, as they decide nothing. `refusal` may be null.
@@ -115,7 +115,7 @@ struct SEALKIT_API TimeStampStatus {
 
 /// Accuracy: by how much the time may be wrong. Each part is absent or present.
 struct TimeStampAccuracy {
-    std::optional<std::uint32_t> seconds;
+    std::optional<std::uint32_t> seconds;      ///< Any number of whole seconds.
     std::optional<std::uint32_t> milliseconds; ///< 0 to 999.
     std::optional<std::uint32_t> microseconds; ///< 0 to 999.
 };
@@ -125,15 +125,15 @@ struct SEALKIT_API TimeStampInfo {
     std::vector<unsigned char> policy; ///< Content octets of the object identifier.
     std::vector<unsigned char>
         hashAlgorithm; ///< Content octets of the digest's object identifier, known or not.
-    std::vector<unsigned char> hashedMessage; ///< The digest that is stamped.
-    std::vector<unsigned char> serialNumber;  ///< Content octets of the INTEGER.
-    TimePoint time;                           ///< In whole seconds.
-    std::string fraction;                     ///< The digits of the fraction of a second; empty when absent.
-    std::optional<TimeStampAccuracy> accuracy;
-    bool isOrdered = false;                ///< Whether tokens of this TSA are ordered by time alone.
-    std::vector<unsigned char> nonce;      ///< Content octets of the INTEGER; empty when absent.
-    std::vector<unsigned char> authority;  ///< The TSA's GeneralName, a whole element; empty when absent.
-    std::vector<unsigned char> extensions; ///< The content octets of [1]; empty when absent.
+    std::vector<unsigned char> hashedMessage;  ///< The digest that is stamped.
+    std::vector<unsigned char> serialNumber;   ///< Content octets of the INTEGER.
+    TimePoint time;                            ///< In whole seconds.
+    std::string fraction;                      ///< The digits of the fraction of a second; empty when absent.
+    std::optional<TimeStampAccuracy> accuracy; ///< Nothing when absent.
+    bool isOrdered = false;                    ///< Whether tokens of this TSA are ordered by time alone.
+    std::vector<unsigned char> nonce;          ///< Content octets of the INTEGER; empty when absent.
+    std::vector<unsigned char> authority;      ///< The TSA's GeneralName, a whole element; empty when absent.
+    std::vector<unsigned char> extensions;     ///< The content octets of [1]; empty when absent.
 
     /// Reads a DER TSTInfo. `refusal` may be null.
     bool parse(asn1::blob tstInfo, Refusal* refusal);

@@ -38,11 +38,11 @@ struct TimeStampReplyOptions {
     TimePoint time;                    ///< In the years 1 to 9999.
     std::vector<unsigned char> policy; ///< Content octets of an identifier: for requests that ask for none.
     std::vector<std::vector<unsigned char>> otherPolicies; ///< Those that requests may ask for as well.
-    std::vector<unsigned char> serialNumber; ///< Content octets of an INTEGER, which no other token has.
-    std::optional<TimeStampAccuracy> accuracy;
-    bool isOrdered = false;     ///< Whether tokens of this TSA are ordered by time alone.
-    HashID hash = HashID::none; ///< Of the signature; `getMatchingHash` of the key for none.
-    bool acceptSha1 = false;    ///< Of the digest that is stamped.
+    std::vector<unsigned char> serialNumber;   ///< Content octets of an INTEGER, which no other token has.
+    std::optional<TimeStampAccuracy> accuracy; ///< Stated in every token; nothing for none.
+    bool isOrdered = false;                    ///< Whether tokens of this TSA are ordered by time alone.
+    HashID hash = HashID::none;                ///< Of the signature; `getMatchingHash` of the key for none.
+    bool acceptSha1 = false;                   ///< Of the digest that is stamped.
     /// Certificates that stand in the token behind the signer's, if the request asks for that.
     std::vector<std::shared_ptr<X509Certificate>> chain;
 };
@@ -68,6 +68,7 @@ struct TimeStampReply {
     std::vector<unsigned char> encoding; ///< The DER of the TimeStampResp.
     TimeStampStatus status;              ///< What it says.
 
+    /// Whether there is a token.
     bool isGranted() const { return status.status == 0; }
 };
 

@@ -72,17 +72,17 @@ struct ExtKeyUsage {
 
 /// One extension as it stands in the signed bytes. The views point into those.
 struct X509Extension {
-    asn1::blob oid; ///< Content octets of extnID.
-    bool critical = false;
-    asn1::blob value; ///< Content octets of extnValue: the DER of the extension's own type.
+    asn1::blob oid;        ///< Content octets of extnID.
+    bool critical = false; ///< Whether a reader that does not know it must refuse the object.
+    asn1::blob value;      ///< Content octets of extnValue: the DER of the extension's own type.
 };
 
 /// SIGNED{ToBeSigned}: what is signed, how, and the signature (RFC 5280, section 4.1.1).
 class SEALKIT_API X509Base {
 public:
-    std::vector<unsigned char> tbs; ///< The whole element that is signed.
-    AlgorithmIdentifier signatureAlgorithm;
-    std::vector<unsigned char> signature; ///< The bits of the BIT STRING, without the count of unused ones.
+    std::vector<unsigned char> tbs;         ///< The whole element that is signed.
+    AlgorithmIdentifier signatureAlgorithm; ///< As it stands outside the signed part.
+    std::vector<unsigned char> signature;   ///< The bits of the BIT STRING, without the count of unused ones.
 
     /// The hash that signing uses when none is named: SHA-256, unless a program chooses another.
     static HashID digestAlgo;
@@ -143,10 +143,10 @@ private:
 class SEALKIT_API X509Certificate : public X509Base {
 public:
     std::vector<unsigned char> serialNumber; ///< Content octets of the INTEGER.
-    DistinguishedName issuer;
-    DistinguishedName subject;
-    TimePoint notBefore;
-    TimePoint notAfter;
+    DistinguishedName issuer;                ///< The CA that signed it.
+    DistinguishedName subject;               ///< Whose key it certifies.
+    TimePoint notBefore;                     ///< The first second of its validity.
+    TimePoint notAfter;                      ///< The last second of its validity.
     /// Issuer and subject are the same bytes, and the authority key identifier, if there is one, equals the
     /// subject key identifier. The signature is not verified.
     bool selfSigned = false;
@@ -156,10 +156,10 @@ public:
     unsigned char basicConstraints = 0;              ///< 0 absent, 1 cA TRUE, anything else cA FALSE.
     std::vector<unsigned char> subjectKeyId;         ///< Empty when absent.
     std::vector<unsigned char> authorityKeyId;       ///< Empty when absent.
-    std::vector<GeneralName> subjectAltNames;
-    std::vector<GeneralName> crlDistributionPoints; ///< The full names alone, of all points in a row.
-    GeneralName nameConstraintPermitted;            ///< The first permitted subtree; type 255 when none.
-    GeneralName nameConstraintExcluded;             ///< The first excluded subtree; type 255 when none.
+    std::vector<GeneralName> subjectAltNames;        ///< In their order; empty when absent.
+    std::vector<GeneralName> crlDistributionPoints;  ///< The full names alone, of all points in a row.
+    GeneralName nameConstraintPermitted;             ///< The first permitted subtree; type 255 when none.
+    GeneralName nameConstraintExcluded;              ///< The first excluded subtree; type 255 when none.
 
     X509Certificate() = default;
     X509Certificate(X509Certificate const&) = default;
@@ -199,11 +199,12 @@ public:
     /// Sets it. It is written only if `basicConstraints` is 1.
     void setPathLength(std::optional<unsigned> length) { maxPathLength = length; }
 
-    /// Sets issuer or subject to `name`, the whole encoding of a Name. Its bytes are written unless the
+    /// Sets the issuer to `name`, the whole encoding of a Name. Its bytes are written unless the
     /// member is changed afterwards: an issuer must equal the subject of the issuing certificate byte for
     /// byte (`subjectBytes`), which `DistinguishedName` alone does not keep. Returns false and changes
     /// nothing if `name` is malformed.
     bool setIssuer(asn1::blob name);
+    /// The same of the subject.
     bool setSubject(asn1::blob name);
 
     /// Sets an extension, given by the content octets of its identifier and the DER of its own type, as
@@ -238,9 +239,10 @@ public:
     /// omitted.
     static void dumpKeyUsage(unsigned bits, std::ostream& out);
 
-    /// The issuer's and the subject's whole encodings. Views into `tbs`, valid while that is unchanged; empty
-    /// unless `tbs` has the outline of a TBSCertificate.
+    /// The issuer's whole encoding. A view into `tbs`, valid while that is unchanged; empty unless `tbs` has
+    /// the outline of a TBSCertificate.
     asn1::blob issuerBytes() const;
+    /// The subject's whole encoding, likewise.
     asn1::blob subjectBytes() const;
 
     /// All extensions in their order, known or not. Views into `tbs`, valid while that is unchanged.
