@@ -1,8 +1,8 @@
-/// Object identifiers, algorithm identifiers and DigestInfo: how keys, certificates and messages say
-/// which algorithm they mean.
+/// Object identifiers, algorithm identifiers and DigestInfo: how keys, certificates and messages name
+/// algorithms.
 ///
-/// An object identifier is a blob of its content octets, without tag and length; those that functions return
-/// are static. Two are equal if their octets are.
+/// An object identifier is a blob of its content octets, without tag and length; functions return views of
+/// static bytes. Two identifiers are equal if their octets are equal.
 ///
 /// | `KeyType` | value | key algorithm                       | hashes it signs with             | also read |
 /// | --------- | ----- | ----------------------------------- | -------------------------------- | --------- |
@@ -11,8 +11,8 @@
 /// | `Ed25519` | 3     | id-Ed25519 (RFC 8410)               | its own: `HashID::none`          |           |
 /// | `X25519`  | 4     | id-X25519 (RFC 8410), key agreement | signs nothing: `HashID::none`    |           |
 ///
-/// Not here: RSASSA-PSS, SHA-224 and SHA-3 signatures, DSA, Ed448 (some have a display name, none is
-/// supported), and hmacWithSHA384.
+/// Not here: RSASSA-PSS, SHA-224 and SHA-3 signatures, DSA and Ed448, of which some have a display name only;
+/// and hmacWithSHA384.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -33,9 +33,9 @@ enum class KeyType : unsigned {
     X25519 = 4,
 };
 
-/// The dotted decimal form. The first octet is first arc · 40 + second arc, for any first arc: 2.999 shows as
-/// "3.16.55". Arcs of up to 64 octets (448 bits) are shown in decimal; a longer one as "(N octets)"; one
-/// whose last octet announces another as "(truncated)". An empty blob gives "()".
+/// The dotted decimal form. The first octet is read as first arc · 40 + second arc, for any first arc: 2.999
+/// becomes "3.16.55". Arcs of up to 64 octets (448 bits) are written in decimal, a longer one as "(N
+/// octets)", and one whose last octet announces another as "(truncated)". An empty blob gives "()".
 SEALKIT_API std::string oidStr(asn1::blob oid);
 
 /// The octets as pairs of lowercase hexadecimal digits with ":" between them.
@@ -52,7 +52,8 @@ SEALKIT_API asn1::blob getHashOid(unsigned id);
 /// for any other, including hmacWithSHA384.
 SEALKIT_API HashID getHashID(asn1::blob oid);
 
-/// The signature algorithm of a kind of key with a hash, as the table above has it; empty for other pairs.
+/// The signature algorithm of a kind of key with a hash that the table of `KeyType` lists; empty for other
+/// pairs.
 SEALKIT_API asn1::blob getKeyInfoFromKeyHash(KeyType type, HashID hash);
 SEALKIT_API asn1::blob getKeyInfoFromKeyHash(KeyType type, unsigned hash);
 
@@ -60,10 +61,10 @@ SEALKIT_API asn1::blob getKeyInfoFromKeyHash(KeyType type, unsigned hash);
 /// leaves both unchanged if it is not a supported signature algorithm. The parameters are ignored.
 SEALKIT_API bool parseAlgosFromKeyInfo(asn1::blob algId, KeyType* type, HashID* hash);
 
-/// The kind of key of a key algorithm. Also `KeyType::RSA` for an unknown algorithm: `isKeyAlgorithm` tells
+/// The kind of key of a key algorithm. Unknown algorithms also give `KeyType::RSA`: `isKeyAlgorithm` tells
 /// them apart.
 SEALKIT_API KeyType getKeyType(asn1::blob oid);
-/// Whether it is one of the four key algorithms of the table.
+/// Whether the identifier is one of the four key algorithms of the table.
 SEALKIT_API bool isKeyAlgorithm(asn1::blob oid);
 /// The key algorithm of a kind of key; empty for an unknown value.
 SEALKIT_API asn1::blob getKeyOid(KeyType type);

@@ -1,13 +1,13 @@
 /// Object identifiers as people read and write them: dotted forms and names.
 ///
-/// | function   | from                              | to                                   |
-/// | ---------- | --------------------------------- | ------------------------------------ |
-/// | `oidName`  | the content octets                | the name, or else the dotted form    |
-/// | `parseOid` | the dotted form or the name       | the content octets                   |
-/// | `oidNames` |                                   | every name with its dotted form      |
+/// | function   | from                        | to                                |
+/// | ---------- | --------------------------- | --------------------------------- |
+/// | `oidName`  | the content octets          | the name, or else the dotted form |
+/// | `parseOid` | the dotted form or the name | the content octets                |
+/// | `oidNames` |                             | every name with its dotted form   |
 ///
-/// Names serve displays and messages alone: no decision depends on them. `oidStr` (oid.h) gives the dotted
-/// form.
+/// Names are for displays and messages: no decision of the library depends on them. `oidStr` (oid.h) gives
+/// the dotted form.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -32,9 +32,9 @@ SEALKIT_API std::span<OidName const> oidNames();
 /// form (`oidStr`) of one that has no name.
 SEALKIT_API std::string oidName(asn1::blob oid);
 
-/// The content octets of an object identifier in dotted form, or of a name of the table in any case. Empty if
-/// `text` is neither. The first arc is 0 to 2, the second 0 to 39 (0 to 47 under 2, X.690, section 8.19.4),
-/// and every further one fits into 32 bits.
+/// The content octets of an object identifier in dotted form, or of a name of the table in upper or lower
+/// case. Empty if `text` is neither. The first arc is 0 to 2, the second 0 to 39 (0 to 47 under 2, X.690,
+/// section 8.19.4), and every further one fits into 32 bits.
 SEALKIT_API std::vector<unsigned char> parseOid(std::string_view text);
 /// The same, with a reason.
 SEALKIT_API std::vector<unsigned char> parseOid(std::string_view text, Refusal* refusal);

@@ -1,12 +1,13 @@
-/// Which schemes of encryption under a password a reader of keys or of PKCS#12 takes.
+/// The password-based encryption schemes that the readers of keys and of PKCS#12 accept.
 ///
-/// | member | what it is |
-/// | --- | --- |
-/// | `PasswordSchemes` | the option of the readers |
-/// | `Rc2Decryptor` | RC2, which this library does not have |
+/// | member            | what it is                                         |
+/// | ----------------- | -------------------------------------------------- |
+/// | `PasswordSchemes` | the option of the readers                          |
+/// | `Rc2Decryptor`    | an implementation of RC2, which this library lacks |
 ///
-/// The readers without this option take what pbes2.h lists, and those of PKCS#12 `pbe1_crypt` beside it. With
-/// `PasswordSchemes::all` they decrypt these as well, and nothing is ever encrypted with them:
+/// Without this option the readers accept the schemes that pbes2.h lists, and those of PKCS#12 also
+/// `pbe1_crypt`. With `PasswordSchemes::all` they decrypt the following ones as well, which are never used to
+/// encrypt:
 ///
 /// | scheme | key derivation | cipher | standard |
 /// | --- | --- | --- | --- |
@@ -17,19 +18,18 @@
 /// | pbeWithSHAAnd3-KeyTripleDES-CBC, pbeWithSHAAnd2-KeyTripleDES-CBC | the same | triple DES | the same |
 /// | pbeWithSHAAnd128BitRC2-CBC, pbewithSHAAnd40BitRC2-CBC | the same | RC2 | the same |
 ///
-/// `KeyEncryption::isWeak` tells which of them have keys that can be searched.
+/// `KeyEncryption::isWeak` tells whose keys are short enough to be searched.
 #pragma once
 
 #include "sealkit/blob.h"
 
-/// Decrypts `data`, whole blocks, with RC2 in CBC mode (RFC 2268) to `out`, which has room for as many bytes.
-/// The key has 1 to 16 bytes, the IV 8.
+/// Decrypts `data`, whole blocks, with RC2 in CBC mode (RFC 2268) to `out`, which has the same size. The key
+/// has 1 to 16 bytes, the IV 8.
 using Rc2Decryptor = void (*)(asn1::blob key, unsigned effectiveBits, asn1::blob iv, asn1::blob data,
                               unsigned char* out);
 
-/// How files under a password may be encrypted. The defaults are those of the functions without options.
+/// The schemes that are accepted. The defaults are those of the functions without options.
 struct PasswordSchemes {
-    bool all = false; ///< All schemes of the table.
-    Rc2Decryptor rc2 =
-        nullptr; ///< Without it, files that are encrypted with RC2 are refused by the name of their scheme.
+    bool all = false;           ///< All schemes of the table.
+    Rc2Decryptor rc2 = nullptr; ///< If null, RC2 is unsupported, and the refusal names the scheme.
 };

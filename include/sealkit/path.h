@@ -1,22 +1,23 @@
-/// Path building and validation: from a certificate to a trust decision (RFC 5280, section 6, as far
-/// as named below; RFC 6125 for host names).
+/// Path building and validation: from a certificate to a trust decision (RFC 5280, section 6; RFC 6125 and
+/// RFC 9525 for host names).
 ///
 /// | member | what it does |
 /// | --- | --- |
 /// | `x509BuildPath` | appends to a chain the issuers that a store holds |
 /// | `x509ValidatePath` | checks a chain: identity, name constraints, dates, revocation, signatures |
-/// | `x509ExplainPath` | the decision under sets of rules, with the certificate, the rule and the facts that disagree |
-/// | `x509PathWarnings` | what validation leaves unchecked on purpose and that would have failed |
+/// | `x509ExplainPath` | the decision under sets of rules, with the certificate, the rule and the conflicting facts |
+/// | `x509PathWarnings` | checks that validation omits on purpose and that would fail |
 /// | `x509CrlWarnings` | the same for one CRL |
 /// | `verifySignature` | verifies the signature of one object under its issuer's public key |
 /// | `pathCodes`, `pathWarnings` | the result codes and the warnings with their names and sentences |
 ///
 /// A chain is a vector of certificates: the leaf first, each followed by its issuer.
 ///
-/// What the platform's rules do not check: path length, key usage and extended key usage, that issuer and
-/// subject names link, certificate policies, and the signature, dates and scope of a CRL. `x509PathWarnings`
-/// reports those, and the standard rules (`PathRules`) check them. Nothing is fetched: the caller provides
-/// chains, stores and CRLs. `PathSearch` (search.h) finds the chain that validates among many certificates.
+/// The platform's rules do not check path length, key usage and extended key usage, whether issuer and
+/// subject names match, certificate policies, or the signature, dates and scope of a CRL. `x509PathWarnings`
+/// reports these, and the standard rules (`PathRules`) check them. Nothing is fetched from a network: the
+/// caller provides chains, stores and CRLs. `PathSearch` (search.h) finds the chain that validates among many
+/// certificates.
 ///
 /// All functions are stateless and only read the store.
 #pragma once
@@ -41,9 +42,9 @@
 /// The leaf, its issuer, and so on upward.
 using CertificateChain = std::vector<std::shared_ptr<X509Certificate>>;
 
-/// The detail record of a signature check.
+/// The details of a signature check.
 struct PathRes {
-    std::int32_t code = 0; ///< 7, 8 or 9 of `PathCode`; meaningless after a check that succeeded.
+    std::int32_t code = 0; ///< 7, 8 or 9 of `PathCode`; meaningless if the check succeeded.
 };
 
 /// The results of `x509ValidatePath` by name. `pathCodes` has a sentence for each.
@@ -61,7 +62,7 @@ enum class PathCode : int {
     revoked = 10,
     crlMissing = 11,
     nameConstraintViolated = 12,
-    // Of the standard rules, but for the first.
+    // Of the standard rules; the first one also of the platform's.
     unsupportedCertificate = 13,
     namesDoNotChain = 14,
     pathTooLong = 15,
@@ -86,11 +87,11 @@ enum class PathCode : int {
     anyExtendedKeyUsage = 33,
     caAsEndEntity = 34,
     subjectAltNameMissing = 35,
-    expiresTooSoon = 36, ///< Of a question: `PathOptions::validUntil`.
+    expiresTooSoon = 36, ///< Only if `PathOptions::validUntil` is set.
     emptyCaSubject = 37, ///< Of the strict rules.
 };
 
-/// What validation leaves unchecked. `pathWarnings` has a sentence for each.
+/// What validation left unchecked. `pathWarnings` has a sentence for each.
 enum class PathWarningId : unsigned {
     pathLength,
     noKeyCertSign,
@@ -114,10 +115,10 @@ SEALKIT_API ReasonText<PathCode> const* findPathCode(int code);
 /// The row of a warning.
 SEALKIT_API ReasonText<PathWarningId> const& getReasonText(PathWarningId id);
 
-/// What the leaf is to be used for (RFC 5280, section 4.2.1.12).
+/// The purpose of the leaf (RFC 5280, section 4.2.1.12).
 enum class PathPurpose : unsigned {
-    /// `tlsServer` when a host name or an address is asked for, otherwise `any`. Under the standard rules an
-    /// e-mail address alone asks for `emailProtection`.
+    /// `tlsServer` if a host name or an address is given, otherwise `any`. Under the standard rules,
+    /// `emailProtection` if only an e-mail address is given.
     byIdentity,
     any,
     tlsServer,
@@ -128,14 +129,15 @@ enum class PathPurpose : unsigned {
     ocspSigning,
 };
 
-/// Sets of rules by which chains are judged, as bits. docs/validation.md has them side by side.
+/// Sets of rules for validating chains, as bits. docs/validation.md compares them.
 struct PathRules {
     enum : unsigned {
-        /// What `x509ValidatePath` checks, and no more.
+        /// Exactly what `x509ValidatePath` checks.
         platform = 1u << 0,
         /// RFC 5280, sections 6.1 and 6.3, RFC 9525 for host names, and extended key usage along the chain.
         rfc5280 = 1u << 1,
-        /// `rfc5280`, and what public CAs keep: no weak hashes, keys or curves, and the form of certificates.
+        /// `rfc5280`, and the rules of public CAs: no weak hashes, keys or curves, and the prescribed form of
+        /// certificates.
         strict = 1u << 2,
     };
 };
@@ -143,8 +145,8 @@ struct PathRules {
 /// A certificate policy that a chain is valid for (RFC 5280, section 6.1.6).
 struct PathPolicy {
     std::vector<unsigned char> oid; ///< Content octets, in the terms of the anchor's domain.
-    /// policyQualifiers, the whole encoding: those of every certificate that the policy passes through, each
-    /// once. Empty if absent, and for further policies after 1 MiB.
+    /// policyQualifiers, the whole encoding: those of every certificate on the policy's way, without
+    /// duplicates. Empty if absent, and for further policies after 1 MiB.
     std::vector<unsigned char> qualifiers;
 };
 
@@ -158,18 +160,18 @@ SEALKIT_API std::string_view getPathRulesName(unsigned rules);
 
 /// What a chain is validated for. The views must live as long as the options.
 ///
-/// The standard rules alone know the policies, `checkLeafCrlOnly` and `otherCertificates`. They heed
-/// `purpose`, which under the platform's rules `x509PathWarnings` does.
+/// Only the standard rules use the policies, `checkLeafCrlOnly` and `otherCertificates`. They check
+/// `purpose`; under the platform's rules only `x509PathWarnings` does.
 struct PathOptions {
     TimePoint now;                                 ///< The time to validate at.
     std::string_view hostName;                     ///< Empty: not checked.
     IPAddr6 address;                               ///< All zero: not checked.
     std::string_view email;                        ///< Empty: not checked.
-    bool checkCrls = false;                        ///< Look for the CRL of every certificate.
-    PathPurpose purpose = PathPurpose::byIdentity; ///< What the leaf is to be used for.
+    bool checkCrls = false;                        ///< Whether each certificate is looked up in a CRL.
+    PathPurpose purpose = PathPurpose::byIdentity; ///< The purpose of the leaf.
     unsigned rules = PathRules::platform;          ///< Bits of `PathRules`. Each set must accept the chain.
     TimePoint validUntil;                          ///< No certificate may expire before it; 0: not checked.
-    bool checkLeafCrlOnly = false; ///< With `checkCrls`: not those of the certificates above the leaf.
+    bool checkLeafCrlOnly = false;                 ///< With `checkCrls`: only the leaf is looked up.
 
     /// user-initial-policy-set (RFC 5280, section 6.1.1): content octets of identifiers. Empty: any policy.
     std::vector<std::vector<unsigned char>> policies;
@@ -177,28 +179,29 @@ struct PathOptions {
     bool inhibitPolicyMapping = false; ///< initial-policy-mapping-inhibit.
     bool inhibitAnyPolicy = false;     ///< initial-any-policy-inhibit.
 
-    /// Certificates that are not trusted and may have signed CRLs. `PathSearch` adds those of its pool.
+    /// Untrusted certificates that may have signed CRLs. `PathSearch` adds those of its pool.
     std::span<std::shared_ptr<X509Certificate> const> otherCertificates;
 };
 
-/// A result of validation with what it is based on.
+/// A result of validation, and its reasons.
 struct PathExplanation {
-    int code = 0;        ///< As `x509ValidatePath` returns it.
-    std::string error;   ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
-    unsigned depth = 0;  ///< The certificate's index in the chain; for a valid chain where it met its anchor.
-    std::string subject; ///< That certificate's display name; empty for an empty chain.
-    std::vector<Fact> facts; ///< What disagrees: expected first, found next.
-    /// The one set of rules that this is the result of: the first, if all accept.
+    int code = 0;      ///< The result of `x509ValidatePath`.
+    std::string error; ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
+    unsigned depth =
+        0; ///< The certificate's index in the chain; for a valid chain, where it meets its anchor.
+    std::string subject;     ///< That certificate's display name; empty for an empty chain.
+    std::vector<Fact> facts; ///< The conflicting facts: what was expected first, what was found next.
+    /// The set of rules that gave this result: the first, if all accept.
     unsigned rules = PathRules::platform;
-    /// What the chain is valid for under the standard rules; anyPolicy where the chain and the caller set no
-    /// bounds. Empty if it is valid for no policy and none is required.
+    /// The policies that the chain is valid for under the standard rules; anyPolicy if neither the chain nor
+    /// the caller restricts them. Empty if it is valid for no policy and needs none.
     std::vector<PathPolicy> policies;
 
-    /// `error`, or the sentence of the code where that is empty. Empty for a valid chain.
+    /// `error`, or if that is empty the sentence of the code. Empty for a valid chain.
     SEALKIT_API std::string reason() const;
 };
 
-/// Something that validation left unchecked.
+/// A check that validation omits and that would fail.
 struct PathWarning {
     PathWarningId id{}; ///< The row of `pathWarnings`.
     unsigned depth =
@@ -207,8 +210,7 @@ struct PathWarning {
     std::vector<Fact> facts; ///< What it is about. May hold any byte.
 };
 
-/// A certificate's subject as text; its subject alternative names joined with ", " if the subject is empty;
-/// empty if both are.
+/// A certificate's subject as text; if the subject is empty, its subject alternative names joined with ", ".
 SEALKIT_API std::string getDisplayName(X509Certificate const& certificate);
 
 /// Appends to `chain` the issuers of `start` that `store` holds, up to the first self-signed one. A null
@@ -221,7 +223,7 @@ SEALKIT_API bool x509BuildPath(CertificateStore const& store, CertificateChain& 
                                std::shared_ptr<X509Certificate> start);
 
 /// Validates a chain at the time `now`. The leaf must bear at least one of the host name, address and e-mail
-/// address that are given; an empty name and the all-zero address mean not given. With `checkCrls` each
+/// address that are given; an empty name and the all-zero address count as not given. With `checkCrls` each
 /// certificate is looked up in the CRL of its issuer. Returns a `PathCode` as a number, 0 if the chain is
 /// valid; on 2, 4, 5 and 7 to 13 assigns a line of text to `*error`, which is otherwise unchanged and may be
 /// null. On 11 writes the chain's distribution points to standard output.
@@ -229,20 +231,20 @@ SEALKIT_API int x509ValidatePath(CertificateChain const& chain, CertificateStore
                                  std::string_view hostName, IPAddr6 const& address, std::string_view email,
                                  bool checkCrls, std::string* error);
 
-/// The decision under each set of `options.rules`, explained: the first refusal, the platform's rules asked
-/// first and the strict ones last, or that the chain is valid. Under the platform's rules it is that of
+/// The decision under the sets of `options.rules`, explained: the first refusal, from the platform's rules to
+/// the strict ones, or that the chain is valid. Under the platform's rules it is the decision of
 /// `x509ValidatePath`. Writes nothing to standard output.
 SEALKIT_API PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,
                                             PathOptions const& options);
 
-/// What validation of this chain leaves unchecked and other validators refuse: from the leaf up to the
-/// certificate where the chain meets the store (or its end), in the order of the chain. CRLs are checked if
+/// What validation of this chain leaves unchecked and other validators refuse, in the order of the chain:
+/// from the leaf up to the trusted certificate, or to the end of the chain. CRLs are checked if
 /// `options.checkCrls` is set. Empty for an empty chain.
 SEALKIT_API std::vector<PathWarning>
 x509PathWarnings(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options);
 
-/// What is wrong with a CRL of `issuer` at the time `now`: its signature, its dates, a limited scope
-/// (RFC 5280, section 5.2.5). Depth and subject are the issuer's, with a depth of 0.
+/// What is wrong with a CRL of `issuer` at the time `now`: its signature, its dates, a limited scope (RFC
+/// 5280, section 5.2.5). The subject is the issuer's, and the depth 0.
 SEALKIT_API std::vector<PathWarning> x509CrlWarnings(X509Crl const& crl, X509Certificate const& issuer,
                                                      TimePoint now);
 

@@ -7,7 +7,7 @@
 /// | `PBEParams` | the parameters of the schemes; `parse`, `save` and `encode` are their DER | C |
 /// | `pbe1_crypt` | encrypts or decrypts with pbeWithSHAAnd3-KeyTripleDES-CBC | C |
 ///
-/// The other schemes are read alone: password_schemes.h lists them. The files themselves are in pkcs12.h.
+/// The other schemes can only be decrypted: password_schemes.h lists them. pkcs12.h has the files themselves.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -21,12 +21,12 @@
 #include <string_view>
 #include <vector>
 
-/// The maximum number of iterations of one derivation, in files too.
+/// The largest number of iterations of one derivation, including those of files.
 inline constexpr unsigned pkcs12MaxIterations = 10'000'000;
 
-/// A password as `pkcs12_kdf` takes it: UTF-8 becomes UTF-16, big-endian, followed by two zero bytes (RFC
-/// 7292, appendix B.1). Characters beyond the basic plane become surrogate pairs. If the bytes are not UTF-8,
-/// each of them is one character, as in Latin-1. The caller wipes the result.
+/// A password in the form that `pkcs12_kdf` takes: UTF-8 becomes UTF-16, big-endian, followed by two zero
+/// bytes (RFC 7292, appendix B.1). Characters beyond the basic plane become surrogate pairs. If the bytes are
+/// not UTF-8, each byte is one character, as in Latin-1. The caller wipes the result.
 SEALKIT_API std::vector<unsigned char> pkcs12_password(std::string_view password);
 
 /// What is derived: the octet that RFC 7292, appendix B.3, calls ID.
@@ -34,8 +34,8 @@ enum class PKCS12Purpose : unsigned char { key = 1, iv = 2, mac = 3 };
 
 /// Fills `out` by the key derivation of RFC 7292, appendix B.2. `password` is as `pkcs12_password` gives it,
 /// or has no bytes at all; `hash` is MD5 or one of SHA-1 to SHA-512. It takes `iterations` digests for each
-/// digest that `out` needs, in whole or in part. Returns false and leaves `out` unchanged for another hash
-/// and for a count of 0.
+/// digest that `out` needs, in whole or in part. Returns false and leaves `out` unchanged if the hash is
+/// another, or the count is 0.
 SEALKIT_API bool pkcs12_kdf(HashID hash, asn1::blob password, asn1::blob salt, unsigned iterations,
                             PKCS12Purpose purpose, std::span<unsigned char> out);
 inline bool pkcs12_kdf(unsigned hash, asn1::blob password, asn1::blob salt, unsigned iterations,
@@ -61,7 +61,7 @@ SEALKIT_API std::vector<unsigned char> encode(PBEParams const& from);
 
 /// Encrypts or decrypts `data` with triple DES in CBC mode; key and IV come from the password and
 /// `params.params`, a `PBEParams`, over SHA-1. `params.oid` is ignored: the caller has checked that it is
-/// pbeWithSHAAnd3-KeyTripleDES-CBC. An empty password is the terminator alone.
+/// pbeWithSHAAnd3-KeyTripleDES-CBC. An empty password consists of the terminator only.
 ///
 /// Encryption pads, so that the result is 1 to 8 bytes longer. Decryption needs one or more whole blocks.
 /// Only the last byte of the padding is checked: it may be 0 to 8, and that many bytes are removed. A wrong
@@ -72,6 +72,6 @@ SEALKIT_API std::vector<unsigned char> encode(PBEParams const& from);
 /// of it.
 SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                             std::vector<unsigned char>& out, bool encrypt);
-/// Offsets count in `params.params`. A padding that cannot be right is `RefusalId::wrongPassword`.
+/// Offsets count in `params.params`. Invalid padding is `RefusalId::wrongPassword`.
 SEALKIT_API bool pbe1_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                             std::vector<unsigned char>& out, bool encrypt, Refusal* refusal);

@@ -1,24 +1,24 @@
 /// Encryption under a password: PBES2 (RFC 8018, section 6.2), as encrypted keys, PKCS#7 and PKCS#12 use it.
 ///
-/// | member | what it is |
-/// | --- | --- |
-/// | `PBES2Params` | the parameters as fields; `parse`, `save` and `encode` are their DER |
-/// | `pbes2_crypt` | encrypts or decrypts by an AlgorithmIdentifier |
-/// | `pbes2_encrypt` | encrypts by a `PBES2Params` |
-/// | `KeyEncryption` | describes how a key, or a content of PKCS#12, is encrypted |
+/// | member          | what it is                                                           |
+/// | --------------- | -------------------------------------------------------------------- |
+/// | `PBES2Params`   | the parameters as fields; `parse`, `save` and `encode` are their DER |
+/// | `pbes2_crypt`   | encrypts or decrypts by an AlgorithmIdentifier                       |
+/// | `pbes2_encrypt` | encrypts by a `PBES2Params`                                          |
+/// | `KeyEncryption` | describes how a key, or a content of PKCS#12, is encrypted           |
 ///
 /// Supported:
 ///
-/// | part | algorithm | bytes |
-/// | --- | --- | --- |
-/// | key derivation | PBKDF2, salt and count of the parameters | |
-/// | its pseudo-random function | hmacWithSHA1 (the default), hmacWithSHA256 | |
-/// | cipher | des-EDE3-CBC | key 24, IV 8 |
-/// | | aes128-CBC, aes192-CBC, aes256-CBC | key 16, 24, 32, IV 16 |
+/// | part                       | algorithm                                  | bytes                 |
+/// | -------------------------- | ------------------------------------------ | --------------------- |
+/// | key derivation             | PBKDF2, salt and count of the parameters   |                       |
+/// | its pseudo-random function | hmacWithSHA1 (the default), hmacWithSHA256 |                       |
+/// | cipher                     | des-EDE3-CBC                               | key 24, IV 8          |
+/// |                            | aes128-CBC, aes192-CBC, aes256-CBC         | key 16, 24, 32, IV 16 |
 ///
 /// The scheme does not authenticate: a wrong password or a changed ciphertext shows in the padding or in the
-/// plaintext, or not at all. Encrypted keys are in pkcs8.h and pem.h. What more their readers decrypt on
-/// request is in password_schemes.h.
+/// plaintext, or not at all. Encrypted keys are in pkcs8.h and pem.h. password_schemes.h lists what their
+/// readers also decrypt on request.
 #pragma once
 
 #include "sealkit/der.h"
@@ -30,7 +30,8 @@
 #include <string_view>
 #include <vector>
 
-/// The maximum number of iterations, in files too: a file must not keep its reader busy for minutes.
+/// The largest number of iterations, including those of files: a file must not keep its reader busy for
+/// minutes.
 inline constexpr unsigned pbes2MaxIterations = 10'000'000;
 
 /// PBES2-params (RFC 8018, appendix A.4). Object identifiers are content octets. None of it is secret.
@@ -68,13 +69,13 @@ SEALKIT_API std::vector<unsigned char> encode(PBES2Params const& from);
 /// may be 0 to b, and that many bytes are removed.
 ///
 /// Returns false if `params` are malformed or have an IV of another length, if `data` cannot be decrypted, or
-/// if it has 4 GiB or more. An unsupported pseudo-random function writes "unsupported PBES2 KDF: <…>" to
-/// standard output and an unsupported cipher "PBES2: unimplemented cipher: <…>", with the name or the dotted
-/// form of the algorithm between the brackets; both return false. The previous content of `out` is always
-/// wiped, and `out` is empty if the result is false. `data` may be a view of it.
+/// if it has 4 GiB or more. For an unsupported pseudo-random function it writes "unsupported PBES2 KDF: <…>"
+/// to standard output, for an unsupported cipher "PBES2: unimplemented cipher: <…>", with the name or the
+/// dotted form of the algorithm between the brackets; both return false. The previous content of `out` is
+/// always wiped, and `out` is empty if the result is false. `data` may be a view of it.
 SEALKIT_API bool pbes2_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                              std::vector<unsigned char>& out, bool encrypt);
-/// Offsets count in `params.params`. A padding that cannot be right is `RefusalId::wrongPassword`.
+/// Offsets count in `params.params`. Invalid padding is `RefusalId::wrongPassword`.
 SEALKIT_API bool pbes2_crypt(AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
                              std::vector<unsigned char>& out, bool encrypt, Refusal* refusal);
 
@@ -84,12 +85,12 @@ SEALKIT_API std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::strin
 SEALKIT_API std::vector<unsigned char> pbes2_encrypt(asn1::blob data, std::string_view password,
                                                      PBES2Params const& p, Refusal* refusal);
 
-/// How a key is encrypted under its password, for people.
+/// A description of how a key is encrypted under its password.
 struct KeyEncryption {
     std::string scheme;        ///< "PBES2", "traditional PEM", or another's name. Empty if malformed.
     std::string cipher;        ///< "AES-256-CBC". Empty if the scheme or its parameters are unsupported.
-    std::string keyDerivation; ///< "PBKDF2 with HMAC-SHA256". Empty in the same cases.
-    unsigned iterations = 0;   ///< 0 in the same cases, and with scrypt.
-    bool isWeak = false;       ///< All keys of the cipher can be tried at a moderate price: 64 bits or fewer.
-    Refusal problem;           ///< Why no password decrypts it; usually nothing.
+    std::string keyDerivation; ///< "PBKDF2 with HMAC-SHA256". Empty if `cipher` is.
+    unsigned iterations = 0;   ///< 0 if `cipher` is empty, and for scrypt.
+    bool isWeak = false;       ///< Keys of 64 bits or fewer: all can be tried at moderate cost.
+    Refusal problem;           ///< Why no password can decrypt it; usually empty.
 };

@@ -8,16 +8,15 @@
 /// | request     | readReq              | readReqFromFile        | CERTIFICATE REQUEST                                  |
 /// | public key  | readPublicKey        | readPublicKeyFromFile  | PUBLIC KEY, RSA PUBLIC KEY                           |
 /// | private key | readPrivateKey       | readPrivateKeyFromFile | [ENCRYPTED, RSA, EC] PRIVATE KEY, others ignored     |
-/// | one plain   | readOneAssimetricKey |                        | PRIVATE KEY, others ignored                          |
+/// | plain key   | readOneAssimetricKey |                        | PRIVATE KEY, others ignored                          |
 ///
 /// Every loader takes the whole contents of a file: text with PEM blocks (RFC 7468), or one object in DER if
-/// the text has no block at all (`readOneAssimetricKey` takes text alone). Where other labels are not
-/// ignored, only the first block is read. A loader that fails returns null, or an empty chain. An unreadable
-/// file counts as empty.
+/// the text has no block at all (`readOneAssimetricKey` takes only text). If other labels are not ignored,
+/// only the first block is read. A loader that fails returns null, or an empty chain. An unreadable file
+/// counts as empty.
 ///
-/// Each loader has an overload with a `Refusal`. It tells apart a missing, an unreadable and an empty file,
-/// an object of another kind (input_kind.h), and PEM whose framing is wrong, which has the number of the
-/// line.
+/// Each loader has an overload with a `Refusal`, which distinguishes a missing, an unreadable and an empty
+/// file, an object of another kind (input_kind.h), and malformed PEM, with the number of the line.
 ///
 /// `PemReader` walks the blocks of a text. `pemDecode` does not accept bodies with headers; `pemDecrypt`
 /// accepts those of encrypted keys.
@@ -44,31 +43,32 @@
 /// unchanged if there is no whole block. The label of the END line is not checked.
 SEALKIT_API bool parsePem(std::string_view& input, std::string_view* label, std::string_view* body);
 
-/// A block of PEM text. Views of the text.
+/// A block of PEM text. The views are of that text.
 struct PemBlock {
     std::string_view label; ///< The text after "BEGIN ".
-    std::string_view body;  ///< The lines between the first and the last.
+    std::string_view body;  ///< The lines between the BEGIN line and the END line.
     std::string_view whole; ///< From the BEGIN line to the END line.
     size_t number = 0;      ///< From 1.
-    size_t line = 0;        ///< The line of the text that is the BEGIN line, from 1.
+    size_t line = 0;        ///< The number of the BEGIN line in the text, from 1.
 };
 
-/// Walks the blocks of a text, which it finds as `parsePem` does, and counts blocks and lines. The text must
+/// Walks the blocks of a text, with the rules of `parsePem`, and counts blocks and lines. The text must
 /// outlive it.
 class SEALKIT_API PemReader {
 public:
     /// Starts before the first block of `text`.
     explicit PemReader(std::string_view text);
 
-    /// Takes the next whole block. Returns false if none is left; `*block` must then not be used.
+    /// Moves to the next whole block. Returns false if there is no further block; `*block` must then not be
+    /// used.
     bool next(PemBlock* block);
 
-    /// Whether no block begins in the rest: a BEGIN line that is malformed, or has no END line after it, is
-    /// refused.
+    /// Returns true if no block begins in the rest of the text. Returns false, with the reason, for a
+    /// malformed BEGIN line and for one without an END line.
     bool finish(Refusal* refusal) const;
 
     std::string_view rest() const { return unread; } ///< The text after the last block.
-    size_t count() const { return blocks; }          ///< How many blocks were taken.
+    size_t count() const { return blocks; }          ///< The number of blocks so far.
     size_t lineOfRest() const { return line; }       ///< The line where `rest` begins, from 1.
 
 private:
@@ -77,30 +77,30 @@ private:
     size_t line = 1;
 };
 
-/// The labels of the blocks of a text, the first three of them, with commas between.
+/// The labels of the first three blocks of a text, separated by commas.
 SEALKIT_API std::string listPemLabels(std::string_view text);
 
-/// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may have blanks and
-/// tabs around them. Returns false if the rest is not base64. The previous content of `out` is always wiped,
+/// Decodes the base64 lines of a block's body. Line ends may be LF or CR LF, and lines may begin and end with
+/// blanks and tabs. Returns false if the rest is not base64. The previous content of `out` is always wiped,
 /// and `out` is empty if the result is false. `body` may be a view of it.
 SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out);
-/// The line of a refusal counts in `body`.
+/// The line of a refusal is counted in `body`.
 SEALKIT_API bool pemDecode(std::string_view body, std::vector<unsigned char>* out, Refusal* refusal);
 
 /// Decrypts a body whose first line is "Proc-Type:" (RFC 1421, section 4.6.1), as traditional "RSA PRIVATE
 /// KEY" and "EC PRIVATE KEY" blocks have it. The next line is "DEK-Info: " with the cipher, DES-EDE3-CBC or
 /// AES-128-CBC, AES-192-CBC or AES-256-CBC, a comma and the IV in hexadecimal. Further headers, each with a
 /// colon in it, and lines that continue them are ignored; a blank line may follow, and then the base64 text.
-/// The key is derived by MD5 from the password and the first 8 bytes of the IV, as this old form requires:
-/// one guess costs one or two MD5 digests. The whole padding is checked.
+/// As this old form requires, the key is derived by MD5 from the password and the first 8 bytes of the IV, so
+/// that a guess costs only one or two MD5 digests. The whole padding is checked.
 ///
-/// Returns false if the headers are different, the IV is not one block, the text is not base64 or not whole
-/// blocks, or the padding is wrong, as it nearly always is under a wrong password. An unsupported cipher
-/// writes "[ERR] unkown encrypted PEM type: " and its name to standard output. The previous content of `out`
-/// is always wiped, and `out` is empty if the result is false.
+/// Returns false if the headers are different, if the IV is not one block, if the text is not base64 or not
+/// whole blocks, or if the padding is wrong, as it nearly always is under a wrong password. For an
+/// unsupported cipher it writes "[ERR] unkown encrypted PEM type: " and its name to standard output. The
+/// previous content of `out` is always wiped, and `out` is empty if the result is false.
 SEALKIT_API bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out,
                             std::string const& password);
-/// The line of a refusal counts in `body`. A padding that is wrong is `RefusalId::wrongPassword`.
+/// The line of a refusal is counted in `body`. Wrong padding is `RefusalId::wrongPassword`.
 SEALKIT_API bool pemDecrypt(std::string_view body, std::vector<unsigned char>* out,
                             std::string const& password, Refusal* refusal);
 
@@ -112,25 +112,25 @@ SEALKIT_API std::vector<unsigned char> encodePemType(std::string const& label,
 SEALKIT_API std::vector<unsigned char> encodePemCertificate(X509Certificate const& certificate);
 /// The block "X509 CRL" with the object's own DER.
 SEALKIT_API std::vector<unsigned char> encodePemCrl(X509Crl const& crl);
-/// The block "CERTIFICATE REQUEST", likewise.
+/// The same for a request: the block "CERTIFICATE REQUEST".
 SEALKIT_API std::vector<unsigned char> encodePemReq(X509Req const& request);
-/// The block "RSA PUBLIC KEY" with the RSAPublicKey of PKCS#1. Empty if the members form no valid key.
+/// The block "RSA PUBLIC KEY" with the RSAPublicKey of PKCS#1. Empty if the key is invalid.
 SEALKIT_API std::vector<unsigned char> encodePemRsaPublicKey(RsaPublicKey const& key);
-/// The block "RSA PRIVATE KEY" or "EC PRIVATE KEY" with the key's own DER, not encrypted, as old programs
-/// read it. Empty for other keys, and if the members form no valid key. The caller wipes it.
+/// The block "RSA PRIVATE KEY" or "EC PRIVATE KEY" with the key's own DER, not encrypted, for old programs.
+/// Empty for other keys, and if the key is invalid. The caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePemTraditionalPrivateKey(PrivateKey const& key);
-/// The block "PRIVATE KEY" with the OneAsymmetricKey of `key`, not encrypted. Empty if the members form no
-/// valid key. The result is as secret as the key: the caller wipes it.
+/// The block "PRIVATE KEY" with the OneAsymmetricKey of `key`, not encrypted. Empty if the key is invalid.
+/// The result is as secret as the key: the caller wipes it.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PrivateKey(PrivateKey const& key);
 /// The block "ENCRYPTED PRIVATE KEY" with `encodePkcs8EncryptedPrivateKey` of `key` under 2048 iterations.
-/// Empty if the members form no valid key.
+/// Empty if the key is invalid.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8EncryptedPrivateKey(PrivateKey const& key,
                                                                          std::string const& password);
-/// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`. Empty if the members form no valid key.
+/// The block "PUBLIC KEY" with the SubjectPublicKeyInfo of `key`. Empty if the key is invalid.
 SEALKIT_API std::vector<unsigned char> encodePemPkcs8PublicKey(PublicKey const& key);
 
-/// A certificate. Null if the first block has another label. `forms` tells for which rules of validation it
-/// is read.
+/// A certificate. Null if the first block has another label. `forms` tells which rules of validation it is
+/// read for.
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text);
 SEALKIT_API std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal,
                                                              FormRules forms = FormRules::platform);
@@ -150,17 +150,17 @@ SEALKIT_API std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(
 
 /// A CRL. Null if the first block has another label.
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text);
-/// `forms` tells for which rules of validation it is read.
+/// `forms` tells which rules of validation it is read for.
 SEALKIT_API std::unique_ptr<X509Crl> readCrl(std::string_view text, Refusal* refusal,
                                              FormRules forms = FormRules::platform);
 /// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal);
 
-/// Further forms that the loader of requests accepts.
+/// Further forms of request files that are accepted.
 struct ReqFileOptions {
-    bool amongOthers =
-        false; ///< Ignores other labels, and takes "NEW CERTIFICATE REQUEST" (RFC 7468, section 7).
+    bool amongOthers = false; ///< Ignores blocks with other labels, and accepts "NEW CERTIFICATE REQUEST"
+                              ///< (RFC 7468, section 7).
 };
 
 /// A certificate request. Null if the first block has another label.
@@ -171,16 +171,16 @@ SEALKIT_API std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* ref
 SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path);
 SEALKIT_API std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Refusal* refusal);
 
-/// Wider forms that key files may have.
+/// Further forms of key files that are accepted.
 struct KeyFileOptions {
-    bool traditionalDer = false;   ///< DER without PEM of RSAPublicKey, RSAPrivateKey and ECPrivateKey.
+    bool traditionalDer = false;   ///< RSAPublicKey, RSAPrivateKey and ECPrivateKey in DER without PEM.
     bool fromCertificates = false; ///< The public key of a certificate or certificate request.
     bool openssh = false;          ///< OpenSSH's own forms (openssh.h).
-    PasswordSchemes schemes = {};  ///< How an encrypted key may be encrypted.
+    PasswordSchemes schemes = {};  ///< The encryption schemes that are accepted.
 };
 
 /// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC KEY").
-/// Null for any other label, such as "EC PUBLIC KEY": that is a point without its curve.
+/// Null for any other label, such as "EC PUBLIC KEY", which holds a point without its curve.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKey(std::string_view text);
 /// The same, from the file at `path`.
 SEALKIT_API std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path);
@@ -199,7 +199,7 @@ SEALKIT_API std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view te
 /// A private key: a OneAsymmetricKey ("PRIVATE KEY", or DER), an EncryptedPrivateKeyInfo ("ENCRYPTED PRIVATE
 /// KEY", or DER; `parsePkcs8EncryptedPrivateKey`), PKCS#1's RSAPrivateKey ("RSA PRIVATE KEY") or RFC 5915's
 /// ECPrivateKey with its curve ("EC PRIVATE KEY"), these two also encrypted (`pemDecrypt`). The password is
-/// used for encrypted keys alone. Blocks with other labels are ignored, so that the key may follow
+/// only used for encrypted keys. Blocks with other labels are ignored, so that the key may follow
 /// certificates; the first block with a key decides.
 SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password);
 /// The same, from the file at `path`.
@@ -222,15 +222,13 @@ SEALKIT_API std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const
                                                                KeyFileOptions options);
 
 /// Describes how the private key of the first block, or of the DER, is encrypted. Returns false if it is not
-/// encrypted. `schemes` tells which encryption the reader of the key takes.
+/// encrypted. `schemes` tells which encryption the reader of the key accepts.
 SEALKIT_API bool findKeyEncryption(std::string_view text, KeyEncryption* to,
                                    PasswordSchemes const& schemes = {});
 
-/// Whether it is the label of a private key that `readPrivateKey` reads, in one of the forms of
-/// `KeyFileOptions` at least.
+/// Whether `label` is that of a private key that `readPrivateKey` reads, possibly with `KeyFileOptions`.
 SEALKIT_API bool isPrivateKeyLabel(std::string_view label);
-/// Whether it is a label of certificate requests, of which there are two (RFC 7468, section 7).
+/// Whether `label` is one of the two for certificate requests (RFC 7468, section 7).
 SEALKIT_API bool isRequestLabel(std::string_view label);
-/// Whether it is a label of messages of PKCS#7 and CMS, of which there are three (RFC 7468, sections 8 and
-/// 9).
+/// Whether `label` is one of the three for messages of PKCS#7 and CMS (RFC 7468, sections 8 and 9).
 SEALKIT_API bool isMessageLabel(std::string_view label);
