@@ -5,9 +5,9 @@
 /// | --- | --- | --- |
 /// | `PKCS12PFX` | a whole file: reading, decrypting, protecting, signing, writing | 4 |
 /// | `PKCS12Attributes` | the attributes of one certificate or key | 4.2 |
-/// | `PKCS12Options` | how a file is read: BER, damaged and unsupported parts, MACs without a count, older schemes and versions | |
+/// | `PKCS12Options` | how a file is read: BER, malformed and unsupported parts, MACs without a count, older schemes and versions | |
 /// | `PKCS12IgnoredBag` | a bag or certificate of a type that is not read | |
-/// | `describeEncryption` | names what contents or keys are encrypted with, supported or not | |
+/// | `describeEncryption` | describes how contents or keys are encrypted, even if that is unsupported | |
 /// | `looksLikePkcs12` | whether bytes have the shape of a file | |
 ///
 /// Reading a file: `parse`, then `decrypt` with the password, then `certificates` and `keys`. The overloads
@@ -18,19 +18,19 @@
 ///
 /// | part | read | written |
 /// | --- | --- | --- |
-/// | integrity | a MAC, a signature (PKCS#7 SignedData), neither | a MAC or a signature |
+/// | integrity | a MAC, a signature (PKCS#7 SignedData), or nothing | a MAC or a signature |
 /// | the MAC's hash | MD5, SHA-1, SHA-256, SHA-384, SHA-512 | those; SHA-256 unless told otherwise |
-/// | privacy | PBES2 (pbes2.h), `pbe1_crypt`, to an RSA recipient (PKCS#7 EnvelopedData), none | all |
-/// | bags | keys, keys under a password, X.509 certificates, bags in bags | keys, keys under a password, X.509 certificates |
+/// | privacy | PBES2 (pbes2.h), `pbe1_crypt`, to an RSA recipient (PKCS#7 EnvelopedData), or nothing | all |
+/// | bags | keys, encrypted keys, X.509 certificates, nested bags | keys, encrypted keys, X.509 certificates |
 ///
-/// RC2, RC4 and PBMAC1 (RFC 9579) are read where `PKCS12Options::schemes` has them, and refused by name
-/// otherwise: they never look like a wrong password. Bags of CRLs and of other secrets are ignored:
-/// `ignoredBags` lists them. Not here: decisions on trust: `signedData->verify` verifies the signature, and
-/// certificates are not verified.
+/// RC2, RC4 and PBMAC1 (RFC 9579) are read if `PKCS12Options::schemes` accepts them. Otherwise the refusal
+/// names the scheme, so that it is never mistaken for a wrong password. Bags of CRLs and of other secrets are
+/// ignored: `ignoredBags` lists them. Not here: decisions on trust. `signedData->verify` verifies the
+/// signature; certificates are not validated.
 ///
-/// A password is UTF-8. The MAC and `pbe1_crypt` take it as `pkcs12_password` gives it, PBES2 as its own
-/// bytes. An empty password is tried as the terminator alone and as no bytes at all, since files are made
-/// with both; the first form is written.
+/// A password is UTF-8. The MAC and `pbe1_crypt` use the result of `pkcs12_password`, PBES2 the bytes
+/// themselves. An empty password is tried both as only the terminator and as no bytes at all, since programs
+/// write both; the first form is written.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -62,43 +62,43 @@ class PKCS12Reading;
 struct Pbmac1;
 } // namespace detail
 
-/// The maximum number of iterations of one `PKCS12PFX::decrypt` for everything in a file: a MAC, a content
-/// and a key at the limit above. A file that needs more is refused before it takes minutes. An empty
-/// password, which is tried in two forms, may take twice as many, and each count that is tried for a MAC adds
-/// its own.
+/// The largest number of iterations of one `PKCS12PFX::decrypt` for everything in a file: enough for a MAC, a
+/// content and a key at `pkcs12MaxIterations`. A file that needs more is refused, as it would take minutes.
+/// An empty password, which is tried in two forms, may take twice as many, and each count that is tried for a
+/// MAC adds its own.
 inline constexpr unsigned pkcs12MaxIterationsPerFile = 3 * pkcs12MaxIterations;
 
 /// The iterations of a MAC whose file gives no count.
 inline constexpr unsigned pkcs12MacIterations = 2048;
 
-/// How contents or keys of a file are encrypted under its password. `problem` concerns the parameters alone,
-/// and its offset counts in `algorithm.params`. `schemes` tells which encryption is read.
+/// How contents or keys of a file are encrypted under its password. `problem` only concerns the parameters,
+/// and its offset is counted in `algorithm.params`. `schemes` tells which encryption is accepted.
 SEALKIT_API KeyEncryption describeEncryption(AlgorithmIdentifier const& algorithm,
                                              PasswordSchemes const& schemes = {});
 
-/// Whether `bytes` begin as a PKCS#12 file does, in DER or BER: a version, and a content with its type. The
+/// Whether `bytes` begin like a PKCS#12 file, in DER or BER: with a version, and a content with its type. The
 /// rest may be malformed or missing.
 SEALKIT_API bool looksLikePkcs12(asn1::blob bytes);
 
 /// How a file is read. The defaults are those of the functions without options.
 struct PKCS12Options {
-    /// For `parse`: reads BER, too, as `parseBer` does.
+    /// For `parse`: also reads BER, as `parseBer` does.
     bool ber = false;
 
     /// A content, bag, certificate or key that is malformed or unsupported is set aside with its refusal
     /// (`PKCS12PFX::unreadable`), and the rest is read. Applies to `parse`, and to `decrypt` and
-    /// `decryptEnveloped` for what they decrypt. What protects the file as a whole must be valid: its form,
-    /// its signature's form, its MAC, and without a MAC the password of one part at least. More than
+    /// `decryptEnveloped` for what they decrypt. What concerns the file as a whole must be valid: its form,
+    /// its signature's form, its MAC and, without a MAC, the password of at least one part. More than
     /// `pkcs12MaxUnreadable` parts are refused.
     bool partial = false;
 
-    /// For `parse`: ignores bytes behind the file, which some programs leave there
-    /// (`PKCS12PFX::ignoredTrailingBytes`). Behind BER they are refused.
+    /// For `parse`: ignores trailing bytes, which some programs write (`PKCS12PFX::ignoredTrailingBytes`).
+    /// After BER they are always refused.
     bool trailingBytes = false;
 
-    /// For `decrypt`: the counts that are tried, in this order, for a MAC whose file does not give its
-    /// iterations. RFC 7292 means 1, which `openssl pkcs12 -nomaciter` and old versions of Python's
-    /// cryptography rely on. Counts that are 0 or above `pkcs12MaxIterations` are ignored.
+    /// For `decrypt`: the counts that are tried, in this order, for a MAC without an iteration count. By RFC
+    /// 7292 that means 1, which `openssl pkcs12 -nomaciter` and old versions of Python's cryptography rely
+    /// on. Counts that are 0 or above `pkcs12MaxIterations` are ignored.
     std::vector<unsigned> macIterations = {pkcs12MacIterations};
 
     /// For `decrypt` and `canDecrypt`: how contents and keys may be encrypted. With `PasswordSchemes::all`,
@@ -106,18 +106,18 @@ struct PKCS12Options {
     /// character, as OpenSSL took it before version 1.1.
     PasswordSchemes schemes = {};
 
-    /// For `parse`, `decrypt` and `decryptEnveloped`: for which rules of validation certificates and the
-    /// signature are read. With `FormRules::standard`, certificates of version 1 are read, too.
+    /// For `parse`, `decrypt` and `decryptEnveloped`: the rules of validation that certificates and the
+    /// signature are read for. With `FormRules::standard`, certificates of version 1 are also read.
     FormRules forms = FormRules::platform;
 };
 
-/// The maximum number of parts that may be set aside in one content of a file that is read partially.
+/// The largest number of parts that may be set aside in one content of a file that is read partially.
 inline constexpr size_t pkcs12MaxUnreadable = 1000;
 
 /// A bag or certificate of a type that is not read.
 struct SEALKIT_API PKCS12IgnoredBag {
     std::vector<unsigned char> type; ///< Content octets of its object identifier.
-    std::string path;                ///< The way to it: "content 2, bag 3".
+    std::string path;                ///< Its place: "content 2, bag 3".
 
     /// "CRL", "secret", "SDSI certificate"; the dotted form of other types.
     std::string name() const;
@@ -129,10 +129,10 @@ struct SEALKIT_API PKCS12Attributes {
     std::vector<unsigned char> localKeyId; ///< Equal for a key and its certificate; empty when absent.
     std::vector<unsigned char> others;     ///< All other attributes, encoded, as they were read.
 
-    /// Whether a certificate has the attribute by which Java knows those that it trusts, Oracle's
-    /// trustedKeyUsage.
+    /// Whether a certificate has Oracle's attribute trustedKeyUsage, by which Java recognises trusted
+    /// certificates.
     bool isTrustedByJava() const;
-    /// Adds that attribute, for any purpose, unless it is there.
+    /// Adds that attribute, for any purpose, if it is missing.
     void setTrustedByJava();
     /// The names of `others`, the dotted form of unknown ones, as far as they are well-formed.
     std::vector<std::string> otherNames() const;
@@ -141,8 +141,8 @@ struct SEALKIT_API PKCS12Attributes {
 /// A PKCS#12 file.
 ///
 /// `save` writes what was parsed, or what the last call of `encrypt`, `setPbes2Params` or `encryptEnveloped`
-/// protected. Before any of these it writes certificates and keys *without protection*. A caller that changes
-/// them afterwards protects them again.
+/// protected. Before any of these it writes certificates and keys *without protection*. After changing them,
+/// protect them again.
 class SEALKIT_API PKCS12PFX {
 public:
     std::unique_ptr<PKCS7SignedData> signedData;   ///< Null when the file is not signed.
@@ -155,19 +155,18 @@ public:
     std::vector<unsigned char> macSalt; ///< The salt of the MAC's key.
     unsigned macIterations = 0;         ///< 0 when the file gives none, which means `pkcs12MacIterations`.
 
-    /// The attributes of `certificates` and of `keys`, by position. A shorter vector means that the rest have
-    /// none.
+    /// The attributes of `certificates` and of `keys`, by position. Missing elements at the end mean no
+    /// attributes.
     std::vector<PKCS12Attributes> certificateAttributes;
     /// Those of `keys`, likewise.
     std::vector<PKCS12Attributes> keyAttributes;
 
-    /// What `encrypt` encrypts with: the scheme, content octets of pbeWithSHAAnd3-KeyTripleDES-CBC or PBES2.
-    /// Empty for the former. `setPbes2Params` sets it to PBES2.
+    /// The scheme that `encrypt` uses: content octets of pbeWithSHAAnd3-KeyTripleDES-CBC or PBES2. Empty
+    /// means the former. `setPbes2Params` sets it to PBES2.
     std::vector<unsigned char> scheme;
     /// The cipher of PBES2: `AesCbc`, which is AES-256, or `TripleDesCbc`.
     CipherID pbes2Cipher = CipherID::AesCbc;
-    /// Iterations of each derivation in what is encrypted, and of its MAC unless `macIterations` says
-    /// otherwise.
+    /// The iterations of each key derivation when encrypting, and of the MAC unless `macIterations` is set.
     unsigned iterations = 10'000;
 
     PKCS12PFX();
@@ -175,17 +174,17 @@ public:
     PKCS12PFX& operator=(PKCS12PFX&&) noexcept;
     ~PKCS12PFX();
 
-    /// Reads a DER PFX of version 3 and replaces what the object held; `scheme`, `pbes2Cipher` and
-    /// `iterations` are unchanged. What is not encrypted is then in `certificates` and `keys`. Returns false
-    /// and leaves the object empty if `pfx` is malformed, has trailing bytes, another version, or a MAC of 0
-    /// or more than `pkcs12MaxIterations` iterations, or if a function below rejects a part. Another version
-    /// writes "PFX: invalid version: " and the number to standard output.
+    /// Reads a DER PFX of version 3 and replaces the contents of the object; `scheme`, `pbes2Cipher` and
+    /// `iterations` are unchanged. Objects that are not encrypted are then in `certificates` and `keys`.
+    /// Returns false and leaves the object empty if `pfx` is malformed, has trailing bytes, another version,
+    /// or a MAC of 0 or more than `pkcs12MaxIterations` iterations, or if a function below rejects a part.
+    /// Another version writes "PFX: invalid version: " and the number to standard output.
     bool parse(asn1::blob pfx);
     bool parse(asn1::blob pfx, Refusal* refusal) { return parse(pfx, {}, refusal); }
     bool parse(asn1::blob pfx, PKCS12Options const& options, Refusal* refusal);
 
     /// The same for BER, which NSS (and so Firefox and Thunderbird) writes: lengths may be indefinite and
-    /// strings segmented, here and in what is decrypted later. DER is accepted, too.
+    /// strings segmented, including those in parts that are decrypted later. DER is also accepted.
     bool parseBer(asn1::blob pfx);
 
     /// The parts of `parse`. Each takes a whole element and adds its content to the object, and returns false
@@ -214,8 +213,8 @@ public:
     std::vector<unsigned char> computeMAC(std::string_view password, asn1::blob salt, asn1::blob data);
 
     /// Checks the MAC, if there is one, and decrypts everything under the password: contents, and the keys in
-    /// them and elsewhere. `certificates` and `keys` then hold what the file does, in its order. Calling it
-    /// again is harmless, and decrypts keys that `decryptEnveloped` has revealed since.
+    /// them and elsewhere. `certificates` and `keys` then hold all objects of the file, in its order. Calling
+    /// it again is harmless, and decrypts keys that `decryptEnveloped` has added since.
     ///
     /// Returns false and leaves the object unchanged if the password is wrong or something cannot be
     /// decrypted. Then standard output says:
@@ -236,16 +235,17 @@ public:
     bool decrypt(std::string_view password);
     /// The same with the default options.
     bool decrypt(std::string_view password, Refusal* refusal) { return decrypt(password, {}, refusal); }
-    /// `RefusalId::macMismatch` is a wrong password or a damaged file. Without a MAC that is `wrongPassword`;
-    /// with one, `contentPassword` means that the password is right for the MAC and not for an encrypted
-    /// part. Offsets count in the file: those of the encrypted part.
+    /// `RefusalId::macMismatch` means a wrong password or a damaged file. Without a MAC, a wrong password is
+    /// `wrongPassword`; with one, `contentPassword` means that the password is right for the MAC but not for
+    /// an encrypted part. Offsets are those of the encrypted part in the file.
     bool decrypt(std::string_view password, PKCS12Options const& options, Refusal* refusal);
 
     /// Whether there is a MAC to check or something encrypted under the password.
     bool needsPassword() const;
     /// Whether there is a content encrypted to a certificate.
     bool needsRecipient() const;
-    /// Whether `decrypt` supports what protects the file, as far as that shows without the password.
+    /// Whether `decrypt` supports the protection of the file, as far as that can be told without the
+    /// password.
     bool canDecrypt(PKCS12Options const& options, Refusal* refusal) const;
 
     /// Decrypts the contents that are encrypted to `certificate` with its RSA `key`, as
@@ -260,21 +260,20 @@ public:
     bool decryptEnveloped(X509Certificate const& certificate, PrivateKey const& key,
                           PKCS12Options const& options, Refusal* refusal);
 
-    /// The number of keys, of contents that are decrypted, that are still encrypted.
+    /// The number of keys in decrypted contents that are still encrypted.
     size_t encryptedKeys() const;
-    /// How the keys under the password, of contents that are decrypted, are encrypted in the file.
+    /// How the file encrypts the keys of decrypted contents.
     std::vector<AlgorithmIdentifier> keyEncryptions() const;
     /// The number of contents that are still encrypted, of `encryptedData` and `envelopedData` together.
     size_t encryptedContents() const;
 
     /// The parts that could not be read, in the file's order. Empty unless `PKCS12Options::partial` was set.
     std::vector<Refusal> unreadable() const;
-    /// The bags and certificates of types that are not read, of contents that are decrypted, in the file's
-    /// order.
+    /// The bags and certificates in decrypted contents whose types are not read, in the file's order.
     std::vector<PKCS12IgnoredBag> ignoredBags() const;
-    /// Whether the file is BER and not DER, as far as that shows without the password.
+    /// Whether the file is BER and not DER, as far as that can be told without the password.
     bool isBer() const { return wasBer; }
-    /// How many bytes behind the file were ignored.
+    /// The number of trailing bytes that were ignored.
     size_t ignoredTrailingBytes() const { return trailing; }
     /// Chooses the hash of the MAC that `encrypt` and `computeMAC` make. Returns false for a hash that
     /// `pkcs12_kdf` does not support.
@@ -295,16 +294,16 @@ public:
 
     /// Protects certificates and keys with the password: certificates in one encrypted content, each key in a
     /// bag of its own encryption, and a MAC over everything. Salts and IVs come from `getDefaultRng`. Earlier
-    /// protection is dropped, and so is a signature; the hash and the count of an earlier MAC are kept, with
-    /// a new salt.
+    /// protection and a signature are removed; the hash and the count of an earlier MAC are kept, with a new
+    /// salt.
     ///
     /// Returns false and leaves the object unchanged if something that is still encrypted or unreadable would
     /// be lost, if a key's members are inconsistent, and if a count, the cipher or the MAC is unsupported.
-    /// Another `scheme` writes "PFX: encrypt supports only 3des" to standard output.
+    /// For another `scheme` it writes "PFX: encrypt supports only 3des" to standard output.
     bool encrypt(std::string_view password);
 
-    /// Chooses PBES2 with `cipher` (Java reads AES alone), PBKDF2 and hmacWithSHA256, for this and later
-    /// calls of `encrypt`. If `content` is empty, it then does what `encrypt` does. Otherwise `content`, a
+    /// Chooses PBES2 with `cipher` (Java only reads AES), PBKDF2 and hmacWithSHA256, for this and later calls
+    /// of `encrypt`. If `content` is empty, it then does what `encrypt` does. Otherwise `content`, a
     /// SafeContents, is appended as one more encrypted content, a MAC over everything is made, and
     /// certificates and keys of the object are not written. Fails as `encrypt` does.
     bool setPbes2Params(std::string_view password, asn1::blob content, CipherID cipher);
@@ -313,9 +312,9 @@ public:
     }
 
     /// Protects certificates and keys for the holder of `recipient`, which has an RSA key: all in one
-    /// enveloped content. Earlier protection is dropped. If `content`, a SafeContents, is not empty, it is
-    /// appended as one more enveloped content instead. A MAC or signature is dropped, as it would no longer
-    /// match: call `sign` afterwards, or make a MAC by `pfx.mac = pfx.computeMAC(password, {},
+    /// enveloped content. Earlier protection is removed. If `content`, a SafeContents, is not empty, it is
+    /// appended as one more enveloped content instead. A MAC or signature is removed, because it would no
+    /// longer match: call `sign` afterwards, or make a MAC by `pfx.mac = pfx.computeMAC(password, {},
     /// pfx.saveAuthenticatedSafe())`. Returns false and leaves the object unchanged if something that is
     /// still encrypted or unreadable would be lost, and if `PKCS7EnvelopedData::encrypt` fails.
     bool encryptEnveloped(X509Certificate const& recipient, asn1::blob content, CipherID cipher);
@@ -328,8 +327,8 @@ public:
     bool sign(X509Certificate const& certificate, PrivateKey const& key, HashID hash);
     bool sign(X509Certificate const& certificate, PrivateKey const& key, unsigned hash);
 
-    /// The DER of the PFX. Empty if a key's members form no valid key, or if certificates or keys contain a
-    /// null pointer. The caller wipes the result if it is not encrypted.
+    /// The DER of the PFX. Empty if a key is invalid, or if certificates or keys contain a null pointer. The
+    /// caller wipes the result if it is not encrypted.
     std::vector<unsigned char> save() const;
     /// The DER of the AuthenticatedSafe, which the MAC and the signature cover. Empty in the same cases.
     std::vector<unsigned char> saveAuthenticatedSafe() const;

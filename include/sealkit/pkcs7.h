@@ -1,19 +1,19 @@
 /// Cryptographic messages: PKCS#7 (RFC 2315) and CMS (RFC 5652).
 ///
-/// | member                      | what it is                                                        | RFC 5652 |
-/// |-----------------------------|-------------------------------------------------------------------|----------|
-/// | `PKCS7SignedData`           | a content with its signers, their certificates and CRLs           | 5.1      |
-/// | `PKCS7SignerInfo`           | one signature: who signed what, and how                           | 5.3      |
-/// | `PKCS7EnvelopedData`        | a content encrypted to the holders of RSA keys                    | 6.1      |
-/// | `PKCS7KeyTransRecipientInfo`| one recipient: its key, and the content key encrypted under it    | 6.2.1    |
-/// | `PKCS7EncryptedContentInfo` | the encrypted content and its algorithm                           | 6.1      |
-/// | `PKCS7EncryptedData`        | a content encrypted under a key that is agreed elsewhere          | 8        |
+/// | member                       | what it is                                                     | RFC 5652 |
+/// | ---------------------------- | -------------------------------------------------------------- | -------- |
+/// | `PKCS7SignedData`            | a content with its signers, their certificates and CRLs        | 5.1      |
+/// | `PKCS7SignerInfo`            | one signature: who signed what, and how                        | 5.3      |
+/// | `PKCS7EnvelopedData`         | a content encrypted to the holders of RSA keys                 | 6.1      |
+/// | `PKCS7KeyTransRecipientInfo` | one recipient: its key, and the content key encrypted under it | 6.2.1    |
+/// | `PKCS7EncryptedContentInfo`  | the encrypted content and its algorithm                        | 6.1      |
+/// | `PKCS7EncryptedData`         | a content encrypted under a key from elsewhere                 | 8        |
 ///
-/// `parse` takes signers that have an RSA key, are named by issuer and serial number, and sign attributes:
-/// the type of the content and its digest. Signatures over the content alone, signers that are named by a key
-/// identifier, and other kinds of keys are refused. A digest algorithm needs its NULL parameters. Everything
-/// is DER; indefinite lengths are refused. For the standard rules (`FormRules`) it takes signers of every
-/// kind, and BER; `addSigner` and `encode` make such messages.
+/// `parse` accepts signers that have an RSA key, are named by issuer and serial number, and sign attributes:
+/// the type of the content and its digest. It refuses signatures over the content itself, signers that are
+/// named by a key identifier, and other kinds of keys. A digest algorithm must have NULL parameters.
+/// Everything is DER; indefinite lengths are refused. For the standard rules (`FormRules`), `parse` accepts
+/// signers of every kind, and BER; `addSigner` and `encode` make such messages.
 ///
 /// Contents are encrypted in CBC mode, under des-EDE3 (key 24, IV 8 bytes) or AES (key 16, 24 or 32, IV 16),
 /// and content keys by PKCS#1 v1.5 (RFC 3370, section 4.2.1). Recipients by key agreement, key-encryption key
@@ -62,22 +62,23 @@ bool readSignedData(Reading& reading, asn1::blob signedData, PKCS7SignedData& to
 
 /// How a signer of a message signs.
 struct PKCS7SignerOptions {
-    /// Of the content and, but for Ed25519, of the signature. Ed25519 signs with SHA-512 alone (RFC 8419).
+    /// The hash of the content and, except for Ed25519, of the signature. Ed25519 only signs with SHA-512
+    /// (RFC 8419).
     HashID hash = HashID::SHA256;
-    /// Names the certificate by its subject key identifier, and not by issuer and serial number.
+    /// Names the certificate by its subject key identifier instead of issuer and serial number.
     bool byKeyId = false;
-    /// Signs attributes (content type, digest and time), and not the content alone. A content of another type
-    /// than data needs them (RFC 5652, section 5.3).
+    /// Whether attributes (content type, digest and time) are signed instead of the content. Required for
+    /// contents of types other than data (RFC 5652, section 5.3).
     bool hasAttributes = true;
     std::optional<TimePoint> signingTime; ///< Among the attributes. The years 1950 to 2049.
-    /// Further ones, each the whole encoding of an Attribute.
+    /// Further attributes, each the whole encoding of an Attribute.
     std::vector<std::vector<unsigned char>> attributes{};
 };
 
 /// SignerInfo (RFC 5652, section 5.3). Object identifiers are content octets throughout.
 class SEALKIT_API PKCS7SignerInfo {
 public:
-    std::vector<unsigned char> authAttributes;  ///< What is signed: the content octets of [0].
+    std::vector<unsigned char> authAttributes;  ///< The signed attributes: the content octets of [0].
     std::vector<unsigned char> issuer;          ///< The whole encoding of the certificate's issuer name.
     std::vector<unsigned char> serialNumber;    ///< Content octets of the certificate's serial number.
     HashID digestAlgorithm = HashID::none;      ///< The hash of the content, and of what is signed.
@@ -127,8 +128,9 @@ public:
     bool sign(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
               asn1::blob content, PKCS7SignerOptions const& options);
 
-    /// What other signers have than those of the narrow form; null for one of those. As of `parse` for the
-    /// standard rules, or of `sign` with options.
+    /// The properties of a signer that the members above cannot express; null for a signer of the form that
+    /// `parse` accepts without `FormRules`. Set by `parse` for the standard rules, and by `sign` with
+    /// options.
     PKCS7SignerForm const* form() const { return otherForm.get(); }
 
     /// The digest that is signed: that of `authAttributes` as a SET (RFC 5652, section 5.4). Empty if `hash`
@@ -166,24 +168,24 @@ private:
 
 /// The form of a signer that is read for the standard rules, or made with options (RFC 5652, section 5.3).
 struct SEALKIT_API PKCS7SignerForm {
-    /// Names the certificate; empty for one that is named by issuer and serial number, which are empty
-    /// otherwise.
+    /// The subject key identifier of the certificate. Empty if issuer and serial number name it, which are
+    /// empty otherwise.
     std::vector<unsigned char> subjectKeyId;
-    bool hasAttributes = true; ///< Whether attributes are signed, and not the content alone.
+    bool hasAttributes = true; ///< Whether attributes are signed instead of the content.
     /// Content octets of the object identifier of the digest algorithm, known or not.
     std::vector<unsigned char> digestAlgorithm;
     AlgorithmIdentifier signatureAlgorithm; ///< The parameters are empty when absent.
-    /// Those behind the first, which is the signer's `counterSignature`.
+    /// All counter-signatures but the first, which is the signer's `counterSignature`.
     std::vector<std::unique_ptr<PKCS7SignerInfo>> furtherCounterSignatures;
-    /// Whether there is a time-stamp of the signature (RFC 3161, appendix A) that is no `msCounterSignature`.
+    /// Whether there is a time-stamp of the signature (RFC 3161, appendix A) other than `msCounterSignature`.
     bool hasTimeStamp = false;
 };
 
-/// SignedData (RFC 5652, section 5.1). Its content may be secret, as that of a signed PKCS#12 file is: `raw`
-/// and `content` are wiped when the object is destroyed or moved to.
+/// SignedData (RFC 5652, section 5.1). Its content may be secret, as in a signed PKCS#12 file: `raw` and
+/// `content` are wiped when the object is destroyed or assigned to.
 class SEALKIT_API PKCS7SignedData {
 public:
-    std::vector<unsigned char> raw; ///< The whole message as it was parsed; what `save` writes unless empty.
+    std::vector<unsigned char> raw; ///< The whole parsed message, which `save` writes unless it is empty.
     std::vector<HashID> digestAlgorithms;   ///< As the message lists them.
     std::vector<unsigned char> contentType; ///< Content octets of the object identifier.
     /// The whole element, an OCTET STRING or a SEQUENCE. Empty for a detached signature; to make one, clear
@@ -204,19 +206,20 @@ public:
     bool parse(asn1::blob message);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob message, Refusal* refusal);
-    /// The same, with the certificates and CRLs that `forms` takes. For `FormRules::standard` this also takes
+    /// The same, with the certificates and CRLs that `forms` accepts. For `FormRules::standard` this also
+    /// accepts
     ///
-    /// - BER, of which `raw` holds the DER;
-    /// - signers that are named by key identifier, sign no attributes, or have other keys, digest and
-    ///   signature algorithms, with parameters that are NULL or absent: their `form` tells;
+    /// - BER, which `raw` holds as DER;
+    /// - signers that are named by key identifier, that sign the content itself, or that have other keys,
+    ///   digest and signature algorithms, with NULL or absent parameters (`PKCS7SignerInfo::form`);
     /// - several counter-signatures;
-    /// - messages of version 4 and 5. Certificates and CRLs of other kinds than X.509, and those that do not
-    ///   parse, are left out: `ignored` tells.
+    /// - messages of versions 4 and 5. Certificates and CRLs that are not X.509 or that do not parse are left
+    ///   out, with the reason in `ignored`.
     ///
-    /// Whether a signer's algorithms are supported is up to whoever checks the message.
+    /// Whether a signer's algorithms are supported is decided when the message is checked.
     bool parse(asn1::blob message, Refusal* refusal, FormRules forms);
 
-    /// Why certificates and CRLs of the message are left out, at most `maxIgnored` of them. As of `parse`.
+    /// Why certificates and CRLs of the message were left out, at most `maxIgnored` of them. Set by `parse`.
     std::vector<Refusal> const& ignored() const { return ignoredObjects; }
     static constexpr size_t maxIgnored = 100; ///< The number of reasons that are kept.
 
@@ -240,23 +243,24 @@ public:
     bool create(X509Certificate const& certificate, PrivateKey const& key, asn1::blob contentTypeOid,
                 asn1::blob content, unsigned hash);
 
-    /// Sets type and content of a message that is made, the content as an OCTET STRING. Signers sign it then.
+    /// Sets the type and content of a new message, the content as an OCTET STRING. Call it before
+    /// `addSigner`.
     void setContent(asn1::blob contentTypeOid, asn1::blob contentOctets);
 
-    /// Appends a signer of the content, its digest algorithm and its certificate, where those are not there
-    /// yet. Returns false and leaves the message unchanged if `PKCS7SignerInfo::sign` fails. To leave the
-    /// content out, clear `content` afterwards; `raw` is cleared here.
+    /// Appends a signer of the content, and its digest algorithm and certificate if the message lacks them.
+    /// Returns false and leaves the message unchanged if `PKCS7SignerInfo::sign` fails. For a detached
+    /// signature, clear `content` afterwards. Clears `raw`.
     bool addSigner(X509Certificate const& certificate, PrivateKey const& key,
                    PKCS7SignerOptions const& options);
 
-    /// The DER of the ContentInfo, with the version that RFC 5652 asks for (section 5.1) and all SETs in
-    /// DER's order: the content, certificates and CRLs as they stand, and signers that `addSigner` or `parse`
-    /// for the standard rules made. Without signers and content it is a bundle of certificates and CRLs
+    /// The DER of the ContentInfo, with the version that RFC 5652, section 5.1, requires and all SETs in
+    /// DER's order: the content, the certificates and CRLs, and the signers that `addSigner` or `parse` for
+    /// the standard rules made. Without signers and content it is a bundle of certificates and CRLs
     /// ("certs-only", RFC 8551, section 3.8).
     std::vector<unsigned char> encode() const;
 
-    /// The content as a file has it: the content octets of an OCTET STRING, the whole element of another
-    /// type. Empty for a detached signature. A view of `content`.
+    /// The content as it would be stored in a file: the content octets of an OCTET STRING, or the whole
+    /// element of another type. Empty for a detached signature. A view of `content`.
     asn1::blob contentOctets() const;
 
     /// The certificate of the message that `verify` takes for the signer's: the first one that has its issuer
@@ -265,12 +269,12 @@ public:
     /// missing.
     std::shared_ptr<X509Certificate> findCertificate(PKCS7SignerInfo const& signer) const;
 
-    /// Whether every signer signed the content, and `store` vouches for its certificate at the time `now`.
+    /// Whether every signer signed the content, and its certificate is valid under `store` at the time `now`.
     /// The content is the message's own, without its identifier and length octets, or `detachedContent` if
     /// the message has none; if there are both, they must be equal. An empty `detachedContent` means not
     /// given.
     ///
-    /// What a signer signed are its attributes: they must hold one content type, the message's, and one
+    /// A signer signs its attributes: they must contain one content type, that of the message, and one
     /// digest, that of the content (RFC 5652, section 5.6). Its certificate is that of `findCertificate`, or
     /// the first of its issuer's name in the store if that is self-signed and has the serial number; a
     /// certificate from elsewhere can be appended to `certificates` first. Chains are searched through the
@@ -278,17 +282,17 @@ public:
     /// CRLs: at most 16 certificates to a chain, 8 chains, and 64 units of work for each signer's
     /// certificate. A message without signers fails.
     ///
-    /// On failure `*reason`, unless `reason` is null, says which signer failed and why: what the best of its
-    /// chains lacks. It may contain any byte of names. `checkMessage` (message_check.h) gives all findings as
-    /// values.
+    /// On failure `*reason`, unless `reason` is null, tells which signer failed and why, with the failure of
+    /// its best chain. It may contain any byte of names. `checkMessage` (message_check.h) gives all findings
+    /// as values.
     ///
-    /// Not checked: what the certificates may be used for, the CRLs of the message, counter-signatures, and
-    /// the signing time, which the signer chose. Nor are the digest algorithms of the message, or whether the
-    /// content is an OCTET STRING or a SEQUENCE: neither is signed.
+    /// Not checked: the purposes of the certificates, the CRLs of the message, counter-signatures, and the
+    /// signing time, which the signer chose; and what is not signed, namely the message's list of digest
+    /// algorithms and whether the content is an OCTET STRING or a SEQUENCE.
     bool verify(CertificateStore const& store, asn1::blob detachedContent, TimePoint now,
                 std::string* reason) const;
-    /// The same, with what `options` (path.h) ask of the chains of the signers' certificates: time, names,
-    /// CRLs, purpose and rules.
+    /// The same, with the `options` (path.h) for the chains of the signers' certificates: time, names, CRLs,
+    /// purpose and rules.
     bool verify(CertificateStore const& store, asn1::blob detachedContent, PathOptions const& options,
                 std::string* reason) const;
 
@@ -363,7 +367,7 @@ SEALKIT_API std::vector<unsigned char> encode(PKCS7EncryptedData const& from);
 struct PKCS7Encryption {
     CipherID cipher = CipherID::AesCbc; ///< Or `TripleDesCbc`.
     unsigned keySize = 0;               ///< In bytes; 0 for the longest, so that AES is AES-256.
-    /// Names recipients by subject key identifier, and not by issuer and serial number.
+    /// Names recipients by subject key identifier instead of issuer and serial number.
     bool byKeyId = false;
 };
 
@@ -405,7 +409,7 @@ public:
     /// The same, with a reason (refusal.h).
     bool parseUnprotectedAttrs(asn1::blob element, Refusal* refusal);
 
-    /// The DER of the ContentInfo, with `version` as it stands.
+    /// The DER of the ContentInfo, with the `version` of the object.
     std::vector<unsigned char> encode() const;
 
     /// Decrypts the content with the key of the first recipient that names `cert`: by its subject key
@@ -421,14 +425,14 @@ public:
     /// - nothing for a key or an IV of a wrong length, a content that is not whole blocks, and wrong padding.
     ///
     /// Only the last byte of the padding is checked. An attacker who learns, for many messages of their own
-    /// making, which failure occurred can decrypt any message: show strangers neither the output nor whether
+    /// making, which failure occurred can decrypt other messages: do not show strangers the output or whether
     /// decryption succeeded. The time of a failure does not tell whether the content key was valid.
     ///
     /// The previous content of `out` is wiped. The caller wipes the result.
     bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out) const;
-    /// The same, silently and with a reason (refusal.h). A bad key block and a content that does not decrypt
-    /// are one refusal, `RefusalId::undecryptable`; all others follow from the message and the kind of the
-    /// key alone.
+    /// The same, silently and with a reason (refusal.h). A malformed key block and a content that does not
+    /// decrypt are one refusal, `RefusalId::undecryptable`; all others follow only from the message and the
+    /// kind of the key.
     bool decrypt(X509Certificate const& cert, PrivateKey const& key, std::vector<unsigned char>& out,
                  Refusal* refusal) const;
     /// The same, with the key of a given recipient of this message, for callers without a certificate.
@@ -444,8 +448,8 @@ public:
     /// be at least one. Trust in the certificates and their key usage are not checked.
     ///
     /// Returns false and leaves the object unchanged if a certificate has no RSA key, one too short for the
-    /// content key, or, if it is asked for, no subject key identifier; if the cipher is unsupported, if `rng`
-    /// fails, and for 4 GiB and more.
+    /// content key, or lacks a subject key identifier that `byKeyId` needs; if the cipher is unsupported, if
+    /// `rng` fails, and if the content has 4 GiB or more.
     bool encrypt(std::span<X509Certificate const* const> recipients, asn1::blob contentType,
                  asn1::blob content, PKCS7Encryption const& how, Rng const& rng);
     /// The same, to one recipient by issuer and serial number.

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-/// The key within a SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT
+/// The key in a SubjectPublicKeyInfo ::= SEQUENCE { algorithm AlgorithmIdentifier, subjectPublicKey BIT
 /// STRING }. Null if `der` is malformed, has trailing bytes, names an algorithm other than those of keys.h,
 /// or holds a key that its class rejects.
 SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der);
@@ -24,7 +24,7 @@ SEALKIT_API std::unique_ptr<PublicKey> parsePkcs8PublicKey(asn1::blob der, Refus
 /// private key is computed. Empty if `parsePkcs8PublicKey` would reject the result.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PublicKey(PublicKey const& key);
 
-/// The key within a OneAsymmetricKey ::= SEQUENCE { version INTEGER, privateKeyAlgorithm AlgorithmIdentifier,
+/// The key in a OneAsymmetricKey ::= SEQUENCE { version INTEGER, privateKeyAlgorithm AlgorithmIdentifier,
 /// privateKey OCTET STRING, attributes [0] OPTIONAL, publicKey [1] OPTIONAL } (RFC 5958, section 2). Version
 /// 1, encoded as 0, is PKCS#8's PrivateKeyInfo (RFC 5208) and has no public key; version 2 may have one,
 /// which must match the private key. Attributes are ignored. Null if `der` is malformed, has trailing bytes,
@@ -37,23 +37,23 @@ SEALKIT_API std::unique_ptr<PrivateKey> parseOneAssimetricKey(asn1::blob der, Re
 /// it.
 SEALKIT_API std::vector<unsigned char> encodePkcs8PrivateKey(PrivateKey const& key);
 
-/// The key within an EncryptedPrivateKeyInfo ::= SEQUENCE { encryptionAlgorithm AlgorithmIdentifier,
+/// The key in an EncryptedPrivateKeyInfo ::= SEQUENCE { encryptionAlgorithm AlgorithmIdentifier,
 /// encryptedData OCTET STRING } (RFC 5958, section 3), which is PBES2 over a OneAsymmetricKey. pbes2.h lists
-/// what is supported, and what is written to standard output otherwise; another scheme writes "PKCS8:
+/// what is supported, and what is written to standard output otherwise; for another scheme it writes "PKCS8:
 /// unsupported PBE: <…>" with its name or dotted form. Null in these cases, if `der` is malformed or has
 /// trailing bytes, and if the decrypted bytes are not a key, which means a wrong password.
 SEALKIT_API std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der,
                                                                       std::string_view password);
-/// Gives `RefusalId::wrongPassword` if the decrypted bytes do not have the shape of a OneAsymmetricKey. A key
-/// of that shape that is rejected gives its own reason, after the path "byte N of the decrypted key": the
-/// password is right. `schemes` tells which encryption is read.
+/// Gives `RefusalId::wrongPassword` if the decrypted bytes do not have the shape of a OneAsymmetricKey. If a
+/// key has that shape but is rejected, the password is right, and the refusal gives the reason after the path
+/// "byte N of the decrypted key". `schemes` tells which encryption is accepted.
 SEALKIT_API std::unique_ptr<PrivateKey> parsePkcs8EncryptedPrivateKey(asn1::blob der,
                                                                       std::string_view password,
                                                                       Refusal* refusal,
                                                                       PasswordSchemes const& schemes = {});
 
 /// The EncryptedPrivateKeyInfo of `key`: PBES2 with PBKDF2, hmacWithSHA256 and aes256-CBC, 16 bytes of salt
-/// and the IV from `getDefaultRng`. Empty if the members form no valid key, or if `iterations` is 0 or above
+/// and the IV from `getDefaultRng`. Empty if the key is invalid, or if `iterations` is 0 or above
 /// `pbes2MaxIterations`.
 SEALKIT_API std::vector<unsigned char>
 encodePkcs8EncryptedPrivateKey(PrivateKey const& key, std::string_view password, unsigned iterations);

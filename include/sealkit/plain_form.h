@@ -1,14 +1,13 @@
-/// Files as editors, mail programs and other tools leave them, rewritten into the form that the loaders of
-/// pem.h take.
+/// Rewriting files from editors, mail programs and other tools into the form that the loaders of pem.h
+/// accept.
 ///
-/// | member                    | what it is                                                      |
-/// | ------------------------- | --------------------------------------------------------------- |
-/// | `makePlain`               | rewrites the contents of a file where that is necessary         |
-/// | `InputNote`               | something unusual in a file that was accepted                   |
-/// | `InputNoteId`, `inputNotes` | what it was: an id with a name in kebab case and a sentence   |
+/// | member                      | what it is                                       |
+/// | --------------------------- | ------------------------------------------------ |
+/// | `makePlain`                 | rewrites the contents of a file if necessary     |
+/// | `InputNote`                 | something unusual in a file that was accepted    |
+/// | `InputNoteId`, `inputNotes` | its id, with a name in kebab case and a sentence |
 ///
-/// Nothing is parsed here: what is rewritten is read by the same loaders as everything else, which may refuse
-/// it.
+/// Nothing is parsed here: the usual loaders read the result, and may refuse it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -22,14 +21,14 @@
 /// What was unusual in a file. `inputNotes` has a name and a sentence for each.
 enum class InputNoteId : unsigned {
     utf16,           ///< Text in UTF-16.
-    byteOrderMark,   ///< A UTF-8 byte-order mark in front of a block that is not the first line.
+    byteOrderMark,   ///< A UTF-8 byte-order mark before a block that is not on the first line.
     carriageReturns, ///< Lines that end with a carriage return alone.
-    indented,        ///< PEM behind blanks.
+    indented,        ///< Indented PEM.
     blockHeaders,    ///< Header lines in a block that is not encrypted.
-    bareBase64,      ///< Base64 without the frame of PEM.
+    bareBase64,      ///< Base64 without PEM lines around it.
     ber,             ///< BER where DER is usual.
-    otherLabel,      ///< A label that names another kind of object than the block holds.
-    trustSettings,   ///< OpenSSL's trust settings beside a certificate.
+    otherLabel,      ///< A label that does not match the object in the block.
+    trustSettings,   ///< OpenSSL's trust settings after a certificate.
 };
 
 /// Something unusual that was accepted.
@@ -37,7 +36,7 @@ struct InputNote {
     InputNoteId id = {}; ///< The row of `inputNotes`.
     size_t block = 0;    ///< The number of the PEM block, from 1; 0 for the whole file.
 
-    /// The block, if it has one, and the sentence.
+    /// The block, if there is one, and the sentence.
     SEALKIT_API std::string str() const;
 };
 
@@ -49,16 +48,16 @@ SEALKIT_API ReasonText<InputNoteId> const& getReasonText(InputNoteId id);
 /// Bytes that may be secret, wiped before their memory is freed.
 using WipedBytes = std::vector<unsigned char, detail::WipingAllocator<unsigned char>>;
 
-/// Rewrites a file into the form that the loaders of pem.h take, and returns true; returns false and leaves
-/// `*plain` unchanged if it has that form already, or none that is known here. Appends what was unusual to
+/// Rewrites a file into the form that the loaders of pem.h accept, and returns true. Returns false and leaves
+/// `*plain` unchanged if the file already has that form, or an unknown one. Appends what was unusual to
 /// `*notes`, unless that is null.
 ///
 /// - Text in UTF-16, with a byte-order mark or recognised by its zeros, becomes UTF-8.
-/// - In a text with PEM, a carriage return alone becomes a line feed; lines of blocks lose the blanks and the
-///   byte-order mark in front of them; header lines become blank lines, except in blocks that are encrypted
-///   under them. The number of a line is that of the original.
-/// - Text that is nothing but the base64 of one DER or BER element becomes that element.
+/// - In a text with PEM, a carriage return without a line feed becomes a line feed; blanks and byte-order
+///   marks at the start of the lines of blocks are removed; header lines become blank lines, except in
+///   encrypted blocks, which need them. Line numbers are those of the original.
+/// - Text that consists of the base64 of one DER or BER element becomes that element.
 ///
-/// An object in DER or BER is left as it is, also where it holds such text. Takes time and memory in
-/// proportion to the input: at most three times its bytes.
+/// An object in DER or BER is unchanged, even if it contains such text. Takes time and memory in proportion
+/// to the input: at most three times its size.
 SEALKIT_API bool makePlain(asn1::blob file, WipedBytes* plain, std::vector<InputNote>* notes);

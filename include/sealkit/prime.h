@@ -1,19 +1,19 @@
 /// Prime numbers.
 ///
-/// | name              | what it is                                                     | standard            |
-/// | ----------------- | -------------------------------------------------------------- | ------------------- |
-/// | `isProbablePrime` | trial division, then Miller-Rabin to random bases              | FIPS 186-5, B.3.1   |
+/// | name              | what it is                                        | standard          |
+/// | ----------------- | ------------------------------------------------- | ----------------- |
+/// | `isProbablePrime` | trial division, then Miller-Rabin to random bases | FIPS 186-5, B.3.1 |
 ///
-/// The test is probabilistic: a composite number passes with a probability that is bounded, but not zero. Its
-/// time is not constant: most composite numbers are found in a fraction of the time of a prime.
+/// The test is probabilistic: a composite number passes with a small, bounded probability. Its time is not
+/// constant: most composite numbers take a fraction of the time of a prime.
 #pragma once
 
 #include "sealkit/bignum.h"
 #include "sealkit/detail/export.h"
 #include "sealkit/rng.h"
 
-/// Rounds of Miller-Rabin for a number of unknown origin. Each lets at most a quarter of the bases pass
-/// for any composite number, however it was chosen: together at most one in 2^128.
+/// Rounds of Miller-Rabin for a number of unknown origin. Any composite number passes one round with a
+/// probability of at most 1/4, however it was chosen, and all rounds with at most 2^-128.
 constexpr unsigned millerRabinRounds = 64;
 
 /// Whether `n` is probably prime: no small prime divides it, and it passes `rounds` rounds of Miller-Rabin to

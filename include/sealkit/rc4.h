@@ -1,11 +1,11 @@
 /// The stream cipher RC4.
 ///
-/// | name  | what it is                                   |
-/// | ----- | -------------------------------------------- |
-/// | `RC4` | the key stream and encryption with it        |
+/// | name  | what it is                            |
+/// | ----- | ------------------------------------- |
+/// | `RC4` | the key stream and encryption with it |
 ///
-/// RC4 is broken (RFC 7465). It serves old formats and protocols that prescribe it; do not use it for
-/// anything new. There is no IV and no authentication, and its memory accesses depend on the key.
+/// RC4 is broken (RFC 7465). It is only here for old formats and protocols that prescribe it. There is no IV
+/// and no authentication, and its memory accesses depend on the key.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -28,15 +28,15 @@ public:
     void setKey(unsigned char const* key, unsigned keyLength);
     /// The next byte of the stream.
     unsigned char gen();
-    /// XORs `len` bytes with the stream and writes them to `out`, which may be the same memory. Decrypts,
-    /// too.
+    /// XORs `len` bytes with the stream and writes them to `out`, which may be the same memory. Also
+    /// decrypts.
     void encrypt(unsigned char const* in, unsigned char* out, unsigned len);
     /// Skips `n` bytes of the stream.
     void skip(unsigned n);
 
 protected:
     unsigned char S[256]; ///< The permutation.
-    std::uint32_t i;      ///< One ahead of the i of the common description, which counts before its use.
+    std::uint32_t i;      ///< One ahead of the i of the usual description, which increments before use.
     std::uint32_t j;      ///< The j of that description.
 };
 

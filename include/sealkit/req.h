@@ -1,11 +1,12 @@
 /// PKCS#10 certificate requests (RFC 2986).
 ///
 /// | member    | what it is                                           | standard                        |
-/// |-----------|------------------------------------------------------|---------------------------------|
+/// | --------- | ---------------------------------------------------- | ------------------------------- |
 /// | `X509Req` | a request: its fields, its attributes, its text form | RFC 2986; RFC 2985, section 5.4 |
 ///
-/// Parsing does not verify the requester's signature. Of the requested extensions the three named below
-/// are stored; the others can be read with `X509Req::extensions`.
+/// Parsing does not verify the requester's signature. Three of the requested extensions are stored in
+/// members: subject alternative names, key usage and extended key usage. The others can be read with
+/// `X509Req::extensions`.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -24,7 +25,7 @@ class SEALKIT_API X509Req : public X509Base {
 public:
     DistinguishedName subject;                       ///< Whom the certificate is requested for.
     std::vector<unsigned char> subjectPublicKeyInfo; ///< The whole element.
-    std::string challengePassword;                   ///< Octets as they stand; empty when absent.
+    std::string challengePassword;                   ///< The octets of the encoding; empty when absent.
     std::vector<GeneralName> subjectAltNames;        ///< Requested.
     unsigned keyUsage = 0;                           ///< Requested: bits of `KeyUsage`.
     unsigned extKeyUsage = 0;                        ///< Requested: bits of `ExtKeyUsage`.
@@ -61,7 +62,7 @@ public:
     /// The requested extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section
     /// 4.1), empty without extensions. The order is key usage (critical), extended key usage, subject
     /// alternative name (critical if the subject is empty), and then those that were parsed and have no
-    /// member; what was parsed and not changed keeps its bytes.
+    /// member. What was parsed and not changed keeps its bytes.
     std::vector<unsigned char> serializeExtensions() const;
 
     /// Rebuilds the CertificationRequestInfo, with unknown attributes that were parsed. Apart from an

@@ -1,14 +1,14 @@
 /// Random bytes.
 ///
-/// | name             | what it is                                                        |
-/// |------------------|-------------------------------------------------------------------|
-/// | `Rng`            | the interface through which random bytes are drawn                |
-/// | `getDefaultRng`  | the one process-wide instance, over the kernel's generator        |
-/// | `kernelRand`     | the Linux `getrandom` system call, repeated until all bytes came  |
-/// | `randombytes`    | the default source in the form that mlkem-native asks for         |
+/// | name            | what it is                                                           |
+/// | --------------- | -------------------------------------------------------------------- |
+/// | `Rng`           | the interface through which random bytes are drawn                   |
+/// | `getDefaultRng` | the one process-wide instance, over the kernel's generator           |
+/// | `kernelRand`    | the Linux `getrandom` system call, repeated until the buffer is full |
+/// | `randombytes`   | the default source in the form that mlkem-native asks for            |
 ///
-/// The library has no generator and no state of its own: every byte comes from the kernel. A failing kernel
-/// generator ends the process, since there is no safe way to go on.
+/// The library has no generator and no state of its own: every byte comes from the kernel. If the kernel's
+/// generator fails, the process is aborted, since there is no safe way to continue.
 #pragma once
 
 #include "sealkit/detail/export.h"
@@ -25,19 +25,18 @@ public:
     /// contents of `buf` are then not random.
     virtual bool fill(unsigned char* buf, unsigned len) const = 0;
 
-    /// The same, but allowed to give bytes before the kernel's generator is fully seeded: for
-    /// things like hash table seeds, never for keys.
+    /// The same, but may return bytes before the kernel's generator is fully seeded: for things like hash
+    /// table seeds, never for keys.
     virtual bool fillInsecure(unsigned char* buf, unsigned len) const = 0;
 };
 
-/// The kernel-backed source, the same object at every call. It holds no state and may be used by
-/// any number of threads at once.
+/// The source that uses the kernel; always the same object. It holds no state and may be used by any number
+/// of threads at once.
 SEALKIT_API Rng& getDefaultRng();
 
-/// Fills `buf` with `len` bytes from `getrandom`: calls that were interrupted or gave too few bytes
-/// are continued. `insecure` passes `GRND_INSECURE`, which Linux knows since 5.6. Returns true, also
-/// for a `len` of 0, which makes no system call; any other failure of the system call aborts the
-/// process.
+/// Fills `buf` with `len` bytes from `getrandom`: interrupted and partial calls are repeated. `insecure`
+/// passes `GRND_INSECURE`, which Linux supports since 5.6. Returns true, also for a `len` of 0, which makes
+/// no system call. Any other failure of the system call aborts the process.
 SEALKIT_API bool kernelRand(unsigned char* buf, unsigned len, bool insecure);
 
 /// The default source under the name and in the form that mlkem-native asks for: fills `out` with `len` bytes
