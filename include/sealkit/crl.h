@@ -119,7 +119,7 @@ public:
     void dump(std::ostream& out) const;
 
     /// The issuer's whole encoding. A view into `tbs`, valid while that is unchanged; empty unless `tbs` has
-    /// the outline of a TBSCertList.
+    /// the shape of a TBSCertList.
     asn1::blob issuerBytes() const;
 
     /// The CRL's own extensions in their order. Views into `tbs`, valid while that is unchanged.

@@ -76,7 +76,7 @@ public:
     void dump(std::ostream& out) const;
 
     /// The subject's whole encoding. A view into `tbs`, valid while that is unchanged; empty unless `tbs` has
-    /// the outline of a CertificationRequestInfo.
+    /// the shape of a CertificationRequestInfo.
     asn1::blob subjectBytes() const;
 
     /// The requested extensions in their order. Views into `tbs`, valid while that is unchanged.

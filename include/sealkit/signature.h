@@ -1,13 +1,13 @@
-/// Signatures by keys of every kind that a file or certificate may hold.
+/// Signatures with keys of any kind that a file or certificate may hold.
 ///
-/// | key        | signs                              | form of the signature                       |
-/// |------------|------------------------------------|---------------------------------------------|
-/// | RSA        | a digest, PKCS#1 v1.5 (RFC 8017)   | as many bytes as the modulus has            |
-/// | EC         | a digest, ECDSA (FIPS 186-5)       | DER of SEQUENCE { r, s } (RFC 5480, A)      |
-/// | Ed25519    | the whole message (RFC 8032)       | 64 bytes                                    |
-/// | X25519     | nothing                            |                                             |
+/// | key     | signs                            | form of the signature                  |
+/// | ------- | -------------------------------- | -------------------------------------- |
+/// | RSA     | a digest, PKCS#1 v1.5 (RFC 8017) | as many bytes as the modulus has       |
+/// | EC      | a digest, ECDSA (FIPS 186-5)     | DER of SEQUENCE { r, s } (RFC 5480, A) |
+/// | Ed25519 | the whole message (RFC 8032)     | 64 bytes                               |
+/// | X25519  | nothing                          |                                        |
 ///
-/// `signMessage` and `verifyMessage`, which take the message and not its digest, serve all of them.
+/// `signMessage` and `verifyMessage`, which take the message and not its digest, work with all of them.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -18,7 +18,7 @@
 #include <vector>
 
 /// The hash that matches the strength of a key: SHA-384 for P-384, SHA-512 for P-521, `HashID::none` for
-/// Ed25519, which has its own, and X25519, and SHA-256 for all others.
+/// Ed25519, which has its own hash, and for X25519; SHA-256 for all others.
 SEALKIT_API HashID getMatchingHash(PublicKey const& key);
 
 /// The signature of `digest`, which was made with `hash`, by an RSA or EC key. Empty for other keys, and if

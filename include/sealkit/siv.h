@@ -1,12 +1,12 @@
-/// AES-SIV (RFC 5297): deterministic authenticated encryption, which survives a repeated nonce.
+/// AES-SIV (RFC 5297): deterministic authenticated encryption, which tolerates repeated nonces.
 ///
 /// | name     | what it is                                  |
 /// | -------- | ------------------------------------------- |
 /// | `AESSIV` | encryption and decryption of whole messages |
 ///
 /// The ciphertext is V, the synthetic IV of 16 bytes that is the tag as well, and then as many bytes as the
-/// plaintext has. Equal messages under equal associated data give equal ciphertexts, and nothing else is
-/// revealed. To hide that as well, pass a nonce as the last string of associated data (RFC 5297 section 3).
+/// plaintext has. Equal messages under equal associated data give equal ciphertexts, which reveals that they
+/// are equal. To hide that, pass a nonce as the last string of associated data (RFC 5297 section 3).
 ///
 /// Not here: messages in pieces, which the mode does not allow, and constant time (`docs/timing.md`).
 #pragma once
@@ -19,15 +19,14 @@
 /// AES-SIV under one key.
 class SEALKIT_API AESSIV {
 public:
-    /// Takes 32, 48 or 64 bytes: first the key of S2V, then as long a key for the encryption. The key is not
-    /// copied: it must outlive the object, and its owner wipes it.
+    /// Takes 32, 48 or 64 bytes: the first half is the key of S2V, the second half the key of the encryption.
+    /// The key is not copied: it must outlive the object, and its owner wipes it.
     explicit AESSIV(std::span<unsigned char const> key);
 
     /// Encrypts (RFC 5297 section 2.6) to `out`, which has room for 16 bytes more than the plaintext; the
-    /// plaintext may stand at `out + 16` and must not overlap it otherwise. An empty plaintext and empty or
-    /// no associated data are messages like others. The count of strings in `ad` is not limited, although the
-    /// security proof ends at 126, a limit that the caller observes. Returns false and writes nothing if the
-    /// key has another length or an input has 4 GiB or more.
+    /// plaintext may be at `out + 16` and must not overlap it otherwise. Plaintext and associated data may be
+    /// empty. The number of strings in `ad` is not checked, although the security proof only holds for up to
+    /// 126. Returns false and writes nothing if the key has another length or an input has 4 GiB or more.
     bool encrypt(std::span<unsigned char const> const& plaintext,
                  std::vector<std::span<unsigned char const>> const& ad, unsigned char* out) const;
     /// Decrypts (RFC 5297 section 2.7) V and ciphertext to `out`, which has room for 16 bytes fewer than the

@@ -4,16 +4,15 @@
 /// | --- | --- |
 /// | `CertificateStore` | the interface through which path building and validation (path.h) look things up |
 /// | `CertificateMemoryStore` | a store in memory, filled from PEM, folders or the system's configuration |
-/// | `LoadedFile` | what became of one file of a folder |
+/// | `LoadedFile` | how one file of a folder was loaded |
 /// | `readCertificates`, `readCertificateBundle`, `readCrls` | every certificate or CRL of a text, and why others are refused |
-/// | `LoadRefusal` | what a store did not take of a file, and why |
+/// | `LoadRefusal` | what was not loaded from a file, and why |
 ///
 /// A store is filled once and then only read. Filling takes no locks; a filled store may serve any number of
-/// threads at once. Look-ups in a store of many objects go through an index, which the first of them makes,
-/// and which grows with the store.
+/// threads at once. The first look-up in a store of many objects makes an index, which then grows with the
+/// store.
 ///
-/// A store decides nothing: it does not check dates, signatures or flags, and validation trusts all that it
-/// holds.
+/// A store does not check dates, signatures or flags: validation trusts all certificates in it.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -35,7 +34,7 @@ public:
     virtual ~CertificateStore() = default;
 
     /// A certificate with this subject name and this subject key identifier; null if the store has none. An
-    /// empty `keyId` means that the name alone decides.
+    /// empty `keyId` matches any certificate with the name.
     virtual std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                              asn1::blob keyId) const = 0;
 
@@ -43,9 +42,9 @@ public:
     virtual std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const = 0;
 };
 
-/// What a file of a folder was loaded as.
+/// How a file of a folder was loaded.
 enum class LoadedAs : unsigned {
-    nothing,     ///< It was read, and holds neither a certificate nor a CRL that was wanted.
+    nothing,     ///< It was read, but has no certificate, and no CRL if CRLs are loaded.
     certificate, ///< Its first certificate was appended.
     crl,         ///< Its CRL was appended.
     empty,       ///< It is empty, unreadable, or not a regular file.
@@ -58,22 +57,22 @@ struct LoadedFile {
     LoadedAs as = LoadedAs::nothing; ///< What was loaded from it.
 };
 
-/// What a loader left out of a file or folder, and why.
+/// What a loader did not load from a file or folder, and why.
 struct LoadRefusal {
-    std::string path; ///< Of the file; of the folder if that cannot be opened.
+    std::string path; ///< The path of the file, or of a folder that cannot be opened.
     Refusal refusal;  ///< Its `block` is the number of the PEM block that is refused.
 };
 
-/// Every certificate of a text, in the text's order, in any form that objects.h takes. Appends to
-/// `*refusals`, unless that is null, why a block is left out, or why the text gives nothing: it is empty, of
-/// an unknown form or holds other objects. Other objects are ignored. Writes nothing to any stream. Here and
-/// below, `forms` tells for which rules of validation objects are read.
+/// Every certificate of a text, in the text's order, in any form that objects.h reads. Appends to
+/// `*refusals`, unless that is null, why a block is left out, or why the text gives no certificate: it is
+/// empty, has an unknown form or holds other objects. Other objects are ignored. Writes nothing to any
+/// stream. In this header, `forms` tells which rules of validation objects are read for.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
 readCertificates(std::string_view text, std::vector<Refusal>* refusals,
                  FormRules forms = FormRules::platform);
-/// The same, or the certificates that signed messages carry (PKCS#7, CMS), whether anybody signed them or
-/// not. Of a text with certificates the messages are ignored. Trust settings (objects.h) do not count: a note
-/// tells of them. Appends to `*notes`, unless that is null.
+/// The same or, if the text has no certificate, those in its signed messages (PKCS#7, CMS), with or without
+/// signers. Trust settings (objects.h) have no effect; a note reports them. Appends to `*notes`, unless that
+/// is null.
 SEALKIT_API std::vector<std::shared_ptr<X509Certificate>>
 readCertificateBundle(std::string_view text, std::vector<Refusal>* refusals,
                       FormRules forms = FormRules::platform, std::vector<InputNote>* notes = nullptr);
@@ -81,8 +80,8 @@ readCertificateBundle(std::string_view text, std::vector<Refusal>* refusals,
 SEALKIT_API std::vector<std::shared_ptr<X509Crl>>
 readCrls(std::string_view text, std::vector<Refusal>* refusals, FormRules forms = FormRules::platform);
 
-/// A store that keeps everything in memory. Loaders only append; the first match in load order
-/// answers a look-up.
+/// A store that keeps everything in memory. Loaders only append; a look-up returns the first match in load
+/// order.
 class SEALKIT_API CertificateMemoryStore : public CertificateStore {
 public:
     std::vector<std::shared_ptr<X509Certificate>> certs; ///< In load order, duplicates included.
@@ -95,45 +94,45 @@ public:
     CertificateMemoryStore& operator=(CertificateMemoryStore&& other) noexcept;
     ~CertificateMemoryStore() override;
 
-    /// Lets the next look-up index the store anew. To be called after elements of `certs` or `crls` were
-    /// replaced, removed or moved, or their names or key identifiers changed: look-ups among more than 64 may
-    /// miss such an element otherwise, or give one that stands behind it. What they give does match, always.
-    /// Appending needs no call.
+    /// Makes the next look-up rebuild the index. Call it after replacing, removing or moving elements of
+    /// `certs` or `crls`, or changing their names or key identifiers: otherwise a look-up among more than 64
+    /// elements may miss such an element, or return a later one. What is returned always matches. After
+    /// appending, no call is needed.
     void reindex();
 
     /// The first certificate whose subject equals `subject` and whose subject key identifier equals `keyId`;
-    /// an empty `keyId` lets the name alone decide. Certificates and CRLs that only the standard rules
-    /// support (`platformRefusal`) are not found.
+    /// an empty `keyId` matches any. Certificates and CRLs that only the standard rules support
+    /// (`platformRefusal`) are not found.
     std::shared_ptr<X509Certificate> findCertificate(DistinguishedName const& subject,
                                                      asn1::blob keyId) const override;
 
     /// The first CRL whose issuer equals the certificate's issuer.
     std::shared_ptr<X509Crl> findCrl(X509Certificate const& certificate) const override;
 
-    /// Appends every certificate of a PEM text (or one in DER). Returns false and appends nothing if there is
-    /// none, or if one of several cannot be parsed.
+    /// Appends every certificate of a PEM text (or one in DER). Returns false and appends nothing if the text
+    /// has no certificate, or if one of several cannot be parsed.
     bool loadFromStr(std::string_view text);
 
     /// Appends the certificate (the first, in PEM) of every file of a folder, and with `withCrls` the CRL of
-    /// every file that holds no certificate. `dir` is used as it is given. Files that hold neither are
-    /// ignored. Returns false, with a line on standard output, only if the folder cannot be opened.
+    /// every file that holds no certificate. `dir` is used unchanged. Other files are ignored. Returns false,
+    /// with a line on standard output, only if the folder cannot be opened.
     bool loadFromDir(std::string_view dir, bool withCrls);
 
-    /// The same, and appends to `*files` what became of each entry other than "." and "..".
+    /// The same, and appends to `*files` how each entry other than "." and ".." was loaded.
     bool loadFromDir(std::string_view dir, bool withCrls, std::vector<LoadedFile>* files);
 
-    /// Appends what `readCertificateBundle` and `readCrls` give, but for copies of what the store holds. The
-    /// number of objects that were read, copies included. A certificate whose trust settings limit it
-    /// (objects.h) is refused, as the store would trust it for everything.
+    /// Appends what `readCertificateBundle` and `readCrls` return, except duplicates of objects in the store.
+    /// Returns the number of objects that were read, including duplicates. A certificate whose trust settings
+    /// limit it (objects.h) is refused, because the store would trust it for everything.
     size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                             FormRules forms = FormRules::platform);
     /// The same of CRLs.
     size_t loadCrls(std::string_view text, std::vector<Refusal>* refusals,
                     FormRules forms = FormRules::platform);
 
-    /// The same from a file, or from every file of a folder in the order of their names; folders in it are
-    /// not entered. Appends to `*refusals`, unless that is null, each file or block that is left out. An
-    /// empty folder gives 0 and no refusal.
+    /// The same from a file, or from every file of a folder in the order of their names; subfolders are not
+    /// entered. Appends to `*refusals`, unless that is null, each file or block that is left out. An empty
+    /// folder gives 0 and no refusal.
     size_t loadCertificatesFrom(std::string const& path, std::vector<LoadRefusal>* refusals,
                                 FormRules forms = FormRules::platform);
     /// The same of CRLs.
@@ -141,7 +140,7 @@ public:
                         FormRules forms = FormRules::platform);
 
     /// Appends what the system's certificate manager trusts for a use: its trusted entries whose use mask
-    /// shares a bit with `usage`, the built-in CA folder where the settings trust it for such a use, and the
+    /// shares a bit with `usage`, the built-in CA folder if the settings trust it for such a use, and the
     /// CRLs of both. With `all`, every trusted entry and the built-in folder, and no CRLs. What is missing or
     /// unreadable is ignored. Always returns true.
     bool loadFromCerm(unsigned usage, bool all);

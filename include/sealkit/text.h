@@ -1,13 +1,13 @@
 /// Text of unknown origin, made safe to show.
 ///
-/// | name            | what it is                                                              |
-/// | --------------- | ----------------------------------------------------------------------- |
-/// | `printable`     | one text, escaped so that it neither steers a terminal nor deceives      |
-/// | `printableLine` | the same for a line that already contains escaped texts                  |
+/// | name            | what it is                                                        |
+/// | --------------- | ----------------------------------------------------------------- |
+/// | `printable`     | one text, escaped so that it cannot control a terminal or mislead |
+/// | `printableLine` | the same for a line that already contains escaped texts           |
 ///
-/// Names, addresses, file names and messages out of certificates and files may hold any byte. Shown as they
-/// are, they can move the cursor of a terminal, reverse the order in which a line reads, or hide a part of
-/// it. Escaped are, byte by byte in the form `\xNN`:
+/// Names, addresses, file names and messages from certificates and files may hold any byte. Unescaped, they
+/// can move the cursor of a terminal, reverse the direction of a line, or hide a part of it. The following
+/// are escaped, byte by byte in the form `\xNN`:
 ///
 /// - bytes that are not UTF-8 (RFC 3629);
 /// - controls (the Unicode category Cc), line feed and tab included;
@@ -24,12 +24,11 @@
 #include <string>
 #include <string_view>
 
-/// `text` with what is named above written as `\xNN`, and the backslash as two: different texts always give
-/// different results, and the result contains no line feed. Text without a backslash that needs no escape is
+/// `text` with these bytes and characters escaped, and each backslash doubled: different texts always give
+/// different results, and the result contains no line feed. Text that needs no escape and has no backslash is
 /// unchanged.
 SEALKIT_API std::string printable(std::string_view text);
 
-/// `line` escaped as by `printable`, but with the backslash as it is: a second net for lines composed of
-/// texts that `printable` has escaped. Applying it again changes nothing. Different lines may give the same
-/// result.
+/// Like `printable`, but backslashes are unchanged: a second safeguard for lines composed of texts that
+/// `printable` has escaped. Applying it again changes nothing. Different lines may give the same result.
 SEALKIT_API std::string printableLine(std::string_view line);

@@ -1,13 +1,13 @@
 /// Time as certificates have it: whole seconds in UTC, in the Gregorian calendar without limits in both
 /// directions.
 ///
-/// | to make one from             | call                                                         |
-/// | ---------------------------- | ------------------------------------------------------------ |
-/// | seconds since 1970, UTC      | `TimePoint::fromSeconds`                                     |
-/// | calendar fields in UTC       | `set`                                                        |
-/// | a UTCTime or GeneralizedTime | `parse`                                                      |
-/// | the system clock, UTC        | `nowUtc`                                                     |
-/// | the system clock, local time | `TimePoint(long)` and `now`, which are shifted by its zone   |
+/// | to make one from             | call                                                       |
+/// | ---------------------------- | ---------------------------------------------------------- |
+/// | seconds since 1970, UTC      | `TimePoint::fromSeconds`                                   |
+/// | calendar fields in UTC       | `set`                                                      |
+/// | a UTCTime or GeneralizedTime | `parse`                                                    |
+/// | the system clock, UTC        | `nowUtc`                                                   |
+/// | the system clock, local time | `TimePoint(long)` and `now`, which are shifted by its zone |
 ///
 /// Not here: time zones, leap seconds, fractions of a second, and writing GeneralizedTime.
 #pragma once
@@ -32,31 +32,32 @@ public:
 
     constexpr TimePoint() = default;
 
-    /// Takes `t` apart as local time and reads the result as UTC: the value is `t` shifted by the offset of
-    /// the local time zone. If local time is not defined for `t`, it is not shifted.
+    /// Converts `t` to local time and reads the result as UTC: the value is `t` shifted by the offset of the
+    /// local time zone. If local time is not defined for `t`, it is not shifted.
     TimePoint(long t);
 
-    /// The time on the clock, read as `TimePoint(long)` reads it.
+    /// The current time, converted as by `TimePoint(long)`.
     static TimePoint now();
 
-    /// The time on the clock in UTC, in every time zone the same.
+    /// The current time in UTC, in any time zone.
     static TimePoint nowUtc();
 
-    /// Takes UTC seconds as they are.
+    /// The time with the given seconds in UTC, unchanged.
     static constexpr TimePoint fromSeconds(std::int64_t utcSeconds) {
         TimePoint point;
         point.seconds = utcSeconds;
         return point;
     }
 
-    /// Takes calendar fields as UTC. Fields outside their ranges carry over, as with `timegm`. Only the six
-    /// fields from `tm_year` to `tm_sec` are used.
+    /// Sets the time from calendar fields in UTC. Fields outside their ranges carry over, as with `timegm`.
+    /// Only the six fields from `tm_year` to `tm_sec` are used.
     void set(std::tm const* fields);
 
-    /// Takes the current element of `from`: UTCTime "YYMMDDhhmmssZ", years 1950 to 2049, or GeneralizedTime
+    /// Reads the current element of `from`: UTCTime "YYMMDDhhmmssZ", years 1950 to 2049, or GeneralizedTime
     /// "YYYYMMDDhhmmssZ", with or without a fraction, which is dropped. "99991231235959Z" becomes
-    /// `noExpiration`. Returns false and leaves the value unchanged for anything else; an element of another
-    /// type is not taken. Fields carry over as with `set`: the 31st of a short month is in the next one.
+    /// `noExpiration`. Returns false and leaves the value unchanged for anything else; the parser does not
+    /// move past an element of another type. Fields carry over as with `set`: the 31st of a short month is in
+    /// the next one.
     bool parse(asn1::parser& from);
 
     /// Reads `time`, the whole element without trailing bytes, in the same way, silently and with a reason
@@ -66,8 +67,8 @@ public:
     /// "YYMMDDhhmmssZ", the text of a UTCTime; the century is dropped.
     std::string toUTC() const;
 
-    /// "Thu Jan  1 00:00:00 1970", as `asctime` has it, for any year. `noExpiration` shows as the
-    /// calendar time that it is read from.
+    /// "Thu Jan 1 00:00:00 1970", the form of `asctime`, for any year. `noExpiration` gives the calendar time
+    /// that it is read from.
     std::string toString() const;
 
     friend constexpr auto operator<=>(TimePoint const&, TimePoint const&) = default;

@@ -1,8 +1,8 @@
 /// Time-stamp messages (RFC 3161): a request that names a digest, and a response with a signed token.
 ///
 /// | member              | what it is                                         | RFC 3161 |
-/// |---------------------|----------------------------------------------------|----------|
-/// | `TimeStampRequest`  | what is to be stamped: parsed and written          | 2.4.1    |
+/// | ------------------- | -------------------------------------------------- | -------- |
+/// | `TimeStampRequest`  | the digest to be stamped: parsed and written       | 2.4.1    |
 /// | `TimeStampResponse` | the answer: a status, and a token if granted       | 2.4.2    |
 /// | `TimeStampStatus`   | why a request was refused, or granted with changes | 2.4.2    |
 /// | `TimeStampInfo`     | what a token states: what was stamped, and when    | 2.4.2    |
@@ -35,7 +35,7 @@ public:
     std::vector<unsigned char> hashedMessage; ///< The digest to be stamped.
     std::vector<unsigned char> policy;        ///< Content octets of the object identifier; empty when absent.
     std::vector<unsigned char> nonce;         ///< Content octets of the INTEGER; empty when absent.
-    unsigned char certReq = 0;                ///< Whether the token is to hold its signer's certificate.
+    unsigned char certReq = 0;                ///< Whether the token shall contain its signer's certificate.
 
     /// Reads a DER request. An absent certReq is false. Returns false if it is malformed, has trailing bytes,
     /// names an unknown digest algorithm or one without its NULL parameters, or has extensions.
@@ -55,7 +55,7 @@ public:
 /// TimeStampResp.
 class SEALKIT_API TimeStampResponse {
 public:
-    std::uint32_t status = 0;               ///< PKIStatus: 0 granted, 1 granted with changes, above refused.
+    std::uint32_t status = 0;               ///< PKIStatus: 0 granted, 1 granted with changes, others refused.
     std::unique_ptr<PKCS7SignedData> token; ///< Null when refused.
 
     /// Reads a DER response. If it is granted, returns whether the token parses; otherwise there is no token,
@@ -63,7 +63,7 @@ public:
     bool parse(asn1::blob response);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob response, Refusal* refusal);
-    /// The same, with the certificates and CRLs that `forms` takes.
+    /// The same, with the certificates and CRLs that `forms` accepts.
     bool parse(asn1::blob response, Refusal* refusal, FormRules forms);
 
     /// Writes the status and, of a granted response, the token to standard output.
@@ -72,7 +72,7 @@ public:
     void dump(std::ostream& out) const;
 };
 
-/// PKIStatus: what became of a request.
+/// PKIStatus: the result of a request.
 enum class TimeStampStatusId : std::uint32_t {
     granted = 0,
     grantedWithModifications = 1,
@@ -99,14 +99,14 @@ SEALKIT_API std::span<ReasonText<TimeStampStatusId> const> timeStampStatuses();
 /// Every failure with its name and sentence, in ascending order.
 SEALKIT_API std::span<ReasonText<TimeStampFailure> const> timeStampFailures();
 
-/// PKIStatusInfo: what a response holds beside its token.
+/// PKIStatusInfo: what a response holds besides its token.
 struct SEALKIT_API TimeStampStatus {
-    std::uint32_t status = 0;               ///< PKIStatus, by the numbers of `TimeStampStatusId`.
-    std::vector<std::string> texts;         ///< Of the TSA, meant as UTF-8: they may hold any byte.
+    std::uint32_t status = 0;       ///< PKIStatus, by the numbers of `TimeStampStatusId`.
+    std::vector<std::string> texts; ///< Messages of the TSA, supposedly UTF-8: they may hold any byte.
     std::vector<TimeStampFailure> failures; ///< Why it was rejected; empty otherwise.
 
     /// Reads the status of a DER response, and fails if `TimeStampResponse::parse` fails for the status.
-    /// Texts and failures that are malformed are ignored, as they decide nothing. `refusal` may be null.
+    /// Malformed texts and failures are ignored, because no decision depends on them. `refusal` may be null.
     bool parse(asn1::blob response, Refusal* refusal);
 
     /// The row of `timeStampStatuses`; null for a number without one.

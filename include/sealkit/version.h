@@ -10,6 +10,6 @@
 
 #include "sealkit/detail/export.h"
 
-/// "1.0.0": major, minor and patch. Programs that are built with a version run with all later ones of the
-/// same major.
+/// "1.0.0": major, minor and patch. A program that was built with one version runs with all later versions of
+/// the same major version.
 SEALKIT_API char const* getSealkitVersion();

@@ -1,11 +1,11 @@
 /// X.509 v3 certificates (RFC 5280), and the signed envelope that they share with CRLs and requests.
 ///
 /// | member            | what it is                                                       | RFC 5280   |
-/// |-------------------|------------------------------------------------------------------|------------|
+/// | ----------------- | ---------------------------------------------------------------- | ---------- |
 /// | `X509Base`        | signed bytes, algorithm and signature of any signed X.509 object | 4.1.1      |
 /// | `X509Certificate` | a certificate: its fields, its extensions, its text form         | 4.1.2, 4.2 |
 /// | `calcKeyId`       | the usual subject key identifier                                 | 4.2.1.2    |
-/// | `X509Extension`   | one extension as it stands in the object                         | 4.1        |
+/// | `X509Extension`   | one extension of an object, as views                             | 4.1        |
 /// | `KeyUsage`        | the bits of `X509Certificate::keyUsage`                          | 4.2.1.3    |
 /// | `ExtKeyUsage`     | the bits of `X509Certificate::extKeyUsage`                       | 4.2.1.12   |
 ///
@@ -14,9 +14,9 @@
 /// To make one, fill in the members, then call `sign` and `serialize`. An object that was parsed or made can
 /// be signed again.
 ///
-/// Parsing checks form, not trust: no signature is verified, no date checked and no usage enforced (path.h
-/// validates). What is unusual but harmless is reported in one line on standard output and ignored.
-/// Certificates of version 1 and 2 are refused, unless they are read for the standard rules (`FormRules`).
+/// Parsing checks form, not trust: signatures, dates and usages are not checked (path.h validates). Unusual
+/// but harmless contents are reported in one line on standard output and ignored. Certificates of version 1
+/// and 2 are refused, unless they are read for the standard rules (`FormRules`).
 #pragma once
 
 #include "sealkit/blob.h"
@@ -70,31 +70,31 @@ struct ExtKeyUsage {
     };
 };
 
-/// One extension as it stands in the signed bytes. The views point into those.
+/// One extension. The views point into the signed bytes.
 struct X509Extension {
     asn1::blob oid;        ///< Content octets of extnID.
     bool critical = false; ///< Whether a reader that does not know it must refuse the object.
     asn1::blob value;      ///< Content octets of extnValue: the DER of the extension's own type.
 };
 
-/// SIGNED{ToBeSigned}: what is signed, how, and the signature (RFC 5280, section 4.1.1).
+/// SIGNED{ToBeSigned}: the signed bytes, the algorithm and the signature (RFC 5280, section 4.1.1).
 class SEALKIT_API X509Base {
 public:
     std::vector<unsigned char> tbs;         ///< The whole element that is signed.
     AlgorithmIdentifier signatureAlgorithm; ///< As it stands outside the signed part.
     std::vector<unsigned char> signature;   ///< The bits of the BIT STRING, without the count of unused ones.
 
-    /// The hash that signing uses when none is named: SHA-256, unless a program chooses another.
+    /// The hash that `sign` uses by default: SHA-256, unless a program sets another.
     static HashID digestAlgo;
 
     virtual ~X509Base() = default;
 
-    /// Rebuilds `tbs` from the members, to be signed by `key` over `hash`. Usually called by `sign` alone.
-    /// Returns false and leaves `tbs` unchanged if the members form no valid object, or if there is no
-    /// signature algorithm for `key` with `hash`.
+    /// Rebuilds `tbs` from the members, to be signed by `key` over `hash`. Usually only called by `sign`.
+    /// Returns false and leaves `tbs` unchanged if the members are invalid, or if there is no signature
+    /// algorithm for `key` with `hash`.
     ///
-    /// What was parsed and not changed since keeps its bytes: names, times, serial numbers, extensions and
-    /// attributes, unknown ones included.
+    /// Names, times, serial numbers, extensions and attributes that were parsed and not changed since keep
+    /// their bytes; so do unknown extensions and attributes.
     virtual bool updateTbs(PrivateKey const& key, HashID hash) = 0;
     bool updateTbs(PrivateKey const& key, unsigned hash) { return updateTbs(key, static_cast<HashID>(hash)); }
 
@@ -113,7 +113,7 @@ public:
     /// The same, with a reason (refusal.h).
     bool unpackObj(asn1::blob object, Refusal* refusal);
 
-    /// Whether `signature` is that of `tbs` under `key`. Returns false, too, if the algorithm is unknown or
+    /// Whether `signature` is that of `tbs` under `key`. Also returns false if the algorithm is unknown or
     /// not one of the key's kind.
     bool verify(PublicKey const& key) const;
 
@@ -138,7 +138,7 @@ private:
                                detail::SignedParts* parts);
 };
 
-/// A certificate. Fields have the values of the last `parse`; those with an empty or absent value below are
+/// A certificate. The members have the values of the last `parse`; those with a stated value for absence are
 /// optional.
 class SEALKIT_API X509Certificate : public X509Base {
 public:
@@ -157,7 +157,7 @@ public:
     std::vector<unsigned char> subjectKeyId;         ///< Empty when absent.
     std::vector<unsigned char> authorityKeyId;       ///< Empty when absent.
     std::vector<GeneralName> subjectAltNames;        ///< In their order; empty when absent.
-    std::vector<GeneralName> crlDistributionPoints;  ///< The full names alone, of all points in a row.
+    std::vector<GeneralName> crlDistributionPoints;  ///< The full names of all points, in one list.
     GeneralName nameConstraintPermitted;             ///< The first permitted subtree; type 255 when none.
     GeneralName nameConstraintExcluded;              ///< The first excluded subtree; type 255 when none.
 
@@ -170,21 +170,21 @@ public:
 
     /// Reads a DER certificate and copies what it keeps. Returns false if `data` is malformed, has trailing
     /// bytes, is not of version 3, has unique identifiers, different outer and inner signature algorithms, a
-    /// repeated extension, a malformed extension of those stored here, or an unknown critical one; the object
-    /// is then partly filled and must not be used.
+    /// repeated extension, a malformed extension that is stored in a member, or an unknown critical
+    /// extension; the object is then partly filled and must not be used.
     ///
     /// Reported on standard output, one line each: unknown extensions, unknown extended key usages,
     /// distribution points without a full name, and constraints that are not enforced.
     bool parse(unsigned char const* data, unsigned len);
     /// The same, silently and with a reason (refusal.h).
     bool parse(asn1::blob der, Refusal* refusal);
-    /// The same. For `FormRules::standard` this also takes certificates of version 1 and 2, unique
+    /// The same. For `FormRules::standard` this also accepts certificates of versions 1 and 2, unique
     /// identifiers, several subtrees and constraints of any kind in critical name constraints, critical
-    /// constraints of policies, and critical extensions that are unknown.
+    /// constraints of policies, and unknown critical extensions.
     bool parse(asn1::blob der, Refusal* refusal, FormRules forms);
 
-    /// Why `parse` refuses the certificate for the platform's rules: not null where it was read for the
-    /// standard rules and needs them. As of the last `parse`; copies share it.
+    /// Why the platform's rules refuse this certificate, which was read for the standard rules; null if they
+    /// accept it. Set by the last `parse`; copies share it.
     Refusal const* platformRefusal() const { return unsupported.get(); }
 
     /// The public key. Null if `subjectPublicKeyInfo` is malformed or its key is unsupported.
@@ -194,25 +194,25 @@ public:
     void setPublicKey(PublicKey const& key);
 
     /// How many CAs may follow below this one (pathLenConstraint, RFC 5280, section 4.2.1.9); nothing if the
-    /// certificate does not say. A number above 32 bits is read as the largest of 32 bits.
+    /// certificate does not limit them. A number of more than 32 bits is read as the largest of 32 bits.
     std::optional<unsigned> pathLength() const { return maxPathLength; }
-    /// Sets it. It is written only if `basicConstraints` is 1.
+    /// Sets the pathLenConstraint, which is written only if `basicConstraints` is 1.
     void setPathLength(std::optional<unsigned> length) { maxPathLength = length; }
 
-    /// Sets the issuer to `name`, the whole encoding of a Name. Its bytes are written unless the
-    /// member is changed afterwards: an issuer must equal the subject of the issuing certificate byte for
-    /// byte (`subjectBytes`), which `DistinguishedName` alone does not keep. Returns false and changes
-    /// nothing if `name` is malformed.
+    /// Sets the issuer to `name`, the whole encoding of a Name. These bytes are written unless the member is
+    /// changed afterwards. An issuer must equal the subject of the issuing certificate byte for byte
+    /// (`subjectBytes`), which `DistinguishedName` does not guarantee. Returns false and changes nothing if
+    /// `name` is malformed.
     bool setIssuer(asn1::blob name);
     /// The same of the subject.
     bool setSubject(asn1::blob name);
 
-    /// Sets an extension, given by the content octets of its identifier and the DER of its own type, as
-    /// `sign` writes it. It replaces one that was parsed or set before; an empty `value` leaves it out. Of
-    /// extended key usages and name constraints, whose members cannot say everything, the members are read
-    /// from `value`, and count again once they are changed. Returns false and changes nothing if `value` is
-    /// malformed for one of these two, or if the extension is another one that has a member: set that. The
-    /// usual extensions have functions in extend.h.
+    /// Sets an extension that `sign` writes, given by the content octets of its identifier and the DER of its
+    /// own type. It replaces one that was parsed or set before; an empty `value` removes it. For extended key
+    /// usages and name constraints, whose members cannot express everything, the members are read from
+    /// `value`; changing them afterwards overrides it. Returns false and changes nothing if `value` is
+    /// malformed for one of these two, or if the extension has a member, which must be set instead. extend.h
+    /// has functions for the usual extensions.
     bool setExtension(asn1::blob oid, bool critical, asn1::blob value);
 
     /// The extensions as `sign` writes them: the whole encoding of Extensions (RFC 5280, section 4.1), empty
@@ -240,9 +240,9 @@ public:
     static void dumpKeyUsage(unsigned bits, std::ostream& out);
 
     /// The issuer's whole encoding. A view into `tbs`, valid while that is unchanged; empty unless `tbs` has
-    /// the outline of a TBSCertificate.
+    /// the shape of a TBSCertificate.
     asn1::blob issuerBytes() const;
-    /// The subject's whole encoding, likewise.
+    /// The same for the subject.
     asn1::blob subjectBytes() const;
 
     /// All extensions in their order, known or not. Views into `tbs`, valid while that is unchanged.
