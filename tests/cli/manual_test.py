@@ -5,7 +5,9 @@ import unittest
 
 from support import ProgramTest
 
-MANUAL = pathlib.Path(__file__).resolve().parents[2] / "docs/manual"
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+MANUAL = ROOT / "docs/manual"
+EXAMPLES = ROOT / "examples"
 BLOCK = re.compile(r"^```(sh|text)\n(.*?)^```", re.DOTALL | re.MULTILINE)
 
 
@@ -29,6 +31,14 @@ class ManualTest(ProgramTest):
         rows = set(re.findall(r"\((\S+)\.md\)", (MANUAL / "README.md").read_text()))
         self.assertEqual(pages, rows)
 
+    def test_cpp_is_quoted_from_the_examples(self):
+        """The examples are built and run by the tests of the package, so that a quotation is, too."""
+        for page in MANUAL.glob("*.md"):
+            text = page.read_text()
+            named = [(EXAMPLES / name).read_text() for name in re.findall(r"`examples/(\w+\.cpp)`", text)]
+            for quoted in re.findall(r"^```cpp\n(.*?)^```", text, re.DOTALL | re.MULTILINE):
+                self.assertTrue(any(quoted in source for source in named), f"{page.name}: {quoted}")
+
     def test_page_read_a_certificate(self):
         self.paste_page("read-a-certificate")
 
@@ -45,6 +55,17 @@ class ManualTest(ProgramTest):
         folder = self.paste_page("run-a-small-ca")
         self.assertIn("FAILED 10", (folder / "verdict.txt").read_text())
 
+    def test_page_sign_and_open_messages(self):
+        folder = self.paste_page("sign-and-open-messages")
+        self.assertEqual((folder / "read.txt").read_text(), "Dear Bob,\n")
+
+    def test_page_pkcs12(self):
+        folder = self.paste_page("pkcs12")
+        self.assertFalse((folder / "none.pem").exists())
+
+    def test_page_port_it(self):
+        self.assertFalse(BLOCK.findall((MANUAL / "port-it.md").read_text()))
+
     def test_page_time_stamps(self):
         self.paste_page("time-stamps")
 
@@ -60,7 +81,7 @@ class ManualTest(ProgramTest):
     def test_page_embed_the_library(self):
         text = (MANUAL / "embed-the-library.md").read_text()
         self.assertFalse(BLOCK.findall(text))
-        examples = {source.name for source in (MANUAL.parents[1] / "examples").glob("*.cpp")}
+        examples = {source.name for source in EXAMPLES.glob("*.cpp")}
         self.assertEqual(set(re.findall(r"`examples/(\w+\.cpp)`", text)), examples)
 
 
