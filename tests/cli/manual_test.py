@@ -3,7 +3,7 @@ import pathlib
 import re
 import unittest
 
-from support import ProgramTest
+from support import ProgramTest, openssl
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 MANUAL = ROOT / "docs/manual"
@@ -16,10 +16,11 @@ class ManualTest(ProgramTest):
         folder = self.dir / name
         folder.mkdir()
         self.environment = {**self.environment, "KP_ROOT": str(folder / "platform")}
-        shown = ""
+        shown = self.shown = ""
         for kind, text in BLOCK.findall((MANUAL / f"{name}.md").read_text()):
             if kind == "sh":
                 shown = self.paste(text.splitlines(), folder).stdout.decode()
+                self.shown += shown
             else:
                 self.assertEqual(shown, text, name)
         return folder
@@ -38,6 +39,31 @@ class ManualTest(ProgramTest):
             named = [(EXAMPLES / name).read_text() for name in re.findall(r"`examples/(\w+\.cpp)`", text)]
             for quoted in re.findall(r"^```cpp\n(.*?)^```", text, re.DOTALL | re.MULTILINE):
                 self.assertTrue(any(quoted in source for source in named), f"{page.name}: {quoted}")
+
+    def test_page_the_program(self):
+        folder = self.paste_page("the-program")
+        output, letter = self.shown, b"Dear Ada,\n"
+
+        def read(name):
+            return (folder / name).read_bytes()
+
+        self.assertTrue(output.startswith("letter.txt: OK\n"), output)
+        self.assertIn("letter.txt: OK\nencrypted private key\n", output)
+        self.assertEqual(output.count("\nOK\n"), 3, output)  # the CA's chain, the signed letter, the bundle
+        self.assertEqual(read("copy.txt"), letter)
+        self.assertNotIn(b"Ada", read("letter.enc"))
+        self.assertEqual(read("letter.key"), read("same.key"))
+        self.assertEqual(read("plain.key"), read("signing.key"))
+        openssl("verify", "-x509_strict", "-crl_check", "-CAfile", folder / "root.pem", "-CRLfile", folder / "acme.crl",
+                "-verify_hostname", "www.acme.example", folder / "www.pem")
+        self.assertEqual(read("signed.txt"), letter)
+        self.assertEqual(read("opened.p7m"), read("letter.p7m"))
+        self.assertNotIn(b"Ada", read("locked.p7m"))
+        self.assertEqual(read("unlocked.txt"), letter)
+        self.assertEqual(re.findall("-----BEGIN (.*)-----", read("www-all.pem").decode()), ["PRIVATE KEY", "CERTIFICATE", "CERTIFICATE"])
+
+        self.paste(["sealkit crl new --ca root.pem -k root.key --previous acme.crl --revoke www.pem,keyCompromise -o next.crl"], folder)
+        self.expect(1, "verify", "--ca", folder / "root.pem", "--crl", folder / "next.crl", folder / "www.pem")
 
     def test_page_read_a_certificate(self):
         self.paste_page("read-a-certificate")

@@ -4,6 +4,7 @@ Environment: SEALKIT as for the tests of the program; SEALKIT_EXAMPLES, the fold
 """
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import unittest
@@ -57,6 +58,12 @@ class ExamplesTest(ProgramTest):
         source = (ROOT / "examples/validate_chain.cpp").read_text()
         code = source[source.index("#include"):]
         self.assertIn(f"```cpp\n{code}```", (ROOT / "README.md").read_text())
+
+    def test_readme_shows_what_it_writes(self):
+        session = next(text for text in re.findall(r"^```console\n(.*?)^```", (ROOT / "README.md").read_text(), re.DOTALL | re.MULTILINE)
+                       if "$ validate_chain " in text)
+        written = "".join(f"$ {line}\n{self.example(*line.split()).stdout.decode()}" for line in re.findall(r"^\$ (.*)$", session, re.MULTILINE))
+        self.assertEqual(written, session)
 
     def test_a_request_and_its_certificate(self):
         self.assertIn(b"www.example.test", openssl("req", "-verify", "-noout", "-text", "-in", self.dir / "host.csr"))
