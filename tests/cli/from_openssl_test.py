@@ -21,7 +21,7 @@ COMPARISONS = {}
 def pairs():
     """Heading, their line and ours, of each entry."""
     for title, block in re.findall(r"^### ([^\n]*)\n\n```sh\n(.*?)^```", PAGE, re.DOTALL | re.MULTILINE):
-        yield title, *block.splitlines()
+        yield title, *re.split(r"(?<!\\)\n", block.rstrip("\n"))
 
 
 class Side:
