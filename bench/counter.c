@@ -39,7 +39,7 @@ static uint64_t began;
 static bool counting;
 static FILE* out;
 
-/* `rest` is how many instructions of the block stand behind the mark. */
+/* `rest` is how many instructions of the block follow the mark. */
 static void on_begin(unsigned cpu, void* rest) {
     (void)cpu;
     began = executed - (uintptr_t)rest;

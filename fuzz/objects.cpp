@@ -65,7 +65,7 @@ void compareReaders(asn1::blob input, InputObjects const& found) {
                    readCertificateBundle(text, nullptr, FormRules::standard).size());
 }
 
-/// One object stays the same in a frame, behind blanks, with the line ends of another system and in UTF-16.
+/// One object stays the same in a frame, after blanks, with the line ends of another system and in UTF-16.
 void reframe(InputObject const& object) {
     std::vector<unsigned char> const der(object.bytes.begin(), object.bytes.end());
     std::vector<unsigned char> const pem = encodePemType("CERTIFICATE", der);

@@ -55,7 +55,7 @@ void checkReversal(AESSIV const& siv, std::span<unsigned char const> plaintext, 
 } // namespace
 
 /// Bytes that say how long the key is, how many strings there are and where to forge; the key; each string
-/// behind its length; the rest is plaintext, and ciphertext as well.
+/// after its length; the rest is plaintext, and ciphertext as well.
 void fuzz::siv(asn1::blob input) {
     unsigned const keyLength = takeByte(input), count = takeByte(input) % 140,
                    bit = 256U * takeByte(input) + takeByte(input);

@@ -37,7 +37,7 @@ public:
         topics |= byte() << 8;
     }
 
-    /// A number below `end`; 0 behind the end of the input.
+    /// A number below `end`; 0 after the end of the input.
     unsigned below(unsigned end) { return byte() % end; }
     /// The same, but 0 most times.
     unsigned seldom(unsigned end) {

@@ -164,9 +164,9 @@ inline constexpr size_t maxMessageCertificates = 1000;
 /// The number of signers above which a message is not checked.
 inline constexpr size_t maxMessageSigners = 100;
 /// The largest number of certificates with the same issuer and serial number, or the same key identifier,
-/// that are tried for one signer, and the largest number of failed signature verifications in a message.
+/// that are tried for one signer.
 inline constexpr size_t maxSignerCandidates = 8;
-/// The number of signatures of a message that are verified in vain.
+/// The largest number of failed signature verifications in a message.
 inline constexpr size_t maxVainSignatures = 64;
 /// The largest number of counter-signatures that are checked, nested ones and those of all signers included.
 inline constexpr size_t maxCounterSignatures = 100;

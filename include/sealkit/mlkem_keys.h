@@ -46,8 +46,8 @@ struct SEALKIT_API MlkemKeyForm {
 SEALKIT_API bool parseMlkemPrivateKey(asn1::blob der, MLKEMDecap& to, Refusal* refusal,
                                       MlkemKeyForm* form = nullptr);
 
-/// Reads an EncryptedPrivateKeyInfo on the same terms. `RefusalId::wrongPassword` if the decrypted bytes do
-/// not have the shape of a OneAsymmetricKey.
+/// Reads an EncryptedPrivateKeyInfo under the same conditions. `RefusalId::wrongPassword` if the decrypted
+/// bytes do not have the shape of a OneAsymmetricKey.
 SEALKIT_API bool parseMlkemEncryptedPrivateKey(asn1::blob der, std::string_view password, MLKEMDecap& to,
                                                Refusal* refusal, MlkemKeyForm* form = nullptr);
 

@@ -17,7 +17,7 @@ public:
     /// `bytes` must outlive the object.
     explicit BerConversion(asn1::blob bytes) : input(bytes) {}
 
-    /// Reads the input. Refuses what is malformed, bytes behind it, and elements that are nested too deep.
+    /// Reads the input. Refuses what is malformed, bytes after it, and elements that are nested too deep.
     bool scan(Reading& reading);
     /// Whether there is something to rewrite in what was read.
     bool isBer() const { return isFound; }

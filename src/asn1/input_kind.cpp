@@ -57,7 +57,7 @@ bool enterSequence(asn1::blob& bytes) {
 bool isTime(unsigned elementTag) { return elementTag == tag::utcTime || elementTag == tag::generalizedTime; }
 
 /// Of SIGNED{ToBeSigned} by the first fields of what is signed (RFC 5280, sections 4.1 and 5.1; RFC 2986,
-/// section 4.1): what comes behind them may be damaged or missing. `otherDer` of anything else.
+/// section 4.1): what comes after them may be damaged or missing. `otherDer` of anything else.
 InputKind kindOfSigned(asn1::blob der) {
     if (!enterSequence(der) || !enterSequence(der))
         return InputKind::otherDer;

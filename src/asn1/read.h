@@ -25,7 +25,7 @@ bool readGeneralName(Reading& reading, asn1::blob name, GeneralName& to);
 /// Takes a Time (RFC 5280, section 4.1.2.5) as `TimePoint::parse` does. `field` names it in refusals.
 bool readTime(Level& level, TimePoint* to, char const* field = nullptr);
 
-/// `TimePoint::parse` of an element with nothing behind it.
+/// `TimePoint::parse` of an element with nothing after it.
 bool readTime(Reading& reading, asn1::blob element, TimePoint* to);
 
 /// The content of an AlgorithmIdentifier: the content octets of its object identifier and the whole encoding

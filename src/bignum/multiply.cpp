@@ -13,7 +13,7 @@ using detail::NativeLimb;
 namespace {
 
 /// Makes room for `digits` digits of a result in r. Where r is an operand too, its value moves out
-/// of the way into further digits behind them, which the caller drops with the rest: the copy stays
+/// of the way into further digits after them, which the caller drops with the rest: the copy stays
 /// in storage that is wiped when it is freed. Returns where it is then.
 Digit* makeRoom(BigNum& r, size_t digits, bool isOperand) {
     size_t moved = isOperand ? r.size() : 0;

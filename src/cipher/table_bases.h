@@ -1,4 +1,4 @@
-/// Addresses of look-up tables that lie one behind the other.
+/// Addresses of look-up tables that lie one after the other.
 #pragma once
 
 #include <array>

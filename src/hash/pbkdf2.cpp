@@ -14,7 +14,7 @@
 namespace {
 
 /// HMAC over the hash `H` under one password, at the price of two compressions a digest: the chaining values
-/// behind the two pads are kept, and what is hashed in the long run is a digest, which always fills one
+/// after the two pads are kept, and what is hashed in the long run is a digest, which always fills one
 /// block with the same padding. `H` writes its chaining value big-endian.
 template <typename H, unsigned blockSize, unsigned digestSize>
 class PasswordHmac final : private H {
@@ -97,14 +97,14 @@ private:
             detail::storeBigEndian(this->block + word * sizeof(Word), from[word]);
     }
 
-    /// Hashes the digest that the chaining value holds, behind a pad.
+    /// Hashes the digest that the chaining value holds, after a pad.
     void compressDigest(State const& pad) {
         storeDigest(this->state);
         std::memcpy(this->state, pad, sizeof pad);
         H::transform();
     }
 
-    State inner, outer; ///< The chaining values behind the pads.
+    State inner, outer; ///< The chaining values after the pads.
     State sum;
 };
 

@@ -74,7 +74,7 @@ void mixBlocks(std::uint32_t const* from, std::uint32_t* to, size_t r, Scratch& 
     std::memcpy(scratch.x, from + (2 * r - 1) * salsaWords, sizeof scratch.x);
     for (size_t i = 0; i < 2 * r; i++) {
         salsa(scratch, from + i * salsaWords);
-        // The even blocks come first, the odd ones behind them.
+        // The even blocks come first, the odd ones after them.
         std::memcpy(to + (i / 2 + i % 2 * r) * salsaWords, scratch.x, sizeof scratch.x);
     }
 }

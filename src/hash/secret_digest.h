@@ -10,7 +10,7 @@
 
 namespace detail {
 
-/// The digest, `size` bytes, that the hash class `H` makes of all parts, one behind the other. It is wiped
+/// The digest, `size` bytes, that the hash class `H` makes of all parts, one after the other. It is wiped
 /// where its scope ends.
 template <typename H, size_t size>
 struct SecretDigest {

@@ -13,7 +13,7 @@ namespace detail {
 /// each.
 void appendBmp(std::vector<unsigned char>& to, std::string_view text);
 
-/// A password with each of its bytes as a character, with the two zero bytes behind them that
+/// A password with each of its bytes as a character, with the two zero bytes after them that
 /// `pkcs12_password` has. The caller wipes it.
 std::vector<unsigned char> bmpOfBytes(std::string_view password);
 

@@ -38,7 +38,7 @@ std::vector<unsigned char> encryptPadded(ContentCipher const& cipher, Cipher& ke
 /// are not looked at. When the last says more it is false and `out` holds all that was decrypted.
 bool decryptPadded(ContentCipher const& cipher, Cipher& keyed, asn1::blob data,
                    std::vector<unsigned char>& out);
-/// Takes off as many bytes as the last one says, on the same terms.
+/// Takes off as many bytes as the last one says, under the same conditions.
 bool removePadding(unsigned blockSize, std::vector<unsigned char>& plain);
 
 } // namespace detail

@@ -52,7 +52,7 @@ bool readSignature(Reading& reading, asn1::blob sig, NamedCurve const& curve, Bi
     if (!curve.takeScalar(*r, &scalar) || !curve.takeScalar(*s, &scalar))
         return reading.refuse(RefusalId::malformedSignature, content);
     // There is one encoding of r and s: no other says the same with a negative number, a longer length,
-    // a longer number or something behind (X.690, sections 8.3.2 and 10.1).
+    // a longer number or something after (X.690, sections 8.3.2 and 10.1).
     return asn1::blob(writeSignature(*r, *s)) == sig ||
            reading.refuse(RefusalId::malformedSignature, content);
 }
@@ -110,7 +110,7 @@ private:
         unsigned char K[maxDigest] = {};
         unsigned char V[maxDigest];
         unsigned char T[maxOrder + maxDigest];
-        unsigned char seed[1 + 2 * maxOrder]; ///< Behind the separator, as the two are digested together.
+        unsigned char seed[1 + 2 * maxOrder]; ///< After the separator, as the two are digested together.
 
         ~State() { secureMemset(this, 0, sizeof *this); }
     };

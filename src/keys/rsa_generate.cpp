@@ -32,7 +32,7 @@ public:
     /// generator fails or is not random.
     ///
     /// Every candidate is drawn afresh, so that all primes which fulfil the conditions are equally likely.
-    /// Searching on from one random number would favour primes behind long gaps, and save little: a number
+    /// Searching on from one random number would favour primes after long gaps, and save little: a number
     /// with a small factor, as most have, is recognised in about the time that it takes to draw.
     bool draw(BigNum* prime, BigNum const* other) {
         for (unsigned i = 0; i < candidates; ++i)

@@ -21,7 +21,7 @@ constexpr size_t minPaddingBytes = 8;
 /// nobody looks at.
 constexpr unsigned leastForgivingBits = 17;
 
-/// What stands behind the padding of a decrypted signature block, which must be 00, 01, at least
+/// What follows the padding of a decrypted signature block, which must be 00, 01, at least
 /// eight FF, 00.
 std::optional<asn1::blob> payloadOf(asn1::blob block) {
     if (block.size() < 3 + minPaddingBytes || block[0] != 0x00 || block[1] != 0x01)

@@ -42,7 +42,7 @@ std::string_view takeField(std::string_view& text, std::string_view ends) {
     return field;
 }
 
-/// Takes the line "DEK-Info: NAME,IV" apart. What follows the IV behind a blank is not looked at.
+/// Takes the line "DEK-Info: NAME,IV" apart. What follows the IV after a blank is not looked at.
 bool parseDekInfo(std::string_view line, std::string_view* name, std::string_view* iv) {
     if (!line.starts_with(dekInfo))
         return false;
@@ -57,7 +57,7 @@ bool parseDekInfo(std::string_view line, std::string_view* name, std::string_vie
     return !iv->empty();
 }
 
-/// Passes over the headers that are left, which have a colon or continue the one before behind a blank (RFC
+/// Passes over the headers that are left, which have a colon or continue the one before after a blank (RFC
 /// 1421, section 4.6; RFC 822, section 3.1.1).
 void skipHeaders(std::string_view& body) {
     for (std::string_view rest = body; !rest.empty(); body = rest) {

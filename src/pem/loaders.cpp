@@ -61,7 +61,7 @@ auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read re
     return object;
 }
 
-/// Refuses what is left behind the last block, which was refused as a `wanted` in DER already.
+/// Refuses what is left after the last block, which was refused as a `wanted` in DER already.
 void refuseRest(Reading& reading, std::string_view text, PemReader const& reader, InputKind wanted,
                 std::string_view wantedLabel) {
     InputKind const kind = findInputKind(reader.rest());

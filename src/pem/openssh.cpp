@@ -63,7 +63,7 @@ SshType const* typeOf(PublicKey const& key) {
     return row == std::end(types) ? nullptr : row;
 }
 
-/// Reads the fields of RFC 4251, section 5, one behind the other.
+/// Reads the fields of RFC 4251, section 5, one after the other.
 class Fields {
 public:
     Fields(Reading& carried, asn1::blob bytes) : reading(carried), rest(bytes) {}
@@ -264,7 +264,7 @@ bool readFile(Reading& reading, asn1::blob bytes, SshFile& to) {
         return reading.refuse(count == 0 ? RefusalId::malformedOpensshKey : RefusalId::severalKeys,
                               fields.rest, {{"keys", std::to_string(count)}});
     return fields.take(&to.publicKey, "public key") && fields.take(&to.privatePart, "private key") &&
-           // Behind an encrypted part stands its authentication.
+           // After an encrypted part stands its authentication.
            (fields.rest.empty() || viewOf(to.cipher) != none ||
             reading.refuse(RefusalId::trailingBytes, fields.rest));
 }

@@ -16,7 +16,7 @@ inline constexpr std::string_view opensshLabel = "OPENSSH PRIVATE KEY";
 /// The key of a block with that label; null when it is refused. `comment` may be null.
 std::unique_ptr<PrivateKey> readOpensshBlock(Reading& reading, PemBlock const& block,
                                              std::string* comment = nullptr);
-/// The public key in front of it, which is never encrypted.
+/// The public key before it, which is never encrypted.
 std::unique_ptr<PublicKey> readOpensshPublicBlock(Reading& reading, PemBlock const& block);
 /// The key of a line.
 std::unique_ptr<PublicKey> readOpensshLine(Reading& reading, std::string_view text,

@@ -66,7 +66,7 @@ bool refuseBody(detail::Reading& reading, PemBlock const& block) {
     return reading.refuseLine(RefusalId::pemMalformedBase64, block.number, last);
 }
 
-/// Refuses the first line that begins a block behind blanks, which hide it. True if no line does.
+/// Refuses the first line that begins a block after blanks, which hide it. True if no line does.
 bool refuseIndented(detail::Reading& reading, std::string_view text) {
     size_t number = 0;
     while (!text.empty()) {

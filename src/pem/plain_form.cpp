@@ -157,7 +157,7 @@ private:
         append(plain, inner);
     }
 
-    /// Whether a line has a colon or continues one behind a blank (RFC 1421, section 4.6; RFC 822, section
+    /// Whether a line has a colon or continues one after a blank (RFC 1421, section 4.6; RFC 822, section
     /// 3.1.1). Ends the headers if not.
     bool isHeader(std::string_view inner, size_t indent) {
         bool const continues = wasHeader && indent > blockIndent && !inner.empty();

@@ -12,7 +12,7 @@ namespace detail {
 
 inline constexpr std::string_view beginMark = "-----BEGIN ", endMark = "-----END ";
 
-/// Some editors write a byte-order mark in front of text. The stated loaders find no block behind it.
+/// Some editors write a byte-order mark before text. The stated loaders find no block after it.
 inline std::string_view withoutByteOrderMark(std::string_view text) {
     constexpr std::string_view mark = "\xEF\xBB\xBF";
     if (text.starts_with(mark))
@@ -37,7 +37,7 @@ bool finish(Reading& reading, PemReader const& reader);
 /// Decodes the body of a block. What `out` held is wiped in any case; it is empty on failure.
 bool decode(Reading& reading, PemBlock const& block, std::vector<unsigned char>* out);
 
-/// Decrypts the body of a block on the same terms. Without a password that is refused, as
+/// Decrypts the body of a block under the same conditions. Without a password that is refused, as
 /// `RefusalId::passwordRequired` unless no password decrypts it.
 bool decrypt(Reading& reading, PemBlock const& block, std::optional<std::string_view> password,
              std::vector<unsigned char>* out);
@@ -46,7 +46,7 @@ bool decrypt(Reading& reading, PemBlock const& block, std::optional<std::string_
 struct DekInfo {
     std::string_view cipher;
     std::vector<unsigned char> iv;
-    std::string_view text; ///< The lines of base64 behind the headers.
+    std::string_view text; ///< The lines of base64 after the headers.
     size_t line = 0;       ///< The line before those.
 };
 

@@ -104,7 +104,7 @@ bool checkType(Reading& reading, EnvelopedMessage const& message) {
     return true;
 }
 
-/// What stands behind the content of AuthEnvelopedData.
+/// What follows the content of AuthEnvelopedData.
 bool takeAuthentication(Level& fields, EnvelopedMessage& to) {
     asn1::blob mac;
     if (!takeOptional(fields, tag::constructed(1), true, tag::octetString, &to.authAttrs) ||

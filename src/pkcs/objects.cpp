@@ -113,7 +113,7 @@ private:
         take(std::move(object));
     }
 
-    /// Several objects of known kinds in DER, one behind the other with nothing left over. False for anything
+    /// Several objects of known kinds in DER, one after the other with nothing left over. False for anything
     /// else.
     bool takeSeveral(asn1::blob file) {
         size_t count = 0;

@@ -40,7 +40,7 @@ public:
     /// The refusal so far. Only overloads with a refusal have one.
     Refusal& refusal() { return found; }
 
-    /// Gives the caller the refusal, unless all is well, and says whether it is.
+    /// Gives the caller the refusal, if there is one. Returns true if there is not.
     bool report(bool isGood, Refusal* asked) const {
         if (!isGood && asked != nullptr)
             *asked = found;

@@ -78,7 +78,7 @@ void addStatus(DerEncoder& to, TimeStampStatus const& status) {
         to.end();
     }
     if (!status.failures.empty()) {
-        // One named bit, without zeros behind it (X.690, section 11.2.2).
+        // One named bit, without zeros after it (X.690, section 11.2.2).
         auto const bit = static_cast<unsigned>(status.failures.front());
         std::vector<unsigned char> bits(1 + bit / 8 + 1);
         bits.front() = static_cast<unsigned char>(7 - bit % 8);

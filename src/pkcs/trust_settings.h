@@ -8,7 +8,7 @@
 
 namespace detail {
 
-/// Takes the block "TRUSTED CERTIFICATE" apart: the certificate, a view of `block`, and the settings behind
+/// Takes the block "TRUSTED CERTIFICATE" apart: the certificate, a view of `block`, and the settings after
 /// it, which may be absent:
 ///
 /// X509_CERT_AUX ::= SEQUENCE { trust SEQUENCE OF OBJECT IDENTIFIER OPTIONAL, reject [0] IMPLICIT SEQUENCE OF

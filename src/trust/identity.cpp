@@ -9,7 +9,7 @@ namespace detail {
 
 namespace {
 
-/// Both in lowercase. "*.x" stands for one label in front of ".x", which may be any.
+/// Both in lowercase. "*.x" stands for one label before ".x", which may be any.
 /// "*." alone, and an asterisk anywhere else, are characters like any other.
 bool matchesHostPattern(std::string_view host, std::string_view pattern) {
     if (host.empty())

@@ -42,7 +42,7 @@ struct ByName {
 /// A certificate of the pool, one of several copies.
 struct Member {
     std::shared_ptr<X509Certificate> certificate;
-    size_t number; ///< In the order of coming, behind all that the store lists.
+    size_t number; ///< In the order of coming, after all that the store lists.
     bool isTrusted;
     bool isInChain = false;
     bool wasStoreAsked = false;    ///< For its issuers.

@@ -329,7 +329,7 @@ std::vector<unsigned char> encodeCrlDistributionPoints(std::vector<GeneralName> 
     return encoder.end().take();
 }
 
-/// Whether all that the members say can be written. An address in a name constraint has its mask behind it.
+/// Whether all that the members say can be written. An address in a name constraint has its mask after it.
 bool hasWritableExtensions(X509Certificate const& certificate) {
     auto const isWritableConstraint = [](GeneralName const& name) {
         return name.type == GeneralName::none || detail::isWritable(name) ||

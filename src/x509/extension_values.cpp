@@ -155,7 +155,7 @@ bool readDistributionPoints(Reading& reading, asn1::blob value,
             point.reasons = fields.take();
         if (fields.tag == tag::constructed(2))
             point.crlIssuer = fields.take();
-        // What stands in the point is refused before what stands behind it.
+        // What stands in the point is refused before what follows it.
         return use(point) && finish(fields);
     });
 }

@@ -16,7 +16,7 @@ bool readKeyUsage(Reading& reading, asn1::blob value, unsigned* bits);
 bool readExtKeyUsage(Reading& reading, asn1::blob value, unsigned* bits);
 
 /// Both the other way round; empty when there is no bit to write, or one that has no name. Named bits are
-/// written without zeros behind the last one (X.690, section 11.2.2).
+/// written without zeros after the last one (X.690, section 11.2.2).
 std::vector<unsigned char> encodeKeyUsage(unsigned bits);
 std::vector<unsigned char> encodeExtKeyUsage(unsigned bits);
 /// Whether each bit has a name.

@@ -42,7 +42,7 @@ private:
 };
 
 /// What a verb's command line may hold. A name that begins with a hyphen ("-a,--algorithm") is that of an
-/// option, any other that of an argument by position. Names behind a bar ("--certificates|--cert") are old
+/// option, any other that of an argument by position. Names after a bar ("--certificates|--cert") are old
 /// spellings, which are taken and not shown. The targets must live as long as the verb's work.
 class CommandLine {
 public:
@@ -53,7 +53,7 @@ public:
         : app(declared), outline(described), program(whole), setUpVerbs(when) {}
 
     Parameter flag(std::string const& name, bool& target, std::string const& help);
-    /// An option that may have a value behind an equals sign; alone it stands for `whenAlone`.
+    /// An option that may have a value after an equals sign; alone it stands for `whenAlone`.
     Parameter flagWithValue(std::string const& name, std::string& target, std::string const& whenAlone,
                             std::string const& help);
     /// A text. It must not be empty: that is a variable that was not set, never a wish.

@@ -38,5 +38,5 @@ public:
 private:
     int descriptor = -1;
     int failure = 0;
-    bool ended = false; ///< A terminal would go on behind the end that was typed.
+    bool ended = false; ///< A terminal would go on after the end that was typed.
 };

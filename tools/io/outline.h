@@ -18,7 +18,7 @@ struct ParameterOutline {
     bool isRepeated = false;
 
     bool isOption() const { return names.front().starts_with('-'); }
-    /// Behind a blank, that is, and not behind an equals sign alone.
+    /// After a blank, that is, and not after an equals sign alone.
     bool takesValue() const { return !valueName.empty() && !valueName.starts_with('['); }
 };
 
@@ -26,7 +26,7 @@ struct ParameterOutline {
 struct VerbOutline {
     std::string name;
     std::string summary;
-    /// What help says behind the options: paragraphs, which are filled, and lines that begin with a blank,
+    /// What help says after the options: paragraphs, which are filled, and lines that begin with a blank,
     /// which stay.
     std::string text;
     std::list<ParameterOutline> parameters;

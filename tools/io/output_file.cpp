@@ -152,7 +152,7 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
         return complain(errno);
     target = path;
     if (exists && S_ISLNK(status.st_mode)) {
-        // The link stays, and what it points at is replaced. Pipes, behind /dev/stdout, have no path.
+        // The link stays, and what it points at is replaced. Pipes, after /dev/stdout, have no path.
         char resolved[PATH_MAX];
         if (stat(path.c_str(), &status) != 0 ||
             (S_ISREG(status.st_mode) && !realpath(path.c_str(), resolved)))

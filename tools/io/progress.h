@@ -35,5 +35,5 @@ private:
 };
 
 /// Does work of which nobody knows how long it takes, in a thread of its own, and shows for how long it has
-/// been at it, on the same terms: "generating a key: 3 s".
+/// been at it, under the same conditions: "generating a key: 3 s".
 void workWithClock(std::string const& what, std::function<void()> const& work);

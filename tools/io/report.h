@@ -27,7 +27,7 @@ void set(nlohmann::ordered_json members);
 /// output itself, each on a line of its own.
 void startList(std::string const& name);
 
-/// One line of the many that `verify --each` writes: its members behind the version and the command.
+/// One line of the many that `verify --each` writes: its members after the version and the command.
 std::string line(std::string const& command, nlohmann::ordered_json const& members);
 
 /// What the program complains of, and its notes: `note`, `badInput` and its like call these.

@@ -209,7 +209,7 @@ private:
     }
 
     /// "digest  file", "digest *file", or the older "digest file". Each line is of the kind of the first: a
-    /// blank or "*" in front of a name would be ambiguous otherwise.
+    /// blank or "*" before a name would be ambiguous otherwise.
     std::optional<SumLine> parsePlain(std::string_view line, bool escaped) {
         size_t const end = line.find_first_of(" \t");
         if (end == std::string_view::npos || end + 1 == line.size())

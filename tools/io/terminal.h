@@ -24,7 +24,7 @@ public:
     PrintableBuffer(PrintableBuffer const&) = delete;
     PrintableBuffer& operator=(PrintableBuffer const&) = delete;
 
-    /// Passes on what there is of the line, and behind it the text as it is: never one that came from a file.
+    /// Passes on what there is of the line, and after it the text as it is: never one that came from a file.
     void putStyle(std::string_view sequence);
 
 protected:

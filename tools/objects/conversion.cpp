@@ -86,7 +86,7 @@ void appendPem(SecretBytes& to, std::string const& label, SecretBytes const& der
     appendPem(to, label, std::vector<unsigned char>(der.begin(), der.end()));
 }
 
-/// What OpenSSL and others write in front of a block; every reader ignores it.
+/// What OpenSSL and others write before a block; every reader ignores it.
 void appendComments(SecretBytes& to, InputObject const& object) {
     auto const write = [&to](char const* field, asn1::blob name) {
         append(to, field + terminal::printable(nameText(name)) + "\n");
@@ -135,7 +135,7 @@ int Conversion::add(std::string const& file, SecretBytes const& bytes) {
     for (InputObject& object : found.objects) {
         std::string const source =
             file + (object.block != 0 ? ": block " + std::to_string(object.block) : std::string());
-        if (object.label == "EC PARAMETERS") // The key behind them names its curve again.
+        if (object.label == "EC PARAMETERS") // The key after them names its curve again.
             continue;
         if (object.trust && (object.trust->isLimited() || !object.trust->alias.empty()))
             state =
@@ -490,7 +490,7 @@ int Conversion::makePkcs12(SecretBytes& output) {
     }
     if (pfx.keys.empty() && entries.empty())
         return badInput("there is neither a key nor a certificate to write");
-    // The certificate of each key bears the same identifier and stands in front.
+    // The certificate of each key bears the same identifier and comes first.
     for (size_t i = pfx.keys.size(); i-- > 0;) {
         auto const own = std::ranges::find_if(entries, [&](Entry const& entry) {
             auto const key = entry.certificate->parsePublicKey();

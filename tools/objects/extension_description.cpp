@@ -163,7 +163,7 @@ Description issuingDistributionPoint(IssuingDistributionPoint const& scope) {
     return result;
 }
 
-/// The key identifier as it is where nothing stands beside it.
+/// The key identifier as it is where nothing is beside it.
 Description authorityKeyId(AuthorityKeyIdentifier const& found) {
     if (found.keyId && found.issuer.empty() && !found.serialNumber)
         return hexOf(*found.keyId);

@@ -8,7 +8,7 @@
 #include <vector>
 
 /// Every extension under its name, or its dotted form: whether it is critical, and its value. One that occurs
-/// again has its number behind the name.
+/// again has its number after the name.
 Description describeExtensions(std::vector<X509Extension> const& extensions);
 
 /// Names with their kinds.

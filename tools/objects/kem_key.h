@@ -16,7 +16,7 @@
 int readKemKey(std::string const& path, PasswordSource const& password, MLKEMDecap& key);
 
 /// Reads a public key: SubjectPublicKeyInfo, PEM or DER, or its 1184 bytes as they are; or takes that of a
-/// certificate or of a secret key, on the same terms.
+/// certificate or of a secret key, under the same conditions.
 int readKemPublicKey(std::string const& path, PasswordSource const& password,
                      std::vector<unsigned char>& key);
 

@@ -57,7 +57,8 @@ struct OpenedPublicKey {
     RefusalId reason = RefusalId::none;
 };
 
-/// Reads the public key of a PEM block or DER on the same terms: of a certificate, a request or itself.
+/// Reads the public key of a PEM block or DER under the same conditions: of a certificate, a request or
+/// itself.
 OpenedPublicKey openPublicKey(PemBlock const& block);
 
 /// The private key of a file, the first of them. Its password, when it has one, is asked for where none is
@@ -65,7 +66,7 @@ OpenedPublicKey openPublicKey(PemBlock const& block);
 std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSource const& password,
                                              int* status);
 
-/// The public key of the first key, certificate or request of a file, on the same terms.
+/// The public key of the first key, certificate or request of a file, under the same conditions.
 std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSource const& password,
                                            int* status);
 

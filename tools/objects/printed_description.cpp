@@ -64,7 +64,7 @@ bool isLongHex(std::string_view text) {
 }
 
 /// Writes octets from `column` on, as many to a line as fit, and returns the column where they end. On the
-/// last line there is room for what comes behind.
+/// last line there is room for what comes after.
 size_t printHex(std::string_view hex, std::string const& indent, size_t column, size_t behind) {
     constexpr size_t piece = 3, carriedOver = 4 * piece;
     while (!hex.empty()) {
@@ -85,7 +85,7 @@ size_t printHex(std::string_view hex, std::string const& indent, size_t column, 
     return column;
 }
 
-/// Writes text behind a title that ends in `column`.
+/// Writes text after a title that ends in `column`.
 void printText(std::string_view text, std::string const& indent, size_t column, Style style) {
     std::ostream& out = terminal::out();
     out << ' ' << style;

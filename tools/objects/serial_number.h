@@ -18,5 +18,5 @@ std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& t
 /// 5.2.3.
 std::optional<std::vector<unsigned char>> crlNumberOf(BigNum const& number);
 
-/// The same of a number in decimal or behind 0x hexadecimal. Nothing if it is malformed.
+/// The same of a number in decimal or after 0x hexadecimal. Nothing if it is malformed.
 std::optional<std::vector<unsigned char>> parseCrlNumber(std::string const& text);

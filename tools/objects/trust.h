@@ -25,7 +25,7 @@ struct TrustOptions {
     /// Declares --at, --ca, --cerm, --crl, --check-crls, --rules and --strict.
     void declare(CommandLine& commandLine);
 
-    /// The files that it names, behind `others`.
+    /// The files that it names, after `others`.
     std::vector<std::string_view> inputsWith(std::vector<std::string_view> others) const;
 
     /// Sets time, CRLs and rules in `*to`. False, and what is wrong in `*complaint`, if one of them cannot be

@@ -289,7 +289,7 @@ int runSiv(Job const& job, InputStream& input, OutputFile& output) {
 
 // What is asked for.
 
-/// The complaint about options that do not go together; nothing when all is well.
+/// The complaint about options that do not go together; nothing if they do.
 std::optional<std::string> judge(Options const& options, CipherName const& cipher, Bytes const& iv) {
     bool const isGcm = cipher.mode == CipherMode::gcm, isSiv = cipher.mode == CipherMode::siv;
     if (options.iv.empty() && !isSiv)

@@ -10,7 +10,7 @@ struct Options {
     std::string shell;
 };
 
-/// What may stand behind a verb: its own verbs and options.
+/// What may follow a verb: its own verbs and options.
 struct Word {
     std::string name;
     std::string help;

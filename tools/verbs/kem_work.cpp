@@ -57,7 +57,7 @@ int makeKemKey(KemOptions const& options) {
         return wrongUsage("--iterations is for encrypted keys: give --encrypt or --password-file");
     if (areIterationsBad(options.iterations))
         return exitWrongUsage;
-    // Nobody is asked for a password in vain.
+    // Nobody is asked for a password that would not be used.
     if (!canWrite(options.output, options.force))
         return exitBadInput;
     int status = exitDone;

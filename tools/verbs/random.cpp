@@ -25,7 +25,7 @@ struct Options {
 /// A multiple of 3: base64 is padded at its end alone.
 size_t const randomPiece = 3 << 14;
 
-/// A number of bytes; K, M or G behind it multiplies it by 2^10, 2^20 or 2^30.
+/// A number of bytes; K, M or G after it multiplies it by 2^10, 2^20 or 2^30.
 std::optional<uint64_t> parseCount(std::string_view text) {
     unsigned shift = 0;
     size_t const suffix =

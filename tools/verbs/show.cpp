@@ -99,7 +99,7 @@ Found readCertificateAs(asn1::blob der) {
 Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, InputKind::crl, describeCrl); }
 Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, InputKind::request, describeRequest); }
 
-/// A certificate with what OpenSSL adds to one that it trusts: purposes and names, behind it.
+/// A certificate with what OpenSSL adds to one that it trusts: purposes and names, after it.
 Found readTrustedCertificate(asn1::blob der) {
     asn1::blob const certificate = asn1::findElement(der, 0);
     asn1::blob const trust(certificate.finish, der.finish);

@@ -32,7 +32,7 @@ struct Options {
     std::string request;
 };
 
-/// Seconds with at most six digits behind the point: "1", "0.25".
+/// Seconds with at most six digits after the point: "1", "0.25".
 std::optional<TimeStampAccuracy> parseAccuracy(std::string const& text) {
     size_t const point = std::min(text.find('.'), text.size());
     auto const seconds = parseNumber<std::uint32_t>(std::string_view(text).substr(0, point));

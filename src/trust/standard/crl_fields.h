@@ -21,7 +21,7 @@ inline constexpr unsigned allReasons = 0x1FE;
 /// regard to case in hosts.
 std::string canonicalGeneralName(GeneralName const& name);
 
-/// The same for a directoryName: the name with that form, behind which comes a relative name (content of its
+/// The same for a directoryName: the name with that form, after which comes a relative name (content of its
 /// SET) unless that is empty.
 std::string canonicalDirectoryName(std::string_view name, asn1::blob relative);
 

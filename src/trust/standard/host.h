@@ -12,7 +12,7 @@ namespace detail {
 /// most 253 characters together. No full stop stands at the end.
 bool isHostName(std::string_view text);
 
-/// The same behind "*.", where there is that.
+/// The same after "*.", where there is that.
 bool isHostPattern(std::string_view text);
 
 /// Whether a host is an address, or other programs may read it as one: its last label is a number.

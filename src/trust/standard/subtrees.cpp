@@ -185,7 +185,7 @@ std::optional<std::string> keyOf(GeneralName const& name) {
 // Ranges of subtrees: nothing if the subtree is malformed or of an unsupported kind.
 
 /// With a full stop in front, the hosts below a domain, as other validators have it for dNSName as well.
-/// Otherwise the host, with `end` behind it: "." lets the hosts below in, "@" does not.
+/// Otherwise the host, with `end` after it: "." lets the hosts below in, "@" does not.
 std::optional<Range> hostRange(std::string_view subtree, char end) {
     if (subtree.empty())
         return beginningWith(".");
