@@ -1,10 +1,12 @@
 """The reference as pages in Markdown, one a header in its order, made of what Doxygen read (docs/Doxyfile)."""
 import pathlib
 import re
+import sys
 import textwrap
 import xml.etree.ElementTree as tree
 
 COLUMNS = 90
+ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 
 
 def escaped(text):
@@ -137,11 +139,30 @@ def fields(members):
     return "\n".join(["| member | what it is |", "| --- | --- |", *rows]).replace("||`", "\\|\\|`") + "\n"
 
 
+def sentences():
+    """What the library's tables say of enumerators (ReasonText): a name and a sentence for each."""
+    row = re.compile(r'\{\s*(\w+)::(\w+),\s*"([a-z0-9-]+)",\s*((?:"(?:[^"\\]|\\.)*"\s*)+)\}')
+    found = {}
+    for path in sorted((ROOT / "src").rglob("*.cpp")):
+        text = path.read_text()
+        aliases = dict(re.findall(r"^using (\w+) = (\w+);", text, re.MULTILINE))
+        for kind, value, name, sentence in row.findall(text):
+            found[aliases.get(kind, kind), value] = name, "".join(re.findall(r'"((?:[^"\\]|\\.)*)"', sentence)).replace('\\"', '"')
+    return found
+
+
+SENTENCES = sentences()
+
+
+def meaning(enumeration, value):
+    """The comment of an enumerator, and the name and sentence that the program shows for it."""
+    name, sentence = SENTENCES.get((enumeration.findtext("name"), value.findtext("name")), ("", ""))
+    return " ".join(filter(None, (one_line(value), sentence and f"`{name}`: {escaped(sentence)}")))
+
+
 def values(enumeration):
     rows = [(f"`{one.findtext('name')}{(' ' + one.findtext('initializer')) if one.findtext('initializer') else ''}`",
-             one_line(one)) for one in enumeration.findall("enumvalue")]
-    if not any(text for _, text in rows):
-        return ", ".join(name for name, _ in rows) + "\n"
+             meaning(enumeration, one)) for one in enumeration.findall("enumvalue")]
     return "\n".join(["| value | what it is |", "| --- | --- |", *(f"| {name} | {text} |" for name, text in rows)]) + "\n"
 
 
@@ -174,6 +195,17 @@ def compound(node):
             anchors.setdefault(f"{name}::{member.findtext('name')}", anchor)
             out.append(text)
     return "\n".join(out), anchors
+
+
+def bare_enumerators(folder):
+    """The enumerators that neither a comment nor a table explains."""
+    for path in sorted(pathlib.Path(folder).glob("*.xml")):
+        for member in tree.parse(path).getroot().iter("memberdef"):
+            if member.get("kind") == "enum" and member.get("prot") != "private":
+                for value in member.findall("enumvalue"):
+                    if not meaning(member, value):
+                        file, line = place(member)
+                        yield f"include/{file}:{line}: error: Enumerator {value.findtext('name')} is not documented."
 
 
 def numbered(page):
@@ -218,9 +250,15 @@ def pages(folder):
         out, anchors, last = [f"# `{header}`\n", opening + "\n"], {}, None
         for line, text, names, *name in sorted(parts.get(header, []), key=lambda part: part[0]):
             if name and name[0] != last:
-                out.append(f"## `{name[0]}`\n")
+                out.append(f"## {'enum ' * ('<span' in text[:5])}`{name[0]}`\n")
             last = name[0] if name else None
             out.append(text)
             for one, anchor in names.items():
                 anchors.setdefault(one, anchor)
         yield header, numbered("\n".join(out)), anchors
+
+
+if __name__ == "__main__":
+    missing = sorted(set(bare_enumerators(sys.argv[1])))
+    print(*missing, sep="\n", end="\n" * bool(missing))
+    sys.exit(1 if missing else 0)

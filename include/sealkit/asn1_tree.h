@@ -31,7 +31,12 @@
 namespace asn1 {
 
 /// Bits 8 and 7 of the first identifier octet (X.690, section 8.1.2.2).
-enum class TagClass : unsigned char { universal, application, context, privateUse };
+enum class TagClass : unsigned char {
+    universal,   ///< 0: the tags of X.680.
+    application, ///< 1
+    context,     ///< 2: the meaning depends on the element that contains it.
+    privateUse,  ///< 3
+};
 
 /// What contains an element.
 enum class TreeParent : unsigned char {

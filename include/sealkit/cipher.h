@@ -26,13 +26,13 @@
 
 /// The algorithms of `createCipher`. Each function that takes one takes the plain number as well.
 enum class CipherID : unsigned {
-    Null = 1, ///< Gives no protection, but is not the identity: see `createCipher`.
-    DesCbc = 2,
-    TripleDesCbc = 3,
-    AesCbc = 4,
-    AesCtr = 5,
-    AesCfb = 6,
-    AesGcm = 7,
+    Null = 1,         ///< Gives no protection, but is not the identity: see `createCipher`.
+    DesCbc = 2,       ///< DES in CBC mode.
+    TripleDesCbc = 3, ///< Triple DES in CBC mode.
+    AesCbc = 4,       ///< AES in CBC mode.
+    AesCtr = 5,       ///< AES in counter mode.
+    AesCfb = 6,       ///< AES in CFB mode, with segments of 128 bits.
+    AesGcm = 7,       ///< AES in GCM mode.
 };
 
 /// A cipher under a key. The order of the virtual functions is part of the interface.

@@ -29,7 +29,13 @@
 #include <vector>
 
 /// The named curves. Any other value is an unknown curve.
-enum class Curve : unsigned { p192 = 1, p224 = 2, p256 = 3, p384 = 4, p521 = 5 };
+enum class Curve : unsigned {
+    p192 = 1, ///< P-192, secp192r1.
+    p224 = 2, ///< P-224, secp224r1.
+    p256 = 3, ///< P-256, secp256r1.
+    p384 = 4, ///< P-384, secp384r1.
+    p521 = 5, ///< P-521, secp521r1.
+};
 
 /// An affine point. The point (0, 0) stands for the point at infinity and for one that could not be decoded.
 /// It lies on none of the named curves.

@@ -29,14 +29,14 @@
 
 /// The algorithms. Each function that takes one takes the plain number as well.
 enum class HashID : unsigned {
-    none = 0, ///< No algorithm.
-    MD5SHA1 = 1,
-    MD4 = 2,
-    MD5 = 3,
-    SHA1 = 4,
-    SHA256 = 5,
-    SHA384 = 6,
-    SHA512 = 7,
+    none = 0,    ///< No algorithm.
+    MD5SHA1 = 1, ///< MD5, then SHA-1.
+    MD4 = 2,     ///< RFC 1320.
+    MD5 = 3,     ///< RFC 1321.
+    SHA1 = 4,    ///< FIPS 180-4.
+    SHA256 = 5,  ///< FIPS 180-4.
+    SHA384 = 6,  ///< FIPS 180-4.
+    SHA512 = 7,  ///< FIPS 180-4.
 };
 
 /// A message digest in progress. The order of the virtual functions is part of the interface.

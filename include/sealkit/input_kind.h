@@ -11,11 +11,11 @@
 
 /// The kinds of input. `getInputKindName` has the name of each.
 enum class InputKind : unsigned {
-    empty,       ///< No bytes.
-    pem,         ///< Text with a PEM block, or the beginning of one.
-    certificate, ///< DER, like all kinds up to `timeStampResponse`.
-    crl,
-    request,
+    empty,               ///< No bytes.
+    pem,                 ///< Text with a PEM block, or the beginning of one.
+    certificate,         ///< DER, like all kinds up to `timeStampResponse`.
+    crl,                 ///< CertificateList.
+    request,             ///< CertificationRequest of PKCS#10.
     publicKey,           ///< SubjectPublicKeyInfo.
     privateKey,          ///< OneAsymmetricKey, PKCS#8.
     encryptedPrivateKey, ///< EncryptedPrivateKeyInfo.
@@ -23,16 +23,16 @@ enum class InputKind : unsigned {
     rsaPrivateKey,       ///< RSAPrivateKey of PKCS#1.
     ecPrivateKey,        ///< ECPrivateKey of RFC 5915.
     message,             ///< ContentInfo of PKCS#7 and CMS.
-    pkcs12,
-    timeStampRequest,
-    timeStampResponse,
-    opensshPrivateKey, ///< Text in OpenSSH's own form.
-    opensshPublicKey,
-    utf16,    ///< Text in UTF-16, as some editors write.
-    text,     ///< Other text.
-    ber,      ///< A SEQUENCE of indefinite length.
-    otherDer, ///< Another SEQUENCE.
-    unknown,  ///< Other bytes.
+    pkcs12,              ///< PFX of PKCS#12.
+    timeStampRequest,    ///< TimeStampReq.
+    timeStampResponse,   ///< TimeStampResp.
+    opensshPrivateKey,   ///< Text in OpenSSH's own form.
+    opensshPublicKey,    ///< A line in OpenSSH's own form.
+    utf16,               ///< Text in UTF-16, as some editors write.
+    text,                ///< Other text.
+    ber,                 ///< A SEQUENCE of indefinite length.
+    otherDer,            ///< Another SEQUENCE.
+    unknown,             ///< Other bytes.
 };
 
 /// The kind of the whole contents of a file. If it has several PEM blocks, the first counts.

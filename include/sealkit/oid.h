@@ -27,10 +27,10 @@
 
 /// The kinds of keys.
 enum class KeyType : unsigned {
-    RSA = 0,
-    EC = 2,
-    Ed25519 = 3,
-    X25519 = 4,
+    RSA = 0,     ///< RFC 8017.
+    EC = 2,      ///< On a named curve (RFC 5480).
+    Ed25519 = 3, ///< RFC 8032.
+    X25519 = 4,  ///< RFC 7748.
 };
 
 /// The dotted decimal form. The first octet is read as first arc · 40 + second arc, for any first arc: 2.999

@@ -120,13 +120,13 @@ enum class PathPurpose : unsigned {
     /// `tlsServer` if a host name or an address is given, otherwise `any`. Under the standard rules,
     /// `emailProtection` if only an e-mail address is given.
     byIdentity,
-    any,
-    tlsServer,
-    tlsClient,
-    codeSigning,
-    emailProtection,
-    timeStamping,
-    ocspSigning,
+    any,             ///< Not checked.
+    tlsServer,       ///< serverAuth.
+    tlsClient,       ///< clientAuth.
+    codeSigning,     ///< codeSigning.
+    emailProtection, ///< emailProtection.
+    timeStamping,    ///< timeStamping.
+    ocspSigning,     ///< OCSPSigning.
 };
 
 /// Sets of rules for validating chains, as bits. docs/validation.md compares them.

@@ -30,7 +30,11 @@ inline constexpr unsigned pkcs12MaxIterations = 10'000'000;
 SEALKIT_API std::vector<unsigned char> pkcs12_password(std::string_view password);
 
 /// What is derived: the octet that RFC 7292, appendix B.3, calls ID.
-enum class PKCS12Purpose : unsigned char { key = 1, iv = 2, mac = 3 };
+enum class PKCS12Purpose : unsigned char {
+    key = 1, ///< The key of a cipher.
+    iv = 2,  ///< The IV of a cipher.
+    mac = 3, ///< The key of a MAC.
+};
 
 /// Fills `out` by the key derivation of RFC 7292, appendix B.2. `password` is as `pkcs12_password` gives it,
 /// or has no bytes at all; `hash` is MD5 or one of SHA-1 to SHA-512. It takes `iterations` digests for each

@@ -50,7 +50,7 @@ struct TimeStampReplyOptions {
 
 /// Why the TSA cannot make a response.
 enum class TimeStampReplyProblem : unsigned {
-    none,
+    none,     ///< The TSA can.
     otherKey, ///< The key is not that of the certificate.
     notForTimeStamps,
     notValidYet,

@@ -45,28 +45,28 @@ bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* part
 /// Bits of a key usage word: bit i is the named bit i of the extension (RFC 5280, section 4.2.1.3).
 struct KeyUsage {
     enum : unsigned {
-        digitalSignature = 1u << 0,
-        contentCommitment = 1u << 1,
-        keyEncipherment = 1u << 2,
-        dataEncipherment = 1u << 3,
-        keyAgreement = 1u << 4,
-        keyCertSign = 1u << 5,
-        crlSign = 1u << 6,
-        encipherOnly = 1u << 7,
-        decipherOnly = 1u << 8,
+        digitalSignature = 1u << 0,  ///< Signatures other than of certificates and CRLs.
+        contentCommitment = 1u << 1, ///< Signatures that bind their signer.
+        keyEncipherment = 1u << 2,   ///< Encrypts keys.
+        dataEncipherment = 1u << 3,  ///< Encrypts data without a key between.
+        keyAgreement = 1u << 4,      ///< Agrees on keys.
+        keyCertSign = 1u << 5,       ///< Signs certificates.
+        crlSign = 1u << 6,           ///< Signs CRLs.
+        encipherOnly = 1u << 7,      ///< With `keyAgreement`: to encrypt alone.
+        decipherOnly = 1u << 8,      ///< With `keyAgreement`: to decrypt alone.
     };
 };
 
 /// Bits of an extended key usage word (RFC 5280, section 4.2.1.12).
 struct ExtKeyUsage {
     enum : unsigned {
-        tlsServer = 1u << 0,
-        tlsClient = 1u << 1,
-        codeSigning = 1u << 2,
-        emailProtection = 1u << 3,
-        timeStamping = 1u << 4,
-        ocspSigning = 1u << 5,
-        dvcs = 1u << 6,
+        tlsServer = 1u << 0,       ///< serverAuth.
+        tlsClient = 1u << 1,       ///< clientAuth.
+        codeSigning = 1u << 2,     ///< codeSigning.
+        emailProtection = 1u << 3, ///< emailProtection.
+        timeStamping = 1u << 4,    ///< timeStamping.
+        ocspSigning = 1u << 5,     ///< OCSPSigning.
+        dvcs = 1u << 6,            ///< dvcs (RFC 3029).
     };
 };
 
