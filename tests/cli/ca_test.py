@@ -169,8 +169,8 @@ class RequestTest(AuthorityTest):
             path = self.made(*make, key, *(["-a", algorithm] if algorithm else []))
             self.assertIn(shown, openssl("req", "-in", path, "-verify", "-noout", "-text").decode())
         self.refused(3, "brings its own hash", *make, "host.key", "-a", "sha256")
-        self.refused(3, "is no hash that is signed with here", *make, "ec.key", "-a", "md5")
-        self.refused(3, "is no hash", *make, "ec.key", "-a", "sha257")
+        self.refused(3, "is not a hash for signatures; the choices are sha256, sha384, sha512 and sha1", *make, "ec.key", "-a", "md5")
+        self.refused(3, "is not a hash", *make, "ec.key", "-a", "sha257")
         self.refused(2, "signs nothing", *make, "x.key")
         self.refused(2, "No such file", *make, "missing.key")
         self.refused(2, "ca.pem", *make, "ca.pem")
@@ -229,7 +229,7 @@ class SelfSignTest(AuthorityTest):
         make = ["cert", "self-sign", "-k", "ca.key"]
         self.refused(3, "would name nobody", *make)
         self.refused(3, "an issuer has a name", *make, "--san", "DNS:a.example")
-        self.refused(3, "is no profile; there are server, client, tls, email, code-signing, time-stamping, ocsp and ca", *make, "--subject", "/CN=a", "--profile", "root")
+        self.refused(3, "is not a profile; the choices are server, client, tls, email, code-signing, time-stamping, ocsp and ca", *make, "--subject", "/CN=a", "--profile", "root")
         self.refused(2, "signs nothing", "cert", "self-sign", "-k", "x.key", "--subject", "/CN=a")
         self.refused(3, "ATTRIBUTE=VALUE", *make, "--subject", "a")
 
@@ -240,10 +240,10 @@ class SelfSignTest(AuthorityTest):
         self.assertRegex(shown, r"Name Constraints: critical\n +Permitted:\n +DNS:a.example\n +Excluded:\n +DNS:b.a.example\n")
         self.assertEqual(re.findall(r"URI:(\S+)", shown), ["http://a.example/1.crl", "http://a.example/2.crl"])
         make = ["cert", "self-sign", "-k", "ca.key", "--subject", "/CN=a"]
-        self.refused(3, "is no domain", *make, "--permit-dns", "a b")
-        self.refused(3, "is no domain", *make, "--exclude-dns", ".")
+        self.refused(3, "is not a domain", *make, "--permit-dns", "a b")
+        self.refused(3, "is not a domain", *make, "--exclude-dns", ".")
         self.refused(3, "are for authorities", *make, "--exclude-dns", "a.example", "--profile", "client")
-        self.refused(3, "is no address of a CRL", *make, "--crl-url", "a.example")
+        self.refused(3, "is not the address of a CRL", *make, "--crl-url", "a.example")
 
     def test_dates(self):
         make = ["cert", "self-sign", "-k", "ca.key", "--subject", "/CN=a"]
@@ -253,8 +253,8 @@ class SelfSignTest(AuthorityTest):
         self.assertEqual(self.shown(path, "-dates"), "notBefore=Jan  1 00:00:00 2030 GMT\nnotAfter=Jan  1 23:59:59 2030 GMT")
         for options, problem in some(((["--from", "1949-12-31T23:59:59Z"], "1950 to 2049"), (["--to", "2050-01-01"], "1950 to 2049"),
                                  (["--days", "4294967295"], "1950 to 2049"), (["--days", "0"], "end before it begins"),
-                                 (["--from", "2030-01-02", "--to", "2030-01-02"], "end before it begins"), (["--from", "soon"], '"soon" is no time'),
-                                 (["--to", "2030-02-30"], "is no time"), (["--days", "1", "--to", "2040-01-01"], "excludes"),
+                                 (["--from", "2030-01-02", "--to", "2030-01-02"], "end before it begins"), (["--from", "soon"], '"soon" is not a time'),
+                                 (["--to", "2030-02-30"], "is not a time"), (["--days", "1", "--to", "2040-01-01"], "excludes"),
                                  (["--days", "4294967296"], ""), (["--days", "-1"], ""))):
             self.refused(3, problem, *make, *options)
 
@@ -292,7 +292,7 @@ class IssueTest(AuthorityTest):
             if profile != "CA":
                 self.assertEqual(self.dates(path)[1], days * 86400 - 1)
             openssl("verify", "-x509_strict", "-CAfile", self.dir / "ca.pem", "-attime", f"{tomorrow.timestamp():.0f}", path)
-        self.refused(3, "is no profile", *self.issuing, "--profile", "sever", "host.csr")
+        self.refused(3, "is not a profile", *self.issuing, "--profile", "sever", "host.csr")
 
     def test_names_come_when_asked_for(self):
         path = self.issued("host.csr")
@@ -410,7 +410,7 @@ class IssueTest(AuthorityTest):
                            (der(0xA4, common_name("a")), ""), (der(0xA0, oid("1.2.3"), der(0xA0, der(0x05))), ""), (der(0x88, b"\x2a"), "REG ID"),
                            (der(0x82, "x" * 100_000 + " "), "DNS:" + "x" * 100 + "..."))):
             path = self.request(common_name("a"), names_extension(der(0x82, "first.example"), bad))
-            result = self.refused(2, "asks for a name that is no host, address, mailbox or URI: ", *make, "--accept-names", path)
+            result = self.refused(2, "asks for a name that is not a host, address, mailbox or URI: ", *make, "--accept-names", path)
             self.assertIn(shown, result.err)
             self.assertLess(len(result.err), 600)
             self.assertIsNone(self.extension(self.issued(path), "Subject Alternative Name"))
@@ -532,7 +532,7 @@ class ContentsTest(AuthorityTest):
         for options, problem in (([*constraints[:2]], "are for authorities"), (["--path-length", "0"], "is for CAs")):
             self.refused(3, problem, *self.issuing, "--profile", "client", *options, "host.csr")
         for text in some(("a.example", "DNS:*.a", "IP:10.0.0.1/8", "other:x")):
-            self.refused(3, "is no set of names", *self.issuing, "--profile", "ca", "--permit", text, "host.csr")
+            self.refused(3, "is not a set of names", *self.issuing, "--profile", "ca", "--permit", text, "host.csr")
 
     def test_policies_and_addresses(self):
         path = self.issued("host.csr", "--policy", "2.23.140.1.2.1", "--policy", "1.2.3.4,http://a.example/cps", "--ocsp-url", "http://ocsp.example/",
@@ -544,7 +544,7 @@ class ContentsTest(AuthorityTest):
             self.assertIn(part, shown.replace("DirName:/O=Acme/CN=a", "DirName:O = Acme, CN = a"))
         for options, problem in some(((["--policy", "x"], "object identifier"), (["--policy", "1.2.3,nowhere"], "practice statement"),
                                       (["--policy", "1.2.3", "--policy", "1.2.3"], "given twice"), (["--ocsp-url", "a"], "OCSP responder"),
-                                      (["--issuer-url", "a"], "is no address of a certificate"), (["--eku", "nothing"], "object identifier"))):
+                                      (["--issuer-url", "a"], "is not the address of a certificate"), (["--eku", "nothing"], "object identifier"))):
             self.refused(3, problem, *self.issuing, "--profile", "client", *options, "host.csr")
 
     def test_subjects_by_template(self):
@@ -707,7 +707,7 @@ class ListTest(AuthorityTest):
         self.made(*self.listing, "--previous", first, "--from", "2026-01-01", "--next-update", "2030-01-01")
         self.assertIn("note: the list is not later than the one it continues", self.notes)
         self.made(*self.listing, "--previous", first, "--from", "2045-01-01")
-        self.assertIn("note: the authority's own certificate ended at ", self.notes)
+        self.assertIn("note: the CA's own certificate ended at ", self.notes)
         third = self.made(*self.listing, "--previous", second, "--revoke", "0x93,caCompromise", "--number", "0x1FF")
         self.assertEqual(self.entries(third), [("01", None), ("93", "CA Compromise"), ("04", "Key Compromise")])
         self.assertEqual(self.number(third), 0x1FF)
@@ -753,17 +753,17 @@ class ListTest(AuthorityTest):
         self.refused(2, "no number comes after its own", *self.listing, "--previous", last)
 
     def test_refusals(self):
-        for arguments, problem in some(((["--revoke", "nothing"], "neither a serial number in hexadecimal nor a certificate's file"),
-                                   (["--revoke", "1,because"], '"because" is no reason; there are keyCompromise'), (["--revoke", "1,,soon"], "is no time"),
+        for arguments, problem in some(((["--revoke", "nothing"], "neither a serial number in hexadecimal nor a certificate file"),
+                                   (["--revoke", "1,because"], '"because" is not a reason; the choices are keyCompromise'), (["--revoke", "1,,soon"], "is not a time"),
                                    (["--revoke", "1,,2050-01-01"], "1950 to 2049"), (["--revoke", "0"], "neither"), (["--revoke", ","], "neither"), (["--revoke", ""], "must not be empty"),
-                                   (["--revoke", "1,removeFromCRL"], "is no reason"), (["--revoke", "80" + "00" * 19], "neither"),
-                                   (["--number", "x"], "is no number of a list"), (["--number", "0x"], "is no number"), (["--number", str(1 << 159)], "is no number"),
-                                   (["--number", "9" * 60], "is no number"), (["--from", "2050-01-01"], "1950 to 2049"), (["--from", "never"], "is no time"),
+                                   (["--revoke", "1,removeFromCRL"], "is not a reason"), (["--revoke", "80" + "00" * 19], "neither"),
+                                   (["--number", "x"], "is not a number of a CRL"), (["--number", "0x"], "is not a number"), (["--number", str(1 << 159)], "is not a number"),
+                                   (["--number", "9" * 60], "is not a number"), (["--from", "2050-01-01"], "1950 to 2049"), (["--from", "never"], "is not a time"),
                                    (["--next-update", "2020-01-01"], "out of date before it begins"), (["--days", "0"], "out of date"),
                                    (["--days", "9", "--next-update", "2030-01-01"], "excludes"), (["--next-update", "2050-01-01"], "1950 to 2049"))):
             self.refused(3, problem, *self.listing, *arguments)
         self.write("ab", (self.dir / "ca.pem").read_bytes())
-        self.refused(3, '"ab" is a serial number and a file: write 0xab or ./ab', *self.listing, "--revoke", "ab")
+        self.refused(3, '"ab" may be a serial number or a file: write 0xab or ./ab', *self.listing, "--revoke", "ab")
         self.assertEqual(self.entries(self.made(*self.listing, "--revoke", "0xab")), [("AB", None)])
         self.assertEqual(self.entries(self.made(*self.listing, "--revoke", "./ab")), [(self.serial(self.dir / "ca.pem"), None)])
         self.assertEqual(self.number(self.made(*self.listing, "--number", str((1 << 159) - 1))), (1 << 159) - 1)

@@ -88,7 +88,7 @@ class SignTest(MessageTest):
     def test_what_does_not_sign(self):
         sign = ["cms", "sign", "-o", "none"]
         self.refused(3, "give each --key its --certificate", *sign, *self.signer(), "-k", "bob.key", "letter")
-        self.refused(3, "is no object identifier", *sign, *self.signer(), "--content-type", "tea", "letter")
+        self.refused(3, "is not an object identifier", *sign, *self.signer(), "--content-type", "tea", "letter")
         self.refused(3, "leave --no-attributes out", *sign, *self.signer(), "--no-attributes", "--signing-time", "letter")
         self.issue("bare", "root", EMAIL, kind="RSA", key_ids="subjectKeyIdentifier=none\n")
         self.refused(2, "no subject key identifier", *sign, *self.signer("bare"), "--key-id", "letter")
@@ -97,7 +97,7 @@ class SignTest(MessageTest):
         self.refused(2, "its key usage does not allow signing messages", *sign, *self.signer("wrong"), "letter")
         self.issue_ended()
         self.refused(2, "ended at ", *sign, "-k", "ada.key", "--certificate", "ended.pem", "letter")
-        self.refused(3, "is no hash", *sign, *self.signer(), "-a", "md4", "letter")
+        self.refused(3, "is not a hash", *sign, *self.signer(), "-a", "md4", "letter")
         self.refused(2, "missing: No such file", *sign, *self.signer(), "missing")
         self.refused(2, "neither PEM nor", *sign, *self.signer(), "--chain", "letter", "letter")
         self.refused(3, "only one thing", *sign, "-k", "-", "--certificate", "ada.pem", "-")
@@ -128,7 +128,7 @@ class CheckTest(MessageTest):
         for algorithm in some(("sha256", "sha1", "sha384", "sha512")):
             message = self.sign_with_openssl("-nodetach", "-md", algorithm)
             result = self.accepted(message, "--force", "-o", "copy")
-            self.assertRegex(result.out, rf"^1: <O=Test, CN=ada>, issued by <O=Test, CN=root>, {algorithm.upper()}, signed at 20.* UTC by its own account\nOK\n$")
+            self.assertRegex(result.out, rf"^1: <O=Test, CN=ada>, issued by <O=Test, CN=root>, {algorithm.upper()}, signed at 20.* UTC (its own statement)\nOK\n$")
             self.assertEqual(self.at("copy").read_bytes(), self.message.read_bytes())
             self.assertEqual("weak-digest" in result.err, algorithm == "sha1")
 
@@ -203,7 +203,7 @@ class CheckTest(MessageTest):
         result = self.refused(1, "its certificate is not trusted", "cms", "check", "--ca", "stranger.pem", "-", stdin=many)
         self.assertEqual((result.out.count("CN=bob>"), result.err.count("no-anchor")), (6, 7))
         self.refused(1, "FAILED", "cms", "check", "--ca", "root.pem", "--at", "2001-01-01", "-", stdin=message)
-        self.refused(3, "is no time", "cms", "check", "--ca", "root.pem", "--at", "soon", "-", stdin=message)
+        self.refused(3, "is not a time", "cms", "check", "--ca", "root.pem", "--at", "soon", "-", stdin=message)
         self.accepted(message, "--crl", self.make_crl("none-revoked", "root"))
         self.refused(1, "revoked", "cms", "check", "--ca", "root.pem", "--crl", self.make_crl("revoked", "root", ["ada"]), "-", stdin=message)
         # A CRL that cannot be used ends in a verdict as well.
@@ -220,8 +220,8 @@ class CheckTest(MessageTest):
             result = self.expect(status, "cms", "check", "--ca", "root.pem", *options, "-", stdin=message)
             self.assertEqual("warning: signer 1: extended-key-usage" in result.err, rule)
             self.assertEqual("note: signer 1: this system accepts it" in result.err, status == 1)
-        self.refused(3, "is no set of rules", "cms", "check", "--ca", "root.pem", "--rules", "tea", "-", stdin=message)
-        self.refused(3, "is no purpose", "cms", "check", "--ca", "root.pem", "--purpose", "tea", "-", stdin=message)
+        self.refused(3, "is not a set of rules", "cms", "check", "--ca", "root.pem", "--rules", "tea", "-", stdin=message)
+        self.refused(3, "is not a purpose", "cms", "check", "--ca", "root.pem", "--purpose", "tea", "-", stdin=message)
         self.issue("sealer", "root", "keyUsage=keyEncipherment\n", kind="RSA")
         self.assertIn("key-usage", self.accepted(self.sign_with_openssl("-nodetach", name="sealer")).err)
         report = self.accepted(message, "--rules", "platform", "--json").json
@@ -446,7 +446,7 @@ class EncryptTest(MessageTest):
             message = self.expect(0, "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "letter").out
             self.assertIn(f"cipher: {shown}\n", self.expect(0, "show", "-", stdin=message.encode()).out)
         for name in ("des-cbc", "null", "rc2", "aes-ctr"):
-            self.refused(3, "is no cipher of messages", "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "-o", "none", "letter")
+            self.refused(3, "is not a cipher of messages", "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "-o", "none", "letter")
 
     def test_empty_and_long_contents(self):
         for content in (b"", b"x", b"\0" * 16, b"y" * 100001):

@@ -37,7 +37,7 @@ class CommandLineTest(ProgramTest):
         self.assertEqual(self.expect(0, "help").out, self.expect(0, "--help").out)
         self.assertEqual(self.expect(0, "help", "cms").out, self.expect(0, "cms", "--help").out)
         self.assertEqual(self.expect(0, "help", "cms", "check").out, self.expect(0, "cms", "check", "-h").out)
-        self.assertIn('"frob" is no verb', self.expect(3, "help", "frob").err)
+        self.assertIn('"frob" is not a verb', self.expect(3, "help", "frob").err)
 
     def test_every_help_fits_and_has_examples(self):
         for path in self.verbs():
@@ -69,7 +69,7 @@ class CommandLineTest(ProgramTest):
         for verb, old in ((("cms", "check"), "--chain"), (("cms", "check"), "--data"), (("ts", "check"), "--content"),
                           (("ts", "request"), "--cert"), (("cert", "issue"), "--ca-key"), (("crl", "new"), "--ca-key")):
             self.assertIsNone(re.search(old + r"\b(?!-)", self.expect(0, *verb, "--help").out), verb)
-            self.assertNotIn("is no option", self.expect(3, *verb, old).err)
+            self.assertNotIn("is not an option", self.expect(3, *verb, old).err)
 
     def test_completion(self):
         bash = self.write("complete.bash", self.expect(0, "completion", "bash").out)

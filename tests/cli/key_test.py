@@ -243,7 +243,7 @@ class EncryptionTest(KeyTest):
         openssl("genpkey", "-algorithm", "ED448", "-out", self.dir / "ed448.key")
         self.assertIn("The algorithm of the key is not supported. (algorithm: ED448)", self.expect(2, "key", "public", "ed448.key").err)
         openssl("pkcs8", "-topk8", "-in", self.dir / "ed448.key", "-passout", "pass:correct horse", "-out", self.dir / "ed448.enc")
-        self.assertIn("sealkit: ed448.enc: opens with this password, but: block 1, byte 9 of the decrypted key, ",
+        self.assertIn("sealkit: ed448.enc: the password is right, but: block 1, byte 9 of the decrypted key, ",
                       self.expect(2, "key", "public", "ed448.enc", "--password-file", "password").err)
         self.assertIn("the password is wrong", self.expect(1, "key", "public", "ed448.enc", "--password-file", "wrong").err)
         openssl("ecparam", "-name", "secp256k1", "-genkey", "-noout", "-out", self.dir / "k1.key")
@@ -371,7 +371,7 @@ class PromptTest(KeyTest):
             session.type(b"open sesame\n")
             self.assertEqual(session.end(), (0, b""))
         self.assertKey("asked.key", "asked.key", "-passin", "pass:open sesame")
-        for answers, complaint in (((b"one\n", b"two\n"), b"the two passwords are not the same"), ((b"\n",), b"the password is empty"),
+        for answers, complaint in (((b"one\n", b"two\n"), b"the two passwords differ"), ((b"\n",), b"the password is empty"),
                                    ((b"\x04",), b"the password is empty")):
             with TerminalSession(self, ["key", "encrypt", "ec.key", "-o", "unasked.key"]) as session:
                 for answer in answers:
@@ -456,7 +456,7 @@ class ShowKeyTest(KeyTest):
     def test_encrypted_keys(self):
         text = self.expect(0, "show", "encrypted.key").out
         for part in ("encrypted private key\n", "scheme: PBES2\n", "cipher: AES-256-CBC\n", "key derivation: PBKDF2 with HMAC-SHA256\n",
-                     "iterations: 2048\n", "key: not opened (--password-file opens it)\n"):
+                     "iterations: 2048\n", "key: not decrypted (give --password-file)\n"):
             self.assertIn(part, text)
         self.assertNotIn("curve", text)
         text = self.expect(0, "show", "--password-file", "password", "encrypted.key").out

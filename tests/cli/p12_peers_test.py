@@ -68,7 +68,7 @@ class OpensslTest(PeerTest):
         self.make()
         self.write("longer.p12", self.at("made.p12").read_bytes() + b"\0\0\n")
         self.assertHolds("longer.p12", "leaf")
-        self.assertIn("note: longer.p12: 3 bytes behind it are ignored\n",
+        self.assertIn("note: longer.p12: 3 trailing bytes are ignored\n",
                       self.expect(0, "p12", "import", "--password-file", "password", "longer.p12").err)
 
     def test_chains_names_and_kinds_of_keys(self):

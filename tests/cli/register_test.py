@@ -78,7 +78,7 @@ class RegisterTest(ProgramTest):
         self.issue("once", "07")
         before = (self.dir / "once/07.pem").read_bytes()
         result = self.expect(2, *self.issuing, "--subject", "/CN=a", "--register", "once", "--serial", "0007", "-o", "again.pem")
-        self.assertIn("a certificate with the serial number 07 was issued already", result.err)
+        self.assertIn("a certificate with the serial number 07 was already issued", result.err)
         self.assertFalse((self.dir / "again.pem").exists())
         self.assertEqual((self.dir / "once/07.pem").read_bytes(), before)
 
@@ -102,8 +102,8 @@ class RegisterTest(ProgramTest):
         self.expect(1, "verify", "--ca", "ca.pem", "--crl", "made.crl", "revoked-11.pem")
         self.expect(0, "verify", "--ca", "ca.pem", "--crl", "made.crl", "revoked-13.pem")
         for status, message, arguments in ((3, "is revoked already", (*revoke, "12")), (3, "is not on hold", ("ca", "release", "--register", "revoked", "14")),
-                                           (2, "holds no certificate with the serial number 15", (*revoke, "15")), (3, "is no reason", (*revoke, "14", "--reason", "whim")),
-                                           (2, "is no register", ("ca", "list", "--register", "nowhere")), (3, "is no number of days", ("ca", "list", "--register", "revoked", "--expiring", "soon")),
+                                           (2, "holds no certificate with the serial number 15", (*revoke, "15")), (3, "is not a reason", (*revoke, "14", "--reason", "whim")),
+                                           (2, "is not a register", ("ca", "list", "--register", "nowhere")), (3, "is not a number of days", ("ca", "list", "--register", "revoked", "--expiring", "soon")),
                                            (1, "is revoked", ("cert", "renew", "--ca", "ca.pem", "-k", "ca.key", "--register", "revoked", "revoked-11.pem"))):
             self.assertIn(message, self.expect(status, *arguments).err)
         self.expect(3, "crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "revoked", "--revoke", "14")
@@ -121,14 +121,14 @@ class RegisterTest(ProgramTest):
         file = self.dir / "damaged/31.pem"
         whole = file.read_text()
         for text, message in ((whole.replace("MII", "AAA"), "does not hold the one certificate"), ("", "does not hold"), (whole + whole, "does not hold"),
-                              (whole.replace("-----BEGIN", "revoked: yesterday\n-----BEGIN", 1), "is no time and reason"),
-                              (whole.replace("-----BEGIN", "revoked: 2026-01-01 whim\n-----BEGIN", 1), "is no time and reason")):
+                              (whole.replace("-----BEGIN", "revoked: yesterday\n-----BEGIN", 1), "is not a time and reason"),
+                              (whole.replace("-----BEGIN", "revoked: 2026-01-01 whim\n-----BEGIN", 1), "is not a time and reason")):
             file.write_text(text)
             for verb in (("ca", "list", "--register", "damaged"), ("crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "damaged", "-o", "none.crl")):
                 self.assertIn(message, self.expect(2, *verb).err)
         file.write_text(whole)
         (self.dir / "damaged/32.pem").write_text(whole)
-        self.assertIn("32.pem: does not hold the one certificate that its name tells", self.expect(2, "ca", "list", "--register", "damaged").err)
+        self.assertIn("32.pem: does not hold exactly the certificate that its name says", self.expect(2, "ca", "list", "--register", "damaged").err)
         (self.dir / "damaged/32.pem").unlink()
         (self.dir / "damaged/crl-number").write_text("many\n")
         self.assertIn("holds no number", self.expect(2, "crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "damaged", "-o", "none.crl").err)

@@ -57,7 +57,7 @@ class TimeStampTest(ProgramTest):
         self.assertNotEqual(self.at("query.tsq").read_bytes(), self.at("second.tsq").read_bytes())
 
     def test_requests_that_make_no_sense(self):
-        for status, text, *arguments in ((3, "is no hash of time-stamps", "-a", "md4", "letter"), (3, "is no hash", "-a", "tea", "letter"), (3, "object identifier", "--policy", "x", "letter"),
+        for status, text, *arguments in ((3, "is not a hash of time-stamps", "-a", "md4", "letter"), (3, "is not a hash", "-a", "tea", "letter"), (3, "object identifier", "--policy", "x", "letter"),
                                          (3, "a nonce is", "--nonce", "xyz", "letter"), (3, "a nonce is", "--nonce", "00", "letter"), (3, "excludes", "--nonce", "1", "--no-nonce", "letter"),
                                          (2, "missing", "missing"), (3, "required")):
             result = self.expect(status, "ts", "request", "-o", "none", *arguments)
@@ -96,7 +96,7 @@ class TimeStampTest(ProgramTest):
         self.check(1, "expected: 1.2.3.5, found: 1.2.3.4", "--request", "query.tsq", "--policy", "1.2.3.5", *ca, "query.tsr")
         self.expect(0, "ts", "request", "--policy", "1.2.3.5", "--cert", "-o", "policy.tsq", "letter")
         self.check(0, "policy 1.2.3.5", "--request", "policy.tsq", *ca, self.reply("policy", "policy"))
-        self.check(3, "is no object identifier", "--request", "query.tsq", "--policy", "x", *ca, "query.tsr")
+        self.check(3, "is not an object identifier", "--request", "query.tsq", "--policy", "x", *ca, "query.tsr")
 
     def test_a_time_that_has_not_come(self):
         self.expect(0, "cert", "self-sign", "-k", "root.key", "--subject", "/O=Test/CN=old", "--from", "2020-01-01", "--to", "2040-01-01", "-o", "old.pem")
@@ -159,11 +159,11 @@ class TimeStampTest(ProgramTest):
         self.check(0, "no-signing-certificate", *ca, "-", stdin=self.token())
         self.check(0, "authority-name", *ca, "-", stdin=self.token(authority=named))
         changed = element(0x30, element(0x30, element(2, b"\1"), element(0x30, element(0x0C, b"a bit"))), self.token())
-        self.check(0, "note: the authority says: granted with changes: a bit", *ca, "-", stdin=changed)
+        self.check(0, "note: the TSA says: granted with changes: a bit", *ca, "-", stdin=changed)
         for status, reason, message in ((1, "not signed by exactly one authority", self.token(signers=2)), (1, "no signers", self.token(signers=0)),
                                         (1, "not valid at the time that it states", self.token(time="20010101000000Z")),
-                                        (1, "stamps something else", self.token(hash="2.16.840.1.101.3.4.2.2")), (2, "is no time-stamp", self.token(version=2)),
-                                        (2, "is no time-stamp", self.token(rest=element(4)))):
+                                        (1, "stamps something else", self.token(hash="2.16.840.1.101.3.4.2.2")), (2, "is not a time-stamp", self.token(version=2)),
+                                        (2, "is not a time-stamp", self.token(rest=element(4)))):
             with self.subTest(reason=reason):
                 self.check(status, reason, *ca, "-", stdin=message)
         self.check(2, "its digest algorithm SHA224 is not supported", "--ca", "root.pem", "--data", "letter", "-", stdin=self.token(hash="2.16.840.1.101.3.4.2.4"))
@@ -192,7 +192,7 @@ class TimeStampTest(ProgramTest):
 
     def test_what_is_no_reply(self):
         signed = openssl("smime", "-sign", "-nodetach", "-signer", self.at("tsa.pem"), "-inkey", self.at("tsa.key"), "-outform", "DER", "-in", self.data)
-        for content, text in ((signed, "what was signed is no time-stamp"), (b"", "is empty"), (b"x", "neither PEM nor DER"), (self.at("query.tsq").read_bytes(), "expected: time-stamp response; found: time-stamp request"),
+        for content, text in ((signed, "what was signed is not a time-stamp"), (b"", "is empty"), (b"x", "neither PEM nor DER"), (self.at("query.tsq").read_bytes(), "expected: time-stamp response; found: time-stamp request"),
                               (b"\x30\0", "(expected: time-stamp response)"), 
                               (self.at("query.tsr").read_bytes() + b"x", "Bytes follow the end of the object")):
             self.check(2, text, "--request", "query.tsq", "--ca", "root.pem", "-", stdin=content)

@@ -611,11 +611,11 @@ class VerifyTest(ProgramTest):
             self.expect(3, "verify", "--ca", "root.pem", option + "=", "chain.pem")
 
     def test_wrong_verb_is_named(self):
-        self.assertIn('"frob" is no verb', self.expect(3, "frob", "x").err)
-        self.assertIn('"frob" is no verb', self.expect(3, "store", "frob", "x").err)
+        self.assertIn('"frob" is not a verb', self.expect(3, "frob", "x").err)
+        self.assertIn('"frob" is not a verb', self.expect(3, "store", "frob", "x").err)
         for arguments in (["frob", "--help"], ["--help", "frob"], ["frob", "-h"], ["store", "frob", "--help"], ["frob", "verify", "--help"]):
             result = self.expect(3, *arguments)
-            self.assertIn('"frob" is no verb', result.err)
+            self.assertIn('"frob" is not a verb', result.err)
             self.assertEqual(result.out, "")
         for arguments in (["--help"], ["store", "--help"], ["store", "list", "--help"]):
             self.assertIn("sealkit", self.expect(0, *arguments).out)

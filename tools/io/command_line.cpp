@@ -100,12 +100,12 @@ std::string complainOfWord(std::string const& word, Asked const& asked) {
         std::string const name = word.substr(0, word.find('='));
         // "-certificate" may be meant for "--certificate".
         bool const isLong = name.size() > 2;
-        return "\"" + name + "\" is no option of \"" + asked.path + "\"" +
+        return "\"" + name + "\" is not an option of \"" + asked.path + "\"" +
                (asked.outline->verbs.empty() ? suggest(name, optionNames(*asked.outline, isLong))
-                                             : ": options stand behind the verb");
+                                             : ": write options after the verb");
     }
     if (!asked.outline->verbs.empty())
-        return "\"" + word + "\" is no verb" + suggest(word, verbNames(*asked.outline));
+        return "\"" + word + "\" is not a verb" + suggest(word, verbNames(*asked.outline));
     return "\"" + word + "\" is one argument too many";
 }
 
@@ -131,7 +131,7 @@ int complainAboutUsage(std::string const& complaint, Asked const& asked) {
 
 void addHelpOption(VerbOutline& outline) {
     outline.parameters.push_back(
-        {{"-h", "--help"}, {}, "Options", {}, "print this help and end", false, false});
+        {{"-h", "--help"}, {}, "Options", {}, "print this help and exit", false, false});
 }
 
 void addProgramOptions(VerbOutline& outline) {
@@ -139,7 +139,7 @@ void addProgramOptions(VerbOutline& outline) {
         {"help", "print the help of a verb: help VERB; as a manual page: help --man VERB", {}, {}, {}});
     addHelpOption(outline);
     outline.parameters.push_back(
-        {{"--version"}, {}, "Options", {}, "print the version and end", false, false});
+        {{"--version"}, {}, "Options", {}, "print the version and exit", false, false});
 }
 
 } // namespace
@@ -224,7 +224,7 @@ Parameter CommandLine::declareNumber(std::string const& name, std::optional<Inte
     auto const read = [&target, shown = described.names.back()](std::string const& text) {
         target = parseNumber<Integer>(text);
         if (!target)
-            throw CLI::ValidationError(shown, "\"" + text + "\" is no number of " +
+            throw CLI::ValidationError(shown, "\"" + text + "\" is not a number of " +
                                                   std::to_string(8 * sizeof(Integer)) + " bits");
     };
     return {*app.add_option_function<std::string>(names, read), described};
@@ -248,7 +248,7 @@ Parameter CommandLine::number(std::string const& name, std::optional<std::uint64
 Parameter CommandLine::json() {
     std::string names;
     ParameterOutline& described =
-        describe("--json", "print JSON, as share/sealkit.schema.json has it", "", &names);
+        describe("--json", "print JSON according to share/sealkit.schema.json", "", &names);
     std::string command = app.get_name();
     for (CLI::App const* above = app.get_parent(); above->get_parent() != nullptr;
          above = above->get_parent())

@@ -163,7 +163,7 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
     if (exists && S_ISDIR(status.st_mode))
         return complain(EISDIR);
     if (exists && !S_ISREG(status.st_mode)) {
-        badInput(name + ": no regular file (write to standard output and redirect it there)");
+        badInput(name + ": not a regular file (write to standard output and redirect it there)");
         return false;
     }
     if (exists && existing == Existing::keep)

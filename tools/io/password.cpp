@@ -204,7 +204,7 @@ std::unique_ptr<Password> readPassword(PasswordSource const& source, AskFor kind
             if (!readFromTerminal(prompt, "The same again: ", again))
                 return nullptr;
             if (again.text != password->text) {
-                badInput("the two passwords are not the same");
+                badInput("the two passwords differ");
                 return nullptr;
             }
         }
@@ -214,7 +214,7 @@ std::unique_ptr<Password> readPassword(PasswordSource const& source, AskFor kind
         return nullptr;
     }
     if (kind == AskFor::fresh && password->text.find('\0') != std::string::npos) {
-        badInput("the password has a zero byte, where other programs end it");
+        badInput("the password has a zero byte, at which other programs would cut it");
         return nullptr;
     }
     return password;

@@ -19,11 +19,12 @@ size_t const maxKeySize = size_t(1) << 20;
 KeySource::~KeySource() { secureMemset(hex.data(), 0, hex.size()); }
 
 void addKeyOptions(CommandLine& commandLine, KeySource& source) {
-    Parameter const file = commandLine
-                               .text("--key-file", source.file,
-                                     "the file with the key: its bytes as they are, a line end\n"
-                                     "at its end included; - is standard input")
-                               .valueName("FILE");
+    Parameter const file =
+        commandLine
+            .text("--key-file", source.file,
+                  "the file with the key: all its bytes, including a line end at the end; - is standard\n"
+                  "input")
+            .valueName("FILE");
     commandLine
         .text("--key", source.hex,
               "the key in hexadecimal, for tests: other users of the\nmachine can see command lines")
@@ -43,7 +44,7 @@ std::optional<SecretBytes> readKey(KeySource const& source, int* status) {
         return std::nullopt;
     }
     if (source.file.empty()) {
-        *status = wrongUsage("a key is missing: give --key-file FILE");
+        *status = wrongUsage("the key is missing: give --key-file FILE");
         return std::nullopt;
     }
     InputStream input;
@@ -52,7 +53,7 @@ std::optional<SecretBytes> readKey(KeySource const& source, int* status) {
         key.resize(input.read(key));
     char const* complaint = input.error()             ? std::strerror(input.error())
                             : key.empty()             ? "the key is empty"
-                            : key.size() > maxKeySize ? "larger than 1 MiB: that is no key"
+                            : key.size() > maxKeySize ? "larger than 1 MiB: not a key"
                                                       : nullptr;
     if (!complaint)
         return key;
@@ -69,10 +70,10 @@ std::string wrongKeyLength(SecretBytes const& key, std::string const& name, std:
     size_t const digits =
         static_cast<size_t>(std::ranges::count_if(key, [](unsigned char c) { return std::isxdigit(c); }));
     if (digits % 2 == 0 && fits(digits / 2) && std::ranges::all_of(key, isText))
-        return text + " (it looks like hexadecimal digits; the bytes themselves are needed)";
+        return text + " (it looks like hexadecimal digits, but the raw bytes are needed)";
     size_t const lineEnd =
         !key.empty() && key.back() == '\n' ? 1 + (key.size() > 1 && *(key.end() - 2) == '\r') : 0;
     if (lineEnd > 0 && fits(key.size() - lineEnd))
-        return text + " (a line end stands at its end, which counts)";
+        return text + " (including a line end at its end)";
     return text;
 }

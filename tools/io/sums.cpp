@@ -353,20 +353,19 @@ char const sumHelp[] = "The lines are those of coreutils' sums, and either check
 
 void addSumOptions(CommandLine& commandLine, SumOptions& options) {
     Parameter const check =
-        commandLine.flag("-c,--check", options.check, "read such lines from the files and check them");
+        commandLine.flag("-c,--check", options.check, "read digests from the files and check them");
     commandLine.flag("--tag", options.tag, "write lines that name the algorithm (BSD style)").excludes(check);
-    commandLine
-        .flag("--ignore-missing", options.ignoreMissing, "with --check: pass over files that are missing")
+    commandLine.flag("--ignore-missing", options.ignoreMissing, "with --check: ignore missing files")
         .needs(check);
-    commandLine.flag("--quiet", options.quiet, "with --check: print no OK").needs(check);
-    commandLine.flag("--status", options.status, "with --check: print no verdicts, the exit status tells")
+    commandLine.flag("--quiet", options.quiet, "with --check: do not print OK").needs(check);
+    commandLine.flag("--status", options.status, "with --check: print no verdicts; use the exit status")
         .needs(check);
-    commandLine.flag("--strict", options.strict, "with --check: fail for improperly formatted lines too")
+    commandLine.flag("--strict", options.strict, "with --check: fail if a line is improperly formatted")
         .needs(check);
-    commandLine.flag("-w,--warn", options.warn, "with --check: name each improperly formatted line")
+    commandLine.flag("-w,--warn", options.warn, "with --check: report each improperly formatted line")
         .needs(check);
     commandLine.json();
-    commandLine.texts("FILE", options.files, "the files; standard input for - and without any");
+    commandLine.texts("FILE", options.files, "the files; - or nothing is standard input");
 }
 
 int runSums(SumOptions const& options, std::span<SumAlgorithm const> algorithms) {

@@ -12,7 +12,7 @@ std::optional<X509Certificate> readAuthority(std::string const& path, Signer con
         return std::nullopt;
     char const* problem = nullptr;
     if (certificate->basicConstraints != 1)
-        problem = "is no certificate of an authority: its basic constraints do not say so";
+        problem = "is not the certificate of a CA: its basic constraints do not say so";
     else if (certificate->keyUsage != 0 && (certificate->keyUsage & usage) == 0)
         problem = usage == KeyUsage::crlSign ? "its key usage does not allow signing CRLs"
                                              : "its key usage does not allow signing certificates";

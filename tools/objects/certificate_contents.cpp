@@ -23,7 +23,7 @@ bool areAddresses(std::vector<std::string> const& addresses, char const* what) {
     };
     auto const wrong = std::ranges::find_if_not(addresses, isAddress);
     if (wrong != addresses.end())
-        wrongUsage("\"" + *wrong + "\" is no address of " + what);
+        wrongUsage("\"" + *wrong + "\" is not the address of " + what);
     return wrong == addresses.end();
 }
 
@@ -32,7 +32,7 @@ std::optional<std::vector<unsigned char>> readOid(std::string const& text) {
     auto oid = parseOid(text);
     if (!oid.empty())
         return oid;
-    wrongUsage("\"" + text + "\" is no object identifier; write 1.2.3.4");
+    wrongUsage("\"" + text + "\" is not an object identifier; write 1.2.3.4");
     return std::nullopt;
 }
 
@@ -47,20 +47,19 @@ void Validity::apply(X509Certificate& certificate, X509Certificate const* author
         certificate.notBefore = std::max(notBefore, authority->notBefore);
     if (isEndAsked || notAfter <= authority->notAfter || notBefore > authority->notAfter)
         return;
-    note("the authority's own certificate ends at " + formatTime(authority->notAfter) +
-         ", and so does this one");
+    note("the CA's own certificate ends at " + formatTime(authority->notAfter) + ", and so does this one");
     certificate.notAfter = authority->notAfter;
 }
 
 void ValidityOptions::declare(CommandLine& commandLine, std::string const& daysHelp) {
     Parameter const daysOption = commandLine.number("--days", days, daysHelp);
     Parameter const fromOption =
-        commandLine.text("--from", from, "the first second: ISO 8601 (UTC); without it now, less\n--backdate")
+        commandLine.text("--from", from, "the first second: ISO 8601 (UTC); by default now, less\n--backdate")
             .valueName("TIME");
     commandLine.text("--to", to, "the last second, instead of --days").valueName("TIME").excludes(daysOption);
     commandLine
         .number("--backdate", backdate,
-                "how many minutes before now it begins, for clocks that\nare late; without it 5")
+                "how many minutes before now it begins, for clocks that are slow; by default 5")
         .excludes(fromOption);
 }
 
@@ -72,7 +71,7 @@ std::optional<Validity> ValidityOptions::read(std::int64_t seconds) const {
     auto const start = from.empty() ? early : parseTime(from);
     auto const end = parseTime(to);
     if (!start || (!to.empty() && !end)) {
-        wrongUsage("\"" + (start ? to : from) + "\" is no time");
+        wrongUsage("\"" + (start ? to : from) + "\" is not a time; write 2026-11-21 or 2026-11-21T08:30:00Z");
         return std::nullopt;
     }
     Validity validity;
@@ -93,25 +92,25 @@ std::optional<Validity> ValidityOptions::read(std::int64_t seconds) const {
 void ContentOptions::declare(CommandLine& commandLine) {
     commandLine
         .texts("--san", alternativeNames,
-               "an alternative name: DNS:host, IP:address, email:mailbox,\nURI:address, dirName:NAME, "
-               "RID:OID or\n"
-               "otherName:OID;UTF8:text; may be given more than once, as\nall that follow")
+               "an alternative name: DNS:host, IP:address, email:mailbox, URI:address, dirName:NAME,\n"
+               "RID:OID or otherName:OID;UTF8:text; may be given more than once, like all options that\n"
+               "follow")
         .valueName("NAME");
     commandLine.texts("--eku", extendedUsages, "a further extended key usage: 1.2.3.4, or its name")
         .valueName("OID");
-    commandLine.texts("--policy", policies, "a certificate policy, and where its practice statement is")
+    commandLine.texts("--policy", policies, "a certificate policy, and the address of its practice statement")
         .valueName("OID[,URL]");
-    commandLine.texts("--crl-url", crlAddresses, "where the CRL is").valueName("URL");
-    commandLine.texts("--ocsp-url", ocspAddresses, "where an OCSP responder is").valueName("URL");
-    commandLine.texts("--issuer-url", issuerAddresses, "where the certificate of the issuer is")
+    commandLine.texts("--crl-url", crlAddresses, "the address of the CRL").valueName("URL");
+    commandLine.texts("--ocsp-url", ocspAddresses, "the address of an OCSP responder").valueName("URL");
+    commandLine.texts("--issuer-url", issuerAddresses, "the address of the issuer's certificate")
         .valueName("URL");
     commandLine.number("--path-length", pathLength, "how many CAs may follow below this one");
     commandLine
         .texts("--permit", permitted,
-               "a CA for these names alone: DNS:domain,\nIP:address/bits, email:host, URI:host or\n"
-               "dirName:NAME")
+               "names that the CA may issue for, and no others: DNS:domain, IP:address/bits, email:host,\n"
+               "URI:host or dirName:NAME")
         .valueName("NAMES");
-    commandLine.texts("--exclude", excluded, "a CA for none of these names").valueName("NAMES");
+    commandLine.texts("--exclude", excluded, "names that the CA may not issue for").valueName("NAMES");
     commandLine.texts("--permit-dns", permittedDomains, "the same as --permit DNS:domain")
         .valueName("DOMAIN");
     commandLine.texts("--exclude-dns", excludedDomains, "the same as --exclude DNS:domain")
@@ -152,7 +151,7 @@ bool ContentOptions::applyConstraints(X509Certificate& certificate, bool isCa) c
         !read(excluded, "", &subtrees.excluded) || !read(excludedDomains, "DNS:", &subtrees.excluded))
         return false;
     if (!isCa && !(subtrees.permitted.empty() && subtrees.excluded.empty())) {
-        wrongUsage("--permit, --exclude, --permit-dns and --exclude-dns are for authorities");
+        wrongUsage("--permit, --exclude, --permit-dns and --exclude-dns are for CAs");
         return false;
     }
     setNameConstraints(certificate, subtrees);

@@ -60,4 +60,4 @@ private:
 /// The serial number of an option, or a new one if that is empty. Complains.
 std::optional<std::vector<unsigned char>> readNewSerialNumber(std::string const& text);
 
-inline constexpr char serialNumberHelp[] = "the serial number; without it 128 random bits";
+inline constexpr char serialNumberHelp[] = "the serial number; by default 128 random bits";

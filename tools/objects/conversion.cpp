@@ -151,11 +151,10 @@ int Conversion::add(std::string const& file, SecretBytes const& bytes) {
         } else if (!isConvertible) {
             leaveOut(source, object.label.empty()
                                  ? std::string(getInputKindName(object.kind)) + " is not converted."
-                                 : "\"" + object.label + "\" is of a kind that is not converted.");
+                                 : "\"" + object.label + "\" is of a kind that cannot be converted.");
         } else {
             if (object.refusal)
-                note(file +
-                     ": is converted as it stands, and is not supported here: " + object.refusal.str());
+                note(file + ": is converted unchanged, but is not supported here: " + object.refusal.str());
             char const* const label = labelOf(object);
             isPlain = isPlain && label != nullptr && object.label == label &&
                       object.kind != InputKind::pkcs12 && !isBundle(object);
@@ -449,11 +448,10 @@ int Conversion::makePkcs7(SecretBytes& output) {
     for (Piece const& piece : pieces) {
         InputObject const& object = piece.object;
         if (!object.certificate && !object.crl)
-            leaveOut(piece.source,
-                     std::string(getInputKindName(object.kind)) +
-                         " is not held by PKCS#7 bundles, which are for certificates and CRLs.");
+            leaveOut(piece.source, std::string(getInputKindName(object.kind)) +
+                                       " is left out: PKCS#7 bundles hold only certificates and CRLs.");
         else if (!known.insert(object.bytes).second)
-            note(piece.source + ": is there already and is not written again");
+            note(piece.source + ": is a duplicate and is not written again");
         else if (object.certificate)
             bundle.certificates.push_back(object.certificate);
         else
@@ -483,7 +481,7 @@ int Conversion::makePkcs12(SecretBytes& output) {
             pfx.keyAttributes.push_back({piece.name, {}, {}});
         } else if (!piece.object.certificate) {
             leaveOut(piece.source, std::string(getInputKindName(piece.object.kind)) +
-                                       " is not written to PKCS#12, which is for keys and certificates.");
+                                       " is left out: PKCS#12 holds only keys and certificates.");
         } else if (known.insert(piece.object.bytes).second) {
             entries.push_back({piece.object.certificate, {piece.name, {}, {}}});
         }
@@ -512,7 +510,7 @@ int Conversion::makePkcs12(SecretBytes& output) {
     if (!readOutPassword(&status))
         return status;
     if (!pfx.setPbes2Params(newPassword->text, {}, CipherID::AesCbc))
-        return badInput("the numbers of a key contradict each other");
+        return badInput("the numbers of a key are inconsistent");
     append(output, pfx.save());
     return exitDone;
 }
@@ -527,6 +525,6 @@ int Conversion::make(Target target, SecretBytes& output) {
                        : target == Target::p12 ? makePkcs12(output)
                                                : makeText(target, output);
     if (result == exitDone && output.empty())
-        return badInput("nothing of this can be written in that form");
+        return badInput("nothing can be written in that form");
     return result;
 }

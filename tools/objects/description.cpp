@@ -78,7 +78,7 @@ bool isNegative(asn1::blob content) { return !content.empty() && content[0] >= 0
 Description describeUnusedKey(asn1::blob info, std::string problem) {
     KeyOutline key;
     Refusal refusal;
-    Description result{{"type", "not readable here"}};
+    Description result{{"type", "not supported here"}};
     bool const isWhole = parseKeyOutline(info, &key, &refusal);
     result["algorithm"] = key.algorithm.empty() ? "(malformed)" : oidName(key.algorithm);
     if (key.bits != 0)
@@ -185,7 +185,7 @@ Description describe(KeyEncryption const& encryption) {
     if (encryption.iterations != 0)
         result["iterations"] = encryption.iterations;
     if (encryption.isWeak)
-        result["weak"] = "its keys are few enough to be tried without the password";
+        result["weak"] = "its keys are short enough to be searched without the password";
     if (encryption.problem)
         result["problem"] = printable(encryption.problem.str());
     return result;

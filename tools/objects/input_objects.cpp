@@ -63,7 +63,7 @@ std::optional<X509Req> readVerifiedRequest(std::string const& path, int* status)
     }
     if (request->verifyOwnSignature())
         return request;
-    *status = answerNo(path + ": its own signature does not verify: whoever made it does not hold the key");
+    *status = answerNo(path + ": its own signature does not verify: its maker does not hold the key");
     return std::nullopt;
 }
 
@@ -73,7 +73,8 @@ std::unique_ptr<PublicKey> readSubjectKey(std::string const& path, int* status) 
     if (!text)
         return nullptr;
     if (readReq(*text, nullptr, requestOptions)) {
-        *status = wrongUsage(path + " is a request, whose signature counts: give it without --public-key");
+        *status =
+            wrongUsage(path + " is a request, whose signature must be checked: give it without --public-key");
         return nullptr;
     }
     OpenedPublicKey opened = openPublicKey({.label = {}, .body = {}, .whole = *text});

@@ -22,7 +22,7 @@ void remark(X509Certificate const& certificate) {
     };
     if (isForServers && certificate.basicConstraints != 1 &&
         std::ranges::none_of(certificate.subjectAltNames, isHost))
-        note("no host is named: browsers look at alternative names alone (--san DNS:host)");
+        note("no host is named: browsers only check alternative names (--san DNS:host)");
     Refusal refusal;
     if (!X509Certificate().parse(certificate.serialize(), &refusal))
         note("the platform's rules refuse this certificate: " + terminal::printable(refusal.str()));
@@ -43,14 +43,13 @@ int sayRefused(PathExplanation const& why, IssuerOptions const& options) {
 void IssuerOptions::declareOutput(CommandLine& commandLine) {
     commandLine
         .text("--register", registerFolder,
-              "keep the certificate in this folder as well, which is made\nwhere it does not exist (\"ca "
-              "list\")")
+              "also keep the certificate in this folder, which is created if necessary (\"ca list\")")
         .valueName("DIR");
     output.declare(commandLine);
 }
 
 void IssuerOptions::declareChain(CommandLine& commandLine) {
-    commandLine.text("--chain", chain, "certificates above that of the authority, whose rules count\nas well")
+    commandLine.text("--chain", chain, "certificates above that of the CA, whose constraints apply as well")
         .valueName("FILE");
 }
 

@@ -16,7 +16,7 @@ constexpr unsigned minIterations = 1000;
 
 void addIterations(CommandLine& commandLine, std::optional<std::uint32_t>& iterations) {
     commandLine.number("--iterations", iterations,
-                       "how often the password is hashed: what a guess costs.\nWithout it " +
+                       "how often the password is hashed, which makes guessing slower. By default " +
                            std::to_string(defaultKeyIterations) + " times");
 }
 

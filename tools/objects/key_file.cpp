@@ -27,7 +27,7 @@ std::string adviceFor(Refusal const& refusal, std::string_view text) {
     case RefusalId::explicitCurve:
         return "the named curves P-192, P-224, P-256, P-384 and P-521 can be used";
     case RefusalId::encryptedOpensshKey:
-        return "\"ssh-keygen -p -f COPY\" takes the password off a copy of it";
+        return "\"ssh-keygen -p -f COPY\" removes the password from a copy";
     case RefusalId::unknownEncryption:
     case RefusalId::unsupportedKdf:
     case RefusalId::unsupportedPrf:
@@ -143,7 +143,7 @@ OpenedKey openPrivateKey(PemBlock const& block, std::string const* password) {
     if (refusal.id == RefusalId::passwordRequired)
         return {nullptr, exitNo, refusal, refusal.id};
     auto const encryption = findEncryption(text);
-    char const* const opens = encryption && !encryption->problem ? "opens with this password, but: " : "";
+    char const* const opens = encryption && !encryption->problem ? "the password is right, but: " : "";
     return {nullptr, exitBadInput, opens + complaintOf(refusal, text), refusal.id};
 }
 
@@ -200,6 +200,6 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
 bool standardInputTwice(std::vector<std::string_view> const& names) {
     if (std::ranges::count(names, "-") < 2)
         return false;
-    wrongUsage("only one thing can be read from standard input");
+    wrongUsage("only one input can be read from standard input");
     return true;
 }

@@ -30,11 +30,11 @@ void MailOptions::declare(CommandLine& commandLine) {
 
 bool MailOptions::isUsable(ObjectOutput const& output) const {
     if (smime && output.der) {
-        wrongUsage("a mail holds the message in base64: leave --der or --smime out");
+        wrongUsage("a mail holds the message in base64: omit --der or --smime");
         return false;
     }
     if (!smime && !headers.empty()) {
-        wrongUsage("--header is for a mail: give --smime");
+        wrongUsage("--header is for mails: give --smime");
         return false;
     }
     std::vector<MailHeader> read;
@@ -45,7 +45,7 @@ bool MailOptions::readHeaders(std::vector<MailHeader>* to) const {
     for (std::string const& header : headers) {
         size_t const colon = header.find(':');
         if (colon == std::string::npos) {
-            wrongUsage("\"" + header + "\" is no header: write \"Name: value\"");
+            wrongUsage("\"" + header + "\" is not a header: write \"Name: value\"");
             return false;
         }
         size_t const value = header.find_first_not_of(" \t", colon + 1);
@@ -97,7 +97,7 @@ int takeText(std::string const& path, std::vector<unsigned char>& content) {
     std::string text;
     Refusal refusal;
     if (!readTextEntity(content, &text, &refusal))
-        return badInput(path + ": the content is no plain text in MIME form: " + complaintOf(refusal));
+        return badInput(path + ": the content is not plain text in MIME form: " + complaintOf(refusal));
     secureMemset(content.data(), 0, content.size());
     content.assign(text.begin(), text.end());
     wipe(text);

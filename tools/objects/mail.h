@@ -42,7 +42,7 @@ private:
 };
 
 inline constexpr char takeTextHelp[] =
-    "the content is a text in MIME form: write the text alone, with LF\nline ends";
+    "the content is a text in MIME form: write only the text, with LF\nline ends";
 
 /// The text of a MIME entity in place of the entity. Complains where it is no text; returns the exit status.
 int takeText(std::string const& path, std::vector<unsigned char>& content);

@@ -42,7 +42,7 @@ void convertBer(asn1::blob bytes, std::vector<unsigned char>* to) {
 std::string mailForm(std::string_view text) {
     SmimeMail mail;
     return looksLikeMail(text) && mail.parse(text, nullptr)
-               ? "an S/MIME mail: \"sealkit cms check\" and \"sealkit cms decrypt\" open it"
+               ? "an S/MIME mail: \"sealkit cms check\" and \"sealkit cms decrypt\" read it"
                : "";
 }
 

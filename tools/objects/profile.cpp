@@ -44,7 +44,8 @@ std::optional<Usages> readProfiles(std::vector<std::string> const& names) {
         auto const profile = std::ranges::find(profiles, str2lower(name), &Profile::name);
         if (profile == std::end(profiles)) {
             wrongUsage("\"" + name +
-                       "\" is no profile; there are server, client, tls, email, code-signing, time-stamping, "
+                       "\" is not a profile; the choices are server, client, tls, email, code-signing, "
+                       "time-stamping, "
                        "ocsp and ca");
             return std::nullopt;
         }
@@ -63,7 +64,7 @@ std::optional<Usages> readProfiles(std::vector<std::string> const& names) {
     usages.isForTimeStamps = (usages.extKeyUsage & ExtKeyUsage::timeStamping) != 0;
     usages.isForOcsp = (usages.extKeyUsage & ExtKeyUsage::ocspSigning) != 0;
     if (usages.isForTimeStamps && usages.extKeyUsage != ExtKeyUsage::timeStamping) {
-        wrongUsage("a certificate for time-stamps is for nothing else (RFC 3161, section 2.3)");
+        wrongUsage("a certificate for time-stamping must not have another purpose (RFC 3161, section 2.3)");
         return std::nullopt;
     }
     return usages;
@@ -73,11 +74,11 @@ bool setUsages(X509Certificate& certificate, Usages const& usages,
                std::vector<std::vector<unsigned char>> const& others) {
     auto const key = certificate.parsePublicKey();
     if (!key) {
-        badInput("the public key is of no kind that is known");
+        badInput("the public key is of an unknown kind");
         return false;
     }
     if (usages.isCa && key->keyType() == KeyType::X25519) {
-        badInput("an X25519 key signs nothing: it cannot be the key of a CA");
+        badInput("an X25519 key cannot sign, so it cannot be the key of a CA");
         return false;
     }
     certificate.keyUsage = key->keyType() == KeyType::X25519 ? KeyUsage::keyAgreement : usages.keyUsage;

@@ -95,7 +95,9 @@ std::optional<Register> Register::open(std::string const& path, Missing missing)
     }
     if (result < 0) {
         bool const isMissing = errno == ENOENT;
-        badInput(path + ": " + (isMissing ? "is no register of certificates" : std::strerror(errno)));
+        badInput(path + ": " +
+                 (isMissing ? "is not a register of certificates: \"cert issue --register\" makes one"
+                            : std::strerror(errno)));
         if (lock >= 0)
             close(lock);
         return std::nullopt;
@@ -135,7 +137,7 @@ bool Register::has(asn1::blob serialNumber) const { return access(fileOf(serialN
 int Register::add(X509Certificate const& certificate) {
     if (has(certificate.serialNumber))
         return badInput(path + ": a certificate with the serial number " +
-                        hexadecimal(certificate.serialNumber) + " was issued already");
+                        hexadecimal(certificate.serialNumber) + " was already issued");
     RegisteredCertificate const entry{std::make_shared<X509Certificate>(certificate), std::nullopt};
     bool const isWritten =
         writeWhole(fileOf(certificate.serialNumber), describe(entry), OutputFile::Existing::keep);
@@ -158,7 +160,7 @@ std::optional<RegisteredCertificate> Register::readFile(std::string const& name)
     CertificateChain const certificates = readCertificates(*text, &refusals, FormRules::standard);
     if (certificates.size() != 1 || !refusals.empty() ||
         hexadecimal(certificates[0]->serialNumber) + std::string(suffix) != name) {
-        badInput(file + ": does not hold the one certificate that its name tells");
+        badInput(file + ": does not hold exactly the certificate that its name says");
         return std::nullopt;
     }
     entry.certificate = certificates[0];
@@ -172,7 +174,7 @@ std::optional<RegisteredCertificate> Register::readFile(std::string const& name)
             continue;
         entry.revocation = parseRevocation(line.substr(revokedLabel.size()));
         if (!entry.revocation) {
-            badInput(file + ": \"" + std::string(line) + "\" is no time and reason");
+            badInput(file + ": \"" + std::string(line) + "\" is not a time and reason");
             return std::nullopt;
         }
         entry.revocation->serialNumber = entry.certificate->serialNumber;
@@ -230,7 +232,7 @@ std::optional<std::vector<unsigned char>> Register::takeCrlNumber() {
     number = number + bn64(1);
     auto next = crlNumberOf(number);
     if (!next) {
-        badInput(file + ": no number comes after this one");
+        badInput(file + ": this is the largest possible number");
         return std::nullopt;
     }
     if (!writeWhole(file, number.strDec() + "\n", OutputFile::Existing::replace))

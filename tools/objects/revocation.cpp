@@ -15,11 +15,11 @@ std::optional<std::vector<unsigned char>> readRevoked(std::string const& what, a
     if (auto const number = parseSerialNumber(what)) {
         if (!isFile)
             return number;
-        wrongUsage("\"" + what + "\" is a serial number and a file: write 0x" + what + " or ./" + what);
+        wrongUsage("\"" + what + "\" may be a serial number or a file: write 0x" + what + " or ./" + what);
         return std::nullopt;
     }
     if (!isFile) {
-        wrongUsage("\"" + what + "\" is neither a serial number in hexadecimal nor a certificate's file");
+        wrongUsage("\"" + what + "\" is neither a serial number in hexadecimal nor a certificate file");
         return std::nullopt;
     }
     *status = exitBadInput;
@@ -27,7 +27,7 @@ std::optional<std::vector<unsigned char>> readRevoked(std::string const& what, a
     if (!certificate)
         return std::nullopt;
     if (!issuer.empty() && certificate->issuerBytes() != issuer) {
-        badInput(what + ": was issued by another authority");
+        badInput(what + ": was issued by another CA");
         return std::nullopt;
     }
     return certificate->serialNumber;
@@ -38,8 +38,9 @@ std::optional<unsigned char> readReason(std::string const& name) {
     auto const code = parseCrlReason(name);
     if (code && code != removeFromCrl)
         return code;
-    wrongUsage("\"" + name +
-               "\" is no reason; there are keyCompromise, caCompromise, affiliationChanged, superseded, "
-               "cessationOfOperation, certificateHold, privilegeWithdrawn, aaCompromise, unspecified");
+    wrongUsage(
+        "\"" + name +
+        "\" is not a reason; the choices are keyCompromise, caCompromise, affiliationChanged, superseded, "
+        "cessationOfOperation, certificateHold, privilegeWithdrawn, aaCompromise, unspecified");
     return std::nullopt;
 }

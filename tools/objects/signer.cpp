@@ -13,7 +13,8 @@ void addSignerOptions(CommandLine& commandLine, SignerOptions& options, std::str
     commandLine.text(keyOption, options.key, keyHelp).valueName("KEY").required();
     commandLine
         .text("-a,--algorithm", options.algorithm,
-              "the hash to sign with: sha256, sha384, sha512 or sha1;\nwithout it that of the key's strength")
+              "the hash to sign with: sha256, sha384, sha512 or sha1; by default one that matches the\n"
+              "key's strength")
         .valueName("HASH");
     addPasswordOptions(commandLine, options.password, "of an encrypted key");
 }
@@ -21,7 +22,9 @@ void addSignerOptions(CommandLine& commandLine, SignerOptions& options, std::str
 std::optional<Signer> readSigner(SignerOptions const& options, int* status) {
     auto const hash = findHash(options.algorithm);
     if (!options.algorithm.empty() && (!hash || getKeyInfoFromKeyHash(KeyType::RSA, hash->id).empty())) {
-        *status = wrongUsage("\"" + options.algorithm + "\" is no hash that is signed with here");
+        *status =
+            wrongUsage("\"" + options.algorithm +
+                       "\" is not a hash for signatures; the choices are sha256, sha384, sha512 and sha1");
         return std::nullopt;
     }
     if (standardInputTwice({options.key, options.password.file})) {
@@ -33,12 +36,12 @@ std::optional<Signer> readSigner(SignerOptions const& options, int* status) {
     if (!signer.key)
         return std::nullopt;
     if (signer.key->keyType() == KeyType::X25519) {
-        *status = badInput(options.key + ": an X25519 key agrees on secrets, it signs nothing");
+        *status = badInput(options.key + ": an X25519 key is for key agreement and cannot sign");
         return std::nullopt;
     }
     signer.hash = hash != nullptr ? hash->id : getMatchingHash(*signer.key);
     if (hash != nullptr && signer.key->keyType() == KeyType::Ed25519) {
-        *status = wrongUsage("an Ed25519 key brings its own hash: leave --algorithm out");
+        *status = wrongUsage("an Ed25519 key has its own hash: omit --algorithm");
         return std::nullopt;
     }
     return signer;

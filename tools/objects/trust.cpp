@@ -75,31 +75,31 @@ void TrustOptions::declare(CommandLine& commandLine) {
     commandLine.group("What is trusted, and by which rules");
     commandLine
         .texts("--ca", authorities,
-               "a file or folder of trusted certificates; may be given more than once. Without it "
-               "/kelp/etc/ca under "
-               "the platform root where that exists, else /etc/ssl/certs")
+               "a file or folder of trusted certificates; may be given more than once. By default\n"
+               "/kelp/etc/ca under the platform root if that exists, otherwise /etc/ssl/certs")
         .valueName("FILE");
     commandLine
-        .number(
-            "--cerm", cermUsage,
-            "trust what the certificate manager trusts for this use, a mask of bits as \"trust list\" shows "
-            "them; 0xffffffff asks for any")
+        .number("--cerm", cermUsage,
+                "trust what the certificate manager trusts for this use, a bit mask as \"trust list\"\n"
+                "shows it; 0xffffffff for any use")
         .valueName("MASK");
-    commandLine.text("--at", at, "validate at this time and not now: ISO 8601 (UTC) or seconds since 1970")
+    commandLine.text("--at", at, "validate at this time instead of now: ISO 8601 (UTC) or seconds since 1970")
         .valueName("TIME");
     commandLine.texts("--crl", crlFiles, "a file of CRLs; may be given more than once; implies --check-crls")
         .valueName("FILE");
     commandLine
-        .flagWithValue("--check-crls", checkCrls, "all",
-                       "ask the CRLs about every certificate below the trusted one, or with =leaf, as other "
-                       "validators do, about the leaf alone")
+        .flagWithValue(
+            "--check-crls", checkCrls, "all",
+            "look up every certificate below the trusted one in the CRLs, or with =leaf, as other\n"
+            "validators do, only the leaf")
         .valueName("[=leaf]");
-    Parameter const chosen = commandLine
-                                 .text("--rules", rules,
-                                       "who must accept the chain: platform (this system), rfc5280 (other "
-                                       "validators), strict (what public "
-                                       "CAs keep), or both (platform and rfc5280), which holds without it")
-                                 .valueName("RULES");
+    Parameter const chosen =
+        commandLine
+            .text("--rules", rules,
+                  "the rules that must accept the chain: platform (this system), rfc5280 (other\n"
+                  "validators), strict (the rules of public CAs), or both (platform and rfc5280), which is\n"
+                  "the default")
+            .valueName("RULES");
     commandLine.flag("--strict", strict, "platform and strict must both accept the chain").excludes(chosen);
     commandLine.group("Options");
 }
@@ -109,13 +109,14 @@ bool TrustOptions::read(PathOptions* to, Complaint* complaint) const {
     if (!at.empty()) {
         auto const time = parseTime(at);
         if (!time) {
-            *complaint = "--at: \"" + at + "\" is no time; write 2026-11-21T08:30:00Z or seconds since 1970";
+            *complaint =
+                "--at: \"" + at + "\" is not a time; write 2026-11-21T08:30:00Z or seconds since 1970";
             return false;
         }
         to->now = *time;
     }
     if (!checkCrls.empty() && checkCrls != "all" && checkCrls != "leaf") {
-        *complaint = "--check-crls=" + checkCrls + ": it may be leaf or all";
+        *complaint = "--check-crls=" + checkCrls + ": write leaf or all";
         return false;
     }
     to->checkCrls = !checkCrls.empty() || !crlFiles.empty();
@@ -123,8 +124,8 @@ bool TrustOptions::read(PathOptions* to, Complaint* complaint) const {
     std::string_view const asked = rules.empty() ? ruleNames[0].name : rules;
     auto const known = std::ranges::find_if(ruleNames, [&](auto const& each) { return each.name == asked; });
     if (known == std::end(ruleNames)) {
-        *complaint =
-            "--rules: \"" + rules + "\" is no set of rules; there are both, platform, rfc5280 and strict";
+        *complaint = "--rules: \"" + rules +
+                     "\" is not a set of rules; the choices are both, platform, rfc5280 and strict";
         return false;
     }
     to->rules = strict ? strictRules : known->rules;

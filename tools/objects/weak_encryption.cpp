@@ -8,5 +8,5 @@ std::string weaknessOf(KeyEncryption const& encryption) {
     if (!encryption.isWeak)
         return "";
     return "is weakly encrypted (" + encryption.cipher +
-           "): its keys are few enough to be tried without the password";
+           "): its keys are short enough to be searched without the password";
 }

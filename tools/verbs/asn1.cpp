@@ -203,23 +203,21 @@ int showTree(Options const& options) {
 
 Work setUpAsn1(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    commandLine.number("--at", options->at, "start at this offset, and show the one element there")
-        .valueName("OFFSET");
+    commandLine.number("--at", options->at, "show only the element at this offset").valueName("OFFSET");
     Parameter const json = commandLine.json();
     commandLine
-        .flag("--der", options->cutOut, "write the element itself, the first one or that at the offset")
+        .flag("--der", options->cutOut, "write the element itself: the first one, or the one at the offset")
         .excludes(json);
-    commandLine.number("--block", options->block, "the PEM block, from 1, instead of all").valueName("N");
+    commandLine.number("--block", options->block, "only this PEM block, counted from 1").valueName("N");
     commandLine.text("-o,--output", options->output, std::string("with --der: ") + outputHelp)
         .valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.text("FILE", options->file, "DER, BER, PEM or base64; - is standard input").required();
     commandLine.footer(
-        "Each line has the offset of an element, the lengths of its header and of its content, its type\n"
-        "and its value; \"inf\" is an indefinite length. OCTET STRINGs and BIT STRINGs are followed where "
-        "they\n"
-        "hold DER. The values of private keys are shown as well. Where the encoding breaks, all that stands\n"
-        "before is shown, and the end is 2.\n\n"
+        "Each line has the offset of an element, the lengths of its header and of its content,\n"
+        "its type and its value; \"inf\" is an indefinite length. OCTET STRINGs and BIT STRINGs\n"
+        "that hold DER are expanded. The values of private keys are shown as well. If the\n"
+        "encoding is malformed, everything before the error is shown, and the exit status is 2.\n\n"
         "Examples:\n"
         "  sealkit asn1 certificate.pem\n"
         "  sealkit asn1 certificate.der --at 30 --der -o issuer.der");

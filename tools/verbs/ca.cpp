@@ -99,14 +99,14 @@ int list(ListOptions const& options) {
     Wanted wanted;
     auto const now = options.at.empty() ? currentTime() : parseTime(options.at);
     if (!now)
-        return wrongUsage("\"" + options.at + "\" is no time");
+        return wrongUsage("\"" + options.at + "\" is not a time; write 2026-11-21 or 2026-11-21T08:30:00Z");
     wanted.now = *now;
     wanted.validOnly = options.valid;
     wanted.revokedOnly = options.revoked;
     if (!options.expiring.empty()) {
         auto const seconds = parseDays(options.expiring);
         if (!seconds)
-            return wrongUsage("\"" + options.expiring + "\" is no number of days; write 30d");
+            return wrongUsage("\"" + options.expiring + "\" is not a number of days; write 30d");
         wanted.expiringUntil = TimePoint::fromSeconds(now->seconds + *seconds);
     }
     auto const issued = Register::open(options.folder, Register::Missing::refuse);
@@ -149,7 +149,8 @@ int revoke(RevokeOptions const& options) {
     if (!options.at.empty()) {
         auto const time = parseTime(options.at);
         if (!time)
-            return wrongUsage("\"" + options.at + "\" is no time");
+            return wrongUsage("\"" + options.at +
+                              "\" is not a time; write 2026-11-21 or 2026-11-21T08:30:00Z");
         if (!isWritableTime(*time))
             return exitWrongUsage;
         revocation.revocationDate = *time;
@@ -162,7 +163,7 @@ int revoke(RevokeOptions const& options) {
     if (!entry)
         return status;
     if (entry->revocation && entry->revocation->reasonCode != certificateHold)
-        return wrongUsage("\"" + options.what + "\" is revoked already");
+        return wrongUsage("\"" + options.what + "\" is already revoked");
     revocation.serialNumber = entry->certificate->serialNumber;
     entry->revocation = revocation;
     return issued->update(*entry);
@@ -177,7 +178,8 @@ int release(RevokeOptions const& options) {
     if (!entry)
         return status;
     if (!entry->revocation || entry->revocation->reasonCode != certificateHold)
-        return wrongUsage("\"" + options.what + "\" is not on hold: what was revoked otherwise stays so");
+        return wrongUsage("\"" + options.what +
+                          "\" is not on hold: only certificates on hold can be released");
     entry->revocation.reset();
     return issued->update(*entry);
 }
@@ -188,7 +190,7 @@ int add(AddOptions const& options) {
         return exitBadInput;
     auto const key = authority->parsePublicKey();
     if (!key)
-        return badInput(options.authority + ": its key is of no kind that is known");
+        return badInput(options.authority + ": its key is of an unknown kind");
     CertificateChain certificates;
     for (std::string const& file : options.files) {
         auto const some = readAllCertificates(file, FormRules::standard);
@@ -209,7 +211,7 @@ int add(AddOptions const& options) {
 }
 
 void addFolder(CommandLine& commandLine, std::string& folder) {
-    commandLine.text("--register", folder, "the folder of what was issued").valueName("DIR").required();
+    commandLine.text("--register", folder, "the folder of the register").valueName("DIR").required();
 }
 
 /// What the examples begin with: a CA, and a certificate with the serial number 1F in its register.
@@ -227,17 +229,17 @@ Work listVerb(CommandLine commandLine) {
     addFolder(commandLine, options->folder);
     commandLine
         .text("--expiring", options->expiring,
-              "those alone that are neither revoked nor expired, and end\nwithin so many days: 30d")
+              "only certificates that are valid now and expire within this many days: 30d")
         .valueName("DAYS");
-    Parameter const valid = commandLine.flag("--valid", options->valid, "those alone that are valid");
-    commandLine.flag("--revoked", options->revoked, "those alone that are revoked or on hold")
+    Parameter const valid = commandLine.flag("--valid", options->valid, "only certificates that are valid");
+    commandLine.flag("--revoked", options->revoked, "only certificates that are revoked or on hold")
         .excludes(valid);
-    commandLine.text("--at", options->at, "as of this time: ISO 8601 (UTC); without it now")
+    commandLine.text("--at", options->at, "as of this time: ISO 8601 (UTC); by default now")
         .valueName("TIME");
     commandLine.json();
     commandLine.footer(
-        "A line has the serial number, when the certificate ends, its state and whom it names. The "
-        "first to end stands first.\n\n" +
+        "Each line has the serial number, the expiration time, the state and the subject of a\n"
+        "certificate. Those that expire first come first.\n\n" +
         exampleOf("  sealkit ca list --register issued --expiring 400d"));
     return [options] { return list(*options); };
 }
@@ -247,9 +249,11 @@ Work revokeVerb(CommandLine commandLine) {
     addFolder(commandLine, options->folder);
     commandLine.text("WHAT", options->what, "the certificate: its serial number in hexadecimal, or its file")
         .required();
-    commandLine.text("--reason", options->reason, "why it is revoked").valueName("REASON");
-    commandLine.text("--at", options->at, "since when: ISO 8601 (UTC); without it now").valueName("TIME");
-    commandLine.footer("The next \"crl new --register\" has it.\n\n" + std::string(reasonsHelp) + "\n\n" +
+    commandLine.text("--reason", options->reason, "the reason of the revocation").valueName("REASON");
+    commandLine.text("--at", options->at, "the time of the revocation: ISO 8601 (UTC); by default now")
+        .valueName("TIME");
+    commandLine.footer("The next \"crl new --register\" writes its entry.\n\n" + std::string(reasonsHelp) +
+                       "\n\n" +
                        exampleOf("  sealkit ca revoke --register issued --reason keyCompromise 1F\n"
                                  "  sealkit crl new --ca ca.pem -k ca.key --register issued -o first.crl"));
     return [options] { return revoke(*options); };
@@ -260,7 +264,7 @@ Work releaseVerb(CommandLine commandLine) {
     addFolder(commandLine, options->folder);
     commandLine.text("WHAT", options->what, "the certificate: its serial number in hexadecimal, or its file")
         .required();
-    commandLine.footer("The next \"crl new --register\" leaves it out.\n\n" +
+    commandLine.footer("The next \"crl new --register\" omits its entry.\n\n" +
                        exampleOf("  sealkit ca revoke --register issued --reason certificateHold 1F\n"
                                  "  sealkit ca release --register issued 1F"));
     return [options] { return release(*options); };
@@ -273,7 +277,7 @@ Work addVerb(CommandLine commandLine) {
         .valueName("FILE")
         .required();
     commandLine.texts("FILE", options->files, "certificates that were issued without a register").required();
-    commandLine.footer("That the CA issued each of them is verified.\n\n" +
+    commandLine.footer("The CA must have issued each of them.\n\n" +
                        exampleOf("  sealkit ca add --register issued --ca ca.pem ca.pem"));
     return [options] { return add(*options); };
 }
@@ -282,10 +286,10 @@ Work addVerb(CommandLine commandLine) {
 
 Work setUpCa(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"list", "list what was issued", listVerb},
+        {"list", "list the issued certificates", listVerb},
         {"revoke", "revoke a certificate of the register", revokeVerb},
-        {"release", "revoke it no longer, where it was on hold alone", releaseVerb},
-        {"add", "take certificates into the register", addVerb},
+        {"release", "end the revocation of a certificate that is on hold", releaseVerb},
+        {"add", "add certificates to the register", addVerb},
     };
     return commandLine.verbs(verbs);
 }

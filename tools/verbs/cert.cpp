@@ -4,7 +4,7 @@
 
 Work setUpCert(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"self-sign", "make the certificate of a new authority, or any that signs itself", setUpCertSelfSign},
+        {"self-sign", "make the certificate of a new CA, or another self-signed one", setUpCertSelfSign},
         {"issue", "make a certificate from a request or a public key", setUpCertIssue},
         {"renew", "make a certificate again, with new dates", setUpCertRenew},
     };

@@ -142,7 +142,7 @@ bool takeNames(X509Certificate& certificate, X509Req const& request, IssueOption
     for (GeneralName const& name : request.subjectAltNames) {
         if (isPlainName(name))
             continue;
-        badInput(options.request + ": asks for a name that is no host, address, mailbox or URI: " +
+        badInput(options.request + ": asks for a name that is not a host, address, mailbox or URI: " +
                  name.typeStr() + ":" + shortened(name.dataStr()));
         return false;
     }
@@ -204,7 +204,7 @@ Parameter addSubject(CommandLine& commandLine, Options& options) {
 }
 
 void addOptions(CommandLine& commandLine, Options& options) {
-    options.validity.declare(commandLine, "how long it is valid; without it 365, of an authority 3650");
+    options.validity.declare(commandLine, "how many days it is valid; by default 365, for a CA 3650");
     commandLine.text("--serial", options.serialNumber, serialNumberHelp).valueName("HEX");
     options.contents.declare(commandLine);
     options.issuer.declareOutput(commandLine);
@@ -217,7 +217,7 @@ Work setUpCertSelfSign(CommandLine commandLine) {
     addSignerOptions(commandLine, options->issuer.signer, "-k,--key", "the private key, PEM or DER");
     commandLine
         .texts("--profile", options->profiles,
-               "what the certificate is for: " + std::string(profileHelp) + ";\nwithout it ca")
+               "what the certificate is for: " + std::string(profileHelp) + ";\nby default ca")
         .valueName("PROFILE");
     addSubject(commandLine, *options);
     addOptions(commandLine, *options);
@@ -237,12 +237,11 @@ Work setUpCertIssue(CommandLine commandLine) {
     commandLine.text("REQUEST", options->request, "the request, PEM or DER; - is standard input");
     commandLine.text("--public-key", options->publicKey, "a public key instead of a request")
         .valueName("FILE");
-    commandLine.text("--ca", options->issuer.authority, "the certificate of the authority, PEM or DER")
+    commandLine.text("--ca", options->issuer.authority, "the certificate of the CA, PEM or DER")
         .valueName("FILE")
         .required();
     options->issuer.declareChain(commandLine);
-    addSignerOptions(commandLine, options->issuer.signer, "-k,--key|--ca-key",
-                     "the private key of the authority");
+    addSignerOptions(commandLine, options->issuer.signer, "-k,--key|--ca-key", "the private key of the CA");
     commandLine
         .texts("--profile", options->profiles, "what the certificate is for: " + std::string(profileHelp))
         .valueName("PROFILE")
@@ -257,13 +256,11 @@ Work setUpCertIssue(CommandLine commandLine) {
                      "take the alternative names that the request asks for");
     addOptions(commandLine, *options);
     commandLine.footer(
-        "Of a request only key and subject are taken, and its alternative names with --accept-names; what "
-        "the\n"
-        "certificate may be used for is the authority's choice. A request whose own signature does not "
-        "verify\n"
-        "is never issued (status 1), and neither is a certificate that the standard rules would refuse under "
-        "its\n"
-        "authority: names outside its constraints, usages that it may not give, a validity beyond its own. " +
+        "Only the key and the subject of a request are used, and its alternative names with\n"
+        "--accept-names; the CA decides what the certificate may be used for. A certificate is\n"
+        "not issued (status 1) if the request's own signature does not verify, or if the standard\n"
+        "rules would refuse the certificate under its CA: names outside the constraints, usages\n"
+        "that the CA may not grant, a validity beyond that of the CA. " +
         std::string(profileFooter) +
         "\n\nExamples:\n"
         "  sealkit key new p256 -o ca.key\n"

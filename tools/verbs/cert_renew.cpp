@@ -131,11 +131,10 @@ int renew(Options const& options) {
 Work setUpCertRenew(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("OLD", options->old, "the certificate that is renewed, PEM or DER").required();
-    Parameter const authority =
-        commandLine
-            .text("--ca", options->issuer.authority,
-                  "the certificate of the CA; without it OLD is one\nthat signs itself")
-            .valueName("FILE");
+    Parameter const authority = commandLine
+                                    .text("--ca", options->issuer.authority,
+                                          "the certificate of the CA; without it OLD is self-signed")
+                                    .valueName("FILE");
     commandLine
         .text("--old-ca", options->oldAuthority,
               "the certificate of the CA that issued OLD, if that had\nanother key")
@@ -143,7 +142,7 @@ Work setUpCertRenew(CommandLine commandLine) {
         .needs(authority);
     options->issuer.declareChain(commandLine);
     addSignerOptions(commandLine, options->issuer.signer, "-k,--key|--ca-key",
-                     "the private key of the CA, or of OLD, which may be new");
+                     "the private key of the CA; for a self-signed OLD its own key, or a new one");
     Parameter const request =
         commandLine.text("--request", options->request, "take the new key of this request")
             .valueName("FILE")
@@ -152,16 +151,13 @@ Work setUpCertRenew(CommandLine commandLine) {
         .valueName("FILE")
         .needs(authority)
         .excludes(request);
-    options->validity.declare(commandLine, "how long it is valid; without it as long as OLD");
+    options->validity.declare(commandLine, "how many days it is valid; by default as long as OLD");
     commandLine.text("--serial", options->serialNumber, serialNumberHelp).valueName("HEX");
     options->issuer.declareOutput(commandLine);
     commandLine.footer(
-        "The new certificate has the names and the extensions of OLD, new dates and a new serial number. OLD "
-        "may\n"
-        "have ended; that the CA issued it is verified. Signed certificate timestamps are left out, "
-        "as "
-        "they\n"
-        "hold for OLD alone.\n\n"
+        "The new certificate has the names and the extensions of OLD, new dates and a new serial\n"
+        "number. OLD may have expired, but the CA must have issued it. Signed certificate\n"
+        "timestamps are left out, because they are only valid for OLD.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o ca.key\n"
         "  sealkit cert self-sign -k ca.key --subject \"/O=Acme/CN=Acme root\" -o ca.pem\n"

@@ -170,7 +170,7 @@ private:
     int judgeLength(uint64_t bytes, Progress* progress) {
         bool const mayEndAnywhere = !needsBlocks || (job.padding && job.direction == Direction::encrypt);
         if (!mayEndAnywhere && bytes % blockLength != 0)
-            return job.complain("its " + std::to_string(bytes) + " bytes are no whole blocks of " +
+            return job.complain("its " + std::to_string(bytes) + " bytes are not whole blocks of " +
                                 std::to_string(blockLength));
         if (!mayEndAnywhere && job.padding && bytes == 0)
             return job.complain("empty: there is no padding in it");
@@ -318,7 +318,7 @@ std::optional<std::string> judge(Options const& options, CipherName const& ciphe
 int crypt(Options const& options, Direction direction) {
     auto const cipher = findCipher(options.algorithm);
     if (!cipher)
-        return wrongUsage("\"" + options.algorithm + "\" is no cipher; there are " + listCiphers() +
+        return wrongUsage("\"" + options.algorithm + "\" is not a cipher; the choices are " + listCiphers() +
                           ", and names with the size of the key, such as aes-256-gcm");
     Job job{direction,   *cipher, {}, {}, {}, cipher->mode == CipherMode::cbc && !options.noPadding,
             options.file};
@@ -377,10 +377,10 @@ constexpr char ciphers[] =
     "  des-ede3-cbc          24          8           padded to whole blocks; 3des-cbc is another name\n"
     "  des-cbc               8           8           padded to whole blocks; for old files alone\n"
     "  null                  none        1           no protection at all\n"
-    "Names with the size of the key in bits, such as aes-256-cbc, check the key. (aes-256-siv takes two "
-    "such\n"
-    "keys.) Only aes-gcm and aes-siv notice that a text was changed; the others decrypt to something else.\n"
-    "Use an IV once with a key: twice gives the text away with aes-gcm and aes-ctr.\n\n";
+    "Names with the size of the key in bits, such as aes-256-cbc, also check the size of the\n"
+    "key. (aes-256-siv takes two such keys.) Only aes-gcm and aes-siv detect changes; with\n"
+    "the others a changed text decrypts to something else. Use an IV only once with a key: a\n"
+    "repeated IV reveals the texts with aes-gcm and aes-ctr.\n\n";
 
 Work setUpDirection(CommandLine commandLine, Direction direction) {
     bool const encrypts = direction == Direction::encrypt;
@@ -393,14 +393,14 @@ Work setUpDirection(CommandLine commandLine, Direction direction) {
         .valueName("HEX");
     commandLine
         .texts("--aad-file", options->aadFiles,
-               "associated data: authenticated, not encrypted. aes-siv takes\nseveral, whose order counts")
+               "associated data: authenticated, not encrypted. aes-siv takes several, in a fixed order")
         .valueName("FILE");
     commandLine.flag("--no-pad", options->noPadding,
                      encrypts ? "CBC: do not pad; the text must be whole blocks"
                               : "CBC: leave the padding in the text");
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
-    commandLine.text("FILE", options->file, "the text; standard input for - and without it");
+    commandLine.text("FILE", options->file, "the text; - or nothing is standard input");
     commandLine.footer(
         std::string(ciphers) +
         (encrypts

@@ -118,9 +118,10 @@ int encrypt(EncryptOptions const& options) {
                           "--password-file FILE");
     auto const how = readCipher(options);
     if (!how)
-        return wrongUsage("\"" + options.cipher +
-                          "\" is no cipher of messages; there are aes-128-gcm, aes-192-gcm, aes-256-gcm, "
-                          "aes-128-cbc, aes-192-cbc, aes-256-cbc and des-ede3-cbc");
+        return wrongUsage(
+            "\"" + options.cipher +
+            "\" is not a cipher for messages; the choices are aes-128-gcm, aes-192-gcm, aes-256-gcm, "
+            "aes-128-cbc, aes-192-cbc, aes-256-cbc and des-ede3-cbc");
     std::vector<X509Certificate> certificates;
     certificates.reserve(options.recipients.size());
     for (std::string const& path : options.recipients) {
@@ -250,7 +251,7 @@ int decrypt(DecryptOptions const& options) {
     if (!opener.open(message, content, &refusal))
         return refuseDecryption(options.file, refusal);
     if (!isData(message.encryptedContentInfo.contentType))
-        note("the content is no plain data, but of the type " +
+        note("the content is not plain data, but of the type " +
              getContentTypeName(message.encryptedContentInfo.contentType));
     int const status = options.text ? takeText(options.file, content) : exitDone;
     bool const isWritten = status == exitDone && output.write(content) && output.commit();
@@ -259,20 +260,19 @@ int decrypt(DecryptOptions const& options) {
 }
 
 constexpr char encryptFooter[] =
-    "Encrypts to the holders of certificates, under a password, or both; each of them alone opens the "
-    "message. "
-    "How a certificate gets the key of the message follows from its own: RSA with PKCS#1 v1.5, or with OAEP "
-    "over SHA-256 (--oaep); EC and X25519 by key agreement. A password is derived with 600,000 rounds of "
-    "PBKDF2.\n\n"
-    "Without --cipher a message to certificates alone is encrypted with AES-256-CBC, which every program of "
-    "the "
-    "last twenty years opens, \"openssl smime -decrypt\" among them. A message under a password is encrypted "
-    "with AES-256-GCM, which authenticates: nothing of a message that was changed is given out. \"openssl "
-    "cms "
-    "-decrypt\" opens both, with -pwri_password under a password.\n\n"
-    "Whether a certificate may be trusted is not asked (\"sealkit verify\" does), but one that is not valid "
-    "now, or whose key usage does not allow encrypting keys, is refused. Encryption to certificates does not "
-    "tell who a message is from. Sign first, and encrypt the signed message.\n\n"
+    "Encrypts to the holders of certificates, under a password, or both; each recipient can\n"
+    "decrypt the message. The key of a certificate decides how the message key is encrypted:\n"
+    "RSA with PKCS#1 v1.5, or with OAEP over SHA-256 (--oaep); EC and X25519 by key\n"
+    "agreement. The key of a password is derived by PBKDF2 with 600,000 iterations.\n\n"
+    "Without --cipher, a message to certificates only is encrypted with AES-256-CBC, which\n"
+    "all programs of the last twenty years can decrypt, including \"openssl smime -decrypt\".\n"
+    "A message under a password is encrypted with AES-256-GCM, which authenticates: a changed\n"
+    "message does not decrypt. \"openssl cms -decrypt\" decrypts both, with -pwri_password\n"
+    "for a password.\n\n"
+    "Trust in the certificates is not checked (\"sealkit verify\" does that), but a\n"
+    "certificate that is not valid now, or whose key usage does not allow encrypting keys, is\n"
+    "refused. Encryption does not authenticate the sender: sign first, and encrypt the signed\n"
+    "message.\n\n"
     "Examples:\n"
     "  sealkit key new rsa-2048 -o your.key\n"
     "  sealkit cert self-sign -k your.key --profile server --subject \"/CN=you\" --san DNS:you.example -o "
@@ -290,19 +290,19 @@ Work setUpCmsEncrypt(CommandLine commandLine) {
     auto options = std::make_shared<EncryptOptions>();
     commandLine
         .texts("--certificate|--to", options->recipients,
-               "the certificate of a recipient; given once for each of them")
+               "the certificate of a recipient; once for each recipient")
         .valueName("FILE");
     addPasswordOptions(commandLine, options->password, "that opens the message");
     commandLine
         .text(
             "--cipher", options->cipher,
-            "aes-256-gcm (without it, under a password), aes-192-gcm,\naes-128-gcm, aes-256-cbc (without it, "
+            "aes-256-gcm (the default under a password), aes-192-gcm,\naes-128-gcm, aes-256-cbc (the default "
             "otherwise),\naes-192-cbc, aes-128-cbc or des-ede3-cbc")
         .valueName("CIPHER");
     commandLine.flag("--oaep", options->oaep,
-                     "encrypt to RSA keys with OAEP over SHA-256, not with PKCS#1 v1.5");
+                     "encrypt to RSA keys with OAEP over SHA-256 instead of PKCS#1 v1.5");
     commandLine.flag("--key-id", options->byKeyId,
-                     "name recipients by their subject key identifiers, not by issuer\nand serial number");
+                     "name recipients by subject key identifier instead of issuer and serial number");
     options->mail.declare(commandLine);
     options->output.declare(commandLine);
     commandLine.text("FILE", options->file, "what is encrypted; - is standard input").required();
@@ -317,8 +317,8 @@ Work setUpCmsDecrypt(CommandLine commandLine) {
     addPasswordOptions(commandLine, options->password, "of an encrypted KEY; without a KEY, of the message");
     commandLine
         .text("--certificate", options->certificate,
-              "the recipient's certificate, which tells the recipient. Without\nit the key is tried on every "
-              "one")
+              "the recipient's certificate, which identifies the recipient. Without it the key is tried\n"
+              "for every recipient")
         .valueName("FILE")
         .needs(key);
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
@@ -327,14 +327,13 @@ Work setUpCmsDecrypt(CommandLine commandLine) {
     commandLine.text("FILE", options->file, "the message, PEM, DER or S/MIME mail; - is standard input")
         .required();
     commandLine.footer(
-        std::string("Opens messages with the key of one of its recipients, or with a password: EnvelopedData "
-                    "under triple "
-                    "DES or AES in CBC mode and AuthEnvelopedData under AES-GCM, in DER or BER, to RSA keys "
-                    "under PKCS#1 "
-                    "v1.5 or OAEP, to EC and X25519 keys by key agreement, and under passwords by PBKDF2.\n\n"
-                    "Every fault of a key or an encrypted text gives the same message (status 1). "
-                    "Do not let "
-                    "strangers see it for messages of their own making: it helps them to read others.\n\n") +
+        std::string(
+            "Decrypts messages with the key of one of their recipients, or with a password:\n"
+            "EnvelopedData under triple DES or AES in CBC mode and AuthEnvelopedData under AES-GCM,\n"
+            "in DER or BER, to RSA keys under PKCS#1 v1.5 or OAEP, to EC and X25519 keys by key\n"
+            "agreement, and under passwords by PBKDF2.\n\n"
+            "Every failure of decryption gives the same message (status 1). Do not let strangers see\n"
+            "it for messages of their own making: it would help them to decrypt other messages.\n\n") +
         std::string(encryptFooter).substr(std::string(encryptFooter).find("Examples:")));
     return [options] { return decrypt(*options); };
 }

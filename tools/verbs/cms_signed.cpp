@@ -120,7 +120,7 @@ int sign(SignOptions& options) {
         return wrongUsage("give each --key its --certificate, in the same order");
     std::vector<unsigned char> type(getDataOid().begin(), getDataOid().end());
     if (!options.contentType.empty() && (type = parseOid(options.contentType)).empty())
-        return wrongUsage("\"" + options.contentType + "\" is no object identifier");
+        return wrongUsage("\"" + options.contentType + "\" is not an object identifier");
     if (options.withoutAttributes && (options.signingTime || !isData(type)))
         return wrongUsage(
             "the time of signing and a content of another type than data are told by attributes: leave "
@@ -251,7 +251,8 @@ int check(CheckOptions const& options) {
         return wrongUsage(complaint);
     auto const purpose = std::ranges::find(purposes, options.purpose, &Purpose::name);
     if (purpose == std::end(purposes))
-        return wrongUsage("\"" + options.purpose + "\" is no purpose; there are email, code and any");
+        return wrongUsage("\"" + options.purpose +
+                          "\" is not a purpose; the choices are email, code and any");
     how.path.purpose = purpose->id;
 
     auto const file = MessageFile::read(options.file);
@@ -301,7 +302,7 @@ int check(CheckOptions const& options) {
         report.notes.push_back("the signature is over the text with CR LF at its line ends, as e-mails have "
                                "them: \"openssl smime -sign\" without -binary signs that");
     if (!isData(message.contentType))
-        report.notes.push_back("the content is no plain data, but of the type " +
+        report.notes.push_back("the content is not plain data, but of the type " +
                                getContentTypeName(message.contentType));
     if (report::isJson())
         reportJson(report, message, content.size());
@@ -319,16 +320,11 @@ int check(CheckOptions const& options) {
 }
 
 constexpr char signFooter[] =
-    "The message is CMS as \"openssl cms\" and e-mail programs read it, with the signers' certificates in "
-    "it. Keys "
-    "are RSA\n"
-    "(PKCS#1 v1.5), EC on a named curve, or Ed25519; several signers are given as --key and --certificate "
-    "for each. "
-    "A\n"
-    "certificate that is not valid now or whose key usage does not allow signatures is refused. The file is "
-    "kept in "
-    "memory,\n"
-    "256 MiB at most with all that comes around it.\n\n"
+    "The message is CMS as \"openssl cms\" and e-mail programs read it, with the signers'\n"
+    "certificates in it. Keys are RSA (PKCS#1 v1.5), EC on a named curve, or Ed25519; several\n"
+    "signers are given as --key and --certificate for each. A certificate that is not valid\n"
+    "now or whose key usage does not allow signatures is refused. The message must fit into\n"
+    "memory and have at most 256 MiB.\n\n"
     "Examples:\n"
     "  sealkit key new rsa-2048 -o my.key\n"
     "  sealkit cert self-sign -k my.key --profile email --subject \"/CN=me\" --san email:me@acme.example -o "
@@ -344,7 +340,7 @@ constexpr char signFooter[] =
 
 Work setUpCmsSign(CommandLine commandLine) {
     auto options = std::make_shared<SignOptions>();
-    commandLine.texts("-k,--key", options->keys, "the private key of a signer; given once for each of them")
+    commandLine.texts("-k,--key", options->keys, "the private key of a signer; once for each signer")
         .valueName("KEY")
         .required();
     commandLine
@@ -358,20 +354,21 @@ Work setUpCmsSign(CommandLine commandLine) {
               "curve")
         .valueName("HASH");
     addPasswordOptions(commandLine, options->signer.password, "of encrypted keys");
-    commandLine.texts("--chain", options->chains, "more certificates for the message: the signers' issuers")
+    commandLine
+        .texts("--chain", options->chains, "further certificates for the message: the signers' issuers")
         .valueName("FILE");
     commandLine.flag("--key-id", options->byKeyId,
-                     "name signers by their subject key identifiers, not by issuer and\nserial number");
+                     "name signers by subject key identifier instead of issuer and serial number");
     commandLine.flag("--no-attributes", options->withoutAttributes,
-                     "sign the content alone, and not attributes with its digest");
-    commandLine.flag("--signing-time", options->signingTime, "sign the time of this clock as well");
+                     "sign the content itself, without signed attributes");
+    commandLine.flag("--signing-time", options->signingTime, "also sign the current time");
     commandLine
         .text("--content-type", options->contentType,
-              "the type of the content, an object identifier. Without it data")
+              "the type of the content, an object identifier; by default data")
         .valueName("OID");
-    commandLine.flag("--detached", options->detached,
-                     "leave the content out of the message; in a mail it stands beside\nthe signature, for "
-                     "everyone to read");
+    commandLine.flag(
+        "--detached", options->detached,
+        "leave the content out of the message; in a mail it is readable text beside the signature");
     options->mail.declare(commandLine);
     options->output.declare(commandLine);
     commandLine.text("FILE", options->file, "what is signed; - is standard input").required();
@@ -382,7 +379,7 @@ Work setUpCmsSign(CommandLine commandLine) {
 Work setUpCmsCheck(CommandLine commandLine) {
     auto options = std::make_shared<CheckOptions>();
     options->purpose = "email";
-    commandLine.text("--content|--data", options->content, "what is signed, of a detached signature")
+    commandLine.text("--content|--data", options->content, "the signed content of a detached signature")
         .valueName("FILE");
     commandLine
         .text("--certificates|--chain", options->certificates,
@@ -392,28 +389,25 @@ Work setUpCmsCheck(CommandLine commandLine) {
     options->trust.declare(commandLine);
     commandLine
         .text("--purpose", options->purpose,
-              "what the signers' certificates should be for: email\n(without it), code or any")
+              "the purpose of the signers' certificates: email (the default), code or any")
         .valueName("PURPOSE");
     commandLine.json();
     commandLine
-        .text(
-            "-o,--output", options->output,
-            "write the content to this file, if all is well; - is standard\noutput, and the verdict goes to "
-            "standard error then")
+        .text("-o,--output", options->output,
+              "write the content to this file if the check succeeds; - is standard output, and the\n"
+              "verdict then goes to standard error")
         .valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.flag("--text", options->text, takeTextHelp);
     commandLine.text("FILE", options->file, "the message, PEM, DER or S/MIME mail; - is standard input")
         .required();
     commandLine.footer(
-        "Every signer must have signed the content and be trusted. Prints a line for each, then \"OK\" or\n"
-        "\"FAILED: reason\". What is not checked and what is strange is said on standard error. A time of "
-        "signing is\n"
-        "what the signer says.\n\n"
-        "Read are messages in DER and BER, with signers by RSA (PKCS#1 v1.5 and PSS), ECDSA and Ed25519. "
-        "Counter-"
-        "signatures are\n"
-        "checked: a false one is a warning, as it says nothing about the content.\n\n" +
+        "Every signer must have signed the content and be trusted. Prints a line for each signer,\n"
+        "then \"OK\" or \"FAILED: reason\". What was not checked and what is unusual is reported\n"
+        "on standard error. A signing time is only what the signer states.\n\n"
+        "Messages may be DER or BER, with RSA (PKCS#1 v1.5 and PSS), ECDSA and Ed25519\n"
+        "signatures. Counter-signatures are checked: an invalid one is a warning, because it does\n"
+        "not concern the content.\n\n" +
         std::string(signFooter).substr(std::string(signFooter).find("Examples:")));
     return [options] { return check(*options); };
 }
@@ -427,13 +421,12 @@ Work setUpCmsCertificates(CommandLine commandLine) {
     commandLine.texts("FILE", options->files, "messages or bundles; with --bundle certificates in any form")
         .required();
     commandLine.footer(
-        "Takes the certificates and CRLs out of messages and bundles, as PEM. Nothing is checked: whoever "
-        "wrote a\n"
-        "message put there what they liked.\n\n"
+        "Extracts the certificates and CRLs of messages and bundles as PEM. They are not checked:\n"
+        "the author of a message chooses them.\n\n"
         "Examples:\n"
         "  sealkit key new rsa-2048 -o my.key\n"
-        "  sealkit cert self-sign -k my.key --profile email --subject \"/CN=me\" --san "
-        "email:me@acme.example -o my.pem\n"
+        "  sealkit cert self-sign -k my.key --profile email --subject \"/CN=me\" --san email:me@acme.example "
+        "-o my.pem\n"
         "  sealkit cms certificates --bundle my.pem -o my.p7b\n"
         "  sealkit cms certificates my.p7b -o copy.pem");
     return [options] { return certificates(*options); };

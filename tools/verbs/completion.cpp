@@ -147,7 +147,7 @@ int complete(Options const& options, VerbOutline const& program) {
             shell.write(program, terminal::out());
             return exitDone;
         }
-    return wrongUsage("\"" + options.shell + "\" is no shell that is known; there are bash, zsh and fish");
+    return wrongUsage("\"" + options.shell + "\" is not a known shell; the choices are bash, zsh and fish");
 }
 
 } // namespace

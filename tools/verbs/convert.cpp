@@ -48,8 +48,9 @@ int convert(Options const& options) {
     if (!options.target.empty()) {
         auto const row = std::ranges::find(targets, options.target, &TargetName::name);
         if (row == std::end(targets))
-            return wrongUsage("--to: \"" + options.target +
-                              "\" is no form; there are pem, der, p7b, p12, openssh, traditional and pkcs8");
+            return wrongUsage(
+                "--to: \"" + options.target +
+                "\" is not a form; the choices are pem, der, p7b, p12, openssh, traditional and pkcs8");
         target = row->target;
     }
     bool const encrypts = options.encrypt || options.outPassword.isGiven();
@@ -62,7 +63,7 @@ int convert(Options const& options) {
     if (!target)
         target = conversion.otherForm();
     if (!target)
-        return badInput("there is no one other form for all of this: give --to pem, der, p7b or p12");
+        return badInput("there is no single other form for all of this: give --to pem, der, p7b or p12");
     if ((*target == Target::der || *target == Target::p12) && wouldFloodTerminal(options.output))
         return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
     SecretBytes made;
@@ -82,19 +83,18 @@ Work setUpConvert(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine
         .text("--to", options->target,
-              "pem, der, p7b (PKCS#7, certificates and CRLs alone), p12 (PKCS#12), and for keys\n"
-              "pkcs8, traditional (of OpenSSL) or openssh; without it the usual other form")
+              "pem, der, p7b (PKCS#7, only certificates and CRLs), p12 (PKCS#12), and for keys pkcs8,\n"
+              "traditional (OpenSSL's) or openssh; by default the usual other form")
         .valueName("FORM");
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.flag("--comments", options->comments,
-                     "write lines with subject and issuer in front of PEM blocks");
+                     "write lines with subject and issuer before PEM blocks");
     addPasswordOptions(commandLine, options->password, "of encrypted keys and PKCS#12 files");
     addPasswordOptions(commandLine, options->outPassword, "that keys and PKCS#12 are encrypted under",
                        "out-");
     commandLine.flag("--encrypt", options->encrypt, "encrypt keys; asks for that password twice");
-    commandLine.flag("--unencrypted", options->unencrypted,
-                     "write keys without encryption that were encrypted");
+    commandLine.flag("--unencrypted", options->unencrypted, "write encrypted keys without encryption");
     addIterations(commandLine, options->iterations);
     commandLine
         .texts(
@@ -103,11 +103,11 @@ Work setUpConvert(CommandLine commandLine) {
             "form; - is standard input")
         .required();
     commandLine.footer(
-        "What a file holds is found by itself. Without --to the output is PEM, or, where all is PEM "
-        "already,\n"
-        "DER of one object and PKCS#7 of several certificates. What the form cannot express is named, left\n"
-        "out, and the exit status is 2. A key that is encrypted stays so, under its own password unless\n"
-        "there is another, and a file with private keys can be read by its owner alone.\n\n"
+        "The contents of a file are recognised automatically. Without --to the output is PEM or,\n"
+        "if everything is already PEM, DER for one object and PKCS#7 for several certificates.\n"
+        "Objects that the form cannot hold are reported and left out, and the exit status is 2.\n"
+        "An encrypted key stays encrypted, under its own password unless another is given. Only\n"
+        "its owner can read a file with private keys.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o my.key\n"
         "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"

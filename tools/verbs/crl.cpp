@@ -69,7 +69,7 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
     if (!time.empty()) {
         auto const date = parseTime(time);
         if (!date)
-            return wrongUsage("\"" + time + "\" is no time");
+            return wrongUsage("\"" + time + "\" is not a time; write 2026-11-21 or 2026-11-21T08:30:00Z");
         if (!isWritableTime(*date))
             return exitWrongUsage;
         entry.revocationDate = *date;
@@ -81,7 +81,7 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
         entry.serialNumber = before->serialNumber; // In the octets that its other extensions are found by.
         *before = entry;
     } else
-        return wrongUsage("\"" + what + "\" is revoked already");
+        return wrongUsage("\"" + what + "\" is already revoked");
     return exitDone;
 }
 
@@ -93,7 +93,7 @@ int release(X509Crl& crl, std::string const& what, X509Certificate const& author
         return status;
     auto const entry = findEntry(crl, *serialNumber);
     if (entry == crl.revoked.end() || entry->reasonCode != certificateHold)
-        return wrongUsage("\"" + what + "\" is not on hold: what was revoked otherwise stays so");
+        return wrongUsage("\"" + what + "\" is not on hold: only certificates on hold can be released");
     crl.revoked.erase(entry);
     return exitDone;
 }
@@ -109,7 +109,7 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
     if (!previous)
         return badInput(path + ": not a readable CRL: " + refusal);
     if (previous->issuerBytes() != authority.subjectBytes() || !previous->verify(key))
-        return answerNo(path + ": is not signed by this authority");
+        return answerNo(path + ": is not signed by this CA");
     crl = std::move(*previous);
     return exitDone;
 }
@@ -124,8 +124,7 @@ int readRegister(X509Crl& crl, std::string const& folder, X509Certificate const&
         return exitBadInput;
     for (RegisteredCertificate const& entry : *all) {
         if (entry.certificate->issuerBytes() != authority.subjectBytes())
-            return badInput(folder +
-                            ": holds a certificate of another authority: " + nameFor(*entry.certificate));
+            return badInput(folder + ": holds a certificate of another CA: " + nameFor(*entry.certificate));
         if (entry.revocation)
             crl.revoked.push_back(*entry.revocation);
     }
@@ -162,26 +161,27 @@ int makeCrl(Options const& options) {
     if (!options.number.empty()) {
         auto const number = parseCrlNumber(options.number);
         if (!number)
-            return wrongUsage("\"" + options.number + "\" is no number of a list");
+            return wrongUsage("\"" + options.number + "\" is not a number of a CRL");
         if (!options.previous.empty() && BigNum(asn1::blob(*number)) < next)
-            return wrongUsage("the numbers of an authority's lists go up: the next is " + str(crl.crlNumber) +
+            return wrongUsage("the CRL numbers of a CA must increase: the next is " + str(crl.crlNumber) +
                               " (hexadecimal)");
         crl.crlNumber = *number;
     }
     auto const start = options.from.empty() ? currentTime() : parseTime(options.from);
     auto const end = parseTime(options.to);
     if (!start || (!options.to.empty() && !end))
-        return wrongUsage("\"" + (start ? options.to : options.from) + "\" is no time");
+        return wrongUsage("\"" + (start ? options.to : options.from) +
+                          "\" is not a time; write 2026-11-21 or 2026-11-21T08:30:00Z");
     if (!options.previous.empty() && *start <= crl.thisUpdate)
-        note("the list is not later than the one it continues: some programs keep that one");
+        note("the CRL is not newer than the previous one: some programs will keep that one");
     if (*start > authority->notAfter)
-        note("the authority's own certificate ended at " + formatTime(authority->notAfter));
+        note("the CA's own certificate ended at " + formatTime(authority->notAfter));
     crl.thisUpdate = *start;
     crl.nextUpdate =
         end ? *end
             : TimePoint::fromSeconds(start->seconds + options.days.value_or(defaultDays) * secondsOfDay);
     if (crl.nextUpdate <= crl.thisUpdate)
-        return wrongUsage("the list would be out of date before it begins");
+        return wrongUsage("the CRL would be out of date before it is issued");
     if (!isWritableTime(crl.thisUpdate) || !isWritableTime(crl.nextUpdate))
         return exitWrongUsage;
     for (std::string const& text : options.released)
@@ -207,17 +207,16 @@ int makeCrl(Options const& options) {
 
 Work newVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    commandLine.text("--ca", options->authority, "the certificate of the authority, PEM or DER")
+    commandLine.text("--ca", options->authority, "the certificate of the CA, PEM or DER")
         .valueName("FILE")
         .required();
-    addSignerOptions(commandLine, options->signer, "-k,--key|--ca-key", "the private key of the authority");
+    addSignerOptions(commandLine, options->signer, "-k,--key|--ca-key", "the private key of the CA");
     Parameter const previous =
-        commandLine.text("--previous", options->previous, "the list that this one continues")
-            .valueName("CRL");
+        commandLine.text("--previous", options->previous, "the CRL that this one continues").valueName("CRL");
     Parameter const folder =
         commandLine
             .text("--register", options->registerFolder,
-                  "the register of what was issued: what is revoked there, and\nthe next number")
+                  "the register of issued certificates, which has the revocations and the next number")
             .valueName("DIR")
             .excludes(previous);
     commandLine
@@ -226,18 +225,18 @@ Work newVerb(CommandLine commandLine) {
                "hexadecimal; may be given more than once")
         .valueName("WHAT[,REASON[,TIME]]")
         .excludes(folder);
-    commandLine.texts("--release", options->released, "revoke it no longer, where it was on hold alone")
+    commandLine.texts("--release", options->released, "remove the entry of a certificate that was on hold")
         .valueName("WHAT")
         .excludes(folder);
     commandLine
-        .text("--number", options->number, "the number of the list; without it the next one, from 1 on")
+        .text("--number", options->number, "the number of the CRL; by default the next one, starting from 1")
         .valueName("NUMBER")
         .excludes(folder);
     Parameter const days =
-        commandLine.number("--days", options->days, "when the next list comes; without it 30");
-    commandLine.text("--from", options->from, "when this list is made: ISO 8601 (UTC); without it now")
+        commandLine.number("--days", options->days, "in how many days the next CRL is due; by default 30");
+    commandLine.text("--from", options->from, "when this CRL is issued: ISO 8601 (UTC); by default now")
         .valueName("TIME");
-    commandLine.text("--next-update", options->to, "when the next list comes, instead of --days")
+    commandLine.text("--next-update", options->to, "when the next CRL is due, instead of --days")
         .valueName("TIME")
         .excludes(days);
     options->output.declare(commandLine);

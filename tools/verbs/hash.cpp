@@ -13,7 +13,7 @@ struct Options {
 
 int hash(Options const& options) {
     if (!options.algorithm.empty() && !findHash(options.algorithm))
-        return wrongUsage("\"" + options.algorithm + "\" is no hash; there are " + listHashes());
+        return wrongUsage("\"" + options.algorithm + "\" is not a hash; the choices are " + listHashes());
     std::vector<SumAlgorithm> algorithms;
     HashName const& wanted = *findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
     algorithms.push_back({wanted.tag, createHash(wanted.id)});
@@ -29,14 +29,13 @@ int hash(Options const& options) {
 
 Work setUpHash(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    commandLine.text("-a,--algorithm", options->algorithm, listHashes() + "; without it sha256")
+    commandLine.text("-a,--algorithm", options->algorithm, listHashes() + "; by default sha256")
         .valueName("ALG");
     addSumOptions(commandLine, options->sums);
     commandLine.footer(
         std::string(sumHelp) +
-        " Lines that name\n"
-        "their algorithm are checked with it. MD4, MD5 and SHA-1 protect against accidents, not\n"
-        "against people.\n\n"
+        " Lines that name their algorithm are checked with it. MD4, MD5 and SHA-1 only protect\n"
+        "against accidents.\n\n"
         "Examples:\n"
         "  sealkit hash /etc/hostname /etc/passwd > sums\n"
         "  sealkit hash --check sums\n"

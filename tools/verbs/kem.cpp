@@ -24,8 +24,8 @@ Work newVerb(CommandLine commandLine) {
     commandLine.flag("--encrypt", options->encrypt, "encrypt the key; asks for the password twice");
     addIterations(commandLine, options->iterations);
     commandLine.footer(
-        "Writes PKCS#8 in PEM with the seed of the key (RFC 9935), encrypted by AES-256 where a password is\n"
-        "given, into a file that its owner alone can read.\n\n"
+        "Writes PKCS#8 in PEM with the seed of the key (RFC 9935), encrypted with AES-256 if a\n"
+        "password is given, to a file that only its owner can read.\n\n"
         "Examples:\n"
         "  sealkit kem new -o my.key\n"
         "  sealkit kem public my.key -o my.pub\n"
@@ -39,10 +39,11 @@ Work publicVerb(CommandLine commandLine) {
     commandLine.text("FILE", options->key, "the secret key; - or nothing is standard input");
     addKeyPassword(commandLine, *options);
     addOutput(commandLine, *options);
-    commandLine.footer("Writes the SubjectPublicKeyInfo in PEM (RFC 9935), for whoever is to encapsulate.\n\n"
-                       "Examples:\n"
-                       "  sealkit kem new -o my.key\n"
-                       "  sealkit kem public my.key -o my.pub");
+    commandLine.footer(
+        "Writes the SubjectPublicKeyInfo in PEM (RFC 9935), for the side that encapsulates.\n\n"
+        "Examples:\n"
+        "  sealkit kem new -o my.key\n"
+        "  sealkit kem public my.key -o my.pub");
     return [options] { return writeKemPublicKey(*options); };
 }
 
@@ -56,21 +57,21 @@ Work encapVerb(CommandLine commandLine) {
     addKeyPassword(commandLine, *options);
     commandLine
         .text("-c,--ciphertext", options->ciphertext,
-              "write the ciphertext of 1088 bytes to this file, to send")
+              "write the ciphertext of 1088 bytes to this file, to be sent")
         .valueName("FILE")
         .required();
     addOutput(commandLine, *options);
     commandLine.footer(
-        "Makes a secret of 32 bytes, which goes to the output, into a file that its owner alone can read,\n"
-        "and a ciphertext from which the owner of the key gets the same secret.\n"
-        "Use the secret as a key, once: each encapsulation makes a new one.\n\n"
+        "Makes a secret of 32 bytes, which goes to the output (a file that only its owner can\n"
+        "read), and a ciphertext from which the owner of the key gets the same secret. Use the\n"
+        "secret as a key only once: each encapsulation makes a new one.\n\n"
         "Examples:\n"
         "  sealkit kem new -o my.key\n"
         "  sealkit kem public my.key -o my.pub\n"
         "  sealkit kem encap -k my.pub -c letter.kem -o letter.key\n"
         "  sealkit random 12 --hex > letter.iv\n"
-        "  echo hello | sealkit cipher encrypt -a aes-256-gcm --key-file letter.key --iv $(cat letter.iv) "
-        "-o letter.enc");
+        "  echo hello | sealkit cipher encrypt -a aes-256-gcm --key-file letter.key --iv $(cat letter.iv) -o "
+        "letter.enc");
     return [options] { return encapsulate(*options); };
 }
 
@@ -83,14 +84,15 @@ Work decapVerb(CommandLine commandLine) {
         .valueName("FILE")
         .required();
     addKeyPassword(commandLine, *options);
-    commandLine.text("CIPHERTEXT", options->ciphertext, "what the other side sent; - is standard input")
+    commandLine
+        .text("CIPHERTEXT", options->ciphertext, "the ciphertext from the other side; - is standard input")
         .required();
     addOutput(commandLine, *options);
     commandLine.footer(
-        "Writes the secret of 32 bytes that is in the ciphertext, into a file that its owner alone can\n"
-        "read. A ciphertext that was changed, or was made for another key, cannot be told from a good one:\n"
-        "it gives status 0, too, and a secret that the other side does not have. What is encrypted or\n"
-        "authenticated under the secret shows it.\n\n"
+        "Writes the secret of 32 bytes that is in the ciphertext, to a file that only its owner\n"
+        "can read. A ciphertext that was changed, or was made for another key, cannot be\n"
+        "recognised: the exit status is 0, and the secret is one that the other side does not\n"
+        "have. Decryption or authentication with the secret then fails.\n\n"
         "Examples:\n"
         "  sealkit kem new -o my.key\n"
         "  sealkit kem public my.key -o my.pub\n"
@@ -105,11 +107,10 @@ Work setUpKem(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"new", "make a secret key", newVerb},
         {"public", "write the public key of a secret key", publicVerb},
-        {"encap", "make a secret, and a ciphertext of it for a public key", encapVerb},
-        {"decap", "get the secret of a ciphertext", decapVerb},
+        {"encap", "make a secret, and its ciphertext for a public key", encapVerb},
+        {"decap", "get the secret from a ciphertext", decapVerb},
     };
-    commandLine.footer(
-        "ML-KEM-768 (FIPS 203) against those who will have a quantum computer. Nothing in it says who the\n"
-        "other side is: take care that the public key is hers, and sign what you send.");
+    commandLine.footer("ML-KEM-768 (FIPS 203) resists quantum computers. It does not authenticate the other\n"
+                       "side: make sure that the public key is authentic, and sign what you send.");
     return commandLine.verbs(verbs);
 }

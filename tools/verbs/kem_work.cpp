@@ -94,7 +94,7 @@ int encapsulate(KemOptions const& options) {
         return exitWrongUsage;
     bool const secretToOutput = options.output.empty() || options.output == "-";
     if (isSamePlace(options.ciphertext, secretToOutput ? "-" : options.output))
-        return wrongUsage("secret and ciphertext cannot go to the same place");
+        return wrongUsage("secret and ciphertext cannot go to the same file");
     if (wouldFloodTerminal(options.output))
         return floods();
     std::vector<unsigned char> publicKey;

@@ -183,7 +183,8 @@ std::optional<Form> formOf(Options const& options) {
     auto const* const row = std::ranges::find_if(forms, [name = options.to.empty() ? "pem" : options.to](
                                                             auto const& one) { return one.name == name; });
     if (row == std::end(forms)) {
-        wrongUsage("\"" + options.to + "\" is no form of a key; there are pem, der, traditional, openssh");
+        wrongUsage("\"" + options.to +
+                   "\" is not a form of a key; the choices are pem, der, traditional, openssh");
         return std::nullopt;
     }
     if (!options.comment.empty() && row->form != Form::openssh) {
@@ -247,13 +248,13 @@ int makeKey(NewOptions const& options) {
     if (!wish)
         return wrongUsage(
             "\"" + options.type +
-            "\" is no type of key; there are rsa, p192, p224, p256, p384, p521, ed25519, x25519");
+            "\" is not a type of key; the choices are rsa, p192, p224, p256, p384, p521, ed25519, x25519");
     if (options.bits && (wish->type != KeyType::RSA || wish->bits))
-        return wrongUsage(wish->bits ? "the type says already how many bits: leave --bits out"
+        return wrongUsage(wish->bits ? "the type already includes the number of bits: omit --bits"
                                      : "--bits is for RSA keys");
     unsigned const bits = wish->bits.value_or(options.bits.value_or(defaultRsaBits));
     if (wish->type == KeyType::RSA && (bits < minRsaBits || bits > maxRsaBits || bits % 2 != 0))
-        return wrongUsage("an RSA key has an even number of bits from 2048 to 8192");
+        return wrongUsage("the size of an RSA key is an even number of bits from 2048 to 8192");
     bool const encrypts = options.encrypt || options.password.isGiven();
     if (options.iterations && !encrypts)
         return wrongUsage("--iterations is for encrypted keys: give --encrypt or --password-file");
@@ -324,9 +325,9 @@ int decrypt(Options const& options) {
 }
 
 void addForm(CommandLine& commandLine, Options& options) {
-    commandLine.text("--to", options.to, "the form: pem (without it), der, traditional or openssh")
+    commandLine.text("--to", options.to, "the form: pem (the default), der, traditional or openssh")
         .valueName("FORM");
-    commandLine.text("--comment", options.comment, "the text that a key in OpenSSH's form has for people")
+    commandLine.text("--comment", options.comment, "the comment of a key in OpenSSH's form")
         .valueName("TEXT");
 }
 
@@ -348,14 +349,14 @@ Work newVerb(CommandLine commandLine) {
     commandLine.text("TYPE", options->type, "rsa, p192, p224, p256, p384, p521, ed25519 or x25519")
         .required();
     addOutputOptions(commandLine, *options);
-    commandLine.number("--bits", options->bits, "the bits of an RSA key, 2048 to 8192; without it 3072");
+    commandLine.number("--bits", options->bits, "the bits of an RSA key, 2048 to 8192; by default 3072");
     addPasswordOptions(commandLine, options->password, "that the key is encrypted under");
     commandLine.flag("--encrypt", options->encrypt, "encrypt the key; asks for the password twice");
     addIterations(commandLine, options->iterations);
     commandLine.footer(
-        "Writes PKCS#8 in PEM, encrypted by AES-256 where a password is given, into a file that its owner\n"
-        "alone can read. Curves are also known as prime256v1, secp384r1, P-521 ...; rsa-4096 is rsa with\n"
-        "--bits 4096. x25519 keys agree on secrets and sign nothing; the others sign.\n\n"
+        "Writes PKCS#8 in PEM, encrypted with AES-256 if a password is given, to a file that only\n"
+        "its owner can read. Curves may also be called prime256v1, secp384r1, P-521 ...; rsa-4096\n"
+        "is rsa with --bits 4096. x25519 keys are for key agreement, the others for signatures.\n\n"
         "Examples:\n"
         "  sealkit key new ed25519 -o my.key\n"
         "  sealkit random 20 --hex -o my.password\n"
@@ -369,13 +370,14 @@ Work publicVerb(CommandLine commandLine) {
     addOutputOptions(commandLine, *options);
     addForm(commandLine, *options);
     addPasswordOptions(commandLine, options->password, "of an encrypted private key");
-    commandLine.footer("Writes the SubjectPublicKeyInfo in PEM, or the key in another form. Of several keys "
-                       "or certificates the first counts.\n\n"
-                       "Examples:\n"
-                       "  sealkit key new p256 -o my.key\n"
-                       "  sealkit key public my.key -o my.pub\n"
-                       "  sealkit key public my.key --to openssh --comment me\n"
-                       "  sealkit key public /etc/ssl/certs/ca-certificates.crt");
+    commandLine.footer(
+        "Writes the SubjectPublicKeyInfo in PEM, or the key in another form. If there are several\n"
+        "keys or certificates, the first is used.\n\n"
+        "Examples:\n"
+        "  sealkit key new p256 -o my.key\n"
+        "  sealkit key public my.key -o my.pub\n"
+        "  sealkit key public my.key --to openssh --comment me\n"
+        "  sealkit key public /etc/ssl/certs/ca-certificates.crt");
     return [options] { return writePublic(*options); };
 }
 
@@ -384,15 +386,14 @@ Work encryptVerb(CommandLine commandLine) {
     addInput(commandLine, *options, keyInputHelp);
     addOutputOptions(commandLine, *options);
     addPasswordOptions(commandLine, options->password, "that the key is encrypted under");
-    addPasswordOptions(commandLine, options->oldPassword, "of a key that is encrypted already", "old-");
+    addPasswordOptions(commandLine, options->oldPassword, "of a key that is already encrypted", "old-");
     addIterations(commandLine, options->iterations);
-    commandLine.footer(
-        "Writes PKCS#8 in PEM: PBES2 with PBKDF2, HMAC-SHA256 and AES-256-CBC. A key that is encrypted\n"
-        "already gets a new password.\n\n"
-        "Examples:\n"
-        "  sealkit key new p256 -o my.key\n"
-        "  sealkit random 20 --hex -o my.password\n"
-        "  sealkit key encrypt my.key --password-file my.password --force -o my.key");
+    commandLine.footer("Writes PKCS#8 in PEM: PBES2 with PBKDF2, HMAC-SHA256 and AES-256-CBC. A key that is\n"
+                       "already encrypted gets a new password.\n\n"
+                       "Examples:\n"
+                       "  sealkit key new p256 -o my.key\n"
+                       "  sealkit random 20 --hex -o my.password\n"
+                       "  sealkit key encrypt my.key --password-file my.password --force -o my.key");
     return [options] { return encrypt(*options); };
 }
 
@@ -403,8 +404,8 @@ Work decryptVerb(CommandLine commandLine) {
     addForm(commandLine, *options);
     addPasswordOptions(commandLine, options->password, "of the key");
     commandLine.footer(
-        "Writes PKCS#8 in PEM without a password, into a file that its owner alone can read. A key that is\n"
-        "not encrypted is turned into that form, too.\n\n"
+        "Writes PKCS#8 in PEM without a password, to a file that only its owner can read. Keys\n"
+        "that are not encrypted are converted as well.\n\n"
         "Examples:\n"
         "  sealkit random 20 --hex -o my.password\n"
         "  sealkit key new p256 --password-file my.password -o encrypted.key\n"
@@ -422,8 +423,8 @@ Work setUpKey(CommandLine commandLine) {
         {"decrypt", "write a private key without a password", decryptVerb},
     };
     commandLine.footer(
-        "Private keys are written in PKCS#8 and PEM, which every other program reads, to files that their\n"
-        "owner alone can read, and never over a file that exists without --force. A password that is\n"
-        "needed and not given is asked for at the terminal.");
+        "Private keys are written in PKCS#8 and PEM, which other programs read, to files that\n"
+        "only their owner can read. Existing files are only replaced with --force. If a password\n"
+        "is needed and not given, the program asks for it at the terminal.");
     return commandLine.verbs(verbs);
 }

@@ -26,10 +26,11 @@ int mac(Options const& options) {
     HashName const* const hash = findHash(hashName);
     if (!isCmac && !hash)
         return wrongUsage("\"" + options.algorithm +
-                          "\" is no MAC; there are cmac and hmac-HASH with a HASH of " + listHashes());
+                          "\" is not a MAC; the choices are cmac and hmac-HASH with a HASH of " +
+                          listHashes());
     bool const readsInput = options.sums.files.empty() || std::ranges::count(options.sums.files, "-") > 0;
     if (options.key.file == "-" && readsInput)
-        return wrongUsage("standard input can be one of text and key");
+        return wrongUsage("standard input cannot be both text and key");
     int status = exitDone;
     std::optional<SecretBytes> const key = readKey(options.key, &status);
     if (!key)
@@ -57,7 +58,7 @@ Work setUpMac(CommandLine commandLine) {
         .required();
     addKeyOptions(commandLine, options->key);
     addSumOptions(commandLine, options->sums);
-    commandLine.footer(std::string("A MAC is a digest that only who has the key can make and check.\n") +
+    commandLine.footer(std::string("A MAC is a digest that can only be made and checked with the key.\n") +
                        sumHelp +
                        "\n\n"
                        "Examples:\n"

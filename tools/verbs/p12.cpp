@@ -82,7 +82,7 @@ std::unique_ptr<Password> readPasswordOr(bool isEmpty, PasswordSource const& sou
 bool passwordTwice(bool isEmpty, PasswordSource const& source) {
     if (!isEmpty || !source.isGiven())
         return false;
-    wrongUsage("there is a password, and --empty-password: leave one of them out");
+    wrongUsage("--empty-password and a password were given: omit one of them");
     return true;
 }
 
@@ -140,8 +140,8 @@ CertificateChain inOrder(PKCS12PFX const& pfx) {
         ordered.add(own->second);
     }
     if (strays > 0 && !pfx.certificates.empty())
-        note(strays == 1 ? "a key has no certificate here"
-                         : std::to_string(strays) + " keys have no certificate here");
+        note(strays == 1 ? "a key has no certificate in the file"
+                         : std::to_string(strays) + " keys have no certificate in the file");
     ordered.add(pfx.certificates);
     return std::move(ordered.inOrder);
 }
@@ -157,14 +157,14 @@ bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
         pfx.pbes2Cipher = CipherID::TripleDesCbc;
     else if (cipher != "aes-256-cbc")
         return wrong("\"" + options.cipher +
-                     "\" is no cipher that PKCS#12 is written with; there are aes-256-cbc and des-ede3-cbc");
+                     "\" is not a cipher for PKCS#12; the choices are aes-256-cbc and des-ede3-cbc");
 
     HashName const* const hash = findHash(!options.mac.empty() ? options.mac
                                           : options.legacy     ? "sha1"
                                                                : "sha256");
     if (!hash || hash->id == HashID::MD4 || hash->id == HashID::MD5 || hash->id == HashID::MD5SHA1)
         return wrong("\"" + options.mac +
-                     "\" is no hash for the MAC; there are sha1, sha256, sha384 and sha512");
+                     "\" is not a hash for the MAC; the choices are sha1, sha256, sha384 and sha512");
     pfx.setMacHash(hash->id);
 
     pfx.iterations = options.iterations.value_or(defaultIterations);
@@ -195,10 +195,10 @@ bool haveCertificates(ExportOptions const& options, PKCS12PFX const& pfx, Certif
             continue;
         bool const isOne = pfx.keys.size() == 1 && options.certificates.size() == 1;
         badInput(isOne ? options.certificates.front() + ": " +
-                             (own.size() == 1 ? "is no certificate of this key"
+                             (own.size() == 1 ? "is not the certificate of this key"
                                               : "holds no certificate of this key") +
                              " (its public key is another)"
-                       : options.keys[i] + ": no certificate that is given is of this key");
+                       : options.keys[i] + ": none of the given certificates is for this key");
         return false;
     }
     return true;
@@ -306,7 +306,7 @@ int exportFile(ExportOptions const& options) {
         return status;
     if (options.legacy ? !pfx.encrypt(password->text)
                        : !pfx.setPbes2Params(password->text, {}, pfx.pbes2Cipher))
-        return badInput("the numbers of the key contradict each other");
+        return badInput("the numbers of the key are inconsistent");
     return output.write(pfx.save()) && output.commit() ? exitDone : exitBadInput;
 }
 
@@ -316,7 +316,7 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
         if (!options.authorities.empty())
             return answerNo(options.file + ": is not signed");
         if (pfx.mac.empty())
-            warn(options.file + ": nothing vouches for it: it has neither a MAC nor a signature");
+            warn(options.file + ": it is not authenticated: it has neither a MAC nor a signature");
         return exitDone;
     }
     if (options.authorities.empty()) {
@@ -331,14 +331,14 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
     std::string reason;
     if (pfx.signedData->verify(store, {}, currentTime(), &reason))
         return exitDone;
-    return answerNo(options.file + ": its signature does not count: " + reason);
+    return answerNo(options.file + ": its signature is not valid: " + reason);
 }
 
 /// Decrypts the contents that are encrypted to a certificate. Complains.
 int decryptEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
     if (options.recipient.empty())
         return badInput(options.file +
-                        ": contents are encrypted to a certificate: give it, --certificate FILE, and -k KEY");
+                        ": contents are encrypted to a certificate: give --certificate FILE and -k KEY");
     int status = exitDone;
     auto const key = readPrivateKeyOf(options.recipientKey, options.recipientKeyPassword, &status);
     if (!key)
@@ -373,7 +373,7 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
     if (pfx.isBer())
         note(options.file + ": is BER and not DER, as some programs write it");
     if (size_t const bytes = pfx.ignoredTrailingBytes(); bytes > 0)
-        note(options.file + ": " + std::to_string(bytes) + " bytes behind it are ignored");
+        note(options.file + ": " + std::to_string(bytes) + " trailing bytes are ignored");
     *status = judgeOrigin(pfx, options);
     if (*status != exitDone)
         return nullptr;
@@ -436,8 +436,7 @@ int importFile(ImportOptions const& options) {
         return exitWrongUsage;
     bool const encrypts = options.encrypt || options.newPassword.isGiven();
     if (encrypts && options.certificatesOnly)
-        return wrongUsage(
-            "certificates are not encrypted: leave --certificates-only or the new password out");
+        return wrongUsage("certificates are not encrypted: omit --certificates-only or the new password");
     if (options.macIterations &&
         (*options.macIterations == 0 || *options.macIterations > pkcs12MaxIterations))
         return wrongUsage("--mac-iterations takes a number from 1 to " + std::to_string(pkcs12MaxIterations));
@@ -479,50 +478,53 @@ Work exportVerb(CommandLine commandLine) {
     Parameter const key =
         commandLine.texts("-k,--key", options->keys, "a private key, PEM or DER; may be given more than once")
             .valueName("KEY");
-    Parameter const certificate = commandLine
-                                      .texts("--certificate", options->certificates,
-                                             "the key's certificate, with others behind or before it\nwhere "
-                                             "the file has more; PEM or DER; "
-                                             "once for each key")
-                                      .valueName("FILE");
+    Parameter const certificate =
+        commandLine
+            .texts(
+                "--certificate", options->certificates,
+                "the key's certificate, in a file that may hold others as well; PEM or DER; once for each\n"
+                "key")
+            .valueName("FILE");
     commandLine
         .texts("--chain", options->chain,
-               "more certificates, those of the issuers; may be given\nmore than once")
+               "further certificates, those of the issuers; may be given more than once")
         .valueName("FILE")
         .needs(certificate);
     commandLine
         .texts("--name", options->names,
-               "how programs show the key and its certificate; once for\neach key or, in a trust store, "
-               "certificate")
+               "the name that programs show; once for each key or, in a trust store, certificate")
         .valueName("TEXT");
     commandLine
         .flag("--trust-store", options->isTrustStore,
-              "a file of certificates that Java trusts: keytool lists\nthem as trustedCertEntry")
+              "write certificates that Java trusts: keytool lists them as trustedCertEntry")
         .excludes(key);
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     addPasswordOptions(commandLine, options->password, "that the file is encrypted under");
     addPasswordOptions(commandLine, options->keyPassword, "of an encrypted KEY", "key-");
     commandLine.flag("--empty-password", options->emptyPassword,
-                     "an empty password, for readers that take no other. It\nprotects nothing");
+                     "an empty password, for programs that accept no other. It protects nothing");
     Parameter const cipher =
-        commandLine.text("--cipher", options->cipher, "aes-256-cbc (without it) or des-ede3-cbc, by PBES2")
+        commandLine.text("--cipher", options->cipher, "aes-256-cbc (the default) or des-ede3-cbc, with PBES2")
             .valueName("CIPHER");
     commandLine
         .flag("--legacy", options->legacy,
-              "triple DES by the scheme of PKCS#12 itself and a MAC\nwith SHA-1, for programs of before 2020")
+              "triple DES with the scheme of PKCS#12 and a MAC with SHA-1, for programs from before\n"
+              "2020")
         .excludes(cipher);
     commandLine
-        .text("--mac", options->mac, "the hash of the MAC: sha256 (without it), sha384,\nsha512 or sha1")
+        .text("--mac", options->mac, "the hash of the MAC: sha256 (the default), sha384, sha512 or sha1")
         .valueName("HASH");
-    commandLine.number("--iterations", options->iterations,
-                       "how often the password is hashed, each time: what a\nguess costs. Without it " +
-                           std::to_string(defaultIterations) + " times");
+    commandLine.number(
+        "--iterations", options->iterations,
+        "how often the password is hashed each time, which makes guessing slower. By default " +
+            std::to_string(defaultIterations) + " times");
     commandLine.footer(
-        "Writes PKCS#12, the form in which programs take a key together with its certificates, to a\n"
-        "file that its owner alone can read. The key must be that of the certificate, which comes\n"
-        "first, before those that lead up from it. The password is asked for twice where none is\n"
-        "given. Without a key it is a file of certificates. Of several keys each gets its certificate.\n\n"
+        "Writes PKCS#12, the form in which programs import a key together with its certificates,\n"
+        "to a file that only its owner can read. The key must be that of the certificate, which\n"
+        "comes first, followed by its issuers. If no password is given, the program asks for one\n"
+        "twice. Without a key it is a file of certificates. If there are several keys, each gets\n"
+        "its certificate.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o my.key\n"
         "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"
@@ -538,11 +540,11 @@ Work importVerb(CommandLine commandLine) {
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     addPasswordOptions(commandLine, options->password, "of the file");
-    commandLine.flag("--empty-password", options->emptyPassword, "the password is empty or missing");
+    commandLine.flag("--empty-password", options->emptyPassword, "the password is empty or absent");
     Parameter const keysOnly = commandLine.flag("--keys-only", options->keysOnly, "write no certificates");
     commandLine.flag("--certificates-only", options->certificatesOnly, "write no keys").excludes(keysOnly);
     addPasswordOptions(commandLine, options->newPassword, "that keys are encrypted under", "key-out-");
-    commandLine.flag("--partial", options->partial, "end with 0 also when a part of the file cannot be read");
+    commandLine.flag("--partial", options->partial, "exit with 0 even if a part of the file cannot be read");
     commandLine.flag("--encrypt", options->encrypt, "encrypt the keys; asks for that password twice");
     commandLine
         .texts(
@@ -552,23 +554,24 @@ Work importVerb(CommandLine commandLine) {
         .valueName("FILE");
     commandLine.number(
         "--mac-iterations", options->macIterations,
-        "how often the password is hashed for the MAC, if the file\ndoes not say: without this, 2048 "
-        "times and once are tried");
-    Parameter key =
-        commandLine
-            .text("-k,--key", options->recipientKey, "the private key for what is encrypted to a certificate")
-            .valueName("KEY");
+        "how often the password is hashed for the MAC if the file does not say it; without this,\n"
+        "2048 and 1 are tried");
+    Parameter key = commandLine
+                        .text("-k,--key", options->recipientKey,
+                              "the private key for contents that are encrypted to a certificate")
+                        .valueName("KEY");
     Parameter recipient =
         commandLine.text("--certificate", options->recipient, "that certificate").valueName("FILE");
     key.needs(recipient);
     recipient.needs(key);
     addPasswordOptions(commandLine, options->recipientKeyPassword, "of an encrypted KEY", "key-");
     commandLine.footer(
-        "Writes PEM: the keys in PKCS#8, the certificate of the first key, those that lead up from\n"
-        "it, and the rest, as TLS servers want them, to a file that its owner alone can read. The\n"
-        "password is asked for where none is given. Ends with 1 when it is wrong, and with 2 when the\n"
-        "file cannot be read. Of a file with parts that cannot be read the others are written, and\n"
-        "those are named; it ends with 2 then, unless --partial is given.\n\n"
+        "Writes PEM in the order that TLS servers want, to a file that only its owner can read:\n"
+        "the keys in PKCS#8, the certificate of the first key, its issuers, and the rest. If no\n"
+        "password is given, the program asks for it. The exit status is 1 if the password is\n"
+        "wrong, and 2 if the file cannot be read. If parts of the file cannot be read, they are\n"
+        "reported and the others are written; the exit status is then 2, unless --partial is\n"
+        "given.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o my.key\n"
         "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"
@@ -583,11 +586,11 @@ Work importVerb(CommandLine commandLine) {
 
 Work setUpP12(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"export", "put a key and certificates into a PKCS#12 file", exportVerb},
-        {"import", "take keys and certificates out of a PKCS#12 file", importVerb},
-        {"show", "say what a PKCS#12 file is made of", setUpShow},
+        {"export", "write a key and certificates to a PKCS#12 file", exportVerb},
+        {"import", "extract keys and certificates from a PKCS#12 file", importVerb},
+        {"show", "describe a PKCS#12 file", setUpShow},
     };
     commandLine.footer(
-        "\"sealkit show FILE.p12\" says what a file is made of, and with its password what it holds.");
+        "\"sealkit show FILE.p12\" describes a file, and with its password also the contents.");
     return commandLine.verbs(verbs);
 }

@@ -56,7 +56,7 @@ SecretBytes encode(SecretBytes const& bytes, Options const& options) {
 int random(Options const& options) {
     auto const count = parseCount(options.count);
     if (!count)
-        return wrongUsage("\"" + options.count + "\" is no number of bytes");
+        return wrongUsage("\"" + options.count + "\" is not a number of bytes");
     bool const isText = options.hex || options.base64;
     if (!isText && wouldFloodTerminal(options.output))
         return wrongUsage("raw bytes would garble the terminal: give --hex, --base64, -o FILE or -o -");
@@ -89,13 +89,13 @@ Work setUpRandom(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("N", options->count, "the number of bytes; 16K, 16M and 16G are multiples of 1024")
         .required();
-    Parameter const hex = commandLine.flag("--hex", options->hex, "write them in hexadecimal, in one line");
-    commandLine.flag("--base64", options->base64, "write them in base64, in one line").excludes(hex);
+    Parameter const hex = commandLine.flag("--hex", options->hex, "write hexadecimal on one line");
+    commandLine.flag("--base64", options->base64, "write base64 on one line").excludes(hex);
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.footer(
-        "The bytes are fit for keys: they come from the kernel's generator. A file that is made can be\n"
-        "read by its owner alone. Raw bytes are not written to a terminal unless -o - asks for it.\n\n"
+        "The bytes come from the kernel's generator and are suitable for keys. Only its owner can\n"
+        "read the output file. Raw bytes are not written to a terminal unless -o - is given.\n\n"
         "Examples:\n"
         "  sealkit random 32 -o my.key\n"
         "  sealkit random 16 --hex");

@@ -33,7 +33,7 @@ int makeRequest(Options const& options) {
         request.subjectAltNames.push_back(*name);
     }
     if (request.subject.empty() && request.subject.other.empty() && request.subjectAltNames.empty())
-        return wrongUsage("the request would name nobody: give --subject or --san");
+        return wrongUsage("the request would have no name: give --subject or --san");
     request.challengePassword = options.challengePassword;
     auto const usages = readProfiles(options.profiles);
     if (!usages)
@@ -68,12 +68,12 @@ Work newVerb(CommandLine commandLine) {
         .valueName("NAME");
     commandLine
         .texts("--profile", options->profiles,
-               std::string("ask for the usages of this profile: ") + profileHelp)
+               std::string("request the usages of this profile: ") + profileHelp)
         .valueName("PROFILE");
     commandLine
         .text("--challenge-password", options->challengePassword,
-              "a password for revoking, as some authorities want it; it\nstands in the request for everyone "
-              "to read")
+              "a challenge password, which some CAs want for revocation; everyone who has the request\n"
+              "can read it")
         .valueName("PASSWORD");
     options->output.declare(commandLine);
     commandLine.footer(

@@ -254,7 +254,7 @@ Found readBlock(PemBlock const& block, Password const* password) {
         refusal.id = RefusalId::pemMalformedBegin;
     if (block.label.starts_with("PGP ")) {
         Found nothing;
-        nothing.complaint = "OpenPGP, which is another format than PEM";
+        nothing.complaint = "OpenPGP, which is not PEM";
         return nothing;
     }
     if (!isWhole || !pemDecode(block.body, &der, &refusal)) {
@@ -428,7 +428,7 @@ Description describePrivateKey(PrivateKeyFound const& found, bool withSecrets) {
     if (found.encryption)
         result["encryption"] = describe(*found.encryption);
     if (!found.key && !found.kemKey && !found.encryption->problem)
-        result["key"] = "not opened (--password-file opens it)";
+        result["key"] = "not decrypted (give --password-file)";
     return result;
 }
 
@@ -466,17 +466,17 @@ Description describeObject(Object const& object, bool withSecrets) {
 /// Why the library's dump of an object is not written; empty when it is.
 std::string whyNoDump(Object const& object, bool withSecrets) {
     if (std::holds_alternative<EnvelopedMessage>(object))
-        return "the library has no dump of enveloped messages: leave --dump out";
+        return "the library has no dump of enveloped messages: omit --dump";
     if (std::holds_alternative<Described>(object))
-        return "the library has no object to dump: leave --dump out";
+        return "the library has no object to dump: omit --dump";
     auto const* const found = std::get_if<PrivateKeyFound>(&object);
     if (std::holds_alternative<KemKey>(object) || (found && found->kemKey))
-        return "the library has no dump of ML-KEM keys: leave --dump out";
+        return "the library has no dump of ML-KEM keys: omit --dump";
     if (!found)
         return "";
     if (!withSecrets)
-        return "the dump of a private key shows its secrets: --secrets allows that";
-    return found->key ? "" : "the private key is encrypted: --password-file opens it";
+        return "the dump of a private key shows its secrets: give --secrets to allow that";
+    return found->key ? "" : "the private key is encrypted: give --password-file";
 }
 
 /// A malformed label may reach to the next dashes.
@@ -584,21 +584,21 @@ int show(Options const& options) {
 
 Work setUpShow(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    commandLine.flag("--dump", options->dump, "print the library's own dump");
+    commandLine.flag("--dump", options->dump, "print the dump of the library");
     commandLine.json();
-    commandLine.flag("--secrets", options->secrets, "show the secrets of private keys, too");
+    commandLine.flag("--secrets", options->secrets, "also show the secrets of private keys");
     commandLine.flag("--partial", options->partial,
-                     "end with 0 also when a part of a PKCS#12 file cannot be\nread");
+                     "exit with 0 even if a part of a PKCS#12 file cannot be read");
     addPasswordOptions(commandLine, options->password, "of encrypted private keys and PKCS#12 files");
     commandLine.texts("FILE", options->files, "PEM (any number of blocks) or DER; - is standard input")
         .required();
     commandLine.footer(
-        "Knows certificates, chains, CRLs, certificate requests, public and private\n"
-        "keys, encrypted ones and those of ML-KEM-768 too, PKCS#12 files, signed and enveloped messages\n"
-        "(PKCS#7, CMS), and requests and responses of time-stamps. The dump of a private key needs\n"
-        "--secrets; enveloped messages and ML-KEM keys have none.\n"
-        "A certificate, CRL or request that the library refuses is shown with the reason in\n"
-        "front, and the end is 2; \"sealkit asn1\" shows every element of what cannot be shown.\n\n"
+        "Shows certificates, chains, CRLs, certificate requests, public and private keys (also\n"
+        "encrypted keys and those of ML-KEM-768), PKCS#12 files, signed and enveloped messages\n"
+        "(PKCS#7, CMS), and time-stamp requests and responses. The dump of a private key needs\n"
+        "--secrets; enveloped messages and ML-KEM keys cannot be dumped. A certificate, CRL or\n"
+        "request that the library refuses is shown after the reason, and the exit status is 2.\n"
+        "For anything else, \"sealkit asn1\" shows every element.\n\n"
         "Examples:\n"
         "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
         "  sealkit key new rsa-2048 | sealkit show -");

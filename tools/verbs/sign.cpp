@@ -50,12 +50,12 @@ struct Signed {
 std::optional<Signed> readSigned(Options const& options, PublicKey const& key, int* status) {
     *status = exitBadInput;
     if (key.keyType() == KeyType::X25519) {
-        badInput(options.key + ": an X25519 key agrees on secrets, it signs nothing");
+        badInput(options.key + ": an X25519 key is for key agreement and cannot sign");
         return std::nullopt;
     }
     if (key.keyType() == KeyType::Ed25519) {
         if (!options.algorithm.empty()) {
-            *status = wrongUsage("an Ed25519 key brings its own hash: leave --algorithm out");
+            *status = wrongUsage("an Ed25519 key has its own hash: omit --algorithm");
             return std::nullopt;
         }
         auto message = readMessage(options.file);
@@ -77,7 +77,7 @@ std::optional<Signed> readSigned(Options const& options, PublicKey const& key, i
 /// Complaints that need no file.
 bool isUsageWrong(Options const& options, std::initializer_list<std::string_view> inputs) {
     if (!options.algorithm.empty() && !findHash(options.algorithm)) {
-        wrongUsage("\"" + options.algorithm + "\" is no hash; there are " + listHashes());
+        wrongUsage("\"" + options.algorithm + "\" is not a hash; the choices are " + listHashes());
         return true;
     }
     return standardInputTwice(inputs);
@@ -169,16 +169,18 @@ int check(CheckOptions const& options) {
 void addOptions(CommandLine& commandLine, Options& options, char const* keyHelp) {
     commandLine.text("-k,--key", options.key, keyHelp).valueName("KEY").required();
     commandLine
-        .text("-a,--algorithm", options.algorithm, listHashes() + ";\nwithout it that of the key's strength")
+        .text("-a,--algorithm", options.algorithm,
+              listHashes() + ";\nby default one that matches the key's strength")
         .valueName("HASH");
     addPasswordOptions(commandLine, options.password, "of an encrypted key");
     commandLine.text("FILE", options.file, "what is signed; - is standard input").required();
 }
 
 constexpr char footer[] =
-    "Signatures are raw: RSA PKCS#1 v1.5, ECDSA in DER, or the 64 bytes of Ed25519. An Ed25519 key brings\n"
-    "its own hash and needs the whole file in memory, 256 MiB at most; for the others it may have any\n"
-    "size. MD4, MD5 and SHA-1 are for what must be read by old programs: forgers can break them.\n\n"
+    "Signatures are raw: RSA PKCS#1 v1.5, ECDSA in DER, or the 64 bytes of Ed25519. An\n"
+    "Ed25519 key has its own hash and needs the whole file in memory, 256 MiB at most; for\n"
+    "other keys the file may have any size. MD4, MD5 and SHA-1 are only for old programs:\n"
+    "such signatures can be forged.\n\n"
     "Examples:\n"
     "  sealkit key new p256 -o my.key\n"
     "  sealkit key public my.key -o my.pub\n"
@@ -206,7 +208,8 @@ Work setUpCheck(CommandLine commandLine) {
     Parameter const hex = commandLine.flag("--hex", options->hex, "the signature is in hexadecimal");
     commandLine.flag("--base64", options->base64, "the signature is in base64").excludes(hex);
     commandLine.json();
-    commandLine.footer(std::string("Prints FILE: OK and ends with 0, or FILE: FAILED and ends with 1.\n\n") +
-                       footer);
+    commandLine.footer(
+        std::string("Prints \"FILE: OK\" and exits with 0, or \"FILE: FAILED\" and exits with 1.\n\n") +
+        footer);
     return [options] { return check(*options); };
 }

@@ -248,7 +248,7 @@ Work onStore(std::shared_ptr<Options> const& options, WorkOnStore work) {
         kp::Store store(options->store);
         if (!store.valid())
             return wrongUsage("\"" + options->store +
-                              "\" is no name of a store, or there is no platform root");
+                              "\" is not the name of a store, or there is no platform root");
         return work(store, *options);
     };
 }
@@ -269,9 +269,9 @@ Work listVerb(CommandLine commandLine) {
 Work showVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
-    commandLine.number("ID", options->id, "the id of the record; all records without it");
+    commandLine.number("ID", options->id, "the id of the record; by default all records");
     commandLine.json();
-    commandLine.footer("Prints one field a line, in the form in which \"store set\" takes it.\n\n"
+    commandLine.footer("Prints one field on each line, in the form that \"store set\" takes.\n\n"
                        "Examples:\n"
                        "  sealkit store show cert/settings\n"
                        "  sealkit store show cert/settings 0 --json");
@@ -283,7 +283,7 @@ Work setVerb(CommandLine commandLine) {
     commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
     commandLine.number("ID", options->id, "the id of the record").required();
     commandLine.texts("FIELD", options->fields, "a field of the record: FIELD=TYPE:VALUE");
-    commandLine.flag("--replace", options->replace, "drop the record's other fields");
+    commandLine.flag("--replace", options->replace, "remove the record's other fields");
     commandLine.footer(
         "Types and their values:\n"
         "  bool          true or false\n"
@@ -302,7 +302,7 @@ Work removeVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.text("STORE", options->store, "the name of the store").required();
     commandLine.number("ID", options->id, "the id of the record").required();
-    commandLine.footer("Ends with 1 when there is no such record.\n\n"
+    commandLine.footer("Exits with 1 if there is no such record.\n\n"
                        "Examples:\n"
                        "  sealkit store remove cert/settings 0");
     return onStore(options, remove);
@@ -318,7 +318,8 @@ Work setUpStore(CommandLine commandLine) {
         {"remove", "remove a record", removeVerb},
     };
     commandLine.footer(
-        "A store keeps records by number, a record fields by number. Stores lie under rw/store of the\n"
-        "platform root: $KP_ROOT, else / where /kelp exists, else ~/.local/share/sealkit.");
+        "A store holds numbered records, and a record numbered fields. Stores are in rw/store of\n"
+        "the platform root: $KP_ROOT, otherwise / if /kelp exists, otherwise\n"
+        "~/.local/share/sealkit.");
     return commandLine.verbs(verbs);
 }

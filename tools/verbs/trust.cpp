@@ -136,10 +136,11 @@ Work addVerb(CommandLine commandLine) {
         .texts("FILE", options->files, "certificates, PEM (any number of blocks) or DER; - is standard input")
         .required();
     commandLine
-        .number("--usage", options->usage, "the uses it is trusted for, a mask of 32 bits (all without it)")
+        .number("--usage", options->usage,
+                "the uses that it is trusted for, a mask of 32 bits; by default all")
         .valueName("MASK");
     commandLine.footer(
-        "Prints the id of each certificate. Adds nothing when one of the files cannot be used.\n\n"
+        "Prints the id of each certificate. Adds nothing if one of the files cannot be used.\n\n"
         "Examples:\n"
         "  sealkit trust add my-root.pem\n"
         "  sealkit trust add --usage 0x10 my-root.pem");
@@ -148,18 +149,18 @@ Work addVerb(CommandLine commandLine) {
 
 Work listVerb(CommandLine commandLine) {
     commandLine.json();
-    commandLine.footer(
-        "Prints one line a certificate: id, uses, subject, first and last second of its validity.\n\n"
-        "Examples:\n"
-        "  sealkit trust list\n"
-        "  sealkit trust list --json");
+    commandLine.footer("Prints a line for each certificate: id, uses, subject, first and last second of its\n"
+                       "validity.\n\n"
+                       "Examples:\n"
+                       "  sealkit trust list\n"
+                       "  sealkit trust list --json");
     return onCertificateManager(std::make_shared<Options>(), list);
 }
 
 Work removeVerb(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
     commandLine.number("ID", options->id, "the id that \"trust list\" shows").required();
-    commandLine.footer("Ends with 1 when there is no such entry.\n\n"
+    commandLine.footer("Exits with 1 if there is no such entry.\n\n"
                        "Examples:\n"
                        "  sealkit trust remove 1");
     return onCertificateManager(options, remove);
@@ -171,7 +172,7 @@ Work setUpTrust(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"add", "trust certificates", addVerb},
         {"list", "list the trusted certificates", listVerb},
-        {"remove", "trust a certificate no longer", removeVerb},
+        {"remove", "stop trusting a certificate", removeVerb},
     };
     commandLine.footer(
         "The trusted certificates are entries of the store \"cerm\" (see \"store\"). \"verify --cerm\" uses\n"

@@ -74,15 +74,16 @@ int request(RequestOptions const& options) {
     TimeStampRequest made;
     auto const hash = findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
     if (!hash || getHashOid(hash->id).empty())
-        return wrongUsage("\"" + options.algorithm +
-                          "\" is no hash of time-stamps; there are sha256, sha384, sha512, sha1 and md5");
+        return wrongUsage(
+            "\"" + options.algorithm +
+            "\" is not a hash for time-stamps; the choices are sha256, sha384, sha512, sha1 and md5");
     made.hashAlgorithm = hash->id;
     auto nonce = readNonce(options);
     if (!nonce)
         return wrongUsage("a nonce is hexadecimal, above 0, of 20 octets at most");
     made.nonce = std::move(*nonce);
     if (!options.policy.empty() && (made.policy = parseOid(options.policy)).empty())
-        return wrongUsage("\"" + options.policy + "\" is no object identifier; write 1.2.3.4");
+        return wrongUsage("\"" + options.policy + "\" is not an object identifier; write 1.2.3.4");
     made.certReq = options.certificateWanted;
     if (wouldFloodTerminal(options.output))
         return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
@@ -204,7 +205,7 @@ int check(CheckOptions const& options) {
     if (!expected)
         return exitBadInput;
     if (!options.policy.empty() && (expected->policy = parseOid(options.policy)).empty())
-        return wrongUsage("\"" + options.policy + "\" is no object identifier; write 1.2.3.4");
+        return wrongUsage("\"" + options.policy + "\" is not an object identifier; write 1.2.3.4");
 
     auto reply = readReply(options.reply);
     if (!reply)
@@ -214,8 +215,8 @@ int check(CheckOptions const& options) {
     PKCS7SignedData const& token = *reply->token;
     TimeStampInfo info;
     if (Refusal refusal; !info.parse(token, &refusal))
-        return badInput(options.reply +
-                        ": signed, but what was signed is no time-stamp (RFC 3161): " + complaintOf(refusal));
+        return badInput(options.reply + ": signed, but what was signed is not a time-stamp (RFC 3161): " +
+                        complaintOf(refusal));
     if (!options.data.empty() && !readData(options, info, &*expected))
         return exitBadInput;
     auto further = readFurtherCertificates(options.certificates, formsFor(how.path));
@@ -232,7 +233,7 @@ int check(CheckOptions const& options) {
     if (!reportCrls(trust, report.verdict.crls, &report.notes, &complaint))
         return badInput(complaint);
     if (reply->status && (!reply->status->texts.empty() || !reply->status->failures.empty()))
-        report.notes.push_back("the authority says: " + statusText(*reply->status));
+        report.notes.push_back("the TSA says: " + statusText(*reply->status));
     if (report::isJson())
         reportJson(report, info);
     else
@@ -242,28 +243,28 @@ int check(CheckOptions const& options) {
 
 Work setUpTsRequest(CommandLine commandLine) {
     auto options = std::make_shared<RequestOptions>();
-    commandLine.text("-a,--algorithm", options->algorithm, "sha256 (without it), sha384, sha512, sha1 or md5")
+    commandLine
+        .text("-a,--algorithm", options->algorithm, "sha256 (the default), sha384, sha512, sha1 or md5")
         .valueName("HASH");
     Parameter const nonce =
-        commandLine.text("--nonce", options->nonce, "this nonce; without it 64 random bits").valueName("HEX");
+        commandLine.text("--nonce", options->nonce, "this nonce; by default 64 random bits").valueName("HEX");
     commandLine.flag("--no-nonce", options->noNonce, "no nonce").excludes(nonce);
     commandLine.flag("--want-certificate|--cert", options->certificateWanted,
-                     "ask for the authority's certificate in the reply, which \"ts\ncheck\" needs");
-    commandLine.text("--policy", options->policy, "ask for this policy of the authority: 1.2.3.4")
-        .valueName("OID");
+                     "ask for the TSA's certificate in the reply, which \"ts check\" needs");
+    commandLine.text("--policy", options->policy, "ask for this policy of the TSA: 1.2.3.4").valueName("OID");
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.text("FILE", options->file, "what is to be stamped, of any size; - is standard input")
         .required();
-    commandLine.footer("The request is DER. It holds a digest of the file, not the file. The reply comes by "
-                       "HTTP (RFC 3161, section\n"
-                       "3.4), for instance:\n"
-                       "  curl -H \"Content-Type: application/timestamp-query\" --data-binary @letter.tsq -o "
-                       "letter.tsr ADDRESS\n\n"
-                       "Examples:\n"
-                       "  echo hello > letter.txt\n"
-                       "  sealkit ts request --want-certificate letter.txt -o letter.tsq\n"
-                       "  sealkit show letter.tsq");
+    commandLine.footer(
+        "The request is DER. It contains a digest of the file, not the file. A TSA replies by\n"
+        "HTTP (RFC 3161, section 3.4), for example:\n"
+        "  curl -H \"Content-Type: application/timestamp-query\" --data-binary @letter.tsq -o letter.tsr "
+        "ADDRESS\n\n"
+        "Examples:\n"
+        "  echo hello > letter.txt\n"
+        "  sealkit ts request --want-certificate letter.txt -o letter.tsq\n"
+        "  sealkit show letter.tsq");
     return [options] { return request(*options); };
 }
 
@@ -276,25 +277,21 @@ Work setUpTsCheck(CommandLine commandLine) {
         .excludes(asked);
     commandLine
         .text("--certificates|--chain", options->certificates,
-              "certificates of the authority and its issuers that are not in the\nreply. This does not make "
-              "them "
-              "trusted")
+              "certificates of the TSA and its issuers that are not in the reply. This does not make\n"
+              "them trusted")
         .valueName("FILE");
     commandLine
         .text("--policy", options->policy,
-              "the policy that it must be of, also where the request asks for another")
+              "the policy that the time-stamp must have, even if the request asks for another")
         .valueName("OID");
     options->trust.declare(commandLine);
     commandLine.json();
-    commandLine.text("REPLY", options->reply, "the reply, or the token in it alone; - is standard input")
-        .required();
+    commandLine.text("REPLY", options->reply, "the reply, or only its token; - is standard input").required();
     commandLine.footer(
-        "A time-stamp must be of this request (digest, nonce and policy) or file, signed by an authority "
-        "that is\n"
-        "trusted and whose certificate is for time-stamps alone. Prints who signed, the time, and \"OK\" or\n"
-        "\"FAILED: reason\" (status 1). The certificate is judged now, or at the time of --at. With --data "
-        "the nonce\n"
-        "is not compared, as nobody knows it.\n\n"
+        "A time-stamp must match the request (digest, nonce and policy) or the file, and be\n"
+        "signed by a trusted TSA whose certificate is only for time-stamping. Prints the signer,\n"
+        "the time, and \"OK\" or \"FAILED: reason\" (status 1). The certificate must be valid\n"
+        "now, or at the time of --at. With --data the nonce is not compared.\n\n"
         "Examples:\n"
         "  sealkit ts check --ca root.pem --request letter.tsq letter.tsr\n"
         "  sealkit ts check --ca root.pem --data letter.txt letter.tsr");
@@ -305,7 +302,7 @@ Work setUpTsCheck(CommandLine commandLine) {
 
 Work setUpTs(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"request", "ask for a time-stamp of a file", setUpTsRequest},
+        {"request", "request a time-stamp of a file", setUpTsRequest},
         {"check", "check the reply", setUpTsCheck},
         {"reply", "make the reply to a request, as a TSA", setUpTsReply},
     };

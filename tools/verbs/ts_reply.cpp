@@ -57,9 +57,9 @@ std::optional<TimeStampAccuracy> parseAccuracy(std::string const& text) {
 int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
     for (std::string const& text : options.otherPolicies)
         if (to->otherPolicies.emplace_back(parseOid(text)).empty())
-            return wrongUsage("\"" + text + "\" is no object identifier; write 1.2.3.4");
+            return wrongUsage("\"" + text + "\" is not an object identifier; write 1.2.3.4");
     if ((to->policy = parseOid(options.policy)).empty())
-        return wrongUsage("\"" + options.policy + "\" is no object identifier; write 1.2.3.4");
+        return wrongUsage("\"" + options.policy + "\" is not an object identifier; write 1.2.3.4");
     auto number = options.serialNumber.empty() ? makeSerialNumber() : parseSerialNumber(options.serialNumber);
     if (options.serialNumber.empty())
         number->front() |= 1; // A number that begins with zeros is no shortest INTEGER.
@@ -69,7 +69,7 @@ int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
         number->insert(number->begin(), 0);
     to->serialNumber = std::move(*number);
     if (!options.accuracy.empty() && !(to->accuracy = parseAccuracy(options.accuracy)))
-        return wrongUsage("\"" + options.accuracy + "\" is no number of seconds; write 1 or 0.25");
+        return wrongUsage("\"" + options.accuracy + "\" is not a number of seconds; write 1 or 0.25");
     to->isOrdered = options.isOrdered;
     to->acceptSha1 = options.acceptSha1;
     to->time = currentTime();
@@ -125,11 +125,11 @@ Work setUpTsReply(CommandLine commandLine) {
     commandLine.text("REQUEST", options->request, "the request; - is standard input").required();
     commandLine
         .text("--certificate", options->certificate,
-              "the certificate of the TSA, which is for time-stamps\nalone")
+              "the certificate of the TSA, which is only for time-stamping")
         .valueName("FILE")
         .required();
     addSignerOptions(commandLine, options->signer, "-k,--key", "the private key of the TSA");
-    commandLine.text("--chain", options->chain, "certificates of its issuers, for replies that hold its own")
+    commandLine.text("--chain", options->chain, "certificates of its issuers, for replies with certificates")
         .valueName("FILE");
     commandLine.text("--policy", options->policy, "the policy of the time-stamps: 1.2.3.4")
         .valueName("OID")
@@ -138,18 +138,18 @@ Work setUpTsReply(CommandLine commandLine) {
         .texts("--other-policy", options->otherPolicies,
                "another policy that a request may ask for; may be given\nmore than once")
         .valueName("OID");
-    commandLine.text("--serial", options->serialNumber, "the serial number; without it 128 random bits")
+    commandLine.text("--serial", options->serialNumber, "the serial number; by default 128 random bits")
         .valueName("HEX");
     commandLine.text("--accuracy", options->accuracy, "by how much the time may be wrong: 1, or 0.25")
         .valueName("SECONDS");
-    commandLine.flag("--ordering", options->isOrdered, "say that the time alone orders the time-stamps");
-    commandLine.flag("--accept-sha1", options->acceptSha1, "stamp digests by SHA-1 as well");
+    commandLine.flag("--ordering", options->isOrdered,
+                     "state that the time-stamps can be ordered by their times");
+    commandLine.flag("--accept-sha1", options->acceptSha1, "also stamp SHA-1 digests");
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.footer(
-        "The reply is DER and has the time of this machine's clock. A request that is malformed, or asks for "
-        "another\n"
-        "policy or hash, gets a reply that says so (status 1).\n\n"
+        "The reply is DER and has the time of this machine's clock. A request that is malformed,\n"
+        "or asks for another policy or hash, gets a rejection with the reason (status 1).\n\n"
         "Examples:\n"
         "  sealkit key new rsa -o tsa.key\n"
         "  sealkit cert self-sign -k tsa.key --profile time-stamping --subject /CN=TSA -o tsa.pem\n"

@@ -44,7 +44,7 @@ bool readPathOptions(Options const& options, PathOptions* to, Complaint* complai
     if (!options.trust.read(to, complaint))
         return false;
     if (!options.ip.empty() && (!to->address.parse(options.ip) || to->address.empty())) {
-        *complaint = "--ip: \"" + options.ip + "\" is no address";
+        *complaint = "--ip: \"" + options.ip + "\" is not an address";
         return false;
     }
     to->hostName = options.host;
@@ -53,7 +53,7 @@ bool readPathOptions(Options const& options, PathOptions* to, Complaint* complai
         auto const purpose = parsePathPurpose(options.purpose);
         if (!purpose) {
             *complaint = "--purpose: \"" + options.purpose +
-                         "\" is no purpose; there are any, tls-server, tls-client, code-signing, "
+                         "\" is not a purpose; the choices are any, tls-server, tls-client, code-signing, "
                          "email-protection, time-stamping and ocsp-signing";
             return false;
         }
@@ -62,19 +62,19 @@ bool readPathOptions(Options const& options, PathOptions* to, Complaint* complai
     for (std::string const& policy : options.policies) {
         to->policies.push_back(parseOid(policy));
         if (to->policies.back().empty()) {
-            *complaint = "--policy: \"" + policy + "\" is no object identifier; write 1.2.3.4";
+            *complaint = "--policy: \"" + policy + "\" is not an object identifier; write 1.2.3.4";
             return false;
         }
     }
     to->requirePolicy = options.requirePolicy;
     if (to->rules == PathRules::platform && (!options.policies.empty() || options.requirePolicy)) {
-        *complaint = "--policy and --require-policy need other rules than platform, which know no policies";
+        *complaint = "--policy and --require-policy need rules other than platform, which ignores policies";
         return false;
     }
     if (!options.validFor.empty()) {
         auto const seconds = parseDays(options.validFor);
         if (!seconds) {
-            *complaint = "--valid-for: \"" + options.validFor + "\" is no number of days; write 30d";
+            *complaint = "--valid-for: \"" + options.validFor + "\" is not a number of days; write 30d";
             return false;
         }
         to->validUntil = TimePoint::fromSeconds(to->now.seconds + *seconds);
@@ -91,7 +91,7 @@ std::optional<CertificateChain> readPool(std::vector<std::string> const& paths, 
             return std::nullopt;
         pool.insert(pool.end(), certificates->begin(), certificates->end());
         if (pool.size() > maxGiven) {
-            badInput(path + ": more certificates than any chain has");
+            badInput(path + ": too many certificates for a chain");
             return std::nullopt;
         }
     }
@@ -112,7 +112,7 @@ std::vector<std::string> compare(CertificateChain const& given, CertificateChain
     CertificateChain used;
     for (auto const& certificate : given) {
         if (!contains(chain, *certificate))
-            notes.push_back("left out, it does not belong to the chain: " + nameFor(*certificate));
+            notes.push_back("left out, because it is not part of the chain: " + nameFor(*certificate));
         else if (!contains(used, *certificate))
             used.push_back(certificate);
     }
@@ -147,7 +147,7 @@ int verify(Options options) {
     if (!readPathOptions(options, &pathOptions, &complaint))
         return wrongUsage(complaint);
     if (options.each && options.explain)
-        return wrongUsage("--explain tells of one search, and --each makes many");
+        return wrongUsage("--explain cannot be combined with --each");
     if (options.chains.empty() && !options.each)
         return wrongUsage("CHAIN is required");
     if (options.chains.empty())
@@ -180,9 +180,9 @@ int verify(Options options) {
     PathVerdict const verdict = search.find(leaf, pathOptions);
     auto notes = compare(*given, verdict.chain);
     if (leaf != given->front())
-        notes.push_back(
-            "the leaf is not the first certificate, the only one whose key a server proves to have: " +
-            nameFor(*leaf));
+        notes.push_back("the leaf is not the first certificate, which is the only one whose key a server "
+                        "proves to have: " +
+                        nameFor(*leaf));
     if (!reportCrls(trust, verdict.crls, &notes, &complaint))
         return badInput(complaint);
     if (verdict.isValid() && !options.policies.empty() && verdict.explanation.policies.empty())
@@ -202,10 +202,10 @@ int verify(Options options) {
 
 Work setUpVerify(CommandLine commandLine) {
     auto options = std::make_shared<Options>();
-    commandLine.group("What the leaf must be good for");
-    commandLine.text("--host", options->host, "the host name that the leaf must bear").valueName("HOST");
-    commandLine.text("--ip", options->ip, "the address that the leaf must bear").valueName("ADDRESS");
-    commandLine.text("--email", options->email, "the e-mail address that the leaf must bear")
+    commandLine.group("What the leaf must be valid for");
+    commandLine.text("--host", options->host, "the host name that the leaf must have").valueName("HOST");
+    commandLine.text("--ip", options->ip, "the address that the leaf must have").valueName("ADDRESS");
+    commandLine.text("--email", options->email, "the e-mail address that the leaf must have")
         .valueName("MAILBOX");
     commandLine
         .text("--purpose", options->purpose,
@@ -214,41 +214,40 @@ Work setUpVerify(CommandLine commandLine) {
         .valueName("PURPOSE");
     commandLine
         .texts("--policy", options->policies,
-               "a certificate policy, 1.2.3.4; may be given more than once. The report names those that the "
-               "chain is "
-               "valid for")
+               "a certificate policy, 1.2.3.4; may be given more than once. The report lists the ones\n"
+               "that the chain is valid for")
         .valueName("OID");
     commandLine.flag("--require-policy", options->requirePolicy,
-                     "the chain must be valid for a policy, for one of --policy if given");
+                     "the chain must be valid for a policy, or for one of --policy if given");
     commandLine
         .text("--valid-for", options->validFor,
-              "no certificate of the chain may expire within that many days")
+              "no certificate of the chain may expire within this many days")
         .valueName("DAYS");
     options->trust.declare(commandLine);
     commandLine
         .texts("--certificates|--chain", options->candidates,
-               "a file of certificates from which issuers may be taken; may be given more than once. This "
-               "does not "
+               "a file of certificates that may be issuers; may be given more than once. This does not\n"
                "make them trusted")
         .valueName("FILE");
-    commandLine.flag("--explain", options->explain, "print the search first, as a tree");
+    commandLine.flag("--explain", options->explain, "first print the search as a tree");
     commandLine.flag(
         "--each", options->each,
-        "judge each CHAIN by itself, on all cores, and print a JSON line for each. A folder stands for its "
-        "files, - for lines {\"id\": ..., \"chain\": [base64 of DER, ...], \"host\": ..., \"at\": ...}");
+        "validate each CHAIN separately, on all cores, and print a JSON line for each. A folder\n"
+        "stands for its files, - for lines {\"id\": ..., \"chain\": [base64 of DER, ...],\n"
+        "\"host\": ..., \"at\": ...}");
     commandLine.json();
     commandLine.texts(
         "CHAIN", options->chains,
         "the certificates, PEM or DER, in one or more files and in any order; - is standard input");
-    commandLine.footer("Of several certificates the leaf is the one that bears the name that is asked for, "
-                       "else the first that is no "
-                       "CA. Prints a line for each certificate, from the leaf upward, then \"OK\" or "
-                       "\"FAILED n: reason\". What the "
-                       "reason rests on, and warnings, which change no verdict, go to standard error.\n\n"
-                       "Examples:\n"
-                       "  sealkit verify --ca root.pem --host www.example.org chain.pem\n"
-                       "  sealkit verify --ca root.pem --purpose tls-client --explain leaf.pem\n"
-                       "  openssl s_client -connect example.org:443 -showcerts </dev/null |\n"
-                       "      sealkit verify --host example.org -");
+    commandLine.footer(
+        "If there are several certificates, the leaf is the first one with the name that is asked\n"
+        "for, otherwise the first one that is not a CA. Prints a line for each certificate, from\n"
+        "the leaf upward, then \"OK\" or \"FAILED n: reason\". The facts behind the reason, and\n"
+        "warnings, which do not change the verdict, go to standard error.\n\n"
+        "Examples:\n"
+        "  sealkit verify --ca root.pem --host www.example.org chain.pem\n"
+        "  sealkit verify --ca root.pem --purpose tls-client --explain leaf.pem\n"
+        "  openssl s_client -connect example.org:443 -showcerts </dev/null |\n"
+        "      sealkit verify --host example.org -");
     return [options] { return verify(*options); };
 }

@@ -28,7 +28,7 @@ using Parsed = nlohmann::json;
 
 /// A chain of a hundred certificates is shorter.
 constexpr size_t maxText = size_t(1) << 20;
-constexpr char tooLong[] = "it is longer than 1 MiB";
+constexpr char tooLong[] = "the line is longer than 1 MiB";
 constexpr size_t maxChain = 100;
 
 /// What is asked about one chain.
@@ -92,7 +92,7 @@ bool readChain(Parsed const& list, FormRules forms, CertificateChain* chain, Com
         std::string const place = "certificate " + std::to_string(chain->size()) + ": ";
         std::vector<unsigned char> der;
         if (!element.is_string() || !decodeBase64(element.get_ref<std::string const&>(), &der)) {
-            *complaint = place + "it is not base64";
+            *complaint = place + "the text is not base64";
             return false;
         }
         auto certificate = std::make_shared<X509Certificate>();
@@ -121,7 +121,7 @@ Parsed parseFlat(std::string const& line) {
 bool readLine(std::string const& line, FormRules forms, Question* question, Complaint* complaint) {
     Parsed const object = parseFlat(line);
     if (!object.is_object()) {
-        *complaint = "the line is no JSON object";
+        *complaint = "the line is not a JSON object";
         return false;
     }
     // First, so that complaints name it.
@@ -136,7 +136,7 @@ bool readLine(std::string const& line, FormRules forms, Question* question, Comp
         } else if (name == "at" && (isText || value.is_number_integer())) {
             auto const time = parseTime(isText ? value.get<std::string>() : value.dump());
             if (!time) {
-                *complaint = "\"at\" is no time";
+                *complaint = "\"at\" is not a time; write 2026-11-21 or 2026-11-21T08:30:00Z";
                 return false;
             }
             PathOptions& options = question->options;
@@ -160,7 +160,7 @@ bool readText(std::string const& text, FormRules forms, Question* question, Comp
     if (!refusals.empty())
         *complaint = complaintOf(question->chain, refusals);
     else if (question->chain.size() > maxChain)
-        *complaint = "more certificates than any chain has";
+        *complaint = "too many certificates for a chain";
     return complaint->empty();
 }
 
