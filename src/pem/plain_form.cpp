@@ -19,15 +19,16 @@ using Row = ReasonText<InputNoteId>;
 
 constexpr std::array rows = {
     Row{InputNoteId::utf16, "utf16", "The text is in UTF-16."},
-    Row{InputNoteId::byteOrderMark, "byte-order-mark", "A byte-order mark stands within the text."},
-    Row{InputNoteId::carriageReturns, "carriage-returns", "Lines end with a carriage return alone."},
-    Row{InputNoteId::indented, "indented", "PEM stands behind blanks."},
+    Row{InputNoteId::byteOrderMark, "byte-order-mark", "There is a byte-order mark within the text."},
+    Row{InputNoteId::carriageReturns, "carriage-returns",
+        "Lines end with a carriage return without a line feed."},
+    Row{InputNoteId::indented, "indented", "PEM is indented."},
     Row{InputNoteId::blockHeaders, "block-headers", "Header lines in a block are ignored."},
-    Row{InputNoteId::bareBase64, "bare-base64", "The text is base64 without the frame of PEM."},
-    Row{InputNoteId::ber, "ber", "The object is in BER and not in DER."},
+    Row{InputNoteId::bareBase64, "bare-base64", "The text is base64 without PEM lines around it."},
+    Row{InputNoteId::ber, "ber", "The object is BER and not DER."},
     Row{InputNoteId::otherLabel, "other-label", "The label names another kind of object."},
     Row{InputNoteId::trustSettings, "trust-settings",
-        "OpenSSL's trust settings beside the certificate are ignored."},
+        "OpenSSL's trust settings for the certificate are ignored."},
 };
 static_assert(rows.size() == static_cast<size_t>(InputNoteId::trustSettings) + 1);
 

@@ -22,14 +22,14 @@ using StatusRow = ReasonText<TimeStampStatusId>;
 constexpr std::array statuses = {
     StatusRow{TimeStampStatusId::granted, "granted", "The time-stamp was granted."},
     StatusRow{TimeStampStatusId::grantedWithModifications, "granted-with-changes",
-              "A time-stamp was granted that differs from what was requested."},
+              "A time-stamp was granted, but it differs from the request."},
     StatusRow{TimeStampStatusId::rejection, "rejection", "The request was rejected."},
     StatusRow{TimeStampStatusId::waiting, "waiting",
               "The request is being processed; expect the reply later."},
     StatusRow{TimeStampStatusId::revocationWarning, "revocation-warning",
-              "The authority's certificate is about to be revoked."},
+              "The TSA's certificate is about to be revoked."},
     StatusRow{TimeStampStatusId::revocationNotification, "revocation-notification",
-              "The authority's certificate was revoked."},
+              "The TSA's certificate was revoked."},
 };
 
 using FailureRow = ReasonText<TimeStampFailure>;
@@ -37,14 +37,13 @@ constexpr std::array failureRows = {
     FailureRow{TimeStampFailure::badAlgorithm, "bad-algorithm", "The digest algorithm is not supported."},
     FailureRow{TimeStampFailure::badRequest, "bad-request", "The request is not permitted or not supported."},
     FailureRow{TimeStampFailure::badDataFormat, "bad-data-format", "The request is malformed."},
-    FailureRow{TimeStampFailure::timeNotAvailable, "time-not-available",
-               "The authority's clock is not available."},
+    FailureRow{TimeStampFailure::timeNotAvailable, "time-not-available", "The TSA's clock is not available."},
     FailureRow{TimeStampFailure::unacceptedPolicy, "unaccepted-policy", "The policy is not supported."},
     FailureRow{TimeStampFailure::unacceptedExtension, "unaccepted-extension",
                "An extension of the request is not supported."},
     FailureRow{TimeStampFailure::addInfoNotAvailable, "add-info-not-available",
                "Additional information is requested that is unknown or not available."},
-    FailureRow{TimeStampFailure::systemFailure, "system-failure", "The authority's system failed."},
+    FailureRow{TimeStampFailure::systemFailure, "system-failure", "The TSA's system failed."},
 };
 
 /// MessageImprint ::= SEQUENCE { hashAlgorithm AlgorithmIdentifier, hashedMessage OCTET STRING }

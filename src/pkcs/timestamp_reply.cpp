@@ -24,13 +24,13 @@ using Row = ReasonText<Problem>;
 constexpr std::array problems = {
     Row{Problem::otherKey, "other-key", "The key is not that of the TSA's certificate."},
     Row{Problem::notForTimeStamps, "not-for-time-stamps",
-        "The TSA's certificate is not for time-stamps alone: its extended key usage must say so, "
-        "critically."},
+        "The TSA's certificate is not only for time-stamping: that must be its only extended key usage, "
+        "and critical."},
     Row{Problem::notValidYet, "not-valid-yet", "The TSA's certificate is not valid yet."},
     Row{Problem::expired, "expired", "The TSA's certificate has expired."},
     Row{Problem::unusableOptions, "unusable-options",
         "The policy, the serial number, the time or the accuracy cannot be written."},
-    Row{Problem::keyCannotSign, "key-cannot-sign", "The key makes no signature with this hash."},
+    Row{Problem::keyCannotSign, "key-cannot-sign", "The key cannot sign with this hash."},
 };
 
 /// The failure that a response gives for a request that cannot be read.

@@ -13,9 +13,9 @@ namespace oid = detail::oid;
 
 constexpr std::array advices = {
     ReasonText<PathAdviceId>{PathAdviceId::nameIsUrl, "name-is-url",
-                             "The host name is written as a URL; ask for the host alone."},
+                             "The host name is written as a URL; ask for only the host."},
     ReasonText<PathAdviceId>{PathAdviceId::nameHasPort, "name-has-port",
-                             "The host name has a port behind it; ask for the host alone."},
+                             "The host name includes a port; ask for only the host."},
     ReasonText<PathAdviceId>{PathAdviceId::clockBehind, "clock-behind",
                              "No certificate of the chain is valid yet: the clock may be behind."},
     ReasonText<PathAdviceId>{PathAdviceId::clockAhead, "clock-ahead",
@@ -26,14 +26,14 @@ constexpr std::array advices = {
         "key identifier."},
     ReasonText<PathAdviceId>{PathAdviceId::otherStore, "other-store",
                              "The chain leads to a certificate that the certificate manager trusts."},
-    ReasonText<PathAdviceId>{PathAdviceId::untrustedRoot, "untrusted-root",
-                             "The chain ends with a root that is not trusted; trust it only if it came by a "
-                             "safe way."},
     ReasonText<PathAdviceId>{
-        PathAdviceId::missingIssuer, "missing-issuer",
-        "The certificate of an issuer is missing; add it to the certificates that are given."},
+        PathAdviceId::untrustedRoot, "untrusted-root",
+        "The chain ends with a root that is not trusted; trust it only if you got it in a "
+        "secure way."},
+    ReasonText<PathAdviceId>{PathAdviceId::missingIssuer, "missing-issuer",
+                             "The certificate of an issuer is missing; add it to the given certificates."},
     ReasonText<PathAdviceId>{PathAdviceId::missingCrl, "missing-crl",
-                             "A current CRL is missing; add it to those that are given."},
+                             "A current CRL is missing; add it to the given CRLs."},
 };
 
 /// Where an AccessDescription or a distribution point can be fetched.

@@ -284,7 +284,7 @@ class PasswordTest(P12Test):
         safe = element(0x30, encrypted())
         result = self.read("-", stdin=pfx(safe, mac_data(safe)), status=2)
         self.assertIn("content 1, byte ", result.err)
-        self.assertIn("The password is that of the MAC and does not decrypt this: it has another password, or is damaged.", result.err)
+        self.assertIn("The password is right for the MAC but does not decrypt this part: it has another password, or is damaged.", result.err)
 
     def test_other_characters(self):
         for password in some(("größe", "пароль ☂", "𝄞 clef", " blanks ", "\t'\"\\")):
@@ -575,7 +575,7 @@ class HostileTest(P12Test):
             self.assertLess(seconds, 10)
         contents = [encrypted(10 ** 7) for _ in range(4)]
         seconds = self.processor_time(lambda: result.append(self.read("-", stdin=pfx(element(0x30, *contents)), status=2)))
-        self.assertIn("The file as a whole asks for more iterations than are done for one file. (maximum: 30000000; found: 40000000)\n", result[1].err)
+        self.assertIn("The file as a whole requires more iterations than the limit. (maximum: 30000000; found: 40000000)\n", result[1].err)
         self.assertLess(seconds, 10)
 
     def test_a_certificate_that_is_not_read(self):

@@ -109,7 +109,7 @@ class TimeStampTest(ProgramTest):
                 "-extfile", "old.ext", "-in", "tsa.csr", "-out", "oldtsa.pem", cwd=self.dir)
         self.reply("early", "query", signer="oldtsa")
         self.check(0, "OK\n", "--request", "query.tsq", "--ca", "old.pem", "early.tsr")
-        self.check(1, "FAILED: its time has not come yet", "--request", "query.tsq", "--ca", "old.pem", "--at", "2021-01-01", "early.tsr")
+        self.check(1, "FAILED: its time is in the future", "--request", "query.tsq", "--ca", "old.pem", "--at", "2021-01-01", "early.tsr")
 
     def test_without_the_certificate(self):
         self.reply("bare", "bare")
@@ -176,9 +176,9 @@ class TimeStampTest(ProgramTest):
             return element(0x30, identifier(oid), critical, element(4, b"\x05\0"))
         ca, critical = ["--ca", "root.pem", "--request", "bare.tsq"], element(1, b"\xff")
         self.check(0, "OK\n", *ca, "-", stdin=extended(extension("1.2.3")))
-        self.check(1, "FAILED: an extension of what it states is critical and not supported (extension: 1.2.4)\n", *ca, "-",
+        self.check(1, "FAILED: an extension of the time-stamp is critical and not supported (extension: 1.2.4)\n", *ca, "-",
                    stdin=extended(extension("1.2.3"), extension("1.2.4", critical)))
-        self.check(1, "the extensions of what it states are malformed: one of them may be critical", *ca, "-", stdin=extended(extension("1.2.3"), b"\x05\0"))
+        self.check(1, "the extensions of the time-stamp are malformed: one of them may be critical", *ca, "-", stdin=extended(extension("1.2.3"), b"\x05\0"))
 
     def test_refusals_of_the_authority(self):
         self.expect(0, "ts", "request", "--policy", "1.2.9", "-o", "refused.tsq", "letter")

@@ -275,7 +275,7 @@ TEST(CheckTimeStamp, RefusesCriticalExtensions) {
     EXPECT_THAT(stamp.failures(), ElementsAre(otherContent, MessageFindingId::unknownCriticalExtension));
     MessageVerdict const verdict = checkTimeStamp(stamp.token, stamp.expected, storeOf("ca.pem"), at());
     EXPECT_EQ(verdict.findings.back().str(),
-              "an extension of what it states is critical and not supported (extension: 1.2.4)");
+              "an extension of the time-stamp is critical and not supported (extension: 1.2.4)");
 }
 
 TEST(CheckTimeStamp, RefusesMalformedExtensions) {

@@ -65,12 +65,12 @@ TEST_F(AdviceTest, NoneForAValidChainOrNoChain) {
 TEST_F(AdviceTest, NamesTheHostOfAUrlAndOfAPort) {
     auto const verdict = verdictOf({leaf, root}, PathCode::identityMismatch);
     options.hostName = "https://example.org:8443/path";
-    EXPECT_EQ(advise(verdict), "The host name is written as a URL; ask for the host alone "
+    EXPECT_EQ(advise(verdict), "The host name is written as a URL; ask for only the host "
                                "(host asked for: https://example.org:8443/path; host: example.org).");
     options.hostName = "example.org/";
     EXPECT_NE(advise(verdict).find("host: example.org)"), std::string::npos);
     options.hostName = "example.org:443";
-    EXPECT_EQ(advise(verdict), "The host name has a port behind it; ask for the host alone "
+    EXPECT_EQ(advise(verdict), "The host name includes a port; ask for only the host "
                                "(host asked for: example.org:443; host: example.org).");
     for (char const* const name : {"example.org", "", "://", ":443", "/"}) {
         options.hostName = name;
@@ -91,10 +91,10 @@ TEST_F(AdviceTest, SuspectsTheClockIfNoCertificateIsValid) {
 
 TEST_F(AdviceTest, NamesTheMissingIssuerAndTheUntrustedRoot) {
     EXPECT_EQ(advise(verdictOf({leaf}, PathCode::noAnchor)),
-              "The certificate of an issuer is missing; add it to the certificates that are given "
+              "The certificate of an issuer is missing; add it to the given certificates "
               "(certificate: CN=leaf; issuer: CN=root).");
     EXPECT_EQ(advise(verdictOf({leaf, root}, PathCode::noAnchor, 1)),
-              "The chain ends with a root that is not trusted; trust it only if it came by a safe way "
+              "The chain ends with a root that is not trusted; trust it only if you got it in a safe way "
               "(certificate: CN=root).");
     auto limited = verdictOf({leaf}, PathCode::noAnchor);
     limited.limit = SearchLimit::work;
@@ -121,7 +121,7 @@ TEST_F(AdviceTest, NamesWhereTheCrlIs) {
     leaf->crlDistributionPoints = {test::generalName(GeneralName::uri, "http://example.org/ca.crl")};
     for (PathCode const code : {PathCode::crlMissing, PathCode::revocationUndetermined})
         EXPECT_EQ(advise(verdictOf({leaf, root}, code)),
-                  "A current CRL is missing; add it to those that are given "
+                  "A current CRL is missing; add it to the given CRLs "
                   "(certificate: CN=leaf; published at: http://example.org/ca.crl).");
 }
 
