@@ -168,10 +168,10 @@ class RequestTest(AuthorityTest):
                                       ("ec.key", None, "ecdsa-with-SHA256")):
             path = self.made(*make, key, *(["-a", algorithm] if algorithm else []))
             self.assertIn(shown, openssl("req", "-in", path, "-verify", "-noout", "-text").decode())
-        self.refused(3, "brings its own hash", *make, "host.key", "-a", "sha256")
+        self.refused(3, "has its own hash", *make, "host.key", "-a", "sha256")
         self.refused(3, "is not a hash for signatures; the choices are sha256, sha384, sha512 and sha1", *make, "ec.key", "-a", "md5")
         self.refused(3, "is not a hash", *make, "ec.key", "-a", "sha257")
-        self.refused(2, "signs nothing", *make, "x.key")
+        self.refused(2, "cannot sign", *make, "x.key")
         self.refused(2, "No such file", *make, "missing.key")
         self.refused(2, "ca.pem", *make, "ca.pem")
         self.refused(3, "standard input", *make, "-", "--password-file", "-")
@@ -230,7 +230,7 @@ class SelfSignTest(AuthorityTest):
         self.refused(3, "would name nobody", *make)
         self.refused(3, "an issuer has a name", *make, "--san", "DNS:a.example")
         self.refused(3, "is not a profile; the choices are server, client, tls, email, code-signing, time-stamping, ocsp and ca", *make, "--subject", "/CN=a", "--profile", "root")
-        self.refused(2, "signs nothing", "cert", "self-sign", "-k", "x.key", "--subject", "/CN=a")
+        self.refused(2, "cannot sign", "cert", "self-sign", "-k", "x.key", "--subject", "/CN=a")
         self.refused(3, "ATTRIBUTE=VALUE", *make, "--subject", "a")
 
     def test_constraints_and_lists(self):
@@ -242,7 +242,7 @@ class SelfSignTest(AuthorityTest):
         make = ["cert", "self-sign", "-k", "ca.key", "--subject", "/CN=a"]
         self.refused(3, "is not a domain", *make, "--permit-dns", "a b")
         self.refused(3, "is not a domain", *make, "--exclude-dns", ".")
-        self.refused(3, "are for authorities", *make, "--exclude-dns", "a.example", "--profile", "client")
+        self.refused(3, "are for CAs", *make, "--exclude-dns", "a.example", "--profile", "client")
         self.refused(3, "is not the address of a CRL", *make, "--crl-url", "a.example")
 
     def test_dates(self):
@@ -335,7 +335,7 @@ class IssueTest(AuthorityTest):
         self.refused(3, "give a request, or", *make)
         self.refused(3, "give a request, or", *make, "--public-key", "host.pub", "host.csr")
         self.refused(3, "--accept-names is for requests", *make, "--public-key", "host.pub", "--accept-names", "--subject", "/CN=a")
-        self.refused(2, "an X25519 key signs nothing", *self.issuing, "--profile", "ca", "--public-key", "x.pub", "--subject", "/CN=a")
+        self.refused(2, "an X25519 key cannot sign", *self.issuing, "--profile", "ca", "--public-key", "x.pub", "--subject", "/CN=a")
         self.refused(2, "expected: public key", *make, "--public-key", self.write("text", "x"), "--subject", "/CN=a")
         # A request is no way around its own signature.
         self.refused(3, "is a request", *make, "--public-key", "host.csr", "--subject", "/CN=a")
@@ -514,7 +514,7 @@ class ContentsTest(AuthorityTest):
         path = self.issued("host.csr", profile="ocsp")
         self.assertEqual(self.extension(path, "Extended Key Usage"), ("", "OCSP Signing"))
         self.assertIn("OCSP No Check", self.text(path))
-        self.refused(3, "for nothing else", *self.issuing, "--profile", "time-stamping", "--profile", "server", "host.csr")
+        self.refused(3, "must not have another purpose", *self.issuing, "--profile", "time-stamping", "--profile", "server", "host.csr")
         self.refused(2, "purpose-mismatch", *self.issuing, "--profile", "time-stamping", "--eku", "1.2.3.4", "host.csr")
 
     def test_what_only_authorities_have(self):
@@ -529,7 +529,7 @@ class ContentsTest(AuthorityTest):
         for part in ("DNS:a.example", "IP:10.0.0.0/255.0.0.0", "email:a.example", "DirName:O = Acme", "DNS:b.example", "URI:.c.example",
                      "IP:10.1.0.0/255.255.0.0", "DNS:d.a.example"):
             self.assertIn(part, shown)
-        for options, problem in (([*constraints[:2]], "are for authorities"), (["--path-length", "0"], "is for CAs")):
+        for options, problem in (([*constraints[:2]], "are for CAs"), (["--path-length", "0"], "is for CAs")):
             self.refused(3, problem, *self.issuing, "--profile", "client", *options, "host.csr")
         for text in some(("a.example", "DNS:*.a", "IP:10.0.0.1/8", "other:x")):
             self.refused(3, "is not a set of names", *self.issuing, "--profile", "ca", "--permit", text, "host.csr")
@@ -696,7 +696,7 @@ class ListTest(AuthorityTest):
         self.assertEqual(self.entries(crl), [(self.serial(leaf), "Superseded")])
         # Another authority's has the same number at most.
         stranger = self.made("cert", "self-sign", "-k", "other.key", "--subject", "/CN=stranger")
-        self.refused(2, "was issued by another authority", *self.listing, "--revoke", stranger)
+        self.refused(2, "was issued by another CA", *self.listing, "--revoke", stranger)
         self.refused(2, "no certificate", *self.listing, "--revoke", "host.csr")
 
     def test_lists_continue(self):
@@ -715,7 +715,7 @@ class ListTest(AuthorityTest):
         # What is released may be revoked in the same list.
         again = self.made(*self.listing, "--previous", first, "--release", "2", "--revoke", "2")
         self.assertEqual(self.entries(again), [("01", None), ("93", "Certificate Hold"), ("02", None)])
-        for arguments, problem in ((["--revoke", "1"], "is revoked already"), (["--revoke", "9", "--revoke", "09"], "is revoked already"),
+        for arguments, problem in ((["--revoke", "1"], "is already revoked"), (["--revoke", "9", "--revoke", "09"], "is already revoked"),
                                    (["--release", "1"], "is not on hold"), (["--release", "77"], "is not on hold"), (["--number", "1"], "the next is 02"),
                                    (["--number", "0"], "the next is 02")):
             self.refused(3, problem, *self.listing, "--previous", first, *arguments)
@@ -743,10 +743,10 @@ class ListTest(AuthorityTest):
         self.made("cert", "self-sign", "-k", "other.key", "--subject", "/C=UY/O=Acme/CN=Acme root")
         twin = self.dir / f"made-{self.count}.pem"
         of_twin = self.made("crl", "new", "--ca", twin, "-k", "other.key")
-        self.refused(1, "is not signed by this authority", *self.listing, "--previous", of_twin)
+        self.refused(1, "is not signed by this CA", *self.listing, "--previous", of_twin)
         encoded = bytearray(openssl("crl", "-in", first, "-outform", "DER"))
         encoded[-1] ^= 1
-        self.refused(1, "is not signed by this authority", *self.listing, "--previous", self.write("spoiled.crl", bytes(encoded)))
+        self.refused(1, "is not signed by this CA", *self.listing, "--previous", self.write("spoiled.crl", bytes(encoded)))
         self.refused(2, "not a readable CRL", *self.listing, "--previous", "ca.pem")
         self.refused(2, "No such file", *self.listing, "--previous", "missing.crl")
         last = self.made(*self.listing, "--number", "0x7F" + "FF" * 19)
@@ -759,7 +759,7 @@ class ListTest(AuthorityTest):
                                    (["--revoke", "1,removeFromCRL"], "is not a reason"), (["--revoke", "80" + "00" * 19], "neither"),
                                    (["--number", "x"], "is not a number of a CRL"), (["--number", "0x"], "is not a number"), (["--number", str(1 << 159)], "is not a number"),
                                    (["--number", "9" * 60], "is not a number"), (["--from", "2050-01-01"], "1950 to 2049"), (["--from", "never"], "is not a time"),
-                                   (["--next-update", "2020-01-01"], "out of date before it begins"), (["--days", "0"], "out of date"),
+                                   (["--next-update", "2020-01-01"], "out of date before it is issued"), (["--days", "0"], "out of date"),
                                    (["--days", "9", "--next-update", "2030-01-01"], "excludes"), (["--next-update", "2050-01-01"], "1950 to 2049"))):
             self.refused(3, problem, *self.listing, *arguments)
         self.write("ab", (self.dir / "ca.pem").read_bytes())
@@ -769,7 +769,7 @@ class ListTest(AuthorityTest):
         self.assertEqual(self.number(self.made(*self.listing, "--number", str((1 << 159) - 1))), (1 << 159) - 1)
         self.refused(2, "the key is not that of this certificate", "crl", "new", "--ca", "ca.pem", "-k", "other.key")
         self.refused(3, "standard input", *self.listing[:-1], "-", "--previous", "-")
-        self.refused(3, "brings its own hash", *self.listing, "-a", "sha256")
+        self.refused(3, "has its own hash", *self.listing, "-a", "sha256")
 
     def test_dates(self):
         path = self.made(*self.listing, "--from", "2030-01-01", "--next-update", "2030-02-03T04:05:06Z", "--revoke", "1")

@@ -301,9 +301,9 @@ class CipherTest(ProgramTest):
         self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "out", status=2)
         self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "out", "--force", status=2)
         self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "/dev/null", "--force", status=2)
-        self.assertIn("no regular file", self.error)
+        self.assertIn("not a regular file", self.error)
         self.cipher("encrypt", "aes-ctr", 16, 16, "text", "-o", "/dev/stdout", "--force", status=2)
-        self.assertIn("no regular file", self.error)
+        self.assertIn("not a regular file", self.error)
         self.assertNothingLeft()
 
     def test_a_full_disk_leaves_nothing(self):

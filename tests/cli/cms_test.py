@@ -100,7 +100,7 @@ class SignTest(MessageTest):
         self.refused(3, "is not a hash", *sign, *self.signer(), "-a", "md4", "letter")
         self.refused(2, "missing: No such file", *sign, *self.signer(), "missing")
         self.refused(2, "neither PEM nor", *sign, *self.signer(), "--chain", "letter", "letter")
-        self.refused(3, "only one thing", *sign, "-k", "-", "--certificate", "ada.pem", "-")
+        self.refused(3, "only one input", *sign, "-k", "-", "--certificate", "ada.pem", "-")
         self.refused(3, "--certificate", *sign, "-k", "ada.key", "letter")
         openssl("genrsa", "-out", self.at("short.key"), "512")
         openssl("req", "-x509", "-new", "-key", self.at("short.key"), "-subj", "/CN=short", "-out", self.at("short.pem"))
@@ -191,7 +191,7 @@ class CheckTest(MessageTest):
 
     def test_standard_input_is_read_once(self):
         for option in ("--ca", "--crl", "--certificates", "--content"):
-            self.refused(3, "only one thing", "cms", "check", option, "-", "-")
+            self.refused(3, "only one input", "cms", "check", option, "-", "-")
 
     def test_who_is_trusted_and_when(self):
         message = self.sign_with_openssl("-nodetach")
@@ -463,7 +463,7 @@ class EncryptTest(MessageTest):
         self.issue("bare", "root", EMAIL, key=self.at("ada.key"), key_ids="subjectKeyIdentifier=none\n")
         self.refused(2, "no subject key identifier", *encrypt, "bare.pem", "--key-id", "letter")
         self.refused(3, "--to", "cms", "encrypt", "-o", "none", "letter")
-        self.refused(3, "only one thing", *encrypt, "-", "-")
+        self.refused(3, "only one input", *encrypt, "-", "-")
         self.refused(2, "missing", *encrypt, "ada.pem", "missing")
 
     def test_what_does_not_open(self):

@@ -59,7 +59,7 @@ class CommandLineTest(ProgramTest):
                                  (["key", "new", "--oputput", "x", "rsa"], "--output")):
             self.assertIn(f"; did you mean {meant}?\n", self.expect(3, *arguments).err)
         self.assertNotIn("did you mean", self.expect(3, "frobnicate").err)
-        self.assertIn("options stand behind the verb", self.expect(3, "--json", "verify", "x").err)
+        self.assertIn("write options after the verb", self.expect(3, "--json", "verify", "x").err)
         self.assertIn("one argument too many", self.expect(3, "random", "1", "2").err)
 
     def test_old_spellings_are_taken_and_not_shown(self):
@@ -84,7 +84,7 @@ class CommandLineTest(ProgramTest):
         fish = self.write("sealkit.fish", self.expect(0, "completion", "fish").out)
         shown = peer("fish", "--no-config", "-c", f"source {fish}; complete -C 'sealkit cms check --cont'; complete -C 'sealkit ver'").decode()
         self.assertRegex(shown, r"^--content\t.*\nverify\tbuild and validate a certificate chain\n$")
-        self.assertIn("there are bash, zsh and fish", self.expect(3, "completion", "ksh").err)
+        self.assertIn("the choices are bash, zsh and fish", self.expect(3, "completion", "ksh").err)
 
     def test_chains_are_counted_on_a_terminal(self):
         with TerminalSession(self, ["verify", "--each", "--ca", "root.pem"], stdin=subprocess.PIPE) as session:

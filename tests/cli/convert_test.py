@@ -112,7 +112,7 @@ class ConvertTest(ProgramTest):
         crl = self.dir / "root.crl"
         self.expect(0, "crl", "new", "-k", "root.key", "--ca", "root.pem", "-o", crl)
         pem = self.made("--to", "p7b", "both.pem", "root.crl", "leaf.der")
-        self.assertIn("is there already", self.said)
+        self.assertIn("is a duplicate", self.said)
         self.assertEqual(self.mode() & 0o400, 0o400)
         shown = openssl("pkcs7", "-print_certs", "-noout", input=pem)
         self.assertEqual(shown.count(b"subject="), 2)

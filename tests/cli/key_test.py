@@ -333,7 +333,7 @@ class EncryptionTest(KeyTest):
         for arguments in (["key", "public", "-", "--password-file", "-"], ["key", "decrypt", "--password-file", "-"],
                           ["key", "encrypt", "ec.key", "--password-file", "-", "--old-password-file", "-"], ["show", "-", "--password-file", "-"],
                           ["sign", "-k", "-", "-"], ["check", "-k", "ec.key", "--signature", "-", "-"]):
-            self.assertIn("only one thing", self.expect(3, *arguments, stdin=b"").err)
+            self.assertIn("only one input", self.expect(3, *arguments, stdin=b"").err)
 
     def test_a_byte_order_mark_is_passed_over(self):
         mark = b"\xef\xbb\xbf"
@@ -447,7 +447,7 @@ class ShowKeyTest(KeyTest):
         for name, label in (("rsa", "RSA"), ("ec", "EC"), ("ed", "Ed25519")):
             result = self.expect(3, "show", "--dump", f"{name}.key")
             self.assertEqual(result.out, "")
-            self.assertIn("--secrets allows that", result.err)
+            self.assertIn("give --secrets to allow that", result.err)
             text = self.expect(0, "show", "--dump", "--secrets", f"{name}.key").out
             self.assertTrue(text.startswith(f"[{label}-PRIVATE]\n"), text)
             self.assertIn(f"{self.secrets_of(name)[0]:x}", text)
@@ -468,7 +468,7 @@ class ShowKeyTest(KeyTest):
         result = self.expect(1, "show", "--password-file", "wrong", "encrypted.key")
         self.assertIn("the password is wrong", result.err)
         self.assertEqual(result.out, "")
-        self.assertIn("--password-file opens it", self.expect(3, "show", "--dump", "--secrets", "encrypted.key").err)
+        self.assertIn("give --password-file", self.expect(3, "show", "--dump", "--secrets", "encrypted.key").err)
         self.assertTrue(self.expect(0, "show", "--dump", "--secrets", "--password-file", "password", "encrypted.key").out.startswith("[EC-PRIVATE]\n"))
         traditional = openssl("rsa", "-in", self.dir / "rsa.key", "-traditional", "-des3", "-passout", "pass:correct horse")
         text = self.expect(0, "show", "-", stdin=traditional).out

@@ -187,7 +187,7 @@ class KeytoolTest(PeerTest):
             self.assertIn(part, text)
         self.assertEqual(blocks(self.expect(0, "p12", "import", "two.p12", "--password-file", "password").out)[:2],
                          [("PRIVATE KEY", self.keys["leaf"]), ("PRIVATE KEY", self.keys["rsa"])])
-        self.assertIn("no certificate that is given is of this key",
+        self.assertIn("none of the given certificates is for this key",
                       self.expect(2, "p12", "export", "-k", "leaf.key", "-k", "rsa.key", "--certificate", "leaf.pem", "--password-file", "password", "-o", "no.p12").err)
 
     def test_trust_stores(self):

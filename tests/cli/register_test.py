@@ -101,7 +101,7 @@ class RegisterTest(ProgramTest):
         self.assertEqual(re.findall("Serial Number: (..)", self.crl("revoked")), ["11", "12"])
         self.expect(1, "verify", "--ca", "ca.pem", "--crl", "made.crl", "revoked-11.pem")
         self.expect(0, "verify", "--ca", "ca.pem", "--crl", "made.crl", "revoked-13.pem")
-        for status, message, arguments in ((3, "is revoked already", (*revoke, "12")), (3, "is not on hold", ("ca", "release", "--register", "revoked", "14")),
+        for status, message, arguments in ((3, "is already revoked", (*revoke, "12")), (3, "is not on hold", ("ca", "release", "--register", "revoked", "14")),
                                            (2, "holds no certificate with the serial number 15", (*revoke, "15")), (3, "is not a reason", (*revoke, "14", "--reason", "whim")),
                                            (2, "is not a register", ("ca", "list", "--register", "nowhere")), (3, "is not a number of days", ("ca", "list", "--register", "revoked", "--expiring", "soon")),
                                            (1, "is revoked", ("cert", "renew", "--ca", "ca.pem", "-k", "ca.key", "--register", "revoked", "revoked-11.pem"))):
@@ -120,7 +120,7 @@ class RegisterTest(ProgramTest):
         self.issue("damaged", "31")
         file = self.dir / "damaged/31.pem"
         whole = file.read_text()
-        for text, message in ((whole.replace("MII", "AAA"), "does not hold the one certificate"), ("", "does not hold"), (whole + whole, "does not hold"),
+        for text, message in ((whole.replace("MII", "AAA"), "does not hold exactly the certificate"), ("", "does not hold"), (whole + whole, "does not hold"),
                               (whole.replace("-----BEGIN", "revoked: yesterday\n-----BEGIN", 1), "is not a time and reason"),
                               (whole.replace("-----BEGIN", "revoked: 2026-01-01 whim\n-----BEGIN", 1), "is not a time and reason")):
             file.write_text(text)

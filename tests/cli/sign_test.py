@@ -103,8 +103,8 @@ class SignTest(ProgramTest):
 
     def test_keys_that_do_not_sign(self):
         for arguments in (["sign", "-k", "x.key", "-o", "none"], ["check", "-k", "x.key", "-s", "message"]):
-            self.assertIn("X25519 key agrees on secrets", self.expect(2, *arguments, "message").err)
-        self.assertIn("brings its own hash", self.expect(3, "sign", "-k", "ed.key", "-a", "sha256", "-o", "none", "message").err)
+            self.assertIn("X25519 key is for key agreement", self.expect(2, *arguments, "message").err)
+        self.assertIn("has its own hash", self.expect(3, "sign", "-k", "ed.key", "-a", "sha256", "-o", "none", "message").err)
         self.expect(2, "sign", "-k", "p256.pub", "-o", "none", "message")
         # RSA signatures name their hash (RFC 8017, section 9.2), and the library has no name of MD4 there.
         self.expect(0, "sign", "-k", "p256.key", "-a", "md4", "-o", "md4.sig", "message")

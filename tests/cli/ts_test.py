@@ -131,7 +131,7 @@ class TimeStampTest(ProgramTest):
             self.expect(0, "ts", "request", "--force", "-o", "other.tsq", "letter")
             self.reply("other", "other")
             other = ["--request", "other.tsq", "--ca", "root.pem", "--certificates", f"{name}.pem", "other.tsr"]
-            self.check(1, "certificate is not for time-stamps", "--rules", "platform", *other)
+            self.check(1, "certificate is not for time-stamping", "--rules", "platform", *other)
             if name != "server":
                 self.check(1, "purpose-mismatch", *other)
         # As good a certificate of the same key, and yet not the one that the token names.
@@ -160,7 +160,7 @@ class TimeStampTest(ProgramTest):
         self.check(0, "authority-name", *ca, "-", stdin=self.token(authority=named))
         changed = element(0x30, element(0x30, element(2, b"\1"), element(0x30, element(0x0C, b"a bit"))), self.token())
         self.check(0, "note: the TSA says: granted with changes: a bit", *ca, "-", stdin=changed)
-        for status, reason, message in ((1, "not signed by exactly one authority", self.token(signers=2)), (1, "no signers", self.token(signers=0)),
+        for status, reason, message in ((1, "not signed by exactly one TSA", self.token(signers=2)), (1, "no signers", self.token(signers=0)),
                                         (1, "not valid at the time that it states", self.token(time="20010101000000Z")),
                                         (1, "stamps something else", self.token(hash="2.16.840.1.101.3.4.2.2")), (2, "is not a time-stamp", self.token(version=2)),
                                         (2, "is not a time-stamp", self.token(rest=element(4)))):
@@ -207,7 +207,7 @@ class TimeStampTest(ProgramTest):
         self.check(2, "The request has extensions", "--request", "wrong", "--ca", "root.pem", "query.tsr")
         self.check(3, "give --request, or --data", "--ca", "root.pem", "query.tsr")
         self.check(3, "excludes", "--ca", "root.pem", "--data", "letter", "--request", "query.tsq", "query.tsr")
-        self.check(3, "only one thing", "--ca", "root.pem", "--data", "-", "-")
+        self.check(3, "only one input", "--ca", "root.pem", "--data", "-", "-")
 
     def test_pem_under_whatever_label(self):
         for name in ("query.tsq", "query.tsr"):
@@ -321,7 +321,7 @@ class ReplyTest(ProgramTest):
 
     def test_refusals(self):
         self.ask("--cert")
-        for status, message, options in ((2, "not for time-stamps alone", ["--certificate", "other.pem", "-k", "other.key"]), (2, "The key is not that", ["-k", "other.key"]),
+        for status, message, options in ((2, "not only for time-stamping", ["--certificate", "other.pem", "-k", "other.key"]), (2, "The key is not that", ["-k", "other.key"]),
                                          (3, "object identifier", ["--policy", "x"]), (3, "object identifier", ["--other-policy", "x"]), (3, "number of seconds", ["--accuracy", "1s"]),
                                          (3, "number of seconds", ["--accuracy", "0.1234567"]), (3, "a serial number is", ["--serial", "0"]), (2, "No such file", ["--chain", "none"])):
             given = dict(zip(self.replying[2:-1:2], self.replying[3:-1:2]))
