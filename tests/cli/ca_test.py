@@ -156,7 +156,7 @@ class RequestTest(AuthorityTest):
             self.refused(3, "is not an alternative name", "req", "new", "-k", "host.key", "--san", text)
         self.refused(3, "must not be empty", "req", "new", "-k", "host.key", "--subject", "")
         for options in ([], ["--subject", " "], ["--subject", "/"]):
-            self.refused(3, "would name nobody", "req", "new", "-k", "host.key", *options)
+            self.refused(3, "would have no name", "req", "new", "-k", "host.key", *options)
 
     def test_names_alone_are_critical(self):
         path = self.made("req", "new", "-k", "host.key", "--san", "DNS:a.example")
@@ -227,7 +227,7 @@ class SelfSignTest(AuthorityTest):
 
     def test_refusals(self):
         make = ["cert", "self-sign", "-k", "ca.key"]
-        self.refused(3, "would name nobody", *make)
+        self.refused(3, "would have no name", *make)
         self.refused(3, "an issuer has a name", *make, "--san", "DNS:a.example")
         self.refused(3, "is not a profile; the choices are server, client, tls, email, code-signing, time-stamping, ocsp and ca", *make, "--subject", "/CN=a", "--profile", "root")
         self.refused(2, "cannot sign", "cert", "self-sign", "-k", "x.key", "--subject", "/CN=a")
@@ -331,7 +331,7 @@ class IssueTest(AuthorityTest):
         path = self.issued("--public-key", "x.pub", "--subject", "/CN=a")
         self.assertEqual(self.extension(path, "Key Usage"), ("critical", "Key Agreement"))
         make = [*self.issuing, "--profile", "server"]
-        self.refused(3, "would name nobody", *make, "--public-key", "host.pub")
+        self.refused(3, "would have no name", *make, "--public-key", "host.pub")
         self.refused(3, "give a request, or", *make)
         self.refused(3, "give a request, or", *make, "--public-key", "host.pub", "host.csr")
         self.refused(3, "--accept-names is for requests", *make, "--public-key", "host.pub", "--accept-names", "--subject", "/CN=a")
@@ -384,7 +384,7 @@ class IssueTest(AuthorityTest):
             self.assertNoControls(shown.out + shown.err)
             self.refused(2, "its subject is not plain text: give another one with --subject", *make, path)
             self.assertEqual(self.shown(self.issued("--subject", "/CN=good", path, profile="client"), "-subject"), "subject=CN=good")
-        self.refused(3, "would name nobody", *make, self.request(der(0x30)))
+        self.refused(3, "would have no name", *make, self.request(der(0x30)))
         # What is legible is taken byte for byte.
         subject = name(("2.5.4.3", 0x14, "a"), ("2.5.4.3", 0x0C, "\u00e9"), ("2.5.4.6", 0x13, "UY"), ("2.5.4.46", 0x12, "12"))
         self.assertIn(subject, openssl("x509", "-in", self.issued(self.request(subject), profile="client"), "-outform", "DER"))
@@ -705,7 +705,7 @@ class ListTest(AuthorityTest):
         self.assertEqual(self.entries(second), [("01", None), ("93", "Certificate Hold"), ("04", "Key Compromise")])
         self.assertEqual((self.number(first), self.number(second)), (1, 2))
         self.made(*self.listing, "--previous", first, "--from", "2026-01-01", "--next-update", "2030-01-01")
-        self.assertIn("note: the list is not later than the one it continues", self.notes)
+        self.assertIn("note: the CRL is not newer than the previous one", self.notes)
         self.made(*self.listing, "--previous", first, "--from", "2045-01-01")
         self.assertIn("note: the CA's own certificate ended at ", self.notes)
         third = self.made(*self.listing, "--previous", second, "--revoke", "0x93,caCompromise", "--number", "0x1FF")

@@ -197,7 +197,7 @@ class UsageTest(EnvelopedTest):
         self.refused(3, "--password-file", *encrypt, "content")
         self.refused(2, "has no RSA key, EC key or X25519 key", *encrypt, "--certificate", "ed25519.pem", "content")
         self.refused(2, "has no RSA key: leave --oaep out", *encrypt, "--certificate", "p256.pem", "--oaep", "content")
-        self.refused(3, "is not a cipher of messages", *encrypt, "--certificate", "rsa.pem", "--cipher", "aes-256-ctr", "content")
+        self.refused(3, "is not a cipher for messages", *encrypt, "--certificate", "rsa.pem", "--cipher", "aes-256-ctr", "content")
         self.refused(3, "only one input", *encrypt, "--password-file", "-", "-")
         self.refused(2, "signs alone", "cms", "decrypt", "-k", "ed25519.key", "-o", "none", "content")
         self.refused(3, "--key", "cms", "decrypt", "--certificate", "rsa.pem", "-o", "none", "content")

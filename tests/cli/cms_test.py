@@ -128,7 +128,7 @@ class CheckTest(MessageTest):
         for algorithm in some(("sha256", "sha1", "sha384", "sha512")):
             message = self.sign_with_openssl("-nodetach", "-md", algorithm)
             result = self.accepted(message, "--force", "-o", "copy")
-            self.assertRegex(result.out, rf"^1: <O=Test, CN=ada>, issued by <O=Test, CN=root>, {algorithm.upper()}, signed at 20.* UTC (its own statement)\nOK\n$")
+            self.assertRegex(result.out, rf"^1: <O=Test, CN=ada>, issued by <O=Test, CN=root>, {algorithm.upper()}, signed at 20.* UTC by its own account\nOK\n$")
             self.assertEqual(self.at("copy").read_bytes(), self.message.read_bytes())
             self.assertEqual("weak-digest" in result.err, algorithm == "sha1")
 
@@ -446,7 +446,7 @@ class EncryptTest(MessageTest):
             message = self.expect(0, "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "letter").out
             self.assertIn(f"cipher: {shown}\n", self.expect(0, "show", "-", stdin=message.encode()).out)
         for name in ("des-cbc", "null", "rc2", "aes-ctr"):
-            self.refused(3, "is not a cipher of messages", "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "-o", "none", "letter")
+            self.refused(3, "is not a cipher for messages", "cms", "encrypt", "--to", "ada.pem", "--cipher", name, "-o", "none", "letter")
 
     def test_empty_and_long_contents(self):
         for content in (b"", b"x", b"\0" * 16, b"y" * 100001):
@@ -520,7 +520,7 @@ class EncryptTest(MessageTest):
     def test_a_content_that_is_no_plain_data(self):
         message = openssl("cms", "-encrypt", "-binary", "-aes128", "-outform", "DER", "-in", self.message, self.at("ada.pem"))
         self.write("typed", message.replace(identifier(DATA), identifier(SIGNED)))
-        self.assertIn("no plain data, but of the type signed message", self.expect(0, "cms", "decrypt", "-k", "ada.key", "-o", "typed-content", "typed").err)
+        self.assertIn("not plain data, but of the type signed message", self.expect(0, "cms", "decrypt", "-k", "ada.key", "-o", "typed-content", "typed").err)
 
     def test_a_signed_message_within(self):
         inner = self.expect(0, "cms", "sign", *self.signer(), "--der", "-o", "inner", "letter")

@@ -396,7 +396,7 @@ class KemTest(ProgramTest):
         for content in (pkcs8(seed), public_info(public)):
             self.assertIn("no dump of ML-KEM keys", self.expect(3, "show", "--dump", "--secrets", "-", stdin=content).err)
         closed = self.encrypted("closed.key", pkcs8(seed))
-        self.assertIn("key: not opened", self.expect(0, "show", closed).out)
+        self.assertIn("key: not decrypted", self.expect(0, "show", closed).out)
         certificate = openssl("x509", "-in", self.issue("kem-holder", key=self.dir / "ec.key"), "-outform", "DER")
         (_, _, fields), = elements(certificate)
         (_, _, signed), *rest = elements(fields)

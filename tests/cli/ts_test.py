@@ -57,7 +57,7 @@ class TimeStampTest(ProgramTest):
         self.assertNotEqual(self.at("query.tsq").read_bytes(), self.at("second.tsq").read_bytes())
 
     def test_requests_that_make_no_sense(self):
-        for status, text, *arguments in ((3, "is not a hash of time-stamps", "-a", "md4", "letter"), (3, "is not a hash", "-a", "tea", "letter"), (3, "object identifier", "--policy", "x", "letter"),
+        for status, text, *arguments in ((3, "is not a hash for time-stamps", "-a", "md4", "letter"), (3, "is not a hash", "-a", "tea", "letter"), (3, "object identifier", "--policy", "x", "letter"),
                                          (3, "a nonce is", "--nonce", "xyz", "letter"), (3, "a nonce is", "--nonce", "00", "letter"), (3, "excludes", "--nonce", "1", "--no-nonce", "letter"),
                                          (2, "missing", "missing"), (3, "required")):
             result = self.expect(status, "ts", "request", "-o", "none", *arguments)
@@ -192,7 +192,7 @@ class TimeStampTest(ProgramTest):
 
     def test_what_is_no_reply(self):
         signed = openssl("smime", "-sign", "-nodetach", "-signer", self.at("tsa.pem"), "-inkey", self.at("tsa.key"), "-outform", "DER", "-in", self.data)
-        for content, text in ((signed, "what was signed is not a time-stamp"), (b"", "is empty"), (b"x", "neither PEM nor DER"), (self.at("query.tsq").read_bytes(), "expected: time-stamp response; found: time-stamp request"),
+        for content, text in ((signed, "its content is not a time-stamp"), (b"", "is empty"), (b"x", "neither PEM nor DER"), (self.at("query.tsq").read_bytes(), "expected: time-stamp response; found: time-stamp request"),
                               (b"\x30\0", "(expected: time-stamp response)"), 
                               (self.at("query.tsr").read_bytes() + b"x", "Bytes follow the end of the object")):
             self.check(2, text, "--request", "query.tsq", "--ca", "root.pem", "-", stdin=content)

@@ -152,7 +152,7 @@ std::string formatHelp(VerbOutline const& verb, std::string const& path) {
     if (!verb.text.empty())
         help += '\n' + formatText(verb.text);
     return help + "\n"
-                  "Exit status: 0 success, 1 the answer is no, 2 the input cannot be used, 3 wrong usage.\n";
+                  "Exit status: 0 success, 1 the answer is no, 2 the input cannot be used,\n3 wrong usage.\n";
 }
 
 std::string_view findNearest(std::string_view word, std::vector<std::string_view> const& known) {

@@ -138,7 +138,7 @@ bool ContentOptions::applyConstraints(X509Certificate& certificate, bool isCa) c
                          std::vector<GeneralName>* to) {
         for (std::string const& text : texts)
             if (!parseSubtreeText(kind + text, &to->emplace_back())) {
-                wrongUsage("\"" + text + "\" is no " +
+                wrongUsage("\"" + text + "\" is not a " +
                            (kind.empty()
                                 ? "set of names: write DNS:domain, IP:address/bits, email:host, URI:host or "
                                   "dirName:NAME"

@@ -448,8 +448,9 @@ int Conversion::makePkcs7(SecretBytes& output) {
     for (Piece const& piece : pieces) {
         InputObject const& object = piece.object;
         if (!object.certificate && !object.crl)
-            leaveOut(piece.source, std::string(getInputKindName(object.kind)) +
-                                       " is left out: PKCS#7 bundles hold only certificates and CRLs.");
+            leaveOut(piece.source,
+                     std::string(getInputKindName(object.kind)) +
+                         " cannot be in a PKCS#7 bundle, which only holds certificates and CRLs.");
         else if (!known.insert(object.bytes).second)
             note(piece.source + ": is a duplicate and is not written again");
         else if (object.certificate)
@@ -480,8 +481,9 @@ int Conversion::makePkcs12(SecretBytes& output) {
             pfx.keys.push_back(piece.key);
             pfx.keyAttributes.push_back({piece.name, {}, {}});
         } else if (!piece.object.certificate) {
-            leaveOut(piece.source, std::string(getInputKindName(piece.object.kind)) +
-                                       " is left out: PKCS#12 holds only keys and certificates.");
+            leaveOut(piece.source,
+                     std::string(getInputKindName(piece.object.kind)) +
+                         " cannot be in a PKCS#12 file, which only holds keys and certificates.");
         } else if (known.insert(piece.object.bytes).second) {
             entries.push_back({piece.object.certificate, {piece.name, {}, {}}});
         }

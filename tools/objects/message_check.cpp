@@ -116,7 +116,7 @@ std::string signerLine(size_t number, SignerVerdict const& signer) {
         line += "key identifier " + shortHexOf(keyIdOf(info)) + ", its certificate is not available";
     line += ", " + digestName(info);
     if (info.hasSigningTime != 0)
-        line += ", signed at " + formatTime(info.signingTime) + " (its own statement)";
+        line += ", signed at " + formatTime(info.signingTime) + " by its own account";
     return line;
 }
 

@@ -215,7 +215,7 @@ int check(CheckOptions const& options) {
     PKCS7SignedData const& token = *reply->token;
     TimeStampInfo info;
     if (Refusal refusal; !info.parse(token, &refusal))
-        return badInput(options.reply + ": signed, but what was signed is not a time-stamp (RFC 3161): " +
+        return badInput(options.reply + ": is signed, but its content is not a time-stamp (RFC 3161): " +
                         complaintOf(refusal));
     if (!options.data.empty() && !readData(options, info, &*expected))
         return exitBadInput;
