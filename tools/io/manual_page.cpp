@@ -140,7 +140,6 @@ std::string formatManualPage(VerbOutline const& verb, std::string const& path, s
     if (!verb.text.empty())
         page += (verb.text.starts_with("Example") ? "" : ".SH DESCRIPTION\n") + formatParagraphs(verb.text);
     return page +
-           ".SH EXIT STATUS 0 success, 1 the answer is no, 2 the input cannot be used, 3 wrong\n"
-           "usage.\n" +
+           ".SH EXIT STATUS\n0 success, 1 the answer is no, 2 the input cannot be used, 3 wrong usage.\n" +
            formatSeeAlso(verb, path);
 }
