@@ -166,7 +166,7 @@ private:
 
     Result checkExponent() const {
         auto const rsa = readRsaNumbers(readKeyInfo(certificate.subjectPublicKeyInfo));
-        if (!rsa || bitsOf(rsa->exponent) >= std::bit_width(minRsaExponent))
+        if (!rsa || bitsOf(rsa->exponent) >= static_cast<size_t>(std::bit_width(minRsaExponent)))
             return std::nullopt;
         unsigned exponent = 0;
         for (unsigned char const octet : withoutZeros(rsa->exponent))
