@@ -230,7 +230,7 @@ class RefusalTest(ProgramTest):
 
     def test_a_message_where_a_time_stamp_should_be(self):
         message = self.write("message.der", self.sign("smime"))
-        self.refused(["no time-stamp", "data"], "ts", "check", "--data", "text", "--ca", "rsa.pem", message)
+        self.refused(["not a time-stamp", "data"], "ts", "check", "--data", "text", "--ca", "rsa.pem", message)
 
     # --- Chains ---
 
