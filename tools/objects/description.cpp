@@ -78,7 +78,7 @@ bool isNegative(asn1::blob content) { return !content.empty() && content[0] >= 0
 Description describeUnusedKey(asn1::blob info, std::string problem) {
     KeyOutline key;
     Refusal refusal;
-    Description result{{"type", "not supported here"}};
+    Description result{{"type", "not readable here"}};
     bool const isWhole = parseKeyOutline(info, &key, &refusal);
     result["algorithm"] = key.algorithm.empty() ? "(malformed)" : oidName(key.algorithm);
     if (key.bits != 0)

@@ -46,7 +46,7 @@ Description describe(Pkcs12File const& file, bool withSecrets) {
             result["mac"]["iterations"] = pfx.macIterations;
     }
     if (pfx.mac.empty() && !pfx.signedData)
-        result["vouchedFor"] = "not at all: neither a MAC nor a signature";
+        result["vouchedFor"] = "by nothing, neither a MAC nor a signature";
     for (PKCS7EncryptedData const& content : pfx.encryptedData) {
         PKCS7EncryptedContentInfo const& info = content.encryptedContentInfo;
         Description one = describe(describeEncryption(info.contentEncryptionAlgorithm, readableSchemes()));
