@@ -18,8 +18,7 @@
 #pragma once
 
 #include "ec/field25519.h"
-
-#include <algorithm>
+#include "ec/scalar_windows.h"
 
 namespace detail {
 
@@ -33,107 +32,26 @@ template <typename F>
 struct JacobianEntry : JacobianPoint<F> {
     F ZZ, ZZZ;
 
-    void set(JacobianPoint<F> const& P) {
+    JacobianEntry& operator=(JacobianPoint<F> const& P) {
         static_cast<JacobianPoint<F>&>(*this) = P;
-        complete();
-    }
-    void complete() {
-        sqr(ZZ, this->Z);
-        mul(ZZZ, ZZ, this->Z);
+        sqr(ZZ, P.Z);
+        mul(ZZZ, ZZ, P.Z);
+        return *this;
     }
 };
 
-/// A number of any length as its digits.
-struct ScalarView {
-    uint32_t const* digits;
-    unsigned bits; ///< without zeros at the top
-
-    unsigned bit(unsigned i) const { return i < bits ? digits[i / 32] >> i % 32 & 1 : 0; }
-    unsigned pair(unsigned i) const { return bit(2 * i + 1) * 2 + bit(2 * i); }
-};
-
-/// One multiplication: what it computes with is wiped when it ends.
 template <typename F>
-class JacobianMultiplication {
+class JacobianSteps {
 public:
     using Point = JacobianPoint<F>;
-
-    explicit JacobianMultiplication(F const& minusA_) : minusA(minusA_) {}
-    ~JacobianMultiplication() { secureMemset(this, 0, sizeof *this); }
-    JacobianMultiplication(JacobianMultiplication const&) = delete;
-    JacobianMultiplication& operator=(JacobianMultiplication const&) = delete;
-
-    /// k·P, by windows of four bits that begin at a 1.
-    void multiple(Point& result, ScalarView k, Point const& P) {
-        Entry* const windows = table; // top·P to (2·top - 1)·P
-        Entry& single = table[top];
-        single.set(P);
-        windows[0].set(P);
-        dbl(windows[0], windowBits - 1);
-        windows[0].complete();
-        for (unsigned i = 1; i < top; ++i)
-            setSum(windows[i], windows[i - 1], single);
-
-        result = {};
-        unsigned doublings = 0;
-        unsigned i = k.bits;
-        while (i >= windowBits) {
-            if (!k.bit(i - 1)) {
-                --i;
-                ++doublings;
-                continue;
-            }
-            unsigned window = 0;
-            for (unsigned j = 0; j < windowBits; ++j)
-                window = window * 2 + k.bit(--i);
-            dbl(result, doublings + windowBits);
-            add(result, windows[window - top]);
-            doublings = 0;
-        }
-        // Too few bits are left for a window: they are taken one by one.
-        dbl(result, doublings);
-        while (i-- > 0) {
-            dbl(result, 1);
-            if (k.bit(i))
-                add(result, single);
-        }
-    }
-
-    /// k·P + l·Q, two bits of each at a time.
-    void jointMultiple(Point& result, ScalarView k, Point const& P, ScalarView l, Point const& Q) {
-        // i·P + j·Q stands at i + 4j.
-        auto const multiples = [&](Point const& base, unsigned step) {
-            table[step].set(base);
-            table[2 * step].set(base);
-            dbl(table[2 * step], 1);
-            table[2 * step].complete();
-            setSum(table[3 * step], table[2 * step], table[step]);
-        };
-        multiples(P, 1);
-        multiples(Q, 4);
-        for (unsigned j = 4; j < 16; j += 4)
-            for (unsigned i = 1; i < 4; ++i)
-                setSum(table[i + j], table[j], table[i]);
-
-        result = {};
-        unsigned doublings = 0;
-        for (unsigned i = (std::max(k.bits, l.bits) + 1) / 2; i-- > 0;) {
-            unsigned const entry = k.pair(i) + 4 * l.pair(i);
-            doublings += 2;
-            if (entry == 0)
-                continue;
-            dbl(result, doublings);
-            add(result, table[entry]);
-            doublings = 0;
-        }
-        dbl(result, doublings);
-    }
-
-private:
+    using Sum = Point;
     using Entry = JacobianEntry<F>;
 
-    static constexpr unsigned windowBits = 4;
-    static constexpr unsigned top = 1U << (windowBits - 1);
+    explicit JacobianSteps(F const& minusA_) : minusA(minusA_) {}
+
+    static bool isInfinity(Sum const& sum) { return isZero(sum.Z); }
+    static void clear(Sum& sum) { sum = {}; }
+    static void set(Sum& sum, Entry const& Q) { sum = Q; }
 
     /// P = 2^n·P.
     void dbl(Point& P, unsigned n) {
@@ -211,15 +129,13 @@ private:
         sub(P.Y, P.Y, t); // Y3 = R·(U1·H² - X3) - S1·H³
     }
 
-    void setSum(Entry& sum, Entry const& P, Entry const& Q) {
-        static_cast<Point&>(sum) = P;
-        add(sum, Q);
-        sum.complete();
-    }
-
+private:
     F minusA;
     F aZ4, M, S, T, U, H, R, t;
-    Entry table[16];
 };
+
+/// Multiples of points, of which `minusA` is -a of their curve.
+template <typename F>
+using JacobianMultiplication = ScalarMultiplication<JacobianSteps<F>>;
 
 } // namespace detail

@@ -52,8 +52,6 @@ bool give(WCurve::Point& P, Jacobian const& from, Reducer const* reducer) {
     return true;
 }
 
-detail::ScalarView view(BigNum const& k) { return {k.digits.data(), k.bits()}; }
-
 /// Whether the curve is one over the field of 2^255 - 19 with the library's own arithmetic. A reducer derived
 /// from it may do something else.
 bool isNative(WCurve const& curve) {
@@ -73,7 +71,7 @@ bool multiple25519(WCurve::Point& result, WCurve const& curve, BigNum const& k, 
     // With a = 0 the general arithmetic doubles as if a were -3.
     if (!isNative(curve) || !take(coefficient, curve.minusA.value) || isZero(coefficient) || !take(base, P))
         return false;
-    JacobianMultiplication<F>(coefficient).multiple(product, view(k), base);
+    JacobianMultiplication<F>(coefficient).multiple(product, k, base);
     return give(result, product, curve.reducer);
 }
 
@@ -84,7 +82,7 @@ bool jointMultiple25519(WCurve::Point& result, WCurve const& curve, BigNum const
     if (!isNative(curve) || !take(coefficient, curve.minusA.value) || isZero(coefficient) ||
         !take(first, P) || !take(second, Q))
         return false;
-    JacobianMultiplication<F>(coefficient).jointMultiple(sum, view(k), first, view(l), second);
+    JacobianMultiplication<F>(coefficient).jointMultiple(sum, k, first, l, second);
     return give(result, sum, curve.reducer);
 }
 

@@ -5,20 +5,10 @@
 /// Z^2), and an addition 10M + 3S, as the square and the cube of Z of a table's entry are kept: 1M + 1S once.
 #pragma once
 
-#include "sealkit/bignum.h"
-
 #include "bignum/fixed.h"
-
-#include <algorithm>
+#include "ec/scalar_windows.h"
 
 namespace detail {
-
-/// The windows of `mul` have this many bits, of which the top one is set.
-inline constexpr unsigned windowBits = 4;
-inline constexpr unsigned windowTop = 1U << (windowBits - 1);
-
-/// Bits 2i and 2i + 1 of a scalar.
-inline unsigned bitPair(BigNum const& k, unsigned i) { return k.getBit(2 * i + 1) * 2U + k.getBit(2 * i); }
 
 /// (X/Z^2, Y/Z^3); Z = 0 is the point at infinity.
 template <typename Field>
@@ -38,95 +28,14 @@ struct NamedSum {
     bool isInfinity() const { return !begun || point.isInfinity(); }
 };
 
-/// One multiplication, of points that are not at infinity. What it computes with is wiped when it ends.
+/// The steps, for points that are not at infinity.
 template <typename Field>
-class NamedMultiplication {
+class NamedSteps {
+    using Element = typename Field::Element;
+
 public:
     using Point = NamedPoint<Field>;
     using Sum = NamedSum<Field>;
-
-    NamedMultiplication() {}
-    ~NamedMultiplication() { secureMemset(this, 0, sizeof *this); }
-    NamedMultiplication(NamedMultiplication const&) = delete;
-    NamedMultiplication& operator=(NamedMultiplication const&) = delete;
-
-    /// kP, in the windows of `WCurve::mul`.
-    void multiple(Sum& result, BigNum const& k, Point const& P) {
-        Entry* const windows = table; // windowTop P ... (2 windowTop - 1) P
-        Entry& single = table[windowTop];
-        single = P;
-        next = P;
-        for (unsigned i = 1; i < windowBits; ++i)
-            dbl(next);
-        windows[0] = next;
-        for (unsigned i = 1; i < windowTop; ++i) {
-            add(next, single);
-            windows[i] = next;
-        }
-
-        result.begun = false;
-        unsigned window = 0;
-        unsigned collected = 0;
-        for (unsigned i = k.bits(); i-- > 0;) {
-            bool const bit = k.getBit(i);
-            if (collected == 0 && !bit) {
-                dbl(result);
-                continue;
-            }
-            window = window * 2 + bit;
-            if (++collected < windowBits)
-                continue;
-            for (unsigned j = 0; j < windowBits; ++j)
-                dbl(result);
-            add(result, windows[window - windowTop]);
-            window = 0;
-            collected = 0;
-        }
-        while (collected-- > 0) {
-            dbl(result);
-            if (window >> collected & 1)
-                add(result, single);
-        }
-    }
-
-    /// kP + lQ, in the digits of `WCurve::mul2add`.
-    void jointMultiple(Sum& result, BigNum const& k, Point const& P, BigNum const& l, Point const& Q) {
-        // iP + jQ stands at i + 4j.
-        auto const multiples = [&](Point const& base, unsigned step) {
-            table[step] = base;
-            next = base;
-            dbl(next);
-            table[2 * step] = next;
-            add(next, table[step]);
-            table[3 * step] = next;
-        };
-        multiples(P, 1);
-        multiples(Q, 4);
-        for (unsigned j = 4; j < 16; j += 4)
-            for (unsigned i = 1; i < 4; ++i) {
-                next = table[j];
-                add(next, table[i]);
-                table[i + j] = next;
-            }
-
-        result.begun = false;
-        for (unsigned i = (std::max(k.bits(), l.bits()) + 1) / 2; i-- > 0;) {
-            unsigned const entry = bitPair(k, i) + 4 * bitPair(l, i);
-            if (result.isInfinity()) {
-                result.begun = entry != 0;
-                if (entry)
-                    result.point = table[entry];
-                continue;
-            }
-            dbl(result);
-            dbl(result);
-            if (entry)
-                add(result, table[entry]);
-        }
-    }
-
-private:
-    using Element = typename Field::Element;
 
     struct Entry : Point {
         Element ZZ, ZZZ;
@@ -139,33 +48,27 @@ private:
         }
     };
 
-    /// P = 2P.
-    void dbl(Point& P) {
-        if (P.isInfinity())
-            return;
-        Field::sqr(u, P.Z); // M = 3X^2 - 3Z^4
-        Field::sub(v, P.X, u);
-        Field::add(u, P.X, u);
-        Field::mul(M, u, v);
-        Field::add(u, M, M);
-        Field::add(M, M, u);
+    static bool isInfinity(Sum const& sum) { return sum.isInfinity(); }
+    static void clear(Sum& sum) { sum.begun = false; }
+    static void set(Sum& sum, Entry const& Q) { sum = {Q, true}; }
 
-        Field::mul(u, P.Y, P.Z); // Z' = 2YZ
-        Field::add(P.Z, u, u);
+    void dbl(Point& P, unsigned n) {
+        while (n-- != 0 && !P.isInfinity())
+            dbl(P);
+    }
 
-        Field::add(P.Y, P.Y, P.Y);
-        Field::sqr(u, P.Y);
-        Field::mul(S, P.X, u); // S = X(2Y)^2
-        Field::sqr(T, u);      // T = (2Y)^4 / 2 = 8Y^4
-        Field::halve(T, T);
+    void dbl(Sum& sum, unsigned n) {
+        if (sum.begun)
+            dbl(sum.point, n);
+    }
 
-        Field::sqr(P.X, M); // X' = M^2 - 2S
-        Field::add(u, S, S);
-        Field::sub(P.X, P.X, u);
-
-        Field::sub(S, S, P.X); // Y' = M(S - X') - T
-        Field::mul(P.Y, M, S);
-        Field::sub(P.Y, P.Y, T);
+    void add(Sum& sum, Entry const& Q) {
+        if (sum.begun) {
+            add(sum.point, Q);
+        } else if (!Q.isInfinity()) {
+            sum.point = Q;
+            sum.begun = true;
+        }
     }
 
     /// P = P + Q.
@@ -206,23 +109,38 @@ private:
         Field::sub(P.Y, P.Y, v);
     }
 
-    void dbl(Sum& sum) {
-        if (sum.begun)
-            dbl(sum.point);
-    }
+private:
+    /// P = 2P.
+    void dbl(Point& P) {
+        Field::sqr(u, P.Z); // M = 3X^2 - 3Z^4
+        Field::sub(v, P.X, u);
+        Field::add(u, P.X, u);
+        Field::mul(M, u, v);
+        Field::add(u, M, M);
+        Field::add(M, M, u);
 
-    void add(Sum& sum, Entry const& Q) {
-        if (sum.begun) {
-            add(sum.point, Q);
-        } else if (!Q.isInfinity()) {
-            sum.point = Q;
-            sum.begun = true;
-        }
+        Field::mul(u, P.Y, P.Z); // Z' = 2YZ
+        Field::add(P.Z, u, u);
+
+        Field::add(P.Y, P.Y, P.Y);
+        Field::sqr(u, P.Y);
+        Field::mul(S, P.X, u); // S = X(2Y)^2
+        Field::sqr(T, u);      // T = (2Y)^4 / 2 = 8Y^4
+        Field::halve(T, T);
+
+        Field::sqr(P.X, M); // X' = M^2 - 2S
+        Field::add(u, S, S);
+        Field::sub(P.X, P.X, u);
+
+        Field::sub(S, S, P.X); // Y' = M(S - X') - T
+        Field::mul(P.Y, M, S);
+        Field::sub(P.Y, P.Y, T);
     }
 
     Element M, S, T, U, H, R, u, v;
-    Point next;
-    Entry table[16];
 };
+
+template <typename Field>
+using NamedMultiplication = ScalarMultiplication<NamedSteps<Field>>;
 
 } // namespace detail

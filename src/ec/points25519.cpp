@@ -9,7 +9,7 @@ template void sqr(Element&, Element const&);
 template void invert(Element&, Element const&);
 template void toDigits(uint32_t (&)[Element::digits], Element const&);
 template bool isZero(Element const&);
-template class JacobianMultiplication<Element>;
+template class ScalarMultiplication<JacobianSteps<Element>>;
 template class BaseMultiplication<Element>;
 
 namespace {

@@ -16,7 +16,7 @@ extern template void sqr(Element&, Element const&);
 extern template void invert(Element&, Element const&);
 extern template void toDigits(uint32_t (&)[Element::digits], Element const&);
 extern template bool isZero(Element const&);
-extern template class JacobianMultiplication<Element>;
+extern template class ScalarMultiplication<JacobianSteps<Element>>;
 extern template class BaseMultiplication<Element>;
 
 /// A/3 with A = 486662, which is x - u.

@@ -2,18 +2,21 @@
 
 #include "ec/fixed_curve.h"
 #include "ec/multiple25519.h"
-#include "ec/named_multiple.h"
 
 #include <algorithm>
 #include <iterator>
 #include <utility>
 
-using detail::bitPair;
 using detail::FixedCurve;
-using detail::windowBits;
-using detail::windowTop;
 
 namespace {
+
+// The windows of `mul` have this many bits, of which the top one is set.
+constexpr unsigned windowBits = 4;
+constexpr unsigned windowTop = 1U << (windowBits - 1);
+
+/// Bits 2i and 2i + 1 of a scalar.
+unsigned bitPair(BigNum const& k, unsigned i) { return k.getBit(2 * i + 1) * 2U + k.getBit(2 * i); }
 
 bool isZero(BigNum const& x) { return x.bits() == 0; }
 
