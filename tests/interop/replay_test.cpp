@@ -1,6 +1,7 @@
 // Gives the library the cases that the comparison with other implementations has written, with none of
 // these available: on the machines that they are not built for.
 #include "interop/subjects.h"
+#include "support/slow.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,7 @@ TEST_P(Replay, GivesTheRecordedAnswers) {
     ASSERT_TRUE(in)
         << "no recorded cases in " << path
         << ": `cmake --preset host && cmake --build --preset host --target replay_cases` writes them";
-    test::forEachCase(in, path, {}, GetParam().check);
+    test::forEachCase(in, path, {}, GetParam().check, test::lessWhenSlow(1u, 3u));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, Replay, testing::ValuesIn(interop::subjects), interop::nameOf);

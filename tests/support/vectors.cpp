@@ -294,10 +294,10 @@ void forEachCase(std::string const& file, std::function<void(Case const&)> const
 }
 
 void forEachCase(std::istream& in, std::string const& file, std::vector<ListedCase> const& listed,
-                 std::function<void(Case const&)> const& body) {
+                 std::function<void(Case const&)> const& body, size_t every) {
     VectorFile const vectors(in, file, listed);
     EXPECT_NE(vectors.size(), 0U) << file << " has no case";
-    for (size_t i = 0; i < vectors.size(); ++i)
+    for (size_t i = 0; i < vectors.size(); i += every)
         vectors.run(i, body);
 }
 

@@ -120,9 +120,10 @@ bool declareCases(char const* suite, std::string const& name, std::vector<std::s
 /// without cases, for fields that `body` left unused and for listed cases that it did not ask about.
 /// Throws when the file cannot be read or is not of the format.
 void forEachCase(std::string const& file, std::function<void(Case const&)> const& body);
-/// The same over the text that `in` gives, under a list of its own.
+/// The same over the text that `in` gives, under a list of its own: for the first case and every how many
+/// from there.
 void forEachCase(std::istream& in, std::string const& file, std::vector<ListedCase> const& listed,
-                 std::function<void(Case const&)> const& body);
+                 std::function<void(Case const&)> const& body, size_t every = 1);
 
 /// All lines of `deviations.txt`. Throws when one is malformed, repeated, or names an entry that
 /// `docs/deviations.md` does not have.

@@ -1,6 +1,7 @@
 #include "pkcs12_files.h"
 
 #include "support/captured_output.h"
+#include "support/slow.h"
 
 namespace TEST_FILE {
 
@@ -284,8 +285,10 @@ TEST(Pkcs12Options, ReadBerAndTellIt) {
     Refusal refusal;
     EXPECT_TRUE(pfx.parse(readP12("pk12util"), {.ber = true}, &refusal)) << refusal.str();
     EXPECT_TRUE(pfx.isBer());
-    EXPECT_TRUE(pfx.decrypt(word, &refusal)) << refusal.str();
-    EXPECT_EQ(pfx.keys.size(), 1u);
+    if (!test::isSlow()) { // It has many iterations.
+        EXPECT_TRUE(pfx.decrypt(word, &refusal)) << refusal.str();
+        EXPECT_EQ(pfx.keys.size(), 1u);
+    }
     EXPECT_TRUE(pfx.parse(readP12("openssl-modern"), {.ber = true}, &refusal)) << refusal.str();
     EXPECT_FALSE(pfx.isBer());
     EXPECT_TRUE(pfx.decrypt(word, &refusal)) << refusal.str();
