@@ -55,7 +55,7 @@ bool setFields(X509Certificate& certificate, Options const& options, Usages cons
     if (!extendedUsages)
         return false;
     if (!hasSubject(certificate) && certificate.subjectAltNames.empty()) {
-        wrongUsage("the certificate would name nobody: give --subject or --san");
+        wrongUsage("the certificate would have no name: give --subject or --san");
         return false;
     }
     auto const validity = options.validity.read(usages.days * secondsOfDay);
