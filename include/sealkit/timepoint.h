@@ -9,6 +9,8 @@
 /// | the system clock, UTC        | `nowUtc`                                                   |
 /// | the system clock, local time | `TimePoint(long)` and `now`, which are shifted by its zone |
 ///
+/// `toString`, `toUTC` and `isoTime` write one.
+///
 /// Not here: time zones, leap seconds, fractions of a second, and writing GeneralizedTime.
 #pragma once
 
@@ -73,3 +75,6 @@ public:
 
     friend constexpr auto operator<=>(TimePoint const&, TimePoint const&) = default;
 };
+
+/// "1970-01-01T00:00:00Z" (ISO 8601), for any year. `noExpiration` is "9999-12-31T23:59:59Z".
+SEALKIT_API std::string isoTime(TimePoint time);

@@ -211,3 +211,11 @@ std::string TimePoint::toString() const {
                   static_cast<long long>(time.year));
     return text;
 }
+
+std::string isoTime(TimePoint point) {
+    Calendar const time = breakDown(point);
+    char text[64];
+    std::snprintf(text, sizeof text, "%04lld-%02d-%02dT%02d:%02d:%02dZ", static_cast<long long>(time.year),
+                  time.month, time.day, time.hour, time.minute, time.second);
+    return text;
+}

@@ -81,7 +81,7 @@ std::optional<PathAdvice> adviseOnName(PathOptions const& options) {
 }
 
 std::optional<PathAdvice> adviseOnDates(CertificateChain const& chain, TimePoint now) {
-    std::vector<Fact> facts = {{"now", now.toString()}};
+    std::vector<Fact> facts = {{"now", isoTime(now)}};
     if (std::ranges::all_of(chain, [&](auto const& each) { return each->notBefore > now; }))
         return PathAdvice{PathAdviceId::clockBehind, std::move(facts)};
     if (std::ranges::all_of(chain, [&](auto const& each) { return each->notAfter < now; }))

@@ -140,7 +140,7 @@ private:
         if (signer.hasSigningTime != 0 &&
             signer.signingTime.seconds > options.path.now.seconds + maxClockSkew)
             add(Id::futureSigningTime,
-                {{"now", options.path.now.toString()}, {"signing time", signer.signingTime.toString()}});
+                {{"now", isoTime(options.path.now)}, {"signing time", isoTime(signer.signingTime)}});
     }
 
     void addCertificate(PKCS7SignerInfo const& signer, X509Certificate const& certificate) {
@@ -155,9 +155,9 @@ private:
             add(Id::keyUsage);
         if (signer.hasSigningTime != 0 &&
             (signer.signingTime < certificate.notBefore || signer.signingTime > certificate.notAfter))
-            add(Id::signingTimeOutsideValidity, {{"signing time", signer.signingTime.toString()},
-                                                 {"notBefore", certificate.notBefore.toString()},
-                                                 {"notAfter", certificate.notAfter.toString()}});
+            add(Id::signingTimeOutsideValidity, {{"signing time", isoTime(signer.signingTime)},
+                                                 {"notBefore", isoTime(certificate.notBefore)},
+                                                 {"notAfter", isoTime(certificate.notAfter)}});
     }
 
     PKCS7SignedData const& message;

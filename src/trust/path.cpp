@@ -130,12 +130,12 @@ private:
             return std::nullopt;
         return finding(
             isEarly ? PathCode::notYetValid : PathCode::expired, depth, [&](PathExplanation& result) {
-                std::string const now = options.now.toString();
-                std::string const bound = (isEarly ? certificate.notBefore : certificate.notAfter).toString();
-                result.error = (isEarly ? "cert not valid (before: " + bound + " > now: "
-                                        : "cert not valid (after: " + bound + " < now: ") +
-                               now + ") - \"" + result.subject + "\"";
-                result.facts = {{"now", now}, {isEarly ? "notBefore" : "notAfter", bound}};
+                TimePoint const bound = isEarly ? certificate.notBefore : certificate.notAfter;
+                result.error = std::string("cert not valid (") + (isEarly ? "before: " : "after: ") +
+                               bound.toString() + (isEarly ? " > now: " : " < now: ") +
+                               options.now.toString() + ") - \"" + result.subject + "\"";
+                result.facts = {{"now", isoTime(options.now)},
+                                {isEarly ? "notBefore" : "notAfter", isoTime(bound)}};
             });
     }
 
@@ -149,8 +149,8 @@ private:
                 result.error = "cert is revoked by crl - \"" + result.subject + "\"";
                 result.facts = {{"serial number", str(asn1::blob(certificate.serialNumber))},
                                 {"CRL issuer", crl->issuer.str()},
-                                {"CRL issued", crl->thisUpdate.toString()},
-                                {"revoked", entry->revocationDate.toString()}};
+                                {"CRL issued", isoTime(crl->thisUpdate)},
+                                {"revoked", isoTime(entry->revocationDate)}};
                 if (std::string_view const reason = getCrlReasonText(entry->reasonCode); !reason.empty())
                     result.facts.push_back({"reason", std::string(reason)});
             });
@@ -259,8 +259,8 @@ void detail::applyValidUntil(CertificateChain const& chain, PathOptions const& o
     explanation->code = static_cast<int>(PathCode::expiresTooSoon);
     explanation->depth = static_cast<unsigned>(first - chain.begin());
     explanation->subject = getDisplayName(**first);
-    explanation->facts = {{"valid until", options.validUntil.toString()},
-                          {"notAfter", (*first)->notAfter.toString()}};
+    explanation->facts = {{"valid until", isoTime(options.validUntil)},
+                          {"notAfter", isoTime((*first)->notAfter)}};
 }
 
 PathExplanation x509ExplainPath(CertificateChain const& chain, CertificateStore const& store,

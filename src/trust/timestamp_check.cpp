@@ -70,7 +70,7 @@ public:
         if (!expected.policy.empty() && info.policy != expected.policy)
             add(Id::otherPolicy, {{"expected", oidStr(expected.policy)}, {"found", oidStr(info.policy)}});
         if (info.time.seconds > now.seconds + maxClockSkew)
-            add(Id::futureTime, {{"now", now.toString()}, {"found", info.time.toString()}});
+            add(Id::futureTime, {{"now", isoTime(now)}, {"found", isoTime(info.time)}});
         if (expected.hash == HashID::MD5 || expected.hash == HashID::SHA1)
             add(Id::weakImprint, {{"digest", getHashName(expected.hash)}});
     }
@@ -84,9 +84,9 @@ public:
         if (!isForTimeStamps(*certificate))
             add(Id::notForTimeStamps);
         if (info.time < certificate->notBefore || info.time > certificate->notAfter)
-            add(Id::invalidAtItsTime, {{"time", info.time.toString()},
-                                       {"notBefore", certificate->notBefore.toString()},
-                                       {"notAfter", certificate->notAfter.toString()}});
+            add(Id::invalidAtItsTime, {{"time", isoTime(info.time)},
+                                       {"notBefore", isoTime(certificate->notBefore)},
+                                       {"notAfter", isoTime(certificate->notAfter)}});
         EssId const id = checkEssId(*token.signerInfos.front(), *certificate);
         if (id == EssId::differs)
             add(Id::otherSigningCertificate);

@@ -82,7 +82,7 @@ void checkExponent(Reporter const& report, X509Certificate const& certificate, S
 
 void checkCrl(Reporter const& report, X509Crl const& crl, X509Certificate const* issuer, TimePoint now,
               SignatureChecks& signatures) {
-    Fact const issued = {"CRL issued", crl.thisUpdate.toString()};
+    Fact const issued = {"CRL issued", isoTime(crl.thisUpdate)};
     Fact const byWhom = {"CRL issuer", crl.issuer.str()};
     if (issuer == nullptr) {
         report(PathWarningId::crlSignature, {byWhom, issued, {"issuer's certificate", "not found"}});
@@ -94,10 +94,10 @@ void checkCrl(Reporter const& report, X509Crl const& crl, X509Certificate const*
     if (issuer != nullptr && forbids(*issuer, KeyUsage::crlSign))
         report(PathWarningId::crlIssuerNoCrlSign, {byWhom, issued});
     if (crl.thisUpdate > now)
-        report(PathWarningId::crlNotYetValid, {{"now", now.toString()}, byWhom, issued});
+        report(PathWarningId::crlNotYetValid, {{"now", isoTime(now)}, byWhom, issued});
     if (crl.nextUpdate != TimePoint() && crl.nextUpdate < now)
         report(PathWarningId::crlOutOfDate,
-               {{"now", now.toString()}, byWhom, {"next CRL due", crl.nextUpdate.toString()}});
+               {{"now", isoTime(now)}, byWhom, {"next CRL due", isoTime(crl.nextUpdate)}});
     if (auto const scope = findExtension(crl, oid::issuingDistributionPoint))
         report(PathWarningId::crlScope, {byWhom, issued, {"issuing distribution point", str(scope->value)}});
 }

@@ -93,20 +93,6 @@ constexpr char lastTime[] = "9999-12-31T23:59:59Z";
 
 } // namespace
 
-std::string isoTime(TimePoint time) {
-    if (time.seconds == TimePoint::noExpiration)
-        return lastTime;
-    std::chrono::sys_seconds const point{std::chrono::seconds(time.seconds)};
-    auto const midnight = std::chrono::floor<std::chrono::days>(point);
-    std::chrono::year_month_day const date(midnight);
-    int const second = static_cast<int>((point - midnight).count());
-    char text[64];
-    std::snprintf(text, sizeof(text), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), second / 3600,
-                  second / 60 % 60, second % 60);
-    return text;
-}
-
 std::string showTime(std::string const& iso) {
     if (iso == lastTime)
         return "without end";

@@ -19,9 +19,7 @@ std::optional<std::int64_t> parseDays(std::string const& text);
 
 /// "2026-11-21 08:30:00 UTC".
 std::string formatTime(TimePoint time);
-/// "2026-11-21T08:30:00Z", as JSON has it.
-std::string isoTime(TimePoint time);
-/// What `formatTime` makes of the time that `isoTime` made the text of.
+/// What `formatTime` makes of the time that `isoTime` (timepoint.h) made the text of.
 std::string showTime(std::string const& iso);
 
 /// Whether a UTCTime can express it: the library writes no others. Complains.

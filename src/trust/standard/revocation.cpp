@@ -382,8 +382,8 @@ private:
     std::vector<Fact> factsOf(Candidate const& revoking) const {
         std::vector<Fact> facts = {{"serial number", str(asn1::blob(subject.certificate->serialNumber))},
                                    {"CRL issuer", revoking.crl->issuer.str()},
-                                   {"CRL issued", revoking.crl->thisUpdate.toString()},
-                                   {"revoked", revoking.entry->revocationDate.toString()}};
+                                   {"CRL issued", isoTime(revoking.crl->thisUpdate)},
+                                   {"revoked", isoTime(revoking.entry->revocationDate)}};
         std::string_view const reason = getCrlReasonText(revoking.entry->reasonCode);
         if (!reason.empty())
             facts.push_back({"reason", std::string(reason)});
@@ -405,8 +405,8 @@ private:
                 facts.push_back({"further CRLs", std::to_string(candidates.size() - maxFacts)});
                 break;
             }
-            facts.push_back({"CRL", candidate.crl->issuer.str() + ", " +
-                                        candidate.crl->thisUpdate.toString() + ": " + explain(candidate)});
+            facts.push_back({"CRL", candidate.crl->issuer.str() + ", " + isoTime(candidate.crl->thisUpdate) +
+                                        ": " + explain(candidate)});
         }
         if (covered != 0)
             facts.push_back({"reasons not covered", showReasons(allReasons & ~covered)});

@@ -373,4 +373,14 @@ TEST(TimePoint, OfTheClockIsNotShiftedWhereLocalTimeHasNoAnswer) {
     }
 }
 
+TEST(TimePoint, IsoTimeOfAnyYear) {
+    EXPECT_EQ(isoTime(TimePoint()), "1970-01-01T00:00:00Z");
+    EXPECT_EQ(isoTime(TimePoint::fromSeconds(-1)), "1969-12-31T23:59:59Z");
+    EXPECT_EQ(isoTime(TimePoint::fromSeconds(951782400)), "2000-02-29T00:00:00Z");
+    EXPECT_EQ(isoTime(TimePoint::fromSeconds(253402300800)), "10000-01-01T00:00:00Z");
+    EXPECT_EQ(isoTime(TimePoint::fromSeconds(TimePoint::noExpiration)), "9999-12-31T23:59:59Z");
+    // The largest time of a signed certificate timestamp (RFC 6962, section 3.2).
+    EXPECT_EQ(isoTime(TimePoint::fromSeconds(18446744073709551)), "584556019-04-03T14:25:51Z");
+}
+
 } // namespace TEST_FILE

@@ -359,10 +359,10 @@ TEST(ExplainPath, DatesTellTheBoundAndTheTime) {
     EXPECT_EQ(late.code, 5);
     EXPECT_EQ(late.depth, 1u);
     EXPECT_EQ(late.subject, "CN=Middle");
-    EXPECT_EQ(factsOf(late.facts), "now=Thu Jan  1 00:25:00 1970\nnotAfter=Thu Jan  1 00:24:59 1970\n");
+    EXPECT_EQ(factsOf(late.facts), "now=1970-01-01T00:25:00Z\nnotAfter=1970-01-01T00:24:59Z\n");
     chain.middle->notBefore = TimePoint::fromSeconds(1501);
     EXPECT_EQ(factsOf(explain(chain, {}).facts),
-              "now=Thu Jan  1 00:25:00 1970\nnotBefore=Thu Jan  1 00:25:01 1970\n");
+              "now=1970-01-01T00:25:00Z\nnotBefore=1970-01-01T00:25:01Z\n");
 }
 
 TEST(ExplainPath, MissingCaTellsTheBasicConstraints) {
@@ -393,8 +393,8 @@ TEST(ExplainPath, RevocationTellsSerialNumberAndList) {
     PathOptions question;
     question.checkCrls = true;
     EXPECT_EQ(factsOf(explain(chain, question).facts),
-              "serial number=0a:ff\nCRL issuer=CN=Middle\nCRL issued=Thu Jan  1 00:01:00 1970\n"
-              "revoked=Thu Jan  1 00:00:30 1970\nreason=key compromise\n");
+              "serial number=0a:ff\nCRL issuer=CN=Middle\nCRL issued=1970-01-01T00:01:00Z\n"
+              "revoked=1970-01-01T00:00:30Z\nreason=key compromise\n");
     crl->revoked[0].reasonCode = 255;
     EXPECT_EQ(explain(chain, question).facts.size(), 4u);
 }

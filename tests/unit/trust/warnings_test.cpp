@@ -136,17 +136,17 @@ TEST(PathWarnings, CriticalPolicies) {
 
 TEST(PathWarnings, ForgedCrl) {
     EXPECT_EQ(show(Story("forged-crl").ask(crlQuestion())),
-              "crl-signature@0 CN=Leaf CRL issuer=CN=Root CRL issued=Mon Jan  1 00:00:00 2024 "
+              "crl-signature@0 CN=Leaf CRL issuer=CN=Root CRL issued=2024-01-01T00:00:00Z "
               "verification=bad-signature\n");
 }
 
 TEST(PathWarnings, CrlDates) {
     EXPECT_EQ(show(Story("stale-crl").ask(crlQuestion())),
-              "crl-out-of-date@0 CN=Leaf now=Sun Jun  1 12:00:00 2025 CRL issuer=CN=Root "
-              "next CRL due=Thu Feb  1 00:00:00 2024\n");
+              "crl-out-of-date@0 CN=Leaf now=2025-06-01T12:00:00Z CRL issuer=CN=Root "
+              "next CRL due=2024-02-01T00:00:00Z\n");
     EXPECT_EQ(show(Story("crl-from-the-future").ask(crlQuestion())),
-              "crl-not-yet-valid@0 CN=Leaf now=Sun Jun  1 12:00:00 2025 CRL issuer=CN=Root "
-              "CRL issued=Sun Jun  1 12:00:01 2025\n");
+              "crl-not-yet-valid@0 CN=Leaf now=2025-06-01T12:00:00Z CRL issuer=CN=Root "
+              "CRL issued=2025-06-01T12:00:01Z\n");
 }
 
 TEST(PathWarnings, BoundsOfACrlAreInDate) {
@@ -160,13 +160,13 @@ TEST(PathWarnings, BoundsOfACrlAreInDate) {
 
 TEST(PathWarnings, CrlOfLimitedScope) {
     EXPECT_EQ(show(Story("crl-for-ca-certificates-only").ask(crlQuestion())),
-              "crl-scope@0 CN=Leaf CRL issuer=CN=Root CRL issued=Mon Jan  1 00:00:00 2024 "
+              "crl-scope@0 CN=Leaf CRL issuer=CN=Root CRL issued=2024-01-01T00:00:00Z "
               "issuing distribution point=30:03:82:01:ff\n");
 }
 
 TEST(PathWarnings, CrlOfAnIssuerWithoutCrlSign) {
     EXPECT_EQ(show(Story("ca-without-crl-sign").ask(crlQuestion())),
-              "crl-issuer-no-crl-sign@0 CN=Leaf CRL issuer=CN=Root CRL issued=Mon Jan  1 00:00:00 2024\n");
+              "crl-issuer-no-crl-sign@0 CN=Leaf CRL issuer=CN=Root CRL issued=2024-01-01T00:00:00Z\n");
 }
 
 TEST(PathWarnings, CrlsAreLookedAtOnlyWhenTheyAreChecked) {
@@ -188,7 +188,7 @@ TEST(PathWarnings, CrlOfAnUnknownIssuerCannotBeVerified) {
     story.chain.pop_back();
     story.store.certs.clear();
     EXPECT_EQ(show(story.ask(crlQuestion())),
-              "crl-signature@0 CN=Leaf CRL issuer=CN=Root CRL issued=Mon Jan  1 00:00:00 2024 "
+              "crl-signature@0 CN=Leaf CRL issuer=CN=Root CRL issued=2024-01-01T00:00:00Z "
               "issuer's certificate=not found\n");
     story.store.certs = test::readChain("not-revoked/store.pem");
     EXPECT_EQ(show(story.ask(crlQuestion())), "") << "an issuer that only the store has";
@@ -218,7 +218,7 @@ TEST(CrlWarnings, JudgeOneCrlByItsIssuer) {
     X509Certificate const& issuer = *good.store.certs[0];
     EXPECT_EQ(show(x509CrlWarnings(*good.store.crls[0], issuer, storyTime)), "");
     EXPECT_EQ(show(x509CrlWarnings(*Story("forged-crl").store.crls[0], issuer, storyTime)),
-              "crl-signature@0 CN=Root CRL issuer=CN=Root CRL issued=Mon Jan  1 00:00:00 2024 "
+              "crl-signature@0 CN=Root CRL issuer=CN=Root CRL issued=2024-01-01T00:00:00Z "
               "verification=bad-signature\n");
     EXPECT_TRUE(show(x509CrlWarnings(*Story("stale-crl").store.crls[0], issuer, storyTime))
                     .starts_with("crl-out-of-date@0"));
