@@ -20,6 +20,9 @@
 /// - the chain is valid under the standard rules (path.h), from the first second of the certificate to its
 ///   last: signatures, names, dates, key usage of the CAs, path lengths, name constraints, policies and
 ///   critical extensions;
+/// - the name constraints also allow a common name that reads as an address, a mailbox or a host with several
+///   labels, which many programs accept as an identity; that of a CA is not checked;
+/// - the policies of the last CA also allow the certificate, unless that CA is self-signed;
 /// - a CA stays within the path lengths above it when it issues certificates in turn, which RFC 5280 does not
 ///   check for the last certificate;
 /// - every issuer that has extended key usages has each one of the certificate, or anyExtendedKeyUsage;

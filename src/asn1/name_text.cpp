@@ -1,5 +1,6 @@
 #include "sealkit/name_text.h"
 
+#include "asn1/attributes.h"
 #include "asn1/element.h"
 #include "asn1/string_text.h"
 #include "sealkit/der.h"
@@ -190,16 +191,6 @@ bool forEachAttribute(asn1::blob name, Use use) {
     return detail::atEnd(sets);
 }
 
-/// The first value of an attribute of a Name, as text.
-std::optional<std::string> findAttribute(asn1::blob name, asn1::blob oid) {
-    std::optional<std::string> found;
-    forEachAttribute(name, [&](asn1::blob type, unsigned form, asn1::blob value, bool) {
-        if (!found && type == oid)
-            found = attributeText(form, value);
-    });
-    return found;
-}
-
 /// A host name, perhaps with a wildcard.
 bool isHostName(std::string_view text) {
     return !text.empty() && text.front() != '.' && text.find("..") == std::string_view::npos &&
@@ -265,6 +256,15 @@ std::string otherNameText(asn1::blob content) {
 
 } // namespace
 
+std::vector<std::string> detail::attributeTexts(asn1::blob name, asn1::blob type) {
+    std::vector<std::string> found;
+    forEachAttribute(name, [&](asn1::blob each, unsigned form, asn1::blob value, bool) {
+        if (each == type)
+            found.push_back(attributeText(form, value));
+    });
+    return found;
+}
+
 namespace {
 
 std::vector<unsigned char> parseName(std::string_view text, FillIn const& fillIn, Refusal* refusal) {
@@ -293,13 +293,14 @@ std::vector<unsigned char> parseNameTemplate(std::string_view text, asn1::blob f
         for (size_t open = 0; (open = rest.find('{')) != std::string_view::npos;) {
             size_t const close = rest.find('}', open);
             std::string const attribute(rest.substr(open + 1, close - open - 1));
-            auto const found =
-                close == std::string_view::npos ? std::nullopt : findAttribute(from, attributeOid(attribute));
-            if (!found) {
+            std::vector<std::string> found;
+            if (close != std::string_view::npos)
+                found = detail::attributeTexts(from, attributeOid(attribute));
+            if (found.empty()) {
                 *value = attribute;
                 return false;
             }
-            filled.append(rest.substr(0, open)).append(*found);
+            filled.append(rest.substr(0, open)).append(found.front());
             rest.remove_prefix(close + 1);
         }
         *value = filled.append(rest);

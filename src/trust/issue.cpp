@@ -1,12 +1,19 @@
 #include "sealkit/issue.h"
 
+#include "asn1/attributes.h"
 #include "asn1/oids.h"
+#include "sealkit/name_text.h"
+#include "sealkit/oid.h"
 #include "sealkit/oid_names.h"
 #include "trust/standard/fields.h"
+#include "trust/standard/host.h"
 #include "trust/standard/name.h"
+#include "trust/standard/policies.h"
+#include "trust/standard/subtrees.h"
 #include "trust/validation.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace oid = detail::oid;
@@ -14,7 +21,22 @@ namespace oid = detail::oid;
 namespace {
 
 using detail::CertificateFields;
+using detail::Subtrees;
 using Failure = std::optional<PathExplanation>;
+
+/// What a common name names for those who take it for an identity: an address, a mailbox or a host of several
+/// labels.
+std::optional<GeneralName> identityOf(std::string const& commonName) {
+    GeneralName name;
+    for (char const* const kind : {"IP:", "email:"})
+        if (parseGeneralNameText(kind + commonName, &name))
+            return name;
+    if (!detail::isHostPattern(commonName) || commonName.find('.') == std::string::npos)
+        return std::nullopt;
+    name.type = GeneralName::dnsName;
+    name.data = commonName;
+    return name;
+}
 
 /// The checks of one chain, of which the first certificate is judged.
 class IssueCheck {
@@ -36,7 +58,8 @@ public:
             if (result.code != static_cast<int>(PathCode::valid))
                 return result;
         }
-        for (auto const check : {&IssueCheck::checkPathLengths, &IssueCheck::checkPurposes})
+        for (auto const check : {&IssueCheck::checkPathLengths, &IssueCheck::checkCommonNames,
+                                 &IssueCheck::checkPolicies, &IssueCheck::checkPurposes})
             if (Failure failure = (this->*check)())
                 return *failure;
         return result;
@@ -69,6 +92,43 @@ private:
             below += !fields[depth].isSelfIssued;
         }
         return std::nullopt;
+    }
+
+    /// OpenSSL and GnuTLS apply constraints to a common name that reads as a host, and the platform's rules
+    /// take it for an identity without that.
+    Failure checkCommonNames() const {
+        if (fields[0].isCa)
+            return std::nullopt;
+        Subtrees subtrees;
+        for (size_t depth = chain.size() - 1; depth > 0; depth--)
+            subtrees.add(fields[depth], depth);
+        for (std::string const& text : detail::attributeTexts(chain[0]->subjectBytes(), oid::commonName)) {
+            auto const name = identityOf(text);
+            if (!name)
+                continue;
+            if (auto const violation = subtrees.findViolation(std::span(&*name, 1))) {
+                std::vector<Fact> facts = violation->facts(*chain[violation->depth]);
+                facts.insert(facts.begin(), {"common name", text});
+                return refuse(violation->code(), 0, std::move(facts));
+            }
+        }
+        return std::nullopt;
+    }
+
+    /// The policies of a CA that is not the root: they bind what it issues, but not as those of an anchor.
+    Failure checkPolicies() const {
+        if (chain.back()->selfSigned)
+            return std::nullopt;
+        std::vector<CertificateFields const*> views;
+        for (CertificateFields const& each : fields)
+            views.push_back(&each);
+        detail::PolicyResult const result = detail::processPolicies(views, {});
+        if (result.code == PathCode::valid)
+            return std::nullopt;
+        std::vector<Fact> facts;
+        for (detail::PolicyInformation const& found : fields[result.depth].policies)
+            facts.push_back({"policy found", oidStr(found.oid)});
+        return refuse(result.code, result.depth, std::move(facts));
     }
 
     static bool hasPurpose(CertificateFields const& certificate, asn1::blob purpose) {

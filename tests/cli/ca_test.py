@@ -571,6 +571,8 @@ class ContentsTest(AuthorityTest):
         self.made(*make, "server", "--san", "DNS:www.a.example")
         self.refused(2, "name-constraint-violated: ", *make, "server", "--san", "DNS:www.b.example")
         self.refused(2, "name: DNS: www.b.example", *make, "server", "--san", "DNS:www.b.example")
+        named = [argument.replace("/CN=x", "/CN=www.b.example") for argument in make]
+        self.refused(2, "common name: www.b.example, name: DNS: www.b.example", *named, "server", "--san", "DNS:www.a.example")
         self.refused(2, "purpose given: tls-client", *make, "tls", "--san", "DNS:www.a.example")
         self.refused(2, "path-too-long", *make, "ca")
         # What stands above the authority counts where it is known.

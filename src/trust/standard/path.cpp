@@ -146,13 +146,12 @@ private:
             X509Certificate const& certificate = *path[depth];
             bool const isEarly = certificate.notBefore > options.now;
             if (isEarly || certificate.notAfter < options.now)
-                return finding(isEarly ? PathCode::notYetValid : PathCode::expired, depth,
-                               [&](PathExplanation& result) {
-                                   result.facts = {
-                                       {"now", options.now.toString()},
-                                       {isEarly ? "notBefore" : "notAfter",
-                                        (isEarly ? certificate.notBefore : certificate.notAfter).toString()}};
-                               });
+                return finding(
+                    isEarly ? PathCode::notYetValid : PathCode::expired, depth, [&](PathExplanation& result) {
+                        result.facts = {{"now", isoTime(options.now)},
+                                        {isEarly ? "notBefore" : "notAfter",
+                                         isoTime(isEarly ? certificate.notBefore : certificate.notAfter)}};
+                    });
         }
         return std::nullopt;
     }
@@ -198,16 +197,9 @@ private:
             if (isExempt)
                 continue;
             if (auto const violation = subtrees.findViolation(fields[depth - 1]))
-                return finding(
-                    violation->isUnsupported ? PathCode::unsupportedNameConstraint
-                                             : PathCode::nameConstraintViolated,
-                    depth - 1, [&](PathExplanation& result) {
-                        result.facts = {{"name", violation->name}};
-                        for (std::string const& subtree : violation->subtrees)
-                            result.facts.push_back(
-                                {violation->isExcluded ? "excluded" : "permitted", subtree});
-                        result.facts.push_back({"constrained by", getDisplayName(*path[violation->depth])});
-                    });
+                return finding(violation->code(), depth - 1, [&](PathExplanation& result) {
+                    result.facts = violation->facts(*path[violation->depth]);
+                });
         }
         return std::nullopt;
     }

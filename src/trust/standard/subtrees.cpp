@@ -387,6 +387,14 @@ struct Subtrees::State {
     }
 };
 
+std::vector<Fact> SubtreeViolation::facts(X509Certificate const& constraining) const {
+    std::vector<Fact> list = {{"name", name}};
+    for (std::string const& subtree : subtrees)
+        list.push_back({isExcluded ? "excluded" : "permitted", subtree});
+    list.push_back({"constrained by", getDisplayName(constraining)});
+    return list;
+}
+
 Subtrees::Subtrees() = default;
 Subtrees::~Subtrees() = default;
 
@@ -422,6 +430,16 @@ std::optional<SubtreeViolation> Subtrees::findViolation(CertificateFields const&
     if (areMailboxesConstrained && !hasMailbox)
         for (GeneralName const& mailbox : mailboxesOf(fields.certificate->subjectBytes()))
             if (auto violation = state->check(mailbox, keyOf(mailbox)))
+                return violation;
+    return std::nullopt;
+}
+
+std::optional<SubtreeViolation> Subtrees::findViolation(std::span<GeneralName const> names) const {
+    if (!state)
+        return std::nullopt;
+    for (GeneralName const& name : names)
+        if (state->isConstrained(kindOf(name)))
+            if (auto violation = state->check(name, keyOf(name)))
                 return violation;
     return std::nullopt;
 }

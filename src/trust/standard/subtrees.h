@@ -1,10 +1,12 @@
 // Name constraints of every type (RFC 5280, sections 4.2.1.10 and 6.1), collected from the anchor downward.
 #pragma once
 
+#include "sealkit/path.h"
 #include "trust/standard/fields.h"
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,12 @@ struct SubtreeViolation {
     /// The constraint or the name is malformed, or of a kind that cannot be compared: otherName, x400Address,
     /// ediPartyName and registeredID.
     bool isUnsupported = false;
+
+    PathCode code() const {
+        return isUnsupported ? PathCode::unsupportedNameConstraint : PathCode::nameConstraintViolated;
+    }
+    /// The name, the subtrees, and the certificate that makes the constraint.
+    std::vector<Fact> facts(X509Certificate const& constraining) const;
 };
 
 /// The constraints collected so far. A search in them and the whole of all `add` take time that grows with
@@ -45,6 +53,9 @@ public:
     /// names, and where there is no rfc822Name among those, the subject's emailAddress attributes. A
     /// self-issued certificate above the leaf is exempt, for which the caller sees.
     std::optional<SubtreeViolation> findViolation(CertificateFields const& fields) const;
+
+    /// The first of these names that they do not allow.
+    std::optional<SubtreeViolation> findViolation(std::span<GeneralName const> names) const;
 
     /// Adds the certificate's own: a name must lie in a permitted subtree of every certificate that has one
     /// of its type. `fields` must outlive this object.
