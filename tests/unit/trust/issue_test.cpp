@@ -34,10 +34,6 @@ void expectAccepted(std::vector<MadeCertificate> const& made) {
     EXPECT_EQ(found.code, 0) << found.reason();
 }
 
-MadeCertificate withPathLength(MadeCertificate ca, unsigned length) {
-    return ca.with("2.5.29.19", der::sequence(der::boolean(true), der::integer(length)), true);
-}
-
 TEST(Issue, AcceptsWhatTheRulesAccept) {
     expectAccepted({madeLeaf({dnsName("a.example")}), madeCa("Root")});
     expectAccepted({madeCa("Intermediate"), madeCa("Root")});
@@ -45,14 +41,14 @@ TEST(Issue, AcceptsWhatTheRulesAccept) {
 }
 
 TEST(Issue, CountsANewCaWithinThePathLength) {
-    expectAccepted({madeLeaf({dnsName("a.example")}), withPathLength(madeCa("Root"), 0)});
-    expectRefused({madeCa("Intermediate"), withPathLength(madeCa("Root"), 0)}, PathCode::pathTooLong, 1,
+    expectAccepted({madeLeaf({dnsName("a.example")}), madeCa("Root").withPathLength(0)});
+    expectRefused({madeCa("Intermediate"), madeCa("Root").withPathLength(0)}, PathCode::pathTooLong, 1,
                   {{"path length allowed", "0"}, {"CA certificates below", "1"}});
-    expectAccepted({madeCa("Intermediate"), withPathLength(madeCa("Root"), 1)});
-    expectRefused({madeCa("Lower"), madeCa("Intermediate"), withPathLength(madeCa("Root"), 1)},
+    expectAccepted({madeCa("Intermediate"), madeCa("Root").withPathLength(1)});
+    expectRefused({madeCa("Lower"), madeCa("Intermediate"), madeCa("Root").withPathLength(1)},
                   PathCode::pathTooLong, 2);
     // A CA that changes its key counts for nothing.
-    expectAccepted({madeCa("Root"), withPathLength(madeCa("Root"), 0)});
+    expectAccepted({madeCa("Root"), madeCa("Root").withPathLength(0)});
 }
 
 TEST(Issue, KeepsToTheConstraints) {
@@ -62,6 +58,51 @@ TEST(Issue, KeepsToTheConstraints) {
                   {{"name", "DNS: www.b.example"}});
     expectRefused({madeLeaf({dnsName("www.b.example")}), madeCa("Intermediate"), root},
                   PathCode::nameConstraintViolated, 0);
+}
+
+TEST(Issue, KeepsCommonNamesToTheConstraints) {
+    der::Bytes const address = der::implicit(7, der::Bytes{10, 0, 0, 0, 255, 0, 0, 0});
+    der::Bytes const mailboxes = der::implicit(1, "a.example");
+    MadeCertificate const root = madeCa("Root").withConstraints({dnsName("a.example"), address, mailboxes},
+                                                                {dnsName("bad.a.example")});
+    auto const leaf = [](std::string const& commonName) {
+        MadeCertificate made = madeLeaf({dnsName("www.a.example")});
+        made.subject = named(commonName);
+        return made;
+    };
+    for (char const* const name :
+         {"www.a.example", "Ada Lovelace", "localhost", "b.example, Inc.", "10.1.2.3", "ada@a.example"})
+        expectAccepted({leaf(name), root});
+    expectRefused({leaf("www.b.example"), root}, PathCode::nameConstraintViolated, 0,
+                  {{"common name", "www.b.example"},
+                   {"name", "DNS: www.b.example"},
+                   {"permitted", "DNS: a.example"},
+                   {"constrained by", "CN=Root"}});
+    for (char const* const name :
+         {"*.b.example", "x.bad.a.example", "WWW.B.EXAMPLE", "11.1.2.3", "ada@b.example"})
+        expectRefused({leaf(name), madeCa("Intermediate"), root}, PathCode::nameConstraintViolated, 0);
+    // Every one of several counts; the name of a CA is that of nobody else.
+    MadeCertificate several = leaf("");
+    several.subject = der::name({{"2.5.4.3", "www.a.example"}, {"2.5.4.3", "www.b.example"}});
+    expectRefused({several, root}, PathCode::nameConstraintViolated, 0);
+    expectAccepted({madeCa("www.b.example"), root});
+}
+
+TEST(Issue, AsksForThePoliciesOfACaWithoutItsRoot) {
+    der::Bytes const required = der::sequence(der::implicit(0, der::Bytes{0}));
+    MadeCertificate const intermediate =
+        madeCa("Intermediate").withPolicies({"1.2.3"}).with("2.5.29.36", required, true);
+    MadeCertificate const plain = madeLeaf({dnsName("a.example")});
+    MadeCertificate good = plain, wrong = plain;
+    good.withPolicies({"1.2.3"});
+    wrong.withPolicies({"1.2.4"});
+    for (auto const& [leaf, code] :
+         {std::pair(plain, PathCode::policyRequired), std::pair(good, PathCode::valid),
+          std::pair(wrong, PathCode::policyRequired)}) {
+        MadeChain const made({leaf, intermediate, madeCa("Root")});
+        EXPECT_EQ(x509CheckIssue(made.chain[0], made.chain[1]).code, static_cast<int>(code));
+        EXPECT_EQ(x509CheckIssue(made.chain[0], made.chain[1], made.chain).code, static_cast<int>(code));
+    }
 }
 
 TEST(Issue, GivesNoPurposeThatAnIssuerLacks) {

@@ -5,6 +5,7 @@
 #include "sealkit/oid.h"
 #include "sealkit/path.h"
 #include "sealkit/pem.h"
+#include "sealkit/signature.h"
 #include "support/der.h"
 #include "support/rngs.h"
 
@@ -22,6 +23,10 @@ namespace test {
 inline constexpr TimePoint madeTime = TimePoint::fromSeconds(1748779200);
 
 inline der::Bytes named(std::string_view commonName) { return der::name({{"2.5.4.3", commonName}}); }
+/// With the whole value.
+inline der::Bytes named(der::Bytes const& commonName) {
+    return der::sequence(der::set(der::sequence(der::oid("2.5.4.3"), commonName)));
+}
 
 /// The key of a type that signs made certificates; that of RSA has 1024 bits.
 inline PrivateKey const& madeKey(KeyType type) {
@@ -70,6 +75,12 @@ struct MadeCertificate {
     bool namesIssuerKey =
         true; ///< By an authority key identifier, where the issuer has a subject key identifier.
     HashID hash = HashID::SHA256; ///< Of its signature by RSA or ECDSA.
+    der::Bytes issuer;            ///< Unless it is empty, in the place of the issuer's subject.
+    unsigned char version = 3;
+    PrivateKey const* key = nullptr; ///< Its own, unless it is null: that of the chain.
+    /// Unless they are empty, the algorithm and how it signs under the issuer's key.
+    der::Bytes algorithm;
+    der::Bytes (*signIn)(PrivateKey const& key, der::Bytes const& tbs) = nullptr;
 
     /// Adds an extension in the place of one with the same identifier.
     MadeCertificate& with(std::string const& oid, der::Bytes value, bool critical = false) {
@@ -87,11 +98,26 @@ struct MadeCertificate {
         return with("2.5.29.17", der::sequence(der::join(names)), critical);
     }
 
-    MadeCertificate& withPurposes(std::vector<std::string> const& purposes) {
+    MadeCertificate& withPathLength(unsigned char length) {
+        return with("2.5.29.19", der::sequence(der::boolean(true), der::integer(length)), true);
+    }
+
+    MadeCertificate& withPolicies(std::vector<std::string> const& policies) {
+        der::Bytes all;
+        for (std::string const& policy : policies)
+            all = der::join({all, der::sequence(der::oid(policy))});
+        return with("2.5.29.32", der::sequence(all));
+    }
+
+    MadeCertificate& withMapping(std::string_view from, std::string_view to) {
+        return with("2.5.29.33", der::sequence(der::sequence(der::oid(from), der::oid(to))));
+    }
+
+    MadeCertificate& withPurposes(std::vector<std::string> const& purposes, bool critical = false) {
         der::Bytes all;
         for (std::string const& purpose : purposes)
             all = der::join({all, der::oid(purpose)});
-        return with("2.5.29.37", der::sequence(all));
+        return with("2.5.29.37", der::sequence(all), critical);
     }
 
     MadeCertificate& withConstraints(std::vector<der::Bytes> const& permitted,
@@ -108,20 +134,28 @@ struct MadeCertificate {
     }
 };
 
-/// Names of both kinds of certificates fit the strict rules.
-inline MadeCertificate madeCa(std::string_view commonName) {
+/// Without extensions.
+inline MadeCertificate bareLeaf(std::string_view commonName = "Leaf") {
     MadeCertificate made;
     made.subject = named(commonName);
-    made.with("2.5.29.19", der::sequence(der::boolean(true)), true)
-        .with("2.5.29.15", der::bitString({0x06}, 1), true)
+    return made;
+}
+
+/// With no more than makes it a CA.
+inline MadeCertificate bareCa(std::string_view commonName) {
+    return bareLeaf(commonName).with("2.5.29.19", der::sequence(der::boolean(true)), true);
+}
+
+/// Names of both kinds of certificates fit the strict rules.
+inline MadeCertificate madeCa(std::string_view commonName) {
+    MadeCertificate made = bareCa(commonName);
+    made.with("2.5.29.15", der::bitString({0x06}, 1), true)
         .with("2.5.29.14", der::octetString(der::bytes(commonName)));
     return made;
 }
 
 inline MadeCertificate madeLeaf(std::vector<der::Bytes> const& names) {
-    MadeCertificate made;
-    made.subject = named("Leaf");
-    return made.withNames(names).withPurposes({"1.3.6.1.5.5.7.3.1"});
+    return bareLeaf().withNames(names).withPurposes({"1.3.6.1.5.5.7.3.1"});
 }
 
 inline der::Bytes dnsName(std::string_view name) { return der::implicit(2, name); }
@@ -139,19 +173,29 @@ struct MadeChain {
         return x509ExplainPath(chain, store, options);
     }
 
+    /// By the standard rules, unless the options name others than the platform's.
+    PathExplanation explainStandard(PathOptions options = {}) const {
+        if (options.rules == PathRules::platform)
+            options.rules = PathRules::rfc5280;
+        return explain(options);
+    }
+    PathCode code(PathOptions const& options = {}) const {
+        return static_cast<PathCode>(explainStandard(options).code);
+    }
+
     CertificateChain chain;
     CertificateMemoryStore store;
 
 private:
     static std::shared_ptr<X509Certificate> sign(MadeCertificate const& made, MadeCertificate const& issuer,
                                                  KeyType type) {
-        PrivateKey const& key = madeKey(type);
+        PrivateKey const& key = issuer.key != nullptr ? *issuer.key : madeKey(type);
         HashID const hash = type == KeyType::Ed25519 ? HashID::none : made.hash;
         asn1::blob const oid = getKeyInfoFromKeyHash(type, hash);
-        // The library signs nothing over MD5 and names no such algorithm.
-        der::Bytes const algorithm = hash == HashID::MD5
-                                         ? der::algorithm("1.2.840.113549.1.1.4", der::null())
-                                         : der::sequence(der::element(0x06, {oid.begin(), oid.end()}));
+        der::Bytes algorithm = made.algorithm;
+        if (algorithm.empty()) // The library signs nothing over MD5 and names no such algorithm.
+            algorithm = hash == HashID::MD5 ? der::algorithm("1.2.840.113549.1.1.4", der::null())
+                                            : der::sequence(der::element(0x06, {oid.begin(), oid.end()}));
         der::Bytes extensions;
         if (made.namesIssuerKey)
             for (auto const& extension : issuer.extensions)
@@ -162,18 +206,18 @@ private:
         for (auto const& extension : made.extensions)
             extensions =
                 der::join({extensions, der::extension(extension.oid, extension.value, extension.critical)});
+        bool const hasExtensions = made.version == 3 && !extensions.empty();
+        auto const version = static_cast<unsigned char>(made.version - 1);
         der::Bytes const tbs = der::sequence(
-            der::context(0, der::integer(2)), der::integer(made.serialNumber), algorithm, issuer.subject,
+            version > 0 ? der::context(0, der::integer(version)) : der::Bytes(),
+            der::integer(made.serialNumber), algorithm, made.issuer.empty() ? issuer.subject : made.issuer,
             der::sequence(der::utcTime("200101000000Z"), der::utcTime("400101000000Z")), made.subject,
-            made.keyInfo.empty() ? keyInfoOf(key) : made.keyInfo,
-            extensions.empty() ? der::Bytes() : der::context(3, der::sequence(extensions)));
-        der::Bytes signature;
-        if (auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key))
-            signature = rsa->signHashed(hash, calcDigest(hash, tbs));
-        else if (auto const* const ec = dynamic_cast<EcPrivateKey const*>(&key))
-            signature = ec->signHashed(hash, calcDigest(hash, tbs));
-        else
-            signature = dynamic_cast<Ed25519PrivateKey const&>(key).sign(tbs);
+            made.keyInfo.empty() ? keyInfoOf(made.key != nullptr ? *made.key : madeKey(type)) : made.keyInfo,
+            hasExtensions ? der::context(3, der::sequence(extensions)) : der::Bytes());
+        auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key);
+        der::Bytes const signature = made.signIn != nullptr ? made.signIn(key, tbs)
+                                     : rsa != nullptr       ? rsa->signHashed(hash, calcDigest(hash, tbs))
+                                                            : signMessage(key, hash, tbs);
         auto certificate = std::make_shared<X509Certificate>();
         Refusal refusal;
         EXPECT_TRUE(certificate->parse(der::sequence(tbs, algorithm, der::bitString(signature)), &refusal,

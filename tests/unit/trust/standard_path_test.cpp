@@ -1,4 +1,4 @@
-#include "standard_chain.h"
+#include "made_chain.h"
 
 #include "sealkit/bignum.h"
 #include "sealkit/signature.h"
@@ -9,20 +9,20 @@
 namespace TEST_FILE {
 
 namespace der = test::der;
-using test::caLink;
-using test::leafLink;
-using test::Link;
-using test::LinkedChain;
-using test::nameOf;
+using test::bareCa;
+using test::bareLeaf;
+using test::MadeCertificate;
+using test::MadeChain;
+using test::named;
 
 // Which certificates lead to which.
 
 /// A leaf whose issuer is written one way under a root whose name is written another.
 PathCode chained(der::Bytes const& issuer, der::Bytes const& subject) {
-    Link leaf = leafLink(), root = caLink("");
-    leaf.issuer = nameOf(issuer);
-    root.subject = nameOf(subject);
-    return LinkedChain({leaf, root}).code();
+    MadeCertificate leaf = bareLeaf(), root = bareCa("");
+    leaf.issuer = named(issuer);
+    root.subject = named(subject);
+    return MadeChain({leaf, root}).code();
 }
 
 TEST(StandardPath, NamesChainWithoutRegardToCaseAndWhiteSpace) {
@@ -66,32 +66,32 @@ TEST(StandardPath, AttributesOfOneSetHaveNoOrder) {
         return der::sequence(der::oid(oid), der::utf8String(text));
     };
     der::Bytes const a = attribute("2.5.4.3", "A"), b = attribute("2.5.4.10", "B");
-    Link leaf = leafLink(), root = caLink("");
+    MadeCertificate leaf = bareLeaf(), root = bareCa("");
     leaf.issuer = der::sequence(der::set(a, b));
     root.subject = der::sequence(der::set(b, a));
-    EXPECT_EQ(LinkedChain({leaf, root}).code(), PathCode::valid);
+    EXPECT_EQ(MadeChain({leaf, root}).code(), PathCode::valid);
     root.subject = der::sequence(der::set(b), der::set(a));
-    EXPECT_EQ(LinkedChain({leaf, root}).code(), PathCode::namesDoNotChain);
+    EXPECT_EQ(MadeChain({leaf, root}).code(), PathCode::namesDoNotChain);
 }
 
 TEST(StandardPath, MalformedNamesAreRefused) {
-    Link leaf = leafLink();
+    MadeCertificate leaf = bareLeaf();
     leaf.subject =
         der::sequence(der::set(der::sequence(der::oid("2.5.4.3"), der::utf8String("a")), der::null()));
-    PathExplanation const result = LinkedChain({leaf, caLink("Root")}).explain();
+    PathExplanation const result = MadeChain({leaf, bareCa("Root")}).explainStandard();
     EXPECT_EQ(result.code, static_cast<int>(PathCode::malformedExtension));
     ASSERT_FALSE(result.facts.empty());
     EXPECT_EQ(result.facts[0].value, "subject");
 }
 
 TEST(StandardPath, ReachesTheStore) {
-    LinkedChain made({leafLink(), caLink("CA"), caLink("Root")});
+    MadeChain made({bareLeaf(), bareCa("CA"), bareCa("Root")});
     EXPECT_EQ(made.code(), PathCode::valid);
-    EXPECT_EQ(made.explain().depth, 2u);
-    EXPECT_EQ(made.explain().rules, unsigned{PathRules::rfc5280});
+    EXPECT_EQ(made.explainStandard().depth, 2u);
+    EXPECT_EQ(made.explainStandard().rules, unsigned{PathRules::rfc5280});
     made.store.certs = {made.chain[1]};
     EXPECT_EQ(made.code(), PathCode::valid);
-    EXPECT_EQ(made.explain().depth, 1u);
+    EXPECT_EQ(made.explainStandard().depth, 1u);
     made.store.certs = {made.chain[0]};
     EXPECT_EQ(made.code(), PathCode::noAnchor); // A leaf is its own anchor only if it is self-signed.
     made.store.certs.clear();
@@ -101,12 +101,12 @@ TEST(StandardPath, ReachesTheStore) {
 }
 
 TEST(StandardPath, PrefersTheAnchorWithTheKeyOfTheChain) {
-    LinkedChain made({leafLink(), caLink("Root")});
+    MadeChain made({bareLeaf(), bareCa("Root")});
     Ed25519PrivateKey other;
     other.initPrivate(std::vector<unsigned char>(32, 1));
-    Link renewed = caLink("Root");
+    MadeCertificate renewed = bareCa("Root");
     renewed.key = &other;
-    made.store.certs.insert(made.store.certs.begin(), test::make(renewed, renewed));
+    made.store.certs.insert(made.store.certs.begin(), MadeChain({renewed}).chain[0]);
     EXPECT_EQ(made.code(), PathCode::valid);
     made.store.certs.pop_back();
     EXPECT_EQ(made.code(), PathCode::badSignature);
@@ -115,66 +115,66 @@ TEST(StandardPath, PrefersTheAnchorWithTheKeyOfTheChain) {
 TEST(StandardPath, KeyThatTheAnchorChangedToLeadsOn) {
     Ed25519PrivateKey next;
     next.initPrivate(std::vector<unsigned char>(32, 2));
-    Link renewed = caLink("Root");
+    MadeCertificate renewed = bareCa("Root");
     renewed.key = &next;
-    LinkedChain made({leafLink(), renewed, caLink("Root")});
+    MadeChain made({bareLeaf(), renewed, bareCa("Root")});
     for (auto const& certificate : made.chain)
         EXPECT_TRUE(certificate->subjectKeyId.empty());
     EXPECT_EQ(made.code(), PathCode::valid);
 }
 
 TEST(StandardPath, SelfSignedLeafOfTheStoreNeedNotBeACa) {
-    LinkedChain made({leafLink()});
+    MadeChain made({bareLeaf()});
     EXPECT_EQ(made.code(), PathCode::valid);
     // Another certificate of the name is its issuer, and must be a CA.
-    Link twin = leafLink();
+    MadeCertificate twin = bareLeaf();
     twin.with("2.5.29.17", der::sequence(der::implicit(2, "a.test")));
-    made.store.certs = {test::make(twin, twin)};
+    made.store.certs = {MadeChain({twin}).chain[0]};
     EXPECT_EQ(made.code(), PathCode::notCa);
 }
 
 // What a CA must be.
 
 TEST(StandardPath, IssuersAreCas) {
-    Link noCa = leafLink("CA"), falseCa = leafLink("CA");
+    MadeCertificate noCa = bareLeaf("CA"), falseCa = bareLeaf("CA");
     falseCa.with("2.5.29.19", der::sequence());
-    EXPECT_EQ(LinkedChain({leafLink(), noCa, caLink("Root")}).code(), PathCode::notCa);
-    EXPECT_EQ(LinkedChain({leafLink(), falseCa, caLink("Root")}).code(), PathCode::notCa);
-    Link root = leafLink("Root");
-    EXPECT_EQ(LinkedChain({leafLink(), root}).code(), PathCode::notCa);
+    EXPECT_EQ(MadeChain({bareLeaf(), noCa, bareCa("Root")}).code(), PathCode::notCa);
+    EXPECT_EQ(MadeChain({bareLeaf(), falseCa, bareCa("Root")}).code(), PathCode::notCa);
+    MadeCertificate root = bareLeaf("Root");
+    EXPECT_EQ(MadeChain({bareLeaf(), root}).code(), PathCode::notCa);
 }
 
 TEST(StandardPath, OfOldVersionsAnchorsAloneAreCas) {
-    Link old = leafLink("CA");
+    MadeCertificate old = bareLeaf("CA");
     for (unsigned char version : {1, 2}) {
         old.version = version;
-        EXPECT_EQ(LinkedChain({leafLink(), old, caLink("Root")}).code(), PathCode::notCa);
-        EXPECT_EQ(LinkedChain({leafLink(), old}).code(), PathCode::valid);
-        EXPECT_EQ(LinkedChain({old, caLink("Root")}).code(), PathCode::valid);
+        EXPECT_EQ(MadeChain({bareLeaf(), old, bareCa("Root")}).code(), PathCode::notCa);
+        EXPECT_EQ(MadeChain({bareLeaf(), old}).code(), PathCode::valid);
+        EXPECT_EQ(MadeChain({old, bareCa("Root")}).code(), PathCode::valid);
     }
 }
 
 TEST(StandardPath, KeyUsageOfIssuers) {
-    Link ca = caLink("CA");
+    MadeCertificate ca = bareCa("CA");
     ca.with("2.5.29.15", der::bitString({0x04}, 2)); // keyCertSign
-    EXPECT_EQ(LinkedChain({leafLink(), ca, caLink("Root")}).code(), PathCode::valid);
+    EXPECT_EQ(MadeChain({bareLeaf(), ca, bareCa("Root")}).code(), PathCode::valid);
     ca.with("2.5.29.15", der::bitString({0x02}, 1)); // cRLSign
-    PathExplanation const result = LinkedChain({leafLink(), ca, caLink("Root")}).explain();
+    PathExplanation const result = MadeChain({bareLeaf(), ca, bareCa("Root")}).explainStandard();
     EXPECT_EQ(result.code, static_cast<int>(PathCode::keyCertSignMissing));
     EXPECT_EQ(result.depth, 1u);
     ASSERT_EQ(result.facts.size(), 1u);
     EXPECT_EQ(result.facts[0].value, "crl-sign");
-    EXPECT_EQ(LinkedChain({leafLink(), ca}).code(), PathCode::keyCertSignMissing);
+    EXPECT_EQ(MadeChain({bareLeaf(), ca}).code(), PathCode::keyCertSignMissing);
 }
 
 TEST(StandardPath, PathLengthCountsCasThatAreNotSelfIssued) {
     auto const chain = [](unsigned char limit, std::vector<std::string> const& names) {
-        std::vector<Link> links = {leafLink()};
+        std::vector<MadeCertificate> links = {bareLeaf()};
         for (std::string const& name : names)
-            links.push_back(caLink(name));
-        links.push_back(caLink("Limited").withPathLength(limit));
-        links.push_back(caLink("Root"));
-        return LinkedChain(links).code();
+            links.push_back(bareCa(name));
+        links.push_back(bareCa("Limited").withPathLength(limit));
+        links.push_back(bareCa("Root"));
+        return MadeChain(links).code();
     };
     EXPECT_EQ(chain(0, {}), PathCode::valid);
     EXPECT_EQ(chain(0, {"A"}), PathCode::pathTooLong);
@@ -182,19 +182,19 @@ TEST(StandardPath, PathLengthCountsCasThatAreNotSelfIssued) {
     EXPECT_EQ(chain(1, {"A", "B"}), PathCode::pathTooLong);
     EXPECT_EQ(chain(1, {"A", "A"}), PathCode::valid);
     EXPECT_EQ(chain(0, {"Limited"}), PathCode::valid);
-    EXPECT_EQ(LinkedChain({leafLink(), caLink("A"), caLink("Root").withPathLength(0)}).code(),
+    EXPECT_EQ(MadeChain({bareLeaf(), bareCa("A"), bareCa("Root").withPathLength(0)}).code(),
               PathCode::pathTooLong);
     // The leaf is no intermediate, and its own length binds nobody.
     EXPECT_EQ(
-        LinkedChain({caLink("Leaf").withPathLength(0), caLink("A").withPathLength(0), caLink("Root")}).code(),
+        MadeChain({bareCa("Leaf").withPathLength(0), bareCa("A").withPathLength(0), bareCa("Root")}).code(),
         PathCode::valid);
 }
 
 TEST(StandardPath, LongAndNegativePathLengths) {
     auto const limited = [](der::Bytes const& number) {
-        Link ca = caLink("A");
+        MadeCertificate ca = bareCa("A");
         ca.with("2.5.29.19", der::sequence(der::boolean(true), der::integer(number)), true);
-        return LinkedChain({leafLink(), ca, caLink("Root")}).code();
+        return MadeChain({bareLeaf(), ca, bareCa("Root")}).code();
     };
     EXPECT_EQ(limited({1, 0, 0, 0, 0, 0}), PathCode::valid);
     EXPECT_EQ(limited({0x80}), PathCode::malformedExtension);
@@ -203,7 +203,7 @@ TEST(StandardPath, LongAndNegativePathLengths) {
 // Dates, signatures, extensions.
 
 TEST(StandardPath, DatesOfEveryCertificate) {
-    LinkedChain const made({leafLink(), caLink("Root")});
+    MadeChain const made({bareLeaf(), bareCa("Root")});
     PathOptions options;
     options.rules = PathRules::rfc5280;
     auto const at = [&](std::int64_t seconds) {
@@ -218,33 +218,33 @@ TEST(StandardPath, DatesOfEveryCertificate) {
 }
 
 TEST(StandardPath, BadSignatureIsToldBeforeWhatItSigns) {
-    Link leaf = leafLink();
+    MadeCertificate leaf = bareLeaf();
     leaf.with("1.2.3.4", der::null(), true);
-    leaf.sign = [](PrivateKey const&, der::Bytes const&) { return der::Bytes(64, 1); };
-    EXPECT_EQ(LinkedChain({leaf, caLink("Root")}).code(), PathCode::badSignature);
+    leaf.signIn = [](PrivateKey const&, der::Bytes const&) { return der::Bytes(64, 1); };
+    EXPECT_EQ(MadeChain({leaf, bareCa("Root")}).code(), PathCode::badSignature);
 }
 
 TEST(StandardPath, UnknownCriticalExtensions) {
-    Link leaf = leafLink(), root = caLink("Root");
+    MadeCertificate leaf = bareLeaf(), root = bareCa("Root");
     leaf.with("1.2.3.4", der::null());
-    EXPECT_EQ(LinkedChain({leaf, root}).code(), PathCode::valid);
+    EXPECT_EQ(MadeChain({leaf, root}).code(), PathCode::valid);
     leaf.with("1.2.3.4", der::null(), true);
-    PathExplanation const result = LinkedChain({leaf, root}).explain();
+    PathExplanation const result = MadeChain({leaf, root}).explainStandard();
     EXPECT_EQ(result.code, static_cast<int>(PathCode::unknownCriticalExtension));
     ASSERT_EQ(result.facts.size(), 1u);
     EXPECT_EQ(result.facts[0].value, "1.2.3.4");
     root.with("1.2.3.4", der::null(), true);
-    EXPECT_EQ(LinkedChain({leafLink(), root}).code(), PathCode::unknownCriticalExtension);
+    EXPECT_EQ(MadeChain({bareLeaf(), root}).code(), PathCode::unknownCriticalExtension);
     // What nobody processes is unknown as well.
-    Link told = leafLink();
+    MadeCertificate told = bareLeaf();
     told.with("1.3.6.1.5.5.7.1.1",
               der::sequence(der::sequence(der::oid("1.3.6.1.5.5.7.48.1"), der::implicit(6, "http://a.test"))),
               true);
-    EXPECT_EQ(LinkedChain({told, caLink("Root")}).code(), PathCode::unknownCriticalExtension);
-    Link pointed = leafLink();
+    EXPECT_EQ(MadeChain({told, bareCa("Root")}).code(), PathCode::unknownCriticalExtension);
+    MadeCertificate pointed = bareLeaf();
     pointed.with("2.5.29.31",
                  der::sequence(der::sequence(der::context(0, der::context(0, der::implicit(6, "u"))))), true);
-    EXPECT_EQ(LinkedChain({pointed, caLink("Root")}).code(), PathCode::valid);
+    EXPECT_EQ(MadeChain({pointed, bareCa("Root")}).code(), PathCode::valid);
 }
 
 TEST(StandardPath, MalformedExtensionsAreRefusedWithTheirPlace) {
@@ -273,9 +273,9 @@ TEST(StandardPath, MalformedExtensionsAreRefusedWithTheirPlace) {
         {"2.5.29.46", der::null(), "extension 1 (freshestCrl)"},
     };
     for (auto const& row : rows) {
-        Link leaf = leafLink();
+        MadeCertificate leaf = bareLeaf();
         leaf.with(row.oid, row.value);
-        PathExplanation const result = LinkedChain({leaf, caLink("Root")}).explain();
+        PathExplanation const result = MadeChain({leaf, bareCa("Root")}).explainStandard();
         EXPECT_EQ(result.code, static_cast<int>(PathCode::malformedExtension)) << row.place;
         ASSERT_GE(result.facts.size(), 2u) << row.place;
         EXPECT_EQ(result.facts[0].value, row.place);
@@ -297,26 +297,26 @@ PathOptions forPurpose(PathPurpose purpose) {
 TEST(StandardPath, PurposeHoldsAlongTheChain) {
     PathOptions const server = forPurpose(PathPurpose::tlsServer);
     auto const with = [&](size_t place, std::vector<std::string> const& purposes) {
-        std::vector<Link> links = {leafLink(), caLink("CA"), caLink("Root")};
+        std::vector<MadeCertificate> links = {bareLeaf(), bareCa("CA"), bareCa("Root")};
         links[place].withPurposes(purposes);
         return links;
     };
     for (size_t place = 0; place < 3; place++) {
-        EXPECT_EQ(LinkedChain(with(place, {serverAuth})).code(server), PathCode::valid);
-        EXPECT_EQ(LinkedChain(with(place, {clientAuth, anyPurpose})).code(server), PathCode::valid);
-        PathExplanation const result = LinkedChain(with(place, {clientAuth})).explain(server);
+        EXPECT_EQ(MadeChain(with(place, {serverAuth})).code(server), PathCode::valid);
+        EXPECT_EQ(MadeChain(with(place, {clientAuth, anyPurpose})).code(server), PathCode::valid);
+        PathExplanation const result = MadeChain(with(place, {clientAuth})).explainStandard(server);
         EXPECT_EQ(result.code, static_cast<int>(PathCode::purposeMismatch));
         EXPECT_EQ(result.depth, place);
-        EXPECT_EQ(LinkedChain(with(place, {clientAuth})).code(),
+        EXPECT_EQ(MadeChain(with(place, {clientAuth})).code(),
                   PathCode::valid); // No purpose was asked for.
     }
 }
 
 TEST(StandardPath, IdentityAsksForAPurpose) {
-    Link leaf = leafLink();
+    MadeCertificate leaf = bareLeaf();
     leaf.withPurposes({emailProtection});
     leaf.with("2.5.29.17", der::sequence(der::implicit(2, "a.test"), der::implicit(1, "ann@a.test")));
-    LinkedChain const made({leaf, caLink("Root")});
+    MadeChain const made({leaf, bareCa("Root")});
     PathOptions options;
     options.email = "ann@A.test";
     EXPECT_EQ(made.code(options), PathCode::valid);
@@ -326,7 +326,7 @@ TEST(StandardPath, IdentityAsksForAPurpose) {
     EXPECT_EQ(made.code(options), PathCode::valid);
     options.hostName = "b.test";
     options.email = {};
-    PathExplanation const result = made.explain(options);
+    PathExplanation const result = made.explainStandard(options);
     EXPECT_EQ(result.code, static_cast<int>(PathCode::identityMismatch));
     ASSERT_EQ(result.facts.size(), 3u);
     EXPECT_EQ(result.facts[0].value, "b.test");
@@ -335,20 +335,20 @@ TEST(StandardPath, IdentityAsksForAPurpose) {
 TEST(StandardPath, TimeStampingStandsAloneAndCritical) {
     PathOptions const asked = forPurpose(PathPurpose::timeStamping);
     auto const leaf = [&](std::vector<std::string> const& purposes, bool critical) {
-        return LinkedChain({leafLink().withPurposes(purposes, critical), caLink("Root")}).code(asked);
+        return MadeChain({bareLeaf().withPurposes(purposes, critical), bareCa("Root")}).code(asked);
     };
     EXPECT_EQ(leaf({timeStamping}, true), PathCode::valid);
     EXPECT_EQ(leaf({timeStamping}, false), PathCode::purposeMismatch);
     EXPECT_EQ(leaf({timeStamping, clientAuth}, true), PathCode::purposeMismatch);
     EXPECT_EQ(leaf({anyPurpose}, true), PathCode::purposeMismatch);
-    EXPECT_EQ(LinkedChain({leafLink(), caLink("Root")}).code(asked), PathCode::purposeMismatch);
+    EXPECT_EQ(MadeChain({bareLeaf(), bareCa("Root")}).code(asked), PathCode::purposeMismatch);
 }
 
 TEST(StandardPath, KeyUsageOfTheLeafServesThePurpose) {
     auto const leaf = [](unsigned char bits, PathPurpose purpose) {
-        Link link = leafLink();
+        MadeCertificate link = bareLeaf();
         link.with("2.5.29.15", der::bitString({bits}));
-        return LinkedChain({link, caLink("Root")}).code(forPurpose(purpose));
+        return MadeChain({link, bareCa("Root")}).code(forPurpose(purpose));
     };
     EXPECT_EQ(leaf(0x80, PathPurpose::tlsServer), PathCode::valid);
     EXPECT_EQ(leaf(0x20, PathPurpose::tlsServer), PathCode::valid);
@@ -360,40 +360,40 @@ TEST(StandardPath, KeyUsageOfTheLeafServesThePurpose) {
 // Several sets of rules.
 
 TEST(StandardPath, FirstSetOfRulesThatRefusesIsTold) {
-    Link leaf = leafLink();
+    MadeCertificate leaf = bareLeaf();
     leaf.with("2.5.29.17", der::sequence(der::implicit(2, "a.test")));
-    LinkedChain const made({leaf, caLink("Root").withPathLength(0)});
+    MadeChain const made({leaf, bareCa("Root").withPathLength(0)});
     PathOptions options;
     options.rules = PathRules::platform | PathRules::rfc5280;
-    EXPECT_EQ(made.explain(options).code, 0);
-    EXPECT_EQ(made.explain(options).rules, unsigned{PathRules::platform});
+    EXPECT_EQ(made.explainStandard(options).code, 0);
+    EXPECT_EQ(made.explainStandard(options).rules, unsigned{PathRules::platform});
 
-    LinkedChain const tooLong({leaf, caLink("CA"), caLink("Root").withPathLength(0)});
+    MadeChain const tooLong({leaf, bareCa("CA"), bareCa("Root").withPathLength(0)});
     EXPECT_EQ(tooLong.code(options), PathCode::pathTooLong);
-    EXPECT_EQ(tooLong.explain(options).rules, unsigned{PathRules::rfc5280});
+    EXPECT_EQ(tooLong.explainStandard(options).rules, unsigned{PathRules::rfc5280});
     options.rules = PathRules::strict;
     EXPECT_EQ(tooLong.code(options), PathCode::pathTooLong);
-    EXPECT_EQ(tooLong.explain(options).rules, unsigned{PathRules::strict});
+    EXPECT_EQ(tooLong.explainStandard(options).rules, unsigned{PathRules::strict});
 
     options.rules = PathRules::platform | PathRules::rfc5280 | PathRules::strict;
     options.hostName = "b.test";
     EXPECT_EQ(tooLong.code(options), PathCode::identityMismatch);
-    EXPECT_EQ(tooLong.explain(options).rules, unsigned{PathRules::platform});
+    EXPECT_EQ(tooLong.explainStandard(options).rules, unsigned{PathRules::platform});
 
     PathOptions strict;
     strict.rules = PathRules::rfc5280 | PathRules::strict;
-    EXPECT_NE(made.explain(strict).code, 0); // Its leaf does not say what it is for.
-    EXPECT_EQ(made.explain(strict).rules, unsigned{PathRules::strict});
+    EXPECT_NE(made.explainStandard(strict).code, 0); // Its leaf does not say what it is for.
+    EXPECT_EQ(made.explainStandard(strict).rules, unsigned{PathRules::strict});
 }
 
 TEST(StandardPath, MissingCrlIsRefusedOnceItIsAskedFor) {
-    LinkedChain const made({leafLink(), caLink("CA"), caLink("Root")});
+    MadeChain const made({bareLeaf(), bareCa("CA"), bareCa("Root")});
     PathOptions options;
     options.checkCrls = true;
     EXPECT_EQ(made.code(options), PathCode::crlMissing);
     options.checkLeafCrlOnly = true;
-    EXPECT_EQ(made.explain(options).depth, 0u);
-    EXPECT_EQ(LinkedChain({leafLink()}).code(options), PathCode::valid); // Anchors are trusted as they are.
+    EXPECT_EQ(made.explainStandard(options).depth, 0u);
+    EXPECT_EQ(MadeChain({bareLeaf()}).code(options), PathCode::valid); // Anchors are trusted as they are.
 }
 
 // RSASSA-PSS.
@@ -446,21 +446,19 @@ der::Bytes pssAlgorithm(HashID hash, HashID maskHash, der::Bytes const& salt, de
 /// A leaf under a root with an RSA key.
 template <auto signer>
 PathCode pssChain(der::Bytes const& algorithm, unsigned rules = PathRules::rfc5280) {
-    Link leaf = leafLink(), root = caLink("Root");
+    MadeCertificate leaf = bareLeaf(), root = bareCa("Root");
     leaf.algorithm = algorithm;
-    leaf.sign = [](PrivateKey const& key, der::Bytes const& tbs) {
+    leaf.signIn = [](PrivateKey const& key, der::Bytes const& tbs) {
         return signer().sign(dynamic_cast<RsaPrivateKey const&>(key), tbs);
     };
     root.key = &rsaKey();
     root.algorithm = der::algorithm("1.2.840.113549.1.1.11", der::null());
-    root.sign = [](PrivateKey const& key, der::Bytes const& tbs) {
+    root.signIn = [](PrivateKey const& key, der::Bytes const& tbs) {
         return signMessage(key, HashID::SHA256, tbs);
     };
-    LinkedChain const made({leaf, root});
     PathOptions options;
-    options.now = test::storyTime;
     options.rules = rules;
-    return static_cast<PathCode>(x509ExplainPath(made.chain, made.store, options).code);
+    return static_cast<PathCode>(MadeChain({leaf, root}).explain(options).code);
 }
 
 template <HashID hash, size_t salt>

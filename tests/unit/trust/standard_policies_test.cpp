@@ -1,4 +1,6 @@
-#include "standard_chain.h"
+#include "made_chain.h"
+
+#include "sealkit/oid_names.h"
 
 #include <gtest/gtest.h>
 #include <set>
@@ -6,10 +8,10 @@
 namespace TEST_FILE {
 
 namespace der = test::der;
-using test::caLink;
-using test::leafLink;
-using test::Link;
-using test::LinkedChain;
+using test::bareCa;
+using test::bareLeaf;
+using test::MadeCertificate;
+using test::MadeChain;
 
 constexpr char gold[] = "1.2.3.1", silver[] = "1.2.3.2", bronze[] = "1.2.3.3", anyPolicy[] = "2.5.29.32.0";
 
@@ -22,8 +24,8 @@ PathOptions asking(std::vector<std::string> const& policies, bool require = true
 }
 
 /// The policies that the chain is valid for; the name of the result where it is not.
-std::set<std::string> policiesOf(std::vector<Link> const& links, PathOptions const& options) {
-    PathExplanation const result = LinkedChain(links).explain(options);
+std::set<std::string> policiesOf(std::vector<MadeCertificate> const& links, PathOptions const& options) {
+    PathExplanation const result = MadeChain(links).explainStandard(options);
     if (result.code != 0)
         return {findPathCode(result.code)->name};
     std::set<std::string> policies;
@@ -43,8 +45,8 @@ der::Bytes constraints(unsigned char requireExplicit, unsigned char inhibitMappi
 }
 
 TEST(StandardPolicies, IntersectAlongTheChain) {
-    std::vector<Link> const links = {leafLink().withPolicies({gold, silver}),
-                                     caLink("CA").withPolicies({gold, bronze}), caLink("Root")};
+    std::vector<MadeCertificate> const links = {bareLeaf().withPolicies({gold, silver}),
+                                                bareCa("CA").withPolicies({gold, bronze}), bareCa("Root")};
     EXPECT_EQ(policiesOf(links, {}), Policies({gold}));
     EXPECT_EQ(policiesOf(links, asking({})), Policies({gold}));
     EXPECT_EQ(policiesOf(links, asking({gold})), Policies({gold}));
@@ -54,15 +56,16 @@ TEST(StandardPolicies, IntersectAlongTheChain) {
 }
 
 TEST(StandardPolicies, ChainWithoutPoliciesIsValidForNone) {
-    std::vector<Link> const links = {leafLink().withPolicies({gold}), caLink("CA"), caLink("Root")};
+    std::vector<MadeCertificate> const links = {bareLeaf().withPolicies({gold}), bareCa("CA"),
+                                                bareCa("Root")};
     EXPECT_EQ(policiesOf(links, {}), Policies());
     EXPECT_EQ(policiesOf(links, asking({})), refused);
-    EXPECT_EQ(LinkedChain(links).explain(asking({})).depth, 1u);
+    EXPECT_EQ(MadeChain(links).explainStandard(asking({})).depth, 1u);
 }
 
 TEST(StandardPolicies, AnyPolicyStandsForEvery) {
-    std::vector<Link> links = {leafLink().withPolicies({gold}), caLink("CA").withPolicies({anyPolicy}),
-                               caLink("Root")};
+    std::vector<MadeCertificate> links = {bareLeaf().withPolicies({gold}),
+                                          bareCa("CA").withPolicies({anyPolicy}), bareCa("Root")};
     EXPECT_EQ(policiesOf(links, asking({})), Policies({gold}));
     links[0].withPolicies({anyPolicy});
     EXPECT_EQ(policiesOf(links, asking({})), Policies({anyPolicy}));
@@ -76,9 +79,9 @@ TEST(StandardPolicies, AnyPolicyStandsForEvery) {
 
 TEST(StandardPolicies, AnyPolicyIsInhibitedBelow) {
     auto const chain = [](unsigned char skip, std::string const& middle) {
-        return std::vector<Link>{
-            leafLink().withPolicies({anyPolicy}), caLink(middle).withPolicies({anyPolicy}),
-            caLink("CA").withPolicies({gold}).with("2.5.29.54", der::integer(skip)), caLink("Root")};
+        return std::vector<MadeCertificate>{
+            bareLeaf().withPolicies({anyPolicy}), bareCa(middle).withPolicies({anyPolicy}),
+            bareCa("CA").withPolicies({gold}).with("2.5.29.54", der::integer(skip)), bareCa("Root")};
     };
     EXPECT_EQ(policiesOf(chain(0, "Sub"), asking({})), refused);
     EXPECT_EQ(policiesOf(chain(1, "Sub"), asking({})), refused);
@@ -89,8 +92,9 @@ TEST(StandardPolicies, AnyPolicyIsInhibitedBelow) {
 }
 
 TEST(StandardPolicies, MappedPoliciesAreToldInTermsOfTheAnchor) {
-    std::vector<Link> links = {leafLink().withPolicies({silver}),
-                               caLink("CA").withPolicies({gold}).withMapping(gold, silver), caLink("Root")};
+    std::vector<MadeCertificate> links = {bareLeaf().withPolicies({silver}),
+                                          bareCa("CA").withPolicies({gold}).withMapping(gold, silver),
+                                          bareCa("Root")};
     EXPECT_EQ(policiesOf(links, asking({})), Policies({gold}));
     EXPECT_EQ(policiesOf(links, asking({silver})), refused);
     PathOptions inhibited = asking({});
@@ -108,9 +112,9 @@ TEST(StandardPolicies, MappedPoliciesAreToldInTermsOfTheAnchor) {
 
 TEST(StandardPolicies, MappingIsInhibitedBelow) {
     auto const chain = [](unsigned char skip) {
-        return std::vector<Link>{
-            leafLink().withPolicies({silver}), caLink("Sub").withPolicies({gold}).withMapping(gold, silver),
-            caLink("CA").withPolicies({gold}).with("2.5.29.36", constraints(255, skip)), caLink("Root")};
+        return std::vector<MadeCertificate>{
+            bareLeaf().withPolicies({silver}), bareCa("Sub").withPolicies({gold}).withMapping(gold, silver),
+            bareCa("CA").withPolicies({gold}).with("2.5.29.36", constraints(255, skip)), bareCa("Root")};
     };
     EXPECT_EQ(policiesOf(chain(0), asking({})), refused);
     EXPECT_EQ(policiesOf(chain(1), asking({})), Policies({gold}));
@@ -118,17 +122,17 @@ TEST(StandardPolicies, MappingIsInhibitedBelow) {
 
 TEST(StandardPolicies, AnyPolicyIsNotMapped) {
     for (auto const& [from, to] : {std::pair(anyPolicy, gold), std::pair(gold, anyPolicy)}) {
-        std::vector<Link> const links = {leafLink().withPolicies({gold}),
-                                         caLink("CA").withPolicies({gold}).withMapping(from, to),
-                                         caLink("Root")};
+        std::vector<MadeCertificate> const links = {bareLeaf().withPolicies({gold}),
+                                                    bareCa("CA").withPolicies({gold}).withMapping(from, to),
+                                                    bareCa("Root")};
         EXPECT_EQ(policiesOf(links, {}), Policies({"invalid-policy-mapping"}));
     }
 }
 
 TEST(StandardPolicies, CertificatesRequireOne) {
     auto const chain = [](unsigned char skip, size_t place, std::vector<std::string> const& leafPolicies) {
-        std::vector<Link> links = {leafLink(), caLink("Sub").withPolicies({gold}),
-                                   caLink("CA").withPolicies({gold}), caLink("Root")};
+        std::vector<MadeCertificate> links = {bareLeaf(), bareCa("Sub").withPolicies({gold}),
+                                              bareCa("CA").withPolicies({gold}), bareCa("Root")};
         if (!leafPolicies.empty())
             links[0].withPolicies(leafPolicies);
         links[place].with("2.5.29.36", constraints(skip, 255));
@@ -150,20 +154,20 @@ TEST(StandardPolicies, QualifiersArePassedThrough) {
     auto const policy = [](der::Bytes const& qualifier) {
         return der::sequence(der::sequence(der::oid(gold), der::sequence(qualifier)));
     };
-    Link leaf = leafLink(), ca = caLink("CA");
+    MadeCertificate leaf = bareLeaf(), ca = bareCa("CA");
     leaf.with("2.5.29.32", policy(pointer));
     ca.with("2.5.29.32", policy(notice));
-    PathExplanation const result = LinkedChain({leaf, ca, caLink("Root")}).explain();
+    PathExplanation const result = MadeChain({leaf, ca, bareCa("Root")}).explainStandard();
     ASSERT_EQ(result.policies.size(), 1u);
     EXPECT_EQ(result.policies[0].qualifiers, der::sequence(notice, pointer));
     ca.with("2.5.29.32", policy(pointer));
-    EXPECT_EQ(LinkedChain({leaf, ca, caLink("Root")}).explain().policies.at(0).qualifiers,
+    EXPECT_EQ(MadeChain({leaf, ca, bareCa("Root")}).explainStandard().policies.at(0).qualifiers,
               der::sequence(pointer));
 }
 
 TEST(StandardPolicies, LeafThatIsItsOwnAnchorIsAsked) {
-    EXPECT_EQ(policiesOf({leafLink()}, asking({})), refused);
-    EXPECT_EQ(policiesOf({leafLink().withPolicies({gold})}, asking({})), Policies({gold}));
+    EXPECT_EQ(policiesOf({bareLeaf()}, asking({})), refused);
+    EXPECT_EQ(policiesOf({bareLeaf().withPolicies({gold})}, asking({})), Policies({gold}));
 }
 
 /// Many policies that are mapped to as many others in each certificate make a graph, not a tree.
@@ -175,12 +179,12 @@ TEST(StandardPolicies, MappingsDoNotMultiply) {
     for (std::string const& from : policies)
         for (std::string const& to : policies)
             mappings = der::join({mappings, der::sequence(der::oid(from), der::oid(to))});
-    std::vector<Link> links = {leafLink().withPolicies(policies)};
+    std::vector<MadeCertificate> links = {bareLeaf().withPolicies(policies)};
     for (int i = 0; i < 12; i++)
-        links.push_back(caLink("CA " + std::to_string(i))
+        links.push_back(bareCa("CA " + std::to_string(i))
                             .withPolicies(policies)
                             .with("2.5.29.33", der::sequence(mappings)));
-    links.push_back(caLink("Root"));
+    links.push_back(bareCa("Root"));
     EXPECT_EQ(policiesOf(links, asking({})), Policies(policies.begin(), policies.end()));
 }
 
