@@ -35,9 +35,9 @@ _sealkit() {
     'sealkit cert renew') words='--ca --old-ca --chain -k --key -a --algorithm --password-file --password --request --public-key --days --from --to --backdate --serial --register -o --output --der --force --json -h --help' ;;
     'sealkit ca') words='list revoke release add -h --help' ;;
     'sealkit ca list') words='--register --expiring --valid --revoked --at --json -h --help' ;;
-    'sealkit ca revoke') words='--register --reason --at -h --help' ;;
-    'sealkit ca release') words='--register -h --help' ;;
-    'sealkit ca add') words='--register --ca -h --help' ;;
+    'sealkit ca revoke') words='--register --json --reason --at -h --help' ;;
+    'sealkit ca release') words='--register --json -h --help' ;;
+    'sealkit ca add') words='--register --ca --json -h --help' ;;
     'sealkit crl') words='new -h --help' ;;
     'sealkit crl new') words='--ca -k --key -a --algorithm --password-file --password --previous --register --revoke --release --number --days --from --next-update -o --output --der --force --json -h --help' ;;
     'sealkit cms') words='sign check certificates encrypt decrypt -h --help' ;;

@@ -2,6 +2,7 @@
 import datetime
 import fcntl
 import json
+import os
 import re
 import shutil
 import subprocess
@@ -137,6 +138,55 @@ class RegisterTest(ProgramTest):
         # What the owner writes beside it, or what he adds by hand, is his own.
         file.write_text("revoked: 2026-01-02T03:04:05Z superseded\nnote: moved\n" + whole)
         self.assertIn("Superseded", self.crl("damaged"))
+
+    def test_it_is_the_register_of_one_ca(self):
+        self.issue("one", "51")
+        self.make("key", "new", "ed25519", "-o", "other.key")
+        self.make("cert", "self-sign", "-k", "other.key", "--subject", "/CN=other", "-o", "other.pem")
+        foreign = ["cert", "issue", "--ca", "other.pem", "-k", "other.key", "--profile", "client", "--public-key", "host.pub", "--subject", "/CN=a", "--serial", "51"]
+        self.assertIn("is the register of another CA: <CN=root>", self.expect(2, *foreign[:-1], "52", "--register", "one", "-o", "foreign-52.pem").err)
+        self.assertFalse((self.dir / "foreign-52.pem").exists())
+        self.assertEqual(self.files("one"), ["51.pem", "lock"])
+        # A certificate with the number of another revokes nothing.
+        self.make(*foreign, "-o", "foreign-51.pem")
+        self.assertIn("is not the certificate that the register has", self.expect(2, "ca", "revoke", "--register", "one", "foreign-51.pem").err)
+        self.assertEqual(self.states("one"), [("51", "valid")])
+        revoked = self.expect(0, "ca", "revoke", "--json", "--register", "one", "-", stdin=(self.dir / "one-51.pem").read_bytes()).json
+        self.assertEqual((revoked["certificate"]["serialNumber"], revoked["certificate"]["state"]), ("51", "revoked"))
+
+    def test_changes_in_json(self):
+        self.issue("json", "61")
+        held = self.expect(0, "ca", "revoke", "--json", "--register", "json", "61", "--reason", "certificateHold").json["certificate"]
+        self.assertEqual((held["state"], held["reason"]), ("on hold", "certificateHold"))
+        self.assertEqual(self.expect(0, "ca", "release", "--json", "--register", "json", "61").json["certificate"]["state"], "valid")
+        self.assertIn("is not on hold", self.expect(3, "ca", "release", "--json", "--register", "json", "61").err)
+        # What is there already is left as it is: an addition that was ended early can be repeated.
+        added = self.expect(0, "ca", "add", "--json", "--register", "json", "--ca", "ca.pem", "json-61.pem", "ca.pem").json
+        self.assertEqual([row["state"] for row in added["certificates"]], ["valid", "valid"])
+        self.assertEqual(added["notes"], ["<CN=a> is in the register already"])
+        self.assertEqual(len(self.list("json")), 2)
+        self.assertEqual(self.expect(2, "ca", "revoke", "--json", "--register", "json", "62").json["verdict"], "UNREADABLE")
+
+    def test_the_folder_may_have_the_output_too(self):
+        self.issue("shared", "71")
+        self.make(*self.issuing, "--subject", "/CN=a", "--register", "shared", "--serial", "72", "-o", "shared/copy")
+        self.assertEqual((self.dir / "shared/copy").read_bytes(), openssl("x509", "-in", self.dir / "shared/72.pem"))
+        self.make("crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "shared", "-o", "shared/first.crl")
+        self.assertEqual(self.files("shared"), ["71.pem", "72.pem", "copy", "crl-number", "first.crl", "lock"])
+
+    def test_nothing_but_files_is_read(self):
+        self.issue("pipes", "81")
+        folder = self.dir / "pipes"
+        for name in ("82.pem", "crl-number"):
+            for make in (os.mkfifo, os.mkdir, lambda path: os.symlink(self.dir / "pipes-81.pem", path)):
+                make(folder / name)
+                result = self.expect(2, "crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "pipes", "-o", "none.crl")
+                self.assertIn(f"pipes/{name}: is no regular file", result.err)
+                (folder / name).rmdir() if (folder / name).is_dir() else (folder / name).unlink()
+        (folder / "lock").unlink()
+        os.symlink(self.dir / "elsewhere", folder / "lock")
+        self.expect(2, *self.issuing, "--subject", "/CN=a", "--register", "pipes", "-o", "none.pem")
+        self.assertFalse((self.dir / "elsewhere").exists())
 
     def start(self, *arguments):
         return subprocess.Popen([*PROGRAM, *map(str, arguments)], cwd=self.dir, env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,

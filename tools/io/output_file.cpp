@@ -77,10 +77,10 @@ void keepInSignal(std::string const& path) {
 }
 
 /// A name that nobody can foresee, in the folder of `path`.
-std::string temporaryBeside(std::string const& path) {
+std::string temporaryBeside(std::string const& path, std::string_view prefix) {
     unsigned char random[8];
     getDefaultRng().fill(random, sizeof random);
-    std::string name = path.substr(0, path.rfind('/') + 1) + OutputFile::temporaryPrefix;
+    std::string name = path.substr(0, path.rfind('/') + 1).append(prefix);
     for (unsigned char byte : random) {
         char digits[3];
         std::snprintf(digits, sizeof digits, "%02x", byte);
@@ -137,7 +137,7 @@ bool OutputFile::complain(int error) const {
     return false;
 }
 
-bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere) {
+bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere, std::string_view prefix) {
     if (path.empty() || path == "-") {
         name = "standard output";
         descriptor = STDOUT_FILENO;
@@ -169,7 +169,7 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
     if (exists && existing == Existing::keep)
         return complain(EEXIST);
 
-    std::string const candidate = temporaryBeside(target);
+    std::string const candidate = temporaryBeside(target, prefix);
     if (candidate.size() >= sizeof(Path))
         return complain(ENAMETOOLONG);
     BlockSignals const blocked;

@@ -5,6 +5,7 @@
 
 #include <span>
 #include <string>
+#include <string_view>
 
 /// A file that appears whole or not at all, or standard output.
 ///
@@ -15,8 +16,8 @@ class OutputFile {
 public:
     /// How many a process may have at a time.
     static constexpr size_t maxOpen = 2;
-    /// What the names of files begin with that are not in their place yet.
-    static constexpr char temporaryPrefix[] = ".sealkit-";
+    /// What the names of files begin with that are not in their place yet, unless told otherwise.
+    static constexpr std::string_view temporaryPrefix = ".sealkit-";
 
     /// What may be done where the file exists.
     enum class Existing { keep, replace };
@@ -30,7 +31,8 @@ public:
     /// what the umask takes away: 0600 for secrets. A file that is replaced keeps its mode and its owner,
     /// but for secrets, which come to a file of that mode and of the user's own: what was there may have
     /// been laid out for them. Complains and returns false.
-    bool open(std::string const& path, mode_t mode, Existing existing);
+    bool open(std::string const& path, mode_t mode, Existing existing,
+              std::string_view prefix = temporaryPrefix);
 
     /// Complains and returns false.
     bool write(std::span<unsigned char const> bytes);

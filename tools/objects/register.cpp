@@ -29,6 +29,8 @@ namespace {
 constexpr char lockName[] = "lock";
 constexpr char crlNumberName[] = "crl-number";
 constexpr std::string_view suffix = ".pem";
+/// What the user writes to the same folder has another one: it may be in the making.
+constexpr std::string_view temporaryPrefix = ".register-";
 constexpr std::string_view revokedLabel = "revoked: ";
 
 std::string hexadecimal(asn1::blob serialNumber) {
@@ -77,8 +79,18 @@ std::optional<RevokedCertificate> parseRevocation(std::string_view text) {
 
 bool writeWhole(std::string const& path, std::string_view text, OutputFile::Existing existing) {
     OutputFile file;
-    return file.open(path, 0666, existing) &&
+    return file.open(path, 0666, existing, temporaryPrefix) &&
            file.write({reinterpret_cast<unsigned char const*>(text.data()), text.size()}) && file.commit();
+}
+
+/// The text of a regular file. Complains.
+std::optional<std::string> readRegular(std::string const& path) {
+    struct stat status;
+    if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        badInput(path + ": is no regular file");
+        return std::nullopt;
+    }
+    return readInput(path);
 }
 
 } // namespace
@@ -88,7 +100,9 @@ std::optional<Register> Register::open(std::string const& path, Missing missing)
         badInput(path + ": " + std::strerror(errno));
         return std::nullopt;
     }
-    int const flags = O_RDONLY | O_CLOEXEC | (missing == Missing::create ? O_CREAT : 0);
+    // A pipe in its place would be waited for.
+    int const flags =
+        O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | (missing == Missing::create ? O_CREAT : 0);
     int const lock = ::open((path + "/" + lockName).c_str(), flags, 0666);
     int result = lock;
     while (lock >= 0 && (result = flock(lock, LOCK_EX)) != 0 && errno == EINTR) {
@@ -109,7 +123,9 @@ std::optional<Register> Register::open(std::string const& path, Missing missing)
 }
 
 Register::Register(Register&& other) noexcept
-    : path(std::move(other.path)), lockDescriptor(std::exchange(other.lockDescriptor, -1)) {}
+    : path(std::move(other.path)),
+      issuer(std::move(other.issuer)),
+      lockDescriptor(std::exchange(other.lockDescriptor, -1)) {}
 
 Register::~Register() {
     if (lockDescriptor >= 0)
@@ -121,7 +137,7 @@ bool Register::removeLeftovers() const {
     std::error_code error;
     for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
          entry.increment(error))
-        if (entry->path().filename().string().starts_with(OutputFile::temporaryPrefix))
+        if (entry->path().filename().string().starts_with(temporaryPrefix))
             unlink(entry->path().c_str());
     if (error)
         badInput(path + ": " + error.message());
@@ -134,10 +150,31 @@ std::string Register::fileOf(asn1::blob serialNumber) const {
 
 bool Register::has(asn1::blob serialNumber) const { return access(fileOf(serialNumber).c_str(), F_OK) == 0; }
 
+/// Sets the issuer to that of the certificates that are there, where there are any. Complains.
+bool Register::readIssuer() {
+    auto const files = listFiles();
+    if (!files || files->empty())
+        return files.has_value();
+    auto const entry = readFile(files->front());
+    if (!entry)
+        return false;
+    asn1::blob const found = entry->certificate->issuerBytes();
+    issuer.assign(found.begin(), found.end());
+    return true;
+}
+
 int Register::add(X509Certificate const& certificate) {
     if (has(certificate.serialNumber))
         return badInput(path + ": a certificate with the serial number " +
                         hexadecimal(certificate.serialNumber) + " was already issued");
+    if (issuer.empty() && !readIssuer())
+        return exitBadInput;
+    asn1::blob const itsIssuer = certificate.issuerBytes();
+    if (issuer.empty())
+        issuer.assign(itsIssuer.begin(), itsIssuer.end());
+    if (itsIssuer != issuer)
+        return badInput(path + ": is the register of another CA: <" + terminal::printable(nameText(issuer)) +
+                        ">");
     RegisteredCertificate const entry{std::make_shared<X509Certificate>(certificate), std::nullopt};
     bool const isWritten =
         writeWhole(fileOf(certificate.serialNumber), describe(entry), OutputFile::Existing::keep);
@@ -152,7 +189,7 @@ int Register::update(RegisteredCertificate const& changed) {
 
 std::optional<RegisteredCertificate> Register::readFile(std::string const& name) const {
     std::string const file = path + "/" + name;
-    auto const text = readInput(file);
+    auto const text = readRegular(file);
     if (!text)
         return std::nullopt;
     RegisteredCertificate entry;
@@ -189,22 +226,32 @@ std::optional<RegisteredCertificate> Register::read(asn1::blob serialNumber) con
     return std::nullopt;
 }
 
-std::optional<std::vector<RegisteredCertificate>> Register::readAll() const {
-    std::vector<RegisteredCertificate> all;
+/// The names of the certificates' files.
+std::optional<std::vector<std::string>> Register::listFiles() const {
+    std::vector<std::string> names;
     std::error_code error;
     for (std::filesystem::directory_iterator file(path, error), end; !error && file != end;
          file.increment(error)) {
-        std::string const name = file->path().filename();
-        if (!name.ends_with(suffix) || name.starts_with('.'))
-            continue;
+        std::string name = file->path().filename();
+        if (name.ends_with(suffix) && !name.starts_with('.'))
+            names.push_back(std::move(name));
+    }
+    if (!error)
+        return names;
+    badInput(path + ": " + error.message());
+    return std::nullopt;
+}
+
+std::optional<std::vector<RegisteredCertificate>> Register::readAll() const {
+    auto const files = listFiles();
+    if (!files)
+        return std::nullopt;
+    std::vector<RegisteredCertificate> all;
+    for (std::string const& name : *files) {
         auto entry = readFile(name);
         if (!entry)
             return std::nullopt;
         all.push_back(std::move(*entry));
-    }
-    if (error) {
-        badInput(path + ": " + error.message());
-        return std::nullopt;
     }
     std::ranges::sort(all, [](RegisteredCertificate const& a, RegisteredCertificate const& b) {
         return std::pair(a.certificate->notAfter, a.certificate->serialNumber) <
@@ -217,7 +264,7 @@ std::optional<std::vector<unsigned char>> Register::takeCrlNumber() {
     std::string const file = path + "/" + crlNumberName;
     BigNum number;
     if (access(file.c_str(), F_OK) == 0) {
-        auto text = readInput(file);
+        auto text = readRegular(file);
         if (!text)
             return std::nullopt;
         while (text->ends_with('\n'))

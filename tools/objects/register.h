@@ -8,7 +8,8 @@
 ///
 /// SERIAL is the serial number in lowercase hexadecimal. Of the lines one counts, beside the certificate
 /// itself: "revoked: TIME [REASON]". Files are written elsewhere, brought to the disk, and given their names
-/// as a whole, so that a program that is killed leaves a register as it was before or after.
+/// as a whole, so that a program that is killed leaves a register as it was before or after. A register
+/// belongs to one CA. Symbolic links, pipes and devices in it are rejected.
 #pragma once
 
 #include "sealkit/crl.h"
@@ -40,7 +41,8 @@ public:
     Register& operator=(Register&&) = delete;
     ~Register();
 
-    /// Adds a certificate, which is on the disk then. Fails if one with its serial number is there.
+    /// Adds a certificate, which is on the disk then. Fails if one with its serial number is there, or one of
+    /// another issuer.
     int add(X509Certificate const& certificate);
 
     /// All certificates, by the end of their validity. Fails if a file cannot be read: nothing is left out.
@@ -63,8 +65,11 @@ private:
 
     std::string fileOf(asn1::blob serialNumber) const;
     std::optional<RegisteredCertificate> readFile(std::string const& name) const;
+    std::optional<std::vector<std::string>> listFiles() const;
     bool removeLeftovers() const;
+    bool readIssuer();
 
     std::string path;
+    std::vector<unsigned char> issuer; ///< Of the certificates, a whole encoding; empty until one is added.
     int lockDescriptor;
 };

@@ -8,13 +8,13 @@
 
 #include <unistd.h>
 
-std::optional<std::vector<unsigned char>> readRevoked(std::string const& what, asn1::blob issuer,
-                                                      int* status) {
+std::optional<RevocationTarget> readRevocationTarget(std::string const& what, asn1::blob issuer,
+                                                     int* status) {
     *status = exitWrongUsage;
-    bool const isFile = access(what.c_str(), R_OK) == 0;
+    bool const isFile = what == "-" || access(what.c_str(), R_OK) == 0;
     if (auto const number = parseSerialNumber(what)) {
         if (!isFile)
-            return number;
+            return RevocationTarget{*number, nullptr};
         wrongUsage("\"" + what + "\" may be a serial number or a file: write 0x" + what + " or ./" + what);
         return std::nullopt;
     }
@@ -30,7 +30,7 @@ std::optional<std::vector<unsigned char>> readRevoked(std::string const& what, a
         badInput(what + ": was issued by another CA");
         return std::nullopt;
     }
-    return certificate->serialNumber;
+    return RevocationTarget{certificate->serialNumber, std::make_shared<X509Certificate>(*certificate)};
 }
 
 std::optional<unsigned char> readReason(std::string const& name) {

@@ -2,16 +2,22 @@
 /// understand it.
 #pragma once
 
-#include "sealkit/blob.h"
+#include "sealkit/x509.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-/// The serial number of a certificate that is given as such, in hexadecimal, or by its file. Where `issuer`
-/// is not empty, the certificate must be that issuer's.
-std::optional<std::vector<unsigned char>> readRevoked(std::string const& what, asn1::blob issuer,
-                                                      int* status);
+/// What is to be revoked, or no longer.
+struct RevocationTarget {
+    std::vector<unsigned char> serialNumber;
+    std::shared_ptr<X509Certificate> certificate; ///< Null where the serial number alone was given.
+};
+
+/// Reads a serial number in hexadecimal, or the file of a certificate. Where `issuer` is not empty, the
+/// certificate must be that issuer's.
+std::optional<RevocationTarget> readRevocationTarget(std::string const& what, asn1::blob issuer, int* status);
 
 /// The code of a reason.
 std::optional<unsigned char> readReason(std::string const& name);

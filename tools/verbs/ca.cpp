@@ -131,11 +131,33 @@ int list(ListOptions const& options) {
 
 /// The entry of WHAT, a serial number or a file, of which `*status` says why it is missing.
 std::optional<RegisteredCertificate> find(Register const& issued, std::string const& what, int* status) {
-    auto const serialNumber = readRevoked(what, {}, status);
-    if (!serialNumber)
+    auto const target = readRevocationTarget(what, {}, status);
+    if (!target)
         return std::nullopt;
     *status = exitBadInput;
-    return issued.read(*serialNumber);
+    auto entry = issued.read(target->serialNumber);
+    if (entry && target->certificate && target->certificate->serialize() != entry->certificate->serialize()) {
+        badInput(what + ": is not the certificate that the register has under its serial number");
+        return std::nullopt;
+    }
+    return entry;
+}
+
+/// Changes the state of the certificate that WHAT names by `change`, which returns the exit status.
+template <typename Change>
+int changeState(RevokeOptions const& options, Change change) {
+    auto issued = Register::open(options.folder, Register::Missing::refuse);
+    if (!issued)
+        return exitBadInput;
+    int status = exitDone;
+    auto entry = find(*issued, options.what, &status);
+    if (!entry)
+        return status;
+    if (status = change(*entry); status != exitDone)
+        return status;
+    if (status = issued->update(*entry); status == exitDone && report::isJson())
+        report::set({{"certificate", toJson(*entry, currentTime())}});
+    return status;
 }
 
 int revoke(RevokeOptions const& options) {
@@ -155,40 +177,52 @@ int revoke(RevokeOptions const& options) {
             return exitWrongUsage;
         revocation.revocationDate = *time;
     }
-    auto issued = Register::open(options.folder, Register::Missing::refuse);
-    if (!issued)
-        return exitBadInput;
-    int status = exitDone;
-    auto entry = find(*issued, options.what, &status);
-    if (!entry)
-        return status;
-    if (entry->revocation && entry->revocation->reasonCode != certificateHold)
-        return wrongUsage("\"" + options.what + "\" is already revoked");
-    revocation.serialNumber = entry->certificate->serialNumber;
-    entry->revocation = revocation;
-    return issued->update(*entry);
+    return changeState(options, [&](RegisteredCertificate& entry) {
+        if (entry.revocation && entry.revocation->reasonCode != certificateHold)
+            return wrongUsage("\"" + options.what + "\" is already revoked");
+        revocation.serialNumber = entry.certificate->serialNumber;
+        entry.revocation = revocation;
+        return int{exitDone};
+    });
 }
 
 int release(RevokeOptions const& options) {
-    auto issued = Register::open(options.folder, Register::Missing::refuse);
-    if (!issued)
-        return exitBadInput;
-    int status = exitDone;
-    auto entry = find(*issued, options.what, &status);
-    if (!entry)
+    return changeState(options, [&](RegisteredCertificate& entry) {
+        if (!entry.revocation || entry.revocation->reasonCode != certificateHold)
+            return wrongUsage("\"" + options.what +
+                              "\" is not on hold: only certificates on hold can be released");
+        entry.revocation.reset();
+        return int{exitDone};
+    });
+}
+
+/// Adds a certificate, unless it is there: of a run that was ended early, the rest is added.
+int addOne(Register& issued, std::shared_ptr<X509Certificate> const& certificate,
+           nlohmann::ordered_json* rows) {
+    RegisteredCertificate entry{certificate, std::nullopt};
+    bool isKnown = false;
+    if (issued.has(certificate->serialNumber)) {
+        auto const there = issued.read(certificate->serialNumber);
+        if (!there)
+            return exitBadInput;
+        isKnown = there->certificate->serialize() == certificate->serialize();
+        if (isKnown)
+            entry = *there;
+    }
+    if (isKnown)
+        note("<" + nameFor(*certificate) + "> is in the register already");
+    else if (int const status = issued.add(*certificate); status != exitDone)
         return status;
-    if (!entry->revocation || entry->revocation->reasonCode != certificateHold)
-        return wrongUsage("\"" + options.what +
-                          "\" is not on hold: only certificates on hold can be released");
-    entry->revocation.reset();
-    return issued->update(*entry);
+    if (report::isJson())
+        rows->push_back(toJson(entry, currentTime()));
+    return exitDone;
 }
 
 int add(AddOptions const& options) {
     auto const authority = readCertificate(options.authority, FormRules::standard);
     if (!authority)
         return exitBadInput;
-    auto const key = authority->parsePublicKey();
+    auto const key = authority->parsePublicKey(nullptr);
     if (!key)
         return badInput(options.authority + ": its key is of an unknown kind");
     CertificateChain certificates;
@@ -204,14 +238,27 @@ int add(AddOptions const& options) {
     auto issued = Register::open(options.folder, Register::Missing::create);
     if (!issued)
         return exitBadInput;
+    auto rows = nlohmann::ordered_json::array();
     for (auto const& certificate : certificates)
-        if (int const status = issued->add(*certificate); status != exitDone)
+        if (int const status = addOne(*issued, certificate, &rows); status != exitDone)
             return status;
+    if (report::isJson())
+        report::set({{"certificates", std::move(rows)}});
     return exitDone;
 }
 
 void addFolder(CommandLine& commandLine, std::string& folder) {
     commandLine.text("--register", folder, "the folder of the register").valueName("DIR").required();
+}
+
+/// The register, and the certificate whose state changes.
+void addTarget(CommandLine& commandLine, RevokeOptions& options) {
+    addFolder(commandLine, options.folder);
+    commandLine
+        .text("WHAT", options.what,
+              "the certificate: its serial number in hexadecimal, or its\nfile; - is standard input")
+        .required();
+    commandLine.json();
 }
 
 /// What the examples begin with: a CA, and a certificate with the serial number 1F in its register.
@@ -246,9 +293,7 @@ Work listVerb(CommandLine commandLine) {
 
 Work revokeVerb(CommandLine commandLine) {
     auto options = std::make_shared<RevokeOptions>();
-    addFolder(commandLine, options->folder);
-    commandLine.text("WHAT", options->what, "the certificate: its serial number in hexadecimal, or its file")
-        .required();
+    addTarget(commandLine, *options);
     commandLine.text("--reason", options->reason, "the reason of the revocation").valueName("REASON");
     commandLine.text("--at", options->at, "the time of the revocation: ISO 8601 (UTC); by default now")
         .valueName("TIME");
@@ -261,9 +306,7 @@ Work revokeVerb(CommandLine commandLine) {
 
 Work releaseVerb(CommandLine commandLine) {
     auto options = std::make_shared<RevokeOptions>();
-    addFolder(commandLine, options->folder);
-    commandLine.text("WHAT", options->what, "the certificate: its serial number in hexadecimal, or its file")
-        .required();
+    addTarget(commandLine, *options);
     commandLine.footer("The next \"crl new --register\" omits its entry.\n\n" +
                        exampleOf("  sealkit ca revoke --register issued --reason certificateHold 1F\n"
                                  "  sealkit ca release --register issued 1F"));
@@ -277,6 +320,7 @@ Work addVerb(CommandLine commandLine) {
         .valueName("FILE")
         .required();
     commandLine.texts("FILE", options->files, "certificates that were issued without a register").required();
+    commandLine.json();
     commandLine.footer("The CA must have issued each of them.\n\n" +
                        exampleOf("  sealkit ca add --register issued --ca ca.pem ca.pem"));
     return [options] { return add(*options); };

@@ -56,10 +56,10 @@ auto findEntry(X509Crl& crl, std::vector<unsigned char> const& serialNumber) {
 int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
     std::string const what = takeField(text), reason = takeField(text), time = text;
     int status = exitDone;
-    auto const serialNumber = readRevoked(what, authority.subjectBytes(), &status);
-    if (!serialNumber)
+    auto const target = readRevocationTarget(what, authority.subjectBytes(), &status);
+    if (!target)
         return status;
-    RevokedCertificate entry{*serialNumber, crl.thisUpdate, noReason};
+    RevokedCertificate entry{target->serialNumber, crl.thisUpdate, noReason};
     if (!reason.empty()) {
         auto const code = readReason(reason);
         if (!code)
@@ -74,7 +74,7 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
             return exitWrongUsage;
         entry.revocationDate = *date;
     }
-    auto const before = findEntry(crl, *serialNumber);
+    auto const before = findEntry(crl, target->serialNumber);
     if (before == crl.revoked.end())
         crl.revoked.push_back(entry);
     else if (before->reasonCode == certificateHold) {
@@ -88,10 +88,10 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
 /// Removes an entry that is on hold; returns the exit status.
 int release(X509Crl& crl, std::string const& what, X509Certificate const& authority) {
     int status = exitDone;
-    auto const serialNumber = readRevoked(what, authority.subjectBytes(), &status);
-    if (!serialNumber)
+    auto const target = readRevocationTarget(what, authority.subjectBytes(), &status);
+    if (!target)
         return status;
-    auto const entry = findEntry(crl, *serialNumber);
+    auto const entry = findEntry(crl, target->serialNumber);
     if (entry == crl.revoked.end() || entry->reasonCode != certificateHold)
         return wrongUsage("\"" + what + "\" is not on hold: only certificates on hold can be released");
     crl.revoked.erase(entry);
@@ -115,11 +115,9 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
 }
 
 /// Takes the entries and the next number of a register. Complains; returns the exit status.
-int readRegister(X509Crl& crl, std::string const& folder, X509Certificate const& authority) {
-    auto issued = Register::open(folder, Register::Missing::refuse);
-    if (!issued)
-        return exitBadInput;
-    auto const all = issued->readAll();
+int readRegister(X509Crl& crl, Register& issued, std::string const& folder,
+                 X509Certificate const& authority) {
+    auto const all = issued.readAll();
     if (!all)
         return exitBadInput;
     for (RegisteredCertificate const& entry : *all) {
@@ -128,7 +126,7 @@ int readRegister(X509Crl& crl, std::string const& folder, X509Certificate const&
         if (entry.revocation)
             crl.revoked.push_back(*entry.revocation);
     }
-    auto const number = issued->takeCrlNumber();
+    auto const number = issued.takeCrlNumber();
     if (!number)
         return exitBadInput;
     crl.crlNumber = *number;
@@ -194,8 +192,13 @@ int makeCrl(Options const& options) {
     OutputFile output;
     if (status = options.output.open(output); status != exitDone)
         return status;
-    if (!options.registerFolder.empty())
-        if (status = readRegister(crl, options.registerFolder, *authority); status != exitDone)
+    // Locked until the CRL is written: an older one never replaces it.
+    std::string const& folder = options.registerFolder;
+    auto issued = folder.empty() ? std::nullopt : Register::open(folder, Register::Missing::refuse);
+    if (!issued && !folder.empty())
+        return exitBadInput;
+    if (issued)
+        if (status = readRegister(crl, *issued, folder, *authority); status != exitDone)
             return status;
     crl.setIssuer(authority->subjectBytes());
     crl.authorityKeyId = authority->subjectKeyId;
