@@ -6,6 +6,7 @@
 
 #include "asn1/oids.h"
 #include "asn1/read.h"
+#include "keys/verify.h"
 
 #include <bit>
 
@@ -98,45 +99,26 @@ void readByAlgorithm(KeyOutline* to) {
         to->bits = 448;
 }
 
-/// HashAlgorithm or MaskGenAlgorithm, [number] EXPLICIT AlgorithmIdentifier. False only where it is
-/// malformed.
-bool takeAlgorithm(Level& fields, unsigned number, asn1::blob* id, asn1::blob* parameters) {
-    if (fields.tag != tag::constructed(number))
-        return true;
-    asn1::blob wrapped;
-    if (!detail::take(fields, tag::constructed(number), &wrapped))
-        return false;
-    Level inner(fields.reading, wrapped);
-    return detail::takeAlgorithm(inner, id, parameters) && detail::finish(inner);
-}
-
-bool takeNumber(Level& fields, unsigned number, unsigned* to) {
-    if (fields.tag != tag::constructed(number))
-        return true;
-    asn1::blob wrapped;
-    if (!detail::take(fields, tag::constructed(number), &wrapped))
-        return false;
-    Level inner(fields.reading, wrapped);
-    return detail::takeUInt(inner, to) && detail::finish(inner);
+bool readNumber(Reading& reading, asn1::blob whole, unsigned* to) {
+    Level only(reading, whole);
+    return whole.start == nullptr || (detail::takeUInt(only, to) && detail::finish(only));
 }
 
 bool readPss(Reading& reading, asn1::blob parameters, PssOutline* to) {
-    to->hash = to->maskHash = oid::sha1;
-    to->maskGeneration = oid::mgf1;
-    asn1::blob content, ignored, mask;
-    if (!detail::readOnly(reading, parameters, tag::sequence, &content))
+    detail::PssFields fields;
+    if (!detail::readPssFields(reading, parameters, detail::PssDefaults::taken, &fields))
         return false;
-    Level fields(reading, content);
-    if (!takeAlgorithm(fields, 0, &to->hash, &ignored) ||
-        !takeAlgorithm(fields, 1, &to->maskGeneration, &mask))
-        return false;
-    if (!mask.empty()) {
-        Level inner(reading, mask);
+    to->hash = fields.hash.empty() ? asn1::blob(oid::sha1) : fields.hash;
+    to->maskGeneration = fields.mask.empty() ? asn1::blob(oid::mgf1) : fields.mask;
+    to->maskHash = oid::sha1;
+    if (!fields.maskParameters.empty()) {
+        Level inner(reading, fields.maskParameters);
+        asn1::blob ignored;
         if (!detail::takeAlgorithm(inner, &to->maskHash, &ignored))
             return false;
     }
-    return takeNumber(fields, 2, &to->saltLength) && takeNumber(fields, 3, &to->trailerField) &&
-           detail::finish(fields);
+    return readNumber(reading, fields.saltLength, &to->saltLength) &&
+           readNumber(reading, fields.trailerField, &to->trailerField);
 }
 
 } // namespace

@@ -23,40 +23,48 @@ bool isSupported(HashID hash) {
 
 /// RSASSA-PSS-params ::= SEQUENCE { hashAlgorithm [0] DEFAULT sha1, maskGenAlgorithm [1] DEFAULT mgf1SHA1,
 /// saltLength [2] INTEGER DEFAULT 20, trailerField [3] INTEGER DEFAULT 1 }, all tags EXPLICIT
-bool readPssParameters(Reading& reading, asn1::blob parameters, PssParameters* to) {
-    asn1::blob content, oid, inner;
+bool readPssFields(Reading& reading, asn1::blob parameters, PssDefaults defaults, PssFields* to) {
+    asn1::blob content;
     if (!readOnly(reading, parameters, tag::sequence, &content))
         return false;
     Level fields(reading, content);
+    auto const takeAlgorithm = [&](unsigned number, char const* field, asn1::blob* oid, asn1::blob* inner) {
+        bool const isDefault = defaults == PssDefaults::taken && fields.tag != tag::constructed(number);
+        return isDefault || takeWrapped(fields, number, field, oid, inner);
+    };
+    auto const takeNumber = [&](unsigned number, char const* field, asn1::blob* whole) {
+        return fields.tag != tag::constructed(number) || take(fields, tag::constructed(number), whole, field);
+    };
+    return takeAlgorithm(0, "hashAlgorithm", &to->hash, &to->hashParameters) &&
+           takeAlgorithm(1, "maskGenAlgorithm", &to->mask, &to->maskParameters) &&
+           takeNumber(2, "saltLength", &to->saltLength) && takeNumber(3, "trailerField", &to->trailerField) &&
+           finish(fields);
+}
+
+bool readPssParameters(Reading& reading, asn1::blob parameters, PssParameters* to) {
+    PssFields fields;
+    if (!readPssFields(reading, parameters, PssDefaults::refused, &fields))
+        return false;
     auto const refuse = [&](char const* field) {
         return refuseField(reading, field, RefusalId::unsupportedSignatureAlgorithm, parameters.start);
     };
-    if (!takeWrapped(fields, 0, "hashAlgorithm", &oid, &inner))
-        return false;
-    // The default, which is left out, is SHA-1.
-    HashID const hash = schemeHash(oid, inner);
+    HashID const hash = schemeHash(fields.hash, fields.hashParameters);
     if (!isSupported(hash))
         return refuse("hashAlgorithm");
-    if (!takeWrapped(fields, 1, "maskGenAlgorithm", &oid, &inner))
-        return false;
-    if (maskHash(reading, oid, inner) != hash)
+    if (maskHash(reading, fields.mask, fields.maskParameters) != hash)
         return refuse("maskGenAlgorithm");
-
-    auto const takeOptional = [&](unsigned number, char const* field, unsigned* value) {
-        asn1::blob wrapped;
-        if (fields.tag != tag::constructed(number))
+    auto const readNumber = [&](asn1::blob whole, char const* field, unsigned* value) {
+        if (whole.start == nullptr)
             return true;
-        if (!take(fields, tag::constructed(number), &wrapped, field))
-            return false;
-        Level only(reading, wrapped);
+        Level only(reading, whole);
         asn1::blob const element(only.valueStart, only.valueEnd);
         return (element.size() <= 4 && !element.empty() && element[0] < 0x80)
                    ? takeUInt(only, value, field) && finish(only)
                    : refuse(field);
     };
     unsigned saltLength = 20, trailerField = 1;
-    if (!takeOptional(2, "saltLength", &saltLength) || !takeOptional(3, "trailerField", &trailerField) ||
-        !finish(fields))
+    if (!readNumber(fields.saltLength, "saltLength", &saltLength) ||
+        !readNumber(fields.trailerField, "trailerField", &trailerField))
         return false;
     if (trailerField != 1)
         return refuse("trailerField");

@@ -18,6 +18,19 @@ bool verifyHashed(Reading& reading, PublicKey const& key, HashID hash, asn1::blo
 bool verifyMessage(Reading& reading, PublicKey const& key, HashID hash, asn1::blob message,
                    asn1::blob signature);
 
+/// RSASSA-PSS-params (RFC 8017, appendix A.2.3) as it stands; what is left out is empty.
+struct PssFields {
+    asn1::blob hash; ///< Content octets of an object identifier.
+    asn1::blob hashParameters;
+    asn1::blob mask; ///< Likewise.
+    asn1::blob maskParameters;
+    asn1::blob saltLength; ///< A whole INTEGER.
+    asn1::blob trailerField;
+};
+/// Whether the algorithms may be left out, for which SHA-1 stands.
+enum class PssDefaults : bool { refused, taken };
+bool readPssFields(Reading& reading, asn1::blob parameters, PssDefaults defaults, PssFields* to);
+
 /// The parameters of an RSASSA-PSS signature with which it is verified: MGF1 over the same hash, and a
 /// trailer of 1.
 struct PssParameters {

@@ -180,6 +180,85 @@ bool readDistributionPointName(Reading& reading, asn1::blob name, std::vector<Ge
     return true;
 }
 
+unsigned readNamedBits(asn1::blob content) {
+    constexpr size_t maxBits = 16;
+    asn1::blob const octets = bitStringContent(content);
+    unsigned bits = 0;
+    for (size_t bit = 0; bit < maxBits && bit / 8 < octets.size(); bit++)
+        if (octets[bit / 8] & 0x80u >> bit % 8)
+            bits |= 1u << bit;
+    return bits;
+}
+
+namespace {
+
+/// Takes a BOOLEAN DEFAULT FALSE with an IMPLICIT tag.
+bool takeFlag(Level& fields, unsigned number, bool* flag) {
+    asn1::blob content;
+    if (fields.tag != tag::primitive(number))
+        return true;
+    if (!take(fields, tag::primitive(number), &content))
+        return false;
+    *flag = content.size() == 1 && content[0] != 0;
+    return content.size() == 1 ||
+           refuseField(fields.reading, nullptr, RefusalId::malformedBoolean, content.start);
+}
+
+} // namespace
+
+/// IssuingDistributionPoint ::= SEQUENCE { distributionPoint [0] OPTIONAL, onlyContainsUserCerts [1] DEFAULT
+/// FALSE, onlyContainsCACerts [2] DEFAULT FALSE, onlySomeReasons [3] OPTIONAL, indirectCRL [4] DEFAULT FALSE,
+/// onlyContainsAttributeCerts [5] DEFAULT FALSE }
+bool readIssuingDistributionPoint(Reading& reading, asn1::blob value, IssuingDistributionPointFields* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    auto const takeOptional = [&](unsigned wanted, asn1::blob* field, char const* name) {
+        return fields.tag != wanted || take(fields, wanted, field, name);
+    };
+    return takeOptional(tag::constructed(0), &to->point.name, "distributionPoint") &&
+           takeFlag(fields, 1, &to->onlyUserCertificates) && takeFlag(fields, 2, &to->onlyCaCertificates) &&
+           takeOptional(tag::primitive(3), &to->point.reasons, "onlySomeReasons") &&
+           takeFlag(fields, 4, &to->isIndirect) && takeFlag(fields, 5, &to->onlyAttributeCertificates) &&
+           finish(fields);
+}
+
+/// PolicyMappings ::= SEQUENCE SIZE (1..MAX) OF SEQUENCE { issuerDomainPolicy, subjectDomainPolicy }
+bool readPolicyMappings(Reading& reading, asn1::blob value, std::vector<EquivalentPolicies>* to) {
+    asn1::blob list, content;
+    if (!readOnly(reading, value, tag::sequence, &list))
+        return false;
+    Level elements(reading, list);
+    do {
+        if (!take(elements, tag::sequence, &content))
+            return false;
+        Reading::Step const step(reading, "mapping", to->size() + 1);
+        Level fields(reading, content);
+        EquivalentPolicies& mapping = to->emplace_back();
+        if (!take(fields, tag::oid, &mapping.issuerDomain, "issuerDomainPolicy") ||
+            !take(fields, tag::oid, &mapping.subjectDomain, "subjectDomainPolicy") || !finish(fields))
+            return false;
+    } while (!atEnd(elements));
+    return true;
+}
+
+/// PolicyConstraints ::= SEQUENCE { requireExplicitPolicy [0] OPTIONAL, inhibitPolicyMapping [1] OPTIONAL },
+/// not empty.
+bool readPolicyConstraints(Reading& reading, asn1::blob value, PolicyConstraintNumbers* to) {
+    asn1::blob content;
+    if (!readOnly(reading, value, tag::sequence, &content))
+        return false;
+    Level fields(reading, content);
+    if (atEnd(fields))
+        return refuseElement(fields, tag::primitive(0), "requireExplicitPolicy");
+    auto const takeOptional = [&](unsigned field, std::optional<asn1::blob>* number) {
+        return fields.tag != field || take(fields, field, &number->emplace());
+    };
+    return takeOptional(tag::primitive(0), &to->requireExplicitPolicy) &&
+           takeOptional(tag::primitive(1), &to->inhibitPolicyMapping) && finish(fields);
+}
+
 bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<GeneralName>* to) {
     return readDistributionPoints(reading, value, [&](DistributionPointFields const& point) {
         return point.name.start == nullptr || readDistributionPointName(reading, point.name, to, nullptr);

@@ -54,6 +54,25 @@ bool readDistributionPoints(Reading& reading, asn1::blob value,
 bool readDistributionPointName(Reading& reading, asn1::blob name, std::vector<GeneralName>* names,
                                asn1::blob* relative);
 
+/// The named bits of the content of a BIT STRING, of the first 16: bit i of the result is the named bit i.
+unsigned readNamedBits(asn1::blob content);
+
+/// IssuingDistributionPoint (RFC 5280, section 5.2.5).
+struct IssuingDistributionPointFields {
+    DistributionPointFields point; ///< `reasons` are onlySomeReasons; without a crlIssuer.
+    bool onlyUserCertificates = false;
+    bool onlyCaCertificates = false;
+    bool isIndirect = false;
+    bool onlyAttributeCertificates = false;
+};
+bool readIssuingDistributionPoint(Reading& reading, asn1::blob value, IssuingDistributionPointFields* to);
+
+/// PolicyMappings (RFC 5280, section 4.2.1.5), at least one.
+bool readPolicyMappings(Reading& reading, asn1::blob value, std::vector<EquivalentPolicies>* to);
+
+/// PolicyConstraints (RFC 5280, section 4.2.1.11), of which one is there.
+bool readPolicyConstraints(Reading& reading, asn1::blob value, PolicyConstraintNumbers* to);
+
 /// The full names of CRLDistributionPoints (RFC 5280, section 4.2.1.13), all points in a row. Notes names of
 /// other forms.
 bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<GeneralName>* to);

@@ -103,42 +103,14 @@ bool readQualifiedPolicies(Reading& reading, asn1::blob value, std::vector<Quali
     });
 }
 
-bool readMappings(Reading& reading, asn1::blob value, std::vector<EquivalentPolicies>* to) {
-    return readList(reading, value, "mapping", [&](Level& fields) {
-        EquivalentPolicies& pair = to->emplace_back();
-        return detail::take(fields, tag::oid, &pair.issuerDomain, "issuerDomainPolicy") &&
-               detail::take(fields, tag::oid, &pair.subjectDomain, "subjectDomainPolicy");
-    });
-}
-
 /// The content of an element that may be absent.
 bool takeOptional(Level& fields, unsigned wanted, std::optional<asn1::blob>* to) {
     return fields.tag != wanted || detail::take(fields, wanted, &to->emplace());
 }
 
-bool readConstraints(Reading& reading, asn1::blob value, PolicyConstraintNumbers* to) {
-    asn1::blob content;
-    if (!detail::readOnly(reading, value, tag::sequence, &content))
-        return false;
-    Level fields(reading, content);
-    return takeOptional(fields, tag::primitive(0), &to->requireExplicitPolicy) &&
-           takeOptional(fields, tag::primitive(1), &to->inhibitPolicyMapping) && detail::finish(fields);
-}
-
 bool readInteger(Reading& reading, asn1::blob value, asn1::blob* to) {
     Level number(reading, value);
     return detail::takeInteger(number, to) && detail::finish(number);
-}
-
-/// The named bits of a BIT STRING, bit i being the named bit i.
-unsigned namedBits(asn1::blob content) {
-    constexpr size_t maxBits = 16;
-    asn1::blob const octets = bitStringContent(content);
-    unsigned bits = 0;
-    for (size_t bit = 0; bit < maxBits && bit / 8 < octets.size(); bit++)
-        if (octets[bit / 8] & 0x80u >> bit % 8)
-            bits |= 1u << bit;
-    return bits;
 }
 
 bool readPointName(Reading& reading, asn1::blob name, CrlDistributionPoint* to) {
@@ -150,46 +122,29 @@ bool readPointName(Reading& reading, asn1::blob name, CrlDistributionPoint* to) 
     return true;
 }
 
+bool keepPoint(Reading& reading, detail::DistributionPointFields const& fields, CrlDistributionPoint* to) {
+    if (fields.reasons.start != nullptr)
+        to->reasons = detail::readNamedBits(fields.reasons);
+    return (fields.name.start == nullptr || readPointName(reading, fields.name, to)) &&
+           (fields.crlIssuer.start == nullptr ||
+            detail::appendGeneralNames(reading, fields.crlIssuer, &to->crlIssuer));
+}
+
 bool readPoints(Reading& reading, asn1::blob value, std::vector<CrlDistributionPoint>* to) {
     return detail::readDistributionPoints(reading, value, [&](detail::DistributionPointFields const& fields) {
-        CrlDistributionPoint& point = to->emplace_back();
-        if (fields.reasons.start != nullptr)
-            point.reasons = namedBits(fields.reasons);
-        return (fields.name.start == nullptr || readPointName(reading, fields.name, &point)) &&
-               (fields.crlIssuer.start == nullptr ||
-                detail::appendGeneralNames(reading, fields.crlIssuer, &point.crlIssuer));
+        return keepPoint(reading, fields, &to->emplace_back());
     });
 }
 
-bool takeFlag(Level& fields, unsigned number, bool* flag) {
-    asn1::blob content;
-    if (fields.tag != tag::primitive(number))
-        return true;
-    if (!detail::take(fields, tag::primitive(number), &content))
-        return false;
-    *flag = content.size() == 1 && content[0] != 0;
-    return content.size() == 1 ||
-           detail::refuseField(fields.reading, nullptr, RefusalId::malformedBoolean, content.start);
-}
-
 bool readScope(Reading& reading, asn1::blob value, IssuingDistributionPoint* to) {
-    asn1::blob content, name, reasons;
-    if (!detail::readOnly(reading, value, tag::sequence, &content))
+    detail::IssuingDistributionPointFields fields;
+    if (!detail::readIssuingDistributionPoint(reading, value, &fields))
         return false;
-    Level fields(reading, content);
-    if (fields.tag == tag::constructed(0) &&
-        (!detail::take(fields, tag::constructed(0), &name, "distributionPoint") ||
-         !readPointName(reading, name, &to->point)))
-        return false;
-    if (!takeFlag(fields, 1, &to->onlyUserCertificates) || !takeFlag(fields, 2, &to->onlyCaCertificates))
-        return false;
-    if (fields.tag == tag::primitive(3)) {
-        if (!detail::take(fields, tag::primitive(3), &reasons, "onlySomeReasons"))
-            return false;
-        to->point.reasons = namedBits(reasons);
-    }
-    return takeFlag(fields, 4, &to->isIndirect) && takeFlag(fields, 5, &to->onlyAttributeCertificates) &&
-           detail::finish(fields);
+    to->onlyUserCertificates = fields.onlyUserCertificates;
+    to->onlyCaCertificates = fields.onlyCaCertificates;
+    to->onlyAttributeCertificates = fields.onlyAttributeCertificates;
+    to->isIndirect = fields.isIndirect;
+    return keepPoint(reading, fields.point, &to->point);
 }
 
 bool readWholeAuthorityKeyId(Reading& reading, asn1::blob value, AuthorityKeyIdentifier* to) {
@@ -317,7 +272,7 @@ bool readBits(Reading& reading, asn1::blob value, unsigned* to) {
     asn1::blob content;
     if (!detail::readOnly(reading, value, tag::bitString, &content))
         return false;
-    *to = namedBits(content);
+    *to = detail::readNamedBits(content);
     return true;
 }
 
@@ -346,11 +301,11 @@ bool parseCertificatePolicies(asn1::blob value, std::vector<QualifiedPolicy>* to
 }
 
 bool parsePolicyMappings(asn1::blob value, std::vector<EquivalentPolicies>* to, Refusal* refusal) {
-    return detail::parse(readMappings, value, to, refusal);
+    return detail::parse(detail::readPolicyMappings, value, to, refusal);
 }
 
 bool parsePolicyConstraints(asn1::blob value, PolicyConstraintNumbers* to, Refusal* refusal) {
-    return detail::parse(readConstraints, value, to, refusal);
+    return detail::parse(detail::readPolicyConstraints, value, to, refusal);
 }
 
 bool parseIntegerValue(asn1::blob value, asn1::blob* to, Refusal* refusal) {

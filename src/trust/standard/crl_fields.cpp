@@ -28,28 +28,13 @@ size_t authorityEnd(std::string const& uri) {
 
 bool isNegative(asn1::blob number) { return !number.empty() && (number[0] & 0x80) != 0; }
 
-/// Takes a BOOLEAN DEFAULT FALSE with an IMPLICIT tag.
-bool takeFlag(Level& fields, unsigned number, bool* flag) {
-    asn1::blob content;
-    if (fields.tag != tag::primitive(number))
-        return true;
-    if (!take(fields, tag::primitive(number), &content))
-        return false;
-    *flag = content.size() == 1 && content[0] != 0;
-    return content.size() == 1;
-}
-
-/// IssuingDistributionPoint ::= SEQUENCE { distributionPoint [0] OPTIONAL, onlyContainsUserCerts [1] DEFAULT
-/// FALSE, onlyContainsCACerts [2] DEFAULT FALSE, onlySomeReasons [3] OPTIONAL, indirectCRL [4] DEFAULT FALSE,
-/// onlyContainsAttributeCerts [5] DEFAULT FALSE }
+/// Where the names are malformed, nothing counts; elsewhere, what stands before the place.
 bool readScope(Reading& reading, asn1::blob value, CrlFields& to) {
-    asn1::blob content, name, reasons;
-    if (!readOnly(reading, value, tag::sequence, &content))
-        return false;
-    Level fields(reading, content);
-    if (fields.tag == tag::constructed(0)) {
+    IssuingDistributionPointFields fields;
+    bool const isRead = readIssuingDistributionPoint(reading, value, &fields);
+    if (fields.point.name.start != nullptr) {
         DistributionPoint point;
-        if (!take(fields, tag::constructed(0), &name) || !readDistributionPointName(reading, name, &point))
+        if (!readDistributionPointName(reading, fields.point.name, &point))
             return false;
         for (GeneralName const& full : point.fullNames)
             to.names.push_back(canonicalGeneralName(full));
@@ -58,14 +43,13 @@ bool readScope(Reading& reading, asn1::blob value, CrlFields& to) {
         if (to.names.empty())
             return false;
     }
-    if (!takeFlag(fields, 1, &to.isForUsers) || !takeFlag(fields, 2, &to.isForCas))
-        return false;
-    if (fields.tag == tag::primitive(3)) {
-        if (!take(fields, tag::primitive(3), &reasons))
-            return false;
-        to.reasons = readReasons(reasons) & allReasons;
-    }
-    return takeFlag(fields, 4, &to.isIndirect) && takeFlag(fields, 5, &to.isForAttributes) && finish(fields);
+    to.isForUsers = fields.onlyUserCertificates;
+    to.isForCas = fields.onlyCaCertificates;
+    to.isForAttributes = fields.onlyAttributeCertificates;
+    to.isIndirect = fields.isIndirect;
+    if (fields.point.reasons.start != nullptr)
+        to.reasons = readReasons(fields.point.reasons) & allReasons;
+    return isRead;
 }
 
 } // namespace

@@ -104,39 +104,18 @@ bool readCertificatePolicies(Reading& reading, CertificateFields& to, asn1::blob
            reading.refuse(RefusalId::malformedExtension, value, {{"problem", "a policy occurs twice"}});
 }
 
-/// PolicyMappings ::= SEQUENCE SIZE (1..MAX) OF SEQUENCE { issuerDomainPolicy, subjectDomainPolicy }
 bool readMappings(Reading& reading, CertificateFields& to, asn1::blob value) {
-    asn1::blob list, content;
-    if (!readOnly(reading, value, tag::sequence, &list))
-        return false;
-    Level elements(reading, list);
-    do {
-        if (!take(elements, tag::sequence, &content))
-            return false;
-        Reading::Step const step(reading, "mapping", to.policyMappings.size() + 1);
-        Level fields(reading, content);
-        PolicyMapping& mapping = to.policyMappings.emplace_back();
-        if (!take(fields, tag::oid, &mapping.issuerDomain, "issuerDomainPolicy") ||
-            !take(fields, tag::oid, &mapping.subjectDomain, "subjectDomainPolicy") || !finish(fields))
-            return false;
-    } while (!atEnd(elements));
-    return true;
+    return readPolicyMappings(reading, value, &to.policyMappings);
 }
 
-/// PolicyConstraints ::= SEQUENCE { requireExplicitPolicy [0] OPTIONAL, inhibitPolicyMapping [1] OPTIONAL },
-/// not empty.
-bool readPolicyConstraints(Reading& reading, CertificateFields& to, asn1::blob value) {
-    asn1::blob content, number;
-    if (!readOnly(reading, value, tag::sequence, &content))
-        return false;
-    Level fields(reading, content);
-    if (atEnd(fields))
-        return refuseElement(fields, tag::primitive(0), "requireExplicitPolicy");
-    auto const readOptional = [&](unsigned field, std::optional<unsigned>* count) {
-        return fields.tag != field || (take(fields, field, &number) && readCount(reading, number, count));
+bool readPolicyNumbers(Reading& reading, CertificateFields& to, asn1::blob value) {
+    PolicyConstraintNumbers numbers;
+    auto const count = [&](std::optional<asn1::blob> const& number, std::optional<unsigned>* counted) {
+        return !number || readCount(reading, *number, counted);
     };
-    return readOptional(tag::primitive(0), &to.policyConstraints.requireExplicit) &&
-           readOptional(tag::primitive(1), &to.policyConstraints.inhibitMapping) && finish(fields);
+    return readPolicyConstraints(reading, value, &numbers) &&
+           count(numbers.requireExplicitPolicy, &to.policyConstraints.requireExplicit) &&
+           count(numbers.inhibitPolicyMapping, &to.policyConstraints.inhibitMapping);
 }
 
 bool readInhibitAnyPolicy(Reading& reading, CertificateFields& to, asn1::blob value) {
@@ -184,7 +163,7 @@ constexpr ExtensionReader readers[] = {
     {oid::authorityKeyIdentifier, nullptr},
     {oid::certificatePolicies, readCertificatePolicies},
     {oid::policyMappings, readMappings},
-    {oid::policyConstraints, readPolicyConstraints},
+    {oid::policyConstraints, readPolicyNumbers},
     {oid::inhibitAnyPolicy, readInhibitAnyPolicy},
     {oid::nameConstraints, readSubtrees},
     {oid::crlDistributionPoints, readCrlPoints},
@@ -206,13 +185,8 @@ bool readDistributionPointName(Reading& reading, asn1::blob name, DistributionPo
 }
 
 unsigned readReasons(asn1::blob content) {
-    constexpr unsigned namedBits = 9;
-    asn1::blob const octets = bitStringContent(content);
-    unsigned reasons = 0;
-    for (unsigned bit = 0; bit < namedBits && bit / 8 < octets.size(); bit++)
-        if (octets[bit / 8] & 0x80u >> bit % 8)
-            reasons |= 1u << bit;
-    return reasons;
+    constexpr unsigned namedBits = 0x1FF;
+    return readNamedBits(content) & namedBits;
 }
 
 CertificateFields::CertificateFields(X509Certificate const& from)

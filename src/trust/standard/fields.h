@@ -17,11 +17,6 @@ struct PolicyInformation {
     asn1::blob qualifiers; ///< The whole SEQUENCE; empty if absent.
 };
 
-struct PolicyMapping {
-    asn1::blob issuerDomain; ///< Content octets.
-    asn1::blob subjectDomain;
-};
-
 /// requireExplicitPolicy and inhibitPolicyMapping; larger numbers read as the largest.
 struct PolicyConstraints {
     std::optional<unsigned> requireExplicit;
@@ -61,7 +56,7 @@ struct CertificateFields {
         extendedKeyUsage; ///< Content octets; nothing if the extension is absent.
     std::vector<PolicyInformation> policies;
     bool hasPolicies = false;
-    std::vector<PolicyMapping> policyMappings;
+    std::vector<EquivalentPolicies> policyMappings;
     PolicyConstraints policyConstraints;
     std::optional<unsigned> inhibitAnyPolicy;
     NameSubtrees constraints; ///< With an unsupported minimum or maximum, `malformed` says so.

@@ -86,7 +86,7 @@ public:
             if (viewOf(policy.oid) == anyPolicy)
                 anyQualifiers = policy.qualifiers;
         std::map<std::string_view, std::vector<std::string_view>> mappings;
-        for (PolicyMapping const& mapping : fields.policyMappings)
+        for (EquivalentPolicies const& mapping : fields.policyMappings)
             mappings[viewOf(mapping.issuerDomain)].push_back(viewOf(mapping.subjectDomain));
 
         size_t const last = levels.size() - 1;
@@ -252,7 +252,7 @@ std::vector<PathPolicy> Graph::policies() {
 }
 
 bool mapsAnyPolicy(CertificateFields const& fields) {
-    return std::ranges::any_of(fields.policyMappings, [](PolicyMapping const& mapping) {
+    return std::ranges::any_of(fields.policyMappings, [](EquivalentPolicies const& mapping) {
         return viewOf(mapping.issuerDomain) == anyPolicy || viewOf(mapping.subjectDomain) == anyPolicy;
     });
 }
