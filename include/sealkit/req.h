@@ -49,6 +49,8 @@ public:
 
     /// The public key. Null if `subjectPublicKeyInfo` is malformed or its key is unsupported.
     std::unique_ptr<PublicKey> parsePublicKey() const;
+    /// The same, silently and with a reason.
+    std::unique_ptr<PublicKey> parsePublicKey(Refusal* refusal) const;
 
     /// Whether the request is signed with the private half of its own key.
     bool verifyOwnSignature() const;

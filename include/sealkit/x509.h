@@ -189,6 +189,8 @@ public:
 
     /// The public key. Null if `subjectPublicKeyInfo` is malformed or its key is unsupported.
     std::unique_ptr<PublicKey> parsePublicKey() const;
+    /// The same, silently and with a reason.
+    std::unique_ptr<PublicKey> parsePublicKey(Refusal* refusal) const;
 
     /// Stores the SubjectPublicKeyInfo of `key`. The subject key identifier is unchanged.
     void setPublicKey(PublicKey const& key);

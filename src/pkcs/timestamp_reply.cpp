@@ -207,7 +207,7 @@ bool isForTimeStamps(X509Certificate const& certificate) {
 TimeStampReplyProblem replyToTimeStamp(asn1::blob request, X509Certificate const& certificate,
                                        PrivateKey const& key, TimeStampReplyOptions const& options,
                                        TimeStampReply* reply) {
-    auto const own = certificate.parsePublicKey();
+    auto const own = certificate.parsePublicKey(nullptr);
     if (!own || !own->equals(key))
         return Problem::otherKey;
     if (!isForTimeStamps(certificate))

@@ -250,7 +250,7 @@ std::optional<Id> detail::SignerChecks::verify(PKCS7SignerInfo const& signer,
 PublicKey const* detail::SignerChecks::keyOf(X509Certificate const& certificate) {
     auto const [found, isNew] = keys.try_emplace(&certificate);
     if (isNew)
-        found->second = certificate.parsePublicKey();
+        found->second = certificate.parsePublicKey(nullptr);
     return found->second.get();
 }
 

@@ -456,6 +456,10 @@ std::unique_ptr<PublicKey> X509Certificate::parsePublicKey() const {
     return parsePkcs8PublicKey(subjectPublicKeyInfo);
 }
 
+std::unique_ptr<PublicKey> X509Certificate::parsePublicKey(Refusal* refusal) const {
+    return parsePkcs8PublicKey(subjectPublicKeyInfo, refusal);
+}
+
 void X509Certificate::setPublicKey(PublicKey const& key) { subjectPublicKeyInfo = encodePkcs8PublicKey(key); }
 
 bool X509Certificate::setIssuer(asn1::blob name) { return detail::takeName(name, &issuer, &issuerElement); }

@@ -240,12 +240,16 @@ bool detail::readWithKeyInfo(Reading& reading, asn1::blob der, X509Req& to, asn1
 }
 
 bool X509Req::verifyOwnSignature() const {
-    std::unique_ptr<PublicKey> const key = parsePublicKey();
+    std::unique_ptr<PublicKey> const key = parsePublicKey(nullptr);
     return key && verify(*key);
 }
 
 std::unique_ptr<PublicKey> X509Req::parsePublicKey() const {
     return parsePkcs8PublicKey(subjectPublicKeyInfo);
+}
+
+std::unique_ptr<PublicKey> X509Req::parsePublicKey(Refusal* refusal) const {
+    return parsePkcs8PublicKey(subjectPublicKeyInfo, refusal);
 }
 
 void X509Req::setPublicKey(PublicKey const& key) { subjectPublicKeyInfo = encodePkcs8PublicKey(key); }

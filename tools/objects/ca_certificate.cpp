@@ -24,7 +24,7 @@ std::optional<X509Certificate> readAuthority(std::string const& path, Signer con
 }
 
 bool isOwnKey(std::string const& path, X509Certificate const& certificate, PrivateKey const& key) {
-    auto const own = certificate.parsePublicKey();
+    auto const own = certificate.parsePublicKey(nullptr);
     if (own && own->equals(key))
         return true;
     badInput(path + ": the key is not that of this certificate");

@@ -493,7 +493,7 @@ int Conversion::makePkcs12(SecretBytes& output) {
     // The certificate of each key bears the same identifier and comes first.
     for (size_t i = pfx.keys.size(); i-- > 0;) {
         auto const own = std::ranges::find_if(entries, [&](Entry const& entry) {
-            auto const key = entry.certificate->parsePublicKey();
+            auto const key = entry.certificate->parsePublicKey(nullptr);
             return key && key->equals(*pfx.keys[i]);
         });
         if (own == entries.end())

@@ -72,7 +72,7 @@ std::optional<Usages> readProfiles(std::vector<std::string> const& names) {
 
 bool setUsages(X509Certificate& certificate, Usages const& usages,
                std::vector<std::vector<unsigned char>> const& others) {
-    auto const key = certificate.parsePublicKey();
+    auto const key = certificate.parsePublicKey(nullptr);
     if (!key) {
         badInput("the public key is of an unknown kind");
         return false;

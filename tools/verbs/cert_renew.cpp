@@ -37,7 +37,7 @@ int checkOld(X509Certificate const& old, Issuer const& issuer, Options const& op
             return exitBadInput;
         signedBy = &*named;
     }
-    auto const key = signedBy->parsePublicKey();
+    auto const key = signedBy->parsePublicKey(nullptr);
     if (old.issuerBytes() == signedBy->subjectBytes() && key && old.verify(*key))
         return exitDone;
     return answerNo(options.old + (issuer.authority

@@ -87,7 +87,7 @@ std::optional<X509Certificate> readRecipient(std::string const& path, EncryptOpt
     auto certificate = readCertificate(path);
     if (!certificate)
         return std::nullopt;
-    auto const key = certificate->parsePublicKey();
+    auto const key = certificate->parsePublicKey(nullptr);
     if (!key || key->keyType() == KeyType::Ed25519) {
         badInput(path + ": has no RSA key, EC key or X25519 key, and messages are encrypted to those alone");
         return std::nullopt;
