@@ -32,9 +32,10 @@ SEALKIT_API std::span<OidName const> oidNames();
 /// form (`oidStr`) of one that has no name.
 SEALKIT_API std::string oidName(asn1::blob oid);
 
-/// The content octets of an object identifier in dotted form, or of a name of the table in upper or lower
-/// case. Empty if `text` is neither. The first arc is 0 to 2, the second 0 to 39 (0 to 47 under 2, X.690,
-/// section 8.19.4), and every further one fits into 32 bits.
+/// The content octets of an object identifier in dotted form, of a name of the table in upper or lower case,
+/// or of an extended key usage by its name in RFC 5280 ("serverAuth"). Empty for any other text. The first
+/// arc is 0 to 2, the second 0 to 39 (0 to 47 under 2, X.690, section 8.19.4), and every further one fits
+/// into 32 bits.
 SEALKIT_API std::vector<unsigned char> parseOid(std::string_view text);
 /// The same, with a reason.
 SEALKIT_API std::vector<unsigned char> parseOid(std::string_view text, Refusal* refusal);

@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <span>
 
 namespace {
 
@@ -394,6 +395,14 @@ constexpr OidName names[] = {
     {"1.2.840.113549.1.12.1.6", "PBE-SHA1-RC2-40"},
 };
 
+/// The names that RFC 5280, section 4.2.1.12, gives the extended key usages: read, and not written.
+constexpr OidName readNames[] = {
+    {"2.5.29.37.0", "anyExtendedKeyUsage"},   {"1.3.6.1.5.5.7.3.1", "serverAuth"},
+    {"1.3.6.1.5.5.7.3.2", "clientAuth"},      {"1.3.6.1.5.5.7.3.3", "codeSigning"},
+    {"1.3.6.1.5.5.7.3.4", "emailProtection"}, {"1.3.6.1.5.5.7.3.8", "timeStamping"},
+    {"1.3.6.1.5.5.7.3.9", "OCSPSigning"},
+};
+
 bool isSameIgnoringCase(std::string_view a, std::string_view b) {
     auto const lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
     return std::ranges::equal(a, b, {}, lower, lower);
@@ -446,9 +455,11 @@ std::string oidName(asn1::blob oid) {
 std::vector<unsigned char> parseOid(std::string_view text) { return parseOid(text, nullptr); }
 
 std::vector<unsigned char> parseOid(std::string_view text, Refusal* refusal) {
-    for (OidName const& row : names)
-        if (isSameIgnoringCase(text, row.name))
-            return encode(row.dotted);
+    for (std::span<OidName const> const table :
+         {std::span<OidName const>(names), std::span<OidName const>(readNames)})
+        for (OidName const& row : table)
+            if (isSameIgnoringCase(text, row.name))
+                return encode(row.dotted);
     std::vector<unsigned char> content = encode(text);
     if (content.empty()) {
         detail::Reading reading(text, refusal);

@@ -49,6 +49,9 @@ TEST(OidNames, ShowTheDottedFormOfOthers) {
 TEST(ParseOid, EncodesArcsOfEveryLength) {
     EXPECT_EQ(toHex(parseOid("1.2.0.127.128.16383.16384.4294967295")), "2a007f8100ff7f8180008fffffff7f");
     EXPECT_EQ(toHex(parseOid("0.0")), "00");
+    EXPECT_EQ(parseOid("serverAuth"), parseOid("tls-server"));
+    EXPECT_EQ(parseOid("OCSPsigning"), parseOid("ocsp-signing"));
+    EXPECT_EQ(parseOid("anyExtendedKeyUsage"), parseOid("any"));
     EXPECT_EQ(toHex(parseOid("2.47.1")), "7f01");
 }
 
