@@ -76,8 +76,10 @@ int main(int argc, char** argv) {
         status = runCommandLine(argc, argv, {summary, versionText(), description}, verbs);
         report::finish(status);
     } catch (std::bad_alloc const&) {
+        status = exitBadInput; // Of a report that could not be written, too.
         terminal::err() << "there is not enough memory" << std::endl;
     } catch (std::exception const& error) {
+        status = exitBadInput;
         terminal::err() << terminal::printable(error.what()) << std::endl;
     }
     if (!session.flush()) {

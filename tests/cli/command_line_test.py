@@ -56,9 +56,10 @@ class CommandLineTest(ProgramTest):
         for arguments, meant in ((["verfy"], "verify"), (["cms", "chek"], "check"), (["vreify", "x"], "verify"),
                                  (["verify", "--certificat", "x"], "--certificates"), (["verify", "--cas=x", "y"], "--ca"),
                                  (["verify", "-json", "y"], "--json"), (["show", "--jsno", "x"], "--json"),
-                                 (["key", "new", "--oputput", "x", "rsa"], "--output")):
+                                 (["key", "new", "--oputput", "x", "rsa"], "--output"), (["--verison"], "--version"), (["cert", "--hlep"], "--help")):
             self.assertIn(f"; did you mean {meant}?\n", self.expect(3, *arguments).err)
-        self.assertNotIn("did you mean", self.expect(3, "frobnicate").err)
+        for word in (["frobnicate"], ["show", "-j", "x"], ["--jsno"]):
+            self.assertNotIn("did you mean", self.expect(3, *word).err)
         self.assertIn("write options after the verb", self.expect(3, "--json", "verify", "x").err)
         self.assertIn("one argument too many", self.expect(3, "random", "1", "2").err)
 
@@ -122,6 +123,9 @@ class CommandLineTest(ProgramTest):
         self.assertIn('"command": "key public"', public.err)
         made = self.expect(0, "cert", "self-sign", "--json", "-k", "made.key", "--subject", "/CN=me", "-o", "made.pem").json
         self.assertEqual(made["object"]["subject"], "CN=me")
+        self.expect(0, "req", "new", "-k", "made.key", "--subject", "/CN=you", "-o", "made.csr")
+        issued = self.expect(0, "cert", "issue", "--json", "--ca", "made.pem", "-k", "made.key", "--profile", "client", "-o", "issued.pem", "made.csr").json
+        self.assertEqual(issued["notes"], ["the subject is the request's: CN=you"])
         self.assertEqual(self.expect(0, "show", "--json", "made.pem").objects[0]["sha256Fingerprint"], made["object"]["sha256Fingerprint"])
 
     def test_status_2_in_json(self):

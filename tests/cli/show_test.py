@@ -2,6 +2,7 @@ import base64
 import datetime
 import re
 import unittest
+from pathlib import Path
 
 from support import CA, LEAF, ProgramTest, element, identifier, openssl
 
@@ -93,6 +94,15 @@ class ShowTest(ProgramTest):
         der = openssl("req", "-in", self.dir / "leaf.csr", "-outform", "DER")
         self.assertEqual(self.expect(0, "show", "-", stdin=der).out, text)
         self.assertIn("signature verifies: no", self.expect(0, "show", "-", stdin=der[:-1] + bytes([der[-1] ^ 1])).out)
+
+    def test_request_of_a_key_that_is_not_used(self):
+        openssl("ecparam", "-name", "brainpoolP256r1", "-genkey", "-noout", "-out", self.dir / "brainpool.key")
+        openssl("req", "-new", "-key", self.dir / "brainpool.key", "-subj", "/CN=b", "-out", self.dir / "brainpool.csr")
+        result = self.expect(0, "show", "brainpool.csr")
+        self.assertEqual((result.out.partition("\n")[0], result.err), ("certificate request", ""))
+        self.assertIn("curve: brainpoolP256r1", result.out)
+        (shown,) = self.expect(0, "show", "--json", "brainpool.csr").objects
+        self.assertFalse(shown["signatureVerifies"])
 
     def test_request_under_its_older_label(self):
         text = (self.dir / "leaf.csr").read_text().replace("CERTIFICATE REQUEST", "NEW CERTIFICATE REQUEST")
@@ -232,7 +242,7 @@ class ShowTest(ProgramTest):
         constraints = self.expect(0, "show", "--json", "-", stdin=der).objects[0]["extensions"]["nameConstraints"]["value"]
         self.assertEqual(constraints, {"permitted": ["DNS: a.test", "IP: 10.0.0.0/8", "IP: 1:203:405:607:809:a0b:c0d:e0f/128"],
                                        "excluded": ["rfc822: x@b.test"]})
-        self.assertIn("permitted: DNS: a.test, IP: 10.0.0.0/8, ", self.expect(0, "show", "-", stdin=der).out)
+        self.assertIn("permitted: DNS: a.test, IP: 10.0.0.0/8,", self.expect(0, "show", "-", stdin=der).out)
 
     def test_entries_of_a_crl_have_the_reasons_of_the_standard(self):
         algorithm = element(0x30, identifier("1.3.101.112"))
@@ -330,6 +340,10 @@ class ShowTest(ProgramTest):
         self.assertEqual(value, [{"version": 1, "logId": ":".join(f"{i:02x}" for i in range(32)), "time": "2020-09-13T12:26:40Z",
                                   "milliseconds": 123, "signedWith": "SHA256+ECDSA", "signature": "aa:bb"}, {"version": 2}])
         self.assertIn("signed with: SHA256+ECDSA\n", text)
+        last = stamp[:33] + b"\xff" * 8 + stamp[41:]
+        rows = len(last).to_bytes(2, "big") + last
+        value, _ = self.value_of(name, element(0x04, len(rows).to_bytes(2, "big") + rows))
+        self.assertEqual((value[0]["time"], value[0]["milliseconds"]), ("584556019-04-03T14:25:51Z", 615))
         for bad in (rows, b"\0\1", len(rows).to_bytes(2, "big") + rows + b"\0"):
             self.assertIn("(malformed: ", self.value_of(name, element(0x04, bad))[0])
 
@@ -392,6 +406,9 @@ class ShowTest(ProgramTest):
         text = self.expect(0, "show", "root.pem", "leaf.pem").out
         self.assertNoLongLines(text)
         self.assertNotIn("\x1b", text)
+        modulus = self.expect(0, "show", Path(__file__).parent / "../vectors/pkcs/keys/rsa1024.key").out
+        self.assertNoLongLines(modulus)
+        self.assertRegex(modulus, r"\n  modulus: [0-9a-f]{64,}\n      [0-9a-f]+\n")
         # A text that is broken cannot be taken for a line of its own.
         name = element(0x30, element(0x31, element(0x30, identifier("2.5.4.3"), element(0x0C, b"x " * 60 + b"issuer: CN=forged"))))
         lines = self.expect(0, "show", "-", stdin=certificate(b"", name=name, plain=True)).out.splitlines()

@@ -84,12 +84,12 @@ std::vector<std::string_view> verbNames(VerbOutline const& outline) {
     return names;
 }
 
-/// One hyphen with one letter, two with more: so no long name is suggested for a short one.
-std::vector<std::string_view> optionNames(VerbOutline const& outline, bool isLong) {
+/// Those with two hyphens.
+std::vector<std::string_view> optionNames(VerbOutline const& outline) {
     std::vector<std::string_view> names;
     for (ParameterOutline const& parameter : outline.parameters)
         for (std::string const& name : parameter.names)
-            if (parameter.isOption() && name.starts_with("--") == isLong)
+            if (parameter.isOption() && name.starts_with("--"))
                 names.push_back(name);
     return names;
 }
@@ -98,11 +98,12 @@ std::vector<std::string_view> optionNames(VerbOutline const& outline, bool isLon
 std::string complainOfWord(std::string const& word, Asked const& asked) {
     if (word.starts_with('-') && word.size() > 1) {
         std::string const name = word.substr(0, word.find('='));
-        // "-certificate" may be meant for "--certificate".
-        bool const isLong = name.size() > 2;
+        // "-certificate" may be meant for "--certificate"; of one letter nothing tells what was meant.
+        std::string const suggestion =
+            name.size() > 2 ? suggest(name, optionNames(*asked.outline)) : std::string();
         return "\"" + name + "\" is not an option of \"" + asked.path + "\"" +
-               (asked.outline->verbs.empty() ? suggest(name, optionNames(*asked.outline, isLong))
-                                             : ": write options after the verb");
+               (suggestion.empty() && !asked.outline->verbs.empty() ? ": write options after the verb"
+                                                                    : suggestion);
     }
     if (!asked.outline->verbs.empty())
         return "\"" + word + "\" is not a verb" + suggest(word, verbNames(*asked.outline));

@@ -120,8 +120,8 @@ void finish(int status) {
                       {"reason", last.problems.empty() ? "" : last.problems.back()["text"]}});
     if (!last.problems.empty())
         whole["problems"] = last.problems;
-    if (!last.notes.empty())
-        whole["notes"].insert(whole["notes"].end(), last.notes.begin(), last.notes.end());
+    for (Json const& note : last.notes)
+        whole["notes"].push_back(note);
     (last.isBesideOutput ? terminal::besideOutput() : terminal::out()) << dump(whole, 2) << std::endl;
 }
 

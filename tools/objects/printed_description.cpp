@@ -56,17 +56,19 @@ size_t columnsOf(std::string_view text) {
         std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-/// Octets as "00:ff:..." of which there are more than a digest or an identifier has: people look for those as
-/// a whole.
+/// Octets as "00:ff:...", or a number in hexadecimal, of which there are more than a digest or an identifier
+/// has: people look for those as a whole.
 bool isLongHex(std::string_view text) {
     constexpr size_t longestDigest = 3 * 32;
-    return text.size() > longestDigest && text[2] == ':' && text[5] == ':';
+    constexpr std::string_view digits = "0123456789abcdef";
+    return text.size() > longestDigest &&
+           ((text[2] == ':' && text[5] == ':') || text.find_first_not_of(digits) == text.npos);
 }
 
 /// Writes octets from `column` on, as many to a line as fit, and returns the column where they end. On the
 /// last line there is room for what comes after.
 size_t printHex(std::string_view hex, std::string const& indent, size_t column, size_t behind) {
-    constexpr size_t piece = 3, carriedOver = 4 * piece;
+    size_t const piece = hex[2] == ':' ? 3 : 2, carriedOver = 4 * piece;
     while (!hex.empty()) {
         size_t const room = column + piece < maxColumns ? (maxColumns - column) / piece * piece : piece;
         size_t count = hex.size();
@@ -216,10 +218,14 @@ void printList(Description const& list, std::string const& indent, size_t column
     out << ' ';
     ++column;
     for (size_t i = 0; i < list.size(); ++i) {
-        std::string const item = scalarText(list[i]) + (i + 1 < list.size() ? ", " : "");
-        if (i > 0 && column + columnsOf(item) > maxColumns) {
+        std::string const item = scalarText(list[i]) + (i + 1 < list.size() ? "," : "");
+        bool const isFull = i > 0 && column + 1 + columnsOf(item) > maxColumns;
+        if (isFull) {
             out << '\n' << indent << "    ";
             column = indent.size() + 4;
+        } else if (i > 0) {
+            out << ' ';
+            ++column;
         }
         out << item;
         column += columnsOf(item);
