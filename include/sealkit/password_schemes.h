@@ -11,7 +11,7 @@
 ///
 /// | scheme | key derivation | cipher | standard |
 /// | --- | --- | --- | --- |
-/// | PBES2 | PBKDF2 with hmacWithSHA384 or hmacWithSHA512; scrypt | DES, RC2 | RFC 8018, RFC 7914 |
+/// | PBES2 | PBKDF2 with hmacWithSHA224, -SHA384, -SHA512 or -SHA512-256; scrypt | DES, RC2 | RFC 8018, RFC 7914 |
 /// | pbeWithMD5AndDES-CBC, pbeWithSHA1AndDES-CBC | PBKDF1 | DES | RFC 8018, section 6.1 |
 /// | pbeWithMD5AndRC2-CBC, pbeWithSHA1AndRC2-CBC | PBKDF1 | RC2 of 64 bits | the same |
 /// | pbeWithSHAAnd128BitRC4, pbeWithSHAAnd40BitRC4 | `pkcs12_kdf` | RC4 | RFC 7292, appendix C |

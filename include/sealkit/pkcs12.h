@@ -23,10 +23,10 @@
 /// | privacy | PBES2 (pbes2.h), `pbe1_crypt`, to an RSA recipient (PKCS#7 EnvelopedData), or nothing | all |
 /// | bags | keys, encrypted keys, X.509 certificates, nested bags | keys, encrypted keys, X.509 certificates |
 ///
-/// RC2, RC4 and PBMAC1 (RFC 9579) are read if `PKCS12Options::schemes` accepts them. Otherwise the refusal
-/// names the scheme, so that it is never mistaken for a wrong password. Bags of CRLs and of other secrets are
-/// ignored: `ignoredBags` lists them. Not here: decisions on trust. `signedData->verify` verifies the
-/// signature; certificates are not validated.
+/// RC2, RC4, PBMAC1 (RFC 9579) and MACs over SHA-224 and SHA-512/256 are read if `PKCS12Options::schemes`
+/// accepts them. Otherwise the refusal names the scheme, so that it is never mistaken for a wrong password.
+/// Bags of CRLs and of other secrets are ignored: `ignoredBags` lists them. Not here: decisions on trust.
+/// `signedData->verify` verifies the signature; certificates are not validated.
 ///
 /// A password is UTF-8. The MAC and `pbe1_crypt` use the result of `pkcs12_password`, PBES2 the bytes
 /// themselves. An empty password is tried both as only the terminator and as no bytes at all, since programs
@@ -102,8 +102,8 @@ struct PKCS12Options {
     std::vector<unsigned> macIterations = {pkcs12MacIterations};
 
     /// For `decrypt` and `canDecrypt`: how contents and keys may be encrypted. With `PasswordSchemes::all`,
-    /// PBMAC1 (RFC 9579) is verified, too, and a password that is not ASCII is tried with each byte as a
-    /// character, as OpenSSL took it before version 1.1.
+    /// PBMAC1 (RFC 9579) and MACs over SHA-224 and SHA-512/256 are verified, too, and a password that is not
+    /// ASCII is tried with each byte as a character, as OpenSSL took it before version 1.1.
     PasswordSchemes schemes = {};
 
     /// For `parse`, `decrypt` and `decryptEnveloped`: the rules of validation that certificates and the

@@ -3,12 +3,12 @@
 #include "sealkit/wipe.h"
 
 #include "base/bytes.h"
-#include "hash/pbkdf2_sha224.h"
+#include "hash/file_hash.h"
+#include "hash/truncated_sha2.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 #include <limits>
 
 namespace {
@@ -108,32 +108,6 @@ private:
     State sum;
 };
 
-/// SHA-224 (FIPS 180-4 sections 5.3.2 and 6.3), which nothing but PBKDF2 uses.
-class Sha224 : public SHA256 {
-public:
-    unsigned digestLength() override { return digestSize; }
-    using SHA256::digest;
-    void digest(unsigned char* out) override {
-        unsigned char longer[32];
-        SHA256::digest(longer);
-        std::memcpy(out, longer, digestSize);
-        secureMemset(longer, 0, sizeof longer);
-    }
-
-protected:
-    void init() override {
-        // The second 32 bits of the fractional parts of the square roots of the ninth through sixteenth
-        // primes.
-        static constexpr std::uint32_t initialState[8] = {
-            0xc1059ed8, 0x367cd507, 0x3070dd17, 0xf70e5939, 0xffc00b31, 0x68581511, 0x64f98fa7, 0xbefa4fa4,
-        };
-        std::copy(std::begin(initialState), std::end(initialState), state);
-    }
-
-private:
-    static constexpr unsigned digestSize = 28;
-};
-
 template <typename H, unsigned blockSize, unsigned digestSize>
 bool fill(std::span<unsigned char> key, asn1::blob password, asn1::blob salt, unsigned iterations) {
     if (key.size() / digestSize >= std::numeric_limits<std::uint32_t>::max())
@@ -151,23 +125,29 @@ bool fill(std::span<unsigned char> key, asn1::blob password, asn1::blob salt, un
 
 bool pbkdf2(HashID prf, asn1::blob password, asn1::blob salt, unsigned iterations,
             std::span<unsigned char> key) {
-    if (iterations == 0)
-        return false;
-    switch (prf) {
-    case HashID::SHA1:
-        return fill<SHA1, 64, 20>(key, password, salt, iterations);
-    case HashID::SHA256:
-        return fill<SHA256, 64, 32>(key, password, salt, iterations);
-    case HashID::SHA384:
-        return fill<SHA384, 128, 48>(key, password, salt, iterations);
-    case HashID::SHA512:
-        return fill<SHA512, 128, 64>(key, password, salt, iterations);
-    default:
-        return false;
-    }
+    return detail::deriveByPbkdf2(detail::fileHashOf(prf), password, salt, iterations, key);
 }
 
-bool detail::pbkdf2Sha224(asn1::blob password, asn1::blob salt, unsigned iterations,
-                          std::span<unsigned char> key) {
-    return iterations != 0 && fill<Sha224, 64, 28>(key, password, salt, iterations);
+bool detail::deriveByPbkdf2(FileHash hash, asn1::blob password, asn1::blob salt, unsigned iterations,
+                            std::span<unsigned char> key) {
+    if (iterations == 0)
+        return false;
+    switch (hash) {
+    case FileHash::none:
+    case FileHash::md5:
+        break;
+    case FileHash::sha1:
+        return fill<SHA1, 64, 20>(key, password, salt, iterations);
+    case FileHash::sha224:
+        return fill<Sha224, 64, 28>(key, password, salt, iterations);
+    case FileHash::sha256:
+        return fill<SHA256, 64, 32>(key, password, salt, iterations);
+    case FileHash::sha384:
+        return fill<SHA384, 128, 48>(key, password, salt, iterations);
+    case FileHash::sha512:
+        return fill<SHA512, 128, 64>(key, password, salt, iterations);
+    case FileHash::sha512_256:
+        return fill<Sha512_256, 128, 32>(key, password, salt, iterations);
+    }
+    return false;
 }

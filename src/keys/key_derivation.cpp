@@ -2,12 +2,11 @@
 
 #include "sealkit/oid_names.h"
 #include "sealkit/pbes2.h"
-#include "sealkit/pbkdf2.h"
 
 #include "asn1/oids.h"
 #include "asn1/read.h"
-#include "hash/pbkdf2_sha224.h"
 
+#include <limits>
 #include <utility>
 
 namespace {
@@ -15,29 +14,35 @@ namespace {
 namespace oid = detail::oid;
 namespace tag = detail::tag;
 
+using detail::FileHash;
 using detail::KeyDerivation;
 using detail::Level;
 using detail::Reading;
 
-/// The hashes under HMAC.
-enum class Prf { none, sha1, sha224, sha256, sha384, sha512 };
-
-/// The pseudorandom function, which may be left out; `Prf::none` when it is refused.
-Prf findPrf(Reading& reading, asn1::blob prf, bool all) {
-    if (prf.empty() || prf == oid::hmacWithSha1)
-        return Prf::sha1;
-    if (prf == oid::hmacWithSha256)
-        return Prf::sha256;
-    if (all && prf == oid::hmacWithSha224)
-        return Prf::sha224;
-    if (all && prf == oid::hmacWithSha384)
-        return Prf::sha384;
-    if (all && prf == oid::hmacWithSha512)
-        return Prf::sha512;
+/// The hash of the pseudorandom function, which may be left out; `FileHash::none` when it is refused.
+FileHash findPrf(Reading& reading, asn1::blob prf, bool all) {
+    FileHash const hash = prf.empty() ? FileHash::sha1 : detail::hashOfHmac(prf);
+    if (hash == FileHash::sha1 || hash == FileHash::sha256 || (all && hash != FileHash::none))
+        return hash;
     if (reading.wantsReason())
         reading.refuse(RefusalId::unsupportedPrf, prf, {{"function", oidName(prf)}});
     reading.note("unsupported PBES2 KDF: <" + oid2name(prf) + ">");
-    return Prf::none;
+    return FileHash::none;
+}
+
+/// The number in the content of an INTEGER; the largest one for every number that is out of range.
+template <typename Number>
+Number numberOf(asn1::blob content) {
+    constexpr Number largest = std::numeric_limits<Number>::max();
+    if (content.empty() || content[0] >= 0x80)
+        return largest;
+    Number number = 0;
+    for (unsigned char const octet : content) {
+        if (number > largest >> 8)
+            return largest;
+        number = number << 8 | octet;
+    }
+    return number;
 }
 
 bool isCountInBounds(unsigned iterations) { return iterations != 0 && iterations <= pbes2MaxIterations; }
@@ -71,7 +76,7 @@ bool readPbkdf2(Reading& reading, KeyDerivation& to, asn1::blob params) {
     if (!detail::takeUInt(fields, &iterations, "iterationCount"))
         return false;
     if (fields.tag == tag::integer)
-        to.keyLength = fields.readUInt();
+        to.keyLength = numberOf<unsigned>(fields.take());
     asn1::blob prf, prfParams;
     if (fields.tag == tag::sequence) {
         if (!detail::takeAlgorithm(fields, &prf, &prfParams, "prf"))
@@ -92,22 +97,38 @@ bool readPbkdf2(Reading& reading, KeyDerivation& to, asn1::blob params) {
 }
 
 /// scrypt-params ::= SEQUENCE { salt OCTET STRING, costParameter INTEGER, blockSize INTEGER,
-/// parallelizationParameter INTEGER, keyLength INTEGER OPTIONAL } (RFC 7914, section 7.1). A number that does
-/// not fit is above every limit.
+/// parallelizationParameter INTEGER, keyLength INTEGER OPTIONAL } (RFC 7914, section 7.1). A number that is
+/// out of range is above every limit.
 bool readScrypt(Reading& reading, KeyDerivation& to, asn1::blob params) {
     Level fields(reading, params);
-    unsigned cost = 0;
+    asn1::blob cost, blockSize, parallelization;
     if (!detail::take(fields, tag::octetString, &to.salt, "salt") ||
-        !detail::takeUInt(fields, &cost, "costParameter") ||
-        !detail::takeUInt(fields, &to.scrypt.blockSize, "blockSize") ||
-        !detail::takeUInt(fields, &to.scrypt.parallelization, "parallelizationParameter"))
+        !detail::take(fields, tag::integer, &cost, "costParameter") ||
+        !detail::take(fields, tag::integer, &blockSize, "blockSize") ||
+        !detail::take(fields, tag::integer, &parallelization, "parallelizationParameter"))
         return false;
     detail::skipOptional(fields, tag::integer); // keyLength
-    to.scrypt.cost = cost;
+    to.scrypt = {numberOf<std::uint64_t>(cost), numberOf<std::uint32_t>(blockSize),
+                 numberOf<std::uint32_t>(parallelization)};
     return detail::finish(fields);
 }
 
 } // namespace
+
+FileHash detail::hashOfHmac(asn1::blob oid) {
+    static constexpr struct {
+        asn1::blob oid;
+        FileHash hash;
+    } rows[] = {
+        {oid::hmacWithSha1, FileHash::sha1},     {oid::hmacWithSha224, FileHash::sha224},
+        {oid::hmacWithSha256, FileHash::sha256}, {oid::hmacWithSha384, FileHash::sha384},
+        {oid::hmacWithSha512, FileHash::sha512}, {oid::hmacWithSha512_256, FileHash::sha512_256},
+    };
+    for (auto const& row : rows)
+        if (row.oid == oid)
+            return row.hash;
+    return FileHash::none;
+}
 
 bool detail::readKeyDerivation(Reading& reading, asn1::blob content, PasswordSchemes const& schemes,
                                KeyDerivation& to) {
@@ -132,31 +153,15 @@ bool detail::checkDerivation(Reading& reading, KeyDerivation const& derivation,
         return refuseKdf(reading, derivation.kdf);
     if (!isCountInBounds(derivation.iterations))
         return refuseCount(reading, nullptr, std::to_string(derivation.iterations));
-    return findPrf(reading, derivation.prf, schemes.all) != Prf::none;
+    return findPrf(reading, derivation.prf, schemes.all) != FileHash::none;
 }
 
 bool detail::deriveKey(Reading& reading, KeyDerivation const& derivation, std::string_view password,
                        std::span<unsigned char> key) {
     if (derivation.kdf == oid::scrypt)
         return scrypt(password, derivation.salt, derivation.scrypt, key) || refuseScrypt(reading, derivation);
-    auto const derive = [&](HashID hash) {
-        return pbkdf2(hash, password, derivation.salt, derivation.iterations, key);
-    };
-    switch (findPrf(reading, derivation.prf, true)) {
-    case Prf::none:
-        break;
-    case Prf::sha1:
-        return derive(HashID::SHA1);
-    case Prf::sha224:
-        return pbkdf2Sha224(password, derivation.salt, derivation.iterations, key);
-    case Prf::sha256:
-        return derive(HashID::SHA256);
-    case Prf::sha384:
-        return derive(HashID::SHA384);
-    case Prf::sha512:
-        return derive(HashID::SHA512);
-    }
-    return false;
+    return deriveByPbkdf2(findPrf(reading, derivation.prf, true), password, derivation.salt,
+                          derivation.iterations, key);
 }
 
 std::string detail::describeDerivation(KeyDerivation const& derivation) {

@@ -6,8 +6,10 @@
 #include "sealkit/scrypt.h"
 
 #include "base/reading.h"
+#include "hash/file_hash.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,9 +20,12 @@ namespace detail {
 struct KeyDerivation {
     asn1::blob kdf, prf, salt;
     unsigned iterations = 0;
-    unsigned keyLength = 0; ///< 0 where it is absent.
-    ScryptParams scrypt;    ///< In place of `prf` and `iterations`.
+    std::optional<unsigned> keyLength; ///< The largest number for every one that is out of range.
+    ScryptParams scrypt;               ///< In place of `prf` and `iterations`.
 };
+
+/// The hash of an HMAC, by its object identifier; `FileHash::none` for others.
+FileHash hashOfHmac(asn1::blob oid);
 
 /// Reads the content of an AlgorithmIdentifier. `schemes` tells whether scrypt is read.
 bool readKeyDerivation(Reading& reading, asn1::blob content, PasswordSchemes const& schemes,

@@ -22,7 +22,7 @@ struct LegacyCipher {
     /// Whether the key has an IV, and the plaintext a padding.
     bool isBlockCipher() const { return kind != Kind::rc4; }
     /// Whether all keys can be tried at a moderate price.
-    bool isWeak() const { return effectiveBits <= 64; }
+    bool isWeak() const { return effectiveBits <= 64 || keySize <= 8; }
     /// "RC2-CBC (40 bits)".
     char const* name() const;
 };

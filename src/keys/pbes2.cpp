@@ -75,7 +75,7 @@ bool chooseCipher(Reading& reading, Fields const& fields, PasswordSchemes const&
     if (!schemes.all || schemes.rc2 == nullptr || !(fields.cipher == oid::rc2Cbc))
         return refuseCipher(reading, fields.cipher);
     unsigned const bits = fields.rc2EffectiveBits != 0 ? fields.rc2EffectiveBits : defaultRc2Bits;
-    unsigned const size = fields.key.keyLength != 0 ? fields.key.keyLength : bits / 8;
+    unsigned const size = fields.key.keyLength.value_or(bits / 8);
     if (size == 0 || size > maxRc2KeySize || bits > 8 * maxRc2KeySize)
         return reading.refuse(RefusalId::malformedEncryptionParameters, fields.cipher,
                               {{"expected", "an RC2 key of 1 to " + std::to_string(maxRc2KeySize) + " bytes"},

@@ -12,30 +12,14 @@
 
 namespace {
 
-namespace oid = detail::oid;
 namespace tag = detail::tag;
 
 using detail::Level;
 using detail::Reading;
 
-/// Keys are as long as digests; a longer one than a block gains nothing.
-constexpr unsigned minKeyLength = 16, maxKeyLength = 128;
-
-HashID hashOfHmac(asn1::blob oid) {
-    static constexpr struct {
-        asn1::blob oid;
-        HashID hash;
-    } rows[] = {
-        {oid::hmacWithSha1, HashID::SHA1},
-        {oid::hmacWithSha256, HashID::SHA256},
-        {oid::hmacWithSha384, HashID::SHA384},
-        {oid::hmacWithSha512, HashID::SHA512},
-    };
-    for (auto const& row : rows)
-        if (row.oid == oid)
-            return row.hash;
-    return HashID::none;
-}
+/// Keys are as long as digests. Shorter ones than that of SHA-1 could be guessed, so that a file would take
+/// other passwords than its own, and a longer one than a block gains nothing.
+constexpr unsigned minKeyLength = 20, maxKeyLength = 128;
 
 } // namespace
 
@@ -54,29 +38,29 @@ bool detail::read(Reading& reading, asn1::blob params, Pbmac1& to) {
         !checkDerivation(reading, to.key, everyFunction))
         return false;
     to.hash = hashOfHmac(scheme);
-    if (to.hash == HashID::none)
+    if (to.hash == FileHash::none)
         return reading.refuse(RefusalId::unsupportedMac, scheme, {{"MAC", oidName(scheme)}});
-    if (to.key.keyLength >= minKeyLength && to.key.keyLength <= maxKeyLength)
+    unsigned const size = to.key.keyLength.value_or(0);
+    if (size >= minKeyLength && size <= maxKeyLength)
         return true;
-    return reading.refuse(
-        RefusalId::malformedEncryptionParameters, function,
-        {{"expected",
-          "a key of " + std::to_string(minKeyLength) + " to " + std::to_string(maxKeyLength) + " bytes"},
-         {"found", to.key.keyLength == 0 ? "no length" : std::to_string(to.key.keyLength)}});
+    return reading.refuse(RefusalId::malformedEncryptionParameters, function,
+                          {{"expected", "a key of " + std::to_string(minKeyLength) + " to " +
+                                            std::to_string(maxKeyLength) + " bytes"},
+                           {"found", to.key.keyLength ? std::to_string(size) : "no length"}});
 }
 
 std::vector<unsigned char> detail::computePbmac1(Reading& reading, Pbmac1 const& mac,
                                                  std::string_view password, asn1::blob data) {
-    SecretBytes key(std::vector<unsigned char>(mac.key.keyLength));
+    SecretBytes key(std::vector<unsigned char>(mac.key.keyLength.value_or(0)));
     if (!deriveKey(reading, mac.key, password, key.value))
         return {};
-    std::unique_ptr<HMAC> const hmac = createHMAC(mac.hash, key.value);
+    OwningHMAC hmac(createFileHash(mac.hash), key.value.data(), static_cast<unsigned>(key.value.size()));
     do {
         size_t const size = std::min<size_t>(data.size(), std::numeric_limits<unsigned>::max());
-        hmac->update(data.data(), static_cast<unsigned>(size));
+        hmac.update(data.data(), static_cast<unsigned>(size));
         data.pop_front(size);
     } while (!data.empty());
-    std::vector<unsigned char> value(hmac->digestLength());
-    hmac->digest(value.data());
+    std::vector<unsigned char> value(hmac.digestLength());
+    hmac.digest(value.data());
     return value;
 }

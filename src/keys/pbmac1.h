@@ -1,8 +1,6 @@
 /// PBMAC1 (RFC 8018, section 7.1; RFC 9579): a MAC under a password.
 #pragma once
 
-#include "sealkit/hash.h"
-
 #include "keys/key_derivation.h"
 
 #include <vector>
@@ -11,7 +9,7 @@ namespace detail {
 
 struct Pbmac1 {
     KeyDerivation key;
-    HashID hash = HashID::none; ///< Under HMAC.
+    FileHash hash = FileHash::none; ///< Under HMAC.
 };
 
 /// Reads PBMAC1-params, the whole encoding, and refuses what is not supported. The length of the key must be

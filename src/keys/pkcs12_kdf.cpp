@@ -1,7 +1,8 @@
-#include "sealkit/pbe1.h"
+#include "keys/pkcs12_kdf.h"
 
 #include "base/secret_bytes.h"
 #include "base/utf.h"
+#include "hash/file_hash.h"
 #include "keys/bmp_string.h"
 
 #include <algorithm>
@@ -36,11 +37,6 @@ void addAndOne(unsigned char* block, unsigned char const* b, size_t blockSize) {
         carry += block[i] + b[i];
         block[i] = static_cast<unsigned char>(carry);
     }
-}
-
-bool isKnown(HashID hash) {
-    return hash == HashID::MD5 || hash == HashID::SHA1 || hash == HashID::SHA256 || hash == HashID::SHA384 ||
-           hash == HashID::SHA512;
 }
 
 } // namespace
@@ -102,27 +98,33 @@ std::vector<unsigned char> pkcs12_password(std::string_view password) {
 
 bool pkcs12_kdf(HashID id, asn1::blob password, asn1::blob salt, unsigned iterations, PKCS12Purpose purpose,
                 std::span<unsigned char> out) {
-    if (!isKnown(id) || iterations == 0)
+    std::unique_ptr<Hash> const hash = detail::createFileHash(detail::fileHashOf(id));
+    if (hash == nullptr || iterations == 0)
         return false;
-    std::unique_ptr<Hash> const hash = createHash(id);
-    size_t const blockSize = hash->blockLength();
-    unsigned const digestSize = hash->digestLength();
+    detail::deriveByPkcs12(*hash, password, salt, iterations, purpose, out);
+    return true;
+}
+
+void detail::deriveByPkcs12(Hash& hash, asn1::blob password, asn1::blob salt, unsigned iterations,
+                            PKCS12Purpose purpose, std::span<unsigned char> out) {
+    size_t const blockSize = hash.blockLength();
+    unsigned const digestSize = hash.digestLength();
     constexpr size_t maxBlockSize = 128, maxDigestSize = 64;
 
     unsigned char diversifier[maxBlockSize], digest[maxDigestSize];
     std::memset(diversifier, static_cast<int>(purpose), blockSize);
-    detail::SecretBytes input;
+    SecretBytes input;
     input.value.reserve(salt.size() + password.size() + 2 * blockSize);
     appendRepeated(input.value, salt, blockSize);
     appendRepeated(input.value, password, blockSize);
 
     while (!out.empty()) {
-        absorb(*hash, {diversifier, blockSize});
-        absorb(*hash, input);
-        hash->digest(digest);
+        absorb(hash, {diversifier, blockSize});
+        absorb(hash, input);
+        hash.digest(digest);
         for (unsigned i = 1; i < iterations; i++) {
-            hash->update(digest, digestSize);
-            hash->digest(digest);
+            hash.update(digest, digestSize);
+            hash.digest(digest);
         }
         size_t const size = std::min<size_t>(out.size(), digestSize);
         std::memcpy(out.data(), digest, size);
@@ -137,5 +139,4 @@ bool pkcs12_kdf(HashID id, asn1::blob password, asn1::blob salt, unsigned iterat
         secureMemset(repeated, 0, sizeof repeated);
     }
     secureMemset(digest, 0, sizeof digest);
-    return true;
 }

@@ -299,7 +299,7 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
     if (known > pkcs12MaxIterationsPerFile)
         return refuseTotal(reading, known);
     if (hasMac) {
-        HashID const hash = getHashID(macAlgorithm.oid);
+        detail::FileHash const hash = detail::macHashOf(macAlgorithm, file.schemes);
         SecretBytes const safe(saveAuthenticatedSafe());
         auto const isRight = [&](asn1::blob form) {
             return std::ranges::any_of(macCounts, [&](unsigned count) {
@@ -341,7 +341,7 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
 /// Reads the parameters of PBMAC1 where that is supported, and refuses other MACs that are not one over a
 /// hash.
 bool PKCS12PFX::readMacScheme(PKCS12Reading& file, std::optional<detail::Pbmac1>& pbmac1) const {
-    if (mac.empty() || getHashID(macAlgorithm.oid) != HashID::none)
+    if (mac.empty() || detail::macHashOf(macAlgorithm, file.schemes) != detail::FileHash::none)
         return true;
     if (file.schemes.all && asn1::blob(macAlgorithm.oid) == oid::pbmac1)
         return detail::read(file.reading, macAlgorithm.params, pbmac1.emplace());

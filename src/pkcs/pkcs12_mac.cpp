@@ -4,13 +4,16 @@
 #include "sealkit/oid_names.h"
 
 #include "asn1/element.h"
+#include "asn1/oids.h"
 #include "base/secret_bytes.h"
 #include "keys/pbe1.h"
+#include "keys/pkcs12_kdf.h"
 #include "pkcs/pkcs12_reading.h"
 #include "pkcs/read.h"
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace tag = detail::tag;
 
@@ -53,24 +56,32 @@ bool detail::read(Reading& reading, asn1::blob macData, PKCS12Mac& to) {
            checkCount(reading, to.iterations, count);
 }
 
-std::vector<unsigned char> detail::pkcs12Mac(HashID hash, asn1::blob password, asn1::blob salt,
+detail::FileHash detail::macHashOf(AlgorithmIdentifier const& algorithm, PasswordSchemes const& schemes) {
+    asn1::blob const oid = algorithm.oid;
+    if (HashID const id = getHashID(oid); id != HashID::none || !schemes.all)
+        return fileHashOf(id);
+    return oid == oid::sha224       ? FileHash::sha224
+           : oid == oid::sha512_256 ? FileHash::sha512_256
+                                    : FileHash::none;
+}
+
+std::vector<unsigned char> detail::pkcs12Mac(FileHash id, asn1::blob password, asn1::blob salt,
                                              unsigned iterations, asn1::blob data) {
     unsigned char bytes[64];
-    std::unique_ptr<Hash> const sized = createHash(hash);
-    if (sized == nullptr || sized->digestLength() > sizeof bytes)
+    std::unique_ptr<Hash> hash = createFileHash(id);
+    if (hash == nullptr)
         return {};
-    std::span<unsigned char> const key(bytes, sized->digestLength());
-    if (!pkcs12_kdf(hash, password, salt, iterations, PKCS12Purpose::mac, key))
-        return {};
-    std::unique_ptr<HMAC> const hmac = createHMAC(hash, key);
+    std::span<unsigned char> const key(bytes, hash->digestLength());
+    deriveByPkcs12(*hash, password, salt, iterations, PKCS12Purpose::mac, key);
+    OwningHMAC hmac(std::move(hash), key.data(), static_cast<unsigned>(key.size()));
     secureMemset(bytes, 0, sizeof bytes);
     do {
         size_t const size = std::min<size_t>(data.size(), std::numeric_limits<unsigned>::max());
-        hmac->update(data.data(), static_cast<unsigned>(size));
+        hmac.update(data.data(), static_cast<unsigned>(size));
         data.pop_front(size);
     } while (!data.empty());
-    std::vector<unsigned char> mac(hmac->digestLength());
-    hmac->digest(mac.data());
+    std::vector<unsigned char> mac(hmac.digestLength());
+    hmac.digest(mac.data());
     return mac;
 }
 
@@ -130,5 +141,5 @@ std::vector<unsigned char> PKCS12PFX::computeMAC(std::string_view password, asn1
         salt = macSalt;
     }
     detail::SecretBytes const bmp(pkcs12_password(password));
-    return detail::pkcs12Mac(hash, bmp, salt, detail::macCount(macIterations), data);
+    return detail::pkcs12Mac(detail::fileHashOf(hash), bmp, salt, detail::macCount(macIterations), data);
 }

@@ -4,6 +4,7 @@
 #include "sealkit/pkcs12.h"
 
 #include "base/reading.h"
+#include "hash/file_hash.h"
 
 namespace detail {
 
@@ -17,9 +18,12 @@ struct PKCS12Mac {
 /// Reads a MacData, the whole element.
 bool read(Reading& reading, asn1::blob macData, PKCS12Mac& to);
 
-/// HMAC over `data` under a key from the password, which is in the form that `pkcs12_kdf` takes. Empty for a
-/// `hash` that it does not take.
-std::vector<unsigned char> pkcs12Mac(HashID hash, asn1::blob password, asn1::blob salt, unsigned iterations,
+/// The hash of the MAC that `algorithm` names; `FileHash::none` if it is not read, or is not a hash.
+FileHash macHashOf(AlgorithmIdentifier const& algorithm, PasswordSchemes const& schemes);
+
+/// HMAC over `data` under a key from the password, which is in the form that `pkcs12_kdf` takes. Empty for
+/// `FileHash::none`. There is one iteration at least.
+std::vector<unsigned char> pkcs12Mac(FileHash hash, asn1::blob password, asn1::blob salt, unsigned iterations,
                                      asn1::blob data);
 
 /// The count that `macIterations` stands for.

@@ -92,6 +92,7 @@ TEST(PasswordSchemes, OfOtherProgramsAreReadOnRequestAlone) {
              {"PBES2-hmacWithSHA224", "PBES2", "AES-128-CBC", "PBKDF2 with HMAC-SHA224", 2048, false},
              {"PBES2-hmacWithSHA384", "PBES2", "AES-128-CBC", "PBKDF2 with HMAC-SHA384", 2048, false},
              {"PBES2-hmacWithSHA512", "PBES2", "AES-128-CBC", "PBKDF2 with HMAC-SHA512", 2048, false},
+             {"PBES2-hmacWithSHA512-256", "PBES2", "AES-128-CBC", "PBKDF2 with HMAC-SHA512-256", 2048, false},
              {"scrypt", "PBES2", "AES-256-CBC", "scrypt with N 16384, r 8, p 1", 0, false},
              {"scrypt-p3", "PBES2", "AES-256-CBC", "scrypt with N 64, r 3, p 3", 0, false},
          }) {

@@ -11,6 +11,7 @@ namespace TEST_FILE {
 using namespace test;
 using namespace test::der;
 
+constexpr char hmacSha1[] = "1.2.840.113549.2.7", hmacSha384[] = "1.2.840.113549.2.10";
 constexpr char hmacSha256[] = "1.2.840.113549.2.9", hmacSha512[] = "1.2.840.113549.2.11";
 
 /// A MacData of PBMAC1 (RFC 9579) in parts.
@@ -21,6 +22,7 @@ struct Pbmac1Parts {
     std::string word = test::word;
     HashID prfHash = HashID::SHA256, macHash = HashID::SHA256;
     unsigned size = 32, iterations = 7;
+    Bytes saltInFile = Bytes(8, 5);
 
     Bytes file() const {
         P12Parts parts;
@@ -31,8 +33,9 @@ struct Pbmac1Parts {
         hmac->update(safe.data(), static_cast<unsigned>(safe.size()));
         Bytes value(hmac->digestLength());
         hmac->digest(value.data());
-        Bytes const kdf = sequence(oid("1.2.840.113549.1.5.12"),
-                                   sequence(octetString(salt), count, keyLength, algorithm(prf, null())));
+        Bytes const kdf =
+            sequence(oid("1.2.840.113549.1.5.12"), sequence(octetString(saltInFile), count, keyLength,
+                                                            prf.empty() ? Bytes() : algorithm(prf, null())));
         Bytes const scheme = sequence(oid("1.2.840.113549.1.5.14"), sequence(kdf, algorithm(mac, null())));
         parts.macData =
             sequence(sequence(scheme, octetString(value)), octetString(Bytes(8, 9)), integer(Bytes{1}));
@@ -75,8 +78,13 @@ TEST(Pbmac1, OfOtherParametersIsRefused) {
     Pbmac1Parts parts;
     parts.keyLength = {};
     EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::malformedEncryptionParameters);
-    parts.keyLength = integer(Bytes{0x10, 0x00});
-    EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::malformedEncryptionParameters);
+    EXPECT_EQ(openWith(parts.file(), word).facts.back().value, "no length");
+    // Among them one that is negative, and one that is larger than any number here.
+    for (Bytes const& length : {Bytes{0}, Bytes{19}, Bytes{0x10, 0x00}, Bytes{0x80}, Bytes{1, 0, 0, 0, 32}}) {
+        parts.keyLength = integer(length);
+        parts.size = length.back();
+        EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::malformedEncryptionParameters);
+    }
     parts = {.count = integer(Bytes{0})};
     EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::iterationCount);
     parts = {.count = integer(Bytes{0x7F, 0xFF, 0xFF, 0xFF})};
@@ -85,6 +93,39 @@ TEST(Pbmac1, OfOtherParametersIsRefused) {
     EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::unsupportedPrf);
     parts = {.mac = "1.2.840.113549.2.6"};
     EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::unsupportedMac);
+}
+
+TEST(Pbmac1, TakesEveryFunctionSaltAndLengthThatTheParametersGive) {
+    Pbmac1Parts parts{.count = integer(Bytes{0x12, 0x34}), .iterations = 0x1234};
+    EXPECT_FALSE(openWith(parts.file(), word));
+    parts = {.keyLength = integer(Bytes{20}), .size = 20};
+    EXPECT_FALSE(openWith(parts.file(), word));
+    parts = {
+        .keyLength = integer(Bytes{0x00, 0x80}), .mac = hmacSha512, .macHash = HashID::SHA512, .size = 128};
+    EXPECT_FALSE(openWith(parts.file(), word));
+    parts = {.prf = hmacSha384, .mac = hmacSha1, .prfHash = HashID::SHA384, .macHash = HashID::SHA1};
+    EXPECT_FALSE(openWith(parts.file(), word));
+    // The default function is HMAC with SHA-1.
+    parts = {.prf = "", .prfHash = HashID::SHA1};
+    EXPECT_FALSE(openWith(parts.file(), word));
+}
+
+TEST(Pbmac1, AnotherCountOrSaltIsAnotherMac) {
+    Pbmac1Parts parts;
+    parts.iterations = 8;
+    EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::macMismatch);
+    parts = {.saltInFile = Bytes(8, 6)};
+    EXPECT_EQ(openWith(parts.file(), word).id, RefusalId::macMismatch);
+}
+
+TEST(Pkcs12Mac, OverTruncatedHashesIsVerifiedOnRequestAlone) {
+    for (std::string const name : {"openssl-mac-sha224", "openssl-mac-sha512-256"}) {
+        SCOPED_TRACE(name);
+        Bytes const file = readP12(name);
+        EXPECT_EQ(openWith(file, word, false).id, RefusalId::unsupportedMac);
+        EXPECT_FALSE(openWith(file, word));
+        EXPECT_EQ(openWith(file, "wrong").id, RefusalId::macMismatch);
+    }
 }
 
 TEST(Pkcs12Schemes, WideSchemesAreReadInContentsAndKeys) {

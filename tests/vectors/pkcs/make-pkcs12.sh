@@ -39,7 +39,9 @@ p12 openssl-utf8-modern $export -passout "pass:pässwörd €😀"
 for hash in md5 sha1 sha256 sha384 sha512; do
     p12 openssl-mac-$hash $export -macalg $hash -passout pass:secret1
 done
-p12 openssl-mac-sha224 $export -macalg sha224 -passout pass:secret1
+for hash in sha224 sha512-256; do
+    p12 openssl-mac-$hash $export -macalg $hash -passout pass:secret1
+done
 
 certtool="certtool --to-p12 --load-privkey alice.key --load-certificate alice.pem --p12-name alice --outder"
 $certtool --password secret1 --outfile "$out/p12-certtool.p12" 2>/dev/null

@@ -18,7 +18,7 @@ done
 for cipher in des-cbc rc2-cbc rc2-64-cbc rc2-40-cbc; do
     pkcs8 PBES2-$cipher -v2 $cipher
 done
-for prf in SHA224 SHA384 SHA512; do
+for prf in SHA224 SHA384 SHA512 SHA512-256; do
     pkcs8 PBES2-hmacWith$prf -v2 aes-128-cbc -v2prf hmacWith$prf
 done
 pkcs8 scrypt -scrypt
