@@ -30,6 +30,7 @@ enum class InputKind : unsigned {
     opensshPublicKey,    ///< A line in OpenSSH's own form.
     utf16,               ///< Text in UTF-16, as some editors write.
     text,                ///< Other text.
+    javaKeystore,        ///< A keystore of Java, of the types JKS and JCEKS.
     ber,                 ///< A SEQUENCE of indefinite length.
     otherDer,            ///< Another SEQUENCE.
     unknown,             ///< Other bytes.

@@ -161,6 +161,7 @@ SEALKIT_API std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Re
 struct ReqFileOptions {
     bool amongOthers = false; ///< Ignores blocks with other labels, and accepts "NEW CERTIFICATE REQUEST"
                               ///< (RFC 7468, section 7).
+    FormRules forms = FormRules::platform; ///< With `FormRules::standard`, BER is accepted, too.
 };
 
 /// A certificate request. Null if the first block has another label.
@@ -177,6 +178,8 @@ struct KeyFileOptions {
     bool fromCertificates = false; ///< The public key of a certificate or certificate request.
     bool openssh = false;          ///< OpenSSH's own forms (openssh.h).
     PasswordSchemes schemes = {};  ///< The encryption schemes that are accepted.
+    FormRules forms = FormRules::platform; ///< With `FormRules::standard`, BER is accepted, too, and so are
+                                           ///< certificates of version 1.
 };
 
 /// A public key: a SubjectPublicKeyInfo ("PUBLIC KEY", or DER), or PKCS#1's RSAPublicKey ("RSA PUBLIC KEY").

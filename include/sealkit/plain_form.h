@@ -25,6 +25,7 @@ enum class InputNoteId : unsigned {
     carriageReturns, ///< Lines that end with a carriage return alone.
     indented,        ///< Indented PEM.
     blockHeaders,    ///< Header lines in a block that is not encrypted.
+    oneLine,         ///< A whole PEM block in one line.
     bareBase64,      ///< Base64 without PEM lines around it.
     ber,             ///< BER where DER is usual.
     otherLabel,      ///< A label that does not match the object in the block.
@@ -56,8 +57,12 @@ using WipedBytes = std::vector<unsigned char, detail::WipingAllocator<unsigned c
 /// - In a text with PEM, a carriage return without a line feed becomes a line feed; blanks and byte-order
 ///   marks at the start of the lines of blocks are removed; header lines become blank lines, except in
 ///   encrypted blocks, which need them. Line numbers are those of the original.
+/// - A PEM block that stands in one line, with blanks or the characters `\n` in place of its line ends,
+/// becomes
+///   three lines; the numbers of the lines behind it grow.
 /// - Text that consists of the base64 of one DER or BER element becomes that element.
+/// - A certificate, CRL, request or key in BER becomes DER.
 ///
-/// An object in DER or BER is unchanged, even if it contains such text. Takes time and memory in proportion
-/// to the input: at most three times its size.
+/// Any other object in DER or BER is unchanged, even if it contains such text. Takes time and memory in
+/// proportion to the input: at most three times its size.
 SEALKIT_API bool makePlain(asn1::blob file, WipedBytes* plain, std::vector<InputNote>* notes);

@@ -123,7 +123,8 @@ public:
 
     /// Appends what `readCertificateBundle` and `readCrls` return, except duplicates of objects in the store.
     /// Returns the number of objects that were read, including duplicates. A certificate whose trust settings
-    /// limit it (objects.h) is refused, because the store would trust it for everything.
+    /// limit it (objects.h) is refused, because the store would trust it for everything. So is a signed
+    /// message, because its sender chose the certificates in it.
     size_t loadCertificates(std::string_view text, std::vector<Refusal>* refusals,
                             FormRules forms = FormRules::platform);
     /// The same of CRLs.

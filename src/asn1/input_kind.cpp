@@ -33,6 +33,7 @@ constexpr std::array names = {
     "public key in OpenSSH's own form",
     "UTF-16 text",
     "text without PEM",
+    "Java keystore (JKS, JCEKS)",
     "BER, not DER",
     "DER of an unknown kind",
     "unknown bytes",

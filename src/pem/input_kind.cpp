@@ -41,13 +41,12 @@ InputKind findInputKind(asn1::blob bytes) {
     // First, as text within an object may look like PEM.
     if (InputKind const kind = detail::findDerKind(bytes); kind != InputKind::otherDer)
         return kind;
+    if (detail::beginsAsObject(bytes))
+        return detail::hasIndefiniteLength(bytes) ? InputKind::ber : InputKind::otherDer;
     PemReader reader(detail::withoutByteOrderMark(text));
     PemBlock block;
     if (reader.next(&block))
         return block.label == "OPENSSH PRIVATE KEY" ? InputKind::opensshPrivateKey : InputKind::pem;
-    constexpr unsigned char indefinite = 0x80;
-    if (bytes[0] == tag::sequence && bytes.size() > 1 && bytes[1] == indefinite)
-        return InputKind::ber;
     if (bytes[0] == tag::sequence && asn1::parser(bytes).tag == tag::sequence)
         return InputKind::otherDer;
     if (!reader.finish(nullptr))
@@ -55,6 +54,9 @@ InputKind findInputKind(asn1::blob bytes) {
     for (std::string_view start : {"ssh-", "ecdsa-sha2-", "sk-ssh-", "sk-ecdsa-"})
         if (text.starts_with(start))
             return InputKind::opensshPublicKey;
+    for (std::string_view start : {"\xFE\xED\xFE\xED", "\xCE\xCE\xCE\xCE"})
+        if (text.starts_with(start))
+            return InputKind::javaKeystore;
     if (isText(text))
         return InputKind::text;
     return bytes[0] == tag::sequence ? InputKind::otherDer : InputKind::unknown;

@@ -28,13 +28,25 @@ bool isReadable(Reading& reading, asn1::blob der) {
            reading.refuse(RefusalId::inputTooLarge, nullptr);
 }
 
-/// Null when the bytes are not a `T`, or more than its parser takes.
+/// Null when the bytes are not a `T`.
 template <typename T>
 std::unique_ptr<T> readDer(Reading& reading, asn1::blob der) {
     auto object = std::make_unique<T>();
-    auto const readInto = [&](asn1::blob bytes) { return detail::read(reading, bytes, *object); };
-    if (!isReadable(reading, der) || !detail::readDerOrBer(reading, der, readInto))
+    if (!detail::read(reading, der, *object))
         return nullptr;
+    return object;
+}
+
+/// What `read` makes of DER or, under the standard rules, of BER; null when it is refused.
+template <typename Read>
+auto readWhole(Reading& reading, asn1::blob bytes, Read read) {
+    decltype(read(reading, bytes)) object{};
+    auto const readInto = [&](asn1::blob der) {
+        object = read(reading, der);
+        return object != nullptr;
+    };
+    if (isReadable(reading, bytes))
+        detail::readDerOrBer(reading, bytes, readInto);
     return object;
 }
 
@@ -55,7 +67,7 @@ auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read re
     if (!detail::decode(reading, block, &der.value))
         return object;
     Reading::Block const within(reading, block.number, der);
-    object = read(reading, asn1::blob(der));
+    object = readWhole(reading, der, read);
     if (object == nullptr)
         detail::refuseOtherKind(reading, wanted, findInputKind(der));
     return object;
@@ -104,7 +116,7 @@ std::unique_ptr<T> readFirst(Reading& reading, std::string_view text, std::strin
     PemReader reader(text);
     PemBlock block;
     if (!reader.next(&block)) {
-        std::unique_ptr<T> object = readDer<T>(reading, text);
+        std::unique_ptr<T> object = readWhole(reading, text, readDer<T>);
         if (object == nullptr)
             refuseRest(reading, text, reader, wanted, wantedLabel);
         return object;
@@ -146,7 +158,7 @@ std::vector<std::shared_ptr<X509Certificate>> readChain(Reading& reading, std::s
             return {};
     }
     if (reader.count() == 0)
-        if (std::shared_ptr<X509Certificate> certificate = readDer<X509Certificate>(reading, text))
+        if (std::shared_ptr<X509Certificate> certificate = readWhole(reading, text, readDer<X509Certificate>))
             chain.push_back(std::move(certificate));
     if (chain.empty())
         refuseRest(reading, text, reader, InputKind::certificate, "CERTIFICATE");
@@ -158,7 +170,7 @@ template <typename T>
 std::unique_ptr<PublicKey> readKeyOf(Reading& reading, asn1::blob der) {
     T object;
     asn1::blob info;
-    if (!isReadable(reading, der) || !detail::readWithKeyInfo(reading, der, object, &info))
+    if (!detail::readWithKeyInfo(reading, der, object, &info))
         return nullptr;
     Reading::Step const step(reading, "subjectPublicKeyInfo");
     return detail::readPublicKeyInfo(reading, info);
@@ -181,7 +193,9 @@ std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, K
     if (!reader.next(&block)) {
         if (options.openssh && findInputKind(text) == InputKind::opensshPublicKey)
             return detail::readOpensshLine(reading, text);
-        std::unique_ptr<PublicKey> key = readPublicDer(reading, text, options);
+        std::unique_ptr<PublicKey> key = readWhole(reading, text, [&](Reading& inner, asn1::blob der) {
+            return readPublicDer(inner, der, options);
+        });
         InputKind const kind = findInputKind(text);
         bool const isWider =
             (options.fromCertificates && (kind == InputKind::certificate || kind == InputKind::request)) ||
@@ -245,7 +259,7 @@ std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& bl
 }
 
 /// A private key in DER: the stated forms, and the wider ones that `options` allow.
-std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, std::string_view der,
+std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, asn1::blob der,
                                            std::optional<std::string_view> password, KeyFileOptions options) {
     if (std::unique_ptr<PrivateKey> key = detail::readOneAsymmetricKey(reading, der))
         return key;
@@ -289,7 +303,9 @@ std::unique_ptr<PrivateKey> readPrivate(Reading& reading, std::string_view text,
     }
     std::unique_ptr<PrivateKey> key;
     if (!reader.rest().empty())
-        key = readPrivateDer(reading, reader.rest(), password, options);
+        key = readWhole(reading, reader.rest(), [&](Reading& inner, asn1::blob der) {
+            return readPrivateDer(inner, der, password, options);
+        });
     if (key == nullptr && !isPrivateKind(findInputKind(reader.rest()), options))
         refuseRest(reading, text, reader, InputKind::privateKey, "PRIVATE KEY");
     return key;
@@ -303,9 +319,10 @@ auto readText(Read read, std::string_view text, Arguments const&... arguments) {
 }
 
 template <typename Read, typename... Arguments>
-auto readTextFor(Refusal* refusal, Read read, std::string_view text, Arguments const&... arguments) {
+auto readTextFor(Refusal* refusal, FormRules forms, Read read, std::string_view text,
+                 Arguments const&... arguments) {
     std::string_view const plain = detail::withoutByteOrderMark(text);
-    Reading reading(plain, refusal);
+    Reading reading(plain, refusal, forms);
     return read(reading, plain, arguments...);
 }
 
@@ -315,10 +332,11 @@ auto readFile(Read read, std::string const& path, Arguments const&... arguments)
 }
 
 template <typename Read, typename... Arguments>
-auto readFileFor(Refusal* refusal, Read read, std::string const& path, Arguments const&... arguments) {
+auto readFileFor(Refusal* refusal, FormRules forms, Read read, std::string const& path,
+                 Arguments const&... arguments) {
     FileText const text(path);
     std::string_view const view = detail::withoutByteOrderMark(text);
-    Reading reading(view, refusal);
+    Reading reading(view, refusal, forms);
     if (!view.empty())
         return read(reading, view, arguments...);
     text.explain(reading);
@@ -330,9 +348,7 @@ auto readFileFor(Refusal* refusal, Read read, std::string const& path, Arguments
 std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text) { return readText(readCert, text); }
 
 std::unique_ptr<X509Certificate> readCertFromStr(std::string_view text, Refusal* refusal, FormRules forms) {
-    std::string_view const plain = detail::withoutByteOrderMark(text);
-    Reading reading(plain, refusal, forms);
-    return readCert(reading, plain);
+    return readTextFor(refusal, forms, readCert, text);
 }
 
 std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {
@@ -340,7 +356,7 @@ std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path) {
 }
 
 std::unique_ptr<X509Certificate> readCertFromFile(std::string const& path, Refusal* refusal) {
-    return readFileFor(refusal, readCert, path);
+    return readFileFor(refusal, FormRules::platform, readCert, path);
 }
 
 std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text) {
@@ -348,7 +364,7 @@ std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view tex
 }
 
 std::vector<std::shared_ptr<X509Certificate>> readCertChain(std::string_view text, Refusal* refusal) {
-    return readTextFor(refusal, readChain, text);
+    return readTextFor(refusal, FormRules::platform, readChain, text);
 }
 
 std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path) {
@@ -357,7 +373,7 @@ std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string 
 
 std::vector<std::shared_ptr<X509Certificate>> readCertChainFromFile(std::string const& path,
                                                                     Refusal* refusal) {
-    return readFileFor(refusal, readChain, path);
+    return readFileFor(refusal, FormRules::platform, readChain, path);
 }
 
 std::unique_ptr<X509Crl> readCrl(std::string_view text) {
@@ -374,7 +390,8 @@ std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path) { return readC
 
 std::unique_ptr<X509Crl> readCrlFromFile(std::string const& path, Refusal* refusal) {
     return readFileFor(
-        refusal, [](Reading& reading, std::string_view bytes) { return readCrl(reading, bytes); }, path);
+        refusal, FormRules::platform,
+        [](Reading& reading, std::string_view bytes) { return readCrl(reading, bytes); }, path);
 }
 
 std::unique_ptr<X509Req> readReq(std::string_view text) {
@@ -384,7 +401,7 @@ std::unique_ptr<X509Req> readReq(std::string_view text) {
 
 std::unique_ptr<X509Req> readReq(std::string_view text, Refusal* refusal, ReqFileOptions options) {
     std::string_view const plain = detail::withoutByteOrderMark(text);
-    Reading reading(plain, refusal);
+    Reading reading(plain, refusal, options.forms);
     return readReq(reading, plain, options);
 }
 
@@ -392,7 +409,8 @@ std::unique_ptr<X509Req> readReqFromFile(std::string const& path) { return readR
 
 std::unique_ptr<X509Req> readReqFromFile(std::string const& path, Refusal* refusal) {
     return readFileFor(
-        refusal, [](Reading& reading, std::string_view bytes) { return readReq(reading, bytes); }, path);
+        refusal, FormRules::platform,
+        [](Reading& reading, std::string_view bytes) { return readReq(reading, bytes); }, path);
 }
 
 std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
@@ -400,7 +418,7 @@ std::unique_ptr<PublicKey> readPublicKey(std::string_view text) {
 }
 
 std::unique_ptr<PublicKey> readPublicKey(std::string_view text, Refusal* refusal, KeyFileOptions options) {
-    return readTextFor(refusal, readPublic, text, options);
+    return readTextFor(refusal, options.forms, readPublic, text, options);
 }
 
 std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path) {
@@ -409,13 +427,13 @@ std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path) {
 
 std::unique_ptr<PublicKey> readPublicKeyFromFile(std::string const& path, Refusal* refusal,
                                                  KeyFileOptions options) {
-    return readFileFor(refusal, readPublic, path, options);
+    return readFileFor(refusal, options.forms, readPublic, path, options);
 }
 
 std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text) { return readText(readPlain, text); }
 
 std::unique_ptr<PrivateKey> readOneAssimetricKey(std::string_view text, Refusal* refusal) {
-    return readTextFor(refusal, readPlain, text);
+    return readTextFor(refusal, FormRules::platform, readPlain, text);
 }
 
 std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password) {
@@ -424,7 +442,7 @@ std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string co
 
 std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, std::string const& password,
                                            Refusal* refusal, KeyFileOptions options) {
-    return readTextFor(refusal, readPrivate, text, password, options);
+    return readTextFor(refusal, options.forms, readPrivate, text, password, options);
 }
 
 std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std::string const& password) {
@@ -433,16 +451,16 @@ std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std:
 
 std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, std::string const& password,
                                                    Refusal* refusal, KeyFileOptions options) {
-    return readFileFor(refusal, readPrivate, path, password, options);
+    return readFileFor(refusal, options.forms, readPrivate, path, password, options);
 }
 
 std::unique_ptr<PrivateKey> readPrivateKey(std::string_view text, Refusal* refusal, KeyFileOptions options) {
-    return readTextFor(refusal, readPrivate, text, std::nullopt, options);
+    return readTextFor(refusal, options.forms, readPrivate, text, std::nullopt, options);
 }
 
 std::unique_ptr<PrivateKey> readPrivateKeyFromFile(std::string const& path, Refusal* refusal,
                                                    KeyFileOptions options) {
-    return readFileFor(refusal, readPrivate, path, std::nullopt, options);
+    return readFileFor(refusal, options.forms, readPrivate, path, std::nullopt, options);
 }
 
 bool isRequestLabel(std::string_view label) {
@@ -486,15 +504,17 @@ bool findKeyEncryption(std::string_view text, KeyEncryption* to, PasswordSchemes
         return false;
     }
     Reading::Block const within(reading, block.number, der);
-    detail::EncryptedKeyFields fields;
-    if (detail::takeEncryptedKey(reading, der, &fields)) {
+    detail::readAsDer(reading, schemes.all, der, [&](asn1::blob bytes) {
+        detail::EncryptedKeyFields fields;
+        if (!detail::takeEncryptedKey(reading, bytes, &fields))
+            return false;
         if (schemes.all || fields.scheme == detail::oid::pbes2) {
             detail::describeScheme(reading, {fields.scheme, fields.params}, &fields.data, schemes, &found);
-        } else {
-            found.scheme = oidName(fields.scheme);
-            detail::refuseScheme(reading, fields.scheme);
+            return true;
         }
-    }
+        found.scheme = oidName(fields.scheme);
+        return detail::refuseScheme(reading, fields.scheme);
+    });
     *to = std::move(found);
     return true;
 }

@@ -1,14 +1,17 @@
 #include "sealkit/plain_form.h"
 
+#include "asn1/ber.h"
 #include "asn1/header.h"
 #include "asn1/input_kind.h"
 #include "asn1/tags.h"
+#include "base/secret_bytes.h"
 #include "base/view.h"
 #include "kp/base64.h"
 #include "pem/read.h"
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace {
 
@@ -24,6 +27,7 @@ constexpr std::array rows = {
         "Lines end with a carriage return without a line feed."},
     Row{InputNoteId::indented, "indented", "PEM is indented."},
     Row{InputNoteId::blockHeaders, "block-headers", "Header lines in a block are ignored."},
+    Row{InputNoteId::oneLine, "one-line", "A whole PEM block is in one line."},
     Row{InputNoteId::bareBase64, "bare-base64", "The text is base64 without PEM lines around it."},
     Row{InputNoteId::ber, "ber", "The object is BER and not DER."},
     Row{InputNoteId::otherLabel, "other-label", "The label names another kind of object."},
@@ -133,6 +137,8 @@ private:
         bool const hasMark = inner.starts_with(byteOrderMark);
         if (hasMark)
             inner = withoutIndent(inner.substr(byteOrderMark.size()));
+        if (inner.starts_with(beginMark) && splitLine(inner))
+            return;
         bool const isFrame = inner.starts_with(beginMark) || inner.starts_with(endMark);
         if (state == State::outside && !inner.starts_with(beginMark)) {
             append(plain, line);
@@ -156,6 +162,63 @@ private:
                 plain.push_back(' ');
         }
         append(plain, inner);
+    }
+
+    /// Writes the blocks that stand in one line, without line ends, each in three lines. False if the line is
+    /// no such one.
+    bool splitLine(std::string_view line) {
+        size_t count = 0;
+        for (; line.starts_with(beginMark); count++) {
+            size_t const body = endOfMark(line, 0), end = line.find(endMark, body),
+                         next = endOfMark(line, end);
+            if (next == std::string_view::npos || line.substr(0, end).find(':') != std::string_view::npos)
+                break;
+            append(plain, line.substr(0, body));
+            plain.push_back('\n');
+            appendBody(line.substr(body, end - body));
+            plain.push_back('\n');
+            append(plain, line.substr(end, next - end));
+            line.remove_prefix(next);
+            line.remove_prefix(sizeOfLineEnds(line));
+            if (!line.empty())
+                plain.push_back('\n');
+        }
+        if (count == 0)
+            return false;
+        noteOnce(notes, InputNoteId::oneLine);
+        append(plain, line);
+        state = State::outside;
+        return true;
+    }
+
+    /// After the BEGIN or END mark with its label; npos where that is not whole.
+    static size_t endOfMark(std::string_view line, size_t at) {
+        constexpr std::string_view dashes = "-----";
+        size_t const end = at < line.size() ? line.find(dashes, at + dashes.size()) : std::string_view::npos;
+        return end == std::string_view::npos ? end : end + dashes.size();
+    }
+
+    /// How much of what stands in place of line ends the text begins with: blanks, "\\n" and "\\r".
+    static size_t sizeOfLineEnds(std::string_view of) {
+        size_t size = 0;
+        while (size < of.size()) {
+            if (indents.find(of[size]) != std::string_view::npos)
+                size++;
+            else if (of.substr(size, 2) == "\\n" || of.substr(size, 2) == "\\r")
+                size += 2;
+            else
+                break;
+        }
+        return size;
+    }
+
+    void appendBody(std::string_view body) {
+        for (body.remove_prefix(sizeOfLineEnds(body)); !body.empty();
+             body.remove_prefix(sizeOfLineEnds(body))) {
+            size_t const size = std::min(body.find_first_of(" \t\\", 1), body.size());
+            append(plain, body.substr(0, size));
+            body.remove_prefix(size);
+        }
     }
 
     /// Whether a line has a colon or continues one after a blank (RFC 1421, section 4.6; RFC 822, section
@@ -191,6 +254,8 @@ bool isPlainPem(std::string_view text) {
         if (at != 0 && text[at - 1] != '\n')
             return false;
         size_t const body = std::min(text.find('\n', at), text.size() - 1) + 1;
+        if (text.substr(at, body - at).find(endMark) != std::string_view::npos)
+            return false;
         std::string_view const first = text.substr(body, text.find('\n', body) - body);
         if (first.empty() || first == "\r" || first.find(':') != std::string_view::npos)
             return false;
@@ -198,17 +263,32 @@ bool isPlainPem(std::string_view text) {
     return true;
 }
 
-/// Whether the bytes are one element that a SEQUENCE tag begins, in DER or BER, and nothing else.
+/// Whether the bytes are one element that a SEQUENCE tag begins, and nothing else.
 bool isOneElement(asn1::blob bytes) {
-    constexpr unsigned char indefinite = 0x80;
-    if (bytes.size() < 2 || bytes[0] != tag::sequence)
-        return false;
     asn1::blob rest = bytes;
     unsigned elementTag = 0;
     size_t length = 0;
-    return bytes[1] == indefinite ||
-           (detail::takeHeader(rest, &elementTag, &length) == detail::HeaderError::none &&
-            length == rest.size());
+    return !bytes.empty() && bytes[0] == tag::sequence &&
+           (detail::hasIndefiniteLength(bytes) ||
+            (detail::takeHeader(rest, &elementTag, &length) == detail::HeaderError::none &&
+             length == rest.size()));
+}
+
+/// Makes DER of an object in BER. False for DER, and for messages and PKCS#12, whose readers take BER.
+bool convertBer(asn1::blob bytes, WipedBytes* plain) {
+    bool const isMessage = bytes.size() > 2 && bytes[2] == tag::oid;
+    if (!detail::hasIndefiniteLength(bytes) || isMessage ||
+        bytes.size() > std::numeric_limits<unsigned>::max())
+        return false;
+    detail::BerConversion conversion(bytes);
+    detail::Reading silent;
+    if (!conversion.scan(silent))
+        return false;
+    detail::SecretBytes const der(conversion.write());
+    if (detail::findDerKind(der) >= InputKind::message)
+        return false;
+    plain->assign(der.value.begin(), der.value.end());
+    return true;
 }
 
 /// The element that a text is the base64 of; empty for any other text.
@@ -248,7 +328,12 @@ Row const& getReasonText(InputNoteId id) { return rows[static_cast<size_t>(id)];
 bool makePlain(asn1::blob file, WipedBytes* plain, std::vector<InputNote>* notes) {
     Notes unheard;
     Notes& found = notes != nullptr ? *notes : unheard;
-    if (file.empty() || isOneElement(file) || detail::findDerKind(file) != InputKind::otherDer)
+    if (convertBer(file, plain)) {
+        noteOnce(found, InputNoteId::ber);
+        return true;
+    }
+    if (file.empty() || detail::beginsAsObject(file) || isOneElement(file) ||
+        detail::findDerKind(file) != InputKind::otherDer)
         return false;
     WipedBytes converted;
     std::string_view text = detail::viewOf(file);

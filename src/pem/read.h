@@ -3,6 +3,7 @@
 
 #include "sealkit/pem.h"
 
+#include "asn1/tags.h"
 #include "base/reading.h"
 
 #include <algorithm>
@@ -18,6 +19,12 @@ inline std::string_view withoutByteOrderMark(std::string_view text) {
     if (text.starts_with(mark))
         text.remove_prefix(mark.size());
     return text;
+}
+
+/// Whether bytes begin as an object in DER or BER does and no text: a SEQUENCE whose length takes more octets
+/// than one. What looks like PEM in it belongs to it, also where its end is missing.
+inline bool beginsAsObject(asn1::blob bytes) {
+    return bytes.size() > 1 && bytes[0] == tag::sequence && bytes[1] >= 0x80 && bytes[1] <= 0x84;
 }
 
 /// Whether it looks like text in UTF-16.

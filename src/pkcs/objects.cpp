@@ -58,11 +58,6 @@ InputKind kindOf(asn1::blob der) {
     return getMessageKind(der) == MessageKind::signedData ? InputKind::message : kind;
 }
 
-bool hasIndefiniteLength(asn1::blob bytes) {
-    constexpr unsigned char indefinite = 0x80;
-    return bytes.size() > 1 && bytes[0] == tag::sequence && bytes[1] == indefinite;
-}
-
 bool isPrivate(InputKind kind) {
     return kind >= InputKind::privateKey && kind <= InputKind::ecPrivateKey &&
            kind != InputKind::rsaPublicKey;
@@ -86,7 +81,7 @@ public:
     void run(asn1::blob file) {
         InputKind const kind = kindOf(file);
         // First, as text within an object may look like PEM.
-        if (kind == InputKind::otherDer && !hasIndefiniteLength(file)) {
+        if (kind == InputKind::otherDer && !detail::beginsAsObject(file)) {
             PemReader reader(detail::viewOf(file));
             PemBlock block;
             while (reader.next(&block))
@@ -187,7 +182,7 @@ private:
         }
         InputKind const promised = object.kind;
         object.kind = kindOf(bytes);
-        if (object.kind == InputKind::otherDer && hasIndefiniteLength(bytes)) {
+        if (object.kind == InputKind::otherDer && detail::hasIndefiniteLength(bytes)) {
             detail::readAsDer(reading, true, bytes, [&](asn1::blob der) {
                 notes.push_back({InputNoteId::ber, object.block});
                 object.kind = kindOf(der);

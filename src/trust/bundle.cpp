@@ -52,7 +52,7 @@ void add(std::vector<Refusal>* refusals, Refusal refusal) {
 struct BundleOptions {
     FormRules forms;
     bool fromMessages = false; ///< Those of signed messages, if there are no others.
-    bool asAnchors = false;    ///< Refuses certificates whose trust settings limit them.
+    bool asAnchors = false;    ///< Refuses certificates whose trust settings limit them, and signed messages.
 };
 
 /// Collects the objects of one kind.
@@ -75,10 +75,12 @@ public:
         });
         if (!isFound && hasMessage) {
             if (carried.empty() && carriedRefusals.empty())
-                refuseKind(0, InputKind::message);
+                refuse(otherKind(0, InputKind::message));
             objects = std::move(carried);
             if (refusals != nullptr)
                 std::ranges::move(carriedRefusals, std::back_inserter(*refusals));
+        } else if (!isFound && isPkcs12) {
+            refuse(otherKind(0, InputKind::pkcs12));
         } else if (!isFound) {
             refuseAll(text, asn1::blob(plain));
         }
@@ -107,7 +109,9 @@ private:
             add(refusals, std::move(object.refusal));
         } else if (isPromised) {
             isFound = true;
-            refuseKind(object.block, object.kind);
+            refuse(otherKind(object.block, object.kind));
+        } else if (object.kind == InputKind::pkcs12) {
+            isPkcs12 = true;
         }
     }
 
@@ -115,7 +119,10 @@ private:
         if (!options.fromMessages)
             return;
         hasMessage = hasMessage || object.message != nullptr || object.refusal;
-        if (object.message != nullptr) {
+        // A sender puts certificates into a message, and nobody means to trust them all.
+        if (options.asAnchors && object.message != nullptr && !object.message->signerInfos.empty())
+            carriedRefusals.push_back(otherKind(object.block, InputKind::message));
+        else if (object.message != nullptr) {
             std::ranges::copy(carriedBy(*object.message, type), std::back_inserter(carried));
             for (Refusal const& ignored : object.message->ignored())
                 if (ignored.id != RefusalId::unsupportedCertificateKind &&
@@ -125,19 +132,25 @@ private:
             carriedRefusals.push_back(std::move(object.refusal));
     }
 
-    void refuseAs(RefusalId id, size_t block, std::vector<Fact> facts) {
+    void refuse(Refusal refusal) {
         refused++;
+        add(refusals, std::move(refusal));
+    }
+    void refuseAs(RefusalId id, size_t block, std::vector<Fact> facts) {
+        refuse(refusalOf(id, block, std::move(facts)));
+    }
+
+    static Refusal refusalOf(RefusalId id, size_t block, std::vector<Fact> facts) {
         Refusal refusal;
         refusal.id = id;
         refusal.block = block;
         refusal.facts = std::move(facts);
-        add(refusals, std::move(refusal));
+        return refusal;
     }
-
-    /// What holds something else than its label promises or than is wanted.
-    void refuseKind(size_t block, InputKind found) {
-        refuseAs(RefusalId::otherKind, block,
-                 {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(found)}});
+    /// Of what holds something else than its label promises or than is wanted.
+    static Refusal otherKind(size_t block, InputKind found) {
+        return refusalOf(RefusalId::otherKind, block,
+                         {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(found)}});
     }
 
     /// Says of a text without a wanted object why, as the loader of one does.
@@ -156,6 +169,7 @@ private:
     size_t refused = 0;   ///< Objects that are not what they should be.
     bool isFound = false; ///< An object of the kind, refused or not, outside messages.
     bool hasMessage = false;
+    bool isPkcs12 = false;
 };
 
 Objects<X509Certificate> readEvery(std::string_view text, FormRules forms, std::vector<Refusal>* refusals,

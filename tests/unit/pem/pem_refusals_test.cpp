@@ -426,6 +426,8 @@ TEST(InputKind, IsToldByTheShape) {
     EXPECT_EQ(findInputKind(derOf(fileText("crl"))), InputKind::crl);
     EXPECT_EQ(findInputKind(fileText("crl")), InputKind::pem);
     EXPECT_EQ(findInputKind("-----BEGIN A-----\n"), InputKind::pem);
+    EXPECT_EQ(findInputKind("\xFE\xED\xFE\xED\x01"), InputKind::javaKeystore);
+    EXPECT_EQ(findInputKind("\xCE\xCE\xCE\xCE\x01"), InputKind::javaKeystore);
     EXPECT_EQ(findInputKind(derOf(keyText())), InputKind::privateKey);
     EXPECT_EQ(findInputKind(view(encodePkcs8PublicKey(ecKey()))), InputKind::publicKey);
     EXPECT_EQ(findInputKind(view(encodePkcs8EncryptedPrivateKey(ecKey(), "x", 1))),

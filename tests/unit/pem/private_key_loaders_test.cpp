@@ -113,6 +113,30 @@ TEST(ReadPrivateKey, TheFirstBlockOfAKeyDecides) {
     EXPECT_EQ(readPrivateKey(withLabel(rsa, "PRIVATE", "RSA PRIVATE") + ed, ""), nullptr);
 }
 
+TEST(ReadPrivateKey, TakesBerOnRequestAlone) {
+    KeyFileOptions wide;
+    wide.traditionalDer = true;
+    wide.forms = FormRules::standard;
+    for (auto const& [text, label] :
+         {std::pair(ec, "PRIVATE KEY"), {bareRsa, "RSA PRIVATE KEY"}, {bareEc, "EC PRIVATE KEY"}}) {
+        Bytes ber{0x30, 0x80};
+        Bytes const der = derOf(text);
+        asn1::blob const content = asn1::parser(asn1::blob(der)).value();
+        ber.insert(ber.end(), content.begin(), content.end());
+        ber.insert(ber.end(), 2, 0);
+        auto const key = readPrivateKey(text, "");
+        ASSERT_NE(key, nullptr);
+        for (std::string const& file : {stringOf(encodePemType(label, ber)), stringOf(ber)}) {
+            Refusal refusal;
+            EXPECT_EQ(readPrivateKey(file, "", &refusal), nullptr);
+            EXPECT_EQ(refusal.id, RefusalId::indefiniteLength);
+            auto const read = readPrivateKey(file, "", &refusal, wide);
+            ASSERT_NE(read, nullptr) << refusal.str();
+            EXPECT_EQ(encodePkcs8PrivateKey(*read), encodePkcs8PrivateKey(*key));
+        }
+    }
+}
+
 TEST(ReadPrivateKey, NothingAndGarbageGiveNull) {
     CapturedOutput const output;
     for (char const* text :

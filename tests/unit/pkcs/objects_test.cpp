@@ -55,8 +55,15 @@ std::string inUtf16(std::string_view text, bool isLittle) {
     return units;
 }
 
-std::string_view viewOf(WipedBytes const& bytes) {
+template <typename Octets>
+std::string_view viewOf(Octets const& bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
+}
+
+/// An object with an indefinite length.
+std::string inBer(std::string const& der) {
+    asn1::parser const whole{asn1::blob(der)};
+    return std::string("\x30\x80", 2) + std::string(viewOf(whole.value())) + std::string(2, '\0');
 }
 
 std::vector<InputNoteId> idsOf(std::vector<InputNote> const& notes) {
@@ -112,6 +119,12 @@ TEST(ReadObjects, TakesACertificateInEveryForm) {
          replaced(replaced(lines, "\n", ""), "=", ""),
          {bareBase64}},
         {"bare base64 in UTF-16", inUtf16(lines, false), {utf16, bareBase64}},
+        {"base64 in one line",
+         replaced(replaced(replaced(first, "\n", ""), "E-----M", "E-----\nM"), "-----END", "\n-----END"),
+         {}},
+        {"all in one line", replaced(first, "\n", ""), {oneLine}},
+        {"blanks for line ends", "  " + replaced(first, "\n", "  "), {oneLine}},
+        {"escaped line ends", replaced(first, "\n", "\\r\\n") + "\n", {oneLine}},
         {"no line end at the end", first.substr(0, first.size() - 1), {}},
     };
     CapturedOutput output;
@@ -261,12 +274,60 @@ TEST(MakePlain, LeavesWhatTheLoadersTakeAsItIs) {
     EXPECT_TRUE(notes.empty());
 }
 
+TEST(MakePlain, MakesDerOfObjectsInBer) {
+    std::string const request = readPki("request.pem");
+    for (std::string const& der : {derOf(first), derOf(crls), derOf(request),
+                                   std::string(viewOf(test::readMessage("p12-alice-key.der")))}) {
+        std::string const ber = inBer(der);
+        WipedBytes plain;
+        std::vector<InputNote> notes;
+        ASSERT_TRUE(makePlain(ber, &plain, &notes));
+        EXPECT_EQ(viewOf(plain), der);
+        ASSERT_EQ(notes.size(), 1U);
+        EXPECT_EQ(notes[0].id, InputNoteId::ber);
+        for (size_t size = 2; size < ber.size(); size++)
+            EXPECT_FALSE(makePlain(ber.substr(0, size), &plain, nullptr)) << size;
+    }
+    // Their readers take BER, and tell that it was.
+    WipedBytes plain;
+    for (char const* const name : {"attached.der", "p12-openssl-3des.p12"})
+        EXPECT_FALSE(makePlain(inBer(std::string(viewOf(test::readMessage(name)))), &plain, nullptr)) << name;
+    EXPECT_TRUE(plain.empty());
+}
+
+TEST(ReadObjects, BlocksInOneLineAreSeparate) {
+    std::string const text =
+        "a\n" + replaced(first + replaced(first, "CERT", "X509 CERT"), "\n", "\\n") + "\"\n" + first;
+    InputObjects const found = readObjects(text);
+    ASSERT_EQ(found.objects.size(), 3U);
+    for (InputObject const& object : found.objects)
+        EXPECT_TRUE(object.certificate) << object.refusal.str();
+    // Nothing is made of what is not base64, or is not whole.
+    for (std::string const& bad :
+         {std::string("-----BEGIN CERTIFICATE-----\\x\\-----END CERTIFICATE-----"),
+          std::string("-----BEGIN CERTIFICATE-----MAA-----END CERTIFICATE"),
+          std::string("-----BEGIN CERTIFICATE----------END "), std::string("-----BEGIN -----END -----")})
+        for (InputObject const& object : readObjects(bad).objects)
+            EXPECT_TRUE(object.refusal) << bad;
+}
+
+TEST(ReadObjects, TextWithinACutObjectIsNotRead) {
+    std::string const object = element(0x30, element(0x04, "\n" + first + std::string(200, 'x')));
+    for (std::string const& cut : {object.substr(0, object.size() - 1), object + "x"}) {
+        EXPECT_EQ(findInputKind(cut), InputKind::otherDer);
+        std::vector<InputObject> const objects = readObjects(cut).objects;
+        ASSERT_EQ(objects.size(), 1U);
+        EXPECT_FALSE(objects[0].certificate);
+    }
+}
+
 // What takes quadratic time does not end.
 TEST(ReadObjects, LargeHostileTextsTakeLinearTime) {
     constexpr size_t size = size_t(1) << 17;
     for (std::string const unit :
          {"-----BEGIN ", "-----BEGIN X-----\n", " -----BEGIN X-----\r", "-----BEGIN X-----\na:b\n",
-          "-----END ", "\r", " ", "M", "\xEF\xBB\xBF", "-----BEGIN X-----\n-----END "}) {
+          "-----END ", "\r", " ", "M", "\xEF\xBB\xBF", "-----BEGIN X-----\n-----END ",
+          "-----BEGIN X-----AAAA-----END X-----", "-----BEGIN X-----\\\\-----END "}) {
         std::string text;
         while (text.size() < size)
             text += unit;

@@ -209,4 +209,32 @@ TEST(LoadCertificates, TrustSettingsThatLimitACertificateKeepItOut) {
     EXPECT_EQ(notes[0].id, InputNoteId::trustSettings);
 }
 
+std::string readMessage(std::string const& name) {
+    std::ifstream file(SEALKIT_TEST_DATA "/vectors/pkcs/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(LoadCertificates, NobodyTrustsWhatTheSenderOfAMessagePutThere) {
+    std::string const message = readMessage("attached.der");
+    EXPECT_FALSE(readCertificateBundle(message, nullptr, FormRules::standard).empty());
+    CertificateMemoryStore store;
+    std::vector<Refusal> refusals;
+    EXPECT_EQ(store.loadCertificates(message, &refusals, FormRules::standard), 0U);
+    EXPECT_TRUE(store.certs.empty());
+    ASSERT_EQ(refusals.size(), 1U);
+    EXPECT_EQ(refusals[0].id, RefusalId::otherKind);
+    EXPECT_EQ(refusals[0].facts.back().value, "message (PKCS#7, CMS)");
+}
+
+TEST(LoadCertificates, Pkcs12IsNamed) {
+    for (char const* const name : {"p12-openssl-3des.p12", "p12-pk12util.p12"}) {
+        CertificateMemoryStore store;
+        std::vector<Refusal> refusals;
+        EXPECT_EQ(store.loadCertificates(readMessage(name), &refusals), 0U);
+        ASSERT_EQ(refusals.size(), 1U) << name;
+        EXPECT_EQ(refusals[0].id, RefusalId::otherKind);
+        EXPECT_EQ(refusals[0].facts.back().value, "PKCS#12 file");
+    }
+}
+
 } // namespace TEST_FILE
