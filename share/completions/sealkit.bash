@@ -50,10 +50,10 @@ _sealkit() {
     'sealkit ts request') words='-a --algorithm --nonce --no-nonce --want-certificate --policy -o --output --force -h --help' ;;
     'sealkit ts check') words='--request --data --certificates --policy --ca --cerm --at --crl --check-crls --rules --strict --json -h --help' ;;
     'sealkit ts reply') words='--certificate -k --key -a --algorithm --password-file --password --chain --policy --other-policy --serial --accuracy --ordering --accept-sha1 -o --output --force -h --help' ;;
-    'sealkit convert') words='--to -o --output --force --comments --password-file --password --out-password-file --out-password --encrypt --unencrypted --iterations -h --help' ;;
+    'sealkit convert') words='--to -o --output --force --comments --password-file --password --out-password-file --out-password --encrypt --unencrypted --iterations --json -h --help' ;;
     'sealkit p12') words='export import show -h --help' ;;
-    'sealkit p12 export') words='-k --key --certificate --chain --name --trust-store -o --output --force --password-file --password --key-password-file --key-password --empty-password --cipher --legacy --mac --iterations -h --help' ;;
-    'sealkit p12 import') words='-o --output --force --password-file --password --empty-password --keys-only --certificates-only --key-out-password-file --key-out-password --partial --encrypt --ca --mac-iterations -k --key --certificate --key-password-file --key-password -h --help' ;;
+    'sealkit p12 export') words='-k --key --certificate --chain --name --trust-store -o --output --force --password-file --password --key-password-file --key-password --empty-password --cipher --legacy --mac --iterations --json -h --help' ;;
+    'sealkit p12 import') words='-o --output --force --password-file --password --empty-password --keys-only --certificates-only --key-out-password-file --key-out-password --partial --encrypt --ca --mac-iterations -k --key --certificate --key-password-file --key-password --json -h --help' ;;
     'sealkit p12 show') words='--dump --json --secrets --partial --password-file --password -h --help' ;;
     'sealkit completion') words='-h --help' ;;
     'sealkit random') words='--hex --base64 -o --output --force -h --help' ;;
@@ -63,7 +63,7 @@ _sealkit() {
     'sealkit store set') words='--replace -h --help' ;;
     'sealkit store remove') words='-h --help' ;;
     'sealkit trust') words='add list remove -h --help' ;;
-    'sealkit trust add') words='--usage -h --help' ;;
+    'sealkit trust add') words='--usage --json -h --help' ;;
     'sealkit trust list') words='--json -h --help' ;;
     'sealkit trust remove') words='-h --help' ;;
     'sealkit help') words='' ;;

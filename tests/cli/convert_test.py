@@ -170,6 +170,78 @@ class ConvertTest(ProgramTest):
         self.made("named.p12", "--to", "p12", "--password-file", "password", *FAST)
         self.assertIn(b"friendlyName: my name", openssl("pkcs12", "-in", self.dir / "made", "-passin", f"pass:{PASSWORD}", "-nodes"))
 
+    def test_a_trust_store_of_java_stays_one(self):
+        self.expect(0, "p12", "export", "--trust-store", "--certificate", "root.pem", "--name", "the root", "--password-file", "password", *FAST,
+                    "-o", "trust.p12")
+        self.made("--to", "p12", "trust.p12", "--password-file", "password", "--out-password-file", "other", *FAST)
+        (self.dir / "made").rename(self.dir / "trust-again.p12")
+        text = peer("keytool", "-list", "-v", "-keystore", self.dir / "trust-again.p12", "-storepass", "another password").decode()
+        self.assertIn("Entry type: trustedCertEntry\n", text)
+        self.assertIn("Alias name: the root\n", text)
+
+    def test_what_is_weak_or_vouched_for_by_nobody_is_named(self):
+        for options, words in ((["-nomac"], "warning: old.p12: it is not authenticated"),
+                               (["-legacy", "-certpbe", "PBE-SHA1-DES"], "note: old.p12: is weakly encrypted (DES-CBC)")):
+            openssl("pkcs12", "-export", "-in", self.dir / "leaf.pem", "-inkey", self.dir / "leaf.key", *options, "-out", self.dir / "old.p12",
+                    "-passout", f"pass:{PASSWORD}")
+            self.made("old.p12", "--password-file", "password", "--unencrypted")
+            self.assertIn(words, self.said)
+        self.write("old.key", openssl("pkcs8", "-topk8", "-in", self.dir / "leaf.key", "-v1", "PBE-MD5-DES", "-passout", f"pass:{PASSWORD}",
+                                      "-provider", "default", "-provider", "legacy"))
+        made = self.made("--to", "pem", "old.key", "--password-file", "password", "--unencrypted")
+        self.assertEqual(openssl("pkey", "-outform", "DER", input=made), openssl("pkey", "-in", self.dir / "leaf.key", "-outform", "DER"))
+        self.assertIn("note: old.key: block 1: is weakly encrypted (DES-CBC)", self.said)
+
+    def test_reports_in_json(self):
+        document = self.convert("--json", "--to", "pem", "both.p7b", "leaf.key", "-o", "reported.pem").json
+        self.assertEqual((document["output"], document["form"], document["bytes"]), ("reported.pem", "pem", (self.dir / "reported.pem").stat().st_size))
+        self.assertEqual([(one["object"], one["source"]) for one in document["objects"]],
+                         [("certificate", "both.p7b: block 1")] * 2 + [("private key", "leaf.key: block 1")])
+        document = self.convert("--json", "--to", "p7b", "both.p7b", "leaf.key", "-o", "reported.p7b", status=2).json
+        self.assertEqual([one["object"] for one in document["objects"]], ["certificate"] * 2)
+        self.assertIn("leaf.key: block 1", document["problems"][0]["text"])
+        self.assertEqual(self.convert("--json", "missing", status=2).json["verdict"], "UNREADABLE")
+        added = self.expect(0, "trust", "add", "--json", "--usage", "0x40", "root.pem").json["entries"]
+        self.assertEqual([(one["added"], one["usage"]) for one in added], [(True, "0x40")])
+        again = self.expect(0, "trust", "add", "--json", "--usage", "0x40", "root.pem").json["entries"]
+        self.assertEqual([(one["id"], one["added"]) for one in again], [(added[0]["id"], False)])
+
+    def test_objects_in_ber(self):
+        def ber(der):
+            return b"\x30\x80" + der[{0x82: 4, 0x81: 3}.get(der[1], 2):] + b"\0\0"
+        def framed(label, der):
+            return b"-----BEGIN %s-----\n%s-----END %s-----\n" % (label, base64.encodebytes(der), label)
+        key, request = der_of(self.key), openssl("req", "-new", "-key", self.dir / "leaf.key", "-subj", "/CN=x", "-outform", "DER")
+        locked = openssl("pkcs8", "-topk8", "-in", self.dir / "leaf.key", "-passout", f"pass:{PASSWORD}", "-outform", "DER")
+        traditional = openssl("ec", "-in", self.dir / "leaf.key", "-outform", "DER")
+        public = self.expect(0, "key", "public", "leaf.key").out
+        for label, der in ((b"PRIVATE KEY", key), (b"ENCRYPTED PRIVATE KEY", locked), (b"EC PRIVATE KEY", traditional), (b"CERTIFICATE REQUEST", request),
+                           (b"CERTIFICATE", self.der)):
+            for form in (ber(der), framed(label, ber(der))):
+                with self.subTest(label, form=form[:4]):
+                    self.assertEqual(self.expect(0, "key", "public", "--password-file", "password", "-", stdin=form).out, public)
+                    self.assertEqual(der_of(self.made("--to", "pem", "-", stdin=form)), der)
+        self.expect(0, "cert", "issue", "--ca", "root.pem", "-k", "root.key", "--profile", "client", "--accept-names", "-", "-o", "issued.pem",
+                    stdin=ber(request))
+
+    def test_what_is_not_trusted_says_what_to_do(self):
+        message = openssl("cms", "-sign", "-signer", self.dir / "leaf.pem", "-inkey", self.dir / "leaf.key", "-certfile", self.dir / "root.pem", "-outform", "DER",
+                          "-nodetach", "-binary", "-in", self.dir / "password")
+        self.write("signed.der", message)
+        openssl("pkcs12", "-export", "-nokeys", "-in", self.dir / "root.pem", "-out", self.dir / "root.p12", "-passout", f"pass:{PASSWORD}")
+        peer("keytool", "-importcert", "-noprompt", "-alias", "x", "-file", self.dir / "root.pem", "-keystore", self.dir / "old.jks", "-storetype", "JKS",
+             "-storepass", PASSWORD)
+        for verb in (["show"], ["convert"], ["p12", "import"], ["p12", "show"], ["verify", "leaf.pem", "--ca"]):
+            said = self.expect(2, *verb, "old.jks").err
+            self.assertIn("Java keystore (JKS, JCEKS)", said)
+            self.assertIn('"keytool -importkeystore -deststoretype pkcs12" makes PKCS#12 of it', said)
+        for name, found, advice in (("signed.der", "message (PKCS#7, CMS)", '"sealkit cms certificates" writes'),
+                                    ("root.p12", "PKCS#12 file", '"sealkit p12 import --certificates-only" writes')):
+            said = self.expect(2, "verify", "leaf.pem", "--ca", name).err
+            self.assertIn(f"found: {found})", said)
+            self.assertIn(advice, said)
+            self.assertIn("Nothing was added.", self.expect(2, "trust", "add", name).err)
+
     def test_forms_of_keys(self):
         traditional = self.made("--to", "traditional", "leaf.key")
         self.assertIn(b"BEGIN EC PRIVATE KEY", traditional)

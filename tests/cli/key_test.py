@@ -167,7 +167,7 @@ class PublicTest(KeyTest):
 
     def test_what_has_none(self):
         for content, complaint in ((b"", "The input is empty."), (b"hello\n", "found: text without PEM"),
-                                   (b"\x30\x80", "indefinite length"),
+                                   (b"\x30\x80", "An element is longer than the bytes that are left for it."),
                                    (b"-----BEGIN X509 CRL-----\nAAAA\n-----END X509 CRL-----\n", 'only X509 CRL'),
                                    (b"-----BEGIN PUBLIC KEY-----\nAAAA\n-----END PUBLIC KEY-----\n", "found: unknown bytes"),
                                    (b"-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n", "found: unknown bytes"),

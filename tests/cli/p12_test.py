@@ -45,14 +45,36 @@ def encrypted(iterations=1):
     return content_info(ENCRYPTED, element(0x30, element(0x02, b"\0"), element(0x30, identifier(DATA), algorithm, element(0x80, bytes(16)))))
 
 
-def mac_data(safe):
+# The last arcs of the object identifiers of hashes, under 2.16.840.1.101.3.4.2, and of HMAC over them, under 1.2.840.113549.2.
+HASHES = {"sha224": 4, "sha256": 1, "sha384": 2, "sha512": 3, "sha512_256": 6}
+HMACS = {"sha1": 7, "sha224": 8, "sha256": 9, "sha384": 10, "sha512": 11, "sha512_256": 13}
+
+
+def mac_data(safe, name="sha256"):
     """The MacData of one iteration under `PASSWORD` (RFC 7292, appendix B.2)."""
+    size = hashlib.new(name).block_size
     def blocks_of(data):
-        return (data * 64)[:(len(data) + 63) // 64 * 64]
+        return (data * size)[:(len(data) + size - 1) // size * size]
     salt = b"saltsalt"
-    key = hashlib.sha256(b"\3" * 64 + blocks_of(salt) + blocks_of((PASSWORD + "\0").encode("utf-16-be"))).digest()
-    digest_info = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1"), element(0x05)), element(0x04, hmac.digest(key, safe, "sha256")))
+    key = hashlib.new(name, b"\3" * size + blocks_of(salt) + blocks_of((PASSWORD + "\0").encode("utf-16-be"))).digest()
+    digest_info = element(0x30, element(0x30, identifier(f"2.16.840.1.101.3.4.2.{HASHES[name]}"), element(0x05)), element(0x04, hmac.digest(key, safe, name)))
     return element(0x30, digest_info, element(0x04, salt), element(0x02, b"\1"))
+
+
+def integer(number):
+    return element(0x02, number.to_bytes(number.bit_length() // 8 + 1, "big"))
+
+
+def pbmac1(safe, prf="sha256", mac="sha256", salt=b"saltsalt", count=2048, length=32, **said):
+    """The MacData of PBMAC1 under `PASSWORD` (RFC 9579, section 4). What the file says may be another thing than what is done."""
+    key = hashlib.pbkdf2_hmac(prf, PASSWORD.encode(), salt, count, length)
+    function = lambda name: element(0x30, identifier(f"1.2.840.113549.2.{HMACS[name]}"), element(0x05))
+    parameters = (element(0x04, said.get("salt_said", salt)), integer(said.get("count_said", count)), said.get("length_said", integer(length)),
+                  said.get("prf_said", function(prf)))
+    derivation = element(0x30, identifier("1.2.840.113549.1.5.12"), element(0x30, *parameters))
+    scheme = element(0x30, identifier("1.2.840.113549.1.5.14"), element(0x30, derivation, function(mac)))
+    # The salt and the count that every MacData has are for nothing here.
+    return element(0x30, element(0x30, scheme, element(0x04, hmac.digest(key, safe, mac))), element(0x04, b"NOT USED"), integer(1))
 
 
 def blocks(text):
@@ -332,6 +354,9 @@ class ImportTest(P12Test):
         shown = self.expect(0, "show", "--password-file", "password", "old.p12").out
         self.assertIn("subject: CN=old\n", shown)
         self.assertIn("version: 1", shown)
+        self.expect(0, "p12", "export", "-k", "leaf.key", "--certificate", "old.pem", "--password-file", "password", *FAST, "-o", "ours-old.p12")
+        self.assertEqual(dict(blocks(self.read("ours-old.p12").out)), found)
+        self.assertEqual(self.expect(0, "key", "public", "old.pem").out, self.expect(0, "key", "public", "leaf.key").out)
 
     def test_halves(self):
         mask = os.umask(0o022)
@@ -411,7 +436,7 @@ class ImportTest(P12Test):
         mac, cipher = "The MAC algorithm of the file is not supported. (MAC: ", "The cipher is not supported. (cipher: "
         for options, reason, rest in some(((["-certpbe", "camellia-256-cbc"], f"{cipher}Camellia-256-CBC)", [key]),
                                            (["-keypbe", "camellia-256-cbc"], f"{cipher}Camellia-256-CBC)", [certificate]),
-                                           (["-macalg", "sha224"], f"{mac}SHA224)", None),
+                                           (["-macalg", "sha512-224"], f"{mac}SHA512/224)", None),
                                            (["-macalg", "sha3-256"], f"{mac}SHA3-256)", None))):
             with self.subTest(reason):
                 self.write("peer.p12", openssl("pkcs12", "-export", *keys, *options, "-passout", f"pass:{PASSWORD}"))
@@ -426,6 +451,68 @@ class ImportTest(P12Test):
                 self.assertIn(reason, self.read("peer.p12", "-o", "rest.pem", "--partial").err)
                 self.assertEqual(blocks((self.dir / "rest.pem").read_text()), rest)
                 (self.dir / "rest.pem").unlink()
+
+    def test_macs_over_the_hashes_of_sha_2(self):
+        safe = element(0x30, plain(certificate_bag(self.ders["leaf"])))
+        for name in some(HASHES):
+            result = self.read("-", stdin=pfx(safe, mac_data(safe, name)))
+            self.assertEqual((blocks(result.out), result.err), ([("CERTIFICATE", self.ders["leaf"])], ""))
+            self.expect(1, "p12", "import", "--password-file", "wrong", "-", stdin=pfx(safe, mac_data(safe, name)))
+
+    def test_pbmac1(self):
+        safe = element(0x30, plain(certificate_bag(self.ders["leaf"])))
+        good = [{"prf": prf, "mac": mac} for prf in HMACS for mac in HMACS if prf == mac or "sha256" in (prf, mac)]
+        good += [{"salt": salt} for salt in (b"", b"x", bytes(300))] + [{"count": count} for count in (1, 200, 70000)]
+        good += [{"length": length} for length in (20, 33, 64, 128)] + [{"prf": "sha1", "prf_said": b""}]
+        for case in some(good):
+            with self.subTest(case):
+                result = self.read("-", stdin=pfx(safe, pbmac1(safe, **case)))
+                self.assertEqual((blocks(result.out), result.err), ([("CERTIFICATE", self.ders["leaf"])], ""))
+        self.assertIn("hash: PBMAC1\n", self.expect(0, "show", "-", stdin=pfx(safe, pbmac1(safe))).out)
+        malformed = "PBMAC1: The parameters of the encryption are malformed."
+        for status, words, case in ((1, "The MAC does not verify", {"count_said": 2049}), (1, "The MAC does not verify", {"salt_said": b"saltsalu"}),
+                                    (2, f"{malformed} (expected: a key of 20 to 128 bytes; found: no length)", {"length_said": b""}),
+                                    (2, f"{malformed} (expected: a key of 20 to 128 bytes; found: 19)", {"length": 19}),
+                                    (2, f"{malformed} (expected: a key of 20 to 128 bytes; found: 129)", {"length": 129}),
+                                    (2, malformed, {"length_said": element(0x02, b"\x80")}), (2, malformed, {"length_said": integer(2 ** 32 + 32)}),
+                                    (2, "The iteration count is zero or above the limit", {"count_said": 10 ** 7 + 1}),
+                                    (2, "is not supported", {"prf_said": element(0x30, identifier("1.2.3"))})):
+            with self.subTest(case):
+                result = self.read("-", stdin=pfx(safe, pbmac1(safe, **case)), status=status)
+                self.assertIn(words, result.err)
+                self.assertEqual(result.out, "")
+
+    def test_names_stand_before_their_blocks(self):
+        self.assertEqual(self.read("leaf.p12").out.count("friendlyName: Ada\n-----BEGIN "), 2)
+        # Some readers of PEM look for five hyphens anywhere in a line.
+        name = "x\x1b\n-----BEGIN CERTIFICATE------".encode("utf-16-be")
+        attributes = element(0x31, element(0x30, identifier("1.2.840.113549.1.9.20"), element(0x31, element(0x1E, name))))
+        one = certificate_bag(self.ders["leaf"])
+        one = element(0x30, one[4 if one[1] == 0x82 else 3:], attributes)
+        for verb in (["p12", "import"], ["convert"]):
+            result = self.expect(0, *verb, "-", stdin=pfx(element(0x30, plain(one))))
+            line, _, rest = result.out.partition("\n")
+            self.assertEqual(line, "friendlyName: x\\x1b\\x0a\\x2d----BEGIN CERTIFICATE\\x2d\\x2d----")
+            self.assertTrue(rest.startswith("-----BEGIN CERTIFICATE-----\n"))
+            self.assertEqual(openssl("x509", "-outform", "DER", input=result.out.encode()), self.ders["leaf"])
+
+    def test_reports_in_json(self):
+        document = self.expect(0, "p12", "export", "-k", "leaf.key", "--certificate", "leaf.pem", "--name", "Ada", "--password-file", "password", *FAST,
+                               "--json", "-o", "reported.p12").json
+        self.assertEqual((document["output"], document["bytes"]), ("reported.p12", (self.dir / "reported.p12").stat().st_size))
+        self.assertEqual([one["friendlyName"] for one in document["object"]["certificates"] + document["object"]["keys"]], ["Ada", "Ada"])
+        document = self.read("--json", "reported.p12", "-o", "reported.pem").json
+        self.assertEqual((document["output"], document["keys"], document["certificates"], document["object"]["mac"]["hash"]), ("reported.pem", 1, 1, "SHA256"))
+        result = self.read("--json", "--certificates-only", "reported.p12")
+        self.assertEqual(blocks(result.out), [("CERTIFICATE", self.ders["leaf"])])
+        self.assertIn('"command": "p12 import"', result.err)
+        self.assertEqual(self.expect(1, "p12", "import", "--json", "--password-file", "wrong", "reported.p12", "-o", "none.pem").json["verdict"], "FAILED")
+
+    def test_many_parts_that_are_not_read_take_few_lines(self):
+        safe = element(0x30, plain(certificate_bag(self.ders["leaf"]), *[certificate_bag(b"")] * 100))
+        result = self.read("-", stdin=pfx(safe, mac_data(safe)), status=2)
+        self.assertEqual(len(result.err.splitlines()), 21)
+        self.assertIn("warning: -: 80 parts more cannot be read.\n", result.err)
 
     def without_count(self, iterations):
         """A file whose MAC, of that many iterations, does not say how many."""

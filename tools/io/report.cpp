@@ -72,6 +72,8 @@ void expectJson(std::string command) { document().command = std::move(command); 
 void expectLines() { document().command.clear(); }
 bool isJson() { return !document().command.empty(); }
 
+std::string nameOfOutput(std::string const& path) { return path.empty() ? "-" : printable(path); }
+
 void goBesideOutput() { document().isBesideOutput = true; }
 
 void set(nlohmann::ordered_json members) { document().members = std::move(members); }

@@ -18,6 +18,9 @@ bool isJson();
 /// From now on none is: the verb writes lines that are documents.
 void expectLines();
 
+/// What documents call the output that `path` names; "-" is standard output.
+std::string nameOfOutput(std::string const& path);
+
 /// The document goes to standard error, because a verb's output takes standard output.
 void goBesideOutput();
 /// The members of the document.

@@ -1,5 +1,6 @@
 #include "objects/certificates.h"
 
+#include "sealkit/input_kind.h"
 #include "sealkit/path.h"
 
 #include "io/exit_status.h"
@@ -9,15 +10,21 @@
 #include <filesystem>
 #include <map>
 
-namespace {
-
-/// What can be done about a refusal; empty where nothing is known.
 char const* adviceOn(Refusal const& refusal) {
-    return refusal.id == RefusalId::limitedTrust ? " \"sealkit convert\" writes the certificate without them."
-                                                 : "";
+    auto const isFound = [&](InputKind kind) {
+        return (refusal.id == RefusalId::otherKind || refusal.id == RefusalId::unknownForm) &&
+               !refusal.facts.empty() && refusal.facts.back().value == getInputKindName(kind);
+    };
+    if (refusal.id == RefusalId::limitedTrust)
+        return " \"sealkit convert\" writes the certificate without them.";
+    if (isFound(InputKind::pkcs12))
+        return " \"sealkit p12 import --certificates-only\" writes the certificates in it.";
+    if (isFound(InputKind::message))
+        return " \"sealkit cms certificates\" writes those of a signed message.";
+    if (isFound(InputKind::javaKeystore))
+        return " \"keytool -importkeystore -deststoretype pkcs12\" makes PKCS#12 of it.";
+    return "";
 }
-
-} // namespace
 
 bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store,
                  Complaint* complaint) {

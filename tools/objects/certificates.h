@@ -16,6 +16,9 @@
 bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStore* store,
                  Complaint* complaint);
 
+/// What can be done about a refusal, as a sentence behind a blank; empty where nothing is known.
+char const* adviceOn(Refusal const& refusal);
+
 /// Notes which certificates were left out: each of a few; of many how many for which reason, file by file.
 void noteLeftOut(std::vector<LoadRefusal> const& refused);
 

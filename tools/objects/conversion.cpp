@@ -6,7 +6,9 @@
 #include "objects/certificates.h"
 #include "objects/key_encryption.h"
 #include "objects/message.h"
+#include "objects/pem_comments.h"
 #include "objects/pkcs12_file.h"
+#include "objects/weak_encryption.h"
 
 #include "sealkit/message.h"
 #include "sealkit/name_text.h"
@@ -14,6 +16,8 @@
 #include "sealkit/pem.h"
 #include "sealkit/pkcs12.h"
 #include "sealkit/pkcs8.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <set>
@@ -89,7 +93,7 @@ void appendPem(SecretBytes& to, std::string const& label, SecretBytes const& der
 /// What OpenSSL and others write before a block; every reader ignores it.
 void appendComments(SecretBytes& to, InputObject const& object) {
     auto const write = [&to](char const* field, asn1::blob name) {
-        append(to, field + terminal::printable(nameText(name)) + "\n");
+        append(to, pemComment(field, nameText(name)));
     };
     if (object.certificate) {
         write("subject=", object.certificate->subjectBytes());
@@ -147,7 +151,7 @@ int Conversion::add(std::string const& file, SecretBytes const& bytes) {
             object.kind == InputKind::timeStampResponse;
         if (object.refusal && !(isConvertible && isWholeShape(object))) {
             // The refusal names the block.
-            leaveOut(file, object.refusal.str());
+            leaveOut(file, object.refusal.str() + adviceOn(object.refusal));
         } else if (!isConvertible) {
             leaveOut(source, object.label.empty()
                                  ? std::string(getInputKindName(object.kind)) + " is not converted."
@@ -219,7 +223,11 @@ int Conversion::open(Piece& piece) {
         std::string const complaint = piece.source + ": " + opened.complaint;
         return opened.status == exitNo ? answerNo(complaint) : badInput(complaint);
     }
-    piece.wasEncrypted = piece.wasEncrypted || findEncryption(block.whole).has_value();
+    if (auto const encryption = findEncryption(block.whole)) {
+        piece.wasEncrypted = true;
+        if (std::string const weakness = weaknessOf(*encryption); !weakness.empty())
+            note(piece.source + ": " + weakness);
+    }
     piece.key = std::move(opened.key);
     return exitDone;
 }
@@ -232,7 +240,9 @@ int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
     PKCS12PFX& pfx = *file.pfx;
     PKCS12Options const reading = pkcs12Options();
     if (Refusal refusal; !pfx.canDecrypt(reading, &refusal))
-        return badInput(piece.source + ": " + refusal.str());
+        return badInput(piece.source + ": " + complaintOfPkcs12(refusal));
+    noteForm(piece.source, pfx);
+    warnOfOrigin(piece.source, pfx, "\"sealkit p12 import --ca FILE\"");
     bool const isEncrypted = pfx.needsPassword();
     if (isEncrypted) {
         Decrypting result{exitNo, {}};
@@ -248,26 +258,31 @@ int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
             return result.status == exitNo ? answerNo(piece.source + ": " + result.complaint)
                                            : badInput(piece.source + ": " + result.complaint);
     }
+    if (std::string const weakness = findWeakness(pfx); !weakness.empty())
+        note(piece.source + ": " + weakness);
     if (pfx.needsRecipient())
         leaveOut(piece.source, "What is encrypted to a certificate is for \"sealkit p12 import\".");
     if (std::string const ignored = listIgnored(pfx); !ignored.empty())
         leaveOut(piece.source, "It holds more: " + ignored + ".");
     for (std::string const& problem : listUnreadable(pfx))
         leaveOut(piece.source, problem);
-    auto const nameAt = [](std::vector<PKCS12Attributes> const& attributes, size_t at) {
-        return at < attributes.size() ? attributes[at].friendlyName : std::string();
+    auto const keep = [](Piece& part, std::vector<PKCS12Attributes> const& attributes, size_t at) {
+        if (at >= attributes.size())
+            return;
+        part.name = attributes[at].friendlyName;
+        part.attributes = attributes[at].others;
     };
     for (size_t i = 0; i < pfx.keys.size(); i++) {
         Piece& part = to.emplace_back(Piece{piece.source + ": key " + std::to_string(i + 1), {}});
         part.object.kind = InputKind::privateKey;
         part.key = pfx.keys[i];
         part.wasEncrypted = isEncrypted;
-        part.name = nameAt(pfx.keyAttributes, i);
+        keep(part, pfx.keyAttributes, i);
     }
     for (size_t i = 0; i < pfx.certificates.size(); i++) {
         Piece& part = to.emplace_back(
             Piece{piece.source + ": certificate " + std::to_string(i + 1), objectOf(pfx.certificates[i])});
-        part.name = nameAt(pfx.certificateAttributes, i);
+        keep(part, pfx.certificateAttributes, i);
     }
     return exitDone;
 }
@@ -330,7 +345,7 @@ int Conversion::expand(Target target) {
 /// Names that PKCS#12 files give have no place in the form.
 void Conversion::leaveNamesOut(char const* form) {
     for (Piece const& piece : pieces)
-        if (!piece.name.empty())
+        if (!piece.name.empty() && !isPrivateKey(piece.object.kind))
             state = badInput(piece.source + ": " + form + " has no names: \"" +
                              terminal::printable(piece.name) + "\" is left out");
 }
@@ -385,33 +400,37 @@ int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) 
     return exitDone;
 }
 
+/// Appends an object to PEM or, of public keys, OpenSSH's lines. Complains; the exit status.
+int Conversion::addText(Piece& piece, Target target, SecretBytes& output) {
+    InputObject const& object = piece.object;
+    if (isPrivateKey(object.kind))
+        return addPrivateKey(piece, target, output);
+    if (target == Target::openssh &&
+        (object.kind == InputKind::publicKey || object.kind == InputKind::rsaPublicKey))
+        return addOpensshPublicKey(piece, output);
+    if (target == Target::openssh || labelOf(object) == nullptr) {
+        leaveOut(piece.source, std::string(getInputKindName(object.kind)) + " has no such form.");
+        return exitDone;
+    }
+    if (options.comments)
+        appendComments(output, object);
+    appendPem(output, labelOf(object), object.bytes);
+    return exitDone;
+}
+
 int Conversion::makeText(Target target, SecretBytes& output) {
     for (Piece& piece : pieces) {
-        InputObject const& object = piece.object;
-        if (object.kind == InputKind::opensshPrivateKey)
-            readOpensshPrivateKey(textOf(object.bytes), nullptr, &piece.name);
-        if (isPrivateKey(object.kind)) {
-            if (!piece.name.empty() && target != Target::openssh)
-                append(output, "friendlyName: " + terminal::printable(piece.name) + "\n");
-            if (int const result = addPrivateKey(piece, target, output); result != exitDone)
-                return result;
-            continue;
-        }
-        if (target == Target::openssh &&
-            (object.kind == InputKind::publicKey || object.kind == InputKind::rsaPublicKey)) {
-            if (int const result = addOpensshPublicKey(piece, output); result != exitDone)
-                return result;
-            continue;
-        }
-        if (target == Target::openssh || labelOf(object) == nullptr) {
-            leaveOut(piece.source, std::string(getInputKindName(object.kind)) + " has no such form.");
-            continue;
-        }
-        if (!piece.name.empty())
-            append(output, "friendlyName: " + terminal::printable(piece.name) + "\n");
-        if (options.comments)
-            appendComments(output, object);
-        appendPem(output, labelOf(object), object.bytes);
+        if (piece.object.kind == InputKind::opensshPrivateKey)
+            readOpensshPrivateKey(textOf(piece.object.bytes), nullptr, &piece.name);
+        size_t const start = output.size();
+        if (target != Target::openssh)
+            append(output, friendlyNameComment(piece.name));
+        size_t const block = output.size();
+        if (int const result = addText(piece, target, output); result != exitDone)
+            return result;
+        piece.isWritten = output.size() > block;
+        if (!piece.isWritten) // A name of nothing.
+            output.resize(start);
     }
     return exitDone;
 }
@@ -422,6 +441,7 @@ int Conversion::makeDer(SecretBytes& output) {
             "DER holds one object, and there are " + std::to_string(pieces.size()) +
             ": --to p7b holds certificates and CRLs, --to p12 keys and certificates, --to pem everything");
     Piece& piece = pieces.front();
+    piece.isWritten = true;
     if (!isPrivateKey(piece.object.kind)) {
         output = piece.object.bytes;
         return exitDone;
@@ -445,13 +465,14 @@ int Conversion::makePkcs7(SecretBytes& output) {
     PKCS7SignedData bundle;
     std::set<SecretBytes> known;
     leaveNamesOut("PKCS#7");
-    for (Piece const& piece : pieces) {
+    for (Piece& piece : pieces) {
         InputObject const& object = piece.object;
+        piece.isWritten = (object.certificate || object.crl) && known.insert(object.bytes).second;
         if (!object.certificate && !object.crl)
             leaveOut(piece.source,
                      std::string(getInputKindName(object.kind)) +
                          " cannot be in a PKCS#7 bundle, which only holds certificates and CRLs.");
-        else if (!known.insert(object.bytes).second)
+        else if (!piece.isWritten)
             note(piece.source + ": is a duplicate and is not written again");
         else if (object.certificate)
             bundle.certificates.push_back(object.certificate);
@@ -478,14 +499,16 @@ int Conversion::makePkcs12(SecretBytes& output) {
         if (isPrivateKey(piece.object.kind)) {
             if (int const result = open(piece); result != exitDone)
                 return result;
+            piece.isWritten = true;
             pfx.keys.push_back(piece.key);
-            pfx.keyAttributes.push_back({piece.name, {}, {}});
+            pfx.keyAttributes.push_back({piece.name, {}, piece.attributes});
         } else if (!piece.object.certificate) {
             leaveOut(piece.source,
                      std::string(getInputKindName(piece.object.kind)) +
                          " cannot be in a PKCS#12 file, which only holds keys and certificates.");
         } else if (known.insert(piece.object.bytes).second) {
-            entries.push_back({piece.object.certificate, {piece.name, {}, {}}});
+            piece.isWritten = true;
+            entries.push_back({piece.object.certificate, {piece.name, {}, piece.attributes}});
         }
     }
     if (pfx.keys.empty() && entries.empty())
@@ -529,4 +552,17 @@ int Conversion::make(Target target, SecretBytes& output) {
     if (result == exitDone && output.empty())
         return badInput("nothing can be written in that form");
     return result;
+}
+
+nlohmann::ordered_json Conversion::describeWritten() const {
+    auto objects = nlohmann::ordered_json::array();
+    for (Piece const& piece : pieces) {
+        if (!piece.isWritten)
+            continue;
+        auto& one = objects.emplace_back(nlohmann::ordered_json{
+            {"object", getInputKindName(piece.object.kind)}, {"source", terminal::printable(piece.source)}});
+        if (!piece.name.empty())
+            one["friendlyName"] = terminal::printable(piece.name);
+    }
+    return objects;
 }

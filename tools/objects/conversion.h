@@ -7,6 +7,8 @@
 
 #include "sealkit/objects.h"
 
+#include <nlohmann/json_fwd.hpp>
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -42,6 +44,8 @@ public:
     /// Makes the output. Complains; the exit status.
     int make(Target target, SecretBytes& output);
 
+    /// What was written, for JSON: the kind of each object and where it came from.
+    nlohmann::ordered_json describeWritten() const;
     bool holdsPrivateKey() const { return hasPrivateKey; } ///< Of what was made.
     int status() const { return state; }
 
@@ -52,7 +56,9 @@ private:
         InputObject object;
         std::shared_ptr<PrivateKey> key{}; ///< Of a private key that was opened.
         bool wasEncrypted = false;
-        std::string name{}; ///< That a PKCS#12 file gives it, or the comment of OpenSSH.
+        std::string name{};                      ///< That a PKCS#12 file gives it, or the comment of OpenSSH.
+        std::vector<unsigned char> attributes{}; ///< Others of a PKCS#12 file: Java's trust is one.
+        bool isWritten = false;
     };
 
     void leaveOut(std::string const& source, std::string const& why);
@@ -65,6 +71,7 @@ private:
     int expandPkcs12(Piece const& piece, std::vector<Piece>& to);
     int addPrivateKey(Piece& piece, Target target, SecretBytes& output);
     int addOpensshPublicKey(Piece const& piece, SecretBytes& output);
+    int addText(Piece& piece, Target target, SecretBytes& output);
     int makeText(Target target, SecretBytes& output);
     int makeDer(SecretBytes& output);
     int makePkcs7(SecretBytes& output);

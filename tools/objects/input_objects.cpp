@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr ReqFileOptions requestOptions{.amongOthers = true};
+constexpr ReqFileOptions requestOptions{.amongOthers = true, .forms = FormRules::standard};
 
 } // namespace
 

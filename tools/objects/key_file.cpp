@@ -13,7 +13,11 @@
 namespace {
 
 KeyFileOptions everyForm() {
-    return {.traditionalDer = true, .fromCertificates = true, .openssh = true, .schemes = readableSchemes()};
+    return {.traditionalDer = true,
+            .fromCertificates = true,
+            .openssh = true,
+            .schemes = readableSchemes(),
+            .forms = FormRules::standard};
 }
 
 /// What can be done about a refusal; empty where that is not known.

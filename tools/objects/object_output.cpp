@@ -2,7 +2,6 @@
 
 #include "io/exit_status.h"
 #include "io/report.h"
-#include "io/terminal.h"
 #include "objects/description.h"
 
 #include "sealkit/crl.h"
@@ -30,8 +29,6 @@ void ObjectOutput::declare(CommandLine& commandLine) {
     commandLine.json();
 }
 
-std::string ObjectOutput::nameOfOutput() const { return path.empty() ? "-" : terminal::printable(path); }
-
 int ObjectOutput::open(OutputFile& output) const {
     if (der && wouldFloodTerminal(path))
         return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
@@ -45,7 +42,7 @@ int ObjectOutput::open(OutputFile& output) const {
 int ObjectOutput::write(OutputFile& output, std::string const& label, X509Base const& object) const {
     int const status = write(output, label, object.serialize());
     if (status == exitDone && report::isJson())
-        report::set({{"output", nameOfOutput()}, {"object", describeObject(object)}});
+        report::set({{"output", report::nameOfOutput(path)}, {"object", describeObject(object)}});
     return status;
 }
 
@@ -59,5 +56,5 @@ int ObjectOutput::write(OutputFile& output, std::string const& label,
 
 void ObjectOutput::describe(size_t bytes) const {
     if (report::isJson())
-        report::set({{"output", nameOfOutput()}, {"bytes", bytes}});
+        report::set({{"output", report::nameOfOutput(path)}, {"bytes", bytes}});
 }

@@ -24,7 +24,4 @@ struct ObjectOutput {
     int write(OutputFile& output, std::string const& label, std::vector<unsigned char> encoded) const;
     /// Describes an output of the verb's own in JSON, where that is asked for.
     void describe(size_t bytes) const;
-
-private:
-    std::string nameOfOutput() const;
 };

@@ -1,8 +1,11 @@
 #include "objects/pkcs12_file.h"
 
+#include "io/exit_status.h"
+#include "objects/certificates.h"
 #include "objects/weak_encryption.h"
 
 #include "sealkit/pem.h"
+#include "sealkit/wipe.h"
 
 #include <algorithm>
 #include <set>
@@ -23,7 +26,7 @@ Pkcs12File readPkcs12(asn1::blob der) {
     auto pfx = std::make_unique<PKCS12PFX>();
     Refusal refusal;
     if (!pfx->parse(der, pkcs12Options(), &refusal))
-        return {nullptr, refusal};
+        return {nullptr, Complaint(refusal) + adviceOn(refusal)};
     return {std::move(pfx), ""};
 }
 
@@ -32,11 +35,14 @@ Pkcs12File readPkcs12Within(std::string_view text) {
     bool isPem = false;
     while (auto const block = takeBlock(rest)) {
         isPem = true;
-        std::vector<unsigned char> der;
-        if (block->label == pkcs12Label)
-            return pemDecode(block->body, &der)
-                       ? readPkcs12(der)
-                       : Pkcs12File{nullptr, getReasonText(RefusalId::pemMalformedBase64).sentence};
+        if (block->label != pkcs12Label)
+            continue;
+        std::vector<unsigned char> der; // It may hold keys that are not encrypted.
+        Pkcs12File file = pemDecode(block->body, &der)
+                              ? readPkcs12(der)
+                              : Pkcs12File{nullptr, getReasonText(RefusalId::pemMalformedBase64).sentence};
+        secureMemset(der.data(), 0, der.size());
+        return file;
     }
     if (!isPem)
         return readPkcs12(text);
@@ -60,6 +66,36 @@ Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Opti
     bool const isWrongPassword =
         refusal.id == RefusalId::macMismatch || refusal.id == RefusalId::wrongPassword;
     return {isWrongPassword ? exitNo : exitBadInput, complaint};
+}
+
+Complaint complaintOfPkcs12(Refusal const& refusal) {
+    Complaint complaint = refusal;
+    switch (refusal.id) {
+    case RefusalId::unsupportedMac:
+    case RefusalId::unknownEncryption:
+    case RefusalId::unsupportedKdf:
+    case RefusalId::unsupportedPrf:
+    case RefusalId::unsupportedCipher:
+        complaint += " \"openssl pkcs12 -in FILE -nodes\" may write what is in it as PEM.";
+        break;
+    default:
+        break;
+    }
+    return complaint;
+}
+
+void noteForm(std::string const& name, PKCS12PFX const& pfx) {
+    if (pfx.isBer())
+        note(name + ": is BER and not DER, as some programs write it");
+    if (size_t const bytes = pfx.ignoredTrailingBytes(); bytes > 0)
+        note(name + ": " + std::to_string(bytes) + " trailing bytes are ignored");
+}
+
+void warnOfOrigin(std::string const& name, PKCS12PFX const& pfx, char const* check) {
+    if (pfx.signedData)
+        warn(name + ": is signed, and the signature is not checked (" + check + " checks it)");
+    else if (pfx.mac.empty())
+        warn(name + ": it is not authenticated: it has neither a MAC nor a signature");
 }
 
 std::string findWeakness(PKCS12PFX const& pfx) {
@@ -90,8 +126,12 @@ std::string listIgnored(PKCS12PFX const& pfx) {
 }
 
 std::vector<std::string> listUnreadable(PKCS12PFX const& pfx) {
+    constexpr size_t maxListed = 20;
+    std::vector<Refusal> const refusals = pfx.unreadable();
     std::vector<std::string> sentences;
-    for (Refusal const& refusal : pfx.unreadable())
-        sentences.push_back(refusal.str());
+    for (size_t i = 0; i < std::min(refusals.size(), maxListed); i++)
+        sentences.push_back(refusals[i].str());
+    if (refusals.size() > maxListed)
+        sentences.push_back(std::to_string(refusals.size() - maxListed) + " parts more cannot be read.");
     return sentences;
 }

@@ -42,6 +42,15 @@ struct Decrypting {
 /// Verifies the MAC, and decrypts what is under the password and can be.
 Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Options const& options);
 
+/// A refusal of what protects a file, and what can be done about it.
+Complaint complaintOfPkcs12(Refusal const& refusal);
+
+/// Notes what is unusual in the form of the file that messages call `name`.
+void noteForm(std::string const& name, PKCS12PFX const& pfx);
+
+/// Warns of a file that nothing vouches for, or whose signature is not checked; `check` is what does that.
+void warnOfOrigin(std::string const& name, PKCS12PFX const& pfx, char const* check);
+
 /// The kinds of what the file holds and is ignored: "CRL, 1.2.3"; empty if there is nothing.
 std::string listIgnored(PKCS12PFX const& pfx);
 
@@ -49,5 +58,5 @@ std::string listIgnored(PKCS12PFX const& pfx);
 /// is.
 std::string findWeakness(PKCS12PFX const& pfx);
 
-/// What could not be read of the file, a sentence each.
+/// What could not be read of the file, a sentence each, and how many parts more if there are many.
 std::vector<std::string> listUnreadable(PKCS12PFX const& pfx);

@@ -1,9 +1,12 @@
 #include "io/input.h"
 #include "io/output_file.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/conversion.h"
 #include "objects/key_encryption.h"
 #include "verbs/verb.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -26,6 +29,10 @@ constexpr TargetName targets[] = {
     {"p12", Target::p12},         {"pkcs8", Target::pkcs8}, {"traditional", Target::traditional},
     {"openssh", Target::openssh},
 };
+
+std::string_view nameOf(Target target) {
+    return std::ranges::find(targets, target, &TargetName::target)->name;
+}
 
 /// Reads every file. Complains; the exit status, which is not that of success if something is left out.
 int readFiles(Options const& options, Conversion& conversion) {
@@ -69,12 +76,21 @@ int convert(Options const& options) {
     SecretBytes made;
     if (int const status = conversion.make(*target, made); status != exitDone)
         return status;
+    if (options.output.empty() || options.output == "-")
+        report::goBesideOutput();
     OutputFile output;
     bool const isWritten =
         output.open(options.output, conversion.holdsPrivateKey() ? 0600 : 0666,
                     options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep) &&
         output.write(made) && output.commit();
-    return isWritten ? conversion.status() : exitBadInput;
+    if (!isWritten)
+        return exitBadInput;
+    if (report::isJson())
+        report::set({{"output", report::nameOfOutput(options.output)},
+                     {"bytes", made.size()},
+                     {"form", nameOf(*target)},
+                     {"objects", conversion.describeWritten()}});
+    return conversion.status();
 }
 
 } // namespace
@@ -96,6 +112,7 @@ Work setUpConvert(CommandLine commandLine) {
     commandLine.flag("--encrypt", options->encrypt, "encrypt keys; asks for that password twice");
     commandLine.flag("--unencrypted", options->unencrypted, "write encrypted keys without encryption");
     addIterations(commandLine, options->iterations);
+    commandLine.json();
     commandLine
         .texts(
             "FILE", options->files,

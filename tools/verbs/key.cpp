@@ -160,8 +160,7 @@ int describeWritten(int status, Options const& options, char const* object, Publ
         return status;
     Description described{{"object", object}};
     described.update(describe(key));
-    report::set({{"output", options.output.empty() ? "-" : terminal::printable(options.output)},
-                 {"object", std::move(described)}});
+    report::set({{"output", report::nameOfOutput(options.output)}, {"object", std::move(described)}});
     return status;
 }
 

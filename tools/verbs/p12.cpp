@@ -2,11 +2,14 @@
 #include "io/exit_status.h"
 #include "io/input.h"
 #include "io/output_file.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/certificates.h"
 #include "objects/cipher_names.h"
+#include "objects/description.h"
 #include "objects/hash_names.h"
 #include "objects/input_objects.h"
+#include "objects/pem_comments.h"
 #include "objects/pkcs12_file.h"
 #include "verbs/verb.h"
 
@@ -16,6 +19,8 @@
 #include "sealkit/search.h"
 
 #include <kp/text.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <map>
@@ -64,6 +69,8 @@ struct ImportOptions {
 };
 
 bool openOutput(OutputFile& output, std::string const& path, mode_t mode, bool force) {
+    if (path.empty() || path == "-")
+        report::goBesideOutput();
     return output.open(path, mode, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
 }
 
@@ -213,7 +220,7 @@ bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
     DistinctCertificates certificates;
     auto const addAll = [&certificates](std::vector<std::string> const& paths) {
         return std::ranges::all_of(paths, [&certificates](std::string const& path) {
-            auto const some = readAllCertificates(path);
+            auto const some = readAllCertificates(path, FormRules::standard);
             if (some)
                 certificates.add(*some);
             return some.has_value();
@@ -277,6 +284,15 @@ bool nameKeys(ExportOptions const& options, PKCS12PFX& pfx) {
     return true;
 }
 
+/// Reports what was written, as a reader finds it.
+void reportExport(ExportOptions const& options, asn1::blob made, std::string const& password) {
+    Pkcs12File file = readPkcs12(made);
+    file.isDecrypted = decryptPkcs12(*file.pfx, password, pkcs12Options()).status == exitDone;
+    report::set({{"output", report::nameOfOutput(options.output)},
+                 {"bytes", made.size()},
+                 {"object", describe(file, false)}});
+}
+
 int exportFile(ExportOptions const& options) {
     std::vector<std::string_view> inputs(options.chain.begin(), options.chain.end());
     inputs.insert(inputs.end(), options.keys.begin(), options.keys.end());
@@ -307,22 +323,22 @@ int exportFile(ExportOptions const& options) {
     if (options.legacy ? !pfx.encrypt(password->text)
                        : !pfx.setPbes2Params(password->text, {}, pfx.pbes2Cipher))
         return badInput("the numbers of the key are inconsistent");
-    return output.write(pfx.save()) && output.commit() ? exitDone : exitBadInput;
+    std::vector<unsigned char> const made = pfx.save();
+    if (!output.write(made) || !output.commit())
+        return exitBadInput;
+    if (report::isJson())
+        reportExport(options, made, password->text);
+    return exitDone;
 }
 
 /// Checks a signature, and says what vouches for the file. Complains.
 int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
-    if (!pfx.signedData) {
-        if (!options.authorities.empty())
-            return answerNo(options.file + ": is not signed");
-        if (pfx.mac.empty())
-            warn(options.file + ": it is not authenticated: it has neither a MAC nor a signature");
-        return exitDone;
-    }
     if (options.authorities.empty()) {
-        warn(options.file + ": is signed, and the signature is not checked (--ca FILE checks it)");
+        warnOfOrigin(options.file, pfx, "--ca FILE");
         return exitDone;
     }
+    if (!pfx.signedData)
+        return answerNo(options.file + ": is not signed");
     CertificateMemoryStore store;
     Complaint complaint;
     for (std::string const& path : options.authorities)
@@ -369,11 +385,8 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
     PKCS12PFX& pfx = *file.pfx;
     PKCS12Options const reading = pkcs12Options(options.macIterations);
     if (Refusal refusal; !pfx.canDecrypt(reading, &refusal))
-        return refuse(refusal);
-    if (pfx.isBer())
-        note(options.file + ": is BER and not DER, as some programs write it");
-    if (size_t const bytes = pfx.ignoredTrailingBytes(); bytes > 0)
-        note(options.file + ": " + std::to_string(bytes) + " trailing bytes are ignored");
+        return refuse(complaintOfPkcs12(refusal));
+    noteForm(options.file, pfx);
     *status = judgeOrigin(pfx, options);
     if (*status != exitDone)
         return nullptr;
@@ -419,12 +432,33 @@ bool writePem(OutputFile& output, std::vector<unsigned char> pem) {
     return written;
 }
 
+/// The name of an object by its position; empty where it has none.
+std::string_view nameAt(std::vector<PKCS12Attributes> const& attributes, size_t at) {
+    return at < attributes.size() ? std::string_view(attributes[at].friendlyName) : std::string_view();
+}
+
+bool writeName(OutputFile& output, std::string_view name) {
+    std::string const comment = friendlyNameComment(name);
+    asn1::blob const line(comment);
+    return output.write({line.data(), line.size()});
+}
+
 bool writeKey(OutputFile& output, PrivateKey const& key, Password const* password) {
     if (!password)
         return writePem(output, encodePemPkcs8PrivateKey(key));
     return writePem(output,
                     encodePemType("ENCRYPTED PRIVATE KEY",
                                   encodePkcs8EncryptedPrivateKey(key, password->text, defaultIterations)));
+}
+
+bool writeCertificates(OutputFile& output, PKCS12PFX const& pfx, CertificateChain const& ordered) {
+    std::map<X509Certificate const*, std::string_view> names;
+    for (size_t i = 0; i < pfx.certificates.size(); ++i)
+        names.emplace(pfx.certificates[i].get(), nameAt(pfx.certificateAttributes, i));
+    return std::ranges::all_of(ordered, [&](auto const& certificate) {
+        return writeName(output, names[certificate.get()]) &&
+               output.write(encodePemCertificate(*certificate));
+    });
 }
 
 int importFile(ImportOptions const& options) {
@@ -445,7 +479,7 @@ int importFile(ImportOptions const& options) {
         return exitBadInput;
 
     int status = exitDone;
-    auto const pfx = decryptFile(options, &status);
+    auto pfx = decryptFile(options, &status);
     if (!pfx)
         return status;
     int const partly = status;
@@ -462,15 +496,19 @@ int importFile(ImportOptions const& options) {
         if (!password)
             return status;
     }
-    if (keys)
-        for (auto const& key : pfx->keys)
-            if (!writeKey(output, *key, password.get()))
-                return exitBadInput;
-    if (certificates)
-        for (auto const& certificate : inOrder(*pfx))
-            if (!output.write(encodePemCertificate(*certificate)))
-                return exitBadInput;
-    return output.commit() ? partly : exitBadInput;
+    for (size_t i = 0; keys && i < pfx->keys.size(); ++i)
+        if (!writeName(output, nameAt(pfx->keyAttributes, i)) ||
+            !writeKey(output, *pfx->keys[i], password.get()))
+            return exitBadInput;
+    CertificateChain const ordered = certificates ? inOrder(*pfx) : CertificateChain();
+    if (!writeCertificates(output, *pfx, ordered) || !output.commit())
+        return exitBadInput;
+    if (report::isJson())
+        report::set({{"output", report::nameOfOutput(options.output)},
+                     {"keys", keys ? pfx->keys.size() : 0},
+                     {"certificates", ordered.size()},
+                     {"object", describe(Pkcs12File{std::move(pfx), "", true}, false)}});
+    return partly;
 }
 
 Work exportVerb(CommandLine commandLine) {
@@ -519,6 +557,7 @@ Work exportVerb(CommandLine commandLine) {
         "--iterations", options->iterations,
         "how often the password is hashed each time, which makes guessing slower. By default " +
             std::to_string(defaultIterations) + " times");
+    commandLine.json();
     commandLine.footer(
         "Writes PKCS#12, the form in which programs import a key together with its certificates,\n"
         "to a file that only its owner can read. The key must be that of the certificate, which\n"
@@ -565,13 +604,14 @@ Work importVerb(CommandLine commandLine) {
     key.needs(recipient);
     recipient.needs(key);
     addPasswordOptions(commandLine, options->recipientKeyPassword, "of an encrypted KEY", "key-");
+    commandLine.json();
     commandLine.footer(
         "Writes PEM in the order that TLS servers want, to a file that only its owner can read:\n"
         "the keys in PKCS#8, the certificate of the first key, its issuers, and the rest. If no\n"
         "password is given, the program asks for it. The exit status is 1 if the password is\n"
         "wrong, and 2 if the file cannot be read. If parts of the file cannot be read, they are\n"
         "reported and the others are written; the exit status is then 2, unless --partial is\n"
-        "given.\n\n"
+        "given. The name that the file gives an object is in a comment before its block.\n\n"
         "Examples:\n"
         "  sealkit key new p256 -o my.key\n"
         "  sealkit cert self-sign -k my.key --subject /CN=me -o my.pem\n"

@@ -293,6 +293,9 @@ Complaint whyNothing(InputKind kind, std::string_view text) {
         return refusal + " A part of the file may be missing.";
     case InputKind::text:
         return "text without a PEM block";
+    case InputKind::javaKeystore:
+        return "a Java keystore (JKS, JCEKS): \"keytool -importkeystore -deststoretype pkcs12\" makes "
+               "PKCS#12 of it";
     default:
         return "neither PEM nor the DER of a certificate, CRL, request, key, message or PKCS#12";
     }

@@ -27,7 +27,8 @@ struct Options {
     std::optional<int32_t> id;
 };
 
-int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_t usage) {
+int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_t usage,
+                   nlohmann::ordered_json& entries) {
     CermEntry entry;
     entry.isTrusted = true;
     entry.uses = usage;
@@ -38,8 +39,14 @@ int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_
     });
     if (!place)
         return badInput("the store could not be written: " + std::string(std::strerror(errno)));
-    terminal::out() << place->id << (place->added ? "  added: " : "  was there already: ")
-                    << nameFor(certificate) << '\n';
+    if (report::isJson())
+        entries.push_back({{"id", place->id},
+                           {"added", place->added},
+                           {"usage", formatHex(usage)},
+                           {"subject", nameFor(certificate)}});
+    else
+        terminal::out() << place->id << (place->added ? "  added: " : "  was there already: ")
+                        << nameFor(certificate) << '\n';
     return exitDone;
 }
 
@@ -58,10 +65,13 @@ int add(kp::Store& store, Options const& options) {
         certificates.insert(certificates.end(), read.certs.begin(), read.certs.end());
     }
     uint32_t const usage = options.usage.value_or(CermEntry::everyUse);
-    for (auto const& certificate : certificates)
-        if (int const status = addCertificate(store, *certificate, usage); status != exitDone)
-            return status;
-    return exitDone;
+    int status = exitDone;
+    auto entries = nlohmann::ordered_json::array();
+    for (size_t i = 0; i < certificates.size() && status == exitDone; ++i)
+        status = addCertificate(store, *certificates[i], usage, entries);
+    if (report::isJson())
+        report::set({{"entries", std::move(entries)}});
+    return status;
 }
 
 int list(kp::Store& store, Options const&) {
@@ -139,6 +149,7 @@ Work addVerb(CommandLine commandLine) {
         .number("--usage", options->usage,
                 "the uses that it is trusted for, a mask of 32 bits; by default all")
         .valueName("MASK");
+    commandLine.json();
     commandLine.footer(
         "Prints the id of each certificate. Adds nothing if one of the files cannot be used.\n\n"
         "Examples:\n"
