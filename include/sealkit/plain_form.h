@@ -57,11 +57,10 @@ using WipedBytes = std::vector<unsigned char, detail::WipingAllocator<unsigned c
 /// - In a text with PEM, a carriage return without a line feed becomes a line feed; blanks and byte-order
 ///   marks at the start of the lines of blocks are removed; header lines become blank lines, except in
 ///   encrypted blocks, which need them. Line numbers are those of the original.
-/// - A PEM block that stands in one line, with blanks or the characters `\n` in place of its line ends,
-/// becomes
-///   three lines; the numbers of the lines behind it grow.
+/// - A PEM block in one line, with blanks or the characters `\n` in place of its line ends, becomes three
+///   lines, so that the numbers of the following lines grow.
 /// - Text that consists of the base64 of one DER or BER element becomes that element.
-/// - A certificate, CRL, request or key in BER becomes DER.
+/// - A request or key in BER becomes DER.
 ///
 /// Any other object in DER or BER is unchanged, even if it contains such text. Takes time and memory in
 /// proportion to the input: at most three times its size.

@@ -274,7 +274,8 @@ bool isOneElement(asn1::blob bytes) {
              length == rest.size()));
 }
 
-/// Makes DER of an object in BER. False for DER, and for messages and PKCS#12, whose readers take BER.
+/// Makes DER of a request or key in BER. False for all else: the readers of certificates, CRLs, messages and
+/// PKCS#12 decide on BER themselves.
 bool convertBer(asn1::blob bytes, WipedBytes* plain) {
     bool const isMessage = bytes.size() > 2 && bytes[2] == tag::oid;
     if (!detail::hasIndefiniteLength(bytes) || isMessage ||
@@ -285,7 +286,8 @@ bool convertBer(asn1::blob bytes, WipedBytes* plain) {
     if (!conversion.scan(silent))
         return false;
     detail::SecretBytes const der(conversion.write());
-    if (detail::findDerKind(der) >= InputKind::message)
+    InputKind const kind = detail::findDerKind(der);
+    if (kind < InputKind::request || kind > InputKind::ecPrivateKey)
         return false;
     plain->assign(der.value.begin(), der.value.end());
     return true;
