@@ -113,7 +113,8 @@ public:
     /// for any reason, are one refusal, `RefusalId::undecryptable`, and take the same time; all other
     /// refusals follow from the message and the kind of the key alone. Under CBC an attacker who learns, for
     /// many messages of their own making, whether decryption succeeded can decrypt other messages: do not
-    /// show strangers whether it did.
+    /// show strangers whether it did. That includes messages under GCM, which can be rewritten as ones under
+    /// CBC with the same key.
     ///
     /// The previous content of `out` is wiped. The caller wipes the result.
     bool decrypt(EnvelopedRecipient const& recipient, PrivateKey const& key, std::vector<unsigned char>& out,

@@ -1,22 +1,24 @@
 /// Checking signed messages and time-stamps: who signed, whether the signatures are valid, and what was left
 /// unchecked.
 ///
-/// | member            | what it is                                                                   |
-/// | ----------------- | ---------------------------------------------------------------------------- |
-/// | `checkMessage`    | checks every signer of a `PKCS7SignedData`, and the chain of its certificate |
-/// | `checkTimeStamp`  | the same for a time-stamp token, and what it states (RFC 3161)               |
-/// | `MessageVerdict`  | the findings, and for each signer its certificate and chain                  |
-/// | `MessageFinding`  | a failure, a warning or a note, with the facts behind it                     |
-/// | `messageFindings` | the table of ids, names and sentences                                        |
+/// | member                      | what it is                                                                   |
+/// | --------------------------- | ---------------------------------------------------------------------------- |
+/// | `checkMessage`              | checks every signer of a `PKCS7SignedData`, and the chain of its certificate |
+/// | `checkTimeStamp`            | the same for a time-stamp token, and what it states (RFC 3161)               |
+/// | `looksLikeSignedAttributes` | whether a content must not be signed without attributes                      |
+/// | `MessageVerdict`            | the findings, and for each signer its certificate and chain                  |
+/// | `MessageFinding`            | a failure, a warning or a note, with the facts behind it                     |
+/// | `messageFindings`           | the table of ids, names and sentences                                        |
 ///
 /// `PKCS7SignedData::verify` gives the first failure of the same checks as text; it asks for no purpose and
 /// no CRLs. Chains are searched as `PathSearch` (search.h) does.
 ///
-/// An invalid counter-signature does not make a message fail, because it does not concern the content: a
-/// warning reports it.
+/// An invalid counter-signature does not make a message fail, nor does an invalid time-stamp of a signature,
+/// because they do not concern the content: a warning reports it. A valid time-stamp changes no verdict
+/// either: certificates are judged at the time of the options.
 ///
-/// Not checked: time-stamps of signatures and CRLs within the message, which warnings report; and the list of
-/// digest algorithms, which is not signed.
+/// Not checked: time-stamps of time-stamps and CRLs within the message, which warnings report; and the list
+/// of digest algorithms, which is not signed.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -82,6 +84,7 @@ enum class MessageFindingId : unsigned {
     falseCounterSignature,
     untrustedCounterSignature,
     uncheckedTimeStamp,
+    falseTimeStamp,
     uncheckedCrls,
     ignoredObjects,
     futureSigningTime,
@@ -94,6 +97,7 @@ enum class MessageFindingId : unsigned {
 
     // Notes.
     counterSigned,
+    timeStamped,
     issuerDoesNotRoundTrip,
     chainNotSearched,
 };
@@ -132,6 +136,9 @@ struct SignerVerdict {
     /// The signers that signed this signer's signature or, in turn, one of those signatures. Those whose
     /// signatures are invalid or that are not trusted appear only in the findings.
     std::vector<SignerVerdict> counterSigners;
+    /// Of what is signed; `none` for Ed25519 and for unsupported algorithms. The digest algorithm of the
+    /// signer is that of the content, and may be another.
+    HashID signatureHash = HashID::none;
 };
 
 /// The result of a check.
@@ -157,6 +164,7 @@ struct MessageCheckOptions {
     PathOptions path;              ///< Time, purpose and CRLs of the signers' chains.
     asn1::blob detachedContent;    ///< The content octets of a message that does not contain them.
     CertificateChain certificates; ///< Further candidates for signers and issuers, which are not trusted.
+    bool checkTimeStamps = true;   ///< Those of the signatures. Those of a token are never checked.
 };
 
 /// The largest numbers of certificates and of signers of a message that is checked.
@@ -170,6 +178,10 @@ inline constexpr size_t maxSignerCandidates = 8;
 inline constexpr size_t maxVainSignatures = 64;
 /// The largest number of counter-signatures that are checked, nested ones and those of all signers included.
 inline constexpr size_t maxCounterSignatures = 100;
+/// The largest size in bytes of a signature whose counter-signatures are checked: each of them reads it.
+inline constexpr size_t maxCounterSignedSize = 1 << 16;
+/// The largest number of time-stamps of signatures that are checked, those of all signers included.
+inline constexpr size_t maxSignatureTimeStamps = 4;
 /// The largest number of signatures that are checked for keys that sign the content itself and not its digest
 /// (Ed25519 without attributes): each check reads the whole content.
 inline constexpr size_t maxContentSignatures = 4;
@@ -183,10 +195,14 @@ inline constexpr std::int64_t maxClockSkew = 300;
 ///
 /// A signer signs its attributes: they must contain one content type, that of the message, and one digest,
 /// that of the content (RFC 5652, section 5.6). A signer without attributes, in a message that was read for
-/// the standard rules, signs the content. If several certificates match a signer, its own is the one under
-/// whose key the signature verifies.
+/// the standard rules, signs the content, which must be data. If several certificates match a signer, its own
+/// is the one under whose key the signature verifies.
 SEALKIT_API MessageVerdict checkMessage(PKCS7SignedData const& message, CertificateStore const& store,
                                         MessageCheckOptions const& options);
+
+/// Whether `content` has the form of the attributes that a signer signs (RFC 5652, section 5.4). A signature
+/// without attributes over such content is also valid for another message, and `checkMessage` rejects it.
+SEALKIT_API bool looksLikeSignedAttributes(asn1::blob content);
 
 /// The expected contents of a time-stamp.
 struct SEALKIT_API TimeStampExpectation {

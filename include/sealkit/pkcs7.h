@@ -177,8 +177,9 @@ struct SEALKIT_API PKCS7SignerForm {
     AlgorithmIdentifier signatureAlgorithm; ///< The parameters are empty when absent.
     /// All counter-signatures but the first, which is the signer's `counterSignature`.
     std::vector<std::unique_ptr<PKCS7SignerInfo>> furtherCounterSignatures;
-    /// Whether there is a time-stamp of the signature (RFC 3161, appendix A) other than `msCounterSignature`.
-    bool hasTimeStamp = false;
+    /// Time-stamps of the signature (RFC 3161, appendix A) other than `msCounterSignature`: whole elements,
+    /// which should be tokens and are not parsed. They are not written.
+    std::vector<std::vector<unsigned char>> timeStamps;
 };
 
 /// SignedData (RFC 5652, section 5.1). Its content may be secret, as in a signed PKCS#12 file: `raw` and

@@ -47,7 +47,7 @@ struct SEALKIT_API SmimeMail {
 SEALKIT_API bool looksLikeMail(asn1::blob input);
 
 /// A header field for a new mail: "Subject" and its text. A subject may be any UTF-8 (RFC 2047); all other
-/// values are printable ASCII.
+/// values are printable ASCII. MIME-Version and Content-… are the mail's own, and malformed here.
 struct MailHeader {
     std::string name;  ///< Without the colon.
     std::string value; ///< Without line breaks.

@@ -42,6 +42,9 @@ public:
     bool parse(asn1::blob request);
     /// The same, with a reason (refusal.h).
     bool parse(asn1::blob request, Refusal* refusal);
+    /// The same. For `FormRules::standard` this also takes BER, and a digest algorithm whose parameters are
+    /// absent (RFC 5754, section 2).
+    bool parse(asn1::blob request, Refusal* refusal, FormRules forms);
 
     /// Writes the request, certReq even if it is false.
     void save(DerEncoder& to) const;

@@ -73,7 +73,7 @@ struct TimeStampReply {
     bool isGranted() const { return status.status == 0; }
 };
 
-/// Answers `request`, the DER of a TimeStampReq, as the TSA with this certificate and key. `*reply` is
+/// Answers `request`, the DER or BER of a TimeStampReq, as the TSA with this certificate and key. `*reply` is
 /// unchanged if the result is a problem.
 SEALKIT_API TimeStampReplyProblem replyToTimeStamp(asn1::blob request, X509Certificate const& certificate,
                                                    PrivateKey const& key,

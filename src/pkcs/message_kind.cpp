@@ -146,6 +146,10 @@ bool detail::readDigestAlgorithm(Reading& reading, asn1::blob element, HashID* h
     Fact const algorithm{"algorithm", oidName(type)};
     if (getHashID(type) == HashID::none)
         return reading.refuse(RefusalId::unsupportedDigest, element, {algorithm});
+    if (reading.isStandard() && atEnd(fields)) {
+        *hash = getHashID(type);
+        return true;
+    }
     return reading.refuse(RefusalId::digestParameters, element,
                           {algorithm, {"expected", "NULL"}, {"found", tagText(fields.tag)}});
 }

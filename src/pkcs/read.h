@@ -37,7 +37,8 @@ bool read(Reading& reading, asn1::blob request, TimeStampRequest& to);
 bool read(Reading& reading, asn1::blob response, TimeStampResponse& to);
 bool read(Reading& reading, asn1::blob tstInfo, TimeStampInfo& to);
 
-/// The hash of an AlgorithmIdentifier, a whole element with NULL parameters.
+/// The hash of an AlgorithmIdentifier, a whole element with NULL parameters. For the standard rules they may
+/// be absent.
 bool readDigestAlgorithm(Reading& reading, asn1::blob element, HashID* hash);
 
 /// Writes the digest algorithm of a signer.

@@ -74,6 +74,18 @@ bool readCounterSignatures(Reading& reading, asn1::blob values, PKCS7SignerInfo&
     return true;
 }
 
+/// Tokens are left to who checks them: a malformed one says nothing about the message.
+bool readTimeStamps(Reading& reading, asn1::blob values, PKCS7SignerForm& form) {
+    Level elements(reading, values);
+    while (!detail::atEnd(elements)) {
+        asn1::blob token;
+        if (!detail::takeWhole(elements, elements.tag, &token))
+            return false;
+        form.timeStamps.push_back(detail::copyOf(token));
+    }
+    return true;
+}
+
 /// `form` is null for the narrow form.
 bool readUnsignedAttribute(Reading& reading, detail::Attribute const& attribute, PKCS7SignerInfo& to,
                            PKCS7SignerForm* form, unsigned depth) {
@@ -97,7 +109,7 @@ bool readUnsignedAttribute(Reading& reading, detail::Attribute const& attribute,
                detail::read(reading, value, *to.msCounterSignature, depth + 1);
     }
     if (form != nullptr && attribute.type == asn1::blob(oid::signatureTimeStamp))
-        form->hasTimeStamp = true;
+        return readTimeStamps(reading, attribute.values, *form);
     if (reading.isStated())
         reading.note("unknown unauth attribute " + oidStr(attribute.type));
     return true;

@@ -141,8 +141,12 @@ bool appendHeader(std::string& mail, MailHeader const& header) {
     });
     if (!isName || header.value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
         return false;
+    // A second form of what the mail is would hide the one that is written behind it.
+    std::string const name = str2lower(header.name);
+    if (name.starts_with("content-") || name == "mime-version")
+        return false;
     bool const isAscii = isPrintableAscii(header.value);
-    if (!isAscii && str2lower(header.name) != "subject")
+    if (!isAscii && name != "subject")
         return false;
     if (header.name.size() + header.value.size() + 2 > maxLineLength && isAscii)
         return false;

@@ -115,8 +115,13 @@ bool detail::read(Reading& reading, asn1::blob request, TimeStampRequest& to) {
 bool TimeStampRequest::parse(asn1::blob request) { return parse(request, nullptr); }
 
 bool TimeStampRequest::parse(asn1::blob request, Refusal* refusal) {
-    Reading reading(request, refusal);
-    return detail::read(reading, request, *this);
+    return parse(request, refusal, FormRules::platform);
+}
+
+bool TimeStampRequest::parse(asn1::blob request, Refusal* refusal, FormRules forms) {
+    Reading reading(request, refusal, forms);
+    return detail::readAsDer(reading, reading.isStandard(), request,
+                             [&](asn1::blob der) { return detail::read(reading, der, *this); });
 }
 
 void TimeStampRequest::save(DerEncoder& to) const {

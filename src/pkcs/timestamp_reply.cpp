@@ -1,6 +1,7 @@
 // The TSA's side of time-stamps.
 #include "sealkit/timestamp_reply.h"
 
+#include "sealkit/ber.h"
 #include "sealkit/bignum.h"
 #include "sealkit/extensions.h"
 #include "sealkit/oid.h"
@@ -50,7 +51,7 @@ TimeStampFailure failureOf(RefusalId id) {
 std::optional<TimeStampFailure> judge(asn1::blob request, TimeStampReplyOptions const& options,
                                       TimeStampRequest* asked, std::vector<unsigned char>* policy) {
     Refusal refusal;
-    if (!asked->parse(request, &refusal))
+    if (!asked->parse(request, &refusal, FormRules::standard))
         return failureOf(refusal.id);
     if (asked->version != 1)
         return TimeStampFailure::badRequest;
@@ -134,13 +135,21 @@ bool isWritable(TimeStampAccuracy const& accuracy) {
            isPart(accuracy.microseconds);
 }
 
+/// The messageImprint of a request that was read: the token has the same value, with or without parameters
+/// (RFC 3161, section 2.4.2).
+asn1::blob imprintOf(asn1::blob request) {
+    asn1::parser fields(request);
+    fields.enter(tag::sequence);
+    fields.next();
+    return fields.takeWhole();
+}
+
 /// TSTInfo ::= SEQUENCE { version INTEGER { v1(1) }, policy, messageImprint, serialNumber INTEGER, genTime
 ///     GeneralizedTime, accuracy OPTIONAL, ordering BOOLEAN DEFAULT FALSE, nonce INTEGER OPTIONAL, ... }
-std::vector<unsigned char> encodeInfo(TimeStampRequest const& asked, asn1::blob policy,
+std::vector<unsigned char> encodeInfo(TimeStampRequest const& asked, asn1::blob imprint, asn1::blob policy,
                                       TimeStampReplyOptions const& options) {
     DerEncoder to;
-    to.begin(tag::sequence).addInteger(1).addOid(policy);
-    saveDigest(to, asked.hashAlgorithm, asked.hashedMessage);
+    to.begin(tag::sequence).addInteger(1).addOid(policy).addEncoded(imprint);
     to.add(tag::integer, options.serialNumber).add(tag::generalizedTime, generalizedTime(options.time));
     if (options.accuracy)
         addAccuracy(to, *options.accuracy);
@@ -204,7 +213,7 @@ bool isForTimeStamps(X509Certificate const& certificate) {
     return false;
 }
 
-TimeStampReplyProblem replyToTimeStamp(asn1::blob request, X509Certificate const& certificate,
+TimeStampReplyProblem replyToTimeStamp(asn1::blob given, X509Certificate const& certificate,
                                        PrivateKey const& key, TimeStampReplyOptions const& options,
                                        TimeStampReply* reply) {
     auto const own = certificate.parsePublicKey(nullptr);
@@ -220,6 +229,8 @@ TimeStampReplyProblem replyToTimeStamp(asn1::blob request, X509Certificate const
         (options.accuracy && !isWritable(*options.accuracy)))
         return Problem::unusableOptions;
 
+    std::vector<unsigned char> der;
+    asn1::blob const request = asn1::berToDer(given, &der, nullptr) ? asn1::blob(der) : given;
     TimeStampReply made;
     TimeStampRequest asked;
     std::vector<unsigned char> policy;
@@ -231,7 +242,8 @@ TimeStampReplyProblem replyToTimeStamp(asn1::blob request, X509Certificate const
         made.encoding = encodeRejection(made.status);
     } else {
         std::vector<unsigned char> const token =
-            encodeToken(encodeInfo(asked, policy, options), asked.certReq != 0, certificate, key, options);
+            encodeToken(encodeInfo(asked, imprintOf(request), policy, options), asked.certReq != 0,
+                        certificate, key, options);
         if (token.empty())
             return Problem::keyCannotSign;
         DerEncoder to;

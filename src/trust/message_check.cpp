@@ -21,13 +21,18 @@ bool isWeak(HashID hash) { return hash == HashID::MD5 || hash == HashID::SHA1; }
 class Check {
 public:
     Check(PKCS7SignedData const& checked, CertificateStore const& trusted, MessageCheckOptions const& how)
-        : message(checked), options(how), checks(checked, trusted, how.certificates, how.path) {}
+        : message(checked),
+          store(trusted),
+          options(how),
+          checks(checked, trusted, how.certificates, how.path) {}
 
     MessageVerdict run() {
         if (!isWithinLimits())
             return std::move(verdict);
         if (auto const wrong = checks.setContent(options.detachedContent))
             add(*wrong);
+        else if (isDataInASequence())
+            add(Id::malformedContent);
         if (message.signerInfos.empty())
             add(Id::noSigners);
         for (auto const& signer : message.signerInfos)
@@ -41,6 +46,12 @@ public:
     }
 
 private:
+    /// What is signed is without the tag: such content would be given out with a tag that nobody signed.
+    bool isDataInASequence() const {
+        return !message.content.empty() && message.content[0] != asn1::tag::octetString &&
+               asn1::blob(message.contentType) == getDataOid();
+    }
+
     bool isWithinLimits() {
         auto const checkLimit = [&](size_t count, size_t limit, Id id) {
             if (count > limit)
@@ -60,6 +71,7 @@ private:
         SignerVerdict& found = verdict.signers.emplace_back();
         number = verdict.signers.size();
         found.info = &signer;
+        found.signatureHash = detail::signatureHashOf(signer);
         auto [certificate, wrong] = checks.check(signer);
         found.certificate = std::move(certificate);
         if (wrong)
@@ -70,9 +82,60 @@ private:
         if (found.certificate)
             addCertificate(signer, *found.certificate);
         addCounterSigners(signer, found.counterSigners);
+        addTimeStamps(signer);
+    }
+
+    void addTimeStamps(PKCS7SignerInfo const& signer) {
+        if (signer.msCounterSignature && mayCheckTimeStamp())
+            addTimeStamp(*signer.msCounterSignature, signer);
+        if (signer.form() == nullptr)
+            return;
+        for (std::vector<unsigned char> const& token : signer.form()->timeStamps) {
+            if (!mayCheckTimeStamp())
+                return;
+            PKCS7SignedData read;
+            Refusal refusal;
+            if (read.parse(token, &refusal, FormRules::standard))
+                addTimeStamp(read, signer);
+            else
+                add(Id::falseTimeStamp, {{"reason", refusal.str()}});
+        }
+    }
+
+    /// Counts one. Says of the first that may not be checked.
+    bool mayCheckTimeStamp() {
+        size_t const limit = options.checkTimeStamps ? maxSignatureTimeStamps : 0;
+        if (timeStamps++ == limit)
+            add(Id::uncheckedTimeStamp, {{"limit", std::to_string(limit)}});
+        return timeStamps <= limit;
+    }
+
+    /// What is stamped is the signature (RFC 3161, appendix A).
+    void addTimeStamp(PKCS7SignedData const& token, PKCS7SignerInfo const& signer) {
+        MessageCheckOptions how;
+        how.path = options.path;
+        how.certificates = options.certificates;
+        how.certificates.insert(how.certificates.end(), message.certificates.begin(),
+                                message.certificates.end());
+        TimeStampInfo info;
+        info.parse(token, nullptr);
+        TimeStampExpectation expected;
+        expected.hash = info.hash();
+        expected.digest = calcDigest(expected.hash, signer.encryptedDigest);
+        MessageVerdict const found = checkTimeStamp(token, expected, store, how);
+        addCrls(found.crls);
+        if (found.isValid())
+            add(Id::timeStamped,
+                {{"time", info.time.toString()}, {"by", found.signers.front().certificate->subject.str()}});
+        else
+            add(Id::falseTimeStamp, {{"reason", found.reason()}});
     }
 
     void addCounterSigners(PKCS7SignerInfo const& signer, std::vector<SignerVerdict>& to) {
+        if (signer.counterSignature && signer.encryptedDigest.size() > maxCounterSignedSize)
+            return add(Id::uncheckedCounterSignature,
+                       {{"limit", std::to_string(maxCounterSignedSize) + " bytes"},
+                        {"found", std::to_string(signer.encryptedDigest.size())}});
         if (signer.counterSignature)
             addCounterSigner(*signer.counterSignature, signer, to);
         if (signer.form() != nullptr)
@@ -90,7 +153,8 @@ private:
         if (wrong)
             return add(isUnknown(*wrong) ? Id::uncheckedCounterSignature : Id::falseCounterSignature,
                        {{"reason", getReasonText(*wrong).sentence}});
-        SignerVerdict found{&counterSigner, certificate, findPath(certificate), {}};
+        SignerVerdict found{
+            &counterSigner, certificate, findPath(certificate), {}, detail::signatureHashOf(counterSigner)};
         std::string const by = certificate->subject.str();
         if (!found.path)
             return add(Id::uncheckedCounterSignature, {{"by", by}});
@@ -133,10 +197,12 @@ private:
     }
 
     void addForm(PKCS7SignerInfo const& signer) {
-        if (isWeak(signer.digestAlgorithm))
+        HashID const signature = detail::signatureHashOf(signer);
+        bool const isDigested = detail::hasAttributes(signer);
+        if (isDigested && isWeak(signer.digestAlgorithm))
             add(Id::weakDigest, {{"digest", getHashName(signer.digestAlgorithm)}});
-        if (signer.msCounterSignature || (signer.form() != nullptr && signer.form()->hasTimeStamp))
-            add(Id::uncheckedTimeStamp);
+        if (isWeak(signature) && !(isDigested && signature == signer.digestAlgorithm))
+            add(Id::weakDigest, {{"digest", getHashName(signature)}});
         if (signer.hasSigningTime != 0 &&
             signer.signingTime.seconds > options.path.now.seconds + maxClockSkew)
             add(Id::futureSigningTime,
@@ -161,12 +227,14 @@ private:
     }
 
     PKCS7SignedData const& message;
+    CertificateStore const& store;
     MessageCheckOptions const& options;
     detail::SignerChecks checks;
     MessageVerdict verdict;
     size_t number = 0; ///< Of the signer that is being checked.
     size_t untrusted = 0;
     size_t counterSignatures = 0;
+    size_t timeStamps = 0;
 };
 
 } // namespace

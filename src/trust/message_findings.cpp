@@ -66,6 +66,8 @@ constexpr std::array rows = {
     Row{Id::untrustedCounterSignature, "untrusted-counter-signature",
         "The certificate of its counter-signature is not trusted."},
     Row{Id::uncheckedTimeStamp, "unchecked-time-stamp", "Its time-stamp is not checked."},
+    Row{Id::falseTimeStamp, "false-time-stamp",
+        "Its time-stamp does not verify: nothing is known of when it signed."},
     Row{Id::uncheckedCrls, "unchecked-crls", "The CRLs in the message are not used."},
     Row{Id::ignoredObjects, "ignored-objects",
         "Certificates or CRLs in the message are ignored: they are malformed or of an unsupported kind."},
@@ -83,6 +85,7 @@ constexpr std::array rows = {
     Row{Id::otherAuthorityName, "authority-name", "It names another TSA than its certificate does."},
 
     Row{Id::counterSigned, "counter-signed", "Its signature is counter-signed."},
+    Row{Id::timeStamped, "time-stamped", "Its signature existed at the time that its time-stamp states."},
     Row{Id::issuerDoesNotRoundTrip, "issuer-does-not-round-trip",
         "The library would write the name of its issuer in other bytes."},
     Row{Id::chainNotSearched, "chain-not-searched",

@@ -1,6 +1,7 @@
 // What each signer of a message signed, and with which certificate's key.
 #include "trust/signer_checks.h"
 
+#include "sealkit/message.h"
 #include "sealkit/oid.h"
 #include "sealkit/signature.h"
 
@@ -91,16 +92,16 @@ bool verifyBytes(Algorithm const& algorithm, PublicKey const& key, asn1::blob by
                : verifyDigest(algorithm, key, calcDigest(algorithm.hash, bytes), signature);
 }
 
-/// Whether the bytes are the attributes that a signer of another message signed: with them as the content,
-/// its signature would be one of this message (RFC 5652, section 5.4).
-bool areAttributes(asn1::blob bytes) {
+} // namespace
+
+bool looksLikeSignedAttributes(asn1::blob content) {
     detail::Reading silent;
     asn1::blob attributes;
-    return detail::readOnly(silent, bytes, tag::set, &attributes) &&
+    return detail::readOnly(silent, content, tag::set, &attributes) &&
            !onlyValue(attributes, oid::messageDigest, tag::octetString).empty();
 }
 
-} // namespace
+HashID detail::signatureHashOf(PKCS7SignerInfo const& signer) { return algorithmOf(signer).hash; }
 
 detail::SignerChecks::SignerChecks(PKCS7SignedData const& checked, CertificateStore const& trusted,
                                    CertificateChain const& certificates, PathOptions const& how,
@@ -194,13 +195,20 @@ detail::SignatureCheck detail::SignerChecks::check(PKCS7SignerInfo const& signer
 
 std::optional<Id> detail::SignerChecks::checkAttributes(PKCS7SignerInfo const& signer,
                                                         Subject& subject) const {
-    if (!hasAttributes(signer))
-        return areAttributes(subject.bytes) ? std::optional(Id::contentIsAttributes) : std::nullopt;
-    if (!subject.type.empty()) {
+    if (!hasAttributes(signer)) {
+        if (!subject.isLikeAttributes)
+            subject.isLikeAttributes = looksLikeSignedAttributes(subject.bytes);
+        if (*subject.isLikeAttributes)
+            return Id::contentIsAttributes;
+        // Attributes alone tell that the content is of another type than data (RFC 5652, section 5.3).
+        bool const isData = !subject.type || *subject.type == getDataOid();
+        return isData ? std::nullopt : std::optional(Id::noContentType);
+    }
+    if (subject.type) {
         asn1::blob const type = onlyValue(signer.authAttributes, oid::contentType, tag::oid);
         if (type.empty())
             return Id::noContentType;
-        if (type != subject.type)
+        if (type != *subject.type)
             return Id::otherContentType;
     }
     asn1::blob const digest = onlyValue(signer.authAttributes, oid::messageDigest, tag::octetString);

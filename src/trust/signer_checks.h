@@ -49,8 +49,10 @@ private:
     /// What is signed.
     struct Subject {
         asn1::blob bytes;
-        asn1::blob type;          ///< That attributes must name; empty for any.
-        size_t contentChecks = 0; ///< How many signatures read all of the bytes.
+        /// That attributes must name; nothing for a signature, which has none.
+        std::optional<asn1::blob> type;
+        size_t contentChecks = 0;             ///< How many signatures read all of the bytes.
+        std::optional<bool> isLikeAttributes; ///< As `looksLikeSignedAttributes` has it, once it was asked.
         std::map<HashID, std::vector<unsigned char>> digests;
     };
 
@@ -76,6 +78,10 @@ private:
     std::map<X509Certificate const*, std::unique_ptr<PublicKey>> keys;
     std::map<X509Certificate const*, std::shared_ptr<PathVerdict const>> paths;
 };
+
+/// The hash of what is signed; `none` for Ed25519 and for algorithms that are not supported. It may be
+/// another than the digest algorithm, which is that of the content.
+HashID signatureHashOf(PKCS7SignerInfo const& signer);
 
 /// Whether the signer signs attributes, and not the content alone.
 inline bool hasAttributes(PKCS7SignerInfo const& signer) {

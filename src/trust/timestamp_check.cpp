@@ -62,7 +62,8 @@ public:
 
     /// Compares what the token states with what is expected.
     void addStatement(TimeStampInfo const& info, TimeStampExpectation const& expected, TimePoint now) {
-        if (info.hash() != expected.hash || info.hashedMessage != expected.digest)
+        if (expected.hash == HashID::none || info.hash() != expected.hash ||
+            info.hashedMessage != expected.digest)
             add(Id::otherImprint);
         if (!expected.nonce.empty() && info.nonce != expected.nonce)
             add(info.nonce.empty() ? Id::missingNonce : Id::otherNonce,
@@ -144,6 +145,7 @@ MessageVerdict checkTimeStamp(PKCS7SignedData const& token, TimeStampExpectation
                               CertificateStore const& store, MessageCheckOptions const& options) {
     MessageCheckOptions forStamps = options;
     forStamps.path.purpose = PathPurpose::timeStamping;
+    forStamps.checkTimeStamps = false;
     MessageVerdict verdict = checkMessage(token, store, forStamps);
     Check check(token, verdict);
     TimeStampInfo info;

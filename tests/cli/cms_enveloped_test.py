@@ -9,7 +9,7 @@ from cryptography.hazmat.primitives import hashes, serialization
 from cryptography.hazmat.primitives.asymmetric import ec, ed25519, rsa, x25519
 
 import cms_composer as composer
-from support import ProgramTest, element, identifier, openssl, peer, some
+from support import ProgramTest, TerminalSession, element, identifier, openssl, peer, some
 
 CONTENT = bytes(range(256)) * 9 + b"end"
 KEYS = {"rsa": lambda: rsa.generate_private_key(65537, 2048), "p192": lambda: ec.generate_private_key(ec.SECP192R1()),
@@ -206,6 +206,21 @@ class UsageTest(EnvelopedTest):
         self.expect(0, "cert", "self-sign", "-k", "p384.key", "--profile", "email", "--subject", "/CN=ada", "--san", "email:ada@test.example", "-o", "mail.pem")
         message = self.encrypted("--certificate", "mail.pem")
         self.opens(message, "-k", "p384.key", "--certificate", "mail.pem")
+
+    def test_how_long_it_takes_is_shown_on_a_terminal(self):
+        message = composer.compose(CONTENT, [composer.password(b"x", rounds=100_000)], version=3)
+        self.write("slow", message.replace(composer.integer(100_000), composer.integer(0x7FFFFF)))
+        with TerminalSession(self, ["cms", "decrypt", "--password-file", "password", "-o", "none", "slow"]) as session:
+            session.wait_for(b"decrypting: ")
+
+    def test_what_was_opened_in_json(self):
+        self.write("locked", self.encrypted("--password-file", "password"))
+        opened = self.expect(0, "cms", "decrypt", "--json", "--password-file", "password", "-o", "opened", "--force", "locked").json
+        self.assertEqual({key: opened[key] for key in ("output", "bytes", "contentType", "cipher", "authenticated")},
+                         {"output": "opened", "bytes": len(CONTENT), "contentType": "data", "cipher": "AES-256-GCM", "authenticated": True})
+        beside = self.run_program("cms", "decrypt", "--json", "--password-file", "password", "locked")
+        self.assertIn('"output": "-"', beside.err)
+        self.assertEqual(self.expect(1, "cms", "decrypt", "--json", "--password", "wrong", "-o", "none", "locked").json["verdict"], "FAILED")
 
     def test_passwords_at_the_terminal(self):
         message = self.encrypted("--password-file", "password")

@@ -1,4 +1,4 @@
-"""Signed messages beside other programs, both ways: OpenSSL, GnuTLS, NSS, gpgsm and Bouncy Castle."""
+"""Signed and encrypted messages beside other programs, both ways: OpenSSL, GnuTLS, NSS, gpgsm and Bouncy Castle."""
 import os
 import pathlib
 import shutil
@@ -14,7 +14,7 @@ JARS = [pathlib.Path("/usr/share/java") / f"{name}.jar" for name in ("bcpkix", "
 
 
 @unittest.skipIf(EMULATED, "what other programs write does not depend on the processor")
-class SignedMessagePeersTest(ProgramTest):
+class MessagePeersTest(ProgramTest):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
@@ -40,6 +40,14 @@ class SignedMessagePeersTest(ProgramTest):
         self.assertEqual(len(result.out.splitlines()), signers + 1)
         self.assertEqual(self.at("copy").read_bytes(), self.letter.read_bytes())
         return result
+
+    def encrypt(self, *options):
+        self.expect(0, "cms", "encrypt", "--certificate", "rsa.pem", *options, "--der", "--force", "-o", "ours", "letter")
+        return self.at("ours")
+
+    def decrypt(self, message):
+        self.expect(0, "cms", "decrypt", "-k", "rsa.key", "--force", "-o", "copy", message)
+        self.assertEqual(self.at("copy").read_bytes(), self.letter.read_bytes())
 
     def test_openssl_signs(self):
         forms = [("cms", "rsa", form) for form in (["-keyid"], ["-noattr"], ["-stream"], ["-stream", "-noattr", "-keyid"], ["-econtent_type", "1.2.3.4"],
@@ -95,6 +103,13 @@ class SignedMessagePeersTest(ProgramTest):
                 shown = subprocess.run(["cmsutil", "-D", "-d", database, "-h", "0", "-i", self.sign("ours", "--key-id", signers=[name])], check=True,
                                        stdout=subprocess.PIPE, stderr=subprocess.STDOUT).stdout
                 self.assertIn(b"GoodSignature", shown)
+        # It knows neither key agreement nor OAEP nor AES-GCM.
+        peer("cmsutil", "-E", "-d", database, "-r", "rsa", "-i", self.letter, "-o", self.at("theirs"))
+        self.decrypt("theirs")
+        for form in ([], ["--key-id"], ["--cipher", "aes-128-cbc"], ["--cipher", "des-ede3-cbc"]):
+            with self.subTest(form=form):
+                peer("cmsutil", "-D", "-d", database, "-i", self.encrypt(*form), "-o", self.at("opened"))
+                self.assertEqual(self.at("opened").read_bytes(), self.letter.read_bytes())
 
     def test_gpgsm(self):
         with tempfile.TemporaryDirectory(prefix="sealkit-gpgsm-") as home:  # A short path: its agent's socket is there.
@@ -114,6 +129,12 @@ class SignedMessagePeersTest(ProgramTest):
                 self.check("detached", "--content", "letter")
                 peer("gpgsm", "--batch", "--verify", self.sign("ours", "--signing-time"), env=environment)
                 peer("gpgsm", "--batch", "--verify", self.sign("ours", "--detached"), self.letter, env=environment)
+                # It knows neither OAEP nor AES-GCM, and recipients by issuer and serial number alone.
+                peer(*gpgsm, "-r", f"0x{user}", "-o", self.at("theirs"), "--encrypt", self.letter, input=b"x\n", env=environment)
+                self.decrypt("theirs")
+                for cipher in ("aes-256-cbc", "aes-128-cbc", "des-ede3-cbc"):
+                    peer(*gpgsm, "-o", self.at("opened"), "--decrypt", self.encrypt("--cipher", cipher), input=b"x\n", env=environment)
+                    self.assertEqual(self.at("opened").read_bytes(), self.letter.read_bytes())
             finally:
                 subprocess.run(["gpgconf", "--homedir", home, "--kill", "all"], check=False)
 

@@ -297,11 +297,29 @@ class CheckTest(MessageTest):
         self.make_crl("within", "root")
         crl = openssl("crl", "-in", self.at("within.crl"), "-outform", "DER")
         stamp = element(0xA1, element(0x30, identifier(SIGNATURE_STAMP), element(0x31, self.handmade(*attributes))))
-        for rule, message in (("unchecked-crls", self.handmade(*attributes, lists=element(0xA1, crl))), ("unchecked-time-stamp", self.handmade(*attributes, rest=stamp)),
+        for rule, message in (("unchecked-crls", self.handmade(*attributes, lists=element(0xA1, crl))), ("false-time-stamp", self.handmade(*attributes, rest=stamp)),
                               ("warning: signer 1: signing-time: ", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"010101000000Z")))),
                               ("future-signing-time", self.handmade(*attributes, (SIGNING_TIME, element(0x17, b"490101000000Z"))))):
             with self.subTest(rule=rule):
                 self.assertIn(rule, self.accepted(message).err)
+
+    def test_a_content_that_has_the_form_of_attributes(self):
+        attributes = element(0x30, identifier(MESSAGE_DIGEST), element(0x31, element(4, hashlib.sha256(b"x").digest())))
+        self.write("attributes", element(0x31, attributes))
+        self.refused(2, "leave --no-attributes out", "cms", "sign", *self.signer(), "--no-attributes", "-o", "none", "attributes")
+        self.expect(0, "cms", "sign", *self.signer(), "-o", "with-attributes", "attributes")
+        self.accepted(self.at("with-attributes").read_bytes())
+
+    def test_data_that_is_no_octet_string(self):
+        content = element(4, b"x") * 3
+        message = self.handmade((CONTENT_TYPE, identifier(DATA)), (MESSAGE_DIGEST, element(4, hashlib.sha256(content).digest())), content=element(0xA0, element(0x30, content)))
+        self.refused(1, "the message's content is malformed", "cms", "check", "--ca", "root.pem", "-o", "none", "-", stdin=message)
+
+    def test_messages_of_another_kind(self):
+        self.expect(0, "cms", "encrypt", "--certificate", "ada.pem", "-o", "enveloped", "letter")
+        self.expect(0, "cms", "sign", *self.signer(), "-o", "signed-one", "letter")
+        self.refused(2, '"sealkit cms decrypt" opens it', "cms", "check", "--ca", "root.pem", "enveloped")
+        self.refused(2, '"sealkit cms check" checks it', "cms", "decrypt", "-k", "ada.key", "-o", "none", "signed-one")
 
     def test_a_content_that_is_no_octet_string(self):
         inner = element(0x30, identifier("1.2.3")) + element(4, b"digest")
@@ -368,6 +386,25 @@ class CheckTest(MessageTest):
             seconds.append(self.processor_time(lambda: self.expect(0, "show", "-", stdin=message)))
         self.assertLess(seconds[1], 10 * seconds[0])
 
+    def test_contents_are_not_taken_apart_for_every_signer(self):
+        seconds = []
+        certificate = openssl("x509", "-in", self.at("ada.pem"), "-outform", "DER")
+        _, serial, _, issuer, *_ = elements(elements(certificate)[0])
+        algorithm = element(0x30, identifier("2.16.840.1.101.3.4.2.1"))
+        signer = element(0x30, element(2, b"\1"), element(0x30, issuer, serial), algorithm, element(0x30, identifier("1.2.840.113549.1.1.1"), NULL), element(4, b"x" * 256))
+        content = element(4, element(0x31, element(0x30, identifier("1.2.3"), element(0x31)) * 200_000))
+        for signers in (1, 100):
+            body = element(0x30, element(2, b"\1"), element(0x31, algorithm), element(0x30, identifier(DATA), element(0xA0, content)), element(0xA0, certificate), element(0x31, signer * signers))
+            message = element(0x30, identifier(SIGNED), element(0xA0, body))
+            seconds.append(self.processor_time(lambda: self.refused(1, "its signature does not verify", "cms", "check", "--ca", "root.pem", "-", stdin=message)))
+        self.assertLess(seconds[1], 5 * seconds[0] + 0.2)
+
+    def test_several_messages_in_a_file(self):
+        for name in ("first", "second"):
+            self.expect(0, "cms", "sign", *self.signer(), "-o", name, "letter")
+        both = self.at("first").read_bytes() + self.at("second").read_bytes()
+        self.assertIn("holds several messages; this is about the first", self.accepted(both).err)
+
     def test_hostile_names(self):
         self.issue("hostile", subject="/O=a\x1b]0;title\x07/CN=x\r\nOK\u202e", extensions=EMAIL, kind="RSA")
         message = self.sign_with_openssl("-nodetach", name="hostile")
@@ -402,7 +439,7 @@ class ShowTest(MessageTest):
     def test_signers_of_other_kinds(self):
         message = openssl("cms", "-sign", "-binary", "-nodetach", "-keyid", "-noattr", "-outform", "DER", *self.peer_signer("ec"), "-in", self.message)
         text = self.expect(0, "show", "-", stdin=message).out
-        for part in ("subject key identifier: ", "signature algorithm: SHA256+ECDSA\n", "      certificate: O=Test, CN=ec\n"):
+        for part in ("subject key identifier: ", "signature algorithm: SHA256+ECDSA\n", "      certificate: O=Test, CN=ec\n", "      signs: the content alone, without attributes\n"):
             self.assertIn(part, text)
         self.expect(0, "show", "--json", "-", stdin=message)
         report = self.accepted(message, "--json").json

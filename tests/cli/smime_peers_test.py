@@ -53,6 +53,12 @@ class SmimeTest(ProgramTest):
         self.write("unix.eml", "From ada Thu Jan  1 00:00:00 2026\n" + self.at("theirs.eml").read_text().replace("\r\n", "\n"))
         self.assertEqual(self.check("unix.eml", "--text"), LETTER.encode())
 
+    def test_what_was_made_in_json(self):
+        who = ["-k", "ada.key", "--certificate", "ada.pem"]
+        for verb, options in (("sign", who), ("sign", [*who, "--detached"]), ("encrypt", ["--certificate", "ada.pem"])):
+            made = self.ours(verb, *options, "--smime", "--text", "--json", "letter.txt", "-o", "json.eml", "--force").json
+            self.assertEqual((made["command"], made["output"]), (f"cms {verb}", "json.eml"))
+
     def test_changed_mail_fails(self):
         mail = self.sign("--text", "--detached")
         self.write("changed.eml", mail.replace(b"see you", b"see me!"))
@@ -78,6 +84,17 @@ class SmimeTest(ProgramTest):
         self.assertEqual(self.theirs("-verify", "-text", "-CAfile", "root.pem", "-in", "opened-by-openssl.eml").replace(b"\r\n", b"\n"),
                          LETTER.encode())
 
+    def test_a_message_that_a_mail_quotes_is_not_the_mails(self):
+        self.ours("sign", "-k", "ada.key", "--certificate", "ada.pem", "letter.txt", "-o", "quoted", "--force")
+        text = "Pay Bob!\n" + self.at("quoted").read_text()
+        self.write("letter.quoting", text)
+        mail = self.sign("--text", "--detached", file="letter.quoting")
+        self.assertEqual(self.check("mail.eml", "--text"), text.encode())
+        self.write("changed.eml", mail.replace(b"Pay Bob", b"Pay Eve"))
+        self.expect(1, "cms", "check", "--ca", "root.pem", "changed.eml")
+        self.write("unsigned.eml", "Content-Type: text/plain\n\n" + text)
+        self.assertIn("text/plain", self.expect(2, "cms", "check", "--ca", "root.pem", "unsigned.eml").err)
+
     def test_what_is_no_mail_is_told(self):
         sign = ["cms", "sign", "-k", "ada.key", "--certificate", "ada.pem", "--smime"]
         self.assertIn("--text", self.expect(2, *sign, "letter.txt", "-o", "none").err)
@@ -85,6 +102,7 @@ class SmimeTest(ProgramTest):
         self.assertIn("--smime", self.expect(3, *sign[:-1], "--header", "To: a", "entity", "-o", "none").err)
         self.assertIn("Name: value", self.expect(3, *sign, "--header", "To", "entity", "-o", "none").err)
         self.assertIn("malformed", self.expect(2, *sign, "--header", "To: a\nBcc: b", "entity", "-o", "none").err)
+        self.assertIn("malformed", self.expect(2, *sign, "--header", "Content-Type: text/html", "entity", "-o", "none").err)
         self.write("eight", "Content-Type: text/plain\n\nGr\u00fc\u00dfe\n")
         self.assertIn("7-bit", self.expect(2, *sign, "--detached", "eight", "-o", "none").err)
         self.write("pgp.eml", "Content-Type: multipart/signed; boundary=b\n\n--b\n\n--b\nContent-Type: application/pgp-signature\n\n--b--\n")

@@ -5,9 +5,11 @@ import hashlib
 import re
 import unittest
 
-from support import CA, EMULATED, ProgramTest, element, identifier, openssl, some
+from support import CA, EMULATED, ProgramTest, element, elements, identifier, openssl, some
 
+DATA = "1.2.840.113549.1.7.1"
 STAMP = "1.2.840.113549.1.9.16.1.4"
+EMAIL = "basicConstraints=CA:FALSE\nkeyUsage=critical,digitalSignature\nextendedKeyUsage=emailProtection\n"
 STAMPING = "basicConstraints=CA:FALSE\nkeyUsage=critical,digitalSignature\nextendedKeyUsage={}timeStamping{}\n"
 
 
@@ -201,7 +203,7 @@ class TimeStampTest(ProgramTest):
             self.check(2, text, "--request", "wrong", "--ca", "root.pem", "query.tsr")
         imprint = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1")), element(4, bytes(32)))
         self.write("wrong", element(0x30, element(2, b"\1"), imprint))
-        self.check(2, "does not have the NULL parameters", "--request", "wrong", "--ca", "root.pem", "query.tsr")
+        self.check(1, "it stamps something else", "--request", "wrong", "--ca", "root.pem", "query.tsr")
         imprint = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1"), b"\x05\x00"), element(4, bytes(32)))
         self.write("wrong", element(0x30, element(2, b"\1"), imprint, element(0xA0)))
         self.check(2, "The request has extensions", "--request", "wrong", "--ca", "root.pem", "query.tsr")
@@ -305,6 +307,45 @@ class ReplyTest(ProgramTest):
         openssl("ts", "-query", "-data", self.dir / "letter", "-sha256", "-cert", "-out", self.dir / "asked.tsq")
         self.expect(0, *self.replying, "-o", "made.tsr", "-", stdin=(self.dir / "asked.tsq").read_bytes())
         self.taken()
+
+    def test_what_was_made_in_json(self):
+        asked = self.expect(0, "ts", "request", "--json", "--force", "-o", "asked.tsq", "--nonce", "f1", "letter").json
+        self.assertEqual((asked["output"], asked["object"]["digestAlgorithm"], asked["object"]["nonce"]), ("asked.tsq", "SHA256", "00:f1"))
+        made = self.reply("--json").json
+        self.assertEqual((made["verdict"], made["output"], made["object"]["token"]["states"]["policy"]), ("OK", "made.tsr", "1.2.3.4"))
+        self.ask("--policy", "1.2.3.6")
+        refused = self.reply("--json", status=1).json
+        self.assertEqual((refused["verdict"], refused["reason"], refused["object"]["status"]), ("FAILED", "The policy is not supported.", "rejection"))
+
+    def test_a_digest_without_parameters(self):
+        imprint = element(0x30, element(0x30, identifier("2.16.840.1.101.3.4.2.1")), element(4, hashlib.sha256(b"Dear Ada,\n").digest()))
+        self.write("asked.tsq", element(0x30, element(2, b"\1"), imprint, element(1, b"\xff")))
+        self.assertIn("SHA256", self.expect(0, "show", "asked.tsq").out)
+        self.reply()
+        self.taken()
+        self.assertIn(imprint, (self.dir / "made.tsr").read_bytes())
+
+    def test_time_stamps_of_signatures(self):
+        self.issue("ada", "root", EMAIL, kind="RSA")
+        content = element(0xA0, element(4, b"x"))
+        attributes = (("1.2.840.113549.1.9.3", identifier(DATA)), ("1.2.840.113549.1.9.4", element(4, hashlib.sha256(b"x").digest())))
+        signer = elements(elements(elements(elements(self.sign_by_hand("ada", DATA, content, *attributes))[1])[0])[-1])[0]
+        self.write("signature", elements(signer)[-1][-256:])
+        self.expect(0, "ts", "request", "--cert", "--force", "-o", "asked.tsq", "signature")
+        self.reply()
+        good = elements((self.dir / "made.tsr").read_bytes())[1]
+        self.ask("--cert")
+        self.reply()
+        other = elements((self.dir / "made.tsr").read_bytes())[1]
+        for attribute in ("1.2.840.113549.1.9.16.2.14", "1.3.6.1.4.1.311.3.3.1"):
+            for token, said in ((good, "note: signer 1: its signature existed at the time that its time-stamp states (time: "), (other, "warning: signer 1: false-time-stamp: ")):
+                with self.subTest(attribute=attribute, said=said):
+                    stamp = element(0xA1, element(0x30, identifier(attribute), element(0x31, token)))
+                    message = self.sign_by_hand("ada", DATA, content, *attributes, rest=stamp)
+                    self.assertIn(said, self.expect(0, "cms", "check", "--ca", "root.pem", "-", stdin=message).err)
+                    self.expect(0, "cms", "check", "--json", "--ca", "root.pem", "-", stdin=message)
+                    self.assertIn(" policy: 1.2.3.4\n", self.expect(0, "show", "-", stdin=message).out)
+                    self.expect(0, "show", "--json", "-", stdin=message)
 
     def test_rejections(self):
         for options, failure, message in ((["--policy", "1.2.3.6"], "the requested TSA policy is not supported by the TSA", "The policy is not supported."), (["-a", "sha1"], "unrecognized or unsupported algorithm identifier", "The digest algorithm is not supported.")):

@@ -35,6 +35,16 @@ Description describeStamp(TimeStampInfo const& info) {
     return result;
 }
 
+/// What a token within a signature states, or why it states nothing.
+Description describeStamp(std::vector<unsigned char> const& token) {
+    PKCS7SignedData message;
+    TimeStampInfo info;
+    Refusal refusal;
+    if (message.parse(token, &refusal, FormRules::standard) && info.parse(message, &refusal))
+        return describeStamp(info);
+    return {{"refused", printable(refusal.str())}};
+}
+
 /// Each attribute of a set, given by its content.
 Description attributeTexts(asn1::blob attributes) {
     auto list = Description::array();
@@ -69,6 +79,8 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
         result["signingTime"] = isoTime(signer.signingTime);
     if (form == nullptr || form->hasAttributes)
         result["digest"] = shortHexOf(signer.contentDigest);
+    else
+        result["signs"] = "the content alone, without attributes";
     if (!signer.authAttributes.empty())
         result["signedAttributes"] = attributeTexts(signer.authAttributes);
     result["signature"] = shortHexOf(signer.encryptedDigest);
@@ -82,6 +94,12 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
     }
     if (signer.msCounterSignature)
         result["timeStamp"] = describe(*signer.msCounterSignature);
+    if (form != nullptr && !form->timeStamps.empty()) {
+        auto stamps = Description::array();
+        for (std::vector<unsigned char> const& token : form->timeStamps)
+            stamps.push_back(describeStamp(token));
+        result["timeStamps"] = stamps;
+    }
     return result;
 }
 

@@ -16,9 +16,32 @@
 
 namespace {
 
+/// The verb for a message of another kind than that of the verb which refused it, by the name of its kind.
+char const* verbFor(std::string_view kind) {
+    struct Row {
+        MessageKind kind;
+        char const* advice;
+    };
+    static constexpr Row rows[] = {
+        {MessageKind::signedData, "\"sealkit cms check\" checks it."},
+        {MessageKind::envelopedData, "\"sealkit cms decrypt\" opens it."},
+        {MessageKind::timeStampRequest, "\"sealkit ts reply\" answers it."},
+        {MessageKind::timeStampResponse, "\"sealkit ts check\" checks it."},
+    };
+    auto const found = std::ranges::find_if(
+        rows, [kind](Row const& row) { return kind.starts_with(getMessageKindName(row.kind)); });
+    return found == std::end(rows) ? "" : found->advice;
+}
+
 /// What can be done about a refusal; empty where nothing is known.
-char const* adviceOn(RefusalId id) {
-    switch (id) {
+char const* nextStepFor(Refusal const& refusal) {
+    switch (refusal.id) {
+    case RefusalId::unsupportedContentType:
+    case RefusalId::otherKind:
+        for (Fact const& fact : refusal.facts)
+            if (fact.label == "found")
+                return verbFor(fact.value);
+        return "";
     case RefusalId::indefiniteLength:
     case RefusalId::segmentedString:
         return "Streaming programs write BER; \"openssl cms -cmsout -inform DER -in FILE -outform DER -out "
@@ -29,6 +52,14 @@ char const* adviceOn(RefusalId id) {
     default:
         return "";
     }
+}
+
+/// Whether a block of the text is labelled as a message.
+bool hasMessage(std::string_view text) {
+    while (auto const block = takeBlock(text))
+        if (isMessageLabel(block->label))
+            return true;
+    return false;
 }
 
 /// Makes DER of what is BER. Other bytes are left to the readers, which say what is wrong with them.
@@ -49,7 +80,7 @@ std::string mailForm(std::string_view text) {
 Complaint complaintOf(Refusal const& refusal) {
     if (refusal.id == RefusalId::unexpectedElement && refusal.offset == 0)
         return {"neither PEM nor DER of a message", refusal};
-    std::string const advice = adviceOn(refusal.id);
+    std::string const advice = nextStepFor(refusal);
     return refusal + (advice.empty() ? "" : " " + advice);
 }
 
@@ -70,6 +101,9 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
         return std::nullopt;
     MessageFile file;
     file.text = std::move(*contents);
+    // Before PEM: what a mail quotes is not what the mail holds.
+    if (looksLikeMail(file.text))
+        return file.takeMail(path) ? std::optional(std::move(file)) : std::nullopt;
     std::string_view rest = file.text;
     std::string other;
     while (auto const block = takeBlock(rest)) {
@@ -81,6 +115,8 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
             convertBer(file.decoded, &file.decoded);
         if (isMessageLabel(block->label) ||
             (isDecoded && getMessageKind(file.decoded) != MessageKind::none)) {
+            if (hasMessage(rest))
+                note(path + ": holds several messages; this is about the first");
             file.text.clear();
             return file;
         }
@@ -90,8 +126,6 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
         return complain("holds no message, but \"" + other + "\"");
     if (file.text.empty())
         return complain("is empty");
-    if (looksLikeMail(file.text))
-        return file.takeMail(path) ? std::optional(std::move(file)) : std::nullopt;
     convertBer(file.text, &file.decoded);
     return file;
 }

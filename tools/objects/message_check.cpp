@@ -115,6 +115,8 @@ std::string signerLine(size_t number, SignerVerdict const& signer) {
     else
         line += "key identifier " + shortHexOf(keyIdOf(info)) + ", its certificate is not available";
     line += ", " + digestName(info);
+    if (signer.signatureHash != HashID::none && signer.signatureHash != info.digestAlgorithm)
+        line += std::string(" and ") + getHashName(signer.signatureHash);
     if (info.hasSigningTime != 0)
         line += ", signed at " + formatTime(info.signingTime) + " by its own account";
     return line;

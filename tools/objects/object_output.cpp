@@ -29,11 +29,15 @@ void ObjectOutput::declare(CommandLine& commandLine) {
     commandLine.json();
 }
 
+void keepReportOff(std::string const& path) {
+    if (path.empty() || path == "-")
+        report::goBesideOutput();
+}
+
 int ObjectOutput::open(OutputFile& output) const {
     if (der && wouldFloodTerminal(path))
         return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
-    if (path.empty() || path == "-")
-        report::goBesideOutput();
+    keepReportOff(path);
     bool const isOpen =
         output.open(path, 0666, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
     return isOpen ? exitDone : exitBadInput;

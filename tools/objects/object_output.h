@@ -25,3 +25,6 @@ struct ObjectOutput {
     /// Describes an output of the verb's own in JSON, where that is asked for.
     void describe(size_t bytes) const;
 };
+
+/// Sends the document of a verb beside its output, where that goes to standard output.
+void keepReportOff(std::string const& path);

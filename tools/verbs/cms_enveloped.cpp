@@ -1,4 +1,6 @@
 #include "io/input.h"
+#include "io/progress.h"
+#include "io/report.h"
 #include "io/terminal.h"
 #include "objects/ca_certificate.h"
 #include "objects/certificates.h"
@@ -10,9 +12,12 @@
 #include "verbs/cms.h"
 
 #include "sealkit/enveloped.h"
+#include "sealkit/oid_names.h"
 #include "sealkit/rng.h"
 
 #include <kp/text.h>
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -154,13 +159,18 @@ int encrypt(EncryptOptions const& options) {
     if (status = options.output.open(output); status != exitDone)
         return status;
     Refusal refusal;
-    std::vector<unsigned char> message =
-        encryptMessage(recipients, passwords, getDataOid(), asn1::blob(content->data(), content->size()),
-                       *how, getDefaultRng(), &refusal);
+    std::vector<unsigned char> message;
+    workWithClock("encrypting", [&] {
+        message =
+            encryptMessage(recipients, passwords, getDataOid(), asn1::blob(content->data(), content->size()),
+                           *how, getDefaultRng(), &refusal);
+    });
     if (message.empty())
         return badInput("cannot be encrypted: " + complaintOf(refusal));
-    return options.mail.smime ? options.mail.writeMail(output, message)
-                              : writeMessage(options.output, output, std::move(message));
+    if (!options.mail.smime)
+        return writeMessage(options.output, output, std::move(message));
+    options.output.describe(message.size());
+    return options.mail.writeMail(output, message);
 }
 
 /// What decryption came to, with what the message alone tells where it failed.
@@ -222,10 +232,25 @@ struct Opener {
     }
 
     bool open(EnvelopedMessage const& message, std::vector<unsigned char>& content, Refusal* refusal) const {
-        return key ? message.decrypt(certificate ? &*certificate : nullptr, *key, content, refusal)
-                   : message.decrypt(std::string_view(password->text), content, refusal);
+        bool isOpened = false;
+        workWithClock("decrypting", [&] {
+            isOpened = key ? message.decrypt(certificate ? &*certificate : nullptr, *key, content, refusal)
+                           : message.decrypt(std::string_view(password->text), content, refusal);
+        });
+        return isOpened;
     }
 };
+
+/// What JSON tells of a message that was opened.
+void describe(DecryptOptions const& options, EnvelopedMessage const& message, size_t bytes) {
+    PKCS7EncryptedContentInfo const& info = message.encryptedContentInfo;
+    if (report::isJson())
+        report::set({{"output", report::nameOfOutput(options.output)},
+                     {"bytes", bytes},
+                     {"contentType", getContentTypeName(info.contentType)},
+                     {"cipher", oidName(info.contentEncryptionAlgorithm.oid)},
+                     {"authenticated", message.isAuthenticated}});
+}
 
 int decrypt(DecryptOptions const& options) {
     if (standardInputTwice({options.key, options.password.file, options.certificate, options.file}))
@@ -242,6 +267,7 @@ int decrypt(DecryptOptions const& options) {
         return badInput(options.file + ": " + why);
     if (int const status = opener.find(options, message); status != exitDone)
         return status;
+    keepReportOff(options.output);
     OutputFile output;
     if (!output.open(options.output, 0666,
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
@@ -252,9 +278,12 @@ int decrypt(DecryptOptions const& options) {
         return refuseDecryption(options.file, refusal);
     if (!isData(message.encryptedContentInfo.contentType))
         note("the content is not plain data, but of the type " +
-             getContentTypeName(message.encryptedContentInfo.contentType));
+             getContentTypeName(message.encryptedContentInfo.contentType) +
+             (message.isAuthenticated && message.authAttrs.empty() ? ", which nothing authenticates" : ""));
     int const status = options.text ? takeText(options.file, content) : exitDone;
     bool const isWritten = status == exitDone && output.write(content) && output.commit();
+    if (isWritten)
+        describe(options, message, content.size());
     secureMemset(content.data(), 0, content.size());
     return isWritten ? exitDone : exitBadInput;
 }
@@ -324,6 +353,7 @@ Work setUpCmsDecrypt(CommandLine commandLine) {
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
     commandLine.flag("--text", options->text, takeTextHelp);
+    commandLine.json();
     commandLine.text("FILE", options->file, "the message, PEM, DER or S/MIME mail; - is standard input")
         .required();
     commandLine.footer(

@@ -1,5 +1,6 @@
 #include "io/clock.h"
 #include "io/input.h"
+#include "io/progress.h"
 #include "io/report.h"
 #include "io/terminal.h"
 #include "objects/ca_certificate.h"
@@ -66,16 +67,6 @@ constexpr Purpose purposes[] = {
     {"code-signing", PathPurpose::codeSigning},
 };
 
-/// The hash to sign with: a curve has one of its own strength (RFC 5480, section 4).
-HashID hashFor(Signer const& signer, std::string const& algorithm) {
-    auto const* const ec = dynamic_cast<EcPublicKey const*>(signer.key.get());
-    if (!algorithm.empty() || ec == nullptr)
-        return signer.hash;
-    return ec->curve == Curve::p521   ? HashID::SHA512
-           : ec->curve == Curve::p384 ? HashID::SHA384
-                                      : signer.hash;
-}
-
 /// Adds the signer with this number, and its hash to those of the mail. Returns the exit status.
 int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std::vector<HashID>& hashes) {
     std::string const& keyFile = options.keys[number];
@@ -93,13 +84,15 @@ int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std
     if (options.byKeyId && certificate->subjectKeyId.empty())
         return badInput(certificateFile + ": has no subject key identifier: leave --key-id out");
     PKCS7SignerOptions how;
-    how.hash = hashFor(*signer, options.signer.algorithm);
+    how.hash = signer->hash;
     hashes.push_back(signer->key->keyType() == KeyType::Ed25519 ? HashID::SHA512 : how.hash);
     how.byKeyId = options.byKeyId;
     how.hasAttributes = !options.withoutAttributes;
     if (options.signingTime)
         how.signingTime = currentTime();
-    if (!message.addSigner(*certificate, *signer->key, how))
+    bool isSigned = false;
+    workWithClock("signing", [&] { isSigned = message.addSigner(*certificate, *signer->key, how); });
+    if (!isSigned)
         return badInput(keyFile +
                         ": the key makes no signature: its numbers are inconsistent, or it is too short "
                         "for this hash");
@@ -134,6 +127,11 @@ int sign(SignOptions& options) {
         options.mail.prepare(asn1::blob(file->data(), file->size()), options.mail.smime && options.detached);
     if (!content)
         return exitBadInput;
+    if (options.withoutAttributes && looksLikeSignedAttributes(asn1::blob(content->data(), content->size())))
+        return badInput(options.file +
+                        ": has the form of what signers sign in place of a content, so that the "
+                        "signature would be one of another message too: leave --no-attributes "
+                        "out");
     OutputFile output;
     if (int const status = options.output.open(output); status != exitDone)
         return status;
@@ -152,12 +150,13 @@ int sign(SignOptions& options) {
     }
     if (options.detached)
         message.content.clear();
+    std::vector<unsigned char> encoded = message.encode();
     if (!options.mail.smime)
-        return writeMessage(options.output, output, message.encode());
+        return writeMessage(options.output, output, std::move(encoded));
+    options.output.describe(encoded.size());
     if (!options.detached)
-        return options.mail.writeMail(output, message.encode());
-    return options.mail.writeMail(output, asn1::blob(content->data(), content->size()), message.encode(),
-                                  hashes);
+        return options.mail.writeMail(output, encoded);
+    return options.mail.writeMail(output, asn1::blob(content->data(), content->size()), encoded, hashes);
 }
 
 /// Writes a bundle of all certificates and CRLs of the files.
@@ -291,7 +290,9 @@ int check(CheckOptions const& options) {
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
         return exitBadInput;
 
-    MessageReport report(checkMessage(message, trust.store, how));
+    MessageVerdict verdict;
+    workWithClock("checking", [&] { verdict = checkMessage(message, trust.store, how); });
+    MessageReport report(std::move(verdict));
     if (report.isTooLarge())
         return badInput(options.file + ": " + report.failure);
     if (!reportCrls(trust, report.verdict.crls, &report.notes, &complaint))
@@ -406,8 +407,8 @@ Work setUpCmsCheck(CommandLine commandLine) {
         "then \"OK\" or \"FAILED: reason\". What was not checked and what is unusual is reported\n"
         "on standard error. A signing time is only what the signer states.\n\n"
         "Messages may be DER or BER, with RSA (PKCS#1 v1.5 and PSS), ECDSA and Ed25519\n"
-        "signatures. Counter-signatures are checked: an invalid one is a warning, because it does\n"
-        "not concern the content.\n\n" +
+        "signatures. Counter-signatures and time-stamps of signatures are checked: an invalid one\n"
+        "is a warning, because it does not concern the content.\n\n" +
         std::string(signFooter).substr(std::string(signFooter).find("Examples:")));
     return [options] { return check(*options); };
 }

@@ -6,10 +6,12 @@
 #include "io/output_file.h"
 #include "io/report.h"
 #include "io/terminal.h"
+#include "objects/describe_message.h"
 #include "objects/description.h"
 #include "objects/hash_names.h"
 #include "objects/input_objects.h"
 #include "objects/message_check.h"
+#include "objects/object_output.h"
 #include "objects/serial_number.h"
 #include "objects/trust.h"
 #include "verbs/verb.h"
@@ -87,6 +89,7 @@ int request(RequestOptions const& options) {
     made.certReq = options.certificateWanted;
     if (wouldFloodTerminal(options.output))
         return wrongUsage("DER would garble the terminal: give -o FILE or -o -");
+    keepReportOff(options.output);
     OutputFile output;
     if (!output.open(options.output, 0666,
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
@@ -97,7 +100,11 @@ int request(RequestOptions const& options) {
     made.hashedMessage = std::move(digest.digest);
     DerEncoder encoder;
     made.save(encoder);
-    return output.write(encoder.take()) && output.commit() ? exitDone : exitBadInput;
+    if (!output.write(encoder.take()) || !output.commit())
+        return exitBadInput;
+    if (report::isJson())
+        report::set({{"output", report::nameOfOutput(options.output)}, {"object", describe(made)}});
+    return exitDone;
 }
 
 /// What the token is expected to state. Complains and gives nothing when there is no such request.
@@ -254,6 +261,7 @@ Work setUpTsRequest(CommandLine commandLine) {
     commandLine.text("--policy", options->policy, "ask for this policy of the TSA: 1.2.3.4").valueName("OID");
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
+    commandLine.json();
     commandLine.text("FILE", options->file, "what is to be stamped, of any size; - is standard input")
         .required();
     commandLine.footer(

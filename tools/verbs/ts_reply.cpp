@@ -4,14 +4,19 @@
 #include "io/exit_status.h"
 #include "io/number.h"
 #include "io/output_file.h"
+#include "io/report.h"
 #include "objects/ca_certificate.h"
+#include "objects/describe_message.h"
 #include "objects/input_objects.h"
 #include "objects/message.h"
+#include "objects/object_output.h"
 #include "objects/serial_number.h"
 #include "objects/signer.h"
 
 #include "sealkit/oid_names.h"
 #include "sealkit/timestamp_reply.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -76,6 +81,16 @@ int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
     return exitDone;
 }
 
+/// What JSON tells of a reply that was written.
+void describe(Options const& options, TimeStampReply const& made) {
+    TimeStampResponse response;
+    response.parse(made.encoding, nullptr, FormRules::standard);
+    report::set({{"verdict", made.isGranted() ? "OK" : "FAILED"},
+                 {"reason", made.isGranted() ? "" : made.status.texts.front()},
+                 {"output", report::nameOfOutput(options.output)},
+                 {"object", ::describe(response, made.status)}});
+}
+
 int reply(Options const& options) {
     if (standardInputTwice({options.signer.key, options.signer.password.file, options.certificate,
                             options.chain, options.request}))
@@ -102,6 +117,7 @@ int reply(Options const& options) {
     auto const request = MessageFile::read(options.request);
     if (!request)
         return exitBadInput;
+    keepReportOff(options.output);
     OutputFile output;
     if (!output.open(options.output, 0666,
                      options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep))
@@ -110,9 +126,14 @@ int reply(Options const& options) {
     TimeStampReplyProblem const problem =
         replyToTimeStamp(request->der(), *certificate, *signer->key, how, &made);
     if (problem != TimeStampReplyProblem::none)
-        return badInput(options.certificate + ": " + getReasonText(problem).sentence);
+        return badInput(options.certificate + ": " + getReasonText(problem).sentence +
+                        (problem == TimeStampReplyProblem::notForTimeStamps
+                             ? " \"sealkit cert issue --profile time-stamping\" makes such certificates."
+                             : ""));
     if (!output.write(made.encoding) || !output.commit())
         return exitBadInput;
+    if (report::isJson())
+        describe(options, made);
     if (made.isGranted())
         return exitDone;
     return answerNo(options.request + ": rejected: " + made.status.texts.front());
@@ -147,6 +168,7 @@ Work setUpTsReply(CommandLine commandLine) {
     commandLine.flag("--accept-sha1", options->acceptSha1, "also stamp SHA-1 digests");
     commandLine.text("-o,--output", options->output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options->force, forceHelp);
+    commandLine.json();
     commandLine.footer(
         "The reply is DER and has the time of this machine's clock. A request that is malformed,\n"
         "or asks for another policy or hash, gets a rejection with the reason (status 1).\n\n"

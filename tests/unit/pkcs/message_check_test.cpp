@@ -1,6 +1,7 @@
 /// What the check of a message finds.
 #include "sealkit/message_check.h"
 
+#include "findings.h"
 #include "messages.h"
 
 #include <gmock/gmock.h>
@@ -33,19 +34,6 @@ MessageVerdict checked(PKCS7SignedData const& message, CertificateStore const& s
     EXPECT_EQ(output.text() + errors.text(), "");
     EXPECT_EQ(verdict.isValid(), verdict.reason().empty());
     return verdict;
-}
-
-std::vector<MessageFindingId> idsOf(MessageVerdict const& verdict) {
-    std::vector<MessageFindingId> ids;
-    for (MessageFinding const& finding : verdict.findings)
-        ids.push_back(finding.id);
-    return ids;
-}
-
-std::vector<MessageFindingId> failuresOf(MessageVerdict const& verdict) {
-    std::vector<MessageFindingId> ids = idsOf(verdict);
-    std::erase_if(ids, [](MessageFindingId id) { return getWeight(id) != FindingWeight::failure; });
-    return ids;
 }
 
 TEST(MessageFindings, HaveNamesAndSentences) {
@@ -189,9 +177,8 @@ TEST(CheckMessage, WarnsOfWhatIsStrange) {
     signer.counterSignature = std::make_unique<PKCS7SignerInfo>();
     signer.msCounterSignature = std::make_unique<PKCS7SignedData>();
     auto ids = idsOf(checked(message, storeOf("ca.pem")));
-    for (MessageFindingId const id :
-         {MessageFindingId::futureSigningTime, MessageFindingId::uncheckedTimeStamp,
-          MessageFindingId::falseCounterSignature})
+    for (MessageFindingId const id : {MessageFindingId::futureSigningTime, MessageFindingId::falseTimeStamp,
+                                      MessageFindingId::falseCounterSignature})
         EXPECT_EQ(std::ranges::count(ids, id), 1) << getReasonText(id).name;
     signer.signingTime = TimePoint::fromSeconds(0);
     ids = idsOf(checked(message, storeOf("ca.pem")));
@@ -283,6 +270,17 @@ TEST(CheckTimeStamp, RefusesMalformedExtensions) {
                                    join({extension("1.2.3", {}), extension("1.2.3", {})})})
         EXPECT_THAT(withExtensions(malformed).failures(),
                     ElementsAre(MessageFindingId::otherDigest, MessageFindingId::malformedExtensions));
+}
+
+TEST(CheckTimeStamp, NeedsADigestToExpect) {
+    Stamp stamp;
+    stamp.token.content =
+        octetString(sequence(integer(1), oid("1.2.3"), sequence(sequence(oid("1.2.3.4")), octetString({})),
+                             integer(5), generalizedTime("20260101000000Z")));
+    ASSERT_TRUE(stamp.info.parse(stamp.token, nullptr));
+    ASSERT_EQ(stamp.info.hash(), HashID::none);
+    stamp.expected = {};
+    EXPECT_THAT(stamp.failures(), testing::Contains(MessageFindingId::otherImprint));
 }
 
 TEST(CheckTimeStamp, AsksForOneAuthorityOfTimeStamps) {

@@ -6,6 +6,7 @@
 #include "sealkit/rng.h"
 #include "sealkit/signature.h"
 
+#include "findings.h"
 #include "messages.h"
 #include "support/rngs.h"
 
@@ -79,19 +80,6 @@ MessageVerdict checked(PKCS7SignedData const& message, asn1::blob detached = {})
     options.path.now = whenValid;
     options.detachedContent = detached;
     return checkMessage(message, store, options);
-}
-
-std::vector<MessageFindingId> idsOf(MessageVerdict const& verdict) {
-    std::vector<MessageFindingId> ids;
-    for (MessageFinding const& finding : verdict.findings)
-        ids.push_back(finding.id);
-    return ids;
-}
-
-std::vector<MessageFindingId> failuresOf(MessageVerdict const& verdict) {
-    std::vector<MessageFindingId> ids = idsOf(verdict);
-    std::erase_if(ids, [](MessageFindingId id) { return getWeight(id) != FindingWeight::failure; });
-    return ids;
 }
 
 /// Made, read again and checked, whole and detached; damaged it fails.
@@ -359,6 +347,63 @@ TEST(SignedForms, AttributesAsContentFail) {
     EXPECT_THAT(failuresOf(checked(forged)), ElementsAre(MessageFindingId::contentIsAttributes));
 }
 
+TEST(SignedForms, ContentsOfATypeThatNobodySignedFail) {
+    Holder const holder = holderOf(ecKey(Curve::p256), "ec");
+    PKCS7SignedData message = newMessage();
+    ASSERT_TRUE(message.addSigner(holder.certificate, *holder.key, {sha256, false, false, std::nullopt}));
+    EXPECT_THAT(failuresOf(checked(message)), IsEmpty());
+    message.contentType = Bytes(getTimeStampInfoOid().begin(), getTimeStampInfoOid().end());
+    EXPECT_THAT(failuresOf(checked(message)), ElementsAre(MessageFindingId::noContentType));
+
+    // A counter-signature as a signature of the signature that it signs: its attributes name no type.
+    message = newMessage();
+    ASSERT_TRUE(message.addSigner(holder.certificate, *holder.key, PKCS7SignerOptions()));
+    PKCS7SignerInfo& signer = *message.signerInfos.front();
+    signer.authAttributes = attribute("1.2.840.113549.1.9.4", octetString(calcDigest(sha256, content)));
+    signer.encryptedDigest = signMessage(*holder.key, sha256, set(signer.authAttributes));
+    for (asn1::blob type : {getDataOid(), asn1::blob()}) {
+        message.contentType = Bytes(type.begin(), type.end());
+        EXPECT_THAT(failuresOf(checked(message)), ElementsAre(MessageFindingId::noContentType));
+    }
+}
+
+TEST(SignedForms, DataIsAnOctetString) {
+    Holder const holder = holderOf(ecKey(Curve::p256), "ec");
+    for (bool hasAttributes : {true, false}) {
+        PKCS7SignedData message = newMessage();
+        ASSERT_TRUE(
+            message.addSigner(holder.certificate, *holder.key, {sha256, false, hasAttributes, std::nullopt}));
+        message.content[0] = 0x30; // The tag is not signed.
+        EXPECT_THAT(failuresOf(checked(message)), ElementsAre(MessageFindingId::malformedContent));
+    }
+}
+
+TEST(SignedForms, TheHashOfASignatureMayBeWeakAlone) {
+    Holder const holder = holderOf(aliceKey(), "rsa");
+    X509Certificate const& certificate = holder.certificate;
+    Bytes const text = {5, 6};
+    SignerParts parts;
+    parts.issuerAndSerial =
+        sequence(Bytes(certificate.issuerBytes().begin(), certificate.issuerBytes().end()),
+                 element(0x02, certificate.serialNumber));
+    Bytes const attributes = join(
+        {contentTypeAttribute(), attribute("1.2.840.113549.1.9.4", octetString(calcDigest(sha256, text)))});
+    auto const expectWarning = [&](Bytes const& signedAttributes, Bytes const& signedBytes) {
+        parts.attributes = signedAttributes;
+        parts.signatureAlgorithm = algorithm("1.2.840.113549.1.1.5", null());
+        parts.signature = octetString(signMessage(*holder.key, HashID::SHA1, signedBytes));
+        MessageParts message;
+        message.certificates = context(0, certificate.serialize());
+        message.signers = set(parts.der());
+        MessageVerdict const verdict = checked(readAgain(message.der()));
+        EXPECT_THAT(idsOf(verdict), ElementsAre(MessageFindingId::weakDigest)) << verdict.reason();
+        EXPECT_EQ(verdict.findings.front().facts.front().value, "SHA1");
+        EXPECT_EQ(verdict.signers.front().signatureHash, HashID::SHA1);
+    };
+    expectWarning(context(0, attributes), set(attributes));
+    expectWarning({}, text);
+}
+
 TEST(SignedForms, OtherCertificatesAreLeftOutAndNamed) {
     Holder const holder = holderOf(ecKey(Curve::p256), "ec");
     MessageParts parts;
@@ -445,6 +490,17 @@ TEST(SignedForms, SeveralCounterSignaturesAreKept) {
     EXPECT_EQ(static_cast<size_t>(std::ranges::count(ids, MessageFindingId::falseCounterSignature)),
               maxCounterSignatures);
     EXPECT_EQ(std::ranges::count(ids, MessageFindingId::uncheckedCounterSignature), 1) << "and then no more";
+}
+
+TEST(SignedForms, SignaturesAreNotReadForEveryCounterSignature) {
+    SignerParts parts;
+    parts.signature = octetString(Bytes(maxCounterSignedSize + 1));
+    parts.unsignedAttributes = context(1, attribute("1.2.840.113549.1.9.6", repeat(SignerParts().der(), 3)));
+    MessageParts message;
+    message.signers = set(parts.der());
+    auto const ids = idsOf(checked(readAgain(message.der())));
+    EXPECT_EQ(std::ranges::count(ids, MessageFindingId::uncheckedCounterSignature), 1);
+    EXPECT_THAT(ids, Not(Contains(MessageFindingId::falseCounterSignature)));
 }
 
 TEST(SignedForms, ContentsAreNotReadForEverySignature) {

@@ -164,7 +164,8 @@ TEST(Smime, MalformedHeadersAreRejected) {
     for (MailHeader const& header :
          {MailHeader{"", "a"}, MailHeader{"a b", "a"}, MailHeader{"a:", "a"}, MailHeader{"To", "a\nBcc: b"},
           MailHeader{"To", "a\rb"}, MailHeader{"To", std::string("a\0b", 3)}, MailHeader{"To", "\xc3\xa4@b"},
-          MailHeader{"Subject", std::string(1000, 'a')}}) {
+          MailHeader{"Subject", std::string(1000, 'a')}, MailHeader{"Content-Type", "text/html"},
+          MailHeader{"content-disposition", "inline"}, MailHeader{"MIME-version", "1.0"}}) {
         Refusal refusal;
         EXPECT_EQ(makeClearSigned("a", "b", {}, std::span(&header, 1), &refusal), "") << header.name;
         EXPECT_EQ(refusal.id, RefusalId::malformedHeader);

@@ -1,16 +1,22 @@
 #include "sealkit/timestamp_reply.h"
 
+#include "findings.h"
 #include "messages.h"
 
 #include "sealkit/extend.h"
+#include "sealkit/message.h"
 #include "sealkit/message_check.h"
 #include "sealkit/oid_names.h"
 #include "sealkit/rng.h"
+
+#include <gmock/gmock.h>
 
 namespace TEST_FILE {
 
 using namespace test;
 using namespace test::der;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr TimePoint now = TimePoint::fromSeconds(1750000000); // 2025-06-15 15:06:40
 
@@ -158,6 +164,108 @@ TEST(TimeStampReply, DoesAsTheRequestSays) {
     asked.certReq = 1;
     Answer const withChain(saved(asked), certificate, *key, how);
     EXPECT_EQ(withChain.response.token->certificates.size(), 2u);
+}
+
+TEST(TimeStampReply, RepeatsAnImprintWithoutParameters) {
+    auto const key = aliceKey();
+    X509Certificate const certificate = authority(*key);
+    Bytes const imprint =
+        sequence(sequence(oid("2.16.840.1.101.3.4.2.1")), octetString(calcDigest(HashID::SHA256, "letter")));
+    Bytes const fields = join({integer(1), imprint, element(0x01, {0xFF})});
+    Bytes const ber = join({Bytes{0x30, 0x80}, fields, Bytes{0, 0}});
+    for (Bytes const& asked : {sequence(fields), ber}) {
+        TimeStampRequest wanted;
+        EXPECT_FALSE(wanted.parse(asked, nullptr));
+        ASSERT_TRUE(wanted.parse(asked, nullptr, FormRules::standard));
+        Answer const answer(asked, certificate, *key);
+        ASSERT_TRUE(answer.response.token);
+        asn1::blob const stated = answer.response.token->contentOctets();
+        EXPECT_NE(std::search(stated.begin(), stated.end(), imprint.begin(), imprint.end()), stated.end());
+        EXPECT_TRUE(check(answer, wanted, certificate).isValid());
+    }
+    TimeStampRequest wanted;
+    Bytes const other = sequence(sequence(oid("2.16.840.1.101.3.4.2.1"), integer(1)), octetString(Bytes(32)));
+    EXPECT_FALSE(wanted.parse(sequence(integer(1), other), nullptr, FormRules::standard));
+}
+
+/// A letter that the TSA's key signs, with time-stamps of that signature.
+struct StampedLetter {
+    std::unique_ptr<PrivateKey> key = aliceKey();
+    X509Certificate certificate = authority(*key);
+    PKCS7SignedData message;
+
+    StampedLetter() {
+        message.setContent(getDataOid(), "letter");
+        EXPECT_TRUE(message.addSigner(certificate, *key, PKCS7SignerOptions()));
+    }
+
+    PKCS7SignerInfo& signer() { return *message.signerInfos.front(); }
+
+    Answer stamp(asn1::blob signature) const {
+        TimeStampRequest asked = request();
+        asked.hashedMessage = calcDigest(HashID::SHA256, signature);
+        return Answer(saved(asked), certificate, *key);
+    }
+
+    /// With these values of the attribute of RFC 3161, appendix A.
+    void readWith(Bytes const& tokens) {
+        SignerParts parts;
+        parts.issuerAndSerial = sequence(signer().issuer, element(0x02, signer().serialNumber));
+        parts.attributes = context(0, signer().authAttributes);
+        parts.signature = octetString(signer().encryptedDigest);
+        parts.unsignedAttributes = context(1, attribute("1.2.840.113549.1.9.16.2.14", tokens));
+        MessageParts whole;
+        whole.content = sequence(oid(dataOid), context(0, message.content));
+        whole.certificates = context(0, certificate.serialize());
+        whole.signers = set(parts.der());
+        Refusal refusal;
+        EXPECT_TRUE(message.parse(whole.der(), &refusal, FormRules::standard)) << refusal.str();
+    }
+
+    std::vector<MessageFindingId> findings() const {
+        CertificateMemoryStore store;
+        store.certs = {std::make_shared<X509Certificate>(certificate)};
+        MessageCheckOptions how;
+        how.path.now = now;
+        return idsOf(checkMessage(message, store, how));
+    }
+};
+
+TEST(TimeStampReply, StampsSignatures) {
+    StampedLetter letter;
+    EXPECT_THAT(letter.findings(), IsEmpty());
+    Answer answer = letter.stamp(letter.signer().encryptedDigest);
+    letter.readWith(saved(*answer.response.token));
+    EXPECT_THAT(letter.findings(), ElementsAre(MessageFindingId::timeStamped));
+    letter.readWith(saved(*letter.stamp("another signature").response.token));
+    EXPECT_THAT(letter.findings(), ElementsAre(MessageFindingId::falseTimeStamp));
+    for (Bytes const& malformed : {null(), sequence(), MessageParts().der()}) {
+        letter.readWith(malformed);
+        EXPECT_THAT(letter.findings(), ElementsAre(MessageFindingId::falseTimeStamp));
+    }
+    letter.signer().msCounterSignature = std::move(answer.response.token);
+    EXPECT_THAT(letter.findings(),
+                ElementsAre(MessageFindingId::timeStamped, MessageFindingId::falseTimeStamp));
+}
+
+TEST(TimeStampReply, BoundsTheTimeStampsOfSignatures) {
+    StampedLetter letter;
+    Bytes const token = saved(*letter.stamp(letter.signer().encryptedDigest).response.token);
+    letter.readWith(repeat(token, 10));
+    std::vector<MessageFindingId> expected(maxSignatureTimeStamps, MessageFindingId::timeStamped);
+    expected.push_back(MessageFindingId::uncheckedTimeStamp);
+    EXPECT_EQ(letter.findings(), expected);
+    // One within the other, deeper than any stack.
+    Bytes nested = token;
+    for (unsigned depth = 0; depth < 1000; ++depth) {
+        SignerParts signer;
+        signer.unsignedAttributes = context(1, attribute("1.2.840.113549.1.9.16.2.14", nested));
+        MessageParts message;
+        message.signers = set(signer.der());
+        nested = message.der();
+    }
+    letter.readWith(nested);
+    EXPECT_THAT(letter.findings(), ElementsAre(MessageFindingId::falseTimeStamp));
 }
 
 TEST(TimeStampReply, RejectsWithAReason) {
