@@ -1,5 +1,7 @@
 #include "sealkit/message_check.h"
+#include "sealkit/message.h"
 
+#include "asn1/tags.h"
 #include "trust/signer_checks.h"
 
 #include <algorithm>
@@ -48,7 +50,7 @@ public:
 private:
     /// What is signed is without the tag: such content would be given out with a tag that nobody signed.
     bool isDataInASequence() const {
-        return !message.content.empty() && message.content[0] != asn1::tag::octetString &&
+        return !message.content.empty() && message.content[0] != detail::tag::octetString &&
                asn1::blob(message.contentType) == getDataOid();
     }
 
