@@ -45,11 +45,11 @@ _sealkit() {
     'sealkit cms check') words='--content --certificates --ca --cerm --at --crl --check-crls --rules --strict --purpose --json -o --output --force --text -h --help' ;;
     'sealkit cms certificates') words='--bundle --crl -o --output --der --force --json -h --help' ;;
     'sealkit cms encrypt') words='--certificate --password-file --password --cipher --oaep --key-id --smime --text --header -o --output --der --force --json -h --help' ;;
-    'sealkit cms decrypt') words='-k --key --password-file --password --certificate -o --output --force --text -h --help' ;;
+    'sealkit cms decrypt') words='-k --key --password-file --password --certificate -o --output --force --text --json -h --help' ;;
     'sealkit ts') words='request check reply -h --help' ;;
-    'sealkit ts request') words='-a --algorithm --nonce --no-nonce --want-certificate --policy -o --output --force -h --help' ;;
+    'sealkit ts request') words='-a --algorithm --nonce --no-nonce --want-certificate --policy -o --output --force --json -h --help' ;;
     'sealkit ts check') words='--request --data --certificates --policy --ca --cerm --at --crl --check-crls --rules --strict --json -h --help' ;;
-    'sealkit ts reply') words='--certificate -k --key -a --algorithm --password-file --password --chain --policy --other-policy --serial --accuracy --ordering --accept-sha1 -o --output --force -h --help' ;;
+    'sealkit ts reply') words='--certificate -k --key -a --algorithm --password-file --password --chain --policy --other-policy --serial --accuracy --ordering --accept-sha1 -o --output --force --json -h --help' ;;
     'sealkit convert') words='--to -o --output --force --comments --password-file --password --out-password-file --out-password --encrypt --unencrypted --iterations --json -h --help' ;;
     'sealkit p12') words='export import show -h --help' ;;
     'sealkit p12 export') words='-k --key --certificate --chain --name --trust-store -o --output --force --password-file --password --key-password-file --key-password --empty-password --cipher --legacy --mac --iterations --json -h --help' ;;
