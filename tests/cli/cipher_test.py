@@ -183,7 +183,7 @@ class CipherTest(ProgramTest):
         for direction, options in (("encrypt", ["--no-pad"]), ("decrypt", ["--no-pad"]), ("decrypt", [])):
             for length in some((1, 15, 17, 65537)):
                 self.assertEqual(self.cipher(direction, "aes-cbc", 16, 16, *options, "-o", "out/x", stdin=text_of(length), status=2), b"")
-                self.assertIn("no whole blocks of 16", self.error)
+                self.assertIn("not whole blocks of 16", self.error)
                 self.write("partial", text_of(length))
                 self.assertEqual(self.cipher(direction, "aes-cbc", 16, 16, *options, "partial", status=2), b"", "told before anything is written")
         self.cipher("encrypt", "des-cbc", 8, 8, "--no-pad", stdin=b"123", status=2)

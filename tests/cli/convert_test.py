@@ -156,7 +156,7 @@ class ConvertTest(ProgramTest):
         self.assertIn("wrong", self.convert("made.p12", "--password-file", "other", status=1).err)
         self.convert("made.p12", status=3)
         bundle = self.convert("--to", "p7b", "made.p12", "--password-file", "password", status=2)
-        self.assertIn("PKCS#7 bundles", bundle.err)
+        self.assertIn("cannot be in a PKCS#7 bundle", bundle.err)
         self.assertIn("BEGIN PKCS7", bundle.out)
 
     def test_names_of_pkcs12_become_comments(self):

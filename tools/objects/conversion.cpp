@@ -470,7 +470,7 @@ int Conversion::makePkcs7(SecretBytes& output) {
         piece.isWritten = (object.certificate || object.crl) && known.insert(object.bytes).second;
         if (!object.certificate && !object.crl)
             leaveOut(piece.source,
-                     std::string(getInputKindName(object.kind)) +
+                     "this " + std::string(getInputKindName(object.kind)) +
                          " cannot be in a PKCS#7 bundle, which only holds certificates and CRLs.");
         else if (!piece.isWritten)
             note(piece.source + ": is a duplicate and is not written again");
