@@ -94,7 +94,7 @@ TEST_F(AdviceTest, NamesTheMissingIssuerAndTheUntrustedRoot) {
               "The certificate of an issuer is missing; add it to the given certificates "
               "(certificate: CN=leaf; issuer: CN=root).");
     EXPECT_EQ(advise(verdictOf({leaf, root}, PathCode::noAnchor, 1)),
-              "The chain ends with a root that is not trusted; trust it only if you got it in a safe way "
+              "The chain ends with a root that is not trusted; trust it only if you got it in a secure way "
               "(certificate: CN=root).");
     auto limited = verdictOf({leaf}, PathCode::noAnchor);
     limited.limit = SearchLimit::work;
