@@ -31,8 +31,8 @@ private:
     bool isFound = false;
 };
 
-/// What `read` says of the DER made of `bytes`, or the refusal of malformed BER. Nothing for other bytes than
-/// BER.
+/// What `read` says of the DER made of `bytes`. Of malformed BER `read` gets the bytes as they are, and where
+/// it refuses them, the refusal is that of the BER. Nothing for other bytes than BER.
 template <typename Read>
 std::optional<bool> readBer(Reading& reading, asn1::blob bytes, Read read) {
     BerConversion conversion(bytes);
@@ -41,8 +41,13 @@ std::optional<bool> readBer(Reading& reading, asn1::blob bytes, Read read) {
     if (!conversion.isBer())
         return std::nullopt;
     reading.retract();
-    if (!isGood)
+    if (!isGood) {
+        // What is malformed may stand where nothing reads it.
+        if (read(bytes))
+            return true;
+        reading.retract();
         return conversion.scan(reading);
+    }
     SecretBytes const der(conversion.write());
     Reading::Derived const derived(reading, der, bytes.start, "DER made of the BER");
     return read(asn1::blob(der));
