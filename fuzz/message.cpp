@@ -71,7 +71,9 @@ void checkToken(PKCS7SignedData const& token, CertificateStore const& store) {
     SEALKIT_ASSERT(hasFound(MessageFindingId::noTimeStamp) != isToken);
     if (!isToken)
         return;
-    SEALKIT_ASSERT(!hasFound(MessageFindingId::otherImprint) && !hasFound(MessageFindingId::otherPolicy));
+    // Nothing is known of a digest by an unknown hash.
+    SEALKIT_ASSERT(hasFound(MessageFindingId::otherImprint) == (info.hash() == HashID::none));
+    SEALKIT_ASSERT(!hasFound(MessageFindingId::otherPolicy));
     SEALKIT_ASSERT(!hasFound(MessageFindingId::otherNonce) && !hasFound(MessageFindingId::missingNonce));
     expected.digest.push_back(0);
     SEALKIT_ASSERT(hasFound(MessageFindingId::otherImprint));
