@@ -40,7 +40,7 @@ TEST_CASES(Prime, WycheproofAgrees, "wycheproof/primality.txt")(test::Case const
     SeededRng const rng(c.index());
     c.ignore({"flags"});
     unsigned const every = test::lessWhenSlow(1u, 4u);
-    if (c.text("result") == "valid" && c.index() % every != 0)
+    if (c.index() % every != 0)
         GTEST_SKIP() << "one of " << every << " is enough here";
     Bytes const value = c.bytes("value");
     // The numbers are signed, and only positive ones are primes: there is no negative BigNum.
