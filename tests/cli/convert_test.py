@@ -125,7 +125,7 @@ class ConvertTest(ProgramTest):
     def test_what_a_form_cannot_hold_is_named(self):
         self.convert("--to", "p7b", "both.pem", "leaf.key", "-o", "some.p7b", status=2)
         result = self.convert("--to", "p7b", "leaf.key", status=2)
-        self.assertIn("leaf.key: block 1: private key cannot be in a PKCS#7 bundle", result.err)
+        self.assertIn("leaf.key: block 1: this private key cannot be in a PKCS#7 bundle", result.err)
         self.assertEqual(result.out, "")
         result = self.convert("--to", "pem", "-", stdin=b"-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n" + self.pem, status=2)
         self.assertIn("block 1", result.err)
