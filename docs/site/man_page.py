@@ -7,7 +7,7 @@ def plain(text):
 
 
 def markdown_of(page, link):
-    """The text of a page. `link(text, name)` gives the link to the page of that name, or the text where there is none."""
+    """The text of a page. `link(text, name)` gives the link to the page of that name, or the text if there is no such page."""
     def inline(text):
         text = re.sub(r"([*_`<>\[\]|])", r"\\\1", text.replace("\\e", "\\\\").replace("\\-", "-").replace("\\&", ""))
         text = re.sub(r"\\fB(.+?)\\fR", r"**\1**", text.replace("\\fB\\fR", ""))
