@@ -12,7 +12,7 @@ TimePoint currentTime() { return TimePoint::nowUtc(); }
 
 namespace {
 
-/// Takes a number of exactly that many digits off the front.
+/// Takes a number of exactly `digits` digits off the front.
 bool takeNumber(std::string_view& rest, size_t digits, int* number) {
     if (rest.size() < digits || rest.front() == '-')
         return false;
@@ -23,7 +23,7 @@ bool takeNumber(std::string_view& rest, size_t digits, int* number) {
     return true;
 }
 
-/// Takes one of the characters off the front; 0 when none of them stands there.
+/// Takes one of the characters off the front; returns 0 if the text begins with another one.
 char takeOneOf(std::string_view& rest, std::string_view characters) {
     if (rest.empty() || characters.find(rest.front()) == characters.npos)
         return 0;
@@ -36,7 +36,7 @@ char takeOneOf(std::string_view& rest, std::string_view characters) {
 std::optional<int64_t> parseSeconds(std::string_view text) {
     int64_t seconds = 0;
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-    constexpr int64_t limit = 100'000'000'000; // More than the years to 9999 have.
+    constexpr int64_t limit = 100'000'000'000; // Beyond the year 9999.
     if (error != std::errc() || end != text.data() + text.size() || seconds >= limit || seconds <= -limit)
         return std::nullopt;
     return seconds;
@@ -88,7 +88,7 @@ std::optional<std::int64_t> parseDays(std::string const& text) {
 
 namespace {
 
-/// The last second of all years of four digits, for which `noExpiration` stands.
+/// The last second of the year 9999, which `noExpiration` stands for.
 constexpr char lastTime[] = "9999-12-31T23:59:59Z";
 
 } // namespace

@@ -7,20 +7,20 @@
 #include <optional>
 #include <string>
 
-/// The present, in UTC seconds.
+/// The current time, in UTC seconds.
 TimePoint currentTime();
 
-/// Reads "2026-11-21", "2026-11-21T08:30:00Z", "2026-11-21 08:30:00" (UTC, the zone "Z" may be left
-/// out, an offset such as +01:00 is honoured), or seconds since 1970.
+/// Reads "2026-11-21", "2026-11-21T08:30:00Z", "2026-11-21 08:30:00" or seconds since 1970. Times are UTC
+/// unless an offset such as +01:00 follows; the zone "Z" may be omitted.
 std::optional<TimePoint> parseTime(std::string const& text);
 
-/// Reads a number of days, "30d" or "30", as seconds. At most 100,000 days.
+/// Reads a number of days, "30d" or "30", and returns seconds. The maximum is 100,000 days.
 std::optional<std::int64_t> parseDays(std::string const& text);
 
 /// "2026-11-21 08:30:00 UTC".
 std::string formatTime(TimePoint time);
-/// What `formatTime` makes of the time that `isoTime` (timepoint.h) made the text of.
+/// Formats the text that `isoTime` (timepoint.h) made as `formatTime` would.
 std::string showTime(std::string const& iso);
 
-/// Whether a UTCTime can express it: the library writes no others. Complains.
+/// Whether UTCTime, the only type of time that the library writes, can express it. Complains if not.
 bool isWritableTime(TimePoint time);

@@ -15,7 +15,8 @@
 
 namespace {
 
-/// CLI11 takes an argument "[a,b]" for two. One that could be meant bears this in front while it is there.
+/// CLI11 splits an argument "[a,b]" into two. This mark in front of it prevents that and is removed
+/// afterwards.
 constexpr char literalMark = '\x01';
 
 std::string mark(std::string_view argument) {
@@ -27,8 +28,8 @@ std::string unmark(std::string_view argument) {
     return std::string(argument.substr(argument.starts_with(literalMark) ? 1 : 0));
 }
 
-/// The arguments, last one first. "help VERB" is another way to write "VERB --help"; "help --man VERB" asks
-/// for the manual page of the verb.
+/// The arguments in reverse order, as CLI11 takes them. "help VERB" means "VERB --help", and "help --man
+/// VERB" asks for the manual page of the verb.
 std::vector<std::string> readArguments(int argc, char** argv, bool* asManualPage) {
     std::vector<std::string> arguments;
     for (int i = 1; i < argc; ++i)
@@ -45,7 +46,7 @@ std::vector<std::string> readArguments(int argc, char** argv, bool* asManualPage
     return arguments;
 }
 
-/// Takes the mark off, and refuses an empty text.
+/// Removes the mark and rejects an empty text.
 CLI::Validator takeText() {
     auto const check = [](std::string& value) {
         value = unmark(value);
@@ -71,7 +72,7 @@ Asked findAsked(CLI::App const& app, VerbOutline const& outline) {
     return asked;
 }
 
-/// The end of a complaint about a word that is unknown.
+/// The suggestion that ends a complaint about an unknown word.
 std::string suggest(std::string_view word, std::vector<std::string_view> const& known) {
     std::string_view const nearest = findNearest(word, known);
     return nearest.empty() ? "" : "; did you mean " + std::string(nearest) + "?";
@@ -84,7 +85,7 @@ std::vector<std::string_view> verbNames(VerbOutline const& outline) {
     return names;
 }
 
-/// Those with two hyphens.
+/// The names that begin with two hyphens.
 std::vector<std::string_view> optionNames(VerbOutline const& outline) {
     std::vector<std::string_view> names;
     for (ParameterOutline const& parameter : outline.parameters)
@@ -94,11 +95,11 @@ std::vector<std::string_view> optionNames(VerbOutline const& outline) {
     return names;
 }
 
-/// What is wrong with a word that nothing takes.
+/// The complaint about a word that no verb or option takes.
 std::string complainOfWord(std::string const& word, Asked const& asked) {
     if (word.starts_with('-') && word.size() > 1) {
         std::string const name = word.substr(0, word.find('='));
-        // "-certificate" may be meant for "--certificate"; of one letter nothing tells what was meant.
+        // "-certificate" may be a misspelled "--certificate". A single letter suggests nothing.
         std::string const suggestion =
             name.size() > 2 ? suggest(name, optionNames(*asked.outline)) : std::string();
         return "\"" + name + "\" is not an option of \"" + asked.path + "\"" +
@@ -110,7 +111,7 @@ std::string complainOfWord(std::string const& word, Asked const& asked) {
     return "\"" + word + "\" is one argument too many";
 }
 
-/// The first word that nothing takes, and the verb that it is given to.
+/// The complaint about the first word that no verb or option takes.
 std::optional<std::string> findUnknown(CLI::App const& app, VerbOutline const& outline) {
     Asked asked{&app, &outline, app.get_name()};
     while (true) {
@@ -203,20 +204,20 @@ Parameter CommandLine::texts(std::string const& name, std::vector<std::string>& 
     std::string names;
     ParameterOutline& described = describe(name, help, "TEXT", &names);
     described.isRepeated = true;
-    // Not CLI11's own conversion, which takes "{}" for nothing.
+    // CLI11's own conversion takes "{}" for an empty list.
     CLI::callback_t const take = [&target](CLI::results_t const& values) {
         target = values;
         return true;
     };
     CLI::Option* const option = app.add_option(names, take);
     option->type_name("TEXT")->expected(CLI::detail::expected_max_vector_size)->transform(takeText());
-    // One value each time: what follows it is an argument.
+    // An option takes one value each time; the next word is an argument.
     if (described.isOption())
         option->allow_extra_args(false);
     return {*option, described};
 }
 
-/// CLI11's own numbers take an empty text for 0, and 010 for 8.
+/// CLI11 would read an empty text as 0, and 010 as 8.
 template <typename Integer>
 Parameter CommandLine::declareNumber(std::string const& name, std::optional<Integer>& target,
                                      std::string const& help) {

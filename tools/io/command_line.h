@@ -1,6 +1,6 @@
-/// The command line of the program and of each verb: what it may hold, and where that goes.
+/// The command line of the program and of each verb: which options and arguments it takes, and their targets.
 ///
-/// Only this header's source sees the argument parser, whose headers take longer to compile than any verb.
+/// Only command_line.cpp includes the argument parser, whose headers take longer to compile than any verb.
 #pragma once
 
 #include "io/outline.h"
@@ -17,7 +17,7 @@ class App;
 class Option;
 } // namespace CLI
 
-/// The work of a verb: runs after the command line was read, and returns the exit status.
+/// The work of a verb. It runs after the command line has been read, and returns the exit status.
 using Work = std::function<int()>;
 
 struct Verb;
@@ -27,13 +27,13 @@ class Parameter {
 public:
     Parameter(CLI::Option& declared, ParameterOutline& described) : option(declared), outline(described) {}
 
-    /// The verb does not run without it.
+    /// The verb rejects a command line without it.
     Parameter& required();
-    /// What the help calls its value.
+    /// The name of its value in the help.
     Parameter& valueName(std::string const& name);
-    /// It cannot stand beside the other.
+    /// Rejects a command line with both.
     Parameter& excludes(Parameter const& other);
-    /// It makes no sense without the other.
+    /// Rejects a command line that has this without the other.
     Parameter& needs(Parameter const& other);
 
 private:
@@ -41,46 +41,45 @@ private:
     ParameterOutline& outline;
 };
 
-/// What a verb's command line may hold. A name that begins with a hyphen ("-a,--algorithm") is that of an
-/// option, any other that of an argument by position. Names after a bar ("--certificates|--cert") are old
-/// spellings, which are taken and not shown. The targets must live as long as the verb's work.
+/// What a verb's command line takes. A name that begins with a hyphen ("-a,--algorithm") is that of an
+/// option, any other that of a positional argument. Names after a bar ("--certificates|--cert") are old
+/// spellings, accepted and not shown. The targets must outlive the verb's work.
 class CommandLine {
 public:
-    /// Setting up each verb takes longer than many a job: it is done for the one that is reached, or for all.
+    /// Setting up all verbs takes longer than many a job, so normally only the chosen one is set up.
     enum class SetUpVerbs { reached, all };
     CommandLine(CLI::App& declared, VerbOutline& described, std::span<Verb const> whole = {},
                 SetUpVerbs when = SetUpVerbs::reached)
         : app(declared), outline(described), program(whole), setUpVerbs(when) {}
 
     Parameter flag(std::string const& name, bool& target, std::string const& help);
-    /// An option that may have a value after an equals sign; alone it stands for `whenAlone`.
+    /// An option with an optional value after an equals sign; without one it stands for `whenAlone`.
     Parameter flagWithValue(std::string const& name, std::string& target, std::string const& whenAlone,
                             std::string const& help);
-    /// A text. It must not be empty: that is a variable that was not set, never a wish.
+    /// A text. An empty one is rejected: it comes from a shell variable that is not set.
     Parameter text(std::string const& name, std::string& target, std::string const& help);
-    /// Texts: an option that is given once for each, or all that is left of the arguments.
+    /// Texts: an option that may be repeated, or all remaining arguments.
     Parameter texts(std::string const& name, std::vector<std::string>& target, std::string const& help);
     /// A number of 32 or 64 bits as `parseNumber` reads it.
     Parameter number(std::string const& name, std::optional<std::uint32_t>& target, std::string const& help);
     Parameter number(std::string const& name, std::optional<std::int32_t>& target, std::string const& help);
     Parameter number(std::string const& name, std::optional<std::uint64_t>& target, std::string const& help);
-    /// --json: what the verb reports is one JSON document (report.h).
+    /// --json: the verb reports one JSON document (report.h).
     Parameter json();
-    /// The heading of the options that are declared next; "Options" at first.
+    /// The heading of the options that are declared next, "Options" by default.
     void group(std::string const& heading);
-    /// What the help ends with: paragraphs, which are filled, and lines that begin with a blank, which stay
-    /// as they are.
+    /// The end of the help. Paragraphs are filled; lines that begin with a blank are unchanged.
     void footer(std::string const& text);
 
-    /// Makes each verb one of this command, which needs one of them, and returns the work of the one that
-    /// is chosen.
+    /// Makes the verbs sub-verbs of this command, which requires one of them, and returns the work of the
+    /// chosen one.
     Work verbs(std::span<Verb const> table);
 
-    /// All that the program's command line may hold.
+    /// Everything that the program's command line takes.
     VerbOutline describeProgram() const;
 
 private:
-    /// Adds the outline of a parameter; `*names` are its names as the parser takes them.
+    /// Adds the outline of a parameter and sets `*names` to its names in the parser's form.
     ParameterOutline& describe(std::string const& name, std::string const& help, std::string const& valueName,
                                std::string* names);
     template <typename Integer>
@@ -103,12 +102,12 @@ struct Verb {
     VerbSetup setUp;
 };
 
-/// What the program is, beside its verbs.
+/// The program's own texts.
 struct ProgramText {
     std::string summary;
     std::string version; ///< What --version writes.
     std::string text;    ///< What its help ends with.
 };
 
-/// Reads the program's command line and does what it asks for; returns the exit status.
+/// Reads the program's command line, does its work, and returns the exit status.
 int runCommandLine(int argc, char** argv, ProgramText const& text, std::span<Verb const> verbs);

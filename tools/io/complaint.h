@@ -1,4 +1,4 @@
-/// Why something cannot be done.
+/// The reason why something failed.
 #pragma once
 
 #include "sealkit/refusal.h"
@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// A line for people, and what the library refused where that is the reason.
+/// A line for people and, if the library refused something, its refusal.
 struct Complaint {
     std::string text;
     std::optional<Refusal> refusal;
@@ -26,7 +26,7 @@ struct Complaint {
     operator std::string const&() const { return text; }
 };
 
-/// The complaint, or that of a refusal, with text around it.
+/// Puts text before or after a complaint or the reason of a refusal.
 inline Complaint operator+(std::string_view before, Complaint complaint) {
     complaint.text.insert(0, before);
     return complaint;

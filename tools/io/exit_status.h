@@ -1,4 +1,5 @@
-/// How the program ends, and what it says on standard error. Each line there begins with the program's name.
+/// The program's exit status and its messages on standard error, each line of which begins with the program's
+/// name.
 #pragma once
 
 #include "io/complaint.h"
@@ -13,12 +14,12 @@ enum ExitStatus : int {
     exitWrongUsage = 3, ///< The command line makes no sense.
 };
 
-/// Complains, and gives the exit status for it. A JSON report has the complaint as well.
+/// Writes a complaint, adds it to a JSON report, and returns the exit status for it.
 int badInput(Complaint const& complaint);
 int wrongUsage(Complaint const& complaint);
 int answerNo(Complaint const& complaint);
 
-/// Writes a note: what is worth a look and done all the same. A JSON report has it as well.
+/// Writes a note about something unusual that does not stop the work, and adds it to a JSON report.
 void note(std::string const& text);
-/// Writes a warning: what is done all the same, and should not be.
+/// Writes a warning about something unsafe that does not stop the work.
 void warn(std::string const& text);

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-/// The digest of a file, or the `errno` of why it is missing.
+/// The digest of a file, or the `errno` of the failure.
 struct FileDigest {
     std::vector<unsigned char> digest;
     int error = 0;
 };
 
-/// Reads the file, which is standard input for "-", and shows its progress. `hash` is then ready for another
-/// message, also after a failure.
+/// Reads the file ("-" is standard input) and shows its progress. Afterwards, also after a failure, `hash` is
+/// ready for another message.
 FileDigest digestFile(std::string const& path, Hash& hash);

@@ -27,5 +27,5 @@ inline std::string toHex(std::span<unsigned char const> bytes) {
     return detail::hexDigits<std::string>(bytes);
 }
 
-/// The same, of a secret.
+/// The same for a secret.
 inline SecretBytes toHex(SecretBytes const& bytes) { return detail::hexDigits<SecretBytes>(bytes); }

@@ -1,4 +1,4 @@
-/// Files that the user names, as a whole.
+/// Files that the user names, read completely.
 #pragma once
 
 #include "io/complaint.h"
@@ -8,22 +8,22 @@
 #include <string>
 #include <string_view>
 
-/// The contents of a file with an object, pipe or, for "-", standard input, in the form that the loaders take
-/// (`makePlain`), without a UTF-8 byte-order mark at its start. Complains and gives nothing when it cannot be
-/// read or is larger than `inputLimit`.
+/// Reads a file, a pipe or, for "-", standard input, and converts it to the form that the loaders take
+/// (`makePlain`), without a UTF-8 byte-order mark. Complains and returns nothing if it is unreadable or
+/// larger than `inputLimit`.
 std::optional<std::string> readInput(std::string const& path);
-/// The same, but the complaint goes to `*complaint`.
+/// The same, with the complaint in `*complaint`.
 std::optional<std::string> readInput(std::string const& path, Complaint* complaint);
 
-/// The same of what may be secret.
+/// The same for input that may be secret.
 std::optional<SecretBytes> readSecretInput(std::string const& path);
 
-/// The same of a message: every byte of it counts.
+/// The same for a message, whose bytes are unchanged.
 std::optional<SecretBytes> readMessage(std::string const& path);
 
 inline std::string_view textOf(SecretBytes const& bytes) {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
 }
 
-/// No object that the program reads as a whole is near this many bytes.
+/// Far more than any object that the program reads completely.
 inline constexpr size_t inputLimit = size_t(256) << 20;

@@ -44,7 +44,7 @@ size_t InputStream::read(std::span<unsigned char> buffer) {
 
 std::optional<uint64_t> InputStream::remaining() const {
     struct stat status;
-    // Files of the kernel's own, in /proc and /sys, claim to be empty.
+    // Files in /proc and /sys claim to be empty.
     if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0)
         return std::nullopt;
     off_t const position = lseek(descriptor, 0, SEEK_CUR);

@@ -18,25 +18,26 @@ public:
     InputStream(InputStream const&) = delete;
     InputStream& operator=(InputStream const&) = delete;
 
-    /// False, with the reason in `error`.
+    /// Returns false and sets `error` on failure.
     bool open(std::string const& path);
 
-    /// Fills `buffer` and returns how much of it: less than all only at the end of the input, or after a
-    /// failure, when `error` is not zero.
+    /// Fills `buffer` and returns the number of bytes read. It is smaller than the buffer only at the end of
+    /// the input or after a failure, when `error` is not zero.
     size_t read(std::span<unsigned char> buffer);
 
-    /// Reads what is there, at least one byte and at most the size of `buffer`; 0 as `read` returns less than
-    /// all. For input that somebody writes while its answers are read.
+    /// Reads the available bytes, at least one and at most the size of `buffer`; returns 0 at the end or
+    /// after a failure. Suits interactive input.
     size_t readSome(std::span<unsigned char> buffer);
 
-    /// The `errno` of what failed; 0 when nothing has.
+    /// The `errno` of the failure, or 0.
     int error() const { return failure; }
 
-    /// The number of bytes from here to the end, of a regular file. It may still grow or shrink.
+    /// The number of bytes from the current position to the end of a regular file, which may still grow or
+    /// shrink.
     std::optional<uint64_t> remaining() const;
 
 private:
     int descriptor = -1;
     int failure = 0;
-    bool ended = false; ///< A terminal would go on after the end that was typed.
+    bool ended = false; ///< A terminal would otherwise be read again after its end of input was typed.
 };

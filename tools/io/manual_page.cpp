@@ -6,7 +6,7 @@
 
 namespace {
 
-/// Text without what roff takes for its own. A hyphen becomes one that can be pasted into a shell.
+/// Escapes what roff would interpret, and writes hyphens that survive being pasted into a shell.
 std::string toRoff(std::string_view text) {
     std::string roff;
     for (char const c : text)
@@ -16,14 +16,14 @@ std::string toRoff(std::string_view text) {
             roff += "\\-";
         else
             roff += c;
-    // A line that begins so is a request.
+    // roff takes a line with such a beginning for a request.
     return roff.starts_with('.') || roff.starts_with('\'') ? "\\&" + roff : roff;
 }
 
 std::string bold(std::string_view text) { return "\\fB" + toRoff(text) + "\\fR"; }
 std::string italic(std::string_view text) { return "\\fI" + toRoff(text) + "\\fR"; }
 
-/// The name of a page: "sealkit-cms-check".
+/// The name of a page, such as "sealkit-cms-check".
 std::string pageName(std::string path) {
     std::ranges::replace(path, ' ', '-');
     return path;
@@ -85,7 +85,7 @@ std::string formatParameters(VerbOutline const& verb) {
     return text;
 }
 
-/// Paragraphs are filled, and lines that begin with a blank stay as they are. A line "Examples:" begins a
+/// Paragraphs are filled, and lines that begin with a blank are unchanged. A line "Examples:" begins a
 /// section.
 std::string formatParagraphs(std::string_view text) {
     std::string result;
@@ -115,7 +115,7 @@ std::string formatVerbs(VerbOutline const& verb) {
     return text.empty() ? "" : ".SH VERBS\n" + text;
 }
 
-/// The pages of the verbs below and of those above.
+/// References to the pages of the verb's parents and sub-verbs.
 std::string formatSeeAlso(VerbOutline const& verb, std::string const& path) {
     std::vector<std::string> pages;
     for (size_t end = path.rfind(' '); end != std::string::npos;

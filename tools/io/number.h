@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-/// Reads an integer, decimal or after 0x hexadecimal, and nothing else around it.
+/// Reads an integer, decimal or hexadecimal after 0x. Nothing may precede or follow it.
 template <typename Integer>
 std::optional<Integer> parseNumber(std::string_view text) {
     bool const isHex = text.starts_with("0x") || text.starts_with("0X");

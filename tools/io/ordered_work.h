@@ -1,4 +1,4 @@
-/// Many jobs on all cores, whose results come in the order of the jobs.
+/// Runs many jobs on all cores and delivers the results in the order of the jobs.
 #pragma once
 
 #include <algorithm>
@@ -12,9 +12,8 @@
 #include <thread>
 #include <vector>
 
-/// Runs jobs beside each other. At most `jobsInFlight` of them, each with its result, are held at a time,
-/// however many there are. A result is delivered as soon as those of all earlier jobs are, by one thread at a
-/// time.
+/// Runs jobs in parallel, at most `jobsInFlight` at a time including undelivered results, which bounds the
+/// memory. One thread at a time delivers a result, after the results of all earlier jobs.
 template <typename Job, typename Result>
 class OrderedWork {
 public:
@@ -26,7 +25,7 @@ public:
             for (unsigned i = 0; i < threads; ++i)
                 workers.emplace_back([this] { run(); });
         } catch (std::system_error const&) {
-            // The threads that there are do it; without any there is nothing to do it.
+            // Fewer threads are enough, but at least one is required.
             if (workers.empty())
                 throw;
         }
@@ -35,7 +34,7 @@ public:
     OrderedWork& operator=(OrderedWork const&) = delete;
     ~OrderedWork() { finish(); }
 
-    /// Waits while too many jobs are in flight.
+    /// Waits if too many jobs are in flight.
     void add(Job job) {
         std::unique_lock lock(mutex);
         hasRoom.wait(lock, [&] { return slots.size() < jobsInFlight; });
@@ -67,8 +66,7 @@ private:
             hasJobs.wait(lock, [&] { return taken < slots.size() || isClosed; });
             if (taken == slots.size())
                 return;
-            // Only the front leaves the queue, and only when it is done: references to other elements stay
-            // valid.
+            // Only finished slots leave the queue, at its front, so references to other elements stay valid.
             Slot& slot = slots[taken++];
             lock.unlock();
             Result result = work(slot.job);
@@ -93,7 +91,7 @@ private:
     std::mutex mutex;
     std::condition_variable hasJobs, hasRoom;
     std::deque<Slot> slots; ///< In the order of the jobs.
-    size_t taken = 0;       ///< How many of the slots, from the front, a worker took.
+    size_t taken = 0;       ///< The number of slots, from the front, that workers have taken.
     bool isClosed = false;
     std::vector<std::thread> workers;
 };

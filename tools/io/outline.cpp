@@ -8,7 +8,7 @@ namespace {
 constexpr size_t lineWidth = 80;
 constexpr size_t textColumn = 26;
 
-/// Takes the first line off a text: as many words as fit.
+/// Takes the first line off a text: as many words as fit, and at least one.
 std::string_view takeLine(std::string_view& text, size_t width) {
     size_t end = text.size();
     if (end > width) {
@@ -21,7 +21,8 @@ std::string_view takeLine(std::string_view& text, size_t width) {
     return line;
 }
 
-/// The text in lines that begin at a column. The first of them continues one that is at `column` already.
+/// Wraps the text into lines that begin at a column. The first of them continues a line that is at `column`
+/// already.
 std::string wrap(std::string_view text, size_t column) {
     std::string result;
     while (!text.empty()) {
@@ -47,7 +48,8 @@ std::string nameOf(ParameterOutline const& parameter) {
         text += (text.empty() ? "" : ", ") + name;
     if (parameter.isOption() && !parameter.valueName.empty())
         text += (parameter.valueName.starts_with('[') ? "" : " ") + parameter.valueName;
-    // That an option may be repeated is for its help to say: "FILE..." reads as if several could follow it.
+    // For an option, its help says that it may be repeated: "FILE..." would suggest that several values may
+    // follow it.
     return text + (parameter.isRepeated && !parameter.isOption() ? "..." : "");
 }
 
@@ -70,13 +72,13 @@ std::string formatUsage(VerbOutline const& verb, std::string const& path) {
     return wrap(rest, 4);
 }
 
-/// Options under their headings, in the order in which the headings come first.
+/// The options under their headings, in the order of the first option of each heading.
 std::string formatOptions(VerbOutline const& verb) {
     std::vector<std::string_view> groups;
     for (ParameterOutline const& parameter : verb.parameters)
         if (parameter.isOption() && std::ranges::find(groups, parameter.group) == groups.end())
             groups.push_back(parameter.group);
-    // What every verb has stands last.
+    // The options that every verb has come last.
     std::ranges::stable_sort(groups, {}, [](std::string_view group) { return group == "Options"; });
     std::string text;
     for (std::string_view const group : groups) {
@@ -88,7 +90,7 @@ std::string formatOptions(VerbOutline const& verb) {
     return text;
 }
 
-/// Paragraphs are filled; lines that begin with a blank stay as they are.
+/// Paragraphs are filled; lines that begin with a blank are unchanged.
 std::string formatText(std::string_view text) {
     std::string result;
     std::string paragraph;
@@ -111,7 +113,7 @@ std::string formatText(std::string_view text) {
     return result;
 }
 
-/// How many changes of a letter make one word of the other: a letter more, less, another, or two swapped.
+/// The edit distance: insertions, deletions, substitutions and swaps of neighbouring letters.
 size_t countChanges(std::string_view a, std::string_view b) {
     std::vector<size_t> beforeLast(b.size() + 1);
     std::vector<size_t> last(b.size() + 1);

@@ -1,5 +1,4 @@
-/// The command line of the program as data: the tables of verbs, options and arguments, from which help and
-/// completion are written.
+/// The command line of the program as data. Help, manual pages and completion are made from these tables.
 #pragma once
 
 #include <list>
@@ -9,36 +8,35 @@
 
 /// An option or argument.
 struct ParameterOutline {
-    std::vector<std::string> names;    ///< "-k" and "--key"; of an argument its only name.
-    std::vector<std::string> oldNames; ///< Taken and not shown.
-    std::string group;                 ///< Under which heading help shows an option.
+    std::vector<std::string> names;    ///< "-k" and "--key"; an argument has a single name.
+    std::vector<std::string> oldNames; ///< Accepted, but not shown.
+    std::string group;                 ///< The heading under which help shows an option.
     std::string valueName;             ///< Empty for a flag.
     std::string help;
     bool isRequired = false;
     bool isRepeated = false;
 
     bool isOption() const { return names.front().starts_with('-'); }
-    /// After a blank, that is, and not after an equals sign alone.
+    /// Whether a value follows after a blank, instead of only after an equals sign.
     bool takesValue() const { return !valueName.empty() && !valueName.starts_with('['); }
 };
 
-/// A verb, or the program itself, whose name is then "sealkit".
+/// A verb, or the program itself under the name "sealkit".
 struct VerbOutline {
     std::string name;
     std::string summary;
-    /// What help says after the options: paragraphs, which are filled, and lines that begin with a blank,
-    /// which stay.
+    /// What help says after the options. Paragraphs are filled, and lines that begin with a blank are
+    /// unchanged.
     std::string text;
     std::list<ParameterOutline> parameters;
     std::list<VerbOutline> verbs;
 };
 
-/// A text with blanks in place of the ends of its lines.
+/// Replaces the line ends of a text by blanks.
 std::string joinLines(std::string text);
 
-/// The help of a verb, for a screen of 80 columns. `path` is the command up to and with its name: "sealkit
-/// cms check".
+/// The help of a verb for a screen of 80 columns. `path` is the full command: "sealkit cms check".
 std::string formatHelp(VerbOutline const& verb, std::string const& path);
 
-/// The name among `known` that was probably meant; empty if none is near.
+/// The name among `known` that was probably meant, or empty if every one is too different.
 std::string_view findNearest(std::string_view word, std::vector<std::string_view> const& known);

@@ -18,7 +18,8 @@ namespace {
 
 int const endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-/// The files that a signal removes, none where empty. Changed only while the signals are blocked.
+/// The files that a signal removes; an empty path is a free place. Changed only while the signals are
+/// blocked.
 using Path = char[PATH_MAX];
 Path removedBySignal[OutputFile::maxOpen];
 
@@ -48,7 +49,7 @@ private:
 };
 
 void handleSignals() {
-    std::signal(SIGXFSZ, SIG_IGN); // A file that may not grow is a failed write.
+    std::signal(SIGXFSZ, SIG_IGN); // Exceeding the size limit becomes a failed write.
     for (int number : endingSignals) {
         struct sigaction action {};
         sigaction(number, nullptr, &action);
@@ -60,7 +61,7 @@ void handleSignals() {
     }
 }
 
-/// Adds a file to those that a signal removes. False if there is no room.
+/// Registers a file for removal by a signal. Returns false if all places are taken.
 bool removeBySignal(std::string const& path) {
     for (Path& free : removedBySignal)
         if (free[0] == '\0' && path.size() < sizeof free) {
@@ -76,7 +77,7 @@ void keepInSignal(std::string const& path) {
             kept[0] = '\0';
 }
 
-/// A name that nobody can foresee, in the folder of `path`.
+/// An unpredictable name in the folder of `path`.
 std::string temporaryBeside(std::string const& path, std::string_view prefix) {
     unsigned char random[8];
     getDefaultRng().fill(random, sizeof random);
@@ -89,7 +90,7 @@ std::string temporaryBeside(std::string const& path, std::string_view prefix) {
     return name;
 }
 
-/// Gives the new file `from` its name. 0 or an `errno`.
+/// Renames the new file `from`. Returns 0 or an `errno`.
 int moveInto(std::string const& from, std::string const& to, OutputFile::Existing existing) {
     bool const replaces = existing == OutputFile::Existing::replace;
     int const failed = replaces ? std::rename(from.c_str(), to.c_str())
@@ -98,7 +99,7 @@ int moveInto(std::string const& from, std::string const& to, OutputFile::Existin
         return 0;
     if (replaces || (errno != EINVAL && errno != ENOSYS))
         return errno;
-    // File systems that cannot rename without replacing: look first.
+    // The file system cannot rename without replacing, so check first.
     if (access(to.c_str(), F_OK) == 0)
         return EEXIST;
     return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
@@ -109,7 +110,7 @@ void syncFolderOf(std::string const& path) {
     int const descriptor = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0)
         return;
-    fsync(descriptor); // Not every file system can; the file itself is on the disk.
+    fsync(descriptor); // Some file systems cannot sync a folder; the file itself has been synced.
     close(descriptor);
 }
 
@@ -152,7 +153,7 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
         return complain(errno);
     target = path;
     if (exists && S_ISLNK(status.st_mode)) {
-        // The link stays, and what it points at is replaced. Pipes, after /dev/stdout, have no path.
+        // Replaces the target of a link and keeps the link. Pipes, from /dev/stdout, have no path.
         char resolved[PATH_MAX];
         if (stat(path.c_str(), &status) != 0 ||
             (S_ISREG(status.st_mode) && !realpath(path.c_str(), resolved)))
@@ -183,7 +184,7 @@ bool OutputFile::open(std::string const& path, mode_t mode, Existing whatIsThere
     fileMode = mode & ~currentUmask();
     bool const isSecret = (mode & 077) == 0;
     if (exists && !isSecret) {
-        // Where the owner cannot be kept, the old mode would let others in.
+        // If the owner cannot be kept, the old mode could give others access.
         bool const keptOwner = fchown(descriptor, status.st_uid, status.st_gid) == 0;
         fileMode = status.st_mode & (keptOwner ? 0777 : 0700);
     }

@@ -1,4 +1,4 @@
-/// Where the program puts what it makes.
+/// Output files of the program.
 #pragma once
 
 #include <sys/types.h>
@@ -7,19 +7,19 @@
 #include <string>
 #include <string_view>
 
-/// A file that appears whole or not at all, or standard output.
+/// Standard output, or a file that appears completely or not at all.
 ///
-/// What is written goes to a new file without a telling name beside the one that is wanted, for the owner's
-/// eyes only, and takes its place in `commit`. If anything happens before, a failure, a full disk, SIGINT,
-/// SIGTERM, SIGHUP or SIGQUIT, nothing is left behind, and a file that was there stays as it was.
+/// The data goes to a temporary file with an unpredictable name and mode 0600 beside the target, which it
+/// replaces in `commit`. After a failure, a full disk, SIGINT, SIGTERM, SIGHUP or SIGQUIT no temporary file
+/// remains, and an existing target is unchanged.
 class OutputFile {
 public:
-    /// How many a process may have at a time.
+    /// The maximum number of open output files of a process.
     static constexpr size_t maxOpen = 2;
-    /// What the names of files begin with that are not in their place yet, unless told otherwise.
+    /// The default prefix of the names of temporary files.
     static constexpr std::string_view temporaryPrefix = ".sealkit-";
 
-    /// What may be done where the file exists.
+    /// What to do if the file exists.
     enum class Existing { keep, replace };
 
     OutputFile() = default;
@@ -27,24 +27,24 @@ public:
     OutputFile(OutputFile const&) = delete;
     OutputFile& operator=(OutputFile const&) = delete;
 
-    /// Opens what the user named; "" and "-" are standard output. `mode` is the mode of a new file, less
-    /// what the umask takes away: 0600 for secrets. A file that is replaced keeps its mode and its owner,
-    /// but for secrets, which come to a file of that mode and of the user's own: what was there may have
-    /// been laid out for them. Complains and returns false.
+    /// Opens the file that the user named; "" and "-" are standard output. `mode`, less the umask, is the
+    /// mode of a new file: 0600 for secrets. A replaced file keeps its mode and owner, except that a file
+    /// with secrets always gets that mode and the user as owner, because others may have prepared the old
+    /// file. Complains on failure.
     bool open(std::string const& path, mode_t mode, Existing existing,
               std::string_view prefix = temporaryPrefix);
 
-    /// Complains and returns false.
+    /// Complains on failure.
     bool write(std::span<unsigned char const> bytes);
 
-    /// Brings a file to the disk and to its name. Complains and returns false.
+    /// Syncs the file to the disk and gives it its name. Complains on failure.
     bool commit();
 
 private:
     bool complain(int error) const;
     bool isFile() const { return !target.empty(); }
 
-    std::string name;   ///< What the user calls it.
+    std::string name;   ///< The name for messages.
     std::string target; ///< Empty for standard output.
     std::string temporary;
     int descriptor = -1;
@@ -52,10 +52,10 @@ private:
     Existing existing = Existing::keep;
 };
 
-/// What the help says of the two options that an `OutputFile` needs.
+/// The help of the two options that an `OutputFile` needs.
 inline constexpr char outputHelp[] = "write to this file, whole or not at all; - is standard output";
 inline constexpr char forceHelp[] = "replace the output file where it exists";
 
-/// Whether raw bytes would end on the terminal's screen: `path` is not given and standard output is one.
-/// "-" is taken for the wish.
+/// Whether raw bytes would reach a terminal: `path` is empty and standard output is a terminal. "-" asks for
+/// that explicitly.
 bool wouldFloodTerminal(std::string const& path);

@@ -16,16 +16,16 @@
 
 namespace {
 
-/// More than other programs take, and what a terminal hands over in one line.
+/// More than other programs accept, and the longest line that a terminal delivers.
 size_t const maxPassword = 4095;
 
 enum class LineResult { read, tooLong, failed };
 
-/// Takes bytes up to the end of the line or of the input. Byte by byte: what follows is another's.
+/// Reads up to the end of the line or of the input, byte by byte, because the rest belongs to another reader.
 template <typename ReadByte>
 LineResult readLine(ReadByte readByte, std::string& line) {
     line.clear();
-    line.reserve(maxPassword + 1); // So that no copy is left behind.
+    line.reserve(maxPassword + 1); // Prevents reallocations, which would leave copies behind.
     for (;;) {
         char byte;
         ssize_t const size = readByte(byte);
@@ -39,7 +39,7 @@ LineResult readLine(ReadByte readByte, std::string& line) {
     }
 }
 
-/// As editors may leave a line: with a carriage return at its end, a byte-order mark at its start.
+/// Removes a byte-order mark at the start and a carriage return at the end, which editors may leave.
 void trim(std::string& line) {
     if (line.ends_with('\r'))
         line.pop_back();
@@ -66,7 +66,7 @@ volatile std::sig_atomic_t interruption = 0;
 
 extern "C" void noteInterruption(int number) { interruption = number; }
 
-/// Holds back the signals that end or stop the program while it lives, but for `waitFor`, which notes them.
+/// Holds back the signals that end or stop the program, for the lifetime of the object. `waitFor` notes them.
 class HoldInterruptions {
 public:
     HoldInterruptions() {
@@ -92,7 +92,7 @@ public:
     HoldInterruptions(HoldInterruptions const&) = delete;
     HoldInterruptions& operator=(HoldInterruptions const&) = delete;
 
-    /// Waits until there is something to read. False after a signal.
+    /// Waits until input is available. Returns false after a signal.
     bool waitFor(int descriptor) const {
         pollfd wanted{descriptor, POLLIN, 0};
         return ppoll(&wanted, 1, nullptr, &maskBefore) > 0;
@@ -104,7 +104,7 @@ private:
     sigset_t maskBefore;
 };
 
-/// The terminal that the program was started from, wherever its input and output go.
+/// The controlling terminal, also if input and output are redirected.
 class PasswordPrompt {
 public:
     PasswordPrompt() : terminal(::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {}
@@ -122,7 +122,7 @@ public:
             LineResult const result = askOnce(question, answer);
             if (interruption == 0)
                 return result;
-            // Ends the program as it would have ended; from a stop it comes back, and asks again.
+            // Delivers the held-back signal. After a stop the program continues here and asks again.
             std::raise(interruption);
         }
     }
@@ -147,7 +147,7 @@ private:
     }
 
     void write(std::string const& text) {
-        // What is left to do where this fails is to read the answer.
+        // If this fails, the answer is read all the same.
         [[maybe_unused]] ssize_t const written = ::write(terminal, text.data(), text.size());
     }
 

@@ -1,4 +1,4 @@
-/// Passwords: of a file, of the terminal and, for tests, of the command line.
+/// Passwords from a file, from the terminal or, for tests, from the command line.
 #pragma once
 
 #include "sealkit/wipe.h"
@@ -8,7 +8,7 @@
 
 class CommandLine;
 
-/// A password, wiped at its end.
+/// A password, wiped by the destructor.
 struct Password {
     std::string text;
 
@@ -18,7 +18,7 @@ struct Password {
     Password& operator=(Password const&) = delete;
 };
 
-/// Where a verb takes a password from.
+/// The place that a verb reads a password from.
 struct PasswordSource {
     std::string option = "--password"; ///< The name of the option, for messages.
     std::string file;                  ///< Its first line is the password; "-" is standard input.
@@ -27,16 +27,16 @@ struct PasswordSource {
     bool isGiven() const { return !file.empty() || !given.text.empty(); }
 };
 
-/// Declares --password-file and --password, which exclude each other. `whose` says which password it is:
+/// Declares --password-file and --password, which exclude each other. `whose` names the password in the help:
 /// "of the key". With a prefix ("old-") the options are --old-password-file and --old-password.
 void addPasswordOptions(CommandLine& commandLine, PasswordSource& source, std::string const& whose,
                         std::string const& prefix = "");
 
 enum class AskFor { existing, fresh };
 
-/// The password from its source. Where none is given the user is asked at the terminal, without echo; for a
-/// fresh one twice. A fresh password must not be empty. `whose` is for messages: "key.pem". Complains and
-/// gives null if it is missing; `*status` is then the exit status, that of wrong usage where nobody can
-/// be asked.
+/// Reads the password from its source. Without a source it asks at the terminal, without echo; for a new
+/// password it asks twice. A new password must not be empty. `whose` is for messages: "key.pem". On failure
+/// it complains and returns null, with the exit status in `*status`: wrong usage if there is no terminal to
+/// ask at.
 std::unique_ptr<Password> readPassword(PasswordSource const& source, AskFor kind, std::string const& whose,
                                        int* status);

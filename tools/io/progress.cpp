@@ -26,7 +26,7 @@ std::string formatSize(uint64_t bytes) {
 }
 
 void writeLine(std::string_view line) {
-    // Nothing is to be done where this fails.
+    // A failure here has no consequence.
     [[maybe_unused]] ssize_t const written = write(STDERR_FILENO, line.data(), line.size());
 }
 
@@ -48,7 +48,7 @@ void Progress::advance(uint64_t amount) {
 
 namespace {
 
-/// Writes over what is shown.
+/// Replaces the line on the screen.
 void showLine(std::string line) {
     line.resize(std::max(line.size(), width), ' ');
     writeLine('\r' + line);

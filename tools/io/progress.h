@@ -1,4 +1,4 @@
-/// A line that shows how far long work has come.
+/// A line that shows the progress of long work.
 #pragma once
 
 #include <chrono>
@@ -7,14 +7,14 @@
 #include <optional>
 #include <string>
 
-/// Bytes or other things done, on standard error: shown once work takes its time, and only when that is a
-/// terminal. The line is gone when the object is, or after `hide`: hide it before anything else is written.
+/// Shows the progress in bytes or other units on standard error, if that is a terminal and the work takes
+/// long. The destructor and `hide` remove the line; call `hide` before any other output.
 class Progress {
 public:
-    /// `total` is the number of bytes to come, when it is known.
+    /// `total` is the number of bytes to come, if known.
     explicit Progress(std::optional<uint64_t> total);
-    /// Counts what `things` names, "chains". Shows nothing where standard output is a terminal: a line for
-    /// each is there.
+    /// Counts units with the name `things`, such as "chains". Shows nothing if standard output is a terminal,
+    /// which shows a line for each unit anyway.
     explicit Progress(char const* things);
     ~Progress() { hide(); }
     Progress(Progress const&) = delete;
@@ -34,6 +34,6 @@ private:
     std::chrono::steady_clock::time_point due;
 };
 
-/// Does work of which nobody knows how long it takes, in a thread of its own, and shows for how long it has
-/// been at it, under the same conditions: "generating a key: 3 s".
+/// Does work of unknown duration in a thread of its own and shows the elapsed time under the same conditions:
+/// "generating a key: 3 s".
 void workWithClock(std::string const& what, std::function<void()> const& work);

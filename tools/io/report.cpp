@@ -12,11 +12,12 @@ namespace {
 using Json = nlohmann::ordered_json;
 using terminal::printable;
 
-/// Of the documents' form. It grows when a member changes its meaning or goes, not when one is new.
+/// The version of the documents' schema. It grows when a member is removed or changes its meaning, not when
+/// one is added.
 constexpr int version = 1;
 
 struct Document {
-    std::string command; ///< Empty where no document is expected.
+    std::string command; ///< Empty if no document is expected.
     Json members;
     bool isStarted = false;
     bool isBesideOutput = false;
@@ -31,7 +32,7 @@ Document& document() {
 
 Json startOf(std::string const& command) { return {{"version", version}, {"command", command}}; }
 
-/// Bytes that are no UTF-8 are replaced, and what is not ASCII is escaped.
+/// Replaces malformed UTF-8 and escapes non-ASCII characters.
 std::string dump(Json const& json, int indent) {
     return json.dump(indent, ' ', true, Json::error_handler_t::replace);
 }

@@ -1,6 +1,6 @@
-/// What a verb reports as JSON: one document, with its version, the command, and what was complained of. It
-/// is written as the program ends, so that nothing that goes wrong late is missing in it.
-/// share/sealkit.schema.json says what the documents of each command hold.
+/// The JSON report of a verb: one document with its version, the command, its results and its complaints. It
+/// is written when the program ends, so it includes late complaints. share/sealkit.schema.json describes the
+/// document of each command.
 #pragma once
 
 #include "io/complaint.h"
@@ -12,36 +12,36 @@
 
 namespace report {
 
-/// From now on a document is expected. `command` is the verb as it is called: "cms check".
+/// Makes the program write a document. `command` is the full verb: "cms check".
 void expectJson(std::string command);
 bool isJson();
-/// From now on none is: the verb writes lines that are documents.
+/// Cancels the document, because the verb writes one JSON document per line.
 void expectLines();
 
-/// What documents call the output that `path` names; "-" is standard output.
+/// The name of the output `path` in documents; "-" is standard output.
 std::string nameOfOutput(std::string const& path);
 
-/// The document goes to standard error, because a verb's output takes standard output.
+/// Sends the document to standard error, because the verb's output takes standard output.
 void goBesideOutput();
-/// The members of the document.
+/// Adds members to the document.
 void set(nlohmann::ordered_json members);
 
-/// Starts a document of any size at once, with one member: a list, whose elements the verb writes to standard
-/// output itself, each on a line of its own.
+/// Starts a document of any size with one member, a list. The verb writes the elements to standard output
+/// itself, each on a line.
 void startList(std::string const& name);
 
-/// One line of the many that `verify --each` writes: its members after the version and the command.
+/// One line of `verify --each`: the version, the command and `members`.
 std::string line(std::string const& command, nlohmann::ordered_json const& members);
 
-/// What the program complains of, and its notes: `note`, `badInput` and its like call these.
+/// Adds a complaint or a note. `note`, `badInput` and the like call these.
 void addProblem(Complaint const& complaint);
 void addNote(std::string const& text);
 
-/// "text" and, of a refusal, its id, sentence, place and facts, each printable.
+/// The text and, for a refusal, its id, sentence, location and facts, each printable.
 nlohmann::ordered_json describe(Complaint const& complaint);
 nlohmann::ordered_json describe(std::vector<Fact> const& facts);
 
-/// Writes the document of a program that ends with `status`. One without members says why there is no answer.
+/// Writes the document of a program that ends with `status`. Without members it says why there is no answer.
 void finish(int status);
 
 } // namespace report

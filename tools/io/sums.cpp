@@ -23,8 +23,7 @@ namespace {
 
 using Digest = std::vector<unsigned char>;
 
-// A line is about a file. Where the file's name would break the line, the line begins with a backslash and
-// the name is written with \\, \n and \r.
+// A backslash begins the line of a file whose name would break the line. The name is then escaped.
 
 bool needsEscape(std::string_view name) { return name.find_first_of("\\\n\r") != std::string_view::npos; }
 
@@ -105,7 +104,7 @@ int writeSums(std::span<std::string const> files, bool tagged, SumAlgorithm cons
 
 // Checking.
 
-/// The lines of a file, each without its end. A line longer than any name comes empty-handed: cut.
+/// Reads the lines of a file, each without its end. A line longer than any name is cut.
 class LineReader {
 public:
     explicit LineReader(InputStream& input) : input(input) {}
@@ -196,7 +195,7 @@ private:
         return line;
     }
 
-    /// "file) = digest", with any blanks around the sign.
+    /// "file) = digest", with optional blanks around the sign.
     static std::optional<SumLine> parseTagged(std::string_view line, SumAlgorithm const& algorithm,
                                               bool escaped) {
         size_t const end = line.rfind(')');
@@ -208,8 +207,8 @@ private:
         return finish(algorithm, skipBlanks(rest.substr(1)), line.substr(0, end), escaped);
     }
 
-    /// "digest  file", "digest *file", or the older "digest file". Each line is of the kind of the first: a
-    /// blank or "*" before a name would be ambiguous otherwise.
+    /// "digest  file", "digest *file", or the older "digest file". All lines are of the kind of the first,
+    /// because a blank or "*" that begins a name would be ambiguous otherwise.
     std::optional<SumLine> parsePlain(std::string_view line, bool escaped) {
         size_t const end = line.find_first_of(" \t");
         if (end == std::string_view::npos || end + 1 == line.size())
@@ -233,7 +232,7 @@ private:
     std::optional<bool> marked; ///< Whether lines have a mark between digest and name, once that is known.
 };
 
-/// What came of the lines of one file.
+/// The results of the lines of one file.
 struct Tally {
     uint64_t good = 0;
     uint64_t mismatched = 0;
@@ -264,7 +263,7 @@ public:
             if (line.empty() || line.starts_with('#'))
                 continue;
             auto const sum = parser.parse(line);
-            // The lines themselves cannot be what one of them is about.
+            // Standard input cannot hold both the lines and a file that one of them names.
             if (sum && !(path == "-" && sum->file == "-")) {
                 checkLine(*sum, tally);
                 continue;
@@ -279,7 +278,7 @@ public:
         return conclude(tally, name);
     }
 
-    /// What came of each line, for a JSON report.
+    /// The result of each line, for a JSON report.
     nlohmann::ordered_json takeVerdicts() { return std::move(verdicts); }
 
 private:
@@ -306,7 +305,7 @@ private:
             verdicts.push_back({{"file", terminal::printable(file)}, {"verdict", verdict}});
         if (options.status || report::isJson())
             return;
-        // Not for a backslash alone, as in the lines: programs know it so.
+        // Unlike in the lines, a backslash alone is not escaped here, as in coreutils.
         bool const escaped = file.find('\n') != std::string::npos;
         terminal::exactOut() << (escaped ? "\\" + escape(file) : file) << ": " << verdict << '\n'
                              << std::flush;
@@ -336,7 +335,7 @@ private:
     nlohmann::ordered_json verdicts = nlohmann::ordered_json::array();
 };
 
-/// A file that differs is the answer, even if others could not be read.
+/// A file that differs decides the status, even if others are unreadable.
 int worse(int a, int b) {
     if (a == exitNo || b == exitNo)
         return exitNo;

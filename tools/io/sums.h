@@ -1,4 +1,4 @@
-/// Lines of digests, as the sums of coreutils write and check them.
+/// Lines of digests in the format of the coreutils programs (sha256sum and others).
 #pragma once
 
 #include "sealkit/hash.h"
@@ -10,7 +10,7 @@
 
 class CommandLine;
 
-/// What is asked for: lines for files, or a check of lines.
+/// The options: write lines for files, or check lines.
 struct SumOptions {
     bool check = false;
     bool tag = false;
@@ -22,18 +22,18 @@ struct SumOptions {
     std::vector<std::string> files;
 };
 
-/// Declares them, and the files.
+/// Declares the options and the files.
 void addSumOptions(CommandLine& commandLine, SumOptions& options);
 
-/// What the help says of the lines and of the exit status.
+/// The part of the help that describes the lines and the exit status.
 extern char const sumHelp[];
 
-/// One way of digesting, and the name that lines of the kind "NAME (file) = digest" give it.
+/// A digest algorithm, and its name in lines of the kind "NAME (file) = digest".
 struct SumAlgorithm {
     std::string name;
     std::unique_ptr<Hash> hash;
 };
 
-/// Writes the lines, or checks them, and returns the exit status. `algorithms` holds at least one: the
-/// first is the one for lines that name none.
+/// Writes or checks the lines and returns the exit status. The first of `algorithms`, which must not be
+/// empty, applies to lines that name no algorithm.
 int runSums(SumOptions const& options, std::span<SumAlgorithm const> algorithms);

@@ -48,7 +48,7 @@ int PrintableBuffer::sync() { return target->pubsync(); }
 
 namespace {
 
-/// Writes to a descriptor, in large pieces. What cannot be written fails the stream.
+/// Writes to a descriptor in large pieces. A failed write sets the stream's error state.
 class DescriptorBuffer : public std::streambuf {
 public:
     explicit DescriptorBuffer(int to) : descriptor(to) { setp(buffer, buffer + sizeof buffer); }

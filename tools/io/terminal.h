@@ -1,5 +1,5 @@
-/// What the program writes: results on standard output, complaints on standard error, and never a
-/// control character that came from a file.
+/// The program's output: results on standard output and complaints on standard error, without control
+/// characters from input.
 #pragma once
 
 #include "sealkit/text.h"
@@ -13,9 +13,9 @@ namespace terminal {
 
 using ::printable;
 
-/// A stream buffer that passes whole lines on to another one, each through `printableLine`: what reaches it
-/// has been escaped already where it came from a file. The last line leaves when its end of line comes or the
-/// buffer is destroyed. Each begins with the prefix.
+/// A stream buffer that passes complete lines to another one, each with the prefix and through
+/// `printableLine`. Text from files must be escaped already. The last line leaves at its end or when the
+/// buffer is destroyed.
 class PrintableBuffer : public std::streambuf {
 public:
     explicit PrintableBuffer(std::streambuf* target, std::string prefix = "")
@@ -24,7 +24,7 @@ public:
     PrintableBuffer(PrintableBuffer const&) = delete;
     PrintableBuffer& operator=(PrintableBuffer const&) = delete;
 
-    /// Passes on what there is of the line, and after it the text as it is: never one that came from a file.
+    /// Flushes the current line, then writes the text unescaped, which must not come from a file.
     void putStyle(std::string_view sequence);
 
 protected:
@@ -40,25 +40,25 @@ private:
     std::string line;
 };
 
-/// Results. Nothing of the program writes to `std::cout` or `std::cerr`.
+/// Results. The program never writes to `std::cout` or `std::cerr`.
 std::ostream& out();
 
-/// Results that other programs compare byte by byte, names of files among them: as they are, unless
-/// standard output is a terminal, which gets them like `out`.
+/// Results that other programs compare byte by byte, such as names of files. They are unchanged, except that
+/// a terminal gets them like `out`.
 std::ostream& exactOut();
 
-/// Results of a verb whose output itself goes to standard output: to standard error.
+/// Standard error, for reports of a verb whose output goes to standard output.
 std::ostream& besideOutput();
 
 /// Complaints, notes and warnings: each line begins with "sealkit: ".
 std::ostream& err();
 
-/// How text looks from here on. Written to `out`, it has an effect where standard output is a terminal that
-/// knows colours (`TERM` is not "dumb") and the environment variable `NO_COLOR` is not set or empty.
+/// The style of the text that follows. It has an effect on `out` if standard output is a terminal with
+/// colours (`TERM` is not "dumb") and the environment variable `NO_COLOR` is unset or empty.
 enum class Style { plain, heading, title, bad };
 std::ostream& operator<<(std::ostream& stream, Style style);
 
-/// Set up once at the start of `main`, torn down at its end.
+/// Created once at the start of `main` and destroyed at its end.
 class Session {
 public:
     Session();
@@ -66,7 +66,7 @@ public:
     Session(Session const&) = delete;
     Session& operator=(Session const&) = delete;
 
-    /// Whether everything written so far has left the program.
+    /// Flushes; returns false if anything written so far has been lost.
     bool flush();
 };
 
