@@ -1,4 +1,4 @@
-/// Certificates beside the private key that they are used with.
+/// Certificates that are used with their private key.
 #pragma once
 
 #include "objects/signer.h"
@@ -8,13 +8,13 @@
 #include <optional>
 #include <string>
 
-/// The certificate of a CA, which the signer's key must belong to. Where it names key usages, `usage`, a bit
-/// of `KeyUsage`, must be among them. Complains.
+/// Reads the certificate of a CA. Complains if it is not the certificate of the signer's key, or if it names
+/// key usages without `usage`, a bit of `KeyUsage`.
 std::optional<X509Certificate> readAuthority(std::string const& path, Signer const& signer, unsigned usage);
 
-/// Whether the key is that of the certificate. Complains, with `path`.
+/// Whether the key is that of the certificate. Complains with `path` if not.
 bool isOwnKey(std::string const& path, X509Certificate const& certificate, PrivateKey const& key);
 
-/// Whether the certificate is valid now, and its key usage, where it names one, has one of the bits `usages`.
-/// Complains, with `path`; `use` says what for: "signing messages".
+/// Whether the certificate is valid now and its key usage, if any, has one of the bits `usages`. Complains
+/// with `path` if not; `use` names the purpose: "signing messages".
 bool isFitNow(std::string const& path, X509Certificate const& certificate, unsigned usages, char const* use);

@@ -13,9 +13,9 @@
 
 namespace {
 
-constexpr unsigned defaultBackdate = 5; ///< Minutes: clocks that are late take the certificate.
+constexpr unsigned defaultBackdate = 5; ///< Minutes. Clocks that are slow then accept the certificate.
 
-/// The addresses, all of them URIs. Complains; `what` says of what: "an OCSP responder".
+/// Whether all addresses are URIs. Complains if not; `what` says whose they are: "an OCSP responder".
 bool areAddresses(std::vector<std::string> const& addresses, char const* what) {
     auto const isAddress = [](std::string const& address) {
         GeneralName name;
@@ -27,7 +27,7 @@ bool areAddresses(std::vector<std::string> const& addresses, char const* what) {
     return wrong == addresses.end();
 }
 
-/// Complains.
+/// Complains on failure.
 std::optional<std::vector<unsigned char>> readOid(std::string const& text) {
     auto oid = parseOid(text);
     if (!oid.empty())

@@ -1,4 +1,4 @@
-/// What the options of the program say of a certificate that is to be made, beside its usages and its names.
+/// The options that describe a new certificate, beside its usages and its names.
 #pragma once
 
 #include "io/command_line.h"
@@ -10,14 +10,14 @@
 #include <string>
 #include <vector>
 
-/// From when to when.
+/// The start and the end of the validity.
 struct Validity {
     TimePoint notBefore, notAfter;
     bool isEndAsked = false;   ///< Whether the options say when it ends.
     bool isStartAsked = false; ///< Whether they say when it begins.
 
-    /// Sets both dates of the certificate. Where nobody asked for another one, it begins and ends with that
-    /// of its CA, which may be null, with a note where it ends earlier for that.
+    /// Sets both dates of the certificate. Dates that the options leave open are limited to those of the CA,
+    /// which may be null; an earlier end is noted.
     void apply(X509Certificate& certificate, X509Certificate const* authority) const;
 };
 
@@ -26,10 +26,9 @@ struct ValidityOptions {
     std::optional<std::uint32_t> days;
     std::optional<std::uint32_t> backdate; ///< Minutes.
 
-    /// `daysHelp` says how long without --days.
+    /// `daysHelp` describes the default of --days.
     void declare(CommandLine& commandLine, std::string const& daysHelp);
-    /// Complains and gives nothing if the options make no sense. It lasts `seconds` if they do not say how
-    /// long.
+    /// Complains and returns nothing if the options are inconsistent. `seconds` is the default duration.
     std::optional<Validity> read(std::int64_t seconds) const;
 };
 
@@ -45,10 +44,10 @@ struct ContentOptions {
     std::optional<std::uint32_t> pathLength;
 
     void declare(CommandLine& commandLine);
-    /// Adds names and extensions. Complains and returns false if one of them is malformed, or is for CAs
-    /// alone.
+    /// Adds names and extensions. Complains and returns false if one of them is malformed or reserved for
+    /// CAs.
     bool apply(X509Certificate& certificate, bool isCa) const;
-    /// The further extended key usages, as content octets. Complains and gives nothing if one is malformed.
+    /// The further extended key usages, as content octets. Complains and returns nothing if one is malformed.
     std::optional<std::vector<std::vector<unsigned char>>> readExtendedUsages() const;
 
 private:
@@ -57,7 +56,7 @@ private:
     bool applyAddresses(X509Certificate& certificate) const;
 };
 
-/// The serial number of an option, or a new one if that is empty. Complains.
+/// The serial number of an option, or a new one if that is empty. Complains on failure.
 std::optional<std::vector<unsigned char>> readNewSerialNumber(std::string const& text);
 
 inline constexpr char serialNumberHelp[] = "the serial number; by default 128 random bits";

@@ -54,7 +54,7 @@ bool loadTrusted(std::string const& path, FormRules forms, CertificateMemoryStor
 
 void noteLeftOut(std::vector<LoadRefusal> const& refused) {
     constexpr size_t maxNamed = 3;
-    // The files in the order in which they were read, and the reasons in that of their names.
+    // The files keep the order in which they were read; the reasons are sorted alphabetically.
     for (size_t i = 0; i < refused.size();) {
         std::string const& source = refused[i].path;
         size_t end = i;

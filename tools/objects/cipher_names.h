@@ -1,4 +1,4 @@
-/// The ciphers under the names that people use.
+/// The ciphers under their usual names.
 #pragma once
 
 #include "sealkit/cipher.h"
@@ -9,26 +9,26 @@
 #include <string_view>
 #include <vector>
 
-/// How a cipher treats a message, which decides what the program does around it.
+/// How a cipher treats a message.
 enum class CipherMode {
     null, ///< Any length, no key.
-    cbc,  ///< Whole blocks; padded unless that is switched off.
+    cbc,  ///< Whole blocks; padded unless padding is disabled.
     ctr,  ///< Any length.
     cfb,  ///< Any length.
-    gcm,  ///< As a whole, authenticated with one string of associated data.
-    siv,  ///< As a whole, authenticated with any number of them; not of the factory's.
+    gcm,  ///< All at once, authenticated together with one string of associated data.
+    siv,  ///< All at once, authenticated with any number of strings; not created by the cipher factory.
 };
 
 struct CipherName {
     std::string name;
     CipherMode mode;
-    CipherID id; ///< Without a meaning for SIV.
+    CipherID id; ///< Meaningless for SIV.
     std::vector<size_t> keyLengths;
-    size_t ivLength; ///< 0 where any length will do.
+    size_t ivLength; ///< 0 if any length is accepted.
 };
 
-/// The cipher of that name, in letters of either case. "aes-256-cbc" is "aes-cbc" with keys of that size
-/// alone (and "aes-256-siv" needs two of them). Nothing for an unknown name.
+/// The cipher of that name, in either case. "aes-256-cbc" is "aes-cbc" restricted to keys of that size
+/// ("aes-256-siv" needs two of them). Returns nothing for an unknown name.
 std::optional<CipherName> findCipher(std::string_view name);
 
 /// "null, des-cbc, ...".

@@ -32,12 +32,12 @@ bool isPrivateKey(InputKind kind) {
            kind == InputKind::opensshPrivateKey;
 }
 
-/// Whether it is a message that carries nothing but certificates and CRLs.
+/// Whether it is a message that holds only certificates and CRLs.
 bool isBundle(InputObject const& object) {
     return object.message && object.message->signerInfos.empty() && object.message->content.empty();
 }
 
-/// The label that the program writes an object under; null for what has none.
+/// The label that the program writes an object under; null for an object without one.
 char const* labelOf(InputObject const& object) {
     switch (object.kind) {
     case InputKind::certificate:
@@ -67,13 +67,13 @@ char const* labelOf(InputObject const& object) {
     }
 }
 
-/// Whether an object is refused here and can be brought into another frame all the same: its shape is that of
-/// its kind.
+/// Whether an object that the library refuses can still be written in another frame, because its outline is
+/// that of its kind.
 bool isWholeShape(InputObject const& object) {
     return !object.bytes.empty() && findInputKind(blobOf(object.bytes)) == object.kind;
 }
 
-/// Appends what may be secret, and wipes it.
+/// Appends bytes that may be secret, and wipes them.
 void append(SecretBytes& to, std::vector<unsigned char> bytes) {
     to.insert(to.end(), bytes.begin(), bytes.end());
     secureMemset(bytes.data(), 0, bytes.size());
@@ -90,7 +90,7 @@ void appendPem(SecretBytes& to, std::string const& label, SecretBytes const& der
     appendPem(to, label, std::vector<unsigned char>(der.begin(), der.end()));
 }
 
-/// What OpenSSL and others write before a block; every reader ignores it.
+/// The comments that OpenSSL and others write before a block; every reader ignores them.
 void appendComments(SecretBytes& to, InputObject const& object) {
     auto const write = [&to](char const* field, asn1::blob name) {
         append(to, pemComment(field, nameText(name)));
@@ -139,7 +139,7 @@ int Conversion::add(std::string const& file, SecretBytes const& bytes) {
     for (InputObject& object : found.objects) {
         std::string const source =
             file + (object.block != 0 ? ": block " + std::to_string(object.block) : std::string());
-        if (object.label == "EC PARAMETERS") // The key after them names its curve again.
+        if (object.label == "EC PARAMETERS") // The key after the parameters names the curve again.
             continue;
         if (object.trust && (object.trust->isLimited() || !object.trust->alias.empty()))
             state =
@@ -184,14 +184,14 @@ std::optional<Target> Conversion::otherForm() const {
     return std::ranges::all_of(pieces, fitsPkcs7) ? std::optional(Target::p7b) : std::nullopt;
 }
 
-/// Reads the password of the inputs once. Complains.
+/// Reads the password of the inputs once. Complains on failure.
 bool Conversion::readOwnPassword(std::string const& whose, int* status) {
     if (!ownPassword)
         ownPassword = readPassword(options.password, AskFor::existing, whose, status);
     return ownPassword != nullptr;
 }
 
-/// Reads the password of the output, which is that of the inputs unless another is asked for. Complains.
+/// Reads the password of the output, by default that of the inputs. Complains on failure.
 bool Conversion::readOutPassword(int* status) {
     if (newPassword)
         return true;
@@ -205,7 +205,7 @@ bool Conversion::readOutPassword(int* status) {
     return newPassword != nullptr;
 }
 
-/// Opens a private key, with its password if it has one. Complains; the exit status.
+/// Decrypts a private key if needed. Complains on failure. Returns the exit status.
 int Conversion::open(Piece& piece) {
     if (piece.key)
         return exitDone;
@@ -232,7 +232,7 @@ int Conversion::open(Piece& piece) {
     return exitDone;
 }
 
-/// Takes the contents out of a PKCS#12 file. Complains; the exit status.
+/// Takes the contents out of a PKCS#12 file. Complains on failure. Returns the exit status.
 int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
     Pkcs12File const file = readPkcs12(blobOf(piece.object.bytes));
     if (!file.pfx)
@@ -246,7 +246,8 @@ int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
     bool const isEncrypted = pfx.needsPassword();
     if (isEncrypted) {
         Decrypting result{exitNo, {}};
-        if (!options.password.isGiven() && !ownPassword) // Nobody is asked for what an empty one opens.
+        if (!options.password.isGiven() &&
+            !ownPassword) // If the empty password works, the user is not asked.
             result = decryptPkcs12(pfx, "", reading);
         if (result.status == exitNo) {
             int status = exitDone;
@@ -287,7 +288,8 @@ int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
     return exitDone;
 }
 
-/// Brings OpenSSH's line of a public key into the usual form. Complains; the exit status.
+/// Converts OpenSSH's line of a public key to SubjectPublicKeyInfo. Complains on failure. Returns the exit
+/// status.
 int Conversion::readOpenssh(Piece& piece) {
     std::string_view const text = textOf(piece.object.bytes);
     Refusal refusal;
@@ -302,7 +304,7 @@ int Conversion::readOpenssh(Piece& piece) {
     return exitDone;
 }
 
-/// Appends a public key in OpenSSH's form. Complains; the exit status.
+/// Appends a public key in OpenSSH's form. Complains on failure. Returns the exit status.
 int Conversion::addOpensshPublicKey(Piece const& piece, SecretBytes& output) {
     PemBlock block;
     block.whole = textOf(piece.object.bytes);
@@ -316,7 +318,7 @@ int Conversion::addOpensshPublicKey(Piece const& piece, SecretBytes& output) {
     return exitDone;
 }
 
-/// Replaces containers by what they hold. Complains; the exit status.
+/// Replaces containers by what they hold. Complains on failure. Returns the exit status.
 int Conversion::expand(Target target) {
     std::vector<Piece> expanded;
     for (Piece& piece : pieces) {
@@ -342,7 +344,7 @@ int Conversion::expand(Target target) {
     return exitDone;
 }
 
-/// Names that PKCS#12 files give have no place in the form.
+/// Reports each name from a PKCS#12 file, because the form has no place for it.
 void Conversion::leaveNamesOut(char const* form) {
     for (Piece const& piece : pieces)
         if (!piece.name.empty() && !isPrivateKey(piece.object.kind))
@@ -350,14 +352,15 @@ void Conversion::leaveNamesOut(char const* form) {
                              terminal::printable(piece.name) + "\" is left out");
 }
 
-/// Appends a private key to PEM. Complains; the exit status.
+/// Appends a private key to PEM. Complains on failure. Returns the exit status.
 int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) {
     InputObject const& object = piece.object;
     bool const isEncrypted = object.kind == InputKind::encryptedPrivateKey;
     bool const asksForPassword = options.encrypt || options.outPassword.isGiven();
     bool const isTraditional =
         object.kind == InputKind::rsaPrivateKey || object.kind == InputKind::ecPrivateKey;
-    bool const isBlock = !object.bytes.empty() && object.bytes.front() == '-'; // Encrypted, or OpenSSH's own.
+    bool const isBlock =
+        !object.bytes.empty() && object.bytes.front() == '-'; // Encrypted, or in OpenSSH's own format.
     bool const staysAsItIs =
         piece.key == nullptr && !asksForPassword && !(isEncrypted && options.unencrypted) &&
         object.kind != InputKind::opensshPrivateKey &&
@@ -400,7 +403,8 @@ int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) 
     return exitDone;
 }
 
-/// Appends an object to PEM or, of public keys, OpenSSH's lines. Complains; the exit status.
+/// Appends an object to PEM or, for OpenSSH, a public key as a line. Complains on failure. Returns the exit
+/// status.
 int Conversion::addText(Piece& piece, Target target, SecretBytes& output) {
     InputObject const& object = piece.object;
     if (isPrivateKey(object.kind))
@@ -429,7 +433,7 @@ int Conversion::makeText(Target target, SecretBytes& output) {
         if (int const result = addText(piece, target, output); result != exitDone)
             return result;
         piece.isWritten = output.size() > block;
-        if (!piece.isWritten) // A name of nothing.
+        if (!piece.isWritten) // The object of this name was not written.
             output.resize(start);
     }
     return exitDone;
@@ -446,7 +450,7 @@ int Conversion::makeDer(SecretBytes& output) {
         output = piece.object.bytes;
         return exitDone;
     }
-    // The DER of a key is that of its block.
+    // The DER of a key is the content of its PEM block.
     SecretBytes pem;
     bool const isBlock = piece.object.bytes.front() == '-';
     if (int const result = addPrivateKey(piece, isBlock ? Target::pkcs8 : Target::pem, pem);
@@ -513,7 +517,7 @@ int Conversion::makePkcs12(SecretBytes& output) {
     }
     if (pfx.keys.empty() && entries.empty())
         return badInput("there is neither a key nor a certificate to write");
-    // The certificate of each key bears the same identifier and comes first.
+    // Each key's certificate has the same identifier and comes first.
     for (size_t i = pfx.keys.size(); i-- > 0;) {
         auto const own = std::ranges::find_if(entries, [&](Entry const& entry) {
             auto const key = entry.certificate->parsePublicKey(nullptr);
@@ -529,7 +533,7 @@ int Conversion::makePkcs12(SecretBytes& output) {
         pfx.certificates.push_back(std::move(entry.certificate));
         pfx.certificateAttributes.push_back(std::move(entry.attributes));
     }
-    hasPrivateKey = true; // Also of certificates alone, as the password is tried on it.
+    hasPrivateKey = true; // Even for certificates alone, because a password can be guessed from the file.
     pfx.iterations = options.iterations.value_or(defaultKeyIterations);
     int status = exitDone;
     if (!readOutPassword(&status))

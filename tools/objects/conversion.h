@@ -1,4 +1,4 @@
-/// Objects of any files, brought into another form.
+/// Converts objects of any files to another form.
 #pragma once
 
 #include "io/password.h"
@@ -17,7 +17,7 @@
 
 class PKCS12PFX;
 
-/// The forms that objects are brought into. The last three are PEM that differs in its private keys.
+/// The target forms. The last three are PEM and differ in their private keys.
 enum class Target { pem, der, p7b, p12, pkcs8, traditional, openssh };
 
 struct ConversionOptions {
@@ -29,35 +29,37 @@ struct ConversionOptions {
     std::optional<std::uint32_t> iterations;
 };
 
-/// What was read so far, and what becomes of it. Everything that is left out is named, and makes the status
-/// that of an input that cannot be used.
+/// The objects read so far, and the output made from them. Every omission is named and sets the status to
+/// that of unusable input.
 class Conversion {
 public:
     explicit Conversion(ConversionOptions const& how) : options(how) {}
 
-    /// Adds the objects of a file. Complains; the exit status. What is left out counts in `status` alone.
+    /// Adds the objects of a file. Complains on failure. Returns the exit status; an omission only affects
+    /// `status`.
     int add(std::string const& file, SecretBytes const& bytes);
 
-    /// The form that is wanted when nobody says which; nothing if several would do.
+    /// The default target form; nothing if several would do.
     std::optional<Target> otherForm() const;
 
-    /// Makes the output. Complains; the exit status.
+    /// Makes the output. Complains on failure. Returns the exit status.
     int make(Target target, SecretBytes& output);
 
-    /// What was written, for JSON: the kind of each object and where it came from.
+    /// The kind and the source of each object that was written, for JSON.
     nlohmann::ordered_json describeWritten() const;
-    bool holdsPrivateKey() const { return hasPrivateKey; } ///< Of what was made.
+    bool holdsPrivateKey() const { return hasPrivateKey; } ///< Whether the output holds one.
     int status() const { return state; }
 
 private:
-    /// An object, or a part of one.
+    /// An object or a part of one.
     struct Piece {
         std::string source; ///< For messages: "FILE: block 2".
         InputObject object;
-        std::shared_ptr<PrivateKey> key{}; ///< Of a private key that was opened.
+        std::shared_ptr<PrivateKey> key{}; ///< The decrypted key of a private-key object.
         bool wasEncrypted = false;
-        std::string name{};                      ///< That a PKCS#12 file gives it, or the comment of OpenSSH.
-        std::vector<unsigned char> attributes{}; ///< Others of a PKCS#12 file: Java's trust is one.
+        std::string name{}; ///< From a PKCS#12 file, or the comment of OpenSSH.
+        std::vector<unsigned char>
+            attributes{}; ///< Further attributes from a PKCS#12 file, such as Java's trust.
         bool isWritten = false;
     };
 
@@ -79,9 +81,9 @@ private:
 
     ConversionOptions const& options;
     std::vector<Piece> pieces;
-    bool isPlain = true;                   ///< Whether all was PEM as this program writes it.
-    std::unique_ptr<Password> ownPassword; ///< Of the inputs, once it was needed.
-    std::unique_ptr<Password> newPassword; ///< Of the output, once it was needed.
+    bool isPlain = true;                   ///< Whether all inputs were PEM as this program writes it.
+    std::unique_ptr<Password> ownPassword; ///< Of the inputs, once needed.
+    std::unique_ptr<Password> newPassword; ///< Of the output, once needed.
     bool hasPrivateKey = false;
     int state = 0;
 };

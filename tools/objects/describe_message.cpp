@@ -17,7 +17,7 @@ using terminal::printable;
 
 std::string sizeText(size_t bytes) { return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes"); }
 
-/// The content of a message, as a length: it may be of any kind and size.
+/// The length of a message's content, which may be of any kind and size.
 std::string contentText(PKCS7SignedData const& message) {
     return message.content.empty() ? "(elsewhere)" : sizeText(message.contentOctets().size());
 }
@@ -35,7 +35,7 @@ Description describeStamp(TimeStampInfo const& info) {
     return result;
 }
 
-/// What a token within a signature states, or why it states nothing.
+/// The contents of a token within a signature, or the reason why it is unreadable.
 Description describeStamp(std::vector<unsigned char> const& token) {
     PKCS7SignedData message;
     TimeStampInfo info;
@@ -45,7 +45,7 @@ Description describeStamp(std::vector<unsigned char> const& token) {
     return {{"refused", printable(refusal.str())}};
 }
 
-/// Each attribute of a set, given by its content.
+/// Describes each attribute of a set, given by the set's content octets.
 Description attributeTexts(asn1::blob attributes) {
     auto list = Description::array();
     for (asn1::TreeWalker walker(attributes); walker.next();)
@@ -54,7 +54,7 @@ Description attributeTexts(asn1::blob attributes) {
     return list;
 }
 
-/// `message` is the one that the signer is of; null for a counter-signature, which brings no certificate.
+/// `message` is the signer's message; null for a counter-signature, which has no certificates.
 Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const* message) {
     Description result;
     PKCS7SignerForm const* const form = signer.form();
@@ -68,7 +68,7 @@ Description describeSigner(PKCS7SignerInfo const& signer, PKCS7SignedData const*
     if (form != nullptr)
         result["signatureAlgorithm"] = oidName(form->signatureAlgorithm.oid);
     if (message != nullptr) {
-        // Many signers, each looked up among many certificates, take too long.
+        // Looking up many signers among many certificates takes too long.
         constexpr size_t maxComparisons = 100'000;
         if (message->signerInfos.size() * uint64_t(message->certificates.size()) <= maxComparisons) {
             auto const certificate = message->findCertificate(signer);
@@ -137,7 +137,7 @@ Description describe(PKCS7SignedData const& message) {
 
 namespace {
 
-/// The key of a recipient, as the message names it.
+/// The recipient's key, as the message names it.
 Description describeName(PKCS7KeyTransRecipientInfo const& recipient) {
     Description entry;
     if (recipient.version == 0) {
@@ -174,7 +174,7 @@ Description describeRecipient(EnvelopedRecipient const& recipient) {
     return entry;
 }
 
-/// What the two forms of enveloped messages have in common.
+/// The members common to both forms of enveloped messages.
 template <typename Message, typename Recipients>
 Description describeEnvelope(Message const& message, Recipients const& recipients) {
     PKCS7EncryptedContentInfo const& content = message.encryptedContentInfo;

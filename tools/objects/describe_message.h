@@ -1,10 +1,10 @@
-/// Messages described for people, as description.h has it.
+/// Descriptions of messages (description.h).
 #pragma once
 
 #include "objects/description.h"
 #include "objects/message.h"
 
-/// With all that is in it: signers, certificates, lists, and what a time-stamp states.
+/// Includes signers, certificates, CRLs, and the contents of a time-stamp.
 Description describe(PKCS7SignedData const& message);
 Description describe(PKCS7EnvelopedData const& message);
 Description describe(EnvelopedMessage const& message);

@@ -22,7 +22,7 @@ namespace {
 
 using terminal::printable;
 
-/// Values longer than this are cut in the display; their length is told.
+/// Longer values are cut in the display, which then shows their length.
 constexpr size_t maxShownBytes = 64;
 
 } // namespace
@@ -35,7 +35,7 @@ std::string shortHexOf(asn1::blob bytes) {
     return str(asn1::blob(bytes.start, maxShownBytes)) + ":... (" + std::to_string(bytes.size()) + " bytes)";
 }
 
-/// Decimal as far as people read it: writing a number of a megabyte in decimal takes minutes.
+/// Decimal up to a readable size: converting a number of a megabyte to decimal takes minutes.
 std::string numberText(asn1::blob bytes) {
     constexpr size_t maxDecimalBytes = 32;
     return bytes.size() <= maxDecimalBytes ? BigNum(bytes).strDec() : shortHexOf(bytes);
@@ -50,7 +50,7 @@ void addFingerprints(Description& to, asn1::blob der) {
     to["sha1Fingerprint"] = fingerprint(HashID::SHA1, der);
 }
 
-/// A Time as it stands, where it is malformed with the reason.
+/// The text of a Time; if it is malformed, with the reason.
 std::string timeText(asn1::blob element) {
     TimePoint time;
     Refusal refusal;
@@ -61,7 +61,7 @@ std::string timeText(asn1::blob element) {
     return printable(asn1::derText(element)) + " (malformed)";
 }
 
-/// Whole days until then, rounded down.
+/// The number of whole days until the time, rounded down.
 void addDaysLeft(Description& to, asn1::blob element) {
     TimePoint time;
     constexpr std::int64_t secondsPerDay = 86'400;
@@ -74,7 +74,7 @@ void addDaysLeft(Description& to, asn1::blob element) {
 /// Whether the octets of an INTEGER are those of a negative number.
 bool isNegative(asn1::blob content) { return !content.empty() && content[0] >= 0x80; }
 
-/// A key that the library does not use, as far as it can be read.
+/// The readable parts of a key that the library does not support.
 Description describeUnusedKey(asn1::blob info, std::string problem) {
     KeyOutline key;
     Refusal refusal;
@@ -110,7 +110,7 @@ Description describeKeyOf(asn1::blob info) {
     return describeUnusedKey(info, kem.complaint.empty() ? refusal.str() : kem.complaint.text);
 }
 
-/// In front of an object: why the library refuses it, or only the platform's rules do.
+/// Puts the reason first if the library, or only the platform's rules, refuse the object.
 template <typename Object>
 void addRefusal(Description& to, asn1::blob der) {
     Refusal platform, standard;

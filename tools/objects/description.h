@@ -1,5 +1,4 @@
-/// Objects described for people: everything that stands in them, in a form that both the text and
-/// the JSON of `show` are printed from.
+/// Complete descriptions of objects, from which both the text and the JSON of `show` are made.
 #pragma once
 
 #include "objects/key_file.h"
@@ -11,10 +10,10 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-/// Keys are in camel case. Every text is printable.
+/// Keys are in camel case, and every text is printable.
 using Description = nlohmann::ordered_json;
 
-/// Stands in place of the secrets of a private key.
+/// Replaces the secrets of a private key.
 inline constexpr char secretsNotShown[] = "not shown (--secrets shows them)";
 
 Description describe(X509Certificate const& certificate);
@@ -22,23 +21,23 @@ Description describe(X509Crl const& crl);
 Description describe(X509Req const& request);
 Description describe(PublicKey const& key);
 
-/// The same of DER that the classes may refuse: the reason comes first, then all that can be read. Null if it
+/// Describes DER that the classes may refuse: the reason comes first, then all readable parts. Null if it
 /// does not even begin like such an object.
 Description describeCertificate(asn1::blob der);
 Description describeCrl(asn1::blob der);
 Description describeRequest(asn1::blob der);
 
 Description describe(KeyEncryption const& encryption);
-/// The public half, and the secrets where that is wished for.
+/// The public half, and the secrets on request.
 Description describe(PrivateKey const& key, bool withSecrets);
 
 struct Pkcs12File;
-/// What it holds as far as it is decrypted, and what it says of the rest.
+/// The contents as far as they are decrypted, and the reason for the rest.
 Description describe(Pkcs12File const& file, bool withSecrets);
 
 /// Bytes as "00:ff", or "(empty)".
 std::string hexOf(asn1::blob bytes);
-/// The same, cut where it is long; the length is told then.
+/// The same; a long value is cut and its length appended.
 std::string shortHexOf(asn1::blob bytes);
-/// The content octets of an INTEGER as a number: decimal as far as people read it.
+/// The content octets of an INTEGER as a number, decimal up to a readable size.
 std::string numberText(asn1::blob bytes);

@@ -66,7 +66,7 @@ Description accessDescriptions(std::vector<AccessDescription> const& found) {
     return list;
 }
 
-/// A number; text where it is larger than any path.
+/// A number, or text if it exceeds the length of any path.
 Description smallNumber(asn1::blob const& number) {
     constexpr size_t maxNumberBytes = 4;
     if (number.size() > maxNumberBytes)
@@ -129,7 +129,7 @@ std::vector<std::string> pointNames(CrlDistributionPoint const& point) {
     return names;
 }
 
-/// Each name of each point, with what the point says besides.
+/// Each name of each point, with the point's other members.
 Description distributionPoints(std::vector<CrlDistributionPoint> const& found) {
     std::vector<std::string> items;
     for (CrlDistributionPoint const& point : found) {
@@ -163,7 +163,7 @@ Description issuingDistributionPoint(IssuingDistributionPoint const& scope) {
     return result;
 }
 
-/// The key identifier as it is where nothing is beside it.
+/// The key identifier alone if nothing else is present.
 Description authorityKeyId(AuthorityKeyIdentifier const& found) {
     if (found.keyId && found.issuer.empty() && !found.serialNumber)
         return hexOf(*found.keyId);
@@ -234,7 +234,7 @@ Description netscapeTypes(unsigned const& bits) { return netscapeTypeNames(bits)
 Description time(TimePoint const& value) { return isoTime(value); }
 Description text(std::string const& value) { return printable(value); }
 
-/// What the value of an extension says, or its bytes and why it is malformed.
+/// The value of an extension, or its bytes and why it is malformed.
 template <typename Value, bool (*parse)(asn1::blob, Value*, Refusal*),
           Description (*describeValue)(Value const&)>
 Description describeAs(asn1::blob value) {
@@ -258,7 +258,7 @@ constexpr auto describeAccess =
 constexpr auto describeStatements = describeAs<Statements, parseStatements, statements>;
 
 constexpr struct ExtensionValue {
-    std::string_view name; ///< As `oidName` has it.
+    std::string_view name; ///< As `oidName` returns it.
     Description (*describe)(asn1::blob value);
 } extensionValues[] = {
     {"subjectKeyIdentifier", describeAs<Bytes, parseKeyIdentifier, bytes>},
@@ -317,7 +317,7 @@ Description describeNames(std::vector<GeneralName> const& names) {
 }
 
 Description describeExtensions(std::vector<X509Extension> const& extensions) {
-    // The names are different, and looking for each among those before it would take quadratic time.
+    // The names differ, and comparing each with those before it would take quadratic time.
     std::map<std::string, unsigned> occurrences;
     Description::object_t members;
     members.reserve(extensions.size());

@@ -1,4 +1,4 @@
-/// Extensions described for people, as description.h has it.
+/// Descriptions of extensions (description.h).
 #pragma once
 
 #include "objects/description.h"
@@ -7,8 +7,8 @@
 
 #include <vector>
 
-/// Every extension under its name, or its dotted form: whether it is critical, and its value. One that occurs
-/// again has its number after the name.
+/// Every extension under its name or dotted form: whether it is critical, and its value. A repeated extension
+/// has its number after the name.
 Description describeExtensions(std::vector<X509Extension> const& extensions);
 
 /// Names with their kinds.

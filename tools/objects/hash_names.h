@@ -1,4 +1,4 @@
-/// The hashes under the names that people use.
+/// The hashes under their usual names.
 #pragma once
 
 #include "sealkit/hash.h"
@@ -8,7 +8,7 @@
 
 struct HashName {
     char const* name;
-    char const* tag; ///< The name in lines that name their algorithm.
+    char const* tag; ///< The name in lines that name their algorithm, such as "SHA256 (file) = digest".
     HashID id;
 };
 
@@ -22,7 +22,7 @@ inline constexpr HashName hashNames[] = {
     {"md5-sha1", "MD5-SHA1", HashID::MD5SHA1},
 };
 
-/// The hash of that name, in letters of either case; null for an unknown name.
+/// The hash of that name, in either case; null for an unknown name.
 HashName const* findHash(std::string_view name);
 
 /// "md4, md5, ...".

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// What is strange about a certificate that is allowed all the same.
+/// Notes unusual but allowed properties of the certificate.
 void remark(X509Certificate const& certificate) {
     bool const isForServers = (certificate.extKeyUsage & ExtKeyUsage::tlsServer) != 0;
     auto const isHost = [](GeneralName const& name) {
@@ -28,7 +28,7 @@ void remark(X509Certificate const& certificate) {
         note("the platform's rules refuse this certificate: " + terminal::printable(refusal.str()));
 }
 
-/// Complains of why the standard rules refuse it.
+/// Complains that the standard rules reject the certificate, with the reason.
 int sayRefused(PathExplanation const& why, IssuerOptions const& options) {
     auto const& term = *findPathCode(why.code);
     std::string const who = why.depth == 0 ? "" : "the CA <" + terminal::printable(why.subject) + ">: ";

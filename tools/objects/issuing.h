@@ -1,4 +1,4 @@
-/// The last steps of issuing a certificate: it is signed, judged, registered and written.
+/// The last steps of issuing a certificate: sign, validate, register and write it.
 #pragma once
 
 #include "objects/object_output.h"
@@ -11,11 +11,11 @@
 #include <optional>
 #include <string>
 
-/// Who issues, as options say.
+/// The options that name the issuer.
 struct IssuerOptions {
     SignerOptions signer;
-    std::string authority; ///< The file of its certificate.
-    std::string chain;     ///< That of certificates above it.
+    std::string authority; ///< The file of the CA certificate.
+    std::string chain;     ///< The file of the certificates above it.
     std::string registerFolder;
     ObjectOutput output;
 
@@ -25,17 +25,17 @@ struct IssuerOptions {
     void declareChain(CommandLine& commandLine);
 };
 
-/// Who issues: the key, and the certificate of the CA, null for a certificate that signs itself.
+/// The issuer: its key, and the CA certificate, which is null for a self-signed certificate.
 struct Issuer {
     Signer signer;
     std::shared_ptr<X509Certificate> authority;
-    CertificateChain others; ///< Among which are those above the CA.
+    CertificateChain others; ///< May include the certificates above the CA.
 };
 
-/// Reads key and certificates; the authority is left out where the options name none. Complains and gives
-/// nothing if the CA cannot issue; `*status` is then the exit status.
+/// Reads the key and the certificates. The CA certificate is null if the options name none. If the CA cannot
+/// issue, complains, sets `*status` and returns nothing.
 std::optional<Issuer> readIssuer(IssuerOptions const& options, int* status);
 
-/// Signs the certificate, and writes it once the standard rules accept it under its CA and it is in the
-/// register, where there is one. Complains; returns the exit status.
+/// Signs the certificate, validates it under its CA by the standard rules, adds it to the register if there
+/// is one, and writes it. Complains on failure. Returns the exit status.
 int issueCertificate(X509Certificate& certificate, Issuer const& issuer, IssuerOptions const& options);

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// What `read` made of a key: whether it is read, and why not.
+/// The result of reading a key, with the reason of a failure.
 Opening openingOf(bool isRead, Refusal const& refusal) {
     if (isRead)
         return {};

@@ -10,20 +10,20 @@
 #include <string>
 #include <vector>
 
-/// Reads a secret key: the seed, the expanded key or both of them in PKCS#8, encrypted or not, PEM or DER; or
-/// the 64 bytes of the one or the 2400 of the other as they are. The key is checked. A password that it needs
-/// is asked for where none is given. Complains if it is missing. The exit status.
+/// Reads and checks a secret key: PKCS#8 with the seed, the expanded key or both, encrypted or not, in PEM or
+/// DER; or the raw 64 bytes of the seed or 2400 bytes of the expanded key. Asks for a required password that
+/// the options do not give. Complains on failure. Returns the exit status.
 int readKemKey(std::string const& path, PasswordSource const& password, MLKEMDecap& key);
 
-/// Reads a public key: SubjectPublicKeyInfo, PEM or DER, or its 1184 bytes as they are; or takes that of a
-/// certificate or of a secret key, under the same conditions.
+/// Reads a public key: SubjectPublicKeyInfo in PEM or DER, its raw 1184 bytes, or that of a certificate or
+/// secret key, under the same conditions.
 int readKemPublicKey(std::string const& path, PasswordSource const& password,
                      std::vector<unsigned char>& key);
 
-/// The PEM of the secret key that is computed from `seed`: PKCS#8 with the seed, the form that most others
-/// read. Encrypted where `password` is not null. Empty when the random source fails.
+/// The PEM of the secret key computed from `seed`: PKCS#8 with the seed, the form that most programs read.
+/// Encrypted if `password` is not null. Empty if the random source fails.
 SecretBytes encodeKemKey(std::span<unsigned char const, mlkemSeedSize> seed, std::string const* password,
                          unsigned iterations);
 
-/// The PEM of its public key: SubjectPublicKeyInfo.
+/// The public key as the PEM of a SubjectPublicKeyInfo.
 std::vector<unsigned char> encodeKemPublicKey(MLKEMDecap const& key);

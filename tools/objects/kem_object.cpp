@@ -13,7 +13,7 @@ OpenedKemKey refused(Refusal refusal) {
         return {};
     if (refusal.id == RefusalId::wrongPassword)
         return {std::nullopt, exitNo, "the password is wrong"};
-    refusal.block = 0; // The text is a single block, whose number the caller knows.
+    refusal.block = 0; // The text is a single block, whose number only the caller knows.
     return {std::nullopt, refusal.id == RefusalId::passwordRequired ? exitNo : exitBadInput, refusal};
 }
 

@@ -1,4 +1,4 @@
-// In place of kem_object.cpp where the library has no ML-KEM.
+// Replaces kem_object.cpp if the library has no ML-KEM.
 #include "objects/kem_object.h"
 
 #include <nlohmann/json.hpp>

@@ -9,7 +9,7 @@
 
 namespace {
 
-/// RFC 8018, section 4.2.
+/// The minimum of RFC 8018, section 4.2.
 constexpr unsigned minIterations = 1000;
 
 } // namespace

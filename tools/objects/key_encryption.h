@@ -6,11 +6,11 @@
 
 class CommandLine;
 
-/// Trying a password then takes tens of milliseconds on a desktop machine.
+/// One attempt at a password then takes tens of milliseconds on a desktop machine.
 inline constexpr unsigned defaultKeyIterations = 100000;
 
 /// Declares --iterations.
 void addIterations(CommandLine& commandLine, std::optional<std::uint32_t>& iterations);
 
-/// Whether a count is given that no key is written with. Complains.
+/// Whether a given count is out of range for new keys. Complains if so.
 bool areIterationsBad(std::optional<std::uint32_t> iterations);

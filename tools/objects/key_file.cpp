@@ -20,7 +20,7 @@ KeyFileOptions everyForm() {
             .forms = FormRules::standard};
 }
 
-/// What can be done about a refusal; empty where that is not known.
+/// Advice on a refusal; empty if none is known.
 std::string adviceFor(Refusal const& refusal, std::string_view text) {
     if (findInputKind(text) == InputKind::utf16)
         return "save it as UTF-8 or ASCII";
@@ -50,7 +50,7 @@ bool isPrivateKeyKind(InputKind kind) {
            kind == InputKind::rsaPrivateKey || kind == InputKind::ecPrivateKey;
 }
 
-/// The first block that `wanted` says yes to; the whole text when there are no blocks.
+/// The first block that `wanted` accepts; the whole text if there are no blocks.
 template <typename Wanted>
 std::optional<PemBlock> findBlock(std::string_view text, Wanted wanted) {
     PemReader reader(text);
@@ -69,14 +69,14 @@ std::string whyNothingFound(std::string const& path, std::string_view text, char
     return path + ": holds no " + wanted + " that can be read, only " + listPemLabels(text);
 }
 
-/// Makes the place of a refusal, which is one in the text of `block`, one in the input around it.
+/// Converts the location of a refusal from the text of `block` to the surrounding input.
 void placeWithin(PemBlock const& block, Refusal& refusal) {
     refusal.block = block.number;
     if (refusal.line != 0 && block.line != 0)
         refusal.line += block.line - 1;
 }
 
-/// The private key of a block or DER of the file `path`.
+/// The private key of a block or DER of the file `path`, with its password asked for if needed.
 std::unique_ptr<PrivateKey> openKeyAsking(PemBlock const& block, std::string const& path,
                                           PasswordSource const& source, int* status) {
     std::unique_ptr<PrivateKey> key;
@@ -118,7 +118,7 @@ std::optional<KeyEncryption> findEncryption(std::string_view text) {
 int openAsking(std::string const& path, PasswordSource const& source,
                std::function<Opening(std::string const*)> const& open) {
     std::string const none;
-    // Nobody is asked for the password of what cannot be opened, or opens with an empty one.
+    // Avoids asking for a password if the key is unreadable or its password is empty.
     Opening opened = open(source.isGiven() ? nullptr : &none);
     if (opened.status == exitNo) {
         int status = exitDone;
@@ -187,7 +187,7 @@ std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSour
         *status = badInput(whyNothingFound(path, textOf(*text), "key"));
         return nullptr;
     }
-    // The public half of a key in OpenSSH's own form is not encrypted.
+    // The public half of a key in OpenSSH's own format is not encrypted.
     bool const isOpenssh = findInputKind(block->whole) == InputKind::opensshPrivateKey;
     if (isOpenssh || (!isPrivateKeyLabel(block->label) && !isPrivateKeyKind(findInputKind(block->whole)))) {
         OpenedPublicKey opened = openPublicKey(*block);

@@ -1,4 +1,4 @@
-/// Keys in files that people have: PEM or DER, encrypted or not, alone or within a certificate or request.
+/// Reads keys from files: PEM or DER, encrypted or not, alone or within a certificate or request.
 #pragma once
 
 #include "io/exit_status.h"
@@ -16,53 +16,52 @@
 #include <string>
 #include <string_view>
 
-/// Takes the next block off the text. Its number and line count from there.
+/// Takes the next block off the text. Its number and line are relative to the start of that text.
 std::optional<PemBlock> takeBlock(std::string_view& text);
 
-/// How the private key of a PEM block or DER is encrypted; nothing when it is not.
+/// How the private key of a PEM block or DER is encrypted; nothing if it is not.
 std::optional<KeyEncryption> findEncryption(std::string_view text);
 
-/// A private key, or why it could not be read.
+/// A private key, or the reason why it could not be read.
 struct OpenedKey {
     std::unique_ptr<PrivateKey> key;
     ExitStatus status =
-        exitDone; ///< `exitNo` for a wrong or missing password, `exitBadInput` for what is no key.
+        exitDone; ///< `exitNo` for a wrong or missing password, `exitBadInput` for malformed input.
     Complaint complaint;
     RefusalId reason = RefusalId::none;
 };
 
-/// What opening something that may be encrypted came to.
+/// The result of opening an object that may be encrypted.
 struct Opening {
-    ExitStatus status = exitDone; ///< As that of `OpenedKey`.
+    ExitStatus status = exitDone; ///< As in `OpenedKey`.
     Complaint complaint;
 };
 
-/// Opens what stands in the file `path`. `open` is called with the password, null for none; that is read or
-/// asked for if nothing else opens it. Complains. The exit status.
+/// Opens the object in the file `path`. `open` takes the password, or null. The password is read or asked for
+/// only if the object does not open without one. Complains on failure. Returns the exit status.
 int openAsking(std::string const& path, PasswordSource const& source,
                std::function<Opening(std::string const* password)> const& open);
 
-/// What a person reads of a refusal of the key in `text`: the reason, and what to do about it.
+/// The complaint about a refused key in `text`: the reason and advice.
 Complaint complaintOf(Refusal const& refusal, std::string_view text);
 
-/// Reads the private key of a PEM block, or of the DER that stands in its place, also that of the traditional
-/// forms. A complaint has the number of the block, where it has one. The password is null where none was
-/// given.
+/// Reads the private key of a PEM block, or of DER, including the traditional forms. A complaint includes the
+/// block's number, if any. `password` is null if none was given.
 OpenedKey openPrivateKey(PemBlock const& block, std::string const* password);
 
-/// A public key, or why it is missing.
+/// A public key, or the reason why it is missing.
 struct OpenedPublicKey {
     std::unique_ptr<PublicKey> key;
     Complaint complaint;
     RefusalId reason = RefusalId::none;
 };
 
-/// Reads the public key of a PEM block or DER under the same conditions: of a certificate, a request or
-/// itself.
+/// Reads a public key, or that of a certificate or request, from a PEM block or DER under the same
+/// conditions.
 OpenedPublicKey openPublicKey(PemBlock const& block);
 
-/// The private key of a file, the first of them. Its password, when it has one, is asked for where none is
-/// given. Complains and gives null if it is missing; `*status` is then the exit status.
+/// The first private key of a file. Asks for a required password that the options do not give. On failure
+/// complains, returns null and sets `*status` to the exit status.
 std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSource const& password,
                                              int* status);
 
@@ -70,5 +69,5 @@ std::unique_ptr<PrivateKey> readPrivateKeyOf(std::string const& path, PasswordSo
 std::unique_ptr<PublicKey> readPublicKeyOf(std::string const& path, PasswordSource const& password,
                                            int* status);
 
-/// Whether more than one of the names is that of standard input. Complains.
+/// Whether more than one of the names is that of standard input. Complains if so.
 bool standardInputTwice(std::vector<std::string_view> const& names);

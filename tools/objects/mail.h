@@ -1,5 +1,5 @@
-/// Messages as S/MIME mail: options for writing it, and what stands between a file and what is signed or
-/// encrypted.
+/// S/MIME mail: the options for writing it, and the conversion between a file and the MIME entity that is
+/// signed or encrypted.
 #pragma once
 
 #include "io/command_line.h"
@@ -23,17 +23,17 @@ struct MailOptions {
     /// Declares --smime, --text and --header.
     void declare(CommandLine& commandLine);
 
-    /// Whether the options suit each other. Complains.
+    /// Whether the options are compatible. Complains if not.
     bool isUsable(ObjectOutput const& output) const;
 
-    /// What is signed or encrypted of a file: with --text a MIME entity of the text, otherwise the file as it
-    /// is. In mail that is clear-signed it gets CR LF line ends. Complains and gives nothing where a mail
+    /// The bytes that are signed or encrypted for a file: with --text a MIME entity of the text, otherwise
+    /// the file unchanged. Clear-signed mail gets CR LF line ends. Complains and returns nothing if a mail
     /// must hold an entity and the file is not one.
     std::optional<SecretBytes> prepare(asn1::blob contents, bool isClearSigned) const;
 
-    /// Writes the message as a mail. Complains; returns the exit status.
+    /// Writes the message as a mail. Complains on failure. Returns the exit status.
     int writeMail(OutputFile& output, asn1::blob message) const;
-    /// Writes a mail with its content beside the detached signature.
+    /// Writes a mail with the content and its detached signature.
     int writeMail(OutputFile& output, asn1::blob content, asn1::blob signature,
                   std::vector<HashID> const& hashes) const;
 
@@ -44,5 +44,5 @@ private:
 inline constexpr char takeTextHelp[] =
     "the content is a text in MIME form: write only the text, with LF\nline ends";
 
-/// The text of a MIME entity in place of the entity. Complains where it is no text; returns the exit status.
+/// Replaces a MIME entity of text by its text. Complains if it is not text. Returns the exit status.
 int takeText(std::string const& path, std::vector<unsigned char>& content);

@@ -16,7 +16,7 @@
 
 namespace {
 
-/// The verb for a message of another kind than that of the verb which refused it, by the name of its kind.
+/// The verb for a message of another kind than the one that a verb refused, by the name of that kind.
 char const* verbFor(std::string_view kind) {
     struct Row {
         MessageKind kind;
@@ -33,7 +33,7 @@ char const* verbFor(std::string_view kind) {
     return found == std::end(rows) ? "" : found->advice;
 }
 
-/// What can be done about a refusal; empty where nothing is known.
+/// Advice on a refusal; empty if none is known.
 char const* nextStepFor(Refusal const& refusal) {
     switch (refusal.id) {
     case RefusalId::unsupportedContentType:
@@ -54,7 +54,7 @@ char const* nextStepFor(Refusal const& refusal) {
     }
 }
 
-/// Whether a block of the text is labelled as a message.
+/// Whether a block of the text has the label of a message.
 bool hasMessage(std::string_view text) {
     while (auto const block = takeBlock(text))
         if (isMessageLabel(block->label))
@@ -62,7 +62,7 @@ bool hasMessage(std::string_view text) {
     return false;
 }
 
-/// Makes DER of what is BER. Other bytes are left to the readers, which say what is wrong with them.
+/// Converts BER to DER. Other bytes are left to the readers, which report what is wrong.
 void convertBer(asn1::blob bytes, std::vector<unsigned char>* to) {
     if (findInputKind(bytes) == InputKind::ber)
         asn1::berToDer(bytes, to, nullptr);
@@ -101,7 +101,7 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
         return std::nullopt;
     MessageFile file;
     file.text = std::move(*contents);
-    // Before PEM: what a mail quotes is not what the mail holds.
+    // Checked before PEM, because a mail may quote PEM that is not its content.
     if (looksLikeMail(file.text))
         return file.takeMail(path) ? std::optional(std::move(file)) : std::nullopt;
     std::string_view rest = file.text;
@@ -110,7 +110,7 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
         bool const isDecoded = pemDecode(block->body, &file.decoded) && !file.decoded.empty();
         if (isMessageLabel(block->label) && !isDecoded)
             return complain("block \"" + std::string(block->label) + "\" is malformed");
-        // Of time-stamps there is no usual label.
+        // Time-stamps have no usual label.
         if (isDecoded)
             convertBer(file.decoded, &file.decoded);
         if (isMessageLabel(block->label) ||

@@ -49,7 +49,7 @@ std::vector<Warning> warningsOf(MessageVerdict const& verdict) {
 
 std::string signerName(size_t number) { return number == 0 ? "" : "signer " + std::to_string(number) + ": "; }
 
-/// What the chain of a signer lacks, with the facts, and whether another set of rules accepts it.
+/// Adds the facts about a signer's chain that does not verify, and whether another set of rules accepts it.
 void addChainNotes(size_t number, PathVerdict const& path, std::vector<std::string>* notes) {
     PathExplanation const& explanation = path.explanation;
     auto const& text = *findPathCode(explanation.code);
@@ -76,12 +76,12 @@ std::vector<std::string> notesOf(MessageVerdict const& verdict) {
     return notes;
 }
 
-/// The key identifier that names the certificate; empty for one that is named by issuer and serial number.
+/// The subject key identifier of a signer; empty if it is named by issuer and serial number.
 asn1::blob keyIdOf(PKCS7SignerInfo const& signer) {
     return signer.form() == nullptr ? asn1::blob() : asn1::blob(signer.form()->subjectKeyId);
 }
 
-/// What JSON tells of a signer or counter-signer.
+/// The JSON of a signer or counter-signer.
 nlohmann::ordered_json describeSigner(SignerVerdict const& signer) {
     PKCS7SignerInfo const& info = *signer.info;
     nlohmann::ordered_json entry;

@@ -1,4 +1,4 @@
-/// Verdicts on signed messages, as the program reports them.
+/// Reports the verdicts on signed messages.
 #pragma once
 
 #include "objects/message.h"
@@ -11,31 +11,31 @@
 #include <string>
 #include <vector>
 
-/// The verdict on a message, with what the program adds to it.
+/// The verdict on a message, with the program's additions.
 struct MessageReport {
     MessageVerdict verdict;
-    std::string failure;            ///< Why the message fails, printable; empty when it does not.
+    std::string failure;            ///< Why the message fails, printable; empty if it is good.
     std::vector<std::string> notes; ///< Printable.
 
     explicit MessageReport(MessageVerdict found);
 
-    /// Puts a failure of the program's own into the report, unless there is one.
+    /// Adds a failure that the program itself found, unless the report has one already.
     void fail(std::string const& why);
-    /// Whether a limit kept the message from being checked.
+    /// Whether a limit prevented the check.
     bool isTooLarge() const;
 };
 
-/// Reads further certificates, from which signers and their issuers may be taken. Complains and gives nothing
-/// when one of them cannot be read. An empty path stands for none.
+/// Reads further certificates for signers and their issuers. Complains and returns nothing if one of them is
+/// unreadable. An empty path means no certificates.
 std::optional<CertificateChain> readFurtherCertificates(std::string const& path,
                                                         FormRules forms = FormRules::platform);
 
-/// Appends the certificates that the message does not have.
+/// Appends the certificates that the message lacks.
 void addCertificates(PKCS7SignedData& message, CertificateChain const& certificates);
 
-/// Writes a line for each signer to `out`, `further` lines, then "OK" or "FAILED: reason". Warnings and notes
-/// go to standard error.
+/// Writes a line for each signer to `out`, then the lines `further`, then "OK" or "FAILED: reason". Warnings
+/// and notes go to standard error.
 void printReport(MessageReport const& report, std::vector<std::string> const& further, std::ostream& out);
 
-/// The same as members of `to`.
+/// Adds the same members to `to`.
 void addReport(MessageReport const& report, nlohmann::ordered_json& to);

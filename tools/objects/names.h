@@ -1,4 +1,4 @@
-/// Names in the options of the program. Both functions complain and return nothing where the library rejects
+/// Names in the options of the program. These functions complain and return nothing if the library rejects
 /// the text.
 #pragma once
 
@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-/// The whole encoding of a Name in the form of `parseNameText` (name_text.h).
+/// The whole encoding of the Name that `parseNameText` (name_text.h) reads.
 std::optional<std::vector<unsigned char>> readSubject(std::string const& text);
 
-/// The same, in the form of `parseNameTemplate`, filled in from the whole encoding of a Name.
+/// The same for `parseNameTemplate`, filled in from the whole encoding of a Name.
 std::optional<std::vector<unsigned char>> readSubjectTemplate(std::string const& text, asn1::blob from);
 
-/// An alternative name in the form of `parseGeneralNameText` (name_text.h).
+/// The alternative name that `parseGeneralNameText` (name_text.h) reads.
 std::optional<GeneralName> readAlternativeName(std::string const& text);

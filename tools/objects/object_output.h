@@ -1,4 +1,4 @@
-/// Where an object that was made goes, and in which form.
+/// The output of a new object, and its form.
 #pragma once
 
 #include "io/command_line.h"
@@ -16,15 +16,15 @@ struct ObjectOutput {
 
     /// Declares -o, --der, --force and --json, which describes what was made.
     void declare(CommandLine& commandLine);
-    /// Opens the output, which comes before any long work. Complains; returns the exit status.
+    /// Opens the output, before any long work. Complains on failure. Returns the exit status.
     int open(OutputFile& output) const;
     /// Writes the object as PEM with this label, or as DER; returns the exit status.
     int write(OutputFile& output, std::string const& label, X509Base const& object) const;
-    /// The same of an object that is already encoded.
+    /// The same for an object that is already encoded.
     int write(OutputFile& output, std::string const& label, std::vector<unsigned char> encoded) const;
-    /// Describes an output of the verb's own in JSON, where that is asked for.
+    /// Describes an output that the verb wrote itself, if JSON is asked for.
     void describe(size_t bytes) const;
 };
 
-/// Sends the document of a verb beside its output, where that goes to standard output.
+/// Sends the JSON document to standard error if the output `path` is standard output.
 void keepReportOff(std::string const& path);

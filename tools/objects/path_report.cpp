@@ -18,7 +18,7 @@ using terminal::printable;
 
 namespace {
 
-/// The policies that a valid chain is valid for, each as `show` gives it.
+/// The policies that a chain is valid for, each formatted by `show`.
 std::vector<std::string> policiesOf(PathVerdict const& verdict, std::string (*show)(asn1::blob)) {
     std::vector<std::string> names;
     if (verdict.isValid())

@@ -1,4 +1,4 @@
-/// Verdicts on chains, as the program reports them.
+/// Reports the verdicts on chains.
 #pragma once
 
 #include "sealkit/search.h"
@@ -8,19 +8,18 @@
 #include <string>
 #include <vector>
 
-/// Writes a line for each certificate, from the leaf upward, one with the policies that the chain is valid
-/// for, if there are any, then "OK" or "FAILED n: reason", to standard output. Notes, what the reason rests
-/// on, advice unless it is empty, and warnings go to standard error.
+/// Writes to standard output a line for each certificate, from the leaf upward, a line with the chain's
+/// policies, if any, then "OK" or "FAILED n: reason". Notes, facts, advice and warnings go to standard error.
 void printReport(PathVerdict const& verdict, std::string const& advice,
                  std::vector<std::string> const& notes);
 
-/// Writes how the search went as a tree: what was looked for, what was found where, and each verdict, under a
-/// line for each set of rules.
+/// Writes the search as a tree, under a line for each set of rules: what was searched for, what was found
+/// where, and each verdict.
 void printSearch(PathVerdict const& verdict);
 
-/// The verdict with all that `printReport` says.
+/// The verdict, with everything that `printReport` writes.
 nlohmann::ordered_json describeReport(PathVerdict const& verdict, std::string const& advice,
                                       std::vector<std::string> const& notes);
 
-/// Its result alone: verdict, code, rule, rules, reason and policies.
+/// The result only: verdict, code, rule, rules, reason and policies.
 nlohmann::ordered_json describeResult(PathVerdict const& verdict);

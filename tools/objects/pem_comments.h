@@ -1,12 +1,12 @@
-/// Comments in front of PEM blocks, as OpenSSL and others write them. Every reader ignores them.
+/// Comments before PEM blocks, as OpenSSL and others write them. Every reader ignores them.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-/// A line "FIELDtext". What a terminal must not get is escaped, and so are five hyphens in a row: some
-/// readers of PEM look for those anywhere in a line.
+/// The line "FIELDtext". Control characters are escaped, and so are five hyphens in a row, because some
+/// readers of PEM search for them anywhere in a line.
 std::string pemComment(std::string_view field, std::string_view text);
 
-/// The line of a name that PKCS#12 gives; nothing for an empty one.
+/// The line with the friendly name of PKCS#12; empty if there is no name.
 std::string friendlyNameComment(std::string_view name);

@@ -9,7 +9,7 @@ namespace {
 
 using terminal::printable;
 
-/// What a file says of a certificate or key, ahead of what it is itself.
+/// Adds the attributes of a certificate or key before its own members.
 Description withAttributes(std::vector<PKCS12Attributes> const& attributes, size_t i, Description object) {
     Description result;
     if (i < attributes.size() && !attributes[i].friendlyName.empty())

@@ -37,7 +37,7 @@ Pkcs12File readPkcs12Within(std::string_view text) {
         isPem = true;
         if (block->label != pkcs12Label)
             continue;
-        std::vector<unsigned char> der; // It may hold keys that are not encrypted.
+        std::vector<unsigned char> der; // Wiped, because it may hold keys that are not encrypted.
         Pkcs12File file = pemDecode(block->body, &der)
                               ? readPkcs12(der)
                               : Pkcs12File{nullptr, getReasonText(RefusalId::pemMalformedBase64).sentence};

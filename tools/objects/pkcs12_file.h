@@ -1,4 +1,4 @@
-/// PKCS#12 files: reading and decrypting what can be read, and what people are told of the rest.
+/// Reads and decrypts PKCS#12 files, and describes the parts that cannot be read.
 #pragma once
 
 #include "objects/key_file.h"
@@ -13,50 +13,52 @@
 #include <string_view>
 #include <vector>
 
-/// The label of PKCS#12 in PEM, as GnuTLS writes it.
+/// The PEM label of PKCS#12, as GnuTLS writes it.
 inline constexpr char pkcs12Label[] = "PKCS12";
 
-/// How files are read here: DER and BER, without what cannot be read. A MAC whose file does not give its
-/// iterations has `macIterations`, or what the library and RFC 7292 take.
+/// The options that read DER and BER and skip unreadable parts. A MAC without a count of iterations has
+/// `macIterations`, or else the default of the library and RFC 7292.
 PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations = {});
 
-/// A file, or why it was not read.
+/// A file, or the reason why it was not read.
 struct Pkcs12File {
     std::unique_ptr<PKCS12PFX> pfx;
     Complaint complaint;
-    bool isDecrypted = false; ///< By its password: what is still encrypted is not under it, or unreadable.
+    bool isDecrypted = false; ///< Whether its password was right. What is still encrypted then is under
+                              ///< another one, or is unreadable.
 };
 
-/// Reads DER, or BER.
+/// Reads DER or BER.
 Pkcs12File readPkcs12(asn1::blob der);
 
-/// The same of a file: its first PEM block "PKCS12", or the file itself if it is not PEM.
+/// The same for a file: its first PEM block "PKCS12", or the whole file if it is not PEM.
 Pkcs12File readPkcs12Within(std::string_view text);
 
-/// What decrypting came to.
+/// The result of decrypting.
 struct Decrypting {
     ExitStatus status = exitDone; ///< `exitNo` for a wrong password.
     Complaint complaint;
 };
 
-/// Verifies the MAC, and decrypts what is under the password and can be.
+/// Verifies the MAC, and decrypts all parts that the password decrypts.
 Decrypting decryptPkcs12(PKCS12PFX& pfx, std::string const& password, PKCS12Options const& options);
 
-/// A refusal of what protects a file, and what can be done about it.
+/// A refusal of a file's protection, with advice.
 Complaint complaintOfPkcs12(Refusal const& refusal);
 
-/// Notes what is unusual in the form of the file that messages call `name`.
+/// Notes unusual forms in the file that messages call `name`.
 void noteForm(std::string const& name, PKCS12PFX const& pfx);
 
-/// Warns of a file that nothing vouches for, or whose signature is not checked; `check` is what does that.
+/// Warns of a file without integrity protection, or whose signature is not verified. `check` names the
+/// command that verifies it.
 void warnOfOrigin(std::string const& name, PKCS12PFX const& pfx, char const* check);
 
-/// The kinds of what the file holds and is ignored: "CRL, 1.2.3"; empty if there is nothing.
+/// The kinds of the file's contents that are ignored: "CRL, 1.2.3"; empty if nothing is ignored.
 std::string listIgnored(PKCS12PFX const& pfx);
 
-/// That a part of the file is encrypted so that anyone can break it, as `weaknessOf` says it; empty if none
-/// is.
+/// The description of a part whose encryption anyone can break, as `weaknessOf` returns it; empty if there is
+/// no such part.
 std::string findWeakness(PKCS12PFX const& pfx);
 
-/// What could not be read of the file, a sentence each, and how many parts more if there are many.
+/// A sentence for each unreadable part of the file, and the number of further ones if they are many.
 std::vector<std::string> listUnreadable(PKCS12PFX const& pfx);

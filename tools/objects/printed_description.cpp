@@ -14,7 +14,7 @@ using terminal::Style;
 
 constexpr size_t maxColumns = 80;
 
-/// Sentences where the words of the member would not do.
+/// Sentences for members whose name alone would be unclear.
 constexpr struct {
     std::string_view key;
     char const* words;
@@ -50,14 +50,14 @@ std::string scalarText(Description const& value) {
     return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
-/// In characters, of which none is wide.
+/// The width in characters. Wide characters do not occur.
 size_t columnsOf(std::string_view text) {
     return static_cast<size_t>(
         std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-/// Octets as "00:ff:...", or a number in hexadecimal, of which there are more than a digest or an identifier
-/// has: people look for those as a whole.
+/// Whether the text is octets ("00:ff:...") or a hexadecimal number longer than a digest or an identifier.
+/// Shorter ones stay on one line, so that people can search for them.
 bool isLongHex(std::string_view text) {
     constexpr size_t longestDigest = 3 * 32;
     constexpr std::string_view digits = "0123456789abcdef";
@@ -65,8 +65,8 @@ bool isLongHex(std::string_view text) {
            ((text[2] == ':' && text[5] == ':') || text.find_first_not_of(digits) == text.npos);
 }
 
-/// Writes octets from `column` on, as many to a line as fit, and returns the column where they end. On the
-/// last line there is room for what comes after.
+/// Writes octets from `column` on, as many to a line as fit, and returns the column where they end. The last
+/// line has room for `behind` more columns.
 size_t printHex(std::string_view hex, std::string const& indent, size_t column, size_t behind) {
     size_t const piece = hex[2] == ':' ? 3 : 2, carriedOver = 4 * piece;
     while (!hex.empty()) {
@@ -104,7 +104,7 @@ void printText(std::string_view text, std::string const& indent, size_t column, 
     }
     while (!text.empty()) {
         size_t end = 0, columns = column;
-        // As many words as fit, and one at least, unless octets stand before it.
+        // As many words as fit, and at least one unless octets precede it.
         while (end < text.size()) {
             size_t const blank = std::min(text.find(' ', end + 1), text.size());
             size_t const word = columnsOf(text.substr(end, blank - end));
@@ -128,7 +128,7 @@ std::string distanceText(std::int64_t seconds) {
     static constexpr struct {
         std::int64_t seconds;
         char const* name;
-        std::int64_t least; ///< Fewer are told in the next unit.
+        std::int64_t least; ///< Smaller values are shown in the next unit.
     } units[] = {{365 * 86'400, "year", 3}, {86'400, "day", 1}, {3600, "hour", 1}};
     std::int64_t const distance = seconds < 0 ? -seconds : seconds;
     std::string text;
@@ -144,7 +144,7 @@ std::string distanceText(std::int64_t seconds) {
     return seconds < 0 ? text + " ago" : "in " + text;
 }
 
-/// Whether the member is a time, as `isoTime` writes it.
+/// Whether the member is a time in the form of `isoTime`.
 bool isTime(std::string_view key) {
     static constexpr std::string_view times[] = {"notBefore",      "notAfter",      "thisUpdate",
                                                  "nextUpdate",     "time",          "signingTime",
@@ -152,14 +152,14 @@ bool isTime(std::string_view key) {
     return std::ranges::find(times, key) != std::end(times);
 }
 
-/// A value that is no list or object.
+/// The text of a value other than a list or object.
 std::string memberText(std::string const& key, Description const& value) {
     return isTime(key) && value.is_string() ? showTime(value) : scalarText(value);
 }
 
 constexpr char endless[] = "without end";
 
-/// Whether it is a time that matters now: how far away it is, and whether it is over that should not be.
+/// How far away a time is, and whether it is an end that has passed.
 struct Nearness {
     std::string text;
     bool isBad = false;
@@ -175,7 +175,7 @@ Nearness nearnessOf(std::string const& key, std::string const& value) {
     return {" (" + distanceText(left) + ")", isStart ? left > 0 : left < 0};
 }
 
-/// An entry of a CRL on a line of its own: there may be hundreds of thousands.
+/// An entry of a CRL on one line, because there may be hundreds of thousands.
 std::string revocationText(Description const& entry) {
     std::string line =
         scalarText(entry["serialNumber"]) + " since " + memberText("revocationDate", entry["revocationDate"]);
@@ -194,7 +194,7 @@ std::string revocationText(Description const& entry) {
 
 void printMembers(Description const& object, std::string const& indent);
 
-/// Items of more columns together go on lines of their own.
+/// Lists of more columns are written with one item to a line.
 constexpr size_t maxListColumns = 100;
 
 void printList(Description const& list, std::string const& indent, size_t column) {
@@ -233,7 +233,7 @@ void printList(Description const& list, std::string const& indent, size_t column
     out << '\n';
 }
 
-/// `column` is where the title ends.
+/// `column` is the end of the title.
 void printValue(std::string const& key, Description const& value, std::string const& indent, size_t column) {
     std::ostream& out = terminal::out();
     if (value.is_object()) {
@@ -262,7 +262,7 @@ void printValue(std::string const& key, Description const& value, std::string co
 }
 
 void printMember(std::string const& key, Description const& value, std::string const& indent) {
-    // An extension: its criticality stands with its name.
+    // The criticality of an extension is shown beside its name.
     bool const isExtension =
         value.is_object() && value.size() == 2 && value.contains("critical") && value.contains("value");
     bool const isCritical = isExtension && value["critical"].get<bool>();
@@ -273,7 +273,7 @@ void printMember(std::string const& key, Description const& value, std::string c
 
 void printMembers(Description const& object, std::string const& indent) {
     for (auto const& [key, value] : object.items())
-        if (key != "daysLeft") // The time says it.
+        if (key != "daysLeft") // Already part of the time.
             printMember(key, value, indent);
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Usages are those of RFC 5280, section 4.2.1.12.
+/// The usages are those of RFC 5280, section 4.2.1.12.
 struct Profile {
     std::string_view name;
     unsigned keyUsage;
@@ -56,7 +56,7 @@ std::optional<Usages> readProfiles(std::vector<std::string> const& names) {
     constexpr unsigned issuing = KeyUsage::keyCertSign | KeyUsage::crlSign;
     usages.isCa = (usages.keyUsage & KeyUsage::keyCertSign) != 0;
     usages.days = usages.isCa ? defaultCaDays : defaultDays;
-    if (usages.isCa) { // Its key signs certificates and CRLs of every purpose.
+    if (usages.isCa) { // A CA key signs certificates and CRLs for every purpose.
         usages.keyUsage = issuing;
         usages.rsaKeyUsage = 0;
         return usages;

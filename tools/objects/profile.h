@@ -1,4 +1,4 @@
-/// What a certificate is for: profiles, of which a certificate has one or several.
+/// Profiles: the purposes of a certificate, which has one or several.
 #pragma once
 
 #include "sealkit/keys.h"
@@ -8,24 +8,24 @@
 #include <string>
 #include <vector>
 
-/// The usages that profiles stand for, together.
+/// The combined usages of profiles.
 struct Usages {
     unsigned keyUsage = 0;
-    unsigned rsaKeyUsage = 0; ///< Beside it, for keys that can encrypt.
+    unsigned rsaKeyUsage = 0; ///< Additional usages for keys that can encrypt.
     unsigned extKeyUsage = 0;
     bool isCa = false;
-    bool isForTimeStamps = false; ///< And for nothing else: the extended key usage is critical.
-    bool isForOcsp = false;       ///< The responder's own certificate is not looked up.
-    unsigned days = 0;            ///< How long it is valid if nobody says.
+    bool isForTimeStamps = false; ///< For no other purpose, and the extended key usage is critical.
+    bool isForOcsp = false;       ///< Revocation of the responder's own certificate is not checked.
+    unsigned days = 0;            ///< The default validity.
 };
 
-/// The usages of the profiles of these names. Complains and gives nothing if one is unknown, or if they
+/// The usages of the profiles with these names. Complains and returns nothing if one is unknown or they
 /// exclude each other.
 std::optional<Usages> readProfiles(std::vector<std::string> const& names);
 
-/// Sets key usage, extended key usage and basic constraints. `others` are further extended key usages,
-/// content octets of object identifiers. False, with a complaint, if the public key is unknown or no key of a
-/// CA.
+/// Sets key usage, extended key usage and basic constraints. `others` are further extended key usages, as
+/// content octets of object identifiers. Complains and returns false if the public key is unknown or
+/// unsuitable for a CA.
 bool setUsages(X509Certificate& certificate, Usages const& usages,
                std::vector<std::vector<unsigned char>> const& others);
 

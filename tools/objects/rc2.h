@@ -1,4 +1,4 @@
-/// RC2, which the library does not have, for old files.
+/// RC2, which the library does not implement, for old files.
 #pragma once
 
 #include "sealkit/password_schemes.h"

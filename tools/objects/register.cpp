@@ -29,7 +29,7 @@ namespace {
 constexpr char lockName[] = "lock";
 constexpr char crlNumberName[] = "crl-number";
 constexpr std::string_view suffix = ".pem";
-/// What the user writes to the same folder has another one: it may be in the making.
+/// Distinct from the prefix of the user's own temporary files, which may be in use in the same folder.
 constexpr std::string_view temporaryPrefix = ".register-";
 constexpr std::string_view revokedLabel = "revoked: ";
 
@@ -39,7 +39,7 @@ std::string hexadecimal(asn1::blob serialNumber) {
     return toHex(std::span<unsigned char const>(serialNumber.start, serialNumber.size()));
 }
 
-/// The lines for people. Values are printable and have no end of line.
+/// The lines of a file for people. Values are printable and have no line ends.
 std::string describe(RegisteredCertificate const& entry) {
     X509Certificate const& certificate = *entry.certificate;
     std::string names;
@@ -83,7 +83,7 @@ bool writeWhole(std::string const& path, std::string_view text, OutputFile::Exis
            file.write({reinterpret_cast<unsigned char const*>(text.data()), text.size()}) && file.commit();
 }
 
-/// The text of a regular file. Complains.
+/// The text of a regular file. Complains on failure.
 std::optional<std::string> readRegular(std::string const& path) {
     struct stat status;
     if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
@@ -100,7 +100,7 @@ std::optional<Register> Register::open(std::string const& path, Missing missing)
         badInput(path + ": " + std::strerror(errno));
         return std::nullopt;
     }
-    // A pipe in its place would be waited for.
+    // Opening a pipe in the lock's place would block.
     int const flags =
         O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | (missing == Missing::create ? O_CREAT : 0);
     int const lock = ::open((path + "/" + lockName).c_str(), flags, 0666);
@@ -132,7 +132,7 @@ Register::~Register() {
         close(lockDescriptor);
 }
 
-/// Under the lock, every file that is half written was left behind by a program that was killed.
+/// Removes temporary files. While the lock is held, they can only come from a program that was killed.
 bool Register::removeLeftovers() const {
     std::error_code error;
     for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
@@ -150,7 +150,7 @@ std::string Register::fileOf(asn1::blob serialNumber) const {
 
 bool Register::has(asn1::blob serialNumber) const { return access(fileOf(serialNumber).c_str(), F_OK) == 0; }
 
-/// Sets the issuer to that of the certificates that are there, where there are any. Complains.
+/// Sets the issuer to that of the existing certificates, if any. Complains on failure.
 bool Register::readIssuer() {
     auto const files = listFiles();
     if (!files || files->empty())

@@ -1,4 +1,4 @@
-/// The register of what a CA issued: a folder of text files.
+/// The register of the certificates that a CA issued: a folder of text files.
 ///
 /// | file                 | what it holds                                                                   |
 /// | -------------------- | ------------------------------------------------------------------------------- |
@@ -6,10 +6,10 @@
 /// | `crl-number`         | the number of the last CRL that was made from the register                      |
 /// | `lock`               | empty; whoever changes the register holds a lock on it                          |
 ///
-/// SERIAL is the serial number in lowercase hexadecimal. Of the lines one counts, beside the certificate
-/// itself: "revoked: TIME [REASON]". Files are written elsewhere, brought to the disk, and given their names
-/// as a whole, so that a program that is killed leaves a register as it was before or after. A register
-/// belongs to one CA. Symbolic links, pipes and devices in it are rejected.
+/// SERIAL is the serial number in lowercase hexadecimal. Only the certificate and the line "revoked: TIME
+/// [REASON]" have an effect; the other lines are for people. Files are written under temporary names, synced
+/// and renamed, so a program that is killed leaves the register in its old or its new state. A register is
+/// for one CA. Symbolic links, pipes and devices in it are rejected.
 #pragma once
 
 #include "sealkit/crl.h"
@@ -27,36 +27,36 @@ struct RegisteredCertificate {
     std::optional<RevokedCertificate> revocation;
 };
 
-/// A folder whose lock is held for as long as the object lives. All functions complain, and then return
-/// false, nothing or the exit status.
+/// A folder that is locked while the object lives. On failure all functions complain and return false,
+/// nothing or the exit status.
 class Register {
 public:
-    /// What is done with a folder that does not exist.
+    /// What to do with a folder that does not exist.
     enum class Missing { refuse, create };
 
-    /// Opens the register and waits for its lock. Complains and gives nothing if it cannot.
+    /// Opens the register and waits for its lock. Complains and returns nothing on failure.
     static std::optional<Register> open(std::string const& path, Missing missing);
 
     Register(Register&& other) noexcept;
     Register& operator=(Register&&) = delete;
     ~Register();
 
-    /// Adds a certificate, which is on the disk then. Fails if one with its serial number is there, or one of
-    /// another issuer.
+    /// Adds a certificate and syncs it to the disk. Fails if the register has a certificate with its serial
+    /// number, or one of another issuer.
     int add(X509Certificate const& certificate);
 
-    /// All certificates, by the end of their validity. Fails if a file cannot be read: nothing is left out.
+    /// All certificates, sorted by the end of their validity. Fails if any file is unreadable.
     std::optional<std::vector<RegisteredCertificate>> readAll() const;
 
-    /// The one with this serial number (content octets).
+    /// The certificate with this serial number (content octets).
     std::optional<RegisteredCertificate> read(asn1::blob serialNumber) const;
-    /// Whether there is one.
+    /// Whether a certificate has this serial number.
     bool has(asn1::blob serialNumber) const;
 
-    /// Writes the state of a certificate that is there anew.
+    /// Rewrites the state of an existing certificate.
     int update(RegisteredCertificate const& changed);
 
-    /// Takes the next number for a CRL (content octets of an INTEGER), which is on the disk then: no other
+    /// Takes the next CRL number (content octets of an INTEGER) and syncs it to the disk, so that no other
     /// CRL gets it.
     std::optional<std::vector<unsigned char>> takeCrlNumber();
 
@@ -70,6 +70,7 @@ private:
     bool readIssuer();
 
     std::string path;
-    std::vector<unsigned char> issuer; ///< Of the certificates, a whole encoding; empty until one is added.
+    std::vector<unsigned char>
+        issuer; ///< Of all certificates, as the whole encoding; empty until one is added.
     int lockDescriptor;
 };

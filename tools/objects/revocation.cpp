@@ -34,7 +34,7 @@ std::optional<RevocationTarget> readRevocationTarget(std::string const& what, as
 }
 
 std::optional<unsigned char> readReason(std::string const& name) {
-    constexpr unsigned char removeFromCrl = 8; // For delta CRLs, which are not made here.
+    constexpr unsigned char removeFromCrl = 8; // Only for delta CRLs, which the program does not make.
     auto const code = parseCrlReason(name);
     if (code && code != removeFromCrl)
         return code;

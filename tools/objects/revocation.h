@@ -1,5 +1,4 @@
-/// What is revoked, and why, as people write it. Both functions complain and return nothing if they cannot
-/// understand it.
+/// Reads what is revoked, and why, from options. These functions complain and return nothing on failure.
 #pragma once
 
 #include "sealkit/x509.h"
@@ -9,14 +8,14 @@
 #include <string>
 #include <vector>
 
-/// What is to be revoked, or no longer.
+/// A certificate to be revoked or released.
 struct RevocationTarget {
     std::vector<unsigned char> serialNumber;
-    std::shared_ptr<X509Certificate> certificate; ///< Null where the serial number alone was given.
+    std::shared_ptr<X509Certificate> certificate; ///< Null if only the serial number was given.
 };
 
-/// Reads a serial number in hexadecimal, or the file of a certificate. Where `issuer` is not empty, the
-/// certificate must be that issuer's.
+/// Reads a serial number in hexadecimal, or the file of a certificate. If `issuer` is not empty, it must be
+/// the certificate's issuer.
 std::optional<RevocationTarget> readRevocationTarget(std::string const& what, asn1::blob issuer, int* status);
 
 /// The code of a reason.

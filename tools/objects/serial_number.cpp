@@ -33,7 +33,7 @@ std::optional<std::vector<unsigned char>> parseSerialNumber(std::string const& t
 }
 
 std::optional<std::vector<unsigned char>> crlNumberOf(BigNum const& number) {
-    constexpr unsigned maxBits = 159; // And a sign.
+    constexpr unsigned maxBits = 159; // Leaves room for the sign bit.
     return number.bits() > maxBits ? std::nullopt : std::optional(number.bin(number.bits() / 8 + 1));
 }
 

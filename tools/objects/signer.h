@@ -1,4 +1,4 @@
-/// The private key that signs, and the hash it signs with.
+/// The private key and the hash of a signature.
 #pragma once
 
 #include "objects/key_file.h"
@@ -7,18 +7,18 @@
 #include <optional>
 #include <string>
 
-/// Which key signs, with which hash.
+/// The options that choose the key and the hash.
 struct SignerOptions {
     std::string key;
     std::string algorithm;
     PasswordSource password;
 };
 
-/// Declares -k, -a and the password of the key. `keyOption` is the name of the first, "-k,--key".
+/// Declares -k, -a and the password of the key. `keyOption` holds the names of the first, "-k,--key".
 void addSignerOptions(CommandLine& commandLine, SignerOptions& options, std::string const& keyOption,
                       std::string const& keyHelp);
 
-/// The private key of the options and the hash it signs with.
+/// The private key of the options and its hash.
 struct Signer {
     std::unique_ptr<PrivateKey> key;
     HashID hash = HashID::none;

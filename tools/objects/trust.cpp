@@ -22,7 +22,7 @@ std::string defaultAuthorities() {
     return !builtIn.empty() && std::filesystem::is_directory(builtIn, error) ? builtIn : "/etc/ssl/certs";
 }
 
-/// What --rules takes, and what --strict stands for.
+/// The values of --rules, and the meaning of --strict.
 constexpr struct {
     std::string_view name;
     unsigned rules;

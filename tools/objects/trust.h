@@ -1,4 +1,4 @@
-/// What the user trusts, by which rules chains are judged, and how verdicts are shown.
+/// Trust anchors, the rules that chains are validated under, and the display of verdicts.
 #pragma once
 
 #include "io/command_line.h"
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// What is trusted, when, and by which rules, as the command line says.
+/// The options for anchors, time and rules.
 struct TrustOptions {
     std::string at;
     std::vector<std::string> authorities;
@@ -25,39 +25,39 @@ struct TrustOptions {
     /// Declares --at, --ca, --cerm, --crl, --check-crls, --rules and --strict.
     void declare(CommandLine& commandLine);
 
-    /// The files that it names, after `others`.
+    /// The files that the options name, after `others`.
     std::vector<std::string_view> inputsWith(std::vector<std::string_view> others) const;
 
-    /// Sets time, CRLs and rules in `*to`. False, and what is wrong in `*complaint`, if one of them cannot be
-    /// understood.
+    /// Sets time, CRLs and rules in `*to`. Returns false, with the reason in `*complaint`, if an option is
+    /// malformed.
     bool read(PathOptions* to, Complaint* complaint) const;
 };
 
-/// For which rules certificates and CRLs are read.
+/// The form rules for reading certificates and CRLs.
 FormRules formsFor(PathOptions const& options);
 
-/// What is trusted, and CRLs, whose signatures a search verifies.
+/// Anchors and CRLs. The search verifies the signatures of the CRLs.
 struct Trust {
     CertificateMemoryStore store;
     std::map<std::shared_ptr<X509Crl>, std::string> crlFiles; ///< The files of the user's own CRLs.
 };
 
-/// Loads what the options name. False, and why in `*complaint`, if some of it cannot be used.
+/// Loads what the options name. Returns false, with the reason in `*complaint`, if part of it is unusable.
 bool loadTrust(TrustOptions const& options, FormRules forms, Trust* trust, Complaint* complaint);
 
-/// What is to be said of CRLs that do not count, printable.
+/// Printable notes on CRLs without effect.
 struct CrlNotes {
-    std::vector<std::string> ignored; ///< Which, and why.
-    Complaint forged;                 ///< The first of the user's own whose signature does not verify.
+    std::vector<std::string> ignored; ///< Each with the reason.
+    Complaint forged;                 ///< The first of the user's own CRLs whose signature does not verify.
 };
 CrlNotes notesOn(Trust const& trust, std::vector<CrlVerdict> const& crls);
 
-/// The same, as notes of the verdict. False, and which in `*complaint`, if the signature of one of the user's
-/// own does not verify.
+/// Adds the ignored CRLs to the notes of the verdict. Returns false, with the CRL in `*complaint`, if the
+/// signature of one of the user's own does not verify.
 bool reportCrls(Trust const& trust, std::vector<CrlVerdict> const& crls, std::vector<std::string>* notes,
                 Complaint* complaint);
 
-/// Where the sets of rules disagree: "this system accepts it" or "other validators accept it". Empty where
+/// The disagreement between sets of rules: "this system accepts it" or "other validators accept it". Empty if
 /// they agree.
 std::string disagreementOf(PathVerdict const& verdict);
 

@@ -1,4 +1,4 @@
-/// Files that are encrypted with what is no longer used: reading them, and what people are told of them.
+/// Reads files under obsolete encryption, and describes its weakness.
 #pragma once
 
 #include "sealkit/password_schemes.h"
@@ -6,8 +6,8 @@
 
 #include <string>
 
-/// All that can be decrypted here: with RC2 where the program is built with a library that has it.
+/// All schemes that the program can decrypt; RC2 depends on a library at build time.
 PasswordSchemes readableSchemes();
 
-/// That anyone can break the encryption, with its name; empty if that is not so.
+/// The sentence that anyone can break the encryption, with its name; empty for other encryption.
 std::string weaknessOf(KeyEncryption const& encryption);
