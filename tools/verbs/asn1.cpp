@@ -32,9 +32,9 @@ struct Options {
     std::string file;
 };
 
-/// The bytes of one PEM block, or of the whole file.
+/// The bytes of a PEM block or of the whole file.
 struct Encoding {
-    std::string label; ///< Empty outside of PEM.
+    std::string label; ///< Empty if the input is not PEM.
     SecretBytes bytes;
 };
 
@@ -49,8 +49,7 @@ bool complain(Options const& options, Complaint const& what) {
     return false;
 }
 
-/// Hands each encoding of the input, one after the other, to `use`, which returns whether to go on.
-/// Complains.
+/// Calls `use` for each encoding of the input until it returns false. Complains on failure.
 template <typename Use>
 bool forEachEncoding(Options const& options, std::string_view text, Use use) {
     std::string_view rest = text;
@@ -116,7 +115,7 @@ Json describe(asn1::TreeElement const& element) {
     return row;
 }
 
-/// Prints the tree of one encoding. What stands in it may be large, so no more than a line is kept.
+/// Prints the tree of one encoding, a line at a time, because the encoding may be large.
 bool printTree(Options const& options, Encoding const& encoding, bool isFirst) {
     std::ostream& out = terminal::out();
     asn1::blob const bytes(encoding.bytes.data(), encoding.bytes.size());

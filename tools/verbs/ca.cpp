@@ -48,7 +48,7 @@ char const* stateOf(RegisteredCertificate const& entry, TimePoint now) {
                                                 : "valid";
 }
 
-/// Which certificates a list has.
+/// Which certificates the list shows.
 struct Wanted {
     TimePoint now;
     std::optional<TimePoint> expiringUntil;
@@ -129,7 +129,7 @@ int list(ListOptions const& options) {
     return exitDone;
 }
 
-/// The entry of WHAT, a serial number or a file, of which `*status` says why it is missing.
+/// The register's entry for WHAT, a serial number or a file. `*status` is the exit status if it is missing.
 std::optional<RegisteredCertificate> find(Register const& issued, std::string const& what, int* status) {
     auto const target = readRevocationTarget(what, {}, status);
     if (!target)
@@ -143,7 +143,7 @@ std::optional<RegisteredCertificate> find(Register const& issued, std::string co
     return entry;
 }
 
-/// Changes the state of the certificate that WHAT names by `change`, which returns the exit status.
+/// Changes the state of the certificate that WHAT names. `change` returns the exit status.
 template <typename Change>
 int changeState(RevokeOptions const& options, Change change) {
     auto issued = Register::open(options.folder, Register::Missing::refuse);
@@ -196,7 +196,7 @@ int release(RevokeOptions const& options) {
     });
 }
 
-/// Adds a certificate, unless it is there: of a run that was ended early, the rest is added.
+/// Adds a certificate unless the register has it, so that an interrupted import can be repeated.
 int addOne(Register& issued, std::shared_ptr<X509Certificate> const& certificate,
            nlohmann::ordered_json* rows) {
     RegisteredCertificate entry{certificate, std::nullopt};
@@ -251,7 +251,7 @@ void addFolder(CommandLine& commandLine, std::string& folder) {
     commandLine.text("--register", folder, "the folder of the register").valueName("DIR").required();
 }
 
-/// The register, and the certificate whose state changes.
+/// Declares the register and the certificate whose state changes.
 void addTarget(CommandLine& commandLine, RevokeOptions& options) {
     addFolder(commandLine, options.folder);
     commandLine
@@ -261,7 +261,7 @@ void addTarget(CommandLine& commandLine, RevokeOptions& options) {
     commandLine.json();
 }
 
-/// What the examples begin with: a CA, and a certificate with the serial number 1F in its register.
+/// The start of the examples: a CA with a register, and a certificate in it with the serial number 1F.
 constexpr char beginning[] =
     "Examples:\n"
     "  sealkit key new p256 -o ca.key\n"

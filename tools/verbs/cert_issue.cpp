@@ -35,7 +35,7 @@ bool hasSubject(X509Certificate const& certificate) {
     return !certificate.subject.empty() || !certificate.subject.other.empty();
 }
 
-/// Sets subject, serial number, dates and extensions. `*status` says how it failed.
+/// Sets subject, serial number, dates and extensions. `*status` is the exit status of a failure.
 bool setFields(X509Certificate& certificate, Options const& options, Usages const& usages,
                X509Certificate const* authority, int* status) {
     *status = exitWrongUsage;
@@ -85,7 +85,7 @@ int selfSign(Options const& options) {
     return issueCertificate(certificate, *issuer, options.issuer);
 }
 
-/// A line for a person of a text of any length.
+/// Shortens a text of any length to a line for people.
 std::string shortened(std::string const& text) {
     constexpr size_t maxSize = 100;
     std::string const shown = terminal::printable(text.substr(0, maxSize));
@@ -101,8 +101,8 @@ std::string listNames(std::vector<GeneralName> const& names) {
                                     : list + " and " + std::to_string(names.size() - maxNames) + " more";
 }
 
-/// Takes the subject of the request, or fills the template in from it. What it says must be what a person
-/// reads.
+/// Takes the subject of the request, or fills the template in from it. The subject must display as it is
+/// encoded.
 bool takeSubject(X509Certificate& certificate, X509Req const& request, IssueOptions const& options,
                  int* status) {
     constexpr size_t maxSubject = 4096;
@@ -130,7 +130,7 @@ bool takeSubject(X509Certificate& certificate, X509Req const& request, IssueOpti
     return true;
 }
 
-/// Takes the names of the request that the options leave to it.
+/// Takes the request's alternative names if the options accept them.
 bool takeNames(X509Certificate& certificate, X509Req const& request, IssueOptions const& options) {
     if (request.subjectAltNames.empty())
         return true;
@@ -151,7 +151,7 @@ bool takeNames(X509Certificate& certificate, X509Req const& request, IssueOption
     return true;
 }
 
-/// Takes from the request its key, its subject and, where that was asked for, its names.
+/// Takes the key, the subject and, if the options ask for them, the names of the request.
 bool takeRequest(X509Certificate& certificate, IssueOptions const& options, int* status) {
     *status = exitBadInput;
     auto const request = readVerifiedRequest(options.request, status);
@@ -196,7 +196,7 @@ int issue(IssueOptions const& options) {
     return issueCertificate(certificate, *issuer, options.issuer);
 }
 
-/// The name of a subject.
+/// Declares the option for the subject.
 Parameter addSubject(CommandLine& commandLine, Options& options) {
     return commandLine
         .text("--subject", options.subject, "\"/C=UY/O=Acme/CN=name\" or \"C=UY, O=Acme, CN=name\"")

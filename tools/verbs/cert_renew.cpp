@@ -26,8 +26,8 @@ struct Options {
     std::string serialNumber;
 };
 
-/// Whether the certificate to be renewed is what the CA issued: a forged one would become a real one.
-/// Complains.
+/// Checks that the CA issued the certificate to be renewed; otherwise a forged one would become genuine.
+/// Complains on failure.
 int checkOld(X509Certificate const& old, Issuer const& issuer, Options const& options) {
     X509Certificate const* signedBy = issuer.authority ? issuer.authority.get() : &old;
     std::optional<X509Certificate> named;
@@ -45,7 +45,7 @@ int checkOld(X509Certificate const& old, Issuer const& issuer, Options const& op
                                        : ": did not sign itself: give --ca"));
 }
 
-/// A certificate that was revoked stays so.
+/// A revoked certificate must not be renewed.
 int checkRegister(X509Certificate const& old, Options const& options) {
     if (options.issuer.registerFolder.empty())
         return exitDone;
@@ -60,7 +60,8 @@ int checkRegister(X509Certificate const& old, Options const& options) {
     return entry->revocation ? answerNo(options.old + ": is revoked") : exitDone;
 }
 
-/// The key of the new certificate, as a SubjectPublicKeyInfo: the old one, unless the options give another.
+/// The key of the new certificate, as a SubjectPublicKeyInfo: the old key, unless the options give another
+/// one.
 std::vector<unsigned char> chooseKey(X509Certificate const& old, Issuer const& issuer, Options const& options,
                                      int* status) {
     if (!issuer.authority)
@@ -75,7 +76,7 @@ std::vector<unsigned char> chooseKey(X509Certificate const& old, Issuer const& i
     return key ? encodePkcs8PublicKey(*key) : std::vector<unsigned char>();
 }
 
-/// Puts the new key in, and the identifiers that belong to it and to the authority's.
+/// Sets the public key and the key identifiers of the subject and the issuer.
 void setKeys(X509Certificate& certificate, std::vector<unsigned char> keyInfo, Issuer const& issuer) {
     bool const isNewKey = keyInfo != certificate.subjectPublicKeyInfo;
     certificate.subjectPublicKeyInfo = std::move(keyInfo);

@@ -36,16 +36,16 @@ using Bytes = std::vector<unsigned char>;
 
 size_t const tagLength = 16;
 
-/// GCM authenticates lengths as numbers of bits, in 32 bits.
+/// The library's GCM counts the lengths in bits, in 32 bits.
 uint64_t const maxGcmText = (uint64_t(1) << 29) - 1;
-/// SIV takes less than 4 GiB at a time, V included.
+/// The library's SIV takes less than 4 GiB at a time, including V.
 uint64_t const maxSivText = (uint64_t(1) << 32) - 1 - tagLength;
-/// S2V takes 127 strings, the last of them the text (RFC 5297, section 7).
+/// S2V takes 127 strings, of which the text is the last (RFC 5297, section 7).
 size_t const maxSivStrings = 126;
-/// The last 32 bits of a counter block count. After as many blocks the keystream would repeat.
+/// CTR increments the last 32 bits of the block. After this many blocks the keystream would repeat.
 uint64_t const counterPeriod = uint64_t(1) << 32;
 
-/// A job whose options make sense.
+/// A job with consistent options.
 struct Job {
     Direction direction;
     CipherName cipher;
@@ -58,9 +58,9 @@ struct Job {
     int complain(std::string const& complaint) const { return badInput(file + ": " + complaint); }
 };
 
-// Ciphers that take a message in pieces.
+// Ciphers that process a message in pieces.
 
-/// Watches the counter of CTR mode while blocks are counted.
+/// Warns if the 32-bit counter of CTR mode wraps, and limits a message to one period of it.
 class CounterWatch {
 public:
     explicit CounterWatch(Bytes const& iv) {
@@ -70,7 +70,7 @@ public:
         untilWrap = counterPeriod - word;
     }
 
-    /// The number of bytes of the message so far, or of all of it. False when it has too many.
+    /// Whether `bytes`, the length of the message so far or in total, stays within one period.
     bool allow(uint64_t bytes, Progress* progress) {
         uint64_t const blocks = bytes / 16 + (bytes % 16 != 0);
         if (blocks > untilWrap && !warned && blocks <= counterPeriod) {
@@ -90,8 +90,8 @@ private:
     bool warned = false;
 };
 
-/// How much of a decrypted last piece is the text: what PKCS #7 (RFC 5652, section 6.3) padded it with is
-/// left out. Nothing when that is not what stands there.
+/// The length of the text in a decrypted last piece, without its PKCS #7 padding (RFC 5652, section 6.3).
+/// Returns nothing if the padding is malformed.
 std::optional<size_t> lengthWithoutPadding(std::span<unsigned char const> text, size_t blockLength) {
     unsigned char const count = text.back();
     if (count == 0 || count > blockLength)
@@ -116,10 +116,10 @@ public:
         cipher->setIV(job.iv.data(), static_cast<unsigned>(job.iv.size()));
     }
 
-    /// The exit status. The output is complete, but not committed, when that is 0.
+    /// Returns the exit status. If it is 0, the output is complete, but not committed.
     int run() {
         std::optional<uint64_t> const total = input.remaining();
-        if (total) // Better now than when half of it is written.
+        if (total) // Fails before anything is written.
             if (int const status = judgeLength(*total, nullptr))
                 return status;
         Progress progress(total);
@@ -166,7 +166,7 @@ private:
         return exitDone;
     }
 
-    /// Whether the whole message may have that many bytes.
+    /// Complains if the whole message is too long. Returns the exit status.
     int judgeLength(uint64_t bytes, Progress* progress) {
         bool const mayEndAnywhere = !needsBlocks || (job.padding && job.direction == Direction::encrypt);
         if (!mayEndAnywhere && bytes % blockLength != 0)
@@ -201,9 +201,9 @@ private:
     uint64_t done = 0;
 };
 
-// Ciphers that authenticate a message as a whole: nothing is written before that has succeeded.
+// Ciphers that authenticate the message as a whole. Nothing is written until that has succeeded.
 
-/// Appends all of the input to `text` and leaves room for `behind` more bytes. Complains and returns false.
+/// Appends the whole input to `text` and leaves room for `behind` more bytes. Complains on failure.
 bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t behind, SecretBytes& text) {
     std::string const tooLong =
         "larger than the " + std::to_string(maxSize) + " bytes that " + job.cipher.name + " takes here";
@@ -267,7 +267,7 @@ int runGcm(Job const& job, InputStream& input, OutputFile& output) {
 
 int runSiv(Job const& job, InputStream& input, OutputFile& output) {
     bool const encrypts = job.direction == Direction::encrypt;
-    // V stands before the text.
+    // V precedes the text.
     SecretBytes whole(encrypts ? tagLength : 0);
     if (!readWhole(job, input, maxSivText + (encrypts ? 0 : tagLength), 0, whole))
         return exitBadInput;
@@ -287,9 +287,9 @@ int runSiv(Job const& job, InputStream& input, OutputFile& output) {
     return output.write(text) ? exitDone : exitBadInput;
 }
 
-// What is asked for.
+// The options.
 
-/// The complaint about options that do not go together; nothing if they do.
+/// The complaint about inconsistent options; nothing if they are consistent.
 std::optional<std::string> judge(Options const& options, CipherName const& cipher, Bytes const& iv) {
     bool const isGcm = cipher.mode == CipherMode::gcm, isSiv = cipher.mode == CipherMode::siv;
     if (options.iv.empty() && !isSiv)

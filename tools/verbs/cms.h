@@ -1,4 +1,4 @@
-/// The sub-verbs of "cms", and what they share.
+/// The sub-verbs of "cms", and their common functions.
 #pragma once
 
 #include "objects/object_output.h"
@@ -14,8 +14,8 @@ Work setUpCmsCertificates(CommandLine commandLine);
 Work setUpCmsEncrypt(CommandLine commandLine);
 Work setUpCmsDecrypt(CommandLine commandLine);
 
-/// Writes a message that can be read again.
+/// Writes a message, unless it is too large for the program to read again.
 int writeMessage(ObjectOutput const& options, OutputFile& output, std::vector<unsigned char> encoded);
 
-/// Whether the content type is that of plain data.
+/// Whether the content type is id-data.
 bool isData(asn1::blob contentType);

@@ -57,12 +57,12 @@ constexpr MessageCipher gcmCiphers[] = {
     {"aes-gcm", CipherID::AesGcm, 32},
 };
 
-/// What everybody opens: GCM came to other programs late, and few old ones know it. Who opens a password at
-/// all knows both.
+/// Every program decrypts CBC. GCM is newer and missing in many. Programs that support password recipients
+/// know both.
 constexpr char certificateCipher[] = "aes-256-cbc";
 constexpr char passwordCipher[] = "aes-256-gcm";
 
-/// How to encrypt. Nothing when the name is that of no cipher messages are encrypted with.
+/// The options of encryption. Returns nothing for a cipher that messages are not encrypted with.
 std::optional<EnvelopedOptions> readCipher(EncryptOptions const& options) {
     std::string const name = !options.cipher.empty()      ? str2lower(options.cipher)
                              : options.password.isGiven() ? passwordCipher
@@ -87,7 +87,7 @@ std::optional<EnvelopedOptions> readCipher(EncryptOptions const& options) {
     return how;
 }
 
-/// The certificate of a recipient. Complains.
+/// The certificate of a recipient. Complains on failure.
 std::optional<X509Certificate> readRecipient(std::string const& path, EncryptOptions const& options) {
     auto certificate = readCertificate(path);
     if (!certificate)
@@ -173,7 +173,7 @@ int encrypt(EncryptOptions const& options) {
     return options.mail.writeMail(output, message);
 }
 
-/// What decryption came to, with what the message alone tells where it failed.
+/// Complains of a failed decryption, with the reasons that the message suggests. Returns the exit status.
 int refuseDecryption(std::string const& file, Refusal const& refusal) {
     switch (refusal.id) {
     case RefusalId::undecryptable:
@@ -188,13 +188,13 @@ int refuseDecryption(std::string const& file, Refusal const& refusal) {
     }
 }
 
-/// What a message is opened with. Complains where there is nothing that opens it.
+/// The key or password that decrypts a message. Complains if both are missing.
 struct Opener {
     std::unique_ptr<PrivateKey> key;
     std::optional<X509Certificate> certificate;
-    std::unique_ptr<Password> password; ///< Of the message, where there is no key.
+    std::unique_ptr<Password> password; ///< Null if there is a key.
 
-    /// The key, and the certificate that it is used with.
+    /// Reads the key and its certificate.
     int readKey(DecryptOptions const& options) {
         int status = exitDone;
         key = readPrivateKeyOf(options.key, options.password, &status);
@@ -208,7 +208,7 @@ struct Opener {
         return certificate && isOwnKey(options.certificate, *certificate, *key) ? exitDone : exitBadInput;
     }
 
-    /// Whether the message has a recipient that this may be.
+    /// Whether the message has a recipient that may be this one.
     int find(DecryptOptions const& options, EnvelopedMessage const& message) {
         if (message.recipients.empty())
             return badInput(options.file + ": it has no recipients that can be read");
@@ -225,7 +225,7 @@ struct Opener {
         if (found.empty())
             return answerNo(options.file + ": is encrypted to others, not to this " +
                             (certificate ? "certificate" : "key"));
-        // Trying a key on each of many recipients takes long.
+        // Trying a key on each of many recipients takes too long.
         if (found.size() > maxRecipientsTried && !certificate)
             return wrongUsage(options.file + ": has many recipients: say which with --certificate");
         return exitDone;
@@ -241,7 +241,7 @@ struct Opener {
     }
 };
 
-/// What JSON tells of a message that was opened.
+/// The JSON of a decrypted message.
 void describe(DecryptOptions const& options, EnvelopedMessage const& message, size_t bytes) {
     PKCS7EncryptedContentInfo const& info = message.encryptedContentInfo;
     if (report::isJson())

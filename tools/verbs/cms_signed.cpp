@@ -22,8 +22,8 @@
 namespace {
 
 struct SignOptions {
-    std::vector<std::string> keys, certificates; ///< Of the signers, one after the other.
-    SignerOptions signer;                        ///< Its key is that of each signer in turn.
+    std::vector<std::string> keys, certificates; ///< One for each signer.
+    SignerOptions signer;                        ///< Its key is set to that of each signer in turn.
     ObjectOutput output;
     std::vector<std::string> chains;
     bool byKeyId = false;
@@ -62,12 +62,13 @@ constexpr Purpose purposes[] = {
     {"email", PathPurpose::emailProtection},
     {"code", PathPurpose::codeSigning},
     {"any", PathPurpose::any},
-    // As "verify" calls them.
+    // The same names as in "verify".
     {"email-protection", PathPurpose::emailProtection},
     {"code-signing", PathPurpose::codeSigning},
 };
 
-/// Adds the signer with this number, and its hash to those of the mail. Returns the exit status.
+/// Adds the signer with this number to the message, and its hash to those of the mail. Returns the exit
+/// status.
 int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std::vector<HashID>& hashes) {
     std::string const& keyFile = options.keys[number];
     std::string const& certificateFile = options.certificates[number];
@@ -159,7 +160,7 @@ int sign(SignOptions& options) {
     return options.mail.writeMail(output, asn1::blob(content->data(), content->size()), encoded, hashes);
 }
 
-/// Writes a bundle of all certificates and CRLs of the files.
+/// Writes one bundle of the certificates and CRLs of all files.
 int writeBundle(CertificatesOptions const& options, OutputFile& output) {
     PKCS7SignedData bundle;
     for (std::string const& path : options.files) {
@@ -181,7 +182,7 @@ int writeBundle(CertificatesOptions const& options, OutputFile& output) {
     return writeMessage(options.output, output, bundle.encode());
 }
 
-/// Writes the certificates and CRLs of messages one after the other.
+/// Writes the certificates and CRLs of messages, one after the other.
 int unpackMessages(CertificatesOptions const& options, OutputFile& output) {
     std::vector<unsigned char> text;
     auto const add = [&text](std::vector<unsigned char> const& block) {
@@ -220,7 +221,7 @@ int certificates(CertificatesOptions const& options) {
     return options.bundle ? writeBundle(options, output) : unpackMessages(options, output);
 }
 
-/// Whether a signature over another content is one over the text in its mail form.
+/// Whether the signed digest is that of the content's mail form and not that of the content itself.
 bool isOverMailForm(PKCS7SignedData const& message, asn1::blob content) {
     if (message.signerInfos.empty())
         return false;

@@ -10,7 +10,7 @@ struct Options {
     std::string shell;
 };
 
-/// What may follow a verb: its own verbs and options.
+/// A sub-verb or option of a verb.
 struct Word {
     std::string name;
     std::string help;
@@ -27,7 +27,7 @@ std::vector<Word> wordsOf(VerbOutline const& verb) {
     return words;
 }
 
-/// Calls `work` for the verb and all below it, each with its words: "sealkit cms check".
+/// Calls `work` for the verb and all its descendants, each with its full command: "sealkit cms check".
 void walk(VerbOutline const& verb, std::string const& path,
           std::function<void(VerbOutline const& verb, std::string const& path)> const& work) {
     work(verb, path);
@@ -35,14 +35,14 @@ void walk(VerbOutline const& verb, std::string const& path,
         walk(one, path + " " + one.name, work);
 }
 
-/// The help up to its first line's end or clause, without what a shell could take for its own.
+/// The first line or clause of the help, without characters that a shell interprets.
 std::string shortened(std::string const& help) {
     std::string text = help.substr(0, help.find_first_of("\n;:"));
     std::erase_if(text, [](char c) { return c == '\'' || c == '"' || c == '`' || c == '$' || c == '\\'; });
     return text;
 }
 
-/// The lines of a "case" that follows the verbs which stand on the command line.
+/// The branches of a "case" that follows the verbs on the command line.
 std::string followVerbs(VerbOutline const& program) {
     std::string patterns;
     walk(program, "sealkit", [&](VerbOutline const&, std::string const& path) {
@@ -71,7 +71,7 @@ void writeBash(VerbOutline const& program, std::ostream& out) {
         }
         out << "' ;;\n";
     });
-    // Where no verb follows, a word without a hyphen is a file or a value: the shell completes files.
+    // Without sub-verbs, a word without a hyphen is a file or a value, which the shell completes.
     out << "    esac\n"
            "    [[ $word != -* && $words == -* ]] || COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"
            "}\n"

@@ -34,7 +34,7 @@ std::string_view nameOf(Target target) {
     return std::ranges::find(targets, target, &TargetName::target)->name;
 }
 
-/// Reads every file. Complains; the exit status, which is not that of success if something is left out.
+/// Reads every file. Complains on failure. Returns the exit status, which reports omissions too.
 int readFiles(Options const& options, Conversion& conversion) {
     for (std::string const& file : options.files) {
         auto const bytes = readMessage(file);

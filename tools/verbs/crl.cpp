@@ -36,7 +36,7 @@ struct Options {
     std::optional<std::uint32_t> days;
 };
 
-/// Takes what stands before the first comma.
+/// Takes the text before the first comma.
 std::string takeField(std::string& text) {
     size_t const comma = std::min(text.find(','), text.size());
     std::string const field = text.substr(0, comma);
@@ -44,7 +44,7 @@ std::string takeField(std::string& text) {
     return field;
 }
 
-/// Entries that say the same number in other octets are the same entry.
+/// Compares serial numbers as numbers, because the octets of equal numbers may differ.
 auto findEntry(X509Crl& crl, std::vector<unsigned char> const& serialNumber) {
     BigNum const wanted{asn1::blob(serialNumber)};
     return std::ranges::find_if(crl.revoked, [&](RevokedCertificate const& entry) {
@@ -52,7 +52,7 @@ auto findEntry(X509Crl& crl, std::vector<unsigned char> const& serialNumber) {
     });
 }
 
-/// Adds WHAT[,REASON[,TIME]]; returns the exit status.
+/// Adds WHAT[,REASON[,TIME]]. Returns the exit status.
 int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
     std::string const what = takeField(text), reason = takeField(text), time = text;
     int status = exitDone;
@@ -78,14 +78,14 @@ int revoke(X509Crl& crl, std::string text, X509Certificate const& authority) {
     if (before == crl.revoked.end())
         crl.revoked.push_back(entry);
     else if (before->reasonCode == certificateHold) {
-        entry.serialNumber = before->serialNumber; // In the octets that its other extensions are found by.
+        entry.serialNumber = before->serialNumber; // The entry's other extensions are found by these octets.
         *before = entry;
     } else
         return wrongUsage("\"" + what + "\" is already revoked");
     return exitDone;
 }
 
-/// Removes an entry that is on hold; returns the exit status.
+/// Removes an entry that is on hold. Returns the exit status.
 int release(X509Crl& crl, std::string const& what, X509Certificate const& authority) {
     int status = exitDone;
     auto const target = readRevocationTarget(what, authority.subjectBytes(), &status);
@@ -98,7 +98,7 @@ int release(X509Crl& crl, std::string const& what, X509Certificate const& author
     return exitDone;
 }
 
-/// Reads the list to be continued, which must be the authority's. Complains; returns the exit status.
+/// Reads the previous CRL, which the CA must have issued. Complains on failure. Returns the exit status.
 int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& authority,
                  PublicKey const& key) {
     auto const text = readInput(path);
@@ -114,7 +114,7 @@ int readPrevious(X509Crl& crl, std::string const& path, X509Certificate const& a
     return exitDone;
 }
 
-/// Takes the entries and the next number of a register. Complains; returns the exit status.
+/// Takes the entries and the next CRL number of a register. Complains on failure. Returns the exit status.
 int readRegister(X509Crl& crl, Register& issued, std::string const& folder,
                  X509Certificate const& authority) {
     auto const all = issued.readAll();
@@ -192,7 +192,7 @@ int makeCrl(Options const& options) {
     OutputFile output;
     if (status = options.output.open(output); status != exitDone)
         return status;
-    // Locked until the CRL is written: an older one never replaces it.
+    // Locked until the CRL is written, so that an older CRL never replaces a newer one.
     std::string const& folder = options.registerFolder;
     auto issued = folder.empty() ? std::nullopt : Register::open(folder, Register::Missing::refuse);
     if (!issued && !folder.empty())

@@ -17,7 +17,7 @@ int hash(Options const& options) {
     std::vector<SumAlgorithm> algorithms;
     HashName const& wanted = *findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
     algorithms.push_back({wanted.tag, createHash(wanted.id)});
-    // Lines may name any algorithm unless one is asked for.
+    // Without an option, lines may name any algorithm.
     if (options.algorithm.empty())
         for (HashName const& other : hashNames)
             if (other.id != wanted.id)

@@ -1,4 +1,4 @@
-// In place of kem_work.cpp where the library has no ML-KEM.
+// Replaces kem_work.cpp if the library has no ML-KEM.
 #include "verbs/kem_work.h"
 
 #include "verbs/verb.h"

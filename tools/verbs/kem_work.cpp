@@ -18,14 +18,14 @@ constexpr size_t ciphertextSize = 1088;
 
 constexpr mode_t secretMode = 0600, publicMode = 0666;
 
-/// Writes a file whole. Complains and returns false.
+/// Writes a whole file. Complains on failure.
 bool writeFile(std::string const& path, mode_t mode, bool force, std::span<unsigned char const> bytes) {
     OutputFile file;
     return file.open(path, mode, force ? OutputFile::Existing::replace : OutputFile::Existing::keep) &&
            file.write(bytes) && file.commit();
 }
 
-/// Whether a file could be written now. Complains.
+/// Whether a file can be written. Complains if not.
 bool canWrite(std::string const& path, bool force) {
     OutputFile file;
     return file.open(path, secretMode, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
@@ -36,7 +36,7 @@ std::filesystem::path resolve(std::string const& path) {
     return std::filesystem::weakly_canonical(std::filesystem::absolute(path, failed), failed);
 }
 
-/// Whether both name standard output or one file, however they say it and whether or not it is there.
+/// Whether both paths name standard output or the same file, which may not exist yet.
 bool isSamePlace(std::string const& one, std::string const& other) {
     return one == other || (one != "-" && other != "-" && resolve(one) == resolve(other));
 }
@@ -57,7 +57,7 @@ int makeKemKey(KemOptions const& options) {
         return wrongUsage("--iterations is for encrypted keys: give --encrypt or --password-file");
     if (areIterationsBad(options.iterations))
         return exitWrongUsage;
-    // Nobody is asked for a password that would not be used.
+    // Fails before a password is asked for.
     if (!canWrite(options.output, options.force))
         return exitBadInput;
     int status = exitDone;
@@ -104,7 +104,7 @@ int encapsulate(KemOptions const& options) {
     auto const ciphertext = sender.encap(publicKey);
     if (ciphertext.empty())
         return badInput("the random source failed");
-    // The one is of no use without the other.
+    // Fails before either file is written, because one is useless without the other.
     if (!canWrite(options.output, options.force) || !canWrite(options.ciphertext, options.force) ||
         !writeFile(options.ciphertext, publicMode, options.force, ciphertext))
         return exitBadInput;

@@ -1,4 +1,4 @@
-/// What the verb kem does, apart from its command line.
+/// The work of the verb kem.
 #pragma once
 
 #include "io/password.h"
@@ -9,10 +9,10 @@
 
 struct KemOptions {
     std::string key = "-";
-    PasswordSource password; ///< Of the key, read or made.
-    bool encrypt = false;    ///< Of `new`, as the next.
+    PasswordSource password; ///< Of the key that is read or made.
+    bool encrypt = false;    ///< This and the next are options of `new`.
     std::optional<std::uint32_t> iterations;
-    std::string ciphertext; ///< In of `decap`, out of `encap`.
+    std::string ciphertext; ///< The input of `decap`, the output of `encap`.
     std::string output;     ///< The shared secret, or the key.
     bool force = false;
 };

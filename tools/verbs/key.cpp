@@ -24,7 +24,7 @@ namespace {
 
 constexpr unsigned defaultRsaBits = 3072, minRsaBits = 2048, maxRsaBits = 8192;
 
-/// The forms of a key that --to names.
+/// The forms that --to names.
 enum class Form { pkcs8, der, traditional, openssh };
 
 struct Options {
@@ -53,7 +53,7 @@ struct KeyName {
     Curve curve = Curve{};
 };
 
-/// Lowercase and without punctuation, as `findKeyName` compares them.
+/// In lowercase and without punctuation, as `findKeyName` compares them.
 constexpr KeyName keyNames[] = {
     {"rsa", KeyType::RSA},
     {"p192", KeyType::EC, Curve::p192},
@@ -72,11 +72,11 @@ constexpr KeyName keyNames[] = {
     {"x25519", KeyType::X25519},
 };
 
-/// What TYPE says.
+/// The parsed TYPE.
 struct KeyWish {
     KeyType type;
     Curve curve;
-    std::optional<unsigned> bits; ///< Of "rsa-4096".
+    std::optional<unsigned> bits; ///< From a name such as "rsa-4096".
 };
 
 std::optional<KeyWish> parseType(std::string_view text) {
@@ -89,7 +89,7 @@ std::optional<KeyWish> parseType(std::string_view text) {
         name.resize(3);
     }
     std::erase(name, '-');
-    if (name.starts_with("nistp")) // SSH's names
+    if (name.starts_with("nistp")) // A name of SSH.
         name.erase(0, 4);
     auto const row = std::ranges::find(keyNames, name, &KeyName::name);
     if (row == std::end(keyNames))
@@ -97,7 +97,7 @@ std::optional<KeyWish> parseType(std::string_view text) {
     return KeyWish{row->type, row->curve, bits};
 }
 
-/// A new key; null when the random source fails.
+/// A new key; null if the random source fails.
 std::unique_ptr<PrivateKey> generate(KeyWish const& wish, unsigned bits) {
     Rng& rng = getDefaultRng();
     auto const made = [&rng]<typename K>(std::unique_ptr<K> key) -> std::unique_ptr<PrivateKey> {
@@ -133,7 +133,7 @@ bool openOutput(OutputFile& output, Options const& options, mode_t mode) {
                        options.force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
 }
 
-/// Writes the PEM of a key and ends the output. The bytes are wiped.
+/// Writes the PEM of a key and commits the output. The bytes are wiped.
 int writePem(OutputFile& output, std::string const& label, std::vector<unsigned char> der) {
     std::vector<unsigned char> pem = encodePemType(label, der);
     secureMemset(der.data(), 0, der.size());
@@ -154,7 +154,7 @@ int writePrivateKey(OutputFile& output, PrivateKey const& key, Password const* p
     return writePem(output, "ENCRYPTED PRIVATE KEY", std::move(der));
 }
 
-/// Describes what was written, for JSON; returns the status.
+/// Describes the output for JSON; returns the status.
 int describeWritten(int status, Options const& options, char const* object, PublicKey const& key) {
     if (status != exitDone || !report::isJson())
         return status;
@@ -170,7 +170,7 @@ int describeWritten(int status, Options const& options, char const* object, Priv
     return describeWritten(status, options, object, *key.publicKey());
 }
 
-/// What --to says. Complains.
+/// The form that --to names. Complains on failure.
 std::optional<Form> formOf(Options const& options) {
     constexpr struct {
         std::string_view name;
@@ -197,7 +197,7 @@ std::optional<Form> formOf(Options const& options) {
     return row->form;
 }
 
-/// Writes a key in a form that its kind may not have, and ends the output. The bytes are wiped.
+/// Writes a key in a form that its type may lack, and commits the output. The bytes are wiped.
 int writeForm(OutputFile& output, std::vector<unsigned char> bytes, std::string const& form) {
     if (bytes.empty())
         return badInput("keys of this kind have no form \"" + form + "\"");
@@ -237,7 +237,7 @@ int writePrivateForm(OutputFile& output, PrivateKey const& key, Form form, Optio
     return writePrivateKey(output, key, nullptr, 0);
 }
 
-/// How messages call what is written.
+/// The name of the output in messages.
 std::string nameOfOutput(Options const& options) {
     return options.output.empty() || options.output == "-" ? "the key" : options.output;
 }

@@ -28,9 +28,9 @@
 
 namespace {
 
-/// Trying a password then takes tens of milliseconds on a desktop machine.
+/// One attempt at a password then takes tens of milliseconds on a desktop machine.
 constexpr unsigned defaultIterations = 100000;
-/// RFC 8018, section 4.2.
+/// The minimum of RFC 8018, section 4.2.
 constexpr unsigned minIterations = 1000;
 
 struct ExportOptions {
@@ -74,18 +74,18 @@ bool openOutput(OutputFile& output, std::string const& path, mode_t mode, bool f
     return output.open(path, mode, force ? OutputFile::Existing::replace : OutputFile::Existing::keep);
 }
 
-/// How messages call a file.
+/// The name of a file in messages.
 std::string nameOf(std::string const& path, char const* otherwise) {
     return path.empty() || path == "-" ? otherwise : path;
 }
 
-/// The empty password where the user wants that, otherwise as `readPassword`.
+/// The empty password if the options ask for it, otherwise that of `readPassword`.
 std::unique_ptr<Password> readPasswordOr(bool isEmpty, PasswordSource const& source, AskFor kind,
                                          std::string const& whose, int* status) {
     return isEmpty ? std::make_unique<Password>() : readPassword(source, kind, whose, status);
 }
 
-/// Whether there are two passwords for one file. Complains.
+/// Whether the options give one file two passwords. Complains if so.
 bool passwordTwice(bool isEmpty, PasswordSource const& source) {
     if (!isEmpty || !source.isGiven())
         return false;
@@ -93,7 +93,7 @@ bool passwordTwice(bool isEmpty, PasswordSource const& source) {
     return true;
 }
 
-/// Certificates without copies, in the order of their coming.
+/// Certificates without duplicates, in the order in which they were added.
 class DistinctCertificates {
 public:
     void add(std::shared_ptr<X509Certificate> const& certificate) {
@@ -117,7 +117,7 @@ bool isOfKey(X509Certificate const& certificate, PrivateKey const& key) {
     return own && own->equals(key);
 }
 
-/// The certificates that lead up from the leaf, trusted or not.
+/// The certificates above the leaf, trusted or not.
 CertificateChain findChain(std::shared_ptr<X509Certificate> const& leaf, CertificateChain const& candidates) {
     CertificateMemoryStore const nothing;
     PathSearch search(nothing);
@@ -127,8 +127,8 @@ CertificateChain findChain(std::shared_ptr<X509Certificate> const& leaf, Certifi
     return search.find(leaf, options).chain;
 }
 
-/// The certificate of the first key, those that lead up from it, those of the other keys, the rest as they
-/// came.
+/// The certificate of the first key and its chain, then those of the other keys, then the rest in the order
+/// of the file.
 CertificateChain inOrder(PKCS12PFX const& pfx) {
     std::map<std::vector<unsigned char>, std::shared_ptr<X509Certificate>> byKey;
     for (auto const& certificate : pfx.certificates)
@@ -153,7 +153,7 @@ CertificateChain inOrder(PKCS12PFX const& pfx) {
     return std::move(ordered.inOrder);
 }
 
-/// Takes from the command line how the file is to be protected. Complains.
+/// Reads the options for the file's protection. Complains on failure.
 bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
     auto const wrong = [](std::string const& complaint) {
         wrongUsage(complaint);
@@ -181,7 +181,7 @@ bool readProtection(ExportOptions const& options, PKCS12PFX& pfx) {
     return true;
 }
 
-/// Reads the keys. Complains.
+/// Reads the keys. Complains on failure.
 bool readKeys(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
     for (std::string const& path : options.keys) {
         std::shared_ptr<PrivateKey> key = readPrivateKeyOf(path, options.keyPassword, status);
@@ -192,7 +192,7 @@ bool readKeys(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
     return true;
 }
 
-/// Whether each key has a certificate among those that are given for the keys. Complains.
+/// Whether each key has its certificate among `own`. Complains if not.
 bool haveCertificates(ExportOptions const& options, PKCS12PFX const& pfx, CertificateChain const& own) {
     for (size_t i = 0; i < pfx.keys.size(); ++i) {
         auto const isItsCertificate = [&](auto const& certificate) {
@@ -211,7 +211,7 @@ bool haveCertificates(ExportOptions const& options, PKCS12PFX const& pfx, Certif
     return true;
 }
 
-/// Reads the keys and the certificates, that of the first key first. Complains.
+/// Reads the keys and the certificates, starting with that of the first key. Complains on failure.
 bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
     *status = exitBadInput;
     if (!readKeys(options, pfx, status))
@@ -238,13 +238,13 @@ bool readContents(ExportOptions const& options, PKCS12PFX& pfx, int* status) {
     return true;
 }
 
-/// The name that a trust store shows a certificate under, if none is given: Java takes no entry without one.
+/// The default name of a certificate in a trust store. Java rejects entries without a name.
 std::string defaultName(X509Certificate const& certificate, size_t index) {
     return certificate.subject.commonName.empty() ? "certificate " + std::to_string(index + 1)
                                                   : certificate.subject.commonName;
 }
 
-/// Gives names to the certificates of a trust store, which Java takes for trusted. Complains.
+/// Names the certificates of a trust store and marks them as trusted for Java. Complains on failure.
 bool nameTrusted(ExportOptions const& options, PKCS12PFX& pfx) {
     pfx.certificateAttributes.resize(pfx.certificates.size());
     if (options.names.size() > pfx.certificates.size()) {
@@ -256,7 +256,7 @@ bool nameTrusted(ExportOptions const& options, PKCS12PFX& pfx) {
         PKCS12Attributes& attributes = pfx.certificateAttributes[i];
         std::string const name =
             i < options.names.size() ? options.names[i] : defaultName(*pfx.certificates[i], i);
-        // Java keeps one entry of each name, in either case.
+        // Java keeps only one entry of each name, ignoring case.
         attributes.friendlyName = name;
         for (unsigned copy = 2; !names.insert(str2lower(attributes.friendlyName)).second; ++copy)
             attributes.friendlyName = name + " " + std::to_string(copy);
@@ -265,7 +265,7 @@ bool nameTrusted(ExportOptions const& options, PKCS12PFX& pfx) {
     return true;
 }
 
-/// Gives names to the keys and to their certificates, and links both. Complains.
+/// Names the keys and their certificates, and links them. Complains on failure.
 bool nameKeys(ExportOptions const& options, PKCS12PFX& pfx) {
     if (options.names.size() > std::max<size_t>(pfx.keys.size(), 1)) {
         wrongUsage("there are more names than keys");
@@ -284,7 +284,7 @@ bool nameKeys(ExportOptions const& options, PKCS12PFX& pfx) {
     return true;
 }
 
-/// Reports what was written, as a reader finds it.
+/// Reads the output back and reports its contents.
 void reportExport(ExportOptions const& options, asn1::blob made, std::string const& password) {
     Pkcs12File file = readPkcs12(made);
     file.isDecrypted = decryptPkcs12(*file.pfx, password, pkcs12Options()).status == exitDone;
@@ -331,7 +331,8 @@ int exportFile(ExportOptions const& options) {
     return exitDone;
 }
 
-/// Checks a signature, and says what vouches for the file. Complains.
+/// Verifies a signature if there is one, and reports how the file's integrity is protected. Complains on
+/// failure.
 int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
     if (options.authorities.empty()) {
         warnOfOrigin(options.file, pfx, "--ca FILE");
@@ -350,7 +351,7 @@ int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
     return answerNo(options.file + ": its signature is not valid: " + reason);
 }
 
-/// Decrypts the contents that are encrypted to a certificate. Complains.
+/// Decrypts the contents that are encrypted to a certificate. Complains on failure.
 int decryptEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
     if (options.recipient.empty())
         return badInput(options.file +
@@ -368,7 +369,7 @@ int decryptEnveloped(PKCS12PFX& pfx, ImportOptions const& options) {
     return exitDone;
 }
 
-/// Reads a file and decrypts what it can; null after a complaint.
+/// Reads a file and decrypts all parts that it can. Complains and returns null on failure.
 std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status) {
     auto const text = readSecretInput(options.file);
     if (!text) {
@@ -425,14 +426,14 @@ std::unique_ptr<PKCS12PFX> decryptFile(ImportOptions const& options, int* status
     return std::move(file.pfx);
 }
 
-/// Writes PEM, which is wiped. Complains.
+/// Writes PEM and wipes it. Complains on failure.
 bool writePem(OutputFile& output, std::vector<unsigned char> pem) {
     bool const written = !pem.empty() ? output.write(pem) : (badInput("a key cannot be written"), false);
     secureMemset(pem.data(), 0, pem.size());
     return written;
 }
 
-/// The name of an object by its position; empty where it has none.
+/// The name of the object at a position; empty if it has none.
 std::string_view nameAt(std::vector<PKCS12Attributes> const& attributes, size_t at) {
     return at < attributes.size() ? std::string_view(attributes[at].friendlyName) : std::string_view();
 }

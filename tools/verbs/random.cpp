@@ -22,10 +22,10 @@ struct Options {
     bool force = false;
 };
 
-/// A multiple of 3: base64 is padded at its end alone.
+/// A multiple of 3, so that base64 is padded only at its end.
 size_t const randomPiece = 3 << 14;
 
-/// A number of bytes; K, M or G after it multiplies it by 2^10, 2^20 or 2^30.
+/// Reads a number of bytes. K, M or G after it multiplies it by 2^10, 2^20 or 2^30.
 std::optional<uint64_t> parseCount(std::string_view text) {
     unsigned shift = 0;
     size_t const suffix =
@@ -40,7 +40,7 @@ std::optional<uint64_t> parseCount(std::string_view text) {
     return *number << shift;
 }
 
-/// A piece in the form that is asked for.
+/// Encodes a piece in the form of the options.
 SecretBytes encode(SecretBytes const& bytes, Options const& options) {
     if (options.base64) {
         std::string text = kp::base64Encode(bytes);

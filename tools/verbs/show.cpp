@@ -32,7 +32,7 @@ struct Options {
     std::vector<std::string> files;
 };
 
-/// A private key, in one of two ways, or of one that stays closed its encryption alone.
+/// A private key in one of two representations, or only the encryption of a key that was not decrypted.
 struct PrivateKeyFound {
     std::unique_ptr<PrivateKey> key;
     std::optional<KemKey> kemKey;
@@ -43,7 +43,7 @@ struct EcParameters {
     std::string curve;
 };
 
-/// What the library refuses, or has no object for: what can be read of it.
+/// The readable parts of an object that the library refuses or does not represent.
 struct Described {
     Description description;
 };
@@ -57,22 +57,22 @@ using Object = std::variant<std::monostate, X509Certificate, X509Crl, X509Req, s
                             KemKey, PrivateKeyFound, EcParameters, PKCS7SignedData, EnvelopedMessage,
                             TimeStampRequest, ResponseFound, Pkcs12File, Described>;
 
-/// An object, or why it is missing.
+/// An object, or the reason why it is missing.
 struct Found {
     Object object;
     int status = exitBadInput;
-    Complaint complaint;                   ///< Beside an object, what is wrong with it all the same.
-    std::vector<std::string> unreadable{}; ///< What could not be read of an object that is there.
+    Complaint complaint;                   ///< If there is an object, a problem with it.
+    std::vector<std::string> unreadable{}; ///< The unreadable parts of an object.
 
     Found(Object found = {}) : object(std::move(found)) {}
     explicit operator bool() const { return object.index() != 0; }
 };
 
-/// Whether it is a kind of object, which may be damaged.
+/// Whether it is a kind of object; the object itself may be malformed.
 bool isKnown(InputKind kind) { return kind > InputKind::pem && kind <= InputKind::timeStampResponse; }
 
-/// A certificate, CRL or request. Where the library refuses it, what can be read of it, and the reason; where
-/// only the platform's rules do, without a complaint.
+/// Reads a certificate, CRL or request. If the library refuses it, the result is its readable parts and the
+/// reason. If only the platform's rules refuse it, there is no complaint.
 template <typename T>
 Found parseAs(asn1::blob der, InputKind kind, Description (*describeOutline)(asn1::blob)) {
     T object;
@@ -99,7 +99,7 @@ Found readCertificateAs(asn1::blob der) {
 Found readCrlAs(asn1::blob der) { return parseAs<X509Crl>(der, InputKind::crl, describeCrl); }
 Found readRequestAs(asn1::blob der) { return parseAs<X509Req>(der, InputKind::request, describeRequest); }
 
-/// A certificate with what OpenSSL adds to one that it trusts: purposes and names, after it.
+/// Reads OpenSSL's trusted certificate, which has trusted purposes and names after the certificate.
 Found readTrustedCertificate(asn1::blob der) {
     asn1::blob const certificate = asn1::findElement(der, 0);
     asn1::blob const trust(certificate.finish, der.finish);
@@ -113,7 +113,7 @@ Found readTrustedCertificate(asn1::blob der) {
     return found;
 }
 
-/// Whether a key of an unknown algorithm may be one of ML-KEM, for which OpenSSH has no form.
+/// Whether a key of an unknown algorithm may be an ML-KEM key, for which OpenSSH has no form.
 bool mayBeKemKey(std::string_view text) {
     InputKind const kind = findInputKind(text);
     return kind != InputKind::opensshPrivateKey && kind != InputKind::opensshPublicKey;
@@ -135,7 +135,7 @@ Found readPublicKeyAs(std::string_view text) {
     return nothing;
 }
 
-/// `password` is null when none was given.
+/// `password` is null if none was given.
 Found readPrivateKeyAs(std::string_view text, Password const* password) {
     auto encryption = findEncryption(text);
     if (encryption && !password)
@@ -157,7 +157,7 @@ Found readPrivateKeyAs(std::string_view text, Password const* password) {
     return nothing;
 }
 
-/// The curve that is named before an EC key, which names it again (RFC 5480, section 2.1.1).
+/// The curve that precedes an EC key, which names it again (RFC 5480, section 2.1.1).
 Found readEcParameters(asn1::blob der) {
     Refusal refusal;
     Curve const curve = parseEcParameters(der, &refusal);
@@ -213,7 +213,7 @@ Found readMessage(MessageKind kind, asn1::blob der) {
     return found;
 }
 
-/// Decrypted if a password is given.
+/// Decrypts the file if a password is given.
 Found readPkcs12As(asn1::blob der, Password const* password) {
     Pkcs12File file = readPkcs12(der);
     Found found;
@@ -231,7 +231,7 @@ Found readPkcs12As(asn1::blob der, Password const* password) {
     return found;
 }
 
-/// A block with a label that is not known.
+/// Refuses a block with an unknown label.
 Found refuseLabel(InputKind kind) {
     Found nothing;
     nothing.complaint = isKnown(kind) ? std::string(getInputKindName(kind)) + " under an unsupported label"
@@ -241,7 +241,7 @@ Found refuseLabel(InputKind kind) {
     return nothing;
 }
 
-/// The object of one PEM block.
+/// Reads the object of one PEM block.
 Found readBlock(PemBlock const& block, Password const* password) {
     if (isPrivateKeyLabel(block.label))
         return readPrivateKeyAs(block.whole, password);
@@ -275,12 +275,12 @@ Found readBlock(PemBlock const& block, Password const* password) {
         return readRequestAs(der);
     if (block.label == pkcs12Label)
         return readPkcs12As(der, password);
-    MessageKind const kind = getMessageKind(der); // Of time-stamps there is no usual label.
+    MessageKind const kind = getMessageKind(der); // Time-stamps have no usual label.
     return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der)
                                                                     : refuseLabel(findInputKind(der));
 }
 
-/// What is said of a file in which there is no object, and what can be done about it.
+/// The complaint about a file without objects, with advice.
 Complaint whyNothing(InputKind kind, std::string_view text) {
     Refusal refusal;
     switch (kind) {
@@ -333,7 +333,7 @@ Found readDer(std::string_view der, Password const* password) {
     return nothing;
 }
 
-/// The library dumps names as they are; here nothing in them may end a line or steer a terminal.
+/// The library's dump writes names unescaped. Here they must not end a line or contain control characters.
 void makePrintable(std::string& text) { text = printable(text); }
 
 void makePrintable(DistinguishedName& name) {
@@ -366,7 +366,7 @@ void makePrintable(X509Req& request) {
         makePrintable(name);
 }
 
-/// In names of signers, which are kept encoded.
+/// Escapes the encoded names of signers.
 void makePrintable(PKCS7SignedData& message);
 
 void makePrintable(PKCS7SignerInfo& signer) {
@@ -403,13 +403,13 @@ void dump(Object object) {
             } else if constexpr (std::is_same_v<T, PrivateKeyFound>) {
                 value.key->dump(terminal::out());
             } else if constexpr (std::is_same_v<T, EcParameters>) {
-                // The dump of the key says which curve it is.
+                // The dump of the key includes the curve.
             } else if constexpr (std::is_same_v<T, ResponseFound>) {
                 makePrintable(value.response);
                 value.response.dump(terminal::out());
             } else if constexpr (std::is_same_v<T, EnvelopedMessage> || std::is_same_v<T, KemKey> ||
                                  std::is_same_v<T, Described>) {
-                // The library has no dump of them.
+                // The library cannot dump them.
             } else if constexpr (std::is_same_v<T, Pkcs12File>) {
                 if (value.pfx->signedData)
                     makePrintable(*value.pfx->signedData);
@@ -466,7 +466,7 @@ Description describeObject(Object const& object, bool withSecrets) {
         object);
 }
 
-/// Why the library's dump of an object is not written; empty when it is.
+/// Why the library's dump of an object is not written; empty if it is.
 std::string whyNoDump(Object const& object, bool withSecrets) {
     if (std::holds_alternative<EnvelopedMessage>(object))
         return "the library has no dump of enveloped messages: omit --dump";
@@ -482,17 +482,17 @@ std::string whyNoDump(Object const& object, bool withSecrets) {
     return found->key ? "" : "the private key is encrypted: give --password-file";
 }
 
-/// A malformed label may reach to the next dashes.
+/// A malformed label may extend to the next dashes.
 std::string firstLine(std::string_view label) { return std::string(label.substr(0, label.find('\n'))); }
 
 bool isKeyLabel(std::string_view label) {
     return label.ends_with("PRIVATE KEY") || label.ends_with("PUBLIC KEY");
 }
 
-/// Shows the files, and keeps what the JSON is made of.
+/// Shows the files and collects the JSON.
 class Display {
 public:
-    /// `password` is null when none was given.
+    /// `password` is null if none was given.
     Display(Options const& wanted, Password const* given) : options(wanted), password(given) {}
 
     int status = exitDone;
@@ -534,7 +534,7 @@ private:
         status = why;
     }
 
-    /// `name` is that of the block, for complaints.
+    /// `name` is that of the block, for messages.
     void present(Found found, std::string const& name) {
         if (!found || !found.complaint.empty())
             complain(name + found.complaint, found.status);

@@ -38,15 +38,15 @@ struct CheckOptions : Options {
     std::string signature;
 };
 
-/// What a signature is made of: of an Ed25519 key the message, of others its digest.
+/// The input of a signature: the message for Ed25519, its digest for other keys.
 struct Signed {
-    HashID hash = HashID::none; ///< None for a message.
+    HashID hash = HashID::none; ///< `none` for a message.
     SecretBytes bytes;
 
     operator asn1::blob() const { return {bytes.data(), bytes.size()}; }
 };
 
-/// Reads the file. Complains.
+/// Reads the file. Complains on failure.
 std::optional<Signed> readSigned(Options const& options, PublicKey const& key, int* status) {
     *status = exitBadInput;
     if (key.keyType() == KeyType::X25519) {
@@ -74,7 +74,7 @@ std::optional<Signed> readSigned(Options const& options, PublicKey const& key, i
     return Signed{hash, SecretBytes(result.digest.begin(), result.digest.end())};
 }
 
-/// Complaints that need no file.
+/// Checks the options before any file is read. Complains if they are wrong.
 bool isUsageWrong(Options const& options, std::initializer_list<std::string_view> inputs) {
     if (!options.algorithm.empty() && !findHash(options.algorithm)) {
         wrongUsage("\"" + options.algorithm + "\" is not a hash; the choices are " + listHashes());

@@ -46,7 +46,7 @@ std::string recordName(Options const& options, int32_t id) {
 
 int noRecord(Options const& options) { return answerNo("there is no " + recordName(options, *options.id)); }
 
-// Writing fields as "12=bool:true", the form in which they are set.
+// Writing fields in the form in which they are set: "12=bool:true".
 
 std::string valueText(bool value) { return value ? "true" : "false"; }
 std::string valueText(uint32_t value) { return formatHex(value); }
@@ -54,7 +54,7 @@ std::string valueText(std::string const& value) { return printableLine(value); }
 std::string valueText(message::Raw const& value) { return toHex(value); }
 
 void print(message::Field const& field) {
-    // The platform's ids are small decimal numbers, those of its applications large hexadecimal ones.
+    // The platform's ids are small decimal numbers; those of applications are large hexadecimal ones.
     std::string const id = field.id < 0x10000 ? std::to_string(field.id) : formatHex(field.id);
     auto const entry =
         std::find_if(std::begin(typeNames), std::end(typeNames),
@@ -74,7 +74,7 @@ void print(message::Field const& field) {
         field.value);
 }
 
-/// The value as JSON has it: bytes in hexadecimal, texts printable.
+/// The value in JSON: bytes in hexadecimal, texts printable.
 nlohmann::ordered_json describe(message::Field const& field) {
     auto const entry = std::ranges::find(typeNames, field.type(), &TypeName::type);
     nlohmann::ordered_json described{{"id", field.id}, {"type", entry->name}};
@@ -95,7 +95,7 @@ nlohmann::ordered_json describe(message::Field const& field) {
     return described;
 }
 
-// Reading them.
+// Reading fields.
 
 bool setBool(message& record, uint32_t id, std::string const& text) {
     if (text != "true" && text != "false")
@@ -119,8 +119,8 @@ bool setRaw(message& record, uint32_t id, std::string const& text) {
     return true;
 }
 
-/// Sets what the arguments say; the strings of one array may come in several. False, with the argument
-/// that makes no sense in `*bad`.
+/// Sets the fields of the arguments; the strings of one array may come in several. Returns false, with the
+/// malformed argument in `*bad`, on failure.
 bool setFields(message& record, std::vector<std::string> const& arguments, std::string* bad) {
     std::map<uint32_t, message::Strings> arrays;
     for (std::string const& argument : arguments) {
@@ -242,7 +242,7 @@ int remove(kp::Store& store, Options const& options) {
 
 using WorkOnStore = int (*)(kp::Store& store, Options const& options);
 
-/// The work of a verb, on the store that the options name.
+/// The work of a verb on the store of the options.
 Work onStore(std::shared_ptr<Options> const& options, WorkOnStore work) {
     return [options, work] {
         kp::Store store(options->store);

@@ -51,14 +51,14 @@ int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_
 }
 
 int add(kp::Store& store, Options const& options) {
-    // All is read before anything is added: a bad file leaves the store as it was.
+    // Everything is read before anything is added, so a malformed file leaves the store unchanged.
     std::vector<std::shared_ptr<X509Certificate>> certificates;
     for (std::string const& file : options.files) {
         auto const text = readInput(file);
         if (!text)
             return exitBadInput;
         std::vector<Refusal> refusals;
-        CertificateMemoryStore read; // It takes no certificate that must not be trusted for everything.
+        CertificateMemoryStore read; // Refuses certificates whose trust settings restrict or deny trust.
         read.loadCertificates(*text, &refusals);
         if (!refusals.empty())
             return badInput(file + ": " + complaintOf(read.certs, refusals) + " Nothing was added.");

@@ -51,7 +51,7 @@ struct CheckOptions {
     std::string reply;
 };
 
-/// The content octets of a positive INTEGER of 64 random bits, which keeps every authority happy.
+/// The content octets of a positive INTEGER of 64 random bits, which every TSA accepts.
 std::vector<unsigned char> makeNonce() {
     std::vector<unsigned char> nonce(8);
     do
@@ -60,7 +60,7 @@ std::vector<unsigned char> makeNonce() {
     return nonce;
 }
 
-/// The nonce of the options, of any size. Nothing for what is not a number.
+/// The nonce of the options, of any size. Returns nothing if it is malformed.
 std::optional<std::vector<unsigned char>> readNonce(RequestOptions const& options) {
     if (options.noNonce)
         return std::vector<unsigned char>();
@@ -107,7 +107,7 @@ int request(RequestOptions const& options) {
     return exitDone;
 }
 
-/// What the token is expected to state. Complains and gives nothing when there is no such request.
+/// What the token must state. Complains and returns nothing if the request is unreadable.
 std::optional<TimeStampExpectation> readRequest(CheckOptions const& options) {
     auto const file = MessageFile::read(options.request);
     if (!file)
@@ -120,13 +120,13 @@ std::optional<TimeStampExpectation> readRequest(CheckOptions const& options) {
     return TimeStampExpectation::of(asked);
 }
 
-/// A reply, whole or cut down to its token.
+/// A reply, or only its token.
 struct Reply {
-    std::optional<TimeStampStatus> status; ///< Nothing for a token alone.
+    std::optional<TimeStampStatus> status; ///< Nothing if there is only a token.
     std::unique_ptr<PKCS7SignedData> token;
 };
 
-/// Complains and gives nothing if it is missing.
+/// Complains and returns nothing on failure.
 std::optional<Reply> readReply(std::string const& path) {
     auto const file = MessageFile::read(path);
     if (!file)
@@ -148,7 +148,7 @@ std::optional<Reply> readReply(std::string const& path) {
     return std::nullopt;
 }
 
-/// Digests the file that was stamped with the hash of the token. Complains.
+/// Hashes the stamped file with the hash of the token. Complains on failure.
 bool readData(CheckOptions const& options, TimeStampInfo const& info, TimeStampExpectation* expected) {
     expected->hash = info.hash();
     auto const hash = createHash(expected->hash);
@@ -188,7 +188,7 @@ std::string statusText(TimeStampStatus const& status) {
     return statusName(status) + (details.empty() ? "" : ": " + details);
 }
 
-/// The reply of an authority that gave no time-stamp.
+/// Complains of a reply without a time-stamp.
 int sayRefused(TimeStampStatus const& status) {
     std::string const reason = "no time-stamp was given: " + statusText(status);
     if (report::isJson())

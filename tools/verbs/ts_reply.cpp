@@ -58,7 +58,7 @@ std::optional<TimeStampAccuracy> parseAccuracy(std::string const& text) {
     return accuracy;
 }
 
-/// Fills in what the options say of replies. Complains; returns the exit status.
+/// Sets the options of replies. Complains on failure. Returns the exit status.
 int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
     for (std::string const& text : options.otherPolicies)
         if (to->otherPolicies.emplace_back(parseOid(text)).empty())
@@ -67,7 +67,7 @@ int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
         return wrongUsage("\"" + options.policy + "\" is not an object identifier; write 1.2.3.4");
     auto number = options.serialNumber.empty() ? makeSerialNumber() : parseSerialNumber(options.serialNumber);
     if (options.serialNumber.empty())
-        number->front() |= 1; // A number that begins with zeros is no shortest INTEGER.
+        number->front() |= 1; // DER forbids an INTEGER that begins with zeros.
     if (!number)
         return wrongUsage("a serial number is hexadecimal, above 0, of 20 octets at most");
     if (number->front() >= 0x80)
@@ -81,7 +81,7 @@ int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
     return exitDone;
 }
 
-/// What JSON tells of a reply that was written.
+/// The JSON of a reply that was written.
 void describe(Options const& options, TimeStampReply const& made) {
     TimeStampResponse response;
     response.parse(made.encoding, nullptr, FormRules::standard);

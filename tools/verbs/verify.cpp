@@ -19,7 +19,7 @@
 
 namespace {
 
-/// More certificates than any chain and its surplus have.
+/// More certificates than any chain and its surplus hold.
 constexpr size_t maxGiven = 1000;
 /// More steps than a person reads.
 constexpr unsigned maxEvents = 1000;
@@ -39,7 +39,8 @@ struct Options {
     std::vector<std::string> chains;
 };
 
-/// What the chain is validated for, or what is wrong with how that was asked.
+/// Sets what the chain is validated for. Returns false, with the reason in `*complaint`, if an option is
+/// malformed.
 bool readPathOptions(Options const& options, PathOptions* to, Complaint* complaint) {
     if (!options.trust.read(to, complaint))
         return false;
@@ -82,7 +83,7 @@ bool readPathOptions(Options const& options, PathOptions* to, Complaint* complai
     return true;
 }
 
-/// The certificates of several files as one pool. Complains.
+/// The certificates of several files as one pool. Complains on failure.
 std::optional<CertificateChain> readPool(std::vector<std::string> const& paths, FormRules forms) {
     CertificateChain pool;
     for (std::string const& path : paths) {
@@ -106,7 +107,7 @@ bool contains(CertificateChain const& chain, X509Certificate const& certificate)
     });
 }
 
-/// Remarks on how the chain was made from what was given.
+/// Notes on the differences between the certificates given and the chain built from them.
 std::vector<std::string> compare(CertificateChain const& given, CertificateChain const& chain) {
     std::vector<std::string> notes;
     CertificateChain used;
@@ -126,7 +127,7 @@ std::vector<std::string> compare(CertificateChain const& given, CertificateChain
     return notes;
 }
 
-/// What may help, with a command that does it where there is one; printable.
+/// Advice on a failed chain, with a command if there is one; printable.
 std::string adviceOn(PathVerdict const& verdict, PathOptions const& pathOptions, TrustOptions const& options,
                      Trust const& trust) {
     CertificateMemoryStore managed;

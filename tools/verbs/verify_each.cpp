@@ -23,15 +23,15 @@
 namespace {
 
 using Json = nlohmann::ordered_json;
-/// Finds members in a tree, where `Json` searches a list.
+/// Its objects find members in a tree; those of `Json` search a list.
 using Parsed = nlohmann::json;
 
-/// A chain of a hundred certificates is shorter.
+/// Longer than a chain of a hundred certificates.
 constexpr size_t maxText = size_t(1) << 20;
 constexpr char tooLong[] = "the line is longer than 1 MiB";
 constexpr size_t maxChain = 100;
 
-/// What is asked about one chain.
+/// A chain to verify, with its parameters.
 struct Question {
     Json id;
     CertificateChain chain;
@@ -42,7 +42,7 @@ struct Question {
 struct Job {
     std::optional<std::string> file; ///< Its name; nothing for a line of standard input.
     std::string text;                ///< The file's contents, or the line.
-    Complaint complaint;             ///< Why there is no text.
+    Complaint complaint;             ///< Why the text is missing.
 };
 
 struct Answer {
@@ -50,11 +50,11 @@ struct Answer {
     int status = exitDone;
 };
 
-/// One thread at a time writes, in the order of results.
+/// Accepts results in order, from one thread at a time.
 struct Output {
     int status = exitDone;
     Progress progress{"chains"};
-    std::atomic<bool> isBroken = false; ///< Nobody reads it any more.
+    std::atomic<bool> isBroken = false; ///< The reader has closed the pipe.
 
     void write(Answer const& answer) {
         terminal::out() << answer.line << std::endl;
@@ -105,7 +105,7 @@ bool readChain(Parsed const& list, FormRules forms, CertificateChain* chain, Com
     return true;
 }
 
-/// Nothing in a question lies deeper than the elements of "chain": what does makes it none.
+/// Rejects values nested deeper than the elements of "chain", which no question needs.
 Parsed parseFlat(std::string const& line) {
     bool isFlat = true;
     auto const keep = [&](int depth, Parsed::parse_event_t event, Parsed const&) {
@@ -117,14 +117,14 @@ Parsed parseFlat(std::string const& line) {
     return isFlat ? parsed : Parsed();
 }
 
-/// Reads a question of standard input: "id", "chain", and, if asked for, "host" and "at".
+/// Reads a question of standard input: "id", "chain", and optionally "host" and "at".
 bool readLine(std::string const& line, FormRules forms, Question* question, Complaint* complaint) {
     Parsed const object = parseFlat(line);
     if (!object.is_object()) {
         *complaint = "the line is not a JSON object";
         return false;
     }
-    // First, so that complaints name it.
+    // Read first, so that complaints include it.
     if (auto const id = object.find("id"); id != object.end() && (id->is_string() || id->is_number_integer()))
         question->id = *id;
     for (auto const& [name, value] : object.items()) {
@@ -153,7 +153,7 @@ bool readLine(std::string const& line, FormRules forms, Question* question, Comp
     return readChain(chain == object.end() ? Parsed() : *chain, forms, &question->chain, complaint);
 }
 
-/// Reads a question that is the contents of a file.
+/// Reads a question from the contents of a file.
 bool readText(std::string const& text, FormRules forms, Question* question, Complaint* complaint) {
     std::vector<Refusal> refusals;
     question->chain = readCertificateBundle(text, &refusals, forms);
@@ -164,7 +164,7 @@ bool readText(std::string const& text, FormRules forms, Question* question, Comp
     return complaint->empty();
 }
 
-/// A chain of a folder or of its own.
+/// A job for the chain of one file.
 Job readFile(std::string const& path) {
     Job job{path, {}, {}};
     InputStream input;
@@ -214,7 +214,7 @@ bool addFolder(std::string const& path, Work& work, Output const& output) {
     return !error;
 }
 
-/// Adds what each input holds to the jobs. False, after a complaint, if one of them cannot be read to its
+/// Adds the contents of each input to the jobs. Complains and returns false if an input cannot be read to its
 /// end.
 template <typename Work>
 bool addJobs(std::vector<std::string> const& inputs, Work& work, Output const& output) {
@@ -249,7 +249,7 @@ int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& c
         PathSearch search(trust.store);
         search.addCertificates(question.chain);
         search.addCertificates(candidates);
-        // A server proves that it has the key of the first certificate alone.
+        // A server only proves that it has the key of the first certificate.
         auto const leaf =
             job.file ? x509ChooseLeaf(question.chain, question.options) : question.chain.front();
         PathVerdict const verdict = search.find(leaf, question.options);
