@@ -47,7 +47,7 @@ constexpr char description[] =
     "  sealkit show /etc/ssl/certs/ca-certificates.crt\n"
     "  sealkit hash /etc/passwd";
 
-/// The program, the library that it runs with, and what was left out when they were built or not.
+/// The versions of the program and of the library that it runs with, and the optional parts of the build.
 std::string versionText() {
     std::string text = std::string("sealkit ") + SEALKIT_VERSION + "\nlibrary " + getSealkitVersion();
 #ifdef SEALKIT_WITHOUT_MLKEM
@@ -57,8 +57,8 @@ std::string versionText() {
 #endif
 }
 
-/// Where standard input, output or error is closed, a file would be opened in its place and get what is meant
-/// for it. What takes the place here fails to read or write.
+/// If standard input, output or error is closed, the next file opened would take its descriptor and receive
+/// its data. Placeholders that can be neither read nor written prevent that.
 void occupyStandardDescriptors() {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
         if (fcntl(descriptor, F_GETFD) < 0)
@@ -69,14 +69,14 @@ void occupyStandardDescriptors() {
 
 int main(int argc, char** argv) {
     occupyStandardDescriptors();
-    std::signal(SIGPIPE, SIG_IGN); // A closed pipe is a failed write, seen by flush().
+    std::signal(SIGPIPE, SIG_IGN); // A closed pipe becomes a failed write, which flush() reports.
     terminal::Session session;
     int status = exitBadInput;
     try {
         status = runCommandLine(argc, argv, {summary, versionText(), description}, verbs);
         report::finish(status);
     } catch (std::bad_alloc const&) {
-        status = exitBadInput; // Of a report that could not be written, too.
+        status = exitBadInput; // Also for a report that could not be written.
         terminal::err() << "there is not enough memory" << std::endl;
     } catch (std::exception const& error) {
         status = exitBadInput;
