@@ -119,7 +119,7 @@ def write_host(ratios, machine):
 
 
 def write_products(products, ratios):
-    """Where the steps are fixed: the products that they take, and what one takes with all that is around it."""
+    """Operations with fixed steps: their field products, and the cost of one with everything around it."""
     rows = [[f"`{name}`", f"{count:,}", duration(ratios[name]["ours"]), duration(ratios[name]["ours"] / count),
              f"{ratios[name]['median']:.2f}"] for name, count in products.items() if name in ratios]
     write_block("products", table(["operation", "field products", "time", "time / products", "ratio"], rows, 1))
