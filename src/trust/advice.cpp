@@ -36,7 +36,7 @@ constexpr std::array advices = {
                              "A current CRL is missing; add it to the given CRLs."},
 };
 
-/// Where an AccessDescription or a distribution point can be fetched.
+/// Adds the URLs from which an AccessDescription or a distribution point can be fetched.
 void addUrls(std::vector<GeneralName> const& names, std::vector<Fact>* facts) {
     for (GeneralName const& name : names)
         if (name.type == GeneralName::uri)
@@ -57,7 +57,7 @@ std::vector<GeneralName> issuerLocations(X509Certificate const& certificate) {
     return locations;
 }
 
-/// The host of a URL, or of a host with a port; empty if the text is neither.
+/// The host of a URL, or of a host with a port; empty for any other text.
 std::string_view hostOf(std::string_view text) {
     size_t const scheme = text.find("://");
     bool const isUrl = scheme != text.npos;
@@ -149,7 +149,7 @@ std::optional<PathAdvice> x509AdvisePath(PathVerdict const& verdict, PathOptions
     case PathCode::expired:
         return adviseOnDates(verdict.chain, options.now);
     case PathCode::noAnchor:
-        // A search that reached its limit says so, and what is missing is not known.
+        // A search that reached its limit says so; what is missing is unknown.
         if (verdict.limit != SearchLimit::none)
             return std::nullopt;
         return adviseOnAnchor(verdict.chain, store, other);

@@ -14,7 +14,7 @@ auto subjectAndKeyId(X509Certificate const& certificate) {
                     name.commonName, name.serialNumber, certificate.subjectKeyId);
 }
 
-/// Looking for a loop among certificates in this order takes no longer as the chain grows.
+/// Keeps the detection of loops fast as the chain grows.
 struct BySubjectAndKeyId {
     bool operator()(X509Certificate const* a, X509Certificate const* b) const {
         return subjectAndKeyId(*a) < subjectAndKeyId(*b);

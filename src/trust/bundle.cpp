@@ -1,4 +1,4 @@
-// Certificates and CRLs of texts, files and folders, of which one that is malformed never loses the rest.
+// Reads certificates and CRLs from texts, files and folders. A malformed one does not lose the others.
 #include "sealkit/pem.h"
 #include "sealkit/store.h"
 
@@ -32,7 +32,7 @@ Objects<X509Certificate> const& carriedBy(PKCS7SignedData const& message, X509Ce
 }
 Objects<X509Crl> const& carriedBy(PKCS7SignedData const& message, X509Crl const*) { return message.crls; }
 
-/// What the paths of refusals call one in a message.
+/// The step of a refusal's path that names an object of this kind in a message.
 constexpr std::string_view stepOf(X509Certificate const*) { return "certificate "; }
 constexpr std::string_view stepOf(X509Crl const*) { return "CRL "; }
 
@@ -48,11 +48,11 @@ void add(std::vector<Refusal>* refusals, Refusal refusal) {
         refusals->push_back(std::move(refusal));
 }
 
-/// What a reader of all objects of a kind takes beside them.
+/// The options for reading all objects of a kind.
 struct BundleOptions {
     FormRules forms;
-    bool fromMessages = false; ///< Those of signed messages, if there are no others.
-    bool asAnchors = false;    ///< Refuses certificates whose trust settings limit them, and signed messages.
+    bool fromMessages = false; ///< Also reads those of signed messages, if there are no others.
+    bool asAnchors = false;    ///< Refuses signed messages, and certificates whose trust settings limit them.
 };
 
 /// Collects the objects of one kind.
@@ -88,7 +88,7 @@ public:
     }
 
 private:
-    /// More of them end the reading of a text: their refusals take more memory than the text.
+    /// Reading a text stops at more, because their refusals would take more memory than the text.
     static constexpr size_t maxRefused = 10'000;
     static constexpr T const* type = nullptr;
     static constexpr InputKind wanted = kindFor(type);
@@ -119,7 +119,7 @@ private:
         if (!options.fromMessages)
             return;
         hasMessage = hasMessage || object.message != nullptr || object.refusal;
-        // A sender puts certificates into a message, and nobody means to trust them all.
+        // The sender of a message chooses its certificates, so they are not anchors.
         if (options.asAnchors && object.message != nullptr && !object.message->signerInfos.empty())
             carriedRefusals.push_back(otherKind(object.block, InputKind::message));
         else if (object.message != nullptr) {
@@ -147,13 +147,13 @@ private:
         refusal.facts = std::move(facts);
         return refusal;
     }
-    /// Of what holds something else than its label promises or than is wanted.
+    /// The refusal of a block whose content is not what its label promises or what is wanted.
     static Refusal otherKind(size_t block, InputKind found) {
         return refusalOf(RefusalId::otherKind, block,
                          {{"expected", getInputKindName(wanted)}, {"found", getInputKindName(found)}});
     }
 
-    /// Says of a text without a wanted object why, as the loader of one does.
+    /// Refuses a text without a wanted object, with the reason that the loader of a single one gives.
     void refuseAll(std::string_view text, asn1::blob plain) {
         Refusal refusal;
         bool const isText = findInputKind(plain) == InputKind::text;
@@ -164,10 +164,10 @@ private:
     BundleOptions options;
     std::vector<Refusal>* refusals;
     Objects<T> objects;
-    Objects<T> carried; ///< By messages.
+    Objects<T> carried; ///< From messages.
     std::vector<Refusal> carriedRefusals;
-    size_t refused = 0;   ///< Objects that are not what they should be.
-    bool isFound = false; ///< An object of the kind, refused or not, outside messages.
+    size_t refused = 0;   ///< The number of malformed objects.
+    bool isFound = false; ///< Whether there is an object of the kind outside messages, refused or not.
     bool hasMessage = false;
     bool isPkcs12 = false;
 };
@@ -181,7 +181,7 @@ Objects<X509Crl> readEvery(std::string_view text, FormRules forms, std::vector<R
     return readCrls(text, refusals, forms);
 }
 
-/// What tells copies: the signed bytes and the signature.
+/// Equal objects have the same signed bytes and the same signature.
 template <typename T>
 class Distinct {
 public:
@@ -190,7 +190,7 @@ public:
             present.insert(keyOf(*object));
     }
 
-    /// Appends those that are new; the number of all.
+    /// Appends the new ones and returns the number of all.
     size_t add(Objects<T> const& some) {
         for (auto const& object : some)
             if (present.insert(keyOf(*object)).second)
@@ -233,7 +233,7 @@ size_t loadFile(std::string const& path, FormRules forms, Distinct<T>& to,
     return found;
 }
 
-/// The entries of a folder that are not folders, sorted.
+/// The sorted entries of a folder, without its subfolders.
 bool listFiles(std::string const& folder, std::vector<std::string>* files, Refusal* refusal) {
     std::vector<std::string> names;
     if (int const error = detail::listFolder(folder, &names); error != 0) {

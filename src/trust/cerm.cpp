@@ -1,4 +1,4 @@
-// What the certificate manager trusts, from the system's configuration stores:
+// The trust settings of the certificate manager, from the system's configuration stores:
 //
 // "cert/settings", record 0
 //     u32 7, u32 5         uses for which the built-in CA folder is trusted, newer and older form
@@ -95,7 +95,7 @@ uint32_t builtInTrust(kp::message const& settings, kp::Store const& cerm) {
     return count > 4 ? 0 : trustByCloudScan(cerm);
 }
 
-/// The certificate of an entry that counts, in DER; empty if it has none to use.
+/// The certificate of a trusted entry, in DER; empty if it has no usable one.
 asn1::blob certificateOf(kp::message const& entry) {
     if (!entry.hasRaw(field::issuedCertificate))
         return entry.getRaw(field::certificate);
@@ -104,7 +104,7 @@ asn1::blob certificateOf(kp::message const& entry) {
     return entry.getRaw(field::issuedCertificate);
 }
 
-/// Fills a store from the certificate manager, with diagnostics or with reasons.
+/// Fills a store from the certificate manager, with diagnostics or with refusals.
 class CermLoader {
 public:
     CermLoader(CertificateMemoryStore& store, detail::Diagnostics said, std::vector<LoadRefusal>* left,
@@ -133,7 +133,7 @@ private:
         return isGood;
     }
 
-    /// A CRL that was not fetched yet has no file, or an empty one.
+    /// A CRL that has not been fetched yet has no file, or an empty one.
     void appendCrl(std::string const& path) const {
         std::string const content = kp::readFile(kp::rootPath(path), -1, 0);
         Refusal refusal;

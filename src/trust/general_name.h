@@ -1,4 +1,4 @@
-// How validation shows a general name.
+// The text of a general name in the results of validation.
 #pragma once
 
 #include "sealkit/name.h"

@@ -9,8 +9,8 @@ namespace detail {
 
 namespace {
 
-/// Both in lowercase. "*.x" stands for one label before ".x", which may be any.
-/// "*." alone, and an asterisk anywhere else, are characters like any other.
+/// Compares texts in lowercase. "*.x" matches ".x" with one label before it. A pattern "*." and asterisks
+/// elsewhere are ordinary characters.
 bool matchesHostPattern(std::string_view host, std::string_view pattern) {
     if (host.empty())
         return false;

@@ -24,7 +24,7 @@ using detail::CertificateFields;
 using detail::Subtrees;
 using Failure = std::optional<PathExplanation>;
 
-/// What a common name names for those who take it for an identity: an address, a mailbox or a host of several
+/// The identity that a validator may read from a common name: an address, a mailbox or a host of several
 /// labels.
 std::optional<GeneralName> identityOf(std::string const& commonName) {
     GeneralName name;
@@ -38,7 +38,7 @@ std::optional<GeneralName> identityOf(std::string const& commonName) {
     return name;
 }
 
-/// The checks of one chain, of which the first certificate is judged.
+/// The checks of the first certificate of a chain.
 class IssueCheck {
 public:
     explicit IssueCheck(CertificateChain issued) : chain(std::move(issued)) {
@@ -94,8 +94,8 @@ private:
         return std::nullopt;
     }
 
-    /// OpenSSL and GnuTLS apply constraints to a common name that reads as a host, and the platform's rules
-    /// take it for an identity without that.
+    /// OpenSSL and GnuTLS apply name constraints to a common name that looks like a host. The platform's
+    /// rules take it for an identity without such a check.
     Failure checkCommonNames() const {
         if (fields[0].isCa)
             return std::nullopt;
@@ -115,7 +115,8 @@ private:
         return std::nullopt;
     }
 
-    /// The policies of a CA that is not the root: they bind what it issues, but not as those of an anchor.
+    /// Treats a CA below the root as an ordinary certificate of the path, because its policies bind what it
+    /// issues. The policies of an anchor do not.
     Failure checkPolicies() const {
         if (chain.back()->selfSigned)
             return std::nullopt;
@@ -156,11 +157,11 @@ private:
     }
 
     CertificateChain chain;
-    std::vector<CertificateFields> fields; ///< Of each certificate of the chain.
-    CertificateMemoryStore store;          ///< Holds the last one alone.
+    std::vector<CertificateFields> fields; ///< Of each certificate in the chain.
+    CertificateMemoryStore store;          ///< Holds only the last certificate.
 };
 
-/// Appends the issuers of the last certificate, each of them once.
+/// Appends the issuers of the last certificate, each once.
 void addIssuers(CertificateChain& chain, CertificateChain candidates) {
     detail::PathChecks checks(detail::Diagnostics::silent);
     auto const issues = [&](std::shared_ptr<X509Certificate> const& candidate) {

@@ -1,4 +1,4 @@
-// Which of several certificates a chain is asked for.
+// Chooses the leaf among several certificates.
 #include "sealkit/search.h"
 
 #include "base/view.h"
@@ -21,7 +21,7 @@ bool isCopy(X509Certificate const& a, X509Certificate const& b) {
 std::shared_ptr<X509Certificate> x509ChooseLeaf(CertificateChain const& certificates) {
     if (certificates.empty())
         return nullptr;
-    /// The certificates of one issuer: the first, and whether others differ from it.
+    /// The first certificate of an issuer, and whether others differ from it.
     struct Issued {
         X509Certificate const* first = nullptr;
         bool areSeveral = false;

@@ -1,4 +1,4 @@
-// Loading what is trusted, with diagnostics or with reasons.
+// Loads anchors and CRLs, with diagnostics or with refusals.
 #pragma once
 
 #include "base/reading.h"
@@ -9,9 +9,9 @@
 
 namespace detail {
 
-/// `CertificateMemoryStore::loadFromDir`. `files` and `refusals` may be null; the refusals are those of files
-/// that hold neither a certificate nor a CRL that is wanted, and are filled in where diagnostics are silent;
-/// `forms` counts there.
+/// Implements `CertificateMemoryStore::loadFromDir`. `files` and `refusals` may be null. `refusals` gets the
+/// files without a certificate or a wanted CRL. It is only filled in, and `forms` only applies, if the
+/// diagnostics are silent.
 bool loadFolder(CertificateMemoryStore& to, std::string_view dir, bool withCrls,
                 std::vector<LoadedFile>* files, Diagnostics diagnostics, std::vector<LoadRefusal>* refusals,
                 FormRules forms = FormRules::platform);

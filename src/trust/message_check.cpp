@@ -11,7 +11,7 @@ namespace {
 
 using Id = MessageFindingId;
 
-/// Whether a signature could not be checked, rather than being false.
+/// Whether the signature could not be verified, as opposed to being invalid.
 bool isUnknown(Id wrong) {
     return wrong == Id::noCertificate || wrong == Id::unsupportedDigest ||
            wrong == Id::unsupportedAlgorithm || wrong == Id::notTried;
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    /// What is signed is without the tag: such content would be given out with a tag that nobody signed.
+    /// The signature does not cover the tag, so the content would be delivered with an unsigned tag.
     bool isDataInASequence() const {
         return !message.content.empty() && message.content[0] != detail::tag::octetString &&
                asn1::blob(message.contentType) == getDataOid();
@@ -104,7 +104,7 @@ private:
         }
     }
 
-    /// Counts one. Says of the first that may not be checked.
+    /// Counts a time-stamp and reports the first one over the limit.
     bool mayCheckTimeStamp() {
         size_t const limit = options.checkTimeStamps ? maxSignatureTimeStamps : 0;
         if (timeStamps++ == limit)
@@ -112,7 +112,7 @@ private:
         return timeStamps <= limit;
     }
 
-    /// What is stamped is the signature (RFC 3161, appendix A).
+    /// The time-stamp is over the signature (RFC 3161, appendix A).
     void addTimeStamp(PKCS7SignedData const& token, PKCS7SignerInfo const& signer) {
         MessageCheckOptions how;
         how.path = options.path;
@@ -167,7 +167,7 @@ private:
         to.push_back(std::move(found));
     }
 
-    /// The chain of a certificate; null when those of too many others failed.
+    /// The chain of a certificate; null if too many others failed.
     std::shared_ptr<PathVerdict const> findPath(std::shared_ptr<X509Certificate> const& certificate) {
         auto path = checks.findKnownPath(certificate);
         if (path || untrusted == maxUntrustedSigners)
@@ -213,7 +213,7 @@ private:
 
     void addCertificate(PKCS7SignerInfo const& signer, X509Certificate const& certificate) {
         if (signer.issuer.empty())
-            ; // It is named by its key identifier.
+            ; // The signer is named by its key identifier.
         else if (certificate.issuerBytes() != asn1::blob(signer.issuer))
             add(Id::rewrittenIssuer);
         else if (!DistinguishedName::roundTrips(signer.issuer))
@@ -233,7 +233,7 @@ private:
     MessageCheckOptions const& options;
     detail::SignerChecks checks;
     MessageVerdict verdict;
-    size_t number = 0; ///< Of the signer that is being checked.
+    size_t number = 0; ///< Of the current signer.
     size_t untrusted = 0;
     size_t counterSignatures = 0;
     size_t timeStamps = 0;

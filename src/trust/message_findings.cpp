@@ -100,7 +100,7 @@ constexpr bool areInOrder() {
 }
 static_assert(areInOrder(), "each id has its row, in the order of the enumeration");
 
-/// A sentence as a part of another one.
+/// A sentence in the form that it has within another one.
 std::string inlineText(char const* sentence) {
     std::string text = sentence;
     text.front() = static_cast<char>(text.front() - 'A' + 'a');

@@ -21,8 +21,8 @@ bool SuffixSet::hasEndOf(std::string_view text) const {
 }
 
 void NameConstraints::add(X509Certificate const& certificate, size_t depth) {
-    // Only DNS names are ever matched: a permitted subtree of another type therefore admits no name
-    // of its type, and an excluded one keeps none out.
+    // Only DNS names are compared. A permitted subtree of another type therefore rejects all names of that
+    // type, and an excluded one has no effect.
     GeneralName const& permitted = certificate.nameConstraintPermitted;
     if (permitted.type != GeneralName::none)
         firstPermitted.try_emplace(permitted.type, NameConstraint{&permitted, depth});

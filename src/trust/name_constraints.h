@@ -12,38 +12,36 @@
 
 namespace detail {
 
-/// A set of strings that answers whether one of them is the end of a given string, in a time that
-/// does not grow with the set as a plain search would.
+/// A set of strings that finds whether one of them is a suffix of a given string, in logarithmic time.
 class SuffixSet {
 public:
     void add(std::string_view suffix);
     bool hasEndOf(std::string_view text) const;
 
 private:
-    /// Back to front, and without any that another one already begins: what a text read back to front
-    /// begins with is then its predecessor in the set.
+    /// The strings are reversed, and those with another one as prefix are omitted. The prefix of a reversed
+    /// text is then its predecessor in the set.
     std::set<std::string> reversed;
 };
 
-/// A constraint and the index of the certificate that makes it. The name is that certificate's.
+/// A constraint and the index of its certificate. `name` is a view into that certificate.
 struct NameConstraint {
     GeneralName const* name;
     size_t depth;
 };
 
 struct NameViolation {
-    GeneralName const* name; ///< The entry that is not allowed.
+    GeneralName const* name; ///< The rejected name.
     NameConstraint constraint;
-    bool excluded; ///< False when it is a permitted subtree that the name lies outside of.
+    bool excluded; ///< False if the name lies outside all permitted subtrees.
 };
 
 class NameConstraints {
 public:
-    /// The first of the certificate's subject alternative names that the constraints collected so far
-    /// do not allow.
+    /// The first of the certificate's subject alternative names that the collected constraints reject.
     std::optional<NameViolation> findViolation(X509Certificate const& certificate) const;
 
-    /// Adds the certificate's own constraints. It must outlive this object.
+    /// Adds the certificate's constraints. It must outlive this object.
     void add(X509Certificate const& certificate, size_t depth);
 
 private:

@@ -21,7 +21,7 @@ char const* showBasicConstraints(X509Certificate const& certificate) {
                                                : "cA FALSE";
 }
 
-/// The checks of one chain. Each answers with what is wrong, or with nothing.
+/// The checks of one chain. Each returns a failure or nothing.
 class Validation {
 public:
     Validation(CertificateChain const& certificates, CertificateStore const& trusted,
@@ -56,7 +56,7 @@ private:
         return detail::makeExplanation(code, *chain[depth], depth, PathRules::platform, texts, explain);
     }
 
-    /// What only the standard rules support is never looked at, wherever in the chain it stands.
+    /// Rejects a chain with a certificate that only the standard rules support.
     Failure checkForms() const {
         for (size_t depth = 0; depth < chain.size(); ++depth)
             if (Refusal const* const refusal = chain[depth]->platformRefusal())
@@ -166,7 +166,8 @@ private:
     }
 
     Failure checkSignatures() {
-        // A chain of one is a self-signed leaf, whose signature is checked with the store's copy.
+        // A chain of one certificate is self-signed, so its signature is verified under the key of the
+        // store's copy.
         if (anchorDepth == 0)
             return checkSignature(0, *anchor);
         for (size_t depth = 0; depth < anchorDepth; ++depth) {
@@ -183,7 +184,7 @@ private:
             return std::nullopt;
         isUndecided = !code;
         return finding(code.value_or(PathCode::noAnchor), depth, [&](PathExplanation& result) {
-            // The text names the leaf, whichever certificate failed.
+            // The text names the leaf, even if another certificate failed.
             if (code)
                 result.error = "cert signature is invalid for: \"" + getDisplayName(*chain[0]) + "\"";
             result.facts = {{"signature algorithm", oid2name(chain[depth]->signatureAlgorithm.oid)},
@@ -197,7 +198,7 @@ private:
     PathOptions const& options;
     detail::PathChecks& checks;
     detail::Texts texts;
-    std::shared_ptr<X509Certificate> anchor; ///< Where the walk ended.
+    std::shared_ptr<X509Certificate> anchor; ///< The last certificate checked.
     size_t anchorDepth = 0;
     bool isUndecided = false;
 };

@@ -1,4 +1,4 @@
-// What a leaf is to be used for, in the terms of its extensions.
+// The purposes of a leaf, in terms of its extensions.
 #pragma once
 
 #include "sealkit/path.h"
@@ -7,18 +7,18 @@ namespace detail {
 
 struct Purpose {
     PathPurpose id;
-    asn1::blob oid;    ///< Of the extended key usage, content octets.
-    char const* name;  ///< As a dump names it.
-    unsigned keyUsage; ///< Bits of `KeyUsage`; the leaf must have one of them, if it says (RFC 5280,
-                       ///< section 4.2.1.12).
+    asn1::blob oid;    ///< Content octets of the extended key usage.
+    char const* name;  ///< Its name in dumps.
+    unsigned keyUsage; ///< Bits of `KeyUsage`. If the leaf has a key usage, it must have one of them (RFC
+                       ///< 5280, section 4.2.1.12).
 };
 
 /// Null for `any` and `byIdentity`.
 Purpose const* findPurpose(PathPurpose id);
 
-/// The purpose asked for, as the platform's rules have it: not `byIdentity`.
+/// The requested purpose under the platform's rules; never `byIdentity`.
 PathPurpose askedPurpose(PathOptions const& options);
-/// The same under the standard rules: an e-mail address asks for one as well.
+/// The same under the standard rules, where a requested e-mail address implies a purpose.
 PathPurpose standardPurpose(PathOptions const& options);
 
 } // namespace detail

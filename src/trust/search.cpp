@@ -23,12 +23,13 @@ using detail::viewOf;
 constexpr unsigned namesCheckedPerUnit = 4096;
 constexpr unsigned candidatesPerUnit = 4096;
 
-/// What tells copies: the signature, which differs soonest, and the signed bytes.
+/// Equal objects have the same signature and signed bytes. The signature comes first because it differs
+/// soonest.
 using Content = std::pair<std::string_view, std::string_view>;
 
 Content contentOf(X509Base const& object) { return {viewOf(object.signature), viewOf(object.tbs)}; }
 
-/// The order of `operator==`, so that finding a name takes no longer as the pool grows.
+/// Orders names consistently with `operator==`, for logarithmic look-ups.
 struct ByName {
     static auto fieldsOf(DistinguishedName const& name) {
         return std::tie(name.country, name.state, name.locality, name.organization, name.organizationalUnit,
@@ -39,19 +40,19 @@ struct ByName {
     }
 };
 
-/// A certificate of the pool, one of several copies.
+/// A certificate of the pool, which stands for all its copies.
 struct Member {
     std::shared_ptr<X509Certificate> certificate;
-    size_t number; ///< In the order of coming, after all that the store lists.
+    size_t number; ///< The order of arrival, after everything that the store lists.
     bool isTrusted;
     bool isInChain = false;
-    bool wasStoreAsked = false;    ///< For its issuers.
-    bool wereNamesChecked = false; ///< In any search.
+    bool wasStoreAsked = false;    ///< Whether the store was asked for its issuers.
+    bool wereNamesChecked = false; ///< Whether any search checked its names.
 
     X509Certificate const* get() const { return certificate.get(); }
 };
 
-/// A name as it was read and as it is encoded. What has the same bytes was read alike.
+/// A parsed name and its encoding. Equal encodings have equal fields.
 struct Name {
     DistinguishedName const& fields;
     asn1::blob bytes;
@@ -59,7 +60,7 @@ struct Name {
 
 struct Revocation {
     std::shared_ptr<X509Crl> crl;
-    asn1::blob issuer; ///< Its bytes.
+    asn1::blob issuer; ///< Its encoding.
 
     Name name() const { return {crl->issuer, issuer}; }
 };
@@ -72,7 +73,7 @@ Name subjectOf(X509Certificate const& certificate) {
 /// The sets of rules in the order of their verdicts.
 constexpr unsigned setsOfRules[] = {PathRules::platform, PathRules::rfc5280, PathRules::strict};
 
-/// Whether a chain is extended by issuers whose key verifies the signature alone.
+/// Whether a chain is only extended by issuers whose keys verify the signature.
 enum class Links : bool { verified, any };
 
 bool fitsKeyId(asn1::blob authorityKeyId, asn1::blob subjectKeyId) {
@@ -93,15 +94,15 @@ public:
             add(crl);
     }
 
-    /// A copy of what the store lists is that.
+    /// A copy of a certificate that the store lists is trusted.
     Member& add(std::shared_ptr<X509Certificate> const& certificate, bool isTrusted) {
         if (!known.contains(certificate))
             takeListed(certificate->subject);
         return add(certificate, isTrusted, nextNumber);
     }
 
-    /// Takes the certificates of the store that bear the name into the pool: of many that it lists, a search
-    /// needs few.
+    /// Adds the store's certificates with this name to the pool. Adding all would be slow, and a search needs
+    /// few.
     void takeListed(DistinguishedName const& subject) {
         if (listed != nullptr)
             for (size_t const position : detail::positionsNamed(*listed, subject))
@@ -130,8 +131,8 @@ public:
     PathVerdict find(std::shared_ptr<X509Certificate> const& leaf, PathOptions const& asked);
 
 private:
-    /// What a chain is decided under: what the pool trusts, the end of the chain before others of its name
-    /// and key identifier, and the CRLs that count for the chain.
+    /// The store that a chain is validated against: the pool's anchors, preferring the end of the chain among
+    /// those with its name and key identifier, and the pool's verified CRLs.
     class ChainStore : public CertificateStore {
     public:
         ChainStore(Pool& all, CertificateChain& decided) : pool(all), chain(decided) {
@@ -155,7 +156,7 @@ private:
                     revocation.crl->platformRefusal() != nullptr)
                     continue;
                 std::optional<bool> const isGood = isVerified(revocation);
-                // An older one says less than this one may.
+                // Older CRLs are not consulted, because this one may revoke more.
                 pool.checks.isCrlUndecided = !isGood;
                 if (!isGood)
                     return nullptr;
@@ -165,9 +166,9 @@ private:
             return nullptr;
         }
 
-        /// Whether a trusted certificate, or an issuer of the chain whose own signature is verified, has
-        /// signed the CRL. Other certificates may bear the name of a real issuer. Nothing if the work that is
-        /// left does not suffice.
+        /// Whether a trusted certificate, or an issuer of the chain whose own signature is verified, signed
+        /// the CRL. Other certificates with the name of an issuer do not count. Returns nothing if the work
+        /// limit is reached.
         std::optional<bool> isVerified(Revocation const& revocation) const {
             bool isUndecided = false;
             auto const isSigner = [&](X509Certificate const* issuer) {
@@ -187,7 +188,7 @@ private:
         }
 
     private:
-        /// Puts the store's own certificate at the end of the chain.
+        /// Replaces the end of the chain by the store's own certificate.
         void takeOwnEnd() {
             auto& last = chain.back();
             Member const& member = pool.add(last, false);
@@ -205,7 +206,7 @@ private:
         Pool& pool;
         CertificateChain& chain;
         std::shared_ptr<X509Certificate> end;
-        std::vector<X509Certificate const*> issuers; ///< Of the chain, below the store's.
+        std::vector<X509Certificate const*> issuers; ///< The chain's issuers below the anchor.
     };
 
     Member& addCopy(std::shared_ptr<X509Certificate> const& certificate, size_t number);
@@ -248,8 +249,9 @@ private:
         return checks.signatures.check(*subject.certificate, issuer.certificate->subjectPublicKeyInfo,
                                        forms) == PathCode::valid;
     }
-    /// Whether no issuer stands above. The flag says so of self-issued certificates without an authority key
-    /// identifier as well, and the standard rules follow a CA that changed its key by them.
+    /// Whether a chain ends here because the certificate is self-signed. `selfSigned` is also true for
+    /// self-issued certificates without an authority key identifier, by which the standard rules follow a CA
+    /// that changed its key.
     bool isEnd(Member const& member) {
         return member.certificate->selfSigned && (isByPlatform() || isSigned(member, member));
     }
@@ -262,43 +264,44 @@ private:
 
     CertificateStore const& store;
     PathSearchOptions limits;
-    CertificateMemoryStore const* listed = nullptr; ///< The store, if it tells what it holds.
+    CertificateMemoryStore const* listed = nullptr; ///< The store, if it can be enumerated.
     detail::PathChecks checks;
 
-    std::list<Member> members; ///< The keys of the indexes are views of them.
+    std::list<Member> members; ///< The keys of the indexes are views into them.
     size_t nextNumber = 0;
-    std::map<std::shared_ptr<X509Certificate>, Member*> known; ///< Copies too: results are told by address.
+    std::map<std::shared_ptr<X509Certificate>, Member*>
+        known; ///< Includes copies, because results are kept by address.
     std::map<Content, Member*> byContent;
     BySubjectBytes bySubjectBytes;
     BySubjectBytes trustedBySubjectBytes;
     std::map<DistinguishedName const*, std::vector<Member*>, ByName> bySubject;
     std::multimap<TimePoint, Revocation, std::greater<>> crls; ///< Newest first.
     std::set<Content> crlContents;
-    std::set<std::shared_ptr<X509Crl>> knownCrls; ///< Copies too.
-    std::set<X509Certificate const*> askedForCrl; ///< What the store was.
+    std::set<std::shared_ptr<X509Crl>> knownCrls; ///< Includes copies.
+    std::set<X509Certificate const*> askedForCrl; ///< The certificates whose CRL the store was asked for.
 
-    // Of the search that is going on.
-    unsigned rules = PathRules::platform; ///< By which chains are judged.
-    PathOptions options; ///< Under the platform's rules without an identity: the leaf is asked for it once.
+    // The state of the current search.
+    unsigned rules = PathRules::platform; ///< The current set of rules.
+    PathOptions
+        options; ///< Under the platform's rules without an identity, which is checked once on the leaf.
     PathSearchEffort effort;
     std::vector<PathSearchEvent> events;
-    size_t uncountedCandidates = 0; ///< That were compared, and are no whole unit of work.
+    size_t uncountedCandidates = 0; ///< Compared candidates that do not yet make a unit of work.
     unsigned stepsLeft = 0;
     unsigned chainsLeft = 0;
     SearchLimit limit = SearchLimit::none;
-    CertificateChain best; ///< The chain that is the verdict so far.
+    CertificateChain best; ///< The best chain so far.
     PathCode bestCode = PathCode::noAnchor;
-    std::optional<detail::PathFinding> bestFinding; ///< Under the standard rules, if it is known in full.
+    std::optional<detail::PathFinding> bestFinding; ///< Under the standard rules, if it is complete.
 
-    // Of a search under the standard rules.
+    // The state of a search under the standard rules.
     std::map<std::string, std::vector<Member*>, std::less<>>
         byCanonicalName; ///< Empty until names are folded.
     std::vector<std::shared_ptr<X509Crl>> listedCrls;
-    CertificateChain crlSigners; ///< Candidates for the signers of CRLs, and for those above them.
+    CertificateChain crlSigners; ///< Candidates for signers of CRLs, and for the certificates above them.
 };
 
-/// Copies are told by looking their contents up: comparing each with each would take too long where many are
-/// almost the same.
+/// Finds copies through an index of contents, because comparing all pairs would be too slow.
 Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certificate, size_t number) {
     Member** copy = nullptr;
     if (!certificate->tbs.empty()) {
@@ -317,13 +320,13 @@ Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certif
     return member;
 }
 
-/// Takes a leaf that was no candidate out of the pool, with what was worked out about it: the pool neither
-/// grows with each search nor answers by what was searched before.
+/// Removes a leaf that was no candidate from the pool, with its cached results. The pool then neither grows
+/// with each search nor depends on earlier searches.
 void PathSearch::Pool::forget(std::shared_ptr<X509Certificate> const& leaf) {
     auto const place = known.find(leaf);
     Member* const member = place->second;
     bool const isCopy = member->certificate != leaf;
-    // The store gave it, too, and will again.
+    // Kept, because the store has it too.
     if (!isCopy && member->isTrusted)
         return;
     checks.signatures.forget(*leaf);
@@ -335,7 +338,7 @@ void PathSearch::Pool::forget(std::shared_ptr<X509Certificate> const& leaf) {
     if (auto const copy = byContent.find(contentOf(*member->certificate));
         copy != byContent.end() && copy->second == member)
         byContent.erase(copy);
-    // The key of a list is a view of its first member.
+    // The key of a list is a view into its first member.
     auto const removeFrom = [member](auto& index, auto const& key, auto keyOf) {
         auto node = index.extract(key);
         if (node.empty())
@@ -359,7 +362,7 @@ std::vector<Member*> const& PathSearch::Pool::findIn(Index const& index, std::st
     return found == index.end() ? nobody : found->second;
 }
 
-/// As the store answers; what it answers is in the pool from then on, so that it stays alive.
+/// Asks the store. The result stays in the pool, which keeps it alive.
 std::shared_ptr<X509Certificate> PathSearch::Pool::findTrusted(DistinguishedName const& subject,
                                                                asn1::blob keyId) {
     auto const found = store.findCertificate(subject, keyId);
@@ -369,8 +372,7 @@ std::shared_ptr<X509Certificate> PathSearch::Pool::findTrusted(DistinguishedName
     return own->platformRefusal() == nullptr ? own : nullptr;
 }
 
-/// A store that does not list what it holds is asked by key identifier and by name alone: for the issuers,
-/// and for its own certificates where candidates stand.
+/// Asks a store that cannot be enumerated for the issuers, by key identifier and by name only.
 void PathSearch::Pool::askForIssuers(Member& subject) {
     if (listed != nullptr || std::exchange(subject.wasStoreAsked, true))
         return;
@@ -387,7 +389,7 @@ void PathSearch::Pool::askForCrl(X509Certificate const& certificate) {
         add(crl);
 }
 
-/// Whether the key of the certificate verifies the CRL. Nothing if the work that is left does not suffice.
+/// Whether the key of the certificate verifies the CRL. Returns nothing if the work limit is reached.
 std::optional<bool> PathSearch::Pool::hasSigned(X509Certificate const& issuer, Revocation const& revocation) {
     X509Crl const& crl = *revocation.crl;
     if ((!issuer.subjectKeyId.empty() && !fitsKeyId(crl.authorityKeyId, issuer.subjectKeyId)) ||
@@ -419,7 +421,7 @@ CrlStatus PathSearch::Pool::statusOf(Revocation const& revocation, ChainStore co
     return isAnyFit ? CrlStatus::badSignature : CrlStatus::unknownIssuer;
 }
 
-/// Whether the CRL revokes a certificate of the best chain, for which the platform's rules ask a newer one
+/// Whether the CRL revokes a certificate of the best chain for which the platform's rules use a newer CRL
 /// that does not.
 bool PathSearch::Pool::isSuperseded(X509Crl const& crl, ChainStore const& accepted) const {
     return crl.platformRefusal() == nullptr && std::ranges::any_of(best, [&](auto const& certificate) {
@@ -455,7 +457,7 @@ std::vector<Member*> PathSearch::Pool::findIssuers(Member& subject) {
     return found;
 }
 
-/// How likely the issuer is, its signature aside.
+/// How likely it is that this is the issuer, without considering the signature.
 unsigned PathSearch::Pool::rank(X509Certificate const& issuer, bool isTrusted,
                                 X509Certificate const& subject) const {
     bool const isCa = issuer.basicConstraints == 1;
@@ -464,7 +466,7 @@ unsigned PathSearch::Pool::rank(X509Certificate const& issuer, bool isTrusted,
     return isCa * 8U + isKeyNamed * 4U + isCurrent * 2U + isTrusted;
 }
 
-/// Adds an event about the end of `way`.
+/// Adds an event about the end of `way`, if events are wanted.
 void PathSearch::Pool::tell(PathSearchEvent event, Way const& way) {
     if (events.size() >= limits.maxEvents)
         return;
@@ -475,7 +477,7 @@ void PathSearch::Pool::tell(PathSearchEvent event, Way const& way) {
     events.push_back(std::move(event));
 }
 
-/// Decides on the chains that go on from `way`. True when the search is over.
+/// Decides on all chains that start with `way`. Returns true if the search is over.
 bool PathSearch::Pool::extend(Way& way, Links links) {
     Member& last = *way.back();
     bool const mayEnd = links == Links::any || way.size() == 1;
@@ -494,7 +496,7 @@ bool PathSearch::Pool::extend(Way& way, Links links) {
     tell(std::move(lookedUp), way);
     if (issuers.empty())
         return links == Links::any && decide(way);
-    // The first chain is often the one, and no other issuer's signature is verified then.
+    // The first issuer is often the right one, and then no other issuer's signature is verified.
     if (links == Links::any)
         std::stable_partition(issuers.begin(), issuers.end(),
                               [&](Member const* issuer) { return isSigned(last, *issuer); });
@@ -518,8 +520,7 @@ bool PathSearch::Pool::extend(Way& way, Links links) {
     return false;
 }
 
-/// Validates the chain, and makes it the verdict if it is better than that so far. True when the search is
-/// over.
+/// Validates the chain and keeps it if it is the best so far. Returns true if the search is over.
 bool PathSearch::Pool::decide(Way const& way) {
     if (chainsLeft == 0) {
         limit = SearchLimit::chains;
@@ -533,7 +534,7 @@ bool PathSearch::Pool::decide(Way const& way) {
     PathCode code = PathCode::noAnchor;
     std::optional<detail::PathFinding> finding;
     if (!isByPlatform()) {
-        // The first chain is often the one: all is told of it at once.
+        // The first chain is often the final one, so its explanation is complete.
         auto const texts = best.empty() ? detail::Texts::wanted : detail::Texts::omitted;
         if (payForNames(way))
             finding = judge(chain, texts);
@@ -559,7 +560,7 @@ bool PathSearch::Pool::decide(Way const& way) {
     return isDecisive;
 }
 
-/// Checking the names of a certificate is free the first time.
+/// The first check of a certificate's names is free.
 bool PathSearch::Pool::payForNames(Way const& way) {
     unsigned work = 0;
     for (Member* member : way)
@@ -568,7 +569,7 @@ bool PathSearch::Pool::payForNames(Way const& way) {
     return checks.signatures.spend(work);
 }
 
-/// Comparing a few candidates is free: their signatures cost more.
+/// Comparing a few candidates is free, because their signatures cost more.
 bool PathSearch::Pool::payForCandidates(size_t number) {
     uncountedCandidates += number;
     size_t const work = uncountedCandidates / candidatesPerUnit;
@@ -589,14 +590,14 @@ void PathSearch::Pool::searchByPlatform(Way& way, PathOptions const& asked) {
     if (leaf.platformRefusal() != nullptr)
         return;
     if (detail::asksForIdentity(asked) && !detail::bearsIdentity(leaf, asked))
-        chainsLeft = 1; // No chain makes up for it: one is shown.
+        chainsLeft = 1; // No chain can change the verdict, so one is enough for display.
     else
         search(way, Links::verified);
     if (bestCode != PathCode::valid)
         search(way, Links::any);
 }
 
-/// Most names are written alike wherever they stand: they are folded where that leads nowhere.
+/// Most names are encoded alike everywhere, so they are folded only if the search fails otherwise.
 void PathSearch::Pool::searchByStandard(Way& way) {
     search(way, Links::verified);
     if (!isDecided()) {
@@ -614,10 +615,10 @@ void PathSearch::Pool::foldNames() {
         return;
     for (Member& member : members)
         byCanonicalName[detail::canonicalName(member.certificate->subjectBytes())].push_back(&member);
-    listedCrls.clear(); // Their signers have more names now.
+    listedCrls.clear(); // Folding adds names for their signers.
 }
 
-/// The certificates that bear a name as RFC 5280, section 7.1, compares names.
+/// The certificates whose subject equals the name under RFC 5280, section 7.1.
 std::vector<Member*> PathSearch::Pool::namedByStandard(Name const& name) {
     std::vector<Member*> found = namedLike(name);
     if (!byCanonicalName.empty()) {
@@ -627,7 +628,7 @@ std::vector<Member*> PathSearch::Pool::namedByStandard(Name const& name) {
     return found;
 }
 
-/// Lists the CRLs of the pool, and the certificates that may have signed them with those above.
+/// Lists the CRLs of the pool, and the candidates for their signers and for the certificates above these.
 void PathSearch::Pool::gatherCrls(CertificateChain const& chain) {
     for (auto const& certificate : chain)
         askForCrl(*certificate);
@@ -652,8 +653,8 @@ void PathSearch::Pool::gatherCrls(CertificateChain const& chain) {
         crlSigners.push_back(member->certificate);
 }
 
-/// Validates a chain under the standard rules. What is trusted is the pool's certificate at its end. Nothing
-/// if the work that is left does not suffice.
+/// Validates a chain under the standard rules against the pool's anchor at its end. Returns nothing if the
+/// work limit is reached.
 std::optional<detail::PathFinding> PathSearch::Pool::judge(CertificateChain const& chain,
                                                            detail::Texts texts) {
     CertificateMemoryStore anchors;
@@ -718,7 +719,7 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
         if (verdict.byRules.size() == 1 || (verdict.isValid() && !one.isValid())) {
             verdict.chain = one.chain;
             verdict.explanation = one.explanation;
-            // Where the leaf does not bear the identity, no other chain would have changed that.
+            // If the leaf does not have the identity, no other chain would change the verdict.
             auto const identityMismatch = static_cast<int>(PathCode::identityMismatch);
             if (leaf && !one.isValid() && one.explanation.code != identityMismatch)
                 verdict.limit = checks.signatures.wasRefused() ? SearchLimit::work : limit;
@@ -738,7 +739,7 @@ PathVerdict PathSearch::Pool::find(std::shared_ptr<X509Certificate> const& leaf,
     return verdict;
 }
 
-/// Explains the best chain, and adds what the set of rules tells of warnings and CRLs.
+/// Explains the best chain, and adds the warnings and CRLs of the set of rules.
 PathExplanation PathSearch::Pool::conclude(PathOptions const& asked, PathVerdict& verdict) {
     if (!isByPlatform()) {
         auto finding = bestFinding ? std::move(bestFinding) : judge(best, detail::Texts::wanted);
@@ -764,8 +765,7 @@ PathExplanation PathSearch::Pool::conclude(PathOptions const& asked, PathVerdict
     return std::move(finding.explanation);
 }
 
-/// Of a CRL that names an issuer of the chain the standard rules say more than the platform's: what they say
-/// stands.
+/// Merges the status of CRLs. That of the standard rules takes precedence, because it is more specific.
 void PathSearch::Pool::tellCrls(std::vector<CrlVerdict> const& found, PathVerdict& verdict) {
     std::map<std::shared_ptr<X509Crl>, CrlStatus> statuses, before;
     for (CrlVerdict const& one : verdict.crls)

@@ -41,7 +41,7 @@ unsigned fieldBits(Curve curve) {
 
 unsigned verificationWork(PublicKey const& key) {
     if (auto const* const rsa = dynamic_cast<RsaPublicKey const*>(&key)) {
-        // The bits of 65537, the exponent that is common.
+        // The size of 65537, the common exponent.
         constexpr unsigned commonBits = 17;
         uint64_t const bits = rsa->n.bits();
         uint64_t const exponentBits = std::max(rsa->e.bits(), commonBits);
@@ -118,12 +118,12 @@ std::optional<PathCode> SignatureChecks::check(X509Base const& object, asn1::blo
         if (auto const result = known.results.find(&key->second); result != known.results.end())
             return result->second;
 
-    // Parsing a key is work as well, which one unit pays for before it is known how many more there are.
+    // Parsing the key costs one unit. How much more the verification costs is only known afterwards.
     if (!spend(1))
         return std::nullopt;
     Key const& issuer = findKey(issuerKeyInfo);
     unsigned work = issuer.work - 1;
-    // An Ed25519 signature is over the key as well, so that each key has another digest.
+    // An Ed25519 digest includes the key, so each key needs another one.
     if (known.wasHashedWithKey && known.keyType == KeyType::Ed25519)
         work += static_cast<unsigned>(object.tbs.size() / bytesHashedPerUnit);
     if (!spend(work))

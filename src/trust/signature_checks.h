@@ -1,4 +1,4 @@
-// Verifying the signatures of certificates and CRLs, each once, and counting what that takes.
+// Verifies each signature of certificates and CRLs once, and counts the work.
 #pragma once
 
 #include "base/reading.h"
@@ -14,11 +14,10 @@
 
 namespace detail {
 
-/// Which signatures are verified: those of `verifySignature`, or RSASSA-PSS as well, which the standard rules
-/// accept.
+/// The supported signatures: those of `verifySignature`, or also RSASSA-PSS, which the standard rules accept.
 enum class SignatureForms : bool { stated, standard };
 
-/// Signatures that were verified, by object and key. Objects must outlive it and not change.
+/// The verified signatures, by object and key. Objects must outlive it unchanged.
 class SignatureChecks {
 public:
     static constexpr unsigned unlimited = std::numeric_limits<unsigned>::max();
@@ -26,23 +25,22 @@ public:
     explicit SignatureChecks(Diagnostics lines, unsigned maxWork = unlimited)
         : isSilent(lines == Diagnostics::silent), workLeft(maxWork) {}
 
-    /// Verifies the signature of `object` under a DER SubjectPublicKeyInfo: `PathCode::valid`,
-    /// `issuerKeyUnreadable`, `algorithmMismatch` or `badSignature`. Nothing if the work that is left does
-    /// not suffice.
+    /// Verifies the signature of `object` under a DER SubjectPublicKeyInfo. Returns `PathCode::valid`,
+    /// `issuerKeyUnreadable`, `algorithmMismatch` or `badSignature`, or nothing if the work limit is reached.
     std::optional<PathCode> check(X509Base const& object, asn1::blob issuerKeyInfo,
                                   SignatureForms forms = SignatureForms::stated);
 
-    /// The key of a SubjectPublicKeyInfo, parsed once; null for none that the library knows.
+    /// The key of a SubjectPublicKeyInfo, parsed once; null if it is malformed or unsupported.
     PublicKey const* parseKey(asn1::blob keyInfo) { return findKey(keyInfo).key.get(); }
 
-    /// Drops what is known of an object, and of a key, which may go then.
+    /// Drops the results of an object, which may be destroyed then.
     void forget(X509Base const& object) { objects.erase(&object); }
     void forgetKey(asn1::blob keyInfo);
 
-    /// Takes that much of the work that is left. False if less is left, which stays.
+    /// Takes `work` units from the rest. Returns false, and takes nothing, if less is left.
     bool spend(unsigned work);
 
-    /// Begins a new count of the work. What was verified stays known.
+    /// Restarts the count of work and keeps the results.
     void restart(unsigned maxWork) {
         workLeft = maxWork;
         counted = {.digests = counted.digests};
@@ -51,10 +49,10 @@ public:
 
     /// Whether no work is left.
     bool isSpent() const { return workLeft == 0; }
-    /// Whether work was refused.
+    /// Whether work was refused since the restart.
     bool wasRefused() const { return isExhausted; }
 
-    /// The work and the signatures of this count, and all digests so far.
+    /// The work and the signatures since the restart, and all digests so far.
     PathSearchEffort const& effort() const { return counted; }
 
 private:
@@ -63,16 +61,16 @@ private:
         unsigned work = 1;
     };
 
-    /// What is known of an object.
+    /// The results of an object.
     struct Object {
-        bool isSupported = false; ///< Whether the signature's algorithm is one that is verified.
-        bool isPss = false;       ///< It is then supported in the standard form alone.
+        bool isSupported = false; ///< Whether the signature algorithm is supported.
+        bool isPss = false;       ///< Supported only in the standard form.
         PssParameters pss;
         KeyType keyType = KeyType::RSA;
         HashID hash = HashID::none;
         bool wasHashedWithKey = false; ///< For an Ed25519 signature.
         std::map<HashID, std::vector<unsigned char>> digests;
-        std::map<Key const*, PathCode> results; ///< In the standard form where `isPss`.
+        std::map<Key const*, PathCode> results; ///< In the standard form if `isPss`.
     };
 
     Key& findKey(asn1::blob keyInfo);

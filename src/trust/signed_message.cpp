@@ -1,5 +1,5 @@
-/// `PKCS7SignedData::verify`. It stands here and not beside the rest of its class, because it decides with
-/// stores and chains, on which messages do not depend.
+/// `PKCS7SignedData::verify` is defined here because it uses stores and chains, which src/pkcs may not
+/// include.
 #include "sealkit/oid.h"
 
 #include "trust/signer_checks.h"
@@ -9,10 +9,10 @@
 
 namespace {
 
-/// What bounds the work for one signer's certificate.
+/// Bounds the work for one signer's certificate.
 constexpr PathSearchOptions limits = {.maxWork = 64, .maxChains = 8, .maxSteps = 256, .maxChainLength = 16};
 
-/// Assigns the text of the finding.
+/// Sets the text of the finding.
 bool fail(std::string* reason, MessageFindingId id, std::string const& signer = "",
           std::string const& more = "") {
     if (reason != nullptr)

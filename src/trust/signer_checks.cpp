@@ -1,4 +1,4 @@
-// What each signer of a message signed, and with which certificate's key.
+// What each signer of a message signed, and which certificate has the signing key.
 #include "trust/signer_checks.h"
 
 #include "sealkit/message.h"
@@ -21,8 +21,8 @@ namespace {
 using detail::viewOf;
 using Id = MessageFindingId;
 
-/// The value of a signed attribute that must stand there once, with one value (RFC 5652, sections 5.3, 11.1
-/// and 11.2). Empty when it does not.
+/// The single value of a signed attribute that must occur once (RFC 5652, sections 5.3, 11.1 and 11.2). Empty
+/// otherwise.
 asn1::blob onlyValue(asn1::blob attributes, asn1::blob type, unsigned valueTag) {
     detail::Reading silent;
     asn1::blob value;
@@ -40,12 +40,12 @@ enum class Scheme { unknown, rsa, pss, ecdsa, ed25519 };
 /// How a signer signs.
 struct Algorithm {
     Scheme scheme = Scheme::unknown;
-    HashID hash = HashID::none; ///< `none` for Ed25519 and for digests that are not supported.
+    HashID hash = HashID::none; ///< `none` for Ed25519 and for unsupported digests.
     detail::PssParameters pss{};
 };
 
-/// Some signers name the kind of their key and leave the hash to the digest algorithm (RFC 3370, section
-/// 3.2), others name both.
+/// Some signers name only the type of their key and leave the hash to the digest algorithm (RFC 3370,
+/// section 3.2); others name both.
 Algorithm algorithmOf(PKCS7SignerInfo const& signer) {
     if (signer.form() == nullptr)
         return {Scheme::rsa, signer.digestAlgorithm};
@@ -115,13 +115,13 @@ detail::SignerChecks::SignerChecks(PKCS7SignedData const& checked, CertificateSt
         if (!certificate->subjectKeyId.empty())
             addCandidate({}, certificate->subjectKeyId, certificate);
     }
-    // Signers are also named by the issuer as this library writes it.
+    // The issuer may also be in this library's encoding of the name.
     for (auto const& certificate : all)
         addCandidate(rewrittenIssuers.emplace_back(certificate->issuer.serialize()),
                      certificate->serialNumber, certificate);
 }
 
-/// Copies count once.
+/// Copies of a certificate count once.
 void detail::SignerChecks::addCandidate(asn1::blob issuer, asn1::blob name,
                                         std::shared_ptr<X509Certificate> const& certificate) {
     CertificateChain& named = candidates[{viewOf(issuer), viewOf(name)}];
@@ -153,7 +153,7 @@ CertificateChain detail::SignerChecks::findCandidates(PKCS7SignerInfo const& sig
                                  : candidates.find({viewOf(signer.issuer), viewOf(signer.serialNumber)});
     if (found != candidates.end())
         return found->second;
-    // A store is asked by subject: it can answer for signers that are their own issuer.
+    // A store is searched by subject, which finds signers that are their own issuer.
     DistinguishedName name;
     auto own = !isByKeyId && name.parse(signer.issuer, nullptr) ? store.findCertificate(name, {}) : nullptr;
     if (own && own->selfSigned && own->serialNumber == signer.serialNumber)
@@ -186,7 +186,7 @@ detail::SignatureCheck detail::SignerChecks::check(PKCS7SignerInfo const& signer
         auto const wrong = verify(signer, *certificate, subject);
         if (!wrong)
             return {certificate, std::nullopt};
-        // A key of the right kind is the better explanation.
+        // A failure under a key of the right type is the better explanation.
         if (certificate == found.front() || (result.wrong != Id::badSignature && wrong == Id::badSignature))
             result = {certificate, wrong};
     }
@@ -200,7 +200,7 @@ std::optional<Id> detail::SignerChecks::checkAttributes(PKCS7SignerInfo const& s
             subject.isLikeAttributes = looksLikeSignedAttributes(subject.bytes);
         if (*subject.isLikeAttributes)
             return Id::contentIsAttributes;
-        // Attributes alone tell that the content is of another type than data (RFC 5652, section 5.3).
+        // Only signed attributes can state another content type than data (RFC 5652, section 5.3).
         bool const isData = !subject.type || *subject.type == getDataOid();
         return isData ? std::nullopt : std::optional(Id::noContentType);
     }
@@ -238,7 +238,7 @@ std::optional<Id> detail::SignerChecks::verify(PKCS7SignerInfo const& signer,
         DerEncoder set, sorted;
         isGood = verifyBytes(algorithm, *key, set.add(tag::set, signer.authAttributes).buf,
                              signer.encryptedDigest);
-        // What is signed is in DER's order, in which some signers do not write it.
+        // The signature is over the DER order, which some signers do not encode.
         if (!isGood && set.buf != sorted.add(tag::set, sortedSet(signer.authAttributes)).buf &&
             ++vainSignatures < maxVainSignatures)
             isGood = verifyBytes(algorithm, *key, sorted.buf, signer.encryptedDigest);

@@ -1,4 +1,4 @@
-/// The checks of the signers of one message.
+/// Checks the signers of one message.
 #pragma once
 
 #include "sealkit/message_check.h"
@@ -13,46 +13,45 @@
 
 namespace detail {
 
-/// The certificate under whose key a signature verifies, or why it verifies under none.
+/// The certificate whose key verifies a signature, or the reason of the failure.
 struct SignatureCheck {
-    std::shared_ptr<X509Certificate>
-        certificate; ///< Otherwise the first that the signer may mean; may be null.
+    std::shared_ptr<X509Certificate> certificate; ///< After a failure the first candidate, which may be null.
     std::optional<MessageFindingId> wrong;
 };
 
-/// What several signers need is worked out once, so that the time does not grow with the product of signers
-/// and certificates, nor with that of signers and content.
+/// Caches what several signers need. The time then does not grow with the product of signers and
+/// certificates, nor with that of signers and content.
 class SignerChecks {
 public:
-    /// Everything that is passed must outlive the object.
+    /// All arguments must outlive the object.
     SignerChecks(PKCS7SignedData const& message, CertificateStore const& store,
                  CertificateChain const& certificates, PathOptions const& options,
                  PathSearchOptions const& limits = {});
 
-    /// Takes the content of the message, or `detachedContent` where the message has none.
+    /// Takes the content of the message, or `detachedContent` if the message has no content.
     std::optional<MessageFindingId> setContent(asn1::blob detachedContent);
 
-    /// Whether the signer signed the content. Type and digest are those of the attributes that are signed,
-    /// not those that the members of the signer hold by now. The certificate is among all candidates, or a
-    /// self-signed one of the store.
+    /// Whether the signer signed the content. Type and digest come from the signed attributes, not from the
+    /// current members of the signer. The certificate is one of the candidates or a self-signed one of the
+    /// store.
     SignatureCheck check(PKCS7SignerInfo const& signer);
     /// Whether the counter-signer signed the signature (RFC 5652, section 11.4).
     SignatureCheck checkCounterSigner(PKCS7SignerInfo const& counterSigner, asn1::blob signature);
 
-    /// The chain of a certificate, if it was searched.
+    /// The chain of a certificate, if it was searched before.
     std::shared_ptr<PathVerdict const>
     findKnownPath(std::shared_ptr<X509Certificate> const& certificate) const;
-    /// The chain of a certificate.
+    /// Searches the chain of a certificate.
     std::shared_ptr<PathVerdict const> findPath(std::shared_ptr<X509Certificate> const& certificate);
 
 private:
-    /// What is signed.
+    /// The signed bytes, and the results about them.
     struct Subject {
         asn1::blob bytes;
-        /// That attributes must name; nothing for a signature, which has none.
+        /// The type that attributes must state. A counter-signed signature has no type.
         std::optional<asn1::blob> type;
-        size_t contentChecks = 0;             ///< How many signatures read all of the bytes.
-        std::optional<bool> isLikeAttributes; ///< As `looksLikeSignedAttributes` has it, once it was asked.
+        size_t contentChecks = 0;             ///< The number of signatures verified over all of the bytes.
+        std::optional<bool> isLikeAttributes; ///< The result of `looksLikeSignedAttributes`, once computed.
         std::map<HashID, std::vector<unsigned char>> digests;
     };
 
@@ -72,18 +71,18 @@ private:
     PathSearch search;
     Subject content;
     size_t vainSignatures = 0;
-    std::deque<std::vector<unsigned char>> rewrittenIssuers; ///< What keys of the index are views of.
-    /// By issuer and serial number, and by key identifier without an issuer.
+    std::deque<std::vector<unsigned char>> rewrittenIssuers; ///< Keys of the index are views into them.
+    /// Candidates by issuer and serial number, or by key identifier with an empty issuer.
     std::map<std::pair<std::string_view, std::string_view>, CertificateChain> candidates;
     std::map<X509Certificate const*, std::unique_ptr<PublicKey>> keys;
     std::map<X509Certificate const*, std::shared_ptr<PathVerdict const>> paths;
 };
 
-/// The hash of what is signed; `none` for Ed25519 and for algorithms that are not supported. It may be
-/// another than the digest algorithm, which is that of the content.
+/// The hash of the signature; `none` for Ed25519 and for unsupported algorithms. It may differ from the
+/// digest algorithm, which hashes the content.
 HashID signatureHashOf(PKCS7SignerInfo const& signer);
 
-/// Whether the signer signs attributes, and not the content alone.
+/// Whether the signature is over attributes, instead of the content alone.
 inline bool hasAttributes(PKCS7SignerInfo const& signer) {
     return signer.form() == nullptr || signer.form()->hasAttributes;
 }

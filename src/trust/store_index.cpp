@@ -28,13 +28,14 @@ size_t hashOf(DistinguishedName const& name) {
     return hash;
 }
 
-/// What is indexed of one vector of a store.
+/// The index of one vector of a store.
 template <typename Object>
 class Indexed {
 public:
     using Objects = std::vector<std::shared_ptr<Object>>;
 
-    /// Brings the index up to date. Several threads may do so at once: none of them appends.
+    /// Brings the index up to date. Several threads may do so at once, while none of them appends to the
+    /// store.
     template <typename Add>
     void update(Objects const& objects, Add add) {
         size_t const wanted = stampOf(objects);
@@ -60,7 +61,7 @@ private:
         return combine(combine(objects.size(), hash(objects.front().get())), hash(objects.back().get()));
     }
 
-    std::atomic<size_t> stamp = 0; ///< Of what is indexed.
+    std::atomic<size_t> stamp = 0; ///< Identifies the indexed objects.
     std::mutex mutex;
     size_t count = 0;
     Object const* first = nullptr;
@@ -95,15 +96,15 @@ struct StoreIndex {
     }
 };
 
-/// The indexes of all stores by the stores' addresses. Nodes are never removed, so that reading takes no
-/// lock: one that lost its store serves another. Of a store that goes nobody reads.
+/// The indexes of all stores, by address. Nodes are never removed, so reading takes no lock; the node of a
+/// destroyed store is reused. No thread may read a store during its destruction.
 class Registry {
 public:
     StoreIndex& findOrAdd(CertificateMemoryStore const& store) {
         if (Node* const known = find(&store))
             return *known->index;
         std::lock_guard const lock(mutex);
-        if (Node* const known = find(&store)) // Another thread was faster.
+        if (Node* const known = find(&store)) // Another thread may have added it meanwhile.
             return *known->index;
         std::atomic<Node*>& list = listOf(&store);
         Node* node = find(list, nullptr);
@@ -147,7 +148,7 @@ private:
     std::array<std::atomic<Node*>, 256> lists = {};
 };
 
-/// Lives as long as the process: stores may be destroyed after any other object.
+/// Never destroyed, because stores may be destroyed after any other object.
 Registry& registry() {
     static Registry& all = *new Registry;
     return all;
@@ -189,7 +190,7 @@ std::uint32_t PositionsByHash::first(size_t hash) const {
     return places.empty() ? none : const_cast<PositionsByHash*>(this)->findPlace(hash).first;
 }
 
-/// The place of the hash, or a free one for it.
+/// The place of the hash, or the free place for it.
 PositionsByHash::Place& PositionsByHash::findPlace(size_t hash) {
     size_t at = hash % places.size();
     while (places[at].first != none && places[at].hash != hash)

@@ -1,5 +1,5 @@
-// Look-ups in a `CertificateMemoryStore` of many objects. The store has no member for the index: its layout
-// is settled.
+// Fast look-ups in a large `CertificateMemoryStore`. The index is not a member of the store, whose layout is
+// fixed.
 #pragma once
 
 #include "sealkit/store.h"
@@ -11,7 +11,7 @@
 
 namespace detail {
 
-/// The positions of objects in a vector by hashes, each hash with its positions in ascending order.
+/// Positions of objects in a vector by hash, in ascending order for each hash.
 class PositionsByHash {
 public:
     static constexpr std::uint32_t none = UINT32_MAX;
@@ -38,11 +38,11 @@ private:
     std::vector<std::uint32_t> following; ///< By position.
 };
 
-/// The number of objects up to which a store is read through.
+/// Stores of up to this many objects are searched without an index.
 inline constexpr size_t maxUnindexed = 64;
 
-/// What `CertificateMemoryStore` looks for. Objects that only the standard rules support are not there for
-/// the platform's.
+/// The match of `CertificateMemoryStore`. Objects that only the standard rules support do not match under the
+/// platform's rules.
 inline bool isMatch(X509Certificate const& certificate, DistinguishedName const& subject, asn1::blob keyId) {
     return (keyId.empty() || asn1::blob(certificate.subjectKeyId) == keyId) &&
            certificate.subject == subject && certificate.platformRefusal() == nullptr;
@@ -52,8 +52,8 @@ inline bool isMatch(X509Crl const& crl, DistinguishedName const& issuer) {
 }
 
 /// The first certificate of `store.certs`, or CRL of `store.crls`, that matches as `CertificateMemoryStore`
-/// says. For stores of more than `maxUnindexed`. Any number of threads may ask at once: a lock is taken where
-/// objects were appended.
+/// defines. For stores with more than `maxUnindexed` objects. Any number of threads may search at once; a
+/// lock is only taken after objects were appended.
 std::shared_ptr<X509Certificate> findByIndex(CertificateMemoryStore const& store,
                                              DistinguishedName const& subject, asn1::blob keyId);
 std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, DistinguishedName const& issuer);
@@ -61,12 +61,12 @@ std::shared_ptr<X509Crl> findByIndex(CertificateMemoryStore const& store, Distin
 /// The positions of every certificate of the store with this subject, in ascending order.
 std::vector<size_t> positionsNamed(CertificateMemoryStore const& store, DistinguishedName const& subject);
 
-/// Every certificate of the store with this subject, those that only the standard rules support included. A
-/// store that does not list what it holds names one with the key identifier, and one by the name alone.
+/// Every certificate of the store with this subject, including those that only the standard rules support. A
+/// store that cannot be enumerated returns one by key identifier and one by name.
 std::vector<std::shared_ptr<X509Certificate>> findNamed(CertificateStore const& store,
                                                         DistinguishedName const& subject, asn1::blob keyId);
 
-/// Forgets what is indexed of the store.
+/// Drops the index of the store.
 void dropIndex(CertificateMemoryStore const& store);
 
 } // namespace detail

@@ -1,4 +1,4 @@
-// The check of time-stamp tokens (RFC 3161).
+// Checks time-stamp tokens (RFC 3161).
 #include "sealkit/message_check.h"
 #include "sealkit/oid.h"
 #include "sealkit/oid_names.h"
@@ -18,11 +18,11 @@ namespace {
 
 using Id = MessageFindingId;
 
-/// Whether an ESSCertID or ESSCertIDv2 (RFC 5035, sections 3 and 4), by its content, is that of the
-/// certificate. `hash` is the one that is used where none is named.
+/// Whether the content of an ESSCertID or ESSCertIDv2 (RFC 5035, sections 3 and 4) identifies the
+/// certificate. `hash` is the default hash.
 bool isIdOf(asn1::blob content, HashID hash, X509Certificate const& certificate) {
     asn1::parser fields(content);
-    if (fields.tag == tag::sequence) { // Of version 2 alone.
+    if (fields.tag == tag::sequence) { // Only in version 2.
         asn1::parser algorithm(fields.take());
         hash = algorithm.tag == tag::oid ? getHashID(algorithm.take()) : HashID::none;
     }
@@ -32,7 +32,7 @@ bool isIdOf(asn1::blob content, HashID hash, X509Certificate const& certificate)
 
 enum class EssId { absent, matches, differs };
 
-/// Whether the signed attributes that say which certificate the signer used name this one (RFC 5816).
+/// Whether the signed attributes that identify the signer's certificate name this one (RFC 5816).
 EssId checkEssId(PKCS7SignerInfo const& signer, X509Certificate const& certificate) {
     struct Form {
         asn1::blob type;
@@ -45,8 +45,8 @@ EssId checkEssId(PKCS7SignerInfo const& signer, X509Certificate const& certifica
         auto const values = signer.findSignedAttribute(form.type);
         if (!values)
             continue;
-        // SigningCertificate ::= SEQUENCE { certs SEQUENCE OF ESSCertID, ... }, of which the first is the
-        // signer's.
+        // SigningCertificate ::= SEQUENCE { certs SEQUENCE OF ESSCertID, ... }. The first ESSCertID is that
+        // of the signer.
         asn1::parser ids(*values);
         bool const isFound = ids.enter(tag::sequence) && ids.enter(tag::sequence) && ids.tag == tag::sequence;
         if (!isFound || !isIdOf(ids.value(), form.hash, certificate))
@@ -60,7 +60,7 @@ class Check {
 public:
     Check(PKCS7SignedData const& checked, MessageVerdict& result) : token(checked), verdict(result) {}
 
-    /// Compares what the token states with what is expected.
+    /// Compares the statements of the token with the expected ones.
     void addStatement(TimeStampInfo const& info, TimeStampExpectation const& expected, TimePoint now) {
         if (expected.hash == HashID::none || info.hash() != expected.hash ||
             info.hashedMessage != expected.digest)
@@ -81,7 +81,7 @@ public:
             return add(Id::severalAuthorities, {{"signers", std::to_string(token.signerInfos.size())}});
         auto const& certificate = verdict.signers.empty() ? nullptr : verdict.signers.front().certificate;
         if (!certificate)
-            return; // The message does not verify then.
+            return; // Without it, the message does not verify anyway.
         if (!isForTimeStamps(*certificate))
             add(Id::notForTimeStamps);
         if (info.time < certificate->notBefore || info.time > certificate->notAfter)
@@ -96,8 +96,8 @@ public:
         addName(info, *certificate);
     }
 
-    /// Extensions are those of certificates (RFC 3161, section 2.4.2), and so is what critical means (RFC
-    /// 5280, section 4.2). None are supported.
+    /// The extensions are like those of certificates (RFC 3161, section 2.4.2), including criticality (RFC
+    /// 5280, section 4.2). No extension is supported.
     void addExtensions(TimeStampInfo const& info) {
         Refusal refusal;
         detail::Reading reading(info.extensions, &refusal);
@@ -119,7 +119,7 @@ public:
     void add(Id id, std::vector<Fact> facts = {}) { verdict.findings.push_back({id, 0, std::move(facts)}); }
 
 private:
-    /// The directoryName that the token names its authority by.
+    /// Compares the directoryName of the TSA in the token with the certificate's subject.
     void addName(TimeStampInfo const& info, X509Certificate const& certificate) {
         asn1::parser const authority{asn1::blob(info.authority)};
         if (authority.tag != tag::constructed(GeneralName::directoryName) ||

@@ -1,4 +1,4 @@
-// The validation of a chain, and its warnings, with what several chains of one search share.
+// Validates chains and finds their warnings, with results shared by the chains of a search.
 #pragma once
 
 #include "sealkit/path.h"
@@ -8,23 +8,23 @@
 
 namespace detail {
 
-/// What was worked out about certificates and CRLs and holds in every chain.
+/// Results about certificates and CRLs that hold in every chain.
 struct PathChecks {
     explicit PathChecks(Diagnostics diagnostics, unsigned maxWork = SignatureChecks::unlimited)
         : signatures(diagnostics, maxWork) {}
 
     SignatureChecks signatures;
     CrlMemory crls;
-    /// Set by a store that verifies CRLs when it was asked for one last: whether the work that is left did
-    /// not suffice for one that may count.
+    /// Set by a store that verifies CRLs: whether its last look-up reached the work limit at a CRL that may
+    /// apply.
     bool isCrlUndecided = false;
 };
 
-/// Whether an explanation is made in full, or its code and depth alone.
+/// Whether explanations are complete or have only a code and depth.
 enum class Texts : bool { omitted, wanted };
 
-/// A result for the certificate at `depth`. `explain` fills in text and facts where they are wanted: a chain
-/// of many names has long ones.
+/// A result for the certificate at `depth`. `explain` adds text and facts if they are wanted; for a chain of
+/// many names they are long.
 template <typename Explain>
 PathExplanation makeExplanation(PathCode code, X509Certificate const& certificate, size_t depth,
                                 unsigned rules, Texts texts, Explain const& explain) {
@@ -42,23 +42,23 @@ PathExplanation makeExplanation(PathCode code, X509Certificate const& certificat
 /// The result of a validation.
 struct PathFinding {
     PathExplanation explanation;
-    /// Whether the work that is left did not suffice for a signature. The code is that of a chain without an
-    /// anchor then: nothing vouches for it.
+    /// Whether the work limit prevented the verification of a signature. The code is then that of a chain
+    /// without an anchor.
     bool isUndecided = false;
-    std::vector<CrlVerdict> crls = {}; ///< Under the standard rules: each CRL that was looked at.
+    std::vector<CrlVerdict> crls = {}; ///< Under the standard rules: each CRL that was considered.
 };
 
-/// `x509ExplainPath` with shared checks.
+/// `x509ExplainPath` with shared results.
 PathFinding validate(CertificateChain const& chain, CertificateStore const& store, PathOptions const& options,
                      PathChecks& checks, Texts texts);
 
-/// Refuses a valid chain of which a certificate expires before `options.validUntil`.
+/// Refuses a valid chain with a certificate that expires before `options.validUntil`.
 void applyValidUntil(CertificateChain const& chain, PathOptions const& options, PathExplanation* explanation);
 
-/// The name of the algorithm of a SubjectPublicKeyInfo, which may be of any.
+/// The name of the algorithm of a SubjectPublicKeyInfo, known or not.
 std::string showKeyAlgorithm(asn1::blob keyInfo);
 
-/// `x509PathWarnings` with shared checks.
+/// `x509PathWarnings` with shared results.
 std::vector<PathWarning> findWarnings(CertificateChain const& chain, CertificateStore const& store,
                                       PathOptions const& options, PathChecks& checks);
 

@@ -1,4 +1,4 @@
-// What validation leaves unchecked on purpose, told to those who ask.
+// Warns of what validation deliberately does not check.
 #include "asn1/oids.h"
 #include "sealkit/extensions.h"
 #include "sealkit/oid.h"
@@ -17,7 +17,7 @@ namespace {
 namespace oid = detail::oid;
 using detail::SignatureChecks;
 
-/// The extension with this identifier in the certificate or CRL; nothing when it is absent.
+/// The extension with this identifier in the certificate or CRL; nothing if it is absent.
 template <typename Object>
 std::optional<X509Extension> findExtension(Object const& object, asn1::blob id) {
     for (X509Extension const& extension : object.extensions()) {
@@ -27,7 +27,7 @@ std::optional<X509Extension> findExtension(Object const& object, asn1::blob id) 
     return std::nullopt;
 }
 
-/// Whether the certificate has a key usage extension that leaves `use` out.
+/// Whether the certificate has a key usage extension without `use`.
 bool forbids(X509Certificate const& certificate, unsigned use) {
     return findExtension(certificate, oid::keyUsage) && (certificate.keyUsage & use) == 0;
 }
@@ -70,7 +70,7 @@ void checkPolicies(Reporter const& report, X509Certificate const& certificate) {
     }
 }
 
-/// 65537, the exponent that is common today; smaller ones have made forgeries easy.
+/// 65537, the common exponent; smaller ones have made forgeries easy.
 constexpr unsigned char commonRsaExponent[] = {0x01, 0x00, 0x01};
 
 void checkExponent(Reporter const& report, X509Certificate const& certificate, SignatureChecks& signatures) {
@@ -102,7 +102,7 @@ void checkCrl(Reporter const& report, X509Crl const& crl, X509Certificate const*
         report(PathWarningId::crlScope, {byWhom, issued, {"issuing distribution point", str(scope->value)}});
 }
 
-/// The part of a chain that takes part in a decision.
+/// The part of a chain from the leaf to the anchor.
 class Path {
 public:
     Path(CertificateChain const& certificates, CertificateStore const& trusted)
@@ -113,12 +113,12 @@ public:
 
     size_t size() const { return length; }
 
-    /// The certificate whose key counts: at the top the store's own copy.
+    /// The certificate with the relevant key; at the top, the store's own copy.
     X509Certificate const& operator[](size_t depth) const {
         return anchor && depth + 1 == length ? *anchor : *chain[depth];
     }
 
-    /// The issuer of a certificate of the path; null when it is not known.
+    /// The issuer of a certificate of the path; null if unknown.
     std::shared_ptr<X509Certificate> issuerOf(size_t depth) const {
         if (depth + 1 < length)
             return depth + 2 == length && anchor ? anchor : chain[depth + 1];
@@ -153,7 +153,7 @@ std::vector<PathWarning> detail::findWarnings(CertificateChain const& chain, Cer
                                               PathOptions const& options, PathChecks& checks) {
     std::vector<PathWarning> warnings;
     Path const path(chain, store);
-    unsigned intermediates = 0; // Below the certificate; self-issued ones do not count.
+    unsigned intermediates = 0; // Below the certificate, not counting self-issued ones.
     std::set<std::shared_ptr<X509Crl>> seenCrls;
     for (size_t depth = 0; depth < path.size(); ++depth) {
         X509Certificate const& certificate = *chain[depth];

@@ -20,7 +20,7 @@ void lower(std::string& text, size_t begin, size_t end) {
         text[i] = toLower(text[i]);
 }
 
-/// Where the authority of a URI ends, which is compared without regard to case (RFC 5280, section 7.4).
+/// The end of a URI's authority, up to which case is ignored (RFC 5280, section 7.4).
 size_t authorityEnd(std::string const& uri) {
     size_t const scheme = uri.find("://");
     return scheme == std::string::npos ? uri.find(':') : uri.find_first_of("/?#", scheme + 3);
@@ -28,7 +28,7 @@ size_t authorityEnd(std::string const& uri) {
 
 bool isNegative(asn1::blob number) { return !number.empty() && (number[0] & 0x80) != 0; }
 
-/// Where the names are malformed, nothing counts; elsewhere, what stands before the place.
+/// If the names are malformed, no field is set; otherwise the fields before the malformed one are.
 bool readScope(Reading& reading, asn1::blob value, CrlFields& to) {
     IssuingDistributionPointFields fields;
     bool const isRead = readIssuingDistributionPoint(reading, value, &fields);
@@ -96,11 +96,11 @@ CrlFields::CrlFields(X509Crl const& crl)
             authorityKeyId = extension.value;
         }
     }
-    // Where no entry may name another issuer, one that does contradicts the scope.
+    // If the CRL is not indirect, an entry that names another issuer contradicts the scope.
     isSupported = isSupported && isReadable && (isIndirect || !crl.namesCertificateIssuers());
     if (isReadable)
         return;
-    // What the CRL covers is not known: it may revoke any certificate.
+    // The scope is unknown, so the CRL may revoke any certificate.
     names.clear();
     reasons = allReasons;
     isForUsers = isForCas = isForAttributes = false;

@@ -1,4 +1,4 @@
-// What the standard rules ask of one CRL, decoded from the signed bytes once.
+// The fields of one CRL that the standard rules use, decoded once from the signed bytes.
 #pragma once
 
 #include "sealkit/crl.h"
@@ -13,28 +13,27 @@
 
 namespace detail {
 
-/// Reasons as the bits of `DistributionPoint::reasons`: each but bit 0, which is unused (RFC 5280, section
-/// 4.2.1.13).
+/// All reasons, as bits of `DistributionPoint::reasons`. Bit 0 is unused (RFC 5280, section 4.2.1.13).
 inline constexpr unsigned allReasons = 0x1FE;
 
-/// A name in the form in which equal names have equal bytes: as `canonicalName` for a directoryName, without
-/// regard to case in hosts.
+/// A form of a name in which equal names have equal bytes: `canonicalName` for a directoryName, and lowercase
+/// hosts.
 std::string canonicalGeneralName(GeneralName const& name);
 
-/// The same for a directoryName: the name with that form, after which comes a relative name (content of its
-/// SET) unless that is empty.
+/// The same for a directoryName: the form of `name`, followed by a relative name (content of its SET) unless
+/// that is empty.
 std::string canonicalDirectoryName(std::string_view name, asn1::blob relative);
 
-/// Views are into the `tbs` of the CRL, which must outlive this and not change.
+/// Has views into the `tbs` of the CRL, which must outlive it unchanged.
 struct CrlFields {
     explicit CrlFields(X509Crl const& crl);
 
     std::string issuer; ///< `canonicalName`
 
     // issuingDistributionPoint (RFC 5280, section 5.2.5).
-    asn1::blob scope; ///< Its value; empty if absent.
+    asn1::blob scope; ///< The extension's value; empty if absent.
     std::vector<std::string>
-        names; ///< Of the distribution point, as `canonicalGeneralName`; empty if it has none.
+        names; ///< Of the distribution point, in the form of `canonicalGeneralName`; empty if absent.
     unsigned reasons = allReasons;
     bool isForUsers = false;
     bool isForCas = false;
@@ -44,13 +43,14 @@ struct CrlFields {
     std::optional<std::vector<unsigned char>> baseNumber; ///< Of a delta CRL.
     asn1::blob authorityKeyId;                            ///< The extension's value; empty if absent.
 
-    /// Whether the CRL can clear a certificate: its extensions can be read, and no critical one is unknown.
+    /// Whether the CRL can clear a certificate: its extensions are well-formed, and no critical one is
+    /// unknown.
     bool isSupported = true;
 
     bool isDelta() const { return baseNumber.has_value(); }
 };
 
-/// CRLs and the names of certificates, each decoded once. Keeps what it was asked about alive.
+/// Decodes CRLs and the names of certificates once, and keeps the objects alive.
 class CrlMemory {
 public:
     CrlFields const& find(std::shared_ptr<X509Crl> const& crl);
@@ -62,7 +62,7 @@ private:
     std::map<std::shared_ptr<X509Certificate>, std::string> subjects;
 };
 
-/// Compares numbers of CRLs, content octets of an INTEGER that is not negative: less than 0, 0 or more than
+/// Compares CRL numbers (content octets of a non-negative INTEGER). Returns a value below, equal to or above
 /// 0.
 int compareCrlNumbers(asn1::blob a, asn1::blob b);
 

@@ -32,8 +32,8 @@ unsigned readVersion(asn1::blob tbs) {
     return takeUInt(wrapped, &number) && number <= 2 ? number + 1 : 1;
 }
 
-/// The content of an INTEGER that counts certificates: a negative number is malformed, a larger one than fits
-/// is the largest.
+/// The content of an INTEGER that counts certificates. A negative number is malformed, and a number that is
+/// too large becomes the maximum.
 bool readCount(Reading& reading, asn1::blob content, std::optional<unsigned>* to) {
     if (content.empty())
         return reading.refuse(RefusalId::emptyInteger, content);
@@ -51,7 +51,7 @@ bool readCount(Reading& reading, asn1::blob content, std::optional<unsigned>* to
     return true;
 }
 
-// Each reads one extension into the fields.
+// Each function reads one extension into the fields.
 
 bool readConstraints(Reading& reading, CertificateFields& to, asn1::blob value) {
     BasicConstraintsFields constraints;
@@ -80,7 +80,7 @@ bool readPurposes(Reading& reading, CertificateFields& to, asn1::blob value) {
     return true;
 }
 
-/// RFC 5280, section 4.2.1.4: a policy occurs once.
+/// A policy must occur only once (RFC 5280, section 4.2.1.4).
 bool hasRepeatedPolicy(std::vector<PolicyInformation> const& policies) {
     std::vector<std::string_view> oids;
     oids.reserve(policies.size());
@@ -150,7 +150,8 @@ bool readDeltaPoints(Reading& reading, CertificateFields& to, asn1::blob value) 
 
 struct ExtensionReader {
     std::span<unsigned char const> oid;
-    bool (*read)(Reading&, CertificateFields&, asn1::blob value); ///< Null: `X509Certificate` has the value.
+    bool (*read)(Reading&, CertificateFields&,
+                 asn1::blob value); ///< Null if `X509Certificate` has the value.
 };
 
 /// The extensions that the standard rules process.
@@ -170,7 +171,7 @@ constexpr ExtensionReader readers[] = {
     {oid::freshestCrl, readDeltaPoints},
 };
 
-/// A name in the form that names are compared in, under its name in refusals.
+/// The canonical form of a name. `field` is its name in refusals.
 std::string readName(Reading& reading, char const* field, asn1::blob name) {
     std::string form = canonicalName(name);
     if (isMalformedName(form))
@@ -212,7 +213,8 @@ CertificateFields::CertificateFields(X509Certificate const& from)
         }
     }
     if (refusal) {
-        refusal.offset = Refusal::nowhere; // That in `tbs` would pass for one in the certificate.
+        refusal.offset = Refusal::nowhere; // The offset is relative to `tbs` and would be mistaken for one in
+                                           // the certificate.
         malformed = std::move(refusal);
     }
 }

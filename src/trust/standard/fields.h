@@ -1,4 +1,4 @@
-// What the standard rules ask of one certificate, decoded from the signed bytes once.
+// The fields of one certificate that the standard rules use, decoded once from the signed bytes.
 #pragma once
 
 #include "base/reading.h"
@@ -17,28 +17,28 @@ struct PolicyInformation {
     asn1::blob qualifiers; ///< The whole SEQUENCE; empty if absent.
 };
 
-/// requireExplicitPolicy and inhibitPolicyMapping; larger numbers read as the largest.
+/// requireExplicitPolicy and inhibitPolicyMapping; numbers that are too large become the maximum.
 struct PolicyConstraints {
     std::optional<unsigned> requireExplicit;
     std::optional<unsigned> inhibitMapping;
 };
 
-/// One DistributionPoint of cRLDistributionPoints or freshestCRL, or that of an issuingDistributionPoint (RFC
+/// A DistributionPoint of cRLDistributionPoints or freshestCRL, or that of an issuingDistributionPoint (RFC
 /// 5280, sections 4.2.1.13 and 5.2.5).
 struct DistributionPoint {
     std::vector<GeneralName> fullNames;
     asn1::blob relativeName; ///< Content of nameRelativeToCRLIssuer, a SET of attributes; empty if absent.
-    std::optional<unsigned> reasons;    ///< Bit i is the named bit i of ReasonFlags. Nothing: all reasons.
+    std::optional<unsigned> reasons; ///< Bit i is the named bit i of ReasonFlags. Nothing means all reasons.
     std::vector<GeneralName> crlIssuer; ///< Empty if absent.
 };
 
-/// DistributionPointName, its whole encoding, as `fullNames` or `relativeName`.
+/// Reads a whole DistributionPointName as `fullNames` or `relativeName`.
 bool readDistributionPointName(Reading& reading, asn1::blob name, DistributionPoint* to);
-/// Content of a BIT STRING of ReasonFlags (RFC 5280, section 4.2.1.13) as `DistributionPoint::reasons` has
-/// them.
+/// Converts the content of a BIT STRING of ReasonFlags (RFC 5280, section 4.2.1.13) to
+/// `DistributionPoint::reasons`.
 unsigned readReasons(asn1::blob content);
 
-/// Views are into the `tbs` of the certificate, which must outlive this and not change.
+/// Has views into the `tbs` of the certificate, which must outlive it unchanged.
 struct CertificateFields {
     explicit CertificateFields(X509Certificate const& certificate);
 
@@ -59,13 +59,13 @@ struct CertificateFields {
     std::vector<EquivalentPolicies> policyMappings;
     PolicyConstraints policyConstraints;
     std::optional<unsigned> inhibitAnyPolicy;
-    NameSubtrees constraints; ///< With an unsupported minimum or maximum, `malformed` says so.
+    NameSubtrees constraints; ///< An unsupported minimum or maximum is recorded in `malformed`.
     std::vector<DistributionPoint> distributionPoints;
     std::vector<DistributionPoint> freshestCrls;
 
-    /// The first name or extension that cannot be read, and why. The members above then miss it.
+    /// The first malformed name or extension, and why. The fields above do not include it.
     std::optional<Refusal> malformed;
-    /// The first critical extension that the standard rules do not process; empty otherwise.
+    /// The first critical extension that the standard rules do not process, or empty.
     asn1::blob unknownCritical;
 
     X509Extension const* find(asn1::blob oid) const;

@@ -11,7 +11,7 @@ namespace detail {
 
 namespace {
 
-/// What was asked for, in the form that names are compared with.
+/// The requested identity, in the form in which names are compared.
 class Identity {
 public:
     explicit Identity(PathOptions const& options) : email(splitMailbox(options.email)) {
@@ -42,8 +42,7 @@ public:
     }
 
 private:
-    /// RFC 9525, section 6.3. A wildcard stands for one label, and no public CA gives it all names of a
-    /// top-level domain.
+    /// RFC 9525, section 6.3. A wildcard matches one label and may not cover a whole top-level domain.
     bool isHost(std::string_view pattern) const {
         if (!isHostPattern(pattern))
             return false;
@@ -70,13 +69,13 @@ private:
                str2lower(mailbox->host) == str2lower(email->host);
     }
 
-    /// RFC 9598, section 5: the form is for local parts that rfc822Name does not hold.
+    /// RFC 9598, section 5: the form is only for local parts that rfc822Name cannot hold.
     bool isSmtpUtf8Mailbox(GeneralName const& name) const {
         auto const text = readSmtpUtf8Mailbox(name);
         return text && !isAscii(email->local) && isMailbox(*text);
     }
 
-    std::string host; ///< In lower case; empty if none is asked for or none could match.
+    std::string host; ///< In lowercase; empty if no host is requested or none could match.
     std::vector<IPAddr6> addresses;
     std::optional<Mailbox> email;
 };

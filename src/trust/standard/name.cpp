@@ -14,11 +14,11 @@ namespace detail {
 
 namespace {
 
-/// What the form of a malformed name begins with. Other forms begin with a length of at most `maxLength`.
+/// Marks the form of a malformed name. Other forms begin with a length of at most `maxLength`.
 constexpr char malformedMark = '\xFF';
 constexpr size_t maxLength = 0x7FFFFFFF;
 
-/// How the value of an attribute is given.
+/// The kind of an attribute value's form.
 constexpr char asText = 'T', asElement = 'E';
 
 void append(std::string& to, std::string_view part) {
@@ -27,8 +27,8 @@ void append(std::string& to, std::string_view part) {
     to += part;
 }
 
-/// Letters that stand at a distance from their lower case. With a step of 2 every other letter is an upper
-/// one.
+/// Uppercase letters at a constant distance from their lowercase. With a step of 2, only every other letter
+/// of the range is uppercase.
 struct LetterRange {
     char32_t first, last;
     int distance;
@@ -61,14 +61,14 @@ char32_t toLower(char32_t c) {
 
 bool isBetween(char32_t c, char32_t first, char32_t last) { return c >= first && c <= last; }
 
-/// What is as a space (RFC 4518, section 2.2).
+/// Characters that count as a space (RFC 4518, section 2.2).
 bool isSpace(char32_t c) {
     return c == U' ' || isBetween(c, 0x09, 0x0D) || c == 0x85 || c == 0xA0 || c == 0x1680 ||
            isBetween(c, 0x2000, 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F ||
            c == 0x3000;
 }
 
-/// What is as nothing (RFC 4518, section 2.2): control characters and invisible ones.
+/// Characters that are ignored (RFC 4518, section 2.2): control characters and invisible ones.
 bool isIgnored(char32_t c) {
     return c < 0x20 || isBetween(c, 0x7F, 0x9F) || c == 0xAD || c == 0x34F || c == 0x1806 ||
            isBetween(c, 0x180B, 0x180E) || isBetween(c, 0x200B, 0x200F) || isBetween(c, 0x202A, 0x202E) ||
@@ -88,7 +88,7 @@ void appendUtf8(std::string& to, char32_t c) {
         to += static_cast<char>(0x80 | (c >> shift & 0x3F));
 }
 
-/// Takes characters of a string type, one after the other.
+/// Decodes the characters of a string type.
 class Characters {
 public:
     Characters(asn1::blob bytes, unsigned stringTag) : rest(bytes), form(stringTag) {}
@@ -104,7 +104,7 @@ public:
             return takeFixed(4);
         case tag::utf8String:
             return takeUtf8();
-        case tag::t61String: // As Latin-1, which is what is written under this tag.
+        case tag::t61String: // Read as Latin-1, which is what encoders write under this tag.
             return rest.pop_front();
         default:
             return rest[0] < 0x80 ? std::optional<char32_t>(rest.pop_front()) : std::nullopt;
@@ -153,7 +153,7 @@ bool isText(unsigned valueTag) {
            valueTag == tag::t61String || valueTag == tag::bmpString || valueTag == tag::universalString;
 }
 
-/// In lower case, with one space for several and none at the ends. Nothing if the string is malformed.
+/// Lowercases, compresses and trims white space. Returns nothing if the string is malformed.
 std::optional<std::string> foldText(asn1::blob value, unsigned stringTag) {
     std::string text;
     text.reserve(value.size());

@@ -1,4 +1,4 @@
-// Names compared as RFC 5280, section 7.1, asks for: without regard to case and to the width of white space.
+// Compares names as RFC 5280, section 7.1, requires: without regard to case and the amount of white space.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -8,15 +8,15 @@
 
 namespace detail {
 
-/// A Name (a whole SEQUENCE) in the form in which equal names have equal bytes: each attribute value that is
-/// a PrintableString, UTF8String, IA5String, T61String, BMPString or UniversalString becomes UTF-8 in lower
-/// case with its white space compressed; other values stay as they are. Relative names with several
-/// attributes are sorted. A malformed Name gives its own bytes after one that no other form begins with. A
-/// name within a subtree begins with the form of the subtree's name.
+/// The canonical form of a Name (a whole SEQUENCE). Equal names have equal forms, and the form of a name
+/// within a subtree begins with that of the subtree's name. A value of type PrintableString, UTF8String,
+/// IA5String, T61String, BMPString or UniversalString becomes lowercase UTF-8 with compressed white space;
+/// other values are unchanged. The attributes of a relative name are sorted. The form of a malformed Name is
+/// a mark that no other form begins with, and its own bytes.
 std::string canonicalName(asn1::blob name);
 
-/// The form of one RelativeDistinguishedName, given by the content of its SET. After the form of a Name it
-/// makes the form of that Name with it.
+/// The canonical form of a RelativeDistinguishedName, given by the content of its SET. Appended to the form
+/// of a Name, it yields the form of the extended Name.
 std::string canonicalRelativeName(asn1::blob content);
 
 /// Whether a form is that of a malformed name.

@@ -32,26 +32,26 @@ std::string join(std::vector<std::string> const& names) {
     return text;
 }
 
-// The search for chains from certificates that signed CRLs is bounded.
-constexpr unsigned maxSignerSteps = 256; ///< Certificates that are tried as issuers.
-constexpr size_t maxSignerChain = 8;     ///< Certificates of such a chain.
-constexpr unsigned maxNesting = 4;       ///< Signers of CRLs about signers of CRLs.
+// Limits of the search for chains from certificates that signed CRLs.
+constexpr unsigned maxSignerSteps = 256; ///< Certificates tried as issuers.
+constexpr size_t maxSignerChain = 8;     ///< Length of such a chain.
+constexpr unsigned maxNesting = 4;       ///< Depth of CRLs about the signers of CRLs.
 
-/// What the chains of one validation share: its own, and those of certificates that signed CRLs.
+/// The state shared by the chains of one validation: its own, and those of certificates that signed CRLs.
 struct Question {
     CertificateStore const& store;
     PathOptions const& options;
     PathChecks& checks;
     RevocationSources revocation;
-    std::map<X509Certificate const*, bool> signers; ///< Whether each is valid; false while that is found out.
+    std::map<X509Certificate const*, bool> signers; ///< Whether each is valid; false during its validation.
     unsigned stepsLeft = maxSignerSteps;
     unsigned nesting = 0;
 };
 
-/// The checks of one chain. Each answers with what is wrong, or with nothing.
+/// The checks of one chain. Each returns a failure or nothing.
 class Validation {
 public:
-    /// `path` is the leaf first and ends with the anchor.
+    /// `certificates` starts with the leaf and ends with the anchor.
     Validation(std::vector<X509Certificate const*> certificates, Question& shared, PathOptions const& asked,
                unsigned asRules, Texts wanted)
         : path(std::move(certificates)),
@@ -106,7 +106,7 @@ private:
         return std::nullopt;
     }
 
-    /// Step (a)(1). What follows rests on signed data.
+    /// Step (a)(1). The later steps rely on signed data.
     Failure checkSignatures() {
         for (size_t depth = 0; depth < anchor; ++depth) {
             X509Certificate const& issuer = *path[depth + 1];
@@ -115,7 +115,7 @@ private:
             if (code == PathCode::valid)
                 continue;
             isUndecided = !code;
-            // A key of another algorithm comes with a signature of that: DSA, say.
+            // An unsupported key, such as DSA, belongs to a signature of an unsupported algorithm.
             bool const isOtherKey = code == PathCode::issuerKeyUnreadable &&
                                     !isKeyAlgorithm(getKeyAlgorithm(issuer.subjectPublicKeyInfo));
             return finding(isOtherKey ? PathCode::algorithmMismatch : code.value_or(PathCode::noAnchor),
@@ -156,7 +156,7 @@ private:
         return std::nullopt;
     }
 
-    /// Section 6.1.4, steps (k) and (n). Before version 3 an anchor alone can be told to be a CA.
+    /// Section 6.1.4, steps (k) and (n). Before version 3 only an anchor can be known to be a CA.
     Failure checkCas() {
         constexpr unsigned version3 = 3;
         for (size_t depth = 1; depth <= anchor; ++depth) {
@@ -204,8 +204,8 @@ private:
         return std::nullopt;
     }
 
-    /// Steps (d) to (f) and their counterparts below. The policies of the anchor bind nobody, but those of a
-    /// leaf that is its own anchor are asked for.
+    /// Section 6.1.3, steps (d) to (f), and their counterparts in 6.1.4 and 6.1.5. The policies of the anchor
+    /// have no effect, unless the leaf is its own anchor.
     Failure checkPolicies() {
         PolicyResult result = processPolicies(std::span(views).first(std::max<size_t>(anchor, 1)), options);
         policies = std::move(result.policies);
@@ -219,7 +219,7 @@ private:
         });
     }
 
-    /// Extended key usage along the chain, and what the key of the leaf may be used for.
+    /// Checks the extended key usages along the chain and the key usage of the leaf.
     Failure checkPurpose() {
         Purpose const* const asked = findPurpose(standardPurpose(options));
         if (asked == nullptr)
@@ -282,7 +282,7 @@ private:
         return std::nullopt;
     }
 
-    /// A CRL that counts for one certificate of the chain may say nothing about the next.
+    /// Merges the verdicts on CRLs, because a CRL used for one certificate may be irrelevant to the next.
     void addCrls(std::vector<CrlVerdict> const& found) {
         for (CrlVerdict const& one : found) {
             auto const [known, isNew] = crlNumbers.try_emplace(one.crl.get(), crls.size());
@@ -310,7 +310,7 @@ private:
     std::vector<CertificateFields> fields;
     std::vector<CertificateFields const*> views;
     std::vector<PathPolicy> policies;
-    std::vector<CrlVerdict> crls; ///< The best that the certificates of the chain make of each.
+    std::vector<CrlVerdict> crls; ///< The best status of each CRL for any certificate of the chain.
     std::map<X509Crl const*, size_t> crlNumbers;
     bool isUndecided = false;
 };
@@ -384,9 +384,9 @@ private:
     std::vector<X509Certificate const*> path;
 };
 
-/// The store's certificate that the one at `index` is, or leads to: of several with the name a copy, else the
-/// first with the same key, else the first with the key identifier. A certificate without one may carry a key
-/// that the anchor changed to, and leads on: only at the end of a chain the name alone decides.
+/// The anchor that the certificate at `index` is a copy of, or leads to. A copy is preferred to a certificate
+/// with the same name and key, and that to one with the same name and key identifier. Without a key
+/// identifier, the name decides only at the end of the chain, because the anchor may have changed its key.
 std::shared_ptr<X509Certificate> findStandardAnchor(CertificateChain const& chain,
                                                     CertificateStore const& store, size_t index) {
     X509Certificate const& certificate = *chain[index];
@@ -412,7 +412,7 @@ std::shared_ptr<X509Certificate> findStandardAnchor(CertificateChain const& chai
     return anchor;
 }
 
-/// Where to look for certificates that signed CRLs, and whether they are valid.
+/// Sets the sources of CRLs and their signers, and how a signer is validated.
 void addSources(Question& question, CertificateChain const& chain,
                 std::span<std::shared_ptr<X509Crl> const> crls,
                 std::shared_ptr<X509Certificate> const& anchor) {
@@ -444,7 +444,8 @@ PathFinding validateByStandard(CertificateChain const& chain, CertificateStore c
     std::vector<X509Certificate const*> path;
     for (size_t depth = 0; depth < chain.size() && !anchor; ++depth) {
         anchor = findStandardAnchor(chain, store, depth);
-        // A copy of the anchor is the anchor, but another certificate of a leaf's name is not the leaf.
+        // A copy of the anchor is replaced by it. Another certificate with the leaf's name does not replace
+        // the leaf.
         if (!anchor || (depth == 0 && anchor->tbs != chain[0]->tbs))
             path.push_back(chain[depth].get());
     }

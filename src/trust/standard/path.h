@@ -1,22 +1,22 @@
-// The validation of a chain under the rules of RFC 5280, and the strict ones above them.
+// Validates a chain under the rules of RFC 5280, or under the strict rules based on them.
 #pragma once
 
 #include "trust/validation.h"
 
 namespace detail {
 
-/// As `validate`, under `rules`, which is `PathRules::rfc5280` or `PathRules::strict`. `crls` are asked where
+/// The counterpart of `validate` for `PathRules::rfc5280` and `PathRules::strict`. `crls` are used if
 /// `options.checkCrls` is set.
 PathFinding validateByStandard(CertificateChain const& chain, CertificateStore const& store,
                                std::span<std::shared_ptr<X509Crl> const> crls, PathOptions const& options,
                                unsigned rules, PathChecks& checks, Texts texts);
 
-/// The CRLs that a store has for a chain: all of a `CertificateMemoryStore`, else what it answers for each
+/// The store's CRLs for a chain: all of a `CertificateMemoryStore`; otherwise those it returns for each
 /// certificate.
 std::vector<std::shared_ptr<X509Crl>> listCrls(CertificateChain const& chain, CertificateStore const& store);
 
-/// Every set of rules that `options.rules` asks for, the platform's first: the first refusal, or the first
-/// finding with the policies of the last.
+/// Applies every set of rules in `options.rules`, the platform's first. Returns the first refusal, or the
+/// first finding with the policies of the last set.
 PathFinding validateByAll(CertificateChain const& chain, CertificateStore const& store,
                           PathOptions const& options, PathChecks& checks, Texts texts);
 

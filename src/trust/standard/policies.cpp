@@ -18,12 +18,12 @@ namespace {
 /// Content octets.
 std::string_view const anyPolicy = viewOf(oid::anyPolicy);
 
-/// A policy that the certificates down to some depth are valid for.
+/// A policy for which the certificates down to some depth are valid.
 struct Node {
     std::string_view policy;
     asn1::blob qualifiers;
-    std::vector<size_t> parents; ///< Of the level above.
-    /// expected_policy_set where the certificate maps the policy; it is the policy itself otherwise.
+    std::vector<size_t> parents; ///< Indexes in the level above.
+    /// The expected_policy_set if the certificate maps the policy; otherwise it is the policy itself.
     std::vector<std::string_view> mappedTo;
     size_t children = 0;
     bool isAlive = true;
@@ -32,7 +32,7 @@ struct Node {
 /// The nodes of one depth.
 struct PolicyLevel {
     std::vector<Node> nodes;
-    std::map<std::string_view, size_t> byPolicy; ///< Of those that are alive.
+    std::map<std::string_view, size_t> byPolicy; ///< Of the nodes that are alive.
 
     size_t add(std::string_view policy, asn1::blob qualifiers, std::vector<size_t> parents) {
         byPolicy[policy] = nodes.size();
@@ -48,8 +48,8 @@ struct PolicyLevel {
 
 using Expectations = std::map<std::string_view, std::vector<size_t>>;
 
-/// The valid_policy_graph. Each depth has at most one node for a policy, and an edge for each mapping, so
-/// that it grows with the certificates and not with the product of what they say.
+/// The valid_policy_graph. Each depth has at most one node per policy, and edges for mappings, so its size
+/// grows linearly with the certificates.
 class Graph {
 public:
     Graph() { levels.emplace_back().add(anyPolicy, {}, {}); }
@@ -104,7 +104,7 @@ public:
             if (mapped != nullptr) {
                 level.nodes[*mapped].mappedTo = std::move(targets);
             } else if (any != nullptr) {
-                // The parent of anyPolicy is anyPolicy, of which this node is a child as well.
+                // This node is also a child of the node that is the parent of anyPolicy.
                 std::vector<size_t> parents = level.nodes[*any].parents;
                 for (size_t const parent : parents)
                     ++levels[last - 1].nodes[parent].children;
@@ -116,7 +116,7 @@ public:
             clear();
     }
 
-    /// authority-constrained-policy-set (RFC 9618, section 5.6): the policies in the terms of the anchor,
+    /// The authority-constrained-policy-set (RFC 9618, section 5.6): the policies in the terms of the anchor,
     /// with their qualifiers.
     std::vector<PathPolicy> policies();
 
@@ -154,7 +154,7 @@ private:
                 remove(last, index);
     }
 
-    /// Removes a node, and those above it that have no other child.
+    /// Removes a node, and recursively its parents without other children.
     void remove(size_t depth, size_t index) {
         std::vector<std::pair<size_t, size_t>> doomed = {{depth, index}};
         while (!doomed.empty()) {
@@ -171,18 +171,17 @@ private:
 
     std::vector<unsigned char> collectQualifiers(size_t depth, size_t index);
 
-    std::vector<PolicyLevel> levels; ///< By depth below the anchor. Empty: NULL.
-    /// For each node of each level its children, once qualifiers are collected.
+    std::vector<PolicyLevel> levels; ///< By depth below the anchor. Empty if the graph is NULL.
+    /// The children of each node, by level, once qualifiers are collected.
     std::vector<std::vector<std::vector<size_t>>> below;
     size_t effortLeft = maxQualifierEffort;
 
-    /// Bounds the qualifiers that are collected, in octets and in nodes: policies may share what is mapped to
-    /// one.
+    /// Bounds the work of collecting qualifiers, in octets and nodes, because policies may share descendants.
     static constexpr size_t maxQualifierEffort = size_t{1} << 20;
     static constexpr size_t nodeEffort = 64;
 };
 
-/// The distinct qualifiers of a node, its ancestors, which are anyPolicy, and its descendants.
+/// The distinct qualifiers of a node, of its ancestors, which are anyPolicy, and of its descendants.
 std::vector<unsigned char> Graph::collectQualifiers(size_t depth, size_t index) {
     std::set<std::string_view> seen;
     DerEncoder encoder;
@@ -257,7 +256,7 @@ bool mapsAnyPolicy(CertificateFields const& fields) {
     });
 }
 
-/// The policies of `authority` that the caller asked for (RFC 9618, section 5.6, item (vi)).
+/// The policies of `authority` that the caller requested (RFC 9618, section 5.6, item (vi)).
 std::vector<PathPolicy> intersect(std::vector<PathPolicy> authority,
                                   std::vector<std::vector<unsigned char>> const& asked) {
     auto const isAny = [](asn1::blob oid) { return viewOf(oid) == anyPolicy; };
@@ -280,7 +279,7 @@ std::vector<PathPolicy> intersect(std::vector<PathPolicy> authority,
     return found;
 }
 
-/// A count of certificates after which something holds; it holds at 0.
+/// The number of certificates until a condition holds. It holds at 0.
 class Countdown {
 public:
     Countdown(bool isSet, size_t certificates) : left(isSet ? 0 : certificates + 1) {}

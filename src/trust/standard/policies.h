@@ -17,7 +17,7 @@ struct PolicyResult {
     std::vector<PathPolicy> policies; ///< user-constrained-policy-set with qualifiers.
 };
 
-/// `path` is the leaf first and does not contain the anchor.
+/// `path` starts with the leaf and excludes the anchor.
 PolicyResult processPolicies(std::span<CertificateFields const* const> path, PathOptions const& options);
 
 } // namespace detail

@@ -18,17 +18,17 @@ namespace detail {
 namespace {
 
 constexpr unsigned char removeFromCrl = 8; // RFC 5280, section 5.3.1
-constexpr size_t maxRelativeNames = 32;    ///< Of one certificate: each has the length of a whole name.
+constexpr size_t maxRelativeNames = 32;    ///< Per certificate, because each one is as long as a whole name.
 constexpr size_t maxFacts = 16;
 constexpr unsigned issuersComparedPerUnit = 4096;
-constexpr unsigned char directoryType = GeneralName::directoryName | 0x20; ///< It is constructed.
+constexpr unsigned char directoryType = GeneralName::directoryName | 0x20; ///< With the constructed bit.
 
 bool isSame(X509Certificate const& a, X509Certificate const& b) {
     return &a == &b || (!a.tbs.empty() && a.tbs == b.tbs && a.signature == b.signature);
 }
 
-/// Whether a certificate of the CRL's issuer may have signed it, its signature aside (RFC 5280, section
-/// 6.3.3, item f).
+/// Whether the key usage of a certificate of the CRL's issuer allows signing it (RFC 5280, section 6.3.3,
+/// item f).
 bool maySign(X509Certificate const& signer) {
     if ((signer.keyUsage & KeyUsage::crlSign) != 0)
         return true;
@@ -51,8 +51,7 @@ std::string showReasons(unsigned reasons) {
     return names;
 }
 
-/// The distribution points of a certificate, arranged for looking up CRLs (RFC 5280, section 6.3.3, items b
-/// and d).
+/// The distribution points of a certificate, indexed for CRLs (RFC 5280, section 6.3.3, items b and d).
 class Points {
 public:
     explicit Points(CertificateFields const& subject) : direct(subject.issuer) {
@@ -61,14 +60,13 @@ public:
         addImplicit(subject);
     }
 
-    /// Whether a CRL of that issuer may be about the certificate.
+    /// Whether a CRL of that issuer may apply to the certificate.
     bool names(CrlFields const& crl) const { return crl.issuer == direct || issuers.contains(crl.issuer); }
 
-    /// Whether a point names the CRL's issuer, and the CRL is for others as well.
+    /// Whether a point names the CRL's issuer and the CRL is indirect.
     bool designate(CrlFields const& crl) const { return crl.isIndirect && issuers.contains(crl.issuer); }
 
-    /// The reasons that a CRL covers for the certificate: of all points that it answers. 0 if it answers
-    /// none.
+    /// The reasons that a CRL covers for the certificate, from all matching points. 0 if no point matches.
     unsigned reasonsOf(CrlFields const& crl) const {
         unsigned reasons = crl.issuer == direct ? lookUp(certificateIssuer, crl) : 0;
         if (crl.isIndirect)
@@ -78,8 +76,7 @@ public:
     }
 
 private:
-    /// Numbers of those that points name as issuers of CRLs. Where a point names nobody it is the
-    /// certificate's issuer.
+    /// Numbers the CRL issuers of points. A point without one stands for the certificate's issuer.
     using Issuer = size_t;
     static constexpr Issuer certificateIssuer = 0;
 
@@ -87,7 +84,7 @@ private:
         Issuer issuer = certificateIssuer;
         std::string base = direct;
         if (!point.crlIssuer.empty()) {
-            // The name of one CA, as the CRL has it.
+            // Several names describe one CA; the CRL has the directoryName.
             auto const named = std::ranges::find(point.crlIssuer, directoryType, &GeneralName::type);
             if (named == point.crlIssuer.end())
                 return;
@@ -105,7 +102,7 @@ private:
                 byName[{issuer, canonicalGeneralName(name)}] |= reasons;
     }
 
-    /// The point that every certificate has: CRLs of its issuer (RFC 5280, section 6.3.3, the last
+    /// Adds the implicit point for CRLs of the certificate's issuer (RFC 5280, section 6.3.3, last
     /// paragraph).
     void addImplicit(CertificateFields const& subject) {
         byIssuer[certificateIssuer] |= allReasons;
@@ -136,21 +133,22 @@ private:
     size_t relativeNames = 0;
 };
 
-/// A CRL of an issuer that may tell about the certificate.
+/// A CRL whose issuer may cover the certificate.
 struct Candidate {
     std::shared_ptr<X509Crl> crl;
     CrlFields const* fields;
-    unsigned reasons = 0; ///< That it covers for the certificate.
+    unsigned reasons = 0; ///< The reasons that it covers for the certificate.
     CrlStatus status = CrlStatus::otherScope;
-    RevokedCertificate const* entry = nullptr; ///< Of the certificate.
-    bool isCurrent = false;                    ///< By its own dates.
-    bool isUsed = false;                       ///< A delta CRL: with a complete one.
-    bool isOld = false;                        ///< A delta CRL: a complete one says as much.
+    RevokedCertificate const* entry = nullptr; ///< The certificate's entry.
+    bool isCurrent = false;                    ///< According to its own dates.
+    bool isUsed = false;                       ///< A delta CRL that was combined with a complete one.
+    bool isOld = false;                        ///< A delta CRL that is not newer than a complete one.
 
     bool isVerified() const { return status == CrlStatus::verified; }
     bool revokes() const { return entry != nullptr && entry->reasonCode != removeFromCrl; }
 
-    /// Complete CRLs and delta CRLs that agree on it belong to each other (RFC 5280, section 6.3.3, item c).
+    /// A complete CRL and a delta CRL can be combined if their scopes are equal (RFC 5280, section 6.3.3,
+    /// item c).
     auto scope() const {
         auto const view = [](asn1::blob bytes) {
             return std::string_view(reinterpret_cast<char const*>(bytes.data()), bytes.size());
@@ -195,7 +193,7 @@ public:
     }
 
 private:
-    /// A CRL that was not verified for want of work may revoke the certificate.
+    /// An unverified CRL, left over at the work limit, may revoke the certificate.
     bool wasUnchecked() const {
         return std::ranges::find(candidates, CrlStatus::unchecked, &Candidate::status) != candidates.end();
     }
@@ -211,7 +209,7 @@ private:
             std::ranges::any_of(candidates, [](Candidate const& each) { return each.fields->isDelta(); });
     }
 
-    /// What the CRL is worth on its own.
+    /// Sets the status of the CRL by itself.
     void examine(Candidate& candidate) {
         CrlFields const& fields = *candidate.fields;
         X509Crl const& crl = *candidate.crl;
@@ -225,9 +223,9 @@ private:
             candidate.status = CrlStatus::notYetValid;
             return;
         }
-        // RFC 5280, section 5.1.2.5, demands nextUpdate: a CRL without it is never known to be the latest.
+        // RFC 5280, section 5.1.2.5, requires nextUpdate: a CRL without it is never known to be current.
         candidate.isCurrent = crl.nextUpdate != TimePoint() && crl.nextUpdate >= options.now;
-        // A delta CRL may bring a complete one up to date.
+        // A delta CRL may make an outdated complete CRL current.
         bool const isOfUse = candidate.isCurrent || (hasDeltas && !fields.isDelta());
         candidate.status = isOfUse ? statusBySigner(candidate) : CrlStatus::outOfDate;
         if (candidate.isVerified())
@@ -235,7 +233,7 @@ private:
     }
 
     /// Whether a certificate that leads to the anchor signed the CRL (RFC 5280, section 6.3.3, items f and
-    /// g). Several may bear the name.
+    /// g). Several certificates may have the issuer's name.
     CrlStatus statusBySigner(Candidate const& candidate) {
         std::string const& name = candidate.fields->issuer;
         CrlStatus status = CrlStatus::unknownIssuer;
@@ -249,8 +247,8 @@ private:
         return status;
     }
 
-    /// Whether the certificate, which bears the name of the CRL's issuer, signed it and may do so. `status`
-    /// tells otherwise how far it came, if that is further than others did.
+    /// Whether the certificate, which has the name of the CRL's issuer, signed it and may do so. Otherwise
+    /// raises `status` if this signer came further than earlier ones.
     bool signs(X509Certificate const& signer, Candidate const& candidate, CrlStatus& status) {
         auto const came = [&](CrlStatus further) {
             constexpr CrlStatus order[] = {CrlStatus::unknownIssuer, CrlStatus::badSignature,
@@ -269,8 +267,8 @@ private:
                came(checks.signatures.wasRefused() ? CrlStatus::unchecked : CrlStatus::otherIssuer);
     }
 
-    /// Whether the signer leads to the anchor: certificates of the chain do. A certificate tells its own
-    /// status where its CA says so, by naming it as the issuer of the CRL.
+    /// Whether the signer leads to the anchor, as certificates of the chain do. A certificate may sign a CRL
+    /// about itself only if its CA names it as the CRL's issuer.
     bool isValid(X509Certificate const& signer, Candidate const& candidate) {
         if (isSame(signer, *issuer.certificate) || isSame(signer, anchor))
             return true;
@@ -282,7 +280,7 @@ private:
         return place->second;
     }
 
-    /// The entry of the certificate: one that revokes it before one that does not.
+    /// Finds the certificate's entry, preferring one that revokes it.
     void findEntry(Candidate& candidate) {
         X509Crl const& crl = *candidate.crl;
         std::vector<size_t> const positions = crl.findAllRevoked(subject.certificate->serialNumber);
@@ -299,7 +297,7 @@ private:
         }
     }
 
-    /// RFC 5280, section 5.3.3. An entry whose issuer cannot be read may be about any certificate.
+    /// RFC 5280, section 5.3.3. An entry with an unreadable issuer may apply to any certificate.
     bool isAboutSubjectsIssuer(Candidate const& candidate, size_t position) const {
         asn1::blob const value = candidate.crl->certificateIssuer(position);
         if (value.empty())
@@ -315,7 +313,7 @@ private:
         });
     }
 
-    /// Adds up what the CRLs cover. The CRL that revokes the certificate; null if none does.
+    /// Sums up the covered reasons. Returns the CRL that revokes the certificate, or null.
     Candidate const* decide() {
         std::map<decltype(std::declval<Candidate>().scope()), std::vector<Candidate*>> deltas;
         for (Candidate& candidate : candidates)
@@ -337,8 +335,7 @@ private:
             auto const ofScope = deltas.find(candidate.scope());
             note(ofScope == deltas.end() ? judge(candidate, {}) : judge(candidate, ofScope->second));
         }
-        // What a delta CRL without its complete CRL revokes is revoked as well, unless that is known to be
-        // outdated.
+        // A delta CRL without its complete CRL still revokes, unless it is known to be outdated.
         for (Candidate const& candidate : candidates)
             if (candidate.isVerified() && candidate.fields->isDelta() && !candidate.isUsed &&
                 !candidate.isOld && candidate.revokes())
@@ -346,8 +343,8 @@ private:
         return revoking;
     }
 
-    /// A complete CRL with the delta CRLs of its scope, latest first (RFC 5280, section 6.3.3, items h to l).
-    /// The one of them that revokes the certificate; null if none does.
+    /// Combines a complete CRL with the delta CRLs of its scope, latest first (RFC 5280, section 6.3.3, items
+    /// h to l). Returns the one that revokes the certificate, or null.
     Candidate const* judge(Candidate& complete, std::vector<Candidate*> const& deltas) {
         bool isCurrent = complete.isCurrent, isSupported = complete.fields->isSupported;
         Candidate const* decisive = &complete;

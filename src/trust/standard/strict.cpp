@@ -32,7 +32,7 @@ size_t bitsOf(asn1::blob number) {
     return octets.empty() ? 0 : octets.size() * 8 - static_cast<size_t>(std::countl_zero(octets[0]));
 }
 
-/// A SubjectPublicKeyInfo taken apart (RFC 5280, section 4.1.2.7). Members are empty if it is malformed.
+/// The parts of a SubjectPublicKeyInfo (RFC 5280, section 4.1.2.7). They are empty if it is malformed.
 struct KeyParts {
     asn1::blob algorithm;
     asn1::blob parameters;
@@ -52,8 +52,8 @@ KeyParts readKeyInfo(asn1::blob keyInfo) {
     return parts;
 }
 
-/// RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). The numbers of a key
-/// that the library does not compute with count as well.
+/// RSAPublicKey ::= SEQUENCE { modulus, publicExponent } (RFC 8017, appendix A.1.1). Also read for keys that
+/// the library does not support.
 struct RsaNumbers {
     asn1::blob modulus;
     asn1::blob exponent;
@@ -73,8 +73,8 @@ std::optional<RsaNumbers> readRsaNumbers(KeyParts const& info) {
     return numbers;
 }
 
-/// The width of the field of an EC key by that of its point (SEC 1, section 2.3.3), on any curve. 0 if the
-/// key is of another kind or malformed.
+/// The field size of an EC key on any curve, from the length of its point (SEC 1, section 2.3.3). 0 if the
+/// key is malformed or not an EC key.
 size_t fieldBitsOf(KeyParts const& info) {
     if (info.algorithm != oid::ecPublicKey || info.key.empty())
         return 0;
@@ -83,7 +83,7 @@ size_t fieldBitsOf(KeyParts const& info) {
     return (isCompressed ? coordinates : coordinates / 2) * 8;
 }
 
-/// Whether the extension is critical, or not, where RFC 5280 has a MUST.
+/// The criticality that RFC 5280 requires of an extension with a MUST.
 enum class Criticality { mustBe, mustNotBe };
 
 struct CriticalityRule {
@@ -103,7 +103,7 @@ constexpr CriticalityRule criticalityRules[] = {
     {oid::subjectInfoAccess, Criticality::mustNotBe},
 };
 
-/// The rules for one certificate of a path. Each reports the first that it breaks.
+/// The rules for one certificate of a path. Each check returns a violation or nothing.
 class Rules {
 public:
     Rules(CertificateFields const& judged, size_t at)
@@ -124,13 +124,13 @@ public:
         return breaks(PathCode::weakCurve, {{"bits", std::to_string(bits)}});
     }
 
-    /// RFC 5280, section 4.1.2.6. What stands above a certificate is a CA.
+    /// RFC 5280, section 4.1.2.6. Every certificate above the leaf is a CA.
     Result checkSubject() const {
         bool const isNameless = fields.isSubjectEmpty && (fields.isCa || depth > 0);
         return isNameless ? breaks(PathCode::emptyCaSubject) : std::nullopt;
     }
 
-    /// What the anchor is exempt from.
+    /// The rules that do not apply to the anchor.
     Result checkIssued(asn1::blob issuerKeyInfo) const {
         Result result = checkSignature();
         if (!result)
@@ -184,8 +184,7 @@ private:
         return breaks(PathCode::invalidSerialNumber, {{"serial number", str(number)}});
     }
 
-    /// RFC 5280, sections 4.2.1.1 and 4.2.1.2. Self-signed is what its own key verifies, and the issuer's
-    /// does.
+    /// RFC 5280, sections 4.2.1.1 and 4.2.1.2. A certificate is self-signed if the issuer's key is its own.
     Result checkKeyIdentifiers(asn1::blob issuerKeyInfo) const {
         bool const isSelfSigned =
             fields.isSelfIssued && issuerKeyInfo == asn1::blob(certificate.subjectPublicKeyInfo);
@@ -203,7 +202,7 @@ private:
         for (CriticalityRule const& rule : criticalityRules)
             if (auto result = checkCriticality(rule.oid, rule.criticality))
                 return result;
-        // RFC 5280, section 4.2.1.9. A key usage that is absent allows everything.
+        // RFC 5280, section 4.2.1.9. Without a key usage extension, all usages are allowed.
         if (fields.isCa && fields.keyUsage.value_or(KeyUsage::keyCertSign) & KeyUsage::keyCertSign)
             if (auto result = checkCriticality(oid::basicConstraints, Criticality::mustBe))
                 return result;
@@ -251,7 +250,7 @@ private:
         return std::nullopt;
     }
 
-    /// Whether a wildcard stands before one label or none.
+    /// Whether a wildcard precedes at most one label.
     static bool isWide(std::string_view name) {
         return name == "*" || (name.starts_with("*.") && name.find('.', 2) >= name.size() - 1);
     }

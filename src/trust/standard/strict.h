@@ -1,4 +1,4 @@
-// What public CAs keep beyond RFC 5280, rule by rule.
+// The rules of public CAs that go beyond RFC 5280.
 #pragma once
 
 #include "sealkit/path.h"
@@ -19,9 +19,8 @@ struct StrictViolation {
 /// Whether a certificate or CRL is signed over MD5 or SHA-1.
 bool isSignedOverWeakHash(X509Base const& object);
 
-/// The first rule that the chain breaks, from the leaf upward. `path` ends with the anchor, which is trusted
-/// as it is: of it, the size of the key and the subject are judged. A self-signed leaf that is its own anchor
-/// is judged as leaf and as anchor.
+/// The first rule that the chain violates, from the leaf upward. `path` ends with the anchor, of which only
+/// the key size and the subject are checked. A self-signed leaf that is its own anchor is checked as both.
 ///
 /// | rule                                                                 | of                      |
 /// | -------------------------------------------------------------------- | ----------------------- |

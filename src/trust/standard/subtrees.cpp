@@ -25,11 +25,11 @@ constexpr unsigned char directoryName = GeneralName::directoryName | constructed
 /// The number of choices of GeneralName.
 constexpr size_t kindCount = 9;
 
-/// The choice of a name, however it is encoded.
+/// The choice of a name, without the constructed bit.
 size_t kindOf(GeneralName const& name) { return name.type & ~size_t(constructed); }
 
-// A name has a key, and a subtree is a range of keys: then sets of subtrees are united and intersected, and
-// names found in them, in an order of strings.
+// Each name has a key, and each subtree is a range of keys in string order. Sets of subtrees are united,
+// intersected and searched as sets of ranges.
 //
 // | name          | its key                                      | the keys in a subtree             |
 // | ------------- | -------------------------------------------- | --------------------------------- |
@@ -39,7 +39,7 @@ size_t kindOf(GeneralName const& name) { return name.type & ~size_t(constructed)
 // | directoryName | "=", the canonical name                      | those that begin with a key       |
 // | iPAddress     | "4" or "6", the octets                       | from the first to the last address |
 
-/// From `first` up to `last`, which is outside of it. No key begins with 0xFF.
+/// From `first` up to but excluding `last`. No key begins with 0xFF.
 struct Range {
     std::string first;
     std::string last;
@@ -55,7 +55,7 @@ Range beginningWith(std::string prefix) {
     return {std::move(prefix), std::move(last)};
 }
 
-/// What begins with `prefix` and is longer.
+/// All longer keys that begin with `prefix`.
 Range extending(std::string const& prefix) {
     Range range = beginningWith(prefix);
     range.first += '\0';
@@ -82,8 +82,8 @@ public:
         return next != ranges.begin() && key < std::prev(next)->second;
     }
 
-    /// Leaves what is in `others` as well. What it takes out was put in before, so that many sets in a row
-    /// take no longer than all that they hold.
+    /// Removes what `others` does not contain. Every range that is removed was added before, so a series of
+    /// calls takes amortized time.
     void intersect(RangeSet const& others) {
         std::string gap;
         for (auto const& [first, last] : others.ranges) {
@@ -109,7 +109,7 @@ private:
         }
     }
 
-    std::map<std::string, std::string, std::less<>> ranges; ///< The end of each by its first key.
+    std::map<std::string, std::string, std::less<>> ranges; ///< The end of each range by its first key.
 };
 
 std::string reverseHost(std::string_view host) {
@@ -117,7 +117,7 @@ std::string reverseHost(std::string_view host) {
     return "." + std::string(known.rbegin(), known.rend());
 }
 
-// Keys of names: nothing if the name is malformed.
+// Keys of names. They are missing if the name is malformed.
 
 std::optional<std::string> dnsKey(std::string_view name) {
     if (!isHostPattern(name))
@@ -132,7 +132,7 @@ std::optional<std::string> mailboxKey(std::string_view name) {
     return reverseHost(mailbox->host).append("@").append(mailbox->local);
 }
 
-/// The host of a URI (RFC 3986, section 3.2); empty if it has none or one that programs read in several ways.
+/// The host of a URI (RFC 3986, section 3.2); empty if it is missing or ambiguous.
 std::string_view hostOf(std::string_view uri) {
     size_t const colon = uri.find(':');
     if (colon == std::string_view::npos || uri.substr(colon, 3) != "://")
@@ -145,7 +145,7 @@ std::string_view hostOf(std::string_view uri) {
     return host.substr(0, host.find(':'));
 }
 
-/// RFC 5280, section 4.2.1.10: the host must be a name.
+/// RFC 5280, section 4.2.1.10: the host must be a name, not an address.
 std::optional<std::string> uriKey(std::string_view uri) {
     std::string_view const host = hostOf(uri);
     if (!isHostName(host) || isAddressLike(host))
@@ -182,10 +182,10 @@ std::optional<std::string> keyOf(GeneralName const& name) {
     }
 }
 
-// Ranges of subtrees: nothing if the subtree is malformed or of an unsupported kind.
+// Ranges of subtrees. They are missing if the subtree is malformed or unsupported.
 
-/// With a full stop in front, the hosts below a domain, as other validators have it for dNSName as well.
-/// Otherwise the host, with `end` after it: "." lets the hosts below in, "@" does not.
+/// A leading full stop covers only the hosts below a domain, for dNSName too, as in other validators.
+/// Otherwise `end` decides: "." includes the hosts below the host, "@" excludes them.
 std::optional<Range> hostRange(std::string_view subtree, char end) {
     if (subtree.empty())
         return beginningWith(".");
@@ -208,7 +208,7 @@ std::optional<Range> mailboxRange(std::string_view subtree) {
     return Range{std::move(*key), std::move(last)};
 }
 
-/// An address and a mask. RFC 5280 has them as in RFC 4632: the mask is a prefix.
+/// An address and a mask, which must be a prefix: RFC 5280 refers to RFC 4632.
 std::optional<Range> addressRange(std::string_view octets) {
     size_t const size = octets.size() / 2;
     if (octets.size() != 8 && octets.size() != 32)
@@ -218,7 +218,7 @@ std::optional<Range> addressRange(std::string_view octets) {
     for (size_t i = 0; i < size; i++) {
         auto const mask = static_cast<unsigned char>(octets[size + i]);
         auto const free = static_cast<unsigned char>(~mask);
-        // Ones in front alone: the rest is one less than a power of two.
+        // The mask must be leading ones, so the rest is one less than a power of two.
         if ((hasEnded && mask != 0) || (free & (free + 1)) != 0)
             return std::nullopt;
         hasEnded = hasEnded || free != 0;
@@ -248,13 +248,13 @@ std::optional<Range> rangeOf(GeneralName const& subtree) {
     }
 }
 
-/// The key of the domain that a name with a wildcard is about; empty for other names.
+/// The key of the domain below which a wildcard matches; empty for other names.
 std::string wildcardDomain(GeneralName const& name) {
     bool const isWildcard = name.type == GeneralName::dnsName && name.data.starts_with("*.");
     return isWildcard ? reverseHost(std::string_view(name.data).substr(2)) + "." : "";
 }
 
-/// The key of the domain directly above a dNSName subtree with a host; empty for other subtrees.
+/// The key of the parent domain of a dNSName subtree with a host; empty for other subtrees.
 std::string domainAbove(GeneralName const& subtree) {
     if (subtree.type != GeneralName::dnsName || subtree.data.empty() || subtree.data.front() == '.')
         return "";
@@ -262,7 +262,7 @@ std::string domainAbove(GeneralName const& subtree) {
     return dot == std::string::npos ? "" : reverseHost(std::string_view(subtree.data).substr(dot + 1)) + ".";
 }
 
-/// The values of the emailAddress attributes of a Name, as rfc822Names.
+/// The emailAddress attributes of a Name, as rfc822Names.
 std::vector<GeneralName> mailboxesOf(asn1::blob name) {
     std::vector<GeneralName> mailboxes;
     Reading silent;
@@ -283,7 +283,7 @@ std::vector<GeneralName> mailboxesOf(asn1::blob name) {
     return mailboxes;
 }
 
-/// A certificate whose constraints were added.
+/// A certificate whose constraints have been added.
 struct Source {
     NameSubtrees const* subtrees;
     size_t depth;
@@ -298,8 +298,8 @@ struct Constraint {
 
 /// The constraints on the names of one choice.
 struct KindConstraints {
-    Constraint first;       ///< Without a subtree, there is no constraint.
-    Constraint unsupported; ///< The first that cannot be compared.
+    Constraint first;       ///< Null if there is no constraint.
+    Constraint unsupported; ///< The first constraint that cannot be compared.
     std::optional<RangeSet> permitted;
     RangeSet excluded;
 };
@@ -309,10 +309,10 @@ struct KindConstraints {
 struct Subtrees::State {
     std::array<KindConstraints, kindCount> kinds;
     std::set<std::string>
-        domainsAboveExcluded; ///< A name with a wildcard below one of them covers what is excluded.
+        domainsAboveExcluded; ///< A wildcard directly below one of them covers an excluded host.
     std::vector<Source> sources;
 
-    /// The range of the subtree, which is recorded as that of its kind.
+    /// Records the constraint for its kind and returns the range of its subtree.
     std::optional<Range> take(GeneralName const& subtree, size_t depth, bool isExcluded) {
         KindConstraints& kind = kinds[kindOf(subtree)];
         Constraint const constraint{&subtree, depth, isExcluded};
@@ -326,7 +326,7 @@ struct Subtrees::State {
 
     bool isConstrained(size_t kind) const { return kind < kindCount && kinds[kind].first.subtree != nullptr; }
 
-    /// The violation by a name, which has a key unless it is malformed.
+    /// The violation of a name. `key` is missing if the name is malformed.
     std::optional<SubtreeViolation> check(GeneralName const& name,
                                           std::optional<std::string> const& key) const {
         KindConstraints const& kind = kinds[kindOf(name)];
@@ -350,7 +350,7 @@ struct Subtrees::State {
                 true};
     }
 
-    // Both look for what is known to be there, to name it.
+    // The next two functions find the subtrees for a violation that is already known.
 
     SubtreeViolation findExcluded(GeneralName const& name, std::string const& key,
                                   std::string const& domain) const {

@@ -12,25 +12,25 @@
 
 namespace detail {
 
-/// A name that a chain does not allow.
+/// A name that the constraints of a chain reject.
 struct SubtreeViolation {
-    std::string name; ///< As `generalNameText` gives it.
-    /// The excluded one that it lies in, or the permitted ones of one certificate, at most 8 of them.
+    std::string name; ///< In the form of `generalNameText`.
+    /// The excluded subtree that contains it, or at most 8 of the permitted subtrees of one certificate.
     std::vector<std::string> subtrees;
-    size_t depth = 0; ///< Of the certificate that makes the constraint.
+    size_t depth = 0; ///< Of the certificate with the constraint.
     bool isExcluded = false;
     /// The constraint or the name is malformed, or of a kind that cannot be compared: otherName, x400Address,
-    /// ediPartyName and registeredID.
+    /// ediPartyName or registeredID.
     bool isUnsupported = false;
 
     PathCode code() const {
         return isUnsupported ? PathCode::unsupportedNameConstraint : PathCode::nameConstraintViolated;
     }
-    /// The name, the subtrees, and the certificate that makes the constraint.
+    /// The name, the subtrees, and the certificate with the constraint.
     std::vector<Fact> facts(X509Certificate const& constraining) const;
 };
 
-/// The constraints collected so far. A search in them and the whole of all `add` take time that grows with
+/// The constraints collected so far. Both a search and the sum of all `add` calls take time that grows with
 /// the names and the logarithm of the number of constraints.
 ///
 /// | name            | a subtree of it                                                                   |
@@ -41,7 +41,8 @@ struct SubtreeViolation {
 /// | directoryName   | names that begin with the subtree's relative names                                |
 /// | iPAddress       | an address of the same version under a mask that is a prefix                      |
 ///
-/// An empty subtree has every name of its kind. An excluded host excludes the wildcard that stands for it.
+/// An empty subtree contains every name of its kind. An excluded host also excludes a wildcard that matches
+/// it.
 class Subtrees {
 public:
     Subtrees();
@@ -49,16 +50,16 @@ public:
     Subtrees(Subtrees const&) = delete;
     Subtrees& operator=(Subtrees const&) = delete;
 
-    /// The first name of the certificate that they do not allow: subject (unless empty), subject alternative
-    /// names, and where there is no rfc822Name among those, the subject's emailAddress attributes. A
-    /// self-issued certificate above the leaf is exempt, for which the caller sees.
+    /// The first name of the certificate that the constraints reject: its subject (unless empty), its subject
+    /// alternative names and, without an rfc822Name among them, the subject's emailAddress attributes. The
+    /// caller must skip self-issued certificates above the leaf, which are exempt.
     std::optional<SubtreeViolation> findViolation(CertificateFields const& fields) const;
 
-    /// The first of these names that they do not allow.
+    /// The first of these names that the constraints reject.
     std::optional<SubtreeViolation> findViolation(std::span<GeneralName const> names) const;
 
-    /// Adds the certificate's own: a name must lie in a permitted subtree of every certificate that has one
-    /// of its type. `fields` must outlive this object.
+    /// Adds the certificate's constraints. A name must lie in a permitted subtree of every certificate that
+    /// has one of its type. `fields` must outlive this object.
     void add(CertificateFields const& fields, size_t depth);
 
 private:
