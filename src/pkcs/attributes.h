@@ -1,4 +1,4 @@
-/// Attributes of signers, signed and unsigned.
+/// The signed and unsigned attributes of signers.
 #pragma once
 
 #include "asn1/element.h"
@@ -6,7 +6,7 @@
 
 namespace detail {
 
-/// Attribute ::= SEQUENCE { attrType, attrValues SET } (RFC 5652, section 5.3) taken apart.
+/// The fields of Attribute ::= SEQUENCE { attrType, attrValues SET } (RFC 5652, section 5.3).
 struct Attribute {
     asn1::blob type;
     asn1::blob values; ///< Content of the SET.
@@ -18,8 +18,8 @@ inline bool readAttribute(Reading& reading, asn1::blob content, Attribute* to) {
            finish(fields);
 }
 
-/// Calls `readValues` for each attribute of a SET's content until one is refused. `what` names one in
-/// refusals.
+/// Calls `readValues` for each attribute in a SET's content until it returns false. `what` names an attribute
+/// in refusals.
 template <typename Read>
 bool readAttributes(Reading& reading, asn1::blob set, char const* what, Read readValues) {
     Level elements(reading, set);

@@ -1,4 +1,4 @@
-// What is encrypted, and for whom: the parts of EnvelopedData and EncryptedData.
+// The parts of EnvelopedData and EncryptedData: encrypted content and recipients.
 #include "sealkit/pkcs7.h"
 
 #include "asn1/read.h"

@@ -32,8 +32,7 @@ bool refuseIv(Reading& reading, asn1::blob iv, size_t expected) {
         {{"expected IV", std::to_string(expected) + " bytes"}, {"found", std::to_string(iv.size())}});
 }
 
-/// Whether the content can be decrypted with the right key, of which nothing is known here: neither the
-/// answer nor the time depends on one.
+/// Whether the right key can decrypt the content. Neither the result nor the time depends on a key.
 bool checkCbc(Reading& reading, PKCS7EncryptedContentInfo const& info, ContentCipher const& cipher,
               asn1::blob* iv) {
     if (!detail::readOnly(reading, info.contentEncryptionAlgorithm.params, tag::octetString, iv, "IV"))
@@ -60,12 +59,12 @@ bool decryptCbc(Reading& reading, PKCS7EncryptedContentInfo const& info, asn1::b
     bool const fits = key.size() == cipher->keySize;
     std::unique_ptr<Cipher> const keyed =
         detail::makeContentCipher(*cipher, fits ? key : asn1::blob(noKey, cipher->keySize), iv);
-    // A padding of no bytes is malformed.
+    // PKCS #7 padding has at least one byte.
     return (detail::decryptPadded(*cipher, *keyed, content, out) && out.size() < content.size() && fits) ||
            reading.refuse(RefusalId::undecryptable, nullptr);
 }
 
-/// AES-GCM under keys of one size.
+/// AES-GCM with one key size.
 struct GcmCipher {
     asn1::blob oid;
     unsigned keySize;
@@ -103,7 +102,7 @@ bool checkGcm(Reading& reading, EnvelopedMessage const& message, asn1::blob* non
            reading.refuse(RefusalId::inputTooLarge, nullptr);
 }
 
-/// What is authenticated beside the content: the attributes as a SET (RFC 5083, section 2.2).
+/// The additional authenticated data: the attributes as a SET (RFC 5083, section 2.2).
 std::vector<unsigned char> authenticated(EnvelopedMessage const& message) {
     std::vector<unsigned char> attributes = message.authAttrs;
     if (!attributes.empty())
@@ -179,7 +178,7 @@ bool detail::encryptGcm(EnvelopedMessage& to, unsigned keySize, asn1::blob conte
     PKCS7EncryptedContentInfo& info = to.encryptedContentInfo;
     info.contentEncryptionAlgorithm = {copyOf(cipher->oid), params.take()};
     std::vector<unsigned char> const attributes = authenticated(to);
-    SecretBytes sealed; // Begins as the plaintext.
+    SecretBytes sealed; // Holds the plaintext until it is encrypted in place.
     sealed.value.reserve(content.size() + aeadTagSize);
     sealed.value.assign(content.begin(), content.end());
     if (!sealGcmInPlace({key.value, nonce, attributes}, sealed.value))

@@ -1,4 +1,4 @@
-/// The contents of encrypted messages: encrypting and decrypting them under a content key.
+/// Encrypts and decrypts the contents of messages under a content key.
 #pragma once
 
 #include "sealkit/enveloped.h"
@@ -10,28 +10,28 @@
 
 namespace detail {
 
-/// The longest content key.
+/// The maximum size of a content key.
 inline constexpr size_t maxContentKeySize = 32;
 
-/// A content with what authenticates it. `message` is null for those that nothing does.
+/// A content and its authenticated attributes. `message` is null for content without authentication.
 struct EncryptedContent {
     PKCS7EncryptedContentInfo const& info;
     EnvelopedMessage const* message = nullptr;
 };
 
-/// Decrypts a content. An empty key, and one of another size, decrypt nothing, but take as long. What is
-/// refused beside `RefusalId::undecryptable` follows from the message alone. What `out` held must be wiped
-/// already.
+/// Decrypts a content. An empty key or one of a wrong size fails, but takes as long. Refusals other than
+/// `RefusalId::undecryptable` depend only on the message. The caller must have wiped the previous contents of
+/// `out`.
 bool decryptContent(Reading& reading, EncryptedContent const& content, asn1::blob key,
                     std::vector<unsigned char>& out);
 
-/// Makes a key for a cipher in CBC mode, and encrypts a content under it. False for other ciphers.
+/// Generates a key for a cipher in CBC mode and encrypts a content under it. Returns false for other ciphers.
 bool encryptCbc(PKCS7EncryptedContentInfo& to, CipherID cipher, unsigned keySize, asn1::blob content,
                 Rng const& rng, SecretBytes& key);
 
-/// Makes a key for AES-GCM, and encrypts a content under it: sets `encryptedContentInfo` and `mac`. False for
-/// keys of another size, and for contents that are too large. The attributes are authenticated as they stand
-/// in the message.
+/// Generates a key for AES-GCM and encrypts a content under it. Sets `encryptedContentInfo` and `mac`, and
+/// authenticates the message's attributes. Returns false for other key sizes and for contents that are too
+/// large.
 bool encryptGcm(EnvelopedMessage& to, unsigned keySize, asn1::blob content, Rng const& rng, SecretBytes& key);
 
 } // namespace detail

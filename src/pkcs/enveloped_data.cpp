@@ -28,7 +28,7 @@ bool detail::isRecipient(PKCS7KeyTransRecipientInfo const& recipient, X509Certif
 
 namespace {
 
-/// Puts key transport recipients, all that are read in the stated form, in place of what `to` holds.
+/// Replaces the recipients of `to` by key transport recipients, which are the only ones in the stated form.
 void moveRecipients(std::vector<EnvelopedRecipient>& from, std::vector<PKCS7KeyTransRecipientInfo>& to) {
     to.clear();
     to.reserve(from.size());
@@ -155,8 +155,8 @@ bool decryptFor(Reading& reading, PKCS7KeyTransRecipientInfo const& recipient, P
         reading.note("ktri: key decrypt failed");
     else if (detail::findContentCipher(cipher) == nullptr)
         reading.note("EncryptedContentInfo: unimplemented algorithm: <" + oid2name(cipher) + ">");
-    // Without a key, too: neither the answer nor how long it takes tells whether the block was good (RFC
-    // 3218, section 2.3.2).
+    // Decrypts even without a key, so that neither the result nor the time reveals whether the padding was
+    // correct (RFC 3218, section 2.3.2).
     return detail::decryptContent(reading, {info}, contentKey, out);
 }
 
@@ -217,7 +217,7 @@ bool PKCS7EnvelopedData::encrypt(std::span<X509Certificate const* const> recipie
             return false;
         made.recipientInfos.push_back(std::move(recipient));
     }
-    // RFC 5652, section 6.1: what names a recipient by its key identifier is of version 2.
+    // RFC 5652, section 6.1: a recipient identified by its key identifier has version 2.
     made.version = how.byKeyId ? 2 : 0;
     *this = std::move(made);
     return true;

@@ -32,8 +32,8 @@ bool isVersion(unsigned version, EnvelopeForms forms, bool isAuthenticated) {
     return version == 0 || version == 2 || (forms == EnvelopeForms::all && (version == 3 || version == 4));
 }
 
-/// Other versions come from recipients of other kinds (RFC 5652, section 6.1): refuses such a recipient,
-/// where a reason is asked for.
+/// Refuses the recipient that requires an unsupported version of the message (RFC 5652, section 6.1), if a
+/// reason is wanted.
 void refuseRecipients(Level& fields) {
     if (!fields.reading.wantsReason())
         return;
@@ -64,8 +64,7 @@ bool takeVersion(Level& fields, EnvelopeForms forms, EnvelopedMessage& to) {
                           {{"expected", expected}, {"found", detail::numberText(number)}});
 }
 
-/// Takes the whole of a field that may be absent, where it stands and the version has it. `next` is what is
-/// required in its place otherwise.
+/// Takes a whole optional field if the version has it. `next` is the field that is expected otherwise.
 bool takeOptional(Level& fields, unsigned optional, bool isAllowed, unsigned next,
                   std::vector<unsigned char>* to) {
     asn1::blob element;
@@ -77,7 +76,7 @@ bool takeOptional(Level& fields, unsigned optional, bool isAllowed, unsigned nex
            detail::keepElement(fields.reading, element, optional, to);
 }
 
-/// The type of a content that attributes authenticate stands among them, once (RFC 5083, section 2.1).
+/// The authenticated attributes must include the content type exactly once (RFC 5083, section 2.1).
 bool checkType(Reading& reading, EnvelopedMessage const& message) {
     if (message.authAttrs.empty())
         return true;
@@ -104,7 +103,7 @@ bool checkType(Reading& reading, EnvelopedMessage const& message) {
     return true;
 }
 
-/// What follows the content of AuthEnvelopedData.
+/// Takes the fields after the content of AuthEnvelopedData.
 bool takeAuthentication(Level& fields, EnvelopedMessage& to) {
     asn1::blob mac;
     if (!takeOptional(fields, tag::constructed(1), true, tag::octetString, &to.authAttrs) ||
@@ -137,7 +136,7 @@ bool detail::readEnvelope(Reading& reading, asn1::blob envelope, EnvelopeForms f
     Level fields(reading, content);
     if (!takeVersion(fields, forms, to))
         return false;
-    // Those of version 0 of the stated form have neither originator nor attributes.
+    // In the stated form, version 0 has neither originator nor attributes.
     bool const isWide = to.version != 0 || forms == EnvelopeForms::all;
     if (!takeOptional(fields, tag::constructed(0), isWide, tag::set, &to.originatorInfo) ||
         !take(fields, tag::set, &element, "recipients") ||
@@ -174,7 +173,7 @@ bool readMessage(Reading& reading, asn1::blob message, EnvelopedMessage& to) {
            detail::readEnvelope(reading, data, EnvelopeForms::all, to) && detail::finish(fields);
 }
 
-/// Whether `key` may be that of a recipient, as far as its kind, its size and its curve tell.
+/// Whether `key` matches a recipient in its type, size and curve.
 bool mayBeOf(EnvelopedRecipient const& recipient, PrivateKey const& key) {
     if (recipient.kind == RecipientKind::keyTransport) {
         auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key);
@@ -189,7 +188,7 @@ bool mayBeOf(EnvelopedRecipient const& recipient, PrivateKey const& key) {
     if (ec == nullptr)
         return key.keyType() == KeyType::X25519;
     size_t const width = getModLen(ec->curve), size = agreement.originatorKey.size();
-    return size == 1 + 2 * width || size == 1 + width; // A point of the curve, uncompressed or compressed.
+    return size == 1 + 2 * width || size == 1 + width; // An uncompressed or compressed point of the curve.
 }
 
 } // namespace
@@ -225,7 +224,8 @@ detail::EncryptedContent contentOf(EnvelopedMessage const& message) {
     return {message.encryptedContentInfo, message.isAuthenticated ? &message : nullptr};
 }
 
-/// The refusal of several attempts: what the message alone refuses is told where no key was tried.
+/// The refusal after several attempts. One that depends only on the message takes precedence if no key was
+/// tried.
 class Attempts {
 public:
     void add(Refusal&& refusal) {
@@ -355,7 +355,7 @@ unsigned versionFor(std::vector<EnvelopedRecipient> const& recipients) {
     return std::ranges::all_of(recipients, isPlain) ? 0 : 2;
 }
 
-/// The content type as an attribute: others than plain data need it (RFC 5083, section 2.1).
+/// The content type as an attribute, which only types other than data require (RFC 5083, section 2.1).
 std::vector<unsigned char> encodeAttributes(asn1::blob contentType) {
     if (contentType == getDataOid())
         return {};
@@ -375,7 +375,7 @@ std::vector<unsigned char> encodeMessage(EnvelopedMessage const& message) {
         detail::saveRecipient(recipient, to);
     to.end().begin(tag::sequence).addOid(info.contentType);
     save(info.contentEncryptionAlgorithm, to);
-    // Under GCM an empty content has an empty ciphertext, which is not absent.
+    // Under GCM, empty content has an empty ciphertext, which is not the same as a missing one.
     to.add(tag::primitive(0), info.encryptedContent).end();
     if (message.isAuthenticated)
         to.addEncoded(message.authAttrs).addOctetString(message.mac);

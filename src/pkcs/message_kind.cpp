@@ -44,7 +44,7 @@ char const* findTypeName(asn1::blob type) {
     return row == std::end(contentTypes) ? nullptr : row->name;
 }
 
-/// Whether the current element has the tag; takes it then.
+/// Takes the current element if it has the tag.
 bool takeIf(asn1::parser& fields, unsigned expected) {
     return fields.tag == expected && (fields.next(), true);
 }
@@ -55,7 +55,7 @@ bool isEnveloped(asn1::blob type) {
 
 unsigned firstTagIn(asn1::blob content) { return asn1::parser(content).tag; }
 
-/// PKIStatusInfo begins with an INTEGER, and nothing but a token follows it (RFC 3161, section 2.4.2).
+/// PKIStatusInfo begins with an INTEGER, and only a token may follow it (RFC 3161, section 2.4.2).
 bool isResponse(asn1::parser& fields) {
     if (firstTagIn(fields.value()) != tag::integer || !takeIf(fields, tag::sequence))
         return false;
@@ -83,7 +83,8 @@ MessageKind getMessageKind(asn1::blob der) {
         return isResponse(fields) ? MessageKind::timeStampResponse : MessageKind::none;
     if (!takeIf(fields, tag::integer))
         return MessageKind::none;
-    // A bare SignedData has a SET there, and a request its digest. Private keys have neither.
+    // The next element of a bare SignedData is a SET, and that of a request is its digest. Private keys have
+    // neither.
     if (fields.tag == tag::set)
         return MessageKind::signedData;
     bool const isRequest = fields.tag == tag::sequence && firstTagIn(fields.value()) == tag::sequence;

@@ -15,7 +15,7 @@ constexpr size_t lineLength = 64;
 
 bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
-/// Printable ASCII but the colon (RFC 5322, section 3.6.8).
+/// Printable ASCII except the colon (RFC 5322, section 3.6.8).
 bool isFieldNameCharacter(char c) { return c > ' ' && c < 127 && c != ':'; }
 
 /// A token of RFC 2045, section 5.1.
@@ -49,8 +49,8 @@ public:
         return !to->empty();
     }
 
-    /// A token, or a string in quotes. Characters that no token may hold are taken as well, up to a semicolon
-    /// or blank: boundaries with "=" are often written without quotes.
+    /// Takes a token or a quoted string. Characters that a token may not contain are accepted up to a
+    /// semicolon or blank, because boundaries with "=" are often unquoted.
     bool takeValue(std::string* to) {
         skipSpace();
         to->clear();
@@ -106,7 +106,7 @@ bool parseContentType(std::string_view value, ContentType* to) {
     return scanner.atEnd();
 }
 
-/// The value of a hexadecimal digit; -1 for another character.
+/// The value of a hexadecimal digit, or -1.
 int digitOf(char c) {
     return c >= '0' && c <= '9'   ? c - '0'
            : c >= 'A' && c <= 'F' ? c - 'A' + 10
@@ -114,7 +114,7 @@ int digitOf(char c) {
                                   : -1;
 }
 
-/// Quoted-printable (RFC 2045, section 6.7). A "=" that begins no escape stands for itself.
+/// Decodes quoted-printable (RFC 2045, section 6.7). A "=" that does not begin an escape is literal.
 void decodeQuotedPrintable(std::string_view text, std::vector<unsigned char>* to) {
     to->reserve(text.size());
     while (!text.empty()) {

@@ -1,4 +1,4 @@
-/// Entities of MIME (RFC 2045): headers, and the body under its transfer encoding.
+/// Entities of MIME (RFC 2045): headers and an encoded body.
 #pragma once
 
 #include "base/reading.h"
@@ -20,23 +20,23 @@ struct ContentType {
     std::vector<std::pair<std::string, std::string>> parameters; ///< Names in lower case.
 };
 
-/// An entity. `body` views what it was read from.
+/// A MIME entity. `body` is a view of the input.
 struct Entity {
     std::optional<ContentType> contentType;
     std::string encoding; ///< Content-Transfer-Encoding in lower case; empty if it is missing.
     std::string_view body;
 };
 
-/// Takes the headers off; a blank line, or the end of the text, ends them. Refuses a line that is no header
-/// field and a malformed Content-Type.
+/// Reads the headers up to a blank line or the end of the text. Refuses a malformed header field and a
+/// malformed Content-Type.
 bool read(Reading& reading, std::string_view text, Entity* to);
 
-/// The body without its transfer encoding. Refuses an unknown one, and malformed base64.
+/// Decodes the transfer encoding of the body. Refuses an unknown one and malformed base64.
 bool decodeBody(Reading& reading, Entity const& entity, std::vector<unsigned char>* to);
 
-/// Takes a line with its end off.
+/// Takes a line, including its end, off the text.
 std::string_view takeWholeLine(std::string_view& text);
-/// A line without CR and LF at its end.
+/// The line without CR and LF at its end.
 std::string_view withoutLineEnd(std::string_view line);
 
 /// Base64 in lines of 64 characters with CR LF.

@@ -48,7 +48,7 @@ constexpr LabelKind labels[] = {
     {"PKCS12", InputKind::pkcs12},
 };
 
-/// What the bytes are, PKCS#12 in BER and a SignedData without its ContentInfo included.
+/// The kind of the bytes, including PKCS#12 in BER and a SignedData without its ContentInfo.
 InputKind kindOf(asn1::blob der) {
     InputKind const kind = detail::findDerKind(der);
     if (kind != InputKind::otherDer)
@@ -63,7 +63,8 @@ bool isPrivate(InputKind kind) {
            kind != InputKind::rsaPublicKey;
 }
 
-/// Whether a label that promises one kind may stand over another without a remark: keys have several forms.
+/// Whether a block with the label of one kind may contain another kind without a note: keys have several
+/// forms.
 bool agree(InputKind promised, InputKind found) {
     constexpr auto isPublic = [](InputKind kind) {
         return kind == InputKind::publicKey || kind == InputKind::rsaPublicKey;
@@ -80,7 +81,7 @@ public:
 
     void run(asn1::blob file) {
         InputKind const kind = kindOf(file);
-        // First, as text within an object may look like PEM.
+        // PEM is only searched for if the file is not DER, because text within an object may look like PEM.
         if (kind == InputKind::otherDer && !detail::beginsAsObject(file)) {
             PemReader reader(detail::viewOf(file));
             PemBlock block;
@@ -97,7 +98,7 @@ public:
     }
 
 private:
-    /// The beginning of a block without an end.
+    /// Delivers the beginning of a block without an end.
     void takeRest(PemReader const& reader) {
         InputObject object;
         if (reader.finish(&object.refusal))
@@ -108,8 +109,8 @@ private:
         take(std::move(object));
     }
 
-    /// Several objects of known kinds in DER, one after the other with nothing left over. False for anything
-    /// else.
+    /// Delivers several objects of known kinds in DER, one after the other. Returns false for any other
+    /// input.
     bool takeSeveral(asn1::blob file) {
         size_t count = 0;
         asn1::parser elements(file);
@@ -148,7 +149,7 @@ private:
         return object;
     }
 
-    /// A file, or a part of one, that is not PEM.
+    /// Reads a file, or a part of one, that is not PEM.
     InputObject readWhole(asn1::blob bytes) {
         InputObject object;
         Reading reading(bytes, &object.refusal, options.forms);

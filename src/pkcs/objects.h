@@ -1,4 +1,4 @@
-/// The walk through the objects of a file, for readers that want some kinds of them.
+/// Visits the objects of a file, for readers that want some kinds of them.
 #pragma once
 
 #include "sealkit/objects.h"
@@ -10,10 +10,10 @@ namespace detail {
 
 struct WalkOptions {
     FormRules forms = FormRules::standard;
-    bool withBytes = false; ///< Whether objects hold their bytes.
+    bool withBytes = false; ///< Whether objects include their bytes.
 };
 
-/// What `makePlain` makes of a file, as long as the object lives; the file must outlive it.
+/// A file converted by `makePlain`. The file must outlive it.
 class PlainFile {
 public:
     PlainFile(asn1::blob file, std::vector<InputNote>* notes)
@@ -28,11 +28,11 @@ private:
     asn1::blob view;
 };
 
-/// Gives `take` one object of a file after the other, until it returns false.
+/// Passes the objects of a file to `take` until it returns false.
 void walkObjects(PlainFile const& file, WalkOptions const& options, std::vector<InputNote>& notes,
                  std::function<bool(InputObject&&)> const& take);
 
-/// The kind of object that a PEM label promises; `InputKind::unknown` for a label that is not known.
+/// The kind of object that a PEM label names; `InputKind::unknown` for an unknown label.
 InputKind kindOfLabel(std::string_view label);
 
 } // namespace detail

@@ -24,7 +24,7 @@ using detail::Reading;
 
 namespace {
 
-/// Ignores a bag or certificate of another type.
+/// Ignores a bag or certificate of an unsupported type.
 void ignore(Reading const& reading, asn1::blob type, std::vector<PKCS12IgnoredBag>& ignored) {
     reading.note("PFX: unknown SafeBag type - " + oidStr(type));
     ignored.push_back({detail::copyOf(type), reading.path()});
@@ -39,7 +39,7 @@ bool readAttribute(Reading& reading, asn1::blob attribute, PKCS12Attributes& to)
     if (!detail::take(fields, tag::oid, &type, "attrId") ||
         !detail::take(fields, tag::set, &values, "attrValues") || !detail::finish(fields))
         return false;
-    // An attribute of another shape, or a second one of its type, is kept among the others.
+    // An attribute with an unexpected value, or a second one of its type, is kept with the others.
     asn1::parser value(values);
     bool const isSingle = value.tag != asn1::parser::errorTag && value.tag != asn1::parser::endTag;
     unsigned const valueTag = value.tag;

@@ -45,7 +45,7 @@ std::uint64_t iterationsOf(std::vector<PKCS12Bag> const& bags, PasswordSchemes c
     return sum;
 }
 
-/// The data of a content; null when others, who have access too, took it from the list.
+/// The data of a content; null if the caller removed it from the public list.
 template <typename Data>
 Data const* dataOf(PKCS12Content const& content, std::vector<Data> const& list) {
     return content.index < list.size() ? &list[content.index] : nullptr;
@@ -55,7 +55,7 @@ bool isUnderPassword(PKCS12Content const& content) {
     return content.kind == PKCS12Content::Kind::encrypted && !content.isDecrypted;
 }
 
-/// All that can be known before anything is decrypted.
+/// The iterations that are known before anything is decrypted.
 std::uint64_t iterationsOf(std::vector<PKCS12Content> const& contents,
                            std::vector<PKCS7EncryptedData> const& encryptedData,
                            PasswordSchemes const& schemes) {
@@ -76,7 +76,7 @@ bool refuseTotal(Reading& reading, std::uint64_t iterations) {
         {{"maximum", std::to_string(pkcs12MaxIterationsPerFile)}, {"found", std::to_string(iterations)}});
 }
 
-/// The counts that the MAC of a file may have.
+/// The possible iteration counts of a file's MAC.
 std::vector<unsigned> countsOf(unsigned macIterations, std::vector<unsigned> const& otherwise) {
     if (macIterations != 0)
         return {macIterations};
@@ -86,25 +86,25 @@ std::vector<unsigned> countsOf(unsigned macIterations, std::vector<unsigned> con
     return counts;
 }
 
-/// Completes the refusal of a part, whose bytes have no place in what is read here.
+/// Adds the location of a part to its refusal, whose bytes are not in the current input.
 void locate(Refusal& refusal, detail::PKCS12Place const& place) {
     if (refusal.offset == Refusal::nowhere)
         refusal.offset = place.offset;
 }
 
-/// An attempt to decrypt a file with a password in one form. `iterations` are those that are known to be
-/// needed.
+/// An attempt to decrypt a file with one form of the password. `known` is the number of iterations known to
+/// be needed.
 class Decryption {
 public:
     Decryption(PKCS12Reading& reader, std::string_view utf8, asn1::blob bmp, bool macIsRight,
                std::uint64_t known)
         : file(reader), password(utf8), bmpPassword(bmp), hasMac(macIsRight), iterations(known) {}
 
-    /// Decrypts all that is under the password. Of a file that is read partially, all that can be: false then
-    /// if the attempt failed as a whole.
+    /// Decrypts all parts under the password. If the file is read partially, it skips what fails, and returns
+    /// false only if the attempt fails as a whole.
     bool decryptAll(std::vector<PKCS12Content>& contents,
                     std::vector<PKCS7EncryptedData> const& encryptedData) {
-        bool wasDecrypted = false; // Any part, before.
+        bool wasDecrypted = false; // Whether an earlier attempt decrypted any part.
         for (PKCS12Content& content : contents) {
             wasDecrypted =
                 wasDecrypted || (content.kind == PKCS12Content::Kind::encrypted && content.isDecrypted);
@@ -139,7 +139,7 @@ public:
 
     bool hasDecryptedAny() const { return decryptedAny; }
     bool isComplete() const { return !failure; }
-    /// Whether another form of the password may do better.
+    /// Whether another form of the password may succeed.
     bool dependsOnForm() const { return formMatters || (usedForm && !isFinal); }
     bool isUnreadable() const { return unreadable; }
     bool isTooMuch() const { return iterations > pkcs12MaxIterationsPerFile; }
@@ -202,8 +202,8 @@ private:
                (!detail::takesBmpPassword(scheme.oid) && fail());
     }
 
-    /// Refuses what was decrypted under a wrong password and had the right padding by chance. The stated
-    /// entry points do not tell it from malformed contents, and let their reader refuse it.
+    /// Detects a wrong password whose result has a valid padding by chance. Without a reason to report, the
+    /// reader of the contents refuses it as malformed.
     bool checkShape(asn1::blob plain) {
         Reading& reading = file.reading;
         if (!reading.wantsReason())
@@ -217,19 +217,19 @@ private:
                reading.refuse(RefusalId::wrongPassword, nullptr);
     }
 
-    /// Tells a wrong password from one that is right for the MAC alone. Always false.
+    /// Distinguishes a wrong password from one that is right only for the MAC. Returns false.
     bool weigh() {
         if (hasMac && file.refusal().id == RefusalId::wrongPassword)
             file.refusal().id = RefusalId::contentPassword;
         return false;
     }
 
-    /// Goes on without a part of a file that is read partially.
+    /// Continues without a part of a partially read file.
     bool setAside(std::vector<Refusal>& refusals) {
         Refusal const reason = file.refusal();
         if (!file.setAside(refusals))
             return false;
-        // The first wrong password weighs more than what is not supported.
+        // A wrong password takes precedence over unsupported parts.
         if (!failure || (failure.id != RefusalId::wrongPassword && reason.id == RefusalId::wrongPassword))
             failure = reason;
         formMatters = formMatters || (usedForm && !isFinal);
@@ -237,7 +237,7 @@ private:
         return true;
     }
 
-    /// What no form of the password changes.
+    /// Records a failure that does not depend on the form of the password. Returns false.
     bool fail() {
         isFinal = true;
         return false;
@@ -249,7 +249,7 @@ private:
     bool hasMac;
     std::uint64_t iterations;
     bool decryptedAny = false, usedForm = false, isFinal = false, unreadable = false, formMatters = false;
-    Refusal failure; ///< The weightiest refusal that was set aside.
+    Refusal failure; ///< The most important refusal of the parts that were skipped.
 };
 
 /// Decrypts an enveloped content with the key of one of its recipients.
@@ -277,7 +277,7 @@ bool PKCS12PFX::decrypt(std::string_view password, PKCS12Options const& options,
 
 bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vector<unsigned> const& counts) {
     Reading& reading = file.reading;
-    // Programs that are given an empty password make of it either the terminator alone or nothing at all.
+    // Programs encode an empty password either as the terminator alone or as an empty string.
     SecretBytes const bmp(pkcs12_password(password));
     std::vector<asn1::blob> forms = {bmp};
     SecretBytes const bytewise(file.schemes.all ? detail::bmpOfBytes(password)
@@ -338,8 +338,8 @@ bool PKCS12PFX::decrypt(PKCS12Reading& file, std::string_view password, std::vec
     return false;
 }
 
-/// Reads the parameters of PBMAC1 where that is supported, and refuses other MACs that are not one over a
-/// hash.
+/// Reads the parameters of PBMAC1 if it is supported. Refuses all other MACs that are not HMAC with a
+/// supported hash.
 bool PKCS12PFX::readMacScheme(PKCS12Reading& file, std::optional<detail::Pbmac1>& pbmac1) const {
     if (mac.empty() || detail::macHashOf(macAlgorithm, file.schemes) != detail::FileHash::none)
         return true;
@@ -363,7 +363,7 @@ bool PKCS12PFX::canDecrypt(PKCS12Options const& options, Refusal* refusal) const
     Reading& reading = file.reading;
     if (std::optional<detail::Pbmac1> pbmac1; !readMacScheme(file, pbmac1))
         return file.report(false, refusal);
-    // Of a file that is read partially, something is enough.
+    // For a partially read file, one supported part is enough.
     bool isAny = !certificates.empty() || !keys.empty() || needsRecipient();
     std::vector<Refusal> unsupported;
     auto const check = [&](detail::PKCS12Place const& place, AlgorithmIdentifier const& algorithm,
@@ -448,7 +448,7 @@ bool PKCS12PFX::decryptEnveloped(PKCS12Reading& file, X509Certificate const& cer
     return false;
 }
 
-/// Takes the contents, some of which were decrypted just now, and lists what they all hold.
+/// Takes the contents, some of them newly decrypted, and rebuilds the public lists.
 void PKCS12PFX::replaceContents(std::vector<PKCS12Content>&& decrypted) {
     contents = std::move(decrypted);
     certificates.clear();

@@ -33,7 +33,7 @@ bool readDigestInfo(Reading& reading, asn1::blob content, detail::PKCS12Mac& to)
         !detail::readPlainAlgorithm(reading, algorithm, to.algorithm) ||
         !detail::take(fields, tag::octetString, &to.value, "digest") || !detail::finish(fields))
         return false;
-    // It would be taken for none.
+    // An empty value would be mistaken for a missing MAC.
     return !to.value.empty() || reading.refuse(RefusalId::emptyMac, to.value);
 }
 

@@ -8,25 +8,25 @@
 
 namespace detail {
 
-/// What a MacData says. Views of it.
+/// The fields of a MacData, as views of it.
 struct PKCS12Mac {
     AlgorithmIdentifier algorithm;
     asn1::blob value, salt;
-    unsigned iterations = 0; ///< 0 when they are left out.
+    unsigned iterations = 0; ///< 0 if they are omitted.
 };
 
 /// Reads a MacData, the whole element.
 bool read(Reading& reading, asn1::blob macData, PKCS12Mac& to);
 
-/// The hash of the MAC that `algorithm` names; `FileHash::none` if it is not read, or is not a hash.
+/// The hash of the MAC algorithm; `FileHash::none` if it is unsupported or not a hash.
 FileHash macHashOf(AlgorithmIdentifier const& algorithm, PasswordSchemes const& schemes);
 
-/// HMAC over `data` under a key from the password, which is in the form that `pkcs12_kdf` takes. Empty for
-/// `FileHash::none`. There is one iteration at least.
+/// HMAC over `data` under a key derived from the password, which must be in the form that `pkcs12_kdf` takes.
+/// Empty for `FileHash::none`. 0 iterations count as 1.
 std::vector<unsigned char> pkcs12Mac(FileHash hash, asn1::blob password, asn1::blob salt, unsigned iterations,
                                      asn1::blob data);
 
-/// The count that `macIterations` stands for.
+/// The number of iterations that `macIterations` stands for.
 inline unsigned macCount(unsigned macIterations) {
     return macIterations == 0 ? pkcs12MacIterations : macIterations;
 }

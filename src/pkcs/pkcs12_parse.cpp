@@ -24,8 +24,8 @@ using detail::Reading;
 
 namespace {
 
-/// Takes the identifier and length octets of an element, and `sizeLimit` octets of content at most. The
-/// content may be cut short.
+/// Takes the identifier and length octets of an element. Its content may have at most `sizeLimit` octets, and
+/// may be truncated.
 bool takeStart(asn1::blob& rest, unsigned expected, size_t sizeLimit) {
     if (rest.size() < 2 || rest.pop_front() != expected)
         return false;
@@ -61,7 +61,7 @@ bool refuseType(Reading& reading, asn1::blob type) {
     return reading.refuse(RefusalId::unsupportedContentType, type, {{"found", getContentTypeName(type)}});
 }
 
-/// How long the element is that the bytes begin with; all of them where that is not known.
+/// The size of the first element; that of all bytes if its length is malformed.
 size_t sizeOfFirst(asn1::blob bytes) {
     asn1::blob content = bytes;
     unsigned elementTag = 0;
@@ -150,7 +150,7 @@ bool PKCS12PFX::parseCertBag(asn1::blob certBag) {
     return true;
 }
 
-/// Only at the end is anything of the object changed: `pfx` may be a view of it.
+/// Changes the object only at the end, because `pfx` may be a view of it.
 bool PKCS12PFX::readFile(PKCS12Reading& file, asn1::blob pfx) {
     Reading& reading = file.reading;
     PKCS12PFX parsed;
@@ -205,7 +205,7 @@ bool PKCS12PFX::readContentInfo(PKCS12Reading& file, asn1::blob contentInfo) {
         if (!detail::read(reading, contentInfo, *parsed))
             return false;
         signedData = std::move(parsed);
-        // The message keeps a copy of its content.
+        // The following offsets refer to the message's copy of its content.
         Reading::Derived const derived(reading, signedData->content, content.start, "signed content");
         return detail::readOnly(reading, signedData->content, tag::octetString, &octets) &&
                readAuthenticatedSafe(file, octets);
@@ -243,7 +243,7 @@ bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo) {
     return true;
 }
 
-/// Reads a content of the AuthenticatedSafe. What is refused is not among `encryptedData` and
+/// Reads a content of the AuthenticatedSafe. A refused one is not added to `encryptedData` or
 /// `envelopedData`.
 bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo, PKCS12Content& content) {
     Reading& reading = file.reading;
@@ -273,7 +273,7 @@ bool PKCS12PFX::readContent(PKCS12Reading& file, asn1::blob contentInfo, PKCS12C
     return refuseType(reading, type);
 }
 
-/// Adds what a decrypted content holds to the members.
+/// Adds the bags of a decrypted content to the public lists.
 void PKCS12PFX::addToLists(PKCS12Content const& content) {
     for (detail::PKCS12Bag const& bag : content.bags) {
         if (bag.certificate != nullptr) {

@@ -1,4 +1,4 @@
-/// What a reader of a PKCS#12 file carries along beside its `Reading`.
+/// The state of a reader of PKCS#12 files beside its `Reading`.
 #pragma once
 
 #include "sealkit/pkcs12.h"
@@ -9,7 +9,7 @@
 
 namespace detail {
 
-/// Where a part stands in the file, for refusals of what is decrypted later.
+/// The location of a part in the file, for refusals during decryption.
 struct PKCS12Place {
     std::string path; ///< "content 2, bag 3".
     size_t offset = Refusal::nowhere;
@@ -18,17 +18,17 @@ struct PKCS12Place {
 /// One call of a reader of PKCS#12.
 class PKCS12Reading {
 public:
-    /// As the stated entry points read `bytes`.
+    /// For the stated entry points.
     PKCS12Reading(asn1::blob bytes, bool ber) : reading(bytes), mayBeBer(ber) {}
-    /// As the overloads with a refusal do.
+    /// For the overloads with a refusal.
     PKCS12Reading(asn1::blob bytes, bool ber, PKCS12Options const& options)
         : reading(bytes, &found, options.forms),
           mayBeBer(ber),
           isPartial(options.partial),
           schemes(options.schemes) {}
 
-    /// Sets the refusal of a part aside, if the file is read partially, so that the rest can be read. False
-    /// if the whole is to be refused.
+    /// If the file is read partially, records the refusal of a part so that the rest can be read. Returns
+    /// false if the file as a whole must be refused.
     bool setAside(std::vector<Refusal>& refusals) {
         if (!isPartial || refusals.size() >= pkcs12MaxUnreadable)
             return false;
@@ -37,10 +37,10 @@ public:
         return true;
     }
 
-    /// The refusal so far. Only overloads with a refusal have one.
+    /// The current refusal. Only overloads with a refusal have one.
     Refusal& refusal() { return found; }
 
-    /// Gives the caller the refusal, if there is one. Returns true if there is not.
+    /// Passes the refusal of a failed call to the caller, and returns `isGood`.
     bool report(bool isGood, Refusal* asked) const {
         if (!isGood && asked != nullptr)
             *asked = found;

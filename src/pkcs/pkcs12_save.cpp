@@ -25,10 +25,10 @@ bool fillRandom(std::vector<unsigned char>& bytes, unsigned size) {
     return getDefaultRng().fill(bytes.data(), size);
 }
 
-/// How the contents and keys of a file are encrypted: each with a salt and an IV of its own.
+/// The encryption of a file's contents and keys, each with its own salt and IV.
 struct Protection {
     bool isPbes2;
-    CipherID cipher; ///< Of PBES2.
+    CipherID cipher; ///< For PBES2.
     unsigned iterations;
     std::string_view password;
 
@@ -207,7 +207,7 @@ std::vector<unsigned char> PKCS12PFX::save() const {
     return encoder.take();
 }
 
-/// Computes the MAC that goes with another authenticated safe.
+/// Computes the MAC for a new authenticated safe.
 bool PKCS12PFX::makeMac(std::string_view password, asn1::blob safe, PKCS12PFX& made) const {
     made.macAlgorithm = macAlgorithm;
     made.macIterations = macIterations != 0 ? macIterations : iterations;
@@ -215,7 +215,7 @@ bool PKCS12PFX::makeMac(std::string_view password, asn1::blob safe, PKCS12PFX& m
     return !made.mac.empty();
 }
 
-/// Replaces what protects the file.
+/// Replaces the file's MAC or signature.
 void PKCS12PFX::replaceProtection(asn1::blob safe, PKCS12PFX&& made) {
     authenticatedSafe.assign(safe.begin(), safe.end());
     signedData.reset();
@@ -227,7 +227,7 @@ void PKCS12PFX::replaceProtection(asn1::blob safe, PKCS12PFX&& made) {
     }
 }
 
-/// The authenticated safe with one more content. Empty when it is malformed.
+/// Appends a content to the authenticated safe. Empty if the safe is malformed.
 std::vector<unsigned char> PKCS12PFX::withContent(asn1::blob contentInfo) const {
     asn1::blob const safe(authenticatedSafe.data(), authenticatedSafe.size());
     detail::Reading silent;

@@ -30,7 +30,7 @@ using detail::Level;
 using detail::Reading;
 using detail::SecretBytes;
 
-/// AES key wrap under keys of one size (RFC 3565, section 2.3.2).
+/// AES key wrap with one key size (RFC 3565, section 2.3.2).
 struct KeyWrap {
     asn1::blob oid;
     unsigned keySize;
@@ -43,8 +43,8 @@ constexpr KeyWrap keyWraps[] = {
 };
 constexpr KeyWrap const& writtenWrap = keyWraps[2];
 
-/// How a key-encryption key comes from an agreed secret (RFC 5753, section 7.1.4; RFC 8418, section 2). On
-/// the named curves, whose cofactor is 1, both kinds of Diffie-Hellman are the same.
+/// The derivation of a key-encryption key from a shared secret (RFC 5753, section 7.1.4; RFC 8418, section
+/// 2). On the named curves, whose cofactor is 1, standard and cofactor Diffie-Hellman are the same.
 struct AgreementScheme {
     asn1::blob oid;
     HashID hash;
@@ -75,8 +75,8 @@ bool isNullOrAbsent(asn1::blob params) {
     return params.empty() || params == asn1::blob(null);
 }
 
-/// The key wrap that an AlgorithmIdentifier's parameters name, which are an AlgorithmIdentifier again. Null
-/// where it is refused.
+/// The key wrap that the parameters of an algorithm name: they are an AlgorithmIdentifier too. Null after a
+/// refusal.
 KeyWrap const* readKeyWrap(Reading& reading, asn1::blob algorithm, asn1::blob params) {
     KeyWrap const* const wrap = findRow(keyWraps, algorithm);
     if (wrap == nullptr)
@@ -88,7 +88,7 @@ KeyWrap const* readKeyWrap(Reading& reading, asn1::blob algorithm, asn1::blob pa
     return nullptr;
 }
 
-/// Unwraps a content key; `contentKey` stays empty for a wrong one.
+/// Unwraps a content key. `contentKey` remains empty for a wrong key.
 void unwrap(asn1::blob keyEncryptionKey, asn1::blob wrapped, SecretBytes& contentKey) {
     if (wrapped.size() <= keyWrapOverhead)
         return;
@@ -112,7 +112,7 @@ std::vector<unsigned char> encodeSharedInfo(KeyAgreement const& agreement, unsig
     return to.take();
 }
 
-/// The key-encryption key of an agreement. `salt` is of HKDF alone.
+/// Derives the key-encryption key. `salt` is only used by HKDF.
 SecretBytes deriveKey(AgreementScheme const& scheme, KeyAgreement const& agreement, unsigned keySize,
                       SecretBytes const& secret, std::vector<unsigned char> const& salt) {
     std::vector<unsigned char> const info = encodeSharedInfo(agreement, keySize);
@@ -127,7 +127,7 @@ bool refuseOriginator(Reading& reading, std::string found) {
     return reading.refuse(RefusalId::keysDiffer, nullptr, {{"key of the message", std::move(found)}});
 }
 
-/// The public key of the originator as one that agrees with `key`; null where it is refused.
+/// The originator's public key, of the type and curve of `key`. Null after a refusal.
 std::unique_ptr<PublicKey> readOriginator(Reading& reading, KeyAgreement const& agreement,
                                           PrivateKey const& key) {
     asn1::blob const algorithm = agreement.originatorAlgorithm.oid,
@@ -140,7 +140,7 @@ std::unique_ptr<PublicKey> readOriginator(Reading& reading, KeyAgreement const& 
         reading.refuse(RefusalId::keyCannotAgree, nullptr, {{"key", oidName(getKeyOid(key.keyType()))}});
         return nullptr;
     }
-    // The curve is that of the recipient's key, which parameters may name again (RFC 5753, section 7.1.2).
+    // The parameters may be omitted or repeat the curve of the recipient's key (RFC 5753, section 7.1.2).
     bool const isSameCurve = isNullOrAbsent(params) || params == key.algorithmParams();
     if (!(algorithm == getKeyOid(key.keyType())) || !isSameCurve) {
         refuseOriginator(reading, oidName(algorithm));
@@ -181,7 +181,7 @@ bool decryptAgreed(Reading& reading, EnvelopedRecipient const& recipient, Privat
     if (secret.value.empty())
         return reading.refuse(refusal.id, nullptr, std::move(refusal.facts));
     unwrap(deriveKey(*scheme, agreement, wrap->keySize, secret, {}), recipient.encryptedKey, contentKey);
-    // Others take the ukm for the salt of HKDF as well. The key wrap tells.
+    // Some programs also use the ukm as the salt of HKDF. AES key wrap detects a wrong key.
     if (contentKey.value.empty() && scheme->isHkdf && agreement.keyingMaterial)
         unwrap(deriveKey(*scheme, agreement, wrap->keySize, secret, *agreement.keyingMaterial),
                recipient.encryptedKey, contentKey);
@@ -226,7 +226,7 @@ bool nameRecipient(Reading& reading, X509Certificate const& certificate, bool by
     return true;
 }
 
-/// A new key that agrees with `key`; null where it is of another kind or `rng` fails.
+/// Generates a key of the type and curve of `key`. Null for an unsupported type or if `rng` fails.
 std::unique_ptr<PrivateKey> makeEphemeral(PublicKey const& key, Rng& rng) {
     if (auto const* const ec = dynamic_cast<EcPublicKey const*>(&key)) {
         auto made = std::make_unique<EcPrivateKey>();
@@ -239,7 +239,7 @@ std::unique_ptr<PrivateKey> makeEphemeral(PublicKey const& key, Rng& rng) {
     return made->generatePrivKey(rng) ? std::move(made) : nullptr;
 }
 
-/// The scheme of the standards for a key (RFC 5753, section 8; RFC 8418, section 2).
+/// The recommended scheme for a key (RFC 5753, section 8; RFC 8418, section 2).
 AgreementScheme const& schemeFor(PublicKey const& key) {
     auto const* const ec = dynamic_cast<EcPublicKey const*>(&key);
     asn1::blob const scheme = ec == nullptr              ? asn1::blob(oid::stdDhHkdfSha256)
@@ -270,7 +270,7 @@ bool agree(Reading& reading, PublicKey const& key, asn1::blob contentKey, Rng& r
     return wrapKey(wrappingKey.value, std::span(contentKey.data(), contentKey.size()), to.encryptedKey);
 }
 
-/// How a password wraps a content key: key derivation and cipher are named as PBES2 names them (RFC 3211,
+/// The wrapping of a content key under a password. Key derivation and cipher are named as in PBES2 (RFC 3211,
 /// section 2.2).
 struct PasswordWrap {
     PBES2Params params;

@@ -1,9 +1,8 @@
-/// Content keys of encrypted messages: encrypting them to recipients, and decrypting them.
-///
-/// The functions that decrypt return false where the message, or the kind of the key, is refused, which
-/// depends on no secret. `contentKey` is left empty where the encrypted key does not decrypt: the content is
-/// then decrypted with another key, so that neither the answer nor how long it takes tells (RFC 3218, section
-/// 2.3.2).
+/// Encrypts content keys to recipients and decrypts them.
+/// The functions that decrypt return false if they refuse the message or the type of the key, which depends
+/// on no secret. If the encrypted key does not decrypt, `contentKey` remains empty. The caller then decrypts
+/// the content with another key, so that neither the result nor the time reveals the failure (RFC 3218,
+/// section 2.3.2).
 #pragma once
 
 #include "sealkit/enveloped.h"
@@ -15,26 +14,27 @@
 
 namespace detail {
 
-/// With the private key of the recipient.
+/// Decrypts with the private key of the recipient.
 bool decryptContentKey(Reading& reading, EnvelopedRecipient const& recipient, PrivateKey const& key,
                        SecretBytes& contentKey);
 
-/// With the password of the recipient, whose derivation takes `passwordRounds`.
+/// Decrypts with the password of the recipient. The derivation takes `passwordRounds`.
 bool decryptContentKey(Reading& reading, EnvelopedRecipient const& recipient, std::string_view password,
                        SecretBytes& contentKey);
 
-/// With a key that both sides have.
+/// Decrypts with a key that sender and recipient share.
 bool decryptContentKeyShared(Reading& reading, EnvelopedRecipient const& recipient,
                              asn1::blob keyEncryptionKey, SecretBytes& contentKey);
 
-/// How many rounds deriving the key of a recipient from a password takes. False where that is refused.
+/// The number of rounds that derive a recipient's key from a password. Returns false if the recipient is
+/// refused.
 bool passwordRounds(Reading& reading, EnvelopedRecipient const& recipient, unsigned* rounds);
 
-/// Encrypts a content key to the holder of an RSA key.
+/// Encrypts a content key with an RSA public key.
 bool transportContentKey(Reading& reading, X509Certificate const& certificate, asn1::blob contentKey,
                          EnvelopedOptions const& options, Rng const& rng, EnvelopedRecipient& to);
 
-/// Encrypts a content key to the holder of a certificate with a key of any kind.
+/// Encrypts a content key with the public key of a certificate, of any supported type.
 bool encryptContentKey(Reading& reading, X509Certificate const& certificate, asn1::blob contentKey,
                        EnvelopedOptions const& options, Rng& rng, EnvelopedRecipient& to);
 

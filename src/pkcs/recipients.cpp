@@ -24,7 +24,7 @@ constexpr unsigned sharedKeyTag = tag::constructed(2);
 constexpr unsigned passwordTag = tag::constructed(3);
 constexpr unsigned otherTag = tag::constructed(4);
 
-/// Refuses a recipient for what it is. `line` is what the stated entry point writes; empty for nothing.
+/// Refuses a recipient because of its kind. `line` is the stated diagnostic; empty for no line.
 bool refuseRecipient(Reading& reading, asn1::blob at, std::string const& line, std::string found) {
     if (!line.empty())
         reading.note(line);
@@ -41,13 +41,13 @@ bool refuseSharedKey(Reading& reading, asn1::blob at) {
     return refuseRecipient(reading, at, "KEKRecipientInfo not supported", "a shared key-encryption key");
 }
 
-/// OtherRecipientInfo begins with the object identifier of what it is.
+/// OtherRecipientInfo begins with the object identifier of its type.
 bool refuseOther(Reading& reading, asn1::blob type) {
     return refuseRecipient(reading, type, "OtherRecipientInfo <" + oid2name(type) + "> not supported",
                            "another kind, " + oidStr(type));
 }
 
-/// Whether the element with this content is one to read as a key transport recipient, which its version says.
+/// Whether an element with this content is read as a key transport recipient, according to its version.
 bool isKeyTransport(Reading& reading, asn1::blob sequence) {
     Level fields(reading, sequence);
     if (fields.tag == tag::oid)
@@ -72,7 +72,7 @@ bool isKeyTransport(Reading& reading, asn1::blob sequence) {
     }
 }
 
-/// Says what a recipient of another kind is, by its tag (RFC 5652, section 6.2).
+/// Refuses a recipient of another kind, identified by its tag (RFC 5652, section 6.2).
 bool refuseTagged(Reading& reading, unsigned recipientTag, asn1::blob content) {
     switch (recipientTag) {
     case keyAgreementTag:
@@ -90,7 +90,7 @@ bool refuseTagged(Reading& reading, unsigned recipientTag, asn1::blob content) {
     return refuseRecipient(reading, content, "", "an element " + detail::tagText(recipientTag));
 }
 
-/// Takes the version, which is always the same for a kind of recipient.
+/// Takes the version, which is constant for each kind of recipient.
 bool takeVersion(Level& fields, unsigned expected) {
     unsigned char const* const place = fields.tlvStart;
     asn1::blob number;
@@ -101,7 +101,7 @@ bool takeVersion(Level& fields, unsigned expected) {
                 {{"expected", std::to_string(expected)}, {"found", detail::numberText(number)}}));
 }
 
-/// Takes an AlgorithmIdentifier under a tag. Absent parameters stay so.
+/// Takes an AlgorithmIdentifier under a tag, and keeps absent parameters absent.
 bool takePlainAlgorithm(Level& fields, unsigned expected, char const* field, AlgorithmIdentifier& to) {
     asn1::blob content;
     return detail::take(fields, expected, &content, field) &&
@@ -117,7 +117,7 @@ bool takeEncryptedKey(Level& fields, EnvelopedRecipient& to) {
 }
 
 /// OriginatorIdentifierOrKey ::= CHOICE { IssuerAndSerialNumber, [0] SubjectKeyIdentifier, [1]
-/// OriginatorPublicKey }. The first two name a certificate, which nobody sends nowadays.
+/// OriginatorPublicKey }. The first two refer to a certificate; they are obsolete and not read.
 bool readOriginator(Reading& reading, asn1::blob content, KeyAgreement& to) {
     Level choice(reading, content);
     asn1::blob originator, bits;
@@ -145,7 +145,7 @@ bool takeAgreementName(Level& fields, EnvelopedRecipient& to) {
     asn1::blob identifier, keyId;
     if (!detail::take(fields, tag::constructed(0), &identifier))
         return false;
-    // A date and other attributes of the key may follow; they name no other key.
+    // A date and other attributes of the key may follow. They do not affect which key it is.
     Level parts(fields.reading, identifier);
     if (!detail::take(parts, tag::octetString, &keyId, "subject key identifier"))
         return false;
@@ -219,7 +219,7 @@ bool readPassword(Reading& reading, asn1::blob content, EnvelopedRecipient& to) 
            takeEncryptedKey(fields, to);
 }
 
-/// Appends what one RecipientInfo holds. Where it is refused, something may have been appended.
+/// Appends the recipients of one RecipientInfo. A refusal may leave some of them appended.
 bool readRecipient(Reading& reading, unsigned recipientTag, asn1::blob element, asn1::blob content,
                    Recipients& to) {
     switch (recipientTag) {

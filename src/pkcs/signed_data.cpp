@@ -30,7 +30,7 @@ bool readDigestAlgorithms(Reading& reading, asn1::blob set, std::vector<HashID>*
         asn1::blob algorithm;
         HashID hash;
         if (reading.isStandard()) {
-            // The signers name theirs themselves.
+            // The signers repeat their digest algorithms.
             asn1::blob type, parameters;
             if (!detail::takeAlgorithm(elements, &type, &parameters, "algorithm"))
                 return false;
@@ -46,8 +46,8 @@ bool readDigestAlgorithms(Reading& reading, asn1::blob set, std::vector<HashID>*
     return true;
 }
 
-/// EncapsulatedContentInfo ::= SEQUENCE { eContentType, eContent [0] EXPLICIT OPTIONAL }. RFC 2315 has any
-/// type there, RFC 5652 an OCTET STRING.
+/// EncapsulatedContentInfo ::= SEQUENCE { eContentType, eContent [0] EXPLICIT OPTIONAL }. The content is of
+/// any type in RFC 2315, and an OCTET STRING in RFC 5652.
 bool readContent(Reading& reading, asn1::blob encapsulated, PKCS7SignedData& to) {
     Reading::Step const step(reading, "content");
     Level fields(reading, encapsulated);
@@ -68,7 +68,7 @@ bool readContent(Reading& reading, asn1::blob encapsulated, PKCS7SignedData& to)
     return true;
 }
 
-/// Certificates or CRLs; `what` names one in refusals. Those of other kinds than X.509 have other tags (RFC
+/// Reads certificates or CRLs; `what` names one in refusals. Kinds other than X.509 have other tags (RFC
 /// 5652, section 10.2).
 template <typename Object>
 bool readObjects(Reading& reading, asn1::blob set, char const* what,
@@ -88,7 +88,7 @@ bool readObjects(Reading& reading, asn1::blob set, char const* what,
     return true;
 }
 
-/// The same for the standard rules: what is of another kind or does not parse is left out, with the reason in
+/// The same for the standard rules, which skip malformed objects and other kinds, with the reasons in
 /// `ignored`.
 template <typename Object>
 bool readSomeObjects(Reading& reading, asn1::blob set, char const* what,
@@ -216,7 +216,7 @@ void PKCS7SignedData::wipe() {
 
 namespace {
 
-/// Reads into a new object, which takes the place of `to` however the reading ends.
+/// Reads into a new object, which replaces `to` even after a failure.
 template <typename Read>
 bool readAnew(PKCS7SignedData& to, Read readInto) {
     PKCS7SignedData parsed;
@@ -290,7 +290,7 @@ bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey cons
     made.signerInfos.push_back(std::make_unique<PKCS7SignerInfo>());
     bool const isSigned =
         made.signerInfos.back()->sign(certificate, key, contentTypeOid, contentOctets, hash);
-    *this = std::move(made); // Only now: the arguments may be views of it.
+    *this = std::move(made); // Last, because the arguments may be views of this object.
     return isSigned;
 }
 
@@ -300,7 +300,8 @@ bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey cons
 }
 
 void PKCS7SignedData::setContent(asn1::blob contentTypeOid, asn1::blob octets) {
-    std::vector<unsigned char> type = detail::copyOf(contentTypeOid); // Before the views of this object end.
+    std::vector<unsigned char> type =
+        detail::copyOf(contentTypeOid); // Copied first, because the arguments may be views of this object.
     std::vector<unsigned char> element = DerEncoder().addOctetString(octets).take();
     wipe();
     raw.clear();
@@ -328,7 +329,7 @@ bool PKCS7SignedData::addSigner(X509Certificate const& certificate, PrivateKey c
 
 namespace {
 
-/// Of the message: 3 for a content of another type than data and for signers by key identifier, else 1.
+/// The message's version: 3 if the content type is not data or a signer has a key identifier, else 1.
 unsigned versionOf(PKCS7SignedData const& message) {
     bool const hasKeyId = std::ranges::any_of(message.signerInfos, [](auto const& signer) {
         return signer->form() != nullptr && !signer->form()->subjectKeyId.empty();
@@ -336,7 +337,7 @@ unsigned versionOf(PKCS7SignedData const& message) {
     return hasKeyId || asn1::blob(message.contentType) != getDataOid() ? 3 : 1;
 }
 
-/// The known digest algorithms of the signers, each with the parameters of one of them, NULL before none.
+/// The known digest algorithms of the signers, each once, preferring NULL over absent parameters.
 std::vector<unsigned char> encodeDigestAlgorithms(PKCS7SignedData const& message) {
     std::map<HashID, std::vector<unsigned char>> byHash;
     for (auto const& signer : message.signerInfos) {

@@ -23,7 +23,7 @@ namespace {
 
 constexpr unsigned version1 = 1, version3 = 3;
 
-/// The one value of an attribute that has no more than one.
+/// The value of an attribute that allows only one.
 bool readValue(Reading& reading, asn1::blob values, unsigned expected, std::vector<unsigned char>* to) {
     asn1::blob content;
     Level level(reading, values);
@@ -49,13 +49,13 @@ bool readSignedAttribute(Reading& reading, detail::Attribute const& attribute, P
     return true;
 }
 
-/// The first value, which must be there.
+/// The first value, which must exist.
 bool readFirstValue(Reading& reading, asn1::blob values, asn1::blob* element) {
     Level elements(reading, values);
     return detail::takeWhole(elements, tag::sequence, element);
 }
 
-/// All values of one attribute (RFC 5652, section 11.4).
+/// Reads all values of one attribute (RFC 5652, section 11.4).
 bool readCounterSignatures(Reading& reading, asn1::blob values, PKCS7SignerInfo& to, PKCS7SignerForm& form,
                            unsigned depth) {
     Level elements(reading, values);
@@ -74,7 +74,7 @@ bool readCounterSignatures(Reading& reading, asn1::blob values, PKCS7SignerInfo&
     return true;
 }
 
-/// Tokens are left to who checks them: a malformed one says nothing about the message.
+/// Keeps tokens unparsed until they are checked, because a malformed one does not affect the message.
 bool readTimeStamps(Reading& reading, asn1::blob values, PKCS7SignerForm& form) {
     Level elements(reading, values);
     while (!detail::atEnd(elements)) {
@@ -115,7 +115,7 @@ bool readUnsignedAttribute(Reading& reading, detail::Attribute const& attribute,
     return true;
 }
 
-/// The version. That of a signer that is named by a subject key identifier is 3 (RFC 5652, section 5.3).
+/// Reads the version. It is 3 for a signer with a subject key identifier (RFC 5652, section 5.3).
 bool readVersion(Level& fields) {
     Reading& reading = fields.reading;
     unsigned char const* const place = fields.tlvStart;
@@ -123,7 +123,8 @@ bool readVersion(Level& fields) {
     if (!detail::takeUInt(fields, &version, "version"))
         return false;
     std::string const number = std::to_string(version);
-    // What names the certificate decides, as in `readIdentity`: other programs mix the versions up.
+    // The signer's identifier decides instead, as in `readIdentity`, because some programs write the wrong
+    // version.
     if (reading.isStandard())
         return version == version1 || version == version3 ||
                reading.refuse(RefusalId::messageVersion, place, {{"expected", "1 or 3"}, {"found", number}});
@@ -137,8 +138,8 @@ bool readVersion(Level& fields) {
            reading.refuse(RefusalId::messageVersion, place, {{"expected", "1"}, {"found", number}});
 }
 
-/// SignerIdentifier ::= CHOICE { IssuerAndSerialNumber, subjectKeyIdentifier [0] }, of which the narrow form
-/// has the first: IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }
+/// SignerIdentifier ::= CHOICE { IssuerAndSerialNumber, subjectKeyIdentifier [0] }. The narrow form only
+/// allows IssuerAndSerialNumber ::= SEQUENCE { issuer Name, serialNumber INTEGER }.
 bool readIdentity(Level& fields, PKCS7SignerInfo& to, PKCS7SignerForm* form) {
     asn1::blob content, name, serial;
     if (form != nullptr && fields.tag == tag::primitive(0)) {
@@ -158,7 +159,7 @@ bool readIdentity(Level& fields, PKCS7SignerInfo& to, PKCS7SignerForm* form) {
     return true;
 }
 
-/// The algorithm under which the narrow form signs.
+/// Reads the signature algorithm of the narrow form.
 bool readSignatureAlgorithm(Reading& reading, asn1::blob content) {
     AlgorithmIdentifier algorithm;
     if (!detail::readAlgorithm(reading, content, algorithm))
@@ -168,7 +169,7 @@ bool readSignatureAlgorithm(Reading& reading, asn1::blob content) {
                           {{"expected", "RSA (rsaEncryption)"}, {"found", oidName(algorithm.oid)}});
 }
 
-/// Any digest algorithm, known or not.
+/// Reads any digest algorithm, known or not.
 bool readAnyDigestAlgorithm(Reading& reading, asn1::blob element, PKCS7SignerInfo& to,
                             PKCS7SignerForm& form) {
     asn1::blob content, type, parameters;
@@ -180,7 +181,7 @@ bool readAnyDigestAlgorithm(Reading& reading, asn1::blob element, PKCS7SignerInf
     return true;
 }
 
-/// The fields from the signed attributes to the signature.
+/// Reads the fields from the signed attributes to the signature.
 bool readSignature(Level& fields, PKCS7SignerInfo& to, PKCS7SignerForm* form) {
     Reading& reading = fields.reading;
     asn1::blob attributes, algorithm, signature;
@@ -215,7 +216,7 @@ std::vector<unsigned char> encodeAttributes(PKCS7SignerInfo const& signer) {
     return attributes.take();
 }
 
-/// With the signing time and further attributes, in DER's order. Empty when the time cannot be written.
+/// The signing time and further attributes, in DER order. Empty if the time cannot be encoded.
 std::vector<unsigned char> encodeSortedAttributes(PKCS7SignerInfo const& signer,
                                                   std::vector<std::vector<unsigned char>> const& further) {
     DerEncoder attributes;
@@ -231,11 +232,11 @@ std::vector<unsigned char> encodeSortedAttributes(PKCS7SignerInfo const& signer,
     return detail::sortedSet(attributes.take());
 }
 
-/// The algorithm of a signature by a key over a hash; without an identifier if no such algorithm exists.
+/// The signature algorithm of a key and a hash; without an identifier if no such algorithm exists.
 AlgorithmIdentifier algorithmOf(PrivateKey const& key, HashID hash) {
     bool const isEd25519 = key.keyType() == KeyType::Ed25519;
     AlgorithmIdentifier algorithm = detail::signatureAlgorithmOf(key, isEd25519 ? HashID::none : hash);
-    // Old programs know no other name here (RFC 3370, section 3.2).
+    // Old programs only support rsaEncryption here (RFC 3370, section 3.2).
     if (key.keyType() == KeyType::RSA && !algorithm.oid.empty())
         algorithm.oid = detail::copyOf(oid::rsaEncryption);
     return algorithm;
@@ -268,7 +269,8 @@ bool detail::read(Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to, 
     return finish(fields);
 }
 
-/// Parameters are absent (RFC 5754, section 2) but for RSA: the stated entry points need NULL.
+/// The parameters are absent (RFC 5754, section 2), except for RSA, where the stated entry points require
+/// NULL.
 void detail::saveDigestAlgorithm(PKCS7SignerInfo const& signer, DerEncoder& to) {
     PKCS7SignerForm const* const form = signer.form();
     if (form == nullptr)
@@ -286,7 +288,7 @@ PKCS7SignerInfo::~PKCS7SignerInfo() = default;
 
 namespace {
 
-/// Reads into a new object, which takes the place of `to` however the reading ends.
+/// Reads into a new object, which replaces `to` even after a failure.
 bool readAnew(Reading& reading, asn1::blob signerInfo, PKCS7SignerInfo& to) {
     PKCS7SignerInfo parsed;
     bool const isGood = detail::read(reading, signerInfo, parsed);
@@ -308,7 +310,7 @@ bool PKCS7SignerInfo::parse(asn1::blob signerInfo, Refusal* refusal) {
 
 namespace {
 
-/// The fields up to the signature, as `PKCS7SignerInfo::sign` with options fills them in.
+/// Writes the fields up to the signature as `PKCS7SignerInfo::sign` with options set them.
 void saveForm(DerEncoder& to, PKCS7SignerInfo const& signer, PKCS7SignerForm const& form) {
     if (form.subjectKeyId.empty()) {
         to.addInteger(version1);
@@ -323,7 +325,7 @@ void saveForm(DerEncoder& to, PKCS7SignerInfo const& signer, PKCS7SignerForm con
     to.addOctetString(signer.encryptedDigest);
 }
 
-/// The fields up to the signature, of the narrow form.
+/// Writes the fields up to the signature in the narrow form.
 void saveNarrow(DerEncoder& to, PKCS7SignerInfo& signer) {
     to.addInteger(version1);
     to.begin(tag::sequence).addEncoded(signer.issuer).add(tag::integer, signer.serialNumber).end();
@@ -418,7 +420,7 @@ bool PKCS7SignerInfo::sign(X509Certificate const& certificate, PrivateKey const&
     }
     if (made.encryptedDigest.empty())
         return false;
-    *this = std::move(made); // Only now: the arguments may be views of it.
+    *this = std::move(made); // Last, because the arguments may be views of this object.
     return true;
 }
 
@@ -441,7 +443,8 @@ std::vector<unsigned char> PKCS7SignerInfo::encodeAndMessageDigest(unsigned hash
 }
 
 void PKCS7SignerInfo::addContentDigest(asn1::blob contentTypeOid, asn1::blob content, HashID hash) {
-    std::vector<unsigned char> digest = calcDigest(hash, content); // Before the views of this object end.
+    std::vector<unsigned char> digest =
+        calcDigest(hash, content); // Computed first, because the arguments may be views of this object.
     contentType = detail::copyOf(contentTypeOid);
     contentDigest = std::move(digest);
 }
@@ -474,7 +477,7 @@ std::optional<asn1::blob> PKCS7SignerInfo::findSignedAttribute(asn1::blob oid) c
 
 void PKCS7SignerInfo::dump(std::ostream& out) const {
     DistinguishedName name;
-    name.parse(issuer, nullptr); // Unknown attributes are no line of a dump.
+    name.parse(issuer, nullptr); // The diagnostics about unknown attributes do not belong in a dump.
     out << "SignerInfo:\n"
         << "  issuer: " << name.str() << '\n'
         << "  serialNr: " << str(serialNumber) << '\n'

@@ -26,7 +26,7 @@ std::string_view textOf(asn1::blob bytes) {
     return {reinterpret_cast<char const*>(bytes.start), bytes.size()};
 }
 
-/// A name of a type with or without the "x-" that it had before it was registered.
+/// Whether a type is the registered one or its older form with "x-".
 bool isType(std::string_view type, std::string_view registered) {
     constexpr std::string_view application = "application/";
     return type == registered ||
@@ -38,7 +38,7 @@ bool isMessageType(std::string_view type) {
     return isType(type, "application/pkcs7-mime") || isType(type, "application/pkcs7-signature");
 }
 
-/// What a delimiter line of a multipart body is (RFC 2046, section 5.1.1).
+/// The delimiter lines of a multipart body (RFC 2046, section 5.1.1).
 enum class Delimiter { none, between, last };
 
 Delimiter delimiterOf(std::string_view line, std::string_view boundary) {
@@ -51,8 +51,7 @@ Delimiter delimiterOf(std::string_view line, std::string_view boundary) {
     return line.find_first_not_of(" \t") == std::string_view::npos ? kind : Delimiter::none;
 }
 
-/// The parts of a multipart body, up to the delimiter that ends it. A part that is not ended is not among
-/// them.
+/// The parts of a multipart body, up to the closing delimiter. Unterminated parts are ignored.
 std::vector<std::string_view> splitParts(std::string_view body, std::string_view boundary, size_t maxParts) {
     std::vector<std::string_view> parts;
     char const* begin = nullptr;
@@ -61,7 +60,7 @@ std::vector<std::string_view> splitParts(std::string_view body, std::string_view
         Delimiter const kind = delimiterOf(line, boundary);
         if (kind == Delimiter::none)
             continue;
-        // The line end before a delimiter belongs to it.
+        // The line end before a delimiter is part of it.
         if (begin != nullptr)
             parts.push_back(mime::withoutLineEnd({begin, static_cast<size_t>(line.data() - begin)}));
         if (kind == Delimiter::last)
@@ -118,7 +117,7 @@ bool isPrintableAscii(std::string_view text) {
     return std::ranges::all_of(text, [](char c) { return c >= ' ' && c < 127; });
 }
 
-/// Encoded words (RFC 2047) in lines of at most 76 characters, each with whole characters of UTF-8.
+/// Encoded words (RFC 2047) in lines of at most 76 characters, without splitting a UTF-8 character.
 std::string encodeWords(std::string_view text) {
     constexpr size_t maxBytes = 39;
     std::string words;
@@ -141,7 +140,7 @@ bool appendHeader(std::string& mail, MailHeader const& header) {
     });
     if (!isName || header.value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos)
         return false;
-    // A second form of what the mail is would hide the one that is written behind it.
+    // A repeated MIME header would hide the real one, which follows it.
     std::string const name = str2lower(header.name);
     if (name.starts_with("content-") || name == "mime-version")
         return false;
@@ -167,7 +166,7 @@ struct MailType {
     char const* name;
 };
 
-/// Null for what mail does not hold.
+/// The type of a message; null for messages that mail does not contain.
 MailType const* typeOf(asn1::blob message) {
     static constexpr MailType signedData = {"signed-data", "smime.p7m"};
     static constexpr MailType certsOnly = {"certs-only", "smime.p7c"};
@@ -186,7 +185,7 @@ MailType const* typeOf(asn1::blob message) {
     }
 }
 
-/// The name of RFC 8551, section 3.5.3.2.
+/// The name of a hash in RFC 8551, section 3.5.3.2.
 std::string_view micalgOf(HashID hash) {
     switch (hash) {
     case HashID::MD5:
@@ -204,7 +203,7 @@ std::string_view micalgOf(HashID hash) {
     }
 }
 
-/// "sha-256,sha-512": each name once.
+/// The names of the hashes, each once: "sha-256,sha-512".
 std::string micalgOf(std::span<HashID const> hashes) {
     std::string names;
     for (size_t i = 0; i < hashes.size(); ++i)
@@ -213,7 +212,7 @@ std::string micalgOf(std::span<HashID const> hashes) {
     return names;
 }
 
-/// Whether no gateway has a reason to change the text, whose line ends are CR LF.
+/// Whether the text, with CR LF line ends, is safe from changes by mail gateways.
 bool isSevenBit(asn1::blob text) {
     size_t length = 0;
     for (size_t i = 0; i < text.size(); ++i) {

@@ -1,4 +1,4 @@
-/// The order of the elements of a SET OF in DER.
+/// The DER order of the elements of a SET OF.
 #pragma once
 
 #include "asn1/element.h"
@@ -10,8 +10,8 @@
 
 namespace detail {
 
-/// The elements of `content`, which are well-formed, in ascending order of their encodings (X.690, section
-/// 11.6).
+/// The elements of `content`, which must be well-formed, in ascending order of their encodings (X.690,
+/// section 11.6).
 inline std::vector<unsigned char> sortedSet(asn1::blob content) {
     std::vector<std::string_view> elements;
     for (asn1::parser level(content); !atEnd(level) && level.tag != asn1::parser::errorTag; level.next())

@@ -15,7 +15,7 @@ using detail::Reading;
 
 namespace {
 
-/// The highest status of a response that has a token: granted with modifications (RFC 3161, section 2.4.2).
+/// The highest status of a response with a token: granted with modifications (RFC 3161, section 2.4.2).
 constexpr std::uint32_t lastGranted = 1;
 
 using StatusRow = ReasonText<TimeStampStatusId>;
@@ -60,7 +60,7 @@ bool readImprint(Level& fields, TimeStampRequest& to) {
     return detail::readDigestAlgorithm(fields.reading, algorithm, &to.hashAlgorithm);
 }
 
-/// Takes PKIStatusInfo, whose first field alone decides.
+/// Takes PKIStatusInfo and the status in its first field.
 bool takeStatusInfo(Level& fields, asn1::blob* statusInfo, std::uint32_t* status) {
     if (!detail::take(fields, tag::sequence, statusInfo, "status"))
         return false;
@@ -68,10 +68,12 @@ bool takeStatusInfo(Level& fields, asn1::blob* statusInfo, std::uint32_t* status
     Reading::Step const step(reading, "status");
     Level info(reading, *statusInfo);
     if (info.tag == tag::integer && info.value().size() > sizeof *status)
-        return reading.refuse(RefusalId::numberOutOfRange, info.tlvStart); // Read as 0 it would be a grant.
+        return reading.refuse(
+            RefusalId::numberOutOfRange,
+            info.tlvStart); // Otherwise its value could be truncated to 0, which means granted.
     asn1::blob number;
     if (!detail::takeInteger(info, &number))
-        return false; // So would this.
+        return false; // An unreadable status must not become 0 either.
     *status = 0;
     for (unsigned char octet : number)
         *status = *status << 8 | octet;

@@ -1,4 +1,4 @@
-// What a time-stamp token states.
+// Reads the statement of a time-stamp token.
 #include "sealkit/message.h"
 #include "sealkit/timestamp.h"
 
@@ -18,7 +18,7 @@ using detail::Reading;
 
 namespace {
 
-/// MessageImprint, with a digest algorithm of any kind.
+/// Reads a MessageImprint with any digest algorithm.
 bool readImprint(Level& fields, TimeStampInfo& to) {
     asn1::blob imprint, algorithm, digest;
     if (!detail::take(fields, tag::sequence, &imprint, "imprint"))
@@ -36,7 +36,7 @@ bool readImprint(Level& fields, TimeStampInfo& to) {
     return true;
 }
 
-/// The fraction of "YYYYMMDDhhmmss.fffZ", whose time was read.
+/// Reads the fraction of "YYYYMMDDhhmmss.fffZ", whose seconds have been read.
 bool readFraction(Reading& reading, asn1::blob content, std::string* fraction) {
     std::string_view const text = detail::viewOf(content);
     size_t const point = text.find('.');
@@ -56,7 +56,7 @@ bool readGenTime(Level& fields, TimeStampInfo& to) {
     return detail::readTime(fields, &to.time, "time") && readFraction(fields.reading, content, &to.fraction);
 }
 
-/// Takes an optional number of at most `max`.
+/// Takes an optional number up to `max`.
 bool takeNumber(Level& fields, unsigned optional, std::uint32_t max, std::optional<std::uint32_t>* to) {
     unsigned char const* const place = fields.tlvStart;
     if (fields.tag != optional)
@@ -94,7 +94,7 @@ bool readAccuracy(Level& fields, TimeStampInfo& to) {
            takeNumber(parts, tag::primitive(1), maxParts, &accuracy.microseconds) && detail::finish(parts);
 }
 
-/// Takes an optional field as it is.
+/// Takes an optional field unparsed.
 bool takeOptional(Level& fields, unsigned optional, std::vector<unsigned char>* to) {
     asn1::blob content;
     if (fields.tag != optional)

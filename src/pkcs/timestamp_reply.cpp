@@ -34,7 +34,7 @@ constexpr std::array problems = {
     Row{Problem::keyCannotSign, "key-cannot-sign", "The key cannot sign with this hash."},
 };
 
-/// The failure that a response gives for a request that cannot be read.
+/// The failure that a response states for an unreadable request.
 TimeStampFailure failureOf(RefusalId id) {
     switch (id) {
     case RefusalId::unsupportedDigest:
@@ -47,7 +47,7 @@ TimeStampFailure failureOf(RefusalId id) {
     }
 }
 
-/// Why the request is rejected, if it is. `*policy` is what the token is made under otherwise.
+/// Why the request is rejected, or nothing. Otherwise `*policy` is the policy of the token.
 std::optional<TimeStampFailure> judge(asn1::blob request, TimeStampReplyOptions const& options,
                                       TimeStampRequest* asked, std::vector<unsigned char>* policy) {
     Refusal refusal;
@@ -79,7 +79,7 @@ void addStatus(DerEncoder& to, TimeStampStatus const& status) {
         to.end();
     }
     if (!status.failures.empty()) {
-        // One named bit, without zeros after it (X.690, section 11.2.2).
+        // A single named bit, without trailing zeros (X.690, section 11.2.2).
         auto const bit = static_cast<unsigned>(status.failures.front());
         std::vector<unsigned char> bits(1 + bit / 8 + 1);
         bits.front() = static_cast<unsigned char>(7 - bit % 8);
@@ -135,8 +135,8 @@ bool isWritable(TimeStampAccuracy const& accuracy) {
            isPart(accuracy.microseconds);
 }
 
-/// The messageImprint of a request that was read: the token has the same value, with or without parameters
-/// (RFC 3161, section 2.4.2).
+/// The messageImprint of a valid request. The token must repeat its bytes, with or without parameters (RFC
+/// 3161, section 2.4.2).
 asn1::blob imprintOf(asn1::blob request) {
     asn1::parser fields(request);
     fields.enter(tag::sequence);
@@ -178,7 +178,7 @@ std::vector<unsigned char> encodeSigningCertificate(X509Certificate const& certi
     return to.end().end().end().take();
 }
 
-/// The token with one signer; empty if the key cannot sign.
+/// A token with one signer; empty if the key cannot sign.
 std::vector<unsigned char> encodeToken(std::vector<unsigned char> const& info, bool withCertificates,
                                        X509Certificate const& certificate, PrivateKey const& key,
                                        TimeStampReplyOptions const& options) {

@@ -18,7 +18,7 @@ constexpr size_t maxPurposes = 256;
 
 using Purposes = std::vector<std::vector<unsigned char>>;
 
-/// SEQUENCE OF OBJECT IDENTIFIER under `listTag`, which may be absent.
+/// Takes an optional SEQUENCE OF OBJECT IDENTIFIER under `listTag`.
 bool takePurposes(Level& fields, unsigned listTag, char const* name, Purposes* purposes) {
     if (fields.tag != listTag)
         return true;

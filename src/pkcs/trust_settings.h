@@ -1,4 +1,4 @@
-/// OpenSSL's trust settings beside a certificate.
+/// OpenSSL's trust settings of a certificate.
 #pragma once
 
 #include "base/reading.h"
@@ -8,8 +8,8 @@
 
 namespace detail {
 
-/// Takes the block "TRUSTED CERTIFICATE" apart: the certificate, a view of `block`, and the settings after
-/// it, which may be absent:
+/// Splits the block "TRUSTED CERTIFICATE" into the certificate, a view of `block`, and the optional settings
+/// after it:
 ///
 /// X509_CERT_AUX ::= SEQUENCE { trust SEQUENCE OF OBJECT IDENTIFIER OPTIONAL, reject [0] IMPLICIT SEQUENCE OF
 /// OBJECT IDENTIFIER OPTIONAL, alias UTF8String OPTIONAL, keyid OCTET STRING OPTIONAL, other [1] IMPLICIT

@@ -1,4 +1,4 @@
-/// Versions of messages, which are named when they are refused.
+/// Version numbers of messages, for refusals.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -8,7 +8,7 @@
 
 namespace detail {
 
-/// The number of an INTEGER with this content, in decimal: "-1". "(N octets)" for one of more than eight.
+/// The decimal text of an INTEGER's content, such as "-1"; "(N octets)" if it has more than eight.
 inline std::string numberText(asn1::blob content) {
     if (content.size() > sizeof(std::uint64_t))
         return "(" + std::to_string(content.size()) + " octets)";
@@ -18,7 +18,7 @@ inline std::string numberText(asn1::blob content) {
     return std::to_string(static_cast<std::int64_t>(value));
 }
 
-/// The number where it is 0 to 127, as that of every version is; else 128.
+/// The value of the INTEGER if it is from 0 to 127, as all versions are; otherwise 128.
 inline unsigned smallNumber(asn1::blob content) {
     while (content.size() > 1 && content[0] == 0)
         content.pop_front();
