@@ -32,9 +32,9 @@ constexpr unsigned version1 = 0;
 constexpr unsigned version2 = 1;
 constexpr unsigned version3 = 2;
 
-/// TBSCertificate ::= SEQUENCE { version [0] EXPLICIT, serialNumber, signature, issuer, validity, subject,
-/// subjectPublicKeyInfo, issuerUniqueID [1] OPTIONAL, subjectUniqueID [2] OPTIONAL, extensions [3] EXPLICIT
-/// OPTIONAL } (RFC 5280, section 4.1) taken apart.
+/// The fields of TBSCertificate ::= SEQUENCE { version [0] EXPLICIT, serialNumber, signature, issuer,
+/// validity, subject, subjectPublicKeyInfo, issuerUniqueID [1] OPTIONAL, subjectUniqueID [2] OPTIONAL,
+/// extensions [3] EXPLICIT OPTIONAL } (RFC 5280, section 4.1).
 struct Outline {
     asn1::blob serialNumber; ///< Content.
     asn1::blob algorithm;
@@ -79,7 +79,8 @@ private:
                detail::finish(times);
     }
 
-    /// An element of any type: `readTime` checks it after the names, which are noted first.
+    /// Takes an element of any type. `readTime` checks its type after the names, whose diagnostics come
+    /// first.
     static bool takeAny(detail::Level& level, asn1::blob* element, char const* field) {
         bool const isThere = !detail::atEnd(level) && level.tag != asn1::parser::errorTag;
         return detail::takeWhole(level, isThere ? level.tag : tag::utcTime, element, field);
@@ -109,7 +110,7 @@ private:
         return {{"expected", shown(expected)}, {"found", shown(version)}};
     }
 
-    /// Refuses a field that came with a later version.
+    /// Refuses a field that a later version introduced.
     bool expectVersion(detail::Level const& fields, unsigned first) const {
         return version >= first || fields.reading.refuseUnlessTolerant(RefusalId::certificateVersion,
                                                                        fields.tlvStart, versionFacts(first));
@@ -129,7 +130,7 @@ private:
     }
 };
 
-/// Known extensions outside of id-ce that the library does not act on: ignored even when critical.
+/// Whether an extension outside of id-ce is known but unused. It is ignored even if critical.
 bool isIgnored(asn1::blob id) {
     static constexpr std::span<unsigned char const> ignored[] = {
         oid::authorityInfoAccess,
@@ -145,7 +146,7 @@ bool isIgnored(asn1::blob id) {
 
 using detail::Reading;
 
-/// The number in the content of an INTEGER, without regard to a sign; a longer one as the largest.
+/// The value of an INTEGER's content, ignoring the sign. Larger values become the maximum.
 unsigned toPathLength(asn1::blob content) {
     unsigned length = 0;
     for (unsigned char const octet : content) {
@@ -156,7 +157,7 @@ unsigned toPathLength(asn1::blob content) {
     return length;
 }
 
-// Each reads one extension into the certificate.
+// Each function reads one extension into the certificate.
 
 bool readKeyUsage(Reading& reading, X509Certificate& certificate, X509Extension const& extension) {
     return detail::readKeyUsage(reading, extension.value, &certificate.keyUsage);
@@ -193,7 +194,7 @@ bool readCrlDistributionPoints(Reading& reading, X509Certificate& certificate,
     return detail::readDistributionPoints(reading, extension.value, &certificate.crlDistributionPoints);
 }
 
-/// Notes that an extension, or a part of it, is not enforced. A critical one refuses the certificate.
+/// Notes that an extension, or a part of it, is not enforced. If it is critical, the certificate is refused.
 bool isUnsupportedAccepted(Reading& reading, char const* what, X509Extension const& extension,
                            std::vector<Fact> facts = {}) {
     if (reading.isStated())
@@ -203,7 +204,7 @@ bool isUnsupportedAccepted(Reading& reading, char const* what, X509Extension con
                                                             extension.value, std::move(facts));
 }
 
-/// Reads the subtrees tagged as `field`, and keeps the first.
+/// Reads the subtrees under the tag `field` and keeps the first.
 bool readSubtrees(detail::Level& fields, unsigned field, char const* name, X509Extension const& extension,
                   GeneralName* constraint) {
     asn1::blob const place(fields.tlvStart, fields.finish);
@@ -248,7 +249,7 @@ bool readInhibitAnyPolicy(Reading& reading, X509Certificate&, X509Extension cons
     return isUnsupportedAccepted(reading, "inhibit any policy", extension);
 }
 
-/// What the library knows and does not act on, critical or not.
+/// Ignores an extension that is known but unused, even if critical.
 bool ignore(Reading&, X509Certificate&, X509Extension const&) { return true; }
 
 /// The readers of the extensions in id-ce, 2.5.29 (RFC 5280, section 4.2.1), by the last arc.
@@ -287,7 +288,7 @@ bool readExtension(Reading& reading, X509Certificate& certificate, X509Extension
            reading.refuseUnsupported(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
-// The other way round. Empty for an extension that is absent.
+// The encoders of extensions. Their result is empty if the extension is absent.
 
 std::vector<unsigned char> encodeBasicConstraints(unsigned char basicConstraints,
                                                   std::optional<unsigned> pathLength) {
@@ -312,7 +313,7 @@ std::vector<unsigned char> encodeConstraints(GeneralName const& permitted, Gener
     return detail::encodeNameConstraints(subtrees);
 }
 
-/// A point for each name: several names in one point would be several ways to the same list.
+/// Writes one point for each name, because several names in one point would be alternatives for the same CRL.
 std::vector<unsigned char> encodeCrlDistributionPoints(std::vector<GeneralName> const& names) {
     if (names.empty())
         return {};
@@ -329,7 +330,7 @@ std::vector<unsigned char> encodeCrlDistributionPoints(std::vector<GeneralName> 
     return encoder.end().take();
 }
 
-/// Whether all that the members say can be written. An address in a name constraint has its mask after it.
+/// Whether all members can be encoded. An address in a name constraint is followed by its mask.
 bool hasWritableExtensions(X509Certificate const& certificate) {
     auto const isWritableConstraint = [](GeneralName const& name) {
         return name.type == GeneralName::none || detail::isWritable(name) ||

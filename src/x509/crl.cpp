@@ -32,16 +32,16 @@ bool takeTime(detail::Level& fields, asn1::blob* element, char const* field) {
     return detail::takeWhole(fields, isTime(fields.tag) ? fields.tag : tag::utcTime, element, field);
 }
 
-/// TBSCertList ::= SEQUENCE { version OPTIONAL, signature, issuer, thisUpdate, nextUpdate OPTIONAL,
-/// revokedCertificates OPTIONAL, crlExtensions [0] EXPLICIT OPTIONAL } (RFC 5280, section 5.1) taken apart.
+/// The fields of TBSCertList ::= SEQUENCE { version OPTIONAL, signature, issuer, thisUpdate, nextUpdate
+/// OPTIONAL, revokedCertificates OPTIONAL, crlExtensions [0] EXPLICIT OPTIONAL } (RFC 5280, section 5.1).
 struct Outline {
     asn1::blob algorithm;
     asn1::blob issuer;
     asn1::blob thisUpdate;
-    asn1::blob nextUpdate; ///< Empty when absent.
+    asn1::blob nextUpdate; ///< Empty if absent.
     asn1::blob revoked;    ///< Content of the list.
     asn1::blob extensions; ///< Content of the list.
-    asn1::blob version;    ///< Content; empty when absent.
+    asn1::blob version;    ///< Content; empty if absent.
 
     bool read(Reading& reading, asn1::blob tbs) {
         asn1::blob content, wrapped;
@@ -79,10 +79,10 @@ bool readReasonCode(Reading& reading, asn1::blob value, unsigned char* reasonCod
     return true;
 }
 
-/// What the extensions of an entry say.
+/// The extensions of an entry.
 struct EntryExtensions {
     unsigned char reasonCode = noReason;
-    asn1::blob certificateIssuer; ///< Its value; empty when absent.
+    asn1::blob certificateIssuer; ///< Its value; empty if absent.
     bool isUnknownCritical = false;
 };
 
@@ -100,12 +100,13 @@ bool readEntryExtension(Reading& reading, EntryExtensions& to, X509Extension con
            reading.refuseUnsupported(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
-/// SEQUENCE { userCertificate, revocationDate, crlEntryExtensions OPTIONAL } taken apart.
+/// The fields of SEQUENCE { userCertificate, revocationDate, crlEntryExtensions OPTIONAL }.
 struct Entry {
     asn1::blob serialNumber; ///< Content.
     asn1::blob revocationDate;
     asn1::blob extensions; ///< Content of the list.
-    size_t taken = 0;      ///< How many of those with this serial number, from this one on, `takeEntry` gave.
+    size_t taken = 0; ///< The number of entries with this serial number, from this one on, that `takeEntry`
+                      ///< has returned.
 
     bool read(Reading& reading, asn1::blob content) {
         detail::Level fields(reading, content);
@@ -119,7 +120,7 @@ struct Entry {
     }
 };
 
-/// `list` is room to work in.
+/// `list` is a reusable buffer.
 bool readEntry(Reading& reading, asn1::blob content, RevokedCertificate& to, EntryExtensions& extensions,
                detail::ExtensionList* list) {
     Entry entry;
@@ -135,7 +136,8 @@ bool readEntry(Reading& reading, asn1::blob content, RevokedCertificate& to, Ent
     return true;
 }
 
-/// The number of entries, as far as the list can hold so many: one has 20 octets at least.
+/// The number of entries, which have at least 20 octets each. Smaller ones do not count fully, which bounds
+/// the memory.
 size_t countEntries(asn1::blob list) {
     constexpr size_t minEntrySize = 20;
     size_t count = 0;
@@ -149,7 +151,7 @@ bool isBefore(Entry const& a, Entry const& b) {
                                         b.serialNumber.end());
 }
 
-/// The entries in a signed part, sorted by serial number; the first of several with the same one comes first.
+/// The entries of a signed part, sorted by serial number; those with the same number stay in order.
 std::vector<Entry> sortedEntries(asn1::blob tbs) {
     Reading silent;
     std::vector<Entry> entries;
@@ -164,8 +166,7 @@ std::vector<Entry> sortedEntries(asn1::blob tbs) {
     return entries;
 }
 
-/// The entry with that serial number: of several the first, then the second, and so on. An empty one if it is
-/// missing.
+/// The next entry with that serial number that was not taken before, or an empty one.
 Entry takeEntry(std::vector<Entry>& sorted, asn1::blob serialNumber) {
     Entry wanted;
     wanted.serialNumber = serialNumber;
@@ -179,7 +180,7 @@ Entry takeEntry(std::vector<Entry>& sorted, asn1::blob serialNumber) {
     return sorted[index];
 }
 
-/// CRLReason ::= ENUMERATED, empty for none.
+/// CRLReason ::= ENUMERATED; empty if there is no reason.
 std::vector<unsigned char> encodeReasonCode(unsigned char reasonCode) {
     if (reasonCode == noReason)
         return {};
@@ -191,7 +192,7 @@ std::vector<unsigned char> encodeCrlNumber(asn1::blob crlNumber) {
                              : DerEncoder().add(tag::integer, crlNumber).take();
 }
 
-/// Writes an entry, of which `before` stood in the signed part, and brings its serial number in line.
+/// Writes an entry that replaces `before`, and normalizes its serial number.
 bool writeEntry(DerEncoder& to, RevokedCertificate& revoked, Entry const& before) {
     if (revoked.serialNumber.empty())
         return false;
@@ -212,7 +213,7 @@ bool writeEntry(DerEncoder& to, RevokedCertificate& revoked, Entry const& before
     return true;
 }
 
-/// Writes the list of entries, none when it is empty, over those that stood in `tbs`.
+/// Writes the entries, if any, based on those in `tbs`.
 bool writeEntries(DerEncoder& to, std::vector<RevokedCertificate>& revoked, asn1::blob tbs) {
     if (revoked.empty())
         return true;
@@ -240,7 +241,7 @@ bool readExtension(Reading& reading, X509Crl& crl, X509Extension const& extensio
            reading.refuseUnsupported(RefusalId::unknownCriticalExtension, extension.oid);
 }
 
-/// Whether the standard rules know a critical extension of the CRL.
+/// Whether the standard rules support a critical extension of the CRL.
 bool isKnown(X509Extension const& extension) {
     return extension.oid == asn1::blob(oid::authorityKeyIdentifier) ||
            extension.oid == asn1::blob(oid::crlNumber) ||

@@ -1,4 +1,4 @@
-/// Values of extensions, encoded.
+/// Encoders of extension values.
 #pragma once
 
 #include "sealkit/extensions.h"

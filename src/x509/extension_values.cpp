@@ -8,7 +8,7 @@ namespace detail {
 
 namespace {
 
-/// Calls `read(content, number)` for each SEQUENCE in the one that `value` consists of.
+/// Calls `read(content, number)` for each SEQUENCE in the SEQUENCE `value`.
 template <typename Read>
 bool readSequences(Reading& reading, asn1::blob value, Read read) {
     asn1::blob list, content;
@@ -155,7 +155,7 @@ bool readDistributionPoints(Reading& reading, asn1::blob value,
             point.reasons = fields.take();
         if (fields.tag == tag::constructed(2))
             point.crlIssuer = fields.take();
-        // What stands in the point is refused before what follows it.
+        // An error in the point takes precedence over one after it.
         return use(point) && finish(fields);
     });
 }
@@ -244,7 +244,7 @@ bool readPolicyMappings(Reading& reading, asn1::blob value, std::vector<Equivale
 }
 
 /// PolicyConstraints ::= SEQUENCE { requireExplicitPolicy [0] OPTIONAL, inhibitPolicyMapping [1] OPTIONAL },
-/// not empty.
+/// which must not be empty.
 bool readPolicyConstraints(Reading& reading, asn1::blob value, PolicyConstraintNumbers* to) {
     asn1::blob content;
     if (!readOnly(reading, value, tag::sequence, &content))

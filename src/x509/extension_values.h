@@ -1,4 +1,4 @@
-/// The readers of extensions.h, in the form that certificates and CRLs read extensions with.
+/// The readers behind extensions.h, in the form that certificates and CRLs use.
 #pragma once
 
 #include "asn1/element.h"
@@ -8,18 +8,18 @@
 
 namespace detail {
 
-/// BasicConstraints (RFC 5280, section 4.2.1.9), as views of what is read.
+/// The fields of BasicConstraints (RFC 5280, section 4.2.1.9), as views of the input.
 struct BasicConstraintsFields {
     bool isCa = false;
-    asn1::blob pathLength; ///< Content of an INTEGER; a null `start` if it is absent.
+    asn1::blob pathLength; ///< Content of an INTEGER; `start` is null if it is absent.
 };
 bool readBasicConstraints(Reading& reading, asn1::blob value, BasicConstraintsFields* to);
 
 /// Whether subtrees may have a minimum other than 0 or a maximum, which RFC 5280, section 4.2.1.10, forbids.
 enum class SubtreeBounds : bool { ignored, refused };
 
-/// GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree, tagged as `field`, where it is the current
-/// element of `fields`. `name` is what refusals call a subtree.
+/// Reads GeneralSubtrees ::= SEQUENCE SIZE (1..MAX) OF GeneralSubtree if the current element has the tag
+/// `field`. `name` names a subtree in refusals.
 bool readSubtrees(Level& fields, unsigned field, char const* name, std::vector<GeneralName>* to,
                   SubtreeBounds bounds = SubtreeBounds::ignored);
 
@@ -33,11 +33,11 @@ bool readExtendedKeyUsage(Reading& reading, asn1::blob value, ObjectIdentifiers*
 bool readNameConstraints(Reading& reading, asn1::blob value, NameSubtrees* to, SubtreeBounds bounds);
 
 /// CertificatePolicies (RFC 5280, section 4.2.1.4): calls `use` with the content octets of each identifier
-/// and the whole encoding of its qualifiers, which is empty if they are absent, until it returns false.
+/// and the whole encoding of its qualifiers (empty if absent) until it returns false.
 bool readPolicies(Reading& reading, asn1::blob value,
                   std::function<bool(asn1::blob oid, asn1::blob qualifiers)> const& use);
 
-/// The fields of one DistributionPoint, with a null `start` if they are absent.
+/// The fields of one DistributionPoint; `start` is null for absent ones.
 struct DistributionPointFields {
     asn1::blob name;      ///< A whole DistributionPointName.
     asn1::blob reasons;   ///< Content of a BIT STRING.
@@ -48,18 +48,18 @@ struct DistributionPointFields {
 bool readDistributionPoints(Reading& reading, asn1::blob value,
                             std::function<bool(DistributionPointFields const&)> const& use);
 
-/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] }: appends the
-/// full names to `*names`. The content of a relative name goes to `*relative`; where that is null, such a
-/// name is noted.
+/// DistributionPointName ::= CHOICE { fullName [0] GeneralNames, nameRelativeToCRLIssuer [1] }. Appends full
+/// names to `*names`, and sets `*relative` to the content of a relative name. If `relative` is null, such a
+/// name is noted and ignored.
 bool readDistributionPointName(Reading& reading, asn1::blob name, std::vector<GeneralName>* names,
                                asn1::blob* relative);
 
-/// The named bits of the content of a BIT STRING, of the first 16: bit i of the result is the named bit i.
+/// The first 16 named bits in the content of a BIT STRING: bit i of the result is the named bit i.
 unsigned readNamedBits(asn1::blob content);
 
 /// IssuingDistributionPoint (RFC 5280, section 5.2.5).
 struct IssuingDistributionPointFields {
-    DistributionPointFields point; ///< `reasons` are onlySomeReasons; without a crlIssuer.
+    DistributionPointFields point; ///< Its `reasons` are onlySomeReasons; it has no crlIssuer.
     bool onlyUserCertificates = false;
     bool onlyCaCertificates = false;
     bool isIndirect = false;
@@ -67,27 +67,26 @@ struct IssuingDistributionPointFields {
 };
 bool readIssuingDistributionPoint(Reading& reading, asn1::blob value, IssuingDistributionPointFields* to);
 
-/// PolicyMappings (RFC 5280, section 4.2.1.5), at least one.
+/// PolicyMappings (RFC 5280, section 4.2.1.5), which must not be empty.
 bool readPolicyMappings(Reading& reading, asn1::blob value, std::vector<EquivalentPolicies>* to);
 
-/// PolicyConstraints (RFC 5280, section 4.2.1.11), of which one is there.
+/// PolicyConstraints (RFC 5280, section 4.2.1.11), which must have at least one member.
 bool readPolicyConstraints(Reading& reading, asn1::blob value, PolicyConstraintNumbers* to);
 
-/// The full names of CRLDistributionPoints (RFC 5280, section 4.2.1.13), all points in a row. Notes names of
-/// other forms.
+/// The full names of all points of CRLDistributionPoints (RFC 5280, section 4.2.1.13). Notes names of other
+/// forms.
 bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<GeneralName>* to);
 
 /// SubjectKeyIdentifier ::= OCTET STRING
 bool readKeyIdentifier(Reading& reading, asn1::blob value, std::vector<unsigned char>* to);
 
-/// The keyIdentifier of an AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1); without one `*to` stays as it
-/// was.
+/// Sets `*to` to the keyIdentifier of an AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1), if there is one.
 bool readAuthorityKeyId(Reading& reading, asn1::blob value, std::vector<unsigned char>* to);
 
-/// CRLNumber ::= INTEGER, its content octets.
+/// The content octets of CRLNumber ::= INTEGER.
 bool readCrlNumber(Reading& reading, asn1::blob value, std::vector<unsigned char>* to);
 
-/// A public function that reads in silence.
+/// Implements a public function: reads without diagnostics.
 template <typename To>
 bool parse(bool (*read)(Reading&, asn1::blob, To*), asn1::blob value, To* to, Refusal* refusal) {
     *to = To();

@@ -12,18 +12,19 @@ namespace detail {
 
 namespace {
 
-/// A total order of byte strings; which one does not matter.
+/// An arbitrary total order of byte strings.
 bool isBefore(asn1::blob a, asn1::blob b) {
     if (a.size() != b.size())
         return a.size() < b.size();
     return !a.empty() && std::memcmp(a.data(), b.data(), a.size()) < 0;
 }
 
-/// Compares each with each where they are few, and sorts where they are many.
+/// Compares all pairs of a few identifiers, and sorts many.
 bool hasRepeatedOid(ExtensionList const& extensions) {
     constexpr size_t few = 16;
     if (extensions.size() <= few) {
-        std::uint64_t lastOctets = 0; // Of those before, by the low six bits: most are different there.
+        std::uint64_t lastOctets =
+            0; // The last octets of the identifiers so far, by their low six bits, in which most differ.
         for (X509Extension const& extension : extensions) {
             std::uint64_t const last = std::uint64_t{1}
                                        << (extension.oid.empty() ? 0 : extension.oid.finish[-1] & 63);
@@ -52,7 +53,7 @@ bool readExtension(Level& fields, X509Extension* extension) {
     return take(fields, tag::octetString, &extension->value, "extnValue") && finish(fields);
 }
 
-/// Refuses the first extension that occurred before it.
+/// Refuses the first extension that repeats an earlier one.
 bool refuseRepeated(Reading& reading, ExtensionList const& extensions) {
     if (!reading.wantsReason())
         return false;
@@ -107,7 +108,7 @@ bool readExtensions(Reading& reading, asn1::blob list, ExtensionList* extensions
     asn1::blob content;
     bool isGood = true;
     while (elements.tag == tag::sequence) {
-        // What follows is malformed where it cannot be taken, and is refused as a place of its own.
+        // A failure here leaves a malformed rest, which is refused at its own location.
         if (!take(elements, tag::sequence, &content))
             return false;
         Level fields(reading, content);

@@ -1,4 +1,4 @@
-/// Extensions as certificates, CRLs, CRL entries and requests share them (RFC 5280, section 4.1).
+/// Extensions of certificates, CRLs, CRL entries and requests (RFC 5280, section 4.1).
 #pragma once
 
 #include "sealkit/x509.h"
@@ -9,7 +9,7 @@
 
 namespace detail {
 
-/// The extensions of one object in a row. As many as most objects have take no memory of the heap.
+/// The extensions of one object. Small lists take no heap memory.
 class ExtensionList {
 public:
     ExtensionList() = default;
@@ -26,24 +26,25 @@ public:
 private:
     static constexpr size_t maxInPlace = 16;
 
-    /// Without values until they are appended.
+    /// Uninitialized until values are appended.
     union InPlace {
         InPlace() {}
         X509Extension list[maxInPlace];
     } inPlace;
-    std::vector<X509Extension> more; ///< All of them, where they are more than `maxInPlace`.
+    std::vector<X509Extension> more; ///< All extensions, if they are more than `maxInPlace`.
     size_t count = 0;
 };
 
-/// The step to the extension with that number, from 1. It is named where `id` is not empty.
+/// The step of a refusal's path for the extension with this number, from 1. It includes the name of `id`,
+/// unless that is empty.
 Reading::Step extensionStep(Reading& reading, size_t number, asn1::blob id);
 
-/// Reads the content of Extensions ::= SEQUENCE OF Extension into `*extensions`, replacing what it holds.
-/// Refuses an extension that occurs twice (RFC 5280, section 4.2). A tolerant reading leaves out what is
-/// malformed, and returns false as well.
+/// Replaces `*extensions` by the content of Extensions ::= SEQUENCE OF Extension. Refuses a repeated
+/// extension (RFC 5280, section 4.2). A tolerant reading skips malformed extensions and then returns false as
+/// well.
 bool readExtensions(Reading& reading, asn1::blob list, ExtensionList* extensions);
 
-/// Calls `read(reading, to, extension)` for each extension, and stops where that refuses.
+/// Calls `read(reading, to, extension)` for each extension until it returns false.
 template <typename Object, typename Read>
 bool readEach(Reading& reading, ExtensionList const& extensions, Object& to, Read read) {
     size_t number = 0;
@@ -55,7 +56,7 @@ bool readEach(Reading& reading, ExtensionList const& extensions, Object& to, Rea
     return true;
 }
 
-/// The extensions of a signed part that is taken apart as an `Outline`; none if it is malformed.
+/// The extensions of a signed part, parsed as an `Outline`; empty if it is malformed.
 template <typename Outline>
 std::vector<X509Extension> listExtensions(asn1::blob tbs) {
     Reading silent;
@@ -66,7 +67,7 @@ std::vector<X509Extension> listExtensions(asn1::blob tbs) {
     return {list.begin(), list.end()};
 }
 
-/// Takes a BOOLEAN: one octet, of which anything but 0 is true (X.690, section 8.2).
+/// Takes a BOOLEAN: one octet, in which any value but 0 is true (X.690, section 8.2).
 bool takeBoolean(Level& level, bool* flag, char const* field);
 
 } // namespace detail

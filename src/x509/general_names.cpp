@@ -10,7 +10,7 @@ namespace detail {
 
 namespace {
 
-/// Other tags would pass for a name once the class is dropped: an INTEGER for a host name.
+/// Rejects other tag classes: without its class, the tag of an INTEGER would be that of a host name.
 bool isGeneralNameTag(unsigned elementTag) {
     unsigned primitive = elementTag & ~0x20u;
     return primitive >= tag::primitive(0) && primitive <= tag::primitive(8);

@@ -1,4 +1,4 @@
-/// Lists of GeneralName (RFC 5280, section 4.2.1.6).
+/// GeneralNames (RFC 5280, section 4.2.1.6).
 #pragma once
 
 #include "asn1/element.h"
@@ -9,28 +9,28 @@
 
 namespace detail {
 
-/// Takes the current element as a name, which has one of the context tags 0 to 8. The length of an address is
-/// not checked.
+/// Takes the current element as a name with one of the context tags 0 to 8. The length of an address is not
+/// checked.
 bool takeGeneralName(Level& level, GeneralName* name, char const* field = nullptr);
 
 /// Appends the names in the content of GeneralNames ::= SEQUENCE OF GeneralName. An address must have 4 or 16
 /// octets.
 bool appendGeneralNames(Reading& reading, asn1::blob content, std::vector<GeneralName>* names);
 
-/// The same with the SEQUENCE around it.
+/// The same for the whole SEQUENCE.
 bool readGeneralNames(Reading& reading, asn1::blob value, std::vector<GeneralName>* names);
 
-/// Whether a name has one of the choices of GeneralName, with the constructed bit where it belongs, and an
-/// address the length of one.
+/// Whether a name has a tag of GeneralName with the right constructed bit and, for an address, a valid
+/// length.
 bool isWritable(GeneralName const& name);
 
-/// GeneralNames; empty for no names.
+/// Encodes GeneralNames; empty if there are no names.
 std::vector<unsigned char> encodeGeneralNames(std::vector<GeneralName> const& names);
 
 /// Writes a name as a line: `indent`, the text of its type, ": " and its data.
 void dumpGeneralName(std::ostream& out, char const* indent, GeneralName const& name);
 
-/// Writes `title` as a line and each name as another. Nothing when there are no names.
+/// Writes `title` as a line and each name as another; nothing if there are no names.
 void dumpGeneralNames(std::ostream& out, char const* title, char const* indent,
                       std::vector<GeneralName> const& names);
 

@@ -39,7 +39,7 @@ constexpr Usage extKeyUsages[] = {
     {"dvcs", oid::dvcs},
 };
 
-/// The bit of `ExtKeyUsage` for an object identifier, 0 for an unknown one.
+/// The bit of `ExtKeyUsage` for an object identifier; 0 if it is unknown.
 unsigned getExtKeyUsageBit(asn1::blob id) {
     unsigned bit = 1;
     for (Usage const& usage : extKeyUsages) {
@@ -60,7 +60,7 @@ std::vector<std::string> namesOf(unsigned bits, std::span<Usage const> usages) {
     return names;
 }
 
-/// Writes the names as one line, if there are any.
+/// Writes the names, if any, as one line.
 void dumpNames(std::ostream& out, char const* title, std::vector<std::string> const& names) {
     char const* before = title;
     for (std::string const& name : names) {

@@ -1,4 +1,4 @@
-/// The readers of certificates, CRLs and requests, which tell why they refuse.
+/// The readers of certificates, CRLs and requests, with reasons for refusals.
 #pragma once
 
 #include "asn1/element.h"
@@ -11,38 +11,39 @@
 
 namespace detail {
 
-/// The `parse` of each class. On failure `to` is partly filled and of no use.
+/// Implements `parse` of each class. After a failure, `to` is partially filled and unusable.
 bool read(Reading& reading, asn1::blob der, X509Certificate& to);
 bool read(Reading& reading, asn1::blob der, X509Crl& to);
 bool read(Reading& reading, asn1::blob der, X509Req& to);
 
-/// The same into a new object, for who wants the key alone: `keyInfo` is the subjectPublicKeyInfo as a view
+/// The same into a new object, for callers that want the key: `keyInfo` is the subjectPublicKeyInfo as a view
 /// of `der`.
 bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Certificate& to, asn1::blob* keyInfo);
 bool readWithKeyInfo(Reading& reading, asn1::blob der, X509Req& to, asn1::blob* keyInfo);
 
-/// The whole elements of SIGNED{ToBeSigned} (RFC 5280, section 4.1.1), as views of what was read.
+/// The whole elements of SIGNED{ToBeSigned} (RFC 5280, section 4.1.1), as views of the input.
 struct SignedParts {
     asn1::blob tbs;
     asn1::blob algorithm;
     asn1::blob signature;
 };
 
-/// Takes an object apart; `*content` is that of its SEQUENCE. A tolerant reading needs the signed part alone.
+/// Splits an object into its parts; `*content` is that of its SEQUENCE. A tolerant reading requires only the
+/// signed part.
 bool readParts(Reading& reading, asn1::blob object, SignedParts* parts, asn1::blob* content);
 
-/// What all outlines have. `extensions` is the content of the list.
+/// Sets the members that all outlines have. `extensions` is the content of the SEQUENCE.
 void setOutline(SignedParts const& parts, asn1::blob innerAlgorithm, asn1::blob extensions,
                 SignedOutline* to);
 
 /// `X509Base::unpackObj`.
 bool unpack(Reading& reading, asn1::blob object, X509Base& to, SignedParts* parts);
 
-/// Refuses a signed part that names another signature algorithm than the object around it: the outer one is
-/// not signed and could be exchanged (RFC 5280, sections 4.1.1.2 and 5.1.1.2).
+/// Refuses a signed part whose signature algorithm differs from the outer one, which is not signed and could
+/// be exchanged (RFC 5280, sections 4.1.1.2 and 5.1.1.2).
 bool isSameAlgorithm(Reading& reading, asn1::blob outer, asn1::blob inner);
 
-/// Reads a field of the signed part under its name.
+/// Reads a field of the signed part, with its name in refusals.
 template <typename To>
 bool readField(Reading& reading, char const* name, bool (*read)(Reading&, asn1::blob, To), asn1::blob element,
                std::type_identity_t<To> to) {

@@ -26,8 +26,8 @@ namespace {
 
 constexpr unsigned version1 = 0;
 
-/// CertificationRequestInfo ::= SEQUENCE { version, subject, subjectPKInfo, attributes [0] IMPLICIT SET OF
-/// Attribute } (RFC 2986, section 4.1) taken apart.
+/// The fields of CertificationRequestInfo ::= SEQUENCE { version, subject, subjectPKInfo, attributes [0]
+/// IMPLICIT SET OF Attribute } (RFC 2986, section 4.1).
 struct Outline {
     asn1::blob subject;
     asn1::blob subjectPublicKeyInfo;
@@ -75,7 +75,7 @@ bool isString(unsigned elementTag) {
     }
 }
 
-/// X.680, section 41.4.
+/// The characters of PrintableString (X.680, section 41.4).
 bool isPrintableString(std::string_view text) {
     constexpr std::string_view others = " '()+,-./:=?";
     return std::all_of(text.begin(), text.end(), [&](char c) {
@@ -84,7 +84,7 @@ bool isPrintableString(std::string_view text) {
     });
 }
 
-/// The one value of a challengePassword attribute (RFC 2985, section 5.4.1).
+/// The single value of a challengePassword attribute (RFC 2985, section 5.4.1).
 bool readChallengePassword(Reading& reading, asn1::blob values, std::string* password) {
     detail::Level value(reading, values);
     asn1::blob text;
@@ -94,7 +94,7 @@ bool readChallengePassword(Reading& reading, asn1::blob values, std::string* pas
     return detail::finish(value);
 }
 
-/// An attribute with one value.
+/// Encodes an attribute with one value.
 std::vector<unsigned char> encodeAttribute(asn1::blob type, asn1::blob value) {
     return DerEncoder()
         .begin(tag::sequence)
@@ -106,8 +106,8 @@ std::vector<unsigned char> encodeAttribute(asn1::blob type, asn1::blob value) {
         .take();
 }
 
-/// Empty for no password. PrintableString where it can be (RFC 2985, section 5.4.1); octets that are no
-/// UTF-8 are a T61String, which claims the least about them.
+/// Empty if there is no password. The preferred type is PrintableString (RFC 2985, section 5.4.1). Octets
+/// that are not UTF-8 become a T61String, which implies the least about them.
 std::vector<unsigned char> encodeChallengePassword(std::string const& password) {
     if (password.empty())
         return {};
@@ -117,7 +117,7 @@ std::vector<unsigned char> encodeChallengePassword(std::string const& password) 
     return encodeAttribute(oid::challengePassword, DerEncoder().add(stringTag, password).take());
 }
 
-/// The one value of an extensionRequest attribute (RFC 2985, section 5.4.2).
+/// The single value of an extensionRequest attribute (RFC 2985, section 5.4.2).
 bool readExtensionRequest(Reading& reading, asn1::blob values, detail::ExtensionList* extensions) {
     asn1::blob list;
     return detail::readOnly(reading, values, tag::sequence, &list) &&
@@ -136,8 +136,7 @@ bool readExtension(Reading& reading, X509Req& request, X509Extension const& exte
     return true;
 }
 
-/// The attributes of a request that are understood. Both are single-valued, and a set holds an attribute once
-/// (X.501, section 8.2).
+/// Reads the known attributes of a request. Each may occur only once, with one value (X.501, section 8.2).
 class AttributeReader {
 public:
     AttributeReader(Reading& carried, X509Req& request) : reading(carried), to(request) {}
@@ -160,7 +159,7 @@ public:
         return true;
     }
 
-    detail::ExtensionList extensions; ///< Those that are requested.
+    detail::ExtensionList extensions; ///< The requested extensions.
 
 private:
     bool isFirst(bool& seen, asn1::blob content) {
@@ -283,7 +282,7 @@ bool X509Req::updateTbs(PrivateKey const& key, HashID hash) {
     if (!before.read(silent, tbs))
         before = Outline();
 
-    // The elements of a SET OF stand in the order of their encodings (X.690, section 11.6).
+    // DER sorts the elements of a SET OF by their encodings (X.690, section 11.6).
     std::vector<std::vector<unsigned char>> attributes;
     std::vector<unsigned char> password = encodeChallengePassword(challengePassword);
     detail::Level attributesBefore(silent, before.attributes);

@@ -9,8 +9,8 @@ namespace detail {
 
 namespace {
 
-/// What serial numbers are sorted by first, so that most comparisons read one word: their first and last
-/// octets. CAs count, or begin all of their serial numbers alike.
+/// A sort key from the first and last octets of a serial number, so that most comparisons read one word. CAs
+/// often count, or give all serial numbers the same prefix.
 std::uint64_t keyOf(asn1::blob serialNumber) {
     constexpr std::uint64_t oddFactor = 0x9E3779B97F4A7C15;
     constexpr size_t octets = sizeof(std::uint64_t);
@@ -23,7 +23,7 @@ std::uint64_t keyOf(asn1::blob serialNumber) {
     return head * oddFactor + tail;
 }
 
-/// A total order of byte strings; which one does not matter.
+/// An arbitrary total order of byte strings.
 int compare(asn1::blob a, asn1::blob b) {
     if (a.size() != b.size())
         return a.size() < b.size() ? -1 : 1;

@@ -1,4 +1,4 @@
-// The values of extensions that no rule of the platform needs.
+// Reads extensions that are only displayed.
 #include "sealkit/asn1_tree.h"
 #include "sealkit/crl.h"
 #include "sealkit/der.h"
@@ -19,7 +19,7 @@ using detail::Reading;
 
 namespace {
 
-/// Calls `read(fields)` for each SEQUENCE of the list that `value` consists of. `what` names one of them.
+/// Calls `read(fields)` for each SEQUENCE in the SEQUENCE `value`. `what` names one in refusals.
 template <typename Read>
 bool readList(Reading& reading, asn1::blob value, char const* what, Read read) {
     asn1::blob list, content;
@@ -37,7 +37,7 @@ bool readList(Reading& reading, asn1::blob value, char const* what, Read read) {
     return true;
 }
 
-/// DisplayText ::= CHOICE of strings, if one is the current element.
+/// Takes a DisplayText, which is a CHOICE of strings, if it is the current element.
 bool takeText(Level& level, std::string* text) {
     if (!detail::isStringTag(level.tag))
         return true;
@@ -103,7 +103,7 @@ bool readQualifiedPolicies(Reading& reading, asn1::blob value, std::vector<Quali
     });
 }
 
-/// The content of an element that may be absent.
+/// Takes the content of an optional element.
 bool takeOptional(Level& fields, unsigned wanted, std::optional<asn1::blob>* to) {
     return fields.tag != wanted || detail::take(fields, wanted, &to->emplace());
 }
@@ -215,7 +215,7 @@ bool readFeatures(Reading& reading, asn1::blob value, std::vector<unsigned>* to)
     return true;
 }
 
-/// Takes a number of `octets` octets, the highest first.
+/// Takes a big-endian number of `octets` octets.
 bool takeNumber(asn1::blob& rest, size_t octets, std::uint64_t* number) {
     if (rest.size() < octets)
         return false;
@@ -225,7 +225,7 @@ bool takeNumber(asn1::blob& rest, size_t octets, std::uint64_t* number) {
     return true;
 }
 
-/// opaque<0..2^16-1> of TLS: a length of two octets, and as many octets.
+/// Takes opaque<0..2^16-1> of TLS: a length of two octets, and that many octets.
 bool takeOpaque(asn1::blob& rest, asn1::blob* content) {
     std::uint64_t length = 0;
     if (!takeNumber(rest, 2, &length) || rest.size() < length)
@@ -294,7 +294,7 @@ std::vector<std::string> namesOf(unsigned bits, std::span<char const* const> tab
 
 } // namespace
 
-// The public functions: each is a reader above, in silence.
+// The public functions call the readers without diagnostics.
 
 bool parseCertificatePolicies(asn1::blob value, std::vector<QualifiedPolicy>* to, Refusal* refusal) {
     return detail::parse(readQualifiedPolicies, value, to, refusal);
@@ -358,7 +358,7 @@ bool parseStringValue(asn1::blob value, std::string* to, Refusal* refusal) {
 }
 
 std::vector<std::string> reasonFlagNames(unsigned bits) {
-    // By the named bits (RFC 5280, section 4.2.1.13), which skip removeFromCRL.
+    // Named bits (RFC 5280, section 4.2.1.13), which omit removeFromCRL.
     static constexpr char const* names[] = {
         "unused",       "keyCompromise",        "caCompromise",    "affiliationChanged",
         "superseded",   "cessationOfOperation", "certificateHold", "privilegeWithdrawn",

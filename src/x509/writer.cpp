@@ -10,8 +10,7 @@ namespace detail {
 
 namespace {
 
-/// 1950-01-01 and 2050-01-01: what lies between fits the two digits of a UTCTime (RFC 5280, section
-/// 4.1.2.5.1).
+/// 1950-01-01 and 2050-01-01: the range of the two digits of a UTCTime (RFC 5280, section 4.1.2.5.1).
 constexpr TimePoint firstOfUtcTime = TimePoint::fromSeconds(-631152000);
 constexpr TimePoint endOfUtcTime = TimePoint::fromSeconds(2524608000);
 

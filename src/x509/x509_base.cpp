@@ -13,8 +13,8 @@
 
 namespace {
 
-/// `element` where it still encodes an algorithm with the same members, else the algorithm encoded anew.
-/// Kept elements matter beyond their form: absent parameters read as a copy of the object identifier.
+/// Writes `element` if it encodes the same algorithm, and encodes the algorithm otherwise. Keeping it
+/// preserves absent parameters, which are read as a copy of the object identifier.
 void addAlgorithm(DerEncoder& to, AlgorithmIdentifier const& algorithm, asn1::blob element) {
     AlgorithmIdentifier kept;
     asn1::blob content;
@@ -26,7 +26,7 @@ void addAlgorithm(DerEncoder& to, AlgorithmIdentifier const& algorithm, asn1::bl
         save(algorithm, to);
 }
 
-/// The same for a signature: its unused bits and the form of its length survive.
+/// The same for a signature, which preserves its unused bits and the form of its length.
 void addSignature(DerEncoder& to, asn1::blob signature, asn1::blob element) {
     asn1::blob content;
     detail::Reading silent;
@@ -37,7 +37,7 @@ void addSignature(DerEncoder& to, asn1::blob signature, asn1::blob element) {
         to.addBitString(signature);
 }
 
-/// Whether `addBitString` writes that element for its bits: a shortest length, and no unused bits.
+/// Whether `addBitString` would write the same element: with the shortest length and no unused bits.
 bool isAsWritten(asn1::blob bitString, asn1::blob content) {
     size_t const header = static_cast<size_t>(content.start - bitString.start);
     size_t const shortest = content.size() < 0x80 ? 2 : 2 + (std::bit_width(content.size()) + 7) / 8;
@@ -170,7 +170,7 @@ bool isSameAlgorithm(Reading& reading, asn1::blob outer, asn1::blob inner) {
 } // namespace detail
 
 std::vector<unsigned char> X509Base::serialize() const {
-    // The header first, as it was read; it holds while the content has the same length.
+    // The original header comes first. It remains valid if the length is unchanged.
     Frame const frame(unpackedFrame);
     DerEncoder object;
     object.addEncoded(frame.header).addEncoded(tbs);
