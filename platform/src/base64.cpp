@@ -18,8 +18,8 @@ constexpr std::array<unsigned char, 256> digitValues = [] {
     return values;
 }();
 
-/// The digits of a group of `count` characters, 6 bits each, as one number; all ones when one of them
-/// is no digit.
+/// The digits of a group of `count` characters, 6 bits each, as one number; all ones if one of them is not
+/// a digit.
 uint32_t readDigits(char const* text, size_t count) {
     uint32_t number = 0;
     unsigned seen = 0;

@@ -14,7 +14,7 @@ using detail::uninterrupted;
 
 namespace {
 
-// The file may hold a private key: memory that is given up is wiped.
+// The file may contain a private key, so freed memory is wiped.
 
 void wipe(std::string& content) { explicit_bzero(content.data(), content.size()); }
 
@@ -42,8 +42,8 @@ std::string readFile(std::string_view path, int64_t limit, int /*flags*/) {
                   : static_cast<size_t>(std::min<uint64_t>(static_cast<uint64_t>(limit), maxFileSize));
     if (static_cast<uint64_t>(status.st_size) > most)
         return {};
-    // The size is only a hint: files of /proc have none, and a file may grow while it is read. One
-    // byte of room beyond it finds the end without another step.
+    // The size is only a hint: files of /proc have size 0, and a file may grow while it is read. One byte of
+    // room beyond it finds the end without another step.
     std::string content(static_cast<size_t>(status.st_size) + 1, '\0');
     size_t used = 0;
     for (;;) {

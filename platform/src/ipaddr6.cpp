@@ -62,7 +62,7 @@ std::string compressed(std::span<unsigned char const, 16> address) {
 bool IPAddr6::isIPv4() const { return std::equal(mappedPrefix.begin(), mappedPrefix.end(), value.begin()); }
 
 void IPAddr6::setIPv4(std::span<unsigned char const, 4> address) {
-    // The bytes may be this address's own.
+    // The bytes may be those of this address.
     std::array<unsigned char, 4> quad;
     std::copy(address.begin(), address.end(), quad.begin());
     std::copy(mappedPrefix.begin(), mappedPrefix.end(), value.begin());
@@ -88,7 +88,7 @@ std::string IPAddr6::str(bool plainIPv4) const {
 }
 
 bool IPAddr6::parse(std::string_view text) {
-    // `inet_pton` wants a terminated string, and would take a zero byte for its end.
+    // `inet_pton` needs a terminated string, and would take a zero byte for its end.
     if (text.size() >= INET6_ADDRSTRLEN || text.find('\0') != text.npos)
         return false;
     std::string const terminated(text);

@@ -20,7 +20,7 @@ Field const* findField(std::span<Field const> fields, FieldType type, uint32_t i
     return found != fields.end() && found->id == id && found->type() == type ? &*found : nullptr;
 }
 
-/// Its value, or null where the field is absent.
+/// Its value, or null if the field is absent.
 template <typename T>
 T const* findValue(std::span<Field const> fields, FieldType type, uint32_t id) {
     Field const* const field = findField(fields, type, id);

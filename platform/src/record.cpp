@@ -16,8 +16,8 @@ constexpr size_t u32Size = 4;
 constexpr size_t headerSize = 3 * u32Size;
 constexpr size_t fieldHeaderSize = u32Size + 1 + u32Size;
 
-/// CRC-32 of ISO 3309 and ITU-T V.42 (polynomial 0x04c11db7, bits reflected): it sees every change
-/// that is confined to 32 neighbouring bits.
+/// CRC-32 of ISO 3309 and ITU-T V.42 (polynomial 0x04c11db7, bits reflected): it detects every change
+/// within 32 neighbouring bits.
 constexpr std::array<uint32_t, 256> crcTable = [] {
     std::array<uint32_t, 256> table{};
     for (uint32_t byte = 0; byte < table.size(); ++byte) {
@@ -81,8 +81,8 @@ struct ValueWriter {
     }
 };
 
-/// Takes values off the front of bytes. A value that is not there whole sets `failed`, for good, and
-/// reads as zero or empty.
+/// Takes values from the start of bytes. A truncated value sets `failed`, which is never reset, and is read
+/// as zero or empty.
 struct Reader {
     std::string_view rest;
     bool failed = false;
@@ -109,7 +109,7 @@ struct Reader {
     std::string_view takeSized() { return take(takeU32()); }
 };
 
-/// Sets the field to what `bytes` stand for; false when they are no value of that type.
+/// Sets the field to the value in `bytes`; returns false if they are not a value of that type.
 bool setField(message& record, uint32_t id, unsigned type, std::string_view bytes) {
     Reader reader{bytes};
     switch (static_cast<FieldType>(type)) {
@@ -192,8 +192,8 @@ std::optional<message> decodeRecord(std::string_view bytes) {
         uint32_t const id = body.takeU32();
         unsigned const type = body.takeByte();
         std::string_view const value = body.takeSized();
-        // Types start at 1, so the first field of all stands above {0, 0}. Ascending order also makes
-        // each field go to the end of the message, so that reading takes linear time.
+        // Types start at 1, so the first field is above {0, 0}. Ascending order also puts each field at
+        // the end of the message, so reading takes linear time.
         if (body.failed || std::pair(id, type) <= previous || !setField(record, id, type, value))
             return std::nullopt;
         previous = {id, type};

@@ -10,7 +10,7 @@
 ///     value:     boolean: one byte, 0 or 1     u32: 4 bytes     string, raw: the bytes
 ///                strings: for each its length u32 and its bytes
 ///
-/// Every u32 is big-endian. A message has exactly one such form, and nothing else is accepted.
+/// Every u32 is big-endian. A message has exactly one such form, and any other is rejected.
 #pragma once
 
 #include "kp/message.h"
@@ -21,10 +21,10 @@
 
 namespace kp::detail {
 
-/// The binary form; nothing when it would be longer than `maxRecordSize`.
+/// The binary form; nothing if it is longer than `maxRecordSize`.
 std::optional<std::string> encodeRecord(message const& record);
 
-/// The message whose binary form `bytes` are; nothing when they are anything else.
+/// The message with the binary form `bytes`; nothing if they are malformed.
 std::optional<message> decodeRecord(std::string_view bytes);
 
 } // namespace kp::detail

@@ -7,7 +7,7 @@ namespace kp {
 
 namespace {
 
-/// The value of an environment variable; empty where it is unset or the program gained privileges.
+/// The value of an environment variable; empty if it is unset or the program gained privileges.
 std::string_view environment(char const* name) {
     char const* const value = secure_getenv(name);
     return value != nullptr ? std::string_view(value) : std::string_view();
@@ -23,7 +23,7 @@ std::string root() {
         return std::string(named);
     if (isFolder("/kelp"))
         return "/";
-    // Relative paths are to be ignored by the rules for XDG base directories.
+    // The rules for XDG base directories require that relative paths are ignored.
     if (std::string_view const data = environment("XDG_DATA_HOME"); data.starts_with('/'))
         return std::string(data) + "/sealkit";
     if (std::string_view const home = environment("HOME"); home.starts_with('/'))
@@ -35,7 +35,7 @@ std::string root() {
 
 std::string rootPath(std::string_view absolutePath) {
     std::string path = root();
-    // Without a root nothing of the machine's own may be taken for it.
+    // Without a root, the machine's own files must not be used instead.
     if (path.empty())
         return path;
     while (path.ends_with('/'))

@@ -26,12 +26,13 @@ constexpr size_t maxNameSize = 255;
 constexpr mode_t folderMode = 0700;
 constexpr mode_t fileMode = 0600;
 
-// The files of a store's folder. No part of a store's name has a dot, so that the folders of other
-// stores in it ("cert/settings" in "cert") never meet them.
+// The files of a store's folder. No part of a store's name has a dot, so the folders of other stores in it
+// ("cert/settings" in "cert") cannot collide with them.
 constexpr std::string_view recordSuffix = ".rec";
 constexpr std::string_view stateFile = "/state.rec";
 constexpr std::string_view lockFile = "/.lock";
-constexpr std::string_view newFile = "/.new"; ///< A record on its way; whoever holds the lock owns it.
+constexpr std::string_view newFile =
+    "/.new"; ///< A record that is being written; it belongs to the holder of the lock.
 
 /// The field of the state record that holds the word.
 constexpr uint32_t stateField = 1;
@@ -73,7 +74,7 @@ struct CloseFolder {
     void operator()(DIR* folder) const { closedir(folder); }
 };
 
-/// Calls `visit` with the name of each entry of the folder; with none when it cannot be read.
+/// Calls `visit` with the name of each entry of the folder; not at all if the folder cannot be read.
 template <typename Visit>
 void forEachEntry(std::string const& folder, Visit visit) {
     std::unique_ptr<DIR, CloseFolder> const entries(opendir(folder.c_str()));
@@ -100,7 +101,7 @@ std::string parentFolder(std::string const& path) {
     return slash == path.npos ? "." : path.substr(0, slash == 0 ? 1 : slash);
 }
 
-/// Makes the folder and those above it that are missing.
+/// Makes the folder and its missing parents.
 bool makeFolder(std::string const& folder) {
     int result = mkdir(folder.c_str(), folderMode);
     if (result != 0 && errno == ENOENT && makeFolder(parentFolder(folder)))
@@ -110,15 +111,15 @@ bool makeFolder(std::string const& folder) {
     return syncFolder(parentFolder(folder));
 }
 
-/// Keeps other writers out of a store's folder, which it makes if need be, as long as it lives. The
-/// system takes the lock back when the process dies.
+/// Keeps other writers out of a store's folder during its lifetime, and makes the folder if it is missing.
+/// The system releases the lock when the process ends.
 class WriteLock {
 public:
     explicit WriteLock(std::string const& folder)
         : file(makeFolder(folder) ? openFile(folder + std::string(lockFile)) : -1),
           locked(file.isOpen() && uninterrupted([&] { return flock(file.get(), LOCK_EX); }) == 0) {}
     ~WriteLock() {
-        // Closing alone would leave the lock with a child that was forked meanwhile.
+        // Closing would not suffice: a child that was forked meanwhile would keep the lock.
         if (locked) {
             int const error = errno;
             flock(file.get(), LOCK_UN);
@@ -150,11 +151,11 @@ bool writeAll(int file, std::string_view bytes) {
     return true;
 }
 
-/// Writes the bytes to the file of the folder, whose lock is held. A reader sees the old content or
-/// the new one: the file is written aside, and takes its name when it is whole and on disk.
+/// Writes the bytes to the file of the folder, whose lock is held. A reader sees the old content or the
+/// new one: a temporary file gets the name when it is complete and on disk.
 bool replaceFile(std::string const& folder, std::string const& name, std::string_view bytes) {
     std::string const temporary = folder + std::string(newFile);
-    unlink(temporary.c_str()); // What a killed writer left.
+    unlink(temporary.c_str()); // Of a writer that was killed.
     Descriptor const file(uninterrupted(
         [&] { return open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, fileMode); }));
     if (!file.isOpen())
@@ -169,8 +170,8 @@ bool replaceFile(std::string const& folder, std::string const& name, std::string
     return syncFolder(folder);
 }
 
-/// Writes the record to the file that `chooseName` names once no other process writes to the folder.
-/// Writes nothing if it names none; `errno` is then what it was set to.
+/// Writes the record to the file that `chooseName` returns while no other process writes to the folder.
+/// Writes nothing if the name is empty; `errno` is then as `chooseName` set it.
 template <typename ChooseName>
 bool writeRecord(std::string const& folder, ChooseName chooseName, message const& record) {
     if (folder.empty()) {
@@ -196,7 +197,7 @@ std::optional<message> readRecord(std::string const& folder, std::string const& 
     return detail::decodeRecord(readFile(folder + name, maxRecordSize));
 }
 
-/// The lowest positive id that is not among the sorted ones; 0 when all are.
+/// The lowest positive id that is not among the sorted ones; 0 if all are used.
 int32_t lowestFreeId(std::vector<int32_t> const& ids) {
     int32_t id = 1;
     for (auto taken = std::lower_bound(ids.begin(), ids.end(), id); taken != ids.end() && *taken == id;
@@ -209,7 +210,7 @@ int32_t lowestFreeId(std::vector<int32_t> const& ids) {
 }
 
 bool isFolder(std::string const& path) {
-    // A symbolic link does not count: links in a circle would never end.
+    // Symbolic links are ignored: a cycle of links would never end.
     struct stat status;
     return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
@@ -275,7 +276,7 @@ bool Store::removeIf(int32_t id, Predicate const& isWanted) {
         errno = ENOENT;
         return present && isWanted(id, *present);
     };
-    // Taking the lock makes the folder, so a store without the record is left alone.
+    // The lock would make the folder, so a store without the record is not locked.
     if (!isThere())
         return false;
     WriteLock const lock(folder);
@@ -309,7 +310,7 @@ std::vector<std::string> storeNames() {
     std::string const stores = rootPath(storesFolder);
     if (stores.empty())
         return names;
-    std::vector<std::string> pending = {""}; // Names behind a slash each, the folder of all being none.
+    std::vector<std::string> pending = {""}; // Each name begins with a slash; the top folder is empty.
     while (!pending.empty()) {
         std::string const name = std::move(pending.back());
         pending.pop_back();

@@ -1,4 +1,4 @@
-/// What the platform knows of its maker's cloud service.
+/// The cloud service of the platform's maker.
 #pragma once
 
 #include "kp/export.h"
@@ -8,7 +8,8 @@
 
 namespace kp {
 
-/// The two DNS suffixes of the cloud service, without a leading dot. They live as long as the program.
+/// The two DNS suffixes of the cloud service, without a leading dot. They are valid as long as the program
+/// runs.
 KP_API std::span<std::string_view const, 2> cloudDnsSuffixes();
 
 } // namespace kp

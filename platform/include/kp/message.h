@@ -9,10 +9,10 @@
 /// | string array | `std::vector<std::string>` | `getStrings`, `setStrings` |
 ///
 /// Every field is absent or present. Type and id together name a field: bool 12 and u32 12 are two
-/// fields that know nothing of each other. A getter of an absent field gives its default, also where
-/// other types have the same id. Strings and raw fields may hold any bytes, zero included.
+/// independent fields. The getter of an absent field returns its default, even if another type has the same
+/// id. Strings and raw fields may contain any bytes, including zero.
 ///
-/// A message does not know what its fields mean, and converts nothing from one type to another.
+/// A message does not know the meaning of its fields, and does not convert between types.
 #pragma once
 
 #include "kp/export.h"
@@ -30,7 +30,7 @@ namespace kp {
 /// The types of fields. The values are those of stored records.
 enum class FieldType : unsigned { boolean = 1, u32 = 2, string = 3, raw = 4, strings = 5 };
 
-/// Typed fields by numeric id. A default message has none.
+/// Typed fields by numeric id. A default message is empty.
 class KP_API message {
 public:
     using Raw = std::vector<unsigned char>;
@@ -38,23 +38,23 @@ public:
 
     struct Field {
         uint32_t id;
-        /// The alternatives stand in the order of `FieldType`.
+        /// The alternatives have the order of `FieldType`.
         std::variant<bool, uint32_t, std::string, Raw, Strings> value;
 
         FieldType type() const { return static_cast<FieldType>(value.index() + 1); }
         friend bool operator==(Field const&, Field const&) = default;
     };
 
-    /// The field of that type and id, or `fallback` where it is absent. The views of `getString`,
-    /// `getRaw` and `getStrings` are good until the message changes or ends; a fallback is handed
-    /// back as the view it came as.
+    /// The field of that type and id, or `fallback` if it is absent. The views of `getString`,
+    /// `getRaw` and `getStrings` are valid until the message changes or is destroyed; a fallback is returned
+    /// as the view that was passed.
     bool getBool(uint32_t id, bool fallback = false) const;
     uint32_t getU32(uint32_t id, uint32_t fallback = 0) const;
     std::string_view getString(uint32_t id, std::string_view fallback = {}) const;
     std::span<unsigned char const> getRaw(uint32_t id, std::span<unsigned char const> fallback = {}) const;
     std::span<std::string const> getStrings(uint32_t id, std::span<std::string const> fallback = {}) const;
 
-    /// True when the message has a field of that type and id; an empty string, raw or array counts.
+    /// Whether the message has a field of that type and id, even an empty string, raw or array.
     bool has(FieldType type, uint32_t id) const;
     bool hasBool(uint32_t id) const { return has(FieldType::boolean, id); }
     bool hasU32(uint32_t id) const { return has(FieldType::u32, id); }
@@ -69,14 +69,14 @@ public:
     void setRaw(uint32_t id, std::span<unsigned char const> value);
     void setStrings(uint32_t id, Strings value);
 
-    /// Makes the field of that type and id absent. False when it was absent already.
+    /// Removes the field of that type and id. Returns false if it was absent.
     bool remove(FieldType type, uint32_t id);
 
-    /// True when the message has no field at all.
+    /// Whether the message has no fields.
     bool empty() const { return allFields.empty(); }
 
-    /// Every field, by ascending id and under one id in the order of `FieldType`. The view is good
-    /// until the message changes or ends.
+    /// Every field, by ascending id and under one id in the order of `FieldType`. The view is valid
+    /// until the message changes or is destroyed.
     std::span<Field const> fields() const { return allFields; }
 
     /// The same fields with the same values.
