@@ -14,11 +14,11 @@ std::vector<unsigned char> refuse(Reading& reading, RefusalId id, std::vector<Fa
     return {};
 }
 
-/// What the agreement came to: empty for numbers that make no key.
+/// The agreed secret; empty, with a refusal, if the agreement failed.
 std::vector<unsigned char> checked(Reading& reading, std::vector<unsigned char>&& secret, RefusalId id) {
     if (secret.empty())
         return refuse(reading, id);
-    return std::move(secret); // A copy would be left unwiped.
+    return std::move(secret); // Moved, because a copy would leave the original unwiped.
 }
 
 } // namespace

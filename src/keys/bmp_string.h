@@ -9,15 +9,15 @@
 
 namespace detail {
 
-/// Appends UTF-8 as UTF-16, two bytes at most for each of its bytes. Bytes that are not UTF-8 are a character
-/// each.
+/// Appends UTF-8 as UTF-16, with at most two bytes for each byte. Each byte that is not UTF-8 becomes one
+/// character.
 void appendBmp(std::vector<unsigned char>& to, std::string_view text);
 
-/// A password with each of its bytes as a character, with the two zero bytes after them that
-/// `pkcs12_password` has. The caller wipes it.
+/// The password with each byte as a character, followed by two zero bytes as in `pkcs12_password`. The caller
+/// wipes it.
 std::vector<unsigned char> bmpOfBytes(std::string_view password);
 
-/// The text in UTF-8. A surrogate without its other half becomes U+FFFD, an odd byte at the end is left out.
+/// The text in UTF-8. An unpaired surrogate becomes U+FFFD, and an odd last byte is dropped.
 std::string textOfBmp(asn1::blob bmp);
 
 } // namespace detail

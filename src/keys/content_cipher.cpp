@@ -11,7 +11,7 @@ namespace detail {
 
 namespace {
 
-/// Of one cipher, those with longer keys come later.
+/// Sorted by key size for each cipher.
 constexpr ContentCipher contentCiphers[] = {
     {oid::desEde3Cbc, CipherID::TripleDesCbc, 24, 8},
     {oid::aes128Cbc, CipherID::AesCbc, 16, 16},
@@ -78,7 +78,7 @@ bool removePadding(unsigned blockSize, std::vector<unsigned char>& plain) {
     unsigned const padding = plain.back();
     if (padding > blockSize)
         return false;
-    // Nobody checked that it is padding: it may be the end of a secret.
+    // The padding bytes are unchecked, so they may be the end of a secret.
     secureMemset(plain.data() + plain.size() - padding, 0, padding);
     plain.resize(plain.size() - padding);
     return true;

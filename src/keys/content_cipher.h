@@ -10,35 +10,36 @@
 namespace detail {
 
 struct ContentCipher {
-    asn1::blob oid; ///< Its content octets.
+    asn1::blob oid; ///< Content octets.
     CipherID id;
     unsigned keySize;
-    unsigned blockSize; ///< Of the IV, too.
+    unsigned blockSize; ///< Also the size of the IV.
 
     static constexpr unsigned maxKeySize = 32, maxBlockSize = 16;
 };
 
-/// Null for every other algorithm.
+/// Null for any other algorithm.
 ContentCipher const* findContentCipher(asn1::blob oid);
-/// The one with keys of `keySize` bytes; for a size of 0, that with the longest keys. Null if none has that
-/// size.
+/// The cipher with keys of `keySize` bytes, or with the longest keys if that is 0. Null if there is no such
+/// cipher.
 ContentCipher const* findContentCipher(CipherID id, unsigned keySize);
 
-/// The key has `keySize` bytes and the IV `blockSize`.
+/// The key must have `keySize` bytes, and the IV `blockSize`.
 std::unique_ptr<Cipher> makeContentCipher(ContentCipher const& cipher, asn1::blob key, asn1::blob iv);
 
-/// Whether `data` has room for its padding.
+/// Whether the padded `data` is not too large.
 bool canBePadded(ContentCipher const& cipher, asn1::blob data);
-/// Whether `data` is whole blocks, and one at least.
+/// Whether `data` is one or more whole blocks.
 bool canBeDecrypted(ContentCipher const& cipher, asn1::blob data);
 
-/// Encrypts what `canBePadded` with a cipher that `makeContentCipher` made.
+/// Encrypts data that `canBePadded` accepts, with a cipher from `makeContentCipher`.
 std::vector<unsigned char> encryptPadded(ContentCipher const& cipher, Cipher& keyed, asn1::blob data);
-/// Decrypts what `canBeDecrypted`, and takes off as many bytes as the last one says: 0 to a block. The others
-/// are not looked at. When the last says more it is false and `out` holds all that was decrypted.
+/// Decrypts data that `canBeDecrypted` accepts, and removes as many bytes as the last byte says: 0 to a
+/// block. The other padding bytes are not checked. If the last byte is larger than a block, returns false and
+/// leaves all decrypted bytes in `out`.
 bool decryptPadded(ContentCipher const& cipher, Cipher& keyed, asn1::blob data,
                    std::vector<unsigned char>& out);
-/// Takes off as many bytes as the last one says, under the same conditions.
+/// Removes the padding under the same conditions.
 bool removePadding(unsigned blockSize, std::vector<unsigned char>& plain);
 
 } // namespace detail

@@ -16,7 +16,7 @@ constexpr unsigned keyLength = 32;
 using detail::Reading;
 using detail::wipe;
 
-/// The algorithms have no parameters (RFC 8410, section 3), and each value has 32 bytes.
+/// The algorithms have no parameters (RFC 8410, section 3), and keys have 32 bytes.
 bool checkForm(Reading& reading, asn1::blob algoParams, asn1::blob value) {
     if (!algoParams.empty())
         return reading.refuse(
@@ -41,7 +41,7 @@ bool equalPublic(K const& key, PublicKey const& other) {
     return same != nullptr && key.pub == same->pub;
 }
 
-/// Puts the secret bytes into `key`, whose old ones are wiped with the vector that brought the new.
+/// Swaps the secret bytes into `key`; the old ones are wiped in `privateBytes`.
 template <typename K>
 bool takePrivate(K& key, std::vector<unsigned char>& privateBytes,
                  std::vector<unsigned char> (*getPublic)(asn1::blob)) {
@@ -69,7 +69,8 @@ std::vector<unsigned char> encodePrivate(std::vector<unsigned char> const& secre
     return encoder.take();
 }
 
-/// The assignment of private keys: a vector that grows would leave the old secret where it was.
+/// Assigns a private key. Wipes the old secret first, because assigning a longer one would free its memory
+/// unwiped.
 template <typename K>
 K& assignPrivate(K& key, K const& other) {
     if (&key != &other) {

@@ -1,4 +1,4 @@
-/// Showing the secrets of a key.
+/// Dumps the secrets of a key.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -10,7 +10,8 @@
 
 namespace detail {
 
-/// Writes a name and a secret number, whose text is wiped here. What `out` keeps of it is its owner's.
+/// Writes a name and a secret number, and wipes the temporary text. The caller is responsible for the
+/// contents of `out`.
 inline void dumpSecret(std::ostream& out, std::string_view name, BigNum const& number) {
     std::string text = number.str();
     out << '\n' << name << ": " << text;

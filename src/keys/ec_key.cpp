@@ -23,7 +23,7 @@ using detail::NamedCurve;
 using detail::Reading;
 using detail::SecretNumber;
 
-/// The whole encoding of an object identifier.
+/// The whole encoding of an OBJECT IDENTIFIER.
 template <size_t length>
 struct EncodedOid {
     unsigned char bytes[2 + length] = {tag::oid, length};
@@ -36,7 +36,7 @@ struct EncodedOid {
 template <auto const& content>
 constexpr EncodedOid encodedOid(content);
 
-/// The parameters of a key on `curve`; empty for a value that is no curve.
+/// The parameters of a key on `curve`; empty for an unknown curve.
 asn1::blob paramsOf(Curve curve) {
     switch (curve) {
     case Curve::p192:
@@ -53,8 +53,8 @@ asn1::blob paramsOf(Curve curve) {
     return {};
 }
 
-/// Of explicit parameters (SEC 1, appendix C.2: SpecifiedECDomain), what people call the curve, as far as it
-/// is a named one that is supported.
+/// The name of a supported curve with these explicit parameters (SpecifiedECDomain of SEC 1, appendix C.2),
+/// or a text that says why there is no name.
 std::string nameOfExplicit(asn1::blob algoParams) {
     Reading silent;
     asn1::blob content, version, kind, p, a, b, base, order;
@@ -73,7 +73,7 @@ std::string nameOfExplicit(asn1::blob algoParams) {
     if (!detail::take(curve, tag::octetString, &a) || !detail::take(curve, tag::octetString, &b))
         return "unknown";
     for (Curve const known : {Curve::p192, Curve::p224, Curve::p256, Curve::p384, Curve::p521}) {
-        constexpr size_t maxSize = 67; // Of the longest number, with a zero byte.
+        constexpr size_t maxSize = 67; // The largest number, with a leading zero byte.
         if (std::ranges::any_of(std::initializer_list<asn1::blob>{p, a, b, order},
                                 [](asn1::blob number) { return number.size() > maxSize; }))
             break;
@@ -90,8 +90,8 @@ std::string nameOfExplicit(asn1::blob algoParams) {
     return "another than those supported";
 }
 
-/// The curve that `algoParams` name (RFC 5480, section 2.1.1). None, with a line on standard output, when
-/// they name another or describe one.
+/// The curve that `algoParams` name (RFC 5480, section 2.1.1). Refuses unknown and explicit curves, with a
+/// diagnostic.
 Curve readCurve(Reading& reading, asn1::blob algoParams) {
     Reading::Step const step(reading, "parameters");
     if (asn1::parser(algoParams).tag == tag::sequence) {
@@ -113,8 +113,8 @@ Curve readCurve(Reading& reading, asn1::blob algoParams) {
     return Curve{};
 }
 
-/// Reads a scalar from 1 to the group order less 1. Zero bytes may be missing or too many in front, as some
-/// writers have it.
+/// Reads a scalar from 1 to the group order less 1. Leading zero bytes may be missing or superfluous, as some
+/// programs write them.
 bool readScalar(Reading& reading, asn1::blob octets, NamedCurve const& curve, SecretNumber* scalar) {
     asn1::blob digits = octets;
     while (!digits.empty() && digits[0] == 0)
@@ -128,7 +128,7 @@ bool readScalar(Reading& reading, asn1::blob octets, NamedCurve const& curve, Se
     return reading.refuse(RefusalId::privateKeyOutOfRange, octets);
 }
 
-/// Reads a point in one of its octet forms, which lies on the curve.
+/// Reads a point in one of its encodings and checks that it is on the curve.
 bool readPoint(Reading& reading, asn1::blob octets, NamedCurve const& curve, ECPoint* point) {
     *point = curve.decode(octets);
     if (curve.arithmetic.contains(*point))
@@ -144,7 +144,7 @@ bool readPoint(Reading& reading, asn1::blob octets, NamedCurve const& curve, ECP
                            {"found", std::to_string(octets.size()) + " bytes"}});
 }
 
-/// Whether `content`, of a BIT STRING, is the point in one of its octet forms.
+/// Whether `content`, that of a BIT STRING, is one of the point's encodings.
 bool isEncodingOf(ECPoint const& point, unsigned width, asn1::blob content) {
     asn1::blob const octets = bitStringContent(content);
     return !content.empty() && content[0] == 0 &&
@@ -157,7 +157,7 @@ constexpr unsigned char ecPrivateKeyVersion[] = {1};
 constexpr unsigned parametersTag = tag::constructed(0);
 constexpr unsigned publicKeyTag = tag::constructed(1);
 
-/// Draws of a secret, of which one in two at least is in range: a generator that gives none is broken.
+/// At least one draw in two is in range, so a generator that fails this often is broken.
 constexpr unsigned maxDraws = 128;
 
 } // namespace
@@ -331,7 +331,7 @@ std::vector<unsigned char> EcPrivateKey::exchangeKeys(asn1::blob peerPoint) cons
     NamedCurve const named(curve);
     ECPoint const peer = named.decode(peerPoint);
     SecretNumber scalar, x;
-    // The order is a prime: no multiple by a scalar below it is the point at infinity.
+    // The order is prime, so no smaller multiple of the peer's point is at infinity.
     if (!named.takeScalar(secret, &scalar) || !named.arithmetic.contains(peer) ||
         !named.arithmetic.agree(x, secret, peer, getDefaultRng()))
         return {};

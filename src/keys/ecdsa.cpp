@@ -19,14 +19,14 @@ using detail::Reading;
 using detail::SecretNumber;
 using detail::Told;
 
-/// The leftmost bits of `octets`, as many as the order has (SEC 1, section 4.1.3, step 5; bits2int of
-/// RFC 6979, section 2.3.2).
+/// The leftmost bits of `octets`, up to the size of the order (SEC 1, section 4.1.3, step 5; bits2int of RFC
+/// 6979, section 2.3.2).
 void takeLeftmostBits(SecretNumber& number, asn1::blob octets, NamedCurve const& curve) {
     number.assign(octets.data(),
                   std::min(8 * static_cast<unsigned>(octets.size()), curve.arithmetic.orderBits));
 }
 
-/// The number that a digest stands for, modulo the order.
+/// Converts a digest to a number modulo the order.
 void takeDigest(SecretNumber& e, asn1::blob digest, NamedCurve const& curve) {
     takeLeftmostBits(e, digest, curve);
     curve.arithmetic.reduce(e);
@@ -38,7 +38,7 @@ std::vector<unsigned char> writeSignature(BigNum const& r, BigNum const& s) {
     return encoder.take();
 }
 
-/// r and s of the DER of SEQUENCE { r INTEGER, s INTEGER }, both from 1 to the order less 1.
+/// Reads r and s from the DER of SEQUENCE { r INTEGER, s INTEGER }. Both must be from 1 to the order less 1.
 bool readSignature(Reading& reading, asn1::blob sig, NamedCurve const& curve, BigNum* r, BigNum* s) {
     asn1::blob content, first, second;
     if (!detail::readOnly(reading, sig, tag::sequence, &content))
@@ -51,8 +51,8 @@ bool readSignature(Reading& reading, asn1::blob sig, NamedCurve const& curve, Bi
     SecretNumber scalar;
     if (!curve.takeScalar(*r, &scalar) || !curve.takeScalar(*s, &scalar))
         return reading.refuse(RefusalId::malformedSignature, content);
-    // There is one encoding of r and s: no other says the same with a negative number, a longer length,
-    // a longer number or something after (X.690, sections 8.3.2 and 10.1).
+    // Accepts only the DER encoding: negative numbers, longer lengths or numbers, and trailing bytes are
+    // rejected (X.690, sections 8.3.2 and 10.1).
     return asn1::blob(writeSignature(*r, *s)) == sig ||
            reading.refuse(RefusalId::malformedSignature, content);
 }
@@ -60,7 +60,7 @@ bool readSignature(Reading& reading, asn1::blob sig, NamedCurve const& curve, Bi
 /// The nonces for one digest under one key (RFC 6979, section 3.2).
 class NonceSequence {
 public:
-    /// Steps a to f. `e` is the number that the digest stands for, modulo the order.
+    /// Steps a to f. `e` is the digest as a number modulo the order.
     NonceSequence(Hash& digestHash, NamedCurve const& namedCurve, SecretNumber const& secret,
                   SecretNumber const& e)
         : hash(digestHash), curve(namedCurve), length(hash.digestLength()) {
@@ -91,7 +91,7 @@ private:
     static constexpr unsigned maxDigest = 64;
     static constexpr unsigned maxOrder = 66;
 
-    /// to = HMAC under K of V and `rest`.
+    /// Sets `to` to HMAC, under the key K, over V and `rest`.
     void mac(unsigned char* to, unsigned char const* rest, unsigned size) {
         HMAC hmac(&hash, state.K, length);
         hmac.update(state.V, length);
@@ -110,7 +110,7 @@ private:
         unsigned char K[maxDigest] = {};
         unsigned char V[maxDigest];
         unsigned char T[maxOrder + maxDigest];
-        unsigned char seed[1 + 2 * maxOrder]; ///< After the separator, as the two are digested together.
+        unsigned char seed[1 + 2 * maxOrder]; ///< Follows the separator, because both are hashed together.
 
         ~State() { secureMemset(this, 0, sizeof *this); }
     };
@@ -126,8 +126,8 @@ private:
 
 bool detail::verifyHashed(Reading& reading, EcPublicKey const& key, HashID hashId, asn1::blob digest,
                           asn1::blob sig) {
-    // A digest of another size was not made with the hash; an empty one, as of an unknown hash, could
-    // be signed without the private key.
+    // A digest of another size is not from this hash. An empty one, as for an unknown hash, could be signed
+    // without the private key.
     std::unique_ptr<Hash> const hash = createHash(hashId);
     if (hash == nullptr || digest.size() != hash->digestLength())
         return reading.refuse(RefusalId::unsupportedDigest, nullptr);

@@ -25,8 +25,8 @@ bool fillRandom(std::vector<unsigned char>& bytes, unsigned size) {
 using detail::Level;
 using detail::Reading;
 
-/// Whether `der` has the shape of a OneAsymmetricKey, as next to nothing has that was decrypted under a wrong
-/// password.
+/// Whether `der` has the outline of a OneAsymmetricKey, which data decrypted under a wrong password hardly
+/// ever has.
 bool looksLikeKey(asn1::blob der) {
     Reading reading;
     asn1::blob content, version, algorithm, params;

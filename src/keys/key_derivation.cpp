@@ -19,7 +19,7 @@ using detail::KeyDerivation;
 using detail::Level;
 using detail::Reading;
 
-/// The hash of the pseudorandom function, which may be left out; `FileHash::none` when it is refused.
+/// The hash of the optional pseudorandom function; `FileHash::none` if it is refused.
 FileHash findPrf(Reading& reading, asn1::blob prf, bool all) {
     FileHash const hash = prf.empty() ? FileHash::sha1 : detail::hashOfHmac(prf);
     if (hash == FileHash::sha1 || hash == FileHash::sha256 || (all && hash != FileHash::none))
@@ -30,7 +30,7 @@ FileHash findPrf(Reading& reading, asn1::blob prf, bool all) {
     return FileHash::none;
 }
 
-/// The number in the content of an INTEGER; the largest one for every number that is out of range.
+/// The value of an INTEGER's content; the maximum if it is out of range.
 template <typename Number>
 Number numberOf(asn1::blob content) {
     constexpr Number largest = std::numeric_limits<Number>::max();
@@ -98,7 +98,7 @@ bool readPbkdf2(Reading& reading, KeyDerivation& to, asn1::blob params) {
 
 /// scrypt-params ::= SEQUENCE { salt OCTET STRING, costParameter INTEGER, blockSize INTEGER,
 /// parallelizationParameter INTEGER, keyLength INTEGER OPTIONAL } (RFC 7914, section 7.1). A number that is
-/// out of range is above every limit.
+/// out of range exceeds every limit.
 bool readScrypt(Reading& reading, KeyDerivation& to, asn1::blob params) {
     Level fields(reading, params);
     asn1::blob cost, blockSize, parallelization;

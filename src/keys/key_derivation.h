@@ -1,5 +1,4 @@
-/// Key derivation functions of PBES2 and PBMAC1 in an AlgorithmIdentifier: PBKDF2 (RFC 8018) and scrypt (RFC
-/// 7914).
+/// The key derivation functions of PBES2 and PBMAC1: PBKDF2 (RFC 8018) and scrypt (RFC 7914).
 #pragma once
 
 #include "sealkit/password_schemes.h"
@@ -16,33 +15,34 @@
 
 namespace detail {
 
-/// The fields as views, so that a refusal tells their place. Identifiers without their header.
+/// The fields of an AlgorithmIdentifier as views, so that refusals have a location. Object identifiers are
+/// content octets.
 struct KeyDerivation {
     asn1::blob kdf, prf, salt;
     unsigned iterations = 0;
-    std::optional<unsigned> keyLength; ///< The largest number for every one that is out of range.
-    ScryptParams scrypt;               ///< In place of `prf` and `iterations`.
+    std::optional<unsigned> keyLength; ///< The maximum if it is out of range.
+    ScryptParams scrypt;               ///< Instead of `prf` and `iterations`, for scrypt.
 };
 
-/// The hash of an HMAC, by its object identifier; `FileHash::none` for others.
+/// The hash of the HMAC with this object identifier; `FileHash::none` for other algorithms.
 FileHash hashOfHmac(asn1::blob oid);
 
-/// Reads the content of an AlgorithmIdentifier. `schemes` tells whether scrypt is read.
+/// Reads the content of an AlgorithmIdentifier. `schemes` decides whether scrypt is supported.
 bool readKeyDerivation(Reading& reading, asn1::blob content, PasswordSchemes const& schemes,
                        KeyDerivation& to);
 
-/// Whether the function, its pseudorandom function and its cost are supported.
+/// Whether the function, its pseudorandom function and its cost are acceptable.
 bool checkDerivation(Reading& reading, KeyDerivation const& derivation, PasswordSchemes const& schemes);
 
-/// Fills `key`, in the time that the parameters ask for, when `checkDerivation` is true. Returns false
-/// without the memory that scrypt asks for.
+/// Derives `key`. `checkDerivation` must have accepted the parameters. Returns false if the memory for scrypt
+/// is not available.
 bool deriveKey(Reading& reading, KeyDerivation const& derivation, std::string_view password,
                std::span<unsigned char> key);
 
-/// "PBKDF2 with HMAC-SHA256".
+/// A text such as "PBKDF2 with HMAC-SHA256".
 std::string describeDerivation(KeyDerivation const& derivation);
 
-/// What deriving a key costs, in iterations.
+/// The cost of the derivation, in iterations.
 std::uint64_t workOf(KeyDerivation const& derivation);
 
 } // namespace detail

@@ -17,7 +17,7 @@ using detail::Reading;
 
 namespace {
 
-/// The bits of a number in the content octets of an INTEGER.
+/// The size in bits of an INTEGER's content.
 size_t bitsOf(asn1::blob content) {
     while (!content.empty() && content[0] == 0)
         content.pop_front();
@@ -35,7 +35,7 @@ void readRsa(KeyOutline* to) {
         to->bits = bitsOf(to->modulus);
 }
 
-/// The first INTEGER of the parameters is the prime: DSA (RFC 3279, section 2.3.2) and DH.
+/// Reads the prime, which is the first INTEGER of the parameters of DSA (RFC 3279, section 2.3.2) and DH.
 void readPrime(KeyOutline* to) {
     Reading silent;
     asn1::blob content, prime;
@@ -46,7 +46,7 @@ void readPrime(KeyOutline* to) {
         to->bits = bitsOf(prime);
 }
 
-/// The number in the name of a curve: the bits of its field.
+/// The field size from the name of a curve.
 size_t bitsInName(std::string const& name) {
     constexpr std::string_view digits = "0123456789";
     size_t const start = name.find_first_of(digits);
@@ -84,7 +84,7 @@ void readCurve(KeyOutline* to) {
         to->bits = bitsOf(prime);
 }
 
-/// Sets what the algorithm says.
+/// Sets the members that depend on the algorithm.
 void readByAlgorithm(KeyOutline* to) {
     std::string const name = oidName(to->algorithm);
     if (name == "RSA" || name == "RSASSA-PSS" || name == "RSAES-OAEP")

@@ -15,7 +15,7 @@ namespace {
 
 constexpr unsigned desKeySize = 8;
 
-/// DES and triple DES with two keys are triple DES whose keys repeat.
+/// DES, and triple DES with two keys, are triple DES with repeated keys.
 std::unique_ptr<Cipher> makeTripleDes(LegacyCipher const& cipher, std::span<unsigned char const> key,
                                       asn1::blob iv) {
     unsigned char keys[3 * desKeySize];

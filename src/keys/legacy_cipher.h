@@ -1,5 +1,4 @@
-/// Ciphers that old files are encrypted with under a password. They only decrypt: nothing is written with
-/// them.
+/// Obsolete ciphers of password-encrypted files. The library decrypts with them, but does not encrypt.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -15,24 +14,23 @@ struct LegacyCipher {
 
     Kind kind;
     unsigned keySize;
-    unsigned effectiveBits; ///< Of the key: of RC2 fewer than it has.
+    unsigned effectiveBits; ///< Of the key. RC2 may use fewer bits than the key has.
 
     static constexpr unsigned maxKeySize = 24, blockSize = 8;
 
-    /// Whether the key has an IV, and the plaintext a padding.
+    /// Whether the cipher has an IV, and the plaintext a padding.
     bool isBlockCipher() const { return kind != Kind::rc4; }
-    /// Whether all keys can be tried at a moderate price.
+    /// Whether an exhaustive key search is affordable.
     bool isWeak() const { return effectiveBits <= 64 || keySize <= 8; }
-    /// "RC2-CBC (40 bits)".
+    /// A name such as "RC2-CBC (40 bits)".
     char const* name() const;
 };
 
-/// Whether `data` may be what the cipher gave: whole blocks, and one at least.
+/// Whether `data` can be a ciphertext: one or more whole blocks for a block cipher.
 bool canBeDecrypted(LegacyCipher const& cipher, asn1::blob data);
 
-/// Decrypts what `canBeDecrypted`, and takes off as many bytes as the last one says, as `decryptPadded` does
-/// for other ciphers; false if it says more than a block has. `rc2` decrypts RC2 and is not null where that
-/// is needed.
+/// Decrypts data that `canBeDecrypted` accepts, and removes the padding as `decryptPadded` does. Returns
+/// false if the padding is longer than a block. `rc2` must not be null for RC2.
 bool decrypt(LegacyCipher const& cipher, std::span<unsigned char const> key, asn1::blob iv, asn1::blob data,
              Rc2Decryptor rc2, std::vector<unsigned char>& out);
 

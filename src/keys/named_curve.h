@@ -1,4 +1,4 @@
-/// A named curve with what keys on it need.
+/// A named curve, as keys use it.
 #pragma once
 
 #include "sealkit/ec.h"
@@ -7,19 +7,19 @@
 
 namespace detail {
 
-/// Made for one of the curves, not for any other value.
+/// The constructor takes only named curves.
 class NamedCurve {
 public:
     FixedCurve const& arithmetic;
-    unsigned const width; ///< Of a field element, in bytes.
+    unsigned const width; ///< The size of a field element, in bytes.
 
     explicit NamedCurve(Curve curve)
         : arithmetic(*FixedCurve::find(curve)), width(getModLen(curve)), id(curve) {}
 
-    /// In bytes, as wide as scalars are written.
+    /// The size of an encoded scalar, in bytes.
     unsigned orderWidth() const { return arithmetic.orderWidth(); }
 
-    /// Takes the secret of a key. Returns false unless it is from 1 to the order less 1.
+    /// Converts a key's secret. Returns false unless it is from 1 to the order less 1.
     bool takeScalar(BigNum const& secret, SecretNumber* scalar) const {
         return scalar->assign(secret) && declassified(Told::keyInRange, arithmetic.isScalar(*scalar));
     }

@@ -13,7 +13,7 @@ using detail::Reading;
 
 namespace {
 
-/// A scheme that is read, other than PBES2; null for all else.
+/// A supported scheme other than PBES2, or null.
 Pbe1Scheme const* findRead(asn1::blob oid, PasswordSchemes const& schemes) {
     Pbe1Scheme const* const scheme = detail::findPbe1Scheme(oid);
     if (scheme == nullptr || (!schemes.all && !(oid == detail::oid::pbeWithSha1And3KeyTripleDes)))

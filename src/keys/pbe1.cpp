@@ -33,7 +33,7 @@ constexpr Pbe1Scheme schemes[] = {
     {oid::pbeWithSha1AndRc2, HashID::SHA1, Derivation::pbkdf1, {Kind::rc2, 8, 64}},
 };
 
-/// A key and its IV, which PBKDF1 derives as one.
+/// A key and its IV, which PBKDF1 derives together.
 struct Derived {
     unsigned char bytes[LegacyCipher::maxKeySize + LegacyCipher::blockSize];
 
@@ -57,7 +57,8 @@ struct Derived {
     asn1::blob iv() const { return {bytes + keySize, LegacyCipher::blockSize}; }
 
 private:
-    /// PBKDF1 (RFC 8018, section 5.1): keys of 8 bytes and IVs, from hashes with 16 bytes at least.
+    /// PBKDF1 (RFC 8018, section 5.1). Derives 8 bytes of key and 8 of IV, so the digest must have at
+    /// least 16.
     void derivePbkdf1(HashID id, PBEParams const& params, std::string_view password) {
         std::unique_ptr<Hash> const hash = createHash(id);
         unsigned const size = hash->digestLength();
@@ -89,7 +90,7 @@ bool encrypt(Reading& reading, PBEParams const& params, detail::SchemePassword c
 bool crypt(Reading& reading, AlgorithmIdentifier const& params, std::string_view password, asn1::blob data,
            std::vector<unsigned char>& out, bool encrypts) {
     PBEParams p;
-    // Malformed parameters keep a count of 0, which is refused.
+    // Malformed parameters leave a count of 0, which is refused.
     detail::read(reading, params.params, p);
     detail::SecretBytes const bmp(pkcs12_password(password));
     detail::SchemePassword const forms{password, bmp};

@@ -16,21 +16,21 @@ struct Pbe1Scheme {
     LegacyCipher cipher;
 };
 
-/// Null for every other scheme.
+/// Null for any other scheme.
 Pbe1Scheme const* findPbe1Scheme(asn1::blob oid);
 
-/// Whether a count of iterations is one that is done: 1 to `pkcs12MaxIterations`. `content` is that of the
-/// INTEGER which it was read from, empty for none.
+/// Whether a count of iterations is from 1 to `pkcs12MaxIterations`. `content` is that of its INTEGER, or
+/// empty.
 bool checkCount(Reading& reading, unsigned iterations, asn1::blob content = {});
 
-/// pkcs-12PbeParams, and PBEParameter of PBES1.
+/// Reads pkcs-12PbeParams and the PBEParameter of PBES1.
 bool read(Reading& reading, asn1::blob params, PBEParams& to);
 
-/// Whether `data` can be decrypted as `params` say, apart from the password.
+/// Whether `data` can be decrypted with the right password.
 bool checkPbe1(Reading& reading, Pbe1Scheme const& scheme, PBEParams const& params, asn1::blob data);
 
-/// Decrypts. `rc2` is not null where the scheme needs it. `out` holds nothing that was decrypted when that
-/// fails.
+/// Decrypts. `rc2` must not be null if the scheme needs it. After a failure, `out` holds nothing that was
+/// decrypted.
 bool decryptPbe1(Reading& reading, Pbe1Scheme const& scheme, PBEParams const& params,
                  SchemePassword const& password, asn1::blob data, Rc2Decryptor rc2,
                  std::vector<unsigned char>& out);

@@ -25,11 +25,12 @@ namespace tag = detail::tag;
 using detail::Level;
 using detail::Reading;
 
-/// The fields of PBES2Params as views, so that a refusal tells their place. Identifiers without their header.
+/// The fields of PBES2Params as views, so that refusals have a location. Object identifiers are content
+/// octets.
 struct Fields {
     detail::KeyDerivation key;
     asn1::blob cipher, iv;
-    unsigned rc2EffectiveBits = 0; ///< 0 where they are absent.
+    unsigned rc2EffectiveBits = 0; ///< 0 if the parameters are absent.
 };
 
 Fields fieldsOf(PBES2Params const& p) {
@@ -50,7 +51,7 @@ bool refuseCipher(Reading& reading, asn1::blob oid) {
     return false;
 }
 
-/// What parameters ask for, where it is supported. One of the ciphers is there.
+/// The supported choice of the parameters. One of the ciphers is set.
 struct Choice {
     detail::ContentCipher const* cipher = nullptr;
     std::optional<detail::LegacyCipher> legacy;
@@ -107,7 +108,7 @@ bool checkCiphertext(Reading& reading, Choice const& choice, asn1::blob data) {
                            {"found", std::to_string(data.size()) + " bytes"}});
 }
 
-/// A key that is wiped where its scope ends.
+/// A key that is wiped at the end of its scope.
 struct Key {
     unsigned char bytes[detail::ContentCipher::maxKeySize] = {};
     std::span<unsigned char> used;
@@ -177,7 +178,7 @@ bool readEncryptionScheme(Reading& reading, Fields& to, asn1::blob content, Pass
     if (schemes.all && to.cipher == oid::rc2Cbc && scheme.tag == tag::sequence)
         return detail::take(scheme, tag::sequence, &params) && detail::finish(scheme) &&
                readRc2Params(reading, to, params);
-    // Parameters of another shape belong to a cipher that is not supported, which says more.
+    // Other parameters mean another cipher, so the refusal names it as unsupported.
     if (scheme.tag != tag::octetString && detail::findContentCipher(to.cipher) == nullptr &&
         reading.wantsReason())
         return reading.refuse(RefusalId::unsupportedCipher, to.cipher, {{"cipher", oidName(to.cipher)}});

@@ -17,8 +17,8 @@ namespace tag = detail::tag;
 using detail::Level;
 using detail::Reading;
 
-/// Keys are as long as digests. Shorter ones than that of SHA-1 could be guessed, so that a file would take
-/// other passwords than its own, and a longer one than a block gains nothing.
+/// A key is usually as long as the digest. With one shorter than that of SHA-1, other passwords could match
+/// too easily. One longer than the largest block has no benefit.
 constexpr unsigned minKeyLength = 20, maxKeyLength = 128;
 
 } // namespace

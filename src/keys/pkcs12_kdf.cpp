@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The strings D, S and P of RFC 7292, appendix B.2, are repeated to whole blocks of the hash.
+/// Repeats the bytes up to a multiple of the block size (RFC 7292, appendix B.2, steps 2 and 3).
 void appendRepeated(std::vector<unsigned char>& to, asn1::blob bytes, size_t blockSize) {
     if (bytes.empty())
         return;
@@ -30,7 +30,7 @@ void absorb(Hash& hash, asn1::blob data) {
     }
 }
 
-/// Adds `b` and one to a block, both as big-endian numbers, modulo what a block holds.
+/// Adds `b` and 1 to a block, as big-endian numbers modulo the size of the block.
 void addAndOne(unsigned char* block, unsigned char const* b, size_t blockSize) {
     unsigned carry = 1;
     for (size_t i = blockSize; i-- > 0; carry >>= 8) {
@@ -56,7 +56,7 @@ void detail::appendBmp(std::vector<unsigned char>& to, std::string_view text) {
             point = takeUtf8(text);
         }
         if (point >= 0x10000) {
-            append(0xD7C0 + (point >> 10)); // RFC 2781, section 2.1
+            append(0xD7C0 + (point >> 10)); // The high surrogate (RFC 2781, section 2.1).
             append(0xDC00 | (point & 0x3FF));
         } else {
             append(point);
@@ -89,7 +89,7 @@ std::string detail::textOfBmp(asn1::blob bmp) {
 
 std::vector<unsigned char> pkcs12_password(std::string_view password) {
     std::vector<unsigned char> bmp;
-    // As much as there can be, so that no part of it is left behind in other memory.
+    // The maximum size, so that no reallocation leaves an unwiped copy.
     bmp.reserve(2 * password.size() + 2);
     detail::appendBmp(bmp, password);
     bmp.insert(bmp.end(), 2, 0);

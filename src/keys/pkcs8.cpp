@@ -17,7 +17,7 @@ namespace tag = detail::tag;
 using detail::Level;
 using detail::Reading;
 
-/// The key of a class; null when it is refused.
+/// Reads a key of one class; null if it is refused.
 template <typename Key, typename K>
 std::unique_ptr<Key> readAs(Reading& reading, asn1::blob params, asn1::blob data) {
     auto key = std::make_unique<K>();
@@ -26,7 +26,7 @@ std::unique_ptr<Key> readAs(Reading& reading, asn1::blob params, asn1::blob data
     return key;
 }
 
-/// The key of the algorithm that `oid` names; null when it is refused.
+/// Reads a key of the algorithm `oid`; null if it is refused.
 template <typename Key, typename Rsa, typename Ec, typename Ed25519, typename X25519>
 std::unique_ptr<Key> readKey(Reading& reading, asn1::blob oid, asn1::blob params, asn1::blob data) {
     if (isKeyAlgorithm(oid))
@@ -45,11 +45,10 @@ std::unique_ptr<Key> readKey(Reading& reading, asn1::blob oid, asn1::blob params
     return nullptr;
 }
 
-/// Reads the public key within the content of a BIT STRING. A key is whole octets: no bit of the last one is
-/// unused.
+/// Reads the public key in the content of a BIT STRING, which must have no unused bits.
 std::unique_ptr<PublicKey> readPublicBits(Reading& reading, asn1::blob oid, asn1::blob params,
                                           asn1::blob bits) {
-    // An unknown algorithm says more than the form of its key.
+    // For an unknown algorithm, its refusal is more helpful than one about the form of the key.
     if (isKeyAlgorithm(oid) && (bits.empty() || bits[0] != 0)) {
         reading.refuse(RefusalId::malformedBitString, bits);
         return nullptr;
@@ -63,7 +62,7 @@ std::vector<unsigned char> encodeAs(PublicKey const& key) {
     return dynamic_cast<K const*>(&key)->K::encodeToDerEncoded();
 }
 
-/// The DER of the public members, of a private key too, whose own DER has the secret ones.
+/// The DER of the public members. A private key's own DER would include the secret ones.
 std::vector<unsigned char> encodePublicMembers(PublicKey const& key) {
     switch (key.keyType()) {
     case KeyType::RSA:
@@ -82,13 +81,13 @@ void addAlgorithm(DerEncoder& encoder, PublicKey const& key) {
     encoder.begin(tag::sequence).addOid(getKeyOid(key.keyType())).addEncoded(key.algorithmParams()).end();
 }
 
-/// The versions of OneAsymmetricKey (RFC 5958, section 2). The first is PKCS#8's own (RFC 5208).
+/// The versions of OneAsymmetricKey (RFC 5958, section 2). The first is that of PKCS#8 (RFC 5208).
 constexpr unsigned char version1[] = {0};
 constexpr unsigned char version2[] = {1};
 constexpr unsigned attributesTag = tag::constructed(0);
 constexpr unsigned publicKeyTag = tag::primitive(1);
 
-/// Reads into `key` where it is a `K`.
+/// Reads into `key` if it is a `K`.
 template <typename K>
 bool readInto(PublicKey& key, Reading& reading, asn1::blob algoParams, asn1::blob keyData, bool* done) {
     auto* const own = dynamic_cast<K*>(&key);
@@ -97,7 +96,7 @@ bool readInto(PublicKey& key, Reading& reading, asn1::blob algoParams, asn1::blo
     return own != nullptr;
 }
 
-/// The same for the first of several classes: those that derive from others come before them.
+/// The same for the first matching class. Derived classes must precede their bases.
 template <typename... K>
 bool readIntoFirst(PublicKey& key, Reading& reading, asn1::blob algoParams, asn1::blob keyData) {
     bool done = false;
@@ -105,7 +104,7 @@ bool readIntoFirst(PublicKey& key, Reading& reading, asn1::blob algoParams, asn1
     return done;
 }
 
-/// A copy of an EC private key whose point is left out, with the point; null for every other key.
+/// A copy of an EC private key with its missing public point; null for any other key.
 std::unique_ptr<EcPrivateKey> withPoint(PublicKey const& key) {
     auto const* const ec = dynamic_cast<EcPrivateKey const*>(&key);
     if (ec == nullptr || !(ec->point == ECPoint()) || getModLen(ec->curve) == 0)

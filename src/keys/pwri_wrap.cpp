@@ -9,10 +9,10 @@ namespace detail {
 namespace {
 
 constexpr size_t headerSize = 4, checkSize = 3;
-/// More than the longest key needs; padding may be longer than it has to be.
+/// Larger than the longest wrapped key, because the padding may exceed a block.
 constexpr size_t maxWrappedSize = 512;
 
-/// Whole blocks at the start of which a fresh cipher stands.
+/// Encrypts whole blocks in place with a new cipher.
 void encrypt(ContentCipher const& cipher, asn1::blob key, asn1::blob iv, std::span<unsigned char> inOut) {
     makeContentCipher(cipher, key, iv)
         ->encrypt(inOut.data(), static_cast<unsigned>(inOut.size()), nullptr, 0, inOut.data());
@@ -39,7 +39,7 @@ std::vector<unsigned char> wrapPwri(ContentCipher const& cipher, asn1::blob keyE
         bytes[1 + i] = static_cast<unsigned char>(~key[i]);
     std::copy(key.begin(), key.end(), bytes.begin() + headerSize);
 
-    // Encrypted twice: the second time from the last block of the first.
+    // Encrypted twice. The last block of the first pass is the IV of the second.
     encrypt(cipher, keyEncryptionKey, iv, bytes);
     std::vector<unsigned char> const chained(bytes.end() - static_cast<std::ptrdiff_t>(blockSize),
                                              bytes.end());
@@ -53,7 +53,7 @@ bool unwrapPwri(ContentCipher const& cipher, asn1::blob keyEncryptionKey, asn1::
     if (size < 2 * blockSize || size > maxWrappedSize || size % blockSize != 0)
         return false;
     SecretBytes once{std::vector<unsigned char>(size)}, plain{std::vector<unsigned char>(size)};
-    // The last block of the first encryption is the IV of the second.
+    // The last block of the first pass is the IV of the second.
     unsigned char const* const last = wrapped.data() + size - blockSize;
     unsigned char* const chained = once.value.data() + size - blockSize;
     decrypt(cipher, keyEncryptionKey, {last - blockSize, blockSize}, {last, blockSize}, chained);

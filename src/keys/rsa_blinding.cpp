@@ -12,14 +12,13 @@ using std::uint64_t;
 
 constexpr unsigned wordBits = 64;
 
-/// All of ten numbers in a row share a factor with n once in many lives, unless n is tiny or the source is
-/// stuck.
+/// A draw fails only if it shares a factor with n, which is rare unless n is tiny or the source is broken.
 constexpr unsigned maxPairs = 128;
 
-/// 1 where a is below b, without a branch.
+/// 1 if a < b, without a branch.
 uint64_t isBelow(uint64_t a, uint64_t b) { return ((~a & b) | (~(a ^ b) & (a - b))) >> (wordBits - 1); }
 
-/// carry * 2^64 + a, less m where it is not below m.
+/// carry * 2^64 + a, less m unless it is below m.
 uint64_t reduceOnce(uint64_t a, uint64_t carry, uint64_t m) {
     return a - (m & maskOf(carry | (isBelow(a, m) ^ 1)));
 }
@@ -46,8 +45,8 @@ uint64_t remainder(Digit const* x, size_t count, uint64_t m) {
     return rest;
 }
 
-/// The inverse of a modulo an odd m, if their gcd is 1, by the binary algorithm in a fixed number of steps:
-/// each takes a bit off u or v.
+/// The inverse of a modulo an odd m, if their gcd is 1, by the binary algorithm in a fixed number of steps.
+/// Each step removes a bit from u or v.
 uint64_t invert(uint64_t a, uint64_t m, uint64_t* gcd) {
     uint64_t u = a, v = m, x = 1, y = 0; // x * a = u and y * a = v mod m
     auto const swapIf = [](uint64_t mask, uint64_t& left, uint64_t& right) {
@@ -92,7 +91,7 @@ void RsaBlinding::blind(QuietModulus& n, Digit* x, BigNum const& e) const {
 }
 
 void RsaBlinding::unblind(QuietModulus const& n, Digit* x) const {
-    // x + t * n is a multiple of r, and its quotient below n.
+    // x + t * n is a multiple of r, with a quotient below n.
     size_t const k = n.width();
     uint64_t const t = multiplyModulo(remainder(x, k, r), negativeInverse, r);
     SecretDigits sum;
@@ -102,10 +101,10 @@ void RsaBlinding::unblind(QuietModulus const& n, Digit* x) const {
     sum[k] = addMultiple<NativeLimb>(sum.data(), n.modulus(), k, static_cast<Digit>(t));
     sum[k + 1] = addMultiple<NativeLimb>(sum.data() + 1, n.modulus(), k, static_cast<Digit>(t >> digitBits));
 
-    // The division leaves no rest: each digit of the quotient follows from the lowest that is left.
+    // The division is exact, so each digit of the quotient follows from the lowest digit that remains.
     Digit const low = static_cast<Digit>(r), high = static_cast<Digit>(r >> digitBits);
     Digit const inverse = Digit{0} - detail::negativeInverse(low);
-    uint64_t taken = 0; // From the digits from i on.
+    uint64_t taken = 0; // Subtracted from the digits from i on.
     for (size_t i = 0; i < k; ++i) {
         uint64_t const left = uint64_t{sum[i]} - static_cast<Digit>(taken);
         Digit const quotient = static_cast<Digit>(left) * inverse;

@@ -1,6 +1,5 @@
 /// Blinding of RSA's private operations (P. Kocher, "Timing attacks on implementations of Diffie-Hellman,
-/// RSA, DSS, and other systems", CRYPTO 1996): x * r^e is raised in place of x, and what comes out is x^d *
-/// r.
+/// RSA, DSS, and other systems", CRYPTO 1996): the base is x * r^e instead of x, and the result is x^d * r.
 #pragma once
 
 #include "bignum/quiet_modulus.h"
@@ -10,18 +9,18 @@
 
 namespace detail {
 
-/// A random number of 64 bits and how to divide by it modulo n. It is drawn for one operation.
+/// A random number of 64 bits, drawn for one operation, and its inverses for dividing by it modulo n.
 ///
-/// A number of two digits blinds as well as one of the modulus' length, since nobody can try 2^63 of them,
-/// and its inverse takes words alone.
+/// 64 bits suffice, because an attacker cannot try 2^63 numbers, and inverting them only takes word
+/// arithmetic.
 class RsaBlinding {
 public:
-    /// Draws a number that is coprime to n. Returns false if `rng` fails or gives no such number.
+    /// Draws a number that is coprime to n. Returns false if `rng` fails or delivers no such number.
     bool draw(QuietModulus const& n, Rng const& rng);
 
     /// x = x * r^e mod n, in Montgomery form.
     void blind(QuietModulus& n, Digit* x, BigNum const& e) const;
-    /// x = x / r mod n, of a plain number.
+    /// x = x / r mod n, outside Montgomery form.
     void unblind(QuietModulus const& n, Digit* x) const;
 
 private:

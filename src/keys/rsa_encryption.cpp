@@ -10,13 +10,13 @@ namespace detail {
 
 namespace {
 
-/// 1 when `byte` is 0, without a branch.
+/// 1 if `byte` is 0, without a branch.
 constexpr unsigned isZero(unsigned byte) { return ((byte - 1) >> 8) & 1; }
 
-/// 512 zero bytes, each drawn anew up to sixteen times, are left by no random source.
+/// A working random source does not deliver this many zeros for one byte, even in 512 bytes.
 constexpr unsigned maxDraws = 16;
 
-/// Fills `bytes` with random ones that are not zero.
+/// Fills `bytes` with non-zero random bytes.
 bool fillNonZero(std::span<unsigned char> bytes, Rng const& rng) {
     if (!rng.fill(bytes.data(), static_cast<unsigned>(bytes.size())))
         return false;
@@ -27,8 +27,7 @@ bool fillNonZero(std::span<unsigned char> bytes, Rng const& rng) {
     return true;
 }
 
-/// Where the message of a block begins; 0 if the block is not one for encryption. It takes the same steps
-/// for every fault.
+/// The start of the message in a block, or 0 if the block is malformed. The steps do not depend on the fault.
 size_t findMessage(asn1::blob block) {
     unsigned bad = block[0] | (block[1] ^ 2u);
     size_t separator = 0;
@@ -38,7 +37,7 @@ size_t findMessage(asn1::blob block) {
         separator |= i & (size_t{0} - first);
         found |= first;
     }
-    // Also where no separator was found.
+    // Includes a missing separator.
     bad |= static_cast<unsigned>(separator < encryptionOverhead - 1);
     return (separator + 1) & (size_t{0} - isZero(bad));
 }
@@ -57,7 +56,7 @@ std::vector<unsigned char> encryptPkcs1(RsaPublicKey const& key, asn1::blob mess
     std::copy(message.begin(), message.end(),
               block.value.begin() + static_cast<std::ptrdiff_t>(separator) + 1);
 
-    // The leading 00 keeps the number below the modulus.
+    // The leading 00 makes the number smaller than the modulus.
     return publicPower(key, block);
 }
 

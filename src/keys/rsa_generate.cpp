@@ -1,4 +1,4 @@
-// Making RSA keys (FIPS 186-5, appendix A.1.3).
+// Generates RSA keys (FIPS 186-5, appendix A.1.3).
 #include "sealkit/keys.h"
 #include "sealkit/prime.h"
 
@@ -11,11 +11,11 @@ namespace {
 constexpr unsigned minModulusBits = 2048;
 constexpr unsigned maxModulusBits = 8192;
 
-/// Of so many odd numbers of half the modulus' length, each with both top bits set, about 115 are primes.
-/// A generator that gives none is not random, and must not keep its caller without end.
+/// On average about 115 of this many candidates are prime. A generator that yields none is not random, and
+/// the limit ends the search.
 constexpr unsigned candidatesPerModulusBit = 20;
 
-/// Rounds of Miller-Rabin for a candidate that was drawn at random (FIPS 186-5, table B.1).
+/// Rounds of Miller-Rabin for a random candidate (FIPS 186-5, table B.1).
 unsigned roundsFor(unsigned modulusBits) { return modulusBits >= 3072 ? 4 : 5; }
 
 /// Draws the primes of one key.
@@ -28,12 +28,12 @@ public:
           rounds(roundsFor(modulusBits)),
           candidates(candidatesPerModulusBit * modulusBits) {}
 
-    /// Sets `prime` to a random one, far enough from `other` (step 5.4), if that is given. False when the
-    /// generator fails or is not random.
+    /// Sets `prime` to a random prime that is far enough from `other`, if that is given (step 5.4). Returns
+    /// false if the generator fails or is not random.
     ///
-    /// Every candidate is drawn afresh, so that all primes which fulfil the conditions are equally likely.
-    /// Searching on from one random number would favour primes after long gaps, and save little: a number
-    /// with a small factor, as most have, is recognised in about the time that it takes to draw.
+    /// Every candidate is drawn anew, so that all suitable primes are equally likely. An incremental search
+    /// would favour primes after long gaps and save little, because most candidates have a small factor,
+    /// which is found about as fast as a candidate is drawn.
     bool draw(BigNum* prime, BigNum const* other) {
         for (unsigned i = 0; i < candidates; ++i)
             if (!drawCandidate(prime))
@@ -45,8 +45,8 @@ public:
     }
 
 private:
-    /// An odd number whose top two bits are set: the product of two such has all its bits. False when the
-    /// generator fails or gives the same twice.
+    /// Draws an odd number whose top two bits are set, so that the product of two has full length. Returns
+    /// false if the generator fails or repeats a number.
     bool drawCandidate(BigNum* candidate) {
         if (!rng.fill(octets.value.data(), static_cast<unsigned>(octets.value.size())))
             return false;
@@ -55,21 +55,21 @@ private:
         number.setBit(bits - 1, true);
         number.setBit(bits - 2, true);
         number.setBit(0, true);
-        // A stuck generator may have got stuck at a number that takes long to test.
+        // Fails early: a stuck generator may repeat a number that takes long to test.
         if (number == *candidate)
             return false;
         *candidate = std::move(number);
         return true;
     }
 
-    /// Whether e and p - 1 have no factor in common.
+    /// Whether e and p - 1 are coprime.
     bool isCoprimeToExponent(BigNum const& p) const {
         BigNum rest;
         div(p - bn64(1), bn64(e), nullptr, &rest);
         return std::gcd(e, rest.digits[0]) == 1;
     }
 
-    /// |p - q| > 2^(bits - 100): close primes are found from their product (Fermat).
+    /// |p - q| > 2^(bits - 100), because Fermat's method factors a product of close primes.
     bool isFar(BigNum const& p, BigNum const& q) const {
         return (p > q ? p - q : q - p) > bn64(1) << (bits - 100);
     }
@@ -97,7 +97,7 @@ bool RsaPrivateKey::generatePrivKey(Rng& rng, unsigned bits, unsigned exponent) 
         if (key.p < key.q)
             std::swap(key.p, key.q);
         key.d = invByMod(key.e, lcm(key.p - one, key.q - one));
-    } while (key.d.bits() <= bits / 2); // A.1.1, 3.a; no one has seen it happen
+    } while (key.d.bits() <= bits / 2); // Required by A.1.1, 3.a; practically never repeated.
     key.n = key.p * key.q;
     div(key.d, key.p - one, nullptr, &key.exp1);
     div(key.d, key.q - one, nullptr, &key.exp2);

@@ -22,8 +22,7 @@ using detail::maxModulusBits;
 using detail::Level;
 using detail::Reading;
 
-/// Reads an INTEGER that is not negative and has at most `maxBits` bits, so that a number of a megabyte is
-/// refused before it is one.
+/// Reads a non-negative INTEGER of at most `maxBits` bits. Larger ones are refused before they are converted.
 bool readNumber(Level& level, unsigned maxBits, BigNum* number, char const* name) {
     asn1::blob content;
     if (!detail::takeInteger(level, &content, name))
@@ -42,7 +41,7 @@ bool readNumber(Level& level, unsigned maxBits, BigNum* number, char const* name
     return true;
 }
 
-/// Whether the public numbers can be computed with.
+/// Whether the public members are usable.
 bool checkPublic(Reading& reading, RsaPublicKey const& key, asn1::blob place) {
     if (isUsable(key))
         return true;
@@ -65,8 +64,8 @@ constexpr PrivateNumber privateNumbers[] = {
     {&RsaPrivateKey::exp2, "exponent2"},    {&RsaPrivateKey::coeff, "coefficient"},
 };
 
-/// Whether every secret number lies between 1 and the modulus and the primes may be primes. Whether they are
-/// consistent shows when a signature is checked, and takes as long.
+/// Whether each secret member is from 1 to the modulus, and the primes are odd and above 1. Their consistency
+/// is only checked when the key is used, because that takes as long as a signature.
 bool checkSecrets(Reading& reading, RsaPrivateKey const& key, asn1::blob place) {
     for (PrivateNumber const& row : privateNumbers) {
         BigNum const& number = key.*row.member;

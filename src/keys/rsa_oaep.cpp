@@ -23,14 +23,14 @@ using detail::SecretBytes;
 namespace oid = detail::oid;
 namespace tag = detail::tag;
 
-/// In bytes; 0 for a hash that the scheme is not used with.
+/// In bytes; 0 for a hash that the scheme does not support.
 unsigned digestSize(HashID hash) {
     asn1::blob const name = getHashOid(hash);
     return name.empty() || detail::schemeHash(name, {}) == HashID::none ? 0
                                                                         : createHash(hash)->digestLength();
 }
 
-/// A block of the scheme: 00, the masked seed, and the masked data.
+/// An encoded message: 00, the masked seed, and the masked data.
 struct Block {
     std::span<unsigned char> seed, data;
 
@@ -42,13 +42,13 @@ void addMask(HashID hash, std::span<unsigned char const> seed, std::span<unsigne
     detail::addMask(hash, asn1::blob(seed), to);
 }
 
-/// 1 when all bits of `differing` are 0, without a branch.
+/// 1 if all bits of `differing` are 0, without a branch.
 unsigned isZero(unsigned differing) {
     return ((differing | (0U - differing)) >> (8 * sizeof differing - 1)) ^ 1;
 }
 
-/// Where the message begins in the unmasked data; 0 when the block is malformed. It takes the same steps in
-/// any case.
+/// The start of the message in the unmasked data, or 0 if the block is malformed. The steps do not depend on
+/// the fault.
 size_t findMessage(unsigned first, asn1::blob data, asn1::blob emptyDigest) {
     unsigned bad = first;
     for (size_t i = 0; i < emptyDigest.size(); i++)
@@ -58,7 +58,7 @@ size_t findMessage(unsigned first, asn1::blob data, asn1::blob emptyDigest) {
     for (size_t i = emptyDigest.size(); i < data.size(); i++) {
         unsigned const isOne = isZero(data[i] ^ 1U);
         separator |= i & detail::maskOf(size_t{searching & isOne});
-        // Only zeros stand before the one.
+        // Only zeros may precede the 01.
         bad |= searching & (isOne ^ 1) & (isZero(data[i]) ^ 1);
         searching &= isOne ^ 1;
     }
@@ -150,7 +150,7 @@ std::vector<unsigned char> encryptOaep(RsaPublicKey const& key, OaepParameters c
 
 bool decryptOaep(RsaPrivateKey const& key, OaepParameters const& parameters, asn1::blob encrypted,
                  std::vector<unsigned char>& message) {
-    // A message of no bytes leaves no room, and is one.
+    // The shortest modulus only holds an empty message, which is valid.
     unsigned const length = detail::modulusLength(key), digest = digestSize(parameters.hash);
     if (digest == 0 || digestSize(parameters.maskHash) == 0 || encrypted.size() != length ||
         length < 2 * digest + 2)

@@ -1,4 +1,4 @@
-/// The parameters of RSAES-OAEP (RFC 4055, section 4.1), as messages name them.
+/// The parameters of RSAES-OAEP (RFC 4055, section 4.1) in messages.
 #pragma once
 
 #include "sealkit/oaep.h"
@@ -9,10 +9,10 @@
 
 namespace detail {
 
-/// Reads the whole encoding of RSAES-OAEP-params. Refuses other hashes, masks and a label.
+/// Reads the whole encoding of RSAES-OAEP-params. Refuses unsupported hashes and masks, and a label.
 bool readOaepParameters(Reading& reading, asn1::blob parameters, OaepParameters* to);
 
-/// The whole encoding, without the fields that have their default values.
+/// The whole encoding, without fields that have their default values.
 std::vector<unsigned char> encodeOaepParameters(OaepParameters const& parameters);
 
 } // namespace detail

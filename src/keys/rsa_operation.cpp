@@ -9,14 +9,14 @@ namespace detail {
 
 namespace {
 
-/// A number in `width` digits, which it does not exceed.
+/// The number in `width` digits. It must fit.
 SecretDigits widened(BigNum const& x, size_t width) {
     SecretDigits digits(width);
     std::copy(x.digits.begin(), x.digits.end(), digits.begin());
     return digits;
 }
 
-/// 1 where x is below the modulus.
+/// 1 if x is below the modulus.
 Digit isBelow(BigNum const& x, QuietModulus const& m) {
     Digit borrow = 0;
     if (x.size() > m.width())
@@ -26,7 +26,7 @@ Digit isBelow(BigNum const& x, QuietModulus const& m) {
     return borrow;
 }
 
-/// What is 1 where the members of a key are consistent.
+/// Declassifies the result of a consistency check.
 bool isConsistent(Digit whether) { return declassified(Told::keyConsistent, whether) == 1; }
 
 Digit isSame(Digit const* a, Digit const* b, size_t n) {
@@ -45,9 +45,9 @@ SecretDigits multiply(Digit const* a, size_t aDigits, Digit const* b, size_t bDi
     return r;
 }
 
-/// Whether p * q is n.
+/// Whether p * q = n.
 Digit isFactored(QuietModulus const& n, QuietModulus const& p, QuietModulus const& q) {
-    // A product of primes is no wider than this, and a wider one is not worth its time.
+    // The product of the primes is no wider; a wider one is rejected without multiplying.
     if (p.width() + q.width() > n.width() + 2 * limbDigits<NativeLimb>)
         return 0;
     SecretDigits pq = multiply(p.modulus(), p.width(), q.modulus(), q.width());
@@ -65,12 +65,12 @@ Digit isOddAboveOneQuietly(BigNum const& x) {
     return x.digits[0] & (above | (0 - above)) >> (digitBits - 1);
 }
 
-/// The exponents and the random source of one operation.
+/// The key and the random source of one operation.
 struct Blinded {
     RsaPrivateKey const& key;
     Rng const& rng;
 
-    /// r = x^d mod m, plain, for an x of `count` digits. False where no number blinds it.
+    /// r = x^d mod m, outside Montgomery form, for an x of `count` digits. Returns false if blinding fails.
     bool raise(QuietModulus& m, Digit* r, Digit const* x, size_t count, BigNum const& d) const {
         RsaBlinding blinding;
         if (!blinding.draw(m, rng))
@@ -85,7 +85,7 @@ struct Blinded {
     }
 
     /// r = x^d mod n by the Chinese remainder theorem (RFC 8017, section 5.1.2, step 2.b). The result is
-    /// wrong where the members are inconsistent; false where they cannot be computed with.
+    /// wrong if the members are inconsistent. Returns false if they are unusable.
     bool raiseByPrimes(QuietModulus const& n, Digit* r, Digit const* x) const {
         if (!isConsistent(isOddAboveOneQuietly(key.p) & isOddAboveOneQuietly(key.q)))
             return false;
@@ -105,20 +105,20 @@ struct Blinded {
         Digit carry = 0;
         for (size_t i = 0; i < result.size(); ++i)
             result[i] = addCarry(result[i], i < q.width() ? m2[i] : 0, carry);
-        // The digits above are zero: the result is below n.
+        // The digits above are zero, because the result is below n.
         std::copy_n(result.begin(), std::min(result.size(), n.width()), r);
         return true;
     }
 
-    /// The same by d alone.
+    /// The same with d instead of the primes.
     bool raiseByExponent(QuietModulus& n, Digit* r, Digit const* x) const {
         return isConsistent(isBelow(key.d, n)) && raise(n, r, x, n.width(), key.d);
     }
 };
 
-/// Whether `power` has `x` for its `publicPower`. One that is wrong modulo one prime alone gives the primes
-/// away (D. Boneh, R. DeMillo, R. Lipton, "On the importance of checking cryptographic protocols for faults",
-/// EUROCRYPT 1997).
+/// Whether the `publicPower` of `power` is `x`. A result that is wrong modulo only one prime would reveal the
+/// primes (D. Boneh, R. DeMillo, R. Lipton, "On the importance of checking cryptographic protocols for
+/// faults", EUROCRYPT 1997).
 bool isConfirmed(RsaPublicKey const& key, QuietModulus& n, Digit const* power, Digit const* x) {
     SecretDigits entered(n.width()), raised(n.width());
     n.enter(entered.data(), power, n.width());
@@ -151,8 +151,8 @@ std::vector<unsigned char> publicPower(RsaPublicKey const& key, asn1::blob x) {
     Digit* const entered = plain + k;
     Digit* const power = entered + k;
     std::copy(number.digits.begin(), number.digits.end(), plain);
-    // A division is the fast way into Montgomery form. It tells something of x, which is secret in encryption
-    // alone.
+    // Division is the fast way into Montgomery form. Its time depends on x, which is secret only in
+    // encryption.
     number.digits.reserve(2 * k + 4);
     number.shiftLeftByDigits(k);
     div(number, key.n, nullptr, &number);

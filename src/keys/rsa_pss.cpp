@@ -1,4 +1,4 @@
-// RSASSA-PSS signatures (RFC 8017, section 8.1), verification alone.
+// Verification of RSASSA-PSS signatures (RFC 8017, section 8.1).
 #include "sealkit/oid.h"
 
 #include "asn1/oids.h"
@@ -83,8 +83,8 @@ bool verifyPss(Reading& reading, RsaPublicKey const& key, PssParameters const& p
         return reading.refuse(isUsable(key) ? RefusalId::signatureMismatch : RefusalId::rsaKeyUnusable,
                               signature);
 
-    // EMSA-PSS-VERIFY (RFC 8017, section 9.1.2) of modBits - 1 bits: where those are whole octets, one fewer
-    // than the modulus has.
+    // EMSA-PSS-VERIFY (RFC 8017, section 9.1.2) with modBits - 1 bits, which may be one octet less than the
+    // modulus has.
     unsigned const bits = key.n.bits() - 1;
     if (BigNum(asn1::blob(opened)).bits() > bits)
         return refuse();

@@ -17,12 +17,10 @@ namespace tag = detail::tag;
 /// A signature block begins with 00 01 and at least eight FF (RFC 8017, section 9.2, step 3).
 constexpr size_t minPaddingBytes = 8;
 
-/// The bits of F4, 65537, the least public exponent under which a signature cannot be made of bytes that
-/// nobody looks at.
+/// The bits of F4 = 65537, the smallest public exponent under which unchecked bytes do not allow a forgery.
 constexpr unsigned leastForgivingBits = 17;
 
-/// What follows the padding of a decrypted signature block, which must be 00, 01, at least
-/// eight FF, 00.
+/// The bytes after the padding of a decrypted signature block: 00, 01, at least eight FF, 00.
 std::optional<asn1::blob> payloadOf(asn1::blob block) {
     if (block.size() < 3 + minPaddingBytes || block[0] != 0x00 || block[1] != 0x01)
         return {};
@@ -41,7 +39,7 @@ std::vector<unsigned char> encodeDigestInfo(HashID hashId, asn1::blob digest) {
     return encoder.take();
 }
 
-/// The DigestInfo with absent parameters, which some signers write (RFC 8017, appendix A.2.4).
+/// The DigestInfo without parameters, which some signers write (RFC 8017, appendix A.2.4).
 std::vector<unsigned char> encodeDigestInfoWithoutNull(HashID hashId, asn1::blob digest) {
     DerEncoder encoder;
     encoder.begin(tag::sequence)
@@ -74,8 +72,8 @@ bool detail::verifyHashed(Reading& reading, RsaPublicKey const& key, HashID hash
     asn1::blob const signedDigest = readDigestInfo(reading, hashId, *payload);
     if (!(signedDigest == digest))
         return reading.refuse(RefusalId::signatureMismatch, sig);
-    // The parameters may be any bytes, and under a small exponent any bytes suffice to make a block
-    // that is the power of a number: a forgery without the private key (Bleichenbacher, CRYPTO 2006).
+    // The parameters may be any bytes, and under a small exponent unchecked bytes suffice to forge a block
+    // that is a perfect power (Bleichenbacher, CRYPTO 2006).
     return key.e.bits() >= leastForgivingBits || *payload == asn1::blob(encodeDigestInfo(hashId, digest)) ||
            *payload == asn1::blob(encodeDigestInfoWithoutNull(hashId, digest)) ||
            reading.refuse(RefusalId::digestParameters, *payload);
@@ -100,7 +98,7 @@ std::vector<unsigned char> RsaPrivateKey::signHashed(HashID hashId, asn1::blob d
     unsigned const length = detail::modulusLength(*this);
     if (digestInfo.size() + 1 > length)
         return {};
-    // In this order: a block too short for 00 01 FF 00 keeps its last bytes.
+    // The order matters: in a block too short for 00 01 FF 00, later writes overwrite earlier ones.
     std::vector<unsigned char> block(length, 0xFF);
     size_t const separator = length - digestInfo.size() - 1;
     block[0] = 0x00;
@@ -109,6 +107,6 @@ std::vector<unsigned char> RsaPrivateKey::signHashed(HashID hashId, asn1::blob d
     block[separator] = 0x00;
     std::copy(digestInfo.begin(), digestInfo.end(), block.begin() + static_cast<ptrdiff_t>(separator) + 1);
 
-    // The leading 00 keeps the number below the modulus.
+    // The leading 00 makes the number smaller than the modulus.
     return detail::privatePower(*this, block);
 }
