@@ -1,9 +1,9 @@
-/// Multiples of the base point, quietly: no branch and no address depends on the scalar.
+/// Constant-time multiples of the base point: neither branches nor addresses depend on the scalar.
 ///
-/// The bits of an odd scalar are read as signs, so that no digit is zero; they lie in `teeth` rows of `combs
-/// * columns`. For each comb there is a table of the sums of its teeth, with the top one positive
-/// (scripts/make-curve-tables), of which every look-up reads all. The sums use formulas without exceptions:
-/// J. Renes, C. Costello, L. Batina, "Complete addition formulas for prime order elliptic curves" (2016),
+/// The bits of an odd scalar are recoded as signs, so no digit is zero. They are arranged in `teeth` rows of
+/// `combs * columns`. Each comb has a table of the sums of its teeth, with the top one positive
+/// (scripts/make-curve-tables), and each look-up reads all of it. The additions use complete formulas: J.
+/// Renes, C. Costello, L. Batina, "Complete addition formulas for prime order elliptic curves" (2016),
 /// algorithms 5 and 6.
 #pragma once
 
@@ -15,7 +15,7 @@ namespace detail {
 struct CombShape {
     unsigned teeth, combs, columns;
 
-    constexpr unsigned entries() const { return 1U << (teeth - 1); } ///< Of one comb.
+    constexpr unsigned entries() const { return 1U << (teeth - 1); } ///< Per comb.
     constexpr unsigned bits() const { return teeth * combs * columns; }
 };
 
@@ -61,7 +61,7 @@ struct ProjectivePoint {
         Field::add(Z, z, z);
     }
 
-    /// P = P + (x2, y2), which is not at infinity.
+    /// P = P + (x2, y2), which must not be the point at infinity.
     void add(Element const& x2, Element const& y2, Element const& b) {
         Element t0, t1, t2, t3, t4, x, y, z;
         Field::mul(t0, X, x2);
@@ -106,7 +106,7 @@ private:
     }
 };
 
-/// The entry of a comb's table whose index is `index`: all are read.
+/// Looks up an entry of a comb's table, reading all entries.
 template <typename Field, CombShape shape>
 void lookUp(Digit const* table, Digit index, typename Field::Element& x, typename Field::Element& y) {
     constexpr unsigned width = 2 * Field::digits;
@@ -121,7 +121,7 @@ void lookUp(Digit const* table, Digit index, typename Field::Element& x, typenam
     secureMemset(chosen, 0, sizeof chosen);
 }
 
-/// The affine kG for a k from 1 to the order less 1, in the field's form.
+/// The affine coordinates of kG in the field's form, for k from 1 to the order less 1.
 template <typename Field, CombShape shape>
 void multipleOfBase(typename Field::Element const& k, typename Field::Element const& order,
                     typename Field::Element const& b, Digit const* table, typename Field::Element& x,
@@ -136,8 +136,7 @@ void multipleOfBase(typename Field::Element const& k, typename Field::Element co
         ~Secrets() { secureMemset(this, 0, sizeof *this); }
     } secret{};
 
-    // k or, where that is even, its negative. Bit i of half of it is the sign of 2^i; the top sign is
-    // positive.
+    // k, or its negative if it is even. Bit i of its half is the sign of 2^i, and the top sign is positive.
     NativeLimb const isEven = maskOf<NativeLimb>((k[0] & 1) ^ 1);
     subtract(secret.even, order, k);
     secret.odd = k;

@@ -26,8 +26,8 @@ BigNum modP(BigNum const& x) {
     return residue;
 }
 
-/// What x = u + A/3 makes of v² = u³ + A·u² + u. The same for every curve object, and computed once,
-/// because the inverse of 3 costs more than all the rest of making one.
+/// The curve v² = u³ + A·u² + u under x = u + A/3. Shared by all curve objects and computed once, because
+/// inverting 3 costs more than the rest of the construction.
 struct WeierstrassModel {
     BigNum thirdOfA = modP(invByMod(bn64(3), Curve25519::getMod()) * coefficientA);
     /// a = (3 − A²)/3 = 1 − A·(A/3)

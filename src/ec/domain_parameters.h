@@ -8,7 +8,7 @@ namespace detail {
 
 constexpr unsigned maxModLen = 66;
 
-/// A number as big-endian bytes, as wide as the widest field.
+/// A big-endian number with the width of the widest field.
 using Bytes = std::array<unsigned char, maxModLen>;
 
 consteval unsigned hexDigit(char c) { return c <= '9' ? c - '0' : c - 'a' + 10; }
@@ -17,7 +17,7 @@ consteval unsigned hexDigit(char c) { return c <= '9' ? c - '0' : c - 'a' + 10; 
 consteval Bytes number(std::string_view hex) {
     Bytes bytes{};
     for (size_t i = 0; i < hex.size(); ++i) {
-        size_t const position = hex.size() - 1 - i; // counted from the lowest digit
+        size_t const position = hex.size() - 1 - i; // Counted from the lowest digit.
         bytes[maxModLen - 1 - position / 2] |=
             static_cast<unsigned char>(hexDigit(hex[i]) << (position % 2 * 4));
     }
@@ -34,9 +34,8 @@ struct DomainParameters {
     Bytes y;
 };
 
-// FIPS 186-4, appendix D.1.2; the same as SEC 2 version 2, sections 2.2 to 2.6. The coefficient a
-// is p - 3 for all of them. Every b is verifiably random: b^2 * c = -27 modulo p, with c hashed from
-// a published seed.
+// FIPS 186-4, appendix D.1.2, which equals SEC 2 version 2, sections 2.2 to 2.6. All curves have a = p - 3.
+// Every b is verifiably random: b^2 * c = -27 modulo p, with c hashed from a published seed.
 inline constexpr DomainParameters namedCurves[] = {
     {"p192", 24,
      // p = 2^192 - 2^64 - 1

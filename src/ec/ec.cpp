@@ -11,7 +11,7 @@ ECPoint ECPoint::fromOctetString(asn1::blob octets) {
 
 ECPoint ECPoint::fromOctetStringCompressed(asn1::blob octets, BigNum const& p, BigNum const& a,
                                            BigNum const& b) {
-    // Montgomery arithmetic needs an odd modulus; 0 is what an unknown curve has.
+    // Montgomery arithmetic requires an odd modulus. That of an unknown curve is 0.
     if (octets.empty() || !p.getBit(0))
         return {};
     unsigned char const prefix = octets.pop_front();

@@ -20,12 +20,11 @@ using BaseMultiplication = detail::BaseMultiplication<Element>;
 constexpr size_t pointSize = 32;
 constexpr size_t scalarSize = 32;
 
-/// Half of that of a private key is the key, and the number that blinds the key in a signature comes from
-/// another.
+/// Always wiped: half of a private key's digest is the scalar, and the nonce of a signature is derived from
+/// another digest.
 using Digest = detail::SecretDigest<SHA512, 64>;
 
-/// What a private key is hashed to (RFC 8032, section 5.1.5): the scalar, and what is hashed before a
-/// message.
+/// A hashed private key (RFC 8032, section 5.1.5): the scalar, and the prefix of messages.
 struct Expanded {
     Scalar25519 s;
     unsigned char prefix[32];
@@ -42,7 +41,7 @@ struct Expanded {
     Expanded& operator=(Expanded const&) = delete;
 };
 
-/// Who knows 1/Z of a point learns something of the scalar that it was multiplied by.
+/// Secret, because 1/Z of a point reveals information about the scalar.
 struct Inverse {
     Element ofBoth, ofOne;
 };
@@ -92,7 +91,7 @@ std::vector<unsigned char> sign(asn1::blob secret, asn1::blob message) {
         BaseMultiplication multiplication;
         multiplication.multiple(R, r.digits);
         multiplication.multiple(A, key.s.digits);
-        detail::Wiped<Inverse> inverse; // one inversion for both
+        detail::Wiped<Inverse> inverse; // Both inverses from one inversion.
         mul(inverse.ofBoth, R.Z, A.Z);
         invert(inverse.ofBoth, inverse.ofBoth);
         mul(inverse.ofOne, inverse.ofBoth, A.Z);
@@ -119,8 +118,8 @@ bool verify(asn1::blob pub, asn1::blob message, asn1::blob sig) {
         return false;
     k.setResidue(Digest({encodedR, pub, message}));
 
-    // S·G = R + k·A is asked as R = S·G + k·(-A). Points encode in one way only, so that R need not be
-    // decoded: what encodes to its bytes is R, and bytes that do not decode are no point's encoding.
+    // Verifies S·G = R + k·A as R = S·G + k·(-A). Each point has a single encoding, so comparing encodings
+    // suffices and R is not decoded.
     sub(A.Y, Element(), A.Y);
     detail::JacobianMultiplication<Element>(detail::minusA).multiple(product, {k.digits, k.bits()}, A);
     Point R, kA;

@@ -17,8 +17,8 @@ constexpr unsigned char rootOfMinusOne[] = {0x2b, 0x83, 0x24, 0x80, 0x4f, 0xc1, 
                                             0x99, 0x3d, 0xfb, 0xd7, 0xa7, 0x2f, 0x43, 0x18, 0x06, 0xad, 0x2f,
                                             0xe4, 0x78, 0xc4, 0xee, 0x1b, 0x27, 0x4a, 0x0e, 0xa0, 0xb0};
 
-// The square root of −486664 that takes u = 9 with the even v to Ed25519's base point, whose x is
-// 15112221349535400772501151409588531511454012693041857206046113283949847762202: it is x·v/u.
+// The square root of −486664 that maps u = 9 with the even v to Ed25519's base point, whose x =
+// 15112221349535400772501151409588531511454012693041857206046113283949847762202. It equals x·v/u.
 constexpr unsigned char mapFactor[] = {0x0f, 0x26, 0xed, 0xf4, 0x60, 0xa0, 0x06, 0xbb, 0xd2, 0x7b, 0x08,
                                        0xdc, 0x03, 0xfc, 0x4f, 0x7e, 0xc5, 0xa1, 0xd3, 0xd1, 0x4b, 0x7d,
                                        0x1a, 0x82, 0xcc, 0x6e, 0x04, 0xaa, 0xff, 0x45, 0x7e, 0x06};
@@ -85,7 +85,7 @@ WCurve::Point Edwards25519::fromNum(BigNum const& y, unsigned sign) const {
     RedNum t;
     RedNum u;
     RedNum v;
-    // For y = −1 the root is 0, and so are u and v: (0, −1) and (0, 0) are the points of order two.
+    // For y = −1 the root is 0, and so are u and v: (0, −1) corresponds to (0, 0), the point of order two.
     //
     // u = (1 + y)/(1 − y) = −(1 + y)²/U = −((1 + y)·root)²·V, because 1/U = root²·V
     s += one;
@@ -103,10 +103,10 @@ WCurve::Point Edwards25519::fromNum(BigNum const& y, unsigned sign) const {
 }
 
 BigNum Edwards25519::toNum(Point&& P, unsigned* sign) const {
-    BigNum x; // of infinity, which is the neutral element (0, 1)
+    BigNum x; // Infinity corresponds to the neutral element (0, 1).
     BigNum y = bn64(1);
     if (!isInfinity(P) && isZero(P.Y)) {
-        y = p - y; // the point of order two, u = v = 0, is (0, −1)
+        y = p - y; // The point of order two, u = v = 0, corresponds to (0, −1).
     } else if (!isInfinity(P)) {
         // u = U/Z² and v = Y/Z³, so that
         //   x = √−486664·u/v = √−486664·U·Z/Y

@@ -1,14 +1,14 @@
-// Points of Edwards25519, -x² + y² = 1 + d·x²·y², in limbs on the stack, and multiples of its base point from
-// a table.
+// Points of Edwards25519, -x² + y² = 1 + d·x²·y², with limbs on the stack, and multiples of its base point
+// from a table.
 //
-// Addition (Hisil, Wong, Carter, Dawson 2008, "Twisted Edwards curves revisited", sections 3.1 and 3.3) holds
-// for every two points, the neutral element among them, so that a multiplication has no branches.
+// The addition formulas (Hisil, Wong, Carter, Dawson 2008, "Twisted Edwards curves revisited", sections 3.1
+// and 3.3) are complete, so a multiplication has no branches.
 //
-// A multiple of the base point is a comb with signs. An odd k below 2^256 is the sum of 2^i or -2^i for each
-// i from 0 to 255. Bits that are 16 apart are taken together, four in each 64: what they give is one of eight
-// entries of a table, or its negative. Each row of the table saves a part of the 16 doublings: four rows
-// leave 3 and 64 additions of 8 products, 12 KB (536 products and squares); one row leaves 15 and as many
-// additions, 3 KB (632).
+// Multiples of the base point use a signed comb. An odd k below 2^256 is the sum of 2^i or -2^i for each i
+// from 0 to 255. Four bits of 64, at a distance of 16, select one of eight entries of a table, or its
+// negative. Each row of the table saves a part of the 16 doublings: four rows leave 3 doublings and 64
+// additions of 8 products, with 12 KB (536 products and squares); one row leaves 15 and as many additions,
+// with 3 KB (632).
 #pragma once
 
 #include "base/mask.h"
@@ -22,8 +22,8 @@ constexpr unsigned baseRows = 4;
 constexpr unsigned baseRows = 1;
 #endif
 
-/// Entry e of group g in row r, at (4r + g)·8 + e, is the sum of 2^(4r + 64g + 48)·G and, for j = 0, 1, 2,
-/// plus or minus 2^(4r + 64g + 16j)·G as bit j of e is set or not. Its values are y + x, y - x and 2d·x·y.
+/// Entry e of group g in row r, at (4r + g)·8 + e, is 2^(4r + 64g + 48)·G plus, for j = 0, 1, 2, the term
+/// ±2^(4r + 64g + 16j)·G, which is positive if bit j of e is set. Its values are y + x, y - x and 2d·x·y.
 extern uint32_t const edwards25519BaseTable[baseRows * 32][3][8];
 
 template <typename F>
@@ -31,7 +31,7 @@ struct EdwardsPoint {
     F X, Y, Z, T; ///< x = X/Z, y = Y/Z, x·y = T/Z
 };
 
-/// A multiplication of the base point. What it computes with is wiped when it ends.
+/// Multiplies the base point. Intermediate values are wiped by the destructor.
 template <typename F>
 class BaseMultiplication {
 public:
@@ -59,8 +59,8 @@ public:
     }
 
 private:
-    /// Bit i of `signs` tells whether 2^i is added or subtracted. If k is even, the odd order of the base
-    /// point is added to it.
+    /// Bit i of `signs` is set if 2^i is added instead of subtracted. If k is even, the odd order of the base
+    /// point is added to it first.
     void setSigns(uint32_t const (&k)[F::digits]) {
         static constexpr uint32_t order[F::digits] = {0x5cf5d3ed, 0x5812631a, 0xa2f79cd6, 0x14def9de,
                                                       0x00000000, 0x00000000, 0x00000000, 0x10000000};
@@ -76,7 +76,7 @@ private:
         signs[F::digits - 1] = signs[F::digits - 1] >> 1 | 1U << 31;
     }
 
-    /// Takes the entry that four signs of a group ask for: reads all eight.
+    /// Selects the entry for four signs of a group, reading all eight.
     void select(unsigned first, unsigned group, unsigned bit) {
         uint32_t const low = signs[2 * group] >> bit;
         uint32_t const high = signs[2 * group + 1] >> bit;
@@ -114,7 +114,7 @@ private:
         finish(P);
     }
 
-    /// From a, b, c and d of an addition.
+    /// Completes an addition from its a, b, c and d.
     void finish(Point& P) {
         sub(e, b, a);
         sub(f, d, c);

@@ -7,8 +7,8 @@
 
 namespace detail {
 
-/// `number` little-endian in exactly `len` bytes; what does not fit is left out. Writes no byte
-/// anywhere but to the result, so that a secret leaves no copy behind.
+/// The `len` lowest bytes of `number`, little-endian. Only the result holds them, so a secret leaves no other
+/// copy.
 inline std::vector<unsigned char> littleEndian(BigNum const& number, size_t len) {
     std::vector<unsigned char> bytes(len);
     for (size_t i = 0; i < len && i / 4 < number.size(); ++i)

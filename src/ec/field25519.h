@@ -1,21 +1,21 @@
 // Elements of the field of 2^255 - 19, on the stack.
 //
-// An element is a sum of signed limbs: five of 51 bits where the machine multiplies 64-bit words into 128
-// bits, else ten of 26 and 25 bits in turn. Limb i stands at bit ceil(255·i/limbs), and 2^255 folds to 19.
-// Limbs have room to spare, so that sums and differences carry nothing. What they may grow to is counted in
+// An element is a sum of signed limbs: five of 51 bits if the machine multiplies 64-bit words into 128 bits,
+// otherwise ten of alternately 26 and 25 bits. Limb i has the weight 2^ceil(255·i/limbs), and 2^255 is
+// reduced to 19. Limbs have spare bits, so sums and differences need no carries. Their size is counted in
 // units:
 //
-// - `mul`, `sqr`, `carried` and an inverse give one unit: limbs of ten have at most 1.01·2^25 (even) and
-//   1.01·2^24 (odd), limbs of five at most 1.01·2^51. What `fromDigits` reads counts as two.
-// - `add` and `sub` give the sum of the units of their operands.
+// - The results of `mul`, `sqr`, `carried` and an inverse have one unit: ten limbs have at most 1.01·2^25
+//   (even) and 1.01·2^24 (odd), five limbs at most 1.01·2^51. The result of `fromDigits` counts as two.
+// - The results of `add` and `sub` have the sum of the units of their operands.
 // - `mul` takes at most eight units as its first operand and three as its second; `sqr` takes three.
-//   `carried` takes eight, all else four.
+//   `carried` takes eight, and all other operations four.
 //
 // With ten limbs, the tighter case, 19·g of an even limb and 38·g of an odd one with three units are below
 // 2^31, and a column of `mul` is below 8·3·1.03·2^50·(1 + 4·19 + 5·38/4) < 2^62. With five it is below
 // 8·3·1.03·2^102·(1 + 4·19) < 2^113.
 //
-// No operation branches on or addresses by the value of an element, but for `isZero`.
+// Except for `isZero`, neither branches nor addresses depend on the values of elements.
 #pragma once
 
 #include "sealkit/wipe.h"
@@ -31,7 +31,7 @@ namespace detail {
 template <typename Limb>
 struct FieldLimb;
 
-/// Ten limbs. Carries are rounded to the nearest, which halves the limbs that they leave.
+/// Ten limbs. Carries are rounded to nearest, which halves the remaining limbs.
 template <>
 struct FieldLimb<int32_t> {
     using Unsigned = uint32_t;
@@ -41,7 +41,7 @@ struct FieldLimb<int32_t> {
 };
 
 #ifdef __SIZEOF_INT128__
-/// Five limbs, which have room enough for carries that are rounded down.
+/// Five limbs, which have enough spare bits for carries that are rounded down.
 template <>
 struct FieldLimb<int64_t> {
     using Unsigned = uint64_t;
@@ -60,7 +60,7 @@ struct Field25519 {
     using Unsigned = typename FieldLimb<Limb>::Unsigned;
     using Wide = typename FieldLimb<Limb>::Wide;
     static constexpr unsigned count = FieldLimb<Limb>::count;
-    static constexpr unsigned digits = 8; ///< 32-bit digits of a number below 2^256
+    static constexpr unsigned digits = 8; ///< 32-bit digits of a number below 2^256.
 
     Limb limb[count] = {};
 
@@ -68,7 +68,7 @@ struct Field25519 {
     static constexpr unsigned width(unsigned i) { return position(i + 1) - position(i); }
     static constexpr Unsigned mask(unsigned i) { return (Unsigned{1} << width(i)) - 1; }
 
-    /// A number below 2^255 of eight digits, least significant first. Bit 255 is ignored.
+    /// Converts a number below 2^255 from eight digits, least significant first. Bit 255 is ignored.
     static constexpr Field25519 fromDigits(uint32_t const* digit) {
         Field25519 x;
         unrolled<count>([&](auto i) __attribute__((always_inline)) {
@@ -84,7 +84,7 @@ struct Field25519 {
         return x;
     }
 
-    /// A constant in hexadecimal, most significant first.
+    /// Converts a hexadecimal constant, most significant digit first.
     static consteval Field25519 fromHex(std::string_view hex) {
         uint32_t digit[digits] = {};
         for (size_t i = 0; i < hex.size(); ++i) {
@@ -111,7 +111,7 @@ template <typename F>
     unrolled<F::count>([&](auto i) __attribute__((always_inline)) { r.limb[i] = a.limb[i] - b.limb[i]; });
 }
 
-/// Brings sums of limbs down to one unit: each passes on what it has too much.
+/// Reduces sums of limbs to one unit by passing their excess on.
 template <typename F, typename Sum>
 [[gnu::always_inline]] inline void carry(F& r, Sum (&sum)[F::count]) {
     using Limb = typename F::Limb;
@@ -124,7 +124,7 @@ template <typename F, typename Sum>
         return sum[i] >> width;
     };
     unrolled<F::count - 1>([&](auto i) __attribute__((always_inline)) { sum[i + 1] += pass(i); });
-    // What leaves the top is below 2^59 and comes back times 19.
+    // The carry out of the top is below 2^59 and returns times 19.
     auto const out = static_cast<int64_t>(pass(std::integral_constant<unsigned, F::count - 1>()));
     sum[0] = r.limb[0] + static_cast<Sum>(out) * 19;
     r.limb[1] += static_cast<Limb>(pass(std::integral_constant<unsigned, 0>()));
@@ -137,7 +137,7 @@ inline void carried(F& r, F const& a) {
     carry(r, sum);
 }
 
-/// Whether the product of limbs i and j stands one bit above the limb that it belongs to.
+/// Whether the product of limbs i and j has twice the weight of its limb.
 template <typename F>
 constexpr bool isDoubled(unsigned i, unsigned j) {
     return (F::position(i) + F::position(j) - F::position(i + j)) != 0;
@@ -202,10 +202,10 @@ inline void sqr(F& r, F const& a, unsigned n) {
         sqr(r, r);
 }
 
-/// r = a^(2^252 - 3), which is a^((p - 5)/8): 251 squares and 11 products. r is not a.
+/// r = a^(2^252 - 3) = a^((p - 5)/8), with 251 squares and 11 products. r must not be a.
 template <typename F>
 inline void powP58(F& r, F const& a) {
-    F x, y; // Powers a^(2^n - 1), where n grows.
+    F x, y; // Powers a^(2^n - 1) with growing n.
     sqr(x, a);
     sqr(y, x, 2);
     mul(y, y, a); // 9
@@ -230,7 +230,8 @@ inline void powP58(F& r, F const& a) {
     mul(r, x, a); // 2^252 - 4 + 1
 }
 
-/// r = a^(p - 2): the inverse, or 0 of 0. p - 2 = 8·(2^252 - 3) + 3, so that 254 squares and 13 products do.
+/// r = a^(p - 2): the inverse, or 0 for 0. As p - 2 = 8·(2^252 - 3) + 3, it takes 254 squares and 13
+/// products.
 template <typename F>
 inline void invert(F& r, F const& a) {
     F x, cube;
@@ -241,15 +242,15 @@ inline void invert(F& r, F const& a) {
     mul(r, x, cube);
 }
 
-/// The number below p, as eight digits.
+/// Reduces to a number below p, as eight digits.
 template <typename F>
 inline void toDigits(uint32_t (&digit)[F::digits], F const& a) {
     using Limb = typename F::Limb;
     using Unsigned = typename F::Unsigned;
     F x;
     carried(x, a);
-    // The value is between -1.1·2^255 and 1.1·2^255: with 2p it is positive, and two rounds fold it below
-    // 2^255.
+    // The value is between -1.1·2^255 and 1.1·2^255. Adding 2p makes it positive, and two rounds reduce it
+    // below 2^255.
     for (unsigned i = 0; i < F::count; ++i)
         x.limb[i] += static_cast<Limb>(2 * F::mask(i) - (i == 0 ? 36 : 0));
     auto const fold = [&](Limb in) {
@@ -263,7 +264,8 @@ inline void toDigits(uint32_t (&digit)[F::digits], F const& a) {
     Limb out = fold(0);
     out = fold(19 * out);
     fold(19 * out);
-    // It is p or more exactly if adding 19 carries out of the top. Then 19 is added and the carry dropped.
+    // The value is at least p exactly if adding 19 carries out of the top. The sum without the carry is then
+    // the result.
     F const below = x;
     out = fold(19);
     x = below;
@@ -284,10 +286,10 @@ inline void toDigits(uint32_t (&digit)[F::digits], F const& a) {
     secureMemset(&x, 0, sizeof x);
 }
 
-/// Whether a, of at most four units, is 0 modulo p. Tells early in nearly all cases when it is not.
+/// Whether a, of at most four units, is 0 modulo p. Returns early in almost all cases in which it is not.
 template <typename F>
 inline bool isZero(F const& a) {
-    // The value is a small multiple of p, and the low bits of m·p are those of -19·m.
+    // The value is a small multiple m·p, and the low bits of m·p are those of -19·m.
     using Unsigned = typename F::Unsigned;
     constexpr Unsigned most = 8 * 19;
     if (((static_cast<Unsigned>(a.limb[0]) + most) & F::mask(0)) > 2 * most)

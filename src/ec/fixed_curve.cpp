@@ -17,8 +17,8 @@ namespace detail {
 
 namespace {
 
-/// Draws of the number that an agreement's coordinates are multiplied by: none but a broken generator gives
-/// zero twice.
+/// Draws of the factor that randomises the coordinates in a key agreement. Only a broken generator yields
+/// zero even twice.
 constexpr unsigned maxDraws = 128;
 
 template <typename F, size_t index, CombShape shape, Digit const* table>
@@ -183,7 +183,7 @@ public:
         Multiplication().jointMultiple(sum, toBigNum(u1), base, toBigNum(u2), Q);
         if (sum.isInfinity())
             return false;
-        // x = X/Z^2 is below p and r is x mod n: x is r, or r + n where that is below p.
+        // x = X/Z^2 is below p and r = x mod n, so x is r, or r + n if that is below p.
         Element zz;
         Field::sqr(zz, sum.point.Z);
         Number candidate = rNumber;
@@ -193,8 +193,8 @@ public:
     }
 
 private:
-    /// Gives a point in affine coordinates random ones: (x z^2, y z^3, z) is the same point for any z but 0.
-    /// Returns false if `rng` fails or gives only zeros.
+    /// Randomises the coordinates of an affine point: (x z^2, y z^3, z) is the same point for any z except 0.
+    /// Returns false if `rng` fails or only yields zeros.
     static bool randomise(Point& P, Rng const& rng) {
         struct Values {
             unsigned char bytes[Field::digits * sizeof(Digit)];
@@ -219,7 +219,7 @@ private:
         return false;
     }
 
-    /// Whether x, a plain number, is below p and X / zz.
+    /// Whether x, which is not in Montgomery form, is below p and equals X / zz.
     static bool isCoordinate(Number const& x, Element const& zz, Element const& X) {
         Number less;
         if (subtract(less, x, Field::modulus) == 0)
@@ -265,7 +265,7 @@ private:
         return number;
     }
 
-    /// A plain number below p. Returns false for another.
+    /// Converts a number below p. Returns false for a larger one.
     static bool residue(BigNum const& x, Element* to) {
         if (x.size() > Field::digits)
             return false;
@@ -283,7 +283,7 @@ private:
         return true;
     }
 
-    /// A point of the curve's reducer that is not at infinity.
+    /// Converts a finite point in the form of the curve's reducer.
     static bool take(WCurve const& curve, WCurve::Point const& P, Point* to) {
         return P.X.reducer == curve.reducer && P.Y.reducer == curve.reducer && P.Z.reducer == curve.reducer &&
                residue(P.X.value, &to->X) && residue(P.Y.value, &to->Y) && residue(P.Z.value, &to->Z) &&
@@ -309,7 +309,7 @@ constexpr FixedCurve const* fixedCurves[] = {&p192, &p224, &p256, &p384, &p521};
 } // namespace
 
 FixedCurve const* FixedCurve::find(Curve curve) {
-    auto const index = static_cast<unsigned>(curve) - 1; // 0 wraps round to above them all
+    auto const index = static_cast<unsigned>(curve) - 1; // 0 wraps around to an invalid index.
     return index < std::size(fixedCurves) ? fixedCurves[index] : nullptr;
 }
 

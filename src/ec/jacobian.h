@@ -1,20 +1,19 @@
-// Points of a curve y² = x³ + a·x + b in Jacobian coordinates, with their coordinates in limbs on the stack:
-// the steps of `WCurve` for the field of 2^255 - 19.
+// Points of a curve y² = x³ + a·x + b in Jacobian coordinates with limbs on the stack: the steps of `WCurve`
+// for the field of 2^255 - 19.
 //
-// The steps and the coordinates that they give are those of `WCurve::dbl`, `add`, `mul` and `mul2add`. Values
-// that recur are kept instead of being computed again: -a·Z⁴ from one doubling of a run to the next, which is
-// the last one times 16·Y⁴, and the square and the cube of Z of an entry of a table. In field products (M)
-// and squares (S):
+// The steps and their coordinates equal those of `WCurve::dbl`, `add`, `mul` and `mul2add`. Recurring values
+// are cached: -a·Z⁴ between the doublings of a run, where each is the previous one times 16·Y⁴, and the
+// square and the cube of Z of a table's entry. The costs in field products (M) and squares (S):
 //
 //   doubling     4M + 4S, and 1M + 2S more for the first of a run; WCurve::dbl has 4M + 6S
 //   addition     10M + 3S for an entry of a table, which takes 1M + 1S once; WCurve::add has 12M + 4S
 //
-// A multiple by 255 bits takes 51 windows of 4 bits and some 255 doublings in as many runs: 255·8 + 51·(3 +
-// 13) + a table of 8·2 + 3·8 + 3 + 7·13 = 2990 of both together. Finding y of a stranger's point and the
-// affine result take some 265 each: X25519 is bounded by 3520 of them, Ed25519's verification by 3960 with
-// the multiple of the base point.
+// A multiple by 255 bits takes 51 windows of 4 bits and about 255 doublings in as many runs: 255·8 + 51·(3 +
+// 13) + a table of 8·2 + 3·8 + 3 + 7·13 = 2990 products and squares. Recovering y of a peer's point and
+// converting the result to affine coordinates take about 265 each. X25519 takes at most 3520, and Ed25519's
+// verification, with the multiple of the base point, at most 3960.
 //
-// Units are those of field25519.h. X and Y of a point have at most three, Z two.
+// Units are those of field25519.h. X and Y of a point have at most three, and Z two.
 #pragma once
 
 #include "ec/field25519.h"
@@ -134,7 +133,7 @@ private:
     F aZ4, M, S, T, U, H, R, t;
 };
 
-/// Multiples of points, of which `minusA` is -a of their curve.
+/// Multiplies points of a curve, where `minusA` is -a.
 template <typename F>
 using JacobianMultiplication = ScalarMultiplication<JacobianSteps<F>>;
 

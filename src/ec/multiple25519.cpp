@@ -12,7 +12,8 @@ namespace {
 using F = detail::Element;
 using Jacobian = detail::JacobianPoint<F>;
 
-/// A number below p. Every such number is what the general arithmetic has, too, where it reduced only partly.
+/// Converts a number below p. Only for these are the partly reduced numbers of the general arithmetic
+/// unambiguous.
 bool take(F& x, BigNum const& value) {
     if (value >= Curve25519::getMod())
         return false;
@@ -27,8 +28,8 @@ bool take(Jacobian& P, WCurve::Point const& from) {
     return take(P.X, from.X.value) && take(P.Y, from.Y.value) && take(P.Z, from.Z.value) && !isZero(P.Z);
 }
 
-/// The general arithmetic leaves a number at most 74 above p: sums of two partly reduced ones. Only residues
-/// above those have one representation.
+/// The general arithmetic may leave a number up to 74 above p, the sum of two partly reduced ones. Only
+/// residues above those have a single representation.
 constexpr uint32_t leastUnique = 128;
 
 bool give(RedNum& x, F const& from, Reducer const* reducer) {
@@ -52,8 +53,8 @@ bool give(WCurve::Point& P, Jacobian const& from, Reducer const* reducer) {
     return true;
 }
 
-/// Whether the curve is one over the field of 2^255 - 19 with the library's own arithmetic. A reducer derived
-/// from it may do something else.
+/// Whether the curve is over the field of 2^255 - 19 with the library's own reducer. A derived reducer may
+/// compute something else.
 bool isNative(WCurve const& curve) {
     Reducer const& reducer = *curve.reducer;
     return typeid(reducer) == typeid(Mod25519Reducer) && curve.p == Curve25519::getMod();
@@ -68,7 +69,7 @@ namespace detail {
 bool multiple25519(WCurve::Point& result, WCurve const& curve, BigNum const& k, WCurve::Point const& P) {
     F coefficient;
     Secret base, product;
-    // With a = 0 the general arithmetic doubles as if a were -3.
+    // With a = 0 the general arithmetic uses the doubling for a = -3.
     if (!isNative(curve) || !take(coefficient, curve.minusA.value) || isZero(coefficient) || !take(base, P))
         return false;
     JacobianMultiplication<F>(coefficient).multiple(product, k, base);
@@ -91,7 +92,7 @@ std::vector<unsigned char> encodedMultipleOfBase(BigNum const& k) {
     scalar.setResidue(k);
     Wiped<EdwardsPoint<F>> P;
     BaseMultiplication<F>().multiple(P, scalar.digits);
-    if (isZero(P.X)) // no other multiple of the base point has x = 0
+    if (isZero(P.X)) // No other multiple of the base point has x = 0.
         return {};
 
     // u = (1 + y)/(1 - y) and v = √-486664·u/x share the inverse of X·(Z - Y).

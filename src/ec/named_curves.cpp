@@ -11,13 +11,13 @@ using detail::DomainParameters;
 using detail::namedCurves;
 
 DomainParameters const* find(Curve curve) {
-    auto const index = static_cast<unsigned>(curve) - 1; // 0 wraps round to above them all
+    auto const index = static_cast<unsigned>(curve) - 1; // 0 wraps around to an invalid index.
     return index < std::size(namedCurves) ? &namedCurves[index] : nullptr;
 }
 
 BigNum toBigNum(Bytes const& bytes) { return BigNum(asn1::blob(bytes.data(), bytes.size())); }
 
-/// One parameter of a curve; 0 when it is not a named one.
+/// A parameter of a curve; 0 for an unknown curve.
 BigNum parameter(Curve curve, Bytes DomainParameters::*member) {
     DomainParameters const* parameters = find(curve);
     return parameters ? toBigNum(parameters->*member) : BigNum();

@@ -1,8 +1,9 @@
-/// The steps of `WCurve` on elements of fixed width: they give the coordinates that the general ones give,
-/// digit by digit. For curves with a = -3.
+/// The steps of `WCurve` on elements of fixed width, for curves with a = -3. The coordinates equal those of
+/// the general arithmetic, digit by digit.
 ///
-/// In products (M) and squares (S) of the field, a doubling takes 4M + 4S, as 3X^2 - 3Z^4 is 3(X - Z^2)(X +
-/// Z^2), and an addition 10M + 3S, as the square and the cube of Z of a table's entry are kept: 1M + 1S once.
+/// In products (M) and squares (S) of the field, a doubling takes 4M + 4S, because 3X^2 - 3Z^4 is 3(X -
+/// Z^2)(X + Z^2). An addition takes 10M + 3S, because the square and the cube of Z of a table's entry are
+/// cached, which takes 1M + 1S once.
 #pragma once
 
 #include "bignum/fixed.h"
@@ -19,7 +20,7 @@ struct NamedPoint {
     bool isInfinity() const { return isZero(Z) != 0; }
 };
 
-/// What a scan of a scalar has made so far: nothing, which is at infinity, or a point.
+/// The intermediate result of a multiplication: infinity before the first addition, then a point.
 template <typename Field>
 struct NamedSum {
     NamedPoint<Field> point;
@@ -28,7 +29,7 @@ struct NamedSum {
     bool isInfinity() const { return !begun || point.isInfinity(); }
 };
 
-/// The steps, for points that are not at infinity.
+/// The steps for finite points.
 template <typename Field>
 class NamedSteps {
     using Element = typename Field::Element;

@@ -14,7 +14,7 @@ template class BaseMultiplication<Element>;
 
 namespace {
 
-/// Sets `root` to 1/√x, if x is a square; to 0 if it is 0. Returns false if it is no square.
+/// Sets `root` to 1/√x if x is a square, and to 0 if it is 0. Returns false if it is not a square.
 bool inverseRoot(Element& root, Element const& x) {
     Element check;
     powP58(root, x);
@@ -91,8 +91,8 @@ bool fromEdwards(JacobianPoint<Element>& P, unsigned char const* encoded) {
         sub(root, Element(), root);
     }
 
-    // u = (1 + y)/(1 - y) = -((1 + y)·root)²·V, v = √-486664·u/x = √-486664·u·V·root. For y = -1, u and v are
-    // 0.
+    // u = (1 + y)/(1 - y) = -((1 + y)·root)²·V, v = √-486664·u/x = √-486664·u·V·root. For y = -1, both u and
+    // v are 0.
     add(t, y, Element::small(1));
     mul(t, t, root);
     sqr(t, t);

@@ -1,5 +1,5 @@
-// Points of Curve25519 and Edwards25519 in limbs: between bytes, the Edwards, the Montgomery and the
-// Weierstrass form. What curve25519.h says of the maps holds here.
+// Points of Curve25519 and Edwards25519 with limbs, and the conversions between bytes and the Edwards,
+// Montgomery and Weierstrass forms. See curve25519.h for the maps.
 #pragma once
 
 #include "base/wiped.h"
@@ -10,7 +10,7 @@ namespace detail {
 
 using Element = NativeField25519;
 
-// They are compiled once, in points25519.cpp.
+// Instantiated once, in points25519.cpp.
 extern template void mul(Element&, Element const&, Element const&);
 extern template void sqr(Element&, Element const&);
 extern template void invert(Element&, Element const&);
@@ -19,7 +19,7 @@ extern template bool isZero(Element const&);
 extern template class ScalarMultiplication<JacobianSteps<Element>>;
 extern template class BaseMultiplication<Element>;
 
-/// A/3 with A = 486662, which is x - u.
+/// A/3 with A = 486662, which equals x - u.
 inline constexpr Element thirdOfA =
     Element::fromHex("2aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaad2451");
 /// -a with a = (3 - A²)/3.
@@ -33,30 +33,31 @@ inline constexpr Element twiceEdwardsD =
 /// 2^((p - 1)/4), a square root of -1.
 inline constexpr Element rootOfMinusOne =
     Element::fromHex("2b8324804fc1df0b2b4d00993dfbd7a72f431806ad2fe478c4ee1b274a0ea0b0");
-/// The square root of -486664 for which u = 9 with the even v is Ed25519's base point: it is x·v/u.
+/// The square root of -486664 that maps u = 9 with the even v to Ed25519's base point. It equals x·v/u.
 inline constexpr Element mapFactor =
     Element::fromHex("0f26edf460a006bbd27b08dc03fc4f7ec5a1d3d14b7d1a82cc6e04aaff457e06");
 
-/// 32 bytes, little-endian, below p. Returns the low bit of the value.
+/// Writes 32 bytes, little-endian, below p. Returns the low bit of the value.
 unsigned writeBytes(unsigned char* bytes, Element const& x);
 
 /// The low bit of the value below p.
 unsigned lowBit(Element const& x);
 
-/// The point of Curve25519 with the coordinate u, of either sign. Returns false if u lies on the twist.
+/// A point of Curve25519 with the coordinate u; the sign of v is arbitrary. Returns false if u is on the
+/// twist.
 bool fromMontgomery(JacobianPoint<Element>& P, Element const& u);
 
 /// The point of Curve25519 whose Edwards image has this encoding (RFC 8032, section 5.1.3). Returns false if
-/// no point has it, and for the neutral element.
+/// the encoding is invalid or that of the neutral element.
 bool fromEdwards(JacobianPoint<Element>& P, unsigned char const* encoded);
 
-/// The Edwards image of a point; infinity is the neutral element.
+/// The Edwards image of a point. That of infinity is the neutral element.
 void toEdwards(EdwardsPoint<Element>& P, JacobianPoint<Element> const& from);
 
 /// P = P + Q.
 void addEdwards(EdwardsPoint<Element>& P, EdwardsPoint<Element> const& Q);
 
-/// RFC 8032's 32 bytes of P, of which `inverse` is 1/Z.
+/// Writes the 32 bytes of P (RFC 8032). `inverse` is 1/Z.
 void writeEdwards(unsigned char* bytes, EdwardsPoint<Element> const& P, Element const& inverse);
 
 } // namespace detail

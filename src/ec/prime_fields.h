@@ -1,8 +1,6 @@
-/// The fields of the named curves: residues modulo their primes, in the form that a `MontgomeryReducer` gives
-/// them.
+/// The fields of the named curves: residues modulo their primes, in the form of a `MontgomeryReducer`.
 ///
-/// The primes are sums of few powers of two, so that Montgomery's reduction of them adds and subtracts and
-/// hardly multiplies.
+/// The primes are sums of few powers of two, so Montgomery reduction mostly adds and subtracts.
 #pragma once
 
 #include "bignum/fixed.h"
@@ -20,14 +18,14 @@ struct OrderOf {
     static constexpr Bytes bytes = namedCurves[index].n;
 };
 
-/// Where Montgomery's reduction adds (or subtracts) the digit that it eliminates.
+/// A position at which Montgomery reduction adds or subtracts the eliminated digit.
 struct ReductionTerm {
-    unsigned offset; ///< In digits of 32 bits, above the one that is eliminated.
+    unsigned offset; ///< In 32-bit digits, above the eliminated one.
     int sign;
 };
 
-/// A prime p of `digits` digits for which the term at offset 0 is -1 and the others are `terms`: the sum of
-/// all is p or -p. The columns are those of 32-bit digits, as the powers of two are at their borders.
+/// A prime p of `digits` digits that is, up to its sign, the sum of -1 at offset 0 and `terms`. The columns
+/// are 32-bit digits, because all powers of two are at their boundaries.
 template <size_t count, typename Prime, ReductionTerm... terms>
 struct SparsePrime {
     static constexpr size_t limbs = limbCount<NativeLimb>(count);
@@ -61,7 +59,7 @@ struct SparsePrime {
         r = result;
         if constexpr (isPositive) {
             reduceOnce(r, static_cast<NativeLimb>(sum), value);
-        } else { // above -p and below p
+        } else { // The result is above -p and below p.
             NativeLimb const mask = static_cast<NativeLimb>(sum);
             NativeLimb carry = 0;
             unrolled<limbs>([&](auto i) SEALKIT_INLINED { r[i] = addCarry(r[i], value[i] & mask, carry); });
@@ -81,8 +79,8 @@ using FieldP192 = Residues<SparsePrime<6, PrimeOf<0>, ReductionTerm{2, -1}, Redu
 using FieldP224 = Residues<SparsePrime<7, PrimeOf<1>, ReductionTerm{3, 1}, ReductionTerm{7, -1}>>;
 
 #ifdef __SIZEOF_INT128__
-/// 2^256 - 2^224 + 2^192 + 2^96 - 1 in limbs of 64 bits: the lowest is -1, so that a limb is its own factor,
-/// and of the products with the others one alone is more than a shift.
+/// 2^256 - 2^224 + 2^192 + 2^96 - 1 in limbs of 64 bits. The lowest limb is -1, so each eliminated limb is
+/// its own factor, and only one of its products with the others is more than a shift.
 struct WidePrimeP256 {
     static constexpr size_t limbs = 4;
     static constexpr unsigned radixBits = 256;
@@ -119,14 +117,14 @@ struct Mersenne521Sums {
     static constexpr size_t limbs = limbCount<NativeLimb>(radixBits / digitBits);
     static constexpr Fixed<limbs> value = fixedOf<limbs>(namedCurves[4].p);
 
-    /// a + b + 1 reaches 2^521 where a + b is not below the prime: then that is what it is above 2^521.
+    /// a + b + 1 reaches 2^521 exactly if a + b is not below the prime. Its lower bits are then the result.
     SEALKIT_INLINED static void add(Fixed<limbs>& r, Fixed<limbs> const& a, Fixed<limbs> const& b) {
         NativeLimb carry = 1;
         unrolled<limbs>([&](auto i) SEALKIT_INLINED { r[i] = addCarry(a[i], b[i], carry); });
         takeOff(r, (r[limbs - 1] >> topBits) ^ 1);
     }
 
-    /// Adding the prime takes 1 off, modulo 2^521.
+    /// Adding the prime subtracts 1 modulo 2^521.
     SEALKIT_INLINED static void sub(Fixed<limbs>& r, Fixed<limbs> const& a, Fixed<limbs> const& b) {
         takeOff(r, subtract(r, a, b));
     }
@@ -147,10 +145,9 @@ private:
     }
 };
 
-/// 2^521 - 1. Dividing by R = 2^544 is a rotation by 23 bits, as 2^521 is 1.
+/// 2^521 - 1. Dividing by R = 2^544 is a rotation by 23 bits, because 2^521 is 1.
 #ifdef __SIZEOF_INT128__
-/// Products are formed in nine limbs of 58 bits, whose columns need no carries until all are summed; 2^522 is
-/// 2.
+/// Products are computed in nine limbs of 58 bits, whose columns are summed without carries. 2^522 is 2.
 struct MersennePrime521 : Mersenne521Sums {
     static void mul(Fixed<9>& r, Fixed<9> const& a, Fixed<9> const& b) {
         Fixed<9> x, y;
@@ -171,9 +168,10 @@ struct MersennePrime521 : Mersenne521Sums {
     static void sqr(Fixed<9>& r, Fixed<9> const& a) {
         Fixed<9> x;
         split(x, a);
-        // The sum of x[i] * x[total - i] with i from `first` to `total - first`, each pair once.
+        // The sum of x[i] * x[total - i] with i from `first` to `total - first`, with each pair computed
+        // once.
         auto const pairs = [&](auto total, auto first) SEALKIT_INLINED {
-            constexpr unsigned count = (total + 1) / 2 - first; // of pairs of different limbs
+            constexpr unsigned count = (total + 1) / 2 - first; // The number of pairs of different limbs.
             Column sum = 0;
             unrolled<count>([&](auto i) SEALKIT_INLINED {
                 sum += static_cast<Column>(x[first + i]) * x[total - first - i];
@@ -211,7 +209,7 @@ private:
         });
     }
 
-    /// Carries, reduces below 2^521 and rotates by 23 bits. The columns are below 2^121.
+    /// Carries, reduces below 2^521 and rotates by 23 bits. The columns must be below 2^121.
     SEALKIT_INLINED static void join(Fixed<9>& r, Column const (&columns)[9]) {
         Fixed<9> x;
         Column carry = 0;
@@ -220,7 +218,7 @@ private:
             x[i] = static_cast<NativeLimb>(carry) & mask;
             carry >>= width;
         });
-        // What is above 522 bits, less than 2^64, counts twice; what is above 521 once.
+        // The part above 522 bits, below 2^64, counts twice; the part above 521 bits once.
         carry = carry * 2 + (x[8] >> (width - 1));
         x[8] &= mask >> 1;
         unrolled<9>([&](auto i) SEALKIT_INLINED {
@@ -228,7 +226,7 @@ private:
             x[i] = static_cast<NativeLimb>(carry) & (i < 8 ? mask : ~NativeLimb{0});
             carry >>= width;
         });
-        // If bit 521 is set now, what is below it is less than that carry was.
+        // If bit 521 is set now, the bits below it are less than that carry was.
         Column const low = static_cast<Column>(x[0]) + (x[8] >> (width - 1));
         x[8] &= mask >> 1;
         x[0] = static_cast<NativeLimb>(low) & mask;
@@ -252,7 +250,8 @@ private:
 struct MersennePrime521 : Mersenne521Sums {
     SEALKIT_INLINED static void reduce(Fixed<limbs>& r, Wide<limbs>& t) {
         constexpr unsigned top = limbs - 1;
-        // t = low + high * 2^544 is high + low / 2^23, and the 23 lowest bits of t come in again at bit 498.
+        // t = low + high * 2^544 becomes high + low / 2^23, where the 23 lowest bits of t reappear at bit
+        // 498.
         NativeLimb carry = 0;
         unrolled<limbs>([&](auto i) SEALKIT_INLINED {
             NativeLimb high = bitsFrom<544 + i * limbBits<NativeLimb>>(t);
@@ -265,15 +264,15 @@ struct MersennePrime521 : Mersenne521Sums {
                 low &= topMask;
             r[i] = addCarry(high, low, carry);
         });
-        // What is above 521 bits counts as much at the bottom. The sum is the prime itself for no product but
-        // one of 0, and that is 0.
+        // The part above 521 bits is added at the bottom. The sum is the prime itself only for a product of
+        // 0, which yields 0.
         carry = r[top] >> topBits;
         r[top] &= topMask;
         unrolled<limbs>([&](auto i) SEALKIT_INLINED { r[i] = addCarry<NativeLimb>(r[i], 0, carry); });
     }
 
 private:
-    /// A limb's worth of bits of t, from a bit on.
+    /// The bits of one limb of t, starting at `bit`.
     template <unsigned bit>
     SEALKIT_INLINED static NativeLimb bitsFrom(Wide<limbs> const& t) {
         constexpr unsigned index = bit / limbBits<NativeLimb>;

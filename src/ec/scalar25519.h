@@ -1,5 +1,4 @@
-// Numbers modulo the order of the base points of Curve25519 and Edwards25519, in a fixed number of digits.
-//
+// Numbers modulo the order of the base points of Curve25519 and Edwards25519, with a fixed number of digits.
 // Neither branches nor addresses depend on the numbers.
 #pragma once
 
@@ -13,7 +12,7 @@
 
 namespace detail {
 
-/// A number below 2^256, wiped where its scope ends.
+/// A number below 2^256, wiped by the destructor.
 struct Scalar25519 {
     static constexpr size_t size = 8;
 
@@ -28,31 +27,31 @@ struct Scalar25519 {
     static constexpr Digit order[size] = {0x5cf5d3ed, 0x5812631a, 0xa2f79cd6, 0x14def9de,
                                           0x00000000, 0x00000000, 0x00000000, 0x10000000};
 
-    /// Whether it is below L. For public numbers, as is `bits`.
+    /// Whether it is below L. Like `bits`, only for public numbers.
     bool isReduced() const;
     unsigned bits() const;
 
-    /// At most 32 bytes, little-endian.
+    /// Sets it to at most 32 bytes, little-endian.
     void setBytes(asn1::blob bytes);
 
-    /// At most 64 bytes, little-endian, modulo L.
+    /// Sets it to at most 64 bytes, little-endian, modulo L.
     void setResidue(asn1::blob bytes);
-    /// A number of any size modulo L. Its number of digits may be told.
+    /// Sets it to a number of any size modulo L. Its number of digits is not kept secret.
     void setResidue(BigNum const& number);
-    /// k·s + r modulo L. None of them is this.
+    /// Sets it to k·s + r modulo L. The operands must be other objects.
     void setSum(Scalar25519 const& k, Scalar25519 const& s, Scalar25519 const& r);
 
-    /// 32 bytes, little-endian.
+    /// Writes 32 bytes, little-endian.
     void write(unsigned char* bytes) const;
 
 private:
     static void readBytes(Digit* to, size_t count, asn1::blob bytes);
-    /// x -= L if x with one more digit `above` is not below L.
+    /// Subtracts L unless x, with one more digit `above`, is below L.
     static void subtractOrder(Digit* x, Digit above);
-    /// Brings wide/R modulo L, with R = 2^256, into the high half: below R for any number, below L for one
-    /// below L·R.
+    /// Sets the high half to wide/R modulo L, with R = 2^256. The result is below R for any number, and below
+    /// L for a number below L·R.
     static void montgomery(Digit* wide);
-    /// Sets this to what is in `wide`, which is wiped, modulo L.
+    /// Sets it to `wide` modulo L, and wipes `wide`.
     void reduce(Digit (&wide)[2 * size]);
 };
 

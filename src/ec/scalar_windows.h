@@ -1,4 +1,4 @@
-// The order in which `WCurve::mul` and `WCurve::mul2add` double and add, for points in limbs on the stack.
+// The doublings and additions of `WCurve::mul` and `WCurve::mul2add`, for points with limbs on the stack.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -9,28 +9,28 @@
 
 namespace detail {
 
-/// A number of any length as its digits.
+/// The digits of a number of any length.
 struct ScalarView {
     ScalarView(uint32_t const* digits_, unsigned bits_) : digits(digits_), bits(bits_) {}
     ScalarView(BigNum const& k) : ScalarView(k.digits.data(), k.bits()) {}
 
     uint32_t const* digits;
-    unsigned bits; ///< without zeros at the top
+    unsigned bits; ///< Without leading zeros.
 
     unsigned bit(unsigned i) const { return i < bits ? digits[i / 32] >> i % 32 & 1 : 0; }
     unsigned pair(unsigned i) const { return bit(2 * i + 1) * 2 + bit(2 * i); }
 };
 
-/// One multiplication. What it computes with is wiped when it ends.
+/// One multiplication. Intermediate values are wiped by the destructor.
 ///
-/// `Steps` has the types `Point`, `Entry` of a table, which is assigned from a point, and `Sum`, and these of
-/// a point and of a sum P:
+/// `Steps` has the types `Point`, `Entry` of a table, which is assigned from a point, and `Sum`. For a point
+/// or a sum P it has:
 ///
 ///     dbl(P, n)     P = 2^n·P
 ///     add(P, entry) P = P + entry
 ///     isInfinity(P)
-///     clear(P)      P is at infinity, as it is before anything was added
-///     set(P, entry) P = entry, also one that is at infinity
+///     clear(P)      P is at infinity, as before the first addition
+///     set(P, entry) P = entry, which may be at infinity
 template <typename Steps>
 class ScalarMultiplication : Steps {
 public:
@@ -43,7 +43,7 @@ public:
     ScalarMultiplication(ScalarMultiplication const&) = delete;
     ScalarMultiplication& operator=(ScalarMultiplication const&) = delete;
 
-    /// k·P, by windows of four bits that begin at a 1.
+    /// k·P, with windows of four bits that start at a 1.
     void multiple(Sum& result, ScalarView k, Point const& P) {
         auto* const windows = table; // top·P to (2·top - 1)·P
         auto& single = table[top];
@@ -72,7 +72,7 @@ public:
             this->add(result, windows[window - top]);
             doublings = 0;
         }
-        // Too few bits are left for a window: they are taken one by one.
+        // The remaining bits, too few for a window, are processed one by one.
         this->dbl(result, doublings);
         while (i-- > 0) {
             this->dbl(result, 1);
@@ -83,7 +83,7 @@ public:
 
     /// k·P + l·Q, two bits of each at a time.
     void jointMultiple(Sum& result, ScalarView k, Point const& P, ScalarView l, Point const& Q) {
-        // i·P + j·Q stands at i + 4j.
+        // i·P + j·Q is at i + 4j.
         auto const multiples = [&](Point const& base, unsigned step) {
             table[step] = base;
             next = base;

@@ -1,4 +1,4 @@
-/// Numbers of one width for every value, which are wiped.
+/// Numbers of fixed width, which are wiped.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -9,8 +9,8 @@
 
 namespace detail {
 
-/// A number of the widest named curve. Its digits lie on the stack, zeros above the number, and are wiped
-/// with it.
+/// A number with the width of the widest named curve, padded with zeros. Its digits are on the stack and
+/// wiped by the destructor.
 struct SecretNumber {
     std::array<unsigned, 17> digits{};
 
@@ -19,7 +19,7 @@ struct SecretNumber {
     SecretNumber& operator=(SecretNumber const&) = delete;
     ~SecretNumber() { secureMemset(digits.data(), 0, sizeof digits); }
 
-    /// Takes a number whose length may be told. Returns false if it does not fit.
+    /// Assigns a number whose length is not secret. Returns false if it does not fit.
     bool assign(BigNum const& number) {
         if (number.size() > digits.size())
             return false;
@@ -28,7 +28,7 @@ struct SecretNumber {
         return true;
     }
 
-    /// Takes the `bits` leftmost bits of big-endian bytes, which are at least as many and at most 68 bytes.
+    /// Assigns the `bits` leftmost bits of big-endian bytes, of which there must be enough and at most 68.
     void assign(unsigned char const* bytes, unsigned bits) {
         unsigned const count = (bits + 7) / 8;
         digits.fill(0);
@@ -45,7 +45,7 @@ struct SecretNumber {
             bytes[count - 1 - i] = static_cast<unsigned char>(digits[i / 4] >> (i % 4 * 8));
     }
 
-    /// The same number in a form whose length tells how many digits it has.
+    /// The number in a form whose length reveals its number of digits.
     BigNum toBigNum() const {
         unsigned length = 1;
         for (unsigned i = 1; i < digits.size(); ++i) {

@@ -11,7 +11,7 @@ using detail::FixedCurve;
 
 namespace {
 
-// The windows of `mul` have this many bits, of which the top one is set.
+// The windows of `mul` have this many bits and begin with a 1.
 constexpr unsigned windowBits = 4;
 constexpr unsigned windowTop = 1U << (windowBits - 1);
 
@@ -49,7 +49,7 @@ BigNum WCurve::fromField(RedNum&& x) const {
 bool WCurve::isZero(RedNum const& x) const { return ::isZero(x.value) || x.value == p; }
 
 void WCurve::subtract(RedNum& a, RedNum& b) const {
-    // `-=` adds p at most once, which is not enough for a number a little above p.
+    // `-=` adds p at most once, which is too little if b is not fully reduced.
     while (b.value >= p)
         b.value -= p;
     a -= b;
@@ -73,7 +73,7 @@ void WCurve::dbl(Point& P, RedNum* scratch) const {
         sqr(M, P.X);
         ::mul(M, 3);
         subtract(M, u);
-    } else { // M = 3(X − Z²)(X + Z²), which is that of a = −3
+    } else { // M = 3(X − Z²)(X + Z²), for a = −3
         v = P.X;
         subtract(v, u);
         u += P.X;
@@ -152,7 +152,7 @@ void WCurve::add(Point& P, Point const& Q, RedNum* scratch) const {
 WCurve::Point WCurve::mul(BigNum const& k, Point const& P) const {
     if (Point product; detail::multiple25519(product, *this, k, P))
         return product;
-    Point result; // at infinity, where doubling costs nothing and adding is copying
+    Point result; // At infinity, where doubling is free and adding copies.
     if (FixedCurve const* const fixed = FixedCurve::of(*this))
         if (fixed->mul(*this, k, P, &result))
             return result;
@@ -201,7 +201,7 @@ WCurve::Point WCurve::mul2add(BigNum const& k, Point const& P, BigNum const& l, 
             return result;
 
     RedNum scratch[addScratch];
-    Point table[16]; // i·P + j·Q at i + 4j
+    Point table[16]; // i·P + j·Q is at i + 4j.
     auto const multiples = [&](Point const& base, unsigned step) {
         table[step] = base;
         table[2 * step] = base;
@@ -232,8 +232,8 @@ WCurve::Point WCurve::mul2add(BigNum const& k, Point const& P, BigNum const& l, 
 }
 
 bool WCurve::getY(BigNum const& a, BigNum const& b, BigNum const& x, BigNum& y) const {
-    // Byte ⌊n/4⌋ of the modulus, little-endian. For the named curves its two low bits tell whether
-    // p ≡ 3 (mod 4); in general only those of byte 0 would.
+    // Byte ⌊n/4⌋ of the modulus, little-endian. For the named curves its two low bits decide whether p ≡ 3
+    // (mod 4); in general those of byte 0 would.
     size_t const byte = p.size() / 4;
     if ((p.digits[byte / 4] >> (byte % 4 * 8) & 3) != 3)
         return false;
@@ -246,7 +246,7 @@ bool WCurve::getY(BigNum const& a, BigNum const& b, BigNum const& x, BigNum& y) 
     ::mul(rhs, factor, X);
     rhs += toField(b);
 
-    // Euler's criterion. 0 does not meet it.
+    // Euler's criterion, which 0 does not satisfy.
     if (fromField(expByMod(rhs, p >> 1, *reducer)) != bn64(1))
         return false;
     y = fromField(expByMod(rhs, (p + 1) >> 2, *reducer));
@@ -254,7 +254,7 @@ bool WCurve::getY(BigNum const& a, BigNum const& b, BigNum const& x, BigNum& y) 
 }
 
 bool WCurve::isOnCurve(BigNum const& a, BigNum const& b, Point&& P) const {
-    P.X.reducer = P.Y.reducer = reducer; // an invalid point's zeros are unbound
+    P.X.reducer = P.Y.reducer = reducer; // The zeros of an invalid point have no reducer.
     RedNum left;
     sqr(left, P.Y);
     RedNum factor;

@@ -15,7 +15,7 @@ using F = detail::Element;
 
 constexpr size_t encodedSize = 32;
 
-/// A number of any size as an element.
+/// Converts a number of any size.
 void take(F& x, BigNum number) {
     div(number, Curve25519::getMod(), nullptr, &number);
     uint32_t digit[F::digits] = {};
@@ -23,12 +23,11 @@ void take(F& x, BigNum number) {
     x = F::fromDigits(digit);
 }
 
-/// Other coordinates of the same point, (λ²·X, λ³·Y, λ·Z) with a random λ: what is computed with them is
-/// another time something else.
+/// Randomises the coordinates of a point to (λ²·X, λ³·Y, λ·Z), so that intermediate values differ each time.
 void randomise(detail::JacobianPoint<F>& P) {
     uint32_t digit[F::digits];
     kernelRand(reinterpret_cast<unsigned char*>(digit), sizeof digit, false);
-    digit[0] |= 1; // between 0 and p
+    digit[0] |= 1; // Between 0 and p.
     digit[F::digits - 1] &= ~0U >> 2;
     F const factor = F::fromDigits(digit);
     F square;
@@ -73,14 +72,14 @@ std::vector<unsigned char> kex(asn1::blob priv, asn1::blob peer) {
         return {};
     randomise(P);
     BigNum k = privToNum(priv);
-    // Every point's order divides 8·L: overlong private keys need not take more time.
+    // The order of every point divides 8·L, so oversized private keys are reduced.
     if (k.bits() > 256)
         div(k, Curve25519::getOrder() << 3, nullptr, &k);
     detail::JacobianMultiplication<F>(detail::minusA).multiple(Q, {k.digits.data(), k.bits()}, P);
     if (isZero(Q.Z))
         return {};
 
-    sqr(Q.Z, Q.Z); // u = X/Z² - A/3, which is not 0: k is a multiple of 8
+    sqr(Q.Z, Q.Z); // u = X/Z² - A/3, which is not 0, because k is a multiple of 8.
     invert(Q.Z, Q.Z);
     mul(Q.X, Q.X, Q.Z);
     sub(Q.X, Q.X, detail::thirdOfA);
@@ -98,7 +97,7 @@ std::vector<unsigned char> get_public_key(asn1::blob priv) {
     k.setBytes(priv);
     k.digits[0] &= ~7U;
     k.digits[7] = (k.digits[7] & ~(1U << 31)) | 1U << 30;
-    // Not at infinity: k is no multiple of L, because it is one of 8 and below 8·L.
+    // Not at infinity: k is a multiple of 8 below 8·L, and therefore not one of L.
     detail::Wiped<detail::EdwardsPoint<F>> P;
     detail::BaseMultiplication<F>().multiple(P, k.digits);
     add(P.X, P.Z, P.Y); // u = (1 + y)/(1 - y)
