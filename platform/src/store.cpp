@@ -31,8 +31,7 @@ constexpr mode_t fileMode = 0600;
 constexpr std::string_view recordSuffix = ".rec";
 constexpr std::string_view stateFile = "/state.rec";
 constexpr std::string_view lockFile = "/.lock";
-constexpr std::string_view newFile =
-    "/.new"; ///< A record that is being written; it belongs to the holder of the lock.
+constexpr std::string_view newFile = "/.new"; ///< A record that the holder of the lock writes.
 
 /// The field of the state record that holds the word.
 constexpr uint32_t stateField = 1;
