@@ -1,6 +1,6 @@
 // Runs operations once each between two marks, for the counting plugin of the emulator (counter.c), and
-// prints their names and units in the same order, but for operations that fail. Random bytes come from a
-// fixed source, so that every run counts the same.
+// prints their names and units in the same order, without operations that fail. Random bytes come from a
+// fixed source, so that every run has the same count.
 //
 // Usage: bench_count NAME... or bench_count --list
 #include "libraries.h"
@@ -13,18 +13,18 @@
 
 namespace {
 
-// Instructions that do nothing and that no compiler writes; the plugin knows them.
+// Instructions without effect that no compiler emits; the plugin recognises them.
 void beginMark() { asm volatile("xoris 11,11,0" ::: "memory"); }
 void endMark() { asm volatile("xoris 12,12,0" ::: "memory"); }
 
-/// Restarted before every operation: what an operation draws does not depend on those before it.
+/// Restarted before every operation: its random bytes do not depend on earlier operations.
 std::uint64_t randomState;
 
-/// Whether the operation works; only then it has been counted.
+/// Whether the operation works; it is counted only then.
 bool count(bench::Row const& row) {
     randomState = 1;
     bench::Operation const operation = row.prepare();
-    // The first run binds symbols and fills what is kept between runs.
+    // The first run binds symbols and fills caches.
     if (!operation())
         return false;
     randomState = 2;
@@ -36,7 +36,7 @@ bool count(bench::Row const& row) {
 
 } // namespace
 
-/// The library draws its random bytes from here, in place of the kernel.
+/// The library draws its random bytes from this function instead of the kernel.
 extern "C" ssize_t getrandom(void* to, size_t size, unsigned) {
     auto* const bytes = static_cast<unsigned char*>(to);
     for (size_t i = 0; i < size; i++) {

@@ -18,7 +18,7 @@ namespace {
 
 constexpr char marker[] = "00000000"; ///< The number of a numbered certificate.
 
-/// Inputs are part of the program: without one of them there is nothing to measure.
+/// Inputs are part of the program, so a missing one is an error.
 template <typename T>
 T&& need(T&& value, char const* what) {
     if (!value) {
@@ -87,7 +87,7 @@ void signBy(X509Certificate& certificate, X509Certificate const& issuer, Private
     need(certificate.sign(key, HashID::SHA256), "a certificate");
 }
 
-/// Root and leaf share a key: RSA keys are files, and nothing here depends on it.
+/// Root and leaf share a key: RSA keys are files, and no result depends on this.
 Chain chainOf(PrivateKey const& key, PrivateKey const& intermediateKey) {
     X509Certificate root = certificateOf(key, nameOf("Benchmark root"), true);
     signBy(root, root, key);

@@ -1,8 +1,8 @@
-/// What the operations work on: the same bytes for every library, and the same in every run. Keys are those
+/// The inputs of the operations: the same bytes for every library and in every run. Keys are those
 /// of tests/vectors and of this folder, or derived from a seed; certificates and messages are made by
 /// sealkit.
 ///
-/// Each input is made when it is asked for first, and kept. No header of a library is included here: names of
+/// Each input is made when it is first used, and kept. This header includes no library, because names of
 /// sealkit and of its peers would collide.
 #pragma once
 
@@ -46,7 +46,7 @@ Chain const& p256Chain();
 /// The self-signed RSA certificate number `number`: a copy of the first with its serial number, name and key
 /// identifier changed, and therefore with a wrong signature, which no reader checks.
 Bytes numberedCertificate(size_t number);
-/// A bundle of PEM with this many of them.
+/// A bundle of PEM with this many of these certificates.
 std::string bundle(size_t count);
 inline constexpr size_t bundleSize = 150;
 

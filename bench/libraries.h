@@ -1,5 +1,5 @@
-/// The libraries that have rows. Each function appends those of one; the peers' are there where they were
-/// built.
+/// The libraries that have rows. Each function appends the rows of one library; those of peers exist if the
+/// peers were built.
 #pragma once
 
 #include "row.h"

@@ -1,6 +1,6 @@
 // The rows of all libraries on Google Benchmark. Arguments are those of Google Benchmark, and
 //
-//     --rotate=N    each operation's libraries in another order, so that none is always the first
+//     --rotate=N    the libraries of each operation in another order, so that each is first at times
 //
 // A row is named OPERATION/SIZE/LIBRARY; `--benchmark_filter='^sha256/16384/'` runs one operation by every
 // library.
@@ -35,7 +35,7 @@ bool failed = false; ///< Whether any operation has.
 
 void measure(benchmark::State& state, bench::Row const& row) {
     bench::Operation const operation = row.prepare();
-    // The first run fills what is kept between runs.
+    // The first run fills caches.
     bool works = operation();
     for (auto _ : state)
         works = works && operation();

@@ -1,6 +1,6 @@
-// Counts the field products of the operations whose steps are fixed, which bound how fast they can be. On the
-// named curves those are the products in limbs, by a field of our own that counts; on Curve25519 those of the
-// general arithmetic, by a reducer that counts. Prints the name of a row of the benchmarks, and the products.
+// Counts the field products of the operations with fixed steps, which limit their speed. On the named curves,
+// a counting field counts the products in limbs; on Curve25519, a counting reducer counts those of the
+// general arithmetic. Prints the name of a row of the benchmarks, and the products.
 #include <sealkit/bignum.h>
 #include <sealkit/curve25519.h>
 #include <sealkit/ec.h>
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The plain residues, and how often they were multiplied and squared.
+/// Plain residues, with the numbers of products and squares.
 class CountingReducer : public Reducer {
 public:
     explicit CountingReducer(BigNum const& modulus) : Reducer(modulus) {}
@@ -47,8 +47,7 @@ BigNum randomScalar(BigNum const& order) {
     return scalar;
 }
 
-/// Small enough for one limb: what is multiplied and how often does not depend on the field, as long as
-/// nothing is zero by accident.
+/// Small enough for one limb: the products do not depend on the field, unless a value is accidentally zero.
 struct CountingField {
     using Element = detail::Fixed<1>;
     static constexpr detail::NativeLimb prime = 0x7fffffff;
@@ -73,8 +72,8 @@ void countNamed(Curve curve, char const* agree, char const* verify) {
           [&] { Multiplication().jointMultiple(sum, randomScalar(order), P, randomScalar(order), Q); });
 }
 
-/// Both forms are the one Weierstrass curve with a = 1 - A²/3, and begin by a square root. What verification
-/// adds, the multiple of the base point from a table, has no fixed steps.
+/// Both forms are the same Weierstrass curve with a = 1 - A²/3, and begin with a square root. The multiple of
+/// the base point in verification comes from a table and has no fixed steps.
 void count25519() {
     BigNum const& p = Curve25519::getMod();
     BigNum const& order = Curve25519::getOrder();

@@ -11,11 +11,11 @@ set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
 add_library(sealkit_warnings INTERFACE)
 target_compile_options(sealkit_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough
-    # A later compiler may warn of more: that fails where sealkit is tested, and not where it is only built.
+    # A later compiler may warn of more, which must not break a build without tests.
     $<$<BOOL:${SEALKIT_TESTS}>:-Werror>
-    # At -Os GCC 12 takes the address of an object on the stack, which its destructor takes back, for a dangling one.
+    # At -Os, GCC 12 warns of the stored address of an object on the stack, which the destructor removes.
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:MinSizeRel>>:-Wno-dangling-pointer>
-    # A constructor's parameter may bear the name of the member that it fills.
+    # A constructor's parameter may have the name of its member.
     $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow>)
 
 if(SEALKIT_SANITIZERS)
@@ -28,8 +28,8 @@ if(SEALKIT_LTO)
     check_ipo_supported()
 endif()
 
-# sealkit_harden(TARGET): what ships checks its stack and its buffers as it runs, and its tables of functions are
-# read-only once it is loaded. Sanitizers check more, and are in the way of it.
+# sealkit_harden(TARGET): release builds check their stack and buffers at run time, and have read-only tables of
+# functions. Sanitizers check more, and do not work with this.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
@@ -47,7 +47,7 @@ function(sealkit_harden target)
     target_link_options(${target} PRIVATE "$<$<CONFIG:Release,MinSizeRel>:-Wl,-z,relro;-Wl,-z,now;-Wl,-z,noexecstack>")
 endfunction()
 
-# What the shared libraries are built with beside the warnings.
+# The options of the shared libraries, except warnings.
 function(sealkit_library_options target)
     set_target_properties(${target} PROPERTIES
         CXX_VISIBILITY_PRESET hidden

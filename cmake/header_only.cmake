@@ -1,6 +1,6 @@
 # sealkit_header_only(NAME HEADER): an interface target for a header-only library of the build
 # machine. Under a cross compiler only that library's own folder may be seen, never the build
-# machine's C library headers beside it. Makes no target where the library is missing.
+# machine's C library headers beside it. Makes no target if the library is missing.
 function(sealkit_header_only name header)
     find_path(${name}_INCLUDE_DIR ${header} NO_CMAKE_FIND_ROOT_PATH)
     if(NOT ${name}_INCLUDE_DIR)

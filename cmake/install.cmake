@@ -25,7 +25,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/sealkitConfigVersion.cmake 
 install(FILES ${CMAKE_BINARY_DIR}/sealkitConfig.cmake ${CMAKE_BINARY_DIR}/sealkitConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/sealkit)
 
-# The .pc file is relocatable: its prefix is found from where it lies.
+# The .pc file is relocatable: its prefix follows from its own place.
 if(NOT SEALKIT_MLKEM)
     set(SEALKIT_PC_DEFINITIONS " -DSEALKIT_WITHOUT_MLKEM")
 endif()

@@ -2,11 +2,11 @@
 #
 # 1. this machine: pkg-config's mlkem-native, or a library in CMAKE_PREFIX_PATH;
 # 2. MLKEM_NATIVE_DIR, a source tree of the upstream release;
-# 3. a package of Debian that carries the sources (scripts/fetch-mlkem-native), kept in MLKEM_NATIVE_CACHE;
+# 3. a package of Debian with the sources (scripts/fetch-mlkem-native), kept in MLKEM_NATIVE_CACHE;
 # 4. MLKEM_NATIVE_URL, an archive of the upstream release.
 #
-# sealkit_get_mlkem_native() looks for it, and turns SEALKIT_MLKEM off where that is AUTO and nothing has it;
-# sealkit_add_mlkem_native(TARGET) brings it into TARGET, which exports none of its symbols.
+# sealkit_get_mlkem_native() looks for it, and turns SEALKIT_MLKEM off if that is AUTO and it is not found;
+# sealkit_add_mlkem_native(TARGET) links it into TARGET, which does not export its symbols.
 set(MLKEM_NATIVE_DIR "" CACHE PATH "Source tree of mlkem-native, as upstream releases it")
 set(MLKEM_NATIVE_URL "" CACHE STRING "Archive of a release of mlkem-native, where nothing else has it")
 set(MLKEM_NATIVE_SHA256 "" CACHE STRING "SHA-256 of the archive that MLKEM_NATIVE_URL names")
@@ -26,8 +26,8 @@ if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64)$" AND CMAKE_SIZEOF_VOID
     enable_language(ASM)
 endif()
 
-# Whether a shared library for this target can be made of these libraries: the symbols are there, in code that may
-# lie anywhere.
+# Whether a shared library for this target can be linked with these libraries: the symbols exist, in
+# position-independent code.
 function(sealkit_check_mlkem_native result)
     include(CheckCSourceCompiles)
     set(CMAKE_REQUIRED_LIBRARIES ${ARGN})
@@ -76,7 +76,7 @@ endfunction()
 function(sealkit_get_mlkem_native_sources)
     if(MLKEM_NATIVE_DIR)
         if(NOT EXISTS ${MLKEM_NATIVE_DIR}/mlkem/mlkem_native.c)
-            message(FATAL_ERROR "MLKEM_NATIVE_DIR is no source tree of mlkem-native: there is no\n"
+            message(FATAL_ERROR "MLKEM_NATIVE_DIR is not a source tree of mlkem-native, because there is no\n"
                 "  ${MLKEM_NATIVE_DIR}/mlkem/mlkem_native.c")
         endif()
         message(STATUS "mlkem-native: ${MLKEM_NATIVE_DIR}")
@@ -111,11 +111,11 @@ function(sealkit_get_mlkem_native_sources)
             set(SEALKIT_MLKEM_NATIVE_UPSTREAM ${mlkem_native_release_SOURCE_DIR} PARENT_SCOPE)
             return()
         endif()
-        message(STATUS "MLKEM_NATIVE_URL is no release of mlkem-native: there is no mlkem/mlkem_native.c in it")
+        message(STATUS "MLKEM_NATIVE_URL is not a release of mlkem-native: it has no mlkem/mlkem_native.c")
     endif()
 endfunction()
 
-# A macro, as what it finds is for the folders below.
+# A macro, because other folders use its results.
 macro(sealkit_get_mlkem_native)
     sealkit_find_mlkem_native()
     if(NOT SEALKIT_MLKEM_NATIVE_INSTALLED)
@@ -141,7 +141,8 @@ macro(sealkit_get_mlkem_native)
     endif()
 endmacro()
 
-# sealkit_mlkem_native_library(NAME [SOURCE...]): the sources in C, those in SOURCE beside them, and how they are compiled.
+# sealkit_mlkem_native_library(NAME [SOURCE...]): the sources in C, those in SOURCE beside them, and how they are
+# compiled.
 function(sealkit_mlkem_native_library name)
     set(ours ${PROJECT_SOURCE_DIR}/cmake/mlkem_native)
     if(SEALKIT_MLKEM_NATIVE_UPSTREAM)
@@ -155,15 +156,15 @@ function(sealkit_mlkem_native_library name)
         target_include_directories(${name} PRIVATE ${SEALKIT_MLKEM_NATIVE_PACKAGED}/include)
         target_compile_definitions(${name} PRIVATE OPENSSL_NO_ASM SEALKIT_MLKEM_NATIVE_GLUE)
     endif()
-    # Its warnings are not ours, and neither is its way to be built: as it ships, in every build type.
+    # It is third-party code: built with its own optimisation in every build type, without warnings.
     target_compile_options(${name} PRIVATE -O2 -w)
     sealkit_harden(${name})
     target_compile_definitions(${name} PRIVATE MLK_CONFIG_FILE="${ours}/config.h" NDEBUG)
     set_target_properties(${name} PROPERTIES C_VISIBILITY_PRESET hidden C_STANDARD 11)
 endfunction()
 
-# mlkem_native, of the packaged sources for x86-64 processors. Their own code for these is chosen as it runs;
-# mlkem_native_portable, which tests compare it with, is without it.
+# mlkem_native from the packaged sources for x86-64, whose code for these processors is selected at run time, and
+# mlkem_native_portable without it, for comparison in tests.
 function(sealkit_add_mlkem_native_x86_64)
     set(folder ${SEALKIT_MLKEM_NATIVE_PACKAGED}/crypto/fipsmodule/ml_kem/mlkem)
     set(assembly ntt intt nttunpack ntttobytes nttfrombytes reduce tomont rej_uniform_asm mulcache_compute
@@ -180,11 +181,11 @@ function(sealkit_add_mlkem_native_x86_64)
 endfunction()
 
 function(sealkit_add_mlkem_native target)
-    # Some of its functions ask to be exported.
+    # Some of its functions are declared as exported.
     target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL)
     if(SEALKIT_MLKEM_NATIVE_INSTALLED)
         target_link_libraries(${target} PRIVATE ${SEALKIT_MLKEM_NATIVE_INSTALLED})
-        # A shared one may lie where the loader does not look by itself.
+        # A shared library may be outside the loader's default folders.
         set_target_properties(${target} PROPERTIES INSTALL_RPATH_USE_LINK_PATH ON)
         return()
     endif()

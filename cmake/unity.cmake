@@ -1,7 +1,7 @@
-# Files of a folder that are compiled as one, as headers take most of the time.
+# Compiles the files of a folder as one, because headers take most of the time.
 
-# sealkit_unity_groups(TARGET [APART PATH...]): says which files of a target go together. Those under APART give a name
-# of their own to another thing than a neighbour does, and stay alone, as do files with options of their own.
+# sealkit_unity_groups(TARGET [APART PATH...]): groups the files of a target. Files under APART are compiled
+# separately, because their internal names collide with others, and so are files with their own options.
 function(sealkit_unity_groups target)
     cmake_parse_arguments(arg "" "" "APART" ${ARGN})
     get_target_property(sources ${target} SOURCES)

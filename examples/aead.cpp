@@ -9,7 +9,7 @@ int main() {
     Rng& rng = getDefaultRng();
     if (!rng.fill(key.data(), 32) || !rng.fill(nonce.data(), 12))
         return 2;
-    std::string const header = "to: Ada"; // Authenticated, and sent as it is.
+    std::string const header = "to: Ada"; // Authenticated, and sent unencrypted.
     std::string const letter = "Dear Ada,";
 
     asn1::blob const associated = header;

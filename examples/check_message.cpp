@@ -1,4 +1,4 @@
-/// Checks a signed message (PKCS#7, CMS) under a folder of trusted CAs, and writes what was signed.
+/// Checks a signed message (PKCS#7, CMS) under a folder of trusted CAs, and writes the signed content.
 #include <sealkit/sealkit.h>
 
 #include <fstream>

@@ -1,5 +1,5 @@
 /// A password-authenticated key exchange between `ECSRP`, the side that has the password, and a server that
-/// keeps only a verifier of it. The library has no class for the server: its whole arithmetic is here.
+/// keeps only a verifier. The library has no class for the server, so this example has its whole arithmetic.
 #include <sealkit/sealkit.h>
 
 #include <algorithm>
@@ -14,13 +14,14 @@ Bytes operator+(Bytes left, Bytes const& right) {
     return left;
 }
 
-/// The server's side, with a secret scalar a of its own.
+/// The server's side, with its own secret scalar a.
 class Server {
 public:
     Server(Bytes const& itsSalt, Bytes const& itsVerifier) : salt(itsSalt), verifier(itsVerifier) {}
 
     /// Takes the challenge, B and a user name, and answers A = a·G + W and the salt. W = redp1(V) depends on
-    /// the verifier: A says nothing to who does not know it, and who does not know it cannot make an A.
+    /// the verifier: A reveals nothing to anyone who does not know the verifier, and nobody else can make an
+    /// A.
     Bytes answer(Bytes const& challenge) {
         randomBigNum(&a, Curve25519::getOrder(), getDefaultRng());
         B.assign(challenge.begin(), challenge.begin() + 33);
@@ -31,9 +32,9 @@ public:
         return A + salt;
     }
 
-    /// Takes the other side's proof and gives its own, or nothing when the password was another.
+    /// Checks the other side's proof and returns its own, or nothing if the passwords differ.
     ///
-    /// Z = a·(B + e·V) is what the other side has as (b + e·v)·(A − W), since B = b·G, V = v·G and A − W =
+    /// Z = a·(B + e·V) equals (b + e·v)·(A − W) of the other side, since B = b·G, V = v·G and A − W =
     /// a·G.
     Bytes prove(Bytes const& response) {
         Bytes const e = calcDigest(HashID::SHA256, Curve25519::getX(B) + Curve25519::getX(A));
@@ -83,7 +84,7 @@ bool logIn(Server& server, std::string const& user, std::string const& password)
 } // namespace
 
 int main() {
-    // When the account is opened: the salt and the verifier are stored, the password is not.
+    // When the account is created, the salt and the verifier are stored, but not the password.
     Bytes const salt = randomBytes(16);
     Server server(salt, pwdVerifier(pwdHash("alice", "open sesame", salt)));
 

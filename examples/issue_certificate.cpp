@@ -1,5 +1,5 @@
-/// Issues a certificate for a request, for 90 days, as a CA that knows that the names belong to the
-/// requester.
+/// Issues a certificate for a request, for 90 days, as a CA that has checked that the names are the
+/// requester's.
 #include <sealkit/sealkit.h>
 
 #include <iostream>
@@ -40,7 +40,7 @@ int main(int, char** arguments) { // CA certificate, CA key, request
         return 2;
     }
 
-    // What the CA may not issue is found before anybody gets it.
+    // Refuses what the CA may not issue.
     CertificateMemoryStore store;
     store.certs.push_back(std::make_shared<X509Certificate>(*ca));
     PathOptions options;

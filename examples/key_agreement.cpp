@@ -31,8 +31,8 @@ int main() {
     if (!ada.generatePrivKey(getDefaultRng()) || !bob.generatePrivKey(getDefaultRng()))
         return 2;
 
-    // Each side sends its public key. Who sent it is shown by other means: a signature over both, for
-    // example.
+    // Each side sends its public key. Another mechanism authenticates the sender, for example a signature
+    // over both.
     Bytes transcript = ada.pub;
     transcript.insert(transcript.end(), bob.pub.begin(), bob.pub.end());
     Bytes const ofAda = deriveKey(ada, *bob.publicKey(), transcript);
@@ -40,7 +40,7 @@ int main() {
     bool const same = !ofAda.empty() && equalInConstantTime(ofAda, ofBob);
     std::cout << (same ? "both have the same key" : "no key") << std::endl;
 
-    // A public key of small order would make the secret known to everybody: it is refused.
+    // A public key of small order is refused, because everybody would know the secret.
     X25519PublicKey zero;
     zero.pub.assign(32, 0);
     return same && deriveKey(ada, zero, transcript).empty() ? 0 : 1;

@@ -1,4 +1,4 @@
-/// Agrees on a secret that a quantum computer does not find out, with ML-KEM-768.
+/// Agrees on a secret with ML-KEM-768, which resists quantum computers.
 #include <sealkit/sealkit.h>
 
 #include <algorithm>
@@ -9,7 +9,7 @@ int main() {
     if (!receiver.generate())
         return 2;
     std::vector<unsigned char> const publicKey =
-        encodeMlkemPublicKey(receiver); // What the receiver publishes.
+        encodeMlkemPublicKey(receiver); // The receiver publishes this.
 
     // The sender reads the public key, makes a secret, and sends the ciphertext that conveys it.
     Refusal refusal;

@@ -1,4 +1,4 @@
-/// Opens a PKCS#12 file and lists what it holds; what cannot be read is named.
+/// Opens a PKCS#12 file, lists its contents, and names unreadable parts.
 #include <sealkit/sealkit.h>
 
 #include <fstream>

@@ -1,5 +1,5 @@
-/// Path building over a store of one's own: here one that answers from a table in memory, as one over a
-/// database would.
+/// Path building over an own store: this one answers from a table in memory, and could use a database
+/// instead.
 #include <sealkit/sealkit.h>
 
 #include <iostream>

@@ -1,5 +1,5 @@
-/// Signs a file with a private key of any kind: the signature that `openssl dgst -sha256 -sign` makes with
-/// RSA and EC keys.
+/// Signs a file with a private key of any kind. With RSA and EC keys it makes signatures like `openssl dgst
+/// -sha256 -sign`.
 #include <sealkit/sealkit.h>
 
 #include <fstream>

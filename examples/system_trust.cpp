@@ -1,4 +1,5 @@
-/// Validates a chain against what the system's certificate manager trusts, and names what it could not load.
+/// Validates a chain under the trust of the system's certificate manager, and names entries that could not be
+/// loaded.
 #include <sealkit/sealkit.h>
 
 #include <iostream>

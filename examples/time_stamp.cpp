@@ -1,4 +1,4 @@
-/// Checks that a time-stamp reply (RFC 3161) is the answer to a request, and says what it states.
+/// Checks that a time-stamp reply (RFC 3161) is the answer to a request, and prints its contents.
 #include <sealkit/sealkit.h>
 
 #include <fstream>

@@ -1,4 +1,4 @@
-/// Validates a certificate with the certificates beside it for a host name against a folder of trusted CAs.
+/// Validates the certificate in a file, with the others in it, for a host name under a folder of trusted CAs.
 #include <sealkit/sealkit.h>
 
 #include <iostream>

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Whether nothing within is in BER's form: the parser walks all of it.
+/// Whether the element contains no BER: the parser reads all of it.
 bool isWalked(asn1::blob bytes, unsigned depth) {
     asn1::parser level(bytes);
     for (; level.tag != asn1::parser::endTag; level.next()) {
@@ -22,7 +22,7 @@ bool isWalked(asn1::blob bytes, unsigned depth) {
 
 } // namespace
 
-/// What is converted is as the parser takes it, is no longer than its BER allows, and converts to itself.
+/// Converted DER is accepted by the parser, is not longer than its BER allows, and converts to itself.
 void fuzz::ber(asn1::blob input) {
     std::vector<unsigned char> der;
     bool const isGood = asn1::berToDer(input, &der, nullptr);

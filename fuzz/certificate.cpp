@@ -4,8 +4,8 @@
 #include "signed_object.h"
 #include "targets.h"
 
-/// Beside what holds for every signed object: raw and parsed names are the same names, self-signed
-/// means equal names, and a key that can be read survives being written.
+/// In addition to the laws of every signed object: raw and parsed names are equal, self-signed means equal
+/// names, and a key that was read is written and read again.
 void fuzz::certificate(asn1::blob input) {
     X509Certificate certificate;
     if (!parseAndSerialize(input, &certificate))

@@ -39,7 +39,7 @@ Bytes decrypted(Cipher& cipher, Bytes const& iv, Bytes const& ciphertext, unsign
     return out;
 }
 
-/// What is encrypted is decrypted; whole blocks alone in modes that leave the rest.
+/// Decryption reverses encryption, only of whole blocks in modes that ignore a partial block.
 void checkReversal(Cipher& cipher, Bytes const& iv, Bytes const& plaintext) {
     unsigned result = 0;
     Bytes const ciphertext = encrypted(cipher, iv, plaintext);
@@ -48,7 +48,7 @@ void checkReversal(Cipher& cipher, Bytes const& iv, Bytes const& plaintext) {
     SEALKIT_ASSERT(std::equal(back.begin(), back.end(), plaintext.begin()));
 }
 
-/// A stream that is cut between blocks is the same stream.
+/// A stream that is split between blocks is the same stream.
 void checkCut(Cipher& cipher, Bytes const& iv, Bytes const& plaintext, unsigned cut) {
     unsigned const size = sizeOf(plaintext);
     cut = std::min(cut * cipher.blockLength(), size - size % cipher.blockLength());
@@ -59,7 +59,7 @@ void checkCut(Cipher& cipher, Bytes const& iv, Bytes const& plaintext, unsigned 
     SEALKIT_ASSERT(out == encrypted(cipher, iv, plaintext));
 }
 
-/// One bit of any ciphertext with a MAC changed: decryption fails.
+/// Decryption fails if one bit of an authenticated ciphertext is changed.
 void checkForgery(Cipher& cipher, Bytes const& iv, Bytes const& plaintext, unsigned bit) {
     unsigned result = 0;
     Bytes ciphertext = encrypted(cipher, iv, plaintext);
@@ -70,8 +70,8 @@ void checkForgery(Cipher& cipher, Bytes const& iv, Bytes const& plaintext, unsig
 
 } // namespace
 
-/// Bytes that say which cipher, which hash, how long the keys are and where to cut or forge; the keys; the
-/// IV, which is the additional data as well; and what remains is encrypted, and decrypted.
+/// The input selects the cipher, the hash, the lengths of the keys and the places of splits and forgeries;
+/// then come the keys and the IV, which is also the additional data. The rest is encrypted and decrypted.
 void fuzz::cipher(asn1::blob input) {
     Bytes const choice = take(input, 5);
     unsigned const id = choice[0] % 9, hash = 1 + choice[1] % 7;

@@ -5,10 +5,10 @@
 
 namespace {
 
-/// The index finds what reading through the entries finds.
+/// The index gives the same results as a scan of the entries.
 void searchEntries(X509Crl const& crl) {
     constexpr size_t maxSearches = 32;
-    X509Crl const scanned = crl; // A copy has no index of its own.
+    X509Crl const scanned = crl; // A copy has no index.
     for (size_t position = 0; position < crl.revoked.size() && position < maxSearches; position++) {
         asn1::blob const serialNumber = crl.revoked[position].serialNumber;
         std::vector<size_t> const found = crl.findAllRevoked(serialNumber);
@@ -20,8 +20,8 @@ void searchEntries(X509Crl const& crl) {
     SEALKIT_ASSERT(crl.findRevoked({}) == nullptr);
 }
 
-/// What the platform's rules support reads alike for the standard rules, and what only these support tells
-/// why.
+/// A CRL that the platform's rules support is read in the same way for the standard rules; any other has a
+/// `platformRefusal`.
 void readForStandard(asn1::blob input, X509Crl const& stated, bool isAccepted) {
     X509Crl crl;
     bool const isRead = crl.parse(input, nullptr, FormRules::standard);
@@ -36,8 +36,8 @@ void readForStandard(asn1::blob input, X509Crl const& stated, bool isAccepted) {
 
 } // namespace
 
-/// Beside what holds for every signed object: raw and parsed issuer are the same name, and every entry
-/// has a serial number, under which it is found.
+/// In addition to the laws of every signed object: raw and parsed issuer are equal, and every entry has a
+/// serial number under which it is found.
 void fuzz::crl(asn1::blob input) {
     X509Crl crl;
     bool const isAccepted = parseAndSerialize(input, &crl);

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// What is written parses to the same name, which is written the same way.
+/// A written name parses to the same name, which is written in the same way.
 template <typename Name>
 void checkName(asn1::blob element, bool (*equal)(Name const&, Name const&)) {
     Name name, again;
@@ -20,7 +20,7 @@ void checkName(asn1::blob element, bool (*equal)(Name const&, Name const&)) {
     SEALKIT_ASSERT(again.parse(encoded) && equal(again, name) && again.serialize() == encoded);
 }
 
-/// An element that is written anew parses to the same element.
+/// A rewritten element parses to the same element.
 void checkElement(unsigned tag, asn1::blob content, asn1::blob element) {
     DerEncoder encoder;
     encoder.add(tag, content);
@@ -30,7 +30,7 @@ void checkElement(unsigned tag, asn1::blob content, asn1::blob element) {
     SEALKIT_ASSERT(again.tag == tag && again.take() == content && again.tag == asn1::parser::endTag);
 }
 
-/// A time is written as the UTCTime of the same day in a century near.
+/// A time that is written as a UTCTime is read and written again the same.
 void checkTime(asn1::blob element) {
     constexpr unsigned utcTime = 0x17;
     asn1::parser from(element);
@@ -45,7 +45,7 @@ void checkTime(asn1::blob element) {
     SEALKIT_ASSERT(again.parse(written) && again.toUTC() == time.toUTC());
 }
 
-/// Reads an element as everything that it could be.
+/// Reads an element as every type that it may have.
 void readAsEverything(unsigned tag, asn1::blob content, asn1::blob element) {
     oidStr(content);
     AlgorithmIdentifier algorithm, again;
@@ -57,7 +57,7 @@ void readAsEverything(unsigned tag, asn1::blob content, asn1::blob element) {
     }
     checkTime(element);
     checkName<DistinguishedName>(element, [](auto const& a, auto const& b) { return a == b; });
-    if (tag <= 0xFF) { // The writers have tags of one octet.
+    if (tag <= 0xFF) { // The writers support tags of one octet.
         checkElement(tag, content, element);
         checkName<GeneralName>(
             element, [](auto const& a, auto const& b) { return a.data == b.data && a.type == b.type; });

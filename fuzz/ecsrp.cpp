@@ -9,7 +9,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-/// One that lets its state be seen.
+/// An `ECSRP` whose state is visible.
 struct Side : ECSRP {
     using ECSRP::ECSRP;
     using ECSRP::expectedReply;
@@ -20,8 +20,8 @@ struct Side : ECSRP {
 
 } // namespace
 
-/// The input is a peer's message, in either mode. What gets no answer changes nothing; what gets one gets it
-/// again, from another object too.
+/// The input is a peer's message, in either mode. A message without an answer leaves the object unchanged;
+/// one with an answer gets the same answer again, also from another object.
 void fuzz::ecsrp(asn1::blob input) {
     Bytes const message(input.begin(), input.end());
     Side side("alice", "open sesame", Bytes(32, 0x5a));
@@ -31,7 +31,7 @@ void fuzz::ecsrp(asn1::blob input) {
     SEALKIT_ASSERT(side.verifyReply(side.reply()) == side.replyExpected);
     SEALKIT_ASSERT(response.empty() == side.getSessionKey().empty());
 
-    // Any salt, and none.
+    // With a salt, and without one.
     asn1::blob rest = input;
     asn1::blob const point = rest.size() < 33 ? rest : rest.pop_front(33);
     Side other("alice", "open sesame", Bytes(32, 0x5a));

@@ -1,4 +1,4 @@
-/// Taking encrypted keys apart before they are decrypted: the input says how long that takes.
+/// Parsing encrypted keys without decrypting them, to find out how long decryption takes.
 #pragma once
 
 #include "sealkit/asn1.h"
@@ -12,9 +12,9 @@ namespace fuzz {
 struct EncryptedKey {
     AlgorithmIdentifier algorithm;
     PBES2Params params;
-    asn1::blob data; ///< A view of what was parsed.
+    asn1::blob data; ///< A view of the parsed input.
 
-    /// False when nothing will be derived from a password.
+    /// False if no key is derived from a password.
     bool parse(asn1::blob der) {
         asn1::parser fields(der);
         if (!fields.enter(detail::tag::sequence) || fields.tag != detail::tag::sequence ||

@@ -26,8 +26,7 @@ void check(asn1::blob input) {
 
 } // namespace
 
-/// The input is a message, and each of its parts. What parses is written, and what is written parses to the
-/// same again.
+/// The input is a message, or one of its parts. A parsed object is written, and parses to the same again.
 void fuzz::enveloped(asn1::blob input) {
     check<PKCS7KeyTransRecipientInfo>(input);
     check<PKCS7EncryptedContentInfo>(input);

@@ -29,14 +29,14 @@ X25519PrivateKey const& x25519Key() {
     return key;
 }
 
-/// Whether the password of a recipient is derived in few rounds: PBKDF2-params are a salt and a count.
+/// Whether the key of a password recipient takes few iterations: PBKDF2-params are a salt and a count.
 bool isQuick(EnvelopedRecipient const& recipient) {
     asn1::parser fields(recipient.keyDerivation.params);
     return recipient.kind != RecipientKind::password ||
            (fields.enter(0x30) && (fields.next(), fields.tag == 0x02) && fields.value().size() < 2);
 }
 
-/// A failure gives nothing out, and says why.
+/// A failure leaves no output and has a reason.
 template <typename Decrypt>
 void check(Decrypt decrypt) {
     Bytes out = {1};
@@ -46,7 +46,7 @@ void check(Decrypt decrypt) {
 
 } // namespace
 
-/// The input is a message with recipients of any kind, which keys of each kind are tried on.
+/// The input is a message with recipients of any kind; keys of each kind try to decrypt it.
 void fuzz::enveloped_message(asn1::blob input) {
     EnvelopedMessage message;
     bool const isGood = message.parse(input, nullptr);

@@ -37,8 +37,8 @@ Bytes sum(Bytes const& a, Bytes const& b) {
     return out;
 }
 
-/// Decryption in place gives the plaintext back, and with any bit of any part changed it fails
-/// and leaves what counter mode gives.
+/// Decryption in place restores the plaintext. With any bit changed, it fails and leaves the output of
+/// counter mode.
 void checkReversal(Cipher& gcm, Bytes const& iv, Bytes const& plaintext, Bytes const& aad, unsigned bit) {
     Bytes text = encrypted(gcm, iv, plaintext, aad);
     gcm.setIV(iv.data(), sizeOf(iv));
@@ -72,7 +72,7 @@ void checkSum(Cipher& gcm, Bytes const& iv, Bytes const& plaintext, Bytes const&
                                 sum(encrypted(gcm, iv, ones, onesAad), encrypted(gcm, iv, zeros, noAad))));
 }
 
-/// Encryption goes on after a message where one longer message would, in whole blocks.
+/// Encryption continues after a message as in one longer message, in whole blocks.
 void checkContinuation(Cipher& gcm, Bytes const& iv, Bytes const& plaintext, unsigned cut) {
     cut = std::min(16 * cut, sizeOf(plaintext) / 16 * 16);
     Bytes out(plaintext.size() + 16);
@@ -85,8 +85,8 @@ void checkContinuation(Cipher& gcm, Bytes const& iv, Bytes const& plaintext, uns
 
 } // namespace
 
-/// Four bytes that say how long IV and additional data are and where to forge and cut; 32 bytes of key; IV
-/// and additional data; the rest is plaintext, and ciphertext as well.
+/// Four bytes for the lengths of IV and additional data and the places of a forgery and a split; 32 bytes of
+/// key; IV and additional data. The rest is plaintext, and also ciphertext.
 void fuzz::gcm(asn1::blob input) {
     Bytes const choice = take(input, 4), key = take(input, 32);
     Bytes const iv = take(input, choice[0] % 40), aad = take(input, choice[1] % 80);
@@ -102,7 +102,7 @@ void fuzz::gcm(asn1::blob input) {
         SEALKIT_ASSERT(encrypted(*gcm, iv, text, aad) == encrypted(*gcm, filled, text, aad));
     }
 
-    // What decrypts is what its plaintext encrypts to.
+    // An accepted ciphertext is the encryption of its plaintext.
     Bytes out(text.size());
     gcm->setIV(iv.data(), sizeOf(iv));
     unsigned const length = gcm->decrypt(text.data(), sizeOf(text), aad.data(), sizeOf(aad), out.data());

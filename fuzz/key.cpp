@@ -7,9 +7,9 @@
 
 namespace {
 
-/// Above it a signature takes too long here.
+/// A signature under a larger modulus takes too long for a fuzzer.
 constexpr unsigned maxModulusBits = 1024;
-/// Those of the keys that this library writes. An input may ask for thousands of times as many.
+/// The count of keys that this library writes. An input may state a much higher one.
 constexpr unsigned maxIterations = 2048;
 
 bool isCheap(asn1::blob der) {
@@ -17,7 +17,7 @@ bool isCheap(asn1::blob der) {
     return !key.parse(der) || key.params.iterations <= maxIterations;
 }
 
-/// Whether reading a key from `text` takes no longer than an input may.
+/// Whether reading a key from `text` is fast enough for an input.
 bool isCheap(std::string_view text) {
     std::string_view label, body;
     std::vector<unsigned char> der;
@@ -27,13 +27,12 @@ bool isCheap(std::string_view text) {
     return isCheap(asn1::blob(text));
 }
 
-/// What the key signs verifies under its own public half. An RSA key of numbers that do not belong
-/// together signs nothing.
+/// Signatures of the key verify under its public key. An inconsistent RSA key makes no signature.
 void signAndVerify(PrivateKey const& key) {
     std::vector<unsigned char> const digest = calcDigest(HashID::SHA1, asn1::blob("message"));
     if (auto const* rsa = dynamic_cast<RsaPrivateKey const*>(&key); rsa && rsa->n.bits() <= maxModulusBits) {
         std::vector<unsigned char> const sig = rsa->signHashed(HashID::SHA1, digest);
-        // A modulus that has room for the digest alone gives signatures that verify nowhere.
+        // A modulus with room only for the digest gives signatures that do not verify.
         SEALKIT_ASSERT(sig.empty() || rsa->n.bits() < 512 || rsa->verifyHashed(HashID::SHA1, digest, sig));
     } else if (auto const* ec = dynamic_cast<EcPrivateKey const*>(&key)) {
         SEALKIT_ASSERT(ec->verifyHashed(HashID::SHA1, digest, ec->signHashed(HashID::SHA1, digest)));
@@ -42,7 +41,7 @@ void signAndVerify(PrivateKey const& key) {
     }
 }
 
-/// A key survives being written, secrets included, and so does its public half.
+/// A key that is written is read again with its secrets, and so is its public key.
 void check(PrivateKey const* key) {
     if (key == nullptr)
         return;

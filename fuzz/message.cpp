@@ -52,8 +52,7 @@ void checkUnderOptions(PKCS7SignedData const& message, CertificateStore const& s
     }
 }
 
-/// A time-stamp that states what is expected fails for something else, if at all, and one that does not
-/// fails.
+/// A time-stamp with the expected contents can only fail for another reason, and any other time-stamp fails.
 void checkToken(PKCS7SignedData const& token, CertificateStore const& store) {
     MessageCheckOptions options;
     options.path.now = whenValid;
@@ -71,7 +70,7 @@ void checkToken(PKCS7SignedData const& token, CertificateStore const& store) {
     SEALKIT_ASSERT(hasFound(MessageFindingId::noTimeStamp) != isToken);
     if (!isToken)
         return;
-    // Nothing is known of a digest by an unknown hash.
+    // A digest by an unknown hash cannot be checked.
     SEALKIT_ASSERT(hasFound(MessageFindingId::otherImprint) == (info.hash() == HashID::none));
     SEALKIT_ASSERT(!hasFound(MessageFindingId::otherPolicy));
     SEALKIT_ASSERT(!hasFound(MessageFindingId::otherNonce) && !hasFound(MessageFindingId::missingNonce));
@@ -82,8 +81,8 @@ void checkToken(PKCS7SignedData const& token, CertificateStore const& store) {
         hasFound(info.nonce.empty() ? MessageFindingId::missingNonce : MessageFindingId::otherNonce));
 }
 
-/// What parses as a message is written byte for byte, or anew with the same meaning; what was written anew
-/// once is written the same again.
+/// A parsed message is written byte for byte, or anew with the same meaning; writing that again gives the
+/// same bytes.
 void signedData(asn1::blob input) {
     PKCS7SignedData message;
     bool const isGood = message.parse(input);
@@ -101,8 +100,7 @@ void signedData(asn1::blob input) {
     store.certs = message.certificates;
     bool const isVerified = message.verify(store, {}, whenValid, &reason);
     MessageVerdict const verdict = checkMessage(message, store, options);
-    // What verifies within narrower limits verifies within wider ones, unless there are too many to be
-    // checked.
+    // A signature that verifies within narrower limits verifies within wider ones, unless there are too many.
     SEALKIT_ASSERT(!isVerified || verdict.isValid() || verdict.signers.empty());
     checkUnderOptions(message, store);
     checkToken(message, store);
@@ -111,8 +109,8 @@ void signedData(asn1::blob input) {
     message.raw.clear();
     std::vector<unsigned char> const anew = save(message);
     PKCS7SignedData again;
-    // Without content type, digest and time a signer's attributes are not written, and without them it is
-    // refused.
+    // A signer's attributes without content type, digest and time are not written, and a signer without
+    // attributes is refused.
     if (!again.parse(anew))
         return;
     SEALKIT_ASSERT(again.raw == anew && again.crls.empty());
@@ -121,8 +119,8 @@ void signedData(asn1::blob input) {
     SEALKIT_ASSERT(save(again) == anew);
 }
 
-/// What is read for the standard rules holds all that the narrow form has, ends in a verdict, and is written
-/// anew with the same meaning.
+/// A message that is read for the standard rules contains everything that the platform's form has, gets a
+/// verdict, and is written anew with the same meaning.
 void anySignedData(asn1::blob input) {
     PKCS7SignedData message, narrow;
     bool const isGood = message.parse(input, nullptr, FormRules::standard);

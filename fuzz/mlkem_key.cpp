@@ -11,8 +11,8 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-/// The public half of a private key is written and read again. What is sealed for it opens: to the same
-/// secret, unless the private half of an expanded key is damaged, which shows in nothing else.
+/// The public key of a private key is written and read again. A secret that is encapsulated for it is
+/// decapsulated. Only a damaged expanded key, whose damage cannot be detected, gives another secret.
 bool check(MLKEMDecap& key) {
     Bytes pub;
     SEALKIT_ASSERT(parseMlkemPublicKey(encodeMlkemPublicKey(key), pub, nullptr));
@@ -35,7 +35,7 @@ void privateKey(asn1::blob input, std::string_view text) {
         MLKEMDecap anew;
         return parseMlkemPrivateKey(input, anew, refusal);
     });
-    // What is read of a private key is read of its public half.
+    // The public key of a private key that was read is read, too.
     Bytes pub;
     if (isRead) {
         SEALKIT_ASSERT(readMlkemPublicKey(text, pub, nullptr));
@@ -70,7 +70,7 @@ void publicKey(asn1::blob input, std::string_view text) {
 
 } // namespace
 
-/// Keys of ML-KEM-768 in files and in their containers. What is read is written and read again.
+/// Keys of ML-KEM-768 in files and in their containers, which are read, written and read again.
 void fuzz::mlkem_key(asn1::blob input) {
     std::string_view const text(reinterpret_cast<char const*>(input.data()), input.size());
     privateKey(input, text);

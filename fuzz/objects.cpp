@@ -16,7 +16,7 @@ bool isSame(InputObject const& a, InputObject const& b) {
     return a.kind == b.kind && a.bytes == b.bytes && a.refusal.id == b.refusal.id;
 }
 
-/// What is rewritten is small enough, and says the same to the reader of objects as the file.
+/// The plain form is small enough, and has the same objects as the file.
 void checkPlain(asn1::blob input, InputObjects const& found) {
     std::vector<InputNote> notes;
     WipedBytes plain;
@@ -47,7 +47,7 @@ void checkObject(InputObject const& object, asn1::blob input) {
                    object.trust->rejected.empty());
 }
 
-/// The readers of one kind find what the reader of all kinds does.
+/// The readers of one kind find the same objects as the reader of all kinds.
 void compareReaders(asn1::blob input, InputObjects const& found) {
     std::vector<X509Certificate const*> certificates;
     for (InputObject const& object : found.objects)

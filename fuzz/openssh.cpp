@@ -41,7 +41,7 @@ void checkPrivate(std::string_view text) {
 
 } // namespace
 
-/// The input is text, and the bytes within a block.
+/// The input is read as text, and as the bytes of a block.
 void fuzz::openssh(asn1::blob input) {
     std::string_view const text(reinterpret_cast<char const*>(input.data()), input.size());
     checkPublic(text);

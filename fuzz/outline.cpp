@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Reads the value as that of every extension.
+/// Reads the input as the value of every extension.
 void readAsEverything(asn1::blob value) {
     std::vector<QualifiedPolicy> policies;
     parseCertificatePolicies(value, &policies);
@@ -46,7 +46,7 @@ void readKey(asn1::blob info) {
 
 } // namespace
 
-/// What a class reads, its outline has as well.
+/// An outline has everything that the class reads.
 void fuzz::outline(asn1::blob input) {
     CertificateOutline outline;
     bool const isOutline = parseCertificateOutline(input, &outline);

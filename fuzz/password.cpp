@@ -16,11 +16,11 @@ using Bytes = std::vector<unsigned char>;
 
 namespace oid = detail::oid;
 
-/// What an input may ask for without holding up the search for others.
+/// The limit on the work of an input, which keeps the fuzzer fast.
 constexpr unsigned maxIterations = 50;
 constexpr char secret[] = "password";
 
-/// The parameters are written as they are read, and what is encrypted under them decrypts to the same.
+/// The parameters are written as they were read, and decryption under them reverses encryption.
 void checkScheme(AlgorithmIdentifier const& algorithm, PBES2Params const& p, asn1::blob data) {
     PBES2Params again;
     Bytes const encoded = encode(p);
@@ -42,7 +42,7 @@ void checkScheme(AlgorithmIdentifier const& algorithm, PBES2Params const& p, asn
         SEALKIT_ASSERT(decrypted.empty());
 }
 
-/// Checks an EncryptedPrivateKeyInfo. False when it would take too long to decrypt.
+/// Checks an EncryptedPrivateKeyInfo. Returns false if its decryption would take too long.
 bool checkEncryptedKey(asn1::blob input) {
     fuzz::EncryptedKey key;
     if (!key.parse(input))
@@ -73,7 +73,7 @@ void fuzz::password(asn1::blob input) {
         }
     }
 
-    // The wider schemes, as far as they cost little.
+    // All schemes, if they are fast enough.
     KeyEncryption encryption;
     auto const rc2 = [](asn1::blob, unsigned, asn1::blob, asn1::blob data, unsigned char* plain) {
         std::copy(data.begin(), data.end(), plain);

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// The first byte says of each of eight objects whether it is trusted; the objects follow in DER. A
+/// The first byte tells which of eight objects are trusted; the objects follow in DER. A
 /// certificate that is not trusted belongs to the chain; a CRL always belongs to the store.
 void read(asn1::blob input, CertificateChain* chain, CertificateMemoryStore* store) {
     if (input.empty())
@@ -27,7 +27,7 @@ void read(asn1::blob input, CertificateChain* chain, CertificateMemoryStore* sto
     }
 }
 
-/// Whether each link of the chain verifies and its end is one of the store's.
+/// Whether each link of the chain verifies and its last certificate is in the store.
 bool isVouchedFor(CertificateChain const& chain, CertificateMemoryStore const& store) {
     bool isSigned = true;
     for (size_t depth = 0; depth + 1 < chain.size(); ++depth) {
@@ -43,7 +43,7 @@ bool areSame(PathVerdict const& a, PathVerdict const& b) {
            a.warnings.size() == b.warnings.size() && a.crls.size() == b.crls.size();
 }
 
-/// A pool answers within its limits, and after any searches as a new one does.
+/// A pool answers within its limits, and gives the same answer after other searches as a new pool.
 void search(CertificateChain const& given, CertificateMemoryStore const& store, PathOptions const& options,
             PathSearchOptions const& limits) {
     auto const fill = [&](PathSearch& pool) {
@@ -57,7 +57,7 @@ void search(CertificateChain const& given, CertificateMemoryStore const& store, 
         fill(fresh);
         PathVerdict const verdict = fresh.find(leaf, options);
         SEALKIT_ASSERT(verdict.effort.work <= limits.maxWork && verdict.effort.chains <= limits.maxChains);
-        // The store's own certificate takes the place of a leaf that leads no further.
+        // A certificate of the store replaces a leaf that leads no further.
         size_t const length = verdict.chain.size();
         SEALKIT_ASSERT(length == 1 || (length != 0 && verdict.chain.front()->tbs == leaf->tbs));
         SEALKIT_ASSERT(length <= limits.maxChainLength);
@@ -65,9 +65,9 @@ void search(CertificateChain const& given, CertificateMemoryStore const& store, 
         SEALKIT_ASSERT(!verdict.isValid() || verdict.limit == SearchLimit::none);
         SEALKIT_ASSERT(!verdict.isValid() || isVouchedFor(verdict.chain, store));
         PathVerdict const again = shared.find(leaf, options);
-        // With work left over from what was verified before, a search may get further.
+        // A search may get further if signatures were verified before, since it has more work left.
         SEALKIT_ASSERT(verdict.limit != SearchLimit::none || areSame(verdict, again));
-        // A leaf that is no candidate leaves nothing behind.
+        // A leaf that is not a candidate does not change the pool.
         auto const stranger = std::make_shared<X509Certificate>(*leaf);
         stranger->tbs.push_back(0);
         shared.find(stranger, options);
@@ -76,8 +76,8 @@ void search(CertificateChain const& given, CertificateMemoryStore const& store, 
 
 } // namespace
 
-/// Building only appends CA certificates. Validating and explaining give one answer, with a text where
-/// the code has one and about a certificate of the chain; so are the warnings.
+/// Building only appends CA certificates. Validating and explaining give the same answer, with a text if the
+/// code has one. Answers and warnings are about a certificate of the chain.
 void fuzz::path(asn1::blob input) {
     CertificateChain chain;
     CertificateMemoryStore store;

@@ -22,7 +22,7 @@ bool isQuick(asn1::blob params) {
            !(parse(pbe1, params) && pbe1.iterations > quick);
 }
 
-/// Whether trying a password on it takes no time to speak of.
+/// Whether trying a password on the file is fast enough.
 bool isQuick(PKCS12PFX const& pfx) {
     if (pfx.macIterations > quick)
         return false;
@@ -61,14 +61,14 @@ void checkFile(PKCS12PFX& pfx) {
     }
 }
 
-/// Whether two readings of a file gave the same.
+/// Whether two readings of a file gave the same result.
 bool areSame(PKCS12PFX const& a, PKCS12PFX const& b) {
     return a.certificates.size() == b.certificates.size() && a.keys.size() == b.keys.size() &&
            a.encryptedKeys() == b.encryptedKeys() && a.encryptedContents() == b.encryptedContents() &&
            a.save() == b.save();
 }
 
-/// Every part that is set aside has a reason with a place in the file, and no content has too many of them.
+/// Every unreadable part has a reason with a place in the file, and no content has too many of them.
 void checkUnreadable(PKCS12PFX const& pfx, asn1::blob input) {
     for (Refusal const& one : pfx.unreadable()) {
         SEALKIT_ASSERT(one && !one.path.empty() && !one.str().empty());
@@ -78,7 +78,7 @@ void checkUnreadable(PKCS12PFX const& pfx, asn1::blob input) {
         SEALKIT_ASSERT(!one.path.empty() && !one.name().empty());
 }
 
-/// A recipient of the first enveloped content, with a key that opens nothing.
+/// A recipient of the first enveloped content, with a key that decrypts nothing.
 bool decryptEnveloped(PKCS12PFX& pfx, PKCS12Options const& options, Refusal* refusal) {
     X509Certificate certificate;
     if (!pfx.envelopedData.empty() && !pfx.envelopedData.front().recipientInfos.empty()) {
@@ -90,8 +90,8 @@ bool decryptEnveloped(PKCS12PFX& pfx, PKCS12Options const& options, Refusal* ref
     return pfx.decryptEnveloped(certificate, fuzz::tinyKey(), options, refusal);
 }
 
-/// The reader that goes on after what is unreadable, on a file that has such parts or only shows them once it
-/// is decrypted. What it gave before stays.
+/// Partial reading, of a file with parts that are unreadable or become so when it is decrypted. Objects that
+/// were read before stay.
 void checkPartial(PKCS12PFX& pfx, asn1::blob input, PKCS12Options const& options) {
     checkUnreadable(pfx, input);
     Bytes const written = pfx.save();
@@ -116,12 +116,12 @@ void checkPartial(PKCS12PFX& pfx, asn1::blob input, PKCS12Options const& options
         checkUnreadable(pfx, input);
         SEALKIT_ASSERT(pfx.save() == written);
     }
-    // What could not be read is never lost.
+    // Unreadable parts are never lost.
     if (!pfx.unreadable().empty())
         SEALKIT_ASSERT(!pfx.encrypt("secret2") && pfx.save() == written);
 }
 
-/// The reader that tells why it refuses agrees with the stated one, and the one that goes on with both.
+/// Reading with a reason, without one, and partially agree.
 void checkReasons(asn1::blob input, bool ber) {
     PKCS12Options options;
     options.ber = ber;
@@ -178,8 +178,7 @@ void checkWide(asn1::blob input) {
 
 } // namespace
 
-/// The input is a file, in DER and in BER. What parses is written, and what is written parses to the same
-/// again.
+/// The input is a file in DER or BER. A parsed file is written, and parses to the same again.
 void fuzz::pkcs12(asn1::blob input) {
     checkParams(input);
     checkReasons(input, false);

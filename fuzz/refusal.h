@@ -1,4 +1,4 @@
-/// The reader that tells why and the stated one are one.
+/// The laws of refusals: readers with and without a `Refusal` agree.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -7,8 +7,8 @@
 
 namespace fuzz {
 
-/// `read(Refusal*)` reads an input that the stated reader accepted or not: both agree, and the refusal is
-/// filled in exactly when they fail, with a place within the input, and is unchanged when they succeed.
+/// `read(Refusal*)` reads an input that the reader without a `Refusal` accepted or not. Both agree. The
+/// refusal has a place within the input if they fail, and is unchanged if they succeed.
 template <typename Read>
 void checkRefusal(asn1::blob input, bool isAccepted, Read read) {
     Refusal refusal;
@@ -19,7 +19,7 @@ void checkRefusal(asn1::blob input, bool isAccepted, Read read) {
     SEALKIT_ASSERT(refusal.offset == Refusal::nowhere || refusal.offset <= input.size());
 }
 
-/// The same of a class with `parse`.
+/// The same for a class with `parse`.
 template <typename Object>
 void checkRefusal(asn1::blob input, bool isAccepted) {
     checkRefusal(input, isAccepted, [input](Refusal* refusal) { return Object().parse(input, refusal); });

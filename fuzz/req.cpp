@@ -3,7 +3,7 @@
 #include "signed_object.h"
 #include "targets.h"
 
-/// Beside what holds for every signed object: raw and parsed subject are the same name.
+/// In addition to the laws of every signed object: raw and parsed subject are equal.
 void fuzz::req(asn1::blob input) {
     X509Req req;
     if (!parseAndSerialize(input, &req))

@@ -15,7 +15,7 @@ std::shared_ptr<Object> read(fuzz::model::Bytes const& der) {
     return object;
 }
 
-/// Those of one answer count as one: how often a CRL is asked, and in which order, differs.
+/// Codes of revocation count as one, because the number and order of CRL look-ups differ.
 PathCode classOf(int code) {
     auto const known = static_cast<PathCode>(code);
     return known == PathCode::crlMissing || known == PathCode::revocationUndetermined ? PathCode::revoked
@@ -45,7 +45,7 @@ PathOptions optionsOf(fuzz::model::Case const& asked) {
     return options;
 }
 
-/// The code must be one of a rule that is broken, and 0 if none is.
+/// The code must be that of a broken rule, and 0 if no rule is broken.
 void compare(char const* rules, PathExplanation const& found, PathCode code,
              std::set<PathCode> const& broken) {
     bool const isSame = code == PathCode::valid ? broken.empty() : broken.contains(code);
@@ -63,9 +63,9 @@ void compare(char const* rules, PathExplanation const& found, PathCode code,
 
 } // namespace
 
-/// A chain with CRLs that the bytes choose: the library accepts it under the rules of RFC 5280 where a plain
-/// reference of them does, and what it refuses it for is one of the rules that the reference finds broken. So
-/// do the strict rules.
+/// The input chooses a chain with CRLs. Under the rules of RFC 5280, the library accepts it if a simple
+/// reference does, and otherwise refuses it for a rule that the reference finds broken. The same holds for
+/// the strict rules.
 void fuzz::rules(asn1::blob input) {
     model::Case const asked = model::generate(input);
     CertificateChain chain;

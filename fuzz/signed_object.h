@@ -1,4 +1,4 @@
-/// What certificates, CRLs and requests have in common for a fuzzer.
+/// The laws that certificates, CRLs and requests share.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -20,7 +20,7 @@ std::string dumpOf(Object const& object) {
     return out.str();
 }
 
-/// The extensions in an order of their own.
+/// The extensions, sorted.
 template <typename Object>
 std::vector<std::vector<unsigned char>> extensionsOf(Object const& object) {
     std::vector<std::vector<unsigned char>> list;
@@ -33,8 +33,8 @@ std::vector<std::vector<unsigned char>> extensionsOf(Object const& object) {
     return list;
 }
 
-/// Writes the signed part of what was parsed anew, as `sign` does, without the cost of a signature. What
-/// comes of it says the same, and writing it again changes nothing.
+/// Writes the signed part of a parsed object anew, as `sign` does, without the cost of a signature. The
+/// result has the same meaning, and writing it again changes nothing.
 template <typename Object>
 void rewrite(Object const& parsed) {
     static Ed25519PrivateKey const key;
@@ -55,7 +55,7 @@ void rewrite(Object const& parsed) {
     SEALKIT_ASSERT(dumpOf(again) == dumpOf(before));
 }
 
-/// Parses `input`. What parses serialises to the same bytes, and these parse to the same again.
+/// Parses `input`. A parsed object serialises to the same bytes, which parse to the same again.
 template <typename Object>
 bool parseAndSerialize(asn1::blob input, Object* object) {
     bool accepted = object->parse(input.data(), static_cast<unsigned>(input.size()));

@@ -27,8 +27,8 @@ Bytes encrypted(AESSIV const& siv, std::span<unsigned char const> plaintext, Str
     return out;
 }
 
-/// Decryption in place gives the plaintext back; with one bit changed, or other strings, it fails. V and
-/// ciphertext of other strings are others.
+/// Decryption in place restores the plaintext, and fails with one bit changed or with other strings. Other
+/// strings give another V and another ciphertext.
 void checkReversal(AESSIV const& siv, std::span<unsigned char const> plaintext, Strings const& ad,
                    unsigned bit) {
     Bytes const ciphertext = encrypted(siv, plaintext, ad);
@@ -54,8 +54,8 @@ void checkReversal(AESSIV const& siv, std::span<unsigned char const> plaintext, 
 
 } // namespace
 
-/// Bytes that say how long the key is, how many strings there are and where to forge; the key; each string
-/// after its length; the rest is plaintext, and ciphertext as well.
+/// Bytes for the length of the key, the number of strings and the place of a forgery; the key; each string
+/// after its length. The rest is plaintext, and also ciphertext.
 void fuzz::siv(asn1::blob input) {
     unsigned const keyLength = takeByte(input), count = takeByte(input) % 140,
                    bit = 256U * takeByte(input) + takeByte(input);
@@ -75,7 +75,7 @@ void fuzz::siv(asn1::blob input) {
         return;
     }
     checkReversal(siv, text, ad, bit);
-    // What decrypts is what its plaintext encrypts to.
+    // An accepted ciphertext is the encryption of its plaintext.
     if (siv.decrypt(text, ad, out.data()))
         SEALKIT_ASSERT(std::ranges::equal(encrypted(siv, std::span(out).first(text.size() - 16), ad), text));
 }

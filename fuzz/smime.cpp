@@ -9,7 +9,7 @@
 
 namespace {
 
-/// A mail that was made holds what it was made of.
+/// A mail that was made contains its inputs.
 void checkMade(std::string const& mail, SmimeMail const& from) {
     if (mail.empty())
         return;
@@ -21,7 +21,7 @@ void checkMade(std::string const& mail, SmimeMail const& from) {
 
 } // namespace
 
-/// The input is a mail, a text, and an entity.
+/// The input is read as a mail, as a text and as an entity.
 void fuzz::smime(asn1::blob input) {
     SmimeMail mail;
     bool const isMail = mail.parse(input, nullptr);

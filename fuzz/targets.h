@@ -1,6 +1,6 @@
-/// Fuzz targets: each reads an input of any bytes and aborts when something does not hold that must
-/// hold for all of them. `entry.cpp` makes a libFuzzer program of each; the unit tests replay the
-/// inputs of `corpus/<name>/` through the same functions.
+/// Fuzz targets: each reads an input of any bytes and aborts if a law that holds for every input is broken.
+/// `entry.cpp` makes each a libFuzzer program; the unit tests replay the inputs of `corpus/<name>/` through
+/// the same functions.
 #pragma once
 
 #include "sealkit/blob.h"

@@ -5,7 +5,7 @@
 
 namespace fuzz {
 
-/// Opens nothing: no content key fits under a modulus of one byte.
+/// Decrypts nothing: no content key fits under a modulus of one byte.
 inline RsaPrivateKey const& tinyKey() {
     static RsaPrivateKey const key = [] {
         RsaPrivateKey made;

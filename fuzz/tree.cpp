@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-/// Elements follow each other and stay within those around them; what is found at an offset is what the walk
-/// gave; texts are bounded.
+/// Elements follow each other within their parents, the element at an offset is that of the walk, and texts
+/// are bounded.
 void fuzz::tree(asn1::blob input) {
     asn1::TreeWalker walker(input);
     size_t before = 0, count = 0;

@@ -27,7 +27,7 @@ Ed25519PrivateKey const& getKey(unsigned number) {
     return keys[number % keyCount];
 }
 
-/// Most objects come again: a fuzzer changes little at a time.
+/// Most objects recur, because a fuzzer changes little at a time.
 Bytes sign(unsigned key, Bytes const& signedBytes) {
     static std::map<std::pair<unsigned, Bytes>, Bytes> known;
     constexpr size_t maxKnown = 4096;
@@ -78,7 +78,7 @@ Bytes timeOf(int day) {
     return der::utcTime(date + "120000Z");
 }
 
-/// A named bit list: bit 0 comes first, and no zeros stand at the end.
+/// A named bit list: bit 0 comes first, without trailing zeros.
 Bytes bitList(unsigned bits) {
     Bytes octets;
     unsigned highest = 0;

@@ -9,8 +9,8 @@ namespace fuzz::model {
 
 namespace {
 
-/// What a case varies. The first bytes of an input choose few of them, so that chains stay valid but for one
-/// thing or two.
+/// The variations of a case. The first bytes of an input choose few of them, so that chains are valid except
+/// for one or two faults.
 enum Topic : unsigned {
     links = 1u << 0,
     dates = 1u << 1,
@@ -39,7 +39,7 @@ public:
 
     /// A number below `end`; 0 after the end of the input.
     unsigned below(unsigned end) { return byte() % end; }
-    /// The same, but 0 most times.
+    /// The same, but usually 0.
     unsigned seldom(unsigned end) {
         unsigned const value = byte();
         return value % 4 == 3 ? value / 4 % end : 0;

@@ -1,5 +1,5 @@
-/// A question about a chain as plain data: what a generator makes of bytes, what the reference judges, and
-/// what is encoded for the library. Every value comes from a small alphabet, so that names, keys and numbers
+/// A question about a chain as plain data: a generator makes it from bytes, the reference validates it, and
+/// it is encoded for the library. Every value comes from a small alphabet, so that names, keys and numbers
 /// coincide often.
 #pragma once
 
@@ -50,7 +50,7 @@ struct PolicyMapping {
     unsigned to = 0;
 };
 
-/// Keys are numbers, days count from the moment of the question.
+/// Keys are numbers, and days are counted from the time of the question.
 struct Certificate {
     unsigned version = 3; ///< A certificate of version 1 has no extensions, whichever are set here.
     unsigned serialNumber = 1;
@@ -120,7 +120,7 @@ struct Case {
     bool inhibitAnyPolicy = false;
 };
 
-/// The case that an input stands for. Every input stands for one.
+/// The case of an input. Every input has one.
 Case generate(asn1::blob input);
 
 /// The objects of a case in DER, really signed.
@@ -128,7 +128,7 @@ Bytes encode(Certificate const& certificate);
 Bytes encode(Crl const& crl);
 /// Content octets of the identifier of a policy.
 Bytes policyOid(unsigned policy);
-/// The moment that days count from.
+/// The time from which days are counted.
 TimePoint now();
 
 } // namespace fuzz::model

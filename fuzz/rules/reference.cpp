@@ -15,7 +15,7 @@ std::string lower(std::string text) {
     return text;
 }
 
-/// Lower case, one space where there are several, none at the ends.
+/// In lower case, with single spaces and without spaces at the ends.
 std::string fold(std::string const& text) {
     std::string folded;
     for (char const letter : lower(text))
@@ -65,7 +65,7 @@ Certificate asWritten(Certificate certificate) {
 
 enum class Fit { outside, inside, malformed };
 
-/// A host below a base, or the base itself; ".base" has those below alone.
+/// A host below a base, or the base itself; ".base" matches only hosts below it.
 bool isHostWithin(std::string const& host, std::string const& base, bool baseHasHostsBelow) {
     if (base.empty())
         return true;
@@ -145,7 +145,7 @@ Fit fit(GeneralName const& name, GeneralName const& base, bool isExcluded) {
     case Kind::directory:
         return beginsWith(name.directory, base.directory) ? Fit::inside : Fit::outside;
     default:
-        return Fit::malformed; // Nothing says how these are compared.
+        return Fit::malformed; // RFC 5280 does not define how these are compared.
     }
 }
 
@@ -319,7 +319,7 @@ void limit(std::optional<unsigned> const& stated, unsigned* counter) {
 }
 
 void checkPolicies(std::vector<Certificate> const& chain, Case const& asked, std::set<PathCode>* broken) {
-    // A trusted leaf is its own path, whose policies are still asked for.
+    // A trusted leaf is its own path, and its policies are checked.
     size_t const length = std::max<size_t>(chain.size() - 1, 1);
     unsigned const never = static_cast<unsigned>(length) + 1;
     unsigned explicitPolicy = asked.requirePolicy ? 0 : never;
@@ -434,7 +434,7 @@ void checkPurpose(std::vector<Certificate> const& chain, Case const& asked, std:
         broken->insert(PathCode::purposeMismatch);
 }
 
-/// What is asked of every certificate above the leaf, from the anchor down.
+/// The checks of every certificate above the leaf, from the anchor down.
 void checkCas(std::vector<Certificate> const& chain, std::set<PathCode>* broken) {
     unsigned maxLength = static_cast<unsigned>(chain.size());
     std::vector<Certificate const*> above;
@@ -547,7 +547,7 @@ Judgement judge(Case const& asked) {
     for (Certificate const& certificate : asked.chain)
         chain.push_back(asWritten(certificate));
     Certificate const root = chain.back();
-    // The store's own certificate counts, which issued a self-signed leaf that is not the same.
+    // A self-signed leaf that differs from the store's certificate is issued by the latter.
     size_t anchor = findAnchor(chain);
     if (anchor == 0 && encode(chain[0]) != encode(root))
         anchor = 1;

@@ -1,6 +1,6 @@
-/// The rules of RFC 5280 and RFC 9525, and the strict ones, written plainly: with the policy tree of RFC
-/// 5280, with a scan in place of every index, over a case as it was made and not as it was read from DER. It
-/// shares nothing with the library.
+/// The rules of RFC 5280 and RFC 9525, and the strict ones, in the simplest form: with the policy tree of RFC
+/// 5280, with a scan instead of every index, and over the generated case instead of its DER. It shares no
+/// code with the library.
 #pragma once
 
 #include "model.h"
@@ -10,21 +10,21 @@
 namespace fuzz::model {
 
 struct Judgement {
-    /// Every rule that is broken; none if the chain is valid. `revoked`, `crlMissing` and
-    /// `revocationUndetermined` are one: all three stand as `revoked`.
+    /// The broken rules; empty if the chain is valid. `revoked` stands for `crlMissing` and
+    /// `revocationUndetermined`, too.
     std::set<PathCode> broken;
-    /// Whether the case asks what the rules leave open, so that both answers are right.
+    /// Whether the rules leave the case open, so that both answers are right.
     bool isOpen = false;
-    /// What the strict rules, which come last, find broken.
+    /// The broken rules of the strict set, which is checked last.
     std::set<PathCode> brokenStrictly;
 };
 
 Judgement judge(Case const& asked);
 
-/// What is broken without regard to revocation, with the certificates above.
+/// The broken rules except revocation, with the certificates above.
 std::set<PathCode> judgePath(std::vector<Certificate> const& chain, Case const& asked);
 
-/// What is broken of what public CAs keep beyond RFC 5280.
+/// The broken rules of public CAs beyond RFC 5280.
 std::set<PathCode> judgeStrictly(std::vector<Certificate> const& chain, Case const& asked);
 
 /// Names by RFC 5280, section 7.1.

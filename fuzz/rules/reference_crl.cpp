@@ -40,8 +40,8 @@ bool isInScope(Crl const& crl, Certificate const& certificate, DistributionPoint
     return !(crl.onlyUser && isCa) && !(crl.onlyCa && !isCa) && !crl.onlyAttribute;
 }
 
-/// Section 6.3.3 (f) and (g): a certificate of the chain with the CRL's issuer's name verifies it and may do
-/// so.
+/// Section 6.3.3 (f) and (g): a certificate of the chain with the name of the CRL's issuer verifies the CRL
+/// and may sign CRLs.
 bool isSignedByIssuer(Crl const& crl, std::vector<Certificate> const& chain, size_t depth, bool leafOnly,
                       bool* isOpen) {
     bool isSigned = false;
@@ -53,7 +53,7 @@ bool isSignedByIssuer(Crl const& crl, std::vector<Certificate> const& chain, siz
         if (!areSame(signer.subject, crl.issuer) || signer.key != crl.signer || isOtherKey || !maySign)
             continue;
         isSigned = true;
-        // The status of the signer itself would have to be asked for, and by CRLs of its own.
+        // The status of the signer would have to be checked as well, with other CRLs.
         if (i <= depth || (leafOnly && i > depth + 1))
             *isOpen = true;
     }
@@ -62,8 +62,8 @@ bool isSignedByIssuer(Crl const& crl, std::vector<Certificate> const& chain, siz
 
 enum class Entry { absent, revoked, removed };
 
-/// The entry for a certificate, section 6.3.3 (i) and (j). An entry without an issuer has that of the one
-/// before.
+/// The entry for a certificate, section 6.3.3 (i) and (j). An entry without an issuer has that of the
+/// previous entry.
 Entry findEntry(Crl const& crl, Certificate const& certificate) {
     Name issuer = crl.issuer;
     Entry found = Entry::absent;
@@ -77,11 +77,10 @@ Entry findEntry(Crl const& crl, Certificate const& certificate) {
     return found;
 }
 
-/// A CRL that does not say when the next one is due is against section 5.1.2.5, and nobody can tell that it
-/// is fresh.
+/// A CRL without nextUpdate violates section 5.1.2.5, and cannot be known to be current.
 bool isFresh(Crl const& crl) { return crl.thisUpdate <= 0 && crl.nextUpdate && *crl.nextUpdate >= 0; }
 
-/// Section 6.3.3 (c): the delta CRL is about what the complete one is about.
+/// Section 6.3.3 (c): the delta CRL has the scope of the complete one.
 bool belongTogether(Crl const& delta, Crl const& complete) {
     bool areSameScopes = delta.hasScope == complete.hasScope &&
                          delta.pointNames.size() == complete.pointNames.size() &&
@@ -96,7 +95,7 @@ bool belongTogether(Crl const& delta, Crl const& complete) {
            delta.authorityKeyId == complete.authorityKeyId;
 }
 
-/// What a complete CRL says about a certificate once the delta CRLs that build on it have changed it.
+/// The answer of a complete CRL about a certificate, with the delta CRLs that are based on it.
 struct Combined {
     Entry entry = Entry::absent;
     bool isFresh = false;
@@ -116,7 +115,7 @@ Combined combine(Crl const& complete, std::vector<Crl> const& deltas, Certificat
         Entry const entry = findEntry(delta, certificate);
         if (entry == Entry::absent || delta.number < latest)
             continue;
-        // Two of one number that disagree are a fault of their issuer.
+        // Two CRLs with the same number that disagree are a fault of their issuer.
         *isOpen = *isOpen || (delta.number == latest && entry != result.entry);
         latest = delta.number;
         result.entry = entry;
@@ -124,8 +123,7 @@ Combined combine(Crl const& complete, std::vector<Crl> const& deltas, Certificat
     return result;
 }
 
-/// Whether a delta CRL revokes the certificate, and no complete CRL is there that it changes or that says as
-/// much.
+/// Whether a delta CRL revokes the certificate without a complete CRL that it changes or that is as recent.
 bool isRevokedByDeltaAlone(std::vector<Crl> const& deltas, std::vector<Crl> const& completes,
                            Certificate const& certificate) {
     for (Crl const& delta : deltas) {
@@ -143,7 +141,7 @@ bool isRevokedByDeltaAlone(std::vector<Crl> const& deltas, std::vector<Crl> cons
 bool isClear(std::vector<Certificate> const& chain, size_t depth, Case const& asked, bool* isOpen) {
     Certificate const& certificate = chain[depth];
     std::vector<DistributionPoint> points = certificate.points;
-    // Every certificate has one more: the CRLs of its issuer.
+    // Every certificate has one more point: the CRLs of its issuer.
     points.push_back({{{Kind::directory, {}, certificate.issuer}}, 0, std::nullopt});
     unsigned covered = 0;
     bool isRevoked = false;
@@ -161,7 +159,7 @@ bool isClear(std::vector<Certificate> const& chain, size_t depth, Case const& as
         for (Crl const& crl : completes) {
             Combined const combined = combine(crl, deltas, certificate, isOpen);
             if (!combined.isFresh) {
-                // It says nothing for certain; what it revokes may be taken as revoked.
+                // It is not reliable, but its revocations may count.
                 *isOpen = *isOpen || combined.entry == Entry::revoked;
                 continue;
             }
