@@ -33,7 +33,7 @@ std::vector<unsigned char> calcDigest(HashID id, asn1::blob data) {
     std::unique_ptr<Hash> const hash = createHash(id);
     if (!hash)
         return {};
-    // One update, except for data longer than its length can tell.
+    // A single update, unless the size exceeds its 32-bit length.
     do {
         size_t const size = std::min<size_t>(data.size(), std::numeric_limits<unsigned>::max());
         hash->update(data.start, static_cast<unsigned>(size));

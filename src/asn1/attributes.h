@@ -8,8 +8,8 @@
 
 namespace detail {
 
-/// The values of the attributes of a type (content octets) in a Name, given by its whole encoding, in UTF-8:
-/// those before the place where it is malformed.
+/// The values, in UTF-8, of all attributes of a type (content octets) in a Name (whole encoding). If the Name
+/// is malformed, only those before the error.
 std::vector<std::string> attributeTexts(asn1::blob name, asn1::blob type);
 
 } // namespace detail

@@ -16,23 +16,24 @@ using detail::Reading;
 
 constexpr unsigned maxDepth = 200;
 constexpr unsigned constructedBit = 0x20, endOfContents = 0;
-constexpr std::uint32_t unchanged = 0xFFFFFFFF; ///< In place of a length: the element is copied.
+constexpr std::uint32_t unchanged = 0xFFFFFFFF; ///< Marks an element that is copied without a new length.
 
 /// A constructed element that is being read.
 struct Open {
     unsigned char const* start;  ///< Its identifier octets.
     unsigned char const* length; ///< Its length octets.
-    unsigned char const* end;    ///< Of its contents; of those around it where its length is indefinite.
+    unsigned char const*
+        end; ///< End of the contents, or of the enclosing contents if the length is indefinite.
     bool isIndefinite = false;
-    /// The tag of the string that it is the pieces of; 0 for other elements.
+    /// The tag of the string whose pieces it contains; 0 for other elements.
     unsigned stringTag = 0;
-    bool isPiece = false; ///< Of a string that is open.
-    bool isLast = false;  ///< Whether a piece of a BIT STRING ended within an octet.
+    bool isPiece = false; ///< Of an enclosing string.
+    bool isLast = false;  ///< Whether a piece of a BIT STRING had unused bits, so it must be the last.
     size_t children = 0;
-    unsigned before[2] = {}; ///< The tags of the first two.
+    unsigned before[2] = {}; ///< The tags of the first two children.
 };
 
-/// The identifier of the string that is in pieces in an element with this tag; 0 when it is no such element.
+/// The primitive tag of a string with this constructed tag; 0 if it is not a segmented string.
 unsigned stringOf(unsigned elementTag) {
     // ObjectDescriptor, UTF8String, NumericString to UniversalString with both times, and BMPString.
     constexpr unsigned strings[] = {
@@ -44,8 +45,8 @@ unsigned stringOf(unsigned elementTag) {
 }
 
 /// EncryptedContentInfo ::= SEQUENCE { contentType OBJECT IDENTIFIER, contentEncryptionAlgorithm SEQUENCE,
-/// encryptedContent [0] IMPLICIT OCTET STRING }: the one place where [0] as the third element in such company
-/// may be constructed in BER, and must not in DER.
+/// encryptedContent [0] IMPLICIT OCTET STRING }. Only here may a third element [0] be a segmented string in
+/// BER.
 bool isEncryptedContent(Open const& parent, unsigned childTag) {
     return *parent.start == tag::sequence && parent.children == 2 && parent.before[0] == tag::oid &&
            parent.before[1] == tag::sequence && childTag == tag::constructed(0);
@@ -53,8 +54,8 @@ bool isEncryptedContent(Open const& parent, unsigned childTag) {
 
 bool isConstructed(unsigned char const* start) { return (*start & constructedBit) != 0; }
 
-/// Walks the one element that `input` consists of. `Visitor` hears of each element: `begin` and `end` of
-/// constructed ones, `leaf` of others, with the string that it is a piece of.
+/// Walks through the single element in the input. It calls the visitor's `begin` and `end` for constructed
+/// elements, and `leaf` for others with the string that they are a piece of.
 template <typename Visitor>
 class Walk {
 public:
@@ -72,7 +73,7 @@ public:
     }
 
 private:
-    /// Takes a header, and the contents of what is not constructed.
+    /// Takes a header and, for a primitive element, its contents.
     bool step() {
         Open next{.start = at, .length = at, .end = levels.empty() ? finish : levels.back().end};
         unsigned tag;
@@ -142,8 +143,8 @@ private:
         visitor.end(closed, at);
     }
 
-    /// The string that an element is, or is a piece of; 0 for none. Nothing if it stands among pieces and is
-    /// not one.
+    /// The string that an element is, or is a piece of; 0 for other elements. Returns nothing if a piece has
+    /// another type than its string.
     std::optional<unsigned> stringFor(Open const& next, unsigned elementTag) {
         bool const isWhole = !isConstructed(next.start);
         if (levels.empty() || levels.back().stringTag == 0) {
@@ -153,8 +154,8 @@ private:
         }
         unsigned const string = levels.back().stringTag;
         unsigned const piece = isWhole ? elementTag : stringOf(elementTag);
-        // Pieces of character strings are OCTET STRINGs (X.690, section 8.23); some programs give them the
-        // type of all.
+        // Pieces of character strings are OCTET STRINGs (X.690, section 8.23). Some programs give them the
+        // type of the string.
         if (piece != 0 && (piece == string || (piece == tag::octetString && string != tag::bitString)))
             return string;
         reading.refuse(
@@ -164,7 +165,7 @@ private:
         return std::nullopt;
     }
 
-    /// A piece of a BIT STRING. All but the last one have whole octets (X.690, section 8.6.4).
+    /// Checks a piece of a BIT STRING. Only the last one may have unused bits (X.690, section 8.6.4).
     bool checkBits(asn1::blob content) {
         if (content.empty() || content[0] > 7 || levels.back().isLast ||
             (content[0] != 0 && content.size() == 1))
@@ -182,7 +183,7 @@ private:
 
 size_t lengthOctets(size_t length) { return length < 0x80 ? 1 : 1 + (std::bit_width(length) + 7) / 8; }
 
-/// Finds the length of each constructed element.
+/// Computes the length of each constructed element.
 class Measure {
 public:
     explicit Measure(std::vector<std::uint32_t>& found) : lengths(found) {}
@@ -237,7 +238,7 @@ private:
     std::vector<Level> levels;
 };
 
-/// Writes the elements with the lengths that were found.
+/// Writes the elements with the computed lengths.
 class Writer {
 public:
     Writer(std::vector<std::uint32_t> const& found, std::vector<unsigned char>& result)
@@ -281,7 +282,7 @@ private:
 
     std::vector<std::uint32_t>::const_iterator length;
     std::vector<unsigned char>& to;
-    size_t unusedBits = 0; ///< Where the number stands of the BIT STRING that is being written.
+    size_t unusedBits = 0; ///< The position of the count of unused bits in the current BIT STRING.
 };
 
 } // namespace
@@ -297,7 +298,7 @@ bool detail::BerConversion::scan(Reading& reading) {
 
 std::vector<unsigned char> detail::BerConversion::write() const {
     std::vector<unsigned char> der;
-    der.reserve(size); // All of it: what it holds may be secret.
+    der.reserve(size); // Reserves the whole size, because the contents may be secret.
     Writer writer(lengths, der);
     Reading silent;
     Walk(silent, input, writer).run();

@@ -1,4 +1,4 @@
-/// From BER to DER, for the readers.
+/// Converts BER to DER for the readers.
 #pragma once
 
 #include "base/reading.h"
@@ -10,29 +10,29 @@
 
 namespace detail {
 
-/// The rewriting of one element with all within it, as `asn1::berToDer` says, in two passes over the bytes:
-/// the first finds the lengths, the second writes.
+/// Rewrites one element and its contents as `asn1::berToDer` does, in two passes: the first computes the
+/// lengths, the second writes.
 class BerConversion {
 public:
     /// `bytes` must outlive the object.
     explicit BerConversion(asn1::blob bytes) : input(bytes) {}
 
-    /// Reads the input. Refuses what is malformed, bytes after it, and elements that are nested too deep.
+    /// Reads the input. Refuses malformed elements, trailing bytes, and too deep nesting.
     bool scan(Reading& reading);
-    /// Whether there is something to rewrite in what was read.
+    /// Whether the input differs from DER.
     bool isBer() const { return isFound; }
-    /// The result, after a scan that succeeded.
+    /// The DER, after a successful scan.
     std::vector<unsigned char> write() const;
 
 private:
     asn1::blob input;
-    std::vector<std::uint32_t> lengths; ///< Of each constructed element, in the order in which they begin.
+    std::vector<std::uint32_t> lengths; ///< Of each constructed element, in the order of their beginnings.
     size_t size = 0;                    ///< Of the result.
     bool isFound = false;
 };
 
-/// What `read` says of the DER made of `bytes`. Of malformed BER `read` gets the bytes as they are, and where
-/// it refuses them, the refusal is that of the BER. Nothing for other bytes than BER.
+/// Calls `read` with the DER made of `bytes`. For malformed BER, it calls `read` with the unconverted bytes,
+/// and a refusal is that of the BER. Returns nothing if the bytes are not BER.
 template <typename Read>
 std::optional<bool> readBer(Reading& reading, asn1::blob bytes, Read read) {
     BerConversion conversion(bytes);
@@ -42,7 +42,7 @@ std::optional<bool> readBer(Reading& reading, asn1::blob bytes, Read read) {
         return std::nullopt;
     reading.retract();
     if (!isGood) {
-        // What is malformed may stand where nothing reads it.
+        // The reader may not need the malformed part.
         if (read(bytes))
             return true;
         reading.retract();
@@ -53,15 +53,15 @@ std::optional<bool> readBer(Reading& reading, asn1::blob bytes, Read read) {
     return read(asn1::blob(der));
 }
 
-/// What `read` says of `bytes`, which are converted before if they may be BER and are.
+/// Calls `read` with `bytes`, converted first if they are BER and `mayBeBer` is set.
 template <typename Read>
 bool readAsDer(Reading& reading, bool mayBeBer, asn1::blob bytes, Read read) {
     std::optional<bool> const isGood = mayBeBer ? readBer(reading, bytes, read) : std::nullopt;
     return isGood ? *isGood : read(bytes);
 }
 
-/// What `read` says of `bytes`, and of the DER made of them where it refuses them and forms of the standards
-/// are read. For small objects, which are seldom BER; `read` begins anew each time.
+/// Calls `read` with `bytes` and, under the standard rules, again with their DER if it refuses them. For
+/// small objects, which are seldom BER. `read` must start anew each time.
 template <typename Read>
 bool readDerOrBer(Reading& reading, asn1::blob bytes, Read read) {
     return read(bytes) || (reading.isStandard() && readBer(reading, bytes, read).value_or(false));

@@ -13,7 +13,7 @@ using detail::wipe;
 
 namespace {
 
-/// Length octets in their shortest form (X.690 section 10.1).
+/// Length octets in their shortest form (X.690, section 10.1).
 class LengthOctets {
 public:
     explicit LengthOctets(unsigned v) {
@@ -79,7 +79,7 @@ DerEncoder& DerEncoder::add(unsigned tag, asn1::blob value) {
 DerEncoder& DerEncoder::addInt(unsigned tag, unsigned value) { return add(tag, LengthOctets(value)); }
 
 DerEncoder& DerEncoder::addInt(unsigned tag, BigNum const& value) {
-    // A magnitude that fills its octets would read as negative: a zero octet goes in front.
+    // A zero octet precedes a magnitude whose top bit is set, which would be negative.
     unsigned const octets = value.bits() / 8 + 1;
     std::vector<unsigned char> content = value.bin(octets);
     add(tag, content);
@@ -140,7 +140,7 @@ std::vector<unsigned char> DerEncoder::take() {
     return std::exchange(buf, {});
 }
 
-/// Grows by doubling, and wipes what it leaves.
+/// Doubles the capacity, and wipes the old memory.
 void DerEncoder::makeRoom(size_t more) {
     if (more <= buf.capacity() - buf.size())
         return;
@@ -156,7 +156,7 @@ void DerEncoder::append(asn1::blob bytes) {
     buf.insert(buf.end(), bytes.begin(), bytes.end());
 }
 
-/// Forgets the open elements without giving them a length.
+/// Discards the open elements.
 void DerEncoder::abandonOpen() {
     for (DerScope& scope : open)
         scope.position = DerScope::movedFrom;

@@ -1,4 +1,4 @@
-/// The check of what an RSA signature encloses.
+/// Checks the content of an RSA signature.
 #pragma once
 
 #include "base/reading.h"
@@ -7,9 +7,9 @@
 
 namespace detail {
 
-/// Returns the digest inside a DigestInfo (RFC 8017 section 9.2), a view of `block`. The block must be one
-/// DigestInfo and nothing else, with the hash that is expected and a digest of its length; the hash's
-/// parameters are ignored. Otherwise notes what is wrong and returns an empty blob.
+/// Returns the digest in a DigestInfo (RFC 8017, section 9.2), as a view of `block`. The block must consist
+/// of one DigestInfo with the expected hash and a digest of its length; the parameters of the hash are
+/// ignored. Otherwise notes the problem and returns an empty blob.
 asn1::blob readDigestInfo(Reading& reading, HashID expected, asn1::blob block);
 
 } // namespace detail

@@ -34,7 +34,7 @@ bool refuseHeader(Reading& reading, asn1::blob bytes) {
 
 namespace {
 
-/// Finds what there is of a truncated element with that tag, on which the level of a tolerant reading stands.
+/// Finds the available part of a truncated element with that tag, if the reading is tolerant.
 bool findTruncated(Level const& level, unsigned expected, asn1::blob* whole, asn1::blob* content) {
     if (!level.reading.isTolerant() || level.tag != asn1::parser::errorTag || level.start == level.finish)
         return false;
@@ -48,7 +48,7 @@ bool findTruncated(Level const& level, unsigned expected, asn1::blob* whole, asn
     return true;
 }
 
-/// The same, and leaves nothing to be taken.
+/// The same, and takes it.
 bool takeTruncated(Level& level, unsigned expected, asn1::blob* whole, asn1::blob* content) {
     if (!findTruncated(level, expected, whole, content))
         return false;
@@ -182,7 +182,7 @@ bool takeUInt(Level& level, unsigned* number, char const* field) {
 }
 
 bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content, char const* field) {
-    // Nothing else follows most headers of two octets.
+    // Most elements have a header of two octets and nothing after them.
     constexpr unsigned char longForm = 0x80;
     if (der.size() >= 2 && der[0] == expected && der[1] < longForm && der[1] == der.size() - 2) {
         *content = asn1::blob(der.start + 2, der.finish);
@@ -191,7 +191,7 @@ bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* c
     Level level(reading, der);
     if (reading.isTolerant())
         return take(level, expected, content, field);
-    // What begins with another tag is something else, not a damaged element.
+    // Another tag means another type, not a malformed element.
     if (level.tag == asn1::parser::errorTag && !der.empty() && der[0] != expected)
         return reading.refuse(RefusalId::unexpectedElement, der,
                               {{"expected", tagText(expected)}, {"found", tagText(der[0])}});

@@ -1,5 +1,5 @@
 /// The identifier and length octets of an element (ITU-T X.690, sections 8.1.2 and 8.1.3), and the step of a
-/// parser from one element to the next.
+/// parser to the next element.
 #pragma once
 
 #include "sealkit/asn1.h"
@@ -8,25 +8,23 @@ namespace detail {
 
 enum class HeaderError : unsigned char {
     none,
-    truncated,         ///< The element, or its header, is longer than what is left.
-    indefiniteLength,  ///< Of BER alone.
+    truncated,         ///< The element or its header exceeds the input.
+    indefiniteLength,  ///< Only in BER.
     unsupportedLength, ///< More than four length octets.
     unsupportedTag,    ///< More than four identifier octets.
 };
 
-/// Takes the header off `rest`, which then begins with the content. `rest` must not be empty. On an error
-/// `*tag` and `*length` are of no use.
+/// Takes the header off `rest`, which then begins with the content. `rest` must not be empty. After an error
+/// `*tag` and `*length` are undefined.
 ///
-/// Lengths that could be shorter are accepted (BER's form, section 8.1.3.5): old tools write them. Lengths
-/// are compared with what is left before any pointer moves, so none can wrap.
+/// Non-minimal lengths are accepted (BER's form, section 8.1.3.5), because old tools write them. Lengths are
+/// compared with the remaining size before any pointer moves, so pointers cannot wrap.
 HeaderError takeHeader(asn1::blob& rest, unsigned* tag, size_t* length);
 
-/// `asn1::parser::next` for every element, the end and an error. Kept out of the calls that most elements
-/// need.
+/// `asn1::parser::next` for all elements, the end and errors. Not inlined, because few elements need it.
 [[gnu::noinline]] bool advanceAnywhere(asn1::parser& at);
 
-/// `asn1::parser::next`, inlined into the library's own steps for the end and for a header of two octets, as
-/// most have.
+/// `asn1::parser::next`, inlined for the end and for a header of two octets, the most common case.
 inline bool advance(asn1::parser& at) {
     unsigned char const* const header = at.start;
     size_t const left = static_cast<size_t>(at.finish - header);

@@ -42,7 +42,7 @@ static_assert(names.size() == static_cast<size_t>(InputKind::unknown) + 1);
 
 bool beginsWithOid(asn1::blob content) { return asn1::parser(content).tag == tag::oid; }
 
-/// Goes down into the SEQUENCE that `bytes` begins with, as far as it is there: the object may be truncated.
+/// Enters the SEQUENCE at the start of `bytes`, which may be truncated.
 bool enterSequence(asn1::blob& bytes) {
     unsigned elementTag = 0;
     size_t length = 0;
@@ -57,8 +57,9 @@ bool enterSequence(asn1::blob& bytes) {
 
 bool isTime(unsigned elementTag) { return elementTag == tag::utcTime || elementTag == tag::generalizedTime; }
 
-/// Of SIGNED{ToBeSigned} by the first fields of what is signed (RFC 5280, sections 4.1 and 5.1; RFC 2986,
-/// section 4.1): what comes after them may be damaged or missing. `otherDer` of anything else.
+/// The kind of a SIGNED{ToBeSigned}, from the first fields of its signed part (RFC 5280, sections 4.1
+/// and 5.1; RFC 2986, section 4.1). The later fields may be malformed or missing. `otherDer` for any other
+/// input.
 InputKind kindOfSigned(asn1::blob der) {
     if (!enterSequence(der) || !enterSequence(der))
         return InputKind::otherDer;
@@ -83,7 +84,7 @@ InputKind kindOfSigned(asn1::blob der) {
                                                                             : InputKind::otherDer;
 }
 
-/// Whether it is a type of the messages of PKCS#7 and CMS: 1.2.840.113549.1.7 or 1.2.840.113549.1.9.16.1.
+/// Whether it is a content type of PKCS#7 or CMS: 1.2.840.113549.1.7 or 1.2.840.113549.1.9.16.1.
 bool isContentType(asn1::blob oid) {
     static constexpr unsigned char smime[] = {0x2a, 0x86, 0x48, 0x86, 0xf7, 0x0d, 0x01, 0x09, 0x10, 0x01};
     asn1::blob const pkcs7(detail::oid::data, sizeof detail::oid::data - 1);
@@ -127,7 +128,7 @@ InputKind kindBehindSequence(asn1::blob first, asn1::parser fields) {
         if (fields.tag == tag::bitString)
             return InputKind::publicKey;
     }
-    // A refusal to make a time-stamp has no more than a status.
+    // A response that refuses a time-stamp has only a status.
     if (asn1::parser(first).tag == tag::integer && detail::atEnd(fields))
         return InputKind::timeStampResponse;
     return InputKind::otherDer;

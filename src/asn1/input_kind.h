@@ -1,4 +1,4 @@
-/// What DER is, by its shape, and the refusal of what another kind was wanted for.
+/// Recognises objects by the outline of their DER, and refuses objects of the wrong kind.
 #pragma once
 
 #include "asn1/tags.h"
@@ -7,17 +7,17 @@
 
 namespace detail {
 
-/// One of the kinds that have a form of their own in DER; `InputKind::otherDer` for all else, also where it
-/// is not DER.
+/// The kind of an object with a form of its own in DER; `InputKind::otherDer` for all other bytes, even if
+/// they are not DER.
 InputKind findDerKind(asn1::blob der);
 
-/// Whether the bytes are a SEQUENCE of indefinite length, as far as its first octets show.
+/// Whether the first octets are those of a SEQUENCE of indefinite length.
 inline bool hasIndefiniteLength(asn1::blob bytes) {
     return bytes.size() > 1 && bytes[0] == tag::sequence && bytes[1] == 0x80;
 }
 
-/// Refuses input that was refused as a `wanted` once more where `found` is another kind, which says more than
-/// the first wrong field. Always false.
+/// Replaces the refusal of input that should be a `wanted` if `found` is another kind, because that is more
+/// helpful than the first wrong field. Returns false.
 bool refuseOtherKind(Reading& reading, InputKind wanted, InputKind found);
 
 } // namespace detail

@@ -17,7 +17,7 @@ namespace {
 
 struct Attribute {
     asn1::blob oid;
-    unsigned stringTag; ///< What it is written as: X.520 wants PrintableString for a country.
+    unsigned stringTag; ///< The type for writing: X.520 requires PrintableString for a country.
     char const* label;
     std::string DistinguishedName::*member;
 };
@@ -32,7 +32,7 @@ constexpr Attribute attributes[] = {
     {oid::serialNumber, tag::utf8String, "SerialNumber=", &DistinguishedName::serialNumber},
 };
 
-/// The types a value is read from. Tag 16 is among them and NumericString (18) is not, on purpose.
+/// The types of values that are read. As documented, tag 16 is included and NumericString (18) is not.
 bool isStringTag(unsigned valueTag) {
     constexpr unsigned primitiveSequence = 16;
     return valueTag == tag::utf8String || valueTag == primitiveSequence || valueTag == tag::printableString ||
@@ -42,11 +42,11 @@ bool isStringTag(unsigned valueTag) {
 
 std::string toString(asn1::blob bytes) { return std::string(detail::viewOf(bytes)); }
 
-/// The member that holds attributes of that type; null for an unknown one.
+/// The member for attributes of that type; null for an unknown type.
 std::string* findMember(DistinguishedName& name, asn1::blob type) {
     if (type.empty())
         return nullptr;
-    // The rows differ in the last octet.
+    // The last octet distinguishes the rows.
     for (Attribute const& row : attributes)
         if (row.oid.finish[-1] == type.finish[-1] && row.oid == type)
             return &(name.*row.member);

@@ -20,7 +20,8 @@ namespace tag = detail::tag;
 
 namespace {
 
-/// What `oidName` calls otherwise, or what is not a UTF8String (RFC 5280, appendix A).
+/// Attribute types with another name than `oidName`, or another string type than UTF8String (RFC 5280,
+/// appendix A).
 struct AttributeType {
     std::string_view name; ///< In lowercase.
     std::string_view oid;
@@ -70,17 +71,17 @@ bool isAlphanumeric(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
 }
 
-/// X.680, section 41.4.
+/// The characters of PrintableString (X.680, section 41.4).
 bool isPrintableString(std::string_view text) {
     constexpr std::string_view others = " '()+,-./:=?";
     return std::ranges::all_of(
         text, [&](char c) { return isAlphanumeric(c) || others.find(c) != std::string_view::npos; });
 }
 
-/// Whether the text is UTF-8 and nothing in it deceives who reads it.
+/// Whether the text is UTF-8 without deceptive characters.
 bool isPlain(std::string_view text) { return printableLine(text) == text; }
 
-/// Takes what stands before the next separator that no backslash precedes, and the separator.
+/// Takes the part before the next unescaped separator, and the separator.
 std::string_view takePart(std::string_view& text, char separator) {
     size_t end = 0;
     while (end < text.size() && text[end] != separator)
@@ -118,11 +119,11 @@ std::vector<unsigned char> attributeOid(std::string_view name) {
     return parseOid(type != std::end(attributeTypes) ? type->oid : name);
 }
 
-/// Of the text of a name: puts something in the place of what stands in braces. False where there is nothing
-/// to put there; `*value` is then what is missing.
+/// Replaces placeholders in braces in a value. If a replacement is missing, returns false and sets `*value`
+/// to the placeholder.
 using FillIn = std::function<bool(std::string* value)>;
 
-/// Writes one attribute as a set of its own.
+/// Writes one attribute as a separate set.
 bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view part, FillIn const& fillIn) {
     auto const refuse = [&](std::string_view attribute, char const* problem) {
         return reading.refuse(RefusalId::malformedName, asn1::blob(part),
@@ -154,7 +155,7 @@ bool addAttribute(detail::Reading& reading, DerEncoder& to, std::string_view par
     return true;
 }
 
-/// The value of an attribute; the bytes of one that is no string, as "#" and hexadecimal digits (RFC 4514,
+/// The value of an attribute. A value that is not a string becomes "#" and hexadecimal digits (RFC 4514,
 /// section 2.4).
 std::string attributeText(unsigned form, asn1::blob value) {
     if (detail::isStringTag(form))
@@ -166,7 +167,7 @@ std::string attributeText(unsigned form, asn1::blob value) {
     return text;
 }
 
-/// Calls `use(type, tag, value, isFirstOfSet)` for each attribute. False where the name is malformed.
+/// Calls `use(type, tag, value, isFirstOfSet)` for each attribute. Returns false if the name is malformed.
 template <typename Use>
 bool forEachAttribute(asn1::blob name, Use use) {
     asn1::parser sets(name);
@@ -191,7 +192,7 @@ bool forEachAttribute(asn1::blob name, Use use) {
     return detail::atEnd(sets);
 }
 
-/// A host name, perhaps with a wildcard.
+/// Whether the text is a host name, which may have a wildcard.
 bool isHostName(std::string_view text) {
     return !text.empty() && text.front() != '.' && text.find("..") == std::string_view::npos &&
            std::ranges::all_of(text, [](char c) {
@@ -213,8 +214,7 @@ std::string addressText(asn1::blob octets) {
     return address.dataStr();
 }
 
-/// The number of ones that `mask` begins with; nothing follows them, or the result is above the bits of the
-/// mask.
+/// The number of leading ones in `mask`. If other ones follow, the result exceeds the bits of the mask.
 size_t prefixLength(asn1::blob mask) {
     size_t length = 0;
     bool hasEnded = false;
@@ -228,7 +228,8 @@ size_t prefixLength(asn1::blob mask) {
     return length;
 }
 
-/// iPAddress, in name constraints followed by a mask of the same length (RFC 5280, section 4.2.1.10).
+/// The text of an iPAddress. In name constraints a mask of the same length follows (RFC 5280,
+/// section 4.2.1.10).
 std::string ipText(asn1::blob octets) {
     if (octets.size() == 4 || octets.size() == 16)
         return addressText(octets);
@@ -348,9 +349,9 @@ bool isPlainName(GeneralName const& name) {
 
 namespace {
 
-constexpr unsigned char constructed = 0x20; ///< The bit of `GeneralName::type`.
+constexpr unsigned char constructed = 0x20; ///< The constructed bit of `GeneralName::type`.
 
-/// A kind of general name in text, and how its value is read.
+/// The name of a kind in text, and the function that reads its value.
 struct NameKind {
     std::string_view kind; ///< In lowercase.
     unsigned char type;
@@ -384,8 +385,8 @@ bool readRegisteredId(std::string_view value, std::string* data) {
     return !data->empty();
 }
 
-/// "1.2.3;UTF8:text", as OtherName ::= SEQUENCE { type-id OBJECT IDENTIFIER, value [0] EXPLICIT ANY }, its
-/// content.
+/// Converts "1.2.3;UTF8:text" to the content of OtherName ::= SEQUENCE { type-id OBJECT IDENTIFIER, value [0]
+/// EXPLICIT ANY }.
 bool readOtherName(std::string_view value, std::string* data) {
     size_t const semicolon = std::min(value.find(';'), value.size());
     std::string_view form = value.substr(std::min(semicolon + 1, value.size()));
@@ -412,7 +413,7 @@ constexpr NameKind nameKinds[] = {
     {"othername", GeneralName::otherName | constructed, readOtherName},
 };
 
-/// A mask, "8" or "255.0.0.0", of an address of as many octets.
+/// Reads a mask, "8" or "255.0.0.0", for an address with as many octets.
 bool readMask(std::string_view text, std::string& mask) {
     size_t const bits = mask.size() * 8;
     size_t prefix = 0;
@@ -432,7 +433,7 @@ bool readMask(std::string_view text, std::string& mask) {
     return true;
 }
 
-/// "10.0.0.0/8": the address and its mask. Bits that the mask drops would be a mistake.
+/// Reads "10.0.0.0/8": an address and its mask. Address bits outside the mask are rejected as a mistake.
 bool readAddressRange(std::string_view value, std::string* data) {
     size_t const slash = std::min(value.find('/'), value.size());
     std::string address;
@@ -460,7 +461,7 @@ bool readDomain(std::string_view value, std::string* data) {
     return isPlainHost(value);
 }
 
-/// "a.example" or ".a.example".
+/// Reads "a.example" or ".a.example".
 bool readHosts(std::string_view value, std::string* data) {
     *data = value;
     return isPlainHost(value.starts_with('.') ? value.substr(1) : value);
@@ -482,7 +483,7 @@ constexpr NameKind subtreeKinds[] = {
     {"dirname", GeneralName::directoryName | constructed, readDirectoryName},
 };
 
-/// Reads "KIND:value" of one of the kinds into `*to`.
+/// Reads "KIND:value" into `*to`, where KIND is one of `kinds`.
 bool readKind(std::span<NameKind const> kinds, std::string_view text, GeneralName* to) {
     size_t const colon = text.find(':');
     auto const kind = std::ranges::find(kinds, lower(text.substr(0, colon)), &NameKind::kind);

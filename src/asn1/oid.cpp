@@ -9,12 +9,12 @@ namespace oid = detail::oid;
 
 namespace {
 
-/// What an algorithm of the table below is good for.
+/// What the library supports an algorithm of the table for.
 enum class Use { named, read, readAndWritten };
 
 struct SignatureAlgorithm {
     asn1::blob oid;
-    char const* name; ///< Null where the dotted form is shown.
+    char const* name; ///< Null if the dotted form is shown.
     Use use;
     KeyType type;
     HashID hash;
@@ -39,7 +39,7 @@ constexpr SignatureAlgorithm signatureAlgorithms[] = {
 struct HashAlgorithm {
     HashID id;
     asn1::blob oid;
-    asn1::blob hmac; ///< Empty where no HMAC is understood.
+    asn1::blob hmac; ///< Empty if no HMAC is supported.
 };
 
 constexpr HashAlgorithm hashAlgorithms[] = {
@@ -86,10 +86,9 @@ KeyAlgorithm const* findKeyAlgorithm(asn1::blob oid) {
     return nullptr;
 }
 
-/// Takes the octets of one arc off `oid` and returns the arc in text (X.690 section 8.19.2).
+/// Takes the octets of one arc off `oid` and returns its text (X.690, section 8.19.2).
 std::string takeArc(asn1::blob& oid) {
-    // Bounds the time for turning a number into decimal, which grows with the square of its length.
-    // UUIDs as arcs (ITU-T X.667) take 19 octets.
+    // Bounds the conversion to decimal, whose time is quadratic. UUIDs as arcs (ITU-T X.667) take 19 octets.
     constexpr size_t maxShown = 64;
     constexpr size_t maxInWord = 9;
 

@@ -179,7 +179,7 @@ constexpr OidName names[] = {
     {"1.3.6.1.4.1.311.2.1.12", "spcSpOpusInfo"},
     {"1.3.6.1.4.1.311.3.3.1", "msCounterSignature"},
 
-    // Types of contents, bags and what they hold.
+    // Content types, bag types and their contents.
     {"1.2.840.113549.1.7.1", "data"},
     {"1.2.840.113549.1.7.2", "signedData"},
     {"1.2.840.113549.1.7.3", "envelopedData"},
@@ -332,7 +332,7 @@ constexpr OidName names[] = {
     {"1.2.840.113549.2.12", "HMAC-SHA512-224"},
     {"1.2.840.113549.2.13", "HMAC-SHA512-256"},
 
-    // Encryption, and keys derived from passwords.
+    // Encryption and password-based key derivation.
     {"1.2.840.113549.1.5.12", "PBKDF2"},
     {"1.2.840.113549.1.5.13", "PBES2"},
     {"1.2.840.113549.1.5.14", "PBMAC1"},
@@ -395,7 +395,7 @@ constexpr OidName names[] = {
     {"1.2.840.113549.1.12.1.6", "PBE-SHA1-RC2-40"},
 };
 
-/// The names that RFC 5280, section 4.2.1.12, gives the extended key usages: read, and not written.
+/// The names of extended key usages in RFC 5280, section 4.2.1.12, which are accepted but not written.
 constexpr OidName readNames[] = {
     {"2.5.29.37.0", "anyExtendedKeyUsage"},   {"1.3.6.1.5.5.7.3.1", "serverAuth"},
     {"1.3.6.1.5.5.7.3.2", "clientAuth"},      {"1.3.6.1.5.5.7.3.3", "codeSigning"},
@@ -408,7 +408,7 @@ bool isSameIgnoringCase(std::string_view a, std::string_view b) {
     return std::ranges::equal(a, b, {}, lower, lower);
 }
 
-/// Appends an arc in base 128, the highest digit first (X.690, section 8.19.2).
+/// Appends an arc in base 128, most significant digit first (X.690, section 8.19.2).
 void append(std::vector<unsigned char>& content, std::uint32_t arc) {
     std::array<unsigned char, 5> digits{};
     size_t at = digits.size();
@@ -431,7 +431,7 @@ std::vector<unsigned char> encode(std::string_view dotted) {
         if (at == end)
             break;
     }
-    // The first octet holds two arcs and has no continuation.
+    // The first octet encodes two arcs and has no continuation.
     if (arcs.size() < 2 || arcs[0] > 2 || arcs[1] > (arcs[0] < 2 ? 39 : 47))
         return {};
     std::vector<unsigned char> content = {static_cast<unsigned char>(arcs[0] * 40 + arcs[1])};

@@ -9,7 +9,8 @@ namespace {
 
 constexpr unsigned videotexString = 0x15, graphicString = 0x19, generalString = 0x1B;
 
-/// UCS-2 or UCS-4. What is no character becomes the replacement character; so does a part of one at the end.
+/// Converts UCS-2 or UCS-4. Invalid characters, and an incomplete one at the end, become the replacement
+/// character.
 std::string fromUnits(asn1::blob content, size_t size) {
     std::string text;
     while (!content.empty()) {

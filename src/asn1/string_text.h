@@ -1,4 +1,4 @@
-/// The strings of ASN.1 as UTF-8.
+/// Converts ASN.1 strings to UTF-8.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -7,11 +7,11 @@
 
 namespace detail {
 
-/// Whether it is the tag of a string type with characters, in primitive form.
+/// Whether the tag is that of a primitive character string.
 bool isStringTag(unsigned tag);
 
-/// The content of a string as UTF-8: BMPString and UniversalString are converted, TeletexString is taken for
-/// ISO 8859-1 where it is not UTF-8, and other types stay as they are.
+/// The content of a string in UTF-8. BMPString and UniversalString are converted, TeletexString is read as
+/// ISO 8859-1 unless it is UTF-8, and other types are unchanged.
 std::string stringText(unsigned tag, asn1::blob content);
 
 } // namespace detail

@@ -1,5 +1,5 @@
-/// Identifier octets of the universal types (ITU-T X.680 section 8.6) and of context-specific tags, as
-/// `asn1::parser` reads and `DerEncoder` writes them.
+/// Identifier octets of the universal types (ITU-T X.680, section 8.6) and of context-specific tags, as
+/// `asn1::parser` and `DerEncoder` use them.
 #pragma once
 
 namespace detail::tag {

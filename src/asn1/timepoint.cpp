@@ -25,7 +25,7 @@ constexpr Division floorDivide(int64_t dividend, int64_t divisor) {
     return division;
 }
 
-/// Where a year begins, and whether it has a 29th of February.
+/// The start of a year, and whether it is a leap year.
 struct Year {
     int64_t firstDay; ///< Since 1970-01-01.
     bool leap;
@@ -35,10 +35,10 @@ struct Year {
 constexpr Year lookAtYear(int64_t year) {
     int64_t const ordinaryDays = 365 * (year - 70);
     if (year >= 2 && year <= 138) {
-        // No century year without a leap day lies in here: the leap days are those of every fourth year.
+        // In this range every fourth year is a leap year.
         return {ordinaryDays + floorDivide(year - 69, 4).quotient, year % 4 == 0};
     }
-    // Cycles of 400 years, each beginning with a leap year as 2000 was one.
+    // Cycles of 400 years, each beginning with a leap year such as 2000.
     auto const [cycle, yearOfCycle] = floorDivide(year - 100, 400);
     int64_t const leapDaysBefore2000 = 7; // 1972 to 1996
     int64_t const leapDaysInCycle =
@@ -47,7 +47,7 @@ constexpr Year lookAtYear(int64_t year) {
     return {ordinaryDays + leapDaysBefore2000 + 97 * cycle + leapDaysInCycle, leap};
 }
 
-/// The Gregorian calendar, for every 64-bit count of seconds.
+/// A date and time of the Gregorian calendar, for any 64-bit number of seconds.
 struct Calendar {
     int64_t year;
     int month; ///< 1 to 12
@@ -55,21 +55,21 @@ struct Calendar {
     int hour;
     int minute;
     int second;
-    int weekday; ///< From Sunday, 0.
+    int weekday; ///< 0 is Sunday.
 };
 
 Calendar breakDown(int64_t seconds) {
     auto const [days, secondOfDay] = floorDivide(seconds, secondsPerDay);
 
-    // Years are counted from March, so that the leap day is the last of its year, century and cycle.
+    // Years start in March, so the leap day is the last day of its year, century and cycle.
     constexpr int64_t firstOfMarch2000 = 11017;
     auto const [cycle, dayOfCycle] = floorDivide(days - firstOfMarch2000, daysPer400Years);
-    // The day of the cycle without the leap days before it: after every 1460 days (four years less their leap
-    // day), save after every 36524 (a century), but for the one that ends the cycle.
+    // The day of the cycle, less the leap days before it: one after every 1460 days (four years less their
+    // leap day), except after every 36524 (a century), except the last of the cycle.
     int64_t const yearOfCycle =
         (dayOfCycle - dayOfCycle / 1460 + dayOfCycle / 36524 - dayOfCycle / (daysPer400Years - 1)) / 365;
     int64_t const dayOfYear = dayOfCycle - (365 * yearOfCycle + yearOfCycle / 4 - yearOfCycle / 100);
-    // Five months from March on, and from August on, have 153 days: 31 30 31 30 31.
+    // Five months from March or August have 153 days: 31 30 31 30 31.
     int64_t const month = (5 * dayOfYear + 2) / 153;
 
     Calendar calendar;
@@ -111,7 +111,7 @@ bool readText(unsigned form, asn1::blob text, TimePoint* to) {
         return true;
     }
 
-    // The century, in GeneralizedTime, and YY MM DD hh mm ss.
+    // The century, for GeneralizedTime, then YY MM DD hh mm ss.
     int pairs[7];
     size_t const expected = generalized ? 7 : 6;
     size_t count = 0;

@@ -64,7 +64,7 @@ HeaderProblem takeHeader(blob& rest, TreeElement& to) {
     return HeaderProblem::none;
 }
 
-/// Whether the header is as short as can be (X.690, section 10.1).
+/// Whether the header is the shortest possible (X.690, section 10.1).
 bool isShortest(TreeElement const& element) {
     size_t identifier = 1, lengthOctets = 1;
     if (element.number >= 0x1F)
@@ -80,7 +80,7 @@ bool isAscii(blob content, unsigned char first, unsigned char last) {
     return std::ranges::all_of(content, [&](unsigned char c) { return c >= first && c <= last; });
 }
 
-/// Whether the content is one of its universal type, as DER has it.
+/// Whether the content is DER of its universal type.
 bool isStrictUniversal(TreeElement const& element) {
     blob const content = element.content;
     if (element.isConstructed)
@@ -140,7 +140,7 @@ bool TreeWalker::refuse(RefusalId id, unsigned char const* place, std::vector<Fa
     return reading.refuse(id, place, std::move(facts));
 }
 
-/// Whether strict DER of one element is all of the content.
+/// Whether the content is exactly one element in strict DER.
 bool TreeWalker::isStrictElement(blob content) {
     constexpr size_t minSize = 2;
     if (content.size() < minSize || content[0] == 0 || content[0] >> 6 != 0)
@@ -157,7 +157,7 @@ bool TreeWalker::isStrictElement(blob content) {
     return walker.isComplete();
 }
 
-/// Closes the levels that end here. False where the walk ends.
+/// Closes the levels that end here. Returns false at the end of the walk.
 bool TreeWalker::leaveLevels() {
     while (!levels.empty() && at == levels.back().end) {
         if (levels.back().isIndefinite)
@@ -173,7 +173,7 @@ bool TreeWalker::leaveLevels() {
     return at != input.finish && !(isSingle && hasBegun);
 }
 
-/// Opens the content of the element before, if there is something in it.
+/// Enters the previous element, unless it is empty.
 void TreeWalker::enterContent() {
     TreeElement const& parent = current;
     if (parent.holdsElement) {
@@ -271,7 +271,7 @@ blob findElement(blob input, size_t offset, Refusal* refusal) {
         if (element.depth == 0)
             end = element.length || element.isEndOfContents ? element.content.finish : nullptr;
         if (element.depth == 0 && element.length)
-            break; // What is within does not change where it ends.
+            break; // Its contents do not affect where it ends.
     }
     if (end != nullptr && walker.isComplete())
         return {input.start + offset, end};

@@ -14,7 +14,7 @@ namespace asn1 {
 
 namespace {
 
-/// Hexadecimal, cut where it is long.
+/// The bytes in hexadecimal, cut if they are long.
 std::string hexText(blob bytes, size_t maxBytes) {
     if (bytes.size() <= maxBytes)
         return str(bytes);
@@ -36,7 +36,7 @@ std::string integerText(blob content, size_t maxBytes) {
     return "-" + (BigNum(blob(magnitude)) + 1u).strDec();
 }
 
-/// `oidStr`, with the first two arcs as X.690, section 8.19.4, has them where the second is above 39.
+/// `oidStr`, but with the correct first two arcs (X.690, section 8.19.4) if the second exceeds 39.
 std::string dottedText(blob oid) {
     constexpr unsigned char firstOfArc2 = 80, more = 0x80;
     size_t first = 0;
@@ -59,7 +59,7 @@ std::string oidText(blob oid) {
     return name == oidStr(oid) ? dotted : dotted + " " + name;
 }
 
-/// "20261121083000Z" as "2026-11-21T08:30:00Z"; as it is where it does not begin with the digits of a time.
+/// Converts "20261121083000Z" to "2026-11-21T08:30:00Z". Other text is unchanged.
 std::string timeText(bool isUtcTime, blob content) {
     std::string const text(content.begin(), content.end());
     size_t const digits = std::min(text.find_first_not_of("0123456789"), text.size());
@@ -90,7 +90,7 @@ std::string cutText(std::string text, size_t maxBytes) {
     if (whole <= maxBytes)
         return text;
     while (maxBytes > 0 && (static_cast<unsigned char>(text[maxBytes]) & 0xC0) == 0x80)
-        --maxBytes; // Within a character.
+        --maxBytes; // Moves back to the start of a character.
     return text.substr(0, maxBytes) + "... (" + std::to_string(whole) + " bytes)";
 }
 
@@ -182,7 +182,7 @@ std::string valueText(TreeElement const& element, size_t maxBytes) {
 std::string derText(blob der, size_t maxLength) {
     std::string text;
     TreeWalker walker(der);
-    std::vector<char const*> open; // What closes each element that is open.
+    std::vector<char const*> open; // The closing text of each open element.
     bool isFirst = true;
     auto const closeTo = [&](size_t depth) {
         while (open.size() > depth) {
