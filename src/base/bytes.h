@@ -1,4 +1,4 @@
-/// Words of either byte order in byte arrays of any alignment.
+/// Big-endian and little-endian words in unaligned byte arrays.
 #pragma once
 
 #include <bit>

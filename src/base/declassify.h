@@ -1,8 +1,8 @@
-/// Where a secret operation tells something on purpose.
+/// Values that a secret operation reveals on purpose.
 ///
-/// Operations that `docs/timing.md` calls quiet take no branch and no address from a secret. What they do
-/// tell goes through here, and nowhere else: `tests/quiet` runs them under memcheck with the secrets marked
-/// as undefined, and fails where one is acted on that was not declassified.
+/// In operations that `docs/timing.md` calls quiet, neither branches nor addresses depend on secrets.
+/// Everything that they reveal passes through these functions: `tests/quiet` runs them under memcheck with
+/// the secrets marked as undefined, and fails if an undeclassified secret affects a branch or an address.
 #pragma once
 
 #include <cstddef>
@@ -13,18 +13,18 @@
 
 namespace detail {
 
-/// Everything that a quiet operation may tell.
+/// Everything that a quiet operation may reveal.
 enum class Told {
-    signature,     ///< What the caller publishes: r and s, R and S.
-    publicKey,     ///< What belongs to the public half of a key.
-    retry,         ///< Whether a candidate was in range: the next one is independent of it.
-    keyInRange,    ///< Whether the secret of a key is one that signs at all.
+    signature,     ///< A published result: r and s, R and S.
+    publicKey,     ///< Part of the public half of a key.
+    retry,         ///< Whether a candidate was in range; the next one is independent of it.
+    keyInRange,    ///< Whether the secret of a key is usable.
     keyConsistent, ///< Whether the members of a key are consistent.
-    keyLength,     ///< How many digits a number of a key has, and how many bits a prime.
-    padding,       ///< Whether a decrypted block is padded as it must be, and where its message begins.
+    keyLength,     ///< The number of digits of a key's members, and of bits of a prime.
+    padding,       ///< Whether the padding of a decrypted block is well-formed, and where its message begins.
 };
 
-/// Says that the bytes at `memory` may be acted on. Costs nothing but in the build for memcheck.
+/// Declassifies the bytes at `memory`. Has no effect except in the build for memcheck.
 inline void declassify([[maybe_unused]] Told what, [[maybe_unused]] void const* memory,
                        [[maybe_unused]] size_t size) {
 #ifdef SEALKIT_MEMCHECK
@@ -32,7 +32,7 @@ inline void declassify([[maybe_unused]] Told what, [[maybe_unused]] void const* 
 #endif
 }
 
-/// A value that may be acted on.
+/// Returns a declassified copy.
 template <typename Value>
 inline Value declassified(Told what, Value value) {
     declassify(what, &value, sizeof value);

@@ -15,7 +15,7 @@ namespace detail {
 
 namespace {
 
-/// Of an error number, in the classic locale.
+/// The text of an error number, in the C locale.
 std::vector<Fact> reasonOf(int error) { return {{"reason", std::strerror(error)}}; }
 
 } // namespace
@@ -27,7 +27,7 @@ FileText::~FileText() { wipe(text); }
 void FileText::explain(Reading& reading) const {
     if (!text.empty() || !reading.wantsReason())
         return;
-    // `kp::readFile` gives no reason, and the operating system's edition of it need not set errno.
+    // `kp::readFile` gives no reason, and the target's edition of it may not set errno.
     struct stat status;
     if (name.find('\0') != std::string::npos) {
         reading.refuse(RefusalId::missingFile, nullptr);

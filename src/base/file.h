@@ -1,4 +1,4 @@
-/// Files that loaders read whole, and the folders that they stand in.
+/// Reads whole files and lists folders, for the loaders.
 #pragma once
 
 #include "base/reading.h"
@@ -9,7 +9,7 @@
 
 namespace detail {
 
-/// The contents of a file, empty where it cannot be read. They are wiped, as a key may stand in any of them.
+/// The contents of a file; empty if it is unreadable. Wiped, because any file may hold a key.
 class FileText {
 public:
     explicit FileText(std::string path);
@@ -19,7 +19,7 @@ public:
 
     operator std::string_view() const { return text; }
 
-    /// Refuses a file that came out empty with the reason for it: missing, unreadable, too large or empty.
+    /// Refuses a file whose contents are empty, with the reason: missing, unreadable, too large or empty.
     void explain(Reading& reading) const;
 
 private:
@@ -27,11 +27,11 @@ private:
     std::string text;
 };
 
-/// Whether there is a folder at `path`; a link to one counts.
+/// Whether `path` is a folder or a link to one.
 bool isFolder(std::string const& path);
 
-/// Appends the names of a folder's entries in the folder's own order, "." and ".." included. Returns 0, or
-/// the error number if the folder cannot be opened.
+/// Appends the names of a folder's entries, unsorted and including "." and "..". Returns 0, or an error
+/// number if the folder cannot be opened.
 int listFolder(std::string const& path, std::vector<std::string>* names);
 
 } // namespace detail

@@ -1,10 +1,10 @@
-/// Masks that choose without a branch.
+/// Masks for branch-free selection.
 #pragma once
 
 namespace detail {
 
-/// All ones for 1, zero for 0. The compiler is kept from seeing that there are but two values, as it would
-/// branch.
+/// All ones for 1, zero for 0. The barrier hides from the compiler that there are only two values, which
+/// could make it branch.
 template <typename Word>
 __attribute__((always_inline)) inline Word maskOf(Word bit) {
     asm("" : "+r"(bit));

@@ -8,7 +8,7 @@ namespace detail {
 
 namespace {
 
-/// Pointers into different arrays have an order through `std::less` alone.
+/// `std::less` orders pointers into different arrays, which `<` does not.
 bool isWithin(unsigned char const* at, asn1::blob bytes) {
     std::less<unsigned char const*> const before;
     return at != nullptr && bytes.start != nullptr && !before(at, bytes.start) && !before(bytes.finish, at);

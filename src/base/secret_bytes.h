@@ -1,4 +1,4 @@
-/// Byte vectors and strings that hold secrets: wiping them, also on the way out of a function that fails.
+/// Wipes byte vectors and strings with secrets, including on failure paths.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -9,17 +9,15 @@
 
 namespace detail {
 
-/// Overwrites all the memory of a vector of bytes or a string, what was cut off its end included. It
-/// holds zeros then.
+/// Overwrites the whole memory of a byte vector or string with zeros, including unused capacity.
 template <typename Bytes>
 void wipe(Bytes& bytes) {
     bytes.resize(bytes.capacity());
-    if (!bytes.empty()) // nothing has no address that memset takes
+    if (!bytes.empty()) // The address of an empty one may be null, which memset does not accept.
         secureMemset(bytes.data(), 0, bytes.size());
 }
 
-/// Puts what `work` makes, where it succeeds, into `out` in place of what it held. That may be what `work`
-/// reads.
+/// Replaces `out` by the result of `work` if it succeeds. `work` may read the previous contents of `out`.
 template <typename Work>
 bool replaceSecret(std::vector<unsigned char>& out, Work work) {
     std::vector<unsigned char> result;
@@ -33,8 +31,8 @@ bool replaceSecret(std::vector<unsigned char>& out, Work work) {
     return done;
 }
 
-/// Bytes that are wiped where their scope ends. Whoever lets `value` grow moves what it holds to other
-/// memory and leaves the old as it is: it is filled once.
+/// Bytes that are wiped by the destructor. Growing `value` would leave an unwiped copy, so it must be filled
+/// once.
 struct SecretBytes {
     std::vector<unsigned char> value;
 

@@ -1,4 +1,4 @@
-/// Loops that are written out by the compiler.
+/// Loops that the compiler unrolls.
 #pragma once
 
 #include <type_traits>
@@ -6,7 +6,7 @@
 
 namespace detail {
 
-/// Calls `step` with 0 to `count` - 1, each a constant. What it indexes with them ends up in registers.
+/// Calls `step` with 0 to `count` - 1, each as a constant. Arrays indexed by them stay in registers.
 template <unsigned count, typename Step>
 [[gnu::always_inline]] constexpr void unrolled(Step const& step) {
     [&]<unsigned... i>(std::integer_sequence<unsigned, i...>) __attribute__((always_inline)) {

@@ -1,4 +1,4 @@
-/// The transformation formats of Unicode: UTF-8, which the library speaks, and UTF-16 in BMPStrings.
+/// Encodings of Unicode: UTF-8, which the library uses, and UTF-16 in BMPStrings.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -12,8 +12,8 @@ inline constexpr char32_t notUtf8 = 0xFFFFFFFF, replacementCharacter = 0xFFFD;
 
 inline bool isSurrogate(char32_t point) { return point >= 0xD800 && point <= 0xDFFF; }
 
-/// Takes one character off text that is not empty (RFC 3629, section 4). Gives `notUtf8` and leaves the text
-/// unchanged if it does not begin with one.
+/// Takes one character off text that is not empty (RFC 3629, section 4). Returns `notUtf8` and leaves the
+/// text unchanged if it does not start with one.
 inline char32_t takeUtf8(std::string_view& text) {
     unsigned const first = static_cast<unsigned char>(text[0]);
     size_t const length = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;

@@ -1,4 +1,4 @@
-/// Bytes as the characters that they are.
+/// Bytes as text.
 #pragma once
 
 #include "sealkit/blob.h"

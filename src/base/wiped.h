@@ -1,11 +1,11 @@
-/// Secrets on the stack, which must not stay there.
+/// Wipes secrets on the stack.
 #pragma once
 
 #include "sealkit/wipe.h"
 
 namespace detail {
 
-/// A value that begins as zeros and is wiped where its scope ends.
+/// A value-initialized value that is wiped by the destructor.
 template <typename Value>
 struct Wiped : Value {
     Wiped() : Value() {}
@@ -14,8 +14,8 @@ struct Wiped : Value {
     ~Wiped() { secureMemset(static_cast<Value*>(this), 0, sizeof(Value)); }
 };
 
-/// Wipes the room that functions called before by the same function used on the stack: for those whose own
-/// locals are too many or too hot to be wiped each time.
+/// Wipes the stack memory that was used by functions which the caller called before. For functions whose
+/// locals are too many or too time-critical to be wiped each time.
 void wipeStackBelow();
 
 } // namespace detail
