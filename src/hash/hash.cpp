@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Copies a block. A constant length is taken in pieces that compilers turn into moves of words, not calls.
+/// Copies a block. Compilers turn the pieces of a constant size into word moves instead of a call.
 template <unsigned size>
 [[gnu::always_inline]] inline void copyBlock(unsigned char* to, unsigned char const* from,
                                              std::integral_constant<unsigned, size>) {

@@ -75,7 +75,7 @@ std::vector<unsigned char> HKPDF_Expand(Hash& hash, unsigned char const* info, u
         hmac.digest(block);
     }
     if (length < result.size()) {
-        // What is cut off would be key in a longer result.
+        // The excess would be part of the key in a longer result.
         secureMemset(result.data() + length, 0, result.size() - length);
         result.resize(length);
     }

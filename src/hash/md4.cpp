@@ -14,8 +14,7 @@ namespace {
 // RFC 1320 section 3.3
 constexpr std::uint32_t initialState[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
 
-// The order in which the three rounds take the words of the block in, and how far each rotates,
-// RFC 1320 section 3.4.
+// The order of the block's words in the three rounds, and the rotation distances (RFC 1320, section 3.4).
 constexpr unsigned words[3][16] = {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15},
                                    {0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15},
                                    {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15}};
@@ -40,7 +39,7 @@ MD4::~MD4() { secureMemset(state, 0, sizeof state); }
 void MD4::init() { std::copy(std::begin(initialState), std::end(initialState), state); }
 
 void MD4::transform() {
-    std::uint32_t v[4]; // A to D; they change places by renaming: A of step i is v[-i mod 4]
+    std::uint32_t v[4]; // A to D, which rotate by renaming: A of step i is v[-i mod 4].
     detail::unrolled<4>([&](auto i) { v[i] = state[i]; });
 
     detail::unrolled<48>([&](auto i) __attribute__((always_inline)) {

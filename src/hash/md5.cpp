@@ -29,14 +29,14 @@ constexpr std::uint32_t sines[64] = {
 // The rotation distances of the four rounds, RFC 1321 section 3.4.
 constexpr int distances[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
-/// The word of the block that step `i` takes in.
+/// The index of the block's word in step `i`.
 constexpr unsigned wordOfStep(unsigned i) {
     constexpr unsigned factor[4] = {1, 5, 3, 7}, offset[4] = {0, 1, 5, 0};
     return (factor[i / 16] * i + offset[i / 16]) % 16;
 }
 
-/// F, G, H and I of RFC 1321 section 3.4. The halves of G have no bit in common, so that adding does
-/// for or-ing; the half without `b`, which comes last, can then be added ahead of time.
+/// F, G, H and I of RFC 1321, section 3.4. The halves of G have no common bits, so addition replaces OR. The
+/// half without `b` comes last and can then be added early.
 template <unsigned round>
 [[gnu::always_inline]] inline std::uint32_t mixed(std::uint32_t b, std::uint32_t c, std::uint32_t d) {
     if constexpr (round == 0)
@@ -56,7 +56,7 @@ MD5::~MD5() { secureMemset(state, 0, sizeof state); }
 void MD5::init() { std::copy(std::begin(initialState), std::end(initialState), state); }
 
 void MD5::transform() {
-    std::uint32_t v[4]; // A to D; they change places by renaming: A of step i is v[-i mod 4]
+    std::uint32_t v[4]; // A to D, which rotate by renaming: A of step i is v[-i mod 4].
     detail::unrolled<4>([&](auto i) { v[i] = state[i]; });
 
     detail::unrolled<64>([&](auto i) __attribute__((always_inline)) {

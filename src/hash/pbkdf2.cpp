@@ -13,9 +13,9 @@
 
 namespace {
 
-/// HMAC over the hash `H` under one password, at the price of two compressions a digest: the chaining values
-/// after the two pads are kept, and what is hashed in the long run is a digest, which always fills one
-/// block with the same padding. `H` writes its chaining value big-endian.
+/// HMAC over the hash `H` under one password, with two compressions per digest: the chaining values after the
+/// two pads are cached, and every message but the first is a digest, which fills one block with constant
+/// padding. `H` writes its chaining value big-endian.
 template <typename H, unsigned blockSize, unsigned digestSize>
 class PasswordHmac final : private H {
 public:
@@ -41,7 +41,7 @@ public:
         secureMemset(sum, 0, sizeof sum);
     }
 
-    /// F(password, salt, iterations, index) of RFC 8018, section 5.2, step 3, or the beginning of it.
+    /// F(password, salt, iterations, index) of RFC 8018, section 5.2, step 3, or its first bytes.
     void derive(asn1::blob salt, unsigned iterations, std::uint32_t index, std::span<unsigned char> out) {
         begin(salt, index);
         std::memcpy(sum, this->state, sizeof sum);
@@ -76,7 +76,7 @@ private:
         std::memcpy(pad, this->state, sizeof pad);
     }
 
-    /// The first digest: HMAC of the salt and the index. Leaves the block ready for `compressDigest`.
+    /// The first digest: HMAC of the salt and the index. Prepares the block for `compressDigest`.
     void begin(asn1::blob salt, std::uint32_t index) {
         std::memcpy(this->state, inner, sizeof inner);
         this->counter = blockSize;
@@ -97,7 +97,7 @@ private:
             detail::storeBigEndian(this->block + word * sizeof(Word), from[word]);
     }
 
-    /// Hashes the digest that the chaining value holds, after a pad.
+    /// Hashes the digest in the chaining value, after a pad.
     void compressDigest(State const& pad) {
         storeDigest(this->state);
         std::memcpy(this->state, pad, sizeof pad);

@@ -14,10 +14,10 @@
 
 namespace {
 
-constexpr size_t salsaWords = 16, blockWords = 2 * salsaWords; // Of one r.
+constexpr size_t salsaWords = 16, blockWords = 2 * salsaWords; // For r = 1.
 constexpr size_t wordSize = sizeof(std::uint32_t);
 
-/// Words that are wiped before their memory goes back. There may be no memory for them.
+/// Words that are wiped before they are freed. Their allocation may fail.
 class Words {
 public:
     explicit Words(std::uint64_t wanted)
@@ -39,7 +39,7 @@ private:
     std::unique_ptr<std::uint32_t[]> words;
 };
 
-/// What mixing works on. One for a whole derivation, which wipes it.
+/// The scratch memory of a whole derivation, which wipes it.
 struct Scratch {
     std::uint32_t x[salsaWords], sum[salsaWords];
 };
@@ -88,7 +88,7 @@ void mixInMemory(std::uint32_t* x, std::uint32_t* y, std::uint32_t* table, size_
         mixBlocks(table + i * words, x, r, scratch);
     }
     for (size_t i = 0; i < n; i++) {
-        // N is below 2^32 within the limits, so that one word says which.
+        // N is below 2^32, so one word selects the element.
         size_t const chosen = x[(2 * r - 1) * salsaWords] & (n - 1);
         for (size_t word = 0; word < words; word++)
             y[word] = x[word] ^ table[chosen * words + word];
@@ -109,8 +109,7 @@ bool isScryptWithinLimits(ScryptParams const& params) {
     if (params.cost > scryptMaxWork || params.blockSize > scryptMaxWork ||
         params.parallelization > scryptMaxWork)
         return false;
-    std::uint64_t const blocks =
-        params.cost * params.blockSize; // Below 2^46, as all that is multiplied here.
+    std::uint64_t const blocks = params.cost * params.blockSize; // Below 2^46, like all products here.
     return blocks <= scryptMaxWork && blocks * params.parallelization <= scryptMaxWork &&
            128 * (params.cost + params.parallelization) * params.blockSize <= scryptMaxMemory;
 }

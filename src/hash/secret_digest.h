@@ -1,4 +1,4 @@
-/// Digests of secrets, or that say something of secrets.
+/// Digests of secrets, and digests that are secret.
 #pragma once
 
 #include "sealkit/blob.h"
@@ -10,14 +10,13 @@
 
 namespace detail {
 
-/// The digest, `size` bytes, that the hash class `H` makes of all parts, one after the other. It is wiped
-/// where its scope ends.
+/// The digest, `size` bytes, of the concatenated parts under the hash class `H`. Wiped by the destructor.
 template <typename H, size_t size>
 struct SecretDigest {
     unsigned char bytes[size];
 
     explicit SecretDigest(std::initializer_list<asn1::blob> parts) {
-        constexpr size_t atOnce = 1U << 30; // `update` counts in 32 bits
+        constexpr size_t atOnce = 1U << 30; // `update` counts in 32 bits.
         H hash;
         for (asn1::blob part : parts)
             while (!part.empty()) {

@@ -23,7 +23,7 @@ template <unsigned i>
     else if constexpr (i < 40)
         return (b ^ c ^ d) + 0x6ed9eba1;
     else if constexpr (i < 60)
-        return (b & c) + (d & (b ^ c)) + 0x8f1bbcdc; // the halves have no bit in common
+        return (b & c) + (d & (b ^ c)) + 0x8f1bbcdc; // The halves have no common bits.
     else
         return (b ^ c ^ d) + 0xca62c1d6;
 }
@@ -36,8 +36,8 @@ void SHA1::init() { std::copy(std::begin(initialState), std::end(initialState), 
 
 // FIPS 180-4 section 6.1.2
 void SHA1::transform() {
-    std::uint32_t w[16]; // the last sixteen words of the message schedule
-    std::uint32_t v[5];  // a to e; they change places by renaming: a of round i is v[-i mod 5]
+    std::uint32_t w[16]; // The last sixteen words of the message schedule.
+    std::uint32_t v[5];  // a to e, which rotate by renaming: a of round i is v[-i mod 5].
     detail::unrolled<5>([&](auto i) { v[i] = state[i]; });
 
     detail::unrolled<80>([&](auto i) __attribute__((always_inline)) {

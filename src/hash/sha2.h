@@ -1,5 +1,5 @@
-/// What SHA-256 and SHA-512 share: one compression function over words of 32 or 64 bits
-/// (FIPS 180-4 sections 6.2.2 and 6.4.2) and one table of constants.
+/// The compression function of SHA-256 and SHA-512, over words of 32 or 64 bits (FIPS 180-4, sections 6.2.2
+/// and 6.4.2), and their constants.
 #pragma once
 
 #include "base/bytes.h"
@@ -12,7 +12,8 @@
 
 namespace detail {
 
-/// The rotation and, last in the lower-case ones, shift distances of FIPS 180-4 sections 4.1.2 and 4.1.3.
+/// The rotation distances of FIPS 180-4, sections 4.1.2 and 4.1.3; the last of the lowercase functions is a
+/// shift.
 struct Sha2Distances {
     int bigSigma0[3], bigSigma1[3], smallSigma0[3], smallSigma1[3];
 };
@@ -38,7 +39,7 @@ inline constexpr std::array<std::uint64_t, 80> sha2Constants = {
     0x431d67c49c100d4c, 0x4cc5d4becb3e42b6, 0x597f299cfc657e2a, 0x5fcb6fab3ad6faec, 0x6c44198c4a475817,
 };
 
-/// A table of the upper parts of `sha2Constants` as words.
+/// The upper parts of `sha2Constants` as words.
 template <typename Word, unsigned rounds>
 [[gnu::visibility("hidden")]] inline constexpr auto sha2RoundConstants = [] {
     std::array<Word, rounds> constants{};
@@ -53,15 +54,15 @@ void sha2Compress(Word (&state)[8], unsigned char const* block) {
     auto const xorOfRotations = [](Word x, int const(&by)[3]) __attribute__((always_inline)) {
         if constexpr (sizeof(Word) > sizeof(size_t))
             return std::rotr(x, by[0]) ^ std::rotr(x, by[1]) ^ std::rotr(x, by[2]);
-        // Where rotating overwrites its operand, fewer copies are made of it so.
+        // Nested rotations need fewer copies if they overwrite their operand.
         return std::rotr(x ^ std::rotr(x ^ std::rotr(x, by[2] - by[1]), by[1] - by[0]), by[0]);
     };
     auto const xorWithShift = [](Word x, int const(&by)[3]) __attribute__((always_inline)) {
         return std::rotr(x, by[0]) ^ std::rotr(x, by[1]) ^ (x >> by[2]);
     };
 
-    Word w[16]; // the last sixteen words of the message schedule
-    Word v[8];  // a to h; they change places by renaming: a of round i is v[-i mod 8]
+    Word w[16]; // The last sixteen words of the message schedule.
+    Word v[8];  // a to h, which rotate by renaming: a of round i is v[-i mod 8].
     unrolled<8>([&](auto i) { v[i] = state[i]; });
     Word differBC = v[1] ^ v[2];
 
@@ -71,7 +72,7 @@ void sha2Compress(Word (&state)[8], unsigned char const* block) {
         Word const choice = g ^ (e & (f ^ g));
         Word const differAB = a ^ b;
         Word const majority = b ^ (differAB & differBC);
-        differBC = differAB; // a and b are the next round's b and c
+        differBC = differAB; // a and b become b and c of the next round.
         Word const t = at(7) + input + choice + xorOfRotations(e, distances.bigSigma1);
         at(3) += t;
         at(7) = t + majority + xorOfRotations(a, distances.bigSigma0);

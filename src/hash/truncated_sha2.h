@@ -1,4 +1,4 @@
-/// Hashes of SHA-2 that are another one from another initial value, cut short, and have no `HashID`.
+/// Truncated hashes of SHA-2 with other initial values and without a `HashID`.
 #pragma once
 
 #include "sealkit/hash.h"
@@ -40,7 +40,8 @@ class Sha512_256 : public ::SHA512 {
 public:
     unsigned digestLength() override { return 32; }
     void init() override {
-        // Section 5.3.6.2: what SHA-512 with each byte of its initial value XOR a5 makes of "SHA-512/256".
+        // Section 5.3.6.2: the SHA-512 digest of "SHA-512/256", computed with each byte of the initial value
+        // XOR a5.
         static constexpr std::uint64_t initialState[8] = {
             0x22312194fc2bf72c, 0x9f555fa3c84c64c2, 0x2393b86b6f53b151, 0x963877195940eabd,
             0x96283ee2a88effe3, 0xbe5e1e2553863992, 0x2b0199fc2c85b8aa, 0x0eb72ddc81c52ca2,
