@@ -25,7 +25,7 @@ bool succeedOrWipe(bool succeeded, std::span<unsigned char> out) {
     return succeeded;
 }
 
-/// GCM with tags of another size.
+/// GCM with other tag sizes.
 class TaggedGcm : public GCMCipher {
 public:
     TaggedGcm(std::unique_ptr<BlockCipher> cipher, size_t tagSize) : GCMCipher(std::move(cipher)) {
@@ -33,7 +33,7 @@ public:
     }
 };
 
-/// GCM at the start of a message. Null for parameters that it does not take.
+/// GCM at the start of a message; null for invalid parameters.
 std::unique_ptr<GCMCipher> beginGcm(AeadParameters const& parameters, size_t tagSize = aeadTagSize) {
     if (parameters.nonce.size() != gcmNonceSize || parameters.associatedData.size() >= gcmSizeLimit)
         return nullptr;

@@ -11,9 +11,9 @@
 
 namespace {
 
-using Word = std::uint32_t; ///< A column of the state, its first byte on top.
+using Word = std::uint32_t; ///< A column of the state; the first byte is the most significant.
 using ByteTable = std::array<unsigned char, 256>;
-/// What each byte of a column adds to a mixed column: one table a place.
+/// The contribution of each byte of a column to the mixed column, with one table for each position.
 using ColumnTables = std::array<std::array<Word, 256>, 4>;
 
 /// Multiplication by x modulo x^8 + x^4 + x^3 + x + 1 (FIPS 197 section 4.2.1).
@@ -59,7 +59,7 @@ constexpr ByteTable unsubstitute = [] {
     return table;
 }();
 
-/// From `first`, the mixed column of a column with the one byte i on top.
+/// From `first`, the mixed column of a column whose only non-zero byte is the first, i.
 constexpr ColumnTables columnTables(auto const& first) {
     ColumnTables tables = {};
     for (unsigned i = 0; i < 256; ++i)
@@ -74,7 +74,7 @@ constexpr ColumnTables substituteAndMix = columnTables([](unsigned char i) {
     return column(product(s, 0x02), s, s, product(s, 0x03));
 });
 
-/// InvMixColumns, section 5.3.3, of a column with the one byte i on top.
+/// InvMixColumns (section 5.3.3) of a column whose only non-zero byte is the first, i.
 constexpr Word unmixedByte(unsigned char i) {
     return column(product(i, 0x0e), product(i, 0x09), product(i, 0x0d), product(i, 0x0b));
 }
@@ -83,7 +83,7 @@ constexpr Word unmixedByte(unsigned char i) {
 constexpr ColumnTables unsubstituteAndUnmix =
     columnTables([](unsigned char i) { return unmixedByte(unsubstitute[i]); });
 
-/// InvMixColumns alone, for round keys.
+/// Only InvMixColumns, for round keys.
 constexpr std::array<Word, 256> unmix = [] {
     std::array<Word, 256> table = {};
     for (unsigned i = 0; i < 256; ++i)
@@ -92,7 +92,7 @@ constexpr std::array<Word, 256> unmix = [] {
 }();
 
 /// The column of the first byte of `a`, the second of `b`, the third of `c` and the fourth of `d`, each
-/// looked up: with the right choice of columns this is ShiftRows (section 5.1.2) or its inverse too.
+/// substituted. The choice of columns also implements ShiftRows (section 5.1.2) or its inverse.
 [[gnu::always_inline]] inline Word lookUp(ByteTable const& table, Word a, Word b, Word c, Word d) {
     return column(table[a >> 24], table[b >> 16 & 0xff], table[c >> 8 & 0xff], table[d & 0xff]);
 }
@@ -106,13 +106,13 @@ inline Word unmixed(Word w) {
            std::rotr(unmix[w & 0xff], 24);
 }
 
-/// The columns of a block or of a round key. For decryption the second and the fourth are exchanged:
-/// ShiftRows is then InvShiftRows (section 5.3.1).
+/// The columns of a block or of a round key. Decryption exchanges the second and the fourth, which turns
+/// ShiftRows into InvShiftRows (section 5.3.1).
 struct Columns {
     Word a, b, c, d;
 };
 
-/// What the directions differ in.
+/// The differences between the directions.
 struct Encryption {
     static constexpr ColumnTables const& round = substituteAndMix;
     static constexpr ByteTable const& lastRound = substitute;
@@ -124,13 +124,13 @@ struct Decryption {
     static constexpr unsigned second = 3, fourth = 1;
 };
 
-/// SubBytes, ShiftRows and, with the column tables, MixColumns; AddRoundKey. Or the inverses of all.
+/// SubBytes, ShiftRows, MixColumns (if `table` is a column table) and AddRoundKey, or their inverses.
 [[gnu::always_inline]] inline Columns transformed(Columns const& s, auto const& table, Columns const& key) {
     return {lookUp(table, s.a, s.b, s.c, s.d) ^ key.a, lookUp(table, s.b, s.c, s.d, s.a) ^ key.b,
             lookUp(table, s.c, s.d, s.a, s.b) ^ key.c, lookUp(table, s.d, s.a, s.b, s.c) ^ key.d};
 }
 
-/// Cipher, section 5.1, or the equivalent inverse cipher, section 5.3.5. `keyAt` gives the round key by its
+/// Cipher, section 5.1, or the equivalent inverse cipher, section 5.3.5. `keyAt` returns a round key by its
 /// number.
 template <typename Direction>
 [[gnu::always_inline]] inline void crypt(unsigned rounds, auto const& keyAt, unsigned char const* in,
@@ -182,7 +182,7 @@ void encryptBlock(Word const (&schedule)[words], unsigned char const* in, unsign
     crypt<Encryption>(rounds(words), keyAt, in, out);
 }
 
-/// The round key of the equivalent inverse cipher: those between the first and the last are unmixed.
+/// A round key of the equivalent inverse cipher: InvMixColumns applies to all but the first and the last.
 template <unsigned words>
 [[gnu::always_inline]] inline Columns decryptionKey(Word const (&schedule)[words], unsigned round) {
     Word const* const key = schedule + 4 * (rounds(words) - round);
@@ -199,7 +199,7 @@ void decryptBlock(Word const (&schedule)[words], unsigned char const* in, unsign
         out);
 }
 
-/// AES that unmixes its round keys once, at the first block that it decrypts.
+/// AES that computes the decryption round keys once, before it first decrypts a block.
 template <typename Aes>
 class DecryptingAes final : public Aes {
 public:
@@ -224,7 +224,7 @@ private:
     }
 
     bool unmixedKeys = false;
-    Columns keys[lastRound + 1]; ///< In the order in which decryption takes them.
+    Columns keys[lastRound + 1]; ///< In the order of decryption.
 };
 
 template <template <typename> typename Made>

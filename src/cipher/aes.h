@@ -1,4 +1,4 @@
-/// What takes an AES key of any length.
+/// AES with keys of any length.
 #pragma once
 
 #include "sealkit/block.h"
@@ -8,9 +8,9 @@
 
 namespace detail {
 
-/// AES under a key of 16, 24 or 32 bytes. Null for any other length.
+/// AES with a key of 16, 24 or 32 bytes; null for any other length.
 std::unique_ptr<BlockCipher> makeAes(std::span<unsigned char const> key);
-/// The same with a second expanded key, for modes that decrypt blocks.
+/// The same with cached decryption round keys, for modes that decrypt blocks.
 std::unique_ptr<BlockCipher> makeDecryptingAes(std::span<unsigned char const> key);
 
 } // namespace detail

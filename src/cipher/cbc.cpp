@@ -19,7 +19,7 @@ void xorWith(unsigned char* out, unsigned char const* a, unsigned char const* b,
     detail::xorBytes(out, a, b, size);
 }
 
-/// Calls `body` with the block length of `cipher`: as a constant, where it is a usual one.
+/// Calls `body` with the block length of `cipher`, as a constant if it is a common one.
 void withBlockLength(BlockCipher& cipher, auto const& body) {
     switch (unsigned const size = cipher.blockLength()) {
     case 8:
@@ -63,7 +63,7 @@ namespace {
 
 constexpr unsigned segment = 16;
 
-/// What the ends of both directions have in common: the whole blocks have been worked off.
+/// The common end of both directions, after the whole blocks.
 void finishSegment(BlockCipher& cipher, unsigned char const* feedback, unsigned char const* in, unsigned len,
                    unsigned char* out, unsigned char (&keystream)[segment]) {
     if (len != 0) {

@@ -26,7 +26,7 @@ unsigned CBCCipher::ciphertextLength(unsigned len) const { return len - len % ci
 unsigned CBCCipher::blockLength() { return cipher->blockLength(); }
 
 void CBCCipher::setIV(unsigned char const* newIV, unsigned size) {
-    if (size != 0) // nothing has no address that memcpy takes
+    if (size != 0) // The address of an empty one may be null, which memcpy does not accept.
         std::memcpy(iv, newIV, std::min<size_t>(size, sizeof iv));
 }
 
@@ -132,7 +132,7 @@ unsigned CBC_MAC_MP_Cipher::decrypt(unsigned char const* in, unsigned len, unsig
     if (len < macLength)
         return authenticationFailed;
 
-    // Padding that does not fit is taken for none, so that there is a MAC to compute in any case.
+    // Malformed padding counts as empty, so a MAC is computed in any case.
     unsigned const last = out[len - 1];
     bool const fits = last + 1 <= len - macLength;
     unsigned const padding = fits ? last + 1 : 0;
@@ -190,7 +190,7 @@ std::unique_ptr<Cipher> createAead(unsigned id, unsigned hashId, std::span<unsig
                                    std::span<unsigned char const> macKey) {
     if (id != static_cast<unsigned>(CipherID::TripleDesCbc) && id != static_cast<unsigned>(CipherID::AesCbc))
         return nullptr;
-    // An HMAC cannot even be made without its hash.
+    // `createHMAC` requires a known hash.
     std::unique_ptr<Hash> mac;
     if (createHash(hashId))
         mac = createHMAC(hashId, macKey);

@@ -14,9 +14,9 @@
 
 namespace {
 
-using Word = std::uint32_t; // Bit 1 of FIPS 46-3 is the highest.
+using Word = std::uint32_t; // Bit 1 of FIPS 46-3 is the most significant.
 
-// FIPS 46-3, appendix 1: the primitive functions S1 to S8, by row and column.
+// The substitutions S1 to S8 (FIPS 46-3, appendix 1), by row and column.
 constexpr unsigned char substitution[8][4][16] = {
     {{14, 4, 13, 1, 2, 15, 11, 8, 3, 10, 6, 12, 5, 9, 0, 7},
      {0, 15, 7, 4, 14, 2, 13, 1, 10, 6, 12, 11, 9, 5, 3, 8},
@@ -63,7 +63,7 @@ constexpr unsigned char permutedChoice2[48] = {
     14, 17, 11, 24, 1,  5,  3,  28, 15, 6,  21, 10, 23, 19, 12, 4,  26, 8,  16, 7,  27, 20, 13, 2,
     41, 52, 31, 37, 47, 55, 30, 40, 51, 45, 33, 48, 44, 49, 39, 56, 34, 53, 46, 42, 50, 36, 29, 32};
 
-/// The bits of `from`, a number of `width` bits, that `table` lists.
+/// The bits of `from`, a number of `width` bits, that `table` selects.
 template <typename Number, size_t count>
 constexpr Number permuted(Number from, unsigned width, unsigned char const (&table)[count]) {
     Number bits = 0;
@@ -72,28 +72,28 @@ constexpr Number permuted(Number from, unsigned width, unsigned char const (&tab
     return bits;
 }
 
-/// L and R are kept turned by that many bits to the right.
+/// L and R are stored rotated right by this many bits.
 constexpr int turn = 3;
 
-/// What goes to S1, S3, S5 and S7, in the six low bits of a byte each, and below it what goes to the others.
+/// The high half holds the inputs of S1, S3, S5 and S7 in the six low bits of each byte; the low half holds
+/// those of the others.
 using Inputs = std::uint64_t;
 
-/// The expansion E of R: six of its bits begin at every fourth, so those of S1, S3, S5 and S7 stand in bytes
-/// of their own; those of the others do so four bits on.
+/// The expansion E of R. Its groups of six bits start at every fourth bit, so those of S1, S3, S5 and S7 fit
+/// into separate bytes, and those of the others do so after a rotation by four bits.
 constexpr Inputs expanded(Word r) {
     constexpr Word sixOfEach = 0x3f3f3f3f;
     return Inputs{r & sixOfEach} << 32 | (std::rotl(r, 4) & sixOfEach);
 }
 
-/// The four bits of each six that the expansion does not repeat.
+/// The four bits of each group that the expansion does not repeat.
 constexpr Word contracted(Inputs inputs) {
     constexpr Word fourOfEach = 0x1e1e1e1e;
     return (static_cast<Word>(inputs >> 32) & fourOfEach) |
            std::rotr(static_cast<Word>(inputs) & fourOfEach, 4);
 }
 
-/// L and R stay expanded through all rounds where a register holds them so, as sums of expanded words are
-/// expanded sums.
+/// If registers are wide enough, L and R remain expanded through all rounds, because expansion is linear.
 constexpr bool staysExpanded = sizeof(std::uintptr_t) >= sizeof(Inputs);
 using Half = std::conditional_t<staysExpanded, Inputs, Word>;
 
@@ -116,7 +116,7 @@ constexpr Inputs toInputs(Half half) {
         return expanded(half);
 }
 
-/// What each substitution adds to f(R, K), by its six bits of input: S and then P.
+/// The contribution of each substitution to f(R, K), by its six input bits: S, then P.
 constexpr std::array<std::array<Half, 64>, 8> substituteAndPermute = [] {
     std::array<std::array<Half, 64>, 8> tables = {};
     for (unsigned box = 0; box < 8; ++box)
@@ -128,7 +128,7 @@ constexpr std::array<std::array<Half, 64>, 8> substituteAndPermute = [] {
     return tables;
 }();
 
-/// A subkey as it meets R.
+/// Arranges a subkey like the expanded R.
 Inputs layOut(Word const (&subkey)[2]) {
     constexpr Word first = 0xfc0000, second = 0x03f000, third = 0x000fc0, fourth = 0x00003f;
     Word const left = subkey[0], right = subkey[1];
@@ -147,19 +147,19 @@ Inputs layOut(Word const (&subkey)[2]) {
            sp[3][even >> 16 & 0xff] ^ sp[2][odd >> 16 & 0xff] ^ sp[1][even >> 24] ^ sp[0][odd >> 24];
 }
 
-/// Exchanges the bits `mask` of `low` for those that stand `distance` higher in `high`.
+/// Exchanges the bits `mask` of `low` with those that are `distance` higher in `high`.
 inline void exchange(Word& high, Word& low, unsigned distance, Word mask) {
     Word const difference = ((high >> distance) ^ low) & mask;
     low ^= difference;
     high ^= difference << distance;
 }
 
-/// The block after the initial permutation IP.
+/// A block after the initial permutation IP.
 struct Halves {
     Half l, r;
 };
 
-/// IP, a transposition of the eight by eight bits with the rows rearranged.
+/// IP, which transposes the 8 by 8 bits and rearranges the rows.
 [[gnu::always_inline]] inline Halves load(unsigned char const* in) {
     Word l = detail::loadBigEndian<Word>(in), r = detail::loadBigEndian<Word>(in + 4);
     exchange(l, r, 4, 0x0f0f0f0f);
@@ -182,9 +182,8 @@ struct Halves {
     detail::storeBigEndian(out + 4, r);
 }
 
-/// DES once or three times. `keyAt` gives the subkeys by their number, which are taken from the first to the
-/// last or from the last to the first. Between two ciphers the inverse of IP and IP undo each other; what
-/// stays is the exchange of the halves at the end of each.
+/// DES once or three times. `keyAt` returns a subkey by its number; decryption uses them in reverse. Between
+/// two ciphers, the inverse of IP and IP cancel out, and only the exchange of the halves remains.
 template <bool forward, unsigned subkeys>
 [[gnu::always_inline]] inline void crypt(auto const& keyAt, unsigned char const* in, unsigned char* out) {
     auto const& sp = detail::tableBases(substituteAndPermute);
@@ -204,7 +203,7 @@ void cryptOnce(Word const (&subkeys)[16][2], unsigned char const* in, unsigned c
     crypt<forward, 16>([&](unsigned i) { return layOut(subkeys[i]); }, in, out);
 }
 
-/// `Cipher`, with its subkeys in the order in which it takes them and laid out.
+/// `Cipher` with its subkeys arranged, in the order of their use.
 template <typename Cipher, unsigned count>
 class BulkCipher final : public Cipher {
 public:
@@ -215,7 +214,7 @@ public:
         } else {
             for (unsigned i = 0; i < 16; ++i) {
                 keys[i] = layOut(this->first.subkeys[i]);
-                keys[16 + i] = layOut(this->second.subkeys[15 - i]); // it decrypts
+                keys[16 + i] = layOut(this->second.subkeys[15 - i]); // The second cipher decrypts.
                 keys[32 + i] = layOut(this->third.subkeys[i]);
             }
         }
@@ -243,7 +242,8 @@ private:
 
 DES::DES(unsigned char const* key) {
     constexpr std::uint64_t half = (1u << 28) - 1;
-    constexpr unsigned turnedOnce = 1u << 1 | 1u << 2 | 1u << 9 | 1u << 16; // Rounds; twice in the others.
+    constexpr unsigned turnedOnce = 1u << 1 | 1u << 2 | 1u << 9 |
+                                    1u << 16; // The rounds that rotate by one bit; the others rotate by two.
     auto const turned = [](std::uint64_t bits, unsigned by) {
         return (bits << by | bits >> (28 - by)) & half;
     };

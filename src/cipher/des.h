@@ -1,4 +1,4 @@
-/// DES and triple DES for many blocks.
+/// DES and triple DES for large data.
 #pragma once
 
 #include "sealkit/block.h"
@@ -8,8 +8,8 @@
 
 namespace detail {
 
-/// DES under a key of 8 bytes or triple DES under one of 24, with subkeys that are laid out once and not for
-/// each block. Null for any other length.
+/// DES with a key of 8 bytes or triple DES with one of 24. The subkeys are arranged once instead of for each
+/// block. Null for any other length.
 std::unique_ptr<BlockCipher> makeDes(std::span<unsigned char const> key);
 
 } // namespace detail

@@ -7,8 +7,8 @@
 
 namespace detail {
 
-/// Writes twice the 16 bytes at `in` to `out`, which may be the same memory: one bit to the left, modulo
-/// x^128 + x^7 + x^2 + x + 1 (RFC 5297 section 2.3; the constant Rb of SP 800-38B section 5.3).
+/// Doubles the 16 bytes at `in`: a shift by one bit modulo x^128 + x^7 + x^2 + x + 1 (RFC 5297, section 2.3;
+/// the constant Rb of SP 800-38B, section 5.3). `out` may be `in`.
 inline void doubleBlock(unsigned char const* in, unsigned char* out) {
     std::uint32_t carry = in[0] & 0x80 ? 0x87 : 0;
     for (unsigned i = 16; i != 0;) {

@@ -11,15 +11,16 @@
 
 namespace {
 
-/// How much is encrypted before it is hashed: little enough to be in the cache still, and whole blocks.
+/// The size of the pieces that are encrypted and then hashed: whole blocks, small enough to remain in the
+/// cache.
 constexpr unsigned pieceLength = 1024;
 
-/// Adds to the last 32 bits of a counter block (SP 800-38D section 6.2).
+/// Adds to the last 32 bits of a counter block (SP 800-38D, section 6.2).
 void advance(unsigned char* counter, std::uint32_t steps) {
     detail::storeBigEndian(counter + 12, detail::loadBigEndian<std::uint32_t>(counter + 12) + steps);
 }
 
-/// Absorbs the block of lengths, which are counted in 32 bits, and writes GHASH XOR `mask`: the tag.
+/// Absorbs the block of lengths, which are counted in 32 bits, and writes the tag: GHASH XOR `mask`.
 void finish(Hash& ghash, unsigned aadLength, unsigned len, unsigned char const* mask, unsigned char* tag) {
     unsigned char lengths[16] = {};
     detail::storeBigEndian<std::uint32_t>(lengths + 4, aadLength * 8);

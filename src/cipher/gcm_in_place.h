@@ -1,4 +1,4 @@
-/// AES-GCM over a buffer, with tags of the sizes that messages have (RFC 5084, section 3.2).
+/// AES-GCM in place, with the tag sizes of messages (RFC 5084, section 3.2).
 #pragma once
 
 #include "sealkit/aead.h"
@@ -9,15 +9,15 @@ namespace detail {
 
 inline constexpr size_t minGcmTagSize = 12;
 
-/// Whether GCM takes a message of this size; larger ones would be authenticated as others.
+/// Whether GCM supports a message of this size. The length of a larger one would wrap.
 bool isGcmSize(size_t size);
 
-/// Encrypts the buffer and appends a tag of `aeadTagSize` bytes, for which it has room already. Returns false
-/// under the conditions of `sealAesGcm`.
+/// Encrypts the buffer in place and appends a tag of `aeadTagSize` bytes, for which the capacity must
+/// suffice. Returns false under the conditions of `sealAesGcm`.
 bool sealGcmInPlace(AeadParameters const& parameters, std::vector<unsigned char>& buffer);
 
-/// Decrypts a buffer that ends with a tag of `tagSize` bytes, `minGcmTagSize` to `aeadTagSize`, and takes the
-/// tag off. Returns false and empties the buffer, once it is wiped, if the message is not authentic.
+/// Decrypts a buffer that ends with a tag of `tagSize` bytes, `minGcmTagSize` to `aeadTagSize`, and removes
+/// the tag. If the message is not authentic, wipes and empties the buffer and returns false.
 bool openGcmInPlace(AeadParameters const& parameters, size_t tagSize, std::vector<unsigned char>& buffer);
 
 } // namespace detail

@@ -10,7 +10,7 @@
 namespace detail {
 namespace {
 
-/// An element as SP 800-38D section 6.3 has it: the first bit, x^0, is the highest one of `high`.
+/// A field element as in SP 800-38D, section 6.3: the first bit, x^0, is the highest one of `high`.
 struct Wide {
     std::uint64_t high;
     std::uint64_t low;
@@ -27,14 +27,14 @@ Wide timesX(Wide v) {
 GHash::GHash(unsigned char const* h) {
     Wide v = {loadBigEndian<std::uint64_t>(h), loadBigEndian<std::uint64_t>(h + 8)};
     for (auto& multiples : table) {
-        Element multiplesOfBits[4]; // in registers
+        Element multiplesOfBits[4]; // Kept in registers.
         unrolled<4>([&](auto i) __attribute__((always_inline)) {
             std::uint64_t const bytes[2] = {inOrder<std::endian::big>(v.high),
                                             inOrder<std::endian::big>(v.low)};
             std::memcpy(&multiplesOfBits[3 - i], bytes, sizeof bytes);
             v = timesX(v);
         });
-        // In the order of a Gray code, each sum differs from the one before by one multiple.
+        // In the order of a Gray code, consecutive sums differ by one multiple.
         Element sum{};
         multiples[0] = sum;
         unrolled<15>([&](auto i) __attribute__((always_inline)) {

@@ -7,8 +7,8 @@
 
 namespace detail {
 
-/// GHASH under one hash subkey. Unlike a proper hash it pads every `update` by itself with zeros to whole
-/// blocks, as GCM needs it for additional data and ciphertext, and `digest` is the bare accumulator.
+/// GHASH with one hash subkey. Unlike a proper hash, it pads each `update` with zeros to whole blocks, as GCM
+/// requires, and `digest` returns the accumulator.
 class GHash final : public Hash {
 public:
     /// `h` is the hash subkey, 16 bytes.
@@ -22,16 +22,15 @@ public:
     void update(void const* data, unsigned len) override;
     unsigned blockLength() override { return 16; }
     unsigned digestLength() override { return 16; }
-    /// Writes the accumulator and begins anew from zero.
+    /// Writes the accumulator and resets it to zero.
     void digest(unsigned char* out) override;
 
 private:
-    /// 16 bytes of a field element in the order of memory: sums need no other. The widest words there are.
+    /// A field element of 16 bytes in memory order, which suffices for sums, in the widest words available.
     using Element = std::uintptr_t __attribute__((vector_size(16)));
 
-    /// table[p][n] is the product of the hash subkey and the element that is n in its p-th group of four
-    /// bits, and zero elsewhere. A product with any element is the sum of 32 entries, with nothing left to
-    /// reduce.
+    /// table[p][n] is the product of the hash subkey and the element whose p-th group of four bits is n, with
+    /// zeros elsewhere. The product with any element is the sum of 32 entries, without a reduction.
     Element table[32][16];
     Element y{}; ///< The accumulator.
 };

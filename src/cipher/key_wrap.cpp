@@ -12,7 +12,7 @@ namespace {
 
 using Bytes = std::span<unsigned char const>;
 
-constexpr size_t half = 8; ///< The algorithm works on halves of a block.
+constexpr size_t half = 8; ///< The algorithm processes halves of a block.
 constexpr unsigned char initialValue[half] = {0xA6, 0xA6, 0xA6, 0xA6, 0xA6, 0xA6, 0xA6, 0xA6};
 constexpr unsigned wrapRounds = 6;
 constexpr size_t minKeySize = 16;

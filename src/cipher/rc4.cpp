@@ -7,8 +7,8 @@
 
 namespace {
 
-/// One step of the generator. It begins with i at 1 and counts after use, which is the same as from 0 and
-/// before.
+/// One step of the generator. It starts with i = 1 and increments after use, which is equivalent to i = 0 and
+/// incrementing before.
 inline unsigned char next(unsigned char* S, std::uint32_t& i, std::uint32_t& j) {
     unsigned char const a = S[i];
     j = (j + a) % 256;
@@ -42,7 +42,7 @@ void RC4::setKey(unsigned char const* key, unsigned keyLength) {
 unsigned char RC4::gen() { return next(S, i, j); }
 
 void RC4::encrypt(unsigned char const* in, unsigned char* out, unsigned len) {
-    std::uint32_t at = i, other = j; // In registers: `out` might alias the members.
+    std::uint32_t at = i, other = j; // Copied to registers, because `out` might alias the members.
     for (unsigned k = 0; k < len; k++)
         out[k] = in[k] ^ next(S, at, other);
     i = at;

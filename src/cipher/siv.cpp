@@ -15,7 +15,7 @@ namespace {
 
 using Bytes = std::span<unsigned char const>;
 
-/// Whether the parts below take the length.
+/// Whether the length fits the functions below.
 bool fits(Bytes bytes) { return static_cast<unsigned>(bytes.size()) == bytes.size(); }
 
 bool isUsable(Bytes key, Bytes text, std::vector<Bytes> const& ad) {
@@ -25,8 +25,8 @@ bool isUsable(Bytes key, Bytes text, std::vector<Bytes> const& ad) {
 
 void absorb(AesCmac& cmac, Bytes bytes) { cmac.update(bytes.data(), static_cast<unsigned>(bytes.size())); }
 
-/// S2V of RFC 5297 section 2.4 over `ad` and `last`, which is at least one string. The last one is never
-/// copied: it goes into the MAC with D folded into its end.
+/// S2V of RFC 5297, section 2.4, over `ad` and `last`. The last string is not copied: it is passed to the MAC
+/// with D XORed into its end.
 void s2v(Bytes key, std::vector<Bytes> const& ad, Bytes last, unsigned char* v) {
     std::unique_ptr<AesCmac> const cmac = createAesCmac(key);
     unsigned char d[16] = {}, end[16] = {};
@@ -54,7 +54,7 @@ void s2v(Bytes key, std::vector<Bytes> const& ad, Bytes last, unsigned char* v) 
     secureMemset(end, 0, sizeof end);
 }
 
-/// Counter mode from V with two bits cleared, so that adding within its last words never carries out of them.
+/// Counter mode from V with two bits cleared, so that increments do not carry out of the last words.
 void ctr(Bytes key, unsigned char const* v, Bytes in, unsigned char* out) {
     unsigned char q[16];
     std::memcpy(q, v, sizeof q);
@@ -85,6 +85,6 @@ bool AESSIV::decrypt(Bytes const& input, std::vector<Bytes> const& ad, unsigned 
     unsigned char v[16];
     s2v(key.first(key.size() / 2), ad, {out, ciphertext.size()}, v);
     bool const authentic = equalInConstantTime(v, input.first(sizeof v));
-    secureMemset(v, 0, sizeof v); // What a forger would need.
+    secureMemset(v, 0, sizeof v); // Wiped, because it would allow a forgery.
     return authentic;
 }

@@ -1,4 +1,4 @@
-/// Addresses of look-up tables that lie one after the other.
+/// Base addresses of consecutive look-up tables.
 #pragma once
 
 #include <array>
@@ -6,10 +6,9 @@
 
 namespace detail {
 
-/// What looks `tables` up soonest. Where a load adds two registers and a constant, that is the tables
-/// themselves, with one register for all. Where it adds two registers or a register and a constant, but not
-/// all three, it is their addresses, each in a register of its own: the compiler would take one register for
-/// all, and add once more at each look-up.
+/// The fastest way to address `tables`. If a load can add two registers and a constant, that is the tables
+/// themselves, with one register for all. Otherwise it is an address in a register for each table; the
+/// compiler would use a single register and an addition for each look-up.
 template <typename Entry, size_t entries, size_t count>
 [[gnu::always_inline]] inline decltype(auto)
 tableBases(std::array<std::array<Entry, entries>, count> const& tables) {
@@ -19,7 +18,7 @@ tableBases(std::array<std::array<Entry, entries>, count> const& tables) {
     std::array<Entry const*, count> bases;
     for (size_t i = 0; i < count; ++i) {
         bases[i] = tables[i].data();
-        asm("" : "+r"(bases[i])); // hides what the addresses have in common
+        asm("" : "+r"(bases[i])); // Hides the common base address from the compiler.
     }
     return bases;
 #endif

@@ -5,17 +5,17 @@
 
 namespace detail {
 
-/// DES with subkeys that who holds it may read.
+/// DES with accessible subkeys.
 class OpenDES final : public DES {
 public:
     using DES::DES;
     using DES::subkeys;
 };
 
-/// DES three times: encryption, decryption, encryption (TDEA of SP 800-67 under three keys).
+/// Triple DES with three keys: encryption, decryption, encryption (TDEA of SP 800-67).
 class TripleDES : public BlockCipher {
 public:
-    /// Reads 24 bytes: the three keys in the order in which encryption uses them.
+    /// Reads 24 bytes: the three keys in the order of encryption.
     explicit TripleDES(unsigned char const* key) : first(key), second(key + 8), third(key + 16) {}
     unsigned blockLength() override { return 8; }
     void encrypt(unsigned char const* in, unsigned char* out) override {

@@ -8,7 +8,7 @@
 
 namespace detail {
 
-/// Writes the XOR of `len` bytes at `a` and at `b` to `out`, which may be the same memory as either.
+/// Writes the XOR of `len` bytes at `a` and `b` to `out`, which may be either of them.
 inline void xorBytes(unsigned char* out, unsigned char const* a, unsigned char const* b, unsigned len) {
     for (; len >= sizeof(size_t); len -= sizeof(size_t)) {
         size_t wordA, wordB;
@@ -22,7 +22,7 @@ inline void xorBytes(unsigned char* out, unsigned char const* a, unsigned char c
         *out++ = static_cast<unsigned char>(*a++ ^ *b++);
 }
 
-/// The same for a block of a length that the compiler knows: a few words, and no loop.
+/// The same for a constant length, unrolled into a few words.
 template <unsigned size>
 [[gnu::always_inline]] inline void xorBlock(unsigned char* out, unsigned char const* a,
                                             unsigned char const* b) {
