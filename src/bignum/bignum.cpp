@@ -136,7 +136,7 @@ BigNum& BigNum::operator*=(unsigned x) {
     Digit carry = detail::multiplyBy<NativeLimb>(digits.data(), size(), x);
     if (carry != 0)
         digits.push_back(carry);
-    detail::fit(*this, size()); // a factor of zero
+    detail::fit(*this, size()); // The factor may be zero.
     return *this;
 }
 

@@ -1,4 +1,4 @@
-// Bytes and text.
+// Conversion to and from bytes and text.
 #include "sealkit/bignum.h"
 
 #include "bignum/kernel.h"
@@ -13,7 +13,7 @@ constexpr size_t digitBytes = sizeof(Digit);
 constexpr size_t digitHexits = 2 * digitBytes;
 constexpr char hexits[] = "0123456789abcdef";
 
-/// Appends the `count` low hexadecimal characters of a digit.
+/// Appends the `count` lowest hexadecimal characters of a digit.
 void appendHex(std::string& text, Digit digit, size_t count) {
     while (count-- != 0)
         text += hexits[digit >> 4 * count & 15];
@@ -81,7 +81,7 @@ std::string BigNum::strDigits() const {
 }
 
 std::string BigNum::strDec() const {
-    constexpr Digit chunk = 1'000'000'000; // the largest power of ten in a digit
+    constexpr Digit chunk = 1'000'000'000; // The largest power of ten in a digit.
     constexpr unsigned chunkDecimals = 9;
     BigNum rest = *this;
     std::string reversed;

@@ -1,4 +1,4 @@
-// The digits of a number, for code that writes them directly.
+// Access to the digits of a number, for code that writes them directly.
 #pragma once
 
 #include "sealkit/bignum.h"
@@ -7,8 +7,7 @@
 
 namespace detail {
 
-/// Fits x to its `count` low digits, less zeros at the top. Most results have the size that their
-/// number has already, and then nothing happens.
+/// Trims x to its `count` low digits without leading zeros. Usually x already has that size.
 inline void fit(BigNum& x, size_t count) {
     while (count > 1 && x.digits[count - 1] == 0)
         --count;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr size_t step = detail::limbDigits<NativeLimb>;
 
-/// r = a * 2^(32 * low + shift), which fits its `count` digits. r may be a.
+/// r = a * 2^(32 * low + shift), which must fit `count` digits. r may be a.
 void normalise(Digit* r, size_t count, Digit const* a, size_t digits, size_t low, unsigned shift) {
     std::copy_backward(a, a + digits, r + low + digits);
     std::fill(r, r + low, 0);
@@ -46,15 +46,15 @@ void div(BigNum const& a, BigNum const& b, BigNum* q, BigNum* r) {
     if (b.size() == 1)
         return divideByOneDigit(a, b.digits[0], q, r);
 
-    // Both are shifted until the top bit of the divisor's top limb is set: by a whole digit first
-    // where the divisor does not fill that limb.
+    // Both are shifted until the top bit of the divisor's top limb is set: first by a whole digit, if the
+    // divisor does not fill that limb.
     unsigned shift = static_cast<unsigned>(std::countl_zero(b.digits.back()));
     size_t low = b.size() % step;
     size_t bDigits = b.size();
     size_t divisorDigits = low + bDigits;
     size_t dividendDigits = detail::limbCount<NativeLimb>(low + a.size() + 1) * step;
 
-    decltype(b.digits) shifted; // Without storage until it is needed.
+    decltype(b.digits) shifted; // Allocated only if needed.
     Digit const* divisor = b.digits.data();
     if (shift != 0 || low != 0 || q == &b || r == &b) {
         shifted.resize(divisorDigits);

@@ -1,6 +1,5 @@
-/// Numbers of a fixed width on the stack, and residues of them modulo a constant.
-///
-/// Nothing here allocates, and no branch or address depends on what a number holds.
+/// Numbers of fixed width on the stack, and residues modulo a constant. Nothing here allocates, and neither
+/// branches nor addresses depend on the numbers.
 #pragma once
 
 #include "sealkit/wipe.h"
@@ -39,13 +38,13 @@ SEALKIT_INLINED inline NativeLimb subtract(Fixed<N>& r, Fixed<N> const& a, Fixed
     return borrow;
 }
 
-/// r = a where the mask is ones; r stays where it is zero.
+/// r = a if the mask is ones; r is unchanged if it is zero.
 template <size_t N>
 SEALKIT_INLINED inline void assignIf(Fixed<N>& r, NativeLimb mask, Fixed<N> const& a) {
     unrolled<N>([&](auto i) SEALKIT_INLINED { r[i] ^= (r[i] ^ a[i]) & mask; });
 }
 
-/// Subtracts m from r + top * base^N if that is not below m. It is below 2m.
+/// Subtracts m from r + top * base^N unless that is below m. It must be below 2m.
 template <size_t N>
 SEALKIT_INLINED inline void reduceOnce(Fixed<N>& r, NativeLimb top, Fixed<N> const& m) {
     Fixed<N> less;
@@ -61,7 +60,7 @@ SEALKIT_INLINED inline NativeLimb isZero(Fixed<N> const& x) {
     return isZeroLimb(bits);
 }
 
-/// Up to this many limbs, loops over rows are laid out one after the other.
+/// Up to this many limbs, loops over rows are unrolled.
 inline constexpr size_t laidOut = 6;
 
 /// A product of two numbers of N limbs.
@@ -90,7 +89,7 @@ SEALKIT_INLINED inline void multiply(Wide<N>& t, Fixed<N> const& a, Fixed<N> con
 /// t = a * a.
 template <size_t N>
 SEALKIT_INLINED inline void square(Wide<N>& t, Fixed<N> const& a) {
-    // The products of different limbs, which are then doubled.
+    // The products of different limbs, which are doubled afterwards.
     t[0] = 0;
     unrolled<N - 1>([&](auto i) SEALKIT_INLINED {
         NativeLimb carry = 0;
@@ -116,7 +115,7 @@ SEALKIT_INLINED inline void square(Wide<N>& t, Fixed<N> const& a) {
     });
 }
 
-/// Writes digits to limbs. What is above them is 0.
+/// Writes digits to limbs and zeros above them.
 template <size_t N>
 inline void setDigits(Fixed<N>& x, std::span<Digit const> digits) {
     constexpr size_t step = limbDigits<NativeLimb>;
@@ -140,7 +139,7 @@ inline Digit digitOf(std::array<NativeLimb, N> const& x, size_t i) {
     return static_cast<Digit>(x[i / limbDigits<NativeLimb>] >> (i % limbDigits<NativeLimb> * digitBits));
 }
 
-/// The number whose big-endian bytes end at the end of `bytes`.
+/// The big-endian number at the end of `bytes`.
 template <size_t N, typename Bytes>
 consteval Fixed<N> fixedOf(Bytes const& bytes) {
     Fixed<N> x{};
@@ -150,7 +149,7 @@ consteval Fixed<N> fixedOf(Bytes const& bytes) {
     return x;
 }
 
-/// x * 2^count modulo m, for an x below m.
+/// x * 2^count modulo m. x must be below m.
 template <size_t N>
 consteval Fixed<N> doubled(Fixed<N> x, Fixed<N> const& m, unsigned count) {
     for (; count > 0; --count) {
@@ -173,20 +172,20 @@ consteval Fixed<N> doubled(Fixed<N> x, Fixed<N> const& m, unsigned count) {
     return x;
 }
 
-/// The form of a plain number below the modulus of `Residues`, for constants.
+/// Converts a number below the modulus to the form of `Residues`, for constants.
 template <typename Residues>
 consteval typename Residues::Element enteredOf(typename Residues::Element const& plain) {
     return doubled(plain, Residues::modulus, Residues::digits * digitBits);
 }
 
-/// Montgomery's form modulo any odd number of N limbs: `Modulus::bytes`, big-endian.
+/// Montgomery form modulo any odd number of N limbs: `Modulus::bytes`, big-endian.
 template <size_t N, typename Modulus>
 struct MontgomeryModulus {
     static constexpr size_t limbs = N;
     static constexpr unsigned radixBits = N * limbBits<NativeLimb>;
     static constexpr Fixed<N> value = fixedOf<N>(Modulus::bytes);
 
-    /// r = t / 2^radixBits modulo the value, for a t below the value times 2^radixBits.
+    /// r = t / 2^radixBits modulo `value`. t must be below `value` * 2^radixBits.
     SEALKIT_INLINED static void reduce(Fixed<N>& r, Wide<N>& t) {
         constexpr NativeLimb inverse = negativeInverse(value[0]);
         NativeLimb above = 0;
@@ -209,9 +208,8 @@ struct MontgomeryModulus {
     }
 };
 
-/// Arithmetic on residues modulo `Modulus`, all below it. They are in Montgomery's form with R = 2^radixBits.
-/// A modulus tells how a product is reduced, or how two residues are multiplied, and may know shorter sums
-/// and differences.
+/// Arithmetic on residues below `Modulus`, in Montgomery form with R = 2^radixBits. The modulus defines how a
+/// product is reduced, or how two residues are multiplied, and may define faster sums and differences.
 template <typename Modulus>
 struct Residues {
     static constexpr size_t limbs = Modulus::limbs;
@@ -277,7 +275,7 @@ struct Residues {
         });
     }
 
-    /// r = -a where the mask is ones; r = a where it is zero.
+    /// r = -a if the mask is ones; r = a if it is zero.
     [[gnu::noinline]] static void negateIf(Element& r, NativeLimb mask, Element const& a) {
         Element negative;
         sub(negative, Element{}, a);
@@ -285,16 +283,16 @@ struct Residues {
         assignIf(r, mask, negative);
     }
 
-    /// The form of a plain number below the modulus, and back.
+    /// Converts a number below the modulus to and from Montgomery form.
     static void enter(Element& r, Element const& plain) { mul(r, plain, radixSquared); }
     static void leave(Element& r, Element const& x) {
         constexpr Element plainOne{1};
         mul(r, x, plainOne);
     }
 
-    /// r = a to the power of the modulus less 2, which is the inverse modulo a prime, and 0 for 0. The steps
-    /// are those of a constant: most primes here begin with many ones, whose power takes few products, and
-    /// what follows is taken in sliding windows.
+    /// r = a to the power of the modulus less 2, which is the inverse modulo a prime, or 0 for 0. The
+    /// sequence of steps is constant: most primes here begin with many ones, whose power takes few products,
+    /// and sliding windows process the rest.
     static void invert(Element& r, Element const& a) {
         constexpr unsigned rest = exponentBits - leadingOnes;
         constexpr unsigned width = rest < 8 ? 1 : 5;
@@ -313,7 +311,7 @@ struct Residues {
         for (unsigned i = 1; i < std::size(powers.odd); ++i)
             mul(powers.odd[i], powers.odd[i - 1], powers.factor);
 
-        // a^(2^ones - 1), by the bits of how many ones there are.
+        // a^(2^ones - 1), by the bits of `ones`.
         powers.result = a;
         for (unsigned bit = static_cast<unsigned>(std::bit_width(leadingOnes)) - 1; bit-- > 0;) {
             powers.factor = powers.result;
@@ -355,7 +353,7 @@ private:
         return x;
     }();
 
-    /// `count` bits of that from bit `from` on.
+    /// `count` bits of the exponent, starting at bit `from`.
     static constexpr unsigned bitsOfExponent(unsigned from, unsigned count) {
         unsigned bits = 0;
         for (unsigned at = from + count; at-- > from;)

@@ -11,11 +11,11 @@ using detail::isZero;
 
 namespace {
 
-/// One of the two numbers of the extended gcd with its coefficients: x * a + y * b = value, always.
+/// One of the two numbers of the extended gcd with its coefficients. Invariant: x * a + y * b = value.
 struct Combination {
     BigNum value;
     SignedBigNum x;
-    SignedBigNum y; ///< Stays zero when it is not wanted.
+    SignedBigNum y; ///< Zero unless it is wanted.
 
     void halveWhileEven(BigNum const& a, BigNum const& b, bool withY) {
         while (!isOdd(value)) {
@@ -62,7 +62,7 @@ BigNum lcm(BigNum const& a, BigNum const& b) {
     BigNum const& larger = a < b ? b : a;
     if (isZero(smaller))
         return BigNum();
-    // Dividing first forms no product that is larger than the result.
+    // Dividing first avoids a product larger than the result.
     BigNum quotient;
     div(smaller, gcd(a, b), &quotient, nullptr);
     return quotient * larger;
@@ -82,8 +82,8 @@ void begcd(SignedBigNum* x, SignedBigNum* y, BigNum* g, BigNum a, BigNum b) {
     a >>= common;
     b >>= common;
 
-    // Where b is odd and the value even, x * a + y * b = value makes y even whenever x is. The parity
-    // of x alone then decides every step, and y is not computed for who does not ask for it.
+    // If b is odd and the value even, x * a + y * b = value makes y even whenever x is. The parity of x then
+    // decides every step, and y need not be computed unless it is wanted.
     bool withY = y != nullptr || !isOdd(b);
     BigNum const one = bn2(1, 0);
     Combination u = {a, {one}, {}};

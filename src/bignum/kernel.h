@@ -1,12 +1,12 @@
 // Loops over the digits of big numbers.
 //
-// Numbers are stored as 32-bit digits. The loops take them a limb at a time: a limb is one digit, or
-// two where the machine multiplies 64-bit words into 128 bits. Every loop is a template over the
-// limb, so that the tests can hold the two against each other; the sources use `NativeLimb`.
+// Numbers are stored as 32-bit digits. The loops process them by limbs: one digit, or two if the machine
+// multiplies 64-bit words into 128 bits. Every loop is a template over the limb, so that the tests can
+// compare both; the sources use `NativeLimb`.
 //
-// A number of n digits has limbCount(n) limbs; the top one is half empty when n is odd and a limb
-// has two digits. Arrays that are only read have n digits and no more. Arrays that are written have
-// room for whole limbs: 2 * limbCount(n) digits where that many limbs are said to be written.
+// A number of n digits has limbCount(n) limbs. The top one is half empty if n is odd and a limb has two
+// digits. Arrays that are only read have exactly n digits. Arrays that are written must have room for whole
+// limbs, that is 2 * limbCount(n) digits where that many limbs are said to be written.
 #pragma once
 
 #include "base/unrolled.h"
@@ -16,7 +16,7 @@
 #include <cstdint>
 #include <cstring>
 
-// The state of a loop lives in registers only when every piece of it is inlined, lambdas included.
+// The state of a loop stays in registers only if everything is inlined, including lambdas.
 #define SEALKIT_INLINED __attribute__((always_inline))
 
 namespace detail {
@@ -24,7 +24,7 @@ namespace detail {
 using Digit = unsigned;
 constexpr unsigned digitBits = 32;
 
-/// The size of the fields whose products have code without loops: P-256, Curve25519.
+/// The size of the fields with unrolled products: P-256, Curve25519.
 constexpr size_t fixedDigits = 8;
 
 template <typename Limb>
@@ -33,7 +33,7 @@ struct LimbTraits;
 template <>
 struct LimbTraits<uint32_t> {
     using Product = uint64_t;
-    static constexpr size_t rows = 4; // as many as fit the registers: see RowBlock
+    static constexpr size_t rows = 4; // As many as fit the registers; see RowBlock.
 };
 
 #ifdef __SIZEOF_INT128__
@@ -57,7 +57,7 @@ constexpr size_t limbCount(size_t digits) {
     return (digits + limbDigits<Limb> - 1) / limbDigits<Limb>;
 }
 
-/// The limb whose lowest digit is `digits[0]`.
+/// The limb that starts at `digits[0]`.
 template <typename Limb>
 inline Limb load(Digit const* digits) {
     if constexpr (limbDigits<Limb> == 1)
@@ -82,15 +82,15 @@ inline void store(Digit* digits, Limb limb) {
     }
 }
 
-/// Limb `index` of a number of `count` digits, which may be the half-empty top one.
+/// Limb `index` of a number of `count` digits; the top one may be half empty.
 template <typename Limb>
 inline Limb limbAt(Digit const* digits, size_t count, size_t index) {
     Digit const* at = digits + index * limbDigits<Limb>;
     return limbDigits<Limb> == 2 && at + 1 == digits + count ? *at : load<Limb>(at);
 }
 
-/// a * b + sum + carry, which is below the square of the limb's base: its low limb, the high one
-/// becomes the carry.
+/// a * b + sum + carry, which is below the square of the limb's base. Returns the low limb and sets the carry
+/// to the high one.
 template <typename Limb>
 SEALKIT_INLINED inline Limb multiplyAdd(Limb a, Limb b, Limb sum, Limb& carry) {
     using Product = typename LimbTraits<Limb>::Product;
@@ -101,7 +101,7 @@ SEALKIT_INLINED inline Limb multiplyAdd(Limb a, Limb b, Limb sum, Limb& carry) {
         carry = static_cast<Limb>(product >> limbBits<Limb>);
         return static_cast<Limb>(product);
     } else {
-        // GCC adds to a 128-bit integer through a register of zeros; carries by comparison it does well.
+        // GCC adds to a 128-bit integer through a register of zeros, but handles carries by comparison well.
         Limb low = static_cast<Limb>(product);
         Limb high = static_cast<Limb>(product >> limbBits<Limb>);
         low += sum;
@@ -113,11 +113,11 @@ SEALKIT_INLINED inline Limb multiplyAdd(Limb a, Limb b, Limb sum, Limb& carry) {
     }
 }
 
-/// a + b + carry with a carry of 0 or 1; the carry out becomes the carry.
+/// a + b + carry, with a carry of 0 or 1. Sets the carry to the carry out.
 template <typename Limb>
 SEALKIT_INLINED inline Limb addCarry(Limb a, Limb b, Limb& carry) {
     if constexpr (limbDigits<Limb> == 1) {
-        // In 64 bits GCC carries by the machine's flag, and not by comparisons.
+        // In 64 bits GCC uses the carry flag for this form, but not for comparisons.
         uint64_t const sum = static_cast<uint64_t>(a) + b + carry;
         carry = static_cast<Limb>(sum >> limbBits<Limb>);
         return static_cast<Limb>(sum);
@@ -129,7 +129,7 @@ SEALKIT_INLINED inline Limb addCarry(Limb a, Limb b, Limb& carry) {
     }
 }
 
-/// a - b - borrow with a borrow of 0 or 1; the borrow out becomes the borrow.
+/// a - b - borrow, with a borrow of 0 or 1. Sets the borrow to the borrow out.
 template <typename Limb>
 SEALKIT_INLINED inline Limb subtractBorrow(Limb a, Limb b, Limb& borrow) {
     if constexpr (limbDigits<Limb> == 1) {
@@ -157,7 +157,7 @@ inline Digit add(Digit* r, Digit const* a, Digit const* b, size_t n) {
     return digitCarry;
 }
 
-/// r = a - b over n digits. Returns the borrow. r may be a or b, or begin below a.
+/// r = a - b over n digits. Returns the borrow. r may be a or b, or start below a.
 template <typename Limb>
 inline Digit subtract(Digit* r, Digit const* a, Digit const* b, size_t n) {
     Limb borrow = 0;
@@ -179,7 +179,7 @@ inline Digit propagate(Digit* r, size_t n, Digit carry) {
     return carry;
 }
 
-/// Takes `borrow` from the n digits at r. Returns the borrow.
+/// Subtracts `borrow` from the n digits at r. Returns the borrow.
 inline Digit propagateBorrow(Digit* r, size_t n, Digit borrow) {
     for (size_t i = 0; borrow != 0 && i < n; ++i) {
         Digit before = r[i];
@@ -189,8 +189,7 @@ inline Digit propagateBorrow(Digit* r, size_t n, Digit borrow) {
     return borrow;
 }
 
-/// r = a * 2^shift over n digits, with a shift of less than a digit. Returns what is shifted out. r
-/// may be a.
+/// r = a * 2^shift over n digits, with a shift below digitBits. Returns the bits shifted out. r may be a.
 template <typename Limb>
 inline Digit shiftLeft(Digit* r, Digit const* a, size_t n, unsigned shift) {
     constexpr size_t step = limbDigits<Limb>;
@@ -199,7 +198,7 @@ inline Digit shiftLeft(Digit* r, Digit const* a, size_t n, unsigned shift) {
     for (; i < n - n % step; i += step) {
         Limb x = load<Limb>(a + i);
         store<Limb>(r + i, x << shift | out);
-        out = x >> 1 >> (limbBits<Limb> - 1 - shift); // in two steps: shift may be 0
+        out = x >> 1 >> (limbBits<Limb> - 1 - shift); // In two steps, because shift may be 0.
     }
     Digit digitOut = static_cast<Digit>(out);
     if (i < n) {
@@ -210,8 +209,7 @@ inline Digit shiftLeft(Digit* r, Digit const* a, size_t n, unsigned shift) {
     return digitOut;
 }
 
-/// r = a / 2^shift over n digits, rounded down, with a shift of less than a digit. r may be a or
-/// begin below it.
+/// r = a / 2^shift over n digits, rounded down, with a shift below digitBits. r may be a or start below it.
 template <typename Limb>
 inline void shiftRight(Digit* r, Digit const* a, size_t n, unsigned shift) {
     constexpr size_t step = limbDigits<Limb>;
@@ -232,18 +230,18 @@ inline int compare(Digit const* a, Digit const* b, size_t n) {
     return 0;
 }
 
-/// Several rows of a schoolbook product taken together, column by column.
+/// Several rows of a schoolbook product, computed together column by column.
 ///
-/// Row i is the multiplicand times factor[i], one column further up than row i - 1. Taking R rows at
-/// a time loads and stores every limb of the running sum once for R products, not once for each; that
-/// and the R independent carry chains are what makes it fast.
+/// Row i is the multiplicand times factor[i], shifted up by i columns. With R rows at a time, every limb of
+/// the running sum is loaded and stored once for R products instead of for each. That and the R independent
+/// carry chains make it fast.
 template <typename Limb, size_t R>
 struct RowBlock {
     Limb factor[R];
     Limb carry[R] = {};
-    Limb passed[R] = {}; // passed[i]: the limb of the multiplicand that row 0 met i + 1 columns ago
+    Limb passed[R] = {}; // passed[i] is the limb of the multiplicand that row 0 used i + 1 columns ago.
 
-    /// One column: `sum` plus what the first Rows rows have there. `x` is what row 0 meets.
+    /// One column: `sum` plus the products of the first `Rows` rows. `x` is the limb for row 0.
     template <size_t Rows = R>
     SEALKIT_INLINED Limb column(Limb x, Limb sum) {
         unrolled<Rows>([&](auto i) SEALKIT_INLINED {
@@ -252,14 +250,14 @@ struct RowBlock {
         return sum;
     }
 
-    /// The multiplicand moves up by one column.
+    /// Moves the multiplicand up by one column.
     SEALKIT_INLINED void advance(Limb x) {
         unrolled<R - 1>([&](auto i) SEALKIT_INLINED { passed[R - 1 - i] = passed[R - 2 - i]; });
         passed[0] = x;
     }
 
-    /// Columns `from` up to the top of a multiplicand b of `digits` digits: r += what the rows have.
-    /// With Columns not 0 their number is a constant and they are laid out one after the other.
+    /// Columns from `from` to the top of a multiplicand b of `digits` digits: adds the rows to r. If
+    /// `Columns` is not 0, it is their number, and the loop is unrolled.
     template <size_t Columns = 0>
     SEALKIT_INLINED void columns(Digit* r, Digit const* b, size_t digits, size_t from) {
         auto whole = [&](size_t at) SEALKIT_INLINED {
@@ -272,7 +270,7 @@ struct RowBlock {
             unrolled<Columns>([&](auto i) SEALKIT_INLINED { whole(from + i); });
         } else {
             size_t full = digits / limbDigits<Limb>;
-            // Unrolled by R, what has passed stays in the registers it was loaded into.
+            // Unrolled by R, so that the passed limbs remain in their registers.
             for (size_t blocks = full - (full - from) % R; from < blocks; from += R)
                 unrolled<R>([&](auto i) SEALKIT_INLINED { whole(from + i); });
             for (; from < full; ++from)
@@ -286,8 +284,8 @@ struct RowBlock {
         }
     }
 
-    /// Column `above` of the R columns above the multiplicand, where row `above` has ended and left
-    /// its carry. They are asked for in ascending order.
+    /// Column `above` of the R columns above the multiplicand, where row `above` has ended with its carry.
+    /// The columns must be processed in ascending order.
     template <size_t Above>
     SEALKIT_INLINED Limb end() {
         Limb sum = carry[Above];
@@ -299,8 +297,8 @@ struct RowBlock {
     }
 };
 
-/// R rows of a product: adds factors[0] + factors[1] * base + … times b to r, whose next R limbs
-/// above the multiplicand are written for the first time. b has at least R limbs.
+/// R rows of a product: adds (factors[0] + factors[1] * base + …) * b to r, and writes the next R limbs above
+/// the multiplicand. b must have at least R limbs.
 template <typename Limb, size_t R, size_t Limbs = 0>
 SEALKIT_INLINED inline void addRows(Digit* r, Digit const* a, size_t aDigits, size_t aLimb, Digit const* b,
                                     size_t bDigits) {
@@ -319,8 +317,8 @@ SEALKIT_INLINED inline void addRows(Digit* r, Digit const* a, size_t aDigits, si
     unrolled<R>([&](auto i) SEALKIT_INLINED { store<Limb>(r + i * step, rows.template end<i>()); });
 }
 
-/// r = a * b. Writes limbCount(aDigits) + limbCount(bDigits) limbs. r is neither a nor b, and
-/// aDigits is at most bDigits.
+/// r = a * b. Writes limbCount(aDigits) + limbCount(bDigits) limbs. r must be neither a nor b, and aDigits at
+/// most bDigits.
 template <typename Limb>
 inline void product(Digit* r, Digit const* a, size_t aDigits, Digit const* b, size_t bDigits) {
     constexpr size_t R = LimbTraits<Limb>::rows;
@@ -333,7 +331,7 @@ inline void product(Digit* r, Digit const* a, size_t aDigits, Digit const* b, si
         addRows<Limb, 1>(r, a, aDigits, i, b, bDigits);
 }
 
-/// The same for a and b of exactly `Digits` digits, laid out without a loop.
+/// The same for a and b of exactly `Digits` digits, unrolled.
 template <typename Limb, size_t Digits>
 inline void productFixed(Digit* r, Digit const* a, Digit const* b) {
     constexpr size_t R = LimbTraits<Limb>::rows;
@@ -344,8 +342,8 @@ inline void productFixed(Digit* r, Digit const* a, Digit const* b) {
                             SEALKIT_INLINED { addRows<Limb, R, limbs>(r, a, Digits, i * R, b, Digits); });
 }
 
-/// R rows of the products of different limbs: a[i] * a[j] with i of this block and j above i.
-/// There are at least 2R limbs from i on.
+/// R rows of the products of different limbs: a[i] * a[j] with i in this block and j > i. There must be at
+/// least 2R limbs from i on.
 template <typename Limb, size_t R, size_t Limbs = 0>
 SEALKIT_INLINED inline void addCrossRows(Digit* r, Digit const* a, size_t digits, size_t i) {
     constexpr size_t step = limbDigits<Limb>;
@@ -355,7 +353,7 @@ SEALKIT_INLINED inline void addCrossRows(Digit* r, Digit const* a, size_t digits
     r += 2 * i * step;
     unrolled<R>([&](auto row) SEALKIT_INLINED { rows.factor[row] = limbAt<Limb>(a, digits, row); });
     rows.passed[0] = rows.factor[0];
-    // Column c of row 0 is limb c; row q joins in column 2q + 1, where it meets limb q + 1.
+    // Column c of row 0 is limb c. Row q starts in column 2q + 1 with limb q + 1.
     unrolled<2 * R - 2>([&](auto c) SEALKIT_INLINED {
         Limb x = limbAt<Limb>(a, digits, c + 1);
         Digit* sum = r + (c + 1) * step;
@@ -368,7 +366,7 @@ SEALKIT_INLINED inline void addCrossRows(Digit* r, Digit const* a, size_t digits
     unrolled<R>([&](auto row) SEALKIT_INLINED { store<Limb>(r + row * step, rows.template end<row>()); });
 }
 
-/// r = 2r + the squares of the limbs of a: turns the sum of cross products into the square.
+/// r = 2r + the squares of the limbs of a, which turns the sum of cross products into the square.
 template <typename Limb>
 SEALKIT_INLINED inline void doubleAndAddSquare(Digit* r, Limb a, Limb& carry, Limb& shiftedOut) {
     constexpr unsigned top = limbBits<Limb> - 1;
@@ -382,7 +380,7 @@ SEALKIT_INLINED inline void doubleAndAddSquare(Digit* r, Limb a, Limb& carry, Li
     store<Limb>(r + limbDigits<Limb>, high);
 }
 
-/// r = a^2. Writes 2 * limbCount(digits) limbs. r is not a.
+/// r = a^2. Writes 2 * limbCount(digits) limbs. r must not be a.
 template <typename Limb>
 inline void square(Digit* r, Digit const* a, size_t digits) {
     constexpr size_t R = LimbTraits<Limb>::rows;
@@ -401,7 +399,7 @@ inline void square(Digit* r, Digit const* a, size_t digits) {
         doubleAndAddSquare<Limb>(r + 2 * i * step, limbAt<Limb>(a, digits, i), carry, shiftedOut);
 }
 
-/// The same for a of exactly `Digits` digits, laid out without a loop.
+/// The same for a of exactly `Digits` digits, unrolled.
 template <typename Limb, size_t Digits>
 inline void squareFixed(Digit* r, Digit const* a) {
     constexpr size_t R = LimbTraits<Limb>::rows;
@@ -424,9 +422,9 @@ inline void squareFixed(Digit* r, Digit const* a) {
     });
 }
 
-/// R steps of Montgomery's reduction: adds the multiple of m to t that makes its R low limbs zero.
-/// They are left as they are, because nobody reads them again. `carry` belongs to the limb above
-/// those that the step before reached.
+/// R steps of Montgomery reduction: adds the multiple of m to t that makes its R low limbs zero. These are
+/// not written, because they are not read again. `carry` belongs to the limb above those of the previous
+/// step.
 template <typename Limb, size_t R, size_t Limbs = 0>
 SEALKIT_INLINED inline void reduceRows(Digit* t, Digit const* m, size_t digits, Limb inverse, Limb& carry) {
     constexpr size_t step = limbDigits<Limb>;
@@ -434,7 +432,7 @@ SEALKIT_INLINED inline void reduceRows(Digit* t, Digit const* m, size_t digits, 
     unrolled<R>([&](auto i) SEALKIT_INLINED {
         Limb x = limbAt<Limb>(m, digits, i);
         Limb sum = rows.template column<i>(x, load<Limb>(t + i * step));
-        // Row i meets the lowest limb of m in this column.
+        // Row i starts with the lowest limb of m in this column.
         rows.factor[i] = sum * inverse;
         multiplyAdd(rows.factor[i], i == 0 ? x : rows.passed[(i + R - 1) % R], sum, rows.carry[i]);
         rows.advance(x);
@@ -447,8 +445,8 @@ SEALKIT_INLINED inline void reduceRows(Digit* t, Digit const* m, size_t digits, 
     });
 }
 
-/// -1/m modulo the word's base for an odd m with the lowest word m0: Newton's iteration doubles the number of
-/// bits that are right, 4, 8, 16, 32, 64. The last step also turns the sign.
+/// -1/m modulo the word's base for an odd m with the lowest word m0. Each step of Newton's iteration doubles
+/// the number of correct bits: 4, 8, 16, 32, 64. The last step also negates.
 template <typename Word>
 constexpr Word negativeInverse(Word m0) {
     Word x = m0 + ((m0 + 2) * 2 & 8);
@@ -457,7 +455,7 @@ constexpr Word negativeInverse(Word m0) {
     return (m0 * x - 2) * x;
 }
 
-/// -1/m modulo the limb's base, from -1/m modulo 2^32: one more of Newton's steps.
+/// -1/m modulo the limb's base, from -1/m modulo 2^32, by one more Newton step.
 template <typename Limb>
 inline Limb negativeInverse(Digit const* m, size_t digits, Digit n0inv) {
     Limb y = n0inv;
@@ -466,10 +464,9 @@ inline Limb negativeInverse(Digit const* m, size_t digits, Digit n0inv) {
     return y;
 }
 
-/// Montgomery's reduction (HAC 14.32) of the 2k digits at t modulo an odd m of k digits with
-/// n0inv = -1/m mod 2^32: t becomes t + u * m with the one u below 2^(32k) that makes the k low
-/// digits zero. The result is in the k high digits; the low ones are left undefined. Returns what
-/// belongs into digit 2k.
+/// Montgomery reduction (HAC 14.32) of the 2k digits at t modulo an odd m of k digits, with n0inv = -1/m mod
+/// 2^32: adds u * m to t with the u below 2^(32k) that makes the k low digits zero. The result is in the k
+/// high digits; the low ones are undefined. Returns the carry into digit 2k.
 template <typename Limb>
 inline Digit montgomeryReduce(Digit* t, Digit const* m, size_t k, Digit n0inv) {
     constexpr size_t R = LimbTraits<Limb>::rows;
@@ -482,8 +479,8 @@ inline Digit montgomeryReduce(Digit* t, Digit const* m, size_t k, Digit n0inv) {
     for (; i < k - k % step; i += step)
         reduceRows<Limb, 1>(t + i, m, k, inverse, carry);
     if (i < k) {
-        // One digit is left of an odd number. The row has k + 1 digits with those of its factor, so
-        // that it ends where t does.
+        // One digit of an odd number remains. The row has k + 1 digits including its factor's, so it ends at
+        // the end of t.
         RowBlock<Limb, 1> row;
         row.factor[0] = static_cast<Digit>(t[i] * n0inv);
         row.columns(t + i, m, k, 0);
@@ -492,7 +489,7 @@ inline Digit montgomeryReduce(Digit* t, Digit const* m, size_t k, Digit n0inv) {
     return static_cast<Digit>(carry);
 }
 
-/// The same for a modulus of exactly `Digits` digits, laid out without a loop.
+/// The same for a modulus of exactly `Digits` digits, unrolled.
 template <typename Limb, size_t Digits>
 inline Digit montgomeryReduceFixed(Digit* t, Digit const* m, Digit n0inv) {
     constexpr size_t R = LimbTraits<Limb>::rows;
@@ -514,7 +511,7 @@ inline Digit addMultiple(Digit* r, Digit const* a, size_t n, Digit factor) {
     size_t i = 0;
     for (; i < n - n % limbDigits<Limb>; i += limbDigits<Limb>)
         store<Limb>(r + i, multiplyAdd<Limb>(load<Limb>(a + i), factor, load<Limb>(r + i), carry));
-    // A factor of one digit makes carries of one digit.
+    // A factor of one digit has carries of one digit.
     Digit digitCarry = static_cast<Digit>(carry);
     if (i < n)
         r[i] = multiplyAdd(a[i], factor, r[i], digitCarry);
@@ -534,9 +531,9 @@ inline Digit multiplyBy(Digit* a, size_t n, Digit factor, Digit carry = 0) {
     return digitCarry;
 }
 
-/// Division of two limbs by one that is normalised (its top bit is set), with a precomputed
-/// reciprocal in place of the machine's division: N. Möller, T. Granlund, "Improved division by
-/// invariant integers", IEEE Transactions on Computers 60 (2011), algorithm 4.
+/// Divides two limbs by a normalized one (with its top bit set), with a precomputed reciprocal instead of the
+/// machine's division: N. Möller, T. Granlund, "Improved division by invariant integers", IEEE Transactions
+/// on Computers 60 (2011), algorithm 4.
 template <typename Limb>
 class InvariantDivisor {
 public:
@@ -545,7 +542,8 @@ public:
           reciprocal(
               static_cast<Limb>(wide(static_cast<Limb>(~normalised), static_cast<Limb>(-1)) / normalised)) {}
 
-    /// high * base + low divided by the divisor, with high below the divisor. The remainder replaces `high`.
+    /// (high * base + low) divided by the divisor, with high below the divisor. The remainder replaces
+    /// `high`.
     Limb divide(Limb& high, Limb low) const {
         Product estimate = static_cast<Product>(reciprocal) * high + wide(high, low);
         Limb quotient = static_cast<Limb>(estimate >> limbBits<Limb>) + 1;
@@ -572,7 +570,7 @@ private:
     Limb reciprocal;
 };
 
-/// q = a / divisor over n digits. Returns the remainder. The divisor is not zero. q may be a.
+/// q = a / divisor over n digits. Returns the remainder. The divisor must not be zero. q may be a.
 inline Digit divideByDigit(Digit* q, Digit const* a, size_t n, Digit divisor) {
     unsigned shift = static_cast<unsigned>(std::countl_zero(divisor));
     InvariantDivisor<uint32_t> by(divisor << shift);
@@ -586,9 +584,9 @@ inline Digit divideByDigit(Digit* q, Digit const* a, size_t n, Digit divisor) {
     return remainder >> shift;
 }
 
-/// Knuth's algorithm D (TAOCP volume 2, 4.3.1). u has uLimbs limbs and v has vLimbs; the top bit
-/// of v is set and the top vLimbs limbs of u are less than v. u becomes the remainder, and q
-/// gets uLimbs - vLimbs limbs unless it is null. q is neither u nor v.
+/// Knuth's algorithm D (TAOCP volume 2, 4.3.1). u has uLimbs limbs and v has vLimbs. The top bit of v must be
+/// set, and the top vLimbs limbs of u must be less than v. u becomes the remainder, and q, unless it is null,
+/// the quotient of uLimbs - vLimbs limbs. q must be neither u nor v.
 template <typename Limb>
 inline void divideNormalised(Digit* q, Digit* u, size_t uLimbs, Digit const* v, size_t vLimbs) {
     using Product = typename LimbTraits<Limb>::Product;
@@ -597,18 +595,18 @@ inline void divideNormalised(Digit* q, Digit* u, size_t uLimbs, Digit const* v, 
     Limb second = vLimbs < 2 ? 0 : load<Limb>(v + (vLimbs - 2) * step);
     InvariantDivisor<Limb> byTop(top);
     for (size_t j = uLimbs - vLimbs; j-- != 0;) {
-        Digit* part = u + j * step; // the vLimbs + 1 limbs that this quotient limb is taken from
+        Digit* part = u + j * step; // The vLimbs + 1 limbs that determine this quotient limb.
         Digit* high = part + vLimbs * step;
         Limb remainder = load<Limb>(high);
         Limb estimate = static_cast<Limb>(-1);
-        bool remainderFits = vLimbs >= 2; // the quotient of two limbs by one is not an estimate
+        bool remainderFits = vLimbs >= 2; // With a single limb in the divisor, the quotient is exact.
         if (remainder < top) {
             estimate = byTop.divide(remainder, load<Limb>(high - step));
-        } else { // remainder == top: the quotient would be the base
+        } else { // remainder == top: the quotient would be the base.
             remainder = top + load<Limb>(high - step);
             remainderFits = remainderFits && remainder >= top;
         }
-        // Two limbs of the divisor bring the estimate to the quotient limb or one above it.
+        // With two limbs of the divisor, the estimate is at most one too large.
         while (remainderFits) {
             Product tested = static_cast<Product>(estimate) * second;
             if (tested <= (static_cast<Product>(remainder) << limbBits<Limb> | load<Limb>(high - 2 * step)))

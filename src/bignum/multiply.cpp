@@ -12,9 +12,8 @@ using detail::NativeLimb;
 
 namespace {
 
-/// Makes room for `digits` digits of a result in r. Where r is an operand too, its value moves out
-/// of the way into further digits after them, which the caller drops with the rest: the copy stays
-/// in storage that is wiped when it is freed. Returns where it is then.
+/// Resizes r for a result of `digits` digits. If r is an operand too, its value is moved behind them, where
+/// the caller trims it. The copy thus stays in memory that is wiped when it is freed. Returns its address.
 Digit* makeRoom(BigNum& r, size_t digits, bool isOperand) {
     size_t moved = isOperand ? r.size() : 0;
     r.digits.resize(digits + moved);
@@ -58,8 +57,8 @@ void sqr(BigNum& r, BigNum const& a) {
     detail::fit(r, 2 * digits);
 }
 
-// Residues of 256 bits nearly always have eight digits, and for those `mul` and `sqr` take the code
-// without loops. What is shorter is rare enough to go through the general loops.
+// Residues of 256 bits nearly always have eight digits, for which `mul` and `sqr` use unrolled code. Shorter
+// ones are rare enough for the general loops.
 
 void mul256(BigNum& r, BigNum const& a, BigNum const& b) { mul(r, a, b); }
 
@@ -83,9 +82,9 @@ void BigNum::reduce(BigNum const& mod, unsigned c) {
     size_t n = size();
     Digit* d = digits.data();
     while (n > k) {
-        // 2^(32 * split) is congruent to c * 2^(32 * (split - k)). The product of c and the part above
-        // the split has to end at or below the split, which the third bound sees to; up to 2k + 1
-        // digits the others reach as far.
+        // 2^(32 * split) is congruent to c * 2^(32 * (split - k)). The product of c and the part above the
+        // split must end at or below the split, which the third bound ensures. Up to 2k + 1 digits, the other
+        // bounds suffice.
         size_t split = std::max({(n + 1) / 2, k, n - k});
         Digit carry = detail::addMultiple<NativeLimb>(d + (split - k), d + split, n - split, c);
         carry = detail::propagate(d + (n - k), split - (n - k), carry);

@@ -8,7 +8,7 @@ namespace {
 /// The left-to-right sliding window of HAC 14.85, with windows of one width that begin at a 1 bit.
 /// `table` has 2^width slots.
 RedNum power(RedNum const& base, BigNum const& e, Reducer const& red, RedNum* table, unsigned width) {
-    // A window's top bit is set: only the upper half is ever looked up.
+    // The top bit of a window is set, so only the upper half is used.
     unsigned half = 1U << (width - 1);
     table[1] = {base.value, &red};
     if (width > 1) {
@@ -40,7 +40,7 @@ RedNum power(RedNum const& base, BigNum const& e, Reducer const& red, RedNum* ta
             }
             isOne = false;
         } else {
-            // Too few bits are left for a window: they are taken one by one.
+            // The remaining bits, too few for a window, are processed one by one.
             for (unsigned left = bit + 1; left-- != 0;) {
                 sqr(result, result);
                 if (e.getBit(left))

@@ -14,8 +14,8 @@ using detail::NativeLimb;
 
 namespace {
 
-/// Trial division goes up to here. Among the candidates for a 1024-bit prime a division by five primes
-/// of this size takes about as long as the rounds of Miller-Rabin that it spares.
+/// The limit of trial division. For candidates of a 1024-bit prime, dividing by five primes of this size
+/// takes about as long as the rounds of Miller-Rabin that it saves.
 constexpr unsigned trialBound = 4096;
 
 /// The sieve of Eratosthenes.
@@ -47,11 +47,11 @@ consteval auto listOddPrimes() {
 
 constexpr auto oddPrimes = listOddPrimes();
 
-/// Consecutive primes whose product fits a limb: the remainder of a number modulo the product tells
-/// those modulo each of them.
+/// Consecutive primes whose product fits a limb. The remainder modulo the product yields those modulo each
+/// prime.
 struct PrimeGroup {
     size_t end = 0; ///< One past the last of them in `oddPrimes`.
-    /// By a multiple of the product, with the top bit set. The primes divide that too.
+    /// Divides by a multiple of the product with the top bit set, which the primes divide too.
     detail::InvariantDivisor<NativeLimb> divisor{std::numeric_limits<NativeLimb>::max()};
 };
 
@@ -102,14 +102,13 @@ unsigned smallFactor(BigNum const& n) {
     return 0;
 }
 
-/// One odd number above 3, ready for rounds of Miller-Rabin.
+/// An odd number above 3, prepared for rounds of Miller-Rabin.
 class MillerRabin {
 public:
     explicit MillerRabin(BigNum const& number)
         : n(number), red(n), minusOne(n - red.one), even(n - bn64(1)), twos(lsb(even)), odd(even >> twos) {}
 
-    /// A round to a random base from 2 to n - 2. False when it shows that n is composite, and when the
-    /// generator fails.
+    /// A round with a random base from 2 to n - 2. Returns false if n is composite or the generator fails.
     bool passes(Rng const& rng) const {
         BigNum base;
         if (!randomBigNum(&base, n - bn64(2), rng))

@@ -8,13 +8,13 @@ namespace detail {
 
 namespace {
 
-/// The bits of an exponent that are taken at a time: more would cost more to look up than they save.
+/// The window size of exponents. The look-ups of a larger window would cost more than it saves.
 constexpr unsigned windowBits = 5;
 constexpr size_t tableSize = size_t{1} << windowBits;
 
 constexpr size_t step = limbDigits<NativeLimb>;
 
-/// r = row `index` of the table, of which every row is read.
+/// r = row `index` of the table. Reads every row.
 void select(Digit* r, Digit const* table, size_t k, Digit index) {
     constexpr size_t block = 8 * step;
     NativeLimb mask[tableSize];
@@ -39,16 +39,16 @@ void select(Digit* r, Digit const* table, size_t k, Digit index) {
         selectAt(std::integral_constant<size_t, 1>());
 }
 
-/// The bits of an exponent of `count` digits from bit `from` on.
+/// The bits of an exponent of `count` digits, starting at bit `from`.
 Digit windowAt(Digit const* e, size_t count, size_t from) {
     size_t const at = from / digitBits;
     std::uint64_t const above = at + 1 < count ? e[at + 1] : 0;
     return static_cast<Digit>((above << digitBits | e[at]) >> from % digitBits & (tableSize - 1));
 }
 
-/// The bits of a number that is not zero.
+/// The number of bits of a non-zero number.
 unsigned lengthOf(BigNum const& x) {
-    Digit ones = x.digits.back(); // Down from the highest one.
+    Digit ones = x.digits.back(); // Ones from the highest one downward.
     for (unsigned shift = 1; shift < digitBits; shift *= 2)
         ones |= ones >> shift;
     return static_cast<unsigned>((x.size() - 1) * digitBits) +
@@ -135,7 +135,7 @@ void QuietModulus::prepare() {
     if (isPrepared)
         return;
     isPrepared = true;
-    // R by doubling the highest power of two below m.
+    // Computes R by doubling the highest power of two below m.
     std::fill_n(one(), k, 0);
     one()[(bits - 1) / digitBits] = Digit{1} << (bits - 1) % digitBits;
     for (size_t i = bits - 1; i < k * digitBits; ++i)
@@ -146,7 +146,7 @@ void QuietModulus::prepare() {
         std::copy(number.digits.begin(), number.digits.end(), rSquared());
         return;
     }
-    // 2^(32 * k) in Montgomery form, by the bits of k: the number stands for 2^(32 * (k >> bit)).
+    // 2^(32 * k) in Montgomery form, by the bits of k. Invariant: the number is 2^(32 * (k >> bit)).
     auto const shiftByDigit = [&](Digit const* from) {
         for (unsigned i = 0; i < digitBits; ++i, from = rSquared())
             twice(rSquared(), from);
@@ -211,7 +211,7 @@ void QuietModulus::raise(Digit* r, Digit const* x, Digit const* entered, BigNum 
             multiplyBelowR(r, r, entered);
     }
     square(r, r);
-    // The last factor is plain, and so is what comes out.
+    // The last factor is not in Montgomery form, so the result is not either.
     multiply(r, r, x);
 }
 

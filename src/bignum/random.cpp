@@ -9,8 +9,8 @@ bool randomBigNum(BigNum* result, BigNum const& n, Rng const& rng) {
     BigNum const greatest = n - bn2(1, 0);
     unsigned const bits = greatest.bits();
     std::vector<unsigned char, detail::WipingAllocator<unsigned char>> bytes((bits + 7) / 8);
-    // At least half of the numbers of so many bits will do: a generator that gives none in this many tries,
-    // an honest one once in 2^128 times, is stuck.
+    // At least half of all numbers of this size are in range. An honest generator fails this often with
+    // probability 2^-128.
     for (unsigned tries = 0; tries < 128; tries++) {
         if (!rng.fill(bytes.data(), static_cast<unsigned>(bytes.size())))
             return false;

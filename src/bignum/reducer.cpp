@@ -1,4 +1,4 @@
-// Representations of residues, and numbers in them.
+// Representations of residues, and conversions to and from them.
 #include "sealkit/bignum.h"
 
 #include "bignum/digits.h"
@@ -11,15 +11,15 @@ using detail::digitBits;
 using detail::fixedDigits;
 using detail::NativeLimb;
 
-// The reducer points at the number, so the number stands first: in one source file objects are built
-// in this order and destroyed in the other.
+// The order matters: the reducer points at the number, and the objects of one source file are constructed in
+// this order and destroyed in reverse.
 BigNum const RedNum::mod1 = bn2(1, 0);
 Reducer const RedNum::emptyReducer(RedNum::mod1);
 
 MontgomeryReducer::MontgomeryReducer(BigNum const& m) : Reducer(m) {
     n0inv = detail::negativeInverse(m.digits[0]);
 
-    // 2^(32k) mod m without a division: from the highest power of two within m, by doubling.
+    // 2^(32k) mod m without a division: doubles the highest power of two within m.
     unsigned topBit = m.bits() - 1;
     one.setBit(topBit, true);
     if (one >= m) // m = 1
@@ -41,7 +41,7 @@ void MontgomeryReducer::reduce(BigNum& x) const {
                       ? detail::montgomeryReduceFixed<NativeLimb, fixedDigits>(t, m.digits.data(), n0inv)
                       : detail::montgomeryReduce<NativeLimb>(t, m.digits.data(), k, n0inv);
     if (extended > 2 * k) {
-        // More than the product of two residues: longer than the precondition allows.
+        // Longer than the product of two residues, which the precondition allows.
         x.addToDigit(2 * k, carry);
         x.shiftRightByDigits(k);
         if (x >= m)
