@@ -16,7 +16,7 @@ struct DekAlgorithm {
     std::string_view name;
     CipherID id;
     unsigned keySize;
-    unsigned blockSize; ///< Of the IV, too.
+    unsigned blockSize; ///< Also the size of the IV.
 };
 
 constexpr DekAlgorithm dekAlgorithms[] = {
@@ -28,21 +28,22 @@ constexpr DekAlgorithm dekAlgorithms[] = {
 
 constexpr std::string_view procType = "Proc-Type:", dekInfo = "DEK-Info:";
 constexpr std::string_view blanks = " \t\v\f\r";
-constexpr size_t maxFieldLength = 36; ///< Of DEK-Info: the name of the cipher, and the IV.
+constexpr size_t maxFieldLength =
+    36; ///< The maximum length of the fields of DEK-Info: the name of the cipher and the IV.
 constexpr unsigned md5Size = 16, saltSize = 8;
 
 void skipBlanks(std::string_view& text) {
     text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
 }
 
-/// Takes off what stands before the first of `ends`, but no more than the longest field.
+/// Takes the text before the first of `ends`, up to the maximum length of a field.
 std::string_view takeField(std::string_view& text, std::string_view ends) {
     std::string_view const field = text.substr(0, std::min(text.find_first_of(ends), maxFieldLength));
     text.remove_prefix(field.size());
     return field;
 }
 
-/// Takes the line "DEK-Info: NAME,IV" apart. What follows the IV after a blank is not looked at.
+/// Parses the line "DEK-Info: NAME,IV". Text after a blank after the IV is ignored.
 bool parseDekInfo(std::string_view line, std::string_view* name, std::string_view* iv) {
     if (!line.starts_with(dekInfo))
         return false;
@@ -57,8 +58,8 @@ bool parseDekInfo(std::string_view line, std::string_view* name, std::string_vie
     return !iv->empty();
 }
 
-/// Passes over the headers that are left, which have a colon or continue the one before after a blank (RFC
-/// 1421, section 4.6; RFC 822, section 3.1.1).
+/// Skips the remaining headers, which have a colon, or continue the previous one after a blank (RFC 1421,
+/// section 4.6; RFC 822, section 3.1.1).
 void skipHeaders(std::string_view& body) {
     for (std::string_view rest = body; !rest.empty(); body = rest) {
         std::string_view const line = detail::takeLine(rest);
@@ -76,8 +77,8 @@ DekAlgorithm const* findAlgorithm(std::string_view name) {
     return nullptr;
 }
 
-/// The key derivation that OpenSSL's traditional format has, with a count of 1: MD5(password ‖ salt), and
-/// then MD5 of what came before, the password and the salt.
+/// The key derivation of OpenSSL's traditional format with a count of 1: MD5(password ‖ salt), followed by
+/// MD5 of the previous digest, the password and the salt.
 std::unique_ptr<Cipher> makeCipher(DekAlgorithm const& algorithm, asn1::blob iv, std::string_view password) {
     unsigned char key[2 * md5Size];
     MD5 md5;
@@ -94,7 +95,8 @@ std::unique_ptr<Cipher> makeCipher(DekAlgorithm const& algorithm, asn1::blob iv,
     return cipher;
 }
 
-/// The length without padding (RFC 8018, section 6.1.1, step 4), or false when it is wrong anywhere.
+/// Sets `*length` to the length without padding (RFC 8018, section 6.1.1, step 4). Returns false if any
+/// padding byte is wrong.
 bool checkPadding(asn1::blob plain, unsigned blockSize, size_t* length) {
     unsigned const padding = plain[plain.size() - 1];
     if (padding == 0 || padding > blockSize || padding > plain.size())
@@ -170,7 +172,7 @@ bool detail::decrypt(Reading& reading, PemBlock const& block, std::optional<std:
         wipe(result);
         result.clear();
     }
-    // Only now, since the body may be a view of what `out` held.
+    // Wiped last, because the body may be a view of the previous contents of `out`.
     wipe(*out);
     *out = std::move(result);
     return done;

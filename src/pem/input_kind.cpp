@@ -26,7 +26,7 @@ bool detail::isUtf16(std::string_view text) {
         return false;
     if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF"))
         return true;
-    // PEM text without the mark begins with a dash or a letter.
+    // PEM text without the begin mark starts with a dash or a letter.
     auto const isPlain = [](char c) { return c > ' ' && c <= '~'; };
     return (text[0] == '\0' && isPlain(text[1]) && text[2] == '\0' && isPlain(text[3])) ||
            (isPlain(text[0]) && text[1] == '\0' && isPlain(text[2]) && text[3] == '\0');
@@ -38,7 +38,7 @@ InputKind findInputKind(asn1::blob bytes) {
         return InputKind::empty;
     if (detail::isUtf16(text))
         return InputKind::utf16;
-    // First, as text within an object may look like PEM.
+    // Checked first, because text within an object may look like PEM.
     if (InputKind const kind = detail::findDerKind(bytes); kind != InputKind::otherDer)
         return kind;
     if (detail::beginsAsObject(bytes))

@@ -22,13 +22,13 @@ namespace {
 using detail::FileText;
 using detail::Reading;
 
-/// Refuses more bytes than the parsers take.
+/// Refuses input that is larger than the parsers accept.
 bool isReadable(Reading& reading, asn1::blob der) {
     return der.size() <= std::numeric_limits<unsigned>::max() ||
            reading.refuse(RefusalId::inputTooLarge, nullptr);
 }
 
-/// Null when the bytes are not a `T`.
+/// Null if the bytes are not a `T`.
 template <typename T>
 std::unique_ptr<T> readDer(Reading& reading, asn1::blob der) {
     auto object = std::make_unique<T>();
@@ -37,7 +37,7 @@ std::unique_ptr<T> readDer(Reading& reading, asn1::blob der) {
     return object;
 }
 
-/// What `read` makes of DER or, under the standard rules, of BER; null when it is refused.
+/// Calls `read` with DER or, under the standard rules, with converted BER; null after a refusal.
 template <typename Read>
 auto readWhole(Reading& reading, asn1::blob bytes, Read read) {
     decltype(read(reading, bytes)) object{};
@@ -50,7 +50,7 @@ auto readWhole(Reading& reading, asn1::blob bytes, Read read) {
     return object;
 }
 
-/// The key of a class in its own DER.
+/// Reads a key of one class in its own DER.
 template <typename K>
 std::unique_ptr<K> readBareKey(Reading& reading, asn1::blob der) {
     auto key = std::make_unique<K>();
@@ -59,7 +59,7 @@ std::unique_ptr<K> readBareKey(Reading& reading, asn1::blob der) {
     return key;
 }
 
-/// The object of a block that `read` makes of its DER, which is wiped; null when it is refused.
+/// Calls `read` with the DER of a block, which is wiped; null after a refusal.
 template <typename Read>
 auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read read) {
     detail::SecretBytes der;
@@ -73,7 +73,7 @@ auto readBody(Reading& reading, PemBlock const& block, InputKind wanted, Read re
     return object;
 }
 
-/// Refuses what is left after the last block, which was refused as a `wanted` in DER already.
+/// Refuses the text after the last block. As DER it has already been refused as a `wanted`.
 void refuseRest(Reading& reading, std::string_view text, PemReader const& reader, InputKind wanted,
                 std::string_view wantedLabel) {
     InputKind const kind = findInputKind(reader.rest());
@@ -93,7 +93,7 @@ void refuseRest(Reading& reading, std::string_view text, PemReader const& reader
     }
 }
 
-/// Refuses a block for its label.
+/// Refuses a block because of its label.
 void refuseLabel(Reading& reading, PemBlock const& block, std::string_view wanted) {
     if (block.label.find('\n') != std::string_view::npos) {
         reading.refuseLine(RefusalId::pemMalformedBegin, block.number, block.line);
@@ -109,7 +109,7 @@ void refuseLabel(Reading& reading, PemBlock const& block, std::string_view wante
                        {{"expected", std::string(wanted)}, {"found", std::string(block.label)}});
 }
 
-/// The object of the first block, which must have the label, or of the whole text as DER.
+/// Reads the object of the first block, which must have the label, or of the whole text as DER.
 template <typename T>
 std::unique_ptr<T> readFirst(Reading& reading, std::string_view text, std::string_view wantedLabel,
                              InputKind wanted) {
@@ -165,7 +165,7 @@ std::vector<std::shared_ptr<X509Certificate>> readChain(Reading& reading, std::s
     return chain;
 }
 
-/// The public key of a certificate or certificate request.
+/// Reads the public key of a certificate or certificate request.
 template <typename T>
 std::unique_ptr<PublicKey> readKeyOf(Reading& reading, asn1::blob der) {
     T object;
@@ -204,7 +204,8 @@ std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, K
             refuseRest(reading, text, reader, InputKind::publicKey, "PUBLIC KEY");
         return key;
     }
-    // The label first: the bytes of a private key are not decoded where nobody wipes them.
+    // The label is checked first, because the decoded bytes are not wiped and must not be those of a private
+    // key.
     if (block.label == "PUBLIC KEY")
         return readBody(reading, block, InputKind::publicKey, detail::readPublicKeyInfo);
     if (block.label == "RSA PUBLIC KEY")
@@ -239,7 +240,7 @@ std::unique_ptr<PrivateKey> readPlain(Reading& reading, std::string_view text) {
 
 constexpr std::string_view procType = "Proc-Type:";
 
-/// The key of a block that holds a class's own DER, encrypted if it says so, or null.
+/// Reads the key of a block with a class's own DER, encrypted if its headers say so; null after a failure.
 template <typename K>
 std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& block,
                                             std::optional<std::string_view> password, InputKind wanted) {
@@ -250,7 +251,7 @@ std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& bl
         return nullptr;
     Reading::Block const within(reading, block.number, der);
     std::unique_ptr<PrivateKey> key = readBareKey<K>(reading, der);
-    // One wrong password in 256 leaves a padding that can be right.
+    // One in 256 wrong passwords yields valid padding.
     if (key == nullptr && asn1::parser(asn1::blob(der)).tag != detail::tag::sequence) {
         reading.retract();
         reading.refuse(RefusalId::wrongPassword, nullptr);
@@ -258,7 +259,7 @@ std::unique_ptr<PrivateKey> readTraditional(Reading& reading, PemBlock const& bl
     return key;
 }
 
-/// A private key in DER: the stated forms, and the wider ones that `options` allow.
+/// Reads a private key in DER: the stated forms, and the wider ones that `options` allow.
 std::unique_ptr<PrivateKey> readPrivateDer(Reading& reading, asn1::blob der,
                                            std::optional<std::string_view> password, KeyFileOptions options) {
     if (std::unique_ptr<PrivateKey> key = detail::readOneAsymmetricKey(reading, der))
@@ -311,7 +312,7 @@ std::unique_ptr<PrivateKey> readPrivate(Reading& reading, std::string_view text,
     return key;
 }
 
-/// Reads a text as the stated loaders do, and as those with a refusal do.
+/// Reads a text as the stated loaders or as the overloads with a refusal do.
 template <typename Read, typename... Arguments>
 auto readText(Read read, std::string_view text, Arguments const&... arguments) {
     Reading reading((asn1::blob(text)));
@@ -482,7 +483,7 @@ bool findKeyEncryption(std::string_view text, KeyEncryption* to, PasswordSchemes
     Reading reading(text, &found.problem);
     PemReader reader(text);
     PemBlock block;
-    detail::SecretBytes decoded; // The label may be wrong.
+    detail::SecretBytes decoded; // Wiped, because the label may be wrong.
     asn1::blob der = text;
     bool const isPem = reader.next(&block);
     if (isPem && block.body.starts_with(procType)) {

@@ -30,13 +30,13 @@ using detail::viewOf;
 
 constexpr std::string_view magic{"openssh-key-v1\0", 15};
 constexpr std::string_view none = "none", lineBlanks = " \t";
-constexpr size_t paddingBlock = 8;              ///< Of a private part that is not encrypted.
-constexpr size_t maxNumberSize = 16384 / 8 + 1; ///< Of the largest RSA key, and a zero byte.
+constexpr size_t paddingBlock = 8;              ///< Of an unencrypted private part.
+constexpr size_t maxNumberSize = 16384 / 8 + 1; ///< The largest RSA modulus with a leading zero byte.
 
-/// A type of key, as OpenSSH names it.
+/// A key type of OpenSSH.
 struct SshType {
     std::string_view name;
-    std::string_view curveName; ///< Empty for those without a curve.
+    std::string_view curveName; ///< Empty for types without a curve.
     KeyType type;
     Curve curve;
 };
@@ -54,7 +54,7 @@ SshType const* findType(std::string_view name) {
     return row == std::end(types) ? nullptr : row;
 }
 
-/// The type of a key; null for those that OpenSSH does not have.
+/// The type of a key; null if OpenSSH does not support it.
 SshType const* typeOf(PublicKey const& key) {
     auto const* const ec = dynamic_cast<EcPublicKey const*>(&key);
     auto const row = std::ranges::find_if(types, [&](SshType const& one) {
@@ -63,7 +63,7 @@ SshType const* typeOf(PublicKey const& key) {
     return row == std::end(types) ? nullptr : row;
 }
 
-/// Reads the fields of RFC 4251, section 5, one after the other.
+/// Reads consecutive fields of RFC 4251, section 5.
 class Fields {
 public:
     Fields(Reading& carried, asn1::blob bytes) : reading(carried), rest(bytes) {}
@@ -87,7 +87,7 @@ public:
         return true;
     }
 
-    /// A positive number in the form of the content of an INTEGER, of which zero bytes in front are left out.
+    /// Takes a positive number in the form of an INTEGER's content, without leading zero bytes.
     bool takeNumber(asn1::blob* number, char const* field) {
         if (!take(number, field))
             return false;
@@ -123,7 +123,7 @@ bool takeType(Fields& fields, SshType const** type) {
             (viewOf(curve) == (*type)->curveName || fields.refuse("curve", curve)));
 }
 
-/// The key of a class in the DER of its own, which its one reader reads.
+/// Encodes a key in the DER of its class, whose reader then reads it.
 template <typename Base, typename K>
 std::unique_ptr<Base> readDer(Reading& reading, asn1::blob params, asn1::blob der, asn1::blob origin) {
     Reading::Derived const derived(reading, der, origin.start, "DER made of the key");
@@ -139,7 +139,7 @@ std::vector<unsigned char> curveParams(Curve curve) {
     return detail::copyOf(key.algorithmParams());
 }
 
-/// Reads a public key, the whole of `bytes`.
+/// Reads a public key from exactly `bytes`.
 std::unique_ptr<PublicKey> readPublic(Reading& reading, asn1::blob bytes) {
     Fields fields(reading, bytes);
     SshType const* type = nullptr;
@@ -170,7 +170,7 @@ std::unique_ptr<PrivateKey> readPrivateRsa(Fields& fields, asn1::blob origin) {
         !fields.takeNumber(&d, "private exponent") || !fields.takeNumber(&coefficient, "coefficient") ||
         !fields.takeNumber(&p, "first prime") || !fields.takeNumber(&q, "second prime"))
         return nullptr;
-    // OpenSSH leaves out what follows from the others.
+    // OpenSSH omits the members that can be computed.
     auto const exponentFor = [d](asn1::blob prime) {
         BigNum modulus(prime), quotient, exponent;
         if (modulus.bits() > 1) {
@@ -213,7 +213,8 @@ std::unique_ptr<PrivateKey> readPrivateEd25519(Fields& fields, asn1::blob origin
     return readDer<PrivateKey, Ed25519PrivateKey>(fields.reading, {}, bytes, origin);
 }
 
-/// The private part of a file: two equal numbers, the key, its comment, and 1, 2, 3 … up to a whole block.
+/// Reads the private part of a file: two equal numbers, the key, its comment, and the padding 1, 2, 3 … up to
+/// a whole block.
 std::unique_ptr<PrivateKey> readPrivate(Reading& reading, asn1::blob bytes, std::string* comment) {
     Reading::Step const step(reading, "private key");
     Fields fields(reading, bytes);
@@ -264,12 +265,12 @@ bool readFile(Reading& reading, asn1::blob bytes, SshFile& to) {
         return reading.refuse(count == 0 ? RefusalId::malformedOpensshKey : RefusalId::severalKeys,
                               fields.rest, {{"keys", std::to_string(count)}});
     return fields.take(&to.publicKey, "public key") && fields.take(&to.privatePart, "private key") &&
-           // After an encrypted part stands its authentication.
+           // The authentication tag follows an encrypted part.
            (fields.rest.empty() || viewOf(to.cipher) != none ||
             reading.refuse(RefusalId::trailingBytes, fields.rest));
 }
 
-/// Appends fields as `Fields` reads them. What it holds may be a key: it is wiped.
+/// Appends fields in the form of `Fields`. Wiped, because they may be a key.
 class Writer {
 public:
     Writer() { bytes.value.reserve(room); }
@@ -291,12 +292,12 @@ public:
     }
     void addBytes(asn1::blob more) { bytes.value.insert(bytes.value.end(), more.begin(), more.end()); }
 
-    /// Nothing moves to other memory in it: that of the largest RSA key and a comment of `maxComment`.
+    /// Never reallocated: it has room for the largest RSA key with a comment of `maxComment`.
     static constexpr size_t maxComment = 4096, room = 32768;
     SecretBytes bytes;
 };
 
-/// Writes type and public key.
+/// Writes the type and the public key.
 bool addPublic(Writer& to, PublicKey const& key) {
     SshType const* const type = typeOf(key);
     if (type == nullptr)
@@ -314,13 +315,12 @@ bool addPublic(Writer& to, PublicKey const& key) {
     return true;
 }
 
-/// The public key as it is after a reader has checked it, with the point of an EC key; null if it is
-/// malformed.
+/// Reads the public key back to validate it, with the point of an EC key; null if it is malformed.
 std::unique_ptr<PublicKey> checkedPublic(PublicKey const& key) {
     return parsePkcs8PublicKey(encodePkcs8PublicKey(key), nullptr);
 }
 
-/// Writes type, public and private numbers in the order of the private part.
+/// Writes the type and the public and private numbers in the order of the private part.
 bool addPrivate(Writer& to, PrivateKey const& key, PublicKey const& half) {
     if (auto const* const rsa = dynamic_cast<RsaPrivateKey const*>(&key)) {
         to.add(types[0].name);
@@ -340,7 +340,7 @@ bool addPrivate(Writer& to, PrivateKey const& key, PublicKey const& half) {
     return true;
 }
 
-/// The first block with the label, or else the first line.
+/// Finds the first block with the label, or otherwise the first line.
 bool findBlock(std::string_view text, PemBlock* block) {
     PemReader reader(detail::withoutByteOrderMark(text));
     while (reader.next(block))
@@ -485,7 +485,7 @@ std::vector<unsigned char> encodeOpensshPrivateKey(PrivateKey const& key, std::s
     file.add(asn1::blob(blob.bytes));
     file.add(asn1::blob(secrets.bytes));
     std::vector<unsigned char> pem = encodePemType(std::string(detail::opensshLabel), file.bytes.value);
-    // What is written can be read: members that are no key show there.
+    // Reads the output back, which detects invalid members.
     if (readOpensshPrivateKey(viewOf(asn1::blob(pem)), nullptr) == nullptr) {
         detail::wipe(pem);
         pem.clear();

@@ -1,4 +1,4 @@
-/// The readers of OpenSSH's forms, which say why they refuse them.
+/// The readers of OpenSSH's formats, with reasons for refusals.
 #pragma once
 
 #include "sealkit/pem.h"
@@ -13,12 +13,12 @@ namespace detail {
 
 inline constexpr std::string_view opensshLabel = "OPENSSH PRIVATE KEY";
 
-/// The key of a block with that label; null when it is refused. `comment` may be null.
+/// Reads the private key of a block with OpenSSH's label; null if it is refused. `comment` may be null.
 std::unique_ptr<PrivateKey> readOpensshBlock(Reading& reading, PemBlock const& block,
                                              std::string* comment = nullptr);
-/// The public key before it, which is never encrypted.
+/// Reads the public key of such a block, which is never encrypted.
 std::unique_ptr<PublicKey> readOpensshPublicBlock(Reading& reading, PemBlock const& block);
-/// The key of a line.
+/// Reads the public key of a line.
 std::unique_ptr<PublicKey> readOpensshLine(Reading& reading, std::string_view text,
                                            std::string* comment = nullptr);
 

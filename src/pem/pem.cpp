@@ -15,9 +15,9 @@ using detail::beginMark, detail::endMark;
 
 constexpr std::string_view dashes = "-----";
 constexpr size_t lineLength = 64;
-constexpr unsigned pemIterations = 2048; ///< Of PBKDF2, for the keys that are written.
+constexpr unsigned pemIterations = 2048; ///< For PBKDF2, in keys that are written.
 
-/// Where the first line that starts with the mark begins, or npos.
+/// The start of the first line that begins with the mark, or npos.
 size_t findBeginLine(std::string_view text) {
     size_t at = text.find(beginMark);
     while (at != std::string_view::npos && at != 0 && text[at - 1] != '\n')
@@ -43,7 +43,7 @@ bool isBase64(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-/// Refuses a body that is not base64 at the first line that cannot be part of one, or else at the last.
+/// Refuses a body that is not base64, at its first impossible line or otherwise at its last.
 bool refuseBody(detail::Reading& reading, PemBlock const& block) {
     if (!reading.wantsReason())
         return false;
@@ -66,7 +66,8 @@ bool refuseBody(detail::Reading& reading, PemBlock const& block) {
     return reading.refuseLine(RefusalId::pemMalformedBase64, block.number, last);
 }
 
-/// Refuses the first line that begins a block after blanks, which hide it. True if no line does.
+/// Refuses the first line with an indented begin mark, which hides a block. Returns true if there is no such
+/// line.
 bool refuseIndented(detail::Reading& reading, std::string_view text) {
     size_t number = 0;
     while (!text.empty()) {
@@ -142,7 +143,7 @@ bool detail::finish(Reading& reading, PemReader const& reader) {
 }
 
 bool detail::decode(Reading& reading, PemBlock const& block, std::vector<unsigned char>* out) {
-    // The text of a private key is as secret as the key.
+    // Wiped, because the text of a private key is as secret as the key.
     std::vector<char, WipingAllocator<char>> text;
     text.reserve(block.body.size());
     for (std::string_view rest = block.body; !rest.empty();) {
@@ -152,7 +153,7 @@ bool detail::decode(Reading& reading, PemBlock const& block, std::vector<unsigne
     SecretBytes result;
     result.value.resize(text.size() / 4 * 3);
     size_t const decoded = kp::base64Decode({text.data(), text.size()}, result.value);
-    // Before `out` is wiped, since the body may be a view of what it held.
+    // Decoded before `out` is wiped, because the body may be a view of its previous contents.
     bool const isDecoded = decoded != kp::base64Failure || refuseBody(reading, block);
     wipe(*out);
     out->clear();
@@ -181,7 +182,7 @@ std::vector<unsigned char> encodePemType(std::string const& label, std::vector<u
     std::string const begin = "-----BEGIN " + label + "-----\n";
     std::string const end = "-----END " + label + "-----\n";
     size_t const lines = (text.size() + lineLength - 1) / lineLength;
-    // Room for all of it at once: a vector that grows would leave parts of a private key behind.
+    // Reserved at once, because a reallocation would leave parts of a private key behind.
     std::vector<unsigned char> pem;
     pem.reserve(begin.size() + text.size() + lines + end.size());
     pem.assign(begin.begin(), begin.end());
@@ -215,7 +216,7 @@ std::vector<unsigned char> encodePemRsaPublicKey(RsaPublicKey const& key) {
 }
 
 std::vector<unsigned char> encodePemTraditionalPrivateKey(PrivateKey const& key) {
-    // Only a whole and readable key is written; through PKCS#8 an EC key gets its point.
+    // Only a complete and readable key is written. PKCS#8 adds a missing EC point.
     auto const whole = parseOneAssimetricKey(detail::SecretBytes(encodePkcs8PrivateKey(key)), nullptr);
     if (whole == nullptr || (whole->keyType() != KeyType::RSA && whole->keyType() != KeyType::EC))
         return {};

@@ -39,7 +39,7 @@ static_assert(rows.size() == static_cast<size_t>(InputNoteId::trustSettings) + 1
 using detail::beginMark, detail::endMark;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF", indents = " \t\v\f";
 
-/// Notes each id once for the whole file.
+/// Notes each id once per file.
 void noteOnce(Notes& notes, InputNoteId id) {
     if (std::ranges::find(notes, id, &InputNote::id) == notes.end())
         notes.push_back({id, 0});
@@ -71,8 +71,8 @@ void appendUtf8(WipedBytes& to, unsigned point) {
     }
 }
 
-/// UTF-16 as UTF-8 (RFC 2781, section 2.2). An unpaired surrogate becomes U+FFFD, and the half of a unit at
-/// the end is ignored: text around PEM decides nothing.
+/// Converts UTF-16 to UTF-8 (RFC 2781, section 2.2). An unpaired surrogate becomes U+FFFD, and an odd last
+/// byte is ignored, because text around PEM has no effect.
 WipedBytes fromUtf16(asn1::blob bytes) {
     constexpr unsigned mark = 0xFEFF, replacement = 0xFFFD;
     bool const isLittle = bytes[0] == 0xFF || (bytes[0] != 0xFE && bytes[1] == 0);
@@ -96,7 +96,7 @@ WipedBytes fromUtf16(asn1::blob bytes) {
     return text;
 }
 
-/// Takes the first line off, which ends with LF, CR LF or CR. `*end` is its end: CR where that stands alone.
+/// Takes the first line, which ends with LF, CR LF or CR. `*end` is its end: CR only if it stands alone.
 std::string_view takeAnyLine(std::string_view& text, std::string_view* end) {
     size_t const size = std::min(text.find_first_of("\r\n"), text.size());
     std::string_view const line = text.substr(0, size);
@@ -110,7 +110,7 @@ std::string_view withoutIndent(std::string_view line) {
     return line;
 }
 
-/// Writes a text with PEM line by line.
+/// Rewrites a text with PEM line by line.
 class PemRewriter {
 public:
     PemRewriter(std::string_view all, Notes& found) : text(all), notes(found) { plain.reserve(all.size()); }
@@ -158,14 +158,14 @@ private:
                 noteOnce(notes, InputNoteId::blockHeaders);
                 return;
             }
-            if (indent > blockIndent) // It continues the line before.
+            if (indent > blockIndent) // A continuation of the previous header.
                 plain.push_back(' ');
         }
         append(plain, inner);
     }
 
-    /// Writes the blocks that stand in one line, without line ends, each in three lines. False if the line is
-    /// no such one.
+    /// Writes blocks that are on one line, without line ends, as three lines each. Returns false if the line
+    /// has no such block.
     bool splitLine(std::string_view line) {
         size_t count = 0;
         for (; line.starts_with(beginMark); count++) {
@@ -191,14 +191,15 @@ private:
         return true;
     }
 
-    /// After the BEGIN or END mark with its label; npos where that is not whole.
+    /// The position after a BEGIN or END mark with its label; npos if it is incomplete.
     static size_t endOfMark(std::string_view line, size_t at) {
         constexpr std::string_view dashes = "-----";
         size_t const end = at < line.size() ? line.find(dashes, at + dashes.size()) : std::string_view::npos;
         return end == std::string_view::npos ? end : end + dashes.size();
     }
 
-    /// How much of what stands in place of line ends the text begins with: blanks, "\\n" and "\\r".
+    /// The size of the substitutes for line ends at the start of the text: blanks, and the two characters of
+    /// an escaped line end.
     static size_t sizeOfLineEnds(std::string_view of) {
         size_t size = 0;
         while (size < of.size()) {
@@ -221,8 +222,8 @@ private:
         }
     }
 
-    /// Whether a line has a colon or continues one after a blank (RFC 1421, section 4.6; RFC 822, section
-    /// 3.1.1). Ends the headers if not.
+    /// Whether a line has a colon, or continues the previous one after a blank (RFC 1421, section 4.6; RFC
+    /// 822, section 3.1.1). If not, the headers end.
     bool isHeader(std::string_view inner, size_t indent) {
         bool const continues = wasHeader && indent > blockIndent && !inner.empty();
         bool const isFirst = !wasHeader;
@@ -244,8 +245,8 @@ private:
     bool wasHeader = false;
 };
 
-/// Whether a text with PEM has the form of the loaders already, as far as that shows in its frames: nearly
-/// every file does.
+/// Whether the frames of a text with PEM are already in the form that the loaders take, as in nearly every
+/// file.
 bool isPlainPem(std::string_view text) {
     for (size_t at = text.find('\r'); at != std::string_view::npos; at = text.find('\r', at + 2))
         if (text.substr(at, 2) != "\r\n")
@@ -263,7 +264,7 @@ bool isPlainPem(std::string_view text) {
     return true;
 }
 
-/// Whether the bytes are one element that a SEQUENCE tag begins, and nothing else.
+/// Whether the bytes are exactly one element with a SEQUENCE tag.
 bool isOneElement(asn1::blob bytes) {
     asn1::blob rest = bytes;
     unsigned elementTag = 0;
@@ -274,8 +275,8 @@ bool isOneElement(asn1::blob bytes) {
              length == rest.size()));
 }
 
-/// Makes DER of a request or key in BER. False for all else: the readers of certificates, CRLs, messages and
-/// PKCS#12 decide on BER themselves.
+/// Converts a request or key from BER to DER. Returns false for any other input: the readers of certificates,
+/// CRLs, messages and PKCS#12 handle BER themselves.
 bool convertBer(asn1::blob bytes, WipedBytes* plain) {
     bool const isMessage = bytes.size() > 2 && bytes[2] == tag::oid;
     if (!detail::hasIndefiniteLength(bytes) || isMessage ||
@@ -293,10 +294,10 @@ bool convertBer(asn1::blob bytes, WipedBytes* plain) {
     return true;
 }
 
-/// The element that a text is the base64 of; empty for any other text.
+/// The element that a text encodes in base64; empty for any other text.
 WipedBytes decodeBare(std::string_view text) {
     constexpr std::string_view spaces = " \t\r\n\v\f";
-    constexpr char ofSequence = 'M'; // The first six bits of its tag.
+    constexpr char ofSequence = 'M'; // The first six bits of a SEQUENCE tag.
     size_t const start = text.find_first_not_of(spaces);
     if (start == std::string_view::npos || text[start] != ofSequence)
         return {};
@@ -305,7 +306,7 @@ WipedBytes decodeBare(std::string_view text) {
     for (char const c : text.substr(start))
         if (spaces.find(c) == std::string_view::npos)
             joined.push_back(c);
-    while (joined.size() % 4 != 0) // Some tools leave the padding out.
+    while (joined.size() % 4 != 0) // Some tools omit the padding.
         joined.push_back('=');
     WipedBytes bytes(joined.size() / 4 * 3);
     size_t const size = kp::base64Decode({joined.data(), joined.size()}, bytes);

@@ -1,4 +1,4 @@
-/// The readers of PEM text, which say why they refuse it.
+/// The readers of PEM text, with reasons for refusals.
 #pragma once
 
 #include "sealkit/pem.h"
@@ -21,16 +21,16 @@ inline std::string_view withoutByteOrderMark(std::string_view text) {
     return text;
 }
 
-/// Whether bytes begin as an object in DER or BER does and no text: a SEQUENCE whose length takes more octets
-/// than one. What looks like PEM in it belongs to it, also where its end is missing.
+/// Whether the bytes start like an object in DER or BER instead of text: a SEQUENCE with a long or indefinite
+/// length. PEM marks within them are then part of the object, even if it is truncated.
 inline bool beginsAsObject(asn1::blob bytes) {
     return bytes.size() > 1 && bytes[0] == tag::sequence && bytes[1] >= 0x80 && bytes[1] <= 0x84;
 }
 
-/// Whether it looks like text in UTF-16.
+/// Whether the text appears to be UTF-16.
 bool isUtf16(std::string_view text);
 
-/// Takes the first line off, without its end.
+/// Takes the first line, without its end.
 inline std::string_view takeLine(std::string_view& text) {
     size_t const end = std::min(text.find('\n'), text.size());
     std::string_view const line = text.substr(0, end);
@@ -38,26 +38,26 @@ inline std::string_view takeLine(std::string_view& text) {
     return line;
 }
 
-/// Refuses the beginning of a block in what is left.
+/// Refuses an incomplete block in the remaining text.
 bool finish(Reading& reading, PemReader const& reader);
 
-/// Decodes the body of a block. What `out` held is wiped in any case; it is empty on failure.
+/// Decodes the body of a block. The previous contents of `out` are always wiped; after a failure it is empty.
 bool decode(Reading& reading, PemBlock const& block, std::vector<unsigned char>* out);
 
-/// Decrypts the body of a block under the same conditions. Without a password that is refused, as
-/// `RefusalId::passwordRequired` unless no password decrypts it.
+/// Decrypts the body of a block under the same conditions. Without a password the refusal is
+/// `RefusalId::passwordRequired`, unless decryption is unsupported or the block malformed.
 bool decrypt(Reading& reading, PemBlock const& block, std::optional<std::string_view> password,
              std::vector<unsigned char>* out);
 
-/// What the headers of an encrypted block ask for.
+/// The headers of an encrypted block.
 struct DekInfo {
     std::string_view cipher;
     std::vector<unsigned char> iv;
-    std::string_view text; ///< The lines of base64 after the headers.
-    size_t line = 0;       ///< The line before those.
+    std::string_view text; ///< The base64 lines after the headers.
+    size_t line = 0;       ///< The number of the line before them.
 };
 
-/// Reads the headers of an encrypted block. `cipher` is set as soon as it is known.
+/// Reads the headers of an encrypted block. Sets `cipher` as soon as it is known.
 bool readDekInfo(Reading& reading, PemBlock const& block, DekInfo* info);
 
 } // namespace detail
