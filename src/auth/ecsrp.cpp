@@ -18,7 +18,7 @@ using Sha256 = detail::SecretDigest<SHA256, 32>;
 constexpr size_t pointSize = 33;
 constexpr size_t saltSize = 16;
 
-/// Puts `bytes` into `secret`, of which no former content stays in memory.
+/// Wipes `secret` and sets it to `bytes`.
 void replace(std::string& secret, asn1::blob bytes) {
     detail::wipe(secret);
     secret.assign(reinterpret_cast<char const*>(bytes.data()), bytes.size());
@@ -86,7 +86,7 @@ std::vector<unsigned char> ECSRP::generateSRPResponse(std::vector<unsigned char>
     WCurve::Point minusW = redp1(curve, verifierX.value);
     minusW.Y.value = curve.p - minusW.Y.value;
     RedNum scratch[WCurve::addScratch];
-    curve.add(T, minusW, scratch); // a·G, if the peer knows V
+    curve.add(T, minusW, scratch); // a·G if the peer knows V.
 
     Sha256 const h1({Curve25519::getX(publicValue), Curve25519::getX(A)});
     BigNum s = BigNum(h1) * BigNum(v) + secret;
@@ -109,7 +109,7 @@ std::vector<unsigned char> ECSRP::generateMSCHAPResponse(std::vector<unsigned ch
     if (publicValue.empty() || !curve.isValid(P))
         return {};
 
-    // Not at infinity: the order of a valid point is a multiple of L, and with a B there, b is not.
+    // Not at infinity: the order of a valid point is a multiple of L, and b is not one if B exists.
     replace(sessionKey, SecretBytes(curve.toNum(curve.mul(secret, P), nullptr).bin(0)));
     SecretBytes const authChallenge(makeChallenge(sessionKey, publicValue, false)),
         peerChallenge(makeChallenge(sessionKey, A, true));

@@ -37,7 +37,7 @@ constexpr unsigned char shsPad2[40] = {0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2,
                                        0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2,
                                        0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2, 0xf2};
 
-// Made after those of RFC 3079. Both sides hash "auther".
+// Modelled on those of RFC 3079. Both sides hash "auther".
 constexpr std::string_view peerChallengeMagic = "This is for peer challenge";
 constexpr std::string_view authChallengeMagic = "This is for auther challenge";
 
@@ -52,8 +52,7 @@ Md4 ntPasswordHash(std::string const& password) {
     return Md4({asn1::blob(unicode)});
 }
 
-/// DesEncrypt (RFC 2759 section 8.6): the block under the key whose bytes hold seven of the 56 bits each.
-/// What would be their parity stays 0.
+/// DesEncrypt (RFC 2759, section 8.6): encrypts the block under a key of 56 bits. The parity bits remain 0.
 void desEncrypt(unsigned char const* keyBits, unsigned char const* block, unsigned char* out) {
     std::uint64_t bits = 0;
     for (int i = 0; i < 7; ++i)
