@@ -12,10 +12,10 @@ namespace {
 constexpr size_t publicKeySize = sizeof MLKEMDecap::publicKey, secretKeySize = sizeof MLKEMDecap::secretKey,
                  ciphertextSize = 1088, seedSize = 64, messageSize = 32;
 
-/// Where the public key stands in a secret key: s ‖ public key ‖ H(public key) ‖ z (FIPS 203, algorithm 16).
+/// The offset of the public key in a secret key: s ‖ public key ‖ H(public key) ‖ z (FIPS 203, algorithm 16).
 constexpr size_t publicKeyOffset = 1152;
 
-/// Random bytes of the kernel, wiped where their scope ends.
+/// Random bytes from the kernel, wiped by the destructor.
 template <size_t size>
 struct Drawn {
     unsigned char bytes[size];

@@ -29,7 +29,7 @@ constexpr size_t publicKeySize = sizeof MLKEMDecap::publicKey, secretKeySize = s
 constexpr unsigned seedTag = tag::primitive(0), attributesTag = tag::constructed(0),
                    publicKeyTag = tag::primitive(1);
 
-/// The AlgorithmIdentifier, whose parameters are absent (RFC 9935, section 3).
+/// Reads the AlgorithmIdentifier, whose parameters must be absent (RFC 9935, section 3).
 bool readAlgorithm(Level& level, char const* field) {
     asn1::blob oid, params;
     if (!detail::takeAlgorithm(level, &oid, &params, field))
@@ -48,13 +48,13 @@ bool checkLength(Reading& reading, asn1::blob value, size_t size) {
 
 using Password = std::optional<std::string_view>;
 
-/// A private key and what its container holds.
+/// A private key and the form that its container has.
 struct Loaded {
     MLKEMDecap& key;
     MlkemKeyForm& form;
 };
 
-/// A seed or an expanded key, of its own length.
+/// Reads a seed or an expanded key, according to its size.
 bool load(Reading& reading, asn1::blob value, Loaded to) {
     if (!to.key.load(value))
         return reading.refuse(RefusalId::inconsistentKey, value);
@@ -104,7 +104,7 @@ bool readPrivateInfo(Reading& reading, asn1::blob der, Loaded to) {
     return detail::finish(info) && readChoice(reading, octets, to);
 }
 
-/// Copies an encapsulation key that stands the checks of FIPS 203, section 7.2.
+/// Copies an encapsulation key that passes the checks of FIPS 203, section 7.2.
 bool takePublicKey(Reading& reading, asn1::blob key, std::vector<unsigned char>& to) {
     if (!checkLength(reading, key, publicKeySize))
         return false;
@@ -131,7 +131,7 @@ bool refuseKind(Reading& reading, char const* expected, char const* found) {
     return reading.refuse(RefusalId::otherKind, nullptr, {{"expected", expected}, {"found", found}});
 }
 
-/// Refuses what is no key at all: by its kind where that is known.
+/// Refuses input that is not a key, with its kind if that is known.
 bool refuseInput(Reading& reading, InputKind kind) {
     if (kind == InputKind::empty)
         return reading.refuse(RefusalId::emptyInput, nullptr);
@@ -178,8 +178,7 @@ bool readPublicDer(Reading& reading, asn1::blob der, Password password, std::vec
     }
 }
 
-/// Finds the first block that `wanted` says yes to, and reads its DER. Refuses text that has blocks, but none
-/// of those.
+/// Reads the DER of the first block that `wanted` accepts. Refuses text without such a block.
 template <typename Wanted, typename Read>
 bool readBlock(Reading& reading, PemReader& reader, char const* label, Wanted wanted, Read read) {
     PemBlock block;
@@ -204,8 +203,8 @@ bool isPublicLabel(std::string_view label) {
     return isPrivateLabel(label) || label == "PUBLIC KEY" || label == "CERTIFICATE";
 }
 
-/// Whether a text of `kind` is the raw bytes of a key by its length: PEM and containers may have the same
-/// one.
+/// Whether a text of `kind` is the raw bytes of a key, going by its size. PEM and containers may have the
+/// same size.
 bool isRaw(std::string_view text, InputKind kind, size_t size) {
     return text.size() == size && kind != InputKind::pem && kind != InputKind::privateKey &&
            kind != InputKind::encryptedPrivateKey && kind != InputKind::publicKey;
@@ -248,7 +247,7 @@ bool readPublic(std::string_view text, Password password, std::vector<unsigned c
                      [&](asn1::blob der) { return readPublicDer(reading, der, password, to); });
 }
 
-/// Calls `read` with a key and its form, `*asked` if somebody asks for that.
+/// Calls `read` with a key and its form. `asked` may be null.
 template <typename Read>
 bool readWithForm(MLKEMDecap& to, MlkemKeyForm* asked, Read read) {
     MlkemKeyForm own;

@@ -1,16 +1,16 @@
-// The entry points of mlkem-native. Declared here because its own header wants its configuration, which
-// depends on where it came from. Those that draw random bytes themselves are not used: they would call
-// `randombytes` by its name, which a program or another library may define. All give 0 for success; the
-// lengths are those of `sealkit/mlkem.h`.
+// The entry points of mlkem-native. They are declared here because its own header requires its configuration,
+// whose location varies. The functions that draw random bytes themselves are not used, because they call
+// `randombytes`, a name that a program or another library may define. All return 0 for success; the sizes are
+// those of `sealkit/mlkem.h`.
 #pragma once
 
 #include <cstdint>
 
 extern "C" {
 
-/// Makes a key pair of 64 random bytes, d ‖ z (FIPS 203, algorithm 16).
+/// Generates a key pair from 64 random bytes, d ‖ z (FIPS 203, algorithm 16).
 int PQCP_MLKEM_NATIVE_MLKEM768_keypair_derand(uint8_t* publicKey, uint8_t* secretKey, uint8_t const* seed);
-/// Encapsulates under 32 random bytes, m (FIPS 203, algorithm 17).
+/// Encapsulates with 32 random bytes, m (FIPS 203, algorithm 17).
 int PQCP_MLKEM_NATIVE_MLKEM768_enc_derand(uint8_t* ciphertext, uint8_t* sharedSecret,
                                           uint8_t const* publicKey, uint8_t const* seed);
 int PQCP_MLKEM_NATIVE_MLKEM768_dec(uint8_t* sharedSecret, uint8_t const* ciphertext,
