@@ -16,8 +16,8 @@ std::atomic<size_t> held = 0;
 size_t test::allocationCount() { return allocations; }
 size_t test::bytesHeld() { return held; }
 
-// The operators that every allocation of C++ goes through, of the library's too. New memory is filled, so
-// that nobody counts on zeros.
+// Every allocation of C++ passes through these operators, including the library's. New memory is filled, so
+// that no test relies on zeros.
 void* operator new(size_t size) {
     void* const memory = std::malloc(size ? size : 1);
     if (memory == nullptr)

@@ -1,17 +1,17 @@
-/// Counting allocations.
+/// Counts allocations.
 #pragma once
 
 #include <cstddef>
 
 namespace test {
 
-/// How many blocks of memory the program and the libraries under it have taken from the heap so far.
+/// The number of heap allocations of the program and its libraries so far.
 size_t allocationCount();
 
-/// How many bytes of the heap they hold.
+/// The number of bytes that they hold now.
 size_t bytesHeld();
 
-/// How many blocks they take while `body` runs.
+/// The number of allocations while `body` runs.
 template <typename Body>
 size_t allocationsOf(Body const& body) {
     size_t const before = allocationCount();
@@ -19,7 +19,7 @@ size_t allocationsOf(Body const& body) {
     return allocationCount() - before;
 }
 
-/// How many bytes they hold more once `body` has run.
+/// The increase in bytes held by `body`.
 template <typename Body>
 size_t bytesHeldBy(Body const& body) {
     size_t const before = bytesHeld();

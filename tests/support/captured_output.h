@@ -1,4 +1,4 @@
-/// Catches what the library says on standard output and on standard error.
+/// Captures the library's diagnostics on standard output and standard error.
 #pragma once
 
 #include <iostream>
@@ -7,7 +7,7 @@
 
 namespace test {
 
-/// While it lives, what goes to `std::cout` is kept here instead of being shown.
+/// Captures `std::cout` during its lifetime.
 class CapturedOutput {
 public:
     CapturedOutput() : shown(std::cout.rdbuf(kept.rdbuf())) {}
@@ -15,7 +15,7 @@ public:
     CapturedOutput(CapturedOutput const&) = delete;
     CapturedOutput& operator=(CapturedOutput const&) = delete;
 
-    /// All that has been written so far.
+    /// Everything written so far.
     std::string text() const { return kept.str(); }
 
 private:

@@ -1,4 +1,4 @@
-/// One test vector of a cipher, used in every way in which a cipher may be used.
+/// Tests one vector of a cipher in every way in which a cipher may be used.
 #pragma once
 
 #include "sealkit/cipher.h"
@@ -14,17 +14,17 @@
 
 namespace test {
 
-/// A message and what it becomes.
+/// A plaintext and its ciphertext.
 struct CipherVector {
     std::vector<unsigned char> iv;
     std::vector<unsigned char> aad;
     std::vector<unsigned char> plaintext;
-    std::vector<unsigned char> ciphertext; ///< With the tag, where there is one.
+    std::vector<unsigned char> ciphertext; ///< With the tag, if there is one.
 };
 
-/// What the mode permits.
+/// The uses that the mode permits.
 struct CipherUses {
-    /// A message may be cut into calls at multiples of this many bytes; 0 where it is one call.
+    /// A message may be split into calls at multiples of this many bytes; 0 if it must be one call.
     unsigned granule = 0;
     bool encryptsInPlace = true;
     bool decryptsInPlace = true;
@@ -34,7 +34,7 @@ namespace detail {
 
 using Bytes = std::vector<unsigned char>;
 
-/// Both directions of one vector, on objects that it makes.
+/// Both directions of one vector, on new objects.
 class CipherExercise {
 public:
     CipherExercise(std::function<std::unique_ptr<Cipher>()> const& factory, CipherVector const& theVector,
@@ -75,7 +75,7 @@ private:
         cipher.setIV(moved.data() + shift, size(vector.iv));
     }
 
-    /// One call; its result is checked when decrypting.
+    /// One call. Decryption also checks its result.
     void call(Cipher& cipher, bool encrypting, unsigned char const* in, unsigned len,
               unsigned char* out) const {
         if (encrypting)
@@ -85,8 +85,8 @@ private:
                       uses.granule != 0 ? len : vector.plaintext.size());
     }
 
-    /// The output stands between bytes that must stay. Decryption may leave more than plaintext there, but
-    /// no more than it was given.
+    /// The bytes around the output must be unchanged. Decryption may write more than the plaintext, but not
+    /// more than its input's length.
     void check(Bytes const& buffer, size_t offset, bool encrypting, std::string const& use) const {
         Bytes const& wanted = expected(encrypting);
         EXPECT_EQ(toHex(buffer.data() + offset, wanted.size()), toHex(wanted))
@@ -145,9 +145,9 @@ private:
 
 } // namespace detail
 
-/// Expects the ciphertext of the plaintext and the plaintext of the ciphertext: at once, from objects that
-/// were used before, misaligned, and, as far as `uses` permits, in place and cut at random into calls.
-/// Nothing else may be written. `make` gives a new object under the key.
+/// Expects that encryption and decryption of the vector match: at once, with reused objects, misaligned and,
+/// as `uses` permits, in place and split at random. No other bytes may be written. `make` returns a new
+/// object under the key.
 inline void expectCipher(std::function<std::unique_ptr<Cipher>()> const& make, CipherVector const& vector,
                          CipherUses const& uses) {
     detail::CipherExercise(make, vector, uses).run();

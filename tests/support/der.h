@@ -1,8 +1,8 @@
-/// DER for test inputs, written down the way ASN.1 is: each function returns one whole element.
+/// DER for test inputs in the notation of ASN.1: each function returns one whole element.
 ///
 ///     sequence(oid("2.5.29.19"), boolean(true), octetString(sequence(boolean(true))))
 ///
-/// It shares nothing with the library. What is malformed on purpose is made with `element` and raw bytes.
+/// It shares no code with the library. Tests make malformed DER with `element` and raw bytes.
 #pragma once
 
 #include <cstddef>
@@ -32,7 +32,7 @@ inline Bytes repeat(Bytes const& part, size_t times) {
     return all;
 }
 
-/// Identifier and length octets in front of `content`.
+/// `content` with identifier and length octets.
 inline Bytes element(unsigned tag, Bytes const& content) {
     Bytes whole = {static_cast<unsigned char>(tag)};
     size_t size = content.size();
@@ -67,7 +67,7 @@ inline Bytes implicit(unsigned number, Bytes const& content) { return element(0x
 inline Bytes implicit(unsigned number, std::string_view content) { return implicit(number, bytes(content)); }
 
 inline Bytes boolean(bool value) { return {0x01, 0x01, static_cast<unsigned char>(value ? 0xFF : 0x00)}; }
-/// With these content octets.
+/// An INTEGER with these content octets.
 inline Bytes integer(Bytes const& content) { return element(0x02, content); }
 /// A small non-negative number.
 inline Bytes integer(unsigned char value) { return integer(value < 0x80 ? Bytes{value} : Bytes{0, value}); }
@@ -82,7 +82,7 @@ inline Bytes printableString(std::string_view text) { return element(0x13, bytes
 inline Bytes utcTime(std::string_view text) { return element(0x17, bytes(text)); }
 inline Bytes generalizedTime(std::string_view text) { return element(0x18, bytes(text)); }
 
-/// From the dotted form.
+/// An OBJECT IDENTIFIER from its dotted form.
 inline Bytes oid(std::string_view dotted) {
     std::vector<unsigned long> arcs(1, 0);
     for (char c : dotted)
@@ -102,12 +102,12 @@ inline Bytes oid(std::string_view dotted) {
     return element(0x06, content);
 }
 
-/// AlgorithmIdentifier; no parameters unless given.
+/// An AlgorithmIdentifier. The parameters are absent by default.
 inline Bytes algorithm(std::string_view dotted, Bytes const& parameters = {}) {
     return sequence(oid(dotted), parameters);
 }
 
-/// Name with one attribute a set.
+/// An attribute of a Name that has one attribute in each set.
 struct Attribute {
     std::string_view oid;
     std::string_view value;
@@ -119,7 +119,7 @@ inline Bytes name(std::vector<Attribute> const& attributes) {
     return sequence(join(sets));
 }
 
-/// Extension of X.509, with the critical flag left out where it is false.
+/// An extension of X.509. The critical flag is omitted if it is false.
 inline Bytes extension(std::string_view dotted, Bytes const& value, bool critical = false) {
     return sequence(oid(dotted), critical ? boolean(true) : Bytes(), octetString(value));
 }

@@ -12,7 +12,7 @@ test::KernelBytes* current = nullptr;
 
 } // namespace
 
-/// Takes the place of the C library's in the whole program, for the library that is tested too.
+/// Replaces the C library's function in the whole program, including the tested library.
 extern "C" ssize_t getrandom(void* buffer, size_t length, unsigned flags) {
     if (!current)
         return syscall(SYS_getrandom, buffer, length, flags);

@@ -1,4 +1,4 @@
-/// The kernel's random bytes, known beforehand.
+/// Predictable random bytes from the kernel.
 #pragma once
 
 #include <cstddef>
@@ -6,8 +6,8 @@
 
 namespace test {
 
-/// While one lives, the kernel's generator gives the bytes of `stream` in order, and begins again at its end.
-/// One lives at a time.
+/// During its lifetime, the kernel's generator returns the bytes of `stream` in order, and starts again at
+/// their end. Only one may exist at a time.
 class KernelBytes {
 public:
     explicit KernelBytes(std::vector<unsigned char> stream);
@@ -15,7 +15,7 @@ public:
     KernelBytes(KernelBytes const&) = delete;
     KernelBytes& operator=(KernelBytes const&) = delete;
 
-    /// The sizes of what was asked for so far, all of it with the flags 0.
+    /// The sizes of the requests so far. All must have the flags 0.
     std::vector<size_t> const& asked() const { return sizes; }
 
     void give(unsigned char* buffer, size_t size, unsigned flags);

@@ -1,4 +1,4 @@
-/// Random test data that depends on a seed alone: the same on every machine and with every compiler.
+/// Random test data that depends only on a seed, on every machine and with every compiler.
 #pragma once
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace test {
 class Random {
 public:
     explicit Random(unsigned seed) : engine(seed) {}
-    /// Seeded with a text, for data that belongs to a named case wherever that case is tested.
+    /// Seeded with a text, so that the data of a named case is the same wherever the case is tested.
     explicit Random(std::string_view name) {
         std::seed_seq seed(name.begin(), name.end());
         engine.seed(seed);
@@ -35,10 +35,10 @@ public:
         return result;
     }
 
-    /// A length of up to `longest`: three out of four times a twelfth of that at most.
+    /// A length of up to `longest`. Three out of four are at most a twelfth of that.
     size_t length(size_t longest) { return below((oneIn(4) ? longest : longest / 12) + 1); }
 
-    /// Cuts `whole` bytes into pieces, at multiples of `unit` only. Some pieces may be empty.
+    /// Splits `whole` bytes into pieces at multiples of `unit`. Pieces may be empty.
     std::vector<size_t> cut(size_t whole, size_t unit = 1) {
         std::vector<size_t> pieces;
         while (whole > 0 && !oneIn(4)) {

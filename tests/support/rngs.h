@@ -1,4 +1,4 @@
-/// Random sources for tests: repeatable ones, and ones that fail.
+/// Random sources for tests: repeatable ones and failing ones.
 #pragma once
 
 #include "sealkit/rng.h"
@@ -11,8 +11,7 @@
 
 namespace test {
 
-/// The same bytes in every run and on every machine. Counts what is drawn, and fails once `limit` draws
-/// are used up.
+/// The same bytes in every run and on every machine. Counts the draws, and fails after `limit` of them.
 class SeededRng : public Rng {
 public:
     explicit SeededRng(unsigned seed, size_t limit = static_cast<size_t>(-1)) : engine(seed), left(limit) {}
@@ -36,8 +35,8 @@ private:
     mutable size_t drawn = 0;
 };
 
-/// Gives byte strings in turn, each for one draw of its length, and then, or when the length is another,
-/// fails.
+/// Returns given byte strings in turn, each for one draw of its length. Fails after the last one, and for a
+/// draw of another length.
 class ScriptedRng : public Rng {
 public:
     explicit ScriptedRng(std::vector<std::vector<unsigned char>> bytes) : script(std::move(bytes)) {}
@@ -57,7 +56,7 @@ private:
     mutable size_t next = 0;
 };
 
-/// The same byte for ever. Counts what is drawn.
+/// Always the same byte. Counts the draws.
 class StuckRng : public Rng {
 public:
     explicit StuckRng(unsigned char value) : byte(value) {}

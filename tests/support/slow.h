@@ -1,12 +1,12 @@
-/// How much a test does where everything takes many times longer.
+/// Reduces the work of tests where they run much more slowly.
 #pragma once
 
 #include <cstdlib>
 
 namespace test {
 
-/// PowerPC is emulated when it is tested, and sanitizers are as slow. Tests that were built with sanitizers
-/// and run with a library that was not do everything: SEALKIT_TEST_ALL in the environment says so.
+/// Tests for PowerPC are emulated, and sanitizers are as slow. SEALKIT_TEST_ALL in the environment requests
+/// all the work, for tests built with sanitizers that run with a library built without them.
 inline bool isSlow() {
 #if defined __powerpc__ || defined SEALKIT_SANITIZED
     static bool const isAll = std::getenv("SEALKIT_TEST_ALL") != nullptr;
@@ -16,7 +16,7 @@ inline bool isSlow() {
 #endif
 }
 
-/// `quick`, or `slow` where tests are slow.
+/// Returns `slow` if tests are slow, and `quick` otherwise.
 template <typename T>
 T lessWhenSlow(T quick, T slow) {
     return isSlow() ? slow : quick;

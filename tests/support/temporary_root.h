@@ -12,7 +12,7 @@
 
 namespace test {
 
-/// An empty folder that is removed with its object.
+/// An empty folder that is removed by the destructor.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
@@ -29,12 +29,12 @@ public:
         std::filesystem::remove_all(folder, ignored);
     }
 
-    /// The path of what is called `name` in it; the folder itself without a name.
+    /// The path of the entry `name`; by default the folder itself.
     std::filesystem::path path(std::string_view name = {}) const {
         return name.empty() ? folder : folder / name;
     }
 
-    /// Writes a file, and makes the folders in which it lies.
+    /// Writes a file, and creates its missing folders.
     void write(std::string_view name, std::string_view content) const {
         std::filesystem::create_directories(path(name).parent_path());
         std::ofstream(path(name), std::ios::binary) << content;
@@ -49,7 +49,7 @@ private:
     std::filesystem::path folder;
 };
 
-/// Sets an environment variable, or unsets it for a null value, as long as it lives.
+/// Sets an environment variable during its lifetime, or unsets it for a null value.
 class EnvironmentVariable {
 public:
     EnvironmentVariable(char const* variable, char const* value) : name(variable) {
@@ -76,7 +76,7 @@ private:
     std::string before;
 };
 
-/// A test with an empty platform root of its own.
+/// A test with its own empty platform root.
 class PlatformRootTest : public testing::Test {
 protected:
     TemporaryFolder root;

@@ -1,4 +1,4 @@
-/// How long something takes.
+/// Measures time.
 #pragma once
 
 #include <ctime>
@@ -6,7 +6,7 @@
 
 namespace test {
 
-/// In processor time, which other programs do not stretch much.
+/// Processor time, which other programs hardly affect.
 inline double secondsOf(std::function<void()> const& body) {
     std::clock_t const start = std::clock();
     body();

@@ -15,7 +15,7 @@ namespace test {
 
 namespace {
 
-// Tests are declared before objects with constructors are sure to exist.
+// A constant, because tests are declared before objects with constructors are initialised.
 constexpr char vectorFolder[] = SEALKIT_TEST_DATA "/vectors/";
 
 std::string_view trimmed(std::string_view text) {
@@ -32,7 +32,7 @@ std::ifstream open(std::string const& path) {
     return in;
 }
 
-/// The ids of the entries: what stands in bold code at the start of a list item.
+/// The ids of the entries: the bold code at the start of list items.
 std::set<std::string> deviationIds(std::istream& in) {
     std::set<std::string> ids;
     std::string const opening = "- **`";
@@ -163,7 +163,7 @@ public:
         }
     }
 
-    /// The case at `index` is run with `body`, and has to be used in full.
+    /// Runs `body` with the case at `index`, and fails if it leaves fields unused.
     void run(size_t index, std::function<void(Case const&)> const& body) const {
         Case const& c = cases.at(index);
         SCOPED_TRACE(c.place);
@@ -221,14 +221,14 @@ private:
     std::vector<Case> cases;
     std::string file;
     unsigned line = 0;
-    Case shared; ///< The fields of the group.
+    Case shared; ///< The fields of the current group.
     bool inGroupHead = false;
     std::set<std::string> ids;
 };
 
 namespace {
 
-/// The file that the last test read: the tests of one file follow each other.
+/// Caches the file of the last test, because the tests of a file follow each other.
 VectorFile const& readVectorFile(std::string const& file) {
     static std::string name;
     static std::unique_ptr<VectorFile const> vectors;
@@ -241,7 +241,7 @@ VectorFile const& readVectorFile(std::string const& file) {
     return *vectors;
 }
 
-/// The ids of the cases of a file, without a look at their fields. None for a file that cannot be read.
+/// The ids of the cases of a file, without checking their fields. Empty if the file is unreadable.
 std::vector<std::string> caseIds(std::string const& file) {
     std::ifstream in(vectorFolder + file);
     std::vector<std::string> ids;
@@ -275,7 +275,7 @@ bool declareCases(char const* suite, std::string const& name, std::vector<std::s
         std::string const prefix =
             files.size() == 1 ? name : name + "/" + std::filesystem::path(file).stem().string();
         auto const declare = [&](std::string const& test, size_t index) {
-            // As a plain Test, so that the suite can have others beside it.
+            // Registered as a plain Test, so that the suite can also have other tests.
             testing::RegisterTest(suite, test.c_str(), nullptr, nullptr, source, line,
                                   [=]() -> testing::Test* { return new CaseTest(file, index, body); });
         };
