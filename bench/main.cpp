@@ -1,8 +1,8 @@
-// The rows of all libraries on Google Benchmark. Arguments are those of Google Benchmark, and
+// Runs the rows of all libraries on Google Benchmark. Arguments are those of Google Benchmark, and
 //
-//     --rotate=N    the libraries of each operation in another order, so that each is first at times
+//     --rotate=N    rotates the order of the libraries of each operation by N, so that each can be first
 //
-// A row is named OPERATION/SIZE/LIBRARY; `--benchmark_filter='^sha256/16384/'` runs one operation by every
+// A row is named OPERATION/SIZE/LIBRARY; `--benchmark_filter='^sha256/16384/'` runs one operation of every
 // library.
 #include "libraries.h"
 
@@ -16,7 +16,7 @@
 
 namespace {
 
-/// The rows of each operation side by side, the libraries in their order, shifted by `shift`.
+/// The rows of each operation one after the other, with the libraries in their order, rotated by `shift`.
 std::vector<bench::Row> sideBySide(std::vector<bench::Row> rows, size_t shift) {
     std::vector<bench::Row> sorted;
     while (!rows.empty()) {
@@ -31,7 +31,7 @@ std::vector<bench::Row> sideBySide(std::vector<bench::Row> rows, size_t shift) {
     return sorted;
 }
 
-bool failed = false; ///< Whether any operation has.
+bool failed = false; ///< Whether any operation has failed.
 
 void measure(benchmark::State& state, bench::Row const& row) {
     bench::Operation const operation = row.prepare();

@@ -14,14 +14,14 @@ namespace bench {
 using Bytes = std::vector<unsigned char>;
 using View = std::span<unsigned char const>;
 
-/// One run of the operation. Returns whether the result was right, which is checked at every run.
+/// One run of the operation. Returns whether the result is right, which every run checks.
 using Operation = std::function<bool()>;
 
 struct Row {
     std::string name;    ///< Operation and size, the same for every library: "sha256/16384".
     std::string library; ///< "sealkit", or a peer.
     size_t units = 1;    ///< The number of bytes or certificates of one run; 1 if the run itself is the unit.
-    std::function<Operation()> prepare; ///< Makes inputs and objects, and gives the operation.
+    std::function<Operation()> prepare; ///< Makes inputs and objects, and returns the operation.
 };
 
 /// The sizes of messages: a short one, a packet, a record.

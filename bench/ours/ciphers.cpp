@@ -1,4 +1,4 @@
-// Each mode both ways, a new key at every run: a record is often all that a key is used for.
+// Each mode in both directions, with a new key for every run, because many keys encrypt a single record.
 #include "ours/ours.h"
 
 #include "inputs.h"

@@ -1,4 +1,4 @@
-// What grows with its input: bundles of PEM, stores, CRLs.
+// Operations whose time grows with their input: PEM bundles, stores and CRLs.
 #include "ours/ours.h"
 
 #include "inputs.h"

@@ -1,4 +1,4 @@
-// Signatures, key agreement and encapsulation, and the making of keys.
+// Signatures, key agreement, encapsulation and key generation.
 #include "ours/ours.h"
 
 #include "inputs.h"

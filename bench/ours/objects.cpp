@@ -1,4 +1,5 @@
-// Certificates, chains, PKCS#12 files and signed messages. Results are read silently, as other libraries do.
+// Certificates, chains, PKCS#12 files and signed messages. Readers write no diagnostics, like other
+// libraries.
 #include "ours/ours.h"
 
 #include "inputs.h"
@@ -18,7 +19,7 @@ std::shared_ptr<X509Certificate> read(Bytes const& der) {
     return certificate->parse(der, nullptr) ? certificate : nullptr;
 }
 
-/// Leaf and intermediate from DER to the verdict; the root is in the store already.
+/// Leaf and intermediate from DER to the verdict. The root is already in the store.
 void addChain(Rows& rows, std::string const& name, Chain const& (*made)()) {
     rows.add(name, [=] {
         auto const store = std::make_shared<CertificateMemoryStore>();

@@ -1,4 +1,4 @@
-// libgcrypt: hashes and ciphers. Its public keys are among the slowest.
+// libgcrypt: hashes and ciphers. Its public-key operations are among the slowest and are omitted.
 #include "inputs.h"
 #include "libraries.h"
 

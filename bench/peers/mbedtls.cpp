@@ -1,4 +1,4 @@
-// mbedTLS: everything but SIV, Ed25519, ML-KEM and PKCS#12.
+// mbedTLS: everything except SIV, Ed25519, ML-KEM and PKCS#12.
 #include "inputs.h"
 #include "libraries.h"
 
@@ -175,7 +175,7 @@ void addAgreement(Rows& rows, std::string const& name, mbedtls_ecp_group_id id) 
              [=] { return [=, party = std::make_shared<Party>()] { return party->generate(id); }; });
 }
 
-/// Certificates of a list, freed at the end.
+/// A list of certificates, freed by the destructor.
 struct Certificates {
     mbedtls_x509_crt first;
     Certificates() { mbedtls_x509_crt_init(&first); }

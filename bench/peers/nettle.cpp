@@ -1,4 +1,4 @@
-// nettle: hashes and ciphers. Its public keys rest on GMP and are left out.
+// nettle: hashes and ciphers. Its public-key operations depend on GMP and are omitted.
 #include "inputs.h"
 #include "libraries.h"
 

@@ -1,4 +1,4 @@
-// OpenSSL: all of it, by the high-level functions that programs call.
+// OpenSSL: everything, through the high-level functions that programs call.
 #include "inputs.h"
 #include "libraries.h"
 
@@ -55,7 +55,7 @@ void addMac(Rows& rows, std::string const& name, size_t size, char const* algori
     });
 }
 
-/// Both directions of a mode. Decryption takes what encryption gave, with its tag where there is one.
+/// Both directions of a mode. Decryption takes the result of encryption, including the tag, if any.
 void addMode(Rows& rows, std::string const& name, char const* algorithm, size_t size, bool authenticates) {
     bool const isSiv = name.ends_with("siv");
     auto const run = [=](EVP_CIPHER_CTX* context, EVP_CIPHER const* cipher, bool encrypts, View in,
@@ -164,7 +164,7 @@ void addEd25519(Rows& rows) {
     rows.add("ed25519_sign", [=] {
         auto const context = owned(EVP_MD_CTX_new(), EVP_MD_CTX_free);
         sign(context.get(), made().get());
-        // The key stays in the context.
+        // The context keeps the key.
         return [=] { return sign(context.get(), nullptr) != std::array<unsigned char, 64>(); };
     });
     rows.add("ed25519_verify", [=] {

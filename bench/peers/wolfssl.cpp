@@ -1,4 +1,4 @@
-// wolfSSL: everything but CFB, PKCS#12 and CMS.
+// wolfSSL: everything except CFB, PKCS#12 and CMS.
 #include "inputs.h"
 #include "libraries.h"
 
@@ -22,7 +22,7 @@
 #include <array>
 #include <cstring>
 
-// Not in a header: how its TLS adds an intermediate CA that it has checked.
+// Not in a header: its TLS adds a verified intermediate CA with this function.
 extern "C" int AddCA(WOLFSSL_CERT_MANAGER*, DerBuffer**, int, int);
 extern "C" int AllocDer(DerBuffer**, word32, int, void*);
 
@@ -269,7 +269,7 @@ void addCurve25519(Rows& rows) {
     rows.add("ed25519_keygen", [=] { return [=] { return makeEd() != nullptr; }; });
 }
 
-/// This version has the last draft of ML-KEM, Kyber of round 3, which is nearly the same work.
+/// This version has Kyber of round 3, the last draft of ML-KEM, which takes nearly the same work.
 void addMlkem(Rows& rows) {
     auto const fresh = [] {
         auto context = std::make_shared<KyberKey>();
@@ -306,7 +306,7 @@ bool parse(unsigned char const* der, size_t size) {
     return done;
 }
 
-/// As its TLS does: the intermediate is verified as a certificate, then added as a CA for the leaf.
+/// As in its TLS, the intermediate is verified as a certificate and then added as a CA for the leaf.
 void addChain(Rows& rows, std::string const& name, Chain const& (*made)()) {
     rows.add(name, [=] {
         WOLFSSL_CERT_MANAGER* const manager = wolfSSL_CertManagerNew();
@@ -333,7 +333,7 @@ void addChain(Rows& rows, std::string const& name, Chain const& (*made)()) {
 void addObjects(Rows& rows) {
     rows.add("certificate_parse",
              [] { return [&der = rsaChain().leaf] { return parse(der.data(), der.size()); }; });
-    // PEM to parsed certificates, which are not kept.
+    // PEM to parsed certificates, which are discarded.
     rows.add(
         "bundle_load",
         [] {
