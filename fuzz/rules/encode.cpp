@@ -27,7 +27,7 @@ Ed25519PrivateKey const& getKey(unsigned number) {
     return keys[number % keyCount];
 }
 
-/// Most objects recur, because a fuzzer changes little at a time.
+/// Caches signatures, because a fuzzer changes little at a time and most objects recur.
 Bytes sign(unsigned key, Bytes const& signedBytes) {
     static std::map<std::pair<unsigned, Bytes>, Bytes> known;
     constexpr size_t maxKnown = 4096;

@@ -547,7 +547,7 @@ Judgement judge(Case const& asked) {
     for (Certificate const& certificate : asked.chain)
         chain.push_back(asWritten(certificate));
     Certificate const root = chain.back();
-    // A self-signed leaf that differs from the store's certificate is issued by the latter.
+    // A self-signed leaf that differs from the store's certificate is issued by that certificate.
     size_t anchor = findAnchor(chain);
     if (anchor == 0 && encode(chain[0]) != encode(root))
         anchor = 1;
