@@ -20,7 +20,7 @@ public:
     explicit Descriptor(int openFile) : number(openFile) {}
     Descriptor(Descriptor const&) = delete;
     Descriptor& operator=(Descriptor const&) = delete;
-    /// `errno` keeps what went wrong before.
+    /// `errno` keeps its value.
     ~Descriptor() {
         int const error = errno;
         if (isOpen())
