@@ -6,7 +6,7 @@
 //
 // A number of n digits has limbCount(n) limbs. The top one is half empty if n is odd and a limb has two
 // digits. Arrays that are only read have exactly n digits. Arrays that are written must have room for whole
-// limbs, that is 2 * limbCount(n) digits where that many limbs are said to be written.
+// limbs: a loop that writes limbCount(n) limbs may write 2 * limbCount(n) digits.
 #pragma once
 
 #include "base/unrolled.h"
