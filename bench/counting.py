@@ -67,7 +67,7 @@ def renew(program):
 
 
 def check(program):
-    """Compares with the table. Returns whether no row is dearer than it may be."""
+    """Compares with the table. Returns whether every row is within its limit."""
     made_with, rows = read_table()
     if compiler() != made_with:
         print(f"the table holds for g++ {made_with}; this is {compiler()}: nothing to compare")
@@ -82,5 +82,5 @@ def check(program):
         good = good and change < 0
         print(f"{name}: {found} instructions, {change:+.1%} of {expected} in bench/counts.txt"
               f"{'' if change > 0 else ': renew the table'}")
-    print(f"{len(rows)} rows counted" if good else "a change made these dearer; if that is intended, see bench/README.md")
+    print(f"{len(rows)} rows counted" if good else "a change made these slower; if that is intended, see bench/README.md")
     return good

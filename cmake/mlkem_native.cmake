@@ -66,7 +66,7 @@ function(sealkit_find_mlkem_native)
     if(found)
         message(STATUS "mlkem-native: installed")
     elseif(MLKEM_NATIVE_FOUND OR (MLKEM_NATIVE_HEADER AND MLKEM_NATIVE_LIBRARY))
-        message(STATUS "mlkem-native: installed, but of no use here: not of ML-KEM-768, not under the prefix "
+        message(STATUS "mlkem-native: installed, but not usable: not of ML-KEM-768, not under the prefix "
             "PQCP_MLKEM_NATIVE_MLKEM768, or without -fPIC")
     endif()
     set(SEALKIT_MLKEM_NATIVE_INSTALLED ${found} PARENT_SCOPE)

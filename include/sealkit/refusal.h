@@ -155,7 +155,7 @@ enum class RefusalId : unsigned {
 enum class FormRules : bool {
     platform, ///< Refuses what the platform's rules do not support.
     /// Also accepts what RFC 5280 and RFC 5652 define and the platform's rules do not support. The input may
-    /// be BER, which is converted (ber.h) and is no reason for a `platformRefusal`.
+    /// be BER, which is converted (ber.h) and does not cause a `platformRefusal`.
     standard,
 };
 

@@ -320,7 +320,7 @@ Member& PathSearch::Pool::addCopy(std::shared_ptr<X509Certificate> const& certif
     return member;
 }
 
-/// Removes a leaf that was no candidate from the pool, with its cached results. The pool then neither grows
+/// Removes a leaf that was not a candidate, with its cached results. The pool then neither grows
 /// with each search nor depends on earlier searches.
 void PathSearch::Pool::forget(std::shared_ptr<X509Certificate> const& leaf) {
     auto const place = known.find(leaf);

@@ -181,7 +181,7 @@ class RegisterTest(ProgramTest):
             for make in (os.mkfifo, os.mkdir, lambda path: os.symlink(self.dir / "pipes-81.pem", path)):
                 make(folder / name)
                 result = self.expect(2, "crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "pipes", "-o", "none.crl")
-                self.assertIn(f"pipes/{name}: is no regular file", result.err)
+                self.assertIn(f"pipes/{name}: not a regular file", result.err)
                 (folder / name).rmdir() if (folder / name).is_dir() else (folder / name).unlink()
         (folder / "lock").unlink()
         os.symlink(self.dir / "elsewhere", folder / "lock")

@@ -87,7 +87,7 @@ bool writeWhole(std::string const& path, std::string_view text, OutputFile::Exis
 std::optional<std::string> readRegular(std::string const& path) {
     struct stat status;
     if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        badInput(path + ": is no regular file");
+        badInput(path + ": not a regular file");
         return std::nullopt;
     }
     return readInput(path);
