@@ -7,10 +7,11 @@ namespace detail {
 
 struct Purpose {
     PathPurpose id;
-    asn1::blob oid;    ///< Content octets of the extended key usage.
-    char const* name;  ///< Its name in dumps.
-    unsigned keyUsage; ///< Bits of `KeyUsage`. If the leaf has a key usage, it must have one of them (RFC
-                       ///< 5280, section 4.2.1.12).
+    asn1::blob oid;   ///< Content octets of the extended key usage.
+    char const* name; ///< Its name in dumps.
+    /// Bits of `KeyUsage`. If the leaf has a key usage, it must have one of them (RFC 5280,
+    /// section 4.2.1.12).
+    unsigned keyUsage;
 };
 
 /// Null for `any` and `byIdentity`.

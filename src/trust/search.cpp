@@ -40,7 +40,7 @@ struct ByName {
     }
 };
 
-/// A certificate of the pool, which stands for all its copies.
+/// A certificate of the pool, which represents all its copies.
 struct Member {
     std::shared_ptr<X509Certificate> certificate;
     size_t number; ///< The order of arrival, after everything that the store lists.
@@ -269,8 +269,7 @@ private:
 
     std::list<Member> members; ///< The keys of the indexes are views into them.
     size_t nextNumber = 0;
-    std::map<std::shared_ptr<X509Certificate>, Member*>
-        known; ///< Includes copies, because results are kept by address.
+    std::map<std::shared_ptr<X509Certificate>, Member*> known; ///< Includes copies, which keep results.
     std::map<Content, Member*> byContent;
     BySubjectBytes bySubjectBytes;
     BySubjectBytes trustedBySubjectBytes;
@@ -282,8 +281,7 @@ private:
 
     // The state of the current search.
     unsigned rules = PathRules::platform; ///< The current set of rules.
-    PathOptions
-        options; ///< Under the platform's rules without an identity, which is checked once on the leaf.
+    PathOptions options; ///< Under the platform's rules without an identity: it is checked once.
     PathSearchEffort effort;
     std::vector<PathSearchEvent> events;
     size_t uncountedCandidates = 0; ///< Compared candidates that do not yet make a unit of work.

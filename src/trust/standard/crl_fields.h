@@ -31,9 +31,8 @@ struct CrlFields {
     std::string issuer; ///< `canonicalName`
 
     // issuingDistributionPoint (RFC 5280, section 5.2.5).
-    asn1::blob scope; ///< The extension's value; empty if absent.
-    std::vector<std::string>
-        names; ///< Of the distribution point, in the form of `canonicalGeneralName`; empty if absent.
+    asn1::blob scope;               ///< The extension's value; empty if absent.
+    std::vector<std::string> names; ///< Of the distribution point, as `canonicalGeneralName`; may be empty.
     unsigned reasons = allReasons;
     bool isForUsers = false;
     bool isForCas = false;

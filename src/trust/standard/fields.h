@@ -52,8 +52,7 @@ struct CertificateFields {
     bool isCa = false;
     std::optional<unsigned> pathLength;
     std::optional<unsigned> keyUsage; ///< Bits of `KeyUsage`; nothing if the extension is absent.
-    std::optional<std::vector<asn1::blob>>
-        extendedKeyUsage; ///< Content octets; nothing if the extension is absent.
+    std::optional<std::vector<asn1::blob>> extendedKeyUsage; ///< Content octets; nothing if absent.
     std::vector<PolicyInformation> policies;
     bool hasPolicies = false;
     std::vector<EquivalentPolicies> policyMappings;

@@ -36,8 +36,8 @@ private:
 struct RevocationResult {
     /// `valid`, `revoked`, `crlMissing` (no CRL names the issuer) or `revocationUndetermined`.
     PathCode code = PathCode::valid;
-    std::vector<Fact> facts; ///< For `revoked`, the facts of the platform's rules; otherwise each CRL and why
-                             ///< it does not count.
+    /// For `revoked`, the facts of the platform's rules; otherwise each CRL and why it does not count.
+    std::vector<Fact> facts;
     std::vector<CrlVerdict> crls; ///< Each CRL of the sources whose issuer may cover the certificate.
 };
 
