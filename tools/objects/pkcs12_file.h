@@ -24,8 +24,8 @@ PKCS12Options pkcs12Options(std::optional<std::uint32_t> macIterations = {});
 struct Pkcs12File {
     std::unique_ptr<PKCS12PFX> pfx;
     Complaint complaint;
-    bool isDecrypted = false; ///< Whether its password was right. What is still encrypted then is under
-                              ///< another one, or is unreadable.
+    /// Whether its password was right. What is still encrypted then is under another one, or is unreadable.
+    bool isDecrypted = false;
 };
 
 /// Reads DER or BER.

@@ -70,7 +70,6 @@ private:
     bool readIssuer();
 
     std::string path;
-    std::vector<unsigned char>
-        issuer; ///< Of all certificates, as the whole encoding; empty until one is added.
+    std::vector<unsigned char> issuer; ///< Of all certificates (whole encoding); empty without any.
     int lockDescriptor;
 };

@@ -40,7 +40,7 @@ size_t const tagLength = 16;
 uint64_t const maxGcmText = (uint64_t(1) << 29) - 1;
 /// The library's SIV takes less than 4 GiB at a time, including V.
 uint64_t const maxSivText = (uint64_t(1) << 32) - 1 - tagLength;
-/// S2V takes 127 strings, of which the text is the last (RFC 5297, section 7).
+/// S2V takes 127 strings, and the text is the last of them (RFC 5297, section 7).
 size_t const maxSivStrings = 126;
 /// CTR increments the last 32 bits of the block. After this many blocks the keystream would repeat.
 uint64_t const counterPeriod = uint64_t(1) << 32;
