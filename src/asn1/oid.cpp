@@ -9,7 +9,7 @@ namespace oid = detail::oid;
 
 namespace {
 
-/// What the library supports an algorithm of the table for.
+/// How far the library supports an algorithm of the table.
 enum class Use { named, read, readAndWritten };
 
 struct SignatureAlgorithm {

@@ -28,7 +28,7 @@ struct SecretNumber {
         return true;
     }
 
-    /// Assigns the `bits` leftmost bits of big-endian bytes, of which there must be enough and at most 68.
+    /// Assigns the `bits` leftmost bits of big-endian bytes, which must be enough and at most 68.
     void assign(unsigned char const* bytes, unsigned bits) {
         unsigned const count = (bits + 7) / 8;
         digits.fill(0);

@@ -105,8 +105,8 @@ struct Entry {
     asn1::blob serialNumber; ///< Content.
     asn1::blob revocationDate;
     asn1::blob extensions; ///< Content of the list.
-    size_t taken = 0; ///< The number of entries with this serial number, from this one on, that `takeEntry`
-                      ///< has returned.
+    /// The number of entries with this serial number, from this one on, that `takeEntry` has returned.
+    size_t taken = 0;
 
     bool read(Reading& reading, asn1::blob content) {
         detail::Level fields(reading, content);
