@@ -20,8 +20,7 @@ public:
     Server(Bytes const& itsSalt, Bytes const& itsVerifier) : salt(itsSalt), verifier(itsVerifier) {}
 
     /// Takes the challenge, B and a user name, and answers A = a·G + W and the salt. W = redp1(V) depends on
-    /// the verifier: A reveals nothing to anyone who does not know the verifier, and nobody else can make an
-    /// A.
+    /// the verifier: without it, A reveals nothing and cannot be made.
     Bytes answer(Bytes const& challenge) {
         randomBigNum(&a, Curve25519::getOrder(), getDefaultRng());
         B.assign(challenge.begin(), challenge.begin() + 33);

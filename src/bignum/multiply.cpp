@@ -12,7 +12,7 @@ using detail::NativeLimb;
 
 namespace {
 
-/// Resizes r for a result of `digits` digits. If r is an operand too, its value is moved behind them, where
+/// Resizes r for a result of `digits` digits. If r is an operand too, its value is moved after them, where
 /// the caller trims it. The copy thus stays in memory that is wiped when it is freed. Returns its address.
 Digit* makeRoom(BigNum& r, size_t digits, bool isOperand) {
     size_t moved = isOperand ? r.size() : 0;

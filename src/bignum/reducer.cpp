@@ -41,7 +41,7 @@ void MontgomeryReducer::reduce(BigNum& x) const {
                       ? detail::montgomeryReduceFixed<NativeLimb, fixedDigits>(t, m.digits.data(), n0inv)
                       : detail::montgomeryReduce<NativeLimb>(t, m.digits.data(), k, n0inv);
     if (extended > 2 * k) {
-        // Longer than the product of two residues, which the precondition allows.
+        // Longer than the precondition allows, which is the product of two residues.
         x.addToDigit(2 * k, carry);
         x.shiftRightByDigits(k);
         if (x >= m)

@@ -35,8 +35,8 @@ constexpr unsigned wordOfStep(unsigned i) {
     return (factor[i / 16] * i + offset[i / 16]) % 16;
 }
 
-/// F, G, H and I of RFC 1321, section 3.4. The halves of G have no common bits, so addition replaces OR. The
-/// half without `b` comes last and can then be added early.
+/// F, G, H and I of RFC 1321, section 3.4. The halves of G have no common bits, so addition replaces OR. As
+/// `b` is computed last, the half without it can be added before.
 template <unsigned round>
 [[gnu::always_inline]] inline std::uint32_t mixed(std::uint32_t b, std::uint32_t c, std::uint32_t d) {
     if constexpr (round == 0)

@@ -64,8 +64,8 @@ constexpr PrivateNumber privateNumbers[] = {
     {&RsaPrivateKey::exp2, "exponent2"},    {&RsaPrivateKey::coeff, "coefficient"},
 };
 
-/// Whether each secret member is from 1 to the modulus, and the primes are odd and above 1. Their consistency
-/// is only checked when the key is used, because that takes as long as a signature.
+/// Whether each secret member is above 0 and below the modulus, and the primes are odd and above 1. Their
+/// consistency is only checked when the key is used, because that takes as long as a signature.
 bool checkSecrets(Reading& reading, RsaPrivateKey const& key, asn1::blob place) {
     for (PrivateNumber const& row : privateNumbers) {
         BigNum const& number = key.*row.member;

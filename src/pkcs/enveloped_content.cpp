@@ -59,7 +59,7 @@ bool decryptCbc(Reading& reading, PKCS7EncryptedContentInfo const& info, asn1::b
     bool const fits = key.size() == cipher->keySize;
     std::unique_ptr<Cipher> const keyed =
         detail::makeContentCipher(*cipher, fits ? key : asn1::blob(noKey, cipher->keySize), iv);
-    // PKCS #7 padding has at least one byte.
+    // PKCS#7 padding has at least one byte.
     return (detail::decryptPadded(*cipher, *keyed, content, out) && out.size() < content.size() && fits) ||
            reading.refuse(RefusalId::undecryptable, nullptr);
 }

@@ -136,8 +136,8 @@ bool readEntry(Reading& reading, asn1::blob content, RevokedCertificate& to, Ent
     return true;
 }
 
-/// The number of entries, which have at least 20 octets each. Smaller ones do not count fully, which bounds
-/// the memory.
+/// The number of entries, at most one for each 20 octets of the list, the size of the smallest valid entry:
+/// malformed entries must not reserve memory out of proportion.
 size_t countEntries(asn1::blob list) {
     constexpr size_t minEntrySize = 20;
     size_t count = 0;

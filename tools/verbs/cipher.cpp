@@ -90,7 +90,7 @@ private:
     bool warned = false;
 };
 
-/// The length of the text in a decrypted last piece, without its PKCS #7 padding (RFC 5652, section 6.3).
+/// The length of the text in a decrypted last piece, without its PKCS#7 padding (RFC 5652, section 6.3).
 /// Returns nothing if the padding is malformed.
 std::optional<size_t> lengthWithoutPadding(std::span<unsigned char const> text, size_t blockLength) {
     unsigned char const count = text.back();
