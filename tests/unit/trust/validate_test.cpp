@@ -169,7 +169,8 @@ TEST(ValidatePath, RevocationIsByTheWholeSerialNumber) {
     auto const crl = chain.addCrl("Middle");
     chain.leaf->serialNumber = {0x2a, 0x17};
     chain.middle->serialNumber = {0x01};
-    crl->revoked = {{{0x2a}, {}, 255}, {{0x2a, 0x17, 0x00}, {}, 255}, {{0x01}, {}, 255}};
+    crl->revoked = {
+        {{0x2a}, {}, 255}, {{0x2a, 0x17, 0x00}, {}, 255}, {{0x00, 0x2a, 0x17}, {}, 255}, {{0x01}, {}, 255}};
     EXPECT_EQ(validate(chain.all(), chain.store, test::inDate, true).code, 6);
     crl->revoked.push_back({{0x2a, 0x17}, {}, 255});
     EXPECT_EQ(validate(chain.all(), chain.store, test::inDate, true).code, 10);
