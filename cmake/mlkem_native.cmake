@@ -96,7 +96,8 @@ function(sealkit_get_mlkem_native_sources)
         set(SEALKIT_MLKEM_NATIVE_PACKAGED ${MLKEM_NATIVE_CACHE}/source PARENT_SCOPE)
         return()
     endif()
-    message(STATUS "${why}")
+    message(STATUS "mlkem-native: not available from Debian")
+    set(mlkem_native_reason "${why}" PARENT_SCOPE)
 
     if(MLKEM_NATIVE_URL AND MLKEM_NATIVE_SHA256)
         include(FetchContent)
@@ -129,8 +130,9 @@ macro(sealkit_get_mlkem_native)
                 set(mlkem_native_severity FATAL_ERROR)
                 set(mlkem_native_effect "sealkit cannot be built with ML-KEM")
             endif()
-            message(${mlkem_native_severity} "${mlkem_native_effect}: mlkem-native is not available (the reason is "
-                "above). To have it, do one of these:\n"
+            message(${mlkem_native_severity} "${mlkem_native_effect}: mlkem-native is not available:\n"
+                "${mlkem_native_reason}\n"
+                "To have it, do one of these:\n"
                 "  install it where pkg-config or CMAKE_PREFIX_PATH finds it;\n"
                 "  unpack a release of the project mlkem-native and give -DMLKEM_NATIVE_DIR=FOLDER;\n"
                 "  give -DMLKEM_NATIVE_URL=URL -DMLKEM_NATIVE_SHA256=DIGEST of the archive of a release;\n"
@@ -154,10 +156,13 @@ function(sealkit_mlkem_native_library name)
         add_library(${name} STATIC
             ${sources} ${modules}/sha/keccak1600.c ${modules}/sha/sha3.c ${ours}/hooks.c ${ARGN})
         target_include_directories(${name} PRIVATE ${SEALKIT_MLKEM_NATIVE_PACKAGED}/include)
-        target_compile_definitions(${name} PRIVATE OPENSSL_NO_ASM SEALKIT_MLKEM_NATIVE_GLUE)
+        target_compile_definitions(${name} PRIVATE OPENSSL_NO_ASM AWS_LC_BUILTIN_SWAP_SUPPORTED
+            SEALKIT_MLKEM_NATIVE_GLUE)
+        target_compile_options(${name} PRIVATE "$<$<COMPILE_LANGUAGE:C>:SHELL:-include ${ours}/service_indicator.h>")
     endif()
-    # It is third-party code: built with its own optimisation in every build type, without warnings.
-    target_compile_options(${name} PRIVATE -O2 -w)
+    # It is third-party code: built with its own optimisation in every build type, without warnings. Later compilers
+    # reject functions without a declaration, so builds with tests do so under every compiler.
+    target_compile_options(${name} PRIVATE -O2 $<IF:$<BOOL:${SEALKIT_TESTS}>,-Werror=implicit-function-declaration,-w>)
     sealkit_harden(${name})
     target_compile_definitions(${name} PRIVATE MLK_CONFIG_FILE="${ours}/config.h" NDEBUG)
     set_target_properties(${name} PROPERTIES C_VISIBILITY_PRESET hidden C_STANDARD 11)
