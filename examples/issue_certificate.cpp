@@ -22,8 +22,8 @@ int main(int, char** arguments) { // CA certificate, CA key, request
     certificate.serialNumber.resize(16);
     if (!getDefaultRng().fill(certificate.serialNumber.data(), 16))
         return 2;
-    certificate.serialNumber[0] =
-        (certificate.serialNumber[0] & 0x3f) | 0x40; // A positive number of 16 octets.
+    // A positive number of 16 octets.
+    certificate.serialNumber[0] = (certificate.serialNumber[0] & 0x3f) | 0x40;
     certificate.setIssuer(ca->subjectBytes());
     certificate.setSubject(request->subjectBytes());
     certificate.subjectPublicKeyInfo = request->subjectPublicKeyInfo;

@@ -8,8 +8,8 @@ int main() {
     MLKEMDecap receiver;
     if (!receiver.generate())
         return 2;
-    std::vector<unsigned char> const publicKey =
-        encodeMlkemPublicKey(receiver); // The receiver publishes this.
+    // The receiver publishes this.
+    std::vector<unsigned char> const publicKey = encodeMlkemPublicKey(receiver);
 
     // The sender reads the public key, makes a secret, and sends the ciphertext that conveys it.
     Refusal refusal;

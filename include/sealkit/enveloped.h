@@ -52,10 +52,10 @@ enum class RecipientKind : unsigned {
 struct KeyAgreement {
     AlgorithmIdentifier originatorAlgorithm;  ///< Empty if a certificate names the originator.
     std::vector<unsigned char> originatorKey; ///< The public key, as its own DER. Empty in the same case.
-    std::optional<std::vector<unsigned char>>
-        keyingMaterial; ///< The ukm, which both sides add to the secret.
-    AlgorithmIdentifier
-        keyEncryptionAlgorithm; ///< The parameters are the AlgorithmIdentifier of the key wrap.
+    /// The ukm, which both sides add to the secret.
+    std::optional<std::vector<unsigned char>> keyingMaterial;
+    /// The parameters are the AlgorithmIdentifier of the key wrap.
+    AlgorithmIdentifier keyEncryptionAlgorithm;
 };
 
 /// A recipient of any kind. The inherited members name the key and hold the encrypted key; those that a kind
@@ -85,8 +85,8 @@ public:
     unsigned version = 0;                       ///< As it stands in the message.
     std::vector<unsigned char> originatorInfo;  ///< The whole element [0]; empty when absent.
     std::vector<EnvelopedRecipient> recipients; ///< In the order of the message.
-    size_t otherRecipients =
-        0; ///< How many are of unknown kinds or malformed. They are not among `recipients`.
+    /// How many are of unknown kinds or malformed. They are not among `recipients`.
+    size_t otherRecipients = 0;
     PKCS7EncryptedContentInfo encryptedContentInfo; ///< The content, encrypted.
     std::vector<unsigned char> authAttrs; ///< The whole element [1] of AuthEnvelopedData; empty when absent.
     std::vector<unsigned char> mac;       ///< Of AuthEnvelopedData: the tag.

@@ -131,8 +131,8 @@ struct SEALKIT_API MessageFinding {
 struct SignerVerdict {
     PKCS7SignerInfo const* info = nullptr;        ///< Of the message.
     std::shared_ptr<X509Certificate> certificate; ///< Null if it is not available.
-    std::shared_ptr<PathVerdict const>
-        path; ///< Shared by the signers of a certificate; null if not searched.
+    /// Shared by the signers of a certificate; null if not searched.
+    std::shared_ptr<PathVerdict const> path;
     /// The signers that signed this signer's signature or, in turn, one of those signatures. Those whose
     /// signatures are invalid or that are not trusted appear only in the findings.
     std::vector<SignerVerdict> counterSigners;

@@ -55,8 +55,8 @@ struct InputObject {
     /// OpenSSH's own form.
     WipedBytes bytes;
 
-    std::shared_ptr<X509Certificate>
-        certificate; ///< Null unless the object is one and is accepted. The same holds for the next members.
+    /// Null unless the object is one and is accepted. The same holds for the next members.
+    std::shared_ptr<X509Certificate> certificate;
     std::shared_ptr<X509Crl> crl;             ///< A CRL.
     std::shared_ptr<X509Req> request;         ///< A certificate request.
     std::shared_ptr<PKCS7SignedData> message; ///< A signed message; other messages are only in `bytes`.

@@ -187,8 +187,8 @@ struct PathOptions {
 struct PathExplanation {
     int code = 0;      ///< The result of `x509ValidatePath`.
     std::string error; ///< The text that `x509ValidatePath` assigns; empty where it assigns none.
-    unsigned depth =
-        0; ///< The certificate's index in the chain; for a valid chain, where it meets its anchor.
+    /// The certificate's index in the chain; for a valid chain, where it meets its anchor.
+    unsigned depth = 0;
     std::string subject;     ///< That certificate's display name; empty for an empty chain.
     std::vector<Fact> facts; ///< The conflicting facts: what was expected first, what was found next.
     /// The set of rules that gave this result: the first, if all accept.
@@ -204,8 +204,8 @@ struct PathExplanation {
 /// A check that validation omits and that would fail.
 struct PathWarning {
     PathWarningId id{}; ///< The row of `pathWarnings`.
-    unsigned depth =
-        0; ///< The certificate's index in the chain; for a CRL, that of the certificate it was looked up for.
+    /// The certificate's index in the chain; for a CRL, that of the certificate it was looked up for.
+    unsigned depth = 0;
     std::string subject;     ///< That certificate's display name.
     std::vector<Fact> facts; ///< What it is about. May hold any byte.
 };

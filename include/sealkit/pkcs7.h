@@ -88,8 +88,8 @@ public:
     TimePoint signingTime;                      ///< The attribute's value, as the signer states it.
     std::vector<unsigned char> encryptedDigest; ///< The signature.
     std::unique_ptr<PKCS7SignerInfo> counterSignature; ///< Of this signature; null when absent.
-    std::unique_ptr<PKCS7SignedData>
-        msCounterSignature; ///< A time-stamp of this signature; null when absent.
+    /// A time-stamp of this signature; null when absent.
+    std::unique_ptr<PKCS7SignedData> msCounterSignature;
 
     PKCS7SignerInfo();
     PKCS7SignerInfo(PKCS7SignerInfo&&) noexcept;

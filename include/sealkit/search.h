@@ -146,8 +146,8 @@ struct RulesVerdict {
 struct PathVerdict {
     CertificateChain chain;      ///< From the leaf up to the store's certificate, or as far as it goes.
     PathExplanation explanation; ///< Of this chain.
-    std::vector<PathWarning>
-        warnings; ///< For the chain of the platform's rules, if `PathOptions::rules` has them.
+    /// For the chain of the platform's rules, if `PathOptions::rules` has them.
+    std::vector<PathWarning> warnings;
     /// If CRLs are checked, every CRL of the pool, newest first, with its status under the last set of rules
     /// that used it.
     std::vector<CrlVerdict> crls;

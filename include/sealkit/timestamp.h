@@ -126,8 +126,8 @@ struct TimeStampAccuracy {
 /// TSTInfo of version 1: what a token states.
 struct SEALKIT_API TimeStampInfo {
     std::vector<unsigned char> policy; ///< Content octets of the object identifier.
-    std::vector<unsigned char>
-        hashAlgorithm; ///< Content octets of the digest's object identifier, known or not.
+    /// Content octets of the digest's object identifier, known or not.
+    std::vector<unsigned char> hashAlgorithm;
     std::vector<unsigned char> hashedMessage;  ///< The digest that is stamped.
     std::vector<unsigned char> serialNumber;   ///< Content octets of the INTEGER.
     TimePoint time;                            ///< In whole seconds.

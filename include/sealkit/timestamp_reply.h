@@ -36,8 +36,8 @@
 /// What a TSA states, and what it accepts.
 struct TimeStampReplyOptions {
     TimePoint time; ///< In the years 1 to 9999.
-    std::vector<unsigned char>
-        policy; ///< Content octets of the object identifier. For requests without a policy.
+    /// Content octets of the object identifier. For requests without a policy.
+    std::vector<unsigned char> policy;
     std::vector<std::vector<unsigned char>> otherPolicies; ///< Further policies that requests may ask for.
     std::vector<unsigned char> serialNumber;   ///< Content octets of an INTEGER; unique for each token.
     std::optional<TimeStampAccuracy> accuracy; ///< Stated in every token; nothing for none.

@@ -22,8 +22,8 @@ constexpr std::uint32_t unchanged = 0xFFFFFFFF; ///< Marks an element that is co
 struct Open {
     unsigned char const* start;  ///< Its identifier octets.
     unsigned char const* length; ///< Its length octets.
-    unsigned char const*
-        end; ///< End of the contents, or of the enclosing contents if the length is indefinite.
+    /// End of the contents, or of the enclosing contents if the length is indefinite.
+    unsigned char const* end;
     bool isIndefinite = false;
     /// The tag of the string whose pieces it contains; 0 for other elements.
     unsigned stringTag = 0;

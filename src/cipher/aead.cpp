@@ -16,8 +16,8 @@ namespace {
 using Bytes = std::span<unsigned char const>;
 
 constexpr size_t gcmNonceSize = 12;
-constexpr size_t gcmSizeLimit = size_t{1}
-                                << 29; ///< From here on `GCMCipher` authenticates lengths modulo 2^32 bits.
+/// From here on `GCMCipher` authenticates lengths modulo 2^32 bits.
+constexpr size_t gcmSizeLimit = size_t{1} << 29;
 
 bool succeedOrWipe(bool succeeded, std::span<unsigned char> out) {
     if (!succeeded && !out.empty())

@@ -242,8 +242,8 @@ private:
 
 DES::DES(unsigned char const* key) {
     constexpr std::uint64_t half = (1u << 28) - 1;
-    constexpr unsigned turnedOnce = 1u << 1 | 1u << 2 | 1u << 9 |
-                                    1u << 16; // The rounds that rotate by one bit; the others rotate by two.
+    // The rounds that rotate by one bit; the others rotate by two.
+    constexpr unsigned turnedOnce = 1u << 1 | 1u << 2 | 1u << 9 | 1u << 16;
     auto const turned = [](std::uint64_t bits, unsigned by) {
         return (bits << by | bits >> (28 - by)) & half;
     };

@@ -28,8 +28,8 @@ constexpr DekAlgorithm dekAlgorithms[] = {
 
 constexpr std::string_view procType = "Proc-Type:", dekInfo = "DEK-Info:";
 constexpr std::string_view blanks = " \t\v\f\r";
-constexpr size_t maxFieldLength =
-    36; ///< The maximum length of the fields of DEK-Info: the name of the cipher and the IV.
+/// The maximum length of the fields of DEK-Info: the name of the cipher and the IV.
+constexpr size_t maxFieldLength = 36;
 constexpr unsigned md5Size = 16, saltSize = 8;
 
 void skipBlanks(std::string_view& text) {

@@ -300,8 +300,8 @@ bool PKCS7SignedData::create(X509Certificate const& certificate, PrivateKey cons
 }
 
 void PKCS7SignedData::setContent(asn1::blob contentTypeOid, asn1::blob octets) {
-    std::vector<unsigned char> type =
-        detail::copyOf(contentTypeOid); // Copied first, because the arguments may be views of this object.
+    // Copied first, because the arguments may be views of this object.
+    std::vector<unsigned char> type = detail::copyOf(contentTypeOid);
     std::vector<unsigned char> element = DerEncoder().addOctetString(octets).take();
     wipe();
     raw.clear();

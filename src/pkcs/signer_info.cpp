@@ -443,8 +443,8 @@ std::vector<unsigned char> PKCS7SignerInfo::encodeAndMessageDigest(unsigned hash
 }
 
 void PKCS7SignerInfo::addContentDigest(asn1::blob contentTypeOid, asn1::blob content, HashID hash) {
-    std::vector<unsigned char> digest =
-        calcDigest(hash, content); // Computed first, because the arguments may be views of this object.
+    // Computed first, because the arguments may be views of this object.
+    std::vector<unsigned char> digest = calcDigest(hash, content);
     contentType = detail::copyOf(contentTypeOid);
     contentDigest = std::move(digest);
 }

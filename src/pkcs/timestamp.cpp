@@ -67,10 +67,9 @@ bool takeStatusInfo(Level& fields, asn1::blob* statusInfo, std::uint32_t* status
     Reading& reading = fields.reading;
     Reading::Step const step(reading, "status");
     Level info(reading, *statusInfo);
+    // A larger number could be truncated to 0, which means granted.
     if (info.tag == tag::integer && info.value().size() > sizeof *status)
-        return reading.refuse(
-            RefusalId::numberOutOfRange,
-            info.tlvStart); // Otherwise its value could be truncated to 0, which means granted.
+        return reading.refuse(RefusalId::numberOutOfRange, info.tlvStart);
     asn1::blob number;
     if (!detail::takeInteger(info, &number))
         return false; // An unreadable status must not become 0 either.

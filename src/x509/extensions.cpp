@@ -23,8 +23,8 @@ bool isBefore(asn1::blob a, asn1::blob b) {
 bool hasRepeatedOid(ExtensionList const& extensions) {
     constexpr size_t few = 16;
     if (extensions.size() <= few) {
-        std::uint64_t lastOctets =
-            0; // The last octets of the identifiers so far, by their low six bits, in which most differ.
+        // The last octets of the identifiers so far, by their low six bits, in which most differ.
+        std::uint64_t lastOctets = 0;
         for (X509Extension const& extension : extensions) {
             std::uint64_t const last = std::uint64_t{1}
                                        << (extension.oid.empty() ? 0 : extension.oid.finish[-1] & 63);

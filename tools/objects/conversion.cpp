@@ -246,8 +246,8 @@ int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
     bool const isEncrypted = pfx.needsPassword();
     if (isEncrypted) {
         Decrypting result{exitNo, {}};
-        if (!options.password.isGiven() &&
-            !ownPassword) // If the empty password works, the user is not asked.
+        // If the empty password works, the user is not asked.
+        if (!options.password.isGiven() && !ownPassword)
             result = decryptPkcs12(pfx, "", reading);
         if (result.status == exitNo) {
             int status = exitDone;
@@ -359,8 +359,8 @@ int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) 
     bool const asksForPassword = options.encrypt || options.outPassword.isGiven();
     bool const isTraditional =
         object.kind == InputKind::rsaPrivateKey || object.kind == InputKind::ecPrivateKey;
-    bool const isBlock =
-        !object.bytes.empty() && object.bytes.front() == '-'; // Encrypted, or in OpenSSH's own format.
+    // Encrypted, or in OpenSSH's own format.
+    bool const isBlock = !object.bytes.empty() && object.bytes.front() == '-';
     bool const staysAsItIs =
         piece.key == nullptr && !asksForPassword && !(isEncrypted && options.unencrypted) &&
         object.kind != InputKind::opensshPrivateKey &&

@@ -58,8 +58,8 @@ private:
         std::shared_ptr<PrivateKey> key{}; ///< The decrypted key of a private-key object.
         bool wasEncrypted = false;
         std::string name{}; ///< From a PKCS#12 file, or the comment of OpenSSH.
-        std::vector<unsigned char>
-            attributes{}; ///< Further attributes from a PKCS#12 file, such as Java's trust.
+        /// Further attributes from a PKCS#12 file, such as Java's trust.
+        std::vector<unsigned char> attributes{};
         bool isWritten = false;
     };
 

@@ -25,8 +25,8 @@ std::optional<KeyEncryption> findEncryption(std::string_view text);
 /// A private key, or the reason why it could not be read.
 struct OpenedKey {
     std::unique_ptr<PrivateKey> key;
-    ExitStatus status =
-        exitDone; ///< `exitNo` for a wrong or missing password, `exitBadInput` for malformed input.
+    /// `exitNo` for a wrong or missing password, `exitBadInput` for malformed input.
+    ExitStatus status = exitDone;
     Complaint complaint;
     RefusalId reason = RefusalId::none;
 };

@@ -7,8 +7,8 @@
 #include "sealkit/message.h"
 
 int writeMessage(ObjectOutput const& options, OutputFile& output, std::vector<unsigned char> encoded) {
-    size_t const size =
-        options.der ? encoded.size() : encoded.size() / 48 * 65 + 100; // Lines of 64 characters.
+    // Lines of 64 characters.
+    size_t const size = options.der ? encoded.size() : encoded.size() / 48 * 65 + 100;
     if (size > inputLimit)
         return badInput("the message would be larger than 256 MiB, which is more than is read");
     return options.write(output, messageLabel, std::move(encoded));

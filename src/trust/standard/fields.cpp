@@ -150,8 +150,8 @@ bool readDeltaPoints(Reading& reading, CertificateFields& to, asn1::blob value) 
 
 struct ExtensionReader {
     std::span<unsigned char const> oid;
-    bool (*read)(Reading&, CertificateFields&,
-                 asn1::blob value); ///< Null if `X509Certificate` has the value.
+    /// Null if `X509Certificate` has the value.
+    bool (*read)(Reading&, CertificateFields&, asn1::blob value);
 };
 
 /// The extensions that the standard rules process.
@@ -213,8 +213,8 @@ CertificateFields::CertificateFields(X509Certificate const& from)
         }
     }
     if (refusal) {
-        refusal.offset = Refusal::nowhere; // The offset is relative to `tbs` and would be mistaken for one in
-                                           // the certificate.
+        // The offset is relative to `tbs` and would be mistaken for one in the certificate.
+        refusal.offset = Refusal::nowhere;
         malformed = std::move(refusal);
     }
 }

@@ -308,8 +308,8 @@ struct KindConstraints {
 
 struct Subtrees::State {
     std::array<KindConstraints, kindCount> kinds;
-    std::set<std::string>
-        domainsAboveExcluded; ///< A wildcard directly below one of them covers an excluded host.
+    /// A wildcard directly below one of them covers an excluded host.
+    std::set<std::string> domainsAboveExcluded;
     std::vector<Source> sources;
 
     /// Records the constraint for its kind and returns the range of its subtree.
