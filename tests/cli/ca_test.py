@@ -365,8 +365,8 @@ class IssueTest(AuthorityTest):
             "CERTIFICATE REQUEST", "NEW CERTIFICATE REQUEST"))
         self.issued(both, profile="client")
         make = [*self.issuing, "--profile", "client"]
-        self.refused(2, "no certificate request", *make, "ca.pem")
-        self.refused(2, "no certificate request", *make, self.write("empty", ""))
+        self.refused(2, "not a certificate request", *make, "ca.pem")
+        self.refused(2, "not a certificate request", *make, self.write("empty", ""))
         damaged = "-----BEGIN CERTIFICATE REQUEST-----\n****\n-----END CERTIFICATE REQUEST-----\n"
         self.refused(2, "base64", *make, self.write("damaged", damaged))
         self.refused(2, "No such file", *make, "missing.csr")
@@ -752,15 +752,15 @@ class ListTest(AuthorityTest):
         self.refused(2, "not a readable CRL", *self.listing, "--previous", "ca.pem")
         self.refused(2, "No such file", *self.listing, "--previous", "missing.crl")
         last = self.made(*self.listing, "--number", "0x7F" + "FF" * 19)
-        self.refused(2, "no number comes after its own", *self.listing, "--previous", last)
+        self.refused(2, "its number is the largest possible", *self.listing, "--previous", last)
 
     def test_refusals(self):
         for arguments, problem in some(((["--revoke", "nothing"], "neither a serial number in hexadecimal nor a certificate file"),
                                    (["--revoke", "1,because"], '"because" is not a reason; the choices are keyCompromise'), (["--revoke", "1,,soon"], "is not a time"),
                                    (["--revoke", "1,,2050-01-01"], "1950 to 2049"), (["--revoke", "0"], "neither"), (["--revoke", ","], "neither"), (["--revoke", ""], "must not be empty"),
                                    (["--revoke", "1,removeFromCRL"], "is not a reason"), (["--revoke", "80" + "00" * 19], "neither"),
-                                   (["--number", "x"], "is not a number of a CRL"), (["--number", "0x"], "is not a number"), (["--number", str(1 << 159)], "is not a number"),
-                                   (["--number", "9" * 60], "is not a number"), (["--from", "2050-01-01"], "1950 to 2049"), (["--from", "never"], "is not a time"),
+                                   (["--number", "x"], "is not a CRL number"), (["--number", "0x"], "is not a CRL number"), (["--number", str(1 << 159)], "is not a CRL number"),
+                                   (["--number", "9" * 60], "is not a CRL number"), (["--from", "2050-01-01"], "1950 to 2049"), (["--from", "never"], "is not a time"),
                                    (["--next-update", "2020-01-01"], "out of date before it is issued"), (["--days", "0"], "out of date"),
                                    (["--days", "9", "--next-update", "2030-01-01"], "excludes"), (["--next-update", "2050-01-01"], "1950 to 2049"))):
             self.refused(3, problem, *self.listing, *arguments)

@@ -326,7 +326,7 @@ class KemTest(ProgramTest):
             session.wait_for(b"New password for asked.key: ")
             self.assertFalse(session.echoes())
             session.type(PASSWORD.encode() + b"\n")
-            session.wait_for(b"The same again: ")
+            session.wait_for(b"Repeat the password: ")
             session.type(PASSWORD.encode() + b"\n")
             self.assertEqual(session.end(), (0, b""))
         with TerminalSession(self, ["kem", "public", "asked.key"]) as session:

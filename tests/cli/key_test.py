@@ -367,7 +367,7 @@ class PromptTest(KeyTest):
         with TerminalSession(self, ["key", "new", "p256", "--encrypt", "-o", "asked.key", *FAST]) as session:
             session.wait_for(b"New password for asked.key: ")
             session.type(b"open sesame\n")
-            session.wait_for(b"The same again: ")
+            session.wait_for(b"Repeat the password: ")
             self.assertFalse(session.echoes())
             session.type(b"open sesame\n")
             self.assertEqual(session.end(), (0, b""))

@@ -247,7 +247,7 @@ class PasswordTest(P12Test):
             session.wait_for(b"New password for asked.p12: ")
             self.assertFalse(session.echoes())
             session.type(b"open sesame\n")
-            session.wait_for(b"The same again: ")
+            session.wait_for(b"Repeat the password: ")
             session.type(b"open sesame\n")
             self.assertEqual(session.end(), (0, b""))
         self.expect(0, "p12", "import", "--password", "open sesame", "asked.p12")
@@ -380,7 +380,7 @@ class ImportTest(P12Test):
         self.assertEqual(openssl("pkey", "-in", self.dir / "again.pem", "-passin", "pass:battery staple"),
                          openssl("pkey", "-in", self.dir / "leaf.key"))
         with TerminalSession(self, ["p12", "import", "leaf.p12", "--password-file", "password", "--encrypt", "-o", "asked.pem"]) as session:
-            for question in (b"New password for asked.pem: ", b"The same again: "):
+            for question in (b"New password for asked.pem: ", b"Repeat the password: "):
                 session.wait_for(question)
                 session.type(b"open sesame\n")
             self.assertEqual(session.end(), (0, b""))

@@ -129,10 +129,10 @@ class RegisterTest(ProgramTest):
                 self.assertIn(message, self.expect(2, *verb).err)
         file.write_text(whole)
         (self.dir / "damaged/32.pem").write_text(whole)
-        self.assertIn("32.pem: does not hold exactly the certificate that its name says", self.expect(2, "ca", "list", "--register", "damaged").err)
+        self.assertIn("32.pem: does not hold exactly the certificate with the serial number in its name", self.expect(2, "ca", "list", "--register", "damaged").err)
         (self.dir / "damaged/32.pem").unlink()
         (self.dir / "damaged/crl-number").write_text("many\n")
-        self.assertIn("holds no number", self.expect(2, "crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "damaged", "-o", "none.crl").err)
+        self.assertIn("is not a CRL number", self.expect(2, "crl", "new", "--ca", "ca.pem", "-k", "ca.key", "--register", "damaged", "-o", "none.crl").err)
         (self.dir / "damaged/crl-number").write_text("41\n")
         self.assertIn("CRL Number: \n                42\n", self.crl("damaged"))
         # What the owner writes beside it, or what he adds by hand, is his own.

@@ -134,7 +134,7 @@ class VerifyTest(ProgramTest):
         self.expect(3, "verify", "--cerm", "many", "chain.pem")
         # A manager that trusts nothing for the use is no trust at all.
         elsewhere = {"KP_ROOT": str(self.dir / "bare-root")}
-        self.assertIn("nothing is trusted", self.expect(2, "verify", "--cerm", "1", "chain.pem", environment=elsewhere).err)
+        self.assertIn("no certificate is trusted", self.expect(2, "verify", "--cerm", "1", "chain.pem", environment=elsewhere).err)
 
     def test_revocation(self):
         self.make_crl("revoking", "inter", ["leaf"])
@@ -208,7 +208,7 @@ class VerifyTest(ProgramTest):
         self.write("forged.crl", text[:-1] + bytes([text[-1] ^ 1]))
         self.write("half.crl", text[:-1])
         for trust, why in ((["--ca", "root.pem", "--crl", "forged.crl"], "forged.crl: the signature of the CRL of <O=Test, CN=inter>"),
-                           (["--ca", "root.pem", "--crl", "half.crl"], "half.crl: not a readable certificate revocation list"),
+                           (["--ca", "root.pem", "--crl", "half.crl"], "half.crl: not a readable CRL"),
                            (["--ca", "root.pem", "--crl", "absent.crl"], "absent.crl: No such file"),
                            (["--ca", "clean.crl"], "clean.crl: no certificate in it")):
             result = self.expect(2, "verify", "--json", *trust, "chain.pem")

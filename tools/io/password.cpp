@@ -201,7 +201,7 @@ std::unique_ptr<Password> readPassword(PasswordSource const& source, AskFor kind
             return nullptr;
         Password again;
         if (kind == AskFor::fresh && !password->text.empty()) {
-            if (!readFromTerminal(prompt, "The same again: ", again))
+            if (!readFromTerminal(prompt, "Repeat the password: ", again))
                 return nullptr;
             if (again.text != password->text) {
                 badInput("the two passwords differ");
@@ -214,7 +214,7 @@ std::unique_ptr<Password> readPassword(PasswordSource const& source, AskFor kind
         return nullptr;
     }
     if (kind == AskFor::fresh && password->text.find('\0') != std::string::npos) {
-        badInput("the password has a zero byte, at which other programs would cut it");
+        badInput("the password has a zero byte, where other programs would truncate it");
         return nullptr;
     }
     return password;

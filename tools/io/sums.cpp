@@ -344,11 +344,11 @@ int worse(int a, int b) {
 
 } // namespace
 
-char const sumHelp[] = "The lines are those of coreutils' sums, and either checks what the other wrote. "
-                       "Files that cannot be read\n"
-                       "are named, the others are done, and the status is 2. With --check: 1 when a file "
-                       "differs, else 2 when a\n"
-                       "listed file cannot be read or there is no properly formatted line.";
+char const sumHelp[] =
+    "The lines have the format of coreutils programs such as sha256sum. If a file cannot be\n"
+    "read, it is reported, the others are processed, and the exit status is 2. With --check,\n"
+    "it is 1 if a file differs, otherwise 2 if a listed file cannot be read or there is no\n"
+    "properly formatted line.";
 
 void addSumOptions(CommandLine& commandLine, SumOptions& options) {
     Parameter const check =

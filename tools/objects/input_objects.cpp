@@ -47,7 +47,7 @@ std::optional<X509Req> readRequest(std::string const& path) {
     Refusal refusal;
     if (auto const request = readReq(*text, &refusal, requestOptions))
         return *request;
-    badInput(path + ": no certificate request: " + refusal);
+    badInput(path + ": not a certificate request: " + refusal);
     return std::nullopt;
 }
 

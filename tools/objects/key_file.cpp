@@ -37,7 +37,7 @@ std::string adviceFor(Refusal const& refusal, std::string_view text) {
     case RefusalId::unsupportedPrf:
     case RefusalId::unsupportedCipher:
         return "\"openssl pkcs8 -topk8 -v2 aes-256-cbc -v2prf hmacWithSHA256\" encrypts a copy of it in a "
-               "way that can be read";
+               "supported way";
     case RefusalId::pemWithoutEnd:
         return "a part of the file may be missing";
     default:

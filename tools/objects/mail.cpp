@@ -62,9 +62,8 @@ std::optional<SecretBytes> MailOptions::prepare(asn1::blob contents, bool isClea
         return prepared;
     }
     if (smime && !looksLikeMail(contents)) {
-        badInput(
-            "what a mail holds begins with MIME headers, \"Content-Type: text/plain\" and a blank line for "
-            "example: --text puts them before plain text");
+        badInput("the content of a mail begins with MIME headers and a blank line, such as \"Content-Type: "
+                 "text/plain\": --text puts them before plain text");
         return std::nullopt;
     }
     if (!isClearSigned)

@@ -116,14 +116,14 @@ std::optional<MessageFile> MessageFile::read(std::string const& path) {
         if (isMessageLabel(block->label) ||
             (isDecoded && getMessageKind(file.decoded) != MessageKind::none)) {
             if (hasMessage(rest))
-                note(path + ": holds several messages; this is about the first");
+                note(path + ": holds several messages; only the first is used");
             file.text.clear();
             return file;
         }
         other = block->label;
     }
     if (!other.empty())
-        return complain("holds no message, but \"" + other + "\"");
+        return complain("holds \"" + other + "\" instead of a message");
     if (file.text.empty())
         return complain("is empty");
     convertBer(file.text, &file.decoded);

@@ -32,6 +32,6 @@ bool setUsages(X509Certificate& certificate, Usages const& usages,
 inline constexpr char profileHelp[] = "server, client, tls\n"
                                       "(both), email, code-signing, time-stamping, ocsp or ca;\n"
                                       "may be given more than once";
-inline constexpr char profileFooter[] = "Several profiles make one certificate for all of it. Beside ca the "
-                                        "others say what the CA may issue\n"
-                                        "for; time-stamping stands alone (RFC 3161).";
+inline constexpr char profileFooter[] = "Several profiles are combined. With ca, the others limit what the "
+                                        "CA may issue for;\n"
+                                        "time-stamping cannot be combined (RFC 3161).";

@@ -197,7 +197,7 @@ std::optional<RegisteredCertificate> Register::readFile(std::string const& name)
     CertificateChain const certificates = readCertificates(*text, &refusals, FormRules::standard);
     if (certificates.size() != 1 || !refusals.empty() ||
         hexadecimal(certificates[0]->serialNumber) + std::string(suffix) != name) {
-        badInput(file + ": does not hold exactly the certificate that its name says");
+        badInput(file + ": does not hold exactly the certificate with the serial number in its name");
         return std::nullopt;
     }
     entry.certificate = certificates[0];
@@ -271,7 +271,7 @@ std::optional<std::vector<unsigned char>> Register::takeCrlNumber() {
             text->pop_back();
         auto const last = parseCrlNumber(*text);
         if (!last) {
-            badInput(file + ": holds no number of a CRL");
+            badInput(file + ": is not a CRL number");
             return std::nullopt;
         }
         number = BigNum(asn1::blob(*last));

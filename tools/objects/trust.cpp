@@ -47,7 +47,7 @@ bool loadCertificates(TrustOptions const& options, FormRules forms, CertificateM
         if (!loadTrusted(path, forms, store, complaint))
             return false;
     if (options.cermUsage && store->certs.empty()) {
-        *complaint = "nothing is trusted for the use " + formatHex(*options.cermUsage);
+        *complaint = "no certificate is trusted for the use " + formatHex(*options.cermUsage);
         return false;
     }
     return true;
@@ -61,7 +61,7 @@ bool loadCrls(std::string const& file, FormRules forms, Trust* trust, Complaint*
     size_t const before = trust->store.crls.size();
     trust->store.loadCrls(*text, &refusals, forms);
     if (!refusals.empty()) {
-        *complaint = file + ": not a readable certificate revocation list: " + Complaint(refusals.front());
+        *complaint = file + ": not a readable CRL: " + Complaint(refusals.front());
         return false;
     }
     for (size_t i = before; i < trust->store.crls.size(); ++i)

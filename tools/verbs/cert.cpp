@@ -6,7 +6,7 @@ Work setUpCert(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"self-sign", "make the certificate of a new CA, or another self-signed one", setUpCertSelfSign},
         {"issue", "make a certificate from a request or a public key", setUpCertIssue},
-        {"renew", "make a certificate again, with new dates", setUpCertRenew},
+        {"renew", "renew a certificate with new dates", setUpCertRenew},
     };
     return commandLine.verbs(verbs);
 }

@@ -114,8 +114,7 @@ int renew(Options const& options) {
 
     bool const hasEnd = certificate->notAfter.seconds != TimePoint::noExpiration;
     if (!hasEnd && !options.validity.days && options.validity.to.empty())
-        return wrongUsage(options.old +
-                          ": has no end: say with --days or --to how long the new one is valid");
+        return wrongUsage(options.old + ": has no expiration: give the new validity with --days or --to");
     auto const validity = options.validity.read(
         hasEnd ? certificate->notAfter.seconds - certificate->notBefore.seconds + 1 : secondsOfDay);
     auto const serialNumber = readNewSerialNumber(options.serialNumber);

@@ -76,9 +76,8 @@ public:
         if (blocks > untilWrap && !warned && blocks <= counterPeriod) {
             if (progress)
                 progress->hide();
-            warn("the last 32 bits of the counter pass zero and nothing is carried: programs that carry will "
-                 "not agree "
-                 "after block " +
+            warn("the last 32 bits of the counter wrap without a carry: programs that carry give a "
+                 "different result after block " +
                  std::to_string(untilWrap));
             warned = true;
         }
@@ -141,7 +140,7 @@ public:
                 auto const unpadded = lengthWithoutPadding(std::span(result).first(length), blockLength);
                 if (!unpadded)
                     return answerNo(job.file +
-                                    ": the padding is wrong: another key or IV, or a text that was changed");
+                                    ": the padding is malformed: wrong key or IV, or a changed text");
                 length = *unpadded;
             }
             if (!output.write(std::span(result).first(length)))
@@ -161,8 +160,7 @@ private:
 
     int judgeCounter(uint64_t bytes, Progress* progress) {
         if (counter && !counter->allow(bytes, progress))
-            return job.complain(
-                "more than 64 GiB: the counter of 32 bits would begin again, and the keystream");
+            return job.complain("more than 64 GiB: the 32-bit counter would wrap and repeat the keystream");
         return exitDone;
     }
 
@@ -173,7 +171,7 @@ private:
             return job.complain("its " + std::to_string(bytes) + " bytes are not whole blocks of " +
                                 std::to_string(blockLength));
         if (!mayEndAnywhere && job.padding && bytes == 0)
-            return job.complain("empty: there is no padding in it");
+            return job.complain("empty: the padding is missing");
         return judgeCounter(bytes, progress);
     }
 
@@ -224,9 +222,9 @@ bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t behi
         }
         text.reserve(text.size() + behind);
     } catch (std::bad_alloc const&) {
-        complaint = "there is not enough memory, and it is needed as a whole";
+        complaint = "there is not enough memory for the whole input";
     } catch (std::length_error const&) {
-        complaint = "there is not enough memory, and it is needed as a whole";
+        complaint = "there is not enough memory for the whole input";
     }
     if (input.error())
         complaint = std::strerror(input.error());
@@ -238,8 +236,8 @@ bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t behi
 }
 
 int authenticationFailed(Job const& job) {
-    return answerNo(
-        job.file + ": authentication failed: another key, IV or associated data, or a text that was changed");
+    return answerNo(job.file +
+                    ": authentication failed: wrong key, IV or associated data, or a changed text");
 }
 
 int runGcm(Job const& job, InputStream& input, OutputFile& output) {
@@ -309,9 +307,9 @@ std::optional<std::string> judge(Options const& options, CipherName const& ciphe
     auto const readers =
         (options.key.file == "-") + (options.file == "-") + std::ranges::count(options.aadFiles, "-");
     if (readers > 1)
-        return "standard input can be one of text, key and associated data";
+        return "standard input can only be one of text, key and associated data";
     if (wouldFloodTerminal(options.output))
-        return "the result could garble the terminal: give -o FILE, or -o - to see it all the same";
+        return "the result could garble the terminal: give -o FILE or -o -";
     return std::nullopt;
 }
 
@@ -327,7 +325,7 @@ int crypt(Options const& options, Direction direction) {
     if (auto const complaint = judge(options, *cipher, job.iv))
         return wrongUsage(*complaint);
     if (cipher->mode == CipherMode::gcm && job.iv.size() < 12)
-        warn("an IV below 12 bytes is used in a way of this program's own: others will not agree");
+        warn("an IV of less than 12 bytes is processed in a way that no other program supports");
 
     if (cipher->mode != CipherMode::null) {
         int status = exitDone;
@@ -403,10 +401,9 @@ Work setUpDirection(CommandLine commandLine, Direction direction) {
     commandLine.text("FILE", options->file, "the text; - or nothing is standard input");
     commandLine.footer(
         std::string(ciphers) +
-        (encrypts
-             ? ""
-             : "Status 1 says that authentication failed or the padding is wrong. No file is made then;\n"
-               "standard output may have got text in front of the wrong padding.\n\n") +
+        (encrypts ? ""
+                  : "The exit status is 1 if authentication fails or the padding is malformed. No file is\n"
+                    "written then, but standard output may have received text before the padding.\n\n") +
         examples);
     return [options, direction] { return crypt(*options, direction); };
 }

@@ -10,7 +10,7 @@ int writeMessage(ObjectOutput const& options, OutputFile& output, std::vector<un
     // Lines of 64 characters.
     size_t const size = options.der ? encoded.size() : encoded.size() / 48 * 65 + 100;
     if (size > inputLimit)
-        return badInput("the message would be larger than 256 MiB, which is more than is read");
+        return badInput("the message would exceed 256 MiB, the largest size that is read");
     return options.write(output, messageLabel, std::move(encoded));
 }
 
@@ -20,7 +20,7 @@ Work setUpCms(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
         {"sign", "sign a file", setUpCmsSign},
         {"check", "check who signed a message", setUpCmsCheck},
-        {"certificates", "take the certificates out of messages, or make a bundle of some",
+        {"certificates", "extract certificates from messages, or make a bundle of some",
          setUpCmsCertificates},
         {"encrypt", "encrypt a file to certificates or under a password", setUpCmsEncrypt},
         {"decrypt", "decrypt a message", setUpCmsDecrypt},

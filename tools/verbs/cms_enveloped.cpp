@@ -94,15 +94,15 @@ std::optional<X509Certificate> readRecipient(std::string const& path, EncryptOpt
         return std::nullopt;
     auto const key = certificate->parsePublicKey(nullptr);
     if (!key || key->keyType() == KeyType::Ed25519) {
-        badInput(path + ": has no RSA key, EC key or X25519 key, and messages are encrypted to those alone");
+        badInput(path + ": has another type of key: messages are only encrypted to RSA, EC and X25519 keys");
         return std::nullopt;
     }
     if (options.oaep && key->keyType() != KeyType::RSA) {
-        badInput(path + ": has no RSA key: leave --oaep out");
+        badInput(path + ": has no RSA key: omit --oaep");
         return std::nullopt;
     }
     if (options.byKeyId && certificate->subjectKeyId.empty()) {
-        badInput(path + ": has no subject key identifier: leave --key-id out");
+        badInput(path + ": has no subject key identifier: omit --key-id");
         return std::nullopt;
     }
     unsigned const usage =
@@ -119,7 +119,7 @@ int encrypt(EncryptOptions const& options) {
     if (standardInputTwice(inputs))
         return exitWrongUsage;
     if (options.recipients.empty() && !options.password.isGiven())
-        return wrongUsage("say who can open the message: --certificate FILE (or --to FILE), or "
+        return wrongUsage("the message has no recipients: give --certificate FILE (or --to FILE), or "
                           "--password-file FILE");
     auto const how = readCipher(options);
     if (!how)
@@ -177,12 +177,11 @@ int encrypt(EncryptOptions const& options) {
 int refuseDecryption(std::string const& file, Refusal const& refusal) {
     switch (refusal.id) {
     case RefusalId::undecryptable:
-        return answerNo(file +
-                        ": does not decrypt with this key: it is another one's, or the message was changed");
+        return answerNo(file + ": does not decrypt with this key: wrong key, or a changed message");
     case RefusalId::wrongPassword:
         return answerNo(file + ": the password is wrong");
     case RefusalId::changedContent:
-        return answerNo(file + ": the password is right, and the message was changed");
+        return answerNo(file + ": the password is right, but the message was changed");
     default:
         return badInput(file + ": " + complaintOf(refusal));
     }
@@ -201,7 +200,8 @@ struct Opener {
         if (!key)
             return status;
         if (key->keyType() == KeyType::Ed25519)
-            return badInput(options.key + ": signs alone: messages are encrypted to RSA, EC and X25519 keys");
+            return badInput(options.key +
+                            ": can only sign: messages are encrypted to RSA, EC and X25519 keys");
         if (options.certificate.empty())
             return exitDone;
         certificate = readCertificate(options.certificate);
@@ -211,7 +211,7 @@ struct Opener {
     /// Whether the message has a recipient that may be this one.
     int find(DecryptOptions const& options, EnvelopedMessage const& message) {
         if (message.recipients.empty())
-            return badInput(options.file + ": it has no recipients that can be read");
+            return badInput(options.file + ": has no supported recipients");
         if (!key) {
             auto const isPassword = [](auto const& each) { return each.kind == RecipientKind::password; };
             if (std::ranges::none_of(message.recipients, isPassword))
@@ -227,7 +227,7 @@ struct Opener {
                             (certificate ? "certificate" : "key"));
         // Trying a key on each of many recipients takes too long.
         if (found.size() > maxRecipientsTried && !certificate)
-            return wrongUsage(options.file + ": has many recipients: say which with --certificate");
+            return wrongUsage(options.file + ": has many recipients: give --certificate");
         return exitDone;
     }
 
@@ -279,7 +279,7 @@ int decrypt(DecryptOptions const& options) {
     if (!isData(message.encryptedContentInfo.contentType))
         note("the content is not plain data, but of the type " +
              getContentTypeName(message.encryptedContentInfo.contentType) +
-             (message.isAuthenticated && message.authAttrs.empty() ? ", which nothing authenticates" : ""));
+             (message.isAuthenticated && message.authAttrs.empty() ? ", which is not authenticated" : ""));
     int const status = options.text ? takeText(options.file, content) : exitDone;
     bool const isWritten = status == exitDone && output.write(content) && output.commit();
     if (isWritten)
@@ -321,7 +321,7 @@ Work setUpCmsEncrypt(CommandLine commandLine) {
         .texts("--certificate|--to", options->recipients,
                "the certificate of a recipient; once for each recipient")
         .valueName("FILE");
-    addPasswordOptions(commandLine, options->password, "that opens the message");
+    addPasswordOptions(commandLine, options->password, "that decrypts the message");
     commandLine
         .text(
             "--cipher", options->cipher,

@@ -83,7 +83,7 @@ int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std
                   "signing messages"))
         return exitBadInput;
     if (options.byKeyId && certificate->subjectKeyId.empty())
-        return badInput(certificateFile + ": has no subject key identifier: leave --key-id out");
+        return badInput(certificateFile + ": has no subject key identifier: omit --key-id");
     PKCS7SignerOptions how;
     how.hash = signer->hash;
     hashes.push_back(signer->key->keyType() == KeyType::Ed25519 ? HashID::SHA512 : how.hash);
@@ -94,12 +94,12 @@ int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std
     bool isSigned = false;
     workWithClock("signing", [&] { isSigned = message.addSigner(*certificate, *signer->key, how); });
     if (!isSigned)
-        return badInput(keyFile +
-                        ": the key makes no signature: its numbers are inconsistent, or it is too short "
-                        "for this hash");
+        return badInput(keyFile + ": the key cannot sign: its numbers are inconsistent, or it is too short "
+                                  "for this hash");
     if (!options.byKeyId && !DistinguishedName::roundTrips(certificate->issuerBytes()))
-        note(certificateFile + ": the issuer's name is one that the library would write in other bytes; it "
-                               "stands in the message as it does in the certificate");
+        note(certificateFile +
+             ": the library would encode the issuer's name differently; the message has the "
+             "encoding of the certificate");
     return exitDone;
 }
 
@@ -117,8 +117,8 @@ int sign(SignOptions& options) {
         return wrongUsage("\"" + options.contentType + "\" is not an object identifier");
     if (options.withoutAttributes && (options.signingTime || !isData(type)))
         return wrongUsage(
-            "the time of signing and a content of another type than data are told by attributes: leave "
-            "--no-attributes out");
+            "a signing time, and a content type other than data, require signed attributes: omit "
+            "--no-attributes");
     if (!options.mail.isUsable(options.output))
         return exitWrongUsage;
     auto const file = readMessage(options.file);
@@ -129,10 +129,10 @@ int sign(SignOptions& options) {
     if (!content)
         return exitBadInput;
     if (options.withoutAttributes && looksLikeSignedAttributes(asn1::blob(content->data(), content->size())))
-        return badInput(options.file +
-                        ": has the form of what signers sign in place of a content, so that the "
-                        "signature would be one of another message too: leave --no-attributes "
-                        "out");
+        return badInput(
+            options.file +
+            ": has the form of signed attributes, so its signature would also be valid for another "
+            "message: omit --no-attributes");
     OutputFile output;
     if (int const status = options.output.open(output); status != exitDone)
         return status;
@@ -265,9 +265,9 @@ int check(CheckOptions const& options) {
         return badInput(options.file + ": has no signers: it only carries certificates, which \"cms "
                                        "certificates\" takes out");
     if (file->content() != nullptr && !options.content.empty())
-        return wrongUsage(options.file + ": the mail holds the content: leave --content out");
+        return wrongUsage(options.file + ": the mail contains the content: omit --content");
     if (message.content.empty() && options.content.empty() && file->content() == nullptr)
-        return wrongUsage(options.file + ": the content is not in it: give it with --content");
+        return wrongUsage(options.file + ": does not contain the content: give it with --content");
     auto further = readFurtherCertificates(options.certificates, formsFor(how.path));
     if (!further)
         return exitBadInput;

@@ -154,12 +154,12 @@ int makeCrl(Options const& options) {
     BigNum const next = BigNum(asn1::blob(crl.crlNumber)) + bn64(1);
     auto const nextNumber = crlNumberOf(next);
     if (!nextNumber)
-        return badInput(options.previous + ": no number comes after its own");
+        return badInput(options.previous + ": its number is the largest possible");
     crl.crlNumber = *nextNumber;
     if (!options.number.empty()) {
         auto const number = parseCrlNumber(options.number);
         if (!number)
-            return wrongUsage("\"" + options.number + "\" is not a number of a CRL");
+            return wrongUsage("\"" + options.number + "\" is not a CRL number");
         if (!options.previous.empty() && BigNum(asn1::blob(*number)) < next)
             return wrongUsage("the CRL numbers of a CA must increase: the next is " + str(crl.crlNumber) +
                               " (hexadecimal)");

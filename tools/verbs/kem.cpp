@@ -80,7 +80,7 @@ Work decapVerb(CommandLine commandLine) {
     commandLine
         .text("-k,--key", options->key,
               "the secret key: PKCS#8 with seed, expanded key or both,\n"
-              "encrypted or not, PEM or DER; or the 64 bytes of the one,\nthe 2400 of the other")
+              "encrypted or not, PEM or DER; or the raw 64 bytes of the\nseed or 2400 of the expanded key")
         .valueName("FILE")
         .required();
     addKeyPassword(commandLine, *options);

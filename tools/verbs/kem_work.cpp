@@ -41,9 +41,7 @@ bool isSamePlace(std::string const& one, std::string const& other) {
     return one == other || (one != "-" && other != "-" && resolve(one) == resolve(other));
 }
 
-int floods() {
-    return wrongUsage("raw bytes would garble the terminal: give -o FILE, or -o - to see them all the same");
-}
+int floods() { return wrongUsage("raw bytes would garble the terminal: give -o FILE or -o -"); }
 
 int write(KemOptions const& options, mode_t mode, std::span<unsigned char const> bytes) {
     return writeFile(options.output, mode, options.force, bytes) ? exitDone : exitBadInput;

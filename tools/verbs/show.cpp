@@ -207,7 +207,7 @@ Found readMessage(MessageKind kind, asn1::blob der) {
             return readMessage(getMessageKind(converted), converted);
         found.complaint = berComplaint(der);
         if (found.complaint.empty())
-            found.complaint = "no message that is known";
+            found.complaint = "a message of an unknown form";
         return found;
     }
     return found;

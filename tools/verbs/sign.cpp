@@ -63,7 +63,7 @@ std::optional<Signed> readSigned(Options const& options, PublicKey const& key, i
     }
     HashID const hash = options.algorithm.empty() ? getMatchingHash(key) : findHash(options.algorithm)->id;
     if (key.keyType() == KeyType::RSA && hash == HashID::MD4) {
-        *status = wrongUsage("an RSA key makes no signatures of md4");
+        *status = wrongUsage("an RSA key cannot sign with md4");
         return std::nullopt;
     }
     FileDigest const result = digestFile(options.file, *createHash(hash));
@@ -103,7 +103,7 @@ int sign(SignOptions const& options) {
     auto signature = what->hash == HashID::none ? signMessage(*key, HashID::none, *what)
                                                 : signHashed(*key, what->hash, *what);
     if (signature.empty())
-        return badInput(options.key + ": the key makes no signature: its numbers are inconsistent, or "
+        return badInput(options.key + ": the key cannot sign: its numbers are inconsistent, or "
                                       "it is too short for this hash");
     if (isText) {
         std::string const text =
@@ -161,7 +161,7 @@ int check(CheckOptions const& options) {
         terminal::out() << file << (verifies ? ": OK" : ": FAILED") << std::endl;
     if (!verifies)
         return answerNo(refusal.id == RefusalId::signatureMismatch
-                            ? Complaint("the signature is not of this file and key", refusal)
+                            ? Complaint("the signature does not match this file and key", refusal)
                             : refusal);
     return exitDone;
 }

@@ -226,7 +226,7 @@ int set(kp::Store& store, Options const& options) {
         return wrongUsage("no field to set");
     message record = options.replace ? message() : store.get(*options.id);
     if (std::string bad; !setFields(record, options.fields, &bad))
-        return wrongUsage("\"" + bad + "\" is no FIELD=TYPE:VALUE");
+        return wrongUsage("\"" + bad + "\" is not FIELD=TYPE:VALUE");
     if (!store.put(*options.id, record))
         return badInput(recordName(options, *options.id) + " could not be written: " + std::strerror(errno));
     return exitDone;
