@@ -45,8 +45,7 @@ unsigned stringOf(unsigned elementTag) {
 }
 
 /// EncryptedContentInfo ::= SEQUENCE { contentType OBJECT IDENTIFIER, contentEncryptionAlgorithm SEQUENCE,
-/// encryptedContent [0] IMPLICIT OCTET STRING }. Only here may a third element [0] be a segmented string in
-/// BER.
+/// encryptedContent [0] IMPLICIT OCTET STRING }. Only here may a third element [0] be a segmented string.
 bool isEncryptedContent(Open const& parent, unsigned childTag) {
     return *parent.start == tag::sequence && parent.children == 2 && parent.before[0] == tag::oid &&
            parent.before[1] == tag::sequence && childTag == tag::constructed(0);

@@ -58,8 +58,7 @@ bool enterSequence(asn1::blob& bytes) {
 bool isTime(unsigned elementTag) { return elementTag == tag::utcTime || elementTag == tag::generalizedTime; }
 
 /// The kind of a SIGNED{ToBeSigned}, from the first fields of its signed part (RFC 5280, sections 4.1
-/// and 5.1; RFC 2986, section 4.1). The later fields may be malformed or missing. `otherDer` for any other
-/// input.
+/// and 5.1; RFC 2986, section 4.1). Later fields may be malformed or missing. `otherDer` for other input.
 InputKind kindOfSigned(asn1::blob der) {
     if (!enterSequence(der) || !enterSequence(der))
         return InputKind::otherDer;

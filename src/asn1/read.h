@@ -41,8 +41,7 @@ inline asn1::blob paramsOrOid(asn1::blob content, asn1::blob params) {
     return params.empty() ? content : params;
 }
 
-/// `parse(AlgorithmIdentifier&, content)`, with a copy of the object identifier's encoding for absent
-/// parameters.
+/// `parse(AlgorithmIdentifier&, content)`, with a copy of the identifier for absent parameters.
 bool readAlgorithm(Reading& reading, asn1::blob content, AlgorithmIdentifier& to);
 
 } // namespace detail

@@ -9,8 +9,7 @@ namespace {
 
 constexpr unsigned videotexString = 0x15, graphicString = 0x19, generalString = 0x1B;
 
-/// Converts UCS-2 or UCS-4. Invalid characters, and an incomplete one at the end, become the replacement
-/// character.
+/// Converts UCS-2 or UCS-4. Invalid and incomplete characters become the replacement character.
 std::string fromUnits(asn1::blob content, size_t size) {
     std::string text;
     while (!content.empty()) {
