@@ -14,8 +14,7 @@ namespace detail {
 /// Whether diagnostics are written to the streams of the stated entry points.
 enum class Diagnostics : bool { silent, stated };
 
-/// One call of a reader. Readers pass it down by reference. The first refusal is kept, because it is the
-/// deepest.
+/// One call of a reader. Readers pass it down by reference. The first refusal is kept: it is the deepest.
 class Reading {
 public:
     /// Silent and without a refusal, for bytes that were read before under any rules.

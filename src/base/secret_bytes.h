@@ -31,8 +31,7 @@ bool replaceSecret(std::vector<unsigned char>& out, Work work) {
     return done;
 }
 
-/// Bytes that are wiped by the destructor. Growing `value` would leave an unwiped copy, so it must be filled
-/// once.
+/// Bytes that are wiped by the destructor. Fill `value` once: growing it would leave an unwiped copy.
 struct SecretBytes {
     std::vector<unsigned char> value;
 

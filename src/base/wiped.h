@@ -14,7 +14,7 @@ struct Wiped : Value {
     ~Wiped() { secureMemset(static_cast<Value*>(this), 0, sizeof(Value)); }
 };
 
-/// Wipes the stack memory that was used by functions which the caller called before. For functions whose
+/// Wipes the stack memory that functions called earlier have used. For functions whose
 /// locals are too many or too time-critical to be wiped each time.
 void wipeStackBelow();
 
