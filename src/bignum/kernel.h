@@ -423,8 +423,7 @@ inline void squareFixed(Digit* r, Digit const* a) {
 }
 
 /// R steps of Montgomery reduction: adds the multiple of m to t that makes its R low limbs zero. These are
-/// not written, because they are not read again. `carry` belongs to the limb above those of the previous
-/// step.
+/// not written, because they are not read again. `carry` is for the limb above those of the previous step.
 template <typename Limb, size_t R, size_t Limbs = 0>
 SEALKIT_INLINED inline void reduceRows(Digit* t, Digit const* m, size_t digits, Limb inverse, Limb& carry) {
     constexpr size_t step = limbDigits<Limb>;
@@ -542,7 +541,7 @@ public:
           reciprocal(
               static_cast<Limb>(wide(static_cast<Limb>(~normalised), static_cast<Limb>(-1)) / normalised)) {}
 
-    /// (high * base + low) divided by the divisor, with high below the divisor. The remainder replaces
+    /// (high * base + low) / divisor, with high below the divisor. The remainder replaces
     /// `high`.
     Limb divide(Limb& high, Limb low) const {
         Product estimate = static_cast<Product>(reciprocal) * high + wide(high, low);

@@ -47,8 +47,7 @@ consteval auto listOddPrimes() {
 
 constexpr auto oddPrimes = listOddPrimes();
 
-/// Consecutive primes whose product fits a limb. The remainder modulo the product yields those modulo each
-/// prime.
+/// Consecutive primes whose product fits a limb. The remainder modulo it yields those modulo each prime.
 struct PrimeGroup {
     size_t end = 0; ///< One past the last of them in `oddPrimes`.
     /// Divides by a multiple of the product with the top bit set, which the primes divide too.

@@ -15,8 +15,7 @@ using SecretDigits = std::vector<Digit, WipingAllocator<Digit>>;
 /// residues have `width()` digits.
 ///
 /// The sequence of operations only depends on widths and on the length of the modulus, which are declassified
-/// (`Told::keyLength`), and on public exponents. Results may overwrite operands. Each object is for one
-/// thread.
+/// (`Told::keyLength`), and on public exponents. Results may overwrite operands. An object is for one thread.
 class QuietModulus {
 public:
     enum class Kind : bool { secret, open };
