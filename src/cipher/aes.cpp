@@ -130,8 +130,7 @@ struct Decryption {
             lookUp(table, s.c, s.d, s.a, s.b) ^ key.c, lookUp(table, s.d, s.a, s.b, s.c) ^ key.d};
 }
 
-/// Cipher, section 5.1, or the equivalent inverse cipher, section 5.3.5. `keyAt` returns a round key by its
-/// number.
+/// Cipher, section 5.1, or the equivalent inverse cipher, section 5.3.5. `keyAt` returns a round key.
 template <typename Direction>
 [[gnu::always_inline]] inline void crypt(unsigned rounds, auto const& keyAt, unsigned char const* in,
                                          unsigned char* out) {

@@ -11,8 +11,7 @@
 
 namespace {
 
-/// The size of the pieces that are encrypted and then hashed: whole blocks, small enough to remain in the
-/// cache.
+/// The size of the pieces that are encrypted and then hashed: whole blocks that remain in the cache.
 constexpr unsigned pieceLength = 1024;
 
 /// Adds to the last 32 bits of a counter block (SP 800-38D, section 6.2).
