@@ -7,8 +7,7 @@
 
 namespace detail {
 
-/// The `len` lowest bytes of `number`, little-endian. Only the result holds them, so a secret leaves no other
-/// copy.
+/// The `len` lowest bytes of `number`, little-endian. Leaves no other copy of a secret.
 inline std::vector<unsigned char> littleEndian(BigNum const& number, size_t len) {
     std::vector<unsigned char> bytes(len);
     for (size_t i = 0; i < len && i / 4 < number.size(); ++i)

@@ -2,8 +2,7 @@
 //
 // An element is a sum of signed limbs: five of 51 bits if the machine multiplies 64-bit words into 128 bits,
 // otherwise ten of alternately 26 and 25 bits. Limb i has the weight 2^ceil(255·i/limbs), and 2^255 is
-// reduced to 19. Limbs have spare bits, so sums and differences need no carries. Their size is counted in
-// units:
+// reduced to 19. Limbs have spare bits, so sums and differences need no carries. Sizes are counted in units:
 //
 // - The results of `mul`, `sqr`, `carried` and an inverse have one unit: ten limbs have at most 1.01·2^25
 //   (even) and 1.01·2^24 (odd), five limbs at most 1.01·2^51. The result of `fromDigits` counts as two.
@@ -230,8 +229,7 @@ inline void powP58(F& r, F const& a) {
     mul(r, x, a); // 2^252 - 4 + 1
 }
 
-/// r = a^(p - 2): the inverse, or 0 for 0. As p - 2 = 8·(2^252 - 3) + 3, it takes 254 squares and 13
-/// products.
+/// r = a^(p - 2): the inverse, or 0 for 0. As p - 2 = 8·(2^252 - 3) + 3, 254 squares and 13 products suffice.
 template <typename F>
 inline void invert(F& r, F const& a) {
     F x, cube;

@@ -12,8 +12,7 @@ namespace {
 using F = detail::Element;
 using Jacobian = detail::JacobianPoint<F>;
 
-/// Converts a number below p. Only for these are the partly reduced numbers of the general arithmetic
-/// unambiguous.
+/// Converts a number below p, which the general arithmetic keeps unchanged.
 bool take(F& x, BigNum const& value) {
     if (value >= Curve25519::getMod())
         return false;

@@ -43,7 +43,7 @@ unsigned writeBytes(unsigned char* bytes, Element const& x);
 /// The low bit of the value below p.
 unsigned lowBit(Element const& x);
 
-/// A point of Curve25519 with the coordinate u; the sign of v is arbitrary. Returns false if u is on the
+/// A point of Curve25519 with the coordinate u and any sign of v. Returns false if u is on the
 /// twist.
 bool fromMontgomery(JacobianPoint<Element>& P, Element const& u);
 

@@ -168,8 +168,7 @@ struct MersennePrime521 : Mersenne521Sums {
     static void sqr(Fixed<9>& r, Fixed<9> const& a) {
         Fixed<9> x;
         split(x, a);
-        // The sum of x[i] * x[total - i] with i from `first` to `total - first`, with each pair computed
-        // once.
+        // The sum of x[i] * x[total - i] with i from `first` to `total - first`, each pair computed once.
         auto const pairs = [&](auto total, auto first) SEALKIT_INLINED {
             constexpr unsigned count = (total + 1) / 2 - first; // The number of pairs of different limbs.
             Column sum = 0;
