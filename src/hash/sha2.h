@@ -12,7 +12,7 @@
 
 namespace detail {
 
-/// The rotation distances of FIPS 180-4, sections 4.1.2 and 4.1.3; the last of the lowercase functions is a
+/// The rotation distances of FIPS 180-4, sections 4.1.2 and 4.1.3; the last one of a lowercase function is a
 /// shift.
 struct Sha2Distances {
     int bigSigma0[3], bigSigma1[3], smallSigma0[3], smallSigma1[3];
