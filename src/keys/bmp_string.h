@@ -9,8 +9,7 @@
 
 namespace detail {
 
-/// Appends UTF-8 as UTF-16, with at most two bytes for each byte. Each byte that is not UTF-8 becomes one
-/// character.
+/// Appends UTF-8 as UTF-16, with at most two bytes for each byte. Other bytes become one character each.
 void appendBmp(std::vector<unsigned char>& to, std::string_view text);
 
 /// The password with each byte as a character, followed by two zero bytes as in `pkcs12_password`. The caller

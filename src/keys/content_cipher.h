@@ -20,8 +20,7 @@ struct ContentCipher {
 
 /// Null for any other algorithm.
 ContentCipher const* findContentCipher(asn1::blob oid);
-/// The cipher with keys of `keySize` bytes, or with the longest keys if that is 0. Null if there is no such
-/// cipher.
+/// The cipher with keys of `keySize` bytes, or with the longest keys if that is 0. Null if it does not exist.
 ContentCipher const* findContentCipher(CipherID id, unsigned keySize);
 
 /// The key must have `keySize` bytes, and the IV `blockSize`.

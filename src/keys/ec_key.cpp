@@ -90,8 +90,7 @@ std::string nameOfExplicit(asn1::blob algoParams) {
     return "another than those supported";
 }
 
-/// The curve that `algoParams` name (RFC 5480, section 2.1.1). Refuses unknown and explicit curves, with a
-/// diagnostic.
+/// The curve that `algoParams` name (RFC 5480, section 2.1.1). Refuses unknown and explicit curves.
 Curve readCurve(Reading& reading, asn1::blob algoParams) {
     Reading::Step const step(reading, "parameters");
     if (asn1::parser(algoParams).tag == tag::sequence) {

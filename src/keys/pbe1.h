@@ -19,8 +19,7 @@ struct Pbe1Scheme {
 /// Null for any other scheme.
 Pbe1Scheme const* findPbe1Scheme(asn1::blob oid);
 
-/// Whether a count of iterations is from 1 to `pkcs12MaxIterations`. `content` is that of its INTEGER, or
-/// empty.
+/// Whether a count of iterations is from 1 to `pkcs12MaxIterations`. `content` is its INTEGER's, or empty.
 bool checkCount(Reading& reading, unsigned iterations, asn1::blob content = {});
 
 /// Reads pkcs-12PbeParams and the PBEParameter of PBES1.

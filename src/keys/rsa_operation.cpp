@@ -151,8 +151,7 @@ std::vector<unsigned char> publicPower(RsaPublicKey const& key, asn1::blob x) {
     Digit* const entered = plain + k;
     Digit* const power = entered + k;
     std::copy(number.digits.begin(), number.digits.end(), plain);
-    // Division is the fast way into Montgomery form. Its time depends on x, which is secret only in
-    // encryption.
+    // Division is the fast way into Montgomery form. Its time depends on x, a secret only in encryption.
     number.digits.reserve(2 * k + 4);
     number.shiftLeftByDigits(k);
     div(number, key.n, nullptr, &number);

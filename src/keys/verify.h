@@ -37,8 +37,7 @@ struct PssParameters {
     size_t saltLength = 0;
 };
 
-/// Reads RSASSA-PSS-params (RFC 8017, appendix A.2.3), a whole SEQUENCE. Refuses other hashes, masks and
-/// trailers.
+/// Reads RSASSA-PSS-params (RFC 8017, appendix A.2.3), a whole SEQUENCE. Refuses other parameters.
 bool readPssParameters(Reading& reading, asn1::blob parameters, PssParameters* to);
 
 /// Whether `signature` is the RSASSA-PSS signature of `digest`, computed with the hash of `parameters` (RFC
