@@ -204,8 +204,7 @@ std::unique_ptr<PublicKey> readPublic(Reading& reading, std::string_view text, K
             refuseRest(reading, text, reader, InputKind::publicKey, "PUBLIC KEY");
         return key;
     }
-    // The label is checked first, because the decoded bytes are not wiped and must not be those of a private
-    // key.
+    // The label is checked first, because decoded bytes are not wiped and must not be a private key.
     if (block.label == "PUBLIC KEY")
         return readBody(reading, block, InputKind::publicKey, detail::readPublicKeyInfo);
     if (block.label == "RSA PUBLIC KEY")

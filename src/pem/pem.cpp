@@ -66,8 +66,7 @@ bool refuseBody(detail::Reading& reading, PemBlock const& block) {
     return reading.refuseLine(RefusalId::pemMalformedBase64, block.number, last);
 }
 
-/// Refuses the first line with an indented begin mark, which hides a block. Returns true if there is no such
-/// line.
+/// Refuses the first line with an indented begin mark, which hides a block. Otherwise returns true.
 bool refuseIndented(detail::Reading& reading, std::string_view text) {
     size_t number = 0;
     while (!text.empty()) {

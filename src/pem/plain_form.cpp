@@ -245,8 +245,7 @@ private:
     bool wasHeader = false;
 };
 
-/// Whether the frames of a text with PEM are already in the form that the loaders take, as in nearly every
-/// file.
+/// Whether the frames of a text with PEM already have the form that the loaders take, as in most files.
 bool isPlainPem(std::string_view text) {
     for (size_t at = text.find('\r'); at != std::string_view::npos; at = text.find('\r', at + 2))
         if (text.substr(at, 2) != "\r\n")
