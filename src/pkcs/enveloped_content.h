@@ -20,8 +20,7 @@ struct EncryptedContent {
 };
 
 /// Decrypts a content. An empty key or one of a wrong size fails, but takes as long. Refusals other than
-/// `RefusalId::undecryptable` depend only on the message. The caller must have wiped the previous contents of
-/// `out`.
+/// `RefusalId::undecryptable` depend only on the message. `out` must have been wiped.
 bool decryptContent(Reading& reading, EncryptedContent const& content, asn1::blob key,
                     std::vector<unsigned char>& out);
 
@@ -30,8 +29,7 @@ bool encryptCbc(PKCS7EncryptedContentInfo& to, CipherID cipher, unsigned keySize
                 Rng const& rng, SecretBytes& key);
 
 /// Generates a key for AES-GCM and encrypts a content under it. Sets `encryptedContentInfo` and `mac`, and
-/// authenticates the message's attributes. Returns false for other key sizes and for contents that are too
-/// large.
+/// authenticates the message's attributes. Returns false for other key sizes and too large contents.
 bool encryptGcm(EnvelopedMessage& to, unsigned keySize, asn1::blob content, Rng const& rng, SecretBytes& key);
 
 } // namespace detail

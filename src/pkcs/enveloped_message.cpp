@@ -224,8 +224,7 @@ detail::EncryptedContent contentOf(EnvelopedMessage const& message) {
     return {message.encryptedContentInfo, message.isAuthenticated ? &message : nullptr};
 }
 
-/// The refusal after several attempts. One that depends only on the message takes precedence if no key was
-/// tried.
+/// The refusal of several attempts: `undecryptable` if any key was tried, otherwise the last one.
 class Attempts {
 public:
     void add(Refusal&& refusal) {

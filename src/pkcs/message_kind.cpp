@@ -83,8 +83,7 @@ MessageKind getMessageKind(asn1::blob der) {
         return isResponse(fields) ? MessageKind::timeStampResponse : MessageKind::none;
     if (!takeIf(fields, tag::integer))
         return MessageKind::none;
-    // The next element of a bare SignedData is a SET, and that of a request is its digest. Private keys have
-    // neither.
+    // Next is a SET in a bare SignedData, and the digest in a request. Private keys have neither.
     if (fields.tag == tag::set)
         return MessageKind::signedData;
     bool const isRequest = fields.tag == tag::sequence && firstTagIn(fields.value()) == tag::sequence;

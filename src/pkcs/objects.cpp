@@ -63,8 +63,7 @@ bool isPrivate(InputKind kind) {
            kind != InputKind::rsaPublicKey;
 }
 
-/// Whether a block with the label of one kind may contain another kind without a note: keys have several
-/// forms.
+/// Whether a block labelled as one kind may contain another without a note: keys have several forms.
 bool agree(InputKind promised, InputKind found) {
     constexpr auto isPublic = [](InputKind kind) {
         return kind == InputKind::publicKey || kind == InputKind::rsaPublicKey;
@@ -109,8 +108,7 @@ private:
         take(std::move(object));
     }
 
-    /// Delivers several objects of known kinds in DER, one after the other. Returns false for any other
-    /// input.
+    /// Delivers several objects of known kinds in DER, one after the other. Otherwise returns false.
     bool takeSeveral(asn1::blob file) {
         size_t count = 0;
         asn1::parser elements(file);

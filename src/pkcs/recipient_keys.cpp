@@ -75,8 +75,7 @@ bool isNullOrAbsent(asn1::blob params) {
     return params.empty() || params == asn1::blob(null);
 }
 
-/// The key wrap that the parameters of an algorithm name: they are an AlgorithmIdentifier too. Null after a
-/// refusal.
+/// The key wrap that the parameters of an algorithm name: they are an AlgorithmIdentifier. Null if refused.
 KeyWrap const* readKeyWrap(Reading& reading, asn1::blob algorithm, asn1::blob params) {
     KeyWrap const* const wrap = findRow(keyWraps, algorithm);
     if (wrap == nullptr)

@@ -26,7 +26,7 @@ bool decryptContentKey(Reading& reading, EnvelopedRecipient const& recipient, st
 bool decryptContentKeyShared(Reading& reading, EnvelopedRecipient const& recipient,
                              asn1::blob keyEncryptionKey, SecretBytes& contentKey);
 
-/// The number of rounds that derive a recipient's key from a password. Returns false if the recipient is
+/// The rounds that derive a recipient's key from a password. Returns false if the recipient is
 /// refused.
 bool passwordRounds(Reading& reading, EnvelopedRecipient const& recipient, unsigned* rounds);
 

@@ -88,7 +88,7 @@ bool readObjects(Reading& reading, asn1::blob set, char const* what,
     return true;
 }
 
-/// The same for the standard rules, which skip malformed objects and other kinds, with the reasons in
+/// The same for the standard rules, which skip malformed objects and other kinds and add the reasons to
 /// `ignored`.
 template <typename Object>
 bool readSomeObjects(Reading& reading, asn1::blob set, char const* what,

@@ -123,8 +123,8 @@ bool readVersion(Level& fields) {
     if (!detail::takeUInt(fields, &version, "version"))
         return false;
     std::string const number = std::to_string(version);
-    // The signer's identifier decides instead, as in `readIdentity`, because some programs write the wrong
-    // version.
+    // The signer's identifier decides instead, as in `readIdentity`, because some programs write wrong
+    // versions.
     if (reading.isStandard())
         return version == version1 || version == version3 ||
                reading.refuse(RefusalId::messageVersion, place, {{"expected", "1 or 3"}, {"found", number}});
