@@ -24,8 +24,7 @@ using detail::CertificateFields;
 using detail::Subtrees;
 using Failure = std::optional<PathExplanation>;
 
-/// The identity that a validator may read from a common name: an address, a mailbox or a host of several
-/// labels.
+/// What a validator may read from a common name: an address, a mailbox or a host of several labels.
 std::optional<GeneralName> identityOf(std::string const& commonName) {
     GeneralName name;
     for (char const* const kind : {"IP:", "email:"})

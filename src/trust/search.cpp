@@ -23,8 +23,8 @@ using detail::viewOf;
 constexpr unsigned namesCheckedPerUnit = 4096;
 constexpr unsigned candidatesPerUnit = 4096;
 
-/// Equal objects have the same signature and signed bytes. The signature comes first because it differs
-/// soonest.
+/// Equal objects have the same signature and signed bytes. The signature is compared first, because it
+/// differs soonest.
 using Content = std::pair<std::string_view, std::string_view>;
 
 Content contentOf(X509Base const& object) { return {viewOf(object.signature), viewOf(object.tbs)}; }
@@ -101,8 +101,7 @@ public:
         return add(certificate, isTrusted, nextNumber);
     }
 
-    /// Adds the store's certificates with this name to the pool. Adding all would be slow, and a search needs
-    /// few.
+    /// Adds only the store's certificates with this name to the pool, because a search needs few.
     void takeListed(DistinguishedName const& subject) {
         if (listed != nullptr)
             for (size_t const position : detail::positionsNamed(*listed, subject))

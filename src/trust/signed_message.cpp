@@ -1,5 +1,4 @@
-/// `PKCS7SignedData::verify` is defined here because it uses stores and chains, which src/pkcs may not
-/// include.
+/// `PKCS7SignedData::verify` is defined here because src/pkcs may not include stores and chains.
 #include "sealkit/oid.h"
 
 #include "trust/signer_checks.h"

@@ -34,8 +34,7 @@ class Indexed {
 public:
     using Objects = std::vector<std::shared_ptr<Object>>;
 
-    /// Brings the index up to date. Several threads may do so at once, while none of them appends to the
-    /// store.
+    /// Brings the index up to date. Several threads may do so, while no thread appends to the store.
     template <typename Add>
     void update(Objects const& objects, Add add) {
         size_t const wanted = stampOf(objects);

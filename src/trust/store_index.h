@@ -1,5 +1,5 @@
-// Fast look-ups in a large `CertificateMemoryStore`. The index is not a member of the store, whose layout is
-// fixed.
+// Fast look-ups in a large `CertificateMemoryStore`. The index is not a member, because the layout of the
+// store is fixed.
 #pragma once
 
 #include "sealkit/store.h"

@@ -61,8 +61,8 @@ private:
     std::map<std::shared_ptr<X509Certificate>, std::string> subjects;
 };
 
-/// Compares CRL numbers (content octets of a non-negative INTEGER). Returns a value below, equal to or above
-/// 0.
+/// Compares CRL numbers (content octets of a non-negative INTEGER). Returns a negative number, 0 or a
+/// positive one.
 int compareCrlNumbers(asn1::blob a, asn1::blob b);
 
 } // namespace detail

@@ -11,7 +11,7 @@ PathFinding validateByStandard(CertificateChain const& chain, CertificateStore c
                                std::span<std::shared_ptr<X509Crl> const> crls, PathOptions const& options,
                                unsigned rules, PathChecks& checks, Texts texts);
 
-/// The store's CRLs for a chain: all of a `CertificateMemoryStore`; otherwise those it returns for each
+/// The store's CRLs for a chain: all of a `CertificateMemoryStore`; otherwise its answers for each
 /// certificate.
 std::vector<std::shared_ptr<X509Crl>> listCrls(CertificateChain const& chain, CertificateStore const& store);
 

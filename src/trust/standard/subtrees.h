@@ -41,8 +41,7 @@ struct SubtreeViolation {
 /// | directoryName   | names that begin with the subtree's relative names                                |
 /// | iPAddress       | an address of the same version under a mask that is a prefix                      |
 ///
-/// An empty subtree contains every name of its kind. An excluded host also excludes a wildcard that matches
-/// it.
+/// An empty subtree contains every name of its kind. An excluded host excludes wildcards that match it.
 class Subtrees {
 public:
     Subtrees();
