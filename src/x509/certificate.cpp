@@ -79,8 +79,7 @@ private:
                detail::finish(times);
     }
 
-    /// Takes an element of any type. `readTime` checks its type after the names, whose diagnostics come
-    /// first.
+    /// Takes an element of any type. `readTime` checks it later: the names' diagnostics come first.
     static bool takeAny(detail::Level& level, asn1::blob* element, char const* field) {
         bool const isThere = !detail::atEnd(level) && level.tag != asn1::parser::errorTag;
         return detail::takeWhole(level, isThere ? level.tag : tag::utcTime, element, field);

@@ -40,8 +40,7 @@ private:
 Reading::Step extensionStep(Reading& reading, size_t number, asn1::blob id);
 
 /// Replaces `*extensions` by the content of Extensions ::= SEQUENCE OF Extension. Refuses a repeated
-/// extension (RFC 5280, section 4.2). A tolerant reading skips malformed extensions and then returns false as
-/// well.
+/// extension (RFC 5280, section 4.2). A tolerant reading skips malformed extensions and returns false too.
 bool readExtensions(Reading& reading, asn1::blob list, ExtensionList* extensions);
 
 /// Calls `read(reading, to, extension)` for each extension until it returns false.

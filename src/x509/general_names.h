@@ -9,19 +9,18 @@
 
 namespace detail {
 
-/// Takes the current element as a name with one of the context tags 0 to 8. The length of an address is not
-/// checked.
+/// Takes the current element as a name with one of the context tags 0 to 8. The size of an address is
+/// unchecked.
 bool takeGeneralName(Level& level, GeneralName* name, char const* field = nullptr);
 
-/// Appends the names in the content of GeneralNames ::= SEQUENCE OF GeneralName. An address must have 4 or 16
+/// Appends the names in the content of GeneralNames ::= SEQUENCE OF GeneralName. Addresses must have 4 or 16
 /// octets.
 bool appendGeneralNames(Reading& reading, asn1::blob content, std::vector<GeneralName>* names);
 
 /// The same for the whole SEQUENCE.
 bool readGeneralNames(Reading& reading, asn1::blob value, std::vector<GeneralName>* names);
 
-/// Whether a name has a tag of GeneralName with the right constructed bit and, for an address, a valid
-/// length.
+/// Whether a name has a tag of GeneralName with the right constructed bit and, if an address, a valid length.
 bool isWritable(GeneralName const& name);
 
 /// Encodes GeneralNames; empty if there are no names.

@@ -17,8 +17,8 @@
 namespace detail {
 
 /// The algorithm of signatures by `key` over `hash`. Its parameters are NULL for RSA (RFC 4055, section 5)
-/// and absent for other keys (RFC 5758, section 3.2; RFC 8410, section 3). Without an OID if there is no such
-/// algorithm.
+/// and absent for other keys (RFC 5758, section 3.2; RFC 8410, section 3). Without an OID if no algorithm
+/// exists.
 AlgorithmIdentifier signatureAlgorithmOf(PrivateKey const& key, HashID hash);
 
 /// The whole encoding of a name.
@@ -33,8 +33,7 @@ std::vector<unsigned char> encodeNumber(asn1::blob content, asn1::blob kept);
 /// Writes a UTCTime. Returns false and writes nothing before 1950 and after 2049.
 bool addTime(DerEncoder& to, TimePoint time, asn1::blob kept);
 
-/// The value of AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1) with this keyIdentifier; empty if that is
-/// empty.
+/// The value of AuthorityKeyIdentifier (RFC 5280, section 4.2.1.1) with this keyIdentifier, or empty.
 std::vector<unsigned char> encodeAuthorityKeyId(asn1::blob keyId);
 
 /// An OCTET STRING with `content`; empty if that is empty.
