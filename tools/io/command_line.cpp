@@ -15,8 +15,7 @@
 
 namespace {
 
-/// CLI11 splits an argument "[a,b]" into two. This mark in front of it prevents that and is removed
-/// afterwards.
+/// CLI11 splits an argument "[a,b]" into two. This mark in front of it, removed later, prevents that.
 constexpr char literalMark = '\x01';
 
 std::string mark(std::string_view argument) {

@@ -1,5 +1,4 @@
-/// The program's exit status and its messages on standard error, each line of which begins with the program's
-/// name.
+/// The exit status, and messages on standard error. Each line of them begins with the program's name.
 #pragma once
 
 #include "io/complaint.h"

@@ -32,8 +32,7 @@ public:
     /// The `errno` of the failure, or 0.
     int error() const { return failure; }
 
-    /// The number of bytes from the current position to the end of a regular file, which may still grow or
-    /// shrink.
+    /// The number of bytes up to the end of a regular file, which may still grow or shrink.
     std::optional<uint64_t> remaining() const;
 
 private:

@@ -5,6 +5,5 @@
 
 #include <string>
 
-/// The manual page of a verb. `path` is the full command ("sealkit cms check"), and `version` the program's
-/// version.
+/// The manual page of a verb. `path` is the full command ("sealkit cms check"), `version` the program's.
 std::string formatManualPage(VerbOutline const& verb, std::string const& path, std::string const& version);

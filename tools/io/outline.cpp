@@ -21,8 +21,7 @@ std::string_view takeLine(std::string_view& text, size_t width) {
     return line;
 }
 
-/// Wraps the text into lines that begin at a column. The first of them continues a line that is at `column`
-/// already.
+/// Wraps the text into lines that begin at a column. The first continues a line that is at `column`.
 std::string wrap(std::string_view text, size_t column) {
     std::string result;
     while (!text.empty()) {

@@ -25,8 +25,7 @@ struct ParameterOutline {
 struct VerbOutline {
     std::string name;
     std::string summary;
-    /// What help says after the options. Paragraphs are filled, and lines that begin with a blank are
-    /// unchanged.
+    /// What help says after the options. Paragraphs are filled; lines that begin with a blank are unchanged.
     std::string text;
     std::list<ParameterOutline> parameters;
     std::list<VerbOutline> verbs;

@@ -18,8 +18,7 @@ namespace {
 
 int const endingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-/// The files that a signal removes; an empty path is a free place. Changed only while the signals are
-/// blocked.
+/// The files that a signal removes; an empty path is free. Changed only while the signals are blocked.
 using Path = char[PATH_MAX];
 Path removedBySignal[OutputFile::maxOpen];
 

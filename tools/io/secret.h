@@ -28,6 +28,5 @@ void addKeyOptions(CommandLine& commandLine, KeySource& source);
 /// unreadable, empty or larger than 1 MiB.
 std::optional<SecretBytes> readKey(KeySource const& source, int* status);
 
-/// The complaint that `name` does not take a key of this length: the lengths it takes and the probable
-/// mistake.
+/// The complaint that `name` does not take a key of this length: which it takes, and the probable mistake.
 std::string wrongKeyLength(SecretBytes const& key, std::string const& name, std::span<size_t const> lengths);

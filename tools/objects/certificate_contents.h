@@ -44,8 +44,7 @@ struct ContentOptions {
     std::optional<std::uint32_t> pathLength;
 
     void declare(CommandLine& commandLine);
-    /// Adds names and extensions. Complains and returns false if one of them is malformed or reserved for
-    /// CAs.
+    /// Adds names and extensions. Complains and returns false if one is malformed or reserved for CAs.
     bool apply(X509Certificate& certificate, bool isCa) const;
     /// The further extended key usages, as content octets. Complains and returns nothing if one is malformed.
     std::optional<std::vector<std::vector<unsigned char>>> readExtendedUsages() const;

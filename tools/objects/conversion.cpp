@@ -288,7 +288,7 @@ int Conversion::expandPkcs12(Piece const& piece, std::vector<Piece>& to) {
     return exitDone;
 }
 
-/// Converts OpenSSH's line of a public key to SubjectPublicKeyInfo. Complains on failure. Returns the exit
+/// Converts OpenSSH's public key to SubjectPublicKeyInfo. Complains on failure. Returns the exit
 /// status.
 int Conversion::readOpenssh(Piece& piece) {
     std::string_view const text = textOf(piece.object.bytes);
@@ -403,7 +403,7 @@ int Conversion::addPrivateKey(Piece& piece, Target target, SecretBytes& output) 
     return exitDone;
 }
 
-/// Appends an object to PEM or, for OpenSSH, a public key as a line. Complains on failure. Returns the exit
+/// Appends an object in PEM, or a public key as OpenSSH's line. Complains on failure. Returns the exit
 /// status.
 int Conversion::addText(Piece& piece, Target target, SecretBytes& output) {
     InputObject const& object = piece.object;

@@ -35,7 +35,7 @@ class Conversion {
 public:
     explicit Conversion(ConversionOptions const& how) : options(how) {}
 
-    /// Adds the objects of a file. Complains on failure. Returns the exit status; an omission only affects
+    /// Adds the objects of a file. Complains on failure. Returns the exit status. Omissions only affect
     /// `status`.
     int add(std::string const& file, SecretBytes const& bytes);
 

@@ -56,8 +56,7 @@ struct OpenedPublicKey {
     RefusalId reason = RefusalId::none;
 };
 
-/// Reads a public key, or that of a certificate or request, from a PEM block or DER under the same
-/// conditions.
+/// Reads a public key, or that of a certificate or request, from a PEM block or DER in the same way.
 OpenedPublicKey openPublicKey(PemBlock const& block);
 
 /// The first private key of a file. Asks for a required password that the options do not give. On failure

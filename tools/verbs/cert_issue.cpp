@@ -101,8 +101,7 @@ std::string listNames(std::vector<GeneralName> const& names) {
                                     : list + " and " + std::to_string(names.size() - maxNames) + " more";
 }
 
-/// Takes the subject of the request, or fills the template in from it. The subject must display as it is
-/// encoded.
+/// Takes the subject of the request, or fills the template in from it. It must display as it is encoded.
 bool takeSubject(X509Certificate& certificate, X509Req const& request, IssueOptions const& options,
                  int* status) {
     constexpr size_t maxSubject = 4096;

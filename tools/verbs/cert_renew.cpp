@@ -60,8 +60,7 @@ int checkRegister(X509Certificate const& old, Options const& options) {
     return entry->revocation ? answerNo(options.old + ": is revoked") : exitDone;
 }
 
-/// The key of the new certificate, as a SubjectPublicKeyInfo: the old key, unless the options give another
-/// one.
+/// The key of the new certificate, as a SubjectPublicKeyInfo: the old one, unless the options give another.
 std::vector<unsigned char> chooseKey(X509Certificate const& old, Issuer const& issuer, Options const& options,
                                      int* status) {
     if (!issuer.authority)

@@ -331,7 +331,7 @@ int exportFile(ExportOptions const& options) {
     return exitDone;
 }
 
-/// Verifies a signature if there is one, and reports how the file's integrity is protected. Complains on
+/// Verifies a signature if there is one, and reports the file's integrity protection. Complains on
 /// failure.
 int judgeOrigin(PKCS12PFX const& pfx, ImportOptions const& options) {
     if (options.authorities.empty()) {

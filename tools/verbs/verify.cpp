@@ -39,8 +39,7 @@ struct Options {
     std::vector<std::string> chains;
 };
 
-/// Sets what the chain is validated for. Returns false, with the reason in `*complaint`, if an option is
-/// malformed.
+/// Sets what the chain is validated for. Returns false, with `*complaint`, if an option is malformed.
 bool readPathOptions(Options const& options, PathOptions* to, Complaint* complaint) {
     if (!options.trust.read(to, complaint))
         return false;
