@@ -27,7 +27,7 @@ struct blob {
     /// The `size` bytes from `data` on. A template, so that a literal 0 is a size and not a pointer.
     template <std::integral Size>
     constexpr blob(unsigned char const* data, Size size) : start(data), finish(data + size) {}
-    /// The same for `char` alone, so that a null pointer does not match.
+    /// The same, only for `char`, so that a null pointer does not match.
     template <std::same_as<char> Char, std::integral Size>
     blob(Char const* data, Size size) : blob(reinterpret_cast<unsigned char const*>(data), size) {}
 

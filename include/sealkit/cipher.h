@@ -119,7 +119,7 @@ protected:
 };
 
 /// MAC, then pad, then encrypt, with the padding of TLS 1.0 to 1.2 for block ciphers (RFC 5246 section
-/// 6.2.3.2): p bytes of value p - 1. Unlike in TLS, the MAC covers the plaintext alone, without sequence
+/// 6.2.3.2): p bytes of value p - 1. Unlike in TLS, the MAC covers only the plaintext, without sequence
 /// number, header or additional data.
 ///
 /// Every record begins with the IV that `setIV` took: equal plaintexts give equal ciphertexts until the next

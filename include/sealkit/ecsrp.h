@@ -19,7 +19,7 @@
 /// and both sides come to one point: here (b + e·v)·(A − W), at the peer a·(B + e·V). MS-CHAP mode: the point
 /// b·A = a·B gives the two challenges of MS-CHAPv2 (`mschapv2.h`), which are never sent.
 ///
-/// Not here: the side that stores verifiers, which needs arithmetic on `Curve25519` alone
+/// Not here: the side that stores verifiers, which needs only arithmetic on `Curve25519`
 /// (`examples/ecsrp_exchange.cpp` shows it); secret scalars and salts, which come from `rng.h`; constant time
 /// (`docs/timing.md`). MS-CHAP mode protects against eavesdroppers, but not against the peer that chose A: it
 /// obtains an NT-Response to challenges that it knows.
@@ -61,7 +61,7 @@ public:
     /// `A` does not decode or is of small order, or if B is at infinity. It does not enable `verifyReply`.
     std::vector<unsigned char> generateMSCHAPResponse(std::vector<unsigned char> const& A);
 
-    /// Whether `reply` is the expected one, in a time that depends on its length alone. Returns false as long
+    /// Whether `reply` is the expected one, in a time that depends only on its length. Returns false as long
     /// as SRP mode has given no response.
     bool verifyReply(std::vector<unsigned char> const& reply) const;
 

@@ -104,14 +104,14 @@ public:
 
     /// The recipients that name `certificate`: by its subject key identifier, or by issuer and serial number.
     std::vector<EnvelopedRecipient const*> findRecipients(X509Certificate const& certificate) const;
-    /// The recipients that may hold `key`, judged by its kind, size and curve.
+    /// The recipients that `key` may belong to, by its kind, size and curve.
     std::vector<EnvelopedRecipient const*> findRecipients(PrivateKey const& key) const;
 
     /// Decrypts the content with the key of one of the recipients of this message.
     ///
     /// Returns false and leaves `out` empty on failure. An encrypted key and a content that do not decrypt,
     /// for any reason, are one refusal, `RefusalId::undecryptable`, and take the same time; all other
-    /// refusals follow from the message and the kind of the key alone. Under CBC an attacker who learns, for
+    /// refusals follow only from the message and the kind of the key. Under CBC an attacker who learns, for
     /// many messages of their own making, whether decryption succeeded can decrypt other messages: do not
     /// show strangers whether it did. That includes messages under GCM, which can be rewritten as ones under
     /// CBC with the same key.

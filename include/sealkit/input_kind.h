@@ -1,4 +1,4 @@
-/// The kind of a file, judged by its shape: to choose a reader, and to name what was found where another kind
+/// The kind of a file, by its form: to choose a reader, and to name what was found where another kind
 /// was expected.
 ///
 /// The outermost fields decide; for certificates, CRLs and requests the first fields suffice, so that

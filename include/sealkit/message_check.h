@@ -15,7 +15,7 @@
 ///
 /// An invalid counter-signature does not make a message fail, nor does an invalid time-stamp of a signature,
 /// because they do not concern the content: a warning reports it. A valid time-stamp changes no verdict
-/// either: certificates are judged at the time of the options.
+/// either: certificates are validated at the time of the options.
 ///
 /// Not checked: time-stamps of time-stamps and CRLs within the message, which warnings report; and the list
 /// of digest algorithms, which is not signed.

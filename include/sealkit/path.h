@@ -222,7 +222,7 @@ SEALKIT_API std::string getDisplayName(X509Certificate const& certificate);
 SEALKIT_API bool x509BuildPath(CertificateStore const& store, CertificateChain& chain,
                                std::shared_ptr<X509Certificate> start);
 
-/// Validates a chain at the time `now`. The leaf must bear at least one of the host name, address and e-mail
+/// Validates a chain at the time `now`. The leaf must have at least one of the host name, address and e-mail
 /// address that are given; an empty name and the all-zero address count as not given. With `checkCrls` each
 /// certificate is looked up in the CRL of its issuer. Returns a `PathCode` as a number, 0 if the chain is
 /// valid; on 2, 4, 5 and 7 to 13 assigns a line of text to `*error`, which is otherwise unchanged and may be

@@ -114,7 +114,7 @@ struct PathSearchEvent {
     /// The kinds of events.
     enum class Kind : unsigned {
         lookedUp,  ///< The issuers of `certificate` were looked up: `number` candidates have the right name.
-        candidate, ///< `certificate` bears the name of an issuer; `isSigned` tells whether its key verifies
+        candidate, ///< `certificate` has the name of an issuer; `isSigned` tells whether its key verifies
                    ///< the signature.
         judged,    ///< The chain that ends with `certificate` was validated, with the result `code`.
     };
@@ -126,9 +126,9 @@ struct PathSearchEvent {
     size_t depth = 0;                             ///< The distance of `certificate` from the leaf.
     std::shared_ptr<X509Certificate> certificate; ///< The one that the event is about.
     bool isTrusted = false;                       ///< Whether `certificate` is trusted.
-    size_t number = 0;                            ///< Of `lookedUp` alone.
-    bool isSigned = false;                        ///< Of `candidate` alone.
-    PathCode code = PathCode::valid;              ///< Of `judged` alone.
+    size_t number = 0;                            ///< Only of `lookedUp`.
+    bool isSigned = false;                        ///< Only of `candidate`.
+    PathCode code = PathCode::valid;              ///< Only of `judged`.
 };
 
 /// The result under one set of rules.

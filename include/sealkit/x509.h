@@ -52,8 +52,8 @@ struct KeyUsage {
         keyAgreement = 1u << 4,      ///< Agrees on keys.
         keyCertSign = 1u << 5,       ///< Signs certificates.
         crlSign = 1u << 6,           ///< Signs CRLs.
-        encipherOnly = 1u << 7,      ///< With `keyAgreement`: to encrypt alone.
-        decipherOnly = 1u << 8,      ///< With `keyAgreement`: to decrypt alone.
+        encipherOnly = 1u << 7,      ///< With `keyAgreement`: only to encrypt.
+        decipherOnly = 1u << 8,      ///< With `keyAgreement`: only to decrypt.
     };
 };
 

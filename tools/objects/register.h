@@ -4,7 +4,7 @@
 /// | -------------------- | ------------------------------------------------------------------------------- |
 /// | `SERIAL.pem`         | one certificate: lines about it for people, and the certificate in PEM          |
 /// | `crl-number`         | the number of the last CRL that was made from the register                      |
-/// | `lock`               | empty; whoever changes the register holds a lock on it                          |
+/// | `lock`               | empty; a program that uses the register holds a lock on it                      |
 ///
 /// SERIAL is the serial number in lowercase hexadecimal. Only the certificate and the line "revoked: TIME
 /// [REASON]" have an effect; the other lines are for people. Files are written under temporary names, synced
