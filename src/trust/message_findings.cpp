@@ -22,8 +22,7 @@ constexpr std::array rows = {
     Row{Id::otherDigest, "other-digest", "It signed another content."},
     Row{Id::contentIsAttributes, "content-is-attributes",
         "It has no signed attributes, and the content has the form of attributes: the signature may be that "
-        "of another "
-        "message."},
+        "of another message."},
     Row{Id::noCertificate, "no-certificate", "Its certificate is not available."},
     Row{Id::unsupportedDigest, "unsupported-digest", "Its digest algorithm is not supported."},
     Row{Id::unsupportedAlgorithm, "unsupported-algorithm", "Its signature algorithm is not supported."},
@@ -57,8 +56,7 @@ constexpr std::array rows = {
         "The extensions of the time-stamp are malformed: one of them may be critical."},
 
     Row{Id::weakDigest, "weak-digest",
-        "Its digest algorithm is weak: its digest algorithm is weak: forgers can make another content with "
-        "the same digest."},
+        "Its digest algorithm is weak: forgers can make another content with the same digest."},
     Row{Id::uncheckedCounterSignature, "unchecked-counter-signature",
         "Its counter-signature is not checked."},
     Row{Id::falseCounterSignature, "false-counter-signature",
