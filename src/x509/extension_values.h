@@ -73,7 +73,7 @@ bool readPolicyMappings(Reading& reading, asn1::blob value, std::vector<Equivale
 /// PolicyConstraints (RFC 5280, section 4.2.1.11), which must have at least one member.
 bool readPolicyConstraints(Reading& reading, asn1::blob value, PolicyConstraintNumbers* to);
 
-/// The full names of all points of CRLDistributionPoints (RFC 5280, section 4.2.1.13). Notes other names.
+/// The full names of all points of CRLDistributionPoints (RFC 5280, section 4.2.1.13). Notes other forms.
 bool readDistributionPoints(Reading& reading, asn1::blob value, std::vector<GeneralName>* to);
 
 /// SubjectKeyIdentifier ::= OCTET STRING

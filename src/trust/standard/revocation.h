@@ -22,7 +22,7 @@ struct RevocationSources {
     std::vector<std::shared_ptr<X509Certificate>> signers;
     /// The candidates with this name, in the form of `canonicalName`.
     std::span<X509Certificate const* const> signersNamed(std::string_view name, CrlMemory& memory);
-    /// Whether a certificate that signed a CRL has a valid chain to `anchor`. Its revocation is checked too.
+    /// Whether a certificate that signed a CRL has a valid chain to `anchor`, with a check of its revocation.
     std::function<bool(X509Certificate const& signer, X509Certificate const& anchor)> isSignerValid;
     /// Whether a CRL signed over a weak hash may revoke but not clear a certificate.
     bool isStrict = false;
