@@ -104,7 +104,7 @@ InputKind kindOfIntegers(asn1::parser fields) {
     return count == ofPublicKey ? InputKind::rsaPublicKey : InputKind::otherDer;
 }
 
-InputKind kindBehindInteger(asn1::parser fields) {
+InputKind kindAfterInteger(asn1::parser fields) {
     if (fields.tag == tag::octetString)
         return InputKind::ecPrivateKey;
     if (fields.tag == tag::integer)
@@ -117,7 +117,7 @@ InputKind kindBehindInteger(asn1::parser fields) {
     return fields.tag == tag::octetString ? InputKind::privateKey : InputKind::pkcs12;
 }
 
-InputKind kindBehindSequence(asn1::blob first, asn1::parser fields) {
+InputKind kindAfterSequence(asn1::blob first, asn1::parser fields) {
     if (asn1::parser(first).tag == tag::integer && !detail::atEnd(fields) && fields.tag == tag::sequence &&
         beginsWithOid(fields.value()) && isContentType(asn1::parser(fields.value()).value()))
         return InputKind::timeStampResponse;
@@ -152,12 +152,12 @@ InputKind detail::findDerKind(asn1::blob der) {
         return isContentType(fields.value()) ? InputKind::message : InputKind::otherDer;
     if (fields.tag == tag::integer) {
         fields.next();
-        return kindBehindInteger(fields);
+        return kindAfterInteger(fields);
     }
     if (fields.tag != tag::sequence)
         return InputKind::otherDer;
     asn1::blob const first = fields.take();
-    return kindBehindSequence(first, fields);
+    return kindAfterSequence(first, fields);
 }
 
 bool detail::refuseOtherKind(Reading& reading, InputKind wanted, InputKind found) {
