@@ -328,8 +328,8 @@ std::span<Row const> inputNotes() { return rows; }
 Row const& getReasonText(InputNoteId id) { return rows[static_cast<size_t>(id)]; }
 
 bool makePlain(asn1::blob file, WipedBytes* plain, std::vector<InputNote>* notes) {
-    Notes unheard;
-    Notes& found = notes != nullptr ? *notes : unheard;
+    Notes discarded;
+    Notes& found = notes != nullptr ? *notes : discarded;
     if (convertBer(file, plain)) {
         noteOnce(found, InputNoteId::ber);
         return true;
