@@ -62,8 +62,8 @@ public:
     Bundle(BundleOptions const& how, std::vector<Refusal>* to) : options(how), refusals(to) {}
 
     Objects<T> read(std::string_view text, std::vector<InputNote>* notes) {
-        std::vector<InputNote> unheard;
-        std::vector<InputNote>& found = notes != nullptr ? *notes : unheard;
+        std::vector<InputNote> discarded;
+        std::vector<InputNote>& found = notes != nullptr ? *notes : discarded;
         detail::PlainFile const plain(text, &found);
         detail::walkObjects(plain, {.forms = options.forms}, found, [this](InputObject&& object) {
             take(std::move(object));

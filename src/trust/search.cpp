@@ -659,11 +659,11 @@ std::optional<detail::PathFinding> PathSearch::Pool::judge(CertificateChain cons
     if (add(last, false).isTrusted) {
         anchors.certs = {last};
     } else {
-        auto const& twins = trustedLike(subjectOf(*last));
-        if (!payForCandidates(twins.size()))
+        auto const& namesakes = trustedLike(subjectOf(*last));
+        if (!payForCandidates(namesakes.size()))
             return std::nullopt;
-        for (Member const* twin : twins)
-            anchors.certs.push_back(twin->certificate);
+        for (Member const* namesake : namesakes)
+            anchors.certs.push_back(namesake->certificate);
     }
     if (!options.checkCrls)
         return detail::validateByStandard(chain, anchors, {}, options, rules, checks, texts);
@@ -756,8 +756,8 @@ PathExplanation PathSearch::Pool::conclude(PathOptions const& asked, PathVerdict
     if (asked.checkCrls)
         for (auto const& [issued, revocation] : crls) {
             CrlStatus const status = statusOf(revocation, decider);
-            bool const isUnheard = status == CrlStatus::verified && isSuperseded(*revocation.crl, decider);
-            verdict.crls.push_back({revocation.crl, isUnheard ? CrlStatus::superseded : status});
+            bool const isOverruled = status == CrlStatus::verified && isSuperseded(*revocation.crl, decider);
+            verdict.crls.push_back({revocation.crl, isOverruled ? CrlStatus::superseded : status});
         }
     return std::move(finding.explanation);
 }
@@ -781,9 +781,9 @@ void PathSearch::Pool::tellCrls(std::vector<CrlVerdict> const& found, PathVerdic
         auto const isIssuer = [&](auto const& certificate) {
             return detail::canonicalName(certificate->issuerBytes()) == issuer;
         };
-        bool const isOfNobody = told == statuses.end() && earlier == before.end() &&
-                                status == CrlStatus::verified && std::ranges::none_of(best, isIssuer);
-        verdict.crls.push_back({revocation.crl, isOfNobody ? CrlStatus::notNeeded : status});
+        bool const isUnrelated = told == statuses.end() && earlier == before.end() &&
+                                 status == CrlStatus::verified && std::ranges::none_of(best, isIssuer);
+        verdict.crls.push_back({revocation.crl, isUnrelated ? CrlStatus::notNeeded : status});
     }
 }
 
