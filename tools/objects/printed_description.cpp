@@ -66,13 +66,13 @@ bool isLongHex(std::string_view text) {
 }
 
 /// Writes octets from `column` on, as many to a line as fit, and returns the column where they end. The last
-/// line has room for `behind` more columns.
-size_t printHex(std::string_view hex, std::string const& indent, size_t column, size_t behind) {
+/// line has room for `following` more columns.
+size_t printHex(std::string_view hex, std::string const& indent, size_t column, size_t following) {
     size_t const piece = hex[2] == ':' ? 3 : 2, carriedOver = 4 * piece;
     while (!hex.empty()) {
         size_t const room = column + piece < maxColumns ? (maxColumns - column) / piece * piece : piece;
         size_t count = hex.size();
-        if (column + count + behind > maxColumns)
+        if (column + count + following > maxColumns)
             count = std::min(room, count > carriedOver ? count - carriedOver : 0);
         if (count == 0 && column == indent.size())
             count = std::min(hex.size(), piece);
@@ -93,14 +93,14 @@ void printText(std::string_view text, std::string const& indent, size_t column, 
     out << ' ' << style;
     ++column;
     size_t const firstWord = std::min(text.find(' '), text.size());
-    bool isBehindHex = false;
+    bool isAfterHex = false;
     if (isLongHex(text.substr(0, firstWord))) {
         constexpr size_t longestNote = 24; // " (1000000 bytes)"
-        size_t const behind = text.size() - firstWord;
-        column =
-            printHex(text.substr(0, firstWord), indent + "    ", column, behind > longestNote ? 0 : behind);
+        size_t const following = text.size() - firstWord;
+        column = printHex(text.substr(0, firstWord), indent + "    ", column,
+                          following > longestNote ? 0 : following);
         text.remove_prefix(firstWord);
-        isBehindHex = true;
+        isAfterHex = true;
     }
     while (!text.empty()) {
         size_t end = 0, columns = column;
@@ -108,7 +108,7 @@ void printText(std::string_view text, std::string const& indent, size_t column, 
         while (end < text.size()) {
             size_t const blank = std::min(text.find(' ', end + 1), text.size());
             size_t const word = columnsOf(text.substr(end, blank - end));
-            if ((end != 0 || isBehindHex) && columns + word > maxColumns)
+            if ((end != 0 || isAfterHex) && columns + word > maxColumns)
                 break;
             columns += word;
             end = blank;
@@ -118,7 +118,7 @@ void printText(std::string_view text, std::string const& indent, size_t column, 
         if (!text.empty())
             out << '\n' << indent << "  |";
         column = indent.size() + 3;
-        isBehindHex = false;
+        isAfterHex = false;
     }
     out << Style::plain << '\n';
 }

@@ -201,8 +201,8 @@ private:
 
 // Ciphers that authenticate the message as a whole. Nothing is written until that has succeeded.
 
-/// Appends the whole input to `text` and leaves room for `behind` more bytes. Complains on failure.
-bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t behind, SecretBytes& text) {
+/// Appends the whole input to `text` and leaves room for `reserved` more bytes. Complains on failure.
+bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t reserved, SecretBytes& text) {
     std::string const tooLong =
         "larger than the " + std::to_string(maxSize) + " bytes that " + job.cipher.name + " takes here";
     std::optional<uint64_t> const total = input.remaining();
@@ -211,7 +211,7 @@ bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t behi
     char const* complaint = nullptr;
     size_t const before = text.size();
     try {
-        text.reserve(before + static_cast<size_t>(total.value_or(0)) + behind);
+        text.reserve(before + static_cast<size_t>(total.value_or(0)) + reserved);
         Progress progress(total);
         SecretBytes piece(pieceSize);
         size_t size = pieceSize;
@@ -220,7 +220,7 @@ bool readWhole(Job const& job, InputStream& input, uint64_t maxSize, size_t behi
             text.insert(text.end(), piece.begin(), piece.begin() + static_cast<ptrdiff_t>(size));
             progress.advance(size);
         }
-        text.reserve(text.size() + behind);
+        text.reserve(text.size() + reserved);
     } catch (std::bad_alloc const&) {
         complaint = "there is not enough memory for the whole input";
     } catch (std::length_error const&) {

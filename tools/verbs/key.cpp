@@ -73,13 +73,13 @@ constexpr KeyName keyNames[] = {
 };
 
 /// The parsed TYPE.
-struct KeyWish {
+struct RequestedKey {
     KeyType type;
     Curve curve;
     std::optional<unsigned> bits; ///< From a name such as "rsa-4096".
 };
 
-std::optional<KeyWish> parseType(std::string_view text) {
+std::optional<RequestedKey> parseType(std::string_view text) {
     std::string name = str2lower(text);
     std::optional<unsigned> bits;
     if (name.starts_with("rsa-")) {
@@ -94,18 +94,18 @@ std::optional<KeyWish> parseType(std::string_view text) {
     auto const row = std::ranges::find(keyNames, name, &KeyName::name);
     if (row == std::end(keyNames))
         return std::nullopt;
-    return KeyWish{row->type, row->curve, bits};
+    return RequestedKey{row->type, row->curve, bits};
 }
 
 /// A new key; null if the random source fails.
-std::unique_ptr<PrivateKey> generate(KeyWish const& wish, unsigned bits) {
+std::unique_ptr<PrivateKey> generate(RequestedKey const& requested, unsigned bits) {
     Rng& rng = getDefaultRng();
     auto const made = [&rng]<typename K>(std::unique_ptr<K> key) -> std::unique_ptr<PrivateKey> {
         if (!key->generatePrivKey(rng))
             return nullptr;
         return key;
     };
-    switch (wish.type) {
+    switch (requested.type) {
     case KeyType::RSA: {
         auto key = std::make_unique<RsaPrivateKey>();
         bool isMade = false;
@@ -115,7 +115,7 @@ std::unique_ptr<PrivateKey> generate(KeyWish const& wish, unsigned bits) {
     }
     case KeyType::EC: {
         auto key = std::make_unique<EcPrivateKey>();
-        key->curve = wish.curve;
+        key->curve = requested.curve;
         return made(std::move(key));
     }
     case KeyType::Ed25519:
@@ -243,16 +243,16 @@ std::string nameOfOutput(Options const& options) {
 }
 
 int makeKey(NewOptions const& options) {
-    auto const wish = parseType(options.type);
-    if (!wish)
+    auto const requested = parseType(options.type);
+    if (!requested)
         return wrongUsage(
             "\"" + options.type +
             "\" is not a type of key; the choices are rsa, p192, p224, p256, p384, p521, ed25519, x25519");
-    if (options.bits && (wish->type != KeyType::RSA || wish->bits))
-        return wrongUsage(wish->bits ? "the type already includes the number of bits: omit --bits"
-                                     : "--bits is for RSA keys");
-    unsigned const bits = wish->bits.value_or(options.bits.value_or(defaultRsaBits));
-    if (wish->type == KeyType::RSA && (bits < minRsaBits || bits > maxRsaBits || bits % 2 != 0))
+    if (options.bits && (requested->type != KeyType::RSA || requested->bits))
+        return wrongUsage(requested->bits ? "the type already includes the number of bits: omit --bits"
+                                          : "--bits is for RSA keys");
+    unsigned const bits = requested->bits.value_or(options.bits.value_or(defaultRsaBits));
+    if (requested->type == KeyType::RSA && (bits < minRsaBits || bits > maxRsaBits || bits % 2 != 0))
         return wrongUsage("the size of an RSA key is an even number of bits from 2048 to 8192");
     bool const encrypts = options.encrypt || options.password.isGiven();
     if (options.iterations && !encrypts)
@@ -270,7 +270,7 @@ int makeKey(NewOptions const& options) {
         if (!password)
             return status;
     }
-    auto const key = generate(*wish, bits);
+    auto const key = generate(*requested, bits);
     if (!key)
         return badInput("the random source failed");
     status = writePrivateKey(output, *key, password.get(), options.iterations.value_or(defaultKeyIterations));
