@@ -81,7 +81,7 @@ Entry findEntry(Crl const& crl, Certificate const& certificate) {
 bool isFresh(Crl const& crl) { return crl.thisUpdate <= 0 && crl.nextUpdate && *crl.nextUpdate >= 0; }
 
 /// Section 6.3.3 (c): the delta CRL has the scope of the complete one.
-bool belongTogether(Crl const& delta, Crl const& complete) {
+bool haveSameScope(Crl const& delta, Crl const& complete) {
     bool areSameScopes = delta.hasScope == complete.hasScope &&
                          delta.pointNames.size() == complete.pointNames.size() &&
                          delta.onlyUser == complete.onlyUser && delta.onlyCa == complete.onlyCa &&
@@ -107,7 +107,7 @@ Combined combine(Crl const& complete, std::vector<Crl> const& deltas, Certificat
     Combined result{findEntry(complete, certificate), isFresh(complete), !complete.hasUnknownCritical};
     unsigned latest = 0;
     for (Crl const& delta : deltas) {
-        if (!belongTogether(delta, complete) || *delta.deltaBase > complete.number ||
+        if (!haveSameScope(delta, complete) || *delta.deltaBase > complete.number ||
             delta.number <= complete.number)
             continue;
         result.isFresh = true;
@@ -129,7 +129,7 @@ bool isRevokedByDeltaAlone(std::vector<Crl> const& deltas, std::vector<Crl> cons
     for (Crl const& delta : deltas) {
         bool hasComplete = false;
         for (Crl const& complete : completes) {
-            bool const isBase = belongTogether(delta, complete) && *delta.deltaBase <= complete.number;
+            bool const isBase = haveSameScope(delta, complete) && *delta.deltaBase <= complete.number;
             hasComplete = hasComplete || (isBase && (delta.number > complete.number || isFresh(complete)));
         }
         if (!hasComplete && findEntry(delta, certificate) == Entry::revoked)
