@@ -140,7 +140,12 @@ bool isAt(Level const& level, unsigned expected) {
     return level.tag == expected || findTruncated(level, expected, &whole, &content);
 }
 
-bool take(Level& level, unsigned expected, asn1::blob* content, char const* field) {
+// The common case of `take`, `takeWhole` and `readOnly` calls nothing, so that it saves no registers: a
+// certificate is parsed by fifty of these calls.
+
+namespace {
+
+[[gnu::noinline]] bool takeAnywhere(Level& level, unsigned expected, asn1::blob* content, char const* field) {
     asn1::blob whole;
     if (level.tag != expected)
         return takeTruncated(level, expected, &whole, content) || refuseElement(level, expected, field);
@@ -150,7 +155,8 @@ bool take(Level& level, unsigned expected, asn1::blob* content, char const* fiel
     return isGood || refuseElement(level, asn1::parser::endTag);
 }
 
-bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field) {
+[[gnu::noinline]] bool takeWholeAnywhere(Level& level, unsigned expected, asn1::blob* element,
+                                         char const* field) {
     asn1::blob content;
     if (level.tag != expected)
         return takeTruncated(level, expected, element, &content) || refuseElement(level, expected, field);
@@ -158,6 +164,50 @@ bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const*
     bool const isGood = advance(level) || level.reading.isTolerant();
     *element = isGood ? taken : asn1::blob();
     return isGood || refuseElement(level, asn1::parser::endTag);
+}
+
+[[gnu::noinline]] bool readOnlyAnywhere(Reading& reading, asn1::blob der, unsigned expected,
+                                        asn1::blob* content, char const* field) {
+    Level level(reading, der);
+    if (reading.isTolerant())
+        return take(level, expected, content, field);
+    // Another tag means another type, not a malformed element.
+    if (level.tag == asn1::parser::errorTag && !der.empty() && der[0] != expected)
+        return reading.refuse(RefusalId::unexpectedElement, der,
+                              {{"expected", tagText(expected)}, {"found", tagText(der[0])}});
+    if (level.tag != expected)
+        return refuseElement(level, expected, field);
+    *content = level.value();
+    return level.valueEnd == level.finish ||
+           reading.refuse(RefusalId::trailingBytes, level.valueEnd,
+                          {{"bytes", std::to_string(level.finish - level.valueEnd)}});
+}
+
+} // namespace
+
+bool take(Level& level, unsigned expected, asn1::blob* content, char const* field) {
+    asn1::blob const taken = level.value();
+    if (level.tag != expected || !advanceShort(level))
+        return takeAnywhere(level, expected, content, field);
+    *content = taken;
+    return true;
+}
+
+bool takeWhole(Level& level, unsigned expected, asn1::blob* element, char const* field) {
+    asn1::blob const taken(level.tlvStart, level.valueEnd);
+    if (level.tag != expected || !advanceShort(level))
+        return takeWholeAnywhere(level, expected, element, field);
+    *element = taken;
+    return true;
+}
+
+bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content, char const* field) {
+    // Most elements have a header of two octets and nothing after them.
+    constexpr unsigned char longForm = 0x80;
+    if (der.size() < 2 || der[0] != expected || der[1] >= longForm || der[1] != der.size() - 2)
+        return readOnlyAnywhere(reading, der, expected, content, field);
+    *content = asn1::blob(der.start + 2, der.finish);
+    return true;
 }
 
 bool enter(Level& level, unsigned expected, char const* field) {
@@ -179,28 +229,6 @@ bool takeUInt(Level& level, unsigned* number, char const* field) {
         return refuseElement(level, tag::integer, field);
     *number = level.readUInt();
     return level.tag != asn1::parser::errorTag || refuseElement(level, asn1::parser::endTag);
-}
-
-bool readOnly(Reading& reading, asn1::blob der, unsigned expected, asn1::blob* content, char const* field) {
-    // Most elements have a header of two octets and nothing after them.
-    constexpr unsigned char longForm = 0x80;
-    if (der.size() >= 2 && der[0] == expected && der[1] < longForm && der[1] == der.size() - 2) {
-        *content = asn1::blob(der.start + 2, der.finish);
-        return true;
-    }
-    Level level(reading, der);
-    if (reading.isTolerant())
-        return take(level, expected, content, field);
-    // Another tag means another type, not a malformed element.
-    if (level.tag == asn1::parser::errorTag && !der.empty() && der[0] != expected)
-        return reading.refuse(RefusalId::unexpectedElement, der,
-                              {{"expected", tagText(expected)}, {"found", tagText(der[0])}});
-    if (level.tag != expected)
-        return refuseElement(level, expected, field);
-    *content = level.value();
-    return level.valueEnd == level.finish ||
-           reading.refuse(RefusalId::trailingBytes, level.valueEnd,
-                          {{"bytes", std::to_string(level.finish - level.valueEnd)}});
 }
 
 size_t countElements(asn1::parser level) {

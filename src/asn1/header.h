@@ -24,22 +24,30 @@ HeaderError takeHeader(asn1::blob& rest, unsigned* tag, size_t* length);
 /// `asn1::parser::next` for all elements, the end and errors. Not inlined, because few elements need it.
 [[gnu::noinline]] bool advanceAnywhere(asn1::parser& at);
 
-/// `asn1::parser::next`, inlined for the end and for a header of two octets, the most common case.
-inline bool advance(asn1::parser& at) {
+/// `asn1::parser::next` for the end and for a header of two octets, the most common case. Returns false and
+/// leaves the parser unchanged in all other cases.
+inline bool advanceShort(asn1::parser& at) {
+    if (at.tag == asn1::parser::errorTag)
+        return false;
     unsigned char const* const header = at.start;
     size_t const left = static_cast<size_t>(at.finish - header);
-    if (left == 0 && at.tag != asn1::parser::errorTag) {
+    if (left == 0) {
         at.tag = asn1::parser::endTag;
         return true;
     }
-    if (at.tag == asn1::parser::errorTag || left < 2 || (header[0] & 0x1F) == 0x1F || header[1] > left - 2 ||
-        header[1] >= 0x80)
-        return advanceAnywhere(at);
-    at.tag = header[0];
+    if (left < 2)
+        return false;
+    unsigned const tag = header[0], length = header[1];
+    if ((tag & 0x1F) == 0x1F || length >= 0x80 || length > left - 2)
+        return false;
+    at.tag = tag;
     at.tlvStart = header;
     at.valueStart = header + 2;
-    at.valueEnd = at.start = header + 2 + header[1];
+    at.valueEnd = at.start = header + 2 + length;
     return true;
 }
+
+/// `asn1::parser::next`.
+inline bool advance(asn1::parser& at) { return advanceShort(at) || advanceAnywhere(at); }
 
 } // namespace detail
