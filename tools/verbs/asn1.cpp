@@ -23,7 +23,7 @@ namespace {
 using terminal::printable;
 using Json = nlohmann::ordered_json;
 
-struct Options {
+struct TreeOptions {
     std::optional<std::uint64_t> at;
     std::optional<std::uint32_t> block;
     bool cutOut = false;
@@ -44,14 +44,14 @@ SecretBytes secretCopy(std::vector<unsigned char>& from) {
     return copy;
 }
 
-bool complain(Options const& options, Complaint const& what) {
+bool complain(TreeOptions const& options, Complaint const& what) {
     badInput(options.file + ": " + what);
     return false;
 }
 
 /// Calls `use` for each encoding of the input until it returns false. Complains on failure.
 template <typename Use>
-bool forEachEncoding(Options const& options, std::string_view text, Use use) {
+bool forEachEncoding(TreeOptions const& options, std::string_view text, Use use) {
     std::string_view rest = text;
     std::vector<unsigned char> decoded;
     Refusal refusal;
@@ -116,7 +116,7 @@ Json describe(asn1::TreeElement const& element) {
 }
 
 /// Prints the tree of one encoding, a line at a time, because the encoding may be large.
-bool printTree(Options const& options, Encoding const& encoding, bool isFirst) {
+bool printTree(TreeOptions const& options, Encoding const& encoding, bool isFirst) {
     std::ostream& out = terminal::out();
     asn1::blob const bytes(encoding.bytes.data(), encoding.bytes.size());
     std::optional<size_t> offset;
@@ -161,7 +161,7 @@ bool printTree(Options const& options, Encoding const& encoding, bool isFirst) {
     return complain(options, problem);
 }
 
-int cutOut(Options const& options, std::string_view text) {
+int cutOut(TreeOptions const& options, std::string_view text) {
     if (wouldFloodTerminal(options.output))
         return wrongUsage("raw bytes would garble the terminal: give -o FILE or -o -");
     int status = exitBadInput;
@@ -182,7 +182,7 @@ int cutOut(Options const& options, std::string_view text) {
     return isGood ? status : exitBadInput;
 }
 
-int showTree(Options const& options) {
+int showTree(TreeOptions const& options) {
     auto const text = readSecretInput(options.file);
     if (!text)
         return exitBadInput;
@@ -201,7 +201,7 @@ int showTree(Options const& options) {
 } // namespace
 
 Work setUpAsn1(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<TreeOptions>();
     commandLine.number("--at", options->at, "show only the element at this offset").valueName("OFFSET");
     Parameter const json = commandLine.json();
     commandLine

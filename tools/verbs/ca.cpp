@@ -271,7 +271,7 @@ constexpr char beginning[] =
 
 std::string exampleOf(std::string const& lines) { return beginning + lines; }
 
-Work listVerb(CommandLine commandLine) {
+Work listCaVerb(CommandLine commandLine) {
     auto options = std::make_shared<ListOptions>();
     addFolder(commandLine, options->folder);
     commandLine
@@ -313,7 +313,7 @@ Work releaseVerb(CommandLine commandLine) {
     return [options] { return release(*options); };
 }
 
-Work addVerb(CommandLine commandLine) {
+Work addCaVerb(CommandLine commandLine) {
     auto options = std::make_shared<AddOptions>();
     addFolder(commandLine, options->folder);
     commandLine.text("--ca", options->authority, "the certificate of the CA, which issued them")
@@ -330,10 +330,10 @@ Work addVerb(CommandLine commandLine) {
 
 Work setUpCa(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"list", "list the issued certificates", listVerb},
+        {"list", "list the issued certificates", listCaVerb},
         {"revoke", "revoke a certificate of the register", revokeVerb},
         {"release", "end the revocation of a certificate that is on hold", releaseVerb},
-        {"add", "add certificates to the register", addVerb},
+        {"add", "add certificates to the register", addCaVerb},
     };
     return commandLine.verbs(verbs);
 }

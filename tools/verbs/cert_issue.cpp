@@ -15,7 +15,7 @@
 
 namespace {
 
-struct Options {
+struct CertificateOptions {
     IssuerOptions issuer;
     ValidityOptions validity;
     ContentOptions contents;
@@ -24,7 +24,7 @@ struct Options {
     std::string serialNumber;
 };
 
-struct IssueOptions : Options {
+struct IssueOptions : CertificateOptions {
     std::string subjectTemplate;
     std::string request;
     std::string publicKey;
@@ -36,7 +36,7 @@ bool hasSubject(X509Certificate const& certificate) {
 }
 
 /// Sets subject, serial number, dates and extensions. `*status` is the exit status of a failure.
-bool setFields(X509Certificate& certificate, Options const& options, Usages const& usages,
+bool setFields(X509Certificate& certificate, CertificateOptions const& options, Usages const& usages,
                X509Certificate const* authority, int* status) {
     *status = exitWrongUsage;
     if (!options.subject.empty()) {
@@ -67,7 +67,7 @@ bool setFields(X509Certificate& certificate, Options const& options, Usages cons
     return setUsages(certificate, usages, *extendedUsages);
 }
 
-int selfSign(Options const& options) {
+int selfSign(CertificateOptions const& options) {
     auto const usages = readProfiles(options.profiles);
     if (!usages)
         return exitWrongUsage;
@@ -196,13 +196,13 @@ int issue(IssueOptions const& options) {
 }
 
 /// Declares the option for the subject.
-Parameter addSubject(CommandLine& commandLine, Options& options) {
+Parameter addSubject(CommandLine& commandLine, CertificateOptions& options) {
     return commandLine
         .text("--subject", options.subject, "\"/C=UY/O=Acme/CN=name\" or \"C=UY, O=Acme, CN=name\"")
         .valueName("NAME");
 }
 
-void addOptions(CommandLine& commandLine, Options& options) {
+void addOptions(CommandLine& commandLine, CertificateOptions& options) {
     options.validity.declare(commandLine, "how many days it is valid; by default 365, for a CA 3650");
     commandLine.text("--serial", options.serialNumber, serialNumberHelp).valueName("HEX");
     options.contents.declare(commandLine);
@@ -212,7 +212,7 @@ void addOptions(CommandLine& commandLine, Options& options) {
 } // namespace
 
 Work setUpCertSelfSign(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<CertificateOptions>();
     addSignerOptions(commandLine, options->issuer.signer, "-k,--key", "the private key, PEM or DER");
     commandLine
         .texts("--profile", options->profiles,

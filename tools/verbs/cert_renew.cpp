@@ -16,7 +16,7 @@
 
 namespace {
 
-struct Options {
+struct RenewOptions {
     IssuerOptions issuer;
     ValidityOptions validity;
     std::string old;
@@ -28,7 +28,7 @@ struct Options {
 
 /// Checks that the CA issued the certificate to be renewed; otherwise a forged one would become genuine.
 /// Complains on failure.
-int checkOld(X509Certificate const& old, Issuer const& issuer, Options const& options) {
+int checkOld(X509Certificate const& old, Issuer const& issuer, RenewOptions const& options) {
     X509Certificate const* signedBy = issuer.authority ? issuer.authority.get() : &old;
     std::optional<X509Certificate> named;
     if (!options.oldAuthority.empty()) {
@@ -46,7 +46,7 @@ int checkOld(X509Certificate const& old, Issuer const& issuer, Options const& op
 }
 
 /// A revoked certificate must not be renewed.
-int checkRegister(X509Certificate const& old, Options const& options) {
+int checkRegister(X509Certificate const& old, RenewOptions const& options) {
     if (options.issuer.registerFolder.empty())
         return exitDone;
     auto const issued = Register::open(options.issuer.registerFolder, Register::Missing::create);
@@ -61,8 +61,8 @@ int checkRegister(X509Certificate const& old, Options const& options) {
 }
 
 /// The key of the new certificate, as a SubjectPublicKeyInfo: the old one, unless the options give another.
-std::vector<unsigned char> chooseKey(X509Certificate const& old, Issuer const& issuer, Options const& options,
-                                     int* status) {
+std::vector<unsigned char> chooseKey(X509Certificate const& old, Issuer const& issuer,
+                                     RenewOptions const& options, int* status) {
     if (!issuer.authority)
         return encodePkcs8PublicKey(*issuer.signer.key);
     if (!options.request.empty()) {
@@ -89,7 +89,7 @@ void setKeys(X509Certificate& certificate, std::vector<unsigned char> keyInfo, I
     }
 }
 
-int renew(Options const& options) {
+int renew(RenewOptions const& options) {
     if (standardInputTwice({options.issuer.signer.key, options.issuer.signer.password.file,
                             options.issuer.authority, options.issuer.chain, options.old, options.oldAuthority,
                             options.publicKey, options.request}))
@@ -128,7 +128,7 @@ int renew(Options const& options) {
 } // namespace
 
 Work setUpCertRenew(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<RenewOptions>();
     commandLine.text("OLD", options->old, "the certificate that is renewed, PEM or DER").required();
     Parameter const authority = commandLine
                                     .text("--ca", options->issuer.authority,

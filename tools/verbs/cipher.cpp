@@ -21,7 +21,7 @@ namespace {
 
 enum class Direction { encrypt, decrypt };
 
-struct Options {
+struct CipherOptions {
     std::string algorithm;
     KeySource key;
     std::string iv;
@@ -288,7 +288,7 @@ int runSiv(Job const& job, InputStream& input, OutputFile& output) {
 // The options.
 
 /// The complaint about inconsistent options; nothing if they are consistent.
-std::optional<std::string> judge(Options const& options, CipherName const& cipher, Bytes const& iv) {
+std::optional<std::string> judge(CipherOptions const& options, CipherName const& cipher, Bytes const& iv) {
     bool const isGcm = cipher.mode == CipherMode::gcm, isSiv = cipher.mode == CipherMode::siv;
     if (options.iv.empty() && !isSiv)
         return "an IV is missing: give --iv HEX";
@@ -313,7 +313,7 @@ std::optional<std::string> judge(Options const& options, CipherName const& ciphe
     return std::nullopt;
 }
 
-int crypt(Options const& options, Direction direction) {
+int crypt(CipherOptions const& options, Direction direction) {
     auto const cipher = findCipher(options.algorithm);
     if (!cipher)
         return wrongUsage("\"" + options.algorithm + "\" is not a cipher; the choices are " + listCiphers() +
@@ -382,7 +382,7 @@ constexpr char ciphers[] =
 
 Work setUpDirection(CommandLine commandLine, Direction direction) {
     bool const encrypts = direction == Direction::encrypt;
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<CipherOptions>();
     commandLine.text("-a,--algorithm", options->algorithm, "the cipher").valueName("ALG").required();
     addKeyOptions(commandLine, options->key);
     commandLine

@@ -23,7 +23,7 @@
 
 namespace {
 
-struct EncryptOptions {
+struct MessageEncryptOptions {
     ObjectOutput output;
     std::vector<std::string> recipients;
     PasswordSource password;
@@ -34,7 +34,7 @@ struct EncryptOptions {
     std::string file;
 };
 
-struct DecryptOptions {
+struct MessageDecryptOptions {
     std::string key;
     PasswordSource password;
     std::string certificate;
@@ -63,7 +63,7 @@ constexpr char certificateCipher[] = "aes-256-cbc";
 constexpr char passwordCipher[] = "aes-256-gcm";
 
 /// The options of encryption. Returns nothing for a cipher that messages are not encrypted with.
-std::optional<EnvelopedOptions> readCipher(EncryptOptions const& options) {
+std::optional<EnvelopedOptions> readCipher(MessageEncryptOptions const& options) {
     std::string const name = !options.cipher.empty()      ? str2lower(options.cipher)
                              : options.password.isGiven() ? passwordCipher
                                                           : certificateCipher;
@@ -88,7 +88,7 @@ std::optional<EnvelopedOptions> readCipher(EncryptOptions const& options) {
 }
 
 /// The certificate of a recipient. Complains on failure.
-std::optional<X509Certificate> readRecipient(std::string const& path, EncryptOptions const& options) {
+std::optional<X509Certificate> readRecipient(std::string const& path, MessageEncryptOptions const& options) {
     auto certificate = readCertificate(path);
     if (!certificate)
         return std::nullopt;
@@ -112,7 +112,7 @@ std::optional<X509Certificate> readRecipient(std::string const& path, EncryptOpt
     return certificate;
 }
 
-int encrypt(EncryptOptions const& options) {
+int encrypt(MessageEncryptOptions const& options) {
     std::vector<std::string_view> inputs(options.recipients.begin(), options.recipients.end());
     inputs.push_back(options.password.file);
     inputs.push_back(options.file);
@@ -194,7 +194,7 @@ struct Opener {
     std::unique_ptr<Password> password; ///< Null if there is a key.
 
     /// Reads the key and its certificate.
-    int readKey(DecryptOptions const& options) {
+    int readKey(MessageDecryptOptions const& options) {
         int status = exitDone;
         key = readPrivateKeyOf(options.key, options.password, &status);
         if (!key)
@@ -209,7 +209,7 @@ struct Opener {
     }
 
     /// Whether the message has a recipient that may be this one.
-    int find(DecryptOptions const& options, EnvelopedMessage const& message) {
+    int find(MessageDecryptOptions const& options, EnvelopedMessage const& message) {
         if (message.recipients.empty())
             return badInput(options.file + ": has no supported recipients");
         if (!key) {
@@ -242,7 +242,7 @@ struct Opener {
 };
 
 /// The JSON of a decrypted message.
-void describe(DecryptOptions const& options, EnvelopedMessage const& message, size_t bytes) {
+void describe(MessageDecryptOptions const& options, EnvelopedMessage const& message, size_t bytes) {
     PKCS7EncryptedContentInfo const& info = message.encryptedContentInfo;
     if (report::isJson())
         report::set({{"output", report::nameOfOutput(options.output)},
@@ -252,7 +252,7 @@ void describe(DecryptOptions const& options, EnvelopedMessage const& message, si
                      {"authenticated", message.isAuthenticated}});
 }
 
-int decrypt(DecryptOptions const& options) {
+int decrypt(MessageDecryptOptions const& options) {
     if (standardInputTwice({options.key, options.password.file, options.certificate, options.file}))
         return exitWrongUsage;
     Opener opener;
@@ -316,7 +316,7 @@ constexpr char encryptFooter[] =
 } // namespace
 
 Work setUpCmsEncrypt(CommandLine commandLine) {
-    auto options = std::make_shared<EncryptOptions>();
+    auto options = std::make_shared<MessageEncryptOptions>();
     commandLine
         .texts("--certificate|--to", options->recipients,
                "the certificate of a recipient; once for each recipient")
@@ -340,7 +340,7 @@ Work setUpCmsEncrypt(CommandLine commandLine) {
 }
 
 Work setUpCmsDecrypt(CommandLine commandLine) {
-    auto options = std::make_shared<DecryptOptions>();
+    auto options = std::make_shared<MessageDecryptOptions>();
     Parameter const key =
         commandLine.text("-k,--key", options->key, "the private key, PEM or DER").valueName("KEY");
     addPasswordOptions(commandLine, options->password, "of an encrypted KEY; without a KEY, of the message");

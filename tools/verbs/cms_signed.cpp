@@ -21,7 +21,7 @@
 
 namespace {
 
-struct SignOptions {
+struct MessageSignOptions {
     std::vector<std::string> keys, certificates; ///< One for each signer.
     SignerOptions signer;                        ///< Its key is set to that of each signer in turn.
     ObjectOutput output;
@@ -42,7 +42,7 @@ struct CertificatesOptions {
     std::vector<std::string> files;
 };
 
-struct CheckOptions {
+struct MessageVerifyOptions {
     TrustOptions trust;
     std::string content;
     std::string certificates;
@@ -69,7 +69,8 @@ constexpr Purpose purposes[] = {
 
 /// Adds the signer with this number to the message, and its hash to those of the mail. Returns the exit
 /// status.
-int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std::vector<HashID>& hashes) {
+int addSigner(MessageSignOptions& options, size_t number, PKCS7SignedData& message,
+              std::vector<HashID>& hashes) {
     std::string const& keyFile = options.keys[number];
     std::string const& certificateFile = options.certificates[number];
     int status = exitDone;
@@ -103,7 +104,7 @@ int addSigner(SignOptions& options, size_t number, PKCS7SignedData& message, std
     return exitDone;
 }
 
-int sign(SignOptions& options) {
+int sign(MessageSignOptions& options) {
     std::vector<std::string_view> inputs(options.keys.begin(), options.keys.end());
     for (auto const* const more : {&options.certificates, &options.chains})
         inputs.insert(inputs.end(), more->begin(), more->end());
@@ -239,7 +240,7 @@ void reportJson(MessageReport const& report, PKCS7SignedData const& message, siz
     report::set(std::move(result));
 }
 
-int check(CheckOptions const& options) {
+int check(MessageVerifyOptions const& options) {
     if (standardInputTwice(options.trust.inputsWith({options.content, options.certificates, options.file})))
         return exitWrongUsage;
     bool const isBesideContent = options.output == "-";
@@ -341,7 +342,7 @@ constexpr char signFooter[] =
 } // namespace
 
 Work setUpCmsSign(CommandLine commandLine) {
-    auto options = std::make_shared<SignOptions>();
+    auto options = std::make_shared<MessageSignOptions>();
     commandLine.texts("-k,--key", options->keys, "the private key of a signer; once for each signer")
         .valueName("KEY")
         .required();
@@ -379,7 +380,7 @@ Work setUpCmsSign(CommandLine commandLine) {
 }
 
 Work setUpCmsCheck(CommandLine commandLine) {
-    auto options = std::make_shared<CheckOptions>();
+    auto options = std::make_shared<MessageVerifyOptions>();
     options->purpose = "email";
     commandLine.text("--content|--data", options->content, "the signed content of a detached signature")
         .valueName("FILE");

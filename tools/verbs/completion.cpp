@@ -6,7 +6,7 @@
 
 namespace {
 
-struct Options {
+struct CompletionOptions {
     std::string shell;
 };
 
@@ -36,7 +36,7 @@ void walk(VerbOutline const& verb, std::string const& path,
 }
 
 /// The first line or clause of the help, without characters that a shell interprets.
-std::string shortened(std::string const& help) {
+std::string shellSummary(std::string const& help) {
     std::string text = help.substr(0, help.find_first_of("\n;:"));
     std::erase_if(text, [](char c) { return c == '\'' || c == '"' || c == '`' || c == '$' || c == '\\'; });
     return text;
@@ -93,7 +93,7 @@ void writeZsh(VerbOutline const& program, std::ostream& out) {
     walk(program, "sealkit", [&](VerbOutline const& verb, std::string const& path) {
         out << "    '" << path << "') items=(";
         for (Word const& word : wordsOf(verb))
-            out << "\n        '" << word.name << ":" << shortened(word.help) << "'";
+            out << "\n        '" << word.name << ":" << shellSummary(word.help) << "'";
         out << ") ;;\n";
     });
     out << "    esac\n"
@@ -125,19 +125,19 @@ void writeFish(VerbOutline const& program, std::ostream& out) {
     walk(program, "sealkit", [&](VerbOutline const& verb, std::string const& path) {
         std::string const start = "complete -c sealkit -n '__sealkit_verb " + path + "'";
         for (VerbOutline const& one : verb.verbs)
-            out << start << " -f -a " << one.name << " -d '" << shortened(one.summary) << "'\n";
+            out << start << " -f -a " << one.name << " -d '" << shellSummary(one.summary) << "'\n";
         for (ParameterOutline const& parameter : verb.parameters) {
             if (!parameter.isOption())
                 continue;
             out << start;
             for (std::string const& name : parameter.names)
                 out << (name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1));
-            out << (parameter.takesValue() ? " -r" : "") << " -d '" << shortened(parameter.help) << "'\n";
+            out << (parameter.takesValue() ? " -r" : "") << " -d '" << shellSummary(parameter.help) << "'\n";
         }
     });
 }
 
-int complete(Options const& options, VerbOutline const& program) {
+int complete(CompletionOptions const& options, VerbOutline const& program) {
     static constexpr struct {
         std::string_view name;
         void (*write)(VerbOutline const& program, std::ostream& out);
@@ -153,7 +153,7 @@ int complete(Options const& options, VerbOutline const& program) {
 } // namespace
 
 Work setUpCompletion(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<CompletionOptions>();
     commandLine.text("SHELL", options->shell, "bash, zsh or fish").required();
     commandLine.footer("Prints what makes the shell complete verbs and options of sealkit.\n\n"
                        "Examples:\n"

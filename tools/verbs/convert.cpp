@@ -12,7 +12,7 @@
 
 namespace {
 
-struct Options : ConversionOptions {
+struct ConvertOptions : ConversionOptions {
     std::vector<std::string> files;
     std::string target;
     std::string output;
@@ -35,7 +35,7 @@ std::string_view nameOf(Target target) {
 }
 
 /// Reads every file. Complains on failure. Returns the exit status, which reports omissions too.
-int readFiles(Options const& options, Conversion& conversion) {
+int readFiles(ConvertOptions const& options, Conversion& conversion) {
     for (std::string const& file : options.files) {
         auto const bytes = readMessage(file);
         if (!bytes)
@@ -46,7 +46,7 @@ int readFiles(Options const& options, Conversion& conversion) {
     return exitDone;
 }
 
-int convert(Options const& options) {
+int convert(ConvertOptions const& options) {
     std::vector<std::string_view> inputs(options.files.begin(), options.files.end());
     inputs.insert(inputs.end(), {options.password.file, options.outPassword.file});
     if (standardInputTwice(inputs) || areIterationsBad(options.iterations))
@@ -96,7 +96,7 @@ int convert(Options const& options) {
 } // namespace
 
 Work setUpConvert(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ConvertOptions>();
     commandLine
         .text("--to", options->target,
               "pem, der, p7b (PKCS#7, only certificates and CRLs), p12 (PKCS#12), and for keys pkcs8,\n"

@@ -23,7 +23,7 @@ namespace {
 constexpr std::int64_t secondsOfDay = 86400;
 constexpr unsigned defaultDays = 30;
 
-struct Options {
+struct CrlOptions {
     SignerOptions signer;
     ObjectOutput output;
     std::string authority;
@@ -133,7 +133,7 @@ int readRegister(X509Crl& crl, Register& issued, std::string const& folder,
     return exitDone;
 }
 
-int makeCrl(Options const& options) {
+int makeCrl(CrlOptions const& options) {
     if (standardInputTwice(
             {options.signer.key, options.signer.password.file, options.authority, options.previous}))
         return exitWrongUsage;
@@ -208,8 +208,8 @@ int makeCrl(Options const& options) {
     return options.output.write(output, "X509 CRL", crl);
 }
 
-Work newVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+Work newCrlVerb(CommandLine commandLine) {
+    auto options = std::make_shared<CrlOptions>();
     commandLine.text("--ca", options->authority, "the certificate of the CA, PEM or DER")
         .valueName("FILE")
         .required();
@@ -258,7 +258,7 @@ Work newVerb(CommandLine commandLine) {
 
 Work setUpCrl(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"new", "make a certificate revocation list", newVerb},
+        {"new", "make a certificate revocation list", newCrlVerb},
     };
     return commandLine.verbs(verbs);
 }

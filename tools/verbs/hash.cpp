@@ -6,12 +6,12 @@
 
 namespace {
 
-struct Options {
+struct HashOptions {
     std::string algorithm;
     SumOptions sums;
 };
 
-int hash(Options const& options) {
+int hash(HashOptions const& options) {
     if (!options.algorithm.empty() && !findHash(options.algorithm))
         return wrongUsage("\"" + options.algorithm + "\" is not a hash; the choices are " + listHashes());
     std::vector<SumAlgorithm> algorithms;
@@ -28,7 +28,7 @@ int hash(Options const& options) {
 } // namespace
 
 Work setUpHash(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<HashOptions>();
     commandLine.text("-a,--algorithm", options->algorithm, listHashes() + "; by default sha256")
         .valueName("ALG");
     addSumOptions(commandLine, options->sums);

@@ -17,7 +17,7 @@ void addKeyPassword(CommandLine& commandLine, KemOptions& options) {
     addPasswordOptions(commandLine, options.password, "of an encrypted secret key");
 }
 
-Work newVerb(CommandLine commandLine) {
+Work newKemVerb(CommandLine commandLine) {
     auto options = std::make_shared<KemOptions>();
     addOutput(commandLine, *options);
     addPasswordOptions(commandLine, options->password, "that the key is encrypted under");
@@ -34,7 +34,7 @@ Work newVerb(CommandLine commandLine) {
     return [options] { return makeKemKey(*options); };
 }
 
-Work publicVerb(CommandLine commandLine) {
+Work publicKemVerb(CommandLine commandLine) {
     auto options = std::make_shared<KemOptions>();
     commandLine.text("FILE", options->key, "the secret key; - or nothing is standard input");
     addKeyPassword(commandLine, *options);
@@ -105,8 +105,8 @@ Work decapVerb(CommandLine commandLine) {
 
 Work setUpKem(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"new", "make a secret key", newVerb},
-        {"public", "write the public key of a secret key", publicVerb},
+        {"new", "make a secret key", newKemVerb},
+        {"public", "write the public key of a secret key", publicKemVerb},
         {"encap", "make a secret, and its ciphertext for a public key", encapVerb},
         {"decap", "get the secret from a ciphertext", decapVerb},
     };

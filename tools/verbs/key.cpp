@@ -27,7 +27,7 @@ constexpr unsigned defaultRsaBits = 3072, minRsaBits = 2048, maxRsaBits = 8192;
 /// The forms that --to names.
 enum class Form { pkcs8, der, traditional, openssh };
 
-struct Options {
+struct KeyOptions {
     std::string input = "-";
     std::string output;
     bool force = false;
@@ -35,12 +35,12 @@ struct Options {
     PasswordSource password;
 };
 
-struct EncryptOptions : Options {
+struct KeyEncryptOptions : KeyOptions {
     std::optional<std::uint32_t> iterations;
     PasswordSource oldPassword;
 };
 
-struct NewOptions : Options {
+struct NewKeyOptions : KeyOptions {
     std::string type;
     std::optional<std::uint32_t> bits;
     bool encrypt = false;
@@ -126,7 +126,7 @@ std::unique_ptr<PrivateKey> generate(RequestedKey const& requested, unsigned bit
     return nullptr;
 }
 
-bool openOutput(OutputFile& output, Options const& options, mode_t mode) {
+bool openOutput(OutputFile& output, KeyOptions const& options, mode_t mode) {
     if (options.output.empty() || options.output == "-")
         report::goBesideOutput();
     return output.open(options.output, mode,
@@ -155,7 +155,7 @@ int writePrivateKey(OutputFile& output, PrivateKey const& key, Password const* p
 }
 
 /// Describes the output for JSON; returns the status.
-int describeWritten(int status, Options const& options, char const* object, PublicKey const& key) {
+int describeWritten(int status, KeyOptions const& options, char const* object, PublicKey const& key) {
     if (status != exitDone || !report::isJson())
         return status;
     Description described{{"object", object}};
@@ -164,14 +164,14 @@ int describeWritten(int status, Options const& options, char const* object, Publ
     return status;
 }
 
-int describeWritten(int status, Options const& options, char const* object, PrivateKey const& key) {
+int describeWritten(int status, KeyOptions const& options, char const* object, PrivateKey const& key) {
     if (status != exitDone || !report::isJson())
         return status;
     return describeWritten(status, options, object, *key.publicKey());
 }
 
 /// The form that --to names. Complains on failure.
-std::optional<Form> formOf(Options const& options) {
+std::optional<Form> formOf(KeyOptions const& options) {
     constexpr struct {
         std::string_view name;
         Form form;
@@ -206,7 +206,7 @@ int writeForm(OutputFile& output, std::vector<unsigned char> bytes, std::string 
     return written ? exitDone : exitBadInput;
 }
 
-int writePublicForm(OutputFile& output, PublicKey const& key, Form form, Options const& options) {
+int writePublicForm(OutputFile& output, PublicKey const& key, Form form, KeyOptions const& options) {
     switch (form) {
     case Form::pkcs8:
         break;
@@ -223,7 +223,7 @@ int writePublicForm(OutputFile& output, PublicKey const& key, Form form, Options
     return writePem(output, "PUBLIC KEY", encodePkcs8PublicKey(key));
 }
 
-int writePrivateForm(OutputFile& output, PrivateKey const& key, Form form, Options const& options) {
+int writePrivateForm(OutputFile& output, PrivateKey const& key, Form form, KeyOptions const& options) {
     switch (form) {
     case Form::pkcs8:
         break;
@@ -238,11 +238,11 @@ int writePrivateForm(OutputFile& output, PrivateKey const& key, Form form, Optio
 }
 
 /// The name of the output in messages.
-std::string nameOfOutput(Options const& options) {
+std::string nameOfOutput(KeyOptions const& options) {
     return options.output.empty() || options.output == "-" ? "the key" : options.output;
 }
 
-int makeKey(NewOptions const& options) {
+int makeKey(NewKeyOptions const& options) {
     auto const requested = parseType(options.type);
     if (!requested)
         return wrongUsage(
@@ -277,7 +277,7 @@ int makeKey(NewOptions const& options) {
     return describeWritten(status, options, encrypts ? "encrypted private key" : "private key", *key);
 }
 
-int writePublic(Options const& options) {
+int writePublic(KeyOptions const& options) {
     auto const form = formOf(options);
     if (!form || standardInputTwice({options.input, options.password.file}))
         return exitWrongUsage;
@@ -291,7 +291,7 @@ int writePublic(Options const& options) {
     return describeWritten(writePublicForm(output, *key, *form, options), options, "public key", *key);
 }
 
-int encrypt(EncryptOptions const& options) {
+int encrypt(KeyEncryptOptions const& options) {
     if (standardInputTwice({options.input, options.password.file, options.oldPassword.file}) ||
         areIterationsBad(options.iterations))
         return exitWrongUsage;
@@ -309,7 +309,7 @@ int encrypt(EncryptOptions const& options) {
     return describeWritten(status, options, "encrypted private key", *key);
 }
 
-int decrypt(Options const& options) {
+int decrypt(KeyOptions const& options) {
     auto const form = formOf(options);
     if (!form || standardInputTwice({options.input, options.password.file}))
         return exitWrongUsage;
@@ -323,28 +323,28 @@ int decrypt(Options const& options) {
     return describeWritten(writePrivateForm(output, *key, *form, options), options, "private key", *key);
 }
 
-void addForm(CommandLine& commandLine, Options& options) {
+void addForm(CommandLine& commandLine, KeyOptions& options) {
     commandLine.text("--to", options.to, "the form: pem (the default), der, traditional or openssh")
         .valueName("FORM");
     commandLine.text("--comment", options.comment, "the comment of a key in OpenSSH's form")
         .valueName("TEXT");
 }
 
-void addOutputOptions(CommandLine& commandLine, Options& options) {
+void addOutputOptions(CommandLine& commandLine, KeyOptions& options) {
     commandLine.text("-o,--output", options.output, outputHelp).valueName("FILE");
     commandLine.flag("--force", options.force, forceHelp);
     commandLine.json();
 }
 
-void addInput(CommandLine& commandLine, Options& options, char const* what) {
+void addInput(CommandLine& commandLine, KeyOptions& options, char const* what) {
     commandLine.text("FILE", options.input, std::string(what) + "; - or nothing is standard input");
 }
 
 constexpr char keyInputHelp[] =
     "the private key: PKCS#8 or traditional, encrypted or\nnot, PEM or DER, or OpenSSH's, not encrypted";
 
-Work newVerb(CommandLine commandLine) {
-    auto options = std::make_shared<NewOptions>();
+Work newKeyVerb(CommandLine commandLine) {
+    auto options = std::make_shared<NewKeyOptions>();
     commandLine.text("TYPE", options->type, "rsa, p192, p224, p256, p384, p521, ed25519 or x25519")
         .required();
     addOutputOptions(commandLine, *options);
@@ -363,8 +363,8 @@ Work newVerb(CommandLine commandLine) {
     return [options] { return makeKey(*options); };
 }
 
-Work publicVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+Work publicKeyVerb(CommandLine commandLine) {
+    auto options = std::make_shared<KeyOptions>();
     addInput(commandLine, *options, "a private or public key, certificate or request, PEM or\nDER");
     addOutputOptions(commandLine, *options);
     addForm(commandLine, *options);
@@ -381,7 +381,7 @@ Work publicVerb(CommandLine commandLine) {
 }
 
 Work encryptVerb(CommandLine commandLine) {
-    auto options = std::make_shared<EncryptOptions>();
+    auto options = std::make_shared<KeyEncryptOptions>();
     addInput(commandLine, *options, keyInputHelp);
     addOutputOptions(commandLine, *options);
     addPasswordOptions(commandLine, options->password, "that the key is encrypted under");
@@ -397,7 +397,7 @@ Work encryptVerb(CommandLine commandLine) {
 }
 
 Work decryptVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<KeyOptions>();
     addInput(commandLine, *options, keyInputHelp);
     addOutputOptions(commandLine, *options);
     addForm(commandLine, *options);
@@ -416,8 +416,8 @@ Work decryptVerb(CommandLine commandLine) {
 
 Work setUpKey(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"new", "make a private key", newVerb},
-        {"public", "write the public key of a key, certificate or request", publicVerb},
+        {"new", "make a private key", newKeyVerb},
+        {"public", "write the public key of a key, certificate or request", publicKeyVerb},
         {"encrypt", "encrypt a private key under a password", encryptVerb},
         {"decrypt", "write a private key without a password", decryptVerb},
     };

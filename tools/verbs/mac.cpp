@@ -13,13 +13,13 @@
 
 namespace {
 
-struct Options {
+struct MacOptions {
     std::string algorithm;
     KeySource key;
     SumOptions sums;
 };
 
-int mac(Options const& options) {
+int mac(MacOptions const& options) {
     std::string const name = str2lower(options.algorithm);
     bool const isCmac = name == "cmac" || name == "aes-cmac";
     std::string_view const hashName = name.starts_with("hmac-") ? std::string_view(name).substr(5) : name;
@@ -48,7 +48,7 @@ int mac(Options const& options) {
 } // namespace
 
 Work setUpMac(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<MacOptions>();
     commandLine
         .text("-a,--algorithm", options->algorithm,
               "cmac (AES, a key of 16, 24 or 32 bytes), or HMAC with a hash (hmac-sha256\n"

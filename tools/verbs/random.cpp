@@ -14,7 +14,7 @@
 
 namespace {
 
-struct Options {
+struct RandomOptions {
     std::string count;
     bool hex = false;
     bool base64 = false;
@@ -41,7 +41,7 @@ std::optional<uint64_t> parseCount(std::string_view text) {
 }
 
 /// Encodes a piece in the form of the options.
-SecretBytes encode(SecretBytes const& bytes, Options const& options) {
+SecretBytes encode(SecretBytes const& bytes, RandomOptions const& options) {
     if (options.base64) {
         std::string text = kp::base64Encode(bytes);
         SecretBytes encoded(text.begin(), text.end());
@@ -53,7 +53,7 @@ SecretBytes encode(SecretBytes const& bytes, Options const& options) {
     return bytes;
 }
 
-int random(Options const& options) {
+int random(RandomOptions const& options) {
     auto const count = parseCount(options.count);
     if (!count)
         return wrongUsage("\"" + options.count + "\" is not a number of bytes");
@@ -86,7 +86,7 @@ int random(Options const& options) {
 } // namespace
 
 Work setUpRandom(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<RandomOptions>();
     commandLine.text("N", options->count, "the number of bytes; 16K, 16M and 16G are multiples of 1024")
         .required();
     Parameter const hex = commandLine.flag("--hex", options->hex, "write hexadecimal on one line");

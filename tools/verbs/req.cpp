@@ -9,7 +9,7 @@
 
 namespace {
 
-struct Options {
+struct RequestOptions {
     SignerOptions signer;
     ObjectOutput output;
     std::string subject;
@@ -18,7 +18,7 @@ struct Options {
     std::string challengePassword;
 };
 
-int makeRequest(Options const& options) {
+int makeRequest(RequestOptions const& options) {
     X509Req request;
     if (!options.subject.empty()) {
         auto const name = readSubject(options.subject);
@@ -55,8 +55,8 @@ int makeRequest(Options const& options) {
     return options.output.write(output, "CERTIFICATE REQUEST", request);
 }
 
-Work newVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+Work newRequestVerb(CommandLine commandLine) {
+    auto options = std::make_shared<RequestOptions>();
     addSignerOptions(commandLine, options->signer, "-k,--key", "the private key, PEM or DER");
     commandLine.text("--subject", options->subject, "\"/C=UY/O=Acme/CN=name\" or \"C=UY, O=Acme, CN=name\"")
         .valueName("NAME");
@@ -93,7 +93,7 @@ Work newVerb(CommandLine commandLine) {
 
 Work setUpReq(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"new", "make a certificate request", newVerb},
+        {"new", "make a certificate request", newRequestVerb},
     };
     return commandLine.verbs(verbs);
 }

@@ -24,7 +24,7 @@ namespace {
 
 using terminal::printable;
 
-struct Options {
+struct ShowOptions {
     bool dump = false;
     bool secrets = false;
     bool partial = false;
@@ -180,7 +180,7 @@ Found readAs(asn1::blob der) {
     return found;
 }
 
-Found readMessage(MessageKind kind, asn1::blob der) {
+Found readMessageAs(MessageKind kind, asn1::blob der) {
     Found found;
     switch (kind) {
     case MessageKind::signedData:
@@ -204,7 +204,7 @@ Found readMessage(MessageKind kind, asn1::blob der) {
     case MessageKind::none:
         if (std::vector<unsigned char> converted;
             findInputKind(der) == InputKind::ber && asn1::berToDer(der, &converted, nullptr))
-            return readMessage(getMessageKind(converted), converted);
+            return readMessageAs(getMessageKind(converted), converted);
         found.complaint = berComplaint(der);
         if (found.complaint.empty())
             found.complaint = "a message of an unknown form";
@@ -276,7 +276,7 @@ Found readBlock(PemBlock const& block, Password const* password) {
     if (block.label == pkcs12Label)
         return readPkcs12As(der, password);
     MessageKind const kind = getMessageKind(der); // Time-stamps have no usual label.
-    return kind != MessageKind::none || isMessageLabel(block.label) ? readMessage(kind, der)
+    return kind != MessageKind::none || isMessageLabel(block.label) ? readMessageAs(kind, der)
                                                                     : refuseLabel(findInputKind(der));
 }
 
@@ -305,7 +305,7 @@ Found readDer(std::string_view der, Password const* password) {
     if (looksLikePkcs12(der))
         return readPkcs12As(der, password);
     if (MessageKind const kind = getMessageKind(der); kind != MessageKind::none)
-        return readMessage(kind, der);
+        return readMessageAs(kind, der);
     InputKind const kind = findInputKind(der);
     switch (kind) {
     case InputKind::certificate:
@@ -493,7 +493,7 @@ bool isKeyLabel(std::string_view label) {
 class Display {
 public:
     /// `password` is null if none was given.
-    Display(Options const& wanted, Password const* given) : options(wanted), password(given) {}
+    Display(ShowOptions const& wanted, Password const* given) : options(wanted), password(given) {}
 
     int status = exitDone;
 
@@ -558,13 +558,13 @@ private:
         }
     }
 
-    Options const& options;
+    ShowOptions const& options;
     Password const* password;
     std::string file;
     Description described = Description::array();
 };
 
-int show(Options const& options) {
+int show(ShowOptions const& options) {
     std::vector<std::string_view> inputs(options.files.begin(), options.files.end());
     inputs.push_back(options.password.file);
     if (standardInputTwice(inputs))
@@ -586,7 +586,7 @@ int show(Options const& options) {
 } // namespace
 
 Work setUpShow(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ShowOptions>();
     commandLine.flag("--dump", options->dump, "print the dump of the library");
     commandLine.json();
     commandLine.flag("--secrets", options->secrets, "also show the secrets of private keys");

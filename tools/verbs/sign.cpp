@@ -20,7 +20,7 @@
 
 namespace {
 
-struct Options {
+struct SignatureOptions {
     std::string key;
     std::string algorithm;
     bool hex = false;
@@ -29,12 +29,12 @@ struct Options {
     std::string file;
 };
 
-struct SignOptions : Options {
+struct SignOptions : SignatureOptions {
     std::string output;
     bool force = false;
 };
 
-struct CheckOptions : Options {
+struct SignatureCheckOptions : SignatureOptions {
     std::string signature;
 };
 
@@ -47,7 +47,7 @@ struct Signed {
 };
 
 /// Reads the file. Complains on failure.
-std::optional<Signed> readSigned(Options const& options, PublicKey const& key, int* status) {
+std::optional<Signed> readSigned(SignatureOptions const& options, PublicKey const& key, int* status) {
     *status = exitBadInput;
     if (key.keyType() == KeyType::X25519) {
         badInput(options.key + ": an X25519 key is for key agreement and cannot sign");
@@ -75,7 +75,7 @@ std::optional<Signed> readSigned(Options const& options, PublicKey const& key, i
 }
 
 /// Checks the options before any file is read. Complains if they are wrong.
-bool isUsageWrong(Options const& options, std::initializer_list<std::string_view> inputs) {
+bool isUsageWrong(SignatureOptions const& options, std::initializer_list<std::string_view> inputs) {
     if (!options.algorithm.empty() && !findHash(options.algorithm)) {
         wrongUsage("\"" + options.algorithm + "\" is not a hash; the choices are " + listHashes());
         return true;
@@ -114,7 +114,7 @@ int sign(SignOptions const& options) {
     return output.write(signature) && output.commit() ? exitDone : exitBadInput;
 }
 
-std::optional<std::vector<unsigned char>> readSignature(CheckOptions const& options) {
+std::optional<std::vector<unsigned char>> readSignature(SignatureCheckOptions const& options) {
     auto text = readMessage(options.signature);
     if (!text)
         return std::nullopt;
@@ -137,7 +137,7 @@ std::optional<std::vector<unsigned char>> readSignature(CheckOptions const& opti
     return std::nullopt;
 }
 
-int check(CheckOptions const& options) {
+int check(SignatureCheckOptions const& options) {
     if (isUsageWrong(options, {options.key, options.password.file, options.file, options.signature}))
         return exitWrongUsage;
     int status = exitDone;
@@ -166,7 +166,7 @@ int check(CheckOptions const& options) {
     return exitDone;
 }
 
-void addOptions(CommandLine& commandLine, Options& options, char const* keyHelp) {
+void addOptions(CommandLine& commandLine, SignatureOptions& options, char const* keyHelp) {
     commandLine.text("-k,--key", options.key, keyHelp).valueName("KEY").required();
     commandLine
         .text("-a,--algorithm", options.algorithm,
@@ -201,7 +201,7 @@ Work setUpSign(CommandLine commandLine) {
 }
 
 Work setUpCheck(CommandLine commandLine) {
-    auto options = std::make_shared<CheckOptions>();
+    auto options = std::make_shared<SignatureCheckOptions>();
     addOptions(commandLine, *options,
                "the public or private key, or a certificate or request with\nit, PEM or DER");
     commandLine.text("-s,--signature", options->signature, "the signature").valueName("FILE").required();

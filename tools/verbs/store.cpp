@@ -22,7 +22,7 @@ using kp::FieldType;
 using kp::message;
 using terminal::printable;
 
-struct Options {
+struct StoreOptions {
     std::string store;
     std::optional<int32_t> id;
     std::vector<std::string> fields;
@@ -40,11 +40,13 @@ constexpr TypeName typeNames[] = {
     {FieldType::strings, "string-array"},
 };
 
-std::string recordName(Options const& options, int32_t id) {
+std::string recordName(StoreOptions const& options, int32_t id) {
     return "record " + std::to_string(id) + " of the store \"" + options.store + "\"";
 }
 
-int noRecord(Options const& options) { return answerNo("there is no " + recordName(options, *options.id)); }
+int noRecord(StoreOptions const& options) {
+    return answerNo("there is no " + recordName(options, *options.id));
+}
 
 // Writing fields in the form in which they are set: "12=bool:true".
 
@@ -179,7 +181,7 @@ int listStores() {
     return exitDone;
 }
 
-int listIds(kp::Store& store, Options const& options) {
+int listIds(kp::Store& store, StoreOptions const& options) {
     if (report::isJson()) {
         report::set({{"store", printableLine(options.store)}, {"ids", store.ids()}});
         return exitDone;
@@ -189,7 +191,7 @@ int listIds(kp::Store& store, Options const& options) {
     return exitDone;
 }
 
-int show(kp::Store& store, Options const& options) {
+int show(kp::Store& store, StoreOptions const& options) {
     std::vector<int32_t> ids = store.ids();
     if (options.id) {
         if (!std::binary_search(ids.begin(), ids.end(), *options.id))
@@ -221,7 +223,7 @@ int show(kp::Store& store, Options const& options) {
     return status;
 }
 
-int set(kp::Store& store, Options const& options) {
+int set(kp::Store& store, StoreOptions const& options) {
     if (options.fields.empty() && !options.replace)
         return wrongUsage("no field to set");
     message record = options.replace ? message() : store.get(*options.id);
@@ -232,7 +234,7 @@ int set(kp::Store& store, Options const& options) {
     return exitDone;
 }
 
-int remove(kp::Store& store, Options const& options) {
+int remove(kp::Store& store, StoreOptions const& options) {
     if (store.remove(*options.id))
         return exitDone;
     if (errno == ENOENT)
@@ -240,10 +242,10 @@ int remove(kp::Store& store, Options const& options) {
     return badInput(recordName(options, *options.id) + " could not be removed: " + std::strerror(errno));
 }
 
-using WorkOnStore = int (*)(kp::Store& store, Options const& options);
+using WorkOnStore = int (*)(kp::Store& store, StoreOptions const& options);
 
 /// The work of a verb on the store of the options.
-Work onStore(std::shared_ptr<Options> const& options, WorkOnStore work) {
+Work onStore(std::shared_ptr<StoreOptions> const& options, WorkOnStore work) {
     return [options, work] {
         kp::Store store(options->store);
         if (!store.valid())
@@ -253,8 +255,8 @@ Work onStore(std::shared_ptr<Options> const& options, WorkOnStore work) {
     };
 }
 
-Work listVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+Work listStoreVerb(CommandLine commandLine) {
+    auto options = std::make_shared<StoreOptions>();
     commandLine.text("STORE", options->store, "list the ids of this store's records");
     commandLine.json();
     commandLine.footer("Without STORE, lists the names of the stores.\n\n"
@@ -267,7 +269,7 @@ Work listVerb(CommandLine commandLine) {
 }
 
 Work showVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<StoreOptions>();
     commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
     commandLine.number("ID", options->id, "the id of the record; by default all records");
     commandLine.json();
@@ -279,7 +281,7 @@ Work showVerb(CommandLine commandLine) {
 }
 
 Work setVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<StoreOptions>();
     commandLine.text("STORE", options->store, "the name of the store (\"cert/settings\")").required();
     commandLine.number("ID", options->id, "the id of the record").required();
     commandLine.texts("FIELD", options->fields, "a field of the record: FIELD=TYPE:VALUE");
@@ -298,8 +300,8 @@ Work setVerb(CommandLine commandLine) {
     return onStore(options, set);
 }
 
-Work removeVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+Work removeRecordVerb(CommandLine commandLine) {
+    auto options = std::make_shared<StoreOptions>();
     commandLine.text("STORE", options->store, "the name of the store").required();
     commandLine.number("ID", options->id, "the id of the record").required();
     commandLine.footer("Exits with 1 if there is no such record.\n\n"
@@ -312,10 +314,10 @@ Work removeVerb(CommandLine commandLine) {
 
 Work setUpStore(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"list", "list the stores, or the records of one", listVerb},
+        {"list", "list the stores, or the records of one", listStoreVerb},
         {"show", "show a record, or all of a store", showVerb},
         {"set", "set fields of a record", setVerb},
-        {"remove", "remove a record", removeVerb},
+        {"remove", "remove a record", removeRecordVerb},
     };
     commandLine.footer(
         "A store holds numbered records, and a record numbered fields. Stores are in rw/store of\n"

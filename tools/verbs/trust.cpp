@@ -21,7 +21,7 @@
 
 namespace {
 
-struct Options {
+struct TrustStoreOptions {
     std::vector<std::string> files;
     std::optional<uint32_t> usage;
     std::optional<int32_t> id;
@@ -50,7 +50,7 @@ int addCertificate(kp::Store& store, X509Certificate const& certificate, uint32_
     return exitDone;
 }
 
-int add(kp::Store& store, Options const& options) {
+int add(kp::Store& store, TrustStoreOptions const& options) {
     // Everything is read before anything is added, so a malformed file leaves the store unchanged.
     std::vector<std::shared_ptr<X509Certificate>> certificates;
     for (std::string const& file : options.files) {
@@ -74,7 +74,7 @@ int add(kp::Store& store, Options const& options) {
     return status;
 }
 
-int list(kp::Store& store, Options const&) {
+int list(kp::Store& store, TrustStoreOptions const&) {
     int status = exitDone;
     auto entries = nlohmann::ordered_json::array();
     for (int32_t id : kp::Allocator(store)) {
@@ -110,7 +110,7 @@ int list(kp::Store& store, Options const&) {
     return status;
 }
 
-int remove(kp::Store& store, Options const& options) {
+int remove(kp::Store& store, TrustStoreOptions const& options) {
     std::string const entry = "entry " + std::to_string(*options.id);
     std::vector<unsigned char> removed;
     auto const isTrusted = [&removed](int32_t id, kp::message const& record) {
@@ -132,16 +132,16 @@ int remove(kp::Store& store, Options const& options) {
     return exitDone;
 }
 
-Work onCertificateManager(std::shared_ptr<Options> const& options,
-                          int (*work)(kp::Store& store, Options const& options)) {
+Work onCertificateManager(std::shared_ptr<TrustStoreOptions> const& options,
+                          int (*work)(kp::Store& store, TrustStoreOptions const& options)) {
     return [options, work] {
         kp::Store store(cermStoreName);
         return store.valid() ? work(store, *options) : badInput("there is no platform root: set KP_ROOT");
     };
 }
 
-Work addVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+Work addTrustVerb(CommandLine commandLine) {
+    auto options = std::make_shared<TrustStoreOptions>();
     commandLine
         .texts("FILE", options->files, "certificates, PEM (any number of blocks) or DER; - is standard input")
         .required();
@@ -158,18 +158,18 @@ Work addVerb(CommandLine commandLine) {
     return onCertificateManager(options, add);
 }
 
-Work listVerb(CommandLine commandLine) {
+Work listTrustVerb(CommandLine commandLine) {
     commandLine.json();
     commandLine.footer("Prints a line for each certificate: id, uses, subject, first and last second of its\n"
                        "validity.\n\n"
                        "Examples:\n"
                        "  sealkit trust list\n"
                        "  sealkit trust list --json");
-    return onCertificateManager(std::make_shared<Options>(), list);
+    return onCertificateManager(std::make_shared<TrustStoreOptions>(), list);
 }
 
-Work removeVerb(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+Work removeTrustVerb(CommandLine commandLine) {
+    auto options = std::make_shared<TrustStoreOptions>();
     commandLine.number("ID", options->id, "the id that \"trust list\" shows").required();
     commandLine.footer("Exits with 1 if there is no such entry.\n\n"
                        "Examples:\n"
@@ -181,9 +181,9 @@ Work removeVerb(CommandLine commandLine) {
 
 Work setUpTrust(CommandLine commandLine) {
     static constexpr Verb verbs[] = {
-        {"add", "trust certificates", addVerb},
-        {"list", "list the trusted certificates", listVerb},
-        {"remove", "stop trusting a certificate", removeVerb},
+        {"add", "trust certificates", addTrustVerb},
+        {"list", "list the trusted certificates", listTrustVerb},
+        {"remove", "stop trusting a certificate", removeTrustVerb},
     };
     commandLine.footer(
         "The trusted certificates are entries of the store \"cerm\" (see \"store\"). \"verify --cerm\" uses\n"

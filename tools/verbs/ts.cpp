@@ -31,7 +31,7 @@ namespace {
 
 using terminal::printable;
 
-struct RequestOptions {
+struct StampRequestOptions {
     std::string algorithm;
     std::string nonce;
     bool noNonce = false;
@@ -42,7 +42,7 @@ struct RequestOptions {
     std::string file;
 };
 
-struct CheckOptions {
+struct StampCheckOptions {
     TrustOptions trust;
     std::string request;
     std::string data;
@@ -61,7 +61,7 @@ std::vector<unsigned char> makeNonce() {
 }
 
 /// The nonce of the options, of any size. Returns nothing if it is malformed.
-std::optional<std::vector<unsigned char>> readNonce(RequestOptions const& options) {
+std::optional<std::vector<unsigned char>> readNonce(StampRequestOptions const& options) {
     if (options.noNonce)
         return std::vector<unsigned char>();
     if (options.nonce.empty())
@@ -72,7 +72,7 @@ std::optional<std::vector<unsigned char>> readNonce(RequestOptions const& option
     return nonce;
 }
 
-int request(RequestOptions const& options) {
+int request(StampRequestOptions const& options) {
     TimeStampRequest made;
     auto const hash = findHash(options.algorithm.empty() ? "sha256" : options.algorithm);
     if (!hash || getHashOid(hash->id).empty())
@@ -108,7 +108,7 @@ int request(RequestOptions const& options) {
 }
 
 /// What the token must state. Complains and returns nothing if the request is unreadable.
-std::optional<TimeStampExpectation> readRequest(CheckOptions const& options) {
+std::optional<TimeStampExpectation> readRequest(StampCheckOptions const& options) {
     auto const file = MessageFile::read(options.request);
     if (!file)
         return std::nullopt;
@@ -149,7 +149,7 @@ std::optional<Reply> readReply(std::string const& path) {
 }
 
 /// Hashes the stamped file with the hash of the token. Complains on failure.
-bool readData(CheckOptions const& options, TimeStampInfo const& info, TimeStampExpectation* expected) {
+bool readData(StampCheckOptions const& options, TimeStampInfo const& info, TimeStampExpectation* expected) {
     expected->hash = info.hash();
     auto const hash = createHash(expected->hash);
     if (!hash) {
@@ -198,7 +198,7 @@ int sayRefused(TimeStampStatus const& status) {
     return exitNo;
 }
 
-int check(CheckOptions const& options) {
+int check(StampCheckOptions const& options) {
     if (options.request.empty() == options.data.empty())
         return wrongUsage("give --request, or --data with the file that was stamped");
     if (standardInputTwice(
@@ -249,7 +249,7 @@ int check(CheckOptions const& options) {
 }
 
 Work setUpTsRequest(CommandLine commandLine) {
-    auto options = std::make_shared<RequestOptions>();
+    auto options = std::make_shared<StampRequestOptions>();
     commandLine
         .text("-a,--algorithm", options->algorithm, "sha256 (the default), sha384, sha512, sha1 or md5")
         .valueName("HASH");
@@ -277,7 +277,7 @@ Work setUpTsRequest(CommandLine commandLine) {
 }
 
 Work setUpTsCheck(CommandLine commandLine) {
-    auto options = std::make_shared<CheckOptions>();
+    auto options = std::make_shared<StampCheckOptions>();
     Parameter const asked =
         commandLine.text("--request", options->request, "the request that REPLY answers").valueName("FILE");
     commandLine.text("--data|--content", options->data, "the file that was stamped, instead of the request")

@@ -22,7 +22,7 @@
 
 namespace {
 
-struct Options {
+struct ReplyOptions {
     SignerOptions signer;
     std::string certificate;
     std::string chain;
@@ -59,7 +59,7 @@ std::optional<TimeStampAccuracy> parseAccuracy(std::string const& text) {
 }
 
 /// Sets the options of replies. Complains on failure. Returns the exit status.
-int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
+int readReplyOptions(ReplyOptions const& options, TimeStampReplyOptions* to) {
     for (std::string const& text : options.otherPolicies)
         if (to->otherPolicies.emplace_back(parseOid(text)).empty())
             return wrongUsage("\"" + text + "\" is not an object identifier; write 1.2.3.4");
@@ -82,7 +82,7 @@ int readReplyOptions(Options const& options, TimeStampReplyOptions* to) {
 }
 
 /// The JSON of a reply that was written.
-void describe(Options const& options, TimeStampReply const& made) {
+void describe(ReplyOptions const& options, TimeStampReply const& made) {
     TimeStampResponse response;
     response.parse(made.encoding, nullptr, FormRules::standard);
     report::set({{"verdict", made.isGranted() ? "OK" : "FAILED"},
@@ -91,7 +91,7 @@ void describe(Options const& options, TimeStampReply const& made) {
                  {"object", ::describe(response, made.status)}});
 }
 
-int reply(Options const& options) {
+int reply(ReplyOptions const& options) {
     if (standardInputTwice({options.signer.key, options.signer.password.file, options.certificate,
                             options.chain, options.request}))
         return exitWrongUsage;
@@ -142,7 +142,7 @@ int reply(Options const& options) {
 } // namespace
 
 Work setUpTsReply(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<ReplyOptions>();
     commandLine.text("REQUEST", options->request, "the request; - is standard input").required();
     commandLine
         .text("--certificate", options->certificate,

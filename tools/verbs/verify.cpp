@@ -24,7 +24,7 @@ constexpr size_t maxGiven = 1000;
 /// More steps than a person reads.
 constexpr unsigned maxEvents = 1000;
 
-struct Options {
+struct VerifyOptions {
     std::string host;
     std::string ip;
     std::string email;
@@ -40,7 +40,7 @@ struct Options {
 };
 
 /// Sets what the chain is validated for. Returns false, with `*complaint`, if an option is malformed.
-bool readPathOptions(Options const& options, PathOptions* to, Complaint* complaint) {
+bool readPathOptions(VerifyOptions const& options, PathOptions* to, Complaint* complaint) {
     if (!options.trust.read(to, complaint))
         return false;
     if (!options.ip.empty() && (!to->address.parse(options.ip) || to->address.empty())) {
@@ -139,7 +139,7 @@ std::string adviceOn(PathVerdict const& verdict, PathOptions const& pathOptions,
            (advice->id == PathAdviceId::otherStore ? " Ask with --cerm." : "");
 }
 
-int verify(Options options) {
+int verify(VerifyOptions options) {
     if (options.each)
         report::expectLines();
     PathOptions pathOptions;
@@ -201,7 +201,7 @@ int verify(Options options) {
 } // namespace
 
 Work setUpVerify(CommandLine commandLine) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<VerifyOptions>();
     commandLine.group("What the leaf must be valid for");
     commandLine.text("--host", options->host, "the host name that the leaf must have").valueName("HOST");
     commandLine.text("--ip", options->ip, "the address that the leaf must have").valueName("ADDRESS");

@@ -39,7 +39,7 @@ struct Question {
     PathOptions options;
 };
 
-struct Job {
+struct ChainJob {
     std::optional<std::string> file; ///< Its name; nothing for a line of standard input.
     std::string text;                ///< The file's contents, or the line.
     Complaint complaint;             ///< Why the text is missing.
@@ -165,8 +165,8 @@ bool readText(std::string const& text, FormRules forms, Question* question, Comp
 }
 
 /// A job for the chain of one file.
-Job readFile(std::string const& path) {
-    Job job{path, {}, {}};
+ChainJob readFile(std::string const& path) {
+    ChainJob job{path, {}, {}};
     InputStream input;
     if (input.open(path)) {
         job.text.resize(maxText + 1);
@@ -236,7 +236,7 @@ bool addJobs(std::vector<std::string> const& inputs, Work& work, Output const& o
 int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& candidates, Trust const& trust,
                PathOptions const& options) {
     FormRules const forms = formsFor(options);
-    auto const judge = [&](Job const& job) -> Answer {
+    auto const judge = [&](ChainJob const& job) -> Answer {
         Question question{{}, {}, {}, options};
         Complaint complaint = job.complaint;
         if (job.file)
@@ -265,7 +265,7 @@ int verifyEach(std::vector<std::string> const& inputs, CertificateChain const& c
     Output output;
     bool areRead = true;
     {
-        OrderedWork<Job, Answer> work(judge, [&](Answer const& answer) { output.write(answer); });
+        OrderedWork<ChainJob, Answer> work(judge, [&](Answer const& answer) { output.write(answer); });
         areRead = addJobs(inputs, work, output);
     }
     return areRead ? output.status : exitBadInput;
