@@ -107,7 +107,7 @@ TEST_P(FixedCurve, JointMultiplesHaveTheSameCoordinates) {
     BothPaths const both(GetParam());
     test::Random random(2);
     std::vector<BigNum> const factors = scalars(both.fixed.n, random);
-    size_t const every = test::lessWhenSlow(1, 7);
+    size_t const every = test::lessWhenSlow(1, 17);
     size_t sums = 0;
     for (WCurve::Point const& P : points(both, random))
         for (WCurve::Point const& Q : points(both, random))

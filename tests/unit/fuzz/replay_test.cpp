@@ -46,7 +46,7 @@ TEST(Fuzz, EveryInputOfTheCorporaHolds) {
 }
 
 TEST(Fuzz, EveryInputHoldsForEveryTarget) {
-    size_t const every = test::lessWhenSlow(1u, 5u);
+    size_t const every = test::lessWhenSlow(1u, 9u);
     size_t count = 0;
     for (auto const& entry : std::filesystem::recursive_directory_iterator(corpora))
         if (entry.is_regular_file())
@@ -85,7 +85,7 @@ std::vector<unsigned char> damage(std::vector<unsigned char> bytes, std::minstd_
 
 /// The same damage in every run. Two of three inputs keep all lengths, and so reach what stands deep.
 TEST(Fuzz, DamagedInputsOfTheCorporaHold) {
-    unsigned const variants = test::lessWhenSlow(12u, 4u);
+    unsigned const variants = test::lessWhenSlow(12u, 2u);
     std::minstd_rand random(20);
     for (fuzz::Target const& target : fuzz::targets) {
         std::set<std::filesystem::path> paths;

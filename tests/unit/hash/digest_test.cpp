@@ -52,9 +52,10 @@ void expectDigest(unsigned id, std::vector<unsigned char> const& message, std::s
 
 void expectDigestOfText(test::Case const& c) {
     std::string const& text = c.text("message");
-    std::vector<unsigned char> message;
+    std::string repeated;
     for (unsigned long long i = c.number("repeat"); i > 0; i--)
-        message.insert(message.end(), text.begin(), text.end());
+        repeated += text;
+    std::vector<unsigned char> const message(repeated.begin(), repeated.end());
     expectDigest(static_cast<unsigned>(c.number("hash")), message, test::toHex(c.bytes("digest")));
 }
 

@@ -5,6 +5,7 @@
 
 #include "support/kernel_bytes.h"
 #include "support/rngs.h"
+#include "support/slow.h"
 #include "unit/keys/support.h"
 
 #include <gtest/gtest.h>
@@ -195,17 +196,17 @@ TEST(EcPrivateKey, PointsAreTheMultiplesOfTheBasePoint) {
         getECParams(curve, p, order, base);
         WCurve const group(p, getAForECCurve(curve), new MontgomeryReducer(p));
         std::vector<BigNum> scalars;
-        for (unsigned i = 1; i <= 40; ++i) {
+        for (unsigned i = 1; i <= test::lessWhenSlow(40U, 8U); ++i) {
             scalars.push_back(bn64(i));
             scalars.push_back(order - bn64(i));
         }
-        for (unsigned i = 6; i < order.bits() - 1; i += 3) {
+        for (unsigned i = 6; i < order.bits() - 1; i += test::lessWhenSlow(3U, 29U)) {
             scalars.push_back(bn64(1) << i);
             scalars.push_back((bn64(1) << (i + 1)) - bn64(1));
         }
         scalars.push_back(order >> 1);
         scalars.push_back((order >> 1) + 1u);
-        for (unsigned seed = 1; seed <= 20; ++seed)
+        for (unsigned seed = 1; seed <= test::lessWhenSlow(20U, 4U); ++seed)
             scalars.push_back(newKey(curve, seed).secret);
         EcPrivateKey key;
         key.curve = curve;

@@ -146,6 +146,8 @@ TEST(RsaGeneration, AGeneratorThatFailsAtAnyDrawMakesNoKey) {
         EXPECT_EQ(failing.draws(), limit);
         expectUnchanged(key);
     }
+    if (test::isSlow())
+        return;
     RsaPrivateKey again;
     SeededRng enough(5, draws);
     ASSERT_TRUE(again.generatePrivKey(enough, 2048));

@@ -391,7 +391,7 @@ TEST(ReadFromFile, AMissingFileIsAnEmptyOne) {
 // --- Hostile text ---
 
 TEST(Pem, TakesTimeInProportionToTheText) {
-    size_t const size = test::lessWhenSlow(4u << 20, 1u << 18);
+    size_t const size = test::lessWhenSlow(4u << 20, 1u << 16);
     auto const repeat = [size](std::string_view part) {
         std::string text;
         text.reserve(size + part.size());
