@@ -32,6 +32,14 @@ class ManualTest(ProgramTest):
         rows = set(re.findall(r"\((\S+)\.md\)", (MANUAL / "README.md").read_text()))
         self.assertEqual(pages, rows)
 
+    def test_the_packages_of_other_programs_are_named(self):
+        packages = {"openssl": "openssl", "certtool": "gnutls-bin", "ssh-keygen": "openssh-client", "keytool": "default-jre-headless",
+                    "certutil": "libnss3-tools", "pk12util": "libnss3-tools", "python3": "python3"}
+        pages = "".join(text for page in MANUAL.glob("*.md") for kind, text in BLOCK.findall(page.read_text()) if kind == "sh")
+        used = {package for program, package in packages.items() if re.search(rf"(^|[|&(] ?){program} ", pages, re.MULTILINE)}
+        named = re.search(r"^apt-get install (.*)", (MANUAL / "README.md").read_text(), re.MULTILINE)[1].split()
+        self.assertEqual(set(named), used)
+
     def test_cpp_is_quoted_from_the_examples(self):
         """The examples are built and run by the tests of the package, so that a quotation is, too."""
         for page in MANUAL.glob("*.md"):

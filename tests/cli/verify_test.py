@@ -129,6 +129,10 @@ class VerifyTest(ProgramTest):
         builtin.mkdir(parents=True, exist_ok=True)
         (builtin / "root.pem").write_bytes((self.dir / "root.pem").read_bytes())
         self.assertEqual(self.verdict(0, "chain.pem")[0], "OK")
+        bare = {"KP_ROOT": str(self.dir / "root-without-roots")}
+        (self.dir / "root-without-roots/kelp/etc/ca").mkdir(parents=True)
+        self.assertIn("/kelp/etc/ca: no certificate in it (what is trusted without --ca). Name a file or folder of trusted",
+                      self.expect(2, "verify", "chain.pem", environment=bare).err)
         # The certificate manager trusts its built-in folder for use bit 23 always.
         self.assertEqual(self.verdict(0, "--cerm", "0x800000", "chain.pem")[0], "OK")
         self.expect(3, "verify", "--cerm", "many", "chain.pem")

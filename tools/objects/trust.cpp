@@ -40,12 +40,16 @@ bool loadCertificates(TrustOptions const& options, FormRules forms, CertificateM
     if (options.cermUsage)
         store->loadFromCerm(*options.cermUsage, false, &leftOut, forms);
     noteLeftOut(leftOut);
-    std::vector<std::string> paths = options.authorities;
-    if (paths.empty() && !options.cermUsage)
-        paths.push_back(defaultAuthorities());
-    for (std::string const& path : paths)
+    for (std::string const& path : options.authorities)
         if (!loadTrusted(path, forms, store, complaint))
             return false;
+    if (options.authorities.empty() && !options.cermUsage &&
+        !loadTrusted(defaultAuthorities(), forms, store, complaint)) {
+        *complaint +=
+            " (what is trusted without --ca). Name a file or folder of trusted certificates with --ca, or "
+            "install the package ca-certificates.";
+        return false;
+    }
     if (options.cermUsage && store->certs.empty()) {
         *complaint = "no certificate is trusted for the use " + formatHex(*options.cermUsage);
         return false;
