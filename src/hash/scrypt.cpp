@@ -46,10 +46,11 @@ struct Scratch {
 
 /// The Salsa20/8 core (RFC 7914, section 3) of `x` XOR `with`, in place of `x`.
 void salsa(Scratch& scratch, std::uint32_t const* with) {
-    auto& [x, sum] = scratch;
+    auto& x = scratch.x;
+    auto& sum = scratch.sum;
     for (size_t i = 0; i < salsaWords; i++)
         sum[i] = x[i] ^= with[i];
-    auto const quarter = [&x = scratch.x](unsigned a, unsigned b, unsigned c, unsigned d) {
+    auto const quarter = [&x](unsigned a, unsigned b, unsigned c, unsigned d) {
         x[b] ^= std::rotl(x[a] + x[d], 7);
         x[c] ^= std::rotl(x[b] + x[a], 9);
         x[d] ^= std::rotl(x[c] + x[b], 13);

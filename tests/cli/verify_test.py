@@ -279,6 +279,7 @@ class VerifyTest(ProgramTest):
         self.assertEqual(last, 'FAILED 11: crl not found for: "O=Test, CN=pointed"')
         self.assertIn("http://crl.example.test/a.crl", result.err)
         self.assertIn("note: A current CRL is missing", result.err)
+        self.assertIn(" Name its file with --crl.", result.err)
         self.assertEqual(self.verdict(0, "--ca", "root.pem", "pointed-chain.pem")[0], "OK")
 
     def test_warnings_and_strict(self):
@@ -397,6 +398,8 @@ class VerifyTest(ProgramTest):
     def test_advice(self):
         for arguments, advice in (
                 (["leaf.pem"], "The certificate of an issuer is missing"),
+                (["leaf.pem"], " Name its file with --certificates, or with --ca if it is a root that you trust."),
+                (["--ca", "other-root.pem", "full.pem"], " Trust it with --ca."),
                 (["--ca", "other-root.pem", "full.pem"], "ends with a root that is not trusted"),
                 (["--host", "https://www.example.test/", "chain.pem"], "host: www.example.test"),
                 (["--host", "www.example.test:443", "chain.pem"], "host: www.example.test"),

@@ -126,7 +126,23 @@ std::vector<std::string> compare(CertificateChain const& given, CertificateChain
     return notes;
 }
 
-/// Advice on a failed chain, with a command if there is one; printable.
+/// The option that follows advice.
+char const* optionFor(PathAdviceId id) {
+    switch (id) {
+    case PathAdviceId::otherStore:
+        return " Ask with --cerm.";
+    case PathAdviceId::untrustedRoot:
+        return " Trust it with --ca.";
+    case PathAdviceId::missingIssuer:
+        return " Name its file with --certificates, or with --ca if it is a root that you trust.";
+    case PathAdviceId::missingCrl:
+        return " Name its file with --crl.";
+    default:
+        return "";
+    }
+}
+
+/// Advice on a failed chain, with an option if there is one; printable.
 std::string adviceOn(PathVerdict const& verdict, PathOptions const& pathOptions, TrustOptions const& options,
                      Trust const& trust) {
     CertificateMemoryStore managed;
@@ -135,8 +151,7 @@ std::string adviceOn(PathVerdict const& verdict, PathOptions const& pathOptions,
     auto const advice = x509AdvisePath(verdict, pathOptions, trust.store, &managed);
     if (!advice)
         return {};
-    return terminal::printable(advice->str()) +
-           (advice->id == PathAdviceId::otherStore ? " Ask with --cerm." : "");
+    return terminal::printable(advice->str()) + optionFor(advice->id);
 }
 
 int verify(VerifyOptions options) {
