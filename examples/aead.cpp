@@ -7,8 +7,10 @@ int main() {
     std::vector<unsigned char> key(32);
     std::vector<unsigned char> nonce(12); // A new one for every message under one key.
     Rng& rng = getDefaultRng();
-    if (!rng.fill(key.data(), 32) || !rng.fill(nonce.data(), 12))
+    if (!rng.fill(key.data(), 32) || !rng.fill(nonce.data(), 12)) {
+        std::cout << "no random bytes are available" << std::endl;
         return 2;
+    }
     std::string const header = "to: Ada"; // Authenticated, and sent unencrypted.
     std::string const letter = "Dear Ada,";
 
@@ -16,8 +18,10 @@ int main() {
     asn1::blob const plaintext = letter;
     AeadParameters const parameters = {key, nonce, {associated.start, associated.finish}};
     std::vector<unsigned char> sealed(letter.size() + aeadTagSize);
-    if (!sealAesGcm(parameters, {plaintext.start, plaintext.finish}, sealed))
+    if (!sealAesGcm(parameters, {plaintext.start, plaintext.finish}, sealed)) {
+        std::cout << "the parameters have the wrong sizes" << std::endl;
         return 2;
+    }
 
     std::vector<unsigned char> opened(letter.size());
     bool const isOpened = openAesGcm(parameters, sealed, opened);

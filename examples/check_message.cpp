@@ -5,9 +5,17 @@
 #include <iostream>
 #include <iterator>
 
-int main(int, char** arguments) { // message in DER, folder of CAs
+int main(int count, char** arguments) {
+    if (count != 3) {
+        std::cout << "usage: check_message MESSAGE FOLDER-OF-CAS" << std::endl;
+        return 3;
+    }
     std::ifstream file(arguments[1], std::ios::binary);
     std::string const bytes{std::istreambuf_iterator<char>(file), {}};
+    if (!file) {
+        std::cout << arguments[1] << ": cannot be read" << std::endl;
+        return 2;
+    }
     PKCS7SignedData message;
     Refusal refusal;
     if (!message.parse(bytes, &refusal)) {

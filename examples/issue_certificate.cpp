@@ -4,15 +4,31 @@
 
 #include <iostream>
 
-int main(int, char** arguments) { // CA certificate, CA key, request
+namespace {
+
+/// Prints why a file cannot be used. Returns the exit status.
+int cannotUse(char const* path, Refusal const& refusal) {
+    std::cout << path << ": " << printable(refusal.str()) << std::endl;
+    return 2;
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    if (count != 4) {
+        std::cout << "usage: issue_certificate CA-CERTIFICATE CA-KEY REQUEST" << std::endl;
+        return 3;
+    }
     Refusal refusal;
     std::unique_ptr<X509Certificate> const ca = readCertFromFile(arguments[1], &refusal);
+    if (!ca)
+        return cannotUse(arguments[1], refusal);
     std::unique_ptr<PrivateKey> const caKey = readPrivateKeyFromFile(arguments[2], &refusal, {});
+    if (!caKey)
+        return cannotUse(arguments[2], refusal);
     std::unique_ptr<X509Req> const request = readReqFromFile(arguments[3], &refusal);
-    if (!ca || !caKey || !request) {
-        std::cout << printable(refusal.str()) << std::endl;
-        return 2;
-    }
+    if (!request)
+        return cannotUse(arguments[3], refusal);
     if (!request->verifyOwnSignature()) {
         std::cout << "the request is not signed with its own key" << std::endl;
         return 1;
@@ -20,8 +36,10 @@ int main(int, char** arguments) { // CA certificate, CA key, request
 
     X509Certificate certificate;
     certificate.serialNumber.resize(16);
-    if (!getDefaultRng().fill(certificate.serialNumber.data(), 16))
+    if (!getDefaultRng().fill(certificate.serialNumber.data(), 16)) {
+        std::cout << "no random bytes are available" << std::endl;
         return 2;
+    }
     // A positive number of 16 octets.
     certificate.serialNumber[0] = (certificate.serialNumber[0] & 0x3f) | 0x40;
     certificate.setIssuer(ca->subjectBytes());

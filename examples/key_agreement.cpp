@@ -28,8 +28,10 @@ Bytes deriveKey(PrivateKey const& own, PublicKey const& peer, Bytes const& trans
 int main() {
     X25519PrivateKey ada;
     X25519PrivateKey bob;
-    if (!ada.generatePrivKey(getDefaultRng()) || !bob.generatePrivKey(getDefaultRng()))
+    if (!ada.generatePrivKey(getDefaultRng()) || !bob.generatePrivKey(getDefaultRng())) {
+        std::cout << "no random bytes are available" << std::endl;
         return 2;
+    }
 
     // Each side sends its public key. Another mechanism authenticates the sender, for example a signature
     // over both.

@@ -3,11 +3,17 @@
 
 #include <iostream>
 
-int main(int, char** arguments) { // host name
+int main(int count, char** arguments) {
+    if (count != 2) {
+        std::cout << "usage: make_request HOST" << std::endl;
+        return 3;
+    }
     EcPrivateKey key;
     key.curve = Curve::p256;
-    if (!key.generatePrivKey(getDefaultRng()))
+    if (!key.generatePrivKey(getDefaultRng())) {
+        std::cout << "no random bytes are available" << std::endl;
         return 2;
+    }
 
     Refusal refusal;
     GeneralName host;

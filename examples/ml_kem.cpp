@@ -6,8 +6,10 @@
 
 int main() {
     MLKEMDecap receiver;
-    if (!receiver.generate())
+    if (!receiver.generate()) {
+        std::cout << "no random bytes are available" << std::endl;
         return 2;
+    }
     // The receiver publishes this.
     std::vector<unsigned char> const publicKey = encodeMlkemPublicKey(receiver);
 

@@ -5,9 +5,17 @@
 #include <iostream>
 #include <iterator>
 
-int main(int, char** arguments) { // file, password
+int main(int count, char** arguments) {
+    if (count != 3) {
+        std::cout << "usage: open_pkcs12 FILE PASSWORD" << std::endl;
+        return 3;
+    }
     std::ifstream file(arguments[1], std::ios::binary);
     std::string const bytes{std::istreambuf_iterator<char>(file), {}};
+    if (!file) {
+        std::cout << arguments[1] << ": cannot be read" << std::endl;
+        return 2;
+    }
 
     PKCS12Options options;
     options.ber = true;

@@ -30,16 +30,26 @@ private:
     std::map<std::string, std::shared_ptr<X509Certificate>> bySubject;
 };
 
+/// Prints why a file cannot be used. Returns the exit status.
+int cannotUse(char const* path, Refusal const& refusal) {
+    std::cout << path << ": " << printable(refusal.str()) << std::endl;
+    return 2;
+}
+
 } // namespace
 
-int main(int, char** arguments) { // chain.pem, root.pem
+int main(int count, char** arguments) {
+    if (count != 3) {
+        std::cout << "usage: own_store CHAIN ROOT" << std::endl;
+        return 3;
+    }
     Refusal refusal;
     CertificateChain chain = readCertChainFromFile(arguments[1], &refusal);
+    if (refusal)
+        return cannotUse(arguments[1], refusal);
     std::shared_ptr<X509Certificate> const root = readCertFromFile(arguments[2], &refusal);
-    if (chain.empty() || !root) {
-        std::cout << printable(refusal.str()) << std::endl;
-        return 2;
-    }
+    if (!root)
+        return cannotUse(arguments[2], refusal);
     TableStore store;
     store.add(root);
 

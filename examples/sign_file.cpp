@@ -6,7 +6,11 @@
 #include <iostream>
 #include <iterator>
 
-int main(int, char** arguments) { // private key, file, signature
+int main(int count, char** arguments) {
+    if (count != 4) {
+        std::cout << "usage: sign_file KEY FILE SIGNATURE" << std::endl;
+        return 3;
+    }
     Refusal refusal;
     std::unique_ptr<PrivateKey> const key = readPrivateKeyFromFile(arguments[1], &refusal, {});
     if (!key) {

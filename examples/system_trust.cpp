@@ -4,7 +4,11 @@
 
 #include <iostream>
 
-int main(int, char** arguments) { // chain.pem, host name
+int main(int count, char** arguments) {
+    if (count != 3) {
+        std::cout << "usage: system_trust CHAIN HOST" << std::endl;
+        return 3;
+    }
     CertificateMemoryStore store;
     std::vector<LoadRefusal> leftOut;
     store.loadFromCerm(CermEntry::everyUse, false, &leftOut);

@@ -3,7 +3,11 @@
 
 #include <iostream>
 
-int main(int, char** arguments) { // chain.pem, folder of CAs, host name
+int main(int count, char** arguments) {
+    if (count != 4) {
+        std::cout << "usage: validate_chain CHAIN FOLDER-OF-CAS HOST" << std::endl;
+        return 3;
+    }
     Refusal refusal;
     CertificateChain const chain = readCertChainFromFile(arguments[1], &refusal);
     if (refusal) {

@@ -5,7 +5,11 @@
 #include <iostream>
 #include <iterator>
 
-int main(int, char** arguments) { // public key or certificate, file, signature
+int main(int count, char** arguments) {
+    if (count != 4) {
+        std::cout << "usage: verify_file KEY-OR-CERTIFICATE FILE SIGNATURE" << std::endl;
+        return 3;
+    }
     Refusal refusal;
     KeyFileOptions forms;
     forms.fromCertificates = true;
@@ -19,7 +23,7 @@ int main(int, char** arguments) { // public key or certificate, file, signature
     std::string const message{std::istreambuf_iterator<char>(file), {}};
     std::string const signature{std::istreambuf_iterator<char>(signatureFile), {}};
     if (!file || !signatureFile) {
-        std::cout << "a file cannot be read" << std::endl;
+        std::cout << arguments[file ? 3 : 2] << ": cannot be read" << std::endl;
         return 2;
     }
 

@@ -83,6 +83,24 @@ class ExamplesTest(ProgramTest):
         self.expect_example(1, "issuer|trust", "validate_chain", "host.pem", "nobody", "www.example.test")
         self.expect_example(2, "^broken.pem: ", "validate_chain", "broken.pem", "cas", "www.example.test")
 
+    def test_wrong_usage(self):
+        for name in ("check_message", "issue_certificate", "make_request", "open_pkcs12", "own_store", "sign_file",
+                     "system_trust", "time_stamp", "validate_chain", "verify_file"):
+            with self.subTest(name):
+                self.expect_example(3, f"^usage: {name} [A-Z]", name)
+
+    def test_missing_files_are_named(self):
+        self.expect_example(2, "^missing: ", "check_message", "missing", "people")
+        self.expect_example(2, "^missing: ", "open_pkcs12", "missing", "secret")
+        self.expect_example(2, "^missing: ", "time_stamp", "missing", "letter.txt", "cas")
+        self.expect_example(2, "^missing: ", "time_stamp", "letter.txt", "missing", "cas")
+        self.expect_example(2, "^missing: ", "verify_file", "root.pem", "letter.txt", "missing")
+        self.expect_example(2, "^missing: ", "own_store", "missing", "root.pem")
+        self.expect_example(2, "^missing: ", "own_store", "host.pem", "missing")
+        self.expect_example(2, "^missing: ", "issue_certificate", "missing", "root.key", "host.csr")
+        self.expect_example(2, "^missing: ", "issue_certificate", "root.pem", "missing", "host.csr")
+        self.expect_example(2, "^missing: ", "issue_certificate", "root.pem", "root.key", "missing")
+
     def test_own_store(self):
         self.expect_example(0, "CN=www.example.test\n.*CN=root\nvalid\n$", "own_store", "host.pem", "root.pem")
         self.expect_example(1, "CN=www.example.test\n", "own_store", "host.pem", "mail.pem")
