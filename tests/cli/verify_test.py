@@ -627,7 +627,7 @@ class VerifyTest(ProgramTest):
         for arguments in (["--help"], ["store", "--help"], ["store", "list", "--help"]):
             self.assertIn("sealkit", self.expect(0, *arguments).out)
         self.assertIn("a verb is missing", self.expect(3).err)
-        self.assertIn("CHAIN", self.expect(3, "verify").err)
+        self.assertIn("CHAIN is required: name a file", self.expect(3, "verify").err)
 
     def test_help(self):
         self.assertIn("Usage: sealkit store set ", self.expect(0, "store", "set", "--help").out)

@@ -164,7 +164,7 @@ int verify(VerifyOptions options) {
     if (options.each && options.explain)
         return wrongUsage("--explain cannot be combined with --each");
     if (options.chains.empty() && !options.each)
-        return wrongUsage("CHAIN is required");
+        return wrongUsage("CHAIN is required: name a file of certificates, or - for standard input");
     if (options.chains.empty())
         options.chains = {"-"};
     std::vector<std::string_view> files(options.chains.begin(), options.chains.end());
