@@ -373,7 +373,7 @@ constexpr char ciphers[] =
     "  aes-ctr               16, 24, 32  16          up to 64 GiB\n"
     "  aes-cfb               16          16          any\n"
     "  des-ede3-cbc          24          8           padded to whole blocks; 3des-cbc is another name\n"
-    "  des-cbc               8           8           padded to whole blocks; for old files alone\n"
+    "  des-cbc               8           8           padded to whole blocks; only for old files\n"
     "  null                  none        1           no protection at all\n"
     "Names with the size of the key in bits, such as aes-256-cbc, also check the size of the\n"
     "key. (aes-256-siv takes two such keys.) Only aes-gcm and aes-siv detect changes; with\n"
