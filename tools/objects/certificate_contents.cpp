@@ -81,7 +81,7 @@ std::optional<Validity> ValidityOptions::read(std::int64_t seconds) const {
     validity.isStartAsked = !from.empty();
     validity.isEndAsked = end || days;
     if (validity.notAfter <= validity.notBefore) {
-        wrongUsage("the certificate would end before it begins");
+        wrongUsage("the certificate would end before it begins: change --days, --from or --to");
         return std::nullopt;
     }
     if (!isWritableTime(validity.notBefore) || !isWritableTime(validity.notAfter))
