@@ -339,6 +339,11 @@ def of_x509(option):
     return lambda side: side.openssl("x509", "-in", "www.pem", "-noout", "-sha256", option).strip().partition("=")[2]
 
 
+def serial_number(side):
+    """Without leading zeros, as keytool writes it."""
+    return of_x509("-serial")(side).lstrip("0")
+
+
 def modulus(side):
     return side.openssl("rsa", "-in", "ada.key", "-noout", "-modulus").partition("=")[2][:64]
 
@@ -349,7 +354,7 @@ def prime(side):
 
 
 for heading in ("Show a certificate", "Show a certificate with certtool", "Show a certificate with keytool"):
-    shows(heading, of_x509("-serial"), "www.acme.example", "Acme root", lambda side: of_x509("-enddate")(side).split()[3])
+    shows(heading, serial_number, "www.acme.example", "Acme root", lambda side: of_x509("-enddate")(side).split()[3])
 shows("Show a fingerprint", of_x509("-fingerprint"))
 shows("Show a request", "CN", "www.acme.example", "DNS", "P256")
 shows("Show a CRL", "Acme root", "CRL number")
@@ -357,7 +362,7 @@ shows("Show a private key", modulus, prime)
 shows("Show a public key", modulus, "65537")
 shows("Show the certificates of a bundle", "www.acme.example", "Acme root")
 shows("See how a PKCS#12 file is protected", "10000", "SHA256", "AES-256-CBC", "PBKDF2")
-shows("List a keystore", "www.acme.example", "Acme root", of_x509("-serial"), of_x509("-fingerprint"))
+shows("List a keystore", "www.acme.example", "Acme root", serial_number, of_x509("-fingerprint"))
 
 
 @compares("See when a certificate ends")
