@@ -119,8 +119,8 @@ std::vector<unsigned char> attributeOid(std::string_view name) {
     return parseOid(type != std::end(attributeTypes) ? type->oid : name);
 }
 
-/// Replaces placeholders in braces in a value. If a replacement is missing, returns false and sets `*value`
-/// to the placeholder.
+/// Replaces attributes in braces in a value by those of another name. If that name lacks one, returns false
+/// and sets `*value` to that attribute.
 using FillIn = std::function<bool(std::string* value)>;
 
 /// Writes one attribute as a separate set.
